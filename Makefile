@@ -1,0 +1,78 @@
+# Short names for the usual tasks. The build itself is CMake's; see CMakePresets.json.
+
+JOBS ?= 2
+PREFIX ?= /usr/local
+FUZZ_SECONDS ?= 60
+DEPENDENCIES := ./cmake/installDependencies.sh
+SOURCE_DIRS := zqManipulator apps examples tests benchmarks fuzz
+CXX_FILES = $(shell find $(SOURCE_DIRS) -name '*.h' -o -name '*.cpp')
+
+.DEFAULT_GOAL := help
+.PHONY: help run test asan bench fuzz headers format format-check tidy docs install clean
+
+help: ## Tell what there is to make
+	@sed -n 's/^\([a-z-]*\):.*## /  make \1\t/p' $(MAKEFILE_LIST) | expand -t 23
+
+run: ## Build and run the example jointDocument
+	@$(DEPENDENCIES)
+	cmake --preset release
+	cmake --build --preset release -j $(JOBS) --target jointDocument
+	./build/release/examples/jointDocument
+
+test: ## Build everything and run all tests
+	@$(DEPENDENCIES)
+	cmake --preset release
+	cmake --build --preset release -j $(JOBS)
+	ctest --preset release -j $(JOBS)
+
+asan: ## Run the tests under AddressSanitizer and UndefinedBehaviorSanitizer
+	@$(DEPENDENCIES)
+	cmake --preset asan
+	cmake --build --preset asan -j $(JOBS)
+	ctest --preset asan -j $(JOBS)
+
+bench: ## Run the benchmarks
+	@$(DEPENDENCIES) libbenchmark-dev
+	cmake --preset release -D ZQ_BUILD_BENCHMARKS=ON
+	cmake --build --preset release -j $(JOBS) --target benchmarks
+	@set -e; for benchmark in build/release/benchmarks/*Benchmark; do "$$benchmark"; done
+
+fuzz: ## Run each fuzz target for FUZZ_SECONDS (60)
+	@$(DEPENDENCIES) clang
+	cmake --preset fuzz
+	cmake --build --preset fuzz -j $(JOBS)
+	@mkdir -p build/fuzz/corpus
+	./build/fuzz/fuzz/fuzzReader -max_total_time=$(FUZZ_SECONDS) build/fuzz/corpus \
+	   $(wildcard fuzz/corpus)
+
+headers: ## Check that each public header compiles by itself
+	@$(DEPENDENCIES)
+	cmake --preset release
+	cmake --build --preset release -j $(JOBS) --target all_verify_interface_header_sets
+
+format: ## Lay out all C++ with clang-format
+	@$(DEPENDENCIES) clang-format
+	clang-format -i $(CXX_FILES)
+
+format-check: ## Tell what clang-format would change
+	@$(DEPENDENCIES) clang-format
+	clang-format --dry-run --Werror $(CXX_FILES)
+
+tidy: ## Check the library, applications and examples with clang-tidy
+	@$(DEPENDENCIES) clang-tidy
+	cmake --preset release
+	run-clang-tidy -quiet -p build/release -j $(JOBS) '^$(CURDIR)/(zqManipulator|apps|examples)/'
+
+docs: ## Write the reference to build/docs/html
+	@$(DEPENDENCIES) doxygen
+	@mkdir -p build/docs
+	doxygen docs/Doxyfile
+
+install: ## Install below PREFIX (/usr/local)
+	@$(DEPENDENCIES)
+	cmake --preset release
+	cmake --build --preset release -j $(JOBS)
+	cmake --install build/release --prefix $(PREFIX)
+
+clean: ## Remove everything built
+	rm -rf build
