@@ -1,0 +1,440 @@
+#include "support/logCapture.h"
+#include "support/randomValues.h"
+#include "zqManipulator/foundation/algebra/ZqReArray.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <utility>
+
+namespace
+{
+constexpr ZqReal epsilon = std::numeric_limits<ZqReal>::epsilon();
+constexpr ZqReal nan = std::numeric_limits<ZqReal>::quiet_NaN();
+
+/// Rounding of sums over n products of numbers up to n.
+ZqReal tolerance(ZqU32 n)
+{
+   return 20.0 * epsilon * (n + 1) * (n + 1);
+}
+
+/// The product by its definition.
+ZqReArray product(const ZqReArray& A, const ZqReArray& B)
+{
+   ZqReArray result(A.rows(), B.columns());
+   for (ZqU32 i = 0; i < A.rows(); ++i)
+      for (ZqU32 j = 0; j < B.columns(); ++j)
+         for (ZqU32 k = 0; k < A.columns(); ++k)
+            result[i][j] += A[i][k] * B[k][j];
+   return result;
+}
+
+/// Sizes around the steps of the unrolled loops, and one beyond the local work space.
+const ZqU32 sizes[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 13, 31, 133};
+
+TEST(ReArray, ProductsAgreeWithTheDefinition)
+{
+   zqTest::RandomValues random(20);
+   for (int sample = 0; sample < 300; ++sample)
+   {
+      const ZqU32 r = random.index(0, 10);
+      const ZqU32 c = random.index(0, 10);
+      const ZqU32 k = random.index(0, 3);
+      const ZqReArray A = random.array(r, c);
+      const ZqReArray T = A.transpose();
+      const ZqReArray right = random.array(c, k);
+      const ZqReArray left = random.array(r, k);
+      const ZqReArray wide = random.array(k, c);
+      const ZqReArray inner = random.array(c, c);
+      const ZqReArray outer = random.array(r, r);
+      ZqReArray X = random.array(3, 3);
+      EXPECT_TRUE((A * right).approxEq(product(A, right), tolerance(10)));
+      EXPECT_TRUE(A.leftTransposeMultiply(left, X));
+      EXPECT_TRUE(X.approxEq(product(T, left), tolerance(10)));
+      EXPECT_TRUE(A.multiplyByTranspose(wide, X));
+      EXPECT_TRUE(X.approxEq(product(A, wide.transpose()), tolerance(10)));
+      A.transposeTimesSelf(X);
+      EXPECT_TRUE(X.approxEq(product(T, A), tolerance(10)));
+      A.transform(inner, X);
+      EXPECT_TRUE(X.approxEq(product(product(A, inner), T), tolerance(10)));
+      A.leftTransposeTransform(outer, X);
+      EXPECT_TRUE(X.approxEq(product(product(T, outer), A), tolerance(10)));
+      EXPECT_EQ(A - T.transpose() * 2.0 + A, ZqReArray(r, c));
+   }
+   const ZqReArray A = random.array(150, 140);
+   ZqReArray X;
+   A.transform(ZqReArray::identity(140), X);
+   EXPECT_TRUE(X.approxEq(product(A, A.transpose()), tolerance(140)));
+   ZqRealVector column(140);
+   column[139] = 2.0;
+   EXPECT_EQ((A * column)[149], 2.0 * A[149][139]);
+}
+
+TEST(ReArray, ResultMayBeAnOperand)
+{
+   zqTest::RandomValues random(21);
+   const ZqReArray A = random.array(5, 5);
+   const ZqReArray M = random.positiveDefinite(5);
+   ZqReArray L;
+   M.choleskyFactor(L);
+   ZqReArray LU = A;
+   std::vector<ZqU32> indices;
+   LU.luFactor(indices);
+   using Operation = std::function<void(const ZqReArray&, const ZqReArray&, ZqReArray&)>;
+   const std::pair<const ZqReArray&, Operation> cases[] = {
+      {A, [](const auto& a, const auto& b, auto& x) { a.multiply(b, x); }},
+      {A, [](const auto& a, const auto& b, auto& x) { a.leftTransposeMultiply(b, x); }},
+      {A, [](const auto& a, const auto& b, auto& x) { a.multiplyByTranspose(b, x); }},
+      {A, [](const auto& a, const auto& b, auto& x) { a.transform(b, x); }},
+      {A, [](const auto& a, const auto& b, auto& x) { a.leftTransposeTransform(b, x); }},
+      {A, [](const auto& a, const auto&, auto& x) { a.transposeTimesSelf(x); }},
+      {A, [](const auto& a, const auto&, auto& x) { a.transpose(x); }},
+      {M, [](const auto& a, const auto&, auto& x) { a.choleskyFactor(x); }},
+      {L, [](const auto& a, const auto& b, auto& x) { a.choleskySolve(b, x); }},
+      {L, [](const auto& a, const auto& b, auto& x) { a.choleskySolveTranspose(b, x); }},
+      {L, [](const auto& a, const auto& b, auto& x) { a.lowerSolveTranspose(b, x); }},
+      {LU, [&](const auto& a, const auto& b, auto& x) { a.luSolve(indices, b, x); }},
+   };
+   const ZqReArray B = random.array(5, 5);
+   for (const auto& [a, operation] : cases)
+   {
+      ZqReArray expected;
+      operation(a, B, expected);
+      ZqReArray first = a;
+      operation(first, B, first);
+      EXPECT_EQ(first, expected);
+      ZqReArray second = B;
+      operation(a, second, second);
+      EXPECT_EQ(second, expected);
+   }
+   ZqReArray sum = A;
+   sum += sum;
+   EXPECT_EQ(sum, A * 2.0);
+   const ZqReArray& same = sum;
+   sum -= same;
+   EXPECT_EQ(sum, ZqReArray(5, 5));
+}
+
+TEST(ReArray, ResizeKeepsRowsAndCapacity)
+{
+   zqTest::RandomValues random(22);
+   const ZqReArray A = random.array(3, 4);
+   ZqReArray B = A;
+   B.resize(5, ZqRealVector{1.0, 2.0, 3.0, 4.0});
+   for (ZqU32 i = 0; i < 5; ++i)
+      for (ZqU32 j = 0; j < 4; ++j)
+         EXPECT_EQ(B[i][j], i < 3 ? A[i][j] : j + 1.0);
+   // Cut to two columns, then filled up with a zero.
+   B.resize(2, ZqRealVector{7.0, 8.0});
+   B.resize(3, ZqRealVector{5.0, 6.0, 7.0});
+   for (ZqU32 j = 0; j < 3; ++j)
+   {
+      EXPECT_EQ(B[1][j], j < 2 ? A[1][j] : 0.0);
+      EXPECT_EQ(B[2][j], j + 5.0);
+   }
+
+   ZqReArray work = random.array(8, 8);
+   const ZqReal* const storage = work.data();
+   work.resize(2, 3);
+   work = A;
+   A.transpose(work);
+   work.setToZeros(8, 8);
+   EXPECT_EQ(work, ZqReArray(8, 8));
+   EXPECT_EQ(work.data(), storage);
+
+   ZqReArray target = std::move(work);
+   EXPECT_EQ(work, ZqReArray()); // NOLINT: a moved array is empty
+   EXPECT_EQ(target.data(), storage);
+   EXPECT_FALSE(ZqReArray(2, 3) == ZqReArray(3, 2));
+}
+
+TEST(ReArray, CholeskySolvesAgreeWithTheMatrix)
+{
+   zqTest::RandomValues random(23);
+   for (const ZqU32 n : sizes)
+   {
+      const ZqReArray M = random.positiveDefinite(n);
+      ZqReArray L = M;
+      // What stands above the diagonal is not read.
+      for (ZqU32 i = 0; i < n; ++i)
+         std::fill(L[i].begin() + i + 1, L[i].end(), nan);
+      ASSERT_TRUE(L.choleskyFactor(L)) << n;
+      for (ZqU32 i = 0; i < n; ++i)
+         EXPECT_TRUE(
+            std::all_of(L[i].begin() + i + 1, L[i].end(), [](ZqReal x) { return x == 0.0; }));
+      EXPECT_TRUE(product(L, L.transpose()).approxEq(M, tolerance(n))) << n;
+
+      for (const ZqU32 k : {0U, 1U, 2U, 6U})
+      {
+         const ZqReArray B = random.array(k, n);
+         ZqReArray X;
+         ZqReArray Y;
+         ASSERT_TRUE(L.choleskySolveTranspose(B, X));
+         EXPECT_TRUE(product(M, X).approxEq(B.transpose(), tolerance(n))) << n;
+         ASSERT_TRUE(L.choleskySolve(B.transpose(), Y));
+         EXPECT_EQ(X, Y);
+         ASSERT_TRUE(L.lowerSolveTranspose(B, X));
+         EXPECT_TRUE(product(L, X).approxEq(B.transpose(), tolerance(n))) << n;
+      }
+   }
+}
+
+TEST(ReArray, CholeskyOfConstraintsStatedTwiceSolvesThem)
+{
+   zqTest::RandomValues random(24);
+   for (int sample = 0; sample < 100; ++sample)
+   {
+      // Rows 1 and 4 of G depend on the others, so that G G^T has two pivots of rounding alone.
+      ZqReArray G = random.array(6, 9);
+      for (ZqU32 j = 0; j < 9; ++j)
+      {
+         G[1][j] = -2.0 * G[0][j];
+         G[4][j] = G[2][j] + 0.3 * G[3][j];
+      }
+      ZqReArray A;
+      ZqReArray L;
+      G.multiplyByTranspose(G, A);
+      const ZqReArray b = A * random.array(6, 2);
+      EXPECT_FALSE(A.choleskyFactor(L));
+      EXPECT_TRUE(L[1][1] == 0.0 && L[4][4] == 0.0);
+      ZqReArray x;
+      ASSERT_TRUE(L.choleskySolve(b, x));
+      EXPECT_TRUE((A * x).approxEq(b, 1e-10));
+   }
+}
+
+TEST(ReArray, CholeskyRefusesWhatIsNotPositiveDefinite)
+{
+   for (const ZqU32 n : {1U, 3U, 7U, 20U})
+      for (ZqU32 i = 0; i < n; ++i)
+         for (const ZqReal bad : {0.0, 5e-324, -1.0, nan, std::numeric_limits<ZqReal>::infinity()})
+         {
+            ZqReArray M = ZqReArray::identity(n);
+            M[i][i] = bad;
+            ZqReArray L;
+            EXPECT_FALSE(M.choleskyFactor(L));
+            // What is not a number does not turn into one in a solution.
+            ZqReArray x;
+            EXPECT_TRUE(L.choleskySolve(ZqReArray(n, 1), x));
+            EXPECT_EQ(std::isnan(x[i][0]), !std::isfinite(bad));
+         }
+}
+
+TEST(ReArray, LuSolvesAndReproducesThePermutedMatrix)
+{
+   zqTest::RandomValues random(25);
+   for (const ZqU32 n : sizes)
+   {
+      // With zeros on the diagonal, so that rows must be exchanged.
+      ZqReArray A = random.array(n, n);
+      for (ZqU32 i = 0; i + 1 < n; ++i)
+         A[i][i] = 0.0;
+      ZqReArray F = A;
+      std::vector<ZqU32> indices;
+      ASSERT_TRUE(F.luFactor(indices)) << n;
+      ZqReArray L = ZqReArray::identity(n);
+      ZqReArray U(n, n);
+      for (ZqU32 i = 0; i < n; ++i)
+         for (ZqU32 j = 0; j < n; ++j)
+            (j < i ? L : U)[i][j] = F[i][j];
+      const ZqReArray LU = product(L, U);
+      for (ZqU32 i = 0; i < n; ++i)
+         for (ZqU32 j = 0; j < n; ++j)
+         {
+            EXPECT_NEAR(LU[i][j], A[indices[i]][j], tolerance(n));
+            EXPECT_LE(std::abs(L[i][j]), 1.0);
+         }
+      const ZqReArray b = random.array(n, 3);
+      ZqReArray x;
+      ASSERT_TRUE(F.luSolve(indices, b, x));
+      // The residual of a stable solution is small against the solution, however ill the matrix.
+      ZqReal size = 1.0;
+      for (ZqU32 i = 0; i < n; ++i)
+         for (const ZqReal value : x[i])
+            size = std::max(size, std::abs(value));
+      EXPECT_TRUE(product(A, x).approxEq(b, size * tolerance(n))) << n;
+   }
+   ZqReArray singular = ZqReArray::identity(4);
+   singular[2][2] = 0.0;
+   std::vector<ZqU32> indices;
+   EXPECT_FALSE(singular.luFactor(indices));
+   ZqReArray notFinite = ZqReArray::identity(4);
+   notFinite[3][0] = nan;
+   EXPECT_FALSE(notFinite.luFactor(indices));
+}
+
+/// A random r x c matrix of the given rank in the corner of a square array, as its user sets it up.
+struct KernelCase
+{
+   KernelCase(zqTest::RandomValues& random, ZqU32 r, ZqU32 c, ZqU32 rank)
+      : J(random.array(r, rank) * random.array(rank, c)), work(std::max(r, c), std::max(r, c))
+   {
+      fill(nan);
+   }
+   /// Sets what surrounds the matrix to a value that must not matter.
+   void fill(ZqReal outside)
+   {
+      for (ZqU32 i = 0; i < work.rows(); ++i)
+         for (ZqU32 j = 0; j < work.columns(); ++j)
+            work[i][j] = i < J.rows() && j < J.columns() ? J[i][j] : outside;
+   }
+   ZqReArray J;
+   ZqReArray work;
+};
+
+void expectKernelAndFactors(const ZqReArray& J, ZqU32 rank, const ZqReArray& F, const ZqReArray& N,
+                            const std::vector<ZqU32>& indices)
+{
+   const ZqU32 m = F.rows();
+   const ZqU32 c = J.columns();
+   ASSERT_EQ(N.rows(), c);
+   ASSERT_EQ(N.columns(), c - rank);
+   ASSERT_EQ(indices.size(), 2 * m);
+
+   // In the kernel, relative to the size of the basis, and linearly independent.
+   ZqReal size = 1.0;
+   for (ZqU32 i = 0; i < c; ++i)
+      for (const ZqReal value : N[i])
+         size = std::max(size, std::abs(value));
+   EXPECT_TRUE(product(J, N).approxEq(ZqReArray(J.rows(), c - rank), 100.0 * size * tolerance(m)));
+   ZqReArray gram;
+   ZqReArray factor;
+   N.transposeTimesSelf(gram);
+   EXPECT_TRUE(gram.choleskyFactor(factor));
+
+   ZqReArray L = ZqReArray::identity(m);
+   ZqReArray U(m, m);
+   for (ZqU32 i = 0; i < m; ++i)
+      for (ZqU32 j = 0; j < m; ++j)
+         (j < i ? L : U)[i][j] = F[i][j];
+   const ZqReArray LU = product(L, U);
+   for (ZqU32 i = 0; i < m; ++i)
+   {
+      EXPECT_EQ(U[i][i] != 0.0, i < rank);
+      for (ZqU32 j = 0; j < m; ++j)
+      {
+         const ZqU32 row = indices[i];
+         const ZqU32 column = indices[m + j];
+         const ZqReal expected = row < J.rows() && column < c ? J[row][column] : 0.0;
+         EXPECT_NEAR(LU[i][j], expected, tolerance(m));
+      }
+   }
+}
+
+TEST(ReArray, NullSpaceSpansTheKernelAtAnyRank)
+{
+   zqTest::RandomValues random(26);
+   for (int sample = 0; sample < 300; ++sample)
+   {
+      const ZqU32 r = random.index(0, 8);
+      const ZqU32 c = random.index(1, 12);
+      const ZqU32 rank = random.index(0, std::min(r, c));
+      KernelCase example(random, r, c, rank);
+      ZqReArray N;
+      std::vector<ZqU32> indices;
+      ASSERT_TRUE(example.work.nullSpaceAndLu(N, r, indices, c));
+      expectKernelAndFactors(example.J, rank, example.work, N, indices);
+   }
+   // Without a number of columns, those of zeros beside a tall matrix count as well.
+   KernelCase tall(random, 6, 4, 4);
+   tall.fill(0.0);
+   ZqReArray N;
+   std::vector<ZqU32> indices;
+   ASSERT_TRUE(tall.work.nullSpaceAndLu(N, 6, indices));
+   EXPECT_EQ(N.rows(), 6U);
+   EXPECT_EQ(N.columns(), 2U);
+}
+
+TEST(ReArray, SparseNullSpaceIsTheDenseOne)
+{
+   zqTest::RandomValues random(27);
+   for (int sample = 0; sample < 300; ++sample)
+   {
+      const ZqU32 r = random.index(1, 8);
+      const ZqU32 c = random.index(1, 14);
+      KernelCase example(random, r, c, std::min(r, c));
+      std::vector<ZqU32> zeroStart;
+      std::vector<ZqU32> sparsityIndices;
+      for (ZqU32 i = 0; i < r; ++i)
+      {
+         zeroStart.push_back(random.index(0, c));
+         sparsityIndices.push_back(random.index(0, zeroStart.back()));
+         for (ZqU32 j = 0; j < c; ++j)
+            if (j < sparsityIndices[i] || j >= zeroStart[i])
+               example.J[i][j] = 0.0;
+      }
+      // Lists may end early.
+      zeroStart.resize(random.index(0, r));
+      example.fill(0.0);
+      ZqReArray dense = example.work;
+      ZqReArray denseN;
+      std::vector<ZqU32> denseIndices;
+      ASSERT_TRUE(dense.nullSpaceAndLu(denseN, r, denseIndices, c));
+      // The zeros are not even looked at.
+      for (ZqU32 i = 0; i < r; ++i)
+         for (ZqU32 j = 0; j < c; ++j)
+            if (j < sparsityIndices[i] || (i < zeroStart.size() && j >= zeroStart[i]))
+               example.work[i][j] = nan;
+      ZqReArray N;
+      std::vector<ZqU32> indices;
+      ASSERT_TRUE(example.work.sparseNullSpaceAndLu(N, r, indices, zeroStart, sparsityIndices, c));
+      EXPECT_EQ(example.work, dense);
+      EXPECT_EQ(N, denseN);
+      EXPECT_EQ(indices, denseIndices);
+   }
+}
+
+TEST(ReArray, SizesThatDoNotFitAreRejected)
+{
+   const ZqReArray A(2, 3);
+   const ZqReArray B(2, 2);
+   std::vector<ZqU32> indices{0, 9};
+   using Operation = std::function<bool(ZqReArray&)>;
+   const Operation operations[] = {
+      [&](auto& x) { return A.multiply(A, x); },
+      [&](auto& x) { return A.leftTransposeMultiply(ZqReArray(3, 2), x); },
+      [&](auto& x) { return A.multiplyByTranspose(B, x); },
+      [&](auto& x) { return A.transform(B, x), false; },
+      [&](auto& x) { return A.leftTransposeTransform(A, x), false; },
+      [&](auto& x) { return A.choleskyFactor(x); },
+      [&](auto& x) { return B.choleskySolve(ZqReArray(3, 1), x); },
+      [&](auto& x) { return A.choleskySolve(B, x); },
+      [&](auto& x) { return B.choleskySolveTranspose(A, x); },
+      [&](auto& x) { return B.lowerSolveTranspose(A, x); },
+      [&](auto& x) { return B.luSolve(indices, B, x); },
+      [&](auto& x) { return ZqReArray(A).nullSpaceAndLu(x, 2, indices); },
+      [&](auto& x) { return ZqReArray(B).nullSpaceAndLu(x, 3, indices); },
+      [&](auto& x) { return x = A + B, false; },
+      [&](auto& x) { return x = A - B, false; },
+      [&](auto& x) { return x = A * A, false; },
+   };
+   for (const Operation& operation : operations)
+   {
+      zqTest::LogCapture log;
+      ZqReArray result(4, 4);
+      EXPECT_FALSE(operation(result));
+      EXPECT_EQ(result, ZqReArray());
+      EXPECT_EQ(log.size(), 1U);
+      EXPECT_TRUE(log.contains("sizes do not fit"));
+   }
+
+   zqTest::LogCapture log;
+   ZqReArray unchanged = ZqReArray::identity(2);
+   unchanged += A;
+   unchanged -= A;
+   EXPECT_EQ(unchanged, ZqReArray::identity(2));
+   EXPECT_TRUE((A * ZqRealVector(2)).empty());
+   EXPECT_EQ(log.messages()[0].text, "ZqReArray::operator+=: sizes do not fit, 2 x 2 with 2 x 3");
+   EXPECT_EQ(log.messages()[2].text, "ZqReArray::operator*: sizes do not fit, 2 x 3 with 2 x 1");
+
+   // Numbers that are not finite have no kernel.
+   ZqReArray bad = ZqReArray::identity(2);
+   bad[0][1] = nan;
+   ZqReArray N(3, 3);
+   EXPECT_FALSE(bad.nullSpaceAndLu(N, 2, indices));
+   EXPECT_TRUE(N == ZqReArray() && indices.empty());
+}
+} // namespace

@@ -1,0 +1,123 @@
+#include "support/logCapture.h"
+#include "zqManipulator/foundation/log/ZqPrint.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <iomanip>
+#include <ostream>
+#include <stdexcept>
+#include <thread>
+
+namespace
+{
+Zq::Print& print()
+{
+   return Zq::Print::instance();
+}
+
+TEST(Print, MessagesOfAnyLengthArriveWhole)
+{
+   zqTest::LogCapture log;
+   // Around the size of the buffer for short messages, and far beyond it.
+   for (const std::size_t size : {0U, 1U, 509U, 510U, 511U, 512U, 513U, 100000U})
+   {
+      const std::string text(size, 'x');
+      print().write(Zq::Print::Rejected, "<%s>", text.c_str());
+      ASSERT_EQ(log.messages().back().text, "<" + text + ">");
+   }
+   print().write(Zq::Print::XmlFault, nullptr);
+   EXPECT_EQ(log.size(), 8U);
+}
+
+TEST(Print, ThresholdDropsTheLessSevere)
+{
+   zqTest::LogCapture log;
+   print().setThreshold(Zq::Print::Rejected);
+   print().write(Zq::Print::XmlFault, "%d", 3);
+   print().write(Zq::Print::Oddity, "%d", 5);
+   print().ostream(Zq::Print::Oddity, "f()") << "five\n";
+   print().write(Zq::Print::Rejected, "%d", 4);
+   EXPECT_EQ(log.text(), "3\n4\n");
+   EXPECT_EQ(log.messages()[0].type, 3U);
+   EXPECT_EQ(log.messages()[1].type, 4U);
+}
+
+TEST(Print, StreamDeliversLinesInOrder)
+{
+   zqTest::LogCapture log;
+   print().ostream(Zq::Print::XmlFault, "read()") << "one " << 1 << "\ntwo " << std::hex << 255;
+   EXPECT_EQ(log.text(), "read(): one 1\n");
+   print().write(Zq::Print::Rejected, "three");
+   // A state that a caller leaves behind in the stream does not reach the next message.
+   std::ostream& stream = print().ostream(Zq::Print::Oddity, "");
+   stream << 255 << std::flush;
+   stream.setstate(std::ios::failbit);
+   print().ostream(Zq::Print::Oddity, "") << std::setw(4) << 7;
+   print().ostream(Zq::Print::Rejected, "last") << "";
+   print().write(Zq::Print::Rejected, "end");
+   EXPECT_EQ(log.text(), "read(): one 1\nread(): two ff\nthree\n255\n   7\nend\n");
+   EXPECT_EQ(log.messages()[1].type, 3U);
+   EXPECT_EQ(log.messages()[4].type, 5U);
+}
+
+TEST(Print, EachThreadStreamsItsOwnLines)
+{
+   zqTest::LogCapture log;
+   print().ostream(Zq::Print::Rejected, "main") << "half";
+   std::thread([] { print().ostream(Zq::Print::Oddity, "thread") << "whole, at its end"; }).join();
+   print().ostream(Zq::Print::Rejected, "").flush();
+   EXPECT_EQ(log.text(), "thread: whole, at its end\nmain: half\n");
+}
+
+TEST(Print, SinkMayThrowLogAndReplaceItself)
+{
+   zqTest::LogCapture log;
+   const Zq::Print::Sink capture = print().setSink({});
+   int calls = 0;
+   print().setSink(
+      [&](unsigned, std::string_view)
+      {
+         ++calls;
+         if (calls == 1)
+            throw std::runtime_error("sink");
+         print().write(Zq::Print::Rejected, "from within the sink");
+         print().setSink(capture);
+         ++calls;
+      });
+   testing::internal::CaptureStderr();
+   print().write(Zq::Print::Rejected, "dropped");
+   print().write(Zq::Print::Rejected, "replaces the sink");
+   print().write(Zq::Print::Rejected, "captured");
+   EXPECT_EQ(testing::internal::GetCapturedStderr(), "from within the sink\n");
+   EXPECT_EQ(calls, 3);
+   EXPECT_EQ(log.text(), "captured\n");
+}
+
+TEST(Print, DefaultSinkEndsEachMessageWithOneLineFeed)
+{
+   zqTest::LogCapture log;
+   const Zq::Print::Sink capture = print().setSink({});
+   testing::internal::CaptureStderr();
+   print().write(Zq::Print::Rejected, "plain");
+   print().write(Zq::Print::Rejected, "with its own\n");
+   EXPECT_EQ(testing::internal::GetCapturedStderr(), "plain\nwith its own\n");
+   EXPECT_TRUE(log.empty());
+   print().setSink(capture);
+}
+
+TEST(LogCapture, RestoresSinkAndThreshold)
+{
+   zqTest::LogCapture outer;
+   print().setThreshold(Zq::Print::XmlFault);
+   {
+      zqTest::LogCapture inner;
+      print().write(Zq::Print::Oddity, "inner");
+      EXPECT_TRUE(inner.contains("nne"));
+      EXPECT_FALSE(inner.contains("outer"));
+   }
+   print().write(Zq::Print::Oddity, "too mild");
+   print().write(Zq::Print::XmlFault, "outer");
+   EXPECT_EQ(outer.text(), "outer\n");
+}
+} // namespace

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "zqManipulator/foundation/algebra/ZqTypes.h"
+
+#include <cmath>
+
+/// An angle in radians with its sine and cosine, which are computed once, when the value is set.
+/// Any real number is kept as it is: nothing wraps. Angles compare by value, through the conversion.
+class ZqAngle
+{
+public:
+   constexpr ZqAngle() noexcept = default;
+   ZqAngle(ZqReal value) noexcept : m_value(value), m_sin(std::sin(value)), m_cos(std::cos(value))
+   {
+   }
+
+   constexpr operator ZqReal() const noexcept { return m_value; }
+   constexpr const ZqReal& sin() const noexcept { return m_sin; }
+   constexpr const ZqReal& cos() const noexcept { return m_cos; }
+
+private:
+   ZqReal m_value = 0.0;
+   ZqReal m_sin = 0.0;
+   ZqReal m_cos = 1.0;
+};
