@@ -1,0 +1,69 @@
+#include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
+
+#include "zqManipulator/foundation/spatial/ZqGeneralMotion.h"
+#include "zqManipulator/foundation/spatial/ZqSpatialBinary.h"
+
+#include <cmath>
+
+bool ZqCoordinateSystemTransformation::read(ZqXmlReader& reader)
+{
+   const bool succeeded = ZqXmlCompoundType::read(reader);
+   setModeFromNumbers();
+   return succeeded;
+}
+
+const ZqCoordinateSystemTransformation& ZqCoordinateSystemTransformation::identity() noexcept
+{
+   // Never destroyed, so that it serves the destructors of static objects as well.
+   static const auto& object = *new ZqCoordinateSystemTransformation();
+   return object;
+}
+
+void ZqCoordinateSystemTransformation::setModeFromNumbers() noexcept
+{
+   m_mode = (m_translation == ZqVector() ? RotationOnly : 0U) |
+            (m_orientation == ZqOrientation() ? TranslationOnly : 0U);
+}
+
+ZqBoolean
+ZqCoordinateSystemTransformation::interpolation(const ZqCoordinateSystemTransformation& from,
+                                                const ZqCoordinateSystemTransformation& to,
+                                                ZqReal fraction) noexcept
+{
+   if (!(fraction >= 0.0 && fraction <= 1.0))
+      return false;
+   const ZqVector translation = from.m_translation * (1.0 - fraction) + to.m_translation * fraction;
+   const ZqOrientation orientation =
+      ZqOrientation::slerp(from.m_orientation, to.m_orientation, fraction);
+   *this = ZqCoordinateSystemTransformation(from.m_mode & to.m_mode, translation, orientation);
+   return true;
+}
+
+void ZqCoordinateSystemTransformation::integrateReferenceFrameVelocity(
+   const ZqGeneralMotion& velocity, ZqReal dt) noexcept
+{
+   m_translation += velocity.linear() * dt;
+   m_orientation.integrateReferenceFrameAngularVelocity(velocity.angular(), dt);
+   m_mode = RotationAndTranslation;
+}
+
+ZqBoolean ZqCoordinateSystemTransformation::readBin(std::istream& stream)
+{
+   std::array<ZqReal, 7> v;
+   if (!ZqSpatialBinary::read(stream, v))
+      return false;
+   const ZqReal norm = v[3] * v[3] + v[4] * v[4] + v[5] * v[5] + v[6] * v[6];
+   if (!(norm > 0.0 && std::isfinite(norm)))
+      return false;
+   m_translation = ZqVector(v[0], v[1], v[2]);
+   m_orientation = ZqOrientation(v[3], v[4], v[5], v[6]);
+   setModeFromNumbers();
+   return true;
+}
+
+ZqBoolean ZqCoordinateSystemTransformation::writeBin(std::ostream& stream) const
+{
+   return ZqSpatialBinary::write(
+      stream, std::array{m_translation[0], m_translation[1], m_translation[2], m_orientation[0],
+                         m_orientation[1], m_orientation[2], m_orientation[3]});
+}

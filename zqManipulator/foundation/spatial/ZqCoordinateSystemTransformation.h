@@ -1,0 +1,175 @@
+#pragma once
+
+#include "zqManipulator/foundation/algebra/ZqOrientation.h"
+#include "zqManipulator/foundation/algebra/ZqVector.h"
+#include "zqManipulator/foundation/tokens/ZqFoundationTokens.h"
+#include "zqManipulator/foundation/xml/ZqXmlClass.h"
+
+#include <iosfwd>
+
+class ZqGeneralMotion;
+
+/// A rigid transformation that maps x to R x + p; the identity by default.
+///
+/// A frame B in a frame A is the transformation X_AB that maps coordinates in B to coordinates in A:
+/// R is the orientation of B and p its origin, in A. Products chain outward: a * b maps x to
+/// a * (b * x).
+///
+/// `mode` tells which parts may be other than trivial; with it products and mappings skip work. It is
+/// derived from the numbers, so it takes no part in equality and is not written.
+class ZqCoordinateSystemTransformation : public ZqXmlClass<ZqCoordinateSystemTransformation>
+{
+public:
+   /// The lowest bit says that there is no translation, the next that there is no rotation.
+   enum Mode : ZqU32
+   {
+      RotationAndTranslation = 0,
+      RotationOnly = 1,
+      TranslationOnly = 2,
+      NoChange = 3
+   };
+
+   ZqCoordinateSystemTransformation() noexcept = default;
+   ZqCoordinateSystemTransformation(const ZqVector& translation) noexcept
+      : m_mode(TranslationOnly), m_translation(translation)
+   {
+   }
+   ZqCoordinateSystemTransformation(const ZqOrientation& orientation) noexcept
+      : m_mode(RotationOnly), m_orientation(orientation)
+   {
+   }
+   ZqCoordinateSystemTransformation(const ZqVector& translation,
+                                    const ZqOrientation& orientation) noexcept
+      : m_mode(RotationAndTranslation), m_translation(translation), m_orientation(orientation)
+   {
+   }
+
+   static const ZqToken& classToken() { return ZqFoundCommon::ZqCoordinateSystemTransformToken; }
+   static constexpr auto components()
+   {
+      return std::tuple{
+         ZqComponent{&ZqCoordinateSystemTransformation::m_translation, &ZqXml::ZqTranslationToken},
+         ZqComponent{&ZqCoordinateSystemTransformation::m_orientation, &ZqXml::ZqOrientationToken}};
+   }
+   bool read(ZqXmlReader& reader) override;
+
+   /// A shared identity.
+   static const ZqCoordinateSystemTransformation& identity() noexcept;
+   static ZqCoordinateSystemTransformation nullObject() noexcept { return {}; }
+   void setToIdentity() noexcept
+   {
+      m_mode = NoChange;
+      m_translation = ZqVector();
+      m_orientation = ZqOrientation();
+   }
+
+   ZqU32 mode() const noexcept { return m_mode; }
+   const ZqVector& translation() const noexcept { return m_translation; }
+   const ZqOrientation& orientation() const noexcept { return m_orientation; }
+   void setTranslation(const ZqVector& translation) noexcept
+   {
+      m_translation = translation;
+      m_mode &= ~RotationOnly;
+   }
+   void setOrientation(const ZqOrientation& orientation) noexcept
+   {
+      m_orientation = orientation;
+      m_mode &= ~TranslationOnly;
+   }
+
+   ZqCoordinateSystemTransformation
+   operator*(const ZqCoordinateSystemTransformation& other) const noexcept
+   {
+      return {m_mode & other.m_mode, mapped(other), turned(other)};
+   }
+   ZqCoordinateSystemTransformation&
+   operator*=(const ZqCoordinateSystemTransformation& other) noexcept
+   {
+      // The other one may be this one: nothing is stored before all is computed.
+      const ZqVector translation = mapped(other);
+      const ZqOrientation orientation = turned(other);
+      m_mode &= other.m_mode;
+      m_translation = translation;
+      m_orientation = orientation;
+      return *this;
+   }
+   /// This times a translation.
+   void outboardTransformBy(const ZqVector& translation) noexcept
+   {
+      m_translation = operator*(translation);
+      m_mode &= ~RotationOnly;
+   }
+   /// This times the transformation of the two.
+   void outboardTransformBy(const ZqVector& translation, const ZqOrientation& orientation) noexcept
+   {
+      m_translation = operator*(translation);
+      m_orientation = hasRotation() ? m_orientation * orientation : orientation;
+      m_mode = RotationAndTranslation;
+   }
+   ZqCoordinateSystemTransformation inverse() const noexcept
+   {
+      const ZqOrientation inverse = m_orientation.inverse();
+      return {m_mode, hasRotation() ? -(inverse * m_translation) : -m_translation, inverse};
+   }
+   ZqCoordinateSystemTransformation& invert() noexcept { return *this = inverse(); }
+
+   /// The mapped point.
+   ZqVector operator*(const ZqVector& point) const noexcept
+   {
+      const ZqVector turned = hasRotation() ? m_orientation * point : point;
+      return hasTranslation() ? turned + m_translation : turned;
+   }
+   void transform(const ZqVector& in, ZqVector& out) const noexcept { out = operator*(in); }
+
+   /// Exact, and of the numbers alone.
+   bool operator==(const ZqCoordinateSystemTransformation& other) const noexcept
+   {
+      return m_translation == other.m_translation && m_orientation == other.m_orientation;
+   }
+   /// True when no component of the translation or of the quaternion differs by more than the
+   /// tolerance; the sign of a quaternion makes no difference.
+   bool approxEq(const ZqCoordinateSystemTransformation& other, ZqReal tolerance) const noexcept
+   {
+      return m_translation.approxEq(other.m_translation, tolerance) &&
+             m_orientation.approxEq(other.m_orientation, tolerance);
+   }
+
+   /// Becomes the frame between two: the translation linear, the orientation along the shorter arc
+   /// at a constant rate. False, and no change, for a fraction outside [0, 1].
+   ZqBoolean interpolation(const ZqCoordinateSystemTransformation& from,
+                           const ZqCoordinateSystemTransformation& to, ZqReal fraction) noexcept;
+   /// Advances the frame over dt seconds by a velocity in the axes of the reference frame: the linear
+   /// part (m/s) is that of the frame's origin, the angular part (rad/s) is constant, and the
+   /// orientation is advanced exactly, by the exponential map.
+   void integrateReferenceFrameVelocity(const ZqGeneralMotion& velocity, ZqReal dt) noexcept;
+
+   /// Seven doubles of the machine: the translation, then the quaternion. Reading answers false, and
+   /// changes nothing, when the stream gives less or the quaternion is zero or not finite.
+   ZqBoolean readBin(std::istream& stream);
+   ZqBoolean writeBin(std::ostream& stream) const;
+
+private:
+   ZqCoordinateSystemTransformation(ZqU32 mode, const ZqVector& translation,
+                                    const ZqOrientation& orientation) noexcept
+      : m_mode(mode), m_translation(translation), m_orientation(orientation)
+   {
+   }
+   bool hasTranslation() const noexcept { return (m_mode & RotationOnly) == 0; }
+   bool hasRotation() const noexcept { return (m_mode & TranslationOnly) == 0; }
+   void setModeFromNumbers() noexcept;
+   /// The translation and the orientation of this times the other.
+   ZqVector mapped(const ZqCoordinateSystemTransformation& other) const noexcept
+   {
+      return other.hasTranslation() ? operator*(other.m_translation) : m_translation;
+   }
+   ZqOrientation turned(const ZqCoordinateSystemTransformation& other) const noexcept
+   {
+      if (!other.hasRotation())
+         return m_orientation;
+      return hasRotation() ? m_orientation * other.m_orientation : other.m_orientation;
+   }
+
+   ZqU32 m_mode = NoChange;
+   ZqVector m_translation;
+   ZqOrientation m_orientation;
+};

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "zqManipulator/foundation/spatial/ZqSpatialVector.h"
+
+/// A spatial motion: the linear velocity (m/s) or acceleration (m/s^2) of the reference point, and the
+/// angular one (rad/s, rad/s^2). Link queries also keep momenta in it. Zero by default.
+class ZqGeneralMotion : public ZqSpatialVector<ZqGeneralMotion>
+{
+public:
+   ZqGeneralMotion() noexcept = default;
+   ZqGeneralMotion(const ZqVector& linear, const ZqVector& angular) noexcept
+      : ZqSpatialVector(linear, angular)
+   {
+   }
+
+   static const ZqToken& classToken() { return ZqFoundCommon::ZqGeneralVelocityToken; }
+   static constexpr auto components()
+   {
+      return std::tuple{ZqComponent{&ZqGeneralMotion::m_first, &ZqFoundCommon::ZqLinearToken},
+                        ZqComponent{&ZqGeneralMotion::m_second, &ZqFoundCommon::ZqAngularToken}};
+   }
+
+   const ZqVector& linear() const noexcept { return m_first; }
+   const ZqVector& angular() const noexcept { return m_second; }
+   void setLinear(const ZqVector& linear) noexcept { m_first = linear; }
+   void setAngular(const ZqVector& angular) noexcept { m_second = angular; }
+
+   using ZqSpatialVector::transformBy;
+   /// The same rigid body motion seen in the frame that X maps into, at that frame's origin:
+   /// w becomes R w, v becomes R v + p x (R w) (Featherstone 2008, eq. 2.24).
+   void transformBy(const ZqCoordinateSystemTransformation& X) noexcept
+   {
+      transformParts(X, m_second, m_first);
+   }
+   /// Moves the reference point without turning: v becomes v + p x w. For the motion at a point c of
+   /// the body, p is -c.
+   void transformBy(const ZqVector& p) noexcept { m_first += p.cross(m_second); }
+
+   bool operator==(const ZqGeneralMotion&) const noexcept = default;
+};

@@ -1,0 +1,207 @@
+#include "zqManipulator/foundation/xml/ZqXmlBaseVariableCompoundType.h"
+
+#include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/foundation/xml/ZqXmlReader.h"
+#include "zqManipulator/foundation/xml/ZqXmlSchema.h"
+#include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
+#include "zqManipulator/foundation/xml/ZqXmlWriter.h"
+
+#include <mutex>
+#include <typeindex>
+#include <unordered_map>
+
+using CreatorMap = ZqXmlBaseVariableCompoundType::CreatorMap;
+
+struct ZqXmlBaseVariableCompoundType::Own
+{
+   std::vector<ZqString> libraries;
+   CreatorMap creators;
+};
+
+namespace
+{
+/// The map that registrations go to while the creators of a class are collected.
+thread_local CreatorMap* collecting = nullptr;
+} // namespace
+
+ZqXmlBaseVariableCompoundType::ZqXmlBaseVariableCompoundType() noexcept = default;
+
+ZqXmlBaseVariableCompoundType::ZqXmlBaseVariableCompoundType(
+   const ZqXmlBaseVariableCompoundType& other)
+   : ZqXmlObject(other), m_own(other.m_own ? std::make_unique<Own>(*other.m_own) : nullptr)
+{
+}
+
+ZqXmlBaseVariableCompoundType&
+ZqXmlBaseVariableCompoundType::operator=(const ZqXmlBaseVariableCompoundType& other)
+{
+   if (this != &other)
+   {
+      ZqXmlObject::operator=(other);
+      m_own = other.m_own ? std::make_unique<Own>(*other.m_own) : nullptr;
+   }
+   return *this;
+}
+
+ZqXmlBaseVariableCompoundType::~ZqXmlBaseVariableCompoundType() = default;
+
+bool ZqXmlBaseVariableCompoundType::operator==(const ZqXmlBaseVariableCompoundType& other) const
+{
+   return addLibraries() == other.addLibraries();
+}
+
+ZqXmlBaseVariableCompoundType::Own& ZqXmlBaseVariableCompoundType::own()
+{
+   if (!m_own)
+      m_own = std::make_unique<Own>();
+   return *m_own;
+}
+
+bool ZqXmlBaseVariableCompoundType::xmlInit()
+{
+   creatorMap();
+   return ZqXmlObject::xmlInit();
+}
+
+void ZqXmlBaseVariableCompoundType::registerComponentCreators() {}
+
+void ZqXmlBaseVariableCompoundType::registerComponentCreator(const ZqToken& token, Creator creator)
+{
+   if (collecting != nullptr)
+   {
+      collecting->insert_or_assign(token, creator);
+      return;
+   }
+   CreatorMap creators = creatorMap();
+   creators.insert_or_assign(token, creator);
+   own().creators = std::move(creators);
+}
+
+const CreatorMap& ZqXmlBaseVariableCompoundType::creatorMap() const
+{
+   if (m_own && !m_own->creators.empty())
+      return m_own->creators;
+   if (m_creators != nullptr)
+      return *m_creators;
+   static std::mutex mutex;
+   static std::unordered_map<std::type_index, CreatorMap> creatorsOfClasses;
+   const std::scoped_lock lock(mutex);
+   const auto [place, isNew] = creatorsOfClasses.try_emplace(typeid(*this));
+   if (isNew)
+   {
+      // Registering changes nothing but the map.
+      collecting = &place->second;
+      const_cast<ZqXmlBaseVariableCompoundType*>(this)->registerComponentCreators();
+      collecting = nullptr;
+   }
+   m_creators = &place->second;
+   return *m_creators;
+}
+
+ZqXmlObject* ZqXmlBaseVariableCompoundType::newObjectFromToken(const ZqToken& token) const
+{
+   const CreatorMap& creators = creatorMap();
+   const auto found = creators.find(token);
+   return found == creators.end() ? nullptr : found->second();
+}
+
+const std::vector<ZqString>& ZqXmlBaseVariableCompoundType::addLibraries() const
+{
+   static const std::vector<ZqString> none;
+   return m_own ? m_own->libraries : none;
+}
+
+void ZqXmlBaseVariableCompoundType::setAddLibraries(const std::vector<ZqString>& libraries)
+{
+   own().libraries = libraries;
+}
+
+void ZqXmlBaseVariableCompoundType::processLibraries() {}
+
+bool ZqXmlBaseVariableCompoundType::read(ZqXmlReader& reader)
+{
+   if (!xmlInitialized() && !xmlInit())
+      return false;
+   if (!ZqXmlObject::read(reader))
+      return false;
+   const bool outermost = reader.topContainer() == nullptr;
+   if (outermost)
+      reader.setTopContainer(this);
+   bool failed = false;
+   if (reader.nodeKind() != ZqXmlReader::EmptyTag)
+      while (!failed && ZqXmlList::nextChild(reader, failed))
+         failed = !readValueFromToken(reader.tagName(), reader);
+   if (outermost)
+      reader.setTopContainer(nullptr);
+   return !failed;
+}
+
+bool ZqXmlBaseVariableCompoundType::write(ZqXmlWriter& writer) const
+{
+   if (!ZqXmlObject::write(writer))
+      return false;
+   if (addLibraries().empty())
+      return true;
+   writer.writeStartTag(ZqXml::ZqAddLibrariesToken);
+   ZqXmlVectorType<ZqString> libraries;
+   libraries.vectorContainer() = addLibraries();
+   const bool written = libraries.write(writer);
+   writer.writeEndTag();
+   return written;
+}
+
+void ZqXmlBaseVariableCompoundType::writeSchema(ZqXmlSchema& schema) const
+{
+   writeElementSchema(schema, ZqXmlSchema::unbounded);
+}
+
+void ZqXmlBaseVariableCompoundType::writeSchemaAttributes(ZqXmlSchema&) const {}
+
+void ZqXmlBaseVariableCompoundType::writeElementSchema(ZqXmlSchema& schema, unsigned most) const
+{
+   if (!schema.beginType(typeid(*this), ""))
+      return;
+   writeSchemaAttributes(schema);
+   // The list of libraries may stand before an element.
+   schema.setChoice(0, most == ZqXmlSchema::unbounded ? most : most + 1);
+   schema.addElement(ZqXml::ZqAddLibrariesToken, ZqXmlVectorType<ZqString>(), 1, 1);
+   for (const auto& [token, creator] : creatorMap())
+   {
+      const std::unique_ptr<ZqXmlObject> sample(creator());
+      sample->xmlInit();
+      schema.addElement(token, *sample, 1, 1);
+   }
+   schema.endType();
+}
+
+bool ZqXmlBaseVariableCompoundType::readLibraries(const ZqToken& token, ZqXmlReader& reader,
+                                                  bool& succeeded)
+{
+   if (!(token == ZqXml::ZqAddLibrariesToken))
+      return false;
+   ZqXmlVectorType<ZqString> libraries;
+   succeeded = libraries.read(reader);
+   setAddLibraries(libraries.vectorContainer());
+   processLibraries();
+   return true;
+}
+
+std::unique_ptr<ZqXmlObject>
+ZqXmlBaseVariableCompoundType::newElement(const ZqToken& token, ZqXmlReader& reader,
+                                          bool (*accepts)(const ZqXmlObject&),
+                                          const char* className) const
+{
+   std::unique_ptr<ZqXmlObject> object(newObjectFromToken(token));
+   if (!object && reader.topContainer() != nullptr)
+      object.reset(reader.topContainer()->newObjectFromToken(token));
+   if (object && !accepts(*object))
+      object.reset();
+   if (!object)
+   {
+      Zq::Print::instance().write(
+         Zq::Rejected, "%s::readValueFromToken() error:\n\t\"%s\" tag not registered.\n%s\n",
+         className, token.token().c_str(), reader.place().c_str());
+      reader.setFailed();
+   }
+   return object;
+}

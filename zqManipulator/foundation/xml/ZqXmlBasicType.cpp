@@ -1,0 +1,123 @@
+#include "zqManipulator/foundation/xml/ZqXmlBasicType.h"
+
+#include "zqManipulator/foundation/tokens/ZqFoundationTokens.h"
+#include "zqManipulator/foundation/xml/ZqXmlEnumType.h"
+#include "zqManipulator/foundation/xml/ZqXmlReader.h"
+#include "zqManipulator/foundation/xml/ZqXmlSchema.h"
+#include "zqManipulator/foundation/xml/ZqXmlWriter.h"
+
+template <ZqTextual T>
+void ZqXmlBasicType<T>::writeSchema(ZqXmlSchema& schema) const
+{
+   schema.addText(ZqXmlText<T>::schemaType);
+}
+
+template <ZqTextual T>
+const ZqToken& ZqXmlBasicType<T>::classToken()
+{
+   return ZqXml::ZqBasicTypeToken;
+}
+
+#define ZQ_DEFINE_BASIC_TYPE(T) template class ZqXmlBasicType<T>;
+ZQ_TEXTUAL_TYPES(ZQ_DEFINE_BASIC_TYPE)
+
+const ZqToken* ZqXmlEnumType<ZqU32>::valueToken() const
+{
+   return m_enumeration != nullptr && m_value < m_enumeration->size() ? (*m_enumeration)[m_value]
+                                                                      : nullptr;
+}
+
+bool ZqXmlEnumType<ZqU32>::setValueFromString(std::string_view text)
+{
+   if (m_enumeration == nullptr)
+      return false;
+   for (ZqU32 value = 0; value < m_enumeration->size(); ++value)
+      if ((*m_enumeration)[value]->view() == text)
+      {
+         m_value = value;
+         return true;
+      }
+   return false;
+}
+
+ZqXmlObject* ZqXmlEnumType<ZqU32>::clone() const
+{
+   return new ZqXmlEnumType(*this);
+}
+
+bool ZqXmlEnumType<ZqU32>::parse(ZqXmlReader& reader, std::string_view text)
+{
+   constexpr std::string_view space = " \t\r\n";
+   const auto first = std::min(text.find_first_not_of(space), text.size());
+   const std::string_view trimmed = text.substr(first, text.find_last_not_of(space) + 1 - first);
+   if (setValueFromString(trimmed))
+      return true;
+   ZqString expected = "one of";
+   if (m_enumeration != nullptr)
+      for (const ZqToken* token : *m_enumeration)
+         expected += " \"" + token->token() + '"';
+   reader.failValue(expected.c_str(), text);
+   return false;
+}
+
+bool ZqXmlEnumType<ZqU32>::read(ZqXmlReader& reader)
+{
+   if (!ZqXmlObject::read(reader))
+      return false;
+   std::string_view text;
+   return (reader.inData() ? reader.readWords(1, false, text) : reader.readText(text)) &&
+          parse(reader, text);
+}
+
+bool ZqXmlEnumType<ZqU32>::readAttribute(ZqXmlReader& reader)
+{
+   setSpecified(true);
+   return parse(reader, reader.attributeValueText());
+}
+
+bool ZqXmlEnumType<ZqU32>::write(ZqXmlWriter& writer) const
+{
+   const ZqToken* token = valueToken();
+   if (token == nullptr)
+   {
+      writer.fail("the value " + std::to_string(m_value) + " is not of its enumeration");
+      return false;
+   }
+   writer.appendEscaped(writer.beginValue(), token->view());
+   writer.endValue();
+   return writer.good();
+}
+
+void ZqXmlEnumType<ZqU32>::writeSchema(ZqXmlSchema& schema) const
+{
+   if (m_enumeration != nullptr)
+      schema.addEnumeration(*m_enumeration);
+}
+
+bool ZqXmlEnumType<ZqU32>::isBasicType() const
+{
+   return true;
+}
+
+bool ZqXmlEnumType<ZqU32>::equality(const ZqXmlObject* other) const
+{
+   const auto* enumeration = dynamic_cast<const ZqXmlEnumType*>(other);
+   return enumeration != nullptr && *this == *enumeration;
+}
+
+ZqXmlObject* ZqXmlEnumType<ZqU32>::newObject() const
+{
+   auto* fresh = new ZqXmlEnumType();
+   fresh->m_enumeration = m_enumeration;
+   return fresh;
+}
+
+const ZqToken& ZqXmlEnumType<ZqU32>::classToken()
+{
+   return ZqXml::ZqEnumTypeToken;
+}
+
+const ZqToken& ZqXmlEnumType<ZqU32>::token() const
+{
+   return classToken();
+}

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <memory>
+
+/// A pointer to an owned persistent object, or null, that behaves as a value: a copy holds a clone, and
+/// two are equal when both are null or their objects are of one class and equal.
+template <class T>
+class ZqXmlClonePointer
+{
+public:
+   ZqXmlClonePointer() = default;
+   /// Takes ownership.
+   explicit ZqXmlClonePointer(T* object) : m_object(object) {}
+   ZqXmlClonePointer(const ZqXmlClonePointer& other) : m_object(copyOf(other.get())) {}
+   ZqXmlClonePointer(ZqXmlClonePointer&& other) noexcept = default;
+   ZqXmlClonePointer& operator=(const ZqXmlClonePointer& other)
+   {
+      if (this != &other)
+         m_object.reset(copyOf(other.get()));
+      return *this;
+   }
+   ZqXmlClonePointer& operator=(ZqXmlClonePointer&& other) noexcept = default;
+   ~ZqXmlClonePointer() = default;
+
+   T* get() const { return m_object.get(); }
+   T* operator->() const { return m_object.get(); }
+   T& operator*() const { return *m_object; }
+   explicit operator bool() const { return m_object != nullptr; }
+   void reset(T* object = nullptr) { m_object.reset(object); }
+
+   /// A clone of an object, which is of the object's own class.
+   static T* copyOf(const T* object)
+   {
+      return object != nullptr ? static_cast<T*>(object->clone()) : nullptr;
+   }
+   static bool equal(const T* a, const T* b)
+   {
+      return a == b || (a != nullptr && b != nullptr && a->equality(b));
+   }
+   bool operator==(const ZqXmlClonePointer& other) const { return equal(get(), other.get()); }
+
+private:
+   std::unique_ptr<T> m_object;
+};

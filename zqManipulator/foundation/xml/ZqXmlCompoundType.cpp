@@ -1,0 +1,516 @@
+#include "zqManipulator/foundation/xml/ZqXmlCompoundType.h"
+
+#include "zqManipulator/foundation/xml/ZqXmlLeaf.h"
+#include "zqManipulator/foundation/xml/ZqXmlObjectVisitor.h"
+#include "zqManipulator/foundation/xml/ZqXmlReader.h"
+#include "zqManipulator/foundation/xml/ZqXmlSchema.h"
+#include "zqManipulator/foundation/xml/ZqXmlWriter.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace
+{
+struct Registration
+{
+   ZqToken token;
+   ZqXmlObject* object;
+   bool isReadOnly;
+};
+
+/// What was registered, in order, and the same as a map. A token registered again moves to the new
+/// object, so that a derived class can take a component over.
+struct Registry
+{
+   std::vector<Registration> order;
+   ZqXmlCompoundType::ComponentMap map;
+   bool built = false;
+
+   void add(const ZqToken& token, ZqXmlObject* object, bool isReadOnly)
+   {
+      if (!map.emplace(token, object).second)
+      {
+         map[token] = object;
+         std::erase_if(order, [&](const Registration& old) { return old.token == token; });
+      }
+      order.push_back({token, object, isReadOnly});
+   }
+
+   bool isReadOnly(const ZqToken& token) const
+   {
+      return std::any_of(order.begin(), order.end(),
+                         [&](const Registration& registration)
+                         { return registration.token == token && registration.isReadOnly; });
+   }
+
+   ZqXmlObject* find(const ZqToken& token) const
+   {
+      const auto found = map.find(token);
+      return found == map.end() ? nullptr : found->second;
+   }
+};
+
+bool readComponent(ZqXmlObject& component, ZqXmlReader& reader)
+{
+   if (!component.xmlInitialized() && !component.xmlInit())
+      return false;
+   return component.read(reader);
+}
+
+ZqXmlObject* objectOf(const ZqXmlComponentEntry& entry, const ZqXmlCompoundType& owner)
+{
+   return static_cast<ZqXmlObject*>(entry.address(const_cast<ZqXmlCompoundType&>(owner)));
+}
+
+const void* memberOf(const ZqXmlComponentEntry& entry, const ZqXmlCompoundType& owner)
+{
+   return entry.address(const_cast<ZqXmlCompoundType&>(owner));
+}
+
+bool isDefault(const ZqXmlComponentEntry& entry, const ZqXmlCompoundType& owner,
+               const ZqXmlComponentTable& table)
+{
+   const ZqXmlCompoundType& fresh = table.defaultObject();
+   if (entry.leaf != nullptr)
+      return entry.leaf->equal(memberOf(entry, owner), memberOf(entry, fresh));
+   return objectOf(entry, owner)->equality(objectOf(entry, fresh));
+}
+
+bool writeEntry(const ZqXmlComponentEntry& entry, const ZqXmlCompoundType& owner,
+                ZqXmlWriter& writer)
+{
+   return entry.leaf != nullptr ? entry.leaf->write(writer, memberOf(entry, owner))
+                                : objectOf(entry, owner)->write(writer);
+}
+
+/// The entry of a name, looked for from the one that is expected next.
+const ZqXmlComponentEntry* findEntry(const ZqXmlComponentTable& table, bool isAttribute,
+                                     std::string_view name, unsigned& expected)
+{
+   for (unsigned i = 0; i < table.count; ++i)
+   {
+      const unsigned index = expected + i < table.count ? expected + i : expected + i - table.count;
+      const ZqXmlComponentEntry& entry = table.entries[index];
+      if (entry.isAttribute == isAttribute && entry.token->view() == name)
+      {
+         expected = index + 1 < table.count ? index + 1 : 0;
+         return &entry;
+      }
+   }
+   return nullptr;
+}
+
+const ZqXmlComponentEntry* findEntry(const ZqXmlComponentTable& table, bool isAttribute,
+                                     const ZqToken& token)
+{
+   const auto* end = table.entries + table.count;
+   const auto* found =
+      std::find_if(table.entries, end,
+                   [&](const ZqXmlComponentEntry& entry)
+                   { return entry.isAttribute == isAttribute && *entry.token == token; });
+   return found == end ? nullptr : found;
+}
+} // namespace
+
+struct ZqXmlCompoundType::Maps
+{
+   Registry elements;
+   Registry attributes;
+   SpecialDescriptorMap specials;
+   std::vector<std::unique_ptr<ZqXmlObject>> adapters;
+   bool specialsBuilt = false;
+
+   /// Whether a component equals the one of the same name in an object of defaults, if there is one.
+   static bool equalsIn(const ZqXmlCompoundType* defaults, Registry Maps::*kind,
+                        const Registration& registration)
+   {
+      const ZqXmlObject* other =
+         defaults != nullptr ? (defaults->m_maps->*kind).find(registration.token) : nullptr;
+      return other != nullptr && registration.object->equality(other);
+   }
+};
+
+void ZqXmlCompoundType::deleteMaps() noexcept
+{
+   delete m_maps;
+}
+
+ZqXmlCompoundType::Maps& ZqXmlCompoundType::maps() const
+{
+   if (m_maps == nullptr)
+      m_maps = new Maps;
+   return *m_maps;
+}
+
+const ZqXmlComponentTable* ZqXmlCompoundType::componentTable() const
+{
+   return nullptr;
+}
+
+/// A new object of this class to compare the registered components with, when defaults are left out;
+/// what is left out must read back the same.
+std::unique_ptr<const ZqXmlCompoundType> ZqXmlCompoundType::defaultsUnless(bool all) const
+{
+   createComponentMap();
+   if (all)
+      return nullptr;
+   std::unique_ptr<ZqXmlObject> fresh(newObject());
+   const auto* compound = dynamic_cast<const ZqXmlCompoundType*>(fresh.get());
+   if (compound == nullptr)
+      return nullptr;
+   compound->createComponentMap();
+   fresh.release();
+   return std::unique_ptr<const ZqXmlCompoundType>(compound);
+}
+
+/// The table, unless a derived class may have registered more than it lists.
+const ZqXmlComponentTable* ZqXmlCompoundType::ownTable() const
+{
+   const ZqXmlComponentTable* table = componentTable();
+   return table != nullptr && *table->type == typeid(*this) ? table : nullptr;
+}
+
+void ZqXmlCompoundType::accept(ZqXmlObjectVisitor* visitor) const
+{
+   if (visitor != nullptr)
+      visitor->visit(*this);
+}
+
+bool ZqXmlCompoundType::xmlInit()
+{
+   if (ownTable() == nullptr)
+      createComponentMap();
+   return ZqXmlObject::xmlInit();
+}
+
+bool ZqXmlCompoundType::equalsDefault() const
+{
+   const ZqXmlComponentTable* table = ownTable();
+   return table != nullptr ? equality(&table->defaultObject()) : ZqXmlObject::equalsDefault();
+}
+
+bool ZqXmlCompoundType::read(ZqXmlReader& reader)
+{
+   if (!xmlInitialized() && !xmlInit())
+      return false;
+   return ZqXmlObject::read(reader) && readAttributes(reader) && readElements(reader);
+}
+
+bool ZqXmlCompoundType::readAttributes(ZqXmlReader& reader)
+{
+   const unsigned count = reader.attributeCount();
+   if (count == 0)
+      return true;
+   const ZqXmlComponentTable* table = ownTable();
+   unsigned expected = 0;
+   for (unsigned i = 0; i < count; ++i)
+   {
+      reader.setAttributeCursor(i);
+      const ZqXmlComponentEntry* entry =
+         table != nullptr ? findEntry(*table, true, reader.attributeNameText(), expected) : nullptr;
+      if (table != nullptr && entry == nullptr)
+         reader.reportUnknownAttribute(token().localName());
+      else if (!readAttributeFromToken(entry != nullptr ? *entry->token : reader.attributeName(),
+                                       reader))
+         return false;
+   }
+   return true;
+}
+
+bool ZqXmlCompoundType::readElements(ZqXmlReader& reader)
+{
+   if (reader.nodeKind() == ZqXmlReader::EmptyTag)
+      return true;
+   const ZqXmlComponentTable* table = ownTable();
+   unsigned expected = 0;
+   unsigned long long seen = 0;
+   for (;;)
+   {
+      const unsigned kind = reader.nextNode();
+      if (kind == ZqXmlReader::EndTag)
+         return true;
+      if (!ZqXmlReader::isStart(kind))
+      {
+         if (kind == ZqXmlReader::Text)
+            reader.fail("expected an element of " + ZqString(token().localName()) +
+                        ", but received text");
+         return false;
+      }
+      const ZqXmlComponentEntry* entry =
+         table != nullptr ? findEntry(*table, false, reader.tagText(), expected) : nullptr;
+      if (entry == nullptr)
+      {
+         if (!readValueFromToken(reader.tagName(), reader))
+            return false;
+         continue;
+      }
+      const auto index = static_cast<unsigned>(entry - table->entries);
+      const unsigned long long bit = index < 64 ? 1ULL << index : 0;
+      if ((seen & bit) != 0)
+         reader.remark("the element \"" + entry->token->token() +
+                       "\" occurs again; the last one counts");
+      seen |= bit;
+      if (!readValueFromToken(*entry->token, reader))
+         return false;
+   }
+}
+
+bool ZqXmlCompoundType::readValueFromToken(const ZqToken& token, ZqXmlReader& reader)
+{
+   if (const ZqXmlComponentTable* table = ownTable())
+   {
+      if (const ZqXmlComponentEntry* entry = findEntry(*table, false, token))
+         return entry->leaf != nullptr ? entry->leaf->read(reader, entry->address(*this))
+                                       : readComponent(*objectOf(*entry, *this), reader);
+   }
+   else
+   {
+      createComponentMap();
+      if (ZqXmlObject* component = maps().elements.find(token))
+         return readComponent(*component, reader);
+   }
+   return readUnknown(token, reader);
+}
+
+bool ZqXmlCompoundType::readUnknown(const ZqToken& token, ZqXmlReader& reader)
+{
+   if (!maps().specialsBuilt)
+   {
+      createSpecialDescriptorMap();
+      maps().specialsBuilt = true;
+   }
+   const SpecialDescriptorMap& specials = specialDescriptorMap();
+   if (specials.find(token) != specials.end())
+      return readValueFromSpecialToken(token, reader);
+   reader.reportUnknownElement(this->token().localName());
+   return reader.skipElement();
+}
+
+bool ZqXmlCompoundType::readValueFromSpecialToken(const ZqToken&, ZqXmlReader& reader)
+{
+   return reader.skipElement();
+}
+
+bool ZqXmlCompoundType::readAttributeFromToken(const ZqToken& token, ZqXmlReader& reader)
+{
+   if (const ZqXmlComponentTable* table = ownTable())
+   {
+      if (const ZqXmlComponentEntry* entry = findEntry(*table, true, token))
+         return entry->leaf != nullptr ? entry->leaf->readAttribute(reader, entry->address(*this))
+                                       : objectOf(*entry, *this)->readAttribute(reader);
+   }
+   else
+   {
+      createComponentMap();
+      if (ZqXmlObject* component = maps().attributes.find(token))
+         return component->readAttribute(reader);
+   }
+   reader.reportUnknownAttribute(this->token().localName());
+   return true;
+}
+
+bool ZqXmlCompoundType::write(ZqXmlWriter& writer) const
+{
+   return ZqXmlObject::write(writer) && writeAttributes(writer) && writeElements(writer);
+}
+
+bool ZqXmlCompoundType::writeAttributes(ZqXmlWriter& writer) const
+{
+   const bool all = writer.writeDefaultDataFlag();
+   if (const ZqXmlComponentTable* table = ownTable())
+   {
+      for (const auto* entry = table->entries; entry != table->entries + table->count; ++entry)
+      {
+         if (!entry->isAttribute || entry->isReadOnly || (!all && isDefault(*entry, *this, *table)))
+            continue;
+         writer.setAttributeName(*entry->token);
+         if (!writeEntry(*entry, *this, writer))
+            return false;
+      }
+      return true;
+   }
+   const auto fresh = defaultsUnless(all);
+   for (const Registration& registration : maps().attributes.order)
+   {
+      if (registration.isReadOnly || Maps::equalsIn(fresh.get(), &Maps::attributes, registration))
+         continue;
+      writer.setAttributeName(registration.token);
+      if (!registration.object->write(writer))
+         return false;
+   }
+   return true;
+}
+
+bool ZqXmlCompoundType::writeElements(ZqXmlWriter& writer) const
+{
+   const bool all = writer.writeDefaultDataFlag();
+   if (const ZqXmlComponentTable* table = ownTable())
+   {
+      for (const auto* entry = table->entries; entry != table->entries + table->count; ++entry)
+      {
+         if (entry->isAttribute || entry->isReadOnly || (!all && isDefault(*entry, *this, *table)))
+            continue;
+         writer.writeStartTag(*entry->token);
+         if (!writeEntry(*entry, *this, writer))
+            return false;
+         writer.writeEndTag();
+      }
+      return writer.good();
+   }
+   const auto fresh = defaultsUnless(all);
+   for (const Registration& registration : maps().elements.order)
+   {
+      if (registration.isReadOnly || Maps::equalsIn(fresh.get(), &Maps::elements, registration))
+         continue;
+      writer.writeStartTag(registration.token);
+      if (!registration.object->write(writer))
+         return false;
+      writer.writeEndTag();
+   }
+   return writer.good();
+}
+
+void ZqXmlCompoundType::writeSchema(ZqXmlSchema& schema) const
+{
+   if (!schema.beginType(typeid(*this), ""))
+      return;
+   writeSchemaAttributes(schema);
+   writeSchemaElements(schema);
+   schema.endType();
+}
+
+void ZqXmlCompoundType::writeSchemaAttributes(ZqXmlSchema& schema) const
+{
+   createComponentMap();
+   for (const Registration& registration : maps().attributes.order)
+      schema.addAttribute(registration.token, *registration.object);
+}
+
+void ZqXmlCompoundType::writeSchemaElements(ZqXmlSchema& schema) const
+{
+   createComponentMap();
+   for (const Registration& registration : maps().elements.order)
+      if (!registration.isReadOnly)
+         schema.addElement(registration.token, *registration.object, 0, 1);
+}
+
+void ZqXmlCompoundType::registerComponents() {}
+
+void ZqXmlCompoundType::registerComponent(const ZqToken& token, ZqXmlObject* component)
+{
+   maps().elements.add(token, component, false);
+}
+
+void ZqXmlCompoundType::registerComponentReadOnly(const ZqToken& token, ZqXmlObject* component)
+{
+   maps().elements.add(token, component, true);
+}
+
+void ZqXmlCompoundType::registerAttributeComponent(const ZqToken& token, ZqXmlObject* component)
+{
+   maps().attributes.add(token, component, false);
+}
+
+void ZqXmlCompoundType::registerAttributeComponentReadOnly(const ZqToken& token,
+                                                           ZqXmlObject* component)
+{
+   maps().attributes.add(token, component, true);
+}
+
+void ZqXmlCompoundType::registerComponentsOf(const ZqXmlComponentTable& table)
+{
+   for (const auto* entry = table.entries; entry != table.entries + table.count; ++entry)
+   {
+      ZqXmlObject* component = nullptr;
+      if (entry->leaf != nullptr)
+         component =
+            maps().adapters.emplace_back(entry->leaf->makeAdapter(entry->address(*this))).get();
+      else
+         component = objectOf(*entry, *this);
+      if (entry->isAttribute)
+         entry->isReadOnly ? registerAttributeComponentReadOnly(*entry->token, component)
+                           : registerAttributeComponent(*entry->token, component);
+      else
+         entry->isReadOnly ? registerComponentReadOnly(*entry->token, component)
+                           : registerComponent(*entry->token, component);
+   }
+}
+
+const ZqXmlCompoundType::ComponentMap& ZqXmlCompoundType::componentMap() const
+{
+   createComponentMap();
+   return maps().elements.map;
+}
+
+const ZqXmlCompoundType::ComponentMap& ZqXmlCompoundType::attributeComponentMap() const
+{
+   createComponentMap();
+   return maps().attributes.map;
+}
+
+const ZqXmlCompoundType::SpecialDescriptorMap& ZqXmlCompoundType::specialDescriptorMap() const
+{
+   static const SpecialDescriptorMap none;
+   return m_maps != nullptr ? m_maps->specials : none;
+}
+
+bool ZqXmlCompoundType::hasChildren() const
+{
+   return !componentMap().empty();
+}
+
+bool ZqXmlCompoundType::hasAttributes() const
+{
+   return !attributeComponentMap().empty();
+}
+
+void ZqXmlCompoundType::newComponentMap()
+{
+   Maps& own = maps();
+   own.elements = {};
+   own.attributes = {};
+   own.adapters.clear();
+}
+
+void ZqXmlCompoundType::newSpecialDescriptorMap()
+{
+   maps().specials.clear();
+}
+
+void ZqXmlCompoundType::createComponentMap() const
+{
+   if (m_maps != nullptr && m_maps->elements.built)
+      return;
+   // Registering changes nothing but the maps.
+   auto& self = const_cast<ZqXmlCompoundType&>(*this);
+   self.newComponentMap();
+   m_maps->elements.built = true;
+   self.registerComponents();
+}
+
+void ZqXmlCompoundType::createAttributeComponentMap()
+{
+   createComponentMap();
+}
+
+void ZqXmlCompoundType::createSpecialDescriptorMap()
+{
+   newSpecialDescriptorMap();
+}
+
+bool ZqXmlCompoundType::isReadOnlyComponent(ZqToken token) const
+{
+   createComponentMap();
+   return maps().elements.isReadOnly(token);
+}
+
+bool ZqXmlCompoundType::isReadOnlyAttribute(ZqToken token) const
+{
+   createComponentMap();
+   return maps().attributes.isReadOnly(token);
+}
+
+void ZqXmlCompoundType::registerSpecialDescriptor(const ZqToken& token, unsigned int descriptor)
+{
+   maps().specials[token] = descriptor;
+}

@@ -1,0 +1,230 @@
+#include "zqManipulator/foundation/xml/ZqXmlDocument.h"
+
+#include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/foundation/xml/ZqXmlObject.h"
+#include "zqManipulator/foundation/xml/ZqXmlReader.h"
+#include "zqManipulator/foundation/xml/ZqXmlWriter.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <istream>
+#include <memory>
+#include <ostream>
+#include <sstream>
+#include <streambuf>
+
+namespace
+{
+/// A text that is read where it stands.
+class TextBuffer : public std::streambuf
+{
+public:
+   explicit TextBuffer(std::string_view text)
+   {
+      // A stream buffer reads through pointers that are not const.
+      char* begin = const_cast<char*>(text.data());
+      setg(begin, begin, begin + text.size());
+   }
+
+protected:
+   pos_type seekoff(off_type offset, std::ios_base::seekdir way, std::ios_base::openmode) override
+   {
+      const char* from = way == std::ios_base::beg   ? eback()
+                         : way == std::ios_base::end ? egptr()
+                                                     : gptr();
+      const off_type place = (from - eback()) + offset;
+      if (place < 0 || place > egptr() - eback())
+         return pos_type(off_type(-1));
+      setg(eback(), eback() + place, egptr());
+      return place;
+   }
+   pos_type seekpos(pos_type place, std::ios_base::openmode mode) override
+   {
+      return seekoff(place, std::ios_base::beg, mode);
+   }
+};
+
+/// A stream buffer over a file descriptor, unbuffered: the writer hands over blocks.
+class DescriptorBuffer : public std::streambuf
+{
+public:
+   explicit DescriptorBuffer(int descriptor) : m_descriptor(descriptor) {}
+
+protected:
+   std::streamsize xsputn(const char* bytes, std::streamsize count) override
+   {
+      std::streamsize done = 0;
+      while (done < count)
+      {
+         const ssize_t written =
+            ::write(m_descriptor, bytes + done, static_cast<std::size_t>(count - done));
+         if (written < 0 && errno == EINTR)
+            continue;
+         if (written <= 0)
+            break;
+         done += written;
+      }
+      return done;
+   }
+   int_type overflow(int_type c) override
+   {
+      const char byte = traits_type::to_char_type(c);
+      return xsputn(&byte, 1) == 1 ? c : traits_type::eof();
+   }
+
+private:
+   int m_descriptor;
+};
+
+bool reject(const ZqString& what, const ZqString& fileName)
+{
+   Zq::Print::instance().write(Zq::Rejected, "Zq::save Error: %s: %s.\n\tFile: %s\n", what.c_str(),
+                               std::strerror(errno), fileName.c_str());
+   return false;
+}
+
+bool writeTo(int descriptor, const ZqXmlObject& object, const ZqString& fileName,
+             bool writeDefaults)
+{
+   DescriptorBuffer buffer(descriptor);
+   std::ostream stream(&buffer);
+   ZqXmlWriter writer(fileName, stream);
+   writer.setWriteDefaultDataFlag(writeDefaults);
+   return Zq::write(object, writer);
+}
+
+/// The mode of the file that is replaced, or that of a new file.
+mode_t modeFor(const ZqString& fileName)
+{
+   struct stat existing = {};
+   if (::stat(fileName.c_str(), &existing) == 0)
+      return existing.st_mode & 07777U;
+   const mode_t mask = ::umask(0);
+   ::umask(mask);
+   return 0666U & ~mask;
+}
+
+/// The file that a name stands for once links are followed.
+ZqString followed(const ZqString& fileName)
+{
+   const std::unique_ptr<char, void (*)(void*)> path(::realpath(fileName.c_str(), nullptr),
+                                                     std::free);
+   return path ? ZqString(path.get()) : fileName;
+}
+
+void syncFolderOf(const ZqString& fileName)
+{
+   const auto slash = fileName.rfind('/');
+   const ZqString folder = slash == ZqString::npos ? "."
+                           : slash == 0            ? "/"
+                                                   : fileName.substr(0, slash);
+   const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+   if (descriptor < 0)
+      return;
+   ::fsync(descriptor);
+   ::close(descriptor);
+}
+
+/// Devices and pipes are written where they are: they have no old content to keep.
+bool isSpecial(const ZqString& fileName)
+{
+   struct stat existing = {};
+   return ::stat(fileName.c_str(), &existing) == 0 && !S_ISREG(existing.st_mode) &&
+          !S_ISDIR(existing.st_mode);
+}
+
+bool saveInPlace(const ZqXmlObject& object, const ZqString& fileName, bool writeDefaults)
+{
+   const int descriptor = ::open(fileName.c_str(), O_WRONLY | O_CLOEXEC);
+   if (descriptor < 0)
+      return reject("the file cannot be opened", fileName);
+   const bool written = writeTo(descriptor, object, fileName, writeDefaults);
+   return (::close(descriptor) == 0 || reject("the file cannot be closed", fileName)) && written;
+}
+} // namespace
+
+bool Zq::read(ZqXmlObject& object, ZqXmlReader& reader)
+{
+   unsigned kind = reader.nextNode();
+   if (!ZqXmlReader::isStart(kind))
+      return false;
+   if (reader.tagText() != object.token().view())
+   {
+      reader.fail("expected the root element \"" + object.token().token() + "\", but received \"" +
+                  ZqString(reader.tagText()) + "\"");
+      return false;
+   }
+   if (!object.xmlInitialized() && !object.xmlInit())
+      return false;
+   if (!object.read(reader) || reader.failed())
+      return false;
+   // Only what may follow a root element is left; anything else is not well-formed.
+   kind = reader.nextNode();
+   return kind == ZqXmlReader::EndOfInput && !reader.failed();
+}
+
+bool Zq::load(ZqXmlObject& object, const ZqString& fileName)
+{
+   ZqXmlReader reader(fileName);
+   return read(object, reader);
+}
+
+bool Zq::fromXml(ZqXmlObject& object, std::string_view document)
+{
+   TextBuffer buffer(document);
+   std::istream stream(&buffer);
+   ZqXmlReader reader(stream, "(text)");
+   return read(object, reader);
+}
+
+bool Zq::write(const ZqXmlObject& object, ZqXmlWriter& writer)
+{
+   writer.writeStartTag(object.token());
+   const bool written = object.write(writer);
+   if (written)
+      writer.writeEndTag();
+   else
+      writer.fail("the object was not written");
+   return writer.flush() && written;
+}
+
+bool Zq::toXml(const ZqXmlObject& object, ZqString& document, bool writeDefaults)
+{
+   std::ostringstream stream;
+   bool written = false;
+   {
+      ZqXmlWriter writer("(text)", stream);
+      writer.setWriteDefaultDataFlag(writeDefaults);
+      written = write(object, writer);
+   }
+   document = written ? std::move(stream).str() : ZqString();
+   return written;
+}
+
+bool Zq::save(const ZqXmlObject& object, const ZqString& fileName, bool writeDefaults)
+{
+   if (isSpecial(fileName))
+      return saveInPlace(object, fileName, writeDefaults);
+   const ZqString target = followed(fileName);
+   ZqString temporary = target + ".XXXXXX";
+   const int descriptor = ::mkstemp(temporary.data());
+   if (descriptor < 0)
+      return reject("no file can be made beside the target", fileName);
+   bool written = writeTo(descriptor, object, fileName, writeDefaults);
+   if (written && (::fchmod(descriptor, modeFor(target)) != 0 || ::fsync(descriptor) != 0))
+      written = reject("the disk takes no more", fileName);
+   if (::close(descriptor) != 0 && written)
+      written = reject("the file cannot be closed", fileName);
+   if (written && ::rename(temporary.c_str(), target.c_str()) != 0)
+      written = reject("the file cannot be replaced", fileName);
+   if (!written)
+      ::unlink(temporary.c_str());
+   else
+      syncFolderOf(target);
+   return written;
+}

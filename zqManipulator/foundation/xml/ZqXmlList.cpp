@@ -1,0 +1,161 @@
+#include "zqManipulator/foundation/xml/ZqXmlList.h"
+
+#include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/foundation/tokens/ZqFoundationTokens.h"
+#include "zqManipulator/foundation/xml/ZqXmlReader.h"
+#include "zqManipulator/foundation/xml/ZqXmlWriter.h"
+
+#include <charconv>
+
+namespace
+{
+/// Reads the elements of a group, which are words of one text.
+bool readGroup(ZqXmlReader& reader, const ZqXmlList::Target& target, long long& count)
+{
+   const bool empty = reader.nodeKind() == ZqXmlReader::EmptyTag;
+   if (empty || reader.nextNode() != ZqXmlReader::Text || !target.elementsAreBasic)
+   {
+      if (!reader.failed())
+         Zq::Print::instance().write(Zq::Rejected,
+                                     "%s Error: XML parser should be in data mode\n%s\n",
+                                     target.className, reader.place().c_str());
+      reader.setFailed();
+      return false;
+   }
+   reader.prepareForData();
+   for (; reader.moreData(); ++count)
+      if (!target.readElement(target.list, reader))
+         return false;
+   return !reader.failed();
+}
+} // namespace
+
+long long ZqXmlList::readCount(ZqXmlReader& reader, std::string_view owner)
+{
+   long long count = 0;
+   for (unsigned i = 0; i < reader.attributeCount(); ++i)
+   {
+      reader.setAttributeCursor(i);
+      if (reader.attributeNameText() != ZqXml::ZqCountToken.view())
+      {
+         reader.reportUnknownAttribute(owner);
+         continue;
+      }
+      const std::string_view text = reader.attributeValueText();
+      std::from_chars(text.data(), text.data() + text.size(), count);
+   }
+   return count;
+}
+
+bool ZqXmlList::read(ZqXmlReader& reader, const Target& target)
+{
+   const long long claimed = readCount(reader, target.className);
+   if (target.reserve != nullptr && claimed > 0)
+   {
+      // An element takes at least the bytes of "<a/>"; a large one is worth reserving only as far as
+      // the document is likely to fill it.
+      const std::size_t bytesEach = std::max<std::size_t>(4, target.elementBytes / 8);
+      target.reserve(target.list,
+                     reader.plausibleCount(static_cast<std::size_t>(claimed), bytesEach));
+   }
+   if (reader.nodeKind() == ZqXmlReader::EmptyTag)
+      return true;
+   unsigned kind = reader.nextNode();
+   if (kind == ZqXmlReader::EndOfInput)
+      return false;
+   long long count = 0;
+   for (;;)
+   {
+      if (kind == ZqXmlReader::Text)
+      {
+         reader.fail("expected an element of a list, but received text");
+         return false;
+      }
+      if (!ZqXmlReader::isStart(kind))
+         break;
+      if (reader.tagText() == ZqXml::ZqGroupToken.view())
+      {
+         if (!readGroup(reader, target, count))
+            return false;
+      }
+      else
+      {
+         if (!target.readElement(target.list, reader))
+            return false;
+         ++count;
+      }
+      kind = reader.nextNode();
+      if (kind == ZqXmlReader::EndOfInput)
+         return false;
+   }
+   if (count != claimed)
+      Zq::Print::instance().write(
+         Zq::XmlFault, "%s Error: %s not equal to attribute value -- %lld, actual -- %lld\n%s\n",
+         target.className, target.size, claimed, count, reader.place().c_str());
+   return true;
+}
+
+void ZqXmlList::writeCount(ZqXmlWriter& writer, std::size_t size)
+{
+   writer.setAttributeName(ZqXml::ZqCountToken);
+   ZqXmlLeaf::write(writer, static_cast<ZqU32>(size));
+}
+
+bool ZqXmlList::beginGroup(ZqXmlWriter& writer)
+{
+   writer.writeStartTag(ZqXml::ZqGroupToken);
+   writer.setInData(true);
+   return writer.good();
+}
+
+void ZqXmlList::endGroup(ZqXmlWriter& writer)
+{
+   writer.writeEndTag();
+}
+
+void ZqXmlList::beginElement(ZqXmlWriter& writer)
+{
+   writer.writeStartTag(ZqXml::ZqElementToken);
+}
+
+void ZqXmlList::endElement(ZqXmlWriter& writer)
+{
+   writer.writeEndTag();
+}
+
+bool ZqXmlList::nextChild(ZqXmlReader& reader, bool& failed)
+{
+   const unsigned kind = reader.nextNode();
+   if (ZqXmlReader::isStart(kind))
+      return true;
+   if (kind == ZqXmlReader::Text)
+      reader.fail("expected an element, but received text");
+   failed = kind != ZqXmlReader::EndTag;
+   return false;
+}
+
+bool ZqXmlList::expectTag(ZqXmlReader& reader, const ZqToken& expected, const char* error)
+{
+   if (reader.tagText() == expected.view())
+      return true;
+   Zq::Print::instance().write(Zq::Rejected,
+                               "%s\n\tFile: %s\n\tLine: %lu\tExpected %s but received %s.", error,
+                               reader.fileName().c_str(), reader.lineNumber(),
+                               expected.token().c_str(), ZqString(reader.tagText()).c_str());
+   reader.setFailed();
+   return false;
+}
+
+void ZqXmlList::describe(ZqXmlSchema& schema, const std::type_info& type,
+                         const ZqXmlObject* element, const char* textType)
+{
+   if (!schema.beginType(type, ""))
+      return;
+   schema.addTextAttribute(ZqXml::ZqCountToken, "unsignedInt");
+   // The words of a group may be quoted, so that their type is text.
+   if (textType != nullptr || element->isBasicType())
+      schema.addTextElement(ZqXml::ZqGroupToken, "string", 0, 1);
+   else
+      schema.addElement(ZqXml::ZqElementToken, *element, 0, ZqXmlSchema::unbounded);
+   schema.endType();
+}

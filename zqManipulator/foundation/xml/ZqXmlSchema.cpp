@@ -1,0 +1,272 @@
+#include "zqManipulator/foundation/xml/ZqXmlSchema.h"
+
+#include "zqManipulator/foundation/log/ZqPrint.h"
+
+#include <boost/core/demangle.hpp>
+
+#include <fstream>
+#include <map>
+#include <vector>
+
+namespace
+{
+/// What an element or attribute contains: a named type, or the definition of a simple one.
+struct Content
+{
+   ZqString typeName;
+   ZqString simple;
+};
+
+struct Particle
+{
+   ZqToken token;
+   Content content;
+   unsigned least;
+   unsigned most;
+};
+
+struct Type
+{
+   std::vector<std::pair<ZqToken, Content>> attributes;
+   std::vector<Particle> particles;
+   bool isChoice = false;
+   unsigned least = 1;
+   unsigned most = 1;
+};
+
+ZqString xmlName(const std::type_info& type, const ZqString& variant)
+{
+   ZqString name = boost::core::demangle(type.name()) + variant;
+   for (char& c : name)
+      if (c != '_' && c != '-' && (c < '0' || c > '9') && (c < 'A' || c > 'Z') &&
+          (c < 'a' || c > 'z'))
+         c = '.';
+   return name;
+}
+
+ZqString occurs(unsigned least, unsigned most)
+{
+   ZqString text;
+   if (least != 1)
+      text += " minOccurs=\"" + std::to_string(least) + '"';
+   if (most == ZqXmlSchema::unbounded)
+      text += " maxOccurs=\"unbounded\"";
+   else if (most != 1)
+      text += " maxOccurs=\"" + std::to_string(most) + '"';
+   return text;
+}
+} // namespace
+
+struct ZqXmlSchema::Model
+{
+   std::vector<std::pair<ZqToken, Content>> roots;
+   std::map<ZqString, Type> types;
+   /// The types that are being described, and what the object that describes itself now has said.
+   std::vector<Type*> open;
+   Content said;
+
+   /// One file a namespace: its text, by URI. The main one is that of the roots.
+   struct File
+   {
+      ZqString prefix;
+      ZqString name;
+      ZqString body;
+      unsigned groups = 0;
+   };
+   using Files = std::map<ZqString, File>;
+
+   ZqString element(const ZqString& name, const Content& content, const ZqString& occurrence,
+                    const File& mainFile) const;
+   ZqString particle(const Particle& particle, const ZqString& mainUri, Files& files) const;
+   void emitTypes(const ZqString& mainUri, Files& files) const;
+};
+
+ZqXmlSchema::ZqXmlSchema() : m_model(std::make_unique<Model>()) {}
+
+ZqXmlSchema::~ZqXmlSchema() = default;
+
+void ZqXmlSchema::addRoot(const ZqToken& token, const ZqXmlObject& object)
+{
+   m_model->said = {};
+   object.writeSchema(*this);
+   m_model->roots.emplace_back(token, m_model->said);
+}
+
+void ZqXmlSchema::addText(const char* schemaType)
+{
+   const ZqString type(schemaType);
+   if (type == "doubles")
+      addTextList("double");
+   else
+      m_model->said = {"", "<xs:restriction base=\"xs:" + type + "\"/>"};
+}
+
+void ZqXmlSchema::addTextList(const char* schemaType)
+{
+   m_model->said = {"", "<xs:list itemType=\"xs:" + ZqString(schemaType) + "\"/>"};
+}
+
+void ZqXmlSchema::addEnumeration(const ZqXmlEnumeration& enumeration)
+{
+   ZqString text = "<xs:restriction base=\"xs:token\">";
+   for (const ZqToken* token : enumeration)
+      text += "<xs:enumeration value=\"" + token->token() + "\"/>";
+   m_model->said = {"", text + "</xs:restriction>"};
+}
+
+bool ZqXmlSchema::beginType(const std::type_info& type, const ZqString& variant)
+{
+   const ZqString name = xmlName(type, variant);
+   m_model->said = {name, ""};
+   const auto [place, isNew] = m_model->types.try_emplace(name);
+   if (isNew)
+      m_model->open.push_back(&place->second);
+   return isNew;
+}
+
+void ZqXmlSchema::endType()
+{
+   Type* ended = m_model->open.back();
+   m_model->open.pop_back();
+   for (const auto& [name, type] : m_model->types)
+      if (&type == ended)
+         m_model->said = {name, ""};
+}
+
+void ZqXmlSchema::addElement(const ZqToken& token, const ZqXmlObject& content, unsigned least,
+                             unsigned most)
+{
+   content.writeSchema(*this);
+   m_model->open.back()->particles.push_back({token, m_model->said, least, most});
+}
+
+void ZqXmlSchema::addTextElement(const ZqToken& token, const char* schemaType, unsigned least,
+                                 unsigned most)
+{
+   addText(schemaType);
+   m_model->open.back()->particles.push_back({token, m_model->said, least, most});
+}
+
+void ZqXmlSchema::addAttribute(const ZqToken& token, const ZqXmlObject& content)
+{
+   content.writeSchema(*this);
+   m_model->open.back()->attributes.emplace_back(token, m_model->said);
+}
+
+void ZqXmlSchema::addTextAttribute(const ZqToken& token, const char* schemaType)
+{
+   addText(schemaType);
+   m_model->open.back()->attributes.emplace_back(token, m_model->said);
+}
+
+void ZqXmlSchema::setChoice(unsigned least, unsigned most)
+{
+   Type& type = *m_model->open.back();
+   type.isChoice = true;
+   type.least = least;
+   type.most = most;
+}
+
+/// The declaration of an element.
+ZqString ZqXmlSchema::Model::element(const ZqString& name, const Content& content,
+                                     const ZqString& occurrence, const File& mainFile) const
+{
+   ZqString text = "<xs:element name=\"" + name + '"' + occurrence;
+   if (!content.typeName.empty())
+      return text + " type=\"" + mainFile.prefix + content.typeName + "\"/>";
+   if (!content.simple.empty())
+      return text + "><xs:simpleType>" + content.simple + "</xs:simpleType></xs:element>";
+   return text + "/>";
+}
+
+/// An element in the content of a type. One of another namespace than the main file's is declared
+/// in a group of the file of its namespace, since a file declares elements of one namespace only.
+ZqString ZqXmlSchema::Model::particle(const Particle& particle, const ZqString& mainUri,
+                                      Files& files) const
+{
+   const ZqString uri(particle.token.namespaceUri());
+   const ZqString name(particle.token.localName());
+   const ZqString occurrence = occurs(particle.least, particle.most);
+   const File& mainFile = files.at(mainUri);
+   if (uri == mainUri)
+      return element(name, particle.content, occurrence, mainFile);
+   const auto number = std::to_string(files.size());
+   File& file = files.try_emplace(uri, File{"n" + number + ":", "-" + number, "", 0}).first->second;
+   const ZqString group = "group" + std::to_string(++file.groups);
+   file.body += " <xs:group name=\"" + group + "\"><xs:sequence>" +
+                element(name, particle.content, "", mainFile) + "</xs:sequence></xs:group>\n";
+   return "<xs:group ref=\"" + file.prefix + group + '"' + occurrence + "/>";
+}
+
+void ZqXmlSchema::Model::emitTypes(const ZqString& mainUri, Files& files) const
+{
+   for (const auto& [name, type] : types)
+   {
+      const ZqString model = type.isChoice ? "choice" : "sequence";
+      ZqString text = " <xs:complexType name=\"" + name + "\">\n  <xs:" + model +
+                      occurs(type.least, type.most) + ">\n";
+      for (const Particle& one : type.particles)
+         text += "   " + particle(one, mainUri, files) + '\n';
+      text += "  </xs:" + model + ">\n";
+      for (const auto& [token, content] : type.attributes)
+         text += "  <xs:attribute name=\"" + ZqString(token.localName()) + "\"><xs:simpleType>" +
+                 content.simple + "</xs:simpleType></xs:attribute>\n";
+      files.at(mainUri).body += text + " </xs:complexType>\n";
+   }
+}
+
+bool ZqXmlSchema::save(const ZqString& fileName) const
+{
+   const Model& model = *m_model;
+   const ZqString mainUri(model.roots.empty() ? ZqString()
+                                              : ZqString(model.roots[0].first.namespaceUri()));
+   Model::Files files;
+   files.try_emplace(mainUri, Model::File{mainUri.empty() ? "" : "n0:", "", "", 0});
+   for (const auto& [token, content] : model.roots)
+   {
+      const ZqString root =
+         model.element(ZqString(token.localName()), content, "", files.at(mainUri));
+      files.at(mainUri).body += ' ' + root + '\n';
+   }
+   model.emitTypes(mainUri, files);
+
+   const auto dot = fileName.rfind('.');
+   const auto slash = fileName.rfind('/');
+   const bool hasDot = dot != ZqString::npos && (slash == ZqString::npos || dot > slash);
+   const ZqString stem = hasDot ? fileName.substr(0, dot) : fileName;
+   const ZqString suffix = hasDot ? fileName.substr(dot) : ZqString(".xsd");
+   const auto pathOf = [&](const Model::File& file)
+   { return file.name.empty() ? fileName : stem + file.name + suffix; };
+   bool written = true;
+   for (const auto& [uri, file] : files)
+   {
+      std::ofstream out(pathOf(file), std::ios::binary);
+      out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+             "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\" "
+             "elementFormDefault=\"qualified\"";
+      if (!uri.empty())
+         out << " targetNamespace=\"" << uri << '"';
+      for (const auto& [otherUri, other] : files)
+         if (!otherUri.empty())
+            out << "\n   xmlns:" << other.prefix.substr(0, other.prefix.size() - 1) << "=\""
+                << otherUri << '"';
+      out << ">\n";
+      for (const auto& [otherUri, other] : files)
+         if (&other != &file)
+         {
+            const ZqString path = pathOf(other);
+            out << " <xs:import" << (otherUri.empty() ? "" : " namespace=\"" + otherUri + '"')
+                << " schemaLocation=\"" << path.substr(path.rfind('/') + 1) << "\"/>\n";
+         }
+      out << file.body << "</xs:schema>\n";
+      out.flush();
+      if (!out)
+      {
+         Zq::Print::instance().write(Zq::Rejected,
+                                     "ZqXmlSchema Error: the file cannot be written.\n\tFile: %s\n",
+                                     pathOf(file).c_str());
+         written = false;
+      }
+   }
+   return written;
+}

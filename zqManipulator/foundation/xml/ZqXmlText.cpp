@@ -1,0 +1,181 @@
+#include "zqManipulator/foundation/xml/ZqXmlText.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+
+namespace
+{
+constexpr std::string_view space = " \n\t\r";
+
+std::string_view trimmed(std::string_view text)
+{
+   const auto first = text.find_first_not_of(space);
+   if (first == std::string_view::npos)
+      return {};
+   return text.substr(first, text.find_last_not_of(space) - first + 1);
+}
+
+template <class Number>
+bool parseNumber(std::string_view text, Number& value)
+{
+   text = trimmed(text);
+   // A plus sign is part of a number in XML, but not for from_chars.
+   if (text.size() > 1 && text[0] == '+' && text[1] != '-')
+      text.remove_prefix(1);
+   Number number{};
+   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+   if (error != std::errc() || end != text.data() + text.size())
+      return false;
+   value = number;
+   return true;
+}
+
+template <class Number>
+void appendNumber(ZqString& out, Number value)
+{
+   std::array<char, 32> digits;
+   const auto result = std::to_chars(digits.data(), digits.data() + digits.size(), value);
+   out.append(digits.data(), result.ptr);
+}
+
+/// Exactly so many reals, apart by white space.
+template <std::size_t count>
+bool parseReals(std::string_view text, std::array<ZqReal, count>& values)
+{
+   for (ZqReal& value : values)
+   {
+      text.remove_prefix(std::min(text.find_first_not_of(space), text.size()));
+      const std::size_t end = std::min(text.find_first_of(space), text.size());
+      if (!ZqXmlText<ZqReal>::parse(text.substr(0, end), value))
+         return false;
+      text.remove_prefix(end);
+   }
+   return trimmed(text).empty();
+}
+
+template <std::size_t count>
+bool appendReals(ZqString& out, const std::array<ZqReal, count>& values)
+{
+   for (std::size_t i = 0; i < count; ++i)
+   {
+      if (i > 0)
+         out += ' ';
+      if (!ZqXmlText<ZqReal>::append(out, values[i]))
+         return false;
+   }
+   return true;
+}
+} // namespace
+
+bool ZqXmlText<ZqReal>::parse(std::string_view text, ZqReal& value)
+{
+   ZqReal number = 0.0;
+   if (!parseNumber(text, number) || !std::isfinite(number))
+      return false;
+   value = number;
+   return true;
+}
+
+bool ZqXmlText<ZqReal>::append(ZqString& out, ZqReal value)
+{
+   if (!std::isfinite(value))
+      return false;
+   appendNumber(out, value);
+   return true;
+}
+
+bool ZqXmlText<ZqU32>::parse(std::string_view text, ZqU32& value)
+{
+   return parseNumber(text, value);
+}
+
+bool ZqXmlText<ZqU32>::append(ZqString& out, ZqU32 value)
+{
+   appendNumber(out, value);
+   return true;
+}
+
+bool ZqXmlText<bool>::parse(std::string_view text, bool& value)
+{
+   text = trimmed(text);
+   const bool yes = text == "true" || text == "1";
+   if (!yes && text != "false" && text != "0")
+      return false;
+   value = yes;
+   return true;
+}
+
+bool ZqXmlText<bool>::append(ZqString& out, bool value)
+{
+   out += value ? "true" : "false";
+   return true;
+}
+
+bool ZqXmlText<ZqString>::parse(std::string_view text, ZqString& value)
+{
+   value = text;
+   return true;
+}
+
+bool ZqXmlText<ZqString>::append(ZqString& out, const ZqString& value)
+{
+   out += value;
+   return true;
+}
+
+bool ZqXmlText<ZqAngle>::parse(std::string_view text, ZqAngle& value)
+{
+   ZqReal number = 0.0;
+   if (!ZqXmlText<ZqReal>::parse(text, number))
+      return false;
+   value = ZqAngle(number);
+   return true;
+}
+
+bool ZqXmlText<ZqAngle>::append(ZqString& out, const ZqAngle& value)
+{
+   return ZqXmlText<ZqReal>::append(out, value);
+}
+
+bool ZqXmlText<ZqNonNegReal>::parse(std::string_view text, ZqNonNegReal& value)
+{
+   ZqReal number = 0.0;
+   if (!ZqXmlText<ZqReal>::parse(text, number) || number < 0.0)
+      return false;
+   value = ZqNonNegReal(number);
+   return true;
+}
+
+bool ZqXmlText<ZqNonNegReal>::append(ZqString& out, const ZqNonNegReal& value)
+{
+   return ZqXmlText<ZqReal>::append(out, value);
+}
+
+bool ZqXmlText<ZqVector>::parse(std::string_view text, ZqVector& value)
+{
+   std::array<ZqReal, 3> v;
+   if (!parseReals(text, v))
+      return false;
+   value = ZqVector(v[0], v[1], v[2]);
+   return true;
+}
+
+bool ZqXmlText<ZqVector>::append(ZqString& out, const ZqVector& value)
+{
+   return appendReals(out, std::array{value[0], value[1], value[2]});
+}
+
+bool ZqXmlText<ZqOrientation>::parse(std::string_view text, ZqOrientation& value)
+{
+   std::array<ZqReal, 4> q;
+   if (!parseReals(text, q) || (q[0] == 0.0 && q[1] == 0.0 && q[2] == 0.0 && q[3] == 0.0))
+      return false;
+   value = ZqOrientation(q[0], q[1], q[2], q[3]);
+   return true;
+}
+
+bool ZqXmlText<ZqOrientation>::append(ZqString& out, const ZqOrientation& value)
+{
+   return appendReals(out, std::array{value[0], value[1], value[2], value[3]});
+}
