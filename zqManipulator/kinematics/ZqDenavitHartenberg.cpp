@@ -1,0 +1,439 @@
+#include "zqManipulator/kinematics/ZqDenavitHartenberg.h"
+
+#include "zqManipulator/foundation/algebra/ZqMath.h"
+#include "zqManipulator/foundation/log/ZqPrint.h"
+
+#include <array>
+#include <cmath>
+
+namespace
+{
+const ZqXmlEnumeration& jointTypeEnumeration()
+{
+   static const ZqXmlEnumeration enumeration{&ZqManip::ZqJointTypeRotationalToken,
+                                             &ZqManip::ZqJointTypePrismaticToken};
+   return enumeration;
+}
+
+const ZqXmlEnumeration& dhTypeEnumeration()
+{
+   static const ZqXmlEnumeration enumeration{
+      &ZqManip::ZqDhTypePaulToken, &ZqManip::ZqDhTypeGeneralPaulToken,
+      &ZqManip::ZqDhTypeCraigToken, &ZqManip::ZqDhTypeGeneralCraigToken,
+      &ZqManip::ZqDhTypeGeneralToken};
+   return enumeration;
+}
+
+void reject(const char* message)
+{
+   Zq::Print::instance().write(Zq::Rejected, "%s", message);
+}
+
+bool within(ZqReal a, ZqReal b, ZqReal tolerance)
+{
+   return a <= b + tolerance && b <= a + tolerance;
+}
+
+/// The products of the half-angle cosines and sines of q and alpha, up to a common sign, from the
+/// cosines and sines of the angles: cc = cos(q/2) cos(alpha/2), cs = cos(q/2) sin(alpha/2), and so on.
+struct HalfAngleProducts
+{
+   ZqReal cc;
+   ZqReal cs;
+   ZqReal ss;
+   ZqReal sc;
+};
+
+/// One square root gives the largest product, so that it is never taken of a small number; the other
+/// three follow from it.
+HalfAngleProducts halfAngleProducts(ZqReal c, ZqReal s, ZqReal ca, ZqReal sa)
+{
+   if (c > 0.0)
+   {
+      if (ca > 0.0)
+      {
+         const ZqReal r = std::sqrt((1.0 + c) * (1.0 + ca));
+         const ZqReal f = 0.5 / r;
+         return {0.5 * r, f * sa * (1.0 + c), f * sa * s, f * s * (1.0 + ca)};
+      }
+      const ZqReal r = std::sqrt((1.0 + c) * (1.0 - ca));
+      const ZqReal f = 0.5 / r;
+      return {f * sa * (1.0 + c), 0.5 * r, f * s * (1.0 - ca), f * sa * s};
+   }
+   if (ca < 0.0)
+   {
+      const ZqReal r = std::sqrt((1.0 - c) * (1.0 - ca));
+      const ZqReal f = 0.5 / r;
+      return {f * sa * s, f * s * (1.0 - ca), 0.5 * r, f * sa * (1.0 - c)};
+   }
+   const ZqReal r = std::sqrt((1.0 - c) * (1.0 + ca));
+   const ZqReal f = 0.5 / r;
+   return {f * s * (1.0 + ca), f * sa * s, f * sa * (1.0 - c), 0.5 * r};
+}
+} // namespace
+
+ZqDenavitHartenberg::ZqDenavitHartenberg()
+   : m_jointType(jointTypeEnumeration()), m_dhType(dhTypeEnumeration())
+{
+}
+
+bool ZqDenavitHartenberg::xmlInit()
+{
+   registerJointTypeEnumerations();
+   registerDhTypeEnumerations();
+   return ZqXmlCompoundType::xmlInit();
+}
+
+void ZqDenavitHartenberg::registerJointTypeEnumerations()
+{
+   m_jointType.registerEnumeration(jointTypeEnumeration());
+}
+
+void ZqDenavitHartenberg::registerDhTypeEnumerations()
+{
+   m_dhType.registerEnumeration(dhTypeEnumeration());
+}
+
+bool ZqDenavitHartenberg::operator==(const ZqDenavitHartenberg& other) const
+{
+   return ZqLinkKinematics::operator==(other) && m_jointType == other.m_jointType &&
+          m_dhType == other.m_dhType && m_precursor == other.m_precursor &&
+          m_theta == other.m_theta && m_d == other.m_d && m_a == other.m_a &&
+          m_alpha == other.m_alpha;
+}
+
+ZqDenavitHartenberg ZqDenavitHartenberg::defaultObject()
+{
+   ZqDenavitHartenberg object;
+   object.setJointType(Prismatic);
+   object.setDhTheta(1.0);
+   object.setDhD(2.0);
+   object.setDhA(ZqMath::pi);
+   object.setDhAlpha(-1e-8);
+   object.setPrimaryFrame({ZqVector(12.0, -3.0, -4.0), ZqOrientation(-1.0, 2.0, -1.0, 4.0)});
+   return object;
+}
+
+const ZqU32& ZqDenavitHartenberg::jointType() const
+{
+   return m_jointType;
+}
+
+void ZqDenavitHartenberg::setJointType(ZqU32 jointType)
+{
+   m_jointType = jointType;
+   m_transformValid = false;
+}
+
+const ZqU32& ZqDenavitHartenberg::dhType() const
+{
+   return m_dhType;
+}
+
+void ZqDenavitHartenberg::setDhType(ZqU32 dhType)
+{
+   m_dhType = dhType;
+   m_transformValid = false;
+}
+
+const ZqCoordinateSystemTransformation& ZqDenavitHartenberg::precursor() const
+{
+   return m_precursor;
+}
+
+void ZqDenavitHartenberg::setPrecursor(const ZqCoordinateSystemTransformation& precursor)
+{
+   m_precursor = precursor;
+   m_transformValid = false;
+}
+
+const ZqAngle& ZqDenavitHartenberg::dhTheta() const
+{
+   return m_theta;
+}
+
+void ZqDenavitHartenberg::setDhTheta(const ZqAngle& theta)
+{
+   m_theta = theta;
+   m_transformValid = false;
+}
+
+const ZqReal& ZqDenavitHartenberg::dhD() const
+{
+   return m_d;
+}
+
+void ZqDenavitHartenberg::setDhD(ZqReal d)
+{
+   m_d = d;
+   m_transformValid = false;
+}
+
+const ZqReal& ZqDenavitHartenberg::dhA() const
+{
+   return m_a;
+}
+
+void ZqDenavitHartenberg::setDhA(ZqReal a)
+{
+   m_a = a;
+   m_transformValid = false;
+}
+
+const ZqAngle& ZqDenavitHartenberg::dhAlpha() const
+{
+   return m_alpha;
+}
+
+void ZqDenavitHartenberg::setDhAlpha(const ZqAngle& alpha)
+{
+   m_alpha = alpha;
+   m_transformValid = false;
+}
+
+ZqDenavitHartenberg::Family ZqDenavitHartenberg::family() const
+{
+   static constexpr std::array families{Family::Paul, Family::Paul, Family::Craig, Family::Craig,
+                                        Family::General};
+   return m_dhType < families.size() ? families[m_dhType] : Family::Unknown;
+}
+
+const ZqCoordinateSystemTransformation& ZqDenavitHartenberg::calculateTransform(
+   ZqReal jointPosition) const
+{
+   if (m_transformValid && jointPosition == m_lastJointPosition)
+      return m_currentTransform;
+   m_lastJointPosition = jointPosition;
+   m_currentTransform.setToIdentity();
+   transformBy(m_currentTransform, jointPosition);
+   m_transformValid = true;
+   return m_currentTransform;
+}
+
+/// The translation and orientation of the joint without its precursor, for the Paul and the Craig
+/// family.
+void ZqDenavitHartenberg::placement(Family family, ZqReal q, ZqVector& translation,
+                                    ZqOrientation& orientation) const
+{
+   const bool paul = family == Family::Paul;
+   if (m_jointType == Rotational)
+   {
+      const ZqReal c = std::cos(q);
+      const ZqReal s = std::sin(q);
+      const auto [cc, cs, ss, sc] = halfAngleProducts(c, s, m_alpha.cos(), m_alpha.sin());
+      translation = paul ? ZqVector(m_a * c, m_a * s, m_d)
+                         : ZqVector(m_a, -m_d * m_alpha.sin(), m_d * m_alpha.cos());
+      orientation = ZqOrientation(cc, cs, paul ? ss : -ss, sc);
+      orientation.normalize();
+      return;
+   }
+   const ZqOrientation alpha = ZqOrientation::xRotation(m_alpha);
+   const ZqOrientation theta = ZqOrientation::zRotation(m_theta);
+   translation = paul ? ZqVector(m_a * m_theta.cos(), m_a * m_theta.sin(), q)
+                      : ZqVector::xVector(m_a) + alpha * ZqVector::zVector(q);
+   orientation = paul ? theta * alpha : alpha * theta;
+}
+
+void ZqDenavitHartenberg::transformBy(ZqCoordinateSystemTransformation& result,
+                                      ZqReal jointPosition) const
+{
+   const Family type = family();
+   if (type == Family::Unknown)
+   {
+      reject("ZqDenavitHartenberg::calculateTransform() bad D-H type:\n");
+      return;
+   }
+   if (type == Family::General)
+   {
+      if (hasUnknownJointType())
+         return;
+      result = m_precursor;
+      if (m_jointType == Rotational)
+         result.outboardTransformBy(ZqVector(), ZqOrientation::zRotation(jointPosition));
+      else
+         result.outboardTransformBy(ZqVector::zVector(jointPosition));
+      return;
+   }
+   if (m_dhType == GeneralPaul || m_dhType == GeneralCraig)
+      result *= m_precursor;
+   ZqVector translation;
+   ZqOrientation orientation;
+   if (hasUnknownJointType())
+      reject("ZqDenavitHartenberg::calculateTransform() bad joint type:\n");
+   else
+      placement(type, jointPosition, translation, orientation);
+   result.outboardTransformBy(translation, orientation);
+}
+
+/// A joint without a precursor gets an identity, whatever value it held before.
+void ZqDenavitHartenberg::promoteToGeneralType()
+{
+   if (m_dhType != Paul && m_dhType != Craig)
+      return;
+   m_precursor.setToIdentity();
+   m_dhType = m_dhType == Paul ? GeneralPaul : GeneralCraig;
+}
+
+void ZqDenavitHartenberg::transformBy(const ZqCoordinateSystemTransformation& transformation)
+{
+   promoteToGeneralType();
+   m_precursor = transformation * m_precursor;
+   m_transformValid = false;
+}
+
+void ZqDenavitHartenberg::changeInboardFrameBy(
+   const ZqCoordinateSystemTransformation& transformation)
+{
+   promoteToGeneralType();
+   m_precursor *= transformation;
+   m_transformValid = false;
+}
+
+void ZqDenavitHartenberg::getUnitFrameMotion(ZqGeneralMotion& motion, ZqReal) const
+{
+   const Family type = family();
+   if (type == Family::Unknown)
+   {
+      reject("ZqDenavitHartenberg::getUnitFrameMotion() bad D-H type:\n");
+      return;
+   }
+   if (hasUnknownJointType())
+   {
+      if (type != Family::General)
+         reject("ZqDenavitHartenberg::getUnitFrameMotion() bad joint type:\n");
+      return;
+   }
+   // In Paul's conventions the DH frame lies behind the twist and the length: the axis is seen
+   // tilted, and the origin swings with radius a.
+   const bool paul = type == Family::Paul;
+   const ZqVector axis = paul ? ZqVector(0.0, m_alpha.sin(), m_alpha.cos()) : ZqVector(0.0, 0.0, 1.0);
+   const ZqVector swing = paul ? ZqVector(0.0, m_a * m_alpha.cos(), -m_a * m_alpha.sin()) : ZqVector();
+   const bool rotational = m_jointType == Rotational;
+   motion.setLinear(rotational ? swing : axis);
+   motion.setAngular(rotational ? axis : ZqVector());
+}
+
+const ZqGeneralMotion& ZqDenavitHartenberg::calculateVelocity(ZqReal jointPosition,
+                                                              ZqReal jointVelocity) const
+{
+   getUnitFrameMotion(m_currentVelocity, jointPosition);
+   m_currentVelocity *= jointVelocity;
+   return m_currentVelocity;
+}
+
+const ZqGeneralMotion& ZqDenavitHartenberg::calculateAcceleration(ZqReal, ZqReal jointVelocity,
+                                                                  ZqReal jointAcceleration) const
+{
+   const Family type = family();
+   const ZqReal qdd = jointAcceleration;
+   if (type == Family::Unknown)
+      reject("ZqDenavitHartenberg::accelerationFromJointVelocity() bad D-H type:\n");
+   else if (hasUnknownJointType())
+   {
+      if (type == Family::Paul)
+         reject("ZqDenavitHartenberg::accelerationFromJointVelocity() bad joint type:\n");
+   }
+   else
+   {
+      const bool paul = type == Family::Paul;
+      const ZqVector along = paul ? ZqVector(0.0, m_alpha.sin() * qdd, m_alpha.cos() * qdd)
+                                  : ZqVector(0.0, 0.0, qdd);
+      if (m_jointType == Prismatic)
+         m_currentAcceleration = ZqGeneralMotion(along, ZqVector());
+      else
+      {
+         // The origin of a Paul joint swings on radius a and is drawn towards the axis.
+         const ZqVector linear = paul ? ZqVector(-m_a * jointVelocity * jointVelocity,
+                                                 m_a * m_alpha.cos() * qdd, -m_a * m_alpha.sin() * qdd)
+                                      : ZqVector();
+         m_currentAcceleration = ZqGeneralMotion(linear, along);
+      }
+   }
+   return m_currentAcceleration;
+}
+
+void ZqDenavitHartenberg::accelerationFromJointVelocity(ZqReal jointVelocity,
+                                                        const ZqVector& angularVelocity,
+                                                        const ZqVector& linearAcceleration,
+                                                        const ZqVector& angularAcceleration,
+                                                        ZqGeneralMotion& result) const
+{
+   const Family type = family();
+   const bool paul = type == Family::Paul;
+   const ZqReal qd = jointVelocity;
+   const ZqVector& w = angularVelocity;
+   ZqVector linear;
+   ZqVector angular;
+   if (type == Family::Unknown)
+      reject("ZqDenavitHartenberg::accelerationFromJointVelocity() bad D-H type:\n");
+   else if (hasUnknownJointType())
+   {
+      if (paul)
+         reject("ZqDenavitHartenberg::accelerationFromJointVelocity() bad joint type:\n");
+   }
+   else
+   {
+      const ZqVector axis = paul ? ZqVector(0.0, m_alpha.sin(), m_alpha.cos()) : ZqVector(0.0, 0.0, 1.0);
+      const ZqVector turning = w.cross(axis) * qd;
+      if (m_jointType == Prismatic)
+         linear = turning * 2.0;
+      else
+      {
+         angular = turning;
+         if (paul)
+            linear = ZqVector(-(qd + 2.0 * m_alpha.sin() * w.y() + 2.0 * m_alpha.cos() * w.z()),
+                              2.0 * m_alpha.sin() * w.x(), 2.0 * m_alpha.cos() * w.x()) *
+                     (m_a * qd);
+      }
+   }
+   result.setLinear(linear + linearAcceleration);
+   result.setAngular(angular + angularAcceleration);
+}
+
+bool ZqDenavitHartenberg::approxEq(const ZqDenavitHartenberg& other, ZqReal tolerance) const
+{
+   return ZqLinkKinematics::approxEq(other, tolerance) && m_jointType == other.m_jointType &&
+          within(m_theta, other.m_theta, tolerance) && within(m_alpha, other.m_alpha, tolerance) &&
+          within(m_a, other.m_a, tolerance) && within(m_d, other.m_d, tolerance);
+}
+
+ZqU32 ZqDenavitHartenberg::unitType() const
+{
+   return m_jointType == Rotational ? 1 : 0;
+}
+
+ZqReal ZqDenavitHartenberg::jointParameterScalability() const
+{
+   if (m_jointType == Rotational)
+      return 0.0;
+   if (m_jointType == Prismatic)
+      return 1.0;
+   Zq::Print::instance().write(
+      Zq::Rejected,
+      "ZqDenavitHartenberg::jointParameterScalability(): unknown joint type (%d).",
+      static_cast<int>(m_jointType.value()));
+   return 0.0;
+}
+
+void ZqDenavitHartenberg::scaleBy(ZqReal scale)
+{
+   ZqLinkKinematics::scaleBy(scale);
+   m_precursor.setTranslation(m_precursor.translation() * scale);
+   m_d *= scale;
+   m_a *= scale;
+   m_transformValid = false;
+}
+
+// The classes of these arguments are still to come, so that nobody can call these two yet; they get
+// their bodies with them.
+ZqReal ZqDenavitHartenberg::upperBoundDhFrameDistance(const ZqJointActuator&) const
+{
+   return 0.0;
+}
+
+bool ZqDenavitHartenberg::addChildArbdToParent(ZqArticulatedBodyDynamics&,
+                                               const ZqArticulatedBodyDynamics&, ZqReal, ZqReal,
+                                               ZqReal) const
+{
+   return false;
+}

@@ -1,0 +1,133 @@
+#pragma once
+
+#include "zqManipulator/foundation/algebra/ZqAngle.h"
+#include "zqManipulator/foundation/xml/ZqXmlEnumType.h"
+#include "zqManipulator/kinematics/ZqLinkKinematics.h"
+
+/// A rotational or prismatic joint in one of the conventions of Denavit and Hartenberg (1955).
+///
+/// | D-H type         | transformation from the DH frame to the inboard frame              |
+/// |------------------|--------------------------------------------------------------------|
+/// | paul (0)         | Rz(theta) Tz(d) Tx(a) Rx(alpha)              (Paul 1981)            |
+/// | generalPaul (1)  | precursor, then as paul                                            |
+/// | craig (2)        | Tx(a) Rx(alpha) Rz(theta) Tz(d)              (Craig 1986)           |
+/// | generalCraig (3) | precursor, then as craig                                           |
+/// | general (4)      | precursor, then Rz(q) or Tz(q); a, d, theta and alpha play no part |
+///
+/// The joint position q takes the place of theta in a rotational joint (type 0) and of d in a
+/// prismatic one (type 1); the stored value then has no effect. A value of an enumeration beyond
+/// these is kept; a query that meets it logs a message and goes on without the joint.
+///
+/// A joint that is read over after use keeps its cached transformation for the last joint position:
+/// reading is meant for fresh objects.
+class ZqDenavitHartenberg : public ZqXmlClass<ZqDenavitHartenberg, ZqLinkKinematics>
+{
+public:
+   enum JointType : ZqU32
+   {
+      Rotational = 0,
+      Prismatic = 1
+   };
+   enum DhType : ZqU32
+   {
+      Paul = 0,
+      GeneralPaul = 1,
+      Craig = 2,
+      GeneralCraig = 3,
+      General = 4
+   };
+
+   ZqDenavitHartenberg();
+
+   static const ZqToken& classToken() { return ZqManip::ZqDenavitHartenbergToken; }
+   static constexpr auto components()
+   {
+      using This = ZqDenavitHartenberg;
+      return std::tuple{ZqComponent{&This::m_jointType, &ZqManip::ZqJointTypeToken},
+                        ZqComponent{&This::m_dhType, &ZqManip::ZqDhTypeToken},
+                        ZqComponent{&This::m_precursor, &ZqManip::ZqPrecursorToken},
+                        ZqComponent{&This::m_a, &ZqManip::ZqDhAToken},
+                        ZqComponent{&This::m_d, &ZqManip::ZqDhDToken},
+                        ZqComponent{&This::m_alpha, &ZqManip::ZqDhAlphaToken},
+                        ZqComponent{&This::m_theta, &ZqManip::ZqDhThetaToken}};
+   }
+   bool xmlInit() override;
+
+   bool operator==(const ZqDenavitHartenberg& other) const;
+   /// A joint with odd values in every member, for samples.
+   static ZqDenavitHartenberg defaultObject();
+   static ZqDenavitHartenberg nullObject() { return {}; }
+
+   using ZqLinkKinematics::approxEq;
+   const ZqCoordinateSystemTransformation& calculateTransform(ZqReal jointPosition) const override;
+   /// A paul or craig joint becomes generalPaul or generalCraig, with this as its precursor; else the
+   /// precursor becomes the transformation times the precursor.
+   void transformBy(const ZqCoordinateSystemTransformation& transformation) override;
+   /// For general joints the result is assigned, for all others composed onto what it held.
+   void transformBy(ZqCoordinateSystemTransformation& result, ZqReal jointPosition) const override;
+   const ZqGeneralMotion& calculateVelocity(ZqReal jointPosition,
+                                            ZqReal jointVelocity) const override;
+   const ZqGeneralMotion& calculateAcceleration(ZqReal jointPosition, ZqReal jointVelocity,
+                                                ZqReal jointAcceleration) const override;
+   ZqReal upperBoundDhFrameDistance(const ZqJointActuator& actuator) const override;
+   bool addChildArbdToParent(ZqArticulatedBodyDynamics& parent,
+                             const ZqArticulatedBodyDynamics& child, ZqReal jointPosition,
+                             ZqReal jointTorque, ZqReal effectiveInertia) const override;
+   void scaleBy(ZqReal scale) override;
+   ZqReal jointParameterScalability() const override;
+   /// As `transformBy`, with the precursor becoming the precursor times the transformation.
+   void changeInboardFrameBy(const ZqCoordinateSystemTransformation& transformation) override;
+   ZqU32 unitType() const override;
+
+   virtual void registerJointTypeEnumerations();
+   virtual void registerDhTypeEnumerations();
+   virtual const ZqU32& jointType() const;
+   virtual void setJointType(ZqU32 jointType);
+   virtual const ZqU32& dhType() const;
+   virtual void setDhType(ZqU32 dhType);
+   virtual const ZqCoordinateSystemTransformation& precursor() const;
+   virtual void setPrecursor(const ZqCoordinateSystemTransformation& precursor);
+   virtual const ZqAngle& dhTheta() const;
+   virtual void setDhTheta(const ZqAngle& theta);
+   virtual const ZqReal& dhD() const;
+   virtual void setDhD(ZqReal d);
+   virtual const ZqReal& dhA() const;
+   virtual void setDhA(ZqReal a);
+   virtual const ZqAngle& dhAlpha() const;
+   virtual void setDhAlpha(const ZqAngle& alpha);
+   /// The motion per unit joint velocity, which is the same for every q.
+   virtual void getUnitFrameMotion(ZqGeneralMotion& motion, ZqReal jointPosition) const;
+   /// The given accelerations with the velocity-product terms of the joint, in the DH frame; the
+   /// angular velocity (rad/s) is that of the inboard side.
+   virtual void accelerationFromJointVelocity(ZqReal jointVelocity, const ZqVector& angularVelocity,
+                                              const ZqVector& linearAcceleration,
+                                              const ZqVector& angularAcceleration,
+                                              ZqGeneralMotion& result) const;
+   /// True when the primary frames, theta, alpha, a and d agree within the tolerance and the joint
+   /// types are the same. The D-H type and the precursor are not compared.
+   virtual bool approxEq(const ZqDenavitHartenberg& other, ZqReal tolerance) const;
+
+private:
+   /// The geometry of a D-H type: where the DH frame stands in the link.
+   enum class Family
+   {
+      Paul,
+      Craig,
+      General,
+      Unknown
+   };
+   Family family() const;
+   bool hasUnknownJointType() const { return m_jointType > Prismatic; }
+   void promoteToGeneralType();
+   void placement(Family family, ZqReal q, ZqVector& translation, ZqOrientation& orientation) const;
+
+   ZqXmlEnumType<ZqU32> m_jointType;
+   ZqXmlEnumType<ZqU32> m_dhType;
+   ZqCoordinateSystemTransformation m_precursor;
+   ZqAngle m_theta;
+   ZqReal m_d = 0.0;
+   ZqReal m_a = 0.0;
+   ZqAngle m_alpha; ///< with its sine and cosine
+   mutable ZqReal m_lastJointPosition = 0.0;
+   mutable ZqBoolean m_transformValid = false;
+};

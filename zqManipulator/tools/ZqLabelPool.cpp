@@ -1,0 +1,80 @@
+#include "zqManipulator/tools/ZqLabelPool.h"
+
+#include <boost/lexical_cast.hpp>
+
+#include <cstdint>
+#include <string_view>
+
+void ZqLabelPool::addUsedLabel(const ZqString& label)
+{
+   m_usedLabels.insert(label);
+}
+
+bool ZqLabelPool::addUsingLabel(const ZqString& label, ZqU32 index)
+{
+   const bool inserted = m_usingLabels.try_emplace(label, index).second;
+   if (inserted)
+      m_usedLabels.insert(label);
+   return inserted;
+}
+
+void ZqLabelPool::clearUsingLabels()
+{
+   m_usingLabels.clear();
+}
+
+void ZqLabelPool::deleteUsingLabel(const ZqString& label)
+{
+   m_usingLabels.erase(label);
+}
+
+bool ZqLabelPool::indexOfUsingLabel(const ZqString& label, ZqU32& index) const
+{
+   const auto found = m_usingLabels.find(label);
+   if (found == m_usingLabels.end())
+      return false;
+   index = found->second;
+   return true;
+}
+
+bool ZqLabelPool::isLabelUsing(const ZqString& label) const
+{
+   return m_usingLabels.contains(label);
+}
+
+ZqString ZqLabelPool::nextUnusedLabel(const ZqString& label) const
+{
+   if (!m_usedLabels.contains(label))
+      return label;
+
+   // The counter is wider than the number in the label, so that counting on cannot overflow.
+   ZqString base;
+   ZqString number;
+   std::int64_t counter = 1;
+   if (parseLabel(label, base, number) && !number.empty())
+      counter = boost::lexical_cast<int>(number);
+   else
+      base = label;
+
+   base += '-';
+   ZqString candidate = base + std::to_string(counter);
+   while (m_usedLabels.contains(candidate))
+      candidate = base + std::to_string(++counter);
+   return candidate;
+}
+
+bool ZqLabelPool::parseLabel(const ZqString& label, ZqString& base, ZqString& number)
+{
+   const auto lastNonSpace = label.find_last_not_of(' ');
+   if (lastNonSpace == ZqString::npos)
+      return false;
+   const std::string_view text(label.data(), lastNonSpace + 1);
+
+   const auto dash = text.find_last_not_of("0123456789");
+   if (dash == std::string_view::npos || text[dash] != '-')
+      return false;
+
+   base = text.substr(0, dash);
+   number = text.substr(dash + 1);
+   return true;
+}

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "zqManipulator/foundation/tokens/ZqManipTokens.h"
+#include "zqManipulator/foundation/xml/ZqXmlClass.h"
+
+/// Who made a part, and under what number.
+class ZqManufacturerData : public ZqXmlClass<ZqManufacturerData>
+{
+public:
+   static const ZqToken& classToken() { return ZqManip::ZqPrimeMoverManufacturerDataToken; }
+   static constexpr auto components()
+   {
+      return std::tuple{
+         ZqComponent{&ZqManufacturerData::m_manufacturer, &ZqManip::ZqManufacturerToken},
+         ZqComponent{&ZqManufacturerData::m_partNumber, &ZqManip::ZqPartNumberToken}};
+   }
+   static ZqManufacturerData nullObject() { return {}; }
+   bool operator==(const ZqManufacturerData&) const = default;
+
+   virtual const ZqString& manufacturer() const { return m_manufacturer; }
+   virtual void setManufacturer(const ZqString& manufacturer) { m_manufacturer = manufacturer; }
+   virtual const ZqString& partNumber() const { return m_partNumber; }
+   virtual void setPartNumber(const ZqString& partNumber) { m_partNumber = partNumber; }
+   /// True when either text is not empty.
+   virtual bool isValid() const { return !m_manufacturer.empty() || !m_partNumber.empty(); }
+
+private:
+   ZqString m_manufacturer;
+   ZqString m_partNumber;
+};
