@@ -18,9 +18,8 @@ const ZqXmlEnumeration& jointTypeEnumeration()
 const ZqXmlEnumeration& dhTypeEnumeration()
 {
    static const ZqXmlEnumeration enumeration{
-      &ZqManip::ZqDhTypePaulToken, &ZqManip::ZqDhTypeGeneralPaulToken,
-      &ZqManip::ZqDhTypeCraigToken, &ZqManip::ZqDhTypeGeneralCraigToken,
-      &ZqManip::ZqDhTypeGeneralToken};
+      &ZqManip::ZqDhTypePaulToken, &ZqManip::ZqDhTypeGeneralPaulToken, &ZqManip::ZqDhTypeCraigToken,
+      &ZqManip::ZqDhTypeGeneralCraigToken, &ZqManip::ZqDhTypeGeneralToken};
    return enumeration;
 }
 
@@ -34,41 +33,32 @@ bool within(ZqReal a, ZqReal b, ZqReal tolerance)
    return a <= b + tolerance && b <= a + tolerance;
 }
 
-/// The products of the half-angle cosines and sines of q and alpha, up to a common sign, from the
-/// cosines and sines of the angles: cc = cos(q/2) cos(alpha/2), cs = cos(q/2) sin(alpha/2), and so on.
-struct HalfAngleProducts
+/// Composes a rotational joint, without its precursor, onto the result.
+void turnBy(ZqCoordinateSystemTransformation& result, bool paul, ZqReal q, ZqReal a, ZqReal d,
+            const ZqAngle& alpha, const ZqHalfAngle& halfAlpha)
 {
-   ZqReal cc;
-   ZqReal cs;
-   ZqReal ss;
-   ZqReal sc;
-};
+   const ZqReal c = std::cos(q);
+   const ZqReal s = std::sin(q);
+   const ZqHalfAngle half(c, s);
+   const ZqReal y = half.sin * halfAlpha.sin;
+   ZqOrientation orientation(half.cos * halfAlpha.cos, half.cos * halfAlpha.sin, paul ? y : -y,
+                             half.sin * halfAlpha.cos);
+   orientation.normalize();
+   result.outboardTransformBy(paul ? ZqVector(a * c, a * s, d)
+                                   : ZqVector(a, -d * alpha.sin(), d * alpha.cos()),
+                              orientation);
+}
 
-/// One square root gives the largest product, so that it is never taken of a small number; the other
-/// three follow from it.
-HalfAngleProducts halfAngleProducts(ZqReal c, ZqReal s, ZqReal ca, ZqReal sa)
+/// The same for a prismatic joint.
+void slideBy(ZqCoordinateSystemTransformation& result, bool paul, ZqReal q, ZqReal a,
+             const ZqAngle& theta, const ZqAngle& alpha)
 {
-   if (c > 0.0)
-   {
-      if (ca > 0.0)
-      {
-         const ZqReal r = std::sqrt((1.0 + c) * (1.0 + ca));
-         const ZqReal f = 0.5 / r;
-         return {0.5 * r, f * sa * (1.0 + c), f * sa * s, f * s * (1.0 + ca)};
-      }
-      const ZqReal r = std::sqrt((1.0 + c) * (1.0 - ca));
-      const ZqReal f = 0.5 / r;
-      return {f * sa * (1.0 + c), 0.5 * r, f * s * (1.0 - ca), f * sa * s};
-   }
-   if (ca < 0.0)
-   {
-      const ZqReal r = std::sqrt((1.0 - c) * (1.0 - ca));
-      const ZqReal f = 0.5 / r;
-      return {f * sa * s, f * s * (1.0 - ca), 0.5 * r, f * sa * (1.0 - c)};
-   }
-   const ZqReal r = std::sqrt((1.0 - c) * (1.0 + ca));
-   const ZqReal f = 0.5 / r;
-   return {f * s * (1.0 + ca), f * sa * s, f * sa * (1.0 - c), 0.5 * r};
+   const ZqOrientation twist = ZqOrientation::xRotation(alpha);
+   const ZqOrientation turn = ZqOrientation::zRotation(theta);
+   if (paul)
+      result.outboardTransformBy(ZqVector(a * theta.cos(), a * theta.sin(), q), turn * twist);
+   else
+      result.outboardTransformBy(ZqVector::xVector(a) + twist * ZqVector::zVector(q), twist * turn);
 }
 } // namespace
 
@@ -82,6 +72,13 @@ bool ZqDenavitHartenberg::xmlInit()
    registerJointTypeEnumerations();
    registerDhTypeEnumerations();
    return ZqXmlCompoundType::xmlInit();
+}
+
+bool ZqDenavitHartenberg::read(ZqXmlReader& reader)
+{
+   const bool succeeded = ZqLinkKinematics::read(reader);
+   m_halfAlpha = ZqHalfAngle(m_alpha.cos(), m_alpha.sin());
+   return succeeded;
 }
 
 void ZqDenavitHartenberg::registerJointTypeEnumerations()
@@ -188,6 +185,7 @@ const ZqAngle& ZqDenavitHartenberg::dhAlpha() const
 void ZqDenavitHartenberg::setDhAlpha(const ZqAngle& alpha)
 {
    m_alpha = alpha;
+   m_halfAlpha = ZqHalfAngle(m_alpha.cos(), m_alpha.sin());
    m_transformValid = false;
 }
 
@@ -198,8 +196,8 @@ ZqDenavitHartenberg::Family ZqDenavitHartenberg::family() const
    return m_dhType < families.size() ? families[m_dhType] : Family::Unknown;
 }
 
-const ZqCoordinateSystemTransformation& ZqDenavitHartenberg::calculateTransform(
-   ZqReal jointPosition) const
+const ZqCoordinateSystemTransformation&
+ZqDenavitHartenberg::calculateTransform(ZqReal jointPosition) const
 {
    if (m_transformValid && jointPosition == m_lastJointPosition)
       return m_currentTransform;
@@ -208,30 +206,6 @@ const ZqCoordinateSystemTransformation& ZqDenavitHartenberg::calculateTransform(
    transformBy(m_currentTransform, jointPosition);
    m_transformValid = true;
    return m_currentTransform;
-}
-
-/// The translation and orientation of the joint without its precursor, for the Paul and the Craig
-/// family.
-void ZqDenavitHartenberg::placement(Family family, ZqReal q, ZqVector& translation,
-                                    ZqOrientation& orientation) const
-{
-   const bool paul = family == Family::Paul;
-   if (m_jointType == Rotational)
-   {
-      const ZqReal c = std::cos(q);
-      const ZqReal s = std::sin(q);
-      const auto [cc, cs, ss, sc] = halfAngleProducts(c, s, m_alpha.cos(), m_alpha.sin());
-      translation = paul ? ZqVector(m_a * c, m_a * s, m_d)
-                         : ZqVector(m_a, -m_d * m_alpha.sin(), m_d * m_alpha.cos());
-      orientation = ZqOrientation(cc, cs, paul ? ss : -ss, sc);
-      orientation.normalize();
-      return;
-   }
-   const ZqOrientation alpha = ZqOrientation::xRotation(m_alpha);
-   const ZqOrientation theta = ZqOrientation::zRotation(m_theta);
-   translation = paul ? ZqVector(m_a * m_theta.cos(), m_a * m_theta.sin(), q)
-                      : ZqVector::xVector(m_a) + alpha * ZqVector::zVector(q);
-   orientation = paul ? theta * alpha : alpha * theta;
 }
 
 void ZqDenavitHartenberg::transformBy(ZqCoordinateSystemTransformation& result,
@@ -256,13 +230,16 @@ void ZqDenavitHartenberg::transformBy(ZqCoordinateSystemTransformation& result,
    }
    if (m_dhType == GeneralPaul || m_dhType == GeneralCraig)
       result *= m_precursor;
-   ZqVector translation;
-   ZqOrientation orientation;
-   if (hasUnknownJointType())
-      reject("ZqDenavitHartenberg::calculateTransform() bad joint type:\n");
+   const bool paul = type == Family::Paul;
+   if (m_jointType == Rotational)
+      turnBy(result, paul, jointPosition, m_a, m_d, m_alpha, m_halfAlpha);
+   else if (m_jointType == Prismatic)
+      slideBy(result, paul, jointPosition, m_a, m_theta, m_alpha);
    else
-      placement(type, jointPosition, translation, orientation);
-   result.outboardTransformBy(translation, orientation);
+   {
+      reject("ZqDenavitHartenberg::calculateTransform() bad joint type:\n");
+      result.outboardTransformBy(ZqVector(), ZqOrientation());
+   }
 }
 
 /// A joint without a precursor gets an identity, whatever value it held before.
@@ -276,16 +253,19 @@ void ZqDenavitHartenberg::promoteToGeneralType()
 
 void ZqDenavitHartenberg::transformBy(const ZqCoordinateSystemTransformation& transformation)
 {
+   // The argument may be the precursor, which a promotion forgets.
+   const ZqCoordinateSystemTransformation X = transformation;
    promoteToGeneralType();
-   m_precursor = transformation * m_precursor;
+   m_precursor = X * m_precursor;
    m_transformValid = false;
 }
 
 void ZqDenavitHartenberg::changeInboardFrameBy(
    const ZqCoordinateSystemTransformation& transformation)
 {
+   const ZqCoordinateSystemTransformation X = transformation;
    promoteToGeneralType();
-   m_precursor *= transformation;
+   m_precursor *= X;
    m_transformValid = false;
 }
 
@@ -306,8 +286,10 @@ void ZqDenavitHartenberg::getUnitFrameMotion(ZqGeneralMotion& motion, ZqReal) co
    // In Paul's conventions the DH frame lies behind the twist and the length: the axis is seen
    // tilted, and the origin swings with radius a.
    const bool paul = type == Family::Paul;
-   const ZqVector axis = paul ? ZqVector(0.0, m_alpha.sin(), m_alpha.cos()) : ZqVector(0.0, 0.0, 1.0);
-   const ZqVector swing = paul ? ZqVector(0.0, m_a * m_alpha.cos(), -m_a * m_alpha.sin()) : ZqVector();
+   const ZqVector axis =
+      paul ? ZqVector(0.0, m_alpha.sin(), m_alpha.cos()) : ZqVector(0.0, 0.0, 1.0);
+   const ZqVector swing =
+      paul ? ZqVector(0.0, m_a * m_alpha.cos(), -m_a * m_alpha.sin()) : ZqVector();
    const bool rotational = m_jointType == Rotational;
    motion.setLinear(rotational ? swing : axis);
    motion.setAngular(rotational ? axis : ZqVector());
@@ -336,16 +318,17 @@ const ZqGeneralMotion& ZqDenavitHartenberg::calculateAcceleration(ZqReal, ZqReal
    else
    {
       const bool paul = type == Family::Paul;
-      const ZqVector along = paul ? ZqVector(0.0, m_alpha.sin() * qdd, m_alpha.cos() * qdd)
-                                  : ZqVector(0.0, 0.0, qdd);
+      const ZqVector along =
+         paul ? ZqVector(0.0, m_alpha.sin() * qdd, m_alpha.cos() * qdd) : ZqVector(0.0, 0.0, qdd);
       if (m_jointType == Prismatic)
          m_currentAcceleration = ZqGeneralMotion(along, ZqVector());
       else
       {
          // The origin of a Paul joint swings on radius a and is drawn towards the axis.
-         const ZqVector linear = paul ? ZqVector(-m_a * jointVelocity * jointVelocity,
-                                                 m_a * m_alpha.cos() * qdd, -m_a * m_alpha.sin() * qdd)
-                                      : ZqVector();
+         const ZqVector linear =
+            paul ? ZqVector(-m_a * jointVelocity * jointVelocity, m_a * m_alpha.cos() * qdd,
+                            -m_a * m_alpha.sin() * qdd)
+                 : ZqVector();
          m_currentAcceleration = ZqGeneralMotion(linear, along);
       }
    }
@@ -373,7 +356,8 @@ void ZqDenavitHartenberg::accelerationFromJointVelocity(ZqReal jointVelocity,
    }
    else
    {
-      const ZqVector axis = paul ? ZqVector(0.0, m_alpha.sin(), m_alpha.cos()) : ZqVector(0.0, 0.0, 1.0);
+      const ZqVector axis =
+         paul ? ZqVector(0.0, m_alpha.sin(), m_alpha.cos()) : ZqVector(0.0, 0.0, 1.0);
       const ZqVector turning = w.cross(axis) * qd;
       if (m_jointType == Prismatic)
          linear = turning * 2.0;
@@ -409,8 +393,7 @@ ZqReal ZqDenavitHartenberg::jointParameterScalability() const
    if (m_jointType == Prismatic)
       return 1.0;
    Zq::Print::instance().write(
-      Zq::Rejected,
-      "ZqDenavitHartenberg::jointParameterScalability(): unknown joint type (%d).",
+      Zq::Rejected, "ZqDenavitHartenberg::jointParameterScalability(): unknown joint type (%d).",
       static_cast<int>(m_jointType.value()));
    return 0.0;
 }

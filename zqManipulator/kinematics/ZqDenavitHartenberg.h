@@ -1,6 +1,7 @@
 #pragma once
 
 #include "zqManipulator/foundation/algebra/ZqAngle.h"
+#include "zqManipulator/foundation/algebra/ZqHalfAngle.h"
 #include "zqManipulator/foundation/xml/ZqXmlEnumType.h"
 #include "zqManipulator/kinematics/ZqLinkKinematics.h"
 
@@ -52,6 +53,7 @@ public:
                         ZqComponent{&This::m_theta, &ZqManip::ZqDhThetaToken}};
    }
    bool xmlInit() override;
+   bool read(ZqXmlReader& reader) override;
 
    bool operator==(const ZqDenavitHartenberg& other) const;
    /// A joint with odd values in every member, for samples.
@@ -119,7 +121,6 @@ private:
    Family family() const;
    bool hasUnknownJointType() const { return m_jointType > Prismatic; }
    void promoteToGeneralType();
-   void placement(Family family, ZqReal q, ZqVector& translation, ZqOrientation& orientation) const;
 
    ZqXmlEnumType<ZqU32> m_jointType;
    ZqXmlEnumType<ZqU32> m_dhType;
@@ -128,6 +129,7 @@ private:
    ZqReal m_d = 0.0;
    ZqReal m_a = 0.0;
    ZqAngle m_alpha; ///< with its sine and cosine
+   ZqHalfAngle m_halfAlpha;
    mutable ZqReal m_lastJointPosition = 0.0;
    mutable ZqBoolean m_transformValid = false;
 };

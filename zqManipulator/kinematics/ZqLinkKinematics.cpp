@@ -90,8 +90,8 @@ const ZqGeneralMotion& ZqLinkKinematics::calculateAcceleration(ZqReal jointPosit
    V0.transformBy(o0);
    Vd.transformBy(o0);
    Vq.transformBy(o1);
-   const ZqGeneralMotion A = (Vd - V0) * (jointAcceleration / epsilon) +
-                             (Vq - V0) * (jointVelocity / epsilon);
+   const ZqGeneralMotion A =
+      (Vd - V0) * (jointAcceleration / epsilon) + (Vq - V0) * (jointVelocity / epsilon);
    m_currentAcceleration = o0.inverse() * A;
    return m_currentAcceleration;
 }

@@ -70,8 +70,8 @@ void ZqLinkKinematicsContainer::transformBy(ZqCoordinateSystemTransformation& re
       joint->transformBy(result, jointPosition);
 }
 
-ZqBoolean ZqLinkKinematicsContainer::transformBy(
-   const ZqCoordinateSystemTransformation& transformation)
+ZqBoolean
+ZqLinkKinematicsContainer::transformBy(const ZqCoordinateSystemTransformation& transformation)
 {
    ZqLinkKinematics* joint = topElement();
    if (joint == nullptr)
@@ -107,8 +107,8 @@ void ZqLinkKinematicsContainer::setPrimaryFrame(const ZqCoordinateSystemTransfor
                                   "ZqLinkKinematicsContainer::setPrimaryFrame-->Null container\n");
 }
 
-const ZqCoordinateSystemTransformation& ZqLinkKinematicsContainer::calculateTransform(
-   ZqReal jointPosition) const
+const ZqCoordinateSystemTransformation&
+ZqLinkKinematicsContainer::calculateTransform(ZqReal jointPosition) const
 {
    const ZqLinkKinematics* joint = topElement();
    return joint != nullptr ? joint->calculateTransform(jointPosition) : m_theIdentity;
@@ -122,8 +122,9 @@ const ZqGeneralMotion& ZqLinkKinematicsContainer::calculateVelocity(ZqReal joint
                            : m_theNullMotion;
 }
 
-const ZqGeneralMotion& ZqLinkKinematicsContainer::calculateAcceleration(
-   ZqReal jointPosition, ZqReal jointVelocity, ZqReal jointAcceleration) const
+const ZqGeneralMotion&
+ZqLinkKinematicsContainer::calculateAcceleration(ZqReal jointPosition, ZqReal jointVelocity,
+                                                 ZqReal jointAcceleration) const
 {
    const ZqLinkKinematics* joint = topElement();
    return joint != nullptr
@@ -131,8 +132,9 @@ const ZqGeneralMotion& ZqLinkKinematicsContainer::calculateAcceleration(
              : m_theNullMotion;
 }
 
-ZqReal ZqLinkKinematicsContainer::unitAccelerationTorque(
-   ZqReal jointPosition, const ZqArticulatedBodyInertia& inertia) const
+ZqReal
+ZqLinkKinematicsContainer::unitAccelerationTorque(ZqReal jointPosition,
+                                                  const ZqArticulatedBodyInertia& inertia) const
 {
    const ZqLinkKinematics* joint = topElement();
    return joint != nullptr ? joint->unitAccelerationTorque(jointPosition, inertia) : 0.0;

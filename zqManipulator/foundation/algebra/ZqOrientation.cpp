@@ -81,36 +81,21 @@ void ZqOrientation::setFromDcmColumns(const ZqVector& x, const ZqVector& y,
    normalize();
 }
 
-ZqBoolean ZqOrientation::normalize() noexcept
+ZqOrientation ZqOrientation::scaledToUnitLength(ZqOrientation q, ZqReal squared) noexcept
 {
-   // The rounding of one normalisation leaves the squared norm within 6 epsilon of one.
-   constexpr ZqReal unitTolerance = 8.0 * std::numeric_limits<ZqReal>::epsilon();
-
-   const ZqReal squared = normSquared(*this);
-   if (std::abs(squared - 1.0) <= unitTolerance)
-      return true;
    if (squared > 1e-280 && squared < 1e280)
-   {
-      *this = scaled(*this, 1.0 / std::sqrt(squared));
-      return true;
-   }
+      return scaled(q, 1.0 / std::sqrt(squared));
 
    // Rare: the square may have overflowed or underflowed, so the largest component is divided out.
-   const ZqReal largest = std::max({std::abs(w()), std::abs(x()), std::abs(y()), std::abs(z())});
-   if (squared == 0.0 && largest == 0.0)
-   {
-      setToIdentity();
-      return false;
-   }
+   const ZqReal largest =
+      std::max({std::abs(q.w()), std::abs(q.x()), std::abs(q.y()), std::abs(q.z())});
    if (std::isnan(squared) || std::isinf(largest))
    {
       constexpr ZqReal nan = std::numeric_limits<ZqReal>::quiet_NaN();
-      set(nan, nan, nan, nan);
-      return false;
+      return {nan, nan, nan, nan};
    }
-   set(w() / largest, x() / largest, y() / largest, z() / largest);
-   *this = scaled(*this, 1.0 / std::sqrt(normSquared(*this)));
-   return true;
+   q = {q.w() / largest, q.x() / largest, q.y() / largest, q.z() / largest};
+   return scaled(q, 1.0 / std::sqrt(normSquared(q)));
 }
 
 ZqOrientation ZqOrientation::exponential(const ZqVector& rotationVector) noexcept

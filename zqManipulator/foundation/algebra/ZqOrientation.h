@@ -3,7 +3,9 @@
 #include "zqManipulator/foundation/algebra/ZqVector.h"
 
 #include <array>
+#include <cmath>
 #include <cstddef>
+#include <limits>
 
 /// A rotation as a unit quaternion (w, x, y, z); the identity by default. A plain value.
 ///
@@ -109,7 +111,17 @@ public:
    /// Scales to unit length. A zero quaternion becomes the identity, one that is not finite becomes
    /// NaN throughout, and both return false. A quaternion that is of unit length to within rounding
    /// stays as it is, so that a second call changes nothing.
-   ZqBoolean normalize() noexcept;
+   ZqBoolean normalize() noexcept
+   {
+      // The rounding of one normalisation leaves the squared norm within 6 epsilon of one.
+      constexpr ZqReal unitTolerance = 8.0 * std::numeric_limits<ZqReal>::epsilon();
+      const ZqReal squared = w() * w() + vectorPart().magSquared();
+      if (std::abs(squared - 1.0) <= unitTolerance)
+         return true;
+      const bool isZero = *this == ZqOrientation(0.0, 0.0, 0.0, 0.0);
+      *this = isZero ? ZqOrientation() : scaledToUnitLength(*this, squared);
+      return !isZero && !std::isnan(w());
+   }
 
    /// The rotation by |r| radians about r: the exponential map, accurate down to zero.
    static ZqOrientation exponential(const ZqVector& rotationVector) noexcept;
@@ -126,6 +138,8 @@ public:
    void integrateReferenceFrameAngularVelocity(const ZqVector& omega, ZqReal dt) noexcept;
 
 private:
+   /// By value, so that the common case of `normalize` keeps the components in registers.
+   static ZqOrientation scaledToUnitLength(ZqOrientation q, ZqReal normSquared) noexcept;
    constexpr bool componentsWithin(const ZqOrientation& b, ZqReal tolerance) const noexcept
    {
       return ZqVector(w() - b.w(), 0.0, 0.0).approxEq(ZqVector(), tolerance) &&

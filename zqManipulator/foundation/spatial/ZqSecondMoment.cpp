@@ -6,15 +6,26 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace
 {
 /// The spread of the mass along each principal axis, the integral of x^2 dm: the triangle inequality
-/// of the moments says that none is negative, and with it no moment is.
+/// of the moments says that none is negative, and with it no moment is. Halved before they are added,
+/// so that nothing overflows.
 ZqVector spreads(const ZqVector& moments)
 {
-   const ZqReal half = (moments.x() + moments.y() + moments.z()) / 2.0;
-   return {half - moments.x(), half - moments.y(), half - moments.z()};
+   const ZqVector half = moments * 0.5;
+   return {half.y() + half.z() - half.x(), half.x() + half.z() - half.y(),
+           half.x() + half.y() - half.z()};
+}
+
+/// Whether no spread is negative, to within a tolerance relative to the largest moment.
+bool noneNegative(const ZqVector& spread, const ZqVector& moments, ZqReal tolerance)
+{
+   const ZqReal least =
+      -tolerance * std::max({std::abs(moments.x()), std::abs(moments.y()), std::abs(moments.z())});
+   return spread.x() >= least && spread.y() >= least && spread.z() >= least;
 }
 } // namespace
 
@@ -76,13 +87,14 @@ ZqBoolean ZqSecondMoment::isValid(ZqReal tolerance) const
    ZqOrientation axes;
    if (!principalAxes(moments, axes))
       return false;
-   const ZqVector spread = spreads(moments);
-   const ZqReal least = -tolerance * std::abs(moments.x() + moments.y() + moments.z());
-   return spread.x() >= least && spread.y() >= least && spread.z() >= least;
+   return noneNegative(spreads(moments), moments, tolerance);
 }
 
 void ZqSecondMoment::makeValid()
 {
+   // What the turn to the principal axes and back leaves; without it a second call would change the
+   // last digits again.
+   constexpr ZqReal roundingTolerance = 16.0 * std::numeric_limits<ZqReal>::epsilon();
    ZqVector moments;
    ZqOrientation axes;
    if (!principalAxes(moments, axes))
@@ -91,7 +103,7 @@ void ZqSecondMoment::makeValid()
       return;
    }
    const ZqVector spread = spreads(moments);
-   if (spread.x() >= 0.0 && spread.y() >= 0.0 && spread.z() >= 0.0)
+   if (noneNegative(spread, moments, roundingTolerance))
       return;
    const ZqReal x = std::max(spread.x(), 0.0);
    const ZqReal y = std::max(spread.y(), 0.0);

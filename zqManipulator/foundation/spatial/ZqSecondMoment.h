@@ -10,7 +10,7 @@
 class ZqSecondMoment : public ZqXmlClass<ZqSecondMoment>
 {
 public:
-   /// The tolerance of `isValid` relative to the trace: room for the rounding of sums and rotations.
+   /// The tolerance of `isValid`: room for the rounding of sums and rotations.
    static constexpr ZqReal validityTolerance = 1e-9;
 
    ZqSecondMoment() noexcept = default;
@@ -96,10 +96,11 @@ public:
    /// moment is that of the diagonal matrix rotated by it. False when a value is not finite.
    ZqBoolean principalAxes(ZqVector& moments, ZqOrientation& axes) const;
    /// Whether a distribution of positive mass can have this moment: the principal moments are not
-   /// negative, and none exceeds the sum of the other two, to within the tolerance times the trace.
+   /// negative, and none exceeds the sum of the other two, to within the tolerance times the
+   /// largest of them.
    ZqBoolean isValid(ZqReal tolerance = validityTolerance) const;
    /// Moves to the nearest moment that a distribution of positive mass can have, which is this one
-   /// when it is valid to the last digit: about its principal axes, spreads of mass that are
+   /// when it is valid to within rounding: about its principal axes, spreads of mass that are
    /// negative become zero (Wensing, Kim and Slotine 2018, sec. III). A moment that is not finite
    /// becomes zero.
    virtual void makeValid();

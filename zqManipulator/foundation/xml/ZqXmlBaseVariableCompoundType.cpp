@@ -188,13 +188,13 @@ bool ZqXmlBaseVariableCompoundType::readLibraries(const ZqToken& token, ZqXmlRea
 
 std::unique_ptr<ZqXmlObject>
 ZqXmlBaseVariableCompoundType::newElement(const ZqToken& token, ZqXmlReader& reader,
-                                          bool (*accepts)(const ZqXmlObject&),
+                                          bool (*accepts)(const ZqXmlObject*),
                                           const char* className) const
 {
    std::unique_ptr<ZqXmlObject> object(newObjectFromToken(token));
    if (!object && reader.topContainer() != nullptr)
       object.reset(reader.topContainer()->newObjectFromToken(token));
-   if (object && !accepts(*object))
+   if (object && !accepts(object.get()))
       object.reset();
    if (!object)
    {

@@ -51,7 +51,7 @@ protected:
    /// A new object for an element, of the class that `accepts` answers true for: by a creator of this
    /// object, else of the outermost one of the document. Null, with a message, when there is none.
    std::unique_ptr<ZqXmlObject> newElement(const ZqToken& token, ZqXmlReader& reader,
-                                           bool (*accepts)(const ZqXmlObject&),
+                                           bool (*accepts)(const ZqXmlObject*),
                                            const char* className) const;
    /// Describes the type: each registered class may occur, so many in all.
    void writeElementSchema(ZqXmlSchema& schema, unsigned most) const;

@@ -83,7 +83,8 @@ bool ZqXmlEnumType<ZqU32>::write(ZqXmlWriter& writer) const
       writer.fail("the value " + std::to_string(m_value) + " is not of its enumeration");
       return false;
    }
-   writer.appendEscaped(writer.beginValue(), token->view());
+   writer.beginValue();
+   writer.appendEscaped(token->view());
    writer.endValue();
    return writer.good();
 }

@@ -77,7 +77,7 @@ void append(ZqXmlComponentEntry*& next)
       append<typename Class::XmlBase>(next);
       [&]<std::size_t... index>(std::index_sequence<index...>)
       {
-         constexpr auto list = Class::components();
+         [[maybe_unused]] constexpr auto list = Class::components();
          ((*next++ = {std::get<index>(list).token, std::get<index>(list).isAttribute,
                       std::get<index>(list).isReadOnly, leafOf(std::get<index>(list)),
                       &address<Class, index>}),

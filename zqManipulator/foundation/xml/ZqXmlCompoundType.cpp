@@ -7,6 +7,7 @@
 #include "zqManipulator/foundation/xml/ZqXmlWriter.h"
 
 #include <algorithm>
+#include <array>
 #include <vector>
 
 namespace
@@ -48,6 +49,30 @@ struct Registry
       const auto found = map.find(token);
       return found == map.end() ? nullptr : found->second;
    }
+};
+
+/// The components that an element has had already: few, so a list that rarely allocates serves.
+class SeenComponents
+{
+public:
+   /// False when it was there.
+   bool insert(const void* component)
+   {
+      const auto* end = m_first.data() + m_count;
+      if (std::find(static_cast<const void* const*>(m_first.data()), end, component) != end ||
+          std::find(m_more.begin(), m_more.end(), component) != m_more.end())
+         return false;
+      if (m_count < m_first.size())
+         m_first[m_count++] = component;
+      else
+         m_more.push_back(component);
+      return true;
+   }
+
+private:
+   std::array<const void*, 24> m_first;
+   std::size_t m_count = 0;
+   std::vector<const void*> m_more;
 };
 
 bool readComponent(ZqXmlObject& component, ZqXmlReader& reader)
@@ -223,7 +248,7 @@ bool ZqXmlCompoundType::readElements(ZqXmlReader& reader)
       return true;
    const ZqXmlComponentTable* table = ownTable();
    unsigned expected = 0;
-   unsigned long long seen = 0;
+   SeenComponents seen;
    for (;;)
    {
       const unsigned kind = reader.nextNode();
@@ -238,19 +263,16 @@ bool ZqXmlCompoundType::readElements(ZqXmlReader& reader)
       }
       const ZqXmlComponentEntry* entry =
          table != nullptr ? findEntry(*table, false, reader.tagText(), expected) : nullptr;
-      if (entry == nullptr)
+      const ZqToken tag = entry != nullptr ? *entry->token : reader.tagName();
+      const void* component = entry;
+      if (table == nullptr)
       {
-         if (!readValueFromToken(reader.tagName(), reader))
-            return false;
-         continue;
+         createComponentMap();
+         component = maps().elements.find(tag);
       }
-      const auto index = static_cast<unsigned>(entry - table->entries);
-      const unsigned long long bit = index < 64 ? 1ULL << index : 0;
-      if ((seen & bit) != 0)
-         reader.remark("the element \"" + entry->token->token() +
-                       "\" occurs again; the last one counts");
-      seen |= bit;
-      if (!readValueFromToken(*entry->token, reader))
+      if (component != nullptr && !seen.insert(component))
+         reader.remark("the element \"" + tag.token() + "\" occurs again; the last one counts");
+      if (!readValueFromToken(tag, reader))
          return false;
    }
 }

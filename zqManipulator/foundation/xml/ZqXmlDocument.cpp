@@ -10,10 +10,9 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <istream>
-#include <memory>
 #include <ostream>
 #include <sstream>
 #include <streambuf>
@@ -98,23 +97,41 @@ bool writeTo(int descriptor, const ZqXmlObject& object, const ZqString& fileName
    return Zq::write(object, writer);
 }
 
-/// The mode of the file that is replaced, or that of a new file.
-mode_t modeFor(const ZqString& fileName)
-{
-   struct stat existing = {};
-   if (::stat(fileName.c_str(), &existing) == 0)
-      return existing.st_mode & 07777U;
-   const mode_t mask = ::umask(0);
-   ::umask(mask);
-   return 0666U & ~mask;
-}
-
-/// The file that a name stands for once links are followed.
+/// The file that a name stands for once links are followed, also a link to a file that is not there.
 ZqString followed(const ZqString& fileName)
 {
-   const std::unique_ptr<char, void (*)(void*)> path(::realpath(fileName.c_str(), nullptr),
-                                                     std::free);
-   return path ? ZqString(path.get()) : fileName;
+   namespace fs = std::filesystem;
+   constexpr int mostLinks = 40;
+   std::error_code error;
+   fs::path path(fileName);
+   for (int i = 0; i < mostLinks && fs::is_symlink(path, error); ++i)
+      path = path.parent_path() / fs::read_symlink(path, error);
+   return path.string();
+}
+
+/// Makes a new file beside the target, with the permissions that a new file has, and sets its name.
+int makeBeside(const ZqString& target, ZqString& name)
+{
+   constexpr int mostTries = 1000;
+   for (int i = 0; i < mostTries; ++i)
+   {
+      name = target + "." + std::to_string(::getpid()) + "-" + std::to_string(i) + ".new";
+      const int descriptor = ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+      if (descriptor >= 0 || errno != EEXIST)
+         return descriptor;
+   }
+   return -1;
+}
+
+/// Gives the new file the owner, as far as that is allowed, and the permissions of the old one.
+bool takeOver(int descriptor, const ZqString& target)
+{
+   struct stat existing = {};
+   if (::stat(target.c_str(), &existing) != 0)
+      return true;
+   if (::fchown(descriptor, existing.st_uid, existing.st_gid) != 0)
+      errno = 0;
+   return ::fchmod(descriptor, existing.st_mode & 07777U) == 0;
 }
 
 void syncFolderOf(const ZqString& fileName)
@@ -211,12 +228,12 @@ bool Zq::save(const ZqXmlObject& object, const ZqString& fileName, bool writeDef
    if (isSpecial(fileName))
       return saveInPlace(object, fileName, writeDefaults);
    const ZqString target = followed(fileName);
-   ZqString temporary = target + ".XXXXXX";
-   const int descriptor = ::mkstemp(temporary.data());
+   ZqString temporary;
+   const int descriptor = makeBeside(target, temporary);
    if (descriptor < 0)
       return reject("no file can be made beside the target", fileName);
    bool written = writeTo(descriptor, object, fileName, writeDefaults);
-   if (written && (::fchmod(descriptor, modeFor(target)) != 0 || ::fsync(descriptor) != 0))
+   if (written && (!takeOver(descriptor, target) || ::fsync(descriptor) != 0))
       written = reject("the disk takes no more", fileName);
    if (::close(descriptor) != 0 && written)
       written = reject("the file cannot be closed", fileName);

@@ -82,10 +82,10 @@ bool ZqXmlLeaf::write(ZqXmlWriter& writer, const T& value)
                quoted += '\\';
             quoted += c;
          }
-         writer.appendEscaped(out, quoted + '"');
+         writer.appendEscaped(quoted + '"');
       }
       else
-         writer.appendEscaped(out, value);
+         writer.appendEscaped(value);
    }
    else if (!ZqXmlText<T>::append(out, value))
       writer.fail("a number is not finite");

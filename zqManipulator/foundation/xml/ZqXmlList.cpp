@@ -12,10 +12,11 @@ namespace
 /// Reads the elements of a group, which are words of one text.
 bool readGroup(ZqXmlReader& reader, const ZqXmlList::Target& target, long long& count)
 {
-   const bool empty = reader.nodeKind() == ZqXmlReader::EmptyTag;
-   if (empty || reader.nextNode() != ZqXmlReader::Text || !target.elementsAreBasic)
+   const unsigned kind =
+      reader.nodeKind() == ZqXmlReader::EmptyTag ? ZqXmlReader::EmptyTag : reader.nextNode();
+   if (kind != ZqXmlReader::Text || !target.elementsAreBasic)
    {
-      if (!reader.failed())
+      if (kind != ZqXmlReader::EndOfInput)
          Zq::Print::instance().write(Zq::Rejected,
                                      "%s Error: XML parser should be in data mode\n%s\n",
                                      target.className, reader.place().c_str());
@@ -26,7 +27,7 @@ bool readGroup(ZqXmlReader& reader, const ZqXmlList::Target& target, long long& 
    for (; reader.moreData(); ++count)
       if (!target.readElement(target.list, reader))
          return false;
-   return !reader.failed();
+   return reader.nodeKind() == ZqXmlReader::EndTag;
 }
 } // namespace
 
@@ -50,16 +51,11 @@ long long ZqXmlList::readCount(ZqXmlReader& reader, std::string_view owner)
 bool ZqXmlList::read(ZqXmlReader& reader, const Target& target)
 {
    const long long claimed = readCount(reader, target.className);
-   if (target.reserve != nullptr && claimed > 0)
-   {
-      // An element takes at least the bytes of "<a/>"; a large one is worth reserving only as far as
-      // the document is likely to fill it.
-      const std::size_t bytesEach = std::max<std::size_t>(4, target.elementBytes / 8);
-      target.reserve(target.list,
-                     reader.plausibleCount(static_cast<std::size_t>(claimed), bytesEach));
-   }
    if (reader.nodeKind() == ZqXmlReader::EmptyTag)
       return true;
+   if (target.reserve != nullptr && claimed > 0)
+      target.reserve(target.list,
+                     reader.reservable(static_cast<std::size_t>(claimed), target.elementBytes));
    unsigned kind = reader.nextNode();
    if (kind == ZqXmlReader::EndOfInput)
       return false;

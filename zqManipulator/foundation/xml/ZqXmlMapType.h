@@ -9,7 +9,7 @@
 #include <map>
 
 /// A persistent ordered map; keys and values are persistent objects or plain values.
-template <ZqXmlValue::Element K, ZqXmlValue::Element V>
+template <class K, class V>
 class ZqXmlMapType : public ZqXmlObject
 {
 public:
@@ -83,7 +83,7 @@ private:
    std::map<K, V> m_map;
 };
 
-template <ZqXmlValue::Element K, ZqXmlValue::Element V>
+template <class K, class V>
 bool ZqXmlMapType<K, V>::read(ZqXmlReader& reader)
 {
    if (!ZqXmlObject::read(reader))
@@ -98,14 +98,16 @@ bool ZqXmlMapType<K, V>::read(ZqXmlReader& reader)
    return !failed;
 }
 
-template <ZqXmlValue::Element K, ZqXmlValue::Element V>
+template <class K, class V>
 bool ZqXmlMapType<K, V>::readEntry(ZqXmlReader& reader)
 {
    constexpr const char* error =
       "ZqXmlMapType Error: file not valid.\n\tKey map format not correct.";
    const auto enter = [&](const ZqToken& token)
    {
-      reader.nextNode();
+      // An entry without content has no child to step to.
+      if (reader.nodeKind() != ZqXmlReader::EmptyTag || token != ZqXml::ZqKeyToken)
+         reader.nextNode();
       return ZqXmlList::expectTag(reader, token, error);
    };
    K key{};
@@ -123,7 +125,7 @@ bool ZqXmlMapType<K, V>::readEntry(ZqXmlReader& reader)
    return true;
 }
 
-template <ZqXmlValue::Element K, ZqXmlValue::Element V>
+template <class K, class V>
 bool ZqXmlMapType<K, V>::write(ZqXmlWriter& writer) const
 {
    if (!ZqXmlObject::write(writer))
@@ -145,7 +147,7 @@ bool ZqXmlMapType<K, V>::write(ZqXmlWriter& writer) const
 }
 
 /// The type of one entry of a map, which no class of its own stands for.
-template <ZqXmlValue::Element K, ZqXmlValue::Element V>
+template <class K, class V>
 class ZqXmlMapEntry : public ZqXmlObject
 {
 public:
@@ -163,7 +165,7 @@ public:
    }
 };
 
-template <ZqXmlValue::Element K, ZqXmlValue::Element V>
+template <class K, class V>
 void ZqXmlMapType<K, V>::writeSchema(ZqXmlSchema& schema) const
 {
    if (!schema.beginType(typeid(*this), ""))

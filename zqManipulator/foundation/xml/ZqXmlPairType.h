@@ -8,7 +8,7 @@
 
 /// A persistent pair. The owner may give the names of its two elements; in a document the names
 /// `ZqXml::ZqFirstToken` and `ZqXml::ZqSecondToken` are understood as well.
-template <ZqXmlValue::Element A, ZqXmlValue::Element B>
+template <class A, class B>
 class ZqXmlPairType : public ZqXmlObject
 {
 public:

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
 #include <fstream>
 #include <set>
 #include <vector>
@@ -24,11 +25,14 @@ bool isAllSpace(std::string_view text)
    return std::all_of(text.begin(), text.end(), isSpace);
 }
 
-/// The part of a document's text that a message shows.
-ZqString excerpt(std::string_view text)
+/// The part of a document's text that a message shows: whole characters, so many bytes at most.
+ZqString excerpt(std::string_view text, std::size_t shown = 40)
 {
-   constexpr std::size_t shown = 40;
-   return text.size() <= shown ? ZqString(text) : ZqString(text.substr(0, shown)) + "...";
+   if (text.size() <= shown)
+      return ZqString(text);
+   while (shown > 0 && (static_cast<unsigned char>(text[shown]) & 0xC0U) == 0x80U)
+      --shown;
+   return ZqString(text.substr(0, shown)) + "...";
 }
 
 /// A stretch of the text store of a block.
@@ -62,12 +66,16 @@ struct ZqXmlReader::Parser
    std::istream* input = nullptr;
    std::size_t totalBytes = 0; ///< 0 when the input does not tell
    std::size_t bytesFed = 0;
+   std::size_t reservedBytes = 0; ///< granted on the word of counts
    Limits limits;
 
    XML_Parser expat = nullptr;
    unsigned depth = 0;
-   bool ended = false;
-   bool failed = false;
+   bool ended = false;   ///< the input has no more
+   bool failed = false;  ///< something was not as it should be
+   bool stopped = false; ///< the document was given up, with a message
+   ZqString fault;       ///< what is wrong behind the last event, if anything
+   unsigned long faultLine = 0;
 
    std::vector<Event> events;
    std::vector<Attribute> attributes;
@@ -103,12 +111,14 @@ struct ZqXmlReader::Parser
    Span put(std::string_view text);
    std::string_view view(Span span) const { return {store.data() + span.begin, span.size}; }
    unsigned long parserLine() const { return XML_GetCurrentLineNumber(expat); }
-   void stop(const ZqString& what);
+   void faultAhead(const ZqString& what);
    void fail(const ZqString& what, unsigned long atLine);
 
    void dropConsumed();
+   std::size_t readBlock(void* block, std::size_t wanted);
    bool feed();
    bool ensure(std::size_t count);
+   void failAtEnd() { fail(fault, faultLine); }
    bool refillData();
    bool skipSpaceInData();
    bool appendWord(bool quoted);
@@ -131,7 +141,7 @@ ZqXmlReader::Parser::Parser(const ZqString& inputName)
       }
       catch (const std::bad_alloc&)
       {
-         parser.stop("no memory for the document");
+         parser.faultAhead("no memory for the document");
       }
    };
    XML_SetElementHandler(
@@ -148,31 +158,38 @@ ZqXmlReader::Parser::Parser(const ZqString& inputName)
                                });
    XML_SetStartDoctypeDeclHandler(
       expat, [](void* self, const char*, const char*, const char*, int)
-      { static_cast<Parser*>(self)->stop("a document type declaration is not accepted"); });
+      { static_cast<Parser*>(self)->faultAhead("a document type declaration is not accepted"); });
 }
 
 /// Asks a seekable input for its size.
 void ZqXmlReader::Parser::findTotal()
 {
-   const auto here = input->tellg();
-   if (here < 0)
+   try
    {
-      input->clear();
-      return;
+      std::streambuf* buffer = input->rdbuf();
+      const std::streamoff here =
+         buffer != nullptr ? std::streamoff(buffer->pubseekoff(0, std::ios::cur, std::ios::in))
+                           : -1;
+      if (here < 0)
+         return;
+      const std::streamoff end = buffer->pubseekoff(0, std::ios::end, std::ios::in);
+      buffer->pubseekpos(here, std::ios::in);
+      if (end > here)
+         totalBytes = static_cast<std::size_t>(end - here);
    }
-   input->seekg(0, std::ios::end);
-   const auto end = input->tellg();
-   input->clear();
-   input->seekg(here);
-   if (end > here)
-      totalBytes = static_cast<std::size_t>(end - here);
+   catch (const std::exception&)
+   {
+      // An input that does not tell is read all the same.
+   }
 }
 
+/// Ends the document with a failure; the first one is logged.
 void ZqXmlReader::Parser::fail(const ZqString& what, unsigned long atLine)
 {
-   if (!(ended && failed))
+   if (!stopped)
       Zq::Print::instance().write(Zq::XmlFault, "ZqXmlReader Error: %s.\n\tFile: %s\n\tLine: %lu\n",
                                   what.c_str(), name.c_str(), atLine);
+   stopped = true;
    failed = true;
    ended = true;
    dataMode = false;
@@ -180,12 +197,15 @@ void ZqXmlReader::Parser::fail(const ZqString& what, unsigned long atLine)
    next = 0;
 }
 
-/// Fails out of a handler: the parser ends its work on this block.
-void ZqXmlReader::Parser::stop(const ZqString& what)
+/// Ends the input with a fault. What stands before it is still handed out, so that neither the messages
+/// nor what is read depend on where the blocks end; the fault is met in its place.
+void ZqXmlReader::Parser::faultAhead(const ZqString& what)
 {
-   if (failed && ended)
+   if (ended)
       return;
-   fail(what, parserLine());
+   ended = true;
+   fault = what;
+   faultLine = parserLine();
    XML_StopParser(expat, XML_FALSE);
 }
 
@@ -200,7 +220,7 @@ void ZqXmlReader::Parser::onStart(const char* tag, const char** list)
 {
    if (++depth > limits.depth)
    {
-      stop("elements are nested deeper than " + std::to_string(limits.depth));
+      faultAhead("elements are nested deeper than " + std::to_string(limits.depth));
       return;
    }
    Event event;
@@ -231,10 +251,13 @@ void ZqXmlReader::Parser::onText(std::string_view piece)
    Event* last = events.empty() ? nullptr : &events.back();
    if (last != nullptr && last->kind == Text)
    {
+      // Of a text over several lines, the line on which it says something counts.
+      if (isAllSpace(view(last->text)))
+         last->line = parserLine();
       last->text.size += piece.size();
       store.append(piece);
       if (last->text.size > limits.textBytes)
-         stop("a text is longer than " + std::to_string(limits.textBytes) + " bytes");
+         faultAhead("a text is longer than " + std::to_string(limits.textBytes) + " bytes");
       return;
    }
    // White space after an end tag only lays the document out: a text that counts has no child.
@@ -243,7 +266,7 @@ void ZqXmlReader::Parser::onText(std::string_view piece)
    Event event;
    event.kind = Text;
    event.text = put(piece);
-   event.line = last != nullptr ? last->line : parserLine();
+   event.line = parserLine();
    events.push_back(event);
 }
 
@@ -285,7 +308,25 @@ void ZqXmlReader::Parser::dropConsumed()
    }
 }
 
-/// Parses one more block. False at the end of the document.
+/// The bytes of the next block from the input; fewer than wanted only at its end.
+std::size_t ZqXmlReader::Parser::readBlock(void* block, std::size_t wanted)
+{
+   // Straight from the buffer: the stream may be set to throw, or be in a failed state.
+   try
+   {
+      if (input->good() && input->rdbuf() != nullptr)
+         return static_cast<std::size_t>(
+            input->rdbuf()->sgetn(static_cast<char*>(block), static_cast<std::streamsize>(wanted)));
+   }
+   catch (const std::exception&)
+   {
+      // What a stream buffer throws is a failure to read, as below.
+   }
+   faultAhead("the input cannot be read");
+   return 0;
+}
+
+/// Parses one more block. False at the end of the input.
 bool ZqXmlReader::Parser::feed()
 {
    if (ended)
@@ -295,54 +336,44 @@ bool ZqXmlReader::Parser::feed()
    const std::size_t done = consumed < 0 ? 0 : static_cast<std::size_t>(consumed);
    const std::size_t unfinished = bytesFed > done ? bytesFed - done : 0;
    if (unfinished > limits.textBytes)
-   {
-      fail("a tag is longer than " + std::to_string(limits.textBytes) + " bytes", parserLine());
-      return false;
-   }
+      faultAhead("a tag is longer than " + std::to_string(limits.textBytes) + " bytes");
    const std::size_t growFrom = std::max<std::size_t>(limits.blockBytes, 64U << 10U);
    const std::size_t wanted = unfinished > growFrom ? unfinished : limits.blockBytes;
-
-   void* block = XML_GetBuffer(expat, static_cast<int>(wanted));
+   void* block = ended ? nullptr : XML_GetBuffer(expat, static_cast<int>(wanted));
    if (block == nullptr)
    {
-      fail("no memory for the next block", parserLine());
+      faultAhead("no memory for the next block");
       return false;
    }
-   input->read(static_cast<char*>(block), static_cast<std::streamsize>(wanted));
-   const auto got = input->gcount();
-   bytesFed += static_cast<std::size_t>(got);
-   if (input->bad())
-   {
-      fail("the input cannot be read", parserLine());
+   const std::size_t got = readBlock(block, wanted);
+   if (ended)
       return false;
-   }
-   const bool last = !input->good();
+   bytesFed += got;
+   const bool last = got < wanted;
    if (XML_ParseBuffer(expat, static_cast<int>(got), last ? XML_TRUE : XML_FALSE) != XML_STATUS_OK)
    {
-      if (!ended)
-      {
-         const XML_Error code = XML_GetErrorCode(expat);
-         const ZqString what = code == XML_ERROR_NO_ELEMENTS && bytesFed == 0
-                                  ? ZqString("the document is empty")
-                                  : ZqString("not well-formed XML: ") + XML_ErrorString(code);
-         fail(what, parserLine());
-      }
+      const bool isEmpty = XML_GetErrorCode(expat) == XML_ERROR_NO_ELEMENTS && bytesFed == 0;
+      faultAhead(isEmpty
+                    ? ZqString("the document is empty")
+                    : ZqString("not well-formed XML: ") + XML_ErrorString(XML_GetErrorCode(expat)));
       return false;
    }
    ended = last;
    return true;
 }
 
-/// Makes sure that so many events lie ahead. False when the document has no more.
+/// Makes sure that so many events lie ahead. False when the document has no more; when it has none at
+/// all, a fault behind its last event is met.
 bool ZqXmlReader::Parser::ensure(std::size_t count)
 {
    if (events.size() - next >= count)
       return true;
    dropConsumed();
-   while (events.size() < count)
-      if (!feed())
-         return false;
-   return true;
+   while (events.size() < count && feed())
+      ;
+   if (events.empty() && !fault.empty())
+      fail(fault, faultLine);
+   return events.size() >= count;
 }
 
 /// The next piece of the text in data mode. False on the end tag, where data mode ends.
@@ -402,9 +433,9 @@ bool ZqXmlReader::Parser::appendWord(bool quoted)
    {
       if (data.empty() && !refillData())
       {
-         if (inQuotes && !failed)
+         if (inQuotes && !stopped)
             fail("a word in quotes has no end", line);
-         return !inQuotes && !failed;
+         return !stopped;
       }
       const char c = data.front();
       if (!inQuotes && isSpace(c))
@@ -439,8 +470,8 @@ void ZqXmlReader::Parser::reportUnknown(std::string_view what, std::string_view 
    else
    {
       unknownNames.emplace(unknown);
-      text = "the " + ZqString(what) + " \"" + excerpt(unknown.substr(0, 200)) +
-             "\" is not known in " + ZqString(owner) + " and is passed over";
+      text = "the " + ZqString(what) + " \"" + excerpt(unknown, 200) + "\" is not known in " +
+             ZqString(owner) + " and is passed over";
    }
    Zq::Print::instance().write(Zq::XmlFault, "ZqXmlReader: %s.\n\tFile: %s\n\tLine: %lu\n",
                                text.c_str(), name.c_str(), line);
@@ -451,7 +482,10 @@ ZqXmlReader::ZqXmlReader(const ZqString& fileName) : m_parser(std::make_unique<P
    m_parser->file.open(fileName, std::ios::binary);
    m_parser->input = &m_parser->file;
    if (!m_parser->file)
-      m_parser->fail("the file cannot be opened", 0);
+   {
+      m_parser->ended = true;
+      m_parser->fault = "the file cannot be opened";
+   }
    else
       m_parser->findTotal();
 }
@@ -485,18 +519,12 @@ unsigned ZqXmlReader::nextNode()
    p.attributeCursor = 0;
    if (p.current.kind == StartTag)
    {
-      // The next event tells whether the element has content. It may be fetched with the current one
-      // still in the store.
+      // The next event tells whether the element has content. It may have to be fetched, with the
+      // current one kept in the store.
       --p.next;
-      const bool ahead = p.ensure(2);
-      if (p.next == p.events.size())
-      {
-         p.current = Event{};
-         p.current.kind = EndOfInput;
-         return EndOfInput;
-      }
+      const bool hasNext = p.ensure(2);
       p.current = p.events[p.next++];
-      if (ahead && p.events[p.next].kind == EndTag)
+      if (hasNext && p.events[p.next].kind == EndTag)
       {
          p.current.kind = EmptyTag;
          ++p.next;
@@ -625,8 +653,13 @@ bool ZqXmlReader::readText(std::string_view& text)
    if (p.current.kind == EmptyTag)
       return true;
    // The text and the end tag behind it are brought into one block, so that the text is one piece.
-   if (p.current.kind != StartTag || !p.ensure(2))
+   if (p.current.kind != StartTag)
       return false;
+   if (!p.ensure(2))
+   {
+      p.failAtEnd();
+      return false;
+   }
    const Event& event = p.events[p.next];
    const Event& after = p.events[p.next + 1];
    if (event.kind != Text || after.kind != EndTag)
@@ -657,7 +690,7 @@ bool ZqXmlReader::readWords(unsigned count, bool quoted, std::string_view& words
    {
       if (!p.skipSpaceInData())
       {
-         if (!p.failed)
+         if (!p.stopped)
             p.fail("expected " + std::to_string(count) + " words, but received " +
                       std::to_string(i),
                    p.line);
@@ -697,11 +730,15 @@ bool ZqXmlReader::skipElement()
    return true;
 }
 
-std::size_t ZqXmlReader::plausibleCount(std::size_t claimed, std::size_t bytesEach) const
+std::size_t ZqXmlReader::reservable(std::size_t claimed, std::size_t elementBytes)
 {
-   const Parser& p = *m_parser;
-   const std::size_t rest = p.totalBytes > p.bytesFed ? p.totalBytes - p.bytesFed : 0;
-   return std::min(claimed, (rest + p.limits.blockBytes) / std::max<std::size_t>(bytesEach, 1));
+   Parser& p = *m_parser;
+   constexpr std::size_t bytesPerByte = 16;
+   const std::size_t allowed = bytesPerByte * std::max(p.totalBytes, p.bytesFed);
+   const std::size_t left = allowed > p.reservedBytes ? allowed - p.reservedBytes : 0;
+   const std::size_t count = std::min(claimed, left / std::max<std::size_t>(elementBytes, 1));
+   p.reservedBytes += count * elementBytes;
+   return count;
 }
 
 void ZqXmlReader::fail(const ZqString& what)

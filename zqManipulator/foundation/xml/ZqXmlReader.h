@@ -98,11 +98,12 @@ public:
    bool readWords(unsigned count, bool quoted, std::string_view& words);
    /// Passes over the rest of the element that the cursor stands on the start of.
    bool skipElement();
-   /// How many elements of at least so many bytes each the rest of the document can hold, at most
-   /// `claimed`: a count in a document is a hint, and never worth more memory than the document is.
-   std::size_t plausibleCount(std::size_t claimed, std::size_t bytesEach) const;
+   /// For how many elements of this size memory may be reserved on the word of a count in the
+   /// document, at most `claimed`. A count is a hint: all that a document gets reserved by counts is at
+   /// most 16 times its own size.
+   std::size_t reservable(std::size_t claimed, std::size_t elementBytes);
 
-   /// Records a failure: logs it with file and line at level 3, once, and ends the document.
+   /// Ends the document with a failure, which is logged with file and line at level 3, once.
    void fail(const ZqString& what);
    /// Records that a value did not read as what was expected.
    void failValue(const char* expected, std::string_view text);

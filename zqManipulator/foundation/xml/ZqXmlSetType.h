@@ -7,7 +7,7 @@
 #include <set>
 
 /// A persistent ordered set of persistent objects or plain values.
-template <ZqXmlValue::Element T>
+template <class T>
 class ZqXmlSetType : public ZqXmlObject
 {
 public:

@@ -20,7 +20,7 @@ protected:
          return nullptr;
       std::unique_ptr<ZqXmlObject> object = newElement(
          token, reader,
-         [](const ZqXmlObject& made) { return dynamic_cast<const T*>(&made) != nullptr; },
+         [](const ZqXmlObject* made) { return dynamic_cast<const T*>(made) != nullptr; },
          className);
       succeeded = object && object->xmlInit() && object->read(reader);
       return std::unique_ptr<T>(dynamic_cast<T*>(object.release()));

@@ -6,9 +6,11 @@
 #include "zqManipulator/foundation/xml/ZqXmlObjectVisitor.h"
 #include "zqManipulator/foundation/xml/ZqXmlVariableType.h"
 
+#include <boost/current_function.hpp>
+
 #include <algorithm>
-#include <source_location>
 #include <stdexcept>
+#include <utility>
 
 /// A persistent vector of objects of classes derived from T, which it owns. A place may be null.
 template <class T>
@@ -45,8 +47,8 @@ public:
    {
       ZqXmlVariableVectorType::clear();
       const long long count = ZqXmlList::readCount(reader, "ZqXmlVariableVectorType");
-      if (count > 0)
-         m_vector.reserve(reader.plausibleCount(static_cast<std::size_t>(count), 4));
+      if (count > 0 && reader.nodeKind() != ZqXmlReader::EmptyTag)
+         m_vector.reserve(reader.reservable(static_cast<std::size_t>(count), sizeof(T*)));
       return ZqXmlBaseVariableCompoundType::read(reader);
    }
    bool write(ZqXmlWriter& writer) const override
@@ -71,18 +73,15 @@ public:
       std::unique_ptr<T> read =
          this->readElement(token, reader, "ZqXmlVariableVectorType", succeeded);
       if (read)
-      {
-         m_vector.push_back(read.get());
-         read.release();
-         attach();
-      }
+         append(std::move(read));
       return succeeded;
    }
 
    /// Tells each element that has a container that this is it.
    virtual void setTopElementContainerToThis() { attach(); }
-   /// A bad index is logged and answered with the first element, in an empty vector with a new one
-   /// of the first registered class.
+   /// A bad index is logged and answered with the first element, in an empty vector with an object of
+   /// the first registered class. An empty vector without a registered class has no answer and throws
+   /// `std::out_of_range`.
    virtual T& operator[](unsigned index) { return const_cast<T&>(std::as_const(*this)[index]); }
    virtual const T& operator[](unsigned index) const;
    /// Puts a clone into a place. False, with a message, when there is no such place.
@@ -93,8 +92,7 @@ public:
    /// Appends a clone.
    virtual void pushBack(const T& element)
    {
-      m_vector.push_back(ZqXmlClonePointer<T>::copyOf(&element));
-      attach();
+      append(std::unique_ptr<T>(ZqXmlClonePointer<T>::copyOf(&element)));
    }
    virtual std::vector<T*>& vectorContainer() { return m_vector; }
    virtual const std::vector<T*>& vectorContainer() const { return m_vector; }
@@ -186,10 +184,21 @@ private:
    }
    void attach()
    {
-      if constexpr (requires(T & element) { element.setContainer(this); })
-         for (T* element : m_vector)
-            if (element != nullptr)
-               element->setContainer(this);
+      for (T* element : m_vector)
+         attach(element);
+   }
+   /// Tells an element of its container, if it is of a kind that wants to know.
+   void attach(T* element)
+   {
+      if constexpr (requires { element->setContainer(this); })
+         if (element != nullptr)
+            element->setContainer(this);
+   }
+   /// Takes ownership of a new last element.
+   void append(std::unique_ptr<T> element)
+   {
+      m_vector.push_back(element.get());
+      attach(element.release());
    }
    /// Stands in for the first element of a vector that has none.
    const T& standIn() const;
@@ -217,7 +226,7 @@ const T& ZqXmlVariableVectorType<T>::operator[](unsigned index) const
    Zq::Print::instance().write(Zq::Rejected,
                                "%s: ZqXmlVariableVectorType<ElementType>::operator[]: bad index\n"
                                "Will attempt to return the first vector element.\n",
-                               std::source_location::current().function_name());
+                               BOOST_CURRENT_FUNCTION);
    return !m_vector.empty() && m_vector.front() != nullptr ? *m_vector.front() : standIn();
 }
 
@@ -228,13 +237,13 @@ bool ZqXmlVariableVectorType<T>::exchange(unsigned index, const T& element)
    {
       Zq::Print::instance().write(
          Zq::Rejected, "%s: ZqXmlVariableVectorType<ElementType>::exchange: bad index, %u\n",
-         std::source_location::current().function_name(), index);
+         BOOST_CURRENT_FUNCTION, index);
       return false;
    }
    T* copy = ZqXmlClonePointer<T>::copyOf(&element);
    delete m_vector[index];
    m_vector[index] = copy;
-   attach();
+   attach(copy);
    return true;
 }
 
@@ -245,7 +254,7 @@ bool ZqXmlVariableVectorType<T>::erase(unsigned index)
    {
       Zq::Print::instance().write(
          Zq::Rejected, "%s: ZqXmlVariableVectorType<ElementType>::erase: bad index, %u\n",
-         std::source_location::current().function_name(), index);
+         BOOST_CURRENT_FUNCTION, index);
       return false;
    }
    return erase(index, index + 1);
@@ -259,7 +268,7 @@ bool ZqXmlVariableVectorType<T>::erase(unsigned first, unsigned last)
       Zq::Print::instance().write(
          Zq::Rejected,
          "%s: ZqXmlVariableVectorType<ElementType>::erase: bad first/last indices: %u, %u\n",
-         std::source_location::current().function_name(), first, last);
+         BOOST_CURRENT_FUNCTION, first, last);
       return false;
    }
    deleteElements(first, last);

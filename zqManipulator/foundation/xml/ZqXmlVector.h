@@ -21,6 +21,7 @@ public:
    }
    bool readAttribute(ZqXmlReader& reader) override
    {
+      setSpecified(true);
       return ZqXmlLeaf::readAttribute<Value>(reader, *this);
    }
    bool write(ZqXmlWriter& writer) const override { return ZqXmlLeaf::write<Value>(writer, *this); }
@@ -35,9 +36,9 @@ public:
    static const ZqToken& classToken();
    const ZqToken& token() const override { return classToken(); }
 
-   friend bool operator==(const ZqXmlGeometricType& a, const ZqXmlGeometricType& b)
+   bool operator==(const ZqXmlGeometricType& other) const
    {
-      return static_cast<const Value&>(a) == static_cast<const Value&>(b);
+      return static_cast<const Value&>(*this) == static_cast<const Value&>(other);
    }
 };
 

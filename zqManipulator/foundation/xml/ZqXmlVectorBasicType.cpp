@@ -30,7 +30,7 @@ bool ZqXmlVectorBasicType<T>::read(ZqXmlReader& reader)
          return false;
       m_values.push_back(value);
    }
-   return !reader.failed();
+   return reader.nodeKind() == ZqXmlReader::EndTag;
 }
 
 template <class T>

@@ -19,12 +19,6 @@ public:
    }
    ZqXmlVectorBasicType(std::initializer_list<T> values) : m_values(values) {}
    ZqXmlVectorBasicType(std::vector<T> values) : m_values(std::move(values)) {}
-   ZqXmlVectorBasicType& operator=(const std::vector<T>& values)
-   {
-      m_values = values;
-      return *this;
-   }
-
    T& operator[](std::size_t index) { return m_values[index]; }
    const T& operator[](std::size_t index) const { return m_values[index]; }
    void pushBack(const T& value) { m_values.push_back(value); }

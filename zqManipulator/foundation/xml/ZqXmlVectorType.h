@@ -6,12 +6,13 @@
 #include "zqManipulator/foundation/xml/ZqXmlObjectVisitor.h"
 #include "zqManipulator/foundation/xml/ZqXmlWriter.h"
 
+#include <boost/current_function.hpp>
+
 #include <algorithm>
-#include <source_location>
 #include <vector>
 
 /// A persistent vector of persistent objects or plain values, held by value.
-template <ZqXmlValue::Element T>
+template <class T>
 class ZqXmlVectorType : public ZqXmlObject
 {
 public:
@@ -120,24 +121,24 @@ private:
    std::vector<T> m_vector;
 };
 
-template <ZqXmlValue::Element T>
+template <class T>
 bool ZqXmlVectorType<T>::erase(unsigned index)
 {
    if (index >= m_vector.size())
    {
-      Zq::Print::instance().write(
-         Zq::Rejected, "%s::erase(): index (%u) exceeds vector size (%zu)\n",
-         std::source_location::current().function_name(), index, m_vector.size());
+      Zq::Print::instance().write(Zq::Rejected,
+                                  "%s::erase(): index (%u) exceeds vector size (%zu)\n",
+                                  BOOST_CURRENT_FUNCTION, index, m_vector.size());
       return false;
    }
    m_vector.erase(m_vector.begin() + index);
    return true;
 }
 
-template <ZqXmlValue::Element T>
+template <class T>
 bool ZqXmlVectorType<T>::erase(unsigned first, unsigned last)
 {
-   const char* signature = std::source_location::current().function_name();
+   const char* signature = BOOST_CURRENT_FUNCTION;
    // The end of the range may be the end of the vector.
    if (first >= m_vector.size() || last > m_vector.size())
    {
@@ -157,7 +158,7 @@ bool ZqXmlVectorType<T>::erase(unsigned first, unsigned last)
    return true;
 }
 
-template <ZqXmlValue::Element T>
+template <class T>
 bool ZqXmlVectorType<T>::writeHeaderToStream(std::ostream& stream, ZqXmlWriter*& writer,
                                              const ZqString& name, const ZqToken& token) const
 {
@@ -170,7 +171,7 @@ bool ZqXmlVectorType<T>::writeHeaderToStream(std::ostream& stream, ZqXmlWriter*&
    return ZqXmlValue::isBasic(T()) ? ZqXmlList::beginGroup(*writer) : writer->good();
 }
 
-template <ZqXmlValue::Element T>
+template <class T>
 bool ZqXmlVectorType<T>::writeBodyToStream(ZqXmlWriter* writer) const
 {
    return std::all_of(m_vector.begin(), m_vector.end(),
@@ -178,14 +179,14 @@ bool ZqXmlVectorType<T>::writeBodyToStream(ZqXmlWriter* writer) const
           writer != nullptr;
 }
 
-template <ZqXmlValue::Element T>
+template <class T>
 bool ZqXmlVectorType<T>::appendElementToStream(ZqXmlWriter* writer, const T& element) const
 {
    return writer != nullptr &&
           ZqXmlList::writeElement(*writer, element, ZqXmlValue::isBasic(element)) && writer->good();
 }
 
-template <ZqXmlValue::Element T>
+template <class T>
 bool ZqXmlVectorType<T>::writeFooterToStream(ZqXmlWriter*& writer) const
 {
    if (writer == nullptr)

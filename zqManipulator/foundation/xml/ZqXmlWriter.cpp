@@ -7,6 +7,7 @@
 #include <boost/core/demangle.hpp>
 
 #include <array>
+#include <exception>
 #include <ostream>
 #include <vector>
 
@@ -40,6 +41,12 @@ struct OpenElement
    bool hasChild = false;
    unsigned values = 0;
 };
+
+/// Whether a character stands for itself in a document.
+bool isPlain(char c)
+{
+   return c >= ' ' && c != '<' && c != '>' && c != '&' && c != '"';
+}
 
 /// The bytes of the UTF-8 sequence at the front of the text; 0 when there is no valid one.
 std::size_t sequenceLength(std::string_view text)
@@ -99,7 +106,9 @@ struct ZqXmlWriter::State
 
    State(const ZqString& writerName, std::ostream& output) : name(writerName), stream(output) {}
 
-   void handOver();
+   void fail(const ZqString& what);
+   void handOver(bool flush = false);
+   void appendEscaped(std::string_view text);
    void closeTag();
    void newLine(std::size_t level);
    std::string_view prefixOf(std::string_view uri, ZqString& declaration);
@@ -109,14 +118,82 @@ struct ZqXmlWriter::State
    void appendRootBindings(std::string_view uri);
 };
 
-void ZqXmlWriter::State::handOver()
+void ZqXmlWriter::State::fail(const ZqString& what)
 {
-   if (!good)
-      out.clear();
-   if (out.empty())
-      return;
-   stream.write(out.data(), static_cast<std::streamsize>(out.size()));
+   if (good)
+      Zq::Print::instance().write(Zq::Rejected, "ZqXmlWriter Error: %s.\n\tFile: %s\n",
+                                  what.c_str(), name.c_str());
+   good = false;
+}
+
+/// Gives the buffer to the stream; straight to its buffer, as the stream may be set to throw.
+void ZqXmlWriter::State::handOver(bool flush)
+{
+   bool taken = !good;
+   try
+   {
+      std::streambuf* target = stream.good() ? stream.rdbuf() : nullptr;
+      const auto size = static_cast<std::streamsize>(out.size());
+      taken = taken || (target != nullptr && target->sputn(out.data(), size) == size &&
+                        (!flush || target->pubsync() == 0));
+      if (!taken)
+         stream.setstate(std::ios::badbit);
+   }
+   catch (const std::exception&)
+   {
+      // What a stream buffer throws, or a stream on being marked as bad, says no more than that it
+      // takes no more.
+   }
    out.clear();
+   if (!taken)
+      fail("the output takes no more");
+}
+
+/// Text that XML cannot carry (control characters, bytes that are no UTF-8) is a failure.
+void ZqXmlWriter::State::appendEscaped(std::string_view text)
+{
+   while (!text.empty())
+   {
+      // A run of plain characters is appended whole.
+      std::size_t run = 0;
+      while (run < text.size() && isPlain(text[run]))
+         ++run;
+      out += text.substr(0, run);
+      text.remove_prefix(run);
+      if (text.empty())
+         return;
+      const char c = text.front();
+      const std::size_t length = sequenceLength(text);
+      if (length == 0)
+      {
+         fail("a text holds bytes that are no UTF-8");
+         return;
+      }
+      if (length > 1)
+         out += text.substr(0, length);
+      else if (c == '<')
+         out += "&lt;";
+      else if (c == '>')
+         out += "&gt;";
+      else if (c == '&')
+         out += "&amp;";
+      else if (c == '"')
+         out += "&quot;";
+      // Line ends and tabs would be changed by a parser that reads them as they stand.
+      else if (c == '\n')
+         out += "&#10;";
+      else if (c == '\r')
+         out += "&#13;";
+      else if (c == '\t')
+         out += "&#9;";
+      else
+      {
+         fail("a text holds the control character " + std::to_string(static_cast<int>(c)) +
+              ", which XML cannot carry");
+         return;
+      }
+      text.remove_prefix(length);
+   }
 }
 
 void ZqXmlWriter::State::closeTag()
@@ -149,7 +226,11 @@ void ZqXmlWriter::State::appendProlog()
       return;
    out += R"(<?xml version="1.0" encoding="UTF-8"?>)";
    if (!styleSheet.empty())
-      out += "\n<?xml-stylesheet type=\"text/xsl\" href=\"" + styleSheet + "\"?>";
+   {
+      out += "\n<?xml-stylesheet type=\"text/xsl\" href=\"";
+      appendEscaped(styleSheet);
+      out += "\"?>";
+   }
    if (!header.empty())
       out += "\n<!-- " + header + " -->";
    newLine(0);
@@ -425,13 +506,15 @@ void ZqXmlWriter::attributeValue(const ZqString& text)
       fail("a value of an attribute that was not named");
       return;
    }
-   appendEscaped(beginValue(), text);
+   beginValue();
+   appendEscaped(text);
    endValue();
 }
 
 void ZqXmlWriter::content(const ZqString& text)
 {
-   appendEscaped(beginValue(), text);
+   beginValue();
+   appendEscaped(text);
    endValue();
 }
 
@@ -453,25 +536,18 @@ void ZqXmlWriter::setProgressSink(ProgressSink sink)
 
 bool ZqXmlWriter::good() const
 {
-   return m_state->good && m_state->stream.good();
+   return m_state->good;
 }
 
 void ZqXmlWriter::fail(const ZqString& what)
 {
-   if (m_state->good)
-      Zq::Print::instance().write(Zq::Rejected, "ZqXmlWriter Error: %s.\n\tFile: %s\n",
-                                  what.c_str(), m_state->name.c_str());
-   m_state->good = false;
+   m_state->fail(what);
 }
 
 bool ZqXmlWriter::flush()
 {
-   State& s = *m_state;
-   s.handOver();
-   s.stream.flush();
-   if (!s.stream.good())
-      fail("the output takes no more");
-   return s.good;
+   m_state->handOver(true);
+   return m_state->good;
 }
 
 ZqString& ZqXmlWriter::beginValue()
@@ -490,7 +566,7 @@ ZqString& ZqXmlWriter::beginValue()
    OpenElement& element = s.open.back();
    if (element.values > 0)
    {
-      if (s.columns > 0 && element.values % s.columns == 0)
+      if (s.columns > 0 && s.indent >= 0 && element.values % s.columns == 0)
          s.newLine(s.open.size());
       else
          s.out += ' ';
@@ -509,55 +585,9 @@ void ZqXmlWriter::endValue()
    s.inAttribute = false;
 }
 
-void ZqXmlWriter::appendEscaped(ZqString& out, std::string_view text)
+void ZqXmlWriter::appendEscaped(std::string_view text)
 {
-   constexpr std::string_view special(
-      "\0\1\2\3\4\5\6\7\10\11\12\13\14\15\16\17\20\21\22\23\24\25\26\27"
-      "\30\31\32\33\34\35\36\37<>&\"",
-      36);
-   while (!text.empty())
-   {
-      // A run of plain characters is appended whole.
-      std::size_t run = 0;
-      while (run < text.size() && static_cast<unsigned char>(text[run]) < 0x80 &&
-             special.find(text[run]) == std::string_view::npos)
-         ++run;
-      out += text.substr(0, run);
-      text.remove_prefix(run);
-      if (text.empty())
-         return;
-      const char c = text.front();
-      const std::size_t length = sequenceLength(text);
-      if (length == 0)
-      {
-         fail("a text holds bytes that are no UTF-8");
-         return;
-      }
-      if (length > 1)
-         out += text.substr(0, length);
-      else if (c == '<')
-         out += "&lt;";
-      else if (c == '>')
-         out += "&gt;";
-      else if (c == '&')
-         out += "&amp;";
-      else if (c == '"')
-         out += "&quot;";
-      // Line ends and tabs would be changed by a parser that reads them as they stand.
-      else if (c == '\n')
-         out += "&#10;";
-      else if (c == '\r')
-         out += "&#13;";
-      else if (c == '\t')
-         out += "&#9;";
-      else
-      {
-         fail("a text holds the control character " + std::to_string(static_cast<int>(c)) +
-              ", which XML cannot carry");
-         return;
-      }
-      text.remove_prefix(length);
-   }
+   m_state->appendEscaped(text);
 }
 
 void ZqXmlWriter::setInData(bool inData)

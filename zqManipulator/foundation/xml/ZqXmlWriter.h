@@ -89,9 +89,9 @@ public:
    /// the named attribute if there is one, else to the content, apart from a value before it.
    ZqString& beginValue();
    void endValue();
-   /// Appends text to the string, escaped for an attribute and an element alike. Text that XML cannot
+   /// Appends text to the value, escaped for an attribute and an element alike. Text that XML cannot
    /// carry (control characters, bytes that are no UTF-8) is a failure.
-   void appendEscaped(ZqString& out, std::string_view text);
+   void appendEscaped(std::string_view text);
    /// True while values are written side by side as words of one text.
    void setInData(bool inData);
    bool inData() const;

@@ -1,0 +1,214 @@
+// Reading and writing documents of D-H joints, beside Expat alone on the same bytes.
+//
+// Counters: bytes/s of document; "peak/objects" is the largest sum of live allocations during the
+// read over the size of the objects themselves.
+
+#include "zqManipulator/zqManipulator.h"
+
+#include <benchmark/benchmark.h>
+#include <expat.h>
+#include <malloc.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <new>
+#include <sstream>
+#include <streambuf>
+
+namespace
+{
+std::size_t liveBytes = 0;
+std::size_t peakBytes = 0;
+
+void* counted(std::size_t size)
+{
+   void* memory = std::malloc(size);
+   if (memory == nullptr)
+      throw std::bad_alloc();
+   liveBytes += malloc_usable_size(memory);
+   peakBytes = std::max(peakBytes, liveBytes);
+   return memory;
+}
+
+void release(void* memory)
+{
+   liveBytes -= memory != nullptr ? malloc_usable_size(memory) : 0;
+   std::free(memory);
+}
+} // namespace
+
+void* operator new(std::size_t size)
+{
+   return counted(size);
+}
+void operator delete(void* memory) noexcept
+{
+   release(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept
+{
+   release(memory);
+}
+
+namespace
+{
+using Joints = ZqXmlVectorType<ZqDenavitHartenberg>;
+
+/// Joints with a value of full length in every member.
+Joints makeJoints(std::size_t count)
+{
+   ZqRandom::setSeed(1);
+   Joints joints;
+   joints.reserve(static_cast<unsigned>(count));
+   const auto frame = []
+   {
+      ZqOrientation orientation;
+      orientation.setFromAngleAxis(ZqRandom::normalRandom(0.0, 1.0), ZqRandom::randomUnitVector());
+      return ZqCoordinateSystemTransformation(ZqRandom::randomUnitVector(), orientation);
+   };
+   for (std::size_t i = 0; i < count; ++i)
+   {
+      ZqDenavitHartenberg joint;
+      joint.setJointType(static_cast<ZqU32>(i % 2));
+      joint.setDhType(static_cast<ZqU32>(i % 5));
+      joint.setPrimaryFrame(frame());
+      joint.setPrecursor(frame());
+      joint.setDhA(ZqRandom::normalRandom(0.0, 1.0));
+      joint.setDhD(ZqRandom::normalRandom(0.0, 1.0));
+      joint.setDhAlpha(ZqRandom::normalRandom(0.0, 1.0));
+      joint.setDhTheta(ZqRandom::normalRandom(0.0, 1.0));
+      joints.pushBack(joint);
+   }
+   return joints;
+}
+
+const ZqString& document(std::size_t count)
+{
+   static std::map<std::size_t, ZqString> documents;
+   ZqString& text = documents[count];
+   if (text.empty() && !Zq::toXml(makeJoints(count), text))
+      std::abort();
+   return text;
+}
+
+void setCounters(benchmark::State& state, const ZqString& text)
+{
+   state.SetBytesProcessed(static_cast<std::int64_t>(text.size()) * state.iterations());
+   state.SetComplexityN(state.range(0));
+}
+
+/// The floor: Expat with namespaces and handlers that do nothing.
+void expatAlone(benchmark::State& state)
+{
+   const ZqString& text = document(static_cast<std::size_t>(state.range(0)));
+   for (auto _ : state)
+   {
+      XML_Parser parser = XML_ParserCreateNS(nullptr, '\0');
+      XML_SetElementHandler(
+         parser, [](void*, const char*, const char**) {}, [](void*, const char*) {});
+      XML_SetCharacterDataHandler(parser, [](void*, const char*, int) {});
+      constexpr std::size_t block = 65536;
+      bool good = true;
+      for (std::size_t at = 0; at < text.size(); at += block)
+      {
+         const std::size_t size = std::min(block, text.size() - at);
+         good = good && XML_Parse(parser, text.data() + at, static_cast<int>(size),
+                                  at + size == text.size()) == XML_STATUS_OK;
+      }
+      if (!good)
+         state.SkipWithError("the document does not parse");
+      XML_ParserFree(parser);
+   }
+   setCounters(state, text);
+}
+
+void read(benchmark::State& state)
+{
+   const ZqString& text = document(static_cast<std::size_t>(state.range(0)));
+   double ratio = 0.0;
+   for (auto _ : state)
+   {
+      peakBytes = liveBytes;
+      const std::size_t before = liveBytes;
+      Joints joints;
+      if (!Zq::fromXml(joints, text))
+         state.SkipWithError("the document does not read");
+      ratio = static_cast<double>(peakBytes - before) /
+              (static_cast<double>(joints.size()) * sizeof(ZqDenavitHartenberg));
+   }
+   setCounters(state, text);
+   state.counters["peak/objects"] = ratio;
+}
+
+/// Takes bytes and counts them.
+class Sink : public std::streambuf
+{
+protected:
+   std::streamsize xsputn(const char*, std::streamsize count) override { return count; }
+   int_type overflow(int_type c) override { return c; }
+};
+
+void write(benchmark::State& state)
+{
+   const auto count = static_cast<std::size_t>(state.range(0));
+   const Joints joints = makeJoints(count);
+   for (auto _ : state)
+   {
+      Sink sink;
+      std::ostream stream(&sink);
+      ZqXmlWriter writer("(benchmark)", stream);
+      if (!Zq::write(joints, writer))
+         state.SkipWithError("the document is not written");
+   }
+   setCounters(state, document(count));
+}
+
+/// A document of many things that the object does not know: distinct element names, or attributes of
+/// one element.
+void readUnknown(benchmark::State& state, bool attributes)
+{
+   const auto count = state.range(0);
+   ZqString text =
+      "<linkKinematicsContainer xmlns=\"" + ZqManip::ns.token() + "\"><denavitHartenberg";
+   if (!attributes)
+      text += '>';
+   for (std::int64_t i = 0; i < count; ++i)
+      text += attributes ? " u" + std::to_string(i) + "=\"1\"" : "<u" + std::to_string(i) + "/>";
+   text += attributes ? "/>" : "</denavitHartenberg>";
+   text += "</linkKinematicsContainer>";
+   const Zq::Print::Sink old = Zq::Print::instance().setSink([](unsigned, std::string_view) {});
+   for (auto _ : state)
+   {
+      ZqLinkKinematicsContainer container;
+      if (!Zq::fromXml(container, text))
+         state.SkipWithError("the document does not read");
+   }
+   Zq::Print::instance().setSink(old);
+   setCounters(state, text);
+}
+} // namespace
+
+BENCHMARK(expatAlone)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(read)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(write)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(read)
+   ->RangeMultiplier(2)
+   ->Range(1000, 1024000)
+   ->Unit(benchmark::kMillisecond)
+   ->Complexity();
+BENCHMARK(write)
+   ->RangeMultiplier(2)
+   ->Range(1000, 1024000)
+   ->Unit(benchmark::kMillisecond)
+   ->Complexity();
+BENCHMARK_CAPTURE(readUnknown, elements, false)
+   ->RangeMultiplier(2)
+   ->Range(125000, 1000000)
+   ->Unit(benchmark::kMillisecond)
+   ->Complexity();
+BENCHMARK_CAPTURE(readUnknown, attributes, true)
+   ->RangeMultiplier(2)
+   ->Range(125000, 1000000)
+   ->Unit(benchmark::kMillisecond)
+   ->Complexity();

@@ -1,0 +1,219 @@
+#include "support/randomValues.h"
+#include "zqManipulator/foundation/algebra/ZqMath.h"
+#include "zqManipulator/foundation/spatial/ZqSecondMoment.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <vector>
+
+namespace
+{
+constexpr ZqReal epsilon = std::numeric_limits<ZqReal>::epsilon();
+constexpr ZqReal nan = std::numeric_limits<ZqReal>::quiet_NaN();
+constexpr ZqReal infinity = std::numeric_limits<ZqReal>::infinity();
+/// Of a rotation or a decomposition, relative to the largest element.
+constexpr ZqReal tolerance = 30.0 * epsilon;
+
+ZqReal size(const ZqSecondMoment& I)
+{
+   return std::max({std::abs(I.xx()), std::abs(I.yy()), std::abs(I.zz()), std::abs(I.xy()),
+                    std::abs(I.xz()), std::abs(I.yz())});
+}
+ZqSecondMoment diagonal(ZqReal x, ZqReal y, ZqReal z)
+{
+   return {x, y, z, 0.0, 0.0, 0.0};
+}
+ZqSecondMoment pointMass(ZqReal m, const ZqVector& r)
+{
+   const ZqReal r2 = r.magSquared();
+   return {m * (r2 - r.x() * r.x()), m * (r2 - r.y() * r.y()), m * (r2 - r.z() * r.z()),
+           -m * r.x() * r.y(),       -m * r.x() * r.z(),       -m * r.y() * r.z()};
+}
+ZqSecondMoment box(ZqReal m, ZqReal a, ZqReal b, ZqReal c)
+{
+   return diagonal(m * (b * b + c * c) / 12, m * (a * a + c * c) / 12, m * (a * a + b * b) / 12);
+}
+/// The spread of the mass, the integral of r r^T, which decides whether a moment is possible.
+ZqSpatialMatrix spread(const ZqSecondMoment& I)
+{
+   return ZqSpatialMatrix::identity() * (0.5 * (I.xx() + I.yy() + I.zz())) - I.matrix();
+}
+ZqReal distance(const ZqSecondMoment& a, const ZqSecondMoment& b)
+{
+   const ZqSpatialMatrix d = spread(a) - spread(b);
+   return std::sqrt(d[0].magSquared() + d[1].magSquared() + d[2].magSquared());
+}
+
+TEST(SecondMoment, RotationIsTheCongruence)
+{
+   zqTest::RandomValues random(31);
+   for (int i = 0; i < 200; ++i)
+   {
+      const ZqSecondMoment I(random.real(), random.real(), random.real(), random.real(),
+                             random.real(), random.real());
+      const ZqOrientation q = random.orientation();
+      ZqSpatialMatrix R;
+      R.setToDcm(q);
+      const ZqSpatialMatrix expected = R * I.matrix() * R.transpose();
+      EXPECT_TRUE(I.rotated(q).matrix().approxEq(expected, tolerance));
+      const ZqVector v = random.vector();
+      EXPECT_TRUE((I * v).approxEq(I.matrix() * v, tolerance));
+      EXPECT_EQ(ZqSecondMoment::fromMatrix(I.matrix()), I);
+      // Of a matrix that is not symmetric, the symmetric part.
+      const ZqSecondMoment skewed = ZqSecondMoment::fromMatrix(
+         I.matrix() + ZqSpatialMatrix::crossProductMatrix(random.vector()));
+      EXPECT_TRUE(skewed.approxEq(I, tolerance));
+   }
+}
+
+TEST(SecondMoment, PrincipalAxesGiveTheMomentBack)
+{
+   zqTest::RandomValues random(32);
+   // Repeated, nearly repeated, vanishing, negative, large and small moments among them.
+   const std::vector<ZqVector> principal = {
+      {0.0, 0.0, 0.0},       {2.0, 2.0, 2.0},  {1.0, 1.0, 2.0},
+      {1.0, 2.0, 2.0},       {0.0, 3.0, 3.0},  {1.0, 1.0 + 1e-12, 1.0 + 2e-12},
+      {1e-9, 1.0, 1.0},      {-1.0, 0.5, 2.0}, {1e-200, 2e-200, 3e-200},
+      {1e200, 2e200, 3e200}, {1e-12, 2e3, 3e3}};
+   for (int i = 0; i < 300; ++i)
+   {
+      const ZqVector moments = static_cast<std::size_t>(i) < 3 * principal.size()
+                                  ? principal[static_cast<std::size_t>(i) / 3]
+                                  : random.vector();
+      // The first of three is diagonal already, in another order.
+      const ZqSecondMoment I =
+         i % 3 == 0 ? diagonal(moments.z(), moments.x(), moments.y())
+                    : diagonal(moments.x(), moments.y(), moments.z()).rotated(random.orientation());
+      SCOPED_TRACE(i);
+      ZqVector found(nan, nan, nan);
+      ZqOrientation axes;
+      ASSERT_TRUE(I.principalAxes(found, axes));
+      EXPECT_LE(found.x(), found.y());
+      EXPECT_LE(found.y(), found.z());
+      std::array<ZqReal, 3> sorted{moments.x(), moments.y(), moments.z()};
+      std::sort(sorted.begin(), sorted.end());
+      const ZqReal bound = tolerance * size(I);
+      EXPECT_TRUE(found.approxEq({sorted[0], sorted[1], sorted[2]}, bound));
+      EXPECT_TRUE(diagonal(found.x(), found.y(), found.z()).rotated(axes).approxEq(I, bound));
+      EXPECT_NEAR(axes.w() * axes.w() + axes.vectorPart().magSquared(), 1.0, 8.0 * epsilon);
+   }
+}
+
+TEST(SecondMoment, WhatMassCanHaveIsValidToTheBoundary)
+{
+   zqTest::RandomValues random(33);
+   EXPECT_TRUE(ZqSecondMoment().isValid()); // a mass at the point itself
+   for (int i = 0; i < 300; ++i)
+   {
+      const ZqReal scale = std::pow(10.0, random.real(-12.0, 12.0));
+      const ZqOrientation q = random.orientation();
+      // A point and a rod have a moment of zero, and equality of the other two; a plate has
+      // equality of the largest with the sum of the others.
+      const ZqSecondMoment valid[] = {pointMass(scale, random.vector()),
+                                      diagonal(0.0, scale, scale).rotated(q),
+                                      box(scale, random.real(0.1), random.real(), 0.0).rotated(q),
+                                      box(scale, random.real(), random.real(), random.real()),
+                                      diagonal(scale, scale, scale).rotated(q)};
+      for (const ZqSecondMoment& I : valid)
+         EXPECT_TRUE(I.isValid()) << i;
+      // A millionth of the trace beyond either boundary.
+      const ZqReal a = random.real(0.1, 1.0) * scale;
+      const ZqReal b = random.real(0.1, 1.0) * scale;
+      const ZqReal beyond = 1e-6 * scale;
+      const ZqSecondMoment invalid[] = {diagonal(a, b, a + b + 4.0 * beyond).rotated(q),
+                                        diagonal(-beyond, a, a).rotated(q),
+                                        diagonal(-a, -b, -a).rotated(q)};
+      for (const ZqSecondMoment& I : invalid)
+      {
+         EXPECT_FALSE(I.isValid()) << i;
+         EXPECT_TRUE(I.isValid(1e-5) || I.xx() + I.yy() + I.zz() < 0.0);
+      }
+   }
+   // Sums of these overflow.
+   EXPECT_TRUE(diagonal(1e308, 1e308, 1e308).isValid());
+   EXPECT_FALSE(diagonal(-1e308, -1e308, -1e308).isValid());
+   // The diagonal alone would pass.
+   EXPECT_FALSE(ZqSecondMoment(1.0, 1.0, 1.0, 0.9, 0.0, 0.0).isValid());
+   for (std::size_t i = 0; i < 6; ++i)
+      for (const ZqReal bad : {nan, infinity, -infinity})
+      {
+         std::array<ZqReal, 6> v{2.0, 2.5, 3.0, 0.1, 0.2, 0.3};
+         v[i] = bad;
+         ZqSecondMoment I(v[0], v[1], v[2], v[3], v[4], v[5]);
+         EXPECT_FALSE(I.isValid()) << i;
+         ZqVector moments(1.0, 2.0, 3.0);
+         ZqOrientation axes;
+         EXPECT_FALSE(I.principalAxes(moments, axes));
+         I.makeValid();
+         EXPECT_EQ(I, ZqSecondMoment());
+      }
+}
+
+TEST(SecondMoment, MakeValidGoesToTheNearestValidOne)
+{
+   zqTest::RandomValues random(34);
+   for (int i = 0; i < 300; ++i)
+   {
+      const ZqReal scale = std::pow(10.0, random.real(-6.0, 6.0));
+      ZqSecondMoment valid =
+         box(scale, random.real(0.1, 1.0), random.real(0.1, 1.0), random.real(0.1, 1.0))
+            .rotated(random.orientation());
+      const ZqSecondMoment before = valid;
+      valid.makeValid();
+      EXPECT_EQ(valid, before); // to the last bit
+
+      const ZqSecondMoment wild(random.real() * scale, random.real() * scale, random.real() * scale,
+                                random.real() * scale, random.real() * scale,
+                                random.real() * scale);
+      ZqSecondMoment made = wild;
+      made.makeValid();
+      EXPECT_TRUE(made.isValid());
+      EXPECT_TRUE(made.isValid(100.0 * epsilon));
+      const ZqSecondMoment once = made;
+      // Valid moments form a convex cone: none on the way to any other valid one is nearer.
+      const ZqSecondMoment other =
+         pointMass(scale, random.vector()) + pointMass(scale, random.vector());
+      for (const ZqReal step : {1e-6, 1e-3, 0.1, 1.0})
+      {
+         ZqSecondMoment between = other - once;
+         between *= step;
+         between += once;
+         EXPECT_LE(distance(wild, once), distance(wild, between) + 1000.0 * epsilon * scale);
+      }
+   }
+   // Spreads of (1, -1, 3): the negative one goes.
+   ZqSecondMoment I = diagonal(2.0, 4.0, 0.0);
+   I.makeValid();
+   EXPECT_TRUE(I.approxEq(diagonal(3.0, 4.0, 1.0), 4.0 * epsilon));
+}
+
+TEST(SecondMoment, MakeValidTwiceIsMakeValidOnce)
+{
+   zqTest::RandomValues random(35);
+   for (int i = 0; i < 300; ++i)
+   {
+      ZqSecondMoment made(random.real(), random.real(), random.real(), random.real(), random.real(),
+                          random.real());
+      made.makeValid();
+      const ZqSecondMoment once = made;
+      made.makeValid();
+      ASSERT_TRUE(made == once) << "changed by rounding: " << (made - once).approxEq({}, tolerance);
+   }
+}
+
+TEST(SecondMoment, SumsActOnEveryElement)
+{
+   const ZqSecondMoment a(2.0, 3.0, 4.0, 5.0, 6.0, 7.0);
+   const ZqSecondMoment b(0.5, 0.25, 8.0, 16.0, 32.0, 64.0);
+   EXPECT_EQ(a + b, ZqSecondMoment(2.5, 3.25, 12.0, 21.0, 38.0, 71.0));
+   EXPECT_EQ(a - b, ZqSecondMoment(1.5, 2.75, -4.0, -11.0, -26.0, -57.0));
+   ZqSecondMoment scaled = a;
+   scaled *= 2.0;
+   EXPECT_EQ(scaled, a + a);
+   EXPECT_EQ(a.matrix(), ZqSpatialMatrix(2.0, 5.0, 6.0, 5.0, 3.0, 7.0, 6.0, 7.0, 4.0));
+}
+} // namespace

@@ -1,0 +1,291 @@
+#include "support/allocationCount.h"
+#include "support/randomModels.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <sstream>
+
+namespace
+{
+using Transformation = ZqCoordinateSystemTransformation;
+using zqTest::ReferenceFrame;
+
+constexpr ZqReal epsilon = std::numeric_limits<ZqReal>::epsilon();
+constexpr ZqReal nan = std::numeric_limits<ZqReal>::quiet_NaN();
+/// A few dozen roundings of numbers up to about four, which translations here do not exceed.
+constexpr ZqReal tolerance = 60.0 * epsilon;
+
+/// Calls f with a hundred random pairs of transformations of every combination of modes.
+void forAllModes(const std::function<void(const Transformation&, const Transformation&)>& f)
+{
+   zqTest::RandomValues random(11);
+   for (ZqU32 modes = 0; modes < 16; ++modes)
+      for (int i = 0; i < 100; ++i)
+      {
+         SCOPED_TRACE(testing::Message() << "modes " << modes % 4 << " and " << modes / 4);
+         const Transformation a = zqTest::randomFrame(random, modes % 4);
+         f(a, zqTest::randomFrame(random, modes / 4));
+      }
+}
+
+TEST(Transformation, ModeTellsWhatTheConstructorWasGiven)
+{
+   // A part counts as present when it was given, whatever its numbers are.
+   EXPECT_EQ(Transformation(ZqVector(), ZqOrientation()).mode(), 0U);
+   EXPECT_EQ(Transformation(ZqOrientation()).mode(), 1U);
+   EXPECT_EQ(Transformation(ZqVector()).mode(), 2U);
+   EXPECT_GT(Transformation().mode(), 2U);
+   EXPECT_GT(Transformation::identity().mode(), 2U);
+   EXPECT_EQ(Transformation::identity(), Transformation::nullObject());
+   Transformation X;
+   X.setTranslation({1.0, 2.0, 3.0});
+   EXPECT_EQ(X.mode(), 2U);
+   X.setOrientation(ZqOrientation::xRotation(1.0));
+   EXPECT_EQ(X.mode(), 0U);
+   X.setToIdentity();
+   EXPECT_GT(X.mode(), 2U);
+   EXPECT_EQ(X, Transformation::identity());
+   X.setOrientation(ZqOrientation::xRotation(1.0));
+   EXPECT_EQ(X.mode(), 1U);
+   // The mode takes no part in equality.
+   EXPECT_EQ(Transformation(ZqVector(), ZqOrientation()), Transformation());
+}
+
+TEST(Transformation, ProductsAgreeWithMatricesInEveryMode)
+{
+   zqTest::RandomValues random(12);
+   forAllModes(
+      [&](const Transformation& a, const Transformation& b)
+      {
+         const Transformation product = a * b;
+         const ReferenceFrame expected = ReferenceFrame(a) * ReferenceFrame(b);
+         EXPECT_LE(expected.difference(product), tolerance);
+         EXPECT_EQ(product.mode(), a.mode() & b.mode());
+         // The mode must not hide a part from the mapping of points.
+         const ZqVector point = random.vector();
+         EXPECT_TRUE((product * point).approxEq(expected * point, tolerance));
+         ZqVector out;
+         product.transform(point, out);
+         EXPECT_EQ(out, product * point);
+         ZqVector inPlace = point;
+         product.transform(inPlace, inPlace);
+         EXPECT_EQ(inPlace, out);
+
+         Transformation assigned = a;
+         EXPECT_EQ(&(assigned *= b), &assigned);
+         EXPECT_EQ(assigned, product);
+         EXPECT_EQ(assigned.mode(), product.mode());
+         Transformation squared = a;
+         squared *= squared;
+         EXPECT_EQ(squared, a * a);
+
+         const Transformation inverse = a.inverse();
+         EXPECT_LE(ReferenceFrame(a).inverse().difference(inverse), tolerance);
+         EXPECT_EQ(inverse.mode(), a.mode());
+         EXPECT_TRUE((a * inverse).approxEq(Transformation(), tolerance));
+         EXPECT_TRUE((inverse * a).approxEq(Transformation(), tolerance));
+         Transformation inverted = a;
+         EXPECT_EQ(&inverted.invert(), &inverted);
+         EXPECT_EQ(inverted, inverse);
+         EXPECT_EQ(inverted.mode(), inverse.mode());
+      });
+}
+
+TEST(Transformation, OutboardTransformGivesTheBitsOfTheProduct)
+{
+   forAllModes(
+      [](const Transformation& a, const Transformation& b)
+      {
+         Transformation X = a;
+         X.outboardTransformBy(b.translation());
+         const Transformation moved = a * Transformation(b.translation());
+         EXPECT_EQ(X, moved);
+         EXPECT_EQ(X.mode(), moved.mode());
+         X = a;
+         X.outboardTransformBy(b.translation(), b.orientation());
+         const Transformation product = a * Transformation(b.translation(), b.orientation());
+         EXPECT_EQ(X, product);
+         EXPECT_EQ(X.mode(), product.mode());
+         // Its own parts as arguments.
+         X = a;
+         X.outboardTransformBy(X.translation(), X.orientation());
+         EXPECT_EQ(X, a * Transformation(a.translation(), a.orientation()));
+      });
+}
+
+TEST(Transformation, ApproximateEqualityIgnoresTheSignOfTheQuaternion)
+{
+   zqTest::RandomValues random(13);
+   const Transformation X = zqTest::randomFrame(random);
+   const ZqOrientation& q = X.orientation();
+   EXPECT_TRUE(X.approxEq({X.translation(), -q}, 0.0));
+   EXPECT_FALSE(X == Transformation(X.translation(), -q));
+   for (int i = 0; i < 7; ++i)
+      for (const ZqReal change : {0.9e-3, 1.1e-3, nan})
+      {
+         ZqVector p = X.translation();
+         std::array<ZqReal, 4> c{q.w(), q.x(), q.y(), q.z()};
+         (i < 3 ? p[static_cast<std::size_t>(i)] : c[static_cast<std::size_t>(i - 3)]) += change;
+         EXPECT_EQ(X.approxEq({p, {c[0], c[1], c[2], c[3]}}, 1e-3), change < 1e-3) << i;
+      }
+}
+
+TEST(Transformation, InterpolationIsLinearAndTakesTheShorterArc)
+{
+   zqTest::RandomValues random(14);
+   forAllModes(
+      [&](const Transformation& a, const Transformation& b)
+      {
+         Transformation X;
+         ASSERT_TRUE(X.interpolation(a, b, 0.0));
+         EXPECT_TRUE(X.approxEq(a, tolerance));
+         ASSERT_TRUE(X.interpolation(a, b, 1.0));
+         EXPECT_TRUE(X.approxEq(b, tolerance));
+
+         const ZqReal fraction = random.real(0.0, 1.0);
+         ASSERT_TRUE(X.interpolation(a, b, fraction));
+         EXPECT_TRUE(X.translation().approxEq(
+            a.translation() * (1.0 - fraction) + b.translation() * fraction, tolerance));
+         EXPECT_LE(zqTest::lengthError(X.orientation()), 4.0 * epsilon);
+         // The part of the turn, and so of the shorter of the two arcs, which logarithm gives. An arc
+         // of nearly half a turn is ill-conditioned: its axis is known to epsilon / (pi - angle).
+         const ZqVector arc = (a.orientation().inverse() * b.orientation()).logarithm();
+         const ZqVector part = (a.orientation().inverse() * X.orientation()).logarithm();
+         EXPECT_TRUE(part.approxEq(arc * fraction, tolerance / (ZqMath::pi - arc.mag())));
+         const ZqVector point = random.vector();
+         EXPECT_TRUE((X * point).approxEq(ReferenceFrame(X) * point, tolerance)); // the mode
+
+         const Transformation same = X;
+         Transformation other;
+         ASSERT_TRUE(other.interpolation(a, {b.translation(), -b.orientation()}, fraction));
+         EXPECT_TRUE(other.approxEq(same, tolerance));
+         other = a;
+         ASSERT_TRUE(other.interpolation(other, b, fraction));
+         EXPECT_EQ(other, same);
+      });
+   const Transformation a = zqTest::randomFrame(random);
+   Transformation X;
+   ASSERT_TRUE(X.interpolation(a, {a.translation(), -a.orientation()}, 0.3));
+   EXPECT_TRUE(X.approxEq(a, tolerance));
+   const Transformation kept = X;
+   for (const ZqReal fraction :
+        {-1e-300, 1.0 + epsilon, -1.0, 2.0, nan, -nan, std::numeric_limits<ZqReal>::infinity()})
+   {
+      EXPECT_FALSE(X.interpolation(a, Transformation(), fraction)) << fraction;
+      EXPECT_EQ(X, kept);
+   }
+}
+
+TEST(Transformation, IntegrationOfAConstantVelocityIsExact)
+{
+   zqTest::RandomValues random(15);
+   for (int i = 0; i < 200; ++i)
+   {
+      const ZqU32 mode = random.index(0, 3);
+      const Transformation start = zqTest::randomFrame(random, mode);
+      const ZqVector axis = random.unitVector();
+      const ZqReal rate = random.real(-8.0, 8.0);
+      const ZqVector v = random.vector();
+      const ZqReal dt = random.real(-0.5, 1.0);
+      Transformation oneStep = start;
+      oneStep.integrateReferenceFrameVelocity({v, axis * rate}, dt);
+      // The turn in the reference frame stands to the left, and the origin moves straight.
+      ZqOrientation turn;
+      turn.setFromAngleAxis(rate * dt, axis);
+      const Transformation expected(start.translation() + v * dt, turn * start.orientation());
+      EXPECT_TRUE(oneStep.approxEq(expected, tolerance));
+      const ZqVector point = random.vector();
+      EXPECT_TRUE((oneStep * point).approxEq(ReferenceFrame(oneStep) * point, tolerance));
+
+      constexpr int steps = 50;
+      Transformation manySteps = start;
+      for (int k = 0; k < steps; ++k)
+         manySteps.integrateReferenceFrameVelocity({v, axis * rate}, dt / steps);
+      // Each step rounds anew.
+      EXPECT_TRUE(manySteps.approxEq(oneStep, steps * tolerance));
+      // Whereas the length does not drift, beyond what is unit length to within rounding.
+      EXPECT_LE(zqTest::lengthError(manySteps.orientation()), 8.0 * epsilon);
+   }
+   // Rates that square to nothing still count to the last digits.
+   for (const ZqReal rate : {1e-8, 1e-150, 1e-160, 1e-300})
+   {
+      Transformation X;
+      X.integrateReferenceFrameVelocity({{}, {rate, -2.0 * rate, 3.0 * rate}}, 0.5);
+      EXPECT_EQ(X.orientation().w(), 1.0);
+      for (int i = 0; i < 3; ++i)
+      {
+         const ZqReal expected = std::array{0.25, -0.5, 0.75}[static_cast<std::size_t>(i)] * rate;
+         EXPECT_NEAR(X.orientation()[static_cast<std::size_t>(i) + 1], expected,
+                     4.0 * epsilon * std::abs(expected));
+      }
+   }
+   const Transformation still = zqTest::randomFrame(random);
+   Transformation X = still;
+   X.integrateReferenceFrameVelocity({}, 3.0);
+   EXPECT_TRUE(X.approxEq(still, 2.0 * epsilon));
+}
+
+TEST(Transformation, BinaryFormIsExactAndRefusesWhatIsNone)
+{
+   zqTest::RandomValues random(16);
+   for (ZqU32 mode = 0; mode < 4; ++mode)
+   {
+      const Transformation X = zqTest::randomFrame(random, mode);
+      std::stringstream stream;
+      ASSERT_TRUE(X.writeBin(stream));
+      const std::string bytes = stream.str();
+      ASSERT_EQ(bytes.size(), 7 * sizeof(ZqReal));
+      Transformation back = zqTest::randomFrame(random);
+      ASSERT_TRUE(back.readBin(stream));
+      EXPECT_EQ(back, X);
+      EXPECT_EQ(back.mode(), X.mode());
+
+      const Transformation kept = zqTest::randomFrame(random);
+      for (std::size_t size = 0; size < bytes.size(); ++size)
+      {
+         std::istringstream truncated(bytes.substr(0, size));
+         back = kept;
+         EXPECT_FALSE(back.readBin(truncated)) << size;
+         EXPECT_EQ(back, kept);
+         EXPECT_EQ(back.mode(), kept.mode());
+      }
+      // Each number of the quaternion in turn is no number; then all are zero.
+      for (std::size_t i = 3; i < 8; ++i)
+         for (const ZqReal bad : {nan, std::numeric_limits<ZqReal>::infinity()})
+         {
+            std::string spoiled = bytes;
+            if (i < 7)
+               std::memcpy(&spoiled[i * sizeof(ZqReal)], &bad, sizeof(bad));
+            else
+               std::fill(spoiled.begin() + 3 * sizeof(ZqReal), spoiled.end(), '\0');
+            std::istringstream input(spoiled);
+            back = kept;
+            EXPECT_FALSE(back.readBin(input)) << i;
+            EXPECT_EQ(back, kept);
+            EXPECT_EQ(back.mode(), kept.mode());
+         }
+   }
+   std::ostringstream broken;
+   broken.setstate(std::ios::badbit);
+   EXPECT_FALSE(Transformation().writeBin(broken));
+}
+
+TEST(Transformation, CostsNoMoreThanItsNumbers)
+{
+   EXPECT_LE(sizeof(Transformation), 96U);
+   zqTest::RandomValues random(17);
+   const Transformation X = zqTest::randomFrame(random);
+   const zqTest::AllocationCount allocations;
+   Transformation copy = X;
+   copy = X * copy.inverse();
+   copy *= copy;
+   EXPECT_EQ(allocations.count(), 0U);
+   // The counter does count; through a volatile pointer, since a pair may be left out.
+   Transformation* volatile const made = new Transformation(copy);
+   delete made;
+   EXPECT_EQ(allocations.count(), 1U);
+}
+} // namespace

@@ -1,0 +1,477 @@
+#include "support/allocationCount.h"
+#include "support/logCapture.h"
+#include "support/randomModels.h"
+#include "zqManipulator/foundation/xml/ZqXmlDocument.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <limits>
+
+namespace
+{
+using Joint = ZqDenavitHartenberg;
+using Transformation = ZqCoordinateSystemTransformation;
+using zqTest::ReferenceFrame;
+
+constexpr ZqReal epsilon = std::numeric_limits<ZqReal>::epsilon();
+constexpr ZqReal nan = std::numeric_limits<ZqReal>::quiet_NaN();
+constexpr ZqReal pi = ZqMath::pi;
+/// A few dozen roundings of numbers up to about four: lengths here are below two.
+constexpr ZqReal tolerance = 60.0 * epsilon;
+constexpr ZqU32 unknownType = 7;
+
+/// Counts how often a transformation is computed.
+class CountingJoint : public Joint
+{
+public:
+   using Joint::Joint;
+   explicit CountingJoint(const Joint& joint) : Joint(joint) {}
+   using Joint::transformBy;
+   void transformBy(Transformation& result, ZqReal jointPosition) const override
+   {
+      ++computations;
+      Joint::transformBy(result, jointPosition);
+   }
+   mutable int computations = 0;
+};
+
+/// Joint type and D-H type.
+class EveryJoint : public testing::TestWithParam<std::tuple<ZqU32, ZqU32>>
+{
+protected:
+   ZqU32 jointType() const { return std::get<0>(GetParam()); }
+   ZqU32 dhType() const { return std::get<1>(GetParam()); }
+   bool isPaul() const { return dhType() <= Joint::GeneralPaul; }
+   bool isGeneral() const { return dhType() == Joint::General; }
+   Joint randomJoint() { return zqTest::randomJoint(random, jointType(), dhType()); }
+   ZqReal randomPosition()
+   {
+      return jointType() == Joint::Rotational ? zqTest::randomAngle(random)
+                                              : random.real(-2.0, 2.0);
+   }
+   zqTest::RandomValues random{41};
+};
+INSTANTIATE_TEST_SUITE_P(DenavitHartenberg, EveryJoint,
+                         testing::Combine(testing::Values(0U, 1U),
+                                          testing::Values(0U, 1U, 2U, 3U, 4U)));
+
+TEST_P(EveryJoint, TransformsByTheTableOfConventions)
+{
+   for (int i = 0; i < 500; ++i)
+   {
+      const Joint joint = randomJoint();
+      const ZqReal q = randomPosition();
+      SCOPED_TRACE(testing::Message() << "q " << q << " alpha " << ZqReal(joint.dhAlpha()));
+      const Transformation& X = joint.calculateTransform(q);
+      EXPECT_LE(ReferenceFrame::ofJoint(joint, q).difference(X), tolerance);
+      EXPECT_LE(zqTest::lengthError(X.orientation()), 8.0 * epsilon);
+      // The mode must not hide a part.
+      const ZqVector point = random.vector();
+      EXPECT_TRUE((X * point).approxEq(ReferenceFrame(X) * point, tolerance));
+      // What the result held goes first, but for general joints.
+      const Transformation held = zqTest::randomFrame(random, random.index(0, 3));
+      Transformation result = held;
+      joint.transformBy(result, q);
+      EXPECT_TRUE(result.approxEq(isGeneral() ? X : held * X, tolerance));
+      EXPECT_TRUE((result * point).approxEq(ReferenceFrame(result) * point, tolerance));
+   }
+}
+
+TEST_P(EveryJoint, ReadsOnlyTheParametersOfItsConvention)
+{
+   for (int i = 0; i < 50; ++i)
+   {
+      const Joint joint = randomJoint();
+      Joint poisoned = joint;
+      if (jointType() == Joint::Rotational || isGeneral())
+         poisoned.setDhTheta(nan);
+      if (jointType() == Joint::Prismatic || isGeneral())
+         poisoned.setDhD(nan);
+      if (isGeneral())
+      {
+         poisoned.setDhA(nan);
+         poisoned.setDhAlpha(nan);
+      }
+      if (dhType() == Joint::Paul || dhType() == Joint::Craig)
+         poisoned.setPrecursor({{nan, nan, nan}, {nan, nan, nan, nan}});
+      const ZqReal q = randomPosition();
+      EXPECT_EQ(poisoned.calculateTransform(q), joint.calculateTransform(q));
+      // Motions do not depend on offsets and joint positions at all.
+      poisoned.setDhTheta(nan);
+      poisoned.setDhD(nan);
+      poisoned.setPrecursor({{nan, nan, nan}, {nan, nan, nan, nan}});
+      poisoned.setPrimaryFrame({{nan, nan, nan}, {nan, nan, nan, nan}});
+      if (!isPaul())
+      {
+         poisoned.setDhA(nan);
+         poisoned.setDhAlpha(nan);
+      }
+      EXPECT_EQ(poisoned.calculateVelocity(nan, 2.0), joint.calculateVelocity(q, 2.0));
+      EXPECT_EQ(poisoned.calculateAcceleration(nan, 2.0, 3.0),
+                joint.calculateAcceleration(q, 2.0, 3.0));
+   }
+}
+
+TEST_P(EveryJoint, KeepsTheTransformUntilSomethingChanges)
+{
+   const Transformation frame = zqTest::randomFrame(random);
+   const std::function<void(Joint&)> changes[] = {
+      [&](Joint& j) { j.setDhA(0.7); },
+      [&](Joint& j) { j.setDhD(0.7); },
+      [&](Joint& j) { j.setDhAlpha(0.7); },
+      [&](Joint& j) { j.setDhTheta(0.7); },
+      [&](Joint& j) { j.setDhType((dhType() + 1) % 5); },
+      [&](Joint& j) { j.setJointType(1 - jointType()); },
+      [&](Joint& j) { j.setPrecursor(frame); },
+      [&](Joint& j) { j.transformBy(frame); },
+      [&](Joint& j) { j.changeInboardFrameBy(frame); },
+      [&](Joint& j) { j.scaleBy(2.0); }};
+   for (const auto& change : changes)
+   {
+      const CountingJoint joint(randomJoint());
+      // A fresh joint is not taken for one at its first position.
+      EXPECT_LE(ReferenceFrame::ofJoint(joint, 0.0).difference(joint.calculateTransform(0.0)),
+                tolerance);
+      EXPECT_EQ(joint.computations, 1);
+      joint.calculateTransform(-0.0); // an equal number
+      EXPECT_EQ(joint.computations, 1);
+      const Transformation& X = joint.calculateTransform(0.3);
+      const Transformation value = X;
+      EXPECT_EQ(&joint.calculateTransform(0.3), &X);
+      EXPECT_EQ(joint.computations, 2);
+      EXPECT_EQ(X, value);
+      joint.calculateTransform(std::nextafter(0.3, 1.0));
+      EXPECT_EQ(joint.computations, 3);
+      joint.calculateTransform(0.3);
+      EXPECT_EQ(joint.computations, 4);
+
+      CountingJoint copy = joint;
+      copy.computations = 0;
+      EXPECT_EQ(copy.calculateTransform(0.3), value);
+      copy.setPrimaryFrame(frame); // not part of the transform
+      copy.calculateTransform(0.3);
+      EXPECT_EQ(copy.computations, 0);
+      CountingJoint assigned;
+      assigned = joint;
+      assigned.computations = 0;
+      EXPECT_EQ(assigned.calculateTransform(0.3), value);
+      EXPECT_EQ(assigned.computations, 0);
+
+      change(copy);
+      EXPECT_LE(ReferenceFrame::ofJoint(copy, 0.3).difference(copy.calculateTransform(0.3)),
+                2.0 * tolerance);
+      EXPECT_EQ(copy.computations, 1);
+      EXPECT_EQ(joint.calculateTransform(0.3), value);
+      EXPECT_EQ(joint.computations, 4);
+   }
+}
+
+TEST_P(EveryJoint, QueriesAllocateNothing)
+{
+   const Joint joint = randomJoint();
+   joint.calculateTransform(0.0);
+   const ZqGeneralForce force = zqTest::randomForce(random);
+   ZqGeneralMotion motion;
+   Transformation X;
+   const zqTest::AllocationCount allocations;
+   for (const ZqReal q : {0.1, 0.2, 0.2})
+   {
+      joint.calculateTransform(q);
+      joint.transformBy(X, q);
+      joint.calculateVelocity(q, 1.0);
+      joint.calculateAcceleration(q, 1.0, 2.0);
+      joint.getUnitFrameMotion(motion, q);
+      joint.accelerationFromJointVelocity(q, motion.angular(), {}, {}, motion);
+      joint.torqueRequiredToExert(q, force);
+      joint.ZqLinkKinematics::calculateVelocity(q, 1.0);
+      joint.ZqLinkKinematics::calculateAcceleration(q, 1.0, 2.0);
+   }
+   EXPECT_EQ(allocations.count(), 0U);
+}
+
+TEST_P(EveryJoint, MovesWithItsInboardFrame)
+{
+   const bool isPlain = dhType() == Joint::Paul || dhType() == Joint::Craig;
+   const ZqU32 promoted = isPlain ? dhType() + 1 : dhType();
+   for (int i = 0; i < 50; ++i)
+   {
+      const Joint joint = randomJoint();
+      const Transformation before = isPlain ? Transformation() : joint.precursor();
+      const Transformation T = zqTest::randomFrame(random, random.index(0, 3));
+      const Transformation U = zqTest::randomFrame(random, random.index(0, 3));
+      const ZqReal q = randomPosition();
+      const Transformation X = joint.calculateTransform(q);
+
+      Joint moved = joint;
+      moved.transformBy(T);
+      EXPECT_EQ(moved.dhType(), promoted);
+      EXPECT_EQ(moved.precursor(), T * before);
+      EXPECT_TRUE(moved.calculateTransform(q).approxEq(T * X, tolerance));
+      moved.transformBy(U);
+      EXPECT_EQ(moved.dhType(), promoted);
+      EXPECT_EQ(moved.precursor(), U * (T * before));
+
+      Joint changed = joint;
+      changed.changeInboardFrameBy(T);
+      EXPECT_EQ(changed.dhType(), promoted);
+      EXPECT_EQ(changed.precursor(), before * T);
+      changed.changeInboardFrameBy(U);
+      EXPECT_EQ(changed.precursor(), before * T * U);
+      EXPECT_LE(ReferenceFrame::ofJoint(changed, q).difference(changed.calculateTransform(q)),
+                2.0 * tolerance);
+      // Its own precursor as the argument, also where that is forgotten in the same moment.
+      for (const Joint& each : {joint, changed})
+      {
+         const bool forgets = each.dhType() != promoted;
+         const Transformation own = each.precursor();
+         Joint aliased = each;
+         aliased.transformBy(aliased.precursor());
+         EXPECT_EQ(aliased.precursor(), forgets ? own : own * own);
+         aliased = each;
+         aliased.changeInboardFrameBy(aliased.precursor());
+         EXPECT_EQ(aliased.precursor(), forgets ? own : own * own);
+      }
+   }
+}
+
+TEST_P(EveryJoint, ScalesAllLengthsAndNoAngle)
+{
+   constexpr ZqReal s = 2.5;
+   for (int i = 0; i < 50; ++i)
+   {
+      const Joint joint = randomJoint();
+      Joint scaled = joint;
+      scaled.scaleBy(s);
+      const ZqReal q = randomPosition();
+      const Transformation X = joint.calculateTransform(q);
+      const bool slides = jointType() == Joint::Prismatic;
+      EXPECT_EQ(joint.jointParameterScalability(), slides ? 1.0 : 0.0);
+      EXPECT_EQ(joint.unitType(), slides ? 0U : 1U);
+      const Transformation& Y =
+         scaled.calculateTransform(q * std::pow(s, joint.jointParameterScalability()));
+      EXPECT_TRUE(Y.translation().approxEq(X.translation() * s, s * tolerance));
+      EXPECT_TRUE(Y.orientation().approxEq(X.orientation(), tolerance));
+      const Transformation& primary = scaled.primaryFrame();
+      EXPECT_TRUE(
+         primary.translation().approxEq(joint.primaryFrame().translation() * s, tolerance));
+      EXPECT_EQ(primary.orientation(), joint.primaryFrame().orientation());
+      EXPECT_TRUE((primary * scaled.primaryFrameInverse()).approxEq({}, s * tolerance));
+   }
+}
+
+TEST(DenavitHartenberg, PicksTheLargestOfTheQuaternionPositive)
+{
+   const ZqReal angles[] = {0.0,
+                            -0.0,
+                            1e-300,
+                            -1e-9,
+                            0.4,
+                            -0.4,
+                            pi / 2,
+                            -pi / 2,
+                            std::nextafter(pi / 2, 4.0),
+                            std::nextafter(-pi / 2, -4.0),
+                            2.0,
+                            -2.0,
+                            3.0,
+                            pi,
+                            -pi,
+                            4.0,
+                            -4.0,
+                            1.5 * pi,
+                            2.0 * pi,
+                            6.0,
+                            3.0 * pi,
+                            1e6,
+                            1e15};
+   for (const ZqU32 dhType : {Joint::Paul, Joint::Craig})
+      for (const ZqReal alpha : angles)
+         for (const ZqReal q : angles)
+         {
+            SCOPED_TRACE(testing::Message() << dhType << " alpha " << alpha << " q " << q);
+            Joint joint;
+            joint.setDhType(dhType);
+            joint.setDhAlpha(alpha);
+            using Real = long double;
+            const Real cq = std::cos(Real(q) / 2);
+            const Real sq = std::sin(Real(q) / 2);
+            const Real cx = std::cos(Real(alpha) / 2);
+            const Real sx = std::sin(Real(alpha) / 2);
+            std::array<Real, 4> expected{cq * cx, cq * sx, sq * sx, sq * cx};
+            const bool forward = std::cos(q) > 0.0;
+            const std::size_t pivot =
+               forward ? (std::cos(alpha) > 0.0 ? 0 : 1) : (std::cos(alpha) < 0.0 ? 2 : 3);
+            const Real sign = std::copysign(Real(1), expected[pivot]);
+            expected[2] *= dhType == Joint::Craig ? -1 : 1;
+            const ZqOrientation& o = joint.calculateTransform(q).orientation();
+            for (std::size_t i = 0; i < 4; ++i)
+            {
+               // Sine, cosine, a product and a root.
+               EXPECT_NEAR(o[i], static_cast<ZqReal>(sign * expected[i]), 4.0 * epsilon) << i;
+            }
+         }
+   // By the table, (0, 0, 0, 1) for half a turn without a twist.
+   Joint joint;
+   EXPECT_TRUE(joint.calculateTransform(pi).translation() == ZqVector());
+   EXPECT_NEAR(joint.calculateTransform(pi).orientation().z(), 1.0, epsilon);
+   EXPECT_LT(std::abs(joint.calculateTransform(pi).orientation().w()), epsilon);
+}
+
+TEST(DenavitHartenberg, UnknownTypesAreReportedAndLeaveTheResult)
+{
+   const std::string badDhType = "bad D-H type:\n";
+   const std::string badJointType = "bad joint type:\n";
+   const auto prefix = [](const char* operation)
+   { return "ZqDenavitHartenberg::" + std::string(operation) + "() "; };
+   zqTest::RandomValues random(42);
+   zqTest::LogCapture log;
+   const auto expectMessage = [&log](const std::string& text)
+   {
+      ASSERT_EQ(log.size(), text.empty() ? 0U : 1U) << log.text();
+      if (!text.empty())
+      {
+         EXPECT_EQ(log.messages()[0].type, Zq::Print::Rejected);
+         EXPECT_EQ(log.messages()[0].text, text);
+      }
+      log.clear();
+   };
+   // A D-H type that is not known is not asked for its joint type.
+   for (ZqU32 dhType = 0; dhType <= 5; ++dhType)
+      for (const ZqU32 jointType : {ZqU32(0), ZqU32(1), unknownType, ZqU32(0xFFFFFFFF)})
+      {
+         const bool knowsDhType = dhType < 5;
+         if (knowsDhType && jointType < 2)
+            continue;
+         SCOPED_TRACE(testing::Message() << dhType << ' ' << jointType);
+         Joint joint = zqTest::randomJoint(random, jointType, knowsDhType ? dhType : unknownType);
+         const bool isPaul = dhType < 2;
+         const bool isGeneral = dhType == Joint::General;
+         const auto message = [&](const char* operation, bool jointTypeIsReported)
+         {
+            if (!knowsDhType)
+               return prefix(operation) + badDhType;
+            return jointTypeIsReported ? prefix(operation) + badJointType : std::string();
+         };
+
+         const Transformation held = zqTest::randomFrame(random);
+         Transformation result = held;
+         joint.transformBy(result, 0.5);
+         expectMessage(message("calculateTransform", !isGeneral));
+         // Families compose the precursor and then nothing.
+         const bool composes = dhType == Joint::GeneralPaul || dhType == Joint::GeneralCraig;
+         EXPECT_TRUE(result.approxEq(composes ? held * joint.precursor() : held,
+                                     composes ? tolerance : 0.0));
+         EXPECT_TRUE(joint.calculateTransform(0.5).approxEq(
+            composes ? joint.precursor() : Transformation(), tolerance));
+         expectMessage(message("calculateTransform", !isGeneral));
+         joint.calculateTransform(0.5); // from the cache
+         EXPECT_TRUE(log.empty());
+
+         const ZqGeneralMotion old = zqTest::randomMotion(random);
+         ZqGeneralMotion motion = old;
+         joint.getUnitFrameMotion(motion, 0.5);
+         expectMessage(message("getUnitFrameMotion", !isGeneral));
+         EXPECT_EQ(motion, old);
+
+         const ZqVector linear = random.vector();
+         const ZqVector angular = random.vector();
+         joint.accelerationFromJointVelocity(2.0, random.vector(), linear, angular, motion);
+         expectMessage(message("accelerationFromJointVelocity", isPaul));
+         EXPECT_EQ(motion, ZqGeneralMotion(linear, angular));
+
+         // What the last query of a known type left stays.
+         Joint used = zqTest::randomJoint(random, 0, 0);
+         const ZqGeneralMotion acceleration = used.calculateAcceleration(0.1, 0.2, 0.3);
+         used.setDhType(joint.dhType());
+         used.setJointType(jointType);
+         EXPECT_EQ(used.calculateAcceleration(0.4, 0.5, 0.6), acceleration);
+         expectMessage(message("accelerationFromJointVelocity", isPaul));
+
+         const ZqReal scalability = joint.jointParameterScalability();
+         EXPECT_EQ(scalability, jointType == Joint::Prismatic ? 1.0 : 0.0);
+         expectMessage(
+            jointType < 2
+               ? std::string()
+               : "ZqDenavitHartenberg::jointParameterScalability(): unknown joint type (" +
+                    std::to_string(static_cast<int>(jointType)) + ").");
+         EXPECT_EQ(joint.unitType(), jointType == 0 ? 1U : 0U);
+      }
+}
+
+TEST(DenavitHartenberg, EqualityIsExactAndOfEveryMember)
+{
+   zqTest::RandomValues random(43);
+   const Joint joint = zqTest::randomJoint(random, Joint::Prismatic, Joint::GeneralCraig);
+   const Transformation frame = zqTest::randomFrame(random);
+   const ZqReal step = 1e-3;
+   struct Case
+   {
+      std::function<void(Joint&)> change;
+      bool isApproximate; ///< under the tolerance of `step`
+   };
+   const auto shifted = [](const Transformation& X, ZqReal by)
+   { return Transformation(X.translation() + ZqVector(0.0, by, 0.0), X.orientation()); };
+   const Case cases[] = {
+      {[](Joint& j) { j.setDhType(Joint::Craig); }, true},
+      {[&](Joint& j) { j.setPrecursor(frame); }, true},
+      {[](Joint& j) { j.setJointType(Joint::Rotational); }, false},
+      {[&](Joint& j) { j.setDhA(j.dhA() + 0.9 * step); }, true},
+      {[&](Joint& j) { j.setDhA(j.dhA() - 1.1 * step); }, false},
+      {[&](Joint& j) { j.setDhA(j.dhA() + 1.1 * step); }, false},
+      {[&](Joint& j) { j.setDhD(j.dhD() - 0.9 * step); }, true},
+      {[&](Joint& j) { j.setDhD(j.dhD() + 1.1 * step); }, false},
+      {[&](Joint& j) { j.setDhAlpha(j.dhAlpha() + 0.9 * step); }, true},
+      {[&](Joint& j) { j.setDhAlpha(j.dhAlpha() - 1.1 * step); }, false},
+      {[&](Joint& j) { j.setDhTheta(j.dhTheta() - 0.9 * step); }, true},
+      {[&](Joint& j) { j.setDhTheta(j.dhTheta() + 1.1 * step); }, false},
+      {[&](Joint& j) { j.setDhTheta(nan); }, false},
+      {[&](Joint& j) { j.setPrimaryFrame(shifted(j.primaryFrame(), 0.9 * step)); }, true},
+      {[&](Joint& j) { j.setPrimaryFrame(shifted(j.primaryFrame(), 1.1 * step)); }, false}};
+   int i = 0;
+   for (const Case& each : cases)
+   {
+      SCOPED_TRACE(i++);
+      Joint other = joint;
+      EXPECT_TRUE(other == joint);
+      each.change(other);
+      EXPECT_FALSE(other == joint);
+      EXPECT_FALSE(joint.equality(&other));
+      EXPECT_EQ(joint.approxEq(other, step), each.isApproximate);
+      EXPECT_EQ(other.approxEq(joint, step), each.isApproximate);
+   }
+   // What queries leave behind is no part of the value.
+   Joint used = joint;
+   used.calculateTransform(0.1);
+   used.calculateVelocity(0.1, 0.2);
+   EXPECT_EQ(used, joint);
+}
+
+TEST(DenavitHartenberg, DefaultObjectGoesThroughADocument)
+{
+   const Joint joint = Joint::defaultObject();
+   EXPECT_EQ(joint.jointType(), 1U);
+   EXPECT_EQ(ZqReal(joint.dhTheta()), 1.0);
+   EXPECT_EQ(joint.dhD(), 2.0);
+   EXPECT_EQ(joint.dhA(), pi);
+   EXPECT_EQ(ZqReal(joint.dhAlpha()), -1e-8);
+   EXPECT_EQ(joint.primaryFrame(), Transformation({12.0, -3.0, -4.0}, {-1.0, 2.0, -1.0, 4.0}));
+   ZqString document;
+   ASSERT_TRUE(Zq::toXml(joint, document));
+   Joint read;
+   ASSERT_TRUE(Zq::fromXml(read, document));
+   EXPECT_EQ(read, joint);
+   // What is derived from the members comes along.
+   EXPECT_EQ(read.calculateTransform(0.7), joint.calculateTransform(0.7));
+   EXPECT_EQ(read.primaryFrameInverse(), joint.primaryFrameInverse());
+   EXPECT_EQ(read.calculateVelocity(0.7, 1.0), joint.calculateVelocity(0.7, 1.0));
+
+   // A joint that is read over keeps its transform for the last position, and for that one alone.
+   Joint reread;
+   const Transformation stale = reread.calculateTransform(0.7);
+   ASSERT_TRUE(Zq::fromXml(reread, document));
+   EXPECT_EQ(reread, joint);
+   EXPECT_EQ(reread.calculateTransform(0.7), stale);
+   EXPECT_EQ(reread.calculateTransform(0.8), joint.calculateTransform(0.8));
+}
+} // namespace

@@ -1,0 +1,203 @@
+#pragma once
+
+#include <sstream>
+#include <utility>
+
+#include "zqManipulator/foundation/xml/ZqBaseExpressionTree.h"
+#include "zqManipulator/foundation/xml/ZqXmlBasicType.h"
+#include "zqManipulator/foundation/xml/ZqXmlClass.h"
+#include "zqManipulator/foundation/xml/ZqXmlDocument.h"
+#include "zqManipulator/foundation/xml/ZqXmlMapType.h"
+#include "zqManipulator/foundation/xml/ZqXmlPairType.h"
+#include "zqManipulator/foundation/xml/ZqXmlReader.h"
+#include "zqManipulator/foundation/xml/ZqXmlSetType.h"
+#include "zqManipulator/foundation/xml/ZqXmlVariableVectorType.h"
+#include "zqManipulator/foundation/xml/ZqXmlVectorBasicType.h"
+#include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
+
+// Persistent classes that stand for those of the library, in a namespace that the library does not
+// know, and the ways in which tests read them.
+
+#define ZQ_TEST_NS "http://zqmanipulator.org/namespace/test#"
+
+namespace zqTest
+{
+#define ZQ_TEST_TOKEN(name)                                                                        \
+   inline constexpr auto name##Text = ZQ_TEST_NS #name;                                            \
+   inline const ZqToken name##Token{ZqToken::Literal{name##Text}};
+ZQ_TEST_TOKEN(sample)
+ZQ_TEST_TOKEN(real)
+ZQ_TEST_TOKEN(flag)
+ZQ_TEST_TOKEN(text)
+ZQ_TEST_TOKEN(angle)
+ZQ_TEST_TOKEN(size)
+ZQ_TEST_TOKEN(mode)
+ZQ_TEST_TOKEN(place)
+ZQ_TEST_TOKEN(turn)
+ZQ_TEST_TOKEN(reals)
+ZQ_TEST_TOKEN(map)
+ZQ_TEST_TOKEN(set)
+ZQ_TEST_TOKEN(pair)
+ZQ_TEST_TOKEN(links)
+ZQ_TEST_TOKEN(old)
+ZQ_TEST_TOKEN(node)
+ZQ_TEST_TOKEN(leaf)
+ZQ_TEST_TOKEN(children)
+#undef ZQ_TEST_TOKEN
+inline const ZqToken idToken{ZqToken::Literal{"id"}};
+inline const ZqToken labelToken{ZqToken::Literal{"label"}};
+inline const ZqToken slowToken{ZqToken::Literal{"slow"}};
+inline const ZqToken fastToken{ZqToken::Literal{"fast"}};
+
+inline const ZqXmlEnumeration& modes()
+{
+   static const ZqXmlEnumeration tokens{&slowToken, &fastToken};
+   return tokens;
+}
+
+/// One member of every kind; public, as tests are its only users.
+class Sample : public ZqXmlClass<Sample>
+{
+public:
+   static const ZqToken& classToken() { return sampleToken; }
+   static constexpr auto components()
+   {
+      return std::tuple{ZqAttributeComponent(&Sample::id, &idToken),
+                        ZqAttributeComponent(&Sample::label, &labelToken),
+                        ZqComponent{&Sample::real, &realToken},
+                        ZqComponent{&Sample::flag, &flagToken},
+                        ZqComponent{&Sample::text, &textToken},
+                        ZqComponent{&Sample::angle, &angleToken},
+                        ZqComponent{&Sample::size, &sizeToken},
+                        ZqComponent{&Sample::mode, &modeToken},
+                        ZqComponent{&Sample::place, &placeToken},
+                        ZqComponent{&Sample::turn, &turnToken},
+                        ZqComponent{&Sample::reals, &realsToken},
+                        ZqComponent{&Sample::map, &mapToken},
+                        ZqComponent{&Sample::set, &setToken},
+                        ZqComponent{&Sample::pair, &pairToken},
+                        ZqReadOnlyComponent(&Sample::old, &oldToken)};
+   }
+   bool operator==(const Sample&) const = default;
+
+   /// No zero, no one and no repeated number.
+   static Sample odd()
+   {
+      Sample s;
+      s.id = 4294967295;
+      s.label = "a \"b\" <&> 'c'";
+      s.real = -2.5e-7;
+      s.flag = true;
+      s.text = "  spaced\n\ttext & more ";
+      s.angle = ZqAngle(0.3);
+      s.size = ZqNonNegReal(4.75);
+      s.mode = 1;
+      s.place = {1.5, -2.25, 3.125};
+      s.turn = ZqOrientation(0.5, -0.5, 0.5, 0.5);
+      s.reals = std::vector<ZqReal>{0.1, 1e300, -4.9e-324};
+      s.map = {{"key one", 11.5}, {" \n\"two\"", 12.5}};
+      s.set = {21, 23, 22};
+      s.pair = {31, "thirty two"};
+      return s;
+   }
+
+   ZqU32 id = 7;
+   ZqString label;
+   ZqReal real = 9.8;
+   bool flag = false;
+   ZqString text = "default";
+   ZqAngle angle;
+   ZqNonNegReal size{2.5};
+   ZqXmlEnumType<ZqU32> mode{modes()};
+   ZqVector place;
+   ZqOrientation turn;
+   ZqXmlVectorBasicType<ZqReal> reals;
+   ZqXmlMapType<ZqString, ZqReal> map;
+   ZqXmlSetType<ZqU32> set;
+   ZqXmlPairType<ZqU32, ZqString> pair;
+   ZqReal old = 0.0;
+};
+
+/// A base of polymorphic elements.
+class Item : public ZqXmlAbstractClass<Item, ZqBaseExpressionTreeElement>
+{
+public:
+   static constexpr auto components()
+   {
+      return std::tuple{ZqAttributeComponent(&Item::id, &idToken)};
+   }
+   bool operator==(const Item&) const = default;
+
+   ZqU32 id = 0;
+};
+
+class ItemVector : public ZqXmlVariableVectorType<Item>
+{
+public:
+   void registerComponentCreators() override;
+};
+
+class Leaf : public ZqXmlClass<Leaf, Item>
+{
+public:
+   explicit Leaf(ZqU32 number = 0) { id = number; }
+   static const ZqToken& classToken() { return leafToken; }
+   bool operator==(const Leaf&) const = default;
+};
+
+/// An item that holds items: documents of any depth.
+class Node : public ZqXmlClass<Node, Item>
+{
+public:
+   static const ZqToken& classToken() { return nodeToken; }
+   static constexpr auto components()
+   {
+      return std::tuple{ZqComponent{&Node::children, &childrenToken}};
+   }
+   bool operator==(const Node&) const = default;
+
+   ItemVector children;
+};
+
+inline void ItemVector::registerComponentCreators()
+{
+   registerComponentCreator(leafToken, Leaf::creator);
+   registerComponentCreator(nodeToken, Node::creator);
+}
+
+/// The start and end tags of `depth` nodes within one another.
+inline std::string chainOfNodes(unsigned depth)
+{
+   std::string start;
+   std::string end;
+   for (unsigned i = 0; i < depth; ++i)
+   {
+      start += "<node" + std::string(i == 0 ? " xmlns='" ZQ_TEST_NS "'" : "") + "><children>";
+      end += "</children></node>";
+   }
+   return start + end;
+}
+
+inline std::string inTag(const ZqToken& token, std::string_view content,
+                         std::string_view attributes = {})
+{
+   const std::string name(token.localName());
+   return "<" + name + " xmlns='" + std::string(token.namespaceUri()) + "' " +
+          std::string(attributes) + ">" + std::string(content) + "</" + name + ">";
+}
+
+inline bool readFrom(ZqXmlObject& object, const std::string& document,
+                     const ZqXmlReader::Limits& limits = {})
+{
+   std::istringstream stream(document);
+   ZqXmlReader reader(stream, "bad.xml");
+   reader.setLimits(limits);
+   return Zq::read(object, reader);
+}
+
+inline std::string written(const ZqXmlObject& object, bool writeDefaults = true)
+{
+   ZqString document;
+   return Zq::toXml(object, document, writeDefaults) ? document : "not written";
+}
+} // namespace zqTest
