@@ -401,7 +401,7 @@ ZqReal ZqDenavitHartenberg::jointParameterScalability() const
 void ZqDenavitHartenberg::scaleBy(ZqReal scale)
 {
    ZqLinkKinematics::scaleBy(scale);
-   m_precursor.setTranslation(m_precursor.translation() * scale);
+   m_precursor.scaleTranslationBy(scale);
    m_d *= scale;
    m_a *= scale;
    m_transformValid = false;

@@ -46,7 +46,7 @@ void ZqLinkKinematics::setPrimaryFrame(const ZqCoordinateSystemTransformation& f
 
 void ZqLinkKinematics::scaleBy(ZqReal scale)
 {
-   m_primaryFrame.setTranslation(m_primaryFrame.translation() * scale);
+   m_primaryFrame.scaleTranslationBy(scale);
    m_primaryFrameInverse = m_primaryFrame.inverse();
 }
 

@@ -43,15 +43,21 @@ public:
    virtual void setPrimaryFrame(const ZqCoordinateSystemTransformation& frame);
    /// The transformation from the DH frame to the inboard frame. It is kept: asked again with exactly
    /// the same joint position, it is returned as it stands.
-   virtual const ZqCoordinateSystemTransformation& calculateTransform(ZqReal jointPosition) const = 0;
+   virtual const ZqCoordinateSystemTransformation&
+   calculateTransform(ZqReal jointPosition) const = 0;
    /// Moves the joint, with its inboard frame, by a transformation in the inboard frame.
    virtual void transformBy(const ZqCoordinateSystemTransformation& transformation) = 0;
    /// Composes the joint's transformation onto the result. Nothing is kept.
-   virtual void transformBy(ZqCoordinateSystemTransformation& result, ZqReal jointPosition) const = 0;
+   virtual void transformBy(ZqCoordinateSystemTransformation& result,
+                            ZqReal jointPosition) const = 0;
    /// The velocity that the joint adds, by numeric differentiation of `calculateTransform`.
-   virtual const ZqGeneralMotion& calculateVelocity(ZqReal jointPosition, ZqReal jointVelocity) const;
+   virtual const ZqGeneralMotion& calculateVelocity(ZqReal jointPosition,
+                                                    ZqReal jointVelocity) const;
    /// The acceleration that the joint adds: what remains for a parent at rest, velocity products
-   /// included. Numeric; a unit joint acceleration from rest gives the unit motion of any joint.
+   /// included. A unit joint acceleration from rest gives the unit motion of any joint. Numeric, by
+   /// differences over 1e-8: the unit motion is good to about 1e-7, but the velocity products, which
+   /// are second differences, drown in rounding of about 10 times the joint velocity squared unless
+   /// the joint turns fast; a joint that is to move at speed overrides this.
    virtual const ZqGeneralMotion& calculateAcceleration(ZqReal jointPosition, ZqReal jointVelocity,
                                                         ZqReal jointAcceleration) const;
    /// The joint torque (N m, or N) that accelerates an articulated body by a unit joint acceleration.

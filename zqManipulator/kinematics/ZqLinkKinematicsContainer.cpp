@@ -7,9 +7,9 @@
 
 template class ZqBaseExpressionTreeContainer<ZqLinkKinematics>;
 
-const ZqCoordinateSystemTransformation& ZqLinkKinematicsContainer::m_theIdentity =
-   ZqCoordinateSystemTransformation::identity();
-const ZqGeneralMotion& ZqLinkKinematicsContainer::m_theNullMotion = ZqGeneralMotion::nullObject();
+// Constants, so that they serve the initialisers of static objects too.
+constinit const ZqCoordinateSystemTransformation ZqLinkKinematicsContainer::m_theIdentity;
+constinit const ZqGeneralMotion ZqLinkKinematicsContainer::m_theNullMotion;
 
 ZqXmlObject* ZqLinkKinematicsContainer::clone() const
 {

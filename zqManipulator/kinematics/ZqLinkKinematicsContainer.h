@@ -37,8 +37,8 @@ public:
    virtual const ZqCoordinateSystemTransformation& primaryFrameInverse() const; ///< the identity
    /// An empty container rejects, with a message, any frame but the identity.
    virtual void setPrimaryFrame(const ZqCoordinateSystemTransformation& frame);
-   virtual const ZqCoordinateSystemTransformation& calculateTransform(
-      ZqReal jointPosition) const; ///< the identity
+   virtual const ZqCoordinateSystemTransformation&
+   calculateTransform(ZqReal jointPosition) const; ///< the identity
    virtual const ZqGeneralMotion& calculateVelocity(ZqReal jointPosition,
                                                     ZqReal jointVelocity) const; ///< zero
    virtual const ZqGeneralMotion& calculateAcceleration(ZqReal jointPosition, ZqReal jointVelocity,
@@ -52,6 +52,6 @@ public:
 
 private:
    /// What stands in for an absent joint.
-   static const ZqCoordinateSystemTransformation& m_theIdentity;
-   static const ZqGeneralMotion& m_theNullMotion;
+   static const ZqCoordinateSystemTransformation m_theIdentity;
+   static const ZqGeneralMotion m_theNullMotion;
 };

@@ -3,6 +3,7 @@
 #include "zqManipulator/foundation/spatial/ZqGeneralMotion.h"
 #include "zqManipulator/foundation/spatial/ZqSpatialBinary.h"
 
+#include <algorithm>
 #include <cmath>
 
 bool ZqCoordinateSystemTransformation::read(ZqXmlReader& reader)
@@ -52,8 +53,9 @@ ZqBoolean ZqCoordinateSystemTransformation::readBin(std::istream& stream)
    std::array<ZqReal, 7> v;
    if (!ZqSpatialBinary::read(stream, v))
       return false;
-   const ZqReal norm = v[3] * v[3] + v[4] * v[4] + v[5] * v[5] + v[6] * v[6];
-   if (!(norm > 0.0 && std::isfinite(norm)))
+   const bool finite = std::all_of(v.begin(), v.end(), [](ZqReal x) { return std::isfinite(x); });
+   const bool isZero = std::all_of(v.begin() + 3, v.end(), [](ZqReal x) { return x == 0.0; });
+   if (!finite || isZero)
       return false;
    m_translation = ZqVector(v[0], v[1], v[2]);
    m_orientation = ZqOrientation(v[3], v[4], v[5], v[6]);

@@ -29,7 +29,7 @@ public:
       NoChange = 3
    };
 
-   ZqCoordinateSystemTransformation() noexcept = default;
+   constexpr ZqCoordinateSystemTransformation() noexcept = default;
    ZqCoordinateSystemTransformation(const ZqVector& translation) noexcept
       : m_mode(TranslationOnly), m_translation(translation)
    {
@@ -121,6 +121,9 @@ public:
    }
    void transform(const ZqVector& in, ZqVector& out) const noexcept { out = operator*(in); }
 
+   /// Scales the translation; what is trivial stays so.
+   void scaleTranslationBy(ZqReal scale) noexcept { m_translation *= scale; }
+
    /// Exact, and of the numbers alone.
    bool operator==(const ZqCoordinateSystemTransformation& other) const noexcept
    {
@@ -144,7 +147,7 @@ public:
    void integrateReferenceFrameVelocity(const ZqGeneralMotion& velocity, ZqReal dt) noexcept;
 
    /// Seven doubles of the machine: the translation, then the quaternion. Reading answers false, and
-   /// changes nothing, when the stream gives less or the quaternion is zero or not finite.
+   /// changes nothing, when the stream gives less, a number is not finite, or the quaternion is zero.
    ZqBoolean readBin(std::istream& stream);
    ZqBoolean writeBin(std::ostream& stream) const;
 

@@ -6,7 +6,7 @@
 class ZqGeneralForce : public ZqSpatialVector<ZqGeneralForce>
 {
 public:
-   ZqGeneralForce() noexcept = default;
+   constexpr ZqGeneralForce() noexcept = default;
    ZqGeneralForce(const ZqVector& force, const ZqVector& moment) noexcept
       : ZqSpatialVector(force, moment)
    {

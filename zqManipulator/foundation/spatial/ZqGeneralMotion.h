@@ -7,7 +7,7 @@
 class ZqGeneralMotion : public ZqSpatialVector<ZqGeneralMotion>
 {
 public:
-   ZqGeneralMotion() noexcept = default;
+   constexpr ZqGeneralMotion() noexcept = default;
    ZqGeneralMotion(const ZqVector& linear, const ZqVector& angular) noexcept
       : ZqSpatialVector(linear, angular)
    {

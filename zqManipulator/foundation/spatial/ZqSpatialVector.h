@@ -10,7 +10,7 @@ template <class Derived>
 class ZqSpatialVector : public ZqXmlClass<Derived>
 {
 public:
-   ZqSpatialVector() noexcept = default;
+   constexpr ZqSpatialVector() noexcept = default;
    ZqSpatialVector(const ZqVector& first, const ZqVector& second) noexcept
       : m_first(first), m_second(second)
    {

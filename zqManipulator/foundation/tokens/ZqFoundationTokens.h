@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zqManipulator/foundation/xml/ZqToken.h"
+#include "zqManipulator/foundation/tokens/ZqToken.h"
 
 // The tokens of the value types, the containers and the geometry. All are constants that need no
 // start-up code; ZqFoundationTokens.def lists them.

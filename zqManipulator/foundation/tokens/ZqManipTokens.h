@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zqManipulator/foundation/xml/ZqToken.h"
+#include "zqManipulator/foundation/tokens/ZqToken.h"
 
 /// The vocabulary of the library's documents: a token for each element, attribute and enumeration
 /// value. An identifier is its text with a capital first letter between `Zq` and `Token`, with the

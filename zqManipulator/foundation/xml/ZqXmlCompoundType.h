@@ -24,7 +24,7 @@ public:
    using ComponentMap = std::map<ZqToken, ZqXmlObject*>;
    using SpecialDescriptorMap = std::map<ZqToken, unsigned int>;
 
-   ZqXmlCompoundType() noexcept = default;
+   constexpr ZqXmlCompoundType() noexcept = default;
    ZqXmlCompoundType(const ZqXmlCompoundType& other) noexcept : ZqXmlObject(other) {}
    ZqXmlCompoundType& operator=(const ZqXmlCompoundType& other) noexcept
    {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zqManipulator/foundation/xml/ZqToken.h"
+#include "zqManipulator/foundation/tokens/ZqToken.h"
 
 class ZqXmlObjectVisitor;
 class ZqXmlReader;
@@ -16,7 +16,7 @@ class ZqXmlWriter;
 class ZqXmlObject
 {
 public:
-   ZqXmlObject() noexcept = default;
+   constexpr ZqXmlObject() noexcept = default;
    /// A copy starts uninitialised, since what `xmlInit` prepares belongs to one object alone.
    ZqXmlObject(const ZqXmlObject& other) noexcept : m_specified(other.m_specified) {}
    ZqXmlObject& operator=(const ZqXmlObject& other) noexcept

@@ -77,8 +77,10 @@ public:
    }
    void writeSchema(ZqXmlSchema& schema) const override
    {
-      if (!schema.beginType(typeid(*this), "." + ZqString(m_firstToken.localName()) + "." +
-                                              ZqString(m_secondToken.localName())))
+      ZqString variant(m_firstToken.localName());
+      variant += '.';
+      variant += m_secondToken.localName();
+      if (!schema.beginType(typeid(*this), variant))
          return;
       ZqXmlValue::describe(schema, m_firstToken, m_first, 0, 1);
       ZqXmlValue::describe(schema, m_secondToken, m_second, 0, 1);

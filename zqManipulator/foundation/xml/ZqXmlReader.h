@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zqManipulator/foundation/xml/ZqToken.h"
+#include "zqManipulator/foundation/tokens/ZqToken.h"
 
 #include <functional>
 #include <iosfwd>

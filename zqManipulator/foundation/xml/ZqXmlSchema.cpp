@@ -36,7 +36,7 @@ struct Type
 
 ZqString xmlName(const std::type_info& type, const ZqString& variant)
 {
-   ZqString name = boost::core::demangle(type.name()) + variant;
+   ZqString name = boost::core::demangle(type.name()) + (variant.empty() ? "" : ".") + variant;
    for (char& c : name)
       if (c != '_' && c != '-' && (c < '0' || c > '9') && (c < 'A' || c > 'Z') &&
           (c < 'a' || c > 'z'))

@@ -1,4 +1,4 @@
-#include "zqManipulator/foundation/xml/ZqToken.h"
+#include "zqManipulator/foundation/tokens/ZqToken.h"
 
 #include <mutex>
 #include <unordered_map>
