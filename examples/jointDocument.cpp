@@ -2,6 +2,7 @@
 
 #include "zqManipulator/zqManipulator.h"
 
+#include <array>
 #include <iostream>
 #include <numbers>
 
@@ -19,8 +20,12 @@ ZqXmlVectorType<ZqDenavitHartenberg> armJoints()
       ZqReal d;
       ZqReal alpha;
    };
-   constexpr Row rows[] = {{0.0, 0.0, right},    {0.4318, 0.0, 0.0}, {0.0203, 0.15005, -right},
-                           {0.0, 0.4318, right}, {0.0, 0.0, -right}, {0.0, 0.0, 0.0}};
+   constexpr std::array<Row, 6> rows{{{0.0, 0.0, right},
+                                      {0.4318, 0.0, 0.0},
+                                      {0.0203, 0.15005, -right},
+                                      {0.0, 0.4318, right},
+                                      {0.0, 0.0, -right},
+                                      {0.0, 0.0, 0.0}}};
 
    ZqXmlVectorType<ZqDenavitHartenberg> joints;
    for (const Row& row : rows)

@@ -242,30 +242,26 @@ void ZqDenavitHartenberg::transformBy(ZqCoordinateSystemTransformation& result,
    }
 }
 
-/// A joint without a precursor gets an identity, whatever value it held before.
-void ZqDenavitHartenberg::promoteToGeneralType()
+/// The precursor of the joint, which is the identity for a joint without one, whatever the member
+/// holds; such a joint becomes one with a precursor.
+ZqCoordinateSystemTransformation ZqDenavitHartenberg::takePrecursor()
 {
    if (m_dhType != Paul && m_dhType != Craig)
-      return;
-   m_precursor.setToIdentity();
+      return m_precursor;
    m_dhType = m_dhType == Paul ? GeneralPaul : GeneralCraig;
+   return {};
 }
 
 void ZqDenavitHartenberg::transformBy(const ZqCoordinateSystemTransformation& transformation)
 {
-   // The argument may be the precursor, which a promotion forgets.
-   const ZqCoordinateSystemTransformation X = transformation;
-   promoteToGeneralType();
-   m_precursor = X * m_precursor;
+   m_precursor = transformation * takePrecursor();
    m_transformValid = false;
 }
 
 void ZqDenavitHartenberg::changeInboardFrameBy(
    const ZqCoordinateSystemTransformation& transformation)
 {
-   const ZqCoordinateSystemTransformation X = transformation;
-   promoteToGeneralType();
-   m_precursor *= X;
+   m_precursor = takePrecursor() * transformation;
    m_transformValid = false;
 }
 

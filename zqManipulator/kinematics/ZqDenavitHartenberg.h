@@ -120,7 +120,7 @@ private:
    };
    Family family() const;
    bool hasUnknownJointType() const { return m_jointType > Prismatic; }
-   void promoteToGeneralType();
+   ZqCoordinateSystemTransformation takePrecursor();
 
    ZqXmlEnumType<ZqU32> m_jointType;
    ZqXmlEnumType<ZqU32> m_dhType;

@@ -1,5 +1,7 @@
 #include "zqManipulator/kinematics/ZqLinkKinematics.h"
 
+#include <array>
+
 namespace
 {
 /// The step of numeric differentiation, in units of the joint position and of its rate.
@@ -60,7 +62,7 @@ const ZqGeneralMotion& ZqLinkKinematics::calculateVelocity(ZqReal jointPosition,
    const ZqOrientation& next = T1.orientation();
    const bool flipped = o[0] * next[0] + o[1] * next[1] + o[2] * next[2] + o[3] * next[3] < 0.0;
    const ZqOrientation o1 = flipped ? -next : next;
-   ZqReal dq[4];
+   std::array<ZqReal, 4> dq;
    for (unsigned i = 0; i < 4; ++i)
       dq[i] = (o1[i] - o[i]) / epsilon;
    // The angular rate in the frame of T0 is 2 E dq, with E the lower rows of the conjugate's matrix.

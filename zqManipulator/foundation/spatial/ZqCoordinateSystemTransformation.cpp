@@ -15,8 +15,7 @@ bool ZqCoordinateSystemTransformation::read(ZqXmlReader& reader)
 
 const ZqCoordinateSystemTransformation& ZqCoordinateSystemTransformation::identity() noexcept
 {
-   // Never destroyed, so that it serves the destructors of static objects as well.
-   static const auto& object = *new ZqCoordinateSystemTransformation();
+   static constinit const ZqCoordinateSystemTransformation object;
    return object;
 }
 

@@ -19,7 +19,7 @@ public:
    /// A shared zero.
    static const Derived& nullObject() noexcept
    {
-      static const Derived& object = *new Derived();
+      static constinit const Derived object;
       return object;
    }
 

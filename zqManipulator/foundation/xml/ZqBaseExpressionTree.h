@@ -14,6 +14,8 @@ public:
       : ZqXmlCompoundType(other)
    {
    }
+   // The pointer is not assigned, so that an object may be assigned to itself.
+   // NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
    ZqBaseExpressionTreeElement& operator=(const ZqBaseExpressionTreeElement& other) noexcept
    {
       ZqXmlCompoundType::operator=(other);

@@ -14,7 +14,7 @@ public:
    using ValueType = T;
 
    ZqXmlBasicType() = default;
-   ZqXmlBasicType(const T& value) : m_value(value) {}
+   ZqXmlBasicType(T value) : m_value(std::move(value)) {}
    ZqXmlBasicType& operator=(const T& value)
    {
       m_value = value;

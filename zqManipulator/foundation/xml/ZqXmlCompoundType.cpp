@@ -184,8 +184,8 @@ std::unique_ptr<const ZqXmlCompoundType> ZqXmlCompoundType::defaultsUnless(bool 
    if (compound == nullptr)
       return nullptr;
    compound->createComponentMap();
-   fresh.release();
-   return std::unique_ptr<const ZqXmlCompoundType>(compound);
+   return std::unique_ptr<const ZqXmlCompoundType>(
+      static_cast<const ZqXmlCompoundType*>(fresh.release()));
 }
 
 /// The table, unless a derived class may have registered more than it lists.
@@ -520,13 +520,13 @@ void ZqXmlCompoundType::createSpecialDescriptorMap()
    newSpecialDescriptorMap();
 }
 
-bool ZqXmlCompoundType::isReadOnlyComponent(ZqToken token) const
+bool ZqXmlCompoundType::isReadOnlyComponent(const ZqToken& token) const
 {
    createComponentMap();
    return maps().elements.isReadOnly(token);
 }
 
-bool ZqXmlCompoundType::isReadOnlyAttribute(ZqToken token) const
+bool ZqXmlCompoundType::isReadOnlyAttribute(const ZqToken& token) const
 {
    createComponentMap();
    return maps().attributes.isReadOnly(token);

@@ -26,6 +26,8 @@ public:
 
    constexpr ZqXmlCompoundType() noexcept = default;
    ZqXmlCompoundType(const ZqXmlCompoundType& other) noexcept : ZqXmlObject(other) {}
+   // The pointer is not assigned, so that an object may be assigned to itself.
+   // NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
    ZqXmlCompoundType& operator=(const ZqXmlCompoundType& other) noexcept
    {
       ZqXmlObject::operator=(other);
@@ -79,8 +81,8 @@ public:
    virtual void createComponentMap() const;
    virtual void createAttributeComponentMap();
    virtual void createSpecialDescriptorMap();
-   virtual bool isReadOnlyComponent(ZqToken token) const;
-   virtual bool isReadOnlyAttribute(ZqToken token) const;
+   virtual bool isReadOnlyComponent(const ZqToken& token) const;
+   virtual bool isReadOnlyAttribute(const ZqToken& token) const;
 
    bool operator==(const ZqXmlCompoundType&) const noexcept { return true; }
 

@@ -11,7 +11,7 @@ void ZqXmlObjectVisitor::enterContainer(const ZqXmlObject& container,
    m_list.push_back(boost::core::demangle(elementType.name()));
    m_list.push_back(name + " (" + std::to_string(size) + ")");
    m_path.push_back(m_path.empty() ? name : m_path.back() + "/" + name);
-   m_path.push_back(ZqString());
+   m_path.emplace_back();
 }
 
 void ZqXmlObjectVisitor::enterElement(std::size_t index)

@@ -98,7 +98,7 @@ struct ZqXmlReader::Parser
    std::set<std::string, std::less<>> unknownNames;
    std::size_t unknownReports = 0;
 
-   explicit Parser(const ZqString& inputName);
+   explicit Parser(ZqString inputName);
    ~Parser() { XML_ParserFree(expat); }
    Parser(const Parser&) = delete;
    Parser& operator=(const Parser&) = delete;
@@ -122,11 +122,11 @@ struct ZqXmlReader::Parser
    bool refillData();
    bool skipSpaceInData();
    bool appendWord(bool quoted);
-   void reportUnknown(std::string_view what, std::string_view name, std::string_view owner);
+   void reportUnknown(std::string_view what, std::string_view unknown, std::string_view owner);
 };
 
-ZqXmlReader::Parser::Parser(const ZqString& inputName)
-   : name(inputName), expat(XML_ParserCreateNS(nullptr, '\0'))
+ZqXmlReader::Parser::Parser(ZqString inputName)
+   : name(std::move(inputName)), expat(XML_ParserCreateNS(nullptr, '\0'))
 {
    if (expat == nullptr)
       throw std::bad_alloc();

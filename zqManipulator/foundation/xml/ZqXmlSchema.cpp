@@ -75,8 +75,8 @@ struct ZqXmlSchema::Model
    };
    using Files = std::map<ZqString, File>;
 
-   ZqString element(const ZqString& name, const Content& content, const ZqString& occurrence,
-                    const File& mainFile) const;
+   static ZqString element(const ZqString& name, const Content& content, const ZqString& occurrence,
+                           const File& mainFile);
    ZqString particle(const Particle& particle, const ZqString& mainUri, Files& files) const;
    void emitTypes(const ZqString& mainUri, Files& files) const;
 };
@@ -169,7 +169,7 @@ void ZqXmlSchema::setChoice(unsigned least, unsigned most)
 
 /// The declaration of an element.
 ZqString ZqXmlSchema::Model::element(const ZqString& name, const Content& content,
-                                     const ZqString& occurrence, const File& mainFile) const
+                                     const ZqString& occurrence, const File& mainFile)
 {
    ZqString text = "<xs:element name=\"" + name + '"' + occurrence;
    if (!content.typeName.empty())
@@ -206,7 +206,7 @@ void ZqXmlSchema::Model::emitTypes(const ZqString& mainUri, Files& files) const
       ZqString text = " <xs:complexType name=\"" + name + "\">\n  <xs:" + model +
                       occurs(type.least, type.most) + ">\n";
       for (const Particle& one : type.particles)
-         text += "   " + particle(one, mainUri, files) + '\n';
+         text.append("   ").append(particle(one, mainUri, files)).append("\n");
       text += "  </xs:" + model + ">\n";
       for (const auto& [token, content] : type.attributes)
          text += "  <xs:attribute name=\"" + ZqString(token.localName()) + "\"><xs:simpleType>" +

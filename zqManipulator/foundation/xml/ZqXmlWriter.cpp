@@ -6,6 +6,7 @@
 
 #include <boost/core/demangle.hpp>
 
+#include <algorithm>
 #include <array>
 #include <exception>
 #include <ostream>
@@ -104,7 +105,7 @@ struct ZqXmlWriter::State
    bool inAttribute = false;
    ZqString attribute;
 
-   State(const ZqString& writerName, std::ostream& output) : name(writerName), stream(output) {}
+   State(ZqString writerName, std::ostream& output) : name(std::move(writerName)), stream(output) {}
 
    void fail(const ZqString& what);
    void handOver(bool flush = false);
@@ -240,9 +241,10 @@ void ZqXmlWriter::State::appendProlog()
 /// the declaration.
 std::string_view ZqXmlWriter::State::prefixOf(std::string_view uri, ZqString& declaration)
 {
-   for (auto binding = bindings.rbegin(); binding != bindings.rend(); ++binding)
-      if (binding->first == uri)
-         return binding->second;
+   const auto bound = std::find_if(bindings.rbegin(), bindings.rend(),
+                                   [&](const auto& binding) { return binding.first == uri; });
+   if (bound != bindings.rend())
+      return bound->second;
    ZqString prefix = "ns" + std::to_string(bindings.size()) + ":";
    declaration = "xmlns:" + prefix.substr(0, prefix.size() - 1);
    bindings.emplace_back(uri, std::move(prefix));
