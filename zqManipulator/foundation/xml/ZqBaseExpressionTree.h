@@ -1,6 +1,5 @@
 #pragma once
 
-#include "zqManipulator/foundation/xml/ZqXmlClonePointer.h"
 #include "zqManipulator/foundation/xml/ZqXmlCompoundType.h"
 #include "zqManipulator/foundation/xml/ZqXmlVariableType.h"
 
@@ -32,55 +31,34 @@ private:
    ZqXmlBaseVariableCompoundType* m_container = nullptr;
 };
 
-/// A container of at most one element of a class derived from T, its top element.
+/// A container of at most one element of a class derived from T, its top element. A copy of the
+/// container holds a clone.
 template <class T>
-class ZqBaseExpressionTreeContainer : public ZqXmlVariableType<T>
+class ZqBaseExpressionTreeContainer : public ZqXmlSingleVariableType<T, ZqXmlClonePointer<T>>
 {
 public:
    ZqBaseExpressionTreeContainer() = default;
    ZqBaseExpressionTreeContainer(const ZqBaseExpressionTreeContainer& other)
-      : ZqXmlVariableType<T>(other), m_topElement(other.m_topElement)
+      : ZqXmlSingleVariableType<T, ZqXmlClonePointer<T>>(other)
    {
       attach();
    }
    ZqBaseExpressionTreeContainer& operator=(const ZqBaseExpressionTreeContainer& other)
    {
-      ZqXmlVariableType<T>::operator=(other);
-      m_topElement = other.m_topElement;
+      ZqXmlSingleVariableType<T, ZqXmlClonePointer<T>>::operator=(other);
       attach();
       return *this;
    }
 
-   void accept(ZqXmlObjectVisitor* visitor) const override
-   {
-      if (m_topElement)
-         m_topElement->accept(visitor);
-   }
-   /// The element that is held is deleted first: a document without one leaves the container empty.
-   bool read(ZqXmlReader& reader) override
-   {
-      m_topElement.reset();
-      return ZqXmlBaseVariableCompoundType::read(reader);
-   }
-   bool write(ZqXmlWriter& writer) const override
-   {
-      return ZqXmlBaseVariableCompoundType::write(writer) &&
-             (!m_topElement || this->writeElement(writer, *m_topElement));
-   }
-   void writeSchema(ZqXmlSchema& schema) const override { this->writeElementSchema(schema, 1); }
    bool readValueFromToken(const ZqToken& token, ZqXmlReader& reader) override
    {
-      bool succeeded = true;
-      std::unique_ptr<T> read =
-         this->readElement(token, reader, "ZqBaseExpressionTreeContainer", succeeded);
-      if (read)
-         setAndDeleteTopElementPointer(read.release());
-      return succeeded;
+      return this->readSingle(token, reader, "ZqBaseExpressionTreeContainer",
+                              [this](T* made) { setAndDeleteTopElementPointer(made); });
    }
 
    /// Null when the container is empty.
-   virtual T* topElement() { return m_topElement.get(); }
-   virtual const T* topElement() const { return m_topElement.get(); }
+   virtual T* topElement() { return this->m_element.get(); }
+   virtual const T* topElement() const { return this->m_element.get(); }
    /// Holds a clone.
    virtual void setTopElement(const T& element)
    {
@@ -89,22 +67,17 @@ public:
    /// Takes ownership, of null too.
    virtual void setAndDeleteTopElementPointer(T* element)
    {
-      m_topElement.reset(element);
+      this->m_element.reset(element);
       setTopElementContainerToThis();
    }
    virtual void setTopElementContainerToThis() { attach(); }
 
-   bool operator==(const ZqBaseExpressionTreeContainer& other) const
-   {
-      return ZqXmlBaseVariableCompoundType::operator==(other) && m_topElement == other.m_topElement;
-   }
+   bool operator==(const ZqBaseExpressionTreeContainer&) const = default;
 
 private:
    void attach()
    {
-      if (m_topElement)
-         m_topElement->setContainer(this);
+      if (this->m_element)
+         this->m_element->setContainer(this);
    }
-
-   ZqXmlClonePointer<T> m_topElement;
 };

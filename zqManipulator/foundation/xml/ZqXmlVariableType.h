@@ -2,6 +2,7 @@
 
 #include "zqManipulator/foundation/tokens/ZqFoundationTokens.h"
 #include "zqManipulator/foundation/xml/ZqXmlBaseVariableCompoundType.h"
+#include "zqManipulator/foundation/xml/ZqXmlClonePointer.h"
 #include "zqManipulator/foundation/xml/ZqXmlReader.h"
 #include "zqManipulator/foundation/xml/ZqXmlSchema.h"
 #include "zqManipulator/foundation/xml/ZqXmlWriter.h"
@@ -33,4 +34,49 @@ protected:
       writer.writeEndTag();
       return written;
    }
+};
+
+/// What the containers of at most one polymorphic element share; the pointer decides whether copies
+/// clone the element or share it.
+template <class T, class Pointer>
+class ZqXmlSingleVariableType : public ZqXmlVariableType<T>
+{
+public:
+   void accept(ZqXmlObjectVisitor* visitor) const override
+   {
+      if (m_element)
+         m_element->accept(visitor);
+   }
+   /// The element that is held is released first: a document without one leaves the container empty.
+   bool read(ZqXmlReader& reader) override
+   {
+      m_element.reset();
+      return ZqXmlBaseVariableCompoundType::read(reader);
+   }
+   bool write(ZqXmlWriter& writer) const override
+   {
+      return ZqXmlBaseVariableCompoundType::write(writer) &&
+             (!m_element || this->writeElement(writer, *m_element));
+   }
+   void writeSchema(ZqXmlSchema& schema) const override { this->writeElementSchema(schema, 1); }
+
+   bool operator==(const ZqXmlSingleVariableType& other) const
+   {
+      return ZqXmlBaseVariableCompoundType::operator==(other) &&
+             ZqXmlClonePointer<T>::equal(m_element.get(), other.m_element.get());
+   }
+
+protected:
+   /// Makes and reads the element that a tag names, and hands it to `hold`.
+   template <class Hold>
+   bool readSingle(const ZqToken& token, ZqXmlReader& reader, const char* className, Hold hold)
+   {
+      bool succeeded = true;
+      std::unique_ptr<T> made = this->readElement(token, reader, className, succeeded);
+      if (made)
+         hold(made.release());
+      return succeeded;
+   }
+
+   Pointer m_element;
 };

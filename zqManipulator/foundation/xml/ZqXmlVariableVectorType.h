@@ -1,7 +1,6 @@
 #pragma once
 
 #include "zqManipulator/foundation/log/ZqPrint.h"
-#include "zqManipulator/foundation/xml/ZqXmlClonePointer.h"
 #include "zqManipulator/foundation/xml/ZqXmlList.h"
 #include "zqManipulator/foundation/xml/ZqXmlObjectVisitor.h"
 #include "zqManipulator/foundation/xml/ZqXmlVariableType.h"
