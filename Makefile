@@ -4,7 +4,7 @@ JOBS ?= 2
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 60
 DEPENDENCIES := ./cmake/installDependencies.sh
-SOURCE_DIRS := zqManipulator apps examples tests benchmarks fuzz
+SOURCE_DIRS := $(wildcard zqManipulator apps examples tests benchmarks fuzz)
 CXX_FILES = $(shell find $(SOURCE_DIRS) -name '*.h' -o -name '*.cpp')
 
 .DEFAULT_GOAL := help

@@ -26,6 +26,7 @@
 #include "zqManipulator/foundation/tokens/ZqManipulatorInfo.h"
 #include "zqManipulator/foundation/tokens/ZqToken.h"
 #include "zqManipulator/foundation/xml/ZqBaseExpressionTree.h"
+#include "zqManipulator/foundation/xml/ZqDeepCopyFlag.h"
 #include "zqManipulator/foundation/xml/ZqXmlBaseVariableCompoundType.h"
 #include "zqManipulator/foundation/xml/ZqXmlBasicType.h"
 #include "zqManipulator/foundation/xml/ZqXmlClass.h"

@@ -7,7 +7,6 @@
 #include "zqManipulator/foundation/spatial/ZqGeneralMotion.h"
 #include "zqManipulator/kinematics/ZqDenavitHartenberg.h"
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 

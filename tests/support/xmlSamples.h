@@ -1,8 +1,6 @@
 #pragma once
 
-#include <sstream>
-#include <utility>
-
+#include "support/logCapture.h"
 #include "zqManipulator/foundation/xml/ZqBaseExpressionTree.h"
 #include "zqManipulator/foundation/xml/ZqXmlBasicType.h"
 #include "zqManipulator/foundation/xml/ZqXmlClass.h"
@@ -15,6 +13,15 @@
 #include "zqManipulator/foundation/xml/ZqXmlVectorBasicType.h"
 #include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
 
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <tuple>
+
 // Persistent classes that stand for those of the library, in a namespace that the library does not
 // know, and the ways in which tests read them.
 
@@ -22,29 +29,16 @@
 
 namespace zqTest
 {
-#define ZQ_TEST_TOKEN(name)                                                                        \
-   inline constexpr auto name##Text = ZQ_TEST_NS #name;                                            \
-   inline const ZqToken name##Token{ZqToken::Literal{name##Text}};
-ZQ_TEST_TOKEN(sample)
-ZQ_TEST_TOKEN(real)
-ZQ_TEST_TOKEN(flag)
-ZQ_TEST_TOKEN(text)
-ZQ_TEST_TOKEN(angle)
-ZQ_TEST_TOKEN(size)
-ZQ_TEST_TOKEN(mode)
-ZQ_TEST_TOKEN(place)
-ZQ_TEST_TOKEN(turn)
-ZQ_TEST_TOKEN(reals)
-ZQ_TEST_TOKEN(map)
-ZQ_TEST_TOKEN(set)
-ZQ_TEST_TOKEN(pair)
-ZQ_TEST_TOKEN(links)
-ZQ_TEST_TOKEN(old)
-ZQ_TEST_TOKEN(node)
-ZQ_TEST_TOKEN(leaf)
+#define ZQ_TEST_TOKEN(name) inline const ZqToken name##Token{ZqToken::Literal{ZQ_TEST_NS #name}};
+// clang-format off
+ZQ_TEST_TOKEN(sample) ZQ_TEST_TOKEN(real) ZQ_TEST_TOKEN(flag) ZQ_TEST_TOKEN(text)
+ZQ_TEST_TOKEN(angle) ZQ_TEST_TOKEN(size) ZQ_TEST_TOKEN(mode) ZQ_TEST_TOKEN(place)
+ZQ_TEST_TOKEN(turn) ZQ_TEST_TOKEN(reals) ZQ_TEST_TOKEN(map) ZQ_TEST_TOKEN(set) ZQ_TEST_TOKEN(pair)
+ZQ_TEST_TOKEN(links) ZQ_TEST_TOKEN(old) ZQ_TEST_TOKEN(node) ZQ_TEST_TOKEN(leaf)
 ZQ_TEST_TOKEN(children)
+// clang-format on
 #undef ZQ_TEST_TOKEN
-inline const ZqToken idToken{ZqToken::Literal{"id"}};
+            inline const ZqToken idToken{ZqToken::Literal{"id"}};
 inline const ZqToken labelToken{ZqToken::Literal{"label"}};
 inline const ZqToken slowToken{ZqToken::Literal{"slow"}};
 inline const ZqToken fastToken{ZqToken::Literal{"fast"}};
@@ -165,17 +159,13 @@ inline void ItemVector::registerComponentCreators()
    registerComponentCreator(nodeToken, Node::creator);
 }
 
-/// The start and end tags of `depth` nodes within one another.
-inline std::string chainOfNodes(unsigned depth)
+inline std::string repeated(std::string_view text, std::size_t count)
 {
-   std::string start;
-   std::string end;
-   for (unsigned i = 0; i < depth; ++i)
-   {
-      start += "<node" + std::string(i == 0 ? " xmlns='" ZQ_TEST_NS "'" : "") + "><children>";
-      end += "</children></node>";
-   }
-   return start + end;
+   std::string result;
+   result.reserve(text.size() * count);
+   for (std::size_t i = 0; i < count; ++i)
+      result += text;
+   return result;
 }
 
 inline std::string inTag(const ZqToken& token, std::string_view content,
@@ -184,6 +174,13 @@ inline std::string inTag(const ZqToken& token, std::string_view content,
    const std::string name(token.localName());
    return "<" + name + " xmlns='" + std::string(token.namespaceUri()) + "' " +
           std::string(attributes) + ">" + std::string(content) + "</" + name + ">";
+}
+
+/// The start and end tags of `depth` nodes within one another.
+inline std::string chainOfNodes(unsigned depth)
+{
+   const std::string inner = repeated("<children><node>", depth - 1) + "<children>";
+   return inTag(nodeToken, inner + repeated("</children></node>", depth - 1) + "</children>");
 }
 
 inline bool readFrom(ZqXmlObject& object, const std::string& document,
@@ -199,5 +196,44 @@ inline std::string written(const ZqXmlObject& object, bool writeDefaults = true)
 {
    ZqString document;
    return Zq::toXml(object, document, writeDefaults) ? document : "not written";
+}
+
+/// Without a message, into an equal object that is written in the same way.
+template <class T>
+void expectRoundTrip(const T& object, bool writeDefaults = true)
+{
+   const std::string document = written(object, writeDefaults);
+   T back;
+   LogCapture log;
+   EXPECT_TRUE(readFrom(back, document)) << document;
+   EXPECT_EQ(log.text(), "") << document;
+   EXPECT_EQ(back, object) << document;
+   EXPECT_EQ(written(back, writeDefaults), document);
+}
+
+/// A folder of its own for each test process.
+class TestFolder
+{
+public:
+   TestFolder() { std::filesystem::create_directories(path); }
+   TestFolder(const TestFolder&) = delete;
+   TestFolder& operator=(const TestFolder&) = delete;
+   ~TestFolder() { std::filesystem::remove_all(path); }
+   std::string operator/(const char* name) const { return (path / name).string(); }
+
+   const std::filesystem::path path =
+      std::filesystem::temp_directory_path() / ("zqTest." + std::to_string(getpid()));
+};
+
+/// Whether a document is valid by the schema that the object writes; true without a validator.
+inline bool followsSchema(const ZqXmlObject& object, const std::string& document)
+{
+   static const bool isInstalled = std::system("xmllint --version >/dev/null 2>&1") == 0;
+   const TestFolder folder;
+   EXPECT_TRUE(object.createSchema(folder / "s.xsd", object.token()));
+   std::ofstream(folder / "d.xml") << document;
+   const std::string schema = "xmllint --nonet --noout --schema '" + (folder / "s.xsd");
+   const std::string command = schema + "' '" + (folder / "d.xml") + "' >/dev/null 2>&1";
+   return !isInstalled || std::system(command.c_str()) == 0;
 }
 } // namespace zqTest

@@ -265,6 +265,26 @@ void ZqDenavitHartenberg::changeInboardFrameBy(
    m_transformValid = false;
 }
 
+/// The axis of the joint in the DH frame. In Paul's conventions that frame lies behind the twist and the
+/// length, so that the axis is seen tilted; in Craig's it lies on the axis.
+ZqVector ZqDenavitHartenberg::jointAxis(Family family) const
+{
+   return family == Family::Paul ? ZqVector(0.0, m_alpha.sin(), m_alpha.cos())
+                                 : ZqVector(0.0, 0.0, 1.0);
+}
+
+/// The motion per unit joint velocity of a joint of known types.
+ZqGeneralMotion ZqDenavitHartenberg::unitMotion(Family family) const
+{
+   if (m_jointType == Prismatic)
+      return {jointAxis(family), ZqVector()};
+   // The origin of a Paul joint swings about the axis with radius a.
+   const ZqVector swing = family == Family::Paul
+                             ? ZqVector(0.0, m_a * m_alpha.cos(), -m_a * m_alpha.sin())
+                             : ZqVector();
+   return {swing, jointAxis(family)};
+}
+
 void ZqDenavitHartenberg::getUnitFrameMotion(ZqGeneralMotion& motion, ZqReal) const
 {
    const Family type = family();
@@ -279,16 +299,7 @@ void ZqDenavitHartenberg::getUnitFrameMotion(ZqGeneralMotion& motion, ZqReal) co
          reject("ZqDenavitHartenberg::getUnitFrameMotion() bad joint type:\n");
       return;
    }
-   // In Paul's conventions the DH frame lies behind the twist and the length: the axis is seen
-   // tilted, and the origin swings with radius a.
-   const bool paul = type == Family::Paul;
-   const ZqVector axis =
-      paul ? ZqVector(0.0, m_alpha.sin(), m_alpha.cos()) : ZqVector(0.0, 0.0, 1.0);
-   const ZqVector swing =
-      paul ? ZqVector(0.0, m_a * m_alpha.cos(), -m_a * m_alpha.sin()) : ZqVector();
-   const bool rotational = m_jointType == Rotational;
-   motion.setLinear(rotational ? swing : axis);
-   motion.setAngular(rotational ? axis : ZqVector());
+   motion = unitMotion(type);
 }
 
 const ZqGeneralMotion& ZqDenavitHartenberg::calculateVelocity(ZqReal jointPosition,
@@ -303,7 +314,6 @@ const ZqGeneralMotion& ZqDenavitHartenberg::calculateAcceleration(ZqReal, ZqReal
                                                                   ZqReal jointAcceleration) const
 {
    const Family type = family();
-   const ZqReal qdd = jointAcceleration;
    if (type == Family::Unknown)
       reject("ZqDenavitHartenberg::accelerationFromJointVelocity() bad D-H type:\n");
    else if (hasUnknownJointType())
@@ -313,20 +323,10 @@ const ZqGeneralMotion& ZqDenavitHartenberg::calculateAcceleration(ZqReal, ZqReal
    }
    else
    {
-      const bool paul = type == Family::Paul;
-      const ZqVector along =
-         paul ? ZqVector(0.0, m_alpha.sin() * qdd, m_alpha.cos() * qdd) : ZqVector(0.0, 0.0, qdd);
-      if (m_jointType == Prismatic)
-         m_currentAcceleration = ZqGeneralMotion(along, ZqVector());
-      else
-      {
-         // The origin of a Paul joint swings on radius a and is drawn towards the axis.
-         const ZqVector linear =
-            paul ? ZqVector(-m_a * jointVelocity * jointVelocity, m_a * m_alpha.cos() * qdd,
-                            -m_a * m_alpha.sin() * qdd)
-                 : ZqVector();
-         m_currentAcceleration = ZqGeneralMotion(linear, along);
-      }
+      m_currentAcceleration = unitMotion(type) * jointAcceleration;
+      // The origin of a Paul joint swings on radius a and is drawn towards the axis.
+      if (type == Family::Paul && m_jointType == Rotational)
+         m_currentAcceleration.setScalarValue(0, -m_a * jointVelocity * jointVelocity);
    }
    return m_currentAcceleration;
 }
@@ -352,9 +352,7 @@ void ZqDenavitHartenberg::accelerationFromJointVelocity(ZqReal jointVelocity,
    }
    else
    {
-      const ZqVector axis =
-         paul ? ZqVector(0.0, m_alpha.sin(), m_alpha.cos()) : ZqVector(0.0, 0.0, 1.0);
-      const ZqVector turning = w.cross(axis) * qd;
+      const ZqVector turning = w.cross(jointAxis(type)) * qd;
       if (m_jointType == Prismatic)
          linear = turning * 2.0;
       else

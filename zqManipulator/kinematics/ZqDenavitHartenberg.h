@@ -16,8 +16,13 @@
 /// | general (4)      | precursor, then Rz(q) or Tz(q); a, d, theta and alpha play no part |
 ///
 /// The joint position q takes the place of theta in a rotational joint (type 0) and of d in a
-/// prismatic one (type 1); the stored value then has no effect. A value of an enumeration beyond
-/// these is kept; a query that meets it logs a message and goes on without the joint.
+/// prismatic one (type 1); the stored value then has no effect.
+///
+/// A value of an enumeration beyond these is kept, and the operations that meet it change nothing but
+/// what is said here. For an unknown D-H type each logs a message: the transformation is the identity,
+/// and motions are what the result held before. For an unknown joint type the transformation of the
+/// Paul and Craig families goes on with an identity in the joint's place, with a message; the general
+/// type stays silent, and with it the accelerations of the Craig family.
 ///
 /// A joint that is read over after use keeps its cached transformation for the last joint position:
 /// reading is meant for fresh objects.
@@ -76,6 +81,7 @@ public:
                              const ZqArticulatedBodyDynamics& child, ZqReal jointPosition,
                              ZqReal jointTorque, ZqReal effectiveInertia) const override;
    void scaleBy(ZqReal scale) override;
+   /// 0.0, with a message, also for an unknown joint type.
    ZqReal jointParameterScalability() const override;
    /// As `transformBy`, with the precursor becoming the precursor times the transformation.
    void changeInboardFrameBy(const ZqCoordinateSystemTransformation& transformation) override;
@@ -121,6 +127,8 @@ private:
    Family family() const;
    bool hasUnknownJointType() const { return m_jointType > Prismatic; }
    ZqCoordinateSystemTransformation takePrecursor();
+   ZqVector jointAxis(Family family) const;
+   ZqGeneralMotion unitMotion(Family family) const;
 
    ZqXmlEnumType<ZqU32> m_jointType;
    ZqXmlEnumType<ZqU32> m_dhType;

@@ -2,6 +2,8 @@
 
 #include "zqManipulator/kinematics/ZqLinkKinematics.h"
 
+extern template class ZqBaseExpressionTreeContainer<ZqLinkKinematics>;
+
 /// A container of at most one joint. Without one, every query has a neutral answer, so that a link
 /// need not know whether it has a joint.
 class ZqLinkKinematicsContainer : public ZqBaseExpressionTreeContainer<ZqLinkKinematics>

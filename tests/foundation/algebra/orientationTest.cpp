@@ -5,13 +5,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <limits>
-
 namespace
 {
-constexpr ZqReal epsilon = std::numeric_limits<ZqReal>::epsilon();
-constexpr ZqReal nan = std::numeric_limits<ZqReal>::quiet_NaN();
+using zqTest::epsilon;
+using zqTest::nan;
 /// A few dozen roundings of numbers up to one.
 constexpr ZqReal tolerance = 20.0 * epsilon;
 
@@ -20,18 +17,8 @@ ZqReal norm(const ZqOrientation& q)
    return std::sqrt(q.w() * q.w() + q.vectorPart().magSquared());
 }
 
-/// Angles where formulas lose digits: next to nothing, half a turn and about that.
-const ZqReal delicateAngles[] = {0.0, 1e-300, 1e-160,           1e-12, 1e-8, 0.0099, 0.0101, 1.0,
-                                 2.0, 3.0,    ZqMath::pi - 1e-9};
-
 TEST(Orientation, RotatesByRodriguesFormula)
 {
-   EXPECT_TRUE((ZqOrientation::xRotation(0.5) * ZqVector::yVector(1.0))
-                  .approxEq({0.0, std::cos(0.5), std::sin(0.5)}, tolerance));
-   EXPECT_TRUE((ZqOrientation::yRotation(0.5) * ZqVector::zVector(1.0))
-                  .approxEq({std::sin(0.5), 0.0, std::cos(0.5)}, tolerance));
-   EXPECT_TRUE((ZqOrientation::zRotation(0.5) * ZqVector::xVector(1.0))
-                  .approxEq({std::cos(0.5), std::sin(0.5), 0.0}, tolerance));
    zqTest::RandomValues random(5);
    for (int i = 0; i < 100; ++i)
    {
@@ -43,9 +30,15 @@ TEST(Orientation, RotatesByRodriguesFormula)
       const ZqVector expected = v * std::cos(angle) + axis.cross(v) * std::sin(angle) +
                                 axis * (axis.dot(v) * (1.0 - std::cos(angle)));
       EXPECT_TRUE((q * v).approxEq(expected, tolerance));
-      ZqVector inPlace = v;
-      q.transform(inPlace);
-      EXPECT_EQ(inPlace, q * v);
+      const ZqVector axes[] = {{1.0, 0.0, 0.0}, {0.0, 1.0, 0.0}, {0.0, 0.0, 1.0}};
+      const ZqOrientation turns[] = {ZqOrientation::xRotation(angle),
+                                     ZqOrientation::yRotation(angle),
+                                     ZqOrientation::zRotation(angle)};
+      for (std::size_t k = 0; k < 3; ++k)
+      {
+         q.setFromAngleAxis(angle, axes[k]);
+         EXPECT_TRUE(turns[k].approxEq(q, tolerance));
+      }
    }
 }
 
@@ -74,7 +67,9 @@ TEST(Orientation, CompositionAgreesWithMatrices)
 TEST(Orientation, AngleAxisIsAccurateAtBothEnds)
 {
    zqTest::RandomValues random(7);
-   for (const ZqReal expected : delicateAngles)
+   // Angles where formulas lose digits: next to nothing, half a turn and about that.
+   for (const ZqReal expected :
+        {0.0, 1e-300, 1e-160, 1e-12, 1e-8, 0.0099, 0.0101, 2.0, 3.0, ZqMath::pi - 1e-9})
    {
       const ZqVector expectedAxis = random.unitVector();
       ZqOrientation q;
@@ -113,12 +108,6 @@ TEST(Orientation, DcmColumnsGiveTheOrientationBack)
       EXPECT_TRUE(back.approxEq(q, tolerance));
       EXPECT_NEAR(norm(back), 1.0, 2.0 * epsilon);
    }
-   for (const ZqVector& axis :
-        {ZqVector::xVector(1.0), ZqVector::yVector(1.0), ZqVector::zVector(1.0)})
-   {
-      const ZqOrientation halfTurn(0.0, axis.x(), axis.y(), axis.z());
-      EXPECT_TRUE(ZqRotationMatrix(halfTurn).orientation().approxEq(halfTurn, 0.0));
-   }
 }
 
 TEST(Orientation, NormalizeReachesUnitLengthOnceAndForAll)
@@ -140,58 +129,9 @@ TEST(Orientation, NormalizeReachesUnitLengthOnceAndForAll)
    ZqOrientation zero(0.0, 0.0, 0.0, 0.0);
    EXPECT_FALSE(zero.normalize());
    EXPECT_TRUE(zero.isIdentity());
-   for (const ZqReal bad : {nan, std::numeric_limits<ZqReal>::infinity()})
-   {
-      ZqOrientation q(1.0, 0.0, bad, 0.0);
-      EXPECT_FALSE(q.normalize());
-      EXPECT_TRUE(std::isnan(q.w()) && std::isnan(q.z()));
-      EXPECT_FALSE(q.approxEq(q, 1.0));
-   }
-}
-
-TEST(Orientation, SlerpTurnsAtAConstantRateAlongTheShorterArc)
-{
-   zqTest::RandomValues random(10);
-   for (const ZqReal angle : delicateAngles)
-      for (const ZqReal fraction : {0.0, 0.25, 0.5, 0.9, 1.0})
-      {
-         const ZqOrientation from = random.orientation();
-         const ZqVector r = random.unitVector() * angle;
-         const ZqOrientation to = ZqOrientation::exponential(r) * from;
-         const ZqOrientation expected = ZqOrientation::exponential(r * fraction) * from;
-         for (const ZqOrientation& sign : {to, -to})
-         {
-            const ZqOrientation q = ZqOrientation::slerp(from, sign, fraction);
-            EXPECT_TRUE(q.approxEq(expected, tolerance)) << angle << ' ' << fraction;
-            EXPECT_NEAR(norm(q), 1.0, 4.0 * epsilon);
-         }
-         EXPECT_EQ(ZqOrientation::slerp(from, to, 0.0), from);
-      }
-}
-
-TEST(Orientation, IntegrationFollowsTheOuterFramesAngularVelocity)
-{
-   zqTest::RandomValues random(11);
-   for (int i = 0; i < 50; ++i)
-   {
-      const ZqOrientation start = random.orientation();
-      const ZqVector omega = random.vector(4.0);
-      // A constant rate is followed exactly, however the time is divided.
-      ZqOrientation whole = start;
-      whole.integrateReferenceFrameAngularVelocity(omega, 0.5);
-      ZqOrientation steps = start;
-      for (int k = 0; k < 500; ++k)
-         steps.integrateReferenceFrameAngularVelocity(omega, 1e-3);
-      EXPECT_TRUE(steps.approxEq(whole, 500.0 * epsilon));
-
-      // An axis fixed in the body moves with omega x axis; a central difference errs by h^2.
-      const ZqReal h = 1e-5;
-      ZqOrientation before = start;
-      ZqOrientation after = start;
-      before.integrateReferenceFrameAngularVelocity(omega, -h);
-      after.integrateReferenceFrameAngularVelocity(omega, h);
-      EXPECT_TRUE(
-         ((after.xAxis() - before.xAxis()) / (2.0 * h)).approxEq(omega.cross(start.xAxis()), 1e-8));
-   }
+   ZqOrientation q(1.0, 0.0, nan, 0.0);
+   EXPECT_FALSE(q.normalize());
+   EXPECT_TRUE(std::isnan(q.w()) && std::isnan(q.z()));
+   EXPECT_FALSE(q.approxEq(q, 1.0));
 }
 } // namespace

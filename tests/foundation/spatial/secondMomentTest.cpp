@@ -7,22 +7,16 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
 #include <vector>
 
 namespace
 {
-constexpr ZqReal epsilon = std::numeric_limits<ZqReal>::epsilon();
-constexpr ZqReal nan = std::numeric_limits<ZqReal>::quiet_NaN();
-constexpr ZqReal infinity = std::numeric_limits<ZqReal>::infinity();
+using zqTest::epsilon;
+using zqTest::infinity;
+using zqTest::nan;
 /// Of a rotation or a decomposition, relative to the largest element.
 constexpr ZqReal tolerance = 30.0 * epsilon;
 
-ZqReal size(const ZqSecondMoment& I)
-{
-   return std::max({std::abs(I.xx()), std::abs(I.yy()), std::abs(I.zz()), std::abs(I.xy()),
-                    std::abs(I.xz()), std::abs(I.yz())});
-}
 ZqSecondMoment diagonal(ZqReal x, ZqReal y, ZqReal z)
 {
    return {x, y, z, 0.0, 0.0, 0.0};
@@ -63,10 +57,6 @@ TEST(SecondMoment, RotationIsTheCongruence)
       const ZqVector v = random.vector();
       EXPECT_TRUE((I * v).approxEq(I.matrix() * v, tolerance));
       EXPECT_EQ(ZqSecondMoment::fromMatrix(I.matrix()), I);
-      // Of a matrix that is not symmetric, the symmetric part.
-      const ZqSecondMoment skewed = ZqSecondMoment::fromMatrix(
-         I.matrix() + ZqSpatialMatrix::crossProductMatrix(random.vector()));
-      EXPECT_TRUE(skewed.approxEq(I, tolerance));
    }
 }
 
@@ -74,11 +64,10 @@ TEST(SecondMoment, PrincipalAxesGiveTheMomentBack)
 {
    zqTest::RandomValues random(32);
    // Repeated, nearly repeated, vanishing, negative, large and small moments among them.
-   const std::vector<ZqVector> principal = {
-      {0.0, 0.0, 0.0},       {2.0, 2.0, 2.0},  {1.0, 1.0, 2.0},
-      {1.0, 2.0, 2.0},       {0.0, 3.0, 3.0},  {1.0, 1.0 + 1e-12, 1.0 + 2e-12},
-      {1e-9, 1.0, 1.0},      {-1.0, 0.5, 2.0}, {1e-200, 2e-200, 3e-200},
-      {1e200, 2e200, 3e200}, {1e-12, 2e3, 3e3}};
+   std::vector<ZqVector> principal{{0.0, 0.0, 0.0}, {2.0, 2.0, 2.0}, {1.0, 1.0, 2.0}};
+   principal.insert(principal.end(), {{1.0, 2.0, 2.0}, {0.0, 3.0, 3.0}, {-1.0, 0.5, 2.0}});
+   principal.insert(principal.end(), {{1e-9, 1.0, 1.0}, {1.0, 1.0 + 1e-12, 1.0 + 2e-12}});
+   principal.insert(principal.end(), {{1e-200, 2e-200, 3e-200}, {1e200, 2e200, 3e200}});
    for (int i = 0; i < 300; ++i)
    {
       const ZqVector moments = static_cast<std::size_t>(i) < 3 * principal.size()
@@ -96,7 +85,8 @@ TEST(SecondMoment, PrincipalAxesGiveTheMomentBack)
       EXPECT_LE(found.y(), found.z());
       std::array<ZqReal, 3> sorted{moments.x(), moments.y(), moments.z()};
       std::sort(sorted.begin(), sorted.end());
-      const ZqReal bound = tolerance * size(I);
+      const ZqReal bound = tolerance * std::max({std::abs(moments.x()), std::abs(moments.y()),
+                                                 std::abs(moments.z())});
       EXPECT_TRUE(found.approxEq({sorted[0], sorted[1], sorted[2]}, bound));
       EXPECT_TRUE(diagonal(found.x(), found.y(), found.z()).rotated(axes).approxEq(I, bound));
       EXPECT_NEAR(axes.w() * axes.w() + axes.vectorPart().magSquared(), 1.0, 8.0 * epsilon);
@@ -113,29 +103,21 @@ TEST(SecondMoment, WhatMassCanHaveIsValidToTheBoundary)
       const ZqOrientation q = random.orientation();
       // A point and a rod have a moment of zero, and equality of the other two; a plate has
       // equality of the largest with the sum of the others.
-      const ZqSecondMoment valid[] = {pointMass(scale, random.vector()),
-                                      diagonal(0.0, scale, scale).rotated(q),
-                                      box(scale, random.real(0.1), random.real(), 0.0).rotated(q),
-                                      box(scale, random.real(), random.real(), random.real()),
-                                      diagonal(scale, scale, scale).rotated(q)};
-      for (const ZqSecondMoment& I : valid)
+      for (const ZqSecondMoment& I :
+           {pointMass(scale, random.vector()), diagonal(0.0, scale, scale).rotated(q),
+            box(scale, random.real(0.1), random.real(), 0.0).rotated(q),
+            box(scale, random.real(), random.real(), random.real())})
          EXPECT_TRUE(I.isValid()) << i;
       // A millionth of the trace beyond either boundary.
       const ZqReal a = random.real(0.1, 1.0) * scale;
       const ZqReal b = random.real(0.1, 1.0) * scale;
       const ZqReal beyond = 1e-6 * scale;
-      const ZqSecondMoment invalid[] = {diagonal(a, b, a + b + 4.0 * beyond).rotated(q),
-                                        diagonal(-beyond, a, a).rotated(q),
-                                        diagonal(-a, -b, -a).rotated(q)};
-      for (const ZqSecondMoment& I : invalid)
-      {
-         EXPECT_FALSE(I.isValid()) << i;
-         EXPECT_TRUE(I.isValid(1e-5) || I.xx() + I.yy() + I.zz() < 0.0);
-      }
+      for (const ZqSecondMoment& I :
+           {diagonal(a, b, a + b + 4.0 * beyond).rotated(q), diagonal(-beyond, a, a).rotated(q)})
+         EXPECT_TRUE(!I.isValid() && I.isValid(1e-5)) << i;
+      EXPECT_FALSE(diagonal(-a, -b, -a).rotated(q).isValid());
    }
-   // Sums of these overflow.
-   EXPECT_TRUE(diagonal(1e308, 1e308, 1e308).isValid());
-   EXPECT_FALSE(diagonal(-1e308, -1e308, -1e308).isValid());
+   EXPECT_TRUE(diagonal(1e308, 1e308, 1e308).isValid()); // whose sums overflow
    // The diagonal alone would pass.
    EXPECT_FALSE(ZqSecondMoment(1.0, 1.0, 1.0, 0.9, 0.0, 0.0).isValid());
    for (std::size_t i = 0; i < 6; ++i)
@@ -144,10 +126,9 @@ TEST(SecondMoment, WhatMassCanHaveIsValidToTheBoundary)
          std::array<ZqReal, 6> v{2.0, 2.5, 3.0, 0.1, 0.2, 0.3};
          v[i] = bad;
          ZqSecondMoment I(v[0], v[1], v[2], v[3], v[4], v[5]);
-         EXPECT_FALSE(I.isValid()) << i;
-         ZqVector moments(1.0, 2.0, 3.0);
+         ZqVector moments;
          ZqOrientation axes;
-         EXPECT_FALSE(I.principalAxes(moments, axes));
+         EXPECT_FALSE(I.isValid() || I.principalAxes(moments, axes)) << i;
          I.makeValid();
          EXPECT_EQ(I, ZqSecondMoment());
       }
@@ -166,14 +147,16 @@ TEST(SecondMoment, MakeValidGoesToTheNearestValidOne)
       valid.makeValid();
       EXPECT_EQ(valid, before); // to the last bit
 
-      const ZqSecondMoment wild(random.real() * scale, random.real() * scale, random.real() * scale,
-                                random.real() * scale, random.real() * scale,
-                                random.real() * scale);
+      const ZqVector d = random.vector(scale);
+      const ZqVector o = random.vector(scale);
+      const ZqSecondMoment wild(d.x(), d.y(), d.z(), o.x(), o.y(), o.z());
       ZqSecondMoment made = wild;
       made.makeValid();
       EXPECT_TRUE(made.isValid());
       EXPECT_TRUE(made.isValid(100.0 * epsilon));
       const ZqSecondMoment once = made;
+      made.makeValid();
+      EXPECT_EQ(made, once);
       // Valid moments form a convex cone: none on the way to any other valid one is nearer.
       const ZqSecondMoment other =
          pointMass(scale, random.vector()) + pointMass(scale, random.vector());
@@ -189,31 +172,5 @@ TEST(SecondMoment, MakeValidGoesToTheNearestValidOne)
    ZqSecondMoment I = diagonal(2.0, 4.0, 0.0);
    I.makeValid();
    EXPECT_TRUE(I.approxEq(diagonal(3.0, 4.0, 1.0), 4.0 * epsilon));
-}
-
-TEST(SecondMoment, MakeValidTwiceIsMakeValidOnce)
-{
-   zqTest::RandomValues random(35);
-   for (int i = 0; i < 300; ++i)
-   {
-      ZqSecondMoment made(random.real(), random.real(), random.real(), random.real(), random.real(),
-                          random.real());
-      made.makeValid();
-      const ZqSecondMoment once = made;
-      made.makeValid();
-      ASSERT_TRUE(made == once) << "changed by rounding: " << (made - once).approxEq({}, tolerance);
-   }
-}
-
-TEST(SecondMoment, SumsActOnEveryElement)
-{
-   const ZqSecondMoment a(2.0, 3.0, 4.0, 5.0, 6.0, 7.0);
-   const ZqSecondMoment b(0.5, 0.25, 8.0, 16.0, 32.0, 64.0);
-   EXPECT_EQ(a + b, ZqSecondMoment(2.5, 3.25, 12.0, 21.0, 38.0, 71.0));
-   EXPECT_EQ(a - b, ZqSecondMoment(1.5, 2.75, -4.0, -11.0, -26.0, -57.0));
-   ZqSecondMoment scaled = a;
-   scaled *= 2.0;
-   EXPECT_EQ(scaled, a + a);
-   EXPECT_EQ(a.matrix(), ZqSpatialMatrix(2.0, 5.0, 6.0, 5.0, 3.0, 7.0, 6.0, 7.0, 4.0));
 }
 } // namespace

@@ -3,82 +3,62 @@
 
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <sstream>
 
 namespace
 {
 using zqTest::ReferenceFrame;
 
-constexpr ZqReal epsilon = std::numeric_limits<ZqReal>::epsilon();
 /// A few dozen roundings of numbers up to about ten: a length times a number times a few terms.
-constexpr ZqReal tolerance = 200.0 * epsilon;
+constexpr ZqReal tolerance = 200.0 * zqTest::epsilon;
 
 ZqReal power(const ZqGeneralForce& force, const ZqGeneralMotion& motion)
 {
    return force.force().dot(motion.linear()) + force.moment().dot(motion.angular());
 }
 
-TEST(SpatialVectors, MotionFollowsTheVelocitiesOfPoints)
+TEST(SpatialVectors, KeepTheVelocityAndTheMomentOfEveryPoint)
 {
    zqTest::RandomValues random(21);
-   for (int i = 0; i < 400; ++i)
+   for (ZqU32 i = 0; i < 400; ++i)
    {
-      const ZqCoordinateSystemTransformation X =
-         zqTest::randomFrame(random, static_cast<ZqU32>(i % 4));
+      const ZqCoordinateSystemTransformation X = zqTest::randomFrame(random, i % 4);
+      const ZqVector origin = ReferenceFrame(X) * ZqVector();
+      const auto turned = [&](const ZqVector& v) { return ReferenceFrame(X) * v - origin; };
+      const ZqVector point = random.vector();
+      const ZqVector seenPoint = ReferenceFrame(X) * point;
+
       const ZqGeneralMotion motion = zqTest::randomMotion(random);
       const ZqGeneralMotion seen = X * motion;
-      // The velocity field of a rigid body: any point has the same velocity in both frames.
-      const ZqVector point = random.vector();
       const ZqVector velocity = motion.linear() + motion.angular().cross(point);
-      const ZqVector seenPoint = ReferenceFrame(X) * point;
-      const ZqVector origin = ReferenceFrame(X) * ZqVector();
-      EXPECT_TRUE((seen.linear() + seen.angular().cross(seenPoint))
-                     .approxEq(ReferenceFrame(X) * velocity - origin, tolerance));
       EXPECT_TRUE(
-         seen.angular().approxEq(ReferenceFrame(X) * motion.angular() - origin, tolerance));
+         (seen.linear() + seen.angular().cross(seenPoint)).approxEq(turned(velocity), tolerance));
+      EXPECT_TRUE(seen.angular().approxEq(turned(motion.angular()), tolerance));
+
+      const ZqGeneralForce force = zqTest::randomForce(random);
+      const ZqGeneralForce felt = X * force;
+      const ZqVector moment = force.moment() - point.cross(force.force());
+      EXPECT_TRUE(
+         (felt.moment() - seenPoint.cross(felt.force())).approxEq(turned(moment), tolerance));
+      EXPECT_TRUE(felt.force().approxEq(turned(force.force()), tolerance));
 
       // Moving the reference point to c is by -c.
       ZqGeneralMotion atPoint = motion;
       atPoint.transformBy(-point);
-      EXPECT_TRUE(atPoint.linear().approxEq(velocity, tolerance));
-      EXPECT_EQ(atPoint.angular(), motion.angular());
-      EXPECT_TRUE(atPoint.approxEq(ZqCoordinateSystemTransformation(-point) * motion, 0.0));
-   }
-}
-
-TEST(SpatialVectors, ForceKeepsItsMomentAboutEveryPoint)
-{
-   zqTest::RandomValues random(22);
-   for (int i = 0; i < 400; ++i)
-   {
-      const ZqCoordinateSystemTransformation X =
-         zqTest::randomFrame(random, static_cast<ZqU32>(i % 4));
-      const ZqGeneralForce force = zqTest::randomForce(random);
-      const ZqGeneralForce seen = X * force;
-      const ZqVector point = random.vector();
-      const ZqVector moment = force.moment() - point.cross(force.force());
-      const ZqVector seenPoint = ReferenceFrame(X) * point;
-      const ZqVector origin = ReferenceFrame(X) * ZqVector();
-      EXPECT_TRUE((seen.moment() - seenPoint.cross(seen.force()))
-                     .approxEq(ReferenceFrame(X) * moment - origin, tolerance));
-      EXPECT_TRUE(seen.force().approxEq(ReferenceFrame(X) * force.force() - origin, tolerance));
-
+      EXPECT_TRUE(atPoint.approxEq({velocity, motion.angular()}, tolerance));
       ZqGeneralForce aboutPoint = force;
       aboutPoint.transformBy(-point);
-      EXPECT_TRUE(aboutPoint.moment().approxEq(moment, tolerance));
-      EXPECT_EQ(aboutPoint.force(), force.force());
+      EXPECT_TRUE(aboutPoint.approxEq({force.force(), moment}, tolerance));
    }
 }
 
 TEST(SpatialVectors, FramesChangeBackAndForthAndKeepThePower)
 {
    zqTest::RandomValues random(23);
-   for (int i = 0; i < 400; ++i)
+   for (ZqU32 i = 0; i < 400; ++i)
    {
-      const auto modes = static_cast<ZqU32>(i % 16);
-      const ZqCoordinateSystemTransformation X = zqTest::randomFrame(random, modes % 4);
-      const ZqCoordinateSystemTransformation Y = zqTest::randomFrame(random, modes / 4);
+      const ZqCoordinateSystemTransformation X = zqTest::randomFrame(random, i % 4);
+      const ZqCoordinateSystemTransformation Y = zqTest::randomFrame(random, i / 4 % 4);
       const ZqGeneralMotion motion = zqTest::randomMotion(random);
       const ZqGeneralForce force = zqTest::randomForce(random);
       EXPECT_TRUE((X.inverse() * (X * motion)).approxEq(motion, tolerance));
@@ -95,9 +75,6 @@ TEST(SpatialVectors, FramesChangeBackAndForthAndKeepThePower)
       ZqGeneralMotion inPlace = motion;
       inPlace.transformBy(X);
       EXPECT_EQ(inPlace, X * motion);
-      inPlace = motion;
-      inPlace.transformBy(R);
-      EXPECT_EQ(inPlace, R * motion);
    }
 }
 
@@ -112,40 +89,29 @@ TYPED_TEST(SpatialVectorValues, AreSixNumbersTheLinearPartFirst)
 {
    const TypeParam a({1.5, -2.5, 3.5}, {4.5, -5.5, 6.5});
    const TypeParam b({0.25, 7.0, -3.0}, {11.0, 0.75, -8.0});
+   const ZqReal A[] = {1.5, -2.5, 3.5, 4.5, -5.5, 6.5};
+   const ZqReal B[] = {0.25, 7.0, -3.0, 11.0, 0.75, -8.0};
    TypeParam sum = a;
    TypeParam difference = a;
    TypeParam scaled = a;
    sum += b;
    difference -= b;
    scaled *= 3.0;
-   EXPECT_EQ(sum, a + b);
-   EXPECT_EQ(difference, a - b);
-   EXPECT_EQ(scaled, a * 3.0);
-   EXPECT_EQ(scaled, 3.0 * a);
-   // All of these numbers are exact.
-   const ZqReal A[] = {1.5, -2.5, 3.5, 4.5, -5.5, 6.5};
-   const ZqReal B[] = {0.25, 7.0, -3.0, 11.0, 0.75, -8.0};
-   for (std::size_t i = 0; i < 6; ++i)
+   EXPECT_TRUE(sum == a + b && difference == a - b && scaled == a * 3.0 && scaled == 3.0 * a);
+   for (std::size_t i = 0; i < 6; ++i) // all of these numbers are exact
    {
       EXPECT_EQ(a[i], A[i]);
       EXPECT_EQ(sum[i], A[i] + B[i]);
       EXPECT_EQ(difference[i], A[i] - B[i]);
       EXPECT_EQ(scaled[i], A[i] * 3.0);
       EXPECT_EQ((-a)[i], -A[i]);
-      EXPECT_EQ(TypeParam::nullObject()[i], 0.0);
-
       TypeParam changed = a;
       changed.setScalarValue(i, A[i] + 1e-3);
-      EXPECT_FALSE(changed == a) << i;
       EXPECT_TRUE(changed.approxEq(a, 1.01e-3));
       EXPECT_FALSE(changed.approxEq(a, 0.99e-3));
-      changed.setScalarValue(i, std::numeric_limits<ZqReal>::quiet_NaN());
+      changed.setScalarValue(i, zqTest::nan);
       EXPECT_FALSE(changed.approxEq(a, 1e300));
-      changed.setScalarValue(i, A[i]);
-      EXPECT_EQ(changed, a);
    }
-   sum += sum;
-   EXPECT_EQ(sum, (a + b) * 2.0);
 }
 
 TYPED_TEST(SpatialVectorValues, GoThroughArraysAndBytes)
@@ -153,18 +119,13 @@ TYPED_TEST(SpatialVectorValues, GoThroughArraysAndBytes)
    const TypeParam a({1.5, -2.5, 3.5}, {4.5, -5.5, 6.5});
    ZqReArray array(2, 3); // what it was before does not matter
    a.copyToArray(array);
-   ASSERT_EQ(array.size(), 6U);
-   ASSERT_EQ(array[0].size(), 1U);
    TypeParam back;
    EXPECT_TRUE(back.copyFromArray(array));
    EXPECT_EQ(back, a);
-   for (const ZqReArray& small : {ZqReArray(), ZqReArray(5, 1), ZqReArray(6, 0)})
-   {
-      zqTest::LogCapture log;
-      EXPECT_FALSE(back.copyFromArray(small));
-      EXPECT_EQ(log.size(), 1U);
-      EXPECT_EQ(back, a);
-   }
+   zqTest::LogCapture log;
+   EXPECT_FALSE(back.copyFromArray(ZqReArray(5, 1)) || back.copyFromArray(ZqReArray(6, 0)));
+   EXPECT_EQ(log.size(), 2U);
+   EXPECT_EQ(back, a);
 
    std::stringstream stream;
    ASSERT_TRUE(a.writeBin(stream));

@@ -1,17 +1,9 @@
-#include "support/logCapture.h"
 #include "support/xmlSamples.h"
 #include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
-#include "zqManipulator/kinematics/ZqDenavitHartenberg.h"
-#include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
-
-#include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <clocale>
 #include <cmath>
-#include <filesystem>
-#include <fstream>
+#include <cstring>
 #include <locale>
 
 // Documents are not trusted: whatever comes in, the answer is false and a message with the place, or
@@ -35,22 +27,13 @@ struct Outcome
    bool operator==(const Outcome&) const = default;
 };
 
-void PrintTo(const Outcome& outcome, std::ostream* out)
-{
-   *out << (outcome.accepted ? "accepted\n" : "refused\n") << outcome.messages << outcome.again;
-}
-
 Outcome outcomeOf(const ZqXmlObject& kind, const std::string& document,
                   const ZqXmlReader::Limits& limits = {})
 {
    const std::unique_ptr<ZqXmlObject> object(kind.newObject());
    LogCapture log;
-   Outcome outcome;
-   outcome.accepted = readFrom(*object, document, limits);
-   outcome.messages = log.text();
-   if (outcome.accepted)
-      outcome.again = written(*object);
-   return outcome;
+   const bool accepted = readFrom(*object, document, limits);
+   return {accepted, log.text(), accepted ? written(*object) : ""};
 }
 
 std::string utf16(std::string_view ascii, bool bigEndian)
@@ -61,105 +44,78 @@ std::string utf16(std::string_view ascii, bool bigEndian)
    return result;
 }
 
-std::string repeated(std::string_view text, std::size_t count)
-{
-   std::string result;
-   result.reserve(text.size() * count);
-   for (std::size_t i = 0; i < count; ++i)
-      result += text;
-   return result;
-}
-
 struct BadDocument
 {
    const char* name;
-   std::string document;
-   const char* message; ///< part of what is logged
    unsigned line;
+   std::string document;
+   const char* message = "bad.xml"; ///< part of what is logged
 };
 
-const std::vector<BadDocument>& badSamples()
-{
-   const std::string ns = "xmlns='" ZQ_TEST_NS "'";
-   static const std::vector<BadDocument> table{
-      {"nothing", "", "bad.xml", 1},
-      {"white space alone", " \n\n ", "bad.xml", 3},
-      {"text alone", "9.8", "bad.xml", 1},
-      {"wrong root", "\n<node " + ns + "/>", "test#sample", 2},
-      {"root without namespace", "<sample/>", "test#sample", 1},
-      {"two roots", sampleOf("") + "\n" + sampleOf(""), "bad.xml", 2},
-      {"text after the root", sampleOf("") + "\nx", "bad.xml", 2},
-      {"mismatched tags", sampleOf("\n<real>1</flag>"), "bad.xml", 2},
-      {"unclosed tag", "<sample " + ns + ">\n<real>1</real>", "bad.xml", 2},
-      {"attribute twice", sampleOf("", "id='3'\nid='4'"), "bad.xml", 2},
-      {"attribute twice through prefixes", sampleOf("", "xmlns:a='u' xmlns:b='u' a:k='3'\nb:k='4'"),
-       "bad.xml", 1},
-      {"unbound prefix", sampleOf("\n<q:real>1</q:real>"), "bad.xml", 2},
-      {"bare ampersand", sampleOf("\n<text>a & b</text>"), "bad.xml", 2},
-      {"bare less-than in an attribute", sampleOf("", "label='<'"), "bad.xml", 1},
-      {"document type", "<!DOCTYPE sample>\n" + sampleOf(""), "document type declaration", 1},
-      {"entity bomb",
-       "<?xml version='1.0'?>\n<!DOCTYPE s [<!ENTITY a 'aaaaaaaaaa'><!ENTITY b "
-       "'&a;&a;&a;&a;&a;&a;&a;&a;'><!ENTITY c '&b;&b;&b;&b;&b;&b;&b;&b;'>]>" +
-          sampleOf("<text>&c;</text>"),
-       "document type declaration", 2},
-      {"external entity",
-       "<!DOCTYPE s [<!ENTITY a SYSTEM 'file:///etc/passwd'>]>" + sampleOf("<text>&a;</text>"),
-       "document type declaration", 1},
-      {"external subset", "<!DOCTYPE s SYSTEM 'http://127.0.0.1/s.dtd'>" + sampleOf(""),
-       "document type declaration", 1},
-      {"undeclared entity", sampleOf("\n\n<text>&nbsp;</text>"), "bad.xml", 3},
-      {"zero byte", sampleOf(std::string("<text>a\n\0b</text>", 17)), "bad.xml", 2},
-      {"control character", sampleOf("<text>\x01</text>"), "bad.xml", 1},
-      {"reference to a control character", sampleOf("<text>&#1;</text>"), "bad.xml", 1},
-      {"half a surrogate pair", sampleOf("<text>&#xD800;</text>"), "bad.xml", 1},
-      {"invalid UTF-8", sampleOf("<text>\n\xC3\x28</text>"), "bad.xml", 2},
-      {"overlong UTF-8", sampleOf("<text>\xC0\xBC</text>"), "bad.xml", 1},
-      {"UTF-8 that says it is UTF-16", "<?xml version='1.0' encoding='UTF-16'?>\n" + sampleOf(""),
-       "bad.xml", 1},
-      {"unknown encoding", "<?xml version='1.0' encoding='x-none'?>\n" + sampleOf(""), "bad.xml",
-       1},
-      {"XML declaration after a blank", "\n<?xml version='1.0'?>" + sampleOf(""), "bad.xml", 2},
-      {"text between elements", sampleOf("\n<real>1</real> x <flag>true</flag>"), "received text",
-       2},
-      {"CDATA between elements", sampleOf("\n<![CDATA[x]]>"), "received text", 2},
-      {"element in a number", sampleOf("\n<real>1<b/>2</real>"), "bad.xml", 2},
-      {"comment in a number is none, junk is", sampleOf("<real>1<!-- -->\nx</real>"),
-       "a real number", 2},
-      {"no token of the enumeration", sampleOf("\n<mode>idle</mode>"), "\"slow\" \"fast\"", 2},
-      {"number for an enumeration", sampleOf("\n<mode>1</mode>"), "\"slow\" \"fast\"", 2},
-      {"bad attribute value, in the line of its tag", "\n" + sampleOf("", "\nid='-1'"),
-       "an unsigned integer", 2},
-      {"two numbers of three", sampleOf("\n<place>1 2</place>"), "three real numbers", 2},
-      {"four numbers of three", sampleOf("\n<place>1 2 3 4</place>"), "three real numbers", 2},
-      {"orientation of zeros", sampleOf("\n<turn>0 0 0 0</turn>"), "four real numbers", 2},
-      {"junk in a vector of numbers, in the line of its start",
-       sampleOf("\n<reals>1 2\n 3; 4</reals>"), "a real number", 2},
-      {"failure after one that was passed over",
-       sampleOf(
-          "<pair>\n<foo/><first xmlns='http://zqmanipulator.org/namespace/xml#'>x</first></pair>"),
-       "received \"x\"", 2},
-      {"map entry of another name", sampleOf("<map>\n<entry/></map>"), "ZqXmlMapType Error", 2},
-      {"word in a set of numbers",
-       sampleOf("<set count='2'><group xmlns='http://zqmanipulator.org/namespace/xml#'>"
-                "1\ntwo</group></set>"),
-       "an unsigned integer", 2},
-   };
-   return table;
-}
+const std::string sampleTag = "<sample xmlns='" ZQ_TEST_NS "'";
+const std::string xmlTag = "xmlns='http://zqmanipulator.org/namespace/xml#'>";
+const char* const noDoctype = "document type declaration";
 
-std::string truncated(std::string text)
-{
-   return text.size() > 200 ? text.substr(0, 200) + "..." : text;
-}
+const std::vector<BadDocument> badSamples{
+   {"nothing", 1, ""},
+   {"white space alone", 3, " \n\n "},
+   {"text alone", 1, "9.8"},
+   {"wrong root", 2, "\n<node xmlns='" ZQ_TEST_NS "'/>", "test#sample"},
+   {"root without namespace", 1, "<sample/>", "test#sample"},
+   {"two roots", 2, sampleOf("") + "\n" + sampleOf("")},
+   {"text after the root", 2, sampleOf("") + "\nx"},
+   {"mismatched tags", 2, sampleOf("\n<real>1</flag>")},
+   {"unclosed tag", 2, sampleTag + ">\n<real>1</real>"},
+   {"attribute twice", 2, sampleOf("", "id='3'\nid='4'")},
+   {"unbound prefix", 2, sampleOf("\n<q:real>1</q:real>")},
+   {"bare ampersand", 2, sampleOf("\n<text>a & b</text>")},
+   {"bare less-than in an attribute", 1, sampleOf("", "label='<'")},
+   {"document type", 1, "<!DOCTYPE sample>\n" + sampleOf(""), noDoctype},
+   {"entity bomb", 1,
+    "<!DOCTYPE s [<!ENTITY a 'aaaaaaaa'><!ENTITY b '&a;&a;&a;'><!ENTITY c '&b;&b;&b;'>]>" +
+       sampleOf("<text>&c;</text>"),
+    noDoctype},
+   {"external entity", 1,
+    "<!DOCTYPE s [<!ENTITY a SYSTEM 'file:///etc/passwd'>]>" + sampleOf("<text>&a;</text>"),
+    noDoctype},
+   {"external subset", 1, "<!DOCTYPE s SYSTEM 'http://127.0.0.1/s.dtd'>" + sampleOf(""), noDoctype},
+   {"undeclared entity", 3, sampleOf("\n\n<text>&nbsp;</text>")},
+   {"zero byte", 2, sampleOf(std::string("<text>a\n\0b</text>", 17))},
+   {"control character", 1, sampleOf("<text>\x01</text>")},
+   {"reference to a control character", 1, sampleOf("<text>&#1;</text>")},
+   {"half a surrogate pair", 1, sampleOf("<text>&#xD800;</text>")},
+   {"invalid UTF-8", 2, sampleOf("<text>\n\xC3\x28</text>")},
+   {"overlong UTF-8", 1, sampleOf("<text>\xC0\xBC</text>")},
+   {"UTF-8 as UTF-16", 1, "<?xml version='1.0' encoding='UTF-16'?>\n" + sampleOf("")},
+   {"unknown encoding", 1, "<?xml version='1.0' encoding='x-none'?>\n" + sampleOf("")},
+   {"XML declaration after a blank", 2, "\n<?xml version='1.0'?>" + sampleOf("")},
+   {"text between elements", 2, sampleOf("\n<real>1</real> x <flag>true</flag>"), "received text"},
+   {"CDATA between elements", 2, sampleOf("\n<![CDATA[x]]>"), "received text"},
+   {"element in a number", 2, sampleOf("\n<real>1<b/>2</real>")},
+   {"junk after a comment", 2, sampleOf("<real>1<!-- -->\nx</real>"), "a real number"},
+   {"no token of the enumeration", 2, sampleOf("\n<mode>idle</mode>"), "\"slow\" \"fast\""},
+   {"number for an enumeration", 2, sampleOf("\n<mode>1</mode>"), "\"slow\" \"fast\""},
+   {"bad attribute, in the line of its tag", 2, "\n" + sampleOf("", "\nid='-1'"),
+    "an unsigned integer"},
+   {"two numbers of three", 2, sampleOf("\n<place>1 2</place>"), "three real numbers"},
+   {"four numbers of three", 2, sampleOf("\n<place>1 2 3 4</place>"), "three real numbers"},
+   {"orientation of zeros", 2, sampleOf("\n<turn>0 0 0 0</turn>"), "four real numbers"},
+   {"junk in a vector of numbers, in the line of its start", 2,
+    sampleOf("\n<reals>1 2\n 3; 4</reals>"), "a real number"},
+   {"failure after what was passed over", 2,
+    sampleOf("<pair>\n<foo/><first " + xmlTag + "x</first></pair>"), "received \"x\""},
+   {"map entry of another name", 2, sampleOf("<map>\n<entry/></map>"), "ZqXmlMapType Error"},
+   {"word in a set of numbers", 2,
+    sampleOf("<set count='2'><group " + xmlTag + "1\ntwo</group></set>"), "an unsigned integer"},
+};
 } // namespace
 
 TEST(BadInput, IsRefusedWithAMessageThatTellsThePlace)
 {
-   for (const BadDocument& bad : badSamples())
+   for (const BadDocument& bad : badSamples)
    {
       const Outcome outcome = outcomeOf(Sample(), bad.document);
-      SCOPED_TRACE(std::string(bad.name) + ": " + truncated(bad.document));
+      SCOPED_TRACE(std::string(bad.name) + ": " + bad.document);
       EXPECT_FALSE(outcome.accepted);
       EXPECT_NE(outcome.messages.find(bad.message), std::string::npos) << outcome.messages;
       EXPECT_NE(outcome.messages.find("bad.xml"), std::string::npos) << outcome.messages;
@@ -179,27 +135,19 @@ TEST_P(BadInputInBlocks, HasTheSameOutcomeAsInOneBlock)
 {
    ZqXmlReader::Limits limits;
    limits.blockBytes = GetParam();
-   for (const BadDocument& bad : badSamples())
+   for (const BadDocument& bad : badSamples)
       EXPECT_EQ(outcomeOf(Sample(), bad.document, limits), outcomeOf(Sample(), bad.document))
          << bad.name;
 
-   ZqLinkKinematicsContainer container;
-   container.setTopElement(ZqDenavitHartenberg::defaultObject());
    Sample other = Sample::odd();
    other.label = "\xC3\xA9\xE2\x82\xAC\xF0\x9D\x84\x9E";
-   for (const ZqXmlObject* object : std::initializer_list<const ZqXmlObject*>{&container, &other})
-   {
-      const Outcome outcome = outcomeOf(*object, written(*object), limits);
-      EXPECT_TRUE(outcome.accepted);
-      EXPECT_EQ(outcome.messages, "");
-      EXPECT_EQ(outcome.again, written(*object));
-   }
-   for (const char* document :
-        {"<!-- c --><?pi x?>\n<sample xmlns='" ZQ_TEST_NS
-         "'><!-- -->\n<unknown a='1'><b/>t</unknown>"
-         "<?pi?><text>a<!-- x -->b<![CDATA[<c>]]>\r\nd&#x20AC;</text>\n<real> 1.5\n</real>"
-         "<real>2.5</real></sample> <!-- end -->\n",
-         "<sample xmlns='" ZQ_TEST_NS "'><reals> 1 2\t3\n4 </reals></sample>"})
+   EXPECT_EQ(outcomeOf(other, written(other), limits), (Outcome{true, "", written(other)}));
+   for (const std::string& document :
+        {"<!-- c --><?pi x?>\n" + sampleTag +
+            "><!-- -->\n<unknown a='1'><b/>t</unknown>"
+            "<?pi?><text>a<!-- x -->b<![CDATA[<c>]]>\r\nd&#x20AC;</text>\n<real> 1.5\n</real>"
+            "<real>2.5</real></sample> <!-- end -->\n",
+         sampleOf("<reals> 1 2\t3\n4 </reals>")})
    {
       const Outcome outcome = outcomeOf(Sample(), document, limits);
       EXPECT_TRUE(outcome.accepted);
@@ -213,11 +161,8 @@ TEST(BadInput, NoPrefixOfADocumentIsAccepted)
 {
    Node node;
    node.children.pushBack(Leaf(5));
-   ZqLinkKinematicsContainer joint;
-   joint.setTopElement(ZqDenavitHartenberg::defaultObject());
    const Sample sample = Sample::odd();
-   for (const ZqXmlObject* object :
-        std::initializer_list<const ZqXmlObject*>{&node, &joint, &sample})
+   for (const ZqXmlObject* object : std::initializer_list<const ZqXmlObject*>{&node, &sample})
    {
       const std::string document = written(*object);
       ASSERT_TRUE(outcomeOf(*object, document).accepted);
@@ -230,101 +175,53 @@ TEST(BadInput, NoPrefixOfADocumentIsAccepted)
    }
 }
 
-// One byte changed for another: it may still be a document, but then what was read is written and
-// read again without loss.
-TEST(BadInput, ChangedBytesNeverLeadToAnObjectThatDoesNotReadBack)
-{
-   const std::string document = written(Sample::odd());
-   for (std::size_t i = 0; i < document.size(); ++i)
-      for (const char c : {'<', '>', '\0', '\xFF', '"', '/', '9', '-'})
-      {
-         std::string changed = document;
-         changed[i] = c;
-         Sample sample;
-         LogCapture log;
-         if (!readFrom(sample, changed))
-         {
-            EXPECT_TRUE(log.contains("bad.xml")) << changed;
-            continue;
-         }
-         Sample back;
-         EXPECT_TRUE(Zq::fromXml(back, written(sample))) << changed;
-         EXPECT_EQ(back, sample) << changed;
-      }
-}
-
 namespace
 {
 struct Number
 {
    const char* text;
-   bool isReal;
    bool isNonNegative;
    bool isUnsigned;
    double value;
 };
 
-constexpr Number numbers[] = {{"0", true, true, true, 0},
-                              {" \n12\t", true, true, true, 12},
-                              {"4294967295", true, true, true, 4294967295.0},
-                              {"4294967296", true, true, false, 4294967296.0},
-                              {"-0", true, true, false, -0.0},
-                              {"-1", true, false, false, -1},
-                              {"1.5", true, true, false, 1.5},
-                              {"5e-324", true, true, false, 4.9e-324},
-                              {".5", true, true, false, 0.5},
-                              {"1E2", true, true, false, 100},
-                              {"1e999", false, false, false, 0},
-                              {"-1e999", false, false, false, 0},
-                              {"1e-400", false, false, false, 0},
-                              {"nan", false, false, false, 0},
-                              {"-nan(1)", false, false, false, 0},
-                              {"inf", false, false, false, 0},
-                              {"Infinity", false, false, false, 0},
-                              {"1x", false, false, false, 0},
-                              {"0x10", false, false, false, 0},
-                              {"1,5", false, false, false, 0},
-                              {"1 5", false, false, false, 0},
-                              {"", false, false, false, 0},
-                              {" ", false, false, false, 0},
-                              {"e5", false, false, false, 0},
-                              {"+-1", false, false, false, 0},
-                              {"++1", false, false, false, 0},
-                              {"- 1", false, false, false, 0},
-                              {"1e", false, false, false, 0},
-                              {"\xC2\xA0"
-                               "1",
-                               false, false, false, 0}};
+constexpr Number numbers[] = {{"0", true, true, 0},
+                              {" \n12\t", true, true, 12},
+                              {"4294967295", true, true, 4294967295.0},
+                              {"4294967296", true, false, 4294967296.0},
+                              {"-0", true, false, -0.0},
+                              {"-1", false, false, -1},
+                              {"1.5", true, false, 1.5},
+                              {"5e-324", true, false, 4.9e-324},
+                              {".5", true, false, 0.5},
+                              {"1E2", true, false, 100}};
+constexpr const char* notNumbers[] = {
+   "1e999", "-1e999", "1e-400", "nan", "-nan(1)", "inf", "Infinity", "1x", "0x10",        "1,5",
+   "1 5",   "",       " ",      "e5",  "+-1",     "++1", "- 1",      "1e", "\xC2\xA0\x31"};
 
-/// Whether the text is taken as the value of an element, of an attribute, and as a word in a group.
+/// Whether the text is taken as the value of an element and as a value in a map.
 template <class T>
-void expectNumber(const char* text, bool accepted, double expected)
+void expectNumber(const char* text, bool accepted, double expected = 0)
 {
    constexpr double before = 3;
-   const auto check = [&](const char* where, bool result, const T& value, const LogCapture& log)
+   const std::string content = std::string("\n") + text;
+   for (const bool inMap : {false, true})
    {
-      SCOPED_TRACE(std::string(where) + " \"" + text + "\" " + log.text());
-      EXPECT_EQ(result, accepted);
+      LogCapture log;
+      ZqXmlBasicType<T> single{T(before)};
+      ZqXmlMapType<ZqU32, T> map;
+      const std::string element = "<element><key>5</key><value>" + content + "</value></element>";
+      EXPECT_EQ(inMap ? readFrom(map, inTag(map.token(), element))
+                      : readFrom(single, inTag(single.token(), content)),
+                accepted);
+      SCOPED_TRACE(std::string(inMap ? "map" : "element") + " \"" + text + "\" " + log.text());
+      EXPECT_EQ(map.size(), inMap && accepted ? 1u : 0u);
+      const T value = map.size() == 1 ? map.mapContainer().begin()->second : single.value();
       EXPECT_EQ(static_cast<double>(value), accepted ? expected : before);
       // A number of at least 0 has no negative zero.
       const bool hasSign = accepted && std::signbit(expected) && !std::is_same_v<T, ZqNonNegReal>;
       EXPECT_EQ(std::signbit(static_cast<double>(value)), hasSign);
       EXPECT_EQ(log.contains(ZqXmlText<T>::expected) && log.contains("Line: 2"), !accepted);
-   };
-   const std::string content = std::string("\n") + text;
-   {
-      LogCapture log;
-      ZqXmlBasicType<T> value{T(before)};
-      const bool result = readFrom(value, inTag(value.token(), content));
-      check("element", result, value.value(), log);
-   }
-   {
-      LogCapture log;
-      ZqXmlMapType<ZqU32, T> map;
-      const bool result = readFrom(
-         map, inTag(map.token(), "<element><key>5</key><value>" + content + "</value></element>"));
-      EXPECT_EQ(map.size(), accepted ? 1u : 0u) << text;
-      check("map", result, accepted ? map.mapContainer().begin()->second : T(before), log);
    }
 }
 } // namespace
@@ -333,19 +230,21 @@ TEST(BadInput, NumbersAreReadExactlyOrRefusedAndLeaveTheValueAsItWas)
 {
    for (const Number& number : numbers)
    {
-      expectNumber<ZqReal>(number.text, number.isReal, number.value);
+      expectNumber<ZqReal>(number.text, true, number.value);
       expectNumber<ZqNonNegReal>(number.text, number.isNonNegative, number.value);
-      expectNumber<ZqAngle>(number.text, number.isReal, number.value);
+      expectNumber<ZqAngle>(number.text, true, number.value);
       expectNumber<ZqU32>(number.text, number.isUnsigned, number.value);
    }
-   for (const auto& [text, accepted] : std::map<std::string, bool>{{"true", true},
-                                                                   {" 1 ", true},
-                                                                   {"TRUE", false},
-                                                                   {"yes", false},
-                                                                   {"", false},
-                                                                   {"2", false},
-                                                                   {"truefalse", false}})
+   for (const char* text : notNumbers)
    {
+      expectNumber<ZqReal>(text, false);
+      expectNumber<ZqNonNegReal>(text, false);
+      expectNumber<ZqAngle>(text, false);
+      expectNumber<ZqU32>(text, false);
+   }
+   for (const std::string text : {"true", " 1 ", "TRUE", "yes", "", "2", "truefalse"})
+   {
+      const bool accepted = text == "true" || text == " 1 ";
       ZqXmlBasicType<bool> value;
       LogCapture log;
       EXPECT_EQ(readFrom(value, inTag(value.token(), text)), accepted) << text;
@@ -354,29 +253,21 @@ TEST(BadInput, NumbersAreReadExactlyOrRefusedAndLeaveTheValueAsItWas)
    }
 }
 
-// A locale with a decimal comma and grouped thousands, for C (if one is installed) and for C++.
 TEST(BadInput, NumbersDoNotDependOnTheLocale)
 {
    struct Comma : std::numpunct<char>
    {
       char do_decimal_point() const override { return ','; }
-      char do_thousands_sep() const override { return '.'; }
       std::string do_grouping() const override { return "\3"; }
    };
-   const Sample odd = Sample::odd();
-   const std::string document = written(odd);
-   const std::string oldC = std::setlocale(LC_ALL, nullptr);
+   const std::string document = written(Sample::odd());
    const std::locale old = std::locale::global(std::locale(std::locale::classic(), new Comma));
-   for (const char* name : {"de_DE.UTF-8", "de_DE", "fr_FR.UTF-8"})
-      if (std::setlocale(LC_NUMERIC, name) != nullptr)
-         break;
    Sample back;
    const bool read = readFrom(back, document);
-   const std::string again = written(odd);
+   const std::string again = written(Sample::odd());
    std::locale::global(old);
-   std::setlocale(LC_ALL, oldC.c_str());
    EXPECT_TRUE(read);
-   EXPECT_EQ(back, odd);
+   EXPECT_EQ(back, Sample::odd());
    EXPECT_EQ(again, document);
 }
 
@@ -403,19 +294,15 @@ TEST(BadInput, OtherEncodingsAreUnderstoodWhenTheyAreWhatTheySay)
 
 TEST(BadInput, CountsAreHintsAndNeverAllocations)
 {
-   for (const char* count : {"4294967295", "4294967296", "18446744073709551615",
-                             "99999999999999999999", "-1", "abc", "", "0x3"})
+   for (const char* count : {"4294967295", "4294967296", "99999999999999999999", "-1", "abc", ""})
    {
       const std::string attribute = std::string("count='") + count + "'";
-      const std::string two = "<element>\n<translation>1 2 3</translation></element><element/>";
       SCOPED_TRACE(attribute);
       LogCapture log;
       ZqXmlVectorType<ZqCoordinateSystemTransformation> vector;
-      EXPECT_TRUE(readFrom(vector, inTag(vector.token(), two, attribute)));
+      EXPECT_TRUE(readFrom(vector, inTag(vector.token(), "<element>\n</element><a/>", attribute)));
       EXPECT_EQ(vector.size(), 2u);
       EXPECT_TRUE(log.contains("bad.xml") && log.contains(", Line count: 2")) << log.text();
-      log.clear();
-
       ItemVector items;
       EXPECT_TRUE(
          readFrom(items, inTag(items.token(), "<leaf xmlns='" ZQ_TEST_NS "'/>", attribute)));
@@ -445,16 +332,14 @@ TEST(BadInput, LyingCountsDoNotAddUp)
 TEST(BadInput, NestingIsLimited)
 {
    Node node;
-   EXPECT_TRUE(readFrom(node, chainOfNodes(1000)));
    EXPECT_TRUE(readFrom(node, chainOfNodes(2048)));
    EXPECT_EQ(written(Node(node)), written(node));
    for (const unsigned depth : {2049u, 500'000u})
    {
       const Outcome outcome = outcomeOf(Node(), chainOfNodes(depth));
       EXPECT_FALSE(outcome.accepted);
-      EXPECT_TRUE(outcome.messages.find("4096") != std::string::npos &&
-                  outcome.messages.find("Line: 1\n") != std::string::npos)
-         << truncated(outcome.messages);
+      EXPECT_NE(outcome.messages.find("4096"), std::string::npos);
+      EXPECT_NE(outcome.messages.find("Line: 1\n"), std::string::npos);
    }
    // Where nobody knows the elements, they count all the same.
    EXPECT_FALSE(readFrom(node, inTag(nodeToken, repeated("<u>", 1'000'000))));
@@ -465,56 +350,24 @@ TEST(BadInput, NestingIsLimited)
    EXPECT_FALSE(readFrom(node, chainOfNodes(6), limits));
 }
 
-namespace
-{
-/// Gives a head and then one text over and over, up to a number of bytes.
-class GeneratedInput : public std::streambuf
-{
-public:
-   GeneratedInput(std::string head, std::string_view unit, std::size_t bytes)
-      : m_head(std::move(head)), m_block(repeated(unit, 65536 / unit.size())), m_bytes(bytes)
-   {
-   }
-   std::size_t given() const { return m_given; }
-
-protected:
-   int_type underflow() override
-   {
-      if (m_given >= m_bytes)
-         return traits_type::eof();
-      std::string& text = m_given == 0 ? m_head : m_block;
-      m_given += text.size();
-      setg(text.data(), text.data(), text.data() + text.size());
-      return traits_type::to_int_type(text.front());
-   }
-
-private:
-   std::string m_head;
-   std::string m_block;
-   std::size_t m_bytes;
-   std::size_t m_given = 0;
-};
-} // namespace
-
 TEST(BadInput, EndlessPartsAreRefusedLongBeforeTheyEnd)
 {
-   const std::string start = "<sample xmlns='" ZQ_TEST_NS "' ";
    const std::tuple<const char*, std::string, const char*> inputs[] = {
-      {"text", start + "><text>", "a\n"},
-      {"word", start + "><reals>", "1"},
-      {"attribute value", start + "label='", "a"},
+      {"text", sampleTag + "><text>", "a\n"},
+      {"word", sampleTag + "><reals>", "1"},
+      {"attribute value", sampleTag + " label='", "a"},
       {"name", "<", "a"},
-      {"white space in a tag", start, " "},
-      {"comment", start + "><!--", "a"},
-      {"CDATA", start + "><text><![CDATA[", "a"},
-      {"processing instruction", start + "><?pi ", "a"},
-      {"character references", start + "><text>", "&#65;"},
-      {"depth", start + ">", "<a>"}};
+      {"white space in a tag", sampleTag, " "},
+      {"comment", sampleTag + "><!--", "a"},
+      {"CDATA", sampleTag + "><text><![CDATA[", "a"},
+      {"processing instruction", sampleTag + "><?pi ", "a"},
+      {"character references", sampleTag + "><text>", "&#65;"},
+      {"depth", sampleTag + ">", "<a>"}};
+   constexpr std::size_t bytes = std::size_t{1} << 25U;
    for (const auto& [name, head, unit] : inputs)
    {
       SCOPED_TRACE(name);
-      GeneratedInput input(head, unit, std::size_t{1} << 26U);
-      std::istream stream(&input);
+      std::istringstream stream(head + repeated(unit, bytes / std::strlen(unit)));
       ZqXmlReader reader(stream, "bad.xml");
       ZqXmlReader::Limits limits;
       limits.textBytes = 1U << 20U;
@@ -522,88 +375,71 @@ TEST(BadInput, EndlessPartsAreRefusedLongBeforeTheyEnd)
       Sample sample;
       LogCapture log;
       EXPECT_FALSE(Zq::read(sample, reader));
-      EXPECT_TRUE(log.contains("bad.xml")) << truncated(log.text());
+      EXPECT_TRUE(log.contains("bad.xml"));
       EXPECT_LT(log.text().size(), 2000u);
-      EXPECT_LT(input.given(), std::size_t{8} << 20U);
+      EXPECT_GT(stream.rdbuf()->in_avail(), bytes - (std::size_t{8} << 20U));
    }
 }
 
-TEST(BadInput, ReportsOfUnknownNamesAreCappedAndLinear)
+// Quadratic work would take 16 times as long for 4 times as much; the bounds leave room for a busy
+// machine.
+TEST(BadInput, ManyUnknownNamesAndManyElementsTakeLinearTime)
 {
-   const auto secondsFor = [](unsigned count)
+   const auto secondsFor = [](ZqXmlObject&& object, const std::string& document, bool isReported)
+   {
+      LogCapture log;
+      const auto start = std::chrono::steady_clock::now();
+      EXPECT_TRUE(readFrom(object, document));
+      const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
+      EXPECT_EQ(log.size() / 100, isReported ? 1u : 0u); // reports are capped
+      return seconds.count();
+   };
+   const auto names = [&](unsigned count)
    {
       std::string content;
+      std::string attributes;
       for (unsigned i = 0; i < count; ++i)
          content += "<u" + std::to_string(i) + " a" + std::to_string(i) + "='1'/>";
-      std::string attributes;
       for (unsigned i = 0; i < count / 20; ++i)
          attributes += " b" + std::to_string(i) + "='1'";
-      LogCapture log;
-      Sample sample;
-      const auto start = std::chrono::steady_clock::now();
-      EXPECT_TRUE(readFrom(sample, sampleOf(content + "<real>3</real>", attributes)));
-      const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
-      EXPECT_EQ(sample.real, 3);
-      EXPECT_LE(log.size(), 101u);
-      EXPECT_GE(log.size(), 100u);
-      return seconds.count();
+      return secondsFor(Sample(), sampleOf(content, attributes), true);
    };
-   secondsFor(1000);
-   // Quadratic work would take 16 times as long; the bound leaves room for a busy machine.
-   const double few = secondsFor(20'000);
-   EXPECT_LT(secondsFor(80'000), 10 * few + 0.05);
-}
-
-// An element is told its container when it is added: that must not walk over all others.
-TEST(BadInput, ReadingManyPolymorphicElementsTakesLinearTime)
-{
-   const auto secondsFor = [](std::size_t count)
+   // An element is told its container when it is added: that must not walk over all others.
+   const auto elements = [&](unsigned count)
    {
-      ItemVector items;
-      const std::string document =
-         inTag(items.token(), repeated("<leaf xmlns='" ZQ_TEST_NS "'/>", count));
-      const auto start = std::chrono::steady_clock::now();
-      LogCapture log;
-      EXPECT_TRUE(readFrom(items, document));
-      const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
-      EXPECT_EQ(items.size(), count);
-      return seconds.count();
+      const std::string leaves = repeated("<leaf xmlns='" ZQ_TEST_NS "'/>", count);
+      return secondsFor(ItemVector(), inTag(ItemVector().token(), leaves), false);
    };
-   secondsFor(1000);
-   const double few = secondsFor(20'000);
-   EXPECT_LT(secondsFor(80'000), 10 * few + 0.05);
+   names(1000);
+   elements(1000);
+   EXPECT_LT(names(80'000), 10 * names(20'000) + 0.05);
+   EXPECT_LT(elements(80'000), 10 * elements(20'000) + 0.05);
 }
 
 TEST(BadInput, UnusableFilesAndStreamsAreFailures)
 {
-   namespace fs = std::filesystem;
-   const fs::path folder = fs::temp_directory_path() / ("zqBadInput." + std::to_string(getpid()));
-   fs::create_directories(folder);
+   const TestFolder folder;
    std::ofstream(folder / "empty.xml");
    for (const std::string& name :
-        {(folder / "empty.xml").string(), (folder / "missing.xml").string(), folder.string(),
-         (folder / "empty.xml" / "below").string(), std::string()})
+        {folder / "empty.xml", folder / "missing.xml", folder / "", std::string()})
    {
-      Sample sample = Sample::odd();
+      Sample sample;
       LogCapture log;
       EXPECT_FALSE(Zq::load(sample, name)) << name;
       EXPECT_TRUE(log.contains(name) && !log.empty()) << name << log.text();
-      EXPECT_EQ(sample, Sample::odd());
    }
-   fs::remove_all(folder);
 
    // A stream that breaks in the middle, by its state or by throwing.
-   class Breaking : public std::streambuf
+   struct Breaking : std::streambuf
    {
       int_type underflow() override
       {
-         if (std::exchange(m_given, true))
+         if (eback() != nullptr)
             throw std::runtime_error("broken");
-         setg(m_text.data(), m_text.data(), m_text.data() + m_text.size());
-         return traits_type::to_int_type(m_text.front());
+         setg(text.data(), text.data(), text.data() + text.size());
+         return traits_type::to_int_type(text.front());
       }
-      std::string m_text = sampleOf("<real>5</real>");
-      bool m_given = false;
+      std::string text = sampleOf("<real>5</real>");
    };
    for (const bool throws : {false, true})
    {

@@ -1,26 +1,22 @@
-#include "support/logCapture.h"
 #include "support/xmlSamples.h"
 #include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
 #include "zqManipulator/foundation/xml/ZqXmlVariableElementType.h"
 #include "zqManipulator/foundation/xml/ZqXmlVariableSharedElementType.h"
+#include "zqManipulator/foundation/xml/ZqXmlVector.h"
 
-#include <gtest/gtest.h>
+#include <regex>
 
 using namespace zqTest;
 
 namespace
 {
 const std::string leafTag = "<leaf xmlns='" ZQ_TEST_NS "' id='5'/>";
-const char* const xmlNs = "http://zqmanipulator.org/namespace/xml#";
+const std::string xmlNs = "http://zqmanipulator.org/namespace/xml#";
 
 class ItemElement : public ZqXmlVariableElementType<Item>
 {
 public:
-   void registerComponentCreators() override
-   {
-      registerComponentCreator(leafToken, Leaf::creator);
-      registerComponentCreator(nodeToken, Node::creator);
-   }
+   void registerComponentCreators() override { registerComponentCreator(leafToken, Leaf::creator); }
 };
 
 class SharedItem : public ZqXmlVariableSharedElementType<Item>
@@ -29,75 +25,34 @@ public:
    void registerComponentCreators() override { registerComponentCreator(leafToken, Leaf::creator); }
 };
 
-class TopItem : public ZqBaseExpressionTreeContainer<Item>
-{
-public:
-   ZqXmlObject* clone() const override { return new TopItem(*this); }
-   ZqXmlObject* newObject() const override { return new TopItem(); }
-   bool equality(const ZqXmlObject* other) const override
-   {
-      const auto* same = dynamic_cast<const TopItem*>(other);
-      return same != nullptr && *this == *same;
-   }
-   const ZqToken& token() const override { return placeToken; }
-   void registerComponentCreators() override { registerComponentCreator(leafToken, Leaf::creator); }
-};
-
 /// The element between the root's tags, without the white space that lays the document out.
 std::string content(const ZqXmlObject& object)
 {
-   std::string text = written(object);
-   text.erase(0, text.find('\n') + 1);
+   std::string text = std::regex_replace(written(object), std::regex("\\n *"), "");
+   text.erase(0, text.find("?>") + 2);
    const auto rootEnd = text.find('>');
    const auto begin = std::min(text.find(" count="), text.find_last_not_of("/>", rootEnd) + 1);
-   std::string result = text.substr(begin, rootEnd - begin + 1);
-   for (std::size_t i = rootEnd + 1; i < text.size(); ++i)
-      if (text[i] == '\n')
-         i = std::min(text.find_first_not_of(' ', i + 1), text.size()) - 1;
-      else
-         result += text[i];
-   return result.substr(0, result.rfind("</"));
+   return text.substr(begin, text.rfind("</") - begin);
 }
 
-template <class T>
-void expectRoundTrip(const T& object)
+/// A tree as the attachment nodes of manipulators form one: each node holds a vector of its own kind.
+class TreeNode : public ZqXmlClass<TreeNode>
 {
-   const std::string document = written(object);
-   T back;
-   LogCapture log;
-   EXPECT_TRUE(readFrom(back, document)) << document << log.text();
-   EXPECT_EQ(log.text(), "") << document;
-   EXPECT_EQ(back, object) << document;
-   EXPECT_EQ(written(back), document);
-}
+public:
+   static const ZqToken& classToken() { return nodeToken; }
+   static constexpr auto components()
+   {
+      return std::tuple{ZqAttributeComponent(&TreeNode::id, &idToken),
+                        ZqComponent{&TreeNode::children, &childrenToken}};
+   }
+   bool operator==(const TreeNode& other) const
+   {
+      return id == other.id && children == other.children;
+   }
 
-const std::vector<ZqString>& trickyTexts()
-{
-   static const std::vector<ZqString> texts{"",
-                                            " ",
-                                            "\n",
-                                            "\"",
-                                            "\\",
-                                            "\"\"",
-                                            "\\\"",
-                                            "a\\",
-                                            "\\n",
-                                            "two words",
-                                            "  led",
-                                            "trailed\t\r\n",
-                                            "q\"uo\"te",
-                                            "'",
-                                            "]]>",
-                                            "<a b='c'>&amp;",
-                                            "&",
-                                            "\xE2\x82\xAC",
-                                            "\xF0\x9D\x84\x9E",
-                                            "\xEF\xBB\xBF",
-                                            "-1",
-                                            ",",
-                                            ZqString(100'000, 'x') + "\" y"};
-   return texts;
-}
+   ZqU32 id = 0;
+   ZqXmlVectorType<TreeNode> children;
+};
 } // namespace
 
 TEST(Containers, WriteTheDocumentedForm)
@@ -116,28 +71,20 @@ TEST(Containers, WriteTheDocumentedForm)
    EXPECT_EQ(content(ZqXmlPairType<ZqU32, bool>(2, true)),
              "><first>2</first><second>true</second>");
    EXPECT_EQ(content(ZqXmlVectorBasicType<ZqReal>{2.5, 3}), ">2.5 3");
-
-   ItemVector items;
-   items.pushBack(Leaf(5));
-   items.resize(2);
-   items.pushBack(Leaf(6));
-   const std::string document = written(items);
-   EXPECT_NE(document.find("count=\"3\""), std::string::npos);
-   EXPECT_LT(document.find("id=\"5\""), document.find("id=\"6\""));
 }
 
 TEST(Containers, ReadBackWhatTheyWrite)
 {
    expectRoundTrip(ZqXmlVectorType<Leaf>{Leaf(3), Leaf(4)});
    expectRoundTrip(ZqXmlVectorType<ZqXmlVectorType<ZqU32>>{{3, 4}, {}, {5}});
-   expectRoundTrip(ZqXmlVectorVector{ZqVector(1.5, 2, 3), ZqVector(4, 5, 6)});
+   expectRoundTrip(ZqXmlVectorType<ZqXmlVector>{ZqVector(1.5, 2, 3), ZqVector(4, 5, 6)});
+   expectRoundTrip(ZqXmlOrientation(0.5, -0.5, 0.5, 0.5));
    expectRoundTrip(ZqXmlMapType<ZqString, ZqXmlMapType<ZqString, bool>>{
       {"a", {{"b", true}, {"c", false}}}, {"d", {}}});
    expectRoundTrip(ZqXmlMapType<ZqU32, ZqXmlPairType<ZqString, ZqCoordinateSystemTransformation>>{
       {5, {"x", ZqCoordinateSystemTransformation(ZqVector(1, 2, 3))}}});
    expectRoundTrip(ZqXmlMapType<ZqU32, ZqXmlSetType<ZqU32>>{{5, {2, 3}}, {6, {}}});
    ItemElement element;
-   expectRoundTrip(element);
    element.setElement(Leaf(5));
    expectRoundTrip(element);
    ItemVector items;
@@ -146,22 +93,33 @@ TEST(Containers, ReadBackWhatTheyWrite)
    items.pushBack(node);
    items.setAddLibraries({"one", "two words", "th\"ree"});
    expectRoundTrip(items);
-   EXPECT_EQ(ItemVector(items).addLibraries(), items.addLibraries());
+
+   TreeNode leaf;
+   leaf.id = 5;
+   TreeNode tree;
+   tree.children.pushBack(leaf);
+   TreeNode root;
+   root.children.pushBack(tree);
+   root.children.pushBack(leaf);
+   expectRoundTrip(root);
 }
 
 TEST(Containers, KeepAnyTextExactly)
 {
+   std::vector<ZqString> texts{ZqString(100'000, 'x') + "\" y", "\xE2\x82\xAC", "\xF0\x9D\x84\x9E"};
+   texts.insert(texts.end(), {"", " ", "\n", "\"", "\\", "\"\"", "\\\"", "a\\", "\\n", "'", "-1"});
+   texts.insert(texts.end(),
+                {"two words", "  led", "end\t\r\n", "]]>", "&", "<a>&amp;", "\xEF\xBB\xBF"});
    ZqXmlVectorType<ZqString> all;
    ZqXmlMapType<ZqString, ZqString> map;
    ZqXmlSetType<ZqString> set;
-   for (const ZqString& text : trickyTexts())
+   for (const ZqString& text : texts)
    {
-      expectRoundTrip(ZqXmlBasicType<ZqString>(text));
-      expectRoundTrip(ZqXmlVectorType<ZqString>{text});
       Sample sample;
       sample.label = text;
       sample.text = text;
       expectRoundTrip(sample);
+      expectRoundTrip(ZqXmlVectorType<ZqString>{text});
       all.pushBack(text);
       map.add(text, text + text);
       set.add(text);
@@ -186,18 +144,14 @@ TEST(Containers, IgnoreElementNamesAndWarnOfAWrongCount)
       EXPECT_EQ(vector, (ZqXmlVectorType<ZqU32>{5, 6}));
       EXPECT_EQ(set, (ZqXmlSetType<ZqU32>{5, 6}));
       ASSERT_EQ(log.size(), 2u);
-      EXPECT_EQ(log.messages()[0].type, 3u);
+      EXPECT_TRUE(log.messages()[0].type == 3 && log.messages()[1].type == 3);
+      const std::string sizes =
+         " size not equal to attribute value -- " + number + ", actual -- 2\n";
       EXPECT_EQ(log.messages()[0].text,
-                "ZqXmlVectorType Error: array size not equal to attribute value -- " + number +
-                   ", actual -- 2\nFilename: bad.xml, Line count: 2\n");
-      EXPECT_EQ(log.messages()[1].type, 3u);
-      EXPECT_EQ(log.messages()[1].text.substr(0, log.messages()[1].text.find('\n')),
-                "ZqXmlSetType Error: set size not equal to attribute value -- " + number +
-                   ", actual -- 2");
+                "ZqXmlVectorType Error: array" + sizes + "Filename: bad.xml, Line count: 2\n");
+      EXPECT_EQ(log.messages()[1].text.find("ZqXmlSetType Error: set" + sizes), 0u);
    }
    log.clear();
-   EXPECT_TRUE(readFrom(set, inTag(set.token(), "<a>5</a><a>5</a>", "count='2'")));
-   EXPECT_EQ(set.size(), 1u);
    EXPECT_TRUE(readFrom(
       vector, inTag(vector.token(), "<group>1 2</group><a>3</a><group>4</group>", "count='4'")));
    EXPECT_EQ(vector, (ZqXmlVectorType<ZqU32>{1, 2, 3, 4}));
@@ -212,51 +166,41 @@ TEST(Containers, IgnoreElementNamesAndWarnOfAWrongCount)
 
 TEST(Containers, RejectWhatTheyCannotHoldWithTheDocumentedMessage)
 {
-   struct Case
-   {
-      std::shared_ptr<ZqXmlObject> object;
-      std::string content;
-      std::string message;
+   ZqXmlVectorType<ZqU32> vector;
+   ZqXmlSetType<ZqU32> set;
+   ZqXmlMapType<ZqU32, ZqU32> map;
+   ItemVector items;
+   ItemElement element;
+   SharedItem shared;
+   const std::string dataMode = " Error: XML parser should be in data mode\n";
+   const std::string mapFault = "ZqXmlMapType Error: file not valid.\n\tKey map format not correct."
+                                "\n\tFile: bad.xml\n\tLine: 2\tExpected " +
+                                xmlNs;
+   const std::string notRegistered =
+      "::readValueFromToken() error:\n\t\"" + xmlNs + "foo\" tag not registered.\n";
+   const std::tuple<ZqXmlObject&, std::string, std::string> cases[] = {
+      {vector, "<group><a/></group>", "ZqXmlVectorType" + dataMode},
+      {set, "<group><a/></group>", "ZqXmlSetType" + dataMode},
+      {map, "<entry/>", mapFault + "element but received " + xmlNs + "entry."},
+      {map, "<element><value>1</value></element>",
+       mapFault + "key but received " + xmlNs + "value."},
+      {map, "<element><key>1</key><key>2</key></element>",
+       mapFault + "value but received " + xmlNs + "key."},
+      {map, "<element/>", mapFault + "key but received "},
+      {map, "<element/><key>1</key><value>2</value>", mapFault + "key but received "},
+      {map, "<element><key>1</key></element>", mapFault + "value but received "},
+      {map, "<element><key>1</key></element><value>2</value>", mapFault + "value but received "},
+      {items, "<foo/>", "ZqXmlVariableVectorType" + notRegistered},
+      {element, "<foo/>", "ZqXmlVariableElementType" + notRegistered},
+      {shared, "<foo/>", "ZqXmlVariableSharedElementType" + notRegistered},
    };
-   const std::string ns = xmlNs;
-   const std::string map =
-      "ZqXmlMapType Error: file not valid.\n\tKey map format not correct.\n\tFile: "
-      "bad.xml\n\tLine: 2\tExpected " +
-      ns;
-   using Map = ZqXmlMapType<ZqU32, ZqU32>;
-   const Case cases[] = {
-      {std::make_shared<ZqXmlVectorType<ZqU32>>(), "\n<group><a/></group>",
-       "ZqXmlVectorType Error: XML parser should be in data mode\n"},
-      {std::make_shared<ZqXmlSetType<ZqU32>>(), "\n<group><a/></group>",
-       "ZqXmlSetType Error: XML parser should be in data mode\n"},
-      {std::make_shared<Map>(), "\n<entry/>", map + "element but received " + ns + "entry."},
-      {std::make_shared<Map>(), "\n<element><value>1</value></element>",
-       map + "key but received " + ns + "value."},
-      {std::make_shared<Map>(), "\n<element><key>1</key><key>2</key></element>",
-       map + "value but received " + ns + "key."},
-      {std::make_shared<Map>(), "\n<element/>", map + "key but received "},
-      {std::make_shared<Map>(), "\n<element/><key>1</key><value>2</value>",
-       map + "key but received "},
-      {std::make_shared<Map>(), "\n<element><key>1</key></element>", map + "value but received "},
-      {std::make_shared<Map>(), "\n<element><key>1</key></element><value>2</value>",
-       map + "value but received "},
-      {std::make_shared<ItemVector>(), "\n<foo/>",
-       "ZqXmlVariableVectorType::readValueFromToken() error:\n\t\"" + ns +
-          "foo\" tag not registered.\n"},
-      {std::make_shared<ItemElement>(), "\n<foo/>",
-       "ZqXmlVariableElementType::readValueFromToken() error:\n\t\"" + ns +
-          "foo\" tag not registered.\n"},
-      {std::make_shared<SharedItem>(), "\n<foo/>",
-       "ZqXmlVariableSharedElementType::readValueFromToken() error:\n\t\"" + ns +
-          "foo\" tag not registered.\n"},
-   };
-   for (const Case& c : cases)
+   for (const auto& [object, body, message] : cases)
    {
       LogCapture log;
-      EXPECT_FALSE(readFrom(*c.object, inTag(c.object->token(), c.content))) << c.content;
-      EXPECT_EQ(log.size(), 1u) << c.content << log.text();
-      EXPECT_EQ(log.text().substr(0, c.message.size()), c.message) << c.content;
-      EXPECT_TRUE(log.empty() || log.messages().front().type == 4) << c.content;
+      EXPECT_FALSE(readFrom(object, inTag(object.token(), "\n" + body))) << body;
+      ASSERT_EQ(log.size(), 1u) << body << log.text();
+      EXPECT_EQ(log.text().substr(0, message.size()), message) << body;
+      EXPECT_EQ(log.messages()[0].type, 4u) << body;
    }
 
    // The pair goes on after what it does not know.
@@ -271,48 +215,41 @@ TEST(Containers, RejectWhatTheyCannotHoldWithTheDocumentedMessage)
       log.messages()[0].text,
       "ZqXmlPairType Error: file not valid.\n\tFormat not correct.\n\tFile: bad.xml\n\tLine: 2"
       "\tExpected " ZQ_TEST_NS "place or " ZQ_TEST_NS "turn but received " +
-         ns + "third.");
+         xmlNs + "third.");
 }
 
 TEST(Containers, IndexFaultsAreLoggedAndLeaveTheContainerAlone)
 {
    LogCapture log;
+   const auto refused = [&log](bool succeeded, const std::string& message)
+   {
+      EXPECT_TRUE(!succeeded && log.contains(message)) << message << log.text();
+      log.clear();
+   };
    ZqXmlVectorType<ZqU32> vector{5, 6, 7};
-   EXPECT_FALSE(vector.erase(3));
-   EXPECT_TRUE(log.contains("::erase(): index (3) exceeds vector size (3)"));
-   EXPECT_FALSE(vector.erase(2, 1));
-   EXPECT_TRUE(log.contains("first (2) is bigger than last (1)"));
-   EXPECT_FALSE(vector.erase(0, 4));
-   EXPECT_TRUE(log.contains("index (4) exceeds vector size (3)"));
-   EXPECT_EQ(vector, (ZqXmlVectorType<ZqU32>{5, 6, 7}));
+   refused(vector.erase(3), "::erase(): index (3) exceeds vector size (3)");
+   refused(vector.erase(2, 1), "first (2) is bigger than last (1)");
+   refused(vector.erase(0, 4), "index (4) exceeds vector size (3)");
    EXPECT_TRUE(vector.erase(1, 3));
    EXPECT_EQ(vector, (ZqXmlVectorType<ZqU32>{5}));
 
-   log.clear();
    const std::string about = "ZqXmlVariableVectorType<ElementType>::";
    ItemVector items;
    EXPECT_NO_THROW(static_cast<void>(std::as_const(items)[4].id));
    items.pushBack(Leaf(5));
    items.pushBack(Node());
    log.clear();
-   EXPECT_EQ(&items[2], items.vectorContainer()[0]);
-   EXPECT_TRUE(log.contains(about + "operator[]: bad index\n"));
-   EXPECT_TRUE(log.contains("Will attempt to return the first vector element.\n"));
-   EXPECT_FALSE(items.exchange(2, Leaf(6)));
-   EXPECT_TRUE(log.contains(about + "exchange: bad index, 2"));
-   EXPECT_FALSE(items.erase(2));
-   EXPECT_TRUE(log.contains(about + "erase: bad index, 2"));
-   EXPECT_FALSE(items.erase(1, 0));
-   EXPECT_FALSE(items.erase(1, 3));
-   EXPECT_TRUE(log.contains(about + "erase: bad first/last indices: "));
+   refused(&items[2] != items.vectorContainer()[0], about + "operator[]: bad index\n");
+   refused(items.exchange(2, Leaf(6)), about + "exchange: bad index, 2");
+   refused(items.erase(2), about + "erase: bad index, 2");
+   refused(items.erase(1, 0), about + "erase: bad first/last indices: ");
+   refused(items.erase(1, 3), about + "erase: bad first/last indices: ");
    EXPECT_EQ(items.size(), 2u);
    // An element may take its own place, or be repeated.
    EXPECT_TRUE(items.exchange(0, items[0]));
    items.pushBack(items[0]);
    items.assign(2, items[2]);
-   EXPECT_EQ(items.size(), 2u);
-   EXPECT_EQ(items[1].id, 5u);
-   EXPECT_EQ(items[1].container(), &items);
+   EXPECT_TRUE(items.size() == 2 && items[1].id == 5 && items[1].container() == &items);
 }
 
 TEST(Containers, CopiesAreIndependent)
@@ -325,18 +262,9 @@ TEST(Containers, CopiesAreIndependent)
    EXPECT_EQ(copy[0].container(), &copy);
    copy[0].id = 6;
    EXPECT_EQ(items[0].id, 5u);
-   EXPECT_FALSE(copy == items);
    copy = items;
-   copy = *&copy;
    EXPECT_EQ(copy, items);
    EXPECT_NE(copy.vectorContainer()[0], items.vectorContainer()[0]);
-
-   TopItem top;
-   top.setTopElement(Leaf(5));
-   const std::unique_ptr<ZqXmlObject> clone(top.clone());
-   EXPECT_TRUE(clone->equality(&top));
-   EXPECT_EQ(static_cast<TopItem&>(*clone).topElement()->container(), clone.get());
-   EXPECT_EQ(top.topElement()->container(), &top);
 
    SharedItem shared;
    shared.setElement(Leaf(5));
@@ -350,9 +278,6 @@ TEST(Containers, CopiesAreIndependent)
    third.makeSelfUnique();
    EXPECT_NE(third.element(), shared.element());
    EXPECT_EQ(third, shared);
-   const Item* held = third.element();
-   third.makeSelfUnique();
-   EXPECT_EQ(third.element(), held);
 }
 
 // What a container does not know, the outermost one of the document may; nobody else.
@@ -380,14 +305,8 @@ TEST(Containers, TheOutermostContainerLendsItsCreators)
    Bare bare;
    EXPECT_FALSE(readFrom(bare, inTag(bare.token(), leafTag)));
    bare.registerComponentCreator(leafToken, Sample::creator);
-   log.clear();
    EXPECT_FALSE(readFrom(bare, inTag(bare.token(), leafTag)));
-   EXPECT_TRUE(log.contains("tag not registered")) << log.text();
    EXPECT_EQ(bare.size(), 0u);
-   // A creator that is registered with one object is that object's.
-   bare.registerComponentCreator(leafToken, Leaf::creator);
-   EXPECT_TRUE(readFrom(bare, inTag(bare.token(), leafTag)));
-   EXPECT_FALSE(readFrom(*std::make_unique<Bare>(), inTag(bare.token(), leafTag)));
 }
 
 TEST(Containers, StreamedFormReadsBackEqual)
@@ -402,14 +321,10 @@ TEST(Containers, StreamedFormReadsBackEqual)
       EXPECT_TRUE(container.appendElementToStream(writer, more));
       EXPECT_TRUE(container.writeFooterToStream(writer));
       EXPECT_EQ(writer, nullptr);
-      // A null writer, and a stream that takes nothing.
-      EXPECT_FALSE(container.writeBodyToStream(nullptr));
       EXPECT_FALSE(container.appendElementToStream(nullptr, more));
-      EXPECT_FALSE(container.writeFooterToStream(writer));
       std::ostringstream broken;
       broken.setstate(std::ios::failbit);
       EXPECT_FALSE(container.writeHeaderToStream(broken, writer, "out.xml", linksToken));
-      EXPECT_EQ(writer, nullptr);
 
       auto copy = container;
       std::istringstream in(out.str());
@@ -421,9 +336,7 @@ TEST(Containers, StreamedFormReadsBackEqual)
       container.pushBack(more);
       EXPECT_EQ(copy, container) << out.str();
    };
-   ZqXmlVectorType<ZqU32> numbers{5, 6};
-   stream(numbers, 7U);
-   ZqXmlVectorType<ZqString> texts;
+   ZqXmlVectorType<ZqString> texts{"x"};
    stream(texts, ZqString("a \"b\""));
    ZqXmlVectorType<Leaf> leaves{Leaf(5)};
    stream(leaves, Leaf(6));

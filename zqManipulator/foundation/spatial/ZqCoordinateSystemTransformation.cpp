@@ -2,20 +2,33 @@
 
 #include "zqManipulator/foundation/spatial/ZqGeneralMotion.h"
 #include "zqManipulator/foundation/spatial/ZqSpatialBinary.h"
+#include "zqManipulator/foundation/xml/ZqXmlReader.h"
 
 #include <algorithm>
 #include <cmath>
+
+namespace
+{
+/// How far the squared length of a quaternion in a document may be from one without a remark.
+constexpr ZqReal unitTolerance = 1e-6;
+} // namespace
 
 bool ZqCoordinateSystemTransformation::read(ZqXmlReader& reader)
 {
    const bool succeeded = ZqXmlCompoundType::read(reader);
    setModeFromNumbers();
+   // The numbers are kept as they are, so that a document reads and writes exactly.
+   const ZqOrientation& q = m_orientation;
+   const ZqReal norm = q.w() * q.w() + q.vectorPart().magSquared();
+   if (succeeded && !(std::abs(norm - 1.0) < unitTolerance))
+      reader.remark("an orientation is not of unit length, so that it does not only rotate");
    return succeeded;
 }
 
-const ZqCoordinateSystemTransformation& ZqCoordinateSystemTransformation::identity() noexcept
+const ZqCoordinateSystemTransformation& ZqCoordinateSystemTransformation::identity()
 {
-   static constinit const ZqCoordinateSystemTransformation object;
+   // Never destroyed, so that it serves the destructors of static objects as well.
+   static const auto& object = *new ZqCoordinateSystemTransformation();
    return object;
 }
 

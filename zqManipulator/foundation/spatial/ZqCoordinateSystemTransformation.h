@@ -51,10 +51,12 @@ public:
          ZqComponent{&ZqCoordinateSystemTransformation::m_translation, &ZqXml::ZqTranslationToken},
          ZqComponent{&ZqCoordinateSystemTransformation::m_orientation, &ZqXml::ZqOrientationToken}};
    }
+   /// An orientation that is not of unit length is kept as it is, with a remark; what is called a
+   /// rotation then also scales, and `inverse` is none.
    bool read(ZqXmlReader& reader) override;
 
    /// A shared identity.
-   static const ZqCoordinateSystemTransformation& identity() noexcept;
+   static const ZqCoordinateSystemTransformation& identity();
    static ZqCoordinateSystemTransformation nullObject() noexcept { return {}; }
    void setToIdentity() noexcept
    {

@@ -36,3 +36,5 @@ public:
 
    bool operator==(const ZqGeneralForce&) const noexcept = default;
 };
+
+extern template class ZqSpatialVector<ZqGeneralForce>;

@@ -38,3 +38,5 @@ public:
 
    bool operator==(const ZqGeneralMotion&) const noexcept = default;
 };
+
+extern template class ZqSpatialVector<ZqGeneralMotion>;

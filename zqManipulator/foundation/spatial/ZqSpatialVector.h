@@ -17,9 +17,10 @@ public:
    }
 
    /// A shared zero.
-   static const Derived& nullObject() noexcept
+   static const Derived& nullObject()
    {
-      static constinit const Derived object;
+      // Never destroyed, so that it serves the destructors of static objects as well.
+      static const Derived& object = *new Derived();
       return object;
    }
 
@@ -99,7 +100,8 @@ public:
       return result;
    }
 
-   /// Six doubles of the machine.
+   /// Six doubles of the machine, taken as they are. Reading answers false, and changes nothing, when
+   /// the stream gives less; writing answers whether the stream took them.
    ZqBoolean readBin(std::istream& stream);
    ZqBoolean writeBin(std::ostream& stream) const;
 

@@ -4,7 +4,7 @@
 
 /// The vocabulary of the library's documents: a token for each element, attribute and enumeration
 /// value. An identifier is its text with a capital first letter between `Zq` and `Token`, with the
-/// few exceptions that ZqManipTokens.def shows. All are constants that need no start-up code.
+/// exceptions that ZqManipTokens.def shows. All are constants that need no start-up code.
 namespace ZqManip
 {
 /// The namespace of all of them but the plain ones.

@@ -15,7 +15,7 @@
 class ZqToken
 {
 public:
-   /// Names a string literal (or other characters that outlive every use of the token).
+   /// Names a string literal, or other characters that stay as they are until the process ends.
    struct Literal
    {
       const char* text;

@@ -3,6 +3,8 @@
 #include "zqManipulator/foundation/xml/ZqXmlCompoundType.h"
 #include "zqManipulator/foundation/xml/ZqXmlVariableType.h"
 
+#include <utility>
+
 /// Base of the polymorphic elements that a container holds. An element knows its container, which is
 /// no part of its value: a copy is in no container until it is put into one.
 class ZqBaseExpressionTreeElement : public ZqXmlCompoundType
@@ -49,6 +51,19 @@ public:
       attach();
       return *this;
    }
+
+   ZqBaseExpressionTreeContainer(ZqBaseExpressionTreeContainer&& other) noexcept
+      : ZqXmlSingleVariableType<T, ZqXmlClonePointer<T>>(std::move(other))
+   {
+      attach();
+   }
+   ZqBaseExpressionTreeContainer& operator=(ZqBaseExpressionTreeContainer&& other) noexcept
+   {
+      ZqXmlSingleVariableType<T, ZqXmlClonePointer<T>>::operator=(std::move(other));
+      attach();
+      return *this;
+   }
+   ~ZqBaseExpressionTreeContainer() override = default;
 
    bool readValueFromToken(const ZqToken& token, ZqXmlReader& reader) override
    {

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <typeindex>
 #include <unordered_map>
+#include <utility>
 
 using CreatorMap = ZqXmlBaseVariableCompoundType::CreatorMap;
 
@@ -22,6 +23,19 @@ namespace
 {
 /// The map that registrations go to while the creators of a class are collected.
 thread_local CreatorMap* collecting = nullptr;
+
+/// Sends registrations to a map for as long as it lives.
+class Collecting
+{
+public:
+   explicit Collecting(CreatorMap& creators) : m_before(std::exchange(collecting, &creators)) {}
+   Collecting(const Collecting&) = delete;
+   Collecting& operator=(const Collecting&) = delete;
+   ~Collecting() { collecting = m_before; }
+
+private:
+   CreatorMap* m_before;
+};
 } // namespace
 
 ZqXmlBaseVariableCompoundType::ZqXmlBaseVariableCompoundType() noexcept = default;
@@ -40,6 +54,20 @@ ZqXmlBaseVariableCompoundType::operator=(const ZqXmlBaseVariableCompoundType& ot
       ZqXmlObject::operator=(other);
       m_own = other.m_own ? std::make_unique<Own>(*other.m_own) : nullptr;
    }
+   return *this;
+}
+
+ZqXmlBaseVariableCompoundType::ZqXmlBaseVariableCompoundType(
+   ZqXmlBaseVariableCompoundType&& other) noexcept
+   : ZqXmlObject(other), m_own(std::move(other.m_own))
+{
+}
+
+ZqXmlBaseVariableCompoundType&
+ZqXmlBaseVariableCompoundType::operator=(ZqXmlBaseVariableCompoundType&& other) noexcept
+{
+   ZqXmlObject::operator=(other);
+   m_own = std::move(other.m_own);
    return *this;
 }
 
@@ -85,16 +113,20 @@ const CreatorMap& ZqXmlBaseVariableCompoundType::creatorMap() const
       return *m_creators;
    static std::mutex mutex;
    static std::unordered_map<std::type_index, CreatorMap> creatorsOfClasses;
-   const std::scoped_lock lock(mutex);
-   const auto [place, isNew] = creatorsOfClasses.try_emplace(typeid(*this));
-   if (isNew)
    {
-      // Registering changes nothing but the map.
-      collecting = &place->second;
-      const_cast<ZqXmlBaseVariableCompoundType*>(this)->registerComponentCreators();
-      collecting = nullptr;
+      const std::scoped_lock lock(mutex);
+      const auto found = creatorsOfClasses.find(typeid(*this));
+      if (found != creatorsOfClasses.end())
+         return *(m_creators = &found->second);
    }
-   m_creators = &place->second;
+   // Registering changes nothing but the map. It may make other containers, so no lock is held.
+   CreatorMap creators;
+   {
+      const Collecting into(creators);
+      const_cast<ZqXmlBaseVariableCompoundType*>(this)->registerComponentCreators();
+   }
+   const std::scoped_lock lock(mutex);
+   m_creators = &creatorsOfClasses.try_emplace(typeid(*this), std::move(creators)).first->second;
    return *m_creators;
 }
 

@@ -20,6 +20,8 @@ public:
    ZqXmlBaseVariableCompoundType() noexcept;
    ZqXmlBaseVariableCompoundType(const ZqXmlBaseVariableCompoundType& other);
    ZqXmlBaseVariableCompoundType& operator=(const ZqXmlBaseVariableCompoundType& other);
+   ZqXmlBaseVariableCompoundType(ZqXmlBaseVariableCompoundType&& other) noexcept;
+   ZqXmlBaseVariableCompoundType& operator=(ZqXmlBaseVariableCompoundType&& other) noexcept;
    ~ZqXmlBaseVariableCompoundType() override;
 
    bool xmlInit() override;

@@ -4,6 +4,7 @@
 #include "zqManipulator/foundation/xml/ZqXmlEnumType.h"
 #include "zqManipulator/foundation/xml/ZqXmlReader.h"
 #include "zqManipulator/foundation/xml/ZqXmlSchema.h"
+#include "zqManipulator/foundation/xml/ZqXmlWhiteSpace.h"
 #include "zqManipulator/foundation/xml/ZqXmlWriter.h"
 
 template <ZqTextual T>
@@ -18,8 +19,8 @@ const ZqToken& ZqXmlBasicType<T>::classToken()
    return ZqXml::ZqBasicTypeToken;
 }
 
-#define ZQ_DEFINE_BASIC_TYPE(T) template class ZqXmlBasicType<T>;
-ZQ_TEXTUAL_TYPES(ZQ_DEFINE_BASIC_TYPE)
+#define ZQ_TEXTUAL_TYPE(T) template class ZqXmlBasicType<T>;
+#include "zqManipulator/foundation/xml/ZqXmlTextualTypes.def"
 
 const ZqToken* ZqXmlEnumType<ZqU32>::valueToken() const
 {
@@ -47,10 +48,7 @@ ZqXmlObject* ZqXmlEnumType<ZqU32>::clone() const
 
 bool ZqXmlEnumType<ZqU32>::parse(ZqXmlReader& reader, std::string_view text)
 {
-   constexpr std::string_view space = " \t\r\n";
-   const auto first = std::min(text.find_first_not_of(space), text.size());
-   const std::string_view trimmed = text.substr(first, text.find_last_not_of(space) + 1 - first);
-   if (setValueFromString(trimmed))
+   if (setValueFromString(ZqXmlWhiteSpace::trimmed(text)))
       return true;
    ZqString expected = "one of";
    if (m_enumeration != nullptr)
@@ -64,6 +62,8 @@ bool ZqXmlEnumType<ZqU32>::read(ZqXmlReader& reader)
 {
    if (!ZqXmlObject::read(reader))
       return false;
+   if (!reader.inData())
+      reader.reportUnknownAttributes("a value");
    std::string_view text;
    return (reader.inData() ? reader.readWords(1, false, text) : reader.readText(text)) &&
           parse(reader, text);

@@ -3,6 +3,7 @@
 #include "zqManipulator/foundation/xml/ZqXmlLeaf.h"
 #include "zqManipulator/foundation/xml/ZqXmlObject.h"
 
+#include <concepts>
 #include <utility>
 
 /// A persistent object of a single value, written as text. A default one holds the value's default:
@@ -24,7 +25,7 @@ public:
    const T& value() const { return m_value; }
    operator const T&() const { return m_value; }
    /// Takes the value from a text; false, and no change, when the text is no such value.
-   virtual bool setValueFromString(const ZqString& text)
+   virtual bool setValueFromString(std::string_view text)
    {
       return ZqXmlText<T>::parse(text, m_value);
    }
@@ -55,6 +56,12 @@ public:
    {
       return a.m_value == b.m_value;
    }
+   template <class U>
+   requires std::convertible_to<const U&, T>
+   friend bool operator==(const ZqXmlBasicType& a, const U& b)
+   {
+      return a.m_value == static_cast<T>(b);
+   }
    friend bool operator<(const ZqXmlBasicType& a, const ZqXmlBasicType& b) requires
       requires(const T& x)
    {
@@ -68,6 +75,5 @@ protected:
    T m_value{};
 };
 
-#define ZQ_DECLARE_BASIC_TYPE(T) extern template class ZqXmlBasicType<T>;
-ZQ_TEXTUAL_TYPES(ZQ_DECLARE_BASIC_TYPE)
-#undef ZQ_DECLARE_BASIC_TYPE
+#define ZQ_TEXTUAL_TYPE(T) extern template class ZqXmlBasicType<T>;
+#include "zqManipulator/foundation/xml/ZqXmlTextualTypes.def"

@@ -153,8 +153,16 @@ public:
    }
 
 protected:
+   /// A class that overrides `registerComponents` registers more or less than it lists: its objects
+   /// are read and written by what they register.
    const ZqXmlComponentTable* componentTable() const override
    {
-      return &ZqXmlTables::tableOf<Derived>();
+      if constexpr (requires {
+                       requires std::same_as<decltype(&Derived::registerComponents),
+                                             void (ZqXmlClass::*)()>;
+                    })
+         return &ZqXmlTables::tableOf<Derived>();
+      else
+         return nullptr;
    }
 };

@@ -101,11 +101,28 @@ bool isDefault(const ZqXmlComponentEntry& entry, const ZqXmlCompoundType& owner,
    return objectOf(entry, owner)->equality(objectOf(entry, fresh));
 }
 
-bool writeEntry(const ZqXmlComponentEntry& entry, const ZqXmlCompoundType& owner,
-                ZqXmlWriter& writer)
+/// Writes a component whose owner leaves defaults out. The component leaves out what equals the default
+/// of its own class, so it may do so only where its owner's default is that same default: else what is
+/// left out would read back as what the owner's default has there.
+bool writeComponent(const ZqXmlObject& component, const ZqXmlObject& ownersDefault,
+                    ZqXmlWriter& writer)
 {
-   return entry.leaf != nullptr ? entry.leaf->write(writer, memberOf(entry, owner))
-                                : objectOf(entry, owner)->write(writer);
+   const bool nestedDefaults = ownersDefault.equalsDefault();
+   writer.setWriteDefaultDataFlag(!nestedDefaults);
+   const bool written = component.write(writer);
+   writer.setWriteDefaultDataFlag(false);
+   return written;
+}
+
+bool writeEntry(const ZqXmlComponentEntry& entry, const ZqXmlCompoundType& owner,
+                const ZqXmlComponentTable& table, ZqXmlWriter& writer)
+{
+   if (entry.leaf != nullptr)
+      return entry.leaf->write(writer, memberOf(entry, owner));
+   const ZqXmlObject& component = *objectOf(entry, owner);
+   return writer.writeDefaultDataFlag()
+             ? component.write(writer)
+             : writeComponent(component, *objectOf(entry, table.defaultObject()), writer);
 }
 
 /// The entry of a name, looked for from the one that is expected next.
@@ -144,14 +161,14 @@ struct ZqXmlCompoundType::Maps
    SpecialDescriptorMap specials;
    std::vector<std::unique_ptr<ZqXmlObject>> adapters;
    bool specialsBuilt = false;
+   bool building = false; ///< `registerComponents` is at work
+   bool extended = false; ///< something was registered besides
 
-   /// Whether a component equals the one of the same name in an object of defaults, if there is one.
-   static bool equalsIn(const ZqXmlCompoundType* defaults, Registry Maps::*kind,
-                        const Registration& registration)
+   /// The component of the same name in an object of defaults, if there is one.
+   static const ZqXmlObject* defaultOf(const ZqXmlCompoundType* defaults, Registry Maps::*kind,
+                                       const Registration& registration)
    {
-      const ZqXmlObject* other =
-         defaults != nullptr ? (defaults->m_maps->*kind).find(registration.token) : nullptr;
-      return other != nullptr && registration.object->equality(other);
+      return defaults != nullptr ? (defaults->m_maps->*kind).find(registration.token) : nullptr;
    }
 };
 
@@ -188,17 +205,22 @@ std::unique_ptr<const ZqXmlCompoundType> ZqXmlCompoundType::defaultsUnless(bool 
       static_cast<const ZqXmlCompoundType*>(fresh.release()));
 }
 
-/// The table, unless a derived class may have registered more than it lists.
+/// The table, unless a derived class, or a user of this object, may have registered more than it lists.
 const ZqXmlComponentTable* ZqXmlCompoundType::ownTable() const
 {
    const ZqXmlComponentTable* table = componentTable();
-   return table != nullptr && *table->type == typeid(*this) ? table : nullptr;
+   const bool extended = m_maps != nullptr && m_maps->extended;
+   return table != nullptr && !extended && *table->type == typeid(*this) ? table : nullptr;
 }
 
 void ZqXmlCompoundType::accept(ZqXmlObjectVisitor* visitor) const
 {
-   if (visitor != nullptr)
-      visitor->visit(*this);
+   if (visitor == nullptr)
+      return;
+   visitor->visit(*this);
+   createComponentMap();
+   for (const Registration& registration : maps().elements.order)
+      registration.object->accept(visitor);
 }
 
 bool ZqXmlCompoundType::xmlInit()
@@ -296,11 +318,6 @@ bool ZqXmlCompoundType::readValueFromToken(const ZqToken& token, ZqXmlReader& re
 
 bool ZqXmlCompoundType::readUnknown(const ZqToken& token, ZqXmlReader& reader)
 {
-   if (!maps().specialsBuilt)
-   {
-      createSpecialDescriptorMap();
-      maps().specialsBuilt = true;
-   }
    const SpecialDescriptorMap& specials = specialDescriptorMap();
    if (specials.find(token) != specials.end())
       return readValueFromSpecialToken(token, reader);
@@ -346,7 +363,7 @@ bool ZqXmlCompoundType::writeAttributes(ZqXmlWriter& writer) const
          if (!entry->isAttribute || entry->isReadOnly || (!all && isDefault(*entry, *this, *table)))
             continue;
          writer.setAttributeName(*entry->token);
-         if (!writeEntry(*entry, *this, writer))
+         if (!writeEntry(*entry, *this, *table, writer))
             return false;
       }
       return true;
@@ -354,10 +371,15 @@ bool ZqXmlCompoundType::writeAttributes(ZqXmlWriter& writer) const
    const auto fresh = defaultsUnless(all);
    for (const Registration& registration : maps().attributes.order)
    {
-      if (registration.isReadOnly || Maps::equalsIn(fresh.get(), &Maps::attributes, registration))
+      const ZqXmlObject* fallback = Maps::defaultOf(fresh.get(), &Maps::attributes, registration);
+      if (registration.isReadOnly ||
+          (fallback != nullptr && registration.object->equality(fallback)))
          continue;
       writer.setAttributeName(registration.token);
-      if (!registration.object->write(writer))
+      const bool written = fallback != nullptr
+                              ? writeComponent(*registration.object, *fallback, writer)
+                              : registration.object->write(writer);
+      if (!written)
          return false;
    }
    return true;
@@ -373,7 +395,7 @@ bool ZqXmlCompoundType::writeElements(ZqXmlWriter& writer) const
          if (entry->isAttribute || entry->isReadOnly || (!all && isDefault(*entry, *this, *table)))
             continue;
          writer.writeStartTag(*entry->token);
-         if (!writeEntry(*entry, *this, writer))
+         if (!writeEntry(*entry, *this, *table, writer))
             return false;
          writer.writeEndTag();
       }
@@ -382,10 +404,15 @@ bool ZqXmlCompoundType::writeElements(ZqXmlWriter& writer) const
    const auto fresh = defaultsUnless(all);
    for (const Registration& registration : maps().elements.order)
    {
-      if (registration.isReadOnly || Maps::equalsIn(fresh.get(), &Maps::elements, registration))
+      const ZqXmlObject* fallback = Maps::defaultOf(fresh.get(), &Maps::elements, registration);
+      if (registration.isReadOnly ||
+          (fallback != nullptr && registration.object->equality(fallback)))
          continue;
       writer.writeStartTag(registration.token);
-      if (!registration.object->write(writer))
+      const bool written = fallback != nullptr
+                              ? writeComponent(*registration.object, *fallback, writer)
+                              : registration.object->write(writer);
+      if (!written)
          return false;
       writer.writeEndTag();
    }
@@ -405,7 +432,8 @@ void ZqXmlCompoundType::writeSchemaAttributes(ZqXmlSchema& schema) const
 {
    createComponentMap();
    for (const Registration& registration : maps().attributes.order)
-      schema.addAttribute(registration.token, *registration.object);
+      if (!registration.isReadOnly)
+         schema.addAttribute(registration.token, *registration.object);
 }
 
 void ZqXmlCompoundType::writeSchemaElements(ZqXmlSchema& schema) const
@@ -418,25 +446,36 @@ void ZqXmlCompoundType::writeSchemaElements(ZqXmlSchema& schema) const
 
 void ZqXmlCompoundType::registerComponents() {}
 
+/// The maps, for a registration: one that the class does not make itself adds to what the class makes.
+ZqXmlCompoundType::Maps& ZqXmlCompoundType::mapsToRegister()
+{
+   if (m_maps == nullptr || !m_maps->building)
+   {
+      createComponentMap();
+      m_maps->extended = true;
+   }
+   return *m_maps;
+}
+
 void ZqXmlCompoundType::registerComponent(const ZqToken& token, ZqXmlObject* component)
 {
-   maps().elements.add(token, component, false);
+   mapsToRegister().elements.add(token, component, false);
 }
 
 void ZqXmlCompoundType::registerComponentReadOnly(const ZqToken& token, ZqXmlObject* component)
 {
-   maps().elements.add(token, component, true);
+   mapsToRegister().elements.add(token, component, true);
 }
 
 void ZqXmlCompoundType::registerAttributeComponent(const ZqToken& token, ZqXmlObject* component)
 {
-   maps().attributes.add(token, component, false);
+   mapsToRegister().attributes.add(token, component, false);
 }
 
 void ZqXmlCompoundType::registerAttributeComponentReadOnly(const ZqToken& token,
                                                            ZqXmlObject* component)
 {
-   maps().attributes.add(token, component, true);
+   mapsToRegister().attributes.add(token, component, true);
 }
 
 void ZqXmlCompoundType::registerComponentsOf(const ZqXmlComponentTable& table)
@@ -472,8 +511,13 @@ const ZqXmlCompoundType::ComponentMap& ZqXmlCompoundType::attributeComponentMap(
 
 const ZqXmlCompoundType::SpecialDescriptorMap& ZqXmlCompoundType::specialDescriptorMap() const
 {
-   static const SpecialDescriptorMap none;
-   return m_maps != nullptr ? m_maps->specials : none;
+   if (!maps().specialsBuilt)
+   {
+      m_maps->specialsBuilt = true;
+      // Registering changes nothing but the map.
+      const_cast<ZqXmlCompoundType&>(*this).createSpecialDescriptorMap();
+   }
+   return m_maps->specials;
 }
 
 bool ZqXmlCompoundType::hasChildren() const
@@ -507,7 +551,9 @@ void ZqXmlCompoundType::createComponentMap() const
    auto& self = const_cast<ZqXmlCompoundType&>(*this);
    self.newComponentMap();
    m_maps->elements.built = true;
+   m_maps->building = true;
    self.registerComponents();
+   m_maps->building = false;
 }
 
 void ZqXmlCompoundType::createAttributeComponentMap()

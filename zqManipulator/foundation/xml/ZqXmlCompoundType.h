@@ -98,6 +98,7 @@ private:
 
    void deleteMaps() noexcept;
    Maps& maps() const;
+   Maps& mapsToRegister();
    const ZqXmlComponentTable* ownTable() const;
    std::unique_ptr<const ZqXmlCompoundType> defaultsUnless(bool all) const;
    bool readUnknown(const ZqToken& token, ZqXmlReader& reader);

@@ -110,9 +110,9 @@ const ZqXmlLeaf::Operations& ZqXmlLeaf::operations()
    return table;
 }
 
-#define ZQ_DEFINE_LEAF(T)                                                                          \
+#define ZQ_TEXTUAL_TYPE(T)                                                                         \
    template bool ZqXmlLeaf::read<T>(ZqXmlReader&, T&);                                             \
    template bool ZqXmlLeaf::readAttribute<T>(ZqXmlReader&, T&);                                    \
    template bool ZqXmlLeaf::write<T>(ZqXmlWriter&, const T&);                                      \
    template const ZqXmlLeaf::Operations& ZqXmlLeaf::operations<T>();
-ZQ_TEXTUAL_TYPES(ZQ_DEFINE_LEAF)
+#include "zqManipulator/foundation/xml/ZqXmlTextualTypes.def"

@@ -34,14 +34,10 @@ struct Operations
 template <ZqTextual T>
 const Operations& operations();
 
-#define ZQ_TEXTUAL_TYPES(X)                                                                        \
-   X(ZqReal) X(ZqU32) X(bool) X(ZqString) X(ZqAngle) X(ZqNonNegReal) X(ZqVector) X(ZqOrientation)
-
-#define ZQ_DECLARE_LEAF(T)                                                                         \
+#define ZQ_TEXTUAL_TYPE(T)                                                                         \
    extern template bool read<T>(ZqXmlReader&, T&);                                                 \
    extern template bool readAttribute<T>(ZqXmlReader&, T&);                                        \
    extern template bool write<T>(ZqXmlWriter&, const T&);                                          \
    extern template const Operations& operations<T>();
-ZQ_TEXTUAL_TYPES(ZQ_DECLARE_LEAF)
-#undef ZQ_DECLARE_LEAF
+#include "zqManipulator/foundation/xml/ZqXmlTextualTypes.def"
 } // namespace ZqXmlLeaf

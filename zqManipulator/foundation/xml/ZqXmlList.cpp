@@ -12,14 +12,17 @@ namespace
 /// Reads the elements of a group, which are words of one text.
 bool readGroup(ZqXmlReader& reader, const ZqXmlList::Target& target, long long& count)
 {
-   const unsigned kind =
-      reader.nodeKind() == ZqXmlReader::EmptyTag ? ZqXmlReader::EmptyTag : reader.nextNode();
+   // A stream that nothing was appended to leaves a group without content.
+   if (reader.nodeKind() == ZqXmlReader::EmptyTag)
+      return true;
+   const unsigned kind = reader.nextNode();
+   if (kind == ZqXmlReader::EndTag)
+      return true;
    if (kind != ZqXmlReader::Text || !target.elementsAreBasic)
    {
       if (kind != ZqXmlReader::EndOfInput)
-         Zq::Print::instance().write(Zq::Rejected,
-                                     "%s Error: XML parser should be in data mode\n%s\n",
-                                     target.className, reader.place().c_str());
+         Zq::Print::instance().write(Zq::Rejected, "%s%s\n", target.dataError,
+                                     reader.place().c_str());
       reader.setFailed();
       return false;
    }
@@ -50,7 +53,7 @@ long long ZqXmlList::readCount(ZqXmlReader& reader, std::string_view owner)
 
 bool ZqXmlList::read(ZqXmlReader& reader, const Target& target)
 {
-   const long long claimed = readCount(reader, target.className);
+   const long long claimed = readCount(reader, "a list");
    if (reader.nodeKind() == ZqXmlReader::EmptyTag)
       return true;
    if (target.reserve != nullptr && claimed > 0)
@@ -85,9 +88,8 @@ bool ZqXmlList::read(ZqXmlReader& reader, const Target& target)
          return false;
    }
    if (count != claimed)
-      Zq::Print::instance().write(
-         Zq::XmlFault, "%s Error: %s not equal to attribute value -- %lld, actual -- %lld\n%s\n",
-         target.className, target.size, claimed, count, reader.place().c_str());
+      Zq::Print::instance().write(Zq::XmlFault, "%s%lld, actual -- %lld\n%s\n", target.sizeError,
+                                  claimed, count, reader.place().c_str());
    return true;
 }
 

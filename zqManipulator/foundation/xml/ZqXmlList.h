@@ -9,8 +9,8 @@ namespace ZqXmlList
 /// How a list takes what is read.
 struct Target
 {
-   const char* className; ///< "ZqXmlVectorType"
-   const char* size;      ///< "array size"
+   const char* sizeError; ///< logged, with both counts, when the count attribute is another
+   const char* dataError; ///< logged when a group holds something else than text
    void* list;
    /// Told the count attribute, bounded by what the document can hold; null to ignore it.
    void (*reserve)(void* list, std::size_t count);

@@ -24,7 +24,8 @@ public:
                                    { return ZqXmlValue::asObject((place++)->second); });
    }
    ZqXmlObject* clone() const override { return new ZqXmlMapType(*this); }
-   /// Of a key that occurs twice, the last value counts.
+   /// Of a key that occurs twice, the last value counts, and a remark says so. An element without any
+   /// content leaves the map as it was: the one container that does not become empty.
    bool read(ZqXmlReader& reader) override;
    bool write(ZqXmlWriter& writer) const override;
    void writeSchema(ZqXmlSchema& schema) const override;
@@ -88,6 +89,7 @@ bool ZqXmlMapType<K, V>::read(ZqXmlReader& reader)
 {
    if (!ZqXmlObject::read(reader))
       return false;
+   reader.reportUnknownAttributes("ZqXmlMapType");
    if (reader.nodeKind() == ZqXmlReader::EmptyTag)
       return true;
    m_map.clear();
@@ -121,6 +123,8 @@ bool ZqXmlMapType<K, V>::readEntry(ZqXmlReader& reader)
       reader.fail("expected the end of a map entry");
       return false;
    }
+   if (m_map.find(key) != m_map.end())
+      reader.remark("a key of the map occurs again; the last one counts");
    add(key, value);
    return true;
 }

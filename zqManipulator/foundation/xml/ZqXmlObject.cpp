@@ -22,7 +22,7 @@ bool ZqXmlObject::xmlInit()
 bool ZqXmlObject::read(ZqXmlReader& reader)
 {
    setSpecified(true);
-   return !reader.failed();
+   return !reader.stopped();
 }
 
 bool ZqXmlObject::readAttribute(ZqXmlReader& reader)

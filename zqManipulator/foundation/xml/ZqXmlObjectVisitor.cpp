@@ -7,6 +7,8 @@ void ZqXmlObjectVisitor::visit(const ZqXmlObject&) {}
 void ZqXmlObjectVisitor::enterContainer(const ZqXmlObject& container,
                                         const std::type_info& elementType, std::size_t size)
 {
+   if (m_path.empty())
+      m_list.clear();
    const ZqString name(container.token().localName());
    m_list.push_back(boost::core::demangle(elementType.name()));
    m_list.push_back(name + " (" + std::to_string(size) + ")");

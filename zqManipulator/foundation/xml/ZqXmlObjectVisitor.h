@@ -6,15 +6,16 @@
 #include <typeinfo>
 #include <vector>
 
-/// A walker over an object graph. It keeps a list of texts: for each container the name of its
-/// element type and a label "name (size)", and for each element the path to it. A derived class
-/// overrides `visit` to do something with each object.
+/// A walker over an object graph: `object.accept(&visitor)` hands it the object and all that is in it,
+/// components and elements. It keeps a list of texts about the last container walked over and those
+/// within: for each the name of its element type and a label "name (size)", and for each element the
+/// path to it. A derived class overrides `visit` to do something with each object.
 class ZqXmlObjectVisitor
 {
 public:
    virtual ~ZqXmlObjectVisitor() = default;
 
-   /// Called for every object that has no elements of its own kind to walk over.
+   /// Called for every persistent object, before what is in it.
    virtual void visit(const ZqXmlObject& object);
    /// Called by a container before its elements, with the type of an element.
    virtual void enterContainer(const ZqXmlObject& container, const std::type_info& elementType,
@@ -41,13 +42,14 @@ void visitElements(ZqXmlObjectVisitor* visitor, const ZqXmlObject& container,
 {
    if (visitor == nullptr)
       return;
+   visitor->visit(container);
    visitor->enterContainer(container, elementType, size);
    for (std::size_t i = 0; i < size; ++i)
+   {
+      visitor->enterElement(i);
       if (const ZqXmlObject* object = element(i))
-      {
-         visitor->enterElement(i);
          object->accept(visitor);
-      }
+   }
    visitor->leaveContainer();
 }
 } // namespace ZqXmlVisiting

@@ -3,6 +3,7 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/tokens/ZqFoundationTokens.h"
 #include "zqManipulator/foundation/xml/ZqXmlList.h"
+#include "zqManipulator/foundation/xml/ZqXmlObjectVisitor.h"
 #include "zqManipulator/foundation/xml/ZqXmlReader.h"
 #include "zqManipulator/foundation/xml/ZqXmlWriter.h"
 
@@ -31,11 +32,20 @@ public:
    void setFirstToken(const ZqToken& token) { m_firstToken = token; }
    void setSecondToken(const ZqToken& token) { m_secondToken = token; }
 
+   void accept(ZqXmlObjectVisitor* visitor) const override
+   {
+      ZqXmlVisiting::visitElements(visitor, *this, typeid(*this), 2,
+                                   [this](std::size_t i) {
+                                      return i == 0 ? ZqXmlValue::asObject(m_first)
+                                                    : ZqXmlValue::asObject(m_second);
+                                   });
+   }
    ZqXmlObject* clone() const override { return new ZqXmlPairType(*this); }
    bool read(ZqXmlReader& reader) override
    {
       if (!ZqXmlObject::read(reader))
          return false;
+      reader.reportUnknownAttributes("ZqXmlPairType");
       if (reader.nodeKind() == ZqXmlReader::EmptyTag)
          return true;
       bool valid = true;

@@ -7,8 +7,7 @@
 
 using ZqXmlParsing::Event;
 using ZqXmlParsing::excerpt;
-using ZqXmlParsing::isAllSpace;
-using ZqXmlParsing::isSpace;
+using ZqXmlWhiteSpace::isSpace;
 
 ZqXmlReader::ZqXmlReader(const ZqString& fileName) : m_parser(std::make_unique<Parser>(fileName))
 {
@@ -47,7 +46,7 @@ unsigned ZqXmlReader::nextNode()
          return EndOfInput;
       }
       p.current = p.events[p.next++];
-   } while (p.current.kind == Text && isAllSpace(p.view(p.current.text)));
+   } while (p.current.kind == Text && p.current.isBlank);
    p.line = p.current.line;
    p.attributeCursor = 0;
    if (p.current.kind == StartTag)
@@ -294,6 +293,11 @@ bool ZqXmlReader::failed() const
    return m_parser->failed;
 }
 
+bool ZqXmlReader::stopped() const
+{
+   return m_parser->stopped;
+}
+
 void ZqXmlReader::reportUnknownElement(std::string_view owner)
 {
    m_parser->reportUnknown("element", tagText(), owner);
@@ -306,6 +310,15 @@ void ZqXmlReader::reportUnknownAttribute(std::string_view owner)
    if (!name.starts_with("http://www.w3.org/2001/XMLSchema-instance") &&
        !name.starts_with("http://www.w3.org/XML/1998/namespace"))
       m_parser->reportUnknown("attribute", name, owner);
+}
+
+void ZqXmlReader::reportUnknownAttributes(std::string_view owner)
+{
+   for (unsigned i = 0; i < attributeCount(); ++i)
+   {
+      setAttributeCursor(i);
+      reportUnknownAttribute(owner);
+   }
 }
 
 void ZqXmlReader::remark(const ZqString& what)

@@ -110,9 +110,13 @@ public:
    /// Records a failure that was already logged; the document can go on being read.
    void setFailed();
    bool failed() const;
+   /// True when the document was given up by `fail`, or cannot be parsed any further.
+   bool stopped() const;
    /// Logs, once a name, that the current element or attribute is not known where it stands.
    void reportUnknownElement(std::string_view owner);
    void reportUnknownAttribute(std::string_view owner);
+   /// The same for all attributes of the current tag.
+   void reportUnknownAttributes(std::string_view owner);
    /// Logs, at level 3, a remark with file and line that is no failure.
    void remark(const ZqString& what);
    /// "Filename: ", the name, ", Line count: ", the number.

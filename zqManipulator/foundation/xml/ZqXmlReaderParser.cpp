@@ -8,19 +8,14 @@
 using ZqXmlParsing::Attribute;
 using ZqXmlParsing::Event;
 using ZqXmlParsing::excerpt;
-using ZqXmlParsing::isAllSpace;
-using ZqXmlParsing::isSpace;
 using ZqXmlParsing::Span;
+using ZqXmlWhiteSpace::isAllSpace;
+using ZqXmlWhiteSpace::isSpace;
 
 namespace
 {
 constexpr std::size_t maxWordBytes = 1U << 20U;
 } // namespace
-
-bool ZqXmlParsing::isAllSpace(std::string_view text)
-{
-   return std::all_of(text.begin(), text.end(), isSpace);
-}
 
 ZqString ZqXmlParsing::excerpt(std::string_view text, std::size_t shown)
 {
@@ -158,8 +153,9 @@ void ZqXmlReader::Parser::onText(std::string_view piece)
    if (last != nullptr && last->kind == Text)
    {
       // Of a text over several lines, the line on which it says something counts.
-      if (isAllSpace(view(last->text)))
+      if (last->isBlank)
          last->line = parserLine();
+      last->isBlank = last->isBlank && isAllSpace(piece);
       last->text.size += piece.size();
       store.append(piece);
       if (last->text.size > limits.textBytes)
@@ -173,6 +169,7 @@ void ZqXmlReader::Parser::onText(std::string_view piece)
    event.kind = Text;
    event.text = put(piece);
    event.line = parserLine();
+   event.isBlank = isAllSpace(piece);
    events.push_back(event);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "zqManipulator/foundation/xml/ZqXmlReader.h"
+#include "zqManipulator/foundation/xml/ZqXmlWhiteSpace.h"
 
 #include <expat.h>
 
@@ -31,14 +32,9 @@ struct Event
    std::size_t firstAttribute = 0;
    unsigned attributeCount = 0;
    unsigned long line = 0;
+   bool isBlank = false; ///< a text that is all white space
 };
 
-inline bool isSpace(char c)
-{
-   return c == ' ' || c == '\n' || c == '\t' || c == '\r';
-}
-
-bool isAllSpace(std::string_view text);
 /// The part of a document's text that a message shows: whole characters, so many bytes at most.
 ZqString excerpt(std::string_view text, std::size_t shown = 40);
 } // namespace ZqXmlParsing

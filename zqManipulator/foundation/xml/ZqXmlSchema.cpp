@@ -34,16 +34,6 @@ struct Type
    unsigned most = 1;
 };
 
-ZqString xmlName(const std::type_info& type, const ZqString& variant)
-{
-   ZqString name = boost::core::demangle(type.name()) + (variant.empty() ? "" : ".") + variant;
-   for (char& c : name)
-      if (c != '_' && c != '-' && (c < '0' || c > '9') && (c < 'A' || c > 'Z') &&
-          (c < 'a' || c > 'z'))
-         c = '.';
-   return name;
-}
-
 ZqString occurs(unsigned least, unsigned most)
 {
    ZqString text;
@@ -77,9 +67,23 @@ struct ZqXmlSchema::Model
 
    static ZqString element(const ZqString& name, const Content& content, const ZqString& occurrence,
                            const File& mainFile);
-   ZqString particle(const Particle& particle, const ZqString& mainUri, Files& files) const;
+   static File& fileOf(const ZqString& uri, Files& files);
+   static ZqString attribute(const ZqToken& token, const Content& content, const ZqString& mainUri,
+                             Files& files);
+   static ZqString particle(const Particle& particle, const ZqString& mainUri, Files& files);
    void emitTypes(const ZqString& mainUri, Files& files) const;
 };
+
+ZqString ZqXmlSchema::typeName(const std::type_info& type)
+{
+   ZqString name = boost::core::demangle(type.name());
+   const auto isLetter = [](char c)
+   { return c == '_' || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); };
+   for (char& c : name)
+      if (!isLetter(c) && c != '-' && (c < '0' || c > '9'))
+         c = '.';
+   return isLetter(name.front()) ? name : '_' + name;
+}
 
 ZqXmlSchema::ZqXmlSchema() : m_model(std::make_unique<Model>()) {}
 
@@ -116,7 +120,9 @@ void ZqXmlSchema::addEnumeration(const ZqXmlEnumeration& enumeration)
 
 bool ZqXmlSchema::beginType(const std::type_info& type, const ZqString& variant)
 {
-   const ZqString name = xmlName(type, variant);
+   ZqString name = typeName(type);
+   if (!variant.empty())
+      name.append(".").append(variant);
    m_model->said = {name, ""};
    const auto [place, isNew] = m_model->types.try_emplace(name);
    if (isNew)
@@ -179,10 +185,35 @@ ZqString ZqXmlSchema::Model::element(const ZqString& name, const Content& conten
    return text + "/>";
 }
 
+/// The file of a namespace; no prefix stands for names without one.
+ZqXmlSchema::Model::File& ZqXmlSchema::Model::fileOf(const ZqString& uri, Files& files)
+{
+   const auto number = std::to_string(files.size());
+   return files.try_emplace(uri, File{uri.empty() ? "" : "n" + number + ":", "-" + number, "", 0})
+      .first->second;
+}
+
+/// An attribute of a type. One with a namespace of its own is declared in the file of that namespace.
+ZqString ZqXmlSchema::Model::attribute(const ZqToken& token, const Content& content,
+                                       const ZqString& mainUri, Files& files)
+{
+   const ZqString uri(token.namespaceUri());
+   ZqString text = "<xs:attribute name=\"";
+   text += token.localName();
+   text += uri.empty() ? R"(">)" : R"(" form="qualified">)";
+   text += "<xs:simpleType>" + content.simple + "</xs:simpleType></xs:attribute>";
+   if (uri.empty() || uri == mainUri)
+      return text;
+   File& file = fileOf(uri, files);
+   const ZqString group = "group" + std::to_string(++file.groups);
+   file.body += " <xs:attributeGroup name=\"" + group + "\">" + text + "</xs:attributeGroup>\n";
+   return "<xs:attributeGroup ref=\"" + file.prefix + group + "\"/>";
+}
+
 /// An element in the content of a type. One of another namespace than the main file's is declared
 /// in a group of the file of its namespace, since a file declares elements of one namespace only.
 ZqString ZqXmlSchema::Model::particle(const Particle& particle, const ZqString& mainUri,
-                                      Files& files) const
+                                      Files& files)
 {
    const ZqString uri(particle.token.namespaceUri());
    const ZqString name(particle.token.localName());
@@ -190,8 +221,7 @@ ZqString ZqXmlSchema::Model::particle(const Particle& particle, const ZqString& 
    const File& mainFile = files.at(mainUri);
    if (uri == mainUri)
       return element(name, particle.content, occurrence, mainFile);
-   const auto number = std::to_string(files.size());
-   File& file = files.try_emplace(uri, File{"n" + number + ":", "-" + number, "", 0}).first->second;
+   File& file = fileOf(uri, files);
    const ZqString group = "group" + std::to_string(++file.groups);
    file.body += " <xs:group name=\"" + group + "\"><xs:sequence>" +
                 element(name, particle.content, "", mainFile) + "</xs:sequence></xs:group>\n";
@@ -203,14 +233,13 @@ void ZqXmlSchema::Model::emitTypes(const ZqString& mainUri, Files& files) const
    for (const auto& [name, type] : types)
    {
       const ZqString model = type.isChoice ? "choice" : "sequence";
-      ZqString text = " <xs:complexType name=\"" + name + "\">\n  <xs:" + model +
-                      occurs(type.least, type.most) + ">\n";
+      ZqString text = " <xs:complexType name=\"" + name + "\">\n";
+      text.append("  <xs:").append(model).append(occurs(type.least, type.most)).append(">\n");
       for (const Particle& one : type.particles)
          text.append("   ").append(particle(one, mainUri, files)).append("\n");
       text += "  </xs:" + model + ">\n";
       for (const auto& [token, content] : type.attributes)
-         text += "  <xs:attribute name=\"" + ZqString(token.localName()) + "\"><xs:simpleType>" +
-                 content.simple + "</xs:simpleType></xs:attribute>\n";
+         text.append("  ").append(attribute(token, content, mainUri, files)).append("\n");
       files.at(mainUri).body += text + " </xs:complexType>\n";
    }
 }

@@ -17,6 +17,9 @@ public:
    ZqXmlSchema& operator=(const ZqXmlSchema&) = delete;
    ~ZqXmlSchema();
 
+   /// A readable name of a C++ type, which is a valid XML name.
+   static ZqString typeName(const std::type_info& type);
+
    /// Makes an element with this content a root of documents. All roots share one namespace.
    void addRoot(const ZqToken& token, const ZqXmlObject& object);
 

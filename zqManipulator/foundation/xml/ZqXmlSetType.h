@@ -28,16 +28,21 @@ public:
          return false;
       m_set.clear();
       Filling filling{&m_set, T()};
-      return ZqXmlList::read(reader, {"ZqXmlSetType", "set size", &filling, nullptr,
-                                      [](void* list, ZqXmlReader& source)
-                                      {
-                                         auto& target = *static_cast<Filling*>(list);
-                                         if (!ZqXmlValue::read(source, target.element))
-                                            return false;
-                                         target.set->insert(target.element);
-                                         return true;
-                                      },
-                                      ZqXmlValue::isBasic(filling.element), sizeof(T)});
+      return ZqXmlList::read(
+         reader, {"ZqXmlSetType Error: set size not equal to attribute value -- ",
+                  "ZqXmlSetType Error: XML parser should be in data mode\n", &filling, nullptr,
+                  [](void* list, ZqXmlReader& source)
+                  {
+                     auto& target = *static_cast<Filling*>(list);
+                     // What an element does not mention is a default, and not what
+                     // the element before it had.
+                     target.element = T();
+                     if (!ZqXmlValue::read(source, target.element))
+                        return false;
+                     target.set->insert(target.element);
+                     return true;
+                  },
+                  ZqXmlValue::isBasic(filling.element), sizeof(T)});
    }
    /// An empty set writes nothing, not even a count.
    bool write(ZqXmlWriter& writer) const override

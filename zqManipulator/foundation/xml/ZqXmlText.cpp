@@ -1,25 +1,18 @@
 #include "zqManipulator/foundation/xml/ZqXmlText.h"
 
+#include "zqManipulator/foundation/xml/ZqXmlWhiteSpace.h"
+
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
 
 namespace
 {
-constexpr std::string_view space = " \n\t\r";
-
-std::string_view trimmed(std::string_view text)
-{
-   const auto first = text.find_first_not_of(space);
-   if (first == std::string_view::npos)
-      return {};
-   return text.substr(first, text.find_last_not_of(space) - first + 1);
-}
-
 template <class Number>
 bool parseNumber(std::string_view text, Number& value)
 {
-   text = trimmed(text);
+   text = ZqXmlWhiteSpace::trimmed(text);
    // A plus sign is part of a number in XML, but not for from_chars.
    if (text.size() > 1 && text[0] == '+' && text[1] != '-')
       text.remove_prefix(1);
@@ -43,15 +36,11 @@ void appendNumber(ZqString& out, Number value)
 template <std::size_t count>
 bool parseReals(std::string_view text, std::array<ZqReal, count>& values)
 {
-   for (ZqReal& value : values)
-   {
-      text.remove_prefix(std::min(text.find_first_not_of(space), text.size()));
-      const std::size_t end = std::min(text.find_first_of(space), text.size());
-      if (!ZqXmlText<ZqReal>::parse(text.substr(0, end), value))
-         return false;
-      text.remove_prefix(end);
-   }
-   return trimmed(text).empty();
+   const bool allRead =
+      std::all_of(values.begin(), values.end(),
+                  [&](ZqReal& value)
+                  { return ZqXmlText<ZqReal>::parse(ZqXmlWhiteSpace::takeWord(text), value); });
+   return allRead && ZqXmlWhiteSpace::isAllSpace(text);
 }
 
 template <std::size_t count>
@@ -98,7 +87,7 @@ bool ZqXmlText<ZqU32>::append(ZqString& out, ZqU32 value)
 
 bool ZqXmlText<bool>::parse(std::string_view text, bool& value)
 {
-   text = trimmed(text);
+   text = ZqXmlWhiteSpace::trimmed(text);
    const bool yes = text == "true" || text == "1";
    if (!yes && text != "false" && text != "0")
       return false;

@@ -51,6 +51,7 @@ public:
    bool read(ZqXmlReader& reader) override
    {
       m_element.reset();
+      reader.reportUnknownAttributes(this->token().localName());
       return ZqXmlBaseVariableCompoundType::read(reader);
    }
    bool write(ZqXmlWriter& writer) const override
@@ -73,6 +74,8 @@ protected:
    {
       bool succeeded = true;
       std::unique_ptr<T> made = this->readElement(token, reader, className, succeeded);
+      if (made && m_element)
+         reader.remark("the container has an element already; the last one counts");
       if (made)
          hold(made.release());
       return succeeded;

@@ -11,7 +11,8 @@
 #include <stdexcept>
 #include <utility>
 
-/// A persistent vector of objects of classes derived from T, which it owns. A place may be null.
+/// A persistent vector of objects of classes derived from T, which it owns. A place may be
+/// null: it counts in the size and is not written.
 template <class T>
 class ZqXmlVariableVectorType : public ZqXmlVariableType<T>
 {
@@ -32,6 +33,20 @@ public:
          m_vector.swap(copies);
          attach();
       }
+      return *this;
+   }
+   ZqXmlVariableVectorType(ZqXmlVariableVectorType&& other) noexcept
+      : ZqXmlVariableType<T>(std::move(other)), m_vector(std::move(other.m_vector))
+   {
+      other.m_vector.clear();
+      attach();
+   }
+   ZqXmlVariableVectorType& operator=(ZqXmlVariableVectorType&& other) noexcept
+   {
+      ZqXmlVariableType<T>::operator=(std::move(other));
+      m_vector.swap(other.m_vector);
+      attach();
+      other.attach();
       return *this;
    }
    ~ZqXmlVariableVectorType() override { deleteElements(0, m_vector.size()); }
@@ -78,7 +93,7 @@ public:
 
    /// Tells each element that has a container that this is it.
    virtual void setTopElementContainerToThis() { attach(); }
-   /// A bad index is logged and answered with the first element, in an empty vector with an object of
+   /// A bad index, or a place that is null, is logged and answered with the first element, in an empty vector with an object of
    /// the first registered class. An empty vector without a registered class has no answer and throws
    /// `std::out_of_range`.
    virtual T& operator[](unsigned index) { return const_cast<T&>(std::as_const(*this)[index]); }
@@ -203,17 +218,21 @@ private:
    const T& standIn() const;
 
    std::vector<T*> m_vector;
+   mutable std::unique_ptr<T> m_standIn;
 };
 
 template <class T>
 const T& ZqXmlVariableVectorType<T>::standIn() const
 {
-   for (const auto& [token, creator] : this->creatorMap())
+   const auto& creators = this->creatorMap();
+   for (auto place = creators.begin(); place != creators.end() && !m_standIn; ++place)
    {
-      static const std::unique_ptr<ZqXmlObject> made(creator());
-      if (const T* element = dynamic_cast<const T*>(made.get()))
-         return *element;
+      std::unique_ptr<ZqXmlObject> made(place->second());
+      if (dynamic_cast<T*>(made.get()) != nullptr)
+         m_standIn.reset(dynamic_cast<T*>(made.release()));
    }
+   if (m_standIn)
+      return *m_standIn;
    throw std::out_of_range("ZqXmlVariableVectorType: an empty vector without creators was indexed");
 }
 
@@ -256,13 +275,13 @@ bool ZqXmlVariableVectorType<T>::erase(unsigned index)
          BOOST_CURRENT_FUNCTION, index);
       return false;
    }
-   return erase(index, index + 1);
+   return ZqXmlVariableVectorType::erase(index, index + 1);
 }
 
 template <class T>
 bool ZqXmlVariableVectorType<T>::erase(unsigned first, unsigned last)
 {
-   if (first > last || last > m_vector.size())
+   if (first >= m_vector.size() || first > last || last > m_vector.size())
    {
       Zq::Print::instance().write(
          Zq::Rejected,

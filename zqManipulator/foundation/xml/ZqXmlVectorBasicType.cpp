@@ -6,11 +6,12 @@
 #include "zqManipulator/foundation/xml/ZqXmlWriter.h"
 
 template <class T>
-bool ZqXmlVectorBasicType<T>::read(ZqXmlReader& reader)
+bool ZqXmlValueVector<T>::read(ZqXmlReader& reader)
 {
    if (!ZqXmlObject::read(reader))
       return false;
    m_values.clear();
+   reader.reportUnknownAttributes("a vector of values");
    if (reader.nodeKind() == ZqXmlReader::EmptyTag)
       return true;
    const unsigned kind = reader.nextNode();
@@ -34,7 +35,7 @@ bool ZqXmlVectorBasicType<T>::read(ZqXmlReader& reader)
 }
 
 template <class T>
-bool ZqXmlVectorBasicType<T>::write(ZqXmlWriter& writer) const
+bool ZqXmlValueVector<T>::write(ZqXmlWriter& writer) const
 {
    for (const T& value : m_values)
       if (!ZqXmlLeaf::write(writer, value))
@@ -43,12 +44,12 @@ bool ZqXmlVectorBasicType<T>::write(ZqXmlWriter& writer) const
 }
 
 template <class T>
-void ZqXmlVectorBasicType<T>::writeSchema(ZqXmlSchema& schema) const
+void ZqXmlValueVector<T>::writeSchema(ZqXmlSchema& schema) const
 {
    // A value of several words is a list already.
    schema.addTextList(ZqXmlText<T>::words > 1 ? "double" : ZqXmlText<T>::schemaType);
 }
 
-template class ZqXmlVectorBasicType<ZqReal>;
-template class ZqXmlVectorBasicType<ZqU32>;
-template class ZqXmlVectorBasicType<ZqVector>;
+template class ZqXmlValueVector<ZqReal>;
+template class ZqXmlValueVector<ZqU32>;
+template class ZqXmlValueVector<ZqVector>;

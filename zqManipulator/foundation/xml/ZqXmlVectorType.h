@@ -16,6 +16,7 @@ template <class T>
 class ZqXmlVectorType : public ZqXmlObject
 {
 public:
+   static_assert(!std::is_same_v<T, bool>, "a vector of bool holds ZqXmlBasicType<bool>");
    using value_type = T;
 
    ZqXmlVectorType() = default;
@@ -38,7 +39,8 @@ public:
       m_vector.clear();
       return ZqXmlList::read(
          reader,
-         {"ZqXmlVectorType", "array size", &m_vector,
+         {"ZqXmlVectorType Error: array size not equal to attribute value -- ",
+          "ZqXmlVectorType Error: XML parser should be in data mode\n", &m_vector,
           [](void* list, std::size_t count) { static_cast<std::vector<T>*>(list)->reserve(count); },
           [](void* list, ZqXmlReader& source)
           { return ZqXmlValue::read(source, static_cast<std::vector<T>*>(list)->emplace_back()); },

@@ -3,8 +3,7 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/tokens/ZqFoundationTokens.h"
 #include "zqManipulator/foundation/tokens/ZqManipTokens.h"
-
-#include <boost/core/demangle.hpp>
+#include "zqManipulator/foundation/xml/ZqXmlSchema.h"
 
 #include <algorithm>
 #include <array>
@@ -47,6 +46,29 @@ struct OpenElement
 bool isPlain(char c)
 {
    return c >= ' ' && c != '<' && c != '>' && c != '&' && c != '"';
+}
+
+/// What stands for a character that does not stand for itself. Line ends and tabs would be changed by
+/// a parser that reads them as they stand.
+std::string_view escapeOf(char c)
+{
+   switch (c)
+   {
+   case '<':
+      return "&lt;";
+   case '>':
+      return "&gt;";
+   case '&':
+      return "&amp;";
+   case '"':
+      return "&quot;";
+   case '\n':
+      return "&#10;";
+   case '\r':
+      return "&#13;";
+   default:
+      return "&#9;";
+   }
 }
 
 /// The bytes of the UTF-8 sequence at the front of the text; 0 when there is no valid one.
@@ -101,6 +123,7 @@ struct ZqXmlWriter::State
    ZqString names; ///< the qualified names of the open elements, one after the other
    std::vector<std::pair<ZqString, ZqString>> bindings; ///< URI and prefix, the innermost last
    ZqString rootUri;
+   bool hasRoot = false;
    bool tagOpen = false; ///< the ">" of the last start tag is still to come
    bool inAttribute = false;
    ZqString attribute;
@@ -109,6 +132,8 @@ struct ZqXmlWriter::State
 
    void fail(const ZqString& what);
    void handOver(bool flush = false);
+   std::size_t nextCharacter(std::string_view text);
+   void appendChecked(std::string_view text);
    void appendEscaped(std::string_view text);
    void closeTag();
    void newLine(std::size_t level);
@@ -150,49 +175,53 @@ void ZqXmlWriter::State::handOver(bool flush)
       fail("the output takes no more");
 }
 
-/// Text that XML cannot carry (control characters, bytes that are no UTF-8) is a failure.
+/// The bytes of the next character of a text, which XML can carry as it stands or escaped; 0, and a
+/// failure, for a control character or bytes that are no UTF-8.
+std::size_t ZqXmlWriter::State::nextCharacter(std::string_view text)
+{
+   const char c = text.front();
+   const std::size_t length = sequenceLength(text);
+   if (length == 0)
+      fail("a text holds bytes that are no UTF-8");
+   else if (length == 1 && c >= 0 && c < ' ' && c != '\n' && c != '\r' && c != '\t')
+   {
+      fail("a text holds the control character " + std::to_string(static_cast<int>(c)) +
+           ", which XML cannot carry");
+      return 0;
+   }
+   return length;
+}
+
+void ZqXmlWriter::State::appendChecked(std::string_view text)
+{
+   while (!text.empty())
+   {
+      const std::size_t length = nextCharacter(text);
+      if (length == 0)
+         return;
+      out += text.substr(0, length);
+      text.remove_prefix(length);
+   }
+}
+
 void ZqXmlWriter::State::appendEscaped(std::string_view text)
 {
    while (!text.empty())
    {
       // A run of plain characters is appended whole.
-      std::size_t run = 0;
-      while (run < text.size() && isPlain(text[run]))
-         ++run;
+      const auto* end = std::find_if_not(text.data(), text.data() + text.size(), isPlain);
+      const auto run = static_cast<std::size_t>(end - text.data());
       out += text.substr(0, run);
       text.remove_prefix(run);
       if (text.empty())
          return;
-      const char c = text.front();
-      const std::size_t length = sequenceLength(text);
+      const std::size_t length = nextCharacter(text);
       if (length == 0)
-      {
-         fail("a text holds bytes that are no UTF-8");
          return;
-      }
       if (length > 1)
          out += text.substr(0, length);
-      else if (c == '<')
-         out += "&lt;";
-      else if (c == '>')
-         out += "&gt;";
-      else if (c == '&')
-         out += "&amp;";
-      else if (c == '"')
-         out += "&quot;";
-      // Line ends and tabs would be changed by a parser that reads them as they stand.
-      else if (c == '\n')
-         out += "&#10;";
-      else if (c == '\r')
-         out += "&#13;";
-      else if (c == '\t')
-         out += "&#9;";
       else
-      {
-         fail("a text holds the control character " + std::to_string(static_cast<int>(c)) +
-              ", which XML cannot carry");
-         return;
-      }
+         out += escapeOf(text.front());
       text.remove_prefix(length);
    }
 }
@@ -217,7 +246,7 @@ void ZqXmlWriter::State::appendAttribute(std::string_view key, std::string_view 
    out += ' ';
    out += key;
    out += "=\"";
-   out += value;
+   appendEscaped(value);
    out += '"';
 }
 
@@ -233,7 +262,15 @@ void ZqXmlWriter::State::appendProlog()
       out += "\"?>";
    }
    if (!header.empty())
-      out += "\n<!-- " + header + " -->";
+   {
+      // Two dashes would end the comment.
+      ZqString text = header;
+      for (auto at = text.find("--"); at != ZqString::npos; at = text.find("--", at))
+         text.replace(at, 2, "- -");
+      out += "\n<!-- ";
+      appendChecked(text);
+      out += " -->";
+   }
    newLine(0);
 }
 
@@ -276,8 +313,13 @@ void ZqXmlWriter::State::startElement(std::string_view uri, std::string_view loc
    if (out.size() >= flushBytes)
       handOver();
    const bool isRoot = open.empty();
+   if (isRoot && hasRoot)
+      fail("a second root element");
    if (isRoot)
+   {
+      hasRoot = true;
       appendProlog();
+   }
    else
    {
       open.back().hasChild = true;
@@ -341,6 +383,11 @@ void ZqXmlWriter::writeStartTagUsingParentNamespace(const ZqToken& token)
 void ZqXmlWriter::setAttributeName(const ZqToken& token)
 {
    State& s = *m_state;
+   if (!s.tagOpen)
+   {
+      fail("an attribute behind the start tag");
+      return;
+   }
    ZqString declaration;
    s.attribute.clear();
    if (!token.namespaceUri().empty())
@@ -405,11 +452,7 @@ const ZqString& ZqXmlWriter::header() const
 
 void ZqXmlWriter::setHeader(const ZqString& header)
 {
-   // Two dashes would end the comment.
-   State& s = *m_state;
-   s.header = header;
-   for (auto at = s.header.find("--"); at != ZqString::npos; at = s.header.find("--", at))
-      s.header.replace(at, 2, "- -");
+   m_state->header = header;
 }
 
 const ZqString& ZqXmlWriter::styleSheet() const
@@ -449,12 +492,7 @@ void ZqXmlWriter::setLanguageSelection(LANGUAGE language)
 
 ZqString ZqXmlWriter::type(const std::type_info& info) const
 {
-   ZqString name = boost::core::demangle(info.name());
-   for (char& c : name)
-      if (c != '_' && c != '-' && c != '.' && (c < '0' || c > '9') && (c < 'A' || c > 'Z') &&
-          (c < 'a' || c > 'z'))
-         c = '.';
-   return name;
+   return ZqXmlSchema::typeName(info);
 }
 
 void ZqXmlWriter::data(const ZqString& text)
@@ -462,14 +500,15 @@ void ZqXmlWriter::data(const ZqString& text)
    State& s = *m_state;
    s.closeTag();
    s.out += "<![CDATA[";
+   // A section cannot hold its own end, so one is ended and another begun within it.
    std::string_view rest = text;
    for (auto at = rest.find("]]>"); at != std::string_view::npos; at = rest.find("]]>"))
    {
-      s.out += rest.substr(0, at + 2);
+      s.appendChecked(rest.substr(0, at + 2));
       s.out += "]]><![CDATA[";
       rest.remove_prefix(at + 2);
    }
-   s.out += rest;
+   s.appendChecked(rest);
    s.out += "]]>";
 }
 
