@@ -3,10 +3,10 @@
 #include "zqManipulator/foundation/xml/ZqXmlDocument.h"
 #include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
 
+#include <boost/algorithm/string/replace.hpp>
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <regex>
 #include <utility>
 
 namespace
@@ -174,8 +174,7 @@ TEST(LinkKinematicsContainer, RefusesWhatNamesNoClassOrOneThatIsNoJoint)
    ASSERT_TRUE(Zq::toXml(containerOf(Joint::defaultObject()), document));
    for (const std::string name : {"nobodyKnows", "linkKinematicsContainer"})
    {
-      const std::string changed =
-         std::regex_replace(document, std::regex("denavitHartenberg"), name);
+      const std::string changed = boost::replace_all_copy(document, "denavitHartenberg", name);
       zqTest::LogCapture log;
       Container refused;
       EXPECT_FALSE(Zq::fromXml(refused, changed));

@@ -198,6 +198,18 @@ inline std::string written(const ZqXmlObject& object, bool writeDefaults = true)
    return Zq::toXml(object, document, writeDefaults) ? document : "not written";
 }
 
+/// The document without line ends and indentation.
+inline std::string onOneLine(const ZqXmlObject& object)
+{
+   std::ostringstream stream;
+   {
+      ZqXmlWriter writer("(test)", stream);
+      writer.setIndent(-1);
+      Zq::write(object, writer);
+   }
+   return stream.str();
+}
+
 /// Without a message, into an equal object that is written in the same way.
 template <class T>
 void expectRoundTrip(const T& object, bool writeDefaults = true)

@@ -4,8 +4,6 @@
 #include "zqManipulator/foundation/xml/ZqXmlVariableSharedElementType.h"
 #include "zqManipulator/foundation/xml/ZqXmlVector.h"
 
-#include <regex>
-
 using namespace zqTest;
 
 namespace
@@ -28,7 +26,7 @@ public:
 /// The element between the root's tags, without the white space that lays the document out.
 std::string content(const ZqXmlObject& object)
 {
-   std::string text = std::regex_replace(written(object), std::regex("\\n *"), "");
+   std::string text = onOneLine(object);
    text.erase(0, text.find("?>") + 2);
    const auto rootEnd = text.find('>');
    const auto begin = std::min(text.find(" count="), text.find_last_not_of("/>", rootEnd) + 1);
