@@ -247,7 +247,7 @@ TEST(DenavitHartenberg, UnknownTypesAreReportedAndLeaveTheResult)
             const bool isReported = !knowsDhType || jointTypeIsReported;
             EXPECT_EQ(log.text(),
                       isReported ? "ZqDenavitHartenberg::" + operation + "() " + fault + "\n" : "");
-            EXPECT_TRUE(log.empty() || log.messages()[0].type == Zq::Print::Rejected);
+            EXPECT_TRUE(log.empty() || log.messages()[0].type == Zq::Rejected);
             log.clear();
          };
          Joint joint = zqTest::randomJoint(random, jointType, dhType);

@@ -64,7 +64,7 @@ TEST(LinkKinematicsContainer, WithoutAJointAnswersNeutrally)
 
    empty.setPrimaryFrame(frame);
    ASSERT_EQ(log.size(), 1U);
-   EXPECT_EQ(log.messages()[0].type, Zq::Print::Rejected);
+   EXPECT_EQ(log.messages()[0].type, Zq::Rejected);
    EXPECT_EQ(log.messages()[0].text,
              "ZqLinkKinematicsContainer::setPrimaryFrame-->Null container\n");
    EXPECT_EQ(empty, Container());

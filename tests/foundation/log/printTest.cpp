@@ -22,21 +22,21 @@ TEST(Print, MessagesOfAnyLengthArriveWhole)
    for (const std::size_t size : {0U, 1U, 509U, 510U, 511U, 512U, 513U, 100000U})
    {
       const std::string text(size, 'x');
-      print().write(Zq::Print::Rejected, "<%s>", text.c_str());
+      print().write(Zq::Rejected, "<%s>", text.c_str());
       ASSERT_EQ(log.messages().back().text, "<" + text + ">");
    }
-   print().write(Zq::Print::XmlFault, nullptr);
+   print().write(Zq::XmlFault, nullptr);
    EXPECT_EQ(log.size(), 8U);
 }
 
 TEST(Print, ThresholdDropsTheLessSevere)
 {
    zqTest::LogCapture log;
-   print().setThreshold(Zq::Print::Rejected);
-   print().write(Zq::Print::XmlFault, "%d", 3);
-   print().write(Zq::Print::Oddity, "%d", 5);
-   print().ostream(Zq::Print::Oddity, "f()") << "five\n";
-   print().write(Zq::Print::Rejected, "%d", 4);
+   print().setThreshold(Zq::Rejected);
+   print().write(Zq::XmlFault, "%d", 3);
+   print().write(Zq::Oddity, "%d", 5);
+   print().ostream(Zq::Oddity, "f()") << "five\n";
+   print().write(Zq::Rejected, "%d", 4);
    EXPECT_EQ(log.text(), "3\n4\n");
    EXPECT_EQ(log.messages()[0].type, 3U);
    EXPECT_EQ(log.messages()[1].type, 4U);
@@ -45,16 +45,16 @@ TEST(Print, ThresholdDropsTheLessSevere)
 TEST(Print, StreamDeliversLinesInOrder)
 {
    zqTest::LogCapture log;
-   print().ostream(Zq::Print::XmlFault, "read()") << "one " << 1 << "\ntwo " << std::hex << 255;
+   print().ostream(Zq::XmlFault, "read()") << "one " << 1 << "\ntwo " << std::hex << 255;
    EXPECT_EQ(log.text(), "read(): one 1\n");
-   print().write(Zq::Print::Rejected, "three");
+   print().write(Zq::Rejected, "three");
    // A state that a caller leaves behind in the stream does not reach the next message.
-   std::ostream& stream = print().ostream(Zq::Print::Oddity, "");
+   std::ostream& stream = print().ostream(Zq::Oddity, "");
    stream << 255 << std::flush;
    stream.setstate(std::ios::failbit);
-   print().ostream(Zq::Print::Oddity, "") << std::setw(4) << 7;
-   print().ostream(Zq::Print::Rejected, "last") << "";
-   print().write(Zq::Print::Rejected, "end");
+   print().ostream(Zq::Oddity, "") << std::setw(4) << 7;
+   print().ostream(Zq::Rejected, "last") << "";
+   print().write(Zq::Rejected, "end");
    EXPECT_EQ(log.text(), "read(): one 1\nread(): two ff\nthree\n255\n   7\nend\n");
    EXPECT_EQ(log.messages()[1].type, 3U);
    EXPECT_EQ(log.messages()[4].type, 5U);
@@ -63,9 +63,9 @@ TEST(Print, StreamDeliversLinesInOrder)
 TEST(Print, EachThreadStreamsItsOwnLines)
 {
    zqTest::LogCapture log;
-   print().ostream(Zq::Print::Rejected, "main") << "half";
-   std::thread([] { print().ostream(Zq::Print::Oddity, "thread") << "whole, at its end"; }).join();
-   print().ostream(Zq::Print::Rejected, "").flush();
+   print().ostream(Zq::Rejected, "main") << "half";
+   std::thread([] { print().ostream(Zq::Oddity, "thread") << "whole, at its end"; }).join();
+   print().ostream(Zq::Rejected, "").flush();
    EXPECT_EQ(log.text(), "thread: whole, at its end\nmain: half\n");
 }
 
@@ -79,17 +79,17 @@ TEST(Print, SinkMayThrowLogAndReplaceItself)
       {
          if (++calls == 1)
             throw std::runtime_error("sink");
-         print().write(Zq::Print::Rejected, "from within the sink");
+         print().write(Zq::Rejected, "from within the sink");
          print().setSink(capture);
       });
    testing::internal::CaptureStderr();
    for (const char* text : {"dropped", "replaces the sink", "captured"})
-      print().write(Zq::Print::Rejected, "%s", text);
+      print().write(Zq::Rejected, "%s", text);
    EXPECT_EQ(calls, 2);
    EXPECT_EQ(log.text(), "captured\n");
    // The default sink ends each message with one line feed.
    print().setSink({});
-   print().write(Zq::Print::Rejected, "with its own\n");
+   print().write(Zq::Rejected, "with its own\n");
    EXPECT_EQ(testing::internal::GetCapturedStderr(), "from within the sink\nwith its own\n");
 }
 } // namespace

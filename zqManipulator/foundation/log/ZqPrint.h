@@ -39,7 +39,6 @@ public:
    /// dropped, and what it logs itself goes to standard error.
    using Sink = std::function<void(unsigned type, std::string_view text)>;
 
-   using enum PrintType;
    /// The threshold that lets every message through; the default.
    static constexpr unsigned everything = 0xFFFFFFFF;
 

@@ -163,9 +163,8 @@ bool saveInPlace(const ZqXmlObject& object, const ZqString& fileName, bool write
    const bool written = writeTo(descriptor, object, fileName, writeDefaults);
    return (::close(descriptor) == 0 || reject("the file cannot be closed", fileName)) && written;
 }
-} // namespace
 
-bool Zq::read(ZqXmlObject& object, ZqXmlReader& reader)
+bool readDocument(ZqXmlObject& object, ZqXmlReader& reader)
 {
    unsigned kind = reader.nextNode();
    if (!ZqXmlReader::isStart(kind))
@@ -185,6 +184,39 @@ bool Zq::read(ZqXmlObject& object, ZqXmlReader& reader)
    return kind == ZqXmlReader::EndOfInput && !reader.failed();
 }
 
+bool writeDocument(const ZqXmlObject& object, ZqXmlWriter& writer)
+{
+   writer.writeStartTag(object.token());
+   const bool written = object.write(writer);
+   if (written)
+      writer.writeEndTag();
+   else
+      writer.fail("the object was not written");
+   return writer.flush() && written;
+}
+
+/// The result of the work; false, with a message, when memory runs out.
+template <class Work>
+bool unlessOutOfMemory(const char* operation, Work work)
+{
+   try
+   {
+      return work();
+   }
+   catch (const std::bad_alloc&)
+   {
+      Zq::Print::instance().write(Zq::Rejected, "%s Error: no memory for the document.\n",
+                                  operation);
+      return false;
+   }
+}
+} // namespace
+
+bool Zq::read(ZqXmlObject& object, ZqXmlReader& reader)
+{
+   return unlessOutOfMemory("Zq::read", [&] { return readDocument(object, reader); });
+}
+
 bool Zq::load(ZqXmlObject& object, const ZqString& fileName)
 {
    ZqXmlReader reader(fileName);
@@ -201,13 +233,7 @@ bool Zq::fromXml(ZqXmlObject& object, std::string_view document)
 
 bool Zq::write(const ZqXmlObject& object, ZqXmlWriter& writer)
 {
-   writer.writeStartTag(object.token());
-   const bool written = object.write(writer);
-   if (written)
-      writer.writeEndTag();
-   else
-      writer.fail("the object was not written");
-   return writer.flush() && written;
+   return unlessOutOfMemory("Zq::write", [&] { return writeDocument(object, writer); });
 }
 
 bool Zq::toXml(const ZqXmlObject& object, ZqString& document, bool writeDefaults)

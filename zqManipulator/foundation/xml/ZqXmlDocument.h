@@ -8,7 +8,8 @@ class ZqXmlObject;
 class ZqXmlReader;
 class ZqXmlWriter;
 
-/// Whole documents: an object in a root element that bears the object's token.
+/// Whole documents: an object in a root element that bears the object's token. When memory runs out, the
+/// answer is false, with a message.
 namespace Zq
 {
 /// Reads a document. True only when all of it is well formed, its root is of the object's token, and
