@@ -6,10 +6,13 @@
 namespace
 {
 thread_local std::size_t allocations = 0;
+thread_local std::size_t untilFailure = 0; ///< 0 when none is to fail
 
 void* allocate(std::size_t size, std::size_t alignment) noexcept
 {
    ++allocations;
+   if (untilFailure > 0 && --untilFailure == 0)
+      return nullptr;
    // aligned_alloc wants a size that is a multiple of the alignment.
    const std::size_t rounded = (size + alignment) / alignment * alignment;
    return alignment <= alignof(std::max_align_t) ? std::malloc(rounded)
@@ -32,6 +35,21 @@ AllocationCount::AllocationCount() : m_start(allocations) {}
 std::size_t AllocationCount::count() const
 {
    return allocations - m_start;
+}
+
+FailingAllocation::FailingAllocation(std::size_t n)
+{
+   untilFailure = n;
+}
+
+FailingAllocation::~FailingAllocation()
+{
+   untilFailure = 0;
+}
+
+bool FailingAllocation::happened() const
+{
+   return untilFailure == 0;
 }
 } // namespace zqTest
 

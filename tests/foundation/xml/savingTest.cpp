@@ -1,3 +1,4 @@
+#include "support/allocationCount.h"
 #include "support/randomValues.h"
 #include "support/xmlSamples.h"
 #include "zqManipulator/foundation/xml/ZqXmlWriter.h"
@@ -165,6 +166,35 @@ TEST_F(Saving, AProcessThatIsKilledLeavesTheOldOrTheNewFile)
       EXPECT_TRUE(WIFSIGNALED(end(child)));
       const std::string bytes = bytesOf(file);
       EXPECT_TRUE(bytes == versions[0] || bytes == versions[1]) << bytes.size();
+   }
+}
+
+// Each allocation in turn fails: the answer is then false, the file that was there stays or is the new
+// one, and nothing is left beside it. A message cannot be logged without memory and may be missing.
+TEST_F(Saving, EveryAllocationMayFail)
+{
+   const LogCapture log;
+   ZqXmlVectorType<ZqDenavitHartenberg> joints(2);
+   joints[1] = ZqDenavitHartenberg::defaultObject();
+   ASSERT_TRUE(Zq::save(joints, file));
+   const std::string document = bytesOf(file);
+   for (const bool isLoading : {true, false})
+   {
+      bool happened = true;
+      for (std::size_t n = 1; happened; ++n)
+      {
+         ZqXmlVectorType<ZqDenavitHartenberg> read;
+         bool succeeded = false;
+         {
+            const FailingAllocation failing(n);
+            succeeded = isLoading ? Zq::load(read, file) : Zq::save(joints, file);
+            happened = failing.happened();
+         }
+         EXPECT_TRUE(succeeded || happened) << n;
+         EXPECT_TRUE(!isLoading || !succeeded || read == joints) << n;
+         ASSERT_EQ(bytesOf(file), document) << n;
+         ASSERT_EQ(filesInFolder(), 1U) << n;
+      }
    }
 }
 

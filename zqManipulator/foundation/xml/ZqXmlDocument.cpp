@@ -87,14 +87,34 @@ bool reject(const ZqString& what, const ZqString& fileName)
    return false;
 }
 
+/// The result of the work; false, with a message, when memory runs out.
+template <class Work>
+bool unlessOutOfMemory(const char* operation, Work work)
+{
+   try
+   {
+      return work();
+   }
+   catch (const std::bad_alloc&)
+   {
+      Zq::Print::instance().write(Zq::Rejected, "%s Error: no memory for the document.\n",
+                                  operation);
+      return false;
+   }
+}
+
 bool writeTo(int descriptor, const ZqXmlObject& object, const ZqString& fileName,
              bool writeDefaults)
 {
-   DescriptorBuffer buffer(descriptor);
-   std::ostream stream(&buffer);
-   ZqXmlWriter writer(fileName, stream);
-   writer.setWriteDefaultDataFlag(writeDefaults);
-   return Zq::write(object, writer);
+   return unlessOutOfMemory("Zq::save",
+                            [&]
+                            {
+                               DescriptorBuffer buffer(descriptor);
+                               std::ostream stream(&buffer);
+                               ZqXmlWriter writer(fileName, stream);
+                               writer.setWriteDefaultDataFlag(writeDefaults);
+                               return Zq::write(object, writer);
+                            });
 }
 
 /// The file that a name stands for once links are followed, also a link to a file that is not there.
@@ -164,6 +184,28 @@ bool saveInPlace(const ZqXmlObject& object, const ZqString& fileName, bool write
    return (::close(descriptor) == 0 || reject("the file cannot be closed", fileName)) && written;
 }
 
+/// To a new file beside the target that then takes its name.
+bool saveBeside(const ZqXmlObject& object, const ZqString& fileName, bool writeDefaults)
+{
+   const ZqString target = followed(fileName);
+   ZqString temporary;
+   const int descriptor = makeBeside(target, temporary);
+   if (descriptor < 0)
+      return reject("no file can be made beside the target", fileName);
+   bool written = writeTo(descriptor, object, fileName, writeDefaults);
+   if (written && (!takeOver(descriptor, target) || ::fsync(descriptor) != 0))
+      written = reject("the disk takes no more", fileName);
+   if (::close(descriptor) != 0 && written)
+      written = reject("the file cannot be closed", fileName);
+   if (written && ::rename(temporary.c_str(), target.c_str()) != 0)
+      written = reject("the file cannot be replaced", fileName);
+   if (!written)
+      ::unlink(temporary.c_str());
+   else
+      syncFolderOf(target);
+   return written;
+}
+
 bool readDocument(ZqXmlObject& object, ZqXmlReader& reader)
 {
    unsigned kind = reader.nextNode();
@@ -194,22 +236,6 @@ bool writeDocument(const ZqXmlObject& object, ZqXmlWriter& writer)
       writer.fail("the object was not written");
    return writer.flush() && written;
 }
-
-/// The result of the work; false, with a message, when memory runs out.
-template <class Work>
-bool unlessOutOfMemory(const char* operation, Work work)
-{
-   try
-   {
-      return work();
-   }
-   catch (const std::bad_alloc&)
-   {
-      Zq::Print::instance().write(Zq::Rejected, "%s Error: no memory for the document.\n",
-                                  operation);
-      return false;
-   }
-}
 } // namespace
 
 bool Zq::read(ZqXmlObject& object, ZqXmlReader& reader)
@@ -219,16 +245,24 @@ bool Zq::read(ZqXmlObject& object, ZqXmlReader& reader)
 
 bool Zq::load(ZqXmlObject& object, const ZqString& fileName)
 {
-   ZqXmlReader reader(fileName);
-   return read(object, reader);
+   return unlessOutOfMemory("Zq::load",
+                            [&]
+                            {
+                               ZqXmlReader reader(fileName);
+                               return read(object, reader);
+                            });
 }
 
 bool Zq::fromXml(ZqXmlObject& object, std::string_view document)
 {
-   TextBuffer buffer(document);
-   std::istream stream(&buffer);
-   ZqXmlReader reader(stream, "(text)");
-   return read(object, reader);
+   return unlessOutOfMemory("Zq::fromXml",
+                            [&]
+                            {
+                               TextBuffer buffer(document);
+                               std::istream stream(&buffer);
+                               ZqXmlReader reader(stream, "(text)");
+                               return read(object, reader);
+                            });
 }
 
 bool Zq::write(const ZqXmlObject& object, ZqXmlWriter& writer)
@@ -238,36 +272,27 @@ bool Zq::write(const ZqXmlObject& object, ZqXmlWriter& writer)
 
 bool Zq::toXml(const ZqXmlObject& object, ZqString& document, bool writeDefaults)
 {
-   std::ostringstream stream;
-   bool written = false;
-   {
-      ZqXmlWriter writer("(text)", stream);
-      writer.setWriteDefaultDataFlag(writeDefaults);
-      written = write(object, writer);
-   }
-   document = written ? std::move(stream).str() : ZqString();
-   return written;
+   document.clear();
+   return unlessOutOfMemory("Zq::toXml",
+                            [&]
+                            {
+                               std::ostringstream stream;
+                               ZqXmlWriter writer("(text)", stream);
+                               writer.setWriteDefaultDataFlag(writeDefaults);
+                               const bool written = write(object, writer);
+                               if (written)
+                                  document = std::move(stream).str();
+                               return written;
+                            });
 }
 
 bool Zq::save(const ZqXmlObject& object, const ZqString& fileName, bool writeDefaults)
 {
-   if (isSpecial(fileName))
-      return saveInPlace(object, fileName, writeDefaults);
-   const ZqString target = followed(fileName);
-   ZqString temporary;
-   const int descriptor = makeBeside(target, temporary);
-   if (descriptor < 0)
-      return reject("no file can be made beside the target", fileName);
-   bool written = writeTo(descriptor, object, fileName, writeDefaults);
-   if (written && (!takeOver(descriptor, target) || ::fsync(descriptor) != 0))
-      written = reject("the disk takes no more", fileName);
-   if (::close(descriptor) != 0 && written)
-      written = reject("the file cannot be closed", fileName);
-   if (written && ::rename(temporary.c_str(), target.c_str()) != 0)
-      written = reject("the file cannot be replaced", fileName);
-   if (!written)
-      ::unlink(temporary.c_str());
-   else
-      syncFolderOf(target);
-   return written;
+   return unlessOutOfMemory("Zq::save",
+                            [&]
+                            {
+                               return isSpecial(fileName)
+                                         ? saveInPlace(object, fileName, writeDefaults)
+                                         : saveBeside(object, fileName, writeDefaults);
+                            });
 }
