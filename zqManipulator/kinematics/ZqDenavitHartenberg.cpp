@@ -273,16 +273,21 @@ ZqVector ZqDenavitHartenberg::jointAxis(Family family) const
                                  : ZqVector(0.0, 0.0, 1.0);
 }
 
-/// The motion per unit joint velocity of a joint of known types.
-ZqGeneralMotion ZqDenavitHartenberg::unitMotion(Family family) const
+/// Becomes the motion of a joint of known types at this velocity.
+void ZqDenavitHartenberg::setToMotion(ZqGeneralMotion& motion, Family family, ZqReal velocity) const
 {
+   const ZqVector axis = jointAxis(family);
    if (m_jointType == Prismatic)
-      return {jointAxis(family), ZqVector()};
+   {
+      motion.setLinear(axis * velocity);
+      motion.setAngular(ZqVector());
+      return;
+   }
    // The origin of a Paul joint swings about the axis with radius a.
-   const ZqVector swing = family == Family::Paul
-                             ? ZqVector(0.0, m_a * m_alpha.cos(), -m_a * m_alpha.sin())
-                             : ZqVector();
-   return {swing, jointAxis(family)};
+   motion.setLinear(family == Family::Paul ? ZqVector(0.0, m_a * m_alpha.cos() * velocity,
+                                                      -m_a * m_alpha.sin() * velocity)
+                                           : ZqVector());
+   motion.setAngular(axis * velocity);
 }
 
 void ZqDenavitHartenberg::getUnitFrameMotion(ZqGeneralMotion& motion, ZqReal) const
@@ -299,7 +304,7 @@ void ZqDenavitHartenberg::getUnitFrameMotion(ZqGeneralMotion& motion, ZqReal) co
          reject("ZqDenavitHartenberg::getUnitFrameMotion() bad joint type:\n");
       return;
    }
-   motion = unitMotion(type);
+   setToMotion(motion, type, 1.0);
 }
 
 const ZqGeneralMotion& ZqDenavitHartenberg::calculateVelocity(ZqReal jointPosition,
@@ -323,7 +328,7 @@ const ZqGeneralMotion& ZqDenavitHartenberg::calculateAcceleration(ZqReal, ZqReal
    }
    else
    {
-      m_currentAcceleration = unitMotion(type) * jointAcceleration;
+      setToMotion(m_currentAcceleration, type, jointAcceleration);
       // The origin of a Paul joint swings on radius a and is drawn towards the axis.
       if (type == Family::Paul && m_jointType == Rotational)
          m_currentAcceleration.setScalarValue(0, -m_a * jointVelocity * jointVelocity);

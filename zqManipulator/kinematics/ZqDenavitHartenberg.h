@@ -128,7 +128,7 @@ private:
    bool hasUnknownJointType() const { return m_jointType > Prismatic; }
    ZqCoordinateSystemTransformation takePrecursor();
    ZqVector jointAxis(Family family) const;
-   ZqGeneralMotion unitMotion(Family family) const;
+   void setToMotion(ZqGeneralMotion& motion, Family family, ZqReal velocity) const;
 
    ZqXmlEnumType<ZqU32> m_jointType;
    ZqXmlEnumType<ZqU32> m_dhType;

@@ -115,7 +115,7 @@ public:
    {
       // The rounding of one normalisation leaves the squared norm within 6 epsilon of one.
       constexpr ZqReal unitTolerance = 8.0 * std::numeric_limits<ZqReal>::epsilon();
-      const ZqReal squared = w() * w() + vectorPart().magSquared();
+      const ZqReal squared = (w() * w() + x() * x()) + (y() * y() + z() * z());
       if (std::abs(squared - 1.0) <= unitTolerance)
          return true;
       const bool isZero = *this == ZqOrientation(0.0, 0.0, 0.0, 0.0);
