@@ -83,3 +83,37 @@ protected:
 
    Pointer m_element;
 };
+
+/// What the two containers of at most one element share that hand it out under the name `element`.
+/// Derived states its class token and its name, which messages bear.
+template <class Derived, class T, class Pointer>
+class ZqXmlElementType : public ZqXmlSingleVariableType<T, Pointer>
+{
+public:
+   ZqXmlObject* clone() const override { return new Derived(static_cast<const Derived&>(*this)); }
+   bool equality(const ZqXmlObject* other) const override
+   {
+      const auto* same = dynamic_cast<const Derived*>(other);
+      return same != nullptr && static_cast<const Derived&>(*this) == *same;
+   }
+   ZqXmlObject* newObject() const override { return new Derived(); }
+   const ZqToken& token() const override { return Derived::classToken(); }
+   bool readValueFromToken(const ZqToken& token, ZqXmlReader& reader) override
+   {
+      return this->readSingle(token, reader, Derived::className,
+                              [this](T* made) { setAndDeleteElementPointer(made); });
+   }
+
+   /// Null when there is no element.
+   virtual T* element() { return this->m_element.get(); }
+   virtual const T* element() const { return this->m_element.get(); }
+   /// Holds a clone.
+   virtual void setElement(const T& element)
+   {
+      setAndDeleteElementPointer(ZqXmlClonePointer<T>::copyOf(&element));
+   }
+   /// Takes ownership, of null too; what was held before is released.
+   virtual void setAndDeleteElementPointer(T* element) { this->m_element.reset(element); }
+
+   bool operator==(const ZqXmlElementType&) const = default;
+};
