@@ -109,6 +109,11 @@ TEST_F(Saving, KeepsLinksAndPermissions)
    EXPECT_EQ(bytesOf(target), written(Sample::odd()));
    EXPECT_EQ(fs::status(target).permissions(), permissions);
    EXPECT_EQ(filesInFolder(), 2u);
+   // The same through a link to a file that is not there.
+   fs::remove(target);
+   ASSERT_TRUE(Zq::save(Sample(), file));
+   EXPECT_TRUE(fs::is_symlink(file));
+   EXPECT_EQ(bytesOf(target), written(Sample()));
 }
 
 TEST_F(Saving, AnUnusableTargetIsAFailureWithAMessage)

@@ -355,66 +355,54 @@ bool ZqXmlCompoundType::write(ZqXmlWriter& writer) const
 
 bool ZqXmlCompoundType::writeAttributes(ZqXmlWriter& writer) const
 {
-   const bool all = writer.writeDefaultDataFlag();
-   if (const ZqXmlComponentTable* table = ownTable())
-   {
-      for (const auto* entry = table->entries; entry != table->entries + table->count; ++entry)
-      {
-         if (!entry->isAttribute || entry->isReadOnly || (!all && isDefault(*entry, *this, *table)))
-            continue;
-         writer.setAttributeName(*entry->token);
-         if (!writeEntry(*entry, *this, *table, writer))
-            return false;
-      }
-      return true;
-   }
-   const auto fresh = defaultsUnless(all);
-   for (const Registration& registration : maps().attributes.order)
-   {
-      const ZqXmlObject* fallback = Maps::defaultOf(fresh.get(), &Maps::attributes, registration);
-      if (registration.isReadOnly ||
-          (fallback != nullptr && registration.object->equality(fallback)))
-         continue;
-      writer.setAttributeName(registration.token);
-      const bool written = fallback != nullptr
-                              ? writeComponent(*registration.object, *fallback, writer)
-                              : registration.object->write(writer);
-      if (!written)
-         return false;
-   }
-   return true;
+   return writeComponents(writer, true);
 }
 
 bool ZqXmlCompoundType::writeElements(ZqXmlWriter& writer) const
 {
+   return writeComponents(writer, false);
+}
+
+/// Writes the attributes or the elements, without the read-only ones and, if so asked, the defaults.
+bool ZqXmlCompoundType::writeComponents(ZqXmlWriter& writer, bool attributes) const
+{
+   const auto begin = [&](const ZqToken& token)
+   { attributes ? writer.setAttributeName(token) : writer.writeStartTag(token); };
+   const auto end = [&]
+   {
+      if (!attributes)
+         writer.writeEndTag();
+   };
    const bool all = writer.writeDefaultDataFlag();
    if (const ZqXmlComponentTable* table = ownTable())
    {
       for (const auto* entry = table->entries; entry != table->entries + table->count; ++entry)
       {
-         if (entry->isAttribute || entry->isReadOnly || (!all && isDefault(*entry, *this, *table)))
+         if (entry->isAttribute != attributes || entry->isReadOnly ||
+             (!all && isDefault(*entry, *this, *table)))
             continue;
-         writer.writeStartTag(*entry->token);
+         begin(*entry->token);
          if (!writeEntry(*entry, *this, *table, writer))
             return false;
-         writer.writeEndTag();
+         end();
       }
       return writer.good();
    }
    const auto fresh = defaultsUnless(all);
-   for (const Registration& registration : maps().elements.order)
+   const auto kind = attributes ? &Maps::attributes : &Maps::elements;
+   for (const Registration& registration : (maps().*kind).order)
    {
-      const ZqXmlObject* fallback = Maps::defaultOf(fresh.get(), &Maps::elements, registration);
+      const ZqXmlObject* fallback = Maps::defaultOf(fresh.get(), kind, registration);
       if (registration.isReadOnly ||
           (fallback != nullptr && registration.object->equality(fallback)))
          continue;
-      writer.writeStartTag(registration.token);
+      begin(registration.token);
       const bool written = fallback != nullptr
                               ? writeComponent(*registration.object, *fallback, writer)
                               : registration.object->write(writer);
       if (!written)
          return false;
-      writer.writeEndTag();
+      end();
    }
    return writer.good();
 }

@@ -99,6 +99,7 @@ private:
    void deleteMaps() noexcept;
    Maps& maps() const;
    Maps& mapsToRegister();
+   bool writeComponents(ZqXmlWriter& writer, bool attributes) const;
    const ZqXmlComponentTable* ownTable() const;
    std::unique_ptr<const ZqXmlCompoundType> defaultsUnless(bool all) const;
    bool readUnknown(const ZqToken& token, ZqXmlReader& reader);
