@@ -1,0 +1,271 @@
+#pragma once
+
+#include "zqManipulator/actuation/ZqJointActuator.h"
+#include "zqManipulator/dynamics/ZqRigidBodyMassProperties.h"
+#include "zqManipulator/foundation/xml/ZqXmlMapType.h"
+#include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
+#include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
+#include "zqManipulator/kinematics/ZqReferenceDescription.h"
+#include "zqManipulator/tools/ZqBaseLinkIndex.h"
+
+#include <map>
+#include <memory>
+#include <vector>
+
+class ZqIndividualManipulator;
+class ZqManipulatorActivePositionState;
+class ZqStatedSystemStruct;
+
+/// One rigid body of a manipulator, with the joint that connects it to its parent and, by value, its
+/// children. The root of a tree is a `ZqIndividualManipulator`.
+///
+/// A link holds no motion: joint positions stand in a `ZqPositionState` by link index, and what follows
+/// from them is kept in the active state that every query is given. So one link answers for any number
+/// of states, from one thread at a time. A change of the model is not noticed by an active state: who
+/// changes a joint or the tree invalidates the active states in use.
+///
+/// The DH frame of a link is that of its joint (`ZqLinkKinematics`), "local" in the names of queries;
+/// masses, points and frames stand in the primary frame, which is fixed in the DH frame.
+///
+/// Since children are held by value, a pointer to a link lives until its tree changes or moves.
+class ZqManipulatorLink : public ZqXmlClass<ZqManipulatorLink>
+{
+public:
+   using ChildLinks = ZqXmlVectorType<ZqManipulatorLink>;
+   using LinkPointerVector = std::vector<ZqManipulatorLink*>;
+   using LinkPointerMap = std::map<ZqString, ZqManipulatorLink*>;
+   using MassPropertiesMap = ZqXmlMapType<ZqString, ZqRigidBodyMassProperties>;
+   using NamedPoints = ZqXmlMapType<ZqString, ZqVector>;
+   using NamedFrames = ZqXmlMapType<ZqString, ZqCoordinateSystemTransformation>;
+
+   static const ZqToken& classToken() { return ZqManip::ZqManipulatorLinkToken; }
+   static constexpr auto components()
+   {
+      using This = ZqManipulatorLink;
+      return std::tuple{
+         ZqComponent{&This::m_linkLabel, &ZqManip::ZqIdentifierToken},
+         ZqComponent{&This::m_linkKinematicsContainer, &ZqManip::ZqLinkKinematicsContainerToken},
+         ZqComponent{&This::m_childLinks, &ZqManip::ZqChildLinksToken},
+         ZqComponent{&This::m_jointActuator, &ZqManip::ZqCompositeJointActuatorToken},
+         ZqComponent{&This::m_baseMassProperties, &ZqManip::ZqMassPropertiesToken},
+         ZqComponent{&This::m_linkReferenceDescription, &ZqManip::ZqLinkReferenceDescriptionToken},
+         ZqComponent{&This::m_namedPoints, &ZqManip::ZqNamedPointsToken},
+         ZqComponent{&This::m_namedFrames, &ZqManip::ZqNamedFramesToken},
+         ZqComponent{&This::m_isConstrained, &ZqManip::ZqIsConstrainedToken},
+         ZqComponent{&This::m_massPropertiesMap, &ZqManip::ZqMassPropertiesMapToken}};
+   }
+   /// The components of the base of a manipulator, which has no joint to drive or to limit.
+   static constexpr auto componentsForBase()
+   {
+      using This = ZqManipulatorLink;
+      return std::tuple{
+         ZqComponent{&This::m_linkLabel, &ZqManip::ZqIdentifierToken},
+         ZqComponent{&This::m_linkKinematicsContainer, &ZqManip::ZqLinkKinematicsContainerToken},
+         ZqComponent{&This::m_childLinks, &ZqManip::ZqChildLinksToken},
+         ZqComponent{&This::m_baseMassProperties, &ZqManip::ZqMassPropertiesToken},
+         ZqComponent{&This::m_linkReferenceDescription, &ZqManip::ZqLinkReferenceDescriptionToken},
+         ZqComponent{&This::m_namedPoints, &ZqManip::ZqNamedPointsToken},
+         ZqComponent{&This::m_namedFrames, &ZqManip::ZqNamedFramesToken},
+         ZqComponent{&This::m_massPropertiesMap, &ZqManip::ZqMassPropertiesMapToken}};
+   }
+   bool read(ZqXmlReader& reader) override;
+
+   ZqManipulatorLink();
+   /// The copy has the parent and the index of the other link until it is given its own, and belongs to
+   /// no manipulator.
+   ZqManipulatorLink(const ZqManipulatorLink& other);
+   ZqManipulatorLink& operator=(const ZqManipulatorLink& other);
+   ~ZqManipulatorLink() override;
+   /// All but the children; this link keeps its parent and index. From itself, it empties its
+   /// children, and nothing else.
+   void copyAllButChildLinksFrom(const ZqManipulatorLink& other);
+   /// `equalForReferencing`, and equal labels.
+   bool operator==(const ZqManipulatorLink& other) const;
+   /// Whether the two links and their subtrees differ in no more than the label of the link itself.
+   bool equalForReferencing(const ZqManipulatorLink& other) const;
+
+   virtual const ZqString& linkLabel() const { return m_linkLabel; }
+   virtual void setLinkLabel(const ZqString& label);
+   /// For the link and all its descendants.
+   virtual void appendToAllLabels(const ZqString& suffix);
+   virtual const ZqLinkKinematicsContainer& linkKinematicsContainer() const
+   {
+      return m_linkKinematicsContainer;
+   }
+   virtual void setLinkKinematicsContainer(const ZqLinkKinematicsContainer& container);
+   virtual void setLinkKinematics(const ZqLinkKinematics& joint);
+
+   /// \name Tree
+   /// @{
+   virtual const ChildLinks& childLinks() const { return m_childLinks; }
+   virtual ChildLinks& childLinks() { return m_childLinks; }
+   virtual void setChildLinks(const ChildLinks& links);
+   /// Appends a copy.
+   virtual void addChild(const ZqManipulatorLink& link);
+   virtual void clearChildLinks();
+   /// Adds a copy below the link that is reached by the first child at every level.
+   virtual void addLinkToEndOfChain(const ZqManipulatorLink& link);
+   /// The same from the first descendant, depth first, that has the label. False when there is none.
+   virtual bool addLinkToChildLinkByName(const ZqManipulatorLink& link, const ZqString& label);
+   /// @}
+
+   /// The primary frame in the DH frame; the identity without a joint.
+   virtual const ZqCoordinateSystemTransformation& primaryFrame() const
+   {
+      return m_linkKinematicsContainer.primaryFrame();
+   }
+   virtual void setPrimaryFrame(const ZqCoordinateSystemTransformation& frame);
+   virtual const ZqJointActuator& jointActuator() const { return m_jointActuator; }
+   virtual void setJointActuator(const ZqJointActuator& actuator);
+
+   /// \name Masses
+   /// In the primary frame: those of the bare link (base), those added by name, and their sum.
+   /// @{
+   /// The sum, and with a scene what is attached to this link in it: the attached manipulators' own
+   /// masses, in place.
+   virtual const ZqRigidBodyMassProperties&
+   massProperties(const ZqStatedSystemStruct* stateStruct = nullptr) const;
+   /// Sets those of the bare link, and removes all that were added.
+   virtual void setMassProperties(const ZqRigidBodyMassProperties& properties);
+   virtual const ZqRigidBodyMassProperties& baseMassProperties() const
+   {
+      return m_baseMassProperties;
+   }
+   virtual void setBaseMassProperties(const ZqRigidBodyMassProperties& properties);
+   virtual const MassPropertiesMap& massPropertiesMap() const { return m_massPropertiesMap; }
+   virtual void setMassPropertiesMap(const MassPropertiesMap& map);
+   virtual void clearMassPropertiesMap();
+   virtual void addMassProperties(const ZqString& name,
+                                  const ZqRigidBodyMassProperties& properties);
+   /// False when there was none of the name.
+   virtual bool deleteMassProperties(const ZqString& name);
+   /// @}
+
+   virtual const ZqLinkReferenceDescription& linkReferenceDescription() const
+   {
+      return m_linkReferenceDescription;
+   }
+   virtual void setLinkReferenceDescription(const ZqLinkReferenceDescription& description)
+   {
+      m_linkReferenceDescription = description;
+   }
+   /// The link whose shapes this one uses: itself, or another one of the tree.
+   virtual const ZqManipulatorLink* referenceLink() const { return m_referenceLink; }
+   virtual void setReferenceLink(ZqManipulatorLink* link) { m_referenceLink = link; }
+   /// As `massProperties`, in the DH frame.
+   virtual const ZqRigidBodyMassProperties&
+   massPropertiesInDHFrame(const ZqStatedSystemStruct* stateStruct = nullptr) const;
+   virtual void updateDHMassProperties();
+   /// Null at a root.
+   virtual const ZqManipulatorLink* parentLink() const { return m_parentLink; }
+   virtual void setParentLink(ZqManipulatorLink* parent) { m_parentLink = parent; }
+   /// The place of the link's joint in states: set by `mapLinks`, until then `ZqNoLinkIndex`.
+   virtual ZqU32 linkIndex() const { return m_linkIndex; }
+   virtual void setLinkIndex(ZqU32 index) { m_linkIndex = index; }
+   /// The number of links in the subtree, this one included.
+   virtual ZqU32 subtreeLinkCount() const;
+   /// Numbers the subtree from the size of the vector on, parents before their children, and enters
+   /// each link in the vector and, by its label, in the map. Of links with one label the last is
+   /// entered, and a message says so.
+   virtual bool mapLinks(LinkPointerVector& links, LinkPointerMap& labelToLink);
+   /// The DH frame in the system. Computes what is stale of the links from the base to this one, their
+   /// primary frames with it. An index that the active state does not have is rejected with a message;
+   /// the answer is the identity. The reference is into the active state.
+   virtual const ZqCoordinateSystemTransformation&
+   dhFrameInSystem(ZqManipulatorActivePositionState& activeState) const;
+   /// The primary frame in the system, as above.
+   virtual const ZqCoordinateSystemTransformation&
+   primaryFrameInSystem(ZqManipulatorActivePositionState& activeState) const;
+   /// Appends the links without children, depth first.
+   virtual void collectLeafLinks(std::vector<const ZqManipulatorLink*>& leaves) const;
+   /// Null when the link belongs to no manipulator.
+   virtual const ZqIndividualManipulator* manipulator() const { return m_manipulator; }
+   virtual void setManipulatorPointer(ZqIndividualManipulator* manipulator)
+   {
+      m_manipulator = manipulator;
+   }
+   /// A bound (m) on the distance from the inboard frame's origin to the DH frame's over the joint's
+   /// travel; 0.0 without a joint.
+   virtual ZqReal upperBoundExtentDistance() const;
+   /// The radius (m) of a sphere about the inboard frame's origin that the origins of the subtree do
+   /// not leave. Not tight.
+   virtual ZqReal upperBoundSubmanipulatorExtentDistance() const;
+   /// Labels the subtree, parents first, by the prefix and a counter, which counts on.
+   virtual void relabelSubtree(const ZqString& prefix, ZqU32& counter);
+   virtual void scaleIndividualLinkBy(ZqReal scale);
+   /// Scales all lengths of the subtree, at constant density.
+   virtual void scaleBy(ZqReal scale);
+
+   /// \name Sharing of shapes between links
+   /// @{
+   /// Binds the subtree's references by the map of labels. A label that is not there is reported; the
+   /// link then uses itself.
+   virtual bool setLinkReferences(const LinkPointerMap& labelToLink);
+   /// Turns each link of the subtree whose shapes equal those of an earlier link into a reference.
+   /// True when any was turned.
+   virtual bool useReferencesWherePossible(const LinkPointerVector& links);
+   /// Ends a reference. False when there was nothing to take over.
+   virtual bool removeLinkReferences();
+   /// @}
+
+   /// Sets a limit of the joint of the first link of the subtree with the label. False when there is
+   /// none.
+   virtual bool setJointLimit(const ZqString& label, bool isLower, ZqReal value);
+   /// Takes mass, joint, drive, points and frames, and with `withShapes` the shapes, from another link,
+   /// for the first link of the subtree with the label. False when there is none.
+   virtual bool replaceLinkProperties(const ZqString& label, const ZqManipulatorLink& link,
+                                      bool withShapes);
+   /// Sets the masses of the link of the label in the subtree. False when there is none, and also when
+   /// it is this link itself.
+   virtual bool replaceMassProperties(const ZqString& label,
+                                      const ZqRigidBodyMassProperties& properties);
+
+   /// \name Points and frames in the primary frame
+   /// A name that is taken keeps its value, with a message.
+   /// @{
+   virtual const NamedPoints& namedPoints() const { return m_namedPoints; }
+   virtual void setNamedPoints(const NamedPoints& points) { m_namedPoints = points; }
+   virtual bool lookupNamedPoint(const ZqString& name, ZqVector& point) const;
+   virtual void addNamedPoint(const ZqString& name, const ZqVector& point);
+   virtual const NamedFrames& namedFrames() const { return m_namedFrames; }
+   virtual void setNamedFrames(const NamedFrames& frames) { m_namedFrames = frames; }
+   virtual bool lookupNamedFrame(const ZqString& name,
+                                 ZqCoordinateSystemTransformation& frame) const;
+   virtual void addNamedFrame(const ZqString& name, const ZqCoordinateSystemTransformation& frame);
+   /// @}
+
+   virtual bool isConstrained() const { return m_isConstrained; }
+   virtual void setIsConstrained(bool constrained) { m_isConstrained = constrained; }
+   /// Registers the components that the base of a manipulator has.
+   virtual void registerComponentsForBase();
+   virtual void updateMassProperties();
+
+protected:
+   /// What a failed query answers.
+   static const ZqCoordinateSystemTransformation m_theDummyTransformation;
+
+   void setParentOfChildren();
+
+private:
+   bool equalButForLabel(const ZqManipulatorLink& other) const;
+
+   // What a query of frames touches stands together.
+   ZqU32 m_linkIndex = ZqNoLinkIndex;
+   bool m_isConstrained = false;
+   ZqManipulatorLink* m_parentLink = nullptr; ///< not owned
+   ZqLinkKinematicsContainer m_linkKinematicsContainer;
+   ZqIndividualManipulator* m_manipulator = nullptr; ///< not owned
+   ZqManipulatorLink* m_referenceLink;               ///< not owned
+   ZqString m_linkLabel;
+   ChildLinks m_childLinks;
+   ZqJointActuator m_jointActuator;
+   ZqRigidBodyMassProperties m_baseMassProperties;
+   ZqRigidBodyMassProperties m_massProperties;
+   ZqRigidBodyMassProperties m_massPropertiesInDHFrame;
+   /// The result of a query with attachments, once there was one.
+   mutable std::unique_ptr<ZqRigidBodyMassProperties> m_massPropertiesWithAttachments;
+   MassPropertiesMap m_massPropertiesMap;
+   ZqLinkReferenceDescription m_linkReferenceDescription;
+   NamedPoints m_namedPoints;
+   NamedFrames m_namedFrames;
+};

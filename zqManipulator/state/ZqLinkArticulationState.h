@@ -1,0 +1,82 @@
+#pragma once
+
+#include "zqManipulator/dynamics/ZqArticulatedBodyDynamics.h"
+#include "zqManipulator/foundation/spatial/ZqGeneralMotion.h"
+
+/// What the articulated body recursion finds for one link, each with a flag that its setter raises:
+/// the articulated body of the link and its descendants and the acceleration of the DH frame, both in
+/// the axes of the DH frame, and the acceleration of the joint.
+class ZqLinkArticulationState : public ZqXmlClass<ZqLinkArticulationState>
+{
+public:
+   static const ZqToken& classToken() { return ZqManip::ZqLinkArticulationStateToken; }
+   static constexpr auto components()
+   {
+      using This = ZqLinkArticulationState;
+      return std::tuple{ZqComponent{&This::m_arbd, &ZqManip::ZqArbdToken},
+                        ZqComponent{&This::m_arbdValid, &ZqManip::ZqArbdValidToken},
+                        ZqComponent{&This::m_supplementalDhAcceleration,
+                                    &ZqManip::ZqSupplementalDhAccelerationToken},
+                        ZqComponent{&This::m_supplementalDhAccelerationValid,
+                                    &ZqManip::ZqSupplementalDhAccelerationValidToken},
+                        ZqComponent{&This::m_supplementalJointAcceleration,
+                                    &ZqManip::ZqSupplementalJointAccelerationToken},
+                        ZqComponent{&This::m_supplementalJointAccelerationValid,
+                                    &ZqManip::ZqSupplementalJointAccelerationValidToken}};
+   }
+   bool operator==(const ZqLinkArticulationState&) const = default;
+
+   virtual const ZqArticulatedBodyDynamics& arbd() const { return m_arbd; }
+   virtual void setArbd(const ZqArticulatedBodyDynamics& arbd)
+   {
+      m_arbd = arbd;
+      m_arbdValid = true;
+   }
+   virtual bool arbdValid() const { return m_arbdValid; }
+   virtual void setArbdValid(bool valid) { m_arbdValid = valid; }
+   virtual const ZqGeneralMotion& supplementalDhAcceleration() const
+   {
+      return m_supplementalDhAcceleration;
+   }
+   virtual void setSupplementalDhAcceleration(const ZqGeneralMotion& acceleration)
+   {
+      m_supplementalDhAcceleration = acceleration;
+      m_supplementalDhAccelerationValid = true;
+   }
+   virtual bool supplementalDhAccelerationValid() const
+   {
+      return m_supplementalDhAccelerationValid;
+   }
+   virtual void setSupplementalDhAccelerationValid(bool valid)
+   {
+      m_supplementalDhAccelerationValid = valid;
+   }
+   virtual ZqReal supplementalJointAcceleration() const { return m_supplementalJointAcceleration; }
+   virtual void setSupplementalJointAcceleration(ZqReal acceleration)
+   {
+      m_supplementalJointAcceleration = acceleration;
+      m_supplementalJointAccelerationValid = true;
+   }
+   virtual bool supplementalJointAccelerationValid() const
+   {
+      return m_supplementalJointAccelerationValid;
+   }
+   virtual void setSupplementalJointAccelerationValid(bool valid)
+   {
+      m_supplementalJointAccelerationValid = valid;
+   }
+   virtual void invalidateAll()
+   {
+      m_arbdValid = false;
+      m_supplementalDhAccelerationValid = false;
+      m_supplementalJointAccelerationValid = false;
+   }
+
+private:
+   bool m_arbdValid = false;
+   bool m_supplementalDhAccelerationValid = false;
+   bool m_supplementalJointAccelerationValid = false;
+   ZqReal m_supplementalJointAcceleration = 0.0;
+   ZqArticulatedBodyDynamics m_arbd;
+   ZqGeneralMotion m_supplementalDhAcceleration;
+};

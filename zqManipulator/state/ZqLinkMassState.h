@@ -1,0 +1,31 @@
+#pragma once
+
+#include "zqManipulator/dynamics/ZqRigidBodyMassProperties.h"
+
+/// The composite rigid body inertia of one link: that of the link and all its descendants as one rigid
+/// body, in the link's DH frame.
+class ZqLinkMassState : public ZqXmlClass<ZqLinkMassState>
+{
+public:
+   static const ZqToken& classToken() { return ZqManip::ZqLinkMassStateToken; }
+   static constexpr auto components()
+   {
+      return std::tuple{ZqComponent{&ZqLinkMassState::m_crbi, &ZqManip::ZqCrbiToken},
+                        ZqComponent{&ZqLinkMassState::m_crbiValid, &ZqManip::ZqCrbiValidToken}};
+   }
+   bool operator==(const ZqLinkMassState&) const = default;
+
+   virtual const ZqRigidBodyMassProperties& crbi() const { return m_crbi; }
+   virtual void setCrbi(const ZqRigidBodyMassProperties& crbi)
+   {
+      m_crbi = crbi;
+      m_crbiValid = true;
+   }
+   virtual bool crbiValid() const { return m_crbiValid; }
+   virtual void setCrbiValid(bool valid) { m_crbiValid = valid; }
+   virtual void invalidateAll() { m_crbiValid = false; }
+
+private:
+   bool m_crbiValid = false;
+   ZqRigidBodyMassProperties m_crbi;
+};

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
+#include "zqManipulator/foundation/tokens/ZqManipTokens.h"
+#include "zqManipulator/state/ZqUncopied.h"
+
+/// The frames of one link that follow from a position: the DH frame and the primary frame in the
+/// system, which are valid together, and the joint's transformation from the DH frame to the inboard
+/// frame.
+///
+/// The setters of values leave the flags alone: the manipulator's record raises them. The joint's
+/// transformation is not part of the value; a copy holds the identity in its place, whatever its flag
+/// says.
+class ZqLinkPositionState : public ZqXmlClass<ZqLinkPositionState>
+{
+public:
+   static const ZqToken& classToken() { return ZqManip::ZqLinkPositionStateToken; }
+   static constexpr auto components()
+   {
+      using This = ZqLinkPositionState;
+      return std::tuple{
+         ZqComponent{&This::m_dhFrame, &ZqManip::ZqDhFrameToken},
+         ZqComponent{&This::m_primaryFrame, &ZqManip::ZqPrimaryFrameToken},
+         ZqComponent{&This::m_locationInSystemValid, &ZqManip::ZqLocationInSystemValidToken},
+         ZqComponent{&This::m_dhTransformValid, &ZqManip::ZqDhTransformValidToken}};
+   }
+   bool operator==(const ZqLinkPositionState&) const = default;
+
+   virtual const ZqCoordinateSystemTransformation& dhFrame() const { return m_dhFrame; }
+   virtual void setDhFrame(const ZqCoordinateSystemTransformation& frame) { m_dhFrame = frame; }
+   virtual const ZqCoordinateSystemTransformation& primaryFrame() const { return m_primaryFrame; }
+   virtual void setPrimaryFrame(const ZqCoordinateSystemTransformation& frame)
+   {
+      m_primaryFrame = frame;
+   }
+   virtual const ZqCoordinateSystemTransformation& dhTransform() const
+   {
+      return m_dhTransform.get();
+   }
+   virtual void setDhTransform(const ZqCoordinateSystemTransformation& transformation)
+   {
+      m_dhTransform.get() = transformation;
+   }
+   virtual bool locationInSystemValid() const { return m_locationInSystemValid; }
+   virtual void setLocationInSystemValid(bool valid) { m_locationInSystemValid = valid; }
+   virtual bool dhTransformValid() const { return m_dhTransformValid; }
+   virtual void setDhTransformValid(bool valid) { m_dhTransformValid = valid; }
+   virtual void invalidateAll()
+   {
+      m_locationInSystemValid = false;
+      m_dhTransformValid = false;
+   }
+
+private:
+   bool m_locationInSystemValid = false;
+   bool m_dhTransformValid = false;
+   ZqCoordinateSystemTransformation m_dhFrame;
+   ZqCoordinateSystemTransformation m_primaryFrame;
+   ZqUncopied<ZqCoordinateSystemTransformation> m_dhTransform;
+};

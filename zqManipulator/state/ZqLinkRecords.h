@@ -1,0 +1,40 @@
+#pragma once
+
+#include "zqManipulator/foundation/tokens/ZqManipTokens.h"
+#include "zqManipulator/foundation/xml/ZqXmlClass.h"
+#include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
+#include "zqManipulator/tools/ZqBaseLinkIndex.h"
+
+/// What the records of one manipulator share: a record for each link below the base, by link index, and
+/// one for the base link. Derived states the members in its list and the operations on them.
+template <class Derived, class Record>
+class ZqLinkRecords : public ZqXmlClass<Derived>
+{
+public:
+   bool operator==(const ZqLinkRecords&) const = default;
+
+protected:
+   using Records = ZqXmlVectorType<Record>;
+
+   /// The record of a link, or of the base for `ZqBaseLinkIndex`. The index is not tested.
+   Record& record(ZqU32 index) { return index == ZqBaseLinkIndex ? m_base : m_links[index]; }
+   const Record& record(ZqU32 index) const
+   {
+      return index == ZqBaseLinkIndex ? m_base : m_links[index];
+   }
+   void invalidateRecords()
+   {
+      // The records are of this very class: no virtual call is needed to tell.
+      for (Record& link : m_links)
+         link.Record::invalidateAll();
+      m_base.invalidateAll();
+   }
+   void resizeRecords(ZqU32 count)
+   {
+      if (m_links.size() != count)
+         m_links.resize(count);
+   }
+
+   Records m_links;
+   Record m_base;
+};

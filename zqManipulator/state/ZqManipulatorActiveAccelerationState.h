@@ -1,0 +1,101 @@
+#pragma once
+
+#include "zqManipulator/state/ZqAccelerationState.h"
+#include "zqManipulator/state/ZqLinkAccelerationState.h"
+#include "zqManipulator/state/ZqLinkRecords.h"
+
+/// The acceleration of one manipulator and what follows from it, the velocity and the position for
+/// each link.
+class ZqManipulatorActiveAccelerationState
+   : public ZqLinkRecords<ZqManipulatorActiveAccelerationState, ZqLinkAccelerationState>
+{
+public:
+   static const ZqToken& classToken() { return ZqManip::ZqManipulatorActiveAccelerationStateToken; }
+   static constexpr auto components()
+   {
+      using This = ZqManipulatorActiveAccelerationState;
+      return std::tuple{ZqComponent{&This::m_accelerationState, &ZqManip::ZqAccelerationStateToken},
+                        ZqComponent{&This::m_links, &ZqManip::ZqLinkAccelerationStatesToken},
+                        ZqComponent{&This::m_base, &ZqManip::ZqBaseAccelerationStateToken}};
+   }
+   bool operator==(const ZqManipulatorActiveAccelerationState&) const = default;
+
+   virtual const ZqAccelerationState& accelerationState() const { return m_accelerationState; }
+   /// Makes as many link records as there are joints, and clears all flags.
+   virtual void setAccelerationState(const ZqAccelerationState& state)
+   {
+      m_accelerationState = state;
+      resizeRecords(m_accelerationState.jointAccelerations().size());
+      invalidateRecords();
+   }
+   virtual const Records& linkAccelerationStates() const { return m_links; }
+
+   /// \name Values of one link
+   /// By link index or `ZqBaseLinkIndex`; the index is not tested. A setter raises the flag.
+   /// @{
+   virtual const ZqGeneralMotion& linkDhAccelerationInLocal(ZqU32 index) const
+   {
+      return record(index).dhFrameAccelerationInLocal();
+   }
+   virtual void setLinkDhAccelerationInLocal(ZqU32 index, const ZqGeneralMotion& motion)
+   {
+      record(index).setDhFrameAccelerationInLocal(motion);
+   }
+   virtual const ZqGeneralMotion& linkDhAccelerationInSystem(ZqU32 index) const
+   {
+      return record(index).dhFrameAccelerationInSystem();
+   }
+   virtual void setLinkDhAccelerationInSystem(ZqU32 index, const ZqGeneralMotion& motion)
+   {
+      record(index).setDhFrameAccelerationInSystem(motion);
+   }
+   virtual const ZqGeneralMotion& linkPrimaryAccelerationInSystem(ZqU32 index) const
+   {
+      return record(index).primaryFrameAccelerationInSystem();
+   }
+   virtual void setLinkPrimaryAccelerationInSystem(ZqU32 index, const ZqGeneralMotion& motion)
+   {
+      record(index).setPrimaryFrameAccelerationInSystem(motion);
+   }
+   virtual const ZqGeneralMotion& linkComAccelerationInLocal(ZqU32 index) const
+   {
+      return record(index).comAccelerationInLocal();
+   }
+   virtual void setLinkComAccelerationInLocal(ZqU32 index, const ZqGeneralMotion& motion)
+   {
+      record(index).setComAccelerationInLocal(motion);
+   }
+   virtual bool localComValid(ZqU32 index) const { return record(index).localComValid(); }
+   virtual const ZqGeneralMotion& linkMomentumRateInLocal(ZqU32 index) const
+   {
+      return record(index).momentumRateInLocal();
+   }
+   virtual void setLinkMomentumRateInLocal(ZqU32 index, const ZqGeneralMotion& motion)
+   {
+      record(index).setMomentumRateInLocal(motion);
+   }
+   virtual bool localMomentumRateValid(ZqU32 index) const
+   {
+      return record(index).localMomentumRateValid();
+   }
+   virtual const ZqGeneralMotion& linkCompositeMomentumRateInLocal(ZqU32 index) const
+   {
+      return record(index).compositeMomentumRateInLocal();
+   }
+   virtual void setLinkCompositeMomentumRateInLocal(ZqU32 index, const ZqGeneralMotion& motion)
+   {
+      record(index).setCompositeMomentumRateInLocal(motion);
+   }
+   /// @}
+
+   virtual void setLinkAccelerationStates(const Records& states) { m_links = states; }
+   virtual const ZqLinkAccelerationState& baseAccelerationState() const { return m_base; }
+   virtual void setBaseAccelerationState(const ZqLinkAccelerationState& state) { m_base = state; }
+   virtual void invalidateAll() { invalidateRecords(); }
+   /// Flags and values stay as they are.
+   virtual void resize(ZqU32 count) { resizeRecords(count); }
+   virtual ZqU32 size() const { return m_links.size(); }
+
+private:
+   ZqAccelerationState m_accelerationState;
+};

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "zqManipulator/state/ZqLinkArticulationState.h"
+#include "zqManipulator/state/ZqLinkRecords.h"
+
+/// What the articulated body recursion finds for the links of one manipulator. An index here is that
+/// of a link below the base, and is not tested; the base link has operations of its own.
+class ZqManipulatorActiveArticulationState
+   : public ZqLinkRecords<ZqManipulatorActiveArticulationState, ZqLinkArticulationState>
+{
+public:
+   static const ZqToken& classToken() { return ZqManip::ZqManipulatorActiveArticulationStateToken; }
+   static constexpr auto components()
+   {
+      using This = ZqManipulatorActiveArticulationState;
+      return std::tuple{ZqComponent{&This::m_links, &ZqManip::ZqLinkArticulationStatesToken},
+                        ZqComponent{&This::m_base, &ZqManip::ZqBaseArticulationStateToken}};
+   }
+   bool operator==(const ZqManipulatorActiveArticulationState&) const = default;
+
+   virtual const Records& linkArticulationStates() const { return m_links; }
+   virtual void setLinkArticulationStates(const Records& states) { m_links = states; }
+   virtual const ZqLinkArticulationState& baseArticulationState() const { return m_base; }
+   virtual void setBaseArticulationState(const ZqLinkArticulationState& state) { m_base = state; }
+   virtual const ZqArticulatedBodyDynamics& arbd(ZqU32 index) const
+   {
+      return m_links[index].arbd();
+   }
+   virtual void setArbd(ZqU32 index, const ZqArticulatedBodyDynamics& arbd)
+   {
+      m_links[index].setArbd(arbd);
+   }
+   virtual void setBaseArbd(const ZqArticulatedBodyDynamics& arbd) { m_base.setArbd(arbd); }
+   virtual const ZqGeneralMotion& supplementalDhAcceleration(ZqU32 index) const
+   {
+      return m_links[index].supplementalDhAcceleration();
+   }
+   virtual void setSupplementalDhAcceleration(ZqU32 index, const ZqGeneralMotion& acceleration)
+   {
+      m_links[index].setSupplementalDhAcceleration(acceleration);
+   }
+   virtual const ZqGeneralMotion& baseSupplementalDhAcceleration() const
+   {
+      return m_base.supplementalDhAcceleration();
+   }
+   virtual void setBaseSupplementalDhAcceleration(const ZqGeneralMotion& acceleration)
+   {
+      m_base.setSupplementalDhAcceleration(acceleration);
+   }
+   virtual ZqReal supplementalJointAcceleration(ZqU32 index) const
+   {
+      return m_links[index].supplementalJointAcceleration();
+   }
+   virtual void setSupplementalJointAcceleration(ZqU32 index, ZqReal acceleration)
+   {
+      m_links[index].setSupplementalJointAcceleration(acceleration);
+   }
+   virtual void invalidateAll() { invalidateRecords(); }
+   /// Flags and values stay as they are.
+   virtual void resize(ZqU32 count) { resizeRecords(count); }
+};

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "zqManipulator/state/ZqLinkForceState.h"
+#include "zqManipulator/state/ZqLinkRecords.h"
+
+/// The forces across the joints of one manipulator, and the external forces on its links.
+class ZqManipulatorActiveForceState
+   : public ZqLinkRecords<ZqManipulatorActiveForceState, ZqLinkForceState>
+{
+public:
+   static const ZqToken& classToken() { return ZqManip::ZqManipulatorActiveForceStateToken; }
+   static constexpr auto components()
+   {
+      using This = ZqManipulatorActiveForceState;
+      return std::tuple{ZqComponent{&This::m_links, &ZqManip::ZqLinkForceStatesToken},
+                        ZqComponent{&This::m_base, &ZqManip::ZqBaseForceStateToken}};
+   }
+   bool operator==(const ZqManipulatorActiveForceState&) const = default;
+
+   /// Clears all flags, too.
+   virtual void resize(ZqU32 count)
+   {
+      resizeRecords(count);
+      invalidateRecords();
+   }
+   virtual ZqU32 size() const { return m_links.size(); }
+   virtual const Records& linkForceStates() const { return m_links; }
+   /// By link index or `ZqBaseLinkIndex`; the index is not tested.
+   virtual const ZqGeneralForce& linkDhForceInLocal(ZqU32 index) const
+   {
+      return record(index).dhFrameForceInLocal();
+   }
+   virtual void setLinkDhForceInLocal(ZqU32 index, const ZqGeneralForce& force)
+   {
+      record(index).setDhFrameForceInLocal(force);
+   }
+   virtual void setLinkForceStates(const Records& states) { m_links = states; }
+   virtual const ZqLinkForceState& baseForceState() const { return m_base; }
+   virtual void setBaseForceState(const ZqLinkForceState& state) { m_base = state; }
+   /// By link index or `ZqBaseLinkIndex`. For any other index a message is logged, and the answer is
+   /// a description that is not valid.
+   virtual const ZqExternalForceDescription& externalForceDescription(ZqU32 index) const;
+   /// For an index out of range a message is logged, and nothing is stored.
+   virtual void setExternalForceDescription(ZqU32 index,
+                                            const ZqExternalForceDescription& description);
+   virtual void invalidateAll() { invalidateRecords(); }
+
+protected:
+   static const ZqExternalForceDescription m_theZeroForceDescription;
+
+private:
+   bool isInRange(ZqU32 index) const { return index == ZqBaseLinkIndex || index < m_links.size(); }
+};

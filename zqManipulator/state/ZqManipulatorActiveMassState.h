@@ -1,0 +1,34 @@
+#pragma once
+
+#include "zqManipulator/state/ZqLinkMassState.h"
+#include "zqManipulator/state/ZqLinkRecords.h"
+
+/// The composite rigid body inertias of one manipulator, each in the DH frame of its link. They follow
+/// from the position alone.
+class ZqManipulatorActiveMassState
+   : public ZqLinkRecords<ZqManipulatorActiveMassState, ZqLinkMassState>
+{
+public:
+   static const ZqToken& classToken() { return ZqManip::ZqManipulatorActiveMassStateToken; }
+   static constexpr auto components()
+   {
+      using This = ZqManipulatorActiveMassState;
+      return std::tuple{ZqComponent{&This::m_links, &ZqManip::ZqLinkMassStatesToken},
+                        ZqComponent{&This::m_base, &ZqManip::ZqBaseMassStateToken}};
+   }
+   bool operator==(const ZqManipulatorActiveMassState&) const = default;
+
+   virtual const Records& linkMassStates() const { return m_links; }
+   virtual void setLinkMassStates(const Records& states) { m_links = states; }
+   virtual const ZqLinkMassState& baseMassState() const { return m_base; }
+   virtual void setBaseMassState(const ZqLinkMassState& state) { m_base = state; }
+   /// By link index or `ZqBaseLinkIndex`; the index is not tested.
+   virtual const ZqRigidBodyMassProperties& crbi(ZqU32 index) const { return record(index).crbi(); }
+   virtual void setCrbi(ZqU32 index, const ZqRigidBodyMassProperties& crbi)
+   {
+      record(index).setCrbi(crbi);
+   }
+   virtual void invalidateAll() { invalidateRecords(); }
+   /// Flags and values stay as they are.
+   virtual void resize(ZqU32 count) { resizeRecords(count); }
+};

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "zqManipulator/state/ZqLinkPositionState.h"
+#include "zqManipulator/state/ZqLinkRecords.h"
+#include "zqManipulator/state/ZqPositionState.h"
+
+/// The position of one manipulator and the frames that follow from it.
+class ZqManipulatorActivePositionState
+   : public ZqLinkRecords<ZqManipulatorActivePositionState, ZqLinkPositionState>
+{
+public:
+   static const ZqToken& classToken() { return ZqManip::ZqManipulatorActivePositionStateToken; }
+   static constexpr auto components()
+   {
+      using This = ZqManipulatorActivePositionState;
+      return std::tuple{ZqComponent{&This::m_positionState, &ZqManip::ZqPositionStateToken},
+                        ZqComponent{&This::m_links, &ZqManip::ZqLinkPositionStatesToken},
+                        ZqComponent{&This::m_base, &ZqManip::ZqBasePositionStateToken}};
+   }
+   bool operator==(const ZqManipulatorActivePositionState&) const = default;
+
+   virtual const ZqPositionState& positionState() const { return m_positionState; }
+   /// Makes as many link records as there are joint positions, and clears all flags.
+   virtual void setPositionState(const ZqPositionState& state)
+   {
+      m_positionState = state;
+      resizeRecords(m_positionState.jointPositions().size());
+      invalidateRecords();
+   }
+   virtual const Records& linkPositionStates() const { return m_links; }
+   /// The index is below the number of links: `ZqBaseLinkIndex` is not taken here.
+   virtual void setLinkPositionState(ZqU32 index, const ZqCoordinateSystemTransformation& dhFrame,
+                                     const ZqCoordinateSystemTransformation& primaryFrame)
+   {
+      setLocation(m_links[index], dhFrame, primaryFrame);
+   }
+   virtual void setDhTransform(ZqU32 index, const ZqCoordinateSystemTransformation& transformation)
+   {
+      ZqLinkPositionState& link = m_links[index];
+      link.setDhTransform(transformation);
+      link.setDhTransformValid(true);
+   }
+   virtual void setLinkPositionStates(const Records& states) { m_links = states; }
+   virtual const ZqLinkPositionState& basePositionState() const { return m_base; }
+   virtual void setBaseLinkPositionState(const ZqCoordinateSystemTransformation& dhFrame,
+                                         const ZqCoordinateSystemTransformation& primaryFrame)
+   {
+      setLocation(m_base, dhFrame, primaryFrame);
+   }
+   virtual void setBasePositionState(const ZqLinkPositionState& state) { m_base = state; }
+   virtual void invalidateAll() { invalidateRecords(); }
+
+private:
+   static void setLocation(ZqLinkPositionState& record,
+                           const ZqCoordinateSystemTransformation& dhFrame,
+                           const ZqCoordinateSystemTransformation& primaryFrame)
+   {
+      record.ZqLinkPositionState::setDhFrame(dhFrame);
+      record.ZqLinkPositionState::setPrimaryFrame(primaryFrame);
+      record.ZqLinkPositionState::setLocationInSystemValid(true);
+   }
+
+   ZqPositionState m_positionState;
+};
