@@ -154,6 +154,8 @@ public:
    virtual bool getCraigDhParameters(std::vector<ZqReal>& parameters) const;
 
    void setLinkLabel(const ZqString& label) override;
+   void appendToAllLabels(const ZqString& suffix) override;
+   void relabelSubtree(const ZqString& prefix, ZqU32& counter) override;
    const ChildLinks& childLinks() const override;
    ChildLinks& childLinks() override;
    void setChildLinks(const ChildLinks& links) override;
@@ -162,6 +164,8 @@ public:
    void addLinkToEndOfChain(const ZqManipulatorLink& link) override;
    bool addLinkToChildLinkByName(const ZqManipulatorLink& link, const ZqString& label) override;
    ZqU32 linkIndex() const override { return ZqBaseLinkIndex; }
+   /// Nothing: the index of a base does not change.
+   void setLinkIndex(ZqU32) override {}
    const ZqCoordinateSystemTransformation&
    dhFrameInSystem(ZqManipulatorActivePositionState& activeState) const override;
 
@@ -177,10 +181,9 @@ public:
 
 private:
    void afterChangeOfTree();
-   void copyMembersFrom(const ZqIndividualManipulator& other);
+   /// Takes the places of this manipulator's links from the links themselves.
+   void takeMapsFrom(ZqIndividualManipulator& other) noexcept;
    bool isReference() const { return m_manipulatorReferenceDescription.isManipulatorReferenced(); }
-   bool equalButForLabels(const ZqIndividualManipulator& other) const;
-   void takeLinksOf(ZqIndividualManipulator& other) noexcept;
 
    ZqString m_manipulatorLabel;
    ZqCoordinateSystemTransformation m_coordSysXForm;
@@ -197,5 +200,5 @@ private:
    std::set<ZqString> m_usingManipulatorLabels;
    ZqManipulatorLinkLabelMapping m_linkLabelMapping;
    ZqLinkCollisionTest m_linkCollisionTest;
-   ZqIndividualManipulator* m_concreteReference; ///< not owned
+   ZqIndividualManipulator* m_concreteReference = this; ///< not owned
 };
