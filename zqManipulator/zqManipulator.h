@@ -2,6 +2,12 @@
 /// All public headers of zqManipulator.
 #pragma once
 
+#include "zqManipulator/dynamics/ZqArticulatedBodyDynamics.h"
+#include "zqManipulator/dynamics/ZqArticulatedBodyInertia.h"
+#include "zqManipulator/dynamics/ZqExternalForceDescription.h"
+#include "zqManipulator/dynamics/ZqManipulatorExternalForce.h"
+#include "zqManipulator/dynamics/ZqManipulatorTorque.h"
+#include "zqManipulator/dynamics/ZqRigidBodyMassProperties.h"
 #include "zqManipulator/foundation/algebra/ZqAngle.h"
 #include "zqManipulator/foundation/algebra/ZqDataMap.h"
 #include "zqManipulator/foundation/algebra/ZqHalfAngle.h"
@@ -15,6 +21,9 @@
 #include "zqManipulator/foundation/algebra/ZqSpatialMatrix.h"
 #include "zqManipulator/foundation/algebra/ZqTypes.h"
 #include "zqManipulator/foundation/algebra/ZqVector.h"
+#include "zqManipulator/foundation/geometry/ZqEllipsoid.h"
+#include "zqManipulator/foundation/geometry/ZqLineSegment.h"
+#include "zqManipulator/foundation/geometry/ZqSphere.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
 #include "zqManipulator/foundation/spatial/ZqGeneralForce.h"
