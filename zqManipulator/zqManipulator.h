@@ -2,6 +2,8 @@
 /// All public headers of zqManipulator.
 #pragma once
 
+#include "zqManipulator/actuation/ZqJointActuator.h"
+#include "zqManipulator/actuation/ZqMechanicalActuatorComponent.h"
 #include "zqManipulator/foundation/algebra/ZqAngle.h"
 #include "zqManipulator/foundation/algebra/ZqDataMap.h"
 #include "zqManipulator/foundation/algebra/ZqHalfAngle.h"
