@@ -2,6 +2,8 @@
 /// All public headers of zqManipulator.
 #pragma once
 
+#include "zqManipulator/actuation/ZqJointActuator.h"
+#include "zqManipulator/actuation/ZqMechanicalActuatorComponent.h"
 #include "zqManipulator/dynamics/ZqArticulatedBodyDynamics.h"
 #include "zqManipulator/dynamics/ZqArticulatedBodyInertia.h"
 #include "zqManipulator/dynamics/ZqExternalForceDescription.h"

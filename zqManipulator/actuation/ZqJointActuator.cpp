@@ -1,0 +1,90 @@
+#include "zqManipulator/actuation/ZqJointActuator.h"
+
+bool ZqJointActuator::read(ZqXmlReader& reader)
+{
+   const bool wasRead = ZqXmlClass::read(reader);
+   setManipulatorLink(m_manipulatorLink);
+   return wasRead;
+}
+
+bool ZqJointActuator::operator==(const ZqJointActuator& other) const
+{
+   return std::apply([&](const auto&... component)
+                     { return ((this->*component.member == other.*component.member) && ...); },
+                     components());
+}
+
+ZqJointActuator ZqJointActuator::defaultObject()
+{
+   ZqJointActuator actuator;
+   actuator.setMechanicalComponent(ZqMechanicalActuatorComponent::defaultObject());
+   return actuator;
+}
+
+void ZqJointActuator::setManipulatorLink(const ZqManipulatorLink* link)
+{
+   m_manipulatorLink = link;
+   if (auto* part = component())
+      part->setManipulatorLink(link);
+}
+
+void ZqJointActuator::setMechanicalPartContainer(
+   const ZqMechanicalActuatorComponentContainer& container)
+{
+   m_mechanicalComponentContainer = container;
+   setManipulatorLink(m_manipulatorLink);
+}
+
+void ZqJointActuator::setMechanicalComponent(const ZqMechanicalActuatorComponent& component)
+{
+   m_mechanicalComponentContainer.setTopElement(component);
+   setManipulatorLink(m_manipulatorLink);
+}
+
+void ZqJointActuator::setLowerLimit(ZqReal limit)
+{
+   if (auto* part = component())
+      part->setLowerLimit(limit);
+}
+
+void ZqJointActuator::setUpperLimit(ZqReal limit)
+{
+   if (auto* part = component())
+      part->setUpperLimit(limit);
+}
+
+void ZqJointActuator::setMaxOutputRate(ZqReal rate)
+{
+   if (auto* part = component())
+      part->setMaxOutputRate(rate);
+}
+
+void ZqJointActuator::setInertia(ZqReal inertia)
+{
+   if (auto* part = component())
+      part->setInertia(inertia);
+}
+
+void ZqJointActuator::setFrictionCoefficient(ZqReal coefficient)
+{
+   if (auto* part = component())
+      part->setFrictionCoefficient(coefficient);
+}
+
+void ZqJointActuator::setGearRatio(ZqReal ratio)
+{
+   if (auto* part = component())
+      part->setGearRatio(ratio);
+}
+
+void ZqJointActuator::setIsRigid(bool isRigid)
+{
+   if (auto* part = component())
+      part->setIsRigid(isRigid);
+}
+
+void ZqJointActuator::scaleBy(ZqReal scale, ZqReal jointScale)
+{
+   if (auto* part = component())
+      part->scaleBy(scale, jointScale);
+}

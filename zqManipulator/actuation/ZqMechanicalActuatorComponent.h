@@ -1,0 +1,204 @@
+#pragma once
+
+#include "zqManipulator/foundation/tokens/ZqManipTokens.h"
+#include "zqManipulator/foundation/xml/ZqBaseExpressionTree.h"
+#include "zqManipulator/foundation/xml/ZqXmlClass.h"
+
+class ZqManipulatorLink;
+
+/// The drive train between a motor and a joint: gear, motor inertia, viscous friction, end stoppers,
+/// Coulomb friction with stiction, flexibility with backlash, and efficiency.
+///
+/// These are parameters only; what moves stands in the active state, by the index of the link. The
+/// motor turns by the gear ratio times the joint position. Units are those of the joint position (rad
+/// or m, written rad here) and of the torque that belongs to it (N m or N).
+///
+/// | parameter                        | side  | unit          | meaning                             |
+/// |----------------------------------|-------|---------------|-------------------------------------|
+/// | inertia                          | motor | kg m^2        | of rotor and gear                   |
+/// | frictionCoefficient              | motor | N m s / rad   | viscous                             |
+/// | gearRatio                        |       |               | motor position per joint position   |
+/// | lowerLimit, upperLimit           | joint | rad           | where the joint ends                |
+/// | maxOutputRate                    | joint | rad / s       |                                     |
+/// | stopperZone                      | joint | rad           | before the limits, where stoppers   |
+/// |                                  |       |               | begin to push                       |
+/// | stopperSpringCoefficient         | joint | N m / rad     |                                     |
+/// | stopperDampingCoefficient        | joint | N m s / rad   |                                     |
+/// | staticCoulombFriction            | motor | N m           | at which the motor breaks away      |
+/// | kineticCoulombFrictionPercentage |       |               | sliding over static level, 1.0 all  |
+/// | staticCoulombSpringCoefficient   | motor | N m / rad     | about where the motor sticks        |
+/// | staticCoulombDamperCoefficient   | motor | N m s / rad   |                                     |
+/// | limitingVelocityStickRegion      | motor | rad / s       | from which on the motor slips       |
+/// | jointFlexibilityStiffness        | joint | N m / rad     | of the shaft                        |
+/// | jointFlexibilityDamping          | joint | N m s / rad   |                                     |
+/// | backlash                         | motor | rad           |                                     |
+/// | maxEfficiency                    |       |               | of the gear                         |
+///
+/// Values are kept as a document tells them: the limits may be crossed and any value may be NaN, so
+/// whoever compares with them decides what that means.
+class ZqMechanicalActuatorComponent
+   : public ZqXmlClass<ZqMechanicalActuatorComponent, ZqBaseExpressionTreeElement>
+{
+public:
+   static const ZqToken& classToken() { return ZqManip::ZqMechanicalActuatorComponentToken; }
+   static constexpr auto components()
+   {
+      using This = ZqMechanicalActuatorComponent;
+      return std::tuple{
+         ZqComponent{&This::m_inertia, &ZqManip::ZqInertiaToken},
+         ZqComponent{&This::m_frictionCoefficient, &ZqManip::ZqFrictionCoefficientToken},
+         ZqComponent{&This::m_gearRatio, &ZqManip::ZqGearRatioToken},
+         ZqComponent{&This::m_lowerLimit, &ZqManip::ZqLowerLimitToken},
+         ZqComponent{&This::m_upperLimit, &ZqManip::ZqUpperLimitToken},
+         ZqComponent{&This::m_maxOutputRate, &ZqManip::ZqMaxOutputRateToken},
+         ZqComponent{&This::m_stopperZone, &ZqManip::ZqStopperZoneToken},
+         ZqComponent{&This::m_stopperSpringCoefficient, &ZqManip::ZqStopperSpringCoefficientToken},
+         ZqComponent{&This::m_stopperDampingCoefficient,
+                     &ZqManip::ZqStopperDampingCoefficientToken},
+         ZqComponent{&This::m_staticCoulombFriction, &ZqManip::ZqStaticCoulombFrictionToken},
+         ZqComponent{&This::m_kineticCoulombFrictionPercentage,
+                     &ZqManip::ZqKineticCoulombFrictionPercentageToken},
+         ZqComponent{&This::m_staticCoulombSpringCoefficient,
+                     &ZqManip::ZqStaticCoulombSpringCoefficientToken},
+         ZqComponent{&This::m_staticCoulombDamperCoefficient,
+                     &ZqManip::ZqStaticCoulombDamperCoefficientToken},
+         ZqComponent{&This::m_limitingVelocityStickRegion,
+                     &ZqManip::ZqLimitingVelocityStickRegionToken},
+         ZqComponent{&This::m_isRigid, &ZqManip::ZqIsRigidJointToken},
+         ZqComponent{&This::m_jointFlexibilityStiffness,
+                     &ZqManip::ZqJointFlexibilityStiffnessToken},
+         ZqComponent{&This::m_jointFlexibilityDamping, &ZqManip::ZqJointFlexibilityDampingToken},
+         ZqComponent{&This::m_backlash, &ZqManip::ZqBacklashToken},
+         ZqComponent{&This::m_maxEfficiency, &ZqManip::ZqMaxEfficiencyToken}};
+   }
+
+   /// The link takes no part.
+   bool operator==(const ZqMechanicalActuatorComponent& other) const;
+   /// A geared drive with stoppers.
+   static ZqMechanicalActuatorComponent defaultObject();
+   static ZqMechanicalActuatorComponent nullObject() { return {}; }
+
+   /// The link whose joint is driven; it is not owned, and may be null. A copy has the link of the
+   /// original until it is given its own.
+   virtual void setManipulatorLink(const ZqManipulatorLink* link) { m_manipulatorLink = link; }
+   virtual ZqReal inertia() const { return m_inertia; }
+   virtual void setInertia(ZqReal inertia) { m_inertia = inertia; }
+   virtual ZqReal frictionCoefficient() const { return m_frictionCoefficient; }
+   virtual void setFrictionCoefficient(ZqReal coefficient) { m_frictionCoefficient = coefficient; }
+   virtual ZqReal gearRatio() const { return m_gearRatio; }
+   virtual void setGearRatio(ZqReal ratio) { m_gearRatio = ratio; }
+   virtual ZqReal lowerLimit() const { return m_lowerLimit; }
+   virtual void setLowerLimit(ZqReal limit) { m_lowerLimit = limit; }
+   virtual ZqReal upperLimit() const { return m_upperLimit; }
+   virtual void setUpperLimit(ZqReal limit) { m_upperLimit = limit; }
+   virtual ZqReal maxOutputRate() const { return m_maxOutputRate; }
+   virtual void setMaxOutputRate(ZqReal rate) { m_maxOutputRate = rate; }
+   virtual ZqReal stopperZone() const { return m_stopperZone; }
+   virtual void setStopperZone(ZqReal zone) { m_stopperZone = zone; }
+   virtual ZqReal stopperSpringCoefficient() const { return m_stopperSpringCoefficient; }
+   virtual void setStopperSpringCoefficient(ZqReal coefficient)
+   {
+      m_stopperSpringCoefficient = coefficient;
+   }
+   virtual ZqReal stopperDampingCoefficient() const { return m_stopperDampingCoefficient; }
+   virtual void setStopperDampingCoefficient(ZqReal coefficient)
+   {
+      m_stopperDampingCoefficient = coefficient;
+   }
+   virtual ZqReal staticCoulombFriction() const { return m_staticCoulombFriction; }
+   virtual void setStaticCoulombFriction(ZqReal friction) { m_staticCoulombFriction = friction; }
+   virtual ZqReal kineticCoulombFrictionPercentage() const
+   {
+      return m_kineticCoulombFrictionPercentage;
+   }
+   virtual void setKineticCoulombFrictionPercentage(ZqReal fraction)
+   {
+      m_kineticCoulombFrictionPercentage = fraction;
+   }
+   virtual ZqReal staticCoulombSpringCoefficient() const
+   {
+      return m_staticCoulombSpringCoefficient;
+   }
+   virtual void setStaticCoulombSpringCoefficient(ZqReal coefficient)
+   {
+      m_staticCoulombSpringCoefficient = coefficient;
+   }
+   virtual ZqReal staticCoulombDamperCoefficient() const
+   {
+      return m_staticCoulombDamperCoefficient;
+   }
+   virtual void setStaticCoulombDamperCoefficient(ZqReal coefficient)
+   {
+      m_staticCoulombDamperCoefficient = coefficient;
+   }
+   virtual ZqReal limitingVelocityStickRegion() const { return m_limitingVelocityStickRegion; }
+   virtual void setLimitingVelocityStickRegion(ZqReal velocity)
+   {
+      m_limitingVelocityStickRegion = velocity;
+   }
+   virtual bool isRigid() const { return m_isRigid; }
+   virtual void setIsRigid(bool isRigid) { m_isRigid = isRigid; }
+   virtual ZqReal jointFlexibilityStiffness() const { return m_jointFlexibilityStiffness; }
+   virtual void setJointFlexibilityStiffness(ZqReal stiffness)
+   {
+      m_jointFlexibilityStiffness = stiffness;
+   }
+   virtual ZqReal jointFlexibilityDamping() const { return m_jointFlexibilityDamping; }
+   virtual void setJointFlexibilityDamping(ZqReal damping) { m_jointFlexibilityDamping = damping; }
+   virtual ZqReal backlash() const { return m_backlash; }
+   virtual void setBacklash(ZqReal backlash) { m_backlash = backlash; }
+   virtual ZqReal maxEfficiency() const { return m_maxEfficiency; }
+   virtual void setMaxEfficiency(ZqReal efficiency) { m_maxEfficiency = efficiency; }
+
+   /// The motor's inertia as the joint feels it; 0.0 for a flexible joint, behind which the motor is a
+   /// body of its own. The argument has no effect.
+   virtual ZqReal effectiveInertia(ZqReal inertia) const;
+   /// Scales lengths by `scale` and joint positions by `jointScale`. At constant density the inertia
+   /// goes with the fifth power of the scale; so do the stiffness, damping and friction of stoppers
+   /// and stiction, by which a joint bounces and sticks at the same times as before. The viscous
+   /// coefficient goes with the square, the limits and the zone with the joint position.
+   virtual void scaleBy(ZqReal scale, ZqReal jointScale);
+
+private:
+   ZqReal m_inertia = 0.0;
+   ZqReal m_frictionCoefficient = 0.0;
+   ZqReal m_gearRatio = 1.0;
+   ZqReal m_lowerLimit = -1e300;
+   ZqReal m_upperLimit = 1e300;
+   ZqReal m_maxOutputRate = 1e300;
+   ZqReal m_stopperZone = 0.0;
+   ZqReal m_stopperSpringCoefficient = 0.0;
+   ZqReal m_stopperDampingCoefficient = 0.0;
+   ZqReal m_staticCoulombFriction = 0.0;
+   ZqReal m_kineticCoulombFrictionPercentage = 1.0;
+   ZqReal m_staticCoulombSpringCoefficient = 0.0;
+   ZqReal m_staticCoulombDamperCoefficient = 0.0;
+   ZqReal m_limitingVelocityStickRegion = 1e300;
+   bool m_isRigid = true;
+   ZqReal m_jointFlexibilityStiffness = 0.0;
+   ZqReal m_jointFlexibilityDamping = 0.0;
+   ZqReal m_backlash = 0.0;
+   ZqReal m_maxEfficiency = 1.0;
+   const ZqManipulatorLink* m_manipulatorLink = nullptr; ///< not owned
+};
+
+extern template class ZqBaseExpressionTreeContainer<ZqMechanicalActuatorComponent>;
+
+/// A container of at most one drive train.
+class ZqMechanicalActuatorComponentContainer
+   : public ZqBaseExpressionTreeContainer<ZqMechanicalActuatorComponent>
+{
+public:
+   ZqXmlObject* clone() const override;
+   ZqXmlObject* newObject() const override;
+   bool equality(const ZqXmlObject* other) const override;
+   static const ZqToken& classToken()
+   {
+      return ZqManip::ZqMechanicalActuatorComponentContainerToken;
+   }
+   static ZqXmlObject* creator() { return new ZqMechanicalActuatorComponentContainer(); }
+   const ZqToken& token() const override;
+   void registerComponentCreators() override;
+   static ZqMechanicalActuatorComponentContainer nullObject() { return {}; }
+   bool operator==(const ZqMechanicalActuatorComponentContainer&) const = default;
+};
