@@ -410,13 +410,6 @@ void ZqDenavitHartenberg::scaleBy(ZqReal scale)
    m_transformValid = false;
 }
 
-// The class of this argument is still to come, so that nobody can call this yet; it gets its body
-// with it.
-ZqReal ZqDenavitHartenberg::upperBoundDhFrameDistance(const ZqJointActuator&) const
-{
-   return 0.0;
-}
-
 bool ZqDenavitHartenberg::addChildArbdToParent(ZqArticulatedBodyDynamics& parent,
                                                const ZqArticulatedBodyDynamics& child,
                                                ZqReal jointPosition, ZqReal jointTorque,
