@@ -4,6 +4,9 @@
 
 #include "zqManipulator/actuation/ZqJointActuator.h"
 #include "zqManipulator/actuation/ZqMechanicalActuatorComponent.h"
+#include "zqManipulator/contact/ZqCollisionExclusionData.h"
+#include "zqManipulator/contact/ZqManipulatorSelfCollisionLinkMap.h"
+#include "zqManipulator/contact/ZqSystemCollisionExclusionMap.h"
 #include "zqManipulator/foundation/algebra/ZqAngle.h"
 #include "zqManipulator/foundation/algebra/ZqDataMap.h"
 #include "zqManipulator/foundation/algebra/ZqHalfAngle.h"
@@ -58,6 +61,7 @@
 #include "zqManipulator/kinematics/ZqDenavitHartenberg.h"
 #include "zqManipulator/kinematics/ZqLinkKinematics.h"
 #include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
+#include "zqManipulator/kinematics/ZqManipulatorLinkIdentifier.h"
 #include "zqManipulator/tools/ZqLabelPool.h"
 #include "zqManipulator/tools/ZqManipulatorLinkIndex.h"
 #include "zqManipulator/tools/ZqManipulatorLinkLabelMapping.h"
