@@ -5,6 +5,10 @@
 #include "zqManipulator/foundation/spatial/ZqSecondMoment.h"
 #include "zqManipulator/kinematics/ZqDenavitHartenberg.h"
 #include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
+#include "zqManipulator/state/ZqAccelerationState.h"
+#include "zqManipulator/state/ZqActuatorState.h"
+#include "zqManipulator/state/ZqAttachmentState.h"
+#include "zqManipulator/state/ZqManipulatorSystemState.h"
 #include "zqManipulator/tools/ZqManufacturerData.h"
 
 #include <concepts>
@@ -54,6 +58,56 @@ struct Filler
       fill(joint);
       container.setTopElement(joint);
    }
+   static void fill(ZqPositionState& state)
+   {
+      state.setJointPositions({0.3, -0.4});
+      fill(state.coordSysXForm());
+   }
+   static void fill(ZqVelocityState& state)
+   {
+      state.setJointVelocities(ZqXmlVectorBasicType<ZqReal>{0.5, -0.6});
+      fill(state.generalVelocity());
+   }
+   static void fill(ZqAccelerationState& state)
+   {
+      state.setJointAccelerations(ZqXmlVectorBasicType<ZqReal>{0.7, -0.8, 0.9});
+      fill(state.generalAcceleration());
+   }
+   static void fill(ZqActuatorState& state)
+   {
+      state.setOutputTorques({2.1, -2.2});
+      state.setMotorPositions({2.3, -2.4});
+      state.setMotorVelocities({2.5, -2.6});
+      state.setMotorAccelerations({2.7, -2.8});
+      state.setNonRigidActuatorFlags({true, false});
+      state.setSpringDamperCenters({2.9, -3.1});
+      state.setStaticFrictionModes({false, true});
+      state.setLastVelocities({3.2, -3.3});
+      state.setReverseMotionPositions({3.4, -3.5});
+      state.setPowerConverterStates({{}, {3.6, -3.7}, {3.8}});
+   }
+   static void fill(ZqManipulatorSystemState& state)
+   {
+      state.positionStates().resize(2);
+      fill(state.positionStates()[0]);
+      state.velocityStates().resize(2);
+      fill(state.velocityStates()[0]);
+      state.setTime(12.5);
+   }
+   static void fill(ZqAttachmentNodeState& state)
+   {
+      state.setDependentManipulatorIndices({7, 4294967295});
+      state.basePositions().resize(2);
+      fill(state.basePositions()[0]);
+      state.baseVelocities().resize(3);
+      fill(state.baseVelocities()[2]);
+   }
+   static void fill(ZqAttachmentMapState& state)
+   {
+      fill(state.systemAttachmentState());
+      fill(state.manipulatorAttachmentState(8));
+      state.manipulatorAttachmentState(9).setDependentManipulatorIndices({10});
+   }
    static void fill(ZqManufacturerData& data)
    {
       data.setManufacturer(" <Schmidt & \"S\u00f6hne\">");
@@ -69,13 +123,19 @@ T sample()
    return object;
 }
 
+/// Whether an object keeps what it has when a document gives it a map without entries.
+template <class T>
+constexpr bool keepsEntries = std::same_as<T, ZqAttachmentMapState>;
+
 template <class T>
 class PersistentObject : public testing::Test
 {
 };
 using PersistentClasses =
    testing::Types<ZqCoordinateSystemTransformation, ZqGeneralMotion, ZqGeneralForce, ZqSecondMoment,
-                  ZqDenavitHartenberg, ZqLinkKinematicsContainer, ZqManufacturerData>;
+                  ZqDenavitHartenberg, ZqLinkKinematicsContainer, ZqManufacturerData,
+                  ZqPositionState, ZqVelocityState, ZqAccelerationState, ZqActuatorState,
+                  ZqManipulatorSystemState, ZqAttachmentNodeState, ZqAttachmentMapState>;
 TYPED_TEST_SUITE(PersistentObject, PersistentClasses);
 
 std::vector<ZqXmlObject*> componentsOf(const ZqXmlObject& object)
@@ -125,19 +185,19 @@ TYPED_TEST(PersistentObject, EveryComponentCounts)
    const TypeParam object = sample<TypeParam>();
    const TypeParam defaultObject;
    // Maps of equal classes have equal keys, in the same order.
-   const auto defaults = componentsOf(defaultObject);
-   EXPECT_EQ(defaults.empty(), !(std::derived_from<TypeParam, ZqXmlCompoundType>));
-   for (std::size_t i = 0; i < defaults.size(); ++i)
+   const auto filled = componentsOf(object);
+   EXPECT_EQ(filled.empty(), !(std::derived_from<TypeParam, ZqXmlCompoundType>));
+   for (std::size_t i = 0; i < filled.size(); ++i)
    {
       SCOPED_TRACE(i);
-      TypeParam changed = object;
+      TypeParam changed;
       ASSERT_TRUE(changed.xmlInit());
       const auto components = componentsOf(changed);
-      ASSERT_EQ(components.size(), defaults.size());
-      EXPECT_FALSE(components[i]->equality(defaults[i])); // or the sample would show nothing
-      ASSERT_TRUE(Zq::fromXml(*components[i], written(*defaults[i])));
-      EXPECT_TRUE(components[i]->equality(defaults[i]));
-      EXPECT_FALSE(changed == object);
+      ASSERT_EQ(components.size(), filled.size());
+      EXPECT_FALSE(components[i]->equality(filled[i])); // or the sample would show nothing
+      ASSERT_TRUE(Zq::fromXml(*components[i], written(*filled[i])));
+      EXPECT_TRUE(components[i]->equality(filled[i]));
+      EXPECT_FALSE(changed == defaultObject);
    }
 }
 
@@ -153,7 +213,7 @@ TYPED_TEST(PersistentObject, WriteAndReadIsExact)
    // Into an object of other contents: what is written takes their place.
    TypeParam over = objects[0];
    ASSERT_TRUE(Zq::fromXml(over, written(objects[1])));
-   EXPECT_TRUE(over == objects[1]);
+   EXPECT_EQ(over == objects[1], !keepsEntries<TypeParam>);
    EXPECT_LT(written(objects[1], false).size(), written(objects[0], false).size());
 }
 
@@ -174,7 +234,7 @@ TYPED_TEST(PersistentObject, CopiesAreIndependent)
          EXPECT_NE(components[i], before[i]);
       // Through the components of the copy, into the copy alone.
       ASSERT_TRUE(Zq::fromXml(*copy, written(TypeParam())));
-      EXPECT_TRUE(*copy == TypeParam());
+      EXPECT_EQ(*copy == TypeParam(), !keepsEntries<TypeParam>);
       EXPECT_TRUE(object == sample<TypeParam>());
       *copy = object;
       EXPECT_EQ(componentsOf(*copy), components);

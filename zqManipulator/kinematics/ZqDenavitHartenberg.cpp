@@ -1,8 +1,10 @@
 #include "zqManipulator/kinematics/ZqDenavitHartenberg.h"
 
+#include "zqManipulator/actuation/ZqJointActuator.h"
 #include "zqManipulator/foundation/algebra/ZqMath.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 
@@ -418,4 +420,21 @@ bool ZqDenavitHartenberg::addChildArbdToParent(ZqArticulatedBodyDynamics&,
                                                ZqReal) const
 {
    return false;
+}
+
+ZqReal ZqDenavitHartenberg::upperBoundDhFrameDistance(const ZqJointActuator& actuator) const
+{
+   const auto distanceAt = [this](ZqReal q) { return calculateTransform(q).translation().mag(); };
+   if (hasUnknownJointType())
+   {
+      Zq::Print::instance().write(
+         Zq::Rejected, "ZqDenavitHartenberg::upperBoundDhFrameDistance-->Joint Type (%d) unknown",
+         static_cast<int>(jointType()));
+      return 0.0;
+   }
+   if (m_jointType == Prismatic)
+      return std::max(distanceAt(actuator.lowerLimit()), distanceAt(actuator.upperLimit()));
+   // The swing of a about the axis can carry the origin away from any one place by its diameter.
+   return distanceAt(actuator.upperLimit()) +
+          (family() == Family::Paul ? 2.0 * std::abs(m_a) : 0.0);
 }

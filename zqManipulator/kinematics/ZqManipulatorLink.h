@@ -6,7 +6,6 @@
 #include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
 #include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
 #include "zqManipulator/kinematics/ZqReferenceDescription.h"
-#include "zqManipulator/tools/ZqBaseLinkIndex.h"
 
 #include <map>
 #include <memory>
@@ -70,14 +69,16 @@ public:
    }
    bool read(ZqXmlReader& reader) override;
 
-   ZqManipulatorLink();
+   ZqManipulatorLink() { m_jointActuator.setManipulatorLink(this); }
    /// The copy has the parent and the index of the other link until it is given its own, and belongs to
    /// no manipulator.
    ZqManipulatorLink(const ZqManipulatorLink& other);
+   ZqManipulatorLink(ZqManipulatorLink&& other) noexcept;
+   /// The link keeps its own parent and index.
    ZqManipulatorLink& operator=(const ZqManipulatorLink& other);
-   ~ZqManipulatorLink() override;
-   /// All but the children; this link keeps its parent and index. From itself, it empties its
-   /// children, and nothing else.
+   ZqManipulatorLink& operator=(ZqManipulatorLink&& other) noexcept;
+   ~ZqManipulatorLink() override = default;
+   /// All but the children. From itself, it empties its children, and nothing else.
    void copyAllButChildLinksFrom(const ZqManipulatorLink& other);
    /// `equalForReferencing`, and equal labels.
    bool operator==(const ZqManipulatorLink& other) const;
@@ -244,10 +245,8 @@ protected:
    /// What a failed query answers.
    static const ZqCoordinateSystemTransformation m_theDummyTransformation;
 
-   void setParentOfChildren();
-
 private:
-   bool equalButForLabel(const ZqManipulatorLink& other) const;
+   void attachParts() noexcept;
 
    // What a query of frames touches stands together.
    ZqU32 m_linkIndex = ZqNoLinkIndex;
@@ -255,7 +254,7 @@ private:
    ZqManipulatorLink* m_parentLink = nullptr; ///< not owned
    ZqLinkKinematicsContainer m_linkKinematicsContainer;
    ZqIndividualManipulator* m_manipulator = nullptr; ///< not owned
-   ZqManipulatorLink* m_referenceLink;               ///< not owned
+   ZqManipulatorLink* m_referenceLink = this;        ///< not owned
    ZqString m_linkLabel;
    ChildLinks m_childLinks;
    ZqJointActuator m_jointActuator;

@@ -43,15 +43,20 @@ template <class Class>
 consteval std::size_t count()
 {
    if constexpr (requires { typename Class::XmlBase; })
-      return count<typename Class::XmlBase>() + std::tuple_size_v<decltype(Class::components())>;
+   {
+      std::size_t inherited = 0;
+      if constexpr (!Class::componentsReplaceBase)
+         inherited = count<typename Class::XmlBase>();
+      return inherited + std::tuple_size_v<decltype(Class::components())>;
+   }
    else
       return 0;
 }
 
-template <class Class, std::size_t index>
+template <class Class, auto list, std::size_t index>
 void* address(ZqXmlCompoundType& owner)
 {
-   constexpr auto component = std::get<index>(Class::components());
+   constexpr auto component = std::get<index>(list());
    auto& member = static_cast<Class&>(owner).*(component.member);
    if constexpr (std::derived_from<std::remove_reference_t<decltype(member)>, ZqXmlObject>)
       return static_cast<ZqXmlObject*>(&member);
@@ -68,23 +73,38 @@ const ZqXmlLeaf::Operations* leafOf(const ZqComponent<Owner, Member>&)
       return &ZqXmlLeaf::operations<Member>();
 }
 
+/// Appends the entries of one list of members of the class.
+template <class Class, auto list>
+void appendList(ZqXmlComponentEntry*& next)
+{
+   [[maybe_unused]] constexpr auto components = list();
+   [&]<std::size_t... index>(std::index_sequence<index...>)
+   {
+      ((*next++ = {std::get<index>(components).token, std::get<index>(components).isAttribute,
+                   std::get<index>(components).isReadOnly, leafOf(std::get<index>(components)),
+                   &address<Class, list, index>}),
+       ...);
+   }
+   (std::make_index_sequence<std::tuple_size_v<decltype(list())>>());
+}
+
 /// Appends the entries of the bases and then those of the class.
 template <class Class>
 void append(ZqXmlComponentEntry*& next)
 {
    if constexpr (requires { typename Class::XmlBase; })
    {
-      append<typename Class::XmlBase>(next);
-      [&]<std::size_t... index>(std::index_sequence<index...>)
-      {
-         [[maybe_unused]] constexpr auto list = Class::components();
-         ((*next++ = {std::get<index>(list).token, std::get<index>(list).isAttribute,
-                      std::get<index>(list).isReadOnly, leafOf(std::get<index>(list)),
-                      &address<Class, index>}),
-          ...);
-      }
-      (std::make_index_sequence<std::tuple_size_v<decltype(Class::components())>>());
+      if constexpr (!Class::componentsReplaceBase)
+         append<typename Class::XmlBase>(next);
+      appendList<Class, &Class::components>(next);
    }
+}
+
+template <class Class>
+const ZqXmlCompoundType& defaultOf()
+{
+   static const Class object;
+   return object;
 }
 
 template <class Class>
@@ -98,12 +118,23 @@ const ZqXmlComponentTable& tableOf()
       return list;
    }();
    static const ZqXmlComponentTable table{&typeid(Class), entries.data(),
-                                          static_cast<unsigned>(entries.size()),
-                                          []() -> const ZqXmlCompoundType&
-                                          {
-                                             static const Class object;
-                                             return object;
-                                          }};
+                                          static_cast<unsigned>(entries.size()), &defaultOf<Class>};
+   return table;
+}
+
+/// The table of a list other than the one by which the class is read and written.
+template <class Class, auto list>
+const ZqXmlComponentTable& tableOfList()
+{
+   static const auto entries = []
+   {
+      std::array<ZqXmlComponentEntry, std::tuple_size_v<decltype(list())>> all;
+      auto* next = all.data();
+      appendList<Class, list>(next);
+      return all;
+   }();
+   static const ZqXmlComponentTable table{&typeid(Class), entries.data(),
+                                          static_cast<unsigned>(entries.size()), &defaultOf<Class>};
    return table;
 }
 } // namespace ZqXmlTables
@@ -116,6 +147,7 @@ class ZqXmlAbstractClass : public Base
 public:
    using XmlBase = Base;
    using Base::Base;
+   static constexpr bool componentsReplaceBase = false;
    static constexpr std::tuple<> components() { return {}; }
 };
 
@@ -125,7 +157,9 @@ public:
 /// - `static const ZqToken& classToken()`, its element name;
 /// - `static constexpr auto components()`, a tuple of `ZqComponent{&Class::m_member, &token}`,
 ///   `ZqAttributeComponent` and `ZqReadOnlyComponent`, in order of registration, without those of the
-///   base; a member is a persistent object or of a plain type with a text form (`ZqXmlText`);
+///   base; a member is a persistent object or of a plain type with a text form (`ZqXmlText`). A class
+///   that has not all components of its base, or has them in another order, states them all and
+///   declares `static constexpr bool componentsReplaceBase = true`;
 /// - `operator==`, defaulted wherever every member takes part.
 ///
 /// It gets `token`, `creator`, `clone`, `newObject`, `equality`, `registerComponents`, and documents
@@ -136,6 +170,7 @@ class ZqXmlClass : public Base
 public:
    using XmlBase = Base;
    using Base::Base;
+   static constexpr bool componentsReplaceBase = false;
    static constexpr std::tuple<> components() { return {}; }
 
    static ZqXmlObject* creator() { return new Derived(); }

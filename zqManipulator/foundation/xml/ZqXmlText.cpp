@@ -168,3 +168,19 @@ bool ZqXmlText<ZqOrientation>::append(ZqString& out, const ZqOrientation& value)
 {
    return appendReals(out, std::array{value[0], value[1], value[2], value[3]});
 }
+
+bool ZqXmlText<ZqSpatialMatrix>::parse(std::string_view text, ZqSpatialMatrix& value)
+{
+   std::array<ZqReal, 9> m;
+   if (!parseReals(text, m))
+      return false;
+   value = ZqSpatialMatrix(m[0], m[1], m[2], m[3], m[4], m[5], m[6], m[7], m[8]);
+   return true;
+}
+
+bool ZqXmlText<ZqSpatialMatrix>::append(ZqString& out, const ZqSpatialMatrix& value)
+{
+   return appendReals(out, std::array{value[0][0], value[0][1], value[0][2], value[1][0],
+                                      value[1][1], value[1][2], value[2][0], value[2][1],
+                                      value[2][2]});
+}

@@ -3,6 +3,7 @@
 #include "zqManipulator/foundation/algebra/ZqAngle.h"
 #include "zqManipulator/foundation/algebra/ZqNonNegReal.h"
 #include "zqManipulator/foundation/algebra/ZqOrientation.h"
+#include "zqManipulator/foundation/algebra/ZqSpatialMatrix.h"
 #include "zqManipulator/foundation/algebra/ZqTypes.h"
 #include "zqManipulator/foundation/algebra/ZqVector.h"
 
@@ -100,6 +101,17 @@ struct ZqXmlText<ZqOrientation>
    static constexpr unsigned words = 4;
    static bool parse(std::string_view text, ZqOrientation& value);
    static bool append(ZqString& out, const ZqOrientation& value);
+};
+
+/// Row by row.
+template <>
+struct ZqXmlText<ZqSpatialMatrix>
+{
+   static constexpr const char* expected = "nine real numbers";
+   static constexpr const char* schemaType = "doubles";
+   static constexpr unsigned words = 9;
+   static bool parse(std::string_view text, ZqSpatialMatrix& value);
+   static bool append(ZqString& out, const ZqSpatialMatrix& value);
 };
 
 /// Types with a text form.

@@ -1,0 +1,191 @@
+#pragma once
+
+#include "zqManipulator/foundation/algebra/ZqNonNegReal.h"
+#include "zqManipulator/foundation/algebra/ZqReArray.h"
+#include "zqManipulator/foundation/spatial/ZqGeneralForce.h"
+#include "zqManipulator/foundation/spatial/ZqGeneralMotion.h"
+#include "zqManipulator/foundation/spatial/ZqSecondMoment.h"
+#include "zqManipulator/foundation/tokens/ZqManipTokens.h"
+
+class ZqEllipsoid;
+
+/// The mass (kg), first moment (kg m) and second moment (kg m^2) of a rigid body about the origin of a
+/// frame that the user knows. The center of mass is derived: the first moment divided by the mass.
+///
+/// | symbol | meaning                                                                |
+/// |--------|------------------------------------------------------------------------|
+/// | m      | mass                                                                   |
+/// | h      | first moment, m c with c the center of mass                            |
+/// | I      | second moment about the origin of the frame, not the center of mass    |
+/// | M      | spatial inertia [m E, -[h x]; [h x], I], 6 x 6, linear part first      |
+///
+/// All are zero by default, which `isValid` refuses; `nullObject` is the nearest valid record. Sums
+/// are meaningful for records in the same frame.
+///
+/// The inverse of I and the Cholesky factor of M are computed when asked for and kept. Operations say
+/// which of the two they invalidate; the others leave a stale one in use. As even a query may write
+/// them, one record serves one thread at a time. Copies copy m, h and I alone.
+class ZqRigidBodyMassProperties : public ZqXmlClass<ZqRigidBodyMassProperties>
+{
+public:
+   /// The smallest mass of a valid record, in kg.
+   static constexpr ZqReal smallestMass = 1e-9;
+
+   ZqRigidBodyMassProperties() noexcept = default;
+   /// Made valid.
+   ZqRigidBodyMassProperties(const ZqNonNegReal& mass, const ZqVector& firstMoment,
+                             const ZqSecondMoment& secondMoment);
+   ZqRigidBodyMassProperties(const ZqRigidBodyMassProperties& other) noexcept
+      : ZqXmlClass(other), m_mass(other.m_mass), m_firstMoment(other.m_firstMoment),
+        m_secondMoment(other.m_secondMoment)
+   {
+   }
+   ZqRigidBodyMassProperties& operator=(const ZqRigidBodyMassProperties& other) noexcept
+   {
+      if (this == &other)
+         return *this;
+      ZqXmlClass::operator=(other);
+      m_mass = other.m_mass;
+      m_firstMoment = other.m_firstMoment;
+      m_secondMoment = other.m_secondMoment;
+      clearCaches();
+      return *this;
+   }
+   ~ZqRigidBodyMassProperties() override = default;
+
+   static const ZqToken& classToken() { return ZqManip::ZqRigidBodyMassPropertiesToken; }
+   static constexpr auto components()
+   {
+      using This = ZqRigidBodyMassProperties;
+      return std::tuple{ZqComponent{&This::m_mass, &ZqManip::ZqMassToken},
+                        ZqComponent{&This::m_firstMoment, &ZqManip::ZqFirstMomentToken},
+                        ZqComponent{&This::m_secondMoment, &ZqFoundCommon::ZqSecondMomentToken}};
+   }
+   /// Ends in a valid record, also after a failure; a remark names each value that had to be changed.
+   /// Invalidates the Cholesky factor only.
+   bool read(ZqXmlReader& reader) override;
+
+   /// The smallest valid mass, with no moments.
+   static ZqRigidBodyMassProperties nullObject();
+   /// A record with odd values, for samples.
+   static ZqRigidBodyMassProperties defaultObject();
+   /// A mass at the origin.
+   static ZqRigidBodyMassProperties pointMass(ZqReal mass);
+
+   /// Component by component, made valid.
+   ZqRigidBodyMassProperties operator+(const ZqRigidBodyMassProperties& other) const;
+   ZqRigidBodyMassProperties operator-(const ZqRigidBodyMassProperties& other) const;
+   /// Component by component, as they come. Both invalidate factor and inverse.
+   ZqRigidBodyMassProperties& operator+=(const ZqRigidBodyMassProperties& other) noexcept
+   {
+      m_mass = m_mass + other.m_mass;
+      m_firstMoment += other.m_firstMoment;
+      m_secondMoment += other.m_secondMoment;
+      clearCaches();
+      return *this;
+   }
+   /// A difference of masses stops at zero.
+   ZqRigidBodyMassProperties& operator-=(const ZqRigidBodyMassProperties& other) noexcept
+   {
+      m_mass = m_mass - other.m_mass;
+      m_firstMoment -= other.m_firstMoment;
+      m_secondMoment -= other.m_secondMoment;
+      clearCaches();
+      return *this;
+   }
+   bool operator==(const ZqRigidBodyMassProperties& other) const noexcept
+   {
+      return m_mass == other.m_mass && m_firstMoment == other.m_firstMoment &&
+             m_secondMoment == other.m_secondMoment;
+   }
+
+   /// \name Moving the body
+   /// By a translation, a rotation about the origin, or a rotation and then a translation: a record in
+   /// a frame becomes that in the frame that the transformation maps into. Factor and inverse are
+   /// invalidated.
+   /// @{
+   virtual ZqRigidBodyMassProperties& transformBy(const ZqVector& p);
+   virtual ZqRigidBodyMassProperties& transformBy(const ZqOrientation& orientation);
+   virtual ZqRigidBodyMassProperties& transformBy(const ZqCoordinateSystemTransformation& X);
+   /// @}
+
+   /// The spatial force M a at zero velocity.
+   virtual ZqGeneralForce calculateForce(const ZqGeneralMotion& acceleration) const
+   {
+      const ZqVector& h = m_firstMoment;
+      const ZqVector& linear = acceleration.linear();
+      const ZqVector& angular = acceleration.angular();
+      return {linear * m_mass - h.cross(angular), m_secondMoment * angular + h.cross(linear)};
+   }
+   /// The same with the forces of the angular velocity; the linear velocity plays no part.
+   virtual ZqGeneralForce calculateForce(const ZqGeneralMotion& velocity,
+                                         const ZqGeneralMotion& acceleration) const
+   {
+      const ZqVector& omega = velocity.angular();
+      const ZqVector& h = m_firstMoment;
+      const ZqVector& linear = acceleration.linear();
+      const ZqVector& angular = acceleration.angular();
+      return {linear * m_mass - h.cross(angular) - omega.cross(h.cross(omega)),
+              m_secondMoment * angular + omega.cross(m_secondMoment * omega) + h.cross(linear)};
+   }
+   /// The acceleration a of M a = F at zero velocity, by the Cholesky factor. Directions in which the
+   /// body has no inertia are divided by 1e-300.
+   virtual ZqGeneralMotion calculateAcceleration(const ZqGeneralForce& force) const;
+   /// The same of a body that turns.
+   virtual ZqGeneralMotion calculateAcceleration(const ZqGeneralMotion& velocity,
+                                                 const ZqGeneralForce& force) const;
+
+   virtual const ZqNonNegReal& mass() const { return m_mass; }
+   virtual const ZqVector& firstMoment() const { return m_firstMoment; }
+   virtual const ZqSecondMoment& secondMoment() const { return m_secondMoment; }
+   /// The zero matrix when I has no inverse.
+   virtual const ZqSpatialMatrix& invSecondMoment() const;
+   /// Made valid when asked for. Invalidates the Cholesky factor only.
+   virtual void set(ZqNonNegReal mass, const ZqVector& firstMoment,
+                    const ZqSecondMoment& secondMoment, bool validate);
+   /// The zero vector for a mass of zero.
+   virtual void getCenterOfMass(ZqVector& center) const;
+   /// The frame of the principal axes at the center of mass. Always true; moments that are not finite
+   /// give the axes of the frame itself.
+   virtual bool getPrincipalFrame(ZqCoordinateSystemTransformation& frame) const;
+   /// A finite mass of at least `smallestMass` and a second moment, as it stands, that passes its own
+   /// test.
+   virtual bool isValid() const;
+   /// The lower L (6 x 6) of M = L L^T. A column for which the inertia about the center of mass is not
+   /// positive definite is zero.
+   virtual const ZqReArray& spatialCholeskyDecomposition() const;
+   /// M.
+   virtual void getArray(ZqReArray& array) const;
+   /// True when neither the masses nor any component of the moments differ by more than the tolerance.
+   virtual bool approxEq(const ZqRigidBodyMassProperties& other, ZqReal tolerance) const;
+   /// Scales the body's lengths at constant density. Invalidates nothing.
+   virtual void scaleBy(ZqReal factor);
+   /// The ellipsoid of uniform density (kg/m^3) that has this mass and these moments. No semi-axis is
+   /// below 1e-12.
+   virtual void getEllipsoid(ZqEllipsoid& ellipsoid, ZqReal& density) const;
+   /// A mass that is below `smallestMass` or not finite becomes that, and a first moment that is not
+   /// finite becomes zero. A second moment that no body can have is repaired about the center of mass,
+   /// which stays; where that overflows it is repaired about the origin.
+   virtual void makeValid();
+
+   /// Moves the body by R and then by p, for callers that move several values alike.
+   ZqRigidBodyMassProperties& transformBy(const ZqRotationMatrix& R, const ZqVector& p) noexcept;
+
+protected:
+   virtual void computeSecondMomentInverse() const;
+
+private:
+   void clearCaches() const noexcept
+   {
+      m_inverseValid = false;
+      m_choleskyValid = false;
+   }
+
+   ZqNonNegReal m_mass;
+   ZqVector m_firstMoment;
+   ZqSecondMoment m_secondMoment;
+   mutable ZqSpatialMatrix m_inverseSecondMoment;
+   mutable bool m_inverseValid = false;
+   mutable ZqReArray m_cholesky;
+   mutable bool m_choleskyValid = false;
+};

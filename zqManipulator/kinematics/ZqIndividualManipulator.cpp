@@ -1,0 +1,474 @@
+#include "zqManipulator/kinematics/ZqIndividualManipulator.h"
+
+#include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/kinematics/ZqDenavitHartenberg.h"
+#include "zqManipulator/state/ZqManipulatorActivePositionState.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+ZqIndividualManipulator::ZqIndividualManipulator()
+{
+   ZqManipulatorLink::setLinkIndex(ZqBaseLinkIndex);
+   ZqIndividualManipulator::mapManipulator();
+   ZqIndividualManipulator::mapLinkCollisionCandidates();
+}
+
+ZqIndividualManipulator::ZqIndividualManipulator(const ZqIndividualManipulator& other)
+   : ZqXmlClass(other), m_manipulatorLabel(other.m_manipulatorLabel),
+     m_coordSysXForm(other.m_coordSysXForm),
+     m_absoluteBoundingSphere(other.m_absoluteBoundingSphere), m_isFixedBase(other.m_isFixedBase),
+     m_optimizeOnLoad(other.m_optimizeOnLoad), m_isControllable(other.m_isControllable),
+     m_manipulatorReferenceDescription(other.m_manipulatorReferenceDescription),
+     m_displayLinkIndices(other.m_displayLinkIndices),
+     m_selfCollisionLinkMap(other.m_selfCollisionLinkMap),
+     m_usingManipulatorLabels(other.m_usingManipulatorLabels),
+     m_linkLabelMapping(other.m_linkLabelMapping), m_linkCollisionTest(other.m_linkCollisionTest)
+{
+   setParentLink(nullptr);
+   ZqIndividualManipulator::mapManipulator();
+}
+
+ZqIndividualManipulator::ZqIndividualManipulator(ZqIndividualManipulator&& other) noexcept
+   : ZqXmlClass(std::move(other)), m_manipulatorLabel(std::move(other.m_manipulatorLabel)),
+     m_coordSysXForm(other.m_coordSysXForm),
+     m_absoluteBoundingSphere(other.m_absoluteBoundingSphere), m_isFixedBase(other.m_isFixedBase),
+     m_optimizeOnLoad(other.m_optimizeOnLoad), m_isControllable(other.m_isControllable),
+     m_manipulatorReferenceDescription(std::move(other.m_manipulatorReferenceDescription)),
+     m_displayLinkIndices(std::move(other.m_displayLinkIndices)),
+     m_selfCollisionLinkMap(std::move(other.m_selfCollisionLinkMap)),
+     m_manipulatorIndex(other.m_manipulatorIndex),
+     m_usingManipulatorLabels(std::move(other.m_usingManipulatorLabels)),
+     m_linkLabelMapping(std::move(other.m_linkLabelMapping)),
+     m_linkCollisionTest(std::move(other.m_linkCollisionTest))
+{
+   setParentLink(nullptr);
+   takeMapsFrom(other);
+}
+
+ZqIndividualManipulator& ZqIndividualManipulator::operator=(const ZqIndividualManipulator& other)
+{
+   if (this != &other)
+   {
+      const ZqU32 index = m_manipulatorIndex;
+      *this = ZqIndividualManipulator(other);
+      m_manipulatorIndex = index;
+   }
+   return *this;
+}
+
+ZqIndividualManipulator&
+ZqIndividualManipulator::operator=(ZqIndividualManipulator&& other) noexcept
+{
+   if (this == &other)
+      return *this;
+   ZqXmlClass::operator=(std::move(other));
+   m_manipulatorLabel = std::move(other.m_manipulatorLabel);
+   m_coordSysXForm = other.m_coordSysXForm;
+   m_absoluteBoundingSphere = other.m_absoluteBoundingSphere;
+   m_isFixedBase = other.m_isFixedBase;
+   m_optimizeOnLoad = other.m_optimizeOnLoad;
+   m_isControllable = other.m_isControllable;
+   m_manipulatorReferenceDescription = std::move(other.m_manipulatorReferenceDescription);
+   m_displayLinkIndices = std::move(other.m_displayLinkIndices);
+   m_selfCollisionLinkMap = std::move(other.m_selfCollisionLinkMap);
+   m_manipulatorIndex = other.m_manipulatorIndex;
+   m_usingManipulatorLabels = std::move(other.m_usingManipulatorLabels);
+   m_linkLabelMapping = std::move(other.m_linkLabelMapping);
+   m_linkCollisionTest = std::move(other.m_linkCollisionTest);
+   takeMapsFrom(other);
+   return *this;
+}
+
+void ZqIndividualManipulator::takeMapsFrom(ZqIndividualManipulator& other) noexcept
+{
+   m_concreteReference = this;
+   m_linkPointerVector = std::move(other.m_linkPointerVector);
+   m_linkPointerMap = std::move(other.m_linkPointerMap);
+   other.m_linkPointerVector.clear();
+   other.m_linkPointerMap.clear();
+   // The links below the base have not moved: only who refers to the base is told.
+   setManipulatorPointer(this);
+   for (auto& [label, link] : m_linkPointerMap)
+      if (link == &other)
+         link = this;
+   for (ZqManipulatorLink* link : m_linkPointerVector)
+   {
+      link->setManipulatorPointer(this);
+      if (link->referenceLink() == &other)
+         link->setReferenceLink(this);
+   }
+}
+
+bool ZqIndividualManipulator::operator==(const ZqIndividualManipulator& other) const
+{
+   return m_manipulatorLabel == other.m_manipulatorLabel && linkLabel() == other.linkLabel() &&
+          equalForReferencing(other);
+}
+
+bool ZqIndividualManipulator::equalForReferencing(const ZqIndividualManipulator& other) const
+{
+   return ZqManipulatorLink::equalForReferencing(other) &&
+          m_coordSysXForm == other.m_coordSysXForm &&
+          m_absoluteBoundingSphere == other.m_absoluteBoundingSphere &&
+          m_isFixedBase == other.m_isFixedBase && m_optimizeOnLoad == other.m_optimizeOnLoad &&
+          m_manipulatorReferenceDescription == other.m_manipulatorReferenceDescription &&
+          m_displayLinkIndices == other.m_displayLinkIndices &&
+          m_selfCollisionLinkMap == other.m_selfCollisionLinkMap;
+}
+
+bool ZqIndividualManipulator::read(ZqXmlReader& reader)
+{
+   const bool succeeded = ZqXmlClass::read(reader);
+   if (m_manipulatorLabel.empty())
+      m_manipulatorLabel = linkLabel();
+   mapManipulator();
+   fitAbsoluteBoundingSphere();
+   mapLinkCollisionCandidates();
+   return succeeded;
+}
+
+void ZqIndividualManipulator::setFromLink(const ZqManipulatorLink& link)
+{
+   ZqManipulatorLink::operator=(link);
+   setParentLink(nullptr);
+   m_manipulatorLabel = link.linkLabel();
+   m_coordSysXForm.setToIdentity();
+   fitAbsoluteBoundingSphere();
+   m_isFixedBase = true;
+   m_optimizeOnLoad = false;
+   mapManipulator();
+}
+
+bool ZqIndividualManipulator::mapManipulator()
+{
+   m_linkPointerVector.clear();
+   m_linkPointerMap.clear();
+   return mapManipulator(m_linkPointerVector, m_linkPointerMap);
+}
+
+bool ZqIndividualManipulator::mapManipulator(LinkPointerVector& links, LinkPointerMap& labelToLink)
+{
+   setManipulatorPointer(this);
+   labelToLink.insert_or_assign(linkLabel(), this);
+   if (isReference())
+   {
+      setReferenceLink(this);
+      return true;
+   }
+   bool mapped = true;
+   for (ZqManipulatorLink& child : ZqManipulatorLink::childLinks())
+      mapped = child.mapLinks(links, labelToLink) && mapped;
+   setLinkReferences(labelToLink);
+   for (ZqManipulatorLink* link : links)
+      link->setManipulatorPointer(this);
+   return mapped;
+}
+
+/// What every change of the tree entails.
+void ZqIndividualManipulator::afterChangeOfTree()
+{
+   mapManipulator();
+   buildSelfCollisionLinkMap();
+   fitAbsoluteBoundingSphere();
+}
+
+void ZqIndividualManipulator::setLinkLabel(const ZqString& label)
+{
+   ZqManipulatorLink::setLinkLabel(label);
+   mapManipulator();
+}
+
+void ZqIndividualManipulator::appendToAllLabels(const ZqString& suffix)
+{
+   ZqManipulatorLink::appendToAllLabels(suffix);
+   mapManipulator();
+}
+
+void ZqIndividualManipulator::relabelSubtree(const ZqString& prefix, ZqU32& counter)
+{
+   ZqManipulatorLink::relabelSubtree(prefix, counter);
+   mapManipulator();
+}
+
+const ZqManipulatorLink::ChildLinks& ZqIndividualManipulator::childLinks() const
+{
+   // Not the virtual operation: two manipulators may refer to each other.
+   return m_concreteReference->ZqManipulatorLink::childLinks();
+}
+
+ZqManipulatorLink::ChildLinks& ZqIndividualManipulator::childLinks()
+{
+   return m_concreteReference->ZqManipulatorLink::childLinks();
+}
+
+void ZqIndividualManipulator::setChildLinks(const ChildLinks& links)
+{
+   ZqManipulatorLink::setChildLinks(links);
+   mapManipulator();
+   fitAbsoluteBoundingSphere();
+}
+
+void ZqIndividualManipulator::addChild(const ZqManipulatorLink& link)
+{
+   ZqManipulatorLink::addChild(link);
+   afterChangeOfTree();
+}
+
+void ZqIndividualManipulator::clearChildLinks()
+{
+   ZqManipulatorLink::clearChildLinks();
+   afterChangeOfTree();
+}
+
+void ZqIndividualManipulator::addLinkToEndOfChain(const ZqManipulatorLink& link)
+{
+   ZqManipulatorLink::addLinkToEndOfChain(link);
+   afterChangeOfTree();
+}
+
+bool ZqIndividualManipulator::addLinkToChildLinkByName(const ZqManipulatorLink& link,
+                                                       const ZqString& label)
+{
+   if (!ZqManipulatorLink::addLinkToChildLinkByName(link, label))
+      return false;
+   afterChangeOfTree();
+   return true;
+}
+
+ZqU32 ZqIndividualManipulator::jointDof() const
+{
+   return static_cast<ZqU32>(linkPointerVector().size());
+}
+
+const ZqManipulatorLink::LinkPointerVector& ZqIndividualManipulator::linkPointerVector() const
+{
+   return m_concreteReference->m_linkPointerVector;
+}
+
+const ZqManipulatorLink::LinkPointerMap& ZqIndividualManipulator::linkPointerMap() const
+{
+   return m_concreteReference->m_linkPointerMap;
+}
+
+const ZqManipulatorLink* ZqIndividualManipulator::linkByIndex(ZqU32 index) const
+{
+   const LinkPointerVector& links = linkPointerVector();
+   if (index < links.size())
+      return links[index];
+   return index == ZqBaseLinkIndex ? m_concreteReference : nullptr;
+}
+
+ZqManipulatorLink* ZqIndividualManipulator::linkByIndex(ZqU32 index)
+{
+   return const_cast<ZqManipulatorLink*>(std::as_const(*this).linkByIndex(index));
+}
+
+const ZqManipulatorLink* ZqIndividualManipulator::linkByIdentifier(const ZqString& label) const
+{
+   const LinkPointerMap& links = linkPointerMap();
+   const auto found = links.find(label);
+   if (found != links.end())
+      return found->second;
+   return label == linkLabel() ? m_concreteReference : nullptr;
+}
+
+ZqManipulatorLink* ZqIndividualManipulator::linkByIdentifier(const ZqString& label)
+{
+   return const_cast<ZqManipulatorLink*>(std::as_const(*this).linkByIdentifier(label));
+}
+
+ZqU32 ZqIndividualManipulator::linkIndexByIdentifier(const ZqString& label) const
+{
+   const LinkPointerVector& links = linkPointerVector();
+   const auto found =
+      std::find_if(links.begin(), links.end(),
+                   [&](const ZqManipulatorLink* link) { return link->linkLabel() == label; });
+   if (found != links.end())
+      return static_cast<ZqU32>(found - links.begin());
+   return label == linkLabel() ? ZqBaseLinkIndex : ZqNoLinkIndex;
+}
+
+bool ZqIndividualManipulator::changeLinkLabel(const ZqString& oldLabel, const ZqString& newLabel)
+{
+   ZqManipulatorLink* link = linkByIdentifier(oldLabel);
+   if (link == nullptr || linkByIdentifier(newLabel) != nullptr)
+      return false;
+   link->setLinkLabel(newLabel);
+   mapManipulator();
+   return true;
+}
+
+bool ZqIndividualManipulator::replaceLinkKinematics(const ZqString& label,
+                                                    const ZqLinkKinematics& joint)
+{
+   ZqManipulatorLink* link = linkByIdentifier(label);
+   if (link == nullptr)
+      return false;
+   link->setLinkKinematics(joint);
+   fitAbsoluteBoundingSphere();
+   return true;
+}
+
+bool ZqIndividualManipulator::setChildLinkNamedFrames(ZqU32 index, const NamedFrames& frames)
+{
+   ZqManipulatorLink* link = linkByIndex(index);
+   if (link == nullptr)
+      return false;
+   link->setNamedFrames(frames);
+   return true;
+}
+
+void ZqIndividualManipulator::fitAbsoluteBoundingSphere()
+{
+   m_absoluteBoundingSphere = ZqSphere(ZqVector(), upperBoundSubmanipulatorExtentDistance(), 3);
+}
+
+const ZqCoordinateSystemTransformation&
+ZqIndividualManipulator::dhFrameInSystem(ZqManipulatorActivePositionState& activeState) const
+{
+   const ZqLinkPositionState& base = activeState.basePositionState();
+   if (!base.locationInSystemValid())
+   {
+      const ZqCoordinateSystemTransformation dhFrame =
+         m_coordSysXForm * activeState.positionState().coordSysXForm();
+      activeState.setBaseLinkPositionState(dhFrame, dhFrame * primaryFrame());
+   }
+   return base.dhFrame();
+}
+
+bool ZqIndividualManipulator::makeIndicesCompatible(ZqU32& a, ZqU32& b)
+{
+   if (a < b)
+      std::swap(a, b);
+   return true;
+}
+
+bool ZqIndividualManipulator::getCraigDhParameters(std::vector<ZqReal>& parameters) const
+{
+   parameters.clear();
+   bool allAreCraig = true;
+   for (const ZqManipulatorLink* link : linkPointerVector())
+   {
+      const auto* joint =
+         dynamic_cast<const ZqDenavitHartenberg*>(link->linkKinematicsContainer().topElement());
+      const bool isCraig =
+         joint != nullptr &&
+         (joint->dhType() == ZqDenavitHartenberg::Craig ||
+          (joint->dhType() == ZqDenavitHartenberg::GeneralCraig &&
+           joint->precursor().approxEq(ZqCoordinateSystemTransformation::identity(), 1e-10)));
+      if (isCraig)
+         parameters.insert(parameters.end(), {joint->dhA(), joint->dhAlpha(), joint->dhD()});
+      allAreCraig = allAreCraig && isCraig;
+   }
+   return allAreCraig;
+}
+
+// References
+
+bool ZqIndividualManipulator::configureManipulatorReference(Manipulators& manipulators)
+{
+   m_concreteReference = this;
+   if (!isReference())
+      return false;
+   const ZqString& label = m_manipulatorReferenceDescription.referencedManipulatorLabel();
+   const auto found = std::find_if(manipulators.begin(), manipulators.end(),
+                                   [&](const ZqIndividualManipulator& other)
+                                   { return other.m_manipulatorLabel == label; });
+   if (found == manipulators.end())
+      return false;
+   m_concreteReference = &*found;
+   setReferenceLink(&*found);
+   return true;
+}
+
+bool ZqIndividualManipulator::findAndConvertToReferences()
+{
+   if (isReference())
+      return true;
+   useReferencesWherePossible(m_linkPointerVector);
+   // A copy has its links side by side, and binds the references.
+   *this = ZqIndividualManipulator(*this);
+   return true;
+}
+
+bool ZqIndividualManipulator::aboutToModifyLink(const ZqString& label)
+{
+   if (linkByIdentifier(label) == nullptr)
+      return false;
+   for (ZqManipulatorLink* link : m_concreteReference->m_linkPointerVector)
+   {
+      ZqLinkReferenceDescription description = link->linkReferenceDescription();
+      if (description.isShapeReferenced() && description.referencedLinkLabel() == label)
+      {
+         description.setIsShapeReferenced(false);
+         link->setLinkReferenceDescription(description);
+      }
+   }
+   return true;
+}
+
+// Collision of links with each other
+
+void ZqIndividualManipulator::buildSelfCollisionLinkMap()
+{
+   m_selfCollisionLinkMap.buildMapFromSystem(*this);
+   mapLinkCollisionCandidates();
+}
+
+void ZqIndividualManipulator::setSelfCollisionLinkMap(const ZqManipulatorSelfCollisionLinkMap& map)
+{
+   m_selfCollisionLinkMap = map;
+   mapLinkCollisionCandidates();
+}
+
+void ZqIndividualManipulator::mapLinkCollisionCandidates()
+{
+   const LinkPointerVector& links = linkPointerVector();
+   const ZqU32 base = jointDof();
+   m_linkCollisionTest.resize(base + 1);
+
+   // Few pairs are candidates in most models: from the pairs to the links, and not the other way. An
+   // entry whose outer label is the lesser is one that no lookup finds.
+   std::multimap<std::string_view, ZqU32> placesOfLabels;
+   const auto setPlaces = [&](const ZqString& outer, const ZqString& inner)
+   {
+      if (placesOfLabels.empty())
+      {
+         for (ZqU32 i = 0; i < base; ++i)
+            placesOfLabels.emplace(links[i]->linkLabel(), i);
+         placesOfLabels.emplace(m_concreteReference->linkLabel(), base);
+      }
+      const auto [firstRow, lastRow] = placesOfLabels.equal_range(outer);
+      const auto [firstColumn, lastColumn] = placesOfLabels.equal_range(inner);
+      for (auto row = firstRow; row != lastRow; ++row)
+         for (auto column = firstColumn; column != lastColumn; ++column)
+         {
+            m_linkCollisionTest.set(row->second, column->second);
+            m_linkCollisionTest.set(column->second, row->second);
+         }
+   };
+   for (const auto& [outer, row] : m_selfCollisionLinkMap.mapContainer())
+      for (const auto& [inner, isCandidate] : row.mapContainer())
+         if (isCandidate && inner <= outer)
+            setPlaces(outer, inner);
+}
+
+bool ZqIndividualManipulator::canCollide(ZqU32 first, ZqU32 second) const
+{
+   const ZqU32 rows = m_linkCollisionTest.size();
+   if (first == ZqBaseLinkIndex)
+      first = rows - 1;
+   if (second == ZqBaseLinkIndex)
+      second = rows - 1;
+   if (first == second)
+      return false;
+   if (first < rows && second < rows)
+      return m_linkCollisionTest.test(first, second);
+   Zq::Print::instance().write(Zq::Rejected,
+                               "ZqIndividualManipulator::canCollide(): indices (%d,%d) out of "
+                               "range.  Returning False.\n",
+                               static_cast<int>(first), static_cast<int>(second));
+   return false;
+}

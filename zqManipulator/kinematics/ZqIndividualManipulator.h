@@ -1,0 +1,204 @@
+#pragma once
+
+#include "zqManipulator/contact/ZqManipulatorSelfCollisionLinkMap.h"
+#include "zqManipulator/foundation/geometry/ZqSphere.h"
+#include "zqManipulator/kinematics/ZqLinkCollisionTest.h"
+#include "zqManipulator/kinematics/ZqManipulatorLink.h"
+#include "zqManipulator/tools/ZqManipulatorLinkLabelMapping.h"
+
+#include <set>
+
+/// One kinematic tree of a system, which is itself the root link of the tree: its base.
+///
+/// The base has the link index `ZqBaseLinkIndex` and no place in states: its motion is the base frame
+/// and base velocity of the state, six more degrees of freedom unless the base is fixed. The links
+/// below it are numbered from 0, parents before their children; link i has joint i.
+///
+/// A manipulator may be a reference to another one of its system: then it has no links of its own, and
+/// what is asked of its tree is answered by that one, its concrete reference.
+class ZqIndividualManipulator : public ZqXmlClass<ZqIndividualManipulator, ZqManipulatorLink>
+{
+public:
+   using DisplayLinkIndices = ZqXmlVectorType<ZqU32>;
+   using Manipulators = ZqXmlVectorType<ZqIndividualManipulator>;
+
+   static const ZqToken& classToken() { return ZqManip::ZqIndividualManipulatorToken; }
+   static constexpr bool componentsReplaceBase = true;
+   static constexpr auto components()
+   {
+      using This = ZqIndividualManipulator;
+      return std::tuple_cat(
+         componentsForBase(),
+         std::tuple{
+            ZqComponent{&This::m_manipulatorLabel, &ZqManip::ZqManipulatorIdentifierToken},
+            ZqComponent{&This::m_coordSysXForm, &ZqFoundCommon::ZqCoordinateSystemTransformToken},
+            ZqComponent{&This::m_absoluteBoundingSphere, &ZqManip::ZqAbsoluteBoundingSphereToken},
+            ZqComponent{&This::m_isFixedBase, &ZqManip::ZqIsFixedBaseToken},
+            ZqComponent{&This::m_optimizeOnLoad, &ZqManip::ZqOptimizeOnLoadToken},
+            ZqComponent{&This::m_manipulatorReferenceDescription,
+                        &ZqManip::ZqManipulatorReferenceDescriptionToken},
+            ZqComponent{&This::m_displayLinkIndices, &ZqManip::ZqDisplayLinkIndicesToken},
+            ZqComponent{&This::m_selfCollisionLinkMap,
+                        &ZqManip::ZqManipulatorSelfCollisionLinkMapToken},
+            ZqReadOnlyComponent(&This::m_isControllable, &ZqManip::ZqIsControllableToken)});
+   }
+   /// Numbers the links and fits the bounding sphere, whatever the document says of it. A manipulator
+   /// without a label takes that of its base.
+   bool read(ZqXmlReader& reader) override;
+
+   ZqIndividualManipulator();
+   ZqIndividualManipulator(const ZqIndividualManipulator& other);
+   ZqIndividualManipulator(ZqIndividualManipulator&& other) noexcept;
+   ZqIndividualManipulator& operator=(const ZqIndividualManipulator& other);
+   ZqIndividualManipulator& operator=(ZqIndividualManipulator&& other) noexcept;
+   ~ZqIndividualManipulator() override = default;
+   bool operator==(const ZqIndividualManipulator& other) const;
+   /// Whether the two differ in no more than their labels.
+   bool equalForReferencing(const ZqIndividualManipulator& other) const;
+
+   virtual const ZqString& manipulatorLabel() const { return m_manipulatorLabel; }
+   virtual void setManipulatorLabel(const ZqString& label) { m_manipulatorLabel = label; }
+   /// Becomes a manipulator of a fixed base, with the label, the tree and the contents of a link.
+   virtual void setFromLink(const ZqManipulatorLink& link);
+   /// Where the manipulator is placed in the system: the frame in which the state's base frame stands.
+   virtual const ZqCoordinateSystemTransformation& coordSysXForm() const { return m_coordSysXForm; }
+   virtual void setCoordSysXForm(const ZqCoordinateSystemTransformation& frame)
+   {
+      m_coordSysXForm = frame;
+   }
+   virtual const ZqSphere& absoluteBoundingSphere() const { return m_absoluteBoundingSphere; }
+   virtual void setAbsoluteBoundingSphere(const ZqSphere& sphere)
+   {
+      m_absoluteBoundingSphere = sphere;
+   }
+   virtual void buildSelfCollisionLinkMap();
+   /// About the base's origin, by the reach of the tree.
+   virtual void fitAbsoluteBoundingSphere();
+   virtual bool isFixedBase() const { return m_isFixedBase; }
+   virtual void setIsFixedBase(bool fixed) { m_isFixedBase = fixed; }
+   virtual bool optimizeOnLoad() const { return m_optimizeOnLoad; }
+   virtual void setOptimizeOnLoad(bool optimize) { m_optimizeOnLoad = optimize; }
+   virtual const ZqManipulatorReferenceDescription& manipulatorReferenceDescription() const
+   {
+      return m_manipulatorReferenceDescription;
+   }
+   virtual void
+   setManipulatorReferenceDescription(const ZqManipulatorReferenceDescription& description)
+   {
+      m_manipulatorReferenceDescription = description;
+   }
+   /// The place of the manipulator in its system.
+   virtual ZqU32 manipulatorIndex() const { return m_manipulatorIndex; }
+
+   /// \name Degrees of freedom
+   /// @{
+   virtual ZqU32 jointDof() const;
+   virtual ZqU32 jointAndBaseDof() const { return jointDof() + 6; }
+   /// That of the joints, and for a free base six more.
+   virtual ZqU32 totalDof() const { return m_isFixedBase ? jointDof() : jointAndBaseDof(); }
+   /// @}
+
+   virtual const ZqLinkCollisionTest& linkCollisionTest() const { return m_linkCollisionTest; }
+
+   /// \name Links of the concrete reference
+   /// @{
+   /// `ZqBaseLinkIndex` for the base's label, `ZqNoLinkIndex` for an unknown one.
+   virtual ZqU32 linkIndexByIdentifier(const ZqString& label) const;
+   /// Null for an unknown label.
+   virtual const ZqManipulatorLink* linkByIdentifier(const ZqString& label) const;
+   ZqManipulatorLink* linkByIdentifier(const ZqString& label);
+   /// The base for `ZqBaseLinkIndex`; null for any other index beyond the links.
+   virtual const ZqManipulatorLink* linkByIndex(ZqU32 index) const;
+   ZqManipulatorLink* linkByIndex(ZqU32 index);
+   /// @}
+
+   /// False when there is no such link, or the new label is taken.
+   virtual bool changeLinkLabel(const ZqString& oldLabel, const ZqString& newLabel);
+   /// Turns links with equal shapes into references. True.
+   virtual bool findAndConvertToReferences();
+   /// To be called before the shapes of a link change: links that use them get their own copies.
+   /// False when there is no such link.
+   virtual bool aboutToModifyLink(const ZqString& label);
+   /// Replaces the joint of a link. False when there is no such link.
+   virtual bool replaceLinkKinematics(const ZqString& label, const ZqLinkKinematics& joint);
+   /// Finds the manipulator that this one refers to. False when this one is no reference, or there is
+   /// none of the label; it is then its own concrete reference.
+   virtual bool configureManipulatorReference(Manipulators& manipulators);
+   virtual const ZqIndividualManipulator& concreteReference() const { return *m_concreteReference; }
+   /// The links below the base, by link index.
+   virtual const LinkPointerVector& linkPointerVector() const;
+   /// By label, the base included.
+   virtual const LinkPointerMap& linkPointerMap() const;
+   /// Numbers the links of this manipulator's own tree into a vector and a map, the base into the map.
+   virtual bool mapManipulator(LinkPointerVector& links, LinkPointerMap& labelToLink);
+   /// Builds the manipulator's own vector and map. To be called after a change of labels or of the
+   /// tree by way of a link; the operations of the manipulator do so themselves.
+   virtual bool mapManipulator();
+   virtual void setSelfCollisionLinkMap(const ZqManipulatorSelfCollisionLinkMap& map);
+   virtual const ZqManipulatorSelfCollisionLinkMap& selfCollisionLinkMap() const
+   {
+      return m_selfCollisionLinkMap;
+   }
+   /// Compiles the self collision map into the table that `canCollide` reads.
+   virtual void mapLinkCollisionCandidates();
+   /// Whether two links may collide, by link index or `ZqBaseLinkIndex`. A link does not collide with
+   /// itself. An index out of range is rejected with a message, and the answer is false.
+   virtual bool canCollide(ZqU32 first, ZqU32 second) const;
+   virtual const DisplayLinkIndices& displayLinkIndices() const { return m_displayLinkIndices; }
+   virtual void setDisplayLinkIndices(const DisplayLinkIndices& indices)
+   {
+      m_displayLinkIndices = indices;
+   }
+   /// Appends a (m), alpha (rad) and d (m) of each joint in Craig's convention, in index order. False
+   /// when a joint is not of that convention; nothing is appended for it.
+   virtual bool getCraigDhParameters(std::vector<ZqReal>& parameters) const;
+
+   void setLinkLabel(const ZqString& label) override;
+   void appendToAllLabels(const ZqString& suffix) override;
+   void relabelSubtree(const ZqString& prefix, ZqU32& counter) override;
+   const ChildLinks& childLinks() const override;
+   ChildLinks& childLinks() override;
+   void setChildLinks(const ChildLinks& links) override;
+   void addChild(const ZqManipulatorLink& link) override;
+   void clearChildLinks() override;
+   void addLinkToEndOfChain(const ZqManipulatorLink& link) override;
+   bool addLinkToChildLinkByName(const ZqManipulatorLink& link, const ZqString& label) override;
+   ZqU32 linkIndex() const override { return ZqBaseLinkIndex; }
+   /// Nothing: the index of a base does not change.
+   void setLinkIndex(ZqU32) override {}
+   const ZqCoordinateSystemTransformation&
+   dhFrameInSystem(ZqManipulatorActivePositionState& activeState) const override;
+
+   /// The labels under which links of other manipulators went into this one.
+   const ZqManipulatorLinkLabelMapping& linkLabelMapping() const { return m_linkLabelMapping; }
+   /// The labels, besides its own, that this manipulator keeps in use in its system.
+   const std::set<ZqString>& usingManipulatorLabels() const { return m_usingManipulatorLabels; }
+   void setManipulatorIndex(ZqU32 index) { m_manipulatorIndex = index; }
+   /// Swaps the two so that the first is not below the second. True.
+   static bool makeIndicesCompatible(ZqU32& a, ZqU32& b);
+   /// False when there is no such link.
+   bool setChildLinkNamedFrames(ZqU32 index, const NamedFrames& frames);
+
+private:
+   void afterChangeOfTree();
+   /// Takes the places of this manipulator's links from the links themselves.
+   void takeMapsFrom(ZqIndividualManipulator& other) noexcept;
+   bool isReference() const { return m_manipulatorReferenceDescription.isManipulatorReferenced(); }
+
+   ZqString m_manipulatorLabel;
+   ZqCoordinateSystemTransformation m_coordSysXForm;
+   ZqSphere m_absoluteBoundingSphere{ZqVector(), 10.0, 3};
+   bool m_isFixedBase = true;
+   bool m_optimizeOnLoad = false;
+   bool m_isControllable = false;
+   ZqManipulatorReferenceDescription m_manipulatorReferenceDescription;
+   DisplayLinkIndices m_displayLinkIndices;
+   ZqManipulatorSelfCollisionLinkMap m_selfCollisionLinkMap;
+   ZqU32 m_manipulatorIndex = 0;
+   LinkPointerVector m_linkPointerVector;
+   LinkPointerMap m_linkPointerMap;
+   std::set<ZqString> m_usingManipulatorLabels;
+   ZqManipulatorLinkLabelMapping m_linkLabelMapping;
+   ZqLinkCollisionTest m_linkCollisionTest;
+   ZqIndividualManipulator* m_concreteReference = this; ///< not owned
+};

@@ -1,0 +1,357 @@
+#include "zqManipulator/kinematics/ZqManipulatorLink.h"
+
+#include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/foundation/xml/ZqXmlReader.h"
+#include "zqManipulator/state/ZqManipulatorActivePositionState.h"
+
+#include <algorithm>
+#include <utility>
+
+constinit const ZqCoordinateSystemTransformation ZqManipulatorLink::m_theDummyTransformation;
+
+ZqManipulatorLink::ZqManipulatorLink(const ZqManipulatorLink& other)
+   : ZqXmlClass(other), m_linkIndex(other.m_linkIndex), m_isConstrained(other.m_isConstrained),
+     m_parentLink(other.m_parentLink), m_linkKinematicsContainer(other.m_linkKinematicsContainer),
+     m_linkLabel(other.m_linkLabel), m_childLinks(other.m_childLinks),
+     m_jointActuator(other.m_jointActuator), m_baseMassProperties(other.m_baseMassProperties),
+     m_massProperties(other.m_massProperties),
+     m_massPropertiesInDHFrame(other.m_massPropertiesInDHFrame),
+     m_massPropertiesMap(other.m_massPropertiesMap),
+     m_linkReferenceDescription(other.m_linkReferenceDescription),
+     m_namedPoints(other.m_namedPoints), m_namedFrames(other.m_namedFrames)
+{
+   attachParts();
+}
+
+ZqManipulatorLink::ZqManipulatorLink(ZqManipulatorLink&& other) noexcept
+   : ZqXmlClass(other), m_linkIndex(other.m_linkIndex), m_isConstrained(other.m_isConstrained),
+     m_parentLink(other.m_parentLink),
+     m_linkKinematicsContainer(std::move(other.m_linkKinematicsContainer)),
+     m_linkLabel(std::move(other.m_linkLabel)), m_childLinks(std::move(other.m_childLinks)),
+     m_jointActuator(std::move(other.m_jointActuator)),
+     m_baseMassProperties(other.m_baseMassProperties), m_massProperties(other.m_massProperties),
+     m_massPropertiesInDHFrame(other.m_massPropertiesInDHFrame),
+     m_massPropertiesMap(std::move(other.m_massPropertiesMap)),
+     m_linkReferenceDescription(std::move(other.m_linkReferenceDescription)),
+     m_namedPoints(std::move(other.m_namedPoints)), m_namedFrames(std::move(other.m_namedFrames))
+{
+   attachParts();
+}
+
+ZqManipulatorLink& ZqManipulatorLink::operator=(const ZqManipulatorLink& other)
+{
+   if (this == &other)
+      return *this;
+   // The other link may stand below this one.
+   ChildLinks children(other.m_childLinks);
+   copyAllButChildLinksFrom(other);
+   m_childLinks = std::move(children);
+   attachParts();
+   return *this;
+}
+
+ZqManipulatorLink& ZqManipulatorLink::operator=(ZqManipulatorLink&& other) noexcept
+{
+   if (this == &other)
+      return *this;
+   // The other link may stand below this one, and then goes with its former siblings.
+   ZqManipulatorLink taken(std::move(other));
+   ZqXmlClass::operator=(taken);
+   m_isConstrained = taken.m_isConstrained;
+   m_linkKinematicsContainer = std::move(taken.m_linkKinematicsContainer);
+   m_linkLabel = std::move(taken.m_linkLabel);
+   m_jointActuator = std::move(taken.m_jointActuator);
+   m_baseMassProperties = taken.m_baseMassProperties;
+   m_massProperties = taken.m_massProperties;
+   m_massPropertiesInDHFrame = taken.m_massPropertiesInDHFrame;
+   m_massPropertiesMap = std::move(taken.m_massPropertiesMap);
+   m_linkReferenceDescription = std::move(taken.m_linkReferenceDescription);
+   m_namedPoints = std::move(taken.m_namedPoints);
+   m_namedFrames = std::move(taken.m_namedFrames);
+   m_manipulator = nullptr;
+   m_childLinks = std::move(taken.m_childLinks);
+   attachParts();
+   return *this;
+}
+
+void ZqManipulatorLink::copyAllButChildLinksFrom(const ZqManipulatorLink& other)
+{
+   if (this == &other)
+   {
+      m_childLinks.clear();
+      return;
+   }
+   ZqXmlClass::operator=(other);
+   m_isConstrained = other.m_isConstrained;
+   m_linkKinematicsContainer = other.m_linkKinematicsContainer;
+   m_linkLabel = other.m_linkLabel;
+   m_jointActuator = other.m_jointActuator;
+   m_baseMassProperties = other.m_baseMassProperties;
+   m_massProperties = other.m_massProperties;
+   m_massPropertiesInDHFrame = other.m_massPropertiesInDHFrame;
+   m_massPropertiesMap = other.m_massPropertiesMap;
+   m_linkReferenceDescription = other.m_linkReferenceDescription;
+   m_namedPoints = other.m_namedPoints;
+   m_namedFrames = other.m_namedFrames;
+   m_manipulator = nullptr;
+   attachParts();
+}
+
+/// Has the parts that know their link know this one.
+void ZqManipulatorLink::attachParts() noexcept
+{
+   m_referenceLink = this;
+   m_jointActuator.setManipulatorLink(this);
+   for (ZqManipulatorLink& child : m_childLinks)
+      child.m_parentLink = this;
+}
+
+bool ZqManipulatorLink::operator==(const ZqManipulatorLink& other) const
+{
+   return m_linkLabel == other.m_linkLabel && equalForReferencing(other);
+}
+
+bool ZqManipulatorLink::equalForReferencing(const ZqManipulatorLink& other) const
+{
+   return m_isConstrained == other.m_isConstrained &&
+          m_linkKinematicsContainer == other.m_linkKinematicsContainer &&
+          m_jointActuator == other.m_jointActuator &&
+          m_baseMassProperties == other.m_baseMassProperties &&
+          m_massPropertiesMap == other.m_massPropertiesMap &&
+          m_linkReferenceDescription == other.m_linkReferenceDescription &&
+          m_namedPoints == other.m_namedPoints && m_namedFrames == other.m_namedFrames &&
+          m_childLinks == other.m_childLinks;
+}
+
+bool ZqManipulatorLink::read(ZqXmlReader& reader)
+{
+   const bool succeeded = ZqXmlClass::read(reader);
+   attachParts();
+   updateMassProperties();
+   updateDHMassProperties();
+   reader.incrementLinkCount();
+   return succeeded;
+}
+
+void ZqManipulatorLink::registerComponentsForBase()
+{
+   registerComponentsOf(
+      ZqXmlTables::tableOfList<ZqManipulatorLink, &ZqManipulatorLink::componentsForBase>());
+}
+
+void ZqManipulatorLink::setLinkLabel(const ZqString& label)
+{
+   m_linkLabel = label;
+}
+
+void ZqManipulatorLink::appendToAllLabels(const ZqString& suffix)
+{
+   setLinkLabel(linkLabel() + suffix);
+   for (ZqManipulatorLink& child : childLinks())
+      child.appendToAllLabels(suffix);
+}
+
+void ZqManipulatorLink::relabelSubtree(const ZqString& prefix, ZqU32& counter)
+{
+   setLinkLabel(prefix + ZqINT2STRING(counter, 10));
+   ++counter;
+   for (ZqManipulatorLink& child : childLinks())
+      child.relabelSubtree(prefix, counter);
+}
+
+void ZqManipulatorLink::setLinkKinematicsContainer(const ZqLinkKinematicsContainer& container)
+{
+   m_linkKinematicsContainer = container;
+   updateDHMassProperties();
+}
+
+void ZqManipulatorLink::setLinkKinematics(const ZqLinkKinematics& joint)
+{
+   m_linkKinematicsContainer.setTopElement(joint);
+   updateDHMassProperties();
+}
+
+void ZqManipulatorLink::setPrimaryFrame(const ZqCoordinateSystemTransformation& frame)
+{
+   m_linkKinematicsContainer.setPrimaryFrame(frame);
+   updateDHMassProperties();
+}
+
+void ZqManipulatorLink::setJointActuator(const ZqJointActuator& actuator)
+{
+   m_jointActuator = actuator;
+   m_jointActuator.setManipulatorLink(this);
+}
+
+void ZqManipulatorLink::setChildLinks(const ChildLinks& links)
+{
+   // The links may stand below this one.
+   ChildLinks children(links);
+   m_childLinks = std::move(children);
+   attachParts();
+}
+
+void ZqManipulatorLink::addChild(const ZqManipulatorLink& link)
+{
+   m_childLinks.pushBack(link);
+   attachParts();
+}
+
+void ZqManipulatorLink::clearChildLinks()
+{
+   m_childLinks.clear();
+}
+
+void ZqManipulatorLink::addLinkToEndOfChain(const ZqManipulatorLink& link)
+{
+   ZqManipulatorLink* end = this;
+   while (end->m_childLinks.size() > 0)
+      end = &end->m_childLinks[0];
+   end->ZqManipulatorLink::addChild(link);
+}
+
+bool ZqManipulatorLink::addLinkToChildLinkByName(const ZqManipulatorLink& link,
+                                                 const ZqString& label)
+{
+   for (ZqManipulatorLink& child : m_childLinks)
+   {
+      if (child.linkLabel() == label)
+      {
+         child.addLinkToEndOfChain(link);
+         return true;
+      }
+      if (child.addLinkToChildLinkByName(link, label))
+         return true;
+   }
+   return false;
+}
+
+ZqU32 ZqManipulatorLink::subtreeLinkCount() const
+{
+   ZqU32 count = 1;
+   for (const ZqManipulatorLink& child : childLinks())
+      count += child.subtreeLinkCount();
+   return count;
+}
+
+void ZqManipulatorLink::collectLeafLinks(std::vector<const ZqManipulatorLink*>& leaves) const
+{
+   if (childLinks().size() == 0)
+      leaves.push_back(this);
+   for (const ZqManipulatorLink& child : childLinks())
+      child.collectLeafLinks(leaves);
+}
+
+bool ZqManipulatorLink::mapLinks(LinkPointerVector& links, LinkPointerMap& labelToLink)
+{
+   setLinkIndex(static_cast<ZqU32>(links.size()));
+   links.push_back(this);
+   const auto [entry, isNew] = labelToLink.insert_or_assign(m_linkLabel, this);
+   if (!isNew)
+      Zq::Print::instance().write(Zq::Oddity,
+                                  "ZqManipulatorLink::mapLinks(): there are duplicate links with "
+                                  "the same label, \"%s\".  The last will be used.\n",
+                                  m_linkLabel.c_str());
+   bool mapped = true;
+   for (ZqManipulatorLink& child : m_childLinks)
+      mapped = child.mapLinks(links, labelToLink) && mapped;
+   return mapped;
+}
+
+const ZqCoordinateSystemTransformation&
+ZqManipulatorLink::dhFrameInSystem(ZqManipulatorActivePositionState& activeState) const
+{
+   const auto& links = activeState.linkPositionStates();
+   const auto& jointPositions = activeState.positionState().jointPositions();
+   if (m_linkIndex >= links.size() || m_linkIndex >= jointPositions.size())
+   {
+      Zq::Print::instance().write(Zq::Rejected,
+                                  "ZqManipulatorLink::dhFrameInSystem(): index out of range.\n");
+      return m_theDummyTransformation;
+   }
+   const ZqLinkPositionState& own = links[m_linkIndex];
+   if (own.locationInSystemValid())
+      return own.dhFrame();
+
+   // Recursion fills in what is stale towards the base.
+   const ZqCoordinateSystemTransformation& parentFrame =
+      m_parentLink != nullptr ? m_parentLink->dhFrameInSystem(activeState)
+                              : ZqCoordinateSystemTransformation::identity();
+   const ZqCoordinateSystemTransformation dhFrame =
+      parentFrame * m_linkKinematicsContainer.calculateTransform(jointPositions[m_linkIndex]);
+   activeState.setLinkPositionState(m_linkIndex, dhFrame,
+                                    dhFrame * m_linkKinematicsContainer.primaryFrame());
+   return own.dhFrame();
+}
+
+const ZqCoordinateSystemTransformation&
+ZqManipulatorLink::primaryFrameInSystem(ZqManipulatorActivePositionState& activeState) const
+{
+   if (m_linkIndex == ZqBaseLinkIndex)
+   {
+      if (!activeState.basePositionState().locationInSystemValid())
+         dhFrameInSystem(activeState);
+      return activeState.basePositionState().primaryFrame();
+   }
+   const auto& links = activeState.linkPositionStates();
+   if (m_linkIndex >= links.size())
+   {
+      Zq::Print::instance().write(
+         Zq::Rejected, "ZqManipulatorLink::primaryFrameInSystem(): index %d out of range %d.\n",
+         static_cast<int>(m_linkIndex), static_cast<int>(links.size()));
+      return m_theDummyTransformation;
+   }
+   if (!links[m_linkIndex].locationInSystemValid())
+      dhFrameInSystem(activeState);
+   return links[m_linkIndex].primaryFrame();
+}
+
+bool ZqManipulatorLink::setLinkReferences(const LinkPointerMap& labelToLink)
+{
+   m_referenceLink = this;
+   if (m_linkReferenceDescription.isShapeReferenced())
+   {
+      const ZqString& label = m_linkReferenceDescription.referencedLinkLabel();
+      const auto found = labelToLink.find(label);
+      if (found != labelToLink.end())
+         m_referenceLink = found->second;
+      else
+         Zq::Print::instance().write(Zq::Rejected,
+                                     "ZqManipulatorLink::setLinkReference(): could not find link "
+                                     "with label %s for referencing.  Using self.\n",
+                                     label.c_str());
+   }
+   for (ZqManipulatorLink& child : m_childLinks)
+      child.setLinkReferences(labelToLink);
+   return true;
+}
+
+bool ZqManipulatorLink::useReferencesWherePossible(const LinkPointerVector& links)
+{
+   // Links have no shapes yet that could differ.
+   const auto end =
+      links.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(linkIndex(), links.size()));
+   const auto candidate = std::find_if(
+      links.begin(), end,
+      [](const ZqManipulatorLink* link)
+      { return link != nullptr && !link->linkReferenceDescription().isShapeReferenced(); });
+   bool any = candidate != end;
+   if (any)
+   {
+      m_linkReferenceDescription.setReferencedLinkLabel((*candidate)->linkLabel());
+      m_linkReferenceDescription.setIsShapeReferenced(true);
+   }
+   for (ZqManipulatorLink& child : m_childLinks)
+      any = child.useReferencesWherePossible(links) || any;
+   return any;
+}
+
+bool ZqManipulatorLink::removeLinkReferences()
+{
+   if (!m_linkReferenceDescription.isShapeReferenced())
+      return true;
+   m_linkReferenceDescription = ZqLinkReferenceDescription();
+   const bool tookOver = m_referenceLink != nullptr;
+   m_referenceLink = this;
+   return tookOver;
+}

@@ -1,0 +1,170 @@
+#include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/kinematics/ZqManipulatorLink.h"
+
+#include <algorithm>
+
+void ZqManipulatorLink::setMassProperties(const ZqRigidBodyMassProperties& properties)
+{
+   m_baseMassProperties = properties;
+   clearMassPropertiesMap();
+}
+
+void ZqManipulatorLink::setBaseMassProperties(const ZqRigidBodyMassProperties& properties)
+{
+   m_baseMassProperties = properties;
+   updateMassProperties();
+   updateDHMassProperties();
+}
+
+void ZqManipulatorLink::setMassPropertiesMap(const MassPropertiesMap& map)
+{
+   m_massPropertiesMap = map;
+   updateMassProperties();
+   updateDHMassProperties();
+}
+
+void ZqManipulatorLink::clearMassPropertiesMap()
+{
+   m_massPropertiesMap.clear();
+   updateMassProperties();
+   updateDHMassProperties();
+}
+
+void ZqManipulatorLink::addMassProperties(const ZqString& name,
+                                          const ZqRigidBodyMassProperties& properties)
+{
+   m_massPropertiesMap.add(name, properties);
+   updateMassProperties();
+   updateDHMassProperties();
+}
+
+bool ZqManipulatorLink::deleteMassProperties(const ZqString& name)
+{
+   if (!m_massPropertiesMap.erase(name))
+      return false;
+   updateMassProperties();
+   updateDHMassProperties();
+   return true;
+}
+
+void ZqManipulatorLink::updateMassProperties()
+{
+   m_massProperties = m_baseMassProperties;
+   for (const auto& [name, properties] : m_massPropertiesMap.mapContainer())
+      m_massProperties += properties;
+}
+
+void ZqManipulatorLink::updateDHMassProperties()
+{
+   m_massPropertiesInDHFrame = m_massProperties;
+   m_massPropertiesInDHFrame.transformBy(m_linkKinematicsContainer.primaryFrame());
+}
+
+bool ZqManipulatorLink::replaceMassProperties(const ZqString& label,
+                                              const ZqRigidBodyMassProperties& properties)
+{
+   if (linkLabel() == label)
+   {
+      setMassProperties(properties);
+      return false;
+   }
+   return std::any_of(childLinks().begin(), childLinks().end(),
+                      [&](ZqManipulatorLink& child)
+                      {
+                         const bool isChild = child.linkLabel() == label;
+                         return child.replaceMassProperties(label, properties) || isChild;
+                      });
+}
+
+bool ZqManipulatorLink::setJointLimit(const ZqString& label, bool isLower, ZqReal value)
+{
+   if (linkLabel() == label)
+   {
+      isLower ? m_jointActuator.setLowerLimit(value) : m_jointActuator.setUpperLimit(value);
+      return true;
+   }
+   return std::any_of(childLinks().begin(), childLinks().end(),
+                      [&](ZqManipulatorLink& child)
+                      { return child.setJointLimit(label, isLower, value); });
+}
+
+bool ZqManipulatorLink::replaceLinkProperties(const ZqString& label, const ZqManipulatorLink& link,
+                                              bool withShapes)
+{
+   if (linkLabel() != label)
+      return std::any_of(childLinks().begin(), childLinks().end(),
+                         [&](ZqManipulatorLink& child)
+                         { return child.replaceLinkProperties(label, link, withShapes); });
+   setJointActuator(link.jointActuator());
+   setLinkKinematicsContainer(link.linkKinematicsContainer());
+   setMassProperties(link.massProperties());
+   setNamedPoints(link.namedPoints());
+   setNamedFrames(link.namedFrames());
+   if (withShapes)
+      m_linkReferenceDescription.setIsShapeReferenced(false);
+   return true;
+}
+
+void ZqManipulatorLink::scaleIndividualLinkBy(ZqReal scale)
+{
+   m_baseMassProperties.scaleBy(scale);
+   m_linkKinematicsContainer.scaleBy(scale);
+   const ZqReal isLength = m_linkKinematicsContainer.jointParameterScalability();
+   m_jointActuator.scaleBy(scale, isLength * scale + (1.0 - isLength));
+   updateMassProperties();
+   updateDHMassProperties();
+}
+
+void ZqManipulatorLink::scaleBy(ZqReal scale)
+{
+   scaleIndividualLinkBy(scale);
+   for (ZqManipulatorLink& child : childLinks())
+      child.scaleBy(scale);
+}
+
+ZqReal ZqManipulatorLink::upperBoundExtentDistance() const
+{
+   const ZqLinkKinematics* joint = m_linkKinematicsContainer.topElement();
+   return joint != nullptr ? joint->upperBoundDhFrameDistance(m_jointActuator) : 0.0;
+}
+
+ZqReal ZqManipulatorLink::upperBoundSubmanipulatorExtentDistance() const
+{
+   ZqReal reachOfChildren = 0.0;
+   for (const ZqManipulatorLink& child : childLinks())
+      reachOfChildren = std::max(reachOfChildren, child.upperBoundSubmanipulatorExtentDistance());
+   return upperBoundExtentDistance() + reachOfChildren;
+}
+
+namespace
+{
+/// Adds when the name is new.
+template <class Map, class Value>
+void addNamed(Map& map, const ZqString& name, const Value& value, const char* message)
+{
+   if (!map.mapContainer().try_emplace(name, value).second)
+      Zq::Print::instance().write(Zq::Rejected, "%s", message);
+}
+} // namespace
+
+bool ZqManipulatorLink::lookupNamedPoint(const ZqString& name, ZqVector& point) const
+{
+   return m_namedPoints.lookup(name, point);
+}
+
+void ZqManipulatorLink::addNamedPoint(const ZqString& name, const ZqVector& point)
+{
+   addNamed(m_namedPoints, name, point, "ZqManipulatorLink::addNamedPoint point already exists\n");
+}
+
+bool ZqManipulatorLink::lookupNamedFrame(const ZqString& name,
+                                         ZqCoordinateSystemTransformation& frame) const
+{
+   return m_namedFrames.lookup(name, frame);
+}
+
+void ZqManipulatorLink::addNamedFrame(const ZqString& name,
+                                      const ZqCoordinateSystemTransformation& frame)
+{
+   addNamed(m_namedFrames, name, frame, "ZqManipulatorLink::addNamedFrame frame already exists\n");
+}

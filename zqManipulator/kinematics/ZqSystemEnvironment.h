@@ -1,0 +1,34 @@
+#pragma once
+
+#include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
+#include "zqManipulator/foundation/tokens/ZqManipTokens.h"
+
+/// The frame and the gravity of a scene.
+class ZqSystemEnvironment : public ZqXmlClass<ZqSystemEnvironment>
+{
+public:
+   static const ZqToken& classToken() { return ZqManip::ZqEnvironmentToken; }
+   static constexpr auto components()
+   {
+      using This = ZqSystemEnvironment;
+      return std::tuple{
+         ZqComponent{&This::m_coordSysXForm, &ZqFoundCommon::ZqCoordinateSystemTransformToken},
+         ZqComponent{&This::m_upGravityVector, &ZqManip::ZqUpGravityVectorToken}};
+   }
+   static ZqSystemEnvironment nullObject() { return {}; }
+   bool operator==(const ZqSystemEnvironment&) const = default;
+
+   virtual const ZqCoordinateSystemTransformation& coordSysXForm() const { return m_coordSysXForm; }
+   virtual void setCoordSysXForm(const ZqCoordinateSystemTransformation& frame)
+   {
+      m_coordSysXForm = frame;
+   }
+   /// Points up, against gravity, with the magnitude of gravity (m/s^2): the acceleration of a base that
+   /// feels like gravity.
+   virtual const ZqVector& upGravityVector() const { return m_upGravityVector; }
+   virtual void setUpGravityVector(const ZqVector& gravity) { m_upGravityVector = gravity; }
+
+private:
+   ZqCoordinateSystemTransformation m_coordSysXForm;
+   ZqVector m_upGravityVector;
+};

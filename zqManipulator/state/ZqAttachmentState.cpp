@@ -1,0 +1,14 @@
+#include "zqManipulator/state/ZqAttachmentState.h"
+
+template class ZqXmlMapType<ZqU32, ZqAttachmentNodeState>;
+
+ZqAttachmentNodeState& ZqAttachmentMapState::manipulatorAttachmentState(unsigned manipulatorIndex)
+{
+   return m_manipulatorAttachmentStates.mapContainer()[manipulatorIndex];
+}
+
+void ZqAttachmentMapState::setManipulatorAttachmentState(unsigned manipulatorIndex,
+                                                         const ZqAttachmentNodeState& state)
+{
+   m_manipulatorAttachmentStates.add(manipulatorIndex, state);
+}

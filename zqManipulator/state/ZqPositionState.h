@@ -1,0 +1,56 @@
+#pragma once
+
+#include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
+#include "zqManipulator/foundation/tokens/ZqManipTokens.h"
+#include "zqManipulator/foundation/xml/ZqXmlVectorBasicType.h"
+#include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
+
+/// Where one manipulator is: a position for each joint in the order of the link indices (rad, or m for
+/// a joint that slides), and the frame of the base in the system frame. The base has no joint.
+class ZqPositionState : public ZqXmlClass<ZqPositionState>
+{
+public:
+   static const ZqToken& classToken() { return ZqManip::ZqPositionStateToken; }
+   static constexpr auto components()
+   {
+      using This = ZqPositionState;
+      return std::tuple{
+         ZqComponent{&This::m_jointPositions, &ZqManip::ZqJointPositionsToken},
+         ZqComponent{&This::m_coordSysXForm, &ZqFoundCommon::ZqCoordinateSystemTransformToken}};
+   }
+   static ZqPositionState nullObject() { return {}; }
+   bool operator==(const ZqPositionState&) const = default;
+
+   virtual ZqXmlVectorBasicType<ZqReal>& jointPositions() { return m_jointPositions; }
+   virtual const ZqXmlVectorBasicType<ZqReal>& jointPositions() const { return m_jointPositions; }
+   virtual void setJointPositions(const ZqXmlVectorBasicType<ZqReal>& positions)
+   {
+      m_jointPositions = positions;
+   }
+   virtual ZqCoordinateSystemTransformation& coordSysXForm() { return m_coordSysXForm; }
+   virtual const ZqCoordinateSystemTransformation& coordSysXForm() const { return m_coordSysXForm; }
+   virtual void setCoordSysXForm(const ZqCoordinateSystemTransformation& frame)
+   {
+      m_coordSysXForm = frame;
+   }
+
+   /// True when there are as many joints and no number differs by more than the tolerance.
+   virtual bool approxEq(const ZqPositionState& other, ZqReal tolerance) const;
+   /// The binary form of the machine: the frame, the number of joints in 32 bits, each joint. What is
+   /// read is not trusted: memory grows with the numbers that arrive, not with the count. A count that
+   /// is 0 or, taken as signed, less stands for no joints. False when the stream ends early or the
+   /// frame is refused; then the numbers before the fault have been taken.
+   virtual ZqBoolean readBin(std::istream& stream);
+   virtual ZqBoolean writeBin(std::ostream& stream) const;
+   /// Becomes the state between two, which may be this one. A factor outside [0, 1] extrapolates the
+   /// joints and leaves the frame that this had. With unequal numbers of joints it answers false, with
+   /// a message, and takes the joints that both have.
+   virtual ZqBoolean linearInterpolation(const ZqPositionState& first,
+                                         const ZqPositionState& second, ZqReal factor);
+
+private:
+   ZqXmlVectorBasicType<ZqReal> m_jointPositions;
+   ZqCoordinateSystemTransformation m_coordSysXForm;
+};
+
+extern template class ZqXmlVectorType<ZqPositionState>;
