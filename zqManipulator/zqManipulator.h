@@ -4,6 +4,9 @@
 
 #include "zqManipulator/actuation/ZqJointActuator.h"
 #include "zqManipulator/actuation/ZqMechanicalActuatorComponent.h"
+#include "zqManipulator/contact/ZqCollisionExclusionData.h"
+#include "zqManipulator/contact/ZqManipulatorSelfCollisionLinkMap.h"
+#include "zqManipulator/contact/ZqSystemCollisionExclusionMap.h"
 #include "zqManipulator/dynamics/ZqArticulatedBodyDynamics.h"
 #include "zqManipulator/dynamics/ZqArticulatedBodyInertia.h"
 #include "zqManipulator/dynamics/ZqExternalForceDescription.h"
@@ -70,6 +73,7 @@
 #include "zqManipulator/kinematics/ZqLinkCollisionTest.h"
 #include "zqManipulator/kinematics/ZqLinkKinematics.h"
 #include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
+#include "zqManipulator/kinematics/ZqManipulatorLinkIdentifier.h"
 #include "zqManipulator/kinematics/ZqManipulatorLink.h"
 #include "zqManipulator/kinematics/ZqManipulatorLinkIdentifier.h"
 #include "zqManipulator/kinematics/ZqReferenceDescription.h"
