@@ -142,17 +142,18 @@ protected:
 private:
    friend class ZqStatedSystem; // builds a manipulator in place
 
-   bool isReference(ZqU32 index) const;
-   void refer(ZqU32 index, const ZqString& label);
-   bool takeModelOfReferenced(ZqU32 index);
-   void putLabelToUse(ZqU32 index);
-   void bindReferences();
+   bool findManipulator(const ZqString& label, ZqU32& index) const;
+   bool isAboutToModify(ZqU32 index, const char* operation);
+   void takeModelOfReferenced(ZqU32 index);
+   void labelNewManipulator(ZqU32 index);
    void attachCollisionExclusionMap() { m_collisionExclusionMap.buildMapFromSystem(*this); }
 
-   Manipulators m_manipulators;
    ZqSystemEnvironment m_environment;
+   Manipulators m_manipulators;
    ZqSystemCollisionExclusionMap m_collisionExclusionMap;
    ZqOldManipulatorAttachmentMap m_manipulatorAttachmentMap;
    mutable ZqU32 m_totalReadableLinkCount = 0; ///< of the document
    ZqLabelPool m_labelPool;
+   std::vector<ZqU32>
+      m_references; ///< the manipulators that are references, since the last mapping
 };

@@ -160,6 +160,7 @@ protected:
 private:
    ZqManipulatorSystem& systemToModify();
    void attachConfiguration() { m_configuration.setManipulatorSystem(&system()); }
+   void takeLegacySystem();
    void followSystemChange();
    void deleteState(ZqU32 index);
 
