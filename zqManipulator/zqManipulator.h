@@ -73,7 +73,6 @@
 #include "zqManipulator/kinematics/ZqLinkCollisionTest.h"
 #include "zqManipulator/kinematics/ZqLinkKinematics.h"
 #include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
-#include "zqManipulator/kinematics/ZqManipulatorLinkIdentifier.h"
 #include "zqManipulator/kinematics/ZqManipulatorLink.h"
 #include "zqManipulator/kinematics/ZqManipulatorLinkIdentifier.h"
 #include "zqManipulator/kinematics/ZqManipulatorSystem.h"
