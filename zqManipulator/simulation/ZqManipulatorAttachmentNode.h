@@ -5,6 +5,7 @@
 #include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
 #include "zqManipulator/state/ZqPositionState.h"
 
+#include <unordered_set>
 #include <vector>
 
 class ZqIndividualManipulator;
@@ -97,9 +98,12 @@ public:
    /// @}
 
 private:
+   friend class ZqManipulatorAttachmentMap;
+
    void setParentOfChildren() noexcept;
-   template <class Action>
-   static void forEachNode(ZqManipulatorAttachmentNode& node, const Action& action);
+   /// Removes each node whose manipulator has been seen before, with all that hangs on it.
+   static void removeRepeatedNodes(ChildNodes& nodes, std::unordered_set<ZqU32>& seen,
+                                   ZqXmlReader& reader);
 
    ZqString m_name;
    ZqString m_linkLabel;
