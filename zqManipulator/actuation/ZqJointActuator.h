@@ -31,9 +31,9 @@ public:
    virtual void setIsRigid(bool isRigid) = 0;
 };
 
-/// The drive of one joint, made of parts: a drive train, and the records of who made it. It owns its
-/// parts, and any may be missing. Without a drive train every query has a neutral answer, and what
-/// would set a value of it does nothing.
+/// The drive of one joint, made of parts: a drive train, and the records of who made it. It owns
+/// its parts, and any may be missing. Without a drive train every query has a neutral answer, and
+/// what would set a value of it does nothing.
 class ZqJointActuator : public ZqXmlClass<ZqJointActuator, ZqBaseJointActuator>
 {
 public:
@@ -58,7 +58,8 @@ public:
    static ZqJointActuator defaultObject();
    static ZqJointActuator nullObject() { return {}; }
 
-   /// The drive train gets the link too. A copy has the link of the original until it is given its own.
+   /// The drive train gets the link too. A copy has the link of the original until it is given its
+   /// own.
    void setManipulatorLink(const ZqManipulatorLink* link) override;
    virtual ZqMechanicalActuatorComponentContainer& mechanicalComponentContainer()
    {

@@ -6,33 +6,33 @@
 
 class ZqManipulatorLink;
 
-/// The drive train between a motor and a joint: gear, motor inertia, viscous friction, end stoppers,
-/// Coulomb friction with stiction, flexibility with backlash, and efficiency.
+/// The drive train between a motor and a joint: gear, motor inertia, viscous friction, end
+/// stoppers, Coulomb friction with stiction, flexibility with backlash, and efficiency.
 ///
 /// These are parameters only; what moves stands in the active state, by the index of the link. The
-/// motor turns by the gear ratio times the joint position. Units are those of the joint position (rad
-/// or m, written rad here) and of the torque that belongs to it (N m or N).
+/// motor turns by the gear ratio times the joint position. Units are those of the joint position
+/// (rad or m, written rad here) and of the torque that belongs to it (N m or N).
 ///
-/// | parameter                        | side  | unit          | meaning                             |
-/// |----------------------------------|-------|---------------|-------------------------------------|
-/// | inertia                          | motor | kg m^2        | of rotor and gear                   |
-/// | frictionCoefficient              | motor | N m s / rad   | viscous                             |
-/// | gearRatio                        |       |               | motor position per joint position   |
-/// | lowerLimit, upperLimit           | joint | rad           | where the joint ends                |
-/// | maxOutputRate                    | joint | rad / s       |                                     |
-/// | stopperZone                      | joint | rad           | before the limits, where stoppers   |
-/// |                                  |       |               | begin to push                       |
-/// | stopperSpringCoefficient         | joint | N m / rad     |                                     |
-/// | stopperDampingCoefficient        | joint | N m s / rad   |                                     |
-/// | staticCoulombFriction            | motor | N m           | at which the motor breaks away      |
-/// | kineticCoulombFrictionPercentage |       |               | sliding over static level, 1.0 all  |
-/// | staticCoulombSpringCoefficient   | motor | N m / rad     | about where the motor sticks        |
-/// | staticCoulombDamperCoefficient   | motor | N m s / rad   |                                     |
-/// | limitingVelocityStickRegion      | motor | rad / s       | from which on the motor slips       |
-/// | jointFlexibilityStiffness        | joint | N m / rad     | of the shaft                        |
-/// | jointFlexibilityDamping          | joint | N m s / rad   |                                     |
-/// | backlash                         | motor | rad           |                                     |
-/// | maxEfficiency                    |       |               | of the gear                         |
+/// | parameter                        | side  | unit          | meaning                           |
+/// |----------------------------------|-------|---------------|-----------------------------------|
+/// | inertia                          | motor | kg m^2        | of rotor and gear                 |
+/// | frictionCoefficient              | motor | N m s / rad   | viscous                           |
+/// | gearRatio                        |       |               | motor position per joint position |
+/// | lowerLimit, upperLimit           | joint | rad           | where the joint ends              |
+/// | maxOutputRate                    | joint | rad / s       |                                   |
+/// | stopperZone                      | joint | rad           | before the limits, where stoppers |
+/// |                                  |       |               | begin to push                     |
+/// | stopperSpringCoefficient         | joint | N m / rad     |                                   |
+/// | stopperDampingCoefficient        | joint | N m s / rad   |                                   |
+/// | staticCoulombFriction            | motor | N m           | at which the motor breaks away    |
+/// | kineticCoulombFrictionPercentage |       |               | sliding over static level, 1.0: all|
+/// | staticCoulombSpringCoefficient   | motor | N m / rad     | about where the motor sticks      |
+/// | staticCoulombDamperCoefficient   | motor | N m s / rad   |                                   |
+/// | limitingVelocityStickRegion      | motor | rad / s       | from which on the motor slips     |
+/// | jointFlexibilityStiffness        | joint | N m / rad     | of the shaft                      |
+/// | jointFlexibilityDamping          | joint | N m s / rad   |                                   |
+/// | backlash                         | motor | rad           |                                   |
+/// | maxEfficiency                    |       |               | of the gear                       |
 ///
 /// Values are kept as a document tells them: the limits may be crossed and any value may be NaN, so
 /// whoever compares with them decides what that means.
@@ -150,13 +150,13 @@ public:
    virtual ZqReal maxEfficiency() const { return m_maxEfficiency; }
    virtual void setMaxEfficiency(ZqReal efficiency) { m_maxEfficiency = efficiency; }
 
-   /// The motor's inertia as the joint feels it; 0.0 for a flexible joint, behind which the motor is a
-   /// body of its own. The argument has no effect.
+   /// The motor's inertia as the joint feels it; 0.0 for a flexible joint, behind which the motor
+   /// is a body of its own. The argument has no effect.
    virtual ZqReal effectiveInertia(ZqReal inertia) const;
-   /// Scales lengths by `scale` and joint positions by `jointScale`. At constant density the inertia
-   /// goes with the fifth power of the scale; so do the stiffness, damping and friction of stoppers
-   /// and stiction, by which a joint bounces and sticks at the same times as before. The viscous
-   /// coefficient goes with the square, the limits and the zone with the joint position.
+   /// Scales lengths by `scale` and joint positions by `jointScale`. At constant density the
+   /// inertia goes with the fifth power of the scale; so do the stiffness, damping and friction of
+   /// stoppers and stiction, by which a joint bounces and sticks at the same times as before. The
+   /// viscous coefficient goes with the square, the limits and the zone with the joint position.
    virtual void scaleBy(ZqReal scale, ZqReal jointScale);
 
 private:

@@ -1,8 +1,11 @@
 #include "zqManipulator/kinematics/ZqDenavitHartenberg.h"
 
+#include "zqManipulator/actuation/ZqJointActuator.h"
+#include "zqManipulator/dynamics/ZqArticulatedBodyDynamics.h"
 #include "zqManipulator/foundation/algebra/ZqMath.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 
@@ -273,11 +276,12 @@ ZqVector ZqDenavitHartenberg::jointAxis(Family family) const
                                  : ZqVector(0.0, 0.0, 1.0);
 }
 
-/// Becomes the motion of a joint of known types at this velocity.
+/// Becomes the motion of a joint at this velocity; an unknown D-H type counts as one of Craig's, and an
+/// unknown joint type as prismatic.
 void ZqDenavitHartenberg::setToMotion(ZqGeneralMotion& motion, Family family, ZqReal velocity) const
 {
    const ZqVector axis = jointAxis(family);
-   if (m_jointType == Prismatic)
+   if (m_jointType != Rotational)
    {
       motion.setLinear(axis * velocity);
       motion.setAngular(ZqVector());
@@ -406,16 +410,33 @@ void ZqDenavitHartenberg::scaleBy(ZqReal scale)
    m_transformValid = false;
 }
 
-// The classes of these arguments are still to come, so that nobody can call these two yet; they get
-// their bodies with them.
-ZqReal ZqDenavitHartenberg::upperBoundDhFrameDistance(const ZqJointActuator&) const
+bool ZqDenavitHartenberg::addChildArbdToParent(ZqArticulatedBodyDynamics& parent,
+                                               const ZqArticulatedBodyDynamics& child,
+                                               ZqReal jointPosition, ZqReal jointTorque,
+                                               ZqReal effectiveInertia) const
 {
-   return 0.0;
+   ZqGeneralMotion U;
+   setToMotion(U, family(), 1.0);
+   ZqArticulatedBodyDynamics reduced;
+   reduced.setToTransformedValue(child, U, effectiveInertia, jointTorque);
+   reduced.transformBy(calculateTransform(jointPosition));
+   parent += reduced;
+   return true;
 }
 
-bool ZqDenavitHartenberg::addChildArbdToParent(ZqArticulatedBodyDynamics&,
-                                               const ZqArticulatedBodyDynamics&, ZqReal, ZqReal,
-                                               ZqReal) const
+ZqReal ZqDenavitHartenberg::upperBoundDhFrameDistance(const ZqJointActuator& actuator) const
 {
-   return false;
+   const auto distanceAt = [this](ZqReal q) { return calculateTransform(q).translation().mag(); };
+   if (hasUnknownJointType())
+   {
+      Zq::Print::instance().write(
+         Zq::Rejected, "ZqDenavitHartenberg::upperBoundDhFrameDistance-->Joint Type (%d) unknown",
+         static_cast<int>(jointType()));
+      return 0.0;
+   }
+   if (m_jointType == Prismatic)
+      return std::max(distanceAt(actuator.lowerLimit()), distanceAt(actuator.upperLimit()));
+   // The swing of a about the axis can carry the origin away from any one place by its diameter.
+   return distanceAt(actuator.upperLimit()) +
+          (family() == Family::Paul ? 2.0 * std::abs(m_a) : 0.0);
 }

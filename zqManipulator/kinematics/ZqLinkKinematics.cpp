@@ -1,5 +1,7 @@
 #include "zqManipulator/kinematics/ZqLinkKinematics.h"
 
+#include "zqManipulator/dynamics/ZqArticulatedBodyDynamics.h"
+
 #include <array>
 
 namespace
@@ -105,16 +107,23 @@ ZqReal ZqLinkKinematics::torqueRequiredToExert(ZqReal jointPosition,
    return U.angular().dot(force.moment()) + U.linear().dot(force.force());
 }
 
-// The classes of these arguments are still to come, so that nobody can call these two yet; they get
-// their bodies with them.
-ZqReal ZqLinkKinematics::unitAccelerationTorque(ZqReal, const ZqArticulatedBodyInertia&) const
+ZqReal ZqLinkKinematics::unitAccelerationTorque(ZqReal jointPosition,
+                                                const ZqArticulatedBodyInertia& inertia) const
 {
-   return 0.0;
+   return torqueRequiredToExert(
+      jointPosition, inertia.calculateForce(calculateAcceleration(jointPosition, 0.0, 1.0)));
 }
 
-bool ZqLinkKinematics::addChildArbdToParent(ZqArticulatedBodyDynamics&,
-                                            const ZqArticulatedBodyDynamics&, ZqReal, ZqReal,
-                                            ZqReal) const
+bool ZqLinkKinematics::addChildArbdToParent(ZqArticulatedBodyDynamics& parent,
+                                            const ZqArticulatedBodyDynamics& child,
+                                            ZqReal jointPosition, ZqReal jointTorque,
+                                            ZqReal effectiveInertia) const
 {
-   return false;
+   ZqGeneralMotion U = calculateAcceleration(jointPosition, 0.0, 1.0);
+   const ZqCoordinateSystemTransformation& X = calculateTransform(jointPosition);
+   U.transformBy(X);
+   ZqArticulatedBodyDynamics moved = child;
+   moved.transformBy(X);
+   parent.joinWith(moved, U, effectiveInertia, jointTorque);
+   return true;
 }

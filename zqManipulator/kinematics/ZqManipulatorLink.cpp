@@ -153,7 +153,7 @@ void ZqManipulatorLink::appendToAllLabels(const ZqString& suffix)
 
 void ZqManipulatorLink::relabelSubtree(const ZqString& prefix, ZqU32& counter)
 {
-   setLinkLabel(prefix + std::to_string(counter));
+   setLinkLabel(prefix + ZqINT2STRING(counter, 10));
    ++counter;
    for (ZqManipulatorLink& child : childLinks())
       child.relabelSubtree(prefix, counter);

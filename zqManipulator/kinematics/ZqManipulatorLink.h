@@ -6,7 +6,6 @@
 #include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
 #include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
 #include "zqManipulator/kinematics/ZqReferenceDescription.h"
-#include "zqManipulator/tools/ZqBaseLinkIndex.h"
 
 #include <map>
 #include <memory>

@@ -168,3 +168,15 @@ void ZqManipulatorLink::addNamedFrame(const ZqString& name,
 {
    addNamed(m_namedFrames, name, frame, "ZqManipulatorLink::addNamedFrame frame already exists\n");
 }
+
+const ZqRigidBodyMassProperties&
+ZqManipulatorLink::massProperties(const ZqStatedSystemStruct*) const
+{
+   return m_massProperties;
+}
+
+const ZqRigidBodyMassProperties&
+ZqManipulatorLink::massPropertiesInDHFrame(const ZqStatedSystemStruct*) const
+{
+   return m_massPropertiesInDHFrame;
+}

@@ -3,7 +3,6 @@
 #include "zqManipulator/foundation/tokens/ZqManipTokens.h"
 #include "zqManipulator/foundation/xml/ZqXmlClass.h"
 #include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
-#include "zqManipulator/tools/ZqBaseLinkIndex.h"
 
 /// What the records of one manipulator share: a record for each link below the base, by link index, and
 /// one for the base link. Derived states the members in its list and the operations on them.

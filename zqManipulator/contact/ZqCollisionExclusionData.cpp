@@ -1,0 +1,15 @@
+#include "zqManipulator/contact/ZqCollisionExclusionData.h"
+
+void ZqCollisionExclusionData::addCollisionExclusionMap(const ZqString& name,
+                                                        const ZqSystemCollisionExclusionMap& map)
+{
+   m_systemMaps.add(name, map);
+}
+
+const ZqSystemCollisionExclusionMap&
+ZqCollisionExclusionData::getCollisionExclusionMap(const ZqString& name) const
+{
+   static const ZqSystemCollisionExclusionMap empty;
+   const ZqSystemCollisionExclusionMap* map = m_systemMaps.lookupPointer(name);
+   return map != nullptr ? *map : empty;
+}

@@ -1,0 +1,12 @@
+#include "zqManipulator/dynamics/ZqExternalForceDescription.h"
+
+const ZqLineSegment& ZqExternalForceDescription::representativeForceVector() const
+{
+   const ZqVector& f = m_externalLinkForce.force();
+   const ZqReal squared = f.magSquared();
+   if (!(squared > 0.0) || !valid())
+      return ZqLineSegment::nullObject();
+   const ZqVector point = f.cross(m_externalLinkForce.moment()) / squared;
+   m_representativeLine = ZqLineSegment(point, point + f);
+   return m_representativeLine;
+}
