@@ -10,6 +10,9 @@
 #include "zqManipulator/foundation/spatial/ZqSecondMoment.h"
 #include "zqManipulator/kinematics/ZqDenavitHartenberg.h"
 #include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
+#include "zqManipulator/simulation/ZqLinkAttachment.h"
+#include "zqManipulator/simulation/ZqManipulatorAttachmentMap.h"
+#include "zqManipulator/simulation/ZqOldManipulatorAttachmentMap.h"
 #include "zqManipulator/state/ZqAccelerationState.h"
 #include "zqManipulator/state/ZqActuatorState.h"
 #include "zqManipulator/state/ZqAttachmentState.h"
@@ -35,6 +38,12 @@ struct Filler
    static void fill(ZqCoordinateSystemTransformation& X)
    {
       X = {{1.25, -2.5, 3.75}, {1.0 / 11.0, 2.0 / 11.0, 4.0 / 11.0, -10.0 / 11.0}};
+   }
+   static ZqCoordinateSystemTransformation sampleFrame()
+   {
+      ZqCoordinateSystemTransformation X;
+      fill(X);
+      return X;
    }
    static void fill(ZqGeneralMotion& motion)
    {
@@ -141,6 +150,36 @@ struct Filler
       fill(state.manipulatorAttachmentState(8));
       state.manipulatorAttachmentState(9).setDependentManipulatorIndices({10});
    }
+   static void fill(ZqManipulatorAttachmentNode& node)
+   {
+      node.setName("tool");
+      node.setLinkLabel("flange");
+      node.setManipulatorIndex(21);
+      node.setOffset(sampleFrame());
+      ZqManipulatorAttachmentNode child;
+      child.setManipulatorIndex(22);
+      child.setLinkLabel("tip");
+      node.addNode(child, true);
+   }
+   static void fill(ZqManipulatorAttachmentChange& change)
+   {
+      change.setFromManipulatorAttach(23, 24, "palm", sampleFrame(), "grip");
+   }
+   static void fill(ZqManipulatorAttachmentMap& map)
+   {
+      map.attachManipulator(25, 26, "hand", sampleFrame(), "held");
+   }
+   static void fill(ZqLinkAttachment& attachment)
+   {
+      attachment.setManipulatorId(27);
+      attachment.setLinkId("wrist");
+      attachment.setFrame(sampleFrame());
+   }
+   static void fill(ZqOldManipulatorAttachmentMap& map)
+   {
+      map.attachManipulator(28, 29, "elbow", sampleFrame());
+      map.attachManipulator(31, 28, "knee", {});
+   }
    static void fill(ZqManufacturerData& data)
    {
       data.setManufacturer(" <Schmidt & \"S\u00f6hne\">");
@@ -158,7 +197,8 @@ T sample()
 
 /// Whether an object keeps what it has when a document gives it a map without entries.
 template <class T>
-constexpr bool keepsEntries = std::same_as<T, ZqAttachmentMapState>;
+constexpr bool keepsEntries =
+   std::same_as<T, ZqAttachmentMapState> || std::same_as<T, ZqOldManipulatorAttachmentMap>;
 /// What a document may hold that is nearest to the default: a class whose default is invalid reads back
 /// as its null object.
 template <class T>
@@ -180,7 +220,9 @@ using PersistentClasses =
                   ZqArticulatedBodyDynamics, ZqManipulatorExternalForce, ZqManipulatorTorque,
                   ZqDenavitHartenberg, ZqLinkKinematicsContainer, ZqManufacturerData,
                   ZqPositionState, ZqVelocityState, ZqAccelerationState, ZqActuatorState,
-                  ZqManipulatorSystemState, ZqAttachmentNodeState, ZqAttachmentMapState>;
+                  ZqManipulatorSystemState, ZqAttachmentNodeState, ZqAttachmentMapState,
+                  ZqManipulatorAttachmentNode, ZqManipulatorAttachmentChange,
+                  ZqManipulatorAttachmentMap, ZqLinkAttachment, ZqOldManipulatorAttachmentMap>;
 TYPED_TEST_SUITE(PersistentObject, PersistentClasses);
 
 std::vector<ZqXmlObject*> componentsOf(const ZqXmlObject& object)
