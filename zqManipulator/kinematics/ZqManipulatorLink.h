@@ -248,6 +248,9 @@ protected:
 
 private:
    void attachParts() noexcept;
+   const ZqRigidBodyMassProperties&
+   withAttachments(const ZqRigidBodyMassProperties& own, const ZqStatedSystemStruct* stateStruct,
+                   const ZqCoordinateSystemTransformation* outer) const;
    bool hasPlaceIn(const ZqManipulatorActivePositionState& activeState) const;
    void placeInSystem(ZqManipulatorActivePositionState& activeState,
                       ZqLinkPositionState& own) const;

@@ -1,5 +1,7 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/kinematics/ZqManipulatorLink.h"
+#include "zqManipulator/kinematics/ZqStatedSystem.h"
+#include "zqManipulator/kinematics/ZqStatedSystemStruct.h"
 
 #include <algorithm>
 
@@ -170,13 +172,44 @@ void ZqManipulatorLink::addNamedFrame(const ZqString& name,
 }
 
 const ZqRigidBodyMassProperties&
-ZqManipulatorLink::massProperties(const ZqStatedSystemStruct*) const
+ZqManipulatorLink::massProperties(const ZqStatedSystemStruct* stateStruct) const
 {
-   return m_massProperties;
+   return withAttachments(m_massProperties, stateStruct, nullptr);
 }
 
 const ZqRigidBodyMassProperties&
-ZqManipulatorLink::massPropertiesInDHFrame(const ZqStatedSystemStruct*) const
+ZqManipulatorLink::massPropertiesInDHFrame(const ZqStatedSystemStruct* stateStruct) const
 {
-   return m_massPropertiesInDHFrame;
+   return withAttachments(m_massPropertiesInDHFrame, stateStruct, &primaryFrame());
+}
+
+/// The masses with those of what is attached to the link, which stands in the primary frame: in the
+/// frame `outer`, unless that is null.
+const ZqRigidBodyMassProperties&
+ZqManipulatorLink::withAttachments(const ZqRigidBodyMassProperties& own,
+                                   const ZqStatedSystemStruct* stateStruct,
+                                   const ZqCoordinateSystemTransformation* outer) const
+{
+   const ZqStatedSystem* scene = stateStruct != nullptr ? stateStruct->statedSystemPtr() : nullptr;
+   if (scene == nullptr || scene->configuration().attachmentMap().baseNodes().size() == 0)
+      return own;
+   std::vector<ZqU32> indices;
+   std::vector<ZqCoordinateSystemTransformation> offsets;
+   if (!scene->configuration().attachmentMap().getDependentManipulatorsAndOffsets(
+          stateStruct->manipulatorIndex(), linkLabel(), indices, offsets))
+      return own;
+   if (m_massPropertiesWithAttachments == nullptr)
+      m_massPropertiesWithAttachments = std::make_unique<ZqRigidBodyMassProperties>();
+   ZqRigidBodyMassProperties& sum = *m_massPropertiesWithAttachments;
+   sum = own;
+   for (std::size_t i = 0; i < indices.size(); ++i)
+      if (const ZqIndividualManipulator* attached = scene->manipulatorByIndex(indices[i]))
+      {
+         ZqRigidBodyMassProperties properties = attached->massProperties();
+         properties.transformBy(offsets[i]);
+         if (outer != nullptr)
+            properties.transformBy(*outer);
+         sum += properties;
+      }
+   return sum;
 }
