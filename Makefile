@@ -41,9 +41,11 @@ fuzz: ## Run each fuzz target for FUZZ_SECONDS (60)
 	@$(DEPENDENCIES) clang
 	cmake --preset fuzz
 	cmake --build --preset fuzz -j $(JOBS)
-	@mkdir -p build/fuzz/corpus
-	./build/fuzz/fuzz/fuzzReader -max_total_time=$(FUZZ_SECONDS) build/fuzz/corpus \
-	   $(wildcard fuzz/corpus)
+	@set -e; for target in reader:Reader statedSystem:StatedSystem binaryState:BinaryState; do \
+	   corpus=$${target%%:*}; mkdir -p build/fuzz/corpus/$$corpus; \
+	   ./build/fuzz/fuzz/fuzz$${target##*:} -max_total_time=$(FUZZ_SECONDS) \
+	      build/fuzz/corpus/$$corpus fuzz/corpus/$$corpus \
+	      $$([ $$corpus = statedSystem ] && echo examples/models); done
 
 headers: ## Check that each public header compiles by itself
 	@$(DEPENDENCIES)
