@@ -106,8 +106,8 @@ bool ZqManipulatorSystem::changeManipulatorLabelWithoutCheckingUniqueness(ZqU32 
    const ZqString oldLabel = m_manipulators[index].manipulatorLabel();
    if (label == oldLabel)
       return true;
-   const auto [first, last] = m_references.equal_range(oldLabel);
-   for (auto place = first; place != last;)
+   for (auto place = m_references.lower_bound(oldLabel);
+        place != m_references.end() && place->first == oldLabel;)
    {
       const auto reference = place++;
       if (reference->second == index)
