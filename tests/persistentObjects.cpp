@@ -1,6 +1,6 @@
 #include "support/xmlSamples.h"
 #include "zqManipulator/actuation/ZqJointActuator.h"
-#include "zqManipulator/contact/ZqManipulatorSelfCollisionLinkMap.h"
+#include "zqManipulator/contact/ZqCollisionExclusionData.h"
 #include "zqManipulator/dynamics/ZqArticulatedBodyDynamics.h"
 #include "zqManipulator/dynamics/ZqManipulatorExternalForce.h"
 #include "zqManipulator/dynamics/ZqManipulatorTorque.h"
@@ -12,6 +12,9 @@
 #include "zqManipulator/foundation/spatial/ZqSecondMoment.h"
 #include "zqManipulator/kinematics/ZqDenavitHartenberg.h"
 #include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
+#include "zqManipulator/simulation/ZqLinkAttachment.h"
+#include "zqManipulator/simulation/ZqManipulatorAttachmentMap.h"
+#include "zqManipulator/simulation/ZqOldManipulatorAttachmentMap.h"
 #include "zqManipulator/state/ZqAccelerationState.h"
 #include "zqManipulator/state/ZqActuatorState.h"
 #include "zqManipulator/state/ZqAttachmentState.h"
@@ -37,6 +40,12 @@ struct Filler
    static void fill(ZqCoordinateSystemTransformation& X)
    {
       X = {{1.25, -2.5, 3.75}, {1.0 / 11.0, 2.0 / 11.0, 4.0 / 11.0, -10.0 / 11.0}};
+   }
+   static ZqCoordinateSystemTransformation sampleFrame()
+   {
+      ZqCoordinateSystemTransformation X;
+      fill(X);
+      return X;
    }
    static void fill(ZqGeneralMotion& motion)
    {
@@ -185,6 +194,52 @@ struct Filler
       map.setLinkCollisionCanditateByIdentifier("hand", "hand", false);
       map.setLinkCollisionCanditateByIdentifier("", "arm", true);
    }
+   static void fill(ZqSystemCollisionExclusionMap& map)
+   {
+      map.excludeManipulatorCollisionCandidates(3, 2);
+      map.excludeLinkCollisionCandidates(4, " <arm>", 5);
+      map.excludeLinkCollisionCandidates(4, " <arm>", 6);
+      map.excludeLinkCollisionCandidate(7, "hand", 4294967295, "leg");
+   }
+   static void fill(ZqCollisionExclusionData& data)
+   {
+      ZqSystemCollisionExclusionMap map;
+      ZqManipulatorSelfCollisionLinkMap selfCollision;
+      fill(map);
+      fill(selfCollision);
+      data.addCollisionExclusionMap("carrying", map);
+      data.setSelfCollision({{}, selfCollision});
+   }
+   static void fill(ZqManipulatorAttachmentNode& node)
+   {
+      node.setName("tool");
+      node.setLinkLabel("flange");
+      node.setManipulatorIndex(21);
+      node.setOffset(sampleFrame());
+      ZqManipulatorAttachmentNode child;
+      child.setManipulatorIndex(22);
+      child.setLinkLabel("tip");
+      node.addNode(child, true);
+   }
+   static void fill(ZqManipulatorAttachmentChange& change)
+   {
+      change.setFromManipulatorAttach(23, 24, "palm", sampleFrame(), "grip");
+   }
+   static void fill(ZqManipulatorAttachmentMap& map)
+   {
+      map.attachManipulator(25, 26, "hand", sampleFrame(), "held");
+   }
+   static void fill(ZqLinkAttachment& attachment)
+   {
+      attachment.setManipulatorId(27);
+      attachment.setLinkId("wrist");
+      attachment.setFrame(sampleFrame());
+   }
+   static void fill(ZqOldManipulatorAttachmentMap& map)
+   {
+      map.attachManipulator(28, 29, "elbow", sampleFrame());
+      map.attachManipulator(31, 28, "knee", {});
+   }
    static void fill(ZqManufacturerData& data)
    {
       data.setManufacturer(" <Schmidt & \"S\u00f6hne\">");
@@ -203,7 +258,9 @@ T sample()
 /// Whether an object keeps what it has when a document gives it a map without entries.
 template <class T>
 constexpr bool keepsEntries =
-   std::same_as<T, ZqAttachmentMapState> || std::same_as<T, ZqManipulatorSelfCollisionLinkMap>;
+   std::same_as<T, ZqAttachmentMapState> || std::same_as<T, ZqOldManipulatorAttachmentMap> ||
+   std::same_as<T, ZqManipulatorSelfCollisionLinkMap> ||
+   std::same_as<T, ZqSystemCollisionExclusionMap> || std::same_as<T, ZqCollisionExclusionData>;
 /// What a document may hold that is nearest to the default: a class whose default is invalid reads back
 /// as its null object.
 template <class T>
@@ -219,15 +276,16 @@ template <class T>
 class PersistentObject : public testing::Test
 {
 };
-using PersistentClasses =
-   testing::Types<ZqCoordinateSystemTransformation, ZqGeneralMotion, ZqGeneralForce, ZqSecondMoment,
-                  ZqSphere, ZqRigidBodyMassProperties, ZqArticulatedBodyInertia,
-                  ZqArticulatedBodyDynamics, ZqManipulatorExternalForce, ZqManipulatorTorque,
-                  ZqDenavitHartenberg, ZqLinkKinematicsContainer, ZqMechanicalActuatorComponent,
-                  ZqMechanicalActuatorComponentContainer, ZqJointActuator,
-                  ZqManipulatorSelfCollisionLinkMap, ZqManufacturerData, ZqPositionState,
-                  ZqVelocityState, ZqAccelerationState, ZqActuatorState, ZqManipulatorSystemState,
-                  ZqAttachmentNodeState, ZqAttachmentMapState>;
+using PersistentClasses = testing::Types<
+   ZqCoordinateSystemTransformation, ZqGeneralMotion, ZqGeneralForce, ZqSecondMoment, ZqSphere,
+   ZqRigidBodyMassProperties, ZqArticulatedBodyInertia, ZqArticulatedBodyDynamics,
+   ZqManipulatorExternalForce, ZqManipulatorTorque, ZqDenavitHartenberg, ZqLinkKinematicsContainer,
+   ZqMechanicalActuatorComponent, ZqMechanicalActuatorComponentContainer, ZqJointActuator,
+   ZqManipulatorSelfCollisionLinkMap, ZqSystemCollisionExclusionMap, ZqCollisionExclusionData,
+   ZqManufacturerData, ZqPositionState, ZqVelocityState, ZqAccelerationState, ZqActuatorState,
+   ZqManipulatorSystemState, ZqAttachmentNodeState, ZqAttachmentMapState,
+   ZqManipulatorAttachmentNode, ZqManipulatorAttachmentChange, ZqManipulatorAttachmentMap,
+   ZqLinkAttachment, ZqOldManipulatorAttachmentMap>;
 TYPED_TEST_SUITE(PersistentObject, PersistentClasses);
 
 std::vector<ZqXmlObject*> componentsOf(const ZqXmlObject& object)

@@ -1,0 +1,440 @@
+#include "zqManipulator/kinematics/ZqStatedSystem.h"
+
+#include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/state/ZqSystemActiveState.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace
+{
+/// Removes what is attached but is not in the system. What hangs on the system itself is.
+void removeUnknownManipulators(ZqManipulatorAttachmentMap& map, ZqU32 manipulatorCount)
+{
+   std::vector<ZqU32> indices;
+   for (const ZqManipulatorAttachmentNode& node : map.baseNodes())
+   {
+      indices.push_back(node.manipulatorIndex());
+      node.getDependentManipulators(indices);
+   }
+   for (const ZqU32 index : indices)
+      if (index >= manipulatorCount && index != ZqManipulatorAttachmentNode::noManipulator &&
+          map.removeManipulator(index))
+         Zq::Print::instance().write(
+            Zq::Rejected, "ZqStatedSystem::read(): there is no manipulator %u to attach.\n", index);
+}
+} // namespace
+
+ZqStatedSystem::ZqStatedSystem()
+{
+   attachConfiguration();
+}
+
+ZqStatedSystem::ZqStatedSystem(const ZqStatedSystem& other, ZqFoundCommon::DeepCopyFlag flag)
+   : ZqXmlClass(other), m_systemContainer(other.m_systemContainer), m_state(other.m_state),
+     m_configuration(other.m_configuration), m_systemModified(other.m_systemModified),
+     m_transparencyAlpha(other.m_transparencyAlpha),
+     m_selectionDataChanged(other.m_selectionDataChanged),
+     m_transparentDisplay(other.m_transparentDisplay)
+{
+   attachConfiguration();
+   ZqStatedSystem::makeDeepCopy(flag);
+}
+
+ZqStatedSystem& ZqStatedSystem::operator=(const ZqStatedSystem& other)
+{
+   if (this == &other)
+      return *this;
+   ZqXmlClass::operator=(other);
+   m_systemContainer = other.m_systemContainer;
+   m_state = other.m_state;
+   m_configuration = other.m_configuration;
+   m_activeState.reset();
+   m_reportActiveState.reset();
+   m_systemModified = other.m_systemModified;
+   m_transparencyAlpha = other.m_transparencyAlpha;
+   m_selectionDataChanged = other.m_selectionDataChanged;
+   m_transparentDisplay = other.m_transparentDisplay;
+   attachConfiguration();
+   return *this;
+}
+
+ZqStatedSystem::~ZqStatedSystem() = default;
+
+const ZqStatedSystem& ZqStatedSystem::nullObject()
+{
+   // Never destroyed, so that it serves the destructors of static objects as well.
+   static const auto& object = *new ZqStatedSystem();
+   return object;
+}
+
+bool ZqStatedSystem::operator==(const ZqStatedSystem& other) const
+{
+   return m_systemContainer == other.m_systemContainer && m_state == other.m_state &&
+          m_configuration == other.m_configuration &&
+          m_transparencyAlpha == other.m_transparencyAlpha &&
+          m_selectionDataChanged == other.m_selectionDataChanged &&
+          m_transparentDisplay == other.m_transparentDisplay;
+}
+
+// Documents
+
+void ZqStatedSystem::registerComponents()
+{
+   registerComponent(ZqManip::ZqManipulatorSystemContainerToken, &m_systemContainer);
+   registerComponent(ZqManip::ZqStateToken, &m_state);
+   registerComponent(ZqManip::ZqManipulatorSystemConfigurationToken, &m_configuration);
+   if (!m_legacySystem)
+      m_legacySystem.reset(new ZqManipulatorSystem());
+   registerComponentReadOnly(ZqManip::ZqSystemToken, m_legacySystem.get());
+}
+
+bool ZqStatedSystem::read(ZqXmlReader& reader)
+{
+   aboutToModifySystem();
+   // The system is about to be replaced.
+   m_configuration.setManipulatorSystem(nullptr);
+   const bool isRead = ZqXmlClass::read(reader);
+   takeLegacySystem();
+   validateTopLevelDimensions();
+   validateLowLevelDimensions();
+   ZqManipulatorAttachmentMap& attachments = m_configuration.attachmentMap();
+   if (attachments.baseNodes().size() == 0)
+      attachments.convertFromOldFormat(system().manipulatorAttachmentMap());
+   removeUnknownManipulators(attachments, numberOfManipulators());
+   attachConfiguration();
+   return isRead;
+}
+
+/// An old document has the system in a place of its own.
+void ZqStatedSystem::takeLegacySystem()
+{
+   if (!m_legacySystem || m_legacySystem->equalsDefault())
+      return;
+   if (numberOfManipulators() == 0)
+      m_systemContainer.setElement(*m_legacySystem);
+   // Nothing of it is left for the next document.
+   *m_legacySystem = ZqManipulatorSystem();
+}
+
+bool ZqStatedSystem::validateTopLevelDimensions()
+{
+   auto& positions = m_state.positionStates();
+   auto& velocities = m_state.velocityStates();
+   const ZqU32 count = numberOfManipulators();
+   if (positions.size() == count)
+      return true;
+   Zq::Print::instance().write(
+      Zq::Rejected, "%s",
+      "ZqStatedSystem::validateTopLevelDimensions(): number of states does not "
+      "equal the number of systems in the input file--correcting.\n");
+   velocities.resize(std::min(count, positions.size()));
+   velocities.resize(count);
+   positions.resize(count);
+   return false;
+}
+
+bool ZqStatedSystem::validateLowLevelDimensions()
+{
+   const auto fit =
+      [](std::vector<ZqReal>& values, ZqU32 count, ZqReal padding, const char* message)
+   {
+      if (values.size() == count)
+         return true;
+      Zq::Print::instance().write(Zq::Rejected, "%s", message);
+      values.resize(count, padding);
+      return false;
+   };
+   auto& positions = m_state.positionStates();
+   auto& velocities = m_state.velocityStates();
+   // A velocity state that is missing is one without joints.
+   velocities.resize(positions.size());
+   const ZqU32 count = std::min(numberOfManipulators(), positions.size());
+   bool areValid = true;
+   for (ZqU32 i = 0; i < count; ++i)
+   {
+      const ZqU32 dof = system().manipulators()[i].jointDof();
+      const bool positionsFit =
+         fit(positions[i].jointPositions().values(), dof, 1e-9,
+             "ZqStatedSystem::validateLowLevelDimensions: joint positions do not match the numbers "
+             "of degrees of freedom--correcting.\n");
+      const bool velocitiesFit =
+         fit(velocities[i].jointVelocities().values(), dof, 0.0,
+             "ZqStatedSystem::validateLowLevelDimensions: joint velocities do not match the "
+             "numbers of degrees of freedom--correcting.\n");
+      areValid = areValid && positionsFit && velocitiesFit;
+   }
+   return areValid;
+}
+
+// Sharing of the system
+
+void ZqStatedSystem::aboutToModifySystem()
+{
+   m_systemContainer.makeSelfUnique();
+   attachConfiguration();
+   m_systemModified = true;
+}
+
+ZqManipulatorSystem& ZqStatedSystem::systemToModify()
+{
+   aboutToModifySystem();
+   return *m_systemContainer.element();
+}
+
+void ZqStatedSystem::makeDeepCopy(ZqFoundCommon::DeepCopyFlag flag)
+{
+   if (flag != ZqFoundCommon::ShareWhatMayBeShared)
+      aboutToModifySystem();
+}
+
+// Whole systems
+
+void ZqStatedSystem::setSystem(const ZqManipulatorSystem& system)
+{
+   m_systemContainer.setElement(system);
+   attachConfiguration();
+   m_systemModified = true;
+}
+
+void ZqStatedSystem::setAndDeleteSystemPointer(ZqManipulatorSystem* system)
+{
+   // The exclusions of the configuration stay compiled as they are.
+   m_configuration.setManipulatorSystem(nullptr);
+   m_systemContainer.setAndDeleteElementPointer(system);
+   m_systemModified = true;
+}
+
+void ZqStatedSystem::setFromSystem(const ZqManipulatorSystem& system)
+{
+   setSystem(system);
+   addCompatibleState();
+}
+
+void ZqStatedSystem::setFromManipulator(const ZqIndividualManipulator& manipulator)
+{
+   systemToModify().setFromIndividualManipulator(manipulator);
+   addCompatibleState();
+}
+
+ZqIndividualManipulator& ZqStatedSystem::clearAndInitializeForOneManipulator()
+{
+   setFromManipulator(ZqIndividualManipulator());
+   return m_systemContainer.element()->m_manipulators[0];
+}
+
+void ZqStatedSystem::finalizeOneManipulator()
+{
+   addCompatibleState();
+}
+
+bool ZqStatedSystem::mergeWith(const ZqStatedSystem& other)
+{
+   const ZqU32 count = numberOfManipulators();
+   ZqManipulatorSystemConfiguration configuration = other.m_configuration;
+   const bool systemMerged = systemToModify().mergeWith(other.system());
+   const bool stateMerged = m_state.mergeWith(other.m_state);
+   configuration.shiftManipulatorIndices(count);
+   m_configuration.mergeWith(configuration);
+   followSystemChange();
+   return systemMerged && stateMerged;
+}
+
+bool ZqStatedSystem::scaleManipulatorBy(ZqU32 index, ZqReal factor)
+{
+   if (index >= numberOfManipulators())
+      return false;
+   aboutToModifySystem();
+   ZqManipulatorSystem::Manipulators manipulators = system().manipulators();
+   manipulators[index].scaleBy(factor);
+
+   // Of the joints, those that slide have values that are lengths.
+   const ZqIndividualManipulator& manipulator = system().manipulators()[index];
+   const auto scale = [&](std::vector<ZqReal>& values)
+   {
+      const ZqU32 count = std::min(manipulator.jointDof(), static_cast<ZqU32>(values.size()));
+      for (ZqU32 j = 0; j < count; ++j)
+      {
+         const ZqReal isLength =
+            manipulator.linkByIndex(j)->linkKinematicsContainer().jointParameterScalability();
+         values[j] *= isLength * factor + (1.0 - isLength);
+      }
+   };
+   if (index < m_state.positionStates().size())
+      scale(m_state.positionStates()[index].jointPositions().values());
+   if (index < m_state.velocityStates().size())
+      scale(m_state.velocityStates()[index].jointVelocities().values());
+
+   ZqManipulatorSystem scaled = system();
+   scaled.setManipulators(manipulators);
+   setSystem(scaled);
+   return true;
+}
+
+// Manipulators that come and go
+
+/// After a change of the list of manipulators: what is kept by manipulator follows.
+void ZqStatedSystem::followSystemChange()
+{
+   if (m_reportActiveState)
+   {
+      m_reportActiveState->resetForSystemChange();
+      m_reportActiveState->setNonredundantState(m_state);
+   }
+   attachConfiguration();
+}
+
+void ZqStatedSystem::addManipulator(const ZqIndividualManipulator& manipulator)
+{
+   ZqManipulatorSystem& system = systemToModify();
+   system.addManipulator(manipulator);
+   system.rightSizeState(m_state);
+   followSystemChange();
+}
+
+void ZqStatedSystem::addManipulator(const ZqIndividualManipulator& manipulator,
+                                    const ZqPositionState& position,
+                                    const ZqVelocityState& velocity)
+{
+   // Copies, since they may stand in the state that is about to grow.
+   ZqPositionState newPosition = position;
+   ZqVelocityState newVelocity = velocity;
+   ZqManipulatorSystem& system = systemToModify();
+   const ZqU32 index = system.numberOfManipulators();
+   system.addManipulator(manipulator);
+   m_state.positionStates().resize(index + 1);
+   m_state.velocityStates().resize(index + 1);
+   m_state.positionStates()[index] = std::move(newPosition);
+   m_state.velocityStates()[index] = std::move(newVelocity);
+   system.rightSizeState(m_state);
+   followSystemChange();
+}
+
+bool ZqStatedSystem::exchangeManipulator(ZqU32 index, const ZqIndividualManipulator& manipulator,
+                                         const ZqPositionState& position,
+                                         const ZqVelocityState& velocity)
+{
+   if (index >= m_state.positionStates().size())
+      return false;
+   ZqManipulatorSystem& system = systemToModify();
+   if (!system.exchangeManipulator(index, manipulator))
+      return false;
+   ZqVelocityState newVelocity = velocity;
+   m_state.velocityStates().resizeToAtLeast(index + 1);
+   m_state.positionStates()[index] = position;
+   m_state.velocityStates()[index] = std::move(newVelocity);
+   system.rightSizeState(m_state);
+   followSystemChange();
+   return true;
+}
+
+bool ZqStatedSystem::deleteManipulator(ZqU32 index)
+{
+   if (index >= numberOfManipulators() || !systemToModify().deleteManipulator(index))
+      return false;
+   deleteState(index);
+   m_configuration.deleteManipulatorAndShift(index);
+   followSystemChange();
+   return true;
+}
+
+int ZqStatedSystem::deleteManipulator(const ZqString& label)
+{
+   const int index = systemToModify().deleteManipulator(label);
+   if (index < 0)
+      return index;
+   deleteState(static_cast<ZqU32>(index));
+   followSystemChange();
+   return index;
+}
+
+void ZqStatedSystem::deleteState(ZqU32 index)
+{
+   if (index < m_state.positionStates().size())
+      m_state.positionStates().erase(index);
+   if (index < m_state.velocityStates().size())
+      m_state.velocityStates().erase(index);
+   system().rightSizeState(m_state);
+}
+
+bool ZqStatedSystem::changeManipulatorLabel(const ZqString& oldLabel, const ZqString& newLabel)
+{
+   return systemToModify().changeManipulatorLabel(oldLabel, newLabel);
+}
+
+// Queries and changes of manipulators
+
+const ZqIndividualManipulator* ZqStatedSystem::manipulatorByIdentifier(const ZqString& label) const
+{
+   return system().manipulatorByIdentifier(label);
+}
+
+const ZqIndividualManipulator* ZqStatedSystem::manipulatorByIndex(ZqU32 index) const
+{
+   return index < numberOfManipulators() ? &system().manipulators()[index] : nullptr;
+}
+
+ZqU32 ZqStatedSystem::numberOfManipulators() const
+{
+   return system().numberOfManipulators();
+}
+
+bool ZqStatedSystem::lookupManipulatorIndexFromLabel(const ZqString& label, ZqU32& index) const
+{
+   const auto& manipulators = system().manipulators();
+   const auto found = std::find_if(manipulators.begin(), manipulators.end(),
+                                   [&](const ZqIndividualManipulator& manipulator)
+                                   { return manipulator.manipulatorLabel() == label; });
+   if (found == manipulators.end())
+      return false;
+   index = static_cast<ZqU32>(found - manipulators.begin());
+   return true;
+}
+
+ZqU32 ZqStatedSystem::jointDof(ZqU32 index) const
+{
+   return system().jointDof(index);
+}
+
+const ZqSystemEnvironment& ZqStatedSystem::environment() const
+{
+   return system().environment();
+}
+
+void ZqStatedSystem::setEnvironment(const ZqSystemEnvironment& environment)
+{
+   systemToModify().setEnvironment(environment);
+}
+
+bool ZqStatedSystem::findAndConvertToReferences()
+{
+   return systemToModify().findAndConvertToReferences();
+}
+
+bool ZqStatedSystem::setJointLimit(ZqU32 index, const ZqString& linkLabel, bool upper, ZqReal value)
+{
+   return systemToModify().setJointLimit(index, linkLabel, upper, value);
+}
+
+bool ZqStatedSystem::replaceLinkProperties(ZqU32 index, const ZqString& linkLabel,
+                                           const ZqManipulatorLink& properties, bool withShapes)
+{
+   return systemToModify().replaceLinkProperties(index, linkLabel, properties, withShapes);
+}
+
+bool ZqStatedSystem::replaceLinkKinematics(ZqU32 index, const ZqString& linkLabel,
+                                           const ZqLinkKinematics& joint)
+{
+   return systemToModify().replaceLinkKinematics(index, linkLabel, joint);
+}
+
+bool ZqStatedSystem::setSelfCollisionMap(const ZqManipulatorSelfCollisionLinkMap& map, ZqU32 index)
+{
+   return systemToModify().setSelfCollisionMap(map, index);
+}
+
+bool ZqStatedSystem::setNamedFrames(ZqU32 manipulator, ZqU32 link,
+                                    const ZqManipulatorLink::NamedFrames& frames)
+{
+   return systemToModify().setNamedFrames(manipulator, link, frames);
+}

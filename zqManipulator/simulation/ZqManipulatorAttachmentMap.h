@@ -1,0 +1,100 @@
+#pragma once
+
+#include "zqManipulator/simulation/ZqManipulatorAttachmentChange.h"
+#include "zqManipulator/simulation/ZqManipulatorAttachmentNode.h"
+
+class ZqOldManipulatorAttachmentMap;
+
+/// Which manipulators of a system hang on links of others: a forest, in which a manipulator occurs at
+/// most once. A base node is the root of a tree, and moves by itself. The base frames of all others
+/// follow from the map and the states.
+///
+/// Each change is recorded: the last one goes into documents, the list of all since the last reset does
+/// not, and takes no part in equality.
+class ZqManipulatorAttachmentMap : public ZqXmlClass<ZqManipulatorAttachmentMap>
+{
+public:
+   using BaseNodes = ZqXmlVectorType<ZqManipulatorAttachmentNode>;
+   using ChangeVector = ZqXmlVectorType<ZqManipulatorAttachmentChange>;
+
+   /// The levels that a tree can get by `attachManipulator`: what can be built can be written and read.
+   static constexpr ZqU32 maxLevels = 1000;
+
+   static const ZqToken& classToken() { return ZqManip::ZqManipulatorAttachmentMapToken; }
+   static constexpr auto components()
+   {
+      using This = ZqManipulatorAttachmentMap;
+      return std::tuple{
+         ZqComponent{&This::m_baseNodes, &ZqManip::ZqManipulatorAttachmentNodeVectorToken},
+         ZqComponent{&This::m_lastAttachmentChange, &ZqManip::ZqLastAttachmentChangeToken}};
+   }
+   /// Leaves a forest: where a manipulator occurs again, be it below itself, the node is removed with
+   /// all that hangs on it, and a remark says so.
+   bool read(ZqXmlReader& reader) override;
+   bool operator==(const ZqManipulatorAttachmentMap& other) const;
+
+   virtual const BaseNodes& baseNodes() const { return m_baseNodes; }
+   virtual void setBaseNodes(const BaseNodes& nodes);
+   /// Attaches a manipulator, with all that hangs on it, to a link of another one, or moves it there.
+   /// The offset is in the primary frame of the link. False, and no change, when the manipulator is the
+   /// base itself or carries it, or already hangs there within 1e-6; and, with a message, when a tree
+   /// would get too many levels. An attachment that only moves on its base keeps its name.
+   virtual bool attachManipulator(ZqU32 manipulatorIndex, ZqU32 baseManipulatorIndex,
+                                  const ZqString& linkLabel,
+                                  const ZqCoordinateSystemTransformation& offset,
+                                  const ZqString& name);
+   /// Detaches a manipulator; what hangs on it goes with it, as a tree of its own. False when it is not
+   /// attached.
+   virtual bool removeManipulatorAttachment(ZqU32 manipulatorIndex);
+   virtual const ChangeVector& attachmentChangeVector() const { return m_attachmentChangeVector; }
+   virtual void resetAttachmentChangeVector() { m_attachmentChangeVector.clear(); }
+   /// Removes a manipulator with all that hangs on it, and a tree of which only the root is left. False
+   /// when it does not occur. The tree after one that is removed is not looked at.
+   virtual bool removeManipulator(ZqU32 manipulatorIndex);
+   /// Where a manipulator hangs. False when it hangs on no other one.
+   virtual bool getDependentManipulatorInfo(ZqU32 manipulatorIndex, ZqU32& baseManipulatorIndex,
+                                            ZqString& linkLabel,
+                                            ZqCoordinateSystemTransformation& offset) const;
+   /// What hangs on one link, without what hangs on that in turn. False when nothing does.
+   virtual bool
+   getDependentManipulatorsAndOffsets(ZqU32 manipulatorIndex, const ZqString& linkLabel,
+                                      std::vector<ZqU32>& indices,
+                                      std::vector<ZqCoordinateSystemTransformation>& offsets) const;
+   /// All that hangs on a manipulator, directly or on others that do, depth first.
+   virtual std::vector<ZqU32> dependentManipulators(ZqU32 manipulatorIndex) const;
+   /// Where all that hangs on a manipulator is: see `ZqManipulatorAttachmentNode`. The lists are emptied
+   /// first. False when the manipulator is attached to, but does not exist.
+   virtual bool calculateBaseLocations(
+      ZqU32 manipulatorIndex, const ZqXmlVectorType<ZqIndividualManipulator>& manipulators,
+      ZqXmlVectorType<ZqManipulatorActiveState>& activeStates, std::vector<ZqU32>& indices,
+      std::vector<ZqCoordinateSystemTransformation>& positions) const;
+   /// The manipulator at the root of the tree: the one itself when it hangs on nothing.
+   virtual ZqU32 baseManipulatorIndex(ZqU32 manipulatorIndex) const;
+   /// Makes the map a new one.
+   virtual void clear();
+   virtual void shiftManipulatorIndices(ZqU32 shift);
+   /// For a manipulator that leaves the system: removes it with all that hangs on it, and closes the gap
+   /// in the indices.
+   virtual void deleteManipulatorAndShift(ZqU32 manipulatorIndex);
+   /// Appends the trees of the other map, whose indices the caller has shifted. True.
+   virtual bool mergeWith(const ZqManipulatorAttachmentMap& other);
+   /// What of the old map makes no forest is left out.
+   virtual void convertFromOldFormat(const ZqOldManipulatorAttachmentMap& oldMap);
+   /// The tree whose root is the manipulator. Null when there is none.
+   virtual const ZqManipulatorAttachmentNode* findBaseNode(ZqU32 manipulatorIndex) const;
+   /// Null when the manipulator does not occur.
+   virtual ZqManipulatorAttachmentNode* findNode(ZqU32 manipulatorIndex);
+   virtual const ZqManipulatorAttachmentNode* findNode(ZqU32 manipulatorIndex) const;
+
+   const ZqManipulatorAttachmentChange& lastAttachmentChange() const
+   {
+      return m_lastAttachmentChange;
+   }
+
+private:
+   void record(const ZqManipulatorAttachmentChange& change);
+
+   BaseNodes m_baseNodes;
+   ZqManipulatorAttachmentChange m_lastAttachmentChange;
+   ChangeVector m_attachmentChangeVector;
+};
