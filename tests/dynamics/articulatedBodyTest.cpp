@@ -135,8 +135,8 @@ TEST(ArticulatedDynamics, JoinedChildFollowsThroughItsJoint)
       reduced.setToTransformedValue(child, ZqGeneralMotion(), 0.0, nan);
       EXPECT_TRUE(reduced.approxEq(child, 0.0));
 
-      // The child moves with the parent and at the joint acceleration qdd, for which the joint takes
-      // up the torque less what accelerates the drive.
+      // The child moves with the parent and at the joint acceleration qdd, for which the joint
+      // takes up the torque less what accelerates the drive.
       const ZqGeneralMotion a = zqTest::randomMotion(random);
       const ZqReal qdd = (torque - power(s, child.calculateForce(a))) /
                          (power(s, child.inertia().calculateForce(s)) + j);

@@ -57,9 +57,9 @@ public:
    virtual void transformBy(const ZqCoordinateSystemTransformation& X);
    /// @}
 
-   /// Adds a child in the same frame behind a joint with this unit motion, drive inertia and torque:
-   /// the bias gets the child's and u (jointTorque - s . bias) / d (Featherstone 2008, eq. 7.33), without
-   /// the latter for a d of exactly 0.0.
+   /// Adds a child in the same frame behind a joint with this unit motion, drive inertia and
+   /// torque: the bias gets the child's and u (jointTorque - s . bias) / d (Featherstone 2008, ch.
+   /// 7), without the latter for a d of exactly 0.0.
    virtual void joinWith(const ZqArticulatedBodyDynamics& child, const ZqGeneralMotion& jointAxis,
                          const ZqReal& jointInertia, const ZqReal& jointTorque);
    /// Becomes what `joinWith` would add.
