@@ -25,9 +25,9 @@ public:
    static ZqManipulatorSelfCollisionLinkMap nullObject() { return {}; }
    bool operator==(const ZqManipulatorSelfCollisionLinkMap&) const = default;
 
-   /// Excludes every pair of the links and the root of the manipulator, each with itself too. Pairs
-   /// of other labels stay as they are. The table of a manipulator of n links has (n + 1)(n + 2) /
-   /// 2 pairs: 50 million for 10,000 links. Always true.
+   /// Excludes every pair of the links and the base of the manipulator, each with itself too. Pairs
+   /// of other labels stay as they are. A manipulator of n links has (n + 1)(n + 2) / 2 pairs:
+   /// 50 million for 10,000 links. Always true.
    virtual bool buildMapFromSystem(const ZqIndividualManipulator& manipulator);
    /// The order of the labels does not matter; the pair need not be in the table. Always true.
    virtual bool setLinkCollisionCanditateByIdentifier(const ZqString& label1,

@@ -95,8 +95,8 @@ public:
    /// is empty. True when anything was erased. Queries by index do not notice.
    virtual bool trimMap(const ZqManipulatorSystem& system);
 
-   /// By link index, 0xFFFFFFFE being the root. False for links of one manipulator, which this map
-   /// does not speak of. Allocates nothing.
+   /// By link index, or `ZqBaseLinkIndex` for the base. False for links of one manipulator, which
+   /// this map does not speak of. Allocates nothing.
    virtual bool isLinkCollisionCandidateExcluded(ZqU32 manipulator1, ZqU32 link1,
                                                  ZqU32 manipulator2, ZqU32 link2) const;
    /// By label. Links of one manipulator are looked up too, as the pair of the second and the
@@ -127,7 +127,7 @@ protected:
    virtual bool convertToManipulatorLinkIndex(const Manipulators& manipulators,
                                               const ZqManipulatorLinkIdentifier& identifier,
                                               ZqManipulatorLinkIndex& index) const;
-   /// The indices of all links of a manipulator, the root's last. False, and no change of the
+   /// The indices of all links of a manipulator, the base's last. False, and no change of the
    /// result, when there is no such manipulator.
    virtual bool obtainManipulatorLinkIndices(const Manipulators& manipulators, ZqU32 manipulator,
                                              std::vector<ZqManipulatorLinkIndex>& indices) const;

@@ -114,24 +114,32 @@ ZqGeneralMotion ZqRigidBodyMassProperties::calculateAcceleration(const ZqGeneral
 {
    constexpr ZqReal smallestPivot = 1e-300;
    const ZqReal* const L = spatialCholeskyDecomposition().data();
+   // The reciprocals do not wait for one another, as quotients would.
+   std::array<ZqReal, 6> forward;
+   std::array<ZqReal, 6> backward;
+   for (std::size_t i = 0; i < 6; ++i)
+   {
+      backward[i] = 1.0 / std::max(L[7 * i], smallestPivot);
+      forward[i] = i < 3 ? 1.0 / ZqMath::nonZeroPos(L[7 * i]) : backward[i];
+   }
    std::array<ZqReal, 6> a;
    // L y = F, where the first three rows of L are diagonal.
    for (std::size_t i = 0; i < 3; ++i)
-      a[i] = force.force()[i] / ZqMath::nonZeroPos(L[7 * i]);
+      a[i] = force.force()[i] * forward[i];
    for (std::size_t i = 3; i < 6; ++i)
    {
       ZqReal sum = 0.0;
       for (std::size_t j = 0; j < i; ++j)
          sum += L[6 * i + j] * a[j];
-      a[i] = (force.moment()[i - 3] - sum) / std::max(L[7 * i], smallestPivot);
+      a[i] = (force.moment()[i - 3] - sum) * forward[i];
    }
    // L^T a = y.
    for (std::size_t i = 6; i-- > 0;)
    {
       ZqReal sum = 0.0;
-      for (std::size_t j = i + 1; j < 6; ++j)
+      for (std::size_t j = std::max<std::size_t>(i + 1, 3); j < 6; ++j)
          sum += L[6 * j + i] * a[j];
-      a[i] = (a[i] - sum) / std::max(L[7 * i], smallestPivot);
+      a[i] = (a[i] - sum) * backward[i];
    }
    return {{a[0], a[1], a[2]}, {a[3], a[4], a[5]}};
 }

@@ -40,12 +40,18 @@ bool within(ZqReal a, ZqReal b, ZqReal tolerance)
 void turnBy(ZqCoordinateSystemTransformation& result, bool paul, ZqReal q, ZqReal a, ZqReal d,
             const ZqAngle& alpha, const ZqHalfAngle& halfAlpha)
 {
-   const ZqReal c = std::cos(q);
-   const ZqReal s = std::sin(q);
-   const ZqHalfAngle half(c, s);
-   const ZqReal y = half.sin * halfAlpha.sin;
-   ZqOrientation orientation(half.cos * halfAlpha.cos, half.cos * halfAlpha.sin, paul ? y : -y,
-                             half.sin * halfAlpha.cos);
+   // The angle from its half, and not the other way: no root that all the rest would wait for.
+   const ZqReal halfCos = std::cos(0.5 * q);
+   const ZqReal halfSin = std::sin(0.5 * q);
+   const ZqReal c = (halfCos - halfSin) * (halfCos + halfSin);
+   const ZqReal s = 2.0 * halfSin * halfCos;
+   // Of the two signs of the quaternion that in which the larger of the half angle's two is positive.
+   const ZqReal sign = std::copysign(1.0, c > 0.0 ? halfCos : halfSin);
+   const ZqReal cq = sign * halfCos;
+   const ZqReal sq = sign * halfSin;
+   const ZqReal y = sq * halfAlpha.sin;
+   ZqOrientation orientation(cq * halfAlpha.cos, cq * halfAlpha.sin, paul ? y : -y,
+                             sq * halfAlpha.cos);
    orientation.normalize();
    result.outboardTransformBy(paul ? ZqVector(a * c, a * s, d)
                                    : ZqVector(a, -d * alpha.sin(), d * alpha.cos()),

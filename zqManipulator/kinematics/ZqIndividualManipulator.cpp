@@ -328,13 +328,10 @@ void ZqIndividualManipulator::fitAbsoluteBoundingSphere()
 const ZqCoordinateSystemTransformation&
 ZqIndividualManipulator::dhFrameInSystem(ZqManipulatorActivePositionState& activeState) const
 {
-   const ZqLinkPositionState& base = activeState.basePositionState();
+   ZqLinkPositionState& base = activeState.basePositionStateToStore();
    if (!base.locationInSystemValid())
-   {
-      const ZqCoordinateSystemTransformation dhFrame =
-         m_coordSysXForm * activeState.positionState().coordSysXForm();
-      activeState.setBaseLinkPositionState(dhFrame, dhFrame * primaryFrame());
-   }
+      base.setLocation(m_coordSysXForm, activeState.positionState().coordSysXForm(),
+                       primaryFrame());
    return base.dhFrame();
 }
 

@@ -261,26 +261,15 @@ bool ZqManipulatorLink::mapLinks(LinkPointerVector& links, LinkPointerMap& label
 const ZqCoordinateSystemTransformation&
 ZqManipulatorLink::dhFrameInSystem(ZqManipulatorActivePositionState& activeState) const
 {
-   const auto& links = activeState.linkPositionStates();
-   const auto& jointPositions = activeState.positionState().jointPositions();
-   if (m_linkIndex >= links.size() || m_linkIndex >= jointPositions.size())
+   if (!hasPlaceIn(activeState))
    {
       Zq::Print::instance().write(Zq::Rejected,
                                   "ZqManipulatorLink::dhFrameInSystem(): index out of range.\n");
       return m_theDummyTransformation;
    }
-   const ZqLinkPositionState& own = links[m_linkIndex];
-   if (own.locationInSystemValid())
-      return own.dhFrame();
-
-   // Recursion fills in what is stale towards the base.
-   const ZqCoordinateSystemTransformation& parentFrame =
-      m_parentLink != nullptr ? m_parentLink->dhFrameInSystem(activeState)
-                              : ZqCoordinateSystemTransformation::identity();
-   const ZqCoordinateSystemTransformation dhFrame =
-      parentFrame * m_linkKinematicsContainer.calculateTransform(jointPositions[m_linkIndex]);
-   activeState.setLinkPositionState(m_linkIndex, dhFrame,
-                                    dhFrame * m_linkKinematicsContainer.primaryFrame());
+   ZqLinkPositionState& own = activeState.linkPositionState(m_linkIndex);
+   if (!own.locationInSystemValid())
+      placeInSystem(activeState, own);
    return own.dhFrame();
 }
 
@@ -293,17 +282,47 @@ ZqManipulatorLink::primaryFrameInSystem(ZqManipulatorActivePositionState& active
          dhFrameInSystem(activeState);
       return activeState.basePositionState().primaryFrame();
    }
-   const auto& links = activeState.linkPositionStates();
-   if (m_linkIndex >= links.size())
+   if (!hasPlaceIn(activeState))
    {
       Zq::Print::instance().write(
          Zq::Rejected, "ZqManipulatorLink::primaryFrameInSystem(): index %d out of range %d.\n",
-         static_cast<int>(m_linkIndex), static_cast<int>(links.size()));
+         static_cast<int>(m_linkIndex), static_cast<int>(activeState.linkPositionStates().size()));
       return m_theDummyTransformation;
    }
-   if (!links[m_linkIndex].locationInSystemValid())
-      dhFrameInSystem(activeState);
-   return links[m_linkIndex].primaryFrame();
+   ZqLinkPositionState& own = activeState.linkPositionState(m_linkIndex);
+   if (!own.locationInSystemValid())
+      placeInSystem(activeState, own);
+   return own.primaryFrame();
+}
+
+/// A state that was read may have less of one than of the other.
+bool ZqManipulatorLink::hasPlaceIn(const ZqManipulatorActivePositionState& activeState) const
+{
+   return m_linkIndex < activeState.linkPositionStates().size() &&
+          m_linkIndex < activeState.positionState().jointPositions().size();
+}
+
+/// Computes both frames of the link, and before them what is stale towards the base.
+void ZqManipulatorLink::placeInSystem(ZqManipulatorActivePositionState& activeState,
+                                      ZqLinkPositionState& own) const
+{
+   const auto& links = activeState.linkPositionStates();
+   const auto* parentFrame = &ZqCoordinateSystemTransformation::identity();
+   if (m_parentLink != nullptr)
+   {
+      const ZqU32 parent = m_parentLink->m_linkIndex;
+      parentFrame = parent < links.size() && links[parent].locationInSystemValid()
+                       ? &links[parent].dhFrame()
+                       : &m_parentLink->dhFrameInSystem(activeState);
+   }
+   if (const ZqLinkKinematics* joint = m_linkKinematicsContainer.topElement())
+      own.setLocation(
+         *parentFrame,
+         joint->calculateTransform(activeState.positionState().jointPositions()[m_linkIndex]),
+         joint->primaryFrame());
+   else
+      own.setLocation(*parentFrame, ZqCoordinateSystemTransformation::identity(),
+                      ZqCoordinateSystemTransformation::identity());
 }
 
 bool ZqManipulatorLink::setLinkReferences(const LinkPointerMap& labelToLink)

@@ -12,6 +12,7 @@
 #include <vector>
 
 class ZqIndividualManipulator;
+class ZqLinkPositionState;
 class ZqManipulatorActivePositionState;
 class ZqStatedSystemStruct;
 
@@ -247,6 +248,9 @@ protected:
 
 private:
    void attachParts() noexcept;
+   bool hasPlaceIn(const ZqManipulatorActivePositionState& activeState) const;
+   void placeInSystem(ZqManipulatorActivePositionState& activeState,
+                      ZqLinkPositionState& own) const;
 
    // What a query of frames touches stands together.
    ZqU32 m_linkIndex = ZqNoLinkIndex;

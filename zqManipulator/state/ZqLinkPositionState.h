@@ -45,6 +45,15 @@ public:
    virtual void setLocationInSystemValid(bool valid) { m_locationInSystemValid = valid; }
    virtual bool dhTransformValid() const { return m_dhTransformValid; }
    virtual void setDhTransformValid(bool valid) { m_dhTransformValid = valid; }
+   /// Places the link: its DH frame is that of its parent times the joint's transformation.
+   void setLocation(const ZqCoordinateSystemTransformation& parent,
+                    const ZqCoordinateSystemTransformation& joint,
+                    const ZqCoordinateSystemTransformation& primaryFrame) noexcept
+   {
+      m_dhFrame.setToProduct(parent, joint);
+      m_primaryFrame.setToProduct(m_dhFrame, primaryFrame);
+      m_locationInSystemValid = true;
+   }
    virtual void invalidateAll()
    {
       m_locationInSystemValid = false;

@@ -50,6 +50,10 @@ public:
    virtual void setBasePositionState(const ZqLinkPositionState& state) { m_base = state; }
    virtual void invalidateAll() { invalidateRecords(); }
 
+   /// Where the query of a link stores what it computes, in place.
+   ZqLinkPositionState& linkPositionState(ZqU32 index) { return m_links[index]; }
+   ZqLinkPositionState& basePositionStateToStore() { return m_base; }
+
 private:
    static void setLocation(ZqLinkPositionState& record,
                            const ZqCoordinateSystemTransformation& dhFrame,

@@ -95,6 +95,14 @@ public:
       m_orientation = orientation;
       return *this;
    }
+   /// Becomes the product of two others, of which it is neither: in place, where an assignment would copy.
+   void setToProduct(const ZqCoordinateSystemTransformation& a,
+                     const ZqCoordinateSystemTransformation& b) noexcept
+   {
+      m_translation = a.mapped(b);
+      m_orientation = a.turned(b);
+      m_mode = a.m_mode & b.m_mode;
+   }
    /// This times a translation.
    void outboardTransformBy(const ZqVector& translation) noexcept
    {

@@ -1,0 +1,264 @@
+#include "support/randomBodies.h"
+#include "support/xmlSamples.h"
+#include "zqManipulator/foundation/geometry/ZqEllipsoid.h"
+
+#include <cmath>
+#include <functional>
+
+namespace
+{
+using zqTest::epsilon;
+using zqTest::infinity;
+using zqTest::nan;
+using zqTest::PointMasses;
+/// Of sums over a few masses of a few kg within a few m.
+constexpr ZqReal tolerance = 2000.0 * epsilon;
+
+ZqReArray arrayOf(const ZqRigidBodyMassProperties& body)
+{
+   ZqReArray M;
+   body.getArray(M);
+   return M;
+}
+
+ZqSecondMoment diagonal(ZqReal x, ZqReal y, ZqReal z)
+{
+   return {x, y, z, 0.0, 0.0, 0.0};
+}
+
+TEST(MassProperties, MovedBodyIsThatOfTheMovedPoints)
+{
+   zqTest::RandomValues random(71);
+   for (ZqU32 i = 0; i < 200; ++i)
+   {
+      SCOPED_TRACE(i);
+      const auto X = zqTest::randomFrame(random, i % 4);
+      PointMasses points(random);
+      const ZqRigidBodyMassProperties before = points.body();
+      points.moveBy(X);
+      const ZqReArray expected = arrayOf(points.body());
+      ZqRigidBodyMassProperties byFrame(before);
+      ZqRigidBodyMassProperties byParts(before);
+      EXPECT_TRUE(arrayOf(byFrame.transformBy(X)).approxEq(expected, tolerance));
+      byParts.transformBy(X.orientation()).transformBy(X.translation());
+      EXPECT_TRUE(byParts.approxEq(byFrame, tolerance));
+
+      // One body with another is that of all points.
+      const PointMasses others(random);
+      PointMasses all(points);
+      all.points.insert(all.points.end(), others.points.begin(), others.points.end());
+      ZqRigidBodyMassProperties sum(points.body());
+      sum += others.body();
+      EXPECT_TRUE(sum.approxEq(all.body(), tolerance));
+      EXPECT_EQ(points.body() + others.body(), sum);
+      EXPECT_TRUE((sum - others.body()).approxEq(points.body(), tolerance));
+      sum -= others.body();
+      EXPECT_TRUE(sum.approxEq(points.body(), tolerance));
+   }
+}
+
+TEST(MassProperties, ForcesAndAccelerationsFollowNewton)
+{
+   zqTest::RandomValues random(72);
+   for (int i = 0; i < 200; ++i)
+   {
+      SCOPED_TRACE(i);
+      const PointMasses points(random);
+      const ZqRigidBodyMassProperties body = points.body();
+      const ZqGeneralMotion v = zqTest::randomMotion(random);
+      const ZqGeneralMotion a = zqTest::randomMotion(random);
+      const ZqGeneralForce F = points.force({}, a);
+      const ZqGeneralForce Fv = points.force(v, a);
+      EXPECT_TRUE(body.calculateForce(a).approxEq(F, tolerance));
+      EXPECT_TRUE(body.calculateForce(v, a).approxEq(Fv, tolerance));
+      const ZqRealVector Ma = arrayOf(body) * zqTest::asColumn(a);
+      for (std::size_t j = 0; j < 6; ++j)
+         EXPECT_NEAR(Ma[j], F[j], tolerance);
+      // Through the factor an error grows with the condition of the inertia, a few thousand here.
+      EXPECT_TRUE(body.calculateAcceleration(F).approxEq(a, 100.0 * tolerance));
+      EXPECT_TRUE(body.calculateAcceleration(v, Fv).approxEq(a, 100.0 * tolerance));
+      const ZqReArray& L = body.spatialCholeskyDecomposition();
+      EXPECT_TRUE((L * L.transpose()).approxEq(arrayOf(body), tolerance));
+      for (std::size_t row = 0; row < 6; ++row)
+         for (std::size_t column = row + 1; column < 6; ++column)
+            EXPECT_EQ(L[row][column], 0.0);
+      const ZqSpatialMatrix unit = body.invSecondMoment() * body.secondMoment().matrix();
+      EXPECT_TRUE(unit.approxEq(ZqSpatialMatrix::identity(), 100.0 * tolerance));
+   }
+   // No inertia: whatever comes out, neither way divides by zero.
+   EXPECT_EQ(ZqRigidBodyMassProperties().calculateAcceleration(ZqGeneralForce()),
+             ZqGeneralMotion());
+}
+
+TEST(MassProperties, OperationsRenewOnlyTheCachesThatTheySay)
+{
+   using Body = ZqRigidBodyMassProperties;
+   const Body original(1.5, {1.0, 2.0, 3.0}, {23.0, 24.0, 25.0, 0.5, 0.25, 0.75});
+   const Body other(0.7, {0.2, -0.3, 0.4}, diagonal(2.0, 2.5, 3.0));
+   const ZqOrientation q(0.6, 0.0, 0.8, 0.0);
+   struct
+   {
+      const char* name;
+      std::function<void(Body&)> operation;
+      bool renewsInverse;
+      bool renewsFactor;
+   } const cases[] = {
+      {"translation", [](Body& b) { b.transformBy(ZqVector(1.0, 2.0, 3.0)); }, true, true},
+      {"rotation", [&](Body& b) { b.transformBy(q); }, true, true},
+      {"frame",
+       [&](Body& b) {
+          b.transformBy({ZqVector(1.0, 2.0, 3.0), q});
+       },
+       true, true},
+      {"+=", [&](Body& b) { b += other; }, true, true},
+      {"-=", [&](Body& b) { b -= other; }, true, true},
+      {"=", [&](Body& b) { b = other; }, true, true},
+      {"set", [&](Body& b) { b.set(3.0, {}, other.secondMoment(), false); }, false, true},
+      {"read", [&](Body& b) { EXPECT_TRUE(Zq::fromXml(b, zqTest::written(other))); }, false, true},
+      {"scaleBy", [](Body& b) { b.scaleBy(2.0); }, false, false}};
+   for (const auto& c : cases)
+   {
+      Body body(original);
+      const ZqSpatialMatrix inverse = body.invSecondMoment();
+      const ZqReArray factor = body.spatialCholeskyDecomposition();
+      c.operation(body);
+      const Body fresh(body);
+      EXPECT_FALSE(fresh.invSecondMoment() == inverse) << c.name;
+      EXPECT_FALSE(fresh.spatialCholeskyDecomposition() == factor) << c.name;
+      EXPECT_EQ(body.invSecondMoment(), c.renewsInverse ? fresh.invSecondMoment() : inverse)
+         << c.name;
+      EXPECT_EQ(body.spatialCholeskyDecomposition(),
+                c.renewsFactor ? fresh.spatialCholeskyDecomposition() : factor)
+         << c.name;
+   }
+   Body scaled(original);
+   scaled.scaleBy(2.0);
+   EXPECT_EQ(scaled, Body(12.0, {16.0, 32.0, 48.0}, {736.0, 768.0, 800.0, 16.0, 8.0, 24.0}));
+}
+
+TEST(MassProperties, ImpossibleOnesAreRepairedAboutTheCenterOfMass)
+{
+   const ZqVector h(1.0, 2.0, 3.0);
+   const ZqSecondMoment good = diagonal(30.0, 40.0, 50.0);
+   struct
+   {
+      ZqReal mass;
+      ZqVector firstMoment;
+      ZqSecondMoment secondMoment;
+      ZqReal expectedMass;
+      bool momentsStay;
+   } const cases[] = {{2.0, h, good, 2.0, true},
+                      {0.0, h, good, 1e-9, true},
+                      {infinity, h, good, 1e-9, true},
+                      {2.0, h, ZqSecondMoment(), 2.0, true},
+                      {2.0, {nan, 0.0, 0.0}, good, 2.0, false},
+                      {2.0, {0.0, infinity, 0.0}, good, 2.0, false},
+                      {2.0, h, diagonal(1.0, 1.0, 5.0), 2.0, false},
+                      {2.0, h, diagonal(-1.0, 1.0, 1.0), 2.0, false},
+                      {2.0, h, diagonal(nan, 1.0, 1.0), 2.0, false},
+                      {1e-9, h * 1e300, diagonal(-1.0, 1.0, 1.0), 1e-9, false},
+                      {1.0, h * 1e250, diagonal(infinity, 1.0, 1.0), 1.0, false}};
+   for (const auto& c : cases)
+   {
+      SCOPED_TRACE(&c - cases);
+      const ZqRigidBodyMassProperties body(c.mass, c.firstMoment, c.secondMoment);
+      EXPECT_TRUE(body.isValid());
+      EXPECT_EQ(body.mass(), c.expectedMass);
+      const bool isFinite = std::isfinite(c.firstMoment.dot(ZqVector(1e-300, 1e-300, 1e-300)));
+      EXPECT_EQ(body.firstMoment(), isFinite ? c.firstMoment : ZqVector());
+      EXPECT_EQ(body.firstMoment() == c.firstMoment && body.secondMoment() == c.secondMoment,
+                c.momentsStay);
+   }
+   // The repair of a body away from the origin is that about its center, moved there.
+   const ZqVector c = h / 2.0;
+   ZqRigidBodyMassProperties body;
+   body.set(2.0, {}, diagonal(-50.0, 1.0, 1.0), false);
+   EXPECT_FALSE(body.isValid());
+   body.transformBy(c);
+   body.makeValid();
+   ZqRigidBodyMassProperties expected(2.0, {}, diagonal(-50.0, 1.0, 1.0));
+   expected.transformBy(c);
+   EXPECT_TRUE(body.approxEq(expected, tolerance));
+
+   EXPECT_EQ(ZqRigidBodyMassProperties::nullObject().mass(), 1e-9);
+   EXPECT_FALSE(ZqRigidBodyMassProperties().isValid());
+   ZqVector center(nan, nan, nan);
+   body.set(0.0, h, good, false);
+   body.getCenterOfMass(center);
+   EXPECT_EQ(center, ZqVector());
+}
+
+TEST(MassProperties, ReadingEndsInAValidRecordAndSaysWhatItRepaired)
+{
+   const std::string moment = "<c:secondMoment xx='3' yy='4' zz='5' xy='.1' xz='.2' yz='.3'/>";
+   const std::string point = "<firstMoment>1 2 3</firstMoment>";
+   struct
+   {
+      std::string content;
+      bool succeeds;
+      const char* message;
+      ZqReal mass;
+   } const cases[] = {
+      {"<mass>1.5</mass>" + point + moment, true, "", 1.5},
+      {"<mass>0</mass>" + point + moment, true, "mass of a body", 1e-9},
+      {"<mass>9e-10</mass>" + point + moment, true, "mass of a body", 1e-9},
+      {"", true, "mass of a body", 1e-9},
+      {"<mass>-1</mass>", false, "-1", 1e-9},
+      {"<mass>nan</mass>", false, "nan", 1e-9},
+      {"<mass>inf</mass>", false, "inf", 1e-9},
+      {"<mass>1e999</mass>", false, "1e999", 1e-9},
+      {"<mass>2</mass><firstMoment>1 2 inf</firstMoment>", false, "inf", 2.0},
+      {"<mass>2</mass><firstMoment>1 2</firstMoment>", false, "three real numbers", 2.0},
+      {"<mass>2</mass><c:secondMoment xx='nan'/>", false, "nan", 2.0},
+      {"<mass>2</mass><c:secondMoment zz='1'/>", true, "no body can have", 2.0},
+      {"<mass>2</mass><firstMoment>1e308 0 0</firstMoment><c:secondMoment xx='-1'/>", true,
+       "no body can have", 2.0}};
+   for (const auto& c : cases)
+   {
+      SCOPED_TRACE(c.content);
+      ZqRigidBodyMassProperties body;
+      zqTest::LogCapture log;
+      const std::string document = zqTest::inTag(
+         ZqRigidBodyMassProperties::classToken(), c.content,
+         "xmlns:c='" + std::string(ZqFoundCommon::ZqSecondMomentToken.namespaceUri()) + "'");
+      EXPECT_EQ(zqTest::readFrom(body, document), c.succeeds);
+      EXPECT_TRUE(body.isValid());
+      EXPECT_EQ(body.mass(), c.mass);
+      EXPECT_TRUE(log.contains(c.message)) << log.text();
+      EXPECT_EQ(log.empty(), *c.message == '\0') << log.text();
+   }
+}
+
+TEST(MassProperties, EllipsoidAndPrincipalFrameGiveTheBodyBack)
+{
+   zqTest::RandomValues random(73);
+   for (int i = 0; i < 200; ++i)
+   {
+      const ZqRigidBodyMassProperties body = PointMasses(random).body();
+      ZqEllipsoid ellipsoid;
+      ZqReal density = nan;
+      body.getEllipsoid(ellipsoid, density);
+      const ZqReal m = density * ellipsoid.volume();
+      const ZqReal x = std::pow(ellipsoid.semiAxes().x(), 2);
+      const ZqReal y = std::pow(ellipsoid.semiAxes().y(), 2);
+      const ZqReal z = std::pow(ellipsoid.semiAxes().z(), 2);
+      ZqRigidBodyMassProperties back(m, {},
+                                     diagonal((y + z) * m / 5, (x + z) * m / 5, (x + y) * m / 5));
+      back.transformBy(ellipsoid.frame());
+      EXPECT_TRUE(back.approxEq(body, tolerance)) << i;
+
+      ZqCoordinateSystemTransformation X;
+      EXPECT_TRUE(body.getPrincipalFrame(X));
+      ZqRigidBodyMassProperties principal(body);
+      principal.transformBy(X.inverse());
+      const ZqSecondMoment& I = principal.secondMoment();
+      EXPECT_TRUE(principal.firstMoment().approxEq({}, tolerance)) << i;
+      EXPECT_TRUE(I.approxEq(diagonal(I.xx(), I.yy(), I.zz()), tolerance)) << i;
+   }
+   ZqEllipsoid point;
+   ZqReal density = nan;
+   ZqRigidBodyMassProperties::nullObject().getEllipsoid(point, density);
+   EXPECT_EQ(point.semiAxes(), ZqVector(1e-12, 1e-12, 1e-12));
+   EXPECT_NEAR(density * point.volume(), 1e-9, 1e-24);
+}
+} // namespace
