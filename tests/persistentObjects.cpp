@@ -261,6 +261,7 @@ constexpr bool keepsEntries =
    std::same_as<T, ZqAttachmentMapState> || std::same_as<T, ZqOldManipulatorAttachmentMap> ||
    std::same_as<T, ZqManipulatorSelfCollisionLinkMap> ||
    std::same_as<T, ZqSystemCollisionExclusionMap> || std::same_as<T, ZqCollisionExclusionData>;
+
 /// What a document may hold that is nearest to the default: a class whose default is invalid reads back
 /// as its null object.
 template <class T>
