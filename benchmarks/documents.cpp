@@ -3,6 +3,7 @@
 // Counters: bytes/s of document; "peak/objects" is the largest sum of live allocations during the
 // read over the size of the objects themselves.
 
+#include "models.h"
 #include "zqManipulator/zqManipulator.h"
 
 #include <benchmark/benchmark.h>
@@ -206,6 +207,89 @@ void expatAloneUnknown(benchmark::State& state, bool attributes)
    setCounters(state, text);
 }
 
+/// A stated system of so many manipulators of ten links with random members.
+const ZqStatedSystem& scene(std::int64_t manipulators)
+{
+   static std::map<std::int64_t, ZqStatedSystem> scenes;
+   const auto [entry, isNew] = scenes.try_emplace(manipulators);
+   if (isNew)
+   {
+      zqTest::RandomValues random(10);
+      ZqManipulatorSystem system;
+      ZqManipulatorSystem::Manipulators list;
+      for (std::int64_t i = 0; i < manipulators; ++i)
+      {
+         ZqIndividualManipulator manipulator = zqTest::randomManipulator(random, 10);
+         manipulator.setManipulatorLabel("manipulator" + std::to_string(i));
+         list.pushBack(manipulator);
+      }
+      system.setManipulators(list);
+      entry->second.setFromSystem(system);
+   }
+   return entry->second;
+}
+
+const ZqString& sceneDocument(std::int64_t manipulators)
+{
+   static std::map<std::int64_t, ZqString> documents;
+   ZqString& text = documents[manipulators];
+   if (text.empty() && !Zq::toXml(scene(manipulators), text))
+      std::abort();
+   return text;
+}
+
+void expatAloneScene(benchmark::State& state)
+{
+   const ZqString& text = sceneDocument(state.range(0));
+   for (auto _ : state)
+      parse(state, text);
+   setCounters(state, text);
+}
+
+void readScene(benchmark::State& state)
+{
+   const ZqString& text = sceneDocument(state.range(0));
+   for (auto _ : state)
+   {
+      ZqStatedSystem read;
+      if (!Zq::fromXml(read, text))
+         state.SkipWithError("the document does not read");
+   }
+   setCounters(state, text);
+}
+
+void writeScene(benchmark::State& state)
+{
+   const ZqStatedSystem& written = scene(state.range(0));
+   for (auto _ : state)
+   {
+      Sink sink;
+      std::ostream stream(&sink);
+      ZqXmlWriter writer("(benchmark)", stream);
+      if (!Zq::write(written, writer))
+         state.SkipWithError("the document is not written");
+   }
+   setCounters(state, sceneDocument(state.range(0)));
+}
+
+/// What a copy takes until it is changed, and once it is.
+void copyScene(benchmark::State& state)
+{
+   const ZqStatedSystem& original = scene(state.range(0));
+   std::size_t shared = 0;
+   std::size_t changed = 0;
+   for (auto _ : state)
+   {
+      const std::size_t before = liveBytes;
+      ZqStatedSystem copy(original);
+      shared = liveBytes - before;
+      copy.setEnvironment(ZqSystemEnvironment());
+      changed = liveBytes - before;
+   }
+   state.counters["bytes"] = static_cast<double>(shared);
+   state.counters["bytesOnceChanged"] = static_cast<double>(changed);
+}
+
 void manyNames(benchmark::internal::Benchmark* benchmark)
 {
    for (const int count : {125000, 250000, 500000, 1000000})
@@ -226,6 +310,10 @@ BENCHMARK(write)
    ->Range(1000, 1024000)
    ->Unit(benchmark::kMillisecond)
    ->Complexity();
+BENCHMARK(expatAloneScene)->Arg(1000)->Unit(benchmark::kMillisecond);
+BENCHMARK(readScene)->Arg(1000)->Arg(4000)->Unit(benchmark::kMillisecond);
+BENCHMARK(writeScene)->Arg(1000)->Unit(benchmark::kMillisecond);
+BENCHMARK(copyScene)->Arg(1000)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(expatAloneUnknown, elements, false)->Apply(manyNames);
 BENCHMARK_CAPTURE(readUnknown, elements, false)->Apply(manyNames);
 BENCHMARK_CAPTURE(expatAloneUnknown, attributes, true)->Apply(manyNames);

@@ -1,5 +1,7 @@
 #include "support/randomManipulators.h"
 #include "support/xmlSamples.h"
+#include "zqManipulator/actuation/ZqJointActuator.h"
+#include "zqManipulator/contact/ZqCollisionExclusionData.h"
 #include "zqManipulator/dynamics/ZqArticulatedBodyDynamics.h"
 #include "zqManipulator/dynamics/ZqManipulatorExternalForce.h"
 #include "zqManipulator/dynamics/ZqManipulatorTorque.h"
@@ -152,6 +154,64 @@ struct Filler
       fill(state.manipulatorAttachmentState(8));
       state.manipulatorAttachmentState(9).setDependentManipulatorIndices({10});
    }
+   static void fill(ZqMechanicalActuatorComponent& component)
+   {
+      component.setInertia(11.0);
+      component.setFrictionCoefficient(12.0);
+      component.setGearRatio(13.0);
+      component.setLowerLimit(14.0);
+      component.setUpperLimit(15.0);
+      component.setMaxOutputRate(16.0);
+      component.setStopperZone(17.0);
+      component.setStopperSpringCoefficient(18.0);
+      component.setStopperDampingCoefficient(19.0);
+      component.setStaticCoulombFriction(20.0);
+      component.setKineticCoulombFrictionPercentage(21.0);
+      component.setStaticCoulombSpringCoefficient(22.0);
+      component.setStaticCoulombDamperCoefficient(23.0);
+      component.setLimitingVelocityStickRegion(24.0);
+      component.setIsRigid(false);
+      component.setJointFlexibilityStiffness(25.0);
+      component.setJointFlexibilityDamping(26.0);
+      component.setBacklash(27.0);
+      component.setMaxEfficiency(28.0);
+   }
+   static void fill(ZqMechanicalActuatorComponentContainer& container)
+   {
+      ZqMechanicalActuatorComponent component;
+      fill(component);
+      container.setTopElement(component);
+   }
+   static void fill(ZqJointActuator& actuator)
+   {
+      ZqManufacturerData data;
+      fill(data);
+      fill(actuator.mechanicalComponentContainer());
+      actuator.setPrimeMoveManufacturerData(data);
+      actuator.setGearheadManufacturerDataVector({ZqManufacturerData(), data});
+   }
+   static void fill(ZqManipulatorSelfCollisionLinkMap& map)
+   {
+      map.setLinkCollisionCanditateByIdentifier("hand", "arm", true);
+      map.setLinkCollisionCanditateByIdentifier("hand", "hand", false);
+      map.setLinkCollisionCanditateByIdentifier("", "arm", true);
+   }
+   static void fill(ZqSystemCollisionExclusionMap& map)
+   {
+      map.excludeManipulatorCollisionCandidates(3, 2);
+      map.excludeLinkCollisionCandidates(4, " <arm>", 5);
+      map.excludeLinkCollisionCandidates(4, " <arm>", 6);
+      map.excludeLinkCollisionCandidate(7, "hand", 4294967295, "leg");
+   }
+   static void fill(ZqCollisionExclusionData& data)
+   {
+      ZqSystemCollisionExclusionMap map;
+      ZqManipulatorSelfCollisionLinkMap selfCollision;
+      fill(map);
+      fill(selfCollision);
+      data.addCollisionExclusionMap("carrying", map);
+      data.setSelfCollision({{}, selfCollision});
+   }
    static void fill(ZqManipulatorAttachmentNode& node)
    {
       node.setName("tool");
@@ -239,7 +299,10 @@ T sample()
 template <class T>
 constexpr bool keepsEntries =
    std::same_as<T, ZqAttachmentMapState> || std::same_as<T, ZqOldManipulatorAttachmentMap> ||
+   std::same_as<T, ZqManipulatorSelfCollisionLinkMap> ||
+   std::same_as<T, ZqSystemCollisionExclusionMap> || std::same_as<T, ZqCollisionExclusionData> ||
    std::same_as<T, ZqManipulatorSystem> || std::same_as<T, ZqManipulatorSystemConfiguration>;
+
 /// What a document may hold that is nearest to the default: a class whose default is invalid reads back
 /// as its null object.
 template <class T>
@@ -259,6 +322,8 @@ using PersistentClasses = testing::Types<
    ZqCoordinateSystemTransformation, ZqGeneralMotion, ZqGeneralForce, ZqSecondMoment, ZqSphere,
    ZqRigidBodyMassProperties, ZqArticulatedBodyInertia, ZqArticulatedBodyDynamics,
    ZqManipulatorExternalForce, ZqManipulatorTorque, ZqDenavitHartenberg, ZqLinkKinematicsContainer,
+   ZqMechanicalActuatorComponent, ZqMechanicalActuatorComponentContainer, ZqJointActuator,
+   ZqManipulatorSelfCollisionLinkMap, ZqSystemCollisionExclusionMap, ZqCollisionExclusionData,
    ZqManufacturerData, ZqPositionState, ZqVelocityState, ZqAccelerationState, ZqActuatorState,
    ZqManipulatorSystemState, ZqAttachmentNodeState, ZqAttachmentMapState,
    ZqManipulatorAttachmentNode, ZqManipulatorAttachmentChange, ZqManipulatorAttachmentMap,
@@ -382,6 +447,26 @@ TEST(PersistentObjects, SchemaTellsDocumentsApart)
       GTEST_SKIP() << "xmllint is not installed";
    EXPECT_FALSE(followsSchema(ZqGeneralMotion(), written(ZqGeneralForce())));
    EXPECT_FALSE(followsSchema(ZqGeneralForce(), "<generalForce/>"));
+}
+
+TEST(PersistentObjects, DriveTrainIsWrittenInTheOrderOfTheFormat)
+{
+   const std::string document = zqTest::onOneLine(sample<ZqMechanicalActuatorComponent>());
+   EXPECT_NE(
+      document.find(
+         "<inertia>11</inertia><frictionCoefficient>12</frictionCoefficient><gearRatio>13"
+         "</gearRatio><lowerLimit>14</lowerLimit><upperLimit>15</upperLimit><maxOutputRate>16"
+         "</maxOutputRate><stopperZone>17</stopperZone><stopperSpringCoefficient>18"
+         "</stopperSpringCoefficient><stopperDampingCoefficient>19</stopperDampingCoefficient>"
+         "<staticCoulombFriction>20</staticCoulombFriction><kineticCoulombFrictionPercentage>21"
+         "</kineticCoulombFrictionPercentage><staticCoulombSpringCoefficient>22"
+         "</staticCoulombSpringCoefficient><staticCoulombDamperCoefficient>23"
+         "</staticCoulombDamperCoefficient><limitingVelocityStickRegion>24"
+         "</limitingVelocityStickRegion><isRigidJoint>false</isRigidJoint>"
+         "<jointFlexibilityStiffness>25</jointFlexibilityStiffness><jointFlexibilityDamping>26"
+         "</jointFlexibilityDamping><backlash>27</backlash><maxEfficiency>28</maxEfficiency>"),
+      std::string::npos)
+      << document;
 }
 
 TEST(PersistentObjects, JointIsWrittenInTheOrderOfTheFormat)

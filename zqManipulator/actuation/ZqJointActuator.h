@@ -13,7 +13,7 @@ class ZqBaseJointActuator
 public:
    /// The link whose joint is driven; it is not owned, and may be null.
    virtual void setManipulatorLink(const ZqManipulatorLink* link) = 0;
-   /// Limits come from documents as they are: crossed limits and NaN are possible.
+   /// Limits are kept as they come: the lower one may be above the upper one, or NaN.
    virtual ZqReal lowerLimit() const = 0;
    virtual void setLowerLimit(ZqReal limit) = 0;
    /// As the lower limit.

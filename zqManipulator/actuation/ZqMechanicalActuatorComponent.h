@@ -34,8 +34,8 @@ class ZqManipulatorLink;
 /// | backlash                         | motor | rad           |                                   |
 /// | maxEfficiency                    |       |               | of the gear                       |
 ///
-/// Values are kept as a document tells them: the limits may be crossed and any value may be NaN, so
-/// whoever compares with them decides what that means.
+/// Values are kept as they come: the limits of a document may be crossed, and setters take NaN too,
+/// so whoever compares with them decides what that means.
 class ZqMechanicalActuatorComponent
    : public ZqXmlClass<ZqMechanicalActuatorComponent, ZqBaseExpressionTreeElement>
 {

@@ -42,23 +42,23 @@ void ZqArticulatedBodyDynamics::transformBy(const ZqCoordinateSystemTransformati
 
 void ZqArticulatedBodyDynamics::joinWith(const ZqArticulatedBodyDynamics& child,
                                          const ZqGeneralMotion& jointAxis,
-                                         const ZqReal& jointInertia, const ZqReal& torque)
+                                         const ZqReal& jointInertia, const ZqReal& jointTorque)
 {
    ZqGeneralForce u;
    ZqReal d = 0.0;
    m_inertia.joinWith(child.m_inertia, jointAxis, jointInertia, u, d);
-   m_bias += child.m_bias + jointForce(u, d, jointAxis, child.m_bias, torque);
+   m_bias += child.m_bias + jointForce(u, d, jointAxis, child.m_bias, jointTorque);
 }
 
 void ZqArticulatedBodyDynamics::setToTransformedValue(const ZqArticulatedBodyDynamics& child,
                                                       const ZqGeneralMotion& jointAxis,
                                                       const ZqReal& jointInertia,
-                                                      const ZqReal& torque)
+                                                      const ZqReal& jointTorque)
 {
    ZqGeneralForce u;
    ZqReal d = 0.0;
    m_inertia.setToTransformedValue(child.m_inertia, jointAxis, jointInertia, u, d);
-   m_bias = child.m_bias + jointForce(u, d, jointAxis, child.m_bias, torque);
+   m_bias = child.m_bias + jointForce(u, d, jointAxis, child.m_bias, jointTorque);
 }
 
 ZqGeneralForce ZqArticulatedBodyDynamics::calculateForce(const ZqGeneralMotion& acceleration) const

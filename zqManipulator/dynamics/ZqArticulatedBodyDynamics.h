@@ -57,15 +57,15 @@ public:
    virtual void transformBy(const ZqCoordinateSystemTransformation& X);
    /// @}
 
-   /// Adds a child in the same frame behind a joint with this unit motion, drive inertia and torque:
-   /// the bias gets the child's and u (torque - s . bias) / d (Featherstone 2008, eq. 7.33), without
-   /// the latter for a d of exactly 0.0.
+   /// Adds a child in the same frame behind a joint with this unit motion, drive inertia and
+   /// torque: the bias gets the child's and u (jointTorque - s . bias) / d (Featherstone 2008, ch.
+   /// 7), without the latter for a d of exactly 0.0.
    virtual void joinWith(const ZqArticulatedBodyDynamics& child, const ZqGeneralMotion& jointAxis,
-                         const ZqReal& jointInertia, const ZqReal& torque);
+                         const ZqReal& jointInertia, const ZqReal& jointTorque);
    /// Becomes what `joinWith` would add.
    virtual void setToTransformedValue(const ZqArticulatedBodyDynamics& child,
                                       const ZqGeneralMotion& jointAxis, const ZqReal& jointInertia,
-                                      const ZqReal& torque);
+                                      const ZqReal& jointTorque);
    /// The force at the link that gives it the acceleration, and back.
    virtual ZqGeneralForce calculateForce(const ZqGeneralMotion& acceleration) const;
    virtual ZqGeneralMotion calculateAcceleration(const ZqGeneralForce& force) const;

@@ -54,8 +54,8 @@ ZqReal inverseOrZero(ZqReal x)
 
 using Array6 = std::array<std::array<ZqReal, 6>, 6>;
 
-/// Solves M x = b for a symmetric M, of which the lower triangle is read, by M = W D W^T. A pivot that
-/// is but rounding is dropped with its unknown, as in `ZqReArray::choleskyFactor`.
+/// Solves M x = b for a symmetric M, of which the lower triangle is read, by M = W D W^T. A pivot
+/// that is but rounding is dropped with its unknown, as in `ZqReArray::choleskyFactor`.
 void solveSymmetric(Array6& M, std::array<ZqReal, 6>& x)
 {
    constexpr ZqReal epsilon = std::numeric_limits<ZqReal>::epsilon();

@@ -19,9 +19,9 @@ class ZqRigidBodyMassProperties;
 /// | B      | angular matrix, symmetric                   | kg m^2 |
 /// | C      | cross matrix, force by angular acceleration | kg m   |
 ///
-/// The flag `isRigid` says that A is a multiple of the unit matrix and C is skew, as those of a single
-/// body are. Products then use no other element, so that a caller who sets the flag vouches for it;
-/// in a document a flag that the matrices contradict is cleared, with a remark.
+/// The flag `isRigid` says that A is a multiple of the unit matrix and C is skew, as those of a
+/// single body are. Products then use no other element, so that a caller who sets the flag vouches
+/// for it; in a document a flag that the matrices contradict is cleared, with a remark.
 class ZqArticulatedBodyInertia : public ZqXmlClass<ZqArticulatedBodyInertia>
 {
 public:
@@ -73,8 +73,9 @@ public:
    }
 
    /// \name Moving the body
-   /// By a translation, a rotation about the origin, or a rotation and then a translation: an inertia
-   /// in a frame becomes that in the frame that the transformation maps into. The flag stays.
+   /// By a translation, a rotation about the origin, or a rotation and then a translation: an
+   /// inertia in a frame becomes that in the frame that the transformation maps into. The flag
+   /// stays.
    /// @{
    virtual void transformBy(const ZqVector& p);
    virtual void transformBy(const ZqOrientation& orientation);
@@ -83,10 +84,10 @@ public:
    virtual void transformBy2(const ZqCoordinateSystemTransformation& X);
    /// @}
 
-   /// Adds a child in the same frame, less what the freedom of its joint takes away: with s the joint's
-   /// unit motion and j the inertia that its drive adds, u = I s and d = s . u + j, this becomes
-   /// this + I - u u^T / d (Featherstone 2008, eq. 7.32). A d of exactly 0.0 takes nothing away. The
-   /// result is not rigid.
+   /// Adds a child in the same frame, less what the freedom of its joint takes away: with s the
+   /// joint's unit motion and j the inertia that its drive adds, u = I s and d = s . u + j, this
+   /// becomes this + I - u u^T / d (Featherstone 2008, ch. 7). A d of exactly 0.0 takes nothing
+   /// away. The result is not rigid.
    virtual void joinWith(const ZqArticulatedBodyInertia& child, const ZqGeneralMotion& jointAxis,
                          const ZqReal& jointInertia, ZqGeneralForce& u, ZqReal& d);
    virtual void joinWith(const ZqArticulatedBodyInertia& child, const ZqGeneralMotion& jointAxis,
@@ -96,7 +97,8 @@ public:
                                       const ZqGeneralMotion& jointAxis, const ZqReal& jointInertia,
                                       ZqGeneralForce& u, ZqReal& d);
    virtual ZqGeneralForce calculateForce(const ZqGeneralMotion& acceleration) const;
-   /// The same with less work for motions with several components of exactly 0.0, such as joint axes.
+   /// The same with less work for motions with several components of exactly 0.0, such as joint
+   /// axes.
    virtual ZqGeneralForce calculateForceSparse(const ZqGeneralMotion& acceleration) const;
    /// The acceleration of a force, by a Cholesky factorisation each time. Where the inertia is not
    /// positive definite, directions whose pivot is but rounding get no acceleration, as
@@ -117,8 +119,8 @@ public:
       m_isRigid = false;
    }
    virtual void setFromRigidBody(const ZqRigidBodyMassProperties& body);
-   /// From the upper triangle of an array of at least 6 x 6; a smaller one is rejected with a message
-   /// and changes nothing. The result is not rigid.
+   /// From the upper triangle of an array of at least 6 x 6; a smaller one is rejected with a
+   /// message and changes nothing. The result is not rigid.
    virtual void setFromArray(const ZqReArray& array);
    /// Into a 6 x 6 array.
    virtual void getArray(ZqReArray& array) const;

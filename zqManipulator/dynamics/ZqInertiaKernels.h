@@ -23,8 +23,8 @@ struct Symmetric
    }
    operator ZqSecondMoment() const noexcept { return {xx, yy, zz, xy, xz, yz}; }
 
-   /// R S R^T. A multiple of the unit matrix, which no rotation changes, is taken out first; the rest is
-   /// x u^T + u x^T + y v^T + v y^T, where x, y and z are the images of the axes.
+   /// R S R^T. A multiple of the unit matrix, which no rotation changes, is taken out first; the
+   /// rest is x u^T + u x^T + y v^T + v y^T, where x, y and z are the images of the axes.
    Symmetric rotated(const ZqRotationMatrix& R) const noexcept
    {
       const ZqVector x = R.column(0);

@@ -6,8 +6,8 @@
 
 extern template class ZqXmlVectorType<ZqGeneralForce>;
 
-/// The spatial forces that act on one manipulator from outside: on each link, in the order of the link
-/// indices, and on the base, each in the DH frame of its link.
+/// The spatial forces that act on one manipulator from outside: on each link, in the order of the
+/// link indices, and on the base, each in the DH frame of its link.
 class ZqManipulatorExternalForce : public ZqXmlClass<ZqManipulatorExternalForce>
 {
 public:

@@ -9,8 +9,9 @@
 
 class ZqEllipsoid;
 
-/// The mass (kg), first moment (kg m) and second moment (kg m^2) of a rigid body about the origin of a
-/// frame that the user knows. The center of mass is derived: the first moment divided by the mass.
+/// The mass (kg), first moment (kg m) and second moment (kg m^2) of a rigid body about the origin
+/// of a frame that the user knows. The center of mass is derived: the first moment divided by the
+/// mass.
 ///
 /// | symbol | meaning                                                                |
 /// |--------|------------------------------------------------------------------------|
@@ -22,9 +23,9 @@ class ZqEllipsoid;
 /// All are zero by default, which `isValid` refuses; `nullObject` is the nearest valid record. Sums
 /// are meaningful for records in the same frame.
 ///
-/// The inverse of I and the Cholesky factor of M are computed when asked for and kept. Operations say
-/// which of the two they invalidate; the others leave a stale one in use. As even a query may write
-/// them, one record serves one thread at a time. Copies copy m, h and I alone.
+/// The inverse of I and the Cholesky factor of M are computed when asked for and kept. Operations
+/// say which of the two they invalidate; the others leave a stale one in use. As even a query may
+/// write them, one record serves one thread at a time. Copies copy m, h and I alone.
 class ZqRigidBodyMassProperties : public ZqXmlClass<ZqRigidBodyMassProperties>
 {
 public:
@@ -61,8 +62,8 @@ public:
                         ZqComponent{&This::m_firstMoment, &ZqManip::ZqFirstMomentToken},
                         ZqComponent{&This::m_secondMoment, &ZqFoundCommon::ZqSecondMomentToken}};
    }
-   /// Ends in a valid record, also after a failure; a remark names each value that had to be changed.
-   /// Invalidates the Cholesky factor only.
+   /// Ends in a valid record, also after a failure; a remark names each value that had to be
+   /// changed. Invalidates the Cholesky factor only.
    bool read(ZqXmlReader& reader) override;
 
    /// The smallest valid mass, with no moments.
@@ -100,9 +101,9 @@ public:
    }
 
    /// \name Moving the body
-   /// By a translation, a rotation about the origin, or a rotation and then a translation: a record in
-   /// a frame becomes that in the frame that the transformation maps into. Factor and inverse are
-   /// invalidated.
+   /// By a translation, a rotation about the origin, or a rotation and then a translation: a record
+   /// in a frame becomes that in the frame that the transformation maps into. Factor and inverse
+   /// are invalidated.
    /// @{
    virtual ZqRigidBodyMassProperties& transformBy(const ZqVector& p);
    virtual ZqRigidBodyMassProperties& transformBy(const ZqOrientation& orientation);
@@ -128,8 +129,8 @@ public:
       return {linear * m_mass - h.cross(angular) - omega.cross(h.cross(omega)),
               m_secondMoment * angular + omega.cross(m_secondMoment * omega) + h.cross(linear)};
    }
-   /// The acceleration a of M a = F at zero velocity, by the Cholesky factor. Directions in which the
-   /// body has no inertia are divided by 1e-300.
+   /// The acceleration a of M a = F at zero velocity, by the Cholesky factor. Directions in which
+   /// the body has no inertia are divided by 1e-300.
    virtual ZqGeneralMotion calculateAcceleration(const ZqGeneralForce& force) const;
    /// The same of a body that turns.
    virtual ZqGeneralMotion calculateAcceleration(const ZqGeneralMotion& velocity,
@@ -145,27 +146,28 @@ public:
                     const ZqSecondMoment& secondMoment, bool validate);
    /// The zero vector for a mass of zero.
    virtual void getCenterOfMass(ZqVector& center) const;
-   /// The frame of the principal axes at the center of mass. Always true; moments that are not finite
-   /// give the axes of the frame itself.
+   /// The frame of the principal axes at the center of mass. Always true; moments that are not
+   /// finite give the axes of the frame itself.
    virtual bool getPrincipalFrame(ZqCoordinateSystemTransformation& frame) const;
-   /// A finite mass of at least `smallestMass` and a second moment, as it stands, that passes its own
-   /// test.
+   /// A finite mass of at least `smallestMass` and a second moment, as it stands, that passes its
+   /// own test.
    virtual bool isValid() const;
-   /// The lower L (6 x 6) of M = L L^T. A column for which the inertia about the center of mass is not
-   /// positive definite is zero.
+   /// The lower L (6 x 6) of M = L L^T. A column for which the inertia about the center of mass is
+   /// not positive definite is zero.
    virtual const ZqReArray& spatialCholeskyDecomposition() const;
    /// M.
    virtual void getArray(ZqReArray& array) const;
-   /// True when neither the masses nor any component of the moments differ by more than the tolerance.
+   /// True when neither the masses nor any component of the moments differ by more than the
+   /// tolerance.
    virtual bool approxEq(const ZqRigidBodyMassProperties& other, ZqReal tolerance) const;
    /// Scales the body's lengths at constant density. Invalidates nothing.
    virtual void scaleBy(ZqReal factor);
-   /// The ellipsoid of uniform density (kg/m^3) that has this mass and these moments. No semi-axis is
-   /// below 1e-12.
+   /// The ellipsoid of uniform density (kg/m^3) that has this mass and these moments. No semi-axis
+   /// is below 1e-12.
    virtual void getEllipsoid(ZqEllipsoid& ellipsoid, ZqReal& density) const;
-   /// A mass that is below `smallestMass` or not finite becomes that, and a first moment that is not
-   /// finite becomes zero. A second moment that no body can have is repaired about the center of mass,
-   /// which stays; where that overflows it is repaired about the origin.
+   /// A mass that is below `smallestMass` or not finite becomes that, and a first moment that is
+   /// not finite becomes zero. A second moment that no body can have is repaired about the center
+   /// of mass, which stays; where that overflows it is repaired about the origin.
    virtual void makeValid();
 
    /// Moves the body by R and then by p, for callers that move several values alike.

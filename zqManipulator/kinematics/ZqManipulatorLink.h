@@ -265,9 +265,9 @@ private:
    ZqString m_linkLabel;
    ChildLinks m_childLinks;
    ZqJointActuator m_jointActuator;
-   ZqRigidBodyMassProperties m_baseMassProperties;
-   ZqRigidBodyMassProperties m_massProperties;
-   ZqRigidBodyMassProperties m_massPropertiesInDHFrame;
+   ZqRigidBodyMassProperties m_baseMassProperties = ZqRigidBodyMassProperties::nullObject();
+   ZqRigidBodyMassProperties m_massProperties = ZqRigidBodyMassProperties::nullObject();
+   ZqRigidBodyMassProperties m_massPropertiesInDHFrame = ZqRigidBodyMassProperties::nullObject();
    /// The result of a query with attachments, once there was one.
    mutable std::unique_ptr<ZqRigidBodyMassProperties> m_massPropertiesWithAttachments;
    MassPropertiesMap m_massPropertiesMap;

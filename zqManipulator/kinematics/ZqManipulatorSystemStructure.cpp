@@ -78,6 +78,10 @@ void ZqManipulatorSystem::mapManipulators()
          return;
       ZqString& lastLabel = lastLabels.try_emplace(label, label).first->second;
       lastLabel = unusedLabel(m_labelPool, lastLabel);
+      Zq::Print::instance().write(Zq::Oddity,
+                                  "ZqManipulatorSystem::mapManipulators(): the label \"%s\" is in "
+                                  "use already: manipulator %u becomes \"%s\".\n",
+                                  label.c_str(), i, lastLabel.c_str());
       changeManipulatorLabelWithoutCheckingUniqueness(i, lastLabel);
       m_labelPool.addUsingLabel(lastLabel, i);
    };

@@ -37,8 +37,9 @@ public:
    virtual void setBaseNodes(const BaseNodes& nodes);
    /// Attaches a manipulator, with all that hangs on it, to a link of another one, or moves it there.
    /// The offset is in the primary frame of the link. False, and no change, when the manipulator is the
-   /// base itself or carries it, or already hangs there within 1e-6; and, with a message, when a tree
-   /// would get too many levels. An attachment that only moves on its base keeps its name.
+   /// base itself, carries it, hangs on it through others, or hangs just there within 1e-6; and, with a
+   /// message, when a tree would get too many levels. An attachment that only moves on its base keeps
+   /// its name.
    virtual bool attachManipulator(ZqU32 manipulatorIndex, ZqU32 baseManipulatorIndex,
                                   const ZqString& linkLabel,
                                   const ZqCoordinateSystemTransformation& offset,

@@ -27,5 +27,5 @@ public:
 
 private:
    bool m_crbiValid = false;
-   ZqRigidBodyMassProperties m_crbi;
+   ZqRigidBodyMassProperties m_crbi = ZqRigidBodyMassProperties::nullObject();
 };

@@ -180,7 +180,7 @@ bool ZqXmlText<ZqSpatialMatrix>::parse(std::string_view text, ZqSpatialMatrix& v
 
 bool ZqXmlText<ZqSpatialMatrix>::append(ZqString& out, const ZqSpatialMatrix& value)
 {
-   return appendReals(out, std::array{value[0][0], value[0][1], value[0][2], value[1][0],
-                                      value[1][1], value[1][2], value[2][0], value[2][1],
-                                      value[2][2]});
+   return appendReals(out,
+                      std::array{value[0][0], value[0][1], value[0][2], value[1][0], value[1][1],
+                                 value[1][2], value[2][0], value[2][1], value[2][2]});
 }

@@ -22,6 +22,12 @@ public:
    ZqXmlVectorType() = default;
    explicit ZqXmlVectorType(std::size_t count, const T& value = T()) : m_vector(count, value) {}
    ZqXmlVectorType(std::initializer_list<T> elements) : m_vector(elements) {}
+   // Defined where T is complete: an element may hold a vector of its own kind.
+   ZqXmlVectorType(const ZqXmlVectorType&) = default;
+   ZqXmlVectorType(ZqXmlVectorType&&) = default;
+   ZqXmlVectorType& operator=(const ZqXmlVectorType&) = default;
+   ZqXmlVectorType& operator=(ZqXmlVectorType&&) = default;
+   ~ZqXmlVectorType() override;
 
    void accept(ZqXmlObjectVisitor* visitor) const override
    {
@@ -122,6 +128,9 @@ public:
 private:
    std::vector<T> m_vector;
 };
+
+template <class T>
+ZqXmlVectorType<T>::~ZqXmlVectorType() = default;
 
 template <class T>
 bool ZqXmlVectorType<T>::erase(unsigned index)

@@ -1,0 +1,36 @@
+#include "apps/zqsim/commands.h"
+#include "apps/zqsim/model.h"
+#include "zqManipulator/foundation/xml/ZqXmlDocument.h"
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+
+zqsim::Run zqsim::convert(CLI::App& arguments)
+{
+   struct Options
+   {
+      std::string in;
+      std::string out;
+   };
+   const auto options = std::make_shared<Options>();
+   arguments.add_option("IN", options->in, "The model to read, in any form that can be read")
+      ->required();
+   arguments
+      .add_option(
+         "OUT", options->out,
+         "Where to write it in today's form; it may be the same file, and is replaced only "
+         "by a whole document")
+      ->required();
+   return [options]
+   {
+      ZqStatedSystem scene;
+      readModelWithWarnings(options->in, scene);
+      bool isWritten = false;
+      const auto messages =
+         messagesOf(options->out, [&] { isWritten = Zq::save(scene, options->out); });
+      if (!isWritten)
+         throw Failure(Failed, reason(options->out, messages));
+      return Done;
+   };
+}

@@ -1,0 +1,162 @@
+#include "apps/zqsim/commands.h"
+#include "apps/zqsim/model.h"
+#include "apps/zqsim/output.h"
+#include "zqManipulator/state/ZqSystemActiveState.h"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace
+{
+using namespace zqsim;
+
+std::vector<ZqReal> parseNumbers(std::string_view text)
+{
+   constexpr std::string_view space = " \t\n";
+   std::vector<ZqReal> numbers;
+   for (;;)
+   {
+      const auto begin = text.find_first_not_of(space);
+      if (begin == std::string_view::npos)
+         return numbers;
+      text.remove_prefix(begin);
+      const std::string_view word = text.substr(0, text.find_first_of(space));
+      ZqReal number = 0.0;
+      const auto end = std::from_chars(word.data(), word.data() + word.size(), number);
+      if (end.ec != std::errc() || end.ptr != word.data() + word.size() || !std::isfinite(number))
+         throw Failure(Usage, "--joints: \"" + std::string(word) + "\" is not a finite number");
+      numbers.push_back(number);
+      text.remove_prefix(word.size());
+   }
+}
+
+/// Sets the positions of all joints, and moves what is attached along.
+void setJoints(ZqStatedSystem& scene, const std::vector<ZqReal>& joints)
+{
+   const ZqU32 needed = scene.system().jointDof();
+   if (joints.size() != needed)
+      throw Failure(Usage, "--joints: the model needs " + std::to_string(needed) +
+                              " numbers, but received " + std::to_string(joints.size()));
+   ZqManipulatorSystemState state = scene.state();
+   auto next = joints.begin();
+   for (ZqPositionState& position : state.positionStates())
+      for (ZqReal& q : position.jointPositions().values())
+         q = *next++;
+   scene.setState(state);
+
+   const ZqManipulatorAttachmentMap& attachments = scene.configuration().attachmentMap();
+   ZqSystemActiveState active;
+   active.setNonredundantState(state);
+   std::vector<ZqU32> indices;
+   std::vector<ZqCoordinateSystemTransformation> frames;
+   for (ZqU32 root = 0; root < scene.numberOfManipulators(); ++root)
+   {
+      if (attachments.baseManipulatorIndex(root) != root)
+         continue;
+      attachments.calculateBaseLocations(root, scene.system().manipulators(),
+                                         active.manipulatorActiveStateVector(), indices, frames);
+      for (std::size_t i = 0; i < indices.size(); ++i)
+         scene.setIndividualCoordinateSystemTransformation(indices[i], frames[i]);
+   }
+}
+
+Json linkFrame(const ZqManipulatorLink& link, ZqManipulatorActivePositionState& activeState)
+{
+   Json result{{"link", link.linkLabel()}};
+   result.update(toJson(link.primaryFrameInSystem(activeState)));
+   return result;
+}
+
+Json computeFrames(const ZqStatedSystem& scene)
+{
+   ZqSystemActiveState active;
+   active.setNonredundantState(scene.state());
+   Json manipulators = Json::array();
+   for (ZqU32 i = 0; i < scene.numberOfManipulators(); ++i)
+   {
+      const ZqIndividualManipulator& manipulator = scene.system().manipulators()[i];
+      auto& activeState = active.manipulatorActiveStateVector()[i].activePositionState();
+      Json frames = Json::array({linkFrame(manipulator.concreteReference(), activeState)});
+      for (const ZqManipulatorLink* link : manipulator.linkPointerVector())
+         frames.push_back(linkFrame(*link, activeState));
+      manipulators.push_back({{"label", manipulator.manipulatorLabel()}, {"frames", frames}});
+   }
+   return manipulators;
+}
+
+std::string describe(const Json& data)
+{
+   constexpr std::array<Column, 8> columns{{{"link", "/link"},
+                                            {"x", "/position/0"},
+                                            {"y", "/position/1"},
+                                            {"z", "/position/2"},
+                                            {"qw", "/orientation/0"},
+                                            {"qx", "/orientation/1"},
+                                            {"qy", "/orientation/2"},
+                                            {"qz", "/orientation/3"}}};
+   std::string result;
+   for (const Json& manipulator : data.at("manipulators"))
+      result += text(manipulator.at("label")) + '\n' + table(manipulator.at("frames"), columns);
+   return result;
+}
+
+/// Whether all numbers within a value are finite.
+bool isFinite(const Json& value)
+{
+   if (value.is_structured())
+      return std::all_of(value.begin(), value.end(), isFinite);
+   return !value.is_number_float() || std::isfinite(value.get<ZqReal>());
+}
+
+void requireFinite(const Json& data)
+{
+   for (const Json& manipulator : data.at("manipulators"))
+      for (const Json& frame : manipulator.at("frames"))
+         if (!isFinite(frame))
+            throw Failure(NumericalFailure, "the frame of link " + text(frame.at("link")) +
+                                               " of manipulator " + text(manipulator.at("label")) +
+                                               " is not finite");
+}
+} // namespace
+
+zqsim::Run zqsim::frames(CLI::App& arguments)
+{
+   struct Options : ModelArguments
+   {
+      std::optional<std::string> joints;
+   };
+   const auto options = std::make_shared<Options>();
+   options->declare(arguments);
+   arguments.add_option(
+      "--joints", options->joints,
+      "Positions (rad, m) of all joints of all manipulators in order, in place of "
+      "those of the model's state, as one argument: \"0.1 0.2\"");
+   arguments.footer(
+      "Frames are the primary frames of the links in the system: the position in m and "
+      "the orientation as a unit quaternion.");
+   return [options]
+   {
+      ZqStatedSystem scene;
+      readModelWithWarnings(options->model, scene);
+      if (options->joints)
+         setJoints(scene, parseNumbers(*options->joints));
+      const Json data{{"model", options->model},
+                      {"time", scene.state().time()},
+                      {"manipulators", computeFrames(scene)}};
+      if (options->json)
+         print(data);
+      else
+         print(describe(data));
+      requireFinite(data);
+      return Done;
+   };
+}

@@ -1,0 +1,132 @@
+#include "apps/zqsim/model.h"
+
+#include "apps/zqsim/commands.h"
+#include "apps/zqsim/output.h"
+#include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/foundation/xml/ZqXmlDocument.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <charconv>
+#include <set>
+#include <string_view>
+#include <utility>
+
+namespace
+{
+using zqsim::Message;
+
+/// Cuts the first of a word and a value out of a text, from the word on.
+void erase(std::string& text, std::string_view word, std::string_view value)
+{
+   const auto place = text.find(std::string(word).append(value));
+   if (place != std::string::npos)
+      text.erase(place, word.size() + value.size());
+}
+
+/// Takes the place in the document out of the text: the library has two ways to tell it.
+Message parse(std::string text, const std::string& fileName)
+{
+   Message message;
+   message.isError = text.find("Error") != std::string::npos;
+   for (const std::string_view speaker : {"ZqXmlReader Error: ", "ZqXmlReader: "})
+      if (text.starts_with(speaker))
+         text.erase(0, speaker.size());
+   erase(text, "File: ", fileName);
+   erase(text, "Filename: ", fileName + ",");
+   for (const std::string_view word : {"Line: ", "Line count: "})
+   {
+      const auto place = text.find(word);
+      if (place == std::string::npos)
+         continue;
+      const char* digits = text.data() + place + word.size();
+      const auto end = std::from_chars(digits, text.data() + text.size(), message.line);
+      text.erase(place, static_cast<std::size_t>(end.ptr - text.data()) - place);
+      break;
+   }
+   message.text = zqsim::oneLine(text);
+   return message;
+}
+
+/// A message with its place, as compilers tell it.
+std::string placed(const Message& message, const std::string& fileName)
+{
+   std::string result = fileName;
+   if (message.line != 0)
+      result += ':' + std::to_string(message.line);
+   return result + ": " + message.text;
+}
+
+/// The sink of the library's log for as long as this lives.
+class ScopedSink
+{
+public:
+   explicit ScopedSink(Zq::Print::Sink sink)
+      : m_before(Zq::Print::instance().setSink(std::move(sink)))
+   {
+   }
+   ScopedSink(const ScopedSink&) = delete;
+   ScopedSink& operator=(const ScopedSink&) = delete;
+   ~ScopedSink() { Zq::Print::instance().setSink(std::move(m_before)); }
+
+private:
+   Zq::Print::Sink m_before;
+};
+} // namespace
+
+void zqsim::ModelArguments::declare(CLI::App& arguments)
+{
+   arguments.add_option("MODEL", model, "The model to read")->required();
+   arguments.add_flag("--json", json, "Write JSON");
+}
+
+void zqsim::warnOfMessages()
+{
+   Zq::Print::instance().setSink(
+      [seen = std::set<std::string, std::less<>>()](unsigned, std::string_view text) mutable
+      {
+         const std::string line = oneLine(text);
+         if (seen.insert(line).second)
+            complain("warning: " + line);
+      });
+}
+
+std::vector<Message> zqsim::messagesOf(const std::string& fileName,
+                                       const std::function<void()>& action)
+{
+   std::vector<Message> messages;
+   std::set<std::string, std::less<>> seen;
+   const ScopedSink sink(
+      [&](unsigned, std::string_view text)
+      {
+         if (seen.emplace(text).second)
+            messages.push_back(parse(std::string(text), fileName));
+      });
+   action();
+   return messages;
+}
+
+std::string zqsim::reason(const std::string& fileName, const std::vector<Message>& messages)
+{
+   if (messages.empty())
+      return fileName + ": unknown reason";
+   const auto error = std::find_if(messages.begin(), messages.end(),
+                                   [](const Message& message) { return message.isError; });
+   return placed(error != messages.end() ? *error : messages.front(), fileName);
+}
+
+std::vector<Message> zqsim::readModel(const std::string& fileName, ZqStatedSystem& scene)
+{
+   bool isRead = false;
+   auto messages = messagesOf(fileName, [&] { isRead = Zq::load(scene, fileName); });
+   if (!isRead)
+      throw Failure(InvalidInput, reason(fileName, messages));
+   return messages;
+}
+
+void zqsim::readModelWithWarnings(const std::string& fileName, ZqStatedSystem& scene)
+{
+   for (const Message& message : readModel(fileName, scene))
+      complain("warning: " + placed(message, fileName));
+}

@@ -1,0 +1,466 @@
+// Writes the example models into a directory: each is a whole scene, of a model and a state.
+
+#include "zqManipulator/zqManipulator.h"
+
+#include <array>
+#include <iostream>
+#include <numbers>
+#include <string>
+#include <vector>
+
+namespace
+{
+constexpr ZqReal degree = std::numbers::pi / 180.0;
+
+// Rotations that only rename the axes; in each, z becomes the axis of the name.
+const ZqOrientation alongX(0.5, 0.5, 0.5, 0.5);
+const ZqOrientation alongY(0.5, -0.5, -0.5, -0.5);
+const ZqOrientation alongZ;
+
+// Bodies, from the mass (kg) and the moments of inertia (kg m^2) about the center of mass c (m)
+
+ZqRigidBodyMassProperties body(ZqReal mass, const ZqVector& c, const ZqVector& inertia)
+{
+   ZqRigidBodyMassProperties result(
+      mass, ZqVector(), ZqSecondMoment(inertia.x(), inertia.y(), inertia.z(), 0.0, 0.0, 0.0));
+   return result.transformBy(c);
+}
+
+ZqRigidBodyMassProperties box(ZqReal mass, const ZqVector& c, const ZqVector& size)
+{
+   const ZqVector square(size.x() * size.x(), size.y() * size.y(), size.z() * size.z());
+   const ZqVector sums(square.y() + square.z(), square.z() + square.x(), square.x() + square.y());
+   return body(mass, c, sums * (mass / 12.0));
+}
+
+/// A uniform slender rod along x.
+ZqRigidBodyMassProperties rod(ZqReal mass, const ZqVector& c, ZqReal length)
+{
+   const ZqReal inertia = mass * length * length / 12.0;
+   return body(mass, c, ZqVector(0.0, inertia, inertia));
+}
+
+// Joints and links
+
+ZqJointActuator drive(ZqReal lowerLimit, ZqReal upperLimit)
+{
+   ZqMechanicalActuatorComponent part;
+   part.setLowerLimit(lowerLimit);
+   part.setUpperLimit(upperLimit);
+   ZqJointActuator actuator;
+   actuator.setMechanicalComponent(part);
+   return actuator;
+}
+
+ZqManipulatorLink link(const ZqString& label, const ZqLinkKinematics& joint,
+                       const ZqRigidBodyMassProperties& mass,
+                       const ZqJointActuator& actuator = drive(-170.0 * degree, 170.0 * degree))
+{
+   ZqManipulatorLink result;
+   result.setLinkLabel(label);
+   result.setLinkKinematics(joint);
+   result.setMassProperties(mass);
+   result.setJointActuator(actuator);
+   return result;
+}
+
+/// A rotational joint in Paul's convention.
+ZqDenavitHartenberg paul(ZqReal a, ZqReal d, ZqReal alpha)
+{
+   ZqDenavitHartenberg joint;
+   joint.setDhA(a);
+   joint.setDhD(d);
+   joint.setDhAlpha(alpha);
+   return joint;
+}
+
+/// A joint about or along an axis through a point of its parent. The primary frames of all such links
+/// are parallel when the joints are at zero, so that points and masses need not follow the joint axes.
+ZqDenavitHartenberg joint(ZqU32 type, const ZqOrientation& axis, const ZqVector& point,
+                          const ZqOrientation& axisOfParent)
+{
+   ZqDenavitHartenberg result;
+   result.setJointType(type);
+   result.setDhType(ZqDenavitHartenberg::General);
+   const ZqCoordinateSystemTransformation X_DP(axisOfParent.inverse());
+   result.setPrecursor(X_DP * ZqCoordinateSystemTransformation(point, axis));
+   result.setPrimaryFrame(axis.inverse());
+   return result;
+}
+
+ZqDenavitHartenberg turning(const ZqOrientation& axis, const ZqVector& point,
+                            const ZqOrientation& axisOfParent = {})
+{
+   return joint(ZqDenavitHartenberg::Rotational, axis, point, axisOfParent);
+}
+
+/// Links one behind the other, as a tree below the first.
+ZqManipulatorLink chain(std::vector<ZqManipulatorLink> links)
+{
+   for (std::size_t i = links.size() - 1; i > 0; --i)
+      links[i - 1].addChild(links[i]);
+   return links.front();
+}
+
+ZqIndividualManipulator manipulator(const ZqString& label,
+                                    const ZqRigidBodyMassProperties& baseMass,
+                                    const std::vector<ZqManipulatorLink>& children)
+{
+   ZqManipulatorLink base;
+   base.setLinkLabel("base");
+   base.setMassProperties(baseMass);
+   for (const ZqManipulatorLink& child : children)
+      base.addChild(child);
+   ZqIndividualManipulator result;
+   result.setFromLink(base);
+   result.setManipulatorLabel(label);
+   return result;
+}
+
+ZqIndividualManipulator onFixedBase(const ZqString& label, const ZqManipulatorLink& firstLink)
+{
+   return manipulator(label, ZqRigidBodyMassProperties::nullObject(), {firstLink});
+}
+
+// States and scenes
+
+ZqPositionState position(const std::vector<ZqReal>& q,
+                         const ZqCoordinateSystemTransformation& X = {})
+{
+   ZqPositionState state;
+   state.jointPositions().values() = q;
+   state.setCoordSysXForm(X);
+   return state;
+}
+
+ZqVelocityState velocity(const std::vector<ZqReal>& rates, const ZqGeneralMotion& V = {})
+{
+   ZqVelocityState state;
+   state.jointVelocities().values() = rates;
+   state.setGeneralVelocity(V);
+   return state;
+}
+
+ZqVelocityState rest(std::size_t jointCount)
+{
+   return velocity(std::vector<ZqReal>(jointCount));
+}
+
+ZqStatedSystem emptyScene()
+{
+   ZqSystemEnvironment environment;
+   environment.setUpGravityVector(ZqVector(0.0, 0.0, 9.80665));
+   ZqStatedSystem scene;
+   scene.setEnvironment(environment);
+   return scene;
+}
+
+/// Moves the bases of all manipulators that hang on others to where they hang.
+void placeAttached(ZqStatedSystem& scene)
+{
+   const ZqManipulatorAttachmentMap& map = scene.configuration().attachmentMap();
+   ZqSystemActiveState active;
+   active.setNonredundantState(scene.state());
+   std::vector<ZqU32> indices;
+   std::vector<ZqCoordinateSystemTransformation> frames;
+   for (const ZqManipulatorAttachmentNode& root : map.baseNodes())
+   {
+      map.calculateBaseLocations(root.manipulatorIndex(), scene.system().manipulators(),
+                                 active.manipulatorActiveStateVector(), indices, frames);
+      for (std::size_t i = 0; i < indices.size(); ++i)
+         scene.setIndividualCoordinateSystemTransformation(indices[i], frames[i]);
+   }
+}
+
+// The models
+
+/// 1 kg at 1 m, hanging down at zero and swinging in the plane of x and z.
+ZqStatedSystem pendulum()
+{
+   // x points down and z, the axis, along -y.
+   ZqDenavitHartenberg pivot;
+   pivot.setDhType(ZqDenavitHartenberg::General);
+   pivot.setPrecursor(ZqOrientation(0.5, 0.5, 0.5, -0.5));
+   ZqRigidBodyMassProperties bob = ZqRigidBodyMassProperties::pointMass(1.0);
+   bob.transformBy(ZqVector(1.0, 0.0, 0.0));
+
+   ZqStatedSystem scene = emptyScene();
+   scene.addManipulator(onFixedBase("pendulum", link("bob", pivot, bob, ZqJointActuator())),
+                        position({0.5}), rest(1));
+   return scene;
+}
+
+/// The two-link arm of the textbooks, in the plane of x and z, with angles from the horizontal.
+ZqStatedSystem planarTwoLink()
+{
+   constexpr ZqReal upperLength = 1.0;
+   constexpr ZqReal foreLength = 0.8;
+   ZqDenavitHartenberg shoulder = paul(upperLength, 0.0, 0.0);
+   shoulder.setDhType(ZqDenavitHartenberg::GeneralPaul);
+   shoulder.setPrecursor(ZqOrientation::xRotation(90.0 * degree));
+   // Paul's frame is at the far end of the link.
+   const ZqVector upperCenter(-0.5 * upperLength, 0.0, 0.0);
+   const ZqVector foreCenter(-0.5 * foreLength, 0.0, 0.0);
+
+   ZqStatedSystem scene = emptyScene();
+   scene.addManipulator(
+      onFixedBase("arm", chain({link("upperArm", shoulder, rod(2.0, upperCenter, upperLength)),
+                                link("forearm", paul(foreLength, 0.0, 0.0),
+                                     rod(1.5, foreCenter, foreLength))})),
+      position({0.4, -0.7}), velocity({0.5, -0.3}));
+   return scene;
+}
+
+/// The PUMA 560 without load.
+///
+/// The values are those of P. I. Corke and B. Armstrong-Helouvry, "A search for consensus among model
+/// parameters reported for the PUMA 560 robot", Proc. IEEE ICRA 1994, in the form of the tables that
+/// P. Corke published with his robotics software; they were taken from that form and not compared
+/// with the paper. Gear ratios are magnitudes, and Coulomb friction is left out.
+///
+/// Of link 1, which only turns about a vertical axis, nothing is published but the moment about that
+/// axis, Iyy; on a fixed base no motion depends on the rest. It gets the smallest mass that a body may
+/// have here, and the same moment about all axes. The published moments of link 3 are such that no
+/// body can have them (Ixx + Izz < Iyy): the nearest possible ones, (.06975, .086, .01625), take their
+/// place when the body is made.
+ZqStatedSystem puma560()
+{
+   struct Row
+   {
+      const char* label;
+      ZqReal a, d, alpha; // m, m, degrees
+      ZqReal mass;
+      ZqVector center, inertia; // in the D-H frame; about the center of mass
+      ZqReal motorInertia, gearRatio, motorFriction;
+      ZqReal lowerLimit, upperLimit; // degrees
+   };
+   constexpr ZqReal noMass = ZqRigidBodyMassProperties::smallestMass;
+   const std::array<Row, 6> rows{{{"shoulder",
+                                   0.0,
+                                   0.0,
+                                   90.0,
+                                   noMass,
+                                   {},
+                                   {.35, .35, .35},
+                                   200e-6,
+                                   62.6111,
+                                   1.48e-3,
+                                   -160.0,
+                                   160.0},
+                                  {"upperArm",
+                                   .4318,
+                                   0.0,
+                                   0.0,
+                                   17.4,
+                                   {-.3638, .006, .2275},
+                                   {.13, .524, .539},
+                                   200e-6,
+                                   107.815,
+                                   .817e-3,
+                                   -45.0,
+                                   225.0},
+                                  {"forearm",
+                                   .0203,
+                                   .15005,
+                                   -90.0,
+                                   4.8,
+                                   {-.0203, -.0141, .070},
+                                   {.066, .086, .0125},
+                                   200e-6,
+                                   53.7063,
+                                   1.38e-3,
+                                   -225.0,
+                                   45.0},
+                                  {"wristRoll",
+                                   0.0,
+                                   .4318,
+                                   90.0,
+                                   .82,
+                                   {0.0, .019, 0.0},
+                                   {1.8e-3, 1.3e-3, 1.8e-3},
+                                   33e-6,
+                                   76.0364,
+                                   71.2e-6,
+                                   -110.0,
+                                   170.0},
+                                  {"wristPitch",
+                                   0.0,
+                                   0.0,
+                                   -90.0,
+                                   .34,
+                                   {},
+                                   {.3e-3, .4e-3, .3e-3},
+                                   33e-6,
+                                   71.923,
+                                   82.6e-6,
+                                   -100.0,
+                                   100.0},
+                                  {"flange",
+                                   0.0,
+                                   0.0,
+                                   0.0,
+                                   .09,
+                                   {0.0, 0.0, .032},
+                                   {.15e-3, .15e-3, .04e-3},
+                                   33e-6,
+                                   76.686,
+                                   36.7e-6,
+                                   -266.0,
+                                   266.0}}};
+
+   std::vector<ZqManipulatorLink> links;
+   for (const Row& row : rows)
+   {
+      ZqJointActuator actuator = drive(row.lowerLimit * degree, row.upperLimit * degree);
+      actuator.setInertia(row.motorInertia);
+      actuator.setGearRatio(row.gearRatio);
+      actuator.setFrictionCoefficient(row.motorFriction);
+      links.push_back(link(row.label, paul(row.a, row.d, row.alpha * degree),
+                           body(row.mass, row.center, row.inertia), actuator));
+   }
+   ZqStatedSystem scene = emptyScene();
+   // Ready: the arm straight up.
+   scene.addManipulator(onFixedBase("puma560", chain(links)),
+                        position({0.0, 90.0 * degree, -90.0 * degree, 0.0, 0.0, 0.0}), rest(6));
+   return scene;
+}
+
+/// Five links on a base that floats and tumbles.
+ZqStatedSystem freeChain()
+{
+   constexpr ZqReal length = 0.3;
+   std::vector<ZqManipulatorLink> links;
+   for (int i = 1; i <= 5; ++i)
+   {
+      // Every second axis is across the one before.
+      const ZqReal alpha = (i % 2 == 0 ? -90.0 : 90.0) * degree;
+      links.push_back(link("link" + std::to_string(i), paul(length, 0.0, alpha),
+                           rod(1.0 / i, ZqVector(-0.5 * length, 0.0, 0.0), length)));
+   }
+   ZqIndividualManipulator swimmer =
+      manipulator("chain", box(10.0, ZqVector(), ZqVector(0.5, 0.4, 0.3)), {chain(links)});
+   swimmer.setIsFixedBase(false);
+
+   ZqStatedSystem scene = emptyScene();
+   scene.addManipulator(swimmer,
+                        position({0.3, -0.5, 0.8, 0.2, -0.9},
+                                 {ZqVector(0.1, -0.2, 2.0), ZqOrientation(0.8, 0.6, 0, 0)}),
+                        velocity({0.4, -0.6, 0.3, 0.7, -0.2},
+                                 {ZqVector(0.1, -0.2, 0.05), ZqVector(0.3, 0.1, -0.25)}));
+   return scene;
+}
+
+/// Four legs of three joints on a free base, x ahead and y to the left.
+ZqStatedSystem quadruped()
+{
+   struct Leg
+   {
+      const char* name;
+      ZqReal ahead, left; // of the base's middle or, negative, behind and right of it
+   };
+   constexpr std::array<Leg, 4> legs{
+      {{"frontLeft", 1, 1}, {"frontRight", 1, -1}, {"rearLeft", -1, 1}, {"rearRight", -1, -1}}};
+   constexpr ZqReal boneLength = 0.2;
+   const ZqVector knee(0.0, 0.0, -boneLength);
+
+   std::vector<ZqManipulatorLink> children;
+   for (const Leg& leg : legs)
+   {
+      const ZqString name = leg.name;
+      const ZqVector hip(0.18 * leg.ahead, 0.05 * leg.left, 0.0);
+      const ZqVector side(0.0, 0.08 * leg.left, 0.0);
+      ZqManipulatorLink shank = link(
+         name + "Shank", turning(alongY, knee, alongY),
+         box(0.15, ZqVector(0.0, 0.0, -0.09), ZqVector(0.02, 0.02, boneLength)), drive(-2.7, -0.5));
+      shank.addNamedPoint("foot", ZqVector(0.0, 0.0, -boneLength));
+      children.push_back(
+         chain({link(name + "Hip", turning(alongX, hip),
+                     box(0.6, side * 0.5, ZqVector(0.09, 0.08, 0.09)), drive(-0.8, 0.8)),
+                link(name + "Thigh", turning(alongY, side, alongX),
+                     box(0.9, ZqVector(0.0, 0.0, -0.05), ZqVector(0.04, 0.05, boneLength)),
+                     drive(-1.0, 3.5)),
+                shank}));
+   }
+   ZqIndividualManipulator walker =
+      manipulator("quadruped", box(5.0, ZqVector(), ZqVector(0.4, 0.2, 0.12)), children);
+   walker.setIsFixedBase(false);
+
+   std::vector<ZqReal> crouch;
+   for (const Leg& leg : legs)
+      crouch.insert(crouch.end(), {0.05 * leg.left, 0.7, -1.4});
+   ZqStatedSystem scene = emptyScene();
+   scene.addManipulator(walker, position(crouch, ZqVector(0.0, 0.0, 0.32)), rest(crouch.size()));
+   return scene;
+}
+
+/// A carriage on a rail with two arms of one model, of which the left one holds a tool.
+ZqStatedSystem twoArms()
+{
+   const ZqString carriageLabel = "carriage";
+   const ZqString handLabel = "hand";
+   const ZqIndividualManipulator rail = onFixedBase(
+      "carrier", link(carriageLabel, joint(ZqDenavitHartenberg::Prismatic, alongX, {}, alongZ),
+                      box(40.0, ZqVector(), ZqVector(0.6, 1.0, 0.2)), drive(-2.0, 2.0)));
+
+   const ZqVector elbow(0.0, 0.0, 0.4);
+   const ZqVector wrist(0.0, 0.0, 0.35);
+   const ZqIndividualManipulator leftArm =
+      manipulator("leftArm", box(3.0, ZqVector(), ZqVector(0.2, 0.2, 0.1)),
+                  {chain({link("shoulder", turning(alongZ, ZqVector(0.0, 0.0, 0.1)),
+                               box(4.0, ZqVector(), ZqVector(0.15, 0.15, 0.2))),
+                          link("upperArm", turning(alongY, ZqVector(0.0, 0.0, 0.1)),
+                               box(5.0, elbow * 0.5, ZqVector(0.1, 0.1, 0.4))),
+                          link("forearm", turning(alongY, elbow, alongY),
+                               box(3.0, wrist * 0.5, ZqVector(0.08, 0.08, 0.35))),
+                          link(handLabel, turning(alongZ, wrist, alongY),
+                               box(0.5, ZqVector(0.0, 0.0, 0.03), ZqVector(0.1, 0.06, 0.06)))})});
+   ZqIndividualManipulator rightArm = leftArm;
+   rightArm.setManipulatorLabel("rightArm");
+   const ZqIndividualManipulator tool =
+      manipulator("tool", box(0.8, ZqVector(0.0, 0.0, 0.05), ZqVector(0.04, 0.04, 0.1)), {});
+
+   ZqStatedSystem scene = emptyScene();
+   scene.addManipulator(rail, position({0.25}), rest(1));
+   scene.addManipulator(leftArm, position({0.3, 0.6, 0.9, -0.4}), rest(4));
+   scene.addManipulator(rightArm, position({-0.3, -0.5, -1.1, 0.2}), rest(4));
+   scene.addManipulator(tool, position({}), rest(0));
+   // Of the two arms the second is stored as a reference to the first.
+   scene.findAndConvertToReferences();
+
+   ZqManipulatorAttachmentMap attachments;
+   attachments.attachManipulator(1, 0, carriageLabel, ZqVector(0.0, 0.4, 0.1), "left mount");
+   attachments.attachManipulator(2, 0, carriageLabel,
+                                 {ZqVector(0.0, -0.4, 0.1), ZqOrientation(0.0, 0.0, 0.0, 1.0)},
+                                 "right mount");
+   attachments.attachManipulator(3, 1, handLabel, ZqVector(0.0, 0.0, 0.06), "grip");
+   scene.setManipulatorAttachmentMap(attachments);
+   placeAttached(scene);
+   return scene;
+}
+
+struct Model
+{
+   const char* name;
+   ZqStatedSystem (*make)();
+};
+constexpr std::array<Model, 6> models{{{"pendulum", pendulum},
+                                       {"planarTwoLink", planarTwoLink},
+                                       {"puma560", puma560},
+                                       {"freeChain", freeChain},
+                                       {"quadruped", quadruped},
+                                       {"twoArms", twoArms}}};
+} // namespace
+
+int main(int argumentCount, char** arguments)
+{
+   if (argumentCount != 2)
+   {
+      std::cerr << "usage: makeModels DIRECTORY\n";
+      return 2;
+   }
+   const ZqString directory = arguments[1];
+   for (const Model& model : models)
+      if (!Zq::save(model.make(), directory + "/" + model.name + ".xml"))
+         return 1;
+   return 0;
+}

@@ -1,0 +1,112 @@
+#include "support/xmlSamples.h"
+#include "zqManipulator/actuation/ZqJointActuator.h"
+#include "zqManipulator/kinematics/ZqManipulatorLink.h"
+
+namespace
+{
+using Actuator = ZqJointActuator;
+using Component = ZqMechanicalActuatorComponent;
+
+TEST(JointActuator, PassesParametersToItsDriveTrainOrIsNeutral)
+{
+   struct
+   {
+      void (Actuator::*set)(ZqReal);
+      ZqReal (Actuator::*get)() const;
+      ZqReal (Component::*getFromPart)() const;
+      ZqReal neutral;
+   } const cases[] = {
+      {&Actuator::setLowerLimit, &Actuator::lowerLimit, &Component::lowerLimit, -1e300},
+      {&Actuator::setUpperLimit, &Actuator::upperLimit, &Component::upperLimit, 1e300},
+      {&Actuator::setMaxOutputRate, &Actuator::maxOutputRate, &Component::maxOutputRate, 1e300},
+      {&Actuator::setInertia, &Actuator::inertia, &Component::inertia, 0.0},
+      {&Actuator::setFrictionCoefficient, &Actuator::frictionCoefficient,
+       &Component::frictionCoefficient, 0.0},
+      {&Actuator::setGearRatio, &Actuator::gearRatio, &Component::gearRatio, 1.0}};
+   Actuator empty;
+   Actuator full = Actuator::defaultObject();
+   ZqReal value = 2.5;
+   for (const auto& [set, get, getFromPart, neutral] : cases)
+   {
+      (empty.*set)(value);
+      EXPECT_EQ((empty.*get)(), neutral);
+      (full.*set)(value);
+      EXPECT_EQ((full.*get)(), value);
+      EXPECT_EQ((full.mechanicalComponentContainer().topElement()->*getFromPart)(), value++);
+   }
+   empty.setIsRigid(false);
+   empty.scaleBy(2.0, 3.0);
+   EXPECT_TRUE(empty.isRigid());
+   EXPECT_EQ(empty.effectiveInertia(3.0), 0.0);
+   EXPECT_EQ(empty, Actuator());
+}
+
+TEST(JointActuator, ScalingKeepsTheMotionAtStoppersAndInStiction)
+{
+   Component component = Component::defaultObject();
+   component.setStopperDampingCoefficient(3.0);
+   component.setStaticCoulombFriction(5.0);
+   component.setStaticCoulombSpringCoefficient(7.0);
+   component.setStaticCoulombDamperCoefficient(11.0);
+   Actuator actuator;
+   actuator.setMechanicalComponent(component);
+   actuator.scaleBy(2.0, 3.0);
+   const Component& scaled = *actuator.mechanicalComponentContainer().topElement();
+   EXPECT_EQ(scaled.inertia(), 32.0 * component.inertia());
+   EXPECT_EQ(scaled.frictionCoefficient(), 4.0 * component.frictionCoefficient());
+   EXPECT_EQ(scaled.lowerLimit(), -450.0);
+   EXPECT_EQ(scaled.upperLimit(), 450.0);
+   EXPECT_EQ(scaled.stopperZone(), 3.0 * component.stopperZone());
+   // Squared frequencies, decay rates and accelerations.
+   for (const auto get :
+        {&Component::stopperSpringCoefficient, &Component::stopperDampingCoefficient,
+         &Component::staticCoulombFriction, &Component::staticCoulombSpringCoefficient,
+         &Component::staticCoulombDamperCoefficient})
+      EXPECT_EQ((scaled.*get)() / scaled.inertia(), (component.*get)() / component.inertia());
+
+   // Only a rigid motor adds to the joint's inertia.
+   EXPECT_EQ(actuator.effectiveInertia(3.0), 1600.0 * scaled.inertia());
+   actuator.setIsRigid(false);
+   EXPECT_FALSE(scaled.isRigid());
+   EXPECT_EQ(actuator.effectiveInertia(3.0), 0.0);
+}
+
+/// Remembers the link that it was given.
+class Listener : public Component
+{
+public:
+   const ZqManipulatorLink* link = nullptr;
+
+   static ZqXmlObject* creator() { return new Listener(); }
+   ZqXmlObject* clone() const override { return new Listener(*this); }
+   void setManipulatorLink(const ZqManipulatorLink* given) override { link = given; }
+};
+
+TEST(JointActuator, WhateverDriveTrainComesGetsTheLink)
+{
+   const ZqManipulatorLink link;
+   const auto linkOf = [](const Actuator& actuator)
+   {
+      const auto* part = actuator.mechanicalComponentContainer().topElement();
+      return dynamic_cast<const Listener&>(*part).link;
+   };
+   Actuator actuator;
+   actuator.setManipulatorLink(&link);
+   actuator.setMechanicalComponent(Listener());
+   EXPECT_EQ(linkOf(actuator), &link);
+   ZqMechanicalActuatorComponentContainer container;
+   container.registerComponentCreator(Component::classToken(), Listener::creator);
+   container.setTopElement(Listener());
+   actuator.setMechanicalPartContainer(container);
+   EXPECT_EQ(linkOf(actuator), &link);
+   ASSERT_TRUE(Zq::fromXml(actuator, zqTest::written(Actuator::defaultObject())));
+   EXPECT_EQ(linkOf(actuator), &link);
+
+   // The link is no part of the value.
+   Actuator copy = actuator;
+   copy.setManipulatorLink(nullptr);
+   EXPECT_EQ(linkOf(copy), nullptr);
+   EXPECT_EQ(linkOf(actuator), &link);
+   EXPECT_EQ(copy, actuator);
+}
+} // namespace
