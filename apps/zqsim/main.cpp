@@ -38,7 +38,7 @@ ExitCode run(int argumentCount, char** arguments)
 {
    CLI::App app("Looks into models of manipulators, checks and converts them.", "zqsim");
    app.set_version_flag("--version", "zqsim " ZQSIM_VERSION);
-   app.require_subcommand(1);
+   app.require_subcommand(0, 1);
    app.footer(exitCodes);
    std::vector<std::pair<CLI::App*, Run>> runs;
    for (const Command& command : commands)
@@ -67,7 +67,7 @@ ExitCode run(int argumentCount, char** arguments)
    for (const auto& [subcommand, runSubcommand] : runs)
       if (subcommand->parsed())
          return runSubcommand();
-   return Usage;
+   throw Failure(Usage, "a sub-command is required (see zqsim --help)");
 }
 
 ExitCode runAndReport(int argumentCount, char** arguments)

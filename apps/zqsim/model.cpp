@@ -29,10 +29,17 @@ void erase(std::string& text, std::string_view word, std::string_view value)
 Message parse(std::string text, const std::string& fileName)
 {
    Message message;
-   message.isError = text.find("Error") != std::string::npos;
-   for (const std::string_view speaker : {"ZqXmlReader Error: ", "ZqXmlReader: "})
-      if (text.starts_with(speaker))
-         text.erase(0, speaker.size());
+   // Who speaks is of no interest, but containers also call an error what they go past.
+   constexpr std::string_view error = " Error: ";
+   constexpr std::string_view remark = "ZqXmlReader: ";
+   const auto space = text.find(' ');
+   if (space != std::string::npos && text.compare(space, error.size(), error) == 0)
+   {
+      message.weight = text.substr(0, space).ends_with("Type") ? 1 : 2;
+      text.erase(0, space + error.size());
+   }
+   else if (text.starts_with(remark))
+      text.erase(0, remark.size());
    erase(text, "File: ", fileName);
    erase(text, "Filename: ", fileName + ",");
    for (const std::string_view word : {"Line: ", "Line count: "})
@@ -111,9 +118,10 @@ std::string zqsim::reason(const std::string& fileName, const std::vector<Message
 {
    if (messages.empty())
       return fileName + ": unknown reason";
-   const auto error = std::find_if(messages.begin(), messages.end(),
-                                   [](const Message& message) { return message.isError; });
-   return placed(error != messages.end() ? *error : messages.front(), fileName);
+   const auto heaviest =
+      std::max_element(messages.begin(), messages.end(),
+                       [](const Message& a, const Message& b) { return a.weight < b.weight; });
+   return placed(*heaviest, fileName);
 }
 
 std::vector<Message> zqsim::readModel(const std::string& fileName, ZqStatedSystem& scene)

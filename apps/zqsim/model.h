@@ -27,7 +27,7 @@ struct Message
 {
    std::string text;
    unsigned long line = 0; ///< of the document, or 0
-   bool isError = false;   ///< speaks of an error, and not of a repair
+   unsigned weight = 0;    ///< the greater, the more likely it tells why something failed
 };
 
 /// Prints what the library logs from now on as warnings, each once.

@@ -1,0 +1,293 @@
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+namespace
+{
+using Json = nlohmann::json;
+
+struct Result
+{
+   int code;
+   std::string out;
+   std::string err;
+};
+
+std::string contentOf(const std::string& fileName)
+{
+   std::ifstream file(fileName, std::ios::binary);
+   return std::move(std::ostringstream() << file.rdbuf()).str();
+}
+
+std::string model(const std::string& name)
+{
+   return EXAMPLE_MODELS + name + ".xml";
+}
+
+struct Change
+{
+   std::string from, to;
+};
+
+/// Runs zqsim, with a directory for what it reads and writes.
+class Zqsim : public ::testing::Test
+{
+protected:
+   Zqsim() : m_directory(std::filesystem::temp_directory_path() / "zqsimTestXXXXXX")
+   {
+      if (mkdtemp(m_directory.data()) == nullptr)
+         ADD_FAILURE() << "no directory " << m_directory;
+   }
+   ~Zqsim() override { std::filesystem::remove_all(m_directory); }
+
+   std::string scratch(const std::string& name) const { return m_directory + "/" + name; }
+
+   Result run(const std::string& arguments) const
+   {
+      const std::string errors = scratch("errors");
+      FILE* pipe = popen((ZQSIM " " + arguments + " 2>" + errors).c_str(), "r");
+      Result result{};
+      std::array<char, 4096> block{};
+      while (const auto count = std::fread(block.data(), 1, block.size(), pipe))
+         result.out.append(block.data(), count);
+      const int status = pclose(pipe);
+      result.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+      result.err = contentOf(errors);
+      return result;
+   }
+   Json runForJson(const std::string& arguments, int code = 0) const
+   {
+      const Result result = run(arguments + " --json");
+      EXPECT_EQ(result.code, code) << arguments << '\n' << result.err;
+      return Json::parse(result.out);
+   }
+
+   /// A model in which the first occurrence of each text is replaced.
+   std::string changed(const std::string& name, const std::vector<Change>& changes) const
+   {
+      std::string document = contentOf(model(name));
+      for (const auto& [from, to] : changes)
+      {
+         const auto place = document.find(from);
+         EXPECT_NE(place, std::string::npos) << from;
+         if (place != std::string::npos)
+            document.replace(place, from.size(), to);
+      }
+      const std::string fileName = scratch("changed.xml");
+      std::ofstream(fileName) << document;
+      return fileName;
+   }
+
+private:
+   std::string m_directory;
+};
+
+/// Two links of the PUMA of which the lengths are finite and the sum is not.
+const std::vector<Change> tooLong{{"<a>0.4318<", "<a>1e308<"}, {"<d>0.4318<", "<d>1.7e308<"}};
+
+TEST_F(Zqsim, ModelsAreReadWithoutAWordAndWrittenAsTheyAre)
+{
+   for (const auto& entry : std::filesystem::directory_iterator(EXAMPLE_MODELS))
+   {
+      const std::string file = entry.path();
+      if (!file.ends_with(".xml"))
+         continue;
+      SCOPED_TRACE(file);
+      for (const std::string command : {"info ", "frames ", "check "})
+      {
+         const Result result = run(command + file);
+         EXPECT_EQ(result.code, 0);
+         EXPECT_NE(result.out, "");
+         EXPECT_EQ(result.err, "");
+      }
+      const Json info = runForJson("info " + file);
+      const Json frames = runForJson("frames " + file).at("manipulators");
+      ASSERT_EQ(info.at("manipulators").size(), frames.size());
+      std::size_t joints = 0;
+      for (std::size_t i = 0; i < frames.size(); ++i)
+      {
+         const std::size_t links = info.at("manipulators")[i].at("links").size();
+         EXPECT_EQ(frames[i].at("frames").size(), links + 1);
+         joints += links;
+      }
+      EXPECT_EQ(info.at("joints"), joints);
+      EXPECT_EQ(runForJson("check " + file).at("findings"), Json::array());
+      EXPECT_EQ(run("convert " + file + " " + scratch("converted.xml")).code, 0);
+      EXPECT_EQ(contentOf(file), contentOf(scratch("converted.xml")));
+   }
+}
+
+TEST_F(Zqsim, FailuresHaveTheirCodeAndOneLine)
+{
+   const std::string puma = model("puma560");
+   std::ofstream(scratch("empty.xml"));
+   std::ofstream(scratch("text.xml")) << "no document";
+   std::ofstream(scratch("root.xml")) << "<scene/>";
+   std::ofstream(scratch("truncated.xml")) << contentOf(puma).substr(0, 5000);
+   struct Case
+   {
+      std::string arguments;
+      int code;
+      std::string message;
+   };
+   for (const auto& [arguments, code, message] : std::initializer_list<Case>{
+           {"", 2, "sub-command"},
+           {"fly " + puma, 2, "fly"},
+           {"info", 2, "MODEL"},
+           {"info --fast " + puma, 2, "--fast"},
+           {"frames " + puma + " --joints", 2, "--joints"},
+           {"frames " + puma + " --joints '0.1 0.2'", 2, "needs 6 numbers, but received 2"},
+           {"frames " + puma + " --joints '1 2 3 4 5 nan'", 2, "\"nan\""},
+           {"frames " + puma + " --joints '1 2 3 4 5 6m'", 2, "\"6m\""},
+           {"info " + scratch("missing.xml"), 3, "missing.xml: the file cannot be opened"},
+           {"info " + scratch(""), 3, "cannot be read"},
+           {"info " + scratch("empty.xml"), 3, "empty"},
+           {"check --json " + scratch("text.xml"), 3, "text.xml:1: not well-formed"},
+           {"frames " + scratch("root.xml"), 3, "expected the root element"},
+           {"check " + scratch("truncated.xml"), 3, "not well-formed"},
+           {"convert " + scratch("truncated.xml") + " " + scratch("new.xml"), 3, "not well-formed"},
+           {"convert " + puma + " " + scratch("none/new.xml"), 1, "No such file or directory"},
+           {"info " + puma + " >/dev/full", 1, "standard output"}})
+   {
+      const Result result = run(arguments);
+      EXPECT_EQ(result.code, code) << arguments;
+      EXPECT_EQ(result.out, "") << arguments;
+      EXPECT_EQ(result.err.find('\n') + 1, result.err.size()) << result.err;
+      EXPECT_EQ(result.err.find("zqsim: "), 0U) << result.err;
+      EXPECT_NE(result.err.find(message), std::string::npos) << arguments << '\n' << result.err;
+   }
+   EXPECT_FALSE(std::filesystem::exists(scratch("new.xml")));
+}
+
+TEST_F(Zqsim, AReaderThatGoesAwayIsNoFailure)
+{
+   FILE* pipe = popen((ZQSIM " info " + model("quadruped")).c_str(), "r");
+   const int status = pclose(pipe);
+   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+}
+
+TEST_F(Zqsim, PumaReachesWhereItsGeometrySays)
+{
+   // The wrist of the arm in the plane of its upper arm and forearm, d3 beside the first axis.
+   constexpr double a2 = 0.4318, a3 = 0.0203, d3 = 0.15005, d4 = 0.4318;
+   for (const std::array<double, 3>& q :
+        {std::array{0.0, M_PI / 2, -M_PI / 2}, {0.3, 0.7, -0.4}, {-2.1, 2.5, 0.6}})
+   {
+      const double s = std::sin(q[1] + q[2]);
+      const double c = std::cos(q[1] + q[2]);
+      const double r = a2 * std::cos(q[1]) + a3 * c - d4 * s;
+      const std::array expected{r * std::cos(q[0]) + d3 * std::sin(q[0]),
+                                r * std::sin(q[0]) - d3 * std::cos(q[0]),
+                                a2 * std::sin(q[1]) + a3 * s + d4 * c};
+      std::ostringstream joints;
+      joints.precision(17);
+      joints << q[0] << ' ' << q[1] << ' ' << q[2] << " 0.5 -0.6 0.7";
+      const Json data =
+         runForJson("frames " + model("puma560") + " --joints '" + joints.str() + "'");
+      const Json& tip = data.at("manipulators")[0].at("frames").back();
+      EXPECT_EQ(tip.at("link"), "flange");
+      for (std::size_t i = 0; i < 3; ++i)
+         EXPECT_NEAR(tip.at("position")[i], expected[i], 1e-14); // a few roundings of a metre
+   }
+}
+
+TEST_F(Zqsim, WhatIsAttachedMovesAlong)
+{
+   const std::string twoArms = "frames " + model("twoArms");
+   const Json saved = runForJson(twoArms).at("manipulators");
+   EXPECT_EQ(
+      runForJson(twoArms + " --joints '.25 .3 .6 .9 -.4 -.3 -.5 -1.1 .2'").at("manipulators"),
+      saved);
+   const Json moved =
+      runForJson(twoArms + " --joints '.75 .3 .6 .9 -.4 -.3 -.5 -1.1 .2'").at("manipulators");
+   Json expected = saved;
+   for (std::size_t i = 0; i < saved.size(); ++i)
+      for (std::size_t j = i == 0 ? 1 : 0; j < saved[i].at("frames").size(); ++j)
+      {
+         Json& x = expected[i].at("frames")[j].at("position")[0];
+         const double after = moved[i].at("frames")[j].at("position")[0];
+         EXPECT_NEAR(after, x.get<double>() + 0.5, 1e-15); // two roundings
+         x = after;
+      }
+   EXPECT_EQ(moved, expected);
+}
+
+TEST_F(Zqsim, CheckFindsWhatIsBroken)
+{
+   const Change isReference{"torReferenced>false", "torReferenced>true"};
+   const std::string label = "<referencedManipulatorLabel>";
+   const Change refersToRight{label, label + "rightArm"};
+   const std::string exclusion = "Map><x:element><x:key>0</x:key><x:value count=\"1\"><x:group>7"
+                                 "</x:group></x:value></x:element></manipulatorExclusionMap>";
+   struct Case
+   {
+      const char* model;
+      const char* finding;
+      std::vector<Change> changes;
+   };
+   for (const auto& [name, finding, changes] : std::initializer_list<Case>{
+           {"twoArms", "\"arm\", which does not exist", {{label + "leftArm", label + "arm"}}},
+           {"twoArms", "rightArm: is a reference to itself", {{label + "left", label + "right"}}},
+           // The first manipulator, the carrier, becomes a reference.
+           {"twoArms", "\"rightArm\", which is a reference itself", {isReference, refersToRight}},
+           {"twoArms",
+            "carrier: is a reference to \"rightArm\", in a cycle",
+            {isReference, refersToRight, {label + "leftArm", label + "carrier"}}},
+           {"twoArms", "link \"hook\" of \"leftArm\"", {{">hand</linkIn", ">hook</linkIn"}}},
+           {"twoArms", "is no manipulator 9", {{"<manipulatorId>3<", "<manipulatorId>9<"}}},
+           {"twoArms", "leftArm: the base is not", {{"0.25 0.4 0.1<", "0.25 0.4 0.100002<"}}},
+           {"twoArms", "system name manipulator 7", {{"ExclusionMap/>", "Exclusion" + exclusion}}},
+           {"puma560", "shoulder: the joint position, 3, is above", {{"ons>0 ", "ons>3 "}}},
+           {"puma560", "repaired: ZqStatedSystem::validate", {{"ons>0 ", "ons>"}}},
+           {"puma560", "limits, 3.792526803190927 and 2.7925", {{"Limit>-2.", "Limit>3."}}},
+           {"puma560", "link base: the label is that of another", {{">flange<", ">base<"}}},
+           {"puma560", "xml:471: repaired: the element", {{"<time>", "<date>0</date><time>"}}},
+           {"puma560", "flange: the frame of the link is not finite", tooLong},
+           {"freeChain", "link base: the base is free and has no", {{"<mass>10<", "<mass>0<"}}},
+           {"pendulum",
+            "link bob: neither",
+            {{"<mass>1<", "<mass>0<"}, {"1\" zz=\"1", "0\" zz=\"0"}}}})
+   {
+      const std::string file = changed(name, changes);
+      const Result result = run("check " + file);
+      EXPECT_EQ(result.code, 5) << finding;
+      EXPECT_EQ(result.err, "") << finding;
+      EXPECT_NE(result.out.find(finding), std::string::npos) << finding << "\nin\n" << result.out;
+      const Json data = runForJson("check " + file, 5);
+      EXPECT_EQ(data.at("findings").size() + data.at("repairs").size(),
+                std::count(result.out.begin(), result.out.end(), '\n'));
+   }
+}
+
+TEST_F(Zqsim, RepairsAreWarningsAndDoNotComeBack)
+{
+   const std::string broken = changed("puma560", {{"<mass>17.4<", "<mass>0<"}});
+   const std::string repaired = scratch("repaired.xml");
+   for (const std::string& arguments : {"info " + broken, "convert " + broken + " " + repaired})
+   {
+      const Result result = run(arguments);
+      EXPECT_EQ(result.code, 0);
+      EXPECT_EQ(result.err.find("zqsim: warning: " + broken + ":"), 0U) << result.err;
+   }
+   EXPECT_EQ(runForJson("check " + repaired).at("repairs"), Json::array());
+}
+
+TEST_F(Zqsim, FramesThatAreNotFiniteAreANumericalFailure)
+{
+   const std::string file = changed("puma560", tooLong);
+   const Json tip = runForJson("frames " + file, 4).at("manipulators")[0].at("frames").back();
+   EXPECT_TRUE(tip.at("position")[2].is_null()) << tip;
+   EXPECT_NE(run("frames " + file).err.find("link wristRoll of manipulator puma560"),
+             std::string::npos);
+}
+} // namespace
