@@ -13,11 +13,12 @@ CXX_FILES = $(shell find $(SOURCE_DIRS) -name '*.h' -o -name '*.cpp')
 help: ## Tell what there is to make
 	@sed -n 's/^\([a-z-]*\):.*## /  make \1\t/p' $(MAKEFILE_LIST) | expand -t 23
 
-run: ## Build and run the example jointDocument
+run: ## Build zqsim and look into an example model with it
 	@$(DEPENDENCIES)
 	cmake --preset release
-	cmake --build --preset release -j $(JOBS) --target jointDocument
-	./build/release/examples/jointDocument
+	cmake --build --preset release -j $(JOBS) --target zqsim
+	./build/release/apps/zqsim info examples/models/puma560.xml
+	./build/release/apps/zqsim frames examples/models/puma560.xml
 
 test: ## Build everything and run all tests
 	@$(DEPENDENCIES)
