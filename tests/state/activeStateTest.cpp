@@ -404,16 +404,19 @@ TEST(ActiveState, WhatIsKnownToBeClearIsNotClearedAgain)
          raise(forces);
          // Copies know nothing.
          State copy(state);
+         State assigned;
+         assigned.invalidateAll();
+         assigned = state;
          State read;
          read.invalidateAll();
          ASSERT_TRUE(Zq::fromXml(read, zqTest::written(state)));
          EXPECT_EQ(read, state);
          announce(state);
-         for (State* s : {&state, &copy, &read})
+         for (State* s : {&state, &copy, &assigned, &read})
             EXPECT_TRUE(byPosition ? s->setPositionState(position({8.0, 9.0}))
                                    : s->setVelocityState(velocity({8.0, 9.0})));
          EXPECT_EQ(summary(state), left);
-         EXPECT_EQ(summary(copy) + summary(read), "------------");
+         EXPECT_EQ(summary(copy) + summary(assigned) + summary(read), "------------------");
       }
 }
 
