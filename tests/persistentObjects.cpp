@@ -11,8 +11,11 @@
 #include "zqManipulator/foundation/spatial/ZqGeneralForce.h"
 #include "zqManipulator/foundation/spatial/ZqGeneralMotion.h"
 #include "zqManipulator/foundation/spatial/ZqSecondMoment.h"
+#include "zqManipulator/kinematics/ZqBaseLinkInterface.h"
 #include "zqManipulator/kinematics/ZqDenavitHartenberg.h"
+#include "zqManipulator/kinematics/ZqIndividualManipulator.h"
 #include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
+#include "zqManipulator/kinematics/ZqManipulatorLinkIdentifier.h"
 #include "zqManipulator/kinematics/ZqStatedSystem.h"
 #include "zqManipulator/simulation/ZqLinkAttachment.h"
 #include "zqManipulator/simulation/ZqManipulatorAttachmentMap.h"
@@ -21,6 +24,7 @@
 #include "zqManipulator/state/ZqActuatorState.h"
 #include "zqManipulator/state/ZqAttachmentState.h"
 #include "zqManipulator/state/ZqManipulatorSystemState.h"
+#include "zqManipulator/state/ZqSystemActiveState.h"
 #include "zqManipulator/tools/ZqManufacturerData.h"
 
 #include <concepts>
@@ -280,6 +284,190 @@ struct Filler
       configuration.attachmentMap().attachManipulator(1, 0, "label0", {}, "tool");
       stated.setConfiguration(configuration);
    }
+   static ZqGeneralMotion motion(ZqReal first)
+   {
+      return {{first, -2.5 * first, 3.5 * first}, {4.5 * first, 5.5 * first, -6.5 * first}};
+   }
+   static void fill(ZqLinkPositionState& state)
+   {
+      ZqCoordinateSystemTransformation frame;
+      fill(frame);
+      state.setDhFrame(frame);
+      state.setPrimaryFrame(frame.inverse());
+      state.setLocationInSystemValid(true);
+      state.setDhTransformValid(true);
+   }
+   static void fill(ZqLinkVelocityState& state)
+   {
+      state.setDhFrameVelocityInLocal(motion(2.0));
+      state.setDhFrameVelocityInSystem(motion(3.0));
+      state.setPrimaryFrameVelocityInSystem(motion(7.0));
+   }
+   static void fill(ZqLinkAccelerationState& state)
+   {
+      state.setDhFrameAccelerationInLocal(motion(2.0));
+      state.setDhFrameAccelerationInSystem(motion(3.0));
+      state.setPrimaryFrameAccelerationInSystem(motion(7.0));
+   }
+   static void fill(ZqLinkForceState& state)
+   {
+      ZqGeneralForce force;
+      fill(force);
+      state.setDhFrameForceInLocal(force);
+   }
+   static void fill(ZqLinkMassState& state)
+   {
+      ZqRigidBodyMassProperties body;
+      fill(body);
+      state.setCrbi(body);
+   }
+   static void fill(ZqLinkArticulationState& state)
+   {
+      ZqArticulatedBodyDynamics body;
+      fill(body);
+      state.setArbd(body);
+      state.setSupplementalDhAcceleration(motion(2.0));
+      state.setSupplementalJointAcceleration(0.25);
+   }
+   /// Of two links, of which one is filled, and a base.
+   template <class Record>
+   static std::pair<ZqXmlVectorType<Record>, Record> records()
+   {
+      std::pair<ZqXmlVectorType<Record>, Record> result;
+      result.first.resize(2);
+      fill(result.first[0]);
+      fill(result.second);
+      return result;
+   }
+   static void fill(ZqManipulatorActivePositionState& state)
+   {
+      ZqPositionState position;
+      fill(position);
+      const auto [links, base] = records<ZqLinkPositionState>();
+      state.setPositionState(position);
+      state.setLinkPositionStates(links);
+      state.setBasePositionState(base);
+   }
+   static void fill(ZqManipulatorActiveVelocityState& state)
+   {
+      ZqVelocityState velocity;
+      fill(velocity);
+      const auto [links, base] = records<ZqLinkVelocityState>();
+      state.setVelocityState(velocity);
+      state.setLinkVelocityStates(links);
+      state.setBaseVelocityState(base);
+   }
+   static void fill(ZqManipulatorActiveAccelerationState& state)
+   {
+      ZqAccelerationState acceleration;
+      fill(acceleration);
+      const auto [links, base] = records<ZqLinkAccelerationState>();
+      state.setAccelerationState(acceleration);
+      state.setLinkAccelerationStates(links);
+      state.setBaseAccelerationState(base);
+   }
+   static void fill(ZqManipulatorActiveForceState& state)
+   {
+      const auto [links, base] = records<ZqLinkForceState>();
+      state.setLinkForceStates(links);
+      state.setBaseForceState(base);
+   }
+   static void fill(ZqManipulatorActiveMassState& state)
+   {
+      // A record that is not filled holds no mass, which no document can.
+      ZqLinkMassState record;
+      fill(record);
+      state.setLinkMassStates({record});
+      state.setBaseMassState(record);
+   }
+   static void fill(ZqManipulatorActiveArticulationState& state)
+   {
+      const auto [links, base] = records<ZqLinkArticulationState>();
+      state.setLinkArticulationStates(links);
+      state.setBaseArticulationState(base);
+   }
+   static void fill(ZqManipulatorActiveState& state)
+   {
+      fill(state.activePositionState());
+      fill(state.activeVelocityState());
+      fill(state.activeAccelerationState());
+      fill(state.activeForceState());
+      fill(state.activeMassState());
+      fill(state.activeArticulationState());
+      fill(state.actuatorState());
+   }
+   static void fill(ZqSystemActiveState& state)
+   {
+      state.setNumManipulators(1);
+      fill(state.manipulatorActiveStateVector()[0]);
+   }
+   static void fill(ZqLinkReferenceDescription& description)
+   {
+      description.setIsShapeReferenced(true);
+      description.setReferencedLinkLabel("link <2>");
+   }
+   static void fill(ZqManipulatorReferenceDescription& description)
+   {
+      description.setIsManipulatorReferenced(true);
+      description.setIsManipulatorReferencedBy(true);
+      description.setReferencedManipulatorLabel("arm & hand");
+   }
+   static void fill(ZqManipulatorLinkIdentifier& identifier) { identifier = {4294967294, "wrist"}; }
+   static void fill(ZqBaseLinkInterface& interface)
+   {
+      interface.setIdentifier("flange 2");
+      interface.setType("bolted");
+      ZqCoordinateSystemTransformation frame;
+      fill(frame);
+      interface.setFrame(frame);
+      interface.setInUse(true);
+   }
+   static void fill(ZqManipulatorLink& link)
+   {
+      link.setLinkLabel("upper \"arm\"");
+      ZqLinkKinematicsContainer container;
+      fill(container);
+      link.setLinkKinematicsContainer(container);
+      ZqManipulatorLink child;
+      child.setLinkLabel("lower arm");
+      child.setMassProperties(ZqRigidBodyMassProperties::pointMass(2.75));
+      link.setChildLinks({child});
+      link.setJointActuator(ZqJointActuator::defaultObject());
+      ZqRigidBodyMassProperties body;
+      fill(body);
+      link.setMassProperties(body);
+      link.addMassProperties("tool", ZqRigidBodyMassProperties::pointMass(2.25));
+      ZqLinkReferenceDescription description;
+      fill(description);
+      link.setLinkReferenceDescription(description);
+      link.addNamedPoint("tip", {8.25, -8.5, 8.75});
+      ZqCoordinateSystemTransformation frame;
+      fill(frame);
+      link.addNamedFrame("flange", frame);
+      link.setIsConstrained(true);
+   }
+   static void fill(ZqIndividualManipulator& manipulator)
+   {
+      ZqManipulatorLink base;
+      fill(base);
+      ZqLinkReferenceDescription shapes;
+      shapes.setIsShapeReferenced(true);
+      shapes.setReferencedLinkLabel("lower arm");
+      base.setLinkReferenceDescription(shapes);
+      base.setIsConstrained(false); // not in the document of a base
+      base.setJointActuator({});
+      manipulator.setFromLink(base);
+      manipulator.setManipulatorLabel("left");
+      manipulator.setCoordSysXForm(ZqVector(9.25, -9.5, 9.75));
+      manipulator.setIsFixedBase(false);
+      manipulator.setOptimizeOnLoad(true);
+      ZqManipulatorReferenceDescription description;
+      fill(description);
+      description.setIsManipulatorReferenced(false);
+      manipulator.setManipulatorReferenceDescription(description);
+      manipulator.setDisplayLinkIndices({11, 12});
+      manipulator.buildSelfCollisionLinkMap();
+   }
    static void fill(ZqManufacturerData& data)
    {
       data.setManufacturer(" <Schmidt & \"S\u00f6hne\">");
@@ -301,17 +489,20 @@ constexpr bool keepsEntries =
    std::same_as<T, ZqAttachmentMapState> || std::same_as<T, ZqOldManipulatorAttachmentMap> ||
    std::same_as<T, ZqManipulatorSelfCollisionLinkMap> ||
    std::same_as<T, ZqSystemCollisionExclusionMap> || std::same_as<T, ZqCollisionExclusionData> ||
-   std::same_as<T, ZqManipulatorSystem> || std::same_as<T, ZqManipulatorSystemConfiguration>;
+   std::same_as<T, ZqManipulatorSystem> || std::same_as<T, ZqManipulatorSystemConfiguration> ||
+   std::derived_from<T, ZqManipulatorLink>;
 
-/// What a document may hold that is nearest to the default: a class whose default is invalid reads back
-/// as its null object.
+/// What a document may hold that is nearest to the default: a body whose default is invalid reads back
+/// as its null object, and the sphere of a manipulator is fitted.
 template <class T>
 T plain()
 {
+   T object;
    if constexpr (std::same_as<T, ZqRigidBodyMassProperties>)
-      return T::nullObject();
-   else
-      return T();
+      object = T::nullObject();
+   if constexpr (std::same_as<T, ZqIndividualManipulator>)
+      object.fitAbsoluteBoundingSphere();
+   return object;
 }
 
 template <class T>
@@ -328,7 +519,14 @@ using PersistentClasses = testing::Types<
    ZqManipulatorSystemState, ZqAttachmentNodeState, ZqAttachmentMapState,
    ZqManipulatorAttachmentNode, ZqManipulatorAttachmentChange, ZqManipulatorAttachmentMap,
    ZqLinkAttachment, ZqOldManipulatorAttachmentMap, ZqSystemEnvironment, ZqManipulatorSystem,
-   ZqManipulatorSystemConfiguration, ZqManipulatorSystemContainer, ZqStatedSystem>;
+   ZqManipulatorSystemConfiguration, ZqManipulatorSystemContainer, ZqStatedSystem,
+   ZqLinkPositionState, ZqLinkVelocityState, ZqLinkAccelerationState, ZqLinkForceState,
+   ZqLinkMassState, ZqLinkArticulationState, ZqManipulatorActivePositionState,
+   ZqManipulatorActiveVelocityState, ZqManipulatorActiveAccelerationState,
+   ZqManipulatorActiveForceState, ZqManipulatorActiveMassState,
+   ZqManipulatorActiveArticulationState, ZqManipulatorActiveState, ZqSystemActiveState,
+   ZqLinkReferenceDescription, ZqManipulatorReferenceDescription, ZqManipulatorLinkIdentifier,
+   ZqBaseLinkInterface, ZqManipulatorLink, ZqIndividualManipulator>;
 TYPED_TEST_SUITE(PersistentObject, PersistentClasses);
 
 /// Without those that are no part of the value: what is read only, and a count of what is written.

