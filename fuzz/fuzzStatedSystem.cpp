@@ -5,6 +5,7 @@
 #include "zqManipulator/foundation/xml/ZqXmlDocument.h"
 #include "zqManipulator/foundation/xml/ZqXmlReader.h"
 #include "zqManipulator/kinematics/ZqStatedSystem.h"
+#include "zqManipulator/kinematics/ZqStatedSystemStruct.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+#include "support/randomManipulators.h"
 #include "support/xmlSamples.h"
 #include "zqManipulator/actuation/ZqJointActuator.h"
 #include "zqManipulator/contact/ZqCollisionExclusionData.h"
@@ -12,6 +13,7 @@
 #include "zqManipulator/foundation/spatial/ZqSecondMoment.h"
 #include "zqManipulator/kinematics/ZqDenavitHartenberg.h"
 #include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
+#include "zqManipulator/kinematics/ZqStatedSystem.h"
 #include "zqManipulator/simulation/ZqLinkAttachment.h"
 #include "zqManipulator/simulation/ZqManipulatorAttachmentMap.h"
 #include "zqManipulator/simulation/ZqOldManipulatorAttachmentMap.h"
@@ -240,6 +242,44 @@ struct Filler
       map.attachManipulator(28, 29, "elbow", sampleFrame());
       map.attachManipulator(31, 28, "knee", {});
    }
+   static void fill(ZqSystemEnvironment& environment)
+   {
+      environment.setCoordSysXForm(sampleFrame());
+      environment.setUpGravityVector({0.1, -0.2, 9.8});
+   }
+   static void fill(ZqManipulatorSystem& system)
+   {
+      zqTest::RandomValues random(1);
+      for (const ZqU32 links : {3U, 2U})
+      {
+         ZqIndividualManipulator manipulator = zqTest::randomManipulator(random, links);
+         manipulator.fitAbsoluteBoundingSphere();
+         system.addManipulator(manipulator);
+      }
+      ZqSystemEnvironment environment;
+      fill(environment);
+      system.setEnvironment(environment);
+      ZqSystemCollisionExclusionMap map;
+      map.excludeManipulatorCollisionCandidates(2, 3);
+      system.setCollisionExclusionMap(map);
+   }
+   static void fill(ZqManipulatorSystemConfiguration& configuration)
+   {
+      configuration.attachmentMap().attachManipulator(2, 3, "link", {}, "tool");
+      configuration.collisionExclusionMap().excludeLinkCollisionCandidates(4, "link", 5);
+      configuration.collisionExclusionMapForCA().excludeLinkCollisionCandidates(6, "link", 7);
+   }
+   static void fill(ZqManipulatorSystemContainer& container) { fill(*container.element()); }
+   static void fill(ZqStatedSystem& stated)
+   {
+      ZqManipulatorSystem system;
+      fill(system);
+      stated.setFromSystem(system);
+      stated.setToMidpointState();
+      ZqManipulatorSystemConfiguration configuration;
+      configuration.attachmentMap().attachManipulator(1, 0, "label0", {}, "tool");
+      stated.setConfiguration(configuration);
+   }
    static void fill(ZqManufacturerData& data)
    {
       data.setManufacturer(" <Schmidt & \"S\u00f6hne\">");
@@ -260,7 +300,8 @@ template <class T>
 constexpr bool keepsEntries =
    std::same_as<T, ZqAttachmentMapState> || std::same_as<T, ZqOldManipulatorAttachmentMap> ||
    std::same_as<T, ZqManipulatorSelfCollisionLinkMap> ||
-   std::same_as<T, ZqSystemCollisionExclusionMap> || std::same_as<T, ZqCollisionExclusionData>;
+   std::same_as<T, ZqSystemCollisionExclusionMap> || std::same_as<T, ZqCollisionExclusionData> ||
+   std::same_as<T, ZqManipulatorSystem> || std::same_as<T, ZqManipulatorSystemConfiguration>;
 
 /// What a document may hold that is nearest to the default: a class whose default is invalid reads back
 /// as its null object.
@@ -286,16 +327,20 @@ using PersistentClasses = testing::Types<
    ZqManufacturerData, ZqPositionState, ZqVelocityState, ZqAccelerationState, ZqActuatorState,
    ZqManipulatorSystemState, ZqAttachmentNodeState, ZqAttachmentMapState,
    ZqManipulatorAttachmentNode, ZqManipulatorAttachmentChange, ZqManipulatorAttachmentMap,
-   ZqLinkAttachment, ZqOldManipulatorAttachmentMap>;
+   ZqLinkAttachment, ZqOldManipulatorAttachmentMap, ZqSystemEnvironment, ZqManipulatorSystem,
+   ZqManipulatorSystemConfiguration, ZqManipulatorSystemContainer, ZqStatedSystem>;
 TYPED_TEST_SUITE(PersistentObject, PersistentClasses);
 
+/// Without those that are no part of the value: what is read only, and a count of what is written.
 std::vector<ZqXmlObject*> componentsOf(const ZqXmlObject& object)
 {
    std::vector<ZqXmlObject*> components;
    if (const auto* compound = dynamic_cast<const ZqXmlCompoundType*>(&object))
       for (const auto* map : {&compound->componentMap(), &compound->attributeComponentMap()})
-         for (const auto& component : *map)
-            components.push_back(component.second);
+         for (const auto& [token, component] : *map)
+            if (!compound->isReadOnlyComponent(token) &&
+                token != ZqManip::ZqTotalReadableLinkCountToken)
+               components.push_back(component);
    return components;
 }
 

@@ -116,6 +116,52 @@ inline ZqIndividualManipulator randomManipulator(RandomValues& random, ZqU32 lin
    return manipulator;
 }
 
+/// The links of a subtree, parents before their children.
+inline std::vector<const ZqManipulatorLink*> inPreorder(const ZqManipulatorLink& root)
+{
+   std::vector<const ZqManipulatorLink*> links;
+   std::vector<const ZqManipulatorLink*> waiting{&root};
+   while (!waiting.empty())
+   {
+      const ZqManipulatorLink* const link = waiting.back();
+      waiting.pop_back();
+      links.push_back(link);
+      for (ZqU32 i = link->childLinks().size(); i-- > 0;)
+         waiting.push_back(&link->childLinks()[i]);
+   }
+   return links;
+}
+
+/// Whether each child knows its parent.
+inline bool parentsAreRight(const ZqManipulatorLink& root)
+{
+   for (const ZqManipulatorLink* link : inPreorder(root))
+      for (const ZqManipulatorLink& child : link->childLinks())
+         if (child.parentLink() != link)
+            return false;
+   return true;
+}
+
+/// Whether a manipulator finds all its links, in preorder, and they it, and knows its reach.
+inline bool mapsAreRight(const ZqIndividualManipulator& manipulator)
+{
+   const auto links = inPreorder(manipulator);
+   std::map<ZqString, const ZqManipulatorLink*> last;
+   for (const ZqManipulatorLink* link : links)
+      last[link->linkLabel()] = link;
+   bool right = manipulator.linkPointerVector().size() == links.size() - 1 &&
+                manipulator.linkPointerMap().size() == last.size() &&
+                manipulator.linkIndex() == ZqBaseLinkIndex &&
+                manipulator.absoluteBoundingSphere().radius() ==
+                   manipulator.upperBoundSubmanipulatorExtentDistance();
+   for (ZqU32 i = 0; right && i + 1 < links.size(); ++i)
+      right = manipulator.linkByIndex(i) == links[i + 1] && links[i + 1]->linkIndex() == i;
+   for (const auto& [label, link] : last)
+      right = right && manipulator.linkByIdentifier(label) == link &&
+              link->manipulator() == &manipulator;
+   return right;
+}
+
 inline ZqPositionState randomPosition(RandomValues& random,
                                       const ZqIndividualManipulator& manipulator)
 {

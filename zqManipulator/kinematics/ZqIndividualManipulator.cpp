@@ -328,7 +328,7 @@ void ZqIndividualManipulator::fitAbsoluteBoundingSphere()
 const ZqCoordinateSystemTransformation&
 ZqIndividualManipulator::dhFrameInSystem(ZqManipulatorActivePositionState& activeState) const
 {
-   ZqLinkPositionState& base = activeState.basePositionStateToStore();
+   ZqLinkPositionState& base = activeState.linkPositionState(ZqBaseLinkIndex);
    if (!base.locationInSystemValid())
       base.setLocation(m_coordSysXForm, activeState.positionState().coordSysXForm(),
                        primaryFrame());

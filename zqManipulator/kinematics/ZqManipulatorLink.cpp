@@ -278,8 +278,7 @@ ZqManipulatorLink::primaryFrameInSystem(ZqManipulatorActivePositionState& active
 {
    if (m_linkIndex == ZqBaseLinkIndex)
    {
-      if (!activeState.basePositionState().locationInSystemValid())
-         dhFrameInSystem(activeState);
+      dhFrameInSystem(activeState);
       return activeState.basePositionState().primaryFrame();
    }
    if (!hasPlaceIn(activeState))

@@ -7,6 +7,9 @@
 #include "zqManipulator/simulation/ZqOldManipulatorAttachmentMap.h"
 #include "zqManipulator/tools/ZqLabelPool.h"
 
+#include <map>
+#include <vector>
+
 class ZqManipulatorSystemState;
 
 /// The model of a scene: manipulators by index, the environment, and which links of different
@@ -154,6 +157,6 @@ private:
    ZqOldManipulatorAttachmentMap m_manipulatorAttachmentMap;
    mutable ZqU32 m_totalReadableLinkCount = 0; ///< of the document
    ZqLabelPool m_labelPool;
-   std::vector<ZqU32>
-      m_references; ///< the manipulators that are references, since the last mapping
+   /// The manipulators that are references, by the label that they refer to, since the last mapping.
+   std::multimap<ZqString, ZqU32> m_references;
 };

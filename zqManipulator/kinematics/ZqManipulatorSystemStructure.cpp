@@ -65,7 +65,7 @@ void ZqManipulatorSystem::mapManipulators()
    m_references.clear();
    for (ZqU32 i = 0; i < count; ++i)
       if (isReference(m_manipulators[i]))
-         m_references.push_back(i);
+         m_references.emplace(referencedLabel(m_manipulators[i]), i);
 
    // Models get their labels first, then references. Of labels that clash often, the search for an
    // unused one goes on from the last that was found.
@@ -78,14 +78,19 @@ void ZqManipulatorSystem::mapManipulators()
          return;
       ZqString& lastLabel = lastLabels.try_emplace(label, label).first->second;
       lastLabel = unusedLabel(m_labelPool, lastLabel);
+      Zq::Print::instance().write(Zq::Oddity,
+                                  "ZqManipulatorSystem::mapManipulators(): the label \"%s\" is in "
+                                  "use already: manipulator %u becomes \"%s\".\n",
+                                  label.c_str(), i, lastLabel.c_str());
       changeManipulatorLabelWithoutCheckingUniqueness(i, lastLabel);
       m_labelPool.addUsingLabel(lastLabel, i);
    };
    for (ZqU32 i = 0; i < count; ++i)
       if (!isReference(m_manipulators[i]))
          putLabelToUse(i);
-   for (const ZqU32 i : m_references)
-      putLabelToUse(i);
+   for (ZqU32 i = 0; i < count; ++i)
+      if (isReference(m_manipulators[i]))
+         putLabelToUse(i);
    for (ZqU32 i = 0; i < count; ++i)
       for (const ZqString& label : m_manipulators[i].usingManipulatorLabels())
          m_labelPool.addUsingLabel(label, i);
@@ -103,14 +108,22 @@ bool ZqManipulatorSystem::changeManipulatorLabelWithoutCheckingUniqueness(ZqU32 
    if (index >= numberOfManipulators())
       return false;
    const ZqString oldLabel = m_manipulators[index].manipulatorLabel();
-   for (const ZqU32 i : m_references)
-      if (i != index && referencedLabel(m_manipulators[i]) == oldLabel)
-      {
-         ZqManipulatorReferenceDescription description =
-            m_manipulators[i].manipulatorReferenceDescription();
-         description.setReferencedManipulatorLabel(label);
-         m_manipulators[i].setManipulatorReferenceDescription(description);
-      }
+   if (label == oldLabel)
+      return true;
+   for (auto place = m_references.lower_bound(oldLabel);
+        place != m_references.end() && place->first == oldLabel;)
+   {
+      const auto reference = place++;
+      if (reference->second == index)
+         continue;
+      ZqIndividualManipulator& manipulator = m_manipulators[reference->second];
+      ZqManipulatorReferenceDescription description = manipulator.manipulatorReferenceDescription();
+      description.setReferencedManipulatorLabel(label);
+      manipulator.setManipulatorReferenceDescription(description);
+      auto node = m_references.extract(reference);
+      node.key() = label;
+      m_references.insert(std::move(node));
+   }
    m_manipulators[index].setManipulatorLabel(label);
    return true;
 }
@@ -273,18 +286,15 @@ bool ZqManipulatorSystem::aboutToModifyManipulator(ZqU32 index)
    }
    ZqIndividualManipulator& manipulator = m_manipulators[index];
    std::vector<ZqU32> referring;
-   for (const ZqU32 i : m_references)
-   {
-      if (referencedLabel(m_manipulators[i]) != manipulator.manipulatorLabel())
-         continue;
-      if (i != index)
-         referring.push_back(i);
+   const auto [first, last] = m_references.equal_range(manipulator.manipulatorLabel());
+   for (auto reference = first; reference != last; ++reference)
+      if (reference->second != index)
+         referring.push_back(reference->second);
       else
          Zq::Print::instance().write(Zq::Rejected,
                                      "ZqManipulatorSystem::aboutToModifyManipulator(): "
                                      "self-reference error for manipulator %u.\n",
-                                     i);
-   }
+                                     index);
 
    // Those that refer to this manipulator do without it from now on.
    if (isReference(manipulator))

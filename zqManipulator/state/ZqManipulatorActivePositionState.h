@@ -50,9 +50,9 @@ public:
    virtual void setBasePositionState(const ZqLinkPositionState& state) { m_base = state; }
    virtual void invalidateAll() { invalidateRecords(); }
 
-   /// Where the query of a link stores what it computes, in place.
-   ZqLinkPositionState& linkPositionState(ZqU32 index) { return m_links[index]; }
-   ZqLinkPositionState& basePositionStateToStore() { return m_base; }
+   /// Where the query of a link stores what it computes, in place: by link index or `ZqBaseLinkIndex`,
+   /// which is not tested.
+   ZqLinkPositionState& linkPositionState(ZqU32 index) { return record(index); }
 
 private:
    static void setLocation(ZqLinkPositionState& record,

@@ -1,0 +1,434 @@
+#include "support/randomManipulators.h"
+#include "support/xmlSamples.h"
+#include "zqManipulator/state/ZqManipulatorActivePositionState.h"
+
+#include <functional>
+
+namespace
+{
+using Link = ZqManipulatorLink;
+using Manipulator = ZqIndividualManipulator;
+using Masses = ZqRigidBodyMassProperties;
+using zqTest::LogCapture;
+using zqTest::RandomValues;
+
+/// A manipulator "manipulator" of the links label0, label1, ... in a row on "base".
+Manipulator arm(ZqU32 links)
+{
+   RandomValues random(61);
+   Manipulator manipulator = zqTest::makeManipulator(zqTest::chain(links), [&](ZqU32)
+                                                     { return zqTest::randomLink(random); });
+   manipulator.setMassProperties(zqTest::randomMass(random));
+   return manipulator;
+}
+
+TEST(ManipulatorLink, MassesStayTheSumInBothFrames)
+{
+   RandomValues random(62);
+   const std::function<void(Link&)> edits[] = {
+      [&](Link& l) { l.setBaseMassProperties(zqTest::randomMass(random)); },
+      [&](Link& l) { l.addMassProperties("b", zqTest::randomMass(random)); },
+      [&](Link& l) { l.addMassProperties("tool", zqTest::randomMass(random)); },
+      [&](Link& l) { l.setPrimaryFrame(zqTest::randomFrame(random)); },
+      [&](Link& l) { l.setMassPropertiesMap(zqTest::randomLink(random).massPropertiesMap()); },
+      [&](Link& l)
+      { l.setLinkKinematicsContainer(zqTest::randomLink(random).linkKinematicsContainer()); },
+      [](Link& l)
+      {
+         const bool isThere = l.massPropertiesMap().lookupPointer("b") != nullptr;
+         EXPECT_EQ(l.deleteMassProperties("b"), isThere);
+      },
+      [](Link& l) { l.clearMassPropertiesMap(); },
+      [&](Link& l)
+      {
+         l.setMassProperties(zqTest::randomMass(random));
+         EXPECT_EQ(l.massPropertiesMap().size(), 0U);
+      },
+      [&](Link& l) { l = zqTest::randomLink(random); },
+      [&](Link& l) { l.copyAllButChildLinksFrom(zqTest::randomLink(random)); },
+      [&](Link& l) { EXPECT_TRUE(Zq::fromXml(l, zqTest::written(zqTest::randomLink(random)))); }};
+   Link link = zqTest::randomLink(random);
+   for (unsigned i = 0; i < 500; ++i)
+   {
+      const std::size_t edit = random.index(0, std::size(edits) - 1);
+      SCOPED_TRACE(edit);
+      edits[edit](link);
+      Masses sum(link.baseMassProperties());
+      for (const auto& added : link.massPropertiesMap().mapContainer())
+         sum += added.second;
+      EXPECT_TRUE(link.massProperties().approxEq(sum, 1e-13));
+      sum.transformBy(link.primaryFrame());
+      EXPECT_TRUE(link.massPropertiesInDHFrame().approxEq(sum, 1e-12));
+      if (link.massPropertiesMap().size() == 0)
+      {
+         EXPECT_EQ(link.massProperties(), link.baseMassProperties());
+      }
+   }
+   // The default, too, is one that a document can hold.
+   EXPECT_EQ(Link().massProperties(), Masses::nullObject());
+}
+
+TEST(ManipulatorLink, PropertiesAreSetByLabelAndNamesAreTakenOnce)
+{
+   RandomValues random(63);
+   Manipulator manipulator = arm(3);
+   const Link& link = *manipulator.linkByIndex(2);
+   EXPECT_TRUE(manipulator.setJointLimit("label2", true, -0.5));
+   EXPECT_TRUE(manipulator.setJointLimit("label2", false, 0.25));
+   EXPECT_EQ(link.jointActuator().lowerLimit(), -0.5);
+   EXPECT_EQ(link.jointActuator().upperLimit(), 0.25);
+   EXPECT_FALSE(manipulator.setJointLimit("label3", true, -0.5));
+
+   const Masses masses = zqTest::randomMass(random);
+   EXPECT_TRUE(manipulator.replaceMassProperties("label2", masses));
+   EXPECT_EQ(link.massProperties(), masses);
+   EXPECT_FALSE(manipulator.replaceMassProperties("label3", masses));
+   // Replaced all the same.
+   EXPECT_FALSE(manipulator.replaceMassProperties("base", masses));
+   EXPECT_EQ(manipulator.massProperties(), masses);
+
+   Link other = zqTest::randomLink(random);
+   other.setLinkLabel("other");
+   other.setNamedPoints({{"p", {1.0, 2.0, 3.0}}});
+   EXPECT_TRUE(manipulator.replaceLinkProperties("label2", other, true));
+   EXPECT_FALSE(manipulator.replaceLinkProperties("label3", other, true));
+   EXPECT_EQ(link.linkLabel(), "label2");
+   EXPECT_EQ(link.linkKinematicsContainer(), other.linkKinematicsContainer());
+   EXPECT_EQ(link.jointActuator(), other.jointActuator());
+   EXPECT_EQ(link.massProperties(), other.massProperties());
+   EXPECT_EQ(link.namedPoints(), other.namedPoints());
+   EXPECT_EQ(link.namedFrames(), other.namedFrames());
+
+   LogCapture log;
+   ZqVector point;
+   ZqCoordinateSystemTransformation frame;
+   Link named;
+   EXPECT_FALSE(named.lookupNamedPoint("p", point) || named.lookupNamedFrame("f", frame));
+   for (const ZqReal x : {1.0, 2.0})
+   {
+      named.addNamedPoint("p", {x, 0.0, 0.0});
+      named.addNamedFrame("f", ZqVector(x, 0.0, 0.0));
+   }
+   EXPECT_TRUE(named.lookupNamedPoint("p", point) && named.lookupNamedFrame("f", frame));
+   EXPECT_EQ(point, ZqVector(1.0, 0.0, 0.0));
+   EXPECT_EQ(frame, ZqVector(1.0, 0.0, 0.0));
+   EXPECT_EQ(log.text(), "ZqManipulatorLink::addNamedPoint point already exists\n\n"
+                         "ZqManipulatorLink::addNamedFrame frame already exists\n\n");
+}
+
+TEST(ManipulatorLink, AScaledTreeMovesOnScaledPaths)
+{
+   RandomValues random(64);
+   for (unsigned i = 0; i < 100; ++i)
+   {
+      Manipulator small = zqTest::randomManipulator(random, 8);
+      small.setCoordSysXForm({});
+      Manipulator big(small);
+      big.scaleBy(2.0);
+      ZqPositionState position = zqTest::randomPosition(random, small);
+      ZqManipulatorActivePositionState smallState;
+      smallState.setPositionState(position);
+      position.coordSysXForm().scaleTranslationBy(2.0);
+      for (ZqU32 k = 0; k < 8; ++k)
+      {
+         const Link& link = *small.linkByIndex(k);
+         const ZqReal factor = link.linkKinematicsContainer().unitType() == 0 ? 2.0 : 1.0;
+         position.jointPositions()[k] *= factor;
+         const ZqJointActuator& drive = big.linkByIndex(k)->jointActuator();
+         EXPECT_EQ(drive.lowerLimit(), factor * link.jointActuator().lowerLimit());
+         EXPECT_EQ(drive.upperLimit(), factor * link.jointActuator().upperLimit());
+         Masses masses(link.baseMassProperties());
+         masses.scaleBy(2.0);
+         EXPECT_EQ(big.linkByIndex(k)->baseMassProperties(), masses);
+      }
+      ZqManipulatorActivePositionState bigState;
+      bigState.setPositionState(position);
+      for (const ZqU32 k : {7U, 3U, 0U, ZqBaseLinkIndex})
+      {
+         // A power of two: the same bits.
+         auto frame = small.linkByIndex(k)->primaryFrameInSystem(smallState);
+         frame.scaleTranslationBy(2.0);
+         EXPECT_EQ(big.linkByIndex(k)->primaryFrameInSystem(bigState), frame);
+      }
+   }
+}
+
+TEST(Manipulator, CountsItsLinksAndFindsThem)
+{
+   Manipulator manipulator;
+   manipulator.clearChildLinks();
+   EXPECT_EQ(manipulator.totalDof(), 0U);
+   EXPECT_EQ(manipulator.jointAndBaseDof(), 6U);
+   EXPECT_EQ(manipulator.linkCollisionTest().size(), 1U);
+   manipulator = arm(3);
+   EXPECT_EQ(manipulator.totalDof(), 3U);
+   manipulator.setIsFixedBase(false);
+   EXPECT_EQ(manipulator.totalDof(), 9U);
+   EXPECT_EQ(manipulator.linkByIndex(ZqBaseLinkIndex), &manipulator);
+   EXPECT_EQ(manipulator.linkByIndex(3), nullptr);
+   EXPECT_EQ(manipulator.linkByIndex(ZqNoLinkIndex), nullptr);
+   EXPECT_EQ(manipulator.linkByIdentifier("label3"), nullptr);
+   EXPECT_EQ(manipulator.linkIndexByIdentifier("label3"), ZqNoLinkIndex);
+   EXPECT_EQ(manipulator.linkIndexByIdentifier("label2"), 2U);
+   EXPECT_EQ(manipulator.linkIndexByIdentifier("base"), ZqBaseLinkIndex);
+
+   EXPECT_FALSE(manipulator.changeLinkLabel("label0", "label1"));
+   EXPECT_FALSE(manipulator.changeLinkLabel("label0", "base"));
+   EXPECT_FALSE(manipulator.changeLinkLabel("label3", "label4"));
+   EXPECT_TRUE(manipulator.changeLinkLabel("base", "root"));
+   EXPECT_TRUE(manipulator.changeLinkLabel("label0", "base"));
+   EXPECT_EQ(manipulator.linkIndexByIdentifier("base"), 0U);
+   EXPECT_EQ(manipulator.linkIndexByIdentifier("root"), ZqBaseLinkIndex);
+   EXPECT_TRUE(zqTest::mapsAreRight(manipulator));
+   // A link below the base takes the place of the base.
+   LogCapture log;
+   manipulator.setLinkLabel("label1");
+   EXPECT_EQ(manipulator.linkByIdentifier("label1"), manipulator.linkByIndex(1));
+   EXPECT_EQ(manipulator.linkIndexByIdentifier("label1"), 1U);
+   EXPECT_TRUE(log.contains("with the same label, \"label1\""));
+
+   Manipulator fromLink = arm(1);
+   fromLink.setIsFixedBase(false);
+   fromLink.setOptimizeOnLoad(true);
+   fromLink.setCoordSysXForm(ZqVector(1.0, 2.0, 3.0));
+   fromLink.setFromLink(*manipulator.linkByIndex(1));
+   EXPECT_EQ(fromLink.manipulatorLabel() + fromLink.linkLabel(), "label1label1");
+   EXPECT_EQ(fromLink.parentLink(), nullptr);
+   EXPECT_EQ(fromLink.coordSysXForm(), ZqCoordinateSystemTransformation());
+   EXPECT_TRUE(fromLink.isFixedBase() && !fromLink.optimizeOnLoad());
+   EXPECT_EQ(fromLink.jointDof(), 1U);
+   EXPECT_TRUE(zqTest::mapsAreRight(fromLink));
+}
+
+TEST(Manipulator, LinksCollideAsTheTableSays)
+{
+   Manipulator manipulator = arm(3);
+   ZqManipulatorSelfCollisionLinkMap map;
+   map.buildMapFromSystem(manipulator);
+   map.setLinkCollisionCanditateByIdentifier("label0", "base", true);
+   map.setLinkCollisionCanditateByIdentifier("label0", "label2", true);
+   map.setLinkCollisionCanditateByIdentifier("label1", "label1", true);
+   manipulator.setSelfCollisionLinkMap(map);
+   const ZqU32 indices[] = {0, 1, 2, ZqBaseLinkIndex};
+   LogCapture log;
+   for (const ZqU32 i : indices)
+      for (const ZqU32 j : indices)
+         EXPECT_EQ(manipulator.canCollide(i, j),
+                   i != j && i % 2 == 0 && j % 2 == 0 && (i == 0 || j == 0))
+            << i << ' ' << j;
+   EXPECT_FALSE(manipulator.canCollide(7, 7));
+   EXPECT_TRUE(log.empty());
+   EXPECT_FALSE(manipulator.canCollide(7, 0));
+   EXPECT_FALSE(manipulator.canCollide(1, 5));
+   const std::string text = "ZqIndividualManipulator::canCollide(): indices (";
+   const std::string end = ") out of range.  Returning False.\n\n";
+   EXPECT_EQ(log.text(), text + "7,0" + end + text + "1,5" + end);
+   EXPECT_EQ(log.messages()[0].type, unsigned{Zq::Rejected});
+   manipulator.addChild(Link());
+   EXPECT_FALSE(manipulator.canCollide(0, ZqBaseLinkIndex));
+   EXPECT_EQ(manipulator.linkCollisionTest().size(), 5U);
+}
+
+TEST(Manipulator, ReferencesAreAnsweredByTheOtherAndComeToAnEnd)
+{
+   Manipulator::Manipulators all(7, arm(3));
+   const std::string labels =
+      "oabcsun"; // own tree, a to o, b and c to each other, s to itself, ...
+   const std::string targets = "oocbsqa";
+   for (std::size_t i = 0; i < labels.size(); ++i)
+   {
+      ZqManipulatorReferenceDescription description;
+      description.setIsManipulatorReferenced(i > 0);
+      description.setReferencedManipulatorLabel(targets.substr(i, 1));
+      all[i].setManipulatorLabel(labels.substr(i, 1));
+      all[i].setManipulatorReferenceDescription(description);
+      all[i].mapManipulator();
+   }
+   for (std::size_t i = 0; i < labels.size(); ++i)
+      EXPECT_EQ(all[i].configureManipulatorReference(all), i > 0 && labels[i] != 'u') << i;
+
+   const Manipulator& own = all[0];
+   const Manipulator& a = all[1];
+   EXPECT_EQ(&a.concreteReference(), &own);
+   EXPECT_EQ(a.referenceLink(), &own);
+   EXPECT_EQ(a.jointDof(), 3U);
+   EXPECT_EQ(&a.childLinks(), &own.childLinks());
+   EXPECT_EQ(a.linkByIndex(1), own.linkByIndex(1));
+   EXPECT_EQ(a.linkByIndex(ZqBaseLinkIndex), &own);
+   EXPECT_EQ(a.linkByIdentifier("label2"), own.linkByIndex(2));
+   EXPECT_EQ(a.linkIndexByIdentifier("label2"), 2U);
+   const Manipulator copy(a);
+   EXPECT_EQ(&copy.concreteReference(), &copy);
+   EXPECT_EQ(copy.jointDof(), 0U);
+
+   const LogCapture log;
+   ZqPositionState position;
+   position.setJointPositions({0.1, 0.2, 0.3});
+   for (Manipulator& m : all)
+   {
+      SCOPED_TRACE(m.manipulatorLabel());
+      ZqManipulatorActivePositionState state;
+      state.setPositionState(position);
+      std::vector<ZqReal> parameters;
+      std::vector<const Link*> leaves;
+      EXPECT_LE(m.jointDof(), 3U);
+      EXPECT_LE(m.subtreeLinkCount(), 4U);
+      for (ZqU32 i = 0; i < m.jointDof(); ++i)
+         m.linkByIndex(i)->primaryFrameInSystem(state);
+      m.primaryFrameInSystem(state);
+      m.linkByIdentifier("label1");
+      m.linkIndexByIdentifier("q");
+      m.collectLeafLinks(leaves);
+      m.getCraigDhParameters(parameters);
+      m.fitAbsoluteBoundingSphere();
+      m.buildSelfCollisionLinkMap();
+      EXPECT_FALSE(m.canCollide(0, 1));
+      EXPECT_TRUE(m == Manipulator(m) || m.jointDof() > 0);
+      EXPECT_NE(zqTest::written(m), "not written");
+      EXPECT_TRUE(m.findAndConvertToReferences());
+   }
+}
+
+TEST(Manipulator, CraigParametersAreThoseOfCraigJoints)
+{
+   using Joint = ZqDenavitHartenberg;
+   std::vector<ZqReal> parameters{9.0};
+   EXPECT_TRUE(Manipulator().getCraigDhParameters(parameters));
+   EXPECT_TRUE(parameters.empty());
+   const std::tuple<ZqU32, ZqReal, bool> cases[] = {
+      {Joint::Craig, 1.0, true},          {Joint::GeneralCraig, 0.9e-10, true},
+      {Joint::GeneralCraig, 1e-9, false}, {Joint::GeneralCraig, zqTest::nan, false},
+      {Joint::Paul, 0.0, false},          {Joint::GeneralPaul, 0.0, false},
+      {Joint::General, 0.0, false}};
+   for (const auto& [type, precursor, isCraig] : cases)
+   {
+      Joint joint;
+      joint.setDhType(type);
+      joint.setPrecursor(ZqVector(precursor, 0.0, 0.0));
+      joint.setDhA(0.25);
+      joint.setDhAlpha(-0.5);
+      joint.setDhD(0.75);
+      Joint craig(joint);
+      craig.setDhType(Joint::Craig);
+      craig.setDhA(1.25);
+      const auto manipulator =
+         zqTest::makeManipulator(zqTest::chain(2),
+                                 [&](ZqU32 i)
+                                 {
+                                    Link link;
+                                    link.setLinkKinematics(i == 0 ? joint : craig);
+                                    return link;
+                                 });
+      std::vector<ZqReal> expected{0.25, -0.5, 0.75};
+      expected.resize(isCraig ? 3 : 0);
+      expected.insert(expected.end(), {1.25, -0.5, 0.75});
+      EXPECT_EQ(manipulator.getCraigDhParameters(parameters), isCraig) << type;
+      EXPECT_EQ(parameters, expected) << type;
+   }
+}
+
+TEST(Manipulator, DiffersByEachPartButAsAReferenceNotByItsLabels)
+{
+   const Manipulator original = arm(2);
+   const std::function<void(Manipulator&)> labels[] = {[](Manipulator& m)
+                                                       { m.setManipulatorLabel("x"); },
+                                                       [](Manipulator& m) { m.setLinkLabel("x"); }};
+   for (const auto& change : labels)
+   {
+      Manipulator changed(original);
+      change(changed);
+      EXPECT_FALSE(changed == original);
+      EXPECT_TRUE(changed.equalForReferencing(original));
+   }
+   const std::function<void(Manipulator&)> parts[] = {
+      [](Manipulator& m) { m.setCoordSysXForm(ZqVector(1.0, 0.0, 0.0)); },
+      [](Manipulator& m) {
+         m.setAbsoluteBoundingSphere({{}, 99.0});
+      },
+      [](Manipulator& m) { m.setIsFixedBase(false); },
+      [](Manipulator& m) { m.setOptimizeOnLoad(true); },
+      [](Manipulator& m) { m.setDisplayLinkIndices({1}); },
+      [](Manipulator& m) { m.buildSelfCollisionLinkMap(); },
+      [](Manipulator& m) { m.changeLinkLabel("label1", "x"); },
+      [](Manipulator& m) { m.addMassProperties("x", Masses::pointMass(1.0)); },
+      [](Manipulator& m) { m.addNamedPoint("x", {}); },
+      [](Manipulator& m) { m.addNamedFrame("x", {}); },
+      [](Manipulator& m) { m.setIsConstrained(true); },
+      [](Manipulator& m) { m.setBaseMassProperties(Masses::pointMass(1.0)); },
+      [](Manipulator& m) { m.setLinkKinematics(ZqDenavitHartenberg()); },
+      [](Manipulator& m) { m.setJointActuator(ZqJointActuator::defaultObject()); },
+      [](Manipulator& m) { m.setJointLimit("label1", true, -9.0); }};
+   for (const auto& change : parts)
+   {
+      SCOPED_TRACE(&change - parts);
+      Manipulator changed(original);
+      EXPECT_EQ(changed, original);
+      change(changed);
+      EXPECT_FALSE(changed == original);
+      EXPECT_FALSE(changed.equalForReferencing(original));
+      changed = original;
+      EXPECT_EQ(changed, original);
+   }
+}
+
+TEST(Manipulator, DocumentsRoundTripAndBadOnesAreRepaired)
+{
+   RandomValues random(65);
+   for (ZqU32 i = 0; i < 60; ++i)
+   {
+      Manipulator manipulator = zqTest::randomManipulator(random, i % 12);
+      manipulator.buildSelfCollisionLinkMap();
+      manipulator.fitAbsoluteBoundingSphere(); // it is fitted when read
+      zqTest::expectRoundTrip(manipulator, i % 2 == 0);
+      Manipulator read;
+      ASSERT_TRUE(Zq::fromXml(read, zqTest::written(manipulator)));
+      EXPECT_TRUE(zqTest::parentsAreRight(read));
+      EXPECT_TRUE(zqTest::mapsAreRight(read));
+   }
+   const Manipulator manipulator = arm(2);
+   const std::string document = zqTest::written(manipulator);
+   std::string old = document;
+   old.insert(old.find("<manipulatorReferenceDescription>"),
+              "<isControllable>true</isControllable><wheels>4</wheels>");
+   LogCapture log;
+   Manipulator read;
+   EXPECT_TRUE(zqTest::readFrom(read, old));
+   EXPECT_EQ(read, manipulator);
+   EXPECT_TRUE(log.contains("wheels"));
+   EXPECT_FALSE(log.contains("isControllable"));
+   EXPECT_TRUE(zqTest::written(read) == document);
+   // Without a label it takes that of its base.
+   old.erase(old.find("<manipulatorIdentifier>"), 58);
+   Manipulator unnamed;
+   EXPECT_TRUE(zqTest::readFrom(unnamed, old));
+   EXPECT_EQ(unnamed.manipulatorLabel(), "base");
+
+   const std::tuple<bool, std::string, std::string, char> faults[] = {
+      {false, "<mass>", "-1", '<'},    {false, "<mass>", "nan", '<'},
+      {false, "<mass>", "1e999", '<'}, {false, "<firstMoment>", "inf 0 0", '<'},
+      {false, " xx=\"", "nan", '"'},   {true, "<mass>", "0", '<'},
+      {true, " xx=\"", "-5", '"'},     {true, " xy=\"", "1e300", '"'}};
+   for (const auto& [isRepaired, before, text, after] : faults)
+   {
+      SCOPED_TRACE(before + text);
+      std::string bad = document;
+      for (std::size_t i = 0; (i = bad.find(before, i)) != std::string::npos;)
+      {
+         i += before.size();
+         bad.replace(i, bad.find(after, i) - i, text);
+      }
+      log.clear();
+      Manipulator repaired;
+      EXPECT_EQ(zqTest::readFrom(repaired, bad), isRepaired);
+      EXPECT_FALSE(log.empty());
+      EXPECT_TRUE(zqTest::parentsAreRight(repaired));
+      for (const Link* link : zqTest::inPreorder(repaired))
+      {
+         EXPECT_TRUE(!isRepaired || link->massProperties().isValid());
+         ZqVector center;
+         link->massPropertiesInDHFrame().getCenterOfMass(center);
+         EXPECT_EQ(center - center, ZqVector());
+      }
+   }
+}
+} // namespace
