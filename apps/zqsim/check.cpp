@@ -117,6 +117,8 @@ void checkReference(Inspection& inspection, ZqU32 index)
       report(quoted(label) + ", in a cycle of references");
    else if (isReference(*target))
       report(quoted(label) + ", which is a reference itself");
+   else if (!(manipulator.coordSysXForm() == target->coordSysXForm()))
+      report(quoted(label) + ", which has another place in the system; the links stand in that");
 }
 
 // Attachments

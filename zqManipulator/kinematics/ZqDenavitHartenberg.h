@@ -103,6 +103,14 @@ public:
    virtual void setDhA(ZqReal a);
    virtual const ZqAngle& dhAlpha() const;
    virtual void setDhAlpha(const ZqAngle& alpha);
+   /// Whether a, alpha and d say all in Craig's convention: a craig joint, or a generalCraig one whose
+   /// precursor is the identity to within 1e-10.
+   bool hasCraigParameters() const
+   {
+      return m_dhType == Craig ||
+             (m_dhType == GeneralCraig &&
+              m_precursor.approxEq(ZqCoordinateSystemTransformation::identity(), 1e-10));
+   }
    /// The motion per unit joint velocity, which is the same for every q.
    virtual void getUnitFrameMotion(ZqGeneralMotion& motion, ZqReal jointPosition) const;
    /// The given accelerations with the velocity-product terms of the joint, in the DH frame; the

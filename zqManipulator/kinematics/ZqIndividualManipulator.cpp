@@ -50,11 +50,7 @@ ZqIndividualManipulator::ZqIndividualManipulator(ZqIndividualManipulator&& other
 ZqIndividualManipulator& ZqIndividualManipulator::operator=(const ZqIndividualManipulator& other)
 {
    if (this != &other)
-   {
-      const ZqU32 index = m_manipulatorIndex;
       *this = ZqIndividualManipulator(other);
-      m_manipulatorIndex = index;
-   }
    return *this;
 }
 
@@ -73,7 +69,6 @@ ZqIndividualManipulator::operator=(ZqIndividualManipulator&& other) noexcept
    m_manipulatorReferenceDescription = std::move(other.m_manipulatorReferenceDescription);
    m_displayLinkIndices = std::move(other.m_displayLinkIndices);
    m_selfCollisionLinkMap = std::move(other.m_selfCollisionLinkMap);
-   m_manipulatorIndex = other.m_manipulatorIndex;
    m_usingManipulatorLabels = std::move(other.m_usingManipulatorLabels);
    m_linkLabelMapping = std::move(other.m_linkLabelMapping);
    m_linkCollisionTest = std::move(other.m_linkCollisionTest);
@@ -99,6 +94,10 @@ void ZqIndividualManipulator::takeMapsFrom(ZqIndividualManipulator& other) noexc
       if (link->referenceLink() == &other)
          link->setReferenceLink(this);
    }
+   const ZqLinkReferenceDescription& description = linkReferenceDescription();
+   const auto referenced = m_linkPointerMap.find(description.referencedLinkLabel());
+   if (description.isShapeReferenced() && referenced != m_linkPointerMap.end())
+      setReferenceLink(referenced->second);
 }
 
 bool ZqIndividualManipulator::operator==(const ZqIndividualManipulator& other) const
@@ -133,7 +132,8 @@ void ZqIndividualManipulator::setFromLink(const ZqManipulatorLink& link)
 {
    ZqManipulatorLink::operator=(link);
    setParentLink(nullptr);
-   m_manipulatorLabel = link.linkLabel();
+   // Not that of the link, which may have been one of this tree.
+   m_manipulatorLabel = linkLabel();
    m_coordSysXForm.setToIdentity();
    fitAbsoluteBoundingSphere();
    m_isFixedBase = true;
@@ -174,6 +174,20 @@ void ZqIndividualManipulator::afterChangeOfTree()
    fitAbsoluteBoundingSphere();
 }
 
+/// The links may be those of the concrete reference.
+void ZqIndividualManipulator::afterChangeOfLabels()
+{
+   mapManipulator();
+   if (m_concreteReference != this)
+      m_concreteReference->mapManipulator();
+}
+
+void ZqIndividualManipulator::copyAllButChildLinksFrom(const ZqManipulatorLink& other)
+{
+   ZqManipulatorLink::copyAllButChildLinksFrom(other);
+   mapManipulator();
+}
+
 void ZqIndividualManipulator::setLinkLabel(const ZqString& label)
 {
    ZqManipulatorLink::setLinkLabel(label);
@@ -183,13 +197,13 @@ void ZqIndividualManipulator::setLinkLabel(const ZqString& label)
 void ZqIndividualManipulator::appendToAllLabels(const ZqString& suffix)
 {
    ZqManipulatorLink::appendToAllLabels(suffix);
-   mapManipulator();
+   afterChangeOfLabels();
 }
 
 void ZqIndividualManipulator::relabelSubtree(const ZqString& prefix, ZqU32& counter)
 {
    ZqManipulatorLink::relabelSubtree(prefix, counter);
-   mapManipulator();
+   afterChangeOfLabels();
 }
 
 const ZqManipulatorLink::ChildLinks& ZqIndividualManipulator::childLinks() const
@@ -296,7 +310,7 @@ bool ZqIndividualManipulator::changeLinkLabel(const ZqString& oldLabel, const Zq
    if (link == nullptr || linkByIdentifier(newLabel) != nullptr)
       return false;
    link->setLinkLabel(newLabel);
-   mapManipulator();
+   afterChangeOfLabels();
    return true;
 }
 
@@ -322,7 +336,8 @@ bool ZqIndividualManipulator::setChildLinkNamedFrames(ZqU32 index, const NamedFr
 
 void ZqIndividualManipulator::fitAbsoluteBoundingSphere()
 {
-   m_absoluteBoundingSphere = ZqSphere(ZqVector(), upperBoundSubmanipulatorExtentDistance(), 3);
+   m_absoluteBoundingSphere.setRadius(upperBoundSubmanipulatorExtentDistance());
+   m_absoluteBoundingSphere.setCenter(ZqVector());
 }
 
 const ZqCoordinateSystemTransformation&
@@ -350,11 +365,7 @@ bool ZqIndividualManipulator::getCraigDhParameters(std::vector<ZqReal>& paramete
    {
       const auto* joint =
          dynamic_cast<const ZqDenavitHartenberg*>(link->linkKinematicsContainer().topElement());
-      const bool isCraig =
-         joint != nullptr &&
-         (joint->dhType() == ZqDenavitHartenberg::Craig ||
-          (joint->dhType() == ZqDenavitHartenberg::GeneralCraig &&
-           joint->precursor().approxEq(ZqCoordinateSystemTransformation::identity(), 1e-10)));
+      const bool isCraig = joint != nullptr && joint->hasCraigParameters();
       if (isCraig)
          parameters.insert(parameters.end(), {joint->dhA(), joint->dhAlpha(), joint->dhD()});
       allAreCraig = allAreCraig && isCraig;
@@ -366,7 +377,7 @@ bool ZqIndividualManipulator::getCraigDhParameters(std::vector<ZqReal>& paramete
 
 bool ZqIndividualManipulator::configureManipulatorReference(Manipulators& manipulators)
 {
-   m_concreteReference = this;
+   bindReference(nullptr);
    if (!isReference())
       return false;
    const ZqString& label = m_manipulatorReferenceDescription.referencedManipulatorLabel();
@@ -375,9 +386,18 @@ bool ZqIndividualManipulator::configureManipulatorReference(Manipulators& manipu
                                    { return other.m_manipulatorLabel == label; });
    if (found == manipulators.end())
       return false;
-   m_concreteReference = &*found;
-   setReferenceLink(&*found);
+   bindReference(&*found);
    return true;
+}
+
+void ZqIndividualManipulator::bindReference(ZqIndividualManipulator* model)
+{
+   m_concreteReference = model != nullptr ? model : this;
+   if (!isReference())
+      return;
+   setReferenceLink(m_concreteReference);
+   if (m_linkCollisionTest.size() != jointDof() + 1)
+      mapLinkCollisionCandidates();
 }
 
 bool ZqIndividualManipulator::findAndConvertToReferences()

@@ -176,11 +176,17 @@ public:
    void setManipulatorIndex(ZqU32 index) { m_manipulatorIndex = index; }
    /// Swaps the two so that the first is not below the second. True.
    static bool makeIndicesCompatible(ZqU32& a, ZqU32& b);
+   /// Hides the link's operation, after which the tree would have to be mapped.
+   void copyAllButChildLinksFrom(const ZqManipulatorLink& other);
+   /// Has a reference be answered for by a manipulator, or by itself for null; any other manipulator
+   /// answers for itself.
+   void bindReference(ZqIndividualManipulator* model);
    /// False when there is no such link.
    bool setChildLinkNamedFrames(ZqU32 index, const NamedFrames& frames);
 
 private:
    void afterChangeOfTree();
+   void afterChangeOfLabels();
    /// Takes the places of this manipulator's links from the links themselves.
    void takeMapsFrom(ZqIndividualManipulator& other) noexcept;
    bool isReference() const { return m_manipulatorReferenceDescription.isManipulatorReferenced(); }

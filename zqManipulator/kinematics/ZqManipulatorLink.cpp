@@ -146,17 +146,19 @@ void ZqManipulatorLink::setLinkLabel(const ZqString& label)
 
 void ZqManipulatorLink::appendToAllLabels(const ZqString& suffix)
 {
-   setLinkLabel(linkLabel() + suffix);
+   const ZqString added = suffix; // It may be a label that is about to change.
+   setLinkLabel(linkLabel() + added);
    for (ZqManipulatorLink& child : childLinks())
-      child.appendToAllLabels(suffix);
+      child.appendToAllLabels(added);
 }
 
 void ZqManipulatorLink::relabelSubtree(const ZqString& prefix, ZqU32& counter)
 {
-   setLinkLabel(prefix + ZqINT2STRING(counter, 10));
+   const ZqString start = prefix; // It may be a label that is about to change.
+   setLinkLabel(start + ZqINT2STRING(counter, 10));
    ++counter;
    for (ZqManipulatorLink& child : childLinks())
-      child.relabelSubtree(prefix, counter);
+      child.relabelSubtree(start, counter);
 }
 
 void ZqManipulatorLink::setLinkKinematicsContainer(const ZqLinkKinematicsContainer& container)
@@ -285,7 +287,9 @@ ZqManipulatorLink::primaryFrameInSystem(ZqManipulatorActivePositionState& active
    {
       Zq::Print::instance().write(
          Zq::Rejected, "ZqManipulatorLink::primaryFrameInSystem(): index %d out of range %d.\n",
-         static_cast<int>(m_linkIndex), static_cast<int>(activeState.linkPositionStates().size()));
+         static_cast<int>(m_linkIndex),
+         static_cast<int>(std::min(activeState.linkPositionStates().size(),
+                                   activeState.positionState().jointPositions().size())));
       return m_theDummyTransformation;
    }
    ZqLinkPositionState& own = activeState.linkPositionState(m_linkIndex);
@@ -294,11 +298,14 @@ ZqManipulatorLink::primaryFrameInSystem(ZqManipulatorActivePositionState& active
    return own.primaryFrame();
 }
 
-/// A state that was read may have less of one than of the other.
+/// Whether the state has a record of the link, and what it takes to fill it: a state that was read may
+/// have fewer joint positions than records.
 bool ZqManipulatorLink::hasPlaceIn(const ZqManipulatorActivePositionState& activeState) const
 {
-   return m_linkIndex < activeState.linkPositionStates().size() &&
-          m_linkIndex < activeState.positionState().jointPositions().size();
+   const auto& links = activeState.linkPositionStates();
+   return m_linkIndex < links.size() &&
+          (links[m_linkIndex].locationInSystemValid() ||
+           m_linkIndex < activeState.positionState().jointPositions().size());
 }
 
 /// Computes both frames of the link, and before them what is stale towards the base.

@@ -194,8 +194,10 @@ public:
    virtual ZqReal upperBoundSubmanipulatorExtentDistance() const;
    /// Labels the subtree, parents first, by the prefix and a counter, which counts on.
    virtual void relabelSubtree(const ZqString& prefix, ZqU32& counter);
+   /// Scales joint, drive and bare masses by a length scale, at constant density. Masses that were
+   /// added, named points and named frames stay.
    virtual void scaleIndividualLinkBy(ZqReal scale);
-   /// Scales all lengths of the subtree, at constant density.
+   /// The same for the subtree.
    virtual void scaleBy(ZqReal scale);
 
    /// \name Sharing of shapes between links

@@ -109,7 +109,10 @@ bool ZqManipulatorLink::replaceLinkProperties(const ZqString& label, const ZqMan
 
 void ZqManipulatorLink::scaleIndividualLinkBy(ZqReal scale)
 {
-   m_baseMassProperties.scaleBy(scale);
+   // Assigned, so that nothing stays that was computed of the unscaled body.
+   ZqRigidBodyMassProperties scaled = m_baseMassProperties;
+   scaled.scaleBy(scale);
+   m_baseMassProperties = scaled;
    m_linkKinematicsContainer.scaleBy(scale);
    const ZqReal isLength = m_linkKinematicsContainer.jointParameterScalability();
    m_jointActuator.scaleBy(scale, isLength * scale + (1.0 - isLength));

@@ -213,16 +213,22 @@ bool ZqManipulatorSystem::isAboutToModify(ZqU32 index, const char* operation)
 bool ZqManipulatorSystem::setJointLimit(ZqU32 index, const ZqString& linkLabel, bool upper,
                                         ZqReal value)
 {
-   return isAboutToModify(index, "setJointLimit") &&
-          m_manipulators[index].setJointLimit(linkLabel, !upper, value);
+   if (!isAboutToModify(index, "setJointLimit") ||
+       !m_manipulators[index].setJointLimit(linkLabel, !upper, value))
+      return false;
+   m_manipulators[index].fitAbsoluteBoundingSphere();
+   return true;
 }
 
 bool ZqManipulatorSystem::replaceLinkProperties(ZqU32 index, const ZqString& linkLabel,
                                                 const ZqManipulatorLink& properties,
                                                 bool withShapes)
 {
-   return isAboutToModify(index, "replaceLinkProperties") &&
-          m_manipulators[index].replaceLinkProperties(linkLabel, properties, withShapes);
+   if (!isAboutToModify(index, "replaceLinkProperties") ||
+       !m_manipulators[index].replaceLinkProperties(linkLabel, properties, withShapes))
+      return false;
+   m_manipulators[index].fitAbsoluteBoundingSphere();
+   return true;
 }
 
 bool ZqManipulatorSystem::replaceLinkKinematics(ZqU32 index, const ZqString& linkLabel,
@@ -257,10 +263,7 @@ bool ZqManipulatorSystem::getCraigDhParameters(std::vector<std::vector<ZqReal>>&
          std::vector<ZqReal>& parameters = result.emplace_back();
          const auto* joint =
             dynamic_cast<const ZqDenavitHartenberg*>(link->linkKinematicsContainer().topElement());
-         if (joint != nullptr &&
-             (joint->dhType() == ZqDenavitHartenberg::Craig ||
-              (joint->dhType() == ZqDenavitHartenberg::GeneralCraig &&
-               joint->precursor().approxEq(ZqCoordinateSystemTransformation::identity(), 1e-10))))
+         if (joint != nullptr && joint->hasCraigParameters())
             parameters = {joint->dhA(), joint->dhAlpha(), joint->dhD()};
       }
    return true;

@@ -16,7 +16,7 @@ class ZqManipulatorSystemState;
 /// manipulators may collide. It holds no state.
 ///
 /// Labels of manipulators are unique. A manipulator may be a reference to another one's model, and
-/// has then no more of its own than its label: `aboutToModifyManipulator` ends such sharing before a
+/// has then no links of its own: `aboutToModifyManipulator` ends such sharing before a
 /// model is changed. All indices are places in `manipulators()`; an index that does not exist is
 /// answered with false, null or zero. References to manipulators last until the system is changed.
 class ZqManipulatorSystem : public ZqXmlClass<ZqManipulatorSystem>

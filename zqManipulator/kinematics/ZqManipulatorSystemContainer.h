@@ -11,6 +11,10 @@ class ZqManipulatorSystemContainer : public ZqXmlVariableSharedElementType<ZqMan
 {
 public:
    ZqManipulatorSystemContainer();
+   // No moves, which would leave the other one without a system.
+   ZqManipulatorSystemContainer(const ZqManipulatorSystemContainer&) = default;
+   ZqManipulatorSystemContainer& operator=(const ZqManipulatorSystemContainer&) = default;
+   ~ZqManipulatorSystemContainer() override = default;
    ZqXmlObject* clone() const override;
    ZqXmlObject* newObject() const override;
    bool read(ZqXmlReader& reader) override;

@@ -95,10 +95,16 @@ void ZqManipulatorSystem::mapManipulators()
       for (const ZqString& label : m_manipulators[i].usingManipulatorLabels())
          m_labelPool.addUsingLabel(label, i);
 
+   // Labels are unique now, and the pool knows them all.
    for (ZqU32 i = 0; i < count; ++i)
-   {
       m_manipulators[i].setManipulatorIndex(i);
-      m_manipulators[i].configureManipulatorReference(m_manipulators);
+   for (ZqIndividualManipulator& manipulator : m_manipulators)
+   {
+      ZqU32 place = count;
+      const bool isBound = isReference(manipulator) &&
+                           m_labelPool.indexOfUsingLabel(referencedLabel(manipulator), place) &&
+                           m_manipulators[place].manipulatorLabel() == referencedLabel(manipulator);
+      manipulator.bindReference(isBound ? &m_manipulators[place] : nullptr);
    }
 }
 
@@ -295,6 +301,8 @@ bool ZqManipulatorSystem::aboutToModifyManipulator(ZqU32 index)
                                      "ZqManipulatorSystem::aboutToModifyManipulator(): "
                                      "self-reference error for manipulator %u.\n",
                                      index);
+
+   std::sort(referring.begin(), referring.end());
 
    // Those that refer to this manipulator do without it from now on.
    if (isReference(manipulator))

@@ -1,7 +1,6 @@
 #include "zqManipulator/kinematics/ZqStatedSystem.h"
 
 #include "zqManipulator/foundation/log/ZqPrint.h"
-#include "zqManipulator/state/ZqSystemActiveState.h"
 
 #include <algorithm>
 #include <utility>
@@ -49,8 +48,6 @@ ZqStatedSystem& ZqStatedSystem::operator=(const ZqStatedSystem& other)
    m_systemContainer = other.m_systemContainer;
    m_state = other.m_state;
    m_configuration = other.m_configuration;
-   m_activeState.reset();
-   m_reportActiveState.reset();
    m_systemModified = other.m_systemModified;
    m_transparencyAlpha = other.m_transparencyAlpha;
    m_selectionDataChanged = other.m_selectionDataChanged;
@@ -101,7 +98,9 @@ bool ZqStatedSystem::read(ZqXmlReader& reader)
    ZqManipulatorAttachmentMap& attachments = m_configuration.attachmentMap();
    if (attachments.baseNodes().size() == 0)
       attachments.convertFromOldFormat(system().manipulatorAttachmentMap());
-   removeUnknownManipulators(attachments, numberOfManipulators());
+   for (const ZqU32 index : attachments.removeManipulatorsFrom(numberOfManipulators()))
+      Zq::Print::instance().write(
+         Zq::Rejected, "ZqStatedSystem::read(): there is no manipulator %u to attach.\n", index);
    attachConfiguration();
    return isRead;
 }
@@ -109,9 +108,9 @@ bool ZqStatedSystem::read(ZqXmlReader& reader)
 /// An old document has the system in a place of its own.
 void ZqStatedSystem::takeLegacySystem()
 {
-   if (!m_legacySystem || m_legacySystem->equalsDefault())
+   if (!m_legacySystem)
       return;
-   if (numberOfManipulators() == 0)
+   if (numberOfManipulators() == 0 && !m_legacySystem->equalsDefault())
       m_systemContainer.setElement(*m_legacySystem);
    // Nothing of it is left for the next document.
    *m_legacySystem = ZqManipulatorSystem();
@@ -236,7 +235,7 @@ bool ZqStatedSystem::mergeWith(const ZqStatedSystem& other)
    const bool stateMerged = m_state.mergeWith(other.m_state);
    configuration.shiftManipulatorIndices(count);
    m_configuration.mergeWith(configuration);
-   followSystemChange();
+   attachConfiguration();
    return systemMerged && stateMerged;
 }
 
@@ -244,9 +243,10 @@ bool ZqStatedSystem::scaleManipulatorBy(ZqU32 index, ZqReal factor)
 {
    if (index >= numberOfManipulators())
       return false;
-   aboutToModifySystem();
+   systemToModify().aboutToModifyManipulator(index);
    ZqManipulatorSystem::Manipulators manipulators = system().manipulators();
    manipulators[index].scaleBy(factor);
+   manipulators[index].fitAbsoluteBoundingSphere();
 
    // Of the joints, those that slide have values that are lengths.
    const ZqIndividualManipulator& manipulator = system().manipulators()[index];
@@ -273,23 +273,12 @@ bool ZqStatedSystem::scaleManipulatorBy(ZqU32 index, ZqReal factor)
 
 // Manipulators that come and go
 
-/// After a change of the list of manipulators: what is kept by manipulator follows.
-void ZqStatedSystem::followSystemChange()
-{
-   if (m_reportActiveState)
-   {
-      m_reportActiveState->resetForSystemChange();
-      m_reportActiveState->setNonredundantState(m_state);
-   }
-   attachConfiguration();
-}
-
 void ZqStatedSystem::addManipulator(const ZqIndividualManipulator& manipulator)
 {
    ZqManipulatorSystem& system = systemToModify();
    system.addManipulator(manipulator);
    system.rightSizeState(m_state);
-   followSystemChange();
+   attachConfiguration();
 }
 
 void ZqStatedSystem::addManipulator(const ZqIndividualManipulator& manipulator,
@@ -307,7 +296,7 @@ void ZqStatedSystem::addManipulator(const ZqIndividualManipulator& manipulator,
    m_state.positionStates()[index] = std::move(newPosition);
    m_state.velocityStates()[index] = std::move(newVelocity);
    system.rightSizeState(m_state);
-   followSystemChange();
+   attachConfiguration();
 }
 
 bool ZqStatedSystem::exchangeManipulator(ZqU32 index, const ZqIndividualManipulator& manipulator,
@@ -324,7 +313,7 @@ bool ZqStatedSystem::exchangeManipulator(ZqU32 index, const ZqIndividualManipula
    m_state.positionStates()[index] = position;
    m_state.velocityStates()[index] = std::move(newVelocity);
    system.rightSizeState(m_state);
-   followSystemChange();
+   attachConfiguration();
    return true;
 }
 
@@ -334,7 +323,7 @@ bool ZqStatedSystem::deleteManipulator(ZqU32 index)
       return false;
    deleteState(index);
    m_configuration.deleteManipulatorAndShift(index);
-   followSystemChange();
+   attachConfiguration();
    return true;
 }
 
@@ -344,7 +333,7 @@ int ZqStatedSystem::deleteManipulator(const ZqString& label)
    if (index < 0)
       return index;
    deleteState(static_cast<ZqU32>(index));
-   followSystemChange();
+   attachConfiguration();
    return index;
 }
 

@@ -4,10 +4,6 @@
 #include "zqManipulator/kinematics/ZqManipulatorSystemContainer.h"
 #include "zqManipulator/state/ZqManipulatorSystemState.h"
 
-#include <memory>
-
-class ZqSystemActiveState;
-
 /// A system together with its state and its configuration: the usual root of a document.
 ///
 /// What comes or goes in the system comes or goes in the state. The system is shared with copies of
@@ -161,15 +157,12 @@ private:
    ZqManipulatorSystem& systemToModify();
    void attachConfiguration() { m_configuration.setManipulatorSystem(&system()); }
    void takeLegacySystem();
-   void followSystemChange();
    void deleteState(ZqU32 index);
 
    boost::shared_ptr<ZqManipulatorSystem> m_legacySystem; ///< made when there is a need
    ZqManipulatorSystemContainer m_systemContainer;
    ZqManipulatorSystemState m_state;
    ZqManipulatorSystemConfiguration m_configuration;
-   std::unique_ptr<ZqSystemActiveState> m_activeState;       ///< of propagation, at first need
-   std::unique_ptr<ZqSystemActiveState> m_reportActiveState; ///< of reports, at first need
    mutable bool m_systemModified = false;
    ZqReal m_transparencyAlpha = 0.0;
    mutable bool m_selectionDataChanged = false;

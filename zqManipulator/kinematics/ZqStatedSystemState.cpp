@@ -105,7 +105,6 @@ void ZqStatedSystem::setCollisionExclusionMap(const ZqSystemCollisionExclusionMa
 void ZqStatedSystem::setDynamicCollisionExclusionMap(const ZqSystemCollisionExclusionMap& map)
 {
    m_configuration.setCollisionExclusionMap(map);
-   attachConfiguration();
 }
 
 const ZqSystemCollisionExclusionMap& ZqStatedSystem::collisionExclusionMapForCA() const
@@ -116,7 +115,6 @@ const ZqSystemCollisionExclusionMap& ZqStatedSystem::collisionExclusionMapForCA(
 void ZqStatedSystem::setSollisionExclusionMapForCA(const ZqSystemCollisionExclusionMap& map)
 {
    m_configuration.setCollisionExclusionMapForCA(map);
-   attachConfiguration();
 }
 
 void ZqStatedSystem::setManipulatorAttachmentMap(const ZqManipulatorAttachmentMap& map)

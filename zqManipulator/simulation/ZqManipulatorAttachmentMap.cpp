@@ -1,9 +1,11 @@
 #include "zqManipulator/simulation/ZqManipulatorAttachmentMap.h"
 
 #include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/foundation/xml/ZqXmlReader.h"
 #include "zqManipulator/simulation/ZqOldManipulatorAttachmentMap.h"
 
 #include <algorithm>
+#include <unordered_set>
 #include <utility>
 
 template class ZqXmlVectorType<ZqManipulatorAttachmentChange>;
@@ -33,8 +35,42 @@ bool ZqManipulatorAttachmentMap::read(ZqXmlReader& reader)
 {
    const bool succeeded = ZqXmlClass::read(reader);
    std::unordered_set<ZqU32> seen;
-   ZqManipulatorAttachmentNode::removeRepeatedNodes(m_baseNodes, seen, reader);
+   ZqManipulatorAttachmentNode::removeNodes(
+      m_baseNodes,
+      [&](const ZqManipulatorAttachmentNode& node)
+      {
+         const ZqU32 index = node.manipulatorIndex();
+         // The system is no manipulator, and merged maps may each have trees on it.
+         const bool isSystem =
+            index == ZqManipulatorAttachmentNode::noManipulator && node.parentNode() == nullptr;
+         if (isSystem || seen.insert(index).second)
+            return false;
+         ZqString remark = "manipulator ";
+         remark += std::to_string(index);
+         remark += " occurs again; the node is left out, with all that hangs on it";
+         reader.remark(remark);
+         return true;
+      });
    return succeeded;
+}
+
+std::vector<ZqU32> ZqManipulatorAttachmentMap::removeManipulatorsFrom(ZqU32 count)
+{
+   std::vector<ZqU32> removed;
+   ZqManipulatorAttachmentNode::removeNodes(
+      m_baseNodes,
+      [&](const ZqManipulatorAttachmentNode& node)
+      {
+         const ZqU32 index = node.manipulatorIndex();
+         if (index < count || index == ZqManipulatorAttachmentNode::noManipulator)
+            return false;
+         removed.push_back(index);
+         return true;
+      });
+   if (!removed.empty())
+      std::erase_if(m_baseNodes.vectorContainer(), [](const ZqManipulatorAttachmentNode& node)
+                    { return node.childNodes().size() == 0; });
+   return removed;
 }
 
 bool ZqManipulatorAttachmentMap::operator==(const ZqManipulatorAttachmentMap& other) const

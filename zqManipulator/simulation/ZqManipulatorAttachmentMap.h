@@ -92,6 +92,10 @@ public:
       return m_lastAttachmentChange;
    }
 
+   /// Removes the manipulators of this index and above, for a system that has not so many, each with all
+   /// that hangs on it, and trees of which only the root is left. Returns those at the top of what went.
+   std::vector<ZqU32> removeManipulatorsFrom(ZqU32 count);
+
 private:
    void record(const ZqManipulatorAttachmentChange& change);
 

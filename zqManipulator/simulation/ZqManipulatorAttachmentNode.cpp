@@ -1,6 +1,5 @@
 #include "zqManipulator/simulation/ZqManipulatorAttachmentNode.h"
 
-#include "zqManipulator/foundation/xml/ZqXmlReader.h"
 #include "zqManipulator/kinematics/ZqIndividualManipulator.h"
 #include "zqManipulator/state/ZqManipulatorActiveState.h"
 
@@ -214,26 +213,16 @@ void ZqManipulatorAttachmentNode::setParentOfChildren() noexcept
       child.m_parentNode = this;
 }
 
-void ZqManipulatorAttachmentNode::removeRepeatedNodes(ChildNodes& nodes,
-                                                      std::unordered_set<ZqU32>& seen,
-                                                      ZqXmlReader& reader)
+void ZqManipulatorAttachmentNode::removeNodes(
+   ChildNodes& nodes, const std::function<bool(const ZqManipulatorAttachmentNode&)>& goes)
 {
    std::vector<ZqManipulatorAttachmentNode>& list = nodes.vectorContainer();
    std::size_t kept = 0;
    for (ZqManipulatorAttachmentNode& node : list)
    {
-      const ZqU32 index = node.m_manipulatorIndex;
-      // The system is no manipulator, and merged maps may each have trees on it.
-      const bool isSystem = index == noManipulator && node.m_parentNode == nullptr;
-      if (!isSystem && !seen.insert(index).second)
-      {
-         ZqString remark = "manipulator ";
-         remark += std::to_string(index);
-         remark += " occurs again; the node is left out, with all that hangs on it";
-         reader.remark(remark);
+      if (goes(node))
          continue;
-      }
-      removeRepeatedNodes(node.m_childNodes, seen, reader);
+      removeNodes(node.m_childNodes, goes);
       if (&node != &list[kept])
          list[kept] = std::move(node);
       ++kept;

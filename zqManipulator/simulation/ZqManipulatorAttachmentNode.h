@@ -5,7 +5,7 @@
 #include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
 #include "zqManipulator/state/ZqPositionState.h"
 
-#include <unordered_set>
+#include <functional>
 #include <vector>
 
 class ZqIndividualManipulator;
@@ -101,9 +101,9 @@ private:
    friend class ZqManipulatorAttachmentMap;
 
    void setParentOfChildren() noexcept;
-   /// Removes each node whose manipulator has been seen before, with all that hangs on it.
-   static void removeRepeatedNodes(ChildNodes& nodes, std::unordered_set<ZqU32>& seen,
-                                   ZqXmlReader& reader);
+   /// Removes each node that goes, with all that hangs on it; a node is asked before those below it.
+   static void removeNodes(ChildNodes& nodes,
+                           const std::function<bool(const ZqManipulatorAttachmentNode&)>& goes);
 
    ZqString m_name;
    ZqString m_linkLabel;

@@ -23,7 +23,7 @@ protected:
    }
    void invalidateRecords()
    {
-      // The records are of this very class: no virtual call is needed to tell.
+      // The vector holds exactly this class, so that the call need not be virtual.
       for (Record& link : m_links)
          link.Record::invalidateAll();
       m_base.invalidateAll();

@@ -35,7 +35,9 @@ public:
 
    ZqManipulatorActiveState() = default;
    ZqManipulatorActiveState(const ZqManipulatorActiveState& other);
+   ZqManipulatorActiveState(ZqManipulatorActiveState&& other) noexcept = default;
    ZqManipulatorActiveState& operator=(const ZqManipulatorActiveState& other);
+   ZqManipulatorActiveState& operator=(ZqManipulatorActiveState&& other) noexcept = default;
    ~ZqManipulatorActiveState() override = default;
    bool operator==(const ZqManipulatorActiveState& other) const;
 

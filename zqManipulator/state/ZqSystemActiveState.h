@@ -45,7 +45,7 @@ public:
    virtual void setManipulatorNonredundantState(const ZqManipulatorActiveState& state, ZqU32 index);
    virtual void setManipulatorNonredundantPositionState(const ZqPositionState& state, ZqU32 index);
    virtual void invalidateAll();
-   /// Empties everything, for a system of another structure.
+   /// Empties the states of the manipulators and the forces on them, for a system of another structure.
    virtual void resetForSystemChange();
    virtual GeneralForces& generalForceVector() { return m_generalForceVector; }
    virtual const GeneralForces& generalForceVector() const { return m_generalForceVector; }

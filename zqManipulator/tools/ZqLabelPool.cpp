@@ -2,7 +2,7 @@
 
 #include <boost/lexical_cast.hpp>
 
-#include <cstdint>
+#include <iterator>
 #include <string_view>
 
 void ZqLabelPool::addUsedLabel(const ZqString& label)
@@ -56,10 +56,29 @@ ZqString ZqLabelPool::nextUnusedLabel(const ZqString& label) const
    else
       base = label;
 
+   // A label that was taken stays so: numbers that were found taken are not asked for again.
    base += '-';
+   std::map<std::int64_t, std::int64_t>& runs = m_takenNumbers[base];
+   auto next = runs.upper_bound(counter);
+   std::int64_t first = counter;
+   if (next != runs.begin() && std::prev(next)->second >= counter)
+   {
+      first = std::prev(next)->first;
+      counter = std::prev(next)->second;
+   }
    ZqString candidate = base + std::to_string(counter);
    while (m_usedLabels.contains(candidate))
-      candidate = base + std::to_string(++counter);
+   {
+      ++counter;
+      if (next != runs.end() && next->first == counter)
+      {
+         counter = next->second;
+         next = runs.erase(next);
+      }
+      candidate = base + std::to_string(counter);
+   }
+   if (counter > first)
+      runs[first] = counter;
    return candidate;
 }
 

@@ -2,6 +2,7 @@
 
 #include "zqManipulator/foundation/algebra/ZqTypes.h"
 
+#include <cstdint>
 #include <map>
 #include <set>
 
@@ -38,7 +39,10 @@ public:
    const std::set<ZqString>& usedLabels() const { return m_usedLabels; }
    const std::map<ZqString, ZqU32>& usingLabels() const { return m_usingLabels; }
 
-   bool operator==(const ZqLabelPool&) const = default;
+   bool operator==(const ZqLabelPool& other) const
+   {
+      return m_usedLabels == other.m_usedLabels && m_usingLabels == other.m_usingLabels;
+   }
 
 protected:
    /// Takes a label of the form "base-digits" apart; spaces at its end do not count. Base or digits
@@ -48,4 +52,6 @@ protected:
 private:
    std::set<ZqString> m_usedLabels;
    std::map<ZqString, ZqU32> m_usingLabels;
+   /// By base, runs of numbers that are known to be taken: from the first to the one before the second.
+   mutable std::map<ZqString, std::map<std::int64_t, std::int64_t>> m_takenNumbers;
 };

@@ -24,9 +24,9 @@ public:
    ZqXmlVectorType(std::initializer_list<T> elements) : m_vector(elements) {}
    // Defined where T is complete: an element may hold a vector of its own kind.
    ZqXmlVectorType(const ZqXmlVectorType&) = default;
-   ZqXmlVectorType(ZqXmlVectorType&&) = default;
+   ZqXmlVectorType(ZqXmlVectorType&&) noexcept = default;
    ZqXmlVectorType& operator=(const ZqXmlVectorType&) = default;
-   ZqXmlVectorType& operator=(ZqXmlVectorType&&) = default;
+   ZqXmlVectorType& operator=(ZqXmlVectorType&&) noexcept = default;
    ~ZqXmlVectorType() override;
 
    void accept(ZqXmlObjectVisitor* visitor) const override
