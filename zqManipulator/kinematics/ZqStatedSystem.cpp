@@ -5,25 +5,6 @@
 #include <algorithm>
 #include <utility>
 
-namespace
-{
-/// Removes what is attached but is not in the system. What hangs on the system itself is.
-void removeUnknownManipulators(ZqManipulatorAttachmentMap& map, ZqU32 manipulatorCount)
-{
-   std::vector<ZqU32> indices;
-   for (const ZqManipulatorAttachmentNode& node : map.baseNodes())
-   {
-      indices.push_back(node.manipulatorIndex());
-      node.getDependentManipulators(indices);
-   }
-   for (const ZqU32 index : indices)
-      if (index >= manipulatorCount && index != ZqManipulatorAttachmentNode::noManipulator &&
-          map.removeManipulator(index))
-         Zq::Print::instance().write(
-            Zq::Rejected, "ZqStatedSystem::read(): there is no manipulator %u to attach.\n", index);
-}
-} // namespace
-
 ZqStatedSystem::ZqStatedSystem()
 {
    attachConfiguration();
