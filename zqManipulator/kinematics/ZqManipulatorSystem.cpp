@@ -49,13 +49,17 @@ bool ZqManipulatorSystem::operator==(const ZqManipulatorSystem& other) const
 
 bool ZqManipulatorSystem::read(ZqXmlReader& reader)
 {
-   bool isRead =
-      (xmlInitialized() || xmlInit()) && ZqXmlObject::read(reader) && readAttributes(reader);
-   reader.setLinkTotal(m_totalReadableLinkCount);
-   isRead = isRead && readElements(reader);
+   const bool isRead = ZqXmlClass::read(reader);
    mapManipulators();
    attachCollisionExclusionMap();
    return isRead;
+}
+
+bool ZqManipulatorSystem::readAttributes(ZqXmlReader& reader)
+{
+   const bool areRead = ZqXmlClass::readAttributes(reader);
+   reader.setLinkTotal(m_totalReadableLinkCount);
+   return areRead;
 }
 
 bool ZqManipulatorSystem::write(ZqXmlWriter& writer) const

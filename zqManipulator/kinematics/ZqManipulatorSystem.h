@@ -39,6 +39,8 @@ public:
    }
    /// Ties labels and indices together again, whatever the document says.
    bool read(ZqXmlReader& reader) override;
+   /// Tells the reader how many links there will be.
+   bool readAttributes(ZqXmlReader& reader) override;
    bool write(ZqXmlWriter& writer) const override;
 
    ZqManipulatorSystem();
