@@ -285,11 +285,11 @@ ZqManipulatorLink::primaryFrameInSystem(ZqManipulatorActivePositionState& active
    }
    if (!hasPlaceIn(activeState))
    {
+      const ZqU32 records = activeState.linkPositionStates().size();
+      const ZqU32 joints = activeState.positionState().jointPositions().size();
       Zq::Print::instance().write(
          Zq::Rejected, "ZqManipulatorLink::primaryFrameInSystem(): index %d out of range %d.\n",
-         static_cast<int>(m_linkIndex),
-         static_cast<int>(std::min(activeState.linkPositionStates().size(),
-                                   activeState.positionState().jointPositions().size())));
+         static_cast<int>(m_linkIndex), static_cast<int>(m_linkIndex < records ? joints : records));
       return m_theDummyTransformation;
    }
    ZqLinkPositionState& own = activeState.linkPositionState(m_linkIndex);
