@@ -405,4 +405,40 @@ TEST(Manipulator, DocumentsRoundTripAndBadOnesAreRepaired)
       }
    }
 }
+
+TEST(Manipulator, BecomesALinkOfItsOwnAndKeepsItsPlace)
+{
+   Manipulator manipulator = arm(4);
+   manipulator.setManipulatorIndex(3);
+   manipulator.setFromLink(*manipulator.linkByIndex(0));
+   EXPECT_EQ(manipulator.manipulatorLabel(), "label0");
+   EXPECT_EQ(manipulator.jointDof(), 3U);
+   EXPECT_TRUE(zqTest::parentsAreRight(manipulator));
+   manipulator.findAndConvertToReferences();
+   EXPECT_EQ(manipulator.manipulatorIndex(), 3U);
+
+   // A label that is given may be one that changes.
+   manipulator.appendToAllLabels(manipulator.linkLabel());
+   EXPECT_NE(manipulator.linkByIdentifier("label3label0"), nullptr);
+}
+
+TEST(Manipulator, LabelsOfABoundReferenceAreItsModelsToo)
+{
+   Manipulator::Manipulators both{arm(2), Manipulator()};
+   both[1].setManipulatorLabel("second");
+   ZqManipulatorReferenceDescription description;
+   description.setIsManipulatorReferenced(true);
+   description.setReferencedManipulatorLabel("manipulator");
+   both[1].setManipulatorReferenceDescription(description);
+   ASSERT_TRUE(both[1].configureManipulatorReference(both));
+   ASSERT_TRUE(both[1].changeLinkLabel("label1", "hand"));
+   for (const Manipulator& manipulator : both)
+      EXPECT_EQ(manipulator.linkByIdentifier("hand"), both[0].linkByIndex(1));
+
+   // Without its model, nothing of it is left.
+   both[0].setManipulatorLabel("gone");
+   EXPECT_FALSE(both[1].configureManipulatorReference(both));
+   EXPECT_EQ(both[1].jointDof(), 0U);
+   EXPECT_EQ(both[1].referenceLink(), &both[1]);
+}
 } // namespace

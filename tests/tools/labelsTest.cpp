@@ -126,4 +126,24 @@ TEST(LinkLabelMapping, StaysOneToOne)
    for (const auto& [newLabel, pair] : mapping.newLabelToManipulatorLinkLabel())
       EXPECT_EQ(mapping.manipulatorLinkLabelToNewLabel().at(pair), newLabel);
 }
+
+TEST(LabelPool, CountsOnFromWhatItFoundTaken)
+{
+   // From every number the first free one, whatever was asked before; and as fast as that.
+   ZqLabelPool pool;
+   const auto label = [](ZqU32 number) { return "a-" + std::to_string(number); };
+   constexpr ZqU32 count = 20000;
+   for (ZqU32 i = 1; i <= count; ++i)
+      if (i != 7)
+         pool.addUsedLabel(label(i));
+   EXPECT_EQ(pool.nextUnusedLabel(label(9)), label(count + 1));
+   EXPECT_EQ(pool.nextUnusedLabel(label(3)), label(7));
+   pool.addUsedLabel(label(7));
+   for (ZqU32 i = 1; i <= count; ++i)
+   {
+      const ZqString next = pool.nextUnusedLabel(label(1 + (i * 7919U) % count));
+      ASSERT_EQ(next, label(count + i));
+      pool.addUsedLabel(next);
+   }
+}
 } // namespace

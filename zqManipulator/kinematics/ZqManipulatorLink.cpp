@@ -263,16 +263,11 @@ bool ZqManipulatorLink::mapLinks(LinkPointerVector& links, LinkPointerMap& label
 const ZqCoordinateSystemTransformation&
 ZqManipulatorLink::dhFrameInSystem(ZqManipulatorActivePositionState& activeState) const
 {
-   if (!hasPlaceIn(activeState))
-   {
-      Zq::Print::instance().write(Zq::Rejected,
-                                  "ZqManipulatorLink::dhFrameInSystem(): index out of range.\n");
-      return m_theDummyTransformation;
-   }
-   ZqLinkPositionState& own = activeState.linkPositionState(m_linkIndex);
-   if (!own.locationInSystemValid())
-      placeInSystem(activeState, own);
-   return own.dhFrame();
+   if (const ZqLinkPositionState* own = placeInSystem(activeState))
+      return own->ZqLinkPositionState::dhFrame();
+   Zq::Print::instance().write(Zq::Rejected,
+                               "ZqManipulatorLink::dhFrameInSystem(): index out of range.\n");
+   return m_theDummyTransformation;
 }
 
 const ZqCoordinateSystemTransformation&
@@ -283,52 +278,48 @@ ZqManipulatorLink::primaryFrameInSystem(ZqManipulatorActivePositionState& active
       dhFrameInSystem(activeState);
       return activeState.basePositionState().primaryFrame();
    }
-   if (!hasPlaceIn(activeState))
-   {
-      const ZqU32 records = activeState.linkPositionStates().size();
-      const ZqU32 joints = activeState.positionState().jointPositions().size();
-      Zq::Print::instance().write(
-         Zq::Rejected, "ZqManipulatorLink::primaryFrameInSystem(): index %d out of range %d.\n",
-         static_cast<int>(m_linkIndex), static_cast<int>(m_linkIndex < records ? joints : records));
-      return m_theDummyTransformation;
-   }
-   ZqLinkPositionState& own = activeState.linkPositionState(m_linkIndex);
-   if (!own.locationInSystemValid())
-      placeInSystem(activeState, own);
-   return own.primaryFrame();
+   if (const ZqLinkPositionState* own = placeInSystem(activeState))
+      return own->ZqLinkPositionState::primaryFrame();
+   const ZqU32 records = activeState.linkPositionStates().size();
+   const ZqU32 joints = activeState.positionState().jointPositions().size();
+   Zq::Print::instance().write(
+      Zq::Rejected, "ZqManipulatorLink::primaryFrameInSystem(): index %d out of range %d.\n",
+      static_cast<int>(m_linkIndex), static_cast<int>(m_linkIndex < records ? joints : records));
+   return m_theDummyTransformation;
 }
 
-/// Whether the state has a record of the link, and what it takes to fill it: a state that was read may
-/// have fewer joint positions than records.
-bool ZqManipulatorLink::hasPlaceIn(const ZqManipulatorActivePositionState& activeState) const
+/// The record of the link with both frames valid, or null when the state has none, or no joint position
+/// to fill it from. Records are of this very class, so that nothing of them need be called virtually.
+const ZqLinkPositionState*
+ZqManipulatorLink::placeInSystem(ZqManipulatorActivePositionState& activeState) const
 {
    const auto& links = activeState.linkPositionStates();
-   return m_linkIndex < links.size() &&
-          (links[m_linkIndex].locationInSystemValid() ||
-           m_linkIndex < activeState.positionState().jointPositions().size());
-}
+   if (m_linkIndex >= links.size())
+      return nullptr;
+   if (links[m_linkIndex].ZqLinkPositionState::locationInSystemValid())
+      return &links[m_linkIndex];
+   const auto& jointPositions = activeState.positionState().jointPositions();
+   if (m_linkIndex >= jointPositions.size())
+      return nullptr;
 
-/// Computes both frames of the link, and before them what is stale towards the base.
-void ZqManipulatorLink::placeInSystem(ZqManipulatorActivePositionState& activeState,
-                                      ZqLinkPositionState& own) const
-{
-   const auto& links = activeState.linkPositionStates();
+   // What is stale towards the base is filled in first.
    const auto* parentFrame = &ZqCoordinateSystemTransformation::identity();
    if (m_parentLink != nullptr)
    {
       const ZqU32 parent = m_parentLink->m_linkIndex;
-      parentFrame = parent < links.size() && links[parent].locationInSystemValid()
-                       ? &links[parent].dhFrame()
-                       : &m_parentLink->dhFrameInSystem(activeState);
+      parentFrame =
+         parent < links.size() && links[parent].ZqLinkPositionState::locationInSystemValid()
+            ? &links[parent].dhFrame()
+            : &m_parentLink->dhFrameInSystem(activeState);
    }
+   ZqLinkPositionState& own = activeState.linkPositionState(m_linkIndex);
    if (const ZqLinkKinematics* joint = m_linkKinematicsContainer.topElement())
-      own.setLocation(
-         *parentFrame,
-         joint->calculateTransform(activeState.positionState().jointPositions()[m_linkIndex]),
-         joint->primaryFrame());
+      own.setLocation(*parentFrame, joint->calculateTransform(jointPositions[m_linkIndex]),
+                      joint->primaryFrame());
    else
       own.setLocation(*parentFrame, ZqCoordinateSystemTransformation::identity(),
                       ZqCoordinateSystemTransformation::identity());
+   return &own;
 }
 
 bool ZqManipulatorLink::setLinkReferences(const LinkPointerMap& labelToLink)

@@ -253,9 +253,7 @@ private:
    const ZqRigidBodyMassProperties&
    withAttachments(const ZqRigidBodyMassProperties& own, const ZqStatedSystemStruct* stateStruct,
                    const ZqCoordinateSystemTransformation* outer) const;
-   bool hasPlaceIn(const ZqManipulatorActivePositionState& activeState) const;
-   void placeInSystem(ZqManipulatorActivePositionState& activeState,
-                      ZqLinkPositionState& own) const;
+   const ZqLinkPositionState* placeInSystem(ZqManipulatorActivePositionState& activeState) const;
 
    // What a query of frames touches stands together.
    ZqU32 m_linkIndex = ZqNoLinkIndex;
