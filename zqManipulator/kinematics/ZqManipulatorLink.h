@@ -15,6 +15,7 @@ class ZqArticulatedBodyDynamics;
 class ZqIndividualManipulator;
 class ZqLineSegment;
 class ZqLinkArticulationState;
+class ZqLinkForceState;
 class ZqLinkMassState;
 class ZqLinkPositionState;
 class ZqManipulatorActivePositionState;
@@ -352,9 +353,9 @@ protected:
 
    /// \name One step of the recursions, for a link that the state has
    /// @{
-   ZqGeneralForce forceOnSubtree(const ZqManipulatorExternalForce& externalForce,
-                                 ZqManipulatorActiveState& activeState,
-                                 const ZqStatedSystemStruct* stateStruct) const;
+   void gatherForces(ZqLinkForceState& record, const ZqManipulatorExternalForce& externalForce,
+                     ZqManipulatorActiveState& activeState,
+                     const ZqStatedSystemStruct* stateStruct) const;
    void composeBody(ZqLinkMassState& record, ZqManipulatorActiveState& activeState,
                     const ZqStatedSystemStruct* stateStruct) const;
    void articulateBody(ZqLinkArticulationState& record,
@@ -377,6 +378,8 @@ private:
    const ZqLinkPositionState* placeInSystem(ZqManipulatorActivePositionState& activeState) const;
    const ZqRigidBodyMassProperties& dhMasses(const ZqStatedSystemStruct* stateStruct) const;
    const ZqLinkPositionState& withDhTransform(ZqManipulatorActivePositionState& activeState) const;
+   const ZqGeneralMotion& parentVelocity(ZqManipulatorActiveState& activeState) const;
+   const ZqGeneralMotion& parentAcceleration(ZqManipulatorActiveState& activeState) const;
    ZqGeneralForce forceOnBody(const ZqManipulatorExternalForce& externalForce,
                               ZqManipulatorActiveState& activeState,
                               const ZqStatedSystemStruct* stateStruct) const;
