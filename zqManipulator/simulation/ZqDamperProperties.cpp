@@ -32,5 +32,5 @@ ZqReal ZqDamperProperties::torque(const ZqIndividualManipulator& manipulator,
 ZqReal ZqDamperProperties::torque(const ZqIndividualManipulator& manipulator,
                                   const ZqManipulatorActiveState& state) const
 {
-   return isEmpty() ? 0.0 : torque(manipulator, state.velocityState());
+   return torque(manipulator, state.velocityState());
 }

@@ -32,5 +32,5 @@ ZqReal ZqSpringProperties::torque(const ZqIndividualManipulator& manipulator,
 ZqReal ZqSpringProperties::torque(const ZqIndividualManipulator& manipulator,
                                   const ZqManipulatorActiveState& state) const
 {
-   return isEmpty() ? 0.0 : torque(manipulator, state.positionState());
+   return torque(manipulator, state.positionState());
 }
