@@ -24,8 +24,8 @@ protected:
 
    Drive()
    {
-      drive.setManipulatorLink(manipulator.linkByIndex(joint));
-      drive.setGearRatio(4.0);
+      subject.setManipulatorLink(manipulator.linkByIndex(joint));
+      subject.setGearRatio(4.0);
       move(0.0, 0.0);
    }
    /// Moves the joint, and the motor with it.
@@ -40,25 +40,25 @@ protected:
       ZqAccelerationState accelerations;
       accelerations.setJointAccelerations(ZqXmlVectorBasicType<ZqReal>{9.0, acceleration, 9.0});
       state.setAccelerationState(accelerations);
-      drive.initializeActuatorStates(state);
+      subject.initializeActuatorStates(state);
    }
    ZqActuatorState& motors() { return state.actuatorState(); }
    ZqReal motorAcceleration(ZqReal input)
    {
-      drive.acceleration(input, state);
+      subject.acceleration(input, state);
       return motors().motorAccelerations()[joint];
    }
    void setFlexible(ZqReal inertia)
    {
-      drive.setIsRigid(false);
-      drive.setInertia(inertia);
-      drive.setJointFlexibilityStiffness(8.0);
-      drive.setJointFlexibilityDamping(2.0);
+      subject.setIsRigid(false);
+      subject.setInertia(inertia);
+      subject.setJointFlexibilityStiffness(8.0);
+      subject.setJointFlexibilityDamping(2.0);
    }
 
    ZqIndividualManipulator manipulator =
       zqTest::makeManipulator(zqTest::chain(3), [](ZqU32) { return ZqManipulatorLink(); });
-   DriveTrain drive;
+   DriveTrain subject;
    ZqManipulatorActiveState state;
 };
 using DriveTrains = testing::Types<ZqMechanicalActuatorComponent, ZqOldJointActuator>;
@@ -78,16 +78,16 @@ TYPED_TEST(Drive, StartsWithAMotorThatFollowsItsJoint)
    EXPECT_EQ(motors.outputTorques().size(), 3U);
 
    // Without joint accelerations the motor has none.
-   this->drive.setIsRigid(false);
+   this->subject.setIsRigid(false);
    this->state.setAccelerationState(ZqAccelerationState());
-   this->drive.initializeActuatorStates(this->state);
+   this->subject.initializeActuatorStates(this->state);
    EXPECT_TRUE(motors.nonRigidActuatorFlags()[joint]);
    EXPECT_EQ(motors.motorAccelerations()[joint], 0.0);
 }
 
 TYPED_TEST(Drive, StoppersPushInTheirZones)
 {
-   auto& drive = this->drive;
+   auto& drive = this->subject;
    drive.setStopperSpringCoefficient(10.0);
    drive.setStopperDampingCoefficient(2.0);
    drive.setFrictionCoefficient(0.5);
@@ -115,7 +115,7 @@ TYPED_TEST(Drive, StoppersPushInTheirZones)
 
 TYPED_TEST(Drive, SticksUpToTheStaticLevelAndSlipsWhenFast)
 {
-   auto& drive = this->drive;
+   auto& drive = this->subject;
    drive.setStaticCoulombFriction(3.0);
    drive.setKineticCoulombFrictionPercentage(0.5);
    drive.setStaticCoulombSpringCoefficient(16.0);
@@ -150,7 +150,7 @@ TYPED_TEST(Drive, SticksUpToTheStaticLevelAndSlipsWhenFast)
 
 TYPED_TEST(Drive, ShaftGivesNoTorqueWithinTheBacklash)
 {
-   auto& drive = this->drive;
+   auto& drive = this->subject;
    this->setFlexible(0.25);
    drive.setBacklash(2.0);
    this->move(1.0, 0.5); // the shaft's end at 4 with 2
@@ -174,7 +174,7 @@ TYPED_TEST(Drive, ShaftGivesNoTorqueWithinTheBacklash)
 
 TYPED_TEST(Drive, GivesWhatFrictionLeavesOfTheInput)
 {
-   auto& drive = this->drive;
+   auto& drive = this->subject;
    drive.setFrictionCoefficient(0.125);
    drive.setStaticCoulombFriction(3.0);
    ZqReal efficiency = 1.0;
@@ -214,7 +214,7 @@ TYPED_TEST(Drive, GivesWhatFrictionLeavesOfTheInput)
 
 TYPED_TEST(Drive, ZeroGearRatioPassesNothing)
 {
-   auto& drive = this->drive;
+   auto& drive = this->subject;
    this->setFlexible(0.25);
    drive.setStaticCoulombFriction(3.0);
    drive.setGearRatio(0.0);
@@ -227,7 +227,7 @@ TYPED_TEST(Drive, ZeroGearRatioPassesNothing)
 
 TYPED_TEST(Drive, JointWithoutAnEntryIsReported)
 {
-   auto& drive = this->drive;
+   auto& drive = this->subject;
    using Operation = ZqReal (*)(TypeParam&, ZqManipulatorActiveState&);
    struct
    {
