@@ -4,4 +4,4 @@ ZQ_TEST_PERSISTENT_CLASSES(Simulation, ZqManipulatorSelfCollisionLinkMap,
                            ZqSystemCollisionExclusionMap, ZqCollisionExclusionData,
                            ZqManipulatorAttachmentNode, ZqManipulatorAttachmentChange,
                            ZqManipulatorAttachmentMap, ZqLinkAttachment,
-                           ZqOldManipulatorAttachmentMap)
+                           ZqOldManipulatorAttachmentMap, ZqSpringProperties, ZqDamperProperties)
