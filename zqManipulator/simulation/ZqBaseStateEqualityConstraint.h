@@ -50,8 +50,8 @@ public:
    /// The rate of the Jacobian (1/s) while the manipulator moves with a velocity.
    ///
    /// By one difference over 1e-8 s, or over the time in which the fastest forward joint moves by 1e-7,
-   /// if that is less. Rounding leaves about 1e-7 in an element, for lengths of a few metres and joints
-   /// up to 10 rad/s; faster joints leave more in proportion to the rate.
+   /// if that is less. On random trees of up to eight links of a metre or two, an element is off by up
+   /// to 1e-6 while joints move at 1 rad/s, which is rounding, and by up to 6e-6 at 10 rad/s.
    ///
    /// The base is moved for n times as long as the joints, n being their number: what the motion of
    /// the base contributes comes out n times as large. Its velocity is taken in the frame in which the
