@@ -27,9 +27,10 @@ void ZqIndividualManipulator::propagateState(const ZqVelocityState& velocity, Zq
    if (!isStep(dt, "propagateState"))
       return;
    const LinkPointerVector& links = linkPointerVector();
-   const std::vector<ZqReal>& rates = velocity.jointVelocities().values();
-   std::vector<ZqReal>& joints = position.jointPositions().values();
-   const std::size_t count = std::min({links.size(), rates.size(), joints.size()});
+   const std::size_t count = std::min<std::size_t>(
+      {links.size(), velocity.jointVelocities().size(), position.jointPositions().size()});
+   const ZqReal* const rates = velocity.jointVelocities().values().data();
+   ZqReal* const joints = position.jointPositions().values().data();
    const auto stopAt = [&](std::size_t joint, ZqReal limit)
    {
       results.setHitJointLimit(true);
@@ -41,17 +42,18 @@ void ZqIndividualManipulator::propagateState(const ZqVelocityState& velocity, Zq
       // Links below the base are plain ones. Only the limit ahead is asked for.
       const ZqJointActuator& drive = links[i]->ZqManipulatorLink::jointActuator();
       const ZqReal rate = rates[i];
-      joints[i] += dt * rate;
+      const ZqReal q = dt * rate + joints[i];
+      joints[i] = q;
       if (rate > 0.0)
       {
          const ZqReal upper = drive.ZqJointActuator::upperLimit();
-         if (upper < joints[i])
+         if (upper < q)
             stopAt(i, upper);
       }
       else if (rate < 0.0)
       {
          const ZqReal lower = drive.ZqJointActuator::lowerLimit();
-         if (joints[i] < lower)
+         if (q < lower)
             stopAt(i, lower);
       }
    }
@@ -78,9 +80,10 @@ void ZqIndividualManipulator::propagateVelocityState(const ZqAccelerationState& 
    if (!isStep(dt, "propagateVelocityState"))
       return;
    const LinkPointerVector& links = linkPointerVector();
-   const std::vector<ZqReal>& accelerations = acceleration.jointAccelerations().values();
-   std::vector<ZqReal>& rates = velocity.jointVelocities().values();
-   const std::size_t count = std::min({links.size(), accelerations.size(), rates.size()});
+   const std::size_t count = std::min<std::size_t>(
+      {links.size(), acceleration.jointAccelerations().size(), velocity.jointVelocities().size()});
+   const ZqReal* const accelerations = acceleration.jointAccelerations().values().data();
+   ZqReal* const rates = velocity.jointVelocities().values().data();
    for (std::size_t i = 0; i < count; ++i)
    {
       const ZqJointActuator& drive = links[i]->ZqManipulatorLink::jointActuator();

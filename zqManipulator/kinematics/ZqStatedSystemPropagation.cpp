@@ -17,10 +17,11 @@ enum CollisionMode : ZqU32
 struct CollisionStep
 {
    ZqU32 count; ///< of manipulators
-   ZqManipulatorSystemState& state;
-   const ZqXmlVectorType<ZqPositionState>& startPositions;
-   ZqStatedSystem::PropagationResults& results;
-   ZqStatedSystem::PropagationResults& collisions; ///< of the last search
+   const ZqManipulatorSystemState& state;
+   std::vector<ZqPositionState>& positions; ///< of the state
+   const std::vector<ZqPositionState>& startPositions;
+   std::vector<ZqPropagationResultData>& results;
+   const std::vector<ZqPropagationResultData>& collisions; ///< of the last search
 
    void takeClosest()
    {
@@ -41,7 +42,7 @@ struct CollisionStep
       results[i].setOtherCollidedLink(collisions[i].otherCollidedLink());
       results[i].setOtherCollidedManipulator(collisions[i].otherCollidedManipulator());
    }
-   void returnToStart(ZqU32 i) { state.positionStates()[i] = startPositions[i]; }
+   void returnToStart(ZqU32 i) { positions[i] = startPositions[i]; }
 };
 
 /// All manipulators return when any collide. `search` answers whether any do.
@@ -132,20 +133,23 @@ void ZqStatedSystem::propagateTo(ZqReal time, ZqManipulatorSystemState& state,
          state.time(), time);
       return;
    }
-   const ZqManipulatorSystem::Manipulators& manipulators = system().manipulators();
-   auto& positions = state.positionStates();
-   auto& velocities = state.velocityStates();
-   auto& activeStates = activeState.manipulatorActiveStateVector();
-   const ZqU32 count = std::min({positions.size(), velocities.size(), manipulators.size()});
+   const auto& manipulators = system().manipulators().vectorContainer();
+   auto& positions = state.positionStates().vectorContainer();
+   auto& velocities = state.velocityStates().vectorContainer();
+   auto& activeStates = activeState.manipulatorActiveStateVector().vectorContainer();
+   auto& flags = results.vectorContainer();
+   auto& starts = m_startPositionStates.vectorContainer();
+   const auto count =
+      static_cast<ZqU32>(std::min({positions.size(), velocities.size(), manipulators.size()}));
    if (activeStates.size() != count)
    {
       activeStates.resize(count);
       activeState.invalidateSystemLevel();
    }
-   results.resize(count);
+   flags.resize(count);
    if (mode != 0)
       m_propagationCollisionResults.resize(count);
-   m_startPositionStates = positions;
+   starts = positions;
 
    // Velocities first: with them the positions make the step a symplectic one.
    for (ZqU32 i = 0; i < count; ++i)
@@ -153,16 +157,17 @@ void ZqStatedSystem::propagateTo(ZqReal time, ZqManipulatorSystemState& state,
       const ZqAccelerationState& acceleration =
          activeStates[i].activeAccelerationState().accelerationState();
       propagateSingleVelocityStateBy(i, acceleration, dt, velocities[i]);
-      propagateSingleStateBy(i, velocities[i], dt, positions[i], results[i]);
-      if (results[i].hitJointLimit())
-         positions[i] = m_startPositionStates[i];
+      propagateSingleStateBy(i, velocities[i], dt, positions[i], flags[i]);
+      if (flags[i].hitJointLimit())
+         positions[i] = starts[i];
    }
 
    const ZqManipulatorAttachmentMap& map = configuration().attachmentMap();
    if (map.baseNodes().size() > 0)
-      moveAttachedManipulators(map, manipulators, count, state, activeState);
+      moveAttachedManipulators(map, system().manipulators(), count, state, activeState);
 
-   CollisionStep step{count, state, m_startPositionStates, results, m_propagationCollisionResults};
+   CollisionStep step{count,  state, positions,
+                      starts, flags, m_propagationCollisionResults.vectorContainer()};
    const auto search = [&] {
       return checkForCollisions(activeState, dt, fidelity, tolerance,
                                 m_propagationCollisionResults);
@@ -175,7 +180,7 @@ void ZqStatedSystem::propagateTo(ZqReal time, ZqManipulatorSystemState& state,
    for (ZqU32 i = 0; i < count; ++i)
       for (const ZqBaseStoppingCriterion* criterion :
            manipulators[i].stoppingCriteria().vectorContainer())
-         if (criterion != nullptr && criterion->stop(activeState, *this, time, i, results[i]))
+         if (criterion != nullptr && criterion->stop(activeState, *this, time, i, flags[i]))
             step.returnToStart(i);
    state.setTime(time);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "zqManipulator/foundation/tokens/ZqManipTokens.h"
+#include "zqManipulator/foundation/xml/ZqXmlClass.h"
 #include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
 
 /// What happened to one manipulator in the steps since the last `reset`: flags once raised stay up,
