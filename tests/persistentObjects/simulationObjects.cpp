@@ -4,6 +4,8 @@ ZQ_TEST_PERSISTENT_CLASSES(Simulation, ZqManipulatorSelfCollisionLinkMap,
                            ZqSystemCollisionExclusionMap, ZqCollisionExclusionData,
                            ZqManipulatorAttachmentNode, ZqManipulatorAttachmentChange,
                            ZqManipulatorAttachmentMap, ZqLinkAttachment,
-                           ZqOldManipulatorAttachmentMap, ZqPropagationDescriptor,
-                           ZqPropagationResultData, ZqComPolygonalStoppingCriterion,
-                           ZqStoppingCriterionVector)
+                           ZqOldManipulatorAttachmentMap, ZqSpringProperties, ZqDamperProperties,
+                           ZqLinearStateEqualityConstraint, ZqPointStateEqualityConstraint,
+                           ZqXyStateEqualityConstraint, ZqStateEqualityConstraintVector,
+                           ZqPropagationDescriptor, ZqPropagationResultData,
+                           ZqComPolygonalStoppingCriterion, ZqStoppingCriterionVector)

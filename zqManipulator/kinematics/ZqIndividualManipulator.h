@@ -5,6 +5,7 @@
 #include "zqManipulator/kinematics/ZqLinkCollisionTest.h"
 #include "zqManipulator/kinematics/ZqManipulatorLink.h"
 #include "zqManipulator/simulation/ZqPropagationResultData.h"
+#include "zqManipulator/simulation/ZqStateEqualityConstraintVector.h"
 #include "zqManipulator/simulation/ZqStoppingCriterionVector.h"
 #include "zqManipulator/tools/ZqManipulatorLinkLabelMapping.h"
 
@@ -43,6 +44,8 @@ public:
             ZqComponent{&This::m_optimizeOnLoad, &ZqManip::ZqOptimizeOnLoadToken},
             ZqComponent{&This::m_manipulatorReferenceDescription,
                         &ZqManip::ZqManipulatorReferenceDescriptionToken},
+            ZqComponent{&This::m_stateEqualityConstraints,
+                        &ZqManip::ZqStateEqualityConstraintVectorToken},
             ZqComponent{&This::m_stoppingCriteria, &ZqManip::ZqStoppingCriteriaToken},
             ZqComponent{&This::m_displayLinkIndices, &ZqManip::ZqDisplayLinkIndicesToken},
             ZqComponent{&This::m_selfCollisionLinkMap,
@@ -169,6 +172,14 @@ public:
    /// Whether two links may collide, by link index or `ZqBaseLinkIndex`. A link does not collide with
    /// itself. An index out of range is rejected with a message, and the answer is false.
    virtual bool canCollide(ZqU32 first, ZqU32 second) const;
+   virtual const ZqStateEqualityConstraintVector& stateEqualityConstraints() const
+   {
+      return m_stateEqualityConstraints;
+   }
+   virtual void setStateEqualityConstraints(const ZqStateEqualityConstraintVector& constraints)
+   {
+      m_stateEqualityConstraints = constraints;
+   }
    virtual const ZqStoppingCriterionVector& stoppingCriteria() const { return m_stoppingCriteria; }
    virtual void setStoppingCriteria(const ZqStoppingCriterionVector& criteria)
    {
@@ -265,6 +276,7 @@ private:
    bool m_optimizeOnLoad = false;
    bool m_isControllable = false;
    ZqManipulatorReferenceDescription m_manipulatorReferenceDescription;
+   ZqStateEqualityConstraintVector m_stateEqualityConstraints;
    ZqStoppingCriterionVector m_stoppingCriteria;
    DisplayLinkIndices m_displayLinkIndices;
    ZqManipulatorSelfCollisionLinkMap m_selfCollisionLinkMap;
