@@ -24,9 +24,14 @@
 #include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
 #include "zqManipulator/kinematics/ZqManipulatorLinkIdentifier.h"
 #include "zqManipulator/kinematics/ZqStatedSystem.h"
+#include "zqManipulator/simulation/ZqComPolygonalStoppingCriterion.h"
+#include "zqManipulator/simulation/ZqLinearStateEqualityConstraint.h"
 #include "zqManipulator/simulation/ZqLinkAttachment.h"
 #include "zqManipulator/simulation/ZqManipulatorAttachmentMap.h"
 #include "zqManipulator/simulation/ZqOldManipulatorAttachmentMap.h"
+#include "zqManipulator/simulation/ZqPointStateEqualityConstraint.h"
+#include "zqManipulator/simulation/ZqPropagationDescriptor.h"
+#include "zqManipulator/simulation/ZqXyStateEqualityConstraint.h"
 #include "zqManipulator/state/ZqAccelerationState.h"
 #include "zqManipulator/state/ZqActuatorState.h"
 #include "zqManipulator/state/ZqAttachmentState.h"
@@ -316,6 +321,43 @@ struct Filler
       attachment.setLinkId("wrist");
       attachment.setFrame(sampleFrame());
    }
+   static void fill(ZqPropagationDescriptor& descriptor)
+   {
+      descriptor.setCheckForCollisions(true);
+      descriptor.setCollisionDetectionTolerance(0.03);
+      descriptor.setCollisionDetectionFidelity(2);
+   }
+   static void fill(ZqPropagationResultData& result)
+   {
+      result.setHitJointLimit(true);
+      result.setHitSingularity(true);
+      result.setCollisionOccurred(true);
+      result.setLinkIndexAtJointLimit(2);
+      result.setCollidedManipulator(3);
+      result.setCollidedLink(4);
+      result.setOtherCollidedLink(5);
+      result.setOtherCollidedManipulator(6);
+      result.setClosestManipulator(7);
+      result.setClosestLink(8);
+      result.setOtherClosestLink(9);
+      result.setOtherClosestManipulator(10);
+      result.setClosestDistance(-0.02);
+      result.registerGenericStoppingCriterion("tipped over");
+   }
+   static void fill(ZqComPolygonalStoppingCriterion& criterion)
+   {
+      criterion.setPolygonVertices({{2.0, 3.0, 4.0}, {-5.0, 6.0, 7.0}, {8.0, -9.0, 10.0}});
+      criterion.setReferenceLinkLabel("foot");
+      criterion.setDescriptiveText("tips over");
+   }
+   static void fill(ZqStoppingCriterionVector& criteria)
+   {
+      ZqComPolygonalStoppingCriterion criterion;
+      fill(criterion);
+      criteria.pushBack(criterion);
+      criterion.setDescriptiveText("falls");
+      criteria.pushBack(criterion);
+   }
    static void fill(ZqOldManipulatorAttachmentMap& map)
    {
       map.attachManipulator(28, 29, "elbow", sampleFrame());
@@ -527,6 +569,37 @@ struct Filler
       link.addNamedFrame("flange", frame);
       link.setIsConstrained(true);
    }
+   static void fill(ZqLinearStateEqualityConstraint& constraint)
+   {
+      constraint.setJointWeights({{0.25, -0.5}, {0.75}});
+      constraint.setBaseWeights({{1.25, -1.5, 1.75}, {2.25}, {}});
+      constraint.setWeightedSums({2.5, -2.75});
+   }
+   static void fill(ZqPointPairStateEqualityConstraint& constraint)
+   {
+      constraint.setFirstLinkLabel("crank");
+      constraint.setSecondLinkLabel("rocker");
+      constraint.setFirstLinkPoint({0.3, -0.4, 0.6});
+      constraint.setSecondLinkPoint({-0.7, 0.8, 0.9});
+   }
+   static void fill(ZqXyStateEqualityConstraint& constraint)
+   {
+      fill(static_cast<ZqPointPairStateEqualityConstraint&>(constraint));
+      constraint.setXyOrientation({1.0 / 11.0, 2.0 / 11.0, 4.0 / 11.0, -10.0 / 11.0});
+   }
+   template <class Constraint>
+   static void add(ZqStateEqualityConstraintVector& constraints)
+   {
+      Constraint constraint;
+      fill(constraint);
+      constraints.pushBack(constraint);
+   }
+   static void fill(ZqStateEqualityConstraintVector& constraints)
+   {
+      add<ZqXyStateEqualityConstraint>(constraints);
+      add<ZqLinearStateEqualityConstraint>(constraints);
+      add<ZqPointStateEqualityConstraint>(constraints);
+   }
    static void fill(ZqIndividualManipulator& manipulator)
    {
       ZqManipulatorLink base;
@@ -548,6 +621,12 @@ struct Filler
       fill(description);
       description.setIsManipulatorReferenced(false);
       manipulator.setManipulatorReferenceDescription(description);
+      ZqStateEqualityConstraintVector constraints;
+      fill(constraints);
+      manipulator.setStateEqualityConstraints(constraints);
+      ZqStoppingCriterionVector criteria;
+      fill(criteria);
+      manipulator.setStoppingCriteria(criteria);
       manipulator.setDisplayLinkIndices({11, 12});
       manipulator.buildSelfCollisionLinkMap();
    }

@@ -21,7 +21,8 @@ ZqIndividualManipulator::ZqIndividualManipulator(const ZqIndividualManipulator& 
      m_absoluteBoundingSphere(other.m_absoluteBoundingSphere), m_isFixedBase(other.m_isFixedBase),
      m_optimizeOnLoad(other.m_optimizeOnLoad), m_isControllable(other.m_isControllable),
      m_manipulatorReferenceDescription(other.m_manipulatorReferenceDescription),
-     m_displayLinkIndices(other.m_displayLinkIndices),
+     m_stateEqualityConstraints(other.m_stateEqualityConstraints),
+     m_stoppingCriteria(other.m_stoppingCriteria), m_displayLinkIndices(other.m_displayLinkIndices),
      m_selfCollisionLinkMap(other.m_selfCollisionLinkMap),
      m_usingManipulatorLabels(other.m_usingManipulatorLabels),
      m_linkLabelMapping(other.m_linkLabelMapping), m_linkCollisionTest(other.m_linkCollisionTest)
@@ -36,6 +37,8 @@ ZqIndividualManipulator::ZqIndividualManipulator(ZqIndividualManipulator&& other
      m_absoluteBoundingSphere(other.m_absoluteBoundingSphere), m_isFixedBase(other.m_isFixedBase),
      m_optimizeOnLoad(other.m_optimizeOnLoad), m_isControllable(other.m_isControllable),
      m_manipulatorReferenceDescription(std::move(other.m_manipulatorReferenceDescription)),
+     m_stateEqualityConstraints(std::move(other.m_stateEqualityConstraints)),
+     m_stoppingCriteria(std::move(other.m_stoppingCriteria)),
      m_displayLinkIndices(std::move(other.m_displayLinkIndices)),
      m_selfCollisionLinkMap(std::move(other.m_selfCollisionLinkMap)),
      m_manipulatorIndex(other.m_manipulatorIndex),
@@ -67,6 +70,8 @@ ZqIndividualManipulator::operator=(ZqIndividualManipulator&& other) noexcept
    m_optimizeOnLoad = other.m_optimizeOnLoad;
    m_isControllable = other.m_isControllable;
    m_manipulatorReferenceDescription = std::move(other.m_manipulatorReferenceDescription);
+   m_stateEqualityConstraints = std::move(other.m_stateEqualityConstraints);
+   m_stoppingCriteria = std::move(other.m_stoppingCriteria);
    m_displayLinkIndices = std::move(other.m_displayLinkIndices);
    m_selfCollisionLinkMap = std::move(other.m_selfCollisionLinkMap);
    m_usingManipulatorLabels = std::move(other.m_usingManipulatorLabels);
@@ -113,6 +118,8 @@ bool ZqIndividualManipulator::equalForReferencing(const ZqIndividualManipulator&
           m_absoluteBoundingSphere == other.m_absoluteBoundingSphere &&
           m_isFixedBase == other.m_isFixedBase && m_optimizeOnLoad == other.m_optimizeOnLoad &&
           m_manipulatorReferenceDescription == other.m_manipulatorReferenceDescription &&
+          m_stateEqualityConstraints == other.m_stateEqualityConstraints &&
+          m_stoppingCriteria == other.m_stoppingCriteria &&
           m_displayLinkIndices == other.m_displayLinkIndices &&
           m_selfCollisionLinkMap == other.m_selfCollisionLinkMap;
 }
