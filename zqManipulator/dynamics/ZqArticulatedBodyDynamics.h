@@ -4,7 +4,7 @@
 
 /// An articulated body as it is felt at one of its links: its inertia, and the bias force (N, N m)
 /// that holds it at zero acceleration, both about the origin of the link's frame.
-class ZqArticulatedBodyDynamics : public ZqXmlClass<ZqArticulatedBodyDynamics>
+class ZqArticulatedBodyDynamics final : public ZqXmlClass<ZqArticulatedBodyDynamics>
 {
 public:
    ZqArticulatedBodyDynamics() noexcept = default;

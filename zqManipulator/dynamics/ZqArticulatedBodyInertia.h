@@ -22,7 +22,7 @@ class ZqRigidBodyMassProperties;
 /// The flag `isRigid` says that A is a multiple of the unit matrix and C is skew, as those of a
 /// single body are. Products then use no other element, so that a caller who sets the flag vouches
 /// for it; in a document a flag that the matrices contradict is cleared, with a remark.
-class ZqArticulatedBodyInertia : public ZqXmlClass<ZqArticulatedBodyInertia>
+class ZqArticulatedBodyInertia final : public ZqXmlClass<ZqArticulatedBodyInertia>
 {
 public:
    ZqArticulatedBodyInertia() noexcept = default;

@@ -8,7 +8,7 @@ extern template class ZqXmlVectorType<ZqGeneralForce>;
 
 /// The spatial forces that act on one manipulator from outside: on each link, in the order of the
 /// link indices, and on the base, each in the DH frame of its link.
-class ZqManipulatorExternalForce : public ZqXmlClass<ZqManipulatorExternalForce>
+class ZqManipulatorExternalForce final : public ZqXmlClass<ZqManipulatorExternalForce>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorExternalForceToken; }

@@ -6,7 +6,7 @@
 
 /// What drives one manipulator: a torque (N m) or force (N) for each joint in the order of the link
 /// indices, and the spatial force on the base. For a fixed base the latter is the reaction.
-class ZqManipulatorTorque : public ZqXmlClass<ZqManipulatorTorque>
+class ZqManipulatorTorque final : public ZqXmlClass<ZqManipulatorTorque>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorTorqueToken; }

@@ -102,6 +102,19 @@ ZqRigidBodyMassProperties& ZqRigidBodyMassProperties::transformBy(const ZqRotati
    return *this;
 }
 
+void ZqRigidBodyMassProperties::add(const ZqRigidBodyMassProperties& body,
+                                    const ZqRotationMatrix& R, const ZqVector& p) noexcept
+{
+   const ZqReal m = body.m_mass;
+   const ZqVector h = R * body.m_firstMoment;
+   Symmetric I = Symmetric::of(body.m_secondMoment).rotated(R);
+   I.moveBody(m, h, p);
+   m_mass = m_mass + m;
+   m_firstMoment += h + p * m;
+   m_secondMoment += I;
+   clearCaches();
+}
+
 ZqRigidBodyMassProperties&
 ZqRigidBodyMassProperties::transformBy(const ZqCoordinateSystemTransformation& X)
 {

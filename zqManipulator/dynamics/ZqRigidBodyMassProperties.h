@@ -26,7 +26,7 @@ class ZqEllipsoid;
 /// The inverse of I and the Cholesky factor of M are computed when asked for and kept. Operations
 /// say which of the two they invalidate; the others leave a stale one in use. As even a query may
 /// write them, one record serves one thread at a time. Copies copy m, h and I alone.
-class ZqRigidBodyMassProperties : public ZqXmlClass<ZqRigidBodyMassProperties>
+class ZqRigidBodyMassProperties final : public ZqXmlClass<ZqRigidBodyMassProperties>
 {
 public:
    /// The smallest mass of a valid record, in kg.
@@ -170,6 +170,9 @@ public:
    /// of mass, which stays; where that overflows it is repaired about the origin.
    virtual void makeValid();
 
+   /// Adds a body that is moved by R and then by p.
+   void add(const ZqRigidBodyMassProperties& body, const ZqRotationMatrix& R,
+            const ZqVector& p) noexcept;
    /// Moves the body by R and then by p, for callers that move several values alike.
    ZqRigidBodyMassProperties& transformBy(const ZqRotationMatrix& R, const ZqVector& p) noexcept;
 

@@ -343,7 +343,7 @@ void ZqIndividualManipulator::fitAbsoluteBoundingSphere()
 const ZqCoordinateSystemTransformation&
 ZqIndividualManipulator::dhFrameInSystem(ZqManipulatorActivePositionState& activeState) const
 {
-   ZqLinkPositionState& base = activeState.linkPositionState(ZqBaseLinkIndex);
+   ZqLinkPositionState& base = activeState.record(ZqBaseLinkIndex);
    if (!base.locationInSystemValid())
       base.setLocation(m_coordSysXForm, activeState.positionState().coordSysXForm(),
                        primaryFrame());

@@ -193,6 +193,43 @@ public:
    const ZqCoordinateSystemTransformation&
    dhFrameInSystem(ZqManipulatorActivePositionState& activeState) const override;
 
+   /// \name The base's own motion
+   /// That of the state, which stands in the axes of the system.
+   /// @{
+   const ZqGeneralMotion&
+   dhFrameVelocityInLocal(ZqManipulatorActiveState& activeState) const override;
+   const ZqGeneralMotion&
+   dhFrameVelocityInSystem(ZqManipulatorActiveState& activeState) const override;
+   const ZqGeneralMotion&
+   primaryFrameVelocityInSystem(ZqManipulatorActiveState& activeState) const override;
+   const ZqGeneralMotion&
+   dhFrameAccelerationInLocal(ZqManipulatorActiveState& activeState) const override;
+   /// @}
+   const ZqGeneralForce&
+   dhFrameForceInLocal(const ZqManipulatorExternalForce& externalForce,
+                       ZqManipulatorActiveState& activeState,
+                       const ZqStatedSystemStruct* stateStruct) const override;
+   const ZqGeneralMotion&
+   compositeSpatialMomentumInLocal(ZqManipulatorActiveState& activeState,
+                                   const ZqStatedSystemStruct* stateStruct) const override;
+   const ZqGeneralMotion&
+   compositeSpatialMomentumRateInLocal(ZqManipulatorActiveState& activeState,
+                                       const ZqStatedSystemStruct* stateStruct) const override;
+   const ZqRigidBodyMassProperties& crbi(ZqManipulatorActiveState& activeState,
+                                         const ZqStatedSystemStruct* stateStruct) const override;
+   const ZqArticulatedBodyDynamics& arbd(const ZqManipulatorExternalForce& externalForce,
+                                         const ZqManipulatorTorque& torque,
+                                         ZqManipulatorActiveState& activeState,
+                                         const ZqStatedSystemStruct* stateStruct) const override;
+   /// Zero for a fixed base. A free base answers to the general force of the torques.
+   const ZqGeneralMotion& arbiSupplementalDhFrameAccelerationInLocal(
+      const ZqManipulatorExternalForce& externalForce, const ZqManipulatorTorque& torque,
+      ZqManipulatorActiveState& activeState,
+      const ZqStatedSystemStruct* stateStruct) const override;
+   virtual const ZqGeneralMotion& arbiBaseAccelerationInLocal(
+      const ZqManipulatorExternalForce& externalForce, const ZqManipulatorTorque& torque,
+      ZqManipulatorActiveState& activeState, const ZqStatedSystemStruct* stateStruct) const;
+
    /// The labels under which links of other manipulators went into this one.
    const ZqManipulatorLinkLabelMapping& linkLabelMapping() const { return m_linkLabelMapping; }
    /// The labels, besides its own, that this manipulator keeps in use in its system.

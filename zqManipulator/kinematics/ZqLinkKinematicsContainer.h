@@ -6,7 +6,7 @@ extern template class ZqBaseExpressionTreeContainer<ZqLinkKinematics>;
 
 /// A container of at most one joint. Without one, every query has a neutral answer, so that a link
 /// need not know whether it has a joint.
-class ZqLinkKinematicsContainer : public ZqBaseExpressionTreeContainer<ZqLinkKinematics>
+class ZqLinkKinematicsContainer final : public ZqBaseExpressionTreeContainer<ZqLinkKinematics>
 {
 public:
    ZqXmlObject* clone() const override;

@@ -264,7 +264,7 @@ const ZqCoordinateSystemTransformation&
 ZqManipulatorLink::dhFrameInSystem(ZqManipulatorActivePositionState& activeState) const
 {
    if (const ZqLinkPositionState* own = placeInSystem(activeState))
-      return own->ZqLinkPositionState::dhFrame();
+      return own->dhFrame();
    Zq::Print::instance().write(Zq::Rejected,
                                "ZqManipulatorLink::dhFrameInSystem(): index out of range.\n");
    return m_theDummyTransformation;
@@ -279,7 +279,7 @@ ZqManipulatorLink::primaryFrameInSystem(ZqManipulatorActivePositionState& active
       return activeState.basePositionState().primaryFrame();
    }
    if (const ZqLinkPositionState* own = placeInSystem(activeState))
-      return own->ZqLinkPositionState::primaryFrame();
+      return own->primaryFrame();
    const ZqU32 records = activeState.linkPositionStates().size();
    const ZqU32 joints = activeState.positionState().jointPositions().size();
    Zq::Print::instance().write(
@@ -289,14 +289,14 @@ ZqManipulatorLink::primaryFrameInSystem(ZqManipulatorActivePositionState& active
 }
 
 /// The record of the link with both frames valid, or null when the state has none, or no joint position
-/// to fill it from. Records are of this very class, so that nothing of them need be called virtually.
+/// to fill it from.
 const ZqLinkPositionState*
 ZqManipulatorLink::placeInSystem(ZqManipulatorActivePositionState& activeState) const
 {
    const auto& links = activeState.linkPositionStates();
    if (m_linkIndex >= links.size())
       return nullptr;
-   if (links[m_linkIndex].ZqLinkPositionState::locationInSystemValid())
+   if (links[m_linkIndex].locationInSystemValid())
       return &links[m_linkIndex];
    const auto& jointPositions = activeState.positionState().jointPositions();
    if (m_linkIndex >= jointPositions.size())
@@ -308,11 +308,11 @@ ZqManipulatorLink::placeInSystem(ZqManipulatorActivePositionState& activeState) 
    {
       const ZqU32 parent = m_parentLink->m_linkIndex;
       parentFrame =
-         parent < links.size() && links[parent].ZqLinkPositionState::locationInSystemValid()
+         parent < links.size() && links[parent].locationInSystemValid()
             ? &links[parent].dhFrame()
             : &m_parentLink->dhFrameInSystem(activeState);
    }
-   ZqLinkPositionState& own = activeState.linkPositionState(m_linkIndex);
+   ZqLinkPositionState& own = activeState.record(m_linkIndex);
    if (const ZqLinkKinematics* joint = m_linkKinematicsContainer.topElement())
       own.setLocation(*parentFrame, joint->calculateTransform(jointPositions[m_linkIndex]),
                       joint->primaryFrame());

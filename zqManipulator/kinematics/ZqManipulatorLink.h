@@ -11,9 +11,16 @@
 #include <memory>
 #include <vector>
 
+class ZqArticulatedBodyDynamics;
 class ZqIndividualManipulator;
+class ZqLineSegment;
+class ZqLinkArticulationState;
+class ZqLinkMassState;
 class ZqLinkPositionState;
 class ZqManipulatorActivePositionState;
+class ZqManipulatorActiveState;
+class ZqManipulatorExternalForce;
+class ZqManipulatorTorque;
 class ZqStatedSystemStruct;
 
 /// One rigid body of a manipulator, with the joint that connects it to its parent and, by value, its
@@ -178,6 +185,93 @@ public:
    /// The primary frame in the system, as above.
    virtual const ZqCoordinateSystemTransformation&
    primaryFrameInSystem(ZqManipulatorActivePositionState& activeState) const;
+
+   /// \name Motion, momentum and force
+   /// What the link does in a state: computed from the base outwards (motions) or from the tips inwards
+   /// (momenta, forces, inertias), kept in the active state, and answered by reference into it. Values
+   /// are in the axes of the link's DH frame unless the name says `InSystem`. Velocities and
+   /// accelerations are those of the frame's origin, or of the center of mass; accelerations are those
+   /// of a point (classical, not spatial). The acceleration of the base carries gravity: it stands in
+   /// the state as the acceleration that simulates it.
+   ///
+   /// Joint velocities and accelerations that the state does not list are zero. An index that the
+   /// active state does not have is rejected with a message; the answer is then zero. A scene, which
+   /// may be null, adds the masses of what is attached.
+   /// @{
+   virtual const ZqGeneralMotion&
+   dhFrameVelocityInLocal(ZqManipulatorActiveState& activeState) const;
+   virtual const ZqGeneralMotion&
+   dhFrameVelocityInSystem(ZqManipulatorActiveState& activeState) const;
+   virtual const ZqGeneralMotion&
+   primaryFrameVelocityInSystem(ZqManipulatorActiveState& activeState) const;
+   virtual const ZqGeneralMotion&
+   dhFrameAccelerationInLocal(ZqManipulatorActiveState& activeState) const;
+   /// The spatial force (N, N m) that the joint passes to the link, by the inward recursion of Newton
+   /// and Euler (Luh, Walker, Paul 1980), for the motion in the state and forces from outside.
+   virtual const ZqGeneralForce&
+   dhFrameForceInLocal(const ZqManipulatorExternalForce& externalForce,
+                       ZqManipulatorActiveState& activeState,
+                       const ZqStatedSystemStruct* stateStruct) const;
+   virtual const ZqGeneralMotion& comVelocityInLocal(ZqManipulatorActiveState& activeState,
+                                                     const ZqStatedSystemStruct* stateStruct) const;
+   virtual const ZqGeneralMotion&
+   comAccelerationInLocal(ZqManipulatorActiveState& activeState,
+                          const ZqStatedSystemStruct* stateStruct) const;
+   /// Linear momentum (kg m/s), and angular momentum (kg m^2/s) about the center of mass.
+   virtual const ZqGeneralMotion&
+   spatialMomentumInLocal(ZqManipulatorActiveState& activeState,
+                          const ZqStatedSystemStruct* stateStruct) const;
+   virtual const ZqGeneralMotion&
+   spatialMomentumRateInLocal(ZqManipulatorActiveState& activeState,
+                              const ZqStatedSystemStruct* stateStruct) const;
+   /// The sum over the subtree. Each link's angular part stays about its own center of mass, so that
+   /// the sum lacks the moment of the linear parts; `computeMomentFromLinearAcceleration` has the rate
+   /// of that.
+   virtual const ZqGeneralMotion&
+   compositeSpatialMomentumInLocal(ZqManipulatorActiveState& activeState,
+                                   const ZqStatedSystemStruct* stateStruct) const;
+   virtual const ZqGeneralMotion&
+   compositeSpatialMomentumRateInLocal(ZqManipulatorActiveState& activeState,
+                                       const ZqStatedSystemStruct* stateStruct) const;
+   /// The moment (N m) about a point, both in the system, of mass times acceleration of the subtree's
+   /// centers of mass. True.
+   virtual ZqBoolean
+   computeMomentFromLinearAcceleration(const ZqVector& point, ZqManipulatorActiveState& activeState,
+                                       ZqVector& moment,
+                                       const ZqStatedSystemStruct* stateStruct) const;
+   /// The subtree as one rigid body, about the origin of the DH frame.
+   virtual const ZqRigidBodyMassProperties& crbi(ZqManipulatorActiveState& activeState,
+                                                 const ZqStatedSystemStruct* stateStruct) const;
+   /// @}
+
+   /// \name Articulated bodies (Featherstone 2008, ch. 7)
+   /// Accelerations here are those that joint torques and the force on a free base add to the ones in
+   /// the state; velocity products, gravity and external forces stand in the bias of the bodies. A
+   /// torque that the record does not list is zero.
+   /// @{
+   virtual const ZqArticulatedBodyDynamics& arbd(const ZqManipulatorExternalForce& externalForce,
+                                                 const ZqManipulatorTorque& torque,
+                                                 ZqManipulatorActiveState& activeState,
+                                                 const ZqStatedSystemStruct* stateStruct) const;
+   /// Adds the link's body, less what its joint takes away, to that of the parent. The drive's inertia
+   /// counts for the joint. Without a joint nothing is added.
+   virtual void addArbdToParent(ZqArticulatedBodyDynamics& parentArbd,
+                                const ZqManipulatorExternalForce& externalForce,
+                                const ZqManipulatorTorque& torque,
+                                ZqManipulatorActiveState& activeState,
+                                const ZqStatedSystemStruct* stateStruct) const;
+   /// The acceleration of the joint (rad/s^2, or m/s^2); 0.0 for a joint that has no inertia.
+   virtual ZqReal arbiJointAcceleration(const ZqManipulatorExternalForce& externalForce,
+                                        const ZqManipulatorTorque& torque,
+                                        ZqManipulatorActiveState& activeState,
+                                        const ZqStatedSystemStruct* stateStruct) const;
+   virtual const ZqGeneralMotion& arbiSupplementalDhFrameAccelerationInLocal(
+      const ZqManipulatorExternalForce& externalForce, const ZqManipulatorTorque& torque,
+      ZqManipulatorActiveState& activeState, const ZqStatedSystemStruct* stateStruct) const;
+   /// @}
+
+   /// The segment that represents the external force on the link, from its description in the state.
+   virtual const ZqLineSegment& forceVectorInLocal(ZqManipulatorActiveState& activeState) const;
    /// Appends the links without children, depth first.
    virtual void collectLeafLinks(std::vector<const ZqManipulatorLink*>& leaves) const;
    /// Null when the link belongs to no manipulator.
@@ -245,8 +339,35 @@ public:
    virtual void updateMassProperties();
 
 protected:
-   /// What a failed query answers.
+   /// \name What a failed query answers
+   /// @{
    static const ZqCoordinateSystemTransformation m_theDummyTransformation;
+   static const ZqGeneralMotion m_theDummyGeneralVelocity;
+   static const ZqGeneralMotion m_theDummyGeneralAcceleration;
+   static const ZqGeneralMotion m_theDummySpatialMomentum;
+   static const ZqGeneralForce m_theDummyGeneralForce;
+   static const ZqRigidBodyMassProperties m_theDummyCrbi;
+   static const ZqArticulatedBodyDynamics m_theDummyArbd;
+   /// @}
+
+   /// \name One step of the recursions, for a link that the state has
+   /// @{
+   ZqGeneralForce forceOnSubtree(const ZqManipulatorExternalForce& externalForce,
+                                 ZqManipulatorActiveState& activeState,
+                                 const ZqStatedSystemStruct* stateStruct) const;
+   void composeBody(ZqLinkMassState& record, ZqManipulatorActiveState& activeState,
+                    const ZqStatedSystemStruct* stateStruct) const;
+   void articulateBody(ZqLinkArticulationState& record,
+                       const ZqManipulatorExternalForce& externalForce,
+                       const ZqManipulatorTorque& torque, ZqManipulatorActiveState& activeState,
+                       const ZqStatedSystemStruct* stateStruct) const;
+   using CompositeQuery =
+      const ZqGeneralMotion& (ZqManipulatorLink::*)(ZqManipulatorActiveState& activeState,
+                                                    const ZqStatedSystemStruct* stateStruct) const;
+   ZqGeneralMotion sumOverChildren(const ZqGeneralMotion& own,
+                                   ZqManipulatorActiveState& activeState, CompositeQuery query,
+                                   const ZqStatedSystemStruct* stateStruct) const;
+   /// @}
 
 private:
    void attachParts() noexcept;
@@ -254,6 +375,15 @@ private:
    withAttachments(const ZqRigidBodyMassProperties& own, const ZqStatedSystemStruct* stateStruct,
                    const ZqCoordinateSystemTransformation* outer) const;
    const ZqLinkPositionState* placeInSystem(ZqManipulatorActivePositionState& activeState) const;
+   const ZqRigidBodyMassProperties& dhMasses(const ZqStatedSystemStruct* stateStruct) const;
+   const ZqLinkPositionState& withDhTransform(ZqManipulatorActivePositionState& activeState) const;
+   ZqGeneralForce forceOnBody(const ZqManipulatorExternalForce& externalForce,
+                              ZqManipulatorActiveState& activeState,
+                              const ZqStatedSystemStruct* stateStruct) const;
+   ZqGeneralMotion inboardAcceleration(const ZqManipulatorExternalForce& externalForce,
+                                       const ZqManipulatorTorque& torque,
+                                       ZqManipulatorActiveState& activeState,
+                                       const ZqStatedSystemStruct* stateStruct) const;
 
    // What a query of frames touches stands together.
    ZqU32 m_linkIndex = ZqNoLinkIndex;

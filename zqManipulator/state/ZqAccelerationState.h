@@ -8,7 +8,7 @@ class ZqVelocityState;
 
 /// How one manipulator accelerates: the second derivative of each joint in the order of the link
 /// indices (rad/s^2 or m/s^2), and the spatial acceleration of the base.
-class ZqAccelerationState : public ZqXmlClass<ZqAccelerationState>
+class ZqAccelerationState final : public ZqXmlClass<ZqAccelerationState>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqAccelerationStateToken; }

@@ -8,7 +8,7 @@
 
 /// What the actuators of one manipulator remember, with one entry for each joint in every list. The
 /// actuators give the values their meaning; the lists are independent here.
-class ZqActuatorState : public ZqXmlClass<ZqActuatorState>
+class ZqActuatorState final : public ZqXmlClass<ZqActuatorState>
 {
 public:
    using Reals = ZqXmlVectorBasicType<ZqReal>;

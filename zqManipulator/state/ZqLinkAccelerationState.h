@@ -7,7 +7,7 @@
 /// The accelerations and rates of momentum of one link, each with a flag that its setter raises. They
 /// are classical accelerations of a point: of the frame's origin, or of the centre of mass. What is not
 /// part of the value is as in `ZqLinkVelocityState`.
-class ZqLinkAccelerationState : public ZqXmlClass<ZqLinkAccelerationState>
+class ZqLinkAccelerationState final : public ZqXmlClass<ZqLinkAccelerationState>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqLinkAccelerationStateToken; }

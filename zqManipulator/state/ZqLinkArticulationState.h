@@ -6,7 +6,7 @@
 /// What the articulated body recursion finds for one link, each with a flag that its setter raises:
 /// the articulated body of the link and its descendants and the acceleration of the DH frame, both in
 /// the axes of the DH frame, and the acceleration of the joint.
-class ZqLinkArticulationState : public ZqXmlClass<ZqLinkArticulationState>
+class ZqLinkArticulationState final : public ZqXmlClass<ZqLinkArticulationState>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqLinkArticulationStateToken; }
@@ -32,6 +32,8 @@ public:
       m_arbd = arbd;
       m_arbdValid = true;
    }
+   /// For a query that computes it in place, and raises the flag.
+   ZqArticulatedBodyDynamics& arbdInPlace() { return m_arbd; }
    virtual bool arbdValid() const { return m_arbdValid; }
    virtual void setArbdValid(bool valid) { m_arbdValid = valid; }
    virtual const ZqGeneralMotion& supplementalDhAcceleration() const

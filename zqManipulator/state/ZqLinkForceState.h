@@ -6,7 +6,7 @@
 /// The spatial force across the joint of one link, in the axes and at the origin of its DH frame, and
 /// the description of the external force on the link, which has a flag of its own and is not part of
 /// the value.
-class ZqLinkForceState : public ZqXmlClass<ZqLinkForceState>
+class ZqLinkForceState final : public ZqXmlClass<ZqLinkForceState>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqLinkForceStateToken; }

@@ -4,7 +4,7 @@
 
 /// The composite rigid body inertia of one link: that of the link and all its descendants as one rigid
 /// body, in the link's DH frame.
-class ZqLinkMassState : public ZqXmlClass<ZqLinkMassState>
+class ZqLinkMassState final : public ZqXmlClass<ZqLinkMassState>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqLinkMassStateToken; }
@@ -21,6 +21,8 @@ public:
       m_crbi = crbi;
       m_crbiValid = true;
    }
+   /// For a query that computes it in place, and raises the flag.
+   ZqRigidBodyMassProperties& crbiInPlace() { return m_crbi; }
    virtual bool crbiValid() const { return m_crbiValid; }
    virtual void setCrbiValid(bool valid) { m_crbiValid = valid; }
    virtual void invalidateAll() { m_crbiValid = false; }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "zqManipulator/foundation/algebra/ZqRotationMatrix.h"
 #include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
 #include "zqManipulator/foundation/tokens/ZqManipTokens.h"
 #include "zqManipulator/state/ZqUncopied.h"
@@ -10,8 +11,8 @@
 ///
 /// The setters of values leave the flags alone: the manipulator's record raises them. The joint's
 /// transformation is not part of the value; a copy holds the identity in its place, whatever its flag
-/// says.
-class ZqLinkPositionState : public ZqXmlClass<ZqLinkPositionState>
+/// says, which is why queries ask `holdsDhTransform`.
+class ZqLinkPositionState final : public ZqXmlClass<ZqLinkPositionState>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqLinkPositionStateToken; }
@@ -40,7 +41,13 @@ public:
    virtual void setDhTransform(const ZqCoordinateSystemTransformation& transformation)
    {
       m_dhTransform.get() = transformation;
+      m_dhRotation.get() = ZqRotationMatrix(transformation.orientation());
+      m_dhTransformSet.value = true;
    }
+   /// Whether the flag is raised for the transformation that stands here.
+   bool holdsDhTransform() const { return m_dhTransformValid && m_dhTransformSet.value; }
+   /// The orientation of the joint's transformation as a matrix.
+   const ZqRotationMatrix& dhRotation() const { return m_dhRotation.get(); }
    virtual bool locationInSystemValid() const { return m_locationInSystemValid; }
    virtual void setLocationInSystemValid(bool valid) { m_locationInSystemValid = valid; }
    virtual bool dhTransformValid() const { return m_dhTransformValid; }
@@ -61,9 +68,28 @@ public:
    }
 
 private:
+   /// False in a copy, and after an assignment.
+   struct Mark
+   {
+      bool value = false;
+
+      Mark() = default;
+      Mark(const Mark&) noexcept {}
+      Mark(Mark&&) = default;
+      Mark& operator=(const Mark&) noexcept
+      {
+         value = false;
+         return *this;
+      }
+      ~Mark() = default;
+      bool operator==(const Mark&) const noexcept { return true; }
+   };
+
    bool m_locationInSystemValid = false;
    bool m_dhTransformValid = false;
+   Mark m_dhTransformSet;
    ZqCoordinateSystemTransformation m_dhFrame;
    ZqCoordinateSystemTransformation m_primaryFrame;
    ZqUncopied<ZqCoordinateSystemTransformation> m_dhTransform;
+   ZqUncopied<ZqRotationMatrix> m_dhRotation;
 };

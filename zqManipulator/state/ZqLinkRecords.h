@@ -12,20 +12,21 @@ class ZqLinkRecords : public ZqXmlClass<Derived>
 public:
    bool operator==(const ZqLinkRecords&) const = default;
 
-protected:
    using Records = ZqXmlVectorType<Record>;
 
-   /// The record of a link, or of the base for `ZqBaseLinkIndex`. The index is not tested.
+   /// The record of a link, or of the base for `ZqBaseLinkIndex`, where a query stores what it computes,
+   /// in place. The index is not tested.
    Record& record(ZqU32 index) { return index == ZqBaseLinkIndex ? m_base : m_links[index]; }
    const Record& record(ZqU32 index) const
    {
       return index == ZqBaseLinkIndex ? m_base : m_links[index];
    }
+
+protected:
    void invalidateRecords()
    {
-      // The vector holds exactly this class, so that the call need not be virtual.
       for (Record& link : m_links)
-         link.Record::invalidateAll();
+         link.invalidateAll();
       m_base.invalidateAll();
    }
    void resizeRecords(ZqU32 count)

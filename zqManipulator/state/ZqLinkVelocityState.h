@@ -10,7 +10,7 @@
 ///
 /// The values of the centre of mass and the momenta are not part of the value: a copy starts without
 /// them, and an assignment leaves those of the target with their flags.
-class ZqLinkVelocityState : public ZqXmlClass<ZqLinkVelocityState>
+class ZqLinkVelocityState final : public ZqXmlClass<ZqLinkVelocityState>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqLinkVelocityStateToken; }

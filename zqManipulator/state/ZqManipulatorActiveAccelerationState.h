@@ -6,7 +6,7 @@
 
 /// The acceleration of one manipulator and what follows from it, the velocity and the position for
 /// each link.
-class ZqManipulatorActiveAccelerationState
+class ZqManipulatorActiveAccelerationState final
    : public ZqLinkRecords<ZqManipulatorActiveAccelerationState, ZqLinkAccelerationState>
 {
 public:

@@ -5,7 +5,7 @@
 
 /// What the articulated body recursion finds for the links of one manipulator. An index here is that
 /// of a link below the base, and is not tested; the base link has operations of its own.
-class ZqManipulatorActiveArticulationState
+class ZqManipulatorActiveArticulationState final
    : public ZqLinkRecords<ZqManipulatorActiveArticulationState, ZqLinkArticulationState>
 {
 public:

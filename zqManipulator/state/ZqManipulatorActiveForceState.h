@@ -4,7 +4,7 @@
 #include "zqManipulator/state/ZqLinkRecords.h"
 
 /// The forces across the joints of one manipulator, and the external forces on its links.
-class ZqManipulatorActiveForceState
+class ZqManipulatorActiveForceState final
    : public ZqLinkRecords<ZqManipulatorActiveForceState, ZqLinkForceState>
 {
 public:

@@ -5,7 +5,7 @@
 
 /// The composite rigid body inertias of one manipulator, each in the DH frame of its link. They follow
 /// from the position alone.
-class ZqManipulatorActiveMassState
+class ZqManipulatorActiveMassState final
    : public ZqLinkRecords<ZqManipulatorActiveMassState, ZqLinkMassState>
 {
 public:

@@ -5,7 +5,7 @@
 #include "zqManipulator/state/ZqPositionState.h"
 
 /// The position of one manipulator and the frames that follow from it.
-class ZqManipulatorActivePositionState
+class ZqManipulatorActivePositionState final
    : public ZqLinkRecords<ZqManipulatorActivePositionState, ZqLinkPositionState>
 {
 public:
@@ -50,18 +50,14 @@ public:
    virtual void setBasePositionState(const ZqLinkPositionState& state) { m_base = state; }
    virtual void invalidateAll() { invalidateRecords(); }
 
-   /// Where the query of a link stores what it computes, in place: by link index or `ZqBaseLinkIndex`,
-   /// which is not tested.
-   ZqLinkPositionState& linkPositionState(ZqU32 index) { return record(index); }
-
 private:
    static void setLocation(ZqLinkPositionState& record,
                            const ZqCoordinateSystemTransformation& dhFrame,
                            const ZqCoordinateSystemTransformation& primaryFrame)
    {
-      record.ZqLinkPositionState::setDhFrame(dhFrame);
-      record.ZqLinkPositionState::setPrimaryFrame(primaryFrame);
-      record.ZqLinkPositionState::setLocationInSystemValid(true);
+      record.setDhFrame(dhFrame);
+      record.setPrimaryFrame(primaryFrame);
+      record.setLocationInSystemValid(true);
    }
 
    ZqPositionState m_positionState;

@@ -14,7 +14,7 @@
 ///
 /// Setting a state clears the flags of what the change can affect, and no more; a state that equals the
 /// present one changes nothing. An active state serves one thread at a time.
-class ZqManipulatorActiveState : public ZqXmlClass<ZqManipulatorActiveState>
+class ZqManipulatorActiveState final : public ZqXmlClass<ZqManipulatorActiveState>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorActiveStateToken; }

@@ -5,7 +5,7 @@
 #include "zqManipulator/state/ZqVelocityState.h"
 
 /// The velocity of one manipulator and what follows from it and from the position for each link.
-class ZqManipulatorActiveVelocityState
+class ZqManipulatorActiveVelocityState final
    : public ZqLinkRecords<ZqManipulatorActiveVelocityState, ZqLinkVelocityState>
 {
 public:

@@ -7,7 +7,7 @@
 
 /// Where one manipulator is: a position for each joint in the order of the link indices (rad, or m for
 /// a joint that slides), and the frame of the base in the system frame. The base has no joint.
-class ZqPositionState : public ZqXmlClass<ZqPositionState>
+class ZqPositionState final : public ZqXmlClass<ZqPositionState>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqPositionStateToken; }

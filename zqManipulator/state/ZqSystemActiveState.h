@@ -10,7 +10,7 @@
 ///
 /// What is derived for the system follows from positions: a change of velocity leaves it. The time is
 /// not held here.
-class ZqSystemActiveState : public ZqXmlClass<ZqSystemActiveState>
+class ZqSystemActiveState final : public ZqXmlClass<ZqSystemActiveState>
 {
 public:
    using ActiveStates = ZqXmlVectorType<ZqManipulatorActiveState>;

@@ -7,7 +7,7 @@
 
 /// How fast one manipulator moves: a rate for each joint in the order of the link indices (rad/s or
 /// m/s), and the spatial velocity of the base.
-class ZqVelocityState : public ZqXmlClass<ZqVelocityState>
+class ZqVelocityState final : public ZqXmlClass<ZqVelocityState>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqVelocityStateToken; }
