@@ -1,0 +1,7 @@
+#include "support/persistentObject.h"
+
+ZQ_TEST_PERSISTENT_CLASSES(Simulation, ZqManipulatorSelfCollisionLinkMap,
+                           ZqSystemCollisionExclusionMap, ZqCollisionExclusionData,
+                           ZqManipulatorAttachmentNode, ZqManipulatorAttachmentChange,
+                           ZqManipulatorAttachmentMap, ZqLinkAttachment,
+                           ZqOldManipulatorAttachmentMap)
