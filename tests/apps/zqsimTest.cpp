@@ -1,13 +1,6 @@
 #include "apps/zqsimFixture.h"
 
-#include <array>
 #include <cmath>
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <string>
-#include <vector>
 
 namespace
 {
