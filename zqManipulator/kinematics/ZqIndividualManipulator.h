@@ -4,6 +4,7 @@
 #include "zqManipulator/foundation/geometry/ZqSphere.h"
 #include "zqManipulator/kinematics/ZqLinkCollisionTest.h"
 #include "zqManipulator/kinematics/ZqManipulatorLink.h"
+#include "zqManipulator/simulation/ZqStateEqualityConstraintVector.h"
 #include "zqManipulator/tools/ZqManipulatorLinkLabelMapping.h"
 
 #include <set>
@@ -41,6 +42,8 @@ public:
             ZqComponent{&This::m_optimizeOnLoad, &ZqManip::ZqOptimizeOnLoadToken},
             ZqComponent{&This::m_manipulatorReferenceDescription,
                         &ZqManip::ZqManipulatorReferenceDescriptionToken},
+            ZqComponent{&This::m_stateEqualityConstraints,
+                        &ZqManip::ZqStateEqualityConstraintVectorToken},
             ZqComponent{&This::m_displayLinkIndices, &ZqManip::ZqDisplayLinkIndicesToken},
             ZqComponent{&This::m_selfCollisionLinkMap,
                         &ZqManip::ZqManipulatorSelfCollisionLinkMapToken},
@@ -168,6 +171,14 @@ public:
    /// manipulator and its kind of base; without one, work space is made.
    virtual ZqReal computeKineticEnergy(ZqManipulatorActiveState& activeState,
                                        ZqMassMatrixTool* tool) const;
+   virtual const ZqStateEqualityConstraintVector& stateEqualityConstraints() const
+   {
+      return m_stateEqualityConstraints;
+   }
+   virtual void setStateEqualityConstraints(const ZqStateEqualityConstraintVector& constraints)
+   {
+      m_stateEqualityConstraints = constraints;
+   }
    virtual const DisplayLinkIndices& displayLinkIndices() const { return m_displayLinkIndices; }
    virtual void setDisplayLinkIndices(const DisplayLinkIndices& indices)
    {
@@ -259,6 +270,7 @@ private:
    bool m_optimizeOnLoad = false;
    bool m_isControllable = false;
    ZqManipulatorReferenceDescription m_manipulatorReferenceDescription;
+   ZqStateEqualityConstraintVector m_stateEqualityConstraints;
    DisplayLinkIndices m_displayLinkIndices;
    ZqManipulatorSelfCollisionLinkMap m_selfCollisionLinkMap;
    ZqU32 m_manipulatorIndex = 0;
