@@ -89,49 +89,61 @@ protected:
                                                         ZqManipulatorActiveState& activeState);
 
 private:
-   void prepareOwnActiveState(const ZqStatedSystem& statedSystem,
-                              const ZqIndividualManipulator& manipulator,
+   void prepareOwnActiveState(const ZqIndividualManipulator& manipulator,
                               const ZqPositionState& position, const ZqVelocityState& velocity,
-                              bool gravityInBase);
-   void addActuatorInertia(const ZqIndividualManipulator& manipulator,
-                           const ZqManipulatorActiveState& activeState, ZqReArray& matrix) const;
+                              const ZqVector& gravity, const ZqVector& baseAcceleration);
+   static void addActuatorInertia(const ZqIndividualManipulator& manipulator,
+                                  const ZqManipulatorActiveState& activeState, ZqReArray& matrix);
    void factorExtendedMassMatrix(const ZqIndividualManipulator& manipulator,
                                  ZqManipulatorActiveState& activeState,
-                                 const ZqStatedSystemStruct* stateStruct);
+                                 const ZqStatedSystemStruct& stateStruct);
+   bool prepareConstraints(const ZqIndividualManipulator& manipulator,
+                           ZqManipulatorActiveState& activeState);
+   void solve(const ZqReArray& factor, const ZqReArray& torques,
+              const ZqIndividualManipulator& manipulator, ZqManipulatorActiveState& activeState,
+              ZqReArray& accelerations);
+   void computeHybridResidual();
+   void computeUnknownTorques();
+   void splitJacobian(const ZqIndividualManipulator& manipulator);
+   void scatter(const ZqIndividualManipulator& manipulator, ZqManipulatorTorque& torque,
+                ZqAccelerationState& acceleration) const;
 
    ZqManipulatorActiveState m_activeState;
    ZqMassMatrixTool m_massMatrixTool;
    ZqTotalTorqueTool m_totalTorqueTool;
    ZqMatrixDTool m_matrixDTool;
    ZqReArray m_massMatrix;
-   ZqReArray m_extendedMassMatrix;      ///< N x N, joints first
-   ZqReArray m_choleskyFactor;          ///< of the mass matrix, for a free base of the reduced one
-   ZqReArray m_jointTorques;            ///< n x 1
-   ZqReArray m_jointAccelerations;      ///< n x 1
-   ZqReArray m_extendedCholeskyFactor;  ///< N x N, base first
-   ZqReArray m_extendedTorques;         ///< N x 1, base first
-   ZqReArray m_extendedAccelerations;   ///< N x 1, base first
-   ZqReArray m_couplingSolution;        ///< 6 x n
-   ZqReArray m_couplingProduct;         ///< n x n
-   std::vector<bool> m_controlMask;     ///< true for a given torque
-   ZqReArray m_knownTorques;            ///< r_T
-   ZqReArray m_unknownTorques;          ///< tau_P
-   ZqReArray m_knownAccelerations;      ///< a_P
-   ZqReArray m_unknownAccelerations;    ///< a_T
-   ZqReArray m_torqueBlock;             ///< M_TT
-   ZqReArray m_couplingBlock;           ///< M_TP
-   ZqReArray m_couplingBlockTransposed; ///< M_PT
-   ZqReArray m_accelerationBlock;       ///< M_PP
-   ZqReArray m_torqueBlockFactor;       ///< of M_TT
-   ZqReArray m_jacobian;                ///< G, with base columns in the axes of the base
+   ZqReArray m_extendedMassMatrix;
+   ZqReArray m_choleskyFactor; ///< of the mass matrix, or for a free base of the reduced one
+   ZqReArray m_jointTorques;
+   ZqReArray m_jointAccelerations;
+   ZqReArray m_extendedCholeskyFactor; ///< base first, as all that is extended from here on
+   ZqReArray m_extendedTorques;
+   ZqReArray m_extendedAccelerations;
+   ZqReArray m_couplingSolution; ///< 6 x n
+   ZqReArray m_couplingProduct;
+   std::vector<bool> m_controlMask; ///< true for a degree of freedom of given torque, joints first
+   ZqReArray m_knownTorques;
+   ZqReArray m_unknownTorques;
+   ZqReArray m_knownAccelerations;
+   ZqReArray m_unknownAccelerations;
+   ZqReArray m_torqueBlock;   ///< of the mass matrix: rows and columns of given torques
+   ZqReArray m_couplingBlock; ///< rows of given torques, columns of given accelerations
+   ZqReArray m_couplingBlockTransposed;
+   ZqReArray m_accelerationBlock; ///< rows and columns of given accelerations
+   ZqReArray m_torqueBlockFactor;
+   ZqReArray m_jacobian;       ///< G, with the motions of a free base in its own axes
+   ZqReArray m_constraintBias; ///< the derivative of G times the velocities
+   ZqReArray m_constrainedTorques;
    ZqReArray m_constraintRightHandSide;
    ZqReArray m_massWeightedTranspose; ///< M^-1 G^T
    ZqReArray m_constraintMatrix;      ///< G M^-1 G^T
    ZqReArray m_constraintMatrixFactor;
    ZqReArray m_multipliers;
-   ZqReArray m_constraintTorques; ///< G^T lambda
+   ZqReArray m_constraintTorques; ///< G^T times the multipliers
    ZqReArray m_hybridResidual;
-   ZqReArray m_constraintBlockT; ///< G_T
-   ZqReArray m_constraintBlockP; ///< G_P
+   ZqReArray m_constraintBlockT; ///< the columns of G of given torques
+   ZqReArray m_constraintBlockP; ///< the columns of G of given accelerations
+   ZqReArray m_product;
    ZqGeneralForce m_hybridBaseForce;
 };

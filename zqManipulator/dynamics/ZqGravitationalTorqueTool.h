@@ -68,6 +68,8 @@ private:
    {
       return activeState != nullptr ? *activeState : m_activeState;
    }
+   void sweepInertias(ZqManipulatorActiveState& activeState,
+                      const ZqStatedSystemStruct* stateStruct) const;
 
    const ZqIndividualManipulator* m_manipulator = nullptr; ///< not owned
    ZqManipulatorActiveState m_activeState;

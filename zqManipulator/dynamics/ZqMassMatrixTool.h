@@ -65,9 +65,9 @@ private:
    {
       return activeState != nullptr ? *activeState : m_activeState;
    }
-   /// The extended matrix with base quantities in the base's axes, or in those of R.
-   const ZqReArray& extendedMassMatrix(ZqReArray& result, ZqManipulatorActiveState& activeState,
-                                       const ZqStatedSystemStruct* stateStruct, bool inSystem);
+   const ZqReArray& computeBlocks(ZqManipulatorActiveState& activeState,
+                                  const ZqStatedSystemStruct* stateStruct);
+   void assemble(const ZqReArray& D, ZqReArray& result);
 
    const ZqIndividualManipulator* m_manipulator = nullptr; ///< not owned
    ZqManipulatorActiveState m_activeState;
@@ -82,7 +82,7 @@ private:
    ZqTotalTorqueTool m_totalTorqueTool;
    ZqMatrixDTool m_matrixDTool;
    ZqReArray m_extendedMassMatrixInSystem;
-   ZqReArray m_transformedD;
+   ZqReArray m_matrixDInSystem;
    ZqReArray m_nullSpaceTorque;
    ZqReArray m_baseInertia;
    ZqRigidBodyMassProperties m_baseMassProperties;

@@ -40,8 +40,6 @@ protected:
    virtual void resize();
 
 private:
-   void takeForces(const ZqCompositeBodySweep& sweep);
-
    const ZqIndividualManipulator* m_manipulator = nullptr; ///< not owned
    ZqManipulatorActiveState m_activeState;
    ZqReArray m_matrixD;

@@ -91,12 +91,15 @@ private:
    {
       return activeState != nullptr ? *activeState : m_activeState;
    }
+   void sweepForces(const ZqManipulatorExternalForce& externalForce,
+                    ZqManipulatorActiveState& activeState,
+                    const ZqStatedSystemStruct* stateStruct) const;
 
    const ZqIndividualManipulator* m_manipulator = nullptr; ///< not owned
    ZqManipulatorActiveState m_activeState;
    ZqManipulatorTorque m_torques;
    ZqTotalTorqueType m_totalTorqueType = ActuatorOutputSubtracted;
    ZqReArray m_baseForce;
-   ZqReArray m_baseSolution;
+   ZqReArray m_baseAcceleration;
    ZqAccelerationState m_accelerationState;
 };
