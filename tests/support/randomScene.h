@@ -16,7 +16,7 @@ struct SceneKind
    Parents parents;
    bool isFixedBase = true;
    bool hasSprings = true;
-   bool hasLosses = true; ///< in drives; dampers; springs that feel other joints
+   bool hasLosses = true; ///< in drives; and springs feel other joints
 
    /// Chains and trees of 0 to 40 links.
    static SceneKind ofSeed(ZqU32 seed)
@@ -115,31 +115,15 @@ public:
       const ZqMechanicalActuatorComponent* drive = driveOf(i);
       return drive == nullptr ? 0.0 : drive->inertia() * drive->gearRatio() * drive->gearRatio();
    }
-   /// Of the drive for a command, of the spring and of the damper.
-   ZqReal jointTorque(ZqU32 i, ZqReal command) const
+   /// Of a joint's drive for a command.
+   ZqReal driveTorque(ZqU32 i, ZqReal command) const
    {
-      ZqReal sum = 0.0;
-      if (const ZqMechanicalActuatorComponent* drive = driveOf(i))
-      {
-         const ZqReal r = drive->gearRatio();
-         sum = command * r * drive->maxEfficiency() -
-               drive->frictionCoefficient() * r * r * velocity.jointVelocities()[i];
-      }
-      const ZqSpringProperties& spring = link(i).springProperties();
-      for (ZqU32 k = 0; k < spring.associatedJoints().size(); ++k)
-      {
-         const ZqU32 j = manipulator().linkIndexByIdentifier(spring.associatedJoints()[k]);
-         sum -= spring.springConstant() * spring.weightingFactors()[k] *
-                (position.jointPositions()[j] - spring.springOffsets()[k]);
-      }
-      const ZqDamperProperties& damper = link(i).damperProperties();
-      for (ZqU32 k = 0; k < damper.associatedJoints().size(); ++k)
-      {
-         const ZqU32 j = manipulator().linkIndexByIdentifier(damper.associatedJoints()[k]);
-         sum -=
-            damper.damperConstant() * damper.weightingFactors()[k] * velocity.jointVelocities()[j];
-      }
-      return sum;
+      const ZqMechanicalActuatorComponent* drive = driveOf(i);
+      if (drive == nullptr)
+         return 0.0;
+      const ZqReal r = drive->gearRatio();
+      return command * r * drive->maxEfficiency() -
+             drive->frictionCoefficient() * r * r * velocity.jointVelocities()[i];
    }
    /// Of bodies and motors.
    ZqReal kineticEnergy(ZqManipulatorActiveState& state) const
@@ -205,18 +189,10 @@ private:
       {
          ZqSpringProperties spring;
          spring.setSpringConstant(random.real(20.0, 100.0));
-         spring.setWeightingFactors(ZqRealVector{random.real(0.5, 1.0), random.real(0.5, 1.0)});
+         spring.setWeightingFactors(ZqRealVector{1.0, random.real(0.5, 1.0)});
          spring.setSpringOffsets(randomReals(2, 0.5));
          spring.setAssociatedJoints({label, other});
          link.setSpringProperties(spring);
-      }
-      if (kind.hasLosses)
-      {
-         ZqDamperProperties damper;
-         damper.setDamperConstant(random.real(0.0, 2.0));
-         damper.setWeightingFactors(ZqRealVector{1.0, random.real()});
-         damper.setAssociatedJoints({label, other});
-         link.setDamperProperties(damper);
       }
       return link;
    }

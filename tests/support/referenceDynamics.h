@@ -36,23 +36,6 @@ private:
 };
 using JetFrame = BasicReferenceFrame<Jet>;
 
-struct Triple
-{
-   Triple(Real x_ = 0, Real y_ = 0, Real z_ = 0) : x(x_), y(y_), z(z_) {}
-   explicit Triple(const ZqVector& v) : x(v.x()), y(v.y()), z(v.z()) {}
-   Triple operator+(const Triple& b) const { return {x + b.x, y + b.y, z + b.z}; }
-   Triple operator-(const Triple& b) const { return {x - b.x, y - b.y, z - b.z}; }
-   Triple operator*(Real s) const { return {x * s, y * s, z * s}; }
-   Triple& operator+=(const Triple& b) { return *this = *this + b; }
-   Real dot(const Triple& b) const { return x * b.x + y * b.y + z * b.z; }
-   Triple cross(const Triple& b) const
-   {
-      return {y * b.z - z * b.y, z * b.x - x * b.z, x * b.y - y * b.x};
-   }
-
-   Real x, y, z;
-};
-
 /// A frame in motion, in the axes of the system: its own axes, and the position, velocity and
 /// acceleration of its origin, and the angular ones.
 struct FrameMotion
@@ -62,37 +45,38 @@ struct FrameMotion
       for (std::size_t j = 0; j < 3; ++j)
       {
          axes[j] = column(X, j, &Jet::x);
-         w += axes[j].cross(column(X, j, &Jet::v)) * 0.5L;
-         alpha += axes[j].cross(column(X, j, &Jet::a)) * 0.5L;
+         w += axes[j].cross(column(X, j, &Jet::v)) * 0.5;
+         alpha += axes[j].cross(column(X, j, &Jet::a)) * 0.5;
       }
       v = column(X, 3, &Jet::v);
       a = column(X, 3, &Jet::a);
    }
-   Triple toLocal(const Triple& t) const
+   ZqVector toLocal(const ZqVector& t) const
    {
       return {axes[0].dot(t), axes[1].dot(t), axes[2].dot(t)};
    }
-   Triple toSystem(const ZqVector& t) const
+   ZqVector toSystem(const ZqVector& t) const
    {
       return axes[0] * t.x() + axes[1] * t.y() + axes[2] * t.z();
    }
 
-   std::array<Triple, 3> axes;
-   Triple p, v, a, w, alpha;
+   std::array<ZqVector, 3> axes;
+   ZqVector p, v, a, w, alpha;
 
 private:
-   static Triple column(const JetFrame& X, std::size_t j, Real Jet::*order)
+   static ZqVector column(const JetFrame& X, std::size_t j, Real Jet::*order)
    {
-      return {X.m[0][j].*order, X.m[1][j].*order, X.m[2][j].*order};
+      const auto number = [&](std::size_t i) { return static_cast<ZqReal>(X.m[i][j].*order); };
+      return {number(0), number(1), number(2)};
    }
 };
 
 /// One number for each joint, and six for the base: linear and angular, in the system.
-using Coordinates = std::vector<Real>;
+using Coordinates = ZqRealVector;
 
 inline Coordinates coordinates(const ZqRealVector& joints, const ZqGeneralMotion& base)
 {
-   Coordinates result(joints.begin(), joints.end());
+   Coordinates result(joints);
    for (std::size_t i = 0; i < 6; ++i)
       result.push_back(base[i]);
    return result;
@@ -108,8 +92,8 @@ struct ReferenceMotion
    struct Point
    {
       std::size_t body; ///< 0 for the base, 1 + i for link i
-      Real mass;
-      Triple x, v, a;
+      ZqReal mass;
+      ZqVector x, v, a;
    };
 
    ReferenceMotion(const RandomScene& scene, const Coordinates& rates,
@@ -168,7 +152,7 @@ private:
          center.v += at.v * mass;
          center.a += at.a * mass;
       }
-      for (Triple Point::*order : {&Point::x, &Point::v, &Point::a})
+      for (ZqVector Point::*order : {&Point::x, &Point::v, &Point::a})
          center.*order = center.*order * (1 / center.mass);
       centers.push_back(center);
       frames.push_back(frame);
@@ -196,7 +180,7 @@ public:
       ZqReArray M(count, count);
       for (std::size_t i = 0; i < count; ++i)
          for (std::size_t j = 0; j < count; ++j)
-            M[i][j] = static_cast<ZqReal>(power(m_partial[i], m_partial[j], &Point::v));
+            M[i][j] = power(m_partial[i], m_partial[j], &Point::v);
       return M;
    }
    /// Forces by coordinate: those that a motion asks for, and those that there are.
@@ -215,7 +199,7 @@ public:
       Balance result;
       for (const ReferenceMotion& partial : m_partial)
       {
-         Real asked = power(partial, motion, &Point::a);
+         ZqReal asked = power(partial, motion, &Point::a);
          for (std::size_t body = 0; body < motion.frames.size(); ++body)
          {
             const FrameMotion frame(partial.frames[body]);
@@ -228,10 +212,12 @@ public:
       }
       result.given = result.asked;
       const ZqU32 n = m_scene.jointDof();
+      const ZqManipulatorActiveState state = m_scene.activeState();
       for (ZqU32 i = 0; i < n; ++i)
       {
-         result.asked[i] += m_scene.driveInertia(i) * accelerations[i];
-         result.given[i] = m_scene.jointTorque(i, torque.jointTorques()[i]);
+         result.asked[i] +=
+            m_scene.driveInertia(i) * accelerations[i] + m_scene.link(i).totalLocalTorque(state);
+         result.given[i] = m_scene.driveTorque(i, torque.jointTorques()[i]);
       }
       const ZqGeneralForce force = m_scene.baseAxes() * torque.generalForce();
       for (std::size_t i = 0; i < 6 && !m_scene.manipulator().isFixedBase(); ++i)
@@ -241,10 +227,10 @@ public:
 
 private:
    using Point = ReferenceMotion::Point;
-   static Real power(const ReferenceMotion& partial, const ReferenceMotion& motion,
-                     Triple Point::*order)
+   static ZqReal power(const ReferenceMotion& partial, const ReferenceMotion& motion,
+                       ZqVector Point::*order)
    {
-      Real sum = 0;
+      ZqReal sum = 0.0;
       for (std::size_t i = 0; i < motion.points.size(); ++i)
          sum += motion.points[i].mass * partial.points[i].v.dot(motion.points[i].*order);
       return sum;

@@ -8,9 +8,7 @@ using zqTest::coordinates;
 using zqTest::FrameMotion;
 using zqTest::JetFrame;
 using zqTest::RandomScene;
-using zqTest::Real;
 using zqTest::ReferenceMotion;
-using zqTest::Triple;
 using Point = ReferenceMotion::Point;
 
 /// Compares all that a link, or the base, is asked about its motion.
@@ -53,25 +51,26 @@ public:
       const ZqVector point(1.0, -0.5, 0.25);
       EXPECT_TRUE(link.computeMomentFromLinearAcceleration(point, state, moment, &structure));
       const auto ofCenter = [&](const Point& p)
-      { return (motion.centers[p.body].x - Triple(point)).cross(motion.centers[p.body].a); };
+      { return (motion.centers[p.body].x - point).cross(motion.centers[p.body].a); };
       inSystem("moment", ZqGeneralForce({}, moment), {}, sum(ofCenter));
 
       const auto lever = [&](const Point& p) { return p.x - m_frame.p; };
       const ZqRigidBodyMassProperties& body = link.crbi(state, &structure);
       const ZqVector axis(0.3, -0.8, 0.5);
-      const Triple w = m_frame.toSystem(axis);
+      const ZqVector w = m_frame.toSystem(axis);
       inLocal("composite body", ZqGeneralForce(body.firstMoment(), body.secondMoment() * axis),
               sum(lever), sum([&](const Point& p) { return lever(p).cross(w.cross(lever(p))); }));
-      compare("mass", ZqReal(body.mass()), sum([](const Point&) { return Triple(1); }).x);
+      compare("mass", ZqReal(body.mass()),
+              sum([](const Point&) { return ZqVector(1.0, 0.0, 0.0); }).x());
 
-      Triple linear = sum(force);
-      Triple angular = sum([&](const Point& p) { return lever(p).cross(p.a); });
+      ZqVector linear = sum(force);
+      ZqVector angular = sum([&](const Point& p) { return lever(p).cross(p.a); });
       for (std::size_t i = m_first; i < m_first + m_count; ++i)
       {
          const FrameMotion at(motion.frames[i]);
          const ZqGeneralForce& applied =
             scene.external[i == 0 ? ZqBaseLinkIndex : static_cast<ZqU32>(i - 1)];
-         const Triple f = at.toSystem(applied.force());
+         const ZqVector f = at.toSystem(applied.force());
          linear = linear - f;
          angular = angular - at.toSystem(applied.moment()) - (at.p - m_frame.p).cross(f);
       }
@@ -82,25 +81,25 @@ public:
 private:
    /// Of something times mass, over the points of the link, later of its subtree.
    template <class Summand>
-   Triple sum(const Summand& summand) const
+   ZqVector sum(const Summand& summand) const
    {
-      Triple total;
+      ZqVector total;
       for (const Point& p : m_motion.points)
          if (p.body >= m_first && p.body < m_first + m_count)
             total += summand(p) * p.mass;
       return total;
    }
    template <class Spatial>
-   void inSystem(const char* name, const Spatial& value, const Triple& linear,
-                 const Triple& angular) const
+   void inSystem(const char* name, const Spatial& value, const ZqVector& linear,
+                 const ZqVector& angular) const
    {
-      const Real expected[] = {linear.x, linear.y, linear.z, angular.x, angular.y, angular.z};
+      const ZqGeneralMotion expected(linear, angular);
       for (std::size_t i = 0; i < 6; ++i)
          m_compare(name, value[i], expected[i]);
    }
    template <class Spatial>
-   void inLocal(const char* name, const Spatial& value, const Triple& linear,
-                const Triple& angular) const
+   void inLocal(const char* name, const Spatial& value, const ZqVector& linear,
+                const ZqVector& angular) const
    {
       inSystem(name, value, m_frame.toLocal(linear), m_frame.toLocal(angular));
    }
@@ -155,9 +154,9 @@ TEST(LinkMotionTruth, QueriesInAnyOrderFollowFromThePointsOfMass)
          for (const ZqManipulatorLink* link : links)
             LinkComparison(compare, scene, motion, *link, state);
 
-         Real energy = 0;
+         ZqReal energy = 0.0;
          for (const Point& p : motion.points)
-            energy += p.mass * p.v.dot(p.v) / 2;
+            energy += p.mass * p.v.magSquared() / 2.0;
          if (!manipulator.isFixedBase())
             compare("kinetic energy", manipulator.computeKineticEnergy(state, nullptr), energy);
       }
