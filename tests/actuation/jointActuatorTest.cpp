@@ -34,6 +34,16 @@ TEST(JointActuator, PassesParametersToItsDriveTrainOrIsNeutral)
       EXPECT_EQ((full.*get)(), value);
       EXPECT_EQ((full.mechanicalComponentContainer().topElement()->*getFromPart)(), value++);
    }
+   // The limits of the torque are those of the converter.
+   full.setMaxTorque(2.0);
+   full.setMinTorque(-3.0);
+   full.setGearRatio(40.0);
+   EXPECT_EQ(full.maxOutputTorque(), 80.0);
+   EXPECT_EQ(full.minOutputTorque(), -120.0);
+   empty.setMaxTorque(2.0);
+   empty.setMinTorque(-3.0);
+   EXPECT_EQ(empty.maxTorque(), 1e300);
+   EXPECT_EQ(empty.minTorque(), -1e300);
    empty.setIsRigid(false);
    empty.scaleBy(2.0, 3.0);
    EXPECT_TRUE(empty.isRigid());
@@ -108,5 +118,76 @@ TEST(JointActuator, WhateverDriveTrainComesGetsTheLink)
    EXPECT_EQ(linkOf(copy), nullptr);
    EXPECT_EQ(linkOf(actuator), &link);
    EXPECT_EQ(copy, actuator);
+}
+
+TEST(JointActuator, OldDrivesAreTakenOverFromDocuments)
+{
+   // The parameters that both forms have.
+   const char* const tokens[] = {"inertia",
+                                 "frictionCoefficient",
+                                 "gearRatio",
+                                 "lowerLimit",
+                                 "upperLimit",
+                                 "maxOutputRate",
+                                 "stopperZone",
+                                 "stopperSpringCoefficient",
+                                 "stopperDampingCoefficient",
+                                 "staticCoulombFriction",
+                                 "kineticCoulombFrictionPercentage",
+                                 "staticCoulombSpringCoefficient",
+                                 "staticCoulombDamperCoefficient",
+                                 "limitingVelocityStickRegion",
+                                 "jointFlexibilityStiffness",
+                                 "jointFlexibilityDamping",
+                                 "backlash"};
+   const auto parameters = [&](int first)
+   {
+      std::string text = "<isRigidJoint>false</isRigidJoint>";
+      for (const std::string token : tokens)
+         text.append("<")
+            .append(token)
+            .append(">")
+            .append(std::to_string(++first))
+            .append("</")
+            .append(token)
+            .append(">");
+      return text;
+   };
+   const auto old = [&](int first)
+   {
+      return "<jointActuator>" + parameters(first) +
+             "<minTorque>-2.5</minTorque><maxTorque>3.5</maxTorque></jointActuator>";
+   };
+   const auto expectTaken = [&](const std::string& forms, int first)
+   {
+      Component component;
+      ASSERT_TRUE(
+         Zq::fromXml(component, zqTest::inTag(Component::classToken(), parameters(first))));
+      ZqManipulatorLink link;
+      ASSERT_TRUE(Zq::fromXml(link, zqTest::inTag(ZqManipulatorLink::classToken(), forms)));
+      const Actuator& taken = link.jointActuator();
+      ASSERT_NE(taken.mechanicalComponentContainer().topElement(), nullptr);
+      EXPECT_EQ(*taken.mechanicalComponentContainer().topElement(), component);
+      EXPECT_EQ(taken.minTorque(), -2.5);
+      EXPECT_EQ(taken.maxTorque(), 3.5);
+      // Written in the new form, and not taken over once more.
+      const std::string document = zqTest::written(link);
+      EXPECT_EQ(document.find("<jointActuator"), std::string::npos);
+      ASSERT_TRUE(Zq::fromXml(link, zqTest::written(ZqManipulatorLink())));
+      EXPECT_EQ(link, ZqManipulatorLink());
+   };
+   const std::string contained = "<jointActuatorContainer>" + old(50) + "</jointActuatorContainer>";
+   expectTaken(old(20), 20);
+   expectTaken(contained, 50);
+   expectTaken(contained + old(20), 50);
+   expectTaken(old(20) + "<jointActuatorContainer/>", 20);
+
+   // A default one is none.
+   ZqManipulatorLink link;
+   link.setJointActuator(Actuator::defaultObject());
+   ASSERT_TRUE(Zq::fromXml(link, zqTest::inTag(ZqManipulatorLink::classToken(),
+                                               "<jointActuator/><jointActuatorContainer>"
+                                               "<jointActuator/></jointActuatorContainer>")));
+   EXPECT_EQ(link.jointActuator(), Actuator::defaultObject());
 }
 } // namespace

@@ -4,4 +4,6 @@ ZQ_TEST_PERSISTENT_CLASSES(Simulation, ZqManipulatorSelfCollisionLinkMap,
                            ZqSystemCollisionExclusionMap, ZqCollisionExclusionData,
                            ZqManipulatorAttachmentNode, ZqManipulatorAttachmentChange,
                            ZqManipulatorAttachmentMap, ZqLinkAttachment,
-                           ZqOldManipulatorAttachmentMap)
+                           ZqOldManipulatorAttachmentMap, ZqSpringProperties, ZqDamperProperties,
+                           ZqLinearStateEqualityConstraint, ZqPointStateEqualityConstraint,
+                           ZqXyStateEqualityConstraint, ZqStateEqualityConstraintVector)

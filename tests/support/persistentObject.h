@@ -2,7 +2,12 @@
 
 #include "support/randomManipulators.h"
 #include "support/xmlSamples.h"
+#include "zqManipulator/actuation/ZqDcElectricMotor.h"
+#include "zqManipulator/actuation/ZqHydraulicCylinder.h"
 #include "zqManipulator/actuation/ZqJointActuator.h"
+#include "zqManipulator/actuation/ZqJointActuatorContainer.h"
+#include "zqManipulator/actuation/ZqOldJointActuator.h"
+#include "zqManipulator/actuation/ZqPassThroughPowerConverter.h"
 #include "zqManipulator/contact/ZqCollisionExclusionData.h"
 #include "zqManipulator/dynamics/ZqArticulatedBodyDynamics.h"
 #include "zqManipulator/dynamics/ZqManipulatorExternalForce.h"
@@ -19,9 +24,12 @@
 #include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
 #include "zqManipulator/kinematics/ZqManipulatorLinkIdentifier.h"
 #include "zqManipulator/kinematics/ZqStatedSystem.h"
+#include "zqManipulator/simulation/ZqLinearStateEqualityConstraint.h"
 #include "zqManipulator/simulation/ZqLinkAttachment.h"
 #include "zqManipulator/simulation/ZqManipulatorAttachmentMap.h"
 #include "zqManipulator/simulation/ZqOldManipulatorAttachmentMap.h"
+#include "zqManipulator/simulation/ZqPointStateEqualityConstraint.h"
+#include "zqManipulator/simulation/ZqXyStateEqualityConstraint.h"
 #include "zqManipulator/state/ZqAccelerationState.h"
 #include "zqManipulator/state/ZqActuatorState.h"
 #include "zqManipulator/state/ZqAttachmentState.h"
@@ -157,7 +165,8 @@ struct Filler
       fill(state.manipulatorAttachmentState(8));
       state.manipulatorAttachmentState(9).setDependentManipulatorIndices({10});
    }
-   static void fill(ZqMechanicalActuatorComponent& component)
+   template <class DriveTrain>
+   static void fillDriveTrain(DriveTrain& component)
    {
       component.setInertia(11.0);
       component.setFrictionCoefficient(12.0);
@@ -177,7 +186,76 @@ struct Filler
       component.setJointFlexibilityStiffness(25.0);
       component.setJointFlexibilityDamping(26.0);
       component.setBacklash(27.0);
+   }
+   static void fill(ZqMechanicalActuatorComponent& component)
+   {
+      fillDriveTrain(component);
       component.setMaxEfficiency(28.0);
+   }
+   static void fill(ZqOldJointActuator& actuator)
+   {
+      fillDriveTrain(actuator);
+      actuator.setMinTorque(29.0);
+      actuator.setMaxTorque(30.0);
+   }
+   static void fill(ZqJointActuatorContainer& container)
+   {
+      ZqOldJointActuator actuator;
+      fill(actuator);
+      container.setTopElement(actuator);
+   }
+   static void fill(ZqPassThroughPowerConverter& converter)
+   {
+      converter.setMinTorque(31.0);
+      converter.setMaxTorque(32.0);
+   }
+   static void fill(ZqDcElectricMotor& motor)
+   {
+      motor.setMinTorque(31.0);
+      motor.setMaxTorque(32.0);
+      motor.setArmatureInductance(33.0);
+      motor.setArmatureResistance(34.0);
+      motor.setTorqueConstant(35.0);
+      motor.setMaxEfficiency(36.0);
+      motor.setNoLoadSpeed(37.0);
+      motor.setNoLoadCurrent(38.0);
+      motor.setStallTorque(39.0);
+   }
+   static void fill(ZqHydraulicCylinder& cylinder)
+   {
+      cylinder.setMinTorque(31.0);
+      cylinder.setMaxTorque(32.0);
+      cylinder.setFluidBulkModulus(33.0);
+      cylinder.setFluidDensity(34.0);
+      cylinder.setSupplyPressure(35.0);
+      cylinder.setDrainPressure(36.0);
+      cylinder.setDischargeCoefficient(37.0);
+      cylinder.setFlowAreaGradient(38.0);
+      cylinder.setMaximumValveOpening(39.0);
+      cylinder.setEffectiveArea1(40.0);
+      cylinder.setEffectiveArea2(41.0);
+      cylinder.setFluidVolume1(42.0);
+      cylinder.setFluidVolume2(43.0);
+      cylinder.setMaximumFluidLength(44.0);
+   }
+   static void fill(ZqPowerConverterContainer& container)
+   {
+      ZqDcElectricMotor motor;
+      fill(motor);
+      container.setTopElement(motor);
+   }
+   static void fill(ZqSpringProperties& spring)
+   {
+      spring.setSpringConstant(45.0);
+      spring.setWeightingFactors({46.0, -47.0});
+      spring.setSpringOffsets({48.0, -49.0});
+      spring.setAssociatedJoints({"upper arm", " <elbow>"});
+   }
+   static void fill(ZqDamperProperties& damper)
+   {
+      damper.setDamperConstant(51.0);
+      damper.setWeightingFactors({52.0, -53.0});
+      damper.setAssociatedJoints({"knee", "lower leg"});
    }
    static void fill(ZqMechanicalActuatorComponentContainer& container)
    {
@@ -190,6 +268,7 @@ struct Filler
       ZqManufacturerData data;
       fill(data);
       fill(actuator.mechanicalComponentContainer());
+      fill(actuator.powerConverterContainer());
       actuator.setPrimeMoveManufacturerData(data);
       actuator.setGearheadManufacturerDataVector({ZqManufacturerData(), data});
    }
@@ -432,6 +511,12 @@ struct Filler
       child.setMassProperties(ZqRigidBodyMassProperties::pointMass(2.75));
       link.setChildLinks({child});
       link.setJointActuator(ZqJointActuator::defaultObject());
+      ZqSpringProperties spring;
+      fill(spring);
+      link.setSpringProperties(spring);
+      ZqDamperProperties damper;
+      fill(damper);
+      link.setDamperProperties(damper);
       ZqRigidBodyMassProperties body;
       fill(body);
       link.setMassProperties(body);
@@ -445,6 +530,37 @@ struct Filler
       link.addNamedFrame("flange", frame);
       link.setIsConstrained(true);
    }
+   static void fill(ZqLinearStateEqualityConstraint& constraint)
+   {
+      constraint.setJointWeights({{0.25, -0.5}, {0.75}});
+      constraint.setBaseWeights({{1.25, -1.5, 1.75}, {2.25}, {}});
+      constraint.setWeightedSums({2.5, -2.75});
+   }
+   static void fill(ZqPointPairStateEqualityConstraint& constraint)
+   {
+      constraint.setFirstLinkLabel("crank");
+      constraint.setSecondLinkLabel("rocker");
+      constraint.setFirstLinkPoint({0.3, -0.4, 0.6});
+      constraint.setSecondLinkPoint({-0.7, 0.8, 0.9});
+   }
+   static void fill(ZqXyStateEqualityConstraint& constraint)
+   {
+      fill(static_cast<ZqPointPairStateEqualityConstraint&>(constraint));
+      constraint.setXyOrientation({1.0 / 11.0, 2.0 / 11.0, 4.0 / 11.0, -10.0 / 11.0});
+   }
+   template <class Constraint>
+   static void add(ZqStateEqualityConstraintVector& constraints)
+   {
+      Constraint constraint;
+      fill(constraint);
+      constraints.pushBack(constraint);
+   }
+   static void fill(ZqStateEqualityConstraintVector& constraints)
+   {
+      add<ZqXyStateEqualityConstraint>(constraints);
+      add<ZqLinearStateEqualityConstraint>(constraints);
+      add<ZqPointStateEqualityConstraint>(constraints);
+   }
    static void fill(ZqIndividualManipulator& manipulator)
    {
       ZqManipulatorLink base;
@@ -455,6 +571,8 @@ struct Filler
       base.setLinkReferenceDescription(shapes);
       base.setIsConstrained(false); // not in the document of a base
       base.setJointActuator({});
+      base.setSpringProperties({});
+      base.setDamperProperties({});
       manipulator.setFromLink(base);
       manipulator.setManipulatorLabel("left");
       manipulator.setCoordSysXForm(ZqVector(9.25, -9.5, 9.75));
@@ -464,6 +582,9 @@ struct Filler
       fill(description);
       description.setIsManipulatorReferenced(false);
       manipulator.setManipulatorReferenceDescription(description);
+      ZqStateEqualityConstraintVector constraints;
+      fill(constraints);
+      manipulator.setStateEqualityConstraints(constraints);
       manipulator.setDisplayLinkIndices({11, 12});
       manipulator.buildSelfCollisionLinkMap();
    }

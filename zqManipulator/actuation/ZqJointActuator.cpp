@@ -1,5 +1,8 @@
 #include "zqManipulator/actuation/ZqJointActuator.h"
 
+#include "zqManipulator/actuation/ZqOldJointActuator.h"
+#include "zqManipulator/actuation/ZqPassThroughPowerConverter.h"
+
 bool ZqJointActuator::read(ZqXmlReader& reader)
 {
    const bool wasRead = ZqXmlClass::read(reader);
@@ -18,6 +21,7 @@ ZqJointActuator ZqJointActuator::defaultObject()
 {
    ZqJointActuator actuator;
    actuator.setMechanicalComponent(ZqMechanicalActuatorComponent::defaultObject());
+   actuator.setPowerConverter(ZqPassThroughPowerConverter());
    return actuator;
 }
 
@@ -25,6 +29,8 @@ void ZqJointActuator::setManipulatorLink(const ZqManipulatorLink* link)
 {
    m_manipulatorLink = link;
    if (auto* part = component())
+      part->setManipulatorLink(link);
+   if (auto* part = converter())
       part->setManipulatorLink(link);
 }
 
@@ -38,6 +44,18 @@ void ZqJointActuator::setMechanicalPartContainer(
 void ZqJointActuator::setMechanicalComponent(const ZqMechanicalActuatorComponent& component)
 {
    m_mechanicalComponentContainer.setTopElement(component);
+   setManipulatorLink(m_manipulatorLink);
+}
+
+void ZqJointActuator::setPowerConverterContainer(const ZqPowerConverterContainer& container)
+{
+   m_powerConverterContainer = container;
+   setManipulatorLink(m_manipulatorLink);
+}
+
+void ZqJointActuator::setPowerConverter(const ZqBasePowerConverter& converter)
+{
+   m_powerConverterContainer.setTopElement(converter);
    setManipulatorLink(m_manipulatorLink);
 }
 
@@ -57,6 +75,18 @@ void ZqJointActuator::setMaxOutputRate(ZqReal rate)
 {
    if (auto* part = component())
       part->setMaxOutputRate(rate);
+}
+
+void ZqJointActuator::setMaxTorque(ZqReal torque)
+{
+   if (auto* part = converter())
+      part->setMaxTorque(torque);
+}
+
+void ZqJointActuator::setMinTorque(ZqReal torque)
+{
+   if (auto* part = converter())
+      part->setMinTorque(torque);
 }
 
 void ZqJointActuator::setInertia(ZqReal inertia)
@@ -87,4 +117,21 @@ void ZqJointActuator::scaleBy(ZqReal scale, ZqReal jointScale)
 {
    if (auto* part = component())
       part->scaleBy(scale, jointScale);
+   if (auto* part = converter())
+      part->scaleBy(scale);
+}
+
+void ZqJointActuator::initializeActuatorStates(ZqManipulatorActiveState& state) const
+{
+   if (const auto* part = component())
+      part->initializeActuatorStates(state);
+}
+
+void ZqJointActuator::setFromOldJointActuator(const ZqOldJointActuator& old)
+{
+   ZqPassThroughPowerConverter converter;
+   converter.setMinTorque(old.minTorque());
+   converter.setMaxTorque(old.maxTorque());
+   setMechanicalComponent(ZqMechanicalActuatorComponent(old));
+   setPowerConverter(converter);
 }

@@ -1,39 +1,16 @@
 #pragma once
 
+#include "zqManipulator/actuation/ZqBaseJointActuator.h"
 #include "zqManipulator/actuation/ZqMechanicalActuatorComponent.h"
+#include "zqManipulator/actuation/ZqPowerConverterContainer.h"
 #include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
 #include "zqManipulator/tools/ZqManufacturerData.h"
 
-/// The drive of one joint. Positions and rates are those of the joint, torques those at the motor
-/// unless they are output torques; inertia and friction stand at the motor. Units are told at
-/// `ZqMechanicalActuatorComponent`.
-class ZqBaseJointActuator
-   : public ZqXmlAbstractClass<ZqBaseJointActuator, ZqBaseExpressionTreeElement>
-{
-public:
-   /// The link whose joint is driven; it is not owned, and may be null.
-   virtual void setManipulatorLink(const ZqManipulatorLink* link) = 0;
-   /// Limits are kept as they come: the lower one may be above the upper one, or NaN.
-   virtual ZqReal lowerLimit() const = 0;
-   virtual void setLowerLimit(ZqReal limit) = 0;
-   /// As the lower limit.
-   virtual ZqReal upperLimit() const = 0;
-   virtual void setUpperLimit(ZqReal limit) = 0;
-   virtual ZqReal maxOutputRate() const = 0;
-   virtual void setMaxOutputRate(ZqReal rate) = 0;
-   virtual ZqReal inertia() const = 0;
-   virtual void setInertia(ZqReal inertia) = 0;
-   virtual ZqReal frictionCoefficient() const = 0;
-   virtual void setFrictionCoefficient(ZqReal coefficient) = 0;
-   virtual ZqReal gearRatio() const = 0;
-   virtual void setGearRatio(ZqReal ratio) = 0;
-   virtual bool isRigid() const = 0;
-   virtual void setIsRigid(bool isRigid) = 0;
-};
+class ZqOldJointActuator;
 
-/// The drive of one joint, made of parts: a drive train, and the records of who made it. It owns
-/// its parts, and any may be missing. Without a drive train every query has a neutral answer, and
-/// what would set a value of it does nothing.
+/// The drive of one joint, made of parts: a drive train, a power converter, and the records of who made
+/// them. It owns its parts, and any may be missing. What a missing part would answer is neutral, and what
+/// would set a value of it does nothing.
 class ZqJointActuator : public ZqXmlClass<ZqJointActuator, ZqBaseJointActuator>
 {
 public:
@@ -46,20 +23,20 @@ public:
       return std::tuple{
          ZqComponent{&This::m_mechanicalComponentContainer,
                      &ZqManip::ZqMechanicalActuatorComponentContainerToken},
+         ZqComponent{&This::m_powerConverterContainer, &ZqManip::ZqPowerConverterContainerToken},
          ZqComponent{&This::m_primeMoverData, &ZqManip::ZqPrimeMoverManufacturerDataToken},
          ZqComponent{&This::m_gearheadData, &ZqManip::ZqGearheadManufacturerDataVectorToken}};
    }
-   /// Gives the drive train that is read this actuator's link.
+   /// Gives the parts that are read this actuator's link.
    bool read(ZqXmlReader& reader) override;
 
    /// The link takes no part.
    bool operator==(const ZqJointActuator& other) const;
-   /// An actuator with the default drive train.
+   /// An actuator with the default drive train, whose command is the torque.
    static ZqJointActuator defaultObject();
    static ZqJointActuator nullObject() { return {}; }
 
-   /// The drive train gets the link too. A copy has the link of the original until it is given its
-   /// own.
+   /// The parts get the link too. A copy has the link of the original until it is given its own.
    void setManipulatorLink(const ZqManipulatorLink* link) override;
    virtual ZqMechanicalActuatorComponentContainer& mechanicalComponentContainer()
    {
@@ -73,9 +50,22 @@ public:
    virtual void setMechanicalPartContainer(const ZqMechanicalActuatorComponentContainer& container);
    /// The same for the drive train itself.
    virtual void setMechanicalComponent(const ZqMechanicalActuatorComponent& component);
+   virtual ZqPowerConverterContainer& powerConverterContainer()
+   {
+      return m_powerConverterContainer;
+   }
+   virtual const ZqPowerConverterContainer& powerConverterContainer() const
+   {
+      return m_powerConverterContainer;
+   }
+   /// Holds a copy, whose converter gets this actuator's link.
+   virtual void setPowerConverterContainer(const ZqPowerConverterContainer& container);
+   /// The same for the converter itself.
+   virtual void setPowerConverter(const ZqBasePowerConverter& converter);
 
-   /// \name The drive train's parameters
-   /// What an actuator without one answers stands behind each.
+   /// \name The parameters of the parts
+   /// Torques are those of the converter, all else of the drive train. What an actuator without the part
+   /// answers stands behind each.
    /// @{
    ZqReal lowerLimit() const override ///< -1e300
    {
@@ -95,6 +85,20 @@ public:
       return part != nullptr ? part->maxOutputRate() : 1e300;
    }
    void setMaxOutputRate(ZqReal rate) override;
+   ZqReal maxOutputTorque() const override { return gearRatio() * maxTorque(); }
+   ZqReal minOutputTorque() const override { return gearRatio() * minTorque(); }
+   ZqReal maxTorque() const override ///< 1e300
+   {
+      const auto* part = converter();
+      return part != nullptr ? part->maxTorque() : 1e300;
+   }
+   void setMaxTorque(ZqReal torque) override;
+   ZqReal minTorque() const override ///< -1e300
+   {
+      const auto* part = converter();
+      return part != nullptr ? part->minTorque() : -1e300;
+   }
+   void setMinTorque(ZqReal torque) override;
    ZqReal inertia() const override ///< 0.0
    {
       const auto* part = component();
@@ -137,8 +141,13 @@ public:
       const auto* part = component();
       return part != nullptr ? part->effectiveInertia(inertia) : 0.0;
    }
-   /// As `ZqMechanicalActuatorComponent::scaleBy`.
+   /// Scales both parts, as `ZqMechanicalActuatorComponent::scaleBy` tells.
    virtual void scaleBy(ZqReal scale, ZqReal jointScale);
+   /// As `ZqMechanicalActuatorComponent::initializeActuatorStates`.
+   virtual void initializeActuatorStates(ZqManipulatorActiveState& state) const;
+   /// Replaces the parts by a drive train of the same parameters, and a converter whose command is the
+   /// torque, with the same limits. The records of makers stay.
+   virtual void setFromOldJointActuator(const ZqOldJointActuator& old);
 
 private:
    ZqMechanicalActuatorComponent* component()
@@ -149,8 +158,11 @@ private:
    {
       return m_mechanicalComponentContainer.topElement();
    }
+   ZqBasePowerConverter* converter() { return m_powerConverterContainer.topElement(); }
+   const ZqBasePowerConverter* converter() const { return m_powerConverterContainer.topElement(); }
 
    ZqMechanicalActuatorComponentContainer m_mechanicalComponentContainer;
+   ZqPowerConverterContainer m_powerConverterContainer;
    ZqManufacturerData m_primeMoverData;
    GearheadData m_gearheadData;
    const ZqManipulatorLink* m_manipulatorLink = nullptr; ///< not owned

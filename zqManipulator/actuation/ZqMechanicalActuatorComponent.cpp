@@ -1,7 +1,5 @@
 #include "zqManipulator/actuation/ZqMechanicalActuatorComponent.h"
 
-#include <cmath>
-
 template class ZqBaseExpressionTreeContainer<ZqMechanicalActuatorComponent>;
 
 bool ZqMechanicalActuatorComponent::operator==(const ZqMechanicalActuatorComponent& other) const
@@ -26,25 +24,80 @@ ZqMechanicalActuatorComponent ZqMechanicalActuatorComponent::defaultObject()
    return component;
 }
 
+ZqReal ZqMechanicalActuatorComponent::outputTorque(ZqReal inputTorque, ZqReal loadTorque,
+                                                   ZqManipulatorActiveState& state) const
+{
+   ensureOutputTorque(state);
+   if (!m_isRigid)
+      return nonRigidOutputTorque(state);
+   const ZqReal driving = inputTorque * m_gearRatio * m_maxEfficiency;
+   const ZqReal linear = linearTorque(state);
+   const ZqReal friction = dryFrictionTorque(driving - loadTorque, state);
+   return keptOutputTorque(driving - linear - friction, state);
+}
+
+ZqReal ZqMechanicalActuatorComponent::linearTorque(ZqManipulatorActiveState& state) const
+{
+   return viscousFrictionTorque(state) + stopperTorque(state);
+}
+
+ZqReal ZqMechanicalActuatorComponent::stopperTorque(const ZqManipulatorActiveState& state) const
+{
+   return stopperLaw(state, "ZqMechanicalActuatorComponent::stopperTorque()->index out of range\n");
+}
+
+ZqReal
+ZqMechanicalActuatorComponent::viscousFrictionTorque(const ZqManipulatorActiveState& state) const
+{
+   return viscousFrictionLaw(
+      state, "ZqMechanicalActuatorComponent::viscousFrictionTorque()->index out of range\n");
+}
+
+ZqReal ZqMechanicalActuatorComponent::dryFrictionTorque(ZqReal drivingTorque,
+                                                        ZqManipulatorActiveState& state) const
+{
+   return dryFrictionLaw(
+      drivingTorque, state,
+      "ZqMechanicalActuatorComponent::dryFrictionTorque()->index out of range\n");
+}
+
+void ZqMechanicalActuatorComponent::acceleration(ZqReal inputTorque,
+                                                 ZqManipulatorActiveState& state) const
+{
+   ZqReal* const result = motorAcceleration(
+      state, "ZqMechanicalActuatorComponent::acceleration()->index out of range\n");
+   if (result == nullptr)
+      return;
+   if (!motorIsBody())
+   {
+      *result = followingAcceleration(state);
+      return;
+   }
+   const ZqReal net = inputTorque * m_gearRatio * m_maxEfficiency - linearTorque(state) -
+                      nonRigidOutputTorque(state);
+   *result = motorAccelerationLaw(net - dryFrictionTorque(net, state));
+}
+
 ZqReal ZqMechanicalActuatorComponent::effectiveInertia(ZqReal) const
 {
-   return m_isRigid ? m_gearRatio * m_gearRatio * m_inertia : 0.0;
+   return effectiveInertiaLaw();
 }
 
 void ZqMechanicalActuatorComponent::scaleBy(ZqReal scale, ZqReal jointScale)
 {
-   const ZqReal square = scale * scale;
-   const ZqReal fifthPower = std::pow(scale, 5.0);
-   m_inertia *= fifthPower;
-   m_frictionCoefficient *= square;
-   m_lowerLimit *= jointScale;
-   m_upperLimit *= jointScale;
-   m_stopperZone *= jointScale;
-   m_stopperSpringCoefficient *= fifthPower;
-   m_stopperDampingCoefficient *= fifthPower;
-   m_staticCoulombFriction *= fifthPower;
-   m_staticCoulombSpringCoefficient *= fifthPower;
-   m_staticCoulombDamperCoefficient *= fifthPower;
+   scaleParametersBy(scale, jointScale);
+}
+
+void ZqMechanicalActuatorComponent::initializeActuatorStates(ZqManipulatorActiveState& state) const
+{
+   initializeStates(
+      state, "ZqMechanicalActuatorComponent::initializeActuatorStates()->index out of range\n");
+}
+
+ZqReal ZqMechanicalActuatorComponent::nonRigidOutputTorque(ZqManipulatorActiveState& state) const
+{
+   return shaftLaw(state,
+                   "ZqMechanicalActuatorComponent::nonRigidOutputTorque()->index out of range\n");
 }
 
 ZqXmlObject* ZqMechanicalActuatorComponentContainer::clone() const

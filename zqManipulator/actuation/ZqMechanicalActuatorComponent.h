@@ -1,10 +1,9 @@
 #pragma once
 
+#include "zqManipulator/actuation/ZqDriveTrain.h"
 #include "zqManipulator/foundation/tokens/ZqManipTokens.h"
 #include "zqManipulator/foundation/xml/ZqBaseExpressionTree.h"
 #include "zqManipulator/foundation/xml/ZqXmlClass.h"
-
-class ZqManipulatorLink;
 
 /// The drive train between a motor and a joint: gear, motor inertia, viscous friction, end
 /// stoppers, Coulomb friction with stiction, flexibility with backlash, and efficiency.
@@ -36,8 +35,13 @@ class ZqManipulatorLink;
 ///
 /// Values are kept as they come: the limits of a document may be crossed, and setters take NaN too,
 /// so whoever compares with them decides what that means.
+///
+/// The laws read the entry of the link's index in the lists of the state. Where there is none, as before
+/// `initializeActuatorStates`, each logs a message and answers 0.0 or does nothing. Through a gear
+/// ratio of 0.0 no torque passes by friction or a flexible shaft, and no acceleration to the motor.
 class ZqMechanicalActuatorComponent
-   : public ZqXmlClass<ZqMechanicalActuatorComponent, ZqBaseExpressionTreeElement>
+   : public ZqXmlClass<ZqMechanicalActuatorComponent, ZqBaseExpressionTreeElement>,
+     public ZqDriveTrain
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqMechanicalActuatorComponentToken; }
@@ -72,6 +76,11 @@ public:
          ZqComponent{&This::m_maxEfficiency, &ZqManip::ZqMaxEfficiencyToken}};
    }
 
+   ZqMechanicalActuatorComponent() = default;
+   /// With the parameters of another drive train, and no loss in the gear.
+   explicit ZqMechanicalActuatorComponent(const ZqDriveTrain& driveTrain) : ZqDriveTrain(driveTrain)
+   {
+   }
    /// The link takes no part.
    bool operator==(const ZqMechanicalActuatorComponent& other) const;
    /// A geared drive with stoppers.
@@ -150,41 +159,49 @@ public:
    virtual ZqReal maxEfficiency() const { return m_maxEfficiency; }
    virtual void setMaxEfficiency(ZqReal efficiency) { m_maxEfficiency = efficiency; }
 
+   /// The torque at the joint (N m or N) that a torque at the motor gives: what friction and stoppers leave
+   /// of it, or of a flexible joint the torque of the shaft, which the state of the motor decides. The
+   /// load is what the joint's motion takes; dry friction opposes what is left. The torque is kept in the
+   /// state's `outputTorques`, which grow where they have no entry for the joint.
+   virtual ZqReal outputTorque(ZqReal inputTorque, ZqReal loadTorque,
+                               ZqManipulatorActiveState& state) const;
+   /// Viscous friction and stoppers. As these, it counts against the drive.
+   virtual ZqReal linearTorque(ZqManipulatorActiveState& state) const;
+   /// Of springs and dampers in the zones before the limits; both count where the zones overlap. A positive
+   /// one pushes to lower positions.
+   virtual ZqReal stopperTorque(const ZqManipulatorActiveState& state) const;
+   virtual ZqReal viscousFrictionTorque(const ZqManipulatorActiveState& state) const;
+   /// Stiction and Coulomb friction against a torque at the joint. The state remembers whether the motor
+   /// sticks, and where: each call may change it.
+   virtual ZqReal dryFrictionTorque(ZqReal drivingTorque, ZqManipulatorActiveState& state) const;
+   /// Sets the motor's acceleration in the state: that of a body of its own between the torque at the motor
+   /// and a flexible shaft, or what follows from the joint. Without any joint accelerations in the state the
+   /// joint has none.
+   virtual void acceleration(ZqReal inputTorque, ZqManipulatorActiveState& state) const;
    /// The motor's inertia as the joint feels it; 0.0 for a flexible joint, behind which the motor
    /// is a body of its own. The argument has no effect.
    virtual ZqReal effectiveInertia(ZqReal inertia) const;
    /// Scales lengths by `scale` and joint positions by `jointScale`. At constant density the
    /// inertia goes with the fifth power of the scale; so do the stiffness, damping and friction of
    /// stoppers and stiction, by which a joint bounces and sticks at the same times as before. The
-   /// viscous coefficient goes with the square, the limits and the zone with the joint position.
+   /// viscous coefficient goes with the square, the limits and the zone with the joint position. Nothing
+   /// else changes.
    virtual void scaleBy(ZqReal scale, ZqReal jointScale);
+   /// Gives the actuator state an entry for each joint, and sets that of this joint to a motor that follows
+   /// the joint and does not stick. States of power converters are left to the caller.
+   virtual void initializeActuatorStates(ZqManipulatorActiveState& state) const;
+
+protected:
+   /// The torque of the flexible shaft, which is kept as the output torque; 0.0 within the backlash.
+   virtual ZqReal nonRigidOutputTorque(ZqManipulatorActiveState& state) const;
 
 private:
-   ZqReal m_inertia = 0.0;
-   ZqReal m_frictionCoefficient = 0.0;
-   ZqReal m_gearRatio = 1.0;
-   ZqReal m_lowerLimit = -1e300;
-   ZqReal m_upperLimit = 1e300;
-   ZqReal m_maxOutputRate = 1e300;
-   ZqReal m_stopperZone = 0.0;
-   ZqReal m_stopperSpringCoefficient = 0.0;
-   ZqReal m_stopperDampingCoefficient = 0.0;
-   ZqReal m_staticCoulombFriction = 0.0;
-   ZqReal m_kineticCoulombFrictionPercentage = 1.0;
-   ZqReal m_staticCoulombSpringCoefficient = 0.0;
-   ZqReal m_staticCoulombDamperCoefficient = 0.0;
-   ZqReal m_limitingVelocityStickRegion = 1e300;
-   bool m_isRigid = true;
-   ZqReal m_jointFlexibilityStiffness = 0.0;
-   ZqReal m_jointFlexibilityDamping = 0.0;
-   ZqReal m_backlash = 0.0;
    ZqReal m_maxEfficiency = 1.0;
-   const ZqManipulatorLink* m_manipulatorLink = nullptr; ///< not owned
 };
 
 extern template class ZqBaseExpressionTreeContainer<ZqMechanicalActuatorComponent>;
 
-/// A container of at most one drive train.
+/// A container of at most one drive train. Without one it gives no torque.
 class ZqMechanicalActuatorComponentContainer
    : public ZqBaseExpressionTreeContainer<ZqMechanicalActuatorComponent>
 {
@@ -201,4 +218,16 @@ public:
    void registerComponentCreators() override;
    static ZqMechanicalActuatorComponentContainer nullObject() { return {}; }
    bool operator==(const ZqMechanicalActuatorComponentContainer&) const = default;
+
+   /// \name The drive train's torques
+   /// @{
+   ZqReal linearTorque(ZqManipulatorActiveState& state) const
+   {
+      return m_element ? m_element->linearTorque(state) : 0.0;
+   }
+   ZqReal outputTorque(ZqReal inputTorque, ZqReal loadTorque, ZqManipulatorActiveState& state) const
+   {
+      return m_element ? m_element->outputTorque(inputTorque, loadTorque, state) : 0.0;
+   }
+   /// @}
 };

@@ -41,6 +41,13 @@ public:
          return m_linkForces[index];
       return index == ZqBaseLinkIndex ? m_baseForce : outOfRange(index);
    }
+   /// The force on a link or on the base; null for any other index.
+   const ZqGeneralForce* forceOn(ZqU32 index) const noexcept
+   {
+      if (index < m_linkForces.size())
+         return &m_linkForces[index];
+      return index == ZqBaseLinkIndex ? &m_baseForce : nullptr;
+   }
    virtual void resize(unsigned int size)
    {
       if (m_linkForces.size() != size)

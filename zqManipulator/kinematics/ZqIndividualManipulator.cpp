@@ -21,6 +21,7 @@ ZqIndividualManipulator::ZqIndividualManipulator(const ZqIndividualManipulator& 
      m_absoluteBoundingSphere(other.m_absoluteBoundingSphere), m_isFixedBase(other.m_isFixedBase),
      m_optimizeOnLoad(other.m_optimizeOnLoad), m_isControllable(other.m_isControllable),
      m_manipulatorReferenceDescription(other.m_manipulatorReferenceDescription),
+     m_stateEqualityConstraints(other.m_stateEqualityConstraints),
      m_displayLinkIndices(other.m_displayLinkIndices),
      m_selfCollisionLinkMap(other.m_selfCollisionLinkMap),
      m_usingManipulatorLabels(other.m_usingManipulatorLabels),
@@ -36,6 +37,7 @@ ZqIndividualManipulator::ZqIndividualManipulator(ZqIndividualManipulator&& other
      m_absoluteBoundingSphere(other.m_absoluteBoundingSphere), m_isFixedBase(other.m_isFixedBase),
      m_optimizeOnLoad(other.m_optimizeOnLoad), m_isControllable(other.m_isControllable),
      m_manipulatorReferenceDescription(std::move(other.m_manipulatorReferenceDescription)),
+     m_stateEqualityConstraints(std::move(other.m_stateEqualityConstraints)),
      m_displayLinkIndices(std::move(other.m_displayLinkIndices)),
      m_selfCollisionLinkMap(std::move(other.m_selfCollisionLinkMap)),
      m_manipulatorIndex(other.m_manipulatorIndex),
@@ -67,6 +69,7 @@ ZqIndividualManipulator::operator=(ZqIndividualManipulator&& other) noexcept
    m_optimizeOnLoad = other.m_optimizeOnLoad;
    m_isControllable = other.m_isControllable;
    m_manipulatorReferenceDescription = std::move(other.m_manipulatorReferenceDescription);
+   m_stateEqualityConstraints = std::move(other.m_stateEqualityConstraints);
    m_displayLinkIndices = std::move(other.m_displayLinkIndices);
    m_selfCollisionLinkMap = std::move(other.m_selfCollisionLinkMap);
    m_usingManipulatorLabels = std::move(other.m_usingManipulatorLabels);
@@ -113,6 +116,7 @@ bool ZqIndividualManipulator::equalForReferencing(const ZqIndividualManipulator&
           m_absoluteBoundingSphere == other.m_absoluteBoundingSphere &&
           m_isFixedBase == other.m_isFixedBase && m_optimizeOnLoad == other.m_optimizeOnLoad &&
           m_manipulatorReferenceDescription == other.m_manipulatorReferenceDescription &&
+          m_stateEqualityConstraints == other.m_stateEqualityConstraints &&
           m_displayLinkIndices == other.m_displayLinkIndices &&
           m_selfCollisionLinkMap == other.m_selfCollisionLinkMap;
 }

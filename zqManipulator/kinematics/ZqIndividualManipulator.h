@@ -4,6 +4,7 @@
 #include "zqManipulator/foundation/geometry/ZqSphere.h"
 #include "zqManipulator/kinematics/ZqLinkCollisionTest.h"
 #include "zqManipulator/kinematics/ZqManipulatorLink.h"
+#include "zqManipulator/simulation/ZqStateEqualityConstraintVector.h"
 #include "zqManipulator/tools/ZqManipulatorLinkLabelMapping.h"
 
 #include <set>
@@ -37,6 +38,8 @@ public:
             ZqComponent{&This::m_optimizeOnLoad, &ZqManip::ZqOptimizeOnLoadToken},
             ZqComponent{&This::m_manipulatorReferenceDescription,
                         &ZqManip::ZqManipulatorReferenceDescriptionToken},
+            ZqComponent{&This::m_stateEqualityConstraints,
+                        &ZqManip::ZqStateEqualityConstraintVectorToken},
             ZqComponent{&This::m_displayLinkIndices, &ZqManip::ZqDisplayLinkIndicesToken},
             ZqComponent{&This::m_selfCollisionLinkMap,
                         &ZqManip::ZqManipulatorSelfCollisionLinkMapToken},
@@ -144,6 +147,14 @@ public:
    /// Whether two links may collide, by link index or `ZqBaseLinkIndex`. A link does not collide with
    /// itself. An index out of range is rejected with a message, and the answer is false.
    virtual bool canCollide(ZqU32 first, ZqU32 second) const;
+   virtual const ZqStateEqualityConstraintVector& stateEqualityConstraints() const
+   {
+      return m_stateEqualityConstraints;
+   }
+   virtual void setStateEqualityConstraints(const ZqStateEqualityConstraintVector& constraints)
+   {
+      m_stateEqualityConstraints = constraints;
+   }
    virtual const DisplayLinkIndices& displayLinkIndices() const { return m_displayLinkIndices; }
    virtual void setDisplayLinkIndices(const DisplayLinkIndices& indices)
    {
@@ -235,6 +246,7 @@ private:
    bool m_optimizeOnLoad = false;
    bool m_isControllable = false;
    ZqManipulatorReferenceDescription m_manipulatorReferenceDescription;
+   ZqStateEqualityConstraintVector m_stateEqualityConstraints;
    DisplayLinkIndices m_displayLinkIndices;
    ZqManipulatorSelfCollisionLinkMap m_selfCollisionLinkMap;
    ZqU32 m_manipulatorIndex = 0;

@@ -53,7 +53,7 @@ ZqIndividualManipulator::dhFrameForceInLocal(const ZqManipulatorExternalForce& e
 {
    ZqLinkForceState& base = activeState.activeForceState().record(ZqBaseLinkIndex);
    if (!base.localDhValid())
-      base.setDhFrameForceInLocal(forceOnSubtree(externalForce, activeState, stateStruct));
+      gatherForces(base, externalForce, activeState, stateStruct);
    return base.dhFrameForceInLocal();
 }
 

@@ -18,7 +18,8 @@ ZqManipulatorLink::ZqManipulatorLink(const ZqManipulatorLink& other)
      m_massPropertiesInDHFrame(other.m_massPropertiesInDHFrame),
      m_massPropertiesMap(other.m_massPropertiesMap),
      m_linkReferenceDescription(other.m_linkReferenceDescription),
-     m_namedPoints(other.m_namedPoints), m_namedFrames(other.m_namedFrames)
+     m_namedPoints(other.m_namedPoints), m_namedFrames(other.m_namedFrames),
+     m_springProperties(other.m_springProperties), m_damperProperties(other.m_damperProperties)
 {
    attachParts();
 }
@@ -33,7 +34,9 @@ ZqManipulatorLink::ZqManipulatorLink(ZqManipulatorLink&& other) noexcept
      m_massPropertiesInDHFrame(other.m_massPropertiesInDHFrame),
      m_massPropertiesMap(std::move(other.m_massPropertiesMap)),
      m_linkReferenceDescription(std::move(other.m_linkReferenceDescription)),
-     m_namedPoints(std::move(other.m_namedPoints)), m_namedFrames(std::move(other.m_namedFrames))
+     m_namedPoints(std::move(other.m_namedPoints)), m_namedFrames(std::move(other.m_namedFrames)),
+     m_springProperties(std::move(other.m_springProperties)),
+     m_damperProperties(std::move(other.m_damperProperties))
 {
    attachParts();
 }
@@ -68,6 +71,8 @@ ZqManipulatorLink& ZqManipulatorLink::operator=(ZqManipulatorLink&& other) noexc
    m_linkReferenceDescription = std::move(taken.m_linkReferenceDescription);
    m_namedPoints = std::move(taken.m_namedPoints);
    m_namedFrames = std::move(taken.m_namedFrames);
+   m_springProperties = std::move(taken.m_springProperties);
+   m_damperProperties = std::move(taken.m_damperProperties);
    m_manipulator = nullptr;
    m_childLinks = std::move(taken.m_childLinks);
    attachParts();
@@ -93,6 +98,8 @@ void ZqManipulatorLink::copyAllButChildLinksFrom(const ZqManipulatorLink& other)
    m_linkReferenceDescription = other.m_linkReferenceDescription;
    m_namedPoints = other.m_namedPoints;
    m_namedFrames = other.m_namedFrames;
+   m_springProperties = other.m_springProperties;
+   m_damperProperties = other.m_damperProperties;
    m_manipulator = nullptr;
    attachParts();
 }
@@ -120,17 +127,33 @@ bool ZqManipulatorLink::equalForReferencing(const ZqManipulatorLink& other) cons
           m_massPropertiesMap == other.m_massPropertiesMap &&
           m_linkReferenceDescription == other.m_linkReferenceDescription &&
           m_namedPoints == other.m_namedPoints && m_namedFrames == other.m_namedFrames &&
-          m_childLinks == other.m_childLinks;
+          m_springProperties == other.m_springProperties &&
+          m_damperProperties == other.m_damperProperties && m_childLinks == other.m_childLinks;
 }
 
 bool ZqManipulatorLink::read(ZqXmlReader& reader)
 {
    const bool succeeded = ZqXmlClass::read(reader);
+   takeOldJointActuator();
    attachParts();
    updateMassProperties();
    updateDHMassProperties();
    reader.incrementLinkCount();
    return succeeded;
+}
+
+/// Takes over the drive that an old document holds, in one form or the other; the container counts.
+void ZqManipulatorLink::takeOldJointActuator()
+{
+   const ZqOldJointActuator none;
+   if (m_oldJointActuator != none)
+      m_jointActuator.setFromOldJointActuator(m_oldJointActuator);
+   const auto* contained =
+      dynamic_cast<const ZqOldJointActuator*>(m_oldJointActuatorContainer.topElement());
+   if (contained != nullptr && *contained != none)
+      m_jointActuator.setFromOldJointActuator(*contained);
+   m_oldJointActuator = none;
+   m_oldJointActuatorContainer.setAndDeleteTopElementPointer(nullptr);
 }
 
 void ZqManipulatorLink::registerComponentsForBase()
@@ -307,10 +330,9 @@ ZqManipulatorLink::placeInSystem(ZqManipulatorActivePositionState& activeState) 
    if (m_parentLink != nullptr)
    {
       const ZqU32 parent = m_parentLink->m_linkIndex;
-      parentFrame =
-         parent < links.size() && links[parent].locationInSystemValid()
-            ? &links[parent].dhFrame()
-            : &m_parentLink->dhFrameInSystem(activeState);
+      parentFrame = parent < links.size() && links[parent].locationInSystemValid()
+                       ? &links[parent].dhFrame()
+                       : &m_parentLink->dhFrameInSystem(activeState);
    }
    ZqLinkPositionState& own = activeState.record(m_linkIndex);
    if (const ZqLinkKinematics* joint = m_linkKinematicsContainer.topElement())

@@ -1,11 +1,15 @@
 #pragma once
 
 #include "zqManipulator/actuation/ZqJointActuator.h"
+#include "zqManipulator/actuation/ZqJointActuatorContainer.h"
+#include "zqManipulator/actuation/ZqOldJointActuator.h"
 #include "zqManipulator/dynamics/ZqRigidBodyMassProperties.h"
 #include "zqManipulator/foundation/xml/ZqXmlMapType.h"
 #include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
 #include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
 #include "zqManipulator/kinematics/ZqReferenceDescription.h"
+#include "zqManipulator/simulation/ZqDamperProperties.h"
+#include "zqManipulator/simulation/ZqSpringProperties.h"
 
 #include <map>
 #include <memory>
@@ -15,6 +19,7 @@ class ZqArticulatedBodyDynamics;
 class ZqIndividualManipulator;
 class ZqLineSegment;
 class ZqLinkArticulationState;
+class ZqLinkForceState;
 class ZqLinkMassState;
 class ZqLinkPositionState;
 class ZqManipulatorActivePositionState;
@@ -54,7 +59,12 @@ public:
          ZqComponent{&This::m_linkKinematicsContainer, &ZqManip::ZqLinkKinematicsContainerToken},
          ZqComponent{&This::m_childLinks, &ZqManip::ZqChildLinksToken},
          ZqComponent{&This::m_jointActuator, &ZqManip::ZqCompositeJointActuatorToken},
+         ZqReadOnlyComponent(&This::m_oldJointActuator, &ZqManip::ZqJointActuatorToken),
+         ZqReadOnlyComponent(&This::m_oldJointActuatorContainer,
+                             &ZqManip::ZqJointActuatorContainerToken),
          ZqComponent{&This::m_baseMassProperties, &ZqManip::ZqMassPropertiesToken},
+         ZqComponent{&This::m_springProperties, &ZqManip::ZqSpringPropertiesToken},
+         ZqComponent{&This::m_damperProperties, &ZqManip::ZqDamperPropertiesToken},
          ZqComponent{&This::m_linkReferenceDescription, &ZqManip::ZqLinkReferenceDescriptionToken},
          ZqComponent{&This::m_namedPoints, &ZqManip::ZqNamedPointsToken},
          ZqComponent{&This::m_namedFrames, &ZqManip::ZqNamedFramesToken},
@@ -150,6 +160,21 @@ public:
    virtual bool deleteMassProperties(const ZqString& name);
    /// @}
 
+   /// \name Spring and damper of the joint
+   /// By the positions and velocities of any joints of the manipulator.
+   /// @{
+   virtual const ZqSpringProperties& springProperties() const { return m_springProperties; }
+   virtual void setSpringProperties(const ZqSpringProperties& properties)
+   {
+      m_springProperties = properties;
+   }
+   virtual const ZqDamperProperties& damperProperties() const { return m_damperProperties; }
+   virtual void setDamperProperties(const ZqDamperProperties& properties)
+   {
+      m_damperProperties = properties;
+   }
+   /// @}
+
    virtual const ZqLinkReferenceDescription& linkReferenceDescription() const
    {
       return m_linkReferenceDescription;
@@ -161,6 +186,9 @@ public:
    /// The link whose shapes this one uses: itself, or another one of the tree.
    virtual const ZqManipulatorLink* referenceLink() const { return m_referenceLink; }
    virtual void setReferenceLink(ZqManipulatorLink* link) { m_referenceLink = link; }
+   /// The torque of spring and damper, which counts against the drive. A link without a manipulator is
+   /// rejected with a message, and 0.0.
+   virtual ZqReal totalLocalTorque(const ZqManipulatorActiveState& activeState) const;
    /// As `massProperties`, in the DH frame.
    virtual const ZqRigidBodyMassProperties&
    massPropertiesInDHFrame(const ZqStatedSystemStruct* stateStruct = nullptr) const;
@@ -309,8 +337,8 @@ public:
    /// Sets a limit of the joint of the first link of the subtree with the label. False when there is
    /// none.
    virtual bool setJointLimit(const ZqString& label, bool isLower, ZqReal value);
-   /// Takes mass, joint, drive, points and frames, and with `withShapes` the shapes, from another link,
-   /// for the first link of the subtree with the label. False when there is none.
+   /// Takes mass, joint, drive, spring and damper, points and frames, and with `withShapes` the shapes,
+   /// from another link, for the first link of the subtree with the label. False when there is none.
    virtual bool replaceLinkProperties(const ZqString& label, const ZqManipulatorLink& link,
                                       bool withShapes);
    /// Sets the masses of the link of the label in the subtree. False when there is none, and also when
@@ -352,9 +380,9 @@ protected:
 
    /// \name One step of the recursions, for a link that the state has
    /// @{
-   ZqGeneralForce forceOnSubtree(const ZqManipulatorExternalForce& externalForce,
-                                 ZqManipulatorActiveState& activeState,
-                                 const ZqStatedSystemStruct* stateStruct) const;
+   void gatherForces(ZqLinkForceState& record, const ZqManipulatorExternalForce& externalForce,
+                     ZqManipulatorActiveState& activeState,
+                     const ZqStatedSystemStruct* stateStruct) const;
    void composeBody(ZqLinkMassState& record, ZqManipulatorActiveState& activeState,
                     const ZqStatedSystemStruct* stateStruct) const;
    void articulateBody(ZqLinkArticulationState& record,
@@ -371,12 +399,15 @@ protected:
 
 private:
    void attachParts() noexcept;
+   void takeOldJointActuator();
    const ZqRigidBodyMassProperties&
    withAttachments(const ZqRigidBodyMassProperties& own, const ZqStatedSystemStruct* stateStruct,
                    const ZqCoordinateSystemTransformation* outer) const;
    const ZqLinkPositionState* placeInSystem(ZqManipulatorActivePositionState& activeState) const;
    const ZqRigidBodyMassProperties& dhMasses(const ZqStatedSystemStruct* stateStruct) const;
    const ZqLinkPositionState& withDhTransform(ZqManipulatorActivePositionState& activeState) const;
+   const ZqGeneralMotion& parentVelocity(ZqManipulatorActiveState& activeState) const;
+   const ZqGeneralMotion& parentAcceleration(ZqManipulatorActiveState& activeState) const;
    ZqGeneralForce forceOnBody(const ZqManipulatorExternalForce& externalForce,
                               ZqManipulatorActiveState& activeState,
                               const ZqStatedSystemStruct* stateStruct) const;
@@ -404,4 +435,9 @@ private:
    ZqLinkReferenceDescription m_linkReferenceDescription;
    NamedPoints m_namedPoints;
    NamedFrames m_namedFrames;
+   ZqSpringProperties m_springProperties;
+   ZqDamperProperties m_damperProperties;
+   // Filled and emptied by reading.
+   ZqOldJointActuator m_oldJointActuator;
+   ZqJointActuatorContainer m_oldJointActuatorContainer;
 };

@@ -18,9 +18,16 @@ const ZqArticulatedBodyDynamics ZqManipulatorLink::m_theDummyArbd;
 
 namespace
 {
-void rejectIndex(const char* format, ZqU32 index)
+[[gnu::cold]] void rejectIndex(const char* format, ZqU32 index)
 {
    Zq::Print::instance().write(Zq::Rejected, format, static_cast<int>(index));
+}
+
+[[gnu::cold]] void rejectIndexAndExplain(const char* format, ZqU32 index)
+{
+   rejectIndex(format, index);
+   Zq::Print::instance().write(
+      Zq::Rejected, "This can be caused by the system and state not having the same size.\n");
 }
 
 template <class List>
@@ -29,34 +36,43 @@ ZqReal valueOrZero(const List& values, ZqU32 index)
    return index < values.size() ? values[index] : 0.0;
 }
 
-ZqReal jointPosition(const ZqManipulatorActiveState& activeState, ZqU32 index)
+inline ZqReal jointPosition(const ZqManipulatorActiveState& activeState, ZqU32 index)
 {
    return valueOrZero(activeState.positionState().jointPositions(), index);
 }
 
-/// Whether there is a record for the link in both, or it is the base.
-bool hasVelocity(const ZqManipulatorActiveState& activeState, ZqU32 index)
+/// The record of a link or of the base; null when there is none.
+template <class Manipulator>
+auto recordOf(Manipulator& records, ZqU32 index) -> decltype(&records.record(index))
 {
-   return index == ZqBaseLinkIndex ||
-          (index < activeState.activeVelocityState().linkVelocityStates().size() &&
-           index < activeState.activePositionState().linkPositionStates().size());
+   return index == ZqBaseLinkIndex || index < records.size() ? &records.record(index) : nullptr;
+}
+
+/// The record of a link for which position and velocity have one, or of the base; null for any other
+/// link.
+inline ZqLinkVelocityState* velocityRecord(ZqManipulatorActiveState& activeState, ZqU32 index)
+{
+   return recordOf(activeState.activePositionState(), index) != nullptr
+             ? recordOf(activeState.activeVelocityState(), index)
+             : nullptr;
 }
 
 /// The record of a link for which the position has one, or of the base; null for any other link. A state
 /// of accelerations may be shorter than that of positions, and then gets the records that it lacks.
-ZqLinkAccelerationState* accelerationRecord(ZqManipulatorActiveState& activeState, ZqU32 index)
+inline ZqLinkAccelerationState* accelerationRecord(ZqManipulatorActiveState& activeState,
+                                                   ZqU32 index)
 {
-   const ZqU32 links = activeState.activePositionState().linkPositionStates().size();
-   if (index != ZqBaseLinkIndex && index >= links)
+   if (recordOf(activeState.activePositionState(), index) == nullptr)
       return nullptr;
    ZqManipulatorActiveAccelerationState& accelerations = activeState.activeAccelerationState();
-   if (accelerations.size() < links)
-      accelerations.resize(links);
+   if (ZqLinkAccelerationState* own = recordOf(accelerations, index))
+      return own;
+   accelerations.resize(activeState.activePositionState().size());
    return &accelerations.record(index);
 }
 
 /// The acceleration, less that of the origin, of a point at p that turns with the body.
-ZqVector turningAcceleration(const ZqVector& omega, const ZqVector& alpha, const ZqVector& p)
+inline ZqVector turningAcceleration(const ZqVector& omega, const ZqVector& alpha, const ZqVector& p)
 {
    return alpha.cross(p) + omega.cross(omega.cross(p));
 }
@@ -71,14 +87,14 @@ ZqSecondMoment centralSecondMoment(const ZqRigidBodyMassProperties& body, const 
 } // namespace
 
 /// The masses in the DH frame; most queries know of no scene.
-const ZqRigidBodyMassProperties&
+inline const ZqRigidBodyMassProperties&
 ZqManipulatorLink::dhMasses(const ZqStatedSystemStruct* stateStruct) const
 {
    return stateStruct == nullptr ? m_massPropertiesInDHFrame : massPropertiesInDHFrame(stateStruct);
 }
 
 /// The record of the link with its joint's transformation, for a link that has a record.
-const ZqLinkPositionState&
+inline const ZqLinkPositionState&
 ZqManipulatorLink::withDhTransform(ZqManipulatorActivePositionState& activeState) const
 {
    ZqLinkPositionState& own = activeState.record(m_linkIndex);
@@ -91,28 +107,46 @@ ZqManipulatorLink::withDhTransform(ZqManipulatorActivePositionState& activeState
    return own;
 }
 
+/// The parent's answer, which is at hand when the links are asked in the order of their indices.
+inline const ZqGeneralMotion&
+ZqManipulatorLink::parentVelocity(ZqManipulatorActiveState& activeState) const
+{
+   const ZqLinkVelocityState* parent =
+      recordOf(activeState.activeVelocityState(), m_parentLink->m_linkIndex);
+   return parent != nullptr && parent->localDhValid()
+             ? parent->dhFrameVelocityInLocal()
+             : m_parentLink->dhFrameVelocityInLocal(activeState);
+}
+
+inline const ZqGeneralMotion&
+ZqManipulatorLink::parentAcceleration(ZqManipulatorActiveState& activeState) const
+{
+   const ZqLinkAccelerationState* parent =
+      recordOf(activeState.activeAccelerationState(), m_parentLink->m_linkIndex);
+   return parent != nullptr && parent->localDhValid()
+             ? parent->dhFrameAccelerationInLocal()
+             : m_parentLink->dhFrameAccelerationInLocal(activeState);
+}
+
 const ZqGeneralMotion&
 ZqManipulatorLink::dhFrameVelocityInLocal(ZqManipulatorActiveState& activeState) const
 {
-   if (!hasVelocity(activeState, m_linkIndex))
+   ZqLinkVelocityState* const own = velocityRecord(activeState, m_linkIndex);
+   if (own == nullptr)
    {
-      rejectIndex("ZqManipulatorLink::dhFrameVelocityInLocal(): link index %d not in the range of "
-                  "the active state.\n",
-                  m_linkIndex);
-      Zq::Print::instance().write(
-         Zq::Rejected, "This can be caused by the system and state not having the same size.\n");
+      rejectIndexAndExplain("ZqManipulatorLink::dhFrameVelocityInLocal(): link index %d not in the "
+                            "range of the active state.\n",
+                            m_linkIndex);
       return m_theDummyGeneralVelocity;
    }
-   ZqManipulatorActiveVelocityState& velocities = activeState.activeVelocityState();
-   ZqLinkVelocityState& own = velocities.record(m_linkIndex);
-   if (own.localDhValid())
-      return own.dhFrameVelocityInLocal();
+   if (own->localDhValid())
+      return own->dhFrameVelocityInLocal();
 
    ZqVector linear;
    ZqVector angular;
    if (m_parentLink != nullptr)
    {
-      const ZqGeneralMotion& parent = m_parentLink->dhFrameVelocityInLocal(activeState);
+      const ZqGeneralMotion& parent = parentVelocity(activeState);
       const ZqLinkPositionState& place = withDhTransform(activeState.activePositionState());
       const ZqRotationMatrix& R = place.dhRotation();
       linear = R.transposeTimes(parent.linear() +
@@ -123,18 +157,18 @@ ZqManipulatorLink::dhFrameVelocityInLocal(ZqManipulatorActiveState& activeState)
    {
       const ZqGeneralMotion& added = joint->calculateVelocity(
          jointPosition(activeState, m_linkIndex),
-         valueOrZero(velocities.velocityState().jointVelocities(), m_linkIndex));
+         valueOrZero(activeState.velocityState().jointVelocities(), m_linkIndex));
       linear += added.linear();
       angular += added.angular();
    }
-   own.setDhFrameVelocityInLocal({linear, angular});
-   return own.dhFrameVelocityInLocal();
+   own->setDhFrameVelocityInLocal({linear, angular});
+   return own->dhFrameVelocityInLocal();
 }
 
 const ZqGeneralMotion&
 ZqManipulatorLink::dhFrameVelocityInSystem(ZqManipulatorActiveState& activeState) const
 {
-   if (m_linkIndex >= activeState.activeVelocityState().linkVelocityStates().size())
+   if (m_linkIndex >= activeState.activeVelocityState().size())
    {
       Zq::Print::instance().write(
          Zq::Rejected, "ZqManipulatorLink::dhFrameVelocityInSystem(): index out of range.\n");
@@ -153,7 +187,7 @@ ZqManipulatorLink::dhFrameVelocityInSystem(ZqManipulatorActiveState& activeState
 const ZqGeneralMotion&
 ZqManipulatorLink::primaryFrameVelocityInSystem(ZqManipulatorActiveState& activeState) const
 {
-   const ZqU32 count = activeState.activeVelocityState().linkVelocityStates().size();
+   const ZqU32 count = activeState.activeVelocityState().size();
    if (m_linkIndex != ZqBaseLinkIndex && m_linkIndex >= count)
    {
       Zq::Print::instance().write(
@@ -191,8 +225,8 @@ ZqManipulatorLink::dhFrameAccelerationInLocal(ZqManipulatorActiveState& activeSt
    ZqVector omega; // of the inboard frame, in the axes of the DH frame
    if (m_parentLink != nullptr)
    {
-      const ZqVector& parentOmega = m_parentLink->dhFrameVelocityInLocal(activeState).angular();
-      const ZqGeneralMotion& parent = m_parentLink->dhFrameAccelerationInLocal(activeState);
+      const ZqVector& parentOmega = parentVelocity(activeState).angular();
+      const ZqGeneralMotion& parent = parentAcceleration(activeState);
       const ZqLinkPositionState& place = withDhTransform(activeState.activePositionState());
       const ZqRotationMatrix& R = place.dhRotation();
       linear =
@@ -223,25 +257,23 @@ ZqManipulatorLink::comVelocityInLocal(ZqManipulatorActiveState& activeState,
                                       const ZqStatedSystemStruct* stateStruct) const
 {
    const ZqU32 index = linkIndex();
-   if (!hasVelocity(activeState, index))
+   ZqLinkVelocityState* const own = velocityRecord(activeState, index);
+   if (own == nullptr)
    {
-      rejectIndex("ZqManipulatorLink::comVelocityInLocal(): link index %d not in the range of the "
-                  "active state.\n",
-                  index);
-      Zq::Print::instance().write(
-         Zq::Rejected, "This can be caused by the system and state not having the same size.\n");
+      rejectIndexAndExplain("ZqManipulatorLink::comVelocityInLocal(): link index %d not in the "
+                            "range of the active state.\n",
+                            index);
       return m_theDummyGeneralVelocity;
    }
-   ZqLinkVelocityState& own = activeState.activeVelocityState().record(index);
-   if (!own.localComValid())
+   if (!own->localComValid())
    {
       ZqVector center;
       dhMasses(stateStruct).getCenterOfMass(center);
       ZqGeneralMotion motion = dhFrameVelocityInLocal(activeState);
       motion.transformBy(-center);
-      own.setComVelocityInLocal(motion);
+      own->setComVelocityInLocal(motion);
    }
-   return own.comVelocityInLocal();
+   return own->comVelocityInLocal();
 }
 
 const ZqGeneralMotion&
@@ -249,15 +281,14 @@ ZqManipulatorLink::comAccelerationInLocal(ZqManipulatorActiveState& activeState,
                                           const ZqStatedSystemStruct* stateStruct) const
 {
    const ZqU32 index = linkIndex();
-   ZqLinkAccelerationState* const own =
-      hasVelocity(activeState, index) ? accelerationRecord(activeState, index) : nullptr;
+   ZqLinkAccelerationState* const own = velocityRecord(activeState, index) != nullptr
+                                           ? accelerationRecord(activeState, index)
+                                           : nullptr;
    if (own == nullptr)
    {
-      rejectIndex("ZqManipulatorLink::comAccelerationInLocal(): link index %d not in the range of "
-                  "the active state.\n",
-                  index);
-      Zq::Print::instance().write(
-         Zq::Rejected, "This can be caused by the system and state not having the same size.\n");
+      rejectIndexAndExplain("ZqManipulatorLink::comAccelerationInLocal(): link index %d not in the "
+                            "range of the active state.\n",
+                            index);
       return m_theDummyGeneralAcceleration;
    }
    if (!own->localComValid())
@@ -277,22 +308,22 @@ ZqManipulatorLink::spatialMomentumInLocal(ZqManipulatorActiveState& activeState,
                                           const ZqStatedSystemStruct* stateStruct) const
 {
    const ZqU32 index = linkIndex();
-   if (!hasVelocity(activeState, index))
+   ZqLinkVelocityState* const own = velocityRecord(activeState, index);
+   if (own == nullptr)
    {
       rejectIndex("ZqManipulatorLink::spatialMomentumInLocal(): index (%d) out of range.\n", index);
       return m_theDummySpatialMomentum;
    }
-   ZqLinkVelocityState& own = activeState.activeVelocityState().record(index);
-   if (!own.localMomentumValid())
+   if (!own->localMomentumValid())
    {
       const ZqRigidBodyMassProperties& body = dhMasses(stateStruct);
       ZqVector center;
       body.getCenterOfMass(center);
       const ZqGeneralMotion& velocity = comVelocityInLocal(activeState, stateStruct);
-      own.setMomentumInLocal(
+      own->setMomentumInLocal(
          {velocity.linear() * body.mass(), centralSecondMoment(body, center) * velocity.angular()});
    }
-   return own.momentumInLocal();
+   return own->momentumInLocal();
 }
 
 const ZqGeneralMotion&
@@ -300,8 +331,9 @@ ZqManipulatorLink::spatialMomentumRateInLocal(ZqManipulatorActiveState& activeSt
                                               const ZqStatedSystemStruct* stateStruct) const
 {
    const ZqU32 index = linkIndex();
-   ZqLinkAccelerationState* const own =
-      hasVelocity(activeState, index) ? accelerationRecord(activeState, index) : nullptr;
+   ZqLinkAccelerationState* const own = velocityRecord(activeState, index) != nullptr
+                                           ? accelerationRecord(activeState, index)
+                                           : nullptr;
    if (own == nullptr)
    {
       rejectIndex("ZqManipulatorLink::spatialMomentumRateInLocal(): index (%d) out of range.\n",
@@ -345,26 +377,27 @@ ZqManipulatorLink::compositeSpatialMomentumInLocal(ZqManipulatorActiveState& act
                                                    const ZqStatedSystemStruct* stateStruct) const
 {
    const ZqU32 index = linkIndex();
-   if (!hasVelocity(activeState, index))
+   ZqLinkVelocityState* const own = velocityRecord(activeState, index);
+   if (own == nullptr)
    {
       rejectIndex(
          "ZqManipulatorLink::compositeSpatialMomentumInLocal(): index (%d) out of range.\n", index);
       return m_theDummySpatialMomentum;
    }
-   ZqLinkVelocityState& own = activeState.activeVelocityState().record(index);
-   if (!own.compositeMomentumValid())
-      own.setCompositeMomentumInLocal(
+   if (!own->compositeMomentumValid())
+      own->setCompositeMomentumInLocal(
          sumOverChildren(spatialMomentumInLocal(activeState, stateStruct), activeState,
                          &ZqManipulatorLink::compositeSpatialMomentumInLocal, stateStruct));
-   return own.compositeMomentumInLocal();
+   return own->compositeMomentumInLocal();
 }
 
 const ZqGeneralMotion& ZqManipulatorLink::compositeSpatialMomentumRateInLocal(
    ZqManipulatorActiveState& activeState, const ZqStatedSystemStruct* stateStruct) const
 {
    const ZqU32 index = linkIndex();
-   ZqLinkAccelerationState* const own =
-      hasVelocity(activeState, index) ? accelerationRecord(activeState, index) : nullptr;
+   ZqLinkAccelerationState* const own = velocityRecord(activeState, index) != nullptr
+                                           ? accelerationRecord(activeState, index)
+                                           : nullptr;
    if (own == nullptr)
    {
       rejectIndex(
@@ -400,32 +433,36 @@ ZqBoolean ZqManipulatorLink::computeMomentFromLinearAcceleration(
 }
 
 /// The force that moves the link's own body, less what comes from outside.
-ZqGeneralForce ZqManipulatorLink::forceOnBody(const ZqManipulatorExternalForce& externalForce,
-                                              ZqManipulatorActiveState& activeState,
-                                              const ZqStatedSystemStruct* stateStruct) const
+[[gnu::always_inline]] inline ZqGeneralForce
+ZqManipulatorLink::forceOnBody(const ZqManipulatorExternalForce& externalForce,
+                               ZqManipulatorActiveState& activeState,
+                               const ZqStatedSystemStruct* stateStruct) const
 {
    const ZqGeneralMotion& velocity = dhFrameVelocityInLocal(activeState);
    const ZqGeneralMotion& acceleration = dhFrameAccelerationInLocal(activeState);
-   ZqGeneralForce force = dhMasses(stateStruct).calculateForce(velocity, acceleration);
-   const ZqU32 index = linkIndex();
-   if (index == ZqBaseLinkIndex || index < externalForce.linkForces().size())
-      force -= externalForce[index];
-   return force;
+   const ZqGeneralForce force = dhMasses(stateStruct).calculateForce(velocity, acceleration);
+   const ZqGeneralForce* const external = externalForce.forceOn(linkIndex());
+   return external == nullptr ? force : force - *external;
 }
 
-/// The force that moves the link and its subtree, for a link that the position has.
-ZqGeneralForce ZqManipulatorLink::forceOnSubtree(const ZqManipulatorExternalForce& externalForce,
-                                                 ZqManipulatorActiveState& activeState,
-                                                 const ZqStatedSystemStruct* stateStruct) const
+/// Makes the record that of the force that moves the link and its subtree, for a link that the position
+/// has.
+void ZqManipulatorLink::gatherForces(ZqLinkForceState& record,
+                                     const ZqManipulatorExternalForce& externalForce,
+                                     ZqManipulatorActiveState& activeState,
+                                     const ZqStatedSystemStruct* stateStruct) const
 {
-   ZqGeneralForce own = forceOnBody(externalForce, activeState, stateStruct);
+   const ZqGeneralForce own = forceOnBody(externalForce, activeState, stateStruct);
    ZqVector force = own.force();
    ZqVector moment = own.moment();
    for (const ZqManipulatorLink& child : childLinks())
    {
+      const ZqLinkForceState* ofChild = recordOf(activeState.activeForceState(), child.m_linkIndex);
       const ZqGeneralForce& part =
-         child.dhFrameForceInLocal(externalForce, activeState, stateStruct);
-      if (child.m_linkIndex >= activeState.activePositionState().linkPositionStates().size())
+         ofChild != nullptr && ofChild->localDhValid()
+            ? ofChild->dhFrameForceInLocal()
+            : child.dhFrameForceInLocal(externalForce, activeState, stateStruct);
+      if (recordOf(activeState.activePositionState(), child.m_linkIndex) == nullptr)
          continue;
       const ZqLinkPositionState& place = child.withDhTransform(activeState.activePositionState());
       const ZqVector turned = place.dhRotation() * part.force();
@@ -433,7 +470,7 @@ ZqGeneralForce ZqManipulatorLink::forceOnSubtree(const ZqManipulatorExternalForc
       moment +=
          place.dhRotation() * part.moment() + place.dhTransform().translation().cross(turned);
    }
-   return {force, moment};
+   record.setDhFrameForceInLocal({force, moment});
 }
 
 const ZqGeneralForce&
@@ -441,20 +478,18 @@ ZqManipulatorLink::dhFrameForceInLocal(const ZqManipulatorExternalForce& externa
                                        ZqManipulatorActiveState& activeState,
                                        const ZqStatedSystemStruct* stateStruct) const
 {
-   ZqManipulatorActiveForceState& forces = activeState.activeForceState();
-   const bool hasForce = m_linkIndex < forces.size();
-   if (!hasForce || accelerationRecord(activeState, m_linkIndex) == nullptr)
+   ZqLinkForceState* const own = recordOf(activeState.activeForceState(), m_linkIndex);
+   if (own == nullptr || accelerationRecord(activeState, m_linkIndex) == nullptr)
    {
       Zq::Print::instance().write(
-         Zq::Rejected,
-         hasForce ? "ZqManipulatorLink::dhFrameForceInLocal(): acc. index out of range.\n"
-                  : "ZqManipulatorLink::dhFrameForceInLocal(): force index out of range.\n");
+         Zq::Rejected, own == nullptr
+                          ? "ZqManipulatorLink::dhFrameForceInLocal(): force index out of range.\n"
+                          : "ZqManipulatorLink::dhFrameForceInLocal(): acc. index out of range.\n");
       return m_theDummyGeneralForce;
    }
-   ZqLinkForceState& own = forces.record(m_linkIndex);
-   if (!own.localDhValid())
-      own.setDhFrameForceInLocal(forceOnSubtree(externalForce, activeState, stateStruct));
-   return own.dhFrameForceInLocal();
+   if (!own->localDhValid())
+      gatherForces(*own, externalForce, activeState, stateStruct);
+   return own->dhFrameForceInLocal();
 }
 
 /// Makes the record that of the link and its subtree as one body, for a link that the position has.
@@ -466,7 +501,7 @@ void ZqManipulatorLink::composeBody(ZqLinkMassState& record, ZqManipulatorActive
    for (const ZqManipulatorLink& child : childLinks())
    {
       const ZqRigidBodyMassProperties& part = child.crbi(activeState, stateStruct);
-      if (child.m_linkIndex >= activeState.activePositionState().linkPositionStates().size())
+      if (child.m_linkIndex >= activeState.activePositionState().size())
          continue;
       const ZqLinkPositionState& place = child.withDhTransform(activeState.activePositionState());
       sum.add(part, place.dhRotation(), place.dhTransform().translation());
@@ -479,7 +514,7 @@ ZqManipulatorLink::crbi(ZqManipulatorActiveState& activeState,
                         const ZqStatedSystemStruct* stateStruct) const
 {
    ZqManipulatorActiveMassState& masses = activeState.activeMassState();
-   if (m_linkIndex >= masses.linkMassStates().size())
+   if (m_linkIndex >= masses.size())
    {
       rejectIndex("ZqManipulatorLink::crbi(): index (%d) out of range.\n", m_linkIndex);
       return m_theDummyCrbi;
@@ -511,7 +546,7 @@ ZqManipulatorLink::arbd(const ZqManipulatorExternalForce& externalForce,
                         const ZqStatedSystemStruct* stateStruct) const
 {
    ZqManipulatorActiveArticulationState& articulations = activeState.activeArticulationState();
-   if (m_linkIndex >= articulations.linkArticulationStates().size())
+   if (m_linkIndex >= articulations.size())
    {
       rejectIndex("ZqManipulatorLink::arbd(): index (%d) out of range.\n", m_linkIndex);
       return m_theDummyArbd;
@@ -560,7 +595,7 @@ ZqReal ZqManipulatorLink::arbiJointAcceleration(const ZqManipulatorExternalForce
                                                 const ZqStatedSystemStruct* stateStruct) const
 {
    ZqManipulatorActiveArticulationState& articulations = activeState.activeArticulationState();
-   if (m_linkIndex >= articulations.linkArticulationStates().size())
+   if (m_linkIndex >= articulations.size())
    {
       rejectIndex("ZqManipulatorLink::arbiJointAcceleration(): articulation states index (%d) out "
                   "of range.\n",
@@ -593,7 +628,7 @@ const ZqGeneralMotion& ZqManipulatorLink::arbiSupplementalDhFrameAccelerationInL
    ZqManipulatorActiveState& activeState, const ZqStatedSystemStruct* stateStruct) const
 {
    ZqManipulatorActiveArticulationState& articulations = activeState.activeArticulationState();
-   if (m_linkIndex >= articulations.linkArticulationStates().size())
+   if (m_linkIndex >= articulations.size())
    {
       rejectIndex("ZqManipulatorLink::arbiSupplementalDhFrameAccelerationInLocal(): articulation "
                   "states index (%d) out of range.\n",

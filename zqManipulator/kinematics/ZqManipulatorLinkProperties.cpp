@@ -97,14 +97,30 @@ bool ZqManipulatorLink::replaceLinkProperties(const ZqString& label, const ZqMan
       return std::any_of(childLinks().begin(), childLinks().end(),
                          [&](ZqManipulatorLink& child)
                          { return child.replaceLinkProperties(label, link, withShapes); });
+   setDamperProperties(link.damperProperties());
    setJointActuator(link.jointActuator());
    setLinkKinematicsContainer(link.linkKinematicsContainer());
    setMassProperties(link.massProperties());
+   setSpringProperties(link.springProperties());
    setNamedPoints(link.namedPoints());
    setNamedFrames(link.namedFrames());
    if (withShapes)
       m_linkReferenceDescription.setIsShapeReferenced(false);
    return true;
+}
+
+ZqReal ZqManipulatorLink::totalLocalTorque(const ZqManipulatorActiveState& activeState) const
+{
+   if (m_manipulator == nullptr)
+   {
+      Zq::Print::instance().write(
+         Zq::Rejected, "ZqManipulatorLink::totalLocalTorque()->NULL manipulator pointer");
+      return 0.0;
+   }
+   if (m_springProperties.isEmpty() && m_damperProperties.isEmpty())
+      return 0.0;
+   return m_damperProperties.torque(*m_manipulator, activeState) +
+          m_springProperties.torque(*m_manipulator, activeState);
 }
 
 void ZqManipulatorLink::scaleIndividualLinkBy(ZqReal scale)

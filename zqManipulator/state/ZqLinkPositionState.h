@@ -40,7 +40,7 @@ public:
    }
    virtual void setDhTransform(const ZqCoordinateSystemTransformation& transformation)
    {
-      m_dhTransform.get() = transformation;
+      m_dhTransform.get().setByNumbers(transformation);
       m_dhRotation.get() = ZqRotationMatrix(transformation.orientation());
       m_dhTransformSet.value = true;
    }

@@ -14,6 +14,8 @@ public:
 
    using Records = ZqXmlVectorType<Record>;
 
+   /// The number of links below the base that have a record.
+   virtual ZqU32 size() const { return m_links.size(); }
    /// The record of a link, or of the base for `ZqBaseLinkIndex`, where a query stores what it computes,
    /// in place. The index is not tested.
    Record& record(ZqU32 index) { return index == ZqBaseLinkIndex ? m_base : m_links[index]; }

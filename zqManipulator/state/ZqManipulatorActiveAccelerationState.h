@@ -94,7 +94,6 @@ public:
    virtual void invalidateAll() { invalidateRecords(); }
    /// Flags and values stay as they are.
    virtual void resize(ZqU32 count) { resizeRecords(count); }
-   virtual ZqU32 size() const { return m_links.size(); }
 
 private:
    ZqAccelerationState m_accelerationState;

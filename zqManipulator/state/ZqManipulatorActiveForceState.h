@@ -23,7 +23,6 @@ public:
       resizeRecords(count);
       invalidateRecords();
    }
-   virtual ZqU32 size() const { return m_links.size(); }
    virtual const Records& linkForceStates() const { return m_links; }
    /// By link index or `ZqBaseLinkIndex`; the index is not tested.
    virtual const ZqGeneralForce& linkDhForceInLocal(ZqU32 index) const

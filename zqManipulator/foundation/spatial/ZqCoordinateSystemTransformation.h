@@ -103,6 +103,16 @@ public:
       m_orientation = a.turned(b);
       m_mode = a.m_mode & b.m_mode;
    }
+   /// Becomes a copy, number by number: a value that has just been computed is at hand so at once,
+   /// whereas wider moves would wait for its numbers to reach the cache.
+   void setByNumbers(const ZqCoordinateSystemTransformation& other) noexcept
+   {
+      const ZqVector& p = other.m_translation;
+      const ZqOrientation& q = other.m_orientation;
+      m_translation = ZqVector(p.x(), p.y(), p.z());
+      m_orientation = ZqOrientation(q.w(), q.x(), q.y(), q.z());
+      m_mode = other.m_mode;
+   }
    /// This times a translation.
    void outboardTransformBy(const ZqVector& translation) noexcept
    {

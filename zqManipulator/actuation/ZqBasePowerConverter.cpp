@@ -1,0 +1,17 @@
+#include "zqManipulator/actuation/ZqBasePowerConverter.h"
+
+#include "zqManipulator/kinematics/ZqManipulatorLink.h"
+
+#include <cmath>
+
+void ZqBasePowerConverter::scaleBy(ZqReal scale)
+{
+   const ZqReal fifthPower = std::pow(scale, 5.0);
+   m_maxTorque *= fifthPower;
+   m_minTorque *= fifthPower;
+}
+
+ZqU32 ZqBasePowerConverter::jointIndex() const
+{
+   return m_manipulatorLink != nullptr ? m_manipulatorLink->linkIndex() : ZqNoLinkIndex;
+}

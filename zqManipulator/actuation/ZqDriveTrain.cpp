@@ -1,0 +1,216 @@
+#include "zqManipulator/actuation/ZqDriveTrain.h"
+
+#include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/kinematics/ZqManipulatorLink.h"
+#include "zqManipulator/state/ZqManipulatorActiveState.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace
+{
+template <class... Lists>
+bool allHave(ZqU32 index, const Lists&... lists)
+{
+   return ((index < lists.size()) && ...);
+}
+
+bool rejected(const char* message)
+{
+   Zq::Print::instance().write(Zq::Rejected, "%s", message);
+   return false;
+}
+
+const ZqXmlVectorBasicType<ZqReal>& positionsOf(const ZqManipulatorActiveState& state)
+{
+   return state.positionState().jointPositions();
+}
+
+const ZqXmlVectorBasicType<ZqReal>& velocitiesOf(const ZqManipulatorActiveState& state)
+{
+   return state.velocityState().jointVelocities();
+}
+
+const ZqXmlVectorBasicType<ZqReal>& accelerationsOf(const ZqManipulatorActiveState& state)
+{
+   return state.accelerationState().jointAccelerations();
+}
+} // namespace
+
+ZqU32 ZqDriveTrain::jointIndex() const
+{
+   return m_manipulatorLink != nullptr ? m_manipulatorLink->linkIndex() : ZqNoLinkIndex;
+}
+
+ZqReal ZqDriveTrain::viscousFrictionLaw(const ZqManipulatorActiveState& state,
+                                        const char* message) const
+{
+   const ZqU32 j = jointIndex();
+   const auto& motorVelocities = state.actuatorState().motorVelocities();
+   if (!allHave(j, motorVelocities))
+      return rejected(message), 0.0;
+   return m_frictionCoefficient * motorVelocities[j] * m_gearRatio;
+}
+
+ZqReal ZqDriveTrain::stopperLaw(const ZqManipulatorActiveState& state, const char* message) const
+{
+   const ZqU32 j = jointIndex();
+   const auto& positions = positionsOf(state);
+   const auto& velocities = velocitiesOf(state);
+   if (!allHave(j, positions, velocities))
+      return rejected(message), 0.0;
+   const ZqReal q = positions[j];
+   const ZqReal damping = m_stopperDampingCoefficient * velocities[j];
+   const ZqReal lowerZone = m_lowerLimit + m_stopperZone;
+   const ZqReal upperZone = m_upperLimit - m_stopperZone;
+   ZqReal torque = 0.0;
+   if (q < lowerZone)
+      torque = damping - m_stopperSpringCoefficient * (lowerZone - q);
+   if (q > upperZone)
+      torque = torque + m_stopperSpringCoefficient * (q - upperZone) + damping;
+   return torque;
+}
+
+ZqReal ZqDriveTrain::dryFrictionLaw(ZqReal torque, ZqManipulatorActiveState& state,
+                                    const char* message) const
+{
+   const ZqU32 j = jointIndex();
+   ZqActuatorState& motors = state.actuatorState();
+   auto& sticks = motors.staticFrictionModes();
+   auto& centers = motors.springDamperCenters();
+   const auto& motorPositions = motors.motorPositions();
+   const auto& motorVelocities = motors.motorVelocities();
+   if (!allHave(j, sticks, centers, motorPositions, motorVelocities))
+      return rejected(message), 0.0;
+
+   const ZqReal staticLevel = m_staticCoulombFriction;
+   const ZqReal velocity = motorVelocities[j];
+   if (std::abs(velocity) >= m_limitingVelocityStickRegion)
+   {
+      sticks[j] = false;
+      const ZqReal friction = m_kineticCoulombFrictionPercentage * staticLevel;
+      return (velocity < 0.0 ? -friction : friction) * m_gearRatio;
+   }
+   if (!sticks[j])
+   {
+      sticks[j] = true;
+      centers[j] = motorPositions[j];
+   }
+   if (m_gearRatio == 0.0)
+      return 0.0;
+   const ZqReal atMotor = torque / m_gearRatio;
+   ZqReal friction = (motorPositions[j] - centers[j]) * m_staticCoulombSpringCoefficient +
+                     velocity * m_staticCoulombDamperCoefficient + atMotor;
+   if (atMotor < -staticLevel)
+      friction = -staticLevel;
+   else if (atMotor > staticLevel)
+      friction = staticLevel;
+   return friction * m_gearRatio;
+}
+
+ZqReal ZqDriveTrain::shaftLaw(ZqManipulatorActiveState& state, const char* message) const
+{
+   const ZqU32 j = jointIndex();
+   ZqActuatorState& motors = state.actuatorState();
+   const auto& positions = positionsOf(state);
+   const auto& velocities = velocitiesOf(state);
+   const auto& motorPositions = motors.motorPositions();
+   const auto& motorVelocities = motors.motorVelocities();
+   if (!allHave(j, positions, velocities, motorPositions, motorVelocities))
+      return rejected(message), 0.0;
+
+   const ZqReal shaft = positions[j] * m_gearRatio;
+   ZqReal motor = motorPositions[j];
+   // The shaft's two ends, a backlash apart.
+   const bool isPushed = shaft <= motor;
+   const bool isPulled = motor <= shaft - m_backlash;
+   ZqReal torque = 0.0;
+   if ((isPushed || isPulled) && m_gearRatio != 0.0)
+   {
+      if (isPulled)
+         motor += m_backlash;
+      torque = (motor / m_gearRatio - positions[j]) * m_jointFlexibilityStiffness +
+               (motorVelocities[j] / m_gearRatio - velocities[j]) * m_jointFlexibilityDamping;
+   }
+   return keptOutputTorque(torque, state);
+}
+
+ZqReal ZqDriveTrain::motorAccelerationLaw(ZqReal torque) const
+{
+   return m_gearRatio != 0.0 ? torque / m_gearRatio / m_inertia : 0.0;
+}
+
+void ZqDriveTrain::initializeStates(ZqManipulatorActiveState& state, const char* message) const
+{
+   const ZqU32 j = jointIndex();
+   const auto& positions = positionsOf(state);
+   const auto& velocities = velocitiesOf(state);
+   const auto& accelerations = accelerationsOf(state);
+   if (!allHave(j, positions, velocities) ||
+       (accelerations.size() > 0 && !allHave(j, accelerations)))
+   {
+      rejected(message);
+      return;
+   }
+   ZqActuatorState& motors = state.actuatorState();
+   motors.resize(positions.size());
+   const ZqReal position = m_gearRatio * positions[j];
+   const ZqReal velocity = m_gearRatio * velocities[j];
+   motors.motorPositions()[j] = position;
+   motors.motorVelocities()[j] = velocity;
+   motors.motorAccelerations()[j] = followingAcceleration(state);
+   motors.springDamperCenters()[j] = position;
+   motors.staticFrictionModes()[j] = false;
+   motors.reverseMotionPositions()[j] = position;
+   motors.lastVelocities()[j] = velocity;
+   motors.nonRigidActuatorFlags()[j] = !m_isRigid;
+}
+
+void ZqDriveTrain::scaleParametersBy(ZqReal scale, ZqReal jointScale)
+{
+   const ZqReal fifthPower = std::pow(scale, 5.0);
+   m_inertia *= fifthPower;
+   m_frictionCoefficient *= scale * scale;
+   m_lowerLimit *= jointScale;
+   m_upperLimit *= jointScale;
+   m_stopperZone *= jointScale;
+   m_stopperSpringCoefficient *= fifthPower;
+   m_stopperDampingCoefficient *= fifthPower;
+   m_staticCoulombFriction *= fifthPower;
+   m_staticCoulombSpringCoefficient *= fifthPower;
+   m_staticCoulombDamperCoefficient *= fifthPower;
+}
+
+ZqReal* ZqDriveTrain::motorAcceleration(ZqManipulatorActiveState& state, const char* message) const
+{
+   const ZqU32 j = jointIndex();
+   auto& motorAccelerations = state.actuatorState().motorAccelerations();
+   const auto& accelerations = accelerationsOf(state);
+   if (allHave(j, motorAccelerations) && (accelerations.size() == 0 || allHave(j, accelerations)))
+      return &motorAccelerations[j];
+   rejected(message);
+   return nullptr;
+}
+
+ZqReal ZqDriveTrain::followingAcceleration(const ZqManipulatorActiveState& state) const
+{
+   const auto& accelerations = accelerationsOf(state);
+   return accelerations.size() == 0 ? 0.0 : m_gearRatio * accelerations[jointIndex()];
+}
+
+void ZqDriveTrain::ensureOutputTorque(ZqManipulatorActiveState& state) const
+{
+   const ZqU32 j = jointIndex();
+   auto& torques = state.actuatorState().outputTorques();
+   if (j >= torques.size() && j < ZqBaseLinkIndex)
+      torques.resize(j + 1);
+}
+
+ZqReal ZqDriveTrain::keptOutputTorque(ZqReal torque, ZqManipulatorActiveState& state) const
+{
+   const ZqU32 j = jointIndex();
+   auto& torques = state.actuatorState().outputTorques();
+   if (allHave(j, torques))
+      torques[j] = torque;
+   return torque;
+}

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "zqManipulator/foundation/algebra/ZqTypes.h"
+
+class ZqManipulatorActiveState;
+class ZqManipulatorLink;
+
+/// What the drive trains have in common: their parameters, which `ZqMechanicalActuatorComponent` tells,
+/// and the laws of friction, stoppers and shaft.
+///
+/// A law that finds no entry for its joint in the state logs the message that it is given, and answers
+/// 0.0 or does nothing.
+class ZqDriveTrain
+{
+protected:
+   /// c v r of the motor's velocity v.
+   ZqReal viscousFrictionLaw(const ZqManipulatorActiveState& state, const char* message) const;
+   /// A spring and a damper in the zones before the limits. Both zones count when they overlap.
+   ZqReal stopperLaw(const ZqManipulatorActiveState& state, const char* message) const;
+   /// Coulomb friction against a torque at the joint. Below the limiting velocity the motor sticks where
+   /// it came to be so slow: up to the static level friction takes up the torque, and a spring and a
+   /// damper hold the motor. From that velocity on it slips. 0.0 for a gear ratio of 0.0.
+   ZqReal dryFrictionLaw(ZqReal torque, ZqManipulatorActiveState& state, const char* message) const;
+   /// The torque of a flexible shaft with backlash, which is kept as the output torque. 0.0 within the
+   /// backlash, and for a gear ratio of 0.0.
+   ZqReal shaftLaw(ZqManipulatorActiveState& state, const char* message) const;
+   /// The motor's acceleration under a torque at the joint; 0.0 for a gear ratio of 0.0.
+   ZqReal motorAccelerationLaw(ZqReal torque) const;
+   ZqReal effectiveInertiaLaw() const
+   {
+      return m_isRigid ? m_gearRatio * m_gearRatio * m_inertia : 0.0;
+   }
+   void initializeStates(ZqManipulatorActiveState& state, const char* message) const;
+   void scaleParametersBy(ZqReal scale, ZqReal jointScale);
+
+   /// Whether the motor has a motion of its own; otherwise it follows the joint.
+   bool motorIsBody() const { return !m_isRigid && m_inertia != 0.0; }
+   /// Where the motor's acceleration is kept; null, with the message, when the state has no such entry.
+   ZqReal* motorAcceleration(ZqManipulatorActiveState& state, const char* message) const;
+   /// The acceleration of a motor that follows the joint.
+   ZqReal followingAcceleration(const ZqManipulatorActiveState& state) const;
+   /// Gives the joint an entry among the output torques.
+   void ensureOutputTorque(ZqManipulatorActiveState& state) const;
+   /// Keeps the output torque when there is an entry for it, and returns it.
+   ZqReal keptOutputTorque(ZqReal torque, ZqManipulatorActiveState& state) const;
+
+   ZqReal m_inertia = 0.0;
+   ZqReal m_frictionCoefficient = 0.0;
+   ZqReal m_gearRatio = 1.0;
+   ZqReal m_lowerLimit = -1e300;
+   ZqReal m_upperLimit = 1e300;
+   ZqReal m_maxOutputRate = 1e300;
+   ZqReal m_stopperZone = 0.0;
+   ZqReal m_stopperSpringCoefficient = 0.0;
+   ZqReal m_stopperDampingCoefficient = 0.0;
+   ZqReal m_staticCoulombFriction = 0.0;
+   ZqReal m_kineticCoulombFrictionPercentage = 1.0;
+   ZqReal m_staticCoulombSpringCoefficient = 0.0;
+   ZqReal m_staticCoulombDamperCoefficient = 0.0;
+   ZqReal m_limitingVelocityStickRegion = 1e300;
+   bool m_isRigid = true;
+   ZqReal m_jointFlexibilityStiffness = 0.0;
+   ZqReal m_jointFlexibilityDamping = 0.0;
+   ZqReal m_backlash = 0.0;
+   const ZqManipulatorLink* m_manipulatorLink = nullptr; ///< not owned
+
+private:
+   ZqU32 jointIndex() const;
+};

@@ -1,0 +1,13 @@
+#include "zqManipulator/actuation/ZqPassThroughPowerConverter.h"
+
+ZqReal ZqPassThroughPowerConverter::outputTorque(ZqReal input, ZqActuatorState&) const
+{
+   limitOutputTorque(input);
+   return input;
+}
+
+void ZqPassThroughPowerConverter::computeStateDerivatives(
+   ZqReal, ZqActuatorState&, ZqXmlVectorBasicType<ZqReal>& derivatives) const
+{
+   derivatives.resize(0);
+}

@@ -1,0 +1,36 @@
+#include "zqManipulator/simulation/ZqLinearStateEqualityConstraint.h"
+
+#include "zqManipulator/kinematics/ZqIndividualManipulator.h"
+
+#include <algorithm>
+
+ZqU32 ZqLinearStateEqualityConstraint::doc() const
+{
+   return std::min({m_weightedSums.size(), m_baseWeights.size(), m_jointWeights.size()});
+}
+
+const ZqReArray&
+ZqLinearStateEqualityConstraint::jacobian(const ZqIndividualManipulator& manipulator,
+                                          const ZqPositionState&) const
+{
+   const ZqU32 rows = doc();
+   if (rows == 0)
+      return m_jacobian;
+
+   m_jacobian.setToZeros(rows, manipulator.totalDof());
+   const std::size_t baseColumns = manipulator.isFixedBase() ? 0 : 6;
+   const auto copyFitting = [](const std::vector<ZqReal>& weights, std::span<ZqReal> columns)
+   { std::copy_n(weights.begin(), std::min(weights.size(), columns.size()), columns.begin()); };
+   for (ZqU32 i = 0; i < rows; ++i)
+   {
+      copyFitting(m_baseWeights[i], m_jacobian[i].first(baseColumns));
+      copyFitting(m_jointWeights[i], m_jacobian[i].subspan(baseColumns));
+   }
+   return m_jacobian;
+}
+
+const ZqReArray& ZqLinearStateEqualityConstraint::jacobianDerivative(
+   const ZqIndividualManipulator& manipulator, const ZqPositionState&, const ZqVelocityState&) const
+{
+   return zeroDerivative(doc(), manipulator.totalDof());
+}

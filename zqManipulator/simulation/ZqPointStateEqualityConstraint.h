@@ -1,0 +1,19 @@
+#pragma once
+
+#include "zqManipulator/simulation/ZqPointPairStateEqualityConstraint.h"
+
+/// Two points of links that coincide: a ball joint that closes a loop.
+///
+/// The three rows are the velocity of the first point less that of the second, in the system. With two
+/// links the motion of a free base cancels, and its columns are zero. With neither, all is zero.
+class ZqPointStateEqualityConstraint
+   : public ZqXmlClass<ZqPointStateEqualityConstraint, ZqPointPairStateEqualityConstraint>
+{
+public:
+   static const ZqToken& classToken() { return ZqManip::ZqPointStateEqualityConstraintToken; }
+   bool operator==(const ZqPointStateEqualityConstraint&) const = default;
+
+   ZqU32 doc() const override { return 3; }
+   const ZqReArray& jacobian(const ZqIndividualManipulator& manipulator,
+                             const ZqPositionState& position) const override;
+};
