@@ -6,4 +6,6 @@ ZQ_TEST_PERSISTENT_CLASSES(Simulation, ZqManipulatorSelfCollisionLinkMap,
                            ZqManipulatorAttachmentMap, ZqLinkAttachment,
                            ZqOldManipulatorAttachmentMap, ZqSpringProperties, ZqDamperProperties,
                            ZqLinearStateEqualityConstraint, ZqPointStateEqualityConstraint,
-                           ZqXyStateEqualityConstraint, ZqStateEqualityConstraintVector)
+                           ZqXyStateEqualityConstraint, ZqStateEqualityConstraintVector,
+                           ZqPropagationDescriptor, ZqPropagationResultData,
+                           ZqComPolygonalStoppingCriterion, ZqStoppingCriterionVector)

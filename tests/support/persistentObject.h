@@ -24,11 +24,13 @@
 #include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
 #include "zqManipulator/kinematics/ZqManipulatorLinkIdentifier.h"
 #include "zqManipulator/kinematics/ZqStatedSystem.h"
+#include "zqManipulator/simulation/ZqComPolygonalStoppingCriterion.h"
 #include "zqManipulator/simulation/ZqLinearStateEqualityConstraint.h"
 #include "zqManipulator/simulation/ZqLinkAttachment.h"
 #include "zqManipulator/simulation/ZqManipulatorAttachmentMap.h"
 #include "zqManipulator/simulation/ZqOldManipulatorAttachmentMap.h"
 #include "zqManipulator/simulation/ZqPointStateEqualityConstraint.h"
+#include "zqManipulator/simulation/ZqPropagationDescriptor.h"
 #include "zqManipulator/simulation/ZqXyStateEqualityConstraint.h"
 #include "zqManipulator/state/ZqAccelerationState.h"
 #include "zqManipulator/state/ZqActuatorState.h"
@@ -319,6 +321,43 @@ struct Filler
       attachment.setLinkId("wrist");
       attachment.setFrame(sampleFrame());
    }
+   static void fill(ZqPropagationDescriptor& descriptor)
+   {
+      descriptor.setCheckForCollisions(true);
+      descriptor.setCollisionDetectionTolerance(0.03);
+      descriptor.setCollisionDetectionFidelity(2);
+   }
+   static void fill(ZqPropagationResultData& result)
+   {
+      result.setHitJointLimit(true);
+      result.setHitSingularity(true);
+      result.setCollisionOccurred(true);
+      result.setLinkIndexAtJointLimit(2);
+      result.setCollidedManipulator(3);
+      result.setCollidedLink(4);
+      result.setOtherCollidedLink(5);
+      result.setOtherCollidedManipulator(6);
+      result.setClosestManipulator(7);
+      result.setClosestLink(8);
+      result.setOtherClosestLink(9);
+      result.setOtherClosestManipulator(10);
+      result.setClosestDistance(-0.02);
+      result.registerGenericStoppingCriterion("tipped over");
+   }
+   static void fill(ZqComPolygonalStoppingCriterion& criterion)
+   {
+      criterion.setPolygonVertices({{2.0, 3.0, 4.0}, {-5.0, 6.0, 7.0}, {8.0, -9.0, 10.0}});
+      criterion.setReferenceLinkLabel("foot");
+      criterion.setDescriptiveText("tips over");
+   }
+   static void fill(ZqStoppingCriterionVector& criteria)
+   {
+      ZqComPolygonalStoppingCriterion criterion;
+      fill(criterion);
+      criteria.pushBack(criterion);
+      criterion.setDescriptiveText("falls");
+      criteria.pushBack(criterion);
+   }
    static void fill(ZqOldManipulatorAttachmentMap& map)
    {
       map.attachManipulator(28, 29, "elbow", sampleFrame());
@@ -585,6 +624,9 @@ struct Filler
       ZqStateEqualityConstraintVector constraints;
       fill(constraints);
       manipulator.setStateEqualityConstraints(constraints);
+      ZqStoppingCriterionVector criteria;
+      fill(criteria);
+      manipulator.setStoppingCriteria(criteria);
       manipulator.setDisplayLinkIndices({11, 12});
       manipulator.buildSelfCollisionLinkMap();
    }

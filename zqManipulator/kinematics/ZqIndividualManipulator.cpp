@@ -22,7 +22,7 @@ ZqIndividualManipulator::ZqIndividualManipulator(const ZqIndividualManipulator& 
      m_optimizeOnLoad(other.m_optimizeOnLoad), m_isControllable(other.m_isControllable),
      m_manipulatorReferenceDescription(other.m_manipulatorReferenceDescription),
      m_stateEqualityConstraints(other.m_stateEqualityConstraints),
-     m_displayLinkIndices(other.m_displayLinkIndices),
+     m_stoppingCriteria(other.m_stoppingCriteria), m_displayLinkIndices(other.m_displayLinkIndices),
      m_selfCollisionLinkMap(other.m_selfCollisionLinkMap),
      m_usingManipulatorLabels(other.m_usingManipulatorLabels),
      m_linkLabelMapping(other.m_linkLabelMapping), m_linkCollisionTest(other.m_linkCollisionTest)
@@ -38,6 +38,7 @@ ZqIndividualManipulator::ZqIndividualManipulator(ZqIndividualManipulator&& other
      m_optimizeOnLoad(other.m_optimizeOnLoad), m_isControllable(other.m_isControllable),
      m_manipulatorReferenceDescription(std::move(other.m_manipulatorReferenceDescription)),
      m_stateEqualityConstraints(std::move(other.m_stateEqualityConstraints)),
+     m_stoppingCriteria(std::move(other.m_stoppingCriteria)),
      m_displayLinkIndices(std::move(other.m_displayLinkIndices)),
      m_selfCollisionLinkMap(std::move(other.m_selfCollisionLinkMap)),
      m_manipulatorIndex(other.m_manipulatorIndex),
@@ -70,6 +71,7 @@ ZqIndividualManipulator::operator=(ZqIndividualManipulator&& other) noexcept
    m_isControllable = other.m_isControllable;
    m_manipulatorReferenceDescription = std::move(other.m_manipulatorReferenceDescription);
    m_stateEqualityConstraints = std::move(other.m_stateEqualityConstraints);
+   m_stoppingCriteria = std::move(other.m_stoppingCriteria);
    m_displayLinkIndices = std::move(other.m_displayLinkIndices);
    m_selfCollisionLinkMap = std::move(other.m_selfCollisionLinkMap);
    m_usingManipulatorLabels = std::move(other.m_usingManipulatorLabels);
@@ -117,6 +119,7 @@ bool ZqIndividualManipulator::equalForReferencing(const ZqIndividualManipulator&
           m_isFixedBase == other.m_isFixedBase && m_optimizeOnLoad == other.m_optimizeOnLoad &&
           m_manipulatorReferenceDescription == other.m_manipulatorReferenceDescription &&
           m_stateEqualityConstraints == other.m_stateEqualityConstraints &&
+          m_stoppingCriteria == other.m_stoppingCriteria &&
           m_displayLinkIndices == other.m_displayLinkIndices &&
           m_selfCollisionLinkMap == other.m_selfCollisionLinkMap;
 }

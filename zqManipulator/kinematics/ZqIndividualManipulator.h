@@ -4,10 +4,16 @@
 #include "zqManipulator/foundation/geometry/ZqSphere.h"
 #include "zqManipulator/kinematics/ZqLinkCollisionTest.h"
 #include "zqManipulator/kinematics/ZqManipulatorLink.h"
+#include "zqManipulator/simulation/ZqPropagationResultData.h"
 #include "zqManipulator/simulation/ZqStateEqualityConstraintVector.h"
+#include "zqManipulator/simulation/ZqStoppingCriterionVector.h"
 #include "zqManipulator/tools/ZqManipulatorLinkLabelMapping.h"
 
 #include <set>
+
+class ZqAccelerationState;
+class ZqPositionState;
+class ZqVelocityState;
 
 /// One kinematic tree of a system, which is itself the root link of the tree: its base.
 ///
@@ -40,6 +46,7 @@ public:
                         &ZqManip::ZqManipulatorReferenceDescriptionToken},
             ZqComponent{&This::m_stateEqualityConstraints,
                         &ZqManip::ZqStateEqualityConstraintVectorToken},
+            ZqComponent{&This::m_stoppingCriteria, &ZqManip::ZqStoppingCriteriaToken},
             ZqComponent{&This::m_displayLinkIndices, &ZqManip::ZqDisplayLinkIndicesToken},
             ZqComponent{&This::m_selfCollisionLinkMap,
                         &ZqManip::ZqManipulatorSelfCollisionLinkMapToken},
@@ -117,6 +124,24 @@ public:
 
    /// False when there is no such link, or the new label is taken.
    virtual bool changeLinkLabel(const ZqString& oldLabel, const ZqString& newLabel);
+
+   /// \name One step of time by given rates
+   /// dt is in seconds, and may be negative; one that is not finite is rejected with a message, and
+   /// nothing changes. Joints are moved as far as all records have them.
+   /// @{
+   /// Moves the joints, and a free base, whose velocity stands in the system frame. A joint that moves
+   /// towards a limit stops at it, which the results tell; one that is beyond it may come back.
+   virtual void propagateState(const ZqVelocityState& velocity, ZqReal dt,
+                               ZqPositionState& position, ZqPropagationResultData& results) const;
+   /// The same, with results that nobody sees. One thread at a time.
+   virtual void propagateState(const ZqVelocityState& velocity, ZqReal dt,
+                               ZqPositionState& position) const;
+   /// Changes the rates, each up to the maximum of its joint's drive, and the velocity of a free base;
+   /// that of a fixed base becomes zero.
+   virtual void propagateVelocityState(const ZqAccelerationState& acceleration, ZqReal dt,
+                                       ZqVelocityState& velocity) const;
+   /// @}
+
    /// Turns links with equal shapes into references. True.
    virtual bool findAndConvertToReferences();
    /// To be called before the shapes of a link change: links that use them get their own copies.
@@ -154,6 +179,11 @@ public:
    virtual void setStateEqualityConstraints(const ZqStateEqualityConstraintVector& constraints)
    {
       m_stateEqualityConstraints = constraints;
+   }
+   virtual const ZqStoppingCriterionVector& stoppingCriteria() const { return m_stoppingCriteria; }
+   virtual void setStoppingCriteria(const ZqStoppingCriterionVector& criteria)
+   {
+      m_stoppingCriteria = criteria;
    }
    virtual const DisplayLinkIndices& displayLinkIndices() const { return m_displayLinkIndices; }
    virtual void setDisplayLinkIndices(const DisplayLinkIndices& indices)
@@ -247,6 +277,7 @@ private:
    bool m_isControllable = false;
    ZqManipulatorReferenceDescription m_manipulatorReferenceDescription;
    ZqStateEqualityConstraintVector m_stateEqualityConstraints;
+   ZqStoppingCriterionVector m_stoppingCriteria;
    DisplayLinkIndices m_displayLinkIndices;
    ZqManipulatorSelfCollisionLinkMap m_selfCollisionLinkMap;
    ZqU32 m_manipulatorIndex = 0;
@@ -256,4 +287,5 @@ private:
    ZqManipulatorLinkLabelMapping m_linkLabelMapping;
    ZqLinkCollisionTest m_linkCollisionTest;
    ZqIndividualManipulator* m_concreteReference = this; ///< not owned
+   mutable ZqPropagationResultData m_propagationResult; ///< scratch
 };

@@ -5,6 +5,7 @@
 #include "zqManipulator/state/ZqManipulatorSystemState.h"
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
 
 ZqManipulatorSystem::ZqManipulatorSystem()
@@ -113,6 +114,32 @@ bool ZqManipulatorSystem::canCollide(ZqU32 manipulator1, ZqU32 link1, ZqU32 mani
 {
    return !m_collisionExclusionMap.isLinkCollisionCandidateExcluded(manipulator1, link1,
                                                                     manipulator2, link2);
+}
+
+// Steps of time
+
+void ZqManipulatorSystem::propagateStateBy(ZqManipulatorSystemState& state, ZqReal dt) const
+{
+   if (!std::isfinite(dt))
+   {
+      Zq::Print::instance().write(
+         Zq::Rejected, "ZqManipulatorSystem::propagateStateBy(): the step, %g, is not finite.\n",
+         dt);
+      return;
+   }
+   auto& positions = state.positionStates();
+   const auto& velocities = state.velocityStates();
+   const ZqU32 count = std::min(positions.size(), velocities.size());
+   for (ZqU32 i = 0; i < count; ++i)
+      propagateSingleStateBy(i, velocities[i], dt, positions[i]);
+   state.setTime(state.time() + dt);
+}
+
+void ZqManipulatorSystem::propagateSingleStateBy(ZqU32 index, const ZqVelocityState& velocity,
+                                                 ZqReal dt, ZqPositionState& position) const
+{
+   if (index < numberOfManipulators())
+      m_manipulators[index].propagateState(velocity, dt, position);
 }
 
 // The shape of states

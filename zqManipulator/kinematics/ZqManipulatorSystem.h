@@ -11,6 +11,8 @@
 #include <vector>
 
 class ZqManipulatorSystemState;
+class ZqPositionState;
+class ZqVelocityState;
 
 /// The model of a scene: manipulators by index, the environment, and which links of different
 /// manipulators may collide. It holds no state.
@@ -99,6 +101,13 @@ public:
    {
       return m_manipulatorAttachmentMap;
    }
+   /// Moves all manipulators of a state by its rates, which stay, and its time with them: a kinematic
+   /// step of dt seconds, without forces and without collisions. A step that is not finite is rejected
+   /// with a message.
+   virtual void propagateStateBy(ZqManipulatorSystemState& state, ZqReal dt) const;
+   /// The same for one manipulator. Nothing, when there is no such index.
+   virtual void propagateSingleStateBy(ZqU32 index, const ZqVelocityState& velocity, ZqReal dt,
+                                       ZqPositionState& position) const;
    /// Gives a state the shape of the system, unless it has it. Frames, base velocities and rates that
    /// fit stay and so does the time; every joint position grows by 1e-9, a start that is not zero, and
    /// what is missing starts from zero.

@@ -1,6 +1,7 @@
 #include "zqManipulator/kinematics/ZqStatedSystem.h"
 
 #include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/state/ZqSystemActiveState.h"
 
 #include <algorithm>
 #include <utility>
@@ -33,6 +34,8 @@ ZqStatedSystem& ZqStatedSystem::operator=(const ZqStatedSystem& other)
    m_transparencyAlpha = other.m_transparencyAlpha;
    m_selectionDataChanged = other.m_selectionDataChanged;
    m_transparentDisplay = other.m_transparentDisplay;
+   m_activeState.reset();
+   m_reportActiveState.reset();
    attachConfiguration();
    return *this;
 }
@@ -259,6 +262,7 @@ void ZqStatedSystem::addManipulator(const ZqIndividualManipulator& manipulator)
    ZqManipulatorSystem& system = systemToModify();
    system.addManipulator(manipulator);
    system.rightSizeState(m_state);
+   resetReportActiveState();
    attachConfiguration();
 }
 
@@ -277,6 +281,7 @@ void ZqStatedSystem::addManipulator(const ZqIndividualManipulator& manipulator,
    m_state.positionStates()[index] = std::move(newPosition);
    m_state.velocityStates()[index] = std::move(newVelocity);
    system.rightSizeState(m_state);
+   resetReportActiveState();
    attachConfiguration();
 }
 
@@ -294,6 +299,7 @@ bool ZqStatedSystem::exchangeManipulator(ZqU32 index, const ZqIndividualManipula
    m_state.positionStates()[index] = position;
    m_state.velocityStates()[index] = std::move(newVelocity);
    system.rightSizeState(m_state);
+   resetReportActiveState();
    attachConfiguration();
    return true;
 }
@@ -325,6 +331,16 @@ void ZqStatedSystem::deleteState(ZqU32 index)
    if (index < m_state.velocityStates().size())
       m_state.velocityStates().erase(index);
    system().rightSizeState(m_state);
+   resetReportActiveState();
+}
+
+/// What is kept for reports belongs to a system of another structure.
+void ZqStatedSystem::resetReportActiveState()
+{
+   if (m_reportActiveState == nullptr)
+      return;
+   m_reportActiveState->resetForSystemChange();
+   m_reportActiveState->setNonredundantState(m_state);
 }
 
 bool ZqStatedSystem::changeManipulatorLabel(const ZqString& oldLabel, const ZqString& newLabel)

@@ -2,7 +2,13 @@
 
 #include "zqManipulator/kinematics/ZqManipulatorSystemConfiguration.h"
 #include "zqManipulator/kinematics/ZqManipulatorSystemContainer.h"
+#include "zqManipulator/simulation/ZqPropagationResultData.h"
 #include "zqManipulator/state/ZqManipulatorSystemState.h"
+
+#include <memory>
+
+class ZqAccelerationState;
+class ZqSystemActiveState;
 
 /// A system together with its state and its configuration: the usual root of a document.
 ///
@@ -12,6 +18,8 @@
 class ZqStatedSystem : public ZqXmlClass<ZqStatedSystem>
 {
 public:
+   using PropagationResults = ZqXmlVectorType<ZqPropagationResultData>;
+
    static const ZqToken& classToken() { return ZqManip::ZqStatedSystemToken; }
    /// The system of an old document is a component that is made for reading alone.
    void registerComponents() override;
@@ -94,6 +102,55 @@ public:
    virtual ZqManipulatorSystemConfiguration& configuration() { return m_configuration; }
    virtual const ZqManipulatorSystemConfiguration& configuration() const { return m_configuration; }
    virtual void setConfiguration(const ZqManipulatorSystemConfiguration& configuration);
+
+   /// \name Propagation in time
+   /// One call is one step of semi-implicit Euler from the time of the state to a time (s), with the
+   /// accelerations that the caller has left in the active state: first the velocities, then by these
+   /// the positions. A manipulator that comes to a joint limit or to one of its stopping criteria
+   /// returns to its start of the step, and so do those that collide: in mode 1 all manipulators as
+   /// soon as any two links meet, in mode 2 those that do. In mode 0, as in any other mode, nothing is
+   /// looked for. Manipulators that are attached to others go where these carry them. The time
+   /// advances whatever has returned, velocities do not return, and the active state is left at the
+   /// start of the step, except by attachments and collisions.
+   ///
+   /// The results, one a manipulator, are added to: flags stay up until the caller resets them, and as
+   /// long as that of a joint limit is up, the manipulator stays where it is. Neither the fidelity nor
+   /// the tolerance (m) counts without a search for collisions, and the step is always that between
+   /// the times: `dt` has no effect. A step that is not finite is rejected with a message, and nothing
+   /// changes; one that is zero or negative is taken.
+   ///
+   /// A null active state stands for one that the stated system makes and keeps, which has no
+   /// accelerations.
+   /// @{
+   virtual void propagateSelfTo(ZqReal time, PropagationResults& results,
+                                ZqSystemActiveState* activeState, ZqU32 mode, const ZqReal& dt,
+                                const ZqU32& fidelity, const ZqReal& tolerance);
+   virtual void propagateSelfTo(ZqReal time, PropagationResults& results,
+                                ZqSystemActiveState* activeState);
+   virtual void propagateSelfTo(ZqReal time, ZqSystemActiveState* activeState);
+   virtual void propagateTo(ZqReal time, ZqManipulatorSystemState& state,
+                            PropagationResults& results, ZqSystemActiveState& activeState,
+                            ZqU32 mode, const ZqReal& dt, const ZqU32& fidelity,
+                            const ZqReal& tolerance) const;
+   /// In mode 0.
+   virtual void propagateTo(ZqReal time, ZqManipulatorSystemState& state,
+                            PropagationResults& results, ZqSystemActiveState& activeState) const;
+   /// In mode 0, with results that the stated system keeps: whoever needs to see or to reset them uses
+   /// one of the other forms.
+   virtual void propagateTo(ZqReal time, ZqManipulatorSystemState& state,
+                            ZqSystemActiveState* activeState) const;
+   /// @}
+   /// \name Steps of one manipulator
+   /// As those of the manipulator. Nothing, when there is no such index.
+   /// @{
+   virtual void propagateSingleStateBy(ZqU32 index, const ZqVelocityState& velocity, ZqReal dt,
+                                       ZqPositionState& position,
+                                       ZqPropagationResultData& results) const;
+   virtual void propagateSingleStateBy(ZqU32 index, const ZqVelocityState& velocity, ZqReal dt,
+                                       ZqPositionState& position) const;
+   virtual void propagateSingleVelocityStateBy(ZqU32 index, const ZqAccelerationState& acceleration,
+                                               ZqReal dt, ZqVelocityState& velocity) const;
+   /// @}
    /// Replaces the state by a new one that fits the system.
    virtual void addCompatibleState();
    /// The same, with every joint in the middle of its limits.
@@ -117,6 +174,9 @@ public:
    virtual bool replaceLinkProperties(ZqU32 index, const ZqString& linkLabel,
                                       const ZqManipulatorLink& properties, bool withShapes);
    /// @}
+   /// Looks for collisions in the present state, as `checkForCollisions` does.
+   virtual bool generateCollisionReport(PropagationResults& results, const ZqU32& fidelity,
+                                        const ZqReal& tolerance) const;
    /// Whether the system was changed since the last reset.
    virtual bool isSystemModified() const { return m_systemModified; }
    virtual void resetIsSystemModified() const { m_systemModified = false; }
@@ -152,17 +212,33 @@ protected:
    virtual bool validateLowLevelDimensions();
    /// To be called before the system changes: a shared one is copied first.
    virtual void aboutToModifySystem();
+   /// Tells in the results, one a manipulator, which links collide and which are closest in the active
+   /// state, and answers whether any do. Here no pair of links is looked at: nothing collides and
+   /// nothing is close. A stated system that knows where its links meet overrides this.
+   virtual bool checkForCollisions(ZqSystemActiveState& activeState, const ZqReal& dt,
+                                   const ZqU32& fidelity, const ZqReal& tolerance,
+                                   PropagationResults& results) const;
 
 private:
    ZqManipulatorSystem& systemToModify();
    void attachConfiguration() { m_configuration.setManipulatorSystem(&system()); }
    void takeLegacySystem();
    void deleteState(ZqU32 index);
+   ZqSystemActiveState& activeStateOr(ZqSystemActiveState* activeState) const;
+   void resetReportActiveState();
 
    boost::shared_ptr<ZqManipulatorSystem> m_legacySystem; ///< made when there is a need
    ZqManipulatorSystemContainer m_systemContainer;
    ZqManipulatorSystemState m_state;
    ZqManipulatorSystemConfiguration m_configuration;
+   /// \name Of steps, and kept for their memory
+   /// @{
+   mutable ZqXmlVectorType<ZqPositionState> m_startPositionStates;
+   mutable std::unique_ptr<ZqSystemActiveState> m_activeState;       ///< made at first use
+   mutable std::unique_ptr<ZqSystemActiveState> m_reportActiveState; ///< made at first use
+   mutable PropagationResults m_propagationCollisionResults;
+   mutable PropagationResults m_propagationResults;
+   /// @}
    mutable bool m_systemModified = false;
    ZqReal m_transparencyAlpha = 0.0;
    mutable bool m_selectionDataChanged = false;

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
+#include "zqManipulator/foundation/xml/ZqXmlVectorBasicType.h"
 #include "zqManipulator/kinematics/ZqManipulatorLinkIdentifier.h"
 
 class ZqIndividualManipulator;
 class ZqManipulatorActivePositionState;
+class ZqManipulatorActiveState;
 
 /// A frame that is fixed to a link of a manipulator, in the primary frame of the link.
 class ZqLinkAttachment : public ZqXmlClass<ZqLinkAttachment, ZqManipulatorLinkIdentifier>
@@ -23,6 +25,16 @@ public:
    virtual void calculatePlacement(const ZqIndividualManipulator& manipulator,
                                    ZqManipulatorActivePositionState& activePositionState,
                                    ZqCoordinateSystemTransformation& result) const;
+   /// Six numbers of the frame's origin in system axes, the linear three first, into a list from
+   /// position `start` on, which becomes so long that they are its last; zeros without a link of the
+   /// label.
+   virtual void calculateVelocity(const ZqIndividualManipulator& manipulator,
+                                  ZqManipulatorActiveState& activeState,
+                                  ZqXmlVectorBasicType<ZqReal>& values, ZqU32 start) const;
+   /// The same of the acceleration, into a list that keeps what is behind them.
+   virtual void calculateAcceleration(const ZqIndividualManipulator& manipulator,
+                                      ZqManipulatorActiveState& activeState,
+                                      ZqXmlVectorBasicType<ZqReal>& values, ZqU32 start) const;
 
 private:
    ZqCoordinateSystemTransformation m_frame;

@@ -237,6 +237,35 @@ bool ZqManipulatorAttachmentMap::calculateBaseLocations(
           node->calculateBaseLocations(manipulators, activeStates, indices, positions);
 }
 
+bool ZqManipulatorAttachmentMap::calculateBaseLocationsAndVelocities(
+   const ZqXmlVectorType<ZqIndividualManipulator>& manipulators,
+   ZqXmlVectorType<ZqManipulatorActiveState>& activeStates, std::vector<ZqU32>& indices,
+   std::vector<ZqCoordinateSystemTransformation>& positions,
+   std::vector<ZqGeneralMotion>& velocities) const
+{
+   indices.clear();
+   positions.clear();
+   velocities.clear();
+   for (const ZqManipulatorAttachmentNode& node : m_baseNodes)
+      node.calculateBaseLocationsAndVelocities(manipulators, activeStates, indices, positions,
+                                               velocities);
+   return m_baseNodes.size() > 0;
+}
+
+bool ZqManipulatorAttachmentMap::calculateBaseLocationsAndVelocities(
+   ZqU32 manipulatorIndex, const ZqXmlVectorType<ZqIndividualManipulator>& manipulators,
+   ZqXmlVectorType<ZqManipulatorActiveState>& activeStates, std::vector<ZqU32>& indices,
+   std::vector<ZqCoordinateSystemTransformation>& positions,
+   std::vector<ZqGeneralMotion>& velocities) const
+{
+   indices.clear();
+   positions.clear();
+   velocities.clear();
+   const ZqManipulatorAttachmentNode* node = findNode(manipulatorIndex);
+   return node == nullptr || node->calculateBaseLocationsAndVelocities(
+                                manipulators, activeStates, indices, positions, velocities);
+}
+
 ZqU32 ZqManipulatorAttachmentMap::baseManipulatorIndex(ZqU32 manipulatorIndex) const
 {
    const ZqManipulatorAttachmentNode* node = findNode(manipulatorIndex);

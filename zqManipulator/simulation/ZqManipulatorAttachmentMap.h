@@ -69,6 +69,19 @@ public:
       ZqU32 manipulatorIndex, const ZqXmlVectorType<ZqIndividualManipulator>& manipulators,
       ZqXmlVectorType<ZqManipulatorActiveState>& activeStates, std::vector<ZqU32>& indices,
       std::vector<ZqCoordinateSystemTransformation>& positions) const;
+   /// Where all manipulators that are attached are, and how fast they move. False when there are none.
+   virtual bool
+   calculateBaseLocationsAndVelocities(const ZqXmlVectorType<ZqIndividualManipulator>& manipulators,
+                                       ZqXmlVectorType<ZqManipulatorActiveState>& activeStates,
+                                       std::vector<ZqU32>& indices,
+                                       std::vector<ZqCoordinateSystemTransformation>& positions,
+                                       std::vector<ZqGeneralMotion>& velocities) const;
+   /// The same for all that hangs on one manipulator, as `calculateBaseLocations`.
+   virtual bool calculateBaseLocationsAndVelocities(
+      ZqU32 manipulatorIndex, const ZqXmlVectorType<ZqIndividualManipulator>& manipulators,
+      ZqXmlVectorType<ZqManipulatorActiveState>& activeStates, std::vector<ZqU32>& indices,
+      std::vector<ZqCoordinateSystemTransformation>& positions,
+      std::vector<ZqGeneralMotion>& velocities) const;
    /// The manipulator at the root of the tree: the one itself when it hangs on nothing.
    virtual ZqU32 baseManipulatorIndex(ZqU32 manipulatorIndex) const;
    /// Makes the map a new one.

@@ -21,7 +21,8 @@ ZqManipulatorAttachmentNode::ZqManipulatorAttachmentNode(
    : ZqXmlClass(other), m_name(std::move(other.m_name)), m_linkLabel(std::move(other.m_linkLabel)),
      m_manipulatorIndex(other.m_manipulatorIndex), m_offset(other.m_offset),
      m_childNodes(std::move(other.m_childNodes)), m_parentNode(other.m_parentNode),
-     m_scratchPositions(std::move(other.m_scratchPositions))
+     m_scratchPositions(std::move(other.m_scratchPositions)),
+     m_scratchVelocities(std::move(other.m_scratchVelocities))
 {
    setParentOfChildren();
 }
@@ -48,6 +49,7 @@ ZqManipulatorAttachmentNode::operator=(ZqManipulatorAttachmentNode&& other) noex
    m_offset = taken.m_offset;
    m_childNodes = std::move(taken.m_childNodes);
    m_scratchPositions = std::move(taken.m_scratchPositions);
+   m_scratchVelocities = std::move(taken.m_scratchVelocities);
    setParentOfChildren();
    return *this;
 }
@@ -154,12 +156,31 @@ bool ZqManipulatorAttachmentNode::calculateBaseLocations(
    ZqXmlVectorType<ZqManipulatorActiveState>& activeStates, std::vector<ZqU32>& indices,
    std::vector<ZqCoordinateSystemTransformation>& positions) const
 {
+   return appendBases(manipulators, activeStates, indices, positions, nullptr);
+}
+
+bool ZqManipulatorAttachmentNode::calculateBaseLocationsAndVelocities(
+   const ZqXmlVectorType<ZqIndividualManipulator>& manipulators,
+   ZqXmlVectorType<ZqManipulatorActiveState>& activeStates, std::vector<ZqU32>& indices,
+   std::vector<ZqCoordinateSystemTransformation>& positions,
+   std::vector<ZqGeneralMotion>& velocities) const
+{
+   return appendBases(manipulators, activeStates, indices, positions, &velocities);
+}
+
+bool ZqManipulatorAttachmentNode::appendBases(
+   const ZqXmlVectorType<ZqIndividualManipulator>& manipulators,
+   ZqXmlVectorType<ZqManipulatorActiveState>& activeStates, std::vector<ZqU32>& indices,
+   std::vector<ZqCoordinateSystemTransformation>& positions,
+   std::vector<ZqGeneralMotion>* velocities) const
+{
    const ZqU32 count = std::min(manipulators.size(), activeStates.size());
    if (m_manipulatorIndex >= count)
       return false;
    const ZqIndividualManipulator& manipulator = manipulators[m_manipulatorIndex];
    ZqManipulatorActiveState& activeState = activeStates[m_manipulatorIndex];
    m_scratchPositions.resize(m_childNodes.size());
+   m_scratchVelocities.resize(m_childNodes.size());
    for (ZqU32 i = 0; i < m_childNodes.size(); ++i)
    {
       const ZqManipulatorAttachmentNode& child = m_childNodes[i];
@@ -174,19 +195,40 @@ bool ZqManipulatorAttachmentNode::calculateBaseLocations(
       const auto& X_SM = manipulators[child.m_manipulatorIndex].coordSysXForm();
       indices.push_back(child.m_manipulatorIndex);
       positions.push_back(X_SM.inverse() * X_SA);
+      if (velocities != nullptr)
+      {
+         ZqGeneralMotion& velocity =
+            velocities->emplace_back(link->primaryFrameVelocityInSystem(activeState));
+         velocity.transformBy(-child.m_offset.translation());
+         velocity.transformBy(X_SM.orientation());
+      }
       if (child.m_childNodes.size() == 0)
          continue;
 
-      // What hangs on the child is found with the child in its new place.
+      // What hangs on the child is found with the child in its new place, and moving with it.
       ZqManipulatorActiveState& childState = activeStates[child.m_manipulatorIndex];
       ZqPositionState& position = m_scratchPositions[i];
+      ZqVelocityState& velocity = m_scratchVelocities[i];
       position = childState.positionState();
       const ZqCoordinateSystemTransformation oldBase = position.coordSysXForm();
       position.setCoordSysXForm(positions.back());
       childState.setPositionState(position);
-      child.calculateBaseLocations(manipulators, activeStates, indices, positions);
+      ZqGeneralMotion oldVelocity;
+      if (velocities != nullptr)
+      {
+         velocity = childState.velocityState();
+         oldVelocity = velocity.generalVelocity();
+         velocity.setGeneralVelocity(velocities->back());
+         childState.setVelocityState(velocity);
+      }
+      child.appendBases(manipulators, activeStates, indices, positions, velocities);
       position.setCoordSysXForm(oldBase);
       childState.setPositionState(position);
+      if (velocities != nullptr)
+      {
+         velocity.setGeneralVelocity(oldVelocity);
+         childState.setVelocityState(velocity);
+      }
    }
    return true;
 }

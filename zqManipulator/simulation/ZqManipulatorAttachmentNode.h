@@ -4,6 +4,7 @@
 #include "zqManipulator/foundation/tokens/ZqManipTokens.h"
 #include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
 #include "zqManipulator/state/ZqPositionState.h"
+#include "zqManipulator/state/ZqVelocityState.h"
 
 #include <functional>
 #include <vector>
@@ -91,6 +92,15 @@ public:
                           ZqXmlVectorType<ZqManipulatorActiveState>& activeStates,
                           std::vector<ZqU32>& indices,
                           std::vector<ZqCoordinateSystemTransformation>& positions) const;
+   /// The same with the velocity of each base: that of the link at the attachment, in system axes, for
+   /// a link whose primary frame has the axes of the system and a manipulator that is placed without a
+   /// turn. The offset is not turned into the system, and the placement turns the velocity.
+   virtual bool
+   calculateBaseLocationsAndVelocities(const ZqXmlVectorType<ZqIndividualManipulator>& manipulators,
+                                       ZqXmlVectorType<ZqManipulatorActiveState>& activeStates,
+                                       std::vector<ZqU32>& indices,
+                                       std::vector<ZqCoordinateSystemTransformation>& positions,
+                                       std::vector<ZqGeneralMotion>& velocities) const;
    /// \name Renumbering of this node and its descendants; `noManipulator` stays
    /// @{
    virtual void shiftManipulatorIndices(ZqU32 shift);
@@ -101,6 +111,12 @@ private:
    friend class ZqManipulatorAttachmentMap;
 
    void setParentOfChildren() noexcept;
+   /// The velocities may be null.
+   bool appendBases(const ZqXmlVectorType<ZqIndividualManipulator>& manipulators,
+                    ZqXmlVectorType<ZqManipulatorActiveState>& activeStates,
+                    std::vector<ZqU32>& indices,
+                    std::vector<ZqCoordinateSystemTransformation>& positions,
+                    std::vector<ZqGeneralMotion>* velocities) const;
    /// Removes each node that goes, with all that hangs on it; a node is asked before those below it.
    static void removeNodes(ChildNodes& nodes,
                            const std::function<bool(const ZqManipulatorAttachmentNode&)>& goes);
@@ -111,8 +127,9 @@ private:
    ZqCoordinateSystemTransformation m_offset;
    ChildNodes m_childNodes;
    ZqManipulatorAttachmentNode* m_parentNode = nullptr; ///< not owned
-   /// One a child, kept for its memory alone.
+   /// One a child, kept for their memory alone.
    mutable std::vector<ZqPositionState> m_scratchPositions;
+   mutable std::vector<ZqVelocityState> m_scratchVelocities;
 };
 
 extern template class ZqXmlVectorType<ZqManipulatorAttachmentNode>;
