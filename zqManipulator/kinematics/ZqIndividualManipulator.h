@@ -12,6 +12,9 @@
 #include <set>
 
 class ZqAccelerationState;
+class ZqManipulatorActiveState;
+class ZqMassMatrixTool;
+class ZqPlane;
 class ZqPositionState;
 class ZqVelocityState;
 
@@ -109,6 +112,10 @@ public:
    /// @}
 
    virtual const ZqLinkCollisionTest& linkCollisionTest() const { return m_linkCollisionTest; }
+   /// The lower factor (6 x 6) of the inertia of the whole as one rigid body, in the base's DH frame.
+   virtual const ZqReArray&
+   crbiSpatialCholeskyDecomposition(ZqManipulatorActiveState& activeState,
+                                    const ZqStatedSystemStruct* stateStruct) const;
 
    /// \name Links of the concrete reference
    /// @{
@@ -172,6 +179,22 @@ public:
    /// Whether two links may collide, by link index or `ZqBaseLinkIndex`. A link does not collide with
    /// itself. An index out of range is rejected with a message, and the answer is false.
    virtual bool canCollide(ZqU32 first, ZqU32 second) const;
+   /// Of the whole.
+   virtual ZqVector getCenterOfMassInSystem(ZqManipulatorActiveState& activeState) const;
+   /// The point of a plane in the system about which the contact there, as it moves the manipulator
+   /// without gravity, has no moment in the plane. A force along the plane leaves the point as it was.
+   virtual void computeZeroMomentPoint(const ZqPlane& plane, ZqManipulatorActiveState& activeState,
+                                       ZqVector& zeroMomentPoint,
+                                       const ZqStatedSystemStruct* stateStruct) const;
+   /// The same under gravity (m/s^2), a vector in the system that points down.
+   virtual void computeZeroMomentPoint(const ZqPlane& plane, const ZqVector& gravity,
+                                       ZqManipulatorActiveState& activeState,
+                                       ZqVector& zeroMomentPoint,
+                                       const ZqStatedSystemStruct* stateStruct) const;
+   /// Of the bodies, without the motors (J). A tool is used as work space and left with this
+   /// manipulator and its kind of base; without one, work space is made.
+   virtual ZqReal computeKineticEnergy(ZqManipulatorActiveState& activeState,
+                                       ZqMassMatrixTool* tool) const;
    virtual const ZqStateEqualityConstraintVector& stateEqualityConstraints() const
    {
       return m_stateEqualityConstraints;
