@@ -9,6 +9,7 @@
 
 namespace
 {
+using zqTest::largest;
 using zqTest::MovingScene;
 using zqTest::RandomValues;
 
@@ -138,7 +139,8 @@ TEST(CrbiAcceleration, KeepsConstraintsAlsoWhenTheyAreStatedTwice)
       const ZqAccelerationState once = solveByCrbi(scene);
       EXPECT_LE(constraintError(scene, once), 1e-8 * (1.0 + largest(once)));
 
-      constraints.pushBack(*constraints[0]);
+      const ZqStateEqualityConstraintVector first = constraints;
+      constraints.pushBack(first[0]);
       constrained.setStateEqualityConstraints(constraints);
       scene.system.setFromManipulator(constrained);
       EXPECT_TRUE(solveByCrbi(scene).approxEq(once, 1e-6 * (1.0 + largest(once))));

@@ -12,6 +12,10 @@ class ZqManipulatorLink;
 /// 0.0 or does nothing.
 class ZqDriveTrain
 {
+public:
+   /// The product, but never infinite: a limit that is none stays one that a document can hold.
+   static ZqReal scaledLimit(ZqReal limit, ZqReal scale);
+
 protected:
    /// c v r of the motor's velocity v.
    ZqReal viscousFrictionLaw(const ZqManipulatorActiveState& state, const char* message) const;
@@ -39,9 +43,9 @@ protected:
    ZqReal* motorAcceleration(ZqManipulatorActiveState& state, const char* message) const;
    /// The acceleration of a motor that follows the joint.
    ZqReal followingAcceleration(const ZqManipulatorActiveState& state) const;
-   /// Gives the joint an entry among the output torques.
+   /// Gives the joint an entry among the output torques, if its link has an index.
    void ensureOutputTorque(ZqManipulatorActiveState& state) const;
-   /// Keeps the output torque when there is an entry for it, and returns it.
+   /// Keeps the output torque, and returns it.
    ZqReal keptOutputTorque(ZqReal torque, ZqManipulatorActiveState& state) const;
 
    ZqReal m_inertia = 0.0;

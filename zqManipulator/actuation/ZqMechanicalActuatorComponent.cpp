@@ -27,9 +27,11 @@ ZqMechanicalActuatorComponent ZqMechanicalActuatorComponent::defaultObject()
 ZqReal ZqMechanicalActuatorComponent::outputTorque(ZqReal inputTorque, ZqReal loadTorque,
                                                    ZqManipulatorActiveState& state) const
 {
-   ensureOutputTorque(state);
    if (!m_isRigid)
+   {
+      ensureOutputTorque(state);
       return nonRigidOutputTorque(state);
+   }
    const ZqReal driving = inputTorque * m_gearRatio * m_maxEfficiency;
    const ZqReal linear = linearTorque(state);
    const ZqReal friction = dryFrictionTorque(driving - loadTorque, state);

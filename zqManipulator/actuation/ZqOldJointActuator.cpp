@@ -12,9 +12,11 @@ bool ZqOldJointActuator::operator==(const ZqOldJointActuator& other) const
 ZqReal ZqOldJointActuator::outputTorque(ZqReal inputTorque, ZqReal loadTorque,
                                         ZqManipulatorActiveState& state) const
 {
-   ensureOutputTorque(state);
    if (!m_isRigid)
+   {
+      ensureOutputTorque(state);
       return nonRigidOutputTorque(state);
+   }
    const ZqReal driving = inputTorque * m_gearRatio;
    const ZqReal linear = linearTorque(state);
    const ZqReal friction = dryFrictionTorque(driving - loadTorque - linear, state);
@@ -68,8 +70,8 @@ void ZqOldJointActuator::scaleBy(ZqReal scale, ZqReal jointScale)
 {
    scaleParametersBy(scale, jointScale);
    const ZqReal fifthPower = std::pow(scale, 5.0);
-   m_minTorque *= fifthPower;
-   m_maxTorque *= fifthPower;
+   m_minTorque = scaledLimit(m_minTorque, fifthPower);
+   m_maxTorque = scaledLimit(m_maxTorque, fifthPower);
 }
 
 void ZqOldJointActuator::initializeActuatorStates(ZqManipulatorActiveState& state) const
