@@ -8,9 +8,9 @@
 #include "models.h"
 
 #include <algorithm>
-#include <chrono>
+#include <cmath>
 #include <cstdio>
-#include <cstring>
+#include <ctime>
 #include <span>
 
 namespace
@@ -86,18 +86,33 @@ double difference(Library& ours, Library& peer, Operation operation)
    return largest;
 }
 
-/// Seconds for a number of evaluations, each of another state.
-double timeOf(Library& library, Operation operation, std::size_t count, std::size_t states)
+/// Runs an operation of a library, each time with another state than the time before.
+class Runner
 {
-   const auto start = std::chrono::steady_clock::now();
-   std::size_t state = 0;
-   for (std::size_t i = 0; i < count; ++i)
+public:
+   Runner(Library& library, Operation operation, std::size_t states)
+      : m_library(&library), m_operation(operation), m_states(states)
    {
-      library.run(operation, state);
-      state = state + 1 == states ? 0 : state + 1;
    }
-   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
+   /// Seconds of processor time for one evaluation, by a number of them.
+   double time(std::size_t count)
+   {
+      const std::clock_t start = std::clock();
+      for (std::size_t i = 0; i < count; ++i)
+      {
+         m_library->run(m_operation, m_next);
+         m_next = m_next + 1 == m_states ? 0 : m_next + 1;
+      }
+      return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC /
+             static_cast<double>(count);
+   }
+
+private:
+   Library* m_library;
+   Operation m_operation;
+   std::size_t m_states;
+   std::size_t m_next = 0;
+};
 
 double median(std::vector<double> values)
 {
@@ -113,20 +128,20 @@ public:
    Measurement(std::span<Library* const> libraries, Operation operation, std::size_t states)
       : m_seconds(libraries.size())
    {
-      constexpr std::size_t rounds = 25;
-      constexpr double batch = 4e-3;
+      constexpr int rounds = 25;
+      constexpr double batch = 4e-3; // of a clock that may count in us
+      std::vector<Runner> runners;
       std::vector<std::size_t> counts;
       for (Library* library : libraries)
       {
-         timeOf(*library, operation, states, states); // sizes settle
-         const double once =
-            timeOf(*library, operation, states, states) / static_cast<double>(states);
-         counts.push_back(std::max<std::size_t>(1, static_cast<std::size_t>(batch / once)));
+         Runner& runner = runners.emplace_back(*library, operation, states);
+         runner.time(states); // sizes settle
+         counts.push_back(static_cast<std::size_t>(batch / std::max(runner.time(states), 1e-8)) +
+                          2);
       }
-      for (std::size_t round = 0; round < rounds; ++round)
-         for (std::size_t i = 0; i < libraries.size(); ++i)
-            m_seconds[i].push_back(timeOf(*libraries[i], operation, counts[i], states) /
-                                   static_cast<double>(counts[i]));
+      for (int round = 0; round < rounds; ++round)
+         for (std::size_t i = 0; i < runners.size(); ++i)
+            m_seconds[i].push_back(runners[i].time(counts[i]));
    }
    double microseconds(std::size_t library) const { return 1e6 * median(m_seconds[library]); }
    /// The median of the ratios within a round.
@@ -145,9 +160,9 @@ private:
 /// The clock rises to where it stays.
 void warmUp()
 {
-   const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
+   const std::clock_t end = std::clock() + CLOCKS_PER_SEC / 2;
    volatile double sum = 0.0;
-   while (std::chrono::steady_clock::now() < end)
+   while (std::clock() < end)
       for (int i = 0; i < 1000; ++i)
          sum = sum + 1.0;
 }
@@ -157,7 +172,7 @@ class Table
 public:
    explicit Table(std::span<char*> filters) : m_filters(filters)
    {
-      std::printf("%-40s %9s", "us (median)", "ours");
+      std::printf("%-46s %9s", "us (median)", "ours");
       for (const char* peer : peers)
          std::printf(" %9s", peer);
       for (const char* peer : peers)
@@ -208,7 +223,7 @@ public:
          Library* const library = own.get();
          const double time =
             Measurement(std::span(&library, 1), operation, states.size()).microseconds(0);
-         std::printf("%-40s %9.3f %9.4f a joint\n", row.c_str(), time, time / size);
+         std::printf("%-46s %9.3f %9.4f a joint\n", row.c_str(), time, time / size);
          std::fflush(stdout);
       }
    }
@@ -257,7 +272,7 @@ private:
          std::snprintf(cell, sizeof cell, "  %11s", ratio);
          ratios += cell;
       }
-      std::printf("%-40s %9.3f%s%s\n", row.c_str(), measurement.microseconds(0), times.c_str(),
+      std::printf("%-46s %9.3f%s%s\n", row.c_str(), measurement.microseconds(0), times.c_str(),
                   ratios.c_str());
       std::fflush(stdout);
    }

@@ -31,17 +31,17 @@ Vector6 toEigen6(const Spatial& value)
    return result;
 }
 
-ZqVector fromEigen(const Eigen::Vector3d& v)
+ZqVector vectorOf(const Eigen::Vector3d& v)
 {
    return {v.x(), v.y(), v.z()};
 }
 
-ZqGeneralMotion fromEigen(const Vector6& motion)
+ZqGeneralMotion motionOf(const Vector6& motion)
 {
-   return {fromEigen(motion.head<3>()), fromEigen(motion.tail<3>())};
+   return {vectorOf(motion.head<3>()), vectorOf(motion.tail<3>())};
 }
 
-ZqXmlVectorBasicType<ZqReal> fromEigen(const Eigen::VectorXd& list)
+ZqXmlVectorBasicType<ZqReal> listOf(const Eigen::VectorXd& list)
 {
    return std::vector<ZqReal>(list.begin(), list.end());
 }
@@ -84,7 +84,7 @@ ZqCoordinateSystemTransformation dhFrameInBody(const ZqManipulatorLink& link)
                                                       : ZqCoordinateSystemTransformation();
 }
 
-/// All by the public operations, with one active state, as a user's loop would have it.
+/// All by the public operations, with states and tools that are kept, as a user's loop would have it.
 class Ours : public Library
 {
 public:
@@ -92,7 +92,7 @@ public:
       : Library("ours"), m_statesInCommon(states)
    {
       ZqSystemEnvironment environment;
-      environment.setUpGravityVector(-fromEigen(Model().gravity));
+      environment.setUpGravityVector(-vectorOf(Model().gravity));
       m_system.setFromManipulator(manipulator);
       m_system.setEnvironment(environment);
       m_manipulator = m_system.manipulatorByIndex(0);
@@ -109,8 +109,8 @@ public:
       {
          m_states.push_back(convert(state));
          m_accelerations.push_back(m_gravity);
-         m_accelerations.back().setJointAccelerations(fromEigen(state.a));
-         m_accelerations.back().generalAcceleration() += fromEigen(state.baseAcceleration);
+         m_accelerations.back().setJointAccelerations(listOf(state.a));
+         m_accelerations.back().generalAcceleration() += motionOf(state.baseAcceleration);
       }
       active().setAccelerationState(m_gravity);
    }
@@ -129,11 +129,10 @@ public:
             m_lastFrame = &link->dhFrameInSystem(active().activePositionState());
          break;
       case Operation::InverseDynamics:
-         active().setPositionState(position);
-         active().setVelocityState(velocity);
-         active().setAccelerationState(m_accelerations[index]);
-         m_torques = &m_torqueTool.torques(m_noForce, active(), nullptr);
-         active().setAccelerationState(m_gravity);
+         m_prescribed.setPositionState(position);
+         m_prescribed.setVelocityState(velocity);
+         m_prescribed.setAccelerationState(m_accelerations[index]);
+         m_torques = &m_torqueTool.torques(m_noForce, m_prescribed, nullptr);
          break;
       case Operation::MassMatrix:
          active().setPositionState(position);
@@ -229,12 +228,12 @@ private:
    {
       const Eigen::Quaterniond q(state.base.linear());
       ZqPositionState position;
-      position.setJointPositions(fromEigen(state.q));
-      position.setCoordSysXForm({fromEigen(Eigen::Vector3d(state.base.translation())),
-                                 ZqOrientation(q.w(), q.x(), q.y(), q.z())});
+      position.setJointPositions(listOf(state.q));
+      position.setCoordSysXForm(
+         {vectorOf(state.base.translation()), ZqOrientation(q.w(), q.x(), q.y(), q.z())});
       ZqVelocityState velocity;
-      velocity.setJointVelocities(fromEigen(state.v));
-      velocity.setGeneralVelocity(fromEigen(state.baseVelocity));
+      velocity.setJointVelocities(listOf(state.v));
+      velocity.setGeneralVelocity(motionOf(state.baseVelocity));
       ZqManipulatorSystemState result;
       result.positionStates().resize(1);
       result.positionStates()[0] = position;
@@ -264,7 +263,8 @@ private:
    const ZqIndividualManipulator* m_manipulator = nullptr;
    std::vector<ZqManipulatorSystemState> m_states;
    std::vector<ZqAccelerationState> m_accelerations;
-   ZqSystemActiveState m_activeStates;
+   ZqSystemActiveState m_activeStates;    ///< accelerated by gravity alone
+   ZqManipulatorActiveState m_prescribed; ///< accelerated as the states say
    ZqAccelerationState m_gravity;
    ZqManipulatorExternalForce m_noForce;
    ZqManipulatorTorque m_noTorque;
