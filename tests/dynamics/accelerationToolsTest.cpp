@@ -21,20 +21,25 @@ ZqIndividualManipulator model(RandomValues& random, ZqU32 i, ZqU32 links)
    return manipulator;
 }
 
-/// Point constraints between two links, or a link and the surroundings.
-ZqStateEqualityConstraintVector pointConstraints(RandomValues& random, ZqU32 count)
+/// Chains that are closed by a point constraint to themselves, and by a second one to the surroundings.
+ZqIndividualManipulator closedModel(RandomValues& random, ZqU32 i, ZqU32 constraintCount)
 {
+   ZqIndividualManipulator manipulator =
+      zqTest::makeManipulator(zqTest::chain(16), [&](ZqU32) { return zqTest::randomLink(random); });
+   manipulator.setIsFixedBase(i % 2 == 0);
+   manipulator.setCoordSysXForm(zqTest::randomFrame(random));
    ZqStateEqualityConstraintVector constraints;
-   for (ZqU32 i = 0; i < count; ++i)
+   for (ZqU32 k = 0; k < constraintCount; ++k)
    {
       ZqPointStateEqualityConstraint constraint;
-      constraint.setFirstLinkLabel("label" + std::to_string(random.index(0, 7)));
-      constraint.setSecondLinkLabel(i % 2 == 0 ? "surroundings" : "label2");
+      constraint.setFirstLinkLabel(k == 0 ? "label15" : "label7");
+      constraint.setSecondLinkLabel(k == 0 ? "label8" : "surroundings");
       constraint.setFirstLinkPoint(random.vector());
       constraint.setSecondLinkPoint(random.vector());
       constraints.pushBack(constraint);
    }
-   return constraints;
+   manipulator.setStateEqualityConstraints(constraints);
+   return manipulator;
 }
 
 ZqAccelerationState solveByCrbi(MovingScene& scene)
@@ -132,15 +137,13 @@ TEST(CrbiAcceleration, KeepsConstraintsAlsoWhenTheyAreStatedTwice)
    for (ZqU32 i = 0; i < 40; ++i)
    {
       SCOPED_TRACE(i);
-      ZqIndividualManipulator constrained = model(random, i, 12);
-      ZqStateEqualityConstraintVector constraints = pointConstraints(random, 1 + i % 3);
-      constrained.setStateEqualityConstraints(constraints);
+      ZqIndividualManipulator constrained = closedModel(random, i, 1 + i / 2 % 2);
       MovingScene scene(random, constrained);
       const ZqAccelerationState once = solveByCrbi(scene);
       EXPECT_LE(constraintError(scene, once), 1e-8 * (1.0 + largest(once)));
 
-      const ZqStateEqualityConstraintVector first = constraints;
-      constraints.pushBack(first[0]);
+      ZqStateEqualityConstraintVector constraints = constrained.stateEqualityConstraints();
+      constraints.pushBack(constrained.stateEqualityConstraints()[0]);
       constrained.setStateEqualityConstraints(constraints);
       scene.system.setFromManipulator(constrained);
       EXPECT_TRUE(solveByCrbi(scene).approxEq(once, 1e-6 * (1.0 + largest(once))));
@@ -155,15 +158,15 @@ TEST(HybridControl, CommandsBringAboutTheGivenAccelerations)
    for (ZqU32 i = 0; i < 60; ++i)
    {
       SCOPED_TRACE(i);
-      const ZqU32 n = 6 + random.index(0, 6);
-      ZqIndividualManipulator manipulator = model(random, i, n);
-      if (i % 3 == 0)
-         manipulator.setStateEqualityConstraints(pointConstraints(random, 1));
+      const bool isClosed = i % 3 == 0;
+      const ZqIndividualManipulator manipulator =
+         isClosed ? closedModel(random, i, 1) : model(random, i, random.index(0, 12));
       MovingScene scene(random, manipulator);
+      const ZqU32 n = scene.n;
       // What is missing has its torque given, what is beyond has no effect.
       std::vector<bool> mask(random.index(0, n + 10));
       for (std::size_t k = 0; k < mask.size(); ++k)
-         mask[k] = random.index(0, 2) != 0 || (i % 3 == 0 && k > 2);
+         mask[k] = random.index(0, 2) != 0 || (isClosed && k > 4);
       const auto isGiven = [&](ZqU32 k) { return k < mask.size() && !mask[k]; };
 
       const ZqManipulatorTorque before = scene.torque;
@@ -276,10 +279,7 @@ TEST(AccelerationTools, AllocateNothingOnceSizesHaveSettled)
    RandomValues random(59);
    for (ZqU32 i = 0; i < 4; ++i)
    {
-      ZqIndividualManipulator manipulator = model(random, i, 20);
-      if (i >= 2)
-         manipulator.setStateEqualityConstraints(pointConstraints(random, 2));
-      MovingScene scene(random, manipulator);
+      MovingScene scene(random, i < 2 ? model(random, i, 20) : closedModel(random, i, 2));
       ZqCrbiAccelerationTool crbi;
       ZqArbiAccelerationTool arbi;
       ZqAccelerationState result;

@@ -46,6 +46,15 @@ ZqReal difference(const ZqReArray& a, const ZqReArray& b)
    return result;
 }
 
+/// Whether a link stands between the base and another one.
+bool isInboard(const ZqIndividualManipulator& manipulator, ZqU32 inner, ZqU32 outer)
+{
+   const ZqManipulatorLink* link = manipulator.linkByIndex(outer);
+   while (link != nullptr && link->linkIndex() != inner)
+      link = link->parentLink();
+   return link != nullptr;
+}
+
 ZqReal kineticEnergy(const ZqManipulatorLink& link, ZqManipulatorActiveState& active)
 {
    const ZqGeneralMotion& V = link.dhFrameVelocityInLocal(active);
@@ -69,7 +78,7 @@ TEST(MassMatrix, IsThatOfForcesCarriedToTheBaseAndOfInverseDynamics)
       EXPECT_LE(difference(M, carried), 1e-12);
       for (ZqU32 k = 0; k < scene.n; ++k)
          for (ZqU32 j = 0; j < k; ++j)
-            EXPECT_TRUE(M[k][j] == M[j][k] && (carried[k][j] != 0.0 || M[k][j] == 0.0));
+            EXPECT_TRUE(M[k][j] == M[j][k] && (isInboard(manipulator, j, k) || M[k][j] == 0.0));
 
       const ZqReArray extended = tool.extendedMassMatrixInBase(scene.active, nullptr);
       ZqReArray whole;

@@ -38,6 +38,8 @@ struct MovingScene
       gravity.resize(n);
       gravity.setGeneralAcceleration({system.environment().upGravityVector(), ZqVector()});
       active.setAccelerationState(gravity);
+      for (const ZqManipulatorLink* link : manipulator().linkPointerVector())
+         link->jointActuator().initializeActuatorStates(active);
    }
    const ZqIndividualManipulator& manipulator() const { return *system.manipulatorByIndex(0); }
    /// Adds accelerations to those of gravity.

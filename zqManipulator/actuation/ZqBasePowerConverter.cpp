@@ -1,5 +1,6 @@
 #include "zqManipulator/actuation/ZqBasePowerConverter.h"
 
+#include "zqManipulator/actuation/ZqDriveTrain.h"
 #include "zqManipulator/kinematics/ZqManipulatorLink.h"
 
 #include <cmath>
@@ -7,8 +8,8 @@
 void ZqBasePowerConverter::scaleBy(ZqReal scale)
 {
    const ZqReal fifthPower = std::pow(scale, 5.0);
-   m_maxTorque *= fifthPower;
-   m_minTorque *= fifthPower;
+   m_maxTorque = ZqDriveTrain::scaledLimit(m_maxTorque, fifthPower);
+   m_minTorque = ZqDriveTrain::scaledLimit(m_minTorque, fifthPower);
 }
 
 ZqU32 ZqBasePowerConverter::jointIndex() const

@@ -6,13 +6,27 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace
 {
+using Reals = ZqXmlVectorBasicType<ZqReal>;
+using Flags = ZqActuatorState::Flags;
+
+bool has(const Reals& list, ZqU32 index)
+{
+   return index < list.size();
+}
+
+bool has(const Flags& list, ZqU32 index)
+{
+   return index < list.Flags::size();
+}
+
 template <class... Lists>
 bool allHave(ZqU32 index, const Lists&... lists)
 {
-   return ((index < lists.size()) && ...);
+   return (has(lists, index) && ...);
 }
 
 bool rejected(const char* message)
@@ -21,46 +35,57 @@ bool rejected(const char* message)
    return false;
 }
 
-const ZqXmlVectorBasicType<ZqReal>& positionsOf(const ZqManipulatorActiveState& state)
+// Active states and their records are of these very classes, so that nothing of them need be called
+// virtually.
+
+const Reals& positionsOf(const ZqManipulatorActiveState& state)
 {
-   return state.positionState().jointPositions();
+   return state.ZqManipulatorActiveState::positionState().ZqPositionState::jointPositions();
 }
 
-const ZqXmlVectorBasicType<ZqReal>& velocitiesOf(const ZqManipulatorActiveState& state)
+const Reals& velocitiesOf(const ZqManipulatorActiveState& state)
 {
-   return state.velocityState().jointVelocities();
+   return state.ZqManipulatorActiveState::velocityState().ZqVelocityState::jointVelocities();
 }
 
-const ZqXmlVectorBasicType<ZqReal>& accelerationsOf(const ZqManipulatorActiveState& state)
+const Reals& accelerationsOf(const ZqManipulatorActiveState& state)
 {
-   return state.accelerationState().jointAccelerations();
+   return state.ZqManipulatorActiveState::accelerationState()
+      .ZqAccelerationState::jointAccelerations();
+}
+
+ZqActuatorState& motorsOf(ZqManipulatorActiveState& state)
+{
+   return state.ZqManipulatorActiveState::actuatorState();
 }
 } // namespace
 
 ZqU32 ZqDriveTrain::jointIndex() const
 {
-   return m_manipulatorLink != nullptr ? m_manipulatorLink->linkIndex() : ZqNoLinkIndex;
+   return m_manipulatorLink != nullptr ? m_manipulatorLink->ZqManipulatorLink::linkIndex()
+                                       : ZqNoLinkIndex;
 }
 
-ZqReal ZqDriveTrain::viscousFrictionLaw(const ZqManipulatorActiveState& state,
-                                        const char* message) const
+/// The joint and its motor in the state; a law fills in what it asks for.
+struct ZqDriveTrain::Motion
 {
-   const ZqU32 j = jointIndex();
-   const auto& motorVelocities = state.actuatorState().motorVelocities();
-   if (!allHave(j, motorVelocities))
-      return rejected(message), 0.0;
-   return m_frictionCoefficient * motorVelocities[j] * m_gearRatio;
+   ZqReal position = 0.0;
+   ZqReal velocity = 0.0;
+   ZqReal motorPosition = 0.0;
+   ZqReal motorVelocity = 0.0;
+   Flags::value_type* sticks = nullptr;
+   ZqReal* center = nullptr;
+};
+
+inline ZqReal ZqDriveTrain::viscousFriction(const Motion& motion) const
+{
+   return m_frictionCoefficient * motion.motorVelocity * m_gearRatio;
 }
 
-ZqReal ZqDriveTrain::stopperLaw(const ZqManipulatorActiveState& state, const char* message) const
+inline ZqReal ZqDriveTrain::stoppers(const Motion& motion) const
 {
-   const ZqU32 j = jointIndex();
-   const auto& positions = positionsOf(state);
-   const auto& velocities = velocitiesOf(state);
-   if (!allHave(j, positions, velocities))
-      return rejected(message), 0.0;
-   const ZqReal q = positions[j];
-   const ZqReal damping = m_stopperDampingCoefficient * velocities[j];
+   const ZqReal q = motion.position;
+   const ZqReal damping = m_stopperDampingCoefficient * motion.velocity;
    const ZqReal lowerZone = m_lowerLimit + m_stopperZone;
    const ZqReal upperZone = m_upperLimit - m_stopperZone;
    ZqReal torque = 0.0;
@@ -71,36 +96,25 @@ ZqReal ZqDriveTrain::stopperLaw(const ZqManipulatorActiveState& state, const cha
    return torque;
 }
 
-ZqReal ZqDriveTrain::dryFrictionLaw(ZqReal torque, ZqManipulatorActiveState& state,
-                                    const char* message) const
+inline ZqReal ZqDriveTrain::dryFriction(ZqReal torque, const Motion& motion) const
 {
-   const ZqU32 j = jointIndex();
-   ZqActuatorState& motors = state.actuatorState();
-   auto& sticks = motors.staticFrictionModes();
-   auto& centers = motors.springDamperCenters();
-   const auto& motorPositions = motors.motorPositions();
-   const auto& motorVelocities = motors.motorVelocities();
-   if (!allHave(j, sticks, centers, motorPositions, motorVelocities))
-      return rejected(message), 0.0;
-
    const ZqReal staticLevel = m_staticCoulombFriction;
-   const ZqReal velocity = motorVelocities[j];
-   if (std::abs(velocity) >= m_limitingVelocityStickRegion)
+   if (std::abs(motion.motorVelocity) >= m_limitingVelocityStickRegion)
    {
-      sticks[j] = false;
+      *motion.sticks = false;
       const ZqReal friction = m_kineticCoulombFrictionPercentage * staticLevel;
-      return (velocity < 0.0 ? -friction : friction) * m_gearRatio;
+      return (motion.motorVelocity < 0.0 ? -friction : friction) * m_gearRatio;
    }
-   if (!sticks[j])
+   if (!*motion.sticks)
    {
-      sticks[j] = true;
-      centers[j] = motorPositions[j];
+      *motion.sticks = true;
+      *motion.center = motion.motorPosition;
    }
    if (m_gearRatio == 0.0)
       return 0.0;
    const ZqReal atMotor = torque / m_gearRatio;
-   ZqReal friction = (motorPositions[j] - centers[j]) * m_staticCoulombSpringCoefficient +
-                     velocity * m_staticCoulombDamperCoefficient + atMotor;
+   ZqReal friction = (motion.motorPosition - *motion.center) * m_staticCoulombSpringCoefficient +
+                     motion.motorVelocity * m_staticCoulombDamperCoefficient + atMotor;
    if (atMotor < -staticLevel)
       friction = -staticLevel;
    else if (atMotor > staticLevel)
@@ -108,14 +122,79 @@ ZqReal ZqDriveTrain::dryFrictionLaw(ZqReal torque, ZqManipulatorActiveState& sta
    return friction * m_gearRatio;
 }
 
+ZqReal ZqDriveTrain::viscousFrictionLaw(const ZqManipulatorActiveState& state,
+                                        const char* message) const
+{
+   const ZqU32 j = jointIndex();
+   const auto& motorVelocities =
+      state.ZqManipulatorActiveState::actuatorState().ZqActuatorState::motorVelocities();
+   if (!allHave(j, motorVelocities))
+      return rejected(message), 0.0;
+   Motion motion;
+   motion.motorVelocity = motorVelocities[j];
+   return viscousFriction(motion);
+}
+
+ZqReal ZqDriveTrain::stopperLaw(const ZqManipulatorActiveState& state, const char* message) const
+{
+   const ZqU32 j = jointIndex();
+   const auto& positions = positionsOf(state);
+   const auto& velocities = velocitiesOf(state);
+   if (!allHave(j, positions, velocities))
+      return rejected(message), 0.0;
+   Motion motion;
+   motion.position = positions[j];
+   motion.velocity = velocities[j];
+   return stoppers(motion);
+}
+
+ZqReal ZqDriveTrain::dryFrictionLaw(ZqReal torque, ZqManipulatorActiveState& state,
+                                    const char* message) const
+{
+   const ZqU32 j = jointIndex();
+   ZqActuatorState& motors = motorsOf(state);
+   auto& sticks = motors.ZqActuatorState::staticFrictionModes();
+   auto& centers = motors.ZqActuatorState::springDamperCenters();
+   const auto& motorPositions = motors.ZqActuatorState::motorPositions();
+   const auto& motorVelocities = motors.ZqActuatorState::motorVelocities();
+   if (!allHave(j, sticks, centers, motorPositions, motorVelocities))
+      return rejected(message), 0.0;
+   return dryFriction(torque,
+                      {0.0, 0.0, motorPositions[j], motorVelocities[j], &sticks[j], &centers[j]});
+}
+
+bool ZqDriveTrain::rigidTorqueLaw(ZqReal driving, ZqReal load, bool frictionMeetsRest,
+                                  ZqManipulatorActiveState& state, ZqReal& torque) const
+{
+   const ZqU32 j = jointIndex();
+   ZqActuatorState& motors = motorsOf(state);
+   const auto& positions = positionsOf(state);
+   const auto& velocities = velocitiesOf(state);
+   auto& sticks = motors.ZqActuatorState::staticFrictionModes();
+   auto& centers = motors.ZqActuatorState::springDamperCenters();
+   const auto& motorPositions = motors.ZqActuatorState::motorPositions();
+   const auto& motorVelocities = motors.ZqActuatorState::motorVelocities();
+   auto& outputTorques = motors.ZqActuatorState::outputTorques();
+   if (!allHave(j, positions, velocities, sticks, centers, motorPositions, motorVelocities,
+                outputTorques))
+      return false;
+   const Motion motion{positions[j],       velocities[j], motorPositions[j],
+                       motorVelocities[j], &sticks[j],    &centers[j]};
+   const ZqReal linear = viscousFriction(motion) + stoppers(motion);
+   const ZqReal met = frictionMeetsRest ? driving - load - linear : driving - load;
+   torque = driving - linear - dryFriction(met, motion);
+   outputTorques[j] = torque;
+   return true;
+}
+
 ZqReal ZqDriveTrain::shaftLaw(ZqManipulatorActiveState& state, const char* message) const
 {
    const ZqU32 j = jointIndex();
-   ZqActuatorState& motors = state.actuatorState();
+   ZqActuatorState& motors = motorsOf(state);
    const auto& positions = positionsOf(state);
    const auto& velocities = velocitiesOf(state);
-   const auto& motorPositions = motors.motorPositions();
-   const auto& motorVelocities = motors.motorVelocities();
+   const auto& motorPositions = motors.ZqActuatorState::motorPositions();
+   const auto& motorVelocities = motors.ZqActuatorState::motorVelocities();
    if (!allHave(j, positions, velocities, motorPositions, motorVelocities))
       return rejected(message), 0.0;
 
@@ -152,18 +231,24 @@ void ZqDriveTrain::initializeStates(ZqManipulatorActiveState& state, const char*
       rejected(message);
       return;
    }
-   ZqActuatorState& motors = state.actuatorState();
+   ZqActuatorState& motors = motorsOf(state);
    motors.resize(positions.size());
    const ZqReal position = m_gearRatio * positions[j];
    const ZqReal velocity = m_gearRatio * velocities[j];
-   motors.motorPositions()[j] = position;
-   motors.motorVelocities()[j] = velocity;
-   motors.motorAccelerations()[j] = followingAcceleration(state);
-   motors.springDamperCenters()[j] = position;
-   motors.staticFrictionModes()[j] = false;
-   motors.reverseMotionPositions()[j] = position;
-   motors.lastVelocities()[j] = velocity;
-   motors.nonRigidActuatorFlags()[j] = !m_isRigid;
+   motors.ZqActuatorState::motorPositions()[j] = position;
+   motors.ZqActuatorState::motorVelocities()[j] = velocity;
+   motors.ZqActuatorState::motorAccelerations()[j] = followingAcceleration(state);
+   motors.ZqActuatorState::springDamperCenters()[j] = position;
+   motors.ZqActuatorState::staticFrictionModes()[j] = false;
+   motors.ZqActuatorState::reverseMotionPositions()[j] = position;
+   motors.ZqActuatorState::lastVelocities()[j] = velocity;
+   motors.ZqActuatorState::nonRigidActuatorFlags()[j] = !m_isRigid;
+}
+
+ZqReal ZqDriveTrain::scaledLimit(ZqReal limit, ZqReal scale)
+{
+   constexpr ZqReal greatest = std::numeric_limits<ZqReal>::max();
+   return std::clamp(limit * scale, -greatest, greatest);
 }
 
 void ZqDriveTrain::scaleParametersBy(ZqReal scale, ZqReal jointScale)
@@ -171,8 +256,8 @@ void ZqDriveTrain::scaleParametersBy(ZqReal scale, ZqReal jointScale)
    const ZqReal fifthPower = std::pow(scale, 5.0);
    m_inertia *= fifthPower;
    m_frictionCoefficient *= scale * scale;
-   m_lowerLimit *= jointScale;
-   m_upperLimit *= jointScale;
+   m_lowerLimit = scaledLimit(m_lowerLimit, jointScale);
+   m_upperLimit = scaledLimit(m_upperLimit, jointScale);
    m_stopperZone *= jointScale;
    m_stopperSpringCoefficient *= fifthPower;
    m_stopperDampingCoefficient *= fifthPower;
@@ -184,7 +269,7 @@ void ZqDriveTrain::scaleParametersBy(ZqReal scale, ZqReal jointScale)
 ZqReal* ZqDriveTrain::motorAcceleration(ZqManipulatorActiveState& state, const char* message) const
 {
    const ZqU32 j = jointIndex();
-   auto& motorAccelerations = state.actuatorState().motorAccelerations();
+   auto& motorAccelerations = motorsOf(state).ZqActuatorState::motorAccelerations();
    const auto& accelerations = accelerationsOf(state);
    if (allHave(j, motorAccelerations) && (accelerations.size() == 0 || allHave(j, accelerations)))
       return &motorAccelerations[j];
@@ -201,16 +286,17 @@ ZqReal ZqDriveTrain::followingAcceleration(const ZqManipulatorActiveState& state
 void ZqDriveTrain::ensureOutputTorque(ZqManipulatorActiveState& state) const
 {
    const ZqU32 j = jointIndex();
-   auto& torques = state.actuatorState().outputTorques();
-   if (j >= torques.size() && j < ZqBaseLinkIndex)
+   auto& torques = motorsOf(state).ZqActuatorState::outputTorques();
+   if (!has(torques, j) && j < ZqBaseLinkIndex)
       torques.resize(j + 1);
 }
 
 ZqReal ZqDriveTrain::keptOutputTorque(ZqReal torque, ZqManipulatorActiveState& state) const
 {
+   ensureOutputTorque(state);
    const ZqU32 j = jointIndex();
-   auto& torques = state.actuatorState().outputTorques();
-   if (allHave(j, torques))
+   auto& torques = motorsOf(state).ZqActuatorState::outputTorques();
+   if (has(torques, j))
       torques[j] = torque;
    return torque;
 }

@@ -1,6 +1,7 @@
 #include "zqManipulator/actuation/ZqOldJointActuator.h"
 
 #include <cmath>
+#include <typeinfo>
 
 bool ZqOldJointActuator::operator==(const ZqOldJointActuator& other) const
 {
@@ -12,10 +13,16 @@ bool ZqOldJointActuator::operator==(const ZqOldJointActuator& other) const
 ZqReal ZqOldJointActuator::outputTorque(ZqReal inputTorque, ZqReal loadTorque,
                                         ZqManipulatorActiveState& state) const
 {
-   ensureOutputTorque(state);
    if (!m_isRigid)
+   {
+      ensureOutputTorque(state);
       return nonRigidOutputTorque(state);
+   }
    const ZqReal driving = inputTorque * m_gearRatio;
+   ZqReal torque = 0.0;
+   if (typeid(*this) == typeid(ZqOldJointActuator) &&
+       rigidTorqueLaw(driving, loadTorque, true, state, torque))
+      return torque;
    const ZqReal linear = linearTorque(state);
    const ZqReal friction = dryFrictionTorque(driving - loadTorque - linear, state);
    return keptOutputTorque(driving - linear - friction, state);
@@ -68,8 +75,8 @@ void ZqOldJointActuator::scaleBy(ZqReal scale, ZqReal jointScale)
 {
    scaleParametersBy(scale, jointScale);
    const ZqReal fifthPower = std::pow(scale, 5.0);
-   m_minTorque *= fifthPower;
-   m_maxTorque *= fifthPower;
+   m_minTorque = scaledLimit(m_minTorque, fifthPower);
+   m_maxTorque = scaledLimit(m_maxTorque, fifthPower);
 }
 
 void ZqOldJointActuator::initializeActuatorStates(ZqManipulatorActiveState& state) const
