@@ -57,6 +57,7 @@ inline ZqIndividualManipulator tree30()
    zqTest::RandomValues random(30);
    ZqIndividualManipulator manipulator = generalTree(zqTest::randomTree(random, 30));
    manipulator.setIsFixedBase(false);
+   manipulator.setMassProperties(zqTest::randomMass(random));
    return manipulator;
 }
 
