@@ -461,7 +461,7 @@ constexpr const char* explanation =
    "constraints, then the velocities, then the positions. The times are start + k dt; the last "
    "step\n"
    "is shortened to end at start + time. A joint that comes to a limit stops there. Manipulators\n"
-   "that are attached ride on their carriers and do not load them. The run ends early when a\n"
+   "that are attached ride on their carriers, which bear their bases. The run ends early when a\n"
    "stopping criterion is met, when something is not finite any more (exit code 4), and at Ctrl-C\n"
    "(130); files then hold what there is.";
 } // namespace

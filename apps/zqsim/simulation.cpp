@@ -341,7 +341,8 @@ zqsim::Energy zqsim::Simulation::energy()
 zqsim::Energy zqsim::Simulation::energyOfBody(ZqU32 index, const ZqManipulatorLink& link)
 {
    ZqManipulatorActiveState& active = activeState(index);
-   const ZqRigidBodyMassProperties& body = link.massPropertiesInDHFrame(&m_members[index].scene);
+   // What is attached to the link is a body of its own.
+   const ZqRigidBodyMassProperties& body = link.massPropertiesInDHFrame();
    const ZqGeneralMotion& V = link.dhFrameVelocityInLocal(active);
    const ZqGeneralForce momentum = body.calculateForce(V);
    const ZqCoordinateSystemTransformation& X = link.dhFrameInSystem(active.activePositionState());

@@ -3,7 +3,6 @@
 #include "zqManipulator/dynamics/ZqArbiAccelerationTool.h"
 #include "zqManipulator/dynamics/ZqCrbiAccelerationTool.h"
 #include "zqManipulator/kinematics/ZqStatedSystem.h"
-#include "zqManipulator/kinematics/ZqStatedSystemStruct.h"
 #include "zqManipulator/simulation/ZqPropagationResultData.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
@@ -49,8 +48,8 @@ struct DriveInputs
 ///   others accelerate as they do beside a joint at rest (an inelastic stop);
 ///
 /// then the motors of flexible joints advance, and `ZqStatedSystem::propagateTo` moves everything.
-/// Manipulators that are attached to others ride on them; they neither load their carrier nor feel its
-/// acceleration.
+/// Manipulators that are attached to others ride on them, and load them with the masses of their bases;
+/// the motion of their links does not act back, and they do not feel the acceleration of their carrier.
 class Simulation
 {
 public:
@@ -113,12 +112,11 @@ private:
    struct Member
    {
       Member(const ZqStatedSystem& statedSystem, ZqU32 index)
-         : manipulator(&statedSystem.system().manipulators()[index]), scene(&statedSystem, index)
+         : manipulator(&statedSystem.system().manipulators()[index])
       {
       }
 
       const ZqIndividualManipulator* manipulator;
-      ZqStatedSystemStruct scene;
       std::vector<Joint> joints;
       ZqAccelerationState gravity;
       ZqAccelerationState accelerations;
