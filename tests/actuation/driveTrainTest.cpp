@@ -185,7 +185,8 @@ TYPED_TEST(Drive, GivesWhatFrictionLeavesOfTheInput)
    }
    this->move(0.0, 2.0, 3.0);
    this->motors().outputTorques().resize(0);
-   // Viscous friction of 4; dry friction takes up what the load, and of old the friction, leaves, to 12.
+   // Viscous friction of 4; dry friction takes up what the load, and of old the friction, leaves,
+   // to 12.
    struct
    {
       ZqReal input, load, dry;
@@ -210,6 +211,32 @@ TYPED_TEST(Drive, GivesWhatFrictionLeavesOfTheInput)
    EXPECT_EQ(this->motorAcceleration(10.0), 40.0 * efficiency - 4.0 - 2.0 - 12.0);
    drive.setIsRigid(true);
    EXPECT_EQ(drive.effectiveInertia(1.0), 4.0);
+}
+
+/// With a law of its own.
+template <class DriveTrain>
+struct Oily : DriveTrain
+{
+   ZqReal friction = 0.0;
+   ZqReal viscousFrictionTorque(const ZqManipulatorActiveState&) const override { return friction; }
+};
+
+TYPED_TEST(Drive, TakesTheLawsOfADerivedClass)
+{
+   auto& drive = this->subject;
+   drive.setFrictionCoefficient(0.125);
+   drive.setStaticCoulombFriction(3.0);
+   drive.setStopperSpringCoefficient(2.0);
+   drive.setUpperLimit(0.25);
+   this->move(0.5, 2.0);
+   Oily<TypeParam> oily;
+   static_cast<TypeParam&>(oily) = drive;
+   for (const ZqReal friction : {4.0, 5.0})
+   {
+      oily.friction = friction;
+      EXPECT_EQ(oily.outputTorque(40.0, 10.0, this->state),
+                drive.outputTorque(40.0, 10.0, this->state) + 4.0 - friction);
+   }
 }
 
 TYPED_TEST(Drive, ZeroGearRatioPassesNothing)

@@ -10,7 +10,7 @@ using Joint = ZqDenavitHartenberg;
 using Transformation = ZqCoordinateSystemTransformation;
 using zqTest::epsilon;
 using zqTest::ReferenceFrame;
-using Real = ReferenceFrame::Real;
+using Real = long double;
 
 constexpr ZqReal pi = ZqMath::pi;
 constexpr Real referenceEpsilon = std::numeric_limits<Real>::epsilon();

@@ -20,11 +20,11 @@ inline ZqGeneralForce product(const ZqReArray& M, const ZqGeneralMotion& a)
 /// A rigid body as what it is made of: its inertia follows from Newton's law for each point.
 struct PointMasses
 {
-   explicit PointMasses(RandomValues& random)
+   explicit PointMasses(RandomValues& random, ZqReal distance = 2.0, ZqReal size = 1.0)
    {
-      const ZqVector center = random.vector(2.0);
+      const ZqVector center = random.vector(distance);
       for (int i = 0; i < 5; ++i)
-         points.emplace_back(random.real(0.1, 3.0), center + random.vector());
+         points.emplace_back(random.real(0.1, 3.0), center + random.vector(size));
    }
 
    ZqRigidBodyMassProperties body() const

@@ -73,65 +73,68 @@ inline ZqDenavitHartenberg randomJoint(RandomValues& random)
    return randomJoint(random, jointType, random.index(0, 4));
 }
 
-/// A homogeneous 4 x 4 matrix in extended precision: a second way to compute frames, without
-/// quaternions and modes.
-class ReferenceFrame
+/// A homogeneous 4 x 4 matrix: a second way to compute frames, without quaternions and modes.
+template <class Real>
+class BasicReferenceFrame
 {
 public:
-   using Real = long double;
    using Matrix = std::array<std::array<Real, 4>, 4>;
 
-   ReferenceFrame() { m[0][0] = m[1][1] = m[2][2] = m[3][3] = 1.0L; }
-   explicit ReferenceFrame(const ZqCoordinateSystemTransformation& X)
+   BasicReferenceFrame() { m[0][0] = m[1][1] = m[2][2] = m[3][3] = 1.0L; }
+   explicit BasicReferenceFrame(const ZqCoordinateSystemTransformation& X)
    {
       // The length of the quaternion is divided out: a rounding of it is not part of the rotation.
       const ZqOrientation& o = X.orientation();
-      const Real w = o.w();
-      const Real x = o.x();
-      const Real y = o.y();
-      const Real z = o.z();
-      const Real s = 2.0L / (w * w + x * x + y * y + z * z);
+      const long double w = o.w();
+      const long double x = o.x();
+      const long double y = o.y();
+      const long double z = o.z();
+      const long double s = 2.0L / (w * w + x * x + y * y + z * z);
       m = {
          {{1 - s * (y * y + z * z), s * (x * y - w * z), s * (x * z + w * y), X.translation().x()},
           {s * (x * y + w * z), 1 - s * (x * x + z * z), s * (y * z - w * x), X.translation().y()},
           {s * (x * z - w * y), s * (y * z + w * x), 1 - s * (x * x + y * y), X.translation().z()},
           {0, 0, 0, 1}}};
    }
-   static ReferenceFrame rotation(std::size_t axis, Real angle)
+   static BasicReferenceFrame rotation(std::size_t axis, Real angle)
    {
-      ReferenceFrame result;
+      using std::cos;
+      using std::sin;
+      BasicReferenceFrame result;
       const std::size_t i = (axis + 1) % 3;
       const std::size_t j = (axis + 2) % 3;
-      result.m[i][i] = result.m[j][j] = std::cos(angle);
-      result.m[j][i] = std::sin(angle);
+      result.m[i][i] = result.m[j][j] = cos(angle);
+      result.m[j][i] = sin(angle);
       result.m[i][j] = -result.m[j][i];
       return result;
    }
-   static ReferenceFrame translation(std::size_t axis, Real distance)
+   static BasicReferenceFrame translation(std::size_t axis, Real distance)
    {
-      ReferenceFrame result;
+      BasicReferenceFrame result;
       result.m[axis][3] = distance;
       return result;
    }
    /// The transformation of a joint, from the table of the conventions.
-   static ReferenceFrame ofJoint(const ZqDenavitHartenberg& joint, Real q)
+   static BasicReferenceFrame ofJoint(const ZqDenavitHartenberg& joint, Real q)
    {
       const bool turns = joint.jointType() == ZqDenavitHartenberg::Rotational;
-      const ReferenceFrame precursor(joint.precursor());
+      const BasicReferenceFrame precursor(joint.precursor());
       const auto along = [&](Real theta, Real d) { return rotation(2, theta) * translation(2, d); };
       if (joint.dhType() == ZqDenavitHartenberg::General)
          return precursor * (turns ? along(q, 0) : along(0, q));
-      const ReferenceFrame z = turns ? along(q, joint.dhD()) : along(joint.dhTheta(), q);
-      const ReferenceFrame x = translation(0, joint.dhA()) * rotation(0, ZqReal(joint.dhAlpha()));
+      const BasicReferenceFrame z =
+         turns ? along(q, joint.dhD()) : along(ZqReal(joint.dhTheta()), q);
+      const BasicReferenceFrame x =
+         translation(0, joint.dhA()) * rotation(0, ZqReal(joint.dhAlpha()));
       const bool isPaul = joint.dhType() <= ZqDenavitHartenberg::GeneralPaul;
       const bool isPlain = joint.dhType() == ZqDenavitHartenberg::Paul ||
                            joint.dhType() == ZqDenavitHartenberg::Craig;
-      return (isPlain ? ReferenceFrame() : precursor) * (isPaul ? z * x : x * z);
+      return (isPlain ? BasicReferenceFrame() : precursor) * (isPaul ? z * x : x * z);
    }
 
-   ReferenceFrame operator*(const ReferenceFrame& b) const
+   BasicReferenceFrame operator*(const BasicReferenceFrame& b) const
    {
-      ReferenceFrame result;
+      BasicReferenceFrame result;
       for (std::size_t i = 0; i < 4; ++i)
          for (std::size_t j = 0; j < 4; ++j)
          {
@@ -141,9 +144,9 @@ public:
          }
       return result;
    }
-   ReferenceFrame inverse() const
+   BasicReferenceFrame inverse() const
    {
-      ReferenceFrame result;
+      BasicReferenceFrame result;
       for (std::size_t i = 0; i < 3; ++i)
          for (std::size_t j = 0; j < 3; ++j)
          {
@@ -164,7 +167,7 @@ public:
    /// The largest difference of an element to a frame of the library.
    ZqReal difference(const ZqCoordinateSystemTransformation& X) const
    {
-      const ReferenceFrame other(X);
+      const BasicReferenceFrame other(X);
       Real largest = 0.0L;
       for (std::size_t i = 0; i < 3; ++i)
          for (std::size_t j = 0; j < 4; ++j)
@@ -177,6 +180,9 @@ public:
 
    Matrix m = {};
 };
+
+/// In extended precision.
+using ReferenceFrame = BasicReferenceFrame<long double>;
 
 /// The deviation of a quaternion from unit length.
 inline ZqReal lengthError(const ZqOrientation& q)

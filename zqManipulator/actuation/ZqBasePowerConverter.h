@@ -8,12 +8,12 @@
 class ZqActuatorState;
 class ZqManipulatorLink;
 
-/// What turns a command (a voltage, the opening of a valve, a torque) into a torque (N m) at the motor,
-/// within limits.
+/// What turns a command (a voltage, the opening of a valve, a torque) into a torque (N m) at the
+/// motor, within limits.
 ///
-/// A converter with a motion of its own, as the current of a motor, has it in the actuator state: in the
-/// joint's entry of `powerConverterStates`, which the caller sizes to `numStateVariables` and integrates
-/// by the derivatives that the converter gives.
+/// A converter with a motion of its own, as the current of a motor, has it in the actuator state:
+/// in the joint's entry of `powerConverterStates`, which the caller sizes to `numStateVariables`
+/// and integrates by the derivatives that the converter gives.
 class ZqBasePowerConverter
    : public ZqXmlAbstractClass<ZqBasePowerConverter, ZqBaseExpressionTreeElement>
 {
@@ -38,13 +38,13 @@ public:
    virtual ZqReal minTorque() const { return m_minTorque; }
    virtual void setMinTorque(ZqReal torque) { m_minTorque = torque; }
    virtual unsigned numStateVariables() const = 0;
-   /// Scales lengths: at constant density torques, and so the limits, go with the fifth power, as the
-   /// torques of `ZqMechanicalActuatorComponent::scaleBy` do.
+   /// Scales lengths: at constant density torques, and so the limits, go with the fifth power, as
+   /// the torques of `ZqMechanicalActuatorComponent::scaleBy` do.
    virtual void scaleBy(ZqReal scale);
    /// The torque in the present state, limited.
    virtual ZqReal outputTorque(ZqReal input, ZqActuatorState& state) const = 0;
-   /// The derivatives of the state variables under a command. They are left as they come when there are
-   /// none to be had.
+   /// The derivatives of the state variables under a command. They are left as they come when there
+   /// are none to be had.
    virtual void computeStateDerivatives(ZqReal input, ZqActuatorState& state,
                                         ZqXmlVectorBasicType<ZqReal>& derivatives) const = 0;
    /// The upper limit is asked first.

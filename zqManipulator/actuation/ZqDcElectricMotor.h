@@ -6,8 +6,8 @@
 ///
 ///     L di/dt = u - R i - K w,   torque = K i
 ///
-/// with the motor velocity w. In SI units the constant K of the torque is that of the back electromotive
-/// force.
+/// with the motor velocity w. In SI units the constant K of the torque is that of the back
+/// electromotive force.
 ///
 /// | parameter                               | unit       |                                        |
 /// |-----------------------------------------|------------|----------------------------------------|
@@ -39,8 +39,8 @@ public:
    /// The voltage does not enter. An empty state has no current; a joint without a state is rejected
    /// with a message, and 0.0.
    ZqReal outputTorque(ZqReal input, ZqActuatorState& state) const override;
-   /// An inductance of 0.0 and a joint without a state are rejected with a message, and an empty state
-   /// silently. For a negative inductance there is no derivative to set.
+   /// An inductance of 0.0 and a joint without a state are rejected with a message, and an empty
+   /// state silently. For a negative inductance there is no derivative to set.
    void computeStateDerivatives(ZqReal input, ZqActuatorState& state,
                                 ZqXmlVectorBasicType<ZqReal>& derivatives) const override;
 

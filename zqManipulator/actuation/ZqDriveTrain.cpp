@@ -66,6 +66,62 @@ ZqU32 ZqDriveTrain::jointIndex() const
                                        : ZqNoLinkIndex;
 }
 
+/// The joint and its motor in the state; a law fills in what it asks for.
+struct ZqDriveTrain::Motion
+{
+   ZqReal position = 0.0;
+   ZqReal velocity = 0.0;
+   ZqReal motorPosition = 0.0;
+   ZqReal motorVelocity = 0.0;
+   Flags::value_type* sticks = nullptr;
+   ZqReal* center = nullptr;
+};
+
+inline ZqReal ZqDriveTrain::viscousFriction(const Motion& motion) const
+{
+   return m_frictionCoefficient * motion.motorVelocity * m_gearRatio;
+}
+
+inline ZqReal ZqDriveTrain::stoppers(const Motion& motion) const
+{
+   const ZqReal q = motion.position;
+   const ZqReal damping = m_stopperDampingCoefficient * motion.velocity;
+   const ZqReal lowerZone = m_lowerLimit + m_stopperZone;
+   const ZqReal upperZone = m_upperLimit - m_stopperZone;
+   ZqReal torque = 0.0;
+   if (q < lowerZone)
+      torque = damping - m_stopperSpringCoefficient * (lowerZone - q);
+   if (q > upperZone)
+      torque = torque + m_stopperSpringCoefficient * (q - upperZone) + damping;
+   return torque;
+}
+
+inline ZqReal ZqDriveTrain::dryFriction(ZqReal torque, const Motion& motion) const
+{
+   const ZqReal staticLevel = m_staticCoulombFriction;
+   if (std::abs(motion.motorVelocity) >= m_limitingVelocityStickRegion)
+   {
+      *motion.sticks = false;
+      const ZqReal friction = m_kineticCoulombFrictionPercentage * staticLevel;
+      return (motion.motorVelocity < 0.0 ? -friction : friction) * m_gearRatio;
+   }
+   if (!*motion.sticks)
+   {
+      *motion.sticks = true;
+      *motion.center = motion.motorPosition;
+   }
+   if (m_gearRatio == 0.0)
+      return 0.0;
+   const ZqReal atMotor = torque / m_gearRatio;
+   ZqReal friction = (motion.motorPosition - *motion.center) * m_staticCoulombSpringCoefficient +
+                     motion.motorVelocity * m_staticCoulombDamperCoefficient + atMotor;
+   if (atMotor < -staticLevel)
+      friction = -staticLevel;
+   else if (atMotor > staticLevel)
+      friction = staticLevel;
+   return friction * m_gearRatio;
+}
+
 ZqReal ZqDriveTrain::viscousFrictionLaw(const ZqManipulatorActiveState& state,
                                         const char* message) const
 {
@@ -74,7 +130,9 @@ ZqReal ZqDriveTrain::viscousFrictionLaw(const ZqManipulatorActiveState& state,
       state.ZqManipulatorActiveState::actuatorState().ZqActuatorState::motorVelocities();
    if (!allHave(j, motorVelocities))
       return rejected(message), 0.0;
-   return m_frictionCoefficient * motorVelocities[j] * m_gearRatio;
+   Motion motion;
+   motion.motorVelocity = motorVelocities[j];
+   return viscousFriction(motion);
 }
 
 ZqReal ZqDriveTrain::stopperLaw(const ZqManipulatorActiveState& state, const char* message) const
@@ -84,16 +142,10 @@ ZqReal ZqDriveTrain::stopperLaw(const ZqManipulatorActiveState& state, const cha
    const auto& velocities = velocitiesOf(state);
    if (!allHave(j, positions, velocities))
       return rejected(message), 0.0;
-   const ZqReal q = positions[j];
-   const ZqReal damping = m_stopperDampingCoefficient * velocities[j];
-   const ZqReal lowerZone = m_lowerLimit + m_stopperZone;
-   const ZqReal upperZone = m_upperLimit - m_stopperZone;
-   ZqReal torque = 0.0;
-   if (q < lowerZone)
-      torque = damping - m_stopperSpringCoefficient * (lowerZone - q);
-   if (q > upperZone)
-      torque = torque + m_stopperSpringCoefficient * (q - upperZone) + damping;
-   return torque;
+   Motion motion;
+   motion.position = positions[j];
+   motion.velocity = velocities[j];
+   return stoppers(motion);
 }
 
 ZqReal ZqDriveTrain::dryFrictionLaw(ZqReal torque, ZqManipulatorActiveState& state,
@@ -107,30 +159,32 @@ ZqReal ZqDriveTrain::dryFrictionLaw(ZqReal torque, ZqManipulatorActiveState& sta
    const auto& motorVelocities = motors.ZqActuatorState::motorVelocities();
    if (!allHave(j, sticks, centers, motorPositions, motorVelocities))
       return rejected(message), 0.0;
+   return dryFriction(torque,
+                      {0.0, 0.0, motorPositions[j], motorVelocities[j], &sticks[j], &centers[j]});
+}
 
-   const ZqReal staticLevel = m_staticCoulombFriction;
-   const ZqReal velocity = motorVelocities[j];
-   if (std::abs(velocity) >= m_limitingVelocityStickRegion)
-   {
-      sticks[j] = false;
-      const ZqReal friction = m_kineticCoulombFrictionPercentage * staticLevel;
-      return (velocity < 0.0 ? -friction : friction) * m_gearRatio;
-   }
-   if (!sticks[j])
-   {
-      sticks[j] = true;
-      centers[j] = motorPositions[j];
-   }
-   if (m_gearRatio == 0.0)
-      return 0.0;
-   const ZqReal atMotor = torque / m_gearRatio;
-   ZqReal friction = (motorPositions[j] - centers[j]) * m_staticCoulombSpringCoefficient +
-                     velocity * m_staticCoulombDamperCoefficient + atMotor;
-   if (atMotor < -staticLevel)
-      friction = -staticLevel;
-   else if (atMotor > staticLevel)
-      friction = staticLevel;
-   return friction * m_gearRatio;
+bool ZqDriveTrain::rigidTorqueLaw(ZqReal driving, ZqReal load, bool frictionMeetsRest,
+                                  ZqManipulatorActiveState& state, ZqReal& torque) const
+{
+   const ZqU32 j = jointIndex();
+   ZqActuatorState& motors = motorsOf(state);
+   const auto& positions = positionsOf(state);
+   const auto& velocities = velocitiesOf(state);
+   auto& sticks = motors.ZqActuatorState::staticFrictionModes();
+   auto& centers = motors.ZqActuatorState::springDamperCenters();
+   const auto& motorPositions = motors.ZqActuatorState::motorPositions();
+   const auto& motorVelocities = motors.ZqActuatorState::motorVelocities();
+   auto& outputTorques = motors.ZqActuatorState::outputTorques();
+   if (!allHave(j, positions, velocities, sticks, centers, motorPositions, motorVelocities,
+                outputTorques))
+      return false;
+   const Motion motion{positions[j],       velocities[j], motorPositions[j],
+                       motorVelocities[j], &sticks[j],    &centers[j]};
+   const ZqReal linear = viscousFriction(motion) + stoppers(motion);
+   const ZqReal met = frictionMeetsRest ? driving - load - linear : driving - load;
+   torque = driving - linear - dryFriction(met, motion);
+   outputTorques[j] = torque;
+   return true;
 }
 
 ZqReal ZqDriveTrain::shaftLaw(ZqManipulatorActiveState& state, const char* message) const

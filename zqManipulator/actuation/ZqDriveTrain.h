@@ -5,11 +5,11 @@
 class ZqManipulatorActiveState;
 class ZqManipulatorLink;
 
-/// What the drive trains have in common: their parameters, which `ZqMechanicalActuatorComponent` tells,
-/// and the laws of friction, stoppers and shaft.
+/// What the drive trains have in common: their parameters, which `ZqMechanicalActuatorComponent`
+/// tells, and the laws of friction, stoppers and shaft.
 ///
-/// A law that finds no entry for its joint in the state logs the message that it is given, and answers
-/// 0.0 or does nothing.
+/// A law that finds no entry for its joint in the state logs the message that it is given, and
+/// answers 0.0 or does nothing.
 class ZqDriveTrain
 {
 public:
@@ -21,12 +21,18 @@ protected:
    ZqReal viscousFrictionLaw(const ZqManipulatorActiveState& state, const char* message) const;
    /// A spring and a damper in the zones before the limits. Both zones count when they overlap.
    ZqReal stopperLaw(const ZqManipulatorActiveState& state, const char* message) const;
-   /// Coulomb friction against a torque at the joint. Below the limiting velocity the motor sticks where
-   /// it came to be so slow: up to the static level friction takes up the torque, and a spring and a
-   /// damper hold the motor. From that velocity on it slips. 0.0 for a gear ratio of 0.0.
+   /// Coulomb friction against a torque at the joint. Below the limiting velocity the motor sticks
+   /// where it came to be so slow: up to the static level friction takes up the torque, and a
+   /// spring and a damper hold the motor. From that velocity on it slips. 0.0 for a gear ratio of
+   /// 0.0.
    ZqReal dryFrictionLaw(ZqReal torque, ZqManipulatorActiveState& state, const char* message) const;
-   /// The torque of a flexible shaft with backlash, which is kept as the output torque. 0.0 within the
-   /// backlash, and for a gear ratio of 0.0.
+   /// What is left of a rigid drive's torque at the joint, in one go, for a class that has no other
+   /// laws than these. Dry friction meets the drive less the load and, with `frictionMeetsRest`, less
+   /// viscous friction and stoppers. False, and nothing done, when any entry is missing.
+   bool rigidTorqueLaw(ZqReal driving, ZqReal load, bool frictionMeetsRest,
+                       ZqManipulatorActiveState& state, ZqReal& torque) const;
+   /// The torque of a flexible shaft with backlash, which is kept as the output torque. 0.0 within
+   /// the backlash, and for a gear ratio of 0.0.
    ZqReal shaftLaw(ZqManipulatorActiveState& state, const char* message) const;
    /// The motor's acceleration under a torque at the joint; 0.0 for a gear ratio of 0.0.
    ZqReal motorAccelerationLaw(ZqReal torque) const;
@@ -39,7 +45,8 @@ protected:
 
    /// Whether the motor has a motion of its own; otherwise it follows the joint.
    bool motorIsBody() const { return !m_isRigid && m_inertia != 0.0; }
-   /// Where the motor's acceleration is kept; null, with the message, when the state has no such entry.
+   /// Where the motor's acceleration is kept; null, with the message, when the state has no such
+   /// entry.
    ZqReal* motorAcceleration(ZqManipulatorActiveState& state, const char* message) const;
    /// The acceleration of a motor that follows the joint.
    ZqReal followingAcceleration(const ZqManipulatorActiveState& state) const;
@@ -69,5 +76,10 @@ protected:
    const ZqManipulatorLink* m_manipulatorLink = nullptr; ///< not owned
 
 private:
+   struct Motion;
+
+   ZqReal viscousFriction(const Motion& motion) const;
+   ZqReal stoppers(const Motion& motion) const;
+   ZqReal dryFriction(ZqReal torque, const Motion& motion) const;
    ZqU32 jointIndex() const;
 };

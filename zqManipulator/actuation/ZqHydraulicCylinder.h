@@ -2,16 +2,16 @@
 
 #include "zqManipulator/actuation/ZqBasePowerConverter.h"
 
-/// A cylinder with a piston, driven by the opening u of its valve. Its state is the pressures p1 and p2
-/// of the two chambers, and its "torque" the force A1 p1 - A2 p2 on the piston, whose place x and
-/// velocity v are those of the motor:
+/// A cylinder with a piston, driven by the opening u of its valve. Its state is the pressures p1
+/// and p2 of the two chambers, and its "torque" the force A1 p1 - A2 p2 on the piston, whose place
+/// x and velocity v are those of the motor:
 ///
 ///     dp1/dt = B / (A1 x + V1)       (q1 - A1 v)
 ///     dp2/dt = B / (A2 (l - x) + V2) (A2 v - q2)
 ///
-/// For a positive u, fluid flows from the supply into chamber 1 and from chamber 2 into the drain, for a
-/// negative one the other way: by the law of an orifice, C g u sqrt(2 |dp| / rho) with the sign of the
-/// pressure drop dp. Beyond its stroke l the piston leaves chamber 2 no more than V2.
+/// For a positive u, fluid flows from the supply into chamber 1 and from chamber 2 into the drain,
+/// for a negative one the other way: by the law of an orifice, C g u sqrt(2 |dp| / rho) with the
+/// sign of the pressure drop dp. Beyond its stroke l the piston leaves chamber 2 no more than V2.
 ///
 /// | parameter                       | unit   |                                   |
 /// |---------------------------------|--------|-----------------------------------|
@@ -49,11 +49,11 @@ public:
    bool operator==(const ZqHydraulicCylinder&) const = default;
 
    unsigned numStateVariables() const override { return m_theStateSize; }
-   /// The opening does not enter. Without both pressures the force is 0.0; a joint without a state is
-   /// rejected with a message, and 0.0.
+   /// The opening does not enter. Without both pressures the force is 0.0; a joint without a state
+   /// is rejected with a message, and 0.0.
    ZqReal outputTorque(ZqReal input, ZqActuatorState& state) const override;
-   /// A density that is not positive, a dead volume of 0.0 and a joint without a state are rejected with
-   /// a message, and a state without both pressures silently.
+   /// A density that is not positive, a dead volume of 0.0 and a joint without a state are rejected
+   /// with a message, and a state without both pressures silently.
    void computeStateDerivatives(ZqReal input, ZqActuatorState& state,
                                 ZqXmlVectorBasicType<ZqReal>& derivatives) const override;
 

@@ -8,9 +8,9 @@
 
 class ZqOldJointActuator;
 
-/// The drive of one joint, made of parts: a drive train, a power converter, and the records of who made
-/// them. It owns its parts, and any may be missing. What a missing part would answer is neutral, and what
-/// would set a value of it does nothing.
+/// The drive of one joint, made of parts: a drive train, a power converter, and the records of who
+/// made them. It owns its parts, and any may be missing. What a missing part would answer is
+/// neutral, and what would set a value of it does nothing.
 class ZqJointActuator : public ZqXmlClass<ZqJointActuator, ZqBaseJointActuator>
 {
 public:
@@ -64,8 +64,8 @@ public:
    virtual void setPowerConverter(const ZqBasePowerConverter& converter);
 
    /// \name The parameters of the parts
-   /// Torques are those of the converter, all else of the drive train. What an actuator without the part
-   /// answers stands behind each.
+   /// Torques are those of the converter, all else of the drive train. What an actuator without the
+   /// part answers stands behind each.
    /// @{
    ZqReal lowerLimit() const override ///< -1e300
    {
@@ -145,8 +145,8 @@ public:
    virtual void scaleBy(ZqReal scale, ZqReal jointScale);
    /// As `ZqMechanicalActuatorComponent::initializeActuatorStates`.
    virtual void initializeActuatorStates(ZqManipulatorActiveState& state) const;
-   /// Replaces the parts by a drive train of the same parameters, and a converter whose command is the
-   /// torque, with the same limits. The records of makers stay.
+   /// Replaces the parts by a drive train of the same parameters, and a converter whose command is
+   /// the torque, with the same limits. The records of makers stay.
    virtual void setFromOldJointActuator(const ZqOldJointActuator& old);
 
 private:

@@ -1,5 +1,7 @@
 #include "zqManipulator/actuation/ZqMechanicalActuatorComponent.h"
 
+#include <typeinfo>
+
 template class ZqBaseExpressionTreeContainer<ZqMechanicalActuatorComponent>;
 
 bool ZqMechanicalActuatorComponent::operator==(const ZqMechanicalActuatorComponent& other) const
@@ -33,6 +35,10 @@ ZqReal ZqMechanicalActuatorComponent::outputTorque(ZqReal inputTorque, ZqReal lo
       return nonRigidOutputTorque(state);
    }
    const ZqReal driving = inputTorque * m_gearRatio * m_maxEfficiency;
+   ZqReal torque = 0.0;
+   if (typeid(*this) == typeid(ZqMechanicalActuatorComponent) &&
+       rigidTorqueLaw(driving, loadTorque, false, state, torque))
+      return torque;
    const ZqReal linear = linearTorque(state);
    const ZqReal friction = dryFrictionTorque(driving - loadTorque, state);
    return keptOutputTorque(driving - linear - friction, state);

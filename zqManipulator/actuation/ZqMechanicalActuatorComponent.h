@@ -36,9 +36,10 @@
 /// Values are kept as they come: the limits of a document may be crossed, and setters take NaN too,
 /// so whoever compares with them decides what that means.
 ///
-/// The laws read the entry of the link's index in the lists of the state. Where there is none, as before
-/// `initializeActuatorStates`, each logs a message and answers 0.0 or does nothing. Through a gear
-/// ratio of 0.0 no torque passes by friction or a flexible shaft, and no acceleration to the motor.
+/// The laws read the entry of the link's index in the lists of the state. Where there is none, as
+/// before `initializeActuatorStates`, each logs a message and answers 0.0 or does nothing. Through
+/// a gear ratio of 0.0 no torque passes by friction or a flexible shaft, and no acceleration to the
+/// motor.
 class ZqMechanicalActuatorComponent
    : public ZqXmlClass<ZqMechanicalActuatorComponent, ZqBaseExpressionTreeElement>,
      public ZqDriveTrain
@@ -159,24 +160,25 @@ public:
    virtual ZqReal maxEfficiency() const { return m_maxEfficiency; }
    virtual void setMaxEfficiency(ZqReal efficiency) { m_maxEfficiency = efficiency; }
 
-   /// The torque at the joint (N m or N) that a torque at the motor gives: what friction and stoppers leave
-   /// of it, or of a flexible joint the torque of the shaft, which the state of the motor decides. The
-   /// load is what the joint's motion takes; dry friction opposes what is left. The torque is kept in the
-   /// state's `outputTorques`, which grow where they have no entry for the joint.
+   /// The torque at the joint (N m or N) that a torque at the motor gives: what friction and
+   /// stoppers leave of it, or of a flexible joint the torque of the shaft, which the state of the
+   /// motor decides. The load is what the joint's motion takes; dry friction opposes what is left.
+   /// The torque is kept in the state's `outputTorques`, which grow where they have no entry for
+   /// the joint.
    virtual ZqReal outputTorque(ZqReal inputTorque, ZqReal loadTorque,
                                ZqManipulatorActiveState& state) const;
    /// Viscous friction and stoppers. As these, it counts against the drive.
    virtual ZqReal linearTorque(ZqManipulatorActiveState& state) const;
-   /// Of springs and dampers in the zones before the limits; both count where the zones overlap. A positive
-   /// one pushes to lower positions.
+   /// Of springs and dampers in the zones before the limits; both count where the zones overlap. A
+   /// positive one pushes to lower positions.
    virtual ZqReal stopperTorque(const ZqManipulatorActiveState& state) const;
    virtual ZqReal viscousFrictionTorque(const ZqManipulatorActiveState& state) const;
-   /// Stiction and Coulomb friction against a torque at the joint. The state remembers whether the motor
-   /// sticks, and where: each call may change it.
+   /// Stiction and Coulomb friction against a torque at the joint. The state remembers whether the
+   /// motor sticks, and where: each call may change it.
    virtual ZqReal dryFrictionTorque(ZqReal drivingTorque, ZqManipulatorActiveState& state) const;
-   /// Sets the motor's acceleration in the state: that of a body of its own between the torque at the motor
-   /// and a flexible shaft, or what follows from the joint. Without any joint accelerations in the state the
-   /// joint has none.
+   /// Sets the motor's acceleration in the state: that of a body of its own between the torque at
+   /// the motor and a flexible shaft, or what follows from the joint. Without any joint
+   /// accelerations in the state the joint has none.
    virtual void acceleration(ZqReal inputTorque, ZqManipulatorActiveState& state) const;
    /// The motor's inertia as the joint feels it; 0.0 for a flexible joint, behind which the motor
    /// is a body of its own. The argument has no effect.
@@ -184,11 +186,11 @@ public:
    /// Scales lengths by `scale` and joint positions by `jointScale`. At constant density the
    /// inertia goes with the fifth power of the scale; so do the stiffness, damping and friction of
    /// stoppers and stiction, by which a joint bounces and sticks at the same times as before. The
-   /// viscous coefficient goes with the square, the limits and the zone with the joint position. Nothing
-   /// else changes.
+   /// viscous coefficient goes with the square, the limits and the zone with the joint position.
+   /// Nothing else changes.
    virtual void scaleBy(ZqReal scale, ZqReal jointScale);
-   /// Gives the actuator state an entry for each joint, and sets that of this joint to a motor that follows
-   /// the joint and does not stick. States of power converters are left to the caller.
+   /// Gives the actuator state an entry for each joint, and sets that of this joint to a motor that
+   /// follows the joint and does not stick. States of power converters are left to the caller.
    virtual void initializeActuatorStates(ZqManipulatorActiveState& state) const;
 
 protected:

@@ -1,6 +1,7 @@
 #include "zqManipulator/actuation/ZqOldJointActuator.h"
 
 #include <cmath>
+#include <typeinfo>
 
 bool ZqOldJointActuator::operator==(const ZqOldJointActuator& other) const
 {
@@ -18,6 +19,10 @@ ZqReal ZqOldJointActuator::outputTorque(ZqReal inputTorque, ZqReal loadTorque,
       return nonRigidOutputTorque(state);
    }
    const ZqReal driving = inputTorque * m_gearRatio;
+   ZqReal torque = 0.0;
+   if (typeid(*this) == typeid(ZqOldJointActuator) &&
+       rigidTorqueLaw(driving, loadTorque, true, state, torque))
+      return torque;
    const ZqReal linear = linearTorque(state);
    const ZqReal friction = dryFrictionTorque(driving - loadTorque - linear, state);
    return keptOutputTorque(driving - linear - friction, state);

@@ -3,10 +3,10 @@
 #include "zqManipulator/actuation/ZqBaseJointActuator.h"
 #include "zqManipulator/actuation/ZqDriveTrain.h"
 
-/// The drive of a joint in one piece, as old documents hold it: a drive train and limits of the torque at
-/// the motor. `ZqJointActuator` takes it over. Parameters and laws are those of
-/// `ZqMechanicalActuatorComponent`, but for a gear without loss, and dry friction that meets the torque
-/// after friction and stoppers.
+/// The drive of a joint in one piece, as old documents hold it: a drive train and limits of the
+/// torque at the motor. `ZqJointActuator` takes it over. Parameters and laws are those of
+/// `ZqMechanicalActuatorComponent`, but for a gear without loss, and dry friction that meets the
+/// torque after friction and stoppers.
 class ZqOldJointActuator : public ZqXmlClass<ZqOldJointActuator, ZqBaseJointActuator>,
                            public ZqDriveTrain
 {

@@ -4,7 +4,8 @@
 
 extern template class ZqBaseExpressionTreeContainer<ZqBasePowerConverter>;
 
-/// A container of at most one power converter. Without one there are no state variables, and no torque.
+/// A container of at most one power converter. Without one there are no state variables, and no
+/// torque.
 class ZqPowerConverterContainer : public ZqBaseExpressionTreeContainer<ZqBasePowerConverter>
 {
 public:

@@ -50,6 +50,20 @@ void ZqArticulatedBodyDynamics::joinWith(const ZqArticulatedBodyDynamics& child,
    m_bias += child.m_bias + jointForce(u, d, jointAxis, child.m_bias, jointTorque);
 }
 
+void ZqArticulatedBodyDynamics::joinWith(const ZqArticulatedBodyDynamics& child,
+                                         const ZqGeneralMotion& jointAxis, ZqReal jointInertia,
+                                         ZqReal jointTorque, const ZqRotationMatrix& R,
+                                         const ZqVector& p) noexcept
+{
+   ZqGeneralForce u;
+   ZqReal d = 0.0;
+   m_inertia.joinWith(child.m_inertia, jointAxis, jointInertia, R, p, u, d);
+   const ZqGeneralForce bias =
+      child.m_bias + jointForce(u, d, jointAxis, child.m_bias, jointTorque);
+   const ZqVector force = R * bias.force();
+   m_bias += ZqGeneralForce(force, R * bias.moment() + p.cross(force));
+}
+
 void ZqArticulatedBodyDynamics::setToTransformedValue(const ZqArticulatedBodyDynamics& child,
                                                       const ZqGeneralMotion& jointAxis,
                                                       const ZqReal& jointInertia,

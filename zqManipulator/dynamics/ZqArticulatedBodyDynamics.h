@@ -62,6 +62,10 @@ public:
    /// 7), without the latter for a d of exactly 0.0.
    virtual void joinWith(const ZqArticulatedBodyDynamics& child, const ZqGeneralMotion& jointAxis,
                          const ZqReal& jointInertia, const ZqReal& jointTorque);
+   /// The same for a child whose frame is moved by R and then by p, in one go.
+   void joinWith(const ZqArticulatedBodyDynamics& child, const ZqGeneralMotion& jointAxis,
+                 ZqReal jointInertia, ZqReal jointTorque, const ZqRotationMatrix& R,
+                 const ZqVector& p) noexcept;
    /// Becomes what `joinWith` would add.
    virtual void setToTransformedValue(const ZqArticulatedBodyDynamics& child,
                                       const ZqGeneralMotion& jointAxis, const ZqReal& jointInertia,

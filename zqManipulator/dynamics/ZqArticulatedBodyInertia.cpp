@@ -9,6 +9,7 @@
 #include <cmath>
 #include <limits>
 
+using zqInertiaKernels::Articulated;
 using zqInertiaKernels::Symmetric;
 
 namespace
@@ -28,8 +29,9 @@ bool hasFormOfRigidBody(const ZqSecondMoment& A, const ZqSpatialMatrix& C)
 /// S - u a^T of a symmetric outer product.
 Symmetric reduced(const ZqSecondMoment& S, const ZqVector& u, const ZqVector& a)
 {
-   return {S.xx() - u.x() * a.x(), S.yy() - u.y() * a.y(), S.zz() - u.z() * a.z(),
-           S.xy() - u.x() * a.y(), S.xz() - u.x() * a.z(), S.yz() - u.y() * a.z()};
+   Symmetric result = Symmetric::of(S);
+   result.subtractOuterProduct(u, a);
+   return result;
 }
 
 /// C - a n^T
@@ -118,21 +120,22 @@ void ZqArticulatedBodyInertia::setFromRigidBody(const ZqRigidBodyMassProperties&
 
 void ZqArticulatedBodyInertia::rotate(const ZqRotationMatrix& R) noexcept
 {
-   m_angularMatrix = Symmetric::of(m_angularMatrix).rotated(R);
    if (m_isRigid)
    {
+      m_angularMatrix = Symmetric::of(m_angularMatrix).rotated(R);
       m_crossMatrix = ZqSpatialMatrix::crossProductMatrix(R * crossProductVector(m_crossMatrix));
       return;
    }
-   m_linearMatrix = Symmetric::of(m_linearMatrix).rotated(R);
-   m_crossMatrix = m_crossMatrix.rotated(R);
+   Articulated body = plain();
+   body.rotate(R);
+   takePlain(body);
 }
 
 void ZqArticulatedBodyInertia::translate(const ZqVector& p) noexcept
 {
-   Symmetric B = Symmetric::of(m_angularMatrix);
    if (m_isRigid)
    {
+      Symmetric B = Symmetric::of(m_angularMatrix);
       const ZqReal m = m_linearMatrix.xx();
       const ZqVector h = -crossProductVector(m_crossMatrix);
       B.moveBody(m, h, p);
@@ -140,21 +143,24 @@ void ZqArticulatedBodyInertia::translate(const ZqVector& p) noexcept
       m_crossMatrix = ZqSpatialMatrix::crossProductMatrix(-(h + p * m));
       return;
    }
-   // With P = [p x], K = A P: C becomes C - K, and B becomes B + P H + (P H)^T with H = C - K / 2.
-   const Symmetric A = Symmetric::of(m_linearMatrix);
-   const ZqVector K0 = ZqVector(A.xx, A.xy, A.xz).cross(p);
-   const ZqVector K1 = ZqVector(A.xy, A.yy, A.yz).cross(p);
-   const ZqVector K2 = ZqVector(A.xz, A.yz, A.zz).cross(p);
-   const ZqVector H0 = m_crossMatrix[0] - K0 * 0.5;
-   const ZqVector H1 = m_crossMatrix[1] - K1 * 0.5;
-   const ZqVector H2 = m_crossMatrix[2] - K2 * 0.5;
-   const ZqVector G0 = H2 * p.y() - H1 * p.z();
-   const ZqVector G1 = H0 * p.z() - H2 * p.x();
-   const ZqVector G2 = H1 * p.x() - H0 * p.y();
-   m_angularMatrix =
-      ZqSecondMoment(B.xx + 2.0 * G0.x(), B.yy + 2.0 * G1.y(), B.zz + 2.0 * G2.z(),
-                     B.xy + (G0.y() + G1.x()), B.xz + (G0.z() + G2.x()), B.yz + (G1.z() + G2.y()));
-   m_crossMatrix = {m_crossMatrix[0] - K0, m_crossMatrix[1] - K1, m_crossMatrix[2] - K2};
+   Articulated body = plain();
+   body.translate(p);
+   takePlain(body);
+}
+
+/// The matrices as plain numbers, and back.
+inline Articulated ZqArticulatedBodyInertia::plain() const noexcept
+{
+   return {Symmetric::of(m_linearMatrix),
+           Symmetric::of(m_angularMatrix),
+           {m_crossMatrix[0], m_crossMatrix[1], m_crossMatrix[2]}};
+}
+
+inline void ZqArticulatedBodyInertia::takePlain(const Articulated& body) noexcept
+{
+   m_linearMatrix = body.A;
+   m_angularMatrix = body.B;
+   m_crossMatrix = {body.C[0], body.C[1], body.C[2]};
 }
 
 void ZqArticulatedBodyInertia::transformBy(const ZqVector& p)
@@ -215,6 +221,28 @@ void ZqArticulatedBodyInertia::joinWith(const ZqArticulatedBodyInertia& child,
    ZqGeneralForce u;
    ZqReal d = 0.0;
    joinWith(child, jointAxis, jointInertia, u, d);
+}
+
+void ZqArticulatedBodyInertia::joinWith(const ZqArticulatedBodyInertia& child,
+                                        const ZqGeneralMotion& jointAxis, ZqReal jointInertia,
+                                        const ZqRotationMatrix& R, const ZqVector& p,
+                                        ZqGeneralForce& u, ZqReal& d) noexcept
+{
+   applyToJoint(child, jointAxis, jointInertia, u, d);
+   const ZqReal w = inverseOrZero(d);
+   const ZqVector a = u.force() * w;
+   Articulated body = child.plain();
+   body.A.subtractOuterProduct(u.force(), a);
+   body.B.subtractOuterProduct(u.moment(), u.moment() * w);
+   body.C[0] -= u.moment() * a.x();
+   body.C[1] -= u.moment() * a.y();
+   body.C[2] -= u.moment() * a.z();
+   body.rotate(R);
+   body.translate(p);
+   m_linearMatrix += body.A;
+   m_angularMatrix += body.B;
+   m_crossMatrix += ZqSpatialMatrix(body.C[0], body.C[1], body.C[2]);
+   m_isRigid = false;
 }
 
 void ZqArticulatedBodyInertia::setToTransformedValue(const ZqArticulatedBodyInertia& child,

@@ -8,6 +8,10 @@
 #include "zqManipulator/foundation/tokens/ZqManipTokens.h"
 
 class ZqRigidBodyMassProperties;
+namespace zqInertiaKernels
+{
+struct Articulated;
+}
 
 /// The inertia that an articulated body shows at one of its links, about the origin of that link's
 /// frame: the symmetric 6 x 6 matrix [A, C; C^T, B] that takes spatial accelerations to spatial
@@ -127,12 +131,18 @@ public:
    /// True when no element of the matrices differs by more than the tolerance.
    virtual bool approxEq(const ZqArticulatedBodyInertia& other, ZqReal tolerance) const;
 
+   /// The first form for a child whose frame is moved by R and then by p, in one go.
+   void joinWith(const ZqArticulatedBodyInertia& child, const ZqGeneralMotion& jointAxis,
+                 ZqReal jointInertia, const ZqRotationMatrix& R, const ZqVector& p,
+                 ZqGeneralForce& u, ZqReal& d) noexcept;
    /// Moves the body by R and then by p, for callers that move several values alike.
    void transformBy(const ZqRotationMatrix& R, const ZqVector& p) noexcept;
 
 private:
    void rotate(const ZqRotationMatrix& R) noexcept;
    void translate(const ZqVector& p) noexcept;
+   zqInertiaKernels::Articulated plain() const noexcept;
+   void takePlain(const zqInertiaKernels::Articulated& body) noexcept;
 
    ZqSecondMoment m_linearMatrix;
    ZqSecondMoment m_angularMatrix;

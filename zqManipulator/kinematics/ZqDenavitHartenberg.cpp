@@ -320,6 +320,12 @@ void ZqDenavitHartenberg::getUnitFrameMotion(ZqGeneralMotion& motion, ZqReal) co
 const ZqGeneralMotion& ZqDenavitHartenberg::calculateVelocity(ZqReal jointPosition,
                                                               ZqReal jointVelocity) const
 {
+   const Family type = family();
+   if (type != Family::Unknown && !hasUnknownJointType())
+   {
+      setToMotion(m_currentVelocity, type, jointVelocity);
+      return m_currentVelocity;
+   }
    getUnitFrameMotion(m_currentVelocity, jointPosition);
    m_currentVelocity *= jointVelocity;
    return m_currentVelocity;
@@ -423,10 +429,9 @@ bool ZqDenavitHartenberg::addChildArbdToParent(ZqArticulatedBodyDynamics& parent
 {
    ZqGeneralMotion U;
    setToMotion(U, family(), 1.0);
-   ZqArticulatedBodyDynamics reduced;
-   reduced.setToTransformedValue(child, U, effectiveInertia, jointTorque);
-   reduced.transformBy(calculateTransform(jointPosition));
-   parent += reduced;
+   const ZqCoordinateSystemTransformation& X = calculateTransform(jointPosition);
+   parent.joinWith(child, U, effectiveInertia, jointTorque, ZqRotationMatrix(X.orientation()),
+                   X.translation());
    return true;
 }
 

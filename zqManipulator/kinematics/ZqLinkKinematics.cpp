@@ -119,11 +119,8 @@ bool ZqLinkKinematics::addChildArbdToParent(ZqArticulatedBodyDynamics& parent,
                                             ZqReal jointPosition, ZqReal jointTorque,
                                             ZqReal effectiveInertia) const
 {
-   ZqGeneralMotion U = calculateAcceleration(jointPosition, 0.0, 1.0);
    const ZqCoordinateSystemTransformation& X = calculateTransform(jointPosition);
-   U.transformBy(X);
-   ZqArticulatedBodyDynamics moved = child;
-   moved.transformBy(X);
-   parent.joinWith(moved, U, effectiveInertia, jointTorque);
+   parent.joinWith(child, calculateAcceleration(jointPosition, 0.0, 1.0), effectiveInertia,
+                   jointTorque, ZqRotationMatrix(X.orientation()), X.translation());
    return true;
 }

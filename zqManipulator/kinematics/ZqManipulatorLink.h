@@ -406,8 +406,10 @@ private:
    const ZqLinkPositionState* placeInSystem(ZqManipulatorActivePositionState& activeState) const;
    const ZqRigidBodyMassProperties& dhMasses(const ZqStatedSystemStruct* stateStruct) const;
    const ZqLinkPositionState& withDhTransform(ZqManipulatorActivePositionState& activeState) const;
-   const ZqGeneralMotion& parentVelocity(ZqManipulatorActiveState& activeState) const;
-   const ZqGeneralMotion& parentAcceleration(ZqManipulatorActiveState& activeState) const;
+   static const ZqGeneralMotion& velocityOf(const ZqManipulatorLink& link,
+                                            ZqManipulatorActiveState& activeState);
+   static const ZqGeneralMotion& accelerationOf(const ZqManipulatorLink& link,
+                                                ZqManipulatorActiveState& activeState);
    ZqGeneralForce forceOnBody(const ZqManipulatorExternalForce& externalForce,
                               ZqManipulatorActiveState& activeState,
                               const ZqStatedSystemStruct* stateStruct) const;

@@ -107,25 +107,25 @@ ZqManipulatorLink::withDhTransform(ZqManipulatorActivePositionState& activeState
    return own;
 }
 
-/// The parent's answer, which is at hand when the links are asked in the order of their indices.
-inline const ZqGeneralMotion&
-ZqManipulatorLink::parentVelocity(ZqManipulatorActiveState& activeState) const
+/// The answers of a link, which are at hand when links are asked in the order of their indices.
+inline const ZqGeneralMotion& ZqManipulatorLink::velocityOf(const ZqManipulatorLink& link,
+                                                            ZqManipulatorActiveState& activeState)
 {
-   const ZqLinkVelocityState* parent =
-      recordOf(activeState.activeVelocityState(), m_parentLink->m_linkIndex);
-   return parent != nullptr && parent->localDhValid()
-             ? parent->dhFrameVelocityInLocal()
-             : m_parentLink->dhFrameVelocityInLocal(activeState);
+   const ZqLinkVelocityState* record =
+      recordOf(activeState.activeVelocityState(), link.m_linkIndex);
+   return record != nullptr && record->localDhValid() ? record->dhFrameVelocityInLocal()
+                                                      : link.dhFrameVelocityInLocal(activeState);
 }
 
 inline const ZqGeneralMotion&
-ZqManipulatorLink::parentAcceleration(ZqManipulatorActiveState& activeState) const
+ZqManipulatorLink::accelerationOf(const ZqManipulatorLink& link,
+                                  ZqManipulatorActiveState& activeState)
 {
-   const ZqLinkAccelerationState* parent =
-      recordOf(activeState.activeAccelerationState(), m_parentLink->m_linkIndex);
-   return parent != nullptr && parent->localDhValid()
-             ? parent->dhFrameAccelerationInLocal()
-             : m_parentLink->dhFrameAccelerationInLocal(activeState);
+   const ZqLinkAccelerationState* record =
+      recordOf(activeState.activeAccelerationState(), link.m_linkIndex);
+   return record != nullptr && record->localDhValid()
+             ? record->dhFrameAccelerationInLocal()
+             : link.dhFrameAccelerationInLocal(activeState);
 }
 
 const ZqGeneralMotion&
@@ -146,7 +146,7 @@ ZqManipulatorLink::dhFrameVelocityInLocal(ZqManipulatorActiveState& activeState)
    ZqVector angular;
    if (m_parentLink != nullptr)
    {
-      const ZqGeneralMotion& parent = parentVelocity(activeState);
+      const ZqGeneralMotion& parent = velocityOf(*m_parentLink, activeState);
       const ZqLinkPositionState& place = withDhTransform(activeState.activePositionState());
       const ZqRotationMatrix& R = place.dhRotation();
       linear = R.transposeTimes(parent.linear() +
@@ -225,8 +225,8 @@ ZqManipulatorLink::dhFrameAccelerationInLocal(ZqManipulatorActiveState& activeSt
    ZqVector omega; // of the inboard frame, in the axes of the DH frame
    if (m_parentLink != nullptr)
    {
-      const ZqVector& parentOmega = parentVelocity(activeState).angular();
-      const ZqGeneralMotion& parent = parentAcceleration(activeState);
+      const ZqVector& parentOmega = velocityOf(*m_parentLink, activeState).angular();
+      const ZqGeneralMotion& parent = accelerationOf(*m_parentLink, activeState);
       const ZqLinkPositionState& place = withDhTransform(activeState.activePositionState());
       const ZqRotationMatrix& R = place.dhRotation();
       linear =
@@ -438,10 +438,11 @@ ZqManipulatorLink::forceOnBody(const ZqManipulatorExternalForce& externalForce,
                                ZqManipulatorActiveState& activeState,
                                const ZqStatedSystemStruct* stateStruct) const
 {
-   const ZqGeneralMotion& velocity = dhFrameVelocityInLocal(activeState);
-   const ZqGeneralMotion& acceleration = dhFrameAccelerationInLocal(activeState);
+   const ZqU32 index = m_linkIndex;
+   const ZqGeneralMotion& velocity = velocityOf(*this, activeState);
+   const ZqGeneralMotion& acceleration = accelerationOf(*this, activeState);
    const ZqGeneralForce force = dhMasses(stateStruct).calculateForce(velocity, acceleration);
-   const ZqGeneralForce* const external = externalForce.forceOn(linkIndex());
+   const ZqGeneralForce* const external = externalForce.forceOn(index);
    return external == nullptr ? force : force - *external;
 }
 
@@ -479,6 +480,8 @@ ZqManipulatorLink::dhFrameForceInLocal(const ZqManipulatorExternalForce& externa
                                        const ZqStatedSystemStruct* stateStruct) const
 {
    ZqLinkForceState* const own = recordOf(activeState.activeForceState(), m_linkIndex);
+   if (own != nullptr && own->localDhValid())
+      return own->dhFrameForceInLocal();
    if (own == nullptr || accelerationRecord(activeState, m_linkIndex) == nullptr)
    {
       Zq::Print::instance().write(
@@ -487,8 +490,7 @@ ZqManipulatorLink::dhFrameForceInLocal(const ZqManipulatorExternalForce& externa
                           : "ZqManipulatorLink::dhFrameForceInLocal(): acc. index out of range.\n");
       return m_theDummyGeneralForce;
    }
-   if (!own->localDhValid())
-      gatherForces(*own, externalForce, activeState, stateStruct);
+   gatherForces(*own, externalForce, activeState, stateStruct);
    return own->dhFrameForceInLocal();
 }
 

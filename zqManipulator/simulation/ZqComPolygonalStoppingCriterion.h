@@ -47,8 +47,8 @@ public:
    /// Finds the plane of the polygon, and the vertices in it. Vertices that span none are taken by
    /// their x and y, in the plane there was before.
    virtual void calculatePlanarValues();
-   /// By the even-odd rule, in the plane of the polygon. An edge counts as inside to the point's
-   /// positive x, and holds its lower end but not its upper one.
+   /// By the even-odd rule, in the plane of the polygon. The edges on its left and at its bottom are
+   /// inside, those on its right and at its top are not.
    virtual bool isInsidePolygon(const ZqPlanarVector& point) const;
 
 private:

@@ -13,8 +13,8 @@ class ZqVelocityState;
 ///
 ///     torque = c sum of w qd
 ///
-/// with the damper constant c (N m s/rad, or as the joint's units ask), and for each associated joint,
-/// by the label of its link, a weight w. The torque counts against the drive.
+/// with the damper constant c (N m s/rad, or as the joint's units ask), and for each associated
+/// joint, by the label of its link, a weight w. The torque counts against the drive.
 class ZqDamperProperties : public ZqXmlClass<ZqDamperProperties>
 {
 public:
@@ -39,8 +39,8 @@ public:
    virtual const Labels& associatedJoints() const { return m_associatedJoints; }
    virtual void setAssociatedJoints(const Labels& labels) { m_associatedJoints = labels; }
 
-   /// Unequal numbers of joints and weights are rejected with a message, and 0.0. A label that stands
-   /// for no joint of the state is reported, and adds nothing.
+   /// Unequal numbers of joints and weights are rejected with a message, and 0.0. A label that
+   /// stands for no joint of the state is reported, and adds nothing.
    virtual ZqReal torque(const ZqIndividualManipulator& manipulator,
                          const ZqVelocityState& state) const;
    virtual ZqReal torque(const ZqIndividualManipulator& manipulator,

@@ -13,8 +13,9 @@ class ZqPositionState;
 ///
 ///     torque = k sum of w (q - q0)
 ///
-/// with the spring constant k (N m/rad, or as the joint's units ask), and for each associated joint, by
-/// the label of its link, a weight w and an offset q0. The torque counts against the drive.
+/// with the spring constant k (N m/rad, or as the joint's units ask), and for each associated
+/// joint, by the label of its link, a weight w and an offset q0. The torque counts against the
+/// drive.
 class ZqSpringProperties : public ZqXmlClass<ZqSpringProperties>
 {
 public:
@@ -42,8 +43,8 @@ public:
    virtual const Labels& associatedJoints() const { return m_associatedJoints; }
    virtual void setAssociatedJoints(const Labels& labels) { m_associatedJoints = labels; }
 
-   /// Unequal numbers of joints, weights and offsets are rejected with a message, and 0.0. A label that
-   /// stands for no joint of the state is reported, and adds nothing.
+   /// Unequal numbers of joints, weights and offsets are rejected with a message, and 0.0. A label
+   /// that stands for no joint of the state is reported, and adds nothing.
    virtual ZqReal torque(const ZqIndividualManipulator& manipulator,
                          const ZqPositionState& state) const;
    virtual ZqReal torque(const ZqIndividualManipulator& manipulator,

@@ -1,0 +1,242 @@
+#pragma once
+
+#include "support/randomScene.h"
+
+// How a scene moves, from nothing but where its points of mass are: derivatives by time come from an
+// arithmetic with derivatives, forces from d'Alembert's principle. Slow, and without recursions, inertias
+// and Jacobians to get wrong.
+
+namespace zqTest
+{
+using Real = long double;
+
+/// A number along a path, with its first and second derivative by time.
+struct Jet
+{
+   Jet(Real position = 0, Real rate = 0, Real acceleration = 0)
+      : x(position), v(rate), a(acceleration)
+   {
+   }
+   Jet operator-() const { return {-x, -v, -a}; }
+   Jet operator+(const Jet& q) const { return {x + q.x, v + q.v, a + q.a}; }
+   Jet operator*(const Jet& q) const
+   {
+      return {x * q.x, v * q.x + x * q.v, a * q.x + 2 * v * q.v + x * q.a};
+   }
+   Jet& operator+=(const Jet& q) { return *this = *this + q; }
+   Jet& operator-=(const Jet& q) { return *this = *this + -q; }
+   friend Jet sin(const Jet& p) { return p.chain(std::sin(p.x), std::cos(p.x)); }
+   friend Jet cos(const Jet& p) { return p.chain(std::cos(p.x), -std::sin(p.x)); }
+
+   Real x, v, a;
+
+private:
+   /// A function f with f'' = -f.
+   Jet chain(Real f, Real slope) const { return {f, slope * v, slope * a - f * v * v}; }
+};
+using JetFrame = BasicReferenceFrame<Jet>;
+
+/// A frame in motion, in the axes of the system: its own axes, and the position, velocity and
+/// acceleration of its origin, and the angular ones.
+struct FrameMotion
+{
+   explicit FrameMotion(const JetFrame& X) : p(column(X, 3, &Jet::x))
+   {
+      for (std::size_t j = 0; j < 3; ++j)
+      {
+         axes[j] = column(X, j, &Jet::x);
+         w += axes[j].cross(column(X, j, &Jet::v)) * 0.5;
+         alpha += axes[j].cross(column(X, j, &Jet::a)) * 0.5;
+      }
+      v = column(X, 3, &Jet::v);
+      a = column(X, 3, &Jet::a);
+   }
+   ZqVector toLocal(const ZqVector& t) const
+   {
+      return {axes[0].dot(t), axes[1].dot(t), axes[2].dot(t)};
+   }
+   ZqVector toSystem(const ZqVector& t) const
+   {
+      return axes[0] * t.x() + axes[1] * t.y() + axes[2] * t.z();
+   }
+
+   std::array<ZqVector, 3> axes;
+   ZqVector p, v, a, w, alpha;
+
+private:
+   static ZqVector column(const JetFrame& X, std::size_t j, Real Jet::*order)
+   {
+      const auto number = [&](std::size_t i) { return static_cast<ZqReal>(X.m[i][j].*order); };
+      return {number(0), number(1), number(2)};
+   }
+};
+
+/// One number for each joint, and six for the base: linear and angular, in the system.
+using Coordinates = ZqRealVector;
+
+inline Coordinates coordinates(const ZqRealVector& joints, const ZqGeneralMotion& base)
+{
+   Coordinates result(joints);
+   for (std::size_t i = 0; i < 6; ++i)
+      result.push_back(base[i]);
+   return result;
+}
+inline Coordinates coordinates(const ZqVelocityState& state)
+{
+   return coordinates(state.jointVelocities().values(), state.generalVelocity());
+}
+
+/// The motion of everything in the position of a scene at given rates and accelerations.
+struct ReferenceMotion
+{
+   struct Point
+   {
+      std::size_t body; ///< 0 for the base, 1 + i for link i
+      ZqReal mass;
+      ZqVector x, v, a;
+   };
+
+   ReferenceMotion(const RandomScene& scene, const Coordinates& rates,
+                   const Coordinates& accelerations)
+   {
+      const std::size_t n = scene.jointDof();
+      const auto path = [&](std::size_t i, Real x) { return Jet(x, rates[i], accelerations[i]); };
+
+      // The base turns by exp([z]) = 1 + [z] + [z]^2 / 2 + ...
+      const Jet z[] = {path(n + 3, 0), path(n + 4, 0), path(n + 5, 0)};
+      JetFrame base;
+      for (std::size_t i = 0; i < 3; ++i)
+      {
+         const std::size_t j = (i + 1) % 3;
+         const std::size_t k = (i + 2) % 3;
+         base.m[i][i] += (z[j] * z[j] + z[k] * z[k]) * -0.5L;
+         base.m[i][j] = z[i] * z[j] * 0.5L + -z[k];
+         base.m[j][i] = z[i] * z[j] * 0.5L + z[k];
+      }
+      const JetFrame start =
+         JetFrame(scene.manipulator().coordSysXForm()) * JetFrame(scene.position.coordSysXForm());
+      base = base * start;
+      for (std::size_t i = 0; i < 3; ++i)
+         base.m[i][3] = path(n + i, start.m[i][3].x);
+      add(scene, scene.manipulator(), base);
+
+      for (ZqU32 i = 0; i < n; ++i)
+      {
+         const ZqManipulatorLink& link = scene.link(i);
+         const auto& joint =
+            dynamic_cast<const ZqDenavitHartenberg&>(*link.linkKinematicsContainer().topElement());
+         const Jet q = path(i, scene.position.jointPositions()[i]);
+         add(scene, link, frames[bodyOf(*link.parentLink())] * JetFrame::ofJoint(joint, q));
+      }
+   }
+   static std::size_t bodyOf(const ZqManipulatorLink& link)
+   {
+      return link.linkIndex() == ZqBaseLinkIndex ? 0 : link.linkIndex() + 1;
+   }
+
+   std::vector<JetFrame> frames; ///< the DH frames in the system, by body
+   std::vector<Point> points;
+   std::vector<Point> centers; ///< of mass, by body
+
+private:
+   void add(const RandomScene& scene, const ZqManipulatorLink& link, const JetFrame& frame)
+   {
+      const JetFrame primary = frame * JetFrame(link.primaryFrame());
+      Point center{frames.size(), 0, {}, {}, {}};
+      for (const auto& [mass, r] : scene.points.at(link.linkLabel()))
+      {
+         const FrameMotion at(primary * JetFrame(ZqCoordinateSystemTransformation(r)));
+         points.push_back({center.body, mass, at.p, at.v, at.a});
+         center.mass += mass;
+         center.x += at.p * mass;
+         center.v += at.v * mass;
+         center.a += at.a * mass;
+      }
+      for (ZqVector Point::*order : {&Point::x, &Point::v, &Point::a})
+         center.*order = center.*order * (1 / center.mass);
+      centers.push_back(center);
+      frames.push_back(frame);
+   }
+};
+
+/// The equations of motion of a scene in its position and velocity.
+class ReferenceDynamics
+{
+public:
+   explicit ReferenceDynamics(const RandomScene& scene) : m_scene(scene)
+   {
+      const std::size_t count = scene.jointDof() + 6;
+      for (std::size_t i = 0; i < count; ++i)
+      {
+         Coordinates unit(count);
+         unit[i] = 1;
+         m_partial.emplace_back(scene, unit, Coordinates(count));
+      }
+   }
+   /// Of the bodies, for all coordinates.
+   ZqReArray massMatrix() const
+   {
+      const auto count = static_cast<ZqU32>(m_partial.size());
+      ZqReArray M(count, count);
+      for (std::size_t i = 0; i < count; ++i)
+         for (std::size_t j = 0; j < count; ++j)
+            M[i][j] = power(m_partial[i], m_partial[j], &Point::v);
+      return M;
+   }
+   /// Forces by coordinate: those that a motion asks for, and those that there are.
+   struct Balance
+   {
+      Coordinates asked, given;
+   };
+   /// For accelerations relative to gravity, commands to drives and a force on a free base. The
+   /// reaction of a fixed one counts as given.
+   Balance balance(const ZqAccelerationState& acceleration, const ZqManipulatorTorque& torque) const
+   {
+      const Coordinates accelerations = coordinates(
+         acceleration.jointAccelerations().values(),
+         acceleration.generalAcceleration() + ZqGeneralMotion(m_scene.gravity, ZqVector()));
+      const ReferenceMotion motion(m_scene, coordinates(m_scene.velocity), accelerations);
+      Balance result;
+      for (const ReferenceMotion& partial : m_partial)
+      {
+         ZqReal asked = power(partial, motion, &Point::a);
+         for (std::size_t body = 0; body < motion.frames.size(); ++body)
+         {
+            const FrameMotion frame(partial.frames[body]);
+            const ZqGeneralForce& force =
+               m_scene.external[body == 0 ? ZqBaseLinkIndex : static_cast<ZqU32>(body - 1)];
+            asked -= frame.toSystem(force.force()).dot(frame.v) +
+                     frame.toSystem(force.moment()).dot(frame.w);
+         }
+         result.asked.push_back(asked);
+      }
+      result.given = result.asked;
+      const ZqU32 n = m_scene.jointDof();
+      const ZqManipulatorActiveState state = m_scene.activeState();
+      for (ZqU32 i = 0; i < n; ++i)
+      {
+         result.asked[i] +=
+            m_scene.driveInertia(i) * accelerations[i] + m_scene.link(i).totalLocalTorque(state);
+         result.given[i] = m_scene.driveTorque(i, torque.jointTorques()[i]);
+      }
+      const ZqGeneralForce force = m_scene.baseAxes() * torque.generalForce();
+      for (std::size_t i = 0; i < 6 && !m_scene.manipulator().isFixedBase(); ++i)
+         result.given[n + i] = force[i];
+      return result;
+   }
+
+private:
+   using Point = ReferenceMotion::Point;
+   static ZqReal power(const ReferenceMotion& partial, const ReferenceMotion& motion,
+                       ZqVector Point::*order)
+   {
+      ZqReal sum = 0.0;
+      for (std::size_t i = 0; i < motion.points.size(); ++i)
+         sum += motion.points[i].mass * partial.points[i].v.dot(motion.points[i].*order);
+      return sum;
+   }
+
+   const RandomScene& m_scene;
+   std::vector<ReferenceMotion> m_partial; ///< for each coordinate moving alone at a unit rate
+};
+} // namespace zqTest
