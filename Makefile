@@ -34,7 +34,7 @@ asan: ## Run the tests under AddressSanitizer and UndefinedBehaviorSanitizer
 	cmake --build --preset asan -j $(JOBS)
 	ctest --preset asan -j $(JOBS)
 
-bench: ## Run the benchmarks
+bench: ## Run the benchmarks, beside the peers that are installed
 	@$(DEPENDENCIES) libbenchmark-dev
 	cmake --preset release -D ZQ_BUILD_BENCHMARKS=ON
 	cmake --build --preset release -j $(JOBS) --target benchmarks

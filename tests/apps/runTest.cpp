@@ -201,7 +201,7 @@ TEST_F(ZqsimRun, AnInterruptionEndsTheStepAndTheFiles)
    const std::string out = scratch("states.xml");
    const Result result = run("run " + model("pendulum") + " --time 1e6 --json --every 1000 --out " +
                                 out + " --plot " + scratch("plot.svg"),
-                             "timeout --preserve-status --signal=INT 0.5");
+                             "timeout --preserve-status --signal=INT 1");
    EXPECT_EQ(result.code, 130);
    EXPECT_NE(result.err.find("interrupted at"), std::string::npos) << result.err;
    const Json data = Json::parse(result.out);
@@ -227,7 +227,7 @@ TEST_F(ZqsimRun, APlotIsADocumentWithALineForEachJoint)
 
 TEST_F(ZqsimRun, ProgressIsShownOnATerminalOnly)
 {
-   const std::string command = "run " + model("pendulum") + " --time 1000";
+   const std::string command = "run " + model("pendulum") + " --time 300";
    EXPECT_EQ(run(command).err, "");
    const Result result = run("", "script -qec '" ZQSIM " " + command + "' /dev/null #");
    EXPECT_NE(result.out.find("x real time  0:0"), std::string::npos) << result.out;

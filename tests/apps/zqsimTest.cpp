@@ -156,7 +156,7 @@ TEST_F(Zqsim, CheckFindsWhatIsBroken)
            {"puma560", "repaired: ZqStatedSystem::validate", {{"ons>0 ", "ons>"}}},
            {"puma560", "limits, 3.792526803190927 and 2.7925", {{"Limit>-2.", "Limit>3."}}},
            {"puma560", "link base: the label is that of another", {{">flange<", ">base<"}}},
-           {"puma560", "xml:471: repaired: the element", {{"<time>", "<date>0</date><time>"}}},
+           {"puma560", ".xml:545: repaired: the element", {{"<time>", "<date>0</date><time>"}}},
            {"puma560", "flange: the frame of the link is not finite", tooLong},
            {"freeChain", "link base: the base is free and has no", {{"<mass>10<", "<mass>0<"}}},
            {"pendulum",

@@ -9,16 +9,11 @@ int main()
    if (!Zq::load(scene, "examples/models/puma560.xml"))
       return 1;
    const ZqIndividualManipulator& arm = *scene.manipulatorByIndex(0);
-
-   // Gravity enters as the acceleration of the base. Nothing drives the joints.
-   ZqAccelerationState gravity;
-   gravity.resize(arm.jointDof());
-   gravity.setGeneralAcceleration({scene.environment().upGravityVector(), ZqVector()});
    ZqManipulatorTorque noTorque;
    noTorque.jointTorques().resize(arm.jointDof());
    const ZqManipulatorExternalForce noForce;
 
-   // Steps of 1 ms, until a joint comes to its limit.
+   // It falls in steps of 1 ms, until a joint comes to its limit.
    ZqCrbiAccelerationTool solver;
    ZqAccelerationState acceleration;
    ZqSystemActiveState active;
@@ -28,10 +23,8 @@ int main()
    {
       active.setNonredundantState(scene.state());
       ZqManipulatorActiveState& state = active.manipulatorActiveStateVector()[0];
-      state.setAccelerationState(gravity);
-      for (const ZqManipulatorLink* link : arm.linkPointerVector())
-         link->jointActuator().initializeActuatorStates(state); // motors turn with their joints
-      solver.acceleration(scene, arm, noTorque, noForce, acceleration, state, true);
+      solver.acceleration(scene, arm, state.positionState(), state.velocityState(), noTorque,
+                          noForce, acceleration, nullptr, true);
       state.setAccelerationState(acceleration);
       scene.propagateSelfTo(0.001 * step, results, &active);
    }
