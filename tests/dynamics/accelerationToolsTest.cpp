@@ -1,5 +1,6 @@
 #include "support/allocationCount.h"
 #include "support/logCapture.h"
+#include "support/longChain.h"
 #include "support/movingScene.h"
 #include "zqManipulator/dynamics/ZqArbiAccelerationTool.h"
 #include "zqManipulator/dynamics/ZqCrbiAccelerationTool.h"
@@ -256,7 +257,7 @@ TEST(HybridControl, TurnsGravityIntoTheAxesOfTheBase)
 
 TEST(AccelerationTools, GoThroughLongChainsWithoutDeepRecursion)
 {
-   constexpr ZqU32 n = 10000;
+   constexpr ZqU32 n = zqTest::longChain;
    RandomValues random(58);
    MovingScene scene(random,
                      zqTest::makeManipulator(zqTest::chain(n),

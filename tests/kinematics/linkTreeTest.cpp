@@ -1,5 +1,6 @@
 #include "support/allocationCount.h"
 #include "support/logCapture.h"
+#include "support/longChain.h"
 #include "support/randomManipulators.h"
 #include "zqManipulator/state/ZqManipulatorActiveState.h"
 
@@ -16,6 +17,7 @@ using Frame = ZqCoordinateSystemTransformation;
 using Masses = ZqRigidBodyMassProperties;
 using FrameStates = ZqManipulatorActivePositionState;
 using zqTest::LogCapture;
+using zqTest::longChain;
 using zqTest::mapsAreRight;
 using zqTest::nan;
 using zqTest::parentsAreRight;
@@ -367,12 +369,6 @@ TEST(LinkTree, MapsInPreorderOfWhichTheLastOfALabelCounts)
    EXPECT_EQ(links[2]->referenceLink(), links[2]);
    EXPECT_EQ(links[2]->linkReferenceDescription(), ZqLinkReferenceDescription());
 }
-
-#if defined(__OPTIMIZE__) && !defined(__SANITIZE_ADDRESS__)
-constexpr ZqU32 longChain = 10000;
-#else
-constexpr ZqU32 longChain = 2500; // frames on the stack are a few times as large
-#endif
 
 TEST(LinkTree, ALongChainFitsIntoAnOrdinaryStack)
 {
