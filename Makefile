@@ -13,12 +13,14 @@ CXX_FILES = $(shell find $(SOURCE_DIRS) -name '*.h' -o -name '*.cpp')
 help: ## Tell what there is to make
 	@sed -n 's/^\([a-z-]*\):.*## /  make \1\t/p' $(MAKEFILE_LIST) | expand -t 23
 
-run: ## Build zqsim and look into an example model with it
+run: ## Build zqsim and let the PUMA 560 fall: a table and a plot in build/run
 	@$(DEPENDENCIES)
 	cmake --preset release
 	cmake --build --preset release -j $(JOBS) --target zqsim
-	./build/release/apps/zqsim info examples/models/puma560.xml
-	./build/release/apps/zqsim frames examples/models/puma560.xml
+	@mkdir -p build/run
+	./build/release/apps/zqsim run examples/models/puma560.xml --time 5 --dt 0.001 \
+	   --out build/run/puma560.csv --plot build/run/puma560.svg
+	@echo "The table is build/run/puma560.csv, the plot build/run/puma560.svg"
 
 test: ## Build everything and run all tests
 	@$(DEPENDENCIES)
@@ -32,7 +34,7 @@ asan: ## Run the tests under AddressSanitizer and UndefinedBehaviorSanitizer
 	cmake --build --preset asan -j $(JOBS)
 	ctest --preset asan -j $(JOBS)
 
-bench: ## Run the benchmarks
+bench: ## Run the benchmarks, beside the peers that are installed
 	@$(DEPENDENCIES) libbenchmark-dev
 	cmake --preset release -D ZQ_BUILD_BENCHMARKS=ON
 	cmake --build --preset release -j $(JOBS) --target benchmarks

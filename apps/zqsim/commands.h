@@ -42,5 +42,6 @@ Run check(CLI::App& arguments);
 Run convert(CLI::App& arguments);
 Run frames(CLI::App& arguments);
 Run info(CLI::App& arguments);
+Run run(CLI::App& arguments);
 /// @}
 } // namespace zqsim

@@ -1,5 +1,6 @@
 #include "apps/zqsim/commands.h"
 #include "apps/zqsim/model.h"
+#include "apps/zqsim/numbers.h"
 #include "apps/zqsim/output.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
@@ -8,36 +9,14 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <memory>
 #include <optional>
-#include <string_view>
 #include <vector>
 
 namespace
 {
 using namespace zqsim;
-
-std::vector<ZqReal> parseNumbers(std::string_view text)
-{
-   constexpr std::string_view space = " \t\n";
-   std::vector<ZqReal> numbers;
-   for (;;)
-   {
-      const auto begin = text.find_first_not_of(space);
-      if (begin == std::string_view::npos)
-         return numbers;
-      text.remove_prefix(begin);
-      const std::string_view word = text.substr(0, text.find_first_of(space));
-      ZqReal number = 0.0;
-      const auto end = std::from_chars(word.data(), word.data() + word.size(), number);
-      if (end.ec != std::errc() || end.ptr != word.data() + word.size() || !std::isfinite(number))
-         throw Failure(Usage, "--joints: \"" + std::string(word) + "\" is not a finite number");
-      numbers.push_back(number);
-      text.remove_prefix(word.size());
-   }
-}
 
 /// Sets the positions of all joints, and moves what is attached along.
 void setJoints(ZqStatedSystem& scene, const std::vector<ZqReal>& joints)
@@ -148,7 +127,7 @@ zqsim::Run zqsim::frames(CLI::App& arguments)
       ZqStatedSystem scene;
       readModelWithWarnings(options->model, scene);
       if (options->joints)
-         setJoints(scene, parseNumbers(*options->joints));
+         setJoints(scene, parseNumbers("--joints", *options->joints));
       const Json data{{"model", options->model},
                       {"time", scene.state().time()},
                       {"manipulators", computeFrames(scene)}};

@@ -1,4 +1,4 @@
-// The command line of zqManipulator: looks into models, checks and converts them.
+// The command line of zqManipulator: looks into models, checks, converts and simulates them.
 
 #include "apps/zqsim/commands.h"
 #include "apps/zqsim/model.h"
@@ -24,11 +24,12 @@ struct Command
    const char* description;
    Run (*declare)(CLI::App& arguments);
 };
-constexpr std::array<Command, 4> commands{
+constexpr std::array<Command, 5> commands{
    {{"info", "Tell what is in a model: manipulators, links, masses and state", info},
     {"frames", "Compute where the links of a model are", frames},
     {"check", "List what was repaired and what is odd in a model", check},
-    {"convert", "Read a model and write it anew", convert}}};
+    {"convert", "Read a model and write it anew", convert},
+    {"run", "Simulate a model, step by step", zqsim::run}}};
 
 constexpr const char* exitCodes =
    "Exit codes: 0 done, 1 failed at run time, 2 usage, 3 invalid input,\n"
@@ -36,7 +37,7 @@ constexpr const char* exitCodes =
 
 ExitCode run(int argumentCount, char** arguments)
 {
-   CLI::App app("Looks into models of manipulators, checks and converts them.", "zqsim");
+   CLI::App app("Looks into models of manipulators, checks, converts and simulates them.", "zqsim");
    app.set_version_flag("--version", "zqsim " ZQSIM_VERSION);
    app.require_subcommand(0, 1);
    app.footer(exitCodes);

@@ -190,9 +190,9 @@ TYPED_TEST(Drive, GivesWhatFrictionLeavesOfTheInput)
    struct
    {
       ZqReal input, load, dry;
-   } const cases[] = {{4.0, 10.0, 4.0 * 4.0 * efficiency - 10.0 - (this->isOld ? 4.0 : 0.0)},
-                      {40.0, 10.0, 12.0},
-                      {4.0, 50.0, -12.0}};
+   } const cases[] = {{40.0, 10.0, 12.0},
+                      {4.0, 50.0, -12.0},
+                      {4.0, 10.0, 4.0 * 4.0 * efficiency - 10.0 - (this->isOld ? 4.0 : 0.0)}};
    for (const auto& [input, load, dry] : cases)
    {
       const ZqReal expected = input * 4.0 * efficiency - 4.0 - dry;
@@ -246,6 +246,7 @@ TYPED_TEST(Drive, ZeroGearRatioPassesNothing)
    drive.setStaticCoulombFriction(3.0);
    drive.setGearRatio(0.0);
    EXPECT_EQ(drive.dryFrictionTorque(5.0, this->state), 0.0);
+   EXPECT_EQ(drive.dryFrictionTorque(0.0, this->state), 0.0);
    EXPECT_EQ(drive.outputTorque(5.0, 1.0, this->state), 0.0);
    EXPECT_EQ(this->motorAcceleration(5.0), 0.0);
    drive.setIsRigid(true);

@@ -22,4 +22,6 @@ separate_arguments(flags UNIX_COMMAND "${flags}")
 execute_process(
    COMMAND "${CXX}" -std=c++20 "${SOURCE}" -o "${BINARY_DIR}/consumer" ${flags}
    COMMAND_ERROR_IS_FATAL ANY)
-execute_process(COMMAND "${BINARY_DIR}/consumer" COMMAND_ERROR_IS_FATAL ANY)
+cmake_path(SET root NORMALIZE "${SOURCE}/../../..")
+execute_process(
+   COMMAND "${BINARY_DIR}/consumer" WORKING_DIRECTORY "${root}" COMMAND_ERROR_IS_FATAL ANY)

@@ -4,38 +4,31 @@
 
 int main()
 {
-   // An arm of two links, 0.4 m and 0.3 m, whose joints turn about z (Paul's convention).
-   ZqDenavitHartenberg joint;
-   joint.setDhA(0.4);
-   ZqManipulatorLink upperArm;
-   upperArm.setLinkLabel("upperArm");
-   upperArm.setLinkKinematics(joint);
-   joint.setDhA(0.3);
-   ZqManipulatorLink forearm;
-   forearm.setLinkLabel("forearm");
-   forearm.setLinkKinematics(joint);
-
-   ZqIndividualManipulator arm;
-   arm.setManipulatorLabel("arm");
-   arm.addChild(upperArm);
-   arm.addLinkToEndOfChain(forearm);
-
-   // A scene with that arm, and its state: 0.5 rad at the shoulder, 1 rad at the elbow.
+   // The PUMA 560, straight up and at rest.
    ZqStatedSystem scene;
-   scene.setFromManipulator(arm);
-   ZqPositionState position;
-   position.setJointPositions({0.5, 1.0});
-   scene.setIndividualPositionState(0, position);
+   if (!Zq::load(scene, "examples/models/puma560.xml"))
+      return 1;
+   const ZqIndividualManipulator& arm = *scene.manipulatorByIndex(0);
+   ZqManipulatorTorque noTorque;
+   noTorque.jointTorques().resize(arm.jointDof());
+   const ZqManipulatorExternalForce noForce;
 
-   // What follows from a state is kept beside it, and computed when it is asked for.
-   ZqManipulatorActiveState active;
-   active.setPositionState(scene.state().positionStates()[0]);
-   const ZqManipulatorLink* hand = scene.manipulatorByIndex(0)->linkByIdentifier("forearm");
-   const ZqVector p = hand->dhFrameInSystem(active.activePositionState()).translation();
-   std::cout << "the hand is at (" << p.x() << ", " << p.y() << ")\n";
-
-   // Written to a document and read back, exactly.
-   ZqStatedSystem copy;
-   const bool good = Zq::save(scene, "arm.xml") && Zq::load(copy, "arm.xml");
-   return good && copy == scene ? 0 : 1;
+   // It falls in steps of 1 ms, until a joint comes to its limit.
+   ZqCrbiAccelerationTool solver;
+   ZqAccelerationState acceleration;
+   ZqSystemActiveState active;
+   ZqStatedSystem::PropagationResults results;
+   results.resize(1);
+   for (int step = 1; step <= 10000 && !results[0].hitJointLimit(); ++step)
+   {
+      active.setNonredundantState(scene.state());
+      ZqManipulatorActiveState& state = active.manipulatorActiveStateVector()[0];
+      solver.acceleration(scene, arm, state.positionState(), state.velocityState(), noTorque,
+                          noForce, acceleration, nullptr, true);
+      state.setAccelerationState(acceleration);
+      scene.propagateSelfTo(0.001 * step, results, &active);
+   }
+   std::cout << arm.linkByIndex(results[0].linkIndexAtJointLimit())->linkLabel()
+             << " comes to its limit at " << scene.state().time() << " s\n";
+   return results[0].hitJointLimit() ? 0 : 1;
 }

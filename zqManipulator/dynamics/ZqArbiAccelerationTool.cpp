@@ -1,6 +1,7 @@
 #include "zqManipulator/dynamics/ZqArbiAccelerationTool.h"
 
 #include "zqManipulator/dynamics/ZqManipulatorExternalForce.h"
+#include "zqManipulator/dynamics/ZqOwnActuators.h"
 #include "zqManipulator/kinematics/ZqIndividualManipulator.h"
 #include "zqManipulator/kinematics/ZqManipulatorSystem.h"
 #include "zqManipulator/kinematics/ZqStatedSystem.h"
@@ -132,9 +133,6 @@ void ZqArbiAccelerationTool::prepareOwnActiveState(const ZqStatedSystem& statedS
       gravity.resize(rates);
       m_activeState.setAccelerationState(gravity);
    }
-   if (actuatorsAreNew)
-      for (const ZqManipulatorLink* link : manipulator.linkPointerVector())
-         if (link != nullptr)
-            link->jointActuator().initializeActuatorStates(m_activeState);
+   zqMoveOwnActuators(manipulator, m_activeState, actuatorsAreNew);
    m_activeState.invalidateAll();
 }

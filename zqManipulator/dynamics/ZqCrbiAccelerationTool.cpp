@@ -1,5 +1,6 @@
 #include "zqManipulator/dynamics/ZqCrbiAccelerationTool.h"
 
+#include "zqManipulator/dynamics/ZqOwnActuators.h"
 #include "zqManipulator/foundation/algebra/ZqRotationMatrix.h"
 #include "zqManipulator/kinematics/ZqIndividualManipulator.h"
 #include "zqManipulator/kinematics/ZqManipulatorSystem.h"
@@ -144,10 +145,7 @@ void ZqCrbiAccelerationTool::prepareOwnActiveState(const ZqIndividualManipulator
       state.resize(rates);
       m_activeState.setAccelerationState(state);
    }
-   if (actuatorsAreNew)
-      for (const ZqManipulatorLink* link : manipulator.linkPointerVector())
-         if (link != nullptr)
-            link->jointActuator().initializeActuatorStates(m_activeState);
+   zqMoveOwnActuators(manipulator, m_activeState, actuatorsAreNew);
    m_activeState.invalidateAll();
 }
 

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "zqManipulator/foundation/algebra/ZqTypes.h"
+
+#include <string_view>
+#include <vector>
+
+/// Numbers on the command line. What is not a number as it should be is a `Failure`, which names the
+/// option.
+namespace zqsim
+{
+/// Finite numbers with white space between them.
+std::vector<ZqReal> parseNumbers(std::string_view option, std::string_view text);
+/// One finite number above zero.
+ZqReal parsePositive(std::string_view option, std::string_view text);
+} // namespace zqsim

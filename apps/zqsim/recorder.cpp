@@ -1,0 +1,148 @@
+#include "apps/zqsim/recorder.h"
+
+#include "apps/zqsim/commands.h"
+#include "zqManipulator/foundation/xml/ZqXmlWriter.h"
+
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <fstream>
+
+namespace
+{
+using namespace zqsim;
+
+/// A file with its name, for messages.
+class OutputFile
+{
+public:
+   explicit OutputFile(const std::string& name) : m_name(name)
+   {
+      errno = 0;
+      m_stream.open(name, std::ios::binary);
+      require(m_stream.good());
+   }
+   std::ofstream& stream() { return m_stream; }
+   const std::string& name() const { return m_name; }
+   void require(bool isGood) const
+   {
+      if (!isGood)
+         throw Failure(Failed, m_name + ": " +
+                                  (errno != 0 ? std::strerror(errno) : "it cannot be written"));
+   }
+
+private:
+   std::string m_name;
+   std::ofstream m_stream;
+};
+
+class CsvRecorder : public Recorder
+{
+public:
+   CsvRecorder(const std::string& fileName, const ZqStatedSystem& scene) : m_file(fileName)
+   {
+      m_line = "time";
+      for (const ZqIndividualManipulator& manipulator : scene.system().manipulators())
+         for (const char* quantity : {" position", " velocity"})
+            for (const ZqManipulatorLink* link : manipulator.linkPointerVector())
+               m_line += ',' + csvField(manipulator.manipulatorLabel() + '/' + link->linkLabel() +
+                                        quantity);
+      m_line += ",kinetic energy,potential energy,total energy\n";
+      write();
+   }
+
+   void record(const ZqManipulatorSystemState& state, const Energy& energy) override
+   {
+      m_line.clear();
+      append(state.time());
+      for (ZqU32 i = 0; i < state.positionStates().size(); ++i)
+      {
+         for (const ZqReal q : state.positionStates()[i].jointPositions().values())
+            append(q);
+         for (const ZqReal rate : state.velocityStates()[i].jointVelocities().values())
+            append(rate);
+      }
+      append(energy.kinetic);
+      append(energy.potential);
+      append(energy.total());
+      m_line.back() = '\n';
+      write();
+   }
+   void flush() override { m_file.require(m_file.stream().flush().good()); }
+   void finish() override
+   {
+      m_file.stream().close();
+      m_file.require(m_file.stream().good());
+   }
+
+private:
+   void append(ZqReal number)
+   {
+      std::array<char, 32> digits{};
+      const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number);
+      m_line.append(digits.data(), end.ptr);
+      m_line += ',';
+   }
+   void write()
+   {
+      m_file.require(
+         m_file.stream().write(m_line.data(), static_cast<std::streamsize>(m_line.size())).good());
+   }
+
+   OutputFile m_file;
+   std::string m_line;
+};
+
+class StateRecorder : public Recorder
+{
+public:
+   explicit StateRecorder(const std::string& fileName) : m_file(fileName)
+   {
+      m_file.require(m_states.writeHeaderToStream(m_file.stream(), m_writer, fileName,
+                                                  decltype(m_states)::classToken()));
+   }
+   /// An unfinished document stays as it is.
+   ~StateRecorder() override { delete m_writer; }
+   void record(const ZqManipulatorSystemState& state, const Energy&) override
+   {
+      m_file.require(m_states.appendElementToStream(m_writer, state));
+   }
+   void flush() override { m_file.require(m_writer->flush()); }
+   void finish() override
+   {
+      m_file.require(m_states.writeFooterToStream(m_writer));
+      m_file.stream().close();
+      m_file.require(m_file.stream().good());
+   }
+
+private:
+   OutputFile m_file;
+   const ZqXmlVectorType<ZqManipulatorSystemState> m_states; ///< always empty
+   ZqXmlWriter* m_writer = nullptr;                          ///< owned until the footer
+};
+} // namespace
+
+std::unique_ptr<Recorder> zqsim::makeRecorder(const std::string& fileName,
+                                              const ZqStatedSystem& scene)
+{
+   if (fileName.ends_with(".csv"))
+      return std::make_unique<CsvRecorder>(fileName, scene);
+   if (fileName.ends_with(".xml"))
+      return std::make_unique<StateRecorder>(fileName);
+   return nullptr;
+}
+
+std::string zqsim::csvField(const std::string& text)
+{
+   if (text.find_first_of(",\"\r\n") == std::string::npos)
+      return text;
+   std::string result = "\"";
+   for (const char c : text)
+   {
+      if (c == '"')
+         result += '"';
+      result += c;
+   }
+   return result + '"';
+}

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "apps/zqsim/simulation.h"
+
+#include <memory>
+#include <string>
+
+namespace zqsim
+{
+/// Writes what a simulation goes through to a file, as it goes. A file that cannot be written is a
+/// `Failure`.
+class Recorder
+{
+public:
+   Recorder() = default;
+   Recorder(const Recorder&) = delete;
+   Recorder& operator=(const Recorder&) = delete;
+   virtual ~Recorder() = default;
+
+   virtual void record(const ZqManipulatorSystemState& state, const Energy& energy) = 0;
+   /// Hands to the system what was recorded until now.
+   virtual void flush() = 0;
+   /// Ends the file.
+   virtual void finish() = 0;
+};
+
+/// By the ending of the name: of .csv a table of time, joint positions and velocities, and energy; of
+/// .xml a document of states. Null for any other.
+std::unique_ptr<Recorder> makeRecorder(const std::string& fileName, const ZqStatedSystem& scene);
+
+/// A field of a line of a table, in quotation marks where it needs them (RFC 4180).
+std::string csvField(const std::string& text);
+} // namespace zqsim

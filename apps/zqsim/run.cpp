@@ -1,0 +1,499 @@
+#include "apps/zqsim/commands.h"
+#include "apps/zqsim/model.h"
+#include "apps/zqsim/numbers.h"
+#include "apps/zqsim/output.h"
+#include "apps/zqsim/plot.h"
+#include "apps/zqsim/progress.h"
+#include "apps/zqsim/recorder.h"
+#include "apps/zqsim/simulation.h"
+#include "zqManipulator/foundation/xml/ZqXmlDocument.h"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace
+{
+using namespace zqsim;
+
+struct RunOptions : ModelArguments
+{
+   std::string time;
+   std::string step = "0.001";
+   std::string solver = "crbi";
+   std::string torques;
+   std::string commands;
+   std::string out;
+   std::uint64_t every = 1;
+   std::string save;
+   std::string plot;
+   bool quiet = false;
+};
+
+// Interruption
+
+volatile std::sig_atomic_t isInterrupted = 0;
+
+/// While this lives, an interruption lets the present step end; a second one ends the process.
+class InterruptionGuard
+{
+public:
+   InterruptionGuard()
+      : m_before(std::signal(SIGINT,
+                             [](int)
+                             {
+                                if (isInterrupted != 0)
+                                   std::_Exit(Interrupted);
+                                isInterrupted = 1;
+                             }))
+   {
+   }
+   InterruptionGuard(const InterruptionGuard&) = delete;
+   InterruptionGuard& operator=(const InterruptionGuard&) = delete;
+   ~InterruptionGuard() { std::signal(SIGINT, m_before); }
+
+private:
+   void (*m_before)(int);
+};
+
+/// The times of the steps, which are of one length but for the last: that ends where it should.
+class Schedule
+{
+public:
+   Schedule(ZqReal start, ZqReal duration, ZqReal step)
+      : m_start(start), m_end(start + duration), m_step(step)
+   {
+      if (!(step <= duration))
+         throw Failure(Usage, "--dt: a step of " + exact(step) + " s is longer than --time, " +
+                                 exact(duration) + " s");
+      constexpr ZqReal most = 1e15;
+      const ZqReal steps = duration / step;
+      if (!(steps <= most && start + step > start && m_end - step < m_end))
+         throw Failure(Usage, "--dt: steps of " + exact(step) + " s are too short for " +
+                                 exact(duration) + " s from the time of the state, " +
+                                 exact(start) + " s");
+      // What exceeds a whole number by rounding is no step.
+      constexpr ZqReal rounding = 4.0 * std::numeric_limits<ZqReal>::epsilon();
+      m_count = static_cast<std::uint64_t>(std::ceil(steps * (1.0 - rounding)));
+   }
+   ZqReal start() const { return m_start; }
+   ZqReal end() const { return m_end; }
+   std::uint64_t count() const { return m_count; }
+   /// After so many steps.
+   ZqReal time(std::uint64_t steps) const
+   {
+      return steps < m_count ? m_start + static_cast<ZqReal>(steps) * m_step : m_end;
+   }
+
+private:
+   ZqReal m_start;
+   ZqReal m_end;
+   ZqReal m_step;
+   std::uint64_t m_count;
+};
+
+// Arguments
+
+bool isSameFile(const std::string& a, const std::string& b)
+{
+   std::error_code error;
+   return !a.empty() && !b.empty() && (a == b || std::filesystem::equivalent(a, b, error));
+}
+
+/// Finds before a long run what would make it be in vain.
+void checkOutputs(const RunOptions& options)
+{
+   if (!options.out.empty() && !options.out.ends_with(".csv") && !options.out.ends_with(".xml"))
+      throw Failure(Usage, "--out: " + options.out + " ends neither in .csv nor in .xml");
+   struct File
+   {
+      const char* option;
+      const std::string& name;
+   };
+   const std::array<File, 4> files{{{"MODEL", options.model},
+                                    {"--save", options.save},
+                                    {"--out", options.out},
+                                    {"--plot", options.plot}}};
+   for (std::size_t i = 0; i < files.size(); ++i)
+      for (std::size_t j = 0; j < i; ++j)
+      {
+         const bool isReplacedAtTheEnd = i == 1 && j == 0;
+         if (!isReplacedAtTheEnd && isSameFile(files[i].name, files[j].name))
+            throw Failure(Usage, std::string(files[i].option) + ": " + files[i].name +
+                                    " is the file of " + files[j].option);
+      }
+   for (const File& file : {files[1], files[3]})
+   {
+      const auto directory = std::filesystem::path(file.name).parent_path();
+      std::error_code error;
+      if (!directory.empty() && !std::filesystem::is_directory(directory, error))
+         throw Failure(Failed, file.name + ": there is no directory " + directory.string());
+   }
+}
+
+void checkLength(const char* option, const std::vector<ZqReal>& list, ZqU32 jointCount)
+{
+   if (list.size() > jointCount)
+      throw Failure(Usage, std::string(option) + ": the model has " + std::to_string(jointCount) +
+                              " joints, but received " + std::to_string(list.size()) + " numbers");
+}
+
+std::string nameOf(const ZqStatedSystem& scene, const Simulation::Place& place)
+{
+   const ZqIndividualManipulator& manipulator = scene.system().manipulators()[place.manipulator];
+   const std::string of = " of " + manipulator.manipulatorLabel();
+   if (place.link == ZqBaseLinkIndex)
+      return "the base" + of;
+   return "joint " + manipulator.linkByIndex(place.link)->linkLabel() + of;
+}
+
+void warnOfLostInputs(const ZqStatedSystem& scene, const DriveInputs& inputs)
+{
+   const auto isGiven = [](const std::vector<ZqReal>& list, std::size_t i)
+   { return i < list.size() && list[i] != 0.0; };
+   std::size_t joint = 0;
+   for (ZqU32 i = 0; i < scene.numberOfManipulators(); ++i)
+      for (const ZqManipulatorLink* link : scene.system().manipulators()[i].linkPointerVector())
+      {
+         const ZqJointActuator& drive = link->jointActuator();
+         const bool hasDriveTrain = drive.mechanicalComponentContainer().topElement() != nullptr;
+         const bool hasConverter = drive.powerConverterContainer().topElement() != nullptr;
+         const auto warn = [&](const char* missing, const char* input)
+         {
+            complain("warning: " + nameOf(scene, {i, link->linkIndex()}) + " has no " + missing +
+                     ", and passes no " + input);
+         };
+         if (!hasDriveTrain && (isGiven(inputs.torques, joint) || isGiven(inputs.commands, joint)))
+            warn("drive train", "torque");
+         else if (!hasConverter && isGiven(inputs.commands, joint))
+            warn("power converter", "command");
+         ++joint;
+      }
+}
+
+void warnOfConstraints(const ZqStatedSystem& scene)
+{
+   for (const ZqIndividualManipulator& manipulator : scene.system().manipulators())
+      if (manipulator.stateEqualityConstraints().size() > 0)
+         complain("warning: " + manipulator.manipulatorLabel() +
+                  " has constraints, which the solver arbi does not know");
+}
+
+// The run
+
+struct Outcome
+{
+   const char* end = "time reached";
+   std::uint64_t steps = 0;
+   ZqReal wallTime = 0.0;
+   Energy atStart;
+   Energy atEnd;
+};
+
+/// Does the steps, and on the way records and plots the states.
+class Runner
+{
+public:
+   /// Recorder and plot may be null.
+   Runner(Simulation& simulation, const Schedule& schedule, Recorder* recorder, std::uint64_t every,
+          Plot* plot)
+      : m_simulation(simulation), m_schedule(schedule), m_recorder(recorder), m_every(every),
+        m_plot(plot)
+   {
+   }
+
+   Outcome run(bool showProgress)
+   {
+      Outcome outcome;
+      outcome.atStart = m_simulation.energy();
+      outcome.atEnd = outcome.atStart;
+      if (!m_simulation.divergence())
+      {
+         record(outcome.atStart);
+         if (m_plot != nullptr)
+            m_plot->sample(m_simulation.state());
+         doSteps(outcome, showProgress);
+         outcome.atEnd = m_simulation.energy();
+         if (!m_isRecorded && std::isfinite(outcome.atEnd.total()))
+            record(outcome.atEnd);
+         if (m_plot != nullptr)
+            m_plot->sampleLast(m_simulation.state());
+      }
+      if (m_simulation.divergence())
+         outcome.end = "diverged";
+      if (m_recorder != nullptr)
+         m_recorder->finish();
+      return outcome;
+   }
+
+private:
+   void doSteps(Outcome& outcome, bool showProgress)
+   {
+      // To look at the clock would cost much of a short step.
+      constexpr std::uint64_t stepsBetweenLooks = 16;
+      const InterruptionGuard guard;
+      Progress progress(m_schedule.start(), m_schedule.end(), showProgress);
+      while (outcome.steps < m_schedule.count() &&
+             m_simulation.stepTo(m_schedule.time(outcome.steps + 1)))
+      {
+         ++outcome.steps;
+         if (m_plot != nullptr)
+            m_plot->sample(m_simulation.state());
+         m_isRecorded = false;
+         if (m_recorder != nullptr && outcome.steps % m_every == 0)
+         {
+            const Energy energy = m_simulation.energy();
+            if (m_simulation.divergence())
+               break;
+            record(energy);
+         }
+         if (outcome.steps % stepsBetweenLooks == 0 &&
+             progress.update(m_simulation.state().time()) && m_recorder != nullptr)
+            m_recorder->flush();
+         if (!m_simulation.firedCriteria().empty())
+         {
+            outcome.end = "stopping criterion";
+            break;
+         }
+         if (isInterrupted != 0)
+         {
+            outcome.end = "interrupted";
+            break;
+         }
+      }
+      outcome.wallTime = progress.elapsed();
+   }
+
+   void record(const Energy& energy)
+   {
+      if (m_recorder != nullptr)
+         m_recorder->record(m_simulation.state(), energy);
+      m_isRecorded = true;
+   }
+
+   Simulation& m_simulation;
+   const Schedule& m_schedule;
+   Recorder* m_recorder;
+   std::uint64_t m_every;
+   Plot* m_plot;
+   bool m_isRecorded = false; ///< the present state
+};
+
+// What is told of it
+
+Json toJson(const Energy& energy)
+{
+   return {{"kinetic", bounded(energy.kinetic)},
+           {"potential", bounded(energy.potential)},
+           {"total", bounded(energy.total())}};
+}
+
+Json toJson(const ZqStatedSystem& scene, const Simulation::Place& place)
+{
+   const ZqIndividualManipulator& manipulator = scene.system().manipulators()[place.manipulator];
+   const ZqManipulatorLink* link = manipulator.linkByIndex(place.link);
+   return {{"manipulator", manipulator.manipulatorLabel()},
+           {"link", link != nullptr ? link->linkLabel() : ""}};
+}
+
+Json summarize(const RunOptions& options, const ZqStatedSystem& scene, const Schedule& schedule,
+               ZqReal step, const Simulation& simulation, const Outcome& outcome)
+{
+   Json limits = Json::array();
+   for (const Simulation::LimitHit& hit : simulation.limitHits())
+   {
+      limits.push_back(toJson(scene, hit.place));
+      limits.back()["time"] = hit.time;
+   }
+   Json criteria = Json::array();
+   for (const Simulation::FiredCriterion& fired : simulation.firedCriteria())
+   {
+      const auto& manipulator = scene.system().manipulators()[fired.manipulator];
+      criteria.push_back({{"manipulator", manipulator.manipulatorLabel()},
+                          {"description", fired.description},
+                          {"time", fired.time}});
+   }
+   Json divergence;
+   if (simulation.divergence())
+   {
+      divergence = toJson(scene, simulation.divergence()->place);
+      divergence["quantity"] = simulation.divergence()->quantity;
+      divergence["time"] = simulation.divergence()->time;
+   }
+   const ZqReal simulated = simulation.state().time() - schedule.start();
+   const auto perWallTime = [&](ZqReal value)
+   { return outcome.wallTime > 0.0 ? Json(value / outcome.wallTime) : Json(); };
+   return {{"model", options.model},
+           {"solver", options.solver},
+           {"step", step},
+           {"start", schedule.start()},
+           {"time", simulation.state().time()},
+           {"end", outcome.end},
+           {"steps", outcome.steps},
+           {"wallTime", outcome.wallTime},
+           {"stepsPerSecond", perWallTime(static_cast<ZqReal>(outcome.steps))},
+           {"timesRealTime", perWallTime(simulated)},
+           {"energy", {{"start", toJson(outcome.atStart)}, {"end", toJson(outcome.atEnd)}}},
+           {"limits", limits},
+           {"criteria", criteria},
+           {"divergence", divergence}};
+}
+
+std::string describe(const Json& data)
+{
+   constexpr std::array<Column, 4> energyColumns{{{"energy (J)", "/name"},
+                                                  {"kinetic", "/kinetic"},
+                                                  {"potential", "/potential"},
+                                                  {"total", "/total"}}};
+   constexpr std::array<Column, 3> limitColumns{
+      {{"joint at a limit", "/link"}, {"of", "/manipulator"}, {"first at (s)", "/time"}}};
+   constexpr std::array<Column, 3> criterionColumns{
+      {{"stopping criterion", "/description"}, {"of", "/manipulator"}, {"at (s)", "/time"}}};
+
+   Json energies = Json::array();
+   for (const auto& [time, energy] : data.at("energy").items())
+   {
+      energies.push_back({{"name", "at the " + time}});
+      energies.back().update(energy);
+   }
+   std::string result = text(data.at("model")) + ": from " + text(data.at("start")) + " s to " +
+                        text(data.at("time")) + " s in steps of " + text(data.at("step")) +
+                        " s, solver " + text(data.at("solver")) + ": " + text(data.at("end")) +
+                        '\n';
+   result += "steps " + text(data.at("steps")) + ", wall time " + text(data.at("wallTime")) +
+             " s, steps per second " + text(data.at("stepsPerSecond")) + ", " +
+             text(data.at("timesRealTime")) + " x real time\n";
+   result += table(energies, energyColumns);
+   if (data.at("limits").empty())
+      result += "no joint at a limit\n";
+   else
+      result += table(data.at("limits"), limitColumns);
+   if (data.at("criteria").empty())
+      result += "no stopping criterion met\n";
+   else
+      result += table(data.at("criteria"), criterionColumns);
+   return result;
+}
+
+// The command
+
+void writePlot(const Plot& plot, const std::string& fileName)
+{
+   errno = 0;
+   std::ofstream file(fileName, std::ios::binary);
+   file << plot.svg();
+   file.close();
+   if (!file)
+      throw Failure(Failed,
+                    fileName + ": " + (errno != 0 ? std::strerror(errno) : "it cannot be written"));
+}
+
+void saveModel(const ZqStatedSystem& scene, const std::string& fileName)
+{
+   bool isWritten = false;
+   const auto messages = messagesOf(fileName, [&] { isWritten = Zq::save(scene, fileName); });
+   if (!isWritten)
+      throw Failure(Failed, reason(fileName, messages));
+}
+
+ExitCode simulate(const RunOptions& options)
+{
+   const ZqReal duration = parsePositive("--time", options.time);
+   const ZqReal step = parsePositive("--dt", options.step);
+   const DriveInputs inputs{parseNumbers("--commands", options.commands),
+                            parseNumbers("--torques", options.torques)};
+   checkOutputs(options);
+   ZqStatedSystem scene;
+   readModelWithWarnings(options.model, scene);
+   const ZqU32 jointCount = scene.system().jointDof();
+   checkLength("--commands", inputs.commands, jointCount);
+   checkLength("--torques", inputs.torques, jointCount);
+   warnOfLostInputs(scene, inputs);
+   const Solver solver = options.solver == "arbi" ? Solver::Arbi : Solver::Crbi;
+   if (solver == Solver::Arbi)
+      warnOfConstraints(scene);
+   const Schedule schedule(scene.state().time(), duration, step);
+
+   Simulation simulation(scene, solver, inputs);
+   const auto recorder = options.out.empty() ? nullptr : makeRecorder(options.out, scene);
+   const auto plot = options.plot.empty() ? nullptr : std::make_unique<Plot>(scene);
+   const Outcome outcome =
+      Runner(simulation, schedule, recorder.get(), options.every, plot.get()).run(!options.quiet);
+   if (plot)
+      writePlot(*plot, options.plot);
+   const Json data = summarize(options, scene, schedule, step, simulation, outcome);
+   if (!options.save.empty())
+   {
+      scene.setState(simulation.state());
+      saveModel(scene, options.save);
+   }
+   if (options.json && !options.quiet)
+      print(data);
+   else if (!options.quiet)
+      print(describe(data));
+
+   const std::string saved =
+      options.save.empty() ? "" : "; saved is the state at " + exact(scene.state().time()) + " s";
+   if (const auto& divergence = simulation.divergence())
+      throw Failure(NumericalFailure,
+                    "diverged at " + exact(divergence->time) + " s: the " + divergence->quantity +
+                       " of " + nameOf(scene, divergence->place) + " is not finite" + saved);
+   if (isInterrupted != 0)
+      throw Failure(Interrupted, "interrupted at " + exact(simulation.state().time()) + " s");
+   return Done;
+}
+
+constexpr const char* explanation =
+   "Each step is one of semi-implicit Euler: the accelerations under gravity, drives, springs and\n"
+   "constraints, then the velocities, then the positions. The times are start + k dt; the last "
+   "step\n"
+   "is shortened to end at start + time. A joint that comes to a limit stops there. Manipulators\n"
+   "that are attached ride on their carriers, which bear their bases. The run ends early when a\n"
+   "stopping criterion is met, when something is not finite any more (exit code 4), and at Ctrl-C\n"
+   "(130); files then hold what there is.";
+} // namespace
+
+zqsim::Run zqsim::run(CLI::App& arguments)
+{
+   const auto options = std::make_shared<RunOptions>();
+   options->declare(arguments);
+   arguments.add_option("--time", options->time, "How long to simulate (s)")->required();
+   arguments.add_option("--dt", options->step, "Length of a step (s)")->capture_default_str();
+   arguments
+      .add_option("--solver", options->solver,
+                  "crbi: composite bodies, for models with constraints too; arbi: articulated "
+                  "bodies, for long chains")
+      ->check(CLI::IsMember({"crbi", "arbi"}))
+      ->capture_default_str();
+   arguments.add_option("--torques", options->torques,
+                        "Torques at the motors (N m, N) of the joints of all manipulators in "
+                        "order, as one argument: \"0.1 0.2\"; those missing are 0");
+   arguments.add_option("--commands", options->commands,
+                        "Commands to the power converters (a voltage, a valve opening, a torque), "
+                        "in the same form");
+   arguments.add_option("--out", options->out,
+                        "Where to record: to .csv time, joint positions and velocities, and "
+                        "energy; to .xml the states");
+   arguments.add_option("--every", options->every, "Record every Nth step, the first and the last")
+      ->check(CLI::PositiveNumber)
+      ->capture_default_str();
+   arguments.add_option("--save", options->save,
+                        "Where to write the model in its last state, which is finite");
+   arguments.add_option("--plot", options->plot, "Where to draw joint positions over time, as SVG");
+   arguments.add_flag("--quiet", options->quiet, "Write nothing when all goes well");
+   arguments.footer(explanation);
+   return [options] { return simulate(*options); };
+}

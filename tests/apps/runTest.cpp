@@ -1,0 +1,290 @@
+#include "apps/zqsimFixture.h"
+
+#include "zqManipulator/foundation/xml/ZqXmlDocument.h"
+#include "zqManipulator/state/ZqManipulatorSystemState.h"
+
+#include <charconv>
+#include <cmath>
+#include <functional>
+#include <map>
+
+namespace
+{
+/// A table of numbers, by column.
+using Columns = std::map<std::string, std::vector<double>>;
+
+Columns readCsv(const std::string& fileName)
+{
+   std::istringstream file(contentOf(fileName));
+   std::string line;
+   std::string field;
+   std::getline(file, line);
+   std::vector<std::string> names;
+   for (std::istringstream head(line); std::getline(head, field, ',');)
+      names.push_back(field);
+   Columns columns;
+   while (std::getline(file, line))
+   {
+      std::size_t i = 0;
+      for (std::istringstream row(line); std::getline(row, field, ','); ++i)
+      {
+         double number = NAN;
+         const auto end = std::from_chars(field.data(), field.data() + field.size(), number);
+         EXPECT_TRUE(end.ptr == field.data() + field.size() && std::isfinite(number)) << line;
+         columns[names.at(i)].push_back(number);
+      }
+      EXPECT_EQ(i, names.size()) << line;
+   }
+   return columns;
+}
+
+const Change verticalAxis{"0.5 0.5 0.5 -0.5", "1 0 0 0"};
+const Change sliding{"rotational", "prismatic"};
+
+class ZqsimRun : public Zqsim
+{
+protected:
+   Columns simulate(const std::string& arguments, int code = 0) const
+   {
+      const std::string out = scratch("out.csv");
+      const Result result = run("run " + arguments + " --out " + out);
+      EXPECT_EQ(result.code, code) << arguments << '\n' << result.err;
+      return readCsv(out);
+   }
+};
+
+TEST_F(ZqsimRun, StepsAreThoseOfSemiImplicitEuler)
+{
+   // One joint of 1 kg (m^2), so that its acceleration and its energy can be told by hand.
+   constexpr double g = 9.80665;
+   struct Case
+   {
+      std::string model;
+      std::function<double(double)> acceleration;
+      std::function<double(double)> height;
+   };
+   for (const Case& c : {Case{changed("pendulum", {verticalAxis, sliding}),
+                              [](double) { return -g; }, [](double q) { return q; }},
+                         Case{model("pendulum"), [](double q) { return -g * std::sin(q); },
+                              [](double q) { return -std::cos(q); }}})
+   {
+      for (const std::string solver : {"crbi", "arbi"})
+      {
+         SCOPED_TRACE(c.model + solver);
+         // The last step is half a step.
+         const Columns columns =
+            simulate(c.model + " --time 1.0005 --dt 0.001 --every 100 --solver " + solver);
+         const auto& times = columns.at("time");
+         ASSERT_EQ(times.size(), 12U);
+         EXPECT_EQ(times.back(), 1.0005);
+         double q = 0.5;
+         double v = 0.0;
+         for (int k = 0, row = 0; k <= 1001; ++k)
+         {
+            const double t = k <= 1000 ? k * 0.001 : 1.0005;
+            if (k > 0)
+            {
+               const double dt = t - (k - 1) * 0.001;
+               v += dt * c.acceleration(q);
+               q += dt * v;
+            }
+            if (k % 100 != 0 && k != 1001)
+               continue;
+            constexpr double roundings = 1e-11; // of a thousand steps
+            EXPECT_EQ(times[row], t);
+            EXPECT_NEAR(columns.at("pendulum/bob position")[row], q, roundings);
+            EXPECT_NEAR(columns.at("pendulum/bob velocity")[row], v, roundings);
+            EXPECT_NEAR(columns.at("kinetic energy")[row], 0.5 * v * v, 10 * roundings);
+            EXPECT_NEAR(columns.at("potential energy")[row], g * c.height(q), 10 * roundings);
+            ++row;
+         }
+      }
+   }
+}
+
+TEST_F(ZqsimRun, RunsRepeatAndSolversAgree)
+{
+   const std::string arguments = "run " + model("puma560") + " --time 0.5 --quiet --out ";
+   for (const std::string file : {"a.csv", "b.csv", "a.xml", "b.xml"})
+      EXPECT_EQ(run(arguments + scratch(file)).out, "");
+   EXPECT_EQ(contentOf(scratch("a.csv")), contentOf(scratch("b.csv")));
+   EXPECT_EQ(contentOf(scratch("a.xml")), contentOf(scratch("b.xml")));
+
+   const Columns crbi = readCsv(scratch("a.csv"));
+   const Columns arbi = simulate(model("puma560") + " --time 0.5 --solver arbi");
+   for (const auto& [name, numbers] : crbi)
+      for (std::size_t i = 0; i < numbers.size(); ++i)
+         ASSERT_NEAR(numbers[i], arbi.at(name)[i], 1e-9) << name;
+
+   ZqXmlVectorType<ZqManipulatorSystemState> states;
+   ASSERT_TRUE(Zq::load(states, scratch("a.xml")));
+   ASSERT_EQ(states.size(), 501U);
+   EXPECT_EQ(states[500].time(), 0.5);
+   EXPECT_EQ(states[500].positionStates()[0].jointPositions()[1],
+             crbi.at("puma560/upperArm position").back());
+}
+
+TEST_F(ZqsimRun, JointsStopAtTheirLimits)
+{
+   const std::string arguments = model("planarTwoLink") + " --time 4";
+   const Json limits = runForJson("run " + arguments).at("limits");
+   ASSERT_FALSE(limits.empty());
+   const Columns columns = simulate(arguments);
+   const double limit = 170.0 * M_PI / 180.0;
+   for (const std::string link : {"upperArm", "forearm"})
+      for (const double q : columns.at("arm/" + link + " position"))
+         ASSERT_TRUE(std::abs(q) <= limit) << link;
+   // A stop takes energy, and never gives any.
+   const auto& energy = columns.at("total energy");
+   const auto hit =
+      static_cast<std::size_t>(std::lround(limits[0].at("time").get<double>() / 0.001));
+   EXPECT_LT(energy[hit], energy[hit - 1]);
+   for (std::size_t i = 1; i < energy.size(); ++i)
+      ASSERT_LT(energy[i], energy[i - 1] + 0.02) << i; // the error of a step
+}
+
+TEST_F(ZqsimRun, AMotorReachesItsSteadySpeed)
+{
+   // u = i R + w K and K i = B w, with the circuit a hundred times faster than the step.
+   const std::string drive =
+      "<zqMechanicalActuatorComponentContainer><zqMechanicalActuatorComponent>"
+      "<inertia>0.0001</inertia><frictionCoefficient>0.002</frictionCoefficient>"
+      "<gearRatio>50</gearRatio></zqMechanicalActuatorComponent>"
+      "</zqMechanicalActuatorComponentContainer><powerConverterContainer><dcElectricMotor>"
+      "<armatureInductance>1e-5</armatureInductance><armatureResistance>1</armatureResistance>"
+      "<torqueConstant>0.05</torqueConstant></dcElectricMotor></powerConverterContainer>";
+   const std::string file =
+      changed("pendulum", {verticalAxis,
+                           {"<zqMechanicalActuatorComponentContainer/>", drive},
+                           {"<powerConverterContainer/>", ""}});
+   const Columns columns = simulate(file + " --time 2 --commands 12 --every 500");
+   const double w = 12 * 0.05 / (0.002 * 1 + 0.05 * 0.05);
+   EXPECT_NEAR(columns.at("pendulum/bob velocity").back(), w / 50, 1e-6 * w);
+}
+
+TEST_F(ZqsimRun, WhatIsAttachedStaysAttached)
+{
+   const std::string last = scratch("last.xml");
+   const Result result =
+      run("run " + model("twoArms") + " --time 0.2 --torques '50' --save " + last);
+   EXPECT_EQ(result.code, 0) << result.err;
+   EXPECT_EQ(run("check " + last).out, last + ": nothing to complain of\n");
+   EXPECT_EQ(runForJson("info " + last).at("time"), 0.2);
+}
+
+TEST_F(ZqsimRun, ADivergingRunKeepsWhatWasFinite)
+{
+   // More friction than explicit steps of this length can bear, on a joint without limits.
+   const std::string limit = "2.9670597283903604<";
+   const std::string arm =
+      changed("planarTwoLink", {{"<frictionCoefficient>0<", "<frictionCoefficient>1e5<"},
+                                {"<lowerLimit>-" + limit, "<lowerLimit>-1e300<"},
+                                {"<upperLimit>" + limit, "<upperLimit>1e300<"}}) +
+      " --time 1";
+   const std::string last = scratch("last.xml");
+   const Columns columns = simulate(arm + " --plot " + scratch("plot.svg"), 4);
+   const Json data = runForJson("run " + arm + " --save " + last, 4);
+   EXPECT_EQ(data.at("divergence").at("link"), "upperArm");
+   EXPECT_LT(columns.at("time").back(), data.at("divergence").at("time"));
+   EXPECT_EQ(runForJson("info " + last).at("time"), data.at("time"));
+   EXPECT_EQ(contentOf(scratch("plot.svg")).find("nan"), std::string::npos);
+
+   const Result result = run(
+      "run " + changed("pendulum", {verticalAxis, sliding, {">0.5<", ">1e308<"}}) + " --time 1");
+   EXPECT_EQ(result.code, 4);
+   EXPECT_NE(result.err.find("at 0 s: the energy of joint bob of pendulum"), std::string::npos)
+      << result.err;
+}
+
+TEST_F(ZqsimRun, AnInterruptionEndsTheStepAndTheFiles)
+{
+   const std::string out = scratch("states.xml");
+   const Result result = run("run " + model("pendulum") + " --time 1e6 --json --every 1000 --out " +
+                                out + " --plot " + scratch("plot.svg"),
+                             "timeout --preserve-status --signal=INT 1");
+   EXPECT_EQ(result.code, 130);
+   EXPECT_NE(result.err.find("interrupted at"), std::string::npos) << result.err;
+   const Json data = Json::parse(result.out);
+   EXPECT_EQ(data.at("end"), "interrupted");
+   ZqXmlVectorType<ZqManipulatorSystemState> states;
+   ASSERT_TRUE(Zq::load(states, out));
+   EXPECT_EQ(states[states.size() - 1].time(), data.at("time"));
+   EXPECT_NE(contentOf(scratch("plot.svg")).find("</svg>"), std::string::npos);
+}
+
+TEST_F(ZqsimRun, APlotIsADocumentWithALineForEachJoint)
+{
+   const std::string plot = scratch("plot.svg");
+   const std::string file = changed("planarTwoLink", {{">forearm<", ">fore&amp;arm&lt;<"}});
+   EXPECT_EQ(run("run " + file + " --time 3 --dt 0.0005 --plot " + plot).code, 0);
+   const std::string svg = contentOf(plot);
+   for (const char* label : {">upperArm<", ">fore&amp;arm&lt;<", ">angle (rad)<", ">time (s)<"})
+      EXPECT_NE(svg.find(label), std::string::npos) << label;
+   EXPECT_EQ(std::system(("xmllint --noout " + plot).c_str()), 0);
+   EXPECT_EQ(svg.find("nan"), std::string::npos);
+   EXPECT_LT(svg.size(), 50000U);
+}
+
+TEST_F(ZqsimRun, ProgressIsShownOnATerminalOnly)
+{
+   const std::string command = "run " + model("pendulum") + " --time 300";
+   EXPECT_EQ(run(command).err, "");
+   const Result result = run("", "script -qec '" ZQSIM " " + command + "' /dev/null #");
+   EXPECT_NE(result.out.find("x real time  0:0"), std::string::npos) << result.out;
+}
+
+TEST_F(ZqsimRun, WrongOptionsAreToldBeforeARun)
+{
+   const std::string arm = model("planarTwoLink");
+   const std::string here = scratch("");
+   std::filesystem::copy(arm, scratch("arm.xml"));
+   struct Case
+   {
+      std::string arguments;
+      int code;
+      std::string message;
+   };
+   for (const auto& [arguments, code, message] : std::initializer_list<Case>{
+           {arm, 2, "--time"},
+           {arm + " --time 0", 2, "--time: \"0\" is not a number above zero"},
+           {arm + " --time -1", 2, "\"-1\" is not a number above zero"},
+           {arm + " --time nan", 2, "\"nan\" is not a finite number"},
+           {arm + " --time '1 2'", 2, "\"1 2\" is not"},
+           {arm + " --time 1 --dt 0", 2, "--dt: \"0\""},
+           {arm + " --time 1 --dt -0.1", 2, "--dt: \"-0.1\""},
+           {arm + " --time 1 --dt inf", 2, "--dt: \"inf\""},
+           {arm + " --time 1 --dt 2", 2, "a step of 2 s is longer than --time, 1 s"},
+           {arm + " --time 1 --dt 1e-300", 2, "too short"},
+           {changed("pendulum", {{"<time>0<", "<time>1e20<"}}) + " --time 1", 2, "too short"},
+           {arm + " --time 1 --every 0", 2, "--every"},
+           {arm + " --time 1 --solver abc", 2, "--solver"},
+           {arm + " --time 1 --torques '1 2 3'", 2, "has 2 joints, but received 3"},
+           {arm + " --time 1 --commands 'nan'", 2, "--commands: \"nan\""},
+           {arm + " --time 1 --out states.txt", 2, "ends neither in .csv nor in .xml"},
+           {here + "arm.xml --time 1 --out " + here + "arm.xml", 2, "is the file of MODEL"},
+           {arm + " --time 1 --plot p.xml --save p.xml", 2, "is the file of --save"},
+           {arm + " --time 1 --save " + here + "none/a.xml", 1, "there is no directory"},
+           {arm + " --time 1 --out " + here + "none/a.csv", 1, "No such file or directory"},
+           {arm + " --time 1 --out /dev/full/a.csv", 1, "/dev/full/a.csv: "},
+           {arm + " --time 1 --plot /dev/full", 1, "No space left"},
+           {here + "none.xml --time 1", 3, "cannot be opened"}})
+   {
+      const Result result = run("run " + arguments);
+      EXPECT_EQ(result.code, code) << arguments;
+      EXPECT_EQ(result.out, "") << arguments;
+      EXPECT_EQ(result.err.find('\n') + 1, result.err.size()) << result.err;
+      EXPECT_NE(result.err.find(message), std::string::npos) << arguments << '\n' << result.err;
+   }
+}
+
+TEST_F(ZqsimRun, InputsWithoutEffectAreWarnings)
+{
+   const Result result = run("run " + model("pendulum") + " --time 0.01 --torques 1 --quiet");
+   EXPECT_EQ(result.code, 0);
+   EXPECT_EQ(result.err, "zqsim: warning: joint bob of pendulum has no drive train, and passes no "
+                         "torque\n");
+   EXPECT_EQ(run("run " + model("planarTwoLink") + " --time 0.01 --commands '0 2' --quiet").err,
+             "zqsim: warning: joint forearm of arm has no power converter, and passes no "
+             "command\n");
+}
+} // namespace
