@@ -45,7 +45,8 @@ public:
       model.setIsFixedBase(kind.isFixedBase);
       position = randomPosition(random, model);
       velocity = randomVelocity();
-      for (index = 0; index < random.index(0, 2); ++index)
+      const ZqU32 others = random.index(0, 2);
+      for (index = 0; index < others; ++index)
          system.addManipulator(randomManipulator(random, 3));
       system.addManipulator(model, position, velocity);
 

@@ -96,11 +96,10 @@ TEST(DynamicsTruth, MassMatrixIsThatOfThePointsOfMassAndOfInverseDynamics)
             weight[i][0] += inSystem[i][n + k] * scene.gravity[k];
       }
       const ZqOrientation q = scene.baseAxes();
-      for (std::size_t i = 0; i < 3; ++i)
+      const ZqVector axes[] = {q.xAxis(), q.yAxis(), q.zAxis()};
+      for (std::size_t i = 0; i < 6; ++i)
          for (std::size_t j = 0; j < 3; ++j)
-            toSystem[n + i][n + j] = toSystem[n + 3 + i][n + 3 + j] = (j == 0   ? q.xAxis()
-                                                                       : j == 1 ? q.yAxis()
-                                                                                : q.zAxis())[i];
+            toSystem[n + i][n + i / 3 * 3 + j] = axes[j][i % 3];
       ZqReArray inBase;
       toSystem.leftTransposeTransform(inSystem, inBase);
 
