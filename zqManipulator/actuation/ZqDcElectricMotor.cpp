@@ -3,6 +3,8 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/state/ZqActuatorState.h"
 
+template class ZqXmlClass<ZqDcElectricMotor, ZqBasePowerConverter>;
+
 ZqReal ZqDcElectricMotor::outputTorque(ZqReal, ZqActuatorState& state) const
 {
    const ZqU32 j = jointIndex();

@@ -70,3 +70,5 @@ private:
    ZqReal m_noLoadCurrent = 0.0;
    ZqReal m_stallTorque = 0.0;
 };
+
+extern template class ZqXmlClass<ZqDcElectricMotor, ZqBasePowerConverter>;

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cmath>
 
+template class ZqXmlClass<ZqHydraulicCylinder, ZqBasePowerConverter>;
+
 ZqReal ZqHydraulicCylinder::outputTorque(ZqReal, ZqActuatorState& state) const
 {
    const ZqU32 j = jointIndex();

@@ -101,3 +101,5 @@ private:
    ZqReal m_fluidVolume2 = 0.0;
    ZqReal m_maximumFluidLength = 0.0;
 };
+
+extern template class ZqXmlClass<ZqHydraulicCylinder, ZqBasePowerConverter>;

@@ -3,6 +3,8 @@
 #include "zqManipulator/actuation/ZqOldJointActuator.h"
 #include "zqManipulator/actuation/ZqPassThroughPowerConverter.h"
 
+template class ZqXmlClass<ZqJointActuator, ZqBaseJointActuator>;
+
 bool ZqJointActuator::read(ZqXmlReader& reader)
 {
    const bool wasRead = ZqXmlClass::read(reader);

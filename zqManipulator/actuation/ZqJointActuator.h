@@ -167,3 +167,5 @@ private:
    GearheadData m_gearheadData;
    const ZqManipulatorLink* m_manipulatorLink = nullptr; ///< not owned
 };
+
+extern template class ZqXmlClass<ZqJointActuator, ZqBaseJointActuator>;

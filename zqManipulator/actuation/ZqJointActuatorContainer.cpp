@@ -2,6 +2,8 @@
 
 #include "zqManipulator/actuation/ZqOldJointActuator.h"
 
+template class ZqXmlVariableType<ZqBaseJointActuator>;
+template class ZqXmlSingleVariableType<ZqBaseJointActuator, ZqXmlClonePointer<ZqBaseJointActuator>>;
 template class ZqBaseExpressionTreeContainer<ZqBaseJointActuator>;
 
 ZqXmlObject* ZqJointActuatorContainer::clone() const

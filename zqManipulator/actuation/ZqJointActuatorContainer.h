@@ -2,6 +2,9 @@
 
 #include "zqManipulator/actuation/ZqBaseJointActuator.h"
 
+extern template class ZqXmlVariableType<ZqBaseJointActuator>;
+extern template class ZqXmlSingleVariableType<ZqBaseJointActuator,
+                                              ZqXmlClonePointer<ZqBaseJointActuator>>;
 extern template class ZqBaseExpressionTreeContainer<ZqBaseJointActuator>;
 
 /// A container of at most one drive, of the only class of former times (`ZqOldJointActuator`).

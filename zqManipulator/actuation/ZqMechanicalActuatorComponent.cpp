@@ -2,6 +2,11 @@
 
 #include <typeinfo>
 
+template class ZqXmlClass<ZqMechanicalActuatorComponent, ZqBaseExpressionTreeElement>;
+
+template class ZqXmlVariableType<ZqMechanicalActuatorComponent>;
+template class ZqXmlSingleVariableType<ZqMechanicalActuatorComponent,
+                                       ZqXmlClonePointer<ZqMechanicalActuatorComponent>>;
 template class ZqBaseExpressionTreeContainer<ZqMechanicalActuatorComponent>;
 
 bool ZqMechanicalActuatorComponent::operator==(const ZqMechanicalActuatorComponent& other) const

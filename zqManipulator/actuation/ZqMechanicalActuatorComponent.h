@@ -201,6 +201,9 @@ private:
    ZqReal m_maxEfficiency = 1.0;
 };
 
+extern template class ZqXmlVariableType<ZqMechanicalActuatorComponent>;
+extern template class ZqXmlSingleVariableType<ZqMechanicalActuatorComponent,
+                                              ZqXmlClonePointer<ZqMechanicalActuatorComponent>>;
 extern template class ZqBaseExpressionTreeContainer<ZqMechanicalActuatorComponent>;
 
 /// A container of at most one drive train. Without one it gives no torque.
@@ -233,3 +236,5 @@ public:
    }
    /// @}
 };
+
+extern template class ZqXmlClass<ZqMechanicalActuatorComponent, ZqBaseExpressionTreeElement>;

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <typeinfo>
 
+template class ZqXmlClass<ZqOldJointActuator, ZqBaseJointActuator>;
+
 bool ZqOldJointActuator::operator==(const ZqOldJointActuator& other) const
 {
    return std::apply([&](const auto&... component)

@@ -142,3 +142,5 @@ private:
    ZqReal m_minTorque = -1e300;
    ZqReal m_maxTorque = 1e300;
 };
+
+extern template class ZqXmlClass<ZqOldJointActuator, ZqBaseJointActuator>;

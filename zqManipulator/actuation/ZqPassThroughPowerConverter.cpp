@@ -1,5 +1,7 @@
 #include "zqManipulator/actuation/ZqPassThroughPowerConverter.h"
 
+template class ZqXmlClass<ZqPassThroughPowerConverter, ZqBasePowerConverter>;
+
 ZqReal ZqPassThroughPowerConverter::outputTorque(ZqReal input, ZqActuatorState&) const
 {
    limitOutputTorque(input);

@@ -16,3 +16,5 @@ public:
    void computeStateDerivatives(ZqReal input, ZqActuatorState& state,
                                 ZqXmlVectorBasicType<ZqReal>& derivatives) const override;
 };
+
+extern template class ZqXmlClass<ZqPassThroughPowerConverter, ZqBasePowerConverter>;

@@ -4,6 +4,9 @@
 #include "zqManipulator/actuation/ZqHydraulicCylinder.h"
 #include "zqManipulator/actuation/ZqPassThroughPowerConverter.h"
 
+template class ZqXmlVariableType<ZqBasePowerConverter>;
+template class ZqXmlSingleVariableType<ZqBasePowerConverter,
+                                       ZqXmlClonePointer<ZqBasePowerConverter>>;
 template class ZqBaseExpressionTreeContainer<ZqBasePowerConverter>;
 
 ZqXmlObject* ZqPowerConverterContainer::clone() const

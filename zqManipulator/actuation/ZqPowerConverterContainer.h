@@ -2,6 +2,9 @@
 
 #include "zqManipulator/actuation/ZqBasePowerConverter.h"
 
+extern template class ZqXmlVariableType<ZqBasePowerConverter>;
+extern template class ZqXmlSingleVariableType<ZqBasePowerConverter,
+                                              ZqXmlClonePointer<ZqBasePowerConverter>>;
 extern template class ZqBaseExpressionTreeContainer<ZqBasePowerConverter>;
 
 /// A container of at most one power converter. Without one there are no state variables, and no

@@ -1,5 +1,7 @@
 #include "zqManipulator/contact/ZqCollisionExclusionData.h"
 
+template class ZqXmlClass<ZqCollisionExclusionData>;
+
 void ZqCollisionExclusionData::addCollisionExclusionMap(const ZqString& name,
                                                         const ZqSystemCollisionExclusionMap& map)
 {

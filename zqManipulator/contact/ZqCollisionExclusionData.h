@@ -36,3 +36,5 @@ private:
    SystemMaps m_systemMaps;
    SelfCollisionMaps m_selfCollision;
 };
+
+extern template class ZqXmlClass<ZqCollisionExclusionData>;

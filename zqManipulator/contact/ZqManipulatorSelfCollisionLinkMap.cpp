@@ -5,6 +5,7 @@
 #include <algorithm>
 
 template class ZqXmlMapType<ZqString, ZqXmlMapType<ZqString, bool>>;
+template class ZqXmlMapType<ZqString, bool>;
 
 namespace
 {

@@ -41,3 +41,5 @@ public:
    /// Whether a pair of the table that the link is in, be it with itself, is excluded.
    bool linkHasExclusionCandidate(const ZqString& label) const;
 };
+
+extern template class ZqXmlMapType<ZqString, bool>;

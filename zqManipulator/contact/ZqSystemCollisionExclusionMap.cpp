@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+template class ZqXmlClass<ZqSystemCollisionExclusionMap>;
+
 template class ZqXmlMapType<ZqU32, ZqXmlSetType<ZqU32>>;
 template class ZqXmlMapType<ZqManipulatorLinkIdentifier, ZqXmlSetType<ZqU32>>;
 template class ZqXmlMapType<ZqManipulatorLinkIdentifier, ZqXmlSetType<ZqManipulatorLinkIdentifier>>;

@@ -145,3 +145,5 @@ private:
    std::vector<std::pair<ZqManipulatorLinkIndex, ZqU32>> m_linkManipulatorIndices;
    std::vector<std::pair<ZqManipulatorLinkIndex, ZqManipulatorLinkIndex>> m_linkIndices;
 };
+
+extern template class ZqXmlClass<ZqSystemCollisionExclusionMap>;

@@ -2,6 +2,8 @@
 
 #include "zqManipulator/dynamics/ZqInertiaKernels.h"
 
+template class ZqXmlClass<ZqArticulatedBodyDynamics>;
+
 namespace
 {
 /// u (torque - s . bias) / d, and zero for a d of zero.

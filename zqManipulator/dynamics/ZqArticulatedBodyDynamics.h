@@ -96,3 +96,5 @@ private:
    ZqArticulatedBodyInertia m_inertia;
    ZqGeneralForce m_bias;
 };
+
+extern template class ZqXmlClass<ZqArticulatedBodyDynamics>;

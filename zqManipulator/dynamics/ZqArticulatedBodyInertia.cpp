@@ -9,6 +9,8 @@
 #include <cmath>
 #include <limits>
 
+template class ZqXmlClass<ZqArticulatedBodyInertia>;
+
 using zqInertiaKernels::Articulated;
 using zqInertiaKernels::Symmetric;
 

@@ -149,3 +149,5 @@ private:
    ZqSpatialMatrix m_crossMatrix;
    bool m_isRigid = true;
 };
+
+extern template class ZqXmlClass<ZqArticulatedBodyInertia>;

@@ -1,5 +1,7 @@
 #include "zqManipulator/dynamics/ZqExternalForceDescription.h"
 
+template class ZqXmlClass<ZqExternalForceDescription>;
+
 const ZqLineSegment& ZqExternalForceDescription::representativeForceVector() const
 {
    const ZqVector& f = m_externalLinkForce.force();

@@ -56,3 +56,5 @@ private:
    mutable ZqLineSegment m_representativeLine;
    bool m_valid = false;
 };
+
+extern template class ZqXmlClass<ZqExternalForceDescription>;

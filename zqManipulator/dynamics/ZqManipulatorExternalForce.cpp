@@ -1,5 +1,7 @@
 #include "zqManipulator/dynamics/ZqManipulatorExternalForce.h"
 
+template class ZqXmlClass<ZqManipulatorExternalForce>;
+
 template class ZqXmlVectorType<ZqGeneralForce>;
 
 const ZqGeneralForce& ZqManipulatorExternalForce::outOfRange(unsigned int index)

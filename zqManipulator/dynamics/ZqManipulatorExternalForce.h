@@ -62,3 +62,5 @@ private:
    ZqXmlVectorType<ZqGeneralForce> m_linkForces;
    ZqGeneralForce m_baseForce;
 };
+
+extern template class ZqXmlClass<ZqManipulatorExternalForce>;

@@ -2,6 +2,8 @@
 
 #include "zqManipulator/foundation/log/ZqPrint.h"
 
+template class ZqXmlClass<ZqManipulatorTorque>;
+
 const ZqManipulatorTorque& ZqManipulatorTorque::nullObject()
 {
    // Never destroyed, so that it serves the destructors of static objects as well.

@@ -36,3 +36,5 @@ private:
    ZqXmlVectorBasicType<ZqReal> m_jointTorques;
    ZqGeneralForce m_generalForce;
 };
+
+extern template class ZqXmlClass<ZqManipulatorTorque>;

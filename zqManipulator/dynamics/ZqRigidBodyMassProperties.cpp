@@ -9,6 +9,8 @@
 #include <array>
 #include <cmath>
 
+template class ZqXmlClass<ZqRigidBodyMassProperties>;
+
 using zqInertiaKernels::Symmetric;
 
 namespace

@@ -194,3 +194,5 @@ private:
    mutable ZqReArray m_cholesky;
    mutable bool m_choleskyValid = false;
 };
+
+extern template class ZqXmlClass<ZqRigidBodyMassProperties>;

@@ -9,6 +9,8 @@
 #include <array>
 #include <cmath>
 
+template class ZqXmlClass<ZqDenavitHartenberg, ZqLinkKinematics>;
+
 namespace
 {
 const ZqXmlEnumeration& jointTypeEnumeration()

@@ -149,3 +149,5 @@ private:
    mutable ZqReal m_lastJointPosition = 0.0;
    mutable ZqBoolean m_transformValid = false;
 };
+
+extern template class ZqXmlClass<ZqDenavitHartenberg, ZqLinkKinematics>;

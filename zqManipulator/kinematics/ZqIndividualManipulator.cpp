@@ -8,6 +8,9 @@
 #include <string_view>
 #include <utility>
 
+template class ZqXmlClass<ZqIndividualManipulator, ZqManipulatorLink>;
+template class ZqXmlVectorType<ZqIndividualManipulator>;
+
 ZqIndividualManipulator::ZqIndividualManipulator()
 {
    ZqManipulatorLink::setLinkIndex(ZqBaseLinkIndex);

@@ -312,3 +312,6 @@ private:
    ZqIndividualManipulator* m_concreteReference = this; ///< not owned
    mutable ZqPropagationResultData m_propagationResult; ///< scratch
 };
+
+extern template class ZqXmlClass<ZqIndividualManipulator, ZqManipulatorLink>;
+extern template class ZqXmlVectorType<ZqIndividualManipulator>;

@@ -5,6 +5,8 @@
 
 #include <typeinfo>
 
+template class ZqXmlVariableType<ZqLinkKinematics>;
+template class ZqXmlSingleVariableType<ZqLinkKinematics, ZqXmlClonePointer<ZqLinkKinematics>>;
 template class ZqBaseExpressionTreeContainer<ZqLinkKinematics>;
 
 // Constants, so that they serve the initialisers of static objects too.

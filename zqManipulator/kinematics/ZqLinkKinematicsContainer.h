@@ -2,6 +2,9 @@
 
 #include "zqManipulator/kinematics/ZqLinkKinematics.h"
 
+extern template class ZqXmlVariableType<ZqLinkKinematics>;
+extern template class ZqXmlSingleVariableType<ZqLinkKinematics,
+                                              ZqXmlClonePointer<ZqLinkKinematics>>;
 extern template class ZqBaseExpressionTreeContainer<ZqLinkKinematics>;
 
 /// A container of at most one joint. Without one, every query has a neutral answer, so that a link

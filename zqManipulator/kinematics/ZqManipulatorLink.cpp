@@ -7,6 +7,12 @@
 #include <algorithm>
 #include <utility>
 
+template class ZqXmlClass<ZqManipulatorLink>;
+template class ZqXmlVectorType<ZqManipulatorLink>;
+template class ZqXmlMapType<ZqString, ZqRigidBodyMassProperties>;
+template class ZqXmlMapType<ZqString, ZqVector>;
+template class ZqXmlMapType<ZqString, ZqCoordinateSystemTransformation>;
+
 constinit const ZqCoordinateSystemTransformation ZqManipulatorLink::m_theDummyTransformation;
 
 ZqManipulatorLink::ZqManipulatorLink(const ZqManipulatorLink& other)

@@ -443,3 +443,9 @@ private:
    ZqOldJointActuator m_oldJointActuator;
    ZqJointActuatorContainer m_oldJointActuatorContainer;
 };
+
+extern template class ZqXmlClass<ZqManipulatorLink>;
+extern template class ZqXmlVectorType<ZqManipulatorLink>;
+extern template class ZqXmlMapType<ZqString, ZqRigidBodyMassProperties>;
+extern template class ZqXmlMapType<ZqString, ZqVector>;
+extern template class ZqXmlMapType<ZqString, ZqCoordinateSystemTransformation>;

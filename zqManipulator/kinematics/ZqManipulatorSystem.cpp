@@ -8,6 +8,8 @@
 #include <cmath>
 #include <numeric>
 
+template class ZqXmlClass<ZqManipulatorSystem>;
+
 ZqManipulatorSystem::ZqManipulatorSystem()
 {
    // Small scenes grow without moving their manipulators.

@@ -171,3 +171,5 @@ private:
    /// The manipulators that are references, by the label that they refer to, since the last mapping.
    std::multimap<ZqString, ZqU32> m_references;
 };
+
+extern template class ZqXmlClass<ZqManipulatorSystem>;

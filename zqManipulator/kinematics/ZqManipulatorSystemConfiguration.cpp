@@ -2,6 +2,8 @@
 
 #include "zqManipulator/kinematics/ZqManipulatorSystem.h"
 
+template class ZqXmlClass<ZqManipulatorSystemConfiguration>;
+
 void ZqManipulatorSystemConfiguration::shiftManipulatorIndices(ZqU32 shift)
 {
    m_attachmentMap.shiftManipulatorIndices(shift);

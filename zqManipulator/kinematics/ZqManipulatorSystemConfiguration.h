@@ -61,3 +61,5 @@ private:
    ZqSystemCollisionExclusionMap m_collisionExclusionMapForCA;
    ZqUncopied<const ZqManipulatorSystem*> m_manipulatorSystem; ///< not owned
 };
+
+extern template class ZqXmlClass<ZqManipulatorSystemConfiguration>;

@@ -72,3 +72,6 @@ private:
    bool m_isManipulatorReferencedBy = false;
    ZqString m_referencedManipulatorLabel;
 };
+
+extern template class ZqXmlClass<ZqLinkReferenceDescription>;
+extern template class ZqXmlClass<ZqManipulatorReferenceDescription>;

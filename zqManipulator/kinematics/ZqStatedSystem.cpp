@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <utility>
 
+template class ZqXmlClass<ZqStatedSystem>;
+
 ZqStatedSystem::ZqStatedSystem()
 {
    attachConfiguration();

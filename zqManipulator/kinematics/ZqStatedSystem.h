@@ -244,3 +244,5 @@ private:
    mutable bool m_selectionDataChanged = false;
    mutable bool m_transparentDisplay = false;
 };
+
+extern template class ZqXmlClass<ZqStatedSystem>;

@@ -7,6 +7,8 @@
 #include "zqManipulator/simulation/ZqPropagationResultData.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
+template class ZqXmlClass<ZqComPolygonalStoppingCriterion, ZqBaseStoppingCriterion>;
+
 bool ZqComPolygonalStoppingCriterion::read(ZqXmlReader& reader)
 {
    const bool succeeded = ZqXmlClass::read(reader);

@@ -60,3 +60,5 @@ private:
    ZqCoordinateSystemTransformation m_planeFrame; ///< in the reference frame
    std::vector<ZqPlanarVector> m_planarVertices;  ///< in the plane frame
 };
+
+extern template class ZqXmlClass<ZqComPolygonalStoppingCriterion, ZqBaseStoppingCriterion>;

@@ -4,6 +4,8 @@
 #include "zqManipulator/kinematics/ZqIndividualManipulator.h"
 #include "zqManipulator/state/ZqManipulatorActiveState.h"
 
+template class ZqXmlClass<ZqDamperProperties>;
+
 ZqReal ZqDamperProperties::torque(const ZqIndividualManipulator& manipulator,
                                   const ZqVelocityState& state) const
 {

@@ -57,3 +57,5 @@ private:
    Reals m_weightingFactors;
    Labels m_associatedJoints;
 };
+
+extern template class ZqXmlClass<ZqDamperProperties>;

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+template class ZqXmlClass<ZqLinearStateEqualityConstraint, ZqBaseStateEqualityConstraint>;
+
 ZqU32 ZqLinearStateEqualityConstraint::doc() const
 {
    return std::min({m_weightedSums.size(), m_baseWeights.size(), m_jointWeights.size()});

@@ -47,3 +47,5 @@ private:
    Weights m_baseWeights;
    ZqXmlVectorBasicType<ZqReal> m_weightedSums;
 };
+
+extern template class ZqXmlClass<ZqLinearStateEqualityConstraint, ZqBaseStateEqualityConstraint>;

@@ -4,6 +4,8 @@
 #include "zqManipulator/kinematics/ZqIndividualManipulator.h"
 #include "zqManipulator/state/ZqManipulatorActiveState.h"
 
+template class ZqXmlClass<ZqLinkAttachment, ZqManipulatorLinkIdentifier>;
+
 namespace
 {
 void store(const ZqVector& linear, const ZqVector& angular, ZqReal* values)

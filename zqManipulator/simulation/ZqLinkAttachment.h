@@ -39,3 +39,5 @@ public:
 private:
    ZqCoordinateSystemTransformation m_frame;
 };
+
+extern template class ZqXmlClass<ZqLinkAttachment, ZqManipulatorLinkIdentifier>;

@@ -8,6 +8,8 @@
 #include <unordered_set>
 #include <utility>
 
+template class ZqXmlClass<ZqManipulatorAttachmentMap>;
+
 template class ZqXmlVectorType<ZqManipulatorAttachmentChange>;
 
 namespace

@@ -116,3 +116,5 @@ private:
    ZqManipulatorAttachmentChange m_lastAttachmentChange;
    ChangeVector m_attachmentChangeVector;
 };
+
+extern template class ZqXmlClass<ZqManipulatorAttachmentMap>;

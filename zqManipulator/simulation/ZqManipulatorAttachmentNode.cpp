@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <utility>
 
+template class ZqXmlClass<ZqManipulatorAttachmentNode>;
+
 template class ZqXmlVectorType<ZqManipulatorAttachmentNode>;
 
 ZqManipulatorAttachmentNode::ZqManipulatorAttachmentNode(const ZqManipulatorAttachmentNode& other)

@@ -133,3 +133,5 @@ private:
 };
 
 extern template class ZqXmlVectorType<ZqManipulatorAttachmentNode>;
+
+extern template class ZqXmlClass<ZqManipulatorAttachmentNode>;

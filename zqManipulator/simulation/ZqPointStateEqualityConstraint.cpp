@@ -2,6 +2,8 @@
 
 #include "zqManipulator/kinematics/ZqIndividualManipulator.h"
 
+template class ZqXmlClass<ZqPointStateEqualityConstraint, ZqPointPairStateEqualityConstraint>;
+
 const ZqReArray&
 ZqPointStateEqualityConstraint::jacobian(const ZqIndividualManipulator& manipulator,
                                          const ZqPositionState& position) const

@@ -17,3 +17,6 @@ public:
    const ZqReArray& jacobian(const ZqIndividualManipulator& manipulator,
                              const ZqPositionState& position) const override;
 };
+
+extern template class ZqXmlClass<ZqPointStateEqualityConstraint,
+                                 ZqPointPairStateEqualityConstraint>;

@@ -1,5 +1,7 @@
 #include "zqManipulator/simulation/ZqPropagationResultData.h"
 
+template class ZqXmlClass<ZqPropagationResultData>;
+
 template class ZqXmlVectorType<ZqPropagationResultData>;
 
 const ZqString ZqPropagationResultData::m_theDescriptionSeparator = "; ";

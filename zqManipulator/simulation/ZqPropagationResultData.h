@@ -113,3 +113,5 @@ private:
 };
 
 extern template class ZqXmlVectorType<ZqPropagationResultData>;
+
+extern template class ZqXmlClass<ZqPropagationResultData>;

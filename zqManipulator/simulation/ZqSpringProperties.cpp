@@ -4,6 +4,8 @@
 #include "zqManipulator/kinematics/ZqIndividualManipulator.h"
 #include "zqManipulator/state/ZqManipulatorActiveState.h"
 
+template class ZqXmlClass<ZqSpringProperties>;
+
 ZqReal ZqSpringProperties::torque(const ZqIndividualManipulator& manipulator,
                                   const ZqPositionState& state) const
 {

@@ -62,3 +62,5 @@ private:
    Reals m_springOffsets;
    Labels m_associatedJoints;
 };
+
+extern template class ZqXmlClass<ZqSpringProperties>;

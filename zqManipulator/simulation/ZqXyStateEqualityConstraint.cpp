@@ -3,6 +3,8 @@
 #include "zqManipulator/foundation/algebra/ZqRotationMatrix.h"
 #include "zqManipulator/kinematics/ZqIndividualManipulator.h"
 
+template class ZqXmlClass<ZqXyStateEqualityConstraint, ZqPointPairStateEqualityConstraint>;
+
 const ZqReArray& ZqXyStateEqualityConstraint::jacobian(const ZqIndividualManipulator& manipulator,
                                                        const ZqPositionState& position) const
 {

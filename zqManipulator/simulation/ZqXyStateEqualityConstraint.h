@@ -54,3 +54,5 @@ protected:
 private:
    ZqOrientation m_xyOrientation;
 };
+
+extern template class ZqXmlClass<ZqXyStateEqualityConstraint, ZqPointPairStateEqualityConstraint>;

@@ -3,6 +3,8 @@
 #include "zqManipulator/state/ZqStateValues.h"
 #include "zqManipulator/state/ZqVelocityState.h"
 
+template class ZqXmlClass<ZqAccelerationState>;
+
 ZqAccelerationState ZqAccelerationState::zeroCompatibleState(const ZqVelocityState& velocityState)
 {
    ZqAccelerationState state;

@@ -51,3 +51,5 @@ private:
    ZqXmlVectorBasicType<ZqReal> m_jointAccelerations;
    ZqGeneralMotion m_generalAcceleration;
 };
+
+extern template class ZqXmlClass<ZqAccelerationState>;

@@ -1,5 +1,9 @@
 #include "zqManipulator/state/ZqActuatorState.h"
 
+template class ZqXmlClass<ZqActuatorState>;
+template class ZqXmlVectorType<ZqXmlBasicType<bool>>;
+template class ZqXmlVectorType<ZqXmlVectorBasicType<ZqReal>>;
+
 void ZqActuatorState::resize(unsigned jointCount)
 {
    for (Reals* reals :

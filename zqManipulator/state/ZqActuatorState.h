@@ -100,3 +100,7 @@ private:
    Reals m_reverseMotionPositions;
    RealLists m_powerConverterStates;
 };
+
+extern template class ZqXmlClass<ZqActuatorState>;
+extern template class ZqXmlVectorType<ZqXmlBasicType<bool>>;
+extern template class ZqXmlVectorType<ZqXmlVectorBasicType<ZqReal>>;

@@ -1,5 +1,8 @@
 #include "zqManipulator/state/ZqAttachmentState.h"
 
+template class ZqXmlClass<ZqAttachmentNodeState>;
+template class ZqXmlClass<ZqAttachmentMapState>;
+
 template class ZqXmlMapType<ZqU32, ZqAttachmentNodeState>;
 
 ZqAttachmentNodeState& ZqAttachmentMapState::manipulatorAttachmentState(unsigned manipulatorIndex)

@@ -101,3 +101,6 @@ private:
 };
 
 extern template class ZqXmlMapType<ZqU32, ZqAttachmentNodeState>;
+
+extern template class ZqXmlClass<ZqAttachmentNodeState>;
+extern template class ZqXmlClass<ZqAttachmentMapState>;

@@ -120,3 +120,5 @@ private:
    ZqUncopied<ZqGeneralMotion> m_momentumRateInLocal;
    ZqUncopied<ZqGeneralMotion> m_compositeMomentumRateInLocal;
 };
+
+extern template class ZqXmlClass<ZqLinkAccelerationState>;

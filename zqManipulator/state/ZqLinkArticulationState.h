@@ -82,3 +82,5 @@ private:
    ZqArticulatedBodyDynamics m_arbd;
    ZqGeneralMotion m_supplementalDhAcceleration;
 };
+
+extern template class ZqXmlClass<ZqLinkArticulationState>;

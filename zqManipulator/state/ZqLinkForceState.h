@@ -51,3 +51,5 @@ private:
    ZqGeneralForce m_dhFrameForceInLocal;
    ZqUncopied<ZqExternalForceDescription> m_externalForceDescription;
 };
+
+extern template class ZqXmlClass<ZqLinkForceState>;

@@ -31,3 +31,5 @@ private:
    bool m_crbiValid = false;
    ZqRigidBodyMassProperties m_crbi = ZqRigidBodyMassProperties::nullObject();
 };
+
+extern template class ZqXmlClass<ZqLinkMassState>;

@@ -93,3 +93,5 @@ private:
    ZqUncopied<ZqCoordinateSystemTransformation> m_dhTransform;
    ZqUncopied<ZqRotationMatrix> m_dhRotation;
 };
+
+extern template class ZqXmlClass<ZqLinkPositionState>;

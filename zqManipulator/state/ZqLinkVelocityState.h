@@ -112,3 +112,5 @@ private:
    ZqUncopied<ZqGeneralMotion> m_momentumInLocal;
    ZqUncopied<ZqGeneralMotion> m_compositeMomentumInLocal;
 };
+
+extern template class ZqXmlClass<ZqLinkVelocityState>;

@@ -98,3 +98,7 @@ public:
 private:
    ZqAccelerationState m_accelerationState;
 };
+
+extern template class ZqXmlClass<ZqManipulatorActiveAccelerationState>;
+extern template class ZqXmlVectorType<ZqLinkAccelerationState>;
+extern template class ZqLinkRecords<ZqManipulatorActiveAccelerationState, ZqLinkAccelerationState>;

@@ -59,3 +59,7 @@ public:
    /// Flags and values stay as they are.
    virtual void resize(ZqU32 count) { resizeRecords(count); }
 };
+
+extern template class ZqXmlClass<ZqManipulatorActiveArticulationState>;
+extern template class ZqXmlVectorType<ZqLinkArticulationState>;
+extern template class ZqLinkRecords<ZqManipulatorActiveArticulationState, ZqLinkArticulationState>;

@@ -2,6 +2,9 @@
 
 #include "zqManipulator/foundation/log/ZqPrint.h"
 
+template class ZqXmlClass<ZqManipulatorActiveForceState>;
+template class ZqLinkRecords<ZqManipulatorActiveForceState, ZqLinkForceState>;
+
 const ZqExternalForceDescription ZqManipulatorActiveForceState::m_theZeroForceDescription;
 
 const ZqExternalForceDescription&

@@ -50,3 +50,7 @@ protected:
 private:
    bool isInRange(ZqU32 index) const { return index == ZqBaseLinkIndex || index < m_links.size(); }
 };
+
+extern template class ZqXmlClass<ZqManipulatorActiveForceState>;
+extern template class ZqXmlVectorType<ZqLinkForceState>;
+extern template class ZqLinkRecords<ZqManipulatorActiveForceState, ZqLinkForceState>;

@@ -32,3 +32,7 @@ public:
    /// Flags and values stay as they are.
    virtual void resize(ZqU32 count) { resizeRecords(count); }
 };
+
+extern template class ZqXmlClass<ZqManipulatorActiveMassState>;
+extern template class ZqXmlVectorType<ZqLinkMassState>;
+extern template class ZqLinkRecords<ZqManipulatorActiveMassState, ZqLinkMassState>;

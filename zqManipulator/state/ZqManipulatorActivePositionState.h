@@ -62,3 +62,7 @@ private:
 
    ZqPositionState m_positionState;
 };
+
+extern template class ZqXmlClass<ZqManipulatorActivePositionState>;
+extern template class ZqXmlVectorType<ZqLinkPositionState>;
+extern template class ZqLinkRecords<ZqManipulatorActivePositionState, ZqLinkPositionState>;

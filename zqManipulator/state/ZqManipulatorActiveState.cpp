@@ -1,5 +1,8 @@
 #include "zqManipulator/state/ZqManipulatorActiveState.h"
 
+template class ZqXmlClass<ZqManipulatorActiveState>;
+template class ZqXmlVectorType<ZqManipulatorActiveState>;
+
 ZqManipulatorActiveState::ZqManipulatorActiveState(const ZqManipulatorActiveState& other)
    : ZqXmlClass(other), m_activePositionState(other.m_activePositionState),
      m_activeVelocityState(other.m_activeVelocityState),

@@ -153,3 +153,6 @@ private:
    bool m_accelerationInvalidated = false;
    bool m_forceInvalidated = false;
 };
+
+extern template class ZqXmlClass<ZqManipulatorActiveState>;
+extern template class ZqXmlVectorType<ZqManipulatorActiveState>;

@@ -96,3 +96,7 @@ public:
 private:
    ZqVelocityState m_velocityState;
 };
+
+extern template class ZqXmlClass<ZqManipulatorActiveVelocityState>;
+extern template class ZqXmlVectorType<ZqLinkVelocityState>;
+extern template class ZqLinkRecords<ZqManipulatorActiveVelocityState, ZqLinkVelocityState>;

@@ -2,6 +2,8 @@
 
 #include "zqManipulator/state/ZqStateValues.h"
 
+template class ZqXmlClass<ZqManipulatorSystemState>;
+
 namespace
 {
 /// Reads a count and so many states. States that exist already are read over; more are made as they

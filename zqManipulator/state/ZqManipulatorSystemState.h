@@ -86,3 +86,5 @@ private:
    ZqXmlVectorType<ZqVelocityState> m_velocityStates;
    ZqReal m_time = 0.0;
 };
+
+extern template class ZqXmlClass<ZqManipulatorSystemState>;

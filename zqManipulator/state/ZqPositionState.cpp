@@ -2,6 +2,8 @@
 
 #include "zqManipulator/state/ZqStateValues.h"
 
+template class ZqXmlClass<ZqPositionState>;
+
 template class ZqXmlVectorType<ZqPositionState>;
 
 bool ZqPositionState::approxEq(const ZqPositionState& other, ZqReal tolerance) const

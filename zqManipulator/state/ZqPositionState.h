@@ -54,3 +54,5 @@ private:
 };
 
 extern template class ZqXmlVectorType<ZqPositionState>;
+
+extern template class ZqXmlClass<ZqPositionState>;

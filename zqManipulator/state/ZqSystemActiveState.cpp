@@ -1,5 +1,7 @@
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
+template class ZqXmlClass<ZqSystemActiveState>;
+
 void ZqSystemActiveState::setNonredundantState(const ZqManipulatorSystemState& state)
 {
    const auto& positions = state.positionStates();

@@ -78,3 +78,5 @@ private:
    ZqAttachmentMapState m_attachmentMapState;
    bool m_generalForceValid = false;
 };
+
+extern template class ZqXmlClass<ZqSystemActiveState>;

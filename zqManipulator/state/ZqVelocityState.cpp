@@ -2,6 +2,8 @@
 
 #include "zqManipulator/state/ZqStateValues.h"
 
+template class ZqXmlClass<ZqVelocityState>;
+
 template class ZqXmlVectorType<ZqVelocityState>;
 
 void ZqVelocityState::setJointVelocities(const ZqReArray& velocities)

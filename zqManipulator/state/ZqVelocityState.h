@@ -52,3 +52,5 @@ private:
 };
 
 extern template class ZqXmlVectorType<ZqVelocityState>;
+
+extern template class ZqXmlClass<ZqVelocityState>;

@@ -2,6 +2,7 @@
 
 #include "zqManipulator/foundation/tokens/ZqManipTokens.h"
 #include "zqManipulator/foundation/xml/ZqXmlClass.h"
+#include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
 
 /// Who made a part, and under what number.
 class ZqManufacturerData : public ZqXmlClass<ZqManufacturerData>
@@ -28,3 +29,6 @@ private:
    ZqString m_manufacturer;
    ZqString m_partNumber;
 };
+
+extern template class ZqXmlClass<ZqManufacturerData>;
+extern template class ZqXmlVectorType<ZqManufacturerData>;

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <limits>
 
+template class ZqXmlClass<ZqSphere>;
+
 bool ZqSphere::read(ZqXmlReader& reader)
 {
    const bool succeeded = ZqXmlCompoundType::read(reader);

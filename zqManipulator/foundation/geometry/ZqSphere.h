@@ -57,3 +57,5 @@ private:
    ZqReal m_radius = 0.0;
    int m_levelOfDetail = 3;
 };
+
+extern template class ZqXmlClass<ZqSphere>;

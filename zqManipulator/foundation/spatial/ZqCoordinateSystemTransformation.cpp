@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cmath>
 
+template class ZqXmlClass<ZqCoordinateSystemTransformation>;
+
 namespace
 {
 /// How far the squared length of a quaternion in a document may be from one without a remark.

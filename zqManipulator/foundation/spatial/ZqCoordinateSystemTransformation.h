@@ -196,3 +196,5 @@ private:
    ZqVector m_translation;
    ZqOrientation m_orientation;
 };
+
+extern template class ZqXmlClass<ZqCoordinateSystemTransformation>;

@@ -38,3 +38,4 @@ public:
 };
 
 extern template class ZqSpatialVector<ZqGeneralForce>;
+extern template class ZqXmlClass<ZqGeneralForce>;

@@ -40,3 +40,4 @@ public:
 };
 
 extern template class ZqSpatialVector<ZqGeneralMotion>;
+extern template class ZqXmlClass<ZqGeneralMotion>;

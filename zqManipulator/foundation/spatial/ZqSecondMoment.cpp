@@ -8,6 +8,8 @@
 #include <cmath>
 #include <limits>
 
+template class ZqXmlClass<ZqSecondMoment>;
+
 namespace
 {
 /// The spread of the mass along each principal axis, the integral of x^2 dm: the triangle inequality

@@ -113,3 +113,5 @@ private:
    ZqReal m_xz = 0.0;
    ZqReal m_yz = 0.0;
 };
+
+extern template class ZqXmlClass<ZqSecondMoment>;

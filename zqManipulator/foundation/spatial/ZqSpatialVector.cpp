@@ -46,3 +46,5 @@ ZqBoolean ZqSpatialVector<Derived>::writeBin(std::ostream& stream) const
 
 template class ZqSpatialVector<ZqGeneralMotion>;
 template class ZqSpatialVector<ZqGeneralForce>;
+template class ZqXmlClass<ZqGeneralForce>;
+template class ZqXmlClass<ZqGeneralMotion>;

@@ -174,30 +174,57 @@ public:
    static constexpr std::tuple<> components() { return {}; }
 
    static ZqXmlObject* creator() { return new Derived(); }
-   ZqXmlObject* clone() const override { return new Derived(static_cast<const Derived&>(*this)); }
-   ZqXmlObject* newObject() const override { return new Derived(); }
-   const ZqToken& token() const override { return Derived::classToken(); }
-   bool equality(const ZqXmlObject* other) const override
-   {
-      const auto* same = dynamic_cast<const Derived*>(other);
-      return same != nullptr && static_cast<const Derived&>(*this) == *same;
-   }
-   void registerComponents() override
-   {
-      this->registerComponentsOf(ZqXmlTables::tableOf<Derived>());
-   }
+   ZqXmlObject* clone() const override;
+   ZqXmlObject* newObject() const override;
+   const ZqToken& token() const override;
+   bool equality(const ZqXmlObject* other) const override;
+   void registerComponents() override;
 
 protected:
    /// A class that overrides `registerComponents` registers more or less than it lists: its objects
    /// are read and written by what they register.
-   const ZqXmlComponentTable* componentTable() const override
-   {
-      if constexpr (requires {
-                       requires std::same_as<decltype(&Derived::registerComponents),
-                                             void (ZqXmlClass::*)()>;
-                    })
-         return &ZqXmlTables::tableOf<Derived>();
-      else
-         return nullptr;
-   }
+   const ZqXmlComponentTable* componentTable() const override;
 };
+
+template <class Derived, class Base>
+ZqXmlObject* ZqXmlClass<Derived, Base>::clone() const
+{
+   return new Derived(static_cast<const Derived&>(*this));
+}
+
+template <class Derived, class Base>
+ZqXmlObject* ZqXmlClass<Derived, Base>::newObject() const
+{
+   return new Derived();
+}
+
+template <class Derived, class Base>
+const ZqToken& ZqXmlClass<Derived, Base>::token() const
+{
+   return Derived::classToken();
+}
+
+template <class Derived, class Base>
+bool ZqXmlClass<Derived, Base>::equality(const ZqXmlObject* other) const
+{
+   const auto* same = dynamic_cast<const Derived*>(other);
+   return same != nullptr && static_cast<const Derived&>(*this) == *same;
+}
+
+template <class Derived, class Base>
+void ZqXmlClass<Derived, Base>::registerComponents()
+{
+   this->registerComponentsOf(ZqXmlTables::tableOf<Derived>());
+}
+
+template <class Derived, class Base>
+const ZqXmlComponentTable* ZqXmlClass<Derived, Base>::componentTable() const
+{
+   if constexpr (requires {
+                    requires std::same_as<decltype(&Derived::registerComponents),
+                                          void (ZqXmlClass::*)()>;
+                 })
+      return &ZqXmlTables::tableOf<Derived>();
+   else
+      return nullptr;
+}

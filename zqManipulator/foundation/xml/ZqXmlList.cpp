@@ -1,4 +1,5 @@
 #include "zqManipulator/foundation/xml/ZqXmlList.h"
+#include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
 
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/tokens/ZqFoundationTokens.h"
@@ -6,6 +7,9 @@
 #include "zqManipulator/foundation/xml/ZqXmlWriter.h"
 
 #include <charconv>
+
+template class ZqXmlVectorType<ZqU32>;
+template class ZqXmlVectorType<ZqString>;
 
 namespace
 {

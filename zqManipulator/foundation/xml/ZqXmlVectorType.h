@@ -210,3 +210,6 @@ bool ZqXmlVectorType<T>::writeFooterToStream(ZqXmlWriter*& writer) const
    writer = nullptr;
    return written;
 }
+
+extern template class ZqXmlVectorType<ZqU32>;
+extern template class ZqXmlVectorType<ZqString>;

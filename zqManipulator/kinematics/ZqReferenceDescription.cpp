@@ -1,0 +1,4 @@
+#include "zqManipulator/kinematics/ZqReferenceDescription.h"
+
+template class ZqXmlClass<ZqLinkReferenceDescription>;
+template class ZqXmlClass<ZqManipulatorReferenceDescription>;
