@@ -139,6 +139,31 @@ TEST(AccelerationTools, TakeTorquesThatAreNotGivenForZero)
    EXPECT_TRUE(solveByArbi(scene).approxEq(expected, 1e-10 * largest(expected)));
 }
 
+/// A point of mass off the origin of its base frame: its mass matrix is singular, and it is
+/// accelerated as a point is.
+TEST(CrbiAcceleration, DoesNotTurnAFreePointOfMass)
+{
+   RandomValues random(60);
+   ZqIndividualManipulator point =
+      zqTest::makeManipulator({}, [](ZqU32) { return ZqManipulatorLink(); });
+   ZqRigidBodyMassProperties mass = ZqRigidBodyMassProperties::pointMass(2.0);
+   mass.transformBy(ZqVector(0.3, -0.2, 0.5));
+   point.setMassProperties(mass);
+   point.setIsFixedBase(false);
+   MovingScene scene(random, point);
+   ZqVelocityState rest;
+   scene.active.setVelocityState(rest);
+   scene.force = {};
+   const ZqVector force = random.vector();
+   scene.torque.setGeneralForce({force, ZqVector(0.3, -0.2, 0.5).cross(force)});
+   const ZqGeneralMotion result = solveByCrbi(scene).generalAcceleration();
+   const ZqVector expected =
+      scene.manipulator().dhFrameInSystem(scene.active.activePositionState()).orientation() *
+         force * 0.5 -
+      scene.gravity.generalAcceleration().linear();
+   EXPECT_TRUE(result.approxEq({expected, ZqVector()}, 1e-13));
+}
+
 TEST(CrbiAcceleration, KeepsConstraintsAlsoWhenTheyAreStatedTwice)
 {
    RandomValues random(53);
