@@ -8,6 +8,8 @@
 
 void ZqCompositeBodySweep::resize(std::size_t count)
 {
+   if (m_frames.size() == count)
+      return;
    m_frames.resize(count);
    m_parents.resize(count);
    m_subtreeEnds.resize(count);
