@@ -123,8 +123,7 @@ private:
    {
       if (!m_primaryFrameIsLocal)
          return;
-      const ZqCoordinateSystemTransformation local(m_primaryFrame);
-      m_primaryFrame.setToProduct(m_dhFrame, local);
+      m_primaryFrame.setToProduct(m_dhFrame, m_primaryFrame);
       m_primaryFrameIsLocal = false;
    }
 
