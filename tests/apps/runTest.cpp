@@ -231,6 +231,17 @@ TEST_F(ZqsimRun, ProgressIsShownOnATerminalOnly)
    EXPECT_EQ(run(command).err, "");
    const Result result = run("", "script -qec '" ZQSIM " " + command + "' /dev/null #");
    EXPECT_NE(result.out.find("x real time  0:0"), std::string::npos) << result.out;
+
+   const Result narrow =
+      run("", "script -qec 'stty cols 70; " ZQSIM " " + command + "' /dev/null #");
+   constexpr const char* eraseLine = "\x1b[K";
+   std::size_t begin = narrow.out.find(eraseLine);
+   ASSERT_NE(begin, std::string::npos);
+   for (std::size_t end; (end = narrow.out.find(eraseLine, begin + 1)) != std::string::npos;)
+   {
+      EXPECT_LT(narrow.out.find('\r', begin) - begin - std::string(eraseLine).size(), 70U);
+      begin = end;
+   }
 }
 
 TEST_F(ZqsimRun, WrongOptionsAreToldBeforeARun)
