@@ -204,6 +204,24 @@ TEST_F(ZqsimRun, ADivergingRunKeepsWhatWasFinite)
       << result.err;
 }
 
+TEST_F(ZqsimRun, AFileThatFailsKeepsNothingElseFromBeingWritten)
+{
+   const std::string full = scratch("full.csv");
+   std::filesystem::create_symlink("/dev/full", full);
+   const std::string last = scratch("last.xml");
+   for (const auto& [file, end] : {std::pair{"--out " + full, "recording failed"},
+                                   std::pair{std::string("--plot /dev/full"), "time reached"}})
+   {
+      const Result result =
+         run("run " + model("puma560") + " --time 1 --json --save " + last + ' ' + file);
+      EXPECT_EQ(result.code, 1);
+      EXPECT_NE(result.err.find(": No space left"), std::string::npos) << result.err;
+      const Json data = Json::parse(result.out);
+      EXPECT_EQ(data.at("end"), end);
+      EXPECT_EQ(runForJson("info " + last).at("time"), data.at("time"));
+   }
+}
+
 TEST_F(ZqsimRun, AnInterruptionEndsTheStepAndTheFiles)
 {
    const std::string out = scratch("states.xml");
@@ -275,17 +293,19 @@ TEST_F(ZqsimRun, WrongOptionsAreToldBeforeARun)
            {arm + " --time 1 --dt 2", 2, "a step of 2 s is longer than --time, 1 s"},
            {arm + " --time 1 --dt 1e-300", 2, "too short"},
            {changed("pendulum", {{"<time>0<", "<time>1e20<"}}) + " --time 1", 2, "too short"},
-           {arm + " --time 1 --every 0", 2, "--every"},
+           {arm + " --time 1 --every 0", 2, "--every: \"0\" is not a whole number above zero"},
+           {arm + " --time 1 --every 99999999999999999999", 2, "--every: \"9"},
            {arm + " --time 1 --solver abc", 2, "--solver"},
            {arm + " --time 1 --torques '1 2 3'", 2, "has 2 joints, but received 3"},
            {arm + " --time 1 --commands 'nan'", 2, "--commands: \"nan\""},
            {arm + " --time 1 --out states.txt", 2, "ends neither in .csv nor in .xml"},
            {here + "arm.xml --time 1 --out " + here + "arm.xml", 2, "is the file of MODEL"},
            {arm + " --time 1 --plot p.xml --save p.xml", 2, "is the file of --save"},
-           {arm + " --time 1 --save " + here + "none/a.xml", 1, "there is no directory"},
+           {arm + " --time 1 --plot a.xml --save ./a.xml", 2, "is the file of --save"},
+           {arm + " --time 1 --save " + here + "none/a.xml", 1, "No such file or directory"},
+           {arm + " --time 1 --plot " + here, 1, "Is a directory"},
            {arm + " --time 1 --out " + here + "none/a.csv", 1, "No such file or directory"},
            {arm + " --time 1 --out /dev/full/a.csv", 1, "/dev/full/a.csv: "},
-           {arm + " --time 1 --plot /dev/full", 1, "No space left"},
            {here + "none.xml --time 1", 3, "cannot be opened"}})
    {
       const Result result = run("run " + arguments);
