@@ -148,9 +148,12 @@ void checkOutputs(const RunOptions& options)
       }
    // The model is saved by way of a file beside it; the others are opened before the first step.
    std::error_code error;
-   if (!options.save.empty() && !std::filesystem::is_other(options.save, error) &&
-       access(plainPath(options.save).parent_path().c_str(), W_OK) != 0)
-      throw Failure(Failed, options.save + ": " + std::strerror(errno));
+   const std::string& save = options.save;
+   if (std::filesystem::is_directory(save, error))
+      throw Failure(Failed, save + ": " + std::strerror(EISDIR));
+   if (!save.empty() && !std::filesystem::is_other(save, error) &&
+       access(plainPath(save).parent_path().c_str(), W_OK) != 0)
+      throw Failure(Failed, save + ": " + std::strerror(errno));
 }
 
 void checkLength(const char* option, const std::vector<ZqReal>& list, ZqU32 jointCount)

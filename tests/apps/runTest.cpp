@@ -303,6 +303,7 @@ TEST_F(ZqsimRun, WrongOptionsAreToldBeforeARun)
            {arm + " --time 1 --plot p.xml --save p.xml", 2, "is the file of --save"},
            {arm + " --time 1 --plot " + here + "a.xml --save " + here + "./a.xml", 2, "of --save"},
            {arm + " --time 1 --save " + here + "none/a.xml", 1, "No such file or directory"},
+           {arm + " --time 1 --save " + here, 1, "Is a directory"},
            {arm + " --time 1 --plot " + here, 1, "Is a directory"},
            {arm + " --time 1 --out " + here + "none/a.csv", 1, "No such file or directory"},
            {arm + " --time 1 --out /dev/full/a.csv", 1, "/dev/full/a.csv: "},
