@@ -533,6 +533,7 @@ zqsim::Run zqsim::run(CLI::App& arguments)
                   "crbi: composite bodies, for models with constraints too; arbi: articulated "
                   "bodies, for long chains")
       ->check(CLI::IsMember({"crbi", "arbi"}))
+      ->type_name("NAME")
       ->capture_default_str();
    arguments
       .add_option("--torques", options->torques,
