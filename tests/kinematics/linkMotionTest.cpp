@@ -187,6 +187,25 @@ TEST(LinkMotion, LinksThatTheStateDoesNotHaveAreRejected)
    }
 }
 
+TEST(LinkMotion, AnswersOfAShortAccelerationStateStayWhereTheyAre)
+{
+   RandomValues random(4);
+   const auto manipulator =
+      zqTest::makeManipulator(zqTest::chain(6), [&](ZqU32) { return zqTest::randomLink(random); });
+   Active active;
+   setRandomState(active, random, manipulator);
+   ZqAccelerationState acceleration;
+   acceleration.resize(1);
+   active.setAccelerationState(acceleration);
+   Active tight(active); // without room for more records
+   acceleration.resize(6);
+   active.setAccelerationState(acceleration);
+   const Link& link = *manipulator.linkByIndex(0);
+   const ZqGeneralMotion& rate = link.compositeSpatialMomentumRateInLocal(tight, nullptr);
+   EXPECT_EQ(&rate, &link.compositeSpatialMomentumRateInLocal(tight, nullptr));
+   EXPECT_EQ(rate, link.compositeSpatialMomentumRateInLocal(active, nullptr));
+}
+
 TEST(LinkMotion, OneTurningJointMovesAsInTextbooks)
 {
    constexpr ZqReal alpha = 0.3;

@@ -58,16 +58,17 @@ inline ZqLinkVelocityState* velocityRecord(ZqManipulatorActiveState& activeState
 }
 
 /// The record of a link for which the position has one, or of the base; null for any other link. A state
-/// of accelerations may be shorter than that of positions, and then gets the records that it lacks.
+/// of accelerations may be shorter than that of positions, and then gets all the records that it lacks:
+/// none that was answered from moves when an outer link is asked.
 inline ZqLinkAccelerationState* accelerationRecord(ZqManipulatorActiveState& activeState,
                                                    ZqU32 index)
 {
-   if (recordOf(activeState.activePositionState(), index) == nullptr)
+   const ZqManipulatorActivePositionState& positions = activeState.activePositionState();
+   if (recordOf(positions, index) == nullptr)
       return nullptr;
    ZqManipulatorActiveAccelerationState& accelerations = activeState.activeAccelerationState();
-   if (ZqLinkAccelerationState* own = recordOf(accelerations, index))
-      return own;
-   accelerations.resize(activeState.activePositionState().size());
+   if (accelerations.size() < positions.size())
+      accelerations.resize(positions.size());
    return &accelerations.record(index);
 }
 
