@@ -178,7 +178,10 @@ ZqManipulatorLink::dhFrameVelocityInSystem(ZqManipulatorActiveState& activeState
    ZqLinkVelocityState& own = activeState.activeVelocityState().record(m_linkIndex);
    if (!own.systemDhValid())
    {
-      ZqGeneralMotion motion = dhFrameVelocityInLocal(activeState);
+      const ZqGeneralMotion& local = dhFrameVelocityInLocal(activeState);
+      if (&local == &m_theDummyGeneralVelocity)
+         return local;
+      ZqGeneralMotion motion = local;
       motion.transformBy(dhFrameInSystem(activeState.activePositionState()).orientation());
       own.setDhFrameVelocityInSystem(motion);
    }
@@ -200,7 +203,10 @@ ZqManipulatorLink::primaryFrameVelocityInSystem(ZqManipulatorActiveState& active
    ZqLinkVelocityState& own = activeState.activeVelocityState().record(m_linkIndex);
    if (!own.systemPrimaryValid())
    {
-      ZqGeneralMotion motion = dhFrameVelocityInLocal(activeState);
+      const ZqGeneralMotion& local = dhFrameVelocityInLocal(activeState);
+      if (&local == &m_theDummyGeneralVelocity)
+         return local;
+      ZqGeneralMotion motion = local;
       motion.transformBy(m_linkKinematicsContainer.primaryFrameInverse());
       motion.transformBy(primaryFrameInSystem(activeState.activePositionState()).orientation());
       own.setPrimaryFrameVelocityInSystem(motion);
