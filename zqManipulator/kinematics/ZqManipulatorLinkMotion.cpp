@@ -428,14 +428,16 @@ ZqBoolean ZqManipulatorLink::computeMomentFromLinearAcceleration(
    const ZqVector acceleration = comAccelerationInLocal(activeState, stateStruct).linear();
    const ZqCoordinateSystemTransformation& frame =
       dhFrameInSystem(activeState.activePositionState());
-   moment = (frame * center - point).cross(frame.orientation() * acceleration) *
-            massProperties(stateStruct).mass();
+   // The result may be the point.
+   ZqVector sum = (frame * center - point).cross(frame.orientation() * acceleration) *
+                  massProperties(stateStruct).mass();
    for (const ZqManipulatorLink& child : childLinks())
    {
       ZqVector ofChild;
       child.computeMomentFromLinearAcceleration(point, activeState, ofChild, stateStruct);
-      moment += ofChild;
+      sum += ofChild;
    }
+   moment = sum;
    return true;
 }
 
