@@ -288,6 +288,10 @@ TEST(AccelerationTools, AllocateNothingOnceSizesHaveSettled)
    for (ZqU32 i = 0; i < 4; ++i)
    {
       MovingScene scene(random, i < 2 ? model(random, i, 20) : closedModel(random, i, 2));
+      scene.system.addManipulator(zqTest::randomManipulator(random, 0));
+      ZqManipulatorAttachmentMap attachments;
+      ASSERT_TRUE(attachments.attachManipulator(1, 0, "label3", {}, "grip"));
+      scene.system.setManipulatorAttachmentMap(attachments);
       ZqCrbiAccelerationTool crbi;
       ZqArbiAccelerationTool arbi;
       ZqAccelerationState result;
