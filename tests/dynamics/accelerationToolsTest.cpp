@@ -4,6 +4,7 @@
 #include "support/movingScene.h"
 #include "zqManipulator/dynamics/ZqArbiAccelerationTool.h"
 #include "zqManipulator/dynamics/ZqCrbiAccelerationTool.h"
+#include "zqManipulator/dynamics/ZqGravitationalTorqueTool.h"
 #include "zqManipulator/simulation/ZqPointStateEqualityConstraint.h"
 
 #include <gtest/gtest.h>
@@ -164,6 +165,43 @@ TEST(CrbiAcceleration, DoesNotTurnAFreePointOfMass)
    EXPECT_TRUE(result.approxEq({expected, ZqVector()}, 1e-13));
 }
 
+/// Links of a reference lead to the base of its model, which stands elsewhere and has another mass.
+TEST(AccelerationTools, AnswerForAReferenceWhereItStands)
+{
+   RandomValues random(60);
+   for (ZqU32 i = 0; i < 6; ++i)
+   {
+      SCOPED_TRACE(i);
+      const bool isClosed = i >= 4;
+      MovingScene scene(random, isClosed ? closedModel(random, i, 2) : model(random, i, 4));
+      ZqIndividualManipulator::Manipulators all(2, scene.manipulator());
+      all[0].setManipulatorLabel("model");
+      all[0].setCoordSysXForm(zqTest::randomFrame(random));
+      all[0].setMassProperties(zqTest::randomMass(random));
+      ZqManipulatorReferenceDescription description;
+      description.setIsManipulatorReferenced(true);
+      description.setReferencedManipulatorLabel("model");
+      all[1].setManipulatorReferenceDescription(description);
+      all[1].clearChildLinks();
+      ASSERT_TRUE(all[1].configureManipulatorReference(all));
+
+      const ZqAccelerationState expected = solveByCrbi(scene);
+      ZqAccelerationState result;
+      ZqCrbiAccelerationTool().acceleration(scene.system, all[1], scene.position, scene.velocity,
+                                            scene.torque, scene.force, result, nullptr, true);
+      EXPECT_TRUE(result.approxEq(expected, 1e-9 * largest(expected)));
+      ZqArbiAccelerationTool().acceleration(scene.system, all[1], scene.position, scene.velocity,
+                                            scene.torque, scene.force, result, nullptr);
+      EXPECT_TRUE(isClosed || result.approxEq(expected, 1e-9 * largest(expected)));
+      ZqGravitationalTorqueTool gravity;
+      gravity.setManipulator(&scene.manipulator());
+      const ZqReal torque = gravity.gravitationalTorque(3, scene.active, nullptr);
+      gravity.setManipulator(&all[1]);
+      gravity.setPositionState(scene.position);
+      EXPECT_NEAR(gravity.gravitationalTorque(3, nullptr, nullptr), torque, 1e-10);
+   }
+}
+
 TEST(CrbiAcceleration, KeepsConstraintsAlsoWhenTheyAreStatedTwice)
 {
    RandomValues random(53);
@@ -313,6 +351,10 @@ TEST(AccelerationTools, AllocateNothingOnceSizesHaveSettled)
    for (ZqU32 i = 0; i < 4; ++i)
    {
       MovingScene scene(random, i < 2 ? model(random, i, 20) : closedModel(random, i, 2));
+      scene.system.addManipulator(zqTest::randomManipulator(random, 0));
+      ZqManipulatorAttachmentMap attachments;
+      ASSERT_TRUE(attachments.attachManipulator(1, 0, "label3", {}, "grip"));
+      scene.system.setManipulatorAttachmentMap(attachments);
       ZqCrbiAccelerationTool crbi;
       ZqArbiAccelerationTool arbi;
       ZqAccelerationState result;

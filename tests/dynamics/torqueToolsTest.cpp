@@ -218,6 +218,14 @@ TEST(ZeroMomentPoint, LiesBelowTheCenterOfMassAtRestAndStaysWhereNoForcePresses)
    scene.manipulator().computeZeroMomentPoint(floor, ZqVector(0.0, 0.0, -9.8), scene.active, point,
                                               nullptr);
    EXPECT_TRUE(point.approxEq(ZqVector(center.x(), center.y(), -3.0), 1e-12));
+
+   // A result in the place of the point does not move it for the outer links.
+   scene.active.setAccelerationState(scene.gravity);
+   ZqVector moment;
+   scene.manipulator().computeMomentFromLinearAcceleration(center, scene.active, moment, nullptr);
+   point = center;
+   scene.manipulator().computeMomentFromLinearAcceleration(point, scene.active, point, nullptr);
+   EXPECT_EQ(point, moment);
 }
 
 TEST(TorqueTools, AnswerForNothingWithoutAManipulatorAndForStatesThatDoNotFit)

@@ -223,8 +223,9 @@ ZqManipulatorLink::withAttachments(const ZqRigidBodyMassProperties& own,
                                    const ZqCoordinateSystemTransformation* outer) const
 {
    const ZqStatedSystem* const scene = stateStruct->statedSystemPtr();
-   std::vector<ZqU32> indices;
-   std::vector<ZqCoordinateSystemTransformation> offsets;
+   // Kept, since every step asks.
+   thread_local std::vector<ZqU32> indices;
+   thread_local std::vector<ZqCoordinateSystemTransformation> offsets;
    if (!scene->configuration().attachmentMap().getDependentManipulatorsAndOffsets(
           stateStruct->manipulatorIndex(), linkLabel(), indices, offsets))
       return own;
