@@ -169,7 +169,7 @@ void ZqCrbiAccelerationTool::addActuatorInertia(const ZqIndividualManipulator& m
 {
    const auto& links = manipulator.linkPointerVector();
    const auto& positions = activeState.positionState().jointPositions();
-   const std::size_t count = std::min<std::size_t>({matrix.rows(), links.size(), positions.size()});
+   const auto count = std::min<std::size_t>({matrix.rows(), links.size(), positions.size()});
    for (std::size_t i = 0; i < count; ++i)
       if (links[i] != nullptr)
          matrix[i][i] += links[i]->jointActuator().effectiveInertia(positions[i]);
