@@ -356,7 +356,7 @@ ZqIndividualManipulator::dhFrameInSystem(ZqManipulatorActivePositionState& activ
    ZqLinkPositionState& base = activeState.record(ZqBaseLinkIndex);
    if (!base.locationInSystemValid())
       base.setLocation(m_coordSysXForm, activeState.positionState().coordSysXForm(),
-                       primaryFrame());
+                       primaryFrame(), false);
    return base.dhFrame();
 }
 

@@ -292,7 +292,7 @@ bool ZqManipulatorLink::mapLinks(LinkPointerVector& links, LinkPointerMap& label
 const ZqCoordinateSystemTransformation&
 ZqManipulatorLink::dhFrameInSystem(ZqManipulatorActivePositionState& activeState) const
 {
-   if (const ZqLinkPositionState* own = placeInSystem(activeState))
+   if (const ZqLinkPositionState* own = placeInSystem(activeState, false))
       return own->dhFrame();
    Zq::Print::instance().write(Zq::Rejected,
                                "ZqManipulatorLink::dhFrameInSystem(): index out of range.\n");
@@ -307,7 +307,7 @@ ZqManipulatorLink::primaryFrameInSystem(ZqManipulatorActivePositionState& active
       dhFrameInSystem(activeState);
       return activeState.basePositionState().primaryFrame();
    }
-   if (const ZqLinkPositionState* own = placeInSystem(activeState))
+   if (const ZqLinkPositionState* own = placeInSystem(activeState, true))
       return own->primaryFrame();
    const ZqU32 records = activeState.linkPositionStates().size();
    const ZqU32 joints = activeState.positionState().jointPositions().size();
@@ -320,7 +320,8 @@ ZqManipulatorLink::primaryFrameInSystem(ZqManipulatorActivePositionState& active
 /// The record of the link with both frames valid, or null when the state has none, or no joint position
 /// to fill it from.
 const ZqLinkPositionState*
-ZqManipulatorLink::placeInSystem(ZqManipulatorActivePositionState& activeState) const
+ZqManipulatorLink::placeInSystem(ZqManipulatorActivePositionState& activeState,
+                                 bool primaryFrameIsNext) const
 {
    const auto& links = activeState.linkPositionStates();
    if (m_linkIndex >= links.size())
@@ -343,10 +344,10 @@ ZqManipulatorLink::placeInSystem(ZqManipulatorActivePositionState& activeState) 
    ZqLinkPositionState& own = activeState.record(m_linkIndex);
    if (const ZqLinkKinematics* joint = m_linkKinematicsContainer.topElement())
       own.setLocation(*parentFrame, joint->calculateTransform(jointPositions[m_linkIndex]),
-                      joint->primaryFrame());
+                      joint->primaryFrame(), primaryFrameIsNext);
    else
       own.setLocation(*parentFrame, ZqCoordinateSystemTransformation::identity(),
-                      ZqCoordinateSystemTransformation::identity());
+                      ZqCoordinateSystemTransformation::identity(), primaryFrameIsNext);
    return &own;
 }
 

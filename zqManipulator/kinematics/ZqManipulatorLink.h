@@ -408,7 +408,8 @@ private:
    const ZqRigidBodyMassProperties&
    withAttachments(const ZqRigidBodyMassProperties& own, const ZqStatedSystemStruct* stateStruct,
                    const ZqCoordinateSystemTransformation* outer) const;
-   const ZqLinkPositionState* placeInSystem(ZqManipulatorActivePositionState& activeState) const;
+   const ZqLinkPositionState* placeInSystem(ZqManipulatorActivePositionState& activeState,
+                                            bool primaryFrameIsNext) const;
    const ZqRigidBodyMassProperties& dhMasses(const ZqStatedSystemStruct* stateStruct) const;
    const ZqLinkPositionState& withDhTransform(ZqManipulatorActivePositionState& activeState) const;
    static const ZqGeneralMotion& velocityOf(const ZqManipulatorLink& link,

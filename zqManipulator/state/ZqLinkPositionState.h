@@ -85,14 +85,18 @@ public:
    virtual bool dhTransformValid() const { return m_dhTransformValid; }
    virtual void setDhTransformValid(bool valid) { m_dhTransformValid = valid; }
    /// Places the link: its DH frame is that of its parent times the joint's transformation, and its
-   /// primary frame is given in the DH frame.
+   /// primary frame is given in the DH frame. Whoever asks for the latter next has it computed at once.
    void setLocation(const ZqCoordinateSystemTransformation& parent,
                     const ZqCoordinateSystemTransformation& joint,
-                    const ZqCoordinateSystemTransformation& primaryFrame) noexcept
+                    const ZqCoordinateSystemTransformation& primaryFrame,
+                    bool primaryFrameIsNext) noexcept
    {
       m_dhFrame.setToProduct(parent, joint);
-      m_primaryFrame.setByNumbers(primaryFrame);
-      m_primaryFrameIsLocal = true;
+      if (primaryFrameIsNext)
+         m_primaryFrame.setToProduct(m_dhFrame, primaryFrame);
+      else
+         m_primaryFrame.setByNumbers(primaryFrame);
+      m_primaryFrameIsLocal = !primaryFrameIsNext;
       m_locationInSystemValid = true;
    }
    virtual void invalidateAll()
