@@ -76,7 +76,7 @@ docs: ## Write the reference to build/docs/html
 install: ## Install below PREFIX (/usr/local)
 	@$(DEPENDENCIES)
 	cmake --preset release
-	cmake --build --preset release -j $(JOBS)
+	cmake --build --preset release -j $(JOBS) --target zqInstallable
 	cmake --install build/release --prefix $(PREFIX)
 
 clean: ## Remove everything built

@@ -1,6 +1,10 @@
 # What `cmake --install` puts in place: headers, library, package config and pkg-config file.
 include(CMakePackageConfigHelpers)
 
+# Builds what is installed, and none of the tests, examples and benchmarks.
+add_custom_target(zqInstallable)
+add_dependencies(zqInstallable zqManipulator)
+
 set(zqPackageDir "${CMAKE_INSTALL_LIBDIR}/cmake/zqManipulator")
 
 install(

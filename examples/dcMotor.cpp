@@ -9,6 +9,7 @@
 #include "zqManipulator/zqManipulator.h"
 
 #include <cmath>
+#include <iomanip>
 #include <iostream>
 
 int main()
@@ -60,12 +61,13 @@ int main()
    ZqCrbiAccelerationTool tool;
 
    constexpr ZqReal dt = 2e-5;
-   std::cout << "time (s)\tcurrent (A)\tspeed of the motor (rad/s)\n";
+   const auto print = [](const auto& time, ZqReal i, ZqReal w)
+   { std::cout << std::setw(10) << time << std::setw(13) << i << std::setw(28) << w << '\n'; };
+   std::cout << "  time (s)  current (A)  speed of the motor (rad/s)\n";
    for (int step = 0; step < 50000; ++step)
    {
       if (step % 5000 == 0)
-         std::cout << step * dt << '\t' << current << '\t' << gear * velocity.jointVelocities()[0]
-                   << '\n';
+         print(step * dt, current, gear * velocity.jointVelocities()[0]);
       state.setPositionState(position);
       state.setVelocityState(velocity);
       actuator.initializeActuatorStates(state); // the motor follows the joint
@@ -80,8 +82,8 @@ int main()
    const ZqReal speed = gear * velocity.jointVelocities()[0];
    const ZqReal expectedSpeed = u * K / (R * c + K * K);
    const ZqReal expectedCurrent = expectedSpeed * c / K;
-   std::cout << "at the end\t" << current << '\t' << speed << "\nshould be\t" << expectedCurrent
-             << '\t' << expectedSpeed << '\n';
+   print("at the end", current, speed);
+   print("should be", expectedCurrent, expectedSpeed);
    const auto agree = [](ZqReal a, ZqReal b) { return std::abs(a - b) < 1e-6 * b; };
    return agree(speed, expectedSpeed) && agree(current, expectedCurrent) ? 0 : 1;
 }

@@ -49,7 +49,7 @@ ZqReal drift(ZqStatedSystem scene, ZqReal dt)
       largest = std::max(std::abs(energy(scene, state) - start), largest);
    }
    std::cout << "dt = " << dt
-             << " s: shoulder falls to q2 = " << state.positionState().jointPositions()[1]
+             << " s: the upper arm falls to q2 = " << state.positionState().jointPositions()[1]
              << " rad, energy changes by up to " << largest << " J of " << start << " J\n";
    return largest;
 }

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iomanip>
 #include <iostream>
 #include <numbers>
 
@@ -76,7 +77,9 @@ int main()
    ZqReal residual = 0.0; // of G a + G' v, m/s^2
    ZqReal slip = 0.0;     // between the speeds, rad/s
    ZqReal gap = 0.0;      // m
-   std::cout << "time (s)\tangle (rad)\tspeed (rad/s)\tby its energy\tgap (m)\n";
+   const auto print = [](const auto&... columns)
+   { ((std::cout << std::setw(15) << columns), ...) << '\n'; };
+   print("time (s)", "angle (rad)", "speed (rad/s)", "by its energy", "gap (m)");
    constexpr ZqReal dt = 1e-4;
    for (int step = 0; step <= 10000; ++step)
    {
@@ -96,8 +99,7 @@ int main()
       const ZqVector end = last.primaryFrameInSystem(frames) * pin.firstLinkPoint();
       gap = std::max((end - pin.secondLinkPoint()).mag(), gap);
       if (step % 1000 == 0)
-         std::cout << step * dt << '\t' << angle << '\t' << rate << '\t' << expected << '\t' << gap
-                   << '\n';
+         print(step * dt, angle, rate, expected, gap);
       model.propagateVelocityState(acceleration, dt, velocity);
       model.propagateState(velocity, dt, position);
    }

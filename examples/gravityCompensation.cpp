@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iomanip>
 #include <iostream>
 
 namespace
@@ -41,7 +42,7 @@ int main(int argumentCount, char** arguments)
 
    ZqManipulatorTorque command;
    ZqReal error = 0.0;
-   std::cout << "joint\ttorque (N m)\tslope of the energy (N m)\tat the motor (N m)\n";
+   std::cout << "joint  torque (N m)  slope of the energy (N m)  at the motor (N m)\n";
    for (ZqU32 i = 0; i < arm.jointDof(); ++i)
    {
       command.jointTorques().pushBack(torques[i] / arm.linkByIndex(i)->jointActuator().gearRatio());
@@ -53,8 +54,8 @@ int main(int argumentCount, char** arguments)
       const ZqReal slope =
          (potentialEnergy(scene, after) - potentialEnergy(scene, before)) / (2.0 * h);
       error = std::max(std::abs(torques[i] - slope), error);
-      std::cout << i + 1 << '\t' << torques[i] << '\t' << slope << '\t' << command.jointTorques()[i]
-                << '\n';
+      std::cout << std::setw(5) << i + 1 << std::setw(14) << torques[i] << std::setw(27) << slope
+                << std::setw(20) << command.jointTorques()[i] << '\n';
    }
 
    // A second under these torques.

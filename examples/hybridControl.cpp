@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iomanip>
 #include <iostream>
 #include <numbers>
 #include <vector>
@@ -18,7 +19,7 @@ int main(int argumentCount, char** arguments)
    const ZqIndividualManipulator& arm = *scene.manipulatorByIndex(0);
    const ZqVector& up = scene.environment().upGravityVector();
 
-   // The shoulder's angle is -pi / 2 + swing sin(omega t), about hanging down.
+   // The upper arm's angle is -pi / 2 + swing sin(omega t), about hanging down.
    constexpr ZqReal swing = 0.5; // rad
    constexpr ZqReal omega = 3.0; // rad/s
    constexpr ZqReal dt = 1e-4;
@@ -37,7 +38,11 @@ int main(int argumentCount, char** arguments)
 
    ZqReal torqueError = 0.0;
    ZqReal pathError = 0.0;
-   std::cout << "time (s)\tshoulder, forearm (rad)\ttorques (N m)\tby inverse dynamics\n";
+   const auto print = [](const auto&... columns)
+   { ((std::cout << std::setw(15) << columns), ...) << '\n'; };
+   std::cout << "Joint 1 moves the upper arm, joint 2 the forearm; needed: by inverse dynamics.\n";
+   print("time (s)", "q1 (rad)", "q2 (rad)", "torque 1 (N m)", "torque 2 (N m)", "needed 1",
+         "needed 2");
    for (int step = 0; step <= 20000; ++step)
    {
       const ZqReal time = step * dt;
@@ -59,14 +64,13 @@ int main(int argumentCount, char** arguments)
       const ZqReal path = down + swing * std::sin(omega * time);
       pathError = std::max(std::abs(position.jointPositions()[0] - path), pathError);
       if (step % 2000 == 0)
-         std::cout << time << '\t' << position.jointPositions()[0] << ", "
-                   << position.jointPositions()[1] << '\t' << torque.jointTorques()[0] << ", "
-                   << torque.jointTorques()[1] << '\t' << needed[0] << ", " << needed[1] << '\n';
+         print(time, position.jointPositions()[0], position.jointPositions()[1],
+               torque.jointTorques()[0], torque.jointTorques()[1], needed[0], needed[1]);
 
       arm.propagateVelocityState(acceleration, dt, velocity);
       arm.propagateState(velocity, dt, position);
    }
    std::cout << "torques differ by up to " << torqueError << " N m, should be 0\n"
-             << "the shoulder leaves its path by up to " << pathError << " rad, should be 0\n";
+             << "the upper arm leaves its path by up to " << pathError << " rad, should be 0\n";
    return torqueError < 1e-10 && pathError < 1e-6 ? 0 : 1;
 }

@@ -15,13 +15,15 @@ zqsim::Run zqsim::convert(CLI::App& arguments)
    };
    const auto options = std::make_shared<Options>();
    arguments.add_option("IN", options->in, "The model to read, in any form that can be read")
-      ->required();
+      ->required()
+      ->type_name("FILE");
    arguments
       .add_option(
          "OUT", options->out,
          "Where to write it in today's form; it may be the same file, and is replaced only "
          "by a whole document")
-      ->required();
+      ->required()
+      ->type_name("FILE");
    return [options]
    {
       ZqStatedSystem scene;

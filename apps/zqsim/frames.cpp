@@ -115,10 +115,11 @@ zqsim::Run zqsim::frames(CLI::App& arguments)
    };
    const auto options = std::make_shared<Options>();
    options->declare(arguments);
-   arguments.add_option(
-      "--joints", options->joints,
-      "Positions (rad, m) of all joints of all manipulators in order, in place of "
-      "those of the model's state, as one argument: \"0.1 0.2\"");
+   arguments
+      .add_option("--joints", options->joints,
+                  "Positions (rad, m) of all joints of all manipulators in order, in place of "
+                  "those of the model's state, as one argument: \"0.1 0.2\"")
+      ->type_name("LIST");
    arguments.footer(
       "Frames are the primary frames of the links in the system: the position in m and "
       "the orientation as a unit quaternion.");

@@ -97,7 +97,7 @@ Json describeManipulator(const ZqStatedSystem& scene, ZqU32 index)
            {"fixedBase", manipulator.isFixedBase()},
            {"degreesOfFreedom", manipulator.totalDof()},
            {"mass", mass},
-           {"reach", bounded(model.absoluteBoundingSphere().radius())},
+           {"boundingRadius", bounded(model.absoluteBoundingSphere().radius())},
            {"base",
             {{"label", model.linkLabel()},
              {"mass", ZqReal(model.massProperties().mass())},
@@ -181,7 +181,8 @@ std::string describeManipulator(const Json& manipulator)
       result += "reference to " + text(manipulator.at("reference")) + ", ";
    result += manipulator.at("fixedBase").get<bool>() ? "fixed base" : "free base";
    result += ", degrees of freedom " + text(manipulator.at("degreesOfFreedom")) + ", mass " +
-             text(manipulator.at("mass")) + " kg, reach " + text(manipulator.at("reach")) + " m\n";
+             text(manipulator.at("mass")) + " kg, bounding radius " +
+             text(manipulator.at("boundingRadius")) + " m\n";
    result += "  base link \"" + text(base.at("label")) + "\" of " + text(base.at("mass")) +
              " kg, " + describeFrame(base.at("frame")) + '\n';
    if (base.at("linearVelocity") != zero || base.at("angularVelocity") != zero)

@@ -84,7 +84,7 @@ private:
 
 void zqsim::ModelArguments::declare(CLI::App& arguments)
 {
-   arguments.add_option("MODEL", model, "The model to read")->required();
+   arguments.add_option("MODEL", model, "The model to read")->required()->type_name("FILE");
    arguments.add_flag("--json", json, "Write JSON");
 }
 

@@ -35,6 +35,15 @@ std::vector<ZqReal> zqsim::parseNumbers(std::string_view option, std::string_vie
    }
 }
 
+std::uint64_t zqsim::parseCount(std::string_view option, std::string_view text)
+{
+   std::uint64_t count = 0;
+   const auto end = std::from_chars(text.data(), text.data() + text.size(), count);
+   if (end.ec != std::errc() || end.ptr != text.data() + text.size() || count == 0)
+      fail(option, text, "a whole number above zero");
+   return count;
+}
+
 ZqReal zqsim::parsePositive(std::string_view option, std::string_view text)
 {
    const std::vector<ZqReal> numbers = parseNumbers(option, text);

@@ -2,6 +2,7 @@
 
 #include "zqManipulator/foundation/algebra/ZqTypes.h"
 
+#include <cstdint>
 #include <string_view>
 #include <vector>
 
@@ -11,6 +12,8 @@ namespace zqsim
 {
 /// Finite numbers with white space between them.
 std::vector<ZqReal> parseNumbers(std::string_view option, std::string_view text);
+/// A whole number above zero.
+std::uint64_t parseCount(std::string_view option, std::string_view text);
 /// One finite number above zero.
 ZqReal parsePositive(std::string_view option, std::string_view text);
 } // namespace zqsim

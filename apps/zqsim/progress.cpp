@@ -2,6 +2,7 @@
 
 #include "apps/zqsim/output.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,6 +14,40 @@ namespace
 {
 constexpr std::chrono::milliseconds interval(100);
 constexpr const char* eraseLine = "\r\x1b[K";
+
+/// Of the terminal, in characters.
+std::size_t width()
+{
+   winsize size{};
+   constexpr std::size_t usual = 80;
+   return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : usual;
+}
+
+/// Hours, where there are some, minutes and seconds.
+std::string clockTime(ZqReal seconds)
+{
+   const auto whole = static_cast<long long>(seconds < 1e9 ? seconds : 1e9);
+   std::array<char, 40> text{};
+   if (whole < 3600)
+      std::snprintf(text.data(), text.size(), "%lld:%02lld", whole / 60, whole % 60);
+   else
+      std::snprintf(text.data(), text.size(), "%lld:%02lld:%02lld", whole / 3600, whole / 60 % 60,
+                    whole % 60);
+   return text.data();
+}
+
+/// A bar and the text behind it, in one line: one that wraps could not be overwritten.
+std::string bar(ZqReal done, const std::string& text)
+{
+   constexpr std::size_t shortest = 5;
+   constexpr std::size_t longest = 30;
+   const std::size_t room = width() - 1;
+   if (text.size() + shortest + 2 > room)
+      return text.substr(0, room);
+   const std::size_t length = std::min(longest, room - text.size() - 2);
+   const auto filled = static_cast<std::size_t>(done * static_cast<ZqReal>(length));
+   return '[' + std::string(filled, '#') + std::string(length - filled, '.') + ']' + text;
+}
 } // namespace
 
 zqsim::Progress::Progress(ZqReal start, ZqReal end, bool isWanted)
@@ -45,16 +80,13 @@ ZqReal zqsim::Progress::elapsed() const
 
 void zqsim::Progress::show(ZqReal time) const
 {
-   constexpr std::size_t width = 30;
    const ZqReal done = std::clamp((time - m_start) / (m_end - m_start), 0.0, 1.0);
    const ZqReal speed = (time - m_start) / elapsed();
-   const auto filled = static_cast<std::size_t>(done * width);
-   const auto left = static_cast<long long>(std::min((m_end - time) / speed, 1e9));
-   const std::string bar = std::string(filled, '#') + std::string(width - filled, '.');
+   std::array<char, 160> numbers{};
+   std::snprintf(numbers.data(), numbers.size(),
+                 " %3.0f %%  %.6g of %.6g s  %.3g x real time  %s left", 100.0 * done, time, m_end,
+                 speed, clockTime((m_end - time) / speed).c_str());
+   const std::string line = bar(done, numbers.data());
    // A message may come between two calls: the cursor waits where it can overwrite the bar.
-   std::array<char, 160> line{};
-   std::snprintf(line.data(), line.size(),
-                 "%s[%s] %3.0f %%  %.6g of %.6g s  %.3g x real time  %lld:%02lld left\r", eraseLine,
-                 bar.c_str(), 100.0 * done, time, m_end, speed, left / 60, left % 60);
-   std::fputs(line.data(), stderr);
+   std::fprintf(stderr, "%s%s\r", eraseLine, line.c_str());
 }

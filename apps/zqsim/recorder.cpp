@@ -1,41 +1,14 @@
 #include "apps/zqsim/recorder.h"
 
-#include "apps/zqsim/commands.h"
+#include "apps/zqsim/outputFile.h"
 #include "zqManipulator/foundation/xml/ZqXmlWriter.h"
 
 #include <array>
-#include <cerrno>
 #include <charconv>
-#include <cstring>
-#include <fstream>
 
 namespace
 {
 using namespace zqsim;
-
-/// A file with its name, for messages.
-class OutputFile
-{
-public:
-   explicit OutputFile(const std::string& name) : m_name(name)
-   {
-      errno = 0;
-      m_stream.open(name, std::ios::binary);
-      require(m_stream.good());
-   }
-   std::ofstream& stream() { return m_stream; }
-   const std::string& name() const { return m_name; }
-   void require(bool isGood) const
-   {
-      if (!isGood)
-         throw Failure(Failed, m_name + ": " +
-                                  (errno != 0 ? std::strerror(errno) : "it cannot be written"));
-   }
-
-private:
-   std::string m_name;
-   std::ofstream m_stream;
-};
 
 class CsvRecorder : public Recorder
 {
@@ -49,7 +22,7 @@ public:
                m_line += ',' + csvField(manipulator.manipulatorLabel() + '/' + link->linkLabel() +
                                         quantity);
       m_line += ",kinetic energy,potential energy,total energy\n";
-      write();
+      m_file.write(m_line);
    }
 
    void record(const ZqManipulatorSystemState& state, const Energy& energy) override
@@ -67,14 +40,10 @@ public:
       append(energy.potential);
       append(energy.total());
       m_line.back() = '\n';
-      write();
+      m_file.write(m_line);
    }
    void flush() override { m_file.require(m_file.stream().flush().good()); }
-   void finish() override
-   {
-      m_file.stream().close();
-      m_file.require(m_file.stream().good());
-   }
+   void finish() override { m_file.close(); }
 
 private:
    void append(ZqReal number)
@@ -84,12 +53,6 @@ private:
       m_line.append(digits.data(), end.ptr);
       m_line += ',';
    }
-   void write()
-   {
-      m_file.require(
-         m_file.stream().write(m_line.data(), static_cast<std::streamsize>(m_line.size())).good());
-   }
-
    OutputFile m_file;
    std::string m_line;
 };
@@ -112,8 +75,7 @@ public:
    void finish() override
    {
       m_file.require(m_states.writeFooterToStream(m_writer));
-      m_file.stream().close();
-      m_file.require(m_file.stream().good());
+      m_file.close();
    }
 
 private:

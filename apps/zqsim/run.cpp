@@ -2,6 +2,7 @@
 #include "apps/zqsim/model.h"
 #include "apps/zqsim/numbers.h"
 #include "apps/zqsim/output.h"
+#include "apps/zqsim/outputFile.h"
 #include "apps/zqsim/plot.h"
 #include "apps/zqsim/progress.h"
 #include "apps/zqsim/recorder.h"
@@ -11,6 +12,8 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include <unistd.h>
+
 #include <array>
 #include <cerrno>
 #include <cmath>
@@ -19,9 +22,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -37,7 +40,7 @@ struct RunOptions : ModelArguments
    std::string torques;
    std::string commands;
    std::string out;
-   std::uint64_t every = 1;
+   std::string every = "1";
    std::string save;
    std::string plot;
    bool quiet = false;
@@ -107,10 +110,18 @@ private:
 
 // Arguments
 
+/// Without links and detours, whether or not the file is there.
+std::filesystem::path plainPath(const std::string& fileName)
+{
+   std::error_code error;
+   return std::filesystem::weakly_canonical(std::filesystem::absolute(fileName, error), error);
+}
+
 bool isSameFile(const std::string& a, const std::string& b)
 {
    std::error_code error;
-   return !a.empty() && !b.empty() && (a == b || std::filesystem::equivalent(a, b, error));
+   return !a.empty() && !b.empty() &&
+          (plainPath(a) == plainPath(b) || std::filesystem::equivalent(a, b, error));
 }
 
 /// Finds before a long run what would make it be in vain.
@@ -135,20 +146,22 @@ void checkOutputs(const RunOptions& options)
             throw Failure(Usage, std::string(files[i].option) + ": " + files[i].name +
                                     " is the file of " + files[j].option);
       }
-   for (const File& file : {files[1], files[3]})
-   {
-      const auto directory = std::filesystem::path(file.name).parent_path();
-      std::error_code error;
-      if (!directory.empty() && !std::filesystem::is_directory(directory, error))
-         throw Failure(Failed, file.name + ": there is no directory " + directory.string());
-   }
+   // The model is saved by way of a file beside it; the others are opened before the first step.
+   std::error_code error;
+   const std::string& save = options.save;
+   if (std::filesystem::is_directory(save, error))
+      throw Failure(Failed, save + ": " + std::strerror(EISDIR));
+   if (!save.empty() && !std::filesystem::is_other(save, error) &&
+       access(plainPath(save).parent_path().c_str(), W_OK) != 0)
+      throw Failure(Failed, save + ": " + std::strerror(errno));
 }
 
 void checkLength(const char* option, const std::vector<ZqReal>& list, ZqU32 jointCount)
 {
    if (list.size() > jointCount)
       throw Failure(Usage, std::string(option) + ": the model has " + std::to_string(jointCount) +
-                              " joints, but received " + std::to_string(list.size()) + " numbers");
+                              (jointCount == 1 ? " joint" : " joints") + ", but received " +
+                              std::to_string(list.size()) + " numbers");
 }
 
 std::string nameOf(const ZqStatedSystem& scene, const Simulation::Place& place)
@@ -201,6 +214,7 @@ struct Outcome
    ZqReal wallTime = 0.0;
    Energy atStart;
    Energy atEnd;
+   std::optional<Failure> failure; ///< of the recorder
 };
 
 /// Does the steps, and on the way records and plots the states.
@@ -217,71 +231,86 @@ public:
 
    Outcome run(bool showProgress)
    {
-      Outcome outcome;
-      outcome.atStart = m_simulation.energy();
-      outcome.atEnd = outcome.atStart;
+      m_outcome.atStart = m_simulation.energy();
+      m_outcome.atEnd = m_outcome.atStart;
       if (!m_simulation.divergence())
       {
-         record(outcome.atStart);
+         record(m_outcome.atStart);
          if (m_plot != nullptr)
             m_plot->sample(m_simulation.state());
-         doSteps(outcome, showProgress);
-         outcome.atEnd = m_simulation.energy();
-         if (!m_isRecorded && std::isfinite(outcome.atEnd.total()))
-            record(outcome.atEnd);
+         doSteps(showProgress);
+         m_outcome.atEnd = m_simulation.energy();
+         if (!m_isRecorded && std::isfinite(m_outcome.atEnd.total()))
+            record(m_outcome.atEnd);
          if (m_plot != nullptr)
             m_plot->sampleLast(m_simulation.state());
       }
+      withRecorder([](Recorder& recorder) { recorder.finish(); });
       if (m_simulation.divergence())
-         outcome.end = "diverged";
-      if (m_recorder != nullptr)
-         m_recorder->finish();
-      return outcome;
+         m_outcome.end = "diverged";
+      return m_outcome;
    }
 
 private:
-   void doSteps(Outcome& outcome, bool showProgress)
+   void doSteps(bool showProgress)
    {
       // To look at the clock would cost much of a short step.
       constexpr std::uint64_t stepsBetweenLooks = 16;
       const InterruptionGuard guard;
       Progress progress(m_schedule.start(), m_schedule.end(), showProgress);
-      while (outcome.steps < m_schedule.count() &&
-             m_simulation.stepTo(m_schedule.time(outcome.steps + 1)))
+      while (m_outcome.steps < m_schedule.count() && !m_outcome.failure &&
+             m_simulation.stepTo(m_schedule.time(m_outcome.steps + 1)))
       {
-         ++outcome.steps;
+         ++m_outcome.steps;
          if (m_plot != nullptr)
             m_plot->sample(m_simulation.state());
          m_isRecorded = false;
-         if (m_recorder != nullptr && outcome.steps % m_every == 0)
+         if (m_recorder != nullptr && m_outcome.steps % m_every == 0)
          {
             const Energy energy = m_simulation.energy();
             if (m_simulation.divergence())
                break;
             record(energy);
          }
-         if (outcome.steps % stepsBetweenLooks == 0 &&
-             progress.update(m_simulation.state().time()) && m_recorder != nullptr)
-            m_recorder->flush();
+         if (m_outcome.steps % stepsBetweenLooks == 0 &&
+             progress.update(m_simulation.state().time()))
+            withRecorder([](Recorder& recorder) { recorder.flush(); });
          if (!m_simulation.firedCriteria().empty())
          {
-            outcome.end = "stopping criterion";
+            m_outcome.end = "stopping criterion";
             break;
          }
          if (isInterrupted != 0)
          {
-            outcome.end = "interrupted";
+            m_outcome.end = "interrupted";
             break;
          }
       }
-      outcome.wallTime = progress.elapsed();
+      m_outcome.wallTime = progress.elapsed();
    }
 
    void record(const Energy& energy)
    {
-      if (m_recorder != nullptr)
-         m_recorder->record(m_simulation.state(), energy);
+      withRecorder([&](Recorder& recorder) { recorder.record(m_simulation.state(), energy); });
       m_isRecorded = true;
+   }
+
+   /// A recorder that fails is not asked again.
+   template <class Action>
+   void withRecorder(Action action)
+   {
+      if (m_recorder == nullptr)
+         return;
+      try
+      {
+         action(*m_recorder);
+      }
+      catch (const Failure& failure)
+      {
+         m_outcome.failure = failure;
+         m_outcome.end = "recording failed";
+         m_recorder = nullptr;
+      }
    }
 
    Simulation& m_simulation;
@@ -289,6 +318,7 @@ private:
    Recorder* m_recorder;
    std::uint64_t m_every;
    Plot* m_plot;
+   Outcome m_outcome;
    bool m_isRecorded = false; ///< the present state
 };
 
@@ -390,17 +420,6 @@ std::string describe(const Json& data)
 
 // The command
 
-void writePlot(const Plot& plot, const std::string& fileName)
-{
-   errno = 0;
-   std::ofstream file(fileName, std::ios::binary);
-   file << plot.svg();
-   file.close();
-   if (!file)
-      throw Failure(Failed,
-                    fileName + ": " + (errno != 0 ? std::strerror(errno) : "it cannot be written"));
-}
-
 void saveModel(const ZqStatedSystem& scene, const std::string& fileName)
 {
    bool isWritten = false;
@@ -415,6 +434,7 @@ ExitCode simulate(const RunOptions& options)
    const ZqReal step = parsePositive("--dt", options.step);
    const DriveInputs inputs{parseNumbers("--commands", options.commands),
                             parseNumbers("--torques", options.torques)};
+   const std::uint64_t every = parseCount("--every", options.every);
    checkOutputs(options);
    ZqStatedSystem scene;
    readModelWithWarnings(options.model, scene);
@@ -430,30 +450,62 @@ ExitCode simulate(const RunOptions& options)
    Simulation simulation(scene, solver, inputs);
    const auto recorder = options.out.empty() ? nullptr : makeRecorder(options.out, scene);
    const auto plot = options.plot.empty() ? nullptr : std::make_unique<Plot>(scene);
+   const auto plotFile = plot ? std::make_unique<OutputFile>(options.plot) : nullptr;
    const Outcome outcome =
-      Runner(simulation, schedule, recorder.get(), options.every, plot.get()).run(!options.quiet);
-   if (plot)
-      writePlot(*plot, options.plot);
-   const Json data = summarize(options, scene, schedule, step, simulation, outcome);
-   if (!options.save.empty())
-   {
-      scene.setState(simulation.state());
-      saveModel(scene, options.save);
-   }
-   if (options.json && !options.quiet)
-      print(data);
-   else if (!options.quiet)
-      print(describe(data));
+      Runner(simulation, schedule, recorder.get(), every, plot.get()).run(!options.quiet);
 
-   const std::string saved =
-      options.save.empty() ? "" : "; saved is the state at " + exact(scene.state().time()) + " s";
-   if (const auto& divergence = simulation.divergence())
-      throw Failure(NumericalFailure,
-                    "diverged at " + exact(divergence->time) + " s: the " + divergence->quantity +
-                       " of " + nameOf(scene, divergence->place) + " is not finite" + saved);
+   // What fails keeps nothing else from being written. The last failure gives the exit code.
+   std::vector<Failure> failures;
+   const auto attempt = [&](const auto& action)
+   {
+      try
+      {
+         action();
+      }
+      catch (const Failure& failure)
+      {
+         failures.push_back(failure);
+      }
+   };
    if (isInterrupted != 0)
-      throw Failure(Interrupted, "interrupted at " + exact(simulation.state().time()) + " s");
-   return Done;
+      failures.emplace_back(Interrupted,
+                            "interrupted at " + exact(simulation.state().time()) + " s");
+   if (outcome.failure)
+      failures.push_back(*outcome.failure);
+   if (plot)
+      attempt(
+         [&]
+         {
+            plotFile->write(plot->svg());
+            plotFile->close();
+         });
+   std::string saved;
+   if (!options.save.empty())
+      attempt(
+         [&]
+         {
+            scene.setState(simulation.state());
+            saveModel(scene, options.save);
+            saved = "; saved is the state at " + exact(scene.state().time()) + " s";
+         });
+   if (!options.quiet)
+      attempt(
+         [&]
+         {
+            const Json data = summarize(options, scene, schedule, step, simulation, outcome);
+            options.json ? print(data) : print(describe(data));
+         });
+   if (const auto& divergence = simulation.divergence())
+      failures.emplace_back(NumericalFailure, "diverged at " + exact(divergence->time) +
+                                                 " s: the " + divergence->quantity + " of " +
+                                                 nameOf(scene, divergence->place) +
+                                                 " is not finite" + saved);
+   if (failures.empty())
+      return Done;
+   for (const Failure& failure : failures)
+      if (&failure != &failures.back())
+         complain(failure.what());
+   throw Failure(failures.back());
 }
 
 constexpr const char* explanation =
@@ -470,29 +522,45 @@ zqsim::Run zqsim::run(CLI::App& arguments)
 {
    const auto options = std::make_shared<RunOptions>();
    options->declare(arguments);
-   arguments.add_option("--time", options->time, "How long to simulate (s)")->required();
-   arguments.add_option("--dt", options->step, "Length of a step (s)")->capture_default_str();
+   arguments.add_option("--time", options->time, "How long to simulate (s)")
+      ->required()
+      ->type_name("NUMBER");
+   arguments.add_option("--dt", options->step, "Length of a step (s)")
+      ->type_name("NUMBER")
+      ->capture_default_str();
    arguments
       .add_option("--solver", options->solver,
                   "crbi: composite bodies, for models with constraints too; arbi: articulated "
                   "bodies, for long chains")
       ->check(CLI::IsMember({"crbi", "arbi"}))
+      ->type_name("NAME")
       ->capture_default_str();
-   arguments.add_option("--torques", options->torques,
-                        "Torques at the motors (N m, N) of the joints of all manipulators in "
-                        "order, as one argument: \"0.1 0.2\"; those missing are 0");
-   arguments.add_option("--commands", options->commands,
-                        "Commands to the power converters (a voltage, a valve opening, a torque), "
-                        "in the same form");
-   arguments.add_option("--out", options->out,
-                        "Where to record: to .csv time, joint positions and velocities, and "
-                        "energy; to .xml the states");
-   arguments.add_option("--every", options->every, "Record every Nth step, the first and the last")
-      ->check(CLI::PositiveNumber)
+   arguments
+      .add_option("--torques", options->torques,
+                  "Torques at the motors (N m, N) of the joints of all manipulators in "
+                  "order, as one argument: \"0.1 0.2\"; those missing are 0")
+      ->type_name("LIST");
+   arguments
+      .add_option("--commands", options->commands,
+                  "Commands to the power converters (a voltage, a valve opening, a torque), "
+                  "in the same form")
+      ->type_name("LIST");
+   arguments
+      .add_option("--out", options->out,
+                  "Where to record: to .csv time, joint positions and velocities, and "
+                  "energy; to .xml the states")
+      ->type_name("FILE");
+   arguments
+      .add_option("--every", options->every,
+                  "Record with --out the first state, that of every Nth step, and the last")
+      ->type_name("N")
       ->capture_default_str();
-   arguments.add_option("--save", options->save,
-                        "Where to write the model in its last state, which is finite");
-   arguments.add_option("--plot", options->plot, "Where to draw joint positions over time, as SVG");
+   arguments
+      .add_option("--save", options->save,
+                  "Where to write the model as it ended, for another run to go on from")
+      ->type_name("FILE");
+   arguments.add_option("--plot", options->plot, "Where to draw joint positions over time, as SVG")
+      ->type_name("FILE");
    arguments.add_flag("--quiet", options->quiet, "Write nothing when all goes well");
    arguments.footer(explanation);
    return [options] { return simulate(*options); };

@@ -18,6 +18,12 @@ bool isFinite(const ZqVector& vector)
    return std::isfinite(vector.x()) && std::isfinite(vector.y()) && std::isfinite(vector.z());
 }
 
+bool isFinite(const ZqOrientation& q)
+{
+   return std::isfinite(q.w()) && std::isfinite(q.x()) && std::isfinite(q.y()) &&
+          std::isfinite(q.z());
+}
+
 /// As the velocity is clipped when it is propagated.
 ZqReal clipped(ZqReal velocity, ZqReal maxRate)
 {
@@ -83,6 +89,7 @@ zqsim::Simulation::Member zqsim::Simulation::makeMember(ZqU32 index, const Drive
 bool zqsim::Simulation::stepTo(ZqReal time)
 {
    const ZqReal dt = time - m_state.time();
+   m_stateBefore = m_state;
    m_active.setNonredundantState(m_state);
    for (ZqU32 i = 0; i < m_members.size(); ++i)
    {
@@ -98,6 +105,11 @@ bool zqsim::Simulation::stepTo(ZqReal time)
       advanceMotors(i, dt);
    }
    m_scene.propagateTo(time, m_state, m_results, m_active);
+   if (!isStateFinite())
+   {
+      m_state = m_stateBefore;
+      return false;
+   }
    collectResults();
    return true;
 }
@@ -274,6 +286,75 @@ void zqsim::Simulation::advanceMotors(ZqU32 index, ZqReal dt)
    }
 }
 
+/// Of the state that a step has led to, with its energy; else that is the divergence.
+bool zqsim::Simulation::isStateFinite()
+{
+   if (isStateFarFromOverflow())
+      return true;
+   for (ZqU32 i = 0; i < m_members.size(); ++i)
+   {
+      const ZqCoordinateSystemTransformation& X = m_state.positionStates()[i].coordSysXForm();
+      const ZqGeneralMotion& V = m_state.velocityStates()[i].generalVelocity();
+      if (!(::isFinite(X.translation()) && ::isFinite(X.orientation()) && ::isFinite(V.linear()) &&
+            ::isFinite(V.angular())))
+      {
+         m_divergence = Divergence{{i, ZqBaseLinkIndex}, m_state.time(), "motion"};
+         return false;
+      }
+   }
+   energy();
+   return !m_divergence;
+}
+
+/// Whether all positions and rates are so small that their squares, and so the energy, are finite.
+bool zqsim::Simulation::isStateFarFromOverflow()
+{
+   constexpr ZqReal far = 1e50;
+   const auto isBelow = [](ZqReal number) { return std::abs(number) < far; };
+   const auto areBelow = [&](const ZqXmlVectorBasicType<ZqReal>& numbers)
+   { return std::all_of(numbers.values().begin(), numbers.values().end(), isBelow); };
+   const auto isVectorBelow = [&](const ZqVector& vector)
+   { return isBelow(vector.x()) && isBelow(vector.y()) && isBelow(vector.z()); };
+   for (ZqU32 i = 0; i < m_members.size(); ++i)
+   {
+      const ZqPositionState& position = m_state.positionStates()[i];
+      const ZqVelocityState& velocity = m_state.velocityStates()[i];
+      const ZqGeneralMotion& V = velocity.generalVelocity();
+      if (!(areBelow(position.jointPositions()) && areBelow(velocity.jointVelocities()) &&
+            areBelow(activeState(i).actuatorState().motorVelocities()) &&
+            isVectorBelow(position.coordSysXForm().translation()) &&
+            ::isFinite(position.coordSysXForm().orientation()) && isVectorBelow(V.linear()) &&
+            isVectorBelow(V.angular())))
+         return false;
+   }
+   return true;
+}
+
+/// The joint or the base of a manipulator with the highest rate: what it carries may have more energy,
+/// but is not to blame. When all are at rest, what was given.
+zqsim::Simulation::Place zqsim::Simulation::fastest(const Place& otherwise) const
+{
+   const ZqVelocityState& velocity = m_state.velocityStates()[otherwise.manipulator];
+   const auto& rates = velocity.jointVelocities().values();
+   const ZqGeneralMotion& V = velocity.generalVelocity();
+   Place result = otherwise;
+   ZqReal highest = 0.0;
+   const auto compare = [&](ZqReal rate, ZqU32 link)
+   {
+      if (std::abs(rate) > highest)
+      {
+         highest = std::abs(rate);
+         result.link = link;
+      }
+   };
+   for (const ZqReal rate : {V.linear().x(), V.linear().y(), V.linear().z(), V.angular().x(),
+                             V.angular().y(), V.angular().z()})
+      compare(rate, ZqBaseLinkIndex);
+   for (std::size_t j = 0; j < rates.size(); ++j)
+      compare(rates[j], static_cast<ZqU32>(j));
+   return result;
+}
+
 /// Takes down what happened in the step that was done.
 void zqsim::Simulation::collectResults()
 {
@@ -323,7 +404,7 @@ zqsim::Energy zqsim::Simulation::energy()
       result.kinetic += energy.kinetic;
       result.potential += energy.potential;
       if (!m_divergence && !std::isfinite(result.total()))
-         m_divergence = Divergence{{manipulator, link}, m_state.time(), "energy"};
+         m_divergence = Divergence{fastest({manipulator, link}), m_state.time(), "energy"};
    };
    for (ZqU32 i = 0; i < m_members.size(); ++i)
    {

@@ -142,6 +142,9 @@ private:
    void solveAtLimits(ZqU32 index, ZqReal dt);
    std::optional<Place> firstNotFinite(ZqU32 index, ZqReal dt);
    void advanceMotors(ZqU32 index, ZqReal dt);
+   bool isStateFinite();
+   bool isStateFarFromOverflow();
+   Place fastest(const Place& otherwise) const;
    void collectResults();
    void noteLimit(ZqU32 manipulator, ZqU32 joint);
    Energy energyOfBody(ZqU32 index, const ZqManipulatorLink& link);
@@ -150,6 +153,7 @@ private:
    const ZqStatedSystem& m_scene;
    Solver m_solver;
    ZqManipulatorSystemState m_state;
+   ZqManipulatorSystemState m_stateBefore; ///< the present step
    ZqSystemActiveState m_active;
    std::vector<Member> m_members;
    ZqXmlVectorType<ZqPropagationResultData> m_results;

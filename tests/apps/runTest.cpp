@@ -174,7 +174,8 @@ TEST_F(ZqsimRun, WhatIsAttachedStaysAttached)
 
 TEST_F(ZqsimRun, ADivergingRunKeepsWhatWasFinite)
 {
-   // More friction than explicit steps of this length can bear, on a joint without limits.
+   // More friction than explicit steps of this length can bear, on a joint without limits. It is that
+   // of the forearm: children stand first in a document.
    const std::string limit = "2.9670597283903604<";
    const std::string arm =
       changed("planarTwoLink", {{"<frictionCoefficient>0<", "<frictionCoefficient>1e5<"},
@@ -184,16 +185,41 @@ TEST_F(ZqsimRun, ADivergingRunKeepsWhatWasFinite)
    const std::string last = scratch("last.xml");
    const Columns columns = simulate(arm + " --plot " + scratch("plot.svg"), 4);
    const Json data = runForJson("run " + arm + " --save " + last, 4);
-   EXPECT_EQ(data.at("divergence").at("link"), "upperArm");
+   EXPECT_EQ(data.at("divergence").at("link"), "forearm");
    EXPECT_LT(columns.at("time").back(), data.at("divergence").at("time"));
    EXPECT_EQ(runForJson("info " + last).at("time"), data.at("time"));
    EXPECT_EQ(contentOf(scratch("plot.svg")).find("nan"), std::string::npos);
+
+   // The base tumbles, until its velocity squared is no number. To record less does not find it later.
+   const std::string tumbling = model("freeChain") + " --time 1000 --dt 1 --every 50";
+   const Json tumbled = runForJson("run " + tumbling + " --save " + last, 4);
+   EXPECT_EQ(tumbled.at("divergence").at("link"), "base");
+   EXPECT_EQ(run("check " + last).code, 0);
+   EXPECT_EQ(simulate(tumbling, 4).at("time").back(), tumbled.at("time"));
 
    const Result result = run(
       "run " + changed("pendulum", {verticalAxis, sliding, {">0.5<", ">1e308<"}}) + " --time 1");
    EXPECT_EQ(result.code, 4);
    EXPECT_NE(result.err.find("at 0 s: the energy of joint bob of pendulum"), std::string::npos)
       << result.err;
+}
+
+TEST_F(ZqsimRun, AFileThatFailsKeepsNothingElseFromBeingWritten)
+{
+   const std::string full = scratch("full.csv");
+   std::filesystem::create_symlink("/dev/full", full);
+   const std::string last = scratch("last.xml");
+   for (const auto& [file, end] : {std::pair{"--out " + full, "recording failed"},
+                                   std::pair{std::string("--plot /dev/full"), "time reached"}})
+   {
+      const Result result =
+         run("run " + model("puma560") + " --time 1 --json --save " + last + ' ' + file);
+      EXPECT_EQ(result.code, 1);
+      EXPECT_NE(result.err.find(": No space left"), std::string::npos) << result.err;
+      const Json data = Json::parse(result.out);
+      EXPECT_EQ(data.at("end"), end);
+      EXPECT_EQ(runForJson("info " + last).at("time"), data.at("time"));
+   }
 }
 
 TEST_F(ZqsimRun, AnInterruptionEndsTheStepAndTheFiles)
@@ -231,6 +257,17 @@ TEST_F(ZqsimRun, ProgressIsShownOnATerminalOnly)
    EXPECT_EQ(run(command).err, "");
    const Result result = run("", "script -qec '" ZQSIM " " + command + "' /dev/null #");
    EXPECT_NE(result.out.find("x real time  0:0"), std::string::npos) << result.out;
+
+   const Result narrow =
+      run("", "script -qec 'stty cols 70; " ZQSIM " " + command + "' /dev/null #");
+   constexpr const char* eraseLine = "\x1b[K";
+   std::size_t begin = narrow.out.find(eraseLine);
+   ASSERT_NE(begin, std::string::npos);
+   for (std::size_t end; (end = narrow.out.find(eraseLine, begin + 1)) != std::string::npos;)
+   {
+      EXPECT_LT(narrow.out.find('\r', begin) - begin - std::string(eraseLine).size(), 70U);
+      begin = end;
+   }
 }
 
 TEST_F(ZqsimRun, WrongOptionsAreToldBeforeARun)
@@ -256,17 +293,20 @@ TEST_F(ZqsimRun, WrongOptionsAreToldBeforeARun)
            {arm + " --time 1 --dt 2", 2, "a step of 2 s is longer than --time, 1 s"},
            {arm + " --time 1 --dt 1e-300", 2, "too short"},
            {changed("pendulum", {{"<time>0<", "<time>1e20<"}}) + " --time 1", 2, "too short"},
-           {arm + " --time 1 --every 0", 2, "--every"},
+           {arm + " --time 1 --every 0", 2, "--every: \"0\" is not a whole number above zero"},
+           {arm + " --time 1 --every 99999999999999999999", 2, "--every: \"9"},
            {arm + " --time 1 --solver abc", 2, "--solver"},
            {arm + " --time 1 --torques '1 2 3'", 2, "has 2 joints, but received 3"},
            {arm + " --time 1 --commands 'nan'", 2, "--commands: \"nan\""},
            {arm + " --time 1 --out states.txt", 2, "ends neither in .csv nor in .xml"},
            {here + "arm.xml --time 1 --out " + here + "arm.xml", 2, "is the file of MODEL"},
            {arm + " --time 1 --plot p.xml --save p.xml", 2, "is the file of --save"},
-           {arm + " --time 1 --save " + here + "none/a.xml", 1, "there is no directory"},
+           {arm + " --time 1 --plot " + here + "a.xml --save " + here + "./a.xml", 2, "of --save"},
+           {arm + " --time 1 --save " + here + "none/a.xml", 1, "No such file or directory"},
+           {arm + " --time 1 --save " + here, 1, "Is a directory"},
+           {arm + " --time 1 --plot " + here, 1, "Is a directory"},
            {arm + " --time 1 --out " + here + "none/a.csv", 1, "No such file or directory"},
            {arm + " --time 1 --out /dev/full/a.csv", 1, "/dev/full/a.csv: "},
-           {arm + " --time 1 --plot /dev/full", 1, "No space left"},
            {here + "none.xml --time 1", 3, "cannot be opened"}})
    {
       const Result result = run("run " + arguments);

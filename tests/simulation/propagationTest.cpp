@@ -1,12 +1,14 @@
 #include "support/allocationCount.h"
 #include "support/logCapture.h"
 #include "support/randomManipulators.h"
+#include "support/xmlSamples.h"
 #include "zqManipulator/kinematics/ZqStatedSystem.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 
 namespace
 {
@@ -292,5 +294,57 @@ TEST(Propagation, AllocatesNothingAndCarriesWhatIsAttached)
    }
    EXPECT_EQ(allocated, 0U);
    EXPECT_FALSE(scene.state.velocityStates()[2].generalVelocity() == ZqGeneralMotion());
+}
+
+TEST(Propagation, KeepsNothingOfAnotherModel)
+{
+   const ZqIndividualManipulator arm =
+      zqTest::makeManipulator({zqTest::onBase}, [](ZqU32) { return ZqManipulatorLink(); });
+   ZqStatedSystem other;
+   other.addManipulator(arm);
+   ZqJointActuator drive = ZqJointActuator::defaultObject();
+   drive.setUpperLimit(0.0);
+   ZqIndividualManipulator limited = arm;
+   limited.linkByIndex(0)->setJointActuator(drive);
+   const auto turns = [](ZqStatedSystem& scene)
+   {
+      ZqManipulatorSystemState state = scene.state();
+      state.velocityStates()[0].jointVelocities()[0] = 1.0;
+      scene.setState(state);
+      scene.propagateSelfTo(state.time() + 0.5, nullptr);
+      return scene.state().positionStates()[0].jointPositions()[0] >= 0.5;
+   };
+   // What met its limit stays, but nothing else in its place.
+   const std::function<void(ZqStatedSystem&)> changes[] = {
+      [&](ZqStatedSystem& scene) { scene = other; },
+      [&](ZqStatedSystem& scene) { scene.setFromSystem(other.system()); },
+      [&](ZqStatedSystem& scene) { scene.setFromManipulator(arm); },
+      [&](ZqStatedSystem& scene)
+      { scene.setAndDeleteSystemPointer(new ZqManipulatorSystem(other.system())); },
+      [&](ZqStatedSystem& scene) { scene.exchangeManipulator(0, arm, {}, {}); },
+      [&](ZqStatedSystem& scene) { scene.deleteManipulator(0); },
+      [&](ZqStatedSystem& scene) { Zq::fromXml(scene, zqTest::written(other)); }};
+   for (const auto& change : changes)
+   {
+      SCOPED_TRACE(&change - changes);
+      ZqStatedSystem scene;
+      scene.addManipulator(limited);
+      scene.addManipulator(arm);
+      EXPECT_FALSE(turns(scene) || turns(scene));
+      change(scene);
+      EXPECT_TRUE(turns(scene));
+   }
+
+   // The link that carries another manipulator has got another joint.
+   ZqManipulatorAttachmentMap map;
+   map.attachManipulator(1, 0, "label0", ZqVector(), "");
+   other.addManipulator(arm);
+   other.setManipulatorAttachmentMap(map);
+   other.propagateSelfTo(1.0, nullptr);
+   ZqDenavitHartenberg joint;
+   joint.setDhD(5.0);
+   other.replaceLinkKinematics(0, "label0", joint);
+   other.propagateSelfTo(2.0, nullptr);
+   EXPECT_EQ(other.state().positionStates()[1].coordSysXForm().translation(), ZqVector(0, 0, 5));
 }
 } // namespace

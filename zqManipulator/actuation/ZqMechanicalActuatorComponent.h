@@ -164,7 +164,7 @@ public:
    /// stoppers leave of it, or of a flexible joint the torque of the shaft, which the state of the
    /// motor decides. The load is what the joint's motion takes; dry friction opposes what is left.
    /// The torque is kept in the state's `outputTorques`, which grow where they have no entry for
-   /// the joint.
+   /// the joint. What the state has no entries for takes nothing of the drive.
    virtual ZqReal outputTorque(ZqReal inputTorque, ZqReal loadTorque,
                                ZqManipulatorActiveState& state) const;
    /// Viscous friction and stoppers. As these, it counts against the drive.

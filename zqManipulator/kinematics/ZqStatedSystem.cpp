@@ -38,6 +38,7 @@ ZqStatedSystem& ZqStatedSystem::operator=(const ZqStatedSystem& other)
    m_transparentDisplay = other.m_transparentDisplay;
    m_activeState.reset();
    m_reportActiveState.reset();
+   m_propagationResults.clear();
    attachConfiguration();
    return *this;
 }
@@ -77,6 +78,7 @@ bool ZqStatedSystem::read(ZqXmlReader& reader)
    aboutToModifySystem();
    // The system is about to be replaced.
    m_configuration.setManipulatorSystem(nullptr);
+   m_propagationResults.clear();
    const bool isRead = ZqXmlClass::read(reader);
    takeLegacySystem();
    validateTopLevelDimensions();
@@ -178,6 +180,7 @@ void ZqStatedSystem::makeDeepCopy(ZqFoundCommon::DeepCopyFlag flag)
 void ZqStatedSystem::setSystem(const ZqManipulatorSystem& system)
 {
    m_systemContainer.setElement(system);
+   m_propagationResults.clear();
    attachConfiguration();
    m_systemModified = true;
 }
@@ -187,6 +190,7 @@ void ZqStatedSystem::setAndDeleteSystemPointer(ZqManipulatorSystem* system)
    // The exclusions of the configuration stay compiled as they are.
    m_configuration.setManipulatorSystem(nullptr);
    m_systemContainer.setAndDeleteElementPointer(system);
+   m_propagationResults.clear();
    m_systemModified = true;
 }
 
@@ -199,6 +203,7 @@ void ZqStatedSystem::setFromSystem(const ZqManipulatorSystem& system)
 void ZqStatedSystem::setFromManipulator(const ZqIndividualManipulator& manipulator)
 {
    systemToModify().setFromIndividualManipulator(manipulator);
+   m_propagationResults.clear();
    addCompatibleState();
 }
 
@@ -296,6 +301,8 @@ bool ZqStatedSystem::exchangeManipulator(ZqU32 index, const ZqIndividualManipula
    ZqManipulatorSystem& system = systemToModify();
    if (!system.exchangeManipulator(index, manipulator))
       return false;
+   if (index < m_propagationResults.size())
+      m_propagationResults[index] = ZqPropagationResultData();
    ZqVelocityState newVelocity = velocity;
    m_state.velocityStates().resizeToAtLeast(index + 1);
    m_state.positionStates()[index] = position;
@@ -332,6 +339,8 @@ void ZqStatedSystem::deleteState(ZqU32 index)
       m_state.positionStates().erase(index);
    if (index < m_state.velocityStates().size())
       m_state.velocityStates().erase(index);
+   if (index < m_propagationResults.size())
+      m_propagationResults.erase(index);
    system().rightSizeState(m_state);
    resetReportActiveState();
 }

@@ -119,8 +119,9 @@ public:
    /// the times: `dt` has no effect. A step that is not finite is rejected with a message, and nothing
    /// changes; one that is zero or negative is taken.
    ///
-   /// A null active state stands for one that the stated system makes and keeps, which has no
-   /// accelerations.
+   /// A null active state stands for one that the stated system makes and keeps. It has no
+   /// accelerations, and in mode 0 without attachments no positions: what stopping criteria answer
+   /// then means nothing.
    /// @{
    virtual void propagateSelfTo(ZqReal time, PropagationResults& results,
                                 ZqSystemActiveState* activeState, ZqU32 mode, const ZqReal& dt,
@@ -135,8 +136,8 @@ public:
    /// In mode 0.
    virtual void propagateTo(ZqReal time, ZqManipulatorSystemState& state,
                             PropagationResults& results, ZqSystemActiveState& activeState) const;
-   /// In mode 0, with results that the stated system keeps: whoever needs to see or to reset them uses
-   /// one of the other forms.
+   /// In mode 0, with results that the stated system keeps as long as it has the manipulator: whoever
+   /// needs to see or to reset them uses one of the other forms.
    virtual void propagateTo(ZqReal time, ZqManipulatorSystemState& state,
                             ZqSystemActiveState* activeState) const;
    /// @}

@@ -205,6 +205,17 @@ constexpr ZqU32 noCollisions = 0;
 constexpr ZqReal anyStep = 1.0;
 constexpr ZqU32 anyFidelity = 1;
 constexpr ZqReal noTolerance = 0.0;
+
+/// An active state that is made at first use. Nobody outside can tell it of a changed model, so that
+/// nothing of an earlier use counts.
+ZqSystemActiveState& freshActiveState(std::unique_ptr<ZqSystemActiveState>& activeState)
+{
+   if (activeState == nullptr)
+      activeState = std::make_unique<ZqSystemActiveState>();
+   else
+      activeState->invalidateAll();
+   return *activeState;
+}
 } // namespace
 
 void ZqStatedSystem::propagateTo(ZqReal time, ZqManipulatorSystemState& state,
@@ -242,11 +253,7 @@ void ZqStatedSystem::propagateSelfTo(ZqReal time, ZqSystemActiveState* activeSta
 /// The one that is given, or for null the one that is kept.
 ZqSystemActiveState& ZqStatedSystem::activeStateOr(ZqSystemActiveState* activeState) const
 {
-   if (activeState != nullptr)
-      return *activeState;
-   if (m_activeState == nullptr)
-      m_activeState = std::make_unique<ZqSystemActiveState>();
-   return *m_activeState;
+   return activeState != nullptr ? *activeState : freshActiveState(m_activeState);
 }
 
 void ZqStatedSystem::propagateSingleStateBy(ZqU32 index, const ZqVelocityState& velocity, ZqReal dt,
@@ -275,8 +282,7 @@ void ZqStatedSystem::propagateSingleVelocityStateBy(ZqU32 index,
 bool ZqStatedSystem::generateCollisionReport(PropagationResults& results, const ZqU32& fidelity,
                                              const ZqReal& tolerance) const
 {
-   if (m_reportActiveState == nullptr)
-      m_reportActiveState = std::make_unique<ZqSystemActiveState>();
-   m_reportActiveState->setNonredundantState(m_state);
-   return checkForCollisions(*m_reportActiveState, anyStep, fidelity, tolerance, results);
+   ZqSystemActiveState& activeState = freshActiveState(m_reportActiveState);
+   activeState.setNonredundantState(m_state);
+   return checkForCollisions(activeState, anyStep, fidelity, tolerance, results);
 }
