@@ -62,6 +62,9 @@ TEST(ArticulatedInertia, StaysRigidAmongRigidOnes)
          EXPECT_TRUE(inertia.calculateForceSparse(a).approxEq(F, tolerance));
          ZqArticulatedBodyInertia moved(inertia);
          moved.transformBy2(X);
+         ZqArticulatedBodyInertia same(inertia);
+         same.transformBy(X);
+         EXPECT_TRUE(same.approxEq(moved, tolerance));
          EXPECT_TRUE(moved.calculateForce(X * a).approxEq(X * F, tolerance));
          EXPECT_EQ(moved.isRigid(), inertia.isRigid());
       }

@@ -121,6 +121,9 @@ TEST(ObjectGraph, WhatAClassRegistersByHandIsWrittenToo)
    expectRoundTrip(object, false);
    object.old = 7;
    EXPECT_EQ(written(object, true).find("<stiffness"), std::string::npos);
+   const LogCapture log;
+   EXPECT_TRUE(readFrom(object, inTag(pointToken, "", "new='1'")));
+   EXPECT_TRUE(log.contains("\"new\"")) << log.text();
 }
 
 TEST(ObjectGraph, VisitorSeesEverythingOnce)
