@@ -4,6 +4,7 @@
 #include "support/randomScene.h"
 #include "zqManipulator/dynamics/ZqArbiAccelerationTool.h"
 #include "zqManipulator/dynamics/ZqCrbiAccelerationTool.h"
+#include "zqManipulator/dynamics/ZqGravitationalTorqueTool.h"
 #include "zqManipulator/simulation/ZqPointStateEqualityConstraint.h"
 
 #include <gtest/gtest.h>
@@ -121,6 +122,64 @@ TEST(AccelerationTools, TakeTorquesThatAreNotGivenForZero)
    scene.torque.jointTorques().resize(2);
    EXPECT_EQ(solveByCrbi(scene), expected);
    EXPECT_TRUE(solveByArbi(scene).approxEq(expected, 1e-10 * largest(expected)));
+}
+
+/// A point of mass off the origin of its base frame: its mass matrix is singular, and it is
+/// accelerated as a point is.
+TEST(CrbiAcceleration, DoesNotTurnAFreePointOfMass)
+{
+   ZqIndividualManipulator point =
+      zqTest::makeManipulator({}, [](ZqU32) { return ZqManipulatorLink(); });
+   ZqRigidBodyMassProperties mass = ZqRigidBodyMassProperties::pointMass(2.0);
+   mass.transformBy(ZqVector(0.3, -0.2, 0.5));
+   point.setMassProperties(mass);
+   point.setIsFixedBase(false);
+   RandomScene scene(60, point);
+   scene.velocity = {};
+   scene.external = {};
+   const ZqVector force = scene.random.vector();
+   scene.torque.setGeneralForce({force, ZqVector(0.3, -0.2, 0.5).cross(force)});
+   const ZqGeneralMotion result = solveByCrbi(scene).generalAcceleration();
+   const ZqVector expected = scene.baseAxes() * force * 0.5 - scene.gravity;
+   EXPECT_TRUE(result.approxEq({expected, ZqVector()}, 1e-13));
+}
+
+/// Links of a reference lead to the base of its model, which stands elsewhere and has another mass.
+TEST(AccelerationTools, AnswerForAReferenceWhereItStands)
+{
+   RandomValues random(60);
+   for (ZqU32 i = 0; i < 6; ++i)
+   {
+      SCOPED_TRACE(i);
+      const bool isClosed = i >= 4;
+      const RandomScene scene(i, isClosed ? closedModel(random, i, 2) : model(random, i, 4));
+      ZqIndividualManipulator::Manipulators all(2, scene.manipulator());
+      all[0].setManipulatorLabel("model");
+      all[0].setCoordSysXForm(zqTest::randomFrame(random));
+      all[0].setMassProperties(zqTest::randomMass(random));
+      ZqManipulatorReferenceDescription description;
+      description.setIsManipulatorReferenced(true);
+      description.setReferencedManipulatorLabel("model");
+      all[1].setManipulatorReferenceDescription(description);
+      all[1].clearChildLinks();
+      ASSERT_TRUE(all[1].configureManipulatorReference(all));
+
+      const ZqAccelerationState expected = solveByCrbi(scene);
+      ZqAccelerationState result;
+      ZqCrbiAccelerationTool().acceleration(scene.system, all[1], scene.position, scene.velocity,
+                                            scene.torque, scene.external, result, nullptr, true);
+      EXPECT_TRUE(result.approxEq(expected, 1e-9 * largest(expected)));
+      ZqArbiAccelerationTool().acceleration(scene.system, all[1], scene.position, scene.velocity,
+                                            scene.torque, scene.external, result, nullptr);
+      EXPECT_TRUE(isClosed || result.approxEq(expected, 1e-9 * largest(expected)));
+      ZqGravitationalTorqueTool gravity;
+      gravity.setManipulator(&scene.manipulator());
+      gravity.setPositionState(scene.position);
+      const ZqReal torque = gravity.gravitationalTorque(3, nullptr, nullptr);
+      gravity.setManipulator(&all[1]);
+      gravity.setPositionState(scene.position);
+      EXPECT_NEAR(gravity.gravitationalTorque(3, nullptr, nullptr), torque, 1e-10);
+   }
 }
 
 TEST(CrbiAcceleration, SolvesConstraintsThatAreStatedTwice)
@@ -246,6 +305,11 @@ TEST(AccelerationTools, AllocateNothingOnceSizesHaveSettled)
    for (ZqU32 i = 0; i < 4; ++i)
    {
       RandomScene scene(i, i < 2 ? model(random, i, 20) : closedModel(random, i, 2));
+      const ZqU32 held = scene.system.numberOfManipulators();
+      scene.system.addManipulator(zqTest::randomManipulator(random, 0));
+      ZqManipulatorAttachmentMap attachments;
+      ASSERT_TRUE(attachments.attachManipulator(held, scene.index, "label3", {}, "grip"));
+      scene.system.setManipulatorAttachmentMap(attachments);
       ZqManipulatorActiveState active = scene.activeState();
       ZqCrbiAccelerationTool crbi;
       ZqArbiAccelerationTool arbi;

@@ -125,6 +125,14 @@ TEST(ZeroMomentPoint, LiesBelowTheCenterOfMassAtRestAndStaysWhereNoForcePresses)
    scene.manipulator().computeZeroMomentPoint(floor, ZqVector(0.0, 0.0, -9.8), active, point,
                                               nullptr);
    EXPECT_TRUE(point.approxEq(ZqVector(center.x(), center.y(), -3.0), 1e-12));
+
+   // A result in the place of the point does not move it for the outer links.
+   active = scene.activeState();
+   ZqVector moment;
+   scene.manipulator().computeMomentFromLinearAcceleration(center, active, moment, nullptr);
+   point = center;
+   scene.manipulator().computeMomentFromLinearAcceleration(point, active, point, nullptr);
+   EXPECT_EQ(point, moment);
 }
 
 TEST(TorqueTools, AnswerForNothingWithoutAManipulatorAndForStatesThatDoNotFit)

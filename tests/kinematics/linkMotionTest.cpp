@@ -94,6 +94,37 @@ TEST(LinkMotion, LinksThatTheStateDoesNotHaveAreRejected)
       EXPECT_EQ(log.messages()[0].text, "ZqManipulatorLink::" + std::string(query.message) + "\n");
       EXPECT_EQ(log.messages()[0].type, 4U);
    }
+
+   // More velocities than positions: what cannot be answered is not kept as an answer.
+   ZqPositionState shorter;
+   shorter.setJointPositions({0.1});
+   active.setPositionState(shorter);
+   active.setVelocityState(scene.randomVelocity());
+   for (int i = 0; i < 4; ++i)
+   {
+      const zqTest::LogCapture log;
+      const Link& link = scene.link(1);
+      EXPECT_EQ(i % 2 == 0 ? link.dhFrameVelocityInSystem(active)
+                           : link.primaryFrameVelocityInSystem(active),
+                ZqGeneralMotion());
+      EXPECT_TRUE(log.contains("dhFrameVelocityInLocal(): link index 1"));
+   }
+}
+
+TEST(LinkMotion, AnswersOfAShortAccelerationStateStayWhereTheyAre)
+{
+   const zqTest::RandomScene scene(4, zqTest::SceneKind{zqTest::chain(6)});
+   Active active = scene.activeState();
+   ZqAccelerationState acceleration;
+   acceleration.resize(1);
+   active.setAccelerationState(acceleration);
+   Active tight(active); // without room for more records
+   acceleration.resize(6);
+   active.setAccelerationState(acceleration);
+   const Link& link = scene.link(0);
+   const ZqGeneralMotion& rate = link.compositeSpatialMomentumRateInLocal(tight, nullptr);
+   EXPECT_EQ(&rate, &link.compositeSpatialMomentumRateInLocal(tight, nullptr));
+   EXPECT_EQ(rate, link.compositeSpatialMomentumRateInLocal(active, nullptr));
 }
 
 TEST(LinkMotion, ArticulatedAccelerationsDoNotDependOnTheOrderOfQueries)

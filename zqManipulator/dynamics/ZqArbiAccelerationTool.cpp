@@ -70,6 +70,7 @@ bool ZqArbiAccelerationTool::acceleration(const ZqStatedSystem& statedSystem,
                                           ZqManipulatorActiveState& activeState)
 {
    const ZqStatedSystemStruct stateStruct(&statedSystem, manipulator.manipulatorIndex());
+   manipulator.placeBase(activeState.activePositionState());
    computeNetTorques(manipulator, torque, externalForce, activeState, stateStruct);
 
    // Motions outwards, articulated bodies inwards and accelerations outwards again: so no query has to
@@ -85,6 +86,9 @@ bool ZqArbiAccelerationTool::acceleration(const ZqStatedSystem& statedSystem,
    for (std::size_t i = inState; i-- > 0;)
       if (links[i] != nullptr)
          links[i]->arbd(externalForce, m_netTorque, activeState, &stateStruct);
+   // The base first: the links of a reference would ask for the body of another base.
+   ZqGeneralMotion ofBase = manipulator.arbiBaseAccelerationInLocal(externalForce, m_netTorque,
+                                                                    activeState, &stateStruct);
    auto& jointAccelerations = result.jointAccelerations();
    jointAccelerations.resize(links.size());
    for (std::size_t i = 0; i < links.size(); ++i)
@@ -92,8 +96,6 @@ bool ZqArbiAccelerationTool::acceleration(const ZqStatedSystem& statedSystem,
          jointAccelerations[i] =
             links[i]->arbiJointAcceleration(externalForce, m_netTorque, activeState, &stateStruct);
 
-   ZqGeneralMotion ofBase = manipulator.arbiBaseAccelerationInLocal(externalForce, m_netTorque,
-                                                                    activeState, &stateStruct);
    ofBase.transformBy(manipulator.dhFrameInSystem(activeState.activePositionState()).orientation());
    result.setGeneralAcceleration(ofBase);
    return true;

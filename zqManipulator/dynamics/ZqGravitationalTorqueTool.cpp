@@ -91,6 +91,7 @@ ZqGravitationalTorqueTool::gravitationalTorques(ZqManipulatorActiveState* active
 void ZqGravitationalTorqueTool::sweepInertias(ZqManipulatorActiveState& activeState,
                                               const ZqStatedSystemStruct* stateStruct) const
 {
+   m_manipulator->placeBase(activeState.activePositionState());
    const auto& links = m_manipulator->linkPointerVector();
    const std::size_t count =
       std::min<std::size_t>({links.size(), activeState.positionState().jointPositions().size(),
@@ -113,6 +114,7 @@ ZqReal ZqGravitationalTorqueTool::gravitationalTorque(unsigned int index,
    if (index >= links.size() || links[index] == nullptr)
       return 0.0;
    const ZqManipulatorLink& link = *links[index];
+   m_manipulator->placeBase(activeState.activePositionState());
    const ZqVector gravity = inAxesOf(link, m_gravityVector, activeState);
    const ZqRigidBodyMassProperties& body = link.crbi(activeState, stateStruct);
    const ZqGeneralMotion& s = unitMotion(link, activeState);

@@ -5,7 +5,8 @@
 #include "zqManipulator/foundation/xml/ZqXmlVectorBasicType.h"
 
 /// What drives one manipulator: a torque (N m) or force (N) for each joint in the order of the link
-/// indices, and the spatial force on the base. For a fixed base the latter is the reaction.
+/// indices, and the spatial force on the base, in its DH frame. For a fixed base the latter is the
+/// reaction.
 class ZqManipulatorTorque final : public ZqXmlClass<ZqManipulatorTorque>
 {
 public:

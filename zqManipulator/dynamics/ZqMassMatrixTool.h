@@ -45,9 +45,11 @@ public:
    virtual unsigned int degreesOfConstraint() const { return m_degreesOfConstraint; }
    virtual void setDegreesOfConstraint(unsigned int count) { m_degreesOfConstraint = count; }
    /// @}
-   /// (M B)^T for a basis B of joint accelerations (n x k), by inverse dynamics of one column at a
-   /// time: for few columns, where M is of no use. Without degrees of constraint an empty basis stands
-   /// for the identity. The active state is left at rest, with the accelerations of the last column.
+   /// (M B)^T (k x n) for a basis B of joint accelerations (n x k), by inverse dynamics of one column at
+   /// a time: for few columns, where M is of no use. Here M has the inertia of the actuators on its
+   /// diagonal, and the torques of springs are added to each row. Without degrees of constraint an empty
+   /// basis stands for the identity, of n columns or, without a fixed base, n + 6. The active state is
+   /// left at rest, with the accelerations of the last column.
    virtual const ZqReArray& nullSpaceTorque(ZqManipulatorActiveState& activeState,
                                             const ZqReArray& basis);
    virtual const ZqReArray& nullSpaceTorque(ZqManipulatorActiveState* activeState,

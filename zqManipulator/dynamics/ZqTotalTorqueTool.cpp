@@ -45,6 +45,7 @@ void ZqTotalTorqueTool::sweepForces(const ZqManipulatorExternalForce& externalFo
                                     ZqManipulatorActiveState& activeState,
                                     const ZqStatedSystemStruct* stateStruct) const
 {
+   m_manipulator->placeBase(activeState.activePositionState());
    const auto& links = m_manipulator->linkPointerVector();
    const std::size_t count =
       std::min<std::size_t>({links.size(), activeState.positionState().jointPositions().size(),
@@ -125,6 +126,7 @@ ZqReal ZqTotalTorqueTool::torque(unsigned int index,
    const ZqManipulatorLink& link = *links[index];
    const auto& jointPositions = activeState.positionState().jointPositions();
    const ZqReal q = index < jointPositions.size() ? jointPositions[index] : 0.0;
+   m_manipulator->placeBase(activeState.activePositionState());
    const ZqGeneralForce& force = link.dhFrameForceInLocal(externalForce, activeState, stateStruct);
    const ZqGeneralMotion& unitMotion =
       link.linkKinematicsContainer().calculateAcceleration(q, 0.0, 1.0);

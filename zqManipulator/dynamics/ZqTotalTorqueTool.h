@@ -11,6 +11,10 @@ class ZqStatedSystemStruct;
 /// accelerations in the active state, by the recursion of Newton and Euler (Luh, Walker and Paul 1980).
 /// Gravity is part of these accelerations: an upward acceleration of the base.
 ///
+/// Forces that the active state has valid are used as they stand, whatever external forces they were
+/// computed from: for other ones at the same state, set the acceleration state again. Forces that the
+/// record of external forces does not list are zero.
+///
 /// The tool does not own the manipulator. Results are references into the tool, which the next call
 /// overwrites. The forms with a pointer take null for the tool's own active state.
 class ZqTotalTorqueTool

@@ -275,6 +275,14 @@ public:
    /// The labels, besides its own, that this manipulator keeps in use in its system.
    const std::set<ZqString>& usingManipulatorLabels() const { return m_usingManipulatorLabels; }
    void setManipulatorIndex(ZqU32 index) { m_manipulatorIndex = index; }
+   /// Has the state's base be that of this manipulator for the queries of its links, too. Those of a
+   /// reference lead to the base of the concrete reference, which may stand elsewhere: whoever asks a
+   /// link first would get it placed there.
+   void placeBase(ZqManipulatorActivePositionState& activeState) const
+   {
+      if (m_concreteReference != this)
+         dhFrameInSystem(activeState);
+   }
    /// Swaps the two so that the first is not below the second. True.
    static bool makeIndicesCompatible(ZqU32& a, ZqU32& b);
    /// Hides the link's operation, after which the tree would have to be mapped.

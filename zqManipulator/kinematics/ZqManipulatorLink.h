@@ -222,9 +222,14 @@ public:
    /// of a point (classical, not spatial). The acceleration of the base carries gravity: it stands in
    /// the state as the acceleration that simulates it.
    ///
-   /// Joint velocities and accelerations that the state does not list are zero. An index that the
-   /// active state does not have is rejected with a message; the answer is then zero. A scene, which
-   /// may be null, adds the masses of what is attached.
+   /// Joint accelerations that the state does not list are zero, and so are external forces and torques
+   /// that their records do not list. An index that the active state does not have is rejected with a
+   /// message; the answer is then zero. A scene, which may be null, adds the masses of what is
+   /// attached.
+   ///
+   /// A change of forces, torques or scene is not noticed: what is kept answers as it was computed.
+   /// Setting the acceleration state makes room for other forces and torques, `invalidateAll` for
+   /// another scene.
    /// @{
    virtual const ZqGeneralMotion&
    dhFrameVelocityInLocal(ZqManipulatorActiveState& activeState) const;

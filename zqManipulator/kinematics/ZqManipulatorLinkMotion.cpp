@@ -58,16 +58,17 @@ inline ZqLinkVelocityState* velocityRecord(ZqManipulatorActiveState& activeState
 }
 
 /// The record of a link for which the position has one, or of the base; null for any other link. A state
-/// of accelerations may be shorter than that of positions, and then gets the records that it lacks.
+/// of accelerations may be shorter than that of positions, and then gets all the records that it lacks:
+/// none that was answered from moves when an outer link is asked.
 inline ZqLinkAccelerationState* accelerationRecord(ZqManipulatorActiveState& activeState,
                                                    ZqU32 index)
 {
-   if (recordOf(activeState.activePositionState(), index) == nullptr)
+   const ZqManipulatorActivePositionState& positions = activeState.activePositionState();
+   if (recordOf(positions, index) == nullptr)
       return nullptr;
    ZqManipulatorActiveAccelerationState& accelerations = activeState.activeAccelerationState();
-   if (ZqLinkAccelerationState* own = recordOf(accelerations, index))
-      return own;
-   accelerations.resize(activeState.activePositionState().size());
+   if (accelerations.size() < positions.size())
+      accelerations.resize(positions.size());
    return &accelerations.record(index);
 }
 
@@ -177,7 +178,10 @@ ZqManipulatorLink::dhFrameVelocityInSystem(ZqManipulatorActiveState& activeState
    ZqLinkVelocityState& own = activeState.activeVelocityState().record(m_linkIndex);
    if (!own.systemDhValid())
    {
-      ZqGeneralMotion motion = dhFrameVelocityInLocal(activeState);
+      const ZqGeneralMotion& local = dhFrameVelocityInLocal(activeState);
+      if (&local == &m_theDummyGeneralVelocity)
+         return local;
+      ZqGeneralMotion motion = local;
       motion.transformBy(dhFrameInSystem(activeState.activePositionState()).orientation());
       own.setDhFrameVelocityInSystem(motion);
    }
@@ -199,7 +203,10 @@ ZqManipulatorLink::primaryFrameVelocityInSystem(ZqManipulatorActiveState& active
    ZqLinkVelocityState& own = activeState.activeVelocityState().record(m_linkIndex);
    if (!own.systemPrimaryValid())
    {
-      ZqGeneralMotion motion = dhFrameVelocityInLocal(activeState);
+      const ZqGeneralMotion& local = dhFrameVelocityInLocal(activeState);
+      if (&local == &m_theDummyGeneralVelocity)
+         return local;
+      ZqGeneralMotion motion = local;
       motion.transformBy(m_linkKinematicsContainer.primaryFrameInverse());
       motion.transformBy(primaryFrameInSystem(activeState.activePositionState()).orientation());
       own.setPrimaryFrameVelocityInSystem(motion);
@@ -421,14 +428,16 @@ ZqBoolean ZqManipulatorLink::computeMomentFromLinearAcceleration(
    const ZqVector acceleration = comAccelerationInLocal(activeState, stateStruct).linear();
    const ZqCoordinateSystemTransformation& frame =
       dhFrameInSystem(activeState.activePositionState());
-   moment = (frame * center - point).cross(frame.orientation() * acceleration) *
-            massProperties(stateStruct).mass();
+   // The result may be the point.
+   ZqVector sum = (frame * center - point).cross(frame.orientation() * acceleration) *
+                  massProperties(stateStruct).mass();
    for (const ZqManipulatorLink& child : childLinks())
    {
       ZqVector ofChild;
       child.computeMomentFromLinearAcceleration(point, activeState, ofChild, stateStruct);
-      moment += ofChild;
+      sum += ofChild;
    }
+   moment = sum;
    return true;
 }
 

@@ -212,8 +212,9 @@ ZqManipulatorLink::withAttachments(const ZqRigidBodyMassProperties& own,
    const ZqStatedSystem* scene = stateStruct != nullptr ? stateStruct->statedSystemPtr() : nullptr;
    if (scene == nullptr || scene->configuration().attachmentMap().baseNodes().size() == 0)
       return own;
-   std::vector<ZqU32> indices;
-   std::vector<ZqCoordinateSystemTransformation> offsets;
+   // Kept, since every step asks.
+   thread_local std::vector<ZqU32> indices;
+   thread_local std::vector<ZqCoordinateSystemTransformation> offsets;
    if (!scene->configuration().attachmentMap().getDependentManipulatorsAndOffsets(
           stateStruct->manipulatorIndex(), linkLabel(), indices, offsets))
       return own;

@@ -9,6 +9,7 @@ const ZqReArray& ZqXyStateEqualityConstraint::jacobian(const ZqIndividualManipul
                                                        const ZqPositionState& position) const
 {
    ZqManipulatorActivePositionState& activeState = placedAt(position);
+   manipulator.placeBase(activeState);
    m_jacobian.setToZeros(doc(), manipulator.totalDof());
    const ZqManipulatorLink* const first = manipulator.linkByIdentifier(m_firstLinkLabel);
    const ZqManipulatorLink* const second = manipulator.linkByIdentifier(m_secondLinkLabel);
