@@ -173,6 +173,7 @@ TEST(AccelerationTools, AnswerForAReferenceWhereItStands)
                                             scene.torque, scene.external, result, nullptr);
       EXPECT_TRUE(isClosed || result.approxEq(expected, 1e-9 * largest(expected)));
       ZqGravitationalTorqueTool gravity;
+      gravity.setGravityVector(scene.gravity);
       gravity.setManipulator(&scene.manipulator());
       gravity.setPositionState(scene.position);
       const ZqReal torque = gravity.gravitationalTorque(3, nullptr, nullptr);
