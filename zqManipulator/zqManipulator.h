@@ -25,6 +25,7 @@
 #include "zqManipulator/dynamics/ZqGravitationalTorqueTool.h"
 #include "zqManipulator/dynamics/ZqManipulatorExternalForce.h"
 #include "zqManipulator/dynamics/ZqManipulatorTorque.h"
+#include "zqManipulator/dynamics/ZqMassMatrixFactor.h"
 #include "zqManipulator/dynamics/ZqMassMatrixTool.h"
 #include "zqManipulator/dynamics/ZqMatrixDTool.h"
 #include "zqManipulator/dynamics/ZqRigidBodyMassProperties.h"

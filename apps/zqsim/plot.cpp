@@ -247,7 +247,7 @@ std::string zqsim::Plot::draw(const Panel& panel, ZqReal top, ZqReal& width) con
    std::string result =
       label(leftMargin, top - 14.0, " class=\"title\"", panel.title) +
       label(0.0, 0.0,
-            " text-anchor=\"middle\" transform=\"translate(20 " + pixels(0.5 * (top + bottom)) +
+            R"( text-anchor="middle" transform="translate(20 )" + pixels(0.5 * (top + bottom)) +
                ") rotate(-90)\"",
             panel.quantity) +
       label(0.5 * (leftMargin + right), bottom + 38.0, " text-anchor=\"middle\"", "time (s)");
@@ -313,7 +313,7 @@ std::string zqsim::Plot::svg() const
       height = titleHeight + axisHeight;
    }
    const std::string size = pixels(width) + "\" height=\"" + pixels(height);
-   return "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + size + "\" viewBox=\"0 0 " +
+   return R"(<svg xmlns="http://www.w3.org/2000/svg" width=")" + size + "\" viewBox=\"0 0 " +
           pixels(width) + ' ' + pixels(height) + "\">\n" + styleSheet + "<rect width=\"" + size +
           "\" fill=\"white\"/>\n" + panels + "</svg>\n";
 }

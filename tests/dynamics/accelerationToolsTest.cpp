@@ -172,14 +172,15 @@ TEST(AccelerationTools, AnswerForAReferenceWhereItStands)
       ZqArbiAccelerationTool().acceleration(scene.system, all[1], scene.position, scene.velocity,
                                             scene.torque, scene.external, result, nullptr);
       EXPECT_TRUE(isClosed || result.approxEq(expected, 1e-9 * largest(expected)));
-      ZqGravitationalTorqueTool gravity;
-      gravity.setGravityVector(scene.gravity);
-      gravity.setManipulator(&scene.manipulator());
-      gravity.setPositionState(scene.position);
-      const ZqReal torque = gravity.gravitationalTorque(3, nullptr, nullptr);
-      gravity.setManipulator(&all[1]);
-      gravity.setPositionState(scene.position);
-      EXPECT_NEAR(gravity.gravitationalTorque(3, nullptr, nullptr), torque, 1e-10);
+      const auto torqueOf = [&](const ZqIndividualManipulator& manipulator)
+      {
+         ZqGravitationalTorqueTool gravity;
+         gravity.setGravityVector(scene.gravity);
+         gravity.setManipulator(&manipulator);
+         gravity.setPositionState(scene.position);
+         return gravity.gravitationalTorque(3, nullptr, nullptr);
+      };
+      EXPECT_NEAR(torqueOf(all[1]), torqueOf(scene.manipulator()), 1e-10);
    }
 }
 

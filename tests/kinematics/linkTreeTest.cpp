@@ -1,6 +1,7 @@
 #include "support/logCapture.h"
 #include "support/longChain.h"
 #include "support/randomManipulators.h"
+#include "support/xmlSamples.h"
 #include "zqManipulator/state/ZqManipulatorActiveState.h"
 
 #include <gtest/gtest.h>
@@ -79,6 +80,45 @@ TEST(LinkTree, FramesAreWithinReachAndComputedAsFarAsNeeded)
       FrameStates other;
       other.setPositionState(poisoned);
       EXPECT_EQ(leaf.primaryFrameInSystem(other), leaf.primaryFrameInSystem(state));
+   }
+}
+
+/// Records in which nobody has asked for the primary frame show it like those in which somebody has.
+TEST(LinkTree, RecordsHoldPrimaryFramesThatWereNotAskedFor)
+{
+   RandomValues random(57);
+   const auto manipulator = zqTest::randomManipulator(random, 5);
+   const Link& link = *manipulator.linkByIndex(3);
+   const ZqPositionState position = randomState(random, manipulator);
+   const auto placed = [&](const Link& asked)
+   {
+      FrameStates state;
+      state.setPositionState(position);
+      asked.dhFrameInSystem(state);
+      return state.record(asked.linkIndex());
+   };
+   FrameStates state;
+   state.setPositionState(position);
+   for (const Link* any : {&link, static_cast<const Link*>(&manipulator)})
+   {
+      const Frame expected = any->primaryFrameInSystem(state);
+      const ZqLinkPositionState& asked = std::as_const(state).record(any->linkIndex());
+      const ZqLinkPositionState copy = placed(*any);
+      EXPECT_EQ(copy.primaryFrame(), expected);
+      EXPECT_EQ(placed(*any), asked);
+      EXPECT_EQ(zqTest::written(placed(*any)), zqTest::written(asked));
+      ZqLinkPositionState moved = placed(*any);
+      moved.setDhFrame(Frame());
+      EXPECT_EQ(moved.primaryFrame(), expected);
+      ZqLinkPositionState set = placed(*any);
+      set.setPrimaryFrame(Frame());
+      EXPECT_EQ(set.primaryFrame(), Frame());
+      ZqLinkPositionState read = placed(*any);
+      ASSERT_TRUE(Zq::fromXml(read, zqTest::written(ZqLinkPositionState(), true)));
+      EXPECT_EQ(read, ZqLinkPositionState());
+      const ZqLinkPositionState listed = placed(*any);
+      const ZqXmlObject* const component = listed.componentMap().at(ZqManip::ZqPrimaryFrameToken);
+      EXPECT_TRUE(component->equality(&expected));
    }
 }
 

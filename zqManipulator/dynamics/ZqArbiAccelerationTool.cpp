@@ -76,7 +76,7 @@ bool ZqArbiAccelerationTool::acceleration(const ZqStatedSystem& statedSystem,
    // Motions outwards, articulated bodies inwards and accelerations outwards again: so no query has to
    // go deeper than to its neighbours.
    const auto& links = manipulator.linkPointerVector();
-   const std::size_t inState = std::min<std::size_t>(
+   const auto inState = std::min<std::size_t>(
       {links.size(), activeState.positionState().jointPositions().size(),
        activeState.activeVelocityState().linkVelocityStates().size(),
        activeState.activeArticulationState().linkArticulationStates().size()});

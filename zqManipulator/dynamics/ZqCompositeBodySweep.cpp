@@ -8,6 +8,8 @@
 
 void ZqCompositeBodySweep::resize(std::size_t count)
 {
+   if (m_frames.size() == count)
+      return;
    m_frames.resize(count);
    m_parents.resize(count);
    m_subtreeEnds.resize(count);
@@ -83,7 +85,7 @@ void ZqCompositeBodySweep::run(const ZqIndividualManipulator& manipulator,
    ZqManipulatorActivePositionState& positions = activeState.activePositionState();
    ZqManipulatorActiveMassState& masses = activeState.activeMassState();
    const auto& jointPositions = positions.positionState().jointPositions();
-   const ZqU32 inState =
+   const auto inState =
       std::min<ZqU32>({count, jointPositions.size(), positions.linkPositionStates().size(),
                        masses.linkMassStates().size()});
    // From the tips inwards, so that no query has to go deeper than to the children.

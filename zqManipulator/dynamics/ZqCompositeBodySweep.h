@@ -38,6 +38,10 @@ public:
    }
    /// The number of joints.
    ZqU32 size() const noexcept { return static_cast<ZqU32>(m_frames.size()); }
+   /// The index of the parent of a link, `ZqBaseLinkIndex` for the base: else below that of the link.
+   ZqU32 parent(ZqU32 link) const noexcept { return m_parents[link]; }
+   /// The index after the last one of the subtree of a link.
+   ZqU32 subtreeEnd(ZqU32 link) const noexcept { return m_subtreeEnds[link]; }
    /// Writes the mass matrix over the leading rows and columns of an array, but for the elements of
    /// joints on different branches, which are zero.
    void writeMassMatrix(ZqReArray& array) const noexcept;
@@ -71,7 +75,7 @@ private:
    const ZqIndividualManipulator* m_manipulator = nullptr; ///< not owned
    std::vector<Frame> m_frames;                            ///< the DH frames
    std::vector<ZqU32> m_parents;
-   std::vector<ZqU32> m_subtreeEnds; ///< one after the last link of each subtree
+   std::vector<ZqU32> m_subtreeEnds;
    Numbers m_motions;
    Numbers m_forces;
 };

@@ -71,32 +71,24 @@ bool ZqCrbiAccelerationTool::acceleration(const ZqStatedSystem& statedSystem,
    const ZqStatedSystemStruct stateStruct(&statedSystem, manipulator.manipulatorIndex());
    calculateJointTorqueArray(manipulator, torque, externalForce, activeState, &stateStruct);
    if (recompute)
-   {
-      m_massMatrixTool.sweep().clear();
-      calculateMassMatrix(manipulator, activeState, &stateStruct);
-   }
+      factorMassMatrix(manipulator, activeState, stateStruct);
    auto& jointAccelerations = result.jointAccelerations();
    if (manipulator.isFixedBase())
    {
-      if (recompute)
-         m_massMatrix.choleskyFactor(m_choleskyFactor);
-      solve(m_choleskyFactor, m_jointTorques, manipulator, activeState, m_jointAccelerations);
+      solve(m_jointTorques, manipulator, activeState, m_jointAccelerations);
       jointAccelerations.resize(manipulator.jointDof());
       copyColumn(m_jointAccelerations, 0, jointAccelerations);
       result.setGeneralAcceleration(ZqGeneralMotion::nullObject());
       return true;
    }
 
-   if (recompute)
-      factorExtendedMassMatrix(manipulator, activeState, stateStruct);
    const ZqGeneralForce baseForce =
       forceOnBase(manipulator, torque, externalForce, activeState, stateStruct);
    m_extendedTorques.resize(6 + m_jointTorques.rows(), 1);
    for (ZqU32 k = 0; k < 6; ++k)
       m_extendedTorques[k][0] = baseForce[k];
    std::copy_n(m_jointTorques.data(), m_jointTorques.rows(), m_extendedTorques.data() + 6);
-   solve(m_extendedCholeskyFactor, m_extendedTorques, manipulator, activeState,
-         m_extendedAccelerations);
+   solve(m_extendedTorques, manipulator, activeState, m_extendedAccelerations);
 
    ZqGeneralMotion baseAcceleration;
    if (m_extendedAccelerations.rows() >= 6)
@@ -177,7 +169,7 @@ void ZqCrbiAccelerationTool::addActuatorInertia(const ZqIndividualManipulator& m
 {
    const auto& links = manipulator.linkPointerVector();
    const auto& positions = activeState.positionState().jointPositions();
-   const std::size_t count = std::min<std::size_t>({matrix.rows(), links.size(), positions.size()});
+   const auto count = std::min<std::size_t>({matrix.rows(), links.size(), positions.size()});
    for (std::size_t i = 0; i < count; ++i)
       if (links[i] != nullptr)
          matrix[i][i] += links[i]->jointActuator().effectiveInertia(positions[i]);
@@ -203,36 +195,25 @@ bool ZqCrbiAccelerationTool::calculateExtendedMassMatrixInBase(
    return true;
 }
 
-/// The factor of [I, D^T; D, M] from that of the base's block: L = [L_b, 0; A^T, L_r], where
-/// A = L_b^-1 D^T and L_r is the factor of M - A^T A.
-void ZqCrbiAccelerationTool::factorExtendedMassMatrix(const ZqIndividualManipulator& manipulator,
-                                                      ZqManipulatorActiveState& activeState,
-                                                      const ZqStatedSystemStruct& stateStruct)
+void ZqCrbiAccelerationTool::factorMassMatrix(const ZqIndividualManipulator& manipulator,
+                                              ZqManipulatorActiveState& activeState,
+                                              const ZqStatedSystemStruct& stateStruct)
 {
-   bind(m_matrixDTool, manipulator);
-   const ZqCompositeBodySweep& sweep = m_massMatrixTool.sweep();
-   const ZqReArray& D = sweep.isFor(manipulator) ? m_matrixDTool.matrixD(sweep)
-                                                 : m_matrixDTool.matrixD(activeState, nullptr);
-   const ZqReArray& baseFactor =
-      manipulator.crbiSpatialCholeskyDecomposition(activeState, &stateStruct);
-   baseFactor.lowerSolveTranspose(D, m_couplingSolution);
-   m_couplingSolution.transposeTimesSelf(m_couplingProduct);
-   m_massMatrix -= m_couplingProduct;
-   m_massMatrix.choleskyFactor(m_choleskyFactor);
-
-   const ZqU32 n = m_choleskyFactor.rows();
-   ZqReArray& factor = m_extendedCholeskyFactor;
-   if (factor.rows() != n + 6)
-      factor.setToZeros(n + 6, n + 6);
-   for (ZqU32 i = 0; i < 6; ++i)
-      std::copy_n(baseFactor[i].data(), i + 1, factor[i].data());
-   for (ZqU32 i = 0; i < n; ++i)
+   ZqCompositeBodySweep& sweep = m_massMatrixTool.sweep();
+   sweep.clear();
+   calculateMassMatrix(manipulator, activeState, &stateStruct);
+   // An override may have come by the mass matrix without a sweep.
+   if (!sweep.isFor(manipulator))
+      sweep.run(manipulator, activeState, &stateStruct);
+   if (manipulator.isFixedBase())
    {
-      ZqReal* const row = factor[6 + i].data();
-      for (ZqU32 k = 0; k < 6; ++k)
-         row[k] = m_couplingSolution[k][i];
-      std::copy_n(m_choleskyFactor[i].data(), i + 1, row + 6);
+      m_massMatrixFactor.factor(sweep, m_massMatrix);
+      return;
    }
+   bind(m_matrixDTool, manipulator);
+   const ZqReArray& D = m_matrixDTool.matrixD(sweep);
+   manipulator.crbi(activeState, &stateStruct).getArray(m_baseInertia);
+   m_massMatrixFactor.factor(sweep, m_massMatrix, D, m_baseInertia);
 }
 
 /// Makes the Jacobian that of the motions that the equations are in, and the bias the derivative of the
@@ -278,23 +259,23 @@ bool ZqCrbiAccelerationTool::prepareConstraints(const ZqIndividualManipulator& m
 
 /// The accelerations under given torques and under the forces that keep to the constraints, by
 /// multipliers of Lagrange: M a = torques - G^T lambda, where G a + bias = 0.
-void ZqCrbiAccelerationTool::solve(const ZqReArray& factor, const ZqReArray& torques,
+void ZqCrbiAccelerationTool::solve(const ZqReArray& torques,
                                    const ZqIndividualManipulator& manipulator,
                                    ZqManipulatorActiveState& activeState, ZqReArray& accelerations)
 {
-   factor.choleskySolve(torques, accelerations);
+   m_massMatrixFactor.solve(torques, accelerations);
    if (!prepareConstraints(manipulator, activeState))
       return;
    m_jacobian.multiply(accelerations, m_constraintRightHandSide);
    m_constraintRightHandSide += m_constraintBias;
-   factor.choleskySolveTranspose(m_jacobian, m_massWeightedTranspose);
+   m_massMatrixFactor.solveTranspose(m_jacobian, m_massWeightedTranspose);
    m_jacobian.multiply(m_massWeightedTranspose, m_constraintMatrix);
    m_constraintMatrix.choleskyFactor(m_constraintMatrixFactor);
    m_constraintMatrixFactor.choleskySolve(m_constraintRightHandSide, m_multipliers);
    m_jacobian.leftTransposeMultiply(m_multipliers, m_constraintTorques);
    m_constrainedTorques = torques;
    m_constrainedTorques -= m_constraintTorques;
-   factor.choleskySolve(m_constrainedTorques, accelerations);
+   m_massMatrixFactor.solve(m_constrainedTorques, accelerations);
 }
 
 bool ZqCrbiAccelerationTool::hybridTorqueAcceleration(

@@ -1,11 +1,12 @@
 #pragma once
 
+#include "zqManipulator/dynamics/ZqMassMatrixFactor.h"
 #include "zqManipulator/dynamics/ZqMassMatrixTool.h"
 
 class ZqStatedSystem;
 
-/// Forward dynamics by the mass matrix of composite rigid bodies and its Cholesky factor, with state
-/// equality constraints and with hybrid control.
+/// Forward dynamics by the mass matrix of composite rigid bodies and its factors, with state equality
+/// constraints and with hybrid control.
 ///
 /// Joint accelerations and the acceleration of the base are relative to those in the active state:
 /// gravity is an upward acceleration of the base there, and joint accelerations are zero. With
@@ -94,14 +95,13 @@ private:
                               const ZqVector& gravity, const ZqVector& baseAcceleration);
    static void addActuatorInertia(const ZqIndividualManipulator& manipulator,
                                   const ZqManipulatorActiveState& activeState, ZqReArray& matrix);
-   void factorExtendedMassMatrix(const ZqIndividualManipulator& manipulator,
-                                 ZqManipulatorActiveState& activeState,
-                                 const ZqStatedSystemStruct& stateStruct);
+   void factorMassMatrix(const ZqIndividualManipulator& manipulator,
+                         ZqManipulatorActiveState& activeState,
+                         const ZqStatedSystemStruct& stateStruct);
    bool prepareConstraints(const ZqIndividualManipulator& manipulator,
                            ZqManipulatorActiveState& activeState);
-   void solve(const ZqReArray& factor, const ZqReArray& torques,
-              const ZqIndividualManipulator& manipulator, ZqManipulatorActiveState& activeState,
-              ZqReArray& accelerations);
+   void solve(const ZqReArray& torques, const ZqIndividualManipulator& manipulator,
+              ZqManipulatorActiveState& activeState, ZqReArray& accelerations);
    void computeHybridResidual();
    void computeUnknownTorques();
    void splitJacobian(const ZqIndividualManipulator& manipulator);
@@ -114,14 +114,12 @@ private:
    ZqMatrixDTool m_matrixDTool;
    ZqReArray m_massMatrix;
    ZqReArray m_extendedMassMatrix;
-   ZqReArray m_choleskyFactor; ///< of the mass matrix, or for a free base of the reduced one
+   ZqReArray m_baseInertia;
+   ZqMassMatrixFactor m_massMatrixFactor; ///< with a free base, if it is one
    ZqReArray m_jointTorques;
    ZqReArray m_jointAccelerations;
-   ZqReArray m_extendedCholeskyFactor; ///< base first, as all that is extended from here on
-   ZqReArray m_extendedTorques;
+   ZqReArray m_extendedTorques; ///< base first, as the accelerations
    ZqReArray m_extendedAccelerations;
-   ZqReArray m_couplingSolution; ///< 6 x n
-   ZqReArray m_couplingProduct;
    std::vector<bool> m_controlMask; ///< true for a degree of freedom of given torque, joints first
    ZqReArray m_knownTorques;
    ZqReArray m_unknownTorques;

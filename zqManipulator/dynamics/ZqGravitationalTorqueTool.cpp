@@ -93,7 +93,7 @@ void ZqGravitationalTorqueTool::sweepInertias(ZqManipulatorActiveState& activeSt
 {
    m_manipulator->placeBase(activeState.activePositionState());
    const auto& links = m_manipulator->linkPointerVector();
-   const std::size_t count =
+   const auto count =
       std::min<std::size_t>({links.size(), activeState.positionState().jointPositions().size(),
                              activeState.activeMassState().linkMassStates().size()});
    for (std::size_t i = 0; i < count; ++i)

@@ -47,7 +47,7 @@ void ZqTotalTorqueTool::sweepForces(const ZqManipulatorExternalForce& externalFo
 {
    m_manipulator->placeBase(activeState.activePositionState());
    const auto& links = m_manipulator->linkPointerVector();
-   const std::size_t count =
+   const auto count =
       std::min<std::size_t>({links.size(), activeState.positionState().jointPositions().size(),
                              activeState.activeVelocityState().linkVelocityStates().size(),
                              activeState.activeForceState().size()});

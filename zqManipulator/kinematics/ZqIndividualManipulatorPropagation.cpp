@@ -27,7 +27,7 @@ void ZqIndividualManipulator::propagateState(const ZqVelocityState& velocity, Zq
    if (!isStep(dt, "propagateState"))
       return;
    const LinkPointerVector& links = linkPointerVector();
-   const std::size_t count = std::min<std::size_t>(
+   const auto count = std::min<std::size_t>(
       {links.size(), velocity.jointVelocities().size(), position.jointPositions().size()});
    const ZqReal* const rates = velocity.jointVelocities().values().data();
    ZqReal* const joints = position.jointPositions().values().data();
@@ -80,7 +80,7 @@ void ZqIndividualManipulator::propagateVelocityState(const ZqAccelerationState& 
    if (!isStep(dt, "propagateVelocityState"))
       return;
    const LinkPointerVector& links = linkPointerVector();
-   const std::size_t count = std::min<std::size_t>(
+   const auto count = std::min<std::size_t>(
       {links.size(), acceleration.jointAccelerations().size(), velocity.jointVelocities().size()});
    const ZqReal* const accelerations = acceleration.jointAccelerations().values().data();
    ZqReal* const rates = velocity.jointVelocities().values().data();

@@ -190,28 +190,39 @@ void ZqManipulatorLink::addNamedFrame(const ZqString& name,
    addNamed(m_namedFrames, name, frame, "ZqManipulatorLink::addNamedFrame frame already exists\n");
 }
 
+namespace
+{
+/// Whether anything is attached to any link of the scene, which is seldom so.
+bool hasAttachments(const ZqStatedSystemStruct* stateStruct)
+{
+   const ZqStatedSystem* scene = stateStruct != nullptr ? stateStruct->statedSystemPtr() : nullptr;
+   return scene != nullptr && scene->configuration().attachmentMap().baseNodes().size() != 0;
+}
+} // namespace
+
 const ZqRigidBodyMassProperties&
 ZqManipulatorLink::massProperties(const ZqStatedSystemStruct* stateStruct) const
 {
-   return withAttachments(m_massProperties, stateStruct, nullptr);
+   return hasAttachments(stateStruct) ? withAttachments(m_massProperties, stateStruct, nullptr)
+                                      : m_massProperties;
 }
 
 const ZqRigidBodyMassProperties&
 ZqManipulatorLink::massPropertiesInDHFrame(const ZqStatedSystemStruct* stateStruct) const
 {
-   return withAttachments(m_massPropertiesInDHFrame, stateStruct, &primaryFrame());
+   return hasAttachments(stateStruct)
+             ? withAttachments(m_massPropertiesInDHFrame, stateStruct, &primaryFrame())
+             : m_massPropertiesInDHFrame;
 }
 
-/// The masses with those of what is attached to the link, which stands in the primary frame: in the
-/// frame `outer`, unless that is null.
+/// The masses with those of what is attached to the link, in a scene that has attachments. They stand in
+/// the primary frame: in the frame `outer`, unless that is null.
 const ZqRigidBodyMassProperties&
 ZqManipulatorLink::withAttachments(const ZqRigidBodyMassProperties& own,
                                    const ZqStatedSystemStruct* stateStruct,
                                    const ZqCoordinateSystemTransformation* outer) const
 {
-   const ZqStatedSystem* scene = stateStruct != nullptr ? stateStruct->statedSystemPtr() : nullptr;
-   if (scene == nullptr || scene->configuration().attachmentMap().baseNodes().size() == 0)
-      return own;
+   const ZqStatedSystem* const scene = stateStruct->statedSystemPtr();
    // Kept, since every step asks.
    thread_local std::vector<ZqU32> indices;
    thread_local std::vector<ZqCoordinateSystemTransformation> offsets;

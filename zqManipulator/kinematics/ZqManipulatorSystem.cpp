@@ -154,7 +154,7 @@ constexpr ZqReal startPosition = 1e-9;
 /// Adds the values that both have.
 void addTo(std::vector<ZqReal>& sums, const ZqXmlVectorBasicType<ZqReal>& values)
 {
-   const std::size_t count = std::min<std::size_t>(sums.size(), values.size());
+   const auto count = std::min<std::size_t>(sums.size(), values.size());
    for (std::size_t i = 0; i < count; ++i)
       sums[i] += values[i];
 }

@@ -20,6 +20,7 @@ ZqManipulatorAttachmentNode::ZqManipulatorAttachmentNode(const ZqManipulatorAtta
 
 ZqManipulatorAttachmentNode::ZqManipulatorAttachmentNode(
    ZqManipulatorAttachmentNode&& other) noexcept
+   // The base has nothing to move. NOLINTNEXTLINE(performance-move-constructor-init)
    : ZqXmlClass(other), m_name(std::move(other.m_name)), m_linkLabel(std::move(other.m_linkLabel)),
      m_manipulatorIndex(other.m_manipulatorIndex), m_offset(other.m_offset),
      m_childNodes(std::move(other.m_childNodes)), m_parentNode(other.m_parentNode),

@@ -9,6 +9,8 @@
 /// system, which are valid together, and the joint's transformation from the DH frame to the inboard
 /// frame.
 ///
+/// The primary frame is computed when the record is asked for it: a simulation seldom does.
+///
 /// The setters of values leave the flags alone: the manipulator's record raises them. The joint's
 /// transformation is not part of the value; a copy holds the identity in its place, whatever its flag
 /// says, which is why queries ask `holdsDhTransform`.
@@ -25,14 +27,44 @@ public:
          ZqComponent{&This::m_locationInSystemValid, &ZqManip::ZqLocationInSystemValidToken},
          ZqComponent{&This::m_dhTransformValid, &ZqManip::ZqDhTransformValidToken}};
    }
-   bool operator==(const ZqLinkPositionState&) const = default;
+   bool operator==(const ZqLinkPositionState& other) const
+   {
+      return m_dhFrame == other.m_dhFrame && primaryFrame() == other.primaryFrame() &&
+             m_locationInSystemValid == other.m_locationInSystemValid &&
+             m_dhTransformValid == other.m_dhTransformValid;
+   }
+   // Who goes by the list of members finds the primary frame as the getter gives it.
+   bool read(ZqXmlReader& reader) override
+   {
+      computePrimaryFrame();
+      return ZqXmlClass::read(reader);
+   }
+   bool write(ZqXmlWriter& writer) const override
+   {
+      computePrimaryFrame();
+      return ZqXmlClass::write(writer);
+   }
+   const ComponentMap& componentMap() const override
+   {
+      computePrimaryFrame();
+      return ZqXmlClass::componentMap();
+   }
 
    virtual const ZqCoordinateSystemTransformation& dhFrame() const { return m_dhFrame; }
-   virtual void setDhFrame(const ZqCoordinateSystemTransformation& frame) { m_dhFrame = frame; }
-   virtual const ZqCoordinateSystemTransformation& primaryFrame() const { return m_primaryFrame; }
+   virtual void setDhFrame(const ZqCoordinateSystemTransformation& frame)
+   {
+      computePrimaryFrame();
+      m_dhFrame = frame;
+   }
+   virtual const ZqCoordinateSystemTransformation& primaryFrame() const
+   {
+      computePrimaryFrame();
+      return m_primaryFrame;
+   }
    virtual void setPrimaryFrame(const ZqCoordinateSystemTransformation& frame)
    {
       m_primaryFrame = frame;
+      m_primaryFrameIsLocal = false;
    }
    virtual const ZqCoordinateSystemTransformation& dhTransform() const
    {
@@ -52,13 +84,15 @@ public:
    virtual void setLocationInSystemValid(bool valid) { m_locationInSystemValid = valid; }
    virtual bool dhTransformValid() const { return m_dhTransformValid; }
    virtual void setDhTransformValid(bool valid) { m_dhTransformValid = valid; }
-   /// Places the link: its DH frame is that of its parent times the joint's transformation.
+   /// Places the link: its DH frame is that of its parent times the joint's transformation, and its
+   /// primary frame is given in the DH frame.
    void setLocation(const ZqCoordinateSystemTransformation& parent,
                     const ZqCoordinateSystemTransformation& joint,
                     const ZqCoordinateSystemTransformation& primaryFrame) noexcept
    {
       m_dhFrame.setToProduct(parent, joint);
-      m_primaryFrame.setToProduct(m_dhFrame, primaryFrame);
+      m_primaryFrame.setByNumbers(primaryFrame);
+      m_primaryFrameIsLocal = true;
       m_locationInSystemValid = true;
    }
    virtual void invalidateAll()
@@ -85,11 +119,20 @@ private:
       bool operator==(const Mark&) const noexcept { return true; }
    };
 
+   void computePrimaryFrame() const noexcept
+   {
+      if (!m_primaryFrameIsLocal)
+         return;
+      m_primaryFrame.setToProduct(m_dhFrame, m_primaryFrame);
+      m_primaryFrameIsLocal = false;
+   }
+
    bool m_locationInSystemValid = false;
    bool m_dhTransformValid = false;
+   mutable bool m_primaryFrameIsLocal = false; ///< it stands in the DH frame yet
    Mark m_dhTransformSet;
    ZqCoordinateSystemTransformation m_dhFrame;
-   ZqCoordinateSystemTransformation m_primaryFrame;
+   mutable ZqCoordinateSystemTransformation m_primaryFrame;
    ZqUncopied<ZqCoordinateSystemTransformation> m_dhTransform;
    ZqUncopied<ZqRotationMatrix> m_dhRotation;
 };

@@ -68,6 +68,13 @@ TEST(Transformation, ProductsAgreeWithMatricesInEveryMode)
          assigned = a;
          assigned *= assigned;
          EXPECT_EQ(assigned, a * a);
+         for (const bool isFirst : {true, false})
+         {
+            assigned = isFirst ? a : b;
+            assigned.setToProduct(isFirst ? assigned : a, isFirst ? b : assigned);
+            EXPECT_EQ(assigned, product);
+            EXPECT_EQ(assigned.mode(), product.mode());
+         }
 
          const Transformation inverse = a.inverse();
          EXPECT_LE(ReferenceFrame(a).inverse().difference(inverse), tolerance);

@@ -10,9 +10,11 @@
 #include <type_traits>
 #include <utility>
 
+using zqReArrayDetail::acceptPivot;
 using zqReArrayDetail::addRows;
 using zqReArrayDetail::AliasSafeResult;
 using zqReArrayDetail::dot;
+using zqReArrayDetail::inversePivot;
 using zqReArrayDetail::reject;
 using zqReArrayDetail::Scratch;
 
@@ -22,22 +24,6 @@ constexpr ZqReal epsilon = std::numeric_limits<ZqReal>::epsilon();
 
 /// Up to this size a column of a matrix is read as fast as a row.
 constexpr std::size_t smallSize = 16;
-
-/// The reciprocal of a diagonal element of a factor; zero for that of a dropped column.
-ZqReal inversePivot(ZqReal pivot)
-{
-   return pivot == 0.0 ? 0.0 : 1.0 / pivot;
-}
-
-/// Whether pivot k of a Cholesky factor stands above rounding and has a finite reciprocal. One that
-/// does not is set to zero, so that its column is dropped, or to NaN.
-bool acceptPivot(ZqReal& pivot, std::size_t k, ZqReal diagonal)
-{
-   if (pivot > 10.0 * static_cast<ZqReal>(k) * epsilon * diagonal && std::isnormal(pivot))
-      return true;
-   pivot = std::isfinite(pivot) ? 0.0 : std::numeric_limits<ZqReal>::quiet_NaN();
-   return false;
-}
 
 // Both Cholesky factorisations go by way of M = W D W^T, which has no square root in its chain of
 // dependences, and may overwrite the matrix.

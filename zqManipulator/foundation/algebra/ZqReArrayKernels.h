@@ -4,12 +4,14 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstddef>
 #include <initializer_list>
+#include <limits>
 #include <utility>
 #include <vector>
 
-/// What the sources of ZqReArray share.
+/// What the sources of ZqReArray share, and others that work on rows of numbers.
 namespace zqReArrayDetail
 {
 /// Work space that is taken from the heap only for large sizes. It starts out unspecified.
@@ -85,6 +87,23 @@ void addRows(ZqReal* __restrict y, const ZqReal* coefficients, std::size_t coeff
       for (std::size_t j = 0; j < n; ++j)
          y[j] += c * r[j];
    }
+}
+
+/// The reciprocal of a diagonal element of a factor; zero for that of a dropped column.
+inline ZqReal inversePivot(ZqReal pivot)
+{
+   return pivot == 0.0 ? 0.0 : 1.0 / pivot;
+}
+
+/// Whether pivot k of a Cholesky factor stands above rounding and has a finite reciprocal. One that
+/// does not is set to zero, so that its column is dropped, or to NaN.
+inline bool acceptPivot(ZqReal& pivot, std::size_t k, ZqReal diagonal)
+{
+   if (pivot > 10.0 * static_cast<ZqReal>(k) * std::numeric_limits<ZqReal>::epsilon() * diagonal &&
+       std::isnormal(pivot))
+      return true;
+   pivot = std::isfinite(pivot) ? 0.0 : std::numeric_limits<ZqReal>::quiet_NaN();
+   return false;
 }
 
 /// Stands in for a result that is one of the operands as well: the temporary array that is written

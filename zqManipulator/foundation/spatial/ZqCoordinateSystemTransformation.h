@@ -95,7 +95,7 @@ public:
       m_orientation = orientation;
       return *this;
    }
-   /// Becomes the product of two others, of which it is neither: in place, where an assignment would copy.
+   /// Becomes the product of two, of which it may be either: in place, where an assignment would copy.
    void setToProduct(const ZqCoordinateSystemTransformation& a,
                      const ZqCoordinateSystemTransformation& b) noexcept
    {

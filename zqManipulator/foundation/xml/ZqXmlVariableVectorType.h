@@ -36,6 +36,7 @@ public:
       return *this;
    }
    ZqXmlVariableVectorType(ZqXmlVariableVectorType&& other) noexcept
+      // What the base moves is its own. NOLINTNEXTLINE(bugprone-use-after-move)
       : ZqXmlVariableType<T>(std::move(other)), m_vector(std::move(other.m_vector))
    {
       other.m_vector.clear();
@@ -44,6 +45,7 @@ public:
    ZqXmlVariableVectorType& operator=(ZqXmlVariableVectorType&& other) noexcept
    {
       ZqXmlVariableType<T>::operator=(std::move(other));
+      // NOLINTNEXTLINE(bugprone-use-after-move)
       m_vector.swap(other.m_vector);
       attach();
       other.attach();
