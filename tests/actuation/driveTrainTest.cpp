@@ -8,6 +8,7 @@
 
 #include <cmath>
 #include <concepts>
+#include <functional>
 
 // The numbers are such that sums and products are exact.
 
@@ -256,19 +257,14 @@ TYPED_TEST(Drive, ZeroGearRatioPassesNothing)
 TYPED_TEST(Drive, JointWithoutAnEntryIsReported)
 {
    auto& drive = this->subject;
-   using Operation = ZqReal (*)(TypeParam&, ZqManipulatorActiveState&);
-   struct
-   {
-      const char* name;
-      Operation call;
-   } const cases[] = {
-      {"stopperTorque", [](auto& d, auto& s) { return d.stopperTorque(s); }},
-      {"viscousFrictionTorque", [](auto& d, auto& s) { return d.viscousFrictionTorque(s); }},
-      {"dryFrictionTorque", [](auto& d, auto& s) { return d.dryFrictionTorque(1.0, s); }},
-      {"acceleration", [](auto& d, auto& s) { return d.acceleration(1.0, s), 0.0; }},
-      {"initializeActuatorStates",
-       [](auto& d, auto& s) { return d.initializeActuatorStates(s), 0.0; }},
-      {"nonRigidOutputTorque", [](auto& d, auto& s) { return d.outputTorque(1.0, 1.0, s); }}};
+   auto& active = this->state;
+   const std::pair<const char*, std::function<ZqReal()>> cases[] = {
+      {"stopperTorque", [&] { return drive.stopperTorque(active); }},
+      {"viscousFrictionTorque", [&] { return drive.viscousFrictionTorque(active); }},
+      {"dryFrictionTorque", [&] { return drive.dryFrictionTorque(1.0, active); }},
+      {"acceleration", [&] { return drive.acceleration(1.0, active), 0.0; }},
+      {"initializeActuatorStates", [&] { return drive.initializeActuatorStates(active), 0.0; }},
+      {"nonRigidOutputTorque", [&] { return drive.outputTorque(1.0, 1.0, active); }}};
    const ZqManipulatorLink unmapped;
    ZqManipulatorLink beyond;
    beyond.setLinkIndex(3);
@@ -280,7 +276,7 @@ TYPED_TEST(Drive, JointWithoutAnEntryIsReported)
       {
          drive.setManipulatorLink(link);
          const zqTest::LogCapture log;
-         EXPECT_EQ(call(drive, this->state), 0.0);
+         EXPECT_EQ(call(), 0.0);
          ASSERT_EQ(log.size(), 1U) << log.text();
          EXPECT_EQ(log.messages()[0].type, Zq::Rejected);
          EXPECT_EQ(

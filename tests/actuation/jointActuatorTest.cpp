@@ -2,6 +2,8 @@
 #include "zqManipulator/actuation/ZqJointActuator.h"
 #include "zqManipulator/kinematics/ZqManipulatorLink.h"
 
+#include <array>
+
 namespace
 {
 using Actuator = ZqJointActuator;
@@ -9,46 +11,36 @@ using Component = ZqMechanicalActuatorComponent;
 
 TEST(JointActuator, PassesParametersToItsDriveTrainOrIsNeutral)
 {
-   struct
+   const auto set = [](auto& drive)
    {
-      void (Actuator::*set)(ZqReal);
-      ZqReal (Actuator::*get)() const;
-      ZqReal (Component::*getFromPart)() const;
-      ZqReal neutral;
-   } const cases[] = {
-      {&Actuator::setLowerLimit, &Actuator::lowerLimit, &Component::lowerLimit, -1e300},
-      {&Actuator::setUpperLimit, &Actuator::upperLimit, &Component::upperLimit, 1e300},
-      {&Actuator::setMaxOutputRate, &Actuator::maxOutputRate, &Component::maxOutputRate, 1e300},
-      {&Actuator::setInertia, &Actuator::inertia, &Component::inertia, 0.0},
-      {&Actuator::setFrictionCoefficient, &Actuator::frictionCoefficient,
-       &Component::frictionCoefficient, 0.0},
-      {&Actuator::setGearRatio, &Actuator::gearRatio, &Component::gearRatio, 1.0}};
+      drive.setLowerLimit(2.5);
+      drive.setUpperLimit(3.5);
+      drive.setMaxOutputRate(4.5);
+      drive.setInertia(5.5);
+      drive.setFrictionCoefficient(6.5);
+      drive.setGearRatio(7.5);
+   };
+   const auto get = [](const auto& drive)
+   {
+      return std::array<ZqReal, 6>{drive.lowerLimit(),          drive.upperLimit(),
+                                   drive.maxOutputRate(),       drive.inertia(),
+                                   drive.frictionCoefficient(), drive.gearRatio()};
+   };
    Actuator empty;
    Actuator full = Actuator::defaultObject();
-   ZqReal value = 2.5;
-   for (const auto& [set, get, getFromPart, neutral] : cases)
-   {
-      (empty.*set)(value);
-      EXPECT_EQ((empty.*get)(), neutral);
-      (full.*set)(value);
-      EXPECT_EQ((full.*get)(), value);
-      EXPECT_EQ((full.mechanicalComponentContainer().topElement()->*getFromPart)(), value++);
-   }
-   // The limits of the torque are those of the converter.
-   full.setMaxTorque(2.0);
-   full.setMinTorque(-3.0);
-   full.setGearRatio(40.0);
-   EXPECT_EQ(full.maxOutputTorque(), 80.0);
-   EXPECT_EQ(full.minOutputTorque(), -120.0);
+   Component component(*full.mechanicalComponentContainer().topElement());
+   set(empty);
+   set(full);
+   set(component);
+   EXPECT_EQ(*full.mechanicalComponentContainer().topElement(), component);
+   EXPECT_EQ(get(full), get(component));
+   EXPECT_EQ(get(empty), (std::array{-1e300, 1e300, 1e300, 0.0, 0.0, 1.0}));
    empty.setMaxTorque(2.0);
-   empty.setMinTorque(-3.0);
-   EXPECT_EQ(empty.maxTorque(), 1e300);
-   EXPECT_EQ(empty.minTorque(), -1e300);
    empty.setIsRigid(false);
    empty.scaleBy(2.0, 3.0);
-   EXPECT_TRUE(empty.isRigid());
-   EXPECT_EQ(empty.effectiveInertia(3.0), 0.0);
    EXPECT_EQ(empty, Actuator());
+   EXPECT_TRUE(empty.minTorque() == -1e300 && empty.maxTorque() == 1e300 && empty.isRigid());
+   EXPECT_EQ(empty.effectiveInertia(3.0), 0.0);
 }
 
 TEST(JointActuator, ScalingKeepsTheMotionAtStoppersAndInStiction)
@@ -123,34 +115,18 @@ TEST(JointActuator, WhateverDriveTrainComesGetsTheLink)
 TEST(JointActuator, OldDrivesAreTakenOverFromDocuments)
 {
    // The parameters that both forms have.
-   const char* const tokens[] = {"inertia",
-                                 "frictionCoefficient",
-                                 "gearRatio",
-                                 "lowerLimit",
-                                 "upperLimit",
-                                 "maxOutputRate",
-                                 "stopperZone",
-                                 "stopperSpringCoefficient",
-                                 "stopperDampingCoefficient",
-                                 "staticCoulombFriction",
-                                 "kineticCoulombFrictionPercentage",
-                                 "staticCoulombSpringCoefficient",
-                                 "staticCoulombDamperCoefficient",
-                                 "limitingVelocityStickRegion",
-                                 "jointFlexibilityStiffness",
-                                 "jointFlexibilityDamping",
-                                 "backlash"};
+   const std::string tokens =
+      "inertia frictionCoefficient gearRatio lowerLimit upperLimit maxOutputRate stopperZone "
+      "stopperSpringCoefficient stopperDampingCoefficient staticCoulombFriction "
+      "kineticCoulombFrictionPercentage staticCoulombSpringCoefficient "
+      "staticCoulombDamperCoefficient limitingVelocityStickRegion jointFlexibilityStiffness "
+      "jointFlexibilityDamping backlash";
    const auto parameters = [&](int first)
    {
       std::string text = "<isRigidJoint>false</isRigidJoint>";
-      for (const std::string token : tokens)
-         text.append("<")
-            .append(token)
-            .append(">")
-            .append(std::to_string(++first))
-            .append("</")
-            .append(token)
-            .append(">");
+      std::istringstream stream(tokens);
+      for (std::string token; stream >> token;)
+         text += "<" + token + ">" + std::to_string(++first) + "</" + token + ">";
       return text;
    };
    const auto old = [&](int first)

@@ -191,17 +191,18 @@ TEST(PowerConverter, LimitsItsTorque)
 TEST(PowerConverter, ReportsWhatItCannotCompute)
 {
    const ZqHydraulicCylinder full = cylinder();
-   ZqHydraulicCylinder noDensity = full;
-   noDensity.setFluidDensity(0.0);
-   ZqHydraulicCylinder negativeDensity = full;
-   negativeDensity.setFluidDensity(-2.0);
-   ZqHydraulicCylinder noVolume1 = full;
-   noVolume1.setFluidVolume1(0.0);
-   ZqHydraulicCylinder noVolume2 = full;
-   noVolume2.setFluidVolume2(0.0);
+   const auto with = [](auto converter, auto set, ZqReal value)
+   {
+      (converter.*set)(value);
+      return converter;
+   };
+   using Cylinder = ZqHydraulicCylinder;
+   const Cylinder noDensity = with(full, &Cylinder::setFluidDensity, 0.0);
+   const Cylinder negativeDensity = with(full, &Cylinder::setFluidDensity, -2.0);
+   const Cylinder noVolume1 = with(full, &Cylinder::setFluidVolume1, 0.0);
+   const Cylinder noVolume2 = with(full, &Cylinder::setFluidVolume2, 0.0);
    const ZqDcElectricMotor dcMotor = motor();
-   ZqDcElectricMotor noInductance = dcMotor;
-   noInductance.setArmatureInductance(0.0);
+   const auto noInductance = with(dcMotor, &ZqDcElectricMotor::setArmatureInductance, 0.0);
    const char* const cylinderDivides =
       "ZqHydraulicCylinder::computeStateDerivatives - potentially divided by zeroo\n";
    const struct

@@ -1,4 +1,3 @@
-#include "support/allocationCount.h"
 #include "support/randomBodies.h"
 #include "support/xmlSamples.h"
 #include "zqManipulator/dynamics/ZqArticulatedBodyDynamics.h"
@@ -43,39 +42,32 @@ ZqReal power(const ZqGeneralMotion& v, const ZqGeneralForce& F)
    return v.linear().dot(F.force()) + v.angular().dot(F.moment());
 }
 
-TEST(ArticulatedInertia, BehavesAsItsArray)
+TEST(ArticulatedInertia, StaysRigidAmongRigidOnes)
 {
    RandomValues random(81);
-   for (ZqU32 i = 0; i < 400; ++i)
-   {
-      SCOPED_TRACE(i);
-      const bool isRigid = i % 2 == 0;
-      const ZqArticulatedBodyInertia inertia = randomInertia(random, isRigid);
-      ZqReArray M;
-      inertia.getArray(M);
-      EXPECT_EQ(inertia.isRigid(), isRigid);
-      const ZqGeneralMotion a = sparseMotion(random);
-      const ZqGeneralForce F = inertia.calculateForce(a);
-      EXPECT_TRUE(zqTest::product(M, a).approxEq(F, tolerance));
-      EXPECT_TRUE(inertia.calculateForceSparse(a).approxEq(F, tolerance));
-      EXPECT_TRUE(inertia.calculateAcceleration(F).approxEq(a, 100.0 * tolerance));
-
-      const auto X = zqTest::randomFrame(random, i % 4);
-      ZqArticulatedBodyInertia moved(inertia);
-      ZqArticulatedBodyInertia moved2(inertia);
-      moved.transformBy(X);
-      moved2.transformBy2(X);
-      for (const ZqArticulatedBodyInertia* one : {&moved, &moved2})
-      {
-         EXPECT_TRUE(one->calculateForce(X * a).approxEq(X * F, tolerance));
-         EXPECT_EQ(one->isRigid(), isRigid);
-      }
-   }
-   EXPECT_TRUE(ZqArticulatedBodyInertia().isRigid());
    const ZqArticulatedBodyInertia rigid = randomInertia(random, true);
    const ZqArticulatedBodyInertia other = randomInertia(random, false);
+   EXPECT_TRUE(rigid.isRigid() && !other.isRigid());
    EXPECT_TRUE((rigid + rigid).isRigid() && (rigid - rigid).isRigid());
    EXPECT_FALSE((rigid + other).isRigid() || (other - rigid).isRigid());
+   for (const ZqArticulatedBodyInertia& inertia : {rigid, other})
+      for (const ZqU32 mode : {0U, 1U, 2U, 3U})
+      {
+         const auto X = zqTest::randomFrame(random, mode);
+         const ZqGeneralMotion a = sparseMotion(random);
+         const ZqGeneralForce F = inertia.calculateForce(a);
+         ZqReArray M;
+         inertia.getArray(M);
+         EXPECT_TRUE(zqTest::product(M, a).approxEq(F, tolerance));
+         EXPECT_TRUE(inertia.calculateForceSparse(a).approxEq(F, tolerance));
+         ZqArticulatedBodyInertia moved(inertia);
+         moved.transformBy2(X);
+         ZqArticulatedBodyInertia same(inertia);
+         same.transformBy(X);
+         EXPECT_TRUE(same.approxEq(moved, tolerance));
+         EXPECT_TRUE(moved.calculateForce(X * a).approxEq(X * F, tolerance));
+         EXPECT_EQ(moved.isRigid(), inertia.isRigid());
+      }
 }
 
 TEST(ArticulatedInertia, SemidefiniteOnesAreSolvedAsByTheGeneralFactor)
@@ -141,11 +133,9 @@ TEST(ArticulatedDynamics, JoinedChildFollowsThroughItsJoint)
       const ZqReal qdd = (torque - power(s, child.calculateForce(a))) /
                          (power(s, child.inertia().calculateForce(s)) + j);
       const ZqGeneralForce F = child.calculateForce(a + s * qdd);
-      EXPECT_NEAR(power(s, F), torque - j * qdd, tolerance);
       EXPECT_TRUE((joined - parent).calculateForce(a).approxEq(F, tolerance));
       const ZqGeneralMotion back = joined.calculateAcceleration(joined.calculateForce(a));
       EXPECT_TRUE(back.approxEq(a, 100.0 * tolerance));
-
       const auto X = zqTest::randomFrame(random, random.index(0, 3));
       ZqArticulatedBodyDynamics moved(child);
       moved.transformBy(X);
@@ -195,18 +185,9 @@ TEST(ArticulatedDynamics, JointsHandTheChildToTheParent)
    }
 }
 
-TEST(ArticulatedDynamics, DocumentHasTheNamesOfTheFormat)
+TEST(ArticulatedInertia, FlagThatTheMatricesContradictIsNotTaken)
 {
    RandomValues random(87);
-   const ZqArticulatedBodyDynamics object(randomInertia(random, true), zqTest::randomForce(random));
-   const std::string text = zqTest::written(object);
-   const std::size_t inertia = text.find("\n <inertia>");
-   const std::size_t bias = text.find("\n <articulatedBodyInertia>");
-   EXPECT_LT(inertia, bias);
-   EXPECT_NE(bias, std::string::npos);
-   zqTest::expectRoundTrip(object); // a rigid one
-
-   // A flag that the matrices contradict would give wrong products.
    const ZqArticulatedBodyInertia general = randomInertia(random, false);
    for (const ZqArticulatedBodyInertia& wrong :
         {ZqArticulatedBodyInertia(general.linearMatrix(), {}, {}, true),
@@ -218,28 +199,5 @@ TEST(ArticulatedDynamics, DocumentHasTheNamesOfTheFormat)
       EXPECT_FALSE(back.isRigid());
       EXPECT_EQ(log.size(), 1U);
    }
-}
-
-TEST(ArticulatedDynamics, RecursionAllocatesNothing)
-{
-   RandomValues random(88);
-   const ZqArticulatedBodyDynamics child = randomDynamics(random);
-   const ZqRigidBodyMassProperties body = zqTest::PointMasses(random).body();
-   const ZqDenavitHartenberg joint = zqTest::randomJoint(random);
-   const ZqGeneralMotion s = zqTest::randomMotion(random);
-   const auto X = zqTest::randomFrame(random);
-   ZqRigidBodyMassProperties sum(body);
-   body.spatialCholeskyDecomposition();
-   const zqTest::AllocationCount allocations;
-   ZqRigidBodyMassProperties moved(body);
-   sum += moved.transformBy(X);
-   sum = body;
-   body.calculateAcceleration(body.calculateForce(s));
-   ZqArticulatedBodyDynamics parent(body, child.bias());
-   joint.addChildArbdToParent(parent, child, 0.3, 0.4, 0.5);
-   joint.ZqLinkKinematics::addChildArbdToParent(parent, child, 0.3, 0.4, 0.5);
-   parent.joinWith(child, s, 0.5, 0.6);
-   parent.calculateAcceleration(parent.calculateForce(s));
-   EXPECT_EQ(allocations.count(), 0U);
 }
 } // namespace

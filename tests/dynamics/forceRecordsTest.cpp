@@ -33,20 +33,16 @@ TEST(ExternalForce, IndexNamesLinksAndTheBase)
 
 TEST(ManipulatorTorque, ArraysGiveTheirFirstColumn)
 {
-   ZqManipulatorTorque torque;
-   zqTest::RandomValues random(62);
-   for (const ZqU32 rows : {4U, 2U, 0U})
-   {
-      const ZqReArray array = random.array(rows, 3);
-      torque.setJointTorques(array);
-      ASSERT_EQ(torque.jointTorques().size(), rows);
-      for (ZqU32 i = 0; i < rows; ++i)
-         EXPECT_EQ(torque.jointTorques()[i], array[i][0]);
-   }
-   zqTest::LogCapture log;
+   ZqManipulatorTorque torque(ZqManipulatorTorque::nullObject());
+   const zqTest::LogCapture log;
    torque.setJointTorques(ZqReArray(2, 0));
-   EXPECT_EQ(torque, ZqManipulatorTorque::nullObject());
    EXPECT_EQ(log.size(), 1U);
+   EXPECT_EQ(torque, ZqManipulatorTorque());
+   ZqReArray array(2, 3);
+   array[0][0] = 1.5;
+   array[1][0] = 2.5;
+   torque.setJointTorques(array);
+   EXPECT_EQ(torque.jointTorques().values(), (std::vector{1.5, 2.5}));
 }
 
 TEST(ExternalForceDescription, LineOfActionHasTheMomentOfTheForce)
@@ -79,16 +75,10 @@ TEST(ExternalForceDescription, LineOfActionHasTheMomentOfTheForce)
 TEST(ExternalForceDescription, IsWrittenWithoutContent)
 {
    const ZqExternalForceDescription none;
-   ZqExternalForceDescription members[3];
-   members[0].setExternalLinkForce({{1.0, 2.0, 3.0}, {}});
-   members[1].setForceApplicationPoint({4.0, 5.0, 6.0});
-   members[2].setValid(true);
-   for (const ZqExternalForceDescription& one : members)
-   {
-      EXPECT_TRUE(ZqExternalForceDescription(one) == one && !(one == none)) << &one - members;
-      EXPECT_EQ(zqTest::written(one), zqTest::written(none));
-   }
+   ZqExternalForceDescription valid;
+   valid.setValid(true);
+   EXPECT_FALSE(valid == none);
+   EXPECT_EQ(zqTest::written(valid), zqTest::written(none));
    EXPECT_TRUE(none.componentMap().empty());
-   zqTest::expectRoundTrip(none);
 }
 } // namespace

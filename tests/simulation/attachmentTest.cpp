@@ -1,5 +1,5 @@
 #include "support/allocationCount.h"
-#include "support/randomManipulators.h"
+#include "support/referenceDynamics.h"
 #include "support/xmlSamples.h"
 #include "zqManipulator/simulation/ZqLinkAttachment.h"
 #include "zqManipulator/simulation/ZqManipulatorAttachmentMap.h"
@@ -12,7 +12,9 @@ using Frame = ZqCoordinateSystemTransformation;
 using Indices = std::vector<ZqU32>;
 using Map = ZqManipulatorAttachmentMap;
 using Node = ZqManipulatorAttachmentNode;
+using zqTest::JetFrame;
 using zqTest::LogCapture;
+using zqTest::RandomScene;
 using zqTest::ReferenceFrame;
 
 constexpr ZqU32 none = Node::noManipulator;
@@ -257,28 +259,20 @@ TEST(Attachments, CarryTheBasesOfManipulators)
    // Put there, each stands on its link.
    for (std::size_t k = 0; k < indices.size(); ++k)
       positions[indices[k]].setCoordSysXForm(bases[k]);
-   ZqLinkAttachment attachment;
-   Frame place;
-   ZqManipulatorActivePositionState state;
    for (std::size_t k = 0; k < indices.size(); ++k)
    {
       const Node& node = *map.findNode(indices[k]);
       const ZqU32 carrier = node.parentNode()->manipulatorIndex();
-      attachment.setLinkId(node.linkLabel());
-      attachment.setFrame(node.offset());
+      ZqManipulatorActivePositionState state;
       state.setPositionState(positions[carrier]);
-      attachment.calculatePlacement(manipulators[carrier], state, place);
+      const Frame place =
+         manipulators[carrier].linkByIdentifier(node.linkLabel())->primaryFrameInSystem(state) *
+         node.offset();
       const auto base =
          ReferenceFrame(manipulators[indices[k]].coordSysXForm()) * ReferenceFrame(bases[k]);
       // A dozen products of lengths up to some 50 m.
       EXPECT_LT(base.difference(place), 12 * 50 * zqTest::epsilon) << indices[k];
    }
-   attachment.setLinkId("none");
-   const Frame before = place;
-   attachment.calculatePlacement(manipulators[0], state, place);
-   EXPECT_TRUE(place == before);
-   EXPECT_EQ(log.text(), "ZqAttachment::calculateFramePlacement():  bad label on link attachment: "
-                         "none.\n\n");
 
    // From within the tree, where the manipulators stand; the old format tells the same.
    EXPECT_TRUE(calculate(2));
@@ -288,40 +282,56 @@ TEST(Attachments, CarryTheBasesOfManipulators)
    EXPECT_TRUE(oldMap.calculateBaseLocations(2, manipulators, states, indices, oldBases));
    EXPECT_TRUE(indices == Indices{3} && oldBases == bases);
 }
-/// A free manipulator in motion, at times about that of its state.
-struct Moving
+TEST(Attachments, ToALinkMoveAsTheirPlacesDo)
 {
-   explicit Moving(zqTest::RandomValues& random, const ZqIndividualManipulator& model)
-      : manipulator(model), position(zqTest::randomPosition(random, model))
+   ZqLinkAttachment attachment;
+   for (ZqU32 seed = 0; seed < 40; ++seed)
    {
-      const ZqU32 joints = model.jointDof();
-      manipulator.setIsFixedBase(false);
-      for (ZqU32 i = 0; i < joints; ++i)
-         manipulator.linkByIndex(i)->setJointActuator({});
-      velocity.setJointVelocities(random.array(joints, 1));
-      velocity.setGeneralVelocity(zqTest::randomMotion(random));
-      acceleration.setJointAccelerations(random.array(joints, 1));
-      acceleration.setGeneralAcceleration(zqTest::randomMotion(random));
+      SCOPED_TRACE(seed);
+      RandomScene scene(seed, {zqTest::chain(4), seed % 2 == 0});
+      const ZqAccelerationState a = scene.randomAcceleration();
+      ZqManipulatorActiveState state = scene.activeState();
+      state.setAccelerationState(a);
+      attachment.setLinkId(seed % 5 == 4 ? "base" : "label" + std::to_string(seed % 5));
+      attachment.setFrame(zqTest::randomFrame(scene.random));
+      const ZqManipulatorLink& link = *scene.manipulator().linkByIdentifier(attachment.linkId());
+      const zqTest::ReferenceMotion motion(
+         scene, zqTest::coordinates(scene.velocity),
+         zqTest::coordinates(a.jointAccelerations().values(), a.generalAcceleration()));
+      const zqTest::FrameMotion place(motion.frames[zqTest::ReferenceMotion::bodyOf(link)] *
+                                      JetFrame(link.primaryFrame()) * JetFrame(attachment.frame()));
+      Frame found;
+      ZqXmlVectorBasicType<ZqReal> velocity(12, 2.5);
+      ZqXmlVectorBasicType<ZqReal> acceleration(9, 2.5);
+      attachment.calculatePlacement(scene.manipulator(), state.activePositionState(), found);
+      attachment.calculateVelocity(scene.manipulator(), state, velocity, 1);
+      attachment.calculateAcceleration(scene.manipulator(), state, acceleration, 2);
+      EXPECT_TRUE(found.translation().approxEq(place.p, 1e-13));
+      EXPECT_TRUE(found.orientation().yAxis().approxEq(place.axes[1], 1e-13));
+      ASSERT_TRUE(velocity.size() == 7 && acceleration.size() == 9);
+      EXPECT_TRUE(velocity[0] == 2.5 && acceleration[8] == 2.5);
+      const ZqGeneralMotion expected(place.v, place.w);
+      const ZqGeneralMotion expectedRate(place.a, place.alpha);
+      for (std::size_t n = 0; n < 6; ++n)
+      {
+         EXPECT_NEAR(velocity[n + 1], expected[n], 1e-12);
+         EXPECT_NEAR(acceleration[n + 2], expectedRate[n], 1e-11);
+      }
    }
-   ZqManipulatorActiveState at(ZqReal t) const
-   {
-      ZqPositionState q = position;
-      ZqVelocityState v = velocity;
-      manipulator.propagateVelocityState(acceleration, 0.5 * t, v); // the mean one
-      manipulator.propagateState(v, t, q);
-      manipulator.propagateVelocityState(acceleration, 0.5 * t, v);
-      ZqManipulatorActiveState state;
-      state.setPositionState(q);
-      state.setVelocityState(v);
-      state.setAccelerationState(acceleration);
-      return state;
-   }
-
-   ZqIndividualManipulator manipulator;
-   ZqPositionState position;
-   ZqVelocityState velocity;
-   ZqAccelerationState acceleration;
-};
+   LogCapture log;
+   attachment.setLinkId("none");
+   ZqXmlVectorBasicType<ZqReal> values(2, 1.5);
+   ZqManipulatorActiveState state;
+   attachment.calculateVelocity({}, state, values, 1);
+   attachment.calculateAcceleration({}, state, values, 2);
+   EXPECT_EQ(values.values(), (std::vector{1.5, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0}));
+   EXPECT_EQ(log.text(), "");
+   Frame place(ZqVector(1, 2, 3));
+   attachment.calculatePlacement({}, state.activePositionState(), place);
+   EXPECT_TRUE(place == ZqVector(1, 2, 3));
+   EXPECT_EQ(log.text(), "ZqAttachment::calculateFramePlacement():  bad label on link attachment: "
+                         "none.\n\n");
+}
 
 // Central differences over h: the error of the formula is of h^2, that of rounding of epsilon / h.
 constexpr ZqReal h = 1e-5;
@@ -333,69 +343,34 @@ ZqGeneralMotion difference(const Frame& from, const Frame& to)
    return ZqGeneralMotion(to.translation() - from.translation(), turn) * (0.5 / h);
 }
 
-TEST(Attachments, ToALinkMoveAsTheirPlacesDo)
-{
-   zqTest::RandomValues random(78);
-   ZqLinkAttachment attachment;
-   for (int i = 0; i < 20; ++i)
-   {
-      const Moving moving(random, zqTest::randomManipulator(random, 4));
-      attachment.setLinkId(i % 5 == 4 ? "base" : "label" + std::to_string(i % 5));
-      attachment.setFrame(zqTest::randomFrame(random));
-      ZqXmlVectorBasicType<ZqReal> velocities[3];
-      ZqXmlVectorBasicType<ZqReal> accelerations(9, 2.5);
-      Frame frames[3];
-      for (const int k : {0, 1, 2})
-      {
-         auto state = moving.at((k - 1) * h);
-         attachment.calculatePlacement(moving.manipulator, state.activePositionState(), frames[k]);
-         velocities[k].assign(12, 0.0);
-         attachment.calculateVelocity(moving.manipulator, state, velocities[k], 1);
-         if (k == 1)
-            attachment.calculateAcceleration(moving.manipulator, state, accelerations, 2);
-      }
-      ASSERT_TRUE(velocities[1].size() == 7 && accelerations.size() == 9);
-      EXPECT_EQ(accelerations[8], 2.5);
-      for (std::size_t n = 0; n < 6; ++n)
-      {
-         EXPECT_NEAR(velocities[1][n + 1], difference(frames[0], frames[2])[n], ofDifferences);
-         EXPECT_NEAR(accelerations[n + 2],
-                     (velocities[2][n + 1] - velocities[0][n + 1]) * (0.5 / h), ofDifferences);
-      }
-   }
-   LogCapture log;
-   attachment.setLinkId("none");
-   ZqXmlVectorBasicType<ZqReal> values(2, 1.5);
-   ZqManipulatorActiveState state;
-   attachment.calculateVelocity({}, state, values, 1);
-   attachment.calculateAcceleration({}, state, values, 2);
-   EXPECT_EQ(values.values(), (std::vector{1.5, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0}));
-   EXPECT_EQ(log.text(), "");
-}
-
 TEST(Attachments, MoveTheBasesOfManipulators)
 {
    // A manipulator on one that turns and slides while its link has the axes of the system, and one more
    // on that. They are placed without a turn.
    zqTest::RandomValues random(79);
    ZqXmlVectorType<ZqIndividualManipulator> manipulators;
-   std::vector<Moving> moving;
-   for (int i = 0; i < 3; ++i)
+   ZqXmlVectorType<ZqPositionState> positions;
+   ZqXmlVectorType<ZqVelocityState> velocities;
+   for (ZqU32 i = 0; i < 3; ++i)
    {
-      moving.emplace_back(random, zqTest::makeManipulator(zqTest::chain(3),
-                                                          [&](ZqU32 link)
-                                                          {
-                                                             ZqDenavitHartenberg joint;
-                                                             joint.setJointType(link % 2);
-                                                             joint.setDhA(random.real());
-                                                             ZqManipulatorLink result;
-                                                             result.setLinkKinematics(joint);
-                                                             return result;
-                                                          }));
-      moving.back().position.setJointPositions({0.7, random.real(), -0.7});
-      moving.back().position.setCoordSysXForm(random.vector());
-      moving.back().manipulator.setCoordSysXForm(random.vector());
-      manipulators.pushBack(moving.back().manipulator);
+      manipulators.pushBack(zqTest::makeManipulator(zqTest::chain(3),
+                                                    [&](ZqU32 link)
+                                                    {
+                                                       ZqDenavitHartenberg joint;
+                                                       joint.setJointType(link % 2);
+                                                       joint.setDhA(random.real());
+                                                       ZqManipulatorLink result;
+                                                       result.setLinkKinematics(joint);
+                                                       return result;
+                                                    }));
+      manipulators[i].setIsFixedBase(false);
+      manipulators[i].setCoordSysXForm(random.vector());
+      positions.pushBack({});
+      positions[i].setJointPositions({0.7, random.real(), -0.7});
+      positions[i].setCoordSysXForm(random.vector());
+      velocities.pushBack({});
+      velocities[i].setJointVelocities(random.array(3, 1));
+      velocities[i].setGeneralVelocity(zqTest::randomMotion(random));
    }
    Map map;
    map.attachManipulator(1, 0, "label2", random.vector(), "");
@@ -406,17 +381,22 @@ TEST(Attachments, MoveTheBasesOfManipulators)
    ZqXmlVectorType<ZqManipulatorActiveState> states;
    for (const int k : {0, 2, 1})
    {
-      states.clear();
-      for (const Moving& each : moving)
-         states.pushBack(each.at((k - 1) * h));
+      states.resize(3);
+      for (ZqU32 i = 0; i < 3; ++i)
+      {
+         ZqPositionState moved = positions[i];
+         manipulators[i].propagateState(velocities[i], (k - 1) * h, moved);
+         states[i].setPositionState(moved);
+         states[i].setVelocityState(velocities[i]);
+      }
       EXPECT_TRUE(
          map.calculateBaseLocationsAndVelocities(manipulators, states, indices, bases[k], moves));
       EXPECT_EQ(indices, (Indices{1, 2}));
    }
    for (std::size_t n = 0; n < 2; ++n)
       EXPECT_TRUE(moves[n].approxEq(difference(bases[0][n], bases[2][n]), ofDifferences)) << n;
-   EXPECT_TRUE(states[1].positionState() == moving[1].position);
-   EXPECT_TRUE(states[1].velocityState() == moving[1].velocity);
+   EXPECT_TRUE(states[1].positionState() == positions[1]);
+   EXPECT_TRUE(states[1].velocityState() == velocities[1]);
 
    // From within the tree the states count as they are. A placement turns the velocity.
    const auto* link = manipulators[1].linkByIdentifier("label2");

@@ -138,7 +138,7 @@ TEST(Propagation, OfAJointEndsAtTheLimitAhead)
    }
 }
 
-TEST(Propagation, IsSemiImplicitEuler)
+TEST(Propagation, MovesBasesInTheSystem)
 {
    constexpr ZqReal dt = 0.01;
    Scene scene{4, 3};
@@ -149,12 +149,6 @@ TEST(Propagation, IsSemiImplicitEuler)
       const ZqVelocityState& v0 = scene.start.velocityStates()[i];
       const ZqVelocityState& v = scene.state.velocityStates()[i];
       const ZqAccelerationState& a = scene.activeState(i).accelerationState();
-      for (ZqU32 j = 0; j < v.jointVelocities().size(); ++j)
-      {
-         const ZqReal rate = dt * a.jointAccelerations()[j] + v0.jointVelocities()[j];
-         EXPECT_EQ(v.jointVelocities()[j], rate);
-         EXPECT_EQ(scene.position(i).jointPositions()[j], dt * rate + q0.jointPositions()[j]);
-      }
       // The base moves in the system, wherever the manipulator is placed.
       const ZqGeneralMotion V = v0.generalVelocity() + a.generalAcceleration() * dt;
       EXPECT_TRUE(v.generalVelocity() == (i == 0 ? ZqGeneralMotion() : V));

@@ -2,44 +2,10 @@
 
 #include "support/randomManipulators.h"
 #include "support/xmlSamples.h"
-#include "zqManipulator/actuation/ZqDcElectricMotor.h"
-#include "zqManipulator/actuation/ZqHydraulicCylinder.h"
-#include "zqManipulator/actuation/ZqJointActuator.h"
-#include "zqManipulator/actuation/ZqJointActuatorContainer.h"
-#include "zqManipulator/actuation/ZqOldJointActuator.h"
-#include "zqManipulator/actuation/ZqPassThroughPowerConverter.h"
-#include "zqManipulator/contact/ZqCollisionExclusionData.h"
-#include "zqManipulator/dynamics/ZqArticulatedBodyDynamics.h"
-#include "zqManipulator/dynamics/ZqManipulatorExternalForce.h"
-#include "zqManipulator/dynamics/ZqManipulatorTorque.h"
-#include "zqManipulator/dynamics/ZqRigidBodyMassProperties.h"
-#include "zqManipulator/foundation/geometry/ZqSphere.h"
-#include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
-#include "zqManipulator/foundation/spatial/ZqGeneralForce.h"
-#include "zqManipulator/foundation/spatial/ZqGeneralMotion.h"
-#include "zqManipulator/foundation/spatial/ZqSecondMoment.h"
-#include "zqManipulator/kinematics/ZqBaseLinkInterface.h"
-#include "zqManipulator/kinematics/ZqDenavitHartenberg.h"
-#include "zqManipulator/kinematics/ZqIndividualManipulator.h"
-#include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
-#include "zqManipulator/kinematics/ZqManipulatorLinkIdentifier.h"
-#include "zqManipulator/kinematics/ZqStatedSystem.h"
-#include "zqManipulator/simulation/ZqComPolygonalStoppingCriterion.h"
-#include "zqManipulator/simulation/ZqLinearStateEqualityConstraint.h"
-#include "zqManipulator/simulation/ZqLinkAttachment.h"
-#include "zqManipulator/simulation/ZqManipulatorAttachmentMap.h"
-#include "zqManipulator/simulation/ZqOldManipulatorAttachmentMap.h"
-#include "zqManipulator/simulation/ZqPointStateEqualityConstraint.h"
-#include "zqManipulator/simulation/ZqPropagationDescriptor.h"
-#include "zqManipulator/simulation/ZqXyStateEqualityConstraint.h"
-#include "zqManipulator/state/ZqAccelerationState.h"
-#include "zqManipulator/state/ZqActuatorState.h"
-#include "zqManipulator/state/ZqAttachmentState.h"
-#include "zqManipulator/state/ZqManipulatorSystemState.h"
-#include "zqManipulator/state/ZqSystemActiveState.h"
-#include "zqManipulator/tools/ZqManufacturerData.h"
+#include "zqManipulator/zqManipulator.h"
 
 #include <concepts>
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <typeinfo>
@@ -52,15 +18,26 @@ namespace zqTest
 /// Fills objects without a zero, a one or a repeated number, and with no component of its default.
 struct Filler
 {
+   template <class T>
+   static T filled()
+   {
+      T object;
+      fill(object);
+      return object;
+   }
+   /// Calls each setter with a number of its own.
+   template <class T, class... Setters>
+   static void setNumbers(T& object, ZqReal first, Setters... setters)
+   {
+      (std::invoke(setters, object, first++), ...);
+   }
    static void fill(ZqCoordinateSystemTransformation& X)
    {
       X = {{1.25, -2.5, 3.75}, {1.0 / 11.0, 2.0 / 11.0, 4.0 / 11.0, -10.0 / 11.0}};
    }
    static ZqCoordinateSystemTransformation sampleFrame()
    {
-      ZqCoordinateSystemTransformation X;
-      fill(X);
-      return X;
+      return filled<ZqCoordinateSystemTransformation>();
    }
    static void fill(ZqGeneralMotion& motion)
    {
@@ -83,9 +60,7 @@ struct Filler
    }
    static void fill(ZqArticulatedBodyDynamics& body)
    {
-      ZqArticulatedBodyInertia inertia;
-      fill(inertia);
-      body.set(inertia, {{8.5, 9.5, 10.5}, {-8.25, -9.25, -10.25}});
+      body.set(filled<ZqArticulatedBodyInertia>(), {{8.5, 9.5, 10.5}, {-8.25, -9.25, -10.25}});
    }
    static void fill(ZqManipulatorExternalForce& forces)
    {
@@ -101,21 +76,16 @@ struct Filler
    }
    static void fill(ZqDenavitHartenberg& joint)
    {
-      joint.setPrimaryFrame(
-         {{1.25, -2.5, 3.75}, {1.0 / 11.0, 2.0 / 11.0, 4.0 / 11.0, -10.0 / 11.0}});
+      joint.setPrimaryFrame(sampleFrame());
       joint.setJointType(ZqDenavitHartenberg::Prismatic);
       joint.setDhType(ZqDenavitHartenberg::GeneralCraig);
       joint.setPrecursor({{-4.25, 5.5, 6.75}, {2.0 / 9.0, 4.0 / 9.0, -5.0 / 9.0, 6.0 / 9.0}});
-      joint.setDhA(0.7);
-      joint.setDhD(-0.8);
-      joint.setDhAlpha(0.9);
-      joint.setDhTheta(-1.1);
+      using T = ZqDenavitHartenberg;
+      setNumbers(joint, 0.7, &T::setDhA, &T::setDhD, &T::setDhAlpha, &T::setDhTheta);
    }
    static void fill(ZqLinkKinematicsContainer& container)
    {
-      ZqDenavitHartenberg joint;
-      fill(joint);
-      container.setTopElement(joint);
+      container.setTopElement(filled<ZqDenavitHartenberg>());
    }
    static void fill(ZqPositionState& state)
    {
@@ -134,15 +104,14 @@ struct Filler
    }
    static void fill(ZqActuatorState& state)
    {
-      state.setOutputTorques({2.1, -2.2});
-      state.setMotorPositions({2.3, -2.4});
-      state.setMotorVelocities({2.5, -2.6});
-      state.setMotorAccelerations({2.7, -2.8});
+      using T = ZqActuatorState;
+      ZqReal number = 2.1;
+      for (const auto set : {&T::setOutputTorques, &T::setMotorPositions, &T::setMotorVelocities,
+                             &T::setMotorAccelerations, &T::setSpringDamperCenters,
+                             &T::setLastVelocities, &T::setReverseMotionPositions})
+         (state.*set)({number++, -3.5});
       state.setNonRigidActuatorFlags({true, false});
-      state.setSpringDamperCenters({2.9, -3.1});
       state.setStaticFrictionModes({false, true});
-      state.setLastVelocities({3.2, -3.3});
-      state.setReverseMotionPositions({3.4, -3.5});
       state.setPowerConverterStates({{}, {3.6, -3.7}, {3.8}});
    }
    static void fill(ZqManipulatorSystemState& state)
@@ -167,27 +136,17 @@ struct Filler
       fill(state.manipulatorAttachmentState(8));
       state.manipulatorAttachmentState(9).setDependentManipulatorIndices({10});
    }
-   template <class DriveTrain>
-   static void fillDriveTrain(DriveTrain& component)
+   template <class T>
+   static void fillDriveTrain(T& component)
    {
-      component.setInertia(11.0);
-      component.setFrictionCoefficient(12.0);
-      component.setGearRatio(13.0);
-      component.setLowerLimit(14.0);
-      component.setUpperLimit(15.0);
-      component.setMaxOutputRate(16.0);
-      component.setStopperZone(17.0);
-      component.setStopperSpringCoefficient(18.0);
-      component.setStopperDampingCoefficient(19.0);
-      component.setStaticCoulombFriction(20.0);
-      component.setKineticCoulombFrictionPercentage(21.0);
-      component.setStaticCoulombSpringCoefficient(22.0);
-      component.setStaticCoulombDamperCoefficient(23.0);
-      component.setLimitingVelocityStickRegion(24.0);
+      setNumbers(component, 11.0, &T::setInertia, &T::setFrictionCoefficient, &T::setGearRatio,
+                 &T::setLowerLimit, &T::setUpperLimit, &T::setMaxOutputRate, &T::setStopperZone,
+                 &T::setStopperSpringCoefficient, &T::setStopperDampingCoefficient,
+                 &T::setStaticCoulombFriction, &T::setKineticCoulombFrictionPercentage,
+                 &T::setStaticCoulombSpringCoefficient, &T::setStaticCoulombDamperCoefficient,
+                 &T::setLimitingVelocityStickRegion, &T::setJointFlexibilityStiffness,
+                 &T::setJointFlexibilityDamping, &T::setBacklash);
       component.setIsRigid(false);
-      component.setJointFlexibilityStiffness(25.0);
-      component.setJointFlexibilityDamping(26.0);
-      component.setBacklash(27.0);
    }
    static void fill(ZqMechanicalActuatorComponent& component)
    {
@@ -202,49 +161,32 @@ struct Filler
    }
    static void fill(ZqJointActuatorContainer& container)
    {
-      ZqOldJointActuator actuator;
-      fill(actuator);
-      container.setTopElement(actuator);
+      container.setTopElement(filled<ZqOldJointActuator>());
    }
    static void fill(ZqPassThroughPowerConverter& converter)
    {
-      converter.setMinTorque(31.0);
-      converter.setMaxTorque(32.0);
+      using T = ZqPassThroughPowerConverter;
+      setNumbers(converter, 31.0, &T::setMinTorque, &T::setMaxTorque);
    }
    static void fill(ZqDcElectricMotor& motor)
    {
-      motor.setMinTorque(31.0);
-      motor.setMaxTorque(32.0);
-      motor.setArmatureInductance(33.0);
-      motor.setArmatureResistance(34.0);
-      motor.setTorqueConstant(35.0);
-      motor.setMaxEfficiency(36.0);
-      motor.setNoLoadSpeed(37.0);
-      motor.setNoLoadCurrent(38.0);
-      motor.setStallTorque(39.0);
+      using T = ZqDcElectricMotor;
+      setNumbers(motor, 31.0, &T::setMinTorque, &T::setMaxTorque, &T::setArmatureInductance,
+                 &T::setArmatureResistance, &T::setTorqueConstant, &T::setMaxEfficiency,
+                 &T::setNoLoadSpeed, &T::setNoLoadCurrent, &T::setStallTorque);
    }
    static void fill(ZqHydraulicCylinder& cylinder)
    {
-      cylinder.setMinTorque(31.0);
-      cylinder.setMaxTorque(32.0);
-      cylinder.setFluidBulkModulus(33.0);
-      cylinder.setFluidDensity(34.0);
-      cylinder.setSupplyPressure(35.0);
-      cylinder.setDrainPressure(36.0);
-      cylinder.setDischargeCoefficient(37.0);
-      cylinder.setFlowAreaGradient(38.0);
-      cylinder.setMaximumValveOpening(39.0);
-      cylinder.setEffectiveArea1(40.0);
-      cylinder.setEffectiveArea2(41.0);
-      cylinder.setFluidVolume1(42.0);
-      cylinder.setFluidVolume2(43.0);
-      cylinder.setMaximumFluidLength(44.0);
+      using T = ZqHydraulicCylinder;
+      setNumbers(cylinder, 31.0, &T::setMinTorque, &T::setMaxTorque, &T::setFluidBulkModulus,
+                 &T::setFluidDensity, &T::setSupplyPressure, &T::setDrainPressure,
+                 &T::setDischargeCoefficient, &T::setFlowAreaGradient, &T::setMaximumValveOpening,
+                 &T::setEffectiveArea1, &T::setEffectiveArea2, &T::setFluidVolume1,
+                 &T::setFluidVolume2, &T::setMaximumFluidLength);
    }
    static void fill(ZqPowerConverterContainer& container)
    {
-      ZqDcElectricMotor motor;
-      fill(motor);
-      container.setTopElement(motor);
+      container.setTopElement(filled<ZqDcElectricMotor>());
    }
    static void fill(ZqSpringProperties& spring)
    {
@@ -261,14 +203,11 @@ struct Filler
    }
    static void fill(ZqMechanicalActuatorComponentContainer& container)
    {
-      ZqMechanicalActuatorComponent component;
-      fill(component);
-      container.setTopElement(component);
+      container.setTopElement(filled<ZqMechanicalActuatorComponent>());
    }
    static void fill(ZqJointActuator& actuator)
    {
-      ZqManufacturerData data;
-      fill(data);
+      const auto data = filled<ZqManufacturerData>();
       fill(actuator.mechanicalComponentContainer());
       fill(actuator.powerConverterContainer());
       actuator.setPrimeMoveManufacturerData(data);
@@ -289,12 +228,8 @@ struct Filler
    }
    static void fill(ZqCollisionExclusionData& data)
    {
-      ZqSystemCollisionExclusionMap map;
-      ZqManipulatorSelfCollisionLinkMap selfCollision;
-      fill(map);
-      fill(selfCollision);
-      data.addCollisionExclusionMap("carrying", map);
-      data.setSelfCollision({{}, selfCollision});
+      data.addCollisionExclusionMap("carrying", filled<ZqSystemCollisionExclusionMap>());
+      data.setSelfCollision({{}, filled<ZqManipulatorSelfCollisionLinkMap>()});
    }
    static void fill(ZqManipulatorAttachmentNode& node)
    {
@@ -329,18 +264,16 @@ struct Filler
    }
    static void fill(ZqPropagationResultData& result)
    {
+      using T = ZqPropagationResultData;
       result.setHitJointLimit(true);
       result.setHitSingularity(true);
       result.setCollisionOccurred(true);
-      result.setLinkIndexAtJointLimit(2);
-      result.setCollidedManipulator(3);
-      result.setCollidedLink(4);
-      result.setOtherCollidedLink(5);
-      result.setOtherCollidedManipulator(6);
-      result.setClosestManipulator(7);
-      result.setClosestLink(8);
-      result.setOtherClosestLink(9);
-      result.setOtherClosestManipulator(10);
+      ZqU32 index = 2;
+      for (const auto set :
+           {&T::setLinkIndexAtJointLimit, &T::setCollidedManipulator, &T::setCollidedLink,
+            &T::setOtherCollidedLink, &T::setOtherCollidedManipulator, &T::setClosestManipulator,
+            &T::setClosestLink, &T::setOtherClosestLink, &T::setOtherClosestManipulator})
+         (result.*set)(index++);
       result.setClosestDistance(-0.02);
       result.registerGenericStoppingCriterion("tipped over");
    }
@@ -352,8 +285,7 @@ struct Filler
    }
    static void fill(ZqStoppingCriterionVector& criteria)
    {
-      ZqComPolygonalStoppingCriterion criterion;
-      fill(criterion);
+      auto criterion = filled<ZqComPolygonalStoppingCriterion>();
       criteria.pushBack(criterion);
       criterion.setDescriptiveText("falls");
       criteria.pushBack(criterion);
@@ -377,9 +309,7 @@ struct Filler
          manipulator.fitAbsoluteBoundingSphere();
          system.addManipulator(manipulator);
       }
-      ZqSystemEnvironment environment;
-      fill(environment);
-      system.setEnvironment(environment);
+      system.setEnvironment(filled<ZqSystemEnvironment>());
       ZqSystemCollisionExclusionMap map;
       map.excludeManipulatorCollisionCandidates(2, 3);
       system.setCollisionExclusionMap(map);
@@ -393,9 +323,7 @@ struct Filler
    static void fill(ZqManipulatorSystemContainer& container) { fill(*container.element()); }
    static void fill(ZqStatedSystem& stated)
    {
-      ZqManipulatorSystem system;
-      fill(system);
-      stated.setFromSystem(system);
+      stated.setFromSystem(filled<ZqManipulatorSystem>());
       stated.setToMidpointState();
       ZqManipulatorSystemConfiguration configuration;
       configuration.attachmentMap().attachManipulator(1, 0, "label0", {}, "tool");
@@ -407,10 +335,8 @@ struct Filler
    }
    static void fill(ZqLinkPositionState& state)
    {
-      ZqCoordinateSystemTransformation frame;
-      fill(frame);
-      state.setDhFrame(frame);
-      state.setPrimaryFrame(frame.inverse());
+      state.setDhFrame(sampleFrame());
+      state.setPrimaryFrame(sampleFrame().inverse());
       state.setLocationInSystemValid(true);
       state.setDhTransformValid(true);
    }
@@ -428,21 +354,12 @@ struct Filler
    }
    static void fill(ZqLinkForceState& state)
    {
-      ZqGeneralForce force;
-      fill(force);
-      state.setDhFrameForceInLocal(force);
+      state.setDhFrameForceInLocal(filled<ZqGeneralForce>());
    }
-   static void fill(ZqLinkMassState& state)
-   {
-      ZqRigidBodyMassProperties body;
-      fill(body);
-      state.setCrbi(body);
-   }
+   static void fill(ZqLinkMassState& state) { state.setCrbi(filled<ZqRigidBodyMassProperties>()); }
    static void fill(ZqLinkArticulationState& state)
    {
-      ZqArticulatedBodyDynamics body;
-      fill(body);
-      state.setArbd(body);
+      state.setArbd(filled<ZqArticulatedBodyDynamics>());
       state.setSupplementalDhAcceleration(motion(2.0));
       state.setSupplementalJointAcceleration(0.25);
    }
@@ -450,36 +367,26 @@ struct Filler
    template <class Record>
    static std::pair<ZqXmlVectorType<Record>, Record> records()
    {
-      std::pair<ZqXmlVectorType<Record>, Record> result;
-      result.first.resize(2);
-      fill(result.first[0]);
-      fill(result.second);
-      return result;
+      return {{filled<Record>(), Record()}, filled<Record>()};
    }
    static void fill(ZqManipulatorActivePositionState& state)
    {
-      ZqPositionState position;
-      fill(position);
       const auto [links, base] = records<ZqLinkPositionState>();
-      state.setPositionState(position);
+      state.setPositionState(filled<ZqPositionState>());
       state.setLinkPositionStates(links);
       state.setBasePositionState(base);
    }
    static void fill(ZqManipulatorActiveVelocityState& state)
    {
-      ZqVelocityState velocity;
-      fill(velocity);
       const auto [links, base] = records<ZqLinkVelocityState>();
-      state.setVelocityState(velocity);
+      state.setVelocityState(filled<ZqVelocityState>());
       state.setLinkVelocityStates(links);
       state.setBaseVelocityState(base);
    }
    static void fill(ZqManipulatorActiveAccelerationState& state)
    {
-      ZqAccelerationState acceleration;
-      fill(acceleration);
       const auto [links, base] = records<ZqLinkAccelerationState>();
-      state.setAccelerationState(acceleration);
+      state.setAccelerationState(filled<ZqAccelerationState>());
       state.setLinkAccelerationStates(links);
       state.setBaseAccelerationState(base);
    }
@@ -492,8 +399,7 @@ struct Filler
    static void fill(ZqManipulatorActiveMassState& state)
    {
       // A record that is not filled holds no mass, which no document can.
-      ZqLinkMassState record;
-      fill(record);
+      const auto record = filled<ZqLinkMassState>();
       state.setLinkMassStates({record});
       state.setBaseMassState(record);
    }
@@ -534,39 +440,25 @@ struct Filler
    {
       interface.setIdentifier("flange 2");
       interface.setType("bolted");
-      ZqCoordinateSystemTransformation frame;
-      fill(frame);
-      interface.setFrame(frame);
+      interface.setFrame(sampleFrame());
       interface.setInUse(true);
    }
    static void fill(ZqManipulatorLink& link)
    {
       link.setLinkLabel("upper \"arm\"");
-      ZqLinkKinematicsContainer container;
-      fill(container);
-      link.setLinkKinematicsContainer(container);
+      link.setLinkKinematicsContainer(filled<ZqLinkKinematicsContainer>());
       ZqManipulatorLink child;
       child.setLinkLabel("lower arm");
       child.setMassProperties(ZqRigidBodyMassProperties::pointMass(2.75));
       link.setChildLinks({child});
       link.setJointActuator(ZqJointActuator::defaultObject());
-      ZqSpringProperties spring;
-      fill(spring);
-      link.setSpringProperties(spring);
-      ZqDamperProperties damper;
-      fill(damper);
-      link.setDamperProperties(damper);
-      ZqRigidBodyMassProperties body;
-      fill(body);
-      link.setMassProperties(body);
+      link.setSpringProperties(filled<ZqSpringProperties>());
+      link.setDamperProperties(filled<ZqDamperProperties>());
+      link.setMassProperties(filled<ZqRigidBodyMassProperties>());
       link.addMassProperties("tool", ZqRigidBodyMassProperties::pointMass(2.25));
-      ZqLinkReferenceDescription description;
-      fill(description);
-      link.setLinkReferenceDescription(description);
+      link.setLinkReferenceDescription(filled<ZqLinkReferenceDescription>());
       link.addNamedPoint("tip", {8.25, -8.5, 8.75});
-      ZqCoordinateSystemTransformation frame;
-      fill(frame);
-      link.addNamedFrame("flange", frame);
+      link.addNamedFrame("flange", sampleFrame());
       link.setIsConstrained(true);
    }
    static void fill(ZqLinearStateEqualityConstraint& constraint)
@@ -587,23 +479,15 @@ struct Filler
       fill(static_cast<ZqPointPairStateEqualityConstraint&>(constraint));
       constraint.setXyOrientation({1.0 / 11.0, 2.0 / 11.0, 4.0 / 11.0, -10.0 / 11.0});
    }
-   template <class Constraint>
-   static void add(ZqStateEqualityConstraintVector& constraints)
-   {
-      Constraint constraint;
-      fill(constraint);
-      constraints.pushBack(constraint);
-   }
    static void fill(ZqStateEqualityConstraintVector& constraints)
    {
-      add<ZqXyStateEqualityConstraint>(constraints);
-      add<ZqLinearStateEqualityConstraint>(constraints);
-      add<ZqPointStateEqualityConstraint>(constraints);
+      constraints.pushBack(filled<ZqXyStateEqualityConstraint>());
+      constraints.pushBack(filled<ZqLinearStateEqualityConstraint>());
+      constraints.pushBack(filled<ZqPointStateEqualityConstraint>());
    }
    static void fill(ZqIndividualManipulator& manipulator)
    {
-      ZqManipulatorLink base;
-      fill(base);
+      auto base = filled<ZqManipulatorLink>();
       ZqLinkReferenceDescription shapes;
       shapes.setIsShapeReferenced(true);
       shapes.setReferencedLinkLabel("lower arm");
@@ -617,16 +501,11 @@ struct Filler
       manipulator.setCoordSysXForm(ZqVector(9.25, -9.5, 9.75));
       manipulator.setIsFixedBase(false);
       manipulator.setOptimizeOnLoad(true);
-      ZqManipulatorReferenceDescription description;
-      fill(description);
+      auto description = filled<ZqManipulatorReferenceDescription>();
       description.setIsManipulatorReferenced(false);
       manipulator.setManipulatorReferenceDescription(description);
-      ZqStateEqualityConstraintVector constraints;
-      fill(constraints);
-      manipulator.setStateEqualityConstraints(constraints);
-      ZqStoppingCriterionVector criteria;
-      fill(criteria);
-      manipulator.setStoppingCriteria(criteria);
+      manipulator.setStateEqualityConstraints(filled<ZqStateEqualityConstraintVector>());
+      manipulator.setStoppingCriteria(filled<ZqStoppingCriterionVector>());
       manipulator.setDisplayLinkIndices({11, 12});
       manipulator.buildSelfCollisionLinkMap();
    }
@@ -640,9 +519,7 @@ struct Filler
 template <class T>
 T sample()
 {
-   T object;
-   Filler::fill(object);
-   return object;
+   return Filler::filled<T>();
 }
 
 /// Whether an object keeps what it has when a document gives it a map without entries.

@@ -43,23 +43,12 @@ public:
       model.setMassProperties(addBody("base"));
       model.setCoordSysXForm(randomFrame(random));
       model.setIsFixedBase(kind.isFixedBase);
-      position = randomPosition(random, model);
-      velocity = randomVelocity();
-      const ZqU32 others = random.index(0, 2);
-      for (index = 0; index < others; ++index)
-         system.addManipulator(randomManipulator(random, 3));
-      system.addManipulator(model, position, velocity);
-
-      const ZqU32 n = jointDof();
-      torque.setJointTorques(randomReals(n, 5.0));
-      torque.setGeneralForce(randomForce(random) * 20.0);
-      external.resize(n);
-      for (ZqU32 i = 0; i < n; ++i)
-         external[i] = randomForce(random) * 10.0;
-      external.setBaseForce(randomForce(random) * 10.0);
-      ZqSystemEnvironment environment;
-      environment.setUpGravityVector(gravity);
-      system.setEnvironment(environment);
+      add(model);
+   }
+   RandomScene(ZqU32 seed, const ZqIndividualManipulator& model)
+      : random(seed), gravity(random.unitVector() * 9.8)
+   {
+      add(model);
    }
 
    const ZqIndividualManipulator& manipulator() const { return *system.manipulatorByIndex(index); }
@@ -78,6 +67,14 @@ public:
       for (ZqReal& value : values)
          value = random.real(-size, size);
       return values;
+   }
+   ZqAccelerationState randomAcceleration()
+   {
+      ZqAccelerationState state;
+      state.setJointAccelerations(randomReals(jointDof(), 2.0));
+      if (!manipulator().isFixedBase())
+         state.setGeneralAcceleration(randomMotion(random));
+      return state;
    }
    ZqVelocityState randomVelocity()
    {
@@ -153,6 +150,26 @@ public:
    ZqManipulatorExternalForce external;
 
 private:
+   void add(const ZqIndividualManipulator& model)
+   {
+      position = randomPosition(random, model);
+      velocity = randomVelocity();
+      const ZqU32 others = random.index(0, 2);
+      for (index = 0; index < others; ++index)
+         system.addManipulator(randomManipulator(random, 3));
+      system.addManipulator(model, position, velocity);
+
+      const ZqU32 n = jointDof();
+      torque.setJointTorques(randomReals(n, 5.0));
+      torque.setGeneralForce(randomForce(random) * 20.0);
+      external.resize(n);
+      for (ZqU32 i = 0; i < n; ++i)
+         external[i] = randomForce(random) * 10.0;
+      external.setBaseForce(randomForce(random) * 10.0);
+      ZqSystemEnvironment environment;
+      environment.setUpGravityVector(gravity);
+      system.setEnvironment(environment);
+   }
    ZqRigidBodyMassProperties addBody(const std::string& label)
    {
       const PointMasses body(random, 0.3, 0.3);

@@ -17,20 +17,6 @@ ZqLabelPool poolOf(const std::vector<ZqString>& usedLabels)
    return pool;
 }
 
-class OpenLabelPool : public ZqLabelPool
-{
-public:
-   /// Base and number, apart by a bar, or what was there before.
-   static ZqString parse(const ZqString& label)
-   {
-      ZqString base = "none";
-      ZqString number;
-      const bool isParsed = parseLabel(label, base, number);
-      EXPECT_EQ(isParsed, base != "none") << label;
-      return base + '|' + number;
-   }
-};
-
 TEST(LabelPool, NextUnusedLabelIsTheFirstFreeOne)
 {
    struct Case
@@ -58,6 +44,8 @@ TEST(LabelPool, NextUnusedLabelIsTheFirstFreeOne)
       {{"arm-3  ", "arm-3"}, "arm-3  ", "arm-4"},
       {{""}, "", "-1"},
       {{"  "}, "  ", "  -1"},
+      {{"a--1"}, "a--1", "a--2"},
+      {{"arm-1\t"}, "arm-1\t", "arm-1\t-1"},
    };
    for (const Case& c : cases)
    {
@@ -97,17 +85,6 @@ TEST(LabelPool, LabelInUseKeepsItsIndexAndStaysTakenForEver)
    pool.clearUsingLabels();
    EXPECT_TRUE(pool.usingLabels().empty());
    EXPECT_EQ(pool.usedLabels(), (std::set<ZqString>{"x", "y"}));
-}
-
-TEST(LabelPool, ParsesBaseAndNumber)
-{
-   EXPECT_EQ(OpenLabelPool::parse("arm-12"), "arm|12");
-   EXPECT_EQ(OpenLabelPool::parse("arm-12   "), "arm|12");
-   EXPECT_EQ(OpenLabelPool::parse("arm-  "), "arm|");
-   EXPECT_EQ(OpenLabelPool::parse("-"), "|");
-   EXPECT_EQ(OpenLabelPool::parse("a--1"), "a-|1");
-   for (const char* label : {"", "   ", "arm", "12", "arm+1", "arm-1x", "arm-1\t", "arm 1"})
-      EXPECT_EQ(OpenLabelPool::parse(label), "none|") << '"' << label << '"';
 }
 
 TEST(LinkLabelMapping, StaysOneToOne)

@@ -141,6 +141,9 @@ TEST(LinkMotionTruth, QueriesInAnyOrderFollowFromThePointsOfMass)
          ZqAccelerationState acceleration;
          acceleration.setJointAccelerations(accelerations);
          acceleration.setGeneralAcceleration(zqTest::randomMotion(scene.random) * 5.0);
+         // A copy holds no joint transformations, whatever their flags say.
+         if (change == 3)
+            state = ZqManipulatorActiveState(state);
          state.setPositionState(scene.position);
          state.setVelocityState(scene.velocity);
          state.setAccelerationState(acceleration);

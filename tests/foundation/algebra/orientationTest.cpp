@@ -51,16 +51,11 @@ TEST(Orientation, CompositionAgreesWithMatrices)
       const ZqOrientation b = random.orientation();
       const ZqVector v = random.vector();
       const ZqRotationMatrix A(a);
-      const ZqRotationMatrix B(b);
-      EXPECT_TRUE(((a * b) * v).approxEq(a * (b * v), tolerance));
-      EXPECT_TRUE(((A * B) * v).approxEq((a * b) * v, tolerance));
-      EXPECT_TRUE((a.inverse() * (a * v)).approxEq(v, tolerance));
-      EXPECT_TRUE(A.transposeTimes(v).approxEq(a.inverse() * v, tolerance));
+      const ZqRotationMatrix product = A * ZqRotationMatrix(b);
+      EXPECT_TRUE((product * v).approxEq(a * (b * v), tolerance));
+      EXPECT_TRUE(product.orientation().approxEq(a * b, tolerance));
+      EXPECT_TRUE(A.transposeTimes(a * v).approxEq(v, tolerance));
       EXPECT_EQ(A.transpose() * v, A.transposeTimes(v));
-      EXPECT_TRUE(a.xAxis().approxEq(A.column(0), tolerance));
-      EXPECT_TRUE(a.yAxis().approxEq(A.column(1), tolerance));
-      EXPECT_TRUE(a.zAxis().approxEq(A.column(2), tolerance));
-      EXPECT_TRUE((A * B).orientation().approxEq(a * b, tolerance));
    }
 }
 

@@ -123,7 +123,7 @@ TEST(ReArray, ResultMayBeAnOperand)
    EXPECT_EQ(sum, LU * 2.0);
 }
 
-TEST(ReArray, ResizeKeepsRowsAndCapacity)
+TEST(ReArray, ResizeKeepsRows)
 {
    zqTest::RandomValues random(22);
    const ZqReArray A = random.array(3, 4);
@@ -134,15 +134,6 @@ TEST(ReArray, ResizeKeepsRowsAndCapacity)
          EXPECT_EQ(B[i][j], i < 3 ? A[i][j] : j + 1.0);
    B.resize(2, ZqRealVector{7.0, 8.0});
    EXPECT_EQ(B[1][1], A[1][1]);
-
-   ZqReArray work = random.array(8, 8);
-   const ZqReal* const storage = work.data();
-   work.resize(2, 3);
-   work = A;
-   A.transpose(work);
-   work.setToZeros(8, 8);
-   EXPECT_EQ(work, ZqReArray(8, 8));
-   EXPECT_EQ(work.data(), storage);
 }
 
 TEST(ReArray, CholeskySolvesAgreeWithTheMatrix)
@@ -173,30 +164,6 @@ TEST(ReArray, CholeskySolvesAgreeWithTheMatrix)
          ASSERT_TRUE(L.lowerSolveTranspose(B, X));
          EXPECT_TRUE(product(L, X).approxEq(B.transpose(), tolerance(n))) << n;
       }
-   }
-}
-
-TEST(ReArray, CholeskyOfConstraintsStatedTwiceSolvesThem)
-{
-   zqTest::RandomValues random(24);
-   for (int sample = 0; sample < 100; ++sample)
-   {
-      // Rows 1 and 4 of G depend on the others, so that G G^T has two pivots of rounding alone.
-      ZqReArray G = random.array(6, 9);
-      for (ZqU32 j = 0; j < 9; ++j)
-      {
-         G[1][j] = -2.0 * G[0][j];
-         G[4][j] = G[2][j] + 0.3 * G[3][j];
-      }
-      ZqReArray A;
-      ZqReArray L;
-      G.multiplyByTranspose(G, A);
-      const ZqReArray b = A * random.array(6, 2);
-      EXPECT_FALSE(A.choleskyFactor(L));
-      EXPECT_TRUE(L[1][1] == 0.0 && L[4][4] == 0.0);
-      ZqReArray x;
-      ASSERT_TRUE(L.choleskySolve(b, x));
-      EXPECT_TRUE((A * x).approxEq(b, 1e-10));
    }
 }
 

@@ -9,46 +9,23 @@ using zqTest::nan;
 /// Sums of a few dozen products of numbers up to one.
 constexpr ZqReal tolerance = 100.0 * zqTest::epsilon;
 
-/// The product by its definition.
-ZqSpatialMatrix product(const ZqSpatialMatrix& a, const ZqSpatialMatrix& b)
-{
-   ZqSpatialMatrix result;
-   for (std::size_t i = 0; i < 3; ++i)
-      for (std::size_t j = 0; j < 3; ++j)
-         for (std::size_t k = 0; k < 3; ++k)
-            result[i][j] += a[i][k] * b[k][j];
-   return result;
-}
-
-TEST(SpatialMatrix, ProductsAgreeWithTheDefinition)
+TEST(SpatialMatrix, TurnsAndMultipliesByCrossProducts)
 {
    zqTest::RandomValues random(2);
    for (int i = 0; i < 100; ++i)
    {
       const ZqSpatialMatrix A = random.spatialMatrix();
-      const ZqSpatialMatrix B = random.spatialMatrix();
       const ZqVector u = random.vector();
       const ZqVector v = random.vector();
-      EXPECT_TRUE((A * B).approxEq(product(A, B), tolerance));
-      EXPECT_TRUE((A * B * v).approxEq(A * (B * v), tolerance));
-      EXPECT_TRUE(A.transposeTimes(v).approxEq(A.transpose() * v, tolerance));
-      EXPECT_NEAR(u.dot(A * v), v.dot(A.transpose() * u), tolerance);
-      EXPECT_EQ(A - B, A + -B);
-
-      const ZqSpatialMatrix V = ZqSpatialMatrix::crossProductMatrix(v);
-      EXPECT_TRUE((V * u).approxEq(v.cross(u), tolerance));
       ZqSpatialMatrix right = A;
       right.multiplyOnRightByCrossProductMatrix(v);
-      EXPECT_TRUE(right.approxEq(product(A, V), tolerance));
+      EXPECT_TRUE((right * u).approxEq(A * v.cross(u), tolerance));
       ZqSpatialMatrix left = A;
       left.multiplyOnLeftByCrossProductMatrix(v);
-      EXPECT_TRUE(left.approxEq(product(V, A), tolerance));
-
+      EXPECT_TRUE((left * u).approxEq(v.cross(A * u), tolerance));
+      EXPECT_NEAR(u.dot(A * v), A.transposeTimes(u).dot(v), tolerance);
       const ZqOrientation q = random.orientation();
-      ZqSpatialMatrix R;
-      R.setToDcm(q);
-      EXPECT_TRUE((R * v).approxEq(q * v, tolerance));
-      EXPECT_TRUE(A.rotated(q).approxEq(product(product(R, A), R.transpose()), tolerance));
+      EXPECT_TRUE((A.rotated(q) * (q * u)).approxEq(q * (A * u), tolerance));
    }
 }
 

@@ -42,24 +42,6 @@ ZqReal distance(const ZqSecondMoment& a, const ZqSecondMoment& b)
    return std::sqrt(d[0].magSquared() + d[1].magSquared() + d[2].magSquared());
 }
 
-TEST(SecondMoment, RotationIsTheCongruence)
-{
-   zqTest::RandomValues random(31);
-   for (int i = 0; i < 200; ++i)
-   {
-      const ZqSecondMoment I(random.real(), random.real(), random.real(), random.real(),
-                             random.real(), random.real());
-      const ZqOrientation q = random.orientation();
-      ZqSpatialMatrix R;
-      R.setToDcm(q);
-      const ZqSpatialMatrix expected = R * I.matrix() * R.transpose();
-      EXPECT_TRUE(I.rotated(q).matrix().approxEq(expected, tolerance));
-      const ZqVector v = random.vector();
-      EXPECT_TRUE((I * v).approxEq(I.matrix() * v, tolerance));
-      EXPECT_EQ(ZqSecondMoment::fromMatrix(I.matrix()), I);
-   }
-}
-
 TEST(SecondMoment, PrincipalAxesGiveTheMomentBack)
 {
    zqTest::RandomValues random(32);
