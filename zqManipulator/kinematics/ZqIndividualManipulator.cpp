@@ -355,8 +355,8 @@ ZqIndividualManipulator::dhFrameInSystem(ZqManipulatorActivePositionState& activ
 {
    ZqLinkPositionState& base = activeState.record(ZqBaseLinkIndex);
    if (!base.locationInSystemValid())
-      base.setLocation(m_coordSysXForm, activeState.positionState().coordSysXForm(),
-                       primaryFrame(), false);
+      base.setLocation(m_coordSysXForm, activeState.positionState().coordSysXForm(), primaryFrame(),
+                       false);
    return base.dhFrame();
 }
 
