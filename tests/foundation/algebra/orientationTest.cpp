@@ -87,6 +87,7 @@ TEST(Orientation, AngleAxisIsAccurateAtBothEnds)
    ZqOrientation q(0.5, 0.5, 0.5, 0.5);
    q.setFromAngleAxis(1.0, ZqVector());
    EXPECT_TRUE(q.isIdentity());
+   EXPECT_NEAR(norm(ZqOrientation::exponential(ZqVector(1e200, -1e300, 0.0))), 1.0, 2.0 * epsilon);
 }
 
 TEST(Orientation, DcmColumnsGiveTheOrientationBack)

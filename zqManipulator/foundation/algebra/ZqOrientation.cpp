@@ -113,7 +113,7 @@ ZqOrientation ZqOrientation::exponential(const ZqVector& rotationVector) noexcep
    }
    else
    {
-      const ZqReal angle = std::sqrt(s);
+      const ZqReal angle = rotationVector.mag(); // whose square may have overflowed
       cosine = std::cos(0.5 * angle);
       sineOverAngle = std::sin(0.5 * angle) / angle;
    }
