@@ -342,12 +342,14 @@ ZqManipulatorLink::placeInSystem(ZqManipulatorActivePositionState& activeState,
                        : &m_parentLink->dhFrameInSystem(activeState);
    }
    ZqLinkPositionState& own = activeState.record(m_linkIndex);
+   const auto* jointTransform = &ZqCoordinateSystemTransformation::identity();
+   const auto* primaryFrame = jointTransform;
    if (const ZqLinkKinematics* joint = m_linkKinematicsContainer.topElement())
-      own.setLocation(*parentFrame, joint->calculateTransform(jointPositions[m_linkIndex]),
-                      joint->primaryFrame(), primaryFrameIsNext);
-   else
-      own.setLocation(*parentFrame, ZqCoordinateSystemTransformation::identity(),
-                      ZqCoordinateSystemTransformation::identity(), primaryFrameIsNext);
+   {
+      jointTransform = &joint->calculateTransform(jointPositions[m_linkIndex]);
+      primaryFrame = &joint->primaryFrame();
+   }
+   own.setLocation(*parentFrame, *jointTransform, *primaryFrame, primaryFrameIsNext);
    return &own;
 }
 
