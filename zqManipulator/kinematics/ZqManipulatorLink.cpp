@@ -31,6 +31,7 @@ ZqManipulatorLink::ZqManipulatorLink(const ZqManipulatorLink& other)
 }
 
 ZqManipulatorLink::ZqManipulatorLink(ZqManipulatorLink&& other) noexcept
+   // The base has nothing to move. NOLINTNEXTLINE(performance-move-constructor-init)
    : ZqXmlClass(other), m_linkIndex(other.m_linkIndex), m_isConstrained(other.m_isConstrained),
      m_parentLink(other.m_parentLink),
      m_linkKinematicsContainer(std::move(other.m_linkKinematicsContainer)),
@@ -175,7 +176,8 @@ void ZqManipulatorLink::setLinkLabel(const ZqString& label)
 
 void ZqManipulatorLink::appendToAllLabels(const ZqString& suffix)
 {
-   const ZqString added = suffix; // It may be a label that is about to change.
+   // It may be a label that is about to change. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+   const ZqString added = suffix;
    setLinkLabel(linkLabel() + added);
    for (ZqManipulatorLink& child : childLinks())
       child.appendToAllLabels(added);
@@ -183,7 +185,8 @@ void ZqManipulatorLink::appendToAllLabels(const ZqString& suffix)
 
 void ZqManipulatorLink::relabelSubtree(const ZqString& prefix, ZqU32& counter)
 {
-   const ZqString start = prefix; // It may be a label that is about to change.
+   // It may be a label that is about to change. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+   const ZqString start = prefix;
    setLinkLabel(start + ZqINT2STRING(counter, 10));
    ++counter;
    for (ZqManipulatorLink& child : childLinks())
