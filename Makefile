@@ -44,11 +44,10 @@ fuzz: ## Run each fuzz target for FUZZ_SECONDS (60)
 	@$(DEPENDENCIES) clang
 	cmake --preset fuzz
 	cmake --build --preset fuzz -j $(JOBS)
-	@set -e; for target in reader:Reader statedSystem:StatedSystem binaryState:BinaryState; do \
-	   corpus=$${target%%:*}; mkdir -p build/fuzz/corpus/$$corpus; \
-	   ./build/fuzz/fuzz/fuzz$${target##*:} -max_total_time=$(FUZZ_SECONDS) \
-	      build/fuzz/corpus/$$corpus fuzz/corpus/$$corpus \
-	      $$([ $$corpus = statedSystem ] && echo examples/models); done
+	@set -e; for target in Reader:fuzz/corpus/reader StatedSystem:examples/models \
+	   BinaryState:fuzz/corpus/binaryState; do \
+	   name=$${target%%:*}; found=build/fuzz/corpus/$$name; mkdir -p $$found; \
+	   ./build/fuzz/fuzz/fuzz$$name -max_total_time=$(FUZZ_SECONDS) $$found $${target#*:}; done
 
 headers: ## Check that each public header compiles by itself
 	@$(DEPENDENCIES)
