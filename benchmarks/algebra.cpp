@@ -29,7 +29,8 @@ ZqReArray randomArray(ZqU32 rows, ZqU32 columns)
 ZqReArray randomInertia(ZqU32 n)
 {
    ZqReArray result;
-   randomArray(n, n).transposeTimesSelf(result);
+   const ZqReArray A = randomArray(n, n);
+   A.leftTransposeMultiply(A, result);
    return result + ZqReArray::identity(n);
 }
 

@@ -313,18 +313,3 @@ ZqBoolean ZqReArray::multiplyByTranspose(const ZqReArray& B, ZqReArray& result) 
          product[i][j] = dot(rowData(i), B.rowData(j), m_columns);
    return true;
 }
-
-void ZqReArray::transposeTimesSelf(ZqReArray& result) const
-{
-   AliasSafeResult target(result, {&*this});
-   ZqReArray& product = target.array();
-   // The upper triangle, then its mirror image.
-   product.setToZeros(m_columns, m_columns);
-   for (ZqU32 i = 0; i < m_columns; ++i)
-   {
-      addRows<1>(product.rowData(i) + i, data() + i, m_columns, data() + i, m_columns, m_rows,
-                 m_columns - i);
-      for (ZqU32 j = 0; j < i; ++j)
-         product[i][j] = product[j][i];
-   }
-}

@@ -91,8 +91,6 @@ public:
    ZqBoolean leftTransposeMultiply(const ZqReArray& B, ZqReArray& result) const;
    /// result = this B^T.
    ZqBoolean multiplyByTranspose(const ZqReArray& B, ZqReArray& result) const;
-   /// result = this^T this.
-   void transposeTimesSelf(ZqReArray& result) const;
 
    /// The lower factor L of this symmetric matrix M = L L^T; only the lower triangle of M is read.
    ///
@@ -107,8 +105,6 @@ public:
    /// Solves L L^T X = B^T, where this is L and each row of B (k x n) is a right-hand side: X is
    /// n x k.
    ZqBoolean choleskySolveTranspose(const ZqReArray& B, ZqReArray& X) const;
-   /// X = L^-1 B^T (n x k), where this is L and B is k x n.
-   ZqBoolean lowerSolveTranspose(const ZqReArray& B, ZqReArray& X) const;
 
    /// Replaces this square matrix by its factors with partial pivoting: row k of L U is row
    /// indices[k] of the matrix; the unit diagonal of L is not stored. False when a pivot is zero or

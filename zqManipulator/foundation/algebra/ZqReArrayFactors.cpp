@@ -402,20 +402,6 @@ ZqBoolean ZqReArray::choleskySolveTranspose(const ZqReArray& B, ZqReArray& X) co
    return true;
 }
 
-ZqBoolean ZqReArray::lowerSolveTranspose(const ZqReArray& B, ZqReArray& X) const
-{
-   if (m_rows != m_columns || B.m_columns != m_rows)
-   {
-      reject("lowerSolveTranspose", *this, B, &X);
-      return false;
-   }
-   AliasSafeResult target(X, {&*this});
-   ZqReArray& solution = target.array();
-   B.transpose(solution);
-   lowerSolveInPlace(solution);
-   return true;
-}
-
 ZqBoolean ZqReArray::luFactor(std::vector<ZqU32>& indices)
 {
    indices.resize(m_rows);
