@@ -20,6 +20,8 @@
 #include "zqManipulator/dynamics/ZqArticulatedBodyDynamics.h"
 #include "zqManipulator/dynamics/ZqArticulatedBodyInertia.h"
 #include "zqManipulator/dynamics/ZqCompositeBodySweep.h"
+#include "zqManipulator/dynamics/ZqConstraintFactor.h"
+#include "zqManipulator/dynamics/ZqConstraintProjection.h"
 #include "zqManipulator/dynamics/ZqCrbiAccelerationTool.h"
 #include "zqManipulator/dynamics/ZqExternalForceDescription.h"
 #include "zqManipulator/dynamics/ZqGravitationalTorqueTool.h"

@@ -132,27 +132,22 @@ ZqStateEqualityConstraintVector::kinematics(const ZqIndividualManipulator& manip
 }
 
 ZqStateEqualityConstraintVector::Gap
-ZqStateEqualityConstraintVector::greatestGap(const ZqConstraintKinematics& kinematics) const
+ZqStateEqualityConstraintVector::greatest(const ZqReArray& rows) const
 {
-   Gap greatest;
+   Gap result;
    ZqU32 row = 0;
    for (ZqU32 i = 0; i < size(); ++i)
    {
       const ZqBaseStateEqualityConstraint* const constraint = vectorContainer()[i];
       const ZqU32 end =
-         std::min(row + (constraint != nullptr ? constraint->doc() : 0), kinematics.doc());
-      ZqReal gap = 0.0;
-      bool isThere = false;
+         std::min(row + (constraint != nullptr ? constraint->doc() : 0), rows.rows());
+      ZqReal length = 0.0;
       for (; row < end; ++row)
-         if (kinematics.hasGap[row])
-         {
-            gap = std::hypot(gap, kinematics.gap[row][0]);
-            isThere = true;
-         }
-      if (isThere && (greatest.constraint == ZqNoLinkIndex || !(gap <= greatest.size)))
-         greatest = {gap, i};
+         length = std::hypot(length, rows[row][0]);
+      if (!(length <= result.size))
+         result = {length, i};
    }
-   return greatest;
+   return result;
 }
 
 ZqU32 ZqStateEqualityConstraintVector::constraintOfRow(ZqU32 row) const

@@ -41,15 +41,20 @@ public:
    virtual const ZqConstraintKinematics& kinematics(const ZqIndividualManipulator& manipulator,
                                                     ZqManipulatorActiveState& activeState) const;
 
-   /// The greatest gap (m, or the unit of its rows) of kinematics that come from this vector: that of a
-   /// constraint is the length of its rows together. The index is that of the constraint, and
-   /// `ZqNoLinkIndex` when no constraint has a gap. NaN counts as the greatest.
+   /// The size of a gap or of another quantity that has a number for each row, and whose it is.
    struct Gap
    {
       ZqReal size = 0.0;
-      ZqU32 constraint = ZqNoLinkIndex;
+      ZqU32 constraint = ZqNoLinkIndex; ///< by index; `ZqNoLinkIndex` where all are zero
    };
-   Gap greatestGap(const ZqConstraintKinematics& kinematics) const;
+   /// The greatest for a constraint of numbers that stand one below the other for all rows (doc x 1):
+   /// those of a constraint count together, as the length of a vector. NaN counts as the greatest.
+   Gap greatest(const ZqReArray& rows) const;
+   /// The greatest gap (m, or the unit of the row) of kinematics that come from this vector.
+   Gap greatestGap(const ZqConstraintKinematics& kinematics) const
+   {
+      return greatest(kinematics.gap);
+   }
    /// The index of the constraint that a row belongs to; the size for a row beyond the last.
    ZqU32 constraintOfRow(ZqU32 row) const;
    /// What to call a constraint in a message: its index and its description.
