@@ -79,6 +79,53 @@ void expectRate(const RandomScene& scene, const ZqBaseStateEqualityConstraint& c
                   .approxEq(expected, 2e-6));
 }
 
+/// Compares gap, velocity and acceleration of the rows, without accelerations of the degrees of freedom,
+/// with the motion of the first point in a frame of the second link.
+void expectKinematics(const RandomScene& scene,
+                      const ZqPointPairStateEqualityConstraint& constraint,
+                      const JetFrame& inSecondLink)
+{
+   const ZqIndividualManipulator& manipulator = scene.manipulator();
+   ZqVelocityState velocity = scene.velocity;
+   if (manipulator.isFixedBase())
+      velocity.setGeneralVelocity(ZqGeneralMotion());
+   const zqTest::Coordinates rates = zqTest::coordinates(velocity);
+   const ReferenceMotion motion(scene, rates, zqTest::Coordinates(rates.size()));
+   const JetFrame second = frameOf(scene, motion, constraint.secondLinkLabel());
+   const zqTest::FrameMotion point(
+      inSecondLink.inverse() * second.inverse() *
+      frameOf(scene, motion, constraint.firstLinkLabel()) *
+      JetFrame(Transformation(constraint.firstLinkPoint())));
+   ZqVector gap = point.p;
+   ZqVector rate = point.v;
+   ZqVector bias = point.a;
+   if (constraint.doc() == 3)
+   {
+      // In the axes of the system, along which the frame turns.
+      const zqTest::FrameMotion frame(second);
+      gap = frame.toSystem(gap);
+      rate = frame.toSystem(rate);
+      bias = frame.toSystem(bias) + frame.w.cross(rate);
+   }
+
+   ZqManipulatorActiveState active;
+   active.setPositionState(scene.position);
+   active.setVelocityState(velocity);
+   ZqStateEqualityConstraintVector constraints;
+   constraints.pushBack(constraint);
+   const ZqConstraintKinematics& found = constraints.kinematics(manipulator, active);
+   ZqRealVector v(rates.begin(), rates.end() - 6);
+   v.insert(v.begin(), rates.end() - 6, manipulator.isFixedBase() ? rates.end() - 6 : rates.end());
+   const ZqRealVector Gv = found.jacobian * v;
+   for (ZqU32 i = 0; i < constraint.doc(); ++i)
+   {
+      EXPECT_TRUE(found.hasGap[i]);
+      EXPECT_NEAR(found.gap[i][0], gap[i], 1e-12);
+      EXPECT_NEAR(Gv[i], rate[i], 1e-11);
+      EXPECT_NEAR(found.bias[i][0], bias[i], 1e-10);
+   }
+}
+
 template <class Constraint>
 Constraint between(const ZqString& first, const ZqVector& p1, const ZqString& second,
                    const ZqVector& p2)
@@ -126,6 +173,8 @@ TEST(StateEqualityConstraint, JacobianIsTheDerivativeOfTheGapAndHasARate)
       const auto point = between<ZqPointStateEqualityConstraint>(first, p1, second, closing);
       expectJacobian(scene, point, gap, gap);
       expectRate(scene, point);
+      expectKinematics(scene, between<ZqPointStateEqualityConstraint>(first, p1, second, -p1),
+                       JetFrame(Transformation(-p1)));
 
       const ZqVector p2 = scene.random.vector();
       auto xy = between<ZqXyStateEqualityConstraint>(first, p1, second, p2);
@@ -147,6 +196,7 @@ TEST(StateEqualityConstraint, JacobianIsTheDerivativeOfTheGapAndHasARate)
       else
          expectJacobian(scene, xy, kinds[0] == 1 ? none : ofSecond, inSystem);
       expectRate(scene, xy);
+      expectKinematics(scene, xy, JetFrame(Transformation(p2, xy.xyOrientation())));
    }
 }
 

@@ -13,6 +13,7 @@ namespace
 {
 constexpr ZqReal relativeThreshold = 1e-9;
 constexpr ZqReal absoluteThreshold = 1e-13;
+constexpr ZqReal grossContradiction = 0.1;
 
 ZqReal length(std::span<const ZqReal> row)
 {
@@ -122,15 +123,24 @@ void ZqConstraintFactor::orthogonaliseColumns()
 
 void ZqConstraintFactor::impose(const ZqReArray& b, ZqReArray& x)
 {
-   // Q x has to be y, where T y = -U^T b.
+   // What is along no column of U is beyond any x.
    m_contradiction = b;
+   m_shares.resize(rank(), 1);
+   for (ZqU32 j = 0; j < rank(); ++j)
+   {
+      m_shares[j][0] = dot(m_U[j].data(), b.data(), b.rows());
+      addRows<-1>(m_contradiction.data(), m_shares[j].data(), 1, m_U[j].data(), 0, 1, b.rows());
+   }
+   const ZqReal beyond = length({m_contradiction.data(), m_contradiction.rows()});
+   if (beyond > grossContradiction * length({b.data(), b.rows()}))
+      m_shares *= 0.0;
+
+   // Q x has to be y, where T y = -U^T b.
    m_Q.multiply(x, m_excess);
    m_multipliers.resize(rank(), 1);
    for (ZqU32 j = rank(); j-- > 0;)
    {
-      const ZqReal along = dot(m_U[j].data(), b.data(), b.rows());
-      addRows<-1>(m_contradiction.data(), &along, 1, m_U[j].data(), 0, 1, b.rows());
-      ZqReal y = -along;
+      ZqReal y = -m_shares[j][0];
       for (ZqU32 i = j + 1; i < rank(); ++i)
          y -= m_T[j][i] * m_multipliers[i][0];
       m_multipliers[j][0] = y / m_T[j][j];

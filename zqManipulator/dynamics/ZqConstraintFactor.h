@@ -17,7 +17,9 @@ class ZqOrientation;
 /// repeats others, or that nothing can move, takes no part.
 ///
 /// So with M behind it stands Q M^-1 Q^T, which is no worse conditioned than M. Where no x fulfils all
-/// rows, x does so in the sense of least squares.
+/// rows, x does so in the sense of least squares. If more than a tenth of b is beyond any x,
+/// the rows mean nothing together, and x fulfils G x = 0: accelerations then do not follow products of
+/// velocities that violate the constraints, which would grow without bound.
 class ZqConstraintFactor
 {
 public:

@@ -1,0 +1,424 @@
+#include "support/allocationCount.h"
+#include "support/logCapture.h"
+#include "support/randomScene.h"
+#include "zqManipulator/dynamics/ZqConstraintProjection.h"
+#include "zqManipulator/simulation/ZqLinearStateEqualityConstraint.h"
+#include "zqManipulator/simulation/ZqPointStateEqualityConstraint.h"
+#include "zqManipulator/simulation/ZqXyStateEqualityConstraint.h"
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <numbers>
+
+namespace
+{
+using zqTest::RandomValues;
+
+constexpr ZqReal hanger = 0.5;
+constexpr ZqReal seat = 0.8;
+constexpr ZqReal weight = 9.80665;
+constexpr ZqReal start = -0.8 * std::numbers::pi;
+
+ZqOrientation turnAbout(const ZqVector& axis, ZqReal angle)
+{
+   const ZqVector v = std::sin(0.5 * angle) * axis;
+   return {std::cos(0.5 * angle), v.x(), v.y(), v.z()};
+}
+
+/// A uniform rod along x, of 1 kg a metre, hinged about z at the end of the one before it.
+ZqManipulatorLink rod(const ZqString& label, ZqReal before, ZqReal length)
+{
+   ZqDenavitHartenberg joint;
+   joint.setDhType(ZqDenavitHartenberg::Craig);
+   joint.setDhA(before);
+   const ZqReal inertia = length * length * length / 3.0;
+   ZqManipulatorLink link;
+   link.setLinkLabel(label);
+   link.setLinkKinematics(joint);
+   link.setMassProperties({length, ZqVector(0.5 * length * length, 0.0, 0.0),
+                           ZqSecondMoment(0.0, inertia, inertia, 0.0, 0.0, 0.0)});
+   return link;
+}
+
+template <class Constraint>
+Constraint pin(const ZqString& first, const ZqVector& p1, const ZqString& second, const ZqVector& p2)
+{
+   Constraint constraint;
+   constraint.setFirstLinkLabel(first);
+   constraint.setSecondLinkLabel(second);
+   constraint.setFirstLinkPoint(p1);
+   constraint.setSecondLinkPoint(p2);
+   return constraint;
+}
+
+/// A loop in the plane of x and y, with what closes it and the acceleration of its first joint.
+struct Loop
+{
+   const char* name;
+   std::vector<ZqReal> links;
+   std::vector<ZqReal> position;
+   std::vector<ZqReal> velocity;
+   ZqStateEqualityConstraintVector constraints;
+};
+
+template <class... Constraint>
+ZqStateEqualityConstraintVector all(const Constraint&... constraint)
+{
+   ZqStateEqualityConstraintVector result;
+   (result.pushBack(constraint), ...);
+   return result;
+}
+
+const ZqVector tip(hanger, 0.0, 0.0);
+const ZqVector ground(seat, 0.0, 0.0);
+const auto point = pin<ZqPointStateEqualityConstraint>("rod2", tip, "base", ground);
+const auto xy = pin<ZqXyStateEqualityConstraint>("rod2", tip, "base", ground);
+
+/// A parallelogram that swings from the ground.
+Loop swing(const char* name, const ZqStateEqualityConstraintVector& constraints)
+{
+   return {name,
+           {hanger, seat, hanger},
+           {start, -start, start - std::numbers::pi},
+           {0.7, -0.7, 0.7},
+           constraints};
+}
+
+/// A slider-crank: the end of the second rod slides along x. The plane is turned about that axis.
+Loop sliderCrank(ZqReal turn)
+{
+   auto slide = pin<ZqXyStateEqualityConstraint>("rod1", ground, "base", ZqVector());
+   slide.setXyOrientation(turnAbout({0.0, 1.0, 0.0}, 0.5 * std::numbers::pi) *
+                          turnAbout({0.0, 0.0, 1.0}, turn));
+   const ZqReal crank = 0.9;
+   const ZqReal inclination = -std::asin(hanger / seat * std::sin(crank));
+   const ZqReal rate = -hanger * std::cos(crank) / (seat * std::cos(inclination));
+   return {"slider-crank", {hanger, seat}, {crank, inclination - crank}, {1.0, rate - 1.0}, all(slide)};
+}
+
+ZqIndividualManipulator model(const Loop& loop)
+{
+   ZqIndividualManipulator result;
+   result.setLinkLabel("base");
+   result.setMassProperties({2.0, ZqVector(), ZqSecondMoment(0.3, 0.4, 0.5, 0.0, 0.0, 0.0)});
+   ZqReal before = 0.0;
+   for (ZqU32 i = 0; i < loop.links.size(); ++i)
+   {
+      result.addLinkToEndOfChain(rod("rod" + std::to_string(i), before, loop.links[i]));
+      before = loop.links[i];
+   }
+   result.setStateEqualityConstraints(loop.constraints);
+   return result;
+}
+
+/// A scene with the model in some placement, and its state.
+struct Scene
+{
+   Scene(const ZqIndividualManipulator& source, const std::vector<ZqReal>& q,
+         const std::vector<ZqReal>& rates, const ZqOrientation& turn = ZqOrientation())
+   {
+      ZqIndividualManipulator turned(source);
+      turned.setCoordSysXForm(ZqCoordinateSystemTransformation({0.3, -0.2, 0.1}, turn));
+      system.setFromManipulator(turned);
+      ZqSystemEnvironment environment;
+      environment.setUpGravityVector(turn * ZqVector(0.0, weight, 0.0));
+      system.setEnvironment(environment);
+      position.setJointPositions(q);
+      velocity.setJointVelocities(ZqXmlVectorBasicType<ZqReal>(rates));
+   }
+   const ZqIndividualManipulator& manipulator() const { return *system.manipulatorByIndex(0); }
+   ZqAccelerationState acceleration(ZqCrbiAccelerationTool& tool) const
+   {
+      tool.forgetOwnState();
+      ZqAccelerationState result;
+      tool.acceleration(system, manipulator(), position, velocity, {}, {}, result, nullptr, true);
+      return result;
+   }
+   void step(ZqCrbiAccelerationTool& tool, ZqReal dt)
+   {
+      manipulator().propagateVelocityState(acceleration(tool), dt, velocity);
+      manipulator().propagateState(velocity, dt, position);
+   }
+   ZqManipulatorActiveState active() const
+   {
+      ZqManipulatorActiveState state;
+      state.setPositionState(position);
+      state.setVelocityState(velocity);
+      return state;
+   }
+   ZqReal kineticEnergy() const
+   {
+      ZqManipulatorActiveState state = active();
+      return manipulator().computeKineticEnergy(state, nullptr);
+   }
+   ZqVector center() const
+   {
+      ZqManipulatorActiveState state = active();
+      return manipulator().getCenterOfMassInSystem(state);
+   }
+   /// With that of the weight.
+   ZqReal energy() const
+   {
+      ZqManipulatorActiveState state = active();
+      return kineticEnergy() + manipulator().crbi(state, nullptr).mass() *
+                                  system.environment().upGravityVector().dot(center());
+   }
+   /// Of the whole, linear and about the origin of the base.
+   ZqRealVector momentum() const
+   {
+      ZqManipulatorActiveState state = active();
+      ZqMassMatrixTool tool;
+      tool.setManipulator(&manipulator());
+      ZqRealVector v = velocity.jointVelocities().values();
+      for (ZqU32 k = 0; k < 6; ++k)
+         v.push_back(velocity.generalVelocity()[k]);
+      v = tool.extendedMassMatrixInSystem(state, nullptr) * v;
+      return {v.end() - 6, v.end()};
+   }
+   ZqReal gap() const
+   {
+      ZqManipulatorActiveState state = active();
+      const auto& constraints = manipulator().stateEqualityConstraints();
+      return constraints.greatestGap(constraints.kinematics(manipulator(), state)).size;
+   }
+
+   ZqStatedSystem system;
+   ZqPositionState position;
+   ZqVelocityState velocity;
+};
+
+TEST(ConstraintDynamics, LoopsMoveAlikeInAnyOrientationHoweverOftenTheyAreClosed)
+{
+   // A swing moves by the work of its weights, and not at all on a base that falls; a slider-crank as it
+   // does in its first orientation.
+   const ZqReal ofSwing[] = {-weight * (hanger * hanger + seat * hanger) * std::cos(start) /
+                                (2.0 * hanger * hanger * hanger / 3.0 + seat * hanger * hanger),
+                             0.0};
+   ZqReal ofCrank[] = {zqTest::nan, zqTest::nan};
+   RandomValues random(61);
+   constexpr ZqReal vertical = 0.5 * std::numbers::pi;
+   for (ZqU32 i = 0; i < 50; ++i)
+   {
+      const ZqOrientation turn =
+         i < 4 ? turnAbout({1.0, 0.0, 0.0}, vertical * i) : random.orientation();
+      for (const Loop& loop :
+           {swing("pin", all(xy)), swing("ball joint", all(point)),
+            swing("closed twice", all(point, point)), swing("closed thrice", all(xy, point, xy)),
+            sliderCrank(0.0), sliderCrank(vertical), sliderCrank(random.real(-3.0, 3.0))})
+         for (const bool isFree : {false, true})
+            for (const bool isRight : {false, true})
+            {
+               SCOPED_TRACE(testing::Message() << loop.name << ' ' << i << isFree << isRight);
+               // A base that stays where it is, with masses nine powers of ten apart.
+               ZqIndividualManipulator manipulator = model(loop);
+               manipulator.setIsFixedBase(!isFree);
+               manipulator.setMassProperties(
+                  {1e9, ZqVector(), ZqSecondMoment(1e9, 1e9, 1e9, 0.0, 0.0, 0.0)});
+               const Scene scene(manipulator, loop.position, loop.velocity, turn);
+               ZqCrbiAccelerationTool tool;
+               tool.setUsesConstraintKinematics(isRight);
+               const ZqReal found = scene.acceleration(tool).jointAccelerations()[0];
+               const bool isCrank = loop.links.size() == 2;
+               if (isCrank && std::isnan(ofCrank[isFree]))
+                  ofCrank[isFree] = found;
+               // Differences are good to 1e-6.
+               EXPECT_NEAR(found, isCrank ? ofCrank[isFree] : ofSwing[isFree], 5e-6);
+            }
+   }
+}
+
+/// A constraint of a user's own, that has no more than a Jacobian.
+class PlainPoint : public ZqPointStateEqualityConstraint
+{
+public:
+   ZqXmlObject* clone() const override { return new PlainPoint(*this); }
+   void addKinematics(const ZqIndividualManipulator& manipulator, ZqManipulatorActiveState& state,
+                      ZqU32 firstRow, ZqConstraintKinematics& kinematics) const override
+   {
+      ZqBaseStateEqualityConstraint::addKinematics(manipulator, state, firstRow, kinematics);
+   }
+};
+
+TEST(ConstraintDynamics, BaseThatSpinsCountsOnceHoweverManyJointsThereAre)
+{
+   const Loop loops[] = {{"", {}, {}, {}, {}}, {"", {0.5}, {0.1}, {0.0}, {}},
+                         {"", {0.5, 0.5, 0.5}, {0.1, 0.2, 0.3}, {0.0, 0.0, 0.0}, {}}};
+   const auto right = pin<ZqPointStateEqualityConstraint>("base", {1.0, 0.0, 0.0}, "nowhere", {});
+   const auto plain = pin<PlainPoint>("base", {1.0, 0.0, 0.0}, "nowhere", {});
+   for (Loop loop : loops)
+   {
+      loop.constraints = all(right, plain);
+      ZqIndividualManipulator manipulator = model(loop);
+      manipulator.setIsFixedBase(false);
+      RandomValues random(62);
+      Scene scene(manipulator, loop.position, loop.velocity, random.orientation());
+      const ZqVector axis = scene.manipulator().coordSysXForm().orientation() * ZqVector(0, 0, 1.5);
+      scene.velocity.setGeneralVelocity({random.vector(), axis});
+      ZqManipulatorActiveState active = scene.active();
+      const auto& bias = scene.manipulator()
+                            .stateEqualityConstraints()
+                            .kinematics(scene.manipulator(), active)
+                            .bias;
+      const ZqVector expected =
+         -2.25 * (scene.manipulator().coordSysXForm().orientation() * ZqVector(1, 0, 0));
+      for (ZqU32 i = 0; i < 6; ++i)
+         EXPECT_NEAR(bias[i][0], expected[i % 3], i < 3 ? 1e-14 : 1e-9);
+   }
+}
+
+TEST(ConstraintDynamics, ContradictingConstraintsAreNamedOnceAndStayFinite)
+{
+   // The last rod is to turn about three points at once, and moves.
+   using Point = ZqPointStateEqualityConstraint;
+   const Loop loop = swing("", all(point, pin<Point>("rod2", {}, "base", {0.5, 0.4, 0.0}),
+                                   pin<Point>("rod2", {0.2, 0.1, 0.0}, "elsewhere", {0.1, -0.7, 0.0})));
+   for (const bool isRight : {false, true})
+   {
+      Scene scene(model(loop), loop.position, loop.velocity);
+      ZqCrbiAccelerationTool tool;
+      tool.setUsesConstraintKinematics(isRight);
+      const zqTest::LogCapture log;
+      for (int i = 0; i < 5000; ++i)
+         scene.step(tool, 1e-3);
+      for (const ZqReal rate : scene.velocity.jointVelocities())
+         EXPECT_LT(std::abs(rate), 10.0);
+      EXPECT_EQ(log.size(), 3u) << log.text();
+      EXPECT_TRUE(log.contains("constraint 2 (pointStateEqualityConstraint between \"rod2\" and "
+                               "\"elsewhere\")"));
+   }
+}
+
+/// A loop of four bars of which no two are alike.
+Loop fourBar()
+{
+   // The coupler's direction, and that of the last bar, close the triangle.
+   const ZqReal crank = 1.1;
+   const ZqVector d = ZqVector(0.9, 0.0, 0.0) - 0.3 * ZqVector(std::cos(crank), std::sin(crank), 0.0);
+   const ZqReal a = 0.7;
+   const ZqReal b = 0.5;
+   const ZqReal atCrank = std::acos((a * a + d.magSquared() - b * b) / (2.0 * a * d.mag()));
+   const ZqReal coupler = std::atan2(d.y(), d.x()) + atCrank;
+   const ZqVector rest = d - a * ZqVector(std::cos(coupler), std::sin(coupler), 0.0);
+   const ZqReal last = std::atan2(rest.y(), rest.x());
+   return {"four-bar",
+           {0.3, a, b},
+           {crank, coupler - crank, last - coupler},
+           {0.0, 0.0, 0.0},
+           all(pin<ZqPointStateEqualityConstraint>("rod2", {b, 0.0, 0.0}, "base", {0.9, 0.0, 0.0}))};
+}
+
+TEST(ConstraintProjection, HoldsLoopsClosedThatDriftOtherwise)
+{
+   ZqReal energyError[2] = {};
+   for (const int divisor : {1, 2})
+      for (const bool isHeld : {false, true})
+      {
+         const ZqReal dt = 1e-3 / divisor;
+         Scene scene(model(fourBar()), fourBar().position, {0.0, 0.0, 0.0},
+                     turnAbout({1.0, 0.0, 0.0}, 0.5 * std::numbers::pi));
+         ZqCrbiAccelerationTool tool;
+         tool.setUsesConstraintKinematics(true);
+         ZqConstraintProjection projection;
+         const ZqReal energy = scene.energy();
+         ZqReal gap = 0.0;
+         ZqReal work = 0.0;
+         for (int i = 0; i < 4000 * divisor; ++i)
+         {
+            scene.step(tool, dt);
+            if (isHeld)
+               ASSERT_TRUE(projection.projectPosition(scene.system, scene.manipulator(), scene.position).converged &&
+                           projection.projectVelocity(scene.system, scene.manipulator(), scene.position, scene.velocity).converged);
+            gap = std::max(gap, scene.gap());
+            work = std::max(work, std::abs(scene.energy() - energy));
+         }
+         std::cout << isHeld << " gap " << gap << " off " << work << '\n';
+         energyError[divisor - 1] = work;
+      }
+}
+
+TEST(ConstraintProjection, TakesWhatViolatesAndNoMomentumOrMore)
+{
+   RandomValues random(63);
+   for (ZqU32 i = 0; i < 50; ++i)
+   {
+      SCOPED_TRACE(i);
+      // A loop that is open by a few centimetres, on a base that is free.
+      Loop loop = i % 2 == 0 ? fourBar() : swing("", all(point, xy));
+      for (ZqReal& q : loop.position)
+         q += random.real(-0.05, 0.05);
+      ZqIndividualManipulator manipulator = model(loop);
+      manipulator.setIsFixedBase(i % 3 == 0);
+      Scene scene(manipulator, loop.position, {1.0, -2.0, 3.0}, random.orientation());
+      scene.position.setCoordSysXForm(zqTest::randomFrame(random));
+      scene.velocity.setGeneralVelocity({random.vector(), random.vector()});
+      if (manipulator.isFixedBase())
+         scene.velocity.setGeneralVelocity(ZqGeneralMotion());
+      const ZqVector center = scene.center();
+
+      ZqConstraintProjection projection;
+      const auto place = projection.projectPosition(scene.system, scene.manipulator(), scene.position);
+      EXPECT_TRUE(place.converged);
+      EXPECT_GT(place.before, 1e-4);
+      EXPECT_LT(scene.gap(), 1e-12);
+      EXPECT_LE(place.iterations, 8u);
+      const ZqVelocityState before = scene.velocity;
+      const ZqReal energy = scene.kineticEnergy();
+      const auto momentum = scene.momentum();
+      EXPECT_TRUE(projection.projectVelocity(scene.system, scene.manipulator(), scene.position, scene.velocity).converged);
+      if (!manipulator.isFixedBase())
+      {
+         // To first order in the change.
+         EXPECT_TRUE(scene.center().approxEq(center, 2e-2));
+         for (ZqU32 k = 0; k < 6; ++k)
+            EXPECT_NEAR(scene.momentum()[k], momentum[k], 1e-12);
+      }
+
+      // By Pythagoras: the energy is what is left and what was taken away. And once is enough.
+      const ZqReal left = scene.kineticEnergy();
+      const ZqVelocityState after = scene.velocity;
+      for (ZqU32 k = 0; k < 3; ++k)
+         scene.velocity.jointVelocities()[k] = before.jointVelocities()[k] - after.jointVelocities()[k];
+      scene.velocity.setGeneralVelocity(before.generalVelocity() - after.generalVelocity());
+      EXPECT_NEAR(scene.kineticEnergy() + left, energy, 1e-12 * energy);
+      scene.velocity = after;
+      ZqPositionState position = scene.position;
+      const zqTest::AllocationCount allocations;
+      projection.projectPosition(scene.system, scene.manipulator(), position);
+      projection.projectVelocity(scene.system, scene.manipulator(), position, scene.velocity);
+      EXPECT_EQ(allocations.count(), 0u);
+      EXPECT_EQ(position, scene.position);
+      EXPECT_TRUE(scene.velocity.approxEq(after, 1e-13));
+   }
+}
+
+TEST(ConstraintProjection, LeavesWhatCannotBeClosedAndTellsOfLimits)
+{
+   Loop loop = swing("", all(pin<ZqPointStateEqualityConstraint>("rod2", tip, "base", {9.0, 0.0, 0.0})));
+   Scene open(model(loop), loop.position, loop.velocity);
+   ZqConstraintProjection projection;
+   const ZqPositionState before = open.position;
+   auto result = projection.projectPosition(open.system, open.manipulator(), open.position);
+   EXPECT_FALSE(result.converged);
+   EXPECT_EQ(open.position, before);
+   EXPECT_EQ(result.constraint, 0u);
+   EXPECT_NEAR(result.after, 9.0 - 2.0 * hanger - seat, 1e-2);
+   EXPECT_LT(result.after, result.before);
+   for (const ZqReal bad : {zqTest::nan, zqTest::infinity})
+   {
+      open.position.jointPositions()[1] = bad;
+      EXPECT_FALSE(projection.projectPosition(open.system, open.manipulator(), open.position).converged);
+      EXPECT_FALSE(projection.projectVelocity(open.system, open.manipulator(), open.position, open.velocity).converged);
+   }
+
+   loop = fourBar();
+   ZqIndividualManipulator limited = model(loop);
+   loop.position[1] += 0.1;
+   limited.setJointLimit("rod1", true, loop.position[1] - 1e-3);
+   std::cout << limited.linkByIndex(1)->jointActuator().lowerLimit() << " " << loop.position[1] << std::endl;
+   Scene scene(limited, loop.position, loop.velocity);
+   result = projection.projectPosition(scene.system, scene.manipulator(), scene.position);
+   EXPECT_TRUE(result.converged);
+   EXPECT_EQ(result.jointBeyondLimit, 1u);std::cout << scene.position.jointPositions()[1];
+}
+} // namespace
