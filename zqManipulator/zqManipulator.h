@@ -104,6 +104,7 @@
 #include "zqManipulator/simulation/ZqBaseStateEqualityConstraint.h"
 #include "zqManipulator/simulation/ZqBaseStoppingCriterion.h"
 #include "zqManipulator/simulation/ZqComPolygonalStoppingCriterion.h"
+#include "zqManipulator/simulation/ZqConstraintKinematics.h"
 #include "zqManipulator/simulation/ZqDamperProperties.h"
 #include "zqManipulator/simulation/ZqLinearStateEqualityConstraint.h"
 #include "zqManipulator/simulation/ZqLinkAttachment.h"

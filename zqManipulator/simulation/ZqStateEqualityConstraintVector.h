@@ -36,8 +36,27 @@ public:
    virtual const ZqReArray& jacobianDerivative(const ZqIndividualManipulator& manipulator,
                                                const ZqPositionState& position,
                                                const ZqVelocityState& velocity) const;
+   /// What `addKinematics` of all constraints answers, row below row, for the position and the velocity of the active
+   /// state. A state of another size than the manipulator is filled up with zeros.
+   virtual const ZqConstraintKinematics& kinematics(const ZqIndividualManipulator& manipulator,
+                                                    ZqManipulatorActiveState& activeState) const;
+
+   /// The greatest gap (m, or the unit of its rows) of kinematics that come from this vector: that of a
+   /// constraint is the length of its rows together. The index is that of the constraint, and
+   /// `ZqNoLinkIndex` when no constraint has a gap. NaN counts as the greatest.
+   struct Gap
+   {
+      ZqReal size = 0.0;
+      ZqU32 constraint = ZqNoLinkIndex;
+   };
+   Gap greatestGap(const ZqConstraintKinematics& kinematics) const;
+   /// The index of the constraint that a row belongs to; the size for a row beyond the last.
+   ZqU32 constraintOfRow(ZqU32 row) const;
+   /// What to call a constraint in a message: its index and its description.
+   ZqString description(ZqU32 constraint) const;
 
 private:
+   mutable ZqUncopied<ZqConstraintKinematics> m_kinematics;
    mutable ZqUncopied<ZqReArray> m_jacobian;
    mutable ZqUncopied<ZqReArray> m_jacobianDerivative;
 };
