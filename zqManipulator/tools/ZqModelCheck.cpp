@@ -394,6 +394,30 @@ void checkFinite(Inspection& inspection, ZqU32 index)
                            "the frame of the link is not finite");
 }
 
+/// Constraints that the stored positions do not keep to, each with the length of its gap.
+void checkLoops(Inspection& inspection, ZqU32 index)
+{
+   const ZqIndividualManipulator& manipulator = inspection.manipulator(index);
+   const ZqStateEqualityConstraintVector& constraints = manipulator.stateEqualityConstraints();
+   if (constraints.doc() == 0)
+      return;
+   const ZqConstraintKinematics& kinematics =
+      constraints.kinematics(manipulator, inspection.activeState(index));
+   std::vector<ZqReal> gaps(constraints.size());
+   for (ZqU32 row = 0; row < kinematics.doc(); ++row)
+      if (kinematics.hasGap[row])
+      {
+         ZqReal& gap = gaps[constraints.constraintOfRow(row)];
+         gap = std::hypot(gap, kinematics.gap[row][0]);
+      }
+   for (ZqU32 i = 0; i < gaps.size(); ++i)
+      if (!(gaps[i] <= placeTolerance))
+         inspection.report(Severity::Warning, "loop-open",
+                           pathOf(manipulator) + "/stateEqualityConstraintVector",
+                           constraints.description(i) + " is open by " + rounded(gaps[i]) +
+                              " m in the stored state");
+}
+
 // Exclusions from collision
 
 /// Reports, each once, names of manipulators and links that there are not.
@@ -481,9 +505,9 @@ void checkSelfCollision(Inspection& inspection, ZqU32 index)
 
 std::vector<Zq::Diagnostic> Zq::checkModel(const ZqStatedSystem& scene)
 {
-   constexpr std::array checksOfManipulator{checkReference, checkLabels,       checkMasses,
-                                            checkBodies,    checkAngles,       checkLimits,
-                                            checkFinite,    checkSelfCollision};
+   constexpr std::array checksOfManipulator{checkReference, checkLabels, checkMasses,
+                                            checkBodies,    checkAngles, checkLimits,
+                                            checkFinite,    checkLoops,  checkSelfCollision};
    // What the scene answers to questions that it has no answer to is told by what is found.
    const DiagnosticCollector log;
    Inspection inspection(scene);
