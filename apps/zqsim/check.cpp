@@ -12,7 +12,7 @@ namespace
 using namespace zqsim;
 
 /// What does not apply is null.
-Json toJson(const Zq::Diagnostic& diagnostic)
+Json objectOf(const Zq::Diagnostic& diagnostic)
 {
    const auto orNull = [](const std::string& value)
    { return value.empty() ? Json() : Json(value); };
@@ -29,7 +29,7 @@ std::string linesOf(const Diagnostics& diagnostics, const std::string& model)
 {
    std::string result;
    for (const Zq::Diagnostic& diagnostic : diagnostics)
-      result += std::string(Zq::nameOf(diagnostic.severity)) + ": " + describe(diagnostic) + '\n';
+      result += std::string(Zq::nameOf(diagnostic.severity)) + ": " + lineOf(diagnostic) + '\n';
    return result.empty() ? model + ": nothing to complain of\n" : result;
 }
 } // namespace
@@ -46,7 +46,7 @@ zqsim::Run zqsim::check(CLI::App& arguments)
       {
          Json list = Json::array();
          for (const Zq::Diagnostic& diagnostic : diagnostics)
-            list.push_back(toJson(diagnostic));
+            list.push_back(objectOf(diagnostic));
          print(Json{{"model", options->model}, {"diagnostics", list}});
       }
       else

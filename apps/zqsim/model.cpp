@@ -52,7 +52,7 @@ std::string zqsim::reason(const std::string& fileName, const Diagnostics& diagno
                                          { return a.severity < b.severity; }));
 }
 
-std::string zqsim::describe(const Zq::Diagnostic& diagnostic)
+std::string zqsim::lineOf(const Zq::Diagnostic& diagnostic)
 {
    return Zq::toString(diagnostic) + " [" + diagnostic.code + ']';
 }
@@ -80,5 +80,5 @@ zqsim::Diagnostics zqsim::readAndCheckModel(const std::string& fileName, ZqState
 void zqsim::warnOf(const Diagnostics& diagnostics)
 {
    for (const Zq::Diagnostic& diagnostic : diagnostics)
-      complain("warning: " + describe(diagnostic));
+      complain("warning: " + lineOf(diagnostic));
 }

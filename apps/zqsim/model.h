@@ -36,7 +36,7 @@ Diagnostics diagnosticsOf(const std::function<void()>& action);
 std::string reason(const std::string& fileName, const Diagnostics& diagnostics);
 
 /// A diagnostic in one line, with its code.
-std::string describe(const Zq::Diagnostic& diagnostic);
+std::string lineOf(const Zq::Diagnostic& diagnostic);
 
 /// Reads a model, and answers what had to be repaired. When it cannot be read, that is a `Failure`.
 Diagnostics readModel(const std::string& fileName, ZqStatedSystem& scene);

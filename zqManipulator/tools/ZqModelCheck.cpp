@@ -340,7 +340,7 @@ void checkAngles(Inspection& inspection, ZqU32 index)
                Severity::Warning, "angle-in-degrees",
                pathOf(manipulator, *link) + "/linkKinematicsContainer/denavitHartenberg/" + name,
                "the angle, " + exact(angle) +
-                  " rad, is beyond a full turn; of degrees it would be " + radiansOf(angle));
+                  " rad, is beyond a full turn; meant as degrees it is " + radiansOf(angle));
    }
 }
 
@@ -372,7 +372,7 @@ void checkLimits(Inspection& inspection, ZqU32 index)
          Severity::Warning, "beyond-limit", path,
          "the joint position, " + exact(q) + ", is " +
             (isBelow ? "below the limit, " + exact(lower) : "above the limit, " + exact(upper)) +
-            (mayBeDegrees ? "; of degrees it would be " + radiansOf(q) : ""));
+            (mayBeDegrees ? "; meant as degrees it is " + radiansOf(q) : ""));
    }
 }
 

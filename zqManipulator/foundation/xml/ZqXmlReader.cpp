@@ -7,6 +7,7 @@
 
 using ZqXmlParsing::Event;
 using ZqXmlParsing::excerpt;
+using ZqXmlParsing::localName;
 using ZqXmlWhiteSpace::isSpace;
 
 ZqXmlReader::ZqXmlReader(const ZqString& fileName) : m_parser(std::make_unique<Parser>(fileName))
@@ -286,12 +287,6 @@ ZqString expectation(const char* expected, std::string_view text)
 {
    return ZqString("expected ") + expected + ", but received \"" + excerpt(text) + "\"";
 }
-
-/// Of a token, the name without its namespace.
-std::string_view localName(std::string_view name)
-{
-   return name.substr(name.find_last_of("#/:") + 1);
-}
 } // namespace
 
 void ZqXmlReader::failValue(const char* expected, std::string_view text)
@@ -363,9 +358,12 @@ void ZqXmlReader::nameElement(const char* kind, const ZqString& label)
    Parser& p = *m_parser;
    // The cursor may stand on the end of a child.
    const std::size_t ended = p.current.kind == EndTag || p.current.kind == EmptyTag ? 1 : 0;
-   if (p.open.size() > ended)
-      p.open[p.open.size() - ended - 1].title =
-         ZqString(kind) + " '" + Zq::oneLine(excerpt(label, 200)) + "'";
+   if (p.open.size() <= ended)
+      return;
+   const std::size_t level = p.open.size() - ended - 1;
+   if (p.titles.empty() || p.titles.back().level != level)
+      p.titles.push_back({level, {}});
+   p.titles.back().text = ZqString(kind) + " '" + Zq::oneLine(excerpt(label, 200)) + "'";
 }
 
 ZqString ZqXmlReader::path() const

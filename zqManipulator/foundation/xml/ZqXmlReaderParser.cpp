@@ -8,6 +8,7 @@
 using ZqXmlParsing::Attribute;
 using ZqXmlParsing::Event;
 using ZqXmlParsing::excerpt;
+using ZqXmlParsing::localName;
 using ZqXmlParsing::Span;
 using ZqXmlWhiteSpace::isAllSpace;
 using ZqXmlWhiteSpace::isSpace;
@@ -16,6 +17,11 @@ namespace
 {
 constexpr std::size_t maxWordBytes = 1U << 20U;
 } // namespace
+
+std::string_view ZqXmlParsing::localName(std::string_view name)
+{
+   return name.substr(name.find_last_of("#/:") + 1);
+}
 
 ZqString ZqXmlParsing::excerpt(std::string_view text, std::size_t shown)
 {
@@ -92,6 +98,7 @@ void ZqXmlReader::Parser::fail(const ZqString& what, unsigned long atLine, const
       log(Zq::Severity::Error, code, what, atLine, subPath);
    open.clear();
    openNames.clear();
+   titles.clear();
    stopped = true;
    failed = true;
    ended = true;
@@ -114,10 +121,8 @@ void ZqXmlReader::Parser::log(Zq::Severity severity, const char* code, const ZqS
 /// Takes the current tag, a start, for an element that is open.
 void ZqXmlReader::Parser::enterElement()
 {
-   const std::string_view tag = view(current.text);
-   const unsigned index = open.empty() ? 0 : open.back().children++;
-   open.push_back({openNames.size(), index, 0, {}});
-   openNames += tag.substr(tag.find_last_of("#/:") + 1);
+   open.push_back({openNames.size(), open.empty() ? 0 : open.back().children++, 0});
+   openNames += view(current.text);
 }
 
 /// Closes the element that ends at the cursor, if one does.
@@ -127,17 +132,19 @@ void ZqXmlReader::Parser::leaveElement()
       return;
    openNames.resize(open.back().nameBegin);
    open.pop_back();
+   if (!titles.empty() && titles.back().level == open.size())
+      titles.pop_back();
 }
 
 /// The local name of an element that is open, with its index where it is one of a list.
-ZqString ZqXmlReader::Parser::nameOf(std::size_t element) const
+ZqString ZqXmlReader::Parser::nameOf(std::size_t level) const
 {
-   const std::size_t begin = open[element].nameBegin;
-   const std::size_t end =
-      element + 1 < open.size() ? open[element + 1].nameBegin : openNames.size();
-   ZqString result = excerpt(std::string_view(openNames).substr(begin, end - begin), 200);
+   const std::size_t begin = open[level].nameBegin;
+   const std::size_t end = level + 1 < open.size() ? open[level + 1].nameBegin : openNames.size();
+   ZqString result =
+      excerpt(localName(std::string_view(openNames).substr(begin, end - begin)), 200);
    if (result == "element")
-      result += '[' + std::to_string(open[element].index) + ']';
+      result += '[' + std::to_string(open[level].index) + ']';
    return result;
 }
 
@@ -147,16 +154,16 @@ ZqString ZqXmlReader::Parser::path() const
    // From the innermost element outwards.
    std::vector<ZqString> parts;
    std::set<std::string_view> kinds;
-   for (std::size_t i = open.size(); i-- > 0;)
+   auto title = titles.rbegin();
+   for (std::size_t level = open.size(); level-- > 0;)
    {
-      const std::string_view title = open[i].title;
-      const bool isFirstOfKind =
-         !title.empty() && kinds.insert(title.substr(0, title.find(' '))).second;
-      const bool isInTail = kinds.empty() && open.size() - i <= longestTail;
-      if (isFirstOfKind)
-         parts.emplace_back(title);
-      else if (isInTail || i == 0)
-         parts.push_back(nameOf(i));
+      const bool hasTitle = title != titles.rend() && title->level == level;
+      const std::string_view text = hasTitle ? std::string_view((title++)->text) : "";
+      const bool isInTail = kinds.empty() && open.size() - level <= longestTail;
+      if (hasTitle && kinds.insert(text.substr(0, text.find(' '))).second)
+         parts.emplace_back(text);
+      else if (isInTail || level == 0)
+         parts.push_back(nameOf(level));
       else if (parts.back() != "...")
          parts.emplace_back("...");
    }

@@ -38,11 +38,20 @@ struct Event
 /// An element whose end tag is still to come.
 struct OpenElement
 {
-   std::size_t nameBegin = 0; ///< of its local name, in the text of all names
+   std::size_t nameBegin = 0; ///< in the text of all names
    unsigned index = 0;        ///< among its siblings
    unsigned children = 0;     ///< so far
-   ZqString title;            ///< kind and label, if it was named
 };
+
+/// What an element that is open was named.
+struct Title
+{
+   std::size_t level; ///< how many elements are around it
+   ZqString text;     ///< kind and label
+};
+
+/// Of a token, the name without its namespace.
+std::string_view localName(std::string_view name);
 
 /// The part of a document's text that a message shows: whole characters, so many bytes at most.
 ZqString excerpt(std::string_view text, std::size_t shown = 40);
@@ -74,7 +83,8 @@ struct ZqXmlReader::Parser
 
    ZqXmlParsing::Event current;
    std::vector<ZqXmlParsing::OpenElement> open;
-   std::string openNames; ///< the local names of these, one after the other
+   std::string openNames; ///< the names of these, one after the other
+   std::vector<ZqXmlParsing::Title> titles;
    unsigned attributeCursor = 0;
    unsigned long line = 0;
 
@@ -113,7 +123,7 @@ struct ZqXmlReader::Parser
             const ZqString& subPath = {}) const;
    void enterElement();
    void leaveElement();
-   ZqString nameOf(std::size_t element) const;
+   ZqString nameOf(std::size_t level) const;
    ZqString path() const;
 
    void dropConsumed();
