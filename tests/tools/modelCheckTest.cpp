@@ -1,4 +1,5 @@
 #include "support/logCapture.h"
+#include "zqManipulator/kinematics/ZqDenavitHartenberg.h"
 #include "zqManipulator/kinematics/ZqStatedSystem.h"
 #include "zqManipulator/simulation/ZqPointStateEqualityConstraint.h"
 #include "zqManipulator/tools/ZqModelCheck.h"
