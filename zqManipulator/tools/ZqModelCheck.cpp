@@ -23,6 +23,9 @@ constexpr ZqReal pi = std::numbers::pi;
 /// simulation leaves has its errors.
 constexpr ZqReal placeTolerance = 1e-6;
 
+/// Of the trace of a second moment: what numbers that were written with six digits leave.
+constexpr ZqReal bodyTolerance = 1e-6;
+
 /// A scene, the frames of its state, and what is odd about it.
 class Inspection
 {
@@ -278,11 +281,11 @@ ZqString probableMeaning(const ZqRigidBodyMassProperties& body)
    ZqRigidBodyMassProperties centerAsMoment;
    centerAsMoment.set(body.mass(), body.firstMoment() * body.mass(), body.secondMoment(), false);
    ZqString result;
-   if (aboutCenter.isPossible())
+   if (aboutCenter.isPossible(bodyTolerance))
       result =
          "; it can be if the second moment, which counts about the origin of the frame, is meant "
          "about the center of mass";
-   if (centerAsMoment.isPossible())
+   if (centerAsMoment.isPossible(bodyTolerance))
       result +=
          ZqString(result.empty() ? "; it can be" : ", or") +
          " if the first moment, which is mass times center of mass, is meant as the center of "
@@ -292,7 +295,7 @@ ZqString probableMeaning(const ZqRigidBodyMassProperties& body)
 
 void checkBody(Inspection& inspection, const ZqRigidBodyMassProperties& body, const ZqString& path)
 {
-   if (body.isPossible())
+   if (body.isPossible(bodyTolerance))
       return;
    ZqVector moments;
    const ZqString found = body.getPrincipalMoments(moments)
