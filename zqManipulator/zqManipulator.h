@@ -49,6 +49,7 @@
 #include "zqManipulator/foundation/geometry/ZqLineSegment.h"
 #include "zqManipulator/foundation/geometry/ZqPlane.h"
 #include "zqManipulator/foundation/geometry/ZqSphere.h"
+#include "zqManipulator/foundation/log/ZqDiagnostic.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
 #include "zqManipulator/foundation/spatial/ZqGeneralForce.h"
@@ -147,3 +148,4 @@
 #include "zqManipulator/tools/ZqManipulatorLinkIndex.h"
 #include "zqManipulator/tools/ZqManipulatorLinkLabelMapping.h"
 #include "zqManipulator/tools/ZqManufacturerData.h"
+#include "zqManipulator/tools/ZqModelCheck.h"

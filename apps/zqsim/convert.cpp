@@ -27,12 +27,12 @@ zqsim::Run zqsim::convert(CLI::App& arguments)
    return [options]
    {
       ZqStatedSystem scene;
-      readModelWithWarnings(options->in, scene);
+      warnOf(readModel(options->in, scene));
       bool isWritten = false;
-      const auto messages =
-         messagesOf(options->out, [&] { isWritten = Zq::save(scene, options->out); });
+      const Diagnostics diagnostics =
+         diagnosticsOf([&] { isWritten = Zq::save(scene, options->out); });
       if (!isWritten)
-         throw Failure(Failed, reason(options->out, messages));
+         throw Failure(Failed, reason(options->out, diagnostics));
       return Done;
    };
 }

@@ -18,7 +18,7 @@ namespace
 {
 using namespace zqsim;
 
-/// Sets the positions of all joints, and moves what is attached along.
+/// Sets the positions of all joints.
 void setJoints(ZqStatedSystem& scene, const std::vector<ZqReal>& joints)
 {
    const ZqU32 needed = scene.system().jointDof();
@@ -31,21 +31,6 @@ void setJoints(ZqStatedSystem& scene, const std::vector<ZqReal>& joints)
       for (ZqReal& q : position.jointPositions().values())
          q = *next++;
    scene.setState(state);
-
-   const ZqManipulatorAttachmentMap& attachments = scene.configuration().attachmentMap();
-   ZqSystemActiveState active;
-   active.setNonredundantState(state);
-   std::vector<ZqU32> indices;
-   std::vector<ZqCoordinateSystemTransformation> frames;
-   for (ZqU32 root = 0; root < scene.numberOfManipulators(); ++root)
-   {
-      if (attachments.baseManipulatorIndex(root) != root)
-         continue;
-      attachments.calculateBaseLocations(root, scene.system().manipulators(),
-                                         active.manipulatorActiveStateVector(), indices, frames);
-      for (std::size_t i = 0; i < indices.size(); ++i)
-         scene.setIndividualCoordinateSystemTransformation(indices[i], frames[i]);
-   }
 }
 
 Json linkFrame(const ZqManipulatorLink& link, ZqManipulatorActivePositionState& activeState)
@@ -122,13 +107,14 @@ zqsim::Run zqsim::frames(CLI::App& arguments)
       ->type_name("LIST");
    arguments.footer(
       "Frames are the primary frames of the links in the system: the position in m and "
-      "the orientation as a unit quaternion.");
+      "the orientation as a unit quaternion. What is attached stands where its carrier has it.");
    return [options]
    {
       ZqStatedSystem scene;
-      readModelWithWarnings(options->model, scene);
+      warnOf(readModel(options->model, scene));
       if (options->joints)
          setJoints(scene, parseNumbers("--joints", *options->joints));
+      scene.placeAttachedManipulators();
       const Json data{{"model", options->model},
                       {"time", scene.state().time()},
                       {"manipulators", computeFrames(scene)}};

@@ -221,7 +221,7 @@ zqsim::Run zqsim::info(CLI::App& arguments)
    return [options]
    {
       ZqStatedSystem scene;
-      readModelWithWarnings(options->model, scene);
+      warnOf(readModel(options->model, scene));
       Json data{{"model", options->model}};
       data.update(collect(scene));
       if (options->json)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "zqManipulator/foundation/log/ZqDiagnostic.h"
 #include "zqManipulator/kinematics/ZqStatedSystem.h"
 
 #include <functional>
@@ -22,26 +23,25 @@ struct ModelArguments
    bool json = false;
 };
 
-/// A message of the library as one line.
-struct Message
-{
-   std::string text;
-   unsigned long line = 0; ///< of the document, or 0
-   unsigned weight = 0;    ///< the greater, the more likely it tells why something failed
-};
+using Diagnostics = std::vector<Zq::Diagnostic>;
 
 /// Prints what the library logs from now on as warnings, each once.
 void warnOfMessages();
 
-/// Collects what the library logs while something is done with a file. Of equal messages only the first
-/// is kept.
-std::vector<Message> messagesOf(const std::string& fileName, const std::function<void()>& action);
+/// Collects what the library logs while something is done. Of equal diagnostics only the first is kept, and
+/// notes, which nothing is wrong by, are not.
+Diagnostics diagnosticsOf(const std::function<void()>& action);
 
-/// What went wrong with a file, by the messages, with its place.
-std::string reason(const std::string& fileName, const std::vector<Message>& messages);
+/// What went wrong with a file, by the diagnostics, with its place.
+std::string reason(const std::string& fileName, const Diagnostics& diagnostics);
+
+/// A diagnostic in one line, with its code.
+std::string lineOf(const Zq::Diagnostic& diagnostic);
 
 /// Reads a model, and answers what had to be repaired. When it cannot be read, that is a `Failure`.
-std::vector<Message> readModel(const std::string& fileName, ZqStatedSystem& scene);
-/// Reads a model, with a warning of each repair.
-void readModelWithWarnings(const std::string& fileName, ZqStatedSystem& scene);
+Diagnostics readModel(const std::string& fileName, ZqStatedSystem& scene);
+/// The same, with what is odd about the model besides.
+Diagnostics readAndCheckModel(const std::string& fileName, ZqStatedSystem& scene);
+/// Prints a warning of each.
+void warnOf(const Diagnostics& diagnostics);
 } // namespace zqsim

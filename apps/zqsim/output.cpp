@@ -1,6 +1,7 @@
 #include "apps/zqsim/output.h"
 
 #include "apps/zqsim/commands.h"
+#include "zqManipulator/foundation/log/ZqDiagnostic.h"
 
 #include <nlohmann/json.hpp>
 
@@ -40,7 +41,7 @@ std::string zqsim::text(const Json& value)
    if (value.is_number_float())
       return shortNumber(value.get<ZqReal>());
    if (value.is_string())
-      return oneLine(value.get_ref<const std::string&>());
+      return Zq::oneLine(value.get_ref<const std::string&>());
    if (!value.is_array())
       return value.dump();
    std::string result;
@@ -97,22 +98,6 @@ std::string zqsim::exact(ZqReal value)
    return {digits.data(), end.ptr};
 }
 
-std::string zqsim::oneLine(std::string_view text)
-{
-   constexpr std::string_view space = " \t\n\r\f\v";
-   std::string result;
-   for (const char c : text)
-   {
-      const bool isSpace = space.find(c) != std::string_view::npos;
-      if (!isSpace)
-         result += c;
-      else if (!result.empty() && result.back() != ' ')
-         result += ' ';
-   }
-   result.erase(result.find_last_not_of(' ') + 1);
-   return result;
-}
-
 zqsim::Json zqsim::toJson(const ZqVector& vector)
 {
    return {vector.x(), vector.y(), vector.z()};
@@ -148,6 +133,6 @@ void zqsim::print(const Json& json)
 
 void zqsim::complain(std::string_view message)
 {
-   const std::string line = "zqsim: " + oneLine(message) + '\n';
+   const std::string line = "zqsim: " + Zq::oneLine(message) + '\n';
    std::fwrite(line.data(), 1, line.size(), stderr);
 }

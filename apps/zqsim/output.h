@@ -29,8 +29,6 @@ std::string table(const Json& rows, std::span<const Column> columns);
 
 /// The shortest text that reads back as the same number.
 std::string exact(ZqReal value);
-/// A text with white space folded, so that it stays in its line.
-std::string oneLine(std::string_view text);
 
 Json toJson(const ZqVector& vector);
 /// An object of position and orientation, the latter as w, x, y and z.

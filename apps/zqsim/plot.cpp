@@ -1,6 +1,7 @@
 #include "apps/zqsim/plot.h"
 
 #include "apps/zqsim/output.h"
+#include "zqManipulator/foundation/log/ZqDiagnostic.h"
 
 #include <algorithm>
 #include <array>
@@ -55,7 +56,7 @@ std::string pixels(ZqReal value)
 std::string escaped(const std::string& text)
 {
    std::string result;
-   for (const char c : oneLine(text))
+   for (const char c : Zq::oneLine(text))
       if (c == '<')
          result += "&lt;";
       else if (c == '&')

@@ -423,9 +423,9 @@ std::string describe(const Json& data)
 void saveModel(const ZqStatedSystem& scene, const std::string& fileName)
 {
    bool isWritten = false;
-   const auto messages = messagesOf(fileName, [&] { isWritten = Zq::save(scene, fileName); });
+   const Diagnostics diagnostics = diagnosticsOf([&] { isWritten = Zq::save(scene, fileName); });
    if (!isWritten)
-      throw Failure(Failed, reason(fileName, messages));
+      throw Failure(Failed, reason(fileName, diagnostics));
 }
 
 ExitCode simulate(const RunOptions& options)
@@ -437,7 +437,8 @@ ExitCode simulate(const RunOptions& options)
    const std::uint64_t every = parseCount("--every", options.every);
    checkOutputs(options);
    ZqStatedSystem scene;
-   readModelWithWarnings(options.model, scene);
+   warnOf(readAndCheckModel(options.model, scene));
+   scene.placeAttachedManipulators();
    const ZqU32 jointCount = scene.system().jointDof();
    checkLength("--commands", inputs.commands, jointCount);
    checkLength("--torques", inputs.torques, jointCount);

@@ -1,5 +1,6 @@
 #include "apps/zqsimFixture.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace
@@ -125,6 +126,9 @@ TEST_F(Zqsim, WhatIsAttachedMovesAlong)
          x = after;
       }
    EXPECT_EQ(moved, expected);
+   // Wherever the document leaves it, it is where its carrier has it.
+   const std::string elsewhere = changed("twoArms", {{"0.25 0.4 0.1<", "0.25 0.4 7.1<"}});
+   EXPECT_EQ(runForJson("frames " + elsewhere).at("manipulators"), saved);
 }
 
 TEST_F(Zqsim, CheckFindsWhatIsBroken)
@@ -132,55 +136,92 @@ TEST_F(Zqsim, CheckFindsWhatIsBroken)
    const Change isReference{"torReferenced>false", "torReferenced>true"};
    const std::string label = "<referencedManipulatorLabel>";
    const Change refersToRight{label, label + "rightArm"};
-   const std::string exclusion = "Map><x:element><x:key>0</x:key><x:value count=\"1\"><x:group>7"
-                                 "</x:group></x:value></x:element></manipulatorExclusionMap>";
+   const Change cycle{label + "leftArm", label + "carrier"};
+   const std::string exclusion =
+      "ExclusionMap><x:element><x:key>0</x:key><x:value count=\"1\"><x:group>7"
+      "</x:group></x:value></x:element></manipulatorExclusionMap>";
+   const std::string arm =
+      ": statedSystem/.../base 'base'/.../link 'upperArm'/massProperties: the mass";
+   const std::string angle =
+      "denavitHartenberg/alpha: the angle, -90 rad, is beyond a full turn; meant as "
+      "degrees it is -1.5707963267948966 rad (-pi/2)";
    struct Case
    {
-      const char* model;
-      const char* finding;
+      const char *model, *code;
+      std::string finding;
       std::vector<Change> changes;
    };
-   for (const auto& [name, finding, changes] : std::initializer_list<Case>{
-           {"twoArms", "\"arm\", which does not exist", {{label + "leftArm", label + "arm"}}},
-           {"twoArms", "rightArm: is a reference to itself", {{label + "left", label + "right"}}},
+   for (const auto& [name, code, finding, changes] : std::initializer_list<Case>{
+           {"twoArms", "reference-missing", "\"arm\"", {{label + "leftArm", label + "arm"}}},
+           {"twoArms", "reference-cycle", "to itself", {{label + "left", label + "right"}}},
            // The first manipulator, the carrier, becomes a reference.
-           {"twoArms", "\"rightArm\", which is a reference itself", {isReference, refersToRight}},
-           {"twoArms",
-            "carrier: is a reference to \"rightArm\", in a cycle",
-            {isReference, refersToRight, {label + "leftArm", label + "carrier"}}},
-           {"twoArms", "link \"hook\" of \"leftArm\"", {{">hand</linkIn", ">hook</linkIn"}}},
-           {"twoArms", "is no manipulator 9", {{"<manipulatorId>3<", "<manipulatorId>9<"}}},
-           {"twoArms", "leftArm: the base is not", {{"0.25 0.4 0.1<", "0.25 0.4 0.100002<"}}},
-           {"twoArms", "system name manipulator 7", {{"ExclusionMap/>", "Exclusion" + exclusion}}},
-           {"puma560", "shoulder: the joint position, 3, is above", {{"ons>0 ", "ons>3 "}}},
-           {"puma560", "repaired: ZqStatedSystem::validate", {{"ons>0 ", "ons>"}}},
-           {"puma560", "limits, 3.792526803190927 and 2.7925", {{"Limit>-2.", "Limit>3."}}},
-           {"puma560", "link base: the label is that of another", {{">flange<", ">base<"}}},
-           {"puma560", ".xml:545: repaired: the element", {{"<time>", "<date>0</date><time>"}}},
-           {"puma560", "flange: the frame of the link is not finite", tooLong},
-           {"freeChain", "link base: the base is free and has no", {{"<mass>10<", "<mass>0<"}}},
+           {"twoArms", "reference-chain", "to \"rightArm\"", {isReference, refersToRight}},
+           {"twoArms", "reference-cycle", "'carrier'/man", {isReference, refersToRight, cycle}},
+           {"twoArms", "attachment-missing", "leftArm\", wh", {{">hand</linkIn", ">hook</linkIn"}}},
+           {"twoArms", "attachment-repaired", "manipulator 9", {{"rId>3<", "rId>9<"}}},
+           {"twoArms", "attachment-elsewhere", "2e-06 m", {{"0.4 0.1<", "0.4 0.100002<"}}},
+           {"twoArms", "exclusion-missing", "manipulator 7", {{"ExclusionMap/>", exclusion}}},
+           {"puma560", "beyond-limit", "'shoulder': the joint po", {{"ons>0 ", "ons>3 "}}},
+           {"puma560", "beyond-limit", "6 rad (pi/2)", {{"ons>0 ", "ons>90 "}}},
+           {"puma560", "state-size", "'puma560': 5 joint pos", {{"ons>0 ", "ons>"}}},
+           {"puma560", "limits-empty", "6803190927 and 2.7925", {{"Limit>-2.", "Limit>3."}}},
+           {"puma560", "label-repeated", "link 'base'", {{">flange<", ">base<"}}},
+           {"puma560",
+            "unknown-name",
+            ".xml:545: statedSystem/state/t:",
+            {{"<time>", "<t/><time>"}}},
+           {"puma560", "unknown-name", "known are positionStates, vel", {{"<time>", "<t/><time>"}}},
+           {"puma560", "count", "2, but the list has 1", {{"tors count=\"1", "tors count=\"2"}}},
+           {"puma560", "mass-repaired", arm, {{"<mass>17.4<", "<mass>0<"}}},
+           {"puma560", "angle-in-degrees", angle, {{"<alpha>1.5707963267948966<", "<alpha>-90<"}}},
+           {"puma560", "not-finite", "'flange': the frame", tooLong},
+           {"freeChain", "no-mass", "the base is free", {{"<mass>10<", "<mass>0<"}}},
+           {"pendulum", "impossible-body", "meant about", {{"1\" zz=\"1", "0.1\" zz=\"0.1"}}},
            {"pendulum",
-            "link bob: neither",
-            {{"<mass>1<", "<mass>0<"}, {"1\" zz=\"1", "0\" zz=\"0"}}}})
+            "no-mass",
+            "neither",
+            {{"<mass>1<", "<mass>0<"}, {"yy=\"1\" zz=\"1\"", ""}}}})
    {
       const std::string file = changed(name, changes);
       const Result result = run("check " + file);
       EXPECT_EQ(result.code, 5) << finding;
       EXPECT_EQ(result.err, "") << finding;
       EXPECT_NE(result.out.find(finding), std::string::npos) << finding << "\nin\n" << result.out;
-      const Json data = runForJson("check " + file, 5);
-      EXPECT_EQ(data.at("findings").size() + data.at("repairs").size(),
-                std::count(result.out.begin(), result.out.end(), '\n'));
+      const Json diagnostics = runForJson("check " + file, 5).at("diagnostics");
+      EXPECT_EQ(diagnostics.size(), std::count(result.out.begin(), result.out.end(), '\n'));
+      const auto told = std::find_if(diagnostics.begin(), diagnostics.end(),
+                                     [&](const Json& one) { return one.at("code") == code; });
+      ASSERT_NE(told, diagnostics.end()) << code << "\nin\n" << diagnostics;
+      EXPECT_EQ(told->at("file"), file);
    }
 }
 
-TEST_F(Zqsim, RepairsAreWarningsAndDoNotComeBack)
+TEST_F(Zqsim, CheckDoesNotListWhatIsNoFault)
 {
-   const std::string broken = changed("puma560", {{"<mass>17.4<", "<mass>0<"}});
-   const Result result = run("convert " + broken + " " + scratch("repaired.xml"));
-   EXPECT_EQ(result.code, 0);
-   EXPECT_EQ(result.err.find("zqsim: warning: " + broken + ":"), 0U) << result.err;
-   EXPECT_EQ(runForJson("check " + scratch("repaired.xml")).at("repairs"), Json::array());
+   const std::string whole = contentOf(model("puma560"));
+   const auto state = whole.find(" <state>");
+   const std::string end = "</state>\n";
+   std::ofstream(scratch("stateless.xml"))
+      << whole.substr(0, state) << whole.substr(whole.find(end) + end.size());
+   for (const std::string& file :
+        {scratch("stateless.xml"), changed("puma560", {{"tors count=\"1\"", "tors"}})})
+      EXPECT_EQ(run("check " + file).out, file + ": nothing to complain of\n");
+}
+
+TEST_F(Zqsim, WarningsSayWhatCheckFinds)
+{
+   const std::string broken =
+      changed("puma560", {{"<mass>17.4<", "<mass>0<"}, {"ons>0 ", "ons>3 "}});
+   const std::string found = run("check " + broken).out;
+   std::string warnings = run("run " + broken + " --time 0.001 --quiet").err;
+   for (auto place = warnings.find("zqsim: "); place != std::string::npos;
+        place = warnings.find("zqsim: "))
+      warnings.erase(place, 7);
+   EXPECT_EQ(warnings, found);
+   // What is repaired does not come back; what is not, does: the body has not got its mass.
+   EXPECT_EQ(run("convert " + broken + " " + scratch("repaired.xml")).err,
+             "zqsim: " + found.substr(0, found.find('\n') + 1));
+   EXPECT_EQ(runForJson("check " + scratch("repaired.xml"), 5).at("diagnostics").size(), 2U);
 }
 
 TEST_F(Zqsim, AnOldDocumentIsConverted)

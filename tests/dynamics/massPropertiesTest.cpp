@@ -2,6 +2,7 @@
 #include "support/xmlSamples.h"
 #include "zqManipulator/foundation/geometry/ZqEllipsoid.h"
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 
@@ -62,6 +63,76 @@ TEST(MassProperties, AreThoseOfThePointsAndFollowNewton)
    // Without inertia nothing is divided by zero.
    EXPECT_EQ(ZqRigidBodyMassProperties().calculateAcceleration(ZqGeneralForce()),
              ZqGeneralMotion());
+}
+
+/// The least pivot of the pseudo-inertia [S, h; h^T, m], from m on: none is negative when it is positive
+/// semidefinite.
+ZqReal leastPivot(const ZqRigidBodyMassProperties& body)
+{
+   const ZqVector& h = body.firstMoment();
+   const ZqSpatialMatrix I = body.secondMoment().matrix();
+   const ZqReal halfTrace = 0.5 * (I[0][0] + I[1][1] + I[2][2]);
+   ZqReal J[4][4] = {{body.mass(), h.x(), h.y(), h.z()}};
+   for (std::size_t i = 1; i < 4; ++i)
+   {
+      J[i][0] = J[0][i];
+      for (std::size_t j = 1; j < 4; ++j)
+         J[i][j] = (i == j ? halfTrace : 0.0) - I[i - 1][j - 1];
+   }
+   ZqReal least = J[0][0];
+   for (std::size_t k = 0; k < 3; ++k)
+      for (std::size_t i = k + 1; i < 4; ++i)
+      {
+         const ZqReal factor = J[i][k] / J[k][k];
+         for (std::size_t j = k + 1; j < 4; ++j)
+            J[i][j] -= factor * J[k][j];
+         if (i == k + 1)
+            least = std::min(least, J[i][i]);
+      }
+   return least;
+}
+
+TEST(MassProperties, APossibleBodyIsOneWithAPseudoInertia)
+{
+   zqTest::RandomValues random(72);
+   int counts[2] = {};
+   for (int i = 0; i < 400; ++i)
+   {
+      const ZqRigidBodyMassProperties real = PointMasses(random).body();
+      EXPECT_TRUE(real.isPossible());
+      ZqRigidBodyMassProperties body;
+      body.set(real.mass(), real.firstMoment() * random.real(0.0, 2.0), real.secondMoment(), false);
+      const ZqReal pivot = leastPivot(body);
+      if (std::abs(pivot) < 1e-6) // too close to call
+         continue;
+      EXPECT_EQ(body.isPossible(), pivot > 0.0) << pivot;
+      ++counts[pivot > 0.0 ? 1 : 0];
+   }
+   EXPECT_TRUE(counts[0] > 50 && counts[1] > 50) << counts[0] << ' ' << counts[1];
+
+   // Points and rods, whose moments vanish, wherever they are.
+   ZqRigidBodyMassProperties rod(2.0, {}, diagonal(0.0, 3.0, 3.0));
+   ZqRigidBodyMassProperties point = ZqRigidBodyMassProperties::pointMass(3.0);
+   for (const ZqReal distance : {1.0, 1e3, -1e7})
+   {
+      EXPECT_TRUE(rod.transformBy(ZqOrientation(0.6, 0.0, 0.8, 0.0))
+                     .transformBy(ZqVector(distance, 0.3, 0.1))
+                     .isPossible());
+      EXPECT_TRUE(point.transformBy(ZqVector(0.1, distance, 0.2)).isPossible());
+   }
+   // About the center of mass where about the origin is meant, which `isValid` cannot see.
+   ZqRigidBodyMassProperties ball(2.0, {1.0, 0.0, 0.0}, diagonal(0.01, 0.01, 0.01));
+   EXPECT_TRUE(ball.isValid());
+   EXPECT_FALSE(ball.isPossible());
+   ZqVector moments;
+   EXPECT_TRUE(ball.getPrincipalMoments(moments));
+   EXPECT_TRUE(moments.approxEq({-0.49, -0.49, 0.01}, tolerance));
+   for (const ZqReal value : {nan, infinity, -1.0})
+   {
+      ball.set(2.0, {}, diagonal(value, 1.0, 1.0), false);
+      EXPECT_FALSE(ball.isPossible());
+   }
+   EXPECT_TRUE(ZqRigidBodyMassProperties().isPossible());
 }
 
 TEST(MassProperties, OperationsRenewOnlyTheCachesThatTheySay)

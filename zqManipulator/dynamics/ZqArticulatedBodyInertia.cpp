@@ -106,7 +106,7 @@ bool ZqArticulatedBodyInertia::read(ZqXmlReader& reader)
    {
       m_isRigid = false;
       if (succeeded)
-         reader.remark("an inertia that is called rigid is not one of a rigid body");
+         reader.remark("an inertia that is called rigid is not one of a rigid body", "odd-value");
    }
    return succeeded;
 }

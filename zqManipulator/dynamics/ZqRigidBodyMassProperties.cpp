@@ -36,11 +36,13 @@ bool ZqRigidBodyMassProperties::read(ZqXmlReader& reader)
    makeValid();
    m_choleskyValid = false;
    if (succeeded && !(before.m_mass == m_mass))
-      reader.remark("the mass of a body is below 1e-9 and was set to that");
+      reader.remark("the mass of a body is below 1e-9 and was set to that", "mass-repaired");
    if (succeeded && !(before.m_firstMoment == m_firstMoment))
-      reader.remark("the first moment of a body is not finite and was set to zero");
+      reader.remark("the first moment of a body is not finite and was set to zero",
+                    "mass-repaired");
    if (succeeded && !(before.m_secondMoment == m_secondMoment))
-      reader.remark("no body can have this second moment; it was replaced by the nearest possible");
+      reader.remark("no body can have this second moment; it was replaced by the nearest possible",
+                    "mass-repaired");
    return succeeded;
 }
 
@@ -215,6 +217,29 @@ bool ZqRigidBodyMassProperties::getPrincipalFrame(ZqCoordinateSystemTransformati
 bool ZqRigidBodyMassProperties::isValid() const
 {
    return isValidMass(m_mass) && m_secondMoment.isValid();
+}
+
+bool ZqRigidBodyMassProperties::getPrincipalMoments(ZqVector& moments) const
+{
+   ZqVector center;
+   getCenterOfMass(center);
+   ZqRigidBodyMassProperties centered(*this);
+   centered.transformBy(-center);
+   ZqOrientation axes;
+   return centered.m_secondMoment.principalAxes(moments, axes);
+}
+
+bool ZqRigidBodyMassProperties::isPossible(ZqReal tolerance) const
+{
+   if (!(m_mass > 0.0))
+      return m_mass == 0.0 && m_firstMoment == ZqVector() && m_secondMoment == ZqSecondMoment();
+   ZqVector moments;
+   if (!std::isfinite(m_mass) || !getPrincipalMoments(moments))
+      return false;
+   const ZqSecondMoment& I = m_secondMoment;
+   const ZqReal least = -tolerance * (I.xx() + I.yy() + I.zz());
+   // The moments ascend: where the last is borne by the others, none is negative.
+   return moments.x() + moments.y() - moments.z() >= least;
 }
 
 const ZqReArray& ZqRigidBodyMassProperties::spatialCholeskyDecomposition() const

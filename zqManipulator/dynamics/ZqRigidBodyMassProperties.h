@@ -150,7 +150,8 @@ public:
    /// finite give the axes of the frame itself.
    virtual bool getPrincipalFrame(ZqCoordinateSystemTransformation& frame) const;
    /// A finite mass of at least `smallestMass` and a second moment, as it stands, that passes its
-   /// own test.
+   /// own test. That asks whether some body has this second moment, not whether one with this center of
+   /// mass does: see `isPossible`.
    virtual bool isValid() const;
    /// The lower L (6 x 6) of M = L L^T. A column for which the inertia about the center of mass is
    /// not positive definite is zero.
@@ -169,6 +170,20 @@ public:
    /// not finite becomes zero. A second moment that no body can have is repaired about the center
    /// of mass, which stays; where that overflows it is repaired about the origin.
    virtual void makeValid();
+
+   /// Whether a distribution of positive mass has these values: the pseudo-inertia [S, h; h^T, m], with
+   /// S = tr(I)/2 E - I the integral of r r^T dm, is positive semidefinite (Wensing, Kim and Slotine 2018,
+   /// sec. III). For m > 0 that is so when the principal moments about the center of mass obey the
+   /// triangle inequality, which is what is tested: `isValid` asks this about the origin, where every
+   /// offset h adds to both sides. A body without mass has no moments.
+   ///
+   /// The moments about the center of mass are differences, with the rounding of the larger ones about
+   /// the origin. So what they lack may be as much as the tolerance times the trace of I; the tolerance is
+   /// that of second moments, which leaves room for values that were written with ten digits.
+   bool isPossible(ZqReal tolerance = ZqSecondMoment::validityTolerance) const;
+   /// The principal moments about the center of mass, ascending (kg m^2). False when a value is not
+   /// finite.
+   bool getPrincipalMoments(ZqVector& moments) const;
 
    /// Adds a body that is moved by R and then by p.
    void add(const ZqRigidBodyMassProperties& body, const ZqRotationMatrix& R,

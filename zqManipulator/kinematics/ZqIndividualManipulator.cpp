@@ -138,6 +138,16 @@ bool ZqIndividualManipulator::read(ZqXmlReader& reader)
    return succeeded;
 }
 
+bool ZqIndividualManipulator::readValueFromToken(const ZqToken& token, ZqXmlReader& reader)
+{
+   const bool succeeded = ZqXmlClass::readValueFromToken(token, reader);
+   if (token == ZqManip::ZqManipulatorIdentifierToken)
+      reader.nameElement("manipulator", m_manipulatorLabel);
+   else if (token == ZqManip::ZqIdentifierToken)
+      reader.nameElement("base", linkLabel());
+   return succeeded;
+}
+
 void ZqIndividualManipulator::setFromLink(const ZqManipulatorLink& link)
 {
    ZqManipulatorLink::operator=(link);

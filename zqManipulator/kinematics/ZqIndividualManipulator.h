@@ -58,6 +58,8 @@ public:
    /// Numbers the links and fits the bounding sphere, whatever the document says of it. A manipulator
    /// without a label takes that of its base.
    bool read(ZqXmlReader& reader) override;
+   /// Messages name the manipulator by the label of its base until its own is read.
+   bool readValueFromToken(const ZqToken& token, ZqXmlReader& reader) override;
 
    ZqIndividualManipulator();
    ZqIndividualManipulator(const ZqIndividualManipulator& other);

@@ -149,6 +149,14 @@ bool ZqManipulatorLink::read(ZqXmlReader& reader)
    return succeeded;
 }
 
+bool ZqManipulatorLink::readValueFromToken(const ZqToken& token, ZqXmlReader& reader)
+{
+   const bool succeeded = ZqXmlClass::readValueFromToken(token, reader);
+   if (token == ZqManip::ZqIdentifierToken)
+      reader.nameElement("link", m_linkLabel);
+   return succeeded;
+}
+
 /// Takes over the drive that an old document holds, in one form or the other; the container counts.
 void ZqManipulatorLink::takeOldJointActuator()
 {

@@ -87,8 +87,13 @@ bool ZqStatedSystem::read(ZqXmlReader& reader)
    if (attachments.baseNodes().size() == 0)
       attachments.convertFromOldFormat(system().manipulatorAttachmentMap());
    for (const ZqU32 index : attachments.removeManipulatorsFrom(numberOfManipulators()))
-      Zq::Print::instance().write(
-         Zq::Rejected, "ZqStatedSystem::read(): there is no manipulator %u to attach.\n", index);
+   {
+      const ZqString what = "there is no manipulator " + std::to_string(index) + " to attach";
+      Zq::Print::instance().report(
+         Zq::Rejected,
+         {Zq::Severity::Warning, "attachment-repaired", {}, 0, {}, what + "; it is left out"},
+         "ZqStatedSystem::read(): " + what + ".\n");
+   }
    attachConfiguration();
    return isRead;
 }
@@ -111,8 +116,17 @@ bool ZqStatedSystem::validateTopLevelDimensions()
    const ZqU32 count = numberOfManipulators();
    if (positions.size() == count)
       return true;
-   Zq::Print::instance().write(
-      Zq::Rejected, "%s",
+   // A scene without a state begins in a new one.
+   const Zq::Severity severity = positions.size() == 0 ? Zq::Severity::Note : Zq::Severity::Warning;
+   Zq::Print::instance().report(
+      Zq::Rejected,
+      {severity,
+       "state-size",
+       {},
+       0,
+       {},
+       std::to_string(positions.size()) + " states for " + std::to_string(count) +
+          " manipulators: made as many"},
       "ZqStatedSystem::validateTopLevelDimensions(): number of states does not "
       "equal the number of systems in the input file--correcting.\n");
    velocities.resize(std::min(count, positions.size()));
@@ -123,13 +137,37 @@ bool ZqStatedSystem::validateTopLevelDimensions()
 
 bool ZqStatedSystem::validateLowLevelDimensions()
 {
-   const auto fit =
-      [](std::vector<ZqReal>& values, ZqU32 count, ZqReal padding, const char* message)
+   struct Kind
    {
+      const char* name;
+      ZqReal padding;
+      const char* message;
+   };
+   static constexpr Kind jointPositions{
+      "joint positions", 1e-9,
+      "ZqStatedSystem::validateLowLevelDimensions: joint positions do not match the numbers of "
+      "degrees of freedom--correcting.\n"};
+   static constexpr Kind jointVelocities{
+      "joint velocities", 0.0,
+      "ZqStatedSystem::validateLowLevelDimensions: joint velocities do not match the numbers of "
+      "degrees of freedom--correcting.\n"};
+   const auto fit =
+      [](std::vector<ZqReal>& values, const ZqIndividualManipulator& manipulator, const Kind& kind)
+   {
+      const ZqU32 count = manipulator.jointDof();
       if (values.size() == count)
          return true;
-      Zq::Print::instance().write(Zq::Rejected, "%s", message);
-      values.resize(count, padding);
+      const Zq::Severity severity = values.empty() ? Zq::Severity::Note : Zq::Severity::Warning;
+      Zq::Print::instance().report(Zq::Rejected,
+                                   {severity,
+                                    "state-size",
+                                    {},
+                                    0,
+                                    "manipulator '" + manipulator.manipulatorLabel() + "'",
+                                    std::to_string(values.size()) + ' ' + kind.name + " for " +
+                                       std::to_string(count) + " joints: made as many"},
+                                   kind.message);
+      values.resize(count, kind.padding);
       return false;
    };
    auto& positions = m_state.positionStates();
@@ -140,15 +178,11 @@ bool ZqStatedSystem::validateLowLevelDimensions()
    bool areValid = true;
    for (ZqU32 i = 0; i < count; ++i)
    {
-      const ZqU32 dof = system().manipulators()[i].jointDof();
+      const ZqIndividualManipulator& manipulator = system().manipulators()[i];
       const bool positionsFit =
-         fit(positions[i].jointPositions().values(), dof, 1e-9,
-             "ZqStatedSystem::validateLowLevelDimensions: joint positions do not match the numbers "
-             "of degrees of freedom--correcting.\n");
+         fit(positions[i].jointPositions().values(), manipulator, jointPositions);
       const bool velocitiesFit =
-         fit(velocities[i].jointVelocities().values(), dof, 0.0,
-             "ZqStatedSystem::validateLowLevelDimensions: joint velocities do not match the "
-             "numbers of degrees of freedom--correcting.\n");
+         fit(velocities[i].jointVelocities().values(), manipulator, jointVelocities);
       areValid = areValid && positionsFit && velocitiesFit;
    }
    return areValid;

@@ -152,6 +152,9 @@ public:
    virtual void propagateSingleVelocityStateBy(ZqU32 index, const ZqAccelerationState& acceleration,
                                                ZqReal dt, ZqVelocityState& velocity) const;
    /// @}
+   /// Puts the base of each manipulator that is attached, in the state, where the link that carries it
+   /// has it. One whose carrier or link is not there stays where it is.
+   void placeAttachedManipulators();
    /// Replaces the state by a new one that fits the system.
    virtual void addCompatibleState();
    /// The same, with every joint in the middle of its limits.

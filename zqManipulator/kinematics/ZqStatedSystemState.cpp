@@ -1,5 +1,6 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/kinematics/ZqStatedSystem.h"
+#include "zqManipulator/state/ZqSystemActiveState.h"
 
 #include <algorithm>
 
@@ -53,6 +54,24 @@ void ZqStatedSystem::zeroIndividualVelocityState(ZqU32 index)
    std::vector<ZqReal>& rates = state.jointVelocities().values();
    std::fill(rates.begin(), rates.end(), 0.0);
    state.setGeneralVelocity(ZqGeneralMotion::nullObject());
+}
+
+void ZqStatedSystem::placeAttachedManipulators()
+{
+   const ZqManipulatorAttachmentMap& attachments = m_configuration.attachmentMap();
+   ZqSystemActiveState active;
+   active.setNonredundantState(m_state);
+   std::vector<ZqU32> indices;
+   std::vector<ZqCoordinateSystemTransformation> frames;
+   for (ZqU32 root = 0; root < numberOfManipulators(); ++root)
+   {
+      if (attachments.baseManipulatorIndex(root) != root)
+         continue;
+      attachments.calculateBaseLocations(root, system().manipulators(),
+                                         active.manipulatorActiveStateVector(), indices, frames);
+      for (std::size_t i = 0; i < indices.size(); ++i)
+         setIndividualCoordinateSystemTransformation(indices[i], frames[i]);
+   }
 }
 
 void ZqStatedSystem::addCompatibleState()

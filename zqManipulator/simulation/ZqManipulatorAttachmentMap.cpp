@@ -50,7 +50,7 @@ bool ZqManipulatorAttachmentMap::read(ZqXmlReader& reader)
          ZqString remark = "manipulator ";
          remark += std::to_string(index);
          remark += " occurs again; the node is left out, with all that hangs on it";
-         reader.remark(remark);
+         reader.remark(remark, "attachment-repaired");
          return true;
       });
    return succeeded;

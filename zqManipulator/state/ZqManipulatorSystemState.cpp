@@ -48,6 +48,13 @@ void reject(const char* message)
 {
    Zq::Print::instance().write(Zq::Rejected, "%s", message);
 }
+
+/// Tells of velocities that do not fit the positions. Those that are not there at all are zero.
+void reportRepair(bool areMissing, const ZqString& what, const char* message)
+{
+   const Zq::Severity severity = areMissing ? Zq::Severity::Note : Zq::Severity::Warning;
+   Zq::Print::instance().report(Zq::Rejected, {severity, "state-size", {}, 0, {}, what}, message);
+}
 } // namespace
 
 const ZqManipulatorSystemState& ZqManipulatorSystemState::nullObject()
@@ -170,8 +177,11 @@ bool ZqManipulatorSystemState::validateTopLevelDimensions()
 {
    if (m_positionStates.size() == m_velocityStates.size())
       return true;
-   reject("ZqManipulatorSystemState::validateTopLevelDimensions(): number of position states does "
-          "not match the velocity states--correcting.\n");
+   reportRepair(m_velocityStates.size() == 0,
+                std::to_string(m_velocityStates.size()) + " velocity states for " +
+                   std::to_string(m_positionStates.size()) + " position states: made as many",
+                "ZqManipulatorSystemState::validateTopLevelDimensions(): number of position states "
+                "does not match the velocity states--correcting.\n");
    m_velocityStates.resize(m_positionStates.size());
    return false;
 }
@@ -186,8 +196,12 @@ bool ZqManipulatorSystemState::validateLowLevelDimensions()
       ZqXmlVectorBasicType<ZqReal>& velocities = m_velocityStates[i].jointVelocities();
       if (velocities.size() == jointCount)
          continue;
-      reject("ZqManipulatorSystemState::validateLowLevelDimensions: joint positions do notmatch "
-             "joint velocities--correcting.\n");
+      reportRepair(velocities.size() == 0,
+                   std::to_string(velocities.size()) + " joint velocities for the " +
+                      std::to_string(jointCount) + " joint positions of manipulator " +
+                      std::to_string(i) + ": made as many",
+                   "ZqManipulatorSystemState::validateLowLevelDimensions: joint positions do "
+                   "notmatch joint velocities--correcting.\n");
       velocities.resize(jointCount);
       isValid = false;
    }

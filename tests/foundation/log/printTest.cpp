@@ -69,6 +69,35 @@ TEST(Print, EachThreadStreamsItsOwnLines)
    EXPECT_EQ(log.text(), "thread: whole, at its end\nmain: half\n");
 }
 
+TEST(Print, CollectorTakesTheMessagesOfItsThread)
+{
+   zqTest::LogCapture log;
+   print().setThreshold(Zq::Fatal);
+   print().ostream(Zq::Fatal, "f()") << "before";
+   const Zq::Diagnostic told{Zq::Severity::Note, "told", "file", 0, "path", "a text"};
+   {
+      const Zq::DiagnosticCollector outer;
+      const Zq::DiagnosticPlace place([](Zq::Diagnostic& diagnostic) { diagnostic.line = 7; });
+      print().report(Zq::Rejected, told, "in a form of its own");
+      print().write(Zq::SystemFault, " plain\n\ttext\n");
+      {
+         const Zq::DiagnosticCollector inner;
+         print().ostream(Zq::Rejected, "") << "unfinished";
+         print().report(told);
+         EXPECT_EQ(inner.diagnostics().size(), 2U);
+      }
+      std::thread([] { print().write(Zq::Fatal, "elsewhere"); }).join();
+      ASSERT_EQ(outer.diagnostics().size(), 2U);
+      EXPECT_EQ(Zq::toString(outer.diagnostics()[0]), "file:7: path: a text");
+      const Zq::Diagnostic plain{Zq::Severity::Error, "message", {}, 7, {}, "plain text"};
+      EXPECT_EQ(outer.diagnostics()[1], plain);
+   }
+   print().setThreshold(Zq::Oddity);
+   print().report(Zq::Rejected, told, "in a form of its own");
+   print().report(told);
+   EXPECT_EQ(log.text(), "f(): before\nelsewhere\nin a form of its own\n");
+}
+
 TEST(Print, SinkMayThrowLogAndReplaceItself)
 {
    zqTest::LogCapture log;

@@ -50,6 +50,7 @@ struct BadDocument
    unsigned line;
    std::string document;
    const char* message = "bad.xml"; ///< part of what is logged
+   const char* path = nullptr;      ///< where that matters
 };
 
 const std::string sampleTag = "<sample xmlns='" ZQ_TEST_NS "'";
@@ -80,16 +81,19 @@ const std::vector<BadDocument> badSamples{
    {"junk after a comment", 2, sampleOf("<real>1<!-- -->\nx</real>"), "a real number"},
    {"no token of the enumeration", 2, sampleOf("\n<mode>idle</mode>"), "\"slow\" \"fast\""},
    {"bad attribute, in the line of its tag", 2, "\n" + sampleOf("", "\nid='-1'"),
-    "an unsigned integer"},
+    "an unsigned integer", "sample/@id"},
    {"two numbers of three", 2, sampleOf("\n<place>1 2</place>"), "three real numbers"},
    {"orientation of zeros", 2, sampleOf("\n<turn>0 0 0 0</turn>"), "four real numbers"},
    {"junk in a vector of numbers, in the line of its start", 2,
     sampleOf("\n<reals>1 2\n 3; 4</reals>"), "a real number"},
    {"failure after what was passed over", 2,
-    sampleOf("<pair>\n<foo/><first " + xmlTag + "x</first></pair>"), "received \"x\""},
-   {"map entry of another name", 2, sampleOf("<map>\n<entry/></map>"), "ZqXmlMapType Error"},
+    sampleOf("<pair>\n<foo/><first " + xmlTag + "x</first></pair>"), "received \"x\"",
+    "sample/pair/foo"},
+   {"map entry of another name", 2, sampleOf("<map>\n<entry/></map>"), "ZqXmlMapType Error",
+    "sample/map/entry"},
    {"word in a set of numbers", 2,
-    sampleOf("<set count='2'><group " + xmlTag + "1\ntwo</group></set>"), "an unsigned integer"},
+    sampleOf("<set count='2'><group " + xmlTag + "1\ntwo</group></set>"), "an unsigned integer",
+    "sample/set/group"},
 };
 } // namespace
 
@@ -106,6 +110,20 @@ TEST(BadInput, IsRefusedWithAMessageThatTellsThePlace)
       EXPECT_TRUE(outcome.messages.find(line + "\n") != std::string::npos ||
                   outcome.messages.find(line + "\t") != std::string::npos)
          << line << " in " << outcome.messages;
+      // The same as a value.
+      const Zq::DiagnosticCollector collector;
+      Sample sample;
+      readFrom(sample, bad.document);
+      const auto& told = collector.diagnostics();
+      const auto error = std::find_if(told.begin(), told.end(),
+                                      [](const Zq::Diagnostic& diagnostic)
+                                      { return diagnostic.severity == Zq::Severity::Error; });
+      ASSERT_NE(error, told.end());
+      EXPECT_EQ(error->file, "bad.xml");
+      EXPECT_EQ(error->line, bad.line);
+      EXPECT_EQ(error->text.find("File"), std::string::npos) << error->text;
+      if (bad.path != nullptr)
+         EXPECT_EQ(error->path, bad.path);
    }
 }
 

@@ -13,7 +13,7 @@ bool ZqSphere::read(ZqXmlReader& reader)
    if (isEmpty())
    {
       if (!(*this == empty()))
-         reader.remark("a sphere of negative radius holds no point");
+         reader.remark("a sphere of negative radius holds no point", "odd-value");
       *this = ZqSphere(empty().m_center, empty().m_radius, m_levelOfDetail);
    }
    return succeeded;

@@ -130,8 +130,44 @@ private:
 
 namespace
 {
-/// Delivers what the thread has streamed before, so that messages stay in order.
-void handOverStream() noexcept
+/// A message that came as nothing but text.
+Diagnostic diagnosticOf(unsigned type, std::string_view message)
+{
+   return {type <= SystemFault ? Severity::Error : Severity::Warning,
+           "message",
+           {},
+           0,
+           {},
+           oneLine(message)};
+}
+
+/// Gives a diagnostic to the thread's collector. False when there is none.
+template <class Make>
+bool collect(const Make& make) noexcept
+{
+   DiagnosticCollector* const collector = DiagnosticCollector::innermost();
+   if (collector == nullptr)
+      return false;
+   try
+   {
+      collector->add(make());
+   }
+   catch (...)
+   {
+      // Out of memory: the message is lost.
+   }
+   return true;
+}
+} // namespace
+
+Print& Print::instance() noexcept
+{
+   alignas(Print) static std::array<std::byte, sizeof(Print)> storage;
+   static Print& print = *new (storage.data()) Print;
+   return print;
+}
+
+void Print::flush() noexcept
 {
    try
    {
@@ -143,19 +179,32 @@ void handOverStream() noexcept
       // Out of memory: the unfinished line is lost.
    }
 }
-} // namespace
 
-Print& Print::instance() noexcept
+void Print::report(unsigned type, const Diagnostic& diagnostic, std::string_view message) noexcept
 {
-   alignas(Print) static std::array<std::byte, sizeof(Print)> storage;
-   static Print& print = *new (storage.data()) Print;
-   return print;
+   // What was streamed before comes first, so that messages stay in order.
+   flush();
+   if (!collect([&]() -> const Diagnostic& { return diagnostic; }))
+      deliver(type, message);
+}
+
+void Print::report(const Diagnostic& diagnostic) noexcept
+{
+   try
+   {
+      const auto level = static_cast<unsigned>(diagnostic.severity);
+      report(Rejected + level, diagnostic, toString(diagnostic));
+   }
+   catch (...)
+   {
+      // Out of memory: the message is lost.
+   }
 }
 
 void Print::write(unsigned type, const char* format, ...) noexcept
 {
-   handOverStream();
-   if (format == nullptr || type > threshold())
+   flush();
+   if (format == nullptr || (type > threshold() && DiagnosticCollector::innermost() == nullptr))
       return;
 
    std::array<char, 512> text;
@@ -203,7 +252,7 @@ std::ostream& Print::ostream(unsigned type, const std::string& context)
 
 Print::Sink Print::setSink(Sink sink)
 {
-   handOverStream();
+   flush();
    auto replacement = sink ? std::make_shared<const Sink>(std::move(sink)) : nullptr;
    const std::scoped_lock lock(m_mutex);
    m_sink.swap(replacement);
@@ -212,7 +261,7 @@ Print::Sink Print::setSink(Sink sink)
 
 unsigned Print::setThreshold(unsigned threshold) noexcept
 {
-   handOverStream();
+   flush();
    const std::scoped_lock lock(m_mutex);
    return std::exchange(m_threshold, threshold);
 }
@@ -225,6 +274,8 @@ unsigned Print::threshold() const noexcept
 
 void Print::deliver(unsigned type, std::string_view text) noexcept
 {
+   if (collect([&] { return diagnosticOf(type, text); }))
+      return;
    const std::scoped_lock lock(m_mutex);
    if (type > m_threshold)
       return;

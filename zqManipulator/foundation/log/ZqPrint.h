@@ -1,5 +1,7 @@
 #pragma once
 
+#include "zqManipulator/foundation/log/ZqDiagnostic.h"
+
 #include <functional>
 #include <iosfwd>
 #include <memory>
@@ -32,6 +34,9 @@ enum PrintType : unsigned
 /// and a line feed to standard error, in one piece. Nothing here throws or ends the process, and
 /// messages of any length arrive whole. All operations may be called from every thread and at any
 /// time, static initialisation and destruction included: the object is never destroyed.
+///
+/// Messages are values as well: while a `DiagnosticCollector` lives, it collects those of its thread, and
+/// the sink receives nothing of them.
 class Print
 {
 public:
@@ -50,11 +55,20 @@ public:
    /// Logs one message in printf form.
    void write(unsigned type, const char* format, ...) noexcept ZQ_PRINTF_FORMAT(3, 4);
 
+   /// Logs a message that says what the diagnostic says.
+   void report(unsigned type, const Diagnostic& diagnostic, std::string_view message) noexcept;
+   /// Logs a diagnostic as `toString` has it: an error at the level `Rejected`, a warning at `Oddity`, a
+   /// note one level above.
+   void report(const Diagnostic& diagnostic) noexcept;
+
    /// A stream of the calling thread for messages of a level, each preceded by `context` (the name
    /// of the calling function, or nothing) and ": ". Each complete line is one message. A last line
    /// without its line feed is delivered by `std::flush`, by the thread's next `write` or `ostream`,
    /// or when the thread ends. The reference holds for the thread's life.
    std::ostream& ostream(unsigned type, const std::string& context);
+
+   /// Delivers the unfinished line of the calling thread's stream.
+   void flush() noexcept;
 
    /// Replaces the sink and returns the old one; an empty one stands for the default.
    Sink setSink(Sink sink);

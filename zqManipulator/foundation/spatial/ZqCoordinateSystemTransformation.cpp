@@ -23,7 +23,8 @@ bool ZqCoordinateSystemTransformation::read(ZqXmlReader& reader)
    const ZqOrientation& q = m_orientation;
    const ZqReal norm = q.w() * q.w() + q.vectorPart().magSquared();
    if (succeeded && !(std::abs(norm - 1.0) < unitTolerance))
-      reader.remark("an orientation is not of unit length, so that it does not only rotate");
+      reader.remark("an orientation is not of unit length, so that it does not only rotate",
+                    "odd-value");
    return succeeded;
 }
 

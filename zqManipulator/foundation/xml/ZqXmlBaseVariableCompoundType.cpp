@@ -230,10 +230,13 @@ ZqXmlBaseVariableCompoundType::newElement(const ZqToken& token, ZqXmlReader& rea
       object.reset();
    if (!object)
    {
-      Zq::Print::instance().write(
-         Zq::Rejected, "%s::readValueFromToken() error:\n\t\"%s\" tag not registered.\n%s\n",
-         className, token.token().c_str(), reader.place().c_str());
-      reader.setFailed();
+      ZqString known;
+      for (const auto& [name, creator] : creatorMap())
+         known += (known.empty() ? "; known are " : ", ") + ZqString(name.localName());
+      reader.report(Zq::Rejected, Zq::Severity::Error, "unknown-class",
+                    "the class \"" + token.token() + "\" is not known" + known,
+                    ZqString(className) + "::readValueFromToken() error:\n\t\"" + token.token() +
+                       "\" tag not registered.\n" + reader.place() + '\n');
    }
    return object;
 }

@@ -125,6 +125,25 @@ bool writeEntry(const ZqXmlComponentEntry& entry, const ZqXmlCompoundType& owner
              : writeComponent(component, *objectOf(entry, table.defaultObject()), writer);
 }
 
+/// The local names of the components that a document may have in a place.
+std::vector<std::string_view> namesOf(const ZqXmlComponentTable& table, bool areAttributes)
+{
+   std::vector<std::string_view> names;
+   for (const auto* entry = table.entries; entry != table.entries + table.count; ++entry)
+      if (entry->isAttribute == areAttributes && !entry->isReadOnly)
+         names.push_back(entry->token->localName());
+   return names;
+}
+
+std::vector<std::string_view> namesOf(const Registry& registry)
+{
+   std::vector<std::string_view> names;
+   for (const Registration& registration : registry.order)
+      if (!registration.isReadOnly)
+         names.push_back(registration.token.localName());
+   return names;
+}
+
 /// The entry of a name, looked for from the one that is expected next.
 const ZqXmlComponentEntry* findEntry(const ZqXmlComponentTable& table, bool isAttribute,
                                      std::string_view name, unsigned& expected)
@@ -256,7 +275,7 @@ bool ZqXmlCompoundType::readAttributes(ZqXmlReader& reader)
       const ZqXmlComponentEntry* entry =
          table != nullptr ? findEntry(*table, true, reader.attributeNameText(), expected) : nullptr;
       if (table != nullptr && entry == nullptr)
-         reader.reportUnknownAttribute(token().localName());
+         reader.reportUnknownAttribute(token().localName(), [&] { return namesOf(*table, true); });
       else if (!readAttributeFromToken(entry != nullptr ? *entry->token : reader.attributeName(),
                                        reader))
          return false;
@@ -293,7 +312,8 @@ bool ZqXmlCompoundType::readElements(ZqXmlReader& reader)
          component = maps().elements.find(tag);
       }
       if (component != nullptr && !seen.insert(component))
-         reader.remark("the element \"" + tag.token() + "\" occurs again; the last one counts");
+         reader.remark("the element \"" + tag.token() + "\" occurs again; the last one counts",
+                       "repeated");
       if (!readValueFromToken(tag, reader))
          return false;
    }
@@ -321,7 +341,13 @@ bool ZqXmlCompoundType::readUnknown(const ZqToken& token, ZqXmlReader& reader)
    const SpecialDescriptorMap& specials = specialDescriptorMap();
    if (specials.find(token) != specials.end())
       return readValueFromSpecialToken(token, reader);
-   reader.reportUnknownElement(this->token().localName());
+   reader.reportUnknownElement(this->token().localName(),
+                               [this]
+                               {
+                                  const ZqXmlComponentTable* table = ownTable();
+                                  return table != nullptr ? namesOf(*table, false)
+                                                          : namesOf(maps().elements);
+                               });
    return reader.skipElement();
 }
 
@@ -344,7 +370,8 @@ bool ZqXmlCompoundType::readAttributeFromToken(const ZqToken& token, ZqXmlReader
       if (ZqXmlObject* component = maps().attributes.find(token))
          return component->readAttribute(reader);
    }
-   reader.reportUnknownAttribute(this->token().localName());
+   reader.reportUnknownAttribute(this->token().localName(),
+                                 [this] { return namesOf(maps().attributes); });
    return true;
 }
 

@@ -82,8 +82,10 @@ private:
 
 bool reject(const ZqString& what, const ZqString& fileName)
 {
-   Zq::Print::instance().write(Zq::Rejected, "Zq::save Error: %s: %s.\n\tFile: %s\n", what.c_str(),
-                               std::strerror(errno), fileName.c_str());
+   const ZqString text = what + ": " + std::strerror(errno);
+   Zq::Print::instance().report(Zq::Rejected,
+                                {Zq::Severity::Error, "not-saved", fileName, 0, {}, text},
+                                "Zq::save Error: " + text + ".\n\tFile: " + fileName + '\n');
    return false;
 }
 
@@ -240,7 +242,13 @@ bool writeDocument(const ZqXmlObject& object, ZqXmlWriter& writer)
 
 bool Zq::read(ZqXmlObject& object, ZqXmlReader& reader)
 {
-   return unlessOutOfMemory("Zq::read", [&] { return readDocument(object, reader); });
+   return unlessOutOfMemory("Zq::read",
+                            [&]
+                            {
+                               const Zq::DiagnosticPlace place([&](Zq::Diagnostic& diagnostic)
+                                                               { reader.locate(diagnostic); });
+                               return readDocument(object, reader);
+                            });
 }
 
 bool Zq::load(ZqXmlObject& object, const ZqString& fileName)

@@ -62,7 +62,7 @@ bool ZqXmlLeaf::readAttribute(ZqXmlReader& reader, T& value)
 {
    if (ZqXmlText<T>::parse(reader.attributeValueText(), value))
       return true;
-   reader.failValue(ZqXmlText<T>::expected, reader.attributeValueText());
+   reader.failAttributeValue(ZqXmlText<T>::expected);
    return false;
 }
 

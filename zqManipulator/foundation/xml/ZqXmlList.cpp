@@ -25,8 +25,9 @@ bool readGroup(ZqXmlReader& reader, const ZqXmlList::Target& target, long long& 
    if (kind != ZqXmlReader::Text || !target.elementsAreBasic)
    {
       if (kind != ZqXmlReader::EndOfInput)
-         Zq::Print::instance().write(Zq::Rejected, "%s%s\n", target.dataError,
-                                     reader.place().c_str());
+         reader.report(Zq::Rejected, Zq::Severity::Error, "structure",
+                       "expected the elements of a list as one text",
+                       target.dataError + reader.place() + '\n');
       reader.setFailed();
       return false;
    }
@@ -38,9 +39,9 @@ bool readGroup(ZqXmlReader& reader, const ZqXmlList::Target& target, long long& 
 }
 } // namespace
 
-long long ZqXmlList::readCount(ZqXmlReader& reader, std::string_view owner)
+std::optional<long long> ZqXmlList::readCount(ZqXmlReader& reader, std::string_view owner)
 {
-   long long count = 0;
+   std::optional<long long> count;
    for (unsigned i = 0; i < reader.attributeCount(); ++i)
    {
       reader.setAttributeCursor(i);
@@ -50,14 +51,16 @@ long long ZqXmlList::readCount(ZqXmlReader& reader, std::string_view owner)
          continue;
       }
       const std::string_view text = reader.attributeValueText();
-      std::from_chars(text.data(), text.data() + text.size(), count);
+      count = 0;
+      std::from_chars(text.data(), text.data() + text.size(), *count);
    }
    return count;
 }
 
 bool ZqXmlList::read(ZqXmlReader& reader, const Target& target)
 {
-   const long long claimed = readCount(reader, "a list");
+   const std::optional<long long> stated = readCount(reader, "a list");
+   const long long claimed = stated.value_or(0);
    if (reader.nodeKind() == ZqXmlReader::EmptyTag)
       return true;
    if (target.reserve != nullptr && claimed > 0)
@@ -92,8 +95,15 @@ bool ZqXmlList::read(ZqXmlReader& reader, const Target& target)
          return false;
    }
    if (count != claimed)
-      Zq::Print::instance().write(Zq::XmlFault, "%s%lld, actual -- %lld\n%s\n", target.sizeError,
-                                  claimed, count, reader.place().c_str());
+   {
+      const ZqString actual = std::to_string(count);
+      reader.report(Zq::XmlFault, stated ? Zq::Severity::Warning : Zq::Severity::Note, "count",
+                    stated ? "the count is " + std::to_string(claimed) + ", but the list has " +
+                                actual + " elements"
+                           : "there is no count",
+                    target.sizeError + std::to_string(claimed) + ", actual -- " + actual + '\n' +
+                       reader.place() + '\n');
+   }
    return true;
 }
 
@@ -140,11 +150,13 @@ bool ZqXmlList::expectTag(ZqXmlReader& reader, const ZqToken& expected, const ch
 {
    if (reader.tagText() == expected.view())
       return true;
-   Zq::Print::instance().write(Zq::Rejected,
-                               "%s\n\tFile: %s\n\tLine: %lu\tExpected %s but received %s.", error,
-                               reader.fileName().c_str(), reader.lineNumber(),
-                               expected.token().c_str(), ZqString(reader.tagText()).c_str());
-   reader.setFailed();
+   const ZqString received(reader.tagText());
+   reader.report(Zq::Rejected, Zq::Severity::Error, "structure",
+                 "expected the element \"" + expected.token() + "\", but received \"" + received +
+                    '"',
+                 ZqString(error) + "\n\tFile: " + reader.fileName() +
+                    "\n\tLine: " + std::to_string(reader.lineNumber()) + "\tExpected " +
+                    expected.token() + " but received " + received + '.');
    return false;
 }
 

@@ -2,6 +2,8 @@
 
 #include "zqManipulator/foundation/xml/ZqXmlValue.h"
 
+#include <optional>
+
 /// The document form that vectors and sets share: a count attribute, and the elements each in a tag
 /// of any name, or as words of one text in a group tag.
 namespace ZqXmlList
@@ -20,8 +22,8 @@ struct Target
 };
 
 bool read(ZqXmlReader& reader, const Target& target);
-/// The value of the count attribute of the current tag, 0 when there is none or it is no number.
-long long readCount(ZqXmlReader& reader, std::string_view owner);
+/// The value of the count attribute of the current tag, if there is one; 0 when it is no number.
+std::optional<long long> readCount(ZqXmlReader& reader, std::string_view owner);
 void writeCount(ZqXmlWriter& writer, std::size_t size);
 /// The tags around an element, or around all elements when they are basic.
 bool beginGroup(ZqXmlWriter& writer);

@@ -124,7 +124,7 @@ bool ZqXmlMapType<K, V>::readEntry(ZqXmlReader& reader)
       return false;
    }
    if (m_map.find(key) != m_map.end())
-      reader.remark("a key of the map occurs again; the last one counts");
+      reader.remark("a key of the map occurs again; the last one counts", "repeated");
    add(key, value);
    return true;
 }

@@ -59,14 +59,14 @@ public:
             valid = ZqXmlValue::read(reader, m_second) && valid;
          else
          {
-            Zq::Print::instance().write(Zq::Rejected,
-                                        "ZqXmlPairType Error: file not valid.\n\tFormat not "
-                                        "correct.\n\tFile: %s\n\tLine: %lu"
-                                        "\tExpected %s or %s but received %s.",
-                                        reader.fileName().c_str(), reader.lineNumber(),
-                                        m_firstToken.token().c_str(), m_secondToken.token().c_str(),
-                                        ZqString(tag).c_str());
-            reader.setFailed();
+            const ZqString expected = m_firstToken.token() + " or " + m_secondToken.token();
+            const ZqString received(tag);
+            reader.report(Zq::Rejected, Zq::Severity::Error, "structure",
+                          "expected " + expected + ", but received " + received,
+                          "ZqXmlPairType Error: file not valid.\n\tFormat not correct.\n\tFile: " +
+                             reader.fileName() +
+                             "\n\tLine: " + std::to_string(reader.lineNumber()) + "\tExpected " +
+                             expected + " but received " + received + '.');
             valid = false;
             reader.skipElement();
          }

@@ -7,6 +7,7 @@
 
 using ZqXmlParsing::Event;
 using ZqXmlParsing::excerpt;
+using ZqXmlParsing::localName;
 using ZqXmlWhiteSpace::isSpace;
 
 ZqXmlReader::ZqXmlReader(const ZqString& fileName) : m_parser(std::make_unique<Parser>(fileName))
@@ -37,6 +38,7 @@ unsigned ZqXmlReader::nextNode()
    // Leaving a text that was prepared for data half read: the rest of it is passed over.
    p.dataMode = false;
    p.data = {};
+   p.leaveElement();
    do
    {
       if (!p.ensure(1))
@@ -51,6 +53,7 @@ unsigned ZqXmlReader::nextNode()
    p.attributeCursor = 0;
    if (p.current.kind == StartTag)
    {
+      p.enterElement();
       // The next event tells whether the element has content. It may have to be fetched, with the
       // current one kept in the store.
       --p.next;
@@ -198,7 +201,7 @@ bool ZqXmlReader::readText(std::string_view& text)
    {
       const Event& child = event.kind == StartTag ? event : after;
       p.fail("expected text, but received the element \"" + ZqString(p.view(child.text)) + "\"",
-             child.line);
+             child.line, "structure");
       return false;
    }
    text = p.view(event.text);
@@ -225,7 +228,7 @@ bool ZqXmlReader::readWords(unsigned count, bool quoted, std::string_view& words
          if (!p.stopped)
             p.fail("expected " + std::to_string(count) + " words, but received " +
                       std::to_string(i),
-                   p.line);
+                   p.line, "value");
          return false;
       }
       // A word within its piece needs no copy.
@@ -273,14 +276,28 @@ std::size_t ZqXmlReader::reservable(std::size_t claimed, std::size_t elementByte
    return count;
 }
 
-void ZqXmlReader::fail(const ZqString& what)
+void ZqXmlReader::fail(const ZqString& what, const char* code)
 {
-   m_parser->fail(what, m_parser->line);
+   m_parser->fail(what, m_parser->line, code);
 }
+
+namespace
+{
+ZqString expectation(const char* expected, std::string_view text)
+{
+   return ZqString("expected ") + expected + ", but received \"" + excerpt(text) + "\"";
+}
+} // namespace
 
 void ZqXmlReader::failValue(const char* expected, std::string_view text)
 {
-   fail(ZqString("expected ") + expected + ", but received \"" + excerpt(text) + "\"");
+   fail(expectation(expected, text), "value");
+}
+
+void ZqXmlReader::failAttributeValue(const char* expected)
+{
+   m_parser->fail(expectation(expected, attributeValueText()), m_parser->line, "value",
+                  "/@" + ZqString(localName(attributeNameText())));
 }
 
 void ZqXmlReader::setFailed()
@@ -298,18 +315,18 @@ bool ZqXmlReader::stopped() const
    return m_parser->stopped;
 }
 
-void ZqXmlReader::reportUnknownElement(std::string_view owner)
+void ZqXmlReader::reportUnknownElement(std::string_view owner, const KnownNames& known)
 {
-   m_parser->reportUnknown("element", tagText(), owner);
+   m_parser->reportUnknown("element", tagText(), owner, known);
 }
 
-void ZqXmlReader::reportUnknownAttribute(std::string_view owner)
+void ZqXmlReader::reportUnknownAttribute(std::string_view owner, const KnownNames& known)
 {
    const std::string_view name = attributeNameText();
    // These two speak to the parser and the validator, not to us.
    if (!name.starts_with("http://www.w3.org/2001/XMLSchema-instance") &&
        !name.starts_with("http://www.w3.org/XML/1998/namespace"))
-      m_parser->reportUnknown("attribute", name, owner);
+      m_parser->reportUnknown("attribute", name, owner, known);
 }
 
 void ZqXmlReader::reportUnknownAttributes(std::string_view owner)
@@ -321,10 +338,47 @@ void ZqXmlReader::reportUnknownAttributes(std::string_view owner)
    }
 }
 
-void ZqXmlReader::remark(const ZqString& what)
+void ZqXmlReader::remark(const ZqString& what, const char* code)
 {
-   Zq::Print::instance().write(Zq::XmlFault, "ZqXmlReader: %s.\n\tFile: %s\n\tLine: %lu\n",
-                               what.c_str(), m_parser->name.c_str(), m_parser->line);
+   m_parser->log(Zq::Severity::Warning, code, what, m_parser->line);
+}
+
+void ZqXmlReader::report(unsigned type, Zq::Severity severity, const char* code,
+                         const ZqString& what, const ZqString& message)
+{
+   Zq::Diagnostic diagnostic{severity, code, {}, 0, {}, what};
+   locate(diagnostic);
+   Zq::Print::instance().report(type, diagnostic, message);
+   if (severity == Zq::Severity::Error)
+      setFailed();
+}
+
+void ZqXmlReader::nameElement(const char* kind, const ZqString& label)
+{
+   Parser& p = *m_parser;
+   // The cursor may stand on the end of a child.
+   const std::size_t ended = p.current.kind == EndTag || p.current.kind == EmptyTag ? 1 : 0;
+   if (p.open.size() <= ended)
+      return;
+   const std::size_t level = p.open.size() - ended - 1;
+   if (p.titles.empty() || p.titles.back().level != level)
+      p.titles.push_back({level, {}});
+   p.titles.back().text = ZqString(kind) + " '" + Zq::oneLine(excerpt(label, 200)) + "'";
+}
+
+ZqString ZqXmlReader::path() const
+{
+   return m_parser->path();
+}
+
+void ZqXmlReader::locate(Zq::Diagnostic& diagnostic) const
+{
+   if (diagnostic.file.empty())
+      diagnostic.file = m_parser->name;
+   if (diagnostic.line == 0)
+      diagnostic.line = m_parser->line;
+   if (diagnostic.path.empty())
+      diagnostic.path = path();
 }
 
 ZqString ZqXmlReader::place() const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "zqManipulator/foundation/log/ZqDiagnostic.h"
 #include "zqManipulator/foundation/tokens/ZqToken.h"
 
 #include <functional>
@@ -103,24 +104,45 @@ public:
    /// most 16 times its own size.
    std::size_t reservable(std::size_t claimed, std::size_t elementBytes);
 
-   /// Ends the document with a failure, which is logged with file and line at level 3, once.
-   void fail(const ZqString& what);
+   /// \name Messages
+   /// Each is a diagnostic with file, line and path. The codes are listed in docs/documents.md.
+   /// @{
+   /// Ends the document with a failure, an error, which is logged at level 3, once.
+   void fail(const ZqString& what, const char* code = "structure");
    /// Records that a value did not read as what was expected.
    void failValue(const char* expected, std::string_view text);
+   /// The same of the attribute at the cursor.
+   void failAttributeValue(const char* expected);
    /// Records a failure that was already logged; the document can go on being read.
    void setFailed();
    bool failed() const;
    /// True when the document was given up by `fail`, or cannot be parsed any further.
    bool stopped() const;
-   /// Logs, once a name, that the current element or attribute is not known where it stands.
-   void reportUnknownElement(std::string_view owner);
-   void reportUnknownAttribute(std::string_view owner);
+   /// Lists the names that are known in a place.
+   using KnownNames = std::function<std::vector<std::string_view>()>;
+   /// Logs, once a name, that the current element or attribute is not known where it stands, and which
+   /// are.
+   void reportUnknownElement(std::string_view owner, const KnownNames& known = {});
+   void reportUnknownAttribute(std::string_view owner, const KnownNames& known = {});
    /// The same for all attributes of the current tag.
    void reportUnknownAttributes(std::string_view owner);
-   /// Logs, at level 3, a remark with file and line that is no failure.
-   void remark(const ZqString& what);
+   /// Logs, at level 3, a remark that is no failure.
+   void remark(const ZqString& what, const char* code = "repaired");
+   /// Logs a message that has a form of its own. An error is a failure as well.
+   void report(unsigned type, Zq::Severity severity, const char* code, const ZqString& what,
+               const ZqString& message);
    /// "Filename: ", the name, ", Line count: ", the number.
    ZqString place() const;
+   /// @}
+
+   /// Gives the innermost element that is open a name for paths: its kind, which is one word, and its
+   /// label.
+   void nameElement(const char* kind, const ZqString& label);
+   /// The path of the element at the cursor, as `Zq::Diagnostic` has it: the outermost element, of the
+   /// elements with names the innermost of each kind, and what is within the last of these.
+   ZqString path() const;
+   /// Gives a diagnostic the place of the cursor, where it has none.
+   void locate(Zq::Diagnostic& diagnostic) const;
 
 private:
    struct Parser;

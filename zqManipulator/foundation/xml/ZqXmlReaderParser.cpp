@@ -8,6 +8,7 @@
 using ZqXmlParsing::Attribute;
 using ZqXmlParsing::Event;
 using ZqXmlParsing::excerpt;
+using ZqXmlParsing::localName;
 using ZqXmlParsing::Span;
 using ZqXmlWhiteSpace::isAllSpace;
 using ZqXmlWhiteSpace::isSpace;
@@ -16,6 +17,11 @@ namespace
 {
 constexpr std::size_t maxWordBytes = 1U << 20U;
 } // namespace
+
+std::string_view ZqXmlParsing::localName(std::string_view name)
+{
+   return name.substr(name.find_last_of("#/:") + 1);
+}
 
 ZqString ZqXmlParsing::excerpt(std::string_view text, std::size_t shown)
 {
@@ -85,17 +91,86 @@ void ZqXmlReader::Parser::findTotal()
 }
 
 /// Ends the document with a failure; the first one is logged.
-void ZqXmlReader::Parser::fail(const ZqString& what, unsigned long atLine)
+void ZqXmlReader::Parser::fail(const ZqString& what, unsigned long atLine, const char* code,
+                               const ZqString& subPath)
 {
    if (!stopped)
-      Zq::Print::instance().write(Zq::XmlFault, "ZqXmlReader Error: %s.\n\tFile: %s\n\tLine: %lu\n",
-                                  what.c_str(), name.c_str(), atLine);
+      log(Zq::Severity::Error, code, what, atLine, subPath);
+   open.clear();
+   openNames.clear();
+   titles.clear();
    stopped = true;
    failed = true;
    ended = true;
    dataMode = false;
    events.clear();
    next = 0;
+}
+
+void ZqXmlReader::Parser::log(Zq::Severity severity, const char* code, const ZqString& what,
+                              unsigned long atLine, const ZqString& subPath) const
+{
+   const ZqString where = path() + subPath;
+   ZqString message = severity == Zq::Severity::Error ? "ZqXmlReader Error: " : "ZqXmlReader: ";
+   message += what + ".\n\tFile: " + name + "\n\tLine: " + std::to_string(atLine) + '\n';
+   if (!where.empty())
+      message += "\tElement: " + where + '\n';
+   Zq::Print::instance().report(Zq::XmlFault, {severity, code, name, atLine, where, what}, message);
+}
+
+/// Takes the current tag, a start, for an element that is open.
+void ZqXmlReader::Parser::enterElement()
+{
+   open.push_back({openNames.size(), open.empty() ? 0 : open.back().children++, 0});
+   openNames += view(current.text);
+}
+
+/// Closes the element that ends at the cursor, if one does.
+void ZqXmlReader::Parser::leaveElement()
+{
+   if ((current.kind != EndTag && current.kind != EmptyTag) || open.empty())
+      return;
+   openNames.resize(open.back().nameBegin);
+   open.pop_back();
+   if (!titles.empty() && titles.back().level == open.size())
+      titles.pop_back();
+}
+
+/// The local name of an element that is open, with its index where it is one of a list.
+ZqString ZqXmlReader::Parser::nameOf(std::size_t level) const
+{
+   const std::size_t begin = open[level].nameBegin;
+   const std::size_t end = level + 1 < open.size() ? open[level + 1].nameBegin : openNames.size();
+   ZqString result =
+      excerpt(localName(std::string_view(openNames).substr(begin, end - begin)), 200);
+   if (result == "element")
+      result += '[' + std::to_string(open[level].index) + ']';
+   return result;
+}
+
+ZqString ZqXmlReader::Parser::path() const
+{
+   constexpr std::size_t longestTail = 8;
+   // From the innermost element outwards.
+   std::vector<ZqString> parts;
+   std::set<std::string_view> kinds;
+   auto title = titles.rbegin();
+   for (std::size_t level = open.size(); level-- > 0;)
+   {
+      const bool hasTitle = title != titles.rend() && title->level == level;
+      const std::string_view text = hasTitle ? std::string_view((title++)->text) : "";
+      const bool isInTail = kinds.empty() && open.size() - level <= longestTail;
+      if (hasTitle && kinds.insert(text.substr(0, text.find(' '))).second)
+         parts.emplace_back(text);
+      else if (isInTail || level == 0)
+         parts.push_back(nameOf(level));
+      else if (parts.back() != "...")
+         parts.emplace_back("...");
+   }
+   ZqString result;
+   for (auto part = parts.rbegin(); part != parts.rend(); ++part)
+      result += (result.empty() ? "" : "/") + *part;
+   return result;
 }
 
 /// Ends the input with a fault. What stands before it is still handed out, so that neither the messages
@@ -275,7 +350,7 @@ bool ZqXmlReader::Parser::ensure(std::size_t count)
    while (events.size() < count && feed())
       ;
    if (events.empty() && !fault.empty())
-      fail(fault, faultLine);
+      failAtEnd();
    return events.size() >= count;
 }
 
@@ -291,7 +366,7 @@ bool ZqXmlReader::Parser::refillData()
    if (event.kind == StartTag)
    {
       fail("expected text, but received the element \"" + ZqString(view(event.text)) + "\"",
-           event.line);
+           event.line, "structure");
       return false;
    }
    current = event;
@@ -306,7 +381,8 @@ bool ZqXmlReader::Parser::refillData()
    dataBytes += data.size();
    if (dataBytes > limits.textBytes)
    {
-      fail("a text is longer than " + std::to_string(limits.textBytes) + " bytes", line);
+      fail("a text is longer than " + std::to_string(limits.textBytes) + " bytes", line,
+           "document");
       return false;
    }
    return true;
@@ -337,7 +413,7 @@ bool ZqXmlReader::Parser::appendWord(bool quoted)
       if (data.empty() && !refillData())
       {
          if (inQuotes && !stopped)
-            fail("a word in quotes has no end", line);
+            fail("a word in quotes has no end", line, "value");
          return !stopped;
       }
       const char c = data.front();
@@ -355,14 +431,14 @@ bool ZqXmlReader::Parser::appendWord(bool quoted)
       word += c;
       if (!inQuotes && word.size() > maxWordBytes)
       {
-         fail("a word is longer than " + std::to_string(maxWordBytes) + " bytes", line);
+         fail("a word is longer than " + std::to_string(maxWordBytes) + " bytes", line, "document");
          return false;
       }
    }
 }
 
 void ZqXmlReader::Parser::reportUnknown(std::string_view what, std::string_view unknown,
-                                        std::string_view owner)
+                                        std::string_view owner, const KnownNames& known)
 {
    if (unknownReports > limits.unknownNames || unknownNames.find(unknown) != unknownNames.end())
       return;
@@ -375,7 +451,9 @@ void ZqXmlReader::Parser::reportUnknown(std::string_view what, std::string_view 
       unknownNames.emplace(unknown);
       text = "the " + ZqString(what) + " \"" + excerpt(unknown, 200) + "\" is not known in " +
              ZqString(owner) + " and is passed over";
+      const auto names = known ? known() : std::vector<std::string_view>();
+      for (std::size_t i = 0; i < names.size(); ++i)
+         text += (i == 0 ? "; known are " : ", ") + ZqString(names[i]);
    }
-   Zq::Print::instance().write(Zq::XmlFault, "ZqXmlReader: %s.\n\tFile: %s\n\tLine: %lu\n",
-                               text.c_str(), name.c_str(), line);
+   log(Zq::Severity::Warning, "unknown-name", text, line);
 }

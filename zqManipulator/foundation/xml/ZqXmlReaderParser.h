@@ -35,6 +35,24 @@ struct Event
    bool isBlank = false; ///< a text that is all white space
 };
 
+/// An element whose end tag is still to come.
+struct OpenElement
+{
+   std::size_t nameBegin = 0; ///< in the text of all names
+   unsigned index = 0;        ///< among its siblings
+   unsigned children = 0;     ///< so far
+};
+
+/// What an element that is open was named.
+struct Title
+{
+   std::size_t level; ///< how many elements are around it
+   ZqString text;     ///< kind and label
+};
+
+/// Of a token, the name without its namespace.
+std::string_view localName(std::string_view name);
+
 /// The part of a document's text that a message shows: whole characters, so many bytes at most.
 ZqString excerpt(std::string_view text, std::size_t shown = 40);
 } // namespace ZqXmlParsing
@@ -64,6 +82,9 @@ struct ZqXmlReader::Parser
    std::size_t next = 0; ///< the event after the current one
 
    ZqXmlParsing::Event current;
+   std::vector<ZqXmlParsing::OpenElement> open;
+   std::string openNames; ///< the names of these, one after the other
+   std::vector<ZqXmlParsing::Title> titles;
    unsigned attributeCursor = 0;
    unsigned long line = 0;
 
@@ -96,15 +117,23 @@ struct ZqXmlReader::Parser
    }
    unsigned long parserLine() const { return XML_GetCurrentLineNumber(expat); }
    void faultAhead(const ZqString& what);
-   void fail(const ZqString& what, unsigned long atLine);
+   void fail(const ZqString& what, unsigned long atLine, const char* code,
+             const ZqString& subPath = {});
+   void log(Zq::Severity severity, const char* code, const ZqString& what, unsigned long atLine,
+            const ZqString& subPath = {}) const;
+   void enterElement();
+   void leaveElement();
+   ZqString nameOf(std::size_t level) const;
+   ZqString path() const;
 
    void dropConsumed();
    std::size_t readBlock(void* block, std::size_t wanted);
    bool feed();
    bool ensure(std::size_t count);
-   void failAtEnd() { fail(fault, faultLine); }
+   void failAtEnd() { fail(fault, faultLine, "document"); }
    bool refillData();
    bool skipSpaceInData();
    bool appendWord(bool quoted);
-   void reportUnknown(std::string_view what, std::string_view unknown, std::string_view owner);
+   void reportUnknown(std::string_view what, std::string_view unknown, std::string_view owner,
+                      const KnownNames& known);
 };

@@ -75,7 +75,7 @@ protected:
       bool succeeded = true;
       std::unique_ptr<T> made = this->readElement(token, reader, className, succeeded);
       if (made && m_element)
-         reader.remark("the container has an element already; the last one counts");
+         reader.remark("the container has an element already; the last one counts", "repeated");
       if (made)
          hold(made.release());
       return succeeded;

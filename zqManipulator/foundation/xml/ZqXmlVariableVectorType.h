@@ -62,7 +62,7 @@ public:
    bool read(ZqXmlReader& reader) override
    {
       ZqXmlVariableVectorType::clear();
-      const long long count = ZqXmlList::readCount(reader, "ZqXmlVariableVectorType");
+      const long long count = ZqXmlList::readCount(reader, "ZqXmlVariableVectorType").value_or(0);
       if (count > 0 && reader.nodeKind() != ZqXmlReader::EmptyTag)
          m_vector.reserve(reader.reservable(static_cast<std::size_t>(count), sizeof(T*)));
       return ZqXmlBaseVariableCompoundType::read(reader);

@@ -147,8 +147,9 @@ struct ZqXmlWriter::State
 void ZqXmlWriter::State::fail(const ZqString& what)
 {
    if (good)
-      Zq::Print::instance().write(Zq::Rejected, "ZqXmlWriter Error: %s.\n\tFile: %s\n",
-                                  what.c_str(), name.c_str());
+      Zq::Print::instance().report(Zq::Rejected,
+                                   {Zq::Severity::Error, "not-written", name, 0, {}, what},
+                                   "ZqXmlWriter Error: " + what + ".\n\tFile: " + name + '\n');
    good = false;
 }
 
