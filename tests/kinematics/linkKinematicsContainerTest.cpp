@@ -1,6 +1,8 @@
 #include "support/logCapture.h"
 #include "support/randomModels.h"
-#include "zqManipulator/foundation/xml/ZqXmlDocument.h"
+#include "support/xmlSamples.h"
+#include "zqManipulator/actuation/ZqPowerConverterContainer.h"
+#include "zqManipulator/foundation/xml/ZqXmlClassRegistry.h"
 #include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
 
 #include <boost/algorithm/string/replace.hpp>
@@ -30,6 +32,18 @@ public:
 
 private:
    int* m_deletions = nullptr; ///< not copied
+};
+
+/// A joint of a user's own.
+class OwnJoint : public ZqXmlClass<OwnJoint, Joint>
+{
+public:
+   static const ZqToken& classToken()
+   {
+      static const ZqToken token("urn:own#joint");
+      return token;
+   }
+   bool operator==(const OwnJoint&) const = default;
 };
 
 Container containerOf(const ZqLinkKinematics& joint)
@@ -123,6 +137,9 @@ TEST(LinkKinematicsContainer, KeepsTheAddressBetweenDhJointsOnly)
    keeper.setTopElement(second);
    EXPECT_EQ(dynamic_cast<OtherJoint*>(keeper.topElement()), nullptr);
    EXPECT_EQ(deletions, 2);
+   keeper.setAndDeleteTopElementPointer(new OtherJoint(&deletions));
+   keeper.setAndDeleteTopElementPointer(keeper.topElement()); // which it has
+   EXPECT_EQ(deletions, 2);
    container.setAndDeleteTopElementPointer(nullptr);
    EXPECT_EQ(container, Container());
 }
@@ -149,6 +166,30 @@ TEST(LinkKinematicsContainer, JointsKnowTheirContainer)
    EXPECT_EQ(alone.container(), nullptr);
    dynamic_cast<Joint&>(*copied.topElement()) = alone;
    EXPECT_EQ(copied.topElement()->container(), &copied);
+}
+
+TEST(LinkKinematicsContainer, ReadsClassesThatWereRegistered)
+{
+   EXPECT_TRUE(Zq::registerClass<OwnJoint>());
+   OwnJoint own;
+   own.setDhA(0.25);
+   const Container container = containerOf(own);
+   const std::string document = zqTest::written(container);
+   EXPECT_TRUE(zqTest::followsSchema(container, document));
+   Container back;
+   EXPECT_TRUE(Zq::fromXml(back, document));
+   EXPECT_EQ(back, container);
+   EXPECT_NE(dynamic_cast<const OwnJoint*>(back.topElement()), nullptr);
+
+   // It is no class of another family, and its name is taken.
+   zqTest::LogCapture log;
+   ZqPowerConverterContainer converter;
+   EXPECT_FALSE(Zq::fromXml(converter, boost::replace_all_copy(document, "linkKinematicsContainer",
+                                                               "powerConverterContainer")));
+   EXPECT_TRUE(log.contains("\"urn:own#joint\" tag not registered.\n"));
+   EXPECT_TRUE(Zq::registerClass(OwnJoint::classToken(), OwnJoint::creator));
+   EXPECT_FALSE(Zq::registerClass(OwnJoint::classToken(), Joint::creator));
+   EXPECT_TRUE(log.contains("Zq::registerClass(): \"urn:own#joint\" is the name of another class"));
 }
 
 TEST(LinkKinematicsContainer, RefusesWhatNamesNoClassOrOneThatIsNoJoint)
