@@ -1,3 +1,4 @@
+#include "support/allocationCount.h"
 #include "support/randomManipulators.h"
 #include "support/xmlSamples.h"
 #include "zqManipulator/state/ZqManipulatorActivePositionState.h"
@@ -224,6 +225,34 @@ TEST(Manipulator, LinksCollideAsTheTableSays)
    manipulator.addChild(Link());
    EXPECT_FALSE(manipulator.canCollide(0, ZqBaseLinkIndex));
    EXPECT_EQ(manipulator.linkCollisionTest().size(), 5U);
+
+   // Links of one label share what they have with each other: no memory a pair of links.
+   manipulator.childLinks().vectorContainer().assign(500, Link());
+   manipulator.mapManipulator();
+   ZqManipulatorSelfCollisionLinkMap alike;
+   alike.setLinkCollisionCanditateByIdentifier(Link().linkLabel(), Link().linkLabel(), true);
+   manipulator.setSelfCollisionLinkMap(alike);
+   const zqTest::AllocationCount allocations;
+   manipulator.mapLinkCollisionCandidates();
+   EXPECT_LT(allocations.count(), 50U);
+   EXPECT_TRUE(manipulator.canCollide(0, 499));
+   EXPECT_FALSE(manipulator.canCollide(0, ZqBaseLinkIndex));
+}
+
+TEST(Manipulator, AnExtentThatIsNoNumberIsRefused)
+{
+   for (const ZqReal length : {1e300, 1.7e308})
+   {
+      Manipulator manipulator = arm(2);
+      ZqDenavitHartenberg joint;
+      joint.setDhA(length);
+      manipulator.linkByIndex(0)->setLinkKinematics(joint);
+      Manipulator back;
+      LogCapture log;
+      EXPECT_EQ(Zq::fromXml(back, zqTest::written(manipulator)), length == 1e300);
+      EXPECT_EQ(log.contains("the manipulator \"manipulator\" has no finite extent"),
+                length != 1e300);
+   }
 }
 
 TEST(Manipulator, ReferencesAreAnsweredByTheOtherAndComeToAnEnd)
