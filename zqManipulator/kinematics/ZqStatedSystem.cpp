@@ -84,8 +84,9 @@ bool ZqStatedSystem::read(ZqXmlReader& reader)
    validateTopLevelDimensions();
    validateLowLevelDimensions();
    ZqManipulatorAttachmentMap& attachments = m_configuration.attachmentMap();
-   if (attachments.baseNodes().size() == 0)
-      attachments.convertFromOldFormat(system().manipulatorAttachmentMap());
+   const ZqOldManipulatorAttachmentMap& oldAttachments = system().manipulatorAttachmentMap();
+   if (attachments.baseNodes().size() == 0 && oldAttachments.size() != 0)
+      attachments.convertFromOldFormat(oldAttachments);
    for (const ZqU32 index : attachments.removeManipulatorsFrom(numberOfManipulators()))
       Zq::Print::instance().write(
          Zq::Rejected, "ZqStatedSystem::read(): there is no manipulator %u to attach.\n", index);
