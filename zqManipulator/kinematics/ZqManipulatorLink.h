@@ -86,6 +86,7 @@ public:
          ZqComponent{&This::m_massPropertiesMap, &ZqManip::ZqMassPropertiesMapToken}};
    }
    bool read(ZqXmlReader& reader) override;
+   bool write(ZqXmlWriter& writer) const override;
 
    ZqManipulatorLink() { m_jointActuator.setManipulatorLink(this); }
    /// The copy has the parent and the index of the other link until it is given its own, and belongs to
