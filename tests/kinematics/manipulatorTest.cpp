@@ -239,20 +239,25 @@ TEST(Manipulator, LinksCollideAsTheTableSays)
    EXPECT_FALSE(manipulator.canCollide(0, ZqBaseLinkIndex));
 }
 
-TEST(Manipulator, AnExtentThatIsNoNumberIsRefused)
+TEST(Manipulator, LengthsThatLeadToNoNumberAreRefused)
 {
-   for (const ZqReal length : {1e300, 1.7e308})
+   const auto messagesOf = [](ZqReal a, const ZqVector& primaryOrigin)
    {
       Manipulator manipulator = arm(2);
       ZqDenavitHartenberg joint;
-      joint.setDhA(length);
+      joint.setDhA(a);
+      joint.setPrimaryFrame(primaryOrigin);
       manipulator.linkByIndex(0)->setLinkKinematics(joint);
-      Manipulator back;
       LogCapture log;
-      EXPECT_EQ(Zq::fromXml(back, zqTest::written(manipulator)), length == 1e300);
-      EXPECT_EQ(log.contains("the manipulator \"manipulator\" has no finite extent"),
-                length != 1e300);
-   }
+      const bool isRead = Zq::fromXml(manipulator, zqTest::written(manipulator));
+      EXPECT_EQ(isRead, log.empty());
+      return log.text().substr(0, log.text().find('.'));
+   };
+   EXPECT_EQ(messagesOf(1e300, {1e300, 0.0, 0.0}), "");
+   EXPECT_EQ(messagesOf(1.7e308, {}),
+             "ZqXmlReader Error: the manipulator \"manipulator\" has no finite extent");
+   EXPECT_EQ(messagesOf(0.0, {1.7e308, 1.7e308, 0.0}),
+             "ZqXmlReader Error: the primary frame of a joint has no finite inverse");
 }
 
 TEST(Manipulator, ReferencesAreAnsweredByTheOtherAndComeToAnEnd)
