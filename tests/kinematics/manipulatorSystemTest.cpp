@@ -110,19 +110,18 @@ TEST(ManipulatorSystem, AModelIsItsOwnBeforeItChanges)
 
 TEST(ManipulatorSystem, LinksTellTheProgressOfDocuments)
 {
-   const System system("a:3 b>a c:2");
-   std::ostringstream counts;
-   const auto count = [&](unsigned done, unsigned total) { counts << done << '/' << total << ' '; };
+   ZqXmlVectorType<ZqManipulatorSystem> systems(2, System("a:1 b>a"));
+   std::string counts;
+   const auto count = [&](unsigned done, unsigned total)
+   { counts += std::to_string(done) + '/' + std::to_string(total) + ' '; };
    std::stringstream document;
    ZqXmlWriter writer("(test)", document);
    writer.setProgressSink(count);
-   ZqXmlVectorType<ZqManipulatorSystem> systems(2, system);
-   ASSERT_TRUE(Zq::write(systems, writer));
+   EXPECT_TRUE(Zq::write(systems, writer));
    ZqXmlReader reader(document, "(test)");
    reader.setProgressSink(count);
-   ASSERT_TRUE(Zq::read(systems, reader));
-   const std::string once = "1/8 2/8 3/8 4/8 5/8 6/8 7/8 8/8 ";
-   EXPECT_EQ(counts.str(), zqTest::repeated(once, 4));
+   EXPECT_TRUE(Zq::read(systems, reader));
+   EXPECT_EQ(counts, zqTest::repeated("1/3 2/3 3/3 ", 4));
 }
 
 TEST(ManipulatorSystem, LabelsAreUnique)
