@@ -65,6 +65,7 @@
 #include "zqManipulator/foundation/xml/ZqXmlBaseVariableCompoundType.h"
 #include "zqManipulator/foundation/xml/ZqXmlBasicType.h"
 #include "zqManipulator/foundation/xml/ZqXmlClass.h"
+#include "zqManipulator/foundation/xml/ZqXmlClassRegistry.h"
 #include "zqManipulator/foundation/xml/ZqXmlClonePointer.h"
 #include "zqManipulator/foundation/xml/ZqXmlCompoundType.h"
 #include "zqManipulator/foundation/xml/ZqXmlDocument.h"

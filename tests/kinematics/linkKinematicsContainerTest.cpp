@@ -1,6 +1,8 @@
 #include "support/logCapture.h"
 #include "support/randomModels.h"
-#include "zqManipulator/foundation/xml/ZqXmlDocument.h"
+#include "support/xmlSamples.h"
+#include "zqManipulator/actuation/ZqPowerConverterContainer.h"
+#include "zqManipulator/foundation/xml/ZqXmlClassRegistry.h"
 #include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
 
 #include <boost/algorithm/string/replace.hpp>
@@ -123,6 +125,9 @@ TEST(LinkKinematicsContainer, KeepsTheAddressBetweenDhJointsOnly)
    keeper.setTopElement(second);
    EXPECT_EQ(dynamic_cast<OtherJoint*>(keeper.topElement()), nullptr);
    EXPECT_EQ(deletions, 2);
+   keeper.setAndDeleteTopElementPointer(new OtherJoint(&deletions));
+   keeper.setAndDeleteTopElementPointer(keeper.topElement()); // which it has
+   EXPECT_EQ(deletions, 2);
    container.setAndDeleteTopElementPointer(nullptr);
    EXPECT_EQ(container, Container());
 }
@@ -149,6 +154,28 @@ TEST(LinkKinematicsContainer, JointsKnowTheirContainer)
    EXPECT_EQ(alone.container(), nullptr);
    dynamic_cast<Joint&>(*copied.topElement()) = alone;
    EXPECT_EQ(copied.topElement()->container(), &copied);
+}
+
+TEST(LinkKinematicsContainer, ReadsClassesThatWereRegisteredIfTheyAreJoints)
+{
+   const ZqToken own("urn:own#joint");
+   EXPECT_TRUE(Zq::registerClass(own, Joint::creator));
+   EXPECT_TRUE(Zq::registerClass(own, Joint::creator));
+   std::string document = zqTest::written(containerOf(Joint::defaultObject()));
+   boost::replace_all(document, "<denavitHartenberg", "<own:joint xmlns:own='urn:own#'");
+   boost::replace_all(document, "</denavitHartenberg", "</own:joint");
+   Container container;
+   EXPECT_TRUE(Zq::fromXml(container, document));
+   EXPECT_EQ(container, containerOf(Joint::defaultObject()));
+   EXPECT_TRUE(zqTest::followsSchema(container, document));
+
+   zqTest::LogCapture log;
+   ZqPowerConverterContainer converter;
+   boost::replace_all(document, "linkKinematicsContainer", "powerConverterContainer");
+   EXPECT_FALSE(Zq::fromXml(converter, document));
+   EXPECT_TRUE(log.contains("\"urn:own#joint\" tag not registered.\n"));
+   EXPECT_FALSE(Zq::registerClass(own, Container::creator));
+   EXPECT_TRUE(log.contains("Zq::registerClass(): \"urn:own#joint\" is the name of another class"));
 }
 
 TEST(LinkKinematicsContainer, RefusesWhatNamesNoClassOrOneThatIsNoJoint)

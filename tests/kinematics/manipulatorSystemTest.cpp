@@ -108,6 +108,22 @@ TEST(ManipulatorSystem, AModelIsItsOwnBeforeItChanges)
    }
 }
 
+TEST(ManipulatorSystem, LinksTellTheProgressOfDocuments)
+{
+   ZqXmlVectorType<ZqManipulatorSystem> systems(2, System("a:1 b>a"));
+   std::string counts;
+   const auto count = [&](unsigned done, unsigned total)
+   { counts += std::to_string(done) + '/' + std::to_string(total) + ' '; };
+   std::stringstream document;
+   ZqXmlWriter writer("(test)", document);
+   writer.setProgressSink(count);
+   EXPECT_TRUE(Zq::write(systems, writer));
+   ZqXmlReader reader(document, "(test)");
+   reader.setProgressSink(count);
+   EXPECT_TRUE(Zq::read(systems, reader));
+   EXPECT_EQ(counts, zqTest::repeated("1/3 2/3 3/3 ", 4));
+}
+
 TEST(ManipulatorSystem, LabelsAreUnique)
 {
    const std::pair<const char*, const char*> cases[] = {

@@ -1,3 +1,4 @@
+#include "support/allocationCount.h"
 #include "support/randomManipulators.h"
 #include "support/xmlSamples.h"
 #include "zqManipulator/state/ZqManipulatorActivePositionState.h"
@@ -224,6 +225,39 @@ TEST(Manipulator, LinksCollideAsTheTableSays)
    manipulator.addChild(Link());
    EXPECT_FALSE(manipulator.canCollide(0, ZqBaseLinkIndex));
    EXPECT_EQ(manipulator.linkCollisionTest().size(), 5U);
+
+   // Links of one label share what they have with each other: no memory a pair of links.
+   manipulator.childLinks().vectorContainer().assign(500, Link());
+   manipulator.mapManipulator();
+   ZqManipulatorSelfCollisionLinkMap alike;
+   alike.setLinkCollisionCanditateByIdentifier(Link().linkLabel(), Link().linkLabel(), true);
+   manipulator.setSelfCollisionLinkMap(alike);
+   const zqTest::AllocationCount allocations;
+   manipulator.mapLinkCollisionCandidates();
+   EXPECT_LT(allocations.count(), 50U);
+   EXPECT_TRUE(manipulator.canCollide(0, 499));
+   EXPECT_FALSE(manipulator.canCollide(0, ZqBaseLinkIndex));
+}
+
+TEST(Manipulator, LengthsThatLeadToNoNumberAreRefused)
+{
+   const auto messagesOf = [](ZqReal a, const ZqVector& primaryOrigin)
+   {
+      Manipulator manipulator = arm(2);
+      ZqDenavitHartenberg joint;
+      joint.setDhA(a);
+      joint.setPrimaryFrame(primaryOrigin);
+      manipulator.linkByIndex(0)->setLinkKinematics(joint);
+      LogCapture log;
+      const bool isRead = Zq::fromXml(manipulator, zqTest::written(manipulator));
+      EXPECT_EQ(isRead, log.empty());
+      return log.text().substr(0, log.text().find('.'));
+   };
+   EXPECT_EQ(messagesOf(1e300, {1e300, 0.0, 0.0}), "");
+   EXPECT_EQ(messagesOf(1.7e308, {}),
+             "ZqXmlReader Error: the manipulator \"manipulator\" has no finite extent");
+   EXPECT_EQ(messagesOf(0.0, {1.7e308, 1.7e308, 0.0}),
+             "ZqXmlReader Error: the primary frame of a joint has no finite inverse");
 }
 
 TEST(Manipulator, ReferencesAreAnsweredByTheOtherAndComeToAnEnd)

@@ -193,6 +193,14 @@ TEST(StatedSystem, DocumentsAreMadeToFit)
 
 TEST(StatedSystem, OldDocumentsAreTakenOver)
 {
+   // A new one has no attachments of old, also when what was attached has been taken off.
+   ZqStatedSystem detached = scene();
+   ZqManipulatorAttachmentMap map;
+   map.attachManipulator(1, 0, "label1", {}, "");
+   map.removeManipulatorAttachment(1);
+   detached.setManipulatorAttachmentMap(map);
+   zqTest::expectRoundTrip(detached);
+
    // The system in its old place, with the attachments of old.
    const ZqStatedSystem stated = scene();
    ZqOldManipulatorAttachmentMap attachments;

@@ -11,7 +11,7 @@ void ZqCollisionExclusionData::addCollisionExclusionMap(const ZqString& name,
 const ZqSystemCollisionExclusionMap&
 ZqCollisionExclusionData::getCollisionExclusionMap(const ZqString& name) const
 {
-   static const ZqSystemCollisionExclusionMap empty;
+   static const auto& empty = *new ZqSystemCollisionExclusionMap();
    const ZqSystemCollisionExclusionMap* map = m_systemMaps.lookupPointer(name);
    return map != nullptr ? *map : empty;
 }

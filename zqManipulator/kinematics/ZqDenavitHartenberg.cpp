@@ -13,16 +13,17 @@ template class ZqXmlClass<ZqDenavitHartenberg, ZqLinkKinematics>;
 
 namespace
 {
+// Neither enumeration is ever destroyed, so that joints can be written until the process ends.
 const ZqXmlEnumeration& jointTypeEnumeration()
 {
-   static const ZqXmlEnumeration enumeration{&ZqManip::ZqJointTypeRotationalToken,
-                                             &ZqManip::ZqJointTypePrismaticToken};
+   static const auto& enumeration = *new ZqXmlEnumeration{&ZqManip::ZqJointTypeRotationalToken,
+                                                          &ZqManip::ZqJointTypePrismaticToken};
    return enumeration;
 }
 
 const ZqXmlEnumeration& dhTypeEnumeration()
 {
-   static const ZqXmlEnumeration enumeration{
+   static const auto& enumeration = *new ZqXmlEnumeration{
       &ZqManip::ZqDhTypePaulToken, &ZqManip::ZqDhTypeGeneralPaulToken, &ZqManip::ZqDhTypeCraigToken,
       &ZqManip::ZqDhTypeGeneralCraigToken, &ZqManip::ZqDhTypeGeneralToken};
    return enumeration;

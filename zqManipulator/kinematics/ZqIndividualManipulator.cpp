@@ -5,6 +5,8 @@
 #include "zqManipulator/state/ZqManipulatorActivePositionState.h"
 
 #include <algorithm>
+#include <cmath>
+#include <map>
 #include <string_view>
 #include <utility>
 
@@ -135,6 +137,11 @@ bool ZqIndividualManipulator::read(ZqXmlReader& reader)
    mapManipulator();
    fitAbsoluteBoundingSphere();
    mapLinkCollisionCandidates();
+   if (succeeded && !std::isfinite(m_absoluteBoundingSphere.radius()))
+   {
+      reader.fail("the manipulator \"" + m_manipulatorLabel + "\" has no finite extent");
+      return false;
+   }
    return succeeded;
 }
 
@@ -466,30 +473,36 @@ void ZqIndividualManipulator::mapLinkCollisionCandidates()
    const ZqU32 base = jointDof();
    m_linkCollisionTest.resize(base + 1);
 
-   // Few pairs are candidates in most models: from the pairs to the links, and not the other way. An
-   // entry whose outer label is the lesser is one that no lookup finds.
-   std::multimap<std::string_view, ZqU32> placesOfLabels;
-   const auto setPlaces = [&](const ZqString& outer, const ZqString& inner)
+   // An entry whose outer label is the lesser is one that no lookup finds.
+   const auto forEachPair = [this](auto&& act)
    {
-      if (placesOfLabels.empty())
-      {
-         for (ZqU32 i = 0; i < base; ++i)
-            placesOfLabels.emplace(links[i]->linkLabel(), i);
-         placesOfLabels.emplace(m_concreteReference->linkLabel(), base);
-      }
-      const auto [firstRow, lastRow] = placesOfLabels.equal_range(outer);
-      const auto [firstColumn, lastColumn] = placesOfLabels.equal_range(inner);
-      for (auto row = firstRow; row != lastRow; ++row)
-         for (auto column = firstColumn; column != lastColumn; ++column)
-         {
-            m_linkCollisionTest.set(row->second, column->second);
-            m_linkCollisionTest.set(column->second, row->second);
-         }
+      for (const auto& [outer, row] : m_selfCollisionLinkMap.mapContainer())
+         for (const auto& [inner, isCandidate] : row.mapContainer())
+            if (isCandidate && inner <= outer)
+               act(outer, inner);
    };
-   for (const auto& [outer, row] : m_selfCollisionLinkMap.mapContainer())
-      for (const auto& [inner, isCandidate] : row.mapContainer())
-         if (isCandidate && inner <= outer)
-            setPlaces(outer, inner);
+   // Each label that is in a pair is a group; numbered in their order, in which the pairs come as well.
+   std::map<std::string_view, ZqU32> groups;
+   forEachPair(
+      [&groups](const ZqString& outer, const ZqString& inner)
+      {
+         groups.try_emplace(outer);
+         groups.try_emplace(inner);
+      });
+   if (groups.empty())
+      return;
+   ZqU32 count = 0;
+   for (auto& [label, group] : groups)
+      group = ++count;
+   for (ZqU32 i = 0; i <= base; ++i)
+   {
+      const ZqManipulatorLink* link = i < base ? links[i] : m_concreteReference;
+      const auto found = groups.find(link->linkLabel());
+      if (found != groups.end())
+         m_linkCollisionTest.setGroup(i, found->second);
+   }
+   forEachPair([&](const ZqString& outer, const ZqString& inner)
+               { m_linkCollisionTest.setPair(groups.at(outer), groups.at(inner)); });
 }
 
 bool ZqIndividualManipulator::canCollide(ZqU32 first, ZqU32 second) const

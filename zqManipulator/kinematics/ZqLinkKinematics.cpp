@@ -1,8 +1,10 @@
 #include "zqManipulator/kinematics/ZqLinkKinematics.h"
 
 #include "zqManipulator/dynamics/ZqArticulatedBodyDynamics.h"
+#include "zqManipulator/foundation/xml/ZqXmlReader.h"
 
 #include <array>
+#include <cmath>
 
 namespace
 {
@@ -24,6 +26,11 @@ bool ZqLinkKinematics::read(ZqXmlReader& reader)
 {
    const bool succeeded = ZqXmlCompoundType::read(reader);
    m_primaryFrameInverse = m_primaryFrame.inverse();
+   if (succeeded && !std::isfinite(m_primaryFrameInverse.translation().mag()))
+   {
+      reader.fail("the primary frame of a joint has no finite inverse");
+      return false;
+   }
    return succeeded;
 }
 

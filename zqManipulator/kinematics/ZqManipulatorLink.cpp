@@ -157,6 +157,13 @@ bool ZqManipulatorLink::readValueFromToken(const ZqToken& token, ZqXmlReader& re
    return succeeded;
 }
 
+bool ZqManipulatorLink::write(ZqXmlWriter& writer) const
+{
+   const bool succeeded = ZqXmlClass::write(writer);
+   writer.incrementLinkCount();
+   return succeeded;
+}
+
 /// Takes over the drive that an old document holds, in one form or the other; the container counts.
 void ZqManipulatorLink::takeOldJointActuator()
 {

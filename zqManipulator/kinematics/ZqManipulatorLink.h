@@ -88,6 +88,7 @@ public:
    bool read(ZqXmlReader& reader) override;
    /// Messages about what follows the label name the link.
    bool readValueFromToken(const ZqToken& token, ZqXmlReader& reader) override;
+   bool write(ZqXmlWriter& writer) const override;
 
    ZqManipulatorLink() { m_jointActuator.setManipulatorLink(this); }
    /// The copy has the parent and the index of the other link until it is given its own, and belongs to

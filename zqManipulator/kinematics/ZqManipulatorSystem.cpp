@@ -69,6 +69,7 @@ bool ZqManipulatorSystem::write(ZqXmlWriter& writer) const
 {
    m_totalReadableLinkCount = countAllReadableLinks();
    writer.setLinkTotal(m_totalReadableLinkCount);
+   writer.resetLinkCount();
    return ZqXmlClass::write(writer);
 }
 

@@ -84,8 +84,9 @@ bool ZqStatedSystem::read(ZqXmlReader& reader)
    validateTopLevelDimensions();
    validateLowLevelDimensions();
    ZqManipulatorAttachmentMap& attachments = m_configuration.attachmentMap();
-   if (attachments.baseNodes().size() == 0)
-      attachments.convertFromOldFormat(system().manipulatorAttachmentMap());
+   const ZqOldManipulatorAttachmentMap& oldAttachments = system().manipulatorAttachmentMap();
+   if (attachments.baseNodes().size() == 0 && oldAttachments.size() != 0)
+      attachments.convertFromOldFormat(oldAttachments);
    for (const ZqU32 index : attachments.removeManipulatorsFrom(numberOfManipulators()))
    {
       const ZqString what = "there is no manipulator " + std::to_string(index) + " to attach";

@@ -141,7 +141,7 @@ ZqBoolean ZqManipulatorSystemState::linearFactorInterpolation(
       // has to become that of the first.
       if (this != &second)
          *this = first;
-      else if (!(factor >= 0.0 && factor <= 1.0 && checkCompatibleState(first)))
+      else if (!checkCompatibleState(first))
          return linearFactorInterpolation(first, ZqManipulatorSystemState(second), factor);
    }
    if (first.m_positionStates.size() != second.m_positionStates.size())

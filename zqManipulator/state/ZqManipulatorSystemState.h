@@ -64,10 +64,10 @@ public:
    /// same time: the result then is the first. Either state may be this one.
    virtual ZqBoolean linearInterpolation(const ZqManipulatorSystemState& first,
                                          const ZqManipulatorSystemState& second, ZqReal time);
-   /// Becomes first + factor (second - first), where either may be this one. What cannot be blended is
-   /// that of the first: frames for a factor outside [0, 1], velocities of unequal joint counts and
-   /// those that the second lacks. With unequal numbers of position states it answers false, with a
-   /// message, and everything is that of the first.
+   /// Becomes first + factor (second - first), where either may be this one; a factor outside [0, 1]
+   /// extrapolates joints and frames alike. What cannot be blended is that of the first: velocities of
+   /// unequal joint counts and those that the second lacks. With unequal numbers of position states it
+   /// answers false, with a message, and everything is that of the first.
    virtual ZqBoolean linearFactorInterpolation(const ZqManipulatorSystemState& first,
                                                const ZqManipulatorSystemState& second,
                                                ZqReal factor);

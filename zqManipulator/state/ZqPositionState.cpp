@@ -37,6 +37,6 @@ ZqBoolean ZqPositionState::linearInterpolation(const ZqPositionState& first,
    m_jointPositions.resize(std::min(n1, n2));
    ZqStateValues::blend(first.m_jointPositions, second.m_jointPositions, factor,
                         m_jointPositions.values());
-   m_coordSysXForm.interpolation(first.m_coordSysXForm, second.m_coordSysXForm, factor);
+   m_coordSysXForm.setToFraction(first.m_coordSysXForm, second.m_coordSysXForm, factor);
    return n1 == n2;
 }

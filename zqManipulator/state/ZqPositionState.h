@@ -43,8 +43,8 @@ public:
    virtual ZqBoolean readBin(std::istream& stream);
    virtual ZqBoolean writeBin(std::ostream& stream) const;
    /// Becomes the state between two, which may be this one. A factor outside [0, 1] extrapolates the
-   /// joints and leaves the frame that this had. With unequal numbers of joints it answers false, with
-   /// a message, and takes the joints that both have.
+   /// joints and the frame alike. With unequal numbers of joints it answers false, with a message, and
+   /// takes the joints that both have.
    virtual ZqBoolean linearInterpolation(const ZqPositionState& first,
                                          const ZqPositionState& second, ZqReal factor);
 

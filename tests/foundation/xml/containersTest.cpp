@@ -216,6 +216,14 @@ TEST(Containers, IndexFaultsAreLoggedAndLeaveTheContainerAlone)
    items.pushBack(items[0]);
    items.assign(2, items[2]);
    EXPECT_TRUE(items.size() == 2 && items[1].id == 5 && items[1].container() == &items);
+   // An element that is held already stays.
+   ItemElement single;
+   single.setElement(Leaf(5));
+   single.setAndDeleteElementPointer(single.element());
+   SharedItem shared;
+   shared.setElement(*single.element());
+   shared.setAndDeleteElementPointer(shared.element());
+   EXPECT_EQ(*shared.element(), *single.element());
 }
 
 // What a container does not know, the outermost one of the document may; nobody else.

@@ -3,12 +3,15 @@
 #include "support/xmlSamples.h"
 #include "zqManipulator/foundation/xml/ZqXmlWriter.h"
 #include "zqManipulator/kinematics/ZqDenavitHartenberg.h"
+#include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
 
 #include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
+#include <functional>
 
 using namespace zqTest;
 namespace fs = std::filesystem;
@@ -47,6 +50,30 @@ protected:
    const TestFolder folder;
    const std::string file = folder / "a b%s\xC3\xA9.xml";
 };
+
+/// Does something while it is written.
+struct Busy : Sample
+{
+   explicit Busy(std::function<void()> doIt) : work(std::move(doIt)) {}
+   bool write(ZqXmlWriter& writer) const override
+   {
+      work();
+      return Sample::write(writer);
+   }
+   std::function<void()> work;
+};
+
+/// A static object that writes and reads when the process ends, after all is gone that was made later.
+struct LateWriter
+{
+   ~LateWriter()
+   {
+      if (!expected.empty())
+         _exit(written(joint, false) == expected && readFrom(joint, expected) ? 0 : 1);
+   }
+   ZqLinkKinematicsContainer joint;
+   std::string expected;
+} lateWriter;
 
 ZqXmlVectorBasicType<ZqReal> manyNumbers(ZqReal first)
 {
@@ -139,6 +166,42 @@ TEST_F(Saving, AFullDiskLeavesTheOldFile)
       EXPECT_EQ(bytesOf(file), old);
       EXPECT_EQ(filesInFolder(), 1u);
    }
+}
+
+TEST_F(Saving, TheNewFileOfAKilledSaveGoesWithTheNextOne)
+{
+   const Busy killed([] { std::raise(SIGKILL); });
+   for (int i = 0; i < 2; ++i)
+   {
+      EXPECT_TRUE(WIFSIGNALED(statusOf([&] { return Zq::save(killed, file); })));
+      EXPECT_EQ(filesInFolder(), 1u);
+   }
+   // Those of saves that are at work stay, and the one that is the last to end counts.
+   const Busy working(
+      [&]
+      {
+         EXPECT_TRUE(WIFSIGNALED(statusOf([&] { return Zq::save(killed, file); })));
+         EXPECT_EQ(filesInFolder(), 2u);
+         EXPECT_TRUE(Zq::save(Sample::odd(), file));
+         EXPECT_EQ(bytesOf(file), written(Sample::odd()));
+         EXPECT_EQ(filesInFolder(), 2u);
+      });
+   EXPECT_TRUE(Zq::save(working, file));
+   EXPECT_EQ(bytesOf(file), written(Sample()));
+   EXPECT_EQ(filesInFolder(), 1u);
+}
+
+TEST_F(Saving, WorksFromTheDestructorOfAStaticObject)
+{
+   const int status = statusOf(
+      []
+      {
+         lateWriter.joint.setTopElement(ZqDenavitHartenberg::defaultObject());
+         lateWriter.expected = written(lateWriter.joint, false);
+         std::exit(2);
+         return false;
+      });
+   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
 }
 
 // Each allocation in turn fails: the answer is then false, the file that was there stays or is the new

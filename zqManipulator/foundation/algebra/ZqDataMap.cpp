@@ -49,6 +49,6 @@ ZqBoolean ZqDataMap::lookup(const ZqString& name, ZqString& value) const
 
 const ZqDataMap& ZqDataMap::boundingColor()
 {
-   static const ZqDataMap map = makeBoundingColor();
+   static const auto& map = *new ZqDataMap(makeBoundingColor());
    return map;
 }

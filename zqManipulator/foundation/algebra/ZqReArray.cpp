@@ -49,7 +49,7 @@ ZqReArray& ZqReArray::operator=(ZqReArray&& other) noexcept
 
 const ZqReArray& ZqReArray::nullObject()
 {
-   static const ZqReArray empty;
+   static const auto& empty = *new ZqReArray();
    return empty;
 }
 

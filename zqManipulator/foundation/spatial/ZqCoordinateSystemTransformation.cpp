@@ -48,11 +48,18 @@ ZqCoordinateSystemTransformation::interpolation(const ZqCoordinateSystemTransfor
 {
    if (!(fraction >= 0.0 && fraction <= 1.0))
       return false;
+   setToFraction(from, to, fraction);
+   return true;
+}
+
+void ZqCoordinateSystemTransformation::setToFraction(const ZqCoordinateSystemTransformation& from,
+                                                     const ZqCoordinateSystemTransformation& to,
+                                                     ZqReal fraction) noexcept
+{
    const ZqVector translation = from.m_translation * (1.0 - fraction) + to.m_translation * fraction;
    const ZqOrientation orientation =
       ZqOrientation::slerp(from.m_orientation, to.m_orientation, fraction);
    *this = ZqCoordinateSystemTransformation(from.m_mode & to.m_mode, translation, orientation);
-   return true;
 }
 
 void ZqCoordinateSystemTransformation::integrateReferenceFrameVelocity(

@@ -161,6 +161,9 @@ public:
    /// at a constant rate. False, and no change, for a fraction outside [0, 1].
    ZqBoolean interpolation(const ZqCoordinateSystemTransformation& from,
                            const ZqCoordinateSystemTransformation& to, ZqReal fraction) noexcept;
+   /// The same for any fraction: one outside [0, 1] goes on at the same rates.
+   void setToFraction(const ZqCoordinateSystemTransformation& from,
+                      const ZqCoordinateSystemTransformation& to, ZqReal fraction) noexcept;
    /// Advances the frame over dt seconds by a velocity in the axes of the reference frame: the linear
    /// part (m/s) is that of the frame's origin, the angular part (rad/s) is constant, and the
    /// orientation is advanced exactly, by the exponential map.

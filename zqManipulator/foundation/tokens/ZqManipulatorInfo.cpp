@@ -2,31 +2,32 @@
 
 const ZqString& Zq::manipulatorInfo::xmlNamespace()
 {
-   static const ZqString text = "http://zqmanipulator.org/toolkits/foundation/manipulator/zq#";
+   static const auto& text =
+      *new ZqString("http://zqmanipulator.org/toolkits/foundation/manipulator/zq#");
    return text;
 }
 
 const ZqString& Zq::manipulatorInfo::projectName()
 {
-   static const ZqString text = "manipulator";
+   static const auto& text = *new ZqString("manipulator");
    return text;
 }
 
 const ZqString& Zq::manipulatorInfo::repositoryName()
 {
-   static const ZqString text = "toolkits";
+   static const auto& text = *new ZqString("toolkits");
    return text;
 }
 
 const ZqString& Zq::manipulatorInfo::solutionName()
 {
-   static const ZqString text = "foundation";
+   static const auto& text = *new ZqString("foundation");
    return text;
 }
 
 const ZqString& Zq::manipulatorInfo::pluginLibraryFileName()
 {
-   static const ZqString text;
+   static const auto& text = *new ZqString();
    return text;
 }
 

@@ -11,7 +11,8 @@
 ///
 /// A token made from a `Literal` is a constant expression: it refers to the characters of the
 /// literal, needs no start-up code, may be used by the initialisers of any translation unit, and is
-/// copied without an allocation. A token made from other text owns a copy of it.
+/// copied without an allocation. Its destructor has nothing to do, so a constant serves the destructors of
+/// static objects as well. A token made from other text owns a copy of it.
 class ZqToken
 {
 public:

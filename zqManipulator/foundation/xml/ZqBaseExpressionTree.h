@@ -79,10 +79,11 @@ public:
    {
       setAndDeleteTopElementPointer(ZqXmlClonePointer<T>::copyOf(&element));
    }
-   /// Takes ownership, of null too.
+   /// Takes ownership, of null too. The element that is held already stays.
    virtual void setAndDeleteTopElementPointer(T* element)
    {
-      this->m_element.reset(element);
+      if (element != this->m_element.get())
+         this->m_element.reset(element);
       setTopElementContainerToThis();
    }
    virtual void setTopElementContainerToThis() { attach(); }

@@ -1,6 +1,7 @@
 #include "zqManipulator/foundation/xml/ZqXmlBaseVariableCompoundType.h"
 
 #include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/foundation/xml/ZqXmlClassRegistry.h"
 #include "zqManipulator/foundation/xml/ZqXmlReader.h"
 #include "zqManipulator/foundation/xml/ZqXmlSchema.h"
 #include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
@@ -111,8 +112,9 @@ const CreatorMap& ZqXmlBaseVariableCompoundType::creatorMap() const
       return m_own->creators;
    if (m_creators != nullptr)
       return *m_creators;
-   static std::mutex mutex;
-   static std::unordered_map<std::type_index, CreatorMap> creatorsOfClasses;
+   // Never destroyed, so that documents can be read and written until the process ends.
+   static auto& mutex = *new std::mutex;
+   static auto& creatorsOfClasses = *new std::unordered_map<std::type_index, CreatorMap>;
    {
       const std::scoped_lock lock(mutex);
       const auto found = creatorsOfClasses.find(typeid(*this));
@@ -139,7 +141,7 @@ ZqXmlObject* ZqXmlBaseVariableCompoundType::newObjectFromToken(const ZqToken& to
 
 const std::vector<ZqString>& ZqXmlBaseVariableCompoundType::addLibraries() const
 {
-   static const std::vector<ZqString> none;
+   static const auto& none = *new std::vector<ZqString>;
    return m_own ? m_own->libraries : none;
 }
 
@@ -197,9 +199,13 @@ void ZqXmlBaseVariableCompoundType::writeElementSchema(ZqXmlSchema& schema, unsi
    // The list of libraries may stand before an element.
    schema.setChoice(0, most == ZqXmlSchema::unbounded ? most : most + 1);
    schema.addElement(ZqXml::ZqAddLibrariesToken, ZqXmlVectorType<ZqString>(), 1, 1);
-   for (const auto& [token, creator] : creatorMap())
+   CreatorMap creators = creatorMap();
+   creators.merge(Zq::registeredCreators());
+   for (const auto& [token, creator] : creators)
    {
       const std::unique_ptr<ZqXmlObject> sample(creator());
+      if (!accepts(sample.get()))
+         continue;
       sample->xmlInit();
       schema.addElement(token, *sample, 1, 1);
    }
@@ -218,17 +224,22 @@ bool ZqXmlBaseVariableCompoundType::readLibraries(const ZqToken& token, ZqXmlRea
    return true;
 }
 
-std::unique_ptr<ZqXmlObject>
-ZqXmlBaseVariableCompoundType::newElement(const ZqToken& token, ZqXmlReader& reader,
-                                          bool (*accepts)(const ZqXmlObject*),
-                                          const char* className) const
+bool ZqXmlBaseVariableCompoundType::accepts(const ZqXmlObject* element) const
+{
+   return element != nullptr;
+}
+
+std::unique_ptr<ZqXmlObject> ZqXmlBaseVariableCompoundType::newElement(const ZqToken& token,
+                                                                       ZqXmlReader& reader,
+                                                                       const char* className) const
 {
    std::unique_ptr<ZqXmlObject> object(newObjectFromToken(token));
    if (!object && reader.topContainer() != nullptr)
       object.reset(reader.topContainer()->newObjectFromToken(token));
-   if (object && !accepts(object.get()))
-      object.reset();
-   if (!object)
+   const Creator creator = object ? nullptr : Zq::registeredCreator(token);
+   if (creator != nullptr)
+      object.reset(creator());
+   if (!accepts(object.get()))
    {
       ZqString known;
       for (const auto& [name, creator] : creatorMap())
@@ -237,6 +248,7 @@ ZqXmlBaseVariableCompoundType::newElement(const ZqToken& token, ZqXmlReader& rea
                     "the class \"" + token.token() + "\" is not known" + known,
                     ZqString(className) + "::readValueFromToken() error:\n\t\"" + token.token() +
                        "\" tag not registered.\n" + reader.place() + '\n');
+      return nullptr;
    }
    return object;
 }

@@ -10,7 +10,8 @@
 /// to be made, by the creator that is registered for it.
 ///
 /// The creators of a class are registered once, at first need, and shared by all its objects; a
-/// creator that is registered with one object alone is that object's.
+/// creator that is registered with one object alone is that object's. A name that has no creator there
+/// is looked for among the classes of the user (`Zq::registerClass`).
 class ZqXmlBaseVariableCompoundType : public ZqXmlObject
 {
 public:
@@ -50,12 +51,15 @@ public:
 protected:
    /// Reads the element when it is the list of libraries, and tells whether it was.
    bool readLibraries(const ZqToken& token, ZqXmlReader& reader, bool& succeeded);
-   /// A new object for an element, of the class that `accepts` answers true for: by a creator of this
-   /// object, else of the outermost one of the document. Null, with a message, when there is none.
+   /// Whether an object, which may be null, is of the family of classes that this one holds.
+   virtual bool accepts(const ZqXmlObject* element) const;
+   /// A new object for an element, of a class that is accepted here: by a creator of this object, else
+   /// of the outermost one of the document, else by that of a class of the user. Null, with a message,
+   /// when there is none.
    std::unique_ptr<ZqXmlObject> newElement(const ZqToken& token, ZqXmlReader& reader,
-                                           bool (*accepts)(const ZqXmlObject*),
                                            const char* className) const;
-   /// Describes the type: each registered class may occur, so many in all.
+   /// Describes the type: each registered class may occur, so many in all, and so may the classes of the
+   /// user that are accepted here.
    void writeElementSchema(ZqXmlSchema& schema, unsigned most) const;
    virtual void writeSchemaAttributes(ZqXmlSchema& schema) const;
 

@@ -103,7 +103,8 @@ void append(ZqXmlComponentEntry*& next)
 template <class Class>
 const ZqXmlCompoundType& defaultOf()
 {
-   static const Class object;
+   // Never destroyed, so that documents can be written by the destructors of static objects as well.
+   static const auto& object = *new Class();
    return object;
 }
 

@@ -400,6 +400,9 @@ bool ZqXmlCompoundType::writeComponents(ZqXmlWriter& writer, bool attributes) co
       if (!attributes)
          writer.writeEndTag();
    };
+   // What cannot be written any more is not descended into.
+   if (!writer.good())
+      return false;
    const bool all = writer.writeDefaultDataFlag();
    if (const ZqXmlComponentTable* table = ownTable())
    {

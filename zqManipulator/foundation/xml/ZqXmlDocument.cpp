@@ -6,6 +6,7 @@
 #include "zqManipulator/foundation/xml/ZqXmlWriter.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -131,16 +132,61 @@ ZqString followed(const ZqString& fileName)
    return path.string();
 }
 
-/// Makes a new file beside the target, with the permissions that a new file has, and sets its name.
+/// The name of the new file of a save: the first number that no other save has.
+ZqString newFileName(const ZqString& target, int number)
+{
+   return target + ".save-" + std::to_string(number) + ".new";
+}
+
+/// Locks a file for as long as it is open, unless somebody has locked it.
+bool lock(int descriptor)
+{
+   return ::flock(descriptor, LOCK_EX | LOCK_NB) == 0;
+}
+
+/// Whether a name still is that of an open file, and no pipe or device has it.
+bool isNamed(int descriptor, const ZqString& name)
+{
+   struct stat file = {};
+   struct stat named = {};
+   return ::fstat(descriptor, &file) == 0 && S_ISREG(file.st_mode) &&
+          ::lstat(name.c_str(), &named) == 0 && file.st_dev == named.st_dev &&
+          file.st_ino == named.st_ino;
+}
+
+/// Removes the new file of a save that was killed. The system unlocks what a process has locked when the
+/// process ends, however it ends: a file that can be locked belongs to nobody.
+void removeLeftOver(const ZqString& name)
+{
+   const int descriptor = ::open(name.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+   if (descriptor < 0)
+      return;
+   if (lock(descriptor) && isNamed(descriptor, name))
+      ::unlink(name.c_str());
+   ::close(descriptor);
+}
+
+/// Makes a new file beside the target, with the permissions that a new file has, and sets its name. The
+/// file is locked until it is closed.
 int makeBeside(const ZqString& target, ZqString& name)
 {
+   constexpr int looks = 8; // more saves of one file at a time than that are rare
    constexpr int mostTries = 1000;
+   for (int i = 0; i < looks; ++i)
+      removeLeftOver(newFileName(target, i));
    for (int i = 0; i < mostTries; ++i)
    {
-      name = target + "." + std::to_string(::getpid()) + "-" + std::to_string(i) + ".new";
+      name = newFileName(target, i);
       const int descriptor = ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-      if (descriptor >= 0 || errno != EEXIST)
+      if (descriptor < 0 && errno != EEXIST)
          return descriptor;
+      if (descriptor < 0)
+         continue;
+      // Another save may have taken the file for a left-over one before it was locked. Where files
+      // cannot be locked nobody removes any.
+      if ((lock(descriptor) || errno != EWOULDBLOCK) && isNamed(descriptor, name))
+         return descriptor;
+      ::close(descriptor);
    }
    return -1;
 }
@@ -197,14 +243,14 @@ bool saveBeside(const ZqXmlObject& object, const ZqString& fileName, bool writeD
    bool written = writeTo(descriptor, object, fileName, writeDefaults);
    if (written && (!takeOver(descriptor, target) || ::fsync(descriptor) != 0))
       written = reject("the disk takes no more", fileName);
-   if (::close(descriptor) != 0 && written)
-      written = reject("the file cannot be closed", fileName);
+   // What is on the disk is whole, so that only closing is left, which gives the lock up: last.
    if (written && ::rename(temporary.c_str(), target.c_str()) != 0)
       written = reject("the file cannot be replaced", fileName);
    if (!written)
       ::unlink(temporary.c_str());
    else
       syncFolderOf(target);
+   ::close(descriptor);
    return written;
 }
 

@@ -20,7 +20,9 @@ bool fromXml(ZqXmlObject& object, std::string_view document);
 bool read(ZqXmlObject& object, ZqXmlReader& reader);
 
 /// Writes a document to a file. The bytes go to a new file beside the target, reach the disk, and
-/// then take the target's name: whatever fails or crashes, the target is the old file or the new one.
+/// then take the target's name: whatever fails or crashes, the target is the old file or the new one. A
+/// new file that a killed save has left there (`TARGET.save-0.new`) goes with the next save of the target;
+/// that of a save at work, of this process or another, is locked and stays.
 /// False, with a message, when the object cannot be written (a number that is not finite) or the
 /// disk refuses. With `writeDefaults` false, components that equal their default are left out.
 bool save(const ZqXmlObject& object, const ZqString& fileName, bool writeDefaults = true);

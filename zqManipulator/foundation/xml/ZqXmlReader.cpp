@@ -137,6 +137,7 @@ void ZqXmlReader::setTopContainer(ZqXmlBaseVariableCompoundType* container)
 void ZqXmlReader::setLinkTotal(unsigned total)
 {
    m_parser->linkTotal = total;
+   m_parser->linkCount = 0;
 }
 
 void ZqXmlReader::incrementLinkCount()

@@ -73,7 +73,7 @@ public:
    /// The outermost variable compound being read: it is asked for creators of unknown elements.
    virtual ZqXmlBaseVariableCompoundType* topContainer() const;
    virtual void setTopContainer(ZqXmlBaseVariableCompoundType* container);
-   /// Progress in links: the total is told by the document.
+   /// Progress in links: the total is told by the document, and starts the count anew.
    virtual void setLinkTotal(unsigned total);
    virtual void incrementLinkCount();
    void setProgressSink(ProgressSink sink);

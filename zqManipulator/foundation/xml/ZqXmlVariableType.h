@@ -12,6 +12,10 @@ template <class T>
 class ZqXmlVariableType : public ZqXmlBaseVariableCompoundType
 {
 protected:
+   bool accepts(const ZqXmlObject* element) const override
+   {
+      return dynamic_cast<const T*>(element) != nullptr;
+   }
    /// Makes and reads the object that an element names. Null when nothing is made; `succeeded` tells
    /// whether that, and the reading, was as it should be.
    std::unique_ptr<T> readElement(const ZqToken& token, ZqXmlReader& reader, const char* className,
@@ -19,10 +23,7 @@ protected:
    {
       if (readLibraries(token, reader, succeeded))
          return nullptr;
-      std::unique_ptr<ZqXmlObject> object = newElement(
-         token, reader,
-         [](const ZqXmlObject* made) { return dynamic_cast<const T*>(made) != nullptr; },
-         className);
+      std::unique_ptr<ZqXmlObject> object = newElement(token, reader, className);
       succeeded = object && object->xmlInit() && object->read(reader);
       return std::unique_ptr<T>(dynamic_cast<T*>(object.release()));
    }
@@ -112,8 +113,13 @@ public:
    {
       setAndDeleteElementPointer(ZqXmlClonePointer<T>::copyOf(&element));
    }
-   /// Takes ownership, of null too; what was held before is released.
-   virtual void setAndDeleteElementPointer(T* element) { this->m_element.reset(element); }
+   /// Takes ownership, of null too; what was held before is released. The element that is held already
+   /// stays.
+   virtual void setAndDeleteElementPointer(T* element)
+   {
+      if (element != this->m_element.get())
+         this->m_element.reset(element);
+   }
 
    bool operator==(const ZqXmlElementType&) const = default;
 };

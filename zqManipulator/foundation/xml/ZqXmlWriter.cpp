@@ -3,6 +3,7 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/tokens/ZqFoundationTokens.h"
 #include "zqManipulator/foundation/tokens/ZqManipTokens.h"
+#include "zqManipulator/foundation/xml/ZqXmlReader.h"
 #include "zqManipulator/foundation/xml/ZqXmlSchema.h"
 
 #include <algorithm>
@@ -106,6 +107,7 @@ struct ZqXmlWriter::State
    bool good = true;
 
    int indent = 1;
+   unsigned depthLimit = ZqXmlReader::Limits().depth;
    unsigned columns = 0;
    ZqString header;
    ZqString styleSheet;
@@ -239,6 +241,7 @@ void ZqXmlWriter::State::newLine(std::size_t level)
    if (indent < 0)
       return;
    out += '\n';
+   level = std::min<std::size_t>(level, indentedLevels);
    out.append(level * static_cast<std::size_t>(indent), ' ');
 }
 
@@ -316,6 +319,8 @@ void ZqXmlWriter::State::startElement(std::string_view uri, std::string_view loc
    const bool isRoot = open.empty();
    if (isRoot && hasRoot)
       fail("a second root element");
+   if (open.size() >= depthLimit)
+      fail("elements are nested deeper than " + std::to_string(depthLimit));
    if (isRoot)
    {
       hasRoot = true;
@@ -574,6 +579,11 @@ void ZqXmlWriter::tab(unsigned n)
 void ZqXmlWriter::setProgressSink(ProgressSink sink)
 {
    m_state->progressSink = std::move(sink);
+}
+
+void ZqXmlWriter::setDepthLimit(unsigned depth)
+{
+   m_state->depthLimit = depth;
 }
 
 bool ZqXmlWriter::good() const

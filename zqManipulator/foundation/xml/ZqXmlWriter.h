@@ -12,8 +12,8 @@
 /// The root element binds the namespaces of the library to fixed prefixes, its own also as the
 /// default; a further namespace is bound where it is first used. Output is collected in a buffer and
 /// handed to the stream in blocks. The first failure (a stream that refuses, a value that a document
-/// cannot hold) is logged at level 4 and kept: `good()` is false from then on, and nothing more is
-/// written.
+/// cannot hold, elements nested deeper than a reader takes) is logged at level 4 and kept: `good()` is
+/// false from then on, and nothing more is written.
 class ZqXmlWriter
 {
 public:
@@ -24,6 +24,7 @@ public:
    };
 
    using ProgressSink = std::function<void(unsigned written, unsigned total)>;
+   static constexpr unsigned indentedLevels = 32;
 
    /// The name, of a file or another description, stands in messages. The stream must outlive the
    /// writer, whose destructor flushes to it.
@@ -40,7 +41,9 @@ public:
    /// Values that follow one another in an element are laid out in so many columns; 0 for one line.
    virtual void setNumOfContentColumns(unsigned columns);
    virtual void writeEndTag();
-   /// Spaces of indentation a level; a negative number writes the document on one line.
+   /// Spaces of indentation a level; a negative number writes the document on one line. Levels below
+   /// `indentedLevels` are indented no further, so that a document grows with what it holds and not with
+   /// its depth.
    virtual int indent() const;
    virtual void setIndent(int spaces);
    /// Text of a comment that stands before the root element.
@@ -79,6 +82,9 @@ public:
    virtual void tab(unsigned n);
 
    void setProgressSink(ProgressSink sink);
+   /// How many elements may be open. At first as many as a reader takes: who asks for more reads the
+   /// document with `ZqXmlReader::setLimits`.
+   void setDepthLimit(unsigned depth);
    bool good() const;
    /// Records a failure, once with a message: "ZqXmlWriter Error: ", what, the name.
    void fail(const ZqString& what);

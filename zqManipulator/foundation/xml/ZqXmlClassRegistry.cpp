@@ -1,0 +1,52 @@
+#include "zqManipulator/foundation/xml/ZqXmlClassRegistry.h"
+
+#include "zqManipulator/foundation/log/ZqPrint.h"
+
+#include <mutex>
+
+namespace
+{
+struct Registry
+{
+   std::mutex mutex;
+   ZqXmlBaseVariableCompoundType::CreatorMap classes;
+};
+
+/// Never destroyed, so that it serves the initialisers and the destructors of static objects as well.
+Registry& registry()
+{
+   static Registry& theRegistry = *new Registry;
+   return theRegistry;
+}
+} // namespace
+
+bool Zq::registerClass(const ZqToken& token, ZqXmlBaseVariableCompoundType::Creator creator)
+{
+   Registry& known = registry();
+   {
+      const std::scoped_lock lock(known.mutex);
+      if (creator != nullptr && known.classes.try_emplace(token, creator).first->second == creator)
+         return true;
+   }
+   Zq::Print::instance().write(
+      Zq::Rejected,
+      "Zq::registerClass(): \"%s\" is the name of another class, or has no "
+      "creator.\n",
+      token.token().c_str());
+   return false;
+}
+
+ZqXmlBaseVariableCompoundType::Creator Zq::registeredCreator(const ZqToken& token)
+{
+   Registry& known = registry();
+   const std::scoped_lock lock(known.mutex);
+   const auto found = known.classes.find(token);
+   return found == known.classes.end() ? nullptr : found->second;
+}
+
+ZqXmlBaseVariableCompoundType::CreatorMap Zq::registeredCreators()
+{
+   Registry& known = registry();
+   const std::scoped_lock lock(known.mutex);
+   return known.classes;
+}
