@@ -2,13 +2,16 @@
 
 #include "apps/zqsim/commands.h"
 #include "apps/zqsim/output.h"
+#include "apps/zqsim/outputFile.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/xml/ZqXmlDocument.h"
+#include "zqManipulator/foundation/xml/ZqXmlReader.h"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <charconv>
+#include <iostream>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -63,6 +66,11 @@ std::string placed(const Message& message, const std::string& fileName)
    if (message.line != 0)
       result += ':' + std::to_string(message.line);
    return result + ": " + message.text;
+}
+
+std::string inputName(const std::string& fileName)
+{
+   return zqsim::isStandardStream(fileName) ? "standard input" : fileName;
 }
 
 /// The sink of the library's log for as long as this lives.
@@ -126,15 +134,43 @@ std::string zqsim::reason(const std::string& fileName, const std::vector<Message
 
 std::vector<Message> zqsim::readModel(const std::string& fileName, ZqStatedSystem& scene)
 {
+   const std::string name = inputName(fileName);
    bool isRead = false;
-   auto messages = messagesOf(fileName, [&] { isRead = Zq::load(scene, fileName); });
+   auto messages = messagesOf(name,
+                              [&]
+                              {
+                                 if (!isStandardStream(fileName))
+                                 {
+                                    isRead = Zq::load(scene, fileName);
+                                    return;
+                                 }
+                                 ZqXmlReader reader(std::cin, name);
+                                 isRead = Zq::read(scene, reader);
+                              });
    if (!isRead)
-      throw Failure(InvalidInput, reason(fileName, messages));
+      throw Failure(InvalidInput, reason(name, messages));
    return messages;
 }
 
 void zqsim::readModelWithWarnings(const std::string& fileName, ZqStatedSystem& scene)
 {
    for (const Message& message : readModel(fileName, scene))
-      complain("warning: " + placed(message, fileName));
+      complain("warning: " + placed(message, inputName(fileName)));
+}
+
+void zqsim::writeModel(const ZqStatedSystem& scene, const std::string& fileName, bool writeDefaults)
+{
+   ZqString document;
+   bool isWritten = false;
+   const auto messages = messagesOf(fileName,
+                                    [&]
+                                    {
+                                       isWritten = isStandardStream(fileName)
+                                                      ? Zq::toXml(scene, document, writeDefaults)
+                                                      : Zq::save(scene, fileName, writeDefaults);
+                                    });
+   if (!isWritten)
+      throw Failure(Failed, reason(fileName, messages));
+   if (isStandardStream(fileName))
+      print(document);
 }

@@ -40,8 +40,12 @@ std::vector<Message> messagesOf(const std::string& fileName, const std::function
 /// What went wrong with a file, by the messages, with its place.
 std::string reason(const std::string& fileName, const std::vector<Message>& messages);
 
-/// Reads a model, and answers what had to be repaired. When it cannot be read, that is a `Failure`.
+/// Reads a model from a file or standard input, and answers what had to be repaired. When it cannot be
+/// read, that is a `Failure`.
 std::vector<Message> readModel(const std::string& fileName, ZqStatedSystem& scene);
 /// Reads a model, with a warning of each repair.
 void readModelWithWarnings(const std::string& fileName, ZqStatedSystem& scene);
+/// Writes a model to a file or standard output. When it cannot be written, that is a `Failure`.
+void writeModel(const ZqStatedSystem& scene, const std::string& fileName,
+                bool writeDefaults = true);
 } // namespace zqsim
