@@ -1,4 +1,4 @@
-# What `cmake --install` puts in place: headers, library, package config and pkg-config file.
+# What `cmake --install` puts in place: headers, library, package config, pkg-config file and models.
 include(CMakePackageConfigHelpers)
 
 # Builds what is installed, and none of the tests, examples and benchmarks.
@@ -55,3 +55,9 @@ endif()
 configure_file(cmake/zqManipulator.pc.in "${PROJECT_BINARY_DIR}/cmake/zqManipulator.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/cmake/zqManipulator.pc"
         DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+
+install(
+   DIRECTORY "${PROJECT_SOURCE_DIR}/examples/models"
+   DESTINATION "${CMAKE_INSTALL_DATADIR}/zqManipulator"
+   FILES_MATCHING
+   PATTERN "*.xml")

@@ -41,7 +41,10 @@ using Run = std::function<ExitCode()>;
 Run check(CLI::App& arguments);
 Run convert(CLI::App& arguments);
 Run frames(CLI::App& arguments);
+/// Makes the manual page and the completions of shells. Nobody is shown it.
+Run generate(CLI::App& arguments);
 Run info(CLI::App& arguments);
 Run run(CLI::App& arguments);
+Run schema(CLI::App& arguments);
 /// @}
 } // namespace zqsim

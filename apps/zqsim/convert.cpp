@@ -1,6 +1,5 @@
 #include "apps/zqsim/commands.h"
 #include "apps/zqsim/model.h"
-#include "zqManipulator/foundation/xml/ZqXmlDocument.h"
 
 #include <CLI/CLI.hpp>
 
@@ -12,6 +11,7 @@ zqsim::Run zqsim::convert(CLI::App& arguments)
    {
       std::string in;
       std::string out;
+      bool brief = false;
    };
    const auto options = std::make_shared<Options>();
    arguments.add_option("IN", options->in, "The model to read, in any form that can be read")
@@ -24,15 +24,12 @@ zqsim::Run zqsim::convert(CLI::App& arguments)
          "by a whole document")
       ->required()
       ->type_name("FILE");
+   arguments.add_flag("--brief", options->brief, "Leave out what equals its default");
    return [options]
    {
       ZqStatedSystem scene;
       warnOf(readModel(options->in, scene));
-      bool isWritten = false;
-      const Diagnostics diagnostics =
-         diagnosticsOf([&] { isWritten = Zq::save(scene, options->out); });
-      if (!isWritten)
-         throw Failure(Failed, reason(options->out, diagnostics));
+      writeModel(scene, options->out, !options->brief);
       return Done;
    };
 }

@@ -24,16 +24,19 @@ struct Command
    const char* description;
    Run (*declare)(CLI::App& arguments);
 };
-constexpr std::array<Command, 5> commands{
+constexpr std::array<Command, 7> commands{
    {{"info", "Tell what is in a model: manipulators, links, masses and state", info},
     {"frames", "Compute where the links of a model are", frames},
     {"check", "List what was repaired and what is odd in a model", check},
     {"convert", "Read a model and write it anew", convert},
-    {"run", "Simulate a model, step by step", zqsim::run}}};
+    {"run", "Simulate a model, step by step", zqsim::run},
+    {"schema", "Print the XML Schema of models, with what each element means", schema},
+    {"generate", "Make the manual page and the completions of shells", generate}}};
 
 constexpr const char* exitCodes =
    "Exit codes: 0 done, 1 failed at run time, 2 usage, 3 invalid input,\n"
-   "4 numerical failure, 5 findings, 130 interrupted";
+   "4 numerical failure, 5 findings, 130 interrupted.\n"
+   "In place of a FILE, - is standard input or output.";
 
 ExitCode run(int argumentCount, char** arguments)
 {

@@ -2,16 +2,27 @@
 
 #include "apps/zqsim/commands.h"
 #include "apps/zqsim/output.h"
+#include "apps/zqsim/outputFile.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/xml/ZqXmlDocument.h"
+#include "zqManipulator/foundation/xml/ZqXmlReader.h"
 #include "zqManipulator/tools/ZqModelCheck.h"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <iostream>
 #include <set>
 #include <string_view>
 #include <utility>
+
+namespace
+{
+std::string inputName(const std::string& fileName)
+{
+   return zqsim::isStandardStream(fileName) ? "standard input" : fileName;
+}
+} // namespace
 
 void zqsim::ModelArguments::declare(CLI::App& arguments)
 {
@@ -59,10 +70,21 @@ std::string zqsim::lineOf(const Zq::Diagnostic& diagnostic)
 
 zqsim::Diagnostics zqsim::readModel(const std::string& fileName, ZqStatedSystem& scene)
 {
+   const std::string name = inputName(fileName);
    bool isRead = false;
-   Diagnostics diagnostics = diagnosticsOf([&] { isRead = Zq::load(scene, fileName); });
+   Diagnostics diagnostics = diagnosticsOf(
+      [&]
+      {
+         if (!isStandardStream(fileName))
+         {
+            isRead = Zq::load(scene, fileName);
+            return;
+         }
+         ZqXmlReader reader(std::cin, name);
+         isRead = Zq::read(scene, reader);
+      });
    if (!isRead)
-      throw Failure(InvalidInput, reason(fileName, diagnostics));
+      throw Failure(InvalidInput, reason(name, diagnostics));
    return diagnostics;
 }
 
@@ -71,7 +93,7 @@ zqsim::Diagnostics zqsim::readAndCheckModel(const std::string& fileName, ZqState
    Diagnostics diagnostics = readModel(fileName, scene);
    for (Zq::Diagnostic& found : Zq::checkModel(scene))
    {
-      found.file = fileName;
+      found.file = inputName(fileName);
       diagnostics.push_back(std::move(found));
    }
    return diagnostics;
@@ -81,4 +103,20 @@ void zqsim::warnOf(const Diagnostics& diagnostics)
 {
    for (const Zq::Diagnostic& diagnostic : diagnostics)
       complain("warning: " + lineOf(diagnostic));
+}
+
+void zqsim::writeModel(const ZqStatedSystem& scene, const std::string& fileName, bool writeDefaults)
+{
+   ZqString document;
+   bool isWritten = false;
+   const Diagnostics diagnostics = diagnosticsOf(
+      [&]
+      {
+         isWritten = isStandardStream(fileName) ? Zq::toXml(scene, document, writeDefaults)
+                                                : Zq::save(scene, fileName, writeDefaults);
+      });
+   if (!isWritten)
+      throw Failure(Failed, reason(fileName, diagnostics));
+   if (isStandardStream(fileName))
+      print(document);
 }

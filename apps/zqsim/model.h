@@ -38,10 +38,14 @@ std::string reason(const std::string& fileName, const Diagnostics& diagnostics);
 /// A diagnostic in one line, with its code.
 std::string lineOf(const Zq::Diagnostic& diagnostic);
 
-/// Reads a model, and answers what had to be repaired. When it cannot be read, that is a `Failure`.
+/// Reads a model from a file or standard input, and answers what had to be repaired. When it cannot be
+/// read, that is a `Failure`.
 Diagnostics readModel(const std::string& fileName, ZqStatedSystem& scene);
 /// The same, with what is odd about the model besides.
 Diagnostics readAndCheckModel(const std::string& fileName, ZqStatedSystem& scene);
 /// Prints a warning of each.
 void warnOf(const Diagnostics& diagnostics);
+/// Writes a model to a file or standard output. When it cannot be written, that is a `Failure`.
+void writeModel(const ZqStatedSystem& scene, const std::string& fileName,
+                bool writeDefaults = true);
 } // namespace zqsim

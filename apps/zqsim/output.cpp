@@ -127,8 +127,10 @@ void zqsim::print(const std::string& text)
 
 void zqsim::print(const Json& json)
 {
+   Json versioned{{"formatVersion", jsonVersion}};
+   versioned.update(json);
    // File names may be anything; what is not UTF-8 is replaced.
-   print(json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n');
+   print(versioned.dump(2, ' ', false, Json::error_handler_t::replace) + '\n');
 }
 
 void zqsim::complain(std::string_view message)

@@ -14,6 +14,9 @@ namespace zqsim
 {
 using Json = nlohmann::ordered_json;
 
+/// Grows when a member of what is printed goes or changes its meaning, not when one comes.
+constexpr int jsonVersion = 1;
+
 /// A column of a table: its title, and the JSON pointer to its value in a row.
 struct Column
 {
@@ -37,7 +40,7 @@ Json toJson(const ZqCoordinateSystemTransformation& frame);
 Json bounded(ZqReal value);
 
 /// Writes to standard output. When nobody reads any more, what is left is dropped; when it cannot be
-/// written, that is a `Failure`.
+/// written, that is a `Failure`. An object of JSON begins with `jsonVersion`, as "formatVersion".
 void print(const std::string& text);
 void print(const Json& json);
 /// Writes a line to standard error: "zqsim: " and the message, folded.

@@ -4,17 +4,24 @@
 
 #include <cerrno>
 #include <cstring>
+#include <iostream>
 
-zqsim::OutputFile::OutputFile(const std::string& name) : m_name(name)
+zqsim::OutputFile::OutputFile(const std::string& name)
+   : m_name(isStandardStream(name) ? "standard output" : name),
+     m_stream(isStandardStream(name) ? std::cout : m_file)
 {
    errno = 0;
-   m_stream.open(name, std::ios::binary);
+   if (!isStandardStream(name))
+      m_file.open(name, std::ios::binary);
    require(m_stream.good());
 }
 
-void zqsim::OutputFile::require(bool isGood) const
+void zqsim::OutputFile::require(bool isGood)
 {
-   if (!isGood)
+   if (isGood || m_isAbandoned)
+      return;
+   m_isAbandoned = !m_file.is_open() && errno == EPIPE;
+   if (!m_isAbandoned)
       throw Failure(Failed,
                     m_name + ": " + (errno != 0 ? std::strerror(errno) : "it cannot be written"));
 }
@@ -28,6 +35,8 @@ void zqsim::OutputFile::write(std::string_view text)
 void zqsim::OutputFile::close()
 {
    errno = 0;
-   m_stream.close();
+   m_stream.flush();
+   if (m_file.is_open())
+      m_file.close();
    require(m_stream.good());
 }

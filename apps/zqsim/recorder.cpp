@@ -88,7 +88,7 @@ private:
 std::unique_ptr<Recorder> zqsim::makeRecorder(const std::string& fileName,
                                               const ZqStatedSystem& scene)
 {
-   if (fileName.ends_with(".csv"))
+   if (isStandardStream(fileName) || fileName.ends_with(".csv"))
       return std::make_unique<CsvRecorder>(fileName, scene);
    if (fileName.ends_with(".xml"))
       return std::make_unique<StateRecorder>(fileName);

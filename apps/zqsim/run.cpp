@@ -7,7 +7,6 @@
 #include "apps/zqsim/progress.h"
 #include "apps/zqsim/recorder.h"
 #include "apps/zqsim/simulation.h"
-#include "zqManipulator/foundation/xml/ZqXmlDocument.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -124,11 +123,24 @@ bool isSameFile(const std::string& a, const std::string& b)
           (plainPath(a) == plainPath(b) || std::filesystem::equivalent(a, b, error));
 }
 
+/// Whether standard output is for data, and so not for the summary.
+bool printsData(const RunOptions& options)
+{
+   return isStandardStream(options.out) || isStandardStream(options.save) ||
+          isStandardStream(options.plot);
+}
+
 /// Finds before a long run what would make it be in vain.
 void checkOutputs(const RunOptions& options)
 {
-   if (!options.out.empty() && !options.out.ends_with(".csv") && !options.out.ends_with(".xml"))
+   if (!options.out.empty() && !isStandardStream(options.out) && !options.out.ends_with(".csv") &&
+       !options.out.ends_with(".xml"))
       throw Failure(Usage, "--out: " + options.out + " ends neither in .csv nor in .xml");
+   const std::filesystem::path extension = std::filesystem::path(options.plot).extension();
+   if (!extension.empty() && extension != ".svg")
+      throw Failure(Usage, "--plot: " + options.plot + " is not for SVG, which is what is written");
+   if (options.json && printsData(options))
+      throw Failure(Usage, "--json: standard output is that of --out, --save or --plot");
    struct File
    {
       const char* option;
@@ -142,7 +154,8 @@ void checkOutputs(const RunOptions& options)
       for (std::size_t j = 0; j < i; ++j)
       {
          const bool isReplacedAtTheEnd = i == 1 && j == 0;
-         if (!isReplacedAtTheEnd && isSameFile(files[i].name, files[j].name))
+         const bool isInputAndOutput = j == 0 && isStandardStream(files[j].name);
+         if (!isReplacedAtTheEnd && !isInputAndOutput && isSameFile(files[i].name, files[j].name))
             throw Failure(Usage, std::string(files[i].option) + ": " + files[i].name +
                                     " is the file of " + files[j].option);
       }
@@ -151,7 +164,7 @@ void checkOutputs(const RunOptions& options)
    const std::string& save = options.save;
    if (std::filesystem::is_directory(save, error))
       throw Failure(Failed, save + ": " + std::strerror(EISDIR));
-   if (!save.empty() && !std::filesystem::is_other(save, error) &&
+   if (!save.empty() && !isStandardStream(save) && !std::filesystem::is_other(save, error) &&
        access(plainPath(save).parent_path().c_str(), W_OK) != 0)
       throw Failure(Failed, save + ": " + std::strerror(errno));
 }
@@ -420,14 +433,6 @@ std::string describe(const Json& data)
 
 // The command
 
-void saveModel(const ZqStatedSystem& scene, const std::string& fileName)
-{
-   bool isWritten = false;
-   const Diagnostics diagnostics = diagnosticsOf([&] { isWritten = Zq::save(scene, fileName); });
-   if (!isWritten)
-      throw Failure(Failed, reason(fileName, diagnostics));
-}
-
 ExitCode simulate(const RunOptions& options)
 {
    const ZqReal duration = parsePositive("--time", options.time);
@@ -486,10 +491,10 @@ ExitCode simulate(const RunOptions& options)
          [&]
          {
             scene.setState(simulation.state());
-            saveModel(scene, options.save);
+            writeModel(scene, options.save);
             saved = "; saved is the state at " + exact(scene.state().time()) + " s";
          });
-   if (!options.quiet)
+   if (!options.quiet && !printsData(options))
       attempt(
          [&]
          {
@@ -516,7 +521,7 @@ constexpr const char* explanation =
    "is shortened to end at start + time. A joint that comes to a limit stops there. Manipulators\n"
    "that are attached ride on their carriers, which bear their bases. The run ends early when a\n"
    "stopping criterion is met, when something is not finite any more (exit code 4), and at Ctrl-C\n"
-   "(130); files then hold what there is.";
+   "(130); files then hold what there is. When a file is standard output, no summary is written.";
 } // namespace
 
 zqsim::Run zqsim::run(CLI::App& arguments)
@@ -531,8 +536,8 @@ zqsim::Run zqsim::run(CLI::App& arguments)
       ->capture_default_str();
    arguments
       .add_option("--solver", options->solver,
-                  "crbi: composite bodies, for models with constraints too; arbi: articulated "
-                  "bodies, for long chains")
+                  "How accelerations are computed: crbi by composite bodies, for models with "
+                  "constraints too; arbi by articulated bodies, for long chains")
       ->check(CLI::IsMember({"crbi", "arbi"}))
       ->type_name("NAME")
       ->capture_default_str();
@@ -548,8 +553,8 @@ zqsim::Run zqsim::run(CLI::App& arguments)
       ->type_name("LIST");
    arguments
       .add_option("--out", options->out,
-                  "Where to record: to .csv time, joint positions and velocities, and "
-                  "energy; to .xml the states")
+                  "Where to record: to .csv, or standard output, time, joint positions and "
+                  "velocities, and energy; to .xml the states")
       ->type_name("FILE");
    arguments
       .add_option("--every", options->every,

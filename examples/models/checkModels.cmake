@@ -7,6 +7,7 @@ file(MAKE_DIRECTORY "${MADE}")
 execute_process(COMMAND "${MAKE_MODELS}" "${MADE}" COMMAND_ERROR_IS_FATAL ANY)
 
 file(GLOB kept RELATIVE "${MODELS}" "${MODELS}/*.xml")
+list(REMOVE_ITEM kept minimal.xml) # written by hand
 file(GLOB made RELATIVE "${MADE}" "${MADE}/*.xml")
 set(differing "")
 foreach(model IN LISTS kept made)

@@ -73,7 +73,9 @@ protected:
    {
       const Result result = run(arguments + " --json");
       EXPECT_EQ(result.code, code) << arguments << '\n' << result.err;
-      return Json::parse(result.out);
+      const Json data = Json::parse(result.out);
+      EXPECT_EQ(data.at("formatVersion"), 1) << arguments;
+      return data;
    }
 
    /// A model in which the first occurrence of each text is replaced.

@@ -2,14 +2,26 @@
 
 #include <algorithm>
 #include <cmath>
+#include <regex>
 
 namespace
 {
 /// Two links of the PUMA of which the lengths are finite and the sum is not.
 const std::vector<Change> tooLong{{"<a>0.4318<", "<a>1e308<"}, {"<d>0.4318<", "<d>1.7e308<"}};
 
+/// A zero of either sign equals a default of zero.
+std::string withoutSignOfZero(const std::string& document)
+{
+   return std::regex_replace(document, std::regex(" -0(?=[ <])"), " 0");
+}
+
 TEST_F(Zqsim, ModelsAreReadWithoutAWordAndWrittenAsTheyAre)
 {
+   const std::string schema = scratch("model.xsd");
+   EXPECT_EQ(run("schema --out " + schema).code, 0);
+   const bool canValidate = std::system("xmllint --version >/dev/null 2>&1") == 0;
+   const std::string validate = "xmllint --nonet --noout --schema " + schema + ' ';
+   const std::string full = scratch("full.xml"), brief = scratch("brief.xml");
    for (const auto& entry : std::filesystem::directory_iterator(PROJECT "examples/models"))
    {
       const std::string file = entry.path();
@@ -28,9 +40,82 @@ TEST_F(Zqsim, ModelsAreReadWithoutAWordAndWrittenAsTheyAre)
       for (const Json& manipulator : frames)
          joints -= manipulator.at("frames").size() - 1; // the base has no joint
       EXPECT_EQ(joints, 0U);
-      EXPECT_EQ(run("convert " + file + " " + scratch("converted.xml")).code, 0);
-      EXPECT_EQ(contentOf(file), contentOf(scratch("converted.xml")));
+
+      EXPECT_EQ(run("convert " + file + ' ' + full).code, 0);
+      const std::string document = contentOf(full);
+      if (!file.ends_with("minimal.xml")) // written by hand
+      {
+         EXPECT_EQ(contentOf(file), document);
+      }
+      EXPECT_EQ(run("convert --brief " + file + ' ' + brief).code, 0);
+      EXPECT_LT(contentOf(brief).size(), document.size());
+      EXPECT_EQ(withoutSignOfZero(run("convert - - <" + brief).out), withoutSignOfZero(document));
+      EXPECT_EQ(run("convert - --brief - <" + brief).out, contentOf(brief));
+      const std::string all = file + ' ' + full + ' ' + brief;
+      EXPECT_TRUE(!canValidate || std::system((validate + all + " 2>/dev/null").c_str()) == 0);
    }
+}
+
+TEST_F(Zqsim, TheSchemaSaysWhatEachElementIs)
+{
+   const std::string schema = run("schema").out;
+   const std::string annotation = "<xs:annotation><xs:documentation>";
+   std::size_t count = 0;
+   for (const std::string kind : {"<xs:element ", "<xs:attribute ", "<xs:enumeration "})
+      for (auto place = schema.find(kind); place != std::string::npos;
+           place = schema.find(kind, place + 1), ++count)
+      {
+         const auto end = schema.find_first_not_of("\n ", schema.find('>', place) + 1);
+         EXPECT_EQ(schema.compare(end, annotation.size(), annotation), 0)
+            << schema.substr(place, end - place);
+      }
+   EXPECT_GT(count, 100U);
+   EXPECT_NE(schema.find("motor position per joint position; default 1<"), std::string::npos);
+}
+
+TEST_F(Zqsim, ShellsAndManualsKnowWhatTheProgramDeclares)
+{
+   // What a shell would offer at the end of a line.
+   run("generate bash " + scratch("zqsim.bash"));
+   const auto offered = [&](const std::string& words)
+   {
+      const std::string script = ". " + scratch("zqsim.bash") + "; COMP_WORDS=(zqsim " + words +
+                                 "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _zqsim; "
+                                 "echo ${COMPREPLY[@]} #";
+      return run("", "bash -c '" + script + "' ").out;
+   };
+   EXPECT_EQ(offered("ch"), "check\n");
+   EXPECT_EQ(offered("run a.xml --sol"), "--solver\n");
+   EXPECT_EQ(offered("run --solver \"\""), "crbi arbi\n");
+   EXPECT_EQ(offered("frames READ"), "README.md\n");
+   EXPECT_EQ(offered("run --plot READ"), "README.md\n");
+   EXPECT_EQ(offered("run --time READ"), "\n");
+
+   const std::string page = run("generate man").out;
+   const std::string completions = run("generate zsh").out + run("generate fish").out;
+   EXPECT_EQ(page.find("generate"), std::string::npos);
+   for (const std::string command : {"info", "frames", "check", "convert", "run", "schema"})
+   {
+      const std::string help = run(command + " --help").out;
+      for (auto place = help.find("\n  --"); place != std::string::npos;
+           place = help.find("\n  --", place + 1))
+      {
+         const auto begin = place + 5;
+         const std::string name = help.substr(begin, help.find_first_of(" ,\n", begin) - begin);
+         EXPECT_NE(page.find("\\-\\-" + name), std::string::npos) << name;
+         EXPECT_NE(completions.find("--" + name), std::string::npos) << name;
+         EXPECT_NE(completions.find(" -l " + name), std::string::npos) << name;
+      }
+   }
+   // As far as there are judges: one complains on standard output, the other on standard error.
+   const std::string file = scratch("zqsim.1");
+   std::ofstream(file) << page;
+   for (const std::string judge : {"mandoc -Tlint -Werror " + file,
+                                   "man --warnings -l -Tutf8 -Z " + file + " 2>&1 >/dev/null"})
+      EXPECT_EQ(run("", "command -v " + judge.substr(0, judge.find(' ')) + " >/dev/null && " +
+                           judge + "; true ")
+                   .out,
+                "");
 }
 
 TEST_F(Zqsim, FailuresHaveTheirCodeAndOneLine)

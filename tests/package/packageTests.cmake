@@ -16,6 +16,24 @@ add_test(NAME package.install COMMAND "${CMAKE_COMMAND}" --install "${PROJECT_BI
 set_tests_properties(package.install PROPERTIES FIXTURES_REQUIRED zqPackageClean
                                                 FIXTURES_SETUP zqInstalled)
 
+# Besides what the consumers find for themselves. md5sum fails when a file is missing.
+set(installedFiles share/zqManipulator/models/minimal.xml)
+if(TARGET zqsimPages)
+   list(
+      APPEND
+      installedFiles
+      share/man/man1/zqsim.1
+      share/bash-completion/completions/zqsim
+      share/zsh/site-functions/_zqsim
+      share/fish/vendor_completions.d/zqsim.fish
+      share/zqManipulator/schema/model.xsd)
+endif()
+add_test(
+   NAME package.files
+   COMMAND "${CMAKE_COMMAND}" -E md5sum ${installedFiles}
+   WORKING_DIRECTORY "${consumerPrefix}")
+set_tests_properties(package.files PROPERTIES FIXTURES_REQUIRED zqInstalled)
+
 # Configures, builds and runs the consumer. The job pool holds Ninja to two compilers at a time.
 function(addConsumerTest name)
    add_test(

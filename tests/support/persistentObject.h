@@ -632,6 +632,29 @@ TYPED_TEST_P(PersistentObject, WriteAndReadIsExact)
    EXPECT_LT(written(objects[1], false).size(), written(objects[0], false).size());
 }
 
+/// The members of a class and of its bases, also those of old documents.
+template <class T>
+void expectDocumented()
+{
+   if constexpr (requires { typename T::XmlBase; })
+   {
+      const auto expectText = [](const auto& component)
+      {
+         const char* text = component.documentation;
+         EXPECT_TRUE(text != nullptr && *text != '\0') << component.token->token();
+      };
+      std::apply([&](const auto&... component) { (expectText(component), ...); }, T::components());
+      expectDocumented<typename T::XmlBase>();
+   }
+}
+
+TYPED_TEST_P(PersistentObject, IsDocumented)
+{
+   expectDocumented<TypeParam>();
+   if constexpr (requires { typename TypeParam::XmlBase; })
+      EXPECT_TRUE(TypeParam::documentation != nullptr && *TypeParam::documentation != '\0');
+}
+
 TYPED_TEST_P(PersistentObject, CopiesAreIndependent)
 {
    const TypeParam object = sample<TypeParam>();
@@ -661,7 +684,7 @@ TYPED_TEST_P(PersistentObject, CopiesAreIndependent)
 }
 
 REGISTER_TYPED_TEST_SUITE_P(PersistentObject, IsMadeAndCopiedAsItself, EveryComponentCounts,
-                            WriteAndReadIsExact, CopiesAreIndependent);
+                            WriteAndReadIsExact, IsDocumented, CopiesAreIndependent);
 } // namespace zqTest
 
 /// Runs the tests above for a list of classes.

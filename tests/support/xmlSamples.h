@@ -45,7 +45,7 @@ inline const ZqToken fastToken{ZqToken::Literal{"fast"}};
 
 inline const ZqXmlEnumeration& modes()
 {
-   static const ZqXmlEnumeration tokens{&slowToken, &fastToken};
+   static const ZqXmlEnumeration tokens{{&slowToken, "at leisure"}, {&fastToken, "in haste"}};
    return tokens;
 }
 

@@ -21,8 +21,10 @@ public:
    static constexpr auto components()
    {
       using This = ZqBasePowerConverter;
-      return std::tuple{ZqComponent{&This::m_minTorque, &ZqManip::ZqMinTorqueToken},
-                        ZqComponent{&This::m_maxTorque, &ZqManip::ZqMaxTorqueToken}};
+      return std::tuple{ZqComponent{&This::m_minTorque, &ZqManip::ZqMinTorqueToken,
+                                    "least torque at the motor (N m, or N)"},
+                        ZqComponent{&This::m_maxTorque, &ZqManip::ZqMaxTorqueToken,
+                                    "greatest torque at the motor (N m, or N)"}};
    }
    /// The link takes no part.
    bool operator==(const ZqBasePowerConverter& other) const

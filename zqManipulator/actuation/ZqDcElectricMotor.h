@@ -20,17 +20,27 @@ class ZqDcElectricMotor : public ZqXmlClass<ZqDcElectricMotor, ZqBasePowerConver
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqDcElectricMotorToken; }
+   static constexpr const char* documentation =
+      "a motor of direct current, driven by its voltage (V); its state is the current (A)";
    static constexpr auto components()
    {
       using This = ZqDcElectricMotor;
       return std::tuple{
-         ZqComponent{&This::m_armatureInductance, &ZqManip::ZqArmatureInductanceToken},
-         ZqComponent{&This::m_armatureResistance, &ZqManip::ZqArmatureResistanceToken},
-         ZqComponent{&This::m_torqueConstant, &ZqManip::ZqTorqueConstantToken},
-         ZqComponent{&This::m_maxEfficiency, &ZqManip::ZqMaxEfficiencyToken},
-         ZqComponent{&This::m_noLoadSpeed, &ZqManip::ZqNoLoadSpeedToken},
-         ZqComponent{&This::m_noLoadCurrent, &ZqManip::ZqNoLoadCurrentToken},
-         ZqComponent{&This::m_stallTorque, &ZqManip::ZqStallTorqueToken}};
+         ZqComponent{&This::m_armatureInductance, &ZqManip::ZqArmatureInductanceToken,
+                     "inductance L of the armature (H)"},
+         ZqComponent{&This::m_armatureResistance, &ZqManip::ZqArmatureResistanceToken,
+                     "resistance R of the armature (ohm)"},
+         ZqComponent{
+            &This::m_torqueConstant, &ZqManip::ZqTorqueConstantToken,
+            "torque per current, and back electromotive force per motor velocity (N m/A, V s/rad)"},
+         ZqComponent{&This::m_maxEfficiency, &ZqManip::ZqMaxEfficiencyToken,
+                     "efficiency of the data sheet, without effect"},
+         ZqComponent{&This::m_noLoadSpeed, &ZqManip::ZqNoLoadSpeedToken,
+                     "speed without load (rad/s) of the data sheet, without effect"},
+         ZqComponent{&This::m_noLoadCurrent, &ZqManip::ZqNoLoadCurrentToken,
+                     "current without load (A) of the data sheet, without effect"},
+         ZqComponent{&This::m_stallTorque, &ZqManip::ZqStallTorqueToken,
+                     "torque at standstill (N m) of the data sheet, without effect"}};
    }
    static ZqDcElectricMotor nullObject() { return {}; }
    bool operator==(const ZqDcElectricMotor&) const = default;

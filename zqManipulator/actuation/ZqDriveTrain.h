@@ -1,6 +1,7 @@
 #pragma once
 
-#include "zqManipulator/foundation/algebra/ZqTypes.h"
+#include "zqManipulator/foundation/tokens/ZqManipTokens.h"
+#include "zqManipulator/foundation/xml/ZqXmlClass.h"
 
 class ZqManipulatorActiveState;
 class ZqManipulatorLink;
@@ -17,6 +18,60 @@ public:
    static ZqReal scaledLimit(ZqReal limit, ZqReal scale);
 
 protected:
+   /// \name The parameters in documents, which have torque limits between the two in the old form
+   /// @{
+   static constexpr auto gearComponents()
+   {
+      using This = ZqDriveTrain;
+      return std::tuple{
+         ZqComponent{&This::m_inertia, &ZqManip::ZqInertiaToken,
+                     "inertia of rotor and gear, at the motor (kg m^2, or kg)"},
+         ZqComponent{&This::m_frictionCoefficient, &ZqManip::ZqFrictionCoefficientToken,
+                     "viscous friction, at the motor (N m s/rad, or N s/m)"},
+         ZqComponent{&This::m_gearRatio, &ZqManip::ZqGearRatioToken,
+                     "motor position per joint position"},
+         ZqComponent{&This::m_lowerLimit, &ZqManip::ZqLowerLimitToken,
+                     "least joint position (rad, or m)"},
+         ZqComponent{&This::m_upperLimit, &ZqManip::ZqUpperLimitToken,
+                     "greatest joint position (rad, or m)"},
+         ZqComponent{&This::m_maxOutputRate, &ZqManip::ZqMaxOutputRateToken,
+                     "greatest joint velocity (rad/s, or m/s)"},
+         ZqComponent{&This::m_stopperZone, &ZqManip::ZqStopperZoneToken,
+                     "distance before the limits in which stoppers push (rad, or m)"}};
+   }
+   static constexpr auto lossComponents()
+   {
+      using This = ZqDriveTrain;
+      return std::tuple{
+         ZqComponent{&This::m_stopperSpringCoefficient, &ZqManip::ZqStopperSpringCoefficientToken,
+                     "spring of the stoppers, at the joint (N m/rad, or N/m)"},
+         ZqComponent{&This::m_stopperDampingCoefficient, &ZqManip::ZqStopperDampingCoefficientToken,
+                     "damper of the stoppers, at the joint (N m s/rad, or N s/m)"},
+         ZqComponent{&This::m_staticCoulombFriction, &ZqManip::ZqStaticCoulombFrictionToken,
+                     "torque at which the motor breaks away, at the motor (N m, or N)"},
+         ZqComponent{&This::m_kineticCoulombFrictionPercentage,
+                     &ZqManip::ZqKineticCoulombFrictionPercentageToken,
+                     "sliding friction over static friction, 1 for equal"},
+         ZqComponent{&This::m_staticCoulombSpringCoefficient,
+                     &ZqManip::ZqStaticCoulombSpringCoefficientToken,
+                     "spring that holds the motor where it sticks (N m/rad, or N/m)"},
+         ZqComponent{&This::m_staticCoulombDamperCoefficient,
+                     &ZqManip::ZqStaticCoulombDamperCoefficientToken,
+                     "damper that holds the motor where it sticks (N m s/rad, or N s/m)"},
+         ZqComponent{&This::m_limitingVelocityStickRegion,
+                     &ZqManip::ZqLimitingVelocityStickRegionToken,
+                     "motor velocity from which on it slips (rad/s, or m/s)"},
+         ZqComponent{&This::m_isRigid, &ZqManip::ZqIsRigidJointToken,
+                     "whether the shaft is rigid, so that the motor follows the joint"},
+         ZqComponent{&This::m_jointFlexibilityStiffness, &ZqManip::ZqJointFlexibilityStiffnessToken,
+                     "stiffness of the shaft, at the joint (N m/rad, or N/m)"},
+         ZqComponent{&This::m_jointFlexibilityDamping, &ZqManip::ZqJointFlexibilityDampingToken,
+                     "damping of the shaft, at the joint (N m s/rad, or N s/m)"},
+         ZqComponent{&This::m_backlash, &ZqManip::ZqBacklashToken,
+                     "backlash of the gear, at the motor (rad, or m)"}};
+   }
+   /// @}
+
    /// c v r of the motor's velocity v.
    ZqReal viscousFrictionLaw(const ZqManipulatorActiveState& state, const char* message) const;
    /// A spring and a damper in the zones before the limits. Both zones count when they overlap.

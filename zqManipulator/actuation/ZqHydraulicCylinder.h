@@ -28,22 +28,37 @@ class ZqHydraulicCylinder : public ZqXmlClass<ZqHydraulicCylinder, ZqBasePowerCo
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqHydraulicCylinderToken; }
+   static constexpr const char* documentation =
+      "a hydraulic cylinder, driven by the opening of its valve; its state is the pressures (Pa) "
+      "of the two chambers";
    static constexpr auto components()
    {
       using This = ZqHydraulicCylinder;
-      return std::tuple{
-         ZqComponent{&This::m_fluidBulkModulus, &ZqManip::ZqFluidBulkModulusToken},
-         ZqComponent{&This::m_fluidDensity, &ZqManip::ZqFluidDensityToken},
-         ZqComponent{&This::m_supplyPressure, &ZqManip::ZqSupplyPressureToken},
-         ZqComponent{&This::m_drainPressure, &ZqManip::ZqDrainPressureToken},
-         ZqComponent{&This::m_dischargeCoefficient, &ZqManip::ZqDischargeCoefficientToken},
-         ZqComponent{&This::m_flowAreaGradient, &ZqManip::ZqFlowAreaGradientToken},
-         ZqComponent{&This::m_maximumValveOpening, &ZqManip::ZqMaxValveOpeningToken},
-         ZqComponent{&This::m_effectiveArea1, &ZqManip::ZqEffectiveArea1Token},
-         ZqComponent{&This::m_effectiveArea2, &ZqManip::ZqEffectiveArea2Token},
-         ZqComponent{&This::m_fluidVolume1, &ZqManip::ZqFluidVolume1Token},
-         ZqComponent{&This::m_fluidVolume2, &ZqManip::ZqFluidVolume2Token},
-         ZqComponent{&This::m_maximumFluidLength, &ZqManip::ZqMaxFluidLengthToken}};
+      return std::tuple{ZqComponent{&This::m_fluidBulkModulus, &ZqManip::ZqFluidBulkModulusToken,
+                                    "bulk modulus of the fluid (Pa)"},
+                        ZqComponent{&This::m_fluidDensity, &ZqManip::ZqFluidDensityToken,
+                                    "density of the fluid (kg/m^3)"},
+                        ZqComponent{&This::m_supplyPressure, &ZqManip::ZqSupplyPressureToken,
+                                    "pressure of the supply (Pa)"},
+                        ZqComponent{&This::m_drainPressure, &ZqManip::ZqDrainPressureToken,
+                                    "pressure of the drain (Pa)"},
+                        ZqComponent{&This::m_dischargeCoefficient,
+                                    &ZqManip::ZqDischargeCoefficientToken,
+                                    "discharge coefficient of the orifice"},
+                        ZqComponent{&This::m_flowAreaGradient, &ZqManip::ZqFlowAreaGradientToken,
+                                    "area of the orifice per valve opening (m^2)"},
+                        ZqComponent{&This::m_maximumValveOpening, &ZqManip::ZqMaxValveOpeningToken,
+                                    "greatest valve opening, in both directions"},
+                        ZqComponent{&This::m_effectiveArea1, &ZqManip::ZqEffectiveArea1Token,
+                                    "area of the piston in chamber 1 (m^2)"},
+                        ZqComponent{&This::m_effectiveArea2, &ZqManip::ZqEffectiveArea2Token,
+                                    "area of the piston in chamber 2 (m^2)"},
+                        ZqComponent{&This::m_fluidVolume1, &ZqManip::ZqFluidVolume1Token,
+                                    "dead volume of chamber 1 (m^3)"},
+                        ZqComponent{&This::m_fluidVolume2, &ZqManip::ZqFluidVolume2Token,
+                                    "dead volume of chamber 2 (m^3)"},
+                        ZqComponent{&This::m_maximumFluidLength, &ZqManip::ZqMaxFluidLengthToken,
+                                    "stroke of the piston (m)"}};
    }
    static ZqHydraulicCylinder nullObject() { return {}; }
    bool operator==(const ZqHydraulicCylinder&) const = default;

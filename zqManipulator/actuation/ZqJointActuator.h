@@ -17,15 +17,21 @@ public:
    using GearheadData = ZqXmlVectorType<ZqManufacturerData>;
 
    static const ZqToken& classToken() { return ZqManip::ZqCompositeJointActuatorToken; }
+   static constexpr const char* documentation =
+      "the drive of a joint: a power converter, whose torque the drive train carries to the joint";
    static constexpr auto components()
    {
       using This = ZqJointActuator;
       return std::tuple{
          ZqComponent{&This::m_mechanicalComponentContainer,
-                     &ZqManip::ZqMechanicalActuatorComponentContainerToken},
-         ZqComponent{&This::m_powerConverterContainer, &ZqManip::ZqPowerConverterContainerToken},
-         ZqComponent{&This::m_primeMoverData, &ZqManip::ZqPrimeMoverManufacturerDataToken},
-         ZqComponent{&This::m_gearheadData, &ZqManip::ZqGearheadManufacturerDataVectorToken}};
+                     &ZqManip::ZqMechanicalActuatorComponentContainerToken,
+                     "drive train between motor and joint"},
+         ZqComponent{&This::m_powerConverterContainer, &ZqManip::ZqPowerConverterContainerToken,
+                     "what makes the torque at the motor; without one there is none"},
+         ZqComponent{&This::m_primeMoverData, &ZqManip::ZqPrimeMoverManufacturerDataToken,
+                     "maker and part of the motor"},
+         ZqComponent{&This::m_gearheadData, &ZqManip::ZqGearheadManufacturerDataVectorToken,
+                     "makers and parts of the gears"}};
    }
    /// Gives the parts that are read this actuator's link.
    bool read(ZqXmlReader& reader) override;

@@ -1,9 +1,7 @@
 #pragma once
 
 #include "zqManipulator/actuation/ZqDriveTrain.h"
-#include "zqManipulator/foundation/tokens/ZqManipTokens.h"
 #include "zqManipulator/foundation/xml/ZqBaseExpressionTree.h"
-#include "zqManipulator/foundation/xml/ZqXmlClass.h"
 
 /// The drive train between a motor and a joint: gear, motor inertia, viscous friction, end
 /// stoppers, Coulomb friction with stiction, flexibility with backlash, and efficiency.
@@ -46,35 +44,14 @@ class ZqMechanicalActuatorComponent
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqMechanicalActuatorComponentToken; }
+   static constexpr const char* documentation =
+      "a drive train: gear, motor inertia, friction, limits, stoppers and flexible shaft";
    static constexpr auto components()
    {
-      using This = ZqMechanicalActuatorComponent;
-      return std::tuple{
-         ZqComponent{&This::m_inertia, &ZqManip::ZqInertiaToken},
-         ZqComponent{&This::m_frictionCoefficient, &ZqManip::ZqFrictionCoefficientToken},
-         ZqComponent{&This::m_gearRatio, &ZqManip::ZqGearRatioToken},
-         ZqComponent{&This::m_lowerLimit, &ZqManip::ZqLowerLimitToken},
-         ZqComponent{&This::m_upperLimit, &ZqManip::ZqUpperLimitToken},
-         ZqComponent{&This::m_maxOutputRate, &ZqManip::ZqMaxOutputRateToken},
-         ZqComponent{&This::m_stopperZone, &ZqManip::ZqStopperZoneToken},
-         ZqComponent{&This::m_stopperSpringCoefficient, &ZqManip::ZqStopperSpringCoefficientToken},
-         ZqComponent{&This::m_stopperDampingCoefficient,
-                     &ZqManip::ZqStopperDampingCoefficientToken},
-         ZqComponent{&This::m_staticCoulombFriction, &ZqManip::ZqStaticCoulombFrictionToken},
-         ZqComponent{&This::m_kineticCoulombFrictionPercentage,
-                     &ZqManip::ZqKineticCoulombFrictionPercentageToken},
-         ZqComponent{&This::m_staticCoulombSpringCoefficient,
-                     &ZqManip::ZqStaticCoulombSpringCoefficientToken},
-         ZqComponent{&This::m_staticCoulombDamperCoefficient,
-                     &ZqManip::ZqStaticCoulombDamperCoefficientToken},
-         ZqComponent{&This::m_limitingVelocityStickRegion,
-                     &ZqManip::ZqLimitingVelocityStickRegionToken},
-         ZqComponent{&This::m_isRigid, &ZqManip::ZqIsRigidJointToken},
-         ZqComponent{&This::m_jointFlexibilityStiffness,
-                     &ZqManip::ZqJointFlexibilityStiffnessToken},
-         ZqComponent{&This::m_jointFlexibilityDamping, &ZqManip::ZqJointFlexibilityDampingToken},
-         ZqComponent{&This::m_backlash, &ZqManip::ZqBacklashToken},
-         ZqComponent{&This::m_maxEfficiency, &ZqManip::ZqMaxEfficiencyToken}};
+      return std::tuple_cat(
+         gearComponents(), lossComponents(),
+         std::tuple{ZqComponent{&ZqMechanicalActuatorComponent::m_maxEfficiency,
+                                &ZqManip::ZqMaxEfficiencyToken, "efficiency of the gear"}});
    }
 
    ZqMechanicalActuatorComponent() = default;

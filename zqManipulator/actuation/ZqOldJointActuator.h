@@ -12,36 +12,17 @@ class ZqOldJointActuator : public ZqXmlClass<ZqOldJointActuator, ZqBaseJointActu
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqJointActuatorToken; }
+   static constexpr const char* documentation =
+      "the drive of a joint in one piece, of old documents";
    static constexpr auto components()
    {
       using This = ZqOldJointActuator;
-      return std::tuple{
-         ZqComponent{&This::m_inertia, &ZqManip::ZqInertiaToken},
-         ZqComponent{&This::m_frictionCoefficient, &ZqManip::ZqFrictionCoefficientToken},
-         ZqComponent{&This::m_gearRatio, &ZqManip::ZqGearRatioToken},
-         ZqComponent{&This::m_lowerLimit, &ZqManip::ZqLowerLimitToken},
-         ZqComponent{&This::m_upperLimit, &ZqManip::ZqUpperLimitToken},
-         ZqComponent{&This::m_maxOutputRate, &ZqManip::ZqMaxOutputRateToken},
-         ZqComponent{&This::m_stopperZone, &ZqManip::ZqStopperZoneToken},
-         ZqComponent{&This::m_minTorque, &ZqManip::ZqMinTorqueToken},
-         ZqComponent{&This::m_maxTorque, &ZqManip::ZqMaxTorqueToken},
-         ZqComponent{&This::m_stopperSpringCoefficient, &ZqManip::ZqStopperSpringCoefficientToken},
-         ZqComponent{&This::m_stopperDampingCoefficient,
-                     &ZqManip::ZqStopperDampingCoefficientToken},
-         ZqComponent{&This::m_staticCoulombFriction, &ZqManip::ZqStaticCoulombFrictionToken},
-         ZqComponent{&This::m_kineticCoulombFrictionPercentage,
-                     &ZqManip::ZqKineticCoulombFrictionPercentageToken},
-         ZqComponent{&This::m_staticCoulombSpringCoefficient,
-                     &ZqManip::ZqStaticCoulombSpringCoefficientToken},
-         ZqComponent{&This::m_staticCoulombDamperCoefficient,
-                     &ZqManip::ZqStaticCoulombDamperCoefficientToken},
-         ZqComponent{&This::m_limitingVelocityStickRegion,
-                     &ZqManip::ZqLimitingVelocityStickRegionToken},
-         ZqComponent{&This::m_isRigid, &ZqManip::ZqIsRigidJointToken},
-         ZqComponent{&This::m_jointFlexibilityStiffness,
-                     &ZqManip::ZqJointFlexibilityStiffnessToken},
-         ZqComponent{&This::m_jointFlexibilityDamping, &ZqManip::ZqJointFlexibilityDampingToken},
-         ZqComponent{&This::m_backlash, &ZqManip::ZqBacklashToken}};
+      return std::tuple_cat(gearComponents(),
+                            std::tuple{ZqComponent{&This::m_minTorque, &ZqManip::ZqMinTorqueToken,
+                                                   "least torque at the motor (N m, or N)"},
+                                       ZqComponent{&This::m_maxTorque, &ZqManip::ZqMaxTorqueToken,
+                                                   "greatest torque at the motor (N m, or N)"}},
+                            lossComponents());
    }
 
    /// The link takes no part.

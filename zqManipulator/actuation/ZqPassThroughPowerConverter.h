@@ -8,6 +8,7 @@ class ZqPassThroughPowerConverter
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqPassThroughPowerConverterToken; }
+   static constexpr const char* documentation = "a drive whose command is the torque at the motor";
    static ZqPassThroughPowerConverter nullObject() { return {}; }
    bool operator==(const ZqPassThroughPowerConverter&) const = default;
 

@@ -12,11 +12,16 @@ public:
    using SelfCollisionMaps = ZqXmlVectorType<ZqManipulatorSelfCollisionLinkMap>;
 
    static const ZqToken& classToken() { return ZqManip::ZqCollisionExclusionDataToken; }
+   static constexpr const char* documentation = "an archive of collision exclusions";
    static constexpr auto components()
    {
       using This = ZqCollisionExclusionData;
-      return std::tuple{ZqComponent{&This::m_systemMaps, &ZqManip::ZqSystemCollisionMapToken},
-                        ZqComponent{&This::m_selfCollision, &ZqManip::ZqSelfCollisionToken}};
+      return std::tuple{
+         ZqComponent{&This::m_systemMaps, &ZqManip::ZqSystemCollisionMapToken,
+                     "exclusions between manipulators, by name"},
+         ZqComponent{
+            &This::m_selfCollision, &ZqManip::ZqSelfCollisionToken,
+            "for each manipulator, in the order of the system, which of its links may collide"}};
    }
    static ZqCollisionExclusionData nullObject() { return {}; }
    bool operator==(const ZqCollisionExclusionData&) const = default;

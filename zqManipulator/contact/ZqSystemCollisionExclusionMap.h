@@ -38,14 +38,20 @@ public:
    using Manipulators = ZqXmlVectorType<ZqIndividualManipulator>;
 
    static const ZqToken& classToken() { return ZqManip::ZqSystemCollisionExclusionMapToken; }
+   static constexpr const char* documentation =
+      "pairs of different manipulators, or of their links, that need not be tested for collision";
    static constexpr auto components()
    {
       using This = ZqSystemCollisionExclusionMap;
       return std::tuple{
-         ZqComponent{&This::m_manipulatorExclusionMap, &ZqManip::ZqManipulatorExclusionMapToken},
+         ZqComponent{
+            &This::m_manipulatorExclusionMap, &ZqManip::ZqManipulatorExclusionMapToken,
+            "manipulators excluded from manipulators: by the lesser index, the greater ones"},
          ZqComponent{&This::m_linkManipulatorExclusionMap,
-                     &ZqManip::ZqLinkManipulatorExclusionMapToken},
-         ZqComponent{&This::m_linkExclusionMap, &ZqManip::ZqLinkLinkExclusionMapToken}};
+                     &ZqManip::ZqLinkManipulatorExclusionMapToken,
+                     "manipulators, by index, excluded from links"},
+         ZqComponent{&This::m_linkExclusionMap, &ZqManip::ZqLinkLinkExclusionMapToken,
+                     "links excluded from links: by the lesser link, the greater ones"}};
    }
    static ZqSystemCollisionExclusionMap nullObject() { return {}; }
    /// What was built for queries by index takes no part.

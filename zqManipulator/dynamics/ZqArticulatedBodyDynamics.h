@@ -19,11 +19,15 @@ public:
    }
 
    static const ZqToken& classToken() { return ZqManip::ZqArticulatedBodyDynamicsToken; }
+   static constexpr const char* documentation =
+      "articulated body: force = inertia times acceleration, plus bias";
    static constexpr auto components()
    {
       using This = ZqArticulatedBodyDynamics;
-      return std::tuple{ZqComponent{&This::m_inertia, &ZqManip::ZqInertiaToken},
-                        ZqComponent{&This::m_bias, &ZqManip::ZqBiasToken}};
+      return std::tuple{
+         ZqComponent{&This::m_inertia, &ZqManip::ZqInertiaToken,
+                     "articulated body inertia, in the frame of the owner"},
+         ZqComponent{&This::m_bias, &ZqManip::ZqBiasToken, "force at zero acceleration (N, N m)"}};
    }
    static ZqArticulatedBodyDynamics nullObject() noexcept { return {}; }
    bool operator==(const ZqArticulatedBodyDynamics&) const = default;

@@ -38,13 +38,19 @@ public:
    }
 
    static const ZqToken& classToken() { return ZqManip::ZqArticulatedBodyInertiaToken; }
+   static constexpr const char* documentation =
+      "articulated body inertia: a symmetric 6 x 6 matrix, linear part first";
    static constexpr auto components()
    {
       using This = ZqArticulatedBodyInertia;
-      return std::tuple{ZqComponent{&This::m_linearMatrix, &ZqManip::ZqLinearMatrixToken},
-                        ZqComponent{&This::m_angularMatrix, &ZqManip::ZqAngularMatrixToken},
-                        ZqComponent{&This::m_crossMatrix, &ZqManip::ZqCrossMatrixToken},
-                        ZqComponent{&This::m_isRigid, &ZqManip::ZqIsRigidToken}};
+      return std::tuple{
+         ZqComponent{&This::m_linearMatrix, &ZqManip::ZqLinearMatrixToken,
+                     "linear block, symmetric (kg)"},
+         ZqComponent{&This::m_angularMatrix, &ZqManip::ZqAngularMatrixToken,
+                     "angular block, symmetric (kg m^2)"},
+         ZqComponent{&This::m_crossMatrix, &ZqManip::ZqCrossMatrixToken, "coupling block (kg m)"},
+         ZqComponent{&This::m_isRigid, &ZqManip::ZqIsRigidToken,
+                     "whether it is that of a rigid body"}};
    }
    bool read(ZqXmlReader& reader) override;
    static ZqArticulatedBodyInertia nullObject() noexcept { return {}; }

@@ -28,6 +28,7 @@ public:
    ~ZqExternalForceDescription() override = default;
 
    static const ZqToken& classToken() { return ZqManip::ZqExternalForceDescriptionToken; }
+   static constexpr const char* documentation = "a force on a link for reports; without content";
    static ZqExternalForceDescription nullObject() noexcept { return {}; }
    bool operator==(const ZqExternalForceDescription& other) const noexcept
    {

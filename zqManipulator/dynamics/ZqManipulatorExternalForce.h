@@ -12,11 +12,15 @@ class ZqManipulatorExternalForce final : public ZqXmlClass<ZqManipulatorExternal
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorExternalForceToken; }
+   static constexpr const char* documentation =
+      "forces that act on a manipulator from outside, each in the DH frame of its link";
    static constexpr auto components()
    {
       using This = ZqManipulatorExternalForce;
-      return std::tuple{ZqComponent{&This::m_linkForces, &ZqManip::ZqLinkGeneralForcesToken},
-                        ZqComponent{&This::m_baseForce, &ZqManip::ZqBaseGeneralForceToken}};
+      return std::tuple{
+         ZqComponent{&This::m_linkForces, &ZqManip::ZqLinkGeneralForcesToken,
+                     "force on each link, by link index"},
+         ZqComponent{&This::m_baseForce, &ZqManip::ZqBaseGeneralForceToken, "force on the base"}};
    }
    static ZqManipulatorExternalForce nullObject() { return {}; }
    bool operator==(const ZqManipulatorExternalForce&) const = default;

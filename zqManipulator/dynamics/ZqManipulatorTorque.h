@@ -11,11 +11,15 @@ class ZqManipulatorTorque final : public ZqXmlClass<ZqManipulatorTorque>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorTorqueToken; }
+   static constexpr const char* documentation = "what drives a manipulator";
    static constexpr auto components()
    {
       using This = ZqManipulatorTorque;
-      return std::tuple{ZqComponent{&This::m_jointTorques, &ZqManip::ZqJointTorquesToken},
-                        ZqComponent{&This::m_generalForce, &ZqFoundCommon::ZqGeneralForceToken}};
+      return std::tuple{
+         ZqComponent{&This::m_jointTorques, &ZqManip::ZqJointTorquesToken,
+                     "torque (N m) or force (N) of each drive, by link index"},
+         ZqComponent{&This::m_generalForce, &ZqFoundCommon::ZqGeneralForceToken,
+                     "force on a free base, in its DH frame; the reaction for a fixed one"}};
    }
    /// A shared record without joints.
    static const ZqManipulatorTorque& nullObject();

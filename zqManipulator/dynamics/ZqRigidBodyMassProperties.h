@@ -55,12 +55,19 @@ public:
    ~ZqRigidBodyMassProperties() override = default;
 
    static const ZqToken& classToken() { return ZqManip::ZqRigidBodyMassPropertiesToken; }
+   static constexpr const char* documentation =
+      "mass and moments of a rigid body about the origin of a frame: the primary frame of the link "
+      "that holds it";
    static constexpr auto components()
    {
       using This = ZqRigidBodyMassProperties;
-      return std::tuple{ZqComponent{&This::m_mass, &ZqManip::ZqMassToken},
-                        ZqComponent{&This::m_firstMoment, &ZqManip::ZqFirstMomentToken},
-                        ZqComponent{&This::m_secondMoment, &ZqFoundCommon::ZqSecondMomentToken}};
+      return std::tuple{
+         ZqComponent{&This::m_mass, &ZqManip::ZqMassToken, "mass (kg), at least 1e-9"},
+         ZqComponent{&This::m_firstMoment, &ZqManip::ZqFirstMomentToken,
+                     "x y z of mass times center of mass (kg m)"},
+         ZqComponent{
+            &This::m_secondMoment, &ZqFoundCommon::ZqSecondMomentToken,
+            "second moment about the origin of the frame, not about the center of mass (kg m^2)"}};
    }
    /// Ends in a valid record, also after a failure; a remark names each value that had to be
    /// changed. Invalidates the Cholesky factor only.

@@ -9,13 +9,19 @@ class ZqBaseLinkInterface : public ZqXmlClass<ZqBaseLinkInterface>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqBaseLinkInterfaceToken; }
+   static constexpr const char* documentation =
+      "a frame on a link at which something of the same type can be connected";
    static constexpr auto components()
    {
       using This = ZqBaseLinkInterface;
-      return std::tuple{ZqComponent{&This::m_identifier, &ZqManip::ZqLinkInterfaceIdentifierToken},
-                        ZqComponent{&This::m_type, &ZqManip::ZqLinkInterfaceTypeToken},
-                        ZqComponent{&This::m_frame, &ZqManip::ZqLinkInterfaceFrameToken},
-                        ZqComponent{&This::m_inUse, &ZqManip::ZqLinkInterfaceInUseToken}};
+      return std::tuple{ZqComponent{&This::m_identifier, &ZqManip::ZqLinkInterfaceIdentifierToken,
+                                    "name of the interface"},
+                        ZqComponent{&This::m_type, &ZqManip::ZqLinkInterfaceTypeToken,
+                                    "what fits: an interface of the same type"},
+                        ZqComponent{&This::m_frame, &ZqManip::ZqLinkInterfaceFrameToken,
+                                    "frame in the link's primary frame"},
+                        ZqComponent{&This::m_inUse, &ZqManip::ZqLinkInterfaceInUseToken,
+                                    "whether something is connected"}};
    }
    bool operator==(const ZqBaseLinkInterface&) const = default;
 

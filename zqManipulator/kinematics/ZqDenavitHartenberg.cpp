@@ -16,16 +16,20 @@ namespace
 // Neither enumeration is ever destroyed, so that joints can be written until the process ends.
 const ZqXmlEnumeration& jointTypeEnumeration()
 {
-   static const auto& enumeration = *new ZqXmlEnumeration{&ZqManip::ZqJointTypeRotationalToken,
-                                                          &ZqManip::ZqJointTypePrismaticToken};
+   static const auto& enumeration = *new ZqXmlEnumeration{
+      {&ZqManip::ZqJointTypeRotationalToken, "turns by an angle (rad)"},
+      {&ZqManip::ZqJointTypePrismaticToken, "slides by a length (m)"}};
    return enumeration;
 }
 
 const ZqXmlEnumeration& dhTypeEnumeration()
 {
    static const auto& enumeration = *new ZqXmlEnumeration{
-      &ZqManip::ZqDhTypePaulToken, &ZqManip::ZqDhTypeGeneralPaulToken, &ZqManip::ZqDhTypeCraigToken,
-      &ZqManip::ZqDhTypeGeneralCraigToken, &ZqManip::ZqDhTypeGeneralToken};
+      {&ZqManip::ZqDhTypePaulToken, "Rz(theta) Tz(d) Tx(a) Rx(alpha)"},
+      {&ZqManip::ZqDhTypeGeneralPaulToken, "precursor Rz(theta) Tz(d) Tx(a) Rx(alpha)"},
+      {&ZqManip::ZqDhTypeCraigToken, "Tx(a) Rx(alpha) Rz(theta) Tz(d)"},
+      {&ZqManip::ZqDhTypeGeneralCraigToken, "precursor Tx(a) Rx(alpha) Rz(theta) Tz(d)"},
+      {&ZqManip::ZqDhTypeGeneralToken, "precursor Rz(q), or precursor Tz(q)"}};
    return enumeration;
 }
 

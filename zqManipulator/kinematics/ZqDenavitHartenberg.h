@@ -46,16 +46,23 @@ public:
    ZqDenavitHartenberg();
 
    static const ZqToken& classToken() { return ZqManip::ZqDenavitHartenbergToken; }
+   static constexpr const char* documentation =
+      "a rotational or prismatic joint by Denavit-Hartenberg parameters; the joint position takes "
+      "the place of theta or d";
    static constexpr auto components()
    {
       using This = ZqDenavitHartenberg;
-      return std::tuple{ZqComponent{&This::m_jointType, &ZqManip::ZqJointTypeToken},
-                        ZqComponent{&This::m_dhType, &ZqManip::ZqDhTypeToken},
-                        ZqComponent{&This::m_precursor, &ZqManip::ZqPrecursorToken},
-                        ZqComponent{&This::m_a, &ZqManip::ZqDhAToken},
-                        ZqComponent{&This::m_d, &ZqManip::ZqDhDToken},
-                        ZqComponent{&This::m_alpha, &ZqManip::ZqDhAlphaToken},
-                        ZqComponent{&This::m_theta, &ZqManip::ZqDhThetaToken}};
+      return std::tuple{
+         ZqComponent{&This::m_jointType, &ZqManip::ZqJointTypeToken, "what the joint does"},
+         ZqComponent{&This::m_dhType, &ZqManip::ZqDhTypeToken, "order of the transformations"},
+         ZqComponent{&This::m_precursor, &ZqManip::ZqPrecursorToken,
+                     "fixed transformation before the joint, of the general types"},
+         ZqComponent{&This::m_a, &ZqManip::ZqDhAToken, "length a along x (m)"},
+         ZqComponent{&This::m_d, &ZqManip::ZqDhDToken,
+                     "offset d along z (m); of a prismatic joint without effect"},
+         ZqComponent{&This::m_alpha, &ZqManip::ZqDhAlphaToken, "twist alpha about x (rad)"},
+         ZqComponent{&This::m_theta, &ZqManip::ZqDhThetaToken,
+                     "angle theta about z (rad); of a rotational joint without effect"}};
    }
    bool xmlInit() override;
    bool read(ZqXmlReader& reader) override;

@@ -34,26 +34,41 @@ public:
 
    static const ZqToken& classToken() { return ZqManip::ZqIndividualManipulatorToken; }
    static constexpr bool componentsReplaceBase = true;
+   static constexpr const char* documentation =
+      "a manipulator: a tree of links, of which it is the base itself";
    static constexpr auto components()
    {
       using This = ZqIndividualManipulator;
       return std::tuple_cat(
          componentsForBase(),
          std::tuple{
-            ZqComponent{&This::m_manipulatorLabel, &ZqManip::ZqManipulatorIdentifierToken},
-            ZqComponent{&This::m_coordSysXForm, &ZqFoundCommon::ZqCoordinateSystemTransformToken},
-            ZqComponent{&This::m_absoluteBoundingSphere, &ZqManip::ZqAbsoluteBoundingSphereToken},
-            ZqComponent{&This::m_isFixedBase, &ZqManip::ZqIsFixedBaseToken},
-            ZqComponent{&This::m_optimizeOnLoad, &ZqManip::ZqOptimizeOnLoadToken},
+            ZqComponent{&This::m_manipulatorLabel, &ZqManip::ZqManipulatorIdentifierToken,
+                        "label of the manipulator, unique in its system"},
+            ZqComponent{&This::m_coordSysXForm, &ZqFoundCommon::ZqCoordinateSystemTransformToken,
+                        "where the manipulator is placed in the system"},
+            ZqComponent{
+               &This::m_absoluteBoundingSphere, &ZqManip::ZqAbsoluteBoundingSphereToken,
+               "sphere about the base that encloses the reach of all links; computed when read"},
+            ZqComponent{
+               &This::m_isFixedBase, &ZqManip::ZqIsFixedBaseToken,
+               "whether the base stays where it is; a free one has six degrees of freedom"},
+            ZqComponent{&This::m_optimizeOnLoad, &ZqManip::ZqOptimizeOnLoadToken,
+                        "kept for viewers"},
             ZqComponent{&This::m_manipulatorReferenceDescription,
-                        &ZqManip::ZqManipulatorReferenceDescriptionToken},
+                        &ZqManip::ZqManipulatorReferenceDescriptionToken,
+                        "whose model the manipulator uses"},
             ZqComponent{&This::m_stateEqualityConstraints,
-                        &ZqManip::ZqStateEqualityConstraintVectorToken},
-            ZqComponent{&This::m_stoppingCriteria, &ZqManip::ZqStoppingCriteriaToken},
-            ZqComponent{&This::m_displayLinkIndices, &ZqManip::ZqDisplayLinkIndicesToken},
+                        &ZqManip::ZqStateEqualityConstraintVectorToken,
+                        "relations between joints that forward dynamics holds"},
+            ZqComponent{&This::m_stoppingCriteria, &ZqManip::ZqStoppingCriteriaToken,
+                        "conditions under which a step is taken back"},
+            ZqComponent{&This::m_displayLinkIndices, &ZqManip::ZqDisplayLinkIndicesToken,
+                        "indices of links, kept for viewers"},
             ZqComponent{&This::m_selfCollisionLinkMap,
-                        &ZqManip::ZqManipulatorSelfCollisionLinkMapToken},
-            ZqReadOnlyComponent(&This::m_isControllable, &ZqManip::ZqIsControllableToken)});
+                        &ZqManip::ZqManipulatorSelfCollisionLinkMapToken,
+                        "which pairs of its links may collide"},
+            ZqReadOnlyComponent(&This::m_isControllable, &ZqManip::ZqIsControllableToken,
+                                "of old documents; without effect")});
    }
    /// Numbers the links and fits the bounding sphere, whatever the document says of it. A manipulator
    /// without a label takes that of its base.

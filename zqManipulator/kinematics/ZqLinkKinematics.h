@@ -26,7 +26,8 @@ public:
    static constexpr auto components()
    {
       return std::tuple{
-         ZqComponent{&ZqLinkKinematics::m_primaryFrame, &ZqManip::ZqPrimaryFrameToken}};
+         ZqComponent{&ZqLinkKinematics::m_primaryFrame, &ZqManip::ZqPrimaryFrameToken,
+                     "frame of masses, shapes and points of the link, in its DH frame"}};
    }
    bool read(ZqXmlReader& reader) override;
 

@@ -51,39 +51,48 @@ public:
    using NamedFrames = ZqXmlMapType<ZqString, ZqCoordinateSystemTransformation>;
 
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorLinkToken; }
+   static constexpr const char* documentation =
+      "a link: a rigid body, the joint that connects it to its parent, and its children";
    static constexpr auto components()
    {
       using This = ZqManipulatorLink;
       return std::tuple{
-         ZqComponent{&This::m_linkLabel, &ZqManip::ZqIdentifierToken},
-         ZqComponent{&This::m_linkKinematicsContainer, &ZqManip::ZqLinkKinematicsContainerToken},
-         ZqComponent{&This::m_childLinks, &ZqManip::ZqChildLinksToken},
-         ZqComponent{&This::m_jointActuator, &ZqManip::ZqCompositeJointActuatorToken},
-         ZqReadOnlyComponent(&This::m_oldJointActuator, &ZqManip::ZqJointActuatorToken),
+         ZqComponent{&This::m_linkLabel, &ZqManip::ZqIdentifierToken,
+                     "label of the link, unique in its manipulator"},
+         ZqComponent{&This::m_linkKinematicsContainer, &ZqManip::ZqLinkKinematicsContainerToken,
+                     "joint between the parent and the link"},
+         ZqComponent{&This::m_childLinks, &ZqManip::ZqChildLinksToken,
+                     "links that hang on this one"},
+         ZqComponent{&This::m_jointActuator, &ZqManip::ZqCompositeJointActuatorToken,
+                     "drive of the joint"},
+         ZqReadOnlyComponent(&This::m_oldJointActuator, &ZqManip::ZqJointActuatorToken,
+                             "drive of old documents"),
          ZqReadOnlyComponent(&This::m_oldJointActuatorContainer,
-                             &ZqManip::ZqJointActuatorContainerToken),
-         ZqComponent{&This::m_baseMassProperties, &ZqManip::ZqMassPropertiesToken},
-         ZqComponent{&This::m_springProperties, &ZqManip::ZqSpringPropertiesToken},
-         ZqComponent{&This::m_damperProperties, &ZqManip::ZqDamperPropertiesToken},
-         ZqComponent{&This::m_linkReferenceDescription, &ZqManip::ZqLinkReferenceDescriptionToken},
-         ZqComponent{&This::m_namedPoints, &ZqManip::ZqNamedPointsToken},
-         ZqComponent{&This::m_namedFrames, &ZqManip::ZqNamedFramesToken},
-         ZqComponent{&This::m_isConstrained, &ZqManip::ZqIsConstrainedToken},
-         ZqComponent{&This::m_massPropertiesMap, &ZqManip::ZqMassPropertiesMapToken}};
+                             &ZqManip::ZqJointActuatorContainerToken, "drive of old documents"),
+         ZqComponent{&This::m_baseMassProperties, &ZqManip::ZqMassPropertiesToken,
+                     "mass of the bare link, in its primary frame"},
+         ZqComponent{&This::m_springProperties, &ZqManip::ZqSpringPropertiesToken,
+                     "spring at the joint"},
+         ZqComponent{&This::m_damperProperties, &ZqManip::ZqDamperPropertiesToken,
+                     "damper at the joint"},
+         ZqComponent{&This::m_linkReferenceDescription, &ZqManip::ZqLinkReferenceDescriptionToken,
+                     "whose shapes the link uses"},
+         ZqComponent{&This::m_namedPoints, &ZqManip::ZqNamedPointsToken,
+                     "x y z of points (m) by name, in the primary frame"},
+         ZqComponent{&This::m_namedFrames, &ZqManip::ZqNamedFramesToken,
+                     "frames by name, in the primary frame"},
+         ZqComponent{&This::m_isConstrained, &ZqManip::ZqIsConstrainedToken,
+                     "whether the position of the joint is not free"},
+         ZqComponent{&This::m_massPropertiesMap, &ZqManip::ZqMassPropertiesMapToken,
+                     "further masses by name, in the primary frame, which add up"}};
    }
    /// The components of the base of a manipulator, which has no joint to drive or to limit.
    static constexpr auto componentsForBase()
    {
-      using This = ZqManipulatorLink;
-      return std::tuple{
-         ZqComponent{&This::m_linkLabel, &ZqManip::ZqIdentifierToken},
-         ZqComponent{&This::m_linkKinematicsContainer, &ZqManip::ZqLinkKinematicsContainerToken},
-         ZqComponent{&This::m_childLinks, &ZqManip::ZqChildLinksToken},
-         ZqComponent{&This::m_baseMassProperties, &ZqManip::ZqMassPropertiesToken},
-         ZqComponent{&This::m_linkReferenceDescription, &ZqManip::ZqLinkReferenceDescriptionToken},
-         ZqComponent{&This::m_namedPoints, &ZqManip::ZqNamedPointsToken},
-         ZqComponent{&This::m_namedFrames, &ZqManip::ZqNamedFramesToken},
-         ZqComponent{&This::m_massPropertiesMap, &ZqManip::ZqMassPropertiesMapToken}};
+      // Identifier, joint, children; mass; shapes, points, frames; further masses.
+      constexpr auto all = components();
+      return std::tuple{std::get<0>(all), std::get<1>(all),  std::get<2>(all),  std::get<6>(all),
+                        std::get<9>(all), std::get<10>(all), std::get<11>(all), std::get<13>(all)};
    }
    bool read(ZqXmlReader& reader) override;
    /// Messages about what follows the label name the link.

@@ -9,11 +9,13 @@ class ZqManipulatorLinkIdentifier : public ZqXmlClass<ZqManipulatorLinkIdentifie
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorLinkIdToken; }
+   static constexpr const char* documentation = "a link of a system";
    static constexpr auto components()
    {
       using This = ZqManipulatorLinkIdentifier;
-      return std::tuple{ZqComponent{&This::m_manipulatorId, &ZqManip::ZqManipulatorIdToken},
-                        ZqComponent{&This::m_linkId, &ZqManip::ZqLinkIdToken}};
+      return std::tuple{ZqComponent{&This::m_manipulatorId, &ZqManip::ZqManipulatorIdToken,
+                                    "index of the manipulator"},
+                        ZqComponent{&This::m_linkId, &ZqManip::ZqLinkIdToken, "label of the link"}};
    }
 
    ZqManipulatorLinkIdentifier() = default;

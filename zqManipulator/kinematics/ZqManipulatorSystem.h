@@ -27,17 +27,23 @@ public:
    using Manipulators = ZqIndividualManipulator::Manipulators;
 
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorSystemToken; }
+   static constexpr const char* documentation =
+      "the model of a scene: its environment and its manipulators";
    static constexpr auto components()
    {
       using This = ZqManipulatorSystem;
       return std::tuple{
-         ZqComponent{&This::m_environment, &ZqManip::ZqEnvironmentToken},
-         ZqComponent{&This::m_manipulators, &ZqManip::ZqManipulatorsToken},
-         ZqComponent{&This::m_collisionExclusionMap, &ZqManip::ZqSystemCollisionExclusionMapToken},
+         ZqComponent{&This::m_environment, &ZqManip::ZqEnvironmentToken,
+                     "frame and gravity of the scene"},
+         ZqComponent{&This::m_manipulators, &ZqManip::ZqManipulatorsToken, "manipulators by index"},
+         ZqComponent{&This::m_collisionExclusionMap, &ZqManip::ZqSystemCollisionExclusionMapToken,
+                     "pairs of links that need not be tested for collision"},
          ZqReadOnlyComponent(&This::m_manipulatorAttachmentMap,
-                             &ZqManip::ZqManipulatorAttachmentMapToken),
+                             &ZqManip::ZqManipulatorAttachmentMapToken,
+                             "attachments of old documents"),
          ZqAttributeComponent(&This::m_totalReadableLinkCount,
-                              &ZqManip::ZqTotalReadableLinkCountToken)};
+                              &ZqManip::ZqTotalReadableLinkCountToken,
+                              "how many links the document has, for progress")};
    }
    /// Ties labels and indices together again, whatever the document says.
    bool read(ZqXmlReader& reader) override;

@@ -15,14 +15,19 @@ class ZqManipulatorSystemConfiguration : public ZqXmlClass<ZqManipulatorSystemCo
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorSystemConfigurationToken; }
+   static constexpr const char* documentation =
+      "what changes in a scene at run time, apart from its state";
    static constexpr auto components()
    {
       using This = ZqManipulatorSystemConfiguration;
       return std::tuple{
-         ZqComponent{&This::m_attachmentMap, &ZqManip::ZqManipulatorAttachmentMapToken},
-         ZqComponent{&This::m_collisionExclusionMap, &ZqManip::ZqSystemCollisionExclusionMapToken},
+         ZqComponent{&This::m_attachmentMap, &ZqManip::ZqManipulatorAttachmentMapToken,
+                     "which manipulators hang on links of others"},
+         ZqComponent{&This::m_collisionExclusionMap, &ZqManip::ZqSystemCollisionExclusionMapToken,
+                     "pairs of links that are not tested for collision"},
          ZqComponent{&This::m_collisionExclusionMapForCA,
-                     &ZqManip::ZqSystemCollisionExclusionMapForCAToken}};
+                     &ZqManip::ZqSystemCollisionExclusionMapForCAToken,
+                     "the same for collision avoidance"}};
    }
    bool operator==(const ZqManipulatorSystemConfiguration&) const = default;
 

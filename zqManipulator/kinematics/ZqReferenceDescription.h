@@ -9,12 +9,14 @@ class ZqLinkReferenceDescription : public ZqXmlClass<ZqLinkReferenceDescription>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqLinkReferenceDescriptionToken; }
+   static constexpr const char* documentation = "whose shapes a link uses";
    static constexpr auto components()
    {
       using This = ZqLinkReferenceDescription;
-      return std::tuple{
-         ZqComponent{&This::m_isShapeReferenced, &ZqManip::ZqIsShapeReferencedToken},
-         ZqComponent{&This::m_referencedLinkLabel, &ZqManip::ZqReferencedLinkLabelToken}};
+      return std::tuple{ZqComponent{&This::m_isShapeReferenced, &ZqManip::ZqIsShapeReferencedToken,
+                                    "whether the link uses the shapes of another one"},
+                        ZqComponent{&This::m_referencedLinkLabel,
+                                    &ZqManip::ZqReferencedLinkLabelToken, "label of that link"}};
    }
    bool operator==(const ZqLinkReferenceDescription&) const = default;
 
@@ -34,15 +36,18 @@ class ZqManipulatorReferenceDescription : public ZqXmlClass<ZqManipulatorReferen
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorReferenceDescriptionToken; }
+   static constexpr const char* documentation = "whose model a manipulator uses";
    static constexpr auto components()
    {
       using This = ZqManipulatorReferenceDescription;
       return std::tuple{
-         ZqComponent{&This::m_isManipulatorReferenced, &ZqManip::ZqIsManipulatorReferencedToken},
-         ZqComponent{&This::m_isManipulatorReferencedBy,
-                     &ZqManip::ZqIsManipulatorReferencedByToken},
+         ZqComponent{&This::m_isManipulatorReferenced, &ZqManip::ZqIsManipulatorReferencedToken,
+                     "whether the manipulator uses the model of another one"},
+         ZqComponent{&This::m_isManipulatorReferencedBy, &ZqManip::ZqIsManipulatorReferencedByToken,
+                     "whether others use the model of this one"},
          ZqComponent{&This::m_referencedManipulatorLabel,
-                     &ZqManip::ZqReferencedManipulatorLabelToken}};
+                     &ZqManip::ZqReferencedManipulatorLabelToken,
+                     "label of the manipulator whose model it uses"}};
    }
    bool operator==(const ZqManipulatorReferenceDescription&) const = default;
 

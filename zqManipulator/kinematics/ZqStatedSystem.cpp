@@ -65,9 +65,7 @@ bool ZqStatedSystem::operator==(const ZqStatedSystem& other) const
 
 void ZqStatedSystem::registerComponents()
 {
-   registerComponent(ZqManip::ZqManipulatorSystemContainerToken, &m_systemContainer);
-   registerComponent(ZqManip::ZqStateToken, &m_state);
-   registerComponent(ZqManip::ZqManipulatorSystemConfigurationToken, &m_configuration);
+   ZqXmlClass::registerComponents();
    if (!m_legacySystem)
       m_legacySystem.reset(new ZqManipulatorSystem());
    registerComponentReadOnly(ZqManip::ZqSystemToken, m_legacySystem.get());

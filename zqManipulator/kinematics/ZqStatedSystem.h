@@ -21,6 +21,18 @@ public:
    using PropagationResults = ZqXmlVectorType<ZqPropagationResultData>;
 
    static const ZqToken& classToken() { return ZqManip::ZqStatedSystemToken; }
+   static constexpr const char* documentation =
+      "a scene: a system with its state and configuration";
+   static constexpr auto components()
+   {
+      using This = ZqStatedSystem;
+      return std::tuple{
+         ZqComponent{&This::m_systemContainer, &ZqManip::ZqManipulatorSystemContainerToken,
+                     "model of the scene"},
+         ZqComponent{&This::m_state, &ZqManip::ZqStateToken, "positions and velocities at a time"},
+         ZqComponent{&This::m_configuration, &ZqManip::ZqManipulatorSystemConfigurationToken,
+                     "attachments and exclusions that change at run time"}};
+   }
    /// The system of an old document is a component that is made for reading alone.
    void registerComponents() override;
    /// Takes over what an old document has in other places, and makes the state fit the system, with

@@ -8,12 +8,15 @@ class ZqSystemEnvironment : public ZqXmlClass<ZqSystemEnvironment>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqEnvironmentToken; }
+   static constexpr const char* documentation = "the surroundings of all manipulators";
    static constexpr auto components()
    {
       using This = ZqSystemEnvironment;
-      return std::tuple{
-         ZqComponent{&This::m_coordSysXForm, &ZqFoundCommon::ZqCoordinateSystemTransformToken},
-         ZqComponent{&This::m_upGravityVector, &ZqManip::ZqUpGravityVectorToken}};
+      return std::tuple{ZqComponent{&This::m_coordSysXForm,
+                                    &ZqFoundCommon::ZqCoordinateSystemTransformToken,
+                                    "frame of the scene"},
+                        ZqComponent{&This::m_upGravityVector, &ZqManip::ZqUpGravityVectorToken,
+                                    "x y z of gravity (m/s^2), pointing up; zero for none"}};
    }
    static ZqSystemEnvironment nullObject() { return {}; }
    bool operator==(const ZqSystemEnvironment&) const = default;

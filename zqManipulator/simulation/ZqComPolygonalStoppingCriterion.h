@@ -20,13 +20,19 @@ class ZqComPolygonalStoppingCriterion
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqComPolygonalStoppingCriterionToken; }
+   static constexpr const char* documentation =
+      "stops a manipulator whose center of mass is no longer above a polygon of support";
    static constexpr auto components()
    {
       using This = ZqComPolygonalStoppingCriterion;
       return std::tuple{
-         ZqComponent{&This::m_polygonVertices, &ZqManip::ZqPolygonVerticesToken},
-         ZqComponent{&This::m_referenceLinkLabel, &ZqManip::ZqReferenceLinkLabelToken},
-         ZqComponent{&This::m_descriptiveText, &ZqManip::ZqDescriptiveTextToken}};
+         ZqComponent{&This::m_polygonVertices, &ZqManip::ZqPolygonVerticesToken,
+                     "x y z of each vertex in order (m), in the frame of the reference link"},
+         ZqComponent{&This::m_referenceLinkLabel, &ZqManip::ZqReferenceLinkLabelToken,
+                     "label of the link in whose primary frame the vertices stand; else they stand "
+                     "in the system"},
+         ZqComponent{&This::m_descriptiveText, &ZqManip::ZqDescriptiveTextToken,
+                     "what is told when it fires"}};
    }
    bool read(ZqXmlReader& reader) override;
    static ZqComPolygonalStoppingCriterion nullObject() { return {}; }

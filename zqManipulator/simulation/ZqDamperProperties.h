@@ -22,12 +22,18 @@ public:
    using Labels = ZqXmlVectorType<ZqString>;
 
    static const ZqToken& classToken() { return ZqManip::ZqDamperPropertiesToken; }
+   static constexpr const char* documentation =
+      "a damper at a joint: torque = damperConstant times the weighted sum of joint velocities, "
+      "against the drive";
    static constexpr auto components()
    {
       using This = ZqDamperProperties;
-      return std::tuple{ZqComponent{&This::m_damperConstant, &ZqManip::ZqDamperConstantToken},
-                        ZqComponent{&This::m_weightingFactors, &ZqManip::ZqWeightingFactorsToken},
-                        ZqComponent{&This::m_associatedJoints, &ZqManip::ZqAssociatedJointsToken}};
+      return std::tuple{ZqComponent{&This::m_damperConstant, &ZqManip::ZqDamperConstantToken,
+                                    "damper constant (N m s/rad, or as the joint's units ask)"},
+                        ZqComponent{&This::m_weightingFactors, &ZqManip::ZqWeightingFactorsToken,
+                                    "weight of each associated joint"},
+                        ZqComponent{&This::m_associatedJoints, &ZqManip::ZqAssociatedJointsToken,
+                                    "labels of the links whose joints count"}};
    }
    static ZqDamperProperties nullObject() { return {}; }
    bool operator==(const ZqDamperProperties&) const = default;

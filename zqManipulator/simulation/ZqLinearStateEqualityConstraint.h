@@ -16,12 +16,18 @@ public:
    using Weights = ZqXmlVectorType<ZqXmlVectorBasicType<ZqReal>>;
 
    static const ZqToken& classToken() { return ZqManip::ZqLinearStateEqualityConstraintToken; }
+   static constexpr const char* documentation =
+      "weighted sums of the velocities of joints and base that stay zero";
    static constexpr auto components()
    {
       using This = ZqLinearStateEqualityConstraint;
-      return std::tuple{ZqComponent{&This::m_jointWeights, &ZqManip::ZqJointWeightsToken},
-                        ZqComponent{&This::m_baseWeights, &ZqManip::ZqBaseWeightsToken},
-                        ZqComponent{&This::m_weightedSums, &ZqManip::ZqWeightedSumsToken}};
+      return std::tuple{
+         ZqComponent{&This::m_jointWeights, &ZqManip::ZqJointWeightsToken,
+                     "for each sum, a weight for each joint by link index"},
+         ZqComponent{&This::m_baseWeights, &ZqManip::ZqBaseWeightsToken,
+                     "for each sum, up to six weights of the base, linear part first"},
+         ZqComponent{&This::m_weightedSums, &ZqManip::ZqWeightedSumsToken,
+                     "value of each sum, kept for its user"}};
    }
    bool operator==(const ZqLinearStateEqualityConstraint&) const = default;
 

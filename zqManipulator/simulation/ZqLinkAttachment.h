@@ -13,9 +13,11 @@ class ZqLinkAttachment : public ZqXmlClass<ZqLinkAttachment, ZqManipulatorLinkId
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqLinkAttachmentToken; }
+   static constexpr const char* documentation = "a frame fixed to a link";
    static constexpr auto components()
    {
-      return std::tuple{ZqComponent{&ZqLinkAttachment::m_frame, &ZqManip::ZqFrameToken}};
+      return std::tuple{ZqComponent{&ZqLinkAttachment::m_frame, &ZqManip::ZqFrameToken,
+                                    "frame in the primary frame of the link"}};
    }
    bool operator==(const ZqLinkAttachment&) const = default;
 

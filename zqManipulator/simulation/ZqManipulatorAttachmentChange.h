@@ -9,16 +9,22 @@ class ZqManipulatorAttachmentChange : public ZqXmlClass<ZqManipulatorAttachmentC
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorAttachmentChangeToken; }
+   static constexpr const char* documentation = "the record of an attachment or a detachment";
    static constexpr auto components()
    {
       using This = ZqManipulatorAttachmentChange;
       return std::tuple{
-         ZqComponent{&This::m_manipulatorIndex, &ZqManip::ZqManipulatorIdToken},
-         ZqComponent{&This::m_isAttach, &ZqManip::ZqIsAttachToken},
-         ZqComponent{&This::m_baseManipulatorIndex, &ZqManip::ZqBaseManipulatorIndexToken},
-         ZqComponent{&This::m_baseLinkLabel, &ZqManip::ZqBaseLinkLabelToken},
-         ZqComponent{&This::m_offset, &ZqManip::ZqOffsetToken},
-         ZqComponent{&This::m_name, &ZqManip::ZqNameToken}};
+         ZqComponent{&This::m_manipulatorIndex, &ZqManip::ZqManipulatorIdToken,
+                     "index of the manipulator that was attached or detached"},
+         ZqComponent{&This::m_isAttach, &ZqManip::ZqIsAttachToken,
+                     "true for attached, false for detached"},
+         ZqComponent{&This::m_baseManipulatorIndex, &ZqManip::ZqBaseManipulatorIndexToken,
+                     "index of the manipulator that it hangs on"},
+         ZqComponent{&This::m_baseLinkLabel, &ZqManip::ZqBaseLinkLabelToken,
+                     "label of the link that it hangs on"},
+         ZqComponent{&This::m_offset, &ZqManip::ZqOffsetToken,
+                     "frame of the attachment in the primary frame of that link"},
+         ZqComponent{&This::m_name, &ZqManip::ZqNameToken, "name of the attachment"}};
    }
    bool operator==(const ZqManipulatorAttachmentChange&) const = default;
 

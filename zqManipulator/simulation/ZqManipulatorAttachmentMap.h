@@ -21,12 +21,16 @@ public:
    static constexpr ZqU32 maxLevels = 1000;
 
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorAttachmentMapToken; }
+   static constexpr const char* documentation =
+      "which manipulators hang on links of others: a forest";
    static constexpr auto components()
    {
       using This = ZqManipulatorAttachmentMap;
       return std::tuple{
-         ZqComponent{&This::m_baseNodes, &ZqManip::ZqManipulatorAttachmentNodeVectorToken},
-         ZqComponent{&This::m_lastAttachmentChange, &ZqManip::ZqLastAttachmentChangeToken}};
+         ZqComponent{&This::m_baseNodes, &ZqManip::ZqManipulatorAttachmentNodeVectorToken,
+                     "manipulators that hang on none, with what hangs on them"},
+         ZqComponent{&This::m_lastAttachmentChange, &ZqManip::ZqLastAttachmentChangeToken,
+                     "what was attached or detached last"}};
    }
    /// Leaves a forest: where a manipulator occurs again, be it below itself, the node is removed with
    /// all that hangs on it, and a remark says so.

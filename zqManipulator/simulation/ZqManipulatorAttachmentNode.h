@@ -29,14 +29,21 @@ public:
    static constexpr ZqU32 noManipulator = 0xFFFFFFFF;
 
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorAttachmentNodeToken; }
+   static constexpr const char* documentation =
+      "a manipulator in a tree of attachments, with what hangs on it";
    static constexpr auto components()
    {
       using This = ZqManipulatorAttachmentNode;
-      return std::tuple{ZqComponent{&This::m_name, &ZqManip::ZqNameToken},
-                        ZqComponent{&This::m_linkLabel, &ZqManip::ZqLinkIdentifierToken},
-                        ZqComponent{&This::m_manipulatorIndex, &ZqManip::ZqManipulatorIdToken},
-                        ZqComponent{&This::m_offset, &ZqManip::ZqOffsetToken},
-                        ZqComponent{&This::m_childNodes, &ZqManip::ZqChildNodesToken}};
+      return std::tuple{
+         ZqComponent{&This::m_name, &ZqManip::ZqNameToken, "name of the attachment"},
+         ZqComponent{&This::m_linkLabel, &ZqManip::ZqLinkIdentifierToken,
+                     "label of the link of the parent's manipulator that it hangs on"},
+         ZqComponent{&This::m_manipulatorIndex, &ZqManip::ZqManipulatorIdToken,
+                     "index of the manipulator; 4294967295 for the system itself"},
+         ZqComponent{&This::m_offset, &ZqManip::ZqOffsetToken,
+                     "frame of the attachment in the primary frame of that link"},
+         ZqComponent{&This::m_childNodes, &ZqManip::ZqChildNodesToken,
+                     "what hangs on this manipulator"}};
    }
    bool read(ZqXmlReader& reader) override;
 

@@ -15,10 +15,15 @@ public:
    static constexpr auto components()
    {
       using This = ZqPointPairStateEqualityConstraint;
-      return std::tuple{ZqComponent{&This::m_firstLinkLabel, &ZqManip::ZqFirstLinkLabelToken},
-                        ZqComponent{&This::m_secondLinkLabel, &ZqManip::ZqSecondLinkLabelToken},
-                        ZqComponent{&This::m_firstLinkPoint, &ZqManip::ZqFirstLinkPointToken},
-                        ZqComponent{&This::m_secondLinkPoint, &ZqManip::ZqSecondLinkPointToken}};
+      return std::tuple{
+         ZqComponent{&This::m_firstLinkLabel, &ZqManip::ZqFirstLinkLabelToken,
+                     "label of the first link; one that no link has stands for the environment"},
+         ZqComponent{&This::m_secondLinkLabel, &ZqManip::ZqSecondLinkLabelToken,
+                     "label of the second link; one that no link has stands for the environment"},
+         ZqComponent{&This::m_firstLinkPoint, &ZqManip::ZqFirstLinkPointToken,
+                     "x y z (m) in the primary frame of the first link, or in the system"},
+         ZqComponent{&This::m_secondLinkPoint, &ZqManip::ZqSecondLinkPointToken,
+                     "x y z (m) in the primary frame of the second link, or in the system"}};
    }
    bool operator==(const ZqPointPairStateEqualityConstraint&) const = default;
 

@@ -13,6 +13,7 @@ class ZqPointStateEqualityConstraint
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqPointStateEqualityConstraintToken; }
+   static constexpr const char* documentation = "two points of links that coincide";
    bool operator==(const ZqPointStateEqualityConstraint&) const = default;
 
    ZqU32 doc() const override { return 3; }

@@ -9,15 +9,18 @@ class ZqPropagationDescriptor : public ZqXmlClass<ZqPropagationDescriptor>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqPropagationDescriptorToken; }
+   static constexpr const char* documentation = "how a run looks for collisions";
    static constexpr auto components()
    {
       using This = ZqPropagationDescriptor;
       return std::tuple{
-         ZqComponent{&This::m_checkForCollisions, &ZqManip::ZqCheckForCollisionsToken},
+         ZqComponent{&This::m_checkForCollisions, &ZqManip::ZqCheckForCollisionsToken,
+                     "whether it looks for any"},
          ZqComponent{&This::m_collisionDetectionTolerance,
-                     &ZqManip::ZqCollisionDetectionToleranceToken},
+                     &ZqManip::ZqCollisionDetectionToleranceToken,
+                     "distance that counts as a collision (m)"},
          ZqComponent{&This::m_collisionDetectionFidelity,
-                     &ZqManip::ZqCollisionDetectionFidelityToken}};
+                     &ZqManip::ZqCollisionDetectionFidelityToken, "level of bounding volumes"}};
    }
    bool operator==(const ZqPropagationDescriptor&) const = default;
 

@@ -10,27 +10,44 @@ class ZqPropagationResultData : public ZqXmlClass<ZqPropagationResultData>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqPropagationResultDataToken; }
+   static constexpr const char* documentation =
+      "what happened to a manipulator since the last reset";
    static constexpr auto components()
    {
       using This = ZqPropagationResultData;
       return std::tuple{
-         ZqComponent{&This::m_hitJointLimit, &ZqManip::ZqHitJointLimitToken},
-         ZqComponent{&This::m_hitSingularity, &ZqManip::ZqHitSingularityToken},
-         ZqComponent{&This::m_collisionOccurred, &ZqManip::ZqCollisionOccurredToken},
-         ZqComponent{&This::m_collidedManipulator, &ZqManip::ZqCollidedManipulatorToken},
-         ZqComponent{&This::m_collidedLink, &ZqManip::ZqCollidedLinkToken},
-         ZqComponent{&This::m_linkIndexAtJointLimit, &ZqManip::ZqLinkIndexAtJointLimitToken},
-         ZqComponent{&This::m_otherCollidedLink, &ZqManip::ZqOtherCollidedLinkToken},
-         ZqComponent{&This::m_otherCollidedManipulator, &ZqManip::ZqOtherCollidedManipulatorToken},
-         ZqComponent{&This::m_closestLink, &ZqManip::ZqClosestLinkToken},
-         ZqComponent{&This::m_closestManipulator, &ZqManip::ZqClosestManipulatorToken},
-         ZqComponent{&This::m_otherClosestLink, &ZqManip::ZqOtherClosestLinkToken},
-         ZqComponent{&This::m_otherClosestManipulator, &ZqManip::ZqOtherClosestManipulatorToken},
-         ZqComponent{&This::m_closestDistance, &ZqManip::ZqClosestDistanceToken},
+         ZqComponent{&This::m_hitJointLimit, &ZqManip::ZqHitJointLimitToken,
+                     "whether a joint came to its limit"},
+         ZqComponent{&This::m_hitSingularity, &ZqManip::ZqHitSingularityToken,
+                     "whether it came to a singular position"},
+         ZqComponent{&This::m_collisionOccurred, &ZqManip::ZqCollisionOccurredToken,
+                     "whether it collided"},
+         ZqComponent{&This::m_collidedManipulator, &ZqManip::ZqCollidedManipulatorToken,
+                     "index of the manipulator that collided"},
+         ZqComponent{&This::m_collidedLink, &ZqManip::ZqCollidedLinkToken,
+                     "index of the link that collided"},
+         ZqComponent{&This::m_linkIndexAtJointLimit, &ZqManip::ZqLinkIndexAtJointLimitToken,
+                     "index of the link whose joint came to its limit last"},
+         ZqComponent{&This::m_otherCollidedLink, &ZqManip::ZqOtherCollidedLinkToken,
+                     "index of the link that it collided with"},
+         ZqComponent{&This::m_otherCollidedManipulator, &ZqManip::ZqOtherCollidedManipulatorToken,
+                     "index of the manipulator that it collided with"},
+         ZqComponent{&This::m_closestLink, &ZqManip::ZqClosestLinkToken,
+                     "index of the link of the closest pair"},
+         ZqComponent{&This::m_closestManipulator, &ZqManip::ZqClosestManipulatorToken,
+                     "index of the manipulator of the closest pair"},
+         ZqComponent{&This::m_otherClosestLink, &ZqManip::ZqOtherClosestLinkToken,
+                     "index of the other link of the closest pair"},
+         ZqComponent{&This::m_otherClosestManipulator, &ZqManip::ZqOtherClosestManipulatorToken,
+                     "index of the other manipulator of the closest pair"},
+         ZqComponent{&This::m_closestDistance, &ZqManip::ZqClosestDistanceToken,
+                     "distance of the closest pair (m)"},
          ZqComponent{&This::m_hitGeneralStoppingCriterion,
-                     &ZqManip::ZqHitGeneralStoppingCriterionToken},
+                     &ZqManip::ZqHitGeneralStoppingCriterionToken,
+                     "whether a stopping criterion fired"},
          ZqComponent{&This::m_satisfiedGeneralStoppingCriteriaDescription,
-                     &ZqManip::ZqSatisfiedGeneralStoppingCriteriaDescriptionToken}};
+                     &ZqManip::ZqSatisfiedGeneralStoppingCriteriaDescriptionToken,
+                     "the texts of the criteria that fired"}};
    }
    bool operator==(const ZqPropagationResultData&) const = default;
 

@@ -23,13 +23,21 @@ public:
    using Labels = ZqXmlVectorType<ZqString>;
 
    static const ZqToken& classToken() { return ZqManip::ZqSpringPropertiesToken; }
+   static constexpr const char* documentation =
+      "a spring at a joint: torque = springConstant times the weighted sum of joint positions less "
+      "offsets, against the drive";
    static constexpr auto components()
    {
       using This = ZqSpringProperties;
-      return std::tuple{ZqComponent{&This::m_springConstant, &ZqManip::ZqSpringConstantToken},
-                        ZqComponent{&This::m_weightingFactors, &ZqManip::ZqWeightingFactorsToken},
-                        ZqComponent{&This::m_springOffsets, &ZqManip::ZqSpringOffsetsToken},
-                        ZqComponent{&This::m_associatedJoints, &ZqManip::ZqAssociatedJointsToken}};
+      return std::tuple{
+         ZqComponent{&This::m_springConstant, &ZqManip::ZqSpringConstantToken,
+                     "spring constant (N m/rad, or as the joint's units ask)"},
+         ZqComponent{&This::m_weightingFactors, &ZqManip::ZqWeightingFactorsToken,
+                     "weight of each associated joint"},
+         ZqComponent{&This::m_springOffsets, &ZqManip::ZqSpringOffsetsToken,
+                     "position at which each associated joint is at rest (rad, or m)"},
+         ZqComponent{&This::m_associatedJoints, &ZqManip::ZqAssociatedJointsToken,
+                     "labels of the links whose joints count"}};
    }
    static ZqSpringProperties nullObject() { return {}; }
    bool operator==(const ZqSpringProperties&) const = default;

@@ -12,12 +12,15 @@ class ZqAccelerationState final : public ZqXmlClass<ZqAccelerationState>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqAccelerationStateToken; }
+   static constexpr const char* documentation = "the accelerations of a manipulator";
    static constexpr auto components()
    {
       using This = ZqAccelerationState;
       return std::tuple{
-         ZqComponent{&This::m_jointAccelerations, &ZqManip::ZqJointAccelerationsToken},
-         ZqComponent{&This::m_generalAcceleration, &ZqManip::ZqGeneralAccelerationToken}};
+         ZqComponent{&This::m_jointAccelerations, &ZqManip::ZqJointAccelerationsToken,
+                     "acceleration of each joint by link index (rad/s^2, or m/s^2)"},
+         ZqComponent{&This::m_generalAcceleration, &ZqManip::ZqGeneralAccelerationToken,
+                     "acceleration of the base, in system axes"}};
    }
    static ZqAccelerationState nullObject() { return {}; }
    /// Zero, with as many joints as the velocity state.

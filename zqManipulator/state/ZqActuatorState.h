@@ -16,21 +16,33 @@ public:
    using RealLists = ZqXmlVectorType<ZqXmlVectorBasicType<ZqReal>>;
 
    static const ZqToken& classToken() { return ZqManip::ZqActuatorStateToken; }
+   static constexpr const char* documentation =
+      "what the drives of a manipulator remember, with an entry for each joint by link index";
    static constexpr auto components()
    {
       using This = ZqActuatorState;
       return std::tuple{
-         ZqComponent{&This::m_outputTorques, &ZqManip::ZqActuatorOutputTorquesToken},
-         ZqComponent{&This::m_motorPositions, &ZqManip::ZqMotorPositionsToken},
-         ZqComponent{&This::m_motorVelocities, &ZqManip::ZqMotorVelocitiesToken},
-         ZqComponent{&This::m_motorAccelerations, &ZqManip::ZqMotorAccelerationsToken},
-         ZqComponent{&This::m_nonRigidActuatorFlags, &ZqManip::ZqNonRigidActuatorFlagsToken},
-         ZqComponent{&This::m_springDamperCenters, &ZqManip::ZqActuatorSpringDamperCentersToken},
-         ZqComponent{&This::m_staticFrictionModes, &ZqManip::ZqActuatorStaticFrictionModesToken},
-         ZqComponent{&This::m_lastVelocities, &ZqManip::ZqActuatorLastVelocitiesToken},
+         ZqComponent{&This::m_outputTorques, &ZqManip::ZqActuatorOutputTorquesToken,
+                     "torque at each joint (N m, or N)"},
+         ZqComponent{&This::m_motorPositions, &ZqManip::ZqMotorPositionsToken,
+                     "position of each motor (rad, or m)"},
+         ZqComponent{&This::m_motorVelocities, &ZqManip::ZqMotorVelocitiesToken,
+                     "velocity of each motor (rad/s, or m/s)"},
+         ZqComponent{&This::m_motorAccelerations, &ZqManip::ZqMotorAccelerationsToken,
+                     "acceleration of each motor (rad/s^2, or m/s^2)"},
+         ZqComponent{&This::m_nonRigidActuatorFlags, &ZqManip::ZqNonRigidActuatorFlagsToken,
+                     "whether the shaft of the drive is flexible"},
+         ZqComponent{&This::m_springDamperCenters, &ZqManip::ZqActuatorSpringDamperCentersToken,
+                     "motor position at which each drive sticks (rad, or m)"},
+         ZqComponent{&This::m_staticFrictionModes, &ZqManip::ZqActuatorStaticFrictionModesToken,
+                     "whether each drive sticks"},
+         ZqComponent{&This::m_lastVelocities, &ZqManip::ZqActuatorLastVelocitiesToken,
+                     "velocity of each motor when the states were made (rad/s, or m/s)"},
          ZqComponent{&This::m_reverseMotionPositions,
-                     &ZqManip::ZqActuatorReverseMotionPositionsToken},
-         ZqComponent{&This::m_powerConverterStates, &ZqManip::ZqPowerConverterStatesToken}};
+                     &ZqManip::ZqActuatorReverseMotionPositionsToken,
+                     "position of each motor when the states were made (rad, or m)"},
+         ZqComponent{&This::m_powerConverterStates, &ZqManip::ZqPowerConverterStatesToken,
+                     "for each drive, the states of its power converter"}};
    }
    static ZqActuatorState nullObject() { return {}; }
    bool operator==(const ZqActuatorState&) const = default;

@@ -13,13 +13,18 @@ class ZqAttachmentNodeState : public ZqXmlClass<ZqAttachmentNodeState>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorAttachmentNodeToken; }
+   static constexpr const char* documentation =
+      "the manipulators that hang on a node of attachments";
    static constexpr auto components()
    {
       using This = ZqAttachmentNodeState;
       return std::tuple{ZqComponent{&This::m_dependentManipulatorIndices,
-                                    &ZqManip::ZqDependentManipulatorIndicesToken},
-                        ZqComponent{&This::m_basePositions, &ZqManip::ZqBasePositionsToken},
-                        ZqComponent{&This::m_baseVelocities, &ZqManip::ZqBaseVelocitiesToken}};
+                                    &ZqManip::ZqDependentManipulatorIndicesToken,
+                                    "indices of the manipulators"},
+                        ZqComponent{&This::m_basePositions, &ZqManip::ZqBasePositionsToken,
+                                    "frame of the base of each"},
+                        ZqComponent{&This::m_baseVelocities, &ZqManip::ZqBaseVelocitiesToken,
+                                    "velocity of the base of each"}};
    }
    static ZqAttachmentNodeState nullObject() { return {}; }
    bool operator==(const ZqAttachmentNodeState&) const = default;
@@ -70,13 +75,16 @@ class ZqAttachmentMapState : public ZqXmlClass<ZqAttachmentMapState>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqAttachmentMapStateToken; }
+   static constexpr const char* documentation = "the attachments of a system";
    static constexpr auto components()
    {
       using This = ZqAttachmentMapState;
-      return std::tuple{
-         ZqComponent{&This::m_systemAttachmentState, &ZqManip::ZqSystemAttachmentStateToken},
-         ZqComponent{&This::m_manipulatorAttachmentStates,
-                     &ZqManip::ZqManipulatorAttachmentStatesToken}};
+      return std::tuple{ZqComponent{&This::m_systemAttachmentState,
+                                    &ZqManip::ZqSystemAttachmentStateToken,
+                                    "what hangs on the system itself"},
+                        ZqComponent{&This::m_manipulatorAttachmentStates,
+                                    &ZqManip::ZqManipulatorAttachmentStatesToken,
+                                    "what hangs on each manipulator, by its index"}};
    }
    static ZqAttachmentMapState nullObject() { return {}; }
    bool operator==(const ZqAttachmentMapState&) const = default;

@@ -11,19 +11,26 @@ class ZqLinkAccelerationState final : public ZqXmlClass<ZqLinkAccelerationState>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqLinkAccelerationStateToken; }
+   static constexpr const char* documentation = "the accelerations of a link";
    static constexpr auto components()
    {
       using This = ZqLinkAccelerationState;
-      return std::tuple{
-         ZqComponent{&This::m_dhFrameAccelerationInLocal,
-                     &ZqManip::ZqDhFrameAccelerationInLocalToken},
-         ZqComponent{&This::m_dhFrameAccelerationInSystem,
-                     &ZqManip::ZqDhFrameAccelerationInSystemToken},
-         ZqComponent{&This::m_primaryFrameAccelerationInSystem,
-                     &ZqManip::ZqPrimaryFrameAccelerationInSystemToken},
-         ZqComponent{&This::m_localDhValid, &ZqManip::ZqLocalDhValidToken},
-         ZqComponent{&This::m_systemDhValid, &ZqManip::ZqSystemDhValidToken},
-         ZqComponent{&This::m_systemPrimaryValid, &ZqManip::ZqSystemPrimaryValidToken}};
+      return std::tuple{ZqComponent{&This::m_dhFrameAccelerationInLocal,
+                                    &ZqManip::ZqDhFrameAccelerationInLocalToken,
+                                    "acceleration of the DH frame, in its own axes"},
+                        ZqComponent{&This::m_dhFrameAccelerationInSystem,
+                                    &ZqManip::ZqDhFrameAccelerationInSystemToken,
+                                    "acceleration of the DH frame, in system axes"},
+                        ZqComponent{&This::m_primaryFrameAccelerationInSystem,
+                                    &ZqManip::ZqPrimaryFrameAccelerationInSystemToken,
+                                    "acceleration of the primary frame, in system axes"},
+                        ZqComponent{&This::m_localDhValid, &ZqManip::ZqLocalDhValidToken,
+                                    "whether the first of them is computed"},
+                        ZqComponent{&This::m_systemDhValid, &ZqManip::ZqSystemDhValidToken,
+                                    "whether the second of them is computed"},
+                        ZqComponent{&This::m_systemPrimaryValid,
+                                    &ZqManip::ZqSystemPrimaryValidToken,
+                                    "whether the third of them is computed"}};
    }
    bool operator==(const ZqLinkAccelerationState&) const = default;
 

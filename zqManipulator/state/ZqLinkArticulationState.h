@@ -10,19 +10,25 @@ class ZqLinkArticulationState final : public ZqXmlClass<ZqLinkArticulationState>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqLinkArticulationStateToken; }
+   static constexpr const char* documentation = "the articulated body of a link";
    static constexpr auto components()
    {
       using This = ZqLinkArticulationState;
-      return std::tuple{ZqComponent{&This::m_arbd, &ZqManip::ZqArbdToken},
-                        ZqComponent{&This::m_arbdValid, &ZqManip::ZqArbdValidToken},
-                        ZqComponent{&This::m_supplementalDhAcceleration,
-                                    &ZqManip::ZqSupplementalDhAccelerationToken},
-                        ZqComponent{&This::m_supplementalDhAccelerationValid,
-                                    &ZqManip::ZqSupplementalDhAccelerationValidToken},
-                        ZqComponent{&This::m_supplementalJointAcceleration,
-                                    &ZqManip::ZqSupplementalJointAccelerationToken},
-                        ZqComponent{&This::m_supplementalJointAccelerationValid,
-                                    &ZqManip::ZqSupplementalJointAccelerationValidToken}};
+      return std::tuple{
+         ZqComponent{&This::m_arbd, &ZqManip::ZqArbdToken,
+                     "articulated body of the link and its descendants, in the DH frame"},
+         ZqComponent{&This::m_arbdValid, &ZqManip::ZqArbdValidToken, "whether it is computed"},
+         ZqComponent{&This::m_supplementalDhAcceleration,
+                     &ZqManip::ZqSupplementalDhAccelerationToken,
+                     "acceleration of the DH frame, in its own axes"},
+         ZqComponent{&This::m_supplementalDhAccelerationValid,
+                     &ZqManip::ZqSupplementalDhAccelerationValidToken, "whether it is computed"},
+         ZqComponent{&This::m_supplementalJointAcceleration,
+                     &ZqManip::ZqSupplementalJointAccelerationToken,
+                     "acceleration of the joint (rad/s^2, or m/s^2)"},
+         ZqComponent{&This::m_supplementalJointAccelerationValid,
+                     &ZqManip::ZqSupplementalJointAccelerationValidToken,
+                     "whether it is computed"}};
    }
    bool operator==(const ZqLinkArticulationState&) const = default;
 

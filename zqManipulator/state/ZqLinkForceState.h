@@ -10,12 +10,15 @@ class ZqLinkForceState final : public ZqXmlClass<ZqLinkForceState>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqLinkForceStateToken; }
+   static constexpr const char* documentation = "the force on a link";
    static constexpr auto components()
    {
       using This = ZqLinkForceState;
-      return std::tuple{
-         ZqComponent{&This::m_dhFrameForceInLocal, &ZqManip::ZqDhFrameForceInLocalToken},
-         ZqComponent{&This::m_localDhValid, &ZqManip::ZqLocalDhValidToken}};
+      return std::tuple{ZqComponent{&This::m_dhFrameForceInLocal,
+                                    &ZqManip::ZqDhFrameForceInLocalToken,
+                                    "force at the origin of the DH frame, in its axes"},
+                        ZqComponent{&This::m_localDhValid, &ZqManip::ZqLocalDhValidToken,
+                                    "whether it is computed"}};
    }
    bool operator==(const ZqLinkForceState&) const = default;
 

@@ -18,14 +18,18 @@ class ZqLinkPositionState final : public ZqXmlClass<ZqLinkPositionState>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqLinkPositionStateToken; }
+   static constexpr const char* documentation = "the frames of a link";
    static constexpr auto components()
    {
       using This = ZqLinkPositionState;
       return std::tuple{
-         ZqComponent{&This::m_dhFrame, &ZqManip::ZqDhFrameToken},
-         ZqComponent{&This::m_primaryFrame, &ZqManip::ZqPrimaryFrameToken},
-         ZqComponent{&This::m_locationInSystemValid, &ZqManip::ZqLocationInSystemValidToken},
-         ZqComponent{&This::m_dhTransformValid, &ZqManip::ZqDhTransformValidToken}};
+         ZqComponent{&This::m_dhFrame, &ZqManip::ZqDhFrameToken, "DH frame in the system"},
+         ZqComponent{&This::m_primaryFrame, &ZqManip::ZqPrimaryFrameToken,
+                     "primary frame in the system"},
+         ZqComponent{&This::m_locationInSystemValid, &ZqManip::ZqLocationInSystemValidToken,
+                     "whether both frames are computed"},
+         ZqComponent{&This::m_dhTransformValid, &ZqManip::ZqDhTransformValidToken,
+                     "whether the transformation of the joint is computed"}};
    }
    bool operator==(const ZqLinkPositionState& other) const
    {

@@ -14,17 +14,24 @@ class ZqLinkVelocityState final : public ZqXmlClass<ZqLinkVelocityState>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqLinkVelocityStateToken; }
+   static constexpr const char* documentation = "the velocities of a link";
    static constexpr auto components()
    {
       using This = ZqLinkVelocityState;
       return std::tuple{
-         ZqComponent{&This::m_dhFrameVelocityInLocal, &ZqManip::ZqDhFrameVelocityInLocalToken},
-         ZqComponent{&This::m_dhFrameVelocityInSystem, &ZqManip::ZqDhFrameVelocityInSystemToken},
+         ZqComponent{&This::m_dhFrameVelocityInLocal, &ZqManip::ZqDhFrameVelocityInLocalToken,
+                     "velocity of the DH frame, in its own axes"},
+         ZqComponent{&This::m_dhFrameVelocityInSystem, &ZqManip::ZqDhFrameVelocityInSystemToken,
+                     "velocity of the DH frame, in system axes"},
          ZqComponent{&This::m_primaryFrameVelocityInSystem,
-                     &ZqManip::ZqPrimaryFrameVelocityInSystemToken},
-         ZqComponent{&This::m_localDhValid, &ZqManip::ZqLocalDhValidToken},
-         ZqComponent{&This::m_systemDhValid, &ZqManip::ZqSystemDhValidToken},
-         ZqComponent{&This::m_systemPrimaryValid, &ZqManip::ZqSystemPrimaryValidToken}};
+                     &ZqManip::ZqPrimaryFrameVelocityInSystemToken,
+                     "velocity of the primary frame, in system axes"},
+         ZqComponent{&This::m_localDhValid, &ZqManip::ZqLocalDhValidToken,
+                     "whether the first of them is computed"},
+         ZqComponent{&This::m_systemDhValid, &ZqManip::ZqSystemDhValidToken,
+                     "whether the second of them is computed"},
+         ZqComponent{&This::m_systemPrimaryValid, &ZqManip::ZqSystemPrimaryValidToken,
+                     "whether the third of them is computed"}};
    }
    bool operator==(const ZqLinkVelocityState&) const = default;
 

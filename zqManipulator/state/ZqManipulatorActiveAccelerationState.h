@@ -11,12 +11,17 @@ class ZqManipulatorActiveAccelerationState final
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorActiveAccelerationStateToken; }
+   static constexpr const char* documentation =
+      "the accelerations of a manipulator and of its links";
    static constexpr auto components()
    {
       using This = ZqManipulatorActiveAccelerationState;
-      return std::tuple{ZqComponent{&This::m_accelerationState, &ZqManip::ZqAccelerationStateToken},
-                        ZqComponent{&This::m_links, &ZqManip::ZqLinkAccelerationStatesToken},
-                        ZqComponent{&This::m_base, &ZqManip::ZqBaseAccelerationStateToken}};
+      return std::tuple{ZqComponent{&This::m_accelerationState, &ZqManip::ZqAccelerationStateToken,
+                                    "accelerations of joints and base"},
+                        ZqComponent{&This::m_links, &ZqManip::ZqLinkAccelerationStatesToken,
+                                    "accelerations of each link, by index"},
+                        ZqComponent{&This::m_base, &ZqManip::ZqBaseAccelerationStateToken,
+                                    "accelerations of the base"}};
    }
    bool operator==(const ZqManipulatorActiveAccelerationState&) const = default;
 

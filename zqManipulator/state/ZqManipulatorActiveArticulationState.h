@@ -10,11 +10,14 @@ class ZqManipulatorActiveArticulationState final
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorActiveArticulationStateToken; }
+   static constexpr const char* documentation = "the articulated bodies of a manipulator";
    static constexpr auto components()
    {
       using This = ZqManipulatorActiveArticulationState;
-      return std::tuple{ZqComponent{&This::m_links, &ZqManip::ZqLinkArticulationStatesToken},
-                        ZqComponent{&This::m_base, &ZqManip::ZqBaseArticulationStateToken}};
+      return std::tuple{ZqComponent{&This::m_links, &ZqManip::ZqLinkArticulationStatesToken,
+                                    "articulated body of each link, by index"},
+                        ZqComponent{&This::m_base, &ZqManip::ZqBaseArticulationStateToken,
+                                    "articulated body of the base"}};
    }
    bool operator==(const ZqManipulatorActiveArticulationState&) const = default;
 

@@ -9,11 +9,14 @@ class ZqManipulatorActiveForceState final
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorActiveForceStateToken; }
+   static constexpr const char* documentation = "the forces in a manipulator";
    static constexpr auto components()
    {
       using This = ZqManipulatorActiveForceState;
-      return std::tuple{ZqComponent{&This::m_links, &ZqManip::ZqLinkForceStatesToken},
-                        ZqComponent{&This::m_base, &ZqManip::ZqBaseForceStateToken}};
+      return std::tuple{
+         ZqComponent{&This::m_links, &ZqManip::ZqLinkForceStatesToken,
+                     "force on each link, by index"},
+         ZqComponent{&This::m_base, &ZqManip::ZqBaseForceStateToken, "force on the base"}};
    }
    bool operator==(const ZqManipulatorActiveForceState&) const = default;
 

@@ -10,11 +10,15 @@ class ZqManipulatorActiveMassState final
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorActiveMassStateToken; }
+   static constexpr const char* documentation =
+      "the composite rigid body inertias of a manipulator";
    static constexpr auto components()
    {
       using This = ZqManipulatorActiveMassState;
-      return std::tuple{ZqComponent{&This::m_links, &ZqManip::ZqLinkMassStatesToken},
-                        ZqComponent{&This::m_base, &ZqManip::ZqBaseMassStateToken}};
+      return std::tuple{
+         ZqComponent{&This::m_links, &ZqManip::ZqLinkMassStatesToken,
+                     "inertia of each link, by index"},
+         ZqComponent{&This::m_base, &ZqManip::ZqBaseMassStateToken, "inertia of the base"}};
    }
    bool operator==(const ZqManipulatorActiveMassState&) const = default;
 

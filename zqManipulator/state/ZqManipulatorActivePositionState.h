@@ -10,12 +10,17 @@ class ZqManipulatorActivePositionState final
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorActivePositionStateToken; }
+   static constexpr const char* documentation =
+      "the position of a manipulator and the frames of its links";
    static constexpr auto components()
    {
       using This = ZqManipulatorActivePositionState;
-      return std::tuple{ZqComponent{&This::m_positionState, &ZqManip::ZqPositionStateToken},
-                        ZqComponent{&This::m_links, &ZqManip::ZqLinkPositionStatesToken},
-                        ZqComponent{&This::m_base, &ZqManip::ZqBasePositionStateToken}};
+      return std::tuple{
+         ZqComponent{&This::m_positionState, &ZqManip::ZqPositionStateToken,
+                     "positions of joints and base"},
+         ZqComponent{&This::m_links, &ZqManip::ZqLinkPositionStatesToken,
+                     "frames of each link, by index"},
+         ZqComponent{&This::m_base, &ZqManip::ZqBasePositionStateToken, "frames of the base"}};
    }
    bool operator==(const ZqManipulatorActivePositionState&) const = default;
 

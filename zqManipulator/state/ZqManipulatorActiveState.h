@@ -18,17 +18,25 @@ class ZqManipulatorActiveState final : public ZqXmlClass<ZqManipulatorActiveStat
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorActiveStateToken; }
+   static constexpr const char* documentation =
+      "the state of a manipulator with what was derived from it";
    static constexpr auto components()
    {
       using This = ZqManipulatorActiveState;
       return std::tuple{
-         ZqComponent{&This::m_activePositionState, &ZqManip::ZqActivePositionStateToken},
-         ZqComponent{&This::m_activeVelocityState, &ZqManip::ZqActiveVelocityStateToken},
-         ZqComponent{&This::m_activeAccelerationState, &ZqManip::ZqActiveAccelerationStateToken},
-         ZqComponent{&This::m_activeForceState, &ZqManip::ZqActiveForceStateToken},
-         ZqComponent{&This::m_activeMassState, &ZqManip::ZqActiveMassStateToken},
-         ZqComponent{&This::m_activeArticulationState, &ZqManip::ZqActiveArticulationStateToken},
-         ZqComponent{&This::m_actuatorState, &ZqManip::ZqActuatorStateToken}};
+         ZqComponent{&This::m_activePositionState, &ZqManip::ZqActivePositionStateToken,
+                     "position and frames"},
+         ZqComponent{&This::m_activeVelocityState, &ZqManip::ZqActiveVelocityStateToken,
+                     "velocities"},
+         ZqComponent{&This::m_activeAccelerationState, &ZqManip::ZqActiveAccelerationStateToken,
+                     "accelerations"},
+         ZqComponent{&This::m_activeForceState, &ZqManip::ZqActiveForceStateToken, "forces"},
+         ZqComponent{&This::m_activeMassState, &ZqManip::ZqActiveMassStateToken,
+                     "composite rigid body inertias"},
+         ZqComponent{&This::m_activeArticulationState, &ZqManip::ZqActiveArticulationStateToken,
+                     "articulated bodies"},
+         ZqComponent{&This::m_actuatorState, &ZqManip::ZqActuatorStateToken,
+                     "what the drives remember"}};
    }
    /// What was read may hold valid accelerations and forces.
    bool read(ZqXmlReader& reader) override;

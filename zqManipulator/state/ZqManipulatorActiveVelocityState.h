@@ -10,12 +10,16 @@ class ZqManipulatorActiveVelocityState final
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorActiveVelocityStateToken; }
+   static constexpr const char* documentation = "the velocities of a manipulator and of its links";
    static constexpr auto components()
    {
       using This = ZqManipulatorActiveVelocityState;
-      return std::tuple{ZqComponent{&This::m_velocityState, &ZqManip::ZqVelocityStateToken},
-                        ZqComponent{&This::m_links, &ZqManip::ZqLinkVelocityStatesToken},
-                        ZqComponent{&This::m_base, &ZqManip::ZqBaseVelocityStateToken}};
+      return std::tuple{
+         ZqComponent{&This::m_velocityState, &ZqManip::ZqVelocityStateToken,
+                     "velocities of joints and base"},
+         ZqComponent{&This::m_links, &ZqManip::ZqLinkVelocityStatesToken,
+                     "velocities of each link, by index"},
+         ZqComponent{&This::m_base, &ZqManip::ZqBaseVelocityStateToken, "velocities of the base"}};
    }
    bool operator==(const ZqManipulatorActiveVelocityState&) const = default;
 

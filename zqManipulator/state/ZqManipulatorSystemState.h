@@ -10,12 +10,15 @@ class ZqManipulatorSystemState : public ZqXmlClass<ZqManipulatorSystemState>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorSystemStateToken; }
+   static constexpr const char* documentation = "the state of a scene";
    static constexpr auto components()
    {
       using This = ZqManipulatorSystemState;
-      return std::tuple{ZqComponent{&This::m_positionStates, &ZqManip::ZqPositionStatesToken},
-                        ZqComponent{&This::m_velocityStates, &ZqManip::ZqVelocityStatesToken},
-                        ZqComponent{&This::m_time, &ZqManip::ZqTimeToken}};
+      return std::tuple{ZqComponent{&This::m_positionStates, &ZqManip::ZqPositionStatesToken,
+                                    "positions of each manipulator, by index"},
+                        ZqComponent{&This::m_velocityStates, &ZqManip::ZqVelocityStatesToken,
+                                    "velocities of each manipulator, by index"},
+                        ZqComponent{&This::m_time, &ZqManip::ZqTimeToken, "time (s)"}};
    }
    /// A shared empty state at time 0.
    static const ZqManipulatorSystemState& nullObject();

@@ -11,12 +11,15 @@ class ZqPositionState final : public ZqXmlClass<ZqPositionState>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqPositionStateToken; }
+   static constexpr const char* documentation = "the position of a manipulator";
    static constexpr auto components()
    {
       using This = ZqPositionState;
       return std::tuple{
-         ZqComponent{&This::m_jointPositions, &ZqManip::ZqJointPositionsToken},
-         ZqComponent{&This::m_coordSysXForm, &ZqFoundCommon::ZqCoordinateSystemTransformToken}};
+         ZqComponent{&This::m_jointPositions, &ZqManip::ZqJointPositionsToken,
+                     "position of each joint by link index (rad, or m)"},
+         ZqComponent{&This::m_coordSysXForm, &ZqFoundCommon::ZqCoordinateSystemTransformToken,
+                     "DH frame of the base, in the manipulator's place in the system"}};
    }
    static ZqPositionState nullObject() { return {}; }
    bool operator==(const ZqPositionState&) const = default;

@@ -17,10 +17,13 @@ public:
    using GeneralForces = ZqXmlVectorType<ZqManipulatorExternalForce>;
 
    static const ZqToken& classToken() { return ZqManip::ZqSystemActiveStateToken; }
+   static constexpr const char* documentation =
+      "the state of a scene with what was derived from it";
    static constexpr auto components()
    {
       return std::tuple{ZqComponent{&ZqSystemActiveState::m_manipulatorActiveStateVector,
-                                    &ZqManip::ZqManipulatorActiveStateVectorToken}};
+                                    &ZqManip::ZqManipulatorActiveStateVectorToken,
+                                    "active state of each manipulator, by index"}};
    }
    bool operator==(const ZqSystemActiveState& other) const
    {

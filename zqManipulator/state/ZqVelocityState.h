@@ -11,12 +11,15 @@ class ZqVelocityState final : public ZqXmlClass<ZqVelocityState>
 {
 public:
    static const ZqToken& classToken() { return ZqManip::ZqVelocityStateToken; }
+   static constexpr const char* documentation = "the velocity of a manipulator";
    static constexpr auto components()
    {
       using This = ZqVelocityState;
-      return std::tuple{
-         ZqComponent{&This::m_jointVelocities, &ZqManip::ZqJointVelocitiesToken},
-         ZqComponent{&This::m_generalVelocity, &ZqFoundCommon::ZqGeneralVelocityToken}};
+      return std::tuple{ZqComponent{&This::m_jointVelocities, &ZqManip::ZqJointVelocitiesToken,
+                                    "velocity of each joint by link index (rad/s, or m/s)"},
+                        ZqComponent{&This::m_generalVelocity,
+                                    &ZqFoundCommon::ZqGeneralVelocityToken,
+                                    "velocity of a free base, in system axes"}};
    }
    static ZqVelocityState nullObject() { return {}; }
    bool operator==(const ZqVelocityState&) const = default;

@@ -21,10 +21,12 @@ public:
    }
 
    static const ZqToken& classToken() { return ZqGeom::ZqSphereToken; }
+   static constexpr const char* documentation = "a sphere";
    static constexpr auto components()
    {
-      return std::tuple{ZqComponent{&ZqSphere::m_center, &ZqGeom::ZqCenterToken},
-                        ZqComponent{&ZqSphere::m_radius, &ZqGeom::ZqRadiusToken}};
+      return std::tuple{
+         ZqComponent{&ZqSphere::m_center, &ZqGeom::ZqCenterToken, "x y z of the center (m)"},
+         ZqComponent{&ZqSphere::m_radius, &ZqGeom::ZqRadiusToken, "radius (m)"}};
    }
    bool read(ZqXmlReader& reader) override;
 

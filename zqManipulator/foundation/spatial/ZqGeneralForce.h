@@ -13,10 +13,13 @@ public:
    }
 
    static const ZqToken& classToken() { return ZqFoundCommon::ZqGeneralForceToken; }
+   static constexpr const char* documentation = "a spatial force at the origin of a frame";
    static constexpr auto components()
    {
-      return std::tuple{ZqComponent{&ZqGeneralForce::m_first, &ZqFoundCommon::ZqForceToken},
-                        ZqComponent{&ZqGeneralForce::m_second, &ZqFoundCommon::ZqMomentToken}};
+      return std::tuple{ZqComponent{&ZqGeneralForce::m_first, &ZqFoundCommon::ZqForceToken,
+                                    "x y z of the force (N)"},
+                        ZqComponent{&ZqGeneralForce::m_second, &ZqFoundCommon::ZqMomentToken,
+                                    "x y z of the moment about the origin (N m)"}};
    }
 
    const ZqVector& force() const noexcept { return m_first; }

@@ -21,14 +21,23 @@ public:
    }
 
    static const ZqToken& classToken() { return ZqFoundCommon::ZqSecondMomentToken; }
+   static constexpr const char* documentation =
+      "a symmetric 3 x 3 matrix: the second moment of a mass (kg m^2), with products of inertia as "
+      "they stand in the matrix";
    static constexpr auto components()
    {
-      return std::tuple{ZqAttributeComponent(&ZqSecondMoment::m_xx, &ZqFoundCommon::ZqXxToken),
-                        ZqAttributeComponent(&ZqSecondMoment::m_yy, &ZqFoundCommon::ZqYyToken),
-                        ZqAttributeComponent(&ZqSecondMoment::m_zz, &ZqFoundCommon::ZqZzToken),
-                        ZqAttributeComponent(&ZqSecondMoment::m_xy, &ZqFoundCommon::ZqXyToken),
-                        ZqAttributeComponent(&ZqSecondMoment::m_xz, &ZqFoundCommon::ZqXzToken),
-                        ZqAttributeComponent(&ZqSecondMoment::m_yz, &ZqFoundCommon::ZqYzToken)};
+      return std::tuple{ZqAttributeComponent(&ZqSecondMoment::m_xx, &ZqFoundCommon::ZqXxToken,
+                                             "element xx of the matrix"),
+                        ZqAttributeComponent(&ZqSecondMoment::m_yy, &ZqFoundCommon::ZqYyToken,
+                                             "element yy of the matrix"),
+                        ZqAttributeComponent(&ZqSecondMoment::m_zz, &ZqFoundCommon::ZqZzToken,
+                                             "element zz of the matrix"),
+                        ZqAttributeComponent(&ZqSecondMoment::m_xy, &ZqFoundCommon::ZqXyToken,
+                                             "element xy of the matrix"),
+                        ZqAttributeComponent(&ZqSecondMoment::m_xz, &ZqFoundCommon::ZqXzToken,
+                                             "element xz of the matrix"),
+                        ZqAttributeComponent(&ZqSecondMoment::m_yz, &ZqFoundCommon::ZqYzToken,
+                                             "element yz of the matrix")};
    }
    static ZqSecondMoment nullObject() noexcept { return {}; }
    /// The symmetric part of a matrix.

@@ -198,7 +198,8 @@ void ZqXmlBaseVariableCompoundType::writeElementSchema(ZqXmlSchema& schema, unsi
    writeSchemaAttributes(schema);
    // The list of libraries may stand before an element.
    schema.setChoice(0, most == ZqXmlSchema::unbounded ? most : most + 1);
-   schema.addElement(ZqXml::ZqAddLibrariesToken, ZqXmlVectorType<ZqString>(), 1, 1);
+   schema.addElement(ZqXml::ZqAddLibrariesToken, ZqXmlVectorType<ZqString>(), 1, 1,
+                     "names of libraries; without effect");
    CreatorMap creators = creatorMap();
    creators.merge(Zq::registeredCreators());
    for (const auto& [token, creator] : creators)

@@ -24,8 +24,9 @@ const ZqToken& ZqXmlBasicType<T>::classToken()
 
 const ZqToken* ZqXmlEnumType<ZqU32>::valueToken() const
 {
-   return m_enumeration != nullptr && m_value < m_enumeration->size() ? (*m_enumeration)[m_value]
-                                                                      : nullptr;
+   return m_enumeration != nullptr && m_value < m_enumeration->size()
+             ? (*m_enumeration)[m_value].token
+             : nullptr;
 }
 
 bool ZqXmlEnumType<ZqU32>::setValueFromString(std::string_view text)
@@ -33,7 +34,7 @@ bool ZqXmlEnumType<ZqU32>::setValueFromString(std::string_view text)
    if (m_enumeration == nullptr)
       return false;
    for (ZqU32 value = 0; value < m_enumeration->size(); ++value)
-      if ((*m_enumeration)[value]->view() == text)
+      if ((*m_enumeration)[value].token->view() == text)
       {
          m_value = value;
          return true;
@@ -52,8 +53,8 @@ bool ZqXmlEnumType<ZqU32>::parse(ZqXmlReader& reader, std::string_view text)
       return true;
    ZqString expected = "one of";
    if (m_enumeration != nullptr)
-      for (const ZqToken* token : *m_enumeration)
-         expected += " \"" + token->token() + '"';
+      for (const ZqXmlEnumerator& enumerator : *m_enumeration)
+         expected += " \"" + enumerator.token->token() + '"';
    reader.failValue(expected.c_str(), text);
    return false;
 }

@@ -8,32 +8,36 @@
 #include <tuple>
 #include <typeinfo>
 
-/// An entry of a class's list of members: a member and the name of its element.
+/// An entry of a class's list of members: a member, the name of its element, and in a few words what
+/// it is, in which unit and frame, for the schema of documents.
 template <class Owner, class Member>
 struct ZqComponent
 {
    Member Owner::*member;
    const ZqToken* token;
+   const char* documentation = nullptr;
    bool isAttribute = false;
    bool isReadOnly = false;
 };
 template <class Owner, class Member>
-ZqComponent(Member Owner::*, const ZqToken*) -> ZqComponent<Owner, Member>;
+ZqComponent(Member Owner::*, const ZqToken*, const char* = nullptr) -> ZqComponent<Owner, Member>;
 
 /// The same for a member that old documents hold and that is never written.
 template <class Owner, class Member>
 constexpr ZqComponent<Owner, Member> ZqReadOnlyComponent(Member Owner::*member,
-                                                         const ZqToken* token)
+                                                         const ZqToken* token,
+                                                         const char* documentation = nullptr)
 {
-   return {member, token, false, true};
+   return {member, token, documentation, false, true};
 }
 
 /// The same for a member that is an attribute.
 template <class Owner, class Member>
 constexpr ZqComponent<Owner, Member> ZqAttributeComponent(Member Owner::*member,
-                                                          const ZqToken* token)
+                                                          const ZqToken* token,
+                                                          const char* documentation = nullptr)
 {
-   return {member, token, true, false};
+   return {member, token, documentation, true, false};
 }
 
 /// Builds the table of a class from the lists of the class and of its bases.
@@ -80,9 +84,9 @@ void appendList(ZqXmlComponentEntry*& next)
    [[maybe_unused]] constexpr auto components = list();
    [&]<std::size_t... index>(std::index_sequence<index...>)
    {
-      ((*next++ = {std::get<index>(components).token, std::get<index>(components).isAttribute,
-                   std::get<index>(components).isReadOnly, leafOf(std::get<index>(components)),
-                   &address<Class, list, index>}),
+      ((*next++ = {std::get<index>(components).token, std::get<index>(components).documentation,
+                   std::get<index>(components).isAttribute, std::get<index>(components).isReadOnly,
+                   leafOf(std::get<index>(components)), &address<Class, list, index>}),
        ...);
    }
    (std::make_index_sequence<std::tuple_size_v<decltype(list())>>());
@@ -119,7 +123,8 @@ const ZqXmlComponentTable& tableOf()
       return list;
    }();
    static const ZqXmlComponentTable table{&typeid(Class), entries.data(),
-                                          static_cast<unsigned>(entries.size()), &defaultOf<Class>};
+                                          static_cast<unsigned>(entries.size()), &defaultOf<Class>,
+                                          Class::documentation};
    return table;
 }
 
@@ -135,7 +140,8 @@ const ZqXmlComponentTable& tableOfList()
       return all;
    }();
    static const ZqXmlComponentTable table{&typeid(Class), entries.data(),
-                                          static_cast<unsigned>(entries.size()), &defaultOf<Class>};
+                                          static_cast<unsigned>(entries.size()), &defaultOf<Class>,
+                                          Class::documentation};
    return table;
 }
 } // namespace ZqXmlTables
@@ -156,7 +162,8 @@ public:
 ///
 /// The class declares
 /// - `static const ZqToken& classToken()`, its element name;
-/// - `static constexpr auto components()`, a tuple of `ZqComponent{&Class::m_member, &token}`,
+/// - `static constexpr const char* documentation`, in a few words what its objects are;
+/// - `static constexpr auto components()`, a tuple of `ZqComponent{&Class::m_member, &token, "text"}`,
 ///   `ZqAttributeComponent` and `ZqReadOnlyComponent`, in order of registration, without those of the
 ///   base; a member is a persistent object or of a plain type with a text form (`ZqXmlText`). A class
 ///   that has not all components of its base, or has them in another order, states them all and
@@ -172,6 +179,7 @@ public:
    using XmlBase = Base;
    using Base::Base;
    static constexpr bool componentsReplaceBase = false;
+   static constexpr const char* documentation = nullptr;
    static constexpr std::tuple<> components() { return {}; }
 
    static ZqXmlObject* creator() { return new Derived(); }

@@ -1,5 +1,6 @@
 #include "zqManipulator/foundation/xml/ZqXmlCompoundType.h"
 
+#include "zqManipulator/foundation/xml/ZqXmlDocument.h"
 #include "zqManipulator/foundation/xml/ZqXmlLeaf.h"
 #include "zqManipulator/foundation/xml/ZqXmlObjectVisitor.h"
 #include "zqManipulator/foundation/xml/ZqXmlReader.h"
@@ -17,7 +18,24 @@ struct Registration
    ZqToken token;
    ZqXmlObject* object;
    bool isReadOnly;
+   const char* documentation = nullptr;
 };
+
+/// What the schema tells of a component: its documentation, and its default if that is a plain value.
+ZqString documentationOf(const Registration& registration, const ZqXmlObject* fallback)
+{
+   ZqString text = registration.documentation != nullptr ? registration.documentation : "";
+   ZqString document;
+   if (text.empty() || fallback == nullptr || !fallback->isBasicType() ||
+       !Zq::toXml(*fallback, document))
+      return text;
+   // The value is all between the root's tags.
+   const auto end = document.rfind("</");
+   const auto begin = document.rfind('>', end) + 1;
+   return end != ZqString::npos && begin < end
+             ? text + "; default " + document.substr(begin, end - begin)
+             : text;
+}
 
 /// What was registered, in order, and the same as a map. A token registered again moves to the new
 /// object, so that a derived class can take a component over.
@@ -179,10 +197,17 @@ struct ZqXmlCompoundType::Maps
    Registry attributes;
    SpecialDescriptorMap specials;
    std::vector<std::unique_ptr<ZqXmlObject>> adapters;
+   const char* documentation = nullptr; ///< of the class
    bool specialsBuilt = false;
    bool building = false; ///< `registerComponents` is at work
    bool extended = false; ///< something was registered besides
 
+   void document(const ZqToken& token, bool isAttribute, const char* text)
+   {
+      for (Registration& registration : (isAttribute ? attributes : elements).order)
+         if (registration.token == token)
+            registration.documentation = text;
+   }
    /// The component of the same name in an object of defaults, if there is one.
    static const ZqXmlObject* defaultOf(const ZqXmlCompoundType* defaults, Registry Maps::*kind,
                                        const Registration& registration)
@@ -439,7 +464,8 @@ bool ZqXmlCompoundType::writeComponents(ZqXmlWriter& writer, bool attributes) co
 
 void ZqXmlCompoundType::writeSchema(ZqXmlSchema& schema) const
 {
-   if (!schema.beginType(typeid(*this), ""))
+   createComponentMap();
+   if (!schema.beginType(typeid(*this), "", maps().documentation))
       return;
    writeSchemaAttributes(schema);
    writeSchemaElements(schema);
@@ -448,18 +474,26 @@ void ZqXmlCompoundType::writeSchema(ZqXmlSchema& schema) const
 
 void ZqXmlCompoundType::writeSchemaAttributes(ZqXmlSchema& schema) const
 {
-   createComponentMap();
+   const auto fresh = defaultsUnless(false);
    for (const Registration& registration : maps().attributes.order)
       if (!registration.isReadOnly)
-         schema.addAttribute(registration.token, *registration.object);
+         schema.addAttribute(
+            registration.token, *registration.object,
+            documentationOf(registration,
+                            Maps::defaultOf(fresh.get(), &Maps::attributes, registration))
+               .c_str());
 }
 
 void ZqXmlCompoundType::writeSchemaElements(ZqXmlSchema& schema) const
 {
-   createComponentMap();
+   const auto fresh = defaultsUnless(false);
    for (const Registration& registration : maps().elements.order)
       if (!registration.isReadOnly)
-         schema.addElement(registration.token, *registration.object, 0, 1);
+         schema.addElement(
+            registration.token, *registration.object, 0, 1,
+            documentationOf(registration,
+                            Maps::defaultOf(fresh.get(), &Maps::elements, registration))
+               .c_str());
 }
 
 void ZqXmlCompoundType::registerComponents() {}
@@ -498,6 +532,7 @@ void ZqXmlCompoundType::registerAttributeComponentReadOnly(const ZqToken& token,
 
 void ZqXmlCompoundType::registerComponentsOf(const ZqXmlComponentTable& table)
 {
+   maps().documentation = table.documentation;
    for (const auto* entry = table.entries; entry != table.entries + table.count; ++entry)
    {
       ZqXmlObject* component = nullptr;
@@ -512,6 +547,7 @@ void ZqXmlCompoundType::registerComponentsOf(const ZqXmlComponentTable& table)
       else
          entry->isReadOnly ? registerComponentReadOnly(*entry->token, component)
                            : registerComponent(*entry->token, component);
+      maps().document(*entry->token, entry->isAttribute, entry->documentation);
    }
 }
 

@@ -111,6 +111,7 @@ private:
 struct ZqXmlComponentEntry
 {
    const ZqToken* token;
+   const char* documentation; ///< may be null
    bool isAttribute;
    bool isReadOnly;
    /// The operations of a plain member; null for a member that is a persistent object.
@@ -127,4 +128,5 @@ struct ZqXmlComponentTable
    unsigned count;
    /// A default object of the class, to tell which members need not be written.
    const ZqXmlCompoundType& (*defaultObject)();
+   const char* documentation; ///< of the class; may be null
 };

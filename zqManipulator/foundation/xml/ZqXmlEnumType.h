@@ -4,8 +4,15 @@
 
 #include <vector>
 
-/// The tokens of an enumeration: the first stands for 0, and so on.
-using ZqXmlEnumeration = std::vector<const ZqToken*>;
+/// A value of an enumeration: its token, and what it means.
+struct ZqXmlEnumerator
+{
+   const ZqToken* token;
+   const char* documentation = nullptr;
+};
+
+/// The values of an enumeration: the first stands for 0, and so on.
+using ZqXmlEnumeration = std::vector<ZqXmlEnumerator>;
 
 /// A value of an enumeration, written as the token of the value. Only `ZqU32` is an element type.
 ///

@@ -165,11 +165,13 @@ void ZqXmlList::describe(ZqXmlSchema& schema, const std::type_info& type,
 {
    if (!schema.beginType(type, ""))
       return;
-   schema.addTextAttribute(ZqXml::ZqCountToken, "unsignedInt");
+   schema.addTextAttribute(ZqXml::ZqCountToken, "unsignedInt", "number of elements");
    // The words of a group may be quoted, so that their type is text.
    if (textType != nullptr || element->isBasicType())
-      schema.addTextElement(ZqXml::ZqGroupToken, "string", 0, 1);
+      schema.addTextElement(ZqXml::ZqGroupToken, "string", 0, 1,
+                            "the values as words; a text stands in double quotes");
    else
-      schema.addElement(ZqXml::ZqElementToken, *element, 0, ZqXmlSchema::unbounded);
+      schema.addElement(ZqXml::ZqElementToken, *element, 0, ZqXmlSchema::unbounded,
+                        "an element of the list");
    schema.endType();
 }

@@ -163,8 +163,8 @@ public:
    {
       if (!schema.beginType(typeid(*this), ""))
          return;
-      ZqXmlValue::describe(schema, ZqXml::ZqKeyToken, K(), 1, 1);
-      ZqXmlValue::describe(schema, ZqXml::ZqValueToken, V(), 1, 1);
+      ZqXmlValue::describe(schema, ZqXml::ZqKeyToken, K(), 1, 1, "key of the entry");
+      ZqXmlValue::describe(schema, ZqXml::ZqValueToken, V(), 1, 1, "value of the entry");
       schema.endType();
    }
 };
@@ -174,6 +174,7 @@ void ZqXmlMapType<K, V>::writeSchema(ZqXmlSchema& schema) const
 {
    if (!schema.beginType(typeid(*this), ""))
       return;
-   schema.addElement(ZqXml::ZqElementToken, ZqXmlMapEntry<K, V>(), 0, ZqXmlSchema::unbounded);
+   schema.addElement(ZqXml::ZqElementToken, ZqXmlMapEntry<K, V>(), 0, ZqXmlSchema::unbounded,
+                     "an entry of the map");
    schema.endType();
 }

@@ -92,8 +92,8 @@ public:
       variant += m_secondToken.localName();
       if (!schema.beginType(typeid(*this), variant))
          return;
-      ZqXmlValue::describe(schema, m_firstToken, m_first, 0, 1);
-      ZqXmlValue::describe(schema, m_secondToken, m_second, 0, 1);
+      ZqXmlValue::describe(schema, m_firstToken, m_first, 0, 1, "first of the pair");
+      ZqXmlValue::describe(schema, m_secondToken, m_second, 0, 1, "second of the pair");
       schema.endType();
    }
    bool equality(const ZqXmlObject* other) const override

@@ -17,17 +17,26 @@ struct Content
    ZqString simple;
 };
 
+struct Attribute
+{
+   ZqToken token;
+   Content content;
+   ZqString documentation;
+};
+
 struct Particle
 {
    ZqToken token;
    Content content;
+   ZqString documentation;
    unsigned least;
    unsigned most;
 };
 
 struct Type
 {
-   std::vector<std::pair<ZqToken, Content>> attributes;
+   ZqString documentation;
+   std::vector<Attribute> attributes;
    std::vector<Particle> particles;
    bool isChoice = false;
    unsigned least = 1;
@@ -43,6 +52,30 @@ ZqString occurs(unsigned least, unsigned most)
       text += " maxOccurs=\"unbounded\"";
    else if (most != 1)
       text += " maxOccurs=\"" + std::to_string(most) + '"';
+   return text;
+}
+
+ZqString textOf(const char* documentation)
+{
+   return documentation != nullptr ? documentation : "";
+}
+
+ZqString annotation(const ZqString& documentation)
+{
+   ZqString text;
+   if (documentation.empty())
+      return text;
+   text += "\n    <xs:annotation><xs:documentation>";
+   for (const char c : documentation)
+      c == '&' ? text += "&amp;" : c == '<' ? text += "&lt;" : text += c;
+   return text += "</xs:documentation></xs:annotation>";
+}
+
+ZqString simpleType(const ZqString& definition)
+{
+   ZqString text;
+   if (!definition.empty())
+      text.append("\n    <xs:simpleType>").append(definition).append("</xs:simpleType>");
    return text;
 }
 } // namespace
@@ -65,12 +98,11 @@ struct ZqXmlSchema::Model
    };
    using Files = std::map<ZqString, File>;
 
-   static ZqString element(const ZqString& name, const Content& content, const ZqString& occurrence,
-                           const File& mainFile);
+   ZqString element(const ZqString& name, const Content& content, const ZqString& documentation,
+                    const ZqString& occurrence, const File& mainFile) const;
    static File& fileOf(const ZqString& uri, Files& files);
-   static ZqString attribute(const ZqToken& token, const Content& content, const ZqString& mainUri,
-                             Files& files);
-   static ZqString particle(const Particle& particle, const ZqString& mainUri, Files& files);
+   static ZqString attribute(const Attribute& attribute, const ZqString& mainUri, Files& files);
+   ZqString particle(const Particle& particle, const ZqString& mainUri, Files& files) const;
    void emitTypes(const ZqString& mainUri, Files& files) const;
 };
 
@@ -113,12 +145,14 @@ void ZqXmlSchema::addTextList(const char* schemaType)
 void ZqXmlSchema::addEnumeration(const ZqXmlEnumeration& enumeration)
 {
    ZqString text = "<xs:restriction base=\"xs:token\">";
-   for (const ZqToken* token : enumeration)
-      text += "<xs:enumeration value=\"" + token->token() + "\"/>";
+   for (const auto& [token, documentation] : enumeration)
+      text += "\n     <xs:enumeration value=\"" + token->token() + "\">" +
+              annotation(textOf(documentation)) + "</xs:enumeration>";
    m_model->said = {"", text + "</xs:restriction>"};
 }
 
-bool ZqXmlSchema::beginType(const std::type_info& type, const ZqString& variant)
+bool ZqXmlSchema::beginType(const std::type_info& type, const ZqString& variant,
+                            const char* documentation)
 {
    ZqString name = typeName(type);
    if (!variant.empty())
@@ -127,6 +161,7 @@ bool ZqXmlSchema::beginType(const std::type_info& type, const ZqString& variant)
    const auto [place, isNew] = m_model->types.try_emplace(name);
    if (isNew)
       m_model->open.push_back(&place->second);
+   place->second.documentation = textOf(documentation);
    return isNew;
 }
 
@@ -140,29 +175,33 @@ void ZqXmlSchema::endType()
 }
 
 void ZqXmlSchema::addElement(const ZqToken& token, const ZqXmlObject& content, unsigned least,
-                             unsigned most)
+                             unsigned most, const char* documentation)
 {
    content.writeSchema(*this);
-   m_model->open.back()->particles.push_back({token, m_model->said, least, most});
+   m_model->open.back()->particles.push_back(
+      {token, m_model->said, textOf(documentation), least, most});
 }
 
 void ZqXmlSchema::addTextElement(const ZqToken& token, const char* schemaType, unsigned least,
-                                 unsigned most)
+                                 unsigned most, const char* documentation)
 {
    addText(schemaType);
-   m_model->open.back()->particles.push_back({token, m_model->said, least, most});
+   m_model->open.back()->particles.push_back(
+      {token, m_model->said, textOf(documentation), least, most});
 }
 
-void ZqXmlSchema::addAttribute(const ZqToken& token, const ZqXmlObject& content)
+void ZqXmlSchema::addAttribute(const ZqToken& token, const ZqXmlObject& content,
+                               const char* documentation)
 {
    content.writeSchema(*this);
-   m_model->open.back()->attributes.emplace_back(token, m_model->said);
+   m_model->open.back()->attributes.push_back({token, m_model->said, textOf(documentation)});
 }
 
-void ZqXmlSchema::addTextAttribute(const ZqToken& token, const char* schemaType)
+void ZqXmlSchema::addTextAttribute(const ZqToken& token, const char* schemaType,
+                                   const char* documentation)
 {
    addText(schemaType);
-   m_model->open.back()->attributes.emplace_back(token, m_model->said);
+   m_model->open.back()->attributes.push_back({token, m_model->said, textOf(documentation)});
 }
 
 void ZqXmlSchema::setChoice(unsigned least, unsigned most)
@@ -175,14 +214,17 @@ void ZqXmlSchema::setChoice(unsigned least, unsigned most)
 
 /// The declaration of an element.
 ZqString ZqXmlSchema::Model::element(const ZqString& name, const Content& content,
-                                     const ZqString& occurrence, const File& mainFile)
+                                     const ZqString& documentation, const ZqString& occurrence,
+                                     const File& mainFile) const
 {
    ZqString text = "<xs:element name=\"" + name + '"' + occurrence;
    if (!content.typeName.empty())
-      return text + " type=\"" + mainFile.prefix + content.typeName + "\"/>";
-   if (!content.simple.empty())
-      return text + "><xs:simpleType>" + content.simple + "</xs:simpleType></xs:element>";
-   return text + "/>";
+      text += " type=\"" + mainFile.prefix + content.typeName + '"';
+   text += '>';
+   const auto type = types.find(content.typeName);
+   text += annotation(documentation.empty() && type != types.end() ? type->second.documentation
+                                                                   : documentation);
+   return text + simpleType(content.simple) + "\n   </xs:element>";
 }
 
 /// The file of a namespace; no prefix stands for names without one.
@@ -194,14 +236,15 @@ ZqXmlSchema::Model::File& ZqXmlSchema::Model::fileOf(const ZqString& uri, Files&
 }
 
 /// An attribute of a type. One with a namespace of its own is declared in the file of that namespace.
-ZqString ZqXmlSchema::Model::attribute(const ZqToken& token, const Content& content,
-                                       const ZqString& mainUri, Files& files)
+ZqString ZqXmlSchema::Model::attribute(const Attribute& attribute, const ZqString& mainUri,
+                                       Files& files)
 {
-   const ZqString uri(token.namespaceUri());
+   const ZqString uri(attribute.token.namespaceUri());
    ZqString text = "<xs:attribute name=\"";
-   text += token.localName();
+   text += attribute.token.localName();
    text += uri.empty() ? R"(">)" : R"(" form="qualified">)";
-   text += "<xs:simpleType>" + content.simple + "</xs:simpleType></xs:attribute>";
+   text += annotation(attribute.documentation) + simpleType(attribute.content.simple) +
+           "\n   </xs:attribute>";
    if (uri.empty() || uri == mainUri)
       return text;
    File& file = fileOf(uri, files);
@@ -213,18 +256,19 @@ ZqString ZqXmlSchema::Model::attribute(const ZqToken& token, const Content& cont
 /// An element in the content of a type. One of another namespace than the main file's is declared
 /// in a group of the file of its namespace, since a file declares elements of one namespace only.
 ZqString ZqXmlSchema::Model::particle(const Particle& particle, const ZqString& mainUri,
-                                      Files& files)
+                                      Files& files) const
 {
    const ZqString uri(particle.token.namespaceUri());
    const ZqString name(particle.token.localName());
    const ZqString occurrence = occurs(particle.least, particle.most);
    const File& mainFile = files.at(mainUri);
    if (uri == mainUri)
-      return element(name, particle.content, occurrence, mainFile);
+      return element(name, particle.content, particle.documentation, occurrence, mainFile);
    File& file = fileOf(uri, files);
    const ZqString group = "group" + std::to_string(++file.groups);
    file.body += " <xs:group name=\"" + group + "\"><xs:sequence>" +
-                element(name, particle.content, "", mainFile) + "</xs:sequence></xs:group>\n";
+                element(name, particle.content, particle.documentation, "", mainFile) +
+                "</xs:sequence></xs:group>\n";
    return "<xs:group ref=\"" + file.prefix + group + '"' + occurrence + "/>";
 }
 
@@ -234,17 +278,19 @@ void ZqXmlSchema::Model::emitTypes(const ZqString& mainUri, Files& files) const
    {
       const ZqString model = type.isChoice ? "choice" : "sequence";
       ZqString text = " <xs:complexType name=\"" + name + "\">\n";
+      if (!type.documentation.empty())
+         text.append(annotation(type.documentation), 1).append("\n");
       text.append("  <xs:").append(model).append(occurs(type.least, type.most)).append(">\n");
       for (const Particle& one : type.particles)
          text.append("   ").append(particle(one, mainUri, files)).append("\n");
       text += "  </xs:" + model + ">\n";
-      for (const auto& [token, content] : type.attributes)
-         text.append("  ").append(attribute(token, content, mainUri, files)).append("\n");
+      for (const Attribute& one : type.attributes)
+         text.append("  ").append(attribute(one, mainUri, files)).append("\n");
       files.at(mainUri).body += text + " </xs:complexType>\n";
    }
 }
 
-bool ZqXmlSchema::save(const ZqString& fileName) const
+std::vector<std::pair<ZqString, ZqString>> ZqXmlSchema::files(const ZqString& fileName) const
 {
    const Model& model = *m_model;
    const ZqString mainUri(model.roots.empty() ? ZqString()
@@ -254,7 +300,7 @@ bool ZqXmlSchema::save(const ZqString& fileName) const
    for (const auto& [token, content] : model.roots)
    {
       const ZqString root =
-         model.element(ZqString(token.localName()), content, "", files.at(mainUri));
+         model.element(ZqString(token.localName()), content, "", "", files.at(mainUri));
       files.at(mainUri).body += ' ' + root + '\n';
    }
    model.emitTypes(mainUri, files);
@@ -266,34 +312,49 @@ bool ZqXmlSchema::save(const ZqString& fileName) const
    const ZqString suffix = hasDot ? fileName.substr(dot) : ZqString(".xsd");
    const auto pathOf = [&](const Model::File& file)
    { return file.name.empty() ? fileName : stem + file.name + suffix; };
-   bool written = true;
+   std::vector<std::pair<ZqString, ZqString>> result;
    for (const auto& [uri, file] : files)
    {
-      std::ofstream out(pathOf(file), std::ios::binary);
-      out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-             "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\" "
-             "elementFormDefault=\"qualified\"";
+      ZqString text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                      "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\" "
+                      "elementFormDefault=\"qualified\"";
       if (!uri.empty())
-         out << " targetNamespace=\"" << uri << '"';
+         text.append(" targetNamespace=\"").append(uri) += '"';
       for (const auto& [otherUri, other] : files)
          if (!otherUri.empty())
-            out << "\n   xmlns:" << other.prefix.substr(0, other.prefix.size() - 1) << "=\""
-                << otherUri << '"';
-      out << ">\n";
+            text.append("\n   xmlns:")
+               .append(other.prefix, 0, other.prefix.size() - 1)
+               .append("=\"")
+               .append(otherUri) += '"';
+      text += ">\n";
       for (const auto& [otherUri, other] : files)
          if (&other != &file)
          {
             const ZqString path = pathOf(other);
-            out << " <xs:import" << (otherUri.empty() ? "" : " namespace=\"" + otherUri + '"')
-                << " schemaLocation=\"" << path.substr(path.rfind('/') + 1) << "\"/>\n";
+            text.append(" <xs:import");
+            if (!otherUri.empty())
+               text.append(" namespace=\"").append(otherUri) += '"';
+            text.append(" schemaLocation=\"").append(path, path.rfind('/') + 1).append("\"/>\n");
          }
-      out << file.body << "</xs:schema>\n";
-      out.flush();
+      text.append(file.body).append("</xs:schema>\n");
+      result.insert(uri == mainUri ? result.begin() : result.end(),
+                    {pathOf(file), std::move(text)});
+   }
+   return result;
+}
+
+bool ZqXmlSchema::save(const ZqString& fileName) const
+{
+   bool written = true;
+   for (const auto& [name, text] : files(fileName))
+   {
+      std::ofstream out(name, std::ios::binary);
+      out << text << std::flush;
       if (!out)
       {
          Zq::Print::instance().write(Zq::Rejected,
                                      "ZqXmlSchema Error: the file cannot be written.\n\tFile: %s\n",
-                                     pathOf(file).c_str());
+                                     name.c_str());
          written = false;
       }
    }

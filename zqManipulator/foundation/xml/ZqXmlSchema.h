@@ -4,11 +4,14 @@
 
 #include <memory>
 #include <typeinfo>
+#include <utility>
+#include <vector>
 
 /// Collects the XML Schema of documents: objects describe their types in `writeSchema`.
 ///
 /// A type is described once and referred to by name. Elements of other namespaces than the root's
 /// stand in schema files of their own, as XML Schema demands, beside the main one and imported by it.
+/// A documentation is plain text; without one, an element has that of its type.
 class ZqXmlSchema
 {
 public:
@@ -33,21 +36,28 @@ public:
    void addEnumeration(const ZqXmlEnumeration& enumeration);
    /// Starts the type of a class; the variant tells objects of one class apart whose content differs.
    /// False when it is described already: then nothing is to be added.
-   bool beginType(const std::type_info& type, const ZqString& variant);
+   bool beginType(const std::type_info& type, const ZqString& variant,
+                  const char* documentation = nullptr);
    void endType();
    /// @}
 
    /// \name The content of a type that was begun
    /// @{
    static constexpr unsigned unbounded = 0xFFFFFFFF;
-   void addElement(const ZqToken& token, const ZqXmlObject& content, unsigned least, unsigned most);
-   void addTextElement(const ZqToken& token, const char* schemaType, unsigned least, unsigned most);
-   void addAttribute(const ZqToken& token, const ZqXmlObject& content);
-   void addTextAttribute(const ZqToken& token, const char* schemaType);
+   void addElement(const ZqToken& token, const ZqXmlObject& content, unsigned least, unsigned most,
+                   const char* documentation = nullptr);
+   void addTextElement(const ZqToken& token, const char* schemaType, unsigned least, unsigned most,
+                       const char* documentation = nullptr);
+   void addAttribute(const ZqToken& token, const ZqXmlObject& content,
+                     const char* documentation = nullptr);
+   void addTextAttribute(const ZqToken& token, const char* schemaType,
+                         const char* documentation = nullptr);
    /// From here on the elements are alternatives, of which there may be so many in any order.
    void setChoice(unsigned least, unsigned most);
    /// @}
 
+   /// The text of each file, the main one first, when the main one bears this name.
+   std::vector<std::pair<ZqString, ZqString>> files(const ZqString& fileName) const;
    /// Writes the schema to a file, and those of further namespaces beside it, as
    /// "<stem>-<n>.xsd". False, with a message, when a file cannot be written.
    bool save(const ZqString& fileName) const;

@@ -54,11 +54,11 @@ const ZqXmlObject* asObject(const T& value)
 
 template <Element T>
 void describe(ZqXmlSchema& schema, const ZqToken& token, const T& value, unsigned least,
-              unsigned most)
+              unsigned most, const char* documentation)
 {
    if constexpr (Object<T>)
-      schema.addElement(token, value, least, most);
+      schema.addElement(token, value, least, most, documentation);
    else
-      schema.addTextElement(token, ZqXmlText<T>::schemaType, least, most);
+      schema.addTextElement(token, ZqXmlText<T>::schemaType, least, most, documentation);
 }
 } // namespace ZqXmlValue

@@ -182,7 +182,7 @@ public:
 protected:
    void writeSchemaAttributes(ZqXmlSchema& schema) const override
    {
-      schema.addTextAttribute(ZqXml::ZqCountToken, "unsignedInt");
+      schema.addTextAttribute(ZqXml::ZqCountToken, "unsignedInt", "number of elements");
    }
 
 private:
