@@ -178,7 +178,7 @@ std::string manualPage(const Program& program)
       if (!command.footer.empty())
          page += ".PP\n" + roff(command.footer) + '\n';
    }
-   page += ".SH EXIT STATUS\n" + roff(itself.footer) + '\n';
+   page += ".SH EXIT STATUS AND FILES\n" + roff(itself.footer) + '\n';
    return page;
 }
 
