@@ -263,19 +263,19 @@ std::string zshArguments(const Command& command)
    {
       std::string value;
       if (!option.value.empty())
-         value.append(":").append(option.value).append(":");
+         value = ":" + option.value + ":";
       if (option.takesFile())
          value += "_files";
       else if (!option.choices.empty())
          value += '(' + joined(option.choices, " ") + ')';
       const std::string description = escaped(shortText(option.description), "[]\\:", "\\");
+      const std::string allNames = joined(option.names, " ");
       for (const std::string& name : option.names)
-         text += " \\\n         " + inQuotes("(" + joined(option.names, " ") + ")" + name + "[" +
-                                             description + "]" + value);
+         text += " \\\n         " +
+                 inQuotes("(" + allNames + ")" + name + "[" + description + "]" + value);
    }
    for (const Option& positional : command.positionals)
-      text +=
-         " \\\n         " + inQuotes(std::string(":").append(positional.value).append(":_files"));
+      text += " \\\n         " + inQuotes(":" + positional.value + ":_files");
    return text;
 }
 
