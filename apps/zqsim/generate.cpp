@@ -178,7 +178,7 @@ std::string manualPage(const Program& program)
       if (!command.footer.empty())
          page += ".PP\n" + roff(command.footer) + '\n';
    }
-   page += ".SH EXIT STATUS\n" + roff(itself.footer) + '\n';
+   page += ".SH EXIT STATUS AND FILES\n" + roff(itself.footer) + '\n';
    return page;
 }
 
@@ -248,7 +248,7 @@ std::string bashCompletion(const Program& program)
 }
 
 /// In single quotes.
-std::string quoted(const std::string& text)
+std::string inQuotes(const std::string& text)
 {
    std::string result = "'";
    for (const char c : text)
@@ -269,12 +269,13 @@ std::string zshArguments(const Command& command)
       else if (!option.choices.empty())
          value += '(' + joined(option.choices, " ") + ')';
       const std::string description = escaped(shortText(option.description), "[]\\:", "\\");
+      const std::string allNames = joined(option.names, " ");
       for (const std::string& name : option.names)
-         text += " \\\n         " + quoted("(" + joined(option.names, " ") + ")" + name + "[" +
-                                           description + "]" + value);
+         text += " \\\n         " +
+                 inQuotes("(" + allNames + ")" + name + "[" + description + "]" + value);
    }
    for (const Option& positional : command.positionals)
-      text += " \\\n         " + quoted(":" + positional.value + ":_files");
+      text += " \\\n         " + inQuotes(":" + positional.value + ":_files");
    return text;
 }
 
@@ -285,7 +286,7 @@ std::string zshCompletion(const Program& program)
    for (const Command& command : program.commands)
    {
       names += "\n      " +
-               quoted(command.name + ":" + escaped(shortText(command.description), "\\:", "\\"));
+               inQuotes(command.name + ":" + escaped(shortText(command.description), "\\:", "\\"));
       arguments +=
          "      " + command.name + ")\n         " + zshArguments(command) + "\n         ;;\n";
    }
@@ -312,7 +313,7 @@ std::string fishCompletion(const Program& program)
    std::string text = "# Completion of zqsim for fish\n\ncomplete -c zqsim -f\n";
    const auto add = [&](const Command& command, const std::string& condition)
    {
-      const std::string start = "complete -c zqsim -n " + quoted(condition);
+      const std::string start = "complete -c zqsim -n " + inQuotes(condition);
       for (const Option& option : command.options)
       {
          text += start;
@@ -323,8 +324,8 @@ std::string fishCompletion(const Program& program)
          else if (!option.value.empty())
             text += " -x";
          if (!option.choices.empty())
-            text += " -a " + quoted(joined(option.choices, " "));
-         text += " -d " + quoted(shortText(option.description)) + '\n';
+            text += " -a " + inQuotes(joined(option.choices, " "));
+         text += " -d " + inQuotes(shortText(option.description)) + '\n';
       }
       if (!command.positionals.empty())
          text += start + " -F\n";
@@ -333,7 +334,7 @@ std::string fishCompletion(const Program& program)
    for (const Command& command : program.commands)
    {
       text += "complete -c zqsim -n __fish_use_subcommand -a " + command.name + " -d " +
-              quoted(shortText(command.description)) + '\n';
+              inQuotes(shortText(command.description)) + '\n';
       add(command, "__fish_seen_subcommand_from " + command.name);
    }
    return text;

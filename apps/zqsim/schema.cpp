@@ -1,4 +1,5 @@
 #include "apps/zqsim/commands.h"
+#include "apps/zqsim/output.h"
 #include "apps/zqsim/outputFile.h"
 #include "zqManipulator/foundation/xml/ZqXmlSchema.h"
 #include "zqManipulator/kinematics/ZqStatedSystem.h"
@@ -24,13 +25,17 @@ zqsim::Run zqsim::schema(CLI::App& arguments)
       ZqXmlSchema schema;
       const ZqStatedSystem scene;
       schema.addRoot(scene.token(), scene);
-      const bool isPrinted = isStandardStream(*out);
-      for (const auto& [name, text] : schema.files(isPrinted ? "model.xsd" : *out))
-      {
-         OutputFile file(isPrinted ? *out : name);
-         file.write(isPrinted ? "<!-- " + name + " -->\n" + text : text);
-         file.close();
-      }
+      std::string printed;
+      for (const auto& [name, text] : schema.files(isStandardStream(*out) ? "model.xsd" : *out))
+         if (isStandardStream(*out))
+            printed += "<!-- " + name + " -->\n" + text;
+         else
+         {
+            OutputFile file(name);
+            file.write(text);
+            file.close();
+         }
+      print(printed);
       return Done;
    };
 }

@@ -652,7 +652,9 @@ TYPED_TEST_P(PersistentObject, IsDocumented)
 {
    expectDocumented<TypeParam>();
    if constexpr (requires { typename TypeParam::XmlBase; })
+   {
       EXPECT_TRUE(TypeParam::documentation != nullptr && *TypeParam::documentation != '\0');
+   }
 }
 
 TYPED_TEST_P(PersistentObject, CopiesAreIndependent)
