@@ -13,7 +13,8 @@ int main()
    noTorque.jointTorques().resize(arm.jointDof());
    const ZqManipulatorExternalForce noForce;
 
-   // It falls in steps of 1 ms, until a joint comes to its limit.
+   // It falls in steps of 1 ms, until a joint comes to its limit. The solver is made for this scene:
+   // without an active state of the caller's it keeps the first gravity that it sees.
    ZqCrbiAccelerationTool solver;
    ZqAccelerationState acceleration;
    ZqSystemActiveState active;

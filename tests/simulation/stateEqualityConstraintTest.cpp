@@ -92,10 +92,9 @@ void expectKinematics(const RandomScene& scene,
    const zqTest::Coordinates rates = zqTest::coordinates(velocity);
    const ReferenceMotion motion(scene, rates, zqTest::Coordinates(rates.size()));
    const JetFrame second = frameOf(scene, motion, constraint.secondLinkLabel());
-   const zqTest::FrameMotion point(
-      inSecondLink.inverse() * second.inverse() *
-      frameOf(scene, motion, constraint.firstLinkLabel()) *
-      JetFrame(Transformation(constraint.firstLinkPoint())));
+   const zqTest::FrameMotion point(inSecondLink.inverse() * second.inverse() *
+                                   frameOf(scene, motion, constraint.firstLinkLabel()) *
+                                   JetFrame(Transformation(constraint.firstLinkPoint())));
    ZqVector gap = point.p;
    ZqVector rate = point.v;
    ZqVector bias = point.a;

@@ -13,7 +13,6 @@ namespace
 {
 constexpr ZqReal relativeThreshold = 1e-9;
 constexpr ZqReal absoluteThreshold = 1e-13;
-constexpr ZqReal grossContradiction = 0.1;
 
 ZqReal length(std::span<const ZqReal> row)
 {
@@ -121,7 +120,7 @@ void ZqConstraintFactor::orthogonaliseColumns()
    }
 }
 
-void ZqConstraintFactor::impose(const ZqReArray& b, ZqReArray& x)
+void ZqConstraintFactor::impose(const ZqReArray& b, ZqReArray& x, ZqReal mostContradiction)
 {
    // What is along no column of U is beyond any x.
    m_contradiction = b;
@@ -132,7 +131,7 @@ void ZqConstraintFactor::impose(const ZqReArray& b, ZqReArray& x)
       addRows<-1>(m_contradiction.data(), m_shares[j].data(), 1, m_U[j].data(), 0, 1, b.rows());
    }
    const ZqReal beyond = length({m_contradiction.data(), m_contradiction.rows()});
-   if (beyond > grossContradiction * length({b.data(), b.rows()}))
+   if (beyond > mostContradiction * length({b.data(), b.rows()}))
       m_shares *= 0.0;
 
    // Q x has to be y, where T y = -U^T b.

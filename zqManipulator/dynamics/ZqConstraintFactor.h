@@ -17,9 +17,7 @@ class ZqOrientation;
 /// repeats others, or that nothing can move, takes no part.
 ///
 /// So with M behind it stands Q M^-1 Q^T, which is no worse conditioned than M. Where no x fulfils all
-/// rows, x does so in the sense of least squares. If more than a tenth of b is beyond any x,
-/// the rows mean nothing together, and x fulfils G x = 0: accelerations then do not follow products of
-/// velocities that violate the constraints, which would grow without bound.
+/// rows, x does so in the sense of least squares.
 class ZqConstraintFactor
 {
 public:
@@ -30,8 +28,10 @@ public:
    const ZqReArray& basis() const noexcept { return m_Q; }
    /// M^-1 Q^T (n x r).
    ZqReArray& inertialBasis() noexcept { return m_W; }
-   /// Changes x (n x 1) to fulfil G x + b = 0, with b k x 1.
-   void impose(const ZqReArray& b, ZqReArray& x);
+   /// Changes x (n x 1) to fulfil G x + b = 0, with b k x 1. If more than a part of b is beyond any x, the
+   /// rows mean nothing together, and x is made to fulfil G x = 0: accelerations then do not follow
+   /// products of velocities that violate the constraints, which would grow without bound.
+   void impose(const ZqReArray& b, ZqReArray& x, ZqReal mostContradiction = 1.0);
    /// What b asks for and no x fulfils (k x 1), from the last call of `impose`.
    const ZqReArray& contradiction() const noexcept { return m_contradiction; }
    /// The multipliers lambda (k x 1) of the last call: x was changed by -M^-1 G^T lambda. Of those that do

@@ -13,6 +13,9 @@
 
 namespace
 {
+/// The part of what constraints ask for from which on they mean nothing together.
+constexpr ZqReal grossContradiction = 0.1;
+
 ZqReal valueOrZero(const ZqXmlVectorBasicType<ZqReal>& values, ZqU32 i)
 {
    return i < values.size() ? values[i] : 0.0;
@@ -273,7 +276,7 @@ void ZqCrbiAccelerationTool::impose(const ZqReArray& bias,
                                     const ZqIndividualManipulator& manipulator,
                                     const ZqVelocityState& velocity, ZqReArray& accelerations)
 {
-   m_constraintFactor.impose(bias, accelerations);
+   m_constraintFactor.impose(bias, accelerations, grossContradiction);
 
    ZqReal rate = greatest(velocity.jointVelocities());
    for (ZqU32 k = 0; k < 6; ++k)
