@@ -6,8 +6,8 @@
 #include "apps/zqsim/plot.h"
 #include "apps/zqsim/progress.h"
 #include "apps/zqsim/recorder.h"
-#include "apps/zqsim/simulation.h"
 #include "zqManipulator/foundation/xml/ZqXmlDocument.h"
+#include "zqManipulator/simulation/step/ZqSimulation.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -164,7 +164,7 @@ void checkLength(const char* option, const std::vector<ZqReal>& list, ZqU32 join
                               std::to_string(list.size()) + " numbers");
 }
 
-std::string nameOf(const ZqStatedSystem& scene, const Simulation::Place& place)
+std::string nameOf(const ZqStatedSystem& scene, const ZqSimulation::Place& place)
 {
    const ZqIndividualManipulator& manipulator = scene.system().manipulators()[place.manipulator];
    const std::string of = " of " + manipulator.manipulatorLabel();
@@ -173,7 +173,7 @@ std::string nameOf(const ZqStatedSystem& scene, const Simulation::Place& place)
    return "joint " + manipulator.linkByIndex(place.link)->linkLabel() + of;
 }
 
-void warnOfLostInputs(const ZqStatedSystem& scene, const DriveInputs& inputs)
+void warnOfLostInputs(const ZqStatedSystem& scene, const ZqSimulation::Settings& settings)
 {
    const auto isGiven = [](const std::vector<ZqReal>& list, std::size_t i)
    { return i < list.size() && list[i] != 0.0; };
@@ -189,9 +189,10 @@ void warnOfLostInputs(const ZqStatedSystem& scene, const DriveInputs& inputs)
             complain("warning: " + nameOf(scene, {i, link->linkIndex()}) + " has no " + missing +
                      ", and passes no " + input);
          };
-         if (!hasDriveTrain && (isGiven(inputs.torques, joint) || isGiven(inputs.commands, joint)))
+         if (!hasDriveTrain &&
+             (isGiven(settings.torques, joint) || isGiven(settings.commands, joint)))
             warn("drive train", "torque");
-         else if (!hasConverter && isGiven(inputs.commands, joint))
+         else if (!hasConverter && isGiven(settings.commands, joint))
             warn("power converter", "command");
          ++joint;
       }
@@ -212,8 +213,8 @@ struct Outcome
    const char* end = "time reached";
    std::uint64_t steps = 0;
    ZqReal wallTime = 0.0;
-   Energy atStart;
-   Energy atEnd;
+   ZqSimulation::Energy atStart;
+   ZqSimulation::Energy atEnd;
    std::optional<Failure> failure; ///< of the recorder
 };
 
@@ -222,8 +223,8 @@ class Runner
 {
 public:
    /// Recorder and plot may be null.
-   Runner(Simulation& simulation, const Schedule& schedule, Recorder* recorder, std::uint64_t every,
-          Plot* plot)
+   Runner(ZqSimulation& simulation, const Schedule& schedule, Recorder* recorder,
+          std::uint64_t every, Plot* plot)
       : m_simulation(simulation), m_schedule(schedule), m_recorder(recorder), m_every(every),
         m_plot(plot)
    {
@@ -267,7 +268,7 @@ private:
          m_isRecorded = false;
          if (m_recorder != nullptr && m_outcome.steps % m_every == 0)
          {
-            const Energy energy = m_simulation.energy();
+            const ZqSimulation::Energy energy = m_simulation.energy();
             if (m_simulation.divergence())
                break;
             record(energy);
@@ -289,7 +290,7 @@ private:
       m_outcome.wallTime = progress.elapsed();
    }
 
-   void record(const Energy& energy)
+   void record(const ZqSimulation::Energy& energy)
    {
       withRecorder([&](Recorder& recorder) { recorder.record(m_simulation.state(), energy); });
       m_isRecorded = true;
@@ -313,7 +314,7 @@ private:
       }
    }
 
-   Simulation& m_simulation;
+   ZqSimulation& m_simulation;
    const Schedule& m_schedule;
    Recorder* m_recorder;
    std::uint64_t m_every;
@@ -324,14 +325,14 @@ private:
 
 // What is told of it
 
-Json toJson(const Energy& energy)
+Json toJson(const ZqSimulation::Energy& energy)
 {
    return {{"kinetic", bounded(energy.kinetic)},
            {"potential", bounded(energy.potential)},
            {"total", bounded(energy.total())}};
 }
 
-Json toJson(const ZqStatedSystem& scene, const Simulation::Place& place)
+Json toJson(const ZqStatedSystem& scene, const ZqSimulation::Place& place)
 {
    const ZqIndividualManipulator& manipulator = scene.system().manipulators()[place.manipulator];
    const ZqManipulatorLink* link = manipulator.linkByIndex(place.link);
@@ -340,16 +341,16 @@ Json toJson(const ZqStatedSystem& scene, const Simulation::Place& place)
 }
 
 Json summarize(const RunOptions& options, const ZqStatedSystem& scene, const Schedule& schedule,
-               ZqReal step, const Simulation& simulation, const Outcome& outcome)
+               ZqReal step, const ZqSimulation& simulation, const Outcome& outcome)
 {
    Json limits = Json::array();
-   for (const Simulation::LimitHit& hit : simulation.limitHits())
+   for (const ZqSimulation::LimitHit& hit : simulation.limitHits())
    {
       limits.push_back(toJson(scene, hit.place));
       limits.back()["time"] = hit.time;
    }
    Json criteria = Json::array();
-   for (const Simulation::FiredCriterion& fired : simulation.firedCriteria())
+   for (const ZqSimulation::FiredCriterion& fired : simulation.firedCriteria())
    {
       const auto& manipulator = scene.system().manipulators()[fired.manipulator];
       criteria.push_back({{"manipulator", manipulator.manipulatorLabel()},
@@ -432,22 +433,24 @@ ExitCode simulate(const RunOptions& options)
 {
    const ZqReal duration = parsePositive("--time", options.time);
    const ZqReal step = parsePositive("--dt", options.step);
-   const DriveInputs inputs{parseNumbers("--commands", options.commands),
-                            parseNumbers("--torques", options.torques)};
+   ZqSimulation::Settings settings;
+   settings.solver =
+      options.solver == "arbi" ? ZqSimulation::Solver::Arbi : ZqSimulation::Solver::Crbi;
+   settings.commands = parseNumbers("--commands", options.commands);
+   settings.torques = parseNumbers("--torques", options.torques);
    const std::uint64_t every = parseCount("--every", options.every);
    checkOutputs(options);
    ZqStatedSystem scene;
    readModelWithWarnings(options.model, scene);
    const ZqU32 jointCount = scene.system().jointDof();
-   checkLength("--commands", inputs.commands, jointCount);
-   checkLength("--torques", inputs.torques, jointCount);
-   warnOfLostInputs(scene, inputs);
-   const Solver solver = options.solver == "arbi" ? Solver::Arbi : Solver::Crbi;
-   if (solver == Solver::Arbi)
+   checkLength("--commands", settings.commands, jointCount);
+   checkLength("--torques", settings.torques, jointCount);
+   warnOfLostInputs(scene, settings);
+   if (settings.solver == ZqSimulation::Solver::Arbi)
       warnOfConstraints(scene);
    const Schedule schedule(scene.state().time(), duration, step);
 
-   Simulation simulation(scene, solver, inputs);
+   ZqSimulation simulation(scene, settings);
    const auto recorder = options.out.empty() ? nullptr : makeRecorder(options.out, scene);
    const auto plot = options.plot.empty() ? nullptr : std::make_unique<Plot>(scene);
    const auto plotFile = plot ? std::make_unique<OutputFile>(options.plot) : nullptr;

@@ -1,40 +1,12 @@
 #pragma once
 
-#include "zqManipulator/dynamics/ZqArbiAccelerationTool.h"
-#include "zqManipulator/dynamics/ZqCrbiAccelerationTool.h"
 #include "zqManipulator/kinematics/ZqStatedSystem.h"
-#include "zqManipulator/simulation/ZqPropagationResultData.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
 #include <optional>
 #include <vector>
 
-namespace zqsim
-{
-enum class Solver
-{
-   Crbi,
-   Arbi
-};
-
-/// In J: of the motion of bodies and motors, and of the bodies in gravity.
-struct Energy
-{
-   ZqReal total() const { return kinetic + potential; }
-
-   ZqReal kinetic = 0.0;
-   ZqReal potential = 0.0;
-};
-
-/// What goes into the drives of all joints, in the order of manipulators and link indices. What is
-/// missing is 0.
-struct DriveInputs
-{
-   std::vector<ZqReal> commands; ///< of the power converters
-   std::vector<ZqReal> torques;  ///< at the motor, added to those of the power converters (N m)
-};
-
-/// The state of a scene on its way through time, by semi-implicit Euler steps.
+/// The state of a scene on its way through time: one call, one step.
 ///
 /// In a step, for each manipulator,
 /// - the state goes into the active state, with gravity as the acceleration of the base and all joint
@@ -50,9 +22,38 @@ struct DriveInputs
 /// then the motors of flexible joints advance, and `ZqStatedSystem::propagateTo` moves everything.
 /// Manipulators that are attached to others ride on them, and load them with the masses of their bases;
 /// the motion of their links does not act back, and they do not feel the acceleration of their carrier.
-class Simulation
+///
+/// A step allocates nothing once sizes have settled, and nothing throws. A simulation serves one thread
+/// at a time, and so does its scene.
+class ZqSimulation
 {
 public:
+   enum class Solver
+   {
+      Crbi, ///< `ZqCrbiAccelerationTool`, which heeds constraints
+      Arbi  ///< `ZqArbiAccelerationTool`, for long chains without constraints
+   };
+
+   /// What goes into the drives of all joints stands in the order of manipulators and link indices. What
+   /// is missing is 0.
+   struct Settings
+   {
+      Solver solver = Solver::Crbi;
+      std::vector<ZqReal>
+         commands; ///< of the power converters: a voltage, a valve opening, a torque
+      std::vector<ZqReal> torques; ///< at the motor, added to those of the power converters (N m)
+   };
+
+   /// In J: of the motion of bodies and motors, and of the bodies in gravity, zero at the origin of the
+   /// system.
+   struct Energy
+   {
+      ZqReal total() const { return kinetic + potential; }
+
+      ZqReal kinetic = 0.0;
+      ZqReal potential = 0.0;
+   };
+
    struct Place
    {
       ZqU32 manipulator;
@@ -61,29 +62,30 @@ public:
    struct LimitHit
    {
       Place place;
-      ZqReal time;
+      ZqReal time; ///< s
    };
    struct FiredCriterion
    {
       ZqU32 manipulator;
       ZqString description;
-      ZqReal time;
+      ZqReal time; ///< s
    };
    struct Divergence
    {
       Place place;
-      ZqReal time;
+      ZqReal time;          ///< s
       const char* quantity; ///< that is not finite
    };
 
-   /// The scene must outlive the simulation, and not change.
-   Simulation(const ZqStatedSystem& scene, Solver solver, const DriveInputs& inputs = {});
-   // The drives' states are bound to the place of the active state.
-   Simulation(const Simulation&) = delete;
-   Simulation& operator=(const Simulation&) = delete;
+   /// Begins at the state of the scene. The scene must outlive the simulation, and not change.
+   explicit ZqSimulation(const ZqStatedSystem& scene) : ZqSimulation(scene, Settings()) {}
+   ZqSimulation(const ZqStatedSystem& scene, const Settings& settings);
+   ZqSimulation(const ZqSimulation&) = delete;
+   ZqSimulation& operator=(const ZqSimulation&) = delete;
+   ~ZqSimulation();
 
    const ZqManipulatorSystemState& state() const { return m_state; }
-   /// Steps to a time. False when something is not finite: then the state stays.
+   /// Steps to a time (s). False when something is not finite: then the state stays.
    bool stepTo(ZqReal time);
    /// Of the present state. One that is not finite is a divergence.
    Energy energy();
@@ -95,42 +97,10 @@ public:
    const std::optional<Divergence>& divergence() const { return m_divergence; }
 
 private:
-   struct Joint
-   {
-      const ZqManipulatorLink* link;
-      const ZqMechanicalActuatorComponent* driveTrain; ///< or null
-      const ZqBasePowerConverter* converter;           ///< or null
-      ZqReal gearRatio;
-      ZqReal command;
-      ZqReal torque;
-      ZqReal lowerLimit, upperLimit, maxRate;
-      bool isFlexible;
-      ZqReal velocityAtLimit = 0.0; ///< while a limit holds it
-      bool wasAtLimit = false;
-   };
-   /// What belongs to one manipulator.
-   struct Member
-   {
-      Member(const ZqStatedSystem& statedSystem, ZqU32 index)
-         : manipulator(&statedSystem.system().manipulators()[index])
-      {
-      }
+   struct Joint;
+   struct Member;
 
-      const ZqIndividualManipulator* manipulator;
-      std::vector<Joint> joints;
-      ZqAccelerationState gravity;
-      ZqAccelerationState accelerations;
-      ZqManipulatorTorque torque;
-      ZqManipulatorTorque torqueAtLimits;
-      ZqManipulatorExternalForce externalForce;
-      ZqCrbiAccelerationTool crbi;
-      ZqArbiAccelerationTool arbi;
-      std::vector<bool> isFree; ///< of the joints, those that no limit holds
-      bool isAnyHeld = false;
-      bool hasFiredCriterion = false;
-   };
-
-   Member makeMember(ZqU32 index, const DriveInputs& inputs, std::size_t firstJoint);
+   Member makeMember(ZqU32 index, const Settings& settings, std::size_t firstJoint);
    ZqManipulatorActiveState& activeState(ZqU32 index)
    {
       return m_active.manipulatorActiveStateVector()[index];
@@ -151,12 +121,12 @@ private:
    Energy energyOfMotor(ZqU32 index, ZqU32 jointIndex);
 
    const ZqStatedSystem& m_scene;
-   Solver m_solver;
+   Settings m_settings;
    ZqManipulatorSystemState m_state;
    ZqManipulatorSystemState m_stateBefore; ///< the present step
    ZqSystemActiveState m_active;
-   std::vector<Member> m_members;
-   ZqXmlVectorType<ZqPropagationResultData> m_results;
+   std::vector<Member> m_members; ///< one a manipulator
+   ZqStatedSystem::PropagationResults m_results;
    ZqXmlVectorBasicType<ZqReal> m_derivatives;
    ZqXmlVectorBasicType<ZqReal> m_nearbyDerivatives;
    std::vector<ZqReal> m_nextConverterState;
@@ -164,4 +134,3 @@ private:
    std::vector<FiredCriterion> m_firedCriteria;
    std::optional<Divergence> m_divergence;
 };
-} // namespace zqsim
