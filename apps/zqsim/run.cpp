@@ -23,6 +23,7 @@
 #include <cstring>
 #include <filesystem>
 #include <limits>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -37,6 +38,7 @@ struct RunOptions : ModelArguments
    std::string time;
    std::string step = "0.001";
    std::string solver = "crbi";
+   std::string integrator = "euler";
    std::string torques;
    std::string commands;
    std::string out;
@@ -46,30 +48,49 @@ struct RunOptions : ModelArguments
    bool quiet = false;
 };
 
+const std::map<std::string, ZqSimulation::Solver> solvers{{"crbi", ZqSimulation::Solver::Crbi},
+                                                          {"arbi", ZqSimulation::Solver::Arbi}};
+
+const std::map<std::string, ZqSimulation::Integrator> integrators{
+   {"euler", ZqSimulation::Integrator::SemiImplicitEuler},
+   {"midpoint", ZqSimulation::Integrator::ImplicitMidpoint},
+   {"rk4", ZqSimulation::Integrator::RungeKutta}};
+
 // Interruption
 
 volatile std::sig_atomic_t isInterrupted = 0;
 
-/// While this lives, an interruption lets the present step end; a second one ends the process.
+/// While this lives, an interruption or a request to end lets the present step end; a second one ends
+/// the process.
 class InterruptionGuard
 {
 public:
    InterruptionGuard()
-      : m_before(std::signal(SIGINT,
-                             [](int)
-                             {
-                                if (isInterrupted != 0)
-                                   std::_Exit(Interrupted);
-                                isInterrupted = 1;
-                             }))
    {
+      for (Signal& signal : m_signals)
+         signal.before = std::signal(signal.number,
+                                     [](int)
+                                     {
+                                        if (isInterrupted != 0)
+                                           std::_Exit(Interrupted);
+                                        isInterrupted = 1;
+                                     });
    }
    InterruptionGuard(const InterruptionGuard&) = delete;
    InterruptionGuard& operator=(const InterruptionGuard&) = delete;
-   ~InterruptionGuard() { std::signal(SIGINT, m_before); }
+   ~InterruptionGuard()
+   {
+      for (const Signal& signal : m_signals)
+         std::signal(signal.number, signal.before);
+   }
 
 private:
-   void (*m_before)(int);
+   struct Signal
+   {
+      int number;
+      void (*before)(int) = nullptr;
+   };
+   std::array<Signal, 2> m_signals{{{SIGINT}, {SIGTERM}}};
 };
 
 /// The times of the steps, which are of one length but for the last: that ends where it should.
@@ -196,14 +217,6 @@ void warnOfLostInputs(const ZqStatedSystem& scene, const ZqSimulation::Settings&
             warn("power converter", "command");
          ++joint;
       }
-}
-
-void warnOfConstraints(const ZqStatedSystem& scene)
-{
-   for (const ZqIndividualManipulator& manipulator : scene.system().manipulators())
-      if (manipulator.stateEqualityConstraints().size() > 0)
-         complain("warning: " + manipulator.manipulatorLabel() +
-                  " has constraints, which the solver arbi does not know");
 }
 
 // The run
@@ -369,11 +382,13 @@ Json summarize(const RunOptions& options, const ZqStatedSystem& scene, const Sch
    { return outcome.wallTime > 0.0 ? Json(value / outcome.wallTime) : Json(); };
    return {{"model", options.model},
            {"solver", options.solver},
+           {"integrator", options.integrator},
            {"step", step},
            {"start", schedule.start()},
            {"time", simulation.state().time()},
            {"end", outcome.end},
            {"steps", outcome.steps},
+           {"substitutedSteps", simulation.substitutedSteps()},
            {"wallTime", outcome.wallTime},
            {"stepsPerSecond", perWallTime(static_cast<ZqReal>(outcome.steps))},
            {"timesRealTime", perWallTime(simulated)},
@@ -402,11 +417,14 @@ std::string describe(const Json& data)
    }
    std::string result = text(data.at("model")) + ": from " + text(data.at("start")) + " s to " +
                         text(data.at("time")) + " s in steps of " + text(data.at("step")) +
-                        " s, solver " + text(data.at("solver")) + ": " + text(data.at("end")) +
-                        '\n';
+                        " s, solver " + text(data.at("solver")) + ", integrator " +
+                        text(data.at("integrator")) + ": " + text(data.at("end")) + '\n';
    result += "steps " + text(data.at("steps")) + ", wall time " + text(data.at("wallTime")) +
              " s, steps per second " + text(data.at("stepsPerSecond")) + ", " +
              text(data.at("timesRealTime")) + " x real time\n";
+   if (data.at("substitutedSteps") != 0)
+      result += text(data.at("substitutedSteps")) +
+                " of the steps by euler: at limits, or where the integrator found no end\n";
    result += table(energies, energyColumns);
    if (data.at("limits").empty())
       result += "no joint at a limit\n";
@@ -434,8 +452,8 @@ ExitCode simulate(const RunOptions& options)
    const ZqReal duration = parsePositive("--time", options.time);
    const ZqReal step = parsePositive("--dt", options.step);
    ZqSimulation::Settings settings;
-   settings.solver =
-      options.solver == "arbi" ? ZqSimulation::Solver::Arbi : ZqSimulation::Solver::Crbi;
+   settings.solver = solvers.at(options.solver);
+   settings.integrator = integrators.at(options.integrator);
    settings.commands = parseNumbers("--commands", options.commands);
    settings.torques = parseNumbers("--torques", options.torques);
    const std::uint64_t every = parseCount("--every", options.every);
@@ -446,8 +464,6 @@ ExitCode simulate(const RunOptions& options)
    checkLength("--commands", settings.commands, jointCount);
    checkLength("--torques", settings.torques, jointCount);
    warnOfLostInputs(scene, settings);
-   if (settings.solver == ZqSimulation::Solver::Arbi)
-      warnOfConstraints(scene);
    const Schedule schedule(scene.state().time(), duration, step);
 
    ZqSimulation simulation(scene, settings);
@@ -535,7 +551,15 @@ zqsim::Run zqsim::run(CLI::App& arguments)
       .add_option("--solver", options->solver,
                   "crbi: composite bodies, for models with constraints too; arbi: articulated "
                   "bodies, for long chains")
-      ->check(CLI::IsMember({"crbi", "arbi"}))
+      ->check(CLI::IsMember(solvers))
+      ->type_name("NAME")
+      ->capture_default_str();
+   arguments
+      .add_option(
+         "--integrator", options->integrator,
+         "euler: semi-implicit, of first order; midpoint: implicit, of second order, keeps "
+         "energy and momentum of free bodies; rk4: of fourth order, for smooth motion")
+      ->check(CLI::IsMember(integrators))
       ->type_name("NAME")
       ->capture_default_str();
    arguments

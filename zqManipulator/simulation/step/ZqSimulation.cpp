@@ -1,6 +1,8 @@
+#include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/simulation/step/ZqSimulationMember.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace
 {
@@ -11,17 +13,21 @@ ZqReal entry(const std::vector<ZqReal>& list, std::size_t index)
 } // namespace
 
 ZqSimulation::ZqSimulation(const ZqStatedSystem& scene, const Settings& settings)
-   : m_scene(scene), m_settings(settings), m_state(scene.state())
+   : m_scene(scene), m_settings(settings), m_state(scene.state()),
+     m_hasAttachments(scene.configuration().attachmentMap().baseNodes().size() > 0)
 {
    scene.rightSizeState(m_state);
    m_active.setNonredundantState(m_state);
    m_members.reserve(scene.numberOfManipulators());
+   m_results.resize(scene.numberOfManipulators());
    std::size_t firstJoint = 0;
    for (ZqU32 i = 0; i < scene.numberOfManipulators(); ++i)
    {
       m_members.push_back(makeMember(i, settings, firstJoint));
       firstJoint += m_members.back().joints.size();
+      m_doesKeepMomentum = m_doesKeepMomentum || m_members.back().doesKeepMomentum;
    }
+   followCarriers();
 }
 
 ZqSimulation::~ZqSimulation() = default;
@@ -30,7 +36,8 @@ ZqSimulation::Member ZqSimulation::makeMember(ZqU32 index, const Settings& setti
                                               std::size_t firstJoint)
 {
    Member member(m_scene.system().manipulators()[index]);
-   for (const ZqManipulatorLink* link : member.manipulator->linkPointerVector())
+   const ZqIndividualManipulator& manipulator = *member.manipulator;
+   for (const ZqManipulatorLink* link : manipulator.linkPointerVector())
    {
       const ZqJointActuator& drive = link->jointActuator();
       const std::size_t i = firstJoint + member.joints.size();
@@ -48,6 +55,19 @@ ZqSimulation::Member ZqSimulation::makeMember(ZqU32 index, const Settings& setti
    member.torque.jointTorques().resize(jointCount);
    member.externalForce.resize(jointCount);
    member.isFree.assign(jointCount, true);
+   member.toPlace = manipulator.coordSysXForm().orientation().inverse();
+   for (Motion* motion : {&member.start, &member.trial, &member.end})
+      motion->resize(member.size());
+   for (auto* list : {&member.slopes, &member.rateSum, &member.slopeSum, &member.previousEndRates})
+      list->resize(member.size());
+   const bool isConstrained = manipulator.stateEqualityConstraints().size() > 0;
+   if (isConstrained && settings.solver == Solver::Arbi)
+      Zq::Print::instance().write(Zq::Oddity,
+                                  "%s has constraints, which the solver arbi ignores.\n",
+                                  manipulator.manipulatorLabel().c_str());
+   member.doesKeepMomentum = !manipulator.isFixedBase() && !isConstrained &&
+                             m_scene.configuration().attachmentMap().findNode(index) == nullptr &&
+                             m_scene.configuration().attachmentMap().findBaseNode(index) == nullptr;
 
    ZqManipulatorActiveState& active = activeState(index);
    active.setAccelerationState(member.gravity);
@@ -67,32 +87,50 @@ ZqSimulation::Member ZqSimulation::makeMember(ZqU32 index, const Settings& setti
 bool ZqSimulation::stepTo(ZqReal time)
 {
    const ZqReal dt = time - m_state.time();
+   if (!(dt > 0.0 && std::isfinite(dt)))
+   {
+      Zq::Print::instance().write(Zq::Rejected,
+                                  "ZqSimulation::stepTo(): %g s is no time after %g s.\n", time,
+                                  m_state.time());
+      return false;
+   }
    m_stateBefore = m_state;
    m_active.setNonredundantState(m_state);
    for (ZqU32 i = 0; i < m_members.size(); ++i)
    {
-      activeState(i).setAccelerationState(m_members[i].gravity);
-      driveMotors(i, dt);
-      solve(i, dt);
-      if (const std::optional<Place> place = firstNotFinite(i, dt))
-      {
-         m_divergence = Divergence{*place, time, "motion"};
-         return false;
-      }
-      activeState(i).setAccelerationState(m_members[i].accelerations);
-      advanceMotors(i, dt);
+      advanceConverters(i, dt);
+      m_members[i].drivesBefore = activeState(i).actuatorState();
    }
-   m_scene.propagateTo(time, m_state, m_results, m_active);
-   if (!isStateFinite())
+   computeAccelerations();
+   bool isDone = advance(dt);
+   m_state.setTime(time);
+   followCarriers();
+   isDone = isDone && isStateFinite();
+   if (!isDone)
    {
       m_state = m_stateBefore;
       return false;
    }
+   if (meetStoppingCriteria())
+      followCarriers();
    collectResults();
    return true;
 }
 
-void ZqSimulation::solve(ZqU32 index, ZqReal dt)
+/// Those of the present state, with the power converters as they are.
+void ZqSimulation::computeAccelerations()
+{
+   m_active.setNonredundantState(m_state);
+   for (ZqU32 i = 0; i < m_members.size(); ++i)
+   {
+      activeState(i).setAccelerationState(m_members[i].gravity);
+      followJoints(i);
+      computeMotorTorques(i);
+      solve(i);
+   }
+}
+
+void ZqSimulation::solve(ZqU32 index)
 {
    Member& member = m_members[index];
    ZqManipulatorActiveState& active = activeState(index);
@@ -103,12 +141,47 @@ void ZqSimulation::solve(ZqU32 index, ZqReal dt)
       member.arbi.acceleration(m_scene, *member.manipulator, active.positionState(),
                                active.velocityState(), member.torque, member.externalForce,
                                member.accelerations, active);
+}
 
-   std::fill(member.isFree.begin(), member.isFree.end(), true);
-   member.isAnyHeld = false;
-   // To hold one joint may push another into its limit.
-   while (findJointsAtLimits(index, dt))
-      solveAtLimits(index, dt);
+/// Puts attached manipulators where those that carry them are, moving as they do.
+void ZqSimulation::followCarriers()
+{
+   if (!m_hasAttachments)
+      return;
+   m_active.setNonredundantState(m_state);
+   ZqAttachmentNodeState& attached = m_active.attachmentMapState().systemAttachmentState();
+   const std::vector<ZqU32>& indices = attached.dependentManipulatorIndices().values();
+   m_scene.configuration().attachmentMap().calculateBaseMotions(
+      m_scene.system().manipulators(), m_active.manipulatorActiveStateVector(),
+      attached.dependentManipulatorIndices().values(), attached.basePositions().vectorContainer(),
+      attached.baseVelocities().vectorContainer());
+   for (ZqU32 i = 0; i < indices.size(); ++i)
+   {
+      m_state.positionStates()[indices[i]].setCoordSysXForm(attached.basePositions()[i]);
+      m_state.velocityStates()[indices[i]].setGeneralVelocity(attached.baseVelocities()[i]);
+   }
+}
+
+/// Asks all criteria about the state that the step has led to. Whether any sends a manipulator back.
+bool ZqSimulation::meetStoppingCriteria()
+{
+   bool isAnyMet = false;
+   bool isActiveStateSet = false;
+   for (ZqU32 i = 0; i < m_members.size(); ++i)
+      for (const ZqBaseStoppingCriterion* criterion :
+           m_members[i].manipulator->stoppingCriteria().vectorContainer())
+      {
+         if (criterion == nullptr)
+            continue;
+         if (!isActiveStateSet)
+            m_active.setNonredundantState(m_state);
+         isActiveStateSet = true;
+         if (!criterion->stop(m_active, m_scene, m_state.time(), i, m_results[i]))
+            continue;
+         m_state.positionStates()[i] = m_stateBefore.positionStates()[i];
+         isAnyMet = true;
+      }
+   return isAnyMet;
 }
 
 /// Takes down what happened in the step that was done.

@@ -3,29 +3,29 @@
 #include <algorithm>
 #include <cmath>
 
-/// Brings the motor side up to the state, and finds the torques at the motors.
-void ZqSimulation::driveMotors(ZqU32 index, ZqReal dt)
+/// Brings the motors of rigid joints up to the state.
+void ZqSimulation::followJoints(ZqU32 index)
 {
-   Member& member = m_members[index];
+   const Member& member = m_members[index];
    const auto& positions = m_state.positionStates()[index].jointPositions().values();
    const auto& velocities = m_state.velocityStates()[index].jointVelocities().values();
    ZqActuatorState& drives = activeState(index).actuatorState();
    for (std::size_t j = 0; j < member.joints.size(); ++j)
    {
       const Joint& joint = member.joints[j];
-      if (!joint.isFlexible)
-      {
-         drives.motorPositions()[j] = joint.gearRatio * positions[j];
-         drives.motorVelocities()[j] = joint.gearRatio * velocities[j];
-      }
-      ZqReal torque = joint.torque;
-      if (joint.converter != nullptr)
-      {
-         advanceConverter(joint, dt, drives);
-         torque += joint.converter->outputTorque(joint.command, drives);
-      }
-      member.torque.jointTorques()[j] = torque;
+      if (joint.isFlexible)
+         continue;
+      drives.motorPositions()[j] = joint.gearRatio * positions[j];
+      drives.motorVelocities()[j] = joint.gearRatio * velocities[j];
    }
+}
+
+void ZqSimulation::advanceConverters(ZqU32 index, ZqReal dt)
+{
+   followJoints(index);
+   for (const Joint& joint : m_members[index].joints)
+      if (joint.converter != nullptr)
+         advanceConverter(joint, dt, activeState(index).actuatorState());
 }
 
 /// x += dt f / (1 - dt f'), where f' is the derivative of f by x: the linearly implicit Euler method
@@ -56,17 +56,39 @@ void ZqSimulation::advanceConverter(const Joint& joint, ZqReal dt, ZqActuatorSta
    x = m_nextConverterState;
 }
 
-/// Integrates the motors that are bodies of their own.
-void ZqSimulation::advanceMotors(ZqU32 index, ZqReal dt)
+/// What the power converters put out, and what is given besides.
+void ZqSimulation::computeMotorTorques(ZqU32 index)
 {
-   const Member& member = m_members[index];
-   ZqManipulatorActiveState& active = activeState(index);
-   ZqActuatorState& drives = active.actuatorState();
+   Member& member = m_members[index];
+   ZqActuatorState& drives = activeState(index).actuatorState();
    for (std::size_t j = 0; j < member.joints.size(); ++j)
    {
-      if (!member.joints[j].isFlexible)
+      const Joint& joint = member.joints[j];
+      member.torque.jointTorques()[j] = joint.torque;
+      if (joint.converter != nullptr)
+         member.torque.jointTorques()[j] += joint.converter->outputTorque(joint.command, drives);
+   }
+}
+
+/// The accelerations of the motors that are bodies of their own.
+void ZqSimulation::computeMotorAccelerations(ZqU32 index)
+{
+   const Member& member = m_members[index];
+   for (std::size_t j = 0; j < member.joints.size(); ++j)
+      if (member.joints[j].isFlexible)
+         member.joints[j].driveTrain->acceleration(member.torque.jointTorques()[j],
+                                                   activeState(index));
+}
+
+/// Integrates these by semi-implicit Euler.
+void ZqSimulation::advanceMotors(ZqU32 index, ZqReal dt)
+{
+   computeMotorAccelerations(index);
+   ZqActuatorState& drives = activeState(index).actuatorState();
+   for (std::size_t j = 0; j < m_members[index].joints.size(); ++j)
+   {
+      if (!m_members[index].joints[j].isFlexible)
          continue;
-      member.joints[j].driveTrain->acceleration(member.torque.jointTorques()[j], active);
       drives.motorVelocities()[j] += dt * drives.motorAccelerations()[j];
       drives.motorPositions()[j] += dt * drives.motorVelocities()[j];
    }

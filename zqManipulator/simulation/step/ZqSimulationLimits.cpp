@@ -1,5 +1,6 @@
 #include "zqManipulator/simulation/step/ZqSimulationMember.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -15,6 +16,17 @@ ZqReal clipped(ZqReal velocity, ZqReal maxRate)
    return velocity;
 }
 } // namespace
+
+/// Finds the accelerations beside joints that the step brings to rest in their limits.
+void ZqSimulation::stopAtLimits(ZqU32 index, ZqReal dt)
+{
+   Member& member = m_members[index];
+   std::fill(member.isFree.begin(), member.isFree.end(), true);
+   member.isAnyHeld = false;
+   // To hold one joint may push another into its limit.
+   while (findJointsAtLimits(index, dt))
+      solveAtLimits(index, dt);
+}
 
 /// Whether the step would take joints that are free beyond their limits; they are free no more.
 bool ZqSimulation::findJointsAtLimits(ZqU32 index, ZqReal dt)
@@ -63,6 +75,35 @@ void ZqSimulation::solveAtLimits(ZqU32 index, ZqReal dt)
    // That of a free base comes in the axes of the base.
    member.accelerations.generalAcceleration().transformBy(
       member.manipulator->dhFrameInSystem(active.activePositionState()).orientation());
+}
+
+/// Moves a manipulator by its accelerations: back to where it was, when that meets a limit that depends
+/// on several joints.
+void ZqSimulation::moveWithinLimits(ZqU32 index, ZqReal dt)
+{
+   const ZqIndividualManipulator& manipulator = *m_members[index].manipulator;
+   ZqPositionState& position = m_state.positionStates()[index];
+   ZqVelocityState& velocity = m_state.velocityStates()[index];
+   manipulator.propagateVelocityState(m_members[index].accelerations, dt, velocity);
+   manipulator.propagateState(velocity, dt, position, m_results[index]);
+   if (m_results[index].hitJointLimit())
+      position = m_stateBefore.positionStates()[index];
+}
+
+/// Whether the present state is beyond a limit or a rate, and on its way further out.
+bool ZqSimulation::isBeyondALimit(ZqU32 index)
+{
+   Member& member = m_members[index];
+   const ZqVelocityState& velocity = m_state.velocityStates()[index];
+   for (std::size_t j = 0; j < member.joints.size(); ++j)
+      if (std::abs(velocity.jointVelocities()[static_cast<ZqU32>(j)]) > member.joints[j].maxRate)
+         return true;
+   // A step of no length looks at the limits, and moves nothing.
+   member.scratchPosition = m_state.positionStates()[index];
+   member.manipulator->propagateState(velocity, 0.0, member.scratchPosition, m_results[index]);
+   const bool isBeyond = m_results[index].hitJointLimit();
+   m_results[index].reset();
+   return isBeyond;
 }
 
 void ZqSimulation::noteLimit(ZqU32 manipulator, ZqU32 joint)
