@@ -133,28 +133,39 @@ void ZqSimulation::moveToEnd(ZqReal dt)
    moveTo(&Member::end);
 }
 
-/// In the present state.
+/// In the present state: the sum over all bodies, about the origin of the base and then about the center.
 ZqSimulation::Momentum ZqSimulation::momentum(ZqU32 index)
 {
-   const ZqIndividualManipulator& manipulator = *m_members[index].manipulator;
+   const Member& member = m_members[index];
+   const ZqIndividualManipulator& manipulator = *member.manipulator;
    ZqManipulatorActiveState& active = activeState(index);
    const ZqStatedSystemStruct stateStruct(&m_scene, index);
-   const ZqGeneralMotion& ofBase =
-      manipulator.compositeSpatialMomentumInLocal(active, &stateStruct);
    const auto& X = manipulator.dhFrameInSystem(active.activePositionState());
-   ZqRigidBodyMassProperties body = manipulator.crbi(active, &stateStruct);
+   ZqRigidBodyMassProperties allBodies = manipulator.crbi(active, &stateStruct);
    ZqVector center;
-   body.getCenterOfMass(center);
-   body.transformBy(-center);
+   allBodies.getCenterOfMass(center);
+   allBodies.transformBy(-center);
 
    Momentum result;
-   result.mass = body.mass();
+   result.mass = allBodies.mass();
+   result.inverseInertia = allBodies.invSecondMoment();
    result.base = X.orientation();
    result.lever = X.orientation() * center;
    result.center = X.translation() + result.lever;
-   result.linear = X.orientation() * ofBase.linear();
-   result.angular = X.orientation() * (ofBase.angular() - center.cross(ofBase.linear()));
-   result.inverseInertia = body.invSecondMoment();
+   const auto add = [&](const ZqManipulatorLink& link)
+   {
+      const ZqGeneralForce ofBody =
+         link.massPropertiesInDHFrame().calculateForce(link.dhFrameVelocityInLocal(active));
+      const auto& X_link = link.dhFrameInSystem(active.activePositionState());
+      const ZqVector linear = X_link.orientation() * ofBody.force();
+      result.linear += linear;
+      result.angular += X_link.orientation() * ofBody.moment() +
+                        (X_link.translation() - X.translation()).cross(linear);
+   };
+   add(manipulator);
+   for (const Joint& joint : member.joints)
+      add(*joint.link);
+   result.angular -= result.lever.cross(result.linear);
    return result;
 }
 
