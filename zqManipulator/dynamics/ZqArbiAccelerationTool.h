@@ -30,14 +30,19 @@ public:
                              const ZqManipulatorTorque& torque,
                              const ZqManipulatorExternalForce& externalForce,
                              ZqAccelerationState& result, ZqManipulatorActiveState& activeState);
-   /// The same. Null stands for an active state of the tool, which takes the position and the velocity,
-   /// and gravity from the system's environment.
+   /// The same. Null stands for an active state of the tool's own, which takes the position and the
+   /// velocity. **It takes gravity from the system's environment the first time, and keeps it**: another
+   /// gravity, or another system, is heeded only when the manipulator has more joints than any before or
+   /// none at all, or after `forgetOwnState`.
    virtual bool acceleration(const ZqStatedSystem& statedSystem,
                              const ZqIndividualManipulator& manipulator,
                              const ZqPositionState& position, const ZqVelocityState& velocity,
                              const ZqManipulatorTorque& torque,
                              const ZqManipulatorExternalForce& externalForce,
                              ZqAccelerationState& result, ZqManipulatorActiveState* activeState);
+   /// Has the next call with null begin anew: gravity is taken from the environment, and motors are put
+   /// to where their joints are.
+   void forgetOwnState() { m_activeState = ZqManipulatorActiveState(); }
 
 protected:
    /// Sizes the net torques for the manipulator and clears them.

@@ -1,7 +1,7 @@
 #include "zqManipulator/dynamics/ZqCrbiAccelerationTool.h"
 
 #include "zqManipulator/dynamics/ZqOwnActuators.h"
-#include "zqManipulator/foundation/algebra/ZqRotationMatrix.h"
+#include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/kinematics/ZqIndividualManipulator.h"
 #include "zqManipulator/kinematics/ZqManipulatorSystem.h"
 #include "zqManipulator/kinematics/ZqStatedSystem.h"
@@ -16,6 +16,14 @@ namespace
 ZqReal valueOrZero(const ZqXmlVectorBasicType<ZqReal>& values, ZqU32 i)
 {
    return i < values.size() ? values[i] : 0.0;
+}
+
+ZqReal greatest(std::span<const ZqReal> values)
+{
+   ZqReal result = 0.0;
+   for (const ZqReal value : values)
+      result = std::max(result, std::abs(value));
+   return result;
 }
 
 /// Sets a tool to a manipulator; every query of a tool sizes its result in any case.
@@ -195,9 +203,10 @@ bool ZqCrbiAccelerationTool::calculateExtendedMassMatrixInBase(
    return true;
 }
 
-void ZqCrbiAccelerationTool::factorMassMatrix(const ZqIndividualManipulator& manipulator,
-                                              ZqManipulatorActiveState& activeState,
-                                              const ZqStatedSystemStruct& stateStruct)
+ZqMassMatrixFactor&
+ZqCrbiAccelerationTool::factorMassMatrix(const ZqIndividualManipulator& manipulator,
+                                         ZqManipulatorActiveState& activeState,
+                                         const ZqStatedSystemStruct& stateStruct)
 {
    ZqCompositeBodySweep& sweep = m_massMatrixTool.sweep();
    sweep.clear();
@@ -208,12 +217,13 @@ void ZqCrbiAccelerationTool::factorMassMatrix(const ZqIndividualManipulator& man
    if (manipulator.isFixedBase())
    {
       m_massMatrixFactor.factor(sweep, m_massMatrix);
-      return;
+      return m_massMatrixFactor;
    }
    bind(m_matrixDTool, manipulator);
    const ZqReArray& D = m_matrixDTool.matrixD(sweep);
    manipulator.crbi(activeState, &stateStruct).getArray(m_baseInertia);
    m_massMatrixFactor.factor(sweep, m_massMatrix, D, m_baseInertia);
+   return m_massMatrixFactor;
 }
 
 /// Makes the Jacobian that of the motions that the equations are in, and the bias the derivative of the
@@ -224,10 +234,28 @@ bool ZqCrbiAccelerationTool::prepareConstraints(const ZqIndividualManipulator& m
    const ZqStateEqualityConstraintVector& constraints = manipulator.stateEqualityConstraints();
    if (constraints.size() == 0 || constraints.doc() == 0)
       return false;
-   const ZqPositionState& position = activeState.positionState();
-   const ZqVelocityState& velocity = activeState.velocityState();
-   const ZqU32 jointColumn = manipulator.isFixedBase() ? 0 : 6;
-   const ZqReArray& derivative = constraints.jacobianDerivative(manipulator, position, velocity);
+   if (m_usesConstraintKinematics)
+   {
+      const ZqConstraintKinematics& kinematics = constraints.kinematics(manipulator, activeState);
+      m_jacobian = kinematics.jacobian;
+      m_constraintBias = kinematics.bias;
+   }
+   else
+   {
+      const ZqPositionState& position = activeState.positionState();
+      const ZqVelocityState& velocity = activeState.velocityState();
+      setConstraintBias(constraints.jacobianDerivative(manipulator, position, velocity),
+                        manipulator.isFixedBase() ? 0 : 6, velocity);
+      m_jacobian = constraints.jacobian(manipulator, position);
+   }
+   if (!manipulator.isFixedBase())
+      ZqConstraintFactor::turnBaseColumns(baseOrientation(manipulator, activeState), m_jacobian);
+   return true;
+}
+
+void ZqCrbiAccelerationTool::setConstraintBias(const ZqReArray& derivative, ZqU32 jointColumn,
+                                               const ZqVelocityState& velocity)
+{
    m_constraintBias.setToZeros(derivative.rows(), 1);
    for (ZqU32 i = 0; i < derivative.rows(); ++i)
    {
@@ -237,24 +265,37 @@ bool ZqCrbiAccelerationTool::prepareConstraints(const ZqIndividualManipulator& m
             row[j] * (j < jointColumn ? velocity.generalVelocity()[j]
                                       : valueOrZero(velocity.jointVelocities(), j - jointColumn));
    }
+}
 
-   m_jacobian = constraints.jacobian(manipulator, position);
-   if (jointColumn == 0 || m_jacobian.columns() < jointColumn)
-      return true;
-   // The Jacobian of a free base is one of motions in the axes of the system.
-   const ZqRotationMatrix R(baseOrientation(manipulator, activeState));
-   for (ZqU32 i = 0; i < m_jacobian.rows(); ++i)
+/// Has accelerations, which are free so far, keep to the constraints. What contradicts is named, if it is
+/// more than the rounding of a Jacobian's difference.
+void ZqCrbiAccelerationTool::impose(const ZqReArray& bias,
+                                    const ZqIndividualManipulator& manipulator,
+                                    const ZqVelocityState& velocity, ZqReArray& accelerations)
+{
+   m_constraintFactor.impose(bias, accelerations);
+
+   ZqReal rate = greatest(velocity.jointVelocities());
+   for (ZqU32 k = 0; k < 6; ++k)
+      rate = std::max(rate, std::abs(velocity.generalVelocity()[k]));
+   const ZqReal row = ZqConstraintFactor::longestRow(m_jacobian);
+   const ZqReal noise =
+      1e-3 * std::max(greatest({bias.data(), bias.rows()}), row * rate * rate) + 1e-6 * row * rate;
+   const ZqReArray& contradiction = m_constraintFactor.contradiction();
+   for (ZqU32 i = 0; i < contradiction.rows(); ++i)
    {
-      const auto row = m_jacobian[i];
-      for (std::size_t k = 0; k < 6; k += 3)
-      {
-         const ZqVector turned = R.transposeTimes(ZqVector(row[k], row[k + 1], row[k + 2]));
-         row[k] = turned.x();
-         row[k + 1] = turned.y();
-         row[k + 2] = turned.z();
-      }
+      if (!(std::abs(contradiction[i][0]) > noise))
+         continue;
+      const ZqStateEqualityConstraintVector& constraints = manipulator.stateEqualityConstraints();
+      const ZqU32 constraint = constraints.constraintOfRow(i);
+      if (m_namedContradictions.insert({&manipulator, constraint}).second)
+         Zq::Print::instance().write(
+            Zq::Oddity,
+            "ZqCrbiAccelerationTool: no acceleration of \"%s\" fulfils all of its constraints: %s "
+            "contradicts others by %g in row %u.\n",
+            manipulator.manipulatorLabel().c_str(), constraints.description(constraint).c_str(),
+            contradiction[i][0], i);
    }
-   return true;
 }
 
 /// The accelerations under given torques and under the forces that keep to the constraints, by
@@ -266,16 +307,10 @@ void ZqCrbiAccelerationTool::solve(const ZqReArray& torques,
    m_massMatrixFactor.solve(torques, accelerations);
    if (!prepareConstraints(manipulator, activeState))
       return;
-   m_jacobian.multiply(accelerations, m_constraintRightHandSide);
-   m_constraintRightHandSide += m_constraintBias;
-   m_massMatrixFactor.solveTranspose(m_jacobian, m_massWeightedTranspose);
-   m_jacobian.multiply(m_massWeightedTranspose, m_constraintMatrix);
-   m_constraintMatrix.choleskyFactor(m_constraintMatrixFactor);
-   m_constraintMatrixFactor.choleskySolve(m_constraintRightHandSide, m_multipliers);
-   m_jacobian.leftTransposeMultiply(m_multipliers, m_constraintTorques);
-   m_constrainedTorques = torques;
-   m_constrainedTorques -= m_constraintTorques;
-   m_massMatrixFactor.solve(m_constrainedTorques, accelerations);
+   m_constraintFactor.factor(m_jacobian);
+   m_massMatrixFactor.solveTranspose(m_constraintFactor.basis(),
+                                     m_constraintFactor.inertialBasis());
+   impose(m_constraintBias, manipulator, activeState.velocityState(), accelerations);
 }
 
 bool ZqCrbiAccelerationTool::hybridTorqueAcceleration(
@@ -390,21 +425,18 @@ bool ZqCrbiAccelerationTool::hybridTorqueAccelerationWithConstraints(
       return hybridTorqueAccelerationNoConstraints(manipulator, activeState);
    splitJacobian(manipulator);
 
-   // M_TT a_T + G_T^T lambda = r and G_T a_T = b, where b = -bias - G_P a_P.
+   // M_TT a_T + G_T^T lambda = r and G_T a_T + bias + G_P a_P = 0.
    computeHybridResidual();
    m_torqueBlockFactor.choleskySolve(m_hybridResidual, m_unknownAccelerations);
-   m_constraintBlockT.multiply(m_unknownAccelerations, m_constraintRightHandSide);
-   m_constraintRightHandSide += m_constraintBias;
-   m_constraintBlockP.multiply(m_knownAccelerations, m_product);
-   m_constraintRightHandSide += m_product;
-   m_torqueBlockFactor.choleskySolveTranspose(m_constraintBlockT, m_massWeightedTranspose);
-   m_constraintBlockT.multiply(m_massWeightedTranspose, m_constraintMatrix);
-   m_constraintMatrix.choleskyFactor(m_constraintMatrixFactor);
-   m_constraintMatrixFactor.choleskySolve(m_constraintRightHandSide, m_multipliers);
-   m_massWeightedTranspose.multiply(m_multipliers, m_product);
-   m_unknownAccelerations -= m_product;
+   m_constraintBlockP.multiply(m_knownAccelerations, m_hybridBias);
+   m_hybridBias += m_constraintBias;
+   m_constraintFactor.factor(m_constraintBlockT, ZqConstraintFactor::longestRow(m_jacobian));
+   m_torqueBlockFactor.choleskySolveTranspose(m_constraintFactor.basis(),
+                                              m_constraintFactor.inertialBasis());
+   impose(m_hybridBias, manipulator, activeState.velocityState(), m_unknownAccelerations);
 
    computeUnknownTorques();
+   m_constraintFactor.getMultipliers(m_multipliers);
    m_constraintBlockP.leftTransposeMultiply(m_multipliers, m_product);
    m_unknownTorques += m_product;
    return true;

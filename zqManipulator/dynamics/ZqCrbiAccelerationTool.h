@@ -1,7 +1,10 @@
 #pragma once
 
+#include "zqManipulator/dynamics/ZqConstraintFactor.h"
 #include "zqManipulator/dynamics/ZqMassMatrixFactor.h"
 #include "zqManipulator/dynamics/ZqMassMatrixTool.h"
+
+#include <set>
 
 class ZqStatedSystem;
 
@@ -17,8 +20,12 @@ class ZqStatedSystem;
 /// extended mass matrix after them. n is the number of joints, N that of all degrees of freedom.
 ///
 /// Torques, joint accelerations and masks that are too short are filled up, with zeros and with true;
-/// what is too long is cut. A singular mass matrix and constraints that contradict or repeat each other
-/// end in what `ZqReArray::choleskyFactor` makes of them: finite accelerations.
+/// what is too long is cut. A singular mass matrix ends in what `ZqReArray::choleskyFactor` makes of it:
+/// finite accelerations.
+///
+/// Constraints that repeat each other count once; `ZqConstraintFactor` tells which rank is found. Where no
+/// acceleration fulfils all of them, they are fulfilled in the sense of least squares, and a message names
+/// those that contradict, each once for as long as the tool lives.
 class ZqCrbiAccelerationTool
 {
 public:
@@ -34,8 +41,10 @@ public:
    acceleration(const ZqStatedSystem& statedSystem, const ZqIndividualManipulator& manipulator,
                 const ZqManipulatorTorque& torque, const ZqManipulatorExternalForce& externalForce,
                 ZqAccelerationState& result, ZqManipulatorActiveState& activeState, bool recompute);
-   /// The same. Null stands for an active state of the tool, which takes the position and the velocity,
-   /// and gravity from the system's environment; any other one is used as it stands.
+   /// The same. Any active state is used as it stands, and null for one of the tool's own, which takes
+   /// the position and the velocity. **It takes gravity from the system's environment the first time, and
+   /// keeps it**: another gravity, or another system, is heeded only when the manipulator has more joints
+   /// than any before, when the gravity so far was zero, or after `forgetOwnState`.
    virtual bool
    acceleration(const ZqStatedSystem& statedSystem, const ZqIndividualManipulator& manipulator,
                 const ZqPositionState& position, const ZqVelocityState& velocity,
@@ -61,6 +70,20 @@ public:
                                          const std::vector<bool>& mask, ZqManipulatorTorque& torque,
                                          ZqAccelerationState& acceleration,
                                          ZqManipulatorActiveState* activeState, bool recompute);
+
+   /// Has the next call with null begin anew: gravity is taken from the environment, and motors are put
+   /// to where their joints are.
+   void forgetOwnState() { m_activeState = ZqManipulatorActiveState(); }
+   /// Whether constraints enter by what `ZqStateEqualityConstraintVector::kinematics` answers, which is
+   /// right for a moving base and for every pair of labels, rather than by `jacobian` and
+   /// `jacobianDerivative`. Take it for simulation. False unless it is set.
+   bool usesConstraintKinematics() const noexcept { return m_usesConstraintKinematics; }
+   void setUsesConstraintKinematics(bool uses) noexcept { m_usesConstraintKinematics = uses; }
+   /// The factors of the mass matrix in a position, the inertia of motors and what is attached included.
+   /// They hold until the next call, and serve the next one of `acceleration` that does not recompute.
+   ZqMassMatrixFactor& factorMassMatrix(const ZqIndividualManipulator& manipulator,
+                                        ZqManipulatorActiveState& activeState,
+                                        const ZqStatedSystemStruct& stateStruct);
 
 protected:
    /// The output of the actuators less what gravity, velocity and external forces ask for.
@@ -95,11 +118,12 @@ private:
                               const ZqVector& gravity, const ZqVector& baseAcceleration);
    static void addActuatorInertia(const ZqIndividualManipulator& manipulator,
                                   const ZqManipulatorActiveState& activeState, ZqReArray& matrix);
-   void factorMassMatrix(const ZqIndividualManipulator& manipulator,
-                         ZqManipulatorActiveState& activeState,
-                         const ZqStatedSystemStruct& stateStruct);
    bool prepareConstraints(const ZqIndividualManipulator& manipulator,
                            ZqManipulatorActiveState& activeState);
+   void setConstraintBias(const ZqReArray& derivative, ZqU32 jointColumn,
+                          const ZqVelocityState& velocity);
+   void impose(const ZqReArray& bias, const ZqIndividualManipulator& manipulator,
+               const ZqVelocityState& velocity, ZqReArray& accelerations);
    void solve(const ZqReArray& torques, const ZqIndividualManipulator& manipulator,
               ZqManipulatorActiveState& activeState, ZqReArray& accelerations);
    void computeHybridResidual();
@@ -132,13 +156,12 @@ private:
    ZqReArray m_torqueBlockFactor;
    ZqReArray m_jacobian;       ///< G, with the motions of a free base in its own axes
    ZqReArray m_constraintBias; ///< the derivative of G times the velocities
-   ZqReArray m_constrainedTorques;
-   ZqReArray m_constraintRightHandSide;
-   ZqReArray m_massWeightedTranspose; ///< M^-1 G^T
-   ZqReArray m_constraintMatrix;      ///< G M^-1 G^T
-   ZqReArray m_constraintMatrixFactor;
+   ZqReArray m_hybridBias;     ///< with what the given accelerations do
+   ZqConstraintFactor m_constraintFactor;
    ZqReArray m_multipliers;
-   ZqReArray m_constraintTorques; ///< G^T times the multipliers
+   bool m_usesConstraintKinematics = false;
+   /// The contradictions that a message has named: a manipulator, only to be compared, and a constraint.
+   std::set<std::pair<const ZqIndividualManipulator*, ZqU32>> m_namedContradictions;
    ZqReArray m_hybridResidual;
    ZqReArray m_constraintBlockT; ///< the columns of G of given torques
    ZqReArray m_constraintBlockP; ///< the columns of G of given accelerations

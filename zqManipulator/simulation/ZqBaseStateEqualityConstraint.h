@@ -3,11 +3,13 @@
 #include "zqManipulator/foundation/algebra/ZqReArray.h"
 #include "zqManipulator/foundation/xml/ZqBaseExpressionTree.h"
 #include "zqManipulator/foundation/xml/ZqXmlClass.h"
+#include "zqManipulator/simulation/ZqConstraintKinematics.h"
 #include "zqManipulator/state/ZqManipulatorActivePositionState.h"
 #include "zqManipulator/state/ZqUncopied.h"
 
 class ZqAccelerationState;
 class ZqIndividualManipulator;
+class ZqManipulatorActiveState;
 class ZqVelocityState;
 
 /// A relation between the degrees of freedom of one manipulator that holds in both directions, such as
@@ -18,8 +20,12 @@ class ZqVelocityState;
 /// velocity of the base's DH frame in the system, linear and then angular; a fixed base has none.
 /// One column for each joint follows, by link index.
 ///
+/// There are two computations of it. `addKinematics` is what the relation means, and what to take for a
+/// simulation: Jacobian, rate and gap belong together whatever moves. `jacobian` and
+/// `jacobianDerivative` are kept as they have always answered; where they differ, they say so.
+///
 /// Only accelerations are held to the relation: positions and velocities that agree with it at the
-/// start drift from it with the error of the integration.
+/// start drift from it with the error of the integration. `ZqConstraintProjection` brings them back.
 ///
 /// The arrays that are returned belong to the constraint; a call of either operation overwrites both.
 /// One constraint serves one thread at a time.
@@ -60,9 +66,25 @@ public:
                                                const ZqPositionState& position,
                                                const ZqVelocityState& velocity) const;
 
+   /// Writes the rows of this constraint, from a first row on, into a record that has room for them and
+   /// holds zeros there. Position and velocity are those of the active state, whose frames and
+   /// velocities are shared between constraints; accelerations play no part.
+   ///
+   /// A constraint that does not override this gets its `jacobian`, no gap, and as bias the central
+   /// difference over states that lie 5e-6 s, or the time in which the fastest joint moves by 5e-6,
+   /// before and after. Base and joints move for the same time. The bias is good to about 1e-10 of the
+   /// Jacobian times the square of the rates.
+   virtual void addKinematics(const ZqIndividualManipulator& manipulator,
+                              ZqManipulatorActiveState& activeState, ZqU32 firstRow,
+                              ZqConstraintKinematics& kinematics) const;
+   /// What to call the constraint in a message: its kind, and the links that it relates.
+   virtual ZqString description() const;
+
 protected:
    static constexpr ZqReal m_theMaxTimeIncrementForFiniteDifferencing = 1e-8;  ///< s
    static constexpr ZqReal m_theMaxJointIncrementForFiniteDifferencing = 1e-7; ///< rad or m
+   /// Where the errors of rounding and of curvature are alike.
+   static constexpr ZqReal m_theIncrementForCentralDifferencing = 5e-6; ///< s, rad or m
 
    /// Where links are asked for their frames, with no frame valid yet.
    ZqManipulatorActivePositionState& placedAt(const ZqPositionState& position) const

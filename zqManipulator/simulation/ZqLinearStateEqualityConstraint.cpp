@@ -20,15 +20,29 @@ ZqLinearStateEqualityConstraint::jacobian(const ZqIndividualManipulator& manipul
       return m_jacobian;
 
    m_jacobian.setToZeros(rows, manipulator.totalDof());
+   copyWeights(manipulator, 0, m_jacobian);
+   return m_jacobian;
+}
+
+void ZqLinearStateEqualityConstraint::copyWeights(const ZqIndividualManipulator& manipulator,
+                                                  ZqU32 firstRow, ZqReArray& rows) const
+{
    const std::size_t baseColumns = manipulator.isFixedBase() ? 0 : 6;
    const auto copyFitting = [](const std::vector<ZqReal>& weights, std::span<ZqReal> columns)
    { std::copy_n(weights.begin(), std::min(weights.size(), columns.size()), columns.begin()); };
-   for (ZqU32 i = 0; i < rows; ++i)
+   for (ZqU32 i = 0; i < doc(); ++i)
    {
-      copyFitting(m_baseWeights[i], m_jacobian[i].first(baseColumns));
-      copyFitting(m_jointWeights[i], m_jacobian[i].subspan(baseColumns));
+      const std::span<ZqReal> row = rows[firstRow + i];
+      copyFitting(m_baseWeights[i], row.first(baseColumns));
+      copyFitting(m_jointWeights[i], row.subspan(baseColumns));
    }
-   return m_jacobian;
+}
+
+void ZqLinearStateEqualityConstraint::addKinematics(const ZqIndividualManipulator& manipulator,
+                                                    ZqManipulatorActiveState&, ZqU32 firstRow,
+                                                    ZqConstraintKinematics& kinematics) const
+{
+   copyWeights(manipulator, firstRow, kinematics.jacobian);
 }
 
 const ZqReArray& ZqLinearStateEqualityConstraint::jacobianDerivative(

@@ -34,6 +34,10 @@ public:
    const ZqReArray& jacobianDerivative(const ZqIndividualManipulator& manipulator,
                                        const ZqPositionState& position,
                                        const ZqVelocityState& velocity) const override;
+   /// Without gap or bias: what is held is the sum of velocities.
+   void addKinematics(const ZqIndividualManipulator& manipulator,
+                      ZqManipulatorActiveState& activeState, ZqU32 firstRow,
+                      ZqConstraintKinematics& kinematics) const override;
 
    virtual const Weights& jointWeights() const { return m_jointWeights; }
    virtual void setJointWeights(const Weights& weights) { m_jointWeights = weights; }
@@ -43,6 +47,9 @@ public:
    virtual void setWeightedSums(const ZqXmlVectorBasicType<ZqReal>& sums) { m_weightedSums = sums; }
 
 private:
+   void copyWeights(const ZqIndividualManipulator& manipulator, ZqU32 firstRow,
+                    ZqReArray& rows) const;
+
    Weights m_jointWeights;
    Weights m_baseWeights;
    ZqXmlVectorBasicType<ZqReal> m_weightedSums;

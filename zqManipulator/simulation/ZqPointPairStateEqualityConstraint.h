@@ -3,6 +3,7 @@
 #include "zqManipulator/simulation/ZqBaseStateEqualityConstraint.h"
 
 class ZqManipulatorLink;
+class ZqRotationMatrix;
 
 /// What constraints between two points on links share: the points, each in the primary frame of a link
 /// that is named by its label. A label that names no link stands for the fixed environment; the point
@@ -20,6 +21,9 @@ public:
                         ZqComponent{&This::m_secondLinkPoint, &ZqManip::ZqSecondLinkPointToken}};
    }
    bool operator==(const ZqPointPairStateEqualityConstraint&) const = default;
+
+   /// The kind, and the labels.
+   ZqString description() const override;
 
    virtual const ZqString& firstLinkLabel() const { return m_firstLinkLabel; }
    virtual void setFirstLinkLabel(const ZqString& label) { m_firstLinkLabel = label; }
@@ -49,6 +53,17 @@ protected:
    /// Adds as many components as there are rows to the column of a joint, times a sign.
    void addToColumn(const ZqIndividualManipulator& manipulator, const ZqManipulatorLink& jointLink,
                     const ZqVector& motion, ZqReal sign) const;
+
+   /// The rows of `addKinematics` along as many axes as the constraint has rows: the gap is the first
+   /// point less the second, and its rate that which is seen from the second link. The links need not be
+   /// there; what is not there is the environment, and so is a fixed base. Joints that carry both links
+   /// move neither against the other, and their columns are zero; so the forces of a constraint between
+   /// two links leave the momentum of a free manipulator as it is, also while there is a gap.
+   ///
+   /// The axes are those of the system or, with `axesTurn`, fixed in the second link.
+   void addRelativeMotion(const ZqIndividualManipulator& manipulator,
+                          ZqManipulatorActiveState& activeState, const ZqRotationMatrix& axes,
+                          bool axesTurn, ZqU32 firstRow, ZqConstraintKinematics& kinematics) const;
 
    ZqString m_firstLinkLabel;
    ZqString m_secondLinkLabel;

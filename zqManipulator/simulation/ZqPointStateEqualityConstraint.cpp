@@ -1,6 +1,8 @@
 #include "zqManipulator/simulation/ZqPointStateEqualityConstraint.h"
 
+#include "zqManipulator/foundation/algebra/ZqRotationMatrix.h"
 #include "zqManipulator/kinematics/ZqIndividualManipulator.h"
+#include "zqManipulator/state/ZqManipulatorActiveState.h"
 
 template class ZqXmlClass<ZqPointStateEqualityConstraint, ZqPointPairStateEqualityConstraint>;
 
@@ -37,4 +39,12 @@ ZqPointStateEqualityConstraint::jacobian(const ZqIndividualManipulator& manipula
    m_jacobian[2][3] = r.y();
    m_jacobian[2][4] = -r.x();
    return m_jacobian;
+}
+
+void ZqPointStateEqualityConstraint::addKinematics(const ZqIndividualManipulator& manipulator,
+                                                   ZqManipulatorActiveState& activeState,
+                                                   ZqU32 firstRow,
+                                                   ZqConstraintKinematics& kinematics) const
+{
+   addRelativeMotion(manipulator, activeState, ZqRotationMatrix(), false, firstRow, kinematics);
 }

@@ -4,8 +4,10 @@
 #include "zqManipulator/simulation/ZqLinearStateEqualityConstraint.h"
 #include "zqManipulator/simulation/ZqPointStateEqualityConstraint.h"
 #include "zqManipulator/simulation/ZqXyStateEqualityConstraint.h"
+#include "zqManipulator/state/ZqManipulatorActiveState.h"
 
 #include <algorithm>
+#include <cmath>
 
 template class ZqXmlVariableVectorType<ZqBaseStateEqualityConstraint>;
 
@@ -110,4 +112,60 @@ ZqStateEqualityConstraintVector::jacobianDerivative(const ZqIndividualManipulato
    return stack(m_jacobianDerivative.get(), *this, manipulator.totalDof(),
                 [&](const ZqBaseStateEqualityConstraint& constraint) -> const ZqReArray&
                 { return constraint.jacobianDerivative(manipulator, position, velocity); });
+}
+
+const ZqConstraintKinematics&
+ZqStateEqualityConstraintVector::kinematics(const ZqIndividualManipulator& manipulator,
+                                            ZqManipulatorActiveState& activeState) const
+{
+   manipulator.placeBase(activeState.activePositionState());
+   ZqConstraintKinematics& stacked = m_kinematics.get();
+   stacked.setToZeros(doc(), manipulator.totalDof());
+   ZqU32 next = 0;
+   for (const ZqBaseStateEqualityConstraint* constraint : vectorContainer())
+      if (constraint != nullptr)
+      {
+         constraint->addKinematics(manipulator, activeState, next, stacked);
+         next += constraint->doc();
+      }
+   return stacked;
+}
+
+ZqStateEqualityConstraintVector::Gap
+ZqStateEqualityConstraintVector::greatest(const ZqReArray& rows) const
+{
+   Gap result;
+   ZqU32 row = 0;
+   for (ZqU32 i = 0; i < size(); ++i)
+   {
+      const ZqBaseStateEqualityConstraint* const constraint = vectorContainer()[i];
+      const ZqU32 end =
+         std::min(row + (constraint != nullptr ? constraint->doc() : 0), rows.rows());
+      ZqReal length = 0.0;
+      for (; row < end; ++row)
+         length = std::hypot(length, rows[row][0]);
+      if (!(length <= result.size))
+         result = {length, i};
+   }
+   return result;
+}
+
+ZqU32 ZqStateEqualityConstraintVector::constraintOfRow(ZqU32 row) const
+{
+   ZqU32 end = 0;
+   for (ZqU32 i = 0; i < size(); ++i)
+   {
+      end += vectorContainer()[i] != nullptr ? vectorContainer()[i]->doc() : 0;
+      if (row < end)
+         return i;
+   }
+   return size();
+}
+
+ZqString ZqStateEqualityConstraintVector::description(ZqU32 constraint) const
+{
+   ZqString text = "constraint " + ZqINT2STRING(constraint, 10);
+   if (constraint < size() && vectorContainer()[constraint] != nullptr)
+      text += " (" + vectorContainer()[constraint]->description() + ")";
+   return text;
 }

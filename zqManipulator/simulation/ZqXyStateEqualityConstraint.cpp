@@ -2,6 +2,7 @@
 
 #include "zqManipulator/foundation/algebra/ZqRotationMatrix.h"
 #include "zqManipulator/kinematics/ZqIndividualManipulator.h"
+#include "zqManipulator/state/ZqManipulatorActiveState.h"
 
 template class ZqXmlClass<ZqXyStateEqualityConstraint, ZqPointPairStateEqualityConstraint>;
 
@@ -47,6 +48,20 @@ const ZqReArray& ZqXyStateEqualityConstraint::jacobian(const ZqIndividualManipul
          calculateFloatingBaseJacobian(manipulator, *second, m_secondLinkPoint, activeState);
    }
    return m_jacobian;
+}
+
+void ZqXyStateEqualityConstraint::addKinematics(const ZqIndividualManipulator& manipulator,
+                                                ZqManipulatorActiveState& activeState,
+                                                ZqU32 firstRow,
+                                                ZqConstraintKinematics& kinematics) const
+{
+   const ZqManipulatorLink* const second = manipulator.linkByIdentifier(m_secondLinkLabel);
+   const ZqOrientation plane =
+      second != nullptr
+         ? second->primaryFrameInSystem(activeState.activePositionState()).orientation() *
+              m_xyOrientation
+         : m_xyOrientation;
+   addRelativeMotion(manipulator, activeState, ZqRotationMatrix(plane), true, firstRow, kinematics);
 }
 
 void ZqXyStateEqualityConstraint::getFrameMotion(const ZqManipulatorLink& jointLink,

@@ -4,10 +4,10 @@
 
 /// Two points of links that agree in x and y of a plane's frame and slide freely along its z. The frame
 /// is fixed in the second link: the orientation is in its primary frame, the origin is the second
-/// point.
+/// point. Without a second link both are in the system.
 ///
-/// The two rows are the velocity of the first point relative to the second link, in x and y. Not every
-/// pair of labels gives that:
+/// The two rows are the velocity of the first point relative to the second link, in x and y. That is
+/// what `addKinematics` answers for any pair of labels. From `jacobian` not every pair gives it:
 /// - With a first link that no joint moves (the base, or none) x and y are those of the system in the
 ///   columns of joints.
 /// - With a first link and no second one the columns of joints are zero.
@@ -28,6 +28,9 @@ public:
    ZqU32 doc() const override { return 2; }
    const ZqReArray& jacobian(const ZqIndividualManipulator& manipulator,
                              const ZqPositionState& position) const override;
+   void addKinematics(const ZqIndividualManipulator& manipulator,
+                      ZqManipulatorActiveState& activeState, ZqU32 firstRow,
+                      ZqConstraintKinematics& kinematics) const override;
 
    virtual const ZqOrientation& xyOrientation() const { return m_xyOrientation; }
    virtual void setXyOrientation(const ZqOrientation& orientation)
