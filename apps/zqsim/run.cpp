@@ -45,6 +45,7 @@ struct RunOptions : ModelArguments
    std::string every = "1";
    std::string save;
    std::string plot;
+   bool isNotProjected = false;
    bool quiet = false;
 };
 
@@ -370,6 +371,16 @@ Json summarize(const RunOptions& options, const ZqStatedSystem& scene, const Sch
                           {"description", fired.description},
                           {"time", fired.time}});
    }
+   Json gap;
+   if (const auto& greatest = simulation.greatestGap())
+   {
+      const auto& manipulator = scene.system().manipulators()[greatest->manipulator];
+      gap = {
+         {"manipulator", manipulator.manipulatorLabel()},
+         {"constraint", manipulator.stateEqualityConstraints().description(greatest->constraint)},
+         {"size", bounded(greatest->size)},
+         {"time", greatest->time}};
+   }
    Json divergence;
    if (simulation.divergence())
    {
@@ -393,6 +404,7 @@ Json summarize(const RunOptions& options, const ZqStatedSystem& scene, const Sch
            {"stepsPerSecond", perWallTime(static_cast<ZqReal>(outcome.steps))},
            {"timesRealTime", perWallTime(simulated)},
            {"energy", {{"start", toJson(outcome.atStart)}, {"end", toJson(outcome.atEnd)}}},
+           {"greatestGap", gap},
            {"limits", limits},
            {"criteria", criteria},
            {"divergence", divergence}};
@@ -426,6 +438,10 @@ std::string describe(const Json& data)
       result += text(data.at("substitutedSteps")) +
                 " of the steps by euler: at limits, or where the integrator found no end\n";
    result += table(energies, energyColumns);
+   if (const Json& gap = data.at("greatestGap"); !gap.is_null())
+      result += "greatest gap of a loop " + text(gap.at("size")) + " m, at " +
+                text(gap.at("time")) + " s: " + text(gap.at("constraint")) + " of " +
+                text(gap.at("manipulator")) + '\n';
    if (data.at("limits").empty())
       result += "no joint at a limit\n";
    else
@@ -454,6 +470,7 @@ ExitCode simulate(const RunOptions& options)
    ZqSimulation::Settings settings;
    settings.solver = solvers.at(options.solver);
    settings.integrator = integrators.at(options.integrator);
+   settings.closesLoops = !options.isNotProjected;
    settings.commands = parseNumbers("--commands", options.commands);
    settings.torques = parseNumbers("--torques", options.torques);
    const std::uint64_t every = parseCount("--every", options.every);
@@ -562,6 +579,8 @@ zqsim::Run zqsim::run(CLI::App& arguments)
       ->check(CLI::IsMember(integrators))
       ->type_name("NAME")
       ->capture_default_str();
+   arguments.add_flag("--no-projection", options->isNotProjected,
+                      "Leave the gaps that steps open in loops as they are");
    arguments
       .add_option("--torques", options->torques,
                   "Torques at the motors (N m, N) of the joints of all manipulators in "

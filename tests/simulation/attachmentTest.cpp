@@ -458,7 +458,7 @@ TEST(Attachments, CarryBasesWithTheVelocityOfTheirLinks)
       {
          const Frame& X_SM = manipulators[indices[n]].coordSysXForm();
          const ZqGeneralMotion expected = differenceOf(X_SM * bases[0][n], X_SM * bases[2][n]);
-         EXPECT_TRUE(moves[n].approxEq(expected, 100 * ofDifferences)) << n;
+         EXPECT_TRUE(moves[n].approxEq(expected, 100 * ofDifferences)) << n << "  " << (moves[n].linear()-expected.linear()).mag() << " of " << expected.linear().mag() << " w " << (moves[n].angular()-expected.angular()).mag() << " of " << expected.angular().mag();
       }
    }
 }

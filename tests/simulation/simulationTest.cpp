@@ -14,9 +14,6 @@ namespace
 using zqTest::RandomScene;
 using Integrator = ZqSimulation::Integrator;
 
-constexpr std::array integrators{Integrator::SemiImplicitEuler, Integrator::ImplicitMidpoint,
-                                 Integrator::RungeKutta};
-
 ZqSimulation::Settings settingsOf(Integrator integrator)
 {
    ZqSimulation::Settings settings;
@@ -145,8 +142,11 @@ TEST(Simulation, MidpointsKeepWhatFreeBodiesKeep)
       for (int k = 1; k <= count; ++k)
       {
          ASSERT_TRUE(simulation.stepTo(1e-3 * k));
-         ZqReal& error = k <= count / 2 ? early : late;
-         error = std::max(error, std::abs(simulation.energy().total() - energy) / energy);
+         const ZqReal error = std::abs(simulation.energy().total() - energy) / energy;
+         if (k <= count / 5)
+            early = std::max(early, error);
+         else if (k > count - count / 5)
+            late = std::max(late, error);
       }
       // The roundings of so many steps add up at random, on numbers that grow as the body travels.
       constexpr ZqReal roundings = 1e-11;
@@ -155,7 +155,8 @@ TEST(Simulation, MidpointsKeepWhatFreeBodiesKeep)
       EXPECT_LT(change.angular().mag(),
                 roundings * (20.0 * momentum.linear().mag() + momentum.angular().mag()));
       // The energy of a chain swings with the square of the step, and does not drift.
-      EXPECT_LT(late, isBody ? roundings : 1.5 * early);
+      // One that drifts in proportion to time would be five times as large.
+      EXPECT_LT(late, isBody ? roundings : 2.5 * early);
       EXPECT_LT(early, isBody ? roundings : 1e-4);
    }
 }

@@ -27,6 +27,12 @@ ZqSimulation::ZqSimulation(const ZqStatedSystem& scene, const Settings& settings
       firstJoint += m_members.back().joints.size();
       m_doesKeepMomentum = m_doesKeepMomentum || m_members.back().doesKeepMomentum;
    }
+   for (ZqU32 i = 0; i < m_members.size(); ++i)
+   {
+      if (m_members[i].manipulator->isFixedBase())
+         m_state.velocityStates()[i].setGeneralVelocity(ZqGeneralMotion());
+      beginWithClosedLoops(i);
+   }
    followCarriers();
 }
 
@@ -102,16 +108,17 @@ bool ZqSimulation::stepTo(ZqReal time)
       m_members[i].drivesBefore = activeState(i).actuatorState();
    }
    computeAccelerations();
-   bool isDone = advance(dt);
+   const bool isDone = advance(dt);
    m_state.setTime(time);
    followCarriers();
-   isDone = isDone && isStateFinite();
-   if (!isDone)
+   if (!isDone || !isStateFinite())
    {
       m_state = m_stateBefore;
       return false;
    }
-   if (meetStoppingCriteria())
+   for (ZqU32 i = 0; i < m_members.size(); ++i)
+      closeLoops(i);
+   if (meetStoppingCriteria() || m_greatestGap)
       followCarriers();
    collectResults();
    return true;

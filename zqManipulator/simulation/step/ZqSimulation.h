@@ -17,6 +17,11 @@
 ///   bases, the motors of rigid joints following their joints, and the torques of power converters and
 ///   those that are given at the motors;
 /// - the integrator moves joints, bases and the motors of flexible joints;
+/// - state equality constraints, by their `kinematics`, have been part of the accelerations; what the
+///   step leaves of a gap is closed, and velocities are brought to agree, by the least change in the
+///   metric of the mass matrix (`ZqConstraintProjection`), also where that goes beyond a limit. A loop
+///   that is open at the start is closed there, with a message. One that cannot be closed keeps its
+///   gap, with another;
 /// - manipulators that are attached go where their carriers have come to, and move as these do; and
 /// - the stopping criteria look at the state that the step has led to. A manipulator that meets one
 ///   goes back to where the step began, and keeps its velocity.
@@ -64,9 +69,11 @@ public:
    {
       Solver solver = Solver::Crbi;
       Integrator integrator = Integrator::SemiImplicitEuler;
-      std::vector<ZqReal>
-         commands; ///< of the power converters: a voltage, a valve opening, a torque
-      std::vector<ZqReal> torques; ///< at the motor, added to those of the power converters (N m)
+      /// Whether the loops of constraints are closed at the start and after each step, and velocities
+      /// brought to agree with constraints.
+      bool closesLoops = true;
+      std::vector<ZqReal> commands; ///< of power converters: a voltage, a valve opening, a torque
+      std::vector<ZqReal> torques;  ///< at the motor, added to those of the power converters (N m)
    };
 
    /// In J: of the motion of bodies and motors, and of the bodies in gravity, zero at the origin of the
@@ -95,6 +102,14 @@ public:
       ZqString description;
       ZqReal time; ///< s
    };
+   /// By how much a constraint was open.
+   struct LoopGap
+   {
+      ZqU32 manipulator;
+      ZqU32 constraint; ///< or `ZqNoLinkIndex`, when none has a gap that can be measured
+      ZqReal size;      ///< m
+      ZqReal time;      ///< s
+   };
    struct Divergence
    {
       Place place;
@@ -102,8 +117,8 @@ public:
       const char* quantity; ///< that is not finite
    };
 
-   /// Begins at the state of the scene, with attached manipulators where they are carried. The scene
-   /// must outlive the simulation, and not change.
+   /// Begins at the state of the scene, with attached manipulators where they are carried, bases that are
+   /// fixed at rest, and loops closed. The scene must outlive the simulation, and not change.
    explicit ZqSimulation(const ZqStatedSystem& scene) : ZqSimulation(scene, Settings()) {}
    ZqSimulation(const ZqStatedSystem& scene, const Settings& settings);
    ZqSimulation(const ZqSimulation&) = delete;
@@ -122,6 +137,9 @@ public:
    /// The manipulators of which stopping criteria were met, each with the first time.
    const std::vector<FiredCriterion>& firedCriteria() const { return m_firedCriteria; }
    const std::optional<Divergence>& divergence() const { return m_divergence; }
+   /// The greatest gap at the start and at the end of a step; none without constraints, and with the
+   /// solver `Arbi`.
+   const std::optional<LoopGap>& greatestGap() const { return m_greatestGap; }
    /// The steps that the integrator has left to `SemiImplicitEuler`.
    std::uint64_t substitutedSteps() const { return m_substitutedSteps; }
 
@@ -139,6 +157,11 @@ private:
    void followCarriers();
    bool meetStoppingCriteria();
    void collectResults();
+
+   // Constraints
+   void beginWithClosedLoops(ZqU32 index);
+   void closeLoops(ZqU32 index);
+   ZqStateEqualityConstraintVector::Gap gapOf(ZqU32 index);
 
    // Integrators
    struct Scheme;
@@ -203,5 +226,6 @@ private:
    std::vector<LimitHit> m_limitHits;
    std::vector<FiredCriterion> m_firedCriteria;
    std::optional<Divergence> m_divergence;
+   std::optional<LoopGap> m_greatestGap;
    std::uint64_t m_substitutedSteps = 0;
 };

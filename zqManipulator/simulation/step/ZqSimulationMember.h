@@ -1,6 +1,7 @@
 #pragma once
 
 #include "zqManipulator/dynamics/ZqArbiAccelerationTool.h"
+#include "zqManipulator/dynamics/ZqConstraintProjection.h"
 #include "zqManipulator/dynamics/ZqCrbiAccelerationTool.h"
 #include "zqManipulator/simulation/step/ZqSimulation.h"
 
@@ -65,7 +66,10 @@ struct ZqSimulation::Member
    ZqManipulatorExternalForce externalForce;
    ZqCrbiAccelerationTool crbi;
    ZqArbiAccelerationTool arbi;
-   std::vector<bool> isFree; ///< of the joints, those that no limit holds
+   ZqConstraintProjection projection;
+   bool isConstrained = false; ///< and the solver heeds it
+   bool canBeClosed = true;    ///< its loops
+   std::vector<bool> isFree;   ///< of the joints, those that no limit holds
    bool isAnyHeld = false;
    bool hasFiredCriterion = false;
 
