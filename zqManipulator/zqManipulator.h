@@ -123,6 +123,7 @@
 #include "zqManipulator/simulation/ZqStateEqualityConstraintVector.h"
 #include "zqManipulator/simulation/ZqStoppingCriterionVector.h"
 #include "zqManipulator/simulation/ZqXyStateEqualityConstraint.h"
+#include "zqManipulator/simulation/step/ZqSimulation.h"
 #include "zqManipulator/state/ZqAccelerationState.h"
 #include "zqManipulator/state/ZqActuatorState.h"
 #include "zqManipulator/state/ZqAttachmentState.h"

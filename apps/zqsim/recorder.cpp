@@ -25,7 +25,7 @@ public:
       m_file.write(m_line);
    }
 
-   void record(const ZqManipulatorSystemState& state, const Energy& energy) override
+   void record(const ZqManipulatorSystemState& state, const ZqSimulation::Energy& energy) override
    {
       m_line.clear();
       append(state.time());
@@ -67,7 +67,7 @@ public:
    }
    /// An unfinished document stays as it is.
    ~StateRecorder() override { delete m_writer; }
-   void record(const ZqManipulatorSystemState& state, const Energy&) override
+   void record(const ZqManipulatorSystemState& state, const ZqSimulation::Energy&) override
    {
       m_file.require(m_states.appendElementToStream(m_writer, state));
    }

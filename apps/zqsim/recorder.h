@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apps/zqsim/simulation.h"
+#include "zqManipulator/simulation/step/ZqSimulation.h"
 
 #include <memory>
 #include <string>
@@ -17,7 +17,8 @@ public:
    Recorder& operator=(const Recorder&) = delete;
    virtual ~Recorder() = default;
 
-   virtual void record(const ZqManipulatorSystemState& state, const Energy& energy) = 0;
+   virtual void record(const ZqManipulatorSystemState& state,
+                       const ZqSimulation::Energy& energy) = 0;
    /// Hands to the system what was recorded until now.
    virtual void flush() = 0;
    /// Ends the file.

@@ -6,7 +6,7 @@
 #include "apps/zqsim/plot.h"
 #include "apps/zqsim/progress.h"
 #include "apps/zqsim/recorder.h"
-#include "apps/zqsim/simulation.h"
+#include "zqManipulator/simulation/step/ZqSimulation.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -22,6 +22,7 @@
 #include <cstring>
 #include <filesystem>
 #include <limits>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -36,39 +37,60 @@ struct RunOptions : ModelArguments
    std::string time;
    std::string step = "0.001";
    std::string solver = "crbi";
+   std::string integrator = "euler";
    std::string torques;
    std::string commands;
    std::string out;
    std::string every = "1";
    std::string save;
    std::string plot;
+   bool isNotProjected = false;
    bool quiet = false;
 };
+
+const std::map<std::string, ZqSimulation::Solver> solvers{{"crbi", ZqSimulation::Solver::Crbi},
+                                                          {"arbi", ZqSimulation::Solver::Arbi}};
+
+const std::map<std::string, ZqSimulation::Integrator> integrators{
+   {"euler", ZqSimulation::Integrator::SemiImplicitEuler},
+   {"midpoint", ZqSimulation::Integrator::ImplicitMidpoint},
+   {"rk4", ZqSimulation::Integrator::RungeKutta}};
 
 // Interruption
 
 volatile std::sig_atomic_t isInterrupted = 0;
 
-/// While this lives, an interruption lets the present step end; a second one ends the process.
+/// While this lives, an interruption or a request to end lets the present step end; a second one ends
+/// the process.
 class InterruptionGuard
 {
 public:
    InterruptionGuard()
-      : m_before(std::signal(SIGINT,
-                             [](int)
-                             {
-                                if (isInterrupted != 0)
-                                   std::_Exit(Interrupted);
-                                isInterrupted = 1;
-                             }))
    {
+      for (Signal& signal : m_signals)
+         signal.before = std::signal(signal.number,
+                                     [](int)
+                                     {
+                                        if (isInterrupted != 0)
+                                           std::_Exit(Interrupted);
+                                        isInterrupted = 1;
+                                     });
    }
    InterruptionGuard(const InterruptionGuard&) = delete;
    InterruptionGuard& operator=(const InterruptionGuard&) = delete;
-   ~InterruptionGuard() { std::signal(SIGINT, m_before); }
+   ~InterruptionGuard()
+   {
+      for (const Signal& signal : m_signals)
+         std::signal(signal.number, signal.before);
+   }
 
 private:
-   void (*m_before)(int);
+   struct Signal
+   {
+      int number;
+      void (*before)(int) = nullptr;
+   };
+   std::array<Signal, 2> m_signals{{{SIGINT}, {SIGTERM}}};
 };
 
 /// The times of the steps, which are of one length but for the last: that ends where it should.
@@ -177,7 +199,7 @@ void checkLength(const char* option, const std::vector<ZqReal>& list, ZqU32 join
                               std::to_string(list.size()) + " numbers");
 }
 
-std::string nameOf(const ZqStatedSystem& scene, const Simulation::Place& place)
+std::string nameOf(const ZqStatedSystem& scene, const ZqSimulation::Place& place)
 {
    const ZqIndividualManipulator& manipulator = scene.system().manipulators()[place.manipulator];
    const std::string of = " of " + manipulator.manipulatorLabel();
@@ -186,7 +208,7 @@ std::string nameOf(const ZqStatedSystem& scene, const Simulation::Place& place)
    return "joint " + manipulator.linkByIndex(place.link)->linkLabel() + of;
 }
 
-void warnOfLostInputs(const ZqStatedSystem& scene, const DriveInputs& inputs)
+void warnOfLostInputs(const ZqStatedSystem& scene, const ZqSimulation::Settings& settings)
 {
    const auto isGiven = [](const std::vector<ZqReal>& list, std::size_t i)
    { return i < list.size() && list[i] != 0.0; };
@@ -202,20 +224,13 @@ void warnOfLostInputs(const ZqStatedSystem& scene, const DriveInputs& inputs)
             complain("warning: " + nameOf(scene, {i, link->linkIndex()}) + " has no " + missing +
                      ", and passes no " + input);
          };
-         if (!hasDriveTrain && (isGiven(inputs.torques, joint) || isGiven(inputs.commands, joint)))
+         if (!hasDriveTrain &&
+             (isGiven(settings.torques, joint) || isGiven(settings.commands, joint)))
             warn("drive train", "torque");
-         else if (!hasConverter && isGiven(inputs.commands, joint))
+         else if (!hasConverter && isGiven(settings.commands, joint))
             warn("power converter", "command");
          ++joint;
       }
-}
-
-void warnOfConstraints(const ZqStatedSystem& scene)
-{
-   for (const ZqIndividualManipulator& manipulator : scene.system().manipulators())
-      if (manipulator.stateEqualityConstraints().size() > 0)
-         complain("warning: " + manipulator.manipulatorLabel() +
-                  " has constraints, which the solver arbi does not know");
 }
 
 // The run
@@ -225,8 +240,8 @@ struct Outcome
    const char* end = "time reached";
    std::uint64_t steps = 0;
    ZqReal wallTime = 0.0;
-   Energy atStart;
-   Energy atEnd;
+   ZqSimulation::Energy atStart;
+   ZqSimulation::Energy atEnd;
    std::optional<Failure> failure; ///< of the recorder
 };
 
@@ -235,8 +250,8 @@ class Runner
 {
 public:
    /// Recorder and plot may be null.
-   Runner(Simulation& simulation, const Schedule& schedule, Recorder* recorder, std::uint64_t every,
-          Plot* plot)
+   Runner(ZqSimulation& simulation, const Schedule& schedule, Recorder* recorder,
+          std::uint64_t every, Plot* plot)
       : m_simulation(simulation), m_schedule(schedule), m_recorder(recorder), m_every(every),
         m_plot(plot)
    {
@@ -280,7 +295,7 @@ private:
          m_isRecorded = false;
          if (m_recorder != nullptr && m_outcome.steps % m_every == 0)
          {
-            const Energy energy = m_simulation.energy();
+            const ZqSimulation::Energy energy = m_simulation.energy();
             if (m_simulation.divergence())
                break;
             record(energy);
@@ -302,7 +317,7 @@ private:
       m_outcome.wallTime = progress.elapsed();
    }
 
-   void record(const Energy& energy)
+   void record(const ZqSimulation::Energy& energy)
    {
       withRecorder([&](Recorder& recorder) { recorder.record(m_simulation.state(), energy); });
       m_isRecorded = true;
@@ -326,7 +341,7 @@ private:
       }
    }
 
-   Simulation& m_simulation;
+   ZqSimulation& m_simulation;
    const Schedule& m_schedule;
    Recorder* m_recorder;
    std::uint64_t m_every;
@@ -337,14 +352,14 @@ private:
 
 // What is told of it
 
-Json toJson(const Energy& energy)
+Json toJson(const ZqSimulation::Energy& energy)
 {
    return {{"kinetic", bounded(energy.kinetic)},
            {"potential", bounded(energy.potential)},
            {"total", bounded(energy.total())}};
 }
 
-Json toJson(const ZqStatedSystem& scene, const Simulation::Place& place)
+Json toJson(const ZqStatedSystem& scene, const ZqSimulation::Place& place)
 {
    const ZqIndividualManipulator& manipulator = scene.system().manipulators()[place.manipulator];
    const ZqManipulatorLink* link = manipulator.linkByIndex(place.link);
@@ -353,21 +368,31 @@ Json toJson(const ZqStatedSystem& scene, const Simulation::Place& place)
 }
 
 Json summarize(const RunOptions& options, const ZqStatedSystem& scene, const Schedule& schedule,
-               ZqReal step, const Simulation& simulation, const Outcome& outcome)
+               ZqReal step, const ZqSimulation& simulation, const Outcome& outcome)
 {
    Json limits = Json::array();
-   for (const Simulation::LimitHit& hit : simulation.limitHits())
+   for (const ZqSimulation::LimitHit& hit : simulation.limitHits())
    {
       limits.push_back(toJson(scene, hit.place));
       limits.back()["time"] = hit.time;
    }
    Json criteria = Json::array();
-   for (const Simulation::FiredCriterion& fired : simulation.firedCriteria())
+   for (const ZqSimulation::FiredCriterion& fired : simulation.firedCriteria())
    {
       const auto& manipulator = scene.system().manipulators()[fired.manipulator];
       criteria.push_back({{"manipulator", manipulator.manipulatorLabel()},
                           {"description", fired.description},
                           {"time", fired.time}});
+   }
+   Json gap;
+   if (const auto& greatest = simulation.greatestGap())
+   {
+      const auto& manipulator = scene.system().manipulators()[greatest->manipulator];
+      gap = {
+         {"manipulator", manipulator.manipulatorLabel()},
+         {"constraint", manipulator.stateEqualityConstraints().description(greatest->constraint)},
+         {"size", bounded(greatest->size)},
+         {"time", greatest->time}};
    }
    Json divergence;
    if (simulation.divergence())
@@ -381,15 +406,18 @@ Json summarize(const RunOptions& options, const ZqStatedSystem& scene, const Sch
    { return outcome.wallTime > 0.0 ? Json(value / outcome.wallTime) : Json(); };
    return {{"model", options.model},
            {"solver", options.solver},
+           {"integrator", options.integrator},
            {"step", step},
            {"start", schedule.start()},
            {"time", simulation.state().time()},
            {"end", outcome.end},
            {"steps", outcome.steps},
+           {"substitutedSteps", simulation.substitutedSteps()},
            {"wallTime", outcome.wallTime},
            {"stepsPerSecond", perWallTime(static_cast<ZqReal>(outcome.steps))},
            {"timesRealTime", perWallTime(simulated)},
            {"energy", {{"start", toJson(outcome.atStart)}, {"end", toJson(outcome.atEnd)}}},
+           {"greatestGap", gap},
            {"limits", limits},
            {"criteria", criteria},
            {"divergence", divergence}};
@@ -414,12 +442,19 @@ std::string describe(const Json& data)
    }
    std::string result = text(data.at("model")) + ": from " + text(data.at("start")) + " s to " +
                         text(data.at("time")) + " s in steps of " + text(data.at("step")) +
-                        " s, solver " + text(data.at("solver")) + ": " + text(data.at("end")) +
-                        '\n';
+                        " s, solver " + text(data.at("solver")) + ", integrator " +
+                        text(data.at("integrator")) + ": " + text(data.at("end")) + '\n';
    result += "steps " + text(data.at("steps")) + ", wall time " + text(data.at("wallTime")) +
              " s, steps per second " + text(data.at("stepsPerSecond")) + ", " +
              text(data.at("timesRealTime")) + " x real time\n";
+   if (data.at("substitutedSteps") != 0)
+      result += text(data.at("substitutedSteps")) +
+                " of the steps by euler: at limits, or where the integrator found no end\n";
    result += table(energies, energyColumns);
+   if (const Json& gap = data.at("greatestGap"); !gap.is_null())
+      result += "greatest gap of a loop " + text(gap.at("size")) + " m, at " +
+                text(gap.at("time")) + " s: " + text(gap.at("constraint")) + " of " +
+                text(gap.at("manipulator")) + '\n';
    if (data.at("limits").empty())
       result += "no joint at a limit\n";
    else
@@ -437,23 +472,23 @@ ExitCode simulate(const RunOptions& options)
 {
    const ZqReal duration = parsePositive("--time", options.time);
    const ZqReal step = parsePositive("--dt", options.step);
-   const DriveInputs inputs{parseNumbers("--commands", options.commands),
-                            parseNumbers("--torques", options.torques)};
+   ZqSimulation::Settings settings;
+   settings.solver = solvers.at(options.solver);
+   settings.integrator = integrators.at(options.integrator);
+   settings.closesLoops = !options.isNotProjected;
+   settings.commands = parseNumbers("--commands", options.commands);
+   settings.torques = parseNumbers("--torques", options.torques);
    const std::uint64_t every = parseCount("--every", options.every);
    checkOutputs(options);
    ZqStatedSystem scene;
    warnOf(readAndCheckModel(options.model, scene));
-   scene.placeAttachedManipulators();
    const ZqU32 jointCount = scene.system().jointDof();
-   checkLength("--commands", inputs.commands, jointCount);
-   checkLength("--torques", inputs.torques, jointCount);
-   warnOfLostInputs(scene, inputs);
-   const Solver solver = options.solver == "arbi" ? Solver::Arbi : Solver::Crbi;
-   if (solver == Solver::Arbi)
-      warnOfConstraints(scene);
+   checkLength("--commands", settings.commands, jointCount);
+   checkLength("--torques", settings.torques, jointCount);
+   warnOfLostInputs(scene, settings);
    const Schedule schedule(scene.state().time(), duration, step);
 
-   Simulation simulation(scene, solver, inputs);
+   ZqSimulation simulation(scene, settings);
    const auto recorder = options.out.empty() ? nullptr : makeRecorder(options.out, scene);
    const auto plot = options.plot.empty() ? nullptr : std::make_unique<Plot>(scene);
    const auto plotFile = plot ? std::make_unique<OutputFile>(options.plot) : nullptr;
@@ -538,9 +573,19 @@ zqsim::Run zqsim::run(CLI::App& arguments)
       .add_option("--solver", options->solver,
                   "How accelerations are computed: crbi by composite bodies, for models with "
                   "constraints too; arbi by articulated bodies, for long chains")
-      ->check(CLI::IsMember({"crbi", "arbi"}))
+      ->check(CLI::IsMember(solvers))
       ->type_name("NAME")
       ->capture_default_str();
+   arguments
+      .add_option(
+         "--integrator", options->integrator,
+         "euler: semi-implicit, of first order; midpoint: implicit, of second order, keeps "
+         "energy and momentum of free bodies; rk4: of fourth order, for smooth motion")
+      ->check(CLI::IsMember(integrators))
+      ->type_name("NAME")
+      ->capture_default_str();
+   arguments.add_flag("--no-projection", options->isNotProjected,
+                      "Leave the gaps that steps open in loops as they are");
    arguments
       .add_option("--torques", options->torques,
                   "Torques at the motors (N m, N) of the joints of all manipulators in "

@@ -3,6 +3,8 @@
 #include "zqManipulator/foundation/xml/ZqXmlDocument.h"
 #include "zqManipulator/state/ZqManipulatorSystemState.h"
 
+#include <sys/stat.h>
+
 #include <charconv>
 #include <cmath>
 #include <functional>
@@ -151,21 +153,27 @@ TEST_F(ZqsimRun, RunsRepeatAndSolversAgree)
 
 TEST_F(ZqsimRun, JointsStopAtTheirLimits)
 {
-   const std::string arguments = model("planarTwoLink") + " --time 4";
-   const Json limits = runForJson("run " + arguments).at("limits");
-   ASSERT_FALSE(limits.empty());
-   const Columns columns = simulate(arguments);
-   const double limit = 170.0 * M_PI / 180.0;
-   for (const std::string link : {"upperArm", "forearm"})
-      for (const double q : columns.at("arm/" + link + " position"))
-         ASSERT_TRUE(std::abs(q) <= limit) << link;
-   // A stop takes energy, and never gives any.
-   const auto& energy = columns.at("total energy");
-   const auto hit =
-      static_cast<std::size_t>(std::lround(limits[0].at("time").get<double>() / 0.001));
-   EXPECT_LT(energy[hit], energy[hit - 1]);
-   for (std::size_t i = 1; i < energy.size(); ++i)
-      ASSERT_LT(energy[i], energy[i - 1] + 0.02) << i; // the error of a step
+   for (const std::string integrator : {"euler", "midpoint", "rk4"})
+   {
+      SCOPED_TRACE(integrator);
+      const std::string arguments = model("planarTwoLink") + " --time 4 --integrator " + integrator;
+      const Json data = runForJson("run " + arguments);
+      const Json limits = data.at("limits");
+      ASSERT_FALSE(limits.empty());
+      EXPECT_EQ(data.at("substitutedSteps") > 0, integrator != "euler");
+      const Columns columns = simulate(arguments);
+      const double limit = 170.0 * M_PI / 180.0;
+      for (const std::string link : {"upperArm", "forearm"})
+         for (const double q : columns.at("arm/" + link + " position"))
+            ASSERT_TRUE(std::abs(q) <= limit) << link;
+      // A stop takes energy, and never gives any.
+      const auto& energy = columns.at("total energy");
+      const auto hit =
+         static_cast<std::size_t>(std::lround(limits[0].at("time").get<double>() / 0.001));
+      EXPECT_LT(energy[hit], energy[hit - 1]);
+      for (std::size_t i = 1; i < energy.size(); ++i)
+         ASSERT_LT(energy[i], energy[i - 1] + 0.02) << i; // the error of a step
+   }
 }
 
 TEST_F(ZqsimRun, AMotorReachesItsSteadySpeed)
@@ -249,18 +257,29 @@ TEST_F(ZqsimRun, AFileThatFailsKeepsNothingElseFromBeingWritten)
 
 TEST_F(ZqsimRun, AnInterruptionEndsTheStepAndTheFiles)
 {
+   // The records go through a pipe: the signal comes as soon as many have.
+   const std::string pipe = scratch("pipe.xml");
    const std::string out = scratch("states.xml");
-   const Result result = run("run " + model("pendulum") + " --time 1e6 --json --every 1000 --out " +
-                                out + " --plot " + scratch("plot.svg"),
-                             "timeout --preserve-status --signal=INT 1");
-   EXPECT_EQ(result.code, 130);
-   EXPECT_NE(result.err.find("interrupted at"), std::string::npos) << result.err;
-   const Json data = Json::parse(result.out);
-   EXPECT_EQ(data.at("end"), "interrupted");
-   ZqXmlVectorType<ZqManipulatorSystemState> states;
-   ASSERT_TRUE(Zq::load(states, out));
-   EXPECT_EQ(states[states.size() - 1].time(), data.at("time"));
-   EXPECT_NE(contentOf(scratch("plot.svg")).find("</svg>"), std::string::npos);
+   const std::string script = scratch("interrupt.sh");
+   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+   for (const std::string signal : {"INT", "TERM"})
+   {
+      SCOPED_TRACE(signal);
+      std::ofstream(script) << "\"$@\" &\nexec 3<" << pipe << "\nhead -c 100000 <&3 >" << out
+                            << "\nkill -s " << signal << " $!\ncat <&3 >>" << out << "\nwait $!\n";
+      const Result result =
+         run("run " + model("pendulum") + " --time 1e6 --json --every 100 --out " + pipe +
+                " --plot " + scratch("plot.svg"),
+             "sh " + script);
+      EXPECT_EQ(result.code, 130);
+      EXPECT_NE(result.err.find("interrupted at"), std::string::npos) << result.err;
+      const Json data = Json::parse(result.out);
+      EXPECT_EQ(data.at("end"), "interrupted");
+      ZqXmlVectorType<ZqManipulatorSystemState> states;
+      ASSERT_TRUE(Zq::load(states, out));
+      EXPECT_EQ(states[states.size() - 1].time(), data.at("time"));
+      EXPECT_NE(contentOf(scratch("plot.svg")).find("</svg>"), std::string::npos);
+   }
 }
 
 TEST_F(ZqsimRun, APlotIsADocumentWithALineForEachJoint)

@@ -337,7 +337,7 @@ TEST(Attachments, ToALinkMoveAsTheirPlacesDo)
 constexpr ZqReal h = 1e-5;
 constexpr ZqReal ofDifferences = 1e-8;
 
-ZqGeneralMotion difference(const Frame& from, const Frame& to)
+ZqGeneralMotion differenceOf(const Frame& from, const Frame& to)
 {
    const ZqVector turn = (to.orientation() * from.orientation().inverse()).logarithm();
    return ZqGeneralMotion(to.translation() - from.translation(), turn) * (0.5 / h);
@@ -394,7 +394,7 @@ TEST(Attachments, MoveTheBasesOfManipulators)
       EXPECT_EQ(indices, (Indices{1, 2}));
    }
    for (std::size_t n = 0; n < 2; ++n)
-      EXPECT_TRUE(moves[n].approxEq(difference(bases[0][n], bases[2][n]), ofDifferences)) << n;
+      EXPECT_TRUE(moves[n].approxEq(differenceOf(bases[0][n], bases[2][n]), ofDifferences)) << n;
    EXPECT_TRUE(states[1].positionState() == positions[1]);
    EXPECT_TRUE(states[1].velocityState() == velocities[1]);
 
@@ -415,5 +415,51 @@ TEST(Attachments, MoveTheBasesOfManipulators)
    }
    EXPECT_FALSE(
       Map().calculateBaseLocationsAndVelocities(manipulators, states, indices, bases[0], moves));
+}
+
+TEST(Attachments, CarryBasesWithTheVelocityOfTheirLinks)
+{
+   // Whatever the placements, the offsets and the frames of the links, and whatever bases move.
+   for (ZqU32 seed = 0; seed < 20; ++seed)
+   {
+      SCOPED_TRACE(seed);
+      zqTest::RandomValues random(seed);
+      ZqXmlVectorType<ZqIndividualManipulator> manipulators;
+      ZqXmlVectorType<ZqPositionState> positions;
+      ZqXmlVectorType<ZqVelocityState> velocities;
+      for (ZqU32 i = 0; i < 3; ++i)
+      {
+         manipulators.pushBack(zqTest::randomManipulator(random, 3));
+         manipulators[i].setIsFixedBase(false);
+         positions.pushBack(zqTest::randomPosition(random, manipulators[i]));
+         velocities.pushBack({});
+         velocities[i].setJointVelocities(random.array(3, 1));
+         velocities[i].setGeneralVelocity(zqTest::randomMotion(random));
+      }
+      Map map;
+      map.attachManipulator(1, 0, "label2", zqTest::randomFrame(random), "");
+      map.attachManipulator(2, 1, "label1", zqTest::randomFrame(random), "");
+      Indices indices;
+      std::vector<Frame> bases[3];
+      std::vector<ZqGeneralMotion> moves;
+      for (const int k : {0, 2, 1})
+      {
+         ZqXmlVectorType<ZqManipulatorActiveState> states(3);
+         for (ZqU32 i = 0; i < 3; ++i)
+         {
+            ZqPositionState moved = positions[i];
+            manipulators[i].propagateState(velocities[i], (k - 1) * h, moved);
+            states[i].setPositionState(moved);
+            states[i].setVelocityState(velocities[i]);
+         }
+         EXPECT_TRUE(map.calculateBaseMotions(manipulators, states, indices, bases[k], moves));
+      }
+      for (std::size_t n = 0; n < 2; ++n)
+      {
+         const Frame& X_SM = manipulators[indices[n]].coordSysXForm();
+         const ZqGeneralMotion expected = differenceOf(X_SM * bases[0][n], X_SM * bases[2][n]);
+         EXPECT_TRUE(moves[n].approxEq(expected, 100 * ofDifferences)) << n << "  " << (moves[n].linear()-expected.linear()).mag() << " of " << expected.linear().mag() << " w " << (moves[n].angular()-expected.angular()).mag() << " of " << expected.angular().mag();
+      }
+   }
 }
 } // namespace

@@ -3,6 +3,7 @@
 #include "support/randomManipulators.h"
 #include "support/xmlSamples.h"
 #include "zqManipulator/kinematics/ZqStatedSystem.h"
+#include "zqManipulator/simulation/step/ZqSimulation.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
 #include <gtest/gtest.h>
@@ -274,25 +275,47 @@ TEST(Propagation, AllocatesNothingAndCarriesWhatIsAttached)
    for (const auto& [index, base, label] : attachments)
       map.attachManipulator(index, base, label, ZqVector(0.1, 0.2, 0.3), "");
    scene.system.setManipulatorAttachmentMap(map);
+   // Both stand on their links in a state.
+   const auto expectCarried = [&](const ZqManipulatorSystemState& state)
+   {
+      for (const auto& [index, base, label] : attachments)
+      {
+         ZqManipulatorActivePositionState active;
+         active.setPositionState(state.positionStates()[base]);
+         const auto* link = scene.system.manipulatorByIndex(base)->linkByIdentifier(label);
+         const auto place = link->primaryFrameInSystem(active) * map.findNode(index)->offset();
+         const auto& X_SM = scene.system.manipulatorByIndex(index)->coordSysXForm();
+         EXPECT_TRUE((X_SM * state.positionStates()[index].coordSysXForm()).approxEq(place, 1e-13));
+      }
+   };
    std::size_t allocated = 0;
    for (ZqU32 step = 1; step < 20; ++step)
    {
       const zqTest::AllocationCount allocations;
       scene.step(0.01 * step, 1 + step % 2);
       allocated += step > 2 ? allocations.count() : 0;
-
-      // Both stand on their links in the new state.
-      for (const auto& [index, base, label] : attachments)
-      {
-         ZqManipulatorActivePositionState active;
-         active.setPositionState(scene.position(base));
-         const auto* link = scene.system.manipulatorByIndex(base)->linkByIdentifier(label);
-         const auto place = link->primaryFrameInSystem(active) * map.findNode(index)->offset();
-         const auto& X_SM = scene.system.manipulatorByIndex(index)->coordSysXForm();
-         EXPECT_TRUE((X_SM * scene.position(index).coordSysXForm()).approxEq(place, 1e-13));
-      }
+      expectCarried(scene.state);
    }
    EXPECT_EQ(allocated, 0U);
+
+   // And so in a simulation, from its beginning on.
+   for (const auto integrator :
+        {ZqSimulation::Integrator::SemiImplicitEuler, ZqSimulation::Integrator::ImplicitMidpoint,
+         ZqSimulation::Integrator::RungeKutta})
+   {
+      ZqSimulation::Settings settings;
+      settings.integrator = integrator;
+      ZqSimulation simulation(scene.system, settings);
+      expectCarried(simulation.state());
+      for (int step = 1; step < 20; ++step)
+      {
+         const zqTest::AllocationCount allocations;
+         EXPECT_TRUE(simulation.stepTo(1e-4 * step));
+         allocated += step > 2 ? allocations.count() : 0;
+         expectCarried(simulation.state());
+      }
+      EXPECT_EQ(allocated, 0U) << static_cast<int>(integrator);
+   }
    EXPECT_FALSE(scene.state.velocityStates()[2].generalVelocity() == ZqGeneralMotion());
 }
 

@@ -3,6 +3,7 @@
 #include "support/xmlSamples.h"
 #include "zqManipulator/kinematics/ZqStatedSystem.h"
 #include "zqManipulator/simulation/ZqComPolygonalStoppingCriterion.h"
+#include "zqManipulator/simulation/step/ZqSimulation.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
 namespace
@@ -155,6 +156,17 @@ TEST(StoppingCriteria, TakeTheManipulatorBack)
       EXPECT_EQ(results[0].satisfiedGeneralStoppingCriteriaDescription(), text);
       EXPECT_EQ(results[0].exceptionOccurred(), *text != 0);
    }
+   // A simulation shows it to them without one.
+   body.system.setIndividualPositionState(0, {});
+   ZqSimulation simulation(body.system);
+   for (const auto& [time, x, fired] : {std::tuple{2.375, 0.75, 0U}, {3.125, 0.75, 1U}})
+   {
+      EXPECT_TRUE(simulation.stepTo(time));
+      EXPECT_EQ(simulation.state().positionStates()[0].coordSysXForm().translation().x(), x);
+      EXPECT_EQ(simulation.firedCriteria().size(), fired);
+   }
+   EXPECT_EQ(simulation.firedCriteria()[0].description, "left foot; right foot");
+
    results[0].setSatisfiedGeneralStoppingCriteriaDescription("kept while the flag is down");
    results[0].reset();
    results[0].registerGenericStoppingCriterion("x");

@@ -268,6 +268,20 @@ bool ZqManipulatorAttachmentMap::calculateBaseLocationsAndVelocities(
                                 manipulators, activeStates, indices, positions, velocities);
 }
 
+bool ZqManipulatorAttachmentMap::calculateBaseMotions(
+   const ZqXmlVectorType<ZqIndividualManipulator>& manipulators,
+   ZqXmlVectorType<ZqManipulatorActiveState>& activeStates, std::vector<ZqU32>& indices,
+   std::vector<ZqCoordinateSystemTransformation>& positions,
+   std::vector<ZqGeneralMotion>& velocities) const
+{
+   indices.clear();
+   positions.clear();
+   velocities.clear();
+   for (const ZqManipulatorAttachmentNode& node : m_baseNodes)
+      node.calculateBaseMotions(manipulators, activeStates, indices, positions, velocities);
+   return m_baseNodes.size() > 0;
+}
+
 ZqU32 ZqManipulatorAttachmentMap::baseManipulatorIndex(ZqU32 manipulatorIndex) const
 {
    const ZqManipulatorAttachmentNode* node = findNode(manipulatorIndex);

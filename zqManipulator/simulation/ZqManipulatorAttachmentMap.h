@@ -73,7 +73,8 @@ public:
       ZqU32 manipulatorIndex, const ZqXmlVectorType<ZqIndividualManipulator>& manipulators,
       ZqXmlVectorType<ZqManipulatorActiveState>& activeStates, std::vector<ZqU32>& indices,
       std::vector<ZqCoordinateSystemTransformation>& positions) const;
-   /// Where all manipulators that are attached are, and how fast they move. False when there are none.
+   /// Where all manipulators that are attached are, with velocities that need not be those of the links:
+   /// see `ZqManipulatorAttachmentNode`. False when there are none.
    virtual bool
    calculateBaseLocationsAndVelocities(const ZqXmlVectorType<ZqIndividualManipulator>& manipulators,
                                        ZqXmlVectorType<ZqManipulatorActiveState>& activeStates,
@@ -86,6 +87,13 @@ public:
       ZqXmlVectorType<ZqManipulatorActiveState>& activeStates, std::vector<ZqU32>& indices,
       std::vector<ZqCoordinateSystemTransformation>& positions,
       std::vector<ZqGeneralMotion>& velocities) const;
+   /// Where all manipulators that are attached are, and how they move with their links. False when there
+   /// are none.
+   bool calculateBaseMotions(const ZqXmlVectorType<ZqIndividualManipulator>& manipulators,
+                             ZqXmlVectorType<ZqManipulatorActiveState>& activeStates,
+                             std::vector<ZqU32>& indices,
+                             std::vector<ZqCoordinateSystemTransformation>& positions,
+                             std::vector<ZqGeneralMotion>& velocities) const;
    /// The manipulator at the root of the tree: the one itself when it hangs on nothing.
    virtual ZqU32 baseManipulatorIndex(ZqU32 manipulatorIndex) const;
    /// Makes the map a new one.

@@ -159,7 +159,8 @@ bool ZqManipulatorAttachmentNode::calculateBaseLocations(
    ZqXmlVectorType<ZqManipulatorActiveState>& activeStates, std::vector<ZqU32>& indices,
    std::vector<ZqCoordinateSystemTransformation>& positions) const
 {
-   return appendBases(manipulators, activeStates, indices, positions, nullptr);
+   return appendBases(manipulators, activeStates, indices, positions, nullptr,
+                      VelocityRule::OfLocations);
 }
 
 bool ZqManipulatorAttachmentNode::calculateBaseLocationsAndVelocities(
@@ -168,14 +169,25 @@ bool ZqManipulatorAttachmentNode::calculateBaseLocationsAndVelocities(
    std::vector<ZqCoordinateSystemTransformation>& positions,
    std::vector<ZqGeneralMotion>& velocities) const
 {
-   return appendBases(manipulators, activeStates, indices, positions, &velocities);
+   return appendBases(manipulators, activeStates, indices, positions, &velocities,
+                      VelocityRule::OfLocations);
+}
+
+bool ZqManipulatorAttachmentNode::calculateBaseMotions(
+   const ZqXmlVectorType<ZqIndividualManipulator>& manipulators,
+   ZqXmlVectorType<ZqManipulatorActiveState>& activeStates, std::vector<ZqU32>& indices,
+   std::vector<ZqCoordinateSystemTransformation>& positions,
+   std::vector<ZqGeneralMotion>& velocities) const
+{
+   return appendBases(manipulators, activeStates, indices, positions, &velocities,
+                      VelocityRule::OfMotions);
 }
 
 bool ZqManipulatorAttachmentNode::appendBases(
    const ZqXmlVectorType<ZqIndividualManipulator>& manipulators,
    ZqXmlVectorType<ZqManipulatorActiveState>& activeStates, std::vector<ZqU32>& indices,
    std::vector<ZqCoordinateSystemTransformation>& positions,
-   std::vector<ZqGeneralMotion>* velocities) const
+   std::vector<ZqGeneralMotion>* velocities, VelocityRule rule) const
 {
    const ZqU32 count = std::min(manipulators.size(), activeStates.size());
    if (m_manipulatorIndex >= count)
@@ -193,8 +205,8 @@ bool ZqManipulatorAttachmentNode::appendBases(
       if (link == nullptr)
          continue;
 
-      const auto X_SA =
-         link->primaryFrameInSystem(activeState.activePositionState()) * child.m_offset;
+      const auto X_SL = link->primaryFrameInSystem(activeState.activePositionState());
+      const auto X_SA = X_SL * child.m_offset;
       const auto& X_SM = manipulators[child.m_manipulatorIndex].coordSysXForm();
       indices.push_back(child.m_manipulatorIndex);
       positions.push_back(X_SM.inverse() * X_SA);
@@ -202,8 +214,13 @@ bool ZqManipulatorAttachmentNode::appendBases(
       {
          ZqGeneralMotion& velocity =
             velocities->emplace_back(link->primaryFrameVelocityInSystem(activeState));
-         velocity.transformBy(-child.m_offset.translation());
-         velocity.transformBy(X_SM.orientation());
+         if (rule == VelocityRule::OfMotions)
+            velocity.transformBy(X_SL.orientation() * -child.m_offset.translation());
+         else
+         {
+            velocity.transformBy(-child.m_offset.translation());
+            velocity.transformBy(X_SM.orientation());
+         }
       }
       if (child.m_childNodes.size() == 0)
          continue;
@@ -224,7 +241,7 @@ bool ZqManipulatorAttachmentNode::appendBases(
          velocity.setGeneralVelocity(velocities->back());
          childState.setVelocityState(velocity);
       }
-      child.appendBases(manipulators, activeStates, indices, positions, velocities);
+      child.appendBases(manipulators, activeStates, indices, positions, velocities, rule);
       position.setCoordSysXForm(oldBase);
       childState.setPositionState(position);
       if (velocities != nullptr)

@@ -99,15 +99,24 @@ public:
                           ZqXmlVectorType<ZqManipulatorActiveState>& activeStates,
                           std::vector<ZqU32>& indices,
                           std::vector<ZqCoordinateSystemTransformation>& positions) const;
-   /// The same with the velocity of each base: that of the link at the attachment, in system axes, for
-   /// a link whose primary frame has the axes of the system and a manipulator that is placed without a
-   /// turn. The offset is not turned into the system, and the placement turns the velocity.
+   /// The same with a velocity of each base. It is that of the link at the attachment, in system axes,
+   /// only for a link whose primary frame has the axes of the system and a manipulator that is placed
+   /// without a turn: the offset is not turned into the system, and the placement turns the velocity.
+   /// `calculateBaseMotions` answers the velocity in every case.
    virtual bool
    calculateBaseLocationsAndVelocities(const ZqXmlVectorType<ZqIndividualManipulator>& manipulators,
                                        ZqXmlVectorType<ZqManipulatorActiveState>& activeStates,
                                        std::vector<ZqU32>& indices,
                                        std::vector<ZqCoordinateSystemTransformation>& positions,
                                        std::vector<ZqGeneralMotion>& velocities) const;
+   /// The same with the velocity that each base has when it moves with its link as one body: that of the
+   /// link (m/s, rad/s) at the origin of the attachment, in the axes of the system, which is how
+   /// velocity states hold it.
+   bool calculateBaseMotions(const ZqXmlVectorType<ZqIndividualManipulator>& manipulators,
+                             ZqXmlVectorType<ZqManipulatorActiveState>& activeStates,
+                             std::vector<ZqU32>& indices,
+                             std::vector<ZqCoordinateSystemTransformation>& positions,
+                             std::vector<ZqGeneralMotion>& velocities) const;
    /// \name Renumbering of this node and its descendants; `noManipulator` stays
    /// @{
    virtual void shiftManipulatorIndices(ZqU32 shift);
@@ -118,12 +127,18 @@ private:
    friend class ZqManipulatorAttachmentMap;
 
    void setParentOfChildren() noexcept;
+   enum class VelocityRule
+   {
+      OfLocations, ///< `calculateBaseLocationsAndVelocities`
+      OfMotions    ///< `calculateBaseMotions`
+   };
+
    /// The velocities may be null.
    bool appendBases(const ZqXmlVectorType<ZqIndividualManipulator>& manipulators,
                     ZqXmlVectorType<ZqManipulatorActiveState>& activeStates,
                     std::vector<ZqU32>& indices,
                     std::vector<ZqCoordinateSystemTransformation>& positions,
-                    std::vector<ZqGeneralMotion>* velocities) const;
+                    std::vector<ZqGeneralMotion>* velocities, VelocityRule rule) const;
    /// Removes each node that goes, with all that hangs on it; a node is asked before those below it.
    static void removeNodes(ChildNodes& nodes,
                            const std::function<bool(const ZqManipulatorAttachmentNode&)>& goes);

@@ -1,0 +1,177 @@
+#include "support/allocationCount.h"
+#include "support/logCapture.h"
+#include "support/randomScene.h"
+#include "zqManipulator/simulation/step/ZqSimulation.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace
+{
+using zqTest::RandomScene;
+using Integrator = ZqSimulation::Integrator;
+
+ZqSimulation::Settings settingsOf(Integrator integrator)
+{
+   ZqSimulation::Settings settings;
+   settings.integrator = integrator;
+   return settings;
+}
+
+/// Positions and velocities of all.
+std::vector<ZqReal> numbersOf(const ZqManipulatorSystemState& state)
+{
+   std::vector<ZqReal> numbers;
+   for (ZqU32 i = 0; i < state.positionStates().size(); ++i)
+   {
+      const ZqPositionState& position = state.positionStates()[i];
+      const ZqVelocityState& velocity = state.velocityStates()[i];
+      for (const auto* joints : {&position.jointPositions(), &velocity.jointVelocities()})
+         numbers.insert(numbers.end(), joints->values().begin(), joints->values().end());
+      for (std::size_t k = 0; k < 6; ++k)
+         numbers.push_back(velocity.generalVelocity()[k]);
+      for (const ZqVector& v :
+           {position.coordSysXForm().translation(), position.coordSysXForm().orientation().xAxis(),
+            position.coordSysXForm().orientation().yAxis()})
+         numbers.insert(numbers.end(), {v.x(), v.y(), v.z()});
+   }
+   return numbers;
+}
+
+/// Linear momentum, and angular momentum about the origin of the system.
+ZqGeneralMotion momentumOf(const RandomScene& scene, const ZqManipulatorSystemState& now)
+{
+   ZqManipulatorActiveState state;
+   state.setPositionState(now.positionStates()[scene.index]);
+   state.setVelocityState(now.velocityStates()[scene.index]);
+   ZqGeneralMotion sum;
+   for (const ZqManipulatorLink* link : zqTest::inPreorder(scene.manipulator()))
+   {
+      const ZqCoordinateSystemTransformation X = link->dhFrameInSystem(state.activePositionState());
+      const ZqGeneralMotion own = X.orientation() * link->spatialMomentumInLocal(state, nullptr);
+      ZqVector center;
+      link->massPropertiesInDHFrame().getCenterOfMass(center);
+      sum += own + ZqGeneralMotion({}, (X * center).cross(own.linear()));
+   }
+   return sum;
+}
+
+/// Joint 1 gets a motor that is a body of its own, behind a shaft.
+void makeFlexible(RandomScene& scene)
+{
+   ZqMechanicalActuatorComponent drive;
+   drive.setGearRatio(10.0);
+   drive.setInertia(0.001);
+   drive.setIsRigid(false);
+   drive.setJointFlexibilityStiffness(200.0);
+   drive.setJointFlexibilityDamping(1.0);
+   ZqJointActuator actuator;
+   actuator.setMechanicalComponent(drive);
+   ZqIndividualManipulator model(scene.manipulator());
+   model.linkByIndex(1)->setJointActuator(actuator);
+   scene.system.exchangeManipulator(scene.index, model, scene.position, scene.velocity);
+}
+
+TEST(Simulation, IntegratorsAreOfTheirOrders)
+{
+   struct Case
+   {
+      Integrator integrator;
+      ZqReal step;
+      ZqReal factor; ///< of the error, when the step is halved
+   };
+   for (const auto& [integrator, step, factor] : {Case{Integrator::SemiImplicitEuler, 5e-4, 2.0},
+                                                  {Integrator::ImplicitMidpoint, 5e-4, 4.0},
+                                                  {Integrator::RungeKutta, 2e-3, 16.0}})
+      for (ZqU32 seed = 0; seed < 6; ++seed)
+      {
+         SCOPED_TRACE(seed);
+         RandomScene scene(seed, {{zqTest::onBase, 0, 0, 2}, seed % 2 == 0, true, true});
+         makeFlexible(scene);
+         const auto endOf = [&](int steps)
+         {
+            ZqSimulation simulation(scene.system, settingsOf(integrator));
+            for (int k = 1; k <= steps; ++k)
+               EXPECT_TRUE(simulation.stepTo(50.0 * step * k / steps));
+            EXPECT_EQ(simulation.substitutedSteps(), 0U);
+            return numbersOf(simulation.state());
+         };
+         const std::array ends{endOf(50), endOf(100), endOf(200)};
+         ZqReal before = 0.0;
+         ZqReal after = 0.0;
+         for (std::size_t k = 0; k < ends[0].size(); ++k)
+         {
+            before = std::max(before, std::abs(ends[1][k] - ends[0][k]));
+            after = std::max(after, std::abs(ends[2][k] - ends[1][k]));
+         }
+         // What the next term of the error adds.
+         EXPECT_NEAR(before / after, factor, 0.1 * factor) << static_cast<int>(integrator);
+      }
+}
+
+TEST(Simulation, MidpointsKeepWhatFreeBodiesKeep)
+{
+   // A body that tumbles about its middle axis, and chains.
+   for (ZqU32 seed = 0; seed < 4; ++seed)
+   {
+      SCOPED_TRACE(seed);
+      const bool isBody = seed == 0;
+      RandomScene scene(seed, {zqTest::chain(isBody ? 0 : seed + 1), false, false, false});
+      ZqIndividualManipulator model(scene.manipulator());
+      if (isBody)
+      {
+         ZqRigidBodyMassProperties body(2.0, {}, {0.02, 0.01, 0.03, 0.0, 0.0, 0.0});
+         model.setMassProperties(body.transformBy(ZqVector(0.1, -0.2, 0.3)));
+         scene.velocity.setGeneralVelocity(
+            {{1.0, 2.0, 3.0}, scene.baseAxes() * ZqVector(50.0, 0.05, 0.05)});
+      }
+      scene.system.exchangeManipulator(scene.index, model, scene.position, scene.velocity);
+      ZqSystemEnvironment environment;
+      environment.setUpGravityVector({});
+      scene.system.setEnvironment(environment);
+
+      ZqSimulation simulation(scene.system, settingsOf(Integrator::ImplicitMidpoint));
+      const ZqReal energy = simulation.energy().total();
+      const ZqGeneralMotion momentum = momentumOf(scene, simulation.state());
+      constexpr int count = 20000;
+      ZqReal early = 0.0;
+      ZqReal late = 0.0;
+      for (int k = 1; k <= count; ++k)
+      {
+         ASSERT_TRUE(simulation.stepTo(1e-3 * k));
+         const ZqReal error = std::abs(simulation.energy().total() - energy) / energy;
+         if (k <= count / 5)
+            early = std::max(early, error);
+         else if (k > count - count / 5)
+            late = std::max(late, error);
+      }
+      // The roundings of so many steps add up at random, on numbers that grow as the body travels.
+      constexpr ZqReal roundings = 1e-11;
+      const ZqGeneralMotion change = momentumOf(scene, simulation.state()) - momentum;
+      EXPECT_LT(change.linear().mag(), roundings * momentum.linear().mag());
+      EXPECT_LT(change.angular().mag(),
+                roundings * (20.0 * momentum.linear().mag() + momentum.angular().mag()));
+      // The energy of a chain swings with the square of the step, and does not drift.
+      // One that drifts in proportion to time would be five times as large.
+      EXPECT_LT(late, isBody ? roundings : 2.5 * early);
+      EXPECT_LT(early, isBody ? roundings : 1e-4);
+   }
+}
+
+TEST(Simulation, RejectsTimesThatAreNotLater)
+{
+   RandomScene scene(1);
+   ZqSimulation simulation(scene.system);
+   EXPECT_TRUE(simulation.stepTo(1e-3));
+   for (const ZqReal time : {1e-3, 0.0, zqTest::nan, zqTest::infinity})
+   {
+      const zqTest::LogCapture log;
+      EXPECT_FALSE(simulation.stepTo(time));
+      EXPECT_NE(log.text().find("is no time after 0.001 s"), std::string::npos);
+      EXPECT_TRUE(simulation.state().time() == 1e-3 && !simulation.divergence());
+   }
+}
+} // namespace

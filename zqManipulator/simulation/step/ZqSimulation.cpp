@@ -1,0 +1,223 @@
+#include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/simulation/step/ZqSimulationMember.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace
+{
+ZqReal entry(const std::vector<ZqReal>& list, std::size_t index)
+{
+   return index < list.size() ? list[index] : 0.0;
+}
+} // namespace
+
+ZqSimulation::ZqSimulation(const ZqStatedSystem& scene, const Settings& settings)
+   : m_scene(scene), m_settings(settings), m_state(scene.state()),
+     m_hasAttachments(scene.configuration().attachmentMap().baseNodes().size() > 0)
+{
+   scene.rightSizeState(m_state);
+   m_active.setNonredundantState(m_state);
+   m_members.reserve(scene.numberOfManipulators());
+   m_results.resize(scene.numberOfManipulators());
+   std::size_t firstJoint = 0;
+   for (ZqU32 i = 0; i < scene.numberOfManipulators(); ++i)
+   {
+      m_members.push_back(makeMember(i, settings, firstJoint));
+      firstJoint += m_members.back().joints.size();
+      m_doesKeepMomentum = m_doesKeepMomentum || m_members.back().doesKeepMomentum;
+   }
+   for (ZqU32 i = 0; i < m_members.size(); ++i)
+   {
+      if (m_members[i].manipulator->isFixedBase())
+         m_state.velocityStates()[i].setGeneralVelocity(ZqGeneralMotion());
+      beginWithClosedLoops(i);
+   }
+   followCarriers();
+}
+
+ZqSimulation::~ZqSimulation() = default;
+
+ZqSimulation::Member ZqSimulation::makeMember(ZqU32 index, const Settings& settings,
+                                              std::size_t firstJoint)
+{
+   Member member(m_scene.system().manipulators()[index]);
+   const ZqIndividualManipulator& manipulator = *member.manipulator;
+   for (const ZqManipulatorLink* link : manipulator.linkPointerVector())
+   {
+      const ZqJointActuator& drive = link->jointActuator();
+      const std::size_t i = firstJoint + member.joints.size();
+      member.joints.push_back({link, drive.mechanicalComponentContainer().topElement(),
+                               drive.powerConverterContainer().topElement(), drive.gearRatio(),
+                               entry(settings.commands, i), entry(settings.torques, i),
+                               drive.lowerLimit(), drive.upperLimit(), drive.maxOutputRate(),
+                               !drive.isRigid()});
+   }
+
+   const auto jointCount = static_cast<unsigned>(member.joints.size());
+   member.gravity.resize(jointCount);
+   member.gravity.setGeneralAcceleration(
+      ZqGeneralMotion(m_scene.environment().upGravityVector(), ZqVector()));
+   member.torque.jointTorques().resize(jointCount);
+   member.externalForce.resize(jointCount);
+   member.isFree.assign(jointCount, true);
+   member.toPlace = manipulator.coordSysXForm().orientation().inverse();
+   for (Motion* motion : {&member.start, &member.trial, &member.end})
+      motion->resize(member.size());
+   for (auto* list : {&member.slopes, &member.rateSum, &member.slopeSum, &member.previousEndRates})
+      list->resize(member.size());
+   const bool isConstrained = manipulator.stateEqualityConstraints().size() > 0;
+   if (isConstrained && settings.solver == Solver::Arbi)
+      Zq::Print::instance().write(Zq::Oddity,
+                                  "%s has constraints, which the solver arbi ignores.\n",
+                                  manipulator.manipulatorLabel().c_str());
+   member.doesKeepMomentum = !manipulator.isFixedBase() && !isConstrained &&
+                             m_scene.configuration().attachmentMap().findNode(index) == nullptr &&
+                             m_scene.configuration().attachmentMap().findBaseNode(index) == nullptr;
+
+   ZqManipulatorActiveState& active = activeState(index);
+   active.setAccelerationState(member.gravity);
+   ZqActuatorState& drives = active.actuatorState();
+   drives.resize(jointCount);
+   drives.powerConverterStates().resize(jointCount);
+   for (unsigned j = 0; j < jointCount; ++j)
+   {
+      const Joint& joint = member.joints[j];
+      joint.link->jointActuator().initializeActuatorStates(active);
+      if (joint.converter != nullptr)
+         drives.powerConverterStates()[j].resize(joint.converter->numStateVariables());
+   }
+   return member;
+}
+
+bool ZqSimulation::stepTo(ZqReal time)
+{
+   const ZqReal dt = time - m_state.time();
+   if (!(dt > 0.0 && std::isfinite(dt)))
+   {
+      Zq::Print::instance().write(Zq::Rejected,
+                                  "ZqSimulation::stepTo(): %g s is no time after %g s.\n", time,
+                                  m_state.time());
+      return false;
+   }
+   m_stateBefore = m_state;
+   m_active.setNonredundantState(m_state);
+   for (ZqU32 i = 0; i < m_members.size(); ++i)
+   {
+      advanceConverters(i, dt);
+      m_members[i].drivesBefore = activeState(i).actuatorState();
+   }
+   computeAccelerations();
+   const bool isDone = advance(dt);
+   m_state.setTime(time);
+   followCarriers();
+   if (!isDone || !isStateFinite())
+   {
+      m_state = m_stateBefore;
+      return false;
+   }
+   for (ZqU32 i = 0; i < m_members.size(); ++i)
+      closeLoops(i);
+   if (meetStoppingCriteria() || m_greatestGap)
+      followCarriers();
+   collectResults();
+   return true;
+}
+
+/// Those of the present state, with the power converters as they are.
+void ZqSimulation::computeAccelerations()
+{
+   m_active.setNonredundantState(m_state);
+   for (ZqU32 i = 0; i < m_members.size(); ++i)
+   {
+      activeState(i).setAccelerationState(m_members[i].gravity);
+      followJoints(i);
+      computeMotorTorques(i);
+      solve(i);
+   }
+}
+
+void ZqSimulation::solve(ZqU32 index)
+{
+   Member& member = m_members[index];
+   ZqManipulatorActiveState& active = activeState(index);
+   if (m_settings.solver == Solver::Crbi)
+      member.crbi.acceleration(m_scene, *member.manipulator, member.torque, member.externalForce,
+                               member.accelerations, active, true);
+   else
+      member.arbi.acceleration(m_scene, *member.manipulator, active.positionState(),
+                               active.velocityState(), member.torque, member.externalForce,
+                               member.accelerations, active);
+}
+
+/// Puts attached manipulators where those that carry them are, moving as they do.
+void ZqSimulation::followCarriers()
+{
+   if (!m_hasAttachments)
+      return;
+   m_active.setNonredundantState(m_state);
+   ZqAttachmentNodeState& attached = m_active.attachmentMapState().systemAttachmentState();
+   const std::vector<ZqU32>& indices = attached.dependentManipulatorIndices().values();
+   m_scene.configuration().attachmentMap().calculateBaseMotions(
+      m_scene.system().manipulators(), m_active.manipulatorActiveStateVector(),
+      attached.dependentManipulatorIndices().values(), attached.basePositions().vectorContainer(),
+      attached.baseVelocities().vectorContainer());
+   for (ZqU32 i = 0; i < indices.size(); ++i)
+   {
+      m_state.positionStates()[indices[i]].setCoordSysXForm(attached.basePositions()[i]);
+      m_state.velocityStates()[indices[i]].setGeneralVelocity(attached.baseVelocities()[i]);
+   }
+}
+
+/// Asks all criteria about the state that the step has led to. Whether any sends a manipulator back.
+bool ZqSimulation::meetStoppingCriteria()
+{
+   bool isAnyMet = false;
+   bool isActiveStateSet = false;
+   for (ZqU32 i = 0; i < m_members.size(); ++i)
+      for (const ZqBaseStoppingCriterion* criterion :
+           m_members[i].manipulator->stoppingCriteria().vectorContainer())
+      {
+         if (criterion == nullptr)
+            continue;
+         if (!isActiveStateSet)
+            m_active.setNonredundantState(m_state);
+         isActiveStateSet = true;
+         if (!criterion->stop(m_active, m_scene, m_state.time(), i, m_results[i]))
+            continue;
+         m_state.positionStates()[i] = m_stateBefore.positionStates()[i];
+         isAnyMet = true;
+      }
+   return isAnyMet;
+}
+
+/// Takes down what happened in the step that was done.
+void ZqSimulation::collectResults()
+{
+   for (ZqU32 i = 0; i < m_members.size(); ++i)
+   {
+      Member& member = m_members[i];
+      if (member.isAnyHeld)
+         for (std::size_t j = 0; j < member.joints.size(); ++j)
+            if (!member.isFree[j])
+               noteLimit(i, static_cast<ZqU32>(j));
+      ZqPropagationResultData& result = m_results[i];
+      if (!result.exceptionOccurred())
+         continue;
+      if (result.hitJointLimit())
+      {
+         // A limit that depends on several joints: the manipulator went back to where it was, and
+         // would do so for ever.
+         noteLimit(i, result.linkIndexAtJointLimit());
+         auto& velocities = m_state.velocityStates()[i].jointVelocities().values();
+         std::fill(velocities.begin(), velocities.end(), 0.0);
+      }
+      if (result.hitGeneralStoppingCriterion() && !member.hasFiredCriterion)
+      {
+         member.hasFiredCriterion = true;
+         m_firedCriteria.push_back(
+            {i, result.satisfiedGeneralStoppingCriteriaDescription(), m_state.time()});
+      }
+      result.reset();
+   }
+}

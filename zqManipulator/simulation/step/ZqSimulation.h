@@ -1,0 +1,231 @@
+#pragma once
+
+#include "zqManipulator/kinematics/ZqStatedSystem.h"
+#include "zqManipulator/state/ZqSystemActiveState.h"
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+/// The state of a scene on its way through time: one call, one step.
+///
+/// In a step,
+/// - the states of the power converters advance by their derivatives at the present motor position and
+///   velocity, linearly implicit: a circuit faster than the step does not diverge. Their torques hold
+///   for the step;
+/// - the solver answers the accelerations of the present state, with gravity as an acceleration of the
+///   bases, the motors of rigid joints following their joints, and the torques of power converters and
+///   those that are given at the motors;
+/// - the integrator moves joints, bases and the motors of flexible joints;
+/// - state equality constraints, by their `kinematics`, have been part of the accelerations; what the
+///   step leaves of a gap is closed, and velocities are brought to agree, by the least change in the
+///   metric of the mass matrix (`ZqConstraintProjection`), also where that goes beyond a limit. A loop
+///   that is open at the start is closed there, with a message. One that cannot be closed keeps its
+///   gap, with another;
+/// - manipulators that are attached go where their carriers have come to, and move as these do; and
+/// - the stopping criteria look at the state that the step has led to. A manipulator that meets one
+///   goes back to where the step began, and keeps its velocity.
+///
+/// A joint that the step would take beyond a limit is brought to rest in it, and the others accelerate
+/// as they do beside a joint at rest: an inelastic stop. A limit that depends on several joints sends
+/// the manipulator back to where the step began, with all joints at rest.
+///
+/// A manipulator that is attached loads its carrier with the mass of its base; the motion of its links
+/// does not act back, and it does not feel the acceleration of its carrier.
+///
+/// A step allocates nothing once sizes have settled, and nothing throws. A simulation serves one thread
+/// at a time, and so does its scene.
+class ZqSimulation
+{
+public:
+   enum class Solver
+   {
+      Crbi, ///< `ZqCrbiAccelerationTool`, which heeds constraints
+      Arbi  ///< `ZqArbiAccelerationTool`, for long chains; constraints are ignored, with a message
+   };
+
+   /// By which rule a step leads on from the accelerations. All treat limits, drives and constraints as
+   /// told above; the two smooth ones leave a step in which a joint comes to a limit or to its highest
+   /// rate, or whose equations they cannot solve, to `SemiImplicitEuler`, and count it.
+   enum class Integrator
+   {
+      /// v += dt a, and then x += dt v, as `ZqStatedSystem::propagateTo`: of first order. A body that
+      /// tumbles freely gains energy. One evaluation of the accelerations.
+      SemiImplicitEuler,
+      /// v += dt a and x += dt v, both at the middle of the step, for the turn of a base in the axes of
+      /// the body and by the Cayley map: of second order, and the same backwards in time. A free body
+      /// keeps energy and momentum to rounding, however long it tumbles; a free manipulator without
+      /// constraints and attachments keeps its momentum to rounding, and its energy does not drift.
+      /// Five to fifteen evaluations.
+      ImplicitMidpoint,
+      /// The classical method of Runge and Kutta, on the rotations of a base as a Lie group (Munthe-Kaas
+      /// 1998): of fourth order while forces are smooth. Four evaluations.
+      RungeKutta
+   };
+
+   /// What goes into the drives of all joints stands in the order of manipulators and link indices. What
+   /// is missing is 0.
+   struct Settings
+   {
+      Solver solver = Solver::Crbi;
+      Integrator integrator = Integrator::SemiImplicitEuler;
+      /// Whether the loops of constraints are closed at the start and after each step, and velocities
+      /// brought to agree with constraints.
+      bool closesLoops = true;
+      std::vector<ZqReal> commands; ///< of power converters: a voltage, a valve opening, a torque
+      std::vector<ZqReal> torques;  ///< at the motor, added to those of the power converters (N m)
+   };
+
+   /// In J: of the motion of bodies and motors, and of the bodies in gravity, zero at the origin of the
+   /// system.
+   struct Energy
+   {
+      ZqReal total() const { return kinetic + potential; }
+
+      ZqReal kinetic = 0.0;
+      ZqReal potential = 0.0;
+   };
+
+   struct Place
+   {
+      ZqU32 manipulator;
+      ZqU32 link; ///< or `ZqBaseLinkIndex`
+   };
+   struct LimitHit
+   {
+      Place place;
+      ZqReal time; ///< s
+   };
+   struct FiredCriterion
+   {
+      ZqU32 manipulator;
+      ZqString description;
+      ZqReal time; ///< s
+   };
+   /// By how much a constraint was open.
+   struct LoopGap
+   {
+      ZqU32 manipulator;
+      ZqU32 constraint; ///< or `ZqNoLinkIndex`, when none has a gap that can be measured
+      ZqReal size;      ///< m
+      ZqReal time;      ///< s
+   };
+   struct Divergence
+   {
+      Place place;
+      ZqReal time;          ///< s
+      const char* quantity; ///< that is not finite
+   };
+
+   /// Begins at the state of the scene, with attached manipulators where they are carried, bases that are
+   /// fixed at rest, and loops closed. The scene must outlive the simulation, and not change.
+   explicit ZqSimulation(const ZqStatedSystem& scene) : ZqSimulation(scene, Settings()) {}
+   ZqSimulation(const ZqStatedSystem& scene, const Settings& settings);
+   ZqSimulation(const ZqSimulation&) = delete;
+   ZqSimulation& operator=(const ZqSimulation&) = delete;
+   ~ZqSimulation();
+
+   const ZqManipulatorSystemState& state() const { return m_state; }
+   /// Steps to a later time (s); one that is not later and finite is rejected with a message. False
+   /// then, and when something is not finite: the state stays.
+   bool stepTo(ZqReal time);
+   /// Of the present state. One that is not finite is a divergence.
+   Energy energy();
+
+   /// The joints that were at a limit, each with the first time.
+   const std::vector<LimitHit>& limitHits() const { return m_limitHits; }
+   /// The manipulators of which stopping criteria were met, each with the first time.
+   const std::vector<FiredCriterion>& firedCriteria() const { return m_firedCriteria; }
+   const std::optional<Divergence>& divergence() const { return m_divergence; }
+   /// The greatest gap at the start and at the end of a step; none without constraints, and with the
+   /// solver `Arbi`.
+   const std::optional<LoopGap>& greatestGap() const { return m_greatestGap; }
+   /// The steps that the integrator has left to `SemiImplicitEuler`.
+   std::uint64_t substitutedSteps() const { return m_substitutedSteps; }
+
+private:
+   struct Joint;
+   struct Motion;
+   struct Momentum;
+   struct Member;
+
+   Member makeMember(ZqU32 index, const Settings& settings, std::size_t firstJoint);
+   ZqManipulatorActiveState& activeState(ZqU32 index)
+   {
+      return m_active.manipulatorActiveStateVector()[index];
+   }
+   void followCarriers();
+   bool meetStoppingCriteria();
+   void collectResults();
+
+   // Constraints
+   void beginWithClosedLoops(ZqU32 index);
+   void closeLoops(ZqU32 index);
+   ZqStateEqualityConstraintVector::Gap gapOf(ZqU32 index);
+
+   // Integrators
+   struct Scheme;
+   static const Scheme& scheme(Integrator integrator);
+   bool advance(ZqReal dt);
+   bool stepBySemiImplicitEuler(ZqReal dt);
+   bool stepByImplicitMidpoint(ZqReal dt);
+   bool stepByRungeKutta(ZqReal dt);
+   void readStart(ZqU32 index);
+   void readSlopes(ZqU32 index);
+   void moveTo(Motion Member::*motion);
+   void returnToStart();
+   void addStage(Member& member, ZqReal share, ZqReal reach);
+   void moveToMiddle(ZqReal dt);
+   void moveToEnd(ZqReal dt);
+   ZqReal improveEnd(ZqReal dt);
+   Momentum momentum(ZqU32 index);
+   void keepMomentum(ZqU32 index, ZqReal dt, bool withPosition);
+
+   // Accelerations
+   void computeAccelerations();
+   void solve(ZqU32 index);
+
+   // Drives
+   void followJoints(ZqU32 index);
+   void advanceConverters(ZqU32 index, ZqReal dt);
+   void advanceConverter(const Joint& joint, ZqReal dt, ZqActuatorState& drives);
+   void computeMotorTorques(ZqU32 index);
+   void computeMotorAccelerations(ZqU32 index);
+   void advanceMotors(ZqU32 index, ZqReal dt);
+
+   // Limits
+   void stopAtLimits(ZqU32 index, ZqReal dt);
+   void moveWithinLimits(ZqU32 index, ZqReal dt);
+   bool findJointsAtLimits(ZqU32 index, ZqReal dt);
+   void solveAtLimits(ZqU32 index, ZqReal dt);
+   bool isBeyondALimit(ZqU32 index);
+   void noteLimit(ZqU32 manipulator, ZqU32 joint);
+
+   // Divergence
+   std::optional<Place> firstNotFinite(ZqU32 index, ZqReal dt);
+   bool isStateFinite();
+   bool isStateFarFromOverflow();
+   Place fastest(const Place& otherwise) const;
+
+   // Energies
+   Energy energyOfBody(ZqU32 index, const ZqManipulatorLink& link);
+   Energy energyOfMotor(ZqU32 index, ZqU32 jointIndex);
+
+   const ZqStatedSystem& m_scene;
+   Settings m_settings;
+   ZqManipulatorSystemState m_state;
+   ZqManipulatorSystemState m_stateBefore; ///< the present step
+   ZqSystemActiveState m_active;
+   std::vector<Member> m_members; ///< one a manipulator
+   ZqStatedSystem::PropagationResults m_results;
+   bool m_hasAttachments = false;
+   bool m_doesKeepMomentum = false; ///< any member
+   ZqXmlVectorBasicType<ZqReal> m_derivatives;
+   ZqXmlVectorBasicType<ZqReal> m_nearbyDerivatives;
+   std::vector<ZqReal> m_nextConverterState;
+   std::vector<LimitHit> m_limitHits;
+   std::vector<FiredCriterion> m_firedCriteria;
+   std::optional<Divergence> m_divergence;
+   std::optional<LoopGap> m_greatestGap;
+   std::uint64_t m_substitutedSteps = 0;
+};

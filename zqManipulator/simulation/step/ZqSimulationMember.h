@@ -1,0 +1,93 @@
+#pragma once
+
+#include "zqManipulator/dynamics/ZqArbiAccelerationTool.h"
+#include "zqManipulator/dynamics/ZqConstraintProjection.h"
+#include "zqManipulator/dynamics/ZqCrbiAccelerationTool.h"
+#include "zqManipulator/simulation/step/ZqSimulation.h"
+
+#include <vector>
+
+/// A joint with its drive, and what goes into it.
+struct ZqSimulation::Joint
+{
+   const ZqManipulatorLink* link;
+   const ZqMechanicalActuatorComponent* driveTrain; ///< or null
+   const ZqBasePowerConverter* converter;           ///< or null
+   ZqReal gearRatio;
+   ZqReal command;
+   ZqReal torque;
+   ZqReal lowerLimit, upperLimit, maxRate;
+   bool isFlexible;
+   ZqReal velocityAtLimit = 0.0; ///< while a limit holds it
+   bool wasAtLimit = false;
+};
+
+/// What an integrator moves: joints, then the origin of a free base, then motors; and the turn of the
+/// base. All of the base stands in the axes of the manipulator's place.
+struct ZqSimulation::Motion
+{
+   void resize(std::size_t count)
+   {
+      positions.resize(count);
+      rates.resize(count);
+   }
+
+   std::vector<ZqReal> positions;
+   std::vector<ZqReal> rates;
+   ZqOrientation orientation;
+   ZqVector angular; ///< rad/s
+};
+
+/// Of a manipulator with all that it carries.
+struct ZqSimulation::Momentum
+{
+   ZqReal mass = 0.0;
+   ZqVector center;  ///< of mass, in the system (m)
+   ZqVector lever;   ///< from the origin of the base to the center, in axes of the system (m)
+   ZqVector linear;  ///< in axes of the system (kg m/s)
+   ZqVector angular; ///< about the center, in axes of the system (kg m^2/s)
+   ZqSpatialMatrix inverseInertia; ///< of all bodies as one, about the center, in axes of the base
+   ZqOrientation base;             ///< in the system
+};
+
+/// What belongs to one manipulator.
+struct ZqSimulation::Member
+{
+   explicit Member(const ZqIndividualManipulator& ofWhich) : manipulator(&ofWhich) {}
+
+   std::size_t size() const { return 2 * joints.size() + 3; } ///< of a motion
+
+   const ZqIndividualManipulator* manipulator;
+   std::vector<Joint> joints;
+   ZqAccelerationState gravity;
+   ZqAccelerationState accelerations;
+   ZqManipulatorTorque torque;
+   ZqManipulatorTorque torqueAtLimits;
+   ZqManipulatorExternalForce externalForce;
+   ZqCrbiAccelerationTool crbi;
+   ZqArbiAccelerationTool arbi;
+   ZqConstraintProjection projection;
+   bool isConstrained = false; ///< and the solver heeds it
+   bool canBeClosed = true;    ///< its loops
+   std::vector<bool> isFree;   ///< of the joints, those that no limit holds
+   bool isAnyHeld = false;
+   bool hasFiredCriterion = false;
+
+   /// \name Of the integrators with more than one evaluation a step
+   /// @{
+   ZqOrientation toPlace;                 ///< takes axes of the system to those of the place
+   Motion start, trial, end;              ///< of the step
+   std::vector<ZqReal> slopes;            ///< accelerations, in the order of the rates
+   ZqVector angularSlope;                 ///< angular acceleration (rad/s^2)
+   std::vector<ZqReal> rateSum, slopeSum; ///< over the stages, by their shares
+   ZqVector turnSum, angularSlopeSum;
+   ZqVector turn; ///< from the start to the trial: a rotation vector
+   ZqVector startInBody, endInBody, previousEndInBody; ///< angular velocities in axes of the base
+   std::vector<ZqReal> previousEndRates;
+   ZqActuatorState drivesBefore;  ///< the first evaluation, which takes the friction modes on
+   ZqActuatorState drivesAtStart; ///< after it
+   ZqPositionState scratchPosition;
+   Momentum momentumAtStart;
+   bool doesKeepMomentum = false; ///< nothing but gravity acts from outside
+   /// @}
+};
