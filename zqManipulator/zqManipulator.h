@@ -144,3 +144,4 @@
 #include "zqManipulator/tools/ZqManipulatorLinkIndex.h"
 #include "zqManipulator/tools/ZqManipulatorLinkLabelMapping.h"
 #include "zqManipulator/tools/ZqManufacturerData.h"
+#include "zqManipulator/tools/ZqModelEdit.h"

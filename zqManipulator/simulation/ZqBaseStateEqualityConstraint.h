@@ -8,6 +8,7 @@
 
 class ZqAccelerationState;
 class ZqIndividualManipulator;
+class ZqLinkEdit;
 class ZqVelocityState;
 
 /// A relation between the degrees of freedom of one manipulator that holds in both directions, such as
@@ -59,6 +60,9 @@ public:
    virtual const ZqReArray& jacobianDerivative(const ZqIndividualManipulator& manipulator,
                                                const ZqPositionState& position,
                                                const ZqVelocityState& velocity) const;
+   /// Follows the links that it speaks of. False when one of them is gone, and the constraint with it.
+   /// A constraint that names no link stays as it is.
+   virtual bool apply(const ZqLinkEdit&) { return true; }
 
 protected:
    static constexpr ZqReal m_theMaxTimeIncrementForFiniteDifferencing = 1e-8;  ///< s

@@ -34,6 +34,8 @@ public:
    const ZqReArray& jacobianDerivative(const ZqIndividualManipulator& manipulator,
                                        const ZqPositionState& position,
                                        const ZqVelocityState& velocity) const override;
+   /// A sum in which a joint that is gone had weight is no constraint any more.
+   bool apply(const ZqLinkEdit& edit) override;
 
    virtual const Weights& jointWeights() const { return m_jointWeights; }
    virtual void setJointWeights(const Weights& weights) { m_jointWeights = weights; }

@@ -2,6 +2,7 @@
 
 #include "zqManipulator/foundation/algebra/ZqRotationMatrix.h"
 #include "zqManipulator/kinematics/ZqIndividualManipulator.h"
+#include "zqManipulator/tools/ZqModelEdit.h"
 
 ZqVector ZqPointPairStateEqualityConstraint::pointMotion(
    const ZqManipulatorLink& jointLink, const ZqManipulatorLink& pointLink, const ZqVector& point,
@@ -44,4 +45,10 @@ void ZqPointPairStateEqualityConstraint::addToColumn(const ZqIndividualManipulat
    const ZqU32 column = jointLink.linkIndex() + (manipulator.isFixedBase() ? 0 : 6);
    for (ZqU32 i = 0; i < m_jacobian.rows(); ++i)
       m_jacobian[i][column] += sign * motion[i];
+}
+
+bool ZqPointPairStateEqualityConstraint::apply(const ZqLinkEdit& edit)
+{
+   const bool firstStays = edit.apply(m_firstLinkLabel);
+   return edit.apply(m_secondLinkLabel) && firstStays;
 }

@@ -1,5 +1,6 @@
 #include "zqManipulator/simulation/ZqStateEqualityConstraintVector.h"
 
+#include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/kinematics/ZqIndividualManipulator.h"
 #include "zqManipulator/simulation/ZqLinearStateEqualityConstraint.h"
 #include "zqManipulator/simulation/ZqPointStateEqualityConstraint.h"
@@ -110,4 +111,19 @@ ZqStateEqualityConstraintVector::jacobianDerivative(const ZqIndividualManipulato
    return stack(m_jacobianDerivative.get(), *this, manipulator.totalDof(),
                 [&](const ZqBaseStateEqualityConstraint& constraint) -> const ZqReArray&
                 { return constraint.jacobianDerivative(manipulator, position, velocity); });
+}
+
+void ZqStateEqualityConstraintVector::apply(const ZqLinkEdit& edit)
+{
+   for (ZqU32 i = size(); i-- > 0;)
+   {
+      ZqBaseStateEqualityConstraint* constraint = vectorContainer()[i];
+      if (constraint == nullptr || constraint->apply(edit))
+         continue;
+      erase(i);
+      Zq::Print::instance().write(Zq::Oddity,
+                                  "ZqStateEqualityConstraintVector::apply(): constraint %u is removed "
+                                  "with a link of it.\n",
+                                  i);
+   }
 }

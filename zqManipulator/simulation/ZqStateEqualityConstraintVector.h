@@ -3,6 +3,8 @@
 #include "zqManipulator/foundation/xml/ZqXmlVariableVectorType.h"
 #include "zqManipulator/simulation/ZqBaseStateEqualityConstraint.h"
 
+class ZqLinkEdit;
+
 extern template class ZqXmlVariableVectorType<ZqBaseStateEqualityConstraint>;
 
 /// The state equality constraints of a manipulator, which stand one below the other. Places that are
@@ -36,6 +38,9 @@ public:
    virtual const ZqReArray& jacobianDerivative(const ZqIndividualManipulator& manipulator,
                                                const ZqPositionState& position,
                                                const ZqVelocityState& velocity) const;
+   /// Has each constraint follow the links, and removes, with a message, those that speak of a link that
+   /// is gone.
+   void apply(const ZqLinkEdit& edit);
 
 private:
    mutable ZqUncopied<ZqReArray> m_jacobian;
