@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <numeric>
 #include <set>
 #include <thread>
 
@@ -95,11 +97,14 @@ public:
          ASSERT_EQ(map.getDependentManipulatorInfo(i, base, label, offset),
                    m_attached.contains(idOf(m)));
          if (m_attached.contains(idOf(m)))
+         {
             ASSERT_EQ(m_scene.manipulatorByIndex(base)->linkByIdentifier(label),
                       links[m_attached[idOf(m)]].second);
+         }
       }
       const ZqSystemCollisionExclusionMap* maps[] = {
-         &m_scene.system().collisionExclusionMap(), &m_scene.configuration().collisionExclusionMap(),
+         &m_scene.system().collisionExclusionMap(),
+         &m_scene.configuration().collisionExclusionMap(),
          &m_scene.configuration().collisionExclusionMapForCA()};
       for (const auto& [a, first] : links)
          for (const auto& [b, second] : links)
@@ -217,8 +222,8 @@ private:
          sum.setJointWeights({weights});
          sum.setBaseWeights(ZqLinearStateEqualityConstraint::Weights(1));
          sum.setWeightedSums({0.0});
-         constraints.pushBack(
-            kind == 0 ? static_cast<const ZqBaseStateEqualityConstraint&>(point) : sum);
+         constraints.pushBack(kind == 0 ? static_cast<const ZqBaseStateEqualityConstraint&>(point)
+                                        : sum);
          edit([&](Manipulator& m) { m.setStateEqualityConstraints(constraints); });
          held.loops.push_back(ids);
       }
@@ -372,5 +377,216 @@ TEST(Edits, EverybodyWhoNamesALinkFollowsIt)
          ASSERT_NO_FATAL_FAILURE(walk.check());
       }
    }
+}
+
+TEST(Edits, RecordsOfEditsThatFollowOneAnotherBecomeOne)
+{
+   zqTest::RandomValues random(7);
+   for (int round = 0; round < 200; ++round)
+   {
+      const ZqU32 count = random.index(0, 6);
+      std::vector<ZqU32> list(count);
+      std::iota(list.begin(), list.end(), 0U);
+      const std::vector<ZqU32> before = list;
+      ZqRenumbering all;
+      for (ZqU32 edit = 0; edit < 4; ++edit)
+      {
+         const auto size = static_cast<ZqU32>(list.size());
+         const ZqU32 at = random.index(0, size);
+         const ZqU32 n = random.index(0, 2);
+         if (random.index(0, 1) == 0)
+         {
+            list.insert(list.begin() + at, n, 99U);
+            all = all.then(ZqRenumbering::inserted(at, n));
+         }
+         else if (at + n <= size)
+         {
+            list.erase(list.begin() + at, list.begin() + at + n);
+            all = all.then(ZqRenumbering::removed(at, n));
+         }
+      }
+      std::vector<ZqU32> moved = all.moved(before, 99U);
+      ASSERT_LE(moved.size(), list.size());
+      moved.resize(list.size(), 99U);
+      ASSERT_EQ(moved, list);
+      // What stands behind the list moves by the difference in length.
+      ASSERT_EQ(all(count + 10), list.size() + 10);
+      ASSERT_EQ(all(ZqRenumbering::gone), ZqRenumbering::gone);
+   }
+}
+
+/// Manipulator 2, with links x and y, is mounted on the wrist of manipulator 0, its base as a part of it.
+TEST(Edits, LinksThatGoToAnotherManipulatorTakeWhatNamesThemAlong)
+{
+   ZqModelEdit edit;
+   edit.setManipulators(ZqRenumbering::removed(2, 1));
+   edit.setLinks(0, ZqLinkEdit::inserted(1, 2));
+   edit.addTransfer(2, 0,
+                    ZqLinkEdit::moved(ZqRenumbering::to({1, 2}),
+                                      {{"base", "wrist"}, {"x", "x-1"}, {"y", "y"}}, 0));
+
+   ZqManipulatorSystemState state;
+   state.positionStates().resize(4);
+   state.velocityStates().resize(4);
+   state.positionStates()[0].setJointPositions({1.0, 2.0});
+   state.positionStates()[2].setJointPositions({3.0, 4.0});
+   state.positionStates()[3].setJointPositions({5.0});
+   state.apply(edit);
+   ASSERT_EQ(state.positionStates().size(), 3U);
+   EXPECT_EQ(state.positionStates()[0].jointPositions(), ZqRealVector({1.0, 3.0, 4.0, 2.0}));
+   EXPECT_EQ(state.positionStates()[2].jointPositions(), ZqRealVector({5.0}));
+
+   ZqManipulatorAttachmentMap attachments;
+   attachments.attachManipulator(3, 2, "x", {}, "kept");
+   attachments.attachManipulator(2, 1, "tip", {}, "gone");
+   attachments.apply(edit);
+   ZqManipulatorAttachmentMap expected;
+   expected.attachManipulator(2, 0, "x-1", {}, "kept");
+   EXPECT_EQ(attachments.baseNodes(), expected.baseNodes());
+   EXPECT_EQ(attachments.attachmentChangeVector().size(), 1U);
+
+   ZqSystemCollisionExclusionMap map;
+   map.excludeLinkCollisionCandidate(0, "tip", 2, "x"); // of one manipulator now
+   map.excludeLinkCollisionCandidate(1, "tip", 2, "base");
+   map.excludeLinkCollisionCandidates(2, "y", 3);
+   map.excludeManipulatorCollisionCandidates(2, 3);
+   ZqCollisionExclusionData data;
+   data.addCollisionExclusionMap("map", map);
+   data.apply(edit);
+   ZqSystemCollisionExclusionMap expectedMap;
+   expectedMap.excludeLinkCollisionCandidate(0, "wrist", 1, "tip");
+   expectedMap.excludeLinkCollisionCandidates(0, "y", 2);
+   EXPECT_EQ(data.getCollisionExclusionMap("map"), expectedMap);
+
+   ZqLinkAttachment camera;
+   camera.setManipulatorId(2);
+   camera.setLinkId("x");
+   EXPECT_TRUE(camera.apply(edit));
+   EXPECT_EQ(std::pair(camera.manipulatorId(), camera.linkId()), std::pair(0U, ZqString("x-1")));
+   camera.setManipulatorId(2);
+   EXPECT_FALSE(camera.apply(edit)); // no link x-1 went along
+}
+
+TEST(Edits, AManipulatorSeesWhatItsLinksChangeBeforeItAnswers)
+{
+   const auto labelled = [](const ZqString& label)
+   {
+      ZqManipulatorLink link;
+      link.setLinkLabel(label);
+      return link;
+   };
+   const auto arm = [&]
+   { return zqTest::makeManipulator(zqTest::chain(4), [](ZqU32) { return ZqManipulatorLink(); }); };
+   const ZqManipulatorLink x = labelled("x");
+   const std::pair<const char*, std::function<void(Manipulator&)>> edits[] = {
+      {"addChild", [&](Manipulator& m) { m.linkByIndex(0)->addChild(x); }},
+      {"setChildLinks",
+       [&](Manipulator& m) {
+          m.linkByIndex(0)->setChildLinks({x, x});
+       }},
+      {"clearChildLinks", [](Manipulator& m) { m.linkByIndex(1)->clearChildLinks(); }},
+      {"addLinkToEndOfChain", [&](Manipulator& m) { m.linkByIndex(0)->addLinkToEndOfChain(x); }},
+      {"setLinkLabel", [](Manipulator& m) { m.linkByIndex(2)->setLinkLabel("z"); }},
+      {"assignment", [&](Manipulator& m) { *m.linkByIndex(1) = x; }},
+      {"pushBack", [&](Manipulator& m) { m.linkByIndex(2)->childLinks().pushBack(x); }},
+      {"pushBack to the base", [&](Manipulator& m) { m.childLinks().pushBack(x); }},
+      {"an assigned child", [&](Manipulator& m) { m.linkByIndex(0)->childLinks()[0] = x; }},
+      {"erase", [](Manipulator& m) { m.linkByIndex(1)->childLinks().erase(0); }},
+      {"two loans",
+       [&](Manipulator& m)
+       {
+          ZqManipulatorLink* last = m.linkByIndex(3);
+          m.linkByIndex(1)->childLinks()[0].addChild(x);
+          last->childLinks().clear();
+       }},
+      {"a move away", [](Manipulator& m) { ZqManipulatorLink(std::move(*m.linkByIndex(1))); }},
+   };
+   const zqTest::LogCapture log; // of duplicate labels
+   for (const auto& [name, edit] : edits)
+   {
+      SCOPED_TRACE(name);
+      Manipulator manipulator = arm();
+      edit(manipulator);
+      Manipulator moved = std::move(manipulator);
+      EXPECT_TRUE(zqTest::parentsAreRight(moved) || moved.jointDof() > 0);
+      EXPECT_TRUE(zqTest::mapsAreRight(moved));
+      EXPECT_TRUE(zqTest::parentsAreRight(moved));
+
+      // Any number of threads may be the first to ask.
+      Manipulator shared = arm();
+      edit(shared);
+      const ZqU32 dof = moved.jointDof();
+      std::vector<std::thread> threads;
+      std::atomic<int> right = 0;
+      for (int i = 0; i < 4; ++i)
+         threads.emplace_back(
+            [&]
+            {
+               const Manipulator& asked = shared;
+               const ZqManipulatorLink* last = asked.linkByIndex(dof - 1);
+               right += asked.linkByIndex(dof) == nullptr && last->linkIndex() == dof - 1 &&
+                        !asked.canCollide(0, ZqBaseLinkIndex);
+            });
+      for (std::thread& thread : threads)
+         thread.join();
+      EXPECT_EQ(right, 4);
+   }
+
+   // What was taken out of a tree does not know the manipulator any more.
+   ZqManipulatorLink taken;
+   {
+      Manipulator manipulator = arm();
+      taken = std::move(*manipulator.linkByIndex(0));
+   }
+   taken.childLinks()[0].addChild(x);
+   EXPECT_EQ(taken.childLinks()[0].manipulator(), nullptr);
+}
+
+TEST(Edits, AReferenceHasOnePlaceWhoeverIsAskedFirst)
+{
+   const auto at = [](ZqReal x) { return ZqCoordinateSystemTransformation(ZqVector(x, 0.0, 0.0)); };
+   Manipulator model =
+      zqTest::makeManipulator(zqTest::chain(2), [](ZqU32) { return ZqManipulatorLink(); });
+   model.setManipulatorLabel("a");
+   Manipulator reference;
+   reference.setManipulatorLabel("b");
+   reference.setCoordSysXForm(at(100.0));
+   ZqManipulatorReferenceDescription description;
+   description.setIsManipulatorReferenced(true);
+   description.setReferencedManipulatorLabel("a");
+   reference.setManipulatorReferenceDescription(description);
+   ZqManipulatorSystem system;
+   system.setManipulators({model, reference});
+   ZqStatedSystem scene;
+   scene.setFromSystem(system);
+   const auto placesOf =
+      [](const Manipulator& m, ZqManipulatorActivePositionState& state, ZqU32 order)
+   {
+      const ZqManipulatorLink* const asked[] = {&m, m.linkByIndex(ZqBaseLinkIndex),
+                                                m.linkByIndex(0), m.linkByIndex(1)};
+      std::set<ZqReal> places;
+      for (ZqU32 i = 0; i < 4; ++i)
+         places.insert(asked[(i + order) % 4]->dhFrameInSystem(state).translation().x());
+      return places;
+   };
+   for (ZqU32 order = 0; order < 4; ++order)
+      for (ZqU32 i = 0; i < 2; ++i)
+      {
+         ZqSystemActiveState active;
+         active.setNonredundantState(scene.state());
+         EXPECT_EQ(placesOf(*scene.manipulatorByIndex(i),
+                            active.manipulatorActiveStateVector()[i].activePositionState(), order),
+                   std::set<ZqReal>{100.0 * i});
+      }
+
+   // A state that a user made knows from the reference, once that was asked.
+   ZqManipulatorActivePositionState own;
+   ZqPositionState position;
+   position.setJointPositions({0.0, 0.0});
+   own.setPositionState(position);
+   const Manipulator& b = *scene.manipulatorByIndex(1);
+   EXPECT_EQ(b.linkByIndex(0)->dhFrameInSystem(own).translation().x(), 0.0);
+   EXPECT_EQ(b.dhFrameInSystem(own).translation().x(), 100.0);
+   EXPECT_EQ(b.linkByIndex(0)->dhFrameInSystem(own).translation().x(), 100.0);
 }
 } // namespace

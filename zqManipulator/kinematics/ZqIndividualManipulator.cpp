@@ -22,14 +22,14 @@ ZqIndividualManipulator::ZqIndividualManipulator()
 ZqIndividualManipulator::ZqIndividualManipulator(const ZqIndividualManipulator& other)
    : ZqXmlClass(other), m_manipulatorLabel(other.m_manipulatorLabel),
      m_coordSysXForm(other.m_coordSysXForm),
-     m_absoluteBoundingSphere(other.m_absoluteBoundingSphere), m_isFixedBase(other.m_isFixedBase),
+     m_absoluteBoundingSphere(other.absoluteBoundingSphere()), m_isFixedBase(other.m_isFixedBase),
      m_optimizeOnLoad(other.m_optimizeOnLoad), m_isControllable(other.m_isControllable),
      m_manipulatorReferenceDescription(other.m_manipulatorReferenceDescription),
      m_stateEqualityConstraints(other.m_stateEqualityConstraints),
      m_stoppingCriteria(other.m_stoppingCriteria), m_displayLinkIndices(other.m_displayLinkIndices),
      m_selfCollisionLinkMap(other.m_selfCollisionLinkMap),
      m_usingManipulatorLabels(other.m_usingManipulatorLabels),
-     m_linkLabelMapping(other.m_linkLabelMapping), m_linkCollisionTest(other.m_linkCollisionTest),
+     m_linkLabelMapping(other.m_linkLabelMapping), m_linkCollisionTest(other.linkCollisionTest()),
      m_allPairsAreExcluded(other.m_allPairsAreExcluded)
 {
    setParentLink(nullptr);
@@ -136,7 +136,7 @@ bool ZqIndividualManipulator::equalForReferencing(const ZqIndividualManipulator&
 {
    return ZqManipulatorLink::equalForReferencing(other) &&
           m_coordSysXForm == other.m_coordSysXForm &&
-          m_absoluteBoundingSphere == other.m_absoluteBoundingSphere &&
+          absoluteBoundingSphere() == other.absoluteBoundingSphere() &&
           m_isFixedBase == other.m_isFixedBase && m_optimizeOnLoad == other.m_optimizeOnLoad &&
           m_manipulatorReferenceDescription == other.m_manipulatorReferenceDescription &&
           m_stateEqualityConstraints == other.m_stateEqualityConstraints &&
@@ -292,6 +292,9 @@ ZqLinkEdit::Labels ZqIndividualManipulator::linkLabels() const
 void ZqIndividualManipulator::keepRecord(Record* record)
 {
    bringMapsUpToDate();
+   // What was assigned as a whole holds what is right for it.
+   if (m_record != nullptr)
+      m_record->edit = m_record->edit.then(ZqLinkEdit::matched(m_record->labels, linkLabels()));
    m_record = record;
    if (record != nullptr)
       *record = {ZqLinkEdit(), linkLabels()};
@@ -474,8 +477,7 @@ bool ZqIndividualManipulator::addLinkToChildLinkByName(const ZqManipulatorLink& 
                                    { return candidate->linkLabel() == label; });
    const auto index = static_cast<ZqU32>(found - m_linkPointerVector.begin());
    const ZqU32 at = found == m_linkPointerVector.end() ? 0 : index + chainLength(**found);
-   return insertLinks(at,
-                      [&] { return ZqManipulatorLink::addLinkToChildLinkByName(link, label); });
+   return insertLinks(at, [&] { return ZqManipulatorLink::addLinkToChildLinkByName(link, label); });
 }
 
 ZqU32 ZqIndividualManipulator::jointDof() const
@@ -565,10 +567,12 @@ ZqIndividualManipulator::dhFrameInSystem(ZqManipulatorActivePositionState& activ
    if (m_concreteReference != this)
       activeState.setPlacement(m_coordSysXForm);
    ZqLinkPositionState& base = activeState.record(ZqBaseLinkIndex);
-   const ZqCoordinateSystemTransformation* placement = activeState.positionState().placement();
    if (!base.locationInSystemValid())
-      base.setLocation(placement != nullptr ? *placement : m_coordSysXForm, activeState.positionState().coordSysXForm(), primaryFrame(),
-                       false);
+   {
+      const ZqPositionState& position = activeState.positionState();
+      base.setLocation(position.placement() != nullptr ? *position.placement() : m_coordSysXForm,
+                       position.coordSysXForm(), primaryFrame(), false);
+   }
    return base.dhFrame();
 }
 

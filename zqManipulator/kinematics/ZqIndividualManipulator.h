@@ -379,11 +379,11 @@ private:
    /// The self collision map has all pairs of the links in it, and excludes every one.
    bool m_allPairsAreExcluded = false;
    std::atomic<std::uint8_t> m_staleness = 0;
-   const ZqManipulatorLink* m_lender = nullptr;       ///< not owned
-   const ZqManipulatorLink* m_firstLent = nullptr;    ///< as it was when it was lent; not owned
+   const ZqManipulatorLink* m_lender = nullptr;    ///< not owned
+   const ZqManipulatorLink* m_firstLent = nullptr; ///< as it was when it was lent; not owned
    std::size_t m_lentCount = 0;
    bool m_labelsChangeTogether = false;
-   Record* m_record = nullptr; ///< not owned
+   Record* m_record = nullptr;                          ///< not owned
    ZqIndividualManipulator* m_concreteReference = this; ///< not owned
    mutable ZqPropagationResultData m_propagationResult; ///< scratch
 };

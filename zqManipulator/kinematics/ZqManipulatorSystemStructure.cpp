@@ -121,11 +121,11 @@ void ZqManipulatorSystem::reportUnboundReferences() const
 {
    for (const ZqIndividualManipulator& manipulator : m_manipulators)
       if (isReference(manipulator) && &manipulator.concreteReference() == &manipulator)
-         Zq::Print::instance().write(Zq::Rejected,
-                                     "ZqManipulatorSystem::read(): manipulator \"%s\" refers to \"%s\", "
-                                     "which leads to no model.\n",
-                                     manipulator.manipulatorLabel().c_str(),
-                                     referencedLabel(manipulator).c_str());
+         Zq::Print::instance().write(
+            Zq::Rejected,
+            "ZqManipulatorSystem::read(): manipulator \"%s\" refers to \"%s\", "
+            "which leads to no model.\n",
+            manipulator.manipulatorLabel().c_str(), referencedLabel(manipulator).c_str());
 }
 
 bool ZqManipulatorSystem::changeManipulatorLabelWithoutCheckingUniqueness(ZqU32 index,
@@ -245,8 +245,9 @@ bool ZqManipulatorSystem::exchangeManipulator(ZqU32 index,
    return true;
 }
 
-std::optional<ZqModelEdit> ZqManipulatorSystem::editManipulator(
-   ZqU32 index, const std::function<void(ZqIndividualManipulator&)>& change)
+std::optional<ZqModelEdit>
+ZqManipulatorSystem::editManipulator(ZqU32 index,
+                                     const std::function<void(ZqIndividualManipulator&)>& change)
 {
    if (!isAboutToModify(index, "editManipulator"))
       return std::nullopt;

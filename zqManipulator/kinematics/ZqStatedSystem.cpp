@@ -416,7 +416,8 @@ void ZqStatedSystem::fitJoints(ZqU32 index)
       m_state.velocityStates()[index].jointVelocities().values().resize(dof, 0.0);
 }
 
-bool ZqStatedSystem::changeLinkLabel(ZqU32 index, const ZqString& oldLabel, const ZqString& newLabel)
+bool ZqStatedSystem::changeLinkLabel(ZqU32 index, const ZqString& oldLabel,
+                                     const ZqString& newLabel)
 {
    const ZqIndividualManipulator* manipulator = manipulatorByIndex(index);
    return manipulator != nullptr && manipulator->linkByIdentifier(oldLabel) != nullptr &&

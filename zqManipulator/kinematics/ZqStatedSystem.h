@@ -85,8 +85,7 @@ public:
    ///
    ///     scene.editManipulator(0, [](ZqIndividualManipulator& arm)
    ///                           { arm.linkByIdentifier("wrist")->addChild(tool); });
-   bool editManipulator(ZqU32 index,
-                        const std::function<void(ZqIndividualManipulator&)>& change);
+   bool editManipulator(ZqU32 index, const std::function<void(ZqIndividualManipulator&)>& change);
    /// Labels a link anew. False also when there is no such link or the new label is taken.
    bool changeLinkLabel(ZqU32 index, const ZqString& oldLabel, const ZqString& newLabel);
    /// @}

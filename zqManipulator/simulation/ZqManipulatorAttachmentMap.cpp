@@ -318,10 +318,11 @@ void ZqManipulatorAttachmentMap::convertFromOldFormat(const ZqOldManipulatorAtta
    for (const auto& entry : oldMap.mapContainer())
       if (oldMap.getDependentManipulatorInfo(entry.first, base, linkLabel, offset) &&
           !attachManipulator(entry.first, base, linkLabel, offset, ZqString()))
-         Zq::Print::instance().write(Zq::Rejected,
-                                     "ZqManipulatorAttachmentMap::convertFromOldFormat(): manipulator "
-                                     "%u cannot be attached to manipulator %u.\n",
-                                     entry.first, base);
+         Zq::Print::instance().write(
+            Zq::Rejected,
+            "ZqManipulatorAttachmentMap::convertFromOldFormat(): manipulator "
+            "%u cannot be attached to manipulator %u.\n",
+            entry.first, base);
 }
 
 const ZqManipulatorAttachmentNode*

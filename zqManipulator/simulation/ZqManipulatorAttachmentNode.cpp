@@ -291,8 +291,9 @@ bool ZqManipulatorAttachmentNode::apply(const ZqModelEdit& edit, ZqManipulatorAt
    {
       if (!apply(edit, child, roots, moved))
          continue;
-      const auto carrier = isSystem ? std::optional(ZqModelEdit::LinkName(oldIndex, child.m_linkLabel))
-                                    : edit.name(oldIndex, child.m_linkLabel);
+      const auto carrier = isSystem
+                              ? std::optional(ZqModelEdit::LinkName(oldIndex, child.m_linkLabel))
+                              : edit.name(oldIndex, child.m_linkLabel);
       child.m_parentNode = nullptr;
       if (carrier)
          child.m_linkLabel = carrier->second;

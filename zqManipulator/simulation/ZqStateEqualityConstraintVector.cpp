@@ -121,9 +121,10 @@ void ZqStateEqualityConstraintVector::apply(const ZqLinkEdit& edit)
       if (constraint == nullptr || constraint->apply(edit))
          continue;
       erase(i);
-      Zq::Print::instance().write(Zq::Oddity,
-                                  "ZqStateEqualityConstraintVector::apply(): constraint %u is removed "
-                                  "with a link of it.\n",
-                                  i);
+      Zq::Print::instance().write(
+         Zq::Oddity,
+         "ZqStateEqualityConstraintVector::apply(): constraint %u is removed "
+         "with a link of it.\n",
+         i);
    }
 }

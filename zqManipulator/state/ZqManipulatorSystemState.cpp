@@ -227,8 +227,10 @@ void ZqManipulatorSystemState::apply(const ZqModelEdit& edit)
 {
    if (edit.isIdentity())
       return;
-   follow(m_positionStates, edit, 1e-9, [](ZqPositionState& state) -> std::vector<ZqReal>&
+   follow(m_positionStates, edit, 1e-9,
+          [](ZqPositionState& state) -> std::vector<ZqReal>&
           { return state.jointPositions().values(); });
-   follow(m_velocityStates, edit, 0.0, [](ZqVelocityState& state) -> std::vector<ZqReal>&
+   follow(m_velocityStates, edit, 0.0,
+          [](ZqVelocityState& state) -> std::vector<ZqReal>&
           { return state.jointVelocities().values(); });
 }
