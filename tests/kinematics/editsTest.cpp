@@ -40,7 +40,12 @@ public:
       const ZqU32 count = m_scene.numberOfManipulators();
       if (count < 2 || (count < 5 && m_random.index(0, 15) == 0))
       {
-         m_scene.addManipulator(newManipulator());
+         const Manipulator manipulator = newManipulator();
+         ZqPositionState position;
+         position.setJointPositions(ZqRealVector(manipulator.jointDof(), 1e-9));
+         ZqVelocityState velocity;
+         velocity.setJointVelocities(ZqRealVector(manipulator.jointDof()));
+         m_scene.addManipulator(manipulator, position, velocity);
          return;
       }
       const ZqU32 i = m_random.index(0, count - 1);
@@ -331,23 +336,17 @@ private:
          for (const ZqManipulatorLink* b : all)
             ASSERT_EQ(m.canCollide(a->linkIndex(), b->linkIndex()),
                       a != b && held.candidates.contains(std::minmax(idOf(*a), idOf(*b))));
-         ZqSpringProperties spring;
+         std::map<ZqString, ZqReal> expected;
+         std::map<ZqString, ZqReal> weights;
          if (const auto found = held.springs.find(idOf(*a)); found != held.springs.end())
             for (std::size_t k = 0; k < 2; ++k)
                if (links.contains(found->second[k]))
-               {
-                  ZqSpringProperties& s = spring;
-                  auto joints = s.associatedJoints();
-                  joints.pushBack(labelOf(found->second[k]));
-                  s.setAssociatedJoints(joints);
-                  auto weights = s.weightingFactors();
-                  weights.pushBack(ZqReal(k) + 1.0);
-                  s.setWeightingFactors(weights);
-                  auto offsets = s.springOffsets();
-                  offsets.pushBack(ZqReal(k) + 3.0);
-                  s.setSpringOffsets(offsets);
-               }
-         ASSERT_EQ(a->springProperties(), spring);
+                  expected[labelOf(found->second[k])] += ZqReal(k) + 1.0;
+         const ZqSpringProperties& spring = a->springProperties();
+         ASSERT_EQ(spring.associatedJoints().size(), spring.weightingFactors().size());
+         for (ZqU32 k = 0; k < spring.weightingFactors().size(); ++k)
+            weights[spring.associatedJoints()[k]] += spring.weightingFactors()[k];
+         ASSERT_EQ(weights, expected);
          const auto shape = m_shapes.find(idOf(*a));
          ASSERT_EQ(a->referenceLink(),
                    shape == m_shapes.end() ? a : links.at(shape->second).second);
@@ -495,9 +494,9 @@ TEST(Edits, AManipulatorSeesWhatItsLinksChangeBeforeItAnswers)
       {"two loans",
        [&](Manipulator& m)
        {
-          ZqManipulatorLink* last = m.linkByIndex(3);
-          m.linkByIndex(1)->childLinks()[0].addChild(x);
-          last->childLinks().clear();
+          ZqManipulatorLink* outer = m.linkByIndex(1);
+          m.linkByIndex(2)->childLinks().pushBack(x);
+          outer->childLinks().pushBack(x);
        }},
       {"a move away", [](Manipulator& m) { ZqManipulatorLink(std::move(*m.linkByIndex(1))); }},
    };
@@ -508,7 +507,6 @@ TEST(Edits, AManipulatorSeesWhatItsLinksChangeBeforeItAnswers)
       Manipulator manipulator = arm();
       edit(manipulator);
       Manipulator moved = std::move(manipulator);
-      EXPECT_TRUE(zqTest::parentsAreRight(moved) || moved.jointDof() > 0);
       EXPECT_TRUE(zqTest::mapsAreRight(moved));
       EXPECT_TRUE(zqTest::parentsAreRight(moved));
 

@@ -175,6 +175,8 @@ void ZqIndividualManipulator::setFromLink(const ZqManipulatorLink& link)
 bool ZqIndividualManipulator::mapManipulator()
 {
    const bool mapped = numberLinks();
+   if (!mapsAreRight())
+      fillCollisionTest();
    m_staleness.store(0, std::memory_order_release);
    return mapped;
 }
