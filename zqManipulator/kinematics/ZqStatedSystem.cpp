@@ -96,14 +96,22 @@ bool ZqStatedSystem::read(ZqXmlReader& reader)
    return isRead;
 }
 
-/// Those that name a link that is not there, which carries nothing.
+/// Those that did not become attachments, and those to a link that is not there, which carries nothing.
 void ZqStatedSystem::reportOldAttachments() const
 {
+   ZqU32 base = 0;
+   ZqString label;
+   ZqCoordinateSystemTransformation offset;
    for (const auto& [index, place] : system().manipulatorAttachmentMap().mapContainer())
    {
       const ZqManipulatorLinkIdentifier& carrier = place.first();
       const ZqIndividualManipulator* manipulator = manipulatorByIndex(carrier.manipulatorId());
-      if (manipulator != nullptr && manipulator->linkByIdentifier(carrier.linkId()) == nullptr)
+      if (!m_configuration.attachmentMap().getDependentManipulatorInfo(index, base, label, offset))
+         Zq::Print::instance().write(Zq::Rejected,
+                                     "ZqStatedSystem::read(): manipulator %u cannot be attached to "
+                                     "manipulator %u.\n",
+                                     index, carrier.manipulatorId());
+      else if (manipulator != nullptr && manipulator->linkByIdentifier(carrier.linkId()) == nullptr)
          Zq::Print::instance().write(Zq::Rejected,
                                      "ZqStatedSystem::read(): manipulator %u has no link \"%s\" to "
                                      "attach manipulator %u to.\n",

@@ -316,13 +316,8 @@ void ZqManipulatorAttachmentMap::convertFromOldFormat(const ZqOldManipulatorAtta
    ZqString linkLabel;
    ZqCoordinateSystemTransformation offset;
    for (const auto& entry : oldMap.mapContainer())
-      if (oldMap.getDependentManipulatorInfo(entry.first, base, linkLabel, offset) &&
-          !attachManipulator(entry.first, base, linkLabel, offset, ZqString()))
-         Zq::Print::instance().write(
-            Zq::Rejected,
-            "ZqManipulatorAttachmentMap::convertFromOldFormat(): manipulator "
-            "%u cannot be attached to manipulator %u.\n",
-            entry.first, base);
+      if (oldMap.getDependentManipulatorInfo(entry.first, base, linkLabel, offset))
+         attachManipulator(entry.first, base, linkLabel, offset, ZqString());
 }
 
 const ZqManipulatorAttachmentNode*

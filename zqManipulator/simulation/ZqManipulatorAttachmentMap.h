@@ -93,7 +93,7 @@ public:
    virtual void deleteManipulatorAndShift(ZqU32 manipulatorIndex);
    /// Appends the trees of the other map, whose indices the caller has shifted. True.
    virtual bool mergeWith(const ZqManipulatorAttachmentMap& other);
-   /// What of the old map makes no forest is left out, with a message.
+   /// What of the old map makes no forest is left out.
    virtual void convertFromOldFormat(const ZqOldManipulatorAttachmentMap& oldMap);
    /// The tree whose root is the manipulator. Null when there is none.
    virtual const ZqManipulatorAttachmentNode* findBaseNode(ZqU32 manipulatorIndex) const;
