@@ -151,3 +151,4 @@
 #include "zqManipulator/tools/ZqManipulatorLinkLabelMapping.h"
 #include "zqManipulator/tools/ZqManufacturerData.h"
 #include "zqManipulator/tools/ZqModelCheck.h"
+#include "zqManipulator/tools/ZqModelEdit.h"

@@ -222,6 +222,28 @@ TEST(ManipulatorSystem, AlikeManipulatorsRefer)
    system.findAndConvertToReferences();
    EXPECT_EQ(wordsOf(system), "a:2 b>a c:3 d>a e>c f>a");
    EXPECT_EQ(system.jointDof(), 14u);
+
+   // One that others refer to stays a model, whatever it says of itself; a chain leads to its end.
+   const std::pair<const char*, std::vector<ZqU32>> cases[] = {
+      {"a:2 b:2 r>b", {2, 2, 2}},
+      {"a:3 b>a c>b d>c", {3, 3, 3, 3}},
+      {"a:1 b>c c>b d>gone", {1, 0, 0, 0}}};
+   for (const auto& [words, dof] : cases)
+   {
+      SCOPED_TRACE(words);
+      System kept(words);
+      kept.findAndConvertToReferences();
+      EXPECT_EQ(wordsOf(kept), words);
+      const zqTest::LogCapture log;
+      ZqManipulatorSystem back;
+      ASSERT_TRUE(Zq::fromXml(back, zqTest::written(kept)));
+      for (ZqU32 i = 0; i < dof.size(); ++i)
+      {
+         EXPECT_EQ(kept.jointDof(i), dof[i]);
+         EXPECT_EQ(back.jointDof(i), dof[i]);
+      }
+      EXPECT_EQ(log.size(), words == cases[2].first ? 3U : 0U);
+   }
 }
 
 TEST(ManipulatorSystem, ExclusionsFollowTheManipulators)

@@ -205,7 +205,9 @@ TEST(StatedSystem, OldDocumentsAreTakenOver)
    const ZqStatedSystem stated = scene();
    ZqOldManipulatorAttachmentMap attachments;
    attachments.attachManipulator(1, 0, "label1", {ZqVector(1.0, 2.0, 3.0)});
-   attachments.attachManipulator(9, 0, "label1", {});
+   attachments.attachManipulator(8, 9, "label1", {});
+   attachments.attachManipulator(9, 8, "label1", {}); // a ring
+   attachments.attachManipulator(7, 0, "gone", {});
    ZqManipulatorSystem system = stated.system();
    system.registerComponent(ZqManip::ZqManipulatorAttachmentMapToken, &attachments);
    ZqStatedSystem old;
@@ -216,7 +218,12 @@ TEST(StatedSystem, OldDocumentsAreTakenOver)
    ASSERT_TRUE(Zq::fromXml(back, zqTest::written(old)));
    EXPECT_EQ(back.system(), stated.system());
    EXPECT_EQ(back.state(), stated.state());
-   EXPECT_EQ(log.text(), "ZqStatedSystem::read(): there is no manipulator 9 to attach.\n\n");
+   EXPECT_EQ(log.text(),
+             "ZqStatedSystem::read(): manipulator 0 has no link \"gone\" to attach manipulator 7 "
+             "to.\n\n"
+             "ZqStatedSystem::read(): manipulator 9 cannot be attached to manipulator 8.\n\n"
+             "ZqStatedSystem::read(): there is no manipulator 7 to attach.\n\n"
+             "ZqStatedSystem::read(): there is no manipulator 9 to attach.\n\n");
    const auto* node = back.configuration().attachmentMap().findNode(1);
    ASSERT_NE(node, nullptr);
    EXPECT_EQ(node->linkLabel(), "label1");

@@ -36,6 +36,8 @@ public:
    virtual void setSystemCollisionExclusionMap(const SystemMaps& maps) { m_systemMaps = maps; }
    virtual const SelfCollisionMaps& selfCollision() const { return m_selfCollision; }
    virtual void setSelfCollision(const SelfCollisionMaps& maps) { m_selfCollision = maps; }
+   /// Maps and tables follow manipulators and links, and go with them.
+   void apply(const ZqModelEdit& edit);
 
 private:
    SystemMaps m_systemMaps;

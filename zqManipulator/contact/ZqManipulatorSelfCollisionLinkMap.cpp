@@ -1,6 +1,7 @@
 #include "zqManipulator/contact/ZqManipulatorSelfCollisionLinkMap.h"
 
 #include "zqManipulator/kinematics/ZqIndividualManipulator.h"
+#include "zqManipulator/tools/ZqModelEdit.h"
 
 #include <algorithm>
 
@@ -99,4 +100,45 @@ bool ZqManipulatorSelfCollisionLinkMap::linkHasExclusionCandidate(const ZqString
          return true;
    }
    return false;
+}
+
+void ZqManipulatorSelfCollisionLinkMap::addLink(const ZqString& label)
+{
+   auto& rows = mapContainer();
+   const auto own = rows.try_emplace(label).first;
+   auto& pairs = own->second.mapContainer();
+   for (auto row = rows.begin(); row != own; ++row)
+      pairs.insert_or_assign(pairs.end(), row->first, false);
+   for (auto row = own; row != rows.end(); ++row)
+      row->second.mapContainer().insert_or_assign(label, false);
+}
+
+void ZqManipulatorSelfCollisionLinkMap::apply(const ZqLinkEdit& edit)
+{
+   struct Pair
+   {
+      ZqString greater;
+      ZqString lesser;
+      bool isCandidate;
+   };
+   // All that is named by an old label comes out before anything goes in by a new one.
+   std::vector<Pair> moving;
+   auto& rows = mapContainer();
+   for (const auto& change : edit.changedLabels())
+   {
+      const ZqString& label = change.first;
+      if (auto row = rows.extract(label))
+         for (const auto& [lesser, isCandidate] : row.mapped().mapContainer())
+            moving.push_back({label, lesser, isCandidate});
+      for (auto row = rows.upper_bound(label); row != rows.end(); ++row)
+         if (auto pair = row->second.mapContainer().extract(label))
+            moving.push_back({row->first, label, pair.mapped()});
+   }
+   for (const auto& [greater, lesser, isCandidate] : moving)
+   {
+      const ZqString* first = edit.label(greater);
+      const ZqString* second = edit.label(lesser);
+      if (first != nullptr && second != nullptr)
+         setLinkCollisionCanditateByIdentifier(*first, *second, isCandidate);
+   }
 }

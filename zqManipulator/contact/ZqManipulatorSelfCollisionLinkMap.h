@@ -4,6 +4,7 @@
 #include "zqManipulator/foundation/xml/ZqXmlMapType.h"
 
 class ZqIndividualManipulator;
+class ZqLinkEdit;
 
 extern template class ZqXmlMapType<ZqString, ZqXmlMapType<ZqString, bool>>;
 
@@ -40,6 +41,10 @@ public:
    virtual void unsetAllAsCollisionCandidates();
    /// Whether a pair of the table that the link is in, be it with itself, is excluded.
    bool linkHasExclusionCandidate(const ZqString& label) const;
+   /// Excludes a link from all links of the table, and from itself, so that it is in the table.
+   void addLink(const ZqString& label);
+   /// Pairs follow their links, and go with them. Takes time in proportion to the pairs that change.
+   void apply(const ZqLinkEdit& edit);
 };
 
 extern template class ZqXmlMapType<ZqString, bool>;

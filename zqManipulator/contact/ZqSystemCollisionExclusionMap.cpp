@@ -99,6 +99,45 @@ void assignEntries(Map& map, const Map& other)
       map.add(key, members);
 }
 
+bool follow(ZqU32& manipulator, const ZqModelEdit& edit)
+{
+   manipulator = edit.manipulator(manipulator);
+   return manipulator != ZqRenumbering::gone;
+}
+
+bool follow(ZqManipulatorLinkIdentifier& identifier, const ZqModelEdit& edit)
+{
+   return identifier.apply(edit);
+}
+
+/// Pairs of one kind may have changed their order. A set that was empty stays so.
+template <class K, class Set>
+void follow(ZqXmlMapType<K, Set>& map, const ZqModelEdit& edit)
+{
+   ZqXmlMapType<K, Set> fresh;
+   for (const auto& [key, members] : map.mapContainer())
+   {
+      K newKey = key;
+      if (!follow(newKey, edit))
+         continue;
+      if (members.setContainer().empty())
+         fresh.mapContainer()[newKey];
+      for (auto member : members.setContainer())
+      {
+         if (!follow(member, edit) || manipulatorOf(member) == manipulatorOf(newKey))
+            continue;
+         if constexpr (std::same_as<K, decltype(member)>)
+         {
+            const auto& [lesser, greater] = std::minmax(newKey, member);
+            fresh.mapContainer()[lesser].add(greater);
+         }
+         else
+            fresh.mapContainer()[newKey].add(member);
+      }
+   }
+   map = std::move(fresh);
+}
+
 template <class Key, class Member>
 void flatten(const std::map<Key, std::set<Member>>& map,
              std::vector<std::pair<Key, Member>>& entries)
@@ -368,4 +407,11 @@ void ZqSystemCollisionExclusionMap::conditionallyShiftManipulatorIndices(ZqU32 t
    shiftKeysAndMembers(m_manipulatorExclusionMap, threshold, offset);
    shiftKeysAndMembers(m_linkManipulatorExclusionMap, threshold, offset);
    shiftKeysAndMembers(m_linkExclusionMap, threshold, offset);
+}
+
+void ZqSystemCollisionExclusionMap::apply(const ZqModelEdit& edit)
+{
+   follow(m_manipulatorExclusionMap, edit);
+   follow(m_linkManipulatorExclusionMap, edit);
+   follow(m_linkExclusionMap, edit);
 }

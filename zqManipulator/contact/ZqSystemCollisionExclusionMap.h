@@ -127,6 +127,9 @@ public:
    virtual bool mergeWith(const ZqSystemCollisionExclusionMap& other);
    /// Erases what names the manipulator, and moves those behind it up by one.
    virtual void deleteManipulatorAndShift(ZqU32 manipulator);
+   /// Exclusions follow manipulators and links, and go with them; two links that came into one
+   /// manipulator are excluded no longer. `buildMapFromSystem` is to be called after it.
+   void apply(const ZqModelEdit& edit);
 
 protected:
    /// False, and no change of the result, when there is no such manipulator or link.

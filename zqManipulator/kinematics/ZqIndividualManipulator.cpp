@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <mutex>
 #include <string_view>
 #include <utility>
 
@@ -23,20 +24,27 @@ ZqIndividualManipulator::ZqIndividualManipulator()
 ZqIndividualManipulator::ZqIndividualManipulator(const ZqIndividualManipulator& other)
    : ZqXmlClass(other), m_manipulatorLabel(other.m_manipulatorLabel),
      m_coordSysXForm(other.m_coordSysXForm),
-     m_absoluteBoundingSphere(other.m_absoluteBoundingSphere), m_isFixedBase(other.m_isFixedBase),
+     m_absoluteBoundingSphere(other.absoluteBoundingSphere()), m_isFixedBase(other.m_isFixedBase),
      m_optimizeOnLoad(other.m_optimizeOnLoad), m_isControllable(other.m_isControllable),
      m_manipulatorReferenceDescription(other.m_manipulatorReferenceDescription),
      m_stateEqualityConstraints(other.m_stateEqualityConstraints),
      m_stoppingCriteria(other.m_stoppingCriteria), m_displayLinkIndices(other.m_displayLinkIndices),
      m_selfCollisionLinkMap(other.m_selfCollisionLinkMap),
      m_usingManipulatorLabels(other.m_usingManipulatorLabels),
-     m_linkLabelMapping(other.m_linkLabelMapping), m_linkCollisionTest(other.m_linkCollisionTest)
+     m_linkLabelMapping(other.m_linkLabelMapping), m_linkCollisionTest(other.linkCollisionTest()),
+     m_allPairsAreExcluded(other.m_allPairsAreExcluded)
 {
    setParentLink(nullptr);
    ZqIndividualManipulator::mapManipulator();
 }
 
 ZqIndividualManipulator::ZqIndividualManipulator(ZqIndividualManipulator&& other) noexcept
+   : ZqIndividualManipulator(std::move(other), other.mapsAreRight())
+{
+}
+
+ZqIndividualManipulator::ZqIndividualManipulator(ZqIndividualManipulator&& other,
+                                                 bool mapsAreRight) noexcept
    : ZqXmlClass(std::move(other)), m_manipulatorLabel(std::move(other.m_manipulatorLabel)),
      m_coordSysXForm(other.m_coordSysXForm),
      m_absoluteBoundingSphere(other.m_absoluteBoundingSphere), m_isFixedBase(other.m_isFixedBase),
@@ -49,10 +57,11 @@ ZqIndividualManipulator::ZqIndividualManipulator(ZqIndividualManipulator&& other
      m_manipulatorIndex(other.m_manipulatorIndex),
      m_usingManipulatorLabels(std::move(other.m_usingManipulatorLabels)),
      m_linkLabelMapping(std::move(other.m_linkLabelMapping)),
-     m_linkCollisionTest(std::move(other.m_linkCollisionTest))
+     m_linkCollisionTest(std::move(other.m_linkCollisionTest)),
+     m_allPairsAreExcluded(other.m_allPairsAreExcluded)
 {
    setParentLink(nullptr);
-   takeMapsFrom(other);
+   takeMapsFrom(other, mapsAreRight);
 }
 
 ZqIndividualManipulator& ZqIndividualManipulator::operator=(const ZqIndividualManipulator& other)
@@ -67,6 +76,7 @@ ZqIndividualManipulator::operator=(ZqIndividualManipulator&& other) noexcept
 {
    if (this == &other)
       return *this;
+   const bool mapsAreRight = other.mapsAreRight();
    ZqXmlClass::operator=(std::move(other));
    m_manipulatorLabel = std::move(other.m_manipulatorLabel);
    m_coordSysXForm = other.m_coordSysXForm;
@@ -82,13 +92,21 @@ ZqIndividualManipulator::operator=(ZqIndividualManipulator&& other) noexcept
    m_usingManipulatorLabels = std::move(other.m_usingManipulatorLabels);
    m_linkLabelMapping = std::move(other.m_linkLabelMapping);
    m_linkCollisionTest = std::move(other.m_linkCollisionTest);
-   takeMapsFrom(other);
+   m_allPairsAreExcluded = other.m_allPairsAreExcluded;
+   takeMapsFrom(other, mapsAreRight);
    return *this;
 }
 
-void ZqIndividualManipulator::takeMapsFrom(ZqIndividualManipulator& other) noexcept
+void ZqIndividualManipulator::takeMapsFrom(ZqIndividualManipulator& other,
+                                           bool mapsAreRight) noexcept
 {
    m_concreteReference = this;
+   m_staleness = mapsAreRight ? 0 : TreeChanged;
+   if (!mapsAreRight)
+   {
+      other.m_linkPointerVector.clear();
+      other.m_linkPointerMap.clear();
+   }
    m_linkPointerVector = std::move(other.m_linkPointerVector);
    m_linkPointerMap = std::move(other.m_linkPointerMap);
    other.m_linkPointerVector.clear();
@@ -120,7 +138,7 @@ bool ZqIndividualManipulator::equalForReferencing(const ZqIndividualManipulator&
 {
    return ZqManipulatorLink::equalForReferencing(other) &&
           m_coordSysXForm == other.m_coordSysXForm &&
-          m_absoluteBoundingSphere == other.m_absoluteBoundingSphere &&
+          absoluteBoundingSphere() == other.absoluteBoundingSphere() &&
           m_isFixedBase == other.m_isFixedBase && m_optimizeOnLoad == other.m_optimizeOnLoad &&
           m_manipulatorReferenceDescription == other.m_manipulatorReferenceDescription &&
           m_stateEqualityConstraints == other.m_stateEqualityConstraints &&
@@ -134,6 +152,7 @@ bool ZqIndividualManipulator::read(ZqXmlReader& reader)
    const bool succeeded = ZqXmlClass::read(reader);
    if (m_manipulatorLabel.empty())
       m_manipulatorLabel = linkLabel();
+   m_allPairsAreExcluded = false;
    mapManipulator();
    fitAbsoluteBoundingSphere();
    mapLinkCollisionCandidates();
@@ -168,8 +187,21 @@ void ZqIndividualManipulator::setFromLink(const ZqManipulatorLink& link)
    mapManipulator();
 }
 
+// Maps of links
+
 bool ZqIndividualManipulator::mapManipulator()
 {
+   const bool mapped = numberLinks();
+   if (!mapsAreRight())
+      fillCollisionTest();
+   m_staleness.store(0, std::memory_order_release);
+   return mapped;
+}
+
+bool ZqIndividualManipulator::numberLinks()
+{
+   if (m_record != nullptr)
+      followUnknownChange();
    m_linkPointerVector.clear();
    m_linkPointerMap.clear();
    return mapManipulator(m_linkPointerVector, m_linkPointerMap);
@@ -185,28 +217,171 @@ bool ZqIndividualManipulator::mapManipulator(LinkPointerVector& links, LinkPoint
       return true;
    }
    bool mapped = true;
-   for (ZqManipulatorLink& child : ZqManipulatorLink::childLinks())
+   for (ZqManipulatorLink& child : m_childLinks)
+   {
+      child.setParentLink(this);
+      child.setManipulatorPointer(this);
       mapped = child.mapLinks(links, labelToLink) && mapped;
+   }
    setLinkReferences(labelToLink);
-   for (ZqManipulatorLink* link : links)
-      link->setManipulatorPointer(this);
    return mapped;
 }
 
-/// What every change of the tree entails.
-void ZqIndividualManipulator::afterChangeOfTree()
+namespace
 {
+/// One for all manipulators: maps become stale so rarely that nobody waits.
+constinit std::mutex mapsLock;
+} // namespace
+
+/// Any of several threads that ask at once may come here; the others wait, and find it done.
+void ZqIndividualManipulator::rebuildMaps()
+{
+   const std::scoped_lock lock(mapsLock);
+   const std::uint8_t staleness = m_staleness;
+   const bool treeMayHaveChanged =
+      (staleness & TreeChanged) != 0 || ((staleness & ChildrenLent) != 0 && lentChildrenChanged());
+   if (treeMayHaveChanged || (staleness & LabelChanged) != 0)
+   {
+      numberLinks();
+      fillCollisionTest();
+   }
+   if (treeMayHaveChanged)
+      ZqIndividualManipulator::fitAbsoluteBoundingSphere();
+   m_staleness.store(0, std::memory_order_release);
+}
+
+// What the links tell of their changes
+
+void ZqManipulatorLink::treeChanges() noexcept
+{
+   if (m_manipulator != nullptr)
+      m_manipulator->m_staleness |= ZqIndividualManipulator::TreeChanged;
+}
+
+void ZqManipulatorLink::labelChanges() noexcept
+{
+   if (m_manipulator != nullptr)
+      m_manipulator->m_staleness |= ZqIndividualManipulator::LabelChanged;
+}
+
+void ZqManipulatorLink::lendChildren()
+{
+   m_manipulator->childrenAreLent(*this);
+}
+
+/// Only one loan is watched: with a second one, the tree counts as changed.
+void ZqIndividualManipulator::childrenAreLent(const ZqManipulatorLink& lender)
+{
+   if ((m_staleness & ChildrenLent) == 0)
+   {
+      m_lender = &lender;
+      m_firstLent = lender.m_childLinks.vectorContainer().data();
+      m_lentCount = lender.m_childLinks.size();
+      m_staleness |= ChildrenLent;
+   }
+   else if (m_lender != &lender)
+      m_staleness |= TreeChanged;
+}
+
+/// Links that took the place of others have told so themselves.
+bool ZqIndividualManipulator::lentChildrenChanged() const
+{
+   const auto& children = m_lender->m_childLinks.vectorContainer();
+   return children.data() != m_firstLent || children.size() != m_lentCount;
+}
+
+// Edits
+
+ZqLinkEdit::Labels ZqIndividualManipulator::linkLabels() const
+{
+   ZqLinkEdit::Labels labels;
+   const auto append = [&](const auto& self, const ChildLinks& links) -> void
+   {
+      for (const ZqManipulatorLink& link : links)
+      {
+         labels.push_back(link.linkLabel());
+         self(self, link.m_childLinks);
+      }
+   };
+   append(append, m_childLinks);
+   labels.push_back(linkLabel());
+   return labels;
+}
+
+void ZqIndividualManipulator::keepRecord(Record* record)
+{
+   bringMapsUpToDate();
+   // What was assigned as a whole holds what is right for it.
+   if (m_record != nullptr)
+      m_record->edit = m_record->edit.then(ZqLinkEdit::matched(m_record->labels, linkLabels()));
+   m_record = record;
+   if (record != nullptr)
+      *record = {ZqLinkEdit(), linkLabels()};
+}
+
+void ZqIndividualManipulator::apply(const ZqLinkEdit& edit)
+{
+   if (edit.hasLabels())
+   {
+      ZqManipulatorLink::apply(edit);
+      m_selfCollisionLinkMap.apply(edit);
+      m_linkLabelMapping.apply(edit);
+      m_stoppingCriteria.apply(edit);
+   }
+   if (!edit.isIdentity())
+      m_stateEqualityConstraints.apply(edit);
+   for (ZqU32& index : m_displayLinkIndices)
+      index = edit.index(index);
+   std::erase(m_displayLinkIndices.vectorContainer(), ZqNoLinkIndex);
+
+   if (m_record != nullptr)
+   {
+      m_record->edit = m_record->edit.then(edit);
+      m_record->labels = linkLabels();
+   }
+}
+
+/// The links may have got labels by themselves, or others may stand in the tree.
+void ZqIndividualManipulator::followUnknownChange()
+{
+   const ZqLinkEdit::Labels labels = linkLabels();
+   if (labels == m_record->labels)
+      return;
+   apply(m_staleness == LabelChanged ? ZqLinkEdit::relabelled(m_record->labels, labels)
+                                     : ZqLinkEdit::matched(m_record->labels, labels));
+}
+
+/// What every change of the tree entails.
+void ZqIndividualManipulator::afterChangeOfTree(const ZqLinkEdit& edit)
+{
+   // The tree of a reference is not the one that its labels and indices are of.
+   if (!isReference())
+      apply(edit);
    mapManipulator();
    buildSelfCollisionLinkMap();
    fitAbsoluteBoundingSphere();
 }
 
-/// The links may be those of the concrete reference.
-void ZqIndividualManipulator::afterChangeOfLabels()
+/// Labels change at once, whatever order they are set in, and those of the concrete reference too.
+template <class Operation>
+void ZqIndividualManipulator::relabel(const Operation& operation)
 {
+   ZqIndividualManipulator& model = *m_concreteReference;
+   model.bringMapsUpToDate();
+   ZqLinkEdit::Labels before = model.linkLabels();
+   const ZqString ownBefore = linkLabel();
+   m_labelsChangeTogether = model.m_labelsChangeTogether = true;
+   operation();
+   m_labelsChangeTogether = model.m_labelsChangeTogether = false;
+   ZqLinkEdit::Labels after = model.linkLabels();
+   model.apply(ZqLinkEdit::relabelled(before, after));
+   model.mapManipulator();
+   if (this == &model)
+      return;
+   before.push_back(ownBefore);
+   after.push_back(linkLabel());
+   apply(ZqLinkEdit::relabelled(before, after));
    mapManipulator();
-   if (m_concreteReference != this)
-      m_concreteReference->mapManipulator();
 }
 
 void ZqIndividualManipulator::copyAllButChildLinksFrom(const ZqManipulatorLink& other)
@@ -217,26 +392,37 @@ void ZqIndividualManipulator::copyAllButChildLinksFrom(const ZqManipulatorLink& 
 
 void ZqIndividualManipulator::setLinkLabel(const ZqString& label)
 {
-   ZqManipulatorLink::setLinkLabel(label);
-   mapManipulator();
+   if (m_labelsChangeTogether)
+      ZqManipulatorLink::setLinkLabel(label);
+   else
+      relabel([&] { ZqManipulatorLink::setLinkLabel(label); });
 }
 
 void ZqIndividualManipulator::appendToAllLabels(const ZqString& suffix)
 {
-   ZqManipulatorLink::appendToAllLabels(suffix);
-   afterChangeOfLabels();
+   relabel([&] { ZqManipulatorLink::appendToAllLabels(suffix); });
 }
 
 void ZqIndividualManipulator::relabelSubtree(const ZqString& prefix, ZqU32& counter)
 {
-   ZqManipulatorLink::relabelSubtree(prefix, counter);
-   afterChangeOfLabels();
+   relabel([&] { ZqManipulatorLink::relabelSubtree(prefix, counter); });
 }
+
+bool ZqIndividualManipulator::changeLinkLabel(const ZqString& oldLabel, const ZqString& newLabel)
+{
+   ZqManipulatorLink* link = linkByIdentifier(oldLabel);
+   if (link == nullptr || linkByIdentifier(newLabel) != nullptr)
+      return false;
+   relabel([&] { link->setLinkLabel(newLabel); });
+   return true;
+}
+
+// Tree
 
 const ZqManipulatorLink::ChildLinks& ZqIndividualManipulator::childLinks() const
 {
    // Not the virtual operation: two manipulators may refer to each other.
-   return m_concreteReference->ZqManipulatorLink::childLinks();
+   return m_concreteReference->m_childLinks;
 }
 
 ZqManipulatorLink::ChildLinks& ZqIndividualManipulator::childLinks()
@@ -246,36 +432,71 @@ ZqManipulatorLink::ChildLinks& ZqIndividualManipulator::childLinks()
 
 void ZqIndividualManipulator::setChildLinks(const ChildLinks& links)
 {
+   bringMapsUpToDate();
+   const ZqLinkEdit::Labels before = linkLabels();
    ZqManipulatorLink::setChildLinks(links);
+   if (!isReference())
+      apply(ZqLinkEdit::matched(before, linkLabels()));
    mapManipulator();
    fitAbsoluteBoundingSphere();
 }
 
+namespace
+{
+/// The number of links from a link on to the end of its chain of first children, itself included.
+ZqU32 chainLength(const ZqManipulatorLink& link)
+{
+   ZqU32 length = 1;
+   for (const ZqManipulatorLink* next = &link; next->childLinks().size() > 0; ++length)
+      next = &next->childLinks()[0];
+   return length;
+}
+} // namespace
+
+/// Adds links by an operation of the base class, which come to stand from an index on.
+template <class Operation>
+bool ZqIndividualManipulator::insertLinks(ZqU32 at, const Operation& operation)
+{
+   const ZqU32 before = ownLinkCount();
+   if (!operation())
+      return false;
+   afterChangeOfTree(ZqLinkEdit::inserted(at, ownLinkCount() - before));
+   return true;
+}
+
 void ZqIndividualManipulator::addChild(const ZqManipulatorLink& link)
 {
-   ZqManipulatorLink::addChild(link);
-   afterChangeOfTree();
+   bringMapsUpToDate();
+   insertLinks(ownLinkCount(), [&] { return ZqManipulatorLink::addChild(link), true; });
 }
 
 void ZqIndividualManipulator::clearChildLinks()
 {
+   bringMapsUpToDate();
+   const ZqLinkEdit::Labels before = linkLabels();
    ZqManipulatorLink::clearChildLinks();
-   afterChangeOfTree();
+   afterChangeOfTree(ZqLinkEdit::matched(before, linkLabels()));
 }
 
 void ZqIndividualManipulator::addLinkToEndOfChain(const ZqManipulatorLink& link)
 {
-   ZqManipulatorLink::addLinkToEndOfChain(link);
-   afterChangeOfTree();
+   bringMapsUpToDate();
+   ZqU32 levels = 0;
+   if (m_childLinks.size() > 0)
+      levels = chainLength(m_childLinks[0]);
+   insertLinks(levels, [&] { return ZqManipulatorLink::addLinkToEndOfChain(link), true; });
 }
 
 bool ZqIndividualManipulator::addLinkToChildLinkByName(const ZqManipulatorLink& link,
                                                        const ZqString& label)
 {
-   if (!ZqManipulatorLink::addLinkToChildLinkByName(link, label))
-      return false;
-   afterChangeOfTree();
-   return true;
+   bringMapsUpToDate();
+   const auto found = std::find_if(m_linkPointerVector.begin(), m_linkPointerVector.end(),
+                                   [&](const ZqManipulatorLink* candidate)
+                                   { return candidate->linkLabel() == label; });
+   const auto index = static_cast<ZqU32>(found - m_linkPointerVector.begin());
+   const ZqU32 at = found == m_linkPointerVector.end() ? 0 : index + chainLength(**found);
+   return insertLinks(at, [&] { return ZqManipulatorLink::addLinkToChildLinkByName(link, label); });
 }
 
 ZqU32 ZqIndividualManipulator::jointDof() const
@@ -285,11 +506,13 @@ ZqU32 ZqIndividualManipulator::jointDof() const
 
 const ZqManipulatorLink::LinkPointerVector& ZqIndividualManipulator::linkPointerVector() const
 {
+   m_concreteReference->bringMapsUpToDate();
    return m_concreteReference->m_linkPointerVector;
 }
 
 const ZqManipulatorLink::LinkPointerMap& ZqIndividualManipulator::linkPointerMap() const
 {
+   m_concreteReference->bringMapsUpToDate();
    return m_concreteReference->m_linkPointerMap;
 }
 
@@ -331,16 +554,6 @@ ZqU32 ZqIndividualManipulator::linkIndexByIdentifier(const ZqString& label) cons
    return label == linkLabel() ? ZqBaseLinkIndex : ZqNoLinkIndex;
 }
 
-bool ZqIndividualManipulator::changeLinkLabel(const ZqString& oldLabel, const ZqString& newLabel)
-{
-   ZqManipulatorLink* link = linkByIdentifier(oldLabel);
-   if (link == nullptr || linkByIdentifier(newLabel) != nullptr)
-      return false;
-   link->setLinkLabel(newLabel);
-   afterChangeOfLabels();
-   return true;
-}
-
 bool ZqIndividualManipulator::replaceLinkKinematics(const ZqString& label,
                                                     const ZqLinkKinematics& joint)
 {
@@ -370,10 +583,15 @@ void ZqIndividualManipulator::fitAbsoluteBoundingSphere()
 const ZqCoordinateSystemTransformation&
 ZqIndividualManipulator::dhFrameInSystem(ZqManipulatorActivePositionState& activeState) const
 {
+   if (m_concreteReference != this)
+      activeState.setPlacement(m_coordSysXForm);
    ZqLinkPositionState& base = activeState.record(ZqBaseLinkIndex);
    if (!base.locationInSystemValid())
-      base.setLocation(m_coordSysXForm, activeState.positionState().coordSysXForm(), primaryFrame(),
-                       false);
+   {
+      const ZqPositionState& position = activeState.positionState();
+      base.setLocation(position.placement() != nullptr ? *position.placement() : m_coordSysXForm,
+                       position.coordSysXForm(), primaryFrame(), false);
+   }
    return base.dhFrame();
 }
 
@@ -407,14 +625,24 @@ bool ZqIndividualManipulator::configureManipulatorReference(Manipulators& manipu
    bindReference(nullptr);
    if (!isReference())
       return false;
-   const ZqString& label = m_manipulatorReferenceDescription.referencedManipulatorLabel();
-   const auto found = std::find_if(manipulators.begin(), manipulators.end(),
-                                   [&](const ZqIndividualManipulator& other)
-                                   { return other.m_manipulatorLabel == label; });
-   if (found == manipulators.end())
-      return false;
-   bindReference(&*found);
-   return true;
+   // A reference to a reference is one to what that stands for; in a chain without a model at its end,
+   // each is bound to the next.
+   ZqIndividualManipulator* model = this;
+   ZqIndividualManipulator* next = nullptr;
+   for (ZqU32 length = 0; model->isReference() && length <= manipulators.size(); ++length)
+   {
+      const ZqString& label = model->m_manipulatorReferenceDescription.referencedManipulatorLabel();
+      const auto found = std::find_if(manipulators.begin(), manipulators.end(),
+                                      [&](const ZqIndividualManipulator& other)
+                                      { return other.m_manipulatorLabel == label; });
+      if (found == manipulators.end())
+         break;
+      model = &*found;
+      if (next == nullptr)
+         next = model;
+   }
+   bindReference(model->isReference() ? next : model);
+   return next != nullptr;
 }
 
 void ZqIndividualManipulator::bindReference(ZqIndividualManipulator* model)
@@ -431,6 +659,7 @@ bool ZqIndividualManipulator::findAndConvertToReferences()
 {
    if (isReference())
       return true;
+   bringMapsUpToDate();
    useReferencesWherePossible(m_linkPointerVector);
    // A copy has its links side by side, and binds the references.
    *this = ZqIndividualManipulator(*this);
@@ -441,7 +670,7 @@ bool ZqIndividualManipulator::aboutToModifyLink(const ZqString& label)
 {
    if (linkByIdentifier(label) == nullptr)
       return false;
-   for (ZqManipulatorLink* link : m_concreteReference->m_linkPointerVector)
+   for (ZqManipulatorLink* link : linkPointerVector())
    {
       ZqLinkReferenceDescription description = link->linkReferenceDescription();
       if (description.isShapeReferenced() && description.referencedLinkLabel() == label)
@@ -457,21 +686,39 @@ bool ZqIndividualManipulator::aboutToModifyLink(const ZqString& label)
 
 void ZqIndividualManipulator::buildSelfCollisionLinkMap()
 {
-   m_selfCollisionLinkMap.buildMapFromSystem(*this);
+   if (m_allPairsAreExcluded)
+   {
+      // Only links that are new are missing.
+      for (const ZqString& label : m_concreteReference->linkLabels())
+         if (!m_selfCollisionLinkMap.mapContainer().contains(label))
+            m_selfCollisionLinkMap.addLink(label);
+   }
+   else
+      m_selfCollisionLinkMap.buildMapFromSystem(*this);
+   m_allPairsAreExcluded = true;
    mapLinkCollisionCandidates();
 }
 
 void ZqIndividualManipulator::setSelfCollisionLinkMap(const ZqManipulatorSelfCollisionLinkMap& map)
 {
    m_selfCollisionLinkMap = map;
+   m_allPairsAreExcluded = false;
    mapLinkCollisionCandidates();
 }
 
 void ZqIndividualManipulator::mapLinkCollisionCandidates()
 {
-   const LinkPointerVector& links = linkPointerVector();
-   const ZqU32 base = jointDof();
+   m_concreteReference->bringMapsUpToDate();
+   fillCollisionTest();
+}
+
+void ZqIndividualManipulator::fillCollisionTest()
+{
+   const LinkPointerVector& links = m_concreteReference->m_linkPointerVector;
+   const auto base = static_cast<ZqU32>(links.size());
    m_linkCollisionTest.resize(base + 1);
+   if (m_allPairsAreExcluded)
+      return;
 
    // An entry whose outer label is the lesser is one that no lookup finds.
    const auto forEachPair = [this](auto&& act)
@@ -507,7 +754,7 @@ void ZqIndividualManipulator::mapLinkCollisionCandidates()
 
 bool ZqIndividualManipulator::canCollide(ZqU32 first, ZqU32 second) const
 {
-   const ZqU32 rows = m_linkCollisionTest.size();
+   const ZqU32 rows = linkCollisionTest().size();
    if (first == ZqBaseLinkIndex)
       first = rows - 1;
    if (second == ZqBaseLinkIndex)

@@ -8,7 +8,9 @@
 #include "zqManipulator/simulation/ZqStateEqualityConstraintVector.h"
 #include "zqManipulator/simulation/ZqStoppingCriterionVector.h"
 #include "zqManipulator/tools/ZqManipulatorLinkLabelMapping.h"
+#include "zqManipulator/tools/ZqModelEdit.h"
 
+#include <atomic>
 #include <set>
 
 class ZqAccelerationState;
@@ -26,6 +28,12 @@ class ZqVelocityState;
 ///
 /// A manipulator may be a reference to another one of its system: then it has no links of its own, and
 /// what is asked of its tree is answered by that one, its concrete reference.
+///
+/// What the manipulator holds by label or index of its links (self collision, springs, dampers,
+/// constraints, stopping criteria, links to display, references between links) follows the links in all
+/// operations of the manipulator that label, add or remove them. An operation of a link below it does
+/// not know what is held; the manipulator then numbers its links anew before it answers, and no more.
+/// A first query after such a change may be one of several at once: it takes a lock.
 class ZqIndividualManipulator : public ZqXmlClass<ZqIndividualManipulator, ZqManipulatorLink>
 {
 public:
@@ -96,7 +104,11 @@ public:
    {
       m_coordSysXForm = frame;
    }
-   virtual const ZqSphere& absoluteBoundingSphere() const { return m_absoluteBoundingSphere; }
+   virtual const ZqSphere& absoluteBoundingSphere() const
+   {
+      bringMapsUpToDate();
+      return m_absoluteBoundingSphere;
+   }
    virtual void setAbsoluteBoundingSphere(const ZqSphere& sphere)
    {
       m_absoluteBoundingSphere = sphere;
@@ -128,7 +140,11 @@ public:
    virtual ZqU32 totalDof() const { return m_isFixedBase ? jointDof() : jointAndBaseDof(); }
    /// @}
 
-   virtual const ZqLinkCollisionTest& linkCollisionTest() const { return m_linkCollisionTest; }
+   virtual const ZqLinkCollisionTest& linkCollisionTest() const
+   {
+      bringMapsUpToDate();
+      return m_linkCollisionTest;
+   }
    /// The lower factor (6 x 6) of the inertia of the whole as one rigid body, in the base's DH frame.
    virtual const ZqReArray&
    crbiSpatialCholeskyDecomposition(ZqManipulatorActiveState& activeState,
@@ -146,7 +162,8 @@ public:
    ZqManipulatorLink* linkByIndex(ZqU32 index);
    /// @}
 
-   /// False when there is no such link, or the new label is taken.
+   /// Labels a link anew, everywhere in the manipulator. False when there is no such link, or the new
+   /// label is taken.
    virtual bool changeLinkLabel(const ZqString& oldLabel, const ZqString& newLabel);
 
    /// \name One step of time by given rates
@@ -183,8 +200,8 @@ public:
    virtual const LinkPointerMap& linkPointerMap() const;
    /// Numbers the links of this manipulator's own tree into a vector and a map, the base into the map.
    virtual bool mapManipulator(LinkPointerVector& links, LinkPointerMap& labelToLink);
-   /// Builds the manipulator's own vector and map. To be called after a change of labels or of the
-   /// tree by way of a link; the operations of the manipulator do so themselves.
+   /// Builds the manipulator's own vector and map. To be called after a change of the tree by a
+   /// reference to children that was kept; of other changes the manipulator knows.
    virtual bool mapManipulator();
    virtual void setSelfCollisionLinkMap(const ZqManipulatorSelfCollisionLinkMap& map);
    virtual const ZqManipulatorSelfCollisionLinkMap& selfCollisionLinkMap() const
@@ -293,8 +310,9 @@ public:
    const std::set<ZqString>& usingManipulatorLabels() const { return m_usingManipulatorLabels; }
    void setManipulatorIndex(ZqU32 index) { m_manipulatorIndex = index; }
    /// Has the state's base be that of this manipulator for the queries of its links, too. Those of a
-   /// reference lead to the base of the concrete reference, which may stand elsewhere: whoever asks a
-   /// link first would get it placed there.
+   /// reference lead to the base of the concrete reference, which may be placed elsewhere. To be called
+   /// before the first query of a link with a position state that a user made; those of a stated system
+   /// know, and so does one with which the reference itself was asked.
    void placeBase(ZqManipulatorActivePositionState& activeState) const
    {
       if (m_concreteReference != this)
@@ -309,12 +327,53 @@ public:
    void bindReference(ZqIndividualManipulator* model);
    /// False when there is no such link.
    bool setChildLinkNamedFrames(ZqU32 index, const NamedFrames& frames);
+   /// The labels of the manipulator's own tree, by link index, and that of the base.
+   ZqLinkEdit::Labels linkLabels() const;
+   /// What the manipulator holds follows its links. For an operation that changes the tree and has the
+   /// record of it, before `mapManipulator`.
+   void apply(const ZqLinkEdit& edit);
+   /// Has a record be kept, until null is given, of all that moves. Links that are changed in other ways
+   /// than by operations of the manipulator are known by their labels, and what the manipulator holds
+   /// follows them, too.
+   struct Record
+   {
+      ZqLinkEdit edit;
+      ZqLinkEdit::Labels labels; ///< as they are now
+   };
+   void keepRecord(Record* record);
 
 private:
-   void afterChangeOfTree();
-   void afterChangeOfLabels();
+   friend class ZqManipulatorLink; // tells of changes
+
+   /// Why the maps may not be right: bits.
+   enum Staleness : std::uint8_t
+   {
+      LabelChanged = 1,
+      ChildrenLent = 2, ///< by one link, to somebody who may have changed them
+      TreeChanged = 4
+   };
+
+   ZqIndividualManipulator(ZqIndividualManipulator&& other, bool mapsAreRight) noexcept;
+   void afterChangeOfTree(const ZqLinkEdit& edit);
+   template <class Operation>
+   void relabel(const Operation& operation);
+   void followUnknownChange();
+   template <class Operation>
+   bool insertLinks(ZqU32 at, const Operation& operation);
+   ZqU32 ownLinkCount() const { return ZqManipulatorLink::subtreeLinkCount() - 1; }
+   bool numberLinks();
+   bool mapsAreRight() const { return m_staleness.load(std::memory_order_acquire) == 0; }
+   void bringMapsUpToDate() const
+   {
+      if (!mapsAreRight())
+         const_cast<ZqIndividualManipulator*>(this)->rebuildMaps();
+   }
+   void rebuildMaps();
+   void fillCollisionTest();
+   bool lentChildrenChanged() const;
+   void childrenAreLent(const ZqManipulatorLink& lender);
    /// Takes the places of this manipulator's links from the links themselves.
-   void takeMapsFrom(ZqIndividualManipulator& other) noexcept;
+   void takeMapsFrom(ZqIndividualManipulator& other, bool mapsAreRight) noexcept;
    bool isReference() const { return m_manipulatorReferenceDescription.isManipulatorReferenced(); }
 
    ZqString m_manipulatorLabel;
@@ -334,6 +393,14 @@ private:
    std::set<ZqString> m_usingManipulatorLabels;
    ZqManipulatorLinkLabelMapping m_linkLabelMapping;
    ZqLinkCollisionTest m_linkCollisionTest;
+   /// The self collision map has all pairs of the links in it, and excludes every one.
+   bool m_allPairsAreExcluded = false;
+   std::atomic<std::uint8_t> m_staleness = 0;
+   const ZqManipulatorLink* m_lender = nullptr;    ///< not owned
+   const ZqManipulatorLink* m_firstLent = nullptr; ///< as it was when it was lent; not owned
+   std::size_t m_lentCount = 0;
+   bool m_labelsChangeTogether = false;
+   Record* m_record = nullptr;                          ///< not owned
    ZqIndividualManipulator* m_concreteReference = this; ///< not owned
    mutable ZqPropagationResultData m_propagationResult; ///< scratch
 };

@@ -3,6 +3,7 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/xml/ZqXmlReader.h"
 #include "zqManipulator/state/ZqManipulatorActivePositionState.h"
+#include "zqManipulator/tools/ZqModelEdit.h"
 
 #include <algorithm>
 #include <utility>
@@ -30,6 +31,7 @@ ZqManipulatorLink::ZqManipulatorLink(const ZqManipulatorLink& other)
    attachParts();
 }
 
+// A manipulator of the other link has lost a link, or the contents of one.
 ZqManipulatorLink::ZqManipulatorLink(ZqManipulatorLink&& other) noexcept
    // The base has nothing to move. NOLINTNEXTLINE(performance-move-constructor-init)
    : ZqXmlClass(other), m_linkIndex(other.m_linkIndex), m_isConstrained(other.m_isConstrained),
@@ -46,6 +48,11 @@ ZqManipulatorLink::ZqManipulatorLink(ZqManipulatorLink&& other) noexcept
      m_damperProperties(std::move(other.m_damperProperties))
 {
    attachParts();
+   if (other.m_manipulator == nullptr)
+      return;
+   other.treeChanges();
+   for (ZqManipulatorLink& child : m_childLinks)
+      child.leaveManipulator();
 }
 
 ZqManipulatorLink& ZqManipulatorLink::operator=(const ZqManipulatorLink& other)
@@ -80,6 +87,7 @@ ZqManipulatorLink& ZqManipulatorLink::operator=(ZqManipulatorLink&& other) noexc
    m_namedFrames = std::move(taken.m_namedFrames);
    m_springProperties = std::move(taken.m_springProperties);
    m_damperProperties = std::move(taken.m_damperProperties);
+   treeChanges();
    m_manipulator = nullptr;
    m_childLinks = std::move(taken.m_childLinks);
    attachParts();
@@ -88,6 +96,7 @@ ZqManipulatorLink& ZqManipulatorLink::operator=(ZqManipulatorLink&& other) noexc
 
 void ZqManipulatorLink::copyAllButChildLinksFrom(const ZqManipulatorLink& other)
 {
+   treeChanges();
    if (this == &other)
    {
       m_childLinks.clear();
@@ -187,6 +196,7 @@ void ZqManipulatorLink::registerComponentsForBase()
 void ZqManipulatorLink::setLinkLabel(const ZqString& label)
 {
    m_linkLabel = label;
+   labelChanges();
 }
 
 void ZqManipulatorLink::appendToAllLabels(const ZqString& suffix)
@@ -236,18 +246,21 @@ void ZqManipulatorLink::setChildLinks(const ChildLinks& links)
 {
    // The links may stand below this one.
    ChildLinks children(links);
+   treeChanges();
    m_childLinks = std::move(children);
    attachParts();
 }
 
 void ZqManipulatorLink::addChild(const ZqManipulatorLink& link)
 {
+   treeChanges();
    m_childLinks.pushBack(link);
    attachParts();
 }
 
 void ZqManipulatorLink::clearChildLinks()
 {
+   treeChanges();
    m_childLinks.clear();
 }
 
@@ -303,7 +316,11 @@ bool ZqManipulatorLink::mapLinks(LinkPointerVector& links, LinkPointerMap& label
                                   m_linkLabel.c_str());
    bool mapped = true;
    for (ZqManipulatorLink& child : m_childLinks)
+   {
+      child.setParentLink(this);
+      child.setManipulatorPointer(m_manipulator);
       mapped = child.mapLinks(links, labelToLink) && mapped;
+   }
    return mapped;
 }
 
@@ -419,4 +436,28 @@ bool ZqManipulatorLink::removeLinkReferences()
    const bool tookOver = m_referenceLink != nullptr;
    m_referenceLink = this;
    return tookOver;
+}
+
+void ZqManipulatorLink::apply(const ZqLinkEdit& edit)
+{
+   m_springProperties.apply(edit);
+   m_damperProperties.apply(edit);
+   if (m_linkReferenceDescription.isShapeReferenced())
+   {
+      ZqString referenced = m_linkReferenceDescription.referencedLinkLabel();
+      if (edit.apply(referenced))
+         m_linkReferenceDescription.setReferencedLinkLabel(referenced);
+      else
+         m_linkReferenceDescription = ZqLinkReferenceDescription();
+   }
+   for (ZqManipulatorLink& child : m_childLinks)
+      child.apply(edit);
+}
+
+/// With all below it.
+void ZqManipulatorLink::leaveManipulator() noexcept
+{
+   m_manipulator = nullptr;
+   for (ZqManipulatorLink& child : m_childLinks)
+      child.leaveManipulator();
 }

@@ -18,6 +18,7 @@
 class ZqArticulatedBodyDynamics;
 class ZqIndividualManipulator;
 class ZqLineSegment;
+class ZqLinkEdit;
 class ZqLinkArticulationState;
 class ZqLinkForceState;
 class ZqLinkMassState;
@@ -39,7 +40,9 @@ class ZqStatedSystemStruct;
 /// The DH frame of a link is that of its joint (`ZqLinkKinematics`), "local" in the names of queries;
 /// masses, points and frames stand in the primary frame, which is fixed in the DH frame.
 ///
-/// Since children are held by value, a pointer to a link lives until its tree changes or moves.
+/// Since children are held by value, a pointer to a link lives until its tree changes or moves. A
+/// manipulator notices when the tree below one of its links changes, and numbers its links anew before
+/// it is next asked for one.
 class ZqManipulatorLink : public ZqXmlClass<ZqManipulatorLink>
 {
 public:
@@ -129,7 +132,15 @@ public:
    /// \name Tree
    /// @{
    virtual const ChildLinks& childLinks() const { return m_childLinks; }
-   virtual ChildLinks& childLinks() { return m_childLinks; }
+   /// For a change that follows at once: the manipulator looks when it is next asked for a link, and
+   /// does not watch the reference any longer. A change by one that was kept wants a call of
+   /// `mapManipulator`.
+   virtual ChildLinks& childLinks()
+   {
+      if (m_manipulator != nullptr)
+         lendChildren();
+      return m_childLinks;
+   }
    virtual void setChildLinks(const ChildLinks& links);
    /// Appends a copy.
    virtual void addChild(const ZqManipulatorLink& link);
@@ -213,8 +224,9 @@ public:
    virtual void setLinkIndex(ZqU32 index) { m_linkIndex = index; }
    /// The number of links in the subtree, this one included.
    virtual ZqU32 subtreeLinkCount() const;
-   /// Numbers the subtree from the size of the vector on, parents before their children, and enters
-   /// each link in the vector and, by its label, in the map. Of links with one label the last is
+   /// Numbers the subtree from the size of the vector on, parents before their children, tells each
+   /// link below this one its parent and its manipulator, and enters each link in the vector and, by
+   /// its label, in the map. Of links with one label the last is
    /// entered, and a message says so.
    virtual bool mapLinks(LinkPointerVector& links, LinkPointerMap& labelToLink);
    /// The DH frame in the system. Computes what is stale of the links from the base to this one, their
@@ -382,6 +394,9 @@ public:
    /// Registers the components that the base of a manipulator has.
    virtual void registerComponentsForBase();
    virtual void updateMassProperties();
+   /// What the subtree holds by label, springs, dampers and references to links, follows the links of
+   /// the manipulator.
+   void apply(const ZqLinkEdit& edit);
 
 protected:
    /// \name What a failed query answers
@@ -415,7 +430,14 @@ protected:
    /// @}
 
 private:
+   friend class ZqIndividualManipulator; // numbers the tree
+
    void attachParts() noexcept;
+   // Tell the manipulator that its maps may not be right any more.
+   void lendChildren();
+   void treeChanges() noexcept;
+   void labelChanges() noexcept;
+   void leaveManipulator() noexcept;
    void takeOldJointActuator();
    const ZqRigidBodyMassProperties&
    withAttachments(const ZqRigidBodyMassProperties& own, const ZqStatedSystemStruct* stateStruct,

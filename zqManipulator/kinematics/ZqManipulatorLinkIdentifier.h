@@ -2,6 +2,9 @@
 
 #include "zqManipulator/foundation/tokens/ZqManipTokens.h"
 #include "zqManipulator/foundation/xml/ZqXmlClass.h"
+#include "zqManipulator/tools/ZqModelEdit.h"
+
+#include <tuple>
 
 /// Names a link across a system, by the index of its manipulator and its label. Ordered by index, then
 /// by label.
@@ -34,6 +37,15 @@ public:
    virtual void setManipulatorId(ZqU32 index) { m_manipulatorId = index; }
    virtual const ZqString& linkId() const { return m_linkId; }
    virtual void setLinkId(const ZqString& label) { m_linkId = label; }
+
+   /// Follows the link. False, with no change, when it is gone.
+   bool apply(const ZqModelEdit& edit)
+   {
+      const auto name = edit.name(m_manipulatorId, m_linkId);
+      if (name)
+         std::tie(m_manipulatorId, m_linkId) = *name;
+      return name.has_value();
+   }
 
 private:
    ZqU32 m_manipulatorId = 0;

@@ -55,6 +55,7 @@ bool ZqManipulatorSystem::read(ZqXmlReader& reader)
    const bool isRead = ZqXmlClass::read(reader);
    mapManipulators();
    attachCollisionExclusionMap();
+   reportUnboundReferences();
    return isRead;
 }
 

@@ -7,7 +7,9 @@
 #include "zqManipulator/simulation/ZqOldManipulatorAttachmentMap.h"
 #include "zqManipulator/tools/ZqLabelPool.h"
 
+#include <functional>
 #include <map>
+#include <optional>
 #include <vector>
 
 class ZqManipulatorSystemState;
@@ -90,6 +92,12 @@ public:
    virtual int deleteManipulator(const ZqString& label);
    /// False when the old label is unknown or the new one is in use.
    virtual bool changeManipulatorLabel(const ZqString& oldLabel, const ZqString& newLabel);
+   /// Has a function change one manipulator, in place, in any way. What the system holds by index or
+   /// label of links follows them, and so does what the manipulator holds itself; a label of the
+   /// manipulator that is in use already is replaced. Answers the record of what moved, for those who
+   /// hold more, such as states; none for an index that does not exist.
+   std::optional<ZqModelEdit>
+   editManipulator(ZqU32 index, const std::function<void(ZqIndividualManipulator&)>& change);
    /// Null for an unknown label.
    virtual const ZqIndividualManipulator* manipulatorByIdentifier(const ZqString& label) const;
    /// Ties labels, indices and references together. Of manipulators with one label the first keeps it,
@@ -165,6 +173,8 @@ private:
    bool findManipulator(const ZqString& label, ZqU32& index) const;
    bool isAboutToModify(ZqU32 index, const char* operation);
    void takeModelOfReferenced(ZqU32 index);
+   ZqIndividualManipulator* modelOf(ZqIndividualManipulator& reference);
+   void reportUnboundReferences() const;
    void labelNewManipulator(ZqU32 index);
    void attachCollisionExclusionMap() { m_collisionExclusionMap.buildMapFromSystem(*this); }
 

@@ -49,3 +49,10 @@ void ZqManipulatorSystemConfiguration::deleteManipulatorAndShift(ZqU32 index)
    m_collisionExclusionMapForCA.deleteManipulatorAndShift(index);
    m_attachmentMap.deleteManipulatorAndShift(index);
 }
+
+void ZqManipulatorSystemConfiguration::apply(const ZqModelEdit& edit)
+{
+   m_collisionExclusionMap.apply(edit);
+   m_collisionExclusionMapForCA.apply(edit);
+   m_attachmentMap.apply(edit);
+}

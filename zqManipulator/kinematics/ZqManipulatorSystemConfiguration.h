@@ -59,6 +59,8 @@ public:
    virtual void setManipulatorSystem(const ZqManipulatorSystem* system);
    /// Removes what is said of a manipulator and closes the gap in the indices.
    virtual void deleteManipulatorAndShift(ZqU32 index);
+   /// All follow manipulators and links. The exclusions are to be compiled again.
+   void apply(const ZqModelEdit& edit);
 
 private:
    ZqManipulatorAttachmentMap m_attachmentMap;

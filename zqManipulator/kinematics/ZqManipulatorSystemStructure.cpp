@@ -99,13 +99,33 @@ void ZqManipulatorSystem::mapManipulators()
    for (ZqU32 i = 0; i < count; ++i)
       m_manipulators[i].setManipulatorIndex(i);
    for (ZqIndividualManipulator& manipulator : m_manipulators)
+      manipulator.bindReference(isReference(manipulator) ? modelOf(manipulator) : nullptr);
+}
+
+/// The model at the end of the chain of references that starts at a manipulator; null when a label of
+/// the chain is not there, or the chain is a ring.
+ZqIndividualManipulator* ZqManipulatorSystem::modelOf(ZqIndividualManipulator& reference)
+{
+   ZqIndividualManipulator* manipulator = &reference;
+   for (ZqU32 length = 0; isReference(*manipulator); ++length)
    {
-      ZqU32 place = count;
-      const bool isBound = isReference(manipulator) &&
-                           m_labelPool.indexOfUsingLabel(referencedLabel(manipulator), place) &&
-                           m_manipulators[place].manipulatorLabel() == referencedLabel(manipulator);
-      manipulator.bindReference(isBound ? &m_manipulators[place] : nullptr);
+      ZqU32 place = 0;
+      if (length > numberOfManipulators() || !findManipulator(referencedLabel(*manipulator), place))
+         return nullptr;
+      manipulator = &m_manipulators[place];
    }
+   return manipulator;
+}
+
+void ZqManipulatorSystem::reportUnboundReferences() const
+{
+   for (const ZqIndividualManipulator& manipulator : m_manipulators)
+      if (isReference(manipulator) && &manipulator.concreteReference() == &manipulator)
+         Zq::Print::instance().write(
+            Zq::Rejected,
+            "ZqManipulatorSystem::read(): manipulator \"%s\" refers to \"%s\", "
+            "which leads to no model.\n",
+            manipulator.manipulatorLabel().c_str(), referencedLabel(manipulator).c_str());
 }
 
 bool ZqManipulatorSystem::changeManipulatorLabelWithoutCheckingUniqueness(ZqU32 index,
@@ -225,6 +245,27 @@ bool ZqManipulatorSystem::exchangeManipulator(ZqU32 index,
    return true;
 }
 
+std::optional<ZqModelEdit>
+ZqManipulatorSystem::editManipulator(ZqU32 index,
+                                     const std::function<void(ZqIndividualManipulator&)>& change)
+{
+   if (!isAboutToModify(index, "editManipulator"))
+      return std::nullopt;
+   ZqIndividualManipulator::Record record;
+   ZqIndividualManipulator& manipulator = m_manipulators[index];
+   manipulator.keepRecord(&record);
+   change(manipulator);
+   manipulator.keepRecord(nullptr);
+
+   ZqModelEdit edit;
+   edit.setLinks(index, record.edit);
+   m_collisionExclusionMap.apply(edit);
+   m_manipulatorAttachmentMap.apply(edit);
+   mapManipulators();
+   attachCollisionExclusionMap();
+   return edit;
+}
+
 bool ZqManipulatorSystem::deleteManipulator(ZqU32 index)
 {
    if (index >= numberOfManipulators())
@@ -233,6 +274,9 @@ bool ZqManipulatorSystem::deleteManipulator(ZqU32 index)
       return true;
    m_manipulators.erase(index);
    m_collisionExclusionMap.deleteManipulatorAndShift(index);
+   ZqModelEdit edit;
+   edit.setManipulators(ZqRenumbering::removed(index, 1));
+   m_manipulatorAttachmentMap.apply(edit);
    mapManipulators();
    attachCollisionExclusionMap();
    return true;
@@ -357,12 +401,12 @@ void ZqManipulatorSystem::takeModelOfReferenced(ZqU32 index)
 bool ZqManipulatorSystem::findAndConvertToReferences()
 {
    Manipulators manipulators = m_manipulators;
-   // That others refer to a manipulator makes no difference between two models.
+   // What counts is who refers to a manipulator, not what it says of that; and that others do makes no
+   // difference between two models.
    std::vector<bool> isReferencedBy(manipulators.size());
    for (ZqU32 i = 0; i < manipulators.size(); ++i)
    {
-      isReferencedBy[i] =
-         manipulators[i].manipulatorReferenceDescription().isManipulatorReferencedBy();
+      isReferencedBy[i] = m_references.contains(manipulators[i].manipulatorLabel());
       setIsReferencedBy(manipulators[i], false);
    }
    for (ZqU32 i = 1; i < manipulators.size(); ++i)

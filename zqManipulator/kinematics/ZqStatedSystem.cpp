@@ -84,7 +84,10 @@ bool ZqStatedSystem::read(ZqXmlReader& reader)
    ZqManipulatorAttachmentMap& attachments = m_configuration.attachmentMap();
    const ZqOldManipulatorAttachmentMap& oldAttachments = system().manipulatorAttachmentMap();
    if (attachments.baseNodes().size() == 0 && oldAttachments.size() != 0)
+   {
       attachments.convertFromOldFormat(oldAttachments);
+      reportOldAttachments();
+   }
    for (const ZqU32 index : attachments.removeManipulatorsFrom(numberOfManipulators()))
    {
       const ZqString what = "there is no manipulator " + std::to_string(index) + " to attach";
@@ -95,6 +98,29 @@ bool ZqStatedSystem::read(ZqXmlReader& reader)
    }
    attachConfiguration();
    return isRead;
+}
+
+/// Those that did not become attachments, and those to a link that is not there, which carries nothing.
+void ZqStatedSystem::reportOldAttachments() const
+{
+   ZqU32 base = 0;
+   ZqString label;
+   ZqCoordinateSystemTransformation offset;
+   for (const auto& [index, place] : system().manipulatorAttachmentMap().mapContainer())
+   {
+      const ZqManipulatorLinkIdentifier& carrier = place.first();
+      const ZqIndividualManipulator* manipulator = manipulatorByIndex(carrier.manipulatorId());
+      if (!m_configuration.attachmentMap().getDependentManipulatorInfo(index, base, label, offset))
+         Zq::Print::instance().write(Zq::Rejected,
+                                     "ZqStatedSystem::read(): manipulator %u cannot be attached to "
+                                     "manipulator %u.\n",
+                                     index, carrier.manipulatorId());
+      else if (manipulator != nullptr && manipulator->linkByIdentifier(carrier.linkId()) == nullptr)
+         Zq::Print::instance().write(Zq::Rejected,
+                                     "ZqStatedSystem::read(): manipulator %u has no link \"%s\" to "
+                                     "attach manipulator %u to.\n",
+                                     carrier.manipulatorId(), carrier.linkId().c_str(), index);
+   }
 }
 
 /// An old document has the system in a place of its own.
@@ -185,6 +211,19 @@ bool ZqStatedSystem::validateLowLevelDimensions()
       areValid = areValid && positionsFit && velocitiesFit;
    }
    return areValid;
+}
+
+/// The positions of references carry where these are placed.
+void ZqStatedSystem::placeReferences()
+{
+   const auto& manipulators = system().manipulators();
+   auto& positions = m_state.positionStates();
+   for (ZqU32 i = 0; i < std::min(manipulators.size(), positions.size()); ++i)
+   {
+      const ZqIndividualManipulator& manipulator = manipulators[i];
+      const bool isReference = &manipulator.concreteReference() != &manipulator;
+      positions[i].setPlacement(isReference ? &manipulator.coordSysXForm() : nullptr);
+   }
 }
 
 // Sharing of the system
@@ -378,6 +417,56 @@ void ZqStatedSystem::deleteState(ZqU32 index)
    resetReportActiveState();
 }
 
+bool ZqStatedSystem::removeManipulator(ZqU32 index)
+{
+   if (index >= numberOfManipulators() || !systemToModify().deleteManipulator(index))
+      return false;
+   deleteState(index);
+   ZqModelEdit edit;
+   edit.setManipulators(ZqRenumbering::removed(index, 1));
+   m_configuration.apply(edit);
+   attachConfiguration();
+   return true;
+}
+
+bool ZqStatedSystem::editManipulator(ZqU32 index,
+                                     const std::function<void(ZqIndividualManipulator&)>& change)
+{
+   const std::optional<ZqModelEdit> edit = systemToModify().editManipulator(index, change);
+   if (!edit)
+      return false;
+   m_state.apply(*edit);
+   fitJoints(index);
+   m_configuration.apply(*edit);
+   attachConfiguration();
+   if (index < m_propagationResults.size())
+      m_propagationResults[index] = ZqPropagationResultData();
+   // Frames and inertias may differ at an equal state.
+   m_activeState.reset();
+   resetReportActiveState();
+   return true;
+}
+
+/// Gives the state of a manipulator, if there is one, the joints that came behind those it has.
+void ZqStatedSystem::fitJoints(ZqU32 index)
+{
+   const ZqU32 dof = system().jointDof(index);
+   if (index < m_state.positionStates().size())
+      m_state.positionStates()[index].jointPositions().values().resize(dof, 1e-9);
+   if (index < m_state.velocityStates().size())
+      m_state.velocityStates()[index].jointVelocities().values().resize(dof, 0.0);
+}
+
+bool ZqStatedSystem::changeLinkLabel(ZqU32 index, const ZqString& oldLabel,
+                                     const ZqString& newLabel)
+{
+   const ZqIndividualManipulator* manipulator = manipulatorByIndex(index);
+   return manipulator != nullptr && manipulator->linkByIdentifier(oldLabel) != nullptr &&
+          manipulator->linkByIdentifier(newLabel) == nullptr &&
+          editManipulator(index, [&](ZqIndividualManipulator& changed)
+                          { changed.changeLinkLabel(oldLabel, newLabel); });
+}
+
 /// What is kept for reports belongs to a system of another structure.
 void ZqStatedSystem::resetReportActiveState()
 {
@@ -438,7 +527,9 @@ void ZqStatedSystem::setEnvironment(const ZqSystemEnvironment& environment)
 
 bool ZqStatedSystem::findAndConvertToReferences()
 {
-   return systemToModify().findAndConvertToReferences();
+   const bool isConverted = systemToModify().findAndConvertToReferences();
+   placeReferences();
+   return isConverted;
 }
 
 bool ZqStatedSystem::setJointLimit(ZqU32 index, const ZqString& linkLabel, bool upper, ZqReal value)

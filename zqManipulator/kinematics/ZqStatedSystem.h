@@ -85,6 +85,22 @@ public:
    virtual bool deleteManipulator(ZqU32 index);
    /// The index of the manipulator; -1 for an unknown label. The configuration stays as it is.
    virtual int deleteManipulator(const ZqString& label);
+   /// \name Edits after which all is consistent
+   /// What anybody in the stated system holds by index or label follows what moved: state, exclusions,
+   /// attachments with the records of their changes, results that are kept, and what manipulators hold.
+   /// False for an index that does not exist.
+   /// @{
+   /// As `deleteManipulator` by index, but what is attached to what hung on the manipulator stays
+   /// attached to that.
+   bool removeManipulator(ZqU32 index);
+   /// Has a function change one manipulator in any way. New joints start at 1e-9, without a rate.
+   ///
+   ///     scene.editManipulator(0, [](ZqIndividualManipulator& arm)
+   ///                           { arm.linkByIdentifier("wrist")->addChild(tool); });
+   bool editManipulator(ZqU32 index, const std::function<void(ZqIndividualManipulator&)>& change);
+   /// Labels a link anew. False also when there is no such link or the new label is taken.
+   bool changeLinkLabel(ZqU32 index, const ZqString& oldLabel, const ZqString& newLabel);
+   /// @}
    virtual const ZqSystemEnvironment& environment() const;
    virtual void setEnvironment(const ZqSystemEnvironment& environment);
 
@@ -93,7 +109,11 @@ public:
    /// message.
    /// @{
    virtual const ZqManipulatorSystemState& state() const { return m_state; }
-   virtual void setState(const ZqManipulatorSystemState& state) { m_state = state; }
+   virtual void setState(const ZqManipulatorSystemState& state)
+   {
+      m_state = state;
+      placeReferences();
+   }
    virtual void setIndividualPositionState(ZqU32 index, const ZqPositionState& position);
    virtual void
    setIndividualCoordinateSystemTransformation(ZqU32 index,
@@ -104,6 +124,7 @@ public:
    virtual void setPositionStates(const ZqXmlVectorType<ZqPositionState>& states)
    {
       m_state.setPositionStates(states);
+      placeReferences();
    }
    virtual void setVelocityStates(const ZqXmlVectorType<ZqVelocityState>& states)
    {
@@ -237,9 +258,16 @@ protected:
 
 private:
    ZqManipulatorSystem& systemToModify();
-   void attachConfiguration() { m_configuration.setManipulatorSystem(&system()); }
+   void attachConfiguration()
+   {
+      m_configuration.setManipulatorSystem(&system());
+      placeReferences();
+   }
    void takeLegacySystem();
    void deleteState(ZqU32 index);
+   void fitJoints(ZqU32 index);
+   void placeReferences();
+   void reportOldAttachments() const;
    ZqSystemActiveState& activeStateOr(ZqSystemActiveState* activeState) const;
    void resetReportActiveState();
 

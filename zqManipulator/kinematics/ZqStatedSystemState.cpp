@@ -22,8 +22,10 @@ bool hasState(const ZqXmlVectorType<State>& states, ZqU32 index, const char* ope
 
 void ZqStatedSystem::setIndividualPositionState(ZqU32 index, const ZqPositionState& position)
 {
-   if (hasState(m_state.positionStates(), index, "setIndividualState", "position"))
-      m_state.positionStates()[index] = position;
+   if (!hasState(m_state.positionStates(), index, "setIndividualState", "position"))
+      return;
+   m_state.positionStates()[index] = position;
+   placeReferences();
 }
 
 void ZqStatedSystem::setIndividualCoordinateSystemTransformation(

@@ -9,6 +9,7 @@
 
 class ZqAccelerationState;
 class ZqIndividualManipulator;
+class ZqLinkEdit;
 class ZqManipulatorActiveState;
 class ZqVelocityState;
 
@@ -65,6 +66,9 @@ public:
    virtual const ZqReArray& jacobianDerivative(const ZqIndividualManipulator& manipulator,
                                                const ZqPositionState& position,
                                                const ZqVelocityState& velocity) const;
+   /// Follows the links that it speaks of. False when one of them is gone, and the constraint with it.
+   /// A constraint that names no link stays as it is.
+   virtual bool apply(const ZqLinkEdit&) { return true; }
 
    /// Writes the rows of this constraint, from a first row on, into a record that has room for them and
    /// holds zeros there. Position and velocity are those of the active state, whose frames and

@@ -2,6 +2,7 @@
 
 #include "zqManipulator/foundation/xml/ZqXmlClass.h"
 
+class ZqLinkEdit;
 class ZqPropagationResultData;
 class ZqStatedSystem;
 class ZqSystemActiveState;
@@ -19,6 +20,8 @@ public:
    virtual bool stop(ZqSystemActiveState& activeState, const ZqStatedSystem& statedSystem,
                      const ZqReal& time, ZqU32 manipulatorIndex,
                      ZqPropagationResultData& results) const = 0;
+   /// Follows the links that it speaks of. False when one of them is gone, and the criterion with it.
+   virtual bool apply(const ZqLinkEdit&) { return true; }
 
    bool operator==(const ZqBaseStoppingCriterion&) const noexcept { return true; }
 };

@@ -6,6 +6,7 @@
 #include "zqManipulator/kinematics/ZqStatedSystemStruct.h"
 #include "zqManipulator/simulation/ZqPropagationResultData.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
+#include "zqManipulator/tools/ZqModelEdit.h"
 
 template class ZqXmlClass<ZqComPolygonalStoppingCriterion, ZqBaseStoppingCriterion>;
 
@@ -145,4 +146,9 @@ bool ZqComPolygonalStoppingCriterion::stop(ZqSystemActiveState& activeState,
       return false;
    results.registerGenericStoppingCriterion(m_descriptiveText);
    return true;
+}
+
+bool ZqComPolygonalStoppingCriterion::apply(const ZqLinkEdit& edit)
+{
+   return m_referenceLinkLabel.empty() || edit.apply(m_referenceLinkLabel);
 }

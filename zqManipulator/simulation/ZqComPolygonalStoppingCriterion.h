@@ -45,6 +45,7 @@ public:
    bool stop(ZqSystemActiveState& activeState, const ZqStatedSystem& statedSystem,
              const ZqReal& time, ZqU32 manipulatorIndex,
              ZqPropagationResultData& results) const override;
+   bool apply(const ZqLinkEdit& edit) override;
    virtual const ZqXmlVectorVector& polygonVertices() const { return m_polygonVertices; }
    virtual void setPolygonVertices(const ZqXmlVectorVector& vertices);
    virtual const ZqString& referenceLinkLabel() const { return m_referenceLinkLabel; }

@@ -6,6 +6,7 @@
 #include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
 
 class ZqIndividualManipulator;
+class ZqLinkEdit;
 class ZqManipulatorActiveState;
 class ZqVelocityState;
 
@@ -51,6 +52,8 @@ public:
                          const ZqVelocityState& state) const;
    virtual ZqReal torque(const ZqIndividualManipulator& manipulator,
                          const ZqManipulatorActiveState& state) const;
+   /// Follows the links of the associated joints; a joint that is gone is one no longer.
+   void apply(const ZqLinkEdit& edit);
    /// Whether there is no damper.
    bool isEmpty() const
    {

@@ -1,6 +1,7 @@
 #include "zqManipulator/simulation/ZqLinearStateEqualityConstraint.h"
 
 #include "zqManipulator/kinematics/ZqIndividualManipulator.h"
+#include "zqManipulator/tools/ZqModelEdit.h"
 
 #include <algorithm>
 
@@ -49,4 +50,27 @@ const ZqReArray& ZqLinearStateEqualityConstraint::jacobianDerivative(
    const ZqIndividualManipulator& manipulator, const ZqPositionState&, const ZqVelocityState&) const
 {
    return zeroDerivative(doc(), manipulator.totalDof());
+}
+
+bool ZqLinearStateEqualityConstraint::apply(const ZqLinkEdit& edit)
+{
+   const ZqU32 before = doc();
+   for (ZqU32 row = m_jointWeights.size(); row-- > 0;)
+   {
+      std::vector<ZqReal>& weights = m_jointWeights[row].values();
+      bool stays = true;
+      for (ZqU32 i = 0; i < weights.size(); ++i)
+         stays = stays && (weights[i] == 0.0 || edit.index(i) != ZqNoLinkIndex);
+      if (stays)
+      {
+         weights = edit.indices().moved(weights, 0.0);
+         continue;
+      }
+      m_jointWeights.erase(row);
+      if (row < m_baseWeights.size())
+         m_baseWeights.erase(row);
+      if (row < m_weightedSums.size())
+         m_weightedSums.values().erase(m_weightedSums.begin() + row);
+   }
+   return before == 0 || doc() > 0;
 }

@@ -44,6 +44,8 @@ public:
    void addKinematics(const ZqIndividualManipulator& manipulator,
                       ZqManipulatorActiveState& activeState, ZqU32 firstRow,
                       ZqConstraintKinematics& kinematics) const override;
+   /// A sum in which a joint that is gone had weight is no constraint any more.
+   bool apply(const ZqLinkEdit& edit) override;
 
    virtual const Weights& jointWeights() const { return m_jointWeights; }
    virtual void setJointWeights(const Weights& weights) { m_jointWeights = weights; }

@@ -3,6 +3,9 @@
 #include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
 #include "zqManipulator/foundation/tokens/ZqManipTokens.h"
 #include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
+#include "zqManipulator/tools/ZqModelEdit.h"
+
+#include <tuple>
 
 /// The record that a manipulator was attached to a link of another one, or detached.
 class ZqManipulatorAttachmentChange : public ZqXmlClass<ZqManipulatorAttachmentChange>
@@ -45,6 +48,16 @@ public:
    {
       m_manipulatorIndex = manipulatorIndex;
       m_isAttach = false;
+   }
+
+   /// Follows the manipulators and the link. False when one of them is gone, and the change with it.
+   bool apply(const ZqModelEdit& edit)
+   {
+      m_manipulatorIndex = edit.manipulator(m_manipulatorIndex);
+      const auto carrier = edit.name(m_baseManipulatorIndex, m_baseLinkLabel);
+      if (m_isAttach && carrier)
+         std::tie(m_baseManipulatorIndex, m_baseLinkLabel) = *carrier;
+      return m_manipulatorIndex != ZqRenumbering::gone && (!m_isAttach || carrier);
    }
 
    ZqU32 manipulatorIndex() const { return m_manipulatorIndex; }

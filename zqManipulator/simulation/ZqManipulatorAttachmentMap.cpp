@@ -3,6 +3,7 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/xml/ZqXmlReader.h"
 #include "zqManipulator/simulation/ZqOldManipulatorAttachmentMap.h"
+#include "zqManipulator/tools/ZqModelEdit.h"
 
 #include <algorithm>
 #include <unordered_set>
@@ -311,6 +312,9 @@ void ZqManipulatorAttachmentMap::deleteManipulatorAndShift(ZqU32 manipulatorInde
    removeManipulator(manipulatorIndex);
    for (ZqManipulatorAttachmentNode& node : m_baseNodes)
       node.decreaseIndexGreaterThan(manipulatorIndex);
+   ZqModelEdit edit;
+   edit.setManipulators(ZqRenumbering::removed(manipulatorIndex, 1));
+   applyToChanges(edit);
 }
 
 bool ZqManipulatorAttachmentMap::mergeWith(const ZqManipulatorAttachmentMap& other)
@@ -361,4 +365,40 @@ void ZqManipulatorAttachmentMap::record(const ZqManipulatorAttachmentChange& cha
 {
    m_lastAttachmentChange = change;
    m_attachmentChangeVector.pushBack(change);
+}
+
+void ZqManipulatorAttachmentMap::apply(const ZqModelEdit& edit)
+{
+   std::vector<ZqManipulatorAttachmentNode> trees = std::move(m_baseNodes.vectorContainer());
+   m_baseNodes.clear();
+   std::vector<ZqManipulatorAttachmentNode::Moved> moved;
+   std::vector<ZqManipulatorAttachmentNode> roots;
+   for (ZqManipulatorAttachmentNode& tree : trees)
+      if (ZqManipulatorAttachmentNode::apply(edit, tree, roots, moved))
+         roots.push_back(std::move(tree));
+   // What hung on a link that came to another manipulator hangs on that one, as far as a forest allows.
+   m_baseNodes.vectorContainer() = std::move(roots);
+   for (const auto& [host, node] : moved)
+   {
+      if (findNode(host) == nullptr)
+      {
+         ZqManipulatorAttachmentNode base;
+         base.setManipulatorIndex(host);
+         m_baseNodes.pushBack(base);
+      }
+      if (!findNode(host)->addNode(node, true))
+         m_baseNodes.pushBack(node);
+   }
+   std::erase_if(m_baseNodes.vectorContainer(), [](const ZqManipulatorAttachmentNode& node)
+                 { return node.childNodes().size() == 0; });
+   applyToChanges(edit);
+}
+
+void ZqManipulatorAttachmentMap::applyToChanges(const ZqModelEdit& edit)
+{
+   std::erase_if(m_attachmentChangeVector.vectorContainer(),
+                 [&](ZqManipulatorAttachmentChange& change) { return !change.apply(edit); });
+   if (m_lastAttachmentChange != ZqManipulatorAttachmentChange() &&
+       !m_lastAttachmentChange.apply(edit))
+      m_lastAttachmentChange = ZqManipulatorAttachmentChange();
 }

@@ -3,6 +3,7 @@
 #include "zqManipulator/simulation/ZqManipulatorAttachmentChange.h"
 #include "zqManipulator/simulation/ZqManipulatorAttachmentNode.h"
 
+class ZqModelEdit;
 class ZqOldManipulatorAttachmentMap;
 
 /// Which manipulators of a system hang on links of others: a forest, in which a manipulator occurs at
@@ -120,8 +121,12 @@ public:
    /// Removes the manipulators of this index and above, for a system that has not so many, each with all
    /// that hangs on it, and trees of which only the root is left. Returns those at the top of what went.
    std::vector<ZqU32> removeManipulatorsFrom(ZqU32 count);
+   /// Attachments follow manipulators and links, and so do the records of their changes. What hangs on
+   /// something that is gone comes off, and keeps what hangs on it in turn.
+   void apply(const ZqModelEdit& edit);
 
 private:
+   void applyToChanges(const ZqModelEdit& edit);
    void record(const ZqManipulatorAttachmentChange& change);
 
    BaseNodes m_baseNodes;

@@ -2,6 +2,7 @@
 
 #include "zqManipulator/kinematics/ZqIndividualManipulator.h"
 #include "zqManipulator/state/ZqManipulatorActiveState.h"
+#include "zqManipulator/tools/ZqModelEdit.h"
 
 #include <algorithm>
 #include <utility>
@@ -290,4 +291,36 @@ void ZqManipulatorAttachmentNode::removeNodes(
       ++kept;
    }
    list.erase(list.begin() + static_cast<std::ptrdiff_t>(kept), list.end());
+}
+
+bool ZqManipulatorAttachmentNode::apply(const ZqModelEdit& edit, ZqManipulatorAttachmentNode& node,
+                                        std::vector<ZqManipulatorAttachmentNode>& roots,
+                                        std::vector<Moved>& moved)
+{
+   const ZqU32 oldIndex = node.m_manipulatorIndex;
+   const bool isSystem = oldIndex == noManipulator;
+   if (!isSystem)
+      node.m_manipulatorIndex = edit.manipulator(oldIndex);
+   std::vector<ZqManipulatorAttachmentNode> children =
+      std::move(node.m_childNodes.vectorContainer());
+   node.m_childNodes.clear();
+   for (ZqManipulatorAttachmentNode& child : children)
+   {
+      if (!apply(edit, child, roots, moved))
+         continue;
+      const auto carrier = isSystem
+                              ? std::optional(ZqModelEdit::LinkName(oldIndex, child.m_linkLabel))
+                              : edit.name(oldIndex, child.m_linkLabel);
+      child.m_parentNode = nullptr;
+      if (carrier)
+         child.m_linkLabel = carrier->second;
+      if (!carrier)
+         roots.push_back(std::move(child));
+      else if (carrier->first != node.m_manipulatorIndex)
+         moved.push_back({carrier->first, std::move(child)});
+      else
+         node.m_childNodes.vectorContainer().push_back(std::move(child));
+   }
+   node.setParentOfChildren();
+   return isSystem || node.m_manipulatorIndex != noManipulator;
 }

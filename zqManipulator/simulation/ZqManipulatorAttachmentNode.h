@@ -11,6 +11,7 @@
 
 class ZqIndividualManipulator;
 class ZqManipulatorActiveState;
+class ZqModelEdit;
 
 /// A manipulator in a tree of attachments, with what hangs on it by value. A child says to which link
 /// of its parent's manipulator it is attached, and where: the offset is the frame of the child's
@@ -126,6 +127,9 @@ public:
 private:
    friend class ZqManipulatorAttachmentMap;
 
+   /// A node, with what hangs on it, that came to a link of another manipulator, its new host.
+   struct Moved;
+
    void setParentOfChildren() noexcept;
    enum class VelocityRule
    {
@@ -133,6 +137,10 @@ private:
       OfMotions    ///< `calculateBaseMotions`
    };
 
+   /// Has a tree follow the links and manipulators. What comes off it and carries something goes to the
+   /// roots. False when the manipulator of the node itself is gone.
+   static bool apply(const ZqModelEdit& edit, ZqManipulatorAttachmentNode& node,
+                     std::vector<ZqManipulatorAttachmentNode>& roots, std::vector<Moved>& moved);
    /// The velocities may be null.
    bool appendBases(const ZqXmlVectorType<ZqIndividualManipulator>& manipulators,
                     ZqXmlVectorType<ZqManipulatorActiveState>& activeStates,
@@ -152,6 +160,12 @@ private:
    /// One a child, kept for their memory alone.
    mutable std::vector<ZqPositionState> m_scratchPositions;
    mutable std::vector<ZqVelocityState> m_scratchVelocities;
+};
+
+struct ZqManipulatorAttachmentNode::Moved
+{
+   ZqU32 host;
+   ZqManipulatorAttachmentNode node;
 };
 
 extern template class ZqXmlVectorType<ZqManipulatorAttachmentNode>;

@@ -78,3 +78,17 @@ bool ZqOldManipulatorAttachmentMap::removeManipulatorAttachment(ZqU32 manipulato
 {
    return erase(manipulatorIndex);
 }
+
+void ZqOldManipulatorAttachmentMap::apply(const ZqModelEdit& edit)
+{
+   ZqOldManipulatorAttachmentMap applied;
+   for (const auto& [index, place] : mapContainer())
+   {
+      ZqManipulatorLinkIdentifier carrier = place.first();
+      const ZqU32 newIndex = edit.manipulator(index);
+      if (newIndex != ZqRenumbering::gone && carrier.apply(edit))
+         applied.attachManipulator(newIndex, carrier.manipulatorId(), carrier.linkId(),
+                                   place.second());
+   }
+   *this = std::move(applied);
+}

@@ -54,4 +54,6 @@ public:
                                       std::vector<ZqCoordinateSystemTransformation>& offsets) const;
    /// False when the manipulator has no entry.
    bool removeManipulatorAttachment(ZqU32 manipulatorIndex);
+   /// Attachments follow manipulators and links, and go with them.
+   void apply(const ZqModelEdit& edit);
 };

@@ -3,6 +3,7 @@
 #include "zqManipulator/foundation/algebra/ZqRotationMatrix.h"
 #include "zqManipulator/kinematics/ZqIndividualManipulator.h"
 #include "zqManipulator/state/ZqManipulatorActiveState.h"
+#include "zqManipulator/tools/ZqModelEdit.h"
 
 namespace
 {
@@ -187,4 +188,10 @@ void ZqPointPairStateEqualityConstraint::addRelativeMotion(
       kinematics.hasGap[firstRow + i] = true;
       kinematics.bias[firstRow + i][0] = axis.dot(bias);
    }
+}
+
+bool ZqPointPairStateEqualityConstraint::apply(const ZqLinkEdit& edit)
+{
+   const bool firstStays = edit.apply(m_firstLinkLabel);
+   return edit.apply(m_secondLinkLabel) && firstStays;
 }

@@ -3,6 +3,7 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/kinematics/ZqIndividualManipulator.h"
 #include "zqManipulator/state/ZqManipulatorActiveState.h"
+#include "zqManipulator/tools/ZqModelEdit.h"
 
 template class ZqXmlClass<ZqSpringProperties>;
 
@@ -35,4 +36,20 @@ ZqReal ZqSpringProperties::torque(const ZqIndividualManipulator& manipulator,
                                   const ZqManipulatorActiveState& state) const
 {
    return torque(manipulator, state.positionState());
+}
+
+void ZqSpringProperties::apply(const ZqLinkEdit& edit)
+{
+   const auto eraseAt = [](auto& list, ZqU32 i)
+   {
+      if (i < list.size())
+         list.erase(list.begin() + i);
+   };
+   for (ZqU32 i = m_associatedJoints.size(); i-- > 0;)
+      if (!edit.apply(m_associatedJoints[i]))
+      {
+         eraseAt(m_associatedJoints.vectorContainer(), i);
+         eraseAt(m_weightingFactors.values(), i);
+         eraseAt(m_springOffsets.values(), i);
+      }
 }

@@ -1,5 +1,6 @@
 #include "zqManipulator/simulation/ZqStateEqualityConstraintVector.h"
 
+#include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/kinematics/ZqIndividualManipulator.h"
 #include "zqManipulator/simulation/ZqLinearStateEqualityConstraint.h"
 #include "zqManipulator/simulation/ZqPointStateEqualityConstraint.h"
@@ -168,4 +169,20 @@ ZqString ZqStateEqualityConstraintVector::description(ZqU32 constraint) const
    if (constraint < size() && vectorContainer()[constraint] != nullptr)
       text += " (" + vectorContainer()[constraint]->description() + ")";
    return text;
+}
+
+void ZqStateEqualityConstraintVector::apply(const ZqLinkEdit& edit)
+{
+   for (ZqU32 i = size(); i-- > 0;)
+   {
+      ZqBaseStateEqualityConstraint* constraint = vectorContainer()[i];
+      if (constraint == nullptr || constraint->apply(edit))
+         continue;
+      erase(i);
+      Zq::Print::instance().write(
+         Zq::Oddity,
+         "ZqStateEqualityConstraintVector::apply(): constraint %u is removed "
+         "with a link of it.\n",
+         i);
+   }
 }

@@ -3,6 +3,8 @@
 #include "zqManipulator/foundation/xml/ZqXmlVariableVectorType.h"
 #include "zqManipulator/simulation/ZqBaseStateEqualityConstraint.h"
 
+class ZqLinkEdit;
+
 extern template class ZqXmlVariableVectorType<ZqBaseStateEqualityConstraint>;
 
 /// The state equality constraints of a manipulator, which stand one below the other. Places that are
@@ -59,6 +61,9 @@ public:
    ZqU32 constraintOfRow(ZqU32 row) const;
    /// What to call a constraint in a message: its index and its description.
    ZqString description(ZqU32 constraint) const;
+   /// Has each constraint follow the links, and removes, with a message, those that speak of a link that
+   /// is gone.
+   void apply(const ZqLinkEdit& edit);
 
 private:
    mutable ZqUncopied<ZqConstraintKinematics> m_kinematics;

@@ -1,5 +1,6 @@
 #include "zqManipulator/simulation/ZqStoppingCriterionVector.h"
 
+#include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/simulation/ZqComPolygonalStoppingCriterion.h"
 
 template class ZqXmlVariableVectorType<ZqBaseStoppingCriterion>;
@@ -29,4 +30,19 @@ void ZqStoppingCriterionVector::registerComponentCreators()
 {
    registerComponentCreator(ZqComPolygonalStoppingCriterion::classToken(),
                             ZqComPolygonalStoppingCriterion::creator);
+}
+
+void ZqStoppingCriterionVector::apply(const ZqLinkEdit& edit)
+{
+   for (ZqU32 i = size(); i-- > 0;)
+   {
+      ZqBaseStoppingCriterion* criterion = vectorContainer()[i];
+      if (criterion == nullptr || criterion->apply(edit))
+         continue;
+      erase(i);
+      Zq::Print::instance().write(Zq::Oddity,
+                                  "ZqStoppingCriterionVector::apply(): stopping criterion %u is "
+                                  "removed with its reference link.\n",
+                                  i);
+   }
 }

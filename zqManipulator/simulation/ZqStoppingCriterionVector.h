@@ -4,6 +4,8 @@
 #include "zqManipulator/foundation/xml/ZqXmlVariableVectorType.h"
 #include "zqManipulator/simulation/ZqBaseStoppingCriterion.h"
 
+class ZqLinkEdit;
+
 extern template class ZqXmlVariableVectorType<ZqBaseStoppingCriterion>;
 
 /// The stopping criteria of a manipulator, in the order in which they are asked.
@@ -18,5 +20,8 @@ public:
    const ZqToken& token() const override;
    void registerComponentCreators() override;
    static ZqStoppingCriterionVector nullObject() { return {}; }
+   /// Has each criterion follow the links, and removes, with a message, those that speak of a link that
+   /// is gone.
+   void apply(const ZqLinkEdit& edit);
    bool operator==(const ZqStoppingCriterionVector&) const = default;
 };

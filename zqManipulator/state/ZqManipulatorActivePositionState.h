@@ -54,6 +54,15 @@ public:
    }
    virtual void setBasePositionState(const ZqLinkPositionState& state) { m_base = state; }
    virtual void invalidateAll() { invalidateRecords(); }
+   /// Has the base be placed there from now on; when it stood elsewhere, clears all flags.
+   void setPlacement(const ZqCoordinateSystemTransformation& frame)
+   {
+      const ZqCoordinateSystemTransformation* old = m_positionState.placement();
+      if (old != nullptr && *old == frame)
+         return;
+      m_positionState.setPlacement(&frame);
+      invalidateRecords();
+   }
 
 private:
    static void setLocation(ZqLinkPositionState& record,

@@ -51,7 +51,8 @@ bool ZqManipulatorActiveState::read(ZqXmlReader& reader)
 
 bool ZqManipulatorActiveState::setPositionState(const ZqPositionState& state)
 {
-   if (state == m_activePositionState.positionState())
+   if (state == m_activePositionState.positionState() &&
+       state.hasSamePlacement(m_activePositionState.positionState()))
       return false;
    m_activePositionState.setPositionState(state);
    const ZqU32 joints = m_activePositionState.positionState().jointPositions().size();

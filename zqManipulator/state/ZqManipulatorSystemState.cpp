@@ -1,6 +1,7 @@
 #include "zqManipulator/state/ZqManipulatorSystemState.h"
 
 #include "zqManipulator/state/ZqStateValues.h"
+#include "zqManipulator/tools/ZqModelEdit.h"
 
 template class ZqXmlClass<ZqManipulatorSystemState>;
 
@@ -206,4 +207,44 @@ bool ZqManipulatorSystemState::validateLowLevelDimensions()
       isValid = false;
    }
    return isValid;
+}
+
+namespace
+{
+/// The states of manipulators in their new places, and in each the values of the joints that came there.
+template <class State, class Values>
+void follow(ZqXmlVectorType<State>& states, const ZqModelEdit& edit, ZqReal filling,
+            const Values& valuesOf)
+{
+   std::vector<State> result = edit.manipulators().moved(states.vectorContainer(), {});
+   for (State& state : result)
+      valuesOf(state).clear();
+   for (ZqU32 i = 0; i < states.size(); ++i)
+   {
+      const std::vector<ZqReal>& values = valuesOf(states[i]);
+      for (ZqU32 j = 0; j < values.size(); ++j)
+         if (const auto place = edit.place({i, j}); place && place->linkIndex < ZqBaseLinkIndex)
+         {
+            if (result.size() <= place->manipulatorIndex)
+               result.resize(place->manipulatorIndex + std::size_t{1});
+            std::vector<ZqReal>& target = valuesOf(result[place->manipulatorIndex]);
+            if (target.size() <= place->linkIndex)
+               target.resize(place->linkIndex + std::size_t{1}, filling);
+            target[place->linkIndex] = values[j];
+         }
+   }
+   states.vectorContainer() = std::move(result);
+}
+} // namespace
+
+void ZqManipulatorSystemState::apply(const ZqModelEdit& edit)
+{
+   if (edit.isIdentity())
+      return;
+   follow(m_positionStates, edit, 1e-9,
+          [](ZqPositionState& state) -> std::vector<ZqReal>&
+          { return state.jointPositions().values(); });
+   follow(m_velocityStates, edit, 0.0,
+          [](ZqVelocityState& state) -> std::vector<ZqReal>&
+          { return state.jointVelocities().values(); });
 }

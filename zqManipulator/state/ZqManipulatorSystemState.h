@@ -3,6 +3,8 @@
 #include "zqManipulator/state/ZqPositionState.h"
 #include "zqManipulator/state/ZqVelocityState.h"
 
+class ZqModelEdit;
+
 /// Where a whole system is and how fast it moves, at a time in seconds. Element i of both vectors
 /// belongs to manipulator i. Reading a document makes the velocity states fit the position states,
 /// with a message; everything else leaves it to the caller that they fit.
@@ -76,6 +78,9 @@ public:
                                                ZqReal factor);
    /// True when there are as many manipulators, with as many joints each.
    virtual bool checkCompatibleState(const ZqManipulatorSystemState& other) const;
+   /// Frames, positions and rates follow manipulators and joints, and go with them. Joints that came
+   /// between others stand at 1e-9, without a rate; what came behind them is left to the caller.
+   void apply(const ZqModelEdit& edit);
 
 protected:
    /// Makes the number of velocity states that of the position states: null states are added, surplus

@@ -40,3 +40,11 @@ ZqBoolean ZqPositionState::linearInterpolation(const ZqPositionState& first,
    m_coordSysXForm.setToFraction(first.m_coordSysXForm, second.m_coordSysXForm, factor);
    return n1 == n2;
 }
+
+void ZqPositionState::setPlacement(const ZqCoordinateSystemTransformation* frame)
+{
+   if (frame == nullptr)
+      m_placement.frame.reset();
+   else if (!m_placement.frame || *m_placement.frame != *frame)
+      m_placement.frame = std::make_shared<const ZqCoordinateSystemTransformation>(*frame);
+}

@@ -5,8 +5,14 @@
 #include "zqManipulator/foundation/xml/ZqXmlVectorBasicType.h"
 #include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
 
+#include <memory>
+
 /// Where one manipulator is: a position for each joint in the order of the link indices (rad, or m for
 /// a joint that slides), and the frame of the base in the system frame. The base has no joint.
+///
+/// The state of a manipulator whose links are those of another one, to which it is a reference, also
+/// carries where that manipulator is placed, since the links do not know. This is no part of the value:
+/// it is neither compared nor written. A stated system sees to it for the states that it holds.
 class ZqPositionState final : public ZqXmlClass<ZqPositionState>
 {
 public:
@@ -37,6 +43,17 @@ public:
       m_coordSysXForm = frame;
    }
 
+   /// Null for a manipulator with links of its own.
+   const ZqCoordinateSystemTransformation* placement() const { return m_placement.frame.get(); }
+   /// Copies the frame, unless it is null.
+   void setPlacement(const ZqCoordinateSystemTransformation* frame);
+   bool hasSamePlacement(const ZqPositionState& other) const
+   {
+      const auto& a = m_placement.frame;
+      const auto& b = other.m_placement.frame;
+      return a == b || (a && b && *a == *b);
+   }
+
    /// True when there are as many joints and no number differs by more than the tolerance.
    virtual bool approxEq(const ZqPositionState& other, ZqReal tolerance) const;
    /// The binary form of the machine: the frame, the number of joints in 32 bits, each joint. What is
@@ -52,8 +69,15 @@ public:
                                          const ZqPositionState& second, ZqReal factor);
 
 private:
+   struct Placement
+   {
+      std::shared_ptr<const ZqCoordinateSystemTransformation> frame;
+      bool operator==(const Placement&) const { return true; }
+   };
+
    ZqXmlVectorBasicType<ZqReal> m_jointPositions;
    ZqCoordinateSystemTransformation m_coordSysXForm;
+   Placement m_placement;
 };
 
 extern template class ZqXmlVectorType<ZqPositionState>;

@@ -1,5 +1,7 @@
 #include "zqManipulator/tools/ZqManipulatorLinkLabelMapping.h"
 
+#include "zqManipulator/tools/ZqModelEdit.h"
+
 bool ZqManipulatorLinkLabelMapping::insert(const ZqString& newLabel,
                                            const ManipulatorLinkLabel& manipulatorLinkLabel)
 {
@@ -10,4 +12,13 @@ bool ZqManipulatorLinkLabelMapping::insert(const ZqString& newLabel,
    m_newLabelToManipulatorLinkLabel.emplace(newLabel, manipulatorLinkLabel);
    m_manipulatorLinkLabelToNewLabel.emplace(manipulatorLinkLabel, newLabel);
    return true;
+}
+
+void ZqManipulatorLinkLabelMapping::apply(const ZqLinkEdit& edit)
+{
+   ZqManipulatorLinkLabelMapping applied;
+   for (const auto& [label, source] : m_newLabelToManipulatorLinkLabel)
+      if (const ZqString* newLabel = edit.label(label))
+         applied.insert(*newLabel, source);
+   *this = std::move(applied);
 }

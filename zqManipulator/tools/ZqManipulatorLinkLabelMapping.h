@@ -5,6 +5,8 @@
 #include <map>
 #include <utility>
 
+class ZqLinkEdit;
+
 /// A mapping, one to one, between the new label of a link and the labels of the manipulator and the
 /// link that it had before.
 class ZqManipulatorLinkLabelMapping
@@ -15,6 +17,9 @@ public:
 
    /// Adds both directions. False, with nothing changed, if either side is mapped already.
    bool insert(const ZqString& newLabel, const ManipulatorLinkLabel& manipulatorLinkLabel);
+
+   /// Follows the links that have the new labels.
+   void apply(const ZqLinkEdit& edit);
 
    const std::map<ZqString, ManipulatorLinkLabel>& newLabelToManipulatorLinkLabel() const
    {
