@@ -4,14 +4,7 @@
 #include "support/xmlSamples.h"
 #include "zqManipulator/zqManipulator.h"
 
-#include <concepts>
 #include <functional>
-#include <memory>
-#include <stdexcept>
-#include <typeinfo>
-
-// What holds for every persistent class. A new class is a line in one of the lists of
-// tests/persistentObjects, and a sample here.
 
 namespace zqTest
 {
@@ -516,158 +509,10 @@ struct Filler
    }
 };
 
+/// An object of each persistent class.
 template <class T>
 T sample()
 {
    return Filler::filled<T>();
 }
-
-/// Whether an object keeps what it has when a document gives it a map without entries.
-template <class T>
-constexpr bool keepsEntries =
-   std::same_as<T, ZqAttachmentMapState> || std::same_as<T, ZqOldManipulatorAttachmentMap> ||
-   std::same_as<T, ZqManipulatorSelfCollisionLinkMap> ||
-   std::same_as<T, ZqSystemCollisionExclusionMap> || std::same_as<T, ZqCollisionExclusionData> ||
-   std::same_as<T, ZqManipulatorSystem> || std::same_as<T, ZqManipulatorSystemConfiguration> ||
-   std::derived_from<T, ZqManipulatorLink>;
-
-/// What a document may hold that is nearest to the default: a body whose default is invalid reads back
-/// as its null object, and the sphere of a manipulator is fitted.
-template <class T>
-T plain()
-{
-   T object;
-   if constexpr (std::same_as<T, ZqRigidBodyMassProperties>)
-      object = T::nullObject();
-   if constexpr (std::same_as<T, ZqIndividualManipulator>)
-      object.fitAbsoluteBoundingSphere();
-   return object;
-}
-
-template <class T>
-class PersistentObject : public testing::Test
-{
-};
-TYPED_TEST_SUITE_P(PersistentObject);
-
-/// Without those that are no part of the value: what is read only, and a count of what is written.
-inline std::vector<ZqXmlObject*> componentsOf(const ZqXmlObject& object)
-{
-   std::vector<ZqXmlObject*> components;
-   if (const auto* compound = dynamic_cast<const ZqXmlCompoundType*>(&object))
-      for (const auto* map : {&compound->componentMap(), &compound->attributeComponentMap()})
-         for (const auto& [token, component] : *map)
-            if (!compound->isReadOnlyComponent(token) &&
-                token != ZqManip::ZqTotalReadableLinkCountToken)
-               components.push_back(component);
-   return components;
-}
-
-template <class T>
-std::unique_ptr<T> owned(ZqXmlObject* object)
-{
-   std::unique_ptr<T> result(dynamic_cast<T*>(object));
-   if (result == nullptr || typeid(*result) != typeid(T))
-      throw std::logic_error("made an object of another class");
-   return result;
-}
-
-TYPED_TEST_P(PersistentObject, IsMadeAndCopiedAsItself)
-{
-   const TypeParam object = sample<TypeParam>();
-   const TypeParam defaultObject;
-   const auto made = owned<TypeParam>(object.newObject());
-   EXPECT_TRUE(*made == defaultObject);
-   EXPECT_TRUE(made->equalsDefault());
-   EXPECT_FALSE(object.equalsDefault());
-   EXPECT_TRUE(*owned<TypeParam>(TypeParam::creator()) == defaultObject);
-   const auto cloned = owned<TypeParam>(object.clone());
-   EXPECT_TRUE(*cloned == object);
-   EXPECT_EQ(&object.token(), &TypeParam::classToken());
-
-   // Equality through the base asks for the class, and then for the value.
-   EXPECT_TRUE(object.equality(cloned.get()));
-   EXPECT_FALSE(object.equality(&defaultObject));
-   EXPECT_FALSE(object.equality(nullptr));
-   const ZqGeneralMotion motion;
-   const ZqGeneralForce force;
-   for (const ZqXmlObject* other : std::initializer_list<const ZqXmlObject*>{&motion, &force})
-      EXPECT_EQ(defaultObject.equality(other), typeid(*other) == typeid(TypeParam));
-}
-
-TYPED_TEST_P(PersistentObject, EveryComponentCounts)
-{
-   const TypeParam object = sample<TypeParam>();
-   const TypeParam defaultObject;
-   // Maps of equal classes have equal keys, in the same order.
-   const auto filled = componentsOf(object);
-   EXPECT_EQ(filled.empty(), !(std::derived_from<TypeParam, ZqXmlCompoundType>));
-   for (std::size_t i = 0; i < filled.size(); ++i)
-   {
-      SCOPED_TRACE(i);
-      TypeParam changed;
-      ASSERT_TRUE(changed.xmlInit());
-      const auto components = componentsOf(changed);
-      ASSERT_EQ(components.size(), filled.size());
-      EXPECT_FALSE(components[i]->equality(filled[i])); // or the sample would show nothing
-      ASSERT_TRUE(Zq::fromXml(*components[i], written(*filled[i])));
-      EXPECT_TRUE(components[i]->equality(filled[i]));
-      EXPECT_FALSE(changed == defaultObject);
-   }
-}
-
-TYPED_TEST_P(PersistentObject, WriteAndReadIsExact)
-{
-   const TypeParam objects[] = {sample<TypeParam>(), plain<TypeParam>()};
-   for (const TypeParam& object : objects)
-      for (const bool writeDefaults : {true, false})
-      {
-         expectRoundTrip(object, writeDefaults);
-         EXPECT_TRUE(followsSchema(object, written(object, writeDefaults)));
-      }
-   // Into an object of other contents: what is written takes their place.
-   TypeParam over = objects[0];
-   ASSERT_TRUE(Zq::fromXml(over, written(objects[1])));
-   EXPECT_EQ(over == objects[1], !keepsEntries<TypeParam>);
-   EXPECT_LT(written(objects[1], false).size(), written(objects[0], false).size());
-}
-
-TYPED_TEST_P(PersistentObject, CopiesAreIndependent)
-{
-   const TypeParam object = sample<TypeParam>();
-   const auto before = componentsOf(object); // the maps exist before the copies are made
-   TypeParam copied(object);
-   TypeParam assigned;
-   const auto beforeAssignment = componentsOf(assigned);
-   assigned = object;
-   const auto cloned = owned<TypeParam>(object.clone());
-   for (TypeParam* copy : {&copied, &assigned, cloned.get()})
-   {
-      EXPECT_EQ(written(*copy), written(object));
-      const auto components = componentsOf(*copy);
-      for (std::size_t i = 0; i < components.size(); ++i)
-         EXPECT_NE(components[i], before[i]);
-      // Through the components of the copy, into the copy alone.
-      ASSERT_TRUE(Zq::fromXml(*copy, written(plain<TypeParam>())));
-      EXPECT_EQ(*copy == plain<TypeParam>(), !keepsEntries<TypeParam>);
-      EXPECT_TRUE(object == sample<TypeParam>());
-      *copy = object;
-      EXPECT_EQ(componentsOf(*copy), components);
-   }
-   EXPECT_EQ(componentsOf(assigned), beforeAssignment);
-   TypeParam& self = copied;
-   copied = self;
-   EXPECT_TRUE(copied == object);
-}
-
-REGISTER_TYPED_TEST_SUITE_P(PersistentObject, IsMadeAndCopiedAsItself, EveryComponentCounts,
-                            WriteAndReadIsExact, CopiesAreIndependent);
 } // namespace zqTest
-
-/// Runs the tests above for a list of classes.
-#define ZQ_TEST_PERSISTENT_CLASSES(name, ...)                                                      \
-   namespace zqTest                                                                                \
-   {                                                                                               \
-   using name##Classes = testing::Types<__VA_ARGS__>;                                              \
-   INSTANTIATE_TYPED_TEST_SUITE_P(name, PersistentObject, name##Classes);                          \
-   }
