@@ -9,7 +9,7 @@ using zqTest::epsilon;
 using zqTest::nan;
 using zqTest::RandomValues;
 /// Of inertias of a few ten kg within a few m.
-constexpr ZqReal tolerance = 2000.0 * epsilon;
+constexpr ZqReal inertiaTolerance = 2000.0 * epsilon;
 
 /// Of a rigid body, or of no particular form.
 ZqArticulatedBodyInertia randomInertia(RandomValues& random, bool isRigid)
@@ -58,14 +58,14 @@ TEST(ArticulatedInertia, StaysRigidAmongRigidOnes)
          const ZqGeneralForce F = inertia.calculateForce(a);
          ZqReArray M;
          inertia.getArray(M);
-         EXPECT_TRUE(zqTest::product(M, a).approxEq(F, tolerance));
-         EXPECT_TRUE(inertia.calculateForceSparse(a).approxEq(F, tolerance));
+         EXPECT_TRUE(zqTest::product(M, a).approxEq(F, inertiaTolerance));
+         EXPECT_TRUE(inertia.calculateForceSparse(a).approxEq(F, inertiaTolerance));
          ZqArticulatedBodyInertia moved(inertia);
          moved.transformBy2(X);
          ZqArticulatedBodyInertia same(inertia);
          same.transformBy(X);
-         EXPECT_TRUE(same.approxEq(moved, tolerance));
-         EXPECT_TRUE(moved.calculateForce(X * a).approxEq(X * F, tolerance));
+         EXPECT_TRUE(same.approxEq(moved, inertiaTolerance));
+         EXPECT_TRUE(moved.calculateForce(X * a).approxEq(X * F, inertiaTolerance));
          EXPECT_EQ(moved.isRigid(), inertia.isRigid());
       }
 }
@@ -91,7 +91,7 @@ TEST(ArticulatedInertia, SemidefiniteOnesAreSolvedAsByTheGeneralFactor)
       expected.copyFromArray(x);
       ZqArticulatedBodyInertia inertia;
       inertia.setFromArray(M);
-      EXPECT_TRUE(inertia.calculateAcceleration(F).approxEq(expected, tolerance)) << i;
+      EXPECT_TRUE(inertia.calculateAcceleration(F).approxEq(expected, inertiaTolerance)) << i;
    }
    zqTest::LogCapture log;
    ZqArticulatedBodyInertia inertia = randomInertia(random, true);
@@ -117,13 +117,13 @@ TEST(ArticulatedDynamics, JoinedChildFollowsThroughItsJoint)
       ZqArticulatedBodyDynamics reduced = randomDynamics(random);
       reduced.setToTransformedValue(child, s, j, torque);
       EXPECT_FALSE(joined.inertia().isRigid() || reduced.inertia().isRigid());
-      EXPECT_TRUE(joined.approxEq(parent + reduced, tolerance));
+      EXPECT_TRUE(joined.approxEq(parent + reduced, inertiaTolerance));
       ZqArticulatedBodyInertia inertia(parent.inertia());
       inertia.joinWith(child.inertia(), s, j);
       EXPECT_EQ(inertia, joined.inertia());
       // A joint without inertia is rigid, and its torque does nothing.
       reduced.joinWith(child, ZqGeneralMotion(), 0.0, nan);
-      EXPECT_TRUE((reduced - child).approxEq(joined - parent, tolerance));
+      EXPECT_TRUE((reduced - child).approxEq(joined - parent, inertiaTolerance));
       reduced.setToTransformedValue(child, ZqGeneralMotion(), 0.0, nan);
       EXPECT_TRUE(reduced.approxEq(child, 0.0));
 
@@ -133,17 +133,18 @@ TEST(ArticulatedDynamics, JoinedChildFollowsThroughItsJoint)
       const ZqReal qdd = (torque - power(s, child.calculateForce(a))) /
                          (power(s, child.inertia().calculateForce(s)) + j);
       const ZqGeneralForce F = child.calculateForce(a + s * qdd);
-      EXPECT_TRUE((joined - parent).calculateForce(a).approxEq(F, tolerance));
+      EXPECT_TRUE((joined - parent).calculateForce(a).approxEq(F, inertiaTolerance));
       const ZqGeneralMotion back = joined.calculateAcceleration(joined.calculateForce(a));
-      EXPECT_TRUE(back.approxEq(a, 100.0 * tolerance));
+      EXPECT_TRUE(back.approxEq(a, 100.0 * inertiaTolerance));
       const auto X = zqTest::randomFrame(random, random.index(0, 3));
       ZqArticulatedBodyDynamics moved(child);
       moved.transformBy(X);
-      EXPECT_TRUE(moved.calculateForce(X * a).approxEq(X * child.calculateForce(a), 2 * tolerance));
+      EXPECT_TRUE(
+         moved.calculateForce(X * a).approxEq(X * child.calculateForce(a), 2 * inertiaTolerance));
       ZqArticulatedBodyDynamics byParts(child);
       byParts.transformBy(X.orientation());
       byParts.transformBy(X.translation());
-      EXPECT_TRUE(byParts.approxEq(moved, tolerance));
+      EXPECT_TRUE(byParts.approxEq(moved, inertiaTolerance));
    }
 }
 
@@ -165,13 +166,13 @@ TEST(ArticulatedDynamics, JointsHandTheChildToTheParent)
       EXPECT_EQ(container.unitAccelerationTorque(q, child.inertia()), 0.0);
       container.setTopElement(joint);
       EXPECT_NEAR(container.unitAccelerationTorque(q, child.inertia()),
-                  power(s, child.inertia().calculateForce(s)), tolerance);
+                  power(s, child.inertia().calculateForce(s)), inertiaTolerance);
 
       ZqArticulatedBodyDynamics closed(parent);
       ZqArticulatedBodyDynamics general(parent);
       EXPECT_TRUE(container.addChildArbdToParent(closed, child, q, torque, j));
       EXPECT_TRUE(joint.ZqLinkKinematics::addChildArbdToParent(general, child, q, torque, j));
-      EXPECT_TRUE(closed.approxEq(general, 10.0 * tolerance));
+      EXPECT_TRUE(closed.approxEq(general, 10.0 * inertiaTolerance));
 
       // An unknown joint type slides along z.
       ZqDenavitHartenberg unknown;
@@ -181,7 +182,7 @@ TEST(ArticulatedDynamics, JointsHandTheChildToTheParent)
       closed = parent;
       EXPECT_TRUE(unknown.addChildArbdToParent(closed, child, q, torque, j));
       expected.joinWith(child, {{0.0, 0.0, 1.0}, {}}, j, torque);
-      EXPECT_TRUE(closed.approxEq(expected, tolerance));
+      EXPECT_TRUE(closed.approxEq(expected, inertiaTolerance));
    }
 }
 

@@ -12,9 +12,9 @@ using Joint = ZqDenavitHartenberg;
 using Transformation = ZqCoordinateSystemTransformation;
 using zqTest::epsilon;
 using zqTest::nan;
+using zqTest::pi;
 using zqTest::ReferenceFrame;
 
-constexpr ZqReal pi = ZqMath::pi;
 /// A few dozen roundings of numbers up to about four: lengths here are below two.
 constexpr ZqReal tolerance = 60.0 * epsilon;
 

@@ -9,11 +9,11 @@ using Transformation = ZqCoordinateSystemTransformation;
 using zqTest::FrameMotion;
 using zqTest::Jet;
 using zqTest::JetFrame;
+using zqTest::pi;
 using zqTest::Real;
 
-constexpr ZqReal pi = ZqMath::pi;
 /// Of products of a few lengths and rates up to ten.
-constexpr ZqReal tolerance = 1e-13;
+constexpr ZqReal motionTolerance = 1e-13;
 
 /// Compares with a velocity and an acceleration in the axes of the frame.
 void expectMotion(const ZqGeneralMotion& motion, const FrameMotion& frame, const ZqVector& linear,
@@ -34,9 +34,9 @@ TEST(JointMotion, IsTheDerivativeOfTheFrame)
       const ZqReal qdd = random.real(-2.0, 2.0);
       const FrameMotion expected(JetFrame::ofJoint(joint, {q, qd, qdd}));
       const ZqGeneralMotion velocity = joint.calculateVelocity(q, qd);
-      expectMotion(velocity, expected, expected.v, expected.w, tolerance);
+      expectMotion(velocity, expected, expected.v, expected.w, motionTolerance);
       expectMotion(joint.calculateAcceleration(q, qd, qdd), expected, expected.a, expected.alpha,
-                   tolerance);
+                   motionTolerance);
       // On a parent that turns: what it and the joint's own acceleration give to the frame, in its axes.
       const JetFrame parent = JetFrame::rotation(i % 3, {random.real(), 2.0, -1.0});
       const FrameMotion ofParent(parent);
@@ -48,14 +48,15 @@ TEST(JointMotion, IsTheDerivativeOfTheFrame)
       joint.accelerationFromJointVelocity(qd, carried.toLocal(w),
                                           carried.toLocal(swing) + own.linear(),
                                           carried.toLocal(ofParent.alpha) + own.angular(), result);
-      expectMotion(result, carried, carried.a, carried.alpha, 10.0 * tolerance);
+      expectMotion(result, carried, carried.a, carried.alpha, 10.0 * motionTolerance);
       // The power of a force on the unit motion, and so on any velocity.
       ZqGeneralMotion unit;
       joint.getUnitFrameMotion(unit, q);
       EXPECT_EQ(velocity, unit * qd);
       const ZqGeneralForce force = zqTest::randomForce(random);
       EXPECT_NEAR(joint.torqueRequiredToExert(q, force),
-                  force.force().dot(unit.linear()) + force.moment().dot(unit.angular()), tolerance);
+                  force.force().dot(unit.linear()) + force.moment().dot(unit.angular()),
+                  motionTolerance);
    }
 }
 

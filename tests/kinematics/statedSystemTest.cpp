@@ -6,7 +6,7 @@
 
 namespace
 {
-ZqIndividualManipulator labelled(const ZqString& label, ZqU32 links, ZqU32 seed = 7)
+ZqIndividualManipulator randomArm(const ZqString& label, ZqU32 links, ZqU32 seed = 7)
 {
    zqTest::RandomValues random(seed);
    ZqIndividualManipulator manipulator = zqTest::randomManipulator(random, links);
@@ -22,7 +22,7 @@ ZqStatedSystem scene()
    ZqStatedSystem stated;
    for (const ZqU32 links : {2U, 3U})
    {
-      const ZqIndividualManipulator manipulator = labelled(links == 2 ? "a" : "b", links, links);
+      const ZqIndividualManipulator manipulator = randomArm(links == 2 ? "a" : "b", links, links);
       ZqVelocityState velocity;
       velocity.setJointVelocities(random.array(links, 1));
       velocity.setGeneralVelocity(zqTest::randomMotion(random));
@@ -46,7 +46,7 @@ ZqSystemCollisionExclusionMap excluded(ZqU32 a, ZqU32 b)
 TEST(StatedSystem, SharesItsSystemUntilItChanges)
 {
    using Change = std::function<void(ZqStatedSystem&)>;
-   const ZqIndividualManipulator c = labelled("c", 1);
+   const ZqIndividualManipulator c = randomArm("c", 1);
    const ZqDenavitHartenberg joint;
    const Change changes[] = {
       [](ZqStatedSystem& s) { s.setEnvironment({}); },
@@ -97,7 +97,7 @@ TEST(StatedSystem, StatesComeAndGoWithManipulators)
    const auto& velocities = stated.state().velocityStates();
    const ZqReal joint = positions[0].jointPositions()[0];
    // One joint too many is dropped; what fits grows by the start value, in all manipulators.
-   stated.addManipulator(labelled("c", 1), positions[0], velocities[0]);
+   stated.addManipulator(randomArm("c", 1), positions[0], velocities[0]);
    EXPECT_EQ(positions[2].jointPositions().values(), std::vector{joint + 1e-9});
    EXPECT_EQ(positions[0].jointPositions()[0], joint + 1e-9);
    EXPECT_EQ(velocities[2].generalVelocity(), velocities[0].generalVelocity());
@@ -110,8 +110,8 @@ TEST(StatedSystem, StatesComeAndGoWithManipulators)
    EXPECT_EQ(stated.deleteManipulator("c"), 1);
    EXPECT_EQ(positions[0], b);
    EXPECT_TRUE(fits(stated));
-   EXPECT_FALSE(stated.exchangeManipulator(1, labelled("d", 4), {}, {}));
-   EXPECT_TRUE(stated.exchangeManipulator(0, labelled("d", 4), b, {}));
+   EXPECT_FALSE(stated.exchangeManipulator(1, randomArm("d", 4), {}, {}));
+   EXPECT_TRUE(stated.exchangeManipulator(0, randomArm("d", 4), b, {}));
    EXPECT_EQ(positions[0].coordSysXForm(), b.coordSysXForm());
    EXPECT_TRUE(fits(stated));
    ZqStatedSystem merged = scene();
@@ -123,7 +123,7 @@ TEST(StatedSystem, StatesComeAndGoWithManipulators)
 TEST(StatedSystem, ConfigurationIsShiftedByIndexButNotByLabel)
 {
    ZqStatedSystem stated = scene();
-   stated.addManipulator(labelled("c", 1));
+   stated.addManipulator(randomArm("c", 1));
    stated.setDynamicCollisionExclusionMap(excluded(1, 2));
    stated.configuration().attachmentMap().attachManipulator(2, 1, "label0", {}, "");
    for (const bool byLabel : {false, true})

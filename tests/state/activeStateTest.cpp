@@ -8,7 +8,7 @@
 
 namespace
 {
-using State = ZqManipulatorActiveState;
+using ActiveState = ZqManipulatorActiveState;
 using Velocities = ZqManipulatorActiveVelocityState;
 using Accelerations = ZqManipulatorActiveAccelerationState;
 using Forces = ZqManipulatorActiveForceState;
@@ -144,7 +144,7 @@ void raise(Forces& records)
    }
 }
 /// How many joints each record is for, and the actuators.
-std::vector<unsigned> sizes(const State& state)
+std::vector<unsigned> sizes(const ActiveState& state)
 {
    return {state.activePositionState().linkPositionStates().size(),
            state.activeVelocityState().linkVelocityStates().size(),
@@ -155,7 +155,7 @@ std::vector<unsigned> sizes(const State& state)
            state.actuatorState().motorPositions().size()};
 }
 /// Raises all flags, those of the base too.
-void raise(State& state)
+void raise(ActiveState& state)
 {
    ZqLinkPositionState frames;
    frames.setLocationInSystemValid(true);
@@ -191,7 +191,7 @@ char summary(char letter, const ZqXmlVectorType<Record>& links, const Record& ba
    return raised == links.size() + 1 ? letter : raised == 0 ? '-' : '?';
 }
 /// The same for each record: positions, velocities, accelerations, forces, masses, bodies.
-std::string summary(const State& state)
+std::string summary(const ActiveState& state)
 {
    const auto& p = state.activePositionState();
    const auto& v = state.activeVelocityState();
@@ -216,7 +216,7 @@ std::string summary(const State& state)
                              r.supplementalJointAccelerationValid();
                    })};
 }
-void setRaised(State& state)
+void setRaised(ActiveState& state)
 {
    state.setPositionState(position({0.5, -0.25}));
    state.setVelocityState(velocity({1.5, 2.5}));
@@ -247,7 +247,7 @@ TEST(ActiveState, AChangeClearsWhatItCanAffectAndNoMore)
                                     {"------"}})
    {
       SCOPED_TRACE(left);
-      State state;
+      ActiveState state;
       setRaised(state);
       if (newPosition)
          EXPECT_EQ(state.setPositionState(*newPosition), left != "PVAFMB");
@@ -264,14 +264,14 @@ TEST(ActiveState, AChangeClearsWhatItCanAffectAndNoMore)
       EXPECT_EQ(state.activeMassState().crbi(ZqBaseLinkIndex).mass(), 3.0);
    }
    // A position that is no number is never the present one.
-   State state;
+   ActiveState state;
    EXPECT_TRUE(state.setPositionState(position({nan})));
    EXPECT_TRUE(state.setPositionState(position({nan})));
 }
 
 TEST(ActiveState, RecordsFollowTheNumberOfJoints)
 {
-   State state;
+   ActiveState state;
    setRaised(state);
    EXPECT_TRUE(state.setPositionState(position({1.0, 2.0, 3.0, 4.0})));
    EXPECT_EQ(sizes(state), std::vector<unsigned>(7, 4));
@@ -299,19 +299,20 @@ TEST(ActiveState, RecordsFollowTheNumberOfJoints)
 
 TEST(ActiveState, WhatIsKnownToBeClearIsNotClearedAgain)
 {
-   const std::pair<std::string, std::function<void(State&)>> cases[] = {
-      {"--AF--", [](State& s) { std::as_const(s).activeAccelerationState(); }},
-      {"---F--", [](State& s) { s.activeAccelerationState(); }},
-      {"--A---", [](State& s) { s.activeForceState(); }},
-      {"---F--",
-       [](State& s) { s.setActiveAccelerationState(std::as_const(s).activeAccelerationState()); }},
-      {"--A---", [](State& s) { s.setActiveForceState(std::as_const(s).activeForceState()); }}};
+   const std::pair<std::string, std::function<void(ActiveState&)>> cases[] = {
+      {"--AF--", [](ActiveState& s) { std::as_const(s).activeAccelerationState(); }},
+      {"---F--", [](ActiveState& s) { s.activeAccelerationState(); }},
+      {"--A---", [](ActiveState& s) { s.activeForceState(); }},
+      {"---F--", [](ActiveState& s)
+       { s.setActiveAccelerationState(std::as_const(s).activeAccelerationState()); }},
+      {"--A---",
+       [](ActiveState& s) { s.setActiveForceState(std::as_const(s).activeForceState()); }}};
    for (const auto& [left, announce] : cases)
       for (const bool byPosition : {true, false})
       {
          SCOPED_TRACE(left);
          // References from before all is cleared: through them nothing is announced.
-         State state;
+         ActiveState state;
          setRaised(state);
          Accelerations& accelerations = state.activeAccelerationState();
          Forces& forces = state.activeForceState();
@@ -319,15 +320,15 @@ TEST(ActiveState, WhatIsKnownToBeClearIsNotClearedAgain)
          raise(accelerations);
          raise(forces);
          // Copies know nothing.
-         State copy(state);
-         State assigned;
+         ActiveState copy(state);
+         ActiveState assigned;
          assigned.invalidateAll();
          assigned = state;
-         State read;
+         ActiveState read;
          read.invalidateAll();
          ASSERT_TRUE(Zq::fromXml(read, zqTest::written(state)));
          announce(state);
-         for (State* s : {&state, &copy, &assigned, &read})
+         for (ActiveState* s : {&state, &copy, &assigned, &read})
             EXPECT_TRUE(byPosition ? s->setPositionState(position({8.0, 9.0}))
                                    : s->setVelocityState(velocity({8.0, 9.0})));
          EXPECT_EQ(summary(state), left);
@@ -341,8 +342,8 @@ TEST(SystemActiveState, FollowsPositionsAndTheNumberOfManipulators)
    const ZqPositionState p = position({0.5, -0.25});
    const ZqVelocityState v = velocity({1.5, 2.5});
    System::ActiveStates both(2);
-   State& moved = both[0];
-   State& faster = both[1];
+   ActiveState& moved = both[0];
+   ActiveState& faster = both[1];
    moved.setPositionState(position({8.0, 9.0}));
    moved.setVelocityState(v);
    faster.setPositionState(p);
@@ -374,12 +375,12 @@ TEST(SystemActiveState, FollowsPositionsAndTheNumberOfManipulators)
    {
       System system;
       system.setNumManipulators(2);
-      for (State& state : system.manipulatorActiveStateVector())
+      for (ActiveState& state : system.manipulatorActiveStateVector())
          setRaised(state);
       system.setGeneralForceValid(true);
       change(system);
       std::string summaries;
-      for (const State& state : system.manipulatorActiveStateVector())
+      for (const ActiveState& state : system.manipulatorActiveStateVector())
          summaries += summary(state) + ' ';
       EXPECT_EQ(summaries, left);
       EXPECT_EQ(system.generalForceValid(), valid) << left;

@@ -41,7 +41,6 @@ inline ZqGeneralForce randomForce(RandomValues& random)
 /// A random angle, every third one where formulas change their branch.
 inline ZqReal randomAngle(RandomValues& random)
 {
-   static constexpr ZqReal pi = ZqMath::pi;
    static const std::array delicate{
       0.0, 1e-300,  -1e-17,    1e-8,       pi / 2,   -pi / 2,  std::nextafter(pi / 2, 4.0),
       pi,  -pi,     pi - 1e-9, -pi + 1e-9, 1.5 * pi, 2.0 * pi, std::nextafter(-pi / 2, -4.0),

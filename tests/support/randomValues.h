@@ -1,5 +1,6 @@
 #pragma once
 
+#include "zqManipulator/foundation/algebra/ZqMath.h"
 #include "zqManipulator/foundation/algebra/ZqOrientation.h"
 #include "zqManipulator/foundation/algebra/ZqReArray.h"
 #include "zqManipulator/foundation/algebra/ZqSpatialMatrix.h"
@@ -11,6 +12,7 @@
 namespace zqTest
 {
 inline constexpr ZqReal epsilon = std::numeric_limits<ZqReal>::epsilon();
+inline constexpr ZqReal pi = ZqMath::pi;
 inline constexpr ZqReal nan = std::numeric_limits<ZqReal>::quiet_NaN();
 inline constexpr ZqReal infinity = std::numeric_limits<ZqReal>::infinity();
 

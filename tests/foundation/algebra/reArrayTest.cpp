@@ -13,7 +13,7 @@ namespace
 using zqTest::nan;
 
 /// Rounding of sums over n products of numbers up to n.
-ZqReal tolerance(ZqU32 n)
+ZqReal rounding(ZqU32 n)
 {
    return 20.0 * zqTest::epsilon * (n + 1) * (n + 1);
 }
@@ -66,19 +66,19 @@ TEST(ReArray, ProductsAgreeWithTheDefinition)
       const ZqReArray T = A.transpose();
       ZqReArray B = random.array(c, k);
       ZqReArray X = random.array(3, 3);
-      EXPECT_TRUE((A * B).approxEq(product(A, B), tolerance(10)));
+      EXPECT_TRUE((A * B).approxEq(product(A, B), rounding(10)));
       B = random.array(r, k);
       EXPECT_TRUE(A.leftTransposeMultiply(B, X));
-      EXPECT_TRUE(X.approxEq(product(T, B), tolerance(10)));
+      EXPECT_TRUE(X.approxEq(product(T, B), rounding(10)));
       B = random.array(k, c);
       EXPECT_TRUE(A.multiplyByTranspose(B, X));
-      EXPECT_TRUE(X.approxEq(product(A, B.transpose()), tolerance(10)));
+      EXPECT_TRUE(X.approxEq(product(A, B.transpose()), rounding(10)));
       B = random.array(c, c);
       A.transform(B, X);
-      EXPECT_TRUE(X.approxEq(product(product(A, B), T), tolerance(10)));
+      EXPECT_TRUE(X.approxEq(product(product(A, B), T), rounding(10)));
       B = random.array(r, r);
       A.leftTransposeTransform(B, X);
-      EXPECT_TRUE(X.approxEq(product(product(T, B), A), tolerance(10)));
+      EXPECT_TRUE(X.approxEq(product(product(T, B), A), rounding(10)));
       EXPECT_EQ(A - T.transpose() * 2.0 + A, ZqReArray(r, c));
    }
 }
@@ -146,7 +146,7 @@ TEST(ReArray, CholeskySolvesAgreeWithTheMatrix)
       for (ZqU32 i = 0; i < n; ++i)
          EXPECT_TRUE(
             std::all_of(L[i].begin() + i + 1, L[i].end(), [](ZqReal x) { return x == 0.0; }));
-      EXPECT_TRUE(product(L, L.transpose()).approxEq(M, tolerance(n))) << n;
+      EXPECT_TRUE(product(L, L.transpose()).approxEq(M, rounding(n))) << n;
 
       for (const ZqU32 k : {0U, 1U, 2U, 6U})
       {
@@ -154,7 +154,7 @@ TEST(ReArray, CholeskySolvesAgreeWithTheMatrix)
          ZqReArray X;
          ZqReArray Y;
          ASSERT_TRUE(L.choleskySolveTranspose(B, X));
-         EXPECT_TRUE(product(M, X).approxEq(B.transpose(), tolerance(n))) << n;
+         EXPECT_TRUE(product(M, X).approxEq(B.transpose(), rounding(n))) << n;
          ASSERT_TRUE(L.choleskySolve(B.transpose(), Y));
          EXPECT_EQ(X, Y);
       }
@@ -192,12 +192,12 @@ TEST(ReArray, LuSolvesAndReproducesThePermutedMatrix)
       const ZqReArray LU = productOfLu(F);
       for (ZqU32 i = 0; i < n; ++i)
          for (ZqU32 j = 0; j < n; ++j)
-            EXPECT_NEAR(LU[i][j], A[indices[i]][j], tolerance(n));
+            EXPECT_NEAR(LU[i][j], A[indices[i]][j], rounding(n));
       const ZqReArray b = random.array(n, 3);
       ZqReArray x;
       ASSERT_TRUE(F.luSolve(indices, b, x));
       // The residual of a stable solution is small against the solution, however ill the matrix.
-      EXPECT_TRUE(product(A, x).approxEq(b, largest(x) * tolerance(n))) << n;
+      EXPECT_TRUE(product(A, x).approxEq(b, largest(x) * rounding(n))) << n;
    }
    ZqReArray singular = ZqReArray::identity(4);
    singular[2][2] = 0.0;
@@ -238,7 +238,7 @@ void expectKernelAndFactors(const ZqReArray& J, ZqU32 rank, const ZqReArray& F, 
 
    // In the kernel, relative to the size of the basis, and linearly independent.
    const ZqReArray none(J.rows(), c - rank);
-   EXPECT_TRUE(product(J, N).approxEq(none, 100.0 * largest(N) * tolerance(m)));
+   EXPECT_TRUE(product(J, N).approxEq(none, 100.0 * largest(N) * rounding(m)));
    ZqReArray gram;
    N.leftTransposeMultiply(N, gram);
    EXPECT_TRUE(gram.choleskyFactor(gram));
@@ -250,7 +250,7 @@ void expectKernelAndFactors(const ZqReArray& J, ZqU32 rank, const ZqReArray& F, 
       for (ZqU32 j = 0; j < m; ++j)
       {
          const bool isInside = indices[i] < J.rows() && indices[m + j] < c;
-         EXPECT_NEAR(LU[i][j], isInside ? J[indices[i]][indices[m + j]] : 0.0, tolerance(m));
+         EXPECT_NEAR(LU[i][j], isInside ? J[indices[i]][indices[m + j]] : 0.0, rounding(m));
       }
    }
 }

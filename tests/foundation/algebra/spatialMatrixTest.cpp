@@ -7,7 +7,7 @@ namespace
 {
 using zqTest::nan;
 /// Sums of a few dozen products of numbers up to one.
-constexpr ZqReal tolerance = 100.0 * zqTest::epsilon;
+constexpr ZqReal matrixTolerance = 100.0 * zqTest::epsilon;
 
 TEST(SpatialMatrix, TurnsAndMultipliesByCrossProducts)
 {
@@ -19,13 +19,13 @@ TEST(SpatialMatrix, TurnsAndMultipliesByCrossProducts)
       const ZqVector v = random.vector();
       ZqSpatialMatrix right = A;
       right.multiplyOnRightByCrossProductMatrix(v);
-      EXPECT_TRUE((right * u).approxEq(A * v.cross(u), tolerance));
+      EXPECT_TRUE((right * u).approxEq(A * v.cross(u), matrixTolerance));
       ZqSpatialMatrix left = A;
       left.multiplyOnLeftByCrossProductMatrix(v);
-      EXPECT_TRUE((left * u).approxEq(v.cross(A * u), tolerance));
-      EXPECT_NEAR(u.dot(A * v), A.transposeTimes(u).dot(v), tolerance);
+      EXPECT_TRUE((left * u).approxEq(v.cross(A * u), matrixTolerance));
+      EXPECT_NEAR(u.dot(A * v), A.transposeTimes(u).dot(v), matrixTolerance);
       const ZqOrientation q = random.orientation();
-      EXPECT_TRUE((A.rotated(q) * (q * u)).approxEq(q * (A * u), tolerance));
+      EXPECT_TRUE((A.rotated(q) * (q * u)).approxEq(q * (A * u), matrixTolerance));
    }
 }
 
@@ -39,8 +39,8 @@ TEST(SpatialMatrix, InverseAtAnyScale)
          (random.spatialMatrix() + ZqSpatialMatrix::identity() * 4.0) * scale;
       ZqSpatialMatrix inverse = M;
       ASSERT_TRUE(inverse.invert(inverse));
-      EXPECT_TRUE((M * inverse).approxEq(ZqSpatialMatrix::identity(), tolerance));
-      EXPECT_TRUE((inverse * M).approxEq(ZqSpatialMatrix::identity(), tolerance));
+      EXPECT_TRUE((M * inverse).approxEq(ZqSpatialMatrix::identity(), matrixTolerance));
+      EXPECT_TRUE((inverse * M).approxEq(ZqSpatialMatrix::identity(), matrixTolerance));
    }
    const ZqSpatialMatrix notInvertible[] = {ZqSpatialMatrix(),
                                             {1.0, 2.0, 3.0, 2.0, 4.0, 6.0, 0.0, 1.0, 0.0},
@@ -65,7 +65,7 @@ TEST(SpatialMatrix, CholeskyTellsWhatIsPositiveDefinite)
       M[0][1] = M[0][2] = M[1][2] = nan;
       ASSERT_TRUE(M.choleskyDecomposition(M));
       EXPECT_TRUE(M[0][1] == 0.0 && M[0][2] == 0.0 && M[1][2] == 0.0);
-      EXPECT_TRUE((M * M.transpose()).approxEq(expected, tolerance));
+      EXPECT_TRUE((M * M.transpose()).approxEq(expected, matrixTolerance));
    }
 
    ZqSpatialMatrix L;

@@ -15,7 +15,7 @@ using zqTest::epsilon;
 using zqTest::infinity;
 using zqTest::nan;
 /// Of a rotation or a decomposition, relative to the largest element.
-constexpr ZqReal tolerance = 30.0 * epsilon;
+constexpr ZqReal momentTolerance = 30.0 * epsilon;
 
 ZqSecondMoment diagonal(ZqReal x, ZqReal y, ZqReal z)
 {
@@ -67,8 +67,8 @@ TEST(SecondMoment, PrincipalAxesGiveTheMomentBack)
       EXPECT_LE(found.y(), found.z());
       std::array<ZqReal, 3> sorted{moments.x(), moments.y(), moments.z()};
       std::sort(sorted.begin(), sorted.end());
-      const ZqReal bound = tolerance * std::max({std::abs(moments.x()), std::abs(moments.y()),
-                                                 std::abs(moments.z())});
+      const ZqReal bound = momentTolerance * std::max({std::abs(moments.x()), std::abs(moments.y()),
+                                                       std::abs(moments.z())});
       EXPECT_TRUE(found.approxEq({sorted[0], sorted[1], sorted[2]}, bound));
       EXPECT_TRUE(diagonal(found.x(), found.y(), found.z()).rotated(axes).approxEq(I, bound));
       EXPECT_NEAR(axes.w() * axes.w() + axes.vectorPart().magSquared(), 1.0, 8.0 * epsilon);
