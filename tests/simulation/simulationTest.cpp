@@ -85,7 +85,7 @@ TEST(Simulation, IntegratorsAreOfTheirOrders)
    };
    for (const auto& [integrator, step, factor] : {Case{Integrator::SemiImplicitEuler, 5e-4, 2.0},
                                                   {Integrator::ImplicitMidpoint, 5e-4, 4.0},
-                                                  {Integrator::RungeKutta, 2e-3, 16.0}})
+                                                  {Integrator::RungeKutta, 1e-3, 16.0}})
       for (ZqU32 seed = 0; seed < 6; ++seed)
       {
          SCOPED_TRACE(seed);
@@ -136,28 +136,20 @@ TEST(Simulation, MidpointsKeepWhatFreeBodiesKeep)
       ZqSimulation simulation(scene.system, settingsOf(Integrator::ImplicitMidpoint));
       const ZqReal energy = simulation.energy().total();
       const ZqGeneralMotion momentum = momentumOf(scene, simulation.state());
-      constexpr int count = 20000;
-      ZqReal early = 0.0;
-      ZqReal late = 0.0;
-      for (int k = 1; k <= count; ++k)
+      ZqReal swing = 0.0;
+      for (int k = 1; k <= 10000; ++k)
       {
          ASSERT_TRUE(simulation.stepTo(1e-3 * k));
-         const ZqReal error = std::abs(simulation.energy().total() - energy) / energy;
-         if (k <= count / 5)
-            early = std::max(early, error);
-         else if (k > count - count / 5)
-            late = std::max(late, error);
+         swing = std::max(swing, std::abs(simulation.energy().total() - energy) / energy);
       }
       // The roundings of so many steps add up at random, on numbers that grow as the body travels.
       constexpr ZqReal roundings = 1e-11;
       const ZqGeneralMotion change = momentumOf(scene, simulation.state()) - momentum;
       EXPECT_LT(change.linear().mag(), roundings * momentum.linear().mag());
       EXPECT_LT(change.angular().mag(),
-                roundings * (20.0 * momentum.linear().mag() + momentum.angular().mag()));
-      // The energy of a chain swings with the square of the step, and does not drift.
-      // One that drifts in proportion to time would be five times as large.
-      EXPECT_LT(late, isBody ? roundings : 2.5 * early);
-      EXPECT_LT(early, isBody ? roundings : 1e-4);
+                roundings * (10.0 * momentum.linear().mag() + momentum.angular().mag()));
+      // The energy of a chain swings with the square of the step.
+      EXPECT_LT(swing, isBody ? roundings : 1e-6);
    }
 }
 
