@@ -550,13 +550,15 @@ ExitCode simulate(const RunOptions& options)
 }
 
 constexpr const char* explanation =
-   "Each step is one of semi-implicit Euler: the accelerations under gravity, drives, springs and\n"
-   "constraints, then the velocities, then the positions. The times are start + k dt; the last "
-   "step\n"
-   "is shortened to end at start + time. A joint that comes to a limit stops there. Manipulators\n"
+   "Each step takes the accelerations under gravity, drives, springs and constraints, and moves\n"
+   "everything by the integrator. The times are start + k dt; the last step is shortened to end "
+   "at\n"
+   "start + time. A joint that comes to a limit stops there. Loops are held closed. Manipulators\n"
    "that are attached ride on their carriers, which bear their bases. The run ends early when a\n"
    "stopping criterion is met, when something is not finite any more (exit code 4), and at Ctrl-C\n"
-   "(130); files then hold what there is. When a file is standard output, no summary is written.";
+   "or SIGTERM (130); files then hold what there is. When a file is standard output, no summary "
+   "is\n"
+   "written.";
 } // namespace
 
 zqsim::Run zqsim::run(CLI::App& arguments)

@@ -431,6 +431,8 @@ TEST(Attachments, CarryBasesWithTheVelocityOfTheirLinks)
       {
          manipulators.pushBack(zqTest::randomManipulator(random, 3));
          manipulators[i].setIsFixedBase(false);
+         for (ZqU32 joint = 0; joint < 3; ++joint)
+            manipulators[i].linkByIndex(joint)->setJointActuator({}); // without limits
          positions.pushBack(zqTest::randomPosition(random, manipulators[i]));
          velocities.pushBack({});
          velocities[i].setJointVelocities(random.array(3, 1));
@@ -458,7 +460,7 @@ TEST(Attachments, CarryBasesWithTheVelocityOfTheirLinks)
       {
          const Frame& X_SM = manipulators[indices[n]].coordSysXForm();
          const ZqGeneralMotion expected = differenceOf(X_SM * bases[0][n], X_SM * bases[2][n]);
-         EXPECT_TRUE(moves[n].approxEq(expected, 100 * ofDifferences)) << n << "  " << (moves[n].linear()-expected.linear()).mag() << " of " << expected.linear().mag() << " w " << (moves[n].angular()-expected.angular()).mag() << " of " << expected.angular().mag();
+         EXPECT_TRUE(moves[n].approxEq(expected, 100 * ofDifferences)) << n;
       }
    }
 }

@@ -33,7 +33,13 @@ ZqSimulation::ZqSimulation(const ZqStatedSystem& scene, const Settings& settings
          m_state.velocityStates()[i].setGeneralVelocity(ZqGeneralMotion());
       beginWithClosedLoops(i);
    }
+   const auto stored = m_state.positionStates();
    followCarriers();
+   for (ZqU32 i = 0; i < m_members.size(); ++i)
+      if (!m_state.positionStates()[i].coordSysXForm().approxEq(stored[i].coordSysXForm(), 1e-6))
+         Zq::Print::instance().write(
+            Zq::Oddity, "the base of %s is not where it is attached, and is moved there.\n",
+            m_members[i].manipulator->manipulatorLabel().c_str());
 }
 
 ZqSimulation::~ZqSimulation() = default;
@@ -110,6 +116,8 @@ bool ZqSimulation::stepTo(ZqReal time)
    computeAccelerations();
    const bool isDone = advance(dt);
    m_state.setTime(time);
+   if (m_divergence)
+      m_divergence->time = time;
    followCarriers();
    if (!isDone || !isStateFinite())
    {
