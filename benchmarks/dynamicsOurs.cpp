@@ -1,9 +1,9 @@
 #include "dynamicsLibrary.h"
 
-#include "zqManipulator/dynamics/ZqArbiAccelerationTool.h"
-#include "zqManipulator/dynamics/ZqCrbiAccelerationTool.h"
-#include "zqManipulator/kinematics/ZqDenavitHartenberg.h"
-#include "zqManipulator/kinematics/ZqStatedSystem.h"
+#include "zqManipulator/dynamics/tools/ZqArbiAccelerationTool.h"
+#include "zqManipulator/dynamics/tools/ZqCrbiAccelerationTool.h"
+#include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
+#include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
 namespace zqBenchmark

@@ -1,7 +1,7 @@
 // The transformation of a rotational joint with twist, beside a function written by hand that computes
 // the same position and quaternion.
 
-#include "zqManipulator/kinematics/ZqDenavitHartenberg.h"
+#include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
 
 #include <benchmark/benchmark.h>
 

@@ -11,9 +11,9 @@
 #include "zqManipulator/foundation/xml/ZqXmlSetType.h"
 #include "zqManipulator/foundation/xml/ZqXmlVectorBasicType.h"
 #include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
-#include "zqManipulator/kinematics/ZqDenavitHartenberg.h"
-#include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
-#include "zqManipulator/tools/ZqManufacturerData.h"
+#include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
+#include "zqManipulator/kinematics/joint/ZqLinkKinematicsContainer.h"
+#include "zqManipulator/tools/labels/ZqManufacturerData.h"
 
 #include <cstdint>
 #include <cstdlib>

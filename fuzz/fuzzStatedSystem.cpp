@@ -4,8 +4,8 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/xml/ZqXmlDocument.h"
 #include "zqManipulator/foundation/xml/ZqXmlReader.h"
-#include "zqManipulator/kinematics/ZqStatedSystem.h"
-#include "zqManipulator/kinematics/ZqStatedSystemStruct.h"
+#include "zqManipulator/kinematics/system/ZqStatedSystem.h"
+#include "zqManipulator/kinematics/system/ZqStatedSystemStruct.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
 #include <cstdint>

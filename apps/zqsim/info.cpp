@@ -1,7 +1,7 @@
 #include "apps/zqsim/commands.h"
 #include "apps/zqsim/model.h"
 #include "apps/zqsim/output.h"
-#include "zqManipulator/kinematics/ZqDenavitHartenberg.h"
+#include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>

@@ -6,7 +6,7 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/xml/ZqXmlDocument.h"
 #include "zqManipulator/foundation/xml/ZqXmlReader.h"
-#include "zqManipulator/tools/ZqModelCheck.h"
+#include "zqManipulator/tools/checks/ZqModelCheck.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "zqManipulator/foundation/log/ZqDiagnostic.h"
-#include "zqManipulator/kinematics/ZqStatedSystem.h"
+#include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 
 #include <functional>
 #include <string>

@@ -2,7 +2,7 @@
 #include "apps/zqsim/output.h"
 #include "apps/zqsim/outputFile.h"
 #include "zqManipulator/foundation/xml/ZqXmlSchema.h"
-#include "zqManipulator/kinematics/ZqStatedSystem.h"
+#include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 
 #include <CLI/CLI.hpp>
 

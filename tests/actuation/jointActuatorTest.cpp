@@ -1,6 +1,6 @@
 #include "support/xmlSamples.h"
 #include "zqManipulator/actuation/ZqJointActuator.h"
-#include "zqManipulator/kinematics/ZqManipulatorLink.h"
+#include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
 
 #include <array>
 

@@ -1,8 +1,8 @@
 #include "support/allocationCount.h"
 #include "support/randomManipulators.h"
 #include "support/xmlSamples.h"
-#include "zqManipulator/contact/ZqCollisionExclusionData.h"
-#include "zqManipulator/kinematics/ZqManipulatorSystem.h"
+#include "zqManipulator/contact/exclusion/ZqCollisionExclusionData.h"
+#include "zqManipulator/kinematics/system/ZqManipulatorSystem.h"
 
 #include <tuple>
 

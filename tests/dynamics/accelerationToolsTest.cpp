@@ -2,10 +2,10 @@
 #include "support/logCapture.h"
 #include "support/longChain.h"
 #include "support/randomScene.h"
-#include "zqManipulator/dynamics/ZqArbiAccelerationTool.h"
-#include "zqManipulator/dynamics/ZqCrbiAccelerationTool.h"
-#include "zqManipulator/dynamics/ZqGravitationalTorqueTool.h"
-#include "zqManipulator/simulation/ZqPointStateEqualityConstraint.h"
+#include "zqManipulator/dynamics/tools/ZqArbiAccelerationTool.h"
+#include "zqManipulator/dynamics/tools/ZqCrbiAccelerationTool.h"
+#include "zqManipulator/dynamics/tools/ZqGravitationalTorqueTool.h"
+#include "zqManipulator/simulation/constraints/ZqPointStateEqualityConstraint.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "support/randomBodies.h"
 #include "support/xmlSamples.h"
-#include "zqManipulator/dynamics/ZqArticulatedBodyDynamics.h"
-#include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
+#include "zqManipulator/dynamics/bodies/ZqArticulatedBodyDynamics.h"
+#include "zqManipulator/kinematics/joint/ZqLinkKinematicsContainer.h"
 
 namespace
 {

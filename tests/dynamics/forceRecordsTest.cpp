@@ -1,8 +1,8 @@
 #include "support/randomModels.h"
 #include "support/xmlSamples.h"
-#include "zqManipulator/dynamics/ZqExternalForceDescription.h"
-#include "zqManipulator/dynamics/ZqManipulatorExternalForce.h"
-#include "zqManipulator/dynamics/ZqManipulatorTorque.h"
+#include "zqManipulator/dynamics/bodies/ZqExternalForceDescription.h"
+#include "zqManipulator/dynamics/bodies/ZqManipulatorExternalForce.h"
+#include "zqManipulator/dynamics/bodies/ZqManipulatorTorque.h"
 
 namespace
 {

@@ -1,8 +1,8 @@
 #include "support/allocationCount.h"
 #include "support/logCapture.h"
 #include "support/randomScene.h"
-#include "zqManipulator/dynamics/ZqGravitationalTorqueTool.h"
-#include "zqManipulator/dynamics/ZqMassMatrixTool.h"
+#include "zqManipulator/dynamics/tools/ZqGravitationalTorqueTool.h"
+#include "zqManipulator/dynamics/tools/ZqMassMatrixTool.h"
 #include "zqManipulator/foundation/geometry/ZqPlane.h"
 
 #include <gtest/gtest.h>

@@ -1,10 +1,10 @@
 #include "support/logCapture.h"
 #include "support/randomScene.h"
-#include "zqManipulator/contact/ZqCollisionExclusionData.h"
-#include "zqManipulator/simulation/ZqComPolygonalStoppingCriterion.h"
-#include "zqManipulator/simulation/ZqLinearStateEqualityConstraint.h"
-#include "zqManipulator/simulation/ZqLinkAttachment.h"
-#include "zqManipulator/simulation/ZqPointStateEqualityConstraint.h"
+#include "zqManipulator/contact/exclusion/ZqCollisionExclusionData.h"
+#include "zqManipulator/simulation/attachments/ZqLinkAttachment.h"
+#include "zqManipulator/simulation/constraints/ZqLinearStateEqualityConstraint.h"
+#include "zqManipulator/simulation/constraints/ZqPointStateEqualityConstraint.h"
+#include "zqManipulator/simulation/records/ZqComPolygonalStoppingCriterion.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
 #include <gtest/gtest.h>

@@ -3,7 +3,7 @@
 #include "support/xmlSamples.h"
 #include "zqManipulator/actuation/ZqPowerConverterContainer.h"
 #include "zqManipulator/foundation/xml/ZqXmlClassRegistry.h"
-#include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
+#include "zqManipulator/kinematics/joint/ZqLinkKinematicsContainer.h"
 
 #include <boost/algorithm/string/replace.hpp>
 #include <gtest/gtest.h>

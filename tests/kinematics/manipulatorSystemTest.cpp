@@ -1,6 +1,6 @@
 #include "support/randomManipulators.h"
 #include "support/xmlSamples.h"
-#include "zqManipulator/kinematics/ZqManipulatorSystem.h"
+#include "zqManipulator/kinematics/system/ZqManipulatorSystem.h"
 #include "zqManipulator/state/ZqManipulatorSystemState.h"
 
 namespace

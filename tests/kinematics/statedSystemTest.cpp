@@ -1,6 +1,6 @@
 #include "support/randomManipulators.h"
 #include "support/xmlSamples.h"
-#include "zqManipulator/kinematics/ZqStatedSystem.h"
+#include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 
 #include <functional>
 

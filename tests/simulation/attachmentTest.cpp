@@ -1,9 +1,9 @@
 #include "support/allocationCount.h"
 #include "support/referenceDynamics.h"
 #include "support/xmlSamples.h"
-#include "zqManipulator/simulation/ZqLinkAttachment.h"
-#include "zqManipulator/simulation/ZqManipulatorAttachmentMap.h"
-#include "zqManipulator/simulation/ZqOldManipulatorAttachmentMap.h"
+#include "zqManipulator/simulation/attachments/ZqLinkAttachment.h"
+#include "zqManipulator/simulation/attachments/ZqManipulatorAttachmentMap.h"
+#include "zqManipulator/simulation/attachments/ZqOldManipulatorAttachmentMap.h"
 #include "zqManipulator/state/ZqManipulatorActiveState.h"
 
 namespace

@@ -1,10 +1,10 @@
 #include "support/allocationCount.h"
 #include "support/logCapture.h"
 #include "support/randomScene.h"
-#include "zqManipulator/dynamics/ZqConstraintProjection.h"
-#include "zqManipulator/simulation/ZqLinearStateEqualityConstraint.h"
-#include "zqManipulator/simulation/ZqPointStateEqualityConstraint.h"
-#include "zqManipulator/simulation/ZqXyStateEqualityConstraint.h"
+#include "zqManipulator/dynamics/tools/ZqConstraintProjection.h"
+#include "zqManipulator/simulation/constraints/ZqLinearStateEqualityConstraint.h"
+#include "zqManipulator/simulation/constraints/ZqPointStateEqualityConstraint.h"
+#include "zqManipulator/simulation/constraints/ZqXyStateEqualityConstraint.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 #include "support/logCapture.h"
 #include "support/randomManipulators.h"
 #include "support/xmlSamples.h"
-#include "zqManipulator/kinematics/ZqStatedSystem.h"
+#include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 #include "zqManipulator/simulation/step/ZqSimulation.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 

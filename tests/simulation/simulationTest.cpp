@@ -1,7 +1,7 @@
 #include "support/allocationCount.h"
 #include "support/logCapture.h"
 #include "support/randomScene.h"
-#include "zqManipulator/simulation/ZqXyStateEqualityConstraint.h"
+#include "zqManipulator/simulation/constraints/ZqXyStateEqualityConstraint.h"
 #include "zqManipulator/simulation/step/ZqSimulation.h"
 
 #include <gtest/gtest.h>

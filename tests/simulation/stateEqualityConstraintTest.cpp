@@ -1,8 +1,8 @@
 #include "support/logCapture.h"
 #include "support/referenceDynamics.h"
-#include "zqManipulator/simulation/ZqLinearStateEqualityConstraint.h"
-#include "zqManipulator/simulation/ZqPointStateEqualityConstraint.h"
-#include "zqManipulator/simulation/ZqXyStateEqualityConstraint.h"
+#include "zqManipulator/simulation/constraints/ZqLinearStateEqualityConstraint.h"
+#include "zqManipulator/simulation/constraints/ZqPointStateEqualityConstraint.h"
+#include "zqManipulator/simulation/constraints/ZqXyStateEqualityConstraint.h"
 #include "zqManipulator/state/ZqVelocityState.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 #include "support/logCapture.h"
 #include "support/randomManipulators.h"
 #include "support/xmlSamples.h"
-#include "zqManipulator/kinematics/ZqStatedSystem.h"
-#include "zqManipulator/simulation/ZqComPolygonalStoppingCriterion.h"
+#include "zqManipulator/kinematics/system/ZqStatedSystem.h"
+#include "zqManipulator/simulation/records/ZqComPolygonalStoppingCriterion.h"
 #include "zqManipulator/simulation/step/ZqSimulation.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 

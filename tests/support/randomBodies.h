@@ -1,7 +1,7 @@
 #pragma once
 
 #include "support/randomModels.h"
-#include "zqManipulator/dynamics/ZqRigidBodyMassProperties.h"
+#include "zqManipulator/dynamics/bodies/ZqRigidBodyMassProperties.h"
 
 #include <vector>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "support/randomModels.h"
-#include "zqManipulator/kinematics/ZqIndividualManipulator.h"
+#include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
 #include "zqManipulator/state/ZqPositionState.h"
 
 #include <algorithm>

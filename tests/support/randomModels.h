@@ -5,7 +5,7 @@
 #include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
 #include "zqManipulator/foundation/spatial/ZqGeneralForce.h"
 #include "zqManipulator/foundation/spatial/ZqGeneralMotion.h"
-#include "zqManipulator/kinematics/ZqDenavitHartenberg.h"
+#include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
 
 #include <array>
 #include <cmath>

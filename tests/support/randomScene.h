@@ -2,10 +2,10 @@
 
 #include "support/randomBodies.h"
 #include "support/randomManipulators.h"
-#include "zqManipulator/dynamics/ZqManipulatorExternalForce.h"
-#include "zqManipulator/dynamics/ZqManipulatorTorque.h"
-#include "zqManipulator/kinematics/ZqStatedSystem.h"
-#include "zqManipulator/kinematics/ZqStatedSystemStruct.h"
+#include "zqManipulator/dynamics/bodies/ZqManipulatorExternalForce.h"
+#include "zqManipulator/dynamics/bodies/ZqManipulatorTorque.h"
+#include "zqManipulator/kinematics/system/ZqStatedSystem.h"
+#include "zqManipulator/kinematics/system/ZqStatedSystemStruct.h"
 #include "zqManipulator/state/ZqManipulatorActiveState.h"
 
 namespace zqTest

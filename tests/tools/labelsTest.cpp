@@ -1,5 +1,5 @@
-#include "zqManipulator/tools/ZqLabelPool.h"
-#include "zqManipulator/tools/ZqManipulatorLinkLabelMapping.h"
+#include "zqManipulator/tools/labels/ZqLabelPool.h"
+#include "zqManipulator/tools/labels/ZqManipulatorLinkLabelMapping.h"
 
 #include <boost/lexical_cast.hpp>
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 #include "support/logCapture.h"
-#include "zqManipulator/kinematics/ZqDenavitHartenberg.h"
-#include "zqManipulator/kinematics/ZqStatedSystem.h"
-#include "zqManipulator/simulation/ZqPointStateEqualityConstraint.h"
-#include "zqManipulator/tools/ZqModelCheck.h"
+#include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
+#include "zqManipulator/kinematics/system/ZqStatedSystem.h"
+#include "zqManipulator/simulation/constraints/ZqPointStateEqualityConstraint.h"
+#include "zqManipulator/tools/checks/ZqModelCheck.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 #include "support/comparison.h"
 #include "support/referenceDynamics.h"
-#include "zqManipulator/dynamics/ZqArbiAccelerationTool.h"
-#include "zqManipulator/dynamics/ZqCrbiAccelerationTool.h"
-#include "zqManipulator/dynamics/ZqGravitationalTorqueTool.h"
+#include "zqManipulator/dynamics/tools/ZqArbiAccelerationTool.h"
+#include "zqManipulator/dynamics/tools/ZqCrbiAccelerationTool.h"
+#include "zqManipulator/dynamics/tools/ZqGravitationalTorqueTool.h"
 
 namespace
 {

@@ -1,7 +1,7 @@
 #include "support/comparison.h"
 #include "support/referenceDynamics.h"
-#include "zqManipulator/dynamics/ZqCrbiAccelerationTool.h"
-#include "zqManipulator/simulation/ZqPointStateEqualityConstraint.h"
+#include "zqManipulator/dynamics/tools/ZqCrbiAccelerationTool.h"
+#include "zqManipulator/simulation/constraints/ZqPointStateEqualityConstraint.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
 namespace

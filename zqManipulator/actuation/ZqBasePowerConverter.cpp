@@ -1,7 +1,7 @@
 #include "zqManipulator/actuation/ZqBasePowerConverter.h"
 
 #include "zqManipulator/actuation/ZqDriveTrain.h"
-#include "zqManipulator/kinematics/ZqManipulatorLink.h"
+#include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
 
 #include <cmath>
 

@@ -1,7 +1,7 @@
 #include "zqManipulator/actuation/ZqDriveTrain.h"
 
 #include "zqManipulator/foundation/log/ZqPrint.h"
-#include "zqManipulator/kinematics/ZqManipulatorLink.h"
+#include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
 #include "zqManipulator/state/ZqManipulatorActiveState.h"
 
 #include <algorithm>

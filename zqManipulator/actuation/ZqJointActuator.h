@@ -4,7 +4,7 @@
 #include "zqManipulator/actuation/ZqMechanicalActuatorComponent.h"
 #include "zqManipulator/actuation/ZqPowerConverterContainer.h"
 #include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
-#include "zqManipulator/tools/ZqManufacturerData.h"
+#include "zqManipulator/tools/labels/ZqManufacturerData.h"
 
 class ZqOldJointActuator;
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zqManipulator/dynamics/ZqArticulatedBodyDynamics.h"
+#include "zqManipulator/dynamics/bodies/ZqArticulatedBodyDynamics.h"
 #include "zqManipulator/foundation/spatial/ZqGeneralMotion.h"
 
 /// What the articulated body recursion finds for one link, each with a flag that its setter raises:

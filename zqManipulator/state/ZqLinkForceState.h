@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zqManipulator/dynamics/ZqExternalForceDescription.h"
+#include "zqManipulator/dynamics/bodies/ZqExternalForceDescription.h"
 #include "zqManipulator/state/ZqUncopied.h"
 
 /// The spatial force across the joint of one link, in the axes and at the origin of its DH frame, and

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zqManipulator/dynamics/ZqRigidBodyMassProperties.h"
+#include "zqManipulator/dynamics/bodies/ZqRigidBodyMassProperties.h"
 
 /// The composite rigid body inertia of one link: that of the link and all its descendants as one rigid
 /// body, in the link's DH frame.

@@ -1,7 +1,7 @@
 #include "zqManipulator/state/ZqManipulatorSystemState.h"
 
 #include "zqManipulator/state/ZqStateValues.h"
-#include "zqManipulator/tools/ZqModelEdit.h"
+#include "zqManipulator/tools/labels/ZqModelEdit.h"
 
 template class ZqXmlClass<ZqManipulatorSystemState>;
 

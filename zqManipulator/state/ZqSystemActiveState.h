@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zqManipulator/dynamics/ZqManipulatorExternalForce.h"
+#include "zqManipulator/dynamics/bodies/ZqManipulatorExternalForce.h"
 #include "zqManipulator/state/ZqAttachmentState.h"
 #include "zqManipulator/state/ZqManipulatorActiveState.h"
 #include "zqManipulator/state/ZqManipulatorSystemState.h"

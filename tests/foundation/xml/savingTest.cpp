@@ -2,8 +2,8 @@
 #include "support/randomValues.h"
 #include "support/xmlSamples.h"
 #include "zqManipulator/foundation/xml/ZqXmlWriter.h"
-#include "zqManipulator/kinematics/ZqDenavitHartenberg.h"
-#include "zqManipulator/kinematics/ZqLinkKinematicsContainer.h"
+#include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
+#include "zqManipulator/kinematics/joint/ZqLinkKinematicsContainer.h"
 
 #include <sys/resource.h>
 #include <sys/wait.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zqManipulator/kinematics/ZqStatedSystem.h"
+#include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
 #include <cstdint>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "zqManipulator/dynamics/ZqArbiAccelerationTool.h"
-#include "zqManipulator/dynamics/ZqConstraintProjection.h"
-#include "zqManipulator/dynamics/ZqCrbiAccelerationTool.h"
+#include "zqManipulator/dynamics/tools/ZqArbiAccelerationTool.h"
+#include "zqManipulator/dynamics/tools/ZqConstraintProjection.h"
+#include "zqManipulator/dynamics/tools/ZqCrbiAccelerationTool.h"
 #include "zqManipulator/simulation/step/ZqSimulation.h"
 
 #include <vector>

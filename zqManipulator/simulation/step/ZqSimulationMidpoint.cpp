@@ -1,4 +1,4 @@
-#include "zqManipulator/kinematics/ZqStatedSystemStruct.h"
+#include "zqManipulator/kinematics/system/ZqStatedSystemStruct.h"
 #include "zqManipulator/simulation/step/ZqSimulationMember.h"
 
 #include <cmath>

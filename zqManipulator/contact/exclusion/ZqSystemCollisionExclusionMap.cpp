@@ -1,0 +1,417 @@
+#include "zqManipulator/contact/exclusion/ZqSystemCollisionExclusionMap.h"
+
+#include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
+#include "zqManipulator/kinematics/system/ZqManipulatorSystem.h"
+
+#include <algorithm>
+
+template class ZqXmlClass<ZqSystemCollisionExclusionMap>;
+
+template class ZqXmlMapType<ZqU32, ZqXmlSetType<ZqU32>>;
+template class ZqXmlMapType<ZqManipulatorLinkIdentifier, ZqXmlSetType<ZqU32>>;
+template class ZqXmlMapType<ZqManipulatorLinkIdentifier, ZqXmlSetType<ZqManipulatorLinkIdentifier>>;
+
+namespace
+{
+ZqU32 manipulatorOf(ZqU32 manipulator)
+{
+   return manipulator;
+}
+
+ZqU32 manipulatorOf(const ZqManipulatorLinkIdentifier& identifier)
+{
+   return identifier.manipulatorId();
+}
+
+ZqU32 shifted(ZqU32 manipulator, ZqU32 threshold, ZqU32 shift)
+{
+   return manipulator >= threshold ? manipulator + shift : manipulator;
+}
+
+ZqManipulatorLinkIdentifier shifted(const ZqManipulatorLinkIdentifier& identifier, ZqU32 threshold,
+                                    ZqU32 shift)
+{
+   return {shifted(identifier.manipulatorId(), threshold, shift), identifier.linkId()};
+}
+
+template <class K, class Set>
+void shiftKeysAndMembers(ZqXmlMapType<K, Set>& map, ZqU32 threshold, ZqU32 shift)
+{
+   ZqXmlMapType<K, Set> fresh;
+   for (const auto& [key, members] : map.mapContainer())
+   {
+      Set shiftedMembers;
+      for (const auto& member : members.setContainer())
+         shiftedMembers.add(shifted(member, threshold, shift));
+      fresh.add(shifted(key, threshold, shift), shiftedMembers);
+   }
+   map = std::move(fresh);
+}
+
+/// Erases keys, members and then keys without members. True when anything was erased.
+template <class K, class Set, class Predicate>
+bool eraseIf(ZqXmlMapType<K, Set>& map, const Predicate& isToGo)
+{
+   const auto goes = [&](auto& entry)
+   { return isToGo(entry.first) || entry.second.setContainer().empty(); };
+   bool erased = false;
+   for (auto& [key, members] : map.mapContainer())
+      if (!isToGo(key) && std::erase_if(members.setContainer(), isToGo) > 0)
+         erased = true;
+   return std::erase_if(map.mapContainer(), goes) > 0 || erased;
+}
+
+template <class K, class Set, class Member>
+bool holds(const ZqXmlMapType<K, Set>& map, const K& key, const Member& member)
+{
+   const Set* members = map.lookupPointer(key);
+   return members != nullptr && members->setContainer().contains(member);
+}
+
+/// An emptied set stays.
+template <class K, class Set, class Member>
+bool removeFrom(ZqXmlMapType<K, Set>& map, const K& key, const Member& member)
+{
+   Set* members = map.lookupPointer(key);
+   return members != nullptr && members->erase(member);
+}
+
+template <class K, class Set>
+bool hasMembers(const ZqXmlMapType<K, Set>& map, const K& key)
+{
+   const Set* members = map.lookupPointer(key);
+   return members != nullptr && !members->setContainer().empty();
+}
+
+template <class K, class Set, class Member>
+bool isMemberOfAny(const ZqXmlMapType<K, Set>& map, const Member& member)
+{
+   const auto& entries = map.mapContainer();
+   return std::any_of(entries.begin(), entries.end(),
+                      [&](const auto& entry)
+                      { return entry.second.setContainer().contains(member); });
+}
+
+template <class Map>
+void assignEntries(Map& map, const Map& other)
+{
+   for (const auto& [key, members] : other.mapContainer())
+      map.add(key, members);
+}
+
+bool follow(ZqU32& manipulator, const ZqModelEdit& edit)
+{
+   manipulator = edit.manipulator(manipulator);
+   return manipulator != ZqRenumbering::gone;
+}
+
+bool follow(ZqManipulatorLinkIdentifier& identifier, const ZqModelEdit& edit)
+{
+   return identifier.apply(edit);
+}
+
+/// Pairs of one kind may have changed their order. A set that was empty stays so.
+template <class K, class Set>
+void follow(ZqXmlMapType<K, Set>& map, const ZqModelEdit& edit)
+{
+   ZqXmlMapType<K, Set> fresh;
+   for (const auto& [key, members] : map.mapContainer())
+   {
+      K newKey = key;
+      if (!follow(newKey, edit))
+         continue;
+      if (members.setContainer().empty())
+         fresh.mapContainer()[newKey];
+      for (auto member : members.setContainer())
+      {
+         if (!follow(member, edit) || manipulatorOf(member) == manipulatorOf(newKey))
+            continue;
+         if constexpr (std::same_as<K, decltype(member)>)
+         {
+            const auto& [lesser, greater] = std::minmax(newKey, member);
+            fresh.mapContainer()[lesser].add(greater);
+         }
+         else
+            fresh.mapContainer()[newKey].add(member);
+      }
+   }
+   map = std::move(fresh);
+}
+
+template <class Key, class Member>
+void flatten(const std::map<Key, std::set<Member>>& map,
+             std::vector<std::pair<Key, Member>>& entries)
+{
+   entries.clear();
+   for (const auto& [key, members] : map)
+      for (const Member& member : members)
+         entries.emplace_back(key, member);
+}
+
+template <class Key, class Member>
+bool holds(const std::vector<std::pair<Key, Member>>& entries, const Key& key, const Member& member)
+{
+   return std::binary_search(entries.begin(), entries.end(), std::pair(key, member));
+}
+} // namespace
+
+bool ZqSystemCollisionExclusionMap::operator==(const ZqSystemCollisionExclusionMap& other) const
+{
+   return std::apply([&](const auto&... component)
+                     { return ((this->*component.member == other.*component.member) && ...); },
+                     components());
+}
+
+bool ZqSystemCollisionExclusionMap::excludeLinkCollisionCandidate(ZqU32 manipulator1,
+                                                                  const ZqString& link1,
+                                                                  ZqU32 manipulator2,
+                                                                  const ZqString& link2)
+{
+   if (manipulator1 == manipulator2)
+      return false;
+   // The manipulators differ, and decide which identifier is the lesser.
+   ZqManipulatorLinkIdentifier lesser(manipulator1, link1);
+   ZqManipulatorLinkIdentifier greater(manipulator2, link2);
+   if (manipulator2 < manipulator1)
+      std::swap(lesser, greater);
+   m_linkExclusionMap.mapContainer()[lesser].add(greater);
+   return true;
+}
+
+bool ZqSystemCollisionExclusionMap::excludeLinkCollisionCandidates(ZqU32 manipulator,
+                                                                   const ZqString& link,
+                                                                   ZqU32 otherManipulator)
+{
+   if (manipulator == otherManipulator)
+      return false;
+   m_linkManipulatorExclusionMap.mapContainer()[{manipulator, link}].add(otherManipulator);
+   return true;
+}
+
+bool ZqSystemCollisionExclusionMap::excludeManipulatorCollisionCandidates(ZqU32 manipulator1,
+                                                                          ZqU32 manipulator2)
+{
+   if (manipulator1 == manipulator2)
+      return false;
+   const auto [lesser, greater] = std::minmax({manipulator1, manipulator2});
+   m_manipulatorExclusionMap.mapContainer()[lesser].add(greater);
+   return true;
+}
+
+bool ZqSystemCollisionExclusionMap::removeLinkCollisionExclusionCandidate(ZqU32 manipulator1,
+                                                                          const ZqString& link1,
+                                                                          ZqU32 manipulator2,
+                                                                          const ZqString& link2)
+{
+   if (manipulator1 == manipulator2)
+      return false;
+   ZqManipulatorLinkIdentifier lesser(manipulator1, link1);
+   ZqManipulatorLinkIdentifier greater(manipulator2, link2);
+   if (manipulator2 < manipulator1)
+      std::swap(lesser, greater);
+   return removeFrom(m_linkExclusionMap, lesser, greater);
+}
+
+bool ZqSystemCollisionExclusionMap::removeLinkCollisionExclusionCandidates(ZqU32 manipulator,
+                                                                           const ZqString& link,
+                                                                           ZqU32 otherManipulator)
+{
+   return manipulator != otherManipulator &&
+          removeFrom(m_linkManipulatorExclusionMap, {manipulator, link}, otherManipulator);
+}
+
+bool ZqSystemCollisionExclusionMap::removeManipulatorCollisionExclusionCandidates(
+   ZqU32 manipulator1, ZqU32 manipulator2)
+{
+   const auto [lesser, greater] = std::minmax({manipulator1, manipulator2});
+   return lesser != greater && removeFrom(m_manipulatorExclusionMap, lesser, greater);
+}
+
+bool ZqSystemCollisionExclusionMap::buildMapFromSystem(const ZqManipulatorSystem& system)
+{
+   const Manipulators& manipulators = system.manipulators();
+   ZqManipulatorLinkIndex key;
+   ZqManipulatorLinkIndex member;
+   // Of two labels of one link, the sets do not mix: the last one counts.
+   std::map<ZqManipulatorLinkIndex, std::set<ZqManipulatorLinkIndex>> links;
+   for (const auto& [identifier, identifiers] : m_linkExclusionMap.mapContainer())
+      if (convertToManipulatorLinkIndex(manipulators, identifier, key))
+      {
+         auto& members = links[key];
+         members.clear();
+         for (const ZqManipulatorLinkIdentifier& other : identifiers.setContainer())
+            if (convertToManipulatorLinkIndex(manipulators, other, member))
+               members.insert(member);
+      }
+   flatten(links, m_linkIndices);
+
+   std::map<ZqManipulatorLinkIndex, std::set<ZqU32>> linkManipulators;
+   for (const auto& [identifier, others] : m_linkManipulatorExclusionMap.mapContainer())
+      if (convertToManipulatorLinkIndex(manipulators, identifier, key))
+         linkManipulators[key] = others.setContainer();
+   flatten(linkManipulators, m_linkManipulatorIndices);
+   return true;
+}
+
+bool ZqSystemCollisionExclusionMap::trimMap(const ZqManipulatorSystem& system)
+{
+   const Manipulators& manipulators = system.manipulators();
+   const auto isMissing = [&]<class T>(const T& named)
+   {
+      if (manipulatorOf(named) >= manipulators.size())
+         return true;
+      ZqManipulatorLinkIndex index;
+      if constexpr (std::same_as<T, ZqManipulatorLinkIdentifier>)
+         return !convertToManipulatorLinkIndex(manipulators, named, index);
+      else
+         return false;
+   };
+   bool erased = eraseIf(m_manipulatorExclusionMap, isMissing);
+   erased = eraseIf(m_linkManipulatorExclusionMap, isMissing) || erased;
+   return eraseIf(m_linkExclusionMap, isMissing) || erased;
+}
+
+bool ZqSystemCollisionExclusionMap::isLinkCollisionCandidateExcluded(ZqU32 manipulator1,
+                                                                     ZqU32 link1,
+                                                                     ZqU32 manipulator2,
+                                                                     ZqU32 link2) const
+{
+   if (manipulator1 == manipulator2)
+      return false;
+   if (isManipulatorCollisionExcluded(manipulator1, manipulator2))
+      return true;
+   const ZqManipulatorLinkIndex first{manipulator1, link1};
+   const ZqManipulatorLinkIndex second{manipulator2, link2};
+   if (!m_linkManipulatorIndices.empty() && (holds(m_linkManipulatorIndices, first, manipulator2) ||
+                                             holds(m_linkManipulatorIndices, second, manipulator1)))
+      return true;
+   if (m_linkIndices.empty())
+      return false;
+   return manipulator1 >= manipulator2 ? holds(m_linkIndices, second, first)
+                                       : holds(m_linkIndices, first, second);
+}
+
+bool ZqSystemCollisionExclusionMap::isLinkCollisionCandidateExcluded(ZqU32 manipulator1,
+                                                                     const ZqString& link1,
+                                                                     ZqU32 manipulator2,
+                                                                     const ZqString& link2) const
+{
+   if (isManipulatorCollisionExcluded(manipulator1, manipulator2))
+      return true;
+   const ZqManipulatorLinkIdentifier first(manipulator1, link1);
+   const ZqManipulatorLinkIdentifier second(manipulator2, link2);
+   if (holds(m_linkManipulatorExclusionMap, first, manipulator2) ||
+       holds(m_linkManipulatorExclusionMap, second, manipulator1))
+      return true;
+   return manipulator1 >= manipulator2 ? holds(m_linkExclusionMap, second, first)
+                                       : holds(m_linkExclusionMap, first, second);
+}
+
+bool ZqSystemCollisionExclusionMap::isManipulatorCollisionExcluded(ZqU32 manipulator1,
+                                                                   ZqU32 manipulator2) const
+{
+   if (m_manipulatorExclusionMap.mapContainer().empty())
+      return false;
+   const auto [lesser, greater] = std::minmax({manipulator1, manipulator2});
+   return holds(m_manipulatorExclusionMap, lesser, greater);
+}
+
+bool ZqSystemCollisionExclusionMap::isLinktoManipulatorCollisionExcluded(
+   ZqU32 manipulator, const ZqString& link, ZqU32 otherManipulator) const
+{
+   return isManipulatorCollisionExcluded(manipulator, otherManipulator) ||
+          holds(m_linkManipulatorExclusionMap, {manipulator, link}, otherManipulator);
+}
+
+bool ZqSystemCollisionExclusionMap::linkHasExclusionCandidate(ZqU32 manipulator,
+                                                              const ZqString& link) const
+{
+   const ZqManipulatorLinkIdentifier identifier(manipulator, link);
+   return manipulatorHasExclusionCandidate(manipulator) ||
+          hasMembers(m_linkManipulatorExclusionMap, identifier) ||
+          isMemberOfAny(m_linkManipulatorExclusionMap, manipulator) ||
+          hasMembers(m_linkExclusionMap, identifier) ||
+          isMemberOfAny(m_linkExclusionMap, identifier);
+}
+
+bool ZqSystemCollisionExclusionMap::manipulatorHasExclusionCandidate(ZqU32 manipulator) const
+{
+   return hasMembers(m_manipulatorExclusionMap, manipulator) ||
+          isMemberOfAny(m_manipulatorExclusionMap, manipulator);
+}
+
+void ZqSystemCollisionExclusionMap::removeAllExclusionCandidates()
+{
+   m_manipulatorExclusionMap.clear();
+   m_linkManipulatorExclusionMap.clear();
+   m_linkExclusionMap.clear();
+}
+
+void ZqSystemCollisionExclusionMap::shiftManipulatorIndices(ZqU32 shift)
+{
+   conditionallyShiftManipulatorIndices(0, static_cast<int>(shift));
+}
+
+bool ZqSystemCollisionExclusionMap::mergeWith(const ZqSystemCollisionExclusionMap& other)
+{
+   assignEntries(m_manipulatorExclusionMap, other.m_manipulatorExclusionMap);
+   assignEntries(m_linkManipulatorExclusionMap, other.m_linkManipulatorExclusionMap);
+   assignEntries(m_linkExclusionMap, other.m_linkExclusionMap);
+   return true;
+}
+
+void ZqSystemCollisionExclusionMap::deleteManipulatorAndShift(ZqU32 manipulator)
+{
+   removeManipulator(manipulator);
+   conditionallyShiftManipulatorIndices(manipulator, -1);
+}
+
+bool ZqSystemCollisionExclusionMap::convertToManipulatorLinkIndex(
+   const Manipulators& manipulators, const ZqManipulatorLinkIdentifier& identifier,
+   ZqManipulatorLinkIndex& index) const
+{
+   const ZqU32 manipulator = identifier.manipulatorId();
+   if (manipulator >= manipulators.size())
+      return false;
+   const ZqManipulatorLink* link = manipulators[manipulator].linkByIdentifier(identifier.linkId());
+   if (link == nullptr)
+      return false;
+   index = {manipulator, link->linkIndex()};
+   return true;
+}
+
+bool ZqSystemCollisionExclusionMap::obtainManipulatorLinkIndices(
+   const Manipulators& manipulators, ZqU32 manipulator,
+   std::vector<ZqManipulatorLinkIndex>& indices) const
+{
+   if (manipulator >= manipulators.size())
+      return false;
+   indices.clear();
+   for (ZqU32 i = 0; i < manipulators[manipulator].jointDof(); ++i)
+      indices.push_back({manipulator, i});
+   indices.push_back({manipulator, ZqBaseLinkIndex});
+   return true;
+}
+
+bool ZqSystemCollisionExclusionMap::removeManipulator(ZqU32 manipulator)
+{
+   const auto isOfIt = [&](const auto& named) { return manipulatorOf(named) == manipulator; };
+   bool erased = eraseIf(m_manipulatorExclusionMap, isOfIt);
+   erased = eraseIf(m_linkManipulatorExclusionMap, isOfIt) || erased;
+   return eraseIf(m_linkExclusionMap, isOfIt) || erased;
+}
+
+void ZqSystemCollisionExclusionMap::conditionallyShiftManipulatorIndices(ZqU32 threshold, int shift)
+{
+   const auto offset = static_cast<ZqU32>(shift);
+   shiftKeysAndMembers(m_manipulatorExclusionMap, threshold, offset);
+   shiftKeysAndMembers(m_linkManipulatorExclusionMap, threshold, offset);
+   shiftKeysAndMembers(m_linkExclusionMap, threshold, offset);
+}
+
+void ZqSystemCollisionExclusionMap::apply(const ZqModelEdit& edit)
+{
+   follow(m_manipulatorExclusionMap, edit);
+   follow(m_linkManipulatorExclusionMap, edit);
+   follow(m_linkExclusionMap, edit);
+}

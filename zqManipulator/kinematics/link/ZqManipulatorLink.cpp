@@ -1,0 +1,463 @@
+#include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
+
+#include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/foundation/xml/ZqXmlReader.h"
+#include "zqManipulator/state/ZqManipulatorActivePositionState.h"
+#include "zqManipulator/tools/labels/ZqModelEdit.h"
+
+#include <algorithm>
+#include <utility>
+
+template class ZqXmlClass<ZqManipulatorLink>;
+template class ZqXmlVectorType<ZqManipulatorLink>;
+template class ZqXmlMapType<ZqString, ZqRigidBodyMassProperties>;
+template class ZqXmlMapType<ZqString, ZqVector>;
+template class ZqXmlMapType<ZqString, ZqCoordinateSystemTransformation>;
+
+constinit const ZqCoordinateSystemTransformation ZqManipulatorLink::m_theDummyTransformation;
+
+ZqManipulatorLink::ZqManipulatorLink(const ZqManipulatorLink& other)
+   : ZqXmlClass(other), m_linkIndex(other.m_linkIndex), m_isConstrained(other.m_isConstrained),
+     m_parentLink(other.m_parentLink), m_linkKinematicsContainer(other.m_linkKinematicsContainer),
+     m_linkLabel(other.m_linkLabel), m_childLinks(other.m_childLinks),
+     m_jointActuator(other.m_jointActuator), m_baseMassProperties(other.m_baseMassProperties),
+     m_massProperties(other.m_massProperties),
+     m_massPropertiesInDHFrame(other.m_massPropertiesInDHFrame),
+     m_massPropertiesMap(other.m_massPropertiesMap),
+     m_linkReferenceDescription(other.m_linkReferenceDescription),
+     m_namedPoints(other.m_namedPoints), m_namedFrames(other.m_namedFrames),
+     m_springProperties(other.m_springProperties), m_damperProperties(other.m_damperProperties)
+{
+   attachParts();
+}
+
+// A manipulator of the other link has lost a link, or the contents of one.
+ZqManipulatorLink::ZqManipulatorLink(ZqManipulatorLink&& other) noexcept
+   // The base has nothing to move. NOLINTNEXTLINE(performance-move-constructor-init)
+   : ZqXmlClass(other), m_linkIndex(other.m_linkIndex), m_isConstrained(other.m_isConstrained),
+     m_parentLink(other.m_parentLink),
+     m_linkKinematicsContainer(std::move(other.m_linkKinematicsContainer)),
+     m_linkLabel(std::move(other.m_linkLabel)), m_childLinks(std::move(other.m_childLinks)),
+     m_jointActuator(std::move(other.m_jointActuator)),
+     m_baseMassProperties(other.m_baseMassProperties), m_massProperties(other.m_massProperties),
+     m_massPropertiesInDHFrame(other.m_massPropertiesInDHFrame),
+     m_massPropertiesMap(std::move(other.m_massPropertiesMap)),
+     m_linkReferenceDescription(std::move(other.m_linkReferenceDescription)),
+     m_namedPoints(std::move(other.m_namedPoints)), m_namedFrames(std::move(other.m_namedFrames)),
+     m_springProperties(std::move(other.m_springProperties)),
+     m_damperProperties(std::move(other.m_damperProperties))
+{
+   attachParts();
+   if (other.m_manipulator == nullptr)
+      return;
+   other.treeChanges();
+   for (ZqManipulatorLink& child : m_childLinks)
+      child.leaveManipulator();
+}
+
+ZqManipulatorLink& ZqManipulatorLink::operator=(const ZqManipulatorLink& other)
+{
+   if (this == &other)
+      return *this;
+   // The other link may stand below this one.
+   ChildLinks children(other.m_childLinks);
+   copyAllButChildLinksFrom(other);
+   m_childLinks = std::move(children);
+   attachParts();
+   return *this;
+}
+
+ZqManipulatorLink& ZqManipulatorLink::operator=(ZqManipulatorLink&& other) noexcept
+{
+   if (this == &other)
+      return *this;
+   // The other link may stand below this one, and then goes with its former siblings.
+   ZqManipulatorLink taken(std::move(other));
+   ZqXmlClass::operator=(taken);
+   m_isConstrained = taken.m_isConstrained;
+   m_linkKinematicsContainer = std::move(taken.m_linkKinematicsContainer);
+   m_linkLabel = std::move(taken.m_linkLabel);
+   m_jointActuator = std::move(taken.m_jointActuator);
+   m_baseMassProperties = taken.m_baseMassProperties;
+   m_massProperties = taken.m_massProperties;
+   m_massPropertiesInDHFrame = taken.m_massPropertiesInDHFrame;
+   m_massPropertiesMap = std::move(taken.m_massPropertiesMap);
+   m_linkReferenceDescription = std::move(taken.m_linkReferenceDescription);
+   m_namedPoints = std::move(taken.m_namedPoints);
+   m_namedFrames = std::move(taken.m_namedFrames);
+   m_springProperties = std::move(taken.m_springProperties);
+   m_damperProperties = std::move(taken.m_damperProperties);
+   treeChanges();
+   m_manipulator = nullptr;
+   m_childLinks = std::move(taken.m_childLinks);
+   attachParts();
+   return *this;
+}
+
+void ZqManipulatorLink::copyAllButChildLinksFrom(const ZqManipulatorLink& other)
+{
+   treeChanges();
+   if (this == &other)
+   {
+      m_childLinks.clear();
+      return;
+   }
+   ZqXmlClass::operator=(other);
+   m_isConstrained = other.m_isConstrained;
+   m_linkKinematicsContainer = other.m_linkKinematicsContainer;
+   m_linkLabel = other.m_linkLabel;
+   m_jointActuator = other.m_jointActuator;
+   m_baseMassProperties = other.m_baseMassProperties;
+   m_massProperties = other.m_massProperties;
+   m_massPropertiesInDHFrame = other.m_massPropertiesInDHFrame;
+   m_massPropertiesMap = other.m_massPropertiesMap;
+   m_linkReferenceDescription = other.m_linkReferenceDescription;
+   m_namedPoints = other.m_namedPoints;
+   m_namedFrames = other.m_namedFrames;
+   m_springProperties = other.m_springProperties;
+   m_damperProperties = other.m_damperProperties;
+   m_manipulator = nullptr;
+   attachParts();
+}
+
+/// Has the parts that know their link know this one.
+void ZqManipulatorLink::attachParts() noexcept
+{
+   m_referenceLink = this;
+   m_jointActuator.setManipulatorLink(this);
+   for (ZqManipulatorLink& child : m_childLinks)
+      child.m_parentLink = this;
+}
+
+bool ZqManipulatorLink::operator==(const ZqManipulatorLink& other) const
+{
+   return m_linkLabel == other.m_linkLabel && equalForReferencing(other);
+}
+
+bool ZqManipulatorLink::equalForReferencing(const ZqManipulatorLink& other) const
+{
+   return m_isConstrained == other.m_isConstrained &&
+          m_linkKinematicsContainer == other.m_linkKinematicsContainer &&
+          m_jointActuator == other.m_jointActuator &&
+          m_baseMassProperties == other.m_baseMassProperties &&
+          m_massPropertiesMap == other.m_massPropertiesMap &&
+          m_linkReferenceDescription == other.m_linkReferenceDescription &&
+          m_namedPoints == other.m_namedPoints && m_namedFrames == other.m_namedFrames &&
+          m_springProperties == other.m_springProperties &&
+          m_damperProperties == other.m_damperProperties && m_childLinks == other.m_childLinks;
+}
+
+bool ZqManipulatorLink::read(ZqXmlReader& reader)
+{
+   const bool succeeded = ZqXmlClass::read(reader);
+   takeOldJointActuator();
+   attachParts();
+   updateMassProperties();
+   updateDHMassProperties();
+   reader.incrementLinkCount();
+   return succeeded;
+}
+
+bool ZqManipulatorLink::readValueFromToken(const ZqToken& token, ZqXmlReader& reader)
+{
+   const bool succeeded = ZqXmlClass::readValueFromToken(token, reader);
+   if (token == ZqManip::ZqIdentifierToken)
+      reader.nameElement("link", m_linkLabel);
+   return succeeded;
+}
+
+bool ZqManipulatorLink::write(ZqXmlWriter& writer) const
+{
+   const bool succeeded = ZqXmlClass::write(writer);
+   writer.incrementLinkCount();
+   return succeeded;
+}
+
+/// Takes over the drive that an old document holds, in one form or the other; the container counts.
+void ZqManipulatorLink::takeOldJointActuator()
+{
+   const ZqOldJointActuator none;
+   if (m_oldJointActuator != none)
+      m_jointActuator.setFromOldJointActuator(m_oldJointActuator);
+   const auto* contained =
+      dynamic_cast<const ZqOldJointActuator*>(m_oldJointActuatorContainer.topElement());
+   if (contained != nullptr && *contained != none)
+      m_jointActuator.setFromOldJointActuator(*contained);
+   m_oldJointActuator = none;
+   m_oldJointActuatorContainer.setAndDeleteTopElementPointer(nullptr);
+}
+
+void ZqManipulatorLink::registerComponentsForBase()
+{
+   registerComponentsOf(
+      ZqXmlTables::tableOfList<ZqManipulatorLink, &ZqManipulatorLink::componentsForBase>());
+}
+
+void ZqManipulatorLink::setLinkLabel(const ZqString& label)
+{
+   m_linkLabel = label;
+   labelChanges();
+}
+
+void ZqManipulatorLink::appendToAllLabels(const ZqString& suffix)
+{
+   // It may be a label that is about to change. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+   const ZqString added = suffix;
+   setLinkLabel(linkLabel() + added);
+   for (ZqManipulatorLink& child : childLinks())
+      child.appendToAllLabels(added);
+}
+
+void ZqManipulatorLink::relabelSubtree(const ZqString& prefix, ZqU32& counter)
+{
+   // It may be a label that is about to change. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+   const ZqString start = prefix;
+   setLinkLabel(start + ZqINT2STRING(counter, 10));
+   ++counter;
+   for (ZqManipulatorLink& child : childLinks())
+      child.relabelSubtree(start, counter);
+}
+
+void ZqManipulatorLink::setLinkKinematicsContainer(const ZqLinkKinematicsContainer& container)
+{
+   m_linkKinematicsContainer = container;
+   updateDHMassProperties();
+}
+
+void ZqManipulatorLink::setLinkKinematics(const ZqLinkKinematics& joint)
+{
+   m_linkKinematicsContainer.setTopElement(joint);
+   updateDHMassProperties();
+}
+
+void ZqManipulatorLink::setPrimaryFrame(const ZqCoordinateSystemTransformation& frame)
+{
+   m_linkKinematicsContainer.setPrimaryFrame(frame);
+   updateDHMassProperties();
+}
+
+void ZqManipulatorLink::setJointActuator(const ZqJointActuator& actuator)
+{
+   m_jointActuator = actuator;
+   m_jointActuator.setManipulatorLink(this);
+}
+
+void ZqManipulatorLink::setChildLinks(const ChildLinks& links)
+{
+   // The links may stand below this one.
+   ChildLinks children(links);
+   treeChanges();
+   m_childLinks = std::move(children);
+   attachParts();
+}
+
+void ZqManipulatorLink::addChild(const ZqManipulatorLink& link)
+{
+   treeChanges();
+   m_childLinks.pushBack(link);
+   attachParts();
+}
+
+void ZqManipulatorLink::clearChildLinks()
+{
+   treeChanges();
+   m_childLinks.clear();
+}
+
+void ZqManipulatorLink::addLinkToEndOfChain(const ZqManipulatorLink& link)
+{
+   ZqManipulatorLink* end = this;
+   while (end->m_childLinks.size() > 0)
+      end = &end->m_childLinks[0];
+   end->ZqManipulatorLink::addChild(link);
+}
+
+bool ZqManipulatorLink::addLinkToChildLinkByName(const ZqManipulatorLink& link,
+                                                 const ZqString& label)
+{
+   for (ZqManipulatorLink& child : m_childLinks)
+   {
+      if (child.linkLabel() == label)
+      {
+         child.addLinkToEndOfChain(link);
+         return true;
+      }
+      if (child.addLinkToChildLinkByName(link, label))
+         return true;
+   }
+   return false;
+}
+
+ZqU32 ZqManipulatorLink::subtreeLinkCount() const
+{
+   ZqU32 count = 1;
+   for (const ZqManipulatorLink& child : childLinks())
+      count += child.subtreeLinkCount();
+   return count;
+}
+
+void ZqManipulatorLink::collectLeafLinks(std::vector<const ZqManipulatorLink*>& leaves) const
+{
+   if (childLinks().size() == 0)
+      leaves.push_back(this);
+   for (const ZqManipulatorLink& child : childLinks())
+      child.collectLeafLinks(leaves);
+}
+
+bool ZqManipulatorLink::mapLinks(LinkPointerVector& links, LinkPointerMap& labelToLink)
+{
+   setLinkIndex(static_cast<ZqU32>(links.size()));
+   links.push_back(this);
+   const auto [entry, isNew] = labelToLink.insert_or_assign(m_linkLabel, this);
+   if (!isNew)
+      Zq::Print::instance().write(Zq::Oddity,
+                                  "ZqManipulatorLink::mapLinks(): there are duplicate links with "
+                                  "the same label, \"%s\".  The last will be used.\n",
+                                  m_linkLabel.c_str());
+   bool mapped = true;
+   for (ZqManipulatorLink& child : m_childLinks)
+   {
+      child.setParentLink(this);
+      child.setManipulatorPointer(m_manipulator);
+      mapped = child.mapLinks(links, labelToLink) && mapped;
+   }
+   return mapped;
+}
+
+const ZqCoordinateSystemTransformation&
+ZqManipulatorLink::dhFrameInSystem(ZqManipulatorActivePositionState& activeState) const
+{
+   if (const ZqLinkPositionState* own = placeInSystem(activeState, false))
+      return own->dhFrame();
+   Zq::Print::instance().write(Zq::Rejected,
+                               "ZqManipulatorLink::dhFrameInSystem(): index out of range.\n");
+   return m_theDummyTransformation;
+}
+
+const ZqCoordinateSystemTransformation&
+ZqManipulatorLink::primaryFrameInSystem(ZqManipulatorActivePositionState& activeState) const
+{
+   if (m_linkIndex == ZqBaseLinkIndex)
+   {
+      dhFrameInSystem(activeState);
+      return activeState.basePositionState().primaryFrame();
+   }
+   if (const ZqLinkPositionState* own = placeInSystem(activeState, true))
+      return own->primaryFrame();
+   const ZqU32 records = activeState.linkPositionStates().size();
+   const ZqU32 joints = activeState.positionState().jointPositions().size();
+   Zq::Print::instance().write(
+      Zq::Rejected, "ZqManipulatorLink::primaryFrameInSystem(): index %d out of range %d.\n",
+      static_cast<int>(m_linkIndex), static_cast<int>(m_linkIndex < records ? joints : records));
+   return m_theDummyTransformation;
+}
+
+/// The record of the link with both frames valid, or null when the state has none, or no joint position
+/// to fill it from.
+const ZqLinkPositionState*
+ZqManipulatorLink::placeInSystem(ZqManipulatorActivePositionState& activeState,
+                                 bool primaryFrameIsNext) const
+{
+   const auto& links = activeState.linkPositionStates();
+   if (m_linkIndex >= links.size())
+      return nullptr;
+   if (links[m_linkIndex].locationInSystemValid())
+      return &links[m_linkIndex];
+   const auto& jointPositions = activeState.positionState().jointPositions();
+   if (m_linkIndex >= jointPositions.size())
+      return nullptr;
+
+   // What is stale towards the base is filled in first.
+   const auto* parentFrame = &ZqCoordinateSystemTransformation::identity();
+   if (m_parentLink != nullptr)
+   {
+      const ZqU32 parent = m_parentLink->m_linkIndex;
+      parentFrame = parent < links.size() && links[parent].locationInSystemValid()
+                       ? &links[parent].dhFrame()
+                       : &m_parentLink->dhFrameInSystem(activeState);
+   }
+   ZqLinkPositionState& own = activeState.record(m_linkIndex);
+   const auto* jointTransform = &ZqCoordinateSystemTransformation::identity();
+   const auto* primaryFrame = jointTransform;
+   if (const ZqLinkKinematics* joint = m_linkKinematicsContainer.topElement())
+   {
+      jointTransform = &joint->calculateTransform(jointPositions[m_linkIndex]);
+      primaryFrame = &joint->primaryFrame();
+   }
+   own.setLocation(*parentFrame, *jointTransform, *primaryFrame, primaryFrameIsNext);
+   return &own;
+}
+
+bool ZqManipulatorLink::setLinkReferences(const LinkPointerMap& labelToLink)
+{
+   m_referenceLink = this;
+   if (m_linkReferenceDescription.isShapeReferenced())
+   {
+      const ZqString& label = m_linkReferenceDescription.referencedLinkLabel();
+      const auto found = labelToLink.find(label);
+      if (found != labelToLink.end())
+         m_referenceLink = found->second;
+      else
+         Zq::Print::instance().write(Zq::Rejected,
+                                     "ZqManipulatorLink::setLinkReference(): could not find link "
+                                     "with label %s for referencing.  Using self.\n",
+                                     label.c_str());
+   }
+   for (ZqManipulatorLink& child : m_childLinks)
+      child.setLinkReferences(labelToLink);
+   return true;
+}
+
+bool ZqManipulatorLink::useReferencesWherePossible(const LinkPointerVector& links)
+{
+   // Links have no shapes yet that could differ.
+   const auto end =
+      links.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(linkIndex(), links.size()));
+   const auto candidate = std::find_if(
+      links.begin(), end,
+      [](const ZqManipulatorLink* link)
+      { return link != nullptr && !link->linkReferenceDescription().isShapeReferenced(); });
+   bool any = candidate != end;
+   if (any)
+   {
+      m_linkReferenceDescription.setReferencedLinkLabel((*candidate)->linkLabel());
+      m_linkReferenceDescription.setIsShapeReferenced(true);
+   }
+   for (ZqManipulatorLink& child : m_childLinks)
+      any = child.useReferencesWherePossible(links) || any;
+   return any;
+}
+
+bool ZqManipulatorLink::removeLinkReferences()
+{
+   if (!m_linkReferenceDescription.isShapeReferenced())
+      return true;
+   m_linkReferenceDescription = ZqLinkReferenceDescription();
+   const bool tookOver = m_referenceLink != nullptr;
+   m_referenceLink = this;
+   return tookOver;
+}
+
+void ZqManipulatorLink::apply(const ZqLinkEdit& edit)
+{
+   m_springProperties.apply(edit);
+   m_damperProperties.apply(edit);
+   if (m_linkReferenceDescription.isShapeReferenced())
+   {
+      ZqString referenced = m_linkReferenceDescription.referencedLinkLabel();
+      if (edit.apply(referenced))
+         m_linkReferenceDescription.setReferencedLinkLabel(referenced);
+      else
+         m_linkReferenceDescription = ZqLinkReferenceDescription();
+   }
+   for (ZqManipulatorLink& child : m_childLinks)
+      child.apply(edit);
+}
+
+/// With all below it.
+void ZqManipulatorLink::leaveManipulator() noexcept
+{
+   m_manipulator = nullptr;
+   for (ZqManipulatorLink& child : m_childLinks)
+      child.leaveManipulator();
+}

@@ -1,0 +1,491 @@
+#pragma once
+
+#include "zqManipulator/actuation/ZqJointActuator.h"
+#include "zqManipulator/actuation/ZqJointActuatorContainer.h"
+#include "zqManipulator/actuation/ZqOldJointActuator.h"
+#include "zqManipulator/dynamics/bodies/ZqRigidBodyMassProperties.h"
+#include "zqManipulator/foundation/xml/ZqXmlMapType.h"
+#include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
+#include "zqManipulator/kinematics/joint/ZqLinkKinematicsContainer.h"
+#include "zqManipulator/simulation/records/ZqDamperProperties.h"
+#include "zqManipulator/simulation/records/ZqSpringProperties.h"
+#include "zqManipulator/tools/labels/ZqReferenceDescription.h"
+
+#include <map>
+#include <memory>
+#include <vector>
+
+class ZqArticulatedBodyDynamics;
+class ZqIndividualManipulator;
+class ZqLineSegment;
+class ZqLinkEdit;
+class ZqLinkArticulationState;
+class ZqLinkForceState;
+class ZqLinkMassState;
+class ZqLinkPositionState;
+class ZqManipulatorActivePositionState;
+class ZqManipulatorActiveState;
+class ZqManipulatorExternalForce;
+class ZqManipulatorTorque;
+class ZqStatedSystemStruct;
+
+/// One rigid body of a manipulator, with the joint that connects it to its parent and, by value, its
+/// children. The root of a tree is a `ZqIndividualManipulator`.
+///
+/// A link holds no motion: joint positions stand in a `ZqPositionState` by link index, and what follows
+/// from them is kept in the active state that every query is given. So one link answers for any number
+/// of states, from one thread at a time. A change of the model is not noticed by an active state: who
+/// changes a joint or the tree invalidates the active states in use.
+///
+/// The DH frame of a link is that of its joint (`ZqLinkKinematics`), "local" in the names of queries;
+/// masses, points and frames stand in the primary frame, which is fixed in the DH frame.
+///
+/// Since children are held by value, a pointer to a link lives until its tree changes or moves. A
+/// manipulator notices when the tree below one of its links changes, and numbers its links anew before
+/// it is next asked for one.
+class ZqManipulatorLink : public ZqXmlClass<ZqManipulatorLink>
+{
+public:
+   using ChildLinks = ZqXmlVectorType<ZqManipulatorLink>;
+   using LinkPointerVector = std::vector<ZqManipulatorLink*>;
+   using LinkPointerMap = std::map<ZqString, ZqManipulatorLink*>;
+   using MassPropertiesMap = ZqXmlMapType<ZqString, ZqRigidBodyMassProperties>;
+   using NamedPoints = ZqXmlMapType<ZqString, ZqVector>;
+   using NamedFrames = ZqXmlMapType<ZqString, ZqCoordinateSystemTransformation>;
+
+   static const ZqToken& classToken() { return ZqManip::ZqManipulatorLinkToken; }
+   static constexpr const char* documentation =
+      "a link: a rigid body, the joint that connects it to its parent, and its children";
+   static constexpr auto components()
+   {
+      using This = ZqManipulatorLink;
+      return std::tuple{
+         ZqComponent{&This::m_linkLabel, &ZqManip::ZqIdentifierToken,
+                     "label of the link, unique in its manipulator"},
+         ZqComponent{&This::m_linkKinematicsContainer, &ZqManip::ZqLinkKinematicsContainerToken,
+                     "joint between the parent and the link"},
+         ZqComponent{&This::m_childLinks, &ZqManip::ZqChildLinksToken,
+                     "links that hang on this one"},
+         ZqComponent{&This::m_jointActuator, &ZqManip::ZqCompositeJointActuatorToken,
+                     "drive of the joint"},
+         ZqReadOnlyComponent(&This::m_oldJointActuator, &ZqManip::ZqJointActuatorToken,
+                             "drive of old documents"),
+         ZqReadOnlyComponent(&This::m_oldJointActuatorContainer,
+                             &ZqManip::ZqJointActuatorContainerToken, "drive of old documents"),
+         ZqComponent{&This::m_baseMassProperties, &ZqManip::ZqMassPropertiesToken,
+                     "mass of the bare link, in its primary frame"},
+         ZqComponent{&This::m_springProperties, &ZqManip::ZqSpringPropertiesToken,
+                     "spring at the joint"},
+         ZqComponent{&This::m_damperProperties, &ZqManip::ZqDamperPropertiesToken,
+                     "damper at the joint"},
+         ZqComponent{&This::m_linkReferenceDescription, &ZqManip::ZqLinkReferenceDescriptionToken,
+                     "whose shapes the link uses"},
+         ZqComponent{&This::m_namedPoints, &ZqManip::ZqNamedPointsToken,
+                     "x y z of points (m) by name, in the primary frame"},
+         ZqComponent{&This::m_namedFrames, &ZqManip::ZqNamedFramesToken,
+                     "frames by name, in the primary frame"},
+         ZqComponent{&This::m_isConstrained, &ZqManip::ZqIsConstrainedToken,
+                     "whether the position of the joint is not free"},
+         ZqComponent{&This::m_massPropertiesMap, &ZqManip::ZqMassPropertiesMapToken,
+                     "further masses by name, in the primary frame, which add up"}};
+   }
+   /// The components of the base of a manipulator, which has no joint to drive or to limit.
+   static constexpr auto componentsForBase()
+   {
+      // Identifier, joint, children; mass; shapes, points, frames; further masses.
+      constexpr auto all = components();
+      return std::tuple{std::get<0>(all), std::get<1>(all),  std::get<2>(all),  std::get<6>(all),
+                        std::get<9>(all), std::get<10>(all), std::get<11>(all), std::get<13>(all)};
+   }
+   bool read(ZqXmlReader& reader) override;
+   /// Messages about what follows the label name the link.
+   bool readValueFromToken(const ZqToken& token, ZqXmlReader& reader) override;
+   bool write(ZqXmlWriter& writer) const override;
+
+   ZqManipulatorLink() { m_jointActuator.setManipulatorLink(this); }
+   /// The copy has the parent and the index of the other link until it is given its own, and belongs to
+   /// no manipulator.
+   ZqManipulatorLink(const ZqManipulatorLink& other);
+   ZqManipulatorLink(ZqManipulatorLink&& other) noexcept;
+   /// The link keeps its own parent and index.
+   ZqManipulatorLink& operator=(const ZqManipulatorLink& other);
+   ZqManipulatorLink& operator=(ZqManipulatorLink&& other) noexcept;
+   ~ZqManipulatorLink() override = default;
+   /// All but the children. From itself, it empties its children, and nothing else.
+   void copyAllButChildLinksFrom(const ZqManipulatorLink& other);
+   /// `equalForReferencing`, and equal labels.
+   bool operator==(const ZqManipulatorLink& other) const;
+   /// Whether the two links and their subtrees differ in no more than the label of the link itself.
+   bool equalForReferencing(const ZqManipulatorLink& other) const;
+
+   virtual const ZqString& linkLabel() const { return m_linkLabel; }
+   virtual void setLinkLabel(const ZqString& label);
+   /// For the link and all its descendants.
+   virtual void appendToAllLabels(const ZqString& suffix);
+   virtual const ZqLinkKinematicsContainer& linkKinematicsContainer() const
+   {
+      return m_linkKinematicsContainer;
+   }
+   virtual void setLinkKinematicsContainer(const ZqLinkKinematicsContainer& container);
+   virtual void setLinkKinematics(const ZqLinkKinematics& joint);
+
+   /// \name Tree
+   /// @{
+   virtual const ChildLinks& childLinks() const { return m_childLinks; }
+   /// For a change that follows at once: the manipulator looks when it is next asked for a link, and
+   /// does not watch the reference any longer. A change by one that was kept wants a call of
+   /// `mapManipulator`.
+   virtual ChildLinks& childLinks()
+   {
+      if (m_manipulator != nullptr)
+         lendChildren();
+      return m_childLinks;
+   }
+   virtual void setChildLinks(const ChildLinks& links);
+   /// Appends a copy.
+   virtual void addChild(const ZqManipulatorLink& link);
+   virtual void clearChildLinks();
+   /// Adds a copy below the link that is reached by the first child at every level.
+   virtual void addLinkToEndOfChain(const ZqManipulatorLink& link);
+   /// The same from the first descendant, depth first, that has the label. False when there is none.
+   virtual bool addLinkToChildLinkByName(const ZqManipulatorLink& link, const ZqString& label);
+   /// @}
+
+   /// The primary frame in the DH frame; the identity without a joint.
+   virtual const ZqCoordinateSystemTransformation& primaryFrame() const
+   {
+      return m_linkKinematicsContainer.primaryFrame();
+   }
+   virtual void setPrimaryFrame(const ZqCoordinateSystemTransformation& frame);
+   virtual const ZqJointActuator& jointActuator() const { return m_jointActuator; }
+   virtual void setJointActuator(const ZqJointActuator& actuator);
+
+   /// \name Masses
+   /// In the primary frame: those of the bare link (base), those added by name, and their sum.
+   /// @{
+   /// The sum, and with a scene what is attached to this link in it: the attached manipulators' own
+   /// masses, in place.
+   virtual const ZqRigidBodyMassProperties&
+   massProperties(const ZqStatedSystemStruct* stateStruct = nullptr) const;
+   /// Sets those of the bare link, and removes all that were added.
+   virtual void setMassProperties(const ZqRigidBodyMassProperties& properties);
+   virtual const ZqRigidBodyMassProperties& baseMassProperties() const
+   {
+      return m_baseMassProperties;
+   }
+   virtual void setBaseMassProperties(const ZqRigidBodyMassProperties& properties);
+   virtual const MassPropertiesMap& massPropertiesMap() const { return m_massPropertiesMap; }
+   virtual void setMassPropertiesMap(const MassPropertiesMap& map);
+   virtual void clearMassPropertiesMap();
+   virtual void addMassProperties(const ZqString& name,
+                                  const ZqRigidBodyMassProperties& properties);
+   /// False when there was none of the name.
+   virtual bool deleteMassProperties(const ZqString& name);
+   /// @}
+
+   /// \name Spring and damper of the joint
+   /// By the positions and velocities of any joints of the manipulator.
+   /// @{
+   virtual const ZqSpringProperties& springProperties() const { return m_springProperties; }
+   virtual void setSpringProperties(const ZqSpringProperties& properties)
+   {
+      m_springProperties = properties;
+   }
+   virtual const ZqDamperProperties& damperProperties() const { return m_damperProperties; }
+   virtual void setDamperProperties(const ZqDamperProperties& properties)
+   {
+      m_damperProperties = properties;
+   }
+   /// @}
+
+   virtual const ZqLinkReferenceDescription& linkReferenceDescription() const
+   {
+      return m_linkReferenceDescription;
+   }
+   virtual void setLinkReferenceDescription(const ZqLinkReferenceDescription& description)
+   {
+      m_linkReferenceDescription = description;
+   }
+   /// The link whose shapes this one uses: itself, or another one of the tree.
+   virtual const ZqManipulatorLink* referenceLink() const { return m_referenceLink; }
+   virtual void setReferenceLink(ZqManipulatorLink* link) { m_referenceLink = link; }
+   /// The torque of spring and damper, which counts against the drive. A link without a manipulator is
+   /// rejected with a message, and 0.0.
+   virtual ZqReal totalLocalTorque(const ZqManipulatorActiveState& activeState) const;
+   /// As `massProperties`, in the DH frame.
+   virtual const ZqRigidBodyMassProperties&
+   massPropertiesInDHFrame(const ZqStatedSystemStruct* stateStruct = nullptr) const;
+   virtual void updateDHMassProperties();
+   /// Null at a root.
+   virtual const ZqManipulatorLink* parentLink() const { return m_parentLink; }
+   virtual void setParentLink(ZqManipulatorLink* parent) { m_parentLink = parent; }
+   /// The place of the link's joint in states: set by `mapLinks`, until then `ZqNoLinkIndex`.
+   virtual ZqU32 linkIndex() const { return m_linkIndex; }
+   virtual void setLinkIndex(ZqU32 index) { m_linkIndex = index; }
+   /// The number of links in the subtree, this one included.
+   virtual ZqU32 subtreeLinkCount() const;
+   /// Numbers the subtree from the size of the vector on, parents before their children, tells each
+   /// link below this one its parent and its manipulator, and enters each link in the vector and, by
+   /// its label, in the map. Of links with one label the last is
+   /// entered, and a message says so.
+   virtual bool mapLinks(LinkPointerVector& links, LinkPointerMap& labelToLink);
+   /// The DH frame in the system. Computes what is stale of the links from the base to this one, their
+   /// primary frames with it. An index that the active state does not have is rejected with a message;
+   /// the answer is the identity. The reference is into the active state.
+   virtual const ZqCoordinateSystemTransformation&
+   dhFrameInSystem(ZqManipulatorActivePositionState& activeState) const;
+   /// The primary frame in the system, as above.
+   virtual const ZqCoordinateSystemTransformation&
+   primaryFrameInSystem(ZqManipulatorActivePositionState& activeState) const;
+
+   /// \name Motion, momentum and force
+   /// What the link does in a state: computed from the base outwards (motions) or from the tips inwards
+   /// (momenta, forces, inertias), kept in the active state, and answered by reference into it. Values
+   /// are in the axes of the link's DH frame unless the name says `InSystem`. Velocities and
+   /// accelerations are those of the frame's origin, or of the center of mass; accelerations are those
+   /// of a point (classical, not spatial). The acceleration of the base carries gravity: it stands in
+   /// the state as the acceleration that simulates it.
+   ///
+   /// Joint accelerations that the state does not list are zero, and so are external forces and torques
+   /// that their records do not list. An index that the active state does not have is rejected with a
+   /// message; the answer is then zero. A scene, which may be null, adds the masses of what is
+   /// attached.
+   ///
+   /// A change of forces, torques or scene is not noticed: what is kept answers as it was computed.
+   /// Setting the acceleration state makes room for other forces and torques, `invalidateAll` for
+   /// another scene.
+   /// @{
+   virtual const ZqGeneralMotion&
+   dhFrameVelocityInLocal(ZqManipulatorActiveState& activeState) const;
+   virtual const ZqGeneralMotion&
+   dhFrameVelocityInSystem(ZqManipulatorActiveState& activeState) const;
+   virtual const ZqGeneralMotion&
+   primaryFrameVelocityInSystem(ZqManipulatorActiveState& activeState) const;
+   virtual const ZqGeneralMotion&
+   dhFrameAccelerationInLocal(ZqManipulatorActiveState& activeState) const;
+   /// The spatial force (N, N m) that the joint passes to the link, by the inward recursion of Newton
+   /// and Euler (Luh, Walker, Paul 1980), for the motion in the state and forces from outside.
+   virtual const ZqGeneralForce&
+   dhFrameForceInLocal(const ZqManipulatorExternalForce& externalForce,
+                       ZqManipulatorActiveState& activeState,
+                       const ZqStatedSystemStruct* stateStruct) const;
+   virtual const ZqGeneralMotion& comVelocityInLocal(ZqManipulatorActiveState& activeState,
+                                                     const ZqStatedSystemStruct* stateStruct) const;
+   virtual const ZqGeneralMotion&
+   comAccelerationInLocal(ZqManipulatorActiveState& activeState,
+                          const ZqStatedSystemStruct* stateStruct) const;
+   /// Linear momentum (kg m/s), and angular momentum (kg m^2/s) about the center of mass.
+   virtual const ZqGeneralMotion&
+   spatialMomentumInLocal(ZqManipulatorActiveState& activeState,
+                          const ZqStatedSystemStruct* stateStruct) const;
+   virtual const ZqGeneralMotion&
+   spatialMomentumRateInLocal(ZqManipulatorActiveState& activeState,
+                              const ZqStatedSystemStruct* stateStruct) const;
+   /// The sum over the subtree. Each link's angular part stays about its own center of mass, so that
+   /// the sum lacks the moment of the linear parts; `computeMomentFromLinearAcceleration` has the rate
+   /// of that.
+   virtual const ZqGeneralMotion&
+   compositeSpatialMomentumInLocal(ZqManipulatorActiveState& activeState,
+                                   const ZqStatedSystemStruct* stateStruct) const;
+   virtual const ZqGeneralMotion&
+   compositeSpatialMomentumRateInLocal(ZqManipulatorActiveState& activeState,
+                                       const ZqStatedSystemStruct* stateStruct) const;
+   /// The moment (N m) about a point, both in the system, of mass times acceleration of the subtree's
+   /// centers of mass. True.
+   virtual ZqBoolean
+   computeMomentFromLinearAcceleration(const ZqVector& point, ZqManipulatorActiveState& activeState,
+                                       ZqVector& moment,
+                                       const ZqStatedSystemStruct* stateStruct) const;
+   /// The subtree as one rigid body, about the origin of the DH frame.
+   virtual const ZqRigidBodyMassProperties& crbi(ZqManipulatorActiveState& activeState,
+                                                 const ZqStatedSystemStruct* stateStruct) const;
+   /// @}
+
+   /// \name Articulated bodies (Featherstone 2008, ch. 7)
+   /// Accelerations here are those that joint torques and the force on a free base add to the ones in
+   /// the state; velocity products, gravity and external forces stand in the bias of the bodies. A
+   /// torque that the record does not list is zero.
+   /// @{
+   virtual const ZqArticulatedBodyDynamics& arbd(const ZqManipulatorExternalForce& externalForce,
+                                                 const ZqManipulatorTorque& torque,
+                                                 ZqManipulatorActiveState& activeState,
+                                                 const ZqStatedSystemStruct* stateStruct) const;
+   /// Adds the link's body, less what its joint takes away, to that of the parent. The drive's inertia
+   /// counts for the joint. Without a joint nothing is added.
+   virtual void addArbdToParent(ZqArticulatedBodyDynamics& parentArbd,
+                                const ZqManipulatorExternalForce& externalForce,
+                                const ZqManipulatorTorque& torque,
+                                ZqManipulatorActiveState& activeState,
+                                const ZqStatedSystemStruct* stateStruct) const;
+   /// The acceleration of the joint (rad/s^2, or m/s^2); 0.0 for a joint that has no inertia.
+   virtual ZqReal arbiJointAcceleration(const ZqManipulatorExternalForce& externalForce,
+                                        const ZqManipulatorTorque& torque,
+                                        ZqManipulatorActiveState& activeState,
+                                        const ZqStatedSystemStruct* stateStruct) const;
+   virtual const ZqGeneralMotion& arbiSupplementalDhFrameAccelerationInLocal(
+      const ZqManipulatorExternalForce& externalForce, const ZqManipulatorTorque& torque,
+      ZqManipulatorActiveState& activeState, const ZqStatedSystemStruct* stateStruct) const;
+   /// @}
+
+   /// The segment that represents the external force on the link, from its description in the state.
+   virtual const ZqLineSegment& forceVectorInLocal(ZqManipulatorActiveState& activeState) const;
+   /// Appends the links without children, depth first.
+   virtual void collectLeafLinks(std::vector<const ZqManipulatorLink*>& leaves) const;
+   /// Null when the link belongs to no manipulator.
+   virtual const ZqIndividualManipulator* manipulator() const { return m_manipulator; }
+   virtual void setManipulatorPointer(ZqIndividualManipulator* manipulator)
+   {
+      m_manipulator = manipulator;
+   }
+   /// A bound (m) on the distance from the inboard frame's origin to the DH frame's over the joint's
+   /// travel; 0.0 without a joint.
+   virtual ZqReal upperBoundExtentDistance() const;
+   /// The radius (m) of a sphere about the inboard frame's origin that the origins of the subtree do
+   /// not leave. Not tight.
+   virtual ZqReal upperBoundSubmanipulatorExtentDistance() const;
+   /// Labels the subtree, parents first, by the prefix and a counter, which counts on.
+   virtual void relabelSubtree(const ZqString& prefix, ZqU32& counter);
+   /// Scales joint, drive and bare masses by a length scale, at constant density. Masses that were
+   /// added, named points and named frames stay.
+   virtual void scaleIndividualLinkBy(ZqReal scale);
+   /// The same for the subtree.
+   virtual void scaleBy(ZqReal scale);
+
+   /// \name Sharing of shapes between links
+   /// @{
+   /// Binds the subtree's references by the map of labels. A label that is not there is reported; the
+   /// link then uses itself.
+   virtual bool setLinkReferences(const LinkPointerMap& labelToLink);
+   /// Turns each link of the subtree whose shapes equal those of an earlier link into a reference.
+   /// True when any was turned.
+   virtual bool useReferencesWherePossible(const LinkPointerVector& links);
+   /// Ends a reference. False when there was nothing to take over.
+   virtual bool removeLinkReferences();
+   /// @}
+
+   /// Sets a limit of the joint of the first link of the subtree with the label. False when there is
+   /// none.
+   virtual bool setJointLimit(const ZqString& label, bool isLower, ZqReal value);
+   /// Takes mass, joint, drive, spring and damper, points and frames, and with `withShapes` the shapes,
+   /// from another link, for the first link of the subtree with the label. False when there is none.
+   virtual bool replaceLinkProperties(const ZqString& label, const ZqManipulatorLink& link,
+                                      bool withShapes);
+   /// Sets the masses of the link of the label in the subtree. False when there is none, and also when
+   /// it is this link itself.
+   virtual bool replaceMassProperties(const ZqString& label,
+                                      const ZqRigidBodyMassProperties& properties);
+
+   /// \name Points and frames in the primary frame
+   /// A name that is taken keeps its value, with a message.
+   /// @{
+   virtual const NamedPoints& namedPoints() const { return m_namedPoints; }
+   virtual void setNamedPoints(const NamedPoints& points) { m_namedPoints = points; }
+   virtual bool lookupNamedPoint(const ZqString& name, ZqVector& point) const;
+   virtual void addNamedPoint(const ZqString& name, const ZqVector& point);
+   virtual const NamedFrames& namedFrames() const { return m_namedFrames; }
+   virtual void setNamedFrames(const NamedFrames& frames) { m_namedFrames = frames; }
+   virtual bool lookupNamedFrame(const ZqString& name,
+                                 ZqCoordinateSystemTransformation& frame) const;
+   virtual void addNamedFrame(const ZqString& name, const ZqCoordinateSystemTransformation& frame);
+   /// @}
+
+   virtual bool isConstrained() const { return m_isConstrained; }
+   virtual void setIsConstrained(bool constrained) { m_isConstrained = constrained; }
+   /// Registers the components that the base of a manipulator has.
+   virtual void registerComponentsForBase();
+   virtual void updateMassProperties();
+   /// What the subtree holds by label, springs, dampers and references to links, follows the links of
+   /// the manipulator.
+   void apply(const ZqLinkEdit& edit);
+
+protected:
+   /// \name What a failed query answers
+   /// @{
+   static const ZqCoordinateSystemTransformation m_theDummyTransformation;
+   static const ZqGeneralMotion m_theDummyGeneralVelocity;
+   static const ZqGeneralMotion m_theDummyGeneralAcceleration;
+   static const ZqGeneralMotion m_theDummySpatialMomentum;
+   static const ZqGeneralForce m_theDummyGeneralForce;
+   static const ZqRigidBodyMassProperties m_theDummyCrbi;
+   static const ZqArticulatedBodyDynamics m_theDummyArbd;
+   /// @}
+
+   /// \name One step of the recursions, for a link that the state has
+   /// @{
+   void gatherForces(ZqLinkForceState& record, const ZqManipulatorExternalForce& externalForce,
+                     ZqManipulatorActiveState& activeState,
+                     const ZqStatedSystemStruct* stateStruct) const;
+   void composeBody(ZqLinkMassState& record, ZqManipulatorActiveState& activeState,
+                    const ZqStatedSystemStruct* stateStruct) const;
+   void articulateBody(ZqLinkArticulationState& record,
+                       const ZqManipulatorExternalForce& externalForce,
+                       const ZqManipulatorTorque& torque, ZqManipulatorActiveState& activeState,
+                       const ZqStatedSystemStruct* stateStruct) const;
+   using CompositeQuery =
+      const ZqGeneralMotion& (ZqManipulatorLink::*)(ZqManipulatorActiveState& activeState,
+                                                    const ZqStatedSystemStruct* stateStruct) const;
+   ZqGeneralMotion sumOverChildren(const ZqGeneralMotion& own,
+                                   ZqManipulatorActiveState& activeState, CompositeQuery query,
+                                   const ZqStatedSystemStruct* stateStruct) const;
+   /// @}
+
+private:
+   friend class ZqIndividualManipulator; // numbers the tree
+
+   void attachParts() noexcept;
+   // Tell the manipulator that its maps may not be right any more.
+   void lendChildren();
+   void treeChanges() noexcept;
+   void labelChanges() noexcept;
+   void leaveManipulator() noexcept;
+   void takeOldJointActuator();
+   const ZqRigidBodyMassProperties&
+   withAttachments(const ZqRigidBodyMassProperties& own, const ZqStatedSystemStruct* stateStruct,
+                   const ZqCoordinateSystemTransformation* outer) const;
+   const ZqLinkPositionState* placeInSystem(ZqManipulatorActivePositionState& activeState,
+                                            bool primaryFrameIsNext) const;
+   const ZqRigidBodyMassProperties& dhMasses(const ZqStatedSystemStruct* stateStruct) const;
+   const ZqLinkPositionState& withDhTransform(ZqManipulatorActivePositionState& activeState) const;
+   static const ZqGeneralMotion& velocityOf(const ZqManipulatorLink& link,
+                                            ZqManipulatorActiveState& activeState);
+   static const ZqGeneralMotion& accelerationOf(const ZqManipulatorLink& link,
+                                                ZqManipulatorActiveState& activeState);
+   ZqGeneralForce forceOnBody(const ZqManipulatorExternalForce& externalForce,
+                              ZqManipulatorActiveState& activeState,
+                              const ZqStatedSystemStruct* stateStruct) const;
+   ZqGeneralMotion inboardAcceleration(const ZqManipulatorExternalForce& externalForce,
+                                       const ZqManipulatorTorque& torque,
+                                       ZqManipulatorActiveState& activeState,
+                                       const ZqStatedSystemStruct* stateStruct) const;
+
+   // What a query of frames touches stands together.
+   ZqU32 m_linkIndex = ZqNoLinkIndex;
+   bool m_isConstrained = false;
+   ZqManipulatorLink* m_parentLink = nullptr; ///< not owned
+   ZqLinkKinematicsContainer m_linkKinematicsContainer;
+   ZqIndividualManipulator* m_manipulator = nullptr; ///< not owned
+   ZqManipulatorLink* m_referenceLink = this;        ///< not owned
+   ZqString m_linkLabel;
+   ChildLinks m_childLinks;
+   ZqJointActuator m_jointActuator;
+   ZqRigidBodyMassProperties m_baseMassProperties = ZqRigidBodyMassProperties::nullObject();
+   ZqRigidBodyMassProperties m_massProperties = ZqRigidBodyMassProperties::nullObject();
+   ZqRigidBodyMassProperties m_massPropertiesInDHFrame = ZqRigidBodyMassProperties::nullObject();
+   /// The result of a query with attachments, once there was one.
+   mutable std::unique_ptr<ZqRigidBodyMassProperties> m_massPropertiesWithAttachments;
+   MassPropertiesMap m_massPropertiesMap;
+   ZqLinkReferenceDescription m_linkReferenceDescription;
+   NamedPoints m_namedPoints;
+   NamedFrames m_namedFrames;
+   ZqSpringProperties m_springProperties;
+   ZqDamperProperties m_damperProperties;
+   // Filled and emptied by reading.
+   ZqOldJointActuator m_oldJointActuator;
+   ZqJointActuatorContainer m_oldJointActuatorContainer;
+};
+
+extern template class ZqXmlClass<ZqManipulatorLink>;
+extern template class ZqXmlVectorType<ZqManipulatorLink>;
+extern template class ZqXmlMapType<ZqString, ZqRigidBodyMassProperties>;
+extern template class ZqXmlMapType<ZqString, ZqVector>;
+extern template class ZqXmlMapType<ZqString, ZqCoordinateSystemTransformation>;

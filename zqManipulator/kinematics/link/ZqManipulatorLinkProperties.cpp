@@ -1,0 +1,246 @@
+#include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
+#include "zqManipulator/kinematics/system/ZqStatedSystem.h"
+#include "zqManipulator/kinematics/system/ZqStatedSystemStruct.h"
+
+#include <algorithm>
+
+void ZqManipulatorLink::setMassProperties(const ZqRigidBodyMassProperties& properties)
+{
+   m_baseMassProperties = properties;
+   clearMassPropertiesMap();
+}
+
+void ZqManipulatorLink::setBaseMassProperties(const ZqRigidBodyMassProperties& properties)
+{
+   m_baseMassProperties = properties;
+   updateMassProperties();
+   updateDHMassProperties();
+}
+
+void ZqManipulatorLink::setMassPropertiesMap(const MassPropertiesMap& map)
+{
+   m_massPropertiesMap = map;
+   updateMassProperties();
+   updateDHMassProperties();
+}
+
+void ZqManipulatorLink::clearMassPropertiesMap()
+{
+   m_massPropertiesMap.clear();
+   updateMassProperties();
+   updateDHMassProperties();
+}
+
+void ZqManipulatorLink::addMassProperties(const ZqString& name,
+                                          const ZqRigidBodyMassProperties& properties)
+{
+   m_massPropertiesMap.add(name, properties);
+   updateMassProperties();
+   updateDHMassProperties();
+}
+
+bool ZqManipulatorLink::deleteMassProperties(const ZqString& name)
+{
+   if (!m_massPropertiesMap.erase(name))
+      return false;
+   updateMassProperties();
+   updateDHMassProperties();
+   return true;
+}
+
+void ZqManipulatorLink::updateMassProperties()
+{
+   m_massProperties = m_baseMassProperties;
+   for (const auto& [name, properties] : m_massPropertiesMap.mapContainer())
+      m_massProperties += properties;
+}
+
+void ZqManipulatorLink::updateDHMassProperties()
+{
+   m_massPropertiesInDHFrame = m_massProperties;
+   m_massPropertiesInDHFrame.transformBy(m_linkKinematicsContainer.primaryFrame());
+}
+
+bool ZqManipulatorLink::replaceMassProperties(const ZqString& label,
+                                              const ZqRigidBodyMassProperties& properties)
+{
+   if (linkLabel() == label)
+   {
+      setMassProperties(properties);
+      return false;
+   }
+   return std::any_of(childLinks().begin(), childLinks().end(),
+                      [&](ZqManipulatorLink& child)
+                      {
+                         const bool isChild = child.linkLabel() == label;
+                         return child.replaceMassProperties(label, properties) || isChild;
+                      });
+}
+
+bool ZqManipulatorLink::setJointLimit(const ZqString& label, bool isLower, ZqReal value)
+{
+   if (linkLabel() == label)
+   {
+      isLower ? m_jointActuator.setLowerLimit(value) : m_jointActuator.setUpperLimit(value);
+      return true;
+   }
+   return std::any_of(childLinks().begin(), childLinks().end(),
+                      [&](ZqManipulatorLink& child)
+                      { return child.setJointLimit(label, isLower, value); });
+}
+
+bool ZqManipulatorLink::replaceLinkProperties(const ZqString& label, const ZqManipulatorLink& link,
+                                              bool withShapes)
+{
+   if (linkLabel() != label)
+      return std::any_of(childLinks().begin(), childLinks().end(),
+                         [&](ZqManipulatorLink& child)
+                         { return child.replaceLinkProperties(label, link, withShapes); });
+   setDamperProperties(link.damperProperties());
+   setJointActuator(link.jointActuator());
+   setLinkKinematicsContainer(link.linkKinematicsContainer());
+   setMassProperties(link.massProperties());
+   setSpringProperties(link.springProperties());
+   setNamedPoints(link.namedPoints());
+   setNamedFrames(link.namedFrames());
+   if (withShapes)
+      m_linkReferenceDescription.setIsShapeReferenced(false);
+   return true;
+}
+
+ZqReal ZqManipulatorLink::totalLocalTorque(const ZqManipulatorActiveState& activeState) const
+{
+   if (m_manipulator == nullptr)
+   {
+      Zq::Print::instance().write(
+         Zq::Rejected, "ZqManipulatorLink::totalLocalTorque()->NULL manipulator pointer");
+      return 0.0;
+   }
+   if (m_springProperties.isEmpty() && m_damperProperties.isEmpty())
+      return 0.0;
+   return m_damperProperties.torque(*m_manipulator, activeState) +
+          m_springProperties.torque(*m_manipulator, activeState);
+}
+
+void ZqManipulatorLink::scaleIndividualLinkBy(ZqReal scale)
+{
+   // Assigned, so that nothing stays that was computed of the unscaled body.
+   ZqRigidBodyMassProperties scaled = m_baseMassProperties;
+   scaled.scaleBy(scale);
+   m_baseMassProperties = scaled;
+   m_linkKinematicsContainer.scaleBy(scale);
+   const ZqReal isLength = m_linkKinematicsContainer.jointParameterScalability();
+   m_jointActuator.scaleBy(scale, isLength * scale + (1.0 - isLength));
+   updateMassProperties();
+   updateDHMassProperties();
+}
+
+void ZqManipulatorLink::scaleBy(ZqReal scale)
+{
+   scaleIndividualLinkBy(scale);
+   for (ZqManipulatorLink& child : childLinks())
+      child.scaleBy(scale);
+}
+
+ZqReal ZqManipulatorLink::upperBoundExtentDistance() const
+{
+   const ZqLinkKinematics* joint = m_linkKinematicsContainer.topElement();
+   return joint != nullptr ? joint->upperBoundDhFrameDistance(m_jointActuator) : 0.0;
+}
+
+ZqReal ZqManipulatorLink::upperBoundSubmanipulatorExtentDistance() const
+{
+   ZqReal reachOfChildren = 0.0;
+   for (const ZqManipulatorLink& child : childLinks())
+      reachOfChildren = std::max(reachOfChildren, child.upperBoundSubmanipulatorExtentDistance());
+   return upperBoundExtentDistance() + reachOfChildren;
+}
+
+namespace
+{
+/// Adds when the name is new.
+template <class Map, class Value>
+void addNamed(Map& map, const ZqString& name, const Value& value, const char* message)
+{
+   if (!map.mapContainer().try_emplace(name, value).second)
+      Zq::Print::instance().write(Zq::Rejected, "%s", message);
+}
+} // namespace
+
+bool ZqManipulatorLink::lookupNamedPoint(const ZqString& name, ZqVector& point) const
+{
+   return m_namedPoints.lookup(name, point);
+}
+
+void ZqManipulatorLink::addNamedPoint(const ZqString& name, const ZqVector& point)
+{
+   addNamed(m_namedPoints, name, point, "ZqManipulatorLink::addNamedPoint point already exists\n");
+}
+
+bool ZqManipulatorLink::lookupNamedFrame(const ZqString& name,
+                                         ZqCoordinateSystemTransformation& frame) const
+{
+   return m_namedFrames.lookup(name, frame);
+}
+
+void ZqManipulatorLink::addNamedFrame(const ZqString& name,
+                                      const ZqCoordinateSystemTransformation& frame)
+{
+   addNamed(m_namedFrames, name, frame, "ZqManipulatorLink::addNamedFrame frame already exists\n");
+}
+
+namespace
+{
+/// Whether anything is attached to any link of the scene, which is seldom so.
+bool hasAttachments(const ZqStatedSystemStruct* stateStruct)
+{
+   const ZqStatedSystem* scene = stateStruct != nullptr ? stateStruct->statedSystemPtr() : nullptr;
+   return scene != nullptr && scene->configuration().attachmentMap().baseNodes().size() != 0;
+}
+} // namespace
+
+const ZqRigidBodyMassProperties&
+ZqManipulatorLink::massProperties(const ZqStatedSystemStruct* stateStruct) const
+{
+   return hasAttachments(stateStruct) ? withAttachments(m_massProperties, stateStruct, nullptr)
+                                      : m_massProperties;
+}
+
+const ZqRigidBodyMassProperties&
+ZqManipulatorLink::massPropertiesInDHFrame(const ZqStatedSystemStruct* stateStruct) const
+{
+   return hasAttachments(stateStruct)
+             ? withAttachments(m_massPropertiesInDHFrame, stateStruct, &primaryFrame())
+             : m_massPropertiesInDHFrame;
+}
+
+/// The masses with those of what is attached to the link, in a scene that has attachments. They stand in
+/// the primary frame: in the frame `outer`, unless that is null.
+const ZqRigidBodyMassProperties&
+ZqManipulatorLink::withAttachments(const ZqRigidBodyMassProperties& own,
+                                   const ZqStatedSystemStruct* stateStruct,
+                                   const ZqCoordinateSystemTransformation* outer) const
+{
+   const ZqStatedSystem* const scene = stateStruct->statedSystemPtr();
+   // Kept, since every step asks.
+   thread_local std::vector<ZqU32> indices;
+   thread_local std::vector<ZqCoordinateSystemTransformation> offsets;
+   if (!scene->configuration().attachmentMap().getDependentManipulatorsAndOffsets(
+          stateStruct->manipulatorIndex(), linkLabel(), indices, offsets))
+      return own;
+   if (m_massPropertiesWithAttachments == nullptr)
+      m_massPropertiesWithAttachments = std::make_unique<ZqRigidBodyMassProperties>();
+   ZqRigidBodyMassProperties& sum = *m_massPropertiesWithAttachments;
+   sum = own;
+   for (std::size_t i = 0; i < indices.size(); ++i)
+      if (const ZqIndividualManipulator* attached = scene->manipulatorByIndex(indices[i]))
+      {
+         ZqRigidBodyMassProperties properties = attached->massProperties();
+         properties.transformBy(offsets[i]);
+         if (outer != nullptr)
+            properties.transformBy(*outer);
+         sum += properties;
+      }
+   return sum;
+}

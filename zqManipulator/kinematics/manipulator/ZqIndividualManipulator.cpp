@@ -1,0 +1,771 @@
+#include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
+
+#include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
+#include "zqManipulator/state/ZqManipulatorActivePositionState.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <mutex>
+#include <string_view>
+#include <utility>
+
+template class ZqXmlClass<ZqIndividualManipulator, ZqManipulatorLink>;
+template class ZqXmlVectorType<ZqIndividualManipulator>;
+
+ZqIndividualManipulator::ZqIndividualManipulator()
+{
+   ZqManipulatorLink::setLinkIndex(ZqBaseLinkIndex);
+   ZqIndividualManipulator::mapManipulator();
+   ZqIndividualManipulator::mapLinkCollisionCandidates();
+}
+
+ZqIndividualManipulator::ZqIndividualManipulator(const ZqIndividualManipulator& other)
+   : ZqXmlClass(other), m_manipulatorLabel(other.m_manipulatorLabel),
+     m_coordSysXForm(other.m_coordSysXForm),
+     m_absoluteBoundingSphere(other.absoluteBoundingSphere()), m_isFixedBase(other.m_isFixedBase),
+     m_optimizeOnLoad(other.m_optimizeOnLoad), m_isControllable(other.m_isControllable),
+     m_manipulatorReferenceDescription(other.m_manipulatorReferenceDescription),
+     m_stateEqualityConstraints(other.m_stateEqualityConstraints),
+     m_stoppingCriteria(other.m_stoppingCriteria), m_displayLinkIndices(other.m_displayLinkIndices),
+     m_selfCollisionLinkMap(other.m_selfCollisionLinkMap),
+     m_usingManipulatorLabels(other.m_usingManipulatorLabels),
+     m_linkLabelMapping(other.m_linkLabelMapping), m_linkCollisionTest(other.linkCollisionTest()),
+     m_allPairsAreExcluded(other.m_allPairsAreExcluded)
+{
+   setParentLink(nullptr);
+   ZqIndividualManipulator::mapManipulator();
+}
+
+ZqIndividualManipulator::ZqIndividualManipulator(ZqIndividualManipulator&& other) noexcept
+   : ZqIndividualManipulator(std::move(other), other.mapsAreRight())
+{
+}
+
+ZqIndividualManipulator::ZqIndividualManipulator(ZqIndividualManipulator&& other,
+                                                 bool mapsAreRight) noexcept
+   : ZqXmlClass(std::move(other)), m_manipulatorLabel(std::move(other.m_manipulatorLabel)),
+     m_coordSysXForm(other.m_coordSysXForm),
+     m_absoluteBoundingSphere(other.m_absoluteBoundingSphere), m_isFixedBase(other.m_isFixedBase),
+     m_optimizeOnLoad(other.m_optimizeOnLoad), m_isControllable(other.m_isControllable),
+     m_manipulatorReferenceDescription(std::move(other.m_manipulatorReferenceDescription)),
+     m_stateEqualityConstraints(std::move(other.m_stateEqualityConstraints)),
+     m_stoppingCriteria(std::move(other.m_stoppingCriteria)),
+     m_displayLinkIndices(std::move(other.m_displayLinkIndices)),
+     m_selfCollisionLinkMap(std::move(other.m_selfCollisionLinkMap)),
+     m_manipulatorIndex(other.m_manipulatorIndex),
+     m_usingManipulatorLabels(std::move(other.m_usingManipulatorLabels)),
+     m_linkLabelMapping(std::move(other.m_linkLabelMapping)),
+     m_linkCollisionTest(std::move(other.m_linkCollisionTest)),
+     m_allPairsAreExcluded(other.m_allPairsAreExcluded)
+{
+   setParentLink(nullptr);
+   takeMapsFrom(other, mapsAreRight);
+}
+
+ZqIndividualManipulator& ZqIndividualManipulator::operator=(const ZqIndividualManipulator& other)
+{
+   if (this != &other)
+      *this = ZqIndividualManipulator(other);
+   return *this;
+}
+
+ZqIndividualManipulator&
+ZqIndividualManipulator::operator=(ZqIndividualManipulator&& other) noexcept
+{
+   if (this == &other)
+      return *this;
+   const bool mapsAreRight = other.mapsAreRight();
+   ZqXmlClass::operator=(std::move(other));
+   m_manipulatorLabel = std::move(other.m_manipulatorLabel);
+   m_coordSysXForm = other.m_coordSysXForm;
+   m_absoluteBoundingSphere = other.m_absoluteBoundingSphere;
+   m_isFixedBase = other.m_isFixedBase;
+   m_optimizeOnLoad = other.m_optimizeOnLoad;
+   m_isControllable = other.m_isControllable;
+   m_manipulatorReferenceDescription = std::move(other.m_manipulatorReferenceDescription);
+   m_stateEqualityConstraints = std::move(other.m_stateEqualityConstraints);
+   m_stoppingCriteria = std::move(other.m_stoppingCriteria);
+   m_displayLinkIndices = std::move(other.m_displayLinkIndices);
+   m_selfCollisionLinkMap = std::move(other.m_selfCollisionLinkMap);
+   m_usingManipulatorLabels = std::move(other.m_usingManipulatorLabels);
+   m_linkLabelMapping = std::move(other.m_linkLabelMapping);
+   m_linkCollisionTest = std::move(other.m_linkCollisionTest);
+   m_allPairsAreExcluded = other.m_allPairsAreExcluded;
+   takeMapsFrom(other, mapsAreRight);
+   return *this;
+}
+
+void ZqIndividualManipulator::takeMapsFrom(ZqIndividualManipulator& other,
+                                           bool mapsAreRight) noexcept
+{
+   m_concreteReference = this;
+   m_staleness = mapsAreRight ? 0 : TreeChanged;
+   if (!mapsAreRight)
+   {
+      other.m_linkPointerVector.clear();
+      other.m_linkPointerMap.clear();
+   }
+   m_linkPointerVector = std::move(other.m_linkPointerVector);
+   m_linkPointerMap = std::move(other.m_linkPointerMap);
+   other.m_linkPointerVector.clear();
+   other.m_linkPointerMap.clear();
+   // The links below the base have not moved: only who refers to the base is told.
+   setManipulatorPointer(this);
+   for (auto& [label, link] : m_linkPointerMap)
+      if (link == &other)
+         link = this;
+   for (ZqManipulatorLink* link : m_linkPointerVector)
+   {
+      link->setManipulatorPointer(this);
+      if (link->referenceLink() == &other)
+         link->setReferenceLink(this);
+   }
+   const ZqLinkReferenceDescription& description = linkReferenceDescription();
+   const auto referenced = m_linkPointerMap.find(description.referencedLinkLabel());
+   if (description.isShapeReferenced() && referenced != m_linkPointerMap.end())
+      setReferenceLink(referenced->second);
+}
+
+bool ZqIndividualManipulator::operator==(const ZqIndividualManipulator& other) const
+{
+   return m_manipulatorLabel == other.m_manipulatorLabel && linkLabel() == other.linkLabel() &&
+          equalForReferencing(other);
+}
+
+bool ZqIndividualManipulator::equalForReferencing(const ZqIndividualManipulator& other) const
+{
+   return ZqManipulatorLink::equalForReferencing(other) &&
+          m_coordSysXForm == other.m_coordSysXForm &&
+          absoluteBoundingSphere() == other.absoluteBoundingSphere() &&
+          m_isFixedBase == other.m_isFixedBase && m_optimizeOnLoad == other.m_optimizeOnLoad &&
+          m_manipulatorReferenceDescription == other.m_manipulatorReferenceDescription &&
+          m_stateEqualityConstraints == other.m_stateEqualityConstraints &&
+          m_stoppingCriteria == other.m_stoppingCriteria &&
+          m_displayLinkIndices == other.m_displayLinkIndices &&
+          m_selfCollisionLinkMap == other.m_selfCollisionLinkMap;
+}
+
+bool ZqIndividualManipulator::read(ZqXmlReader& reader)
+{
+   const bool succeeded = ZqXmlClass::read(reader);
+   if (m_manipulatorLabel.empty())
+      m_manipulatorLabel = linkLabel();
+   m_allPairsAreExcluded = false;
+   mapManipulator();
+   fitAbsoluteBoundingSphere();
+   mapLinkCollisionCandidates();
+   if (succeeded && !std::isfinite(m_absoluteBoundingSphere.radius()))
+   {
+      reader.fail("the manipulator \"" + m_manipulatorLabel + "\" has no finite extent");
+      return false;
+   }
+   return succeeded;
+}
+
+bool ZqIndividualManipulator::readValueFromToken(const ZqToken& token, ZqXmlReader& reader)
+{
+   const bool succeeded = ZqXmlClass::readValueFromToken(token, reader);
+   if (token == ZqManip::ZqManipulatorIdentifierToken)
+      reader.nameElement("manipulator", m_manipulatorLabel);
+   else if (token == ZqManip::ZqIdentifierToken)
+      reader.nameElement("base", linkLabel());
+   return succeeded;
+}
+
+void ZqIndividualManipulator::setFromLink(const ZqManipulatorLink& link)
+{
+   ZqManipulatorLink::operator=(link);
+   setParentLink(nullptr);
+   // Not that of the link, which may have been one of this tree.
+   m_manipulatorLabel = linkLabel();
+   m_coordSysXForm.setToIdentity();
+   fitAbsoluteBoundingSphere();
+   m_isFixedBase = true;
+   m_optimizeOnLoad = false;
+   mapManipulator();
+}
+
+// Maps of links
+
+bool ZqIndividualManipulator::mapManipulator()
+{
+   const bool mapped = numberLinks();
+   if (!mapsAreRight())
+      fillCollisionTest();
+   m_staleness.store(0, std::memory_order_release);
+   return mapped;
+}
+
+bool ZqIndividualManipulator::numberLinks()
+{
+   if (m_record != nullptr)
+      followUnknownChange();
+   m_linkPointerVector.clear();
+   m_linkPointerMap.clear();
+   return mapManipulator(m_linkPointerVector, m_linkPointerMap);
+}
+
+bool ZqIndividualManipulator::mapManipulator(LinkPointerVector& links, LinkPointerMap& labelToLink)
+{
+   setManipulatorPointer(this);
+   labelToLink.insert_or_assign(linkLabel(), this);
+   if (isReference())
+   {
+      setReferenceLink(this);
+      return true;
+   }
+   bool mapped = true;
+   for (ZqManipulatorLink& child : m_childLinks)
+   {
+      child.setParentLink(this);
+      child.setManipulatorPointer(this);
+      mapped = child.mapLinks(links, labelToLink) && mapped;
+   }
+   setLinkReferences(labelToLink);
+   return mapped;
+}
+
+namespace
+{
+/// One for all manipulators: maps become stale so rarely that nobody waits.
+constinit std::mutex mapsLock;
+} // namespace
+
+/// Any of several threads that ask at once may come here; the others wait, and find it done.
+void ZqIndividualManipulator::rebuildMaps()
+{
+   const std::scoped_lock lock(mapsLock);
+   const std::uint8_t staleness = m_staleness;
+   const bool treeMayHaveChanged =
+      (staleness & TreeChanged) != 0 || ((staleness & ChildrenLent) != 0 && lentChildrenChanged());
+   if (treeMayHaveChanged || (staleness & LabelChanged) != 0)
+   {
+      numberLinks();
+      fillCollisionTest();
+   }
+   if (treeMayHaveChanged)
+      ZqIndividualManipulator::fitAbsoluteBoundingSphere();
+   m_staleness.store(0, std::memory_order_release);
+}
+
+// What the links tell of their changes
+
+void ZqManipulatorLink::treeChanges() noexcept
+{
+   if (m_manipulator != nullptr)
+      m_manipulator->m_staleness |= ZqIndividualManipulator::TreeChanged;
+}
+
+void ZqManipulatorLink::labelChanges() noexcept
+{
+   if (m_manipulator != nullptr)
+      m_manipulator->m_staleness |= ZqIndividualManipulator::LabelChanged;
+}
+
+void ZqManipulatorLink::lendChildren()
+{
+   m_manipulator->childrenAreLent(*this);
+}
+
+/// Only one loan is watched: with a second one, the tree counts as changed.
+void ZqIndividualManipulator::childrenAreLent(const ZqManipulatorLink& lender)
+{
+   if ((m_staleness & ChildrenLent) == 0)
+   {
+      m_lender = &lender;
+      m_firstLent = lender.m_childLinks.vectorContainer().data();
+      m_lentCount = lender.m_childLinks.size();
+      m_staleness |= ChildrenLent;
+   }
+   else if (m_lender != &lender)
+      m_staleness |= TreeChanged;
+}
+
+/// Links that took the place of others have told so themselves.
+bool ZqIndividualManipulator::lentChildrenChanged() const
+{
+   const auto& children = m_lender->m_childLinks.vectorContainer();
+   return children.data() != m_firstLent || children.size() != m_lentCount;
+}
+
+// Edits
+
+ZqLinkEdit::Labels ZqIndividualManipulator::linkLabels() const
+{
+   ZqLinkEdit::Labels labels;
+   const auto append = [&](const auto& self, const ChildLinks& links) -> void
+   {
+      for (const ZqManipulatorLink& link : links)
+      {
+         labels.push_back(link.linkLabel());
+         self(self, link.m_childLinks);
+      }
+   };
+   append(append, m_childLinks);
+   labels.push_back(linkLabel());
+   return labels;
+}
+
+void ZqIndividualManipulator::keepRecord(Record* record)
+{
+   bringMapsUpToDate();
+   // What was assigned as a whole holds what is right for it.
+   if (m_record != nullptr)
+      m_record->edit = m_record->edit.then(ZqLinkEdit::matched(m_record->labels, linkLabels()));
+   m_record = record;
+   if (record != nullptr)
+      *record = {ZqLinkEdit(), linkLabels()};
+}
+
+void ZqIndividualManipulator::apply(const ZqLinkEdit& edit)
+{
+   if (edit.hasLabels())
+   {
+      ZqManipulatorLink::apply(edit);
+      m_selfCollisionLinkMap.apply(edit);
+      m_linkLabelMapping.apply(edit);
+      m_stoppingCriteria.apply(edit);
+   }
+   if (!edit.isIdentity())
+      m_stateEqualityConstraints.apply(edit);
+   for (ZqU32& index : m_displayLinkIndices)
+      index = edit.index(index);
+   std::erase(m_displayLinkIndices.vectorContainer(), ZqNoLinkIndex);
+
+   if (m_record != nullptr)
+   {
+      m_record->edit = m_record->edit.then(edit);
+      m_record->labels = linkLabels();
+   }
+}
+
+/// The links may have got labels by themselves, or others may stand in the tree.
+void ZqIndividualManipulator::followUnknownChange()
+{
+   const ZqLinkEdit::Labels labels = linkLabels();
+   if (labels == m_record->labels)
+      return;
+   apply(m_staleness == LabelChanged ? ZqLinkEdit::relabelled(m_record->labels, labels)
+                                     : ZqLinkEdit::matched(m_record->labels, labels));
+}
+
+/// What every change of the tree entails.
+void ZqIndividualManipulator::afterChangeOfTree(const ZqLinkEdit& edit)
+{
+   // The tree of a reference is not the one that its labels and indices are of.
+   if (!isReference())
+      apply(edit);
+   mapManipulator();
+   buildSelfCollisionLinkMap();
+   fitAbsoluteBoundingSphere();
+}
+
+/// Labels change at once, whatever order they are set in, and those of the concrete reference too.
+template <class Operation>
+void ZqIndividualManipulator::relabel(const Operation& operation)
+{
+   ZqIndividualManipulator& model = *m_concreteReference;
+   model.bringMapsUpToDate();
+   ZqLinkEdit::Labels before = model.linkLabels();
+   const ZqString ownBefore = linkLabel();
+   m_labelsChangeTogether = model.m_labelsChangeTogether = true;
+   operation();
+   m_labelsChangeTogether = model.m_labelsChangeTogether = false;
+   ZqLinkEdit::Labels after = model.linkLabels();
+   model.apply(ZqLinkEdit::relabelled(before, after));
+   model.mapManipulator();
+   if (this == &model)
+      return;
+   before.push_back(ownBefore);
+   after.push_back(linkLabel());
+   apply(ZqLinkEdit::relabelled(before, after));
+   mapManipulator();
+}
+
+void ZqIndividualManipulator::copyAllButChildLinksFrom(const ZqManipulatorLink& other)
+{
+   ZqManipulatorLink::copyAllButChildLinksFrom(other);
+   mapManipulator();
+}
+
+void ZqIndividualManipulator::setLinkLabel(const ZqString& label)
+{
+   if (m_labelsChangeTogether)
+      ZqManipulatorLink::setLinkLabel(label);
+   else
+      relabel([&] { ZqManipulatorLink::setLinkLabel(label); });
+}
+
+void ZqIndividualManipulator::appendToAllLabels(const ZqString& suffix)
+{
+   relabel([&] { ZqManipulatorLink::appendToAllLabels(suffix); });
+}
+
+void ZqIndividualManipulator::relabelSubtree(const ZqString& prefix, ZqU32& counter)
+{
+   relabel([&] { ZqManipulatorLink::relabelSubtree(prefix, counter); });
+}
+
+bool ZqIndividualManipulator::changeLinkLabel(const ZqString& oldLabel, const ZqString& newLabel)
+{
+   ZqManipulatorLink* link = linkByIdentifier(oldLabel);
+   if (link == nullptr || linkByIdentifier(newLabel) != nullptr)
+      return false;
+   relabel([&] { link->setLinkLabel(newLabel); });
+   return true;
+}
+
+// Tree
+
+const ZqManipulatorLink::ChildLinks& ZqIndividualManipulator::childLinks() const
+{
+   // Not the virtual operation: two manipulators may refer to each other.
+   return m_concreteReference->m_childLinks;
+}
+
+ZqManipulatorLink::ChildLinks& ZqIndividualManipulator::childLinks()
+{
+   return m_concreteReference->ZqManipulatorLink::childLinks();
+}
+
+void ZqIndividualManipulator::setChildLinks(const ChildLinks& links)
+{
+   bringMapsUpToDate();
+   const ZqLinkEdit::Labels before = linkLabels();
+   ZqManipulatorLink::setChildLinks(links);
+   if (!isReference())
+      apply(ZqLinkEdit::matched(before, linkLabels()));
+   mapManipulator();
+   fitAbsoluteBoundingSphere();
+}
+
+namespace
+{
+/// The number of links from a link on to the end of its chain of first children, itself included.
+ZqU32 chainLength(const ZqManipulatorLink& link)
+{
+   ZqU32 length = 1;
+   for (const ZqManipulatorLink* next = &link; next->childLinks().size() > 0; ++length)
+      next = &next->childLinks()[0];
+   return length;
+}
+} // namespace
+
+/// Adds links by an operation of the base class, which come to stand from an index on.
+template <class Operation>
+bool ZqIndividualManipulator::insertLinks(ZqU32 at, const Operation& operation)
+{
+   const ZqU32 before = ownLinkCount();
+   if (!operation())
+      return false;
+   afterChangeOfTree(ZqLinkEdit::inserted(at, ownLinkCount() - before));
+   return true;
+}
+
+void ZqIndividualManipulator::addChild(const ZqManipulatorLink& link)
+{
+   bringMapsUpToDate();
+   insertLinks(ownLinkCount(), [&] { return ZqManipulatorLink::addChild(link), true; });
+}
+
+void ZqIndividualManipulator::clearChildLinks()
+{
+   bringMapsUpToDate();
+   const ZqLinkEdit::Labels before = linkLabels();
+   ZqManipulatorLink::clearChildLinks();
+   afterChangeOfTree(ZqLinkEdit::matched(before, linkLabels()));
+}
+
+void ZqIndividualManipulator::addLinkToEndOfChain(const ZqManipulatorLink& link)
+{
+   bringMapsUpToDate();
+   ZqU32 levels = 0;
+   if (m_childLinks.size() > 0)
+      levels = chainLength(m_childLinks[0]);
+   insertLinks(levels, [&] { return ZqManipulatorLink::addLinkToEndOfChain(link), true; });
+}
+
+bool ZqIndividualManipulator::addLinkToChildLinkByName(const ZqManipulatorLink& link,
+                                                       const ZqString& label)
+{
+   bringMapsUpToDate();
+   const auto found = std::find_if(m_linkPointerVector.begin(), m_linkPointerVector.end(),
+                                   [&](const ZqManipulatorLink* candidate)
+                                   { return candidate->linkLabel() == label; });
+   const auto index = static_cast<ZqU32>(found - m_linkPointerVector.begin());
+   const ZqU32 at = found == m_linkPointerVector.end() ? 0 : index + chainLength(**found);
+   return insertLinks(at, [&] { return ZqManipulatorLink::addLinkToChildLinkByName(link, label); });
+}
+
+ZqU32 ZqIndividualManipulator::jointDof() const
+{
+   return static_cast<ZqU32>(linkPointerVector().size());
+}
+
+const ZqManipulatorLink::LinkPointerVector& ZqIndividualManipulator::linkPointerVector() const
+{
+   m_concreteReference->bringMapsUpToDate();
+   return m_concreteReference->m_linkPointerVector;
+}
+
+const ZqManipulatorLink::LinkPointerMap& ZqIndividualManipulator::linkPointerMap() const
+{
+   m_concreteReference->bringMapsUpToDate();
+   return m_concreteReference->m_linkPointerMap;
+}
+
+const ZqManipulatorLink* ZqIndividualManipulator::linkByIndex(ZqU32 index) const
+{
+   const LinkPointerVector& links = linkPointerVector();
+   if (index < links.size())
+      return links[index];
+   return index == ZqBaseLinkIndex ? m_concreteReference : nullptr;
+}
+
+ZqManipulatorLink* ZqIndividualManipulator::linkByIndex(ZqU32 index)
+{
+   return const_cast<ZqManipulatorLink*>(std::as_const(*this).linkByIndex(index));
+}
+
+const ZqManipulatorLink* ZqIndividualManipulator::linkByIdentifier(const ZqString& label) const
+{
+   const LinkPointerMap& links = linkPointerMap();
+   const auto found = links.find(label);
+   if (found != links.end())
+      return found->second;
+   return label == linkLabel() ? m_concreteReference : nullptr;
+}
+
+ZqManipulatorLink* ZqIndividualManipulator::linkByIdentifier(const ZqString& label)
+{
+   return const_cast<ZqManipulatorLink*>(std::as_const(*this).linkByIdentifier(label));
+}
+
+ZqU32 ZqIndividualManipulator::linkIndexByIdentifier(const ZqString& label) const
+{
+   const LinkPointerVector& links = linkPointerVector();
+   const auto found =
+      std::find_if(links.begin(), links.end(),
+                   [&](const ZqManipulatorLink* link) { return link->linkLabel() == label; });
+   if (found != links.end())
+      return static_cast<ZqU32>(found - links.begin());
+   return label == linkLabel() ? ZqBaseLinkIndex : ZqNoLinkIndex;
+}
+
+bool ZqIndividualManipulator::replaceLinkKinematics(const ZqString& label,
+                                                    const ZqLinkKinematics& joint)
+{
+   ZqManipulatorLink* link = linkByIdentifier(label);
+   if (link == nullptr)
+      return false;
+   link->setLinkKinematics(joint);
+   fitAbsoluteBoundingSphere();
+   return true;
+}
+
+bool ZqIndividualManipulator::setChildLinkNamedFrames(ZqU32 index, const NamedFrames& frames)
+{
+   ZqManipulatorLink* link = linkByIndex(index);
+   if (link == nullptr)
+      return false;
+   link->setNamedFrames(frames);
+   return true;
+}
+
+void ZqIndividualManipulator::fitAbsoluteBoundingSphere()
+{
+   m_absoluteBoundingSphere.setRadius(upperBoundSubmanipulatorExtentDistance());
+   m_absoluteBoundingSphere.setCenter(ZqVector());
+}
+
+const ZqCoordinateSystemTransformation&
+ZqIndividualManipulator::dhFrameInSystem(ZqManipulatorActivePositionState& activeState) const
+{
+   if (m_concreteReference != this)
+      activeState.setPlacement(m_coordSysXForm);
+   ZqLinkPositionState& base = activeState.record(ZqBaseLinkIndex);
+   if (!base.locationInSystemValid())
+   {
+      const ZqPositionState& position = activeState.positionState();
+      base.setLocation(position.placement() != nullptr ? *position.placement() : m_coordSysXForm,
+                       position.coordSysXForm(), primaryFrame(), false);
+   }
+   return base.dhFrame();
+}
+
+bool ZqIndividualManipulator::makeIndicesCompatible(ZqU32& a, ZqU32& b)
+{
+   if (a < b)
+      std::swap(a, b);
+   return true;
+}
+
+bool ZqIndividualManipulator::getCraigDhParameters(std::vector<ZqReal>& parameters) const
+{
+   parameters.clear();
+   bool allAreCraig = true;
+   for (const ZqManipulatorLink* link : linkPointerVector())
+   {
+      const auto* joint =
+         dynamic_cast<const ZqDenavitHartenberg*>(link->linkKinematicsContainer().topElement());
+      const bool isCraig = joint != nullptr && joint->hasCraigParameters();
+      if (isCraig)
+         parameters.insert(parameters.end(), {joint->dhA(), joint->dhAlpha(), joint->dhD()});
+      allAreCraig = allAreCraig && isCraig;
+   }
+   return allAreCraig;
+}
+
+// References
+
+bool ZqIndividualManipulator::configureManipulatorReference(Manipulators& manipulators)
+{
+   bindReference(nullptr);
+   if (!isReference())
+      return false;
+   // A reference to a reference is one to what that stands for; in a chain without a model at its end,
+   // each is bound to the next.
+   ZqIndividualManipulator* model = this;
+   ZqIndividualManipulator* next = nullptr;
+   for (ZqU32 length = 0; model->isReference() && length <= manipulators.size(); ++length)
+   {
+      const ZqString& label = model->m_manipulatorReferenceDescription.referencedManipulatorLabel();
+      const auto found = std::find_if(manipulators.begin(), manipulators.end(),
+                                      [&](const ZqIndividualManipulator& other)
+                                      { return other.m_manipulatorLabel == label; });
+      if (found == manipulators.end())
+         break;
+      model = &*found;
+      if (next == nullptr)
+         next = model;
+   }
+   bindReference(model->isReference() ? next : model);
+   return next != nullptr;
+}
+
+void ZqIndividualManipulator::bindReference(ZqIndividualManipulator* model)
+{
+   m_concreteReference = model != nullptr ? model : this;
+   if (!isReference())
+      return;
+   setReferenceLink(m_concreteReference);
+   if (m_linkCollisionTest.size() != jointDof() + 1)
+      mapLinkCollisionCandidates();
+}
+
+bool ZqIndividualManipulator::findAndConvertToReferences()
+{
+   if (isReference())
+      return true;
+   bringMapsUpToDate();
+   useReferencesWherePossible(m_linkPointerVector);
+   // A copy has its links side by side, and binds the references.
+   *this = ZqIndividualManipulator(*this);
+   return true;
+}
+
+bool ZqIndividualManipulator::aboutToModifyLink(const ZqString& label)
+{
+   if (linkByIdentifier(label) == nullptr)
+      return false;
+   for (ZqManipulatorLink* link : linkPointerVector())
+   {
+      ZqLinkReferenceDescription description = link->linkReferenceDescription();
+      if (description.isShapeReferenced() && description.referencedLinkLabel() == label)
+      {
+         description.setIsShapeReferenced(false);
+         link->setLinkReferenceDescription(description);
+      }
+   }
+   return true;
+}
+
+// Collision of links with each other
+
+void ZqIndividualManipulator::buildSelfCollisionLinkMap()
+{
+   if (m_allPairsAreExcluded)
+   {
+      // Only links that are new are missing.
+      for (const ZqString& label : m_concreteReference->linkLabels())
+         if (!m_selfCollisionLinkMap.mapContainer().contains(label))
+            m_selfCollisionLinkMap.addLink(label);
+   }
+   else
+      m_selfCollisionLinkMap.buildMapFromSystem(*this);
+   m_allPairsAreExcluded = true;
+   mapLinkCollisionCandidates();
+}
+
+void ZqIndividualManipulator::setSelfCollisionLinkMap(const ZqManipulatorSelfCollisionLinkMap& map)
+{
+   m_selfCollisionLinkMap = map;
+   m_allPairsAreExcluded = false;
+   mapLinkCollisionCandidates();
+}
+
+void ZqIndividualManipulator::mapLinkCollisionCandidates()
+{
+   m_concreteReference->bringMapsUpToDate();
+   fillCollisionTest();
+}
+
+void ZqIndividualManipulator::fillCollisionTest()
+{
+   const LinkPointerVector& links = m_concreteReference->m_linkPointerVector;
+   const auto base = static_cast<ZqU32>(links.size());
+   m_linkCollisionTest.resize(base + 1);
+   if (m_allPairsAreExcluded)
+      return;
+
+   // An entry whose outer label is the lesser is one that no lookup finds.
+   const auto forEachPair = [this](auto&& act)
+   {
+      for (const auto& [outer, row] : m_selfCollisionLinkMap.mapContainer())
+         for (const auto& [inner, isCandidate] : row.mapContainer())
+            if (isCandidate && inner <= outer)
+               act(outer, inner);
+   };
+   // Each label that is in a pair is a group; numbered in their order, in which the pairs come as well.
+   std::map<std::string_view, ZqU32> groups;
+   forEachPair(
+      [&groups](const ZqString& outer, const ZqString& inner)
+      {
+         groups.try_emplace(outer);
+         groups.try_emplace(inner);
+      });
+   if (groups.empty())
+      return;
+   ZqU32 count = 0;
+   for (auto& [label, group] : groups)
+      group = ++count;
+   for (ZqU32 i = 0; i <= base; ++i)
+   {
+      const ZqManipulatorLink* link = i < base ? links[i] : m_concreteReference;
+      const auto found = groups.find(link->linkLabel());
+      if (found != groups.end())
+         m_linkCollisionTest.setGroup(i, found->second);
+   }
+   forEachPair([&](const ZqString& outer, const ZqString& inner)
+               { m_linkCollisionTest.setPair(groups.at(outer), groups.at(inner)); });
+}
+
+bool ZqIndividualManipulator::canCollide(ZqU32 first, ZqU32 second) const
+{
+   const ZqU32 rows = linkCollisionTest().size();
+   if (first == ZqBaseLinkIndex)
+      first = rows - 1;
+   if (second == ZqBaseLinkIndex)
+      second = rows - 1;
+   if (first == second)
+      return false;
+   if (first < rows && second < rows)
+      return m_linkCollisionTest.test(first, second);
+   Zq::Print::instance().write(Zq::Rejected,
+                               "ZqIndividualManipulator::canCollide(): indices (%d,%d) out of "
+                               "range.  Returning False.\n",
+                               static_cast<int>(first), static_cast<int>(second));
+   return false;
+}

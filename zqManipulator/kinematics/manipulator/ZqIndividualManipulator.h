@@ -1,0 +1,409 @@
+#pragma once
+
+#include "zqManipulator/contact/exclusion/ZqLinkCollisionTest.h"
+#include "zqManipulator/contact/exclusion/ZqManipulatorSelfCollisionLinkMap.h"
+#include "zqManipulator/foundation/geometry/ZqSphere.h"
+#include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
+#include "zqManipulator/simulation/constraints/ZqStateEqualityConstraintVector.h"
+#include "zqManipulator/simulation/records/ZqPropagationResultData.h"
+#include "zqManipulator/simulation/records/ZqStoppingCriterionVector.h"
+#include "zqManipulator/tools/labels/ZqManipulatorLinkLabelMapping.h"
+#include "zqManipulator/tools/labels/ZqModelEdit.h"
+
+#include <atomic>
+#include <set>
+
+class ZqAccelerationState;
+class ZqManipulatorActiveState;
+class ZqMassMatrixTool;
+class ZqPlane;
+class ZqPositionState;
+class ZqVelocityState;
+
+/// One kinematic tree of a system, which is itself the root link of the tree: its base.
+///
+/// The base has the link index `ZqBaseLinkIndex` and no place in states: its motion is the base frame
+/// and base velocity of the state, six more degrees of freedom unless the base is fixed. The links
+/// below it are numbered from 0, parents before their children; link i has joint i.
+///
+/// A manipulator may be a reference to another one of its system: then it has no links of its own, and
+/// what is asked of its tree is answered by that one, its concrete reference.
+///
+/// What the manipulator holds by label or index of its links (self collision, springs, dampers,
+/// constraints, stopping criteria, links to display, references between links) follows the links in all
+/// operations of the manipulator that label, add or remove them. An operation of a link below it does
+/// not know what is held; the manipulator then numbers its links anew before it answers, and no more.
+/// A first query after such a change may be one of several at once: it takes a lock.
+class ZqIndividualManipulator : public ZqXmlClass<ZqIndividualManipulator, ZqManipulatorLink>
+{
+public:
+   using DisplayLinkIndices = ZqXmlVectorType<ZqU32>;
+   using Manipulators = ZqXmlVectorType<ZqIndividualManipulator>;
+
+   static const ZqToken& classToken() { return ZqManip::ZqIndividualManipulatorToken; }
+   static constexpr bool componentsReplaceBase = true;
+   static constexpr const char* documentation =
+      "a manipulator: a tree of links, of which it is the base itself";
+   static constexpr auto components()
+   {
+      using This = ZqIndividualManipulator;
+      return std::tuple_cat(
+         componentsForBase(),
+         std::tuple{
+            ZqComponent{&This::m_manipulatorLabel, &ZqManip::ZqManipulatorIdentifierToken,
+                        "label of the manipulator, unique in its system"},
+            ZqComponent{&This::m_coordSysXForm, &ZqFoundCommon::ZqCoordinateSystemTransformToken,
+                        "where the manipulator is placed in the system"},
+            ZqComponent{
+               &This::m_absoluteBoundingSphere, &ZqManip::ZqAbsoluteBoundingSphereToken,
+               "sphere about the base that encloses the reach of all links; computed when read"},
+            ZqComponent{
+               &This::m_isFixedBase, &ZqManip::ZqIsFixedBaseToken,
+               "whether the base stays where it is; a free one has six degrees of freedom"},
+            ZqComponent{&This::m_optimizeOnLoad, &ZqManip::ZqOptimizeOnLoadToken,
+                        "kept for viewers"},
+            ZqComponent{&This::m_manipulatorReferenceDescription,
+                        &ZqManip::ZqManipulatorReferenceDescriptionToken,
+                        "whose model the manipulator uses"},
+            ZqComponent{&This::m_stateEqualityConstraints,
+                        &ZqManip::ZqStateEqualityConstraintVectorToken,
+                        "relations between joints that forward dynamics holds"},
+            ZqComponent{&This::m_stoppingCriteria, &ZqManip::ZqStoppingCriteriaToken,
+                        "conditions under which a step is taken back"},
+            ZqComponent{&This::m_displayLinkIndices, &ZqManip::ZqDisplayLinkIndicesToken,
+                        "indices of links, kept for viewers"},
+            ZqComponent{&This::m_selfCollisionLinkMap,
+                        &ZqManip::ZqManipulatorSelfCollisionLinkMapToken,
+                        "which pairs of its links may collide"},
+            ZqReadOnlyComponent(&This::m_isControllable, &ZqManip::ZqIsControllableToken,
+                                "of old documents; without effect")});
+   }
+   /// Numbers the links and fits the bounding sphere, whatever the document says of it. A manipulator
+   /// without a label takes that of its base.
+   bool read(ZqXmlReader& reader) override;
+   /// Messages name the manipulator by the label of its base until its own is read.
+   bool readValueFromToken(const ZqToken& token, ZqXmlReader& reader) override;
+
+   ZqIndividualManipulator();
+   ZqIndividualManipulator(const ZqIndividualManipulator& other);
+   ZqIndividualManipulator(ZqIndividualManipulator&& other) noexcept;
+   ZqIndividualManipulator& operator=(const ZqIndividualManipulator& other);
+   ZqIndividualManipulator& operator=(ZqIndividualManipulator&& other) noexcept;
+   ~ZqIndividualManipulator() override = default;
+   bool operator==(const ZqIndividualManipulator& other) const;
+   /// Whether the two differ in no more than their labels.
+   bool equalForReferencing(const ZqIndividualManipulator& other) const;
+
+   virtual const ZqString& manipulatorLabel() const { return m_manipulatorLabel; }
+   virtual void setManipulatorLabel(const ZqString& label) { m_manipulatorLabel = label; }
+   /// Becomes a manipulator of a fixed base, with the label, the tree and the contents of a link.
+   virtual void setFromLink(const ZqManipulatorLink& link);
+   /// Where the manipulator is placed in the system: the frame in which the state's base frame stands.
+   virtual const ZqCoordinateSystemTransformation& coordSysXForm() const { return m_coordSysXForm; }
+   virtual void setCoordSysXForm(const ZqCoordinateSystemTransformation& frame)
+   {
+      m_coordSysXForm = frame;
+   }
+   virtual const ZqSphere& absoluteBoundingSphere() const
+   {
+      bringMapsUpToDate();
+      return m_absoluteBoundingSphere;
+   }
+   virtual void setAbsoluteBoundingSphere(const ZqSphere& sphere)
+   {
+      m_absoluteBoundingSphere = sphere;
+   }
+   virtual void buildSelfCollisionLinkMap();
+   /// About the base's origin, by the reach of the tree.
+   virtual void fitAbsoluteBoundingSphere();
+   virtual bool isFixedBase() const { return m_isFixedBase; }
+   virtual void setIsFixedBase(bool fixed) { m_isFixedBase = fixed; }
+   virtual bool optimizeOnLoad() const { return m_optimizeOnLoad; }
+   virtual void setOptimizeOnLoad(bool optimize) { m_optimizeOnLoad = optimize; }
+   virtual const ZqManipulatorReferenceDescription& manipulatorReferenceDescription() const
+   {
+      return m_manipulatorReferenceDescription;
+   }
+   virtual void
+   setManipulatorReferenceDescription(const ZqManipulatorReferenceDescription& description)
+   {
+      m_manipulatorReferenceDescription = description;
+   }
+   /// The place of the manipulator in its system.
+   virtual ZqU32 manipulatorIndex() const { return m_manipulatorIndex; }
+
+   /// \name Degrees of freedom
+   /// @{
+   virtual ZqU32 jointDof() const;
+   virtual ZqU32 jointAndBaseDof() const { return jointDof() + 6; }
+   /// That of the joints, and for a free base six more.
+   virtual ZqU32 totalDof() const { return m_isFixedBase ? jointDof() : jointAndBaseDof(); }
+   /// @}
+
+   virtual const ZqLinkCollisionTest& linkCollisionTest() const
+   {
+      bringMapsUpToDate();
+      return m_linkCollisionTest;
+   }
+   /// The lower factor (6 x 6) of the inertia of the whole as one rigid body, in the base's DH frame.
+   virtual const ZqReArray&
+   crbiSpatialCholeskyDecomposition(ZqManipulatorActiveState& activeState,
+                                    const ZqStatedSystemStruct* stateStruct) const;
+
+   /// \name Links of the concrete reference
+   /// @{
+   /// `ZqBaseLinkIndex` for the base's label, `ZqNoLinkIndex` for an unknown one.
+   virtual ZqU32 linkIndexByIdentifier(const ZqString& label) const;
+   /// Null for an unknown label.
+   virtual const ZqManipulatorLink* linkByIdentifier(const ZqString& label) const;
+   ZqManipulatorLink* linkByIdentifier(const ZqString& label);
+   /// The base for `ZqBaseLinkIndex`; null for any other index beyond the links.
+   virtual const ZqManipulatorLink* linkByIndex(ZqU32 index) const;
+   ZqManipulatorLink* linkByIndex(ZqU32 index);
+   /// @}
+
+   /// Labels a link anew, everywhere in the manipulator. False when there is no such link, or the new
+   /// label is taken.
+   virtual bool changeLinkLabel(const ZqString& oldLabel, const ZqString& newLabel);
+
+   /// \name One step of time by given rates
+   /// dt is in seconds, and may be negative; one that is not finite is rejected with a message, and
+   /// nothing changes. Joints are moved as far as all records have them.
+   /// @{
+   /// Moves the joints, and a free base, whose velocity stands in the system frame. A joint that moves
+   /// towards a limit stops at it, which the results tell; one that is beyond it may come back.
+   virtual void propagateState(const ZqVelocityState& velocity, ZqReal dt,
+                               ZqPositionState& position, ZqPropagationResultData& results) const;
+   /// The same, with results that nobody sees. One thread at a time.
+   virtual void propagateState(const ZqVelocityState& velocity, ZqReal dt,
+                               ZqPositionState& position) const;
+   /// Changes the rates, each up to the maximum of its joint's drive, and the velocity of a free base;
+   /// that of a fixed base becomes zero.
+   virtual void propagateVelocityState(const ZqAccelerationState& acceleration, ZqReal dt,
+                                       ZqVelocityState& velocity) const;
+   /// @}
+
+   /// Turns links with equal shapes into references. True.
+   virtual bool findAndConvertToReferences();
+   /// To be called before the shapes of a link change: links that use them get their own copies.
+   /// False when there is no such link.
+   virtual bool aboutToModifyLink(const ZqString& label);
+   /// Replaces the joint of a link. False when there is no such link.
+   virtual bool replaceLinkKinematics(const ZqString& label, const ZqLinkKinematics& joint);
+   /// Finds the manipulator that this one refers to. False when this one is no reference, or there is
+   /// none of the label; it is then its own concrete reference.
+   virtual bool configureManipulatorReference(Manipulators& manipulators);
+   virtual const ZqIndividualManipulator& concreteReference() const { return *m_concreteReference; }
+   /// The links below the base, by link index.
+   virtual const LinkPointerVector& linkPointerVector() const;
+   /// By label, the base included.
+   virtual const LinkPointerMap& linkPointerMap() const;
+   /// Numbers the links of this manipulator's own tree into a vector and a map, the base into the map.
+   virtual bool mapManipulator(LinkPointerVector& links, LinkPointerMap& labelToLink);
+   /// Builds the manipulator's own vector and map. To be called after a change of the tree by a
+   /// reference to children that was kept; of other changes the manipulator knows.
+   virtual bool mapManipulator();
+   virtual void setSelfCollisionLinkMap(const ZqManipulatorSelfCollisionLinkMap& map);
+   virtual const ZqManipulatorSelfCollisionLinkMap& selfCollisionLinkMap() const
+   {
+      return m_selfCollisionLinkMap;
+   }
+   /// Compiles the self collision map into the table that `canCollide` reads.
+   virtual void mapLinkCollisionCandidates();
+   /// Whether two links may collide, by link index or `ZqBaseLinkIndex`. A link does not collide with
+   /// itself. An index out of range is rejected with a message, and the answer is false.
+   virtual bool canCollide(ZqU32 first, ZqU32 second) const;
+   /// Of the whole.
+   virtual ZqVector getCenterOfMassInSystem(ZqManipulatorActiveState& activeState) const;
+   /// The point of a plane in the system about which the contact there, as it moves the manipulator
+   /// without gravity, has no moment in the plane. A force along the plane leaves the point as it was.
+   virtual void computeZeroMomentPoint(const ZqPlane& plane, ZqManipulatorActiveState& activeState,
+                                       ZqVector& zeroMomentPoint,
+                                       const ZqStatedSystemStruct* stateStruct) const;
+   /// The same under gravity (m/s^2), a vector in the system that points down.
+   virtual void computeZeroMomentPoint(const ZqPlane& plane, const ZqVector& gravity,
+                                       ZqManipulatorActiveState& activeState,
+                                       ZqVector& zeroMomentPoint,
+                                       const ZqStatedSystemStruct* stateStruct) const;
+   /// Of the bodies, without the motors (J). A tool is used as work space and left with this
+   /// manipulator and its kind of base; without one, work space is made.
+   virtual ZqReal computeKineticEnergy(ZqManipulatorActiveState& activeState,
+                                       ZqMassMatrixTool* tool) const;
+   virtual const ZqStateEqualityConstraintVector& stateEqualityConstraints() const
+   {
+      return m_stateEqualityConstraints;
+   }
+   virtual void setStateEqualityConstraints(const ZqStateEqualityConstraintVector& constraints)
+   {
+      m_stateEqualityConstraints = constraints;
+   }
+   virtual const ZqStoppingCriterionVector& stoppingCriteria() const { return m_stoppingCriteria; }
+   virtual void setStoppingCriteria(const ZqStoppingCriterionVector& criteria)
+   {
+      m_stoppingCriteria = criteria;
+   }
+   virtual const DisplayLinkIndices& displayLinkIndices() const { return m_displayLinkIndices; }
+   virtual void setDisplayLinkIndices(const DisplayLinkIndices& indices)
+   {
+      m_displayLinkIndices = indices;
+   }
+   /// Appends a (m), alpha (rad) and d (m) of each joint in Craig's convention, in index order. False
+   /// when a joint is not of that convention; nothing is appended for it.
+   virtual bool getCraigDhParameters(std::vector<ZqReal>& parameters) const;
+
+   void setLinkLabel(const ZqString& label) override;
+   void appendToAllLabels(const ZqString& suffix) override;
+   void relabelSubtree(const ZqString& prefix, ZqU32& counter) override;
+   const ChildLinks& childLinks() const override;
+   ChildLinks& childLinks() override;
+   void setChildLinks(const ChildLinks& links) override;
+   void addChild(const ZqManipulatorLink& link) override;
+   void clearChildLinks() override;
+   void addLinkToEndOfChain(const ZqManipulatorLink& link) override;
+   bool addLinkToChildLinkByName(const ZqManipulatorLink& link, const ZqString& label) override;
+   ZqU32 linkIndex() const override { return ZqBaseLinkIndex; }
+   /// Nothing: the index of a base does not change.
+   void setLinkIndex(ZqU32) override {}
+   const ZqCoordinateSystemTransformation&
+   dhFrameInSystem(ZqManipulatorActivePositionState& activeState) const override;
+
+   /// \name The base's own motion
+   /// That of the state, which stands in the axes of the system.
+   /// @{
+   const ZqGeneralMotion&
+   dhFrameVelocityInLocal(ZqManipulatorActiveState& activeState) const override;
+   const ZqGeneralMotion&
+   dhFrameVelocityInSystem(ZqManipulatorActiveState& activeState) const override;
+   const ZqGeneralMotion&
+   primaryFrameVelocityInSystem(ZqManipulatorActiveState& activeState) const override;
+   const ZqGeneralMotion&
+   dhFrameAccelerationInLocal(ZqManipulatorActiveState& activeState) const override;
+   /// @}
+   const ZqGeneralForce&
+   dhFrameForceInLocal(const ZqManipulatorExternalForce& externalForce,
+                       ZqManipulatorActiveState& activeState,
+                       const ZqStatedSystemStruct* stateStruct) const override;
+   const ZqGeneralMotion&
+   compositeSpatialMomentumInLocal(ZqManipulatorActiveState& activeState,
+                                   const ZqStatedSystemStruct* stateStruct) const override;
+   const ZqGeneralMotion&
+   compositeSpatialMomentumRateInLocal(ZqManipulatorActiveState& activeState,
+                                       const ZqStatedSystemStruct* stateStruct) const override;
+   const ZqRigidBodyMassProperties& crbi(ZqManipulatorActiveState& activeState,
+                                         const ZqStatedSystemStruct* stateStruct) const override;
+   const ZqArticulatedBodyDynamics& arbd(const ZqManipulatorExternalForce& externalForce,
+                                         const ZqManipulatorTorque& torque,
+                                         ZqManipulatorActiveState& activeState,
+                                         const ZqStatedSystemStruct* stateStruct) const override;
+   /// Zero for a fixed base. A free base answers to the general force of the torques.
+   const ZqGeneralMotion& arbiSupplementalDhFrameAccelerationInLocal(
+      const ZqManipulatorExternalForce& externalForce, const ZqManipulatorTorque& torque,
+      ZqManipulatorActiveState& activeState,
+      const ZqStatedSystemStruct* stateStruct) const override;
+   virtual const ZqGeneralMotion& arbiBaseAccelerationInLocal(
+      const ZqManipulatorExternalForce& externalForce, const ZqManipulatorTorque& torque,
+      ZqManipulatorActiveState& activeState, const ZqStatedSystemStruct* stateStruct) const;
+
+   /// The labels under which links of other manipulators went into this one.
+   const ZqManipulatorLinkLabelMapping& linkLabelMapping() const { return m_linkLabelMapping; }
+   /// The labels, besides its own, that this manipulator keeps in use in its system.
+   const std::set<ZqString>& usingManipulatorLabels() const { return m_usingManipulatorLabels; }
+   void setManipulatorIndex(ZqU32 index) { m_manipulatorIndex = index; }
+   /// Has the state's base be that of this manipulator for the queries of its links, too. Those of a
+   /// reference lead to the base of the concrete reference, which may be placed elsewhere. To be called
+   /// before the first query of a link with a position state that a user made; those of a stated system
+   /// know, and so does one with which the reference itself was asked.
+   void placeBase(ZqManipulatorActivePositionState& activeState) const
+   {
+      if (m_concreteReference != this)
+         dhFrameInSystem(activeState);
+   }
+   /// Swaps the two so that the first is not below the second. True.
+   static bool makeIndicesCompatible(ZqU32& a, ZqU32& b);
+   /// Hides the link's operation, after which the tree would have to be mapped.
+   void copyAllButChildLinksFrom(const ZqManipulatorLink& other);
+   /// Has a reference be answered for by a manipulator, or by itself for null; any other manipulator
+   /// answers for itself.
+   void bindReference(ZqIndividualManipulator* model);
+   /// False when there is no such link.
+   bool setChildLinkNamedFrames(ZqU32 index, const NamedFrames& frames);
+   /// The labels of the manipulator's own tree, by link index, and that of the base.
+   ZqLinkEdit::Labels linkLabels() const;
+   /// What the manipulator holds follows its links. For an operation that changes the tree and has the
+   /// record of it, before `mapManipulator`.
+   void apply(const ZqLinkEdit& edit);
+   /// Has a record be kept, until null is given, of all that moves. Links that are changed in other ways
+   /// than by operations of the manipulator are known by their labels, and what the manipulator holds
+   /// follows them, too.
+   struct Record
+   {
+      ZqLinkEdit edit;
+      ZqLinkEdit::Labels labels; ///< as they are now
+   };
+   void keepRecord(Record* record);
+
+private:
+   friend class ZqManipulatorLink; // tells of changes
+
+   /// Why the maps may not be right: bits.
+   enum Staleness : std::uint8_t
+   {
+      LabelChanged = 1,
+      ChildrenLent = 2, ///< by one link, to somebody who may have changed them
+      TreeChanged = 4
+   };
+
+   ZqIndividualManipulator(ZqIndividualManipulator&& other, bool mapsAreRight) noexcept;
+   void afterChangeOfTree(const ZqLinkEdit& edit);
+   template <class Operation>
+   void relabel(const Operation& operation);
+   void followUnknownChange();
+   template <class Operation>
+   bool insertLinks(ZqU32 at, const Operation& operation);
+   ZqU32 ownLinkCount() const { return ZqManipulatorLink::subtreeLinkCount() - 1; }
+   bool numberLinks();
+   bool mapsAreRight() const { return m_staleness.load(std::memory_order_acquire) == 0; }
+   void bringMapsUpToDate() const
+   {
+      if (!mapsAreRight())
+         const_cast<ZqIndividualManipulator*>(this)->rebuildMaps();
+   }
+   void rebuildMaps();
+   void fillCollisionTest();
+   bool lentChildrenChanged() const;
+   void childrenAreLent(const ZqManipulatorLink& lender);
+   /// Takes the places of this manipulator's links from the links themselves.
+   void takeMapsFrom(ZqIndividualManipulator& other, bool mapsAreRight) noexcept;
+   bool isReference() const { return m_manipulatorReferenceDescription.isManipulatorReferenced(); }
+
+   ZqString m_manipulatorLabel;
+   ZqCoordinateSystemTransformation m_coordSysXForm;
+   ZqSphere m_absoluteBoundingSphere{ZqVector(), 10.0, 3};
+   bool m_isFixedBase = true;
+   bool m_optimizeOnLoad = false;
+   bool m_isControllable = false;
+   ZqManipulatorReferenceDescription m_manipulatorReferenceDescription;
+   ZqStateEqualityConstraintVector m_stateEqualityConstraints;
+   ZqStoppingCriterionVector m_stoppingCriteria;
+   DisplayLinkIndices m_displayLinkIndices;
+   ZqManipulatorSelfCollisionLinkMap m_selfCollisionLinkMap;
+   ZqU32 m_manipulatorIndex = 0;
+   LinkPointerVector m_linkPointerVector;
+   LinkPointerMap m_linkPointerMap;
+   std::set<ZqString> m_usingManipulatorLabels;
+   ZqManipulatorLinkLabelMapping m_linkLabelMapping;
+   ZqLinkCollisionTest m_linkCollisionTest;
+   /// The self collision map has all pairs of the links in it, and excludes every one.
+   bool m_allPairsAreExcluded = false;
+   std::atomic<std::uint8_t> m_staleness = 0;
+   const ZqManipulatorLink* m_lender = nullptr;    ///< not owned
+   const ZqManipulatorLink* m_firstLent = nullptr; ///< as it was when it was lent; not owned
+   std::size_t m_lentCount = 0;
+   bool m_labelsChangeTogether = false;
+   Record* m_record = nullptr;                          ///< not owned
+   ZqIndividualManipulator* m_concreteReference = this; ///< not owned
+   mutable ZqPropagationResultData m_propagationResult; ///< scratch
+};
+
+extern template class ZqXmlClass<ZqIndividualManipulator, ZqManipulatorLink>;
+extern template class ZqXmlVectorType<ZqIndividualManipulator>;

@@ -1,0 +1,121 @@
+#include "zqManipulator/dynamics/bodies/ZqManipulatorTorque.h"
+#include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
+#include "zqManipulator/state/ZqManipulatorActiveState.h"
+
+namespace
+{
+/// A motion in the axes of the system, in those of a frame.
+ZqGeneralMotion inAxesOf(const ZqCoordinateSystemTransformation& frame,
+                         const ZqGeneralMotion& motion)
+{
+   return frame.orientation().inverse() * motion;
+}
+} // namespace
+
+const ZqGeneralMotion&
+ZqIndividualManipulator::dhFrameVelocityInLocal(ZqManipulatorActiveState& activeState) const
+{
+   ZqLinkVelocityState& base = activeState.activeVelocityState().record(ZqBaseLinkIndex);
+   if (!base.localDhValid())
+      base.setDhFrameVelocityInLocal(inAxesOf(dhFrameInSystem(activeState.activePositionState()),
+                                              activeState.velocityState().generalVelocity()));
+   return base.dhFrameVelocityInLocal();
+}
+
+const ZqGeneralMotion&
+ZqIndividualManipulator::dhFrameVelocityInSystem(ZqManipulatorActiveState& activeState) const
+{
+   return activeState.velocityState().generalVelocity();
+}
+
+const ZqGeneralMotion&
+ZqIndividualManipulator::primaryFrameVelocityInSystem(ZqManipulatorActiveState& activeState) const
+{
+   // The link's query, which takes the base's own velocity from here, serves any index.
+   return ZqManipulatorLink::primaryFrameVelocityInSystem(activeState);
+}
+
+const ZqGeneralMotion&
+ZqIndividualManipulator::dhFrameAccelerationInLocal(ZqManipulatorActiveState& activeState) const
+{
+   ZqLinkAccelerationState& base = activeState.activeAccelerationState().record(ZqBaseLinkIndex);
+   if (!base.localDhValid())
+      base.setDhFrameAccelerationInLocal(
+         inAxesOf(dhFrameInSystem(activeState.activePositionState()),
+                  activeState.accelerationState().generalAcceleration()));
+   return base.dhFrameAccelerationInLocal();
+}
+
+const ZqGeneralForce&
+ZqIndividualManipulator::dhFrameForceInLocal(const ZqManipulatorExternalForce& externalForce,
+                                             ZqManipulatorActiveState& activeState,
+                                             const ZqStatedSystemStruct* stateStruct) const
+{
+   ZqLinkForceState& base = activeState.activeForceState().record(ZqBaseLinkIndex);
+   if (!base.localDhValid())
+      gatherForces(base, externalForce, activeState, stateStruct);
+   return base.dhFrameForceInLocal();
+}
+
+const ZqGeneralMotion& ZqIndividualManipulator::compositeSpatialMomentumInLocal(
+   ZqManipulatorActiveState& activeState, const ZqStatedSystemStruct* stateStruct) const
+{
+   ZqLinkVelocityState& base = activeState.activeVelocityState().record(ZqBaseLinkIndex);
+   if (!base.compositeMomentumValid())
+      base.setCompositeMomentumInLocal(
+         sumOverChildren(spatialMomentumInLocal(activeState, stateStruct), activeState,
+                         &ZqManipulatorLink::compositeSpatialMomentumInLocal, stateStruct));
+   return base.compositeMomentumInLocal();
+}
+
+const ZqGeneralMotion& ZqIndividualManipulator::compositeSpatialMomentumRateInLocal(
+   ZqManipulatorActiveState& activeState, const ZqStatedSystemStruct* stateStruct) const
+{
+   ZqLinkAccelerationState& base = activeState.activeAccelerationState().record(ZqBaseLinkIndex);
+   if (!base.compositeMomentumRateValid())
+      base.setCompositeMomentumRateInLocal(
+         sumOverChildren(spatialMomentumRateInLocal(activeState, stateStruct), activeState,
+                         &ZqManipulatorLink::compositeSpatialMomentumRateInLocal, stateStruct));
+   return base.compositeMomentumRateInLocal();
+}
+
+const ZqRigidBodyMassProperties&
+ZqIndividualManipulator::crbi(ZqManipulatorActiveState& activeState,
+                              const ZqStatedSystemStruct* stateStruct) const
+{
+   ZqLinkMassState& base = activeState.activeMassState().record(ZqBaseLinkIndex);
+   if (!base.crbiValid())
+      composeBody(base, activeState, stateStruct);
+   return base.crbi();
+}
+
+const ZqArticulatedBodyDynamics& ZqIndividualManipulator::arbd(
+   const ZqManipulatorExternalForce& externalForce, const ZqManipulatorTorque& torque,
+   ZqManipulatorActiveState& activeState, const ZqStatedSystemStruct* stateStruct) const
+{
+   ZqLinkArticulationState& base = activeState.activeArticulationState().record(ZqBaseLinkIndex);
+   if (!base.arbdValid())
+      articulateBody(base, externalForce, torque, activeState, stateStruct);
+   return base.arbd();
+}
+
+const ZqGeneralMotion& ZqIndividualManipulator::arbiSupplementalDhFrameAccelerationInLocal(
+   const ZqManipulatorExternalForce& externalForce, const ZqManipulatorTorque& torque,
+   ZqManipulatorActiveState& activeState, const ZqStatedSystemStruct* stateStruct) const
+{
+   if (isFixedBase())
+      return m_theDummyGeneralAcceleration;
+   ZqLinkArticulationState& base = activeState.activeArticulationState().record(ZqBaseLinkIndex);
+   if (!base.supplementalDhAccelerationValid())
+      base.setSupplementalDhAcceleration(arbd(externalForce, torque, activeState, stateStruct)
+                                            .calculateAcceleration(torque.generalForce()));
+   return base.supplementalDhAcceleration();
+}
+
+const ZqGeneralMotion& ZqIndividualManipulator::arbiBaseAccelerationInLocal(
+   const ZqManipulatorExternalForce& externalForce, const ZqManipulatorTorque& torque,
+   ZqManipulatorActiveState& activeState, const ZqStatedSystemStruct* stateStruct) const
+{
+   return arbiSupplementalDhFrameAccelerationInLocal(externalForce, torque, activeState,
+                                                     stateStruct);
+}

@@ -1,0 +1,191 @@
+#pragma once
+
+#include "zqManipulator/contact/exclusion/ZqSystemCollisionExclusionMap.h"
+#include "zqManipulator/foundation/xml/ZqDeepCopyFlag.h"
+#include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
+#include "zqManipulator/kinematics/system/ZqSystemEnvironment.h"
+#include "zqManipulator/simulation/attachments/ZqOldManipulatorAttachmentMap.h"
+#include "zqManipulator/tools/labels/ZqLabelPool.h"
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <vector>
+
+class ZqManipulatorSystemState;
+class ZqPositionState;
+class ZqVelocityState;
+
+/// The model of a scene: manipulators by index, the environment, and which links of different
+/// manipulators may collide. It holds no state.
+///
+/// Labels of manipulators are unique. A manipulator may be a reference to another one's model, and
+/// has then no links of its own: `aboutToModifyManipulator` ends such sharing before a
+/// model is changed. All indices are places in `manipulators()`; an index that does not exist is
+/// answered with false, null or zero. References to manipulators last until the system is changed.
+class ZqManipulatorSystem : public ZqXmlClass<ZqManipulatorSystem>
+{
+public:
+   using Manipulators = ZqIndividualManipulator::Manipulators;
+
+   static const ZqToken& classToken() { return ZqManip::ZqManipulatorSystemToken; }
+   static constexpr const char* documentation =
+      "the model of a scene: its environment and its manipulators";
+   static constexpr auto components()
+   {
+      using This = ZqManipulatorSystem;
+      return std::tuple{
+         ZqComponent{&This::m_environment, &ZqManip::ZqEnvironmentToken,
+                     "frame and gravity of the scene"},
+         ZqComponent{&This::m_manipulators, &ZqManip::ZqManipulatorsToken, "manipulators by index"},
+         ZqComponent{&This::m_collisionExclusionMap, &ZqManip::ZqSystemCollisionExclusionMapToken,
+                     "pairs of links that need not be tested for collision"},
+         ZqReadOnlyComponent(&This::m_manipulatorAttachmentMap,
+                             &ZqManip::ZqManipulatorAttachmentMapToken,
+                             "attachments of old documents"),
+         ZqAttributeComponent(&This::m_totalReadableLinkCount,
+                              &ZqManip::ZqTotalReadableLinkCountToken,
+                              "how many links the document has, for progress")};
+   }
+   /// Ties labels and indices together again, whatever the document says.
+   bool read(ZqXmlReader& reader) override;
+   /// Tells the reader how many links there will be.
+   bool readAttributes(ZqXmlReader& reader) override;
+   bool write(ZqXmlWriter& writer) const override;
+
+   ZqManipulatorSystem();
+   /// With `ZqFoundCommon::CopyAll`, no shape is shared with the other system.
+   ZqManipulatorSystem(const ZqManipulatorSystem& other,
+                       ZqFoundCommon::DeepCopyFlag flag = ZqFoundCommon::ShareWhatMayBeShared);
+   ZqManipulatorSystem& operator=(const ZqManipulatorSystem& other);
+   ~ZqManipulatorSystem() override = default;
+   bool operator==(const ZqManipulatorSystem& other) const;
+
+   /// Appends a copy of another system, which may be this one: its manipulators, with new labels where
+   /// theirs are taken, and its collision exclusions, which are shifted by the number of its own
+   /// manipulators. True.
+   virtual bool mergeWith(const ZqManipulatorSystem& other);
+   virtual ZqU32 jointDof(ZqU32 index) const;
+   /// \name Totals over all manipulators
+   /// @{
+   virtual ZqU32 jointDof() const;
+   virtual ZqU32 jointAndBaseDof() const;
+   /// @}
+   virtual const ZqSystemEnvironment& environment() const { return m_environment; }
+   virtual void setEnvironment(const ZqSystemEnvironment& environment)
+   {
+      m_environment = environment;
+   }
+   virtual const Manipulators& manipulators() const { return m_manipulators; }
+   virtual void setManipulators(const Manipulators& manipulators);
+   /// Appends a copy, with a new label if its own is taken.
+   virtual void addManipulator(const ZqIndividualManipulator& manipulator);
+   /// Replaces one manipulator; the label stays. References to the old one keep its model.
+   virtual bool exchangeManipulator(const ZqString& label,
+                                    const ZqIndividualManipulator& manipulator);
+   /// Replaces one manipulator together with its label, which is a new one if it is taken.
+   virtual bool exchangeManipulator(ZqU32 index, const ZqIndividualManipulator& manipulator);
+   /// References to the manipulator keep its model. What `aboutToModifyManipulator` refuses is not
+   /// deleted; the answer is true all the same.
+   virtual bool deleteManipulator(ZqU32 index);
+   /// The index of the manipulator; -1 for an unknown label.
+   virtual int deleteManipulator(const ZqString& label);
+   /// False when the old label is unknown or the new one is in use.
+   virtual bool changeManipulatorLabel(const ZqString& oldLabel, const ZqString& newLabel);
+   /// Has a function change one manipulator, in place, in any way. What the system holds by index or
+   /// label of links follows them, and so does what the manipulator holds itself; a label of the
+   /// manipulator that is in use already is replaced. Answers the record of what moved, for those who
+   /// hold more, such as states; none for an index that does not exist.
+   std::optional<ZqModelEdit>
+   editManipulator(ZqU32 index, const std::function<void(ZqIndividualManipulator&)>& change);
+   /// Null for an unknown label.
+   virtual const ZqIndividualManipulator* manipulatorByIdentifier(const ZqString& label) const;
+   /// Ties labels, indices and references together. Of manipulators with one label the first keeps it,
+   /// and one with a model of its own goes before a reference; the others get new labels.
+   virtual void mapManipulators();
+   /// Becomes a system of one manipulator; environment and collision exclusions stay.
+   virtual void setFromIndividualManipulator(const ZqIndividualManipulator& manipulator);
+   virtual const ZqSystemCollisionExclusionMap& collisionExclusionMap() const
+   {
+      return m_collisionExclusionMap;
+   }
+   virtual void setCollisionExclusionMap(const ZqSystemCollisionExclusionMap& map);
+   /// What an old document says of attachments.
+   virtual const ZqOldManipulatorAttachmentMap& manipulatorAttachmentMap() const
+   {
+      return m_manipulatorAttachmentMap;
+   }
+   /// Moves all manipulators of a state by its rates, which stay, and its time with them: a kinematic
+   /// step of dt seconds, without forces and without collisions. A step that is not finite is rejected
+   /// with a message.
+   virtual void propagateStateBy(ZqManipulatorSystemState& state, ZqReal dt) const;
+   /// The same for one manipulator. Nothing, when there is no such index.
+   virtual void propagateSingleStateBy(ZqU32 index, const ZqVelocityState& velocity, ZqReal dt,
+                                       ZqPositionState& position) const;
+   /// Gives a state the shape of the system, unless it has it. Frames, base velocities and rates that
+   /// fit stay and so does the time; every joint position grows by 1e-9, a start that is not zero, and
+   /// what is missing starts from zero.
+   virtual void rightSizeState(ZqManipulatorSystemState& state) const;
+   /// Whether a state has the manipulators of the system with as many joints each.
+   virtual bool isCompatible(const ZqManipulatorSystemState& state) const;
+   /// A sphere, in the system frame, about all manipulators that have a position in the state.
+   virtual ZqSphere absoluteBoundingSphere(const ZqManipulatorSystemState& state) const;
+   virtual ZqU32 numberOfManipulators() const { return m_manipulators.size(); }
+   /// Turns manipulators that equal an earlier one but for the label into references to it. True.
+   virtual bool findAndConvertToReferences();
+   /// Sets the upper or the lower limit of the joint of a link.
+   virtual bool setJointLimit(ZqU32 index, const ZqString& linkLabel, bool upper, ZqReal value);
+   /// Whether two links of different manipulators are no pair of the collision exclusion map, by link
+   /// index. Pairs within one manipulator are that one's own matter: true.
+   virtual bool canCollide(ZqU32 manipulator1, ZqU32 link1, ZqU32 manipulator2, ZqU32 link2) const;
+   /// As that of the link, in one manipulator.
+   virtual bool replaceLinkProperties(ZqU32 index, const ZqString& linkLabel,
+                                      const ZqManipulatorLink& properties, bool withShapes);
+   virtual const ZqLabelPool& labelPool() const { return m_labelPool; }
+   /// As that of the manipulator.
+   virtual bool replaceLinkKinematics(ZqU32 index, const ZqString& linkLabel,
+                                      const ZqLinkKinematics& joint);
+
+   /// One for each manipulator, and one for each joint of those that are no references: what a
+   /// document of the system holds.
+   ZqU32 countAllReadableLinks() const;
+   /// As that of the manipulator, for a link by index.
+   bool setNamedFrames(ZqU32 manipulator, ZqU32 link, const ZqManipulatorLink::NamedFrames& frames);
+   bool setSelfCollisionMap(const ZqManipulatorSelfCollisionLinkMap& map, ZqU32 index);
+
+protected:
+   /// To be called before the model of one manipulator changes, so that the change reaches it alone.
+   /// The first of the manipulators that refer to it takes over a copy of the model, to which the
+   /// others then refer; a manipulator that is a reference gets a copy of the model at the end of its
+   /// chain of references, or, with a message, stays a reference when there is none.
+   virtual bool aboutToModifyManipulator(ZqU32 index);
+   virtual bool aboutToModifyManipulator(const ZqString& label);
+   /// Takes the references to the manipulator along.
+   virtual bool changeManipulatorLabelWithoutCheckingUniqueness(ZqU32 index, const ZqString& label);
+
+   /// One entry for each joint of the system: a (m), alpha (rad) and d (m) in Craig's convention, or
+   /// nothing for a joint that is not of that convention. True.
+   bool getCraigDhParameters(std::vector<std::vector<ZqReal>>& result) const;
+
+private:
+   friend class ZqStatedSystem; // builds a manipulator in place
+
+   bool findManipulator(const ZqString& label, ZqU32& index) const;
+   bool isAboutToModify(ZqU32 index, const char* operation);
+   void takeModelOfReferenced(ZqU32 index);
+   ZqIndividualManipulator* modelOf(ZqIndividualManipulator& reference);
+   void reportUnboundReferences() const;
+   void labelNewManipulator(ZqU32 index);
+   void attachCollisionExclusionMap() { m_collisionExclusionMap.buildMapFromSystem(*this); }
+
+   ZqSystemEnvironment m_environment;
+   Manipulators m_manipulators;
+   ZqSystemCollisionExclusionMap m_collisionExclusionMap;
+   ZqOldManipulatorAttachmentMap m_manipulatorAttachmentMap;
+   mutable ZqU32 m_totalReadableLinkCount = 0; ///< of the document
+   ZqLabelPool m_labelPool;
+   /// The manipulators that are references, by the label that they refer to, since the last mapping.
+   std::multimap<ZqString, ZqU32> m_references;
+};
+
+extern template class ZqXmlClass<ZqManipulatorSystem>;

@@ -1,0 +1,292 @@
+#pragma once
+
+#include "zqManipulator/kinematics/system/ZqManipulatorSystemConfiguration.h"
+#include "zqManipulator/kinematics/system/ZqManipulatorSystemContainer.h"
+#include "zqManipulator/simulation/records/ZqPropagationResultData.h"
+#include "zqManipulator/state/ZqManipulatorSystemState.h"
+
+#include <memory>
+
+class ZqAccelerationState;
+class ZqSystemActiveState;
+
+/// A system together with its state and its configuration: the usual root of a document.
+///
+/// What comes or goes in the system comes or goes in the state. The system is shared with copies of
+/// the stated system until one of them changes it (`aboutToModifySystem`); state and configuration
+/// are each one's own. A stated system serves one thread at a time.
+class ZqStatedSystem : public ZqXmlClass<ZqStatedSystem>
+{
+public:
+   using PropagationResults = ZqXmlVectorType<ZqPropagationResultData>;
+
+   static const ZqToken& classToken() { return ZqManip::ZqStatedSystemToken; }
+   static constexpr const char* documentation =
+      "a scene: a system with its state and configuration";
+   static constexpr auto components()
+   {
+      using This = ZqStatedSystem;
+      return std::tuple{
+         ZqComponent{&This::m_systemContainer, &ZqManip::ZqManipulatorSystemContainerToken,
+                     "model of the scene"},
+         ZqComponent{&This::m_state, &ZqManip::ZqStateToken, "positions and velocities at a time"},
+         ZqComponent{&This::m_configuration, &ZqManip::ZqManipulatorSystemConfigurationToken,
+                     "attachments and exclusions that change at run time"}};
+   }
+   /// The system of an old document is a component that is made for reading alone.
+   void registerComponents() override;
+   /// Takes over what an old document has in other places, and makes the state fit the system, with
+   /// messages.
+   bool read(ZqXmlReader& reader) override;
+
+   ZqStatedSystem();
+   /// Shares the system unless the flag says otherwise.
+   ZqStatedSystem(const ZqStatedSystem& other,
+                  ZqFoundCommon::DeepCopyFlag flag = ZqFoundCommon::ShareWhatMayBeShared);
+   ZqStatedSystem& operator=(const ZqStatedSystem& other);
+   ~ZqStatedSystem() override;
+   /// A shared empty stated system.
+   static const ZqStatedSystem& nullObject();
+   /// Does not ask whether the system was modified.
+   bool operator==(const ZqStatedSystem& other) const;
+
+   /// Appends another stated system. What the configuration answers does not count.
+   virtual bool mergeWith(const ZqStatedSystem& other);
+   virtual const ZqManipulatorSystem& system() const { return *m_systemContainer.element(); }
+   /// The state stays as it is.
+   virtual void setSystem(const ZqManipulatorSystem& system);
+   /// The same with a system to be owned; null stands for an empty one. The configuration stays
+   /// compiled against the old one.
+   virtual void setAndDeleteSystemPointer(ZqManipulatorSystem* system);
+   /// The state becomes a new one that fits.
+   virtual void setFromSystem(const ZqManipulatorSystem& system);
+   virtual void setFromManipulator(const ZqIndividualManipulator& manipulator);
+   /// Becomes a system of one empty manipulator, for the caller to build in place and then to call
+   /// `finalizeOneManipulator`, which makes a new state.
+   virtual ZqIndividualManipulator& clearAndInitializeForOneManipulator();
+   virtual void finalizeOneManipulator();
+   /// With the state that `rightSizeState` gives it.
+   virtual void addManipulator(const ZqIndividualManipulator& manipulator);
+   virtual void addManipulator(const ZqIndividualManipulator& manipulator,
+                               const ZqPositionState& position, const ZqVelocityState& velocity);
+   virtual bool exchangeManipulator(ZqU32 index, const ZqIndividualManipulator& manipulator,
+                                    const ZqPositionState& position,
+                                    const ZqVelocityState& velocity);
+   virtual bool changeManipulatorLabel(const ZqString& oldLabel, const ZqString& newLabel);
+   /// \name Manipulators of the system
+   /// Null when there is none such.
+   /// @{
+   virtual const ZqIndividualManipulator* manipulatorByIdentifier(const ZqString& label) const;
+   virtual const ZqIndividualManipulator* manipulatorByIndex(ZqU32 index) const;
+   /// @}
+   virtual ZqU32 numberOfManipulators() const;
+   virtual bool setSelfCollisionMap(const ZqManipulatorSelfCollisionLinkMap& map, ZqU32 index);
+   /// Removes a manipulator from system, state and configuration.
+   virtual bool deleteManipulator(ZqU32 index);
+   /// The index of the manipulator; -1 for an unknown label. The configuration stays as it is.
+   virtual int deleteManipulator(const ZqString& label);
+   /// \name Edits after which all is consistent
+   /// What anybody in the stated system holds by index or label follows what moved: state, exclusions,
+   /// attachments with the records of their changes, results that are kept, and what manipulators hold.
+   /// False for an index that does not exist.
+   /// @{
+   /// As `deleteManipulator` by index, but what is attached to what hung on the manipulator stays
+   /// attached to that.
+   bool removeManipulator(ZqU32 index);
+   /// Has a function change one manipulator in any way. New joints start at 1e-9, without a rate.
+   ///
+   ///     scene.editManipulator(0, [](ZqIndividualManipulator& arm)
+   ///                           { arm.linkByIdentifier("wrist")->addChild(tool); });
+   bool editManipulator(ZqU32 index, const std::function<void(ZqIndividualManipulator&)>& change);
+   /// Labels a link anew. False also when there is no such link or the new label is taken.
+   bool changeLinkLabel(ZqU32 index, const ZqString& oldLabel, const ZqString& newLabel);
+   /// @}
+   virtual const ZqSystemEnvironment& environment() const;
+   virtual void setEnvironment(const ZqSystemEnvironment& environment);
+
+   /// \name State
+   /// Whole states are taken as they are; an index that the state does not have is rejected with a
+   /// message.
+   /// @{
+   virtual const ZqManipulatorSystemState& state() const { return m_state; }
+   virtual void setState(const ZqManipulatorSystemState& state)
+   {
+      m_state = state;
+      placeReferences();
+   }
+   virtual void setIndividualPositionState(ZqU32 index, const ZqPositionState& position);
+   virtual void
+   setIndividualCoordinateSystemTransformation(ZqU32 index,
+                                               const ZqCoordinateSystemTransformation& frame);
+   virtual void setIndividualVelocityState(ZqU32 index, const ZqVelocityState& velocity);
+   virtual void rotateIndividualBaseVelocity(ZqU32 index, const ZqOrientation& orientation);
+   virtual void zeroIndividualVelocityState(ZqU32 index);
+   virtual void setPositionStates(const ZqXmlVectorType<ZqPositionState>& states)
+   {
+      m_state.setPositionStates(states);
+      placeReferences();
+   }
+   virtual void setVelocityStates(const ZqXmlVectorType<ZqVelocityState>& states)
+   {
+      m_state.setVelocityStates(states);
+   }
+   /// @}
+
+   virtual ZqManipulatorSystemConfiguration& configuration() { return m_configuration; }
+   virtual const ZqManipulatorSystemConfiguration& configuration() const { return m_configuration; }
+   virtual void setConfiguration(const ZqManipulatorSystemConfiguration& configuration);
+
+   /// \name Propagation in time
+   /// One call is one step of semi-implicit Euler from the time of the state to a time (s), with the
+   /// accelerations that the caller has left in the active state: first the velocities, then by these
+   /// the positions. A manipulator that comes to a joint limit or to one of its stopping criteria
+   /// returns to its start of the step, and so do those that collide: in mode 1 all manipulators as
+   /// soon as any two links meet, in mode 2 those that do. In mode 0, as in any other mode, nothing is
+   /// looked for. Manipulators that are attached to others go where these carry them. The time
+   /// advances whatever has returned, velocities do not return, and the active state is left at the
+   /// start of the step, except by attachments and collisions.
+   ///
+   /// The results, one a manipulator, are added to: flags stay up until the caller resets them, and as
+   /// long as that of a joint limit is up, the manipulator stays where it is. Neither the fidelity nor
+   /// the tolerance (m) counts without a search for collisions, and the step is always that between
+   /// the times: `dt` has no effect. A step that is not finite is rejected with a message, and nothing
+   /// changes; one that is zero or negative is taken.
+   ///
+   /// A null active state stands for one that the stated system makes and keeps. It has no
+   /// accelerations, and in mode 0 without attachments no positions: what stopping criteria answer
+   /// then means nothing.
+   /// @{
+   virtual void propagateSelfTo(ZqReal time, PropagationResults& results,
+                                ZqSystemActiveState* activeState, ZqU32 mode, const ZqReal& dt,
+                                const ZqU32& fidelity, const ZqReal& tolerance);
+   virtual void propagateSelfTo(ZqReal time, PropagationResults& results,
+                                ZqSystemActiveState* activeState);
+   virtual void propagateSelfTo(ZqReal time, ZqSystemActiveState* activeState);
+   virtual void propagateTo(ZqReal time, ZqManipulatorSystemState& state,
+                            PropagationResults& results, ZqSystemActiveState& activeState,
+                            ZqU32 mode, const ZqReal& dt, const ZqU32& fidelity,
+                            const ZqReal& tolerance) const;
+   /// In mode 0.
+   virtual void propagateTo(ZqReal time, ZqManipulatorSystemState& state,
+                            PropagationResults& results, ZqSystemActiveState& activeState) const;
+   /// In mode 0, with results that the stated system keeps as long as it has the manipulator: whoever
+   /// needs to see or to reset them uses one of the other forms.
+   virtual void propagateTo(ZqReal time, ZqManipulatorSystemState& state,
+                            ZqSystemActiveState* activeState) const;
+   /// @}
+   /// \name Steps of one manipulator
+   /// As those of the manipulator. Nothing, when there is no such index.
+   /// @{
+   virtual void propagateSingleStateBy(ZqU32 index, const ZqVelocityState& velocity, ZqReal dt,
+                                       ZqPositionState& position,
+                                       ZqPropagationResultData& results) const;
+   virtual void propagateSingleStateBy(ZqU32 index, const ZqVelocityState& velocity, ZqReal dt,
+                                       ZqPositionState& position) const;
+   virtual void propagateSingleVelocityStateBy(ZqU32 index, const ZqAccelerationState& acceleration,
+                                               ZqReal dt, ZqVelocityState& velocity) const;
+   /// @}
+   /// Puts the base of each manipulator that is attached, in the state, where the link that carries it
+   /// has it. One whose carrier or link is not there stays where it is.
+   void placeAttachedManipulators();
+   /// Replaces the state by a new one that fits the system.
+   virtual void addCompatibleState();
+   /// The same, with every joint in the middle of its limits.
+   virtual void setToMidpointState();
+   virtual void rightSizeState(ZqManipulatorSystemState& state) const;
+   /// About the system in its state.
+   virtual ZqSphere absoluteBoundingSphere() const;
+   virtual bool isTransparentDisplay() const { return m_transparentDisplay; }
+   virtual void setIsTransparentDisplay(bool transparent) const
+   {
+      m_transparentDisplay = transparent;
+   }
+   /// Scales the lengths of one manipulator, at constant density, and its joint positions and rates
+   /// that are lengths.
+   virtual bool scaleManipulatorBy(ZqU32 index, ZqReal factor);
+   /// \name Operations of the system
+   /// @{
+   virtual bool findAndConvertToReferences();
+   virtual ZqU32 jointDof(ZqU32 index) const;
+   virtual bool setJointLimit(ZqU32 index, const ZqString& linkLabel, bool upper, ZqReal value);
+   virtual bool replaceLinkProperties(ZqU32 index, const ZqString& linkLabel,
+                                      const ZqManipulatorLink& properties, bool withShapes);
+   /// @}
+   /// Looks for collisions in the present state, as `checkForCollisions` does.
+   virtual bool generateCollisionReport(PropagationResults& results, const ZqU32& fidelity,
+                                        const ZqReal& tolerance) const;
+   /// Whether the system was changed since the last reset.
+   virtual bool isSystemModified() const { return m_systemModified; }
+   virtual void resetIsSystemModified() const { m_systemModified = false; }
+   virtual ZqReal transparencyAlpha() const { return m_transparencyAlpha; }
+   virtual void setTransparencyAlpha(ZqReal alpha) { m_transparencyAlpha = alpha; }
+   virtual bool isSelectionDataChanged() const { return m_selectionDataChanged; }
+   virtual void setIsSelectionDataChanged(bool changed) const { m_selectionDataChanged = changed; }
+   /// Goes to the system itself, which may be shared: its other holders get the map too.
+   virtual void setCollisionExclusionMap(const ZqSystemCollisionExclusionMap& map);
+   /// That of the configuration.
+   virtual void setDynamicCollisionExclusionMap(const ZqSystemCollisionExclusionMap& map);
+   virtual const ZqSystemCollisionExclusionMap& collisionExclusionMapForCA() const;
+   virtual void setSollisionExclusionMapForCA(const ZqSystemCollisionExclusionMap& map);
+   virtual void setManipulatorAttachmentMap(const ZqManipulatorAttachmentMap& map);
+   /// False leaves the index as it was.
+   virtual bool lookupManipulatorIndexFromLabel(const ZqString& label, ZqU32& index) const;
+   /// Whether neither the system nor the configuration excludes a pair of links, by link index; with
+   /// `checkForCA`, the exclusions for collision avoidance count too.
+   virtual bool canCollide(ZqU32 manipulator1, ZqU32 link1, ZqU32 manipulator2, ZqU32 link2,
+                           bool checkForCA) const;
+   virtual bool replaceLinkKinematics(ZqU32 index, const ZqString& linkLabel,
+                                      const ZqLinkKinematics& joint);
+   /// As the copy constructor with the flag.
+   virtual void makeDeepCopy(ZqFoundCommon::DeepCopyFlag flag);
+
+   bool setNamedFrames(ZqU32 manipulator, ZqU32 link, const ZqManipulatorLink::NamedFrames& frames);
+
+protected:
+   /// Makes the state's number of manipulators that of the system. False, with a message, when there
+   /// was something to correct.
+   virtual bool validateTopLevelDimensions();
+   /// The same for the numbers of joints: positions are padded with 1e-9, rates with zero.
+   virtual bool validateLowLevelDimensions();
+   /// To be called before the system changes: a shared one is copied first.
+   virtual void aboutToModifySystem();
+   /// Tells in the results, one a manipulator, which links collide and which are closest in the active
+   /// state, and answers whether any do. Here no pair of links is looked at: nothing collides and
+   /// nothing is close. A stated system that knows where its links meet overrides this.
+   virtual bool checkForCollisions(ZqSystemActiveState& activeState, const ZqReal& dt,
+                                   const ZqU32& fidelity, const ZqReal& tolerance,
+                                   PropagationResults& results) const;
+
+private:
+   ZqManipulatorSystem& systemToModify();
+   void attachConfiguration()
+   {
+      m_configuration.setManipulatorSystem(&system());
+      placeReferences();
+   }
+   void takeLegacySystem();
+   void deleteState(ZqU32 index);
+   void fitJoints(ZqU32 index);
+   void placeReferences();
+   void reportOldAttachments() const;
+   ZqSystemActiveState& activeStateOr(ZqSystemActiveState* activeState) const;
+   void resetReportActiveState();
+
+   boost::shared_ptr<ZqManipulatorSystem> m_legacySystem; ///< made when there is a need
+   ZqManipulatorSystemContainer m_systemContainer;
+   ZqManipulatorSystemState m_state;
+   ZqManipulatorSystemConfiguration m_configuration;
+   /// \name Of steps, and kept for their memory
+   /// @{
+   mutable ZqXmlVectorType<ZqPositionState> m_startPositionStates;
+   mutable std::unique_ptr<ZqSystemActiveState> m_activeState;       ///< made at first use
+   mutable std::unique_ptr<ZqSystemActiveState> m_reportActiveState; ///< made at first use
+   mutable PropagationResults m_propagationCollisionResults;
+   mutable PropagationResults m_propagationResults;
+   /// @}
+   mutable bool m_systemModified = false;
+   ZqReal m_transparencyAlpha = 0.0;
+   mutable bool m_selectionDataChanged = false;
+   mutable bool m_transparentDisplay = false;
+};
+
+extern template class ZqXmlClass<ZqStatedSystem>;

@@ -1,0 +1,102 @@
+#include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
+#include "zqManipulator/state/ZqAccelerationState.h"
+#include "zqManipulator/state/ZqPositionState.h"
+#include "zqManipulator/state/ZqVelocityState.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace
+{
+/// Whether a step is one; else a message of the operation says so.
+bool isStep(ZqReal dt, const char* operation)
+{
+   if (std::isfinite(dt))
+      return true;
+   Zq::Print::instance().write(
+      Zq::Rejected, "ZqIndividualManipulator::%s(): the step, %g, is not finite.\n", operation, dt);
+   return false;
+}
+} // namespace
+
+void ZqIndividualManipulator::propagateState(const ZqVelocityState& velocity, ZqReal dt,
+                                             ZqPositionState& position,
+                                             ZqPropagationResultData& results) const
+{
+   if (!isStep(dt, "propagateState"))
+      return;
+   const LinkPointerVector& links = linkPointerVector();
+   const auto count = std::min<std::size_t>(
+      {links.size(), velocity.jointVelocities().size(), position.jointPositions().size()});
+   const ZqReal* const rates = velocity.jointVelocities().values().data();
+   ZqReal* const joints = position.jointPositions().values().data();
+   const auto stopAt = [&](std::size_t joint, ZqReal limit)
+   {
+      results.setHitJointLimit(true);
+      results.setLinkIndexAtJointLimit(static_cast<ZqU32>(joint));
+      joints[joint] = limit;
+   };
+   for (std::size_t i = 0; i < count; ++i)
+   {
+      // Links below the base are plain ones. Only the limit ahead is asked for.
+      const ZqJointActuator& drive = links[i]->ZqManipulatorLink::jointActuator();
+      const ZqReal rate = rates[i];
+      const ZqReal q = dt * rate + joints[i];
+      joints[i] = q;
+      if (rate > 0.0)
+      {
+         const ZqReal upper = drive.ZqJointActuator::upperLimit();
+         if (upper < q)
+            stopAt(i, upper);
+      }
+      else if (rate < 0.0)
+      {
+         const ZqReal lower = drive.ZqJointActuator::lowerLimit();
+         if (q < lower)
+            stopAt(i, lower);
+      }
+   }
+   if (isFixedBase())
+      return;
+
+   // The base frame stands where the manipulator is placed, its velocity in the system.
+   const ZqGeneralMotion& baseVelocity = velocity.generalVelocity();
+   const ZqOrientation toPlace = coordSysXForm().orientation().inverse();
+   position.coordSysXForm().integrateReferenceFrameVelocity(
+      {toPlace * baseVelocity.linear(), toPlace * baseVelocity.angular()}, dt);
+}
+
+void ZqIndividualManipulator::propagateState(const ZqVelocityState& velocity, ZqReal dt,
+                                             ZqPositionState& position) const
+{
+   m_propagationResult.reset();
+   propagateState(velocity, dt, position, m_propagationResult);
+}
+
+void ZqIndividualManipulator::propagateVelocityState(const ZqAccelerationState& acceleration,
+                                                     ZqReal dt, ZqVelocityState& velocity) const
+{
+   if (!isStep(dt, "propagateVelocityState"))
+      return;
+   const LinkPointerVector& links = linkPointerVector();
+   const auto count = std::min<std::size_t>(
+      {links.size(), acceleration.jointAccelerations().size(), velocity.jointVelocities().size()});
+   const ZqReal* const accelerations = acceleration.jointAccelerations().values().data();
+   ZqReal* const rates = velocity.jointVelocities().values().data();
+   for (std::size_t i = 0; i < count; ++i)
+   {
+      const ZqJointActuator& drive = links[i]->ZqManipulatorLink::jointActuator();
+      const ZqReal most = drive.ZqJointActuator::maxOutputRate();
+      ZqReal rate = dt * accelerations[i] + rates[i];
+      if (most <= rate)
+         rate = most;
+      if (rate <= -most)
+         rate = -most;
+      rates[i] = rate;
+   }
+   if (isFixedBase())
+      velocity.setGeneralVelocity(ZqGeneralMotion());
+   else
+      velocity.generalVelocity() += acceleration.generalAcceleration() * dt;
+}

@@ -1,0 +1,156 @@
+#pragma once
+
+#include "zqManipulator/foundation/algebra/ZqTypes.h"
+#include "zqManipulator/tools/labels/ZqManipulatorLinkIndex.h"
+
+#include <map>
+#include <optional>
+#include <utility>
+#include <vector>
+
+/// Where the elements of a list went in an edit of the list: a new index for each old one, or `gone`.
+class ZqRenumbering
+{
+public:
+   static constexpr ZqU32 gone = 0xFFFFFFFF;
+
+   /// Everything stays.
+   ZqRenumbering() = default;
+   static ZqRenumbering inserted(ZqU32 at, ZqU32 count);
+   static ZqRenumbering removed(ZqU32 first, ZqU32 count);
+   /// A new index for each old one; an index beyond the list is gone.
+   static ZqRenumbering to(std::vector<ZqU32> newIndices);
+
+   /// `gone` is answered with `gone`.
+   ZqU32 operator()(ZqU32 oldIndex) const;
+   bool isIdentity() const { return m_newIndices.empty() && m_shift == 0 && !m_othersGo; }
+   /// This one, and then another one.
+   ZqRenumbering then(const ZqRenumbering& next) const;
+
+   /// A list with its elements in their new places, those between filled in.
+   template <class T>
+   std::vector<T> moved(const std::vector<T>& list, const T& filling) const
+   {
+      std::vector<T> result;
+      for (ZqU32 i = 0; i < list.size(); ++i)
+         if (const ZqU32 place = (*this)(i); place != gone)
+         {
+            if (result.size() <= place)
+               result.resize(place + std::size_t{1}, filling);
+            result[place] = list[i];
+         }
+      return result;
+   }
+
+private:
+   std::vector<ZqU32> m_newIndices; ///< of as many as were in the way of the edit
+   int m_shift = 0;                 ///< of those behind
+   bool m_othersGo = false;         ///< those behind are gone
+};
+
+/// What moved among the links of one manipulator: a new index or none for each old one, and a new label
+/// or none for each old one. The base has a label and an index like any other link, and stays unless it
+/// is said to become something else.
+///
+/// A label stands for the link that it named: for the last one, of several links with one label.
+class ZqLinkEdit
+{
+public:
+   using Labels = std::vector<ZqString>; ///< by link index, that of the base last
+
+   /// Nothing moves.
+   ZqLinkEdit() = default;
+   /// Links came; no label is affected.
+   static ZqLinkEdit inserted(ZqU32 at, ZqU32 count);
+   /// Each link keeps its place, and has a new label.
+   static ZqLinkEdit relabelled(const Labels& before, const Labels& after);
+   /// The tree was replaced or changed in unknown ways: links of one label are the same, the first of
+   /// several of one label the first. What has no match is gone.
+   static ZqLinkEdit matched(const Labels& before, const Labels& after);
+   /// Only the labels that are listed stay, or go with their links to another manipulator.
+   static ZqLinkEdit moved(ZqRenumbering indices, std::map<ZqString, ZqString> labels,
+                           ZqU32 newBaseIndex);
+
+   bool isIdentity() const { return !hasLabels() && !hasIndices(); }
+   bool hasLabels() const { return !m_labels.empty() || m_otherLabelsGo; }
+   bool hasIndices() const { return !m_indices.isIdentity() || m_base != ZqBaseLinkIndex; }
+   /// `ZqNoLinkIndex` when the link is gone.
+   ZqU32 index(ZqU32 oldIndex) const;
+   const ZqRenumbering& indices() const { return m_indices; }
+   /// Those that changed, with their new values; none when the link is gone.
+   const std::map<ZqString, std::optional<ZqString>>& changedLabels() const { return m_labels; }
+   /// Null when the link is gone. The label itself, when nothing is known of it.
+   const ZqString* label(const ZqString& oldLabel) const;
+   /// Gives a label its new value. False, with no change, when the link is gone.
+   bool apply(ZqString& label) const;
+   /// This edit, and then another one.
+   ZqLinkEdit then(const ZqLinkEdit& next) const;
+
+private:
+   ZqRenumbering m_indices;
+   ZqU32 m_base = ZqBaseLinkIndex;
+   std::map<ZqString, std::optional<ZqString>> m_labels; ///< of those that changed
+   bool m_otherLabelsGo = false;
+};
+
+/// The record of an edit of a scene: where manipulators, their links and their labels went.
+///
+/// Whoever holds an index or a label has an operation `apply` that takes the record: states move their
+/// values, exclusions and attachments their names, springs, constraints and criteria the labels of
+/// their links; what spoke of something that is gone goes too. All names of an edit change at once, so
+/// that labels and indices may be swapped. A manipulator applies the record of its links to what it
+/// holds itself; `ZqManipulatorSystem::editManipulator` and `ZqStatedSystem::editManipulator` hand it to
+/// the rest of the scene.
+///
+/// An operation that changes a scene makes the record and has it applied:
+///
+///     edit.setManipulators(ZqRenumbering::removed(2, 1));         // manipulator 2 is deleted
+///     edit.setLinks(0, ZqLinkEdit::inserted(3, 2));               // two links came into manipulator 0
+///
+/// For links that go from one manipulator to another, as when manipulator 2 with links `x`, `y` is
+/// mounted on link 4 of manipulator 0, with its base as a part of that link, there is a transfer:
+///
+///     edit.setManipulators(ZqRenumbering::removed(2, 1));
+///     edit.setLinks(0, ZqLinkEdit::inserted(5, 2));
+///     edit.addTransfer(2, 0, ZqLinkEdit::moved(ZqRenumbering::to({5, 6}),
+///                                              {{"base", "wrist"}, {"x", "x-1"}, {"y", "y"}}, 4));
+///
+/// All indices are old ones on the left and new ones on the right; the receiving manipulator of a
+/// transfer is told by its new index. The reverse, a manipulator that is taken off, has the links `gone`
+/// in their own manipulator and a transfer to a new one.
+class ZqModelEdit
+{
+public:
+   /// The label of a link and the index of its manipulator.
+   using LinkName = std::pair<ZqU32, ZqString>;
+
+   void setManipulators(const ZqRenumbering& manipulators) { m_manipulators = manipulators; }
+   /// Of a manipulator by its old index.
+   void setLinks(ZqU32 oldManipulator, const ZqLinkEdit& links) { m_links[oldManipulator] = links; }
+   void addTransfer(ZqU32 oldManipulator, ZqU32 newManipulator, const ZqLinkEdit& links)
+   {
+      m_transfers.push_back({oldManipulator, newManipulator, links});
+   }
+
+   /// `ZqRenumbering::gone` when the manipulator is gone.
+   ZqU32 manipulator(ZqU32 oldIndex) const { return m_manipulators(oldIndex); }
+   const ZqRenumbering& manipulators() const { return m_manipulators; }
+   bool isIdentity() const;
+   /// Of a manipulator by its old index.
+   const ZqLinkEdit& links(ZqU32 oldManipulator) const;
+   /// None when the link is gone.
+   std::optional<ZqManipulatorLinkIndex> place(const ZqManipulatorLinkIndex& oldPlace) const;
+   std::optional<LinkName> name(ZqU32 oldManipulator, const ZqString& oldLabel) const;
+
+private:
+   struct Transfer
+   {
+      ZqU32 from;
+      ZqU32 to;
+      ZqLinkEdit links;
+   };
+
+   ZqRenumbering m_manipulators;
+   std::map<ZqU32, ZqLinkEdit> m_links;
+   std::vector<Transfer> m_transfers;
+};

@@ -1,0 +1,4 @@
+#include "zqManipulator/tools/labels/ZqReferenceDescription.h"
+
+template class ZqXmlClass<ZqLinkReferenceDescription>;
+template class ZqXmlClass<ZqManipulatorReferenceDescription>;
