@@ -1,7 +1,6 @@
 #include "zqManipulator/actuation/ZqBasePowerConverter.h"
 
 #include "zqManipulator/actuation/ZqDriveTrain.h"
-#include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
 
 #include <cmath>
 
@@ -10,9 +9,4 @@ void ZqBasePowerConverter::scaleBy(ZqReal scale)
    const ZqReal fifthPower = std::pow(scale, 5.0);
    m_maxTorque = ZqDriveTrain::scaledLimit(m_maxTorque, fifthPower);
    m_minTorque = ZqDriveTrain::scaledLimit(m_minTorque, fifthPower);
-}
-
-ZqU32 ZqBasePowerConverter::jointIndex() const
-{
-   return m_manipulatorLink != nullptr ? m_manipulatorLink->linkIndex() : ZqNoLinkIndex;
 }

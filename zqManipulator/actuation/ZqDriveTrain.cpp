@@ -1,7 +1,6 @@
 #include "zqManipulator/actuation/ZqDriveTrain.h"
 
 #include "zqManipulator/foundation/log/ZqPrint.h"
-#include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
 #include "zqManipulator/state/ZqManipulatorActiveState.h"
 
 #include <algorithm>
@@ -59,12 +58,6 @@ ZqActuatorState& motorsOf(ZqManipulatorActiveState& state)
    return state.ZqManipulatorActiveState::actuatorState();
 }
 } // namespace
-
-ZqU32 ZqDriveTrain::jointIndex() const
-{
-   return m_manipulatorLink != nullptr ? m_manipulatorLink->ZqManipulatorLink::linkIndex()
-                                       : ZqNoLinkIndex;
-}
 
 /// The joint and its motor in the state; a law fills in what it asks for.
 struct ZqDriveTrain::Motion

@@ -1,7 +1,6 @@
 #include "zqManipulator/contact/exclusion/ZqSystemCollisionExclusionMap.h"
 
-#include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
-#include "zqManipulator/kinematics/system/ZqManipulatorSystem.h"
+#include "zqManipulator/tools/labels/ZqModelEdit.h"
 
 #include <algorithm>
 
@@ -21,6 +20,16 @@ ZqU32 manipulatorOf(ZqU32 manipulator)
 ZqU32 manipulatorOf(const ZqManipulatorLinkIdentifier& identifier)
 {
    return identifier.manipulatorId();
+}
+
+const ZqString* linkLabelOf(ZqU32)
+{
+   return nullptr;
+}
+
+const ZqString* linkLabelOf(const ZqManipulatorLinkIdentifier& identifier)
+{
+   return &identifier.linkId();
 }
 
 ZqU32 shifted(ZqU32 manipulator, ZqU32 threshold, ZqU32 shift)
@@ -139,16 +148,6 @@ void follow(ZqXmlMapType<K, Set>& map, const ZqModelEdit& edit)
 }
 
 template <class Key, class Member>
-void flatten(const std::map<Key, std::set<Member>>& map,
-             std::vector<std::pair<Key, Member>>& entries)
-{
-   entries.clear();
-   for (const auto& [key, members] : map)
-      for (const Member& member : members)
-         entries.emplace_back(key, member);
-}
-
-template <class Key, class Member>
 bool holds(const std::vector<std::pair<Key, Member>>& entries, const Key& key, const Member& member)
 {
    return std::binary_search(entries.begin(), entries.end(), std::pair(key, member));
@@ -225,50 +224,6 @@ bool ZqSystemCollisionExclusionMap::removeManipulatorCollisionExclusionCandidate
 {
    const auto [lesser, greater] = std::minmax({manipulator1, manipulator2});
    return lesser != greater && removeFrom(m_manipulatorExclusionMap, lesser, greater);
-}
-
-bool ZqSystemCollisionExclusionMap::buildMapFromSystem(const ZqManipulatorSystem& system)
-{
-   const Manipulators& manipulators = system.manipulators();
-   ZqManipulatorLinkIndex key;
-   ZqManipulatorLinkIndex member;
-   // Of two labels of one link, the sets do not mix: the last one counts.
-   std::map<ZqManipulatorLinkIndex, std::set<ZqManipulatorLinkIndex>> links;
-   for (const auto& [identifier, identifiers] : m_linkExclusionMap.mapContainer())
-      if (convertToManipulatorLinkIndex(manipulators, identifier, key))
-      {
-         auto& members = links[key];
-         members.clear();
-         for (const ZqManipulatorLinkIdentifier& other : identifiers.setContainer())
-            if (convertToManipulatorLinkIndex(manipulators, other, member))
-               members.insert(member);
-      }
-   flatten(links, m_linkIndices);
-
-   std::map<ZqManipulatorLinkIndex, std::set<ZqU32>> linkManipulators;
-   for (const auto& [identifier, others] : m_linkManipulatorExclusionMap.mapContainer())
-      if (convertToManipulatorLinkIndex(manipulators, identifier, key))
-         linkManipulators[key] = others.setContainer();
-   flatten(linkManipulators, m_linkManipulatorIndices);
-   return true;
-}
-
-bool ZqSystemCollisionExclusionMap::trimMap(const ZqManipulatorSystem& system)
-{
-   const Manipulators& manipulators = system.manipulators();
-   const auto isMissing = [&]<class T>(const T& named)
-   {
-      if (manipulatorOf(named) >= manipulators.size())
-         return true;
-      ZqManipulatorLinkIndex index;
-      if constexpr (std::same_as<T, ZqManipulatorLinkIdentifier>)
-         return !convertToManipulatorLinkIndex(manipulators, named, index);
-      else
-         return false;
-   };
-   bool erased = eraseIf(m_manipulatorExclusionMap, isMissing);
-   erased = eraseIf(m_linkManipulatorExclusionMap, isMissing) || erased;
-   return eraseIf(m_linkExclusionMap, isMissing) || erased;
 }
 
 bool ZqSystemCollisionExclusionMap::isLinkCollisionCandidateExcluded(ZqU32 manipulator1,
@@ -366,39 +321,18 @@ void ZqSystemCollisionExclusionMap::deleteManipulatorAndShift(ZqU32 manipulator)
    conditionallyShiftManipulatorIndices(manipulator, -1);
 }
 
-bool ZqSystemCollisionExclusionMap::convertToManipulatorLinkIndex(
-   const Manipulators& manipulators, const ZqManipulatorLinkIdentifier& identifier,
-   ZqManipulatorLinkIndex& index) const
-{
-   const ZqU32 manipulator = identifier.manipulatorId();
-   if (manipulator >= manipulators.size())
-      return false;
-   const ZqManipulatorLink* link = manipulators[manipulator].linkByIdentifier(identifier.linkId());
-   if (link == nullptr)
-      return false;
-   index = {manipulator, link->linkIndex()};
-   return true;
-}
-
-bool ZqSystemCollisionExclusionMap::obtainManipulatorLinkIndices(
-   const Manipulators& manipulators, ZqU32 manipulator,
-   std::vector<ZqManipulatorLinkIndex>& indices) const
-{
-   if (manipulator >= manipulators.size())
-      return false;
-   indices.clear();
-   for (ZqU32 i = 0; i < manipulators[manipulator].jointDof(); ++i)
-      indices.push_back({manipulator, i});
-   indices.push_back({manipulator, ZqBaseLinkIndex});
-   return true;
-}
-
 bool ZqSystemCollisionExclusionMap::removeManipulator(ZqU32 manipulator)
 {
-   const auto isOfIt = [&](const auto& named) { return manipulatorOf(named) == manipulator; };
-   bool erased = eraseIf(m_manipulatorExclusionMap, isOfIt);
-   erased = eraseIf(m_linkManipulatorExclusionMap, isOfIt) || erased;
-   return eraseIf(m_linkExclusionMap, isOfIt) || erased;
+   return eraseNamed([&](ZqU32 named, const ZqString*) { return named == manipulator; });
+}
+
+bool ZqSystemCollisionExclusionMap::eraseNamed(const NamePredicate& isToGo)
+{
+   const auto goes = [&](const auto& named)
+   { return isToGo(manipulatorOf(named), linkLabelOf(named)); };
+   bool erased = eraseIf(m_manipulatorExclusionMap, goes);
+   erased = eraseIf(m_linkManipulatorExclusionMap, goes) || erased;
+   return eraseIf(m_linkExclusionMap, goes) || erased;
 }
 
 void ZqSystemCollisionExclusionMap::conditionallyShiftManipulatorIndices(ZqU32 threshold, int shift)

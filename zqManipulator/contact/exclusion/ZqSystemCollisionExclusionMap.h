@@ -6,6 +6,7 @@
 #include "zqManipulator/tools/labels/ZqManipulatorLinkIdentifier.h"
 #include "zqManipulator/tools/labels/ZqManipulatorLinkIndex.h"
 
+#include <functional>
 #include <utility>
 #include <vector>
 
@@ -147,6 +148,11 @@ protected:
    virtual void conditionallyShiftManipulatorIndices(ZqU32 threshold, int shift);
 
 private:
+   /// Of a manipulator, or of a link by its manipulator and its label.
+   using NamePredicate = std::function<bool(ZqU32 manipulator, const ZqString* linkLabel)>;
+   /// Erases keys, members and then keys without members. True when anything was erased.
+   bool eraseNamed(const NamePredicate& isToGo);
+
    ManipulatorExclusionMap m_manipulatorExclusionMap;
    LinkManipulatorExclusionMap m_linkManipulatorExclusionMap;
    LinkExclusionMap m_linkExclusionMap;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zqManipulator/dynamics/tools/ZqConstraintFactor.h"
+#include "zqManipulator/dynamics/constraints/ZqConstraintFactor.h"
 #include "zqManipulator/dynamics/tools/ZqCrbiAccelerationTool.h"
 #include "zqManipulator/simulation/constraints/ZqConstraintKinematics.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zqManipulator/dynamics/tools/ZqConstraintFactor.h"
+#include "zqManipulator/dynamics/constraints/ZqConstraintFactor.h"
 #include "zqManipulator/dynamics/tools/ZqMassMatrixFactor.h"
 #include "zqManipulator/dynamics/tools/ZqMassMatrixTool.h"
 

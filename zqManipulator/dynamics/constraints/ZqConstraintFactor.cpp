@@ -1,4 +1,4 @@
-#include "zqManipulator/dynamics/tools/ZqConstraintFactor.h"
+#include "zqManipulator/dynamics/constraints/ZqConstraintFactor.h"
 
 #include "zqManipulator/foundation/algebra/ZqReArrayKernels.h"
 #include "zqManipulator/foundation/algebra/ZqRotationMatrix.h"

@@ -1,0 +1,61 @@
+#include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
+#include "zqManipulator/kinematics/system/ZqStatedSystem.h"
+#include "zqManipulator/kinematics/system/ZqStatedSystemStruct.h"
+
+#include <memory>
+#include <vector>
+
+namespace
+{
+/// Whether anything is attached to any link of the scene, which is seldom so.
+bool hasAttachments(const ZqStatedSystemStruct* stateStruct)
+{
+   const ZqStatedSystem* scene = stateStruct != nullptr ? stateStruct->statedSystemPtr() : nullptr;
+   return scene != nullptr && scene->configuration().attachmentMap().baseNodes().size() != 0;
+}
+} // namespace
+
+const ZqRigidBodyMassProperties&
+ZqManipulatorLink::massProperties(const ZqStatedSystemStruct* stateStruct) const
+{
+   return hasAttachments(stateStruct) ? withAttachments(m_massProperties, stateStruct, nullptr)
+                                      : m_massProperties;
+}
+
+const ZqRigidBodyMassProperties&
+ZqManipulatorLink::massPropertiesInDHFrame(const ZqStatedSystemStruct* stateStruct) const
+{
+   return hasAttachments(stateStruct)
+             ? withAttachments(m_massPropertiesInDHFrame, stateStruct, &primaryFrame())
+             : m_massPropertiesInDHFrame;
+}
+
+/// The masses with those of what is attached to the link, in a scene that has attachments. They stand in
+/// the primary frame: in the frame `outer`, unless that is null.
+const ZqRigidBodyMassProperties&
+ZqManipulatorLink::withAttachments(const ZqRigidBodyMassProperties& own,
+                                   const ZqStatedSystemStruct* stateStruct,
+                                   const ZqCoordinateSystemTransformation* outer) const
+{
+   const ZqStatedSystem* const scene = stateStruct->statedSystemPtr();
+   // Kept, since every step asks.
+   thread_local std::vector<ZqU32> indices;
+   thread_local std::vector<ZqCoordinateSystemTransformation> offsets;
+   if (!scene->configuration().attachmentMap().getDependentManipulatorsAndOffsets(
+          stateStruct->manipulatorIndex(), linkLabel(), indices, offsets))
+      return own;
+   if (m_massPropertiesWithAttachments == nullptr)
+      m_massPropertiesWithAttachments = std::make_unique<ZqRigidBodyMassProperties>();
+   ZqRigidBodyMassProperties& sum = *m_massPropertiesWithAttachments;
+   sum = own;
+   for (std::size_t i = 0; i < indices.size(); ++i)
+      if (const ZqIndividualManipulator* attached = scene->manipulatorByIndex(indices[i]))
+      {
+         ZqRigidBodyMassProperties properties = attached->massProperties();
+         properties.transformBy(offsets[i]);
+         if (outer != nullptr)
+            properties.transformBy(*outer);
+         sum += properties;
+      }
+   return sum;
+}
