@@ -123,7 +123,9 @@ TEST(BadInput, IsRefusedWithAMessageThatTellsThePlace)
       EXPECT_EQ(error->line, bad.line);
       EXPECT_EQ(error->text.find("File"), std::string::npos) << error->text;
       if (bad.path != nullptr)
+      {
          EXPECT_EQ(error->path, bad.path);
+      }
    }
 }
 

@@ -391,10 +391,15 @@ void checkFinite(Inspection& inspection, ZqU32 index)
       inspection.report(Severity::Error, "not-finite", pathOf(manipulator),
                         "the state is not finite");
    auto& active = inspection.activeState(index).activePositionState();
-   for (const ZqManipulatorLink* link : manipulator.linkPointerVector())
-      if (!isFinite(link->primaryFrameInSystem(active)))
-         inspection.report(Severity::Error, "not-finite", pathOf(manipulator, *link),
+   const auto checkFrame = [&](const ZqManipulatorLink& link)
+   {
+      if (!isFinite(link.primaryFrameInSystem(active)))
+         inspection.report(Severity::Error, "not-finite", pathOf(manipulator, link),
                            "the frame of the link is not finite");
+   };
+   checkFrame(manipulator);
+   for (const ZqManipulatorLink* link : manipulator.linkPointerVector())
+      checkFrame(*link);
 }
 
 /// Constraints that the stored positions do not keep to, each with the length of its gap.
