@@ -45,6 +45,7 @@
 #include "zqManipulator/foundation/algebra/ZqRotationMatrix.h"
 #include "zqManipulator/foundation/algebra/ZqSpatialMatrix.h"
 #include "zqManipulator/foundation/algebra/ZqTypes.h"
+#include "zqManipulator/foundation/algebra/ZqValueOrZero.h"
 #include "zqManipulator/foundation/algebra/ZqVector.h"
 #include "zqManipulator/foundation/geometry/ZqEllipsoid.h"
 #include "zqManipulator/foundation/geometry/ZqLineSegment.h"

@@ -1,6 +1,7 @@
 #include "zqManipulator/simulation/constraints/ZqPointPairStateEqualityConstraint.h"
 
 #include "zqManipulator/foundation/algebra/ZqRotationMatrix.h"
+#include "zqManipulator/foundation/algebra/ZqValueOrZero.h"
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
 #include "zqManipulator/state/ZqManipulatorActiveState.h"
 
@@ -42,11 +43,6 @@ private:
    bool m_isFixed;
 };
 
-ZqReal valueOrZero(const ZqXmlVectorBasicType<ZqReal>& values, ZqU32 i)
-{
-   return i < values.size() ? values[i] : 0.0;
-}
-
 ZqVector angularVelocityOf(const ZqManipulatorLink* link, ZqManipulatorActiveState& activeState)
 {
    return link != nullptr ? link->dhFrameVelocityInSystem(activeState).angular() : ZqVector();
@@ -70,8 +66,8 @@ ZqPointPairStateEqualityConstraint::unitMotion(const ZqManipulatorLink& jointLin
 {
    const std::vector<ZqReal>& positions = activeState.positionState().jointPositions();
    const ZqU32 index = jointLink.linkIndex();
-   return jointLink.linkKinematicsContainer().calculateVelocity(
-      index < positions.size() ? positions[index] : 0.0, 1.0);
+   return jointLink.linkKinematicsContainer().calculateVelocity(Zq::valueOrZero(positions, index),
+                                                                1.0);
 }
 
 ZqVector
@@ -122,8 +118,8 @@ void ZqPointPairStateEqualityConstraint::addRelativeMotion(
    const auto addJoint = [&](const ZqManipulatorLink& link, ZqReal sign)
    {
       const ZqU32 index = link.linkIndex();
-      const ZqReal q = valueOrZero(activeState.positionState().jointPositions(), index);
-      const ZqReal rate = valueOrZero(activeState.velocityState().jointVelocities(), index);
+      const ZqReal q = Zq::valueOrZero(activeState.positionState().jointPositions(), index);
+      const ZqReal rate = Zq::valueOrZero(activeState.velocityState().jointVelocities(), index);
       const ZqCoordinateSystemTransformation& frame = link.dhFrameInSystem(frames);
       const ZqRotationMatrix R(frame.orientation());
       const ZqVector r = p - frame.translation();

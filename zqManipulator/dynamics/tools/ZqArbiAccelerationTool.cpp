@@ -2,6 +2,7 @@
 
 #include "zqManipulator/dynamics/bodies/ZqManipulatorExternalForce.h"
 #include "zqManipulator/dynamics/tools/ZqOwnActuators.h"
+#include "zqManipulator/foundation/algebra/ZqValueOrZero.h"
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
 #include "zqManipulator/kinematics/system/ZqManipulatorSystem.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
@@ -55,8 +56,8 @@ void ZqArbiAccelerationTool::computeNetTorques(const ZqIndividualManipulator& ma
       if (links[i] == nullptr)
          continue;
       if (bias != nullptr && i < bias->size())
-         net[i] = driveOf(*links[i]).outputTorque(i < given.size() ? given[i] : 0.0, (*bias)[i],
-                                                  activeState);
+         net[i] =
+            driveOf(*links[i]).outputTorque(Zq::valueOrZero(given, i), (*bias)[i], activeState);
       net[i] -= links[i]->totalLocalTorque(activeState);
    }
 }

@@ -1,6 +1,7 @@
 #include "zqManipulator/dynamics/tools/ZqCrbiAccelerationTool.h"
 
 #include "zqManipulator/dynamics/tools/ZqOwnActuators.h"
+#include "zqManipulator/foundation/algebra/ZqValueOrZero.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
 #include "zqManipulator/kinematics/system/ZqManipulatorSystem.h"
@@ -15,11 +16,6 @@ namespace
 {
 /// The part of what constraints ask for from which on they mean nothing together.
 constexpr ZqReal grossContradiction = 0.1;
-
-ZqReal valueOrZero(const ZqXmlVectorBasicType<ZqReal>& values, ZqU32 i)
-{
-   return i < values.size() ? values[i] : 0.0;
-}
 
 ZqReal greatest(std::span<const ZqReal> values)
 {
@@ -167,7 +163,7 @@ bool ZqCrbiAccelerationTool::calculateJointTorqueArray(
       ZqReal output = 0.0;
       if (const ZqManipulatorLink* link = manipulator.linkByIndex(i))
          output = link->jointActuator().mechanicalComponentContainer().outputTorque(
-            valueOrZero(torque.jointTorques(), i), bias[i], activeState);
+            Zq::valueOrZero(torque.jointTorques(), i), bias[i], activeState);
       m_jointTorques[i][0] = output - bias[i];
    }
    return true;
@@ -265,8 +261,9 @@ void ZqCrbiAccelerationTool::setConstraintBias(const ZqReArray& derivative, ZqU3
       const auto row = derivative[i];
       for (ZqU32 j = 0; j < row.size(); ++j)
          m_constraintBias[i][0] +=
-            row[j] * (j < jointColumn ? velocity.generalVelocity()[j]
-                                      : valueOrZero(velocity.jointVelocities(), j - jointColumn));
+            row[j] * (j < jointColumn
+                         ? velocity.generalVelocity()[j]
+                         : Zq::valueOrZero(velocity.jointVelocities(), j - jointColumn));
    }
 }
 
@@ -402,7 +399,7 @@ void ZqCrbiAccelerationTool::calculateHybridControlMassIntermediates(
       }
       else
       {
-         m_knownAccelerations[p][0] = i < n ? valueOrZero(acceleration.jointAccelerations(), i)
+         m_knownAccelerations[p][0] = i < n ? Zq::valueOrZero(acceleration.jointAccelerations(), i)
                                             : acceleration.generalAcceleration()[i - n];
          gather(matrix[i], m_controlMask, false, m_accelerationBlock[p]);
          ++p;

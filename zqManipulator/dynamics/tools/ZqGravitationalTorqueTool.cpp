@@ -1,5 +1,6 @@
 #include "zqManipulator/dynamics/tools/ZqGravitationalTorqueTool.h"
 
+#include "zqManipulator/foundation/algebra/ZqValueOrZero.h"
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
 
 #include <algorithm>
@@ -8,9 +9,7 @@ namespace
 {
 ZqReal jointPosition(const ZqManipulatorLink& link, const ZqManipulatorActiveState& activeState)
 {
-   const auto& positions = activeState.positionState().jointPositions();
-   const ZqU32 index = link.linkIndex();
-   return index < positions.size() ? positions[index] : 0.0;
+   return Zq::valueOrZero(activeState.positionState().jointPositions(), link.linkIndex());
 }
 
 const ZqGeneralMotion& unitMotion(const ZqManipulatorLink& link,

@@ -1,4 +1,5 @@
 #include "zqManipulator/dynamics/tools/ZqMassMatrixTool.h"
+#include "zqManipulator/foundation/algebra/ZqValueOrZero.h"
 #include "zqManipulator/foundation/geometry/ZqPlane.h"
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
 
@@ -75,11 +76,7 @@ ZqReal ZqIndividualManipulator::computeKineticEnergy(ZqManipulatorActiveState& a
    const auto& rates = activeState.velocityState().jointVelocities();
    const ZqGeneralMotion& baseVelocity = activeState.velocityState().generalVelocity();
    const auto velocity = [&](ZqU32 i)
-   {
-      if (i >= n)
-         return baseVelocity[i - n];
-      return i < rates.size() ? rates[i] : 0.0;
-   };
+   { return i >= n ? baseVelocity[i - n] : Zq::valueOrZero(rates, i); };
    // The matrix is symmetric: the elements below the diagonal stand for those above.
    ZqReal energy = 0.0;
    for (ZqU32 i = 0; i < M.rows(); ++i)

@@ -1,6 +1,7 @@
 #include "zqManipulator/dynamics/tools/ZqTotalTorqueTool.h"
 
 #include "zqManipulator/dynamics/bodies/ZqManipulatorExternalForce.h"
+#include "zqManipulator/foundation/algebra/ZqValueOrZero.h"
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
 
 #include <algorithm>
@@ -124,8 +125,7 @@ ZqReal ZqTotalTorqueTool::torque(unsigned int index,
    if (index >= links.size() || links[index] == nullptr)
       return 0.0;
    const ZqManipulatorLink& link = *links[index];
-   const auto& jointPositions = activeState.positionState().jointPositions();
-   const ZqReal q = index < jointPositions.size() ? jointPositions[index] : 0.0;
+   const ZqReal q = Zq::valueOrZero(activeState.positionState().jointPositions(), index);
    m_manipulator->placeBase(activeState.activePositionState());
    const ZqGeneralForce& force = link.dhFrameForceInLocal(externalForce, activeState, stateStruct);
    const ZqGeneralMotion& unitMotion =

@@ -1,6 +1,7 @@
 #include "zqManipulator/dynamics/bodies/ZqArticulatedBodyDynamics.h"
 #include "zqManipulator/dynamics/bodies/ZqManipulatorExternalForce.h"
 #include "zqManipulator/dynamics/bodies/ZqManipulatorTorque.h"
+#include "zqManipulator/foundation/algebra/ZqValueOrZero.h"
 #include "zqManipulator/foundation/geometry/ZqLineSegment.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
@@ -30,15 +31,9 @@ namespace
       Zq::Rejected, "This can be caused by the system and state not having the same size.\n");
 }
 
-template <class List>
-ZqReal valueOrZero(const List& values, ZqU32 index)
-{
-   return index < values.size() ? values[index] : 0.0;
-}
-
 inline ZqReal jointPosition(const ZqManipulatorActiveState& activeState, ZqU32 index)
 {
-   return valueOrZero(activeState.positionState().jointPositions(), index);
+   return Zq::valueOrZero(activeState.positionState().jointPositions(), index);
 }
 
 /// The record of a link or of the base; null when there is none.
@@ -102,7 +97,7 @@ ZqManipulatorLink::withDhTransform(ZqManipulatorActivePositionState& activeState
    if (!own.holdsDhTransform())
    {
       own.setDhTransform(m_linkKinematicsContainer.calculateTransform(
-         valueOrZero(activeState.positionState().jointPositions(), m_linkIndex)));
+         Zq::valueOrZero(activeState.positionState().jointPositions(), m_linkIndex)));
       own.setDhTransformValid(true);
    }
    return own;
@@ -158,7 +153,7 @@ ZqManipulatorLink::dhFrameVelocityInLocal(ZqManipulatorActiveState& activeState)
    {
       const ZqGeneralMotion& added = joint->calculateVelocity(
          jointPosition(activeState, m_linkIndex),
-         valueOrZero(activeState.velocityState().jointVelocities(), m_linkIndex));
+         Zq::valueOrZero(activeState.velocityState().jointVelocities(), m_linkIndex));
       linear += added.linear();
       angular += added.angular();
    }
@@ -245,9 +240,9 @@ ZqManipulatorLink::dhFrameAccelerationInLocal(ZqManipulatorActiveState& activeSt
    if (const ZqLinkKinematics* joint = m_linkKinematicsContainer.topElement())
    {
       const ZqReal q = jointPosition(activeState, m_linkIndex);
-      const ZqReal qd = valueOrZero(activeState.velocityState().jointVelocities(), m_linkIndex);
+      const ZqReal qd = Zq::valueOrZero(activeState.velocityState().jointVelocities(), m_linkIndex);
       const ZqReal qdd =
-         valueOrZero(activeState.accelerationState().jointAccelerations(), m_linkIndex);
+         Zq::valueOrZero(activeState.accelerationState().jointAccelerations(), m_linkIndex);
       const ZqGeneralMotion& velocity = joint->calculateVelocity(q, qd);
       linear += omega.cross(velocity.linear()) * 2.0;
       angular += omega.cross(velocity.angular());
@@ -579,7 +574,7 @@ void ZqManipulatorLink::addArbdToParent(ZqArticulatedBodyDynamics& parentArbd,
    {
       const ZqReal q = jointPosition(activeState, m_linkIndex);
       joint->addChildArbdToParent(parentArbd, own, q,
-                                  valueOrZero(torque.jointTorques(), m_linkIndex),
+                                  Zq::valueOrZero(torque.jointTorques(), m_linkIndex),
                                   m_jointActuator.effectiveInertia(q));
    }
 }
@@ -622,7 +617,7 @@ ZqReal ZqManipulatorLink::arbiJointAcceleration(const ZqManipulatorExternalForce
    const ZqArticulatedBodyDynamics& body = arbd(externalForce, torque, activeState, stateStruct);
    const ZqReal q = jointPosition(activeState, m_linkIndex);
    const ZqReal numerator =
-      valueOrZero(torque.jointTorques(), m_linkIndex) -
+      Zq::valueOrZero(torque.jointTorques(), m_linkIndex) -
       m_linkKinematicsContainer.torqueRequiredToExert(q, body.calculateForce(inboard));
    const ZqReal denominator = m_linkKinematicsContainer.unitAccelerationTorque(q, body.inertia()) +
                               m_jointActuator.effectiveInertia(q);

@@ -1,16 +1,9 @@
+#include "zqManipulator/foundation/algebra/ZqValueOrZero.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/simulation/step/ZqSimulationMember.h"
 
 #include <algorithm>
 #include <cmath>
-
-namespace
-{
-ZqReal entry(const std::vector<ZqReal>& list, std::size_t index)
-{
-   return index < list.size() ? list[index] : 0.0;
-}
-} // namespace
 
 ZqSimulation::ZqSimulation(const ZqStatedSystem& scene, const Settings& settings)
    : m_scene(scene), m_settings(settings), m_state(scene.state()),
@@ -55,9 +48,9 @@ ZqSimulation::Member ZqSimulation::makeMember(ZqU32 index, const Settings& setti
       const std::size_t i = firstJoint + member.joints.size();
       member.joints.push_back({link, drive.mechanicalComponentContainer().topElement(),
                                drive.powerConverterContainer().topElement(), drive.gearRatio(),
-                               entry(settings.commands, i), entry(settings.torques, i),
-                               drive.lowerLimit(), drive.upperLimit(), drive.maxOutputRate(),
-                               !drive.isRigid()});
+                               Zq::valueOrZero(settings.commands, i),
+                               Zq::valueOrZero(settings.torques, i), drive.lowerLimit(),
+                               drive.upperLimit(), drive.maxOutputRate(), !drive.isRigid()});
    }
 
    const auto jointCount = static_cast<unsigned>(member.joints.size());
