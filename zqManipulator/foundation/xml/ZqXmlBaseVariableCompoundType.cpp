@@ -243,7 +243,7 @@ std::unique_ptr<ZqXmlObject> ZqXmlBaseVariableCompoundType::newElement(const ZqT
    if (!accepts(object.get()))
    {
       ZqString known;
-      for (const auto& [name, creator] : creatorMap())
+      for (const auto& [name, ignored] : creatorMap())
          known += (known.empty() ? "; known are " : ", ") + ZqString(name.localName());
       reader.report(Zq::Rejected, Zq::Severity::Error, "unknown-class",
                     "the class \"" + token.token() + "\" is not known" + known,

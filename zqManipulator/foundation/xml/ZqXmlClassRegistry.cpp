@@ -6,23 +6,23 @@
 
 namespace
 {
-struct Registry
+struct UserClasses
 {
    std::mutex mutex;
    ZqXmlBaseVariableCompoundType::CreatorMap classes;
 };
 
 /// Never destroyed, so that it serves the initialisers and the destructors of static objects as well.
-Registry& registry()
+UserClasses& registry()
 {
-   static Registry& theRegistry = *new Registry;
+   static UserClasses& theRegistry = *new UserClasses;
    return theRegistry;
 }
 } // namespace
 
 bool Zq::registerClass(const ZqToken& token, ZqXmlBaseVariableCompoundType::Creator creator)
 {
-   Registry& known = registry();
+   UserClasses& known = registry();
    {
       const std::scoped_lock lock(known.mutex);
       if (creator != nullptr && known.classes.try_emplace(token, creator).first->second == creator)
@@ -38,7 +38,7 @@ bool Zq::registerClass(const ZqToken& token, ZqXmlBaseVariableCompoundType::Crea
 
 ZqXmlBaseVariableCompoundType::Creator Zq::registeredCreator(const ZqToken& token)
 {
-   Registry& known = registry();
+   UserClasses& known = registry();
    const std::scoped_lock lock(known.mutex);
    const auto found = known.classes.find(token);
    return found == known.classes.end() ? nullptr : found->second;
@@ -46,7 +46,7 @@ ZqXmlBaseVariableCompoundType::Creator Zq::registeredCreator(const ZqToken& toke
 
 ZqXmlBaseVariableCompoundType::CreatorMap Zq::registeredCreators()
 {
-   Registry& known = registry();
+   UserClasses& known = registry();
    const std::scoped_lock lock(known.mutex);
    return known.classes;
 }
