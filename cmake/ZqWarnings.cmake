@@ -5,10 +5,5 @@ function(zqTargetWarnings target)
       target_compile_options(
          ${target} PRIVATE -Wall -Wextra -Wconversion -Wshadow
                            $<$<BOOL:${ZQ_WARNINGS_AS_ERRORS}>:-Werror>)
-      # A unity build includes the sources in a file of its own: what a source keeps to itself then
-      # looks like that of a header.
-      if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-         target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
-      endif()
    endif()
 endfunction()

@@ -46,9 +46,9 @@ protected:
 
 /// Manipulators of random links in random motion and acceleration; an even number of joints makes one
 /// fixed.
-struct Scene
+struct MovingScene
 {
-   explicit Scene(std::initializer_list<ZqU32> joints)
+   explicit MovingScene(std::initializer_list<ZqU32> joints)
    {
       zqTest::RandomValues random(51);
       active.setNumManipulators(static_cast<ZqU32>(joints.size()));
@@ -99,7 +99,7 @@ TEST(Propagation, OfAJointEndsAtTheLimitAhead)
              {2.5, 0.0, 0.0, 0.5, 2.5, 0.0, false},      {2.5, 0.5, 0.0, 0.0, 2.0, 0.5, true},
              {1.0, 0.5, 2.0, -0.5, 1.25, -0.5, false},   {2.5, 0.25, 0.0, -0.5, 2.0, 0.25, true},
              {1.0, 0.5, 1e308, 10.0, 2.0, 3.0, true}};
-   Scene scene{2};
+   MovingScene scene{2};
    ZqMechanicalActuatorComponent drive;
    drive.setLowerLimit(-2.0);
    drive.setUpperLimit(2.0);
@@ -142,7 +142,7 @@ TEST(Propagation, OfAJointEndsAtTheLimitAhead)
 TEST(Propagation, MovesBasesInTheSystem)
 {
    constexpr ZqReal dt = 0.01;
-   Scene scene{4, 3};
+   MovingScene scene{4, 3};
    scene.step(dt);
    for (ZqU32 i = 0; i < 2; ++i)
    {
@@ -175,7 +175,7 @@ TEST(Propagation, MovesBasesInTheSystem)
 
 TEST(Propagation, TakesWhatFitsAndRefusesStepsThatAreNotFinite)
 {
-   Scene scene{4, 3};
+   MovingScene scene{4, 3};
    LogCapture log;
    for (const auto& [from, to] :
         {std::pair{0.0, nan}, {nan, 1.0}, {-infinity, 1.0}, {infinity, infinity}, {-1e308, 1e308}})
@@ -233,7 +233,7 @@ TEST(Propagation, TakesCollidingManipulatorsBack)
    for (const auto& c : cases)
    {
       SCOPED_TRACE(&c - cases);
-      Scene scene{2, 3, 1};
+      MovingScene scene{2, 3, 1};
       scene.results.resize(3);
       scene.results[1].setCollisionOccurred(c.wasFlagged);
       scene.system.script = c.script;
@@ -258,7 +258,7 @@ TEST(Propagation, TakesCollidingManipulatorsBack)
       EXPECT_EQ(scene.results[first].collidedLink() == 10 + first,
                 c.searches > 0 && !c.script.empty() && c.script[0][0] == first);
    }
-   Scene scene{2, 3, 1};
+   MovingScene scene{2, 3, 1};
    scene.system.script = {{2}};
    EXPECT_TRUE(scene.system.generateCollisionReport(scene.results, 4, 0.25));
    EXPECT_TRUE(scene.results[2].collisionOccurred() && !scene.results[1].collisionOccurred());
@@ -269,7 +269,7 @@ TEST(Propagation, TakesCollidingManipulatorsBack)
 
 TEST(Propagation, AllocatesNothingAndCarriesWhatIsAttached)
 {
-   Scene scene{3, 5, 4};
+   MovingScene scene{3, 5, 4};
    ZqManipulatorAttachmentMap map;
    const auto attachments = {std::tuple{1U, 0U, "label1"}, {2U, 1U, "label4"}};
    for (const auto& [index, base, label] : attachments)

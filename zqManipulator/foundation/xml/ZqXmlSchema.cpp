@@ -17,7 +17,7 @@ struct Content
    ZqString simple;
 };
 
-struct Attribute
+struct AttributeType
 {
    ZqToken token;
    Content content;
@@ -36,7 +36,7 @@ struct Particle
 struct Type
 {
    ZqString documentation;
-   std::vector<Attribute> attributes;
+   std::vector<AttributeType> attributes;
    std::vector<Particle> particles;
    bool isChoice = false;
    unsigned least = 1;
@@ -101,7 +101,7 @@ struct ZqXmlSchema::Model
    ZqString element(const ZqString& name, const Content& content, const ZqString& documentation,
                     const ZqString& occurrence, const File& mainFile) const;
    static File& fileOf(const ZqString& uri, Files& files);
-   static ZqString attribute(const Attribute& attribute, const ZqString& mainUri, Files& files);
+   static ZqString attribute(const AttributeType& attribute, const ZqString& mainUri, Files& files);
    ZqString particle(const Particle& particle, const ZqString& mainUri, Files& files) const;
    void emitTypes(const ZqString& mainUri, Files& files) const;
 };
@@ -236,7 +236,7 @@ ZqXmlSchema::Model::File& ZqXmlSchema::Model::fileOf(const ZqString& uri, Files&
 }
 
 /// An attribute of a type. One with a namespace of its own is declared in the file of that namespace.
-ZqString ZqXmlSchema::Model::attribute(const Attribute& attribute, const ZqString& mainUri,
+ZqString ZqXmlSchema::Model::attribute(const AttributeType& attribute, const ZqString& mainUri,
                                        Files& files)
 {
    const ZqString uri(attribute.token.namespaceUri());
@@ -284,7 +284,7 @@ void ZqXmlSchema::Model::emitTypes(const ZqString& mainUri, Files& files) const
       for (const Particle& one : type.particles)
          text.append("   ").append(particle(one, mainUri, files)).append("\n");
       text += "  </xs:" + model + ">\n";
-      for (const Attribute& one : type.attributes)
+      for (const AttributeType& one : type.attributes)
          text.append("  ").append(attribute(one, mainUri, files)).append("\n");
       files.at(mainUri).body += text + " </xs:complexType>\n";
    }
