@@ -22,17 +22,7 @@ ZqIndividualManipulator::ZqIndividualManipulator()
 }
 
 ZqIndividualManipulator::ZqIndividualManipulator(const ZqIndividualManipulator& other)
-   : ZqXmlClass(other), m_manipulatorLabel(other.m_manipulatorLabel),
-     m_coordSysXForm(other.m_coordSysXForm),
-     m_absoluteBoundingSphere(other.absoluteBoundingSphere()), m_isFixedBase(other.m_isFixedBase),
-     m_optimizeOnLoad(other.m_optimizeOnLoad), m_isControllable(other.m_isControllable),
-     m_manipulatorReferenceDescription(other.m_manipulatorReferenceDescription),
-     m_stateEqualityConstraints(other.m_stateEqualityConstraints),
-     m_stoppingCriteria(other.m_stoppingCriteria), m_displayLinkIndices(other.m_displayLinkIndices),
-     m_selfCollisionLinkMap(other.m_selfCollisionLinkMap),
-     m_usingManipulatorLabels(other.m_usingManipulatorLabels),
-     m_linkLabelMapping(other.m_linkLabelMapping), m_linkCollisionTest(other.linkCollisionTest()),
-     m_allPairsAreExcluded(other.m_allPairsAreExcluded)
+   : ZqXmlClass(other), ZqManipulatorValues(other.presentValues())
 {
    setParentLink(nullptr);
    ZqIndividualManipulator::mapManipulator();
@@ -45,20 +35,8 @@ ZqIndividualManipulator::ZqIndividualManipulator(ZqIndividualManipulator&& other
 
 ZqIndividualManipulator::ZqIndividualManipulator(ZqIndividualManipulator&& other,
                                                  bool mapsAreRight) noexcept
-   : ZqXmlClass(std::move(other)), m_manipulatorLabel(std::move(other.m_manipulatorLabel)),
-     m_coordSysXForm(other.m_coordSysXForm),
-     m_absoluteBoundingSphere(other.m_absoluteBoundingSphere), m_isFixedBase(other.m_isFixedBase),
-     m_optimizeOnLoad(other.m_optimizeOnLoad), m_isControllable(other.m_isControllable),
-     m_manipulatorReferenceDescription(std::move(other.m_manipulatorReferenceDescription)),
-     m_stateEqualityConstraints(std::move(other.m_stateEqualityConstraints)),
-     m_stoppingCriteria(std::move(other.m_stoppingCriteria)),
-     m_displayLinkIndices(std::move(other.m_displayLinkIndices)),
-     m_selfCollisionLinkMap(std::move(other.m_selfCollisionLinkMap)),
-     m_manipulatorIndex(other.m_manipulatorIndex),
-     m_usingManipulatorLabels(std::move(other.m_usingManipulatorLabels)),
-     m_linkLabelMapping(std::move(other.m_linkLabelMapping)),
-     m_linkCollisionTest(std::move(other.m_linkCollisionTest)),
-     m_allPairsAreExcluded(other.m_allPairsAreExcluded)
+   : ZqXmlClass(std::move(other)), ZqManipulatorValues(std::move(other)),
+     m_manipulatorIndex(other.m_manipulatorIndex)
 {
    setParentLink(nullptr);
    takeMapsFrom(other, mapsAreRight);
@@ -78,21 +56,7 @@ ZqIndividualManipulator::operator=(ZqIndividualManipulator&& other) noexcept
       return *this;
    const bool mapsAreRight = other.mapsAreRight();
    ZqXmlClass::operator=(std::move(other));
-   m_manipulatorLabel = std::move(other.m_manipulatorLabel);
-   m_coordSysXForm = other.m_coordSysXForm;
-   m_absoluteBoundingSphere = other.m_absoluteBoundingSphere;
-   m_isFixedBase = other.m_isFixedBase;
-   m_optimizeOnLoad = other.m_optimizeOnLoad;
-   m_isControllable = other.m_isControllable;
-   m_manipulatorReferenceDescription = std::move(other.m_manipulatorReferenceDescription);
-   m_stateEqualityConstraints = std::move(other.m_stateEqualityConstraints);
-   m_stoppingCriteria = std::move(other.m_stoppingCriteria);
-   m_displayLinkIndices = std::move(other.m_displayLinkIndices);
-   m_selfCollisionLinkMap = std::move(other.m_selfCollisionLinkMap);
-   m_usingManipulatorLabels = std::move(other.m_usingManipulatorLabels);
-   m_linkLabelMapping = std::move(other.m_linkLabelMapping);
-   m_linkCollisionTest = std::move(other.m_linkCollisionTest);
-   m_allPairsAreExcluded = other.m_allPairsAreExcluded;
+   ZqManipulatorValues::operator=(std::move(other));
    takeMapsFrom(other, mapsAreRight);
    return *this;
 }
@@ -136,15 +100,12 @@ bool ZqIndividualManipulator::operator==(const ZqIndividualManipulator& other) c
 
 bool ZqIndividualManipulator::equalForReferencing(const ZqIndividualManipulator& other) const
 {
-   return ZqManipulatorLink::equalForReferencing(other) &&
-          m_coordSysXForm == other.m_coordSysXForm &&
-          absoluteBoundingSphere() == other.absoluteBoundingSphere() &&
-          m_isFixedBase == other.m_isFixedBase && m_optimizeOnLoad == other.m_optimizeOnLoad &&
-          m_manipulatorReferenceDescription == other.m_manipulatorReferenceDescription &&
-          m_stateEqualityConstraints == other.m_stateEqualityConstraints &&
-          m_stoppingCriteria == other.m_stoppingCriteria &&
-          m_displayLinkIndices == other.m_displayLinkIndices &&
-          m_selfCollisionLinkMap == other.m_selfCollisionLinkMap;
+   if (!ZqManipulatorLink::equalForReferencing(other))
+      return false;
+   // A bounding sphere may be that of an earlier tree.
+   bringMapsUpToDate();
+   other.bringMapsUpToDate();
+   return ZqManipulatorContents::operator==(other);
 }
 
 bool ZqIndividualManipulator::read(ZqXmlReader& reader)

@@ -1,13 +1,8 @@
 #pragma once
 
-#include "zqManipulator/contact/exclusion/ZqLinkCollisionTest.h"
-#include "zqManipulator/contact/exclusion/ZqManipulatorSelfCollisionLinkMap.h"
-#include "zqManipulator/foundation/geometry/ZqSphere.h"
 #include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
-#include "zqManipulator/simulation/constraints/ZqStateEqualityConstraintVector.h"
+#include "zqManipulator/kinematics/manipulator/ZqManipulatorContents.h"
 #include "zqManipulator/simulation/records/ZqPropagationResultData.h"
-#include "zqManipulator/simulation/records/ZqStoppingCriterionVector.h"
-#include "zqManipulator/tools/labels/ZqManipulatorLinkLabelMapping.h"
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
 
 #include <atomic>
@@ -34,10 +29,10 @@ class ZqVelocityState;
 /// operations of the manipulator that label, add or remove them. An operation of a link below it does
 /// not know what is held; the manipulator then numbers its links anew before it answers, and no more.
 /// A first query after such a change may be one of several at once: it takes a lock.
-class ZqIndividualManipulator : public ZqXmlClass<ZqIndividualManipulator, ZqManipulatorLink>
+class ZqIndividualManipulator : public ZqXmlClass<ZqIndividualManipulator, ZqManipulatorLink>,
+                                public ZqManipulatorValues
 {
 public:
-   using DisplayLinkIndices = ZqXmlVectorType<ZqU32>;
    using Manipulators = ZqXmlVectorType<ZqIndividualManipulator>;
 
    static const ZqToken& classToken() { return ZqManip::ZqIndividualManipulatorToken; }
@@ -368,6 +363,12 @@ private:
       if (!mapsAreRight())
          const_cast<ZqIndividualManipulator*>(this)->rebuildMaps();
    }
+   /// The values, with the bounding sphere and the collision test as the tree is now.
+   const ZqManipulatorValues& presentValues() const
+   {
+      bringMapsUpToDate();
+      return *this;
+   }
    void rebuildMaps();
    void fillCollisionTest();
    bool lentChildrenChanged() const;
@@ -376,25 +377,9 @@ private:
    void takeMapsFrom(ZqIndividualManipulator& other, bool mapsAreRight) noexcept;
    bool isReference() const { return m_manipulatorReferenceDescription.isManipulatorReferenced(); }
 
-   ZqString m_manipulatorLabel;
-   ZqCoordinateSystemTransformation m_coordSysXForm;
-   ZqSphere m_absoluteBoundingSphere{ZqVector(), 10.0, 3};
-   bool m_isFixedBase = true;
-   bool m_optimizeOnLoad = false;
-   bool m_isControllable = false;
-   ZqManipulatorReferenceDescription m_manipulatorReferenceDescription;
-   ZqStateEqualityConstraintVector m_stateEqualityConstraints;
-   ZqStoppingCriterionVector m_stoppingCriteria;
-   DisplayLinkIndices m_displayLinkIndices;
-   ZqManipulatorSelfCollisionLinkMap m_selfCollisionLinkMap;
    ZqU32 m_manipulatorIndex = 0;
    LinkPointerVector m_linkPointerVector;
    LinkPointerMap m_linkPointerMap;
-   std::set<ZqString> m_usingManipulatorLabels;
-   ZqManipulatorLinkLabelMapping m_linkLabelMapping;
-   ZqLinkCollisionTest m_linkCollisionTest;
-   /// The self collision map has all pairs of the links in it, and excludes every one.
-   bool m_allPairsAreExcluded = false;
    std::atomic<std::uint8_t> m_staleness = 0;
    const ZqManipulatorLink* m_lender = nullptr;    ///< not owned
    const ZqManipulatorLink* m_firstLent = nullptr; ///< as it was when it was lent; not owned

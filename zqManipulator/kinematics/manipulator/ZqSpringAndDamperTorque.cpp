@@ -1,0 +1,67 @@
+#include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
+#include "zqManipulator/state/ZqManipulatorActiveState.h"
+
+namespace
+{
+/// Sum of w (x - x0) over the joints of the labels, where x is a joint's entry in the list. A label of
+/// no joint is reported in the name of the class, and adds nothing.
+template <class Properties, class Offset>
+ZqReal weightedSum(const Properties& properties, const Offset& offset, const char* className,
+                   const ZqIndividualManipulator& manipulator, const std::vector<ZqReal>& values)
+{
+   const auto& labels = properties.associatedJoints();
+   ZqReal sum = 0.0;
+   for (unsigned i = 0; i < labels.size(); ++i)
+   {
+      const ZqManipulatorLink* link = manipulator.linkByIdentifier(labels[i]);
+      if (link == nullptr || link->linkIndex() >= values.size())
+         Zq::Print::instance().write(Zq::Rejected, "%s::torque()->bad label, %s\n", className,
+                                     labels[i].c_str());
+      else
+         sum += properties.weightingFactors()[i] * (values[link->linkIndex()] - offset(i));
+   }
+   return sum;
+}
+} // namespace
+
+ZqReal ZqSpringProperties::torque(const ZqIndividualManipulator& manipulator,
+                                  const ZqPositionState& state) const
+{
+   if (m_associatedJoints.size() != m_weightingFactors.size() ||
+       m_associatedJoints.size() != m_springOffsets.size())
+   {
+      Zq::Print::instance().write(Zq::Rejected,
+                                  "ZqManipulatorLink::springTorque:: spring data size mismatch.");
+      return 0.0;
+   }
+   return m_springConstant * weightedSum(
+                                *this, [this](unsigned i) { return m_springOffsets[i]; },
+                                "ZqSpringProperties", manipulator, state.jointPositions());
+}
+
+ZqReal ZqSpringProperties::torque(const ZqIndividualManipulator& manipulator,
+                                  const ZqManipulatorActiveState& state) const
+{
+   return torque(manipulator, state.positionState());
+}
+
+ZqReal ZqDamperProperties::torque(const ZqIndividualManipulator& manipulator,
+                                  const ZqVelocityState& state) const
+{
+   if (m_associatedJoints.size() != m_weightingFactors.size())
+   {
+      Zq::Print::instance().write(Zq::Rejected,
+                                  "ZqDamperProperties::torque:: damper data size mismatch.\n");
+      return 0.0;
+   }
+   return m_damperConstant * weightedSum(
+                                *this, [](unsigned) { return 0.0; }, "ZqDamperProperties",
+                                manipulator, state.jointVelocities());
+}
+
+ZqReal ZqDamperProperties::torque(const ZqIndividualManipulator& manipulator,
+                                  const ZqManipulatorActiveState& state) const
+{
+   return torque(manipulator, state.velocityState());
+}
