@@ -14,7 +14,7 @@ class ZqManipulatorLink;
 class ZqDriveTrain
 {
 public:
-   /// The product, but never infinite: a limit that is none stays one that a document can hold.
+   /// limit * scale, but never infinite: where 1e300 stands for no limit, a document can hold the product.
    static ZqReal scaledLimit(ZqReal limit, ZqReal scale);
 
    /// What the laws log when the state has no entry for the joint.
@@ -92,9 +92,9 @@ protected:
    /// spring and a damper hold the motor. From that velocity on it slips. 0.0 for a gear ratio of
    /// 0.0.
    ZqReal dryFrictionLaw(ZqReal torque, ZqManipulatorActiveState& state, const char* message) const;
-   /// What is left of a rigid drive's torque at the joint, in one go, for a class that has no other
-   /// laws than these. Dry friction meets the drive less the load and, with `frictionMeetsRest`, less
-   /// viscous friction and stoppers. False, and nothing done, when any entry is missing.
+   /// The output torque of a rigid drive by all laws at once, for a class that overrides none of them.
+   /// Dry friction opposes the driving torque less the load and, with `frictionMeetsRest`, less viscous
+   /// friction and stoppers. False, and nothing done, when any entry is missing.
    bool rigidTorqueLaw(ZqReal driving, ZqReal load, bool frictionMeetsRest,
                        ZqManipulatorActiveState& state, ZqReal& torque) const;
    /// The torque of a flexible shaft with backlash, which is kept as the output torque. 0.0 within
@@ -150,11 +150,12 @@ private:
    ZqU32 jointIndex() const;
 };
 
-/// What drive trains have in common as classes: access to the parameters, and the laws by name. Each
-/// law is called virtually by those that use it.
+/// What the two classes of drive trains have in common: getters and setters of the parameters, and the
+/// laws as operations, which use one another virtually.
 ///
-/// `Derived` has what it logs, `messages`; `efficiency()`, that of its gear; and `frictionMeetsRest`, whether dry friction of a rigid drive meets what viscous friction and stoppers
-/// have left of the torque, or all of it.
+/// `Derived` states `messages`; `efficiency()`, that of its gear; and `frictionMeetsRest`: whether the
+/// dry friction of a rigid drive opposes what viscous friction and stoppers have left of the torque, or
+/// all of it.
 template <class Derived, class Base>
 class ZqDriveTrainClass : public ZqXmlClass<Derived, Base>, public ZqDriveTrain
 {

@@ -4,9 +4,9 @@
 #include "zqManipulator/actuation/ZqDriveTrain.h"
 
 /// The drive of a joint in one piece, as old documents hold it: a drive train and limits of the
-/// torque at the motor. `ZqJointActuator` takes it over. Parameters and laws are those of
-/// `ZqMechanicalActuatorComponent`, but for a gear without loss, and dry friction that meets the
-/// torque after friction and stoppers.
+/// torque at the motor. `ZqJointActuator::setFromOldJointActuator` converts it. Parameters and laws are
+/// those of `ZqMechanicalActuatorComponent`, with two differences: the gear has no loss, and the dry
+/// friction of a rigid drive opposes what viscous friction and stoppers have left of the torque.
 class ZqOldJointActuator : public ZqDriveTrainClass<ZqOldJointActuator, ZqBaseJointActuator>
 {
 public:

@@ -125,9 +125,9 @@ public:
    /// \name Tree
    /// @{
    virtual const ChildLinks& childLinks() const { return m_childLinks; }
-   /// For a change that follows at once: the manipulator looks when it is next asked for a link, and
-   /// does not watch the reference any longer. A change by one that was kept wants a call of
-   /// `mapManipulator`.
+   /// For a change that is made at once: when the manipulator is next asked for a link, it looks whether
+   /// the children have changed, and only then. After a change through a reference that was kept beyond
+   /// that, call `mapManipulator`.
    virtual ChildLinks& childLinks()
    {
       if (m_manipulator != nullptr)
@@ -387,8 +387,8 @@ public:
    /// Registers the components that the base of a manipulator has.
    virtual void registerComponentsForBase();
    virtual void updateMassProperties();
-   /// What the subtree holds by label, springs, dampers and references to links, follows the links of
-   /// the manipulator.
+   /// Changes the labels that springs, dampers and references in the subtree hold as an edit of the
+   /// manipulator's links says.
    void apply(const ZqLinkEdit& edit);
 
 protected:
