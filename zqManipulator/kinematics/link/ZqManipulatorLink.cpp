@@ -38,9 +38,9 @@ ZqManipulatorLink::ZqManipulatorLink(const ZqManipulatorLink& other)
    attachParts();
 }
 
-// A manipulator of the other link has lost a link, or the contents of one.
+// If the other link belongs to a manipulator, that one is told: it has lost the contents of a link.
 ZqManipulatorLink::ZqManipulatorLink(ZqManipulatorLink&& other) noexcept
-   // The base has nothing to move. NOLINTNEXTLINE(performance-move-constructor-init)
+   // The base class has nothing to move. NOLINTNEXTLINE(performance-move-constructor-init)
    : ZqXmlClass(other), ZqLinkPlace(other), ZqLinkValues(std::move(other)),
      m_childLinks(std::move(other.m_childLinks))
 {
@@ -56,7 +56,7 @@ ZqManipulatorLink& ZqManipulatorLink::operator=(const ZqManipulatorLink& other)
 {
    if (this == &other)
       return *this;
-   // The other link may stand below this one.
+   // Copied first, since the other link may stand below this one.
    ChildLinks children(other.m_childLinks);
    copyAllButChildLinksFrom(other);
    m_childLinks = std::move(children);
@@ -68,7 +68,7 @@ ZqManipulatorLink& ZqManipulatorLink::operator=(ZqManipulatorLink&& other) noexc
 {
    if (this == &other)
       return *this;
-   // The other link may stand below this one, and then goes with its former siblings.
+   // Taken out first: the other link may stand below this one, and would be destroyed with its siblings.
    ZqManipulatorLink taken(std::move(other));
    ZqXmlClass::operator=(taken);
    ZqLinkValues::operator=(std::move(taken));
@@ -172,7 +172,7 @@ void ZqManipulatorLink::takeOldDrives()
       m_jointActuator.setFromOldJointActuator(*contained);
    actuator = none;
    container.setAndDeleteTopElementPointer(nullptr);
-   // The maps hold their addresses.
+   // Where the maps of components hold their addresses, they stay.
    if (!componentsAreRegistered())
       m_oldDrives.reset();
 }
@@ -191,7 +191,7 @@ void ZqManipulatorLink::setLinkLabel(const ZqString& label)
 
 void ZqManipulatorLink::appendToAllLabels(const ZqString& suffix)
 {
-   // It may be a label that is about to change. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+   // A copy: the argument may be a label that is about to change. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
    const ZqString added = suffix;
    setLinkLabel(linkLabel() + added);
    for (ZqManipulatorLink& child : childLinks())
@@ -200,7 +200,7 @@ void ZqManipulatorLink::appendToAllLabels(const ZqString& suffix)
 
 void ZqManipulatorLink::relabelSubtree(const ZqString& prefix, ZqU32& counter)
 {
-   // It may be a label that is about to change. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+   // A copy: the argument may be a label that is about to change. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
    const ZqString start = prefix;
    setLinkLabel(start + ZqINT2STRING(counter, 10));
    ++counter;
@@ -234,7 +234,7 @@ void ZqManipulatorLink::setJointActuator(const ZqJointActuator& actuator)
 
 void ZqManipulatorLink::setChildLinks(const ChildLinks& links)
 {
-   // The links may stand below this one.
+   // Copied first, since the links may stand below this one.
    ChildLinks children(links);
    treeChanges();
    m_childLinks = std::move(children);
@@ -357,7 +357,7 @@ ZqManipulatorLink::placeInSystem(ZqManipulatorActivePositionState& activeState,
    if (m_linkIndex >= jointPositions.size())
       return nullptr;
 
-   // What is stale towards the base is filled in first.
+   // The frame of the parent comes first; where it is stale, this recurses towards the base.
    const auto* parentFrame = &ZqCoordinateSystemTransformation::identity();
    if (m_parentLink != nullptr)
    {
@@ -366,6 +366,7 @@ ZqManipulatorLink::placeInSystem(ZqManipulatorActivePositionState& activeState,
                        ? &links[parent].dhFrame()
                        : &m_parentLink->dhFrameInSystem(activeState);
    }
+   // Then the transformation of the joint at its position, and the frame fixed in the link.
    ZqLinkPositionState& own = activeState.record(m_linkIndex);
    const auto* jointTransform = &ZqCoordinateSystemTransformation::identity();
    const auto* primaryFrame = jointTransform;
@@ -400,7 +401,7 @@ bool ZqManipulatorLink::setLinkReferences(const LinkPointerMap& labelToLink)
 
 bool ZqManipulatorLink::useReferencesWherePossible(const LinkPointerVector& links)
 {
-   // Links have no shapes yet that could differ.
+   // Links have no shapes yet: those of any two are equal.
    const auto end =
       links.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(linkIndex(), links.size()));
    const auto candidate = std::find_if(
@@ -444,7 +445,7 @@ void ZqManipulatorLink::apply(const ZqLinkEdit& edit)
       child.apply(edit);
 }
 
-/// With all below it.
+/// The link and its subtree belong to no manipulator any more.
 void ZqManipulatorLink::leaveManipulator() noexcept
 {
    m_manipulator = nullptr;

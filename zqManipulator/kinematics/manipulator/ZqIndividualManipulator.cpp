@@ -75,7 +75,7 @@ void ZqIndividualManipulator::takeMapsFrom(ZqIndividualManipulator& other,
    m_linkPointerMap = std::move(other.m_linkPointerMap);
    other.m_linkPointerVector.clear();
    other.m_linkPointerMap.clear();
-   // The links below the base have not moved: only who refers to the base is told.
+   // The links below the base stay where they are in memory; only pointers to the base change.
    setManipulatorPointer(this);
    for (auto& [label, link] : m_linkPointerMap)
       if (link == &other)
@@ -102,7 +102,7 @@ bool ZqIndividualManipulator::equalForReferencing(const ZqIndividualManipulator&
 {
    if (!ZqManipulatorLink::equalForReferencing(other))
       return false;
-   // A bounding sphere may be that of an earlier tree.
+   // So that the bounding spheres are those of the trees as they are now.
    bringMapsUpToDate();
    other.bringMapsUpToDate();
    return ZqManipulatorContents::operator==(other);
@@ -139,7 +139,7 @@ void ZqIndividualManipulator::setFromLink(const ZqManipulatorLink& link)
 {
    ZqManipulatorLink::operator=(link);
    setParentLink(nullptr);
-   // Not that of the link, which may have been one of this tree.
+   // The label that this base has now: the link may have stood in this tree, and be gone.
    m_manipulatorLabel = linkLabel();
    m_coordSysXForm.setToIdentity();
    fitAbsoluteBoundingSphere();
@@ -190,11 +190,11 @@ bool ZqIndividualManipulator::mapManipulator(LinkPointerVector& links, LinkPoint
 
 namespace
 {
-/// One for all manipulators: maps become stale so rarely that nobody waits.
+/// One lock for all manipulators: maps are rebuilt so seldom that threads hardly ever wait for it.
 constinit std::mutex mapsLock;
 } // namespace
 
-/// Any of several threads that ask at once may come here; the others wait, and find it done.
+/// Several threads may ask at once: the first one rebuilds, the others wait and find the maps right.
 void ZqIndividualManipulator::rebuildMaps()
 {
    const std::scoped_lock lock(mapsLock);
@@ -211,7 +211,7 @@ void ZqIndividualManipulator::rebuildMaps()
    m_staleness.store(0, std::memory_order_release);
 }
 
-// What the links tell of their changes
+// What links tell their manipulator about changes
 
 void ZqManipulatorLink::treeChanges() noexcept
 {
@@ -230,7 +230,8 @@ void ZqManipulatorLink::lendChildren()
    m_manipulator->childrenAreLent(*this);
 }
 
-/// Only one loan is watched: with a second one, the tree counts as changed.
+/// Keeps the address and the number of the children of one link, to see later whether they changed. When
+/// a second link lends its children before that, the tree counts as changed.
 void ZqIndividualManipulator::childrenAreLent(const ZqManipulatorLink& lender)
 {
    if ((m_staleness & ChildrenLent) == 0)
@@ -244,7 +245,7 @@ void ZqIndividualManipulator::childrenAreLent(const ZqManipulatorLink& lender)
       m_staleness |= TreeChanged;
 }
 
-/// Links that took the place of others have told so themselves.
+/// Only size and address are compared: a link that is assigned to reports that by itself (`treeChanges`).
 bool ZqIndividualManipulator::lentChildrenChanged() const
 {
    const auto& children = m_lender->m_childLinks.vectorContainer();
@@ -272,7 +273,7 @@ ZqLinkEdit::Labels ZqIndividualManipulator::linkLabels() const
 void ZqIndividualManipulator::keepRecord(Record* record)
 {
    bringMapsUpToDate();
-   // What was assigned as a whole holds what is right for it.
+   // What the manipulator holds is right already, also after an assignment; only the record is not.
    if (m_record != nullptr)
       m_record->edit = m_record->edit.then(ZqLinkEdit::matched(m_record->labels, linkLabels()));
    m_record = record;
@@ -302,7 +303,7 @@ void ZqIndividualManipulator::apply(const ZqLinkEdit& edit)
    }
 }
 
-/// The links may have got labels by themselves, or others may stand in the tree.
+/// Finds what changed without an operation of the manipulator, by comparing labels, and applies it.
 void ZqIndividualManipulator::followUnknownChange()
 {
    const ZqLinkEdit::Labels labels = linkLabels();
@@ -312,10 +313,10 @@ void ZqIndividualManipulator::followUnknownChange()
                                      : ZqLinkEdit::matched(m_record->labels, labels));
 }
 
-/// What every change of the tree entails.
+/// To be called after each change of the tree, with the record of the change.
 void ZqIndividualManipulator::afterChangeOfTree(const ZqLinkEdit& edit)
 {
-   // The tree of a reference is not the one that its labels and indices are of.
+   // What a reference holds by label or index is about the links of its model, not about its own tree.
    if (!isReference())
       apply(edit);
    mapManipulator();
@@ -323,7 +324,8 @@ void ZqIndividualManipulator::afterChangeOfTree(const ZqLinkEdit& edit)
    fitAbsoluteBoundingSphere();
 }
 
-/// Labels change at once, whatever order they are set in, and those of the concrete reference too.
+/// Runs an operation that changes labels, and then applies all changes together, so that the order in
+/// which labels are set does not matter. Labels of the concrete reference are followed as well.
 template <class Operation>
 void ZqIndividualManipulator::relabel(const Operation& operation)
 {
@@ -382,7 +384,7 @@ bool ZqIndividualManipulator::changeLinkLabel(const ZqString& oldLabel, const Zq
 
 const ZqManipulatorLink::ChildLinks& ZqIndividualManipulator::childLinks() const
 {
-   // Not the virtual operation: two manipulators may refer to each other.
+   // Not the virtual operation, which would not end where two manipulators refer to each other.
    return m_concreteReference->m_childLinks;
 }
 
@@ -414,7 +416,7 @@ ZqU32 chainLength(const ZqManipulatorLink& link)
 }
 } // namespace
 
-/// Adds links by an operation of the base class, which come to stand from an index on.
+/// Runs an operation of the base class that adds links, the first of which gets the index `at`.
 template <class Operation>
 bool ZqIndividualManipulator::insertLinks(ZqU32 at, const Operation& operation)
 {
@@ -586,8 +588,8 @@ bool ZqIndividualManipulator::configureManipulatorReference(Manipulators& manipu
    bindReference(nullptr);
    if (!isReference())
       return false;
-   // A reference to a reference is one to what that stands for; in a chain without a model at its end,
-   // each is bound to the next.
+   // A chain of references is followed to the model at its end. In a chain without a model, each
+   // reference is bound to the next one.
    ZqIndividualManipulator* model = this;
    ZqIndividualManipulator* next = nullptr;
    for (ZqU32 length = 0; model->isReference() && length <= manipulators.size(); ++length)
@@ -681,7 +683,7 @@ void ZqIndividualManipulator::fillCollisionTest()
    if (m_allPairsAreExcluded)
       return;
 
-   // An entry whose outer label is the lesser is one that no lookup finds.
+   // Lookups take the greater label as key: an entry the other way round is never found, and is skipped.
    const auto forEachPair = [this](auto&& act)
    {
       for (const auto& [outer, row] : m_selfCollisionLinkMap.mapContainer())
@@ -689,7 +691,8 @@ void ZqIndividualManipulator::fillCollisionTest()
             if (isCandidate && inner <= outer)
                act(outer, inner);
    };
-   // Each label that is in a pair is a group; numbered in their order, in which the pairs come as well.
+   // Each label that is in a pair makes a group. Groups are numbered in the order of the labels, which
+   // is also the order of the pairs.
    std::map<std::string_view, ZqU32> groups;
    forEachPair(
       [&groups](const ZqString& outer, const ZqString& inner)
