@@ -14,7 +14,8 @@ class ZqManipulatorLink;
 class ZqDriveTrain
 {
 public:
-   /// limit * scale, but never infinite: where 1e300 stands for no limit, a document can hold the product.
+   /// limit * scale, but never infinite: 1e300, which stands for no limit, stays a number that a document
+   /// can hold.
    static ZqReal scaledLimit(ZqReal limit, ZqReal scale);
 
    /// What the laws log when the state has no entry for the joint.

@@ -245,7 +245,7 @@ void ZqIndividualManipulator::childrenAreLent(const ZqManipulatorLink& lender)
       m_staleness |= TreeChanged;
 }
 
-/// Only size and address are compared: a link that is assigned to reports that by itself (`treeChanges`).
+/// Only number and address are compared: a link that is assigned to reports it by itself (`treeChanges`).
 bool ZqIndividualManipulator::lentChildrenChanged() const
 {
    const auto& children = m_lender->m_childLinks.vectorContainer();

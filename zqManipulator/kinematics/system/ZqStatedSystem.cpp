@@ -100,7 +100,7 @@ bool ZqStatedSystem::read(ZqXmlReader& reader)
    return isRead;
 }
 
-/// Reports the entries that could not become attachments, and those that name a link that does not exist.
+/// Reports entries that could not become attachments, and those that name a link that does not exist.
 void ZqStatedSystem::reportOldAttachments() const
 {
    ZqU32 base = 0;

@@ -50,7 +50,7 @@ public:
    /// Does not ask whether the system was modified.
    bool operator==(const ZqStatedSystem& other) const;
 
-   /// Appends another stated system. Whether the configurations could be merged does not change the answer.
+   /// Appends another stated system. A failure to merge the configurations does not change the answer.
    virtual bool mergeWith(const ZqStatedSystem& other);
    virtual const ZqManipulatorSystem& system() const { return *m_systemContainer.element(); }
    /// The state stays as it is.
