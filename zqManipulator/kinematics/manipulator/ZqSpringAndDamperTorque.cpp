@@ -5,9 +5,9 @@
 namespace
 {
 /// Sum of w (x - x0) over the joints of the labels, where x is a joint's entry in the list. A label of
-/// no joint is reported in the name of the class, and adds nothing.
+/// no joint is reported by the message, and adds nothing.
 template <class Properties, class Offset>
-ZqReal weightedSum(const Properties& properties, const Offset& offset, const char* className,
+ZqReal weightedSum(const Properties& properties, const Offset& offset, const char* message,
                    const ZqIndividualManipulator& manipulator, const std::vector<ZqReal>& values)
 {
    const auto& labels = properties.associatedJoints();
@@ -16,8 +16,7 @@ ZqReal weightedSum(const Properties& properties, const Offset& offset, const cha
    {
       const ZqManipulatorLink* link = manipulator.linkByIdentifier(labels[i]);
       if (link == nullptr || link->linkIndex() >= values.size())
-         Zq::Print::instance().write(Zq::Rejected, "%s::torque()->bad label, %s\n", className,
-                                     labels[i].c_str());
+         Zq::Print::instance().write(Zq::Rejected, message, labels[i].c_str());
       else
          sum += properties.weightingFactors()[i] * (values[link->linkIndex()] - offset(i));
    }
@@ -37,7 +36,8 @@ ZqReal ZqSpringProperties::torque(const ZqIndividualManipulator& manipulator,
    }
    return m_springConstant * weightedSum(
                                 *this, [this](unsigned i) { return m_springOffsets[i]; },
-                                "ZqSpringProperties", manipulator, state.jointPositions());
+                                "ZqSpringProperties::torque()->bad label, %s\n", manipulator,
+                                state.jointPositions());
 }
 
 ZqReal ZqSpringProperties::torque(const ZqIndividualManipulator& manipulator,
@@ -56,8 +56,9 @@ ZqReal ZqDamperProperties::torque(const ZqIndividualManipulator& manipulator,
       return 0.0;
    }
    return m_damperConstant * weightedSum(
-                                *this, [](unsigned) { return 0.0; }, "ZqDamperProperties",
-                                manipulator, state.jointVelocities());
+                                *this, [](unsigned) { return 0.0; },
+                                "ZqDamperProperties::torque()->bad label, %s\n", manipulator,
+                                state.jointVelocities());
 }
 
 ZqReal ZqDamperProperties::torque(const ZqIndividualManipulator& manipulator,
