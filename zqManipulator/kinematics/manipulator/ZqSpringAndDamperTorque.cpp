@@ -6,11 +6,12 @@ namespace
 {
 /// Sum of w (x - x0) over the joints of the labels, where x is a joint's entry in the list. A label of
 /// no joint is reported by the message, and adds nothing.
-template <class Properties, class Offset>
-ZqReal weightedSum(const Properties& properties, const Offset& offset, const char* message,
-                   const ZqIndividualManipulator& manipulator, const std::vector<ZqReal>& values)
+template <class Offset>
+ZqReal weightedSum(const ZqXmlVectorType<ZqString>& labels,
+                   const ZqXmlVectorBasicType<ZqReal>& weights, const Offset& offset,
+                   const char* message, const ZqIndividualManipulator& manipulator,
+                   const std::vector<ZqReal>& values)
 {
-   const auto& labels = properties.associatedJoints();
    ZqReal sum = 0.0;
    for (unsigned i = 0; i < labels.size(); ++i)
    {
@@ -18,7 +19,7 @@ ZqReal weightedSum(const Properties& properties, const Offset& offset, const cha
       if (link == nullptr || link->linkIndex() >= values.size())
          Zq::Print::instance().write(Zq::Rejected, message, labels[i].c_str());
       else
-         sum += properties.weightingFactors()[i] * (values[link->linkIndex()] - offset(i));
+         sum += weights[i] * (values[link->linkIndex()] - offset(i));
    }
    return sum;
 }
@@ -35,7 +36,8 @@ ZqReal ZqSpringProperties::torque(const ZqIndividualManipulator& manipulator,
       return 0.0;
    }
    return m_springConstant * weightedSum(
-                                *this, [this](unsigned i) { return m_springOffsets[i]; },
+                                m_associatedJoints, m_weightingFactors,
+                                [this](unsigned i) { return m_springOffsets[i]; },
                                 "ZqSpringProperties::torque()->bad label, %s\n", manipulator,
                                 state.jointPositions());
 }
@@ -55,10 +57,10 @@ ZqReal ZqDamperProperties::torque(const ZqIndividualManipulator& manipulator,
                                   "ZqDamperProperties::torque:: damper data size mismatch.\n");
       return 0.0;
    }
-   return m_damperConstant * weightedSum(
-                                *this, [](unsigned) { return 0.0; },
-                                "ZqDamperProperties::torque()->bad label, %s\n", manipulator,
-                                state.jointVelocities());
+   return m_damperConstant *
+          weightedSum(
+             m_associatedJoints, m_weightingFactors, [](unsigned) { return 0.0; },
+             "ZqDamperProperties::torque()->bad label, %s\n", manipulator, state.jointVelocities());
 }
 
 ZqReal ZqDamperProperties::torque(const ZqIndividualManipulator& manipulator,
