@@ -11,45 +11,19 @@ namespace
 {
 constexpr ZqReal duration = 1.0; // s
 
-/// In J: kinetic, that of the motors included, and potential.
-ZqReal energy(const ZqStatedSystem& scene, ZqManipulatorActiveState& state)
-{
-   const ZqIndividualManipulator& arm = *scene.manipulatorByIndex(0);
-   ZqReal sum = arm.computeKineticEnergy(state, nullptr);
-   for (ZqU32 i = 0; i < arm.jointDof(); ++i)
-   {
-      const ZqReal rate = state.velocityState().jointVelocities()[i];
-      sum += 0.5 * arm.linkByIndex(i)->jointActuator().effectiveInertia(0.0) * rate * rate;
-   }
-   const ZqVector weight = scene.environment().upGravityVector() * arm.crbi(state, nullptr).mass();
-   return sum + weight.dot(arm.getCenterOfMassInSystem(state));
-}
-
 /// The largest change of the energy (J) during the fall.
-ZqReal drift(ZqStatedSystem scene, ZqReal dt)
+ZqReal drift(const ZqStatedSystem& scene, ZqReal dt)
 {
-   const ZqIndividualManipulator& arm = *scene.manipulatorByIndex(0);
-   const ZqManipulatorTorque noTorque;
-   const ZqManipulatorExternalForce noForce;
-   ZqArbiAccelerationTool tool;
-   ZqAccelerationState acceleration;
-   ZqSystemActiveState active;
-   active.setNonredundantState(scene.state());
-   ZqManipulatorActiveState& state = active.manipulatorActiveStateVector()[0];
-   const ZqReal start = energy(scene, state);
-
+   ZqSimulation simulation(scene);
+   const ZqReal start = simulation.energy().total();
    ZqReal largest = 0.0;
    for (int step = 1; step <= std::lround(duration / dt); ++step)
    {
-      tool.acceleration(scene, arm, state.positionState(), state.velocityState(), noTorque, noForce,
-                        acceleration, nullptr);
-      state.setAccelerationState(acceleration);
-      scene.propagateSelfTo(step * dt, &active);
-      active.setNonredundantState(scene.state());
-      largest = std::max(std::abs(energy(scene, state) - start), largest);
+      simulation.stepTo(step * dt);
+      largest = std::max(std::abs(simulation.energy().total() - start), largest);
    }
-   std::cout << "dt = " << dt
-             << " s: the upper arm falls to q2 = " << state.positionState().jointPositions()[1]
+   std::cout << "dt = " << dt << " s: the upper arm falls to q2 = "
+             << simulation.state().positionStates()[0].jointPositions()[1]
              << " rad, energy changes by up to " << largest << " J of " << start << " J\n";
    return largest;
 }

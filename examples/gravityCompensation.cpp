@@ -11,13 +11,10 @@
 namespace
 {
 /// In J. Its slope along a joint is the torque that gravity exerts there.
-ZqReal potentialEnergy(const ZqStatedSystem& scene, const ZqPositionState& position)
+ZqReal potentialEnergy(ZqStatedSystem scene, const ZqPositionState& position)
 {
-   const ZqIndividualManipulator& arm = *scene.manipulatorByIndex(0);
-   ZqManipulatorActiveState state;
-   state.setPositionState(position);
-   const ZqVector weight = scene.environment().upGravityVector() * arm.crbi(state, nullptr).mass();
-   return weight.dot(arm.getCenterOfMassInSystem(state));
+   scene.setIndividualPositionState(0, position);
+   return ZqSimulation(scene).energy().potential;
 }
 } // namespace
 

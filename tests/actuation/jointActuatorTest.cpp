@@ -134,12 +134,14 @@ TEST(JointActuator, OldDrivesAreTakenOverFromDocuments)
       return "<jointActuator>" + parameters(first) +
              "<minTorque>-2.5</minTorque><maxTorque>3.5</maxTorque></jointActuator>";
    };
-   const auto expectTaken = [&](const std::string& forms, int first)
+   const auto expectTaken = [&](const std::string& forms, int first, bool isRegistered = false)
    {
       Component component;
       ASSERT_TRUE(
          Zq::fromXml(component, zqTest::inTag(Component::classToken(), parameters(first))));
       ZqManipulatorLink link;
+      if (isRegistered)
+         link.componentMap();
       ASSERT_TRUE(Zq::fromXml(link, zqTest::inTag(ZqManipulatorLink::classToken(), forms)));
       const Actuator& taken = link.jointActuator();
       ASSERT_NE(taken.mechanicalComponentContainer().topElement(), nullptr);
@@ -149,6 +151,7 @@ TEST(JointActuator, OldDrivesAreTakenOverFromDocuments)
       // Written in the new form, and not taken over once more.
       const std::string document = zqTest::written(link);
       EXPECT_EQ(document.find("<jointActuator"), std::string::npos);
+      EXPECT_TRUE(link.componentMap().at(ZqManip::ZqJointActuatorToken)->equalsDefault());
       ASSERT_TRUE(Zq::fromXml(link, zqTest::written(ZqManipulatorLink())));
       EXPECT_EQ(link, ZqManipulatorLink());
    };
@@ -157,6 +160,8 @@ TEST(JointActuator, OldDrivesAreTakenOverFromDocuments)
    expectTaken(contained, 50);
    expectTaken(contained + old(20), 50);
    expectTaken(old(20) + "<jointActuatorContainer/>", 20);
+   // Also where the map of components leads to them, before and after.
+   expectTaken(old(20) + contained, 50, true);
 
    // A default one is none.
    ZqManipulatorLink link;

@@ -34,8 +34,8 @@ bool rejected(const char* message)
    return false;
 }
 
-// Active states and their records are of these very classes, so that nothing of them need be called
-// virtually.
+// Nobody derives from active states and their records. Their operations are called by qualified names,
+// without the cost of virtual calls.
 
 const Reals& positionsOf(const ZqManipulatorActiveState& state)
 {
@@ -193,7 +193,7 @@ ZqReal ZqDriveTrain::shaftLaw(ZqManipulatorActiveState& state, const char* messa
 
    const ZqReal shaft = positions[j] * m_gearRatio;
    ZqReal motor = motorPositions[j];
-   // The shaft's two ends, a backlash apart.
+   // With backlash the shaft touches the motor at one of two ends, or at none.
    const bool isPushed = shaft <= motor;
    const bool isPulled = motor <= shaft - m_backlash;
    ZqReal torque = 0.0;

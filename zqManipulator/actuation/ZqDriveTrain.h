@@ -14,8 +14,20 @@ class ZqManipulatorLink;
 class ZqDriveTrain
 {
 public:
-   /// The product, but never infinite: a limit that is none stays one that a document can hold.
+   /// limit * scale, but never infinite: 1e300, which stands for no limit, stays a number that a document
+   /// can hold.
    static ZqReal scaledLimit(ZqReal limit, ZqReal scale);
+
+   /// What the laws log when the state has no entry for the joint.
+   struct Messages
+   {
+      const char* stopperTorque;
+      const char* viscousFrictionTorque;
+      const char* dryFrictionTorque;
+      const char* acceleration;
+      const char* initializeActuatorStates;
+      const char* nonRigidOutputTorque;
+   };
 
 protected:
    /// \name The parameters in documents, which have torque limits between the two in the old form
@@ -81,9 +93,9 @@ protected:
    /// spring and a damper hold the motor. From that velocity on it slips. 0.0 for a gear ratio of
    /// 0.0.
    ZqReal dryFrictionLaw(ZqReal torque, ZqManipulatorActiveState& state, const char* message) const;
-   /// What is left of a rigid drive's torque at the joint, in one go, for a class that has no other
-   /// laws than these. Dry friction meets the drive less the load and, with `frictionMeetsRest`, less
-   /// viscous friction and stoppers. False, and nothing done, when any entry is missing.
+   /// The output torque of a rigid drive by all laws at once, for a class that overrides none of them.
+   /// Dry friction opposes the driving torque less the load and, with `frictionMeetsRest`, less viscous
+   /// friction and stoppers. False, and nothing done, when any entry is missing.
    bool rigidTorqueLaw(ZqReal driving, ZqReal load, bool frictionMeetsRest,
                        ZqManipulatorActiveState& state, ZqReal& torque) const;
    /// The torque of a flexible shaft with backlash, which is kept as the output torque. 0.0 within
@@ -138,3 +150,225 @@ private:
    ZqReal dryFriction(ZqReal torque, const Motion& motion) const;
    ZqU32 jointIndex() const;
 };
+
+/// What the two classes of drive trains have in common: getters and setters of the parameters, and the
+/// laws as operations, which use one another virtually.
+///
+/// `Derived` states `messages`; `efficiency()`, that of its gear; and `frictionMeetsRest`: whether the
+/// dry friction of a rigid drive opposes what viscous friction and stoppers have left of the torque, or
+/// all of it.
+template <class Derived, class Base>
+class ZqDriveTrainClass : public ZqXmlClass<Derived, Base>, public ZqDriveTrain
+{
+public:
+   /// The link whose joint is driven; it is not owned, and may be null. A copy has the link of the
+   /// original until it is given its own.
+   virtual void setManipulatorLink(const ZqManipulatorLink* link) { m_manipulatorLink = link; }
+   virtual ZqReal inertia() const { return m_inertia; }
+   virtual void setInertia(ZqReal inertia) { m_inertia = inertia; }
+   virtual ZqReal frictionCoefficient() const { return m_frictionCoefficient; }
+   virtual void setFrictionCoefficient(ZqReal coefficient) { m_frictionCoefficient = coefficient; }
+   virtual ZqReal gearRatio() const { return m_gearRatio; }
+   virtual void setGearRatio(ZqReal ratio) { m_gearRatio = ratio; }
+   virtual ZqReal lowerLimit() const { return m_lowerLimit; }
+   virtual void setLowerLimit(ZqReal limit) { m_lowerLimit = limit; }
+   virtual ZqReal upperLimit() const { return m_upperLimit; }
+   virtual void setUpperLimit(ZqReal limit) { m_upperLimit = limit; }
+   virtual ZqReal maxOutputRate() const { return m_maxOutputRate; }
+   virtual void setMaxOutputRate(ZqReal rate) { m_maxOutputRate = rate; }
+   virtual ZqReal stopperZone() const { return m_stopperZone; }
+   virtual void setStopperZone(ZqReal zone) { m_stopperZone = zone; }
+   virtual ZqReal stopperSpringCoefficient() const { return m_stopperSpringCoefficient; }
+   virtual void setStopperSpringCoefficient(ZqReal coefficient)
+   {
+      m_stopperSpringCoefficient = coefficient;
+   }
+   virtual ZqReal stopperDampingCoefficient() const { return m_stopperDampingCoefficient; }
+   virtual void setStopperDampingCoefficient(ZqReal coefficient)
+   {
+      m_stopperDampingCoefficient = coefficient;
+   }
+   virtual ZqReal staticCoulombFriction() const { return m_staticCoulombFriction; }
+   virtual void setStaticCoulombFriction(ZqReal friction) { m_staticCoulombFriction = friction; }
+   virtual ZqReal kineticCoulombFrictionPercentage() const
+   {
+      return m_kineticCoulombFrictionPercentage;
+   }
+   virtual void setKineticCoulombFrictionPercentage(ZqReal fraction)
+   {
+      m_kineticCoulombFrictionPercentage = fraction;
+   }
+   virtual ZqReal staticCoulombSpringCoefficient() const
+   {
+      return m_staticCoulombSpringCoefficient;
+   }
+   virtual void setStaticCoulombSpringCoefficient(ZqReal coefficient)
+   {
+      m_staticCoulombSpringCoefficient = coefficient;
+   }
+   virtual ZqReal staticCoulombDamperCoefficient() const
+   {
+      return m_staticCoulombDamperCoefficient;
+   }
+   virtual void setStaticCoulombDamperCoefficient(ZqReal coefficient)
+   {
+      m_staticCoulombDamperCoefficient = coefficient;
+   }
+   virtual ZqReal limitingVelocityStickRegion() const { return m_limitingVelocityStickRegion; }
+   virtual void setLimitingVelocityStickRegion(ZqReal velocity)
+   {
+      m_limitingVelocityStickRegion = velocity;
+   }
+   virtual bool isRigid() const { return m_isRigid; }
+   virtual void setIsRigid(bool isRigid) { m_isRigid = isRigid; }
+   virtual ZqReal jointFlexibilityStiffness() const { return m_jointFlexibilityStiffness; }
+   virtual void setJointFlexibilityStiffness(ZqReal stiffness)
+   {
+      m_jointFlexibilityStiffness = stiffness;
+   }
+   virtual ZqReal jointFlexibilityDamping() const { return m_jointFlexibilityDamping; }
+   virtual void setJointFlexibilityDamping(ZqReal damping) { m_jointFlexibilityDamping = damping; }
+   virtual ZqReal backlash() const { return m_backlash; }
+   virtual void setBacklash(ZqReal backlash) { m_backlash = backlash; }
+
+   /// The torque at the joint (N m or N) that a torque at the motor gives: what friction and
+   /// stoppers leave of it, or of a flexible joint the torque of the shaft, which the state of the
+   /// motor decides. The load is what the joint's motion takes; dry friction opposes what is left.
+   /// The torque is kept in the state's `outputTorques`, which grow where they have no entry for
+   /// the joint. What the state has no entries for takes nothing of the drive.
+   virtual ZqReal outputTorque(ZqReal inputTorque, ZqReal loadTorque,
+                               ZqManipulatorActiveState& state) const;
+   /// Viscous friction and stoppers. As these, it counts against the drive.
+   virtual ZqReal linearTorque(ZqManipulatorActiveState& state) const;
+   /// Of springs and dampers in the zones before the limits; both count where the zones overlap. A
+   /// positive one pushes to lower positions.
+   virtual ZqReal stopperTorque(const ZqManipulatorActiveState& state) const;
+   virtual ZqReal viscousFrictionTorque(const ZqManipulatorActiveState& state) const;
+   /// Stiction and Coulomb friction against a torque at the joint. The state remembers whether the
+   /// motor sticks, and where: each call may change it.
+   virtual ZqReal dryFrictionTorque(ZqReal drivingTorque, ZqManipulatorActiveState& state) const;
+   /// Sets the motor's acceleration in the state: that of a body of its own between the torque at
+   /// the motor and a flexible shaft, or what follows from the joint. Without any joint
+   /// accelerations in the state the joint has none.
+   virtual void acceleration(ZqReal inputTorque, ZqManipulatorActiveState& state) const;
+   /// The motor's inertia as the joint feels it; 0.0 for a flexible joint, behind which the motor
+   /// is a body of its own. The argument has no effect.
+   virtual ZqReal effectiveInertia(ZqReal inertia) const;
+   /// Scales lengths by `scale` and joint positions by `jointScale`. At constant density the
+   /// inertia goes with the fifth power of the scale; so do the stiffness, damping and friction of
+   /// stoppers and stiction, by which a joint bounces and sticks at the same times as before. The
+   /// viscous coefficient goes with the square, the limits and the zone with the joint position.
+   /// Nothing else changes.
+   virtual void scaleBy(ZqReal scale, ZqReal jointScale);
+   /// Gives the actuator state an entry for each joint, and sets that of this joint to a motor that
+   /// follows the joint and does not stick. States of power converters are left to the caller.
+   virtual void initializeActuatorStates(ZqManipulatorActiveState& state) const;
+
+protected:
+   ZqDriveTrainClass() = default;
+   explicit ZqDriveTrainClass(const ZqDriveTrain& driveTrain) : ZqDriveTrain(driveTrain) {}
+   /// The torque of the flexible shaft, which is kept as the output torque; 0.0 within the backlash.
+   virtual ZqReal nonRigidOutputTorque(ZqManipulatorActiveState& state) const;
+   /// The link takes no part.
+   bool hasParametersOf(const Derived& other) const;
+
+private:
+   const Derived& self() const { return static_cast<const Derived&>(*this); }
+};
+
+template <class Derived, class Base>
+bool ZqDriveTrainClass<Derived, Base>::hasParametersOf(const Derived& other) const
+{
+   return std::apply([&](const auto&... component)
+                     { return ((self().*component.member == other.*component.member) && ...); },
+                     Derived::components());
+}
+
+template <class Derived, class Base>
+ZqReal ZqDriveTrainClass<Derived, Base>::outputTorque(ZqReal inputTorque, ZqReal loadTorque,
+                                                      ZqManipulatorActiveState& state) const
+{
+   if (!m_isRigid)
+   {
+      ensureOutputTorque(state);
+      return nonRigidOutputTorque(state);
+   }
+   const ZqReal driving = inputTorque * m_gearRatio * self().efficiency();
+   ZqReal torque = 0.0;
+   if (typeid(*this) == typeid(Derived) &&
+       rigidTorqueLaw(driving, loadTorque, Derived::frictionMeetsRest, state, torque))
+      return torque;
+   const ZqReal linear = linearTorque(state);
+   const ZqReal met =
+      Derived::frictionMeetsRest ? driving - loadTorque - linear : driving - loadTorque;
+   const ZqReal friction = dryFrictionTorque(met, state);
+   return keptOutputTorque(driving - linear - friction, state);
+}
+
+template <class Derived, class Base>
+ZqReal ZqDriveTrainClass<Derived, Base>::linearTorque(ZqManipulatorActiveState& state) const
+{
+   return viscousFrictionTorque(state) + stopperTorque(state);
+}
+
+template <class Derived, class Base>
+ZqReal ZqDriveTrainClass<Derived, Base>::stopperTorque(const ZqManipulatorActiveState& state) const
+{
+   return stopperLaw(state, Derived::messages.stopperTorque);
+}
+
+template <class Derived, class Base>
+ZqReal
+ZqDriveTrainClass<Derived, Base>::viscousFrictionTorque(const ZqManipulatorActiveState& state) const
+{
+   return viscousFrictionLaw(state, Derived::messages.viscousFrictionTorque);
+}
+
+template <class Derived, class Base>
+ZqReal ZqDriveTrainClass<Derived, Base>::dryFrictionTorque(ZqReal drivingTorque,
+                                                           ZqManipulatorActiveState& state) const
+{
+   return dryFrictionLaw(drivingTorque, state, Derived::messages.dryFrictionTorque);
+}
+
+template <class Derived, class Base>
+void ZqDriveTrainClass<Derived, Base>::acceleration(ZqReal inputTorque,
+                                                    ZqManipulatorActiveState& state) const
+{
+   ZqReal* const result = motorAcceleration(state, Derived::messages.acceleration);
+   if (result == nullptr)
+      return;
+   if (!motorIsBody())
+   {
+      *result = followingAcceleration(state);
+      return;
+   }
+   const ZqReal net = inputTorque * m_gearRatio * self().efficiency() - linearTorque(state) -
+                      nonRigidOutputTorque(state);
+   *result = motorAccelerationLaw(net - dryFrictionTorque(net, state));
+}
+
+template <class Derived, class Base>
+ZqReal ZqDriveTrainClass<Derived, Base>::effectiveInertia(ZqReal) const
+{
+   return effectiveInertiaLaw();
+}
+
+template <class Derived, class Base>
+void ZqDriveTrainClass<Derived, Base>::scaleBy(ZqReal scale, ZqReal jointScale)
+{
+   scaleParametersBy(scale, jointScale);
+}
+
+template <class Derived, class Base>
+void ZqDriveTrainClass<Derived, Base>::initializeActuatorStates(
+   ZqManipulatorActiveState& state) const
+{
+   initializeStates(state, Derived::messages.initializeActuatorStates);
+}
+
+template <class Derived, class Base>
+ZqReal ZqDriveTrainClass<Derived, Base>::nonRigidOutputTorque(ZqManipulatorActiveState& state) const
+{
+   return shaftLaw(state, Derived::messages.nonRigidOutputTorque);
+}

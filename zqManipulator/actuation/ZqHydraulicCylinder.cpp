@@ -78,7 +78,7 @@ void ZqHydraulicCylinder::computeStateDerivatives(ZqReal input, ZqActuatorState&
       }
    }
 
-   // What the flows and the piston do not take up compresses the fluid.
+   // The rest of the flow, beyond what the motion of the piston takes up, compresses the fluid.
    const ZqReal x = positions[j];
    const ZqReal v = velocities[j];
    const ZqReal rest = std::max(m_maximumFluidLength - x, 0.0);

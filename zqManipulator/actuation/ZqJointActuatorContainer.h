@@ -7,7 +7,7 @@ extern template class ZqXmlSingleVariableType<ZqBaseJointActuator,
                                               ZqXmlClonePointer<ZqBaseJointActuator>>;
 extern template class ZqBaseExpressionTreeContainer<ZqBaseJointActuator>;
 
-/// A container of at most one drive, of the only class of former times (`ZqOldJointActuator`).
+/// A container of at most one drive, of the only class that old documents know (`ZqOldJointActuator`).
 class ZqJointActuatorContainer : public ZqBaseExpressionTreeContainer<ZqBaseJointActuator>
 {
 public:

@@ -84,7 +84,8 @@ void ZqManipulatorSelfCollisionLinkMap::apply(const ZqLinkEdit& edit)
       ZqString lesser;
       bool isCandidate;
    };
-   // All that is named by an old label comes out before anything goes in by a new one.
+   // All entries under old labels are taken out before any is put in under a new label, since labels may
+   // be exchanged.
    std::vector<Pair> moving;
    auto& rows = mapContainer();
    for (const auto& change : edit.changedLabels())

@@ -77,7 +77,7 @@ bool holds(const ZqXmlMapType<K, Set>& map, const K& key, const Member& member)
    return members != nullptr && members->setContainer().contains(member);
 }
 
-/// An emptied set stays.
+/// Removes a member of the set of a key; the key stays even when its set is then empty.
 template <class K, class Set, class Member>
 bool removeFrom(ZqXmlMapType<K, Set>& map, const K& key, const Member& member)
 {
@@ -119,7 +119,8 @@ bool follow(ZqManipulatorLinkIdentifier& identifier, const ZqModelEdit& edit)
    return identifier.apply(edit);
 }
 
-/// Pairs of one kind may have changed their order. A set that was empty stays so.
+/// Puts pairs of two manipulators or of two links in order again after their indices or labels changed:
+/// the lesser one is the key. Keys with an empty set stay.
 template <class K, class Set>
 void follow(ZqXmlMapType<K, Set>& map, const ZqModelEdit& edit)
 {

@@ -122,7 +122,7 @@ void ZqConstraintFactor::orthogonaliseColumns()
 
 void ZqConstraintFactor::impose(const ZqReArray& b, ZqReArray& x, ZqReal mostContradiction)
 {
-   // What is along no column of U is beyond any x.
+   // The part of b that is orthogonal to all columns of U cannot be fulfilled by any x.
    m_contradiction = b;
    m_shares.resize(rank(), 1);
    for (ZqU32 j = 0; j < rank(); ++j)

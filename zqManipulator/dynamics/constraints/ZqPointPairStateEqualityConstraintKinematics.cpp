@@ -7,7 +7,8 @@
 
 namespace
 {
-/// A walk from a link towards the environment, which is null. The base comes last before it.
+/// A walk from a link over its parents to the base, and then to the environment, which is null. A fixed
+/// base counts as the environment.
 class InwardWalk
 {
 public:
@@ -18,7 +19,7 @@ public:
    }
    const ZqManipulatorLink* link() const noexcept { return m_link; }
    bool isAtBase() const { return m_link->parentLink() == nullptr; }
-   /// Whether the walk is further out than another one that is not at the same place: indices grow
+   /// Whether the walk is further out than another one that is at another place: link indices grow
    /// outwards.
    bool isBeyond(const InwardWalk& other) const
    {
@@ -46,6 +47,99 @@ private:
 ZqVector angularVelocityOf(const ZqManipulatorLink* link, ZqManipulatorActiveState& activeState)
 {
    return link != nullptr ? link->dhFrameVelocityInSystem(activeState).angular() : ZqVector();
+}
+
+struct Rows
+{
+   ZqU32 first;
+   ZqU32 count;
+};
+
+/// The motion of a point of one link against the point of another link that is in the same place, while
+/// no degree of freedom accelerates: the sum of what each joint between the links, and the base, adds.
+/// All in the system; the columns of the Jacobian along some axes.
+struct RelativeMotion
+{
+   const ZqIndividualManipulator& manipulator;
+   ZqManipulatorActiveState& activeState;
+   const ZqVector& point;
+   const ZqRotationMatrix& axes;
+   Rows rows;
+   ZqReArray& jacobian;
+   ZqVector velocity = {};
+   ZqVector acceleration = {};
+
+   void addJointsBetween(const ZqManipulatorLink* first, const ZqManipulatorLink* second);
+   void addJoint(const ZqManipulatorLink& link, ZqReal sign);
+   void addBase(ZqReal sign);
+   void setColumn(ZqU32 column, const ZqVector& motion);
+};
+
+/// Goes from both links inwards to where the two ways meet: joints that carry both links do not count.
+void RelativeMotion::addJointsBetween(const ZqManipulatorLink* first,
+                                      const ZqManipulatorLink* second)
+{
+   InwardWalk ofFirst(first, manipulator.isFixedBase());
+   InwardWalk ofSecond(second, manipulator.isFixedBase());
+   while (ofFirst.link() != ofSecond.link())
+   {
+      const bool isFirst = ofFirst.isBeyond(ofSecond);
+      InwardWalk& walk = isFirst ? ofFirst : ofSecond;
+      const ZqReal sign = isFirst ? 1.0 : -1.0;
+      if (walk.isAtBase())
+         addBase(sign);
+      else
+         addJoint(*walk.link(), sign);
+      walk.step();
+   }
+}
+
+/// A joint moves the point by its own motion, with twice the cross product of Coriolis.
+void RelativeMotion::addJoint(const ZqManipulatorLink& link, ZqReal sign)
+{
+   const ZqU32 index = link.linkIndex();
+   const ZqReal q = Zq::valueOrZero(activeState.positionState().jointPositions(), index);
+   const ZqReal rate = Zq::valueOrZero(activeState.velocityState().jointVelocities(), index);
+   const ZqCoordinateSystemTransformation& frame =
+      link.dhFrameInSystem(activeState.activePositionState());
+   const ZqRotationMatrix R(frame.orientation());
+   const ZqVector r = point - frame.translation();
+   const ZqLinkKinematicsContainer& joint = link.linkKinematicsContainer();
+
+   const ZqGeneralMotion& unit = joint.calculateVelocity(q, 1.0);
+   const ZqVector axis = R * unit.angular();
+   const ZqVector motion = R * unit.linear() + axis.cross(r);
+   setColumn(index + (manipulator.isFixedBase() ? 0 : 6), sign * motion);
+
+   const ZqVector omega = rate * axis;
+   const ZqGeneralMotion& own = joint.calculateAcceleration(q, rate, 0.0);
+   velocity += (sign * rate) * motion;
+   acceleration +=
+      sign * (R * own.linear() + (R * own.angular()).cross(r) + omega.cross(omega.cross(r)) +
+              2.0 * rate * angularVelocityOf(link.parentLink(), activeState).cross(motion));
+}
+
+/// A free base moves the point by v + omega x r.
+void RelativeMotion::addBase(ZqReal sign)
+{
+   const ZqVector r =
+      point - manipulator.dhFrameInSystem(activeState.activePositionState()).translation();
+   for (ZqU32 k = 0; k < 3; ++k)
+   {
+      const ZqVector axis(k == 0 ? 1.0 : 0.0, k == 1 ? 1.0 : 0.0, k == 2 ? 1.0 : 0.0);
+      setColumn(k, sign * axis);
+      setColumn(k + 3, sign * axis.cross(r));
+   }
+   const ZqGeneralMotion& ofBase = activeState.velocityState().generalVelocity();
+   const ZqVector turning = ofBase.angular().cross(r);
+   velocity += sign * (ofBase.linear() + turning);
+   acceleration += sign * ofBase.angular().cross(turning);
+}
+
+void RelativeMotion::setColumn(ZqU32 column, const ZqVector& motion)
+{
+   for (ZqU32 i = 0; i < rows.count; ++i)
+      jacobian[rows.first + i][column] = axes.column(i).dot(motion);
 }
 } // namespace
 
@@ -102,75 +196,14 @@ void ZqPointPairStateEqualityConstraint::addRelativeMotion(
    const ZqManipulatorLink* const second = manipulator.linkByIdentifier(m_secondLinkLabel);
    const ZqVector p = positionInSystem(first, m_firstLinkPoint, frames);
    const ZqVector gap = p - positionInSystem(second, m_secondLinkPoint, frames);
-   const ZqU32 rows = doc();
-   const ZqU32 jointColumn = manipulator.isFixedBase() ? 0 : 6;
-   const auto setColumn = [&](ZqU32 column, const ZqVector& motion)
-   {
-      for (ZqU32 i = 0; i < rows; ++i)
-         kinematics.jacobian[firstRow + i][column] = axes.column(i).dot(motion);
-   };
 
-   // The velocity and the acceleration of the first point against what passes it on the second link,
-   // while no degree of freedom accelerates: each joint adds what it does to the point, and twice the
-   // cross product of Coriolis.
-   ZqVector velocity;
-   ZqVector acceleration;
-   const auto addJoint = [&](const ZqManipulatorLink& link, ZqReal sign)
-   {
-      const ZqU32 index = link.linkIndex();
-      const ZqReal q = Zq::valueOrZero(activeState.positionState().jointPositions(), index);
-      const ZqReal rate = Zq::valueOrZero(activeState.velocityState().jointVelocities(), index);
-      const ZqCoordinateSystemTransformation& frame = link.dhFrameInSystem(frames);
-      const ZqRotationMatrix R(frame.orientation());
-      const ZqVector r = p - frame.translation();
-      const ZqLinkKinematicsContainer& joint = link.linkKinematicsContainer();
-
-      const ZqGeneralMotion& unit = joint.calculateVelocity(q, 1.0);
-      const ZqVector axis = R * unit.angular();
-      const ZqVector motion = R * unit.linear() + axis.cross(r);
-      setColumn(jointColumn + index, sign * motion);
-
-      const ZqVector omega = rate * axis;
-      const ZqGeneralMotion& own = joint.calculateAcceleration(q, rate, 0.0);
-      velocity += (sign * rate) * motion;
-      acceleration +=
-         sign * (R * own.linear() + (R * own.angular()).cross(r) + omega.cross(omega.cross(r)) +
-                 2.0 * rate * angularVelocityOf(link.parentLink(), activeState).cross(motion));
-   };
-   const auto addBase = [&](ZqReal sign)
-   {
-      const ZqVector r = p - manipulator.dhFrameInSystem(frames).translation();
-      for (ZqU32 k = 0; k < 3; ++k)
-      {
-         const ZqVector axis(k == 0 ? 1.0 : 0.0, k == 1 ? 1.0 : 0.0, k == 2 ? 1.0 : 0.0);
-         setColumn(k, sign * axis);
-         setColumn(k + 3, sign * axis.cross(r));
-      }
-      const ZqGeneralMotion& ofBase = activeState.velocityState().generalVelocity();
-      const ZqVector turning = ofBase.angular().cross(r);
-      velocity += sign * (ofBase.linear() + turning);
-      acceleration += sign * ofBase.angular().cross(turning);
-   };
-
-   // Both walks go inwards to where they meet.
-   InwardWalk ofFirst(first, manipulator.isFixedBase());
-   InwardWalk ofSecond(second, manipulator.isFixedBase());
-   while (ofFirst.link() != ofSecond.link())
-   {
-      const bool isFirst = ofFirst.isBeyond(ofSecond);
-      InwardWalk& walk = isFirst ? ofFirst : ofSecond;
-      const ZqReal sign = isFirst ? 1.0 : -1.0;
-      if (walk.isAtBase())
-         addBase(sign);
-      else
-         addJoint(*walk.link(), sign);
-      walk.step();
-   }
+   RelativeMotion motion{manipulator, activeState, p, axes, {firstRow, doc()}, kinematics.jacobian};
+   motion.addJointsBetween(first, second);
 
    // The rate of the velocity that is seen from the second link.
-   const ZqVector turning = angularVelocityOf(second, activeState).cross(velocity);
-   const ZqVector bias = acceleration - (axesTurn ? 2.0 : 1.0) * turning;
-   for (ZqU32 i = 0; i < rows; ++i)
+   const ZqVector turning = angularVelocityOf(second, activeState).cross(motion.velocity);
+   const ZqVector bias = motion.acceleration - (axesTurn ? 2.0 : 1.0) * turning;
+   for (ZqU32 i = 0; i < doc(); ++i)
    {
       const ZqVector axis = axes.column(i);
       kinematics.gap[firstRow + i][0] = axis.dot(gap);

@@ -74,8 +74,8 @@ bool ZqArbiAccelerationTool::acceleration(const ZqStatedSystem& statedSystem,
    manipulator.placeBase(activeState.activePositionState());
    computeNetTorques(manipulator, torque, externalForce, activeState, stateStruct);
 
-   // Motions outwards, articulated bodies inwards and accelerations outwards again: so no query has to
-   // go deeper than to its neighbours.
+   // Three sweeps: motions outwards, articulated bodies inwards, accelerations outwards. Each finds its
+   // neighbours done, so that no query recurses along the tree.
    const auto& links = manipulator.linkPointerVector();
    const auto inState = std::min<std::size_t>(
       {links.size(), activeState.positionState().jointPositions().size(),
@@ -87,7 +87,7 @@ bool ZqArbiAccelerationTool::acceleration(const ZqStatedSystem& statedSystem,
    for (std::size_t i = inState; i-- > 0;)
       if (links[i] != nullptr)
          links[i]->arbd(externalForce, m_netTorque, activeState, &stateStruct);
-   // The base first: the links of a reference would ask for the body of another base.
+   // The base first: links of a reference know only the base of its model, and would ask that one.
    ZqGeneralMotion ofBase = manipulator.arbiBaseAccelerationInLocal(externalForce, m_netTorque,
                                                                     activeState, &stateStruct);
    auto& jointAccelerations = result.jointAccelerations();

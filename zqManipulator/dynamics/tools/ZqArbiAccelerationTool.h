@@ -40,7 +40,7 @@ public:
                              const ZqManipulatorTorque& torque,
                              const ZqManipulatorExternalForce& externalForce,
                              ZqAccelerationState& result, ZqManipulatorActiveState* activeState);
-   /// Has the next call with null begin anew: gravity is taken from the environment, and motors are put
+   /// Lets the next call with null begin anew: gravity is taken from the environment, and motors are put
    /// to where their joints are.
    void forgetOwnState() { m_activeState = ZqManipulatorActiveState(); }
 

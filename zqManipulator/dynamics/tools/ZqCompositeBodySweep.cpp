@@ -88,7 +88,7 @@ void ZqCompositeBodySweep::run(const ZqIndividualManipulator& manipulator,
    const auto inState =
       std::min<ZqU32>({count, jointPositions.size(), positions.linkPositionStates().size(),
                        masses.linkMassStates().size()});
-   // From the tips inwards, so that no query has to go deeper than to the children.
+   // From the tips inwards: the children of a link are then done before it, and no query recurses.
    for (ZqU32 i = inState; i-- > 0;)
       if (links[i] != nullptr)
          links[i]->crbi(activeState, stateStruct);

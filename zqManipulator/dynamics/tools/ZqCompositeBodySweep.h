@@ -45,7 +45,7 @@ public:
    /// Writes the mass matrix over the leading rows and columns of an array, but for the elements of
    /// joints on different branches, which are zero.
    void writeMassMatrix(ZqReArray& array) const noexcept;
-   /// The number k of the force of a joint, the linear three first.
+   /// Component k of the force F of a joint: the force (k = 0, 1, 2), then the moment (3, 4, 5).
    ZqReal force(ZqU32 joint, ZqU32 k) const noexcept { return m_forces[k][joint]; }
 
 private:

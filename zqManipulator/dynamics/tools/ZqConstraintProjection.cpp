@@ -127,7 +127,7 @@ ZqConstraintProjection::projectPosition(const ZqStatedSystem& statedSystem,
          moveBy(part, manipulator, m_tried);
          kinematics = &placeAt(m_tried, manipulator);
          tried = length(kinematics->gap);
-         // What is closed is not divided further for what is rounding.
+         // A gap that counts as closed is good enough: the step is not halved for the sake of rounding.
          if (tried < total || gap.size <= m_tolerance)
             break;
       }

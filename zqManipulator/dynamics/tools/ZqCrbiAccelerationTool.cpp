@@ -14,7 +14,7 @@
 
 namespace
 {
-/// The part of what constraints ask for from which on they mean nothing together.
+/// Constraints contradict each other when more than this part of what they ask for cannot be fulfilled.
 constexpr ZqReal grossContradiction = 0.1;
 
 ZqReal greatest(std::span<const ZqReal> values)
@@ -210,7 +210,7 @@ ZqCrbiAccelerationTool::factorMassMatrix(const ZqIndividualManipulator& manipula
    ZqCompositeBodySweep& sweep = m_massMatrixTool.sweep();
    sweep.clear();
    calculateMassMatrix(manipulator, activeState, &stateStruct);
-   // An override may have come by the mass matrix without a sweep.
+   // A derived class may have computed the mass matrix without the sweep.
    if (!sweep.isFor(manipulator))
       sweep.run(manipulator, activeState, &stateStruct);
    if (manipulator.isFixedBase())
@@ -267,8 +267,8 @@ void ZqCrbiAccelerationTool::setConstraintBias(const ZqReArray& derivative, ZqU3
    }
 }
 
-/// Has accelerations, which are free so far, keep to the constraints. What contradicts is named, if it is
-/// more than the rounding of a Jacobian's difference.
+/// Changes unconstrained accelerations so that they fulfil the constraints. Constraints that contradict
+/// each other by more than the rounding of a numeric Jacobian derivative are named in a message.
 void ZqCrbiAccelerationTool::impose(const ZqReArray& bias,
                                     const ZqIndividualManipulator& manipulator,
                                     const ZqVelocityState& velocity, ZqReArray& accelerations)
@@ -481,7 +481,7 @@ void ZqCrbiAccelerationTool::splitJacobian(const ZqIndividualManipulator& manipu
    }
 }
 
-/// Hands out what was solved for.
+/// Copies the solution into the lists of the caller.
 void ZqCrbiAccelerationTool::scatter(const ZqIndividualManipulator& manipulator,
                                      ZqManipulatorTorque& torque,
                                      ZqAccelerationState& acceleration) const

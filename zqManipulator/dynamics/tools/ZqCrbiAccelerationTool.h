@@ -71,7 +71,7 @@ public:
                                          ZqAccelerationState& acceleration,
                                          ZqManipulatorActiveState* activeState, bool recompute);
 
-   /// Has the next call with null begin anew: gravity is taken from the environment, and motors are put
+   /// Lets the next call with null begin anew: gravity is taken from the environment, and motors are put
    /// to where their joints are.
    void forgetOwnState() { m_activeState = ZqManipulatorActiveState(); }
    /// Whether constraints enter by what `ZqStateEqualityConstraintVector::kinematics` answers, which is

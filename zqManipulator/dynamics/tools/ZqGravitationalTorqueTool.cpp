@@ -85,8 +85,8 @@ ZqGravitationalTorqueTool::gravitationalTorques(ZqManipulatorActiveState* active
    return gravitationalTorques(activeStateOr(activeState), stateStruct);
 }
 
-/// Computes what the queries of the single links then find, in an order in which none of them has to go
-/// deeper than to its neighbours.
+/// Computes motions from the base outwards and forces from the tips inwards, in the order of the indices
+/// and against it. Queries of links then find their neighbours done, and do not recurse along the tree.
 void ZqGravitationalTorqueTool::sweepInertias(ZqManipulatorActiveState& activeState,
                                               const ZqStatedSystemStruct* stateStruct) const
 {

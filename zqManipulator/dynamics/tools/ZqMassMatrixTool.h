@@ -38,7 +38,7 @@ public:
                                                        const ZqStatedSystemStruct* stateStruct);
    virtual const ZqReArray& extendedMassMatrixInSystem(ZqManipulatorActiveState* activeState,
                                                        const ZqStatedSystemStruct* stateStruct);
-   /// \name Of the basis that `nullSpaceTorque` takes when it is given none
+   /// \name The basis that `nullSpaceTorque` takes when it is given none
    /// @{
    virtual bool isFixedBase() const { return m_isFixedBase; }
    virtual void setIsFixedBase(bool fixed) { m_isFixedBase = fixed; }

@@ -40,8 +40,8 @@ void ZqTotalTorqueTool::setAccelerationState(const ZqAccelerationState& state)
    m_activeState.setAccelerationState(state);
 }
 
-/// Computes what the queries of the single links then find, in an order in which none of them has to go
-/// deeper than to its neighbours.
+/// Computes motions from the base outwards and forces from the tips inwards, in the order of the indices
+/// and against it. Queries of links then find their neighbours done, and do not recurse along the tree.
 void ZqTotalTorqueTool::sweepForces(const ZqManipulatorExternalForce& externalForce,
                                     ZqManipulatorActiveState& activeState,
                                     const ZqStatedSystemStruct* stateStruct) const

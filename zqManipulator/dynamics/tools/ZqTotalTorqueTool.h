@@ -28,7 +28,7 @@ public:
       ActuatorOutputSubtracted = 0,
       /// The linear torque of the actuator (viscous friction, stoppers) is added.
       LinearTorqueAdded = 1,
-      /// Nothing.
+      /// Nothing is added.
       BodyTorque = 2
    };
 

@@ -6,10 +6,13 @@
 #include <array>
 #include <concepts>
 #include <tuple>
+#include <type_traits>
 #include <typeinfo>
 
 /// An entry of a class's list of members: a member, the name of its element, and in a few words what
-/// it is, in which unit and frame, for the schema of documents.
+/// it is, in which unit and frame, for the schema of documents. In place of a member there may be a
+/// member function that returns a reference: it is called to read the element, and may first make
+/// what it returns. `Member` is then the type of the function.
 template <class Owner, class Member>
 struct ZqComponent
 {
@@ -57,11 +60,21 @@ consteval std::size_t count()
       return 0;
 }
 
+/// What a component's pointer leads to: a member, or what a member function returns.
+template <class Class, class Pointer>
+auto& memberOf(Class& owner, Pointer pointer)
+{
+   if constexpr (std::is_member_function_pointer_v<Pointer>)
+      return (owner.*pointer)();
+   else
+      return owner.*pointer;
+}
+
 template <class Class, auto list, std::size_t index>
 void* address(ZqXmlCompoundType& owner)
 {
    constexpr auto component = std::get<index>(list());
-   auto& member = static_cast<Class&>(owner).*(component.member);
+   auto& member = memberOf(static_cast<Class&>(owner), component.member);
    if constexpr (std::derived_from<std::remove_reference_t<decltype(member)>, ZqXmlObject>)
       return static_cast<ZqXmlObject*>(&member);
    else
@@ -71,10 +84,11 @@ void* address(ZqXmlCompoundType& owner)
 template <class Owner, class Member>
 const ZqXmlLeaf::Operations* leafOf(const ZqComponent<Owner, Member>&)
 {
-   if constexpr (std::derived_from<Member, ZqXmlObject>)
+   using Value = std::remove_reference_t<std::invoke_result_t<Member Owner::*, Owner&>>;
+   if constexpr (std::derived_from<Value, ZqXmlObject>)
       return nullptr;
    else
-      return &ZqXmlLeaf::operations<Member>();
+      return &ZqXmlLeaf::operations<Value>();
 }
 
 /// Appends the entries of one list of members of the class.

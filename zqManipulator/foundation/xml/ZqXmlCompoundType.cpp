@@ -233,6 +233,11 @@ const ZqXmlComponentTable* ZqXmlCompoundType::componentTable() const
    return nullptr;
 }
 
+bool ZqXmlCompoundType::componentsAreRegistered() const noexcept
+{
+   return m_maps != nullptr && m_maps->elements.built;
+}
+
 /// A new object of this class to compare the registered components with, when defaults are left out;
 /// what is left out must read back the same.
 std::unique_ptr<const ZqXmlCompoundType> ZqXmlCompoundType::defaultsUnless(bool all) const

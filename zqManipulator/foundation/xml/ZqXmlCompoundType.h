@@ -92,6 +92,8 @@ protected:
    void registerComponentsOf(const ZqXmlComponentTable& table);
    /// The list of the members of this object's class, if the class states one.
    virtual const ZqXmlComponentTable* componentTable() const;
+   /// Whether the maps of components hold the addresses of this object's members.
+   bool componentsAreRegistered() const noexcept;
 
 private:
    struct Maps;

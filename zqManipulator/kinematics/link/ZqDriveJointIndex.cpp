@@ -2,7 +2,8 @@
 #include "zqManipulator/actuation/ZqDriveTrain.h"
 #include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
 
-// Drives hold a link without knowing it: which joint is theirs is told here.
+// Drives hold a pointer to a class that their room does not know. The two functions that look into the
+// link, for the index of its joint, stand here.
 
 ZqU32 ZqBasePowerConverter::jointIndex() const
 {

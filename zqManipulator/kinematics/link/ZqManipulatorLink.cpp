@@ -1,5 +1,7 @@
 #include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
 
+#include "zqManipulator/actuation/ZqJointActuatorContainer.h"
+#include "zqManipulator/actuation/ZqOldJointActuator.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/xml/ZqXmlReader.h"
 #include "zqManipulator/state/ZqManipulatorActivePositionState.h"
@@ -16,36 +18,31 @@ template class ZqXmlMapType<ZqString, ZqCoordinateSystemTransformation>;
 
 constinit const ZqCoordinateSystemTransformation ZqManipulatorLink::m_theDummyTransformation;
 
+/// The drives of old documents, in both of their forms.
+struct ZqManipulatorLink::OldDrives
+{
+   ZqOldJointActuator actuator;
+   ZqJointActuatorContainer container;
+};
+
+ZqManipulatorLink::ZqManipulatorLink()
+{
+   m_jointActuator.setManipulatorLink(this);
+}
+
+ZqManipulatorLink::~ZqManipulatorLink() = default;
+
 ZqManipulatorLink::ZqManipulatorLink(const ZqManipulatorLink& other)
-   : ZqXmlClass(other), m_linkIndex(other.m_linkIndex), m_isConstrained(other.m_isConstrained),
-     m_parentLink(other.m_parentLink), m_linkKinematicsContainer(other.m_linkKinematicsContainer),
-     m_linkLabel(other.m_linkLabel), m_childLinks(other.m_childLinks),
-     m_jointActuator(other.m_jointActuator), m_baseMassProperties(other.m_baseMassProperties),
-     m_massProperties(other.m_massProperties),
-     m_massPropertiesInDHFrame(other.m_massPropertiesInDHFrame),
-     m_massPropertiesMap(other.m_massPropertiesMap),
-     m_linkReferenceDescription(other.m_linkReferenceDescription),
-     m_namedPoints(other.m_namedPoints), m_namedFrames(other.m_namedFrames),
-     m_springProperties(other.m_springProperties), m_damperProperties(other.m_damperProperties)
+   : ZqXmlClass(other), ZqLinkPlace(other), ZqLinkValues(other), m_childLinks(other.m_childLinks)
 {
    attachParts();
 }
 
-// A manipulator of the other link has lost a link, or the contents of one.
+// If the other link belongs to a manipulator, that one is told: it has lost the contents of a link.
 ZqManipulatorLink::ZqManipulatorLink(ZqManipulatorLink&& other) noexcept
-   // The base has nothing to move. NOLINTNEXTLINE(performance-move-constructor-init)
-   : ZqXmlClass(other), m_linkIndex(other.m_linkIndex), m_isConstrained(other.m_isConstrained),
-     m_parentLink(other.m_parentLink),
-     m_linkKinematicsContainer(std::move(other.m_linkKinematicsContainer)),
-     m_linkLabel(std::move(other.m_linkLabel)), m_childLinks(std::move(other.m_childLinks)),
-     m_jointActuator(std::move(other.m_jointActuator)),
-     m_baseMassProperties(other.m_baseMassProperties), m_massProperties(other.m_massProperties),
-     m_massPropertiesInDHFrame(other.m_massPropertiesInDHFrame),
-     m_massPropertiesMap(std::move(other.m_massPropertiesMap)),
-     m_linkReferenceDescription(std::move(other.m_linkReferenceDescription)),
-     m_namedPoints(std::move(other.m_namedPoints)), m_namedFrames(std::move(other.m_namedFrames)),
-     m_springProperties(std::move(other.m_springProperties)),
-     m_damperProperties(std::move(other.m_damperProperties))
+   // The base class has nothing to move. NOLINTNEXTLINE(performance-move-constructor-init)
+   : ZqXmlClass(other), ZqLinkPlace(other), ZqLinkValues(std::move(other)),
+     m_childLinks(std::move(other.m_childLinks))
 {
    attachParts();
    if (other.m_manipulator == nullptr)
@@ -59,7 +56,7 @@ ZqManipulatorLink& ZqManipulatorLink::operator=(const ZqManipulatorLink& other)
 {
    if (this == &other)
       return *this;
-   // The other link may stand below this one.
+   // Copied first, since the other link may stand below this one.
    ChildLinks children(other.m_childLinks);
    copyAllButChildLinksFrom(other);
    m_childLinks = std::move(children);
@@ -71,22 +68,10 @@ ZqManipulatorLink& ZqManipulatorLink::operator=(ZqManipulatorLink&& other) noexc
 {
    if (this == &other)
       return *this;
-   // The other link may stand below this one, and then goes with its former siblings.
+   // Taken out first: the other link may stand below this one, and would be destroyed with its siblings.
    ZqManipulatorLink taken(std::move(other));
    ZqXmlClass::operator=(taken);
-   m_isConstrained = taken.m_isConstrained;
-   m_linkKinematicsContainer = std::move(taken.m_linkKinematicsContainer);
-   m_linkLabel = std::move(taken.m_linkLabel);
-   m_jointActuator = std::move(taken.m_jointActuator);
-   m_baseMassProperties = taken.m_baseMassProperties;
-   m_massProperties = taken.m_massProperties;
-   m_massPropertiesInDHFrame = taken.m_massPropertiesInDHFrame;
-   m_massPropertiesMap = std::move(taken.m_massPropertiesMap);
-   m_linkReferenceDescription = std::move(taken.m_linkReferenceDescription);
-   m_namedPoints = std::move(taken.m_namedPoints);
-   m_namedFrames = std::move(taken.m_namedFrames);
-   m_springProperties = std::move(taken.m_springProperties);
-   m_damperProperties = std::move(taken.m_damperProperties);
+   ZqLinkValues::operator=(std::move(taken));
    treeChanges();
    m_manipulator = nullptr;
    m_childLinks = std::move(taken.m_childLinks);
@@ -103,24 +88,13 @@ void ZqManipulatorLink::copyAllButChildLinksFrom(const ZqManipulatorLink& other)
       return;
    }
    ZqXmlClass::operator=(other);
-   m_isConstrained = other.m_isConstrained;
-   m_linkKinematicsContainer = other.m_linkKinematicsContainer;
-   m_linkLabel = other.m_linkLabel;
-   m_jointActuator = other.m_jointActuator;
-   m_baseMassProperties = other.m_baseMassProperties;
-   m_massProperties = other.m_massProperties;
-   m_massPropertiesInDHFrame = other.m_massPropertiesInDHFrame;
-   m_massPropertiesMap = other.m_massPropertiesMap;
-   m_linkReferenceDescription = other.m_linkReferenceDescription;
-   m_namedPoints = other.m_namedPoints;
-   m_namedFrames = other.m_namedFrames;
-   m_springProperties = other.m_springProperties;
-   m_damperProperties = other.m_damperProperties;
+   ZqLinkValues::operator=(other);
    m_manipulator = nullptr;
    attachParts();
 }
 
-/// Has the parts that know their link know this one.
+/// Sets the pointers that lead back to this link: those of its drive, of its children, and its own
+/// reference to the link whose shapes it uses. To be called when the link or its parts are new.
 void ZqManipulatorLink::attachParts() noexcept
 {
    m_referenceLink = this;
@@ -136,21 +110,13 @@ bool ZqManipulatorLink::operator==(const ZqManipulatorLink& other) const
 
 bool ZqManipulatorLink::equalForReferencing(const ZqManipulatorLink& other) const
 {
-   return m_isConstrained == other.m_isConstrained &&
-          m_linkKinematicsContainer == other.m_linkKinematicsContainer &&
-          m_jointActuator == other.m_jointActuator &&
-          m_baseMassProperties == other.m_baseMassProperties &&
-          m_massPropertiesMap == other.m_massPropertiesMap &&
-          m_linkReferenceDescription == other.m_linkReferenceDescription &&
-          m_namedPoints == other.m_namedPoints && m_namedFrames == other.m_namedFrames &&
-          m_springProperties == other.m_springProperties &&
-          m_damperProperties == other.m_damperProperties && m_childLinks == other.m_childLinks;
+   return ZqLinkContents::operator==(other) && m_childLinks == other.m_childLinks;
 }
 
 bool ZqManipulatorLink::read(ZqXmlReader& reader)
 {
    const bool succeeded = ZqXmlClass::read(reader);
-   takeOldJointActuator();
+   takeOldDrives();
    attachParts();
    updateMassProperties();
    updateDHMassProperties();
@@ -173,18 +139,42 @@ bool ZqManipulatorLink::write(ZqXmlWriter& writer) const
    return succeeded;
 }
 
-/// Takes over the drive that an old document holds, in one form or the other; the container counts.
-void ZqManipulatorLink::takeOldJointActuator()
+ZqOldJointActuator& ZqManipulatorLink::oldJointActuator()
 {
+   return oldDrives().actuator;
+}
+
+ZqJointActuatorContainer& ZqManipulatorLink::oldJointActuatorContainer()
+{
+   return oldDrives().container;
+}
+
+/// Made when the document that is read has one, or when the components are registered.
+ZqManipulatorLink::OldDrives& ZqManipulatorLink::oldDrives()
+{
+   if (!m_oldDrives)
+      m_oldDrives = std::make_unique<OldDrives>();
+   return *m_oldDrives;
+}
+
+/// Turns the drive that an old document holds into the link's drive; of its two forms, the one in the
+/// container counts. Nothing of it is left for the next document.
+void ZqManipulatorLink::takeOldDrives()
+{
+   if (!m_oldDrives)
+      return;
+   auto& [actuator, container] = *m_oldDrives;
    const ZqOldJointActuator none;
-   if (m_oldJointActuator != none)
-      m_jointActuator.setFromOldJointActuator(m_oldJointActuator);
-   const auto* contained =
-      dynamic_cast<const ZqOldJointActuator*>(m_oldJointActuatorContainer.topElement());
+   if (actuator != none)
+      m_jointActuator.setFromOldJointActuator(actuator);
+   const auto* contained = dynamic_cast<const ZqOldJointActuator*>(container.topElement());
    if (contained != nullptr && *contained != none)
       m_jointActuator.setFromOldJointActuator(*contained);
-   m_oldJointActuator = none;
-   m_oldJointActuatorContainer.setAndDeleteTopElementPointer(nullptr);
+   actuator = none;
+   container.setAndDeleteTopElementPointer(nullptr);
+   // Where the maps of components hold their addresses, they stay.
+   if (!componentsAreRegistered())
+      m_oldDrives.reset();
 }
 
 void ZqManipulatorLink::registerComponentsForBase()
@@ -201,7 +191,7 @@ void ZqManipulatorLink::setLinkLabel(const ZqString& label)
 
 void ZqManipulatorLink::appendToAllLabels(const ZqString& suffix)
 {
-   // It may be a label that is about to change. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+   // A copy: the argument may be a label that is about to change. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
    const ZqString added = suffix;
    setLinkLabel(linkLabel() + added);
    for (ZqManipulatorLink& child : childLinks())
@@ -210,7 +200,7 @@ void ZqManipulatorLink::appendToAllLabels(const ZqString& suffix)
 
 void ZqManipulatorLink::relabelSubtree(const ZqString& prefix, ZqU32& counter)
 {
-   // It may be a label that is about to change. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+   // A copy: the argument may be a label that is about to change. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
    const ZqString start = prefix;
    setLinkLabel(start + ZqINT2STRING(counter, 10));
    ++counter;
@@ -244,7 +234,7 @@ void ZqManipulatorLink::setJointActuator(const ZqJointActuator& actuator)
 
 void ZqManipulatorLink::setChildLinks(const ChildLinks& links)
 {
-   // The links may stand below this one.
+   // Copied first, since the links may stand below this one.
    ChildLinks children(links);
    treeChanges();
    m_childLinks = std::move(children);
@@ -367,7 +357,7 @@ ZqManipulatorLink::placeInSystem(ZqManipulatorActivePositionState& activeState,
    if (m_linkIndex >= jointPositions.size())
       return nullptr;
 
-   // What is stale towards the base is filled in first.
+   // The frame of the parent comes first; where it is stale, this recurses towards the base.
    const auto* parentFrame = &ZqCoordinateSystemTransformation::identity();
    if (m_parentLink != nullptr)
    {
@@ -376,6 +366,7 @@ ZqManipulatorLink::placeInSystem(ZqManipulatorActivePositionState& activeState,
                        ? &links[parent].dhFrame()
                        : &m_parentLink->dhFrameInSystem(activeState);
    }
+   // Then the transformation of the joint at its position, and the frame fixed in the link.
    ZqLinkPositionState& own = activeState.record(m_linkIndex);
    const auto* jointTransform = &ZqCoordinateSystemTransformation::identity();
    const auto* primaryFrame = jointTransform;
@@ -410,7 +401,7 @@ bool ZqManipulatorLink::setLinkReferences(const LinkPointerMap& labelToLink)
 
 bool ZqManipulatorLink::useReferencesWherePossible(const LinkPointerVector& links)
 {
-   // Links have no shapes yet that could differ.
+   // Links have no shapes yet: those of any two are equal.
    const auto end =
       links.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(linkIndex(), links.size()));
    const auto candidate = std::find_if(
@@ -454,7 +445,7 @@ void ZqManipulatorLink::apply(const ZqLinkEdit& edit)
       child.apply(edit);
 }
 
-/// With all below it.
+/// The link and its subtree belong to no manipulator any more.
 void ZqManipulatorLink::leaveManipulator() noexcept
 {
    m_manipulator = nullptr;

@@ -1,15 +1,7 @@
 #pragma once
 
-#include "zqManipulator/actuation/ZqJointActuator.h"
-#include "zqManipulator/actuation/ZqJointActuatorContainer.h"
-#include "zqManipulator/actuation/ZqOldJointActuator.h"
-#include "zqManipulator/dynamics/bodies/ZqRigidBodyMassProperties.h"
-#include "zqManipulator/foundation/xml/ZqXmlMapType.h"
 #include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
-#include "zqManipulator/kinematics/joint/ZqLinkKinematicsContainer.h"
-#include "zqManipulator/simulation/records/ZqDamperProperties.h"
-#include "zqManipulator/simulation/records/ZqSpringProperties.h"
-#include "zqManipulator/tools/labels/ZqReferenceDescription.h"
+#include "zqManipulator/kinematics/link/ZqLinkContents.h"
 
 #include <map>
 #include <memory>
@@ -17,6 +9,7 @@
 
 class ZqArticulatedBodyDynamics;
 class ZqIndividualManipulator;
+class ZqJointActuatorContainer;
 class ZqLineSegment;
 class ZqLinkEdit;
 class ZqLinkArticulationState;
@@ -27,6 +20,7 @@ class ZqManipulatorActivePositionState;
 class ZqManipulatorActiveState;
 class ZqManipulatorExternalForce;
 class ZqManipulatorTorque;
+class ZqOldJointActuator;
 class ZqStatedSystemStruct;
 
 /// One rigid body of a manipulator, with the joint that connects it to its parent and, by value, its
@@ -43,15 +37,14 @@ class ZqStatedSystemStruct;
 /// Since children are held by value, a pointer to a link lives until its tree changes or moves. A
 /// manipulator notices when the tree below one of its links changes, and numbers its links anew before
 /// it is next asked for one.
-class ZqManipulatorLink : public ZqXmlClass<ZqManipulatorLink>
+class ZqManipulatorLink : public ZqXmlClass<ZqManipulatorLink>,
+                          private ZqLinkPlace,
+                          public ZqLinkValues
 {
 public:
    using ChildLinks = ZqXmlVectorType<ZqManipulatorLink>;
    using LinkPointerVector = std::vector<ZqManipulatorLink*>;
    using LinkPointerMap = std::map<ZqString, ZqManipulatorLink*>;
-   using MassPropertiesMap = ZqXmlMapType<ZqString, ZqRigidBodyMassProperties>;
-   using NamedPoints = ZqXmlMapType<ZqString, ZqVector>;
-   using NamedFrames = ZqXmlMapType<ZqString, ZqCoordinateSystemTransformation>;
 
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorLinkToken; }
    static constexpr const char* documentation =
@@ -68,9 +61,9 @@ public:
                      "links that hang on this one"},
          ZqComponent{&This::m_jointActuator, &ZqManip::ZqCompositeJointActuatorToken,
                      "drive of the joint"},
-         ZqReadOnlyComponent(&This::m_oldJointActuator, &ZqManip::ZqJointActuatorToken,
+         ZqReadOnlyComponent(&This::oldJointActuator, &ZqManip::ZqJointActuatorToken,
                              "drive of old documents"),
-         ZqReadOnlyComponent(&This::m_oldJointActuatorContainer,
+         ZqReadOnlyComponent(&This::oldJointActuatorContainer,
                              &ZqManip::ZqJointActuatorContainerToken, "drive of old documents"),
          ZqComponent{&This::m_baseMassProperties, &ZqManip::ZqMassPropertiesToken,
                      "mass of the bare link, in its primary frame"},
@@ -102,7 +95,7 @@ public:
    bool readValueFromToken(const ZqToken& token, ZqXmlReader& reader) override;
    bool write(ZqXmlWriter& writer) const override;
 
-   ZqManipulatorLink() { m_jointActuator.setManipulatorLink(this); }
+   ZqManipulatorLink();
    /// The copy has the parent and the index of the other link until it is given its own, and belongs to
    /// no manipulator.
    ZqManipulatorLink(const ZqManipulatorLink& other);
@@ -110,7 +103,7 @@ public:
    /// The link keeps its own parent and index.
    ZqManipulatorLink& operator=(const ZqManipulatorLink& other);
    ZqManipulatorLink& operator=(ZqManipulatorLink&& other) noexcept;
-   ~ZqManipulatorLink() override = default;
+   ~ZqManipulatorLink() override;
    /// All but the children. From itself, it empties its children, and nothing else.
    void copyAllButChildLinksFrom(const ZqManipulatorLink& other);
    /// `equalForReferencing`, and equal labels.
@@ -132,9 +125,9 @@ public:
    /// \name Tree
    /// @{
    virtual const ChildLinks& childLinks() const { return m_childLinks; }
-   /// For a change that follows at once: the manipulator looks when it is next asked for a link, and
-   /// does not watch the reference any longer. A change by one that was kept wants a call of
-   /// `mapManipulator`.
+   /// For a change that is made at once: when the manipulator is next asked for a link, it looks whether
+   /// the children have changed, and only then. After a change through a reference that was kept beyond
+   /// that, call `mapManipulator`.
    virtual ChildLinks& childLinks()
    {
       if (m_manipulator != nullptr)
@@ -394,8 +387,8 @@ public:
    /// Registers the components that the base of a manipulator has.
    virtual void registerComponentsForBase();
    virtual void updateMassProperties();
-   /// What the subtree holds by label, springs, dampers and references to links, follows the links of
-   /// the manipulator.
+   /// Changes the labels that springs, dampers and references in the subtree hold as an edit of the
+   /// manipulator's links says.
    void apply(const ZqLinkEdit& edit);
 
 protected:
@@ -432,13 +425,18 @@ protected:
 private:
    friend class ZqIndividualManipulator; // numbers the tree
 
+   struct OldDrives;
+
    void attachParts() noexcept;
    // Tell the manipulator that its maps may not be right any more.
    void lendChildren();
    void treeChanges() noexcept;
    void labelChanges() noexcept;
    void leaveManipulator() noexcept;
-   void takeOldJointActuator();
+   ZqOldJointActuator& oldJointActuator();
+   ZqJointActuatorContainer& oldJointActuatorContainer();
+   OldDrives& oldDrives();
+   void takeOldDrives();
    const ZqRigidBodyMassProperties&
    withAttachments(const ZqRigidBodyMassProperties& own, const ZqStatedSystemStruct* stateStruct,
                    const ZqCoordinateSystemTransformation* outer) const;
@@ -458,34 +456,13 @@ private:
                                        ZqManipulatorActiveState& activeState,
                                        const ZqStatedSystemStruct* stateStruct) const;
 
-   // What a query of frames touches stands together.
-   ZqU32 m_linkIndex = ZqNoLinkIndex;
-   bool m_isConstrained = false;
-   ZqManipulatorLink* m_parentLink = nullptr; ///< not owned
-   ZqLinkKinematicsContainer m_linkKinematicsContainer;
    ZqIndividualManipulator* m_manipulator = nullptr; ///< not owned
    ZqManipulatorLink* m_referenceLink = this;        ///< not owned
-   ZqString m_linkLabel;
    ChildLinks m_childLinks;
-   ZqJointActuator m_jointActuator;
-   ZqRigidBodyMassProperties m_baseMassProperties = ZqRigidBodyMassProperties::nullObject();
-   ZqRigidBodyMassProperties m_massProperties = ZqRigidBodyMassProperties::nullObject();
-   ZqRigidBodyMassProperties m_massPropertiesInDHFrame = ZqRigidBodyMassProperties::nullObject();
    /// The result of a query with attachments, once there was one.
    mutable std::unique_ptr<ZqRigidBodyMassProperties> m_massPropertiesWithAttachments;
-   MassPropertiesMap m_massPropertiesMap;
-   ZqLinkReferenceDescription m_linkReferenceDescription;
-   NamedPoints m_namedPoints;
-   NamedFrames m_namedFrames;
-   ZqSpringProperties m_springProperties;
-   ZqDamperProperties m_damperProperties;
-   // Filled and emptied by reading.
-   ZqOldJointActuator m_oldJointActuator;
-   ZqJointActuatorContainer m_oldJointActuatorContainer;
+   std::unique_ptr<OldDrives> m_oldDrives; ///< while a document is read that has them
 };
 
 extern template class ZqXmlClass<ZqManipulatorLink>;
 extern template class ZqXmlVectorType<ZqManipulatorLink>;
-extern template class ZqXmlMapType<ZqString, ZqRigidBodyMassProperties>;
-extern template class ZqXmlMapType<ZqString, ZqVector>;
-extern template class ZqXmlMapType<ZqString, ZqCoordinateSystemTransformation>;

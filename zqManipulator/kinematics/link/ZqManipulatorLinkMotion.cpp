@@ -53,8 +53,8 @@ inline ZqLinkVelocityState* velocityRecord(ZqManipulatorActiveState& activeState
 }
 
 /// The record of a link for which the position has one, or of the base; null for any other link. A state
-/// of accelerations may be shorter than that of positions, and then gets all the records that it lacks:
-/// none that was answered from moves when an outer link is asked.
+/// of accelerations may be shorter than that of positions; it is then brought to the same size at once,
+/// so that later queries of outer links do not move records to which references were returned.
 inline ZqLinkAccelerationState* accelerationRecord(ZqManipulatorActiveState& activeState,
                                                    ZqU32 index)
 {
@@ -82,7 +82,7 @@ ZqSecondMoment centralSecondMoment(const ZqRigidBodyMassProperties& body, const 
 }
 } // namespace
 
-/// The masses in the DH frame; most queries know of no scene.
+/// The masses in the DH frame, inline for the common case of a query without a scene.
 inline const ZqRigidBodyMassProperties&
 ZqManipulatorLink::dhMasses(const ZqStatedSystemStruct* stateStruct) const
 {
@@ -103,7 +103,8 @@ ZqManipulatorLink::withDhTransform(ZqManipulatorActivePositionState& activeState
    return own;
 }
 
-/// The answers of a link, which are at hand when links are asked in the order of their indices.
+/// Velocity and acceleration of the DH frame: from the record if it is valid, which it is when links are
+/// asked in the order of their indices, and else by the virtual query.
 inline const ZqGeneralMotion& ZqManipulatorLink::velocityOf(const ZqManipulatorLink& link,
                                                             ZqManipulatorActiveState& activeState)
 {
@@ -225,6 +226,7 @@ ZqManipulatorLink::dhFrameAccelerationInLocal(ZqManipulatorActiveState& activeSt
    ZqVector linear;
    ZqVector angular;
    ZqVector omega; // of the inboard frame, in the axes of the DH frame
+   // What the parent passes on: R^T (a + alpha x p + omega x (omega x p)), and R^T alpha.
    if (m_parentLink != nullptr)
    {
       const ZqVector& parentOmega = velocityOf(*m_parentLink, activeState).angular();
@@ -239,6 +241,7 @@ ZqManipulatorLink::dhFrameAccelerationInLocal(ZqManipulatorActiveState& activeSt
    }
    if (const ZqLinkKinematics* joint = m_linkKinematicsContainer.topElement())
    {
+      // What the joint adds: its own acceleration, and the Coriolis terms of its velocity.
       const ZqReal q = jointPosition(activeState, m_linkIndex);
       const ZqReal qd = Zq::valueOrZero(activeState.velocityState().jointVelocities(), m_linkIndex);
       const ZqReal qdd =
@@ -356,7 +359,7 @@ ZqManipulatorLink::spatialMomentumRateInLocal(ZqManipulatorActiveState& activeSt
    return own->momentumRateInLocal();
 }
 
-/// The link's own value and those of its children, turned into its axes.
+/// The link's own value plus those of its children, each turned into the link's axes.
 ZqGeneralMotion ZqManipulatorLink::sumOverChildren(const ZqGeneralMotion& own,
                                                    ZqManipulatorActiveState& activeState,
                                                    CompositeQuery query,
@@ -423,7 +426,7 @@ ZqBoolean ZqManipulatorLink::computeMomentFromLinearAcceleration(
    const ZqVector acceleration = comAccelerationInLocal(activeState, stateStruct).linear();
    const ZqCoordinateSystemTransformation& frame =
       dhFrameInSystem(activeState.activePositionState());
-   // The result may be the point.
+   // Summed apart, since the caller may pass one vector as both point and moment.
    ZqVector sum = (frame * center - point).cross(frame.orientation() * acceleration) *
                   massProperties(stateStruct).mass();
    for (const ZqManipulatorLink& child : childLinks())
@@ -450,18 +453,20 @@ ZqManipulatorLink::forceOnBody(const ZqManipulatorExternalForce& externalForce,
    return external == nullptr ? force : force - *external;
 }
 
-/// Makes the record that of the force that moves the link and its subtree, for a link that the position
-/// has.
+/// Fills the record of a link with the force that moves it and its subtree: one inward step of Newton
+/// and Euler. The state has a position for the link.
 void ZqManipulatorLink::gatherForces(ZqLinkForceState& record,
                                      const ZqManipulatorExternalForce& externalForce,
                                      ZqManipulatorActiveState& activeState,
                                      const ZqStatedSystemStruct* stateStruct) const
 {
+   // The link's own body.
    const ZqGeneralForce own = forceOnBody(externalForce, activeState, stateStruct);
    ZqVector force = own.force();
    ZqVector moment = own.moment();
    for (const ZqManipulatorLink& child : childLinks())
    {
+      // The force at the child's joint, computed first where it is stale.
       const ZqLinkForceState* ofChild = recordOf(activeState.activeForceState(), child.m_linkIndex);
       const ZqGeneralForce& part =
          ofChild != nullptr && ofChild->localDhValid()
@@ -469,6 +474,7 @@ void ZqManipulatorLink::gatherForces(ZqLinkForceState& record,
             : child.dhFrameForceInLocal(externalForce, activeState, stateStruct);
       if (recordOf(activeState.activePositionState(), child.m_linkIndex) == nullptr)
          continue;
+      // Turned into the axes of this link, and moved to its origin.
       const ZqLinkPositionState& place = child.withDhTransform(activeState.activePositionState());
       const ZqVector turned = place.dhRotation() * part.force();
       force += turned;
@@ -498,7 +504,8 @@ ZqManipulatorLink::dhFrameForceInLocal(const ZqManipulatorExternalForce& externa
    return own->dhFrameForceInLocal();
 }
 
-/// Makes the record that of the link and its subtree as one body, for a link that the position has.
+/// Fills the record of a link with the masses of its subtree as one rigid body, about the origin of its
+/// DH frame. The state has a position for the link.
 void ZqManipulatorLink::composeBody(ZqLinkMassState& record, ZqManipulatorActiveState& activeState,
                                     const ZqStatedSystemStruct* stateStruct) const
 {
@@ -506,6 +513,7 @@ void ZqManipulatorLink::composeBody(ZqLinkMassState& record, ZqManipulatorActive
    sum = dhMasses(stateStruct);
    for (const ZqManipulatorLink& child : childLinks())
    {
+      // The child's subtree, about the child's origin, is moved to this link's.
       const ZqRigidBodyMassProperties& part = child.crbi(activeState, stateStruct);
       if (child.m_linkIndex >= activeState.activePositionState().size())
          continue;
@@ -531,16 +539,19 @@ ZqManipulatorLink::crbi(ZqManipulatorActiveState& activeState,
    return own.crbi();
 }
 
-/// Makes the record that of the link and its subtree, for a link that the position has.
+/// Fills the record of a link with the articulated body of its subtree: one inward step of Featherstone.
+/// The state has a position for the link.
 void ZqManipulatorLink::articulateBody(ZqLinkArticulationState& record,
                                        const ZqManipulatorExternalForce& externalForce,
                                        const ZqManipulatorTorque& torque,
                                        ZqManipulatorActiveState& activeState,
                                        const ZqStatedSystemStruct* stateStruct) const
 {
+   // The link alone, as if it had no children.
    ZqArticulatedBodyDynamics& body = record.arbdInPlace();
    body.setInertiaFromRigidBody(dhMasses(stateStruct));
    body.setBias(forceOnBody(externalForce, activeState, stateStruct));
+   // Each child, less what the freedom of its joint takes away.
    for (const ZqManipulatorLink& child : childLinks())
       child.addArbdToParent(body, externalForce, torque, activeState, stateStruct);
    record.setArbdValid(true);
@@ -579,7 +590,8 @@ void ZqManipulatorLink::addArbdToParent(ZqArticulatedBodyDynamics& parentArbd,
    }
 }
 
-/// The acceleration that the parent passes on, in the axes of the DH frame.
+/// The acceleration that torques add to the parent, at the origin of this link and in its axes: one
+/// outward step of Featherstone. Zero at a root.
 ZqGeneralMotion ZqManipulatorLink::inboardAcceleration(
    const ZqManipulatorExternalForce& externalForce, const ZqManipulatorTorque& torque,
    ZqManipulatorActiveState& activeState, const ZqStatedSystemStruct* stateStruct) const
@@ -611,10 +623,12 @@ ZqReal ZqManipulatorLink::arbiJointAcceleration(const ZqManipulatorExternalForce
    ZqLinkArticulationState& own = articulations.record(m_linkIndex);
    if (own.supplementalJointAccelerationValid())
       return own.supplementalJointAcceleration();
-   // What is asked of the parent first also answers for the children, so that recursion stays shallow.
+   // The parent's acceleration comes first. Computing it also makes the articulated body of this link
+   // valid, so that the query of the body below does not recurse again.
    const ZqGeneralMotion inboard =
       inboardAcceleration(externalForce, torque, activeState, stateStruct);
    const ZqArticulatedBodyDynamics& body = arbd(externalForce, torque, activeState, stateStruct);
+   // qdd = (torque - s . (I a + bias)) / (s . I s + inertia of the drive)
    const ZqReal q = jointPosition(activeState, m_linkIndex);
    const ZqReal numerator =
       Zq::valueOrZero(torque.jointTorques(), m_linkIndex) -
@@ -644,7 +658,7 @@ const ZqGeneralMotion& ZqManipulatorLink::arbiSupplementalDhFrameAccelerationInL
    ZqLinkArticulationState& own = articulations.record(m_linkIndex);
    if (!own.supplementalDhAccelerationValid())
    {
-      // It gives the frame's acceleration too, unless the joint's was there before.
+      // This query sets the acceleration of the frame as well, but not when that of the joint was valid.
       const ZqReal acceleration =
          arbiJointAcceleration(externalForce, torque, activeState, stateStruct);
       if (!own.supplementalDhAccelerationValid())

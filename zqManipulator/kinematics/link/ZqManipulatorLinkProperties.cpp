@@ -123,7 +123,7 @@ ZqReal ZqManipulatorLink::totalLocalTorque(const ZqManipulatorActiveState& activ
 
 void ZqManipulatorLink::scaleIndividualLinkBy(ZqReal scale)
 {
-   // Assigned, so that nothing stays that was computed of the unscaled body.
+   // Assigned, since a copy has none of the results that were computed for the unscaled body.
    ZqRigidBodyMassProperties scaled = m_baseMassProperties;
    scaled.scaleBy(scale);
    m_baseMassProperties = scaled;
@@ -157,7 +157,7 @@ ZqReal ZqManipulatorLink::upperBoundSubmanipulatorExtentDistance() const
 
 namespace
 {
-/// Adds when the name is new.
+/// Adds a value under a name that is not taken.
 template <class Map, class Value>
 void addNamed(Map& map, const ZqString& name, const Value& value, const char* message)
 {

@@ -22,17 +22,7 @@ ZqIndividualManipulator::ZqIndividualManipulator()
 }
 
 ZqIndividualManipulator::ZqIndividualManipulator(const ZqIndividualManipulator& other)
-   : ZqXmlClass(other), m_manipulatorLabel(other.m_manipulatorLabel),
-     m_coordSysXForm(other.m_coordSysXForm),
-     m_absoluteBoundingSphere(other.absoluteBoundingSphere()), m_isFixedBase(other.m_isFixedBase),
-     m_optimizeOnLoad(other.m_optimizeOnLoad), m_isControllable(other.m_isControllable),
-     m_manipulatorReferenceDescription(other.m_manipulatorReferenceDescription),
-     m_stateEqualityConstraints(other.m_stateEqualityConstraints),
-     m_stoppingCriteria(other.m_stoppingCriteria), m_displayLinkIndices(other.m_displayLinkIndices),
-     m_selfCollisionLinkMap(other.m_selfCollisionLinkMap),
-     m_usingManipulatorLabels(other.m_usingManipulatorLabels),
-     m_linkLabelMapping(other.m_linkLabelMapping), m_linkCollisionTest(other.linkCollisionTest()),
-     m_allPairsAreExcluded(other.m_allPairsAreExcluded)
+   : ZqXmlClass(other), ZqManipulatorValues(other.presentValues())
 {
    setParentLink(nullptr);
    ZqIndividualManipulator::mapManipulator();
@@ -45,20 +35,8 @@ ZqIndividualManipulator::ZqIndividualManipulator(ZqIndividualManipulator&& other
 
 ZqIndividualManipulator::ZqIndividualManipulator(ZqIndividualManipulator&& other,
                                                  bool mapsAreRight) noexcept
-   : ZqXmlClass(std::move(other)), m_manipulatorLabel(std::move(other.m_manipulatorLabel)),
-     m_coordSysXForm(other.m_coordSysXForm),
-     m_absoluteBoundingSphere(other.m_absoluteBoundingSphere), m_isFixedBase(other.m_isFixedBase),
-     m_optimizeOnLoad(other.m_optimizeOnLoad), m_isControllable(other.m_isControllable),
-     m_manipulatorReferenceDescription(std::move(other.m_manipulatorReferenceDescription)),
-     m_stateEqualityConstraints(std::move(other.m_stateEqualityConstraints)),
-     m_stoppingCriteria(std::move(other.m_stoppingCriteria)),
-     m_displayLinkIndices(std::move(other.m_displayLinkIndices)),
-     m_selfCollisionLinkMap(std::move(other.m_selfCollisionLinkMap)),
-     m_manipulatorIndex(other.m_manipulatorIndex),
-     m_usingManipulatorLabels(std::move(other.m_usingManipulatorLabels)),
-     m_linkLabelMapping(std::move(other.m_linkLabelMapping)),
-     m_linkCollisionTest(std::move(other.m_linkCollisionTest)),
-     m_allPairsAreExcluded(other.m_allPairsAreExcluded)
+   : ZqXmlClass(std::move(other)), ZqManipulatorValues(std::move(other)),
+     m_manipulatorIndex(other.m_manipulatorIndex)
 {
    setParentLink(nullptr);
    takeMapsFrom(other, mapsAreRight);
@@ -78,21 +56,7 @@ ZqIndividualManipulator::operator=(ZqIndividualManipulator&& other) noexcept
       return *this;
    const bool mapsAreRight = other.mapsAreRight();
    ZqXmlClass::operator=(std::move(other));
-   m_manipulatorLabel = std::move(other.m_manipulatorLabel);
-   m_coordSysXForm = other.m_coordSysXForm;
-   m_absoluteBoundingSphere = other.m_absoluteBoundingSphere;
-   m_isFixedBase = other.m_isFixedBase;
-   m_optimizeOnLoad = other.m_optimizeOnLoad;
-   m_isControllable = other.m_isControllable;
-   m_manipulatorReferenceDescription = std::move(other.m_manipulatorReferenceDescription);
-   m_stateEqualityConstraints = std::move(other.m_stateEqualityConstraints);
-   m_stoppingCriteria = std::move(other.m_stoppingCriteria);
-   m_displayLinkIndices = std::move(other.m_displayLinkIndices);
-   m_selfCollisionLinkMap = std::move(other.m_selfCollisionLinkMap);
-   m_usingManipulatorLabels = std::move(other.m_usingManipulatorLabels);
-   m_linkLabelMapping = std::move(other.m_linkLabelMapping);
-   m_linkCollisionTest = std::move(other.m_linkCollisionTest);
-   m_allPairsAreExcluded = other.m_allPairsAreExcluded;
+   ZqManipulatorValues::operator=(std::move(other));
    takeMapsFrom(other, mapsAreRight);
    return *this;
 }
@@ -111,7 +75,7 @@ void ZqIndividualManipulator::takeMapsFrom(ZqIndividualManipulator& other,
    m_linkPointerMap = std::move(other.m_linkPointerMap);
    other.m_linkPointerVector.clear();
    other.m_linkPointerMap.clear();
-   // The links below the base have not moved: only who refers to the base is told.
+   // The links below the base stay where they are in memory; only pointers to the base change.
    setManipulatorPointer(this);
    for (auto& [label, link] : m_linkPointerMap)
       if (link == &other)
@@ -136,15 +100,12 @@ bool ZqIndividualManipulator::operator==(const ZqIndividualManipulator& other) c
 
 bool ZqIndividualManipulator::equalForReferencing(const ZqIndividualManipulator& other) const
 {
-   return ZqManipulatorLink::equalForReferencing(other) &&
-          m_coordSysXForm == other.m_coordSysXForm &&
-          absoluteBoundingSphere() == other.absoluteBoundingSphere() &&
-          m_isFixedBase == other.m_isFixedBase && m_optimizeOnLoad == other.m_optimizeOnLoad &&
-          m_manipulatorReferenceDescription == other.m_manipulatorReferenceDescription &&
-          m_stateEqualityConstraints == other.m_stateEqualityConstraints &&
-          m_stoppingCriteria == other.m_stoppingCriteria &&
-          m_displayLinkIndices == other.m_displayLinkIndices &&
-          m_selfCollisionLinkMap == other.m_selfCollisionLinkMap;
+   if (!ZqManipulatorLink::equalForReferencing(other))
+      return false;
+   // So that the bounding spheres are those of the trees as they are now.
+   bringMapsUpToDate();
+   other.bringMapsUpToDate();
+   return ZqManipulatorContents::operator==(other);
 }
 
 bool ZqIndividualManipulator::read(ZqXmlReader& reader)
@@ -178,7 +139,7 @@ void ZqIndividualManipulator::setFromLink(const ZqManipulatorLink& link)
 {
    ZqManipulatorLink::operator=(link);
    setParentLink(nullptr);
-   // Not that of the link, which may have been one of this tree.
+   // The label that this base has now: the link may have stood in this tree, and be gone.
    m_manipulatorLabel = linkLabel();
    m_coordSysXForm.setToIdentity();
    fitAbsoluteBoundingSphere();
@@ -229,11 +190,11 @@ bool ZqIndividualManipulator::mapManipulator(LinkPointerVector& links, LinkPoint
 
 namespace
 {
-/// One for all manipulators: maps become stale so rarely that nobody waits.
+/// One lock for all manipulators: maps are rebuilt so seldom that threads hardly ever wait for it.
 constinit std::mutex mapsLock;
 } // namespace
 
-/// Any of several threads that ask at once may come here; the others wait, and find it done.
+/// Several threads may ask at once: the first one rebuilds, the others wait and find the maps right.
 void ZqIndividualManipulator::rebuildMaps()
 {
    const std::scoped_lock lock(mapsLock);
@@ -250,7 +211,7 @@ void ZqIndividualManipulator::rebuildMaps()
    m_staleness.store(0, std::memory_order_release);
 }
 
-// What the links tell of their changes
+// What links tell their manipulator about changes
 
 void ZqManipulatorLink::treeChanges() noexcept
 {
@@ -269,7 +230,8 @@ void ZqManipulatorLink::lendChildren()
    m_manipulator->childrenAreLent(*this);
 }
 
-/// Only one loan is watched: with a second one, the tree counts as changed.
+/// Keeps the address and the number of the children of one link, to see later whether they changed. When
+/// a second link lends its children before that, the tree counts as changed.
 void ZqIndividualManipulator::childrenAreLent(const ZqManipulatorLink& lender)
 {
    if ((m_staleness & ChildrenLent) == 0)
@@ -283,7 +245,7 @@ void ZqIndividualManipulator::childrenAreLent(const ZqManipulatorLink& lender)
       m_staleness |= TreeChanged;
 }
 
-/// Links that took the place of others have told so themselves.
+/// Only number and address are compared: a link that is assigned to reports it by itself (`treeChanges`).
 bool ZqIndividualManipulator::lentChildrenChanged() const
 {
    const auto& children = m_lender->m_childLinks.vectorContainer();
@@ -311,7 +273,7 @@ ZqLinkEdit::Labels ZqIndividualManipulator::linkLabels() const
 void ZqIndividualManipulator::keepRecord(Record* record)
 {
    bringMapsUpToDate();
-   // What was assigned as a whole holds what is right for it.
+   // What the manipulator holds is right already, also after an assignment; only the record is not.
    if (m_record != nullptr)
       m_record->edit = m_record->edit.then(ZqLinkEdit::matched(m_record->labels, linkLabels()));
    m_record = record;
@@ -341,7 +303,7 @@ void ZqIndividualManipulator::apply(const ZqLinkEdit& edit)
    }
 }
 
-/// The links may have got labels by themselves, or others may stand in the tree.
+/// Finds what changed without an operation of the manipulator, by comparing labels, and applies it.
 void ZqIndividualManipulator::followUnknownChange()
 {
    const ZqLinkEdit::Labels labels = linkLabels();
@@ -351,10 +313,10 @@ void ZqIndividualManipulator::followUnknownChange()
                                      : ZqLinkEdit::matched(m_record->labels, labels));
 }
 
-/// What every change of the tree entails.
+/// To be called after each change of the tree, with the record of the change.
 void ZqIndividualManipulator::afterChangeOfTree(const ZqLinkEdit& edit)
 {
-   // The tree of a reference is not the one that its labels and indices are of.
+   // What a reference holds by label or index is about the links of its model, not about its own tree.
    if (!isReference())
       apply(edit);
    mapManipulator();
@@ -362,7 +324,8 @@ void ZqIndividualManipulator::afterChangeOfTree(const ZqLinkEdit& edit)
    fitAbsoluteBoundingSphere();
 }
 
-/// Labels change at once, whatever order they are set in, and those of the concrete reference too.
+/// Runs an operation that changes labels, and then applies all changes together, so that the order in
+/// which labels are set does not matter. Labels of the concrete reference are followed as well.
 template <class Operation>
 void ZqIndividualManipulator::relabel(const Operation& operation)
 {
@@ -421,7 +384,7 @@ bool ZqIndividualManipulator::changeLinkLabel(const ZqString& oldLabel, const Zq
 
 const ZqManipulatorLink::ChildLinks& ZqIndividualManipulator::childLinks() const
 {
-   // Not the virtual operation: two manipulators may refer to each other.
+   // Not the virtual operation, which would not end where two manipulators refer to each other.
    return m_concreteReference->m_childLinks;
 }
 
@@ -453,7 +416,7 @@ ZqU32 chainLength(const ZqManipulatorLink& link)
 }
 } // namespace
 
-/// Adds links by an operation of the base class, which come to stand from an index on.
+/// Runs an operation of the base class that adds links, the first of which gets the index `at`.
 template <class Operation>
 bool ZqIndividualManipulator::insertLinks(ZqU32 at, const Operation& operation)
 {
@@ -625,8 +588,8 @@ bool ZqIndividualManipulator::configureManipulatorReference(Manipulators& manipu
    bindReference(nullptr);
    if (!isReference())
       return false;
-   // A reference to a reference is one to what that stands for; in a chain without a model at its end,
-   // each is bound to the next.
+   // A chain of references is followed to the model at its end. In a chain without a model, each
+   // reference is bound to the next one.
    ZqIndividualManipulator* model = this;
    ZqIndividualManipulator* next = nullptr;
    for (ZqU32 length = 0; model->isReference() && length <= manipulators.size(); ++length)
@@ -720,7 +683,7 @@ void ZqIndividualManipulator::fillCollisionTest()
    if (m_allPairsAreExcluded)
       return;
 
-   // An entry whose outer label is the lesser is one that no lookup finds.
+   // Lookups take the greater label as key: an entry the other way round is never found, and is skipped.
    const auto forEachPair = [this](auto&& act)
    {
       for (const auto& [outer, row] : m_selfCollisionLinkMap.mapContainer())
@@ -728,7 +691,8 @@ void ZqIndividualManipulator::fillCollisionTest()
             if (isCandidate && inner <= outer)
                act(outer, inner);
    };
-   // Each label that is in a pair is a group; numbered in their order, in which the pairs come as well.
+   // Each label that is in a pair makes a group. Groups are numbered in the order of the labels, which
+   // is also the order of the pairs.
    std::map<std::string_view, ZqU32> groups;
    forEachPair(
       [&groups](const ZqString& outer, const ZqString& inner)

@@ -1,13 +1,8 @@
 #pragma once
 
-#include "zqManipulator/contact/exclusion/ZqLinkCollisionTest.h"
-#include "zqManipulator/contact/exclusion/ZqManipulatorSelfCollisionLinkMap.h"
-#include "zqManipulator/foundation/geometry/ZqSphere.h"
 #include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
-#include "zqManipulator/simulation/constraints/ZqStateEqualityConstraintVector.h"
+#include "zqManipulator/kinematics/manipulator/ZqManipulatorContents.h"
 #include "zqManipulator/simulation/records/ZqPropagationResultData.h"
-#include "zqManipulator/simulation/records/ZqStoppingCriterionVector.h"
-#include "zqManipulator/tools/labels/ZqManipulatorLinkLabelMapping.h"
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
 
 #include <atomic>
@@ -34,10 +29,10 @@ class ZqVelocityState;
 /// operations of the manipulator that label, add or remove them. An operation of a link below it does
 /// not know what is held; the manipulator then numbers its links anew before it answers, and no more.
 /// A first query after such a change may be one of several at once: it takes a lock.
-class ZqIndividualManipulator : public ZqXmlClass<ZqIndividualManipulator, ZqManipulatorLink>
+class ZqIndividualManipulator : public ZqXmlClass<ZqIndividualManipulator, ZqManipulatorLink>,
+                                public ZqManipulatorValues
 {
 public:
-   using DisplayLinkIndices = ZqXmlVectorType<ZqU32>;
    using Manipulators = ZqXmlVectorType<ZqIndividualManipulator>;
 
    static const ZqToken& classToken() { return ZqManip::ZqIndividualManipulatorToken; }
@@ -174,7 +169,7 @@ public:
    /// towards a limit stops at it, which the results tell; one that is beyond it may come back.
    virtual void propagateState(const ZqVelocityState& velocity, ZqReal dt,
                                ZqPositionState& position, ZqPropagationResultData& results) const;
-   /// The same, with results that nobody sees. One thread at a time.
+   /// The same; the results are dropped. One thread at a time.
    virtual void propagateState(const ZqVelocityState& velocity, ZqReal dt,
                                ZqPositionState& position) const;
    /// Changes the rates, each up to the maximum of its joint's drive, and the velocity of a free base;
@@ -309,32 +304,32 @@ public:
    /// The labels, besides its own, that this manipulator keeps in use in its system.
    const std::set<ZqString>& usingManipulatorLabels() const { return m_usingManipulatorLabels; }
    void setManipulatorIndex(ZqU32 index) { m_manipulatorIndex = index; }
-   /// Has the state's base be that of this manipulator for the queries of its links, too. Those of a
-   /// reference lead to the base of the concrete reference, which may be placed elsewhere. To be called
-   /// before the first query of a link with a position state that a user made; those of a stated system
-   /// know, and so does one with which the reference itself was asked.
+   /// Computes the base frame of a reference in the active state, from where the reference is placed.
+   /// Links of a reference are those of its concrete reference, and would else find the base where that
+   /// one is placed. To be called before the first query of a link with an active state that a user has
+   /// filled; stated systems call it for theirs, and a query of the base itself does the same.
    void placeBase(ZqManipulatorActivePositionState& activeState) const
    {
       if (m_concreteReference != this)
          dhFrameInSystem(activeState);
    }
-   /// Swaps the two so that the first is not below the second. True.
+   /// Sorts the two: the first becomes the greater one. True.
    static bool makeIndicesCompatible(ZqU32& a, ZqU32& b);
    /// Hides the link's operation, after which the tree would have to be mapped.
    void copyAllButChildLinksFrom(const ZqManipulatorLink& other);
-   /// Has a reference be answered for by a manipulator, or by itself for null; any other manipulator
-   /// answers for itself.
+   /// Makes a manipulator the concrete reference of this one, or this one itself for null. One that is
+   /// no reference stays its own.
    void bindReference(ZqIndividualManipulator* model);
    /// False when there is no such link.
    bool setChildLinkNamedFrames(ZqU32 index, const NamedFrames& frames);
    /// The labels of the manipulator's own tree, by link index, and that of the base.
    ZqLinkEdit::Labels linkLabels() const;
-   /// What the manipulator holds follows its links. For an operation that changes the tree and has the
-   /// record of it, before `mapManipulator`.
+   /// Changes what the manipulator holds by label or index of its links as an edit says. An operation
+   /// that changes the tree calls it with the record of the change, and then `mapManipulator`.
    void apply(const ZqLinkEdit& edit);
-   /// Has a record be kept, until null is given, of all that moves. Links that are changed in other ways
-   /// than by operations of the manipulator are known by their labels, and what the manipulator holds
-   /// follows them, too.
+   /// From now on, until null is given, the record collects how links are moved, added, removed and
+   /// labelled anew. Links that are changed in other ways than by operations of the manipulator are
+   /// recognised by their labels, and what the manipulator holds follows them as well.
    struct Record
    {
       ZqLinkEdit edit;
@@ -368,6 +363,12 @@ private:
       if (!mapsAreRight())
          const_cast<ZqIndividualManipulator*>(this)->rebuildMaps();
    }
+   /// The values, with the bounding sphere and the collision test as the tree is now.
+   const ZqManipulatorValues& presentValues() const
+   {
+      bringMapsUpToDate();
+      return *this;
+   }
    void rebuildMaps();
    void fillCollisionTest();
    bool lentChildrenChanged() const;
@@ -376,25 +377,9 @@ private:
    void takeMapsFrom(ZqIndividualManipulator& other, bool mapsAreRight) noexcept;
    bool isReference() const { return m_manipulatorReferenceDescription.isManipulatorReferenced(); }
 
-   ZqString m_manipulatorLabel;
-   ZqCoordinateSystemTransformation m_coordSysXForm;
-   ZqSphere m_absoluteBoundingSphere{ZqVector(), 10.0, 3};
-   bool m_isFixedBase = true;
-   bool m_optimizeOnLoad = false;
-   bool m_isControllable = false;
-   ZqManipulatorReferenceDescription m_manipulatorReferenceDescription;
-   ZqStateEqualityConstraintVector m_stateEqualityConstraints;
-   ZqStoppingCriterionVector m_stoppingCriteria;
-   DisplayLinkIndices m_displayLinkIndices;
-   ZqManipulatorSelfCollisionLinkMap m_selfCollisionLinkMap;
    ZqU32 m_manipulatorIndex = 0;
    LinkPointerVector m_linkPointerVector;
    LinkPointerMap m_linkPointerMap;
-   std::set<ZqString> m_usingManipulatorLabels;
-   ZqManipulatorLinkLabelMapping m_linkLabelMapping;
-   ZqLinkCollisionTest m_linkCollisionTest;
-   /// The self collision map has all pairs of the links in it, and excludes every one.
-   bool m_allPairsAreExcluded = false;
    std::atomic<std::uint8_t> m_staleness = 0;
    const ZqManipulatorLink* m_lender = nullptr;    ///< not owned
    const ZqManipulatorLink* m_firstLent = nullptr; ///< as it was when it was lent; not owned

@@ -4,7 +4,7 @@
 
 namespace
 {
-/// A motion in the axes of the system, in those of a frame.
+/// Turns a motion from the axes of the system into those of a frame.
 ZqGeneralMotion inAxesOf(const ZqCoordinateSystemTransformation& frame,
                          const ZqGeneralMotion& motion)
 {
@@ -31,7 +31,7 @@ ZqIndividualManipulator::dhFrameVelocityInSystem(ZqManipulatorActiveState& activ
 const ZqGeneralMotion&
 ZqIndividualManipulator::primaryFrameVelocityInSystem(ZqManipulatorActiveState& activeState) const
 {
-   // The link's query, which takes the base's own velocity from here, serves any index.
+   // The query of the link handles any index, and gets the velocity of the base from this class.
    return ZqManipulatorLink::primaryFrameVelocityInSystem(activeState);
 }
 

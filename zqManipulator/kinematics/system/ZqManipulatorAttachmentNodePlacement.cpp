@@ -76,7 +76,7 @@ bool ZqManipulatorAttachmentNode::appendBases(
       if (child.m_childNodes.size() == 0)
          continue;
 
-      // What hangs on the child is found with the child in its new place, and moving with it.
+      // The child is put into its new place, with its new velocity, before its own children are found.
       ZqManipulatorActiveState& childState = activeStates[child.m_manipulatorIndex];
       ZqPositionState& position = m_scratchPositions[i];
       ZqVelocityState& velocity = m_scratchVelocities[i];

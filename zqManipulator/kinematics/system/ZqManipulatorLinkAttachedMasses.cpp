@@ -7,7 +7,7 @@
 
 namespace
 {
-/// Whether anything is attached to any link of the scene, which is seldom so.
+/// Whether anything is attached to any link of the scene. In most scenes nothing is.
 bool hasAttachments(const ZqStatedSystemStruct* stateStruct)
 {
    const ZqStatedSystem* scene = stateStruct != nullptr ? stateStruct->statedSystemPtr() : nullptr;
@@ -38,7 +38,7 @@ ZqManipulatorLink::withAttachments(const ZqRigidBodyMassProperties& own,
                                    const ZqCoordinateSystemTransformation* outer) const
 {
    const ZqStatedSystem* const scene = stateStruct->statedSystemPtr();
-   // Kept, since every step asks.
+   // Kept between calls for their memory, since every step comes here.
    thread_local std::vector<ZqU32> indices;
    thread_local std::vector<ZqCoordinateSystemTransformation> offsets;
    if (!scene->configuration().attachmentMap().getDependentManipulatorsAndOffsets(

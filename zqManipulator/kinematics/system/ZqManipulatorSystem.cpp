@@ -12,7 +12,7 @@ template class ZqXmlClass<ZqManipulatorSystem>;
 
 ZqManipulatorSystem::ZqManipulatorSystem()
 {
-   // Small scenes grow without moving their manipulators.
+   // Room for small scenes, so that adding to them does not move manipulators in memory.
    m_manipulators.reserve(20);
 }
 

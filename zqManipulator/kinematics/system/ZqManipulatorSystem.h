@@ -47,9 +47,9 @@ public:
                               &ZqManip::ZqTotalReadableLinkCountToken,
                               "how many links the document has, for progress")};
    }
-   /// Ties labels and indices together again, whatever the document says.
+   /// Numbers the manipulators and makes their labels unique, whatever the document says.
    bool read(ZqXmlReader& reader) override;
-   /// Tells the reader how many links there will be.
+   /// Hands the number of links that the document announces on to the reader.
    bool readAttributes(ZqXmlReader& reader) override;
    bool write(ZqXmlWriter& writer) const override;
 
@@ -92,7 +92,7 @@ public:
    virtual int deleteManipulator(const ZqString& label);
    /// False when the old label is unknown or the new one is in use.
    virtual bool changeManipulatorLabel(const ZqString& oldLabel, const ZqString& newLabel);
-   /// Has a function change one manipulator, in place, in any way. What the system holds by index or
+   /// Lets a function change one manipulator, in place, in any way. What the system holds by index or
    /// label of links follows them, and so does what the manipulator holds itself; a label of the
    /// manipulator that is in use already is replaced. Answers the record of what moved, for those who
    /// hold more, such as states; none for an index that does not exist.
@@ -100,8 +100,9 @@ public:
    editManipulator(ZqU32 index, const std::function<void(ZqIndividualManipulator&)>& change);
    /// Null for an unknown label.
    virtual const ZqIndividualManipulator* manipulatorByIdentifier(const ZqString& label) const;
-   /// Ties labels, indices and references together. Of manipulators with one label the first keeps it,
-   /// and one with a model of its own goes before a reference; the others get new labels.
+   /// Numbers the manipulators, makes their labels unique and binds references to their models. Where
+   /// several have the same label, the first that is no reference keeps it, or else the first; the
+   /// others get new labels.
    virtual void mapManipulators();
    /// Becomes a system of one manipulator; environment and collision exclusions stay.
    virtual void setFromIndividualManipulator(const ZqIndividualManipulator& manipulator);
@@ -138,18 +139,18 @@ public:
    /// Whether two links of different manipulators are no pair of the collision exclusion map, by link
    /// index. Pairs within one manipulator are that one's own matter: true.
    virtual bool canCollide(ZqU32 manipulator1, ZqU32 link1, ZqU32 manipulator2, ZqU32 link2) const;
-   /// As that of the link, in one manipulator.
+   /// `ZqManipulatorLink::replaceLinkProperties` in one manipulator.
    virtual bool replaceLinkProperties(ZqU32 index, const ZqString& linkLabel,
                                       const ZqManipulatorLink& properties, bool withShapes);
    virtual const ZqLabelPool& labelPool() const { return m_labelPool; }
-   /// As that of the manipulator.
+   /// `ZqIndividualManipulator::replaceLinkKinematics` in one manipulator.
    virtual bool replaceLinkKinematics(ZqU32 index, const ZqString& linkLabel,
                                       const ZqLinkKinematics& joint);
 
    /// One for each manipulator, and one for each joint of those that are no references: what a
    /// document of the system holds.
    ZqU32 countAllReadableLinks() const;
-   /// As that of the manipulator, for a link by index.
+   /// `ZqIndividualManipulator::setChildLinkNamedFrames` in one manipulator.
    bool setNamedFrames(ZqU32 manipulator, ZqU32 link, const ZqManipulatorLink::NamedFrames& frames);
    bool setSelfCollisionMap(const ZqManipulatorSelfCollisionLinkMap& map, ZqU32 index);
 
@@ -160,7 +161,7 @@ protected:
    /// chain of references, or, with a message, stays a reference when there is none.
    virtual bool aboutToModifyManipulator(ZqU32 index);
    virtual bool aboutToModifyManipulator(const ZqString& label);
-   /// Takes the references to the manipulator along.
+   /// References to the manipulator get its new label.
    virtual bool changeManipulatorLabelWithoutCheckingUniqueness(ZqU32 index, const ZqString& label);
 
    /// One entry for each joint of the system: a (m), alpha (rad) and d (m) in Craig's convention, or

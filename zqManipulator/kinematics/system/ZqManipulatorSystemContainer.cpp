@@ -4,7 +4,7 @@ template class ZqXmlVariableSharedElementType<ZqManipulatorSystem>;
 
 namespace
 {
-/// Gives a system to a pointer that has none at the end, even when memory runs out before.
+/// At the end of its life gives an empty system to a pointer that has none, also after an exception.
 class Fallback
 {
 public:

@@ -316,7 +316,8 @@ bool ZqManipulatorSystem::mergeWith(const ZqManipulatorSystem& other)
    auto& manipulators = m_manipulators.vectorContainer();
    std::move(appended.m_manipulators.begin(), appended.m_manipulators.end(),
              std::back_inserter(manipulators));
-   // The shift is by what was appended, not by where it was appended.
+   // Indices in the exclusions are shifted by the number of manipulators appended, not by the number
+   // that were there before.
    appended.m_collisionExclusionMap.shiftManipulatorIndices(count);
    m_collisionExclusionMap.mergeWith(appended.m_collisionExclusionMap);
    mapManipulators();
@@ -348,7 +349,7 @@ bool ZqManipulatorSystem::aboutToModifyManipulator(ZqU32 index)
 
    std::sort(referring.begin(), referring.end());
 
-   // Those that refer to this manipulator do without it from now on.
+   // The others stop referring to this one: they get what it refers to, or the copy of its model.
    if (isReference(manipulator))
    {
       for (const ZqU32 i : referring)

@@ -100,7 +100,7 @@ bool ZqStatedSystem::read(ZqXmlReader& reader)
    return isRead;
 }
 
-/// Those that did not become attachments, and those to a link that is not there, which carries nothing.
+/// Reports entries that could not become attachments, and those that name a link that does not exist.
 void ZqStatedSystem::reportOldAttachments() const
 {
    ZqU32 base = 0;
@@ -123,7 +123,7 @@ void ZqStatedSystem::reportOldAttachments() const
    }
 }
 
-/// An old document has the system in a place of its own.
+/// Takes over the system of an old document, which stands in an element of its own.
 void ZqStatedSystem::takeLegacySystem()
 {
    if (!m_legacySystem)
@@ -311,7 +311,7 @@ bool ZqStatedSystem::scaleManipulatorBy(ZqU32 index, ZqReal factor)
    manipulators[index].scaleBy(factor);
    manipulators[index].fitAbsoluteBoundingSphere();
 
-   // Of the joints, those that slide have values that are lengths.
+   // Positions and rates of prismatic joints are lengths, and are scaled; those of others are not.
    const ZqIndividualManipulator& manipulator = system().manipulators()[index];
    const auto scale = [&](std::vector<ZqReal>& values)
    {
@@ -467,7 +467,7 @@ bool ZqStatedSystem::changeLinkLabel(ZqU32 index, const ZqString& oldLabel,
                           { changed.changeLinkLabel(oldLabel, newLabel); });
 }
 
-/// What is kept for reports belongs to a system of another structure.
+/// Drops what was kept for reports: it belongs to the structure that the system had before.
 void ZqStatedSystem::resetReportActiveState()
 {
    if (m_reportActiveState == nullptr)

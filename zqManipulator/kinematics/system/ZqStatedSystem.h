@@ -12,9 +12,9 @@ class ZqSystemActiveState;
 
 /// A system together with its state and its configuration: the usual root of a document.
 ///
-/// What comes or goes in the system comes or goes in the state. The system is shared with copies of
-/// the stated system until one of them changes it (`aboutToModifySystem`); state and configuration
-/// are each one's own. A stated system serves one thread at a time.
+/// A manipulator that is added or removed gets or loses its place in the state as well. The system is
+/// shared with copies of the stated system until one of them changes it (`aboutToModifySystem`); state
+/// and configuration are each one's own. A stated system serves one thread at a time.
 class ZqStatedSystem : public ZqXmlClass<ZqStatedSystem>
 {
 public:
@@ -50,7 +50,7 @@ public:
    /// Does not ask whether the system was modified.
    bool operator==(const ZqStatedSystem& other) const;
 
-   /// Appends another stated system. What the configuration answers does not count.
+   /// Appends another stated system. A failure to merge the configurations does not change the answer.
    virtual bool mergeWith(const ZqStatedSystem& other);
    virtual const ZqManipulatorSystem& system() const { return *m_systemContainer.element(); }
    /// The state stays as it is.
@@ -93,7 +93,7 @@ public:
    /// As `deleteManipulator` by index, but what is attached to what hung on the manipulator stays
    /// attached to that.
    bool removeManipulator(ZqU32 index);
-   /// Has a function change one manipulator in any way. New joints start at 1e-9, without a rate.
+   /// Lets a function change one manipulator in any way. New joints start at 1e-9, without a rate.
    ///
    ///     scene.editManipulator(0, [](ZqIndividualManipulator& arm)
    ///                           { arm.linkByIdentifier("wrist")->addChild(tool); });
@@ -223,7 +223,7 @@ public:
    virtual void setIsSelectionDataChanged(bool changed) const { m_selectionDataChanged = changed; }
    /// Goes to the system itself, which may be shared: its other holders get the map too.
    virtual void setCollisionExclusionMap(const ZqSystemCollisionExclusionMap& map);
-   /// That of the configuration.
+   /// These go to the configuration.
    virtual void setDynamicCollisionExclusionMap(const ZqSystemCollisionExclusionMap& map);
    virtual const ZqSystemCollisionExclusionMap& collisionExclusionMapForCA() const;
    virtual void setSollisionExclusionMapForCA(const ZqSystemCollisionExclusionMap& map);
@@ -275,7 +275,7 @@ private:
    ZqManipulatorSystemContainer m_systemContainer;
    ZqManipulatorSystemState m_state;
    ZqManipulatorSystemConfiguration m_configuration;
-   /// \name Of steps, and kept for their memory
+   /// \name Work space of steps, which are members so that its memory is used again
    /// @{
    mutable ZqXmlVectorType<ZqPositionState> m_startPositionStates;
    mutable std::unique_ptr<ZqSystemActiveState> m_activeState;       ///< made at first use

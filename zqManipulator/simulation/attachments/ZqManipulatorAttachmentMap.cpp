@@ -84,7 +84,7 @@ bool ZqManipulatorAttachmentMap::operator==(const ZqManipulatorAttachmentMap& ot
 
 void ZqManipulatorAttachmentMap::setBaseNodes(const BaseNodes& nodes)
 {
-   // They may be the children of a node of this map.
+   // Copied first, since they may be the children of a node of this map.
    BaseNodes copies(nodes);
    m_baseNodes = std::move(copies);
 }
@@ -97,7 +97,7 @@ bool ZqManipulatorAttachmentMap::attachManipulator(ZqU32 manipulatorIndex,
 {
    if (manipulatorIndex == baseManipulatorIndex)
       return false;
-   // Taken first: what is given may stand in a node that is about to move.
+   // Copied first: the arguments may be members of a node that is about to move.
    ZqManipulatorAttachmentChange change;
    change.setFromManipulatorAttach(manipulatorIndex, baseManipulatorIndex, linkLabel, offset, name);
 

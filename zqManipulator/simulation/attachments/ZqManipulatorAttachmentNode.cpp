@@ -42,7 +42,7 @@ ZqManipulatorAttachmentNode::operator=(ZqManipulatorAttachmentNode&& other) noex
 {
    if (this == &other)
       return *this;
-   // The other node may stand below this one, and then goes with its former siblings.
+   // Taken out first: the other node may stand below this one, and would be destroyed with its siblings.
    ZqManipulatorAttachmentNode taken(std::move(other));
    ZqXmlClass::operator=(taken);
    m_name = std::move(taken.m_name);
@@ -72,7 +72,7 @@ bool ZqManipulatorAttachmentNode::read(ZqXmlReader& reader)
 
 void ZqManipulatorAttachmentNode::setChildNodes(const ChildNodes& nodes)
 {
-   // They may be the children of a descendant.
+   // Copied first, since they may be the children of a descendant.
    ChildNodes children(nodes);
    m_childNodes = std::move(children);
    setParentOfChildren();

@@ -50,7 +50,7 @@ public:
 
    ZqManipulatorAttachmentNode() = default;
    ZqManipulatorAttachmentNode(const ZqManipulatorAttachmentNode& other);
-   /// Keeps the parent: siblings move together.
+   /// Has the same parent: a list of siblings moves its nodes when it grows.
    ZqManipulatorAttachmentNode(ZqManipulatorAttachmentNode&& other) noexcept;
    ZqManipulatorAttachmentNode& operator=(const ZqManipulatorAttachmentNode& other);
    ZqManipulatorAttachmentNode& operator=(ZqManipulatorAttachmentNode&& other) noexcept;
@@ -137,8 +137,8 @@ private:
       OfMotions    ///< `calculateBaseMotions`
    };
 
-   /// Has a tree follow the links and manipulators. What comes off it and carries something goes to the
-   /// roots. False when the manipulator of the node itself is gone.
+   /// Changes a tree as the edits of links and manipulators say. What comes off it and carries something
+   /// is added to the roots. False when the manipulator of the node itself is gone.
    static bool apply(const ZqModelEdit& edit, ZqManipulatorAttachmentNode& node,
                      std::vector<ZqManipulatorAttachmentNode>& roots, std::vector<Moved>& moved);
    /// The velocities may be null.
@@ -157,7 +157,7 @@ private:
    ZqCoordinateSystemTransformation m_offset;
    ChildNodes m_childNodes;
    ZqManipulatorAttachmentNode* m_parentNode = nullptr; ///< not owned
-   /// One a child, kept for their memory alone.
+   /// One for each child; members only so that their memory is used again.
    mutable std::vector<ZqPositionState> m_scratchPositions;
    mutable std::vector<ZqVelocityState> m_scratchVelocities;
 };

@@ -87,7 +87,7 @@ public:
 protected:
    static constexpr ZqReal m_theMaxTimeIncrementForFiniteDifferencing = 1e-8;  ///< s
    static constexpr ZqReal m_theMaxJointIncrementForFiniteDifferencing = 1e-7; ///< rad or m
-   /// Where the errors of rounding and of curvature are alike.
+   /// At this step the error of rounding is about that of the curvature.
    static constexpr ZqReal m_theIncrementForCentralDifferencing = 5e-6; ///< s, rad or m
 
    /// Where links are asked for their frames, with no frame valid yet.

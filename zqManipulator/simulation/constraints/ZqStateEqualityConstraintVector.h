@@ -27,7 +27,7 @@ public:
 
    /// The number of rows of all constraints.
    virtual ZqU32 doc() const;
-   /// Has each constraint correct the state. True when all answer so.
+   /// Lets each constraint correct the state. True when all of them answer true.
    virtual bool constrainPosition(const ZqIndividualManipulator& manipulator,
                                   ZqPositionState& position) const;
    virtual bool constrainVelocity(const ZqIndividualManipulator& manipulator,
@@ -38,8 +38,8 @@ public:
    virtual const ZqReArray& jacobianDerivative(const ZqIndividualManipulator& manipulator,
                                                const ZqPositionState& position,
                                                const ZqVelocityState& velocity) const;
-   /// What `addKinematics` of all constraints answers, row below row, for the position and the velocity of the active
-   /// state. A state of another size than the manipulator is filled up with zeros.
+   /// What `addKinematics` of all constraints answers, row below row, for the position and the velocity
+   /// of the active state. A state of another size than the manipulator is filled up with zeros.
    virtual const ZqConstraintKinematics& kinematics(const ZqIndividualManipulator& manipulator,
                                                     ZqManipulatorActiveState& activeState) const;
 
@@ -61,8 +61,8 @@ public:
    ZqU32 constraintOfRow(ZqU32 row) const;
    /// What to call a constraint in a message: its index and its description.
    ZqString description(ZqU32 constraint) const;
-   /// Has each constraint follow the links, and removes, with a message, those that speak of a link that
-   /// is gone.
+   /// Changes the labels of links in each constraint as the edit says. Those that name a link that is
+   /// gone are removed, with a message.
    void apply(const ZqLinkEdit& edit);
 
 private:

@@ -20,8 +20,8 @@ public:
    const ZqToken& token() const override;
    void registerComponentCreators() override;
    static ZqStoppingCriterionVector nullObject() { return {}; }
-   /// Has each criterion follow the links, and removes, with a message, those that speak of a link that
-   /// is gone.
+   /// Changes the labels of links in each criterion as the edit says. Those that name a link that is
+   /// gone are removed, with a message.
    void apply(const ZqLinkEdit& edit);
    bool operator==(const ZqStoppingCriterionVector&) const = default;
 };
