@@ -124,6 +124,7 @@
 #include "zqManipulator/simulation/records/ZqPropagationResultData.h"
 #include "zqManipulator/simulation/records/ZqSpringProperties.h"
 #include "zqManipulator/simulation/records/ZqStoppingCriterionVector.h"
+#include "zqManipulator/simulation/step/ZqInputTable.h"
 #include "zqManipulator/simulation/step/ZqSimulation.h"
 #include "zqManipulator/state/ZqAccelerationState.h"
 #include "zqManipulator/state/ZqActuatorState.h"

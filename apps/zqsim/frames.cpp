@@ -1,6 +1,5 @@
 #include "apps/zqsim/commands.h"
 #include "apps/zqsim/model.h"
-#include "apps/zqsim/numbers.h"
 #include "apps/zqsim/output.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
@@ -12,26 +11,10 @@
 #include <cmath>
 #include <memory>
 #include <optional>
-#include <vector>
 
 namespace
 {
 using namespace zqsim;
-
-/// Sets the positions of all joints.
-void setJoints(ZqStatedSystem& scene, const std::vector<ZqReal>& joints)
-{
-   const ZqU32 needed = scene.system().jointDof();
-   if (joints.size() != needed)
-      throw Failure(Usage, "--joints: the model needs " + std::to_string(needed) +
-                              " numbers, but received " + std::to_string(joints.size()));
-   ZqManipulatorSystemState state = scene.state();
-   auto next = joints.begin();
-   for (ZqPositionState& position : state.positionStates())
-      for (ZqReal& q : position.jointPositions().values())
-         q = *next++;
-   scene.setState(state);
-}
 
 Json linkFrame(const ZqManipulatorLink& link, ZqManipulatorActivePositionState& activeState)
 {
@@ -113,7 +96,7 @@ zqsim::Run zqsim::frames(CLI::App& arguments)
       ZqStatedSystem scene;
       warnOf(readModel(options->model, scene));
       if (options->joints)
-         setJoints(scene, parseNumbers("--joints", *options->joints));
+         setJointPositions(scene, "--joints", *options->joints);
       scene.placeAttachedManipulators();
       const Json data{{"model", options->model},
                       {"time", scene.state().time()},

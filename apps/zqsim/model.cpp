@@ -1,6 +1,7 @@
 #include "apps/zqsim/model.h"
 
 #include "apps/zqsim/commands.h"
+#include "apps/zqsim/numbers.h"
 #include "apps/zqsim/output.h"
 #include "apps/zqsim/outputFile.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
@@ -21,6 +22,24 @@ namespace
 std::string inputName(const std::string& fileName)
 {
    return zqsim::isStandardStream(fileName) ? "standard input" : fileName;
+}
+
+/// Replaces one number for each joint in a state, in lists that a function finds by manipulator.
+template <class ListOf>
+void setOfJoints(ZqStatedSystem& scene, const char* option, const std::string& list, ListOf listOf)
+{
+   const std::vector<ZqReal> numbers = zqsim::parseNumbers(option, list);
+   const ZqU32 needed = scene.system().jointDof();
+   if (numbers.size() != needed)
+      throw zqsim::Failure(zqsim::Usage, std::string(option) + ": the model needs " +
+                                            std::to_string(needed) + " numbers, but received " +
+                                            std::to_string(numbers.size()));
+   ZqManipulatorSystemState state = scene.state();
+   auto next = numbers.begin();
+   for (ZqU32 i = 0; i < scene.numberOfManipulators(); ++i)
+      for (ZqReal& number : listOf(state, i))
+         number = *next++;
+   scene.setState(state);
 }
 } // namespace
 
@@ -88,15 +107,32 @@ zqsim::Diagnostics zqsim::readModel(const std::string& fileName, ZqStatedSystem&
    return diagnostics;
 }
 
-zqsim::Diagnostics zqsim::readAndCheckModel(const std::string& fileName, ZqStatedSystem& scene)
+zqsim::Diagnostics zqsim::readAndCheckModel(const std::string& fileName, ZqStatedSystem& scene,
+                                            const std::function<void()>& prepare)
 {
    Diagnostics diagnostics = readModel(fileName, scene);
+   if (prepare)
+      prepare();
    for (Zq::Diagnostic& found : Zq::checkModel(scene))
    {
       found.file = inputName(fileName);
       diagnostics.push_back(std::move(found));
    }
    return diagnostics;
+}
+
+void zqsim::setJointPositions(ZqStatedSystem& scene, const char* option, const std::string& list)
+{
+   setOfJoints(scene, option, list,
+               [](ZqManipulatorSystemState& state, ZqU32 i) -> std::vector<ZqReal>&
+               { return state.positionStates()[i].jointPositions().values(); });
+}
+
+void zqsim::setJointVelocities(ZqStatedSystem& scene, const char* option, const std::string& list)
+{
+   setOfJoints(scene, option, list,
+               [](ZqManipulatorSystemState& state, ZqU32 i) -> std::vector<ZqReal>&
+               { return state.velocityStates()[i].jointVelocities().values(); });
 }
 
 void zqsim::warnOf(const Diagnostics& diagnostics)

@@ -38,11 +38,19 @@ std::string reason(const std::string& fileName, const Diagnostics& diagnostics);
 /// A diagnostic in one line, with its code.
 std::string lineOf(const Zq::Diagnostic& diagnostic);
 
+/// Initial states on the command line: numbers for all joints of all manipulators in order. A wrong number
+/// of them is a `Failure`.
+/// @{
+void setJointPositions(ZqStatedSystem& scene, const char* option, const std::string& list);
+void setJointVelocities(ZqStatedSystem& scene, const char* option, const std::string& list);
+/// @}
+
 /// Reads a model from a file or standard input, and answers what had to be repaired. When it cannot be
 /// read, that is a `Failure`.
 Diagnostics readModel(const std::string& fileName, ZqStatedSystem& scene);
-/// The same, with what is odd about the model besides.
-Diagnostics readAndCheckModel(const std::string& fileName, ZqStatedSystem& scene);
+/// The same, with what is odd about the model besides, once something has been done to it.
+Diagnostics readAndCheckModel(const std::string& fileName, ZqStatedSystem& scene,
+                              const std::function<void()>& prepare = nullptr);
 /// Prints a warning of each.
 void warnOf(const Diagnostics& diagnostics);
 /// Writes a model to a file or standard output. When it cannot be written, that is a `Failure`.

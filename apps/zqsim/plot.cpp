@@ -169,35 +169,23 @@ ZqReal widthOf(const std::string& text)
 }
 } // namespace
 
-zqsim::Plot::Plot(const ZqStatedSystem& scene)
+zqsim::Plot::Plot(const std::vector<Trace>& traces)
 {
-   struct Kind
+   for (const Trace& trace : traces)
    {
-      bool isLength;
-      const char* name;
-      const char* quantity;
-   };
-   for (ZqU32 i = 0; i < scene.numberOfManipulators(); ++i)
-   {
-      const ZqIndividualManipulator& manipulator = scene.system().manipulators()[i];
-      for (const Kind& kind : {Kind{false, "joint angles", "angle (rad)"},
-                               Kind{true, "joint displacements", "displacement (m)"}})
-      {
-         Panel panel{manipulator.manipulatorLabel() + ": " + kind.name, kind.quantity, {}};
-         for (const ZqManipulatorLink* link : manipulator.linkPointerVector())
-            if ((link->linkKinematicsContainer().unitType() == 0) == kind.isLength)
-               panel.lines.push_back({link->linkLabel(), i, link->linkIndex(), {}});
-         if (!panel.lines.empty())
-            m_panels.push_back(std::move(panel));
-      }
+      auto panel = std::find_if(m_panels.begin(), m_panels.end(),
+                                [&](const Panel& other) { return other.title == trace.panel; });
+      if (panel == m_panels.end())
+         panel = m_panels.insert(panel, {trace.panel, trace.quantity, {}});
+      panel->lines.push_back({trace.label, trace.value, {}});
    }
 }
 
-void zqsim::Plot::sample(const ZqManipulatorSystemState& state)
+void zqsim::Plot::sample(ZqSimulation& simulation)
 {
    if (++m_skipped < m_stride && !m_times.empty())
       return;
-   take(state);
+   take(simulation);
    if (m_times.size() < mostSamples)
       return;
    const auto thin = [](std::vector<ZqReal>& values)
@@ -213,20 +201,20 @@ void zqsim::Plot::sample(const ZqManipulatorSystemState& state)
    m_stride *= 2;
 }
 
-void zqsim::Plot::sampleLast(const ZqManipulatorSystemState& state)
+void zqsim::Plot::sampleLast(ZqSimulation& simulation)
 {
-   if (m_times.empty() || m_times.back() < state.time())
-      take(state);
+   if (m_times.empty() || m_times.back() < simulation.state().time())
+      take(simulation);
 }
 
-void zqsim::Plot::take(const ZqManipulatorSystemState& state)
+void zqsim::Plot::take(ZqSimulation& simulation)
 {
    m_skipped = 0;
-   m_times.push_back(state.time());
+   m_times.push_back(simulation.state().time());
+   const ZqSimulation::Energy energy = simulation.energy();
    for (Panel& panel : m_panels)
       for (Line& line : panel.lines)
-         line.values.push_back(
-            state.positionStates()[line.manipulator].jointPositions()[line.joint]);
+         line.values.push_back(line.value(simulation, energy));
 }
 
 std::string zqsim::Plot::draw(const Panel& panel, ZqReal top, ZqReal& width) const
@@ -234,16 +222,18 @@ std::string zqsim::Plot::draw(const Panel& panel, ZqReal top, ZqReal& width) con
    const std::size_t rows = rowsOf(panel.lines.size());
    const ZqReal right = leftMargin + plotWidth;
    const ZqReal bottom = top + legendLine * static_cast<ZqReal>(rows);
-   ZqReal low = panel.lines.front().values.front();
-   ZqReal high = low;
+   // What follows from a state, as a torque, may overflow in the last one before a divergence.
+   ZqReal low = std::numeric_limits<ZqReal>::max();
+   ZqReal high = -low;
    for (const Line& line : panel.lines)
-   {
-      const auto [least, most] = std::minmax_element(line.values.begin(), line.values.end());
-      low = std::min(low, *least);
-      high = std::max(high, *most);
-   }
+      for (const ZqReal value : line.values)
+         if (std::isfinite(value))
+         {
+            low = std::min(low, value);
+            high = std::max(high, value);
+         }
    const Axis times(m_times.front(), m_times.back(), leftMargin, right);
-   const Axis positions = Axis(low, high, bottom, top).roundOut();
+   const Axis positions = Axis(std::min(low, high), high, bottom, top).roundOut();
 
    std::string result =
       label(leftMargin, top - 14.0, " class=\"title\"", panel.title) +
@@ -275,7 +265,8 @@ std::string zqsim::Plot::draw(const Panel& panel, ZqReal top, ZqReal& width) con
       const Line& line = panel.lines[i];
       std::vector<Point> points;
       for (std::size_t k = 0; k < m_times.size(); ++k)
-         points.push_back({times.place(m_times[k]), positions.place(line.values[k])});
+         if (std::isfinite(line.values[k]))
+            points.push_back({times.place(m_times[k]), positions.place(line.values[k])});
       if (i > 0 && i % rows == 0)
          column = end;
       const ZqReal y = top + legendLine * (static_cast<ZqReal>(i % rows) + 0.5);
@@ -310,7 +301,7 @@ std::string zqsim::Plot::svg() const
    }
    if (m_panels.empty())
    {
-      panels = label(leftMargin, titleHeight, " class=\"title\"", "no joints");
+      panels = label(leftMargin, titleHeight, " class=\"title\"", "nothing to draw");
       height = titleHeight + axisHeight;
    }
    const std::string size = pixels(width) + "\" height=\"" + pixels(height);

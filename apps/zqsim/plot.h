@@ -1,25 +1,24 @@
 #pragma once
 
-#include "zqManipulator/kinematics/system/ZqStatedSystem.h"
+#include "apps/zqsim/columns.h"
 
 #include <string>
 #include <vector>
 
 namespace zqsim
 {
-/// A drawing of joint positions over time, as SVG. Each manipulator has a panel for its angles and one
-/// for its lengths.
+/// A drawing of traces over time, as SVG, each in its panel.
 ///
 /// However long a simulation is, about a thousand samples of it are kept: when there are more, every
 /// second one goes, and of what comes so many fewer are taken.
 class Plot
 {
 public:
-   explicit Plot(const ZqStatedSystem& scene);
+   explicit Plot(const std::vector<Trace>& traces);
 
-   void sample(const ZqManipulatorSystemState& state);
+   void sample(ZqSimulation& simulation);
    /// The same, whether or not it is one that would be taken.
-   void sampleLast(const ZqManipulatorSystemState& state);
+   void sampleLast(ZqSimulation& simulation);
    /// Of at least one sample.
    std::string svg() const;
 
@@ -27,8 +26,7 @@ private:
    struct Line
    {
       std::string label;
-      ZqU32 manipulator;
-      ZqU32 joint;
+      Trace::Value value;
       std::vector<ZqReal> values;
    };
    struct Panel
@@ -38,7 +36,7 @@ private:
       std::vector<Line> lines;
    };
 
-   void take(const ZqManipulatorSystemState& state);
+   void take(ZqSimulation& simulation);
    /// Widens the drawing as it needs to.
    std::string draw(const Panel& panel, ZqReal top, ZqReal& width) const;
 

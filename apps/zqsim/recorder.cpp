@@ -5,6 +5,7 @@
 
 #include <array>
 #include <charconv>
+#include <utility>
 
 namespace
 {
@@ -13,32 +14,22 @@ using namespace zqsim;
 class CsvRecorder : public Recorder
 {
 public:
-   CsvRecorder(const std::string& fileName, const ZqStatedSystem& scene) : m_file(fileName)
+   CsvRecorder(const std::string& fileName, std::vector<Trace> traces)
+      : m_file(fileName), m_traces(std::move(traces))
    {
       m_line = "time";
-      for (const ZqIndividualManipulator& manipulator : scene.system().manipulators())
-         for (const char* quantity : {" position", " velocity"})
-            for (const ZqManipulatorLink* link : manipulator.linkPointerVector())
-               m_line += ',' + csvField(manipulator.manipulatorLabel() + '/' + link->linkLabel() +
-                                        quantity);
-      m_line += ",kinetic energy,potential energy,total energy\n";
+      for (const Trace& trace : m_traces)
+         m_line += ',' + csvField(trace.name);
+      m_line += '\n';
       m_file.write(m_line);
    }
 
-   void record(const ZqManipulatorSystemState& state, const ZqSimulation::Energy& energy) override
+   void record(ZqSimulation& simulation, const ZqSimulation::Energy& energy) override
    {
       m_line.clear();
-      append(state.time());
-      for (ZqU32 i = 0; i < state.positionStates().size(); ++i)
-      {
-         for (const ZqReal q : state.positionStates()[i].jointPositions().values())
-            append(q);
-         for (const ZqReal rate : state.velocityStates()[i].jointVelocities().values())
-            append(rate);
-      }
-      append(energy.kinetic);
-      append(energy.potential);
-      append(energy.total());
+      append(simulation.state().time());
+      for (const Trace& trace : m_traces)
+         append(trace.value(simulation, energy));
       m_line.back() = '\n';
       m_file.write(m_line);
    }
@@ -54,6 +45,7 @@ private:
       m_line += ',';
    }
    OutputFile m_file;
+   std::vector<Trace> m_traces;
    std::string m_line;
 };
 
@@ -67,9 +59,9 @@ public:
    }
    /// An unfinished document stays as it is.
    ~StateRecorder() override { delete m_writer; }
-   void record(const ZqManipulatorSystemState& state, const ZqSimulation::Energy&) override
+   void record(ZqSimulation& simulation, const ZqSimulation::Energy&) override
    {
-      m_file.require(m_states.appendElementToStream(m_writer, state));
+      m_file.require(m_states.appendElementToStream(m_writer, simulation.state()));
    }
    void flush() override { m_file.require(m_writer->flush()); }
    void finish() override
@@ -86,10 +78,10 @@ private:
 } // namespace
 
 std::unique_ptr<Recorder> zqsim::makeRecorder(const std::string& fileName,
-                                              const ZqStatedSystem& scene)
+                                              std::vector<Trace> traces)
 {
    if (isStandardStream(fileName) || fileName.ends_with(".csv"))
-      return std::make_unique<CsvRecorder>(fileName, scene);
+      return std::make_unique<CsvRecorder>(fileName, std::move(traces));
    if (fileName.ends_with(".xml"))
       return std::make_unique<StateRecorder>(fileName);
    return nullptr;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zqManipulator/simulation/step/ZqSimulation.h"
+#include "apps/zqsim/columns.h"
 
 #include <memory>
 #include <string>
@@ -17,17 +17,16 @@ public:
    Recorder& operator=(const Recorder&) = delete;
    virtual ~Recorder() = default;
 
-   virtual void record(const ZqManipulatorSystemState& state,
-                       const ZqSimulation::Energy& energy) = 0;
+   virtual void record(ZqSimulation& simulation, const ZqSimulation::Energy& energy) = 0;
    /// Hands to the system what was recorded until now.
    virtual void flush() = 0;
    /// Ends the file.
    virtual void finish() = 0;
 };
 
-/// By the ending of the name: of .csv a table of time, joint positions and velocities, and energy; of
-/// .xml a document of states. Null for any other.
-std::unique_ptr<Recorder> makeRecorder(const std::string& fileName, const ZqStatedSystem& scene);
+/// By the ending of the name: of .csv a table of time and traces; of .xml a document of states. Null for any
+/// other.
+std::unique_ptr<Recorder> makeRecorder(const std::string& fileName, std::vector<Trace> traces);
 
 /// A field of a line of a table, in quotation marks where it needs them (RFC 4180).
 std::string csvField(const std::string& text);

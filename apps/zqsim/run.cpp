@@ -1,4 +1,6 @@
+#include "apps/zqsim/columns.h"
 #include "apps/zqsim/commands.h"
+#include "apps/zqsim/inputs.h"
 #include "apps/zqsim/model.h"
 #include "apps/zqsim/numbers.h"
 #include "apps/zqsim/output.h"
@@ -6,7 +8,8 @@
 #include "apps/zqsim/plot.h"
 #include "apps/zqsim/progress.h"
 #include "apps/zqsim/recorder.h"
-#include "zqManipulator/simulation/step/ZqSimulation.h"
+#include "apps/zqsim/schedule.h"
+#include "apps/zqsim/summary.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -21,7 +24,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <limits>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -40,6 +43,11 @@ struct RunOptions : ModelArguments
    std::string integrator = "euler";
    std::string torques;
    std::string commands;
+   std::string inputs;
+   std::string interpolation = "hold";
+   std::optional<std::string> joints;
+   std::optional<std::string> velocities;
+   std::optional<std::string> columns;
    std::string out;
    std::string every = "1";
    std::string save;
@@ -55,6 +63,9 @@ const std::map<std::string, ZqSimulation::Integrator> integrators{
    {"euler", ZqSimulation::Integrator::SemiImplicitEuler},
    {"midpoint", ZqSimulation::Integrator::ImplicitMidpoint},
    {"rk4", ZqSimulation::Integrator::RungeKutta}};
+
+const std::map<std::string, ZqInputTable::Interpolation> interpolations{
+   {"hold", ZqInputTable::Interpolation::Hold}, {"linear", ZqInputTable::Interpolation::Linear}};
 
 // Interruption
 
@@ -93,42 +104,6 @@ private:
    std::array<Signal, 2> m_signals{{{SIGINT}, {SIGTERM}}};
 };
 
-/// The times of the steps, which are of one length but for the last: that ends where it should.
-class Schedule
-{
-public:
-   Schedule(ZqReal start, ZqReal duration, ZqReal step)
-      : m_start(start), m_end(start + duration), m_step(step)
-   {
-      if (!(step <= duration))
-         throw Failure(Usage, "--dt: a step of " + exact(step) + " s is longer than --time, " +
-                                 exact(duration) + " s");
-      constexpr ZqReal most = 1e15;
-      const ZqReal steps = duration / step;
-      if (!(steps <= most && start + step > start && m_end - step < m_end))
-         throw Failure(Usage, "--dt: steps of " + exact(step) + " s are too short for " +
-                                 exact(duration) + " s from the time of the state, " +
-                                 exact(start) + " s");
-      // What exceeds a whole number by rounding is no step.
-      constexpr ZqReal rounding = 4.0 * std::numeric_limits<ZqReal>::epsilon();
-      m_count = static_cast<std::uint64_t>(std::ceil(steps * (1.0 - rounding)));
-   }
-   ZqReal start() const { return m_start; }
-   ZqReal end() const { return m_end; }
-   std::uint64_t count() const { return m_count; }
-   /// After so many steps.
-   ZqReal time(std::uint64_t steps) const
-   {
-      return steps < m_count ? m_start + static_cast<ZqReal>(steps) * m_step : m_end;
-   }
-
-private:
-   ZqReal m_start;
-   ZqReal m_end;
-   ZqReal m_step;
-   std::uint64_t m_count;
-};
-
 // Arguments
 
 /// Without links and detours, whether or not the file is there.
@@ -161,6 +136,9 @@ void checkOutputs(const RunOptions& options)
    const std::filesystem::path extension = std::filesystem::path(options.plot).extension();
    if (!extension.empty() && extension != ".svg")
       throw Failure(Usage, "--plot: " + options.plot + " is not for SVG, which is what is written");
+   if (options.columns && options.plot.empty() &&
+       (options.out.empty() || options.out.ends_with(".xml")))
+      throw Failure(Usage, "--columns: there is neither a table nor a plot to have them");
    if (options.json && printsData(options))
       throw Failure(Usage, "--json: standard output is that of --out, --save or --plot");
    struct File
@@ -168,27 +146,31 @@ void checkOutputs(const RunOptions& options)
       const char* option;
       const std::string& name;
    };
-   const std::array<File, 4> files{{{"MODEL", options.model},
+   constexpr std::size_t model = 0;
+   constexpr std::size_t inputs = 1;
+   constexpr std::size_t save = 2;
+   const std::array<File, 5> files{{{"MODEL", options.model},
+                                    {"--inputs", options.inputs},
                                     {"--save", options.save},
                                     {"--out", options.out},
                                     {"--plot", options.plot}}};
    for (std::size_t i = 0; i < files.size(); ++i)
       for (std::size_t j = 0; j < i; ++j)
       {
-         const bool isReplacedAtTheEnd = i == 1 && j == 0;
-         const bool isInputAndOutput = j == 0 && isStandardStream(files[j].name);
+         const bool isReplacedAtTheEnd = i == save && j == model;
+         const bool isInputAndOutput = j <= inputs && i > inputs && isStandardStream(files[j].name);
          if (!isReplacedAtTheEnd && !isInputAndOutput && isSameFile(files[i].name, files[j].name))
             throw Failure(Usage, std::string(files[i].option) + ": " + files[i].name +
                                     " is the file of " + files[j].option);
       }
    // The model is saved by way of a file beside it; the others are opened before the first step.
    std::error_code error;
-   const std::string& save = options.save;
-   if (std::filesystem::is_directory(save, error))
-      throw Failure(Failed, save + ": " + std::strerror(EISDIR));
-   if (!save.empty() && !isStandardStream(save) && !std::filesystem::is_other(save, error) &&
-       access(plainPath(save).parent_path().c_str(), W_OK) != 0)
-      throw Failure(Failed, save + ": " + std::strerror(errno));
+   const std::string& saved = options.save;
+   if (std::filesystem::is_directory(saved, error))
+      throw Failure(Failed, saved + ": " + std::strerror(EISDIR));
+   if (!saved.empty() && !isStandardStream(saved) && !std::filesystem::is_other(saved, error) &&
+       access(plainPath(saved).parent_path().c_str(), W_OK) != 0)
+      throw Failure(Failed, saved + ": " + std::strerror(errno));
 }
 
 void checkLength(const char* option, const std::vector<ZqReal>& list, ZqU32 jointCount)
@@ -199,79 +181,36 @@ void checkLength(const char* option, const std::vector<ZqReal>& list, ZqU32 join
                               std::to_string(list.size()) + " numbers");
 }
 
-std::string nameOf(const ZqStatedSystem& scene, const ZqSimulation::Place& place)
-{
-   const ZqIndividualManipulator& manipulator = scene.system().manipulators()[place.manipulator];
-   const std::string of = " of " + manipulator.manipulatorLabel();
-   if (place.link == ZqBaseLinkIndex)
-      return "the base" + of;
-   return "joint " + manipulator.linkByIndex(place.link)->linkLabel() + of;
-}
-
-void warnOfLostInputs(const ZqStatedSystem& scene, const ZqSimulation::Settings& settings)
-{
-   const auto isGiven = [](const std::vector<ZqReal>& list, std::size_t i)
-   { return i < list.size() && list[i] != 0.0; };
-   std::size_t joint = 0;
-   for (ZqU32 i = 0; i < scene.numberOfManipulators(); ++i)
-      for (const ZqManipulatorLink* link : scene.system().manipulators()[i].linkPointerVector())
-      {
-         const ZqJointActuator& drive = link->jointActuator();
-         const bool hasDriveTrain = drive.mechanicalComponentContainer().topElement() != nullptr;
-         const bool hasConverter = drive.powerConverterContainer().topElement() != nullptr;
-         const auto warn = [&](const char* missing, const char* input)
-         {
-            complain("warning: " + nameOf(scene, {i, link->linkIndex()}) + " has no " + missing +
-                     ", and passes no " + input);
-         };
-         if (!hasDriveTrain &&
-             (isGiven(settings.torques, joint) || isGiven(settings.commands, joint)))
-            warn("drive train", "torque");
-         else if (!hasConverter && isGiven(settings.commands, joint))
-            warn("power converter", "command");
-         ++joint;
-      }
-}
-
 // The run
-
-struct Outcome
-{
-   const char* end = "time reached";
-   std::uint64_t steps = 0;
-   ZqReal wallTime = 0.0;
-   ZqSimulation::Energy atStart;
-   ZqSimulation::Energy atEnd;
-   std::optional<Failure> failure; ///< of the recorder
-};
 
 /// Does the steps, and on the way records and plots the states.
 class Runner
 {
 public:
-   /// Recorder and plot may be null.
-   Runner(ZqSimulation& simulation, const Schedule& schedule, Recorder* recorder,
-          std::uint64_t every, Plot* plot)
-      : m_simulation(simulation), m_schedule(schedule), m_recorder(recorder), m_every(every),
-        m_plot(plot)
+   /// Inputs, recorder and plot may be null.
+   Runner(ZqSimulation& simulation, const Schedule& schedule, const ZqInputTable* inputs,
+          Recorder* recorder, std::uint64_t every, Plot* plot)
+      : m_simulation(simulation), m_schedule(schedule), m_inputs(inputs), m_recorder(recorder),
+        m_every(every), m_plot(plot)
    {
    }
 
    Outcome run(bool showProgress)
    {
+      setInputs();
       m_outcome.atStart = m_simulation.energy();
       m_outcome.atEnd = m_outcome.atStart;
       if (!m_simulation.divergence())
       {
          record(m_outcome.atStart);
          if (m_plot != nullptr)
-            m_plot->sample(m_simulation.state());
+            m_plot->sample(m_simulation);
          doSteps(showProgress);
          m_outcome.atEnd = m_simulation.energy();
          if (!m_isRecorded && std::isfinite(m_outcome.atEnd.total()))
             record(m_outcome.atEnd);
          if (m_plot != nullptr)
-            m_plot->sampleLast(m_simulation.state());
+            m_plot->sampleLast(m_simulation);
       }
       withRecorder([](Recorder& recorder) { recorder.finish(); });
       if (m_simulation.divergence())
@@ -290,8 +229,9 @@ private:
              m_simulation.stepTo(m_schedule.time(m_outcome.steps + 1)))
       {
          ++m_outcome.steps;
+         setInputs();
          if (m_plot != nullptr)
-            m_plot->sample(m_simulation.state());
+            m_plot->sample(m_simulation);
          m_isRecorded = false;
          if (m_recorder != nullptr && m_outcome.steps % m_every == 0)
          {
@@ -317,9 +257,16 @@ private:
       m_outcome.wallTime = progress.elapsed();
    }
 
+   /// Those of the next step, which are recorded with the present state.
+   void setInputs()
+   {
+      if (m_inputs != nullptr)
+         m_inputs->apply(m_simulation, m_schedule.time(m_outcome.steps + 1));
+   }
+
    void record(const ZqSimulation::Energy& energy)
    {
-      withRecorder([&](Recorder& recorder) { recorder.record(m_simulation.state(), energy); });
+      withRecorder([&](Recorder& recorder) { recorder.record(m_simulation, energy); });
       m_isRecorded = true;
    }
 
@@ -343,6 +290,7 @@ private:
 
    ZqSimulation& m_simulation;
    const Schedule& m_schedule;
+   const ZqInputTable* m_inputs;
    Recorder* m_recorder;
    std::uint64_t m_every;
    Plot* m_plot;
@@ -350,152 +298,31 @@ private:
    bool m_isRecorded = false; ///< the present state
 };
 
-// What is told of it
-
-Json toJson(const ZqSimulation::Energy& energy)
-{
-   return {{"kinetic", bounded(energy.kinetic)},
-           {"potential", bounded(energy.potential)},
-           {"total", bounded(energy.total())}};
-}
-
-Json toJson(const ZqStatedSystem& scene, const ZqSimulation::Place& place)
-{
-   const ZqIndividualManipulator& manipulator = scene.system().manipulators()[place.manipulator];
-   const ZqManipulatorLink* link = manipulator.linkByIndex(place.link);
-   return {{"manipulator", manipulator.manipulatorLabel()},
-           {"link", link != nullptr ? link->linkLabel() : ""}};
-}
-
-Json summarize(const RunOptions& options, const ZqStatedSystem& scene, const Schedule& schedule,
-               ZqReal step, const ZqSimulation& simulation, const Outcome& outcome)
-{
-   Json limits = Json::array();
-   for (const ZqSimulation::LimitHit& hit : simulation.limitHits())
-   {
-      limits.push_back(toJson(scene, hit.place));
-      limits.back()["time"] = hit.time;
-   }
-   Json criteria = Json::array();
-   for (const ZqSimulation::FiredCriterion& fired : simulation.firedCriteria())
-   {
-      const auto& manipulator = scene.system().manipulators()[fired.manipulator];
-      criteria.push_back({{"manipulator", manipulator.manipulatorLabel()},
-                          {"description", fired.description},
-                          {"time", fired.time}});
-   }
-   Json gap;
-   if (const auto& greatest = simulation.greatestGap())
-   {
-      const auto& manipulator = scene.system().manipulators()[greatest->manipulator];
-      gap = {
-         {"manipulator", manipulator.manipulatorLabel()},
-         {"constraint", manipulator.stateEqualityConstraints().description(greatest->constraint)},
-         {"size", bounded(greatest->size)},
-         {"time", greatest->time}};
-   }
-   Json divergence;
-   if (simulation.divergence())
-   {
-      divergence = toJson(scene, simulation.divergence()->place);
-      divergence["quantity"] = simulation.divergence()->quantity;
-      divergence["time"] = simulation.divergence()->time;
-   }
-   const ZqReal simulated = simulation.state().time() - schedule.start();
-   const auto perWallTime = [&](ZqReal value)
-   { return outcome.wallTime > 0.0 ? Json(value / outcome.wallTime) : Json(); };
-   return {{"model", options.model},
-           {"solver", options.solver},
-           {"integrator", options.integrator},
-           {"step", step},
-           {"start", schedule.start()},
-           {"time", simulation.state().time()},
-           {"end", outcome.end},
-           {"steps", outcome.steps},
-           {"substitutedSteps", simulation.substitutedSteps()},
-           {"wallTime", outcome.wallTime},
-           {"stepsPerSecond", perWallTime(static_cast<ZqReal>(outcome.steps))},
-           {"timesRealTime", perWallTime(simulated)},
-           {"energy", {{"start", toJson(outcome.atStart)}, {"end", toJson(outcome.atEnd)}}},
-           {"greatestGap", gap},
-           {"limits", limits},
-           {"criteria", criteria},
-           {"divergence", divergence}};
-}
-
-std::string describe(const Json& data)
-{
-   constexpr std::array<Column, 4> energyColumns{{{"energy (J)", "/name"},
-                                                  {"kinetic", "/kinetic"},
-                                                  {"potential", "/potential"},
-                                                  {"total", "/total"}}};
-   constexpr std::array<Column, 3> limitColumns{
-      {{"joint at a limit", "/link"}, {"of", "/manipulator"}, {"first at (s)", "/time"}}};
-   constexpr std::array<Column, 3> criterionColumns{
-      {{"stopping criterion", "/description"}, {"of", "/manipulator"}, {"at (s)", "/time"}}};
-
-   Json energies = Json::array();
-   for (const auto& [time, energy] : data.at("energy").items())
-   {
-      energies.push_back({{"name", "at the " + time}});
-      energies.back().update(energy);
-   }
-   std::string result = text(data.at("model")) + ": from " + text(data.at("start")) + " s to " +
-                        text(data.at("time")) + " s in steps of " + text(data.at("step")) +
-                        " s, solver " + text(data.at("solver")) + ", integrator " +
-                        text(data.at("integrator")) + ": " + text(data.at("end")) + '\n';
-   result += "steps " + text(data.at("steps")) + ", wall time " + text(data.at("wallTime")) +
-             " s, steps per second " + text(data.at("stepsPerSecond")) + ", " +
-             text(data.at("timesRealTime")) + " x real time\n";
-   if (data.at("substitutedSteps") != 0)
-      result += text(data.at("substitutedSteps")) +
-                " of the steps by euler: at limits, or where the integrator found no end\n";
-   result += table(energies, energyColumns);
-   if (const Json& gap = data.at("greatestGap"); !gap.is_null())
-      result += "greatest gap of a loop " + text(gap.at("size")) + " m, at " +
-                text(gap.at("time")) + " s: " + text(gap.at("constraint")) + " of " +
-                text(gap.at("manipulator")) + '\n';
-   if (data.at("limits").empty())
-      result += "no joint at a limit\n";
-   else
-      result += table(data.at("limits"), limitColumns);
-   if (data.at("criteria").empty())
-      result += "no stopping criterion met\n";
-   else
-      result += table(data.at("criteria"), criterionColumns);
-   return result;
-}
-
 // The command
 
-ExitCode simulate(const RunOptions& options)
+/// Puts the model into the state in which the run begins.
+void setInitialState(const RunOptions& options, ZqStatedSystem& scene)
 {
-   const ZqReal duration = parsePositive("--time", options.time);
-   const ZqReal step = parsePositive("--dt", options.step);
-   ZqSimulation::Settings settings;
-   settings.solver = solvers.at(options.solver);
-   settings.integrator = integrators.at(options.integrator);
-   settings.closesLoops = !options.isNotProjected;
-   settings.commands = parseNumbers("--commands", options.commands);
-   settings.torques = parseNumbers("--torques", options.torques);
-   const std::uint64_t every = parseCount("--every", options.every);
-   checkOutputs(options);
-   ZqStatedSystem scene;
-   warnOf(readAndCheckModel(options.model, scene));
-   const ZqU32 jointCount = scene.system().jointDof();
-   checkLength("--commands", settings.commands, jointCount);
-   checkLength("--torques", settings.torques, jointCount);
-   warnOfLostInputs(scene, settings);
-   const Schedule schedule(scene.state().time(), duration, step);
+   if (options.joints)
+      setJointPositions(scene, "--joints", *options.joints);
+   if (options.velocities)
+      setJointVelocities(scene, "--velocities", *options.velocities);
+}
 
-   ZqSimulation simulation(scene, settings);
-   const auto recorder = options.out.empty() ? nullptr : makeRecorder(options.out, scene);
-   const auto plot = options.plot.empty() ? nullptr : std::make_unique<Plot>(scene);
-   const auto plotFile = plot ? std::make_unique<OutputFile>(options.plot) : nullptr;
-   const Outcome outcome =
-      Runner(simulation, schedule, recorder.get(), every, plot.get()).run(!options.quiet);
+/// What tables or drawings are to show: by default the motion.
+std::vector<std::string> groupsOf(const RunOptions& options,
+                                  std::initializer_list<const char*> otherwise)
+{
+   if (options.columns)
+      return parseGroups("--columns", *options.columns);
+   return {otherwise.begin(), otherwise.end()};
+}
 
-   // What fails keeps nothing else from being written. The last failure gives the exit code.
+/// Files and summary. What fails keeps nothing else from being written.
+std::vector<Failure> report(const RunOptions& options, ZqReal step, const Schedule& schedule,
+                            ZqSimulation& simulation, const Outcome& outcome, const Plot* plot,
+                            OutputFile* plotFile)
+{
    std::vector<Failure> failures;
    const auto attempt = [&](const auto& action)
    {
@@ -513,7 +340,7 @@ ExitCode simulate(const RunOptions& options)
                             "interrupted at " + exact(simulation.state().time()) + " s");
    if (outcome.failure)
       failures.push_back(*outcome.failure);
-   if (plot)
+   if (plot != nullptr)
       attempt(
          [&]
          {
@@ -525,22 +352,71 @@ ExitCode simulate(const RunOptions& options)
       attempt(
          [&]
          {
-            scene.setState(simulation.state());
-            writeModel(scene, options.save);
-            saved = "; saved is the state at " + exact(scene.state().time()) + " s";
+            writeModel(simulation.scene(), options.save);
+            saved = "; saved is the state at " + exact(simulation.state().time()) + " s";
          });
    if (!options.quiet && !printsData(options))
       attempt(
          [&]
          {
-            const Json data = summarize(options, scene, schedule, step, simulation, outcome);
-            options.json ? print(data) : print(describe(data));
+            const Json data = summarize({options.model, options.solver, options.integrator, step},
+                                        schedule, simulation, outcome);
+            options.json ? print(data) : print(describeRun(data));
          });
    if (const auto& divergence = simulation.divergence())
       failures.emplace_back(NumericalFailure, "diverged at " + exact(divergence->time) +
                                                  " s: the " + divergence->quantity + " of " +
-                                                 nameOf(scene, divergence->place) +
+                                                 nameOf(simulation, divergence->place) +
                                                  " is not finite" + saved);
+   return failures;
+}
+
+ExitCode simulate(const RunOptions& options)
+{
+   const ZqReal duration = parsePositive("--time", options.time);
+   const ZqReal step = parsePositive("--dt", options.step);
+   const std::vector<ZqReal> commands = parseNumbers("--commands", options.commands);
+   const std::vector<ZqReal> torques = parseNumbers("--torques", options.torques);
+   const std::uint64_t every = parseCount("--every", options.every);
+   const auto tableGroups = groupsOf(options, {"positions", "velocities", "base", "energy"});
+   const auto plotGroups = groupsOf(options, {"positions", "base"});
+   checkOutputs(options);
+
+   ZqStatedSystem scene;
+   warnOf(readAndCheckModel(options.model, scene, [&] { setInitialState(options, scene); }));
+   checkLength("--commands", commands, scene.system().jointDof());
+   checkLength("--torques", torques, scene.system().jointDof());
+   const Schedule schedule(scene.state().time(), duration, step);
+   const auto inputs =
+      options.inputs.empty() ? nullptr : readInputs(options.inputs, scene.system());
+   if (inputs)
+   {
+      inputs->setInterpolation(interpolations.at(options.interpolation));
+      warnOfTimesWithoutInputs(*inputs, options.inputs, schedule);
+   }
+
+   ZqSimulation::Settings settings;
+   settings.solver = solvers.at(options.solver);
+   settings.integrator = integrators.at(options.integrator);
+   settings.closesLoops = !options.isNotProjected;
+   ZqSimulation simulation(scene, settings);
+   simulation.setCommands(commands);
+   simulation.setTorques(torques);
+   warnOfLostInputs(simulation, inputs.get());
+
+   const auto recorder = options.out.empty()
+                            ? nullptr
+                            : makeRecorder(options.out, makeTraces(simulation, tableGroups));
+   const auto plot =
+      options.plot.empty() ? nullptr : std::make_unique<Plot>(makeTraces(simulation, plotGroups));
+   const auto plotFile = plot ? std::make_unique<OutputFile>(options.plot) : nullptr;
+   const Outcome outcome =
+      Runner(simulation, schedule, inputs.get(), recorder.get(), every, plot.get())
+         .run(!options.quiet);
+
+   // The last failure gives the exit code.
+   const std::vector<Failure> failures =
+      report(options, step, schedule, simulation, outcome, plot.get(), plotFile.get());
    if (failures.empty())
       return Done;
    for (const Failure& failure : failures)
@@ -551,9 +427,10 @@ ExitCode simulate(const RunOptions& options)
 
 constexpr const char* explanation =
    "Each step takes the accelerations under gravity, drives, springs and constraints, and moves\n"
-   "everything by the integrator. The times are start + k dt; the last step is shortened to end "
-   "at\n"
-   "start + time. A joint that comes to a limit stops there. Loops are held closed. Manipulators\n"
+   "everything by the integrator. Steps end at multiples of dt, also when a run goes on from "
+   "another;\n"
+   "the last one ends at start + time. A joint that comes to a limit stops there. Loops are held "
+   "closed. Manipulators\n"
    "that are attached ride on their carriers, which bear their bases. The run ends early when a\n"
    "stopping criterion is met, when something is not finite any more (exit code 4), and at Ctrl-C\n"
    "or SIGTERM (130); files then hold what there is. When a file is standard output, no summary "
@@ -599,10 +476,37 @@ zqsim::Run zqsim::run(CLI::App& arguments)
                   "in the same form")
       ->type_name("LIST");
    arguments
-      .add_option("--out", options->out,
-                  "Where to record: to .csv, or standard output, time, joint positions and "
-                  "velocities, and energy; to .xml the states")
+      .add_option("--inputs", options->inputs,
+                  "A table (CSV) of what drives the model over time: \"time\" (s), and commands, "
+                  "torques and external forces by name, as \"arm/forearm torque\"; an unknown name "
+                  "is answered with those that there are")
       ->type_name("FILE");
+   arguments
+      .add_option("--interpolation", options->interpolation,
+                  "Between lines of --inputs: hold the last one, or linear")
+      ->check(CLI::IsMember(interpolations))
+      ->type_name("NAME")
+      ->capture_default_str();
+   arguments
+      .add_option("--joints", options->joints,
+                  "Positions (rad, m) of all joints to begin with, in place of those of the "
+                  "model's state, as one argument: \"0.1 0.2\"")
+      ->type_name("LIST");
+   arguments
+      .add_option("--velocities", options->velocities,
+                  "Velocities (rad/s, m/s) of all joints to begin with, in the same form")
+      ->type_name("LIST");
+   arguments
+      .add_option("--out", options->out,
+                  "Where to record: to .csv, or standard output, a table over time; to .xml the "
+                  "states")
+      ->type_name("FILE");
+   arguments
+      .add_option("--columns", options->columns,
+                  "What the table and the plot show, with commas between, of " + groupNames() +
+                     "; if not given, the table positions,velocities,base,energy and the plot "
+                     "positions,base")
+      ->type_name("LIST");
    arguments
       .add_option("--every", options->every,
                   "Record with --out the first state, that of every Nth step, and the last")
@@ -612,7 +516,7 @@ zqsim::Run zqsim::run(CLI::App& arguments)
       .add_option("--save", options->save,
                   "Where to write the model as it ended, for another run to go on from")
       ->type_name("FILE");
-   arguments.add_option("--plot", options->plot, "Where to draw joint positions over time, as SVG")
+   arguments.add_option("--plot", options->plot, "Where to draw the motion over time, as SVG")
       ->type_name("FILE");
    arguments.add_flag("--quiet", options->quiet, "Write nothing when all goes well");
    arguments.footer(explanation);

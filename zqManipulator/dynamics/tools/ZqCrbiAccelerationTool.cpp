@@ -442,6 +442,12 @@ bool ZqCrbiAccelerationTool::hybridTorqueAccelerationWithConstraints(
    return true;
 }
 
+void ZqCrbiAccelerationTool::getConstraintForces(ZqReArray& forces)
+{
+   m_constraintFactor.getMultipliers(forces);
+   forces *= -1.0;
+}
+
 /// The given torques less what the given accelerations ask for.
 void ZqCrbiAccelerationTool::computeHybridResidual()
 {

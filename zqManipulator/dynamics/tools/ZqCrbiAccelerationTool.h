@@ -79,6 +79,10 @@ public:
    /// `jacobianDerivative`. Take it for simulation. False unless it is set.
    bool usesConstraintKinematics() const noexcept { return m_usesConstraintKinematics; }
    void setUsesConstraintKinematics(bool uses) noexcept { m_usesConstraintKinematics = uses; }
+   /// The forces of the constraints in the last call for a manipulator that has any (doc x 1): G^T times them,
+   /// with G the Jacobian, acts on the manipulator. In N where the row is a length. Of those that do the
+   /// same the shortest.
+   void getConstraintForces(ZqReArray& forces);
    /// The factors of the mass matrix in a position, the inertia of motors and what is attached included.
    /// They hold until the next call, and serve the next one of `acceleration` that does not recompute.
    ZqMassMatrixFactor& factorMassMatrix(const ZqIndividualManipulator& manipulator,

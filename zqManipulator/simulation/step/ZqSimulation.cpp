@@ -1,4 +1,3 @@
-#include "zqManipulator/foundation/algebra/ZqValueOrZero.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/simulation/step/ZqSimulationMember.h"
 
@@ -13,13 +12,8 @@ ZqSimulation::ZqSimulation(const ZqStatedSystem& scene, const Settings& settings
    m_active.setNonredundantState(m_state);
    m_members.reserve(scene.numberOfManipulators());
    m_results.resize(scene.numberOfManipulators());
-   std::size_t firstJoint = 0;
    for (ZqU32 i = 0; i < scene.numberOfManipulators(); ++i)
-   {
-      m_members.push_back(makeMember(i, settings, firstJoint));
-      firstJoint += m_members.back().joints.size();
-      m_doesKeepMomentum = m_doesKeepMomentum || m_members.back().doesKeepMomentum;
-   }
+      m_members.push_back(makeMember(i));
    for (ZqU32 i = 0; i < m_members.size(); ++i)
    {
       if (m_members[i].manipulator->isFixedBase())
@@ -37,20 +31,17 @@ ZqSimulation::ZqSimulation(const ZqStatedSystem& scene, const Settings& settings
 
 ZqSimulation::~ZqSimulation() = default;
 
-ZqSimulation::Member ZqSimulation::makeMember(ZqU32 index, const Settings& settings,
-                                              std::size_t firstJoint)
+ZqSimulation::Member ZqSimulation::makeMember(ZqU32 index)
 {
    Member member(m_scene.system().manipulators()[index]);
    const ZqIndividualManipulator& manipulator = *member.manipulator;
    for (const ZqManipulatorLink* link : manipulator.linkPointerVector())
    {
       const ZqJointActuator& drive = link->jointActuator();
-      const std::size_t i = firstJoint + member.joints.size();
       member.joints.push_back({link, drive.mechanicalComponentContainer().topElement(),
                                drive.powerConverterContainer().topElement(), drive.gearRatio(),
-                               Zq::valueOrZero(settings.commands, i),
-                               Zq::valueOrZero(settings.torques, i), drive.lowerLimit(),
-                               drive.upperLimit(), drive.maxOutputRate(), !drive.isRigid()});
+                               drive.lowerLimit(), drive.upperLimit(), drive.maxOutputRate(),
+                               !drive.isRigid()});
    }
 
    const auto jointCount = static_cast<unsigned>(member.joints.size());
@@ -66,13 +57,13 @@ ZqSimulation::Member ZqSimulation::makeMember(ZqU32 index, const Settings& setti
    for (auto* list : {&member.slopes, &member.rateSum, &member.slopeSum, &member.previousEndRates})
       list->resize(member.size());
    const bool isConstrained = manipulator.stateEqualityConstraints().size() > 0;
-   if (isConstrained && settings.solver == Solver::Arbi)
+   if (isConstrained && m_settings.solver == Solver::Arbi)
       Zq::Print::instance().write(Zq::Oddity,
                                   "%s has constraints, which the solver arbi ignores.\n",
                                   manipulator.manipulatorLabel().c_str());
-   member.doesKeepMomentum = !manipulator.isFixedBase() && !isConstrained &&
-                             m_scene.configuration().attachmentMap().findNode(index) == nullptr &&
-                             m_scene.configuration().attachmentMap().findBaseNode(index) == nullptr;
+   member.isLeftAlone = !manipulator.isFixedBase() && !isConstrained &&
+                        m_scene.configuration().attachmentMap().findNode(index) == nullptr &&
+                        m_scene.configuration().attachmentMap().findBaseNode(index) == nullptr;
 
    ZqManipulatorActiveState& active = activeState(index);
    active.setAccelerationState(member.gravity);
@@ -89,6 +80,23 @@ ZqSimulation::Member ZqSimulation::makeMember(ZqU32 index, const Settings& setti
    return member;
 }
 
+ZqStatedSystem ZqSimulation::scene() const
+{
+   ZqStatedSystem result(m_scene);
+   result.setState(m_state);
+   return result;
+}
+
+const ZqManipulatorLink* ZqSimulation::linkAt(const Place& place) const
+{
+   if (place.manipulator >= m_members.size())
+      return nullptr;
+   const Member& member = m_members[place.manipulator];
+   if (place.link == ZqBaseLinkIndex)
+      return &member.manipulator->concreteReference();
+   return place.link < member.joints.size() ? member.joints[place.link].link : nullptr;
+}
+
 bool ZqSimulation::stepTo(ZqReal time)
 {
    const ZqReal dt = time - m_state.time();
@@ -99,6 +107,7 @@ bool ZqSimulation::stepTo(ZqReal time)
                                   m_state.time());
       return false;
    }
+   keepDrives();
    m_stateBefore = m_state;
    m_active.setNonredundantState(m_state);
    for (ZqU32 i = 0; i < m_members.size(); ++i)
@@ -115,6 +124,8 @@ bool ZqSimulation::stepTo(ZqReal time)
    if (!isDone || !isStateFinite())
    {
       m_state = m_stateBefore;
+      for (ZqU32 i = 0; i < m_members.size(); ++i)
+         activeState(i).actuatorState() = m_members[i].drivesKept;
       return false;
    }
    for (ZqU32 i = 0; i < m_members.size(); ++i)
@@ -123,6 +134,51 @@ bool ZqSimulation::stepTo(ZqReal time)
       followCarriers();
    collectResults();
    return true;
+}
+
+/// Keeps the states of the drives at the present time. What an evaluation of the present has made of them,
+/// as friction that has come to stick, is undone: such changes belong to steps.
+void ZqSimulation::keepDrives()
+{
+   for (ZqU32 i = 0; i < m_members.size(); ++i)
+   {
+      ZqActuatorState& drives = activeState(i).actuatorState();
+      ZqActuatorState& kept = m_members[i].drivesKept;
+      m_isPresent ? drives = kept : kept = drives;
+   }
+   m_isPresent = false;
+}
+
+ZqSystemActiveState& ZqSimulation::present()
+{
+   if (m_isPresent)
+      return m_active;
+   keepDrives();
+   computeAccelerations();
+   for (ZqU32 i = 0; i < m_members.size(); ++i)
+   {
+      Member& member = m_members[i];
+      if (member.isConstrained)
+         member.crbi.getConstraintForces(member.constraintForces);
+      activeState(i).setAccelerationState(member.accelerations);
+      computeMotorAccelerations(i);
+   }
+   m_isPresent = true;
+   return m_active;
+}
+
+const ZqManipulatorTorque& ZqSimulation::motorTorques(ZqU32 manipulator)
+{
+   present();
+   return manipulator < m_members.size() ? m_members[manipulator].torque
+                                         : ZqManipulatorTorque::nullObject();
+}
+
+const ZqReArray& ZqSimulation::constraintForces(ZqU32 manipulator)
+{
+   static const ZqReArray none;
+   present();
+   return manipulator < m_members.size() ? m_members[manipulator].constraintForces : none;
 }
 
 /// Those of the present state, with the power converters as they are.

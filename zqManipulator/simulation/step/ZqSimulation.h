@@ -1,5 +1,6 @@
 #pragma once
 
+#include "zqManipulator/dynamics/bodies/ZqManipulatorTorque.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
@@ -9,13 +10,20 @@
 
 /// The state of a scene on its way through time: one call, one step.
 ///
+///     ZqSimulation simulation(scene);
+///     for (int k = 1; k <= 1000 && simulation.stepTo(0.001 * k); ++k)
+///        use(simulation.state());
+///
+/// What drives it, commands, torques and external forces, is set between steps and holds until it is set
+/// anew.
+///
 /// In a step,
 /// - the states of the power converters advance by their derivatives at the present motor position and
 ///   velocity, linearly implicit: a circuit faster than the step does not diverge. Their torques hold
 ///   for the step;
 /// - the solver answers the accelerations of the present state, with gravity as an acceleration of the
-///   bases, the motors of rigid joints following their joints, and the torques of power converters and
-///   those that are given at the motors;
+///   bases, the motors of rigid joints following their joints, the torques of power converters and those
+///   that are given at the motors, and the external forces;
 /// - the integrator moves joints, bases and the motors of flexible joints;
 /// - state equality constraints, by their `kinematics`, have been part of the accelerations; what the
 ///   step leaves of a gap is closed, and velocities are brought to agree, by the least change in the
@@ -33,8 +41,9 @@
 /// A manipulator that is attached loads its carrier with the mass of its base; the motion of its links
 /// does not act back, and it does not feel the acceleration of its carrier.
 ///
-/// A step allocates nothing once sizes have settled, and nothing throws. A simulation serves one thread
-/// at a time, and so does its scene.
+/// A step allocates nothing once sizes have settled, and nothing throws. A simulation shares the model
+/// with the scene that it was made from until one of them changes it, and those that share a model serve
+/// one thread at a time together; that of a scene copied with `ZqFoundCommon::CopyAll` is its own.
 class ZqSimulation
 {
 public:
@@ -63,8 +72,6 @@ public:
       RungeKutta
    };
 
-   /// What goes into the drives of all joints stands in the order of manipulators and link indices. What
-   /// is missing is 0.
    struct Settings
    {
       Solver solver = Solver::Crbi;
@@ -72,8 +79,6 @@ public:
       /// Whether the loops of constraints are closed at the start and after each step, and velocities
       /// brought to agree with constraints.
       bool closesLoops = true;
-      std::vector<ZqReal> commands; ///< of power converters: a voltage, a valve opening, a torque
-      std::vector<ZqReal> torques;  ///< at the motor, added to those of the power converters (N m)
    };
 
    /// In J: of the motion of bodies and motors, and of the bodies in gravity, zero at the origin of the
@@ -118,17 +123,65 @@ public:
    };
 
    /// Begins at the state of the scene, with attached manipulators where they are carried, bases that are
-   /// fixed at rest, and loops closed. The scene must outlive the simulation, and not change.
+   /// fixed at rest, and loops closed. Nothing drives it yet. The scene is copied, of which its model is no
+   /// part: what happens to it later does not matter here.
    explicit ZqSimulation(const ZqStatedSystem& scene) : ZqSimulation(scene, Settings()) {}
    ZqSimulation(const ZqStatedSystem& scene, const Settings& settings);
    ZqSimulation(const ZqSimulation&) = delete;
    ZqSimulation& operator=(const ZqSimulation&) = delete;
    ~ZqSimulation();
 
+   const ZqManipulatorSystem& system() const { return m_scene.system(); }
+   /// The scene as it is now, to be saved or to be simulated further.
+   ZqStatedSystem scene() const;
+   /// The link at a place, or the base; null when there is none.
+   const ZqManipulatorLink* linkAt(const Place& place) const;
+
    const ZqManipulatorSystemState& state() const { return m_state; }
    /// Steps to a later time (s); one that is not later and finite is rejected with a message. False
    /// then, and when something is not finite: the state stays.
    bool stepTo(ZqReal time);
+   /// Steps by a length of time (s). The sum of many is not quite a multiple of it: times of a grid come
+   /// from `stepTo`.
+   bool step(ZqReal dt) { return stepTo(m_state.time() + dt); }
+
+   /// \name What drives it
+   /// Commands go to power converters (a voltage, a valve opening, a torque), torques act at motors, beside
+   /// those of the power converters (N m, or N). Lists stand in the order of manipulators and link indices,
+   /// and what is missing in them is 0. External forces are those on a link, in its D-H frame. What is
+   /// not finite, too long or of a place that there is not is rejected with a message, and changes
+   /// nothing: false.
+   /// @{
+   bool setCommands(const std::vector<ZqReal>& commands);
+   bool setTorques(const std::vector<ZqReal>& torques);
+   bool setCommand(const Place& joint, ZqReal command);
+   bool setTorque(const Place& joint, ZqReal torque);
+   /// On the base and all links of a manipulator; those that are missing are 0.
+   bool setExternalForces(ZqU32 manipulator, const ZqManipulatorExternalForce& forces);
+   bool setExternalForce(const Place& place, const ZqGeneralForce& force);
+   /// Zero for a place that there is not.
+   ZqReal command(const Place& joint) const;
+   ZqReal torque(const Place& joint) const;
+   ZqGeneralForce externalForce(const Place& place) const;
+   /// @}
+
+   /// \name What follows from the present state
+   /// And from what drives it now. Computed when first asked for after a change, at the price of one
+   /// evaluation of the accelerations; the steps do not depend on whether it is asked for.
+   /// @{
+   /// To be read: frames and velocities of links from it, and in it the accelerations of joints and bases
+   /// (of the base in axes of the system, gravity not counted) and the states of the drives, with the
+   /// torques that these put on the joints. A joint that rests in a limit accelerates here as if it were
+   /// free: the reactions of stops belong to steps.
+   ZqSystemActiveState& present();
+   /// At the motors: of power converters and given ones (N m, or N). No joints for a manipulator that there
+   /// is not.
+   const ZqManipulatorTorque& motorTorques(ZqU32 manipulator);
+   /// One row for each row of the constraints of a manipulator (doc x 1): G^T times them, with G the
+   /// Jacobian, acts on the manipulator. In N where the row is a length. Of those that do the same the
+   /// shortest. No rows where constraints are not heeded.
+   const ZqReArray& constraintForces(ZqU32 manipulator);
+   /// @}
    /// Of the present state. One that is not finite is a divergence.
    Energy energy();
 
@@ -149,11 +202,12 @@ private:
    struct Momentum;
    struct Member;
 
-   Member makeMember(ZqU32 index, const Settings& settings, std::size_t firstJoint);
+   Member makeMember(ZqU32 index);
    ZqManipulatorActiveState& activeState(ZqU32 index)
    {
       return m_active.manipulatorActiveStateVector()[index];
    }
+   void keepDrives();
    void followCarriers();
    bool meetStoppingCriteria();
    void collectResults();
@@ -186,6 +240,10 @@ private:
    void solve(ZqU32 index);
 
    // Drives
+   bool setInputs(ZqReal Joint::*input, const std::vector<ZqReal>& values, const char* name);
+   bool setInput(const Place& place, ZqReal Joint::*input, ZqReal value, const char* name);
+   ZqReal inputOf(const Place& place, ZqReal Joint::*input) const;
+   bool isPlace(const Place& place) const;
    void followJoints(ZqU32 index);
    void advanceConverters(ZqU32 index, ZqReal dt);
    void advanceConverter(const Joint& joint, ZqReal dt, ZqActuatorState& drives);
@@ -211,7 +269,7 @@ private:
    Energy energyOfBody(ZqU32 index, const ZqManipulatorLink& link);
    Energy energyOfMotor(ZqU32 index, ZqU32 jointIndex);
 
-   const ZqStatedSystem& m_scene;
+   const ZqStatedSystem m_scene; ///< as it was at the beginning
    Settings m_settings;
    ZqManipulatorSystemState m_state;
    ZqManipulatorSystemState m_stateBefore; ///< the present step
@@ -219,7 +277,7 @@ private:
    std::vector<Member> m_members; ///< one a manipulator
    ZqStatedSystem::PropagationResults m_results;
    bool m_hasAttachments = false;
-   bool m_doesKeepMomentum = false; ///< any member
+   bool m_isPresent = false; ///< what the active state holds, with all that follows from it
    ZqXmlVectorBasicType<ZqReal> m_derivatives;
    ZqXmlVectorBasicType<ZqReal> m_nearbyDerivatives;
    std::vector<ZqReal> m_nextConverterState;

@@ -14,10 +14,10 @@ struct ZqSimulation::Joint
    const ZqMechanicalActuatorComponent* driveTrain; ///< or null
    const ZqBasePowerConverter* converter;           ///< or null
    ZqReal gearRatio;
-   ZqReal command;
-   ZqReal torque;
    ZqReal lowerLimit, upperLimit, maxRate;
    bool isFlexible;
+   ZqReal command = 0.0;
+   ZqReal torque = 0.0;
    ZqReal velocityAtLimit = 0.0; ///< while a limit holds it
    bool wasAtLimit = false;
 };
@@ -56,6 +56,7 @@ struct ZqSimulation::Member
    explicit Member(const ZqIndividualManipulator& ofWhich) : manipulator(&ofWhich) {}
 
    std::size_t size() const { return 2 * joints.size() + 3; } ///< of a motion
+   bool keepsMomentum() const { return isLeftAlone && !isPushed; }
 
    const ZqIndividualManipulator* manipulator;
    std::vector<Joint> joints;
@@ -64,6 +65,9 @@ struct ZqSimulation::Member
    ZqManipulatorTorque torque;
    ZqManipulatorTorque torqueAtLimits;
    ZqManipulatorExternalForce externalForce;
+   bool isPushed = false; ///< by these
+   ZqReArray constraintForces;
+   ZqActuatorState drivesKept; ///< at the start of a step, or before an evaluation of the present
    ZqCrbiAccelerationTool crbi;
    ZqArbiAccelerationTool arbi;
    ZqConstraintProjection projection;
@@ -88,6 +92,6 @@ struct ZqSimulation::Member
    ZqActuatorState drivesAtStart; ///< after it
    ZqPositionState scratchPosition;
    Momentum momentumAtStart;
-   bool doesKeepMomentum = false; ///< nothing but gravity acts from outside
+   bool isLeftAlone = false; ///< nothing but gravity and external forces acts from outside
    /// @}
 };

@@ -1,6 +1,7 @@
 #include "zqManipulator/kinematics/system/ZqStatedSystemStruct.h"
 #include "zqManipulator/simulation/step/ZqSimulationMember.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -38,7 +39,7 @@ bool ZqSimulation::stepByImplicitMidpoint(ZqReal dt)
       member.endInBody = member.startInBody + toBody * member.angularSlope * dt;
       for (std::size_t k = 0; k < member.size(); ++k)
          member.end.rates[k] = member.start.rates[k] + dt * member.slopes[k];
-      if (member.doesKeepMomentum)
+      if (member.keepsMomentum())
          member.momentumAtStart = momentum(i);
    }
    constexpr int mostIterations = 100;
@@ -78,7 +79,8 @@ ZqReal ZqSimulation::improveEnd(ZqReal dt)
       member.endInBody =
          member.startInBody + member.trial.orientation.inverse() * member.angularSlope * dt;
    }
-   if (m_doesKeepMomentum)
+   if (std::any_of(m_members.begin(), m_members.end(),
+                   [](const Member& member) { return member.keepsMomentum(); }))
    {
       moveToEnd(dt);
       for (ZqU32 i = 0; i < m_members.size(); ++i)
@@ -174,7 +176,7 @@ ZqSimulation::Momentum ZqSimulation::momentum(ZqU32 index)
 void ZqSimulation::keepMomentum(ZqU32 index, ZqReal dt, bool withPosition)
 {
    Member& member = m_members[index];
-   if (!member.doesKeepMomentum)
+   if (!member.keepsMomentum())
       return;
    m_active.setManipulatorNonredundantPositionState(m_state.positionStates()[index], index);
    activeState(index).setVelocityState(m_state.velocityStates()[index]);

@@ -1,0 +1,101 @@
+#include "apps/zqsim/inputs.h"
+
+#include "apps/zqsim/commands.h"
+#include "apps/zqsim/model.h"
+#include "apps/zqsim/output.h"
+#include "apps/zqsim/outputFile.h"
+#include "apps/zqsim/schedule.h"
+
+#include <iostream>
+#include <set>
+
+namespace
+{
+using namespace zqsim;
+using Quantity = ZqInputTable::Quantity;
+
+bool isGiven(const ZqInputTable::Input& input, const ZqSimulation& simulation,
+             const ZqInputTable* table)
+{
+   if (ZqInputTable::valueOf(input, simulation) != 0.0)
+      return true;
+   if (table == nullptr)
+      return false;
+   for (std::size_t k = 0; k < table->inputs().size(); ++k)
+      if (table->inputs()[k].name == input.name)
+         for (std::size_t line = 0; line < table->times().size(); ++line)
+            if (table->value(line, k) != 0.0)
+               return true;
+   return false;
+}
+
+/// What keeps an input from acting; empty when nothing does.
+std::string obstacleTo(const ZqInputTable::Input& input, const ZqSimulation& simulation)
+{
+   const bool isForce = input.quantity != Quantity::Command && input.quantity != Quantity::Torque;
+   const auto& manipulator = simulation.system().manipulators()[input.place.manipulator];
+   if (isForce)
+      return input.place.link == ZqBaseLinkIndex && manipulator.isFixedBase()
+                ? " is fixed, and feels no force"
+                : "";
+   const ZqJointActuator& drive = simulation.linkAt(input.place)->jointActuator();
+   if (drive.mechanicalComponentContainer().topElement() == nullptr)
+      return " has no drive train, and passes no torque";
+   if (input.quantity == Quantity::Command &&
+       drive.powerConverterContainer().topElement() == nullptr)
+      return " has no power converter, and passes no command";
+   return "";
+}
+} // namespace
+
+std::string zqsim::nameOf(const ZqSimulation& simulation, const ZqSimulation::Place& place)
+{
+   const std::string of =
+      " of " + simulation.system().manipulators()[place.manipulator].manipulatorLabel();
+   if (place.link == ZqBaseLinkIndex)
+      return "the base" + of;
+   return "joint " + simulation.linkAt(place)->linkLabel() + of;
+}
+
+std::unique_ptr<ZqInputTable> zqsim::readInputs(const std::string& fileName,
+                                                const ZqManipulatorSystem& system)
+{
+   auto table = std::make_unique<ZqInputTable>();
+   bool isRead = false;
+   const Diagnostics diagnostics = diagnosticsOf(
+      [&]
+      {
+         isRead = isStandardStream(fileName) ? table->read(std::cin, "standard input", system)
+                                             : table->load(fileName, system);
+      });
+   if (!isRead)
+      throw Failure(InvalidInput, reason(fileName, diagnostics));
+   return table;
+}
+
+void zqsim::warnOfLostInputs(const ZqSimulation& simulation, const ZqInputTable* table)
+{
+   std::set<std::string> told;
+   for (const ZqInputTable::Input& input : ZqInputTable::inputsOf(simulation.system()))
+   {
+      const std::string obstacle = obstacleTo(input, simulation);
+      if (obstacle.empty() || !isGiven(input, simulation, table))
+         continue;
+      const std::string warning = "warning: " + nameOf(simulation, input.place) + obstacle;
+      if (told.insert(warning).second)
+         complain(warning);
+   }
+}
+
+void zqsim::warnOfTimesWithoutInputs(const ZqInputTable& table, const std::string& fileName,
+                                     const Schedule& schedule)
+{
+   const ZqReal first = table.times().front();
+   const ZqReal last = table.times().back();
+   if (first > schedule.start())
+      complain("warning: " + fileName + " begins at " + exact(first) + " s, after the start at " +
+               exact(schedule.start()) + " s, and until then does nothing");
+   if (table.interpolation() == ZqInputTable::Interpolation::Linear && last < schedule.end())
+      complain("warning: " + fileName + " ends at " + exact(last) + " s, before the end at " +
+               exact(schedule.end()) + " s, and its last line holds from then on");
+}

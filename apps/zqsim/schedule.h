@@ -1,0 +1,33 @@
+#pragma once
+
+#include "zqManipulator/foundation/algebra/ZqTypes.h"
+
+#include <cstdint>
+
+namespace zqsim
+{
+/// The times of steps: multiples of their nominal length, so that a run that goes on where another has
+/// ended steps at the same times as one run. A first or last step to or from another time is shorter.
+class Schedule
+{
+public:
+   /// In s. What cannot be is a `Failure`.
+   Schedule(ZqReal start, ZqReal duration, ZqReal step);
+
+   ZqReal start() const { return m_start; }
+   ZqReal end() const { return m_end; }
+   std::uint64_t count() const { return m_count; }
+   /// After so many steps.
+   ZqReal time(std::uint64_t steps) const
+   {
+      return steps < m_count ? (m_startMultiple + static_cast<ZqReal>(steps)) * m_step : m_end;
+   }
+
+private:
+   ZqReal m_start;
+   ZqReal m_end;
+   ZqReal m_step;
+   ZqReal m_startMultiple; ///< of the step: the last that is not after the start
+   std::uint64_t m_count;
+};
+} // namespace zqsim
