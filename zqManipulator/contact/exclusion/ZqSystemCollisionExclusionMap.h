@@ -41,9 +41,9 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqSystemCollisionExclusionMapToken; }
    static constexpr const char* documentation =
       "pairs of different manipulators, or of their links, that need not be tested for collision";
+   template <class This = ZqSystemCollisionExclusionMap>
    static constexpr auto components()
    {
-      using This = ZqSystemCollisionExclusionMap;
       return std::tuple{
          ZqComponent{
             &This::m_manipulatorExclusionMap, &ZqManip::ZqManipulatorExclusionMapToken,

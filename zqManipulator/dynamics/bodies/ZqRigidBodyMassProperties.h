@@ -58,9 +58,9 @@ public:
    static constexpr const char* documentation =
       "mass and moments of a rigid body about the origin of a frame: the primary frame of the link "
       "that holds it";
+   template <class This = ZqRigidBodyMassProperties>
    static constexpr auto components()
    {
-      using This = ZqRigidBodyMassProperties;
       return std::tuple{
          ZqComponent{&This::m_mass, &ZqManip::ZqMassToken, "mass (kg), at least 1e-9"},
          ZqComponent{&This::m_firstMoment, &ZqManip::ZqFirstMomentToken,

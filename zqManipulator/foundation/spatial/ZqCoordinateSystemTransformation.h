@@ -47,11 +47,12 @@ public:
    static const ZqToken& classToken() { return ZqFoundCommon::ZqCoordinateSystemTransformToken; }
    static constexpr const char* documentation =
       "a frame in another one: a point p becomes orientation p + translation";
+   template <class This = ZqCoordinateSystemTransformation>
    static constexpr auto components()
    {
-      return std::tuple{ZqComponent{&ZqCoordinateSystemTransformation::m_translation,
+      return std::tuple{ZqComponent{&This::m_translation,
                                     &ZqXml::ZqTranslationToken, "x y z of the origin (m)"},
-                        ZqComponent{&ZqCoordinateSystemTransformation::m_orientation,
+                        ZqComponent{&This::m_orientation,
                                     &ZqXml::ZqOrientationToken, "w x y z of the unit quaternion"}};
    }
    /// An orientation that is not of unit length is kept as it is, with a remark; what is called a

@@ -14,11 +14,12 @@ public:
 
    static const ZqToken& classToken() { return ZqFoundCommon::ZqGeneralForceToken; }
    static constexpr const char* documentation = "a spatial force at the origin of a frame";
+   template <class This = ZqGeneralForce>
    static constexpr auto components()
    {
-      return std::tuple{ZqComponent{&ZqGeneralForce::m_first, &ZqFoundCommon::ZqForceToken,
+      return std::tuple{ZqComponent{&This::m_first, &ZqFoundCommon::ZqForceToken,
                                     "x y z of the force (N)"},
-                        ZqComponent{&ZqGeneralForce::m_second, &ZqFoundCommon::ZqMomentToken,
+                        ZqComponent{&This::m_second, &ZqFoundCommon::ZqMomentToken,
                                     "x y z of the moment about the origin (N m)"}};
    }
 

@@ -16,11 +16,12 @@ public:
    static const ZqToken& classToken() { return ZqFoundCommon::ZqGeneralVelocityToken; }
    static constexpr const char* documentation =
       "a spatial velocity or acceleration of the origin of a frame";
+   template <class This = ZqGeneralMotion>
    static constexpr auto components()
    {
-      return std::tuple{ZqComponent{&ZqGeneralMotion::m_first, &ZqFoundCommon::ZqLinearToken,
+      return std::tuple{ZqComponent{&This::m_first, &ZqFoundCommon::ZqLinearToken,
                                     "x y z of the linear part (m/s, or m/s^2)"},
-                        ZqComponent{&ZqGeneralMotion::m_second, &ZqFoundCommon::ZqAngularToken,
+                        ZqComponent{&This::m_second, &ZqFoundCommon::ZqAngularToken,
                                     "x y z of the angular part (rad/s, or rad/s^2)"}};
    }
 

@@ -24,19 +24,20 @@ public:
    static constexpr const char* documentation =
       "a symmetric 3 x 3 matrix: the second moment of a mass (kg m^2), with products of inertia as "
       "they stand in the matrix";
+   template <class This = ZqSecondMoment>
    static constexpr auto components()
    {
-      return std::tuple{ZqAttributeComponent(&ZqSecondMoment::m_xx, &ZqFoundCommon::ZqXxToken,
+      return std::tuple{ZqAttributeComponent(&This::m_xx, &ZqFoundCommon::ZqXxToken,
                                              "element xx of the matrix"),
-                        ZqAttributeComponent(&ZqSecondMoment::m_yy, &ZqFoundCommon::ZqYyToken,
+                        ZqAttributeComponent(&This::m_yy, &ZqFoundCommon::ZqYyToken,
                                              "element yy of the matrix"),
-                        ZqAttributeComponent(&ZqSecondMoment::m_zz, &ZqFoundCommon::ZqZzToken,
+                        ZqAttributeComponent(&This::m_zz, &ZqFoundCommon::ZqZzToken,
                                              "element zz of the matrix"),
-                        ZqAttributeComponent(&ZqSecondMoment::m_xy, &ZqFoundCommon::ZqXyToken,
+                        ZqAttributeComponent(&This::m_xy, &ZqFoundCommon::ZqXyToken,
                                              "element xy of the matrix"),
-                        ZqAttributeComponent(&ZqSecondMoment::m_xz, &ZqFoundCommon::ZqXzToken,
+                        ZqAttributeComponent(&This::m_xz, &ZqFoundCommon::ZqXzToken,
                                              "element xz of the matrix"),
-                        ZqAttributeComponent(&ZqSecondMoment::m_yz, &ZqFoundCommon::ZqYzToken,
+                        ZqAttributeComponent(&This::m_yz, &ZqFoundCommon::ZqYzToken,
                                              "element yz of the matrix")};
    }
    static ZqSecondMoment nullObject() noexcept { return {}; }
