@@ -7,6 +7,9 @@
 #include "zqManipulator/foundation/xml/ZqXmlVectorBasicType.h"
 #include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
 
+extern template class ZqXmlVectorType<ZqCoordinateSystemTransformation>;
+extern template class ZqXmlVectorType<ZqGeneralMotion>;
+
 /// What an attachment node remembers of the manipulators that hang on it: their indices, and the frame
 /// and the velocity of the base of each.
 class ZqAttachmentNodeState : public ZqXmlClass<ZqAttachmentNodeState>

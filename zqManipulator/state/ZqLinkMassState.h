@@ -15,8 +15,7 @@ public:
       return std::tuple{
          ZqComponent{&This::m_crbi, &ZqManip::ZqCrbiToken,
                      "inertia of the link and its descendants as one rigid body, in the DH frame"},
-         ZqComponent{&This::m_crbiValid, &ZqManip::ZqCrbiValidToken,
-                     "whether it is computed"}};
+         ZqComponent{&This::m_crbiValid, &ZqManip::ZqCrbiValidToken, "whether it is computed"}};
    }
    bool operator==(const ZqLinkMassState&) const = default;
 

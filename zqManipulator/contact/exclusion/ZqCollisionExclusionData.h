@@ -45,3 +45,5 @@ private:
 };
 
 extern template class ZqXmlClass<ZqCollisionExclusionData>;
+extern template class ZqXmlMapType<ZqString, ZqSystemCollisionExclusionMap>;
+extern template class ZqXmlVectorType<ZqManipulatorSelfCollisionLinkMap>;

@@ -13,6 +13,8 @@
 class ZqIndividualManipulator;
 class ZqManipulatorSystem;
 
+extern template class ZqXmlSetType<ZqU32>;
+extern template class ZqXmlSetType<ZqManipulatorLinkIdentifier>;
 extern template class ZqXmlMapType<ZqU32, ZqXmlSetType<ZqU32>>;
 extern template class ZqXmlMapType<ZqManipulatorLinkIdentifier, ZqXmlSetType<ZqU32>>;
 extern template class ZqXmlMapType<ZqManipulatorLinkIdentifier,

@@ -50,10 +50,10 @@ public:
    template <class This = ZqCoordinateSystemTransformation>
    static constexpr auto components()
    {
-      return std::tuple{ZqComponent{&This::m_translation,
-                                    &ZqXml::ZqTranslationToken, "x y z of the origin (m)"},
-                        ZqComponent{&This::m_orientation,
-                                    &ZqXml::ZqOrientationToken, "w x y z of the unit quaternion"}};
+      return std::tuple{
+         ZqComponent{&This::m_translation, &ZqXml::ZqTranslationToken, "x y z of the origin (m)"},
+         ZqComponent{&This::m_orientation, &ZqXml::ZqOrientationToken,
+                     "w x y z of the unit quaternion"}};
    }
    /// An orientation that is not of unit length is kept as it is, with a remark; what is called a
    /// rotation then also scales, and `inverse` is none.
@@ -177,6 +177,8 @@ public:
    /// changes nothing, when the stream gives less, a number is not finite, or the quaternion is zero.
    ZqBoolean readBin(std::istream& stream);
    ZqBoolean writeBin(std::ostream& stream) const;
+
+   friend std::ostream& operator<<(std::ostream& stream, const ZqCoordinateSystemTransformation& X);
 
 private:
    ZqCoordinateSystemTransformation(ZqU32 mode, const ZqVector& translation,

@@ -2,6 +2,8 @@
 
 #include "zqManipulator/foundation/spatial/ZqSpatialVector.h"
 
+#include <iosfwd>
+
 /// A spatial force: a force (N) and its moment about the reference point (N m). Zero by default.
 class ZqGeneralForce : public ZqSpatialVector<ZqGeneralForce>
 {
@@ -17,10 +19,10 @@ public:
    template <class This = ZqGeneralForce>
    static constexpr auto components()
    {
-      return std::tuple{ZqComponent{&This::m_first, &ZqFoundCommon::ZqForceToken,
-                                    "x y z of the force (N)"},
-                        ZqComponent{&This::m_second, &ZqFoundCommon::ZqMomentToken,
-                                    "x y z of the moment about the origin (N m)"}};
+      return std::tuple{
+         ZqComponent{&This::m_first, &ZqFoundCommon::ZqForceToken, "x y z of the force (N)"},
+         ZqComponent{&This::m_second, &ZqFoundCommon::ZqMomentToken,
+                     "x y z of the moment about the origin (N m)"}};
    }
 
    const ZqVector& force() const noexcept { return m_first; }
@@ -39,6 +41,8 @@ public:
    void transformBy(const ZqVector& p) noexcept { m_second += p.cross(m_first); }
 
    bool operator==(const ZqGeneralForce&) const noexcept = default;
+
+   friend std::ostream& operator<<(std::ostream& stream, const ZqGeneralForce& force);
 };
 
 extern template class ZqSpatialVector<ZqGeneralForce>;

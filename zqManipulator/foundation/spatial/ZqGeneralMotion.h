@@ -2,6 +2,8 @@
 
 #include "zqManipulator/foundation/spatial/ZqSpatialVector.h"
 
+#include <iosfwd>
+
 /// A spatial motion: the linear velocity (m/s) or acceleration (m/s^2) of the reference point, and the
 /// angular one (rad/s, rad/s^2). Link queries also keep momenta in it. Zero by default.
 class ZqGeneralMotion : public ZqSpatialVector<ZqGeneralMotion>
@@ -42,6 +44,8 @@ public:
    void transformBy(const ZqVector& p) noexcept { m_first += p.cross(m_second); }
 
    bool operator==(const ZqGeneralMotion&) const noexcept = default;
+
+   friend std::ostream& operator<<(std::ostream& stream, const ZqGeneralMotion& motion);
 };
 
 extern template class ZqSpatialVector<ZqGeneralMotion>;

@@ -35,3 +35,5 @@ private:
    ZqCoordinateSystemTransformation m_coordSysXForm;
    ZqVector m_upGravityVector;
 };
+
+extern template class ZqXmlClass<ZqSystemEnvironment>;

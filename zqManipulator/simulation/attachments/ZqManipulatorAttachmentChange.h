@@ -77,4 +77,5 @@ private:
    ZqString m_name;
 };
 
+extern template class ZqXmlClass<ZqManipulatorAttachmentChange>;
 extern template class ZqXmlVectorType<ZqManipulatorAttachmentChange>;

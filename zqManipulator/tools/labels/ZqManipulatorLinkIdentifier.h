@@ -51,3 +51,5 @@ private:
    ZqU32 m_manipulatorId = 0;
    ZqString m_linkId;
 };
+
+extern template class ZqXmlClass<ZqManipulatorLinkIdentifier>;

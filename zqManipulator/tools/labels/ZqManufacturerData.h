@@ -13,10 +13,9 @@ public:
    template <class This = ZqManufacturerData>
    static constexpr auto components()
    {
-      return std::tuple{ZqComponent{&This::m_manufacturer,
-                                    &ZqManip::ZqManufacturerToken, "name of the maker"},
-                        ZqComponent{&This::m_partNumber, &ZqManip::ZqPartNumberToken,
-                                    "number of the part"}};
+      return std::tuple{
+         ZqComponent{&This::m_manufacturer, &ZqManip::ZqManufacturerToken, "name of the maker"},
+         ZqComponent{&This::m_partNumber, &ZqManip::ZqPartNumberToken, "number of the part"}};
    }
    static ZqManufacturerData nullObject() { return {}; }
    bool operator==(const ZqManufacturerData&) const = default;
