@@ -153,3 +153,4 @@
 #include "zqManipulator/tools/labels/ZqManufacturerData.h"
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
 #include "zqManipulator/tools/labels/ZqReferenceDescription.h"
+#include "zqManipulator/zqManipulatorForward.h"
