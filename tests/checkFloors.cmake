@@ -6,10 +6,10 @@
 cmake_minimum_required(VERSION 3.25)
 
 string(REPLACE ":" ";" rooms "${ROOMS}")
-set(umbrella "zqManipulator.h")
+set(wholeLibrary zqManipulator.h zqManipulatorForward.h)
 file(GLOB_RECURSE files RELATIVE "${SOURCE_DIR}/zqManipulator" "${SOURCE_DIR}/zqManipulator/*.h"
      "${SOURCE_DIR}/zqManipulator/*.cpp")
-list(REMOVE_ITEM files "${umbrella}")
+list(REMOVE_ITEM files ${wholeLibrary})
 
 foreach(file IN LISTS files)
    cmake_path(GET file PARENT_PATH room)

@@ -156,3 +156,4 @@
 #include "zqManipulator/tools/labels/ZqManufacturerData.h"
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
 #include "zqManipulator/tools/labels/ZqReferenceDescription.h"
+#include "zqManipulator/zqManipulatorForward.h"

@@ -13,9 +13,9 @@ class ZqAccelerationState final : public ZqXmlClass<ZqAccelerationState>
 public:
    static const ZqToken& classToken() { return ZqManip::ZqAccelerationStateToken; }
    static constexpr const char* documentation = "the accelerations of a manipulator";
+   template <class This = ZqAccelerationState>
    static constexpr auto components()
    {
-      using This = ZqAccelerationState;
       return std::tuple{
          ZqComponent{&This::m_jointAccelerations, &ZqManip::ZqJointAccelerationsToken,
                      "acceleration of each joint by link index (rad/s^2, or m/s^2)"},

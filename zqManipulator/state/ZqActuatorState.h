@@ -18,9 +18,9 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqActuatorStateToken; }
    static constexpr const char* documentation =
       "what the drives of a manipulator remember, with an entry for each joint by link index";
+   template <class This = ZqActuatorState>
    static constexpr auto components()
    {
-      using This = ZqActuatorState;
       return std::tuple{
          ZqComponent{&This::m_outputTorques, &ZqManip::ZqActuatorOutputTorquesToken,
                      "torque at each joint (N m, or N)"},

@@ -3,6 +3,8 @@
 template class ZqXmlClass<ZqAttachmentNodeState>;
 template class ZqXmlClass<ZqAttachmentMapState>;
 
+template class ZqXmlVectorType<ZqCoordinateSystemTransformation>;
+template class ZqXmlVectorType<ZqGeneralMotion>;
 template class ZqXmlMapType<ZqU32, ZqAttachmentNodeState>;
 
 ZqAttachmentNodeState& ZqAttachmentMapState::manipulatorAttachmentState(unsigned manipulatorIndex)

@@ -7,6 +7,9 @@
 #include "zqManipulator/foundation/xml/ZqXmlVectorBasicType.h"
 #include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
 
+extern template class ZqXmlVectorType<ZqCoordinateSystemTransformation>;
+extern template class ZqXmlVectorType<ZqGeneralMotion>;
+
 /// What an attachment node remembers of the manipulators that hang on it: their indices, and the frame
 /// and the velocity of the base of each.
 class ZqAttachmentNodeState : public ZqXmlClass<ZqAttachmentNodeState>
@@ -15,9 +18,9 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorAttachmentNodeToken; }
    static constexpr const char* documentation =
       "the manipulators that hang on a node of attachments";
+   template <class This = ZqAttachmentNodeState>
    static constexpr auto components()
    {
-      using This = ZqAttachmentNodeState;
       return std::tuple{ZqComponent{&This::m_dependentManipulatorIndices,
                                     &ZqManip::ZqDependentManipulatorIndicesToken,
                                     "indices of the manipulators"},
@@ -76,9 +79,9 @@ class ZqAttachmentMapState : public ZqXmlClass<ZqAttachmentMapState>
 public:
    static const ZqToken& classToken() { return ZqManip::ZqAttachmentMapStateToken; }
    static constexpr const char* documentation = "the attachments of a system";
+   template <class This = ZqAttachmentMapState>
    static constexpr auto components()
    {
-      using This = ZqAttachmentMapState;
       return std::tuple{ZqComponent{&This::m_systemAttachmentState,
                                     &ZqManip::ZqSystemAttachmentStateToken,
                                     "what hangs on the system itself"},

@@ -12,9 +12,9 @@ class ZqLinkAccelerationState final : public ZqXmlClass<ZqLinkAccelerationState>
 public:
    static const ZqToken& classToken() { return ZqManip::ZqLinkAccelerationStateToken; }
    static constexpr const char* documentation = "the accelerations of a link";
+   template <class This = ZqLinkAccelerationState>
    static constexpr auto components()
    {
-      using This = ZqLinkAccelerationState;
       return std::tuple{ZqComponent{&This::m_dhFrameAccelerationInLocal,
                                     &ZqManip::ZqDhFrameAccelerationInLocalToken,
                                     "acceleration of the DH frame, in its own axes"},

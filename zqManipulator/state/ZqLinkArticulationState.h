@@ -11,9 +11,9 @@ class ZqLinkArticulationState final : public ZqXmlClass<ZqLinkArticulationState>
 public:
    static const ZqToken& classToken() { return ZqManip::ZqLinkArticulationStateToken; }
    static constexpr const char* documentation = "the articulated body of a link";
+   template <class This = ZqLinkArticulationState>
    static constexpr auto components()
    {
-      using This = ZqLinkArticulationState;
       return std::tuple{
          ZqComponent{&This::m_arbd, &ZqManip::ZqArbdToken,
                      "articulated body of the link and its descendants, in the DH frame"},

@@ -11,9 +11,9 @@ class ZqLinkForceState final : public ZqXmlClass<ZqLinkForceState>
 public:
    static const ZqToken& classToken() { return ZqManip::ZqLinkForceStateToken; }
    static constexpr const char* documentation = "the force on a link";
+   template <class This = ZqLinkForceState>
    static constexpr auto components()
    {
-      using This = ZqLinkForceState;
       return std::tuple{ZqComponent{&This::m_dhFrameForceInLocal,
                                     &ZqManip::ZqDhFrameForceInLocalToken,
                                     "force at the origin of the DH frame, in its axes"},

@@ -9,13 +9,13 @@ class ZqLinkMassState final : public ZqXmlClass<ZqLinkMassState>
 public:
    static const ZqToken& classToken() { return ZqManip::ZqLinkMassStateToken; }
    static constexpr const char* documentation = "the composite rigid body inertia of a link";
+   template <class This = ZqLinkMassState>
    static constexpr auto components()
    {
       return std::tuple{
-         ZqComponent{&ZqLinkMassState::m_crbi, &ZqManip::ZqCrbiToken,
+         ZqComponent{&This::m_crbi, &ZqManip::ZqCrbiToken,
                      "inertia of the link and its descendants as one rigid body, in the DH frame"},
-         ZqComponent{&ZqLinkMassState::m_crbiValid, &ZqManip::ZqCrbiValidToken,
-                     "whether it is computed"}};
+         ZqComponent{&This::m_crbiValid, &ZqManip::ZqCrbiValidToken, "whether it is computed"}};
    }
    bool operator==(const ZqLinkMassState&) const = default;
 

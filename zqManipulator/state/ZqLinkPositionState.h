@@ -19,9 +19,9 @@ class ZqLinkPositionState final : public ZqXmlClass<ZqLinkPositionState>
 public:
    static const ZqToken& classToken() { return ZqManip::ZqLinkPositionStateToken; }
    static constexpr const char* documentation = "the frames of a link";
+   template <class This = ZqLinkPositionState>
    static constexpr auto components()
    {
-      using This = ZqLinkPositionState;
       return std::tuple{
          ZqComponent{&This::m_dhFrame, &ZqManip::ZqDhFrameToken, "DH frame in the system"},
          ZqComponent{&This::m_primaryFrame, &ZqManip::ZqPrimaryFrameToken,

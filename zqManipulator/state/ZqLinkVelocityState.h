@@ -15,9 +15,9 @@ class ZqLinkVelocityState final : public ZqXmlClass<ZqLinkVelocityState>
 public:
    static const ZqToken& classToken() { return ZqManip::ZqLinkVelocityStateToken; }
    static constexpr const char* documentation = "the velocities of a link";
+   template <class This = ZqLinkVelocityState>
    static constexpr auto components()
    {
-      using This = ZqLinkVelocityState;
       return std::tuple{
          ZqComponent{&This::m_dhFrameVelocityInLocal, &ZqManip::ZqDhFrameVelocityInLocalToken,
                      "velocity of the DH frame, in its own axes"},

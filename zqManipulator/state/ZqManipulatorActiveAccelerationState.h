@@ -13,9 +13,9 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorActiveAccelerationStateToken; }
    static constexpr const char* documentation =
       "the accelerations of a manipulator and of its links";
+   template <class This = ZqManipulatorActiveAccelerationState>
    static constexpr auto components()
    {
-      using This = ZqManipulatorActiveAccelerationState;
       return std::tuple{ZqComponent{&This::m_accelerationState, &ZqManip::ZqAccelerationStateToken,
                                     "accelerations of joints and base"},
                         ZqComponent{&This::m_links, &ZqManip::ZqLinkAccelerationStatesToken,

@@ -11,9 +11,9 @@ class ZqManipulatorActiveArticulationState final
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorActiveArticulationStateToken; }
    static constexpr const char* documentation = "the articulated bodies of a manipulator";
+   template <class This = ZqManipulatorActiveArticulationState>
    static constexpr auto components()
    {
-      using This = ZqManipulatorActiveArticulationState;
       return std::tuple{ZqComponent{&This::m_links, &ZqManip::ZqLinkArticulationStatesToken,
                                     "articulated body of each link, by index"},
                         ZqComponent{&This::m_base, &ZqManip::ZqBaseArticulationStateToken,

@@ -10,9 +10,9 @@ class ZqManipulatorActiveForceState final
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorActiveForceStateToken; }
    static constexpr const char* documentation = "the forces in a manipulator";
+   template <class This = ZqManipulatorActiveForceState>
    static constexpr auto components()
    {
-      using This = ZqManipulatorActiveForceState;
       return std::tuple{
          ZqComponent{&This::m_links, &ZqManip::ZqLinkForceStatesToken,
                      "force on each link, by index"},

@@ -12,9 +12,9 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorActiveMassStateToken; }
    static constexpr const char* documentation =
       "the composite rigid body inertias of a manipulator";
+   template <class This = ZqManipulatorActiveMassState>
    static constexpr auto components()
    {
-      using This = ZqManipulatorActiveMassState;
       return std::tuple{
          ZqComponent{&This::m_links, &ZqManip::ZqLinkMassStatesToken,
                      "inertia of each link, by index"},

@@ -12,9 +12,9 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorActivePositionStateToken; }
    static constexpr const char* documentation =
       "the position of a manipulator and the frames of its links";
+   template <class This = ZqManipulatorActivePositionState>
    static constexpr auto components()
    {
-      using This = ZqManipulatorActivePositionState;
       return std::tuple{
          ZqComponent{&This::m_positionState, &ZqManip::ZqPositionStateToken,
                      "positions of joints and base"},

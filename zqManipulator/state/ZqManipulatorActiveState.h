@@ -20,9 +20,9 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorActiveStateToken; }
    static constexpr const char* documentation =
       "the state of a manipulator with what was derived from it";
+   template <class This = ZqManipulatorActiveState>
    static constexpr auto components()
    {
-      using This = ZqManipulatorActiveState;
       return std::tuple{
          ZqComponent{&This::m_activePositionState, &ZqManip::ZqActivePositionStateToken,
                      "position and frames"},

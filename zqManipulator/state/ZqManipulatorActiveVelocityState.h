@@ -11,9 +11,9 @@ class ZqManipulatorActiveVelocityState final
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorActiveVelocityStateToken; }
    static constexpr const char* documentation = "the velocities of a manipulator and of its links";
+   template <class This = ZqManipulatorActiveVelocityState>
    static constexpr auto components()
    {
-      using This = ZqManipulatorActiveVelocityState;
       return std::tuple{
          ZqComponent{&This::m_velocityState, &ZqManip::ZqVelocityStateToken,
                      "velocities of joints and base"},

@@ -13,9 +13,9 @@ class ZqManipulatorSystemState : public ZqXmlClass<ZqManipulatorSystemState>
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorSystemStateToken; }
    static constexpr const char* documentation = "the state of a scene";
+   template <class This = ZqManipulatorSystemState>
    static constexpr auto components()
    {
-      using This = ZqManipulatorSystemState;
       return std::tuple{ZqComponent{&This::m_positionStates, &ZqManip::ZqPositionStatesToken,
                                     "positions of each manipulator, by index"},
                         ZqComponent{&This::m_velocityStates, &ZqManip::ZqVelocityStatesToken,

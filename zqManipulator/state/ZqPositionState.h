@@ -18,9 +18,9 @@ class ZqPositionState final : public ZqXmlClass<ZqPositionState>
 public:
    static const ZqToken& classToken() { return ZqManip::ZqPositionStateToken; }
    static constexpr const char* documentation = "the position of a manipulator";
+   template <class This = ZqPositionState>
    static constexpr auto components()
    {
-      using This = ZqPositionState;
       return std::tuple{
          ZqComponent{&This::m_jointPositions, &ZqManip::ZqJointPositionsToken,
                      "position of each joint by link index (rad, or m)"},

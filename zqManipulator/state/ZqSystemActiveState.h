@@ -19,9 +19,10 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqSystemActiveStateToken; }
    static constexpr const char* documentation =
       "the state of a scene with what was derived from it";
+   template <class This = ZqSystemActiveState>
    static constexpr auto components()
    {
-      return std::tuple{ZqComponent{&ZqSystemActiveState::m_manipulatorActiveStateVector,
+      return std::tuple{ZqComponent{&This::m_manipulatorActiveStateVector,
                                     &ZqManip::ZqManipulatorActiveStateVectorToken,
                                     "active state of each manipulator, by index"}};
    }

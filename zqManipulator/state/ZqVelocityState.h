@@ -12,9 +12,9 @@ class ZqVelocityState final : public ZqXmlClass<ZqVelocityState>
 public:
    static const ZqToken& classToken() { return ZqManip::ZqVelocityStateToken; }
    static constexpr const char* documentation = "the velocity of a manipulator";
+   template <class This = ZqVelocityState>
    static constexpr auto components()
    {
-      using This = ZqVelocityState;
       return std::tuple{ZqComponent{&This::m_jointVelocities, &ZqManip::ZqJointVelocitiesToken,
                                     "velocity of each joint by link index (rad/s, or m/s)"},
                         ZqComponent{&This::m_generalVelocity,

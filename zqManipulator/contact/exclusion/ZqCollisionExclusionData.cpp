@@ -1,6 +1,8 @@
 #include "zqManipulator/contact/exclusion/ZqCollisionExclusionData.h"
 
 template class ZqXmlClass<ZqCollisionExclusionData>;
+template class ZqXmlMapType<ZqString, ZqSystemCollisionExclusionMap>;
+template class ZqXmlVectorType<ZqManipulatorSelfCollisionLinkMap>;
 
 void ZqCollisionExclusionData::addCollisionExclusionMap(const ZqString& name,
                                                         const ZqSystemCollisionExclusionMap& map)

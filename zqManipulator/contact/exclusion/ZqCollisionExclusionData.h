@@ -13,9 +13,9 @@ public:
 
    static const ZqToken& classToken() { return ZqManip::ZqCollisionExclusionDataToken; }
    static constexpr const char* documentation = "an archive of collision exclusions";
+   template <class This = ZqCollisionExclusionData>
    static constexpr auto components()
    {
-      using This = ZqCollisionExclusionData;
       return std::tuple{
          ZqComponent{&This::m_systemMaps, &ZqManip::ZqSystemCollisionMapToken,
                      "exclusions between manipulators, by name"},
@@ -45,3 +45,5 @@ private:
 };
 
 extern template class ZqXmlClass<ZqCollisionExclusionData>;
+extern template class ZqXmlMapType<ZqString, ZqSystemCollisionExclusionMap>;
+extern template class ZqXmlVectorType<ZqManipulatorSelfCollisionLinkMap>;

@@ -6,6 +6,8 @@
 
 template class ZqXmlClass<ZqSystemCollisionExclusionMap>;
 
+template class ZqXmlSetType<ZqU32>;
+template class ZqXmlSetType<ZqManipulatorLinkIdentifier>;
 template class ZqXmlMapType<ZqU32, ZqXmlSetType<ZqU32>>;
 template class ZqXmlMapType<ZqManipulatorLinkIdentifier, ZqXmlSetType<ZqU32>>;
 template class ZqXmlMapType<ZqManipulatorLinkIdentifier, ZqXmlSetType<ZqManipulatorLinkIdentifier>>;

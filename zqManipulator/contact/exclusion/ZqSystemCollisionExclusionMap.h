@@ -13,6 +13,8 @@
 class ZqIndividualManipulator;
 class ZqManipulatorSystem;
 
+extern template class ZqXmlSetType<ZqU32>;
+extern template class ZqXmlSetType<ZqManipulatorLinkIdentifier>;
 extern template class ZqXmlMapType<ZqU32, ZqXmlSetType<ZqU32>>;
 extern template class ZqXmlMapType<ZqManipulatorLinkIdentifier, ZqXmlSetType<ZqU32>>;
 extern template class ZqXmlMapType<ZqManipulatorLinkIdentifier,
@@ -41,9 +43,9 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqSystemCollisionExclusionMapToken; }
    static constexpr const char* documentation =
       "pairs of different manipulators, or of their links, that need not be tested for collision";
+   template <class This = ZqSystemCollisionExclusionMap>
    static constexpr auto components()
    {
-      using This = ZqSystemCollisionExclusionMap;
       return std::tuple{
          ZqComponent{
             &This::m_manipulatorExclusionMap, &ZqManip::ZqManipulatorExclusionMapToken,

@@ -21,9 +21,9 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqArticulatedBodyDynamicsToken; }
    static constexpr const char* documentation =
       "articulated body: force = inertia times acceleration, plus bias";
+   template <class This = ZqArticulatedBodyDynamics>
    static constexpr auto components()
    {
-      using This = ZqArticulatedBodyDynamics;
       return std::tuple{
          ZqComponent{&This::m_inertia, &ZqManip::ZqInertiaToken,
                      "articulated body inertia, in the frame of the owner"},

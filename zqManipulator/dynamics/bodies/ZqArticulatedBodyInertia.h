@@ -40,9 +40,9 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqArticulatedBodyInertiaToken; }
    static constexpr const char* documentation =
       "articulated body inertia: a symmetric 6 x 6 matrix, linear part first";
+   template <class This = ZqArticulatedBodyInertia>
    static constexpr auto components()
    {
-      using This = ZqArticulatedBodyInertia;
       return std::tuple{
          ZqComponent{&This::m_linearMatrix, &ZqManip::ZqLinearMatrixToken,
                      "linear block, symmetric (kg)"},

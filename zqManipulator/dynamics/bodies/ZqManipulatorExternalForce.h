@@ -14,9 +14,9 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorExternalForceToken; }
    static constexpr const char* documentation =
       "forces that act on a manipulator from outside, each in the DH frame of its link";
+   template <class This = ZqManipulatorExternalForce>
    static constexpr auto components()
    {
-      using This = ZqManipulatorExternalForce;
       return std::tuple{
          ZqComponent{&This::m_linkForces, &ZqManip::ZqLinkGeneralForcesToken,
                      "force on each link, by link index"},

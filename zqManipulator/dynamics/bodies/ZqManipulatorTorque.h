@@ -12,9 +12,9 @@ class ZqManipulatorTorque final : public ZqXmlClass<ZqManipulatorTorque>
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorTorqueToken; }
    static constexpr const char* documentation = "what drives a manipulator";
+   template <class This = ZqManipulatorTorque>
    static constexpr auto components()
    {
-      using This = ZqManipulatorTorque;
       return std::tuple{
          ZqComponent{&This::m_jointTorques, &ZqManip::ZqJointTorquesToken,
                      "torque (N m) or force (N) of each drive, by link index"},

@@ -2,12 +2,15 @@
 
 #include "zqManipulator/dynamics/bodies/ZqInertiaKernels.h"
 #include "zqManipulator/foundation/algebra/ZqMath.h"
+#include "zqManipulator/foundation/algebra/ZqValueText.h"
 #include "zqManipulator/foundation/geometry/ZqEllipsoid.h"
 #include "zqManipulator/foundation/xml/ZqXmlReader.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <ostream>
+#include <sstream>
 
 template class ZqXmlClass<ZqRigidBodyMassProperties>;
 
@@ -352,4 +355,13 @@ void ZqRigidBodyMassProperties::makeValid()
       centered.m_secondMoment.makeValid();
    }
    *this = centered;
+}
+
+std::ostream& operator<<(std::ostream& stream, const ZqRigidBodyMassProperties& body)
+{
+   std::ostringstream secondMoment;
+   secondMoment << body.secondMoment();
+   return stream << ZqValueText::record({{"mass", ZqValueText::number(body.mass())},
+                                         {"firstMoment", ZqValueText::tuple(body.firstMoment())},
+                                         {"secondMoment", secondMoment.str()}});
 }

@@ -7,6 +7,8 @@
 #include "zqManipulator/foundation/spatial/ZqSecondMoment.h"
 #include "zqManipulator/foundation/tokens/ZqManipTokens.h"
 
+#include <iosfwd>
+
 class ZqEllipsoid;
 
 /// The mass (kg), first moment (kg m) and second moment (kg m^2) of a rigid body about the origin
@@ -58,9 +60,9 @@ public:
    static constexpr const char* documentation =
       "mass and moments of a rigid body about the origin of a frame: the primary frame of the link "
       "that holds it";
+   template <class This = ZqRigidBodyMassProperties>
    static constexpr auto components()
    {
-      using This = ZqRigidBodyMassProperties;
       return std::tuple{
          ZqComponent{&This::m_mass, &ZqManip::ZqMassToken, "mass (kg), at least 1e-9"},
          ZqComponent{&This::m_firstMoment, &ZqManip::ZqFirstMomentToken,
@@ -197,6 +199,8 @@ public:
             const ZqVector& p) noexcept;
    /// Moves the body by R and then by p, for callers that move several values alike.
    ZqRigidBodyMassProperties& transformBy(const ZqRotationMatrix& R, const ZqVector& p) noexcept;
+
+   friend std::ostream& operator<<(std::ostream& stream, const ZqRigidBodyMassProperties& body);
 
 protected:
    virtual void computeSecondMomentInverse() const;

@@ -3,6 +3,7 @@
 #include "zqManipulator/foundation/algebra/ZqTypes.h"
 
 #include <cmath>
+#include <iosfwd>
 
 /// An angle in radians with its sine and cosine, which are computed once, when the value is set.
 /// Any real number is kept as it is: nothing wraps. Angles compare by value, through the conversion.
@@ -17,6 +18,8 @@ public:
    constexpr operator ZqReal() const noexcept { return m_value; }
    constexpr const ZqReal& sin() const noexcept { return m_sin; }
    constexpr const ZqReal& cos() const noexcept { return m_cos; }
+
+   friend std::ostream& operator<<(std::ostream& stream, const ZqAngle& angle);
 
 private:
    ZqReal m_value = 0.0;

@@ -3,6 +3,7 @@
 #include "zqManipulator/foundation/algebra/ZqTypes.h"
 
 #include <cmath>
+#include <iosfwd>
 
 /// The cosine and sine of half an angle, from those of the angle and without trigonometry; half of
 /// zero by default.
@@ -26,4 +27,6 @@ struct ZqHalfAngle
 
    ZqReal cos = 1.0;
    ZqReal sin = 0.0;
+
+   friend std::ostream& operator<<(std::ostream& stream, const ZqHalfAngle& angle);
 };

@@ -5,6 +5,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <iosfwd>
 #include <limits>
 
 /// A rotation as a unit quaternion (w, x, y, z); the identity by default. A plain value.
@@ -136,6 +137,8 @@ public:
    /// Advances by an angular velocity, constant in the outer frame (rad/s), over dt seconds:
    /// exact for that motion. The result is of unit length.
    void integrateReferenceFrameAngularVelocity(const ZqVector& omega, ZqReal dt) noexcept;
+
+   friend std::ostream& operator<<(std::ostream& stream, const ZqOrientation& orientation);
 
 private:
    /// By value, so that the common case of `normalize` keeps the components in registers.

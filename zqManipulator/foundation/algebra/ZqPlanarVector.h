@@ -3,6 +3,7 @@
 #include "zqManipulator/foundation/algebra/ZqTypes.h"
 
 #include <cmath>
+#include <iosfwd>
 
 /// Two components x, y of a point or direction in a plane.
 class ZqPlanarVector
@@ -23,6 +24,8 @@ public:
       return {m_x - b.m_x, m_y - b.m_y};
    }
    bool operator==(const ZqPlanarVector& b) const noexcept { return m_x == b.m_x && m_y == b.m_y; }
+
+   friend std::ostream& operator<<(std::ostream& stream, const ZqPlanarVector& vector);
 
 private:
    ZqReal m_x = 0.0;

@@ -4,6 +4,7 @@
 
 #include <cassert>
 #include <cstddef>
+#include <iosfwd>
 #include <span>
 #include <vector>
 
@@ -148,6 +149,8 @@ public:
       return sparseNullSpaceAndLu(nullSpace, rowCount, indices, zeroStart, sparsityIndices,
                                   m_columns);
    }
+
+   friend std::ostream& operator<<(std::ostream& stream, const ZqReArray& array);
 
 private:
    bool hasSizeOf(const ZqReArray& other) const noexcept

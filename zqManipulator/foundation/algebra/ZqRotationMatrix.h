@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstddef>
+#include <iosfwd>
 
 /// A rotation as a direction cosine matrix; the identity by default. A plain value.
 ///
@@ -91,6 +92,8 @@ public:
    }
 
    constexpr bool operator==(const ZqRotationMatrix&) const noexcept = default;
+
+   friend std::ostream& operator<<(std::ostream& stream, const ZqRotationMatrix& matrix);
 
 private:
    std::array<ZqReal, 9> m_elements = {};

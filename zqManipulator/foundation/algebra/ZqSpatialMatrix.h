@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstddef>
+#include <iosfwd>
 
 /// A 3 x 3 matrix of three rows, a block of a spatial inertia; the zero matrix by default.
 ///
@@ -111,6 +112,8 @@ public:
    /// is nothing but rounding. The column of such a pivot is then zero (NaN where the pivot is), and
    /// the other columns are those of the matrix without it. The result may be this matrix itself.
    virtual ZqBoolean choleskyDecomposition(ZqSpatialMatrix& result) const;
+
+   friend std::ostream& operator<<(std::ostream& stream, const ZqSpatialMatrix& matrix);
 
 private:
    /// The row v^T M.

@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <iosfwd>
 
 /// Three components x, y, z of a point or direction; the zero vector by default. A plain value.
 class ZqVector
@@ -82,6 +83,8 @@ public:
    static constexpr ZqVector yVector(ZqReal s) noexcept { return {0.0, s, 0.0}; }
    static constexpr ZqVector zVector(ZqReal s) noexcept { return {0.0, 0.0, s}; }
    static constexpr const ZqVector& zeroVector() noexcept;
+
+   friend std::ostream& operator<<(std::ostream& stream, const ZqVector& vector);
 
 private:
    static constexpr bool isSafeSquare(ZqReal squared) noexcept

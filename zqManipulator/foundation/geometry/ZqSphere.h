@@ -22,11 +22,12 @@ public:
 
    static const ZqToken& classToken() { return ZqGeom::ZqSphereToken; }
    static constexpr const char* documentation = "a sphere";
+   template <class This = ZqSphere>
    static constexpr auto components()
    {
       return std::tuple{
-         ZqComponent{&ZqSphere::m_center, &ZqGeom::ZqCenterToken, "x y z of the center (m)"},
-         ZqComponent{&ZqSphere::m_radius, &ZqGeom::ZqRadiusToken, "radius (m)"}};
+         ZqComponent{&This::m_center, &ZqGeom::ZqCenterToken, "x y z of the center (m)"},
+         ZqComponent{&This::m_radius, &ZqGeom::ZqRadiusToken, "radius (m)"}};
    }
    bool read(ZqXmlReader& reader) override;
 

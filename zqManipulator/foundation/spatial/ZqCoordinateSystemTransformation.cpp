@@ -1,11 +1,13 @@
 #include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
 
+#include "zqManipulator/foundation/algebra/ZqValueText.h"
 #include "zqManipulator/foundation/spatial/ZqGeneralMotion.h"
 #include "zqManipulator/foundation/spatial/ZqSpatialBinary.h"
 #include "zqManipulator/foundation/xml/ZqXmlReader.h"
 
 #include <algorithm>
 #include <cmath>
+#include <ostream>
 
 template class ZqXmlClass<ZqCoordinateSystemTransformation>;
 
@@ -90,4 +92,10 @@ ZqBoolean ZqCoordinateSystemTransformation::writeBin(std::ostream& stream) const
    return ZqSpatialBinary::write(
       stream, std::array{m_translation[0], m_translation[1], m_translation[2], m_orientation[0],
                          m_orientation[1], m_orientation[2], m_orientation[3]});
+}
+
+std::ostream& operator<<(std::ostream& stream, const ZqCoordinateSystemTransformation& X)
+{
+   return stream << ZqValueText::record({{"translation", ZqValueText::tuple(X.translation())},
+                                         {"orientation", ZqValueText::tuple(X.orientation())}});
 }

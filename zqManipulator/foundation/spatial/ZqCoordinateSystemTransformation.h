@@ -47,12 +47,13 @@ public:
    static const ZqToken& classToken() { return ZqFoundCommon::ZqCoordinateSystemTransformToken; }
    static constexpr const char* documentation =
       "a frame in another one: a point p becomes orientation p + translation";
+   template <class This = ZqCoordinateSystemTransformation>
    static constexpr auto components()
    {
-      return std::tuple{ZqComponent{&ZqCoordinateSystemTransformation::m_translation,
-                                    &ZqXml::ZqTranslationToken, "x y z of the origin (m)"},
-                        ZqComponent{&ZqCoordinateSystemTransformation::m_orientation,
-                                    &ZqXml::ZqOrientationToken, "w x y z of the unit quaternion"}};
+      return std::tuple{
+         ZqComponent{&This::m_translation, &ZqXml::ZqTranslationToken, "x y z of the origin (m)"},
+         ZqComponent{&This::m_orientation, &ZqXml::ZqOrientationToken,
+                     "w x y z of the unit quaternion"}};
    }
    /// An orientation that is not of unit length is kept as it is, with a remark; what is called a
    /// rotation then also scales, and `inverse` is none.
@@ -176,6 +177,8 @@ public:
    /// changes nothing, when the stream gives less, a number is not finite, or the quaternion is zero.
    ZqBoolean readBin(std::istream& stream);
    ZqBoolean writeBin(std::ostream& stream) const;
+
+   friend std::ostream& operator<<(std::ostream& stream, const ZqCoordinateSystemTransformation& X);
 
 private:
    ZqCoordinateSystemTransformation(ZqU32 mode, const ZqVector& translation,

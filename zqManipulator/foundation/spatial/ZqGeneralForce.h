@@ -2,6 +2,8 @@
 
 #include "zqManipulator/foundation/spatial/ZqSpatialVector.h"
 
+#include <iosfwd>
+
 /// A spatial force: a force (N) and its moment about the reference point (N m). Zero by default.
 class ZqGeneralForce : public ZqSpatialVector<ZqGeneralForce>
 {
@@ -14,12 +16,13 @@ public:
 
    static const ZqToken& classToken() { return ZqFoundCommon::ZqGeneralForceToken; }
    static constexpr const char* documentation = "a spatial force at the origin of a frame";
+   template <class This = ZqGeneralForce>
    static constexpr auto components()
    {
-      return std::tuple{ZqComponent{&ZqGeneralForce::m_first, &ZqFoundCommon::ZqForceToken,
-                                    "x y z of the force (N)"},
-                        ZqComponent{&ZqGeneralForce::m_second, &ZqFoundCommon::ZqMomentToken,
-                                    "x y z of the moment about the origin (N m)"}};
+      return std::tuple{
+         ZqComponent{&This::m_first, &ZqFoundCommon::ZqForceToken, "x y z of the force (N)"},
+         ZqComponent{&This::m_second, &ZqFoundCommon::ZqMomentToken,
+                     "x y z of the moment about the origin (N m)"}};
    }
 
    const ZqVector& force() const noexcept { return m_first; }
@@ -38,6 +41,8 @@ public:
    void transformBy(const ZqVector& p) noexcept { m_second += p.cross(m_first); }
 
    bool operator==(const ZqGeneralForce&) const noexcept = default;
+
+   friend std::ostream& operator<<(std::ostream& stream, const ZqGeneralForce& force);
 };
 
 extern template class ZqSpatialVector<ZqGeneralForce>;

@@ -2,6 +2,8 @@
 
 #include "zqManipulator/foundation/spatial/ZqSpatialVector.h"
 
+#include <iosfwd>
+
 /// A spatial motion: the linear velocity (m/s) or acceleration (m/s^2) of the reference point, and the
 /// angular one (rad/s, rad/s^2). Link queries also keep momenta in it. Zero by default.
 class ZqGeneralMotion : public ZqSpatialVector<ZqGeneralMotion>
@@ -16,11 +18,12 @@ public:
    static const ZqToken& classToken() { return ZqFoundCommon::ZqGeneralVelocityToken; }
    static constexpr const char* documentation =
       "a spatial velocity or acceleration of the origin of a frame";
+   template <class This = ZqGeneralMotion>
    static constexpr auto components()
    {
-      return std::tuple{ZqComponent{&ZqGeneralMotion::m_first, &ZqFoundCommon::ZqLinearToken,
+      return std::tuple{ZqComponent{&This::m_first, &ZqFoundCommon::ZqLinearToken,
                                     "x y z of the linear part (m/s, or m/s^2)"},
-                        ZqComponent{&ZqGeneralMotion::m_second, &ZqFoundCommon::ZqAngularToken,
+                        ZqComponent{&This::m_second, &ZqFoundCommon::ZqAngularToken,
                                     "x y z of the angular part (rad/s, or rad/s^2)"}};
    }
 
@@ -41,6 +44,8 @@ public:
    void transformBy(const ZqVector& p) noexcept { m_first += p.cross(m_second); }
 
    bool operator==(const ZqGeneralMotion&) const noexcept = default;
+
+   friend std::ostream& operator<<(std::ostream& stream, const ZqGeneralMotion& motion);
 };
 
 extern template class ZqSpatialVector<ZqGeneralMotion>;

@@ -1,12 +1,14 @@
 #include "zqManipulator/foundation/spatial/ZqSecondMoment.h"
 
 #include "zqManipulator/foundation/algebra/ZqRotationMatrix.h"
+#include "zqManipulator/foundation/algebra/ZqValueText.h"
 
 #include <Eigen/Eigenvalues>
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <ostream>
 
 template class ZqXmlClass<ZqSecondMoment>;
 
@@ -111,4 +113,9 @@ void ZqSecondMoment::makeValid()
    const ZqReal y = std::max(spread.y(), 0.0);
    const ZqReal z = std::max(spread.z(), 0.0);
    *this = ZqSecondMoment(y + z, x + z, x + y, 0.0, 0.0, 0.0).rotated(axes);
+}
+
+std::ostream& operator<<(std::ostream& stream, const ZqSecondMoment& moment)
+{
+   return stream << moment.matrix();
 }

@@ -5,6 +5,8 @@
 #include "zqManipulator/foundation/tokens/ZqFoundationTokens.h"
 #include "zqManipulator/foundation/xml/ZqXmlClass.h"
 
+#include <iosfwd>
+
 /// The second moment of a mass distribution (inertia tensor, kg m^2) about a point, as a symmetric
 /// matrix of six values. Zero by default.
 class ZqSecondMoment : public ZqXmlClass<ZqSecondMoment>
@@ -24,20 +26,16 @@ public:
    static constexpr const char* documentation =
       "a symmetric 3 x 3 matrix: the second moment of a mass (kg m^2), with products of inertia as "
       "they stand in the matrix";
+   template <class This = ZqSecondMoment>
    static constexpr auto components()
    {
-      return std::tuple{ZqAttributeComponent(&ZqSecondMoment::m_xx, &ZqFoundCommon::ZqXxToken,
-                                             "element xx of the matrix"),
-                        ZqAttributeComponent(&ZqSecondMoment::m_yy, &ZqFoundCommon::ZqYyToken,
-                                             "element yy of the matrix"),
-                        ZqAttributeComponent(&ZqSecondMoment::m_zz, &ZqFoundCommon::ZqZzToken,
-                                             "element zz of the matrix"),
-                        ZqAttributeComponent(&ZqSecondMoment::m_xy, &ZqFoundCommon::ZqXyToken,
-                                             "element xy of the matrix"),
-                        ZqAttributeComponent(&ZqSecondMoment::m_xz, &ZqFoundCommon::ZqXzToken,
-                                             "element xz of the matrix"),
-                        ZqAttributeComponent(&ZqSecondMoment::m_yz, &ZqFoundCommon::ZqYzToken,
-                                             "element yz of the matrix")};
+      return std::tuple{
+         ZqAttributeComponent(&This::m_xx, &ZqFoundCommon::ZqXxToken, "element xx of the matrix"),
+         ZqAttributeComponent(&This::m_yy, &ZqFoundCommon::ZqYyToken, "element yy of the matrix"),
+         ZqAttributeComponent(&This::m_zz, &ZqFoundCommon::ZqZzToken, "element zz of the matrix"),
+         ZqAttributeComponent(&This::m_xy, &ZqFoundCommon::ZqXyToken, "element xy of the matrix"),
+         ZqAttributeComponent(&This::m_xz, &ZqFoundCommon::ZqXzToken, "element xz of the matrix"),
+         ZqAttributeComponent(&This::m_yz, &ZqFoundCommon::ZqYzToken, "element yz of the matrix")};
    }
    static ZqSecondMoment nullObject() noexcept { return {}; }
    /// The symmetric part of a matrix.
@@ -113,6 +111,8 @@ public:
    /// negative become zero (Wensing, Kim and Slotine 2018, sec. III). A moment that is not finite
    /// becomes zero.
    virtual void makeValid();
+
+   friend std::ostream& operator<<(std::ostream& stream, const ZqSecondMoment& moment);
 
 private:
    ZqReal m_xx = 0.0;

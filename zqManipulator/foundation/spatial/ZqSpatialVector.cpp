@@ -1,7 +1,10 @@
+#include "zqManipulator/foundation/algebra/ZqValueText.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/spatial/ZqGeneralForce.h"
 #include "zqManipulator/foundation/spatial/ZqGeneralMotion.h"
 #include "zqManipulator/foundation/spatial/ZqSpatialBinary.h"
+
+#include <ostream>
 
 template <class Derived>
 ZqBoolean ZqSpatialVector<Derived>::copyFromArray(const ZqReArray& array)
@@ -48,3 +51,15 @@ template class ZqSpatialVector<ZqGeneralMotion>;
 template class ZqSpatialVector<ZqGeneralForce>;
 template class ZqXmlClass<ZqGeneralForce>;
 template class ZqXmlClass<ZqGeneralMotion>;
+
+std::ostream& operator<<(std::ostream& stream, const ZqGeneralMotion& motion)
+{
+   return stream << ZqValueText::record({{"linear", ZqValueText::tuple(motion.linear())},
+                                         {"angular", ZqValueText::tuple(motion.angular())}});
+}
+
+std::ostream& operator<<(std::ostream& stream, const ZqGeneralForce& force)
+{
+   return stream << ZqValueText::record({{"force", ZqValueText::tuple(force.force())},
+                                         {"moment", ZqValueText::tuple(force.moment())}});
+}

@@ -106,6 +106,13 @@ void appendList(ZqXmlComponentEntry*& next)
    (std::make_index_sequence<std::tuple_size_v<decltype(list())>>());
 }
 
+/// The list of members of a class, as a function that can be a template argument.
+template <class Class>
+constexpr auto listOf()
+{
+   return Class::components();
+}
+
 /// Appends the entries of the bases and then those of the class.
 template <class Class>
 void append(ZqXmlComponentEntry*& next)
@@ -114,7 +121,7 @@ void append(ZqXmlComponentEntry*& next)
    {
       if constexpr (!Class::componentsReplaceBase)
          append<typename Class::XmlBase>(next);
-      appendList<Class, &Class::components>(next);
+      appendList<Class, &listOf<Class>>(next);
    }
 }
 
@@ -161,7 +168,7 @@ const ZqXmlComponentTable& tableOfList()
 } // namespace ZqXmlTables
 
 /// The persistent part of an abstract class: it states its members, and cannot be made by itself.
-/// The class may declare `static constexpr auto components()`, as told at `ZqXmlClass`.
+/// The class may declare `components()`, as told at `ZqXmlClass`.
 template <class Derived, class Base>
 class ZqXmlAbstractClass : public Base
 {
@@ -177,9 +184,11 @@ public:
 /// The class declares
 /// - `static const ZqToken& classToken()`, its element name;
 /// - `static constexpr const char* documentation`, in a few words what its objects are;
-/// - `static constexpr auto components()`, a tuple of `ZqComponent{&Class::m_member, &token, "text"}`,
-///   `ZqAttributeComponent` and `ZqReadOnlyComponent`, in order of registration, without those of the
-///   base; a member is a persistent object or of a plain type with a text form (`ZqXmlText`). A class
+/// - `template <class This = Class> static constexpr auto components()`, a tuple of
+///   `ZqComponent{&This::m_member, &token, "text"}`, `ZqAttributeComponent` and `ZqReadOnlyComponent`,
+///   in order of registration, without those of the base; a member is a persistent object or of a
+///   plain type with a text form (`ZqXmlText`). As a template it costs nothing where the header is only
+///   included: the tuple is made in the one file that has the code of the class. A class
 ///   that has not all components of its base, or has them in another order, states them all and
 ///   declares `static constexpr bool componentsReplaceBase = true`;
 /// - `operator==`, defaulted wherever every member takes part.

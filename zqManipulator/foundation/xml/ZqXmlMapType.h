@@ -15,6 +15,12 @@ class ZqXmlMapType : public ZqXmlObject
 public:
    ZqXmlMapType() = default;
    ZqXmlMapType(std::initializer_list<std::pair<const K, V>> entries) : m_map(entries) {}
+   // Defined below, so that `extern template` spares each file that includes a map the code of its copies.
+   ZqXmlMapType(const ZqXmlMapType&);
+   ZqXmlMapType(ZqXmlMapType&&) noexcept = default;
+   ZqXmlMapType& operator=(const ZqXmlMapType&);
+   ZqXmlMapType& operator=(ZqXmlMapType&&) noexcept = default;
+   ~ZqXmlMapType() override;
 
    void accept(ZqXmlObjectVisitor* visitor) const override
    {
@@ -83,6 +89,15 @@ private:
 
    std::map<K, V> m_map;
 };
+
+template <class K, class V>
+ZqXmlMapType<K, V>::ZqXmlMapType(const ZqXmlMapType&) = default;
+
+template <class K, class V>
+ZqXmlMapType<K, V>& ZqXmlMapType<K, V>::operator=(const ZqXmlMapType&) = default;
+
+template <class K, class V>
+ZqXmlMapType<K, V>::~ZqXmlMapType() = default;
 
 template <class K, class V>
 bool ZqXmlMapType<K, V>::read(ZqXmlReader& reader)

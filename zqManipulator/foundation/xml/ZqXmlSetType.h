@@ -13,6 +13,12 @@ class ZqXmlSetType : public ZqXmlObject
 public:
    ZqXmlSetType() = default;
    ZqXmlSetType(std::initializer_list<T> elements) : m_set(elements) {}
+   // Defined below, so that `extern template` spares each file that includes a set the code of its copies.
+   ZqXmlSetType(const ZqXmlSetType&);
+   ZqXmlSetType(ZqXmlSetType&&) noexcept = default;
+   ZqXmlSetType& operator=(const ZqXmlSetType&);
+   ZqXmlSetType& operator=(ZqXmlSetType&&) noexcept = default;
+   ~ZqXmlSetType() override;
 
    void accept(ZqXmlObjectVisitor* visitor) const override
    {
@@ -87,3 +93,12 @@ private:
 
    std::set<T> m_set;
 };
+
+template <class T>
+ZqXmlSetType<T>::ZqXmlSetType(const ZqXmlSetType&) = default;
+
+template <class T>
+ZqXmlSetType<T>& ZqXmlSetType<T>::operator=(const ZqXmlSetType&) = default;
+
+template <class T>
+ZqXmlSetType<T>::~ZqXmlSetType() = default;

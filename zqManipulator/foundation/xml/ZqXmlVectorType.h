@@ -22,10 +22,11 @@ public:
    ZqXmlVectorType() = default;
    explicit ZqXmlVectorType(std::size_t count, const T& value = T()) : m_vector(count, value) {}
    ZqXmlVectorType(std::initializer_list<T> elements) : m_vector(elements) {}
-   // Defined where T is complete: an element may hold a vector of its own kind.
-   ZqXmlVectorType(const ZqXmlVectorType&) = default;
+   // Defined below, where T is complete: an element may hold a vector of its own kind. And so that
+   // `extern template` spares each file that includes a vector the code of its copies.
+   ZqXmlVectorType(const ZqXmlVectorType&);
    ZqXmlVectorType(ZqXmlVectorType&&) noexcept = default;
-   ZqXmlVectorType& operator=(const ZqXmlVectorType&) = default;
+   ZqXmlVectorType& operator=(const ZqXmlVectorType&);
    ZqXmlVectorType& operator=(ZqXmlVectorType&&) noexcept = default;
    ~ZqXmlVectorType() override;
 
@@ -128,6 +129,12 @@ public:
 private:
    std::vector<T> m_vector;
 };
+
+template <class T>
+ZqXmlVectorType<T>::ZqXmlVectorType(const ZqXmlVectorType&) = default;
+
+template <class T>
+ZqXmlVectorType<T>& ZqXmlVectorType<T>::operator=(const ZqXmlVectorType&) = default;
 
 template <class T>
 ZqXmlVectorType<T>::~ZqXmlVectorType() = default;

@@ -49,9 +49,9 @@ public:
    static constexpr const char* documentation =
       "a rotational or prismatic joint by Denavit-Hartenberg parameters; the joint position takes "
       "the place of theta or d";
+   template <class This = ZqDenavitHartenberg>
    static constexpr auto components()
    {
-      using This = ZqDenavitHartenberg;
       return std::tuple{
          ZqComponent{&This::m_jointType, &ZqManip::ZqJointTypeToken, "what the joint does"},
          ZqComponent{&This::m_dhType, &ZqManip::ZqDhTypeToken, "order of the transformations"},

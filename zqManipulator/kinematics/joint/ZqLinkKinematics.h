@@ -23,10 +23,11 @@ class ZqJointActuator;
 class ZqLinkKinematics : public ZqXmlAbstractClass<ZqLinkKinematics, ZqBaseExpressionTreeElement>
 {
 public:
+   template <class This = ZqLinkKinematics>
    static constexpr auto components()
    {
       return std::tuple{
-         ZqComponent{&ZqLinkKinematics::m_primaryFrame, &ZqManip::ZqPrimaryFrameToken,
+         ZqComponent{&This::m_primaryFrame, &ZqManip::ZqPrimaryFrameToken,
                      "frame of masses, shapes and points of the link, in its DH frame"}};
    }
    bool read(ZqXmlReader& reader) override;

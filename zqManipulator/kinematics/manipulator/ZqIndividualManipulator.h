@@ -39,9 +39,9 @@ public:
    static constexpr bool componentsReplaceBase = true;
    static constexpr const char* documentation =
       "a manipulator: a tree of links, of which it is the base itself";
+   template <class This = ZqIndividualManipulator>
    static constexpr auto components()
    {
-      using This = ZqIndividualManipulator;
       return std::tuple_cat(
          componentsForBase(),
          std::tuple{

@@ -9,6 +9,7 @@
 #include <numeric>
 
 template class ZqXmlClass<ZqManipulatorSystem>;
+template class ZqXmlClass<ZqSystemEnvironment>;
 
 ZqManipulatorSystem::ZqManipulatorSystem()
 {

@@ -31,9 +31,9 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorSystemToken; }
    static constexpr const char* documentation =
       "the model of a scene: its environment and its manipulators";
+   template <class This = ZqManipulatorSystem>
    static constexpr auto components()
    {
-      using This = ZqManipulatorSystem;
       return std::tuple{
          ZqComponent{&This::m_environment, &ZqManip::ZqEnvironmentToken,
                      "frame and gravity of the scene"},

@@ -17,9 +17,9 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorSystemConfigurationToken; }
    static constexpr const char* documentation =
       "what changes in a scene at run time, apart from its state";
+   template <class This = ZqManipulatorSystemConfiguration>
    static constexpr auto components()
    {
-      using This = ZqManipulatorSystemConfiguration;
       return std::tuple{
          ZqComponent{&This::m_attachmentMap, &ZqManip::ZqManipulatorAttachmentMapToken,
                      "which manipulators hang on links of others"},

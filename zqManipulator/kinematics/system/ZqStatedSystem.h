@@ -23,9 +23,9 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqStatedSystemToken; }
    static constexpr const char* documentation =
       "a scene: a system with its state and configuration";
+   template <class This = ZqStatedSystem>
    static constexpr auto components()
    {
-      using This = ZqStatedSystem;
       return std::tuple{
          ZqComponent{&This::m_systemContainer, &ZqManip::ZqManipulatorSystemContainerToken,
                      "model of the scene"},

@@ -9,9 +9,9 @@ class ZqSystemEnvironment : public ZqXmlClass<ZqSystemEnvironment>
 public:
    static const ZqToken& classToken() { return ZqManip::ZqEnvironmentToken; }
    static constexpr const char* documentation = "the surroundings of all manipulators";
+   template <class This = ZqSystemEnvironment>
    static constexpr auto components()
    {
-      using This = ZqSystemEnvironment;
       return std::tuple{ZqComponent{&This::m_coordSysXForm,
                                     &ZqFoundCommon::ZqCoordinateSystemTransformToken,
                                     "frame of the scene"},
@@ -35,3 +35,5 @@ private:
    ZqCoordinateSystemTransformation m_coordSysXForm;
    ZqVector m_upGravityVector;
 };
+
+extern template class ZqXmlClass<ZqSystemEnvironment>;

@@ -14,9 +14,10 @@ class ZqLinkAttachment : public ZqXmlClass<ZqLinkAttachment, ZqManipulatorLinkId
 public:
    static const ZqToken& classToken() { return ZqManip::ZqLinkAttachmentToken; }
    static constexpr const char* documentation = "a frame fixed to a link";
+   template <class This = ZqLinkAttachment>
    static constexpr auto components()
    {
-      return std::tuple{ZqComponent{&ZqLinkAttachment::m_frame, &ZqManip::ZqFrameToken,
+      return std::tuple{ZqComponent{&This::m_frame, &ZqManip::ZqFrameToken,
                                     "frame in the primary frame of the link"}};
    }
    bool operator==(const ZqLinkAttachment&) const = default;

@@ -13,9 +13,9 @@ class ZqManipulatorAttachmentChange : public ZqXmlClass<ZqManipulatorAttachmentC
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorAttachmentChangeToken; }
    static constexpr const char* documentation = "the record of an attachment or a detachment";
+   template <class This = ZqManipulatorAttachmentChange>
    static constexpr auto components()
    {
-      using This = ZqManipulatorAttachmentChange;
       return std::tuple{
          ZqComponent{&This::m_manipulatorIndex, &ZqManip::ZqManipulatorIdToken,
                      "index of the manipulator that was attached or detached"},
@@ -77,4 +77,5 @@ private:
    ZqString m_name;
 };
 
+extern template class ZqXmlClass<ZqManipulatorAttachmentChange>;
 extern template class ZqXmlVectorType<ZqManipulatorAttachmentChange>;

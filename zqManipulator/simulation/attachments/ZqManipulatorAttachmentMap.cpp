@@ -11,6 +11,7 @@
 
 template class ZqXmlClass<ZqManipulatorAttachmentMap>;
 
+template class ZqXmlClass<ZqManipulatorAttachmentChange>;
 template class ZqXmlVectorType<ZqManipulatorAttachmentChange>;
 
 namespace

@@ -24,9 +24,9 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorAttachmentMapToken; }
    static constexpr const char* documentation =
       "which manipulators hang on links of others: a forest";
+   template <class This = ZqManipulatorAttachmentMap>
    static constexpr auto components()
    {
-      using This = ZqManipulatorAttachmentMap;
       return std::tuple{
          ZqComponent{&This::m_baseNodes, &ZqManip::ZqManipulatorAttachmentNodeVectorToken,
                      "manipulators that hang on none, with what hangs on them"},

@@ -32,9 +32,9 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorAttachmentNodeToken; }
    static constexpr const char* documentation =
       "a manipulator in a tree of attachments, with what hangs on it";
+   template <class This = ZqManipulatorAttachmentNode>
    static constexpr auto components()
    {
-      using This = ZqManipulatorAttachmentNode;
       return std::tuple{
          ZqComponent{&This::m_name, &ZqManip::ZqNameToken, "name of the attachment"},
          ZqComponent{&This::m_linkLabel, &ZqManip::ZqLinkIdentifierToken,

@@ -2,6 +2,7 @@
 
 #include "zqManipulator/simulation/attachments/ZqManipulatorAttachmentMap.h"
 
+template class ZqXmlPairType<ZqManipulatorLinkIdentifier, ZqCoordinateSystemTransformation>;
 template class ZqXmlMapType<
    ZqU32, ZqXmlPairType<ZqManipulatorLinkIdentifier, ZqCoordinateSystemTransformation>>;
 

@@ -12,6 +12,7 @@ class ZqManipulatorActiveState;
 template <class T>
 class ZqXmlVectorType;
 
+extern template class ZqXmlPairType<ZqManipulatorLinkIdentifier, ZqCoordinateSystemTransformation>;
 extern template class ZqXmlMapType<
    ZqU32, ZqXmlPairType<ZqManipulatorLinkIdentifier, ZqCoordinateSystemTransformation>>;
 

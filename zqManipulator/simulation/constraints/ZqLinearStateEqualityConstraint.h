@@ -18,9 +18,9 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqLinearStateEqualityConstraintToken; }
    static constexpr const char* documentation =
       "weighted sums of the velocities of joints and base that stay zero";
+   template <class This = ZqLinearStateEqualityConstraint>
    static constexpr auto components()
    {
-      using This = ZqLinearStateEqualityConstraint;
       return std::tuple{
          ZqComponent{&This::m_jointWeights, &ZqManip::ZqJointWeightsToken,
                      "for each sum, a weight for each joint by link index"},

@@ -12,9 +12,9 @@ class ZqPointPairStateEqualityConstraint
    : public ZqXmlAbstractClass<ZqPointPairStateEqualityConstraint, ZqBaseStateEqualityConstraint>
 {
 public:
+   template <class This = ZqPointPairStateEqualityConstraint>
    static constexpr auto components()
    {
-      using This = ZqPointPairStateEqualityConstraint;
       return std::tuple{
          ZqComponent{&This::m_firstLinkLabel, &ZqManip::ZqFirstLinkLabelToken,
                      "label of the first link; one that no link has stands for the environment"},

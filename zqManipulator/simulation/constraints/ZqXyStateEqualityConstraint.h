@@ -20,10 +20,11 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqXyStateEqualityConstraintToken; }
    static constexpr const char* documentation =
       "two points of links that agree in x and y of a plane, and slide along its z";
+   template <class This = ZqXyStateEqualityConstraint>
    static constexpr auto components()
    {
       return std::tuple{
-         ZqComponent{&ZqXyStateEqualityConstraint::m_xyOrientation, &ZqManip::ZqXyOrientationToken,
+         ZqComponent{&This::m_xyOrientation, &ZqManip::ZqXyOrientationToken,
                      "w x y z of the plane in the primary frame of the second link"}};
    }
    bool operator==(const ZqXyStateEqualityConstraint&) const = default;

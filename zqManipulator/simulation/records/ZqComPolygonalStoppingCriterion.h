@@ -22,9 +22,9 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqComPolygonalStoppingCriterionToken; }
    static constexpr const char* documentation =
       "stops a manipulator whose center of mass is no longer above a polygon of support";
+   template <class This = ZqComPolygonalStoppingCriterion>
    static constexpr auto components()
    {
-      using This = ZqComPolygonalStoppingCriterion;
       return std::tuple{
          ZqComponent{&This::m_polygonVertices, &ZqManip::ZqPolygonVerticesToken,
                      "x y z of each vertex in order (m), in the frame of the reference link"},

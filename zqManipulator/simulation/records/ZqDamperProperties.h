@@ -26,9 +26,9 @@ public:
    static constexpr const char* documentation =
       "a damper at a joint: torque = damperConstant times the weighted sum of joint velocities, "
       "against the drive";
+   template <class This = ZqDamperProperties>
    static constexpr auto components()
    {
-      using This = ZqDamperProperties;
       return std::tuple{ZqComponent{&This::m_damperConstant, &ZqManip::ZqDamperConstantToken,
                                     "damper constant (N m s/rad, or as the joint's units ask)"},
                         ZqComponent{&This::m_weightingFactors, &ZqManip::ZqWeightingFactorsToken,

@@ -10,9 +10,9 @@ class ZqPropagationDescriptor : public ZqXmlClass<ZqPropagationDescriptor>
 public:
    static const ZqToken& classToken() { return ZqManip::ZqPropagationDescriptorToken; }
    static constexpr const char* documentation = "how a run looks for collisions";
+   template <class This = ZqPropagationDescriptor>
    static constexpr auto components()
    {
-      using This = ZqPropagationDescriptor;
       return std::tuple{
          ZqComponent{&This::m_checkForCollisions, &ZqManip::ZqCheckForCollisionsToken,
                      "whether it looks for any"},

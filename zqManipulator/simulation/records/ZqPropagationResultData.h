@@ -12,9 +12,9 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqPropagationResultDataToken; }
    static constexpr const char* documentation =
       "what happened to a manipulator since the last reset";
+   template <class This = ZqPropagationResultData>
    static constexpr auto components()
    {
-      using This = ZqPropagationResultData;
       return std::tuple{
          ZqComponent{&This::m_hitJointLimit, &ZqManip::ZqHitJointLimitToken,
                      "whether a joint came to its limit"},

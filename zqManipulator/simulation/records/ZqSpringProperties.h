@@ -27,9 +27,9 @@ public:
    static constexpr const char* documentation =
       "a spring at a joint: torque = springConstant times the weighted sum of joint positions less "
       "offsets, against the drive";
+   template <class This = ZqSpringProperties>
    static constexpr auto components()
    {
-      using This = ZqSpringProperties;
       return std::tuple{
          ZqComponent{&This::m_springConstant, &ZqManip::ZqSpringConstantToken,
                      "spring constant (N m/rad, or as the joint's units ask)"},

@@ -13,9 +13,9 @@ class ZqManipulatorLinkIdentifier : public ZqXmlClass<ZqManipulatorLinkIdentifie
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorLinkIdToken; }
    static constexpr const char* documentation = "a link of a system";
+   template <class This = ZqManipulatorLinkIdentifier>
    static constexpr auto components()
    {
-      using This = ZqManipulatorLinkIdentifier;
       return std::tuple{ZqComponent{&This::m_manipulatorId, &ZqManip::ZqManipulatorIdToken,
                                     "index of the manipulator"},
                         ZqComponent{&This::m_linkId, &ZqManip::ZqLinkIdToken, "label of the link"}};
@@ -51,3 +51,5 @@ private:
    ZqU32 m_manipulatorId = 0;
    ZqString m_linkId;
 };
+
+extern template class ZqXmlClass<ZqManipulatorLinkIdentifier>;

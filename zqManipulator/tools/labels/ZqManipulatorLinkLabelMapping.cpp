@@ -1,6 +1,9 @@
 #include "zqManipulator/tools/labels/ZqManipulatorLinkLabelMapping.h"
 
+#include "zqManipulator/tools/labels/ZqManipulatorLinkIdentifier.h"
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
+
+template class ZqXmlClass<ZqManipulatorLinkIdentifier>;
 
 bool ZqManipulatorLinkLabelMapping::insert(const ZqString& newLabel,
                                            const ManipulatorLinkLabel& manipulatorLinkLabel)

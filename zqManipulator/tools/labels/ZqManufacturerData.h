@@ -10,12 +10,12 @@ class ZqManufacturerData : public ZqXmlClass<ZqManufacturerData>
 public:
    static const ZqToken& classToken() { return ZqManip::ZqPrimeMoverManufacturerDataToken; }
    static constexpr const char* documentation = "the maker of a part";
+   template <class This = ZqManufacturerData>
    static constexpr auto components()
    {
-      return std::tuple{ZqComponent{&ZqManufacturerData::m_manufacturer,
-                                    &ZqManip::ZqManufacturerToken, "name of the maker"},
-                        ZqComponent{&ZqManufacturerData::m_partNumber, &ZqManip::ZqPartNumberToken,
-                                    "number of the part"}};
+      return std::tuple{
+         ZqComponent{&This::m_manufacturer, &ZqManip::ZqManufacturerToken, "name of the maker"},
+         ZqComponent{&This::m_partNumber, &ZqManip::ZqPartNumberToken, "number of the part"}};
    }
    static ZqManufacturerData nullObject() { return {}; }
    bool operator==(const ZqManufacturerData&) const = default;

@@ -10,9 +10,9 @@ class ZqLinkReferenceDescription : public ZqXmlClass<ZqLinkReferenceDescription>
 public:
    static const ZqToken& classToken() { return ZqManip::ZqLinkReferenceDescriptionToken; }
    static constexpr const char* documentation = "whose shapes a link uses";
+   template <class This = ZqLinkReferenceDescription>
    static constexpr auto components()
    {
-      using This = ZqLinkReferenceDescription;
       return std::tuple{ZqComponent{&This::m_isShapeReferenced, &ZqManip::ZqIsShapeReferencedToken,
                                     "whether the link uses the shapes of another one"},
                         ZqComponent{&This::m_referencedLinkLabel,
@@ -37,9 +37,9 @@ class ZqManipulatorReferenceDescription : public ZqXmlClass<ZqManipulatorReferen
 public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorReferenceDescriptionToken; }
    static constexpr const char* documentation = "whose model a manipulator uses";
+   template <class This = ZqManipulatorReferenceDescription>
    static constexpr auto components()
    {
-      using This = ZqManipulatorReferenceDescription;
       return std::tuple{
          ZqComponent{&This::m_isManipulatorReferenced, &ZqManip::ZqIsManipulatorReferencedToken,
                      "whether the manipulator uses the model of another one"},
