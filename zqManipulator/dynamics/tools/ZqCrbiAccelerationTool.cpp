@@ -301,9 +301,8 @@ void ZqCrbiAccelerationTool::impose(const ZqReArray& bias,
 
 /// The square, in the metric of the mass matrix, of the acceleration that turns the velocities by a
 /// radian in the step.
-ZqReal
-ZqCrbiAccelerationTool::greatestBiasAcceleration(const ZqIndividualManipulator& manipulator,
-                                                 ZqManipulatorActiveState& activeState)
+ZqReal ZqCrbiAccelerationTool::greatestBiasAcceleration(const ZqIndividualManipulator& manipulator,
+                                                        ZqManipulatorActiveState& activeState)
 {
    if (!(m_projectedStep > 0.0))
       return std::numeric_limits<ZqReal>::infinity();
