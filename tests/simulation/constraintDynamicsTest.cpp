@@ -5,6 +5,7 @@
 #include "zqManipulator/simulation/constraints/ZqLinearStateEqualityConstraint.h"
 #include "zqManipulator/simulation/constraints/ZqPointStateEqualityConstraint.h"
 #include "zqManipulator/simulation/constraints/ZqXyStateEqualityConstraint.h"
+#include "zqManipulator/simulation/step/ZqSimulation.h"
 
 #include <gtest/gtest.h>
 
@@ -469,5 +470,50 @@ TEST(ConstraintProjection, LeavesWhatCannotBeClosedAndTellsOfLimits)
    result = projection.projectPosition(scene.system, scene.manipulator(), scene.position);
    EXPECT_TRUE(result.converged);
    EXPECT_EQ(result.jointBeyondLimit, 1u);
+}
+
+/// A second from where a loop stands. Answers the energy at the end, and the steps that were left to the
+/// first integrator.
+std::pair<ZqSimulation::Energy, std::uint64_t> simulate(const Loop& loop,
+                                                        const ZqIndividualManipulator& model,
+                                                        ZqSimulation::Integrator integrator)
+{
+   Scene scene(model, loop.position, loop.velocity);
+   ZqManipulatorSystemState state = scene.system.state();
+   state.positionStates()[0] = scene.position;
+   state.velocityStates()[0] = scene.velocity;
+   scene.system.setState(state);
+   ZqSimulation::Settings settings;
+   settings.integrator = integrator;
+   ZqSimulation simulation(scene.system, settings);
+   for (int i = 1; i <= 1000; ++i)
+      EXPECT_TRUE(simulation.stepTo(1e-3 * i));
+   EXPECT_LT(simulation.greatestGap()->size, 1.1e-12);
+   return {simulation.energy(), simulation.substitutedSteps()};
+}
+
+TEST(ConstraintDynamics, DeadPointsAndHeavyBodiesGiveNoEnergy)
+{
+   using Integrator = ZqSimulation::Integrator;
+   for (const Integrator integrator :
+        {Integrator::SemiImplicitEuler, Integrator::ImplicitMidpoint, Integrator::RungeKutta})
+   {
+      // Three rods that are as long as the ground, but for what one could not see.
+      for (const ZqReal slack : {0.0, 1e-9})
+      {
+         const Loop loop{"stretched",
+                         {0.3, 0.9, 0.7},
+                         {0.8, -0.9, 0.1},
+                         {0.0, 0.0, 0.0},
+                         all(pin<ZqPointStateEqualityConstraint>("rod2", {0.7, 0.0, 0.0}, "base",
+                                                                 {1.9 - slack, 0.0, 0.0}))};
+         EXPECT_LT(simulate(loop, model(loop), integrator).first.kinetic, 1e-2);
+      }
+      // Beside a mass a billion times as great the others lose digits, and no more.
+      ZqIndividualManipulator heavy = model(fourBar());
+      heavy.linkByIndex(1)->setMassProperties(
+         {1e9, ZqVector(3e8, 0.0, 0.0), ZqSecondMoment(0.0, 2e8, 2e8, 0.0, 0.0, 0.0)});
+      EXPECT_EQ(simulate(fourBar(), heavy, integrator).second, 0u);
+   }
 }
 } // namespace

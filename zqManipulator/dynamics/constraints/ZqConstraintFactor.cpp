@@ -120,7 +120,8 @@ void ZqConstraintFactor::orthogonaliseColumns()
    }
 }
 
-void ZqConstraintFactor::impose(const ZqReArray& b, ZqReArray& x, ZqReal mostContradiction)
+void ZqConstraintFactor::impose(const ZqReArray& b, ZqReArray& x, ZqReal mostContradiction,
+                                ZqReal greatestChange)
 {
    // The part of b that is orthogonal to all columns of U cannot be fulfilled by any x.
    m_contradiction = b;
@@ -144,10 +145,16 @@ void ZqConstraintFactor::impose(const ZqReArray& b, ZqReArray& x, ZqReal mostCon
          y -= m_T[j][i] * m_multipliers[i][0];
       m_multipliers[j][0] = y / m_T[j][j];
    }
-   m_excess -= m_multipliers;
-
    m_Q.multiply(m_W, m_A);
    m_A.choleskyFactor(m_L);
+   if (std::isfinite(greatestChange))
+   {
+      // Of d = M^-1 Q^T A^-1 y, with A = Q M^-1 Q^T, d^T M d is y^T A^-1 y.
+      m_L.choleskySolve(m_multipliers, m_shares);
+      if (dot(m_multipliers.data(), m_shares.data(), rank()) > greatestChange)
+         m_multipliers *= 0.0;
+   }
+   m_excess -= m_multipliers;
    m_L.choleskySolve(m_excess, m_multipliers);
    m_W.multiply(m_multipliers, m_excess);
    x -= m_excess;

@@ -2,6 +2,7 @@
 
 #include "zqManipulator/foundation/algebra/ZqReArray.h"
 
+#include <limits>
 #include <vector>
 
 class ZqOrientation;
@@ -30,8 +31,10 @@ public:
    ZqReArray& inertialBasis() noexcept { return m_W; }
    /// Changes x (n x 1) to fulfil G x + b = 0, with b k x 1. If more than a part of b is beyond any x, the
    /// rows mean nothing together, and x is made to fulfil G x = 0: accelerations then do not follow
-   /// products of velocities that violate the constraints, which would grow without bound.
-   void impose(const ZqReArray& b, ZqReArray& x, ZqReal mostContradiction = 1.0);
+   /// products of velocities that violate the constraints, which would grow without bound. The same
+   /// holds when what b alone changes x by, d, has a d^T M d above the greatest one.
+   void impose(const ZqReArray& b, ZqReArray& x, ZqReal mostContradiction = 1.0,
+               ZqReal greatestChange = std::numeric_limits<ZqReal>::infinity());
    /// What b asks for and no x fulfils (k x 1), from the last call of `impose`.
    const ZqReArray& contradiction() const noexcept { return m_contradiction; }
    /// The multipliers lambda (k x 1) of the last call: x was changed by -M^-1 G^T lambda. Of those that do

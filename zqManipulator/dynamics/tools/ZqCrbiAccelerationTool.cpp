@@ -271,9 +271,10 @@ void ZqCrbiAccelerationTool::setConstraintBias(const ZqReArray& derivative, ZqU3
 /// each other by more than the rounding of a numeric Jacobian derivative are named in a message.
 void ZqCrbiAccelerationTool::impose(const ZqReArray& bias,
                                     const ZqIndividualManipulator& manipulator,
-                                    const ZqVelocityState& velocity, ZqReArray& accelerations)
+                                    const ZqVelocityState& velocity, ZqReArray& accelerations,
+                                    ZqReal greatestChange)
 {
-   m_constraintFactor.impose(bias, accelerations, grossContradiction);
+   m_constraintFactor.impose(bias, accelerations, grossContradiction, greatestChange);
 
    ZqReal rate = greatest(velocity.jointVelocities());
    for (ZqU32 k = 0; k < 6; ++k)
@@ -298,6 +299,29 @@ void ZqCrbiAccelerationTool::impose(const ZqReArray& bias,
    }
 }
 
+/// The square, in the metric of the mass matrix, of the acceleration that turns the velocities by a
+/// radian in the step.
+ZqReal ZqCrbiAccelerationTool::greatestBiasAcceleration(const ZqIndividualManipulator& manipulator,
+                                                        ZqManipulatorActiveState& activeState)
+{
+   if (!(m_projectedStep > 0.0))
+      return std::numeric_limits<ZqReal>::infinity();
+   const ZqVelocityState& velocity = activeState.velocityState();
+   const std::vector<ZqReal>& rates = velocity.jointVelocities();
+   m_velocities.setToZeros(manipulator.totalDof(), 1);
+   ZqU32 next = 0;
+   if (!manipulator.isFixedBase())
+   {
+      const ZqGeneralMotion ofBase =
+         baseOrientation(manipulator, activeState).inverse() * velocity.generalVelocity();
+      for (; next < 6; ++next)
+         m_velocities[next][0] = ofBase[next];
+   }
+   for (ZqU32 i = 0; next < m_velocities.rows(); ++i, ++next)
+      m_velocities[next][0] = Zq::valueOrZero(rates, i);
+   return m_massMatrixFactor.square(m_velocities) / (m_projectedStep * m_projectedStep);
+}
+
 /// The accelerations under given torques and under the forces that keep to the constraints, by
 /// multipliers of Lagrange: M a = torques - G^T lambda, where G a + bias = 0.
 void ZqCrbiAccelerationTool::solve(const ZqReArray& torques,
@@ -310,7 +334,8 @@ void ZqCrbiAccelerationTool::solve(const ZqReArray& torques,
    m_constraintFactor.factor(m_jacobian);
    m_massMatrixFactor.solveTranspose(m_constraintFactor.basis(),
                                      m_constraintFactor.inertialBasis());
-   impose(m_constraintBias, manipulator, activeState.velocityState(), accelerations);
+   impose(m_constraintBias, manipulator, activeState.velocityState(), accelerations,
+          greatestBiasAcceleration(manipulator, activeState));
 }
 
 bool ZqCrbiAccelerationTool::hybridTorqueAcceleration(

@@ -4,6 +4,7 @@
 #include "zqManipulator/dynamics/tools/ZqMassMatrixFactor.h"
 #include "zqManipulator/dynamics/tools/ZqMassMatrixTool.h"
 
+#include <limits>
 #include <set>
 
 class ZqStatedSystem;
@@ -83,6 +84,12 @@ public:
    /// with G the Jacobian, acts on the manipulator. In N where the row is a length. Of those that do the
    /// same the shortest.
    void getConstraintForces(ZqReArray& forces);
+   /// The step (s) that an integration takes with the accelerations, after which it projects velocities
+   /// to the constraints. Where following these would turn the velocities, in the metric of the mass
+   /// matrix, by more than a radian in the step, as beside a singular position, `acceleration` leaves it
+   /// to the projection: the part that is a product of velocities would only add energy. Zero unless it is
+   /// set: nothing is left out.
+   void setProjectedStep(ZqReal step) noexcept { m_projectedStep = step; }
    /// The factors of the mass matrix in a position, the inertia of motors and what is attached included.
    /// They hold until the next call, and serve the next one of `acceleration` that does not recompute.
    ZqMassMatrixFactor& factorMassMatrix(const ZqIndividualManipulator& manipulator,
@@ -127,7 +134,10 @@ private:
    void setConstraintBias(const ZqReArray& derivative, ZqU32 jointColumn,
                           const ZqVelocityState& velocity);
    void impose(const ZqReArray& bias, const ZqIndividualManipulator& manipulator,
-               const ZqVelocityState& velocity, ZqReArray& accelerations);
+               const ZqVelocityState& velocity, ZqReArray& accelerations,
+               ZqReal greatestChange = std::numeric_limits<ZqReal>::infinity());
+   ZqReal greatestBiasAcceleration(const ZqIndividualManipulator& manipulator,
+                                   ZqManipulatorActiveState& activeState);
    void solve(const ZqReArray& torques, const ZqIndividualManipulator& manipulator,
               ZqManipulatorActiveState& activeState, ZqReArray& accelerations);
    void computeHybridResidual();
@@ -164,6 +174,8 @@ private:
    ZqConstraintFactor m_constraintFactor;
    ZqReArray m_multipliers;
    bool m_usesConstraintKinematics = false;
+   ZqReal m_projectedStep = 0.0;
+   ZqReArray m_velocities; ///< in the order of the equations
    /// The contradictions that a message has named: a manipulator, only to be compared, and a constraint.
    std::set<std::pair<const ZqIndividualManipulator*, ZqU32>> m_namedContradictions;
    ZqReArray m_hybridResidual;

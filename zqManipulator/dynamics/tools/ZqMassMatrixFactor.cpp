@@ -147,6 +147,25 @@ bool ZqMassMatrixFactor::fits(const char* operation, ZqU32 count) const
    return false;
 }
 
+ZqReal ZqMassMatrixFactor::square(const ZqReArray& v)
+{
+   if (!fits("square", v.rows()))
+      return 0.0;
+   m_column.assign(v.data(), v.data() + size());
+   if (m_baseDof != 0)
+      swapBaseHalves(m_column.data());
+   ZqReal sum = 0.0;
+   for (std::size_t i = 0; i < m_column.size(); ++i)
+   {
+      const std::size_t depth = m_dofs[i].depth;
+      m_path[depth] = m_column[i];
+      const ZqReal ofRow = m_column[i] + dot(row(i), m_path.data(), depth);
+      if (m_dofs[i].inversePivot != 0.0)
+         sum += ofRow * ofRow / m_dofs[i].inversePivot;
+   }
+   return sum;
+}
+
 ZqBoolean ZqMassMatrixFactor::solve(const ZqReArray& b, ZqReArray& x)
 {
    if (!fits("solve", b.rows()))

@@ -36,6 +36,9 @@ public:
    /// Solves M X = B^T, where each row of B (k x n) is a right-hand side: X is n x k. Where the size does
    /// not fit, it is logged and X is empty.
    ZqBoolean solveTranspose(const ZqReArray& B, ZqReArray& X);
+   /// v^T M v for one column v: with velocities, twice the kinetic energy. Zero where the size does not
+   /// fit, which is logged.
+   ZqReal square(const ZqReArray& v);
 
 private:
    struct DegreeOfFreedom

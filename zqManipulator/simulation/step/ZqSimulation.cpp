@@ -109,11 +109,13 @@ bool ZqSimulation::stepTo(ZqReal time)
    }
    keepDrives();
    m_stateBefore = m_state;
-   m_active.setNonredundantState(m_state);
    for (ZqU32 i = 0; i < m_members.size(); ++i)
    {
+      if (m_members[i].isConstrained && m_settings.closesLoops)
+         m_members[i].crbi.setProjectedStep(dt);
       advanceConverters(i, dt);
-      m_members[i].drivesBefore = activeState(i).actuatorState();
+      if (m_settings.integrator != Integrator::SemiImplicitEuler)
+         m_members[i].drivesBefore = activeState(i).actuatorState();
    }
    computeAccelerations();
    const bool isDone = advance(dt);

@@ -21,7 +21,7 @@ void ZqSimulation::beginWithClosedLoops(ZqU32 index)
 }
 
 /// Projects the present state onto the constraints, and takes down what gap is left. A loop that cannot be
-/// closed is told once, and then keeps to its gap.
+/// closed is told once. One that never was keeps to its gap; another is tried again after each step.
 void ZqSimulation::closeLoops(ZqU32 index)
 {
    Member& member = m_members[index];
@@ -31,10 +31,13 @@ void ZqSimulation::closeLoops(ZqU32 index)
    if (m_settings.closesLoops)
    {
       ZqPositionState& position = m_state.positionStates()[index];
-      if (member.canBeClosed &&
-          !member.projection.projectPosition(m_scene, manipulator, position).converged)
+      const bool isTried = member.wasClosed || !member.isToldOpen;
+      const bool isClosed =
+         isTried && member.projection.projectPosition(m_scene, manipulator, position).converged;
+      member.wasClosed = member.wasClosed || isClosed;
+      if (!isClosed && !member.isToldOpen)
       {
-         member.canBeClosed = false;
+         member.isToldOpen = true;
          Zq::Print::instance().write(
             Zq::Oddity, "%s: a loop that is open at %g s cannot be closed, and stays as it is.\n",
             manipulator.manipulatorLabel().c_str(), m_state.time());

@@ -22,10 +22,18 @@ void ZqSimulation::followJoints(ZqU32 index)
 
 void ZqSimulation::advanceConverters(ZqU32 index, ZqReal dt)
 {
-   followJoints(index);
+   ZqActuatorState& drives = activeState(index).actuatorState();
+   bool isFollowing = false;
    for (const Joint& joint : m_members[index].joints)
-      if (joint.converter != nullptr)
-         advanceConverter(joint, dt, activeState(index).actuatorState());
+   {
+      if (joint.converter == nullptr ||
+          drives.powerConverterStates()[joint.link->linkIndex()].size() == 0)
+         continue;
+      if (!isFollowing)
+         followJoints(index);
+      isFollowing = true;
+      advanceConverter(joint, dt, drives);
+   }
 }
 
 /// x += dt f / (1 - dt f'), where f' is the derivative of f by x: the linearly implicit Euler method
@@ -34,8 +42,6 @@ void ZqSimulation::advanceConverters(ZqU32 index, ZqReal dt)
 void ZqSimulation::advanceConverter(const Joint& joint, ZqReal dt, ZqActuatorState& drives)
 {
    auto& x = drives.powerConverterStates()[joint.link->linkIndex()].values();
-   if (x.empty())
-      return;
    // A converter that rejects the call leaves them as they are.
    m_derivatives.resize(0);
    joint.converter->computeStateDerivatives(joint.command, drives, m_derivatives);

@@ -72,7 +72,8 @@ struct ZqSimulation::Member
    ZqArbiAccelerationTool arbi;
    ZqConstraintProjection projection;
    bool isConstrained = false; ///< and the solver heeds it
-   bool canBeClosed = true;    ///< its loops
+   bool wasClosed = false;     ///< all loops, at the start or since
+   bool isToldOpen = false;    ///< by a message
    std::vector<bool> isFree;   ///< of the joints, those that no limit holds
    bool isAnyHeld = false;
    bool hasFiredCriterion = false;

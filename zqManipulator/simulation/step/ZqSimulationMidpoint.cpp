@@ -44,7 +44,8 @@ bool ZqSimulation::stepByImplicitMidpoint(ZqReal dt)
    }
    constexpr int mostIterations = 100;
    constexpr ZqReal rounding = 4.0 * std::numeric_limits<ZqReal>::epsilon();
-   constexpr ZqReal close = 1e-10; // from where on what grows again is rounding
+   // From where on what grows again is rounding, which masses of different size make greater.
+   constexpr ZqReal close = 1e-6;
    ZqReal before = std::numeric_limits<ZqReal>::infinity();
    for (int iteration = 0; iteration < mostIterations; ++iteration)
    {
