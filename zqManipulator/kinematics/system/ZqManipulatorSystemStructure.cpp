@@ -4,6 +4,7 @@
 #include <boost/lexical_cast.hpp>
 
 #include <algorithm>
+#include <exception>
 #include <map>
 #include <utility>
 
@@ -249,12 +250,21 @@ std::optional<ZqModelEdit>
 ZqManipulatorSystem::editManipulator(ZqU32 index,
                                      const std::function<void(ZqIndividualManipulator&)>& change)
 {
-   if (!isAboutToModify(index, "editManipulator"))
+   if (!separate(index))
       return std::nullopt;
    ZqIndividualManipulator::Record record;
    ZqIndividualManipulator& manipulator = m_manipulators[index];
    manipulator.keepRecord(&record);
-   change(manipulator);
+   std::exception_ptr thrown;
+   try
+   {
+      change(manipulator);
+   }
+   catch (...)
+   {
+      // Thrown on when everybody follows what was done until then.
+      thrown = std::current_exception();
+   }
    manipulator.keepRecord(nullptr);
 
    ZqModelEdit edit;
@@ -263,6 +273,8 @@ ZqManipulatorSystem::editManipulator(ZqU32 index,
    m_manipulatorAttachmentMap.apply(edit);
    mapManipulators();
    attachCollisionExclusionMap();
+   if (thrown)
+      std::rethrow_exception(thrown);
    return edit;
 }
 
@@ -374,6 +386,35 @@ bool ZqManipulatorSystem::aboutToModifyManipulator(const ZqString& label)
 {
    ZqU32 index = 0;
    return findManipulator(label, index) && aboutToModifyManipulator(index);
+}
+
+/// As `aboutToModifyManipulator`, but the reference that gets a model of its own keeps what is its own and
+/// not that of its links: above all it stays where it is.
+bool ZqManipulatorSystem::separate(ZqU32 index)
+{
+   if (index >= numberOfManipulators())
+      return aboutToModifyManipulator(index);
+   ZqU32 heir = index;
+   if (!isReference(m_manipulators[index]))
+   {
+      const auto [first, last] = m_references.equal_range(m_manipulators[index].manipulatorLabel());
+      if (first == last)
+         return true;
+      heir = std::min_element(first, last,
+                              [](const auto& a, const auto& b) { return a.second < b.second; })
+                ->second;
+   }
+   const ZqIndividualManipulator reference = m_manipulators[heir];
+   if (!aboutToModifyManipulator(index))
+      return false;
+   ZqIndividualManipulator& manipulator = m_manipulators[heir];
+   manipulator.setCoordSysXForm(reference.coordSysXForm());
+   manipulator.setIsFixedBase(reference.isFixedBase());
+   manipulator.setStateEqualityConstraints(reference.stateEqualityConstraints());
+   manipulator.setStoppingCriteria(reference.stoppingCriteria());
+   manipulator.setDisplayLinkIndices(reference.displayLinkIndices());
+   manipulator.setSelfCollisionLinkMap(reference.selfCollisionLinkMap());
+   return true;
 }
 
 /// Copies the model at the end of the chain of references that starts at a manipulator.

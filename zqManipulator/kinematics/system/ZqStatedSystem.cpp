@@ -4,6 +4,7 @@
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 template class ZqXmlClass<ZqStatedSystem>;
@@ -419,9 +420,12 @@ void ZqStatedSystem::deleteState(ZqU32 index)
 
 bool ZqStatedSystem::removeManipulator(ZqU32 index)
 {
-   if (index >= numberOfManipulators() || !systemToModify().deleteManipulator(index))
+   if (index >= numberOfManipulators() || !systemToModify().separate(index) ||
+       !systemToModify().deleteManipulator(index))
       return false;
    deleteState(index);
+   // Frames and inertias may differ at an equal state.
+   m_activeState.reset();
    ZqModelEdit edit;
    edit.setManipulators(ZqRenumbering::removed(index, 1));
    m_configuration.apply(edit);
@@ -432,7 +436,20 @@ bool ZqStatedSystem::removeManipulator(ZqU32 index)
 bool ZqStatedSystem::editManipulator(ZqU32 index,
                                      const std::function<void(ZqIndividualManipulator&)>& change)
 {
-   const std::optional<ZqModelEdit> edit = systemToModify().editManipulator(index, change);
+   std::exception_ptr thrown;
+   const std::optional<ZqModelEdit> edit =
+      systemToModify().editManipulator(index,
+                                       [&](ZqIndividualManipulator& manipulator)
+                                       {
+                                          try
+                                          {
+                                             change(manipulator);
+                                          }
+                                          catch (...)
+                                          {
+                                             thrown = std::current_exception();
+                                          }
+                                       });
    if (!edit)
       return false;
    m_state.apply(*edit);
@@ -444,6 +461,8 @@ bool ZqStatedSystem::editManipulator(ZqU32 index,
    // Frames and inertias may differ at an equal state.
    m_activeState.reset();
    resetReportActiveState();
+   if (thrown)
+      std::rethrow_exception(thrown);
    return true;
 }
 
