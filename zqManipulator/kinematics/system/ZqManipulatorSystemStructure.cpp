@@ -79,10 +79,19 @@ void ZqManipulatorSystem::mapManipulators()
          return;
       ZqString& lastLabel = lastLabels.try_emplace(label, label).first->second;
       lastLabel = unusedLabel(m_labelPool, lastLabel);
-      Zq::Print::instance().write(Zq::Oddity,
-                                  "ZqManipulatorSystem::mapManipulators(): the label \"%s\" is in "
-                                  "use already: manipulator %u becomes \"%s\".\n",
-                                  label.c_str(), i, lastLabel.c_str());
+      const ZqString number = std::to_string(i);
+      Zq::Print::instance().report(
+         Zq::Oddity,
+         {Zq::Severity::Warning,
+          "label-changed",
+          {},
+          0,
+          {},
+          Zq::oneLine("the label \"" + label +
+                      "\" is that of another manipulator too: manipulator " + number +
+                      " becomes \"" + lastLabel + "\"")},
+         "ZqManipulatorSystem::mapManipulators(): the label \"" + label +
+            "\" is in use already: manipulator " + number + " becomes \"" + lastLabel + "\".\n");
       changeManipulatorLabelWithoutCheckingUniqueness(i, lastLabel);
       m_labelPool.addUsingLabel(lastLabel, i);
    };
@@ -122,11 +131,20 @@ void ZqManipulatorSystem::reportUnboundReferences() const
 {
    for (const ZqIndividualManipulator& manipulator : m_manipulators)
       if (isReference(manipulator) && &manipulator.concreteReference() == &manipulator)
-         Zq::Print::instance().write(
-            Zq::Rejected,
-            "ZqManipulatorSystem::read(): manipulator \"%s\" refers to \"%s\", "
-            "which leads to no model.\n",
-            manipulator.manipulatorLabel().c_str(), referencedLabel(manipulator).c_str());
+      {
+         const ZqString& label = manipulator.manipulatorLabel();
+         const ZqString what =
+            "refers to \"" + referencedLabel(manipulator) + "\", which leads to no model";
+         Zq::Print::instance().report(Zq::Rejected,
+                                      {Zq::Severity::Warning,
+                                       "reference-unbound",
+                                       {},
+                                       0,
+                                       "manipulator '" + Zq::oneLine(label) + "'",
+                                       Zq::oneLine(what) + "; it has no links"},
+                                      "ZqManipulatorSystem::read(): manipulator \"" + label +
+                                         "\" " + what + ".\n");
+      }
 }
 
 bool ZqManipulatorSystem::changeManipulatorLabelWithoutCheckingUniqueness(ZqU32 index,

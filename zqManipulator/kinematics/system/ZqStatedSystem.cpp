@@ -111,16 +111,19 @@ void ZqStatedSystem::reportOldAttachments() const
    {
       const ZqManipulatorLinkIdentifier& carrier = place.first();
       const ZqIndividualManipulator* manipulator = manipulatorByIndex(carrier.manipulatorId());
+      const ZqString attached = "manipulator " + std::to_string(index);
+      const ZqString carrying = "manipulator " + std::to_string(carrier.manipulatorId());
+      ZqString what;
       if (!m_configuration.attachmentMap().getDependentManipulatorInfo(index, base, label, offset))
-         Zq::Print::instance().write(Zq::Rejected,
-                                     "ZqStatedSystem::read(): manipulator %u cannot be attached to "
-                                     "manipulator %u.\n",
-                                     index, carrier.manipulatorId());
+         what = attached + " cannot be attached to " + carrying;
       else if (manipulator != nullptr && manipulator->linkByIdentifier(carrier.linkId()) == nullptr)
-         Zq::Print::instance().write(Zq::Rejected,
-                                     "ZqStatedSystem::read(): manipulator %u has no link \"%s\" to "
-                                     "attach manipulator %u to.\n",
-                                     carrier.manipulatorId(), carrier.linkId().c_str(), index);
+         what =
+            carrying + " has no link \"" + carrier.linkId() + "\" to attach " + attached + " to";
+      if (!what.empty())
+         Zq::Print::instance().report(
+            Zq::Rejected,
+            {Zq::Severity::Warning, "attachment-repaired", {}, 0, {}, Zq::oneLine(what)},
+            "ZqStatedSystem::read(): " + what + ".\n");
    }
 }
 
@@ -424,8 +427,6 @@ bool ZqStatedSystem::removeManipulator(ZqU32 index)
        !systemToModify().deleteManipulator(index))
       return false;
    deleteState(index);
-   // Frames and inertias may differ at an equal state.
-   m_activeState.reset();
    ZqModelEdit edit;
    edit.setManipulators(ZqRenumbering::removed(index, 1));
    m_configuration.apply(edit);
