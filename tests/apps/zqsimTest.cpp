@@ -243,6 +243,8 @@ TEST_F(Zqsim, CheckFindsWhatIsBroken)
    };
    for (const auto& [name, code, finding, changes] : std::initializer_list<Case>{
            {"twoArms", "reference-missing", "\"arm\"", {{label + "leftArm", label + "arm"}}},
+           {"twoArms", "reference-unbound", "to \"arm\"", {{label + "leftArm", label + "arm"}}},
+           {"twoArms", "label-changed", "tor 2 becomes", {{"Identifier>right", "Identifier>left"}}},
            {"twoArms", "reference-cycle", "to itself", {{label + "left", label + "right"}}},
            // The first manipulator, the carrier, becomes a reference.
            {"twoArms", "reference-chain", "to \"rightArm\"", {isReference, refersToRight}},

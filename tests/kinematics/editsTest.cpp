@@ -587,5 +587,26 @@ TEST(Edits, AReferenceHasOnePlaceWhoeverIsAskedFirst)
    EXPECT_EQ(b.linkByIndex(0)->dhFrameInSystem(own).translation().x(), 0.0);
    EXPECT_EQ(b.dhFrameInSystem(own).translation().x(), 100.0);
    EXPECT_EQ(b.linkByIndex(0)->dhFrameInSystem(own).translation().x(), 100.0);
+
+   // It stays there when it gets a model of its own, be it that an edit throws.
+   for (ZqU32 edited = 0; edited < 3; ++edited)
+   {
+      ZqStatedSystem copy(scene);
+      const bool removes = edited == 2;
+      if (removes)
+         EXPECT_TRUE(copy.removeManipulator(0));
+      else
+         EXPECT_THROW(copy.editManipulator(edited, [](Manipulator& m) { m.addChild({}), throw 1; }),
+                      int);
+      ZqSystemActiveState active;
+      active.setNonredundantState(copy.state());
+      const ZqU32 last = removes ? 0 : 1;
+      const Manipulator& m = *copy.manipulatorByIndex(last);
+      EXPECT_FALSE(m.manipulatorReferenceDescription().isManipulatorReferenced());
+      EXPECT_EQ(placesOf(m, active.manipulatorActiveStateVector()[last].activePositionState(), 0),
+                std::set<ZqReal>{100.0});
+      EXPECT_TRUE(copy.system().isCompatible(copy.state()));
+      EXPECT_TRUE(copy.editManipulator(last, [](Manipulator& edit) { edit.clearChildLinks(); }));
+   }
 }
 } // namespace

@@ -95,7 +95,9 @@ public:
    /// Lets a function change one manipulator, in place, in any way. What the system holds by index or
    /// label of links follows them, and so does what the manipulator holds itself; a label of the
    /// manipulator that is in use already is replaced. Answers the record of what moved, for those who
-   /// hold more, such as states; none for an index that does not exist.
+   /// hold more, such as states; none for an index that does not exist. References to the manipulator keep
+   /// its model, one that is edited gets its own, and all stay where they are placed. What the function
+   /// throws comes through, when everybody has followed what it did until then.
    std::optional<ZqModelEdit>
    editManipulator(ZqU32 index, const std::function<void(ZqIndividualManipulator&)>& change);
    /// Null for an unknown label.
@@ -173,6 +175,7 @@ private:
 
    bool findManipulator(const ZqString& label, ZqU32& index) const;
    bool isAboutToModify(ZqU32 index, const char* operation);
+   bool separate(ZqU32 index);
    void takeModelOfReferenced(ZqU32 index);
    ZqIndividualManipulator* modelOf(ZqIndividualManipulator& reference);
    void reportUnboundReferences() const;

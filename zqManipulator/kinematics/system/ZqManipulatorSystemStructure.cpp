@@ -4,6 +4,7 @@
 #include <boost/lexical_cast.hpp>
 
 #include <algorithm>
+#include <exception>
 #include <map>
 #include <utility>
 
@@ -78,10 +79,19 @@ void ZqManipulatorSystem::mapManipulators()
          return;
       ZqString& lastLabel = lastLabels.try_emplace(label, label).first->second;
       lastLabel = unusedLabel(m_labelPool, lastLabel);
-      Zq::Print::instance().write(Zq::Oddity,
-                                  "ZqManipulatorSystem::mapManipulators(): the label \"%s\" is in "
-                                  "use already: manipulator %u becomes \"%s\".\n",
-                                  label.c_str(), i, lastLabel.c_str());
+      const ZqString number = std::to_string(i);
+      Zq::Print::instance().report(
+         Zq::Oddity,
+         {Zq::Severity::Warning,
+          "label-changed",
+          {},
+          0,
+          {},
+          Zq::oneLine("the label \"" + label +
+                      "\" is that of another manipulator too: manipulator " + number +
+                      " becomes \"" + lastLabel + "\"")},
+         "ZqManipulatorSystem::mapManipulators(): the label \"" + label +
+            "\" is in use already: manipulator " + number + " becomes \"" + lastLabel + "\".\n");
       changeManipulatorLabelWithoutCheckingUniqueness(i, lastLabel);
       m_labelPool.addUsingLabel(lastLabel, i);
    };
@@ -121,11 +131,20 @@ void ZqManipulatorSystem::reportUnboundReferences() const
 {
    for (const ZqIndividualManipulator& manipulator : m_manipulators)
       if (isReference(manipulator) && &manipulator.concreteReference() == &manipulator)
-         Zq::Print::instance().write(
-            Zq::Rejected,
-            "ZqManipulatorSystem::read(): manipulator \"%s\" refers to \"%s\", "
-            "which leads to no model.\n",
-            manipulator.manipulatorLabel().c_str(), referencedLabel(manipulator).c_str());
+      {
+         const ZqString& label = manipulator.manipulatorLabel();
+         const ZqString what =
+            "refers to \"" + referencedLabel(manipulator) + "\", which leads to no model";
+         Zq::Print::instance().report(Zq::Rejected,
+                                      {Zq::Severity::Warning,
+                                       "reference-unbound",
+                                       {},
+                                       0,
+                                       "manipulator '" + Zq::oneLine(label) + "'",
+                                       Zq::oneLine(what) + "; it has no links"},
+                                      "ZqManipulatorSystem::read(): manipulator \"" + label +
+                                         "\" " + what + ".\n");
+      }
 }
 
 bool ZqManipulatorSystem::changeManipulatorLabelWithoutCheckingUniqueness(ZqU32 index,
@@ -249,12 +268,21 @@ std::optional<ZqModelEdit>
 ZqManipulatorSystem::editManipulator(ZqU32 index,
                                      const std::function<void(ZqIndividualManipulator&)>& change)
 {
-   if (!isAboutToModify(index, "editManipulator"))
+   if (!separate(index))
       return std::nullopt;
    ZqIndividualManipulator::Record record;
    ZqIndividualManipulator& manipulator = m_manipulators[index];
    manipulator.keepRecord(&record);
-   change(manipulator);
+   std::exception_ptr thrown;
+   try
+   {
+      change(manipulator);
+   }
+   catch (...)
+   {
+      // Thrown on when everybody follows what was done until then.
+      thrown = std::current_exception();
+   }
    manipulator.keepRecord(nullptr);
 
    ZqModelEdit edit;
@@ -263,6 +291,8 @@ ZqManipulatorSystem::editManipulator(ZqU32 index,
    m_manipulatorAttachmentMap.apply(edit);
    mapManipulators();
    attachCollisionExclusionMap();
+   if (thrown)
+      std::rethrow_exception(thrown);
    return edit;
 }
 
@@ -375,6 +405,35 @@ bool ZqManipulatorSystem::aboutToModifyManipulator(const ZqString& label)
 {
    ZqU32 index = 0;
    return findManipulator(label, index) && aboutToModifyManipulator(index);
+}
+
+/// As `aboutToModifyManipulator`, but the reference that gets a model of its own keeps what is its own and
+/// not that of its links: above all it stays where it is.
+bool ZqManipulatorSystem::separate(ZqU32 index)
+{
+   if (index >= numberOfManipulators())
+      return aboutToModifyManipulator(index);
+   ZqU32 heir = index;
+   if (!isReference(m_manipulators[index]))
+   {
+      const auto [first, last] = m_references.equal_range(m_manipulators[index].manipulatorLabel());
+      if (first == last)
+         return true;
+      heir = std::min_element(first, last,
+                              [](const auto& a, const auto& b) { return a.second < b.second; })
+                ->second;
+   }
+   const ZqIndividualManipulator reference = m_manipulators[heir];
+   if (!aboutToModifyManipulator(index))
+      return false;
+   ZqIndividualManipulator& manipulator = m_manipulators[heir];
+   manipulator.setCoordSysXForm(reference.coordSysXForm());
+   manipulator.setIsFixedBase(reference.isFixedBase());
+   manipulator.setStateEqualityConstraints(reference.stateEqualityConstraints());
+   manipulator.setStoppingCriteria(reference.stoppingCriteria());
+   manipulator.setDisplayLinkIndices(reference.displayLinkIndices());
+   manipulator.setSelfCollisionLinkMap(reference.selfCollisionLinkMap());
+   return true;
 }
 
 /// Copies the model at the end of the chain of references that starts at a manipulator.

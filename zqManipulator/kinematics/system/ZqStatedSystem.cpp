@@ -4,6 +4,7 @@
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 template class ZqXmlClass<ZqStatedSystem>;
@@ -110,16 +111,19 @@ void ZqStatedSystem::reportOldAttachments() const
    {
       const ZqManipulatorLinkIdentifier& carrier = place.first();
       const ZqIndividualManipulator* manipulator = manipulatorByIndex(carrier.manipulatorId());
+      const ZqString attached = "manipulator " + std::to_string(index);
+      const ZqString carrying = "manipulator " + std::to_string(carrier.manipulatorId());
+      ZqString what;
       if (!m_configuration.attachmentMap().getDependentManipulatorInfo(index, base, label, offset))
-         Zq::Print::instance().write(Zq::Rejected,
-                                     "ZqStatedSystem::read(): manipulator %u cannot be attached to "
-                                     "manipulator %u.\n",
-                                     index, carrier.manipulatorId());
+         what = attached + " cannot be attached to " + carrying;
       else if (manipulator != nullptr && manipulator->linkByIdentifier(carrier.linkId()) == nullptr)
-         Zq::Print::instance().write(Zq::Rejected,
-                                     "ZqStatedSystem::read(): manipulator %u has no link \"%s\" to "
-                                     "attach manipulator %u to.\n",
-                                     carrier.manipulatorId(), carrier.linkId().c_str(), index);
+         what =
+            carrying + " has no link \"" + carrier.linkId() + "\" to attach " + attached + " to";
+      if (!what.empty())
+         Zq::Print::instance().report(
+            Zq::Rejected,
+            {Zq::Severity::Warning, "attachment-repaired", {}, 0, {}, Zq::oneLine(what)},
+            "ZqStatedSystem::read(): " + what + ".\n");
    }
 }
 
@@ -419,7 +423,8 @@ void ZqStatedSystem::deleteState(ZqU32 index)
 
 bool ZqStatedSystem::removeManipulator(ZqU32 index)
 {
-   if (index >= numberOfManipulators() || !systemToModify().deleteManipulator(index))
+   if (index >= numberOfManipulators() || !systemToModify().separate(index) ||
+       !systemToModify().deleteManipulator(index))
       return false;
    deleteState(index);
    ZqModelEdit edit;
@@ -432,7 +437,20 @@ bool ZqStatedSystem::removeManipulator(ZqU32 index)
 bool ZqStatedSystem::editManipulator(ZqU32 index,
                                      const std::function<void(ZqIndividualManipulator&)>& change)
 {
-   const std::optional<ZqModelEdit> edit = systemToModify().editManipulator(index, change);
+   std::exception_ptr thrown;
+   const std::optional<ZqModelEdit> edit =
+      systemToModify().editManipulator(index,
+                                       [&](ZqIndividualManipulator& manipulator)
+                                       {
+                                          try
+                                          {
+                                             change(manipulator);
+                                          }
+                                          catch (...)
+                                          {
+                                             thrown = std::current_exception();
+                                          }
+                                       });
    if (!edit)
       return false;
    m_state.apply(*edit);
@@ -444,6 +462,8 @@ bool ZqStatedSystem::editManipulator(ZqU32 index,
    // Frames and inertias may differ at an equal state.
    m_activeState.reset();
    resetReportActiveState();
+   if (thrown)
+      std::rethrow_exception(thrown);
    return true;
 }
 
