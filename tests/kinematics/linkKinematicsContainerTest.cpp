@@ -75,26 +75,16 @@ TEST(LinkKinematicsContainer, WithoutAJointAnswersNeutrally)
 TEST(LinkKinematicsContainer, ForwardsToTheJoint)
 {
    zqTest::RandomValues random(62);
-   for (int i = 0; i < 10; ++i)
+   const Transformation frame = zqTest::randomFrame(random);
+   const auto changed = [&](auto either)
    {
-      Joint joint = zqTest::randomJoint(random);
-      Container container = containerOf(joint);
-      const Transformation frame = zqTest::randomFrame(random);
-      const auto change = [&](auto& either)
-      {
-         either.setPrimaryFrame(frame);
-         either.scaleBy(3.0);
-         either.transformBy(frame);
-      };
-      change(joint);
-      change(container);
-      EXPECT_EQ(container, containerOf(joint));
-      EXPECT_EQ(container.primaryFrameInverse(), joint.primaryFrameInverse());
-      EXPECT_EQ(container.jointParameterScalability(), joint.jointParameterScalability());
-      Transformation result;
-      std::as_const(container).transformBy(result, 0.7);
-      EXPECT_EQ(result, joint.calculateTransform(0.7));
-   }
+      either.setPrimaryFrame(frame);
+      either.scaleBy(3.0);
+      either.transformBy(frame);
+      return either;
+   };
+   const Joint joint = zqTest::randomJoint(random);
+   EXPECT_EQ(changed(containerOf(joint)), containerOf(changed(joint)));
 }
 
 TEST(LinkKinematicsContainer, KeepsTheAddressBetweenDhJointsOnly)

@@ -168,7 +168,9 @@ TEST(StoppingCriteria, TakeTheManipulatorBack)
    EXPECT_EQ(simulation.firedCriteria()[0].description, "left foot; right foot");
 
    results[0].setSatisfiedGeneralStoppingCriteriaDescription("kept while the flag is down");
+   results[0].setHitSingularity(true);
    results[0].reset();
+   EXPECT_FALSE(results[0].exceptionOccurred());
    results[0].registerGenericStoppingCriterion("x");
    EXPECT_EQ(results[0].satisfiedGeneralStoppingCriteriaDescription(),
              "kept while the flag is down; x");

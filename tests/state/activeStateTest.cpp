@@ -120,96 +120,94 @@ ZqAccelerationState acceleration(std::initializer_list<ZqReal> joints)
    return state;
 }
 
-void raise(Velocities& records)
+/// How many joints each record is for, and the actuators.
+std::vector<unsigned> sizes(const ActiveState& state)
 {
-   setMotions(records, ZqBaseLinkIndex, 1);
-   for (ZqU32 i = 0; i < records.linkVelocityStates().size(); ++i)
-      setMotions(records, i, 2);
+   return {state.activePositionState().size(),
+           state.activeVelocityState().size(),
+           state.activeAccelerationState().size(),
+           state.activeForceState().size(),
+           state.activeMassState().size(),
+           state.activeArticulationState().size(),
+           state.actuatorState().motorPositions().size()};
+}
+/// Does something to each record, that of the base too.
+template <class Records>
+void forEach(Records& records, const auto& action)
+{
+   for (ZqU32 i = 0; i < records.size(); ++i)
+      action(records.record(i));
+   action(records.record(ZqBaseLinkIndex));
 }
 void raise(Accelerations& records)
 {
-   setMotions(records, ZqBaseLinkIndex, 1);
-   for (ZqU32 i = 0; i < records.size(); ++i)
-      setMotions(records, i, 2);
+   forEach(records,
+           [](auto& r)
+           {
+              r.setDhFrameAccelerationInLocal(motion(2));
+              r.setMomentumRateInLocal(motion(3));
+           });
 }
 void raise(Forces& records)
 {
    ZqExternalForceDescription description;
    description.setValid(true);
-   for (ZqU32 i = 0; i <= records.size(); ++i)
-   {
-      const ZqU32 index = i == records.size() ? ZqBaseLinkIndex : i;
-      records.setLinkDhForceInLocal(index, {{1.0, 2.0, 3.0}, {}});
-      records.setExternalForceDescription(index, description);
-   }
+   forEach(records,
+           [&](auto& r)
+           {
+              r.setDhFrameForceInLocal({{1.0, 2.0, 3.0}, {}});
+              r.setExternalForceDescription(description);
+           });
 }
-/// How many joints each record is for, and the actuators.
-std::vector<unsigned> sizes(const ActiveState& state)
-{
-   return {state.activePositionState().linkPositionStates().size(),
-           state.activeVelocityState().linkVelocityStates().size(),
-           state.activeAccelerationState().size(),
-           state.activeForceState().size(),
-           state.activeMassState().linkMassStates().size(),
-           state.activeArticulationState().linkArticulationStates().size(),
-           state.actuatorState().motorPositions().size()};
-}
-/// Raises all flags, those of the base too.
+/// Raises all flags.
 void raise(ActiveState& state)
 {
-   ZqLinkPositionState frames;
-   frames.setLocationInSystemValid(true);
-   frames.setDhTransformValid(true);
-   state.activePositionState().setBasePositionState(frames);
-   state.activePositionState().setLinkPositionStates(
-      ZqXmlVectorType<ZqLinkPositionState>(sizes(state)[0], frames));
-   raise(state.activeVelocityState());
+   forEach(state.activePositionState(),
+           [](auto& r)
+           {
+              r.setLocationInSystemValid(true);
+              r.setDhTransformValid(true);
+           });
+   forEach(state.activeVelocityState(),
+           [](auto& r)
+           {
+              r.setDhFrameVelocityInLocal(motion(2));
+              r.setMomentumInLocal(motion(3));
+           });
    raise(state.activeAccelerationState());
    raise(state.activeForceState());
-   ZqLinkMassState mass;
-   mass.setCrbi(ZqRigidBodyMassProperties::pointMass(3.0));
-   state.activeMassState().setBaseMassState(mass);
-   state.activeMassState().setLinkMassStates(
-      ZqXmlVectorType<ZqLinkMassState>(sizes(state)[4], mass));
-   ZqLinkArticulationState body;
-   body.setArbd({});
-   body.setSupplementalDhAcceleration(motion(3));
-   body.setSupplementalJointAcceleration(1.5);
-   state.activeArticulationState().setBaseArticulationState(body);
-   state.activeArticulationState().setLinkArticulationStates(
-      ZqXmlVectorType<ZqLinkArticulationState>(sizes(state)[5], body));
+   forEach(state.activeMassState(),
+           [](auto& r) { r.setCrbi(ZqRigidBodyMassProperties::pointMass(3.0)); });
+   forEach(state.activeArticulationState(),
+           [](auto& r)
+           {
+              r.setArbd({});
+              r.setSupplementalDhAcceleration(motion(3));
+              r.setSupplementalJointAcceleration(1.5);
+           });
 }
 
 /// The letter when the flags of the links and the base are up, '-' when none is, else '?'.
-template <class Record, class IsValid>
-char summary(char letter, const ZqXmlVectorType<Record>& links, const Record& base,
-             const IsValid& isValid)
+template <class Records>
+char summary(char letter, const Records& records, const auto& isValid)
 {
-   std::size_t raised = isValid(base) ? 1 : 0;
-   for (const Record& link : links)
-      raised += isValid(link) ? 1 : 0;
-   return raised == links.size() + 1 ? letter : raised == 0 ? '-' : '?';
+   std::size_t raised = 0;
+   forEach(records, [&](const auto& r) { raised += isValid(r) ? 1 : 0; });
+   return raised == records.size() + 1 ? letter : raised == 0 ? '-' : '?';
 }
 /// The same for each record: positions, velocities, accelerations, forces, masses, bodies.
 std::string summary(const ActiveState& state)
 {
-   const auto& p = state.activePositionState();
-   const auto& v = state.activeVelocityState();
-   const auto& a = state.activeAccelerationState();
-   const auto& f = state.activeForceState();
-   const auto& m = state.activeMassState();
-   const auto& b = state.activeArticulationState();
-   return {summary('P', p.linkPositionStates(), p.basePositionState(),
+   return {summary('P', state.activePositionState(),
                    [](const auto& r) { return r.locationInSystemValid() || r.dhTransformValid(); }),
-           summary('V', v.linkVelocityStates(), v.baseVelocityState(),
+           summary('V', state.activeVelocityState(),
                    [](const auto& r) { return r.localDhValid() || r.localMomentumValid(); }),
-           summary('A', a.linkAccelerationStates(), a.baseAccelerationState(),
+           summary('A', state.activeAccelerationState(),
                    [](const auto& r) { return r.localDhValid() || r.localMomentumRateValid(); }),
-           summary('F', f.linkForceStates(), f.baseForceState(),
+           summary('F', state.activeForceState(),
                    [](const auto& r) { return r.localDhValid() || r.externalForceValid(); }),
-           summary('M', m.linkMassStates(), m.baseMassState(),
-                   [](const auto& r) { return r.crbiValid(); }),
-           summary('B', b.linkArticulationStates(), b.baseArticulationState(),
+           summary('M', state.activeMassState(), [](const auto& r) { return r.crbiValid(); }),
+           summary('B', state.activeArticulationState(),
                    [](const auto& r)
                    {
                       return r.arbdValid() || r.supplementalDhAccelerationValid() ||

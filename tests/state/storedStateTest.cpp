@@ -307,14 +307,4 @@ TEST_F(StoredState, ColumnsAndSizesOfJointValues)
    EXPECT_EQ(actuators.lastVelocities(), (Reals{8.0, 9.0, 0.0}));
    EXPECT_EQ(actuators.powerConverterStates().size(), 2U);
 }
-
-TEST_F(StoredState, LookingForAnAttachmentStateMakesOne)
-{
-   ZqAttachmentMapState map;
-   ZqAttachmentNodeState& entry = map.manipulatorAttachmentState(7);
-   EXPECT_FALSE(map == ZqAttachmentMapState());
-   entry.setDependentManipulatorIndices({3, 5});
-   map.setManipulatorAttachmentState(7, {});
-   EXPECT_EQ(entry, ZqAttachmentNodeState());
-}
 } // namespace

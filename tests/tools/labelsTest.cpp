@@ -1,5 +1,6 @@
 #include "zqManipulator/tools/labels/ZqLabelPool.h"
 #include "zqManipulator/tools/labels/ZqManipulatorLinkLabelMapping.h"
+#include "zqManipulator/tools/labels/ZqModelEdit.h"
 
 #include <boost/lexical_cast.hpp>
 #include <gtest/gtest.h>
@@ -102,6 +103,13 @@ TEST(LinkLabelMapping, StaysOneToOne)
 
    for (const auto& [newLabel, pair] : mapping.newLabelToManipulatorLinkLabel())
       EXPECT_EQ(mapping.manipulatorLinkLabelToNewLabel().at(pair), newLabel);
+
+   // New labels go with their links.
+   mapping.apply(ZqLinkEdit::moved({}, {{"new", "other"}, {"third", "3"}}, ZqBaseLinkIndex));
+   ZqManipulatorLinkLabelMapping expected;
+   expected.insert("other", {"arm", "wrist"});
+   expected.insert("3", {"wrist", "arm"});
+   EXPECT_EQ(mapping, expected);
 }
 
 TEST(LabelPool, CountsOnFromWhatItFoundTaken)

@@ -85,6 +85,7 @@ TEST(Print, CollectorTakesTheMessagesOfItsThread)
          print().ostream(Zq::Rejected, "") << "unfinished";
          print().report(told);
          EXPECT_EQ(inner.diagnostics().size(), 2U);
+         print().ostream(Zq::Rejected, "") << "which nobody asks for any more";
       }
       std::thread([] { print().write(Zq::Fatal, "elsewhere"); }).join();
       ASSERT_EQ(outer.diagnostics().size(), 2U);
