@@ -307,7 +307,8 @@ TEST(Simulation, ForcesOfConstraintsAccelerateWithTheRest)
    ZqAccelerationState acceleration = active.accelerationState();
    acceleration.setGeneralAcceleration({{0.0, 9.8, 0.0}, {}});
    active.setAccelerationState(acceleration);
-   ZqTotalTorqueTool tool(&linkage);
+   ZqTotalTorqueTool tool;
+   tool.setManipulator(&linkage);
    const ZqManipulatorTorque needed = tool.torques(ZqManipulatorExternalForce(), active, nullptr);
    ASSERT_EQ(forces.rows(), 2U);
    for (ZqU32 j = 0; j < 3; ++j)
