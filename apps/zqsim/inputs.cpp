@@ -90,12 +90,13 @@ void zqsim::warnOfLostInputs(const ZqSimulation& simulation, const ZqInputTable*
 void zqsim::warnOfTimesWithoutInputs(const ZqInputTable& table, const std::string& fileName,
                                      const Schedule& schedule)
 {
+   const std::string name = isStandardStream(fileName) ? "standard input" : fileName;
    const ZqReal first = table.times().front();
    const ZqReal last = table.times().back();
    if (first > schedule.start())
-      complain("warning: " + fileName + " begins at " + exact(first) + " s, after the start at " +
+      complain("warning: " + name + " begins at " + exact(first) + " s, after the start at " +
                exact(schedule.start()) + " s, and until then does nothing");
    if (table.interpolation() == ZqInputTable::Interpolation::Linear && last < schedule.end())
-      complain("warning: " + fileName + " ends at " + exact(last) + " s, before the end at " +
+      complain("warning: " + name + " ends at " + exact(last) + " s, before the end at " +
                exact(schedule.end()) + " s, and its last line holds from then on");
 }

@@ -342,6 +342,16 @@ TEST_F(ZqsimRun, WrongOptionsAreToldBeforeARun)
            {arm + " --time 1 --solver abc", 2, "--solver"},
            {arm + " --time 1 --torques '1 2 3'", 2, "has 2 joints, but received 3"},
            {arm + " --time 1 --commands 'nan'", 2, "--commands: \"nan\""},
+           {arm + " --time 1 --joints 1", 2, "--joints: the model needs 2 numbers, but received 1"},
+           {arm + " --time 1 --velocities '1 x'", 2, "--velocities: \"x\""},
+           {arm + " --time 1 --columns energy", 2, "--columns: there is neither"},
+           {arm + " --time 1 --out - --columns pose", 2, "\"pose\" is none of positions, veloc"},
+           {arm + " --time 1 --out - --columns ''", 2, "there is none of positions"},
+           {arm + " --time 1 --interpolation cubic", 2, "--interpolation"},
+           {"- --time 1 --inputs - </dev/null", 2, "--inputs: - is the file of MODEL"},
+           {arm + " --time 1 --inputs none.csv", 3, "none.csv: cannot be opened: No such"},
+           {arm + " --time 1 --inputs - </dev/null", 3, "standard input: the table is empty"},
+           {arm + " --time 1 --inputs a.csv --out a.csv", 2, "--out: a.csv is the file of --inp"},
            {arm + " --time 1 --out states.txt", 2, "ends neither in .csv nor in .xml"},
            {here + "arm.xml --time 1 --out " + here + "arm.xml", 2, "is the file of MODEL"},
            {arm + " --time 1 --plot a.png", 2, "a.png is not for SVG, which is what is written"},
@@ -365,14 +375,92 @@ TEST_F(ZqsimRun, WrongOptionsAreToldBeforeARun)
    }
 }
 
+TEST_F(ZqsimRun, ARunGoesOnAtTheSameTimes)
+{
+   // A model whose motion depends on nothing but its state, with times that are no sums of steps.
+   const std::string half = scratch("half.xml");
+   const Columns whole = simulate(model("freeChain") + " --time 0.3");
+   const Columns first = simulate(model("freeChain") + " --time 0.1 --save " + half);
+   Columns both = simulate(half + " --time 0.2");
+   for (auto& [name, numbers] : both)
+      numbers.insert(numbers.begin(), first.at(name).begin(), first.at(name).end() - 1);
+   EXPECT_EQ(both, whole);
+   // From beside the grid the first step is shorter, and so is the last.
+   EXPECT_EQ(
+      simulate(changed("pendulum", {{"<time>0<", "<time>0.0015<"}}) + " --time 0.002").at("time"),
+      (std::vector<double>{0.0015, 0.002, 0.003, 0.0035}));
+}
+
+TEST_F(ZqsimRun, TablesHaveTheColumnsThatAreAskedFor)
+{
+   // The velocities of a free base are the rates of its position.
+   const Columns free = simulate(model("freeChain") + " --time 0.1 --dt 1e-4 --integrator rk4");
+   for (const std::string axis : {"x", "y", "z"})
+   {
+      const auto& position = free.at("chain/base position " + axis);
+      const auto& velocity = free.at("chain/base linear velocity " + axis);
+      for (std::size_t k = 1; k + 1 < position.size(); ++k)
+         ASSERT_NEAR((position[k + 1] - position[k - 1]) / 2e-4, velocity[k], 1e-6);
+   }
+   // And its orientation turns by q' = w q / 2.
+   const auto& w = free.at("chain/base orientation w");
+   double rate = 0.0;
+   for (const std::string axis : {"x", "y", "z"})
+      rate -= 0.5 * free.at("chain/base angular velocity " + axis)[1] *
+              free.at("chain/base orientation " + axis)[1];
+   EXPECT_NEAR((w[2] - w[0]) / 2e-4, rate, 1e-6);
+
+   // To record more changes nothing, and frames are those that the other command has.
+   const std::string arm = model("puma560") + " --time 0.2 --torques '0 0.1 -0.1'";
+   const std::string last = scratch("last.xml");
+   const Columns all =
+      simulate(arm + " --columns positions,poses,torques,motors,inputs,energy --save " + last);
+   EXPECT_EQ(all.at("total energy"), simulate(arm).at("total energy"));
+   const Json frames = runForJson("frames " + last).at("manipulators")[0].at("frames");
+   EXPECT_EQ(all.at("puma560/flange frame position x").back(), frames.back().at("position")[0]);
+   EXPECT_EQ(all.at("puma560/forearm torque").back(), -0.1);
+   EXPECT_EQ(all.at("puma560/forearm motor torque").back(), -0.1);
+   EXPECT_EQ(all.count("puma560/upperArm velocity"), 0U);
+
+   // What was given can be given again, as a table.
+   simulate(arm + " --columns inputs");
+   std::filesystem::copy(scratch("out.csv"), scratch("inputs.csv"));
+   for (const std::string interpolation : {"hold", "linear"})
+      EXPECT_EQ(simulate(model("puma560") + " --time 0.2 --interpolation " + interpolation +
+                         " --columns energy --inputs " + scratch("inputs.csv"))
+                   .at("total energy"),
+                all.at("total energy"));
+}
+
+TEST_F(ZqsimRun, ARunBeginsWhereItIsToldTo)
+{
+   const Columns columns =
+      simulate(model("planarTwoLink") + " --time 0.01 --joints '0.1 -0.2' --velocities '3 -4'");
+   EXPECT_EQ(columns.at("arm/upperArm position").front(), 0.1);
+   EXPECT_EQ(columns.at("arm/forearm position").front(), -0.2);
+   EXPECT_EQ(columns.at("arm/upperArm velocity").front(), 3.0);
+   EXPECT_EQ(columns.at("arm/forearm velocity").front(), -4.0);
+}
+
 TEST_F(ZqsimRun, InputsWithoutEffectAreWarnings)
 {
+   std::ofstream(scratch("table.csv"))
+      << "time,arm/base force x,arm/forearm command\n1,1,2\n2,1,2\n";
+   EXPECT_EQ(run("run " + model("planarTwoLink") +
+                 " --time 3 --quiet --interpolation linear "
+                 "--inputs - <" +
+                 scratch("table.csv"))
+                .err,
+             "zqsim: warning: standard input begins at 1 s, after the start at 0 s, and until then "
+             "does nothing\n"
+             "zqsim: warning: standard input ends at 2 s, before the end at 3 s, and its last line "
+             "holds from then on\n"
+             "zqsim: warning: the base of arm is fixed, and feels no force\n"
+             "zqsim: warning: joint forearm of arm has no power converter, and passes no "
+             "command\n");
    const Result result = run("run " + model("pendulum") + " --time 0.01 --torques 1 --quiet");
    EXPECT_EQ(result.code, 0);
    EXPECT_EQ(result.err, "zqsim: warning: joint bob of pendulum has no drive train, and passes no "
                          "torque\n");
-   EXPECT_EQ(run("run " + model("planarTwoLink") + " --time 0.01 --commands '0 2' --quiet").err,
-             "zqsim: warning: joint forearm of arm has no power converter, and passes no "
-             "command\n");
 }
 } // namespace

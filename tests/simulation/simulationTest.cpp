@@ -1,14 +1,16 @@
 #include "support/allocationCount.h"
 #include "support/logCapture.h"
 #include "support/randomScene.h"
+#include "zqManipulator/dynamics/tools/ZqTotalTorqueTool.h"
 #include "zqManipulator/simulation/constraints/ZqXyStateEqualityConstraint.h"
-#include "zqManipulator/simulation/step/ZqSimulation.h"
+#include "zqManipulator/simulation/step/ZqInputTable.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <sstream>
 
 namespace
 {
@@ -222,6 +224,205 @@ TEST(Simulation, HoldsLoopsClosed)
    settings.solver = ZqSimulation::Solver::Arbi;
    EXPECT_FALSE(ZqSimulation(scene, settings).greatestGap());
    EXPECT_NE(log.text().find("which the solver arbi ignores"), std::string::npos);
+}
+
+/// What drives and external forces do to a manipulator in the present state (W).
+ZqReal powerIn(ZqSimulation& simulation, ZqU32 index)
+{
+   ZqManipulatorActiveState& active = simulation.present().manipulatorActiveStateVector()[index];
+   const auto& rates = active.velocityState().jointVelocities();
+   ZqReal sum = 0.0;
+   for (ZqU32 j = 0; j <= rates.size(); ++j)
+   {
+      const ZqSimulation::Place place{index, j < rates.size() ? j : ZqBaseLinkIndex};
+      const ZqGeneralForce force = simulation.externalForce(place);
+      const ZqGeneralMotion& V = simulation.linkAt(place)->dhFrameVelocityInLocal(active);
+      sum += V.linear().dot(force.force()) + V.angular().dot(force.moment());
+      if (j < rates.size())
+         sum += active.actuatorState().outputTorques()[j] * rates[j];
+   }
+   return sum;
+}
+
+TEST(Simulation, EnergyComesFromWhatDrivesIt)
+{
+   for (const ZqSimulation::Solver solver :
+        {ZqSimulation::Solver::Crbi, ZqSimulation::Solver::Arbi})
+      for (const Integrator integrator : {Integrator::ImplicitMidpoint, Integrator::RungeKutta})
+         for (ZqU32 seed = 0; seed < 4; ++seed)
+         {
+            RandomScene scene(seed, {zqTest::chain(3), seed % 2 == 0, false, false});
+            ZqSimulation::Settings settings = settingsOf(integrator);
+            settings.solver = solver;
+            ZqSimulation simulation(scene.system, settings);
+            ZqSimulation idle(scene.system, settings); // what the scene has besides loses energy
+            ASSERT_TRUE(simulation.setExternalForces(scene.index, scene.external));
+            for (ZqU32 j = 0; j < 3; ++j)
+               ASSERT_TRUE(simulation.setTorque({scene.index, j}, 1.0 + j));
+            ZqReal work = 0.0;
+            ZqReal turnover = 0.0;
+            constexpr ZqReal dt = 1e-4;
+            for (int k = 0; k < 200; ++k)
+            {
+               const ZqReal power = powerIn(simulation, scene.index);
+               ASSERT_TRUE(simulation.step(dt) && idle.step(dt));
+               const ZqReal share = 0.5 * dt * (power + powerIn(simulation, scene.index));
+               work += share;
+               turnover += std::abs(share);
+            }
+            // The trapezia are of second order.
+            EXPECT_NEAR(simulation.energy().total() - idle.energy().total(), work, 1e-5 * turnover)
+               << seed << ' ' << static_cast<int>(integrator);
+         }
+}
+
+TEST(Simulation, WhoLooksAtThePresentDoesNotChangeTheSteps)
+{
+   RandomScene scene(3, {zqTest::chain(4), false, true, true});
+   makeFlexible(scene);
+   ZqSimulation watched(scene.system);
+   ZqSimulation alone(scene.system);
+   // Nor does it matter what becomes of the scene.
+   EXPECT_TRUE(scene.system.setJointLimit(scene.index, "label0", true, -100.0));
+   scene.system = ZqStatedSystem();
+   for (int k = 1; k <= 200; ++k)
+   {
+      watched.present();
+      watched.setTorques({0.1 * k});
+      alone.setTorques({0.1 * k});
+      watched.motorTorques(0);
+      ASSERT_TRUE(watched.stepTo(1e-3 * k) && alone.stepTo(1e-3 * k));
+   }
+   EXPECT_EQ(numbersOf(watched.state()), numbersOf(alone.state()));
+   EXPECT_EQ(numbersOf(watched.scene().state()), numbersOf(alone.state()));
+}
+
+TEST(Simulation, ForcesOfConstraintsAccelerateWithTheRest)
+{
+   ZqSimulation simulation(openLinkage());
+   const ZqReArray forces = simulation.constraintForces(0);
+   ZqManipulatorActiveState& active = simulation.present().manipulatorActiveStateVector()[0];
+   const ZqIndividualManipulator& linkage = simulation.system().manipulators()[0];
+   const ZqReArray G = linkage.stateEqualityConstraints().kinematics(linkage, active).jacobian;
+   ZqAccelerationState acceleration = active.accelerationState();
+   acceleration.setGeneralAcceleration({{0.0, 9.8, 0.0}, {}});
+   active.setAccelerationState(acceleration);
+   ZqTotalTorqueTool tool;
+   tool.setManipulator(&linkage);
+   const ZqManipulatorTorque needed = tool.torques(ZqManipulatorExternalForce(), active, nullptr);
+   ASSERT_EQ(forces.rows(), 2U);
+   for (ZqU32 j = 0; j < 3; ++j)
+      EXPECT_NEAR(G[0][j] * forces[0][0] + G[1][j] * forces[1][0], needed.jointTorques()[j], 1e-9);
+   EXPECT_GT(std::abs(forces[0][0]) + std::abs(forces[1][0]), 1.0);
+   EXPECT_EQ(simulation.constraintForces(1).rows(), 0U);
+}
+
+TEST(Simulation, TablesOfInputsHoldOrGoStraight)
+{
+   RandomScene scene(1, {zqTest::chain(2), true, false, false});
+   const ZqManipulatorSystem& system = scene.system.system();
+   const std::string arm = system.manipulators()[scene.index].manipulatorLabel();
+   const std::string text = "\xEF\xBB\xBFtime,\"" + arm + "/label0 torque\", " + arm +
+                            "/label1 force y\r\n0.001,1,-4\r\n\r\n0.003,3,0\r\n";
+   ZqInputTable table;
+   std::istringstream stream(text);
+   ASSERT_TRUE(table.read(stream, "table", system));
+   const ZqSimulation::Place joint{scene.index, 0};
+   const ZqSimulation::Place link{scene.index, 1};
+   struct Expected
+   {
+      ZqInputTable::Interpolation interpolation;
+      std::array<ZqReal, 4> torques, forces;
+   };
+   for (const auto& [interpolation, torques, forces] :
+        {Expected{ZqInputTable::Interpolation::Hold, {7.0, 1.0, 1.0, 3.0}, {2.0, -4.0, -4.0, 0.0}},
+         Expected{
+            ZqInputTable::Interpolation::Linear, {7.0, 1.5, 2.5, 3.0}, {2.0, -3.0, -1.0, 0.0}}})
+   {
+      table.setInterpolation(interpolation);
+      ZqSimulation driven(scene.system);
+      driven.setTorque(joint, 7.0);
+      driven.setExternalForce(link, {{1.0, 2.0, 3.0}, {}});
+      for (int k = 0; k < 4; ++k)
+      {
+         table.apply(driven, 1e-3 * (k + 1));
+         EXPECT_NEAR(driven.torque(joint), torques[k], 1e-12) << k;
+         EXPECT_NEAR(driven.externalForce(link).force().y(), forces[k], 1e-12) << k;
+         EXPECT_EQ(driven.externalForce(link).force().x(), 1.0);
+         ASSERT_TRUE(driven.stepTo(1e-3 * (k + 1)));
+      }
+      const zqTest::AllocationCount allocations;
+      for (int k = 5; k < 50; ++k)
+      {
+         table.apply(driven, 1e-3 * k);
+         driven.stepTo(1e-3 * k);
+      }
+      EXPECT_EQ(allocations.count(), 0U);
+   }
+
+   const std::string head = "time," + arm + "/label0 torque\n";
+   struct Case
+   {
+      std::string text, message;
+   };
+   for (const auto& [bad, message] : std::initializer_list<Case>{
+           {"", "table: the table is empty"},
+           {" \n\n", "the table is empty"},
+           {"t,a\n", "table:1: the first column is to be \"time\", and not \"t\""},
+           {"time\n0\n", "no column but time"},
+           {"time," + arm + "/label0 torqu\n", "there go in command, torque, force x"},
+           {"time," + arm + "/base\n", "there go in force x, force y"},
+           {"time,a/b torque\n", "LINK being one of "},
+           {head.substr(0, head.size() - 1) + ',' + arm + "/label0 torque\n", "two columns"},
+           {head, "no line of numbers"},
+           {head + "0,1,2\n", "table:2: there are 2 columns, but 3 fields"},
+           {head + "0\n", "but 1 fields"},
+           {head + "0,1\n1,\n", "table:3: there is no number for \"" + arm + "/label0 torque\""},
+           {head + "0,nan\n", "\"nan\" for"},
+           {head + "0,1e999\n", "not a finite number"},
+           {head + "0,1 N\n", "not a finite number"},
+           {head + "inf,1\n", "\"inf\" for \"time\""},
+           {head + "0,1\n\n1,1\n1,2\n", "table:5: the time 1 s is not after"},
+           {head + "0,\"1\n", "table:2: a quotation mark"}})
+   {
+      const zqTest::LogCapture log;
+      std::istringstream badStream(bad);
+      EXPECT_FALSE(table.read(badStream, "table", system)) << bad;
+      EXPECT_NE(log.text().find(message), std::string::npos) << bad << log.text();
+      EXPECT_TRUE(table.times().empty() && table.inputs().empty());
+   }
+   const zqTest::LogCapture log;
+   EXPECT_FALSE(table.load("/none/table.csv", system));
+   EXPECT_NE(log.text().find("/none/table.csv: cannot be opened: No such"), std::string::npos);
+}
+
+TEST(Simulation, RejectsInputsThatHaveNoPlace)
+{
+   RandomScene scene(1, {zqTest::chain(2), true, false, false});
+   ZqSimulation simulation(scene.system);
+   const ZqU32 joints = scene.system.system().jointDof();
+   const ZqGeneralForce notFinite({0.0, zqTest::nan, 0.0}, {});
+   ZqManipulatorExternalForce tooMany;
+   tooMany.resize(3);
+   const zqTest::LogCapture log;
+   EXPECT_FALSE(simulation.setTorques(std::vector<ZqReal>(joints + 1, 1.0)));
+   EXPECT_FALSE(simulation.setCommands({zqTest::infinity}));
+   for (const ZqSimulation::Place& place :
+        {ZqSimulation::Place{99, 0}, {scene.index, 2}, {scene.index, ZqNoLinkIndex}})
+   {
+      EXPECT_FALSE(simulation.setCommand(place, 1.0) || simulation.setTorque(place, 1.0) ||
+                   simulation.setExternalForce(place, {}));
+      EXPECT_EQ(simulation.linkAt(place), nullptr);
+      EXPECT_EQ(simulation.externalForce(place), ZqGeneralForce());
+   }
+   EXPECT_FALSE(simulation.setTorque({scene.index, ZqBaseLinkIndex}, 1.0));
+   EXPECT_FALSE(simulation.setTorque({scene.index, 0}, zqTest::nan));
+   EXPECT_FALSE(simulation.setExternalForce({scene.index, 0}, notFinite));
+   EXPECT_FALSE(simulation.setExternalForces(scene.index, tooMany));
+   EXPECT_FALSE(simulation.setExternalForces(99, {}));
+   EXPECT_EQ(simulation.torque({scene.index, 0}), 0.0);
+   EXPECT_NE(log.text().find("ZqSimulation::setTorques(): there are more numbers than joints"),
+             std::string::npos);
 }
 
 TEST(Simulation, RejectsTimesThatAreNotLater)
