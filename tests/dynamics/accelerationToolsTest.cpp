@@ -23,14 +23,14 @@ ZqIndividualManipulator model(RandomValues& random, ZqU32 i, ZqU32 links)
 }
 
 /// Chains that are closed by a point constraint to themselves, and by a second one to the surroundings.
-ZqIndividualManipulator closedModel(RandomValues& random, ZqU32 i)
+ZqIndividualManipulator closedModel(RandomValues& random, ZqU32 i, ZqU32 constraintCount)
 {
    ZqIndividualManipulator manipulator =
       zqTest::makeManipulator(zqTest::chain(16), [&](ZqU32) { return zqTest::randomLink(random); });
    manipulator.setIsFixedBase(i % 2 == 0);
    manipulator.setCoordSysXForm(zqTest::randomFrame(random));
    ZqStateEqualityConstraintVector constraints;
-   for (ZqU32 k = 0; k < 2; ++k)
+   for (ZqU32 k = 0; k < constraintCount; ++k)
    {
       ZqPointStateEqualityConstraint constraint;
       constraint.setFirstLinkLabel(k == 0 ? "label15" : "label7");
@@ -39,7 +39,7 @@ ZqIndividualManipulator closedModel(RandomValues& random, ZqU32 i)
       constraint.setSecondLinkPoint(random.vector());
       constraints.pushBack(constraint);
    }
-   constraints.resize(3); // a place that is null
+   constraints.resize(constraintCount + 1); // a place that is null
    manipulator.setStateEqualityConstraints(constraints);
    return manipulator;
 }
@@ -152,7 +152,7 @@ TEST(AccelerationTools, AnswerForAReferenceWhereItStands)
    {
       SCOPED_TRACE(i);
       const bool isClosed = i >= 4;
-      const RandomScene scene(i, isClosed ? closedModel(random, i) : model(random, i, 4));
+      const RandomScene scene(i, isClosed ? closedModel(random, i, 2) : model(random, i, 4));
       ZqIndividualManipulator::Manipulators all(2, scene.manipulator());
       all[0].setManipulatorLabel("model");
       all[0].setCoordSysXForm(zqTest::randomFrame(random));
@@ -181,6 +181,22 @@ TEST(AccelerationTools, AnswerForAReferenceWhereItStands)
          return gravity.gravitationalTorque(3, nullptr, nullptr);
       };
       EXPECT_NEAR(torqueOf(all[1]), torqueOf(scene.manipulator()), 1e-10);
+   }
+}
+
+TEST(CrbiAcceleration, SolvesConstraintsThatAreStatedTwice)
+{
+   RandomValues random(53);
+   for (ZqU32 i = 0; i < 40; ++i)
+   {
+      SCOPED_TRACE(i);
+      ZqIndividualManipulator constrained = closedModel(random, i, 1 + i / 2 % 2);
+      const ZqAccelerationState once = solveByCrbi(RandomScene(i, constrained));
+      ZqStateEqualityConstraintVector constraints = constrained.stateEqualityConstraints();
+      constraints.pushBack(constrained.stateEqualityConstraints()[0]);
+      constrained.setStateEqualityConstraints(constraints);
+      EXPECT_TRUE(
+         solveByCrbi(RandomScene(i, constrained)).approxEq(once, 1e-6 * (1.0 + largest(once))));
    }
 }
 
@@ -265,7 +281,7 @@ TEST(AccelerationTools, AllocateNothingOnceSizesHaveSettled)
    RandomValues random(59);
    for (ZqU32 i = 0; i < 4; ++i)
    {
-      RandomScene scene(i, i < 2 ? model(random, i, 20) : closedModel(random, i));
+      RandomScene scene(i, i < 2 ? model(random, i, 20) : closedModel(random, i, 2));
       const ZqU32 held = scene.system.numberOfManipulators();
       scene.system.addManipulator(zqTest::randomManipulator(random, 0));
       ZqManipulatorAttachmentMap attachments;

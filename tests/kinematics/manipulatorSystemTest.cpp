@@ -284,6 +284,30 @@ TEST(ManipulatorSystem, ARefusedDeletionIsAnsweredWithTrue)
    EXPECT_EQ(wordsOf(system), "a:1 b:1");
 }
 
+TEST(ManipulatorSystem, StatesGetItsShape)
+{
+   using Reals = ZqXmlVectorBasicType<ZqReal>;
+   const System system("a:3 b:0");
+   ZqManipulatorSystemState state;
+   state.positionStates().resize(1);
+   state.positionStates()[0].setJointPositions({0.5});
+   state.positionStates()[0].setCoordSysXForm({ZqVector(1.0, 2.0, 3.0)});
+   state.velocityStates().resize(4);
+   state.velocityStates()[0].setJointVelocities(Reals{0.25, 2.0, 3.0, 4.0});
+   state.velocityStates()[0].setGeneralVelocity({{1.0, 2.0, 3.0}, {4.0, 5.0, 6.0}});
+   EXPECT_FALSE(system.isCompatible(state));
+   ZqManipulatorSystemState expected = state;
+   expected.positionStates().resize(2);
+   expected.positionStates()[0].setJointPositions({0.5 + 1e-9, 1e-9, 1e-9});
+   expected.velocityStates().resize(2);
+   expected.velocityStates()[0].setJointVelocities(Reals{0.25, 2.0, 3.0});
+   for (int i = 0; i < 2; ++i) // the second time there is nothing to do
+   {
+      system.rightSizeState(state);
+      EXPECT_EQ(state, expected);
+   }
+}
+
 TEST(ManipulatorSystem, BoundingSphereHoldsReferencesToo)
 {
    zqTest::RandomValues random(82);

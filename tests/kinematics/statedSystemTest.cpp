@@ -176,6 +176,7 @@ TEST(StatedSystem, DocumentsAreMadeToFit)
             ZqXmlVectorBasicType<ZqReal>(std::vector<ZqReal>(count, 0.25)));
       }
       stated.setState(state);
+      EXPECT_EQ(fits(stated), messages.empty());
       ZqStatedSystem back;
       zqTest::LogCapture log;
       EXPECT_TRUE(Zq::fromXml(back, zqTest::written(stated)));
@@ -189,6 +190,12 @@ TEST(StatedSystem, DocumentsAreMadeToFit)
             EXPECT_EQ(back.state().velocityStates()[i].jointVelocities()[j], isOld ? 0.25 : 0.0);
          }
    }
+   // Rates alone may be too many.
+   ZqStatedSystem stated = scene();
+   ZqManipulatorSystemState state = stated.state();
+   state.velocityStates()[1].jointVelocities().resize(4);
+   stated.setState(state);
+   EXPECT_FALSE(fits(stated));
 }
 
 TEST(StatedSystem, OldDocumentsAreTakenOver)

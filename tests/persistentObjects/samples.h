@@ -45,7 +45,7 @@ private:
       fillMembers(object);
    }
    template <class T>
-      requires requires(T& list) { list.pushBack(*list.begin()); }
+   requires requires(T& list) { list.pushBack(*list.begin()); }
    void fill(T& list)
    {
       for (int i = 0; i < 2; ++i)

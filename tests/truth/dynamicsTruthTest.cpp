@@ -166,4 +166,60 @@ TEST(DynamicsTruth, HybridSolutionsSatisfyTheEquationsOfMotion)
       compare.expectWithin(tolerance);
    }
 }
+
+TEST(DynamicsTruth, PowerIsTheRateOfEnergy)
+{
+   ZqArbiAccelerationTool tool;
+   for (ZqU32 seed = 0; seed < 60; ++seed)
+   {
+      SCOPED_TRACE(seed);
+      RandomScene scene(seed);
+      const ZqIndividualManipulator& manipulator = scene.manipulator();
+      if (manipulator.isFixedBase())
+         scene.velocity.setGeneralVelocity({});
+      ZqManipulatorActiveState state = scene.activeState();
+      ZqAccelerationState a;
+      tool.acceleration(scene.system, manipulator, scene.position, scene.velocity, scene.torque,
+                        scene.external, a, state);
+
+      Real power = 0;
+      Real size = 1;
+      const auto add = [&](Real part)
+      {
+         power += part;
+         size += std::abs(part);
+      };
+      const auto addForce = [&](const ZqManipulatorLink& link, const ZqGeneralForce& force)
+      {
+         for (std::size_t i = 0; i < 6; ++i)
+            add(force[i] * link.dhFrameVelocityInLocal(state)[i]);
+      };
+      for (ZqU32 i = 0; i < scene.jointDof(); ++i)
+      {
+         add((scene.driveTorque(i, scene.torque.jointTorques()[i]) -
+              scene.link(i).totalLocalTorque(state)) *
+             scene.velocity.jointVelocities()[i]);
+         addForce(scene.link(i), scene.external[i]);
+      }
+      if (!manipulator.isFixedBase())
+         addForce(manipulator, scene.external.baseForce() + scene.torque.generalForce());
+
+      const auto energyAt = [&](ZqReal t)
+      {
+         ZqPositionState position(scene.position);
+         ZqVelocityState velocity(scene.velocity);
+         manipulator.propagateVelocityState(a, t / 2.0, velocity);
+         manipulator.propagateState(velocity, t, position);
+         manipulator.propagateVelocityState(a, t / 2.0, velocity);
+         state.setPositionState(position);
+         state.setVelocityState(velocity);
+         return scene.kineticEnergy(state) + scene.potentialEnergy(state);
+      };
+      // To the fourth order of the step.
+      constexpr ZqReal h = 1e-4;
+      const Real rate = (energyAt(h) - energyAt(-h)) * (2.0 / (3.0 * h)) -
+                        (energyAt(2.0 * h) - energyAt(-2.0 * h)) / (12.0 * h);
+      EXPECT_LE(std::abs(rate - power), 1e-8L * size);
+   }
+}
 } // namespace

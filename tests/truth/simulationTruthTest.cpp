@@ -231,17 +231,24 @@ struct Loop
       };
       return acceleration("label3", first) - (isHeld ? ZqVector() : acceleration("label6", second));
    }
-   /// The Jacobian with six columns for the base, and these last.
+   /// A Jacobian with six columns for the base, and these last.
+   ZqReArray baseLast(const ZqReArray& array) const
+   {
+      ZqReArray result(array.rows(), scene.jointDof() + 6);
+      for (ZqU32 i = 0; i < array.rows(); ++i)
+         for (ZqU32 j = 0; j < array.columns(); ++j)
+            result[i][(j + scene.jointDof()) % array.columns()] = array[i][j];
+      return result;
+   }
    ZqReArray jacobian() const
    {
-      const ZqIndividualManipulator& manipulator = scene.manipulator();
-      const ZqReArray& G =
-         manipulator.stateEqualityConstraints().jacobian(manipulator, scene.position);
-      ZqReArray result(G.rows(), scene.jointDof() + 6);
-      for (ZqU32 i = 0; i < G.rows(); ++i)
-         for (ZqU32 j = 0; j < G.columns(); ++j)
-            result[i][(j + scene.jointDof()) % G.columns()] = G[i][j];
-      return result;
+      return baseLast(scene.manipulator().stateEqualityConstraints().jacobian(scene.manipulator(),
+                                                                              scene.position));
+   }
+   ZqReArray jacobianDerivative() const
+   {
+      return baseLast(scene.manipulator().stateEqualityConstraints().jacobianDerivative(
+         scene.manipulator(), scene.position, scene.velocity));
    }
 
    static constexpr ZqU32 base = zqTest::onBase;
@@ -296,6 +303,30 @@ TEST(SimulationTruth, ForcesOfConstraintsKeepLoopsClosedAndActAlongThem)
       compare("forces", G.transpose() * multipliers, missing);
       // The rate of the Jacobian is a difference over 1e-8 s.
       compare.expectWithin(1e-6L);
+   }
+}
+
+TEST(SimulationTruth, LoopsStayClosedInEachStep)
+{
+   for (ZqU32 seed = 0; seed < 12; ++seed)
+   {
+      SCOPED_TRACE(seed);
+      Loop loop(seed);
+      Simulation simulation(loop.scene);
+      Comparison compare;
+      for (ZqU32 step = 0; step < 200; ++step)
+      {
+         const ZqAccelerationState& acceleration = simulation.acceleration();
+         const Coordinates a = coordinates(acceleration.jointAccelerations().values(),
+                                           acceleration.generalAcceleration());
+         const Coordinates ofAcceleration = loop.jacobian() * a;
+         const Coordinates ofVelocity =
+            loop.jacobianDerivative() * coordinates(loop.scene.velocity);
+         for (std::size_t i = 0; i < 3; ++i)
+            compare("gap", ofAcceleration[i], -ofVelocity[i]);
+         simulation.step(1e-3);
+      }
+      compare.expectWithin(1e-10L);
    }
 }
 } // namespace

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 namespace
 {
 using zqTest::nan;
@@ -75,6 +77,7 @@ TEST(SpatialMatrix, CholeskyTellsWhatIsPositiveDefinite)
       {
          M[i][i] = bad;
          EXPECT_FALSE(M.choleskyDecomposition(L));
+         EXPECT_TRUE(std::isfinite(bad) ? L[i][i] == 0.0 : std::isnan(L[i][i]));
          M[i][i] = 1.0;
       }
    M[2][1] = nan;
