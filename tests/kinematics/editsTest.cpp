@@ -531,6 +531,18 @@ TEST(Edits, AManipulatorSeesWhatItsLinksChangeBeforeItAnswers)
       EXPECT_EQ(right, 4);
    }
 
+   // A sink of the log may ask a manipulator for links while another one has something to say of its own.
+   Manipulator first = arm();
+   Manipulator second = arm();
+   for (Manipulator* manipulator : {&first, &second})
+      manipulator->linkByIndex(0)->setChildLinks({x, x});
+   ZqU32 asked = 0;
+   const auto before =
+      Zq::Print::instance().setSink([&](unsigned, std::string_view) { asked = second.jointDof(); });
+   EXPECT_EQ(first.jointDof(), 3U);
+   Zq::Print::instance().setSink(before);
+   EXPECT_EQ(asked, 3U);
+
    // What was taken out of a tree does not know the manipulator any more.
    ZqManipulatorLink taken;
    {

@@ -1,5 +1,6 @@
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
 
+#include "zqManipulator/foundation/log/ZqDiagnostic.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
 #include "zqManipulator/state/ZqManipulatorActivePositionState.h"
@@ -194,21 +195,29 @@ namespace
 constinit std::mutex mapsLock;
 } // namespace
 
-/// Several threads may ask at once: the first one rebuilds, the others wait and find the maps right.
+/// Several threads may ask at once: the first one rebuilds, the others wait and find the maps right. What
+/// there is to log is logged without the lock, since a sink of the log may ask manipulators too.
 void ZqIndividualManipulator::rebuildMaps()
 {
-   const std::scoped_lock lock(mapsLock);
-   const std::uint8_t staleness = m_staleness;
-   const bool treeMayHaveChanged =
-      (staleness & TreeChanged) != 0 || ((staleness & ChildrenLent) != 0 && lentChildrenChanged());
-   if (treeMayHaveChanged || (staleness & LabelChanged) != 0)
+   std::vector<Zq::Diagnostic> found;
    {
-      numberLinks();
-      fillCollisionTest();
+      const std::scoped_lock lock(mapsLock);
+      const Zq::DiagnosticCollector collector;
+      const std::uint8_t staleness = m_staleness;
+      const bool treeMayHaveChanged = (staleness & TreeChanged) != 0 ||
+                                      ((staleness & ChildrenLent) != 0 && lentChildrenChanged());
+      if (treeMayHaveChanged || (staleness & LabelChanged) != 0)
+      {
+         numberLinks();
+         fillCollisionTest();
+      }
+      if (treeMayHaveChanged)
+         ZqIndividualManipulator::fitAbsoluteBoundingSphere();
+      found = collector.diagnostics();
+      m_staleness.store(0, std::memory_order_release);
    }
-   if (treeMayHaveChanged)
-      ZqIndividualManipulator::fitAbsoluteBoundingSphere();
-   m_staleness.store(0, std::memory_order_release);
+   for (const Zq::Diagnostic& diagnostic : found)
+      Zq::Print::instance().report(diagnostic);
 }
 
 // What links tell their manipulator about changes
