@@ -18,9 +18,9 @@ class ZqBasePowerConverter
    : public ZqXmlAbstractClass<ZqBasePowerConverter, ZqBaseExpressionTreeElement>
 {
 public:
+   template <class This = ZqBasePowerConverter>
    static constexpr auto components()
    {
-      using This = ZqBasePowerConverter;
       return std::tuple{ZqComponent{&This::m_minTorque, &ZqManip::ZqMinTorqueToken,
                                     "least torque at the motor (N m, or N)"},
                         ZqComponent{&This::m_maxTorque, &ZqManip::ZqMaxTorqueToken,

@@ -22,9 +22,9 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqDcElectricMotorToken; }
    static constexpr const char* documentation =
       "a motor of direct current, driven by its voltage (V); its state is the current (A)";
+   template <class This = ZqDcElectricMotor>
    static constexpr auto components()
    {
-      using This = ZqDcElectricMotor;
       return std::tuple{
          ZqComponent{&This::m_armatureInductance, &ZqManip::ZqArmatureInductanceToken,
                      "inductance L of the armature (H)"},

@@ -32,9 +32,9 @@ public:
 protected:
    /// \name The parameters in documents, which have torque limits between the two in the old form
    /// @{
+   template <class This = ZqDriveTrain>
    static constexpr auto gearComponents()
    {
-      using This = ZqDriveTrain;
       return std::tuple{
          ZqComponent{&This::m_inertia, &ZqManip::ZqInertiaToken,
                      "inertia of rotor and gear, at the motor (kg m^2, or kg)"},
@@ -51,9 +51,9 @@ protected:
          ZqComponent{&This::m_stopperZone, &ZqManip::ZqStopperZoneToken,
                      "distance before the limits in which stoppers push (rad, or m)"}};
    }
+   template <class This = ZqDriveTrain>
    static constexpr auto lossComponents()
    {
-      using This = ZqDriveTrain;
       return std::tuple{
          ZqComponent{&This::m_stopperSpringCoefficient, &ZqManip::ZqStopperSpringCoefficientToken,
                      "spring of the stoppers, at the joint (N m/rad, or N/m)"},

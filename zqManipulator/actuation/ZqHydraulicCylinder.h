@@ -31,9 +31,9 @@ public:
    static constexpr const char* documentation =
       "a hydraulic cylinder, driven by the opening of its valve; its state is the pressures (Pa) "
       "of the two chambers";
+   template <class This = ZqHydraulicCylinder>
    static constexpr auto components()
    {
-      using This = ZqHydraulicCylinder;
       return std::tuple{ZqComponent{&This::m_fluidBulkModulus, &ZqManip::ZqFluidBulkModulusToken,
                                     "bulk modulus of the fluid (Pa)"},
                         ZqComponent{&This::m_fluidDensity, &ZqManip::ZqFluidDensityToken,

@@ -19,9 +19,9 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqCompositeJointActuatorToken; }
    static constexpr const char* documentation =
       "the drive of a joint: a power converter, whose torque the drive train carries to the joint";
+   template <class This = ZqJointActuator>
    static constexpr auto components()
    {
-      using This = ZqJointActuator;
       return std::tuple{
          ZqComponent{&This::m_mechanicalComponentContainer,
                      &ZqManip::ZqMechanicalActuatorComponentContainerToken,

@@ -53,12 +53,13 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqMechanicalActuatorComponentToken; }
    static constexpr const char* documentation =
       "a drive train: gear, motor inertia, friction, limits, stoppers and flexible shaft";
+   template <class This = ZqMechanicalActuatorComponent>
    static constexpr auto components()
    {
       return std::tuple_cat(
-         gearComponents(), lossComponents(),
-         std::tuple{ZqComponent{&ZqMechanicalActuatorComponent::m_maxEfficiency,
-                                &ZqManip::ZqMaxEfficiencyToken, "efficiency of the gear"}});
+         This::template gearComponents<>(), This::template lossComponents<>(),
+         std::tuple{ZqComponent{&This::m_maxEfficiency, &ZqManip::ZqMaxEfficiencyToken,
+                                "efficiency of the gear"}});
    }
 
    ZqMechanicalActuatorComponent() = default;

@@ -21,15 +21,15 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqJointActuatorToken; }
    static constexpr const char* documentation =
       "the drive of a joint in one piece, of old documents";
+   template <class This = ZqOldJointActuator>
    static constexpr auto components()
    {
-      using This = ZqOldJointActuator;
-      return std::tuple_cat(gearComponents(),
+      return std::tuple_cat(This::template gearComponents<>(),
                             std::tuple{ZqComponent{&This::m_minTorque, &ZqManip::ZqMinTorqueToken,
                                                    "least torque at the motor (N m, or N)"},
                                        ZqComponent{&This::m_maxTorque, &ZqManip::ZqMaxTorqueToken,
                                                    "greatest torque at the motor (N m, or N)"}},
-                            lossComponents());
+                            This::template lossComponents<>());
    }
 
    /// The link takes no part.

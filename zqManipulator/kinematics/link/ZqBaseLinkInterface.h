@@ -11,9 +11,9 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqBaseLinkInterfaceToken; }
    static constexpr const char* documentation =
       "a frame on a link at which something of the same type can be connected";
+   template <class This = ZqBaseLinkInterface>
    static constexpr auto components()
    {
-      using This = ZqBaseLinkInterface;
       return std::tuple{ZqComponent{&This::m_identifier, &ZqManip::ZqLinkInterfaceIdentifierToken,
                                     "name of the interface"},
                         ZqComponent{&This::m_type, &ZqManip::ZqLinkInterfaceTypeToken,

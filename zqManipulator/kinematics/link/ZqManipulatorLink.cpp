@@ -180,7 +180,7 @@ void ZqManipulatorLink::takeOldDrives()
 void ZqManipulatorLink::registerComponentsForBase()
 {
    registerComponentsOf(
-      ZqXmlTables::tableOfList<ZqManipulatorLink, &ZqManipulatorLink::componentsForBase>());
+      ZqXmlTables::tableOfList<ZqManipulatorLink, &ZqManipulatorLink::componentsForBase<>>());
 }
 
 void ZqManipulatorLink::setLinkLabel(const ZqString& label)

@@ -49,9 +49,9 @@ public:
    static const ZqToken& classToken() { return ZqManip::ZqManipulatorLinkToken; }
    static constexpr const char* documentation =
       "a link: a rigid body, the joint that connects it to its parent, and its children";
+   template <class This = ZqManipulatorLink>
    static constexpr auto components()
    {
-      using This = ZqManipulatorLink;
       return std::tuple{
          ZqComponent{&This::m_linkLabel, &ZqManip::ZqIdentifierToken,
                      "label of the link, unique in its manipulator"},
@@ -83,10 +83,11 @@ public:
                      "further masses by name, in the primary frame, which add up"}};
    }
    /// The components of the base of a manipulator, which has no joint to drive or to limit.
+   template <class This = ZqManipulatorLink>
    static constexpr auto componentsForBase()
    {
       // Identifier, joint, children; mass; shapes, points, frames; further masses.
-      constexpr auto all = components();
+      constexpr auto all = components<This>();
       return std::tuple{std::get<0>(all), std::get<1>(all),  std::get<2>(all),  std::get<6>(all),
                         std::get<9>(all), std::get<10>(all), std::get<11>(all), std::get<13>(all)};
    }

@@ -43,7 +43,7 @@ public:
    static constexpr auto components()
    {
       return std::tuple_cat(
-         componentsForBase(),
+         This::template componentsForBase<>(),
          std::tuple{
             ZqComponent{&This::m_manipulatorLabel, &ZqManip::ZqManipulatorIdentifierToken,
                         "label of the manipulator, unique in its system"},
