@@ -28,8 +28,8 @@
 /// - state equality constraints, by their `kinematics`, have been part of the accelerations; what the
 ///   step leaves of a gap is closed, and velocities are brought to agree, by the least change in the
 ///   metric of the mass matrix (`ZqConstraintProjection`), also where that goes beyond a limit. A loop
-///   that is open at the start is closed there, with a message. One that cannot be closed keeps its
-///   gap, with another;
+///   that is open at the start is closed there, with a message. One that has never been closed keeps
+///   its gap, with another message; one that was closed is tried again after each step;
 /// - manipulators that are attached go where their carriers have come to, and move as these do; and
 /// - the stopping criteria look at the state that the step has led to. A manipulator that meets one
 ///   goes back to where the step began, and keeps its velocity.
