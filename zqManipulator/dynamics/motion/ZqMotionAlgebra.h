@@ -1,0 +1,168 @@
+#pragma once
+
+#include "zqManipulator/foundation/algebra/ZqTypes.h"
+
+/// The arithmetic of the sweeps on plain numbers: vectors and matrices of three, for any scalar T that
+/// has + - * and can be made from a real number: a number, a pack of numbers (one a state), a dual number.
+///
+/// Whoever compiles a source for another instruction set defines `ZQ_MOTION_TARGET` as a name of its own,
+/// so that no function of one set is taken for that of another: functions stand in a namespace of that name,
+/// types do not. For the same reason nothing here is of the standard library.
+#ifndef ZQ_MOTION_TARGET
+#define ZQ_MOTION_TARGET baseline
+#endif
+#define ZQ_MOTION_INLINE [[gnu::always_inline]] inline
+
+namespace zqMotion
+{
+template <class T>
+struct Vec3
+{
+   T x, y, z;
+};
+
+/// Row by row.
+template <class T>
+struct Mat3
+{
+   T xx, xy, xz, yx, yy, yz, zx, zy, zz;
+};
+
+template <class T>
+struct Sym3
+{
+   T xx, yy, zz, xy, xz, yz;
+};
+
+/// A motion (m/s, rad/s) or acceleration, or a force (N) with its moment (N m).
+template <class T>
+struct Vec6
+{
+   Vec3<T> linear, angular;
+};
+
+/// w + x i + y j + z k.
+template <class T>
+struct Quat
+{
+   T w, x, y, z;
+};
+
+inline namespace ZQ_MOTION_TARGET
+{
+/// A scalar of the kind T from a real number: the same in each state.
+template <class T>
+struct Constant
+{
+   ZQ_MOTION_INLINE static T of(ZqReal x) { return T(x); }
+};
+
+template <class T>
+ZQ_MOTION_INLINE Vec3<T> zeroVec3()
+{
+   return {Constant<T>::of(0.0), Constant<T>::of(0.0), Constant<T>::of(0.0)};
+}
+template <class T>
+ZQ_MOTION_INLINE Vec3<T> constant(const Vec3<ZqReal>& v)
+{
+   return {Constant<T>::of(v.x), Constant<T>::of(v.y), Constant<T>::of(v.z)};
+}
+
+template <class T>
+ZQ_MOTION_INLINE Vec3<T> operator+(const Vec3<T>& a, const Vec3<T>& b)
+{
+   return {a.x + b.x, a.y + b.y, a.z + b.z};
+}
+template <class T>
+ZQ_MOTION_INLINE Vec3<T> operator-(const Vec3<T>& a, const Vec3<T>& b)
+{
+   return {a.x - b.x, a.y - b.y, a.z - b.z};
+}
+template <class T>
+ZQ_MOTION_INLINE Vec3<T> operator-(const Vec3<T>& a)
+{
+   return {-a.x, -a.y, -a.z};
+}
+template <class T, class S>
+ZQ_MOTION_INLINE Vec3<T> operator*(const Vec3<T>& a, const S& s)
+{
+   return {a.x * s, a.y * s, a.z * s};
+}
+template <class T>
+ZQ_MOTION_INLINE Vec3<T>& operator+=(Vec3<T>& a, const Vec3<T>& b)
+{
+   a = a + b;
+   return a;
+}
+template <class T>
+ZQ_MOTION_INLINE Vec3<T>& operator-=(Vec3<T>& a, const Vec3<T>& b)
+{
+   a = a - b;
+   return a;
+}
+
+/// One of the two may be of real numbers where the other is not.
+template <class A, class B>
+ZQ_MOTION_INLINE auto dot(const Vec3<A>& a, const Vec3<B>& b)
+{
+   return (a.x * b.x + a.y * b.y) + a.z * b.z;
+}
+template <class A, class B>
+ZQ_MOTION_INLINE auto cross(const Vec3<A>& a, const Vec3<B>& b)
+{
+   return Vec3<decltype(a.x * b.x)>{a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z,
+                                    a.x * b.y - a.y * b.x};
+}
+
+template <class T>
+ZQ_MOTION_INLINE Vec6<T> operator+(const Vec6<T>& a, const Vec6<T>& b)
+{
+   return {a.linear + b.linear, a.angular + b.angular};
+}
+template <class T>
+ZQ_MOTION_INLINE Vec6<T>& operator+=(Vec6<T>& a, const Vec6<T>& b)
+{
+   a = a + b;
+   return a;
+}
+template <class T, class S>
+ZQ_MOTION_INLINE Vec6<T> operator*(const Vec6<T>& a, const S& s)
+{
+   return {a.linear * s, a.angular * s};
+}
+/// The power of a force on a motion.
+template <class T>
+ZQ_MOTION_INLINE T dot(const Vec6<T>& a, const Vec6<T>& b)
+{
+   return dot(a.linear, b.linear) + dot(a.angular, b.angular);
+}
+
+template <class A, class B>
+ZQ_MOTION_INLINE auto operator*(const Mat3<A>& M, const Vec3<B>& v)
+{
+   return Vec3<decltype(M.xx * v.x)>{(M.xx * v.x + M.xy * v.y) + M.xz * v.z,
+                                     (M.yx * v.x + M.yy * v.y) + M.yz * v.z,
+                                     (M.zx * v.x + M.zy * v.y) + M.zz * v.z};
+}
+template <class A, class B>
+ZQ_MOTION_INLINE auto transposeTimes(const Mat3<A>& M, const Vec3<B>& v)
+{
+   return Vec3<decltype(M.xx * v.x)>{(M.xx * v.x + M.yx * v.y) + M.zx * v.z,
+                                     (M.xy * v.x + M.yy * v.y) + M.zy * v.z,
+                                     (M.xz * v.x + M.yz * v.y) + M.zz * v.z};
+}
+template <class A, class B>
+ZQ_MOTION_INLINE auto operator*(const Sym3<A>& S, const Vec3<B>& v)
+{
+   return Vec3<decltype(S.xx * v.x)>{(S.xx * v.x + S.xy * v.y) + S.xz * v.z,
+                                     (S.xy * v.x + S.yy * v.y) + S.yz * v.z,
+                                     (S.xz * v.x + S.yz * v.y) + S.zz * v.z};
+}
+template <class T>
+ZQ_MOTION_INLINE Sym3<T>& operator+=(Sym3<T>& a, const Sym3<T>& b)
+{
+   a = {a.xx + b.xx, a.yy + b.yy, a.zz + b.zz, a.xy + b.xy, a.xz + b.xz, a.yz + b.yz};
+   return a;
+}
+} // namespace ZQ_MOTION_TARGET
+} // namespace zqMotion
