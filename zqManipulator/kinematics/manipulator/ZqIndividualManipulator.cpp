@@ -4,7 +4,6 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
 #include "zqManipulator/kinematics/manipulator/ZqMotionPlanOf.h"
-#include "zqManipulator/state/ZqEpoch.h"
 #include "zqManipulator/state/ZqManipulatorActivePositionState.h"
 
 #include <algorithm>
@@ -239,7 +238,9 @@ void ZqIndividualManipulator::rebuildPlan() const
 
 void ZqIndividualManipulator::modelIsNew() noexcept
 {
-   m_modelVersion = zqNextEpoch();
+   // Of all manipulators, so that the greater of two versions changes whenever one of them does.
+   static constinit std::atomic<std::uint64_t> lastVersion = 0;
+   m_modelVersion = ++lastVersion;
 }
 
 // What links tell their manipulator about changes
