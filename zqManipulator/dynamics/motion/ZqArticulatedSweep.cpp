@@ -34,17 +34,16 @@ ZQ_MOTION_INLINE ZqReal boundAlong(const Joint& joint, const InertiaBound& body,
    return (body.m * v + 2.0 * body.h * omega) * v + body.S * omega * omega + joint.driveInertia;
 }
 
-/// Whether a pivot stands above what rounding leaves of an element of the diagonal, from which so many have been
-/// subtracted. Articulated bodies round more often than rows of a matrix.
-ZQ_MOTION_INLINE bool isSound(ZqReal inversePivot, ZqReal diagonal, int subtracted)
+/// What rounding may leave of an element of the diagonal, from which so many products have been subtracted.
+/// Articulated bodies round more often than rows of a matrix, by which the factor 10 of those becomes 40.
+ZQ_MOTION_INLINE ZqReal roundingOf(ZqReal diagonal, int subtracted)
 {
-   const ZqReal least = 40.0 * (subtracted + 1) * __DBL_EPSILON__ * diagonal;
-   return inversePivot > 0.0 && least * inversePivot < 1.0;
+   return 40.0 * (subtracted + 1) * __DBL_EPSILON__ * diagonal;
 }
 } // namespace
 
-bool pivotsAreSound(const Tree& tree, const Turn<ZqReal>* turns, const Slot<ZqReal>* slots,
-                    bool isBaseFree, const Articulated<ZqReal>* articulated, InertiaBound* bounds)
+void computeLeastPivots(const Tree& tree, const Turn<ZqReal>* turns, const Slot<ZqReal>* slots,
+                        InertiaBound* bounds, ZqReal* leastPivots)
 {
    for (int i = 0; i <= tree.count; ++i)
    {
@@ -55,18 +54,30 @@ bool pivotsAreSound(const Tree& tree, const Turn<ZqReal>* turns, const Slot<ZqRe
    {
       const Joint& joint = tree.joints[i];
       const ZqReal diagonal = boundAlong(joint, bounds[i + 1], slots);
-      if (!isSound(articulated[i + 1].inversePivot, diagonal, joint.end - i - 1))
-         return false;
+      leastPivots[6 + i] = roundingOf(diagonal, joint.end - i - 1);
       addAtDistance(bounds[i + 1], boundOfLength(turns[i].p), bounds[joint.parent + 1]);
    }
-   if (!isBaseFree)
-      return true;
+   for (int k = 0; k < 6; ++k)
+      leastPivots[k] = roundingOf(k < 3 ? bounds[0].m : bounds[0].S, tree.count + k);
+}
+
+bool pivotsAreSound(const Tree& tree, bool isBaseFree, const Articulated<ZqReal>* articulated,
+                    const ZqReal* leastPivots)
+{
+   // The conditions fail with NaN. An inverse of zero is that of a pivot of zero.
+   bool sound = true;
+   for (int i = 0; i < tree.count; ++i)
+   {
+      const ZqReal inverse = articulated[i + 1].inversePivot;
+      sound &= inverse > 0.0 && leastPivots[6 + i] * inverse < 1.0;
+   }
+   if (!isBaseFree || !sound)
+      return sound;
    BaseFactor<ZqReal> base;
    factorBase(articulated[0], base);
    for (int k = 0; k < 6; ++k)
-      if (!isSound(base.inverse[k], k < 3 ? bounds[0].m : bounds[0].S, tree.count + k))
-         return false;
-   return true;
+      sound &= base.inverse[k] > 0.0 && leastPivots[k] * base.inverse[k] < 1.0;
+   return sound;
 }
 } // namespace ZQ_MOTION_TARGET
 } // namespace zqMotion

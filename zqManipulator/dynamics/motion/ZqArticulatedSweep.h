@@ -285,17 +285,21 @@ ZQ_MOTION_SWEEP template void solveArticulated(const Tree&, const Turn<ZqReal>*,
                                                const Vec6<ZqReal>*, LinkForce<ZqReal>*,
                                                Articulated<ZqReal>*, ZqReal*);
 
-/// A bound of a subtree's numbers, whatever its joints' positions: mass, and integrals of |r| dm and r^2 dm.
+/// Bounds of a subtree, whatever the positions of its revolute joints: mass, and integrals of |r| dm and r^2 dm.
 struct InertiaBound
 {
    ZqReal m, h, S;
 };
 
-/// Whether the pivots of articulated bodies may stand for those of the mass matrix: none is nothing but rounding
-/// against the matrix's diagonal, whose elements are bounded from above. Else, and with any NaN, forward
-/// dynamics has to go by a factor that drops such pivots. A free base's six pivots are looked at, too.
-/// `bounds` is work space by link.
-bool pivotsAreSound(const Tree& tree, const Turn<ZqReal>* turns, const Slot<ZqReal>* slots,
-                    bool isBaseFree, const Articulated<ZqReal>* articulated, InertiaBound* bounds);
+/// Pivots up to which they may be nothing but rounding against the mass matrix's diagonal, whose elements are
+/// bounded from above: six of a free base, then those of joints. They are constants of a model all of whose
+/// joints are revolute. `bounds` is work space by link.
+void computeLeastPivots(const Tree& tree, const Turn<ZqReal>* turns, const Slot<ZqReal>* slots,
+                        InertiaBound* bounds, ZqReal* leastPivots);
+
+/// Whether all pivots of articulated bodies stand above those, so that they may serve instead of the mass
+/// matrix's own. Else, and with any NaN, forward dynamics has to go by a factor that drops what is rounding.
+bool pivotsAreSound(const Tree& tree, bool isBaseFree, const Articulated<ZqReal>* articulated,
+                    const ZqReal* leastPivots);
 } // namespace ZQ_MOTION_TARGET
 } // namespace zqMotion
