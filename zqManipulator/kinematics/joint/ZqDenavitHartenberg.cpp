@@ -324,22 +324,22 @@ void ZqDenavitHartenberg::getUnitFrameMotion(ZqGeneralMotion& motion, ZqReal) co
    setToMotion(motion, type, 1.0);
 }
 
-const ZqGeneralMotion& ZqDenavitHartenberg::calculateVelocity(ZqReal jointPosition,
-                                                              ZqReal jointVelocity) const
+/// An unknown D-H or joint type leaves the motion as `getUnitFrameMotion` does, times the velocity.
+void ZqDenavitHartenberg::setToVelocity(ZqGeneralMotion& motion, ZqReal jointPosition,
+                                        ZqReal jointVelocity) const
 {
    const Family type = family();
    if (type != Family::Unknown && !hasUnknownJointType())
    {
-      setToMotion(m_currentVelocity, type, jointVelocity);
-      return m_currentVelocity;
+      setToMotion(motion, type, jointVelocity);
+      return;
    }
-   getUnitFrameMotion(m_currentVelocity, jointPosition);
-   m_currentVelocity *= jointVelocity;
-   return m_currentVelocity;
+   getUnitFrameMotion(motion, jointPosition);
+   motion *= jointVelocity;
 }
 
-const ZqGeneralMotion& ZqDenavitHartenberg::calculateAcceleration(ZqReal, ZqReal jointVelocity,
-                                                                  ZqReal jointAcceleration) const
+void ZqDenavitHartenberg::setToAcceleration(ZqGeneralMotion& motion, ZqReal jointVelocity,
+                                            ZqReal jointAcceleration) const
 {
    const Family type = family();
    if (type == Family::Unknown)
@@ -351,12 +351,53 @@ const ZqGeneralMotion& ZqDenavitHartenberg::calculateAcceleration(ZqReal, ZqReal
    }
    else
    {
-      setToMotion(m_currentAcceleration, type, jointAcceleration);
+      setToMotion(motion, type, jointAcceleration);
       // The origin of a Paul joint swings on radius a and is drawn towards the axis.
       if (type == Family::Paul && m_jointType == Rotational)
-         m_currentAcceleration.setScalarValue(0, -m_a * jointVelocity * jointVelocity);
+         motion.setScalarValue(0, -m_a * jointVelocity * jointVelocity);
    }
+}
+
+const ZqGeneralMotion& ZqDenavitHartenberg::calculateVelocity(ZqReal jointPosition,
+                                                              ZqReal jointVelocity) const
+{
+   setToVelocity(m_currentVelocity, jointPosition, jointVelocity);
+   return m_currentVelocity;
+}
+
+const ZqGeneralMotion& ZqDenavitHartenberg::calculateAcceleration(ZqReal, ZqReal jointVelocity,
+                                                                  ZqReal jointAcceleration) const
+{
+   setToAcceleration(m_currentAcceleration, jointVelocity, jointAcceleration);
    return m_currentAcceleration;
+}
+
+ZqCoordinateSystemTransformation ZqDenavitHartenberg::transformAt(ZqReal jointPosition) const
+{
+   if (!isOfThisClass())
+      return ZqLinkKinematics::transformAt(jointPosition);
+   ZqCoordinateSystemTransformation result;
+   ZqDenavitHartenberg::transformBy(result, jointPosition);
+   return result;
+}
+
+ZqGeneralMotion ZqDenavitHartenberg::velocityAt(ZqReal jointPosition, ZqReal jointVelocity) const
+{
+   if (!isOfThisClass())
+      return ZqLinkKinematics::velocityAt(jointPosition, jointVelocity);
+   ZqGeneralMotion result;
+   setToVelocity(result, jointPosition, jointVelocity);
+   return result;
+}
+
+ZqGeneralMotion ZqDenavitHartenberg::accelerationAt(ZqReal jointPosition, ZqReal jointVelocity,
+                                                    ZqReal jointAcceleration) const
+{
+   if (!isOfThisClass())
+      return ZqLinkKinematics::accelerationAt(jointPosition, jointVelocity, jointAcceleration);
+   ZqGeneralMotion result;
+   setToAcceleration(result, jointVelocity, jointAcceleration);
+   return result;
 }
 
 void ZqDenavitHartenberg::accelerationFromJointVelocity(ZqReal jointVelocity,
@@ -436,7 +477,7 @@ bool ZqDenavitHartenberg::addChildArbdToParent(ZqArticulatedBodyDynamics& parent
 {
    ZqGeneralMotion U;
    setToMotion(U, family(), 1.0);
-   const ZqCoordinateSystemTransformation& X = calculateTransform(jointPosition);
+   const ZqCoordinateSystemTransformation X = transformAt(jointPosition);
    parent.joinWith(child, U, effectiveInertia, jointTorque, ZqRotationMatrix(X.orientation()),
                    X.translation());
    return true;
@@ -444,7 +485,7 @@ bool ZqDenavitHartenberg::addChildArbdToParent(ZqArticulatedBodyDynamics& parent
 
 ZqReal ZqDenavitHartenberg::upperBoundDhFrameDistance(const ZqJointActuator& actuator) const
 {
-   const auto distanceAt = [this](ZqReal q) { return calculateTransform(q).translation().mag(); };
+   const auto distanceAt = [this](ZqReal q) { return transformAt(q).translation().mag(); };
    if (hasUnknownJointType())
    {
       Zq::Print::instance().write(

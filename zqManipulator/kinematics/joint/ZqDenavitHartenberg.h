@@ -5,6 +5,8 @@
 #include "zqManipulator/foundation/xml/ZqXmlEnumType.h"
 #include "zqManipulator/kinematics/joint/ZqLinkKinematics.h"
 
+#include <typeinfo>
+
 /// A rotational or prismatic joint in one of the conventions of Denavit and Hartenberg (1955).
 ///
 /// | D-H type         | transformation from the DH frame to the inboard frame              |
@@ -93,6 +95,10 @@ public:
    /// As `transformBy`, with the precursor becoming the precursor times the transformation.
    void changeInboardFrameBy(const ZqCoordinateSystemTransformation& transformation) override;
    ZqU32 unitType() const override;
+   ZqCoordinateSystemTransformation transformAt(ZqReal jointPosition) const override;
+   ZqGeneralMotion velocityAt(ZqReal jointPosition, ZqReal jointVelocity) const override;
+   ZqGeneralMotion accelerationAt(ZqReal jointPosition, ZqReal jointVelocity,
+                                  ZqReal jointAcceleration) const override;
 
    virtual void registerJointTypeEnumerations();
    virtual void registerDhTypeEnumerations();
@@ -144,6 +150,11 @@ private:
    ZqCoordinateSystemTransformation takePrecursor();
    ZqVector jointAxis(Family family) const;
    void setToMotion(ZqGeneralMotion& motion, Family family, ZqReal velocity) const;
+   void setToVelocity(ZqGeneralMotion& motion, ZqReal jointPosition, ZqReal jointVelocity) const;
+   void setToAcceleration(ZqGeneralMotion& motion, ZqReal jointVelocity,
+                          ZqReal jointAcceleration) const;
+   /// Whether no derived class may have overridden what this one computes.
+   bool isOfThisClass() const { return typeid(*this) == typeid(ZqDenavitHartenberg); }
 
    ZqXmlEnumType<ZqU32> m_jointType;
    ZqXmlEnumType<ZqU32> m_dhType;
