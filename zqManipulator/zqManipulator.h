@@ -34,6 +34,7 @@
 #include "zqManipulator/dynamics/tools/ZqMatrixDTool.h"
 #include "zqManipulator/dynamics/tools/ZqTotalTorqueTool.h"
 #include "zqManipulator/foundation/algebra/ZqAngle.h"
+#include "zqManipulator/foundation/algebra/ZqCacheFlag.h"
 #include "zqManipulator/foundation/algebra/ZqDataMap.h"
 #include "zqManipulator/foundation/algebra/ZqHalfAngle.h"
 #include "zqManipulator/foundation/algebra/ZqMath.h"
