@@ -242,8 +242,9 @@ TEST(Threads, AskOneModelAtOnce)
 Bits runOf(const ZqStatedSystem& original, unsigned number)
 {
    ZqStatedSystem scene(original);
-   if (number % 4 == 3)
+   for (int k = 0; k < 5 && number % 4 == 3; ++k)
    {
+      scene = original;
       EXPECT_TRUE(scene.setJointLimit(0, "label1", true, 0.5));
       scene.deleteManipulator(scene.numberOfManipulators() - 1);
    }

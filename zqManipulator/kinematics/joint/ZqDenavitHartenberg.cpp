@@ -135,7 +135,7 @@ const ZqU32& ZqDenavitHartenberg::jointType() const
 void ZqDenavitHartenberg::setJointType(ZqU32 jointType)
 {
    m_jointType = jointType;
-   m_transformValid = false;
+   m_transformIsValid.lower();
 }
 
 const ZqU32& ZqDenavitHartenberg::dhType() const
@@ -146,7 +146,7 @@ const ZqU32& ZqDenavitHartenberg::dhType() const
 void ZqDenavitHartenberg::setDhType(ZqU32 dhType)
 {
    m_dhType = dhType;
-   m_transformValid = false;
+   m_transformIsValid.lower();
 }
 
 const ZqCoordinateSystemTransformation& ZqDenavitHartenberg::precursor() const
@@ -157,7 +157,7 @@ const ZqCoordinateSystemTransformation& ZqDenavitHartenberg::precursor() const
 void ZqDenavitHartenberg::setPrecursor(const ZqCoordinateSystemTransformation& precursor)
 {
    m_precursor = precursor;
-   m_transformValid = false;
+   m_transformIsValid.lower();
 }
 
 const ZqAngle& ZqDenavitHartenberg::dhTheta() const
@@ -168,7 +168,7 @@ const ZqAngle& ZqDenavitHartenberg::dhTheta() const
 void ZqDenavitHartenberg::setDhTheta(const ZqAngle& theta)
 {
    m_theta = theta;
-   m_transformValid = false;
+   m_transformIsValid.lower();
 }
 
 const ZqReal& ZqDenavitHartenberg::dhD() const
@@ -179,7 +179,7 @@ const ZqReal& ZqDenavitHartenberg::dhD() const
 void ZqDenavitHartenberg::setDhD(ZqReal d)
 {
    m_d = d;
-   m_transformValid = false;
+   m_transformIsValid.lower();
 }
 
 const ZqReal& ZqDenavitHartenberg::dhA() const
@@ -190,7 +190,7 @@ const ZqReal& ZqDenavitHartenberg::dhA() const
 void ZqDenavitHartenberg::setDhA(ZqReal a)
 {
    m_a = a;
-   m_transformValid = false;
+   m_transformIsValid.lower();
 }
 
 const ZqAngle& ZqDenavitHartenberg::dhAlpha() const
@@ -202,7 +202,7 @@ void ZqDenavitHartenberg::setDhAlpha(const ZqAngle& alpha)
 {
    m_alpha = alpha;
    m_halfAlpha = ZqHalfAngle(m_alpha.cos(), m_alpha.sin());
-   m_transformValid = false;
+   m_transformIsValid.lower();
 }
 
 ZqDenavitHartenberg::Family ZqDenavitHartenberg::family() const
@@ -215,12 +215,15 @@ ZqDenavitHartenberg::Family ZqDenavitHartenberg::family() const
 const ZqCoordinateSystemTransformation&
 ZqDenavitHartenberg::calculateTransform(ZqReal jointPosition) const
 {
-   if (m_transformValid && jointPosition == m_lastJointPosition)
-      return m_currentTransform;
-   m_lastJointPosition = jointPosition;
-   m_currentTransform.setToIdentity();
-   transformBy(m_currentTransform, jointPosition);
-   m_transformValid = true;
+   if (jointPosition != m_lastJointPosition.get())
+      m_transformIsValid.lower();
+   m_lastJointPosition.get() = jointPosition;
+   m_transformIsValid.ensure(
+      [&]
+      {
+         m_currentTransform.setToIdentity();
+         transformBy(m_currentTransform, jointPosition);
+      });
    return m_currentTransform;
 }
 
@@ -271,14 +274,14 @@ ZqCoordinateSystemTransformation ZqDenavitHartenberg::takePrecursor()
 void ZqDenavitHartenberg::transformBy(const ZqCoordinateSystemTransformation& transformation)
 {
    m_precursor = transformation * takePrecursor();
-   m_transformValid = false;
+   m_transformIsValid.lower();
 }
 
 void ZqDenavitHartenberg::changeInboardFrameBy(
    const ZqCoordinateSystemTransformation& transformation)
 {
    m_precursor = takePrecursor() * transformation;
-   m_transformValid = false;
+   m_transformIsValid.lower();
 }
 
 /// The axis of the joint in the DH frame. In Paul's conventions that frame lies behind the twist and the
@@ -467,7 +470,7 @@ void ZqDenavitHartenberg::scaleBy(ZqReal scale)
    m_precursor.scaleTranslationBy(scale);
    m_d *= scale;
    m_a *= scale;
-   m_transformValid = false;
+   m_transformIsValid.lower();
 }
 
 bool ZqDenavitHartenberg::addChildArbdToParent(ZqArticulatedBodyDynamics& parent,

@@ -17,9 +17,21 @@ constexpr ZqReal epsilon = 1e-8;
 constinit std::recursive_mutex cachesLock;
 } // namespace
 
-ZqLinkKinematics::ZqLinkKinematics(const ZqLinkKinematics& other) = default;
+ZqLinkKinematics::ZqLinkKinematics(const ZqLinkKinematics& other)
+   : ZqXmlAbstractClass(other), m_primaryFrame(other.m_primaryFrame),
+     m_primaryFrameInverse(other.m_primaryFrameInverse)
+{
+}
 
-ZqLinkKinematics& ZqLinkKinematics::operator=(const ZqLinkKinematics& other) = default;
+// The parts are assigned, so that an object may be assigned to itself.
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
+ZqLinkKinematics& ZqLinkKinematics::operator=(const ZqLinkKinematics& other)
+{
+   ZqXmlAbstractClass::operator=(other);
+   m_primaryFrame = other.m_primaryFrame;
+   m_primaryFrameInverse = other.m_primaryFrameInverse;
+   return *this;
+}
 
 bool ZqLinkKinematics::operator==(const ZqLinkKinematics& other) const
 {

@@ -97,9 +97,12 @@ public:
    /// @}
 
 protected:
+   /// \name What the last query answered; never copied
+   /// @{
    mutable ZqCoordinateSystemTransformation m_currentTransform;
    mutable ZqGeneralMotion m_currentVelocity;
    mutable ZqGeneralMotion m_currentAcceleration;
+   /// @}
 
 private:
    ZqCoordinateSystemTransformation m_primaryFrame;
