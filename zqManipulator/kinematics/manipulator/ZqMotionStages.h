@@ -79,6 +79,7 @@ private:
                    const ZqManipulatorTorque& torque, const ZqStatedSystemStruct* stateStruct);
    void accelerate();
    void takeDriveInertias();
+   void findLeastPivots();
    void takeBodies(const ZqStatedSystemStruct* stateStruct);
    void takeExternalForces(const ZqManipulatorExternalForce& externalForce,
                            std::vector<zqMotion::LinkForce<ZqReal>>& forces) const;
