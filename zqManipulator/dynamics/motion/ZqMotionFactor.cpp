@@ -1,0 +1,315 @@
+#include "zqManipulator/dynamics/motion/ZqMotionFactor.h"
+
+#include "zqManipulator/dynamics/motion/ZqMotionCompositeSweep.h"
+#include "zqManipulator/dynamics/motion/ZqMotionPack.h"
+
+namespace zqMotion
+{
+inline namespace ZQ_MOTION_TARGET
+{
+namespace
+{
+using Pair = Pack<2>;
+
+constexpr int freeBaseDofs = 6;
+
+ZQ_MOTION_INLINE ZqReal* rowOf(const Factor& factor, int i)
+{
+   return factor.rows + static_cast<std::size_t>(i) * factor.width;
+}
+
+/// The place of a free base's linear or angular degree of freedom k, the linear ones first, among the rows.
+constexpr int rowOfBase(int k)
+{
+   return (k + 3) % freeBaseDofs;
+}
+
+/// The inverse of a pivot from which so many products have been subtracted; zero where it does not stand above
+/// rounding of the element of the diagonal that it was, or has no finite inverse.
+ZQ_MOTION_INLINE ZqReal inverseOfPivot(ZqReal pivot, int subtracted, ZqReal diagonal)
+{
+   if (pivot > 10.0 * subtracted * __DBL_EPSILON__ * diagonal && __builtin_isnormal(pivot))
+      return 1.0 / pivot;
+   return __builtin_isfinite(pivot) ? 0.0 : __builtin_nan("");
+}
+
+/// to -= sum over k of (coefficients of k) times (row k), for `packs` pairs of columns of all rows of a stretch.
+template <int rows, int packs>
+ZQ_MOTION_INLINE void subtractProducts(ZqReal* to, const ZqReal* from, std::size_t width,
+                                       const ZqReal* coefficients, int count)
+{
+   Pair sum[rows][packs] = {};
+   for (int k = 0; k < count; ++k, from += width, coefficients += rows)
+      for (int c = 0; c < packs; ++c)
+      {
+         const Pair x = loadPack<Pair>(from + 2 * c);
+         for (int r = 0; r < rows; ++r)
+            sum[r][c] += coefficients[r] * x;
+      }
+   for (int r = 0; r < rows; ++r, to += width)
+      for (int c = 0; c < packs; ++c)
+         storePack(to + 2 * c, loadPack<Pair>(to + 2 * c) - sum[r][c]);
+}
+
+/// What is outboard of a stretch is done, and takes its share off the stretch's rows. What is computed
+/// beyond a row's diagonal is never read.
+template <int rows>
+void subtractOutboard(const Factor& factor, int first)
+{
+   const std::size_t width = factor.width;
+   const int next = first + rows;
+   const int count = factor.tree[first].end - next;
+   const int depth = factor.tree[first].depth;
+   const ZqReal* const outboard = rowOf(factor, next);
+   for (int k = 0; k < count; ++k)
+      for (int r = 0; r < rows; ++r)
+         factor.work[k * rows + r] =
+            outboard[static_cast<std::size_t>(k) * width + depth + r] * factor.inverse[next + k];
+   ZqReal* const to = rowOf(factor, first);
+   int column = 0;
+   for (; column + 2 < depth + rows; column += 4)
+      subtractProducts<rows, 2>(to + column, outboard + column, width, factor.work, count);
+   if (column < depth + rows)
+      subtractProducts<rows, 1>(to + column, outboard + column, width, factor.work, count);
+}
+
+/// Rows of an unbranched stretch, one upon the other: all that is outboard of the last is so of each.
+template <int rows>
+void eliminateStretch(const Factor& factor, int first)
+{
+   const std::size_t width = factor.width;
+   const int depth = factor.tree[first].depth;
+   const int outboard = factor.tree[first].end - first - rows;
+   ZqReal* const top = rowOf(factor, first);
+   ZqReal diagonal[rows];
+   for (int r = 0; r < rows; ++r)
+      diagonal[r] = top[r * width + depth + r];
+   if (outboard > 0)
+      subtractOutboard<rows>(factor, first);
+   for (int r = rows; r-- > 0;)
+   {
+      const ZqReal* const from = top + r * width;
+      const ZqReal inverse = inverseOfPivot(from[depth + r], outboard + rows - 1 - r, diagonal[r]);
+      factor.inverse[first + r] = inverse;
+      for (int k = 0; k < r; ++k)
+      {
+         ZqReal* const to = top + k * width;
+         const ZqReal g = from[depth + k] * inverse;
+         for (int column = 0; column <= depth + k; column += 2)
+            storePack(to + column, loadPack<Pair>(to + column) - g * loadPack<Pair>(from + column));
+      }
+   }
+}
+
+/// How many rows above and with this one make an unbranched stretch: at most four.
+int stretchUpFrom(const Factor& factor, int last)
+{
+   const FactorRow* const row = factor.tree + last;
+   int rows = 1;
+   while (rows < 4 && rows <= last && row[-rows].end == row->end &&
+          row[-rows].depth + rows == row->depth)
+      ++rows;
+   return rows;
+}
+
+void swapBaseHalves(ZqReal* x)
+{
+   for (int k = 0; k < 3; ++k)
+   {
+      const ZqReal linear = x[k];
+      x[k] = x[k + 3];
+      x[k + 3] = linear;
+   }
+}
+
+/// to += factor * from, for n numbers.
+ZQ_MOTION_INLINE void addScaled(ZqReal* to, ZqReal factor, const ZqReal* from, int n)
+{
+   int k = 0;
+   for (; k + 2 <= n; k += 2)
+      storePack(to + k, loadPack<Pair>(to + k) + factor * loadPack<Pair>(from + k));
+   if (k < n)
+      to[k] += factor * from[k];
+}
+
+/// The dot product of a row and the numbers inboard of it, of which the last ones were written just now, one by
+/// one: reading them in pairs would wait for that.
+ZQ_MOTION_INLINE ZqReal dotOf(const ZqReal* row, const ZqReal* path, int n)
+{
+   Pair pairs{};
+   int k = 0;
+   for (; k + 4 <= n; k += 2)
+      pairs += loadPack<Pair>(row + k) * loadPack<Pair>(path + k);
+   ZqReal sum = pairs[0] + pairs[1];
+   if (k + 2 <= n)
+   {
+      sum += row[k] * path[k];
+      sum += row[k + 1] * path[k + 1];
+      k += 2;
+   }
+   if (k < n)
+      sum += row[k] * path[k];
+   return sum;
+}
+
+/// The products of a force with the motions of two joints, whose components stand apart by a width.
+ZQ_MOTION_INLINE Pair rowProducts(const ZqReal* motions, std::size_t width, const ZqReal* F)
+{
+   Pair products[6];
+   for (int k = 0; k < 6; ++k)
+      products[k] = F[k] * loadPack<Pair>(motions + k * width);
+   return (products[0] + products[1]) + (products[2] + products[3]) + (products[4] + products[5]);
+}
+
+/// Puts the motions of a joint and of all that follow without a branch where they belong by depth: gives one
+/// past the last of them.
+int copyStretch(const Tree& tree, int first, const ZqReal* axes, std::size_t width,
+                const Factor& factor)
+{
+   int end = first + 1;
+   while (end < tree.count && tree.joints[end].parent == end - 1)
+      ++end;
+   ZqReal* const path = factor.work + tree.joints[first].depth;
+   for (int k = 0; k < 6; ++k)
+      for (int i = first; i < end; ++i)
+         path[k * factor.width + (i - first)] = axes[k * width + i];
+   return end;
+}
+} // namespace
+
+int shapeFactor(const Tree& tree, bool isBaseFree, FactorRow* rows)
+{
+   const int base = isBaseFree ? freeBaseDofs : 0;
+   int greatest = base > 0 ? base - 1 : 0;
+   for (int k = 0; k < base; ++k)
+      rows[k] = {k, base + tree.count};
+   for (int i = 0; i < tree.count; ++i)
+   {
+      const Joint& joint = tree.joints[i];
+      rows[base + i] = {base + joint.depth, base + joint.end};
+      if (rows[base + i].depth > greatest)
+         greatest = rows[base + i].depth;
+   }
+   return greatest;
+}
+
+void gatherFactor(const Tree& tree, const ZqReal* axes, const ZqReal* forces, std::size_t width,
+                  const Composite<ZqReal>& whole, const Factor& factor)
+{
+   const int base = factor.baseDofs;
+   if (base > 0)
+   {
+      ZqReal inertia[36];
+      writeInertia(whole, inertia);
+      gatherBase(inertia, nullptr, factor);
+   }
+   // The motions of the joints between one and the root, by depth: without branches, those of all.
+   const bool hasBranches = tree.depth < tree.count;
+   const ZqReal* const path = hasBranches ? factor.work : axes;
+   const std::size_t pathWidth = hasBranches ? factor.width : width;
+   int copied = 0;
+   for (int i = 0; i < tree.count; ++i)
+   {
+      const int depth = tree.joints[i].depth;
+      ZqReal F[6];
+      for (int k = 0; k < 6; ++k)
+         F[k] = forces[k * width + i];
+      if (hasBranches && i == copied)
+         copied = copyStretch(tree, i, axes, width, factor);
+      ZqReal* const row = rowOf(factor, base + i);
+      for (int k = 0; k < base; ++k)
+         row[rowOfBase(k)] = F[k];
+      for (int column = 0; column <= depth; column += 2)
+         storePack(row + base + column, rowProducts(path + column, pathWidth, F));
+      row[base + depth] += tree.joints[i].driveInertia;
+   }
+}
+
+void gatherMassMatrix(const ZqReal* M, std::size_t columns, const Factor& factor)
+{
+   const int base = factor.baseDofs;
+   int* const path = factor.path; // the joints between one and the root, by depth
+   for (int i = base; i < factor.size; ++i)
+   {
+      const int depth = factor.tree[i].depth;
+      const ZqReal* const from = M + static_cast<std::size_t>(i - base) * columns;
+      ZqReal* const row = rowOf(factor, i);
+      path[depth] = i - base;
+      for (int column = base; column <= depth; ++column)
+         row[column] = from[path[column]];
+   }
+}
+
+void gatherBase(const ZqReal* inertia, const ZqReal* coupling, const Factor& factor)
+{
+   for (int r = 0; r < freeBaseDofs; ++r)
+      for (int k = 0; k < freeBaseDofs; ++k)
+         rowOf(factor, rowOfBase(r))[rowOfBase(k)] = inertia[freeBaseDofs * r + k];
+   if (!coupling)
+      return;
+   for (int i = freeBaseDofs; i < factor.size; ++i, coupling += freeBaseDofs)
+      for (int k = 0; k < freeBaseDofs; ++k)
+         rowOf(factor, i)[rowOfBase(k)] = coupling[k];
+}
+
+void eliminate(const Factor& factor)
+{
+   for (int last = factor.size - 1; last >= 0;)
+   {
+      const int rows = stretchUpFrom(factor, last);
+      const int first = last + 1 - rows;
+      if (rows == 4)
+         eliminateStretch<4>(factor, first);
+      else if (rows == 3)
+         eliminateStretch<3>(factor, first);
+      else if (rows == 2)
+         eliminateStretch<2>(factor, first);
+      else
+         eliminateStretch<1>(factor, first);
+      last = first - 1;
+   }
+}
+
+// In the order of indices, and against it, the numbers inboard of a degree of freedom are at each time the last
+// ones at their depths.
+void solveFactored(const Factor& factor, ZqReal* x)
+{
+   if (factor.baseDofs != 0)
+      swapBaseHalves(x);
+   ZqReal* const path = factor.work;
+   for (std::size_t k = 0; k < factor.width; ++k)
+      path[k] = 0.0;
+   for (int i = factor.size; i-- > 0;)
+   {
+      const int depth = factor.tree[i].depth;
+      const ZqReal y = (x[i] - path[depth]) * factor.inverse[i];
+      x[i] = y;
+      path[depth] = 0.0;
+      addScaled(path, y, rowOf(factor, i), depth);
+   }
+   for (int i = 0; i < factor.size; ++i)
+   {
+      const int depth = factor.tree[i].depth;
+      path[depth] = x[i] = x[i] - dotOf(rowOf(factor, i), path, depth) * factor.inverse[i];
+   }
+   if (factor.baseDofs != 0)
+      swapBaseHalves(x);
+}
+
+ZqReal squareOf(const Factor& factor, const ZqReal* x)
+{
+   ZqReal* const path = factor.work;
+   ZqReal sum = 0.0;
+   for (int i = 0; i < factor.size; ++i)
+   {
+      const int depth = factor.tree[i].depth;
+      path[depth] = x[i < factor.baseDofs ? rowOfBase(i) : i];
+      const ZqReal inverse = factor.inverse[i];
+      const ZqReal ofRow = path[depth] + dotOf(rowOf(factor, i), path, depth) * inverse;
+      if (inverse != 0.0)
+         sum += ofRow * ofRow / inverse;
+   }
+   return sum;
+}
+} // namespace ZQ_MOTION_TARGET
+} // namespace zqMotion
