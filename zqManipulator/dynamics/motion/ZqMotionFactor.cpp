@@ -58,8 +58,8 @@ void subtractOutboard(const Factor& factor, int first)
 {
    const std::size_t width = factor.width;
    const int next = first + rows;
-   const int count = factor.tree[first].end - next;
-   const int depth = factor.tree[first].depth;
+   const int count = factor.ends[first] - next;
+   const int depth = factor.depths[first];
    const ZqReal* const outboard = rowOf(factor, next);
    for (int k = 0; k < count; ++k)
       for (int r = 0; r < rows; ++r)
@@ -78,8 +78,8 @@ template <int rows>
 void eliminateStretch(const Factor& factor, int first)
 {
    const std::size_t width = factor.width;
-   const int depth = factor.tree[first].depth;
-   const int outboard = factor.tree[first].end - first - rows;
+   const int depth = factor.depths[first];
+   const int outboard = factor.ends[first] - first - rows;
    ZqReal* const top = rowOf(factor, first);
    ZqReal diagonal[rows];
    for (int r = 0; r < rows; ++r)
@@ -104,10 +104,11 @@ void eliminateStretch(const Factor& factor, int first)
 /// How many rows above and with this one make an unbranched stretch: at most four.
 int stretchUpFrom(const Factor& factor, int last)
 {
-   const FactorRow* const row = factor.tree + last;
+   const int depth = factor.depths[last];
+   const int end = factor.ends[last];
    int rows = 1;
-   while (rows < 4 && rows <= last && row[-rows].end == row->end &&
-          row[-rows].depth + rows == row->depth)
+   while (rows < 4 && rows <= last && factor.ends[last - rows] == end &&
+          factor.depths[last - rows] + rows == depth)
       ++rows;
    return rows;
 }
@@ -177,18 +178,21 @@ int copyStretch(const Tree& tree, int first, const ZqReal* axes, std::size_t wid
 }
 } // namespace
 
-int shapeFactor(const Tree& tree, bool isBaseFree, FactorRow* rows)
+int shapeFactor(const Tree& tree, bool isBaseFree, int* depths, int* ends)
 {
    const int base = isBaseFree ? freeBaseDofs : 0;
-   int greatest = base > 0 ? base - 1 : 0;
+   int greatest = 0;
    for (int k = 0; k < base; ++k)
-      rows[k] = {k, base + tree.count};
+   {
+      greatest = depths[k] = k;
+      ends[k] = base + tree.count;
+   }
    for (int i = 0; i < tree.count; ++i)
    {
-      const Joint& joint = tree.joints[i];
-      rows[base + i] = {base + joint.depth, base + joint.end};
-      if (rows[base + i].depth > greatest)
-         greatest = rows[base + i].depth;
+      const int depth = depths[base + i] = base + tree.joints[i].depth;
+      ends[base + i] = base + tree.joints[i].end;
+      if (depth > greatest)
+         greatest = depth;
    }
    return greatest;
 }
@@ -231,7 +235,7 @@ void gatherMassMatrix(const ZqReal* M, std::size_t columns, const Factor& factor
    int* const path = factor.path; // the joints between one and the root, by depth
    for (int i = base; i < factor.size; ++i)
    {
-      const int depth = factor.tree[i].depth;
+      const int depth = factor.depths[i];
       const ZqReal* const from = M + static_cast<std::size_t>(i - base) * columns;
       ZqReal* const row = rowOf(factor, i);
       path[depth] = i - base;
@@ -281,7 +285,7 @@ void solveFactored(const Factor& factor, ZqReal* x)
       path[k] = 0.0;
    for (int i = factor.size; i-- > 0;)
    {
-      const int depth = factor.tree[i].depth;
+      const int depth = factor.depths[i];
       const ZqReal y = (x[i] - path[depth]) * factor.inverse[i];
       x[i] = y;
       path[depth] = 0.0;
@@ -289,7 +293,7 @@ void solveFactored(const Factor& factor, ZqReal* x)
    }
    for (int i = 0; i < factor.size; ++i)
    {
-      const int depth = factor.tree[i].depth;
+      const int depth = factor.depths[i];
       path[depth] = x[i] = x[i] - dotOf(rowOf(factor, i), path, depth) * factor.inverse[i];
    }
    if (factor.baseDofs != 0)
@@ -302,7 +306,7 @@ ZqReal squareOf(const Factor& factor, const ZqReal* x)
    ZqReal sum = 0.0;
    for (int i = 0; i < factor.size; ++i)
    {
-      const int depth = factor.tree[i].depth;
+      const int depth = factor.depths[i];
       path[depth] = x[i < factor.baseDofs ? rowOfBase(i) : i];
       const ZqReal inverse = factor.inverse[i];
       const ZqReal ofRow = path[depth] + dotOf(rowOf(factor, i), path, depth) * inverse;

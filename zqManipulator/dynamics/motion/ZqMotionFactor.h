@@ -12,24 +12,18 @@
 /// angular ones.
 namespace zqMotion
 {
-/// A row of the factor.
-struct FactorRow
-{
-   int depth; ///< from 0 at the root: the row has depth + 1 elements
-   int end;   ///< one past the last row outboard of this one
-};
-
 /// The space for a factor, which owns nothing: sizes say how much of it there must be.
 struct Factor
 {
-   int size;              ///< the number of degrees of freedom
-   int baseDofs;          ///< 6 for a free base
-   std::size_t width;     ///< of a row: `widthOfFactor`
-   const FactorRow* tree; ///< by row
-   ZqReal* rows;          ///< size x width: D L, by depth
-   ZqReal* inverse;       ///< by row, the inverse of D; zero where a pivot was nothing but rounding
-   ZqReal* work;          ///< `workOfFactor`
-   int* path;             ///< work space by depth
+   int size;          ///< the number of degrees of freedom
+   int baseDofs;      ///< 6 for a free base
+   std::size_t width; ///< of a row: `widthOfFactor`
+   const int* depths; ///< by row, from 0 at the root: row i has depth + 1 elements
+   const int* ends;   ///< by row: one past the last row outboard of it
+   ZqReal* rows;      ///< size x width: D L, by depth
+   ZqReal* inverse;   ///< by row, the inverse of D; zero where a pivot was nothing but rounding
+   ZqReal* work;      ///< `workOfFactor`
+   int* path;         ///< work space by depth
 };
 
 inline namespace ZQ_MOTION_TARGET
@@ -45,7 +39,7 @@ constexpr std::size_t workOfFactor(int size, std::size_t width)
 }
 
 /// Writes the rows' depths and ends, and gives the greatest depth.
-int shapeFactor(const Tree& tree, bool isBaseFree, FactorRow* rows);
+int shapeFactor(const Tree& tree, bool isBaseFree, int* depths, int* ends);
 
 /// Takes the mass matrix from the motions and forces of joints, see `computeAxesAndForces`, with the inertia
 /// of drives; with a free base, whose composite body is the whole, its coupling and inertia, too. `width` is
