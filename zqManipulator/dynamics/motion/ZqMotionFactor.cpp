@@ -153,6 +153,34 @@ ZQ_MOTION_INLINE ZqReal dotOf(const ZqReal* row, const ZqReal* path, int n)
    return sum;
 }
 
+/// Four numbers, one of each of four columns, that stand one beside the other.
+struct Four
+{
+   Pair a, b;
+
+   ZQ_MOTION_INLINE static Four at(const ZqReal* numbers, int i)
+   {
+      return {loadPack<Pair>(numbers + 4 * i), loadPack<Pair>(numbers + 4 * i + 2)};
+   }
+   ZQ_MOTION_INLINE void put(ZqReal* numbers, int i) const
+   {
+      storePack(numbers + 4 * i, a);
+      storePack(numbers + 4 * i + 2, b);
+   }
+};
+ZQ_MOTION_INLINE Four operator+(const Four& x, const Four& y)
+{
+   return {x.a + y.a, x.b + y.b};
+}
+ZQ_MOTION_INLINE Four operator-(const Four& x, const Four& y)
+{
+   return {x.a - y.a, x.b - y.b};
+}
+ZQ_MOTION_INLINE Four operator*(const Four& x, ZqReal y)
+{
+   return {x.a * y, x.b * y};
+}
+
 /// The products of a force with the motions of two joints, whose components stand apart by a width.
 ZQ_MOTION_INLINE Pair rowProducts(const ZqReal* motions, std::size_t width, const ZqReal* F)
 {
@@ -298,6 +326,42 @@ void solveFactored(const Factor& factor, ZqReal* x)
    }
    if (factor.baseDofs != 0)
       swapBaseHalves(x);
+}
+
+void solveFourFactored(const Factor& factor, ZqReal* x)
+{
+   const Four zero{Pair{}, Pair{}};
+   const auto place = [&](int i) { return i < factor.baseDofs ? rowOfBase(i) : i; };
+   ZqReal* const path = factor.work;
+   for (int k = 0; k < static_cast<int>(factor.width); ++k)
+      zero.put(path, k);
+   for (int i = factor.size; i-- > 0;)
+   {
+      const int depth = factor.depths[i];
+      const ZqReal* const row = rowOf(factor, i);
+      const Four y = (Four::at(x, place(i)) - Four::at(path, depth)) * factor.inverse[i];
+      y.put(x, place(i));
+      zero.put(path, depth);
+      for (int k = 0; k < depth; ++k)
+         (Four::at(path, k) + y * row[k]).put(path, k);
+   }
+   for (int i = 0; i < factor.size; ++i)
+   {
+      const int depth = factor.depths[i];
+      const ZqReal* const row = rowOf(factor, i);
+      Four even = zero, odd = zero;
+      int k = 0;
+      for (; k + 2 <= depth; k += 2)
+      {
+         even = even + Four::at(path, k) * row[k];
+         odd = odd + Four::at(path, k + 1) * row[k + 1];
+      }
+      if (k < depth)
+         even = even + Four::at(path, k) * row[k];
+      const Four y = Four::at(x, place(i)) - (even + odd) * factor.inverse[i];
+      y.put(x, place(i));
+      y.put(path, depth);
+   }
 }
 
 ZqReal squareOf(const Factor& factor, const ZqReal* x)

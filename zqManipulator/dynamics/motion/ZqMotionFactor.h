@@ -59,6 +59,9 @@ void eliminate(const Factor& factor);
 /// Solves M x = b in place, the base's numbers first.
 void solveFactored(const Factor& factor, ZqReal* x);
 
+/// The same for four columns at once: number k of the four stands at x[4 i + k].
+void solveFourFactored(const Factor& factor, ZqReal* x);
+
 /// x^T M x: with velocities, twice the kinetic energy.
 ZqReal squareOf(const Factor& factor, const ZqReal* x);
 } // namespace ZQ_MOTION_TARGET

@@ -104,14 +104,26 @@ ZqBoolean ZqMassMatrixFactor::solveTranspose(const ZqReArray& B, ZqReArray& X)
       X.resize(0, 0);
       return false;
    }
-   X.resize(B.columns(), B.rows());
-   m_column.resize(B.columns());
+   const ZqU32 n = B.columns();
+   const ZqU32 count = B.rows();
+   X.resize(n, count);
+   m_column.resize(4 * static_cast<std::size_t>(n));
    const zqMotion::Factor factor = factorOfNumbers();
-   for (ZqU32 k = 0; k < B.rows(); ++k)
+   ZqU32 k = 0;
+   for (; k + 4 <= count; k += 4)
    {
-      std::copy_n(B[k].data(), m_column.size(), m_column.data());
+      for (ZqU32 lane = 0; lane < 4; ++lane)
+         for (ZqU32 i = 0; i < n; ++i)
+            m_column[4 * i + lane] = B[k + lane][i];
+      solveFourFactored(factor, m_column.data());
+      for (ZqU32 i = 0; i < n; ++i)
+         std::copy_n(m_column.data() + 4 * i, 4, X[i].data() + k);
+   }
+   for (; k < count; ++k)
+   {
+      std::copy_n(B[k].data(), n, m_column.data());
       solveFactored(factor, m_column.data());
-      for (ZqU32 i = 0; i < B.columns(); ++i)
+      for (ZqU32 i = 0; i < n; ++i)
          X[i][k] = m_column[i];
    }
    return true;
