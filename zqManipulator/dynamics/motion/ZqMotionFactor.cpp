@@ -1,6 +1,7 @@
 #include "zqManipulator/dynamics/motion/ZqMotionFactor.h"
 
 #include "zqManipulator/dynamics/motion/ZqMotionCompositeSweep.h"
+#include "zqManipulator/dynamics/motion/ZqMotionFactorRows.h"
 #include "zqManipulator/dynamics/motion/ZqMotionPack.h"
 
 namespace zqMotion
@@ -12,105 +13,12 @@ namespace
 using Pair = Pack<2>;
 
 constexpr int freeBaseDofs = 6;
-
-ZQ_MOTION_INLINE ZqReal* rowOf(const Factor& factor, int i)
-{
-   return factor.rows + static_cast<std::size_t>(i) * factor.width;
-}
+constexpr std::size_t widthForWidePacks = 24;
 
 /// The place of a free base's linear or angular degree of freedom k, the linear ones first, among the rows.
 constexpr int rowOfBase(int k)
 {
    return (k + 3) % freeBaseDofs;
-}
-
-/// The inverse of a pivot from which so many products have been subtracted; zero where it does not stand above
-/// rounding of the element of the diagonal that it was, or has no finite inverse.
-ZQ_MOTION_INLINE ZqReal inverseOfPivot(ZqReal pivot, int subtracted, ZqReal diagonal)
-{
-   if (pivot > 10.0 * subtracted * __DBL_EPSILON__ * diagonal && __builtin_isnormal(pivot))
-      return 1.0 / pivot;
-   return __builtin_isfinite(pivot) ? 0.0 : __builtin_nan("");
-}
-
-/// to -= sum over k of (coefficients of k) times (row k), for `packs` pairs of columns of all rows of a stretch.
-template <int rows, int packs>
-ZQ_MOTION_INLINE void subtractProducts(ZqReal* to, const ZqReal* from, std::size_t width,
-                                       const ZqReal* coefficients, int count)
-{
-   Pair sum[rows][packs] = {};
-   for (int k = 0; k < count; ++k, from += width, coefficients += rows)
-      for (int c = 0; c < packs; ++c)
-      {
-         const Pair x = loadPack<Pair>(from + 2 * c);
-         for (int r = 0; r < rows; ++r)
-            sum[r][c] += coefficients[r] * x;
-      }
-   for (int r = 0; r < rows; ++r, to += width)
-      for (int c = 0; c < packs; ++c)
-         storePack(to + 2 * c, loadPack<Pair>(to + 2 * c) - sum[r][c]);
-}
-
-/// What is outboard of a stretch is done, and takes its share off the stretch's rows. What is computed
-/// beyond a row's diagonal is never read.
-template <int rows>
-void subtractOutboard(const Factor& factor, int first)
-{
-   const std::size_t width = factor.width;
-   const int next = first + rows;
-   const int count = factor.ends[first] - next;
-   const int depth = factor.depths[first];
-   const ZqReal* const outboard = rowOf(factor, next);
-   for (int k = 0; k < count; ++k)
-      for (int r = 0; r < rows; ++r)
-         factor.work[k * rows + r] =
-            outboard[static_cast<std::size_t>(k) * width + depth + r] * factor.inverse[next + k];
-   ZqReal* const to = rowOf(factor, first);
-   int column = 0;
-   for (; column + 2 < depth + rows; column += 4)
-      subtractProducts<rows, 2>(to + column, outboard + column, width, factor.work, count);
-   if (column < depth + rows)
-      subtractProducts<rows, 1>(to + column, outboard + column, width, factor.work, count);
-}
-
-/// Rows of an unbranched stretch, one upon the other: all that is outboard of the last is so of each.
-template <int rows>
-void eliminateStretch(const Factor& factor, int first)
-{
-   const std::size_t width = factor.width;
-   const int depth = factor.depths[first];
-   const int outboard = factor.ends[first] - first - rows;
-   ZqReal* const top = rowOf(factor, first);
-   ZqReal diagonal[rows];
-   for (int r = 0; r < rows; ++r)
-      diagonal[r] = top[r * width + depth + r];
-   if (outboard > 0)
-      subtractOutboard<rows>(factor, first);
-   for (int r = rows; r-- > 0;)
-   {
-      const ZqReal* const from = top + r * width;
-      const ZqReal inverse = inverseOfPivot(from[depth + r], outboard + rows - 1 - r, diagonal[r]);
-      factor.inverse[first + r] = inverse;
-      for (int k = 0; k < r; ++k)
-      {
-         ZqReal* const to = top + k * width;
-         const ZqReal g = from[depth + k] * inverse;
-         for (int column = 0; column <= depth + k; column += 2)
-            storePack(to + column, loadPack<Pair>(to + column) - g * loadPack<Pair>(from + column));
-      }
-   }
-}
-
-/// How many rows above and with this one make an unbranched stretch: at most four.
-int stretchUpFrom(const Factor& factor, int last)
-{
-   const int depth = factor.depths[last];
-   const int end = factor.ends[last];
-   int rows = 1;
-   while (rows < 4 && rows <= last && factor.ends[last - rows] == end &&
-          factor.depths[last - rows] + rows == depth)
-      ++rows;
-   return rows;
 }
 
 void swapBaseHalves(ZqReal* x)
@@ -286,20 +194,15 @@ void gatherBase(const ZqReal* inertia, const ZqReal* coupling, const Factor& fac
 
 void eliminate(const Factor& factor)
 {
-   for (int last = factor.size - 1; last >= 0;)
+#ifdef ZQ_WIDE_FACTOR
+   // Short rows would be read before they are written as a whole.
+   if (factor.width >= widthForWidePacks && __builtin_cpu_supports("avx"))
    {
-      const int rows = stretchUpFrom(factor, last);
-      const int first = last + 1 - rows;
-      if (rows == 4)
-         eliminateStretch<4>(factor, first);
-      else if (rows == 3)
-         eliminateStretch<3>(factor, first);
-      else if (rows == 2)
-         eliminateStretch<2>(factor, first);
-      else
-         eliminateStretch<1>(factor, first);
-      last = first - 1;
+      eliminateByAvx(factor);
+      return;
    }
+#endif
+   eliminateRows<Pair>(factor);
 }
 
 // In the order of indices, and against it, the numbers inboard of a degree of freedom are at each time the last
