@@ -6,8 +6,6 @@
 #include "zqManipulator/dynamics/tools/ZqGravitationalTorqueTool.h"
 #include "zqManipulator/foundation/geometry/ZqPlane.h"
 
-#include <Eigen/Dense>
-
 #include <set>
 
 // Every query of links and tools against the recursion that asks the joints link by link, and then along
@@ -224,34 +222,6 @@ ZqManipulatorTorque netTorques(const Dynamics& d, const Input& in)
    result.setJointTorques(torques);
    return result;
 }
-/// By all of the mass matrix at once. A joint without any inertia does not accelerate.
-Numbers solvedAccelerations(const Dynamics& d, const Input& in)
-{
-   const ZqReArray M = d.massMatrix();
-   const auto n = static_cast<Eigen::Index>(M.rows());
-   Eigen::MatrixXd A = Eigen::Map<const Eigen::MatrixXd>(M.data(), n, n);
-   Eigen::VectorXd b = Eigen::VectorXd::Zero(n);
-   const Numbers torques =
-      sum(d.driveTorques(in.torque.jointTorques().values()), d.bodyTorques(), -1.0);
-   for (Eigen::Index i = 0; i < n - 6; ++i)
-   {
-      const Body& body = d.bodies()[static_cast<std::size_t>(i) + 1];
-      A(i, i) += body.link->jointActuator().effectiveInertia(body.q);
-      if (A(i, i) != 0.0)
-         b(i) = torques[static_cast<std::size_t>(i)];
-   }
-   for (Eigen::Index k = 0; k < 6; ++k)
-      b(n - 6 + k) = in.torque.generalForce()[static_cast<std::size_t>(k)] -
-                     d.base().force[static_cast<std::size_t>(k)];
-   const Eigen::Index used = in.manipulator.isFixedBase() ? n - 6 : n;
-   Eigen::VectorXd x = Eigen::VectorXd::Zero(n);
-   if (used > 0)
-      x.head(used) =
-         A.topLeftCorner(used, used).completeOrthogonalDecomposition().solve(b.head(used));
-   const ZqGeneralMotion base({x(n - 6), x(n - 5), x(n - 4)}, {x(n - 3), x(n - 2), x(n - 1)});
-   return numbers(Numbers(x.data(), x.data() + n - 6), d.base().dhFrame.orientation() * base);
-}
-
 /// What tools are asked.
 struct ToolQuery
 {
@@ -379,7 +349,13 @@ const ToolQuery toolQueries[] = {
        t.crbi.acceleration(scene.system(), in.manipulator, in.torque, in.external, result, a, true);
        return numbers(result);
     },
-    &solvedAccelerations},
+    [](const Dynamics& d, const Input&)
+    {
+       const Numbers x = d.solve().accelerations;
+       const std::size_t n = x.size() - 6;
+       const ZqGeneralMotion ofBase({x[n], x[n + 1], x[n + 2]}, {x[n + 3], x[n + 4], x[n + 5]});
+       return numbers(Numbers(x.begin(), x.end() - 6), d.base().dhFrame.orientation() * ofBase);
+    }},
    {"solved by articulated bodies",
     [](Tools& t, OddScene& scene, const Input& in, Active& a)
     {

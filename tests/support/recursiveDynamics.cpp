@@ -3,6 +3,8 @@
 #include "zqManipulator/foundation/algebra/ZqValueOrZero.h"
 #include "zqManipulator/foundation/geometry/ZqPlane.h"
 
+#include <Eigen/Dense>
+
 namespace zqTest
 {
 namespace
@@ -255,6 +257,49 @@ std::vector<ZqReal> RecursiveDynamics::linearDriveTorques() const
       torques.push_back(
          m_bodies[i].link->jointActuator().mechanicalComponentContainer().linearTorque(m_state));
    return torques;
+}
+
+RecursiveDynamics::Solution RecursiveDynamics::solve() const
+{
+   using Matrix = Eigen::Matrix<long double, Eigen::Dynamic, Eigen::Dynamic>;
+   using Vector = Eigen::Matrix<long double, Eigen::Dynamic, 1>;
+   ZqReArray M = massMatrix();
+   const std::size_t n = m_bodies.size() - 1;
+   const std::size_t used = m_input.manipulator.isFixedBase() ? n : n + 6;
+   std::vector<ZqReal> b = driveTorques(m_input.torque.jointTorques().values());
+   const std::vector<ZqReal> asked = bodyTorques();
+   for (std::size_t i = 0; i < n; ++i)
+   {
+      M[i][i] += m_bodies[i + 1].link->jointActuator().effectiveInertia(m_bodies[i + 1].q);
+      b[i] -= asked[i];
+   }
+   for (std::size_t k = 0; k < 6; ++k)
+      b.push_back(m_input.torque.generalForce()[k] - base().force[k]);
+
+   std::vector<std::size_t> moved;
+   Solution result{std::vector<ZqReal>(n + 6), std::vector<ZqReal>(n + 6), 1.0};
+   for (std::size_t i = 0; i < used; ++i)
+      if (M[i][i] > 0.0)
+      {
+         result.scale[i] = std::sqrt(M[i][i]);
+         moved.push_back(i);
+      }
+   if (moved.empty())
+      return result;
+   const auto size = static_cast<Eigen::Index>(moved.size());
+   const auto at = [&](Eigen::Index i) { return moved[static_cast<std::size_t>(i)]; };
+   const auto scale = [&](Eigen::Index i) { return static_cast<long double>(result.scale[at(i)]); };
+   const Matrix A = Matrix::NullaryExpr(size, size,
+                                        [&](Eigen::Index i, Eigen::Index j)
+                                        { return M[at(i)][at(j)] / scale(i) / scale(j); });
+   const Vector x = A.ldlt().solve(
+      Vector(Vector::NullaryExpr(size, [&](Eigen::Index i) { return b[at(i)] / scale(i); })));
+   for (Eigen::Index i = 0; i < size; ++i)
+      result.accelerations[at(i)] = static_cast<ZqReal>(x(i) / scale(i));
+   const Vector lambda =
+      Eigen::SelfAdjointEigenSolver<Matrix>(A, Eigen::EigenvaluesOnly).eigenvalues();
+   result.condition = static_cast<ZqReal>(lambda.maxCoeff() / lambda.minCoeff());
+   return result;
 }
 
 std::vector<ZqReal> RecursiveDynamics::weightGradient(ZqU32 joint, const ZqVector& upGravity) const

@@ -70,9 +70,18 @@ public:
    ZqReArray massMatrix() const;
    /// What joints have to bear, springs, dampers and the inertia of drives included.
    std::vector<ZqReal> bodyTorques() const;
-   /// What drives put out for the commands.
+   /// What drives put out for commands.
    std::vector<ZqReal> driveTorques(const std::vector<ZqReal>& commands) const;
    std::vector<ZqReal> linearDriveTorques() const;
+   /// The accelerations that the commands in the torques, and the force on a free base, add: joints first, base
+   /// last, in its axes. By all of the mass matrix at once, to far more digits than it has.
+   struct Solution
+   {
+      std::vector<ZqReal> accelerations;
+      std::vector<ZqReal> scale; ///< roots of the diagonal; what has none does not accelerate
+      ZqReal condition;          ///< of the mass matrix with rows and columns divided by the scale
+   };
+   Solution solve() const;
    /// The derivatives of the torque that holds a joint against gravity by all joint positions.
    std::vector<ZqReal> weightGradient(ZqU32 joint, const ZqVector& upGravity) const;
    ZqReal kineticEnergy() const;
