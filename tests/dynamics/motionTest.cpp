@@ -244,15 +244,17 @@ const ToolQuery toolQueries[] = {
     { return totalTorques(t, in, a, ZqTotalTorqueTool::ActuatorOutputSubtracted); },
     [](const Dynamics& d, const Input&)
     { return numbers(sum(d.bodyTorques(), d.driveTorques({}), -1.0), d.base().force); }},
-   {"torque of the last joint",
+   {"torque by torque",
     [](Tools& t, OddScene&, const Input& in, Active& a)
     {
        t.total.setManipulator(&in.manipulator);
        t.total.setTotalTorqueType(ZqTotalTorqueTool::BodyTorque);
-       return Numbers{t.total.torque(in.manipulator.jointDof() - 1, in.external, a, in.scene)};
+       Numbers result(in.manipulator.jointDof());
+       for (ZqU32 i = 0; i < result.size(); ++i)
+          result[i] = t.total.torque(i, in.external, a, in.scene);
+       return result;
     },
-    [](const Dynamics& d, const Input&)
-    { return Numbers{d.bodies().size() > 1 ? d.bodyTorques().back() : 0.0}; }},
+    [](const Dynamics& d, const Input&) { return d.bodyTorques(); }},
    {"mass matrix",
     [](Tools& t, OddScene&, const Input& in, Active& a)
     {
