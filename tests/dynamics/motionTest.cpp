@@ -6,6 +6,7 @@
 #include "zqManipulator/dynamics/tools/ZqGravitationalTorqueTool.h"
 #include "zqManipulator/foundation/geometry/ZqPlane.h"
 
+#include <functional>
 #include <set>
 
 // Every query of links and tools against the recursion that asks the joints link by link, and then along
@@ -26,6 +27,10 @@ using zqTest::RandomValues;
 
 /// \name What is answered, in numbers
 /// @{
+Numbers numbers(ZqReal x)
+{
+   return {x};
+}
 Numbers numbers(const Numbers& list)
 {
    return list;
@@ -85,57 +90,58 @@ const ZqVector somePoint(1.0, -0.5, 0.25);
 struct LinkQuery
 {
    const char* name;
-   Numbers (*ask)(const Link&, const Input&, Active&);
-   Numbers (*expected)(const Body&, const Dynamics&, const Input&);
+   std::function<Numbers(const Link&, const Input&, Active&)> ask;
+   std::function<Numbers(const Body&, const Dynamics&)> expected;
 };
+/// Queries without and with a scene, and with forces and torques as well, and a part of the reference.
+template <class Result, class State>
+auto asked(Result (Link::*query)(State&) const)
+{
+   return [query](const Link& link, const Input&, Active& active)
+   {
+      if constexpr (std::is_same_v<State, Active>)
+         return numbers((link.*query)(active));
+      else
+         return numbers((link.*query)(active.activePositionState()));
+   };
+}
+template <class Result>
+auto asked(Result (Link::*query)(Active&, const ZqStatedSystemStruct*) const)
+{
+   return [query](const Link& link, const Input& in, Active& active)
+   { return numbers((link.*query)(active, in.scene)); };
+}
+template <class Result>
+auto asked(Result (Link::*query)(const ZqManipulatorExternalForce&, const ZqManipulatorTorque&,
+                                 Active&, const ZqStatedSystemStruct*) const)
+{
+   return [query](const Link& link, const Input& in, Active& active)
+   { return numbers((link.*query)(in.external, in.torque, active, in.scene)); };
+}
+template <class Part>
+auto part(Part Body::*part)
+{
+   return [part](const Body& body, const Dynamics&) { return numbers(body.*part); };
+}
 const LinkQuery linkQueries[] = {
-   {"DH frame",
-    [](const Link& l, const Input&, Active& a)
-    { return numbers(l.dhFrameInSystem(a.activePositionState())); },
-    [](const Body& b, const Dynamics&, const Input&) { return numbers(b.dhFrame); }},
-   {"primary frame",
-    [](const Link& l, const Input&, Active& a)
-    { return numbers(l.primaryFrameInSystem(a.activePositionState())); },
-    [](const Body& b, const Dynamics&, const Input&) { return numbers(b.primaryFrame); }},
-   {"velocity in local",
-    [](const Link& l, const Input&, Active& a) { return numbers(l.dhFrameVelocityInLocal(a)); },
-    [](const Body& b, const Dynamics&, const Input&) { return numbers(b.velocity); }},
-   {"velocity in system",
-    [](const Link& l, const Input&, Active& a) { return numbers(l.dhFrameVelocityInSystem(a)); },
-    [](const Body& b, const Dynamics& d, const Input&)
-    { return numbers(d.velocityInSystem(b, {})); }},
-   {"velocity of the primary frame",
-    [](const Link& l, const Input&, Active& a)
-    { return numbers(l.primaryFrameVelocityInSystem(a)); },
-    [](const Body& b, const Dynamics& d, const Input&)
-    { return numbers(d.velocityInSystem(b, b.link->primaryFrame().translation())); }},
-   {"velocity of the center",
-    [](const Link& l, const Input& in, Active& a)
-    { return numbers(l.comVelocityInLocal(a, in.scene)); },
-    [](const Body& b, const Dynamics&, const Input&) { return numbers(b.centerVelocity); }},
-   {"acceleration",
-    [](const Link& l, const Input&, Active& a) { return numbers(l.dhFrameAccelerationInLocal(a)); },
-    [](const Body& b, const Dynamics&, const Input&) { return numbers(b.acceleration); }},
-   {"acceleration of the center",
-    [](const Link& l, const Input& in, Active& a)
-    { return numbers(l.comAccelerationInLocal(a, in.scene)); },
-    [](const Body& b, const Dynamics&, const Input&) { return numbers(b.centerAcceleration); }},
-   {"momentum",
-    [](const Link& l, const Input& in, Active& a)
-    { return numbers(l.spatialMomentumInLocal(a, in.scene)); },
-    [](const Body& b, const Dynamics&, const Input&) { return numbers(b.momentum); }},
-   {"rate of momentum",
-    [](const Link& l, const Input& in, Active& a)
-    { return numbers(l.spatialMomentumRateInLocal(a, in.scene)); },
-    [](const Body& b, const Dynamics&, const Input&) { return numbers(b.momentumRate); }},
-   {"composite momentum",
-    [](const Link& l, const Input& in, Active& a)
-    { return numbers(l.compositeSpatialMomentumInLocal(a, in.scene)); },
-    [](const Body& b, const Dynamics&, const Input&) { return numbers(b.compositeMomentum); }},
-   {"rate of composite momentum",
-    [](const Link& l, const Input& in, Active& a)
-    { return numbers(l.compositeSpatialMomentumRateInLocal(a, in.scene)); },
-    [](const Body& b, const Dynamics&, const Input&) { return numbers(b.compositeMomentumRate); }},
+   {"DH frame", asked(&Link::dhFrameInSystem), part(&Body::dhFrame)},
+   {"primary frame", asked(&Link::primaryFrameInSystem), part(&Body::primaryFrame)},
+   {"velocity", asked(&Link::dhFrameVelocityInLocal), part(&Body::velocity)},
+   {"velocity in system", asked(&Link::dhFrameVelocityInSystem),
+    [](const Body& b, const Dynamics&) { return numbers(b.velocityInSystem({})); }},
+   {"velocity of the primary frame", asked(&Link::primaryFrameVelocityInSystem),
+    [](const Body& b, const Dynamics&)
+    { return numbers(b.velocityInSystem(b.link->primaryFrame().translation())); }},
+   {"velocity of the center", asked(&Link::comVelocityInLocal), part(&Body::centerVelocity)},
+   {"acceleration", asked(&Link::dhFrameAccelerationInLocal), part(&Body::acceleration)},
+   {"acceleration of the center", asked(&Link::comAccelerationInLocal),
+    part(&Body::centerAcceleration)},
+   {"momentum", asked(&Link::spatialMomentumInLocal), part(&Body::momentum)},
+   {"rate of momentum", asked(&Link::spatialMomentumRateInLocal), part(&Body::momentumRate)},
+   {"composite momentum", asked(&Link::compositeSpatialMomentumInLocal),
+    part(&Body::compositeMomentum)},
+   {"rate of composite momentum", asked(&Link::compositeSpatialMomentumRateInLocal),
+    part(&Body::compositeMomentumRate)},
    {"moment of linear acceleration",
     [](const Link& l, const Input& in, Active& a)
     {
@@ -143,35 +149,29 @@ const LinkQuery linkQueries[] = {
        l.computeMomentFromLinearAcceleration(somePoint, a, moment, in.scene);
        return numbers(moment);
     },
-    [](const Body& b, const Dynamics& d, const Input&)
-    { return numbers(d.momentOfLinear(b, somePoint)); }},
+    [](const Body& b, const Dynamics& d) { return numbers(d.momentOfLinear(b, somePoint)); }},
    {"force",
     [](const Link& l, const Input& in, Active& a)
     { return numbers(l.dhFrameForceInLocal(in.external, a, in.scene)); },
-    [](const Body& b, const Dynamics&, const Input&) { return numbers(b.force); }},
-   {"composite body",
-    [](const Link& l, const Input& in, Active& a) { return numbers(l.crbi(a, in.scene)); },
-    [](const Body& b, const Dynamics&, const Input&) { return numbers(b.composite); }},
-   {"articulated body",
-    [](const Link& l, const Input& in, Active& a)
-    { return numbers(l.arbd(in.external, in.torque, a, in.scene)); },
-    [](const Body& b, const Dynamics&, const Input&) { return numbers(b.articulated); }},
+    part(&Body::force)},
+   {"composite body", asked(&Link::crbi), part(&Body::composite)},
+   {"articulated body", asked(&Link::arbd), part(&Body::articulated)},
+   {"solved acceleration", asked(&Link::arbiSupplementalDhFrameAccelerationInLocal),
+    part(&Body::addedAcceleration)},
    {"solved joint acceleration",
     [](const Link& l, const Input& in, Active& a)
     {
-       return l.linkIndex() == ZqBaseLinkIndex
-                 ? Numbers{0.0}
-                 : Numbers{l.arbiJointAcceleration(in.external, in.torque, a, in.scene)};
+       const bool isBase = l.linkIndex() == ZqBaseLinkIndex;
+       return isBase ? Numbers{0.0}
+                     : Numbers{l.arbiJointAcceleration(in.external, in.torque, a, in.scene)};
     },
-    [](const Body& b, const Dynamics&, const Input&) { return Numbers{b.addedJointAcceleration}; }},
-   {"solved acceleration",
-    [](const Link& l, const Input& in, Active& a)
-    {
-       return numbers(
-          l.arbiSupplementalDhFrameAccelerationInLocal(in.external, in.torque, a, in.scene));
-    },
-    [](const Body& b, const Dynamics&, const Input&) { return numbers(b.addedAcceleration); }},
+    part(&Body::addedJointAcceleration)},
 };
+const LinkQuery& queryNamed(std::string_view name)
+{
+   return *std::find_if(std::begin(linkQueries), std::end(linkQueries),
+                        [&](const LinkQuery& query) { return query.name == name; });
+}
 
 /// Links of a reference know only the base of its model: it is the reference that says where its base is
 /// and what that does.
@@ -184,8 +184,18 @@ Numbers ask(const LinkQuery& query, const Link& link, const Input& input, Active
    return query.ask(link, input, active);
 }
 
+/// Tools for a manipulator, whatever they were used for before.
 struct Tools
 {
+   Tools& of(const ZqIndividualManipulator& manipulator)
+   {
+      total.setManipulator(&manipulator);
+      mass.setManipulator(&manipulator);
+      coupling.setManipulator(&manipulator);
+      gravity.setManipulator(&manipulator);
+      return *this;
+   }
+
    ZqTotalTorqueTool total;
    ZqMassMatrixTool mass;
    ZqMatrixDTool coupling;
@@ -198,11 +208,13 @@ const ZqVector upGravity(1.0, -2.0, 9.0);
 const ZqVector strongGravity(10.0, -20.0, -90.0); // which no acceleration of a scene makes up for
 const ZqPlane somePlane(somePoint, ZqVector(0.6, 0.0, 0.8));
 
-Numbers totalTorques(Tools& tools, const Input& in, Active& active, auto type)
+auto totalTorques(ZqTotalTorqueTool::ZqTotalTorqueType type)
 {
-   tools.total.setManipulator(&in.manipulator);
-   tools.total.setTotalTorqueType(type);
-   return numbers(tools.total.torques(in.external, active, in.scene));
+   return [type](Tools& t, OddScene&, const Input& in, Active& a)
+   {
+      t.total.setTotalTorqueType(type);
+      return numbers(t.total.torques(in.external, a, in.scene));
+   };
 }
 Numbers sum(const Numbers& a, const Numbers& b, ZqReal sign = 1.0)
 {
@@ -211,43 +223,48 @@ Numbers sum(const Numbers& a, const Numbers& b, ZqReal sign = 1.0)
       result[i] += sign * b[i];
    return result;
 }
-/// The torques of joints when their drives get commands, springs and dampers included.
-ZqManipulatorTorque netTorques(const Dynamics& d, const Input& in)
+/// The block of a mass matrix from these rows and columns on.
+Numbers block(const ZqReArray& M, std::size_t rows, std::size_t firstColumn, std::size_t columns)
 {
-   Active state = in.activeState();
+   Numbers result;
+   for (std::size_t i = 0; i < rows; ++i)
+      result.insert(result.end(), M[i].begin() + firstColumn, M[i].begin() + firstColumn + columns);
+   return result;
+}
+/// The accelerations when drives get the torques for commands. Springs and dampers take their part.
+Numbers drivenAccelerations(const Dynamics& d, const Input& in)
+{
+   const Active state = in.activeState();
    Numbers torques = d.driveTorques(in.torque.jointTorques().values());
    for (std::size_t i = 0; i < torques.size(); ++i)
       torques[i] -= d.bodies()[i + 1].link->totalLocalTorque(state);
-   ZqManipulatorTorque result(in.torque);
-   result.setJointTorques(torques);
-   return result;
+   Input net(in);
+   net.torque.setJointTorques(torques);
+   const Dynamics driven(net);
+   for (std::size_t i = 0; i < torques.size(); ++i)
+      torques[i] = driven.bodies()[i + 1].addedJointAcceleration;
+   return numbers(torques, d.base().dhFrame.orientation() * driven.base().addedAcceleration);
 }
+
 /// What tools are asked.
 struct ToolQuery
 {
    const char* name;
-   Numbers (*ask)(Tools&, OddScene&, const Input&, Active&);
-   Numbers (*expected)(const Dynamics&, const Input&);
+   std::function<Numbers(Tools&, OddScene&, const Input&, Active&)> ask;
+   std::function<Numbers(const Dynamics&, const Input&)> expected;
 };
 const ToolQuery toolQueries[] = {
-   {"body torques",
-    [](Tools& t, OddScene&, const Input& in, Active& a)
-    { return totalTorques(t, in, a, ZqTotalTorqueTool::BodyTorque); },
+   {"body torques", totalTorques(ZqTotalTorqueTool::BodyTorque),
     [](const Dynamics& d, const Input&) { return numbers(d.bodyTorques(), d.base().force); }},
-   {"torques with linear ones",
-    [](Tools& t, OddScene&, const Input& in, Active& a)
-    { return totalTorques(t, in, a, ZqTotalTorqueTool::LinearTorqueAdded); },
+   {"torques with linear ones", totalTorques(ZqTotalTorqueTool::LinearTorqueAdded),
     [](const Dynamics& d, const Input&)
     { return numbers(sum(d.bodyTorques(), d.linearDriveTorques()), d.base().force); }},
-   {"torques to command",
-    [](Tools& t, OddScene&, const Input& in, Active& a)
-    { return totalTorques(t, in, a, ZqTotalTorqueTool::ActuatorOutputSubtracted); },
+   {"torques to command", totalTorques(ZqTotalTorqueTool::ActuatorOutputSubtracted),
     [](const Dynamics& d, const Input&)
     { return numbers(sum(d.bodyTorques(), d.driveTorques({}), -1.0), d.base().force); }},
    {"torque by torque",
     [](Tools& t, OddScene&, const Input& in, Active& a)
     {
-       t.total.setManipulator(&in.manipulator);
        t.total.setTotalTorqueType(ZqTotalTorqueTool::BodyTorque);
        Numbers result(in.manipulator.jointDof());
        for (ZqU32 i = 0; i < result.size(); ++i)
@@ -257,90 +274,52 @@ const ToolQuery toolQueries[] = {
     [](const Dynamics& d, const Input&) { return d.bodyTorques(); }},
    {"mass matrix",
     [](Tools& t, OddScene&, const Input& in, Active& a)
-    {
-       t.mass.setManipulator(&in.manipulator);
-       return numbers(t.mass.massMatrix(a, in.scene));
-    },
-    [](const Dynamics& d, const Input&)
-    {
-       const ZqReArray M = d.massMatrix();
-       Numbers result;
-       for (std::size_t i = 0; i + 6 < M.rows(); ++i)
-          result.insert(result.end(), M[i].begin(), M[i].end() - 6);
-       return result;
-    }},
+    { return numbers(t.mass.massMatrix(a, in.scene)); },
+    [](const Dynamics& d, const Input& in)
+    { return block(d.massMatrix(), in.manipulator.jointDof(), 0, in.manipulator.jointDof()); }},
    {"extended mass matrix",
     [](Tools& t, OddScene&, const Input& in, Active& a)
-    {
-       t.mass.setManipulator(&in.manipulator);
-       return numbers(t.mass.extendedMassMatrixInBase(a, in.scene));
-    },
+    { return numbers(t.mass.extendedMassMatrixInBase(a, in.scene)); },
     [](const Dynamics& d, const Input&) { return numbers(d.massMatrix()); }},
    {"extended mass matrix in system",
     [](Tools& t, OddScene&, const Input& in, Active& a)
+    { return numbers(t.mass.extendedMassMatrixInSystem(a, in.scene)); },
+    [](const Dynamics& d, const Input& in)
     {
-       t.mass.setManipulator(&in.manipulator);
-       return numbers(t.mass.extendedMassMatrixInSystem(a, in.scene));
-    },
-    [](const Dynamics& d, const Input&)
-    {
-       const ZqReArray M = d.massMatrix();
-       const ZqU32 n = M.rows() - 6;
+       const ZqU32 n = in.manipulator.jointDof();
        ZqReArray T = ZqReArray::identity(n + 6);
        const ZqOrientation q = d.base().dhFrame.orientation().inverse();
        const ZqVector axes[] = {q.xAxis(), q.yAxis(), q.zAxis()};
        for (std::size_t i = 0; i < 6; ++i)
           for (std::size_t j = 0; j < 3; ++j)
              T[n + i][n + i / 3 * 3 + j] = axes[j][i % 3];
-       return numbers(T.transpose() * M * T);
+       return numbers(T.transpose() * d.massMatrix() * T);
     }},
    {"coupling",
     [](Tools& t, OddScene&, const Input& in, Active& a)
-    {
-       t.coupling.setManipulator(&in.manipulator);
-       return numbers(t.coupling.matrixD(a, in.scene));
-    },
-    [](const Dynamics& d, const Input&)
-    {
-       const ZqReArray M = d.massMatrix();
-       Numbers result;
-       for (std::size_t i = 0; i + 6 < M.rows(); ++i)
-          result.insert(result.end(), M[i].end() - 6, M[i].end());
-       return result;
-    }},
+    { return numbers(t.coupling.matrixD(a, in.scene)); },
+    [](const Dynamics& d, const Input& in)
+    { return block(d.massMatrix(), in.manipulator.jointDof(), in.manipulator.jointDof(), 6); }},
    {"weight",
     [](Tools& t, OddScene&, const Input& in, Active& a)
     {
-       t.gravity.setManipulator(&in.manipulator);
        t.gravity.setGravityVector(upGravity);
        return numbers(t.gravity.gravitationalTorques(a, in.scene));
     },
-    [](const Dynamics& d, const Input&)
-    {
-       Numbers result;
-       for (std::size_t i = 1; i < d.bodies().size(); ++i)
-       {
-          const Body& body = d.bodies()[i];
-          const ZqVector up = body.dhFrame.orientation().inverse() * upGravity;
-          result.push_back(body.link->linkKinematicsContainer().torqueRequiredToExert(
-             body.q, body.composite.calculateForce({up, ZqVector()})));
-       }
-       return result;
-    }},
+    [](const Dynamics& d, const Input&) { return d.weight(upGravity); }},
    {"derivatives of the weight",
     [](Tools& t, OddScene&, const Input& in, Active& a)
     {
-       t.gravity.setManipulator(&in.manipulator);
        t.gravity.setGravityVector(upGravity);
        Numbers result;
        for (ZqU32 i = 0; i < in.manipulator.jointDof(); ++i)
           result = numbers(result, t.gravity.gravitationalTorqueGradient(i, a, in.scene));
        return result;
     },
-    [](const Dynamics& d, const Input&)
+    [](const Dynamics& d, const Input& in)
     {
        Numbers result;
-       for (ZqU32 i = 0; i + 1 < d.bodies().size(); ++i)
+       for (ZqU32 i = 0; i < in.manipulator.jointDof(); ++i)
           result = numbers(result, d.weightGradient(i, upGravity));
        return result;
     }},
@@ -369,29 +348,20 @@ const ToolQuery toolQueries[] = {
        a.setAccelerationState(ZqAccelerationState(a.accelerationState()));
        return numbers(result);
     },
-    [](const Dynamics& d, const Input& in)
-    {
-       Input net(in);
-       net.torque = netTorques(d, in);
-       const Dynamics driven(net);
-       Numbers result;
-       for (std::size_t i = 1; i < driven.bodies().size(); ++i)
-          result.push_back(driven.bodies()[i].addedJointAcceleration);
-       return numbers(result, d.base().dhFrame.orientation() * driven.base().addedAcceleration);
-    }},
+    &drivenAccelerations},
+   // The next ones are asked without a scene, and take what is attached as it was found before.
    {"kinetic energy",
     [](Tools& t, OddScene&, const Input& in, Active& a)
     {
-       in.manipulator.crbi(a, in.scene); // which the next query takes as it is
+       in.manipulator.crbi(a, in.scene);
        return Numbers{in.manipulator.computeKineticEnergy(a, &t.mass)};
     },
     [](const Dynamics& d, const Input& in)
     {
-       if (!in.manipulator.isFixedBase())
-          return Numbers{d.kineticEnergy()};
        Input held(in); // whatever the state says of its base
        held.velocity.setGeneralVelocity({});
-       return Numbers{Dynamics(held).kineticEnergy()};
+       const bool isFixed = in.manipulator.isFixedBase();
+       return Numbers{isFixed ? Dynamics(held).kineticEnergy() : d.kineticEnergy()};
     }},
    {"center of mass",
     [](Tools&, OddScene&, const Input& in, Active& a)
@@ -403,8 +373,8 @@ const ToolQuery toolQueries[] = {
    {"zero-moment point",
     [](Tools&, OddScene&, const Input& in, Active& a)
     {
-       in.manipulator.crbi(a, in.scene);
        ZqVector point;
+       in.manipulator.crbi(a, in.scene);
        in.manipulator.computeZeroMomentPoint(somePlane, strongGravity, a, point, in.scene);
        return numbers(point);
     },
@@ -487,7 +457,7 @@ TEST(Motion, QueriesInAnyOrderAreThoseOfTheRecursion)
             answers.push_back(ask(*query, *links[i], input, active));
          active = input.activeState();
          for (const ToolQuery* query : askedOfTools)
-            answers.push_back(query->ask(tools, scene, input, active));
+            answers.push_back(query->ask(tools.of(input.manipulator), scene, input, active));
          messages = distinct(log);
       }
       moveJoints();
@@ -498,7 +468,7 @@ TEST(Motion, QueriesInAnyOrderAreThoseOfTheRecursion)
       std::size_t next = 0;
       for (const auto& [query, i] : asked)
          all.compare(query->name, answers[next++],
-                     query->expected(reference.bodies()[i], reference, input));
+                     query->expected(reference.bodies()[i], reference));
       for (const ToolQuery* query : askedOfTools)
          all.compare(query->name, answers[next++], query->expected(reference, input));
       all.expectEqual();
@@ -696,74 +666,63 @@ private:
       const auto& query =
          toolQueries[random().index(0, static_cast<ZqU32>(std::size(toolQueries)) - 1)];
       fresh.setActuatorState(active.actuatorState());
-      const Numbers answer = query.ask(m_tools, m_scene, m_input, active);
-      answers.compare(query.name, answer, query.ask(newTools, m_scene, m_input, fresh));
+      const Numbers answer = query.ask(m_tools.of(m_input.manipulator), m_scene, m_input, active);
+      answers.compare(query.name, answer,
+                      query.ask(newTools.of(m_input.manipulator), m_scene, m_input, fresh));
       answers.expectEqual();
    }
    void compareRecords(Answers& answers, const Active& active, Active& fresh)
    {
+      using Velocity = ZqLinkVelocityState;
+      using Acceleration = ZqLinkAccelerationState;
+      using Articulation = ZqLinkArticulationState;
       for (const Link* link : m_links)
       {
-         const ZqU32 i = link->linkIndex();
-         const auto has = [&](const auto& records)
-         { return i == ZqBaseLinkIndex || i < records.size(); };
-         const auto compareIf = [&](bool isValid, const char* name, const auto& value)
+         const auto compare = [&](const auto& records, auto isValid, auto value, const char* name)
          {
-            if (isValid)
-               answers.compare(name, numbers(value), ask(queryNamed(name), *link, m_input, fresh));
+            const ZqU32 i = link->linkIndex();
+            if (i != ZqBaseLinkIndex && i >= records.size())
+               return;
+            if ((records.record(i).*isValid)())
+               answers.compare(name, numbers((records.record(i).*value)()),
+                               ask(queryNamed(name), *link, m_input, fresh));
          };
-         if (has(active.activePositionState()))
-         {
-            const auto& r = active.activePositionState().record(i);
-            compareIf(r.locationInSystemValid(), "DH frame", r.dhFrame());
-            compareIf(r.locationInSystemValid(), "primary frame", r.primaryFrame());
-         }
-         if (has(active.activeVelocityState()))
-         {
-            const auto& r = active.activeVelocityState().record(i);
-            compareIf(r.localDhValid(), "velocity in local", r.dhFrameVelocityInLocal());
-            compareIf(r.systemDhValid(), "velocity in system", r.dhFrameVelocityInSystem());
-            compareIf(r.systemPrimaryValid(), "velocity of the primary frame",
-                      r.primaryFrameVelocityInSystem());
-            compareIf(r.localComValid(), "velocity of the center", r.comVelocityInLocal());
-            compareIf(r.localMomentumValid(), "momentum", r.momentumInLocal());
-            compareIf(r.compositeMomentumValid(), "composite momentum",
-                      r.compositeMomentumInLocal());
-         }
-         if (has(active.activeAccelerationState()))
-         {
-            const auto& r = active.activeAccelerationState().record(i);
-            compareIf(r.localDhValid(), "acceleration", r.dhFrameAccelerationInLocal());
-            compareIf(r.localComValid(), "acceleration of the center", r.comAccelerationInLocal());
-            compareIf(r.localMomentumRateValid(), "rate of momentum", r.momentumRateInLocal());
-            compareIf(r.compositeMomentumRateValid(), "rate of composite momentum",
-                      r.compositeMomentumRateInLocal());
-         }
-         if (has(active.activeForceState()))
-         {
-            const auto& r = active.activeForceState().record(i);
-            compareIf(r.localDhValid(), "force", r.dhFrameForceInLocal());
-         }
-         if (has(active.activeMassState()))
-         {
-            const auto& r = active.activeMassState().record(i);
-            compareIf(r.crbiValid(), "composite body", r.crbi());
-         }
-         if (has(active.activeArticulationState()))
-         {
-            const auto& r = active.activeArticulationState().record(i);
-            compareIf(r.arbdValid(), "articulated body", r.arbd());
-            compareIf(r.supplementalDhAccelerationValid(), "solved acceleration",
-                      r.supplementalDhAcceleration());
-            compareIf(r.supplementalJointAccelerationValid(), "solved joint acceleration",
-                      Numbers{r.supplementalJointAcceleration()});
-         }
+         const auto& positions = active.activePositionState();
+         const auto isPlaced = &ZqLinkPositionState::locationInSystemValid;
+         compare(positions, isPlaced, &ZqLinkPositionState::dhFrame, "DH frame");
+         compare(positions, isPlaced, &ZqLinkPositionState::primaryFrame, "primary frame");
+         const auto& velocities = active.activeVelocityState();
+         compare(velocities, &Velocity::localDhValid, &Velocity::dhFrameVelocityInLocal,
+                 "velocity");
+         compare(velocities, &Velocity::systemDhValid, &Velocity::dhFrameVelocityInSystem,
+                 "velocity in system");
+         compare(velocities, &Velocity::systemPrimaryValid, &Velocity::primaryFrameVelocityInSystem,
+                 "velocity of the primary frame");
+         compare(velocities, &Velocity::localComValid, &Velocity::comVelocityInLocal,
+                 "velocity of the center");
+         compare(velocities, &Velocity::localMomentumValid, &Velocity::momentumInLocal, "momentum");
+         compare(velocities, &Velocity::compositeMomentumValid, &Velocity::compositeMomentumInLocal,
+                 "composite momentum");
+         const auto& accelerations = active.activeAccelerationState();
+         compare(accelerations, &Acceleration::localDhValid,
+                 &Acceleration::dhFrameAccelerationInLocal, "acceleration");
+         compare(accelerations, &Acceleration::localComValid, &Acceleration::comAccelerationInLocal,
+                 "acceleration of the center");
+         compare(accelerations, &Acceleration::localMomentumRateValid,
+                 &Acceleration::momentumRateInLocal, "rate of momentum");
+         compare(accelerations, &Acceleration::compositeMomentumRateValid,
+                 &Acceleration::compositeMomentumRateInLocal, "rate of composite momentum");
+         compare(active.activeForceState(), &ZqLinkForceState::localDhValid,
+                 &ZqLinkForceState::dhFrameForceInLocal, "force");
+         compare(active.activeMassState(), &ZqLinkMassState::crbiValid, &ZqLinkMassState::crbi,
+                 "composite body");
+         const auto& articulations = active.activeArticulationState();
+         compare(articulations, &Articulation::arbdValid, &Articulation::arbd, "articulated body");
+         compare(articulations, &Articulation::supplementalDhAccelerationValid,
+                 &Articulation::supplementalDhAcceleration, "solved acceleration");
+         compare(articulations, &Articulation::supplementalJointAccelerationValid,
+                 &Articulation::supplementalJointAcceleration, "solved joint acceleration");
       }
-   }
-   static const LinkQuery& queryNamed(std::string_view name)
-   {
-      return *std::find_if(std::begin(linkQueries), std::end(linkQueries),
-                           [&](const LinkQuery& query) { return query.name == name; });
    }
 
    OddScene m_scene;

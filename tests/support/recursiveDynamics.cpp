@@ -181,12 +181,10 @@ void RecursiveDynamics::articulate()
    }
 }
 
-ZqGeneralMotion RecursiveDynamics::velocityInSystem(const RecursiveBody& body,
-                                                    const ZqVector& point) const
+ZqGeneralMotion RecursiveBody::velocityInSystem(const ZqVector& point) const
 {
-   const ZqGeneralMotion& V = body.velocity;
-   return body.dhFrame.orientation() *
-          ZqGeneralMotion(V.linear() + V.angular().cross(point), V.angular());
+   return dhFrame.orientation() *
+          ZqGeneralMotion(velocity.linear() + velocity.angular().cross(point), velocity.angular());
 }
 
 ZqVector RecursiveDynamics::momentOfLinear(const RecursiveBody& body, const ZqVector& point) const
@@ -300,6 +298,19 @@ RecursiveDynamics::Solution RecursiveDynamics::solve() const
       Eigen::SelfAdjointEigenSolver<Matrix>(A, Eigen::EigenvaluesOnly).eigenvalues();
    result.condition = static_cast<ZqReal>(lambda.maxCoeff() / lambda.minCoeff());
    return result;
+}
+
+std::vector<ZqReal> RecursiveDynamics::weight(const ZqVector& upGravity) const
+{
+   std::vector<ZqReal> torques;
+   for (std::size_t i = 1; i < m_bodies.size(); ++i)
+   {
+      const RecursiveBody& body = m_bodies[i];
+      const ZqVector up = body.dhFrame.orientation().inverse() * upGravity;
+      torques.push_back(jointOf(body).torqueRequiredToExert(
+         body.q, body.composite.calculateForce({up, ZqVector()})));
+   }
+   return torques;
 }
 
 std::vector<ZqReal> RecursiveDynamics::weightGradient(ZqU32 joint, const ZqVector& upGravity) const

@@ -34,6 +34,9 @@ struct MotionInput
 /// What a link does. In the axes of its DH frame, and about its origin, unless said otherwise.
 struct RecursiveBody
 {
+   /// Of a point in the DH frame.
+   ZqGeneralMotion velocityInSystem(const ZqVector& point) const;
+
    const ZqManipulatorLink* link = nullptr;
    std::size_t parent = 0;
    ZqReal q = 0.0, qd = 0.0, qdd = 0.0;
@@ -61,8 +64,6 @@ public:
    /// The base first: link i is body i + 1.
    const std::vector<RecursiveBody>& bodies() const { return m_bodies; }
    const RecursiveBody& base() const { return m_bodies[0]; }
-   /// The velocity (or, of the other kind, the acceleration) of a point of the body in the DH frame.
-   ZqGeneralMotion velocityInSystem(const RecursiveBody& body, const ZqVector& point) const;
    /// Of mass times acceleration of the centers of mass of the subtree, about a point in the system.
    ZqVector momentOfLinear(const RecursiveBody& body, const ZqVector& point) const;
 
@@ -82,6 +83,8 @@ public:
       ZqReal condition;          ///< of the mass matrix with rows and columns divided by the scale
    };
    Solution solve() const;
+   /// The torques that hold the joints against gravity.
+   std::vector<ZqReal> weight(const ZqVector& upGravity) const;
    /// The derivatives of the torque that holds a joint against gravity by all joint positions.
    std::vector<ZqReal> weightGradient(ZqU32 joint, const ZqVector& upGravity) const;
    ZqReal kineticEnergy() const;
