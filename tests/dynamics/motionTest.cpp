@@ -1,6 +1,7 @@
 #include "support/comparison.h"
 #include "support/logCapture.h"
 #include "support/oddScene.h"
+#include "support/xmlSamples.h"
 #include "zqManipulator/dynamics/tools/ZqArbiAccelerationTool.h"
 #include "zqManipulator/dynamics/tools/ZqCrbiAccelerationTool.h"
 #include "zqManipulator/dynamics/tools/ZqGravitationalTorqueTool.h"
@@ -568,14 +569,17 @@ private:
       if (m_active->positionState().jointPositions().size() != dof())
          setAll(dof());
    }
-   /// An assignment leaves momenta of the target as they are.
+   /// An assignment, or a document, leaves momenta of the target as they are.
    void goOnWithACopy()
    {
       Active copy(*m_active);
       compareWithNew(copy);
       Active& other = m_active == &m_states[0] ? m_states[1] : m_states[0];
       other.invalidateAll();
-      other = *m_active;
+      if (random().index(0, 1) == 0)
+         other = *m_active;
+      else
+         EXPECT_TRUE(Zq::fromXml(other, zqTest::written(*m_active)));
       m_active = &other;
    }
    void moveOn()
