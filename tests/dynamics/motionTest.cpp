@@ -744,4 +744,33 @@ TEST(Motion, NothingThatAnActiveStateKeepsIsStale)
       Walk(seed).run(60);
    }
 }
+
+TEST(Motion, WhatAUserStoresIsTakenAsItStands)
+{
+   zqTest::RandomScene scene(1, zqTest::SceneKind{zqTest::chain(3)});
+   const Link& link = scene.link(1);
+   Active active = scene.activeState();
+   const ZqGeneralMotion motion = zqTest::randomMotion(scene.random);
+   const ZqGeneralForce force = zqTest::randomForce(scene.random);
+   const ZqRigidBodyMassProperties body = zqTest::randomMass(scene.random);
+   const Frame frame = zqTest::randomFrame(scene.random);
+   active.activePositionState().setLinkPositionState(1, frame, frame * frame);
+   active.activeVelocityState().setLinkDhVelocityInLocal(1, motion);
+   active.activeAccelerationState().setLinkDhAccelerationInLocal(1, motion * 2.0);
+   active.activeForceState().setLinkDhForceInLocal(1, force);
+   active.activeMassState().setCrbi(1, body);
+   active.activeArticulationState().setArbd(1, {body, force});
+   EXPECT_EQ(link.dhFrameInSystem(active.activePositionState()), frame);
+   EXPECT_EQ(link.primaryFrameInSystem(active.activePositionState()), frame * frame);
+   EXPECT_EQ(link.dhFrameVelocityInLocal(active), motion);
+   EXPECT_EQ(link.dhFrameAccelerationInLocal(active), motion * 2.0);
+   EXPECT_EQ(link.dhFrameForceInLocal(scene.external, active, nullptr), force);
+   EXPECT_EQ(link.crbi(active, nullptr), body);
+   EXPECT_EQ(link.arbd(scene.external, scene.torque, active, nullptr).bias(), force);
+   // Until the state changes.
+   active.setPositionState({});
+   scene.prepare(active);
+   EXPECT_NE(link.dhFrameForceInLocal(scene.external, active, nullptr), force);
+   EXPECT_NE(link.crbi(active, nullptr), body);
+}
 } // namespace
