@@ -230,6 +230,7 @@ void ZqManipulatorLink::setJointActuator(const ZqJointActuator& actuator)
 {
    m_jointActuator = actuator;
    m_jointActuator.setManipulatorLink(this);
+   modelChanges();
 }
 
 void ZqManipulatorLink::setChildLinks(const ChildLinks& links)
@@ -312,71 +313,6 @@ bool ZqManipulatorLink::mapLinks(LinkPointerVector& links, LinkPointerMap& label
       mapped = child.mapLinks(links, labelToLink) && mapped;
    }
    return mapped;
-}
-
-const ZqCoordinateSystemTransformation&
-ZqManipulatorLink::dhFrameInSystem(ZqManipulatorActivePositionState& activeState) const
-{
-   if (const ZqLinkPositionState* own = placeInSystem(activeState, false))
-      return own->dhFrame();
-   Zq::Print::instance().write(Zq::Rejected,
-                               "ZqManipulatorLink::dhFrameInSystem(): index out of range.\n");
-   return m_theDummyTransformation;
-}
-
-const ZqCoordinateSystemTransformation&
-ZqManipulatorLink::primaryFrameInSystem(ZqManipulatorActivePositionState& activeState) const
-{
-   if (m_linkIndex == ZqBaseLinkIndex)
-   {
-      dhFrameInSystem(activeState);
-      return activeState.basePositionState().primaryFrame();
-   }
-   if (const ZqLinkPositionState* own = placeInSystem(activeState, true))
-      return own->primaryFrame();
-   const ZqU32 records = activeState.linkPositionStates().size();
-   const ZqU32 joints = activeState.positionState().jointPositions().size();
-   Zq::Print::instance().write(
-      Zq::Rejected, "ZqManipulatorLink::primaryFrameInSystem(): index %d out of range %d.\n",
-      static_cast<int>(m_linkIndex), static_cast<int>(m_linkIndex < records ? joints : records));
-   return m_theDummyTransformation;
-}
-
-/// The record of the link with both frames valid, or null when the state has none, or no joint position
-/// to fill it from.
-const ZqLinkPositionState*
-ZqManipulatorLink::placeInSystem(ZqManipulatorActivePositionState& activeState,
-                                 bool primaryFrameIsNext) const
-{
-   const auto& links = activeState.linkPositionStates();
-   if (m_linkIndex >= links.size())
-      return nullptr;
-   if (links[m_linkIndex].locationInSystemValid())
-      return &links[m_linkIndex];
-   const auto& jointPositions = activeState.positionState().jointPositions();
-   if (m_linkIndex >= jointPositions.size())
-      return nullptr;
-
-   // The frame of the parent comes first; where it is stale, this recurses towards the base.
-   const auto* parentFrame = &ZqCoordinateSystemTransformation::identity();
-   if (m_parentLink != nullptr)
-   {
-      const ZqU32 parent = m_parentLink->m_linkIndex;
-      parentFrame = parent < links.size() && links[parent].locationInSystemValid()
-                       ? &links[parent].dhFrame()
-                       : &m_parentLink->dhFrameInSystem(activeState);
-   }
-   // Then the transformation of the joint at its position, and the frame fixed in the link.
-   ZqLinkPositionState& own = activeState.record(m_linkIndex);
-   const auto* jointTransform = &ZqCoordinateSystemTransformation::identity();
-   const auto* primaryFrame = jointTransform;
-   if (const ZqLinkKinematics* joint = m_linkKinematicsContainer.topElement())
-   {
-      jointTransform = &joint->calculateTransform(jointPositions[m_linkIndex]);
-      primaryFrame = &joint->primaryFrame();
-   }
-   own.setLocation(*parentFrame, *jointTransform, *primaryFrame, primaryFrameIsNext);
-   return &own;
 }
 
 bool ZqManipulatorLink::setLinkReferences(const LinkPointerMap& labelToLink)
