@@ -7,7 +7,9 @@
 #include "zqManipulator/kinematics/joint/ZqJointAxis.h"
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
 
+#include <algorithm>
 #include <cmath>
+#include <vector>
 
 namespace
 {
@@ -89,6 +91,19 @@ public:
    /// Whether both arrays of rates, accelerations or torques are; a free base has the second.
    bool fits(const char* name, std::size_t joints, std::size_t bases, bool isResult);
 
+   void setMotion(Input velocities, Input given)
+   {
+      job.v = orNull(velocities.joints);
+      job.baseV = orNull(velocities.bases);
+      job.given = orNull(given.joints);
+      job.baseGiven = orNull(given.bases);
+   }
+   void setResult(Output result)
+   {
+      job.result = result.joints.data();
+      job.baseResult = orNull(result.bases);
+   }
+
    std::size_t dof() const { return static_cast<std::size_t>(job.tree.count); }
    std::size_t directions() const { return dof() + (job.isFree ? 6 : 0); }
    bool run(BatchKernel::Function function);
@@ -96,6 +111,11 @@ public:
    BatchJob job = {};
 
 private:
+   template <class T>
+   static T* orNull(std::span<T> numbers)
+   {
+      return numbers.empty() ? nullptr : numbers.data();
+   }
    static void fillSlots(const void* model, const ZqReal* q, const ZqReal* v, const ZqReal* a,
                          zqMotion::Slot<ZqReal>* slots);
    void runPart(ZqU32 part) const;
@@ -126,7 +146,7 @@ bool ZqMotionBatch::Implementation::begin(const char* operation, Input positions
    job.fillSlots = fillSlots;
    job.model = this;
    job.q = positions.joints.data();
-   job.placements = positions.bases.empty() ? nullptr : positions.bases.data();
+   job.placements = orNull(positions.bases);
    const ZqCoordinateSystemTransformation& place = m_manipulator->coordSysXForm();
    job.placement = {zqMotion::plain(place.translation()), zqMotion::plain(place.orientation())};
 
@@ -305,4 +325,28 @@ bool ZqMotionBatch::massMatrix(Input positions, std::span<ZqReal> result)
       return false;
    self.job.result = result.data();
    return self.run(self.kernel().massMatrix);
+}
+
+bool ZqMotionBatch::step(Output positions, Output velocities, Input torques, ZqReal dt)
+{
+   Implementation& self = *m_implementation;
+   const Input oldVelocities{velocities.joints, velocities.bases};
+   if (!self.begin("step", {positions.joints, positions.bases}) ||
+       !self.fits("velocities", velocities.joints.size(), self.dof(), false) ||
+       !self.fits("velocities of bases", velocities.bases.size(), self.job.isFree ? 6 : 0, false) ||
+       !self.fits("torques", torques.joints.size(), torques.bases.size(), false))
+      return false;
+   if (!std::isfinite(dt))
+   {
+      Zq::Print::instance().write(Zq::Rejected,
+                                  "ZqMotionBatch::step(): the step, %g, is not finite.\n", dt);
+      return false;
+   }
+   self.setMotion(oldVelocities, torques);
+   self.job.dt = dt;
+   self.job.newQ = positions.joints.data();
+   self.job.newV = velocities.joints.data();
+   self.job.newPlacements = positions.bases.data();
+   self.job.newBaseV = velocities.bases.data();
+   return self.run(self.kernel().step);
 }
