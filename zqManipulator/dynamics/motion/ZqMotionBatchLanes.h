@@ -78,59 +78,77 @@ struct Work
 
 // Rows and packs
 
-/// The numbers of the block's rows by column; zeros for null.
-ZQ_MOTION_INLINE void loadColumns(const ZqReal* numbers, int width, const Block& block,
-                                  Lanes* columns)
+/// The rows of the block's states in an array.
+template <class Real>
+struct Rows
 {
-   if (numbers == nullptr)
-   {
-      for (int column = 0; column < width; ++column)
-         columns[column] = Lanes{};
-      return;
-   }
-   const ZqReal* rows[ZQ_MOTION_LANES];
-   for (int lane = 0; lane < ZQ_MOTION_LANES; ++lane)
-      rows[lane] = numbers + block.state(lane) * static_cast<std::size_t>(width);
-   for (int column = 0; column < width; ++column)
-      for (int lane = 0; lane < ZQ_MOTION_LANES; ++lane)
-         columns[column][lane] = rows[lane][column];
-}
+   Real* of[ZQ_MOTION_LANES];
 
-/// Columns into the block's rows, from a column on of rows that may be longer; to null goes nothing.
-ZQ_MOTION_INLINE void storeColumns(const Lanes* columns, int count, const Block& block,
-                                   std::size_t rowSize, ZqReal* numbers)
+   ZQ_MOTION_INLINE Rows(Real* numbers, std::size_t rowSize, const Block& block)
+   {
+      for (int lane = 0; lane < ZQ_MOTION_LANES; ++lane)
+         of[lane] = numbers + block.state(lane) * rowSize;
+   }
+   ZQ_MOTION_INLINE Lanes column(int i) const
+   {
+      Lanes pack{};
+      for (int lane = 0; lane < ZQ_MOTION_LANES; ++lane)
+         pack[lane] = of[lane][i];
+      return pack;
+   }
+   /// A state that stands in more than one lane is written more than once, with the same number.
+   ZQ_MOTION_INLINE void setColumn(int i, const Lanes& pack) const
+   {
+      for (int lane = 0; lane < ZQ_MOTION_LANES; ++lane)
+         of[lane][i] = pack[lane];
+   }
+};
+
+/// An array by joint; zeros for null.
+ZQ_MOTION_INLINE void loadJoints(const ZqReal* numbers, int n, const Block& block, Lanes* joints)
 {
    if (numbers == nullptr)
-      return;
-   for (int lane = 0; lane < block.count; ++lane)
    {
-      ZqReal* const row = numbers + block.state(lane) * rowSize;
-      for (int column = 0; column < count; ++column)
-         row[column] = columns[column][lane];
+      for (int i = 0; i < n; ++i)
+         joints[i] = Lanes{};
+      return;
    }
+   const Rows<const ZqReal> rows(numbers, static_cast<std::size_t>(n), block);
+   for (int i = 0; i < n; ++i)
+      joints[i] = rows.column(i);
+}
+ZQ_MOTION_INLINE void storeJoints(const Lanes* joints, int n, const Block& block, ZqReal* numbers)
+{
+   const Rows<ZqReal> rows(numbers, static_cast<std::size_t>(n), block);
+   for (int i = 0; i < n; ++i)
+      rows.setColumn(i, joints[i]);
 }
 
 /// Rows of six, linear first.
 ZQ_MOTION_INLINE Vec6<Lanes> loadVec6(const ZqReal* numbers, const Block& block)
 {
-   Lanes x[6];
-   loadColumns(numbers, 6, block, x);
-   return {{x[0], x[1], x[2]}, {x[3], x[4], x[5]}};
+   const Rows<const ZqReal> rows(numbers, 6, block);
+   return {{rows.column(0), rows.column(1), rows.column(2)},
+           {rows.column(3), rows.column(4), rows.column(5)}};
 }
 ZQ_MOTION_INLINE void storeVec6(const Vec6<Lanes>& v, const Block& block, ZqReal* numbers)
 {
+   const Rows<ZqReal> rows(numbers, 6, block);
    const Lanes x[] = {v.linear.x,  v.linear.y,  v.linear.z,
                       v.angular.x, v.angular.y, v.angular.z};
-   storeColumns(x, 6, block, 6, numbers);
+   for (int i = 0; i < 6; ++i)
+      rows.setColumn(i, x[i]);
 }
 
 /// Rows of seven, which may be parts of longer ones.
 ZQ_MOTION_INLINE void storeFrame(const Frame<Lanes>& frame, const Block& block, std::size_t rowSize,
                                  ZqReal* numbers)
 {
+   const Rows<ZqReal> rows(numbers, rowSize, block);
    const Lanes x[] = {frame.p.x, frame.p.y, frame.p.z, frame.q.w,
                       frame.q.x, frame.q.y, frame.q.z};
-   storeColumns(x, 7, block, rowSize, numbers);
+   for (int i = 0; i < 7; ++i)
+      rows.setColumn(i, x[i]);
 }
 
 // The states of a block
@@ -144,9 +162,9 @@ ZQ_MOTION_INLINE Frame<Lanes> loadBaseFrame(const BatchJob& job, const Block& bl
               {Constant<Lanes>::of(q.w), Constant<Lanes>::of(q.x), Constant<Lanes>::of(q.y),
                Constant<Lanes>::of(q.z)}};
    }
-   Lanes x[7];
-   loadColumns(job.placements, 7, block, x);
-   return {{x[0], x[1], x[2]}, {x[3], x[4], x[5], x[6]}};
+   const Rows<const ZqReal> rows(job.placements, 7, block);
+   return {{rows.column(0), rows.column(1), rows.column(2)},
+           {rows.column(3), rows.column(4), rows.column(5), rows.column(6)}};
 }
 
 /// What joints of other kinds do, state by state into the lanes. All members of a slot are of the scalar type.
@@ -173,28 +191,37 @@ void loadSlots(const BatchJob& job, const ZqReal* accelerations, const Block& bl
 ZQ_MOTION_INLINE void loadPositions(const BatchJob& job, const ZqReal* accelerations,
                                     const Block& block, Work& work)
 {
-   loadColumns(job.q, job.tree.count, block, work.q);
-   for (int i = 0; i < job.tree.count; ++i)
-      if (job.tree.joints[i].kind == JointKind::Revolute)
-      {
-         const CosineSine<Lanes> half = halfCosineSine(work.q[i]);
-         work.halfCos[i] = half.c;
-         work.halfSin[i] = half.s;
-      }
+   loadJoints(job.q, job.tree.count, block, work.q);
+   halfCosineSines(work.q, job.tree.count, work.halfCos, work.halfSin);
    if (job.tree.slots > 0)
       loadSlots(job, accelerations, block, work);
 }
 
-/// The motion of the base in its own axes; gravity is an upward acceleration. Accelerations are a null pointer
-/// for zeros.
+/// Six numbers a state, in the axes of the system, into those of the base; zeros for null.
+ZQ_MOTION_INLINE Vec6<Lanes> loadInBase(const ZqReal* numbers, const Frame<Lanes>& base,
+                                        const Block& block)
+{
+   if (numbers == nullptr)
+      return {zeroVec3<Lanes>(), zeroVec3<Lanes>()};
+   const Vec6<Lanes> x = loadVec6(numbers, block);
+   return {rotateBack(base.q, x.linear), rotateBack(base.q, x.angular)};
+}
+ZQ_MOTION_INLINE void storeInSystem(const Vec6<Lanes>& x, const Frame<Lanes>& base,
+                                    const Block& block, ZqReal* numbers)
+{
+   if (numbers != nullptr)
+      storeVec6({rotate(base.q, x.linear), rotate(base.q, x.angular)}, block, numbers);
+}
+
+/// The motion of the base in its own axes; gravity is an upward acceleration.
 ZQ_MOTION_INLINE void loadBaseMotion(const BatchJob& job, const ZqReal* accelerations,
                                      const Frame<Lanes>& base, const Block& block, Work& work)
 {
-   const Vec6<Lanes> V = loadVec6(job.baseV, block);
-   const Vec6<Lanes> A = loadVec6(accelerations, block);
-   work.motions[0].omega = rotateBack(base.q, V.angular);
-   work.motions[0].alpha = rotateBack(base.q, A.angular);
-   work.motions[0].a = rotateBack(base.q, A.linear + constant<Lanes>(job.upGravity));
+   const Vec6<Lanes> A = loadInBase(accelerations, base, block);
+   LinkMotion<Lanes>& motion = work.motions[0];
+   motion.omega = loadInBase(job.baseV, base, block).angular;
+   motion.alpha = A.angular;
+   motion.a = A.linear + rotateBack(base.q, constant<Lanes>(job.upGravity));
 }
 
 // What a batch does, block by block
@@ -222,17 +249,16 @@ void computeTorques(const BatchJob& job, const Block& block, Work& work)
    const int n = tree.count;
    const Frame<Lanes> base = loadBaseFrame(job, block);
    loadPositions(job, job.given, block, work);
-   loadColumns(job.v, n, block, work.v);
-   loadColumns(job.given, n, block, work.given);
+   loadJoints(job.v, n, block, work.v);
+   loadJoints(job.given, n, block, work.given);
    loadBaseMotion(job, job.baseGiven, base, block, work);
 
    turnJoints(tree, work.q, work.halfCos, work.halfSin, work.slots, work.turns);
    computeMotions(tree, work.turns, work.v, work.given, work.slots, work.motions);
-   computeBodyForces(tree, work.motions, work.forces);
+   computeBodyForces(tree, tree.bodies, work.motions, work.forces);
    gatherForces(tree, work.turns, work.slots, work.forces, work.result);
    for (int i = 0; i < n; ++i)
       work.result[i] += tree.joints[i].driveInertia * work.given[i];
-   storeColumns(work.result, n, block, static_cast<std::size_t>(n), job.result);
-   const LinkForce<Lanes>& force = work.forces[0];
-   storeVec6({rotate(base.q, force.f), rotate(base.q, force.n)}, block, job.baseResult);
+   storeJoints(work.result, n, block, job.result);
+   storeInSystem({work.forces[0].f, work.forces[0].n}, base, block, job.baseResult);
 }

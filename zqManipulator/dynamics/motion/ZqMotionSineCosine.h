@@ -85,9 +85,7 @@ inline constexpr ZqReal farAngle = 50000.0;
    k = x < 0.0 ? -k : k;
    int shift = 0;
    for (; shift < 127 && !(fraction >> 127); ++shift)
-   {
       fraction <<= 1;
-   }
    // In radians: two numbers of 53 bits.
    const Double product = (fraction >> 64) * halfPi;
    const ZqReal unit = __builtin_bit_cast(ZqReal, static_cast<Word>(1023 - 52 - shift) << 52);
@@ -114,8 +112,15 @@ template <class P>
    }
 }
 
+/// The lanes whose angles are not far.
 template <class P>
-ZQ_MOTION_INLINE ReducedAngle<P> reduceAngle(const P& x)
+ZQ_MOTION_INLINE PackBits<P> isNear(const P& x)
+{
+   return (x < farAngle) & (x > -farAngle);
+}
+
+template <class P>
+ZQ_MOTION_INLINE ReducedAngle<P> reduceNearAngle(const P& x)
 {
    // pi/2 in three parts, the first two of 38 bits: k has 15, so that the products are exact.
    constexpr ZqReal halfPi1 = 0x1.921fb54440000p+0;
@@ -130,11 +135,15 @@ ZQ_MOTION_INLINE ReducedAngle<P> reduceAngle(const P& x)
    const P x1 = x - k * halfPi1; // exact
    const P x2 = k * halfPi2;
    const P r = x1 - x2;
-   ReducedAngle<P> reduced{r, ((x1 - r) - x2) - k * halfPi3, (PackBits<P>)shifted};
-   if (__builtin_expect(!areAllSet((x < farAngle) & (x > -farAngle)), 0))
-   {
+   return {r, ((x1 - r) - x2) - k * halfPi3, (PackBits<P>)shifted};
+}
+
+template <class P>
+ZQ_MOTION_INLINE ReducedAngle<P> reduceAngle(const P& x)
+{
+   ReducedAngle<P> reduced = reduceNearAngle(x);
+   if (!areAllSet(isNear(x))) [[unlikely]]
       reduceFarLanes(x, reduced);
-   }
    return reduced;
 }
 
@@ -180,15 +189,21 @@ ZQ_MOTION_INLINE CosineSine<P> cosineSine(const P& x)
    return {(P)((Bits)c ^ (((angle.k + 1) & 2) << 62)), (P)((Bits)s ^ ((angle.k & 2) << 62))};
 }
 
+/// Of half the angle that was reduced.
+template <class P>
+ZQ_MOTION_INLINE CosineSine<P> halfCosineSineOf(const ReducedAngle<P>& half)
+{
+   const CosineSine<P> reduced = cosineSineOfReduced(half);
+   const PackBits<P> isOdd = -(half.k & 1);
+   return {choose<P>(isOdd, -reduced.s, reduced.c), choose<P>(isOdd, reduced.c, reduced.s)};
+}
+
 /// Of half an angle (rad), lane by lane; of the two signs that the pair may have as a quaternion, that in which
 /// the larger one is positive (either where the two are as large to 1e-11).
 template <IsPack P>
 ZQ_MOTION_INLINE CosineSine<P> halfCosineSine(const P& x)
 {
-   const ReducedAngle<P> angle = reduceAngle<P>(x * 0.5);
-   const CosineSine<P> reduced = cosineSineOfReduced(angle);
-   const PackBits<P> isOdd = -(angle.k & 1);
-   return {choose<P>(isOdd, -reduced.s, reduced.c), choose<P>(isOdd, reduced.c, reduced.s)};
+   return halfCosineSineOf(reduceAngle<P>(x * 0.5));
 }
 
 /// The same for a single angle.
@@ -203,7 +218,30 @@ ZQ_MOTION_INLINE CosineSine<ZqReal> halfCosineSine(ZqReal x)
    return {pair.c[0], pair.s[0]};
 }
 
-/// The same for n angles, two at a time: exactly n numbers are read and written each.
+/// Of half the angles of n packs. All are taken for near ones first, and computed again if one is not.
+template <IsPack P>
+ZQ_MOTION_INLINE void halfCosineSines(const P* q, int n, P* cosines, P* sines)
+{
+   PackBits<P> areNear = ~PackBits<P>{};
+   for (int i = 0; i < n; ++i)
+   {
+      const P half = q[i] * 0.5;
+      areNear &= isNear(half);
+      const CosineSine<P> result = halfCosineSineOf(reduceNearAngle(half));
+      cosines[i] = result.c;
+      sines[i] = result.s;
+   }
+   if (areAllSet(areNear)) [[likely]]
+      return;
+   for (int i = 0; i < n; ++i)
+   {
+      const CosineSine<P> result = halfCosineSine(q[i]);
+      cosines[i] = result.c;
+      sines[i] = result.s;
+   }
+}
+
+/// Of half of n angles, two at a time: exactly n numbers are read and written each.
 ZQ_MOTION_INLINE void halfCosineSines(const ZqReal* q, int n, ZqReal* cosines, ZqReal* sines)
 {
    int i = 0;
