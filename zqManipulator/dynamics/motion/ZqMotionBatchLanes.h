@@ -53,7 +53,7 @@ struct Work
    Articulated<Lanes>* articulated;
    Composite<Lanes>* composites;
    Place<Lanes>* places;
-   Vec6<Lanes>*axes, *axisForces;
+   Lanes *axes, *axisForces; ///< component k of joint i at [k n + i]
 
    ZQ_MOTION_INLINE Work(const Tree& tree, WorkSpace& space)
    {
@@ -71,8 +71,8 @@ struct Work
       articulated = space.take<Articulated<Lanes>>(n + 1);
       composites = space.take<Composite<Lanes>>(n + 1);
       places = space.take<Place<Lanes>>(n + 1);
-      axes = space.take<Vec6<Lanes>>(n);
-      axisForces = space.take<Vec6<Lanes>>(n);
+      axes = space.take<Lanes>(6 * n);
+      axisForces = space.take<Lanes>(6 * n);
    }
 };
 
@@ -255,10 +255,212 @@ void computeTorques(const BatchJob& job, const Block& block, Work& work)
 
    turnJoints(tree, work.q, work.halfCos, work.halfSin, work.slots, work.turns);
    computeMotions(tree, work.turns, work.v, work.given, work.slots, work.motions);
-   computeBodyForces(tree, tree.bodies, work.motions, work.forces);
+   computeBodyForces(tree, work.motions, work.forces);
    gatherForces(tree, work.turns, work.slots, work.forces, work.result);
    for (int i = 0; i < n; ++i)
-      work.result[i] += tree.joints[i].driveInertia * work.given[i];
+      work.result[i] += work.given[i] * tree.joints[i].driveInertia;
    storeJoints(work.result, n, block, job.result);
    storeInSystem({work.forces[0].f, work.forces[0].n}, base, block, job.baseResult);
 }
+
+/// The accelerations of joints, into `work.result`, and that of the base in its own axes, under the torques that
+/// are given.
+ZQ_MOTION_INLINE Vec6<Lanes> accelerate(const BatchJob& job, const Frame<Lanes>& base,
+                                        const Block& block, Work& work)
+{
+   const Tree& tree = job.tree;
+   loadPositions(job, nullptr, block, work);
+   loadJoints(job.v, tree.count, block, work.v);
+   loadJoints(job.given, tree.count, block, work.given);
+   loadBaseMotion(job, nullptr, base, block, work);
+
+   turnJoints(tree, work.q, work.halfCos, work.halfSin, work.slots, work.turns);
+   const Lanes* const none = nullptr;
+   computeMotions(tree, work.turns, work.v, none, work.slots, work.motions);
+   computeBodyForces(tree, work.motions, work.forces);
+   articulateBodies(tree, work.turns, work.slots, work.given, work.forces, work.articulated);
+   Articulated<Lanes>& whole = work.articulated[0];
+   whole.a = whole.alpha = zeroVec3<Lanes>();
+   if (job.isFree)
+   {
+      const Vec6<Lanes> F = loadInBase(job.baseGiven, base, block);
+      const LinkForce<Lanes>& bias = work.forces[0];
+      solveBase(whole, {F.linear - bias.f, F.angular - bias.n}, whole.a, whole.alpha);
+   }
+   accelerateJoints(tree, work.turns, work.slots, work.articulated, work.result);
+   return {whole.a, whole.alpha};
+}
+
+void computeAccelerations(const BatchJob& job, const Block& block, Work& work)
+{
+   const Frame<Lanes> base = loadBaseFrame(job, block);
+   const Vec6<Lanes> A = accelerate(job, base, block, work);
+   storeJoints(work.result, job.tree.count, block, job.result);
+   storeInSystem(A, base, block, job.baseResult);
+}
+
+ZQ_MOTION_INLINE Lanes squareRoot(Lanes x)
+{
+   for (int lane = 0; lane < ZQ_MOTION_LANES; ++lane)
+      x[lane] = __builtin_sqrt(x[lane]);
+   return x;
+}
+
+/// The turn by a rotation vector (rad).
+ZQ_MOTION_INLINE Quat<Lanes> exponential(const Vec3<Lanes>& r)
+{
+   const Lanes square = dot(r, r);
+   const Lanes angle = squareRoot(square);
+   const CosineSine<Lanes> half = cosineSine<Lanes>(angle * 0.5);
+   // Near zero, where the quotient is none, its series.
+   const Lanes series = 0.5 - square * (1.0 / 48.0 - square * (1.0 / 3840.0 - square / 645120.0));
+   const Vec3<Lanes> v = r * choose<Lanes>(square < 1e-4, series, half.s / angle);
+   return {half.c, v.x, v.y, v.z};
+}
+
+/// The base after a step: with the new velocity, as everywhere in the axes of the system.
+ZQ_MOTION_INLINE void stepBase(const BatchJob& job, Frame<Lanes> base, const Vec6<Lanes>& A,
+                               const Block& block)
+{
+   const Vec6<Lanes> turned{rotate(base.q, A.linear), rotate(base.q, A.angular)};
+   const Vec6<Lanes> V = loadVec6(job.baseV, block) + turned * job.dt;
+   base.p += V.linear * job.dt;
+   const Quat<Lanes> q = exponential(V.angular * job.dt) * base.q;
+   const Lanes scale = 1.0 / squareRoot((q.w * q.w + q.x * q.x) + (q.y * q.y + q.z * q.z));
+   base.q = {q.w * scale, q.x * scale, q.y * scale, q.z * scale};
+   storeVec6(V, block, job.newBaseV);
+   storeFrame(base, block, 7, job.newPlacements);
+}
+
+void computeStep(const BatchJob& job, const Block& block, Work& work)
+{
+   const Frame<Lanes> base = loadBaseFrame(job, block);
+   const Vec6<Lanes> A = accelerate(job, base, block, work);
+   for (int i = 0; i < job.tree.count; ++i)
+   {
+      work.v[i] += work.result[i] * job.dt;
+      work.q[i] += work.v[i] * job.dt;
+   }
+   storeJoints(work.v, job.tree.count, block, job.newV);
+   storeJoints(work.q, job.tree.count, block, job.newQ);
+   if (job.isFree)
+      stepBase(job, base, A, block);
+}
+
+/// A symmetric matrix of so many rows a state, one element after the other.
+struct MassMatrix
+{
+   Rows<ZqReal> rows;
+   int size;
+
+   ZQ_MOTION_INLINE MassMatrix(ZqReal* numbers, int rowCount, const Block& block)
+      : rows(numbers, static_cast<std::size_t>(rowCount) * static_cast<std::size_t>(rowCount),
+             block),
+        size(rowCount)
+   {
+   }
+   ZQ_MOTION_INLINE void set(int i, int j, const Lanes& x) const
+   {
+      rows.setColumn(i * size + j, x);
+      rows.setColumn(j * size + i, x);
+   }
+   ZQ_MOTION_INLINE void set(int i, int j, const Vec3<Lanes>& x) const
+   {
+      set(i, j, x.x);
+      set(i, j + 1, x.y);
+      set(i, j + 2, x.z);
+   }
+};
+
+/// The rows of a free base: the whole as one body, and its coupling with the joints.
+ZQ_MOTION_INLINE void storeBaseRows(const BatchJob& job, const Block& block, const Work& work,
+                                    const MassMatrix& M)
+{
+   const int n = job.tree.count;
+   const Quat<Lanes> q = loadBaseFrame(job, block).q;
+   // What turns the axes of the base into those of the system: its rows are columns of the matrix back.
+   const Lanes one = Constant<Lanes>::of(1.0);
+   const Lanes zero{};
+   const Vec3<Lanes> x = rotate(q, Vec3<Lanes>{one, zero, zero});
+   const Vec3<Lanes> y = rotate(q, Vec3<Lanes>{zero, one, zero});
+   const Vec3<Lanes> z = rotate(q, Vec3<Lanes>{zero, zero, one});
+   Turn<Lanes> turn;
+   turn.R = {x.x, y.x, z.x, x.y, y.y, z.y, x.z, y.z, z.z};
+   const GeneralAxes<Lanes> axes(*job.tree.joints, turn);
+   Composite<Lanes> whole = work.composites[0];
+   whole.h = axes.toParent(whole.h);
+   whole.S = axes.toParent(whole.S);
+   Lanes inertia[36];
+   writeInertia(whole, inertia);
+   for (int i = 0; i < 6; ++i)
+      for (int j = 0; j <= i; ++j)
+         M.set(i, j, inertia[6 * i + j]);
+   for (int i = 0; i < n; ++i)
+   {
+      const Lanes* const F = work.axisForces + i;
+      M.set(6 + i, 0, axes.toParent(Vec3<Lanes>{F[0], F[n], F[2 * n]}));
+      M.set(6 + i, 3, axes.toParent(Vec3<Lanes>{F[3 * n], F[4 * n], F[5 * n]}));
+   }
+}
+
+void computeMassMatrix(const BatchJob& job, const Block& block, Work& work)
+{
+   const Tree& tree = job.tree;
+   const int n = tree.count;
+   const int first = job.isFree ? 6 : 0;
+   loadPositions(job, nullptr, block, work);
+   turnJoints(tree, work.q, work.halfCos, work.halfSin, work.slots, work.turns);
+   composeBodies(tree, work.turns, work.composites);
+   placeInBase(tree, work.turns, work.places);
+   computeAxesAndForces(tree, work.places, work.composites, work.slots, work.axes, work.axisForces,
+                        static_cast<std::size_t>(n));
+   const MassMatrix M(job.result, first + n, block);
+   if (job.isFree)
+      storeBaseRows(job, block, work, M);
+   for (int i = 0; i < n; ++i)
+   {
+      const Lanes* const F = work.axisForces + i;
+      for (int j = 0; j <= i; ++j)
+      {
+         // Joints of different branches move each other through others alone.
+         Lanes element{};
+         const Lanes* const s = work.axes + j;
+         if (i < tree.joints[j].end)
+            element = (s[0] * F[0] + s[n] * F[n]) + (s[2 * n] * F[2 * n] + s[3 * n] * F[3 * n]) +
+                      (s[4 * n] * F[4 * n] + s[5 * n] * F[5 * n]);
+         if (i == j)
+            element += tree.joints[i].driveInertia;
+         M.set(first + i, first + j, element);
+      }
+   }
+}
+
+template <void (*computeBlock)(const BatchJob&, const Block&, Work&)>
+void forBlocks(const BatchJob& job, std::size_t first, std::size_t end, void* space)
+{
+   WorkSpace workSpace{static_cast<char*>(space)};
+   Work work(job.tree, workSpace);
+   for (std::size_t at = first; at < end; at += ZQ_MOTION_LANES)
+   {
+      const std::size_t left = end - at;
+      computeBlock(job, {at, left < ZQ_MOTION_LANES ? static_cast<int>(left) : ZQ_MOTION_LANES},
+                   work);
+   }
+}
+
+std::size_t workSize(const Tree& tree)
+{
+   WorkSpace counted{nullptr};
+   const Work work(tree, counted);
+   return counted.used;
+}
+} // namespace
+
+constinit const zqMotion::BatchKernel zqMotion::ZQ_MOTION_KERNEL = {
+   .lanes = ZQ_MOTION_LANES,
+   .workSize = workSize,
+   .frames = forBlocks<computeFrames>,
+   .inverseDynamics = forBlocks<computeTorques>,
+   .forwardDynamics = forBlocks<computeAccelerations>,
+   .massMatrix = forBlocks<computeMassMatrix>,
+   .step = forBlocks<computeStep>};
