@@ -255,7 +255,7 @@ void computeTorques(const BatchJob& job, const Block& block, Work& work)
 
    turnJoints(tree, work.q, work.halfCos, work.halfSin, work.slots, work.turns);
    computeMotions(tree, work.turns, work.v, work.given, work.slots, work.motions);
-   computeBodyForces(tree, work.motions, work.forces);
+   computeBodyForces(tree, tree.bodies, work.motions, work.forces);
    gatherForces(tree, work.turns, work.slots, work.forces, work.result);
    for (int i = 0; i < n; ++i)
       work.result[i] += work.given[i] * tree.joints[i].driveInertia;
@@ -277,7 +277,7 @@ ZQ_MOTION_INLINE Vec6<Lanes> accelerate(const BatchJob& job, const Frame<Lanes>&
    turnJoints(tree, work.q, work.halfCos, work.halfSin, work.slots, work.turns);
    const Lanes* const none = nullptr;
    computeMotions(tree, work.turns, work.v, none, work.slots, work.motions);
-   computeBodyForces(tree, work.motions, work.forces);
+   computeBodyForces(tree, tree.bodies, work.motions, work.forces);
    articulateBodies(tree, work.turns, work.slots, work.given, work.forces, work.articulated);
    Articulated<Lanes>& whole = work.articulated[0];
    whole.a = whole.alpha = zeroVec3<Lanes>();
@@ -386,7 +386,7 @@ ZQ_MOTION_INLINE void storeBaseRows(const BatchJob& job, const Block& block, con
    const Vec3<Lanes> z = rotate(q, Vec3<Lanes>{zero, zero, one});
    Turn<Lanes> turn;
    turn.R = {x.x, y.x, z.x, x.y, y.y, z.y, x.z, y.z, z.z};
-   const GeneralAxes<Lanes> axes(*job.tree.joints, turn);
+   const GeneralAxes<Lanes> axes(Joint{}, turn);
    Composite<Lanes> whole = work.composites[0];
    whole.h = axes.toParent(whole.h);
    whole.S = axes.toParent(whole.S);
