@@ -90,6 +90,7 @@ class ZqMatrixDTool;
 class ZqMechanicalActuatorComponent;
 class ZqMechanicalActuatorComponentContainer;
 class ZqModelEdit;
+class ZqMotionBatch;
 class ZqNonNegReal;
 class ZqOldJointActuator;
 class ZqOldManipulatorAttachmentMap;

@@ -134,8 +134,7 @@ ZQ_MOTION_INLINE Vec6<Lanes> loadVec6(const ZqReal* numbers, const Block& block)
 ZQ_MOTION_INLINE void storeVec6(const Vec6<Lanes>& v, const Block& block, ZqReal* numbers)
 {
    const Rows<ZqReal> rows(numbers, 6, block);
-   const Lanes x[] = {v.linear.x,  v.linear.y,  v.linear.z,
-                      v.angular.x, v.angular.y, v.angular.z};
+   const Lanes x[] = {v.linear.x, v.linear.y, v.linear.z, v.angular.x, v.angular.y, v.angular.z};
    for (int i = 0; i < 6; ++i)
       rows.setColumn(i, x[i]);
 }
@@ -145,8 +144,7 @@ ZQ_MOTION_INLINE void storeFrame(const Frame<Lanes>& frame, const Block& block, 
                                  ZqReal* numbers)
 {
    const Rows<ZqReal> rows(numbers, rowSize, block);
-   const Lanes x[] = {frame.p.x, frame.p.y, frame.p.z, frame.q.w,
-                      frame.q.x, frame.q.y, frame.q.z};
+   const Lanes x[] = {frame.p.x, frame.p.y, frame.p.z, frame.q.w, frame.q.x, frame.q.y, frame.q.z};
    for (int i = 0; i < 7; ++i)
       rows.setColumn(i, x[i]);
 }
