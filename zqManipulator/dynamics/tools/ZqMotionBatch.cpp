@@ -87,9 +87,19 @@ public:
    /// Begins an operation: counts the states by the positions, whose sizes have to fit.
    bool begin(const char* operation, Input positions);
    /// Whether an array is of the right size, or empty and may be; a message says that it is not.
-   bool fits(const char* name, std::size_t size, std::size_t width, bool mayBeEmpty);
-   /// Whether both arrays of rates, accelerations or torques are; a free base has the second.
-   bool fits(const char* name, std::size_t joints, std::size_t bases, bool isResult);
+   bool fits(const char* name, std::size_t size, std::size_t width, bool mayBeEmpty,
+             const char* whose = "joints") const;
+   /// Whether rates, accelerations or torques are; a free base has the second array.
+   bool fits(const char* name, Input given) const
+   {
+      return fits(name, given.joints.size(), dof(), true) &&
+             fits(name, given.bases.size(), job.isFree ? 6 : 0, true, "bases");
+   }
+   bool fits(const char* name, Output result) const
+   {
+      return fits(name, result.joints.size(), dof(), false) &&
+             fits(name, result.bases.size(), 6, true, "bases");
+   }
 
    void setMotion(Input velocities, Input given)
    {
@@ -152,26 +162,18 @@ bool ZqMotionBatch::Implementation::begin(const char* operation, Input positions
 
    m_states = dof() > 0 ? positions.joints.size() / dof() : positions.bases.size() / 7;
    return fits("positions", positions.joints.size(), dof(), false) &&
-          fits("placements of bases", positions.bases.size(), 7, !job.isFree);
+          fits("positions", positions.bases.size(), 7, !job.isFree, "bases");
 }
 
 bool ZqMotionBatch::Implementation::fits(const char* name, std::size_t size, std::size_t width,
-                                         bool mayBeEmpty)
+                                         bool mayBeEmpty, const char* whose) const
 {
    if (size == m_states * width || (mayBeEmpty && size == 0))
       return true;
    Zq::Print::instance().write(
-      Zq::Rejected, "ZqMotionBatch::%s(): %s: there are %zu numbers, where %zu states need %zu.\n",
-      m_operation, name, size, m_states, m_states * width);
+      Zq::Rejected, "ZqMotionBatch::%s(): %s of %s: %zu numbers, where %zu states need %zu.\n",
+      m_operation, name, whose, size, m_states, m_states * width);
    return false;
-}
-
-bool ZqMotionBatch::Implementation::fits(const char* name, std::size_t joints, std::size_t bases,
-                                         bool isResult)
-{
-   const ZqString basesName = ZqString(name) + " of bases";
-   return fits(name, joints, dof(), !isResult) &&
-          fits(basesName.c_str(), bases, job.isFree || isResult ? 6 : 0, true);
 }
 
 void ZqMotionBatch::Implementation::fillSlots(const void* model, const ZqReal* q, const ZqReal* v,
@@ -292,11 +294,8 @@ bool ZqMotionBatch::inverseDynamics(Input positions, Input velocities, Input acc
                                     Output torques)
 {
    Implementation& self = *m_implementation;
-   if (!self.begin("inverseDynamics", positions) ||
-       !self.fits("velocities", velocities.joints.size(), velocities.bases.size(), false) ||
-       !self.fits("accelerations", accelerations.joints.size(), accelerations.bases.size(),
-                  false) ||
-       !self.fits("torques", torques.joints.size(), torques.bases.size(), true))
+   if (!self.begin("inverseDynamics", positions) || !self.fits("velocities", velocities) ||
+       !self.fits("accelerations", accelerations) || !self.fits("torques", torques))
       return false;
    self.setMotion(velocities, accelerations);
    self.setResult(torques);
@@ -307,10 +306,8 @@ bool ZqMotionBatch::forwardDynamics(Input positions, Input velocities, Input tor
                                     Output accelerations)
 {
    Implementation& self = *m_implementation;
-   if (!self.begin("forwardDynamics", positions) ||
-       !self.fits("velocities", velocities.joints.size(), velocities.bases.size(), false) ||
-       !self.fits("torques", torques.joints.size(), torques.bases.size(), false) ||
-       !self.fits("accelerations", accelerations.joints.size(), accelerations.bases.size(), true))
+   if (!self.begin("forwardDynamics", positions) || !self.fits("velocities", velocities) ||
+       !self.fits("torques", torques) || !self.fits("accelerations", accelerations))
       return false;
    self.setMotion(velocities, torques);
    self.setResult(accelerations);
@@ -333,8 +330,8 @@ bool ZqMotionBatch::step(Output positions, Output velocities, Input torques, ZqR
    const Input oldVelocities{velocities.joints, velocities.bases};
    if (!self.begin("step", {positions.joints, positions.bases}) ||
        !self.fits("velocities", velocities.joints.size(), self.dof(), false) ||
-       !self.fits("velocities of bases", velocities.bases.size(), self.job.isFree ? 6 : 0, false) ||
-       !self.fits("torques", torques.joints.size(), torques.bases.size(), false))
+       !self.fits("velocities", velocities.bases.size(), self.job.isFree ? 6 : 0, false, "bases") ||
+       !self.fits("torques", torques))
       return false;
    if (!std::isfinite(dt))
    {
