@@ -43,6 +43,7 @@ struct WorkSpace
 
 struct Work
 {
+   ZqReal* zeros; ///< by joint, for arrays that are left out
    Slot<ZqReal>* slotsOfState;
    Slot<Lanes>* slots;
    Lanes *q, *halfCos, *halfSin, *v, *given, *result; ///< by joint
@@ -58,6 +59,7 @@ struct Work
    ZQ_MOTION_INLINE Work(const Tree& tree, WorkSpace& space)
    {
       const int n = tree.count;
+      zeros = space.take<ZqReal>(n);
       slotsOfState = space.take<Slot<ZqReal>>(tree.slots);
       slots = space.take<Slot<Lanes>>(tree.slots);
       for (Lanes** const array : {&q, &halfCos, &halfSin, &v, &given, &result})
@@ -104,19 +106,6 @@ struct Rows
    }
 };
 
-/// An array by joint; zeros for null.
-ZQ_MOTION_INLINE void loadJoints(const ZqReal* numbers, int n, const Block& block, Lanes* joints)
-{
-   if (numbers == nullptr)
-   {
-      for (int i = 0; i < n; ++i)
-         joints[i] = Lanes{};
-      return;
-   }
-   const Rows<const ZqReal> rows(numbers, static_cast<std::size_t>(n), block);
-   for (int i = 0; i < n; ++i)
-      joints[i] = rows.column(i);
-}
 ZQ_MOTION_INLINE void storeJoints(const Lanes* joints, int n, const Block& block, ZqReal* numbers)
 {
    const Rows<ZqReal> rows(numbers, static_cast<std::size_t>(n), block);
@@ -185,12 +174,39 @@ void loadSlots(const BatchJob& job, const ZqReal* accelerations, const Block& bl
    }
 }
 
-/// Joint positions and their half angles.
-ZQ_MOTION_INLINE void loadPositions(const BatchJob& job, const ZqReal* accelerations,
-                                    const Block& block, Work& work)
+/// Joint positions alone, and where they put the links.
+ZQ_MOTION_INLINE void loadPositions(const BatchJob& job, const Block& block, Work& work)
 {
-   loadJoints(job.q, job.tree.count, block, work.q);
-   halfCosineSines(work.q, job.tree.count, work.halfCos, work.halfSin);
+   const int n = job.tree.count;
+   const Rows<const ZqReal> q(job.q, static_cast<std::size_t>(n), block);
+   for (int i = 0; i < n; ++i)
+      work.q[i] = q.column(i);
+   halfCosineSines(work.q, n, work.halfCos, work.halfSin);
+   if (job.tree.slots > 0)
+      loadSlots(job, nullptr, block, work);
+}
+
+/// The same with velocities and what else is given by joint, which are accelerations or torques.
+ZQ_MOTION_INLINE void loadStates(const BatchJob& job, const ZqReal* accelerations,
+                                 const Block& block, Work& work)
+{
+   const int n = job.tree.count;
+   const auto rowSize = static_cast<std::size_t>(n);
+   const auto rowsOf = [&](const ZqReal* numbers)
+   {
+      return numbers != nullptr ? Rows<const ZqReal>(numbers, rowSize, block)
+                                : Rows<const ZqReal>(work.zeros, 0, block);
+   };
+   const Rows<const ZqReal> q = rowsOf(job.q);
+   const Rows<const ZqReal> v = rowsOf(job.v);
+   const Rows<const ZqReal> given = rowsOf(job.given);
+   for (int i = 0; i < n; ++i)
+   {
+      work.q[i] = q.column(i);
+      work.v[i] = v.column(i);
+      work.given[i] = given.column(i);
+   }
+   halfCosineSines(work.q, n, work.halfCos, work.halfSin);
    if (job.tree.slots > 0)
       loadSlots(job, accelerations, block, work);
 }
@@ -227,7 +243,7 @@ ZQ_MOTION_INLINE void loadBaseMotion(const BatchJob& job, const ZqReal* accelera
 void computeFrames(const BatchJob& job, const Block& block, Work& work)
 {
    const Tree& tree = job.tree;
-   loadPositions(job, nullptr, block, work);
+   loadPositions(job, block, work);
    work.frames[0] = loadBaseFrame(job, block);
    placeLinks(tree, work.q, work.halfCos, work.halfSin, work.slots, work.frames);
    const std::size_t rowSize = 7 * static_cast<std::size_t>(tree.count);
@@ -246,9 +262,7 @@ void computeTorques(const BatchJob& job, const Block& block, Work& work)
    const Tree& tree = job.tree;
    const int n = tree.count;
    const Frame<Lanes> base = loadBaseFrame(job, block);
-   loadPositions(job, job.given, block, work);
-   loadJoints(job.v, n, block, work.v);
-   loadJoints(job.given, n, block, work.given);
+   loadStates(job, job.given, block, work);
    loadBaseMotion(job, job.baseGiven, base, block, work);
 
    turnJoints(tree, work.q, work.halfCos, work.halfSin, work.slots, work.turns);
@@ -267,9 +281,7 @@ ZQ_MOTION_INLINE Vec6<Lanes> accelerate(const BatchJob& job, const Frame<Lanes>&
                                         const Block& block, Work& work)
 {
    const Tree& tree = job.tree;
-   loadPositions(job, nullptr, block, work);
-   loadJoints(job.v, tree.count, block, work.v);
-   loadJoints(job.given, tree.count, block, work.given);
+   loadStates(job, nullptr, block, work);
    loadBaseMotion(job, nullptr, base, block, work);
 
    turnJoints(tree, work.q, work.halfCos, work.halfSin, work.slots, work.turns);
@@ -406,7 +418,7 @@ void computeMassMatrix(const BatchJob& job, const Block& block, Work& work)
    const Tree& tree = job.tree;
    const int n = tree.count;
    const int first = job.isFree ? 6 : 0;
-   loadPositions(job, nullptr, block, work);
+   loadPositions(job, block, work);
    turnJoints(tree, work.q, work.halfCos, work.halfSin, work.slots, work.turns);
    composeBodies(tree, work.turns, work.composites);
    placeInBase(tree, work.turns, work.places);
@@ -438,6 +450,8 @@ void forBlocks(const BatchJob& job, std::size_t first, std::size_t end, void* sp
 {
    WorkSpace workSpace{static_cast<char*>(space)};
    Work work(job.tree, workSpace);
+   for (int i = 0; i < job.tree.count; ++i)
+      work.zeros[i] = 0.0;
    for (std::size_t at = first; at < end; at += ZQ_MOTION_LANES)
    {
       const std::size_t left = end - at;
