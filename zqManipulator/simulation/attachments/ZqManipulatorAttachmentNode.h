@@ -93,8 +93,7 @@ public:
    /// exist.
    ///
    /// The active states of manipulators on which others hang are moved to find these, and back: they
-   /// hold the same state afterwards, but not all that was derived from it. A tree answers one thread
-   /// at a time.
+   /// hold the same state afterwards, but not all that was derived from it.
    virtual bool
    calculateBaseLocations(const ZqXmlVectorType<ZqIndividualManipulator>& manipulators,
                           ZqXmlVectorType<ZqManipulatorActiveState>& activeStates,
@@ -157,9 +156,6 @@ private:
    ZqCoordinateSystemTransformation m_offset;
    ChildNodes m_childNodes;
    ZqManipulatorAttachmentNode* m_parentNode = nullptr; ///< not owned
-   /// One for each child; members only so that their memory is used again.
-   mutable std::vector<ZqPositionState> m_scratchPositions;
-   mutable std::vector<ZqVelocityState> m_scratchVelocities;
 };
 
 struct ZqManipulatorAttachmentNode::Moved
