@@ -233,11 +233,6 @@ void compareRow(const RandomScene& scene, const Arrays& states, const std::vecto
       ZqRealVector frame;
       Arrays::append(frame, scene.link(i).dhFrameInSystem(active.activePositionState()));
       const ZqReal* const values = results[Frames].row(FrameRows, row) + i * 7;
-      ZqReal product = 0.0;
-      for (std::size_t k = 3; k < 7; ++k)
-         product += values[k] * frame[k];
-      for (std::size_t k = 3; k < 7 && product < 0.0; ++k)
-         frame[k] = -frame[k];
       compareLists("frames", values, frame, 7);
    }
    compareLists("torques", results[Torques].row(Result, row),

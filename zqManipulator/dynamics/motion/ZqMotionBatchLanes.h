@@ -257,6 +257,32 @@ void computeFrames(const BatchJob& job, const Block& block, Work& work)
    }
 }
 
+/// The motions of links, and the forces that bodies take, link by link: in packs, it costs to fetch a motion once
+/// more. The force on the base is zero where nobody needs it. Null stands for joint accelerations of zero.
+ZQ_MOTION_INLINE void computeMotionsAndForces(const Tree& tree, const Lanes* accelerations,
+                                              bool isBaseNeeded, Work& work)
+{
+   LinkMotion<Lanes>& base = work.motions[0];
+   base.A = accelerationTensor(base.omega, base.alpha);
+   work.forces[0] = {zeroVec3<Lanes>(), zeroVec3<Lanes>()};
+   if (isBaseNeeded)
+      work.forces[0] = bodyForce(tree.bodies[0], base);
+   for (int i = 0; i < tree.count; ++i)
+   {
+      const Joint& joint = tree.joints[i];
+      const Lanes* const qdd = accelerations != nullptr ? accelerations + i : nullptr;
+      const LinkMotion<Lanes>& inboard = work.motions[joint.parent + 1];
+      LinkMotion<Lanes>& motion = work.motions[i + 1];
+      if (joint.isTwist)
+         computeMotion<TwistAxes<Lanes>>(joint, work.turns[i], work.v[i], qdd, work.slots, inboard,
+                                         motion);
+      else
+         computeMotion<GeneralAxes<Lanes>>(joint, work.turns[i], work.v[i], qdd, work.slots,
+                                           inboard, motion);
+      work.forces[i + 1] = bodyForce(tree.bodies[i + 1], motion);
+   }
+}
+
 void computeTorques(const BatchJob& job, const Block& block, Work& work)
 {
    const Tree& tree = job.tree;
@@ -266,8 +292,7 @@ void computeTorques(const BatchJob& job, const Block& block, Work& work)
    loadBaseMotion(job, job.baseGiven, base, block, work);
 
    turnJoints(tree, work.q, work.halfCos, work.halfSin, work.slots, work.turns);
-   computeMotions(tree, work.turns, work.v, work.given, work.slots, work.motions);
-   computeBodyForces(tree, tree.bodies, work.motions, work.forces);
+   computeMotionsAndForces(tree, work.given, job.baseResult != nullptr, work);
    gatherForces(tree, work.turns, work.slots, work.forces, work.result);
    for (int i = 0; i < n; ++i)
       work.result[i] += work.given[i] * tree.joints[i].driveInertia;
@@ -285,9 +310,7 @@ ZQ_MOTION_INLINE Vec6<Lanes> accelerate(const BatchJob& job, const Frame<Lanes>&
    loadBaseMotion(job, nullptr, base, block, work);
 
    turnJoints(tree, work.q, work.halfCos, work.halfSin, work.slots, work.turns);
-   const Lanes* const none = nullptr;
-   computeMotions(tree, work.turns, work.v, none, work.slots, work.motions);
-   computeBodyForces(tree, tree.bodies, work.motions, work.forces);
+   computeMotionsAndForces(tree, nullptr, job.isFree, work);
    articulateBodies(tree, work.turns, work.slots, work.given, work.forces, work.articulated);
    Articulated<Lanes>& whole = work.articulated[0];
    whole.a = whole.alpha = zeroVec3<Lanes>();

@@ -147,14 +147,12 @@ ZQ_MOTION_INLINE ReducedAngle<P> reduceAngle(const P& x)
    return reduced;
 }
 
-/// By Horner's scheme, the constant first.
-template <class P, int count>
-ZQ_MOTION_INLINE P polynomial(const P& z, const ZqReal (&coefficients)[count])
+/// Of six coefficients, the constant first, by pairs (Estrin 1960): a pack has to wait for half of the sums that
+/// it waits for by Horner's scheme.
+template <class P>
+ZQ_MOTION_INLINE P polynomial(const P& z, const P& zz, const ZqReal (&c)[6])
 {
-   P sum = z * coefficients[count - 1] + coefficients[count - 2];
-   for (int i = count - 3; i >= 0; --i)
-      sum = sum * z + coefficients[i];
-   return sum;
+   return (z * c[1] + c[0]) + zz * ((z * c[3] + c[2]) + zz * (z * c[5] + c[4]));
 }
 
 /// Of an angle in [-pi/4, pi/4], by the polynomials r + r^3 S(r^2) and 1 - r^2/2 + r^4 C(r^2) of least greatest
@@ -168,13 +166,14 @@ ZQ_MOTION_INLINE CosineSine<P> cosineSineOfReduced(const ReducedAngle<P>& angle)
                            -0x1.27e4f81a155a4p-22, 0x1.1ee9f761005b1p-29,  -0x1.8fb4cb09ca12fp-37};
    const P r = angle.r;
    const P z = r * r;
-   const P sineTail = polynomial(z, S);
-   const P cosineTail = polynomial(z, C);
+   const P zz = z * z;
+   const P sineTail = polynomial(z, zz, S);
+   const P cosineTail = polynomial(z, zz, C);
    const P half = 0.5 * z;
    const P leading = 1.0 - half;
    CosineSine<P> result;
    result.s = r + (angle.tail * leading + (r * z) * sineTail);
-   result.c = leading + (((1.0 - leading) - half) + ((z * z) * cosineTail - r * angle.tail));
+   result.c = leading + (((1.0 - leading) - half) + (zz * cosineTail - r * angle.tail));
    return result;
 }
 

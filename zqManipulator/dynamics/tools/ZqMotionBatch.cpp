@@ -198,8 +198,7 @@ bool ZqMotionBatch::Implementation::run(BatchKernel::Function function)
 {
    m_function = function;
    m_linesOfPart = (m_kernel->workSize(job.tree) + sizeof(WorkLine) - 1) / sizeof(WorkLine);
-   // Virtual functions of joints serve one thread at a time.
-   m_parts = job.tree.slots > 0 ? 1 : m_threads.count();
+   m_parts = m_threads.count();
    if (m_work.size() < m_linesOfPart * m_parts)
       m_work.resize(m_linesOfPart * m_parts);
    if (m_parts == 1)

@@ -70,8 +70,7 @@ public:
    InstructionSet instructionSet() const;
    /// False, with a message, when the processor does not have it.
    bool setInstructionSet(InstructionSet set);
-   /// The caller is one of them. Joints of classes that are not the library's are asked by the caller alone, and
-   /// such a model is left to it altogether.
+   /// How many threads share the states of a batch, the caller among them.
    ZqU32 threads() const;
    /// Zero stands for one. False, with a message, when the system has no more threads: then there are fewer.
    bool setThreads(ZqU32 count);
