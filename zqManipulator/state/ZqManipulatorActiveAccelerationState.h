@@ -33,7 +33,7 @@ public:
       resizeRecords(m_accelerationState.jointAccelerations().size());
       invalidateRecords();
    }
-   virtual const Records& linkAccelerationStates() const { return m_links; }
+   virtual const Records& linkAccelerationStates() const { return links(); }
 
    /// \name Values of one link
    /// By link index or `ZqBaseLinkIndex`; the index is not tested. A setter raises the flag.
@@ -93,9 +93,9 @@ public:
    }
    /// @}
 
-   virtual void setLinkAccelerationStates(const Records& states) { m_links = states; }
-   virtual const ZqLinkAccelerationState& baseAccelerationState() const { return m_base; }
-   virtual void setBaseAccelerationState(const ZqLinkAccelerationState& state) { m_base = state; }
+   virtual void setLinkAccelerationStates(const Records& states) { setLinks(states); }
+   virtual const ZqLinkAccelerationState& baseAccelerationState() const { return record(ZqBaseLinkIndex); }
+   virtual void setBaseAccelerationState(const ZqLinkAccelerationState& state) { record(ZqBaseLinkIndex) = state; }
    virtual void invalidateAll() { invalidateRecords(); }
    /// Flags and values stay as they are.
    virtual void resize(ZqU32 count) { resizeRecords(count); }

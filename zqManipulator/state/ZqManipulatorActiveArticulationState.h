@@ -21,42 +21,42 @@ public:
    }
    bool operator==(const ZqManipulatorActiveArticulationState&) const = default;
 
-   virtual const Records& linkArticulationStates() const { return m_links; }
-   virtual void setLinkArticulationStates(const Records& states) { m_links = states; }
-   virtual const ZqLinkArticulationState& baseArticulationState() const { return m_base; }
-   virtual void setBaseArticulationState(const ZqLinkArticulationState& state) { m_base = state; }
+   virtual const Records& linkArticulationStates() const { return links(); }
+   virtual void setLinkArticulationStates(const Records& states) { setLinks(states); }
+   virtual const ZqLinkArticulationState& baseArticulationState() const { return record(ZqBaseLinkIndex); }
+   virtual void setBaseArticulationState(const ZqLinkArticulationState& state) { record(ZqBaseLinkIndex) = state; }
    virtual const ZqArticulatedBodyDynamics& arbd(ZqU32 index) const
    {
-      return m_links[index].arbd();
+      return record(index).arbd();
    }
    virtual void setArbd(ZqU32 index, const ZqArticulatedBodyDynamics& arbd)
    {
-      m_links[index].setArbd(arbd);
+      record(index).setArbd(arbd);
    }
-   virtual void setBaseArbd(const ZqArticulatedBodyDynamics& arbd) { m_base.setArbd(arbd); }
+   virtual void setBaseArbd(const ZqArticulatedBodyDynamics& arbd) { record(ZqBaseLinkIndex).setArbd(arbd); }
    virtual const ZqGeneralMotion& supplementalDhAcceleration(ZqU32 index) const
    {
-      return m_links[index].supplementalDhAcceleration();
+      return record(index).supplementalDhAcceleration();
    }
    virtual void setSupplementalDhAcceleration(ZqU32 index, const ZqGeneralMotion& acceleration)
    {
-      m_links[index].setSupplementalDhAcceleration(acceleration);
+      record(index).setSupplementalDhAcceleration(acceleration);
    }
    virtual const ZqGeneralMotion& baseSupplementalDhAcceleration() const
    {
-      return m_base.supplementalDhAcceleration();
+      return record(ZqBaseLinkIndex).supplementalDhAcceleration();
    }
    virtual void setBaseSupplementalDhAcceleration(const ZqGeneralMotion& acceleration)
    {
-      m_base.setSupplementalDhAcceleration(acceleration);
+      record(ZqBaseLinkIndex).setSupplementalDhAcceleration(acceleration);
    }
    virtual ZqReal supplementalJointAcceleration(ZqU32 index) const
    {
-      return m_links[index].supplementalJointAcceleration();
+      return record(index).supplementalJointAcceleration();
    }
    virtual void setSupplementalJointAcceleration(ZqU32 index, ZqReal acceleration)
    {
-      m_links[index].setSupplementalJointAcceleration(acceleration);
+      record(index).setSupplementalJointAcceleration(acceleration);
    }
    virtual void invalidateAll() { invalidateRecords(); }
    /// Flags and values stay as they are.

@@ -26,7 +26,7 @@ public:
       resizeRecords(count);
       invalidateRecords();
    }
-   virtual const Records& linkForceStates() const { return m_links; }
+   virtual const Records& linkForceStates() const { return links(); }
    /// By link index or `ZqBaseLinkIndex`; the index is not tested.
    virtual const ZqGeneralForce& linkDhForceInLocal(ZqU32 index) const
    {
@@ -36,9 +36,9 @@ public:
    {
       record(index).setDhFrameForceInLocal(force);
    }
-   virtual void setLinkForceStates(const Records& states) { m_links = states; }
-   virtual const ZqLinkForceState& baseForceState() const { return m_base; }
-   virtual void setBaseForceState(const ZqLinkForceState& state) { m_base = state; }
+   virtual void setLinkForceStates(const Records& states) { setLinks(states); }
+   virtual const ZqLinkForceState& baseForceState() const { return record(ZqBaseLinkIndex); }
+   virtual void setBaseForceState(const ZqLinkForceState& state) { record(ZqBaseLinkIndex) = state; }
    /// By link index or `ZqBaseLinkIndex`. For any other index a message is logged, and the answer is
    /// a description that is not valid.
    virtual const ZqExternalForceDescription& externalForceDescription(ZqU32 index) const;

@@ -22,10 +22,10 @@ public:
    }
    bool operator==(const ZqManipulatorActiveMassState&) const = default;
 
-   virtual const Records& linkMassStates() const { return m_links; }
-   virtual void setLinkMassStates(const Records& states) { m_links = states; }
-   virtual const ZqLinkMassState& baseMassState() const { return m_base; }
-   virtual void setBaseMassState(const ZqLinkMassState& state) { m_base = state; }
+   virtual const Records& linkMassStates() const { return links(); }
+   virtual void setLinkMassStates(const Records& states) { setLinks(states); }
+   virtual const ZqLinkMassState& baseMassState() const { return record(ZqBaseLinkIndex); }
+   virtual void setBaseMassState(const ZqLinkMassState& state) { record(ZqBaseLinkIndex) = state; }
    /// By link index or `ZqBaseLinkIndex`; the index is not tested.
    virtual const ZqRigidBodyMassProperties& crbi(ZqU32 index) const { return record(index).crbi(); }
    virtual void setCrbi(ZqU32 index, const ZqRigidBodyMassProperties& crbi)

@@ -32,27 +32,27 @@ public:
       resizeRecords(m_positionState.jointPositions().size());
       invalidateRecords();
    }
-   virtual const Records& linkPositionStates() const { return m_links; }
+   virtual const Records& linkPositionStates() const { return links(); }
    /// The index is below the number of links: `ZqBaseLinkIndex` is not taken here.
    virtual void setLinkPositionState(ZqU32 index, const ZqCoordinateSystemTransformation& dhFrame,
                                      const ZqCoordinateSystemTransformation& primaryFrame)
    {
-      setLocation(m_links[index], dhFrame, primaryFrame);
+      setLocation(record(index), dhFrame, primaryFrame);
    }
    virtual void setDhTransform(ZqU32 index, const ZqCoordinateSystemTransformation& transformation)
    {
-      ZqLinkPositionState& link = m_links[index];
+      ZqLinkPositionState& link = record(index);
       link.setDhTransform(transformation);
       link.setDhTransformValid(true);
    }
-   virtual void setLinkPositionStates(const Records& states) { m_links = states; }
-   virtual const ZqLinkPositionState& basePositionState() const { return m_base; }
+   virtual void setLinkPositionStates(const Records& states) { setLinks(states); }
+   virtual const ZqLinkPositionState& basePositionState() const { return record(ZqBaseLinkIndex); }
    virtual void setBaseLinkPositionState(const ZqCoordinateSystemTransformation& dhFrame,
                                          const ZqCoordinateSystemTransformation& primaryFrame)
    {
-      setLocation(m_base, dhFrame, primaryFrame);
+      setLocation(record(ZqBaseLinkIndex), dhFrame, primaryFrame);
    }
-   virtual void setBasePositionState(const ZqLinkPositionState& state) { m_base = state; }
+   virtual void setBasePositionState(const ZqLinkPositionState& state) { record(ZqBaseLinkIndex) = state; }
    virtual void invalidateAll() { invalidateRecords(); }
    /// Has the base be placed there from now on; when it stood elsewhere, clears all flags.
    void setPlacement(const ZqCoordinateSystemTransformation& frame)

@@ -31,8 +31,8 @@ public:
       resizeRecords(m_velocityState.jointVelocities().size());
       invalidateRecords();
    }
-   virtual Records& linkVelocityStates() { return m_links; }
-   virtual const Records& linkVelocityStates() const { return m_links; }
+   virtual Records& linkVelocityStates() { return links(); }
+   virtual const Records& linkVelocityStates() const { return links(); }
 
    /// \name Values of one link
    /// By link index or `ZqBaseLinkIndex`; the index is not tested. A setter raises the flag.
@@ -89,10 +89,10 @@ public:
    }
    /// @}
 
-   virtual void setLinkVelocityStates(const Records& states) { m_links = states; }
-   virtual ZqLinkVelocityState& baseVelocityState() { return m_base; }
-   virtual const ZqLinkVelocityState& baseVelocityState() const { return m_base; }
-   virtual void setBaseVelocityState(const ZqLinkVelocityState& state) { m_base = state; }
+   virtual void setLinkVelocityStates(const Records& states) { setLinks(states); }
+   virtual ZqLinkVelocityState& baseVelocityState() { return record(ZqBaseLinkIndex); }
+   virtual const ZqLinkVelocityState& baseVelocityState() const { return record(ZqBaseLinkIndex); }
+   virtual void setBaseVelocityState(const ZqLinkVelocityState& state) { record(ZqBaseLinkIndex) = state; }
    virtual void invalidateAll() { invalidateRecords(); }
    /// Flags and values stay as they are.
    virtual void resize(ZqU32 count) { resizeRecords(count); }

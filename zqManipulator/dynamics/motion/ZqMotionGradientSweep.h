@@ -1,5 +1,6 @@
 #pragma once
 
+#include "zqManipulator/dynamics/motion/ZqMotionPack.h"
 #include "zqManipulator/dynamics/motion/ZqMotionTree.h"
 
 // Gradients of inverse dynamics in closed form (Carpentier and Mansard 2018; as sums over subtrees: Singh,
@@ -203,17 +204,14 @@ ZQ_MOTION_INLINE Body bodyInBase(const Place<ZqReal>& X, const Body& body)
    return {body.m, Rh + mp, S};
 }
 
-/// trace(S) E - S, times w.
-ZQ_MOTION_INLINE Vec3<ZqReal> secondMomentTimes(const Sym3<ZqReal>& S, const Vec3<ZqReal>& w)
+/// The inertia times a motion: the momentum, its angular part about the base's origin. The second moment is
+/// trace(S) E - S.
+template <class Inertial, class T>
+ZQ_MOTION_INLINE Vec6<T> inertiaTimes(const Inertial& body, const Vec6<T>& v)
 {
-   return w * ((S.xx + S.yy) + S.zz) - S * w;
-}
-/// The inertia times a motion: the momentum, its angular part about the base's origin.
-template <class Inertial>
-ZQ_MOTION_INLINE Vec6<ZqReal> inertiaTimes(const Inertial& body, const Vec6<ZqReal>& v)
-{
+   const Sym3<ZqReal>& S = body.S;
    return {v.linear * body.m - cross(body.h, v.angular),
-           secondMomentTimes(body.S, v.angular) + cross(body.h, v.linear)};
+           (v.angular * ((S.xx + S.yy) + S.zz) - S * v.angular) + cross(body.h, v.linear)};
 }
 
 /// What a body adds to the sums over subtrees.
@@ -262,10 +260,11 @@ ZQ_MOTION_INLINE void add(SubtreeSums& a, const SubtreeSums& b)
 }
 
 /// 2 B times a motion that turns by w: the Coriolis force, twice the integral of w x v and of r x (w x v).
-ZQ_MOTION_INLINE Vec6<ZqReal> twiceCoriolis(const SubtreeSums& sums, const Vec3<ZqReal>& w)
+template <class T>
+ZQ_MOTION_INLINE Vec6<T> twiceCoriolis(const SubtreeSums& sums, const Vec3<T>& w)
 {
    const ZqReal trace = (sums.Q.xx + sums.Q.yy) + sums.Q.zz;
-   return Vec6<ZqReal>{cross(w, sums.p), w * trace - sums.Q * w} * 2.0;
+   return Vec6<T>{cross(w, sums.p), w * trace - sums.Q * w} * 2.0;
 }
 /// (2 B)^T times a motion: twice the integral of v x (velocity of the point in that motion), angular.
 ZQ_MOTION_INLINE Vec3<ZqReal> twiceCoriolisTransposed(const SubtreeSums& sums,
@@ -299,14 +298,8 @@ inline void gatherGradients(const Tree& tree, const ZqReal* qdd, ZqReal* torques
 }
 
 /// Two numbers of neighbouring joints.
-using JointPair [[gnu::vector_size(16)]] = ZqReal;
+using JointPair = Pack<2>;
 
-ZQ_MOTION_INLINE JointPair pairAt(const ZqReal* columns)
-{
-   JointPair pair;
-   __builtin_memcpy(&pair, columns, sizeof pair);
-   return pair;
-}
 ZQ_MOTION_INLINE void spread(const ZqReal* columns, int stride, JointPair* v, int count)
 {
    for (int k = 0; k < count; ++k)
@@ -314,8 +307,8 @@ ZQ_MOTION_INLINE void spread(const ZqReal* columns, int stride, JointPair* v, in
 }
 ZQ_MOTION_INLINE JointPair dot3(const JointPair* v, const ZqReal* columns, int stride)
 {
-   return (v[0] * pairAt(columns) + v[1] * pairAt(columns + stride)) +
-          v[2] * pairAt(columns + 2 * stride);
+   return (v[0] * loadPack<JointPair>(columns) + v[1] * loadPack<JointPair>(columns + stride)) +
+          v[2] * loadPack<JointPair>(columns + 2 * stride);
 }
 ZQ_MOTION_INLINE JointPair dot6(const JointPair* v, const ZqReal* columns, int stride)
 {

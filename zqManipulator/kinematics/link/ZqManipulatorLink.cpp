@@ -230,6 +230,7 @@ void ZqManipulatorLink::setJointActuator(const ZqJointActuator& actuator)
 {
    m_jointActuator = actuator;
    m_jointActuator.setManipulatorLink(this);
+   modelChanges();
 }
 
 void ZqManipulatorLink::setChildLinks(const ChildLinks& links)

@@ -184,11 +184,13 @@ public:
    virtual void setSpringProperties(const ZqSpringProperties& properties)
    {
       m_springProperties = properties;
+      modelChanges();
    }
    virtual const ZqDamperProperties& damperProperties() const { return m_damperProperties; }
    virtual void setDamperProperties(const ZqDamperProperties& properties)
    {
       m_damperProperties = properties;
+      modelChanges();
    }
    /// @}
 
@@ -433,6 +435,7 @@ private:
    void lendChildren();
    void treeChanges() noexcept;
    void labelChanges() noexcept;
+   void modelChanges() noexcept;
    void leaveManipulator() noexcept;
    ZqOldJointActuator& oldJointActuator();
    ZqJointActuatorContainer& oldJointActuatorContainer();

@@ -58,6 +58,7 @@ void ZqManipulatorLink::updateDHMassProperties()
 {
    m_massPropertiesInDHFrame = m_massProperties;
    m_massPropertiesInDHFrame.transformBy(m_linkKinematicsContainer.primaryFrame());
+   modelChanges();
 }
 
 bool ZqManipulatorLink::replaceMassProperties(const ZqString& label,

@@ -3,6 +3,7 @@
 #include "zqManipulator/foundation/log/ZqDiagnostic.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
+#include "zqManipulator/kinematics/manipulator/ZqMotionPlanOf.h"
 #include "zqManipulator/state/ZqManipulatorActivePositionState.h"
 
 #include <algorithm>
@@ -66,6 +67,8 @@ void ZqIndividualManipulator::takeMapsFrom(ZqIndividualManipulator& other,
                                            bool mapsAreRight) noexcept
 {
    m_concreteReference = this;
+   modelIsNew();
+   other.modelIsNew();
    m_staleness = mapsAreRight ? 0 : TreeChanged;
    if (!mapsAreRight)
    {
@@ -164,6 +167,7 @@ bool ZqIndividualManipulator::numberLinks()
 {
    if (m_record != nullptr)
       followUnknownChange();
+   modelIsNew();
    m_linkPointerVector.clear();
    m_linkPointerMap.clear();
    return mapManipulator(m_linkPointerVector, m_linkPointerMap);
@@ -220,12 +224,39 @@ void ZqIndividualManipulator::rebuildMaps()
       Zq::Print::instance().report(diagnostic);
 }
 
+/// Several threads may ask at once, as for the maps.
+void ZqIndividualManipulator::rebuildPlan() const
+{
+   const auto& links = linkPointerVector();
+   const std::scoped_lock lock(mapsLock);
+   const std::uint64_t version = modelVersion();
+   if (m_planVersion == version)
+      return;
+   m_plan = std::make_shared<const ZqMotionPlan>(zqMotionPlanOf(links, this));
+   m_planVersion.store(version, std::memory_order_release);
+}
+
+void ZqIndividualManipulator::modelIsNew() noexcept
+{
+   // Of all manipulators, so that the greater of two versions changes whenever one of them does.
+   static constinit std::atomic<std::uint64_t> lastVersion = 0;
+   m_modelVersion = ++lastVersion;
+}
+
 // What links tell their manipulator about changes
 
 void ZqManipulatorLink::treeChanges() noexcept
 {
+   if (m_manipulator == nullptr)
+      return;
+   m_manipulator->m_staleness |= ZqIndividualManipulator::TreeChanged;
+   m_manipulator->modelIsNew();
+}
+
+void ZqManipulatorLink::modelChanges() noexcept
+{
    if (m_manipulator != nullptr)
-      m_manipulator->m_staleness |= ZqIndividualManipulator::TreeChanged;
+      m_manipulator->modelIsNew();
 }
 
 void ZqManipulatorLink::labelChanges() noexcept
@@ -620,6 +651,7 @@ bool ZqIndividualManipulator::configureManipulatorReference(Manipulators& manipu
 void ZqIndividualManipulator::bindReference(ZqIndividualManipulator* model)
 {
    m_concreteReference = model != nullptr ? model : this;
+   modelIsNew();
    if (!isReference())
       return;
    setReferenceLink(m_concreteReference);

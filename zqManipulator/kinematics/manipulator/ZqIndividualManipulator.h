@@ -6,6 +6,8 @@
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
 
 #include <atomic>
+#include <cstdint>
+#include <memory>
 #include <set>
 
 class ZqAccelerationState;
@@ -14,6 +16,7 @@ class ZqMassMatrixTool;
 class ZqPlane;
 class ZqPositionState;
 class ZqVelocityState;
+struct ZqMotionPlan;
 
 /// One kinematic tree of a system, which is itself the root link of the tree: its base.
 ///
@@ -313,6 +316,16 @@ public:
       if (m_concreteReference != this)
          dhFrameInSystem(activeState);
    }
+   /// The tree of the concrete reference, with the base of this one, as the plain numbers that all motion is
+   /// computed from. It is made when it is first asked for after a change, behind a lock: several threads
+   /// may ask at once. What was returned before is not valid any more then; whoever keeps it shares it.
+   const ZqMotionPlan& motionPlan() const
+   {
+      if (!planIsRight())
+         rebuildPlan();
+      return *m_plan;
+   }
+   std::shared_ptr<const ZqMotionPlan> sharedMotionPlan() const { return motionPlan(), m_plan; }
    /// Sorts the two: the first becomes the greater one. True.
    static bool makeIndicesCompatible(ZqU32& a, ZqU32& b);
    /// Hides the link's operation, after which the tree would have to be mapped.
@@ -370,6 +383,17 @@ private:
       return *this;
    }
    void rebuildMaps();
+   void modelIsNew() noexcept;
+   bool planIsRight() const
+   {
+      m_concreteReference->bringMapsUpToDate();
+      return m_planVersion.load(std::memory_order_acquire) == modelVersion();
+   }
+   std::uint64_t modelVersion() const noexcept
+   {
+      return std::max(m_modelVersion, m_concreteReference->m_modelVersion);
+   }
+   void rebuildPlan() const;
    void fillCollisionTest();
    bool lentChildrenChanged() const;
    void childrenAreLent(const ZqManipulatorLink& lender);
@@ -387,6 +411,9 @@ private:
    bool m_labelsChangeTogether = false;
    Record* m_record = nullptr;                          ///< not owned
    ZqIndividualManipulator* m_concreteReference = this; ///< not owned
+   std::uint64_t m_modelVersion = 0;                    ///< grows with each change of the own tree
+   mutable std::atomic<std::uint64_t> m_planVersion = ~std::uint64_t{0}; ///< what the plan was made of
+   mutable std::shared_ptr<const ZqMotionPlan> m_plan;
    mutable ZqPropagationResultData m_propagationResult; ///< scratch
 };
 

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "zqManipulator/dynamics/motion/ZqMotionTree.h"
+
+#include <cstdint>
+#include <vector>
+
+/// A manipulator as plain numbers: what `zqMotion::Tree` looks into. It does not change once it is made, and
+/// serves any number of threads.
+struct ZqMotionPlan
+{
+   std::vector<zqMotion::Joint> joints;
+   std::vector<zqMotion::Body> bodies; ///< that of the base first
+   std::vector<ZqU32> slotLinks;       ///< the links whose joints are of the kind `Slot`
+   int depth = 0;
+   bool anyPrismatic = false;
+   bool anySpringOrDamper = false;
+   bool anyDrive = false; ///< a mechanical component at any joint
+   /// A drive of a class that is not the library's: its inertia may depend on the position.
+   bool anyOwnDrive = false;
+   std::uint64_t serial = 0; ///< of no other plan
+
+   zqMotion::Tree tree() const noexcept
+   {
+      return {static_cast<int>(joints.size()), depth,         static_cast<int>(slotLinks.size()),
+              anyPrismatic,                    joints.data(), bodies.data()};
+   }
+};

@@ -1,0 +1,132 @@
+#include "zqManipulator/kinematics/manipulator/ZqMotionPlanOf.h"
+
+#include "zqManipulator/actuation/ZqDcElectricMotor.h"
+#include "zqManipulator/actuation/ZqHydraulicCylinder.h"
+#include "zqManipulator/kinematics/joint/ZqJointAxis.h"
+#include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
+#include "zqManipulator/state/ZqEpoch.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <typeinfo>
+
+namespace
+{
+using namespace zqMotion;
+
+/// A body that stands in a DH frame, in the axis frame. The integral of r r^T follows from the second
+/// moment I: trace(I) / 2 E - I.
+Body bodyOf(ZqRigidBodyMassProperties masses, const ZqJointAxis* axis)
+{
+   if (axis != nullptr && axis->hasDhOffset)
+      masses.transformBy(axis->dhFrame);
+   const ZqSecondMoment& I = masses.secondMoment();
+   const ZqReal half = 0.5 * (I.xx() + I.yy() + I.zz());
+   return {masses.mass(),
+           plain(masses.firstMoment()),
+           {half - I.xx(), half - I.yy(), half - I.zz(), -I.xy(), -I.xz(), -I.yz()}};
+}
+
+bool isTwist(const Mat3<ZqReal>& E)
+{
+   constexpr ZqReal rounding = 2.0 * std::numeric_limits<ZqReal>::epsilon();
+   return std::abs(E.xy) < rounding && std::abs(E.xz) < rounding && E.xx > 0.0;
+}
+
+/// Takes out of a turn about x alone what is rounding.
+void straighten(Joint& joint)
+{
+   Quat<ZqReal>& q = joint.EAsQuat;
+   const ZqReal length = std::hypot(q.w, q.x);
+   q = {q.w / length, q.x / length, 0.0, 0.0};
+   const ZqReal norm = std::hypot(joint.E.zz, joint.E.zy);
+   joint.cosTwist = joint.E.zz / norm;
+   joint.sinTwist = joint.E.zy / norm;
+   joint.E = {1.0, 0.0, 0.0, 0.0, joint.cosTwist, -joint.sinTwist,
+              0.0, joint.sinTwist, joint.cosTwist};
+}
+
+void setPlacement(Joint& joint, const ZqJointAxis& axis, const ZqJointAxis* parent)
+{
+   ZqCoordinateSystemTransformation X = axis.inInboard;
+   if (parent != nullptr && parent->hasDhOffset)
+      X = parent->dhFrame * X;
+   joint.kind = axis.kind;
+   joint.E = matrixOf(X.orientation());
+   joint.p = plain(X.translation());
+   joint.EAsQuat = plain(X.orientation());
+   joint.cosTwist = 1.0;
+   joint.sinTwist = 0.0;
+   joint.isTwist = axis.kind != JointKind::Slot && isTwist(joint.E);
+   if (joint.isTwist)
+      straighten(joint);
+   joint.hasDhOffset = axis.hasDhOffset;
+   joint.B = matrixOf(axis.dhFrame.orientation());
+   joint.pB = plain(axis.dhFrame.translation());
+   joint.BAsQuat = plain(axis.dhFrame.orientation());
+}
+
+/// Whether a drive is one of the library's, whose inertia is the same in every position.
+bool isOwnDrive(const ZqMechanicalActuatorComponent& drive)
+{
+   return typeid(drive) != typeid(ZqMechanicalActuatorComponent) &&
+          typeid(drive) != typeid(ZqDcElectricMotor) &&
+          typeid(drive) != typeid(ZqHydraulicCylinder);
+}
+
+void setDrive(const ZqManipulatorLink& link, Joint& joint, ZqMotionPlan& plan)
+{
+   joint.driveInertia = link.jointActuator().effectiveInertia(0.0);
+   if (const auto* drive = link.jointActuator().mechanicalComponentContainer().topElement())
+   {
+      plan.anyDrive = true;
+      plan.anyOwnDrive = plan.anyOwnDrive || isOwnDrive(*drive);
+   }
+   plan.anySpringOrDamper = plan.anySpringOrDamper || !link.springProperties().isEmpty() ||
+                            !link.damperProperties().isEmpty();
+}
+} // namespace
+
+ZqMotionPlan zqMotionPlanOf(const std::vector<ZqManipulatorLink*>& links,
+                            const ZqManipulatorLink* base)
+{
+   ZqMotionPlan plan;
+   plan.serial = zqNextEpoch();
+   plan.joints.resize(links.size());
+   plan.bodies.resize(links.size() + 1);
+   if (base != nullptr)
+      plan.bodies[0] = bodyOf(base->massPropertiesInDHFrame(), nullptr);
+   std::vector<ZqJointAxis> axes(links.size());
+   for (std::size_t i = 0; i < links.size(); ++i)
+   {
+      const ZqManipulatorLink& link = *links[i];
+      Joint& joint = plan.joints[i];
+      const ZqManipulatorLink* const parentLink = link.parentLink();
+      const std::size_t parent = parentLink != nullptr ? parentLink->linkIndex() : i;
+      const bool isRoot = parent >= i;
+      joint.parent = isRoot ? -1 : static_cast<int>(parent);
+      joint.depth = isRoot ? 0 : plan.joints[parent].depth + 1;
+      joint.end = static_cast<int>(i) + 1;
+      plan.depth = std::max(plan.depth, joint.depth + 1);
+      // The joint as the parent sees it.
+      axes[i] = ZqJointAxis::of(link.linkKinematicsContainer());
+      setPlacement(joint, axes[i], isRoot ? nullptr : &axes[parent]);
+      joint.slot = -1;
+      if (joint.kind == JointKind::Slot)
+      {
+         joint.slot = static_cast<int>(plan.slotLinks.size());
+         plan.slotLinks.push_back(static_cast<ZqU32>(i));
+      }
+      plan.anyPrismatic = plan.anyPrismatic || joint.kind == JointKind::Prismatic;
+      plan.bodies[i + 1] = bodyOf(link.massPropertiesInDHFrame(), &axes[i]);
+      setDrive(link, joint, plan);
+   }
+   for (std::size_t i = links.size(); i-- > 0;)
+      if (plan.joints[i].parent >= 0)
+      {
+         Joint& parent = plan.joints[static_cast<std::size_t>(plan.joints[i].parent)];
+         parent.end = std::max(parent.end, plan.joints[i].end);
+      }
+   return plan;
+}
