@@ -92,6 +92,9 @@ struct GradientMatrix
 
 inline namespace ZQ_MOTION_TARGET
 {
+/// Two numbers side by side: of neighbouring joints, or of two vectors of one joint.
+using JointPair = Pack<2>;
+
 ZQ_MOTION_INLINE Vec3<ZqReal> vec3At(const ZqReal* columns, int stride)
 {
    return {columns[0], columns[stride], columns[2 * stride]};
@@ -274,6 +277,24 @@ ZQ_MOTION_INLINE Vec3<ZqReal> twiceCoriolisTransposed(const SubtreeSums& sums,
    return (cross(sums.p, s.linear) + s.angular * trace - transposeTimes(sums.Q, s.angular)) * 2.0;
 }
 
+/// Two vectors in the lanes of one, and back.
+ZQ_MOTION_INLINE Vec3<JointPair> beside(const Vec3<ZqReal>& a, const Vec3<ZqReal>& b)
+{
+   return {JointPair{a.x, b.x}, JointPair{a.y, b.y}, JointPair{a.z, b.z}};
+}
+ZQ_MOTION_INLINE Vec6<JointPair> beside(const Vec6<ZqReal>& a, const Vec6<ZqReal>& b)
+{
+   return {beside(a.linear, b.linear), beside(a.angular, b.angular)};
+}
+ZQ_MOTION_INLINE Vec3<ZqReal> lane(const Vec3<JointPair>& v, int i)
+{
+   return {v.x[i], v.y[i], v.z[i]};
+}
+ZQ_MOTION_INLINE Vec6<ZqReal> lane(const Vec6<JointPair>& v, int i)
+{
+   return {lane(v.linear, i), lane(v.angular, i)};
+}
+
 /// Sums over the subtrees, from the tips inwards, and what the gradients need of each. Answers the torques
 /// as inverse dynamics does; the force on the base is left in its sum.
 inline void gatherGradients(const Tree& tree, const ZqReal* qdd, ZqReal* torques,
@@ -289,16 +310,14 @@ inline void gatherGradients(const Tree& tree, const ZqReal* qdd, ZqReal* torques
       torques[i] = dot(s, sums.f) + tree.joints[i].driveInertia * qdd[i];
       put(work.momentum + i, stride, inertiaTimes(sums, s));
       put(work.coriolis + i, stride, twiceCoriolisTransposed(sums, s));
-      put(work.forceByPosition + i, stride,
-          inertiaTimes(sums, sDotDot) + twiceCoriolis(sums, sDot.angular) + crossForce(s, sums.f));
-      put(work.forceByVelocity + i, stride,
-          inertiaTimes(sums, sDot) * 2.0 + twiceCoriolis(sums, s.angular));
+      // By position and by velocity: I S'' + 2 B S' beside I 2 S' + 2 B S.
+      const Vec6<JointPair> forces = inertiaTimes(sums, beside(sDotDot, sDot * 2.0)) +
+                                     twiceCoriolis(sums, beside(sDot.angular, s.angular));
+      put(work.forceByPosition + i, stride, lane(forces, 0) + crossForce(s, sums.f));
+      put(work.forceByVelocity + i, stride, lane(forces, 1));
       add(work.sums[tree.joints[i].parent + 1], sums);
    }
 }
-
-/// Two numbers of neighbouring joints.
-using JointPair = Pack<2>;
 
 ZQ_MOTION_INLINE void spread(const ZqReal* columns, int stride, JointPair* v, int count)
 {
