@@ -13,6 +13,11 @@
 #endif
 #define ZQ_MOTION_INLINE [[gnu::always_inline]] inline
 
+/// Before the instantiations of a sweep for real numbers, which are compiled once, in ZqMotionSweeps.cpp.
+#ifndef ZQ_MOTION_SWEEP
+#define ZQ_MOTION_SWEEP extern
+#endif
+
 namespace zqMotion
 {
 template <class T>
@@ -158,11 +163,56 @@ ZQ_MOTION_INLINE auto operator*(const Sym3<A>& S, const Vec3<B>& v)
                                      (S.xy * v.x + S.yy * v.y) + S.yz * v.z,
                                      (S.xz * v.x + S.yz * v.y) + S.zz * v.z};
 }
+template <class A, class B>
+ZQ_MOTION_INLINE auto operator*(const Mat3<A>& M, const Mat3<B>& N)
+{
+   using T = decltype(M.xx * N.xx);
+   const Vec3<T> x = M * Vec3<B>{N.xx, N.yx, N.zx};
+   const Vec3<T> y = M * Vec3<B>{N.xy, N.yy, N.zy};
+   const Vec3<T> z = M * Vec3<B>{N.xz, N.yz, N.zz};
+   return Mat3<T>{x.x, y.x, z.x, x.y, y.y, z.y, x.z, y.z, z.z};
+}
+template <class T>
+ZQ_MOTION_INLINE Mat3<T>& operator+=(Mat3<T>& a, const Mat3<T>& b)
+{
+   a = {a.xx + b.xx, a.xy + b.xy, a.xz + b.xz, a.yx + b.yx, a.yy + b.yy,
+        a.yz + b.yz, a.zx + b.zx, a.zy + b.zy, a.zz + b.zz};
+   return a;
+}
 template <class T>
 ZQ_MOTION_INLINE Sym3<T>& operator+=(Sym3<T>& a, const Sym3<T>& b)
 {
    a = {a.xx + b.xx, a.yy + b.yy, a.zz + b.zz, a.xy + b.xy, a.xz + b.xz, a.yz + b.yz};
    return a;
+}
+
+/// The third column of a rotation: the axis of a joint in the axes of its parent.
+template <class T>
+ZQ_MOTION_INLINE Vec3<T> axisZ(const Mat3<T>& R)
+{
+   return {R.xz, R.yz, R.zz};
+}
+/// A vector turned by a unit quaternion: v + 2 (w r x v + r x (r x v)).
+template <class T>
+ZQ_MOTION_INLINE Vec3<T> rotate(const Quat<T>& q, const Vec3<T>& v)
+{
+   const Vec3<T> r{q.x, q.y, q.z};
+   const Vec3<T> t = cross(r, v);
+   return v + (t * q.w + cross(r, t)) * 2.0;
+}
+/// v turned back: by the conjugate.
+template <class T>
+ZQ_MOTION_INLINE Vec3<T> rotateBack(const Quat<T>& q, const Vec3<T>& v)
+{
+   return rotate(Quat<T>{q.w, -q.x, -q.y, -q.z}, v);
+}
+template <class A, class B>
+ZQ_MOTION_INLINE auto operator*(const Quat<A>& p, const Quat<B>& q)
+{
+   return Quat<decltype(p.w * q.w)>{(p.w * q.w - p.x * q.x) - (p.y * q.y + p.z * q.z),
+                                    (p.w * q.x + p.x * q.w) + (p.y * q.z - p.z * q.y),
+                                    (p.w * q.y + p.y * q.w) + (p.z * q.x - p.x * q.z),
+                                    (p.w * q.z + p.z * q.w) + (p.x * q.y - p.y * q.x)};
 }
 } // namespace ZQ_MOTION_TARGET
 } // namespace zqMotion

@@ -19,19 +19,19 @@ enum class JointKind : unsigned char
 /// A joint, constant in the model.
 struct Joint
 {
-   int parent;           ///< -1 for the base
-   int end;              ///< one past the last link of the subtree
-   int depth;            ///< the number of joints between this one and the base
-   int slot;             ///< its number among the joints of kind `Slot`; -1 for any other
+   int parent; ///< -1 for the base
+   int end;    ///< one past the last link of the subtree
+   int depth;  ///< the number of joints between this one and the base
+   int slot;   ///< its number among the joints of kind `Slot`; -1 for any other
    JointKind kind;
-   bool isTwist;         ///< E turns about x alone, by the angle of cosTwist and sinTwist
+   bool isTwist;         ///< E turns about x alone, by the angle of cosTwist; not for a `Slot`
    bool hasDhOffset;     ///< B is not the identity
    Mat3<ZqReal> E;       ///< the axis frame at q = 0 in that of the parent
    Vec3<ZqReal> p;       ///< its origin (m)
    Quat<ZqReal> EAsQuat; ///< E as a quaternion
    ZqReal cosTwist, sinTwist;
-   ZqReal driveInertia;  ///< what the drive adds to the inertia at the joint (kg m^2, or kg)
-   Mat3<ZqReal> B;       ///< the DH frame in the axis frame
+   ZqReal driveInertia; ///< what the drive adds to the inertia at the joint (kg m^2, or kg)
+   Mat3<ZqReal> B;      ///< the DH frame in the axis frame
    Vec3<ZqReal> pB;
    Quat<ZqReal> BAsQuat;
 };
@@ -49,21 +49,21 @@ struct Body
 template <class T>
 struct Slot
 {
-   Mat3<T> R;      ///< the DH frame in the axis frame of the parent
+   Mat3<T> R; ///< the DH frame in the axis frame of the parent
    Vec3<T> p;
    Quat<T> RAsQuat;
-   Vec6<T> s;      ///< the motion of a unit velocity
-   Vec6<T> v;      ///< the velocity that the joint adds
-   Vec6<T> bias;   ///< the acceleration that it adds at a joint acceleration of zero: velocity products
-   Vec6<T> a;      ///< the acceleration that it adds
+   Vec6<T> s;    ///< the motion of a unit velocity
+   Vec6<T> v;    ///< the velocity that the joint adds
+   Vec6<T> bias; ///< the acceleration that it adds at a joint acceleration of zero
+   Vec6<T> a;    ///< the acceleration that it adds
 };
 
 /// A model, or its first links where a state has fewer joints. Owns nothing.
 struct Tree
 {
-   int count;          ///< of links below the base
-   int depth;          ///< one more than the greatest depth of a joint; 0 without joints
-   int slots;          ///< joints of the kind `Slot`
+   int count; ///< of links below the base
+   int depth; ///< one more than the greatest depth of a joint; 0 without joints
+   int slots; ///< joints of the kind `Slot`
    bool anyPrismatic;
    const Joint* joints;
    const Body* bodies; ///< that of the base first: link i has number i + 1
@@ -92,7 +92,7 @@ struct BaseMotion
 {
    Frame<T> frame;   ///< in the system
    Vec3<T> v, omega; ///< velocity of the origin, angular velocity
-   Vec3<T> a, alpha; ///< acceleration of the origin, which carries gravity as an upward one; angular
+   Vec3<T> a, alpha; ///< acceleration of the origin, with gravity as an upward part; angular
 };
 
 /// The motion of a link: of the origin of its axis frame, in its axes.
@@ -125,12 +125,12 @@ struct Composite
 template <class T>
 struct Articulated
 {
-   Sym3<T> M;      ///< from linear accelerations to forces
-   Mat3<T> H;      ///< from linear accelerations to moments
-   Sym3<T> I;      ///< from angular accelerations to moments
-   Vec6<T> gain;   ///< U / d: the inertia times the joint's unit motion, over d
-   T inversePivot; ///< 1 / d, where d is the inertia at the joint; zero where that is zero
-   T u;            ///< the joint's acceleration at an inboard frame at rest
+   Sym3<T> M;        ///< from linear accelerations to forces
+   Mat3<T> H;        ///< from linear accelerations to moments
+   Sym3<T> I;        ///< from angular accelerations to moments
+   Vec6<T> gain;     ///< U / d: the inertia times the joint's unit motion, over d
+   T inversePivot;   ///< 1 / d, where d is the inertia at the joint; zero where that is zero
+   T u;              ///< the joint's acceleration at an inboard frame at rest
    Vec3<T> a, alpha; ///< the acceleration that torques add
 };
 

@@ -1,0 +1,344 @@
+#include "zqManipulator/dynamics/motion/ZqMotionGradientSweep.h"
+
+#include "zqManipulator/dynamics/motion/ZqMotionPack.h"
+
+namespace zqMotion
+{
+inline namespace ZQ_MOTION_TARGET
+{
+namespace
+{
+/// Two numbers side by side: of neighbouring joints, or of two vectors of one joint.
+using JointPair = Pack<2>;
+
+/// v x* f: the same for a force.
+ZQ_MOTION_INLINE Vec6<ZqReal> crossForce(const Vec6<ZqReal>& v, const Vec6<ZqReal>& f)
+{
+   return {cross(v.angular, f.linear), cross(v.angular, f.angular) + cross(v.linear, f.linear)};
+}
+
+ZQ_MOTION_INLINE Vec6<ZqReal> forceInBase(const Place<ZqReal>& X, const LinkForce<ZqReal>& force)
+{
+   const Vec3<ZqReal> f = X.R * force.f;
+   return {f, X.R * force.n + cross(X.p, f)};
+}
+
+/// S of a joint.
+ZQ_MOTION_INLINE Vec6<ZqReal> unitMotion(const Joint& joint, const Place<ZqReal>& X,
+                                         const Slot<ZqReal>* slots)
+{
+   if (joint.kind == JointKind::Slot)
+      return motionInBase(X, slots[joint.slot].s);
+   const Vec3<ZqReal> z = axisZ(X.R);
+   return joint.kind == JointKind::Revolute ? Vec6<ZqReal>{cross(X.p, z), z}
+                                            : Vec6<ZqReal>{z, zeroVec3<ZqReal>()};
+}
+
+/// The rate of S in the axes of the DH frame. The bias of the joint is this times qd, and, as the
+/// acceleration of a point, the inward one of a joint that turns about a distant axis.
+ZQ_MOTION_INLINE Vec6<ZqReal> ownRateOfUnitMotion(const Place<ZqReal>& X, const Slot<ZqReal>& slot,
+                                                  ZqReal qd)
+{
+   if (qd == 0.0)
+      return {zeroVec3<ZqReal>(), zeroVec3<ZqReal>()};
+   const Vec6<ZqReal> bias{slot.bias.linear - cross(slot.v.angular, slot.v.linear),
+                           slot.bias.angular};
+   return motionInBase(X, bias * (1.0 / qd));
+}
+} // namespace
+
+void moveInBase(const Tree& tree, const BaseMotion<ZqReal>& base, const Place<ZqReal>* places,
+                const Slot<ZqReal>* slots, const ZqReal* qd, const ZqReal* qdd,
+                const GradientWork& work)
+{
+   const int stride = work.stride;
+   work.motions[0] = {{zeroVec3<ZqReal>(), base.omega}, {base.a, base.alpha}};
+   for (int i = 0; i < tree.count; ++i)
+   {
+      const Joint& joint = tree.joints[i];
+      const SpatialState parent = work.motions[joint.parent + 1];
+      const Vec6<ZqReal> s = unitMotion(joint, places[i + 1], slots);
+      Vec6<ZqReal> sDot = crossMotion(parent.v, s);
+      Vec6<ZqReal> sDotDot = crossMotion(parent.a, s) + crossMotion(parent.v, sDot);
+      if (joint.kind == JointKind::Slot)
+         sDot += ownRateOfUnitMotion(places[i + 1], slots[joint.slot], qd[i]);
+      const ZqReal acceleration = qdd != nullptr ? qdd[i] : 0.0;
+      work.motions[i + 1] = {parent.v + s * qd[i], parent.a + s * acceleration + sDot * qd[i]};
+      put(work.s + i, stride, s);
+      put(work.sDot + i, stride, sDot);
+      put(work.sDotDot + i, stride, sDotDot);
+   }
+}
+
+namespace
+{
+/// What a body adds to the sums over subtrees.
+ZQ_MOTION_INLINE SubtreeSums sumsOf(const Body& body, const SpatialState& motion)
+{
+   const Vec3<ZqReal>& v = motion.v.linear;
+   const Vec3<ZqReal>& w = motion.v.angular;
+   const Vec3<ZqReal>& h = body.h;
+   const Sym3<ZqReal>& S = body.S;
+   SubtreeSums sums{body.m, h, S, v * body.m + cross(w, h), {}, {}};
+   // The velocity of a point is v + w x r.
+   const Vec3<ZqReal> ofX = cross(w, Vec3<ZqReal>{S.xx, S.xy, S.xz});
+   const Vec3<ZqReal> ofY = cross(w, Vec3<ZqReal>{S.xy, S.yy, S.yz});
+   const Vec3<ZqReal> ofZ = cross(w, Vec3<ZqReal>{S.xz, S.yz, S.zz});
+   Mat3<ZqReal>& Q = sums.Q;
+   Q = {v.x * h.x + ofX.x, v.x * h.y + ofY.x, v.x * h.z + ofZ.x,
+        v.y * h.x + ofX.y, v.y * h.y + ofY.y, v.y * h.z + ofZ.y,
+        v.z * h.x + ofX.z, v.z * h.y + ofY.z, v.z * h.z + ofZ.z};
+   // The force is the rate of the momentum (p, L), which is carried along: I A + V x* (p, L).
+   const Vec3<ZqReal> L{Q.zy - Q.yz, Q.xz - Q.zx, Q.yx - Q.xy};
+   sums.f = inertiaTimes(body, motion.a) + crossForce(motion.v, {sums.p, L});
+   return sums;
+}
+} // namespace
+
+void weighBodies(const Tree& tree, const Place<ZqReal>* places, const LinkForce<ZqReal>* external,
+                 const GradientWork& work)
+{
+   for (int i = 0; i <= tree.count; ++i)
+   {
+      work.sums[i] = sumsOf(bodyInBase(places[i], tree.bodies[i]), work.motions[i]);
+      if (external != nullptr)
+         work.sums[i].f += forceInBase(places[i], external[i]) * -1.0;
+   }
+}
+
+namespace
+{
+ZQ_MOTION_INLINE void add(SubtreeSums& a, const SubtreeSums& b)
+{
+   a.m += b.m;
+   a.h += b.h;
+   a.S += b.S;
+   a.p += b.p;
+   a.Q = {a.Q.xx + b.Q.xx, a.Q.xy + b.Q.xy, a.Q.xz + b.Q.xz, a.Q.yx + b.Q.yx, a.Q.yy + b.Q.yy,
+          a.Q.yz + b.Q.yz, a.Q.zx + b.Q.zx, a.Q.zy + b.Q.zy, a.Q.zz + b.Q.zz};
+   a.f += b.f;
+}
+
+/// 2 B times a motion that turns by w: the Coriolis force, twice the integral of w x v and of r x (w x v).
+template <class T>
+ZQ_MOTION_INLINE Vec6<T> twiceCoriolis(const SubtreeSums& sums, const Vec3<T>& w)
+{
+   const ZqReal trace = (sums.Q.xx + sums.Q.yy) + sums.Q.zz;
+   return Vec6<T>{cross(w, sums.p), w * trace - sums.Q * w} * 2.0;
+}
+
+/// (2 B)^T times a motion: twice the integral of v x (velocity of the point in that motion), angular.
+ZQ_MOTION_INLINE Vec3<ZqReal> twiceCoriolisTransposed(const SubtreeSums& sums,
+                                                      const Vec6<ZqReal>& s)
+{
+   const ZqReal trace = (sums.Q.xx + sums.Q.yy) + sums.Q.zz;
+   return (cross(sums.p, s.linear) + s.angular * trace - transposeTimes(sums.Q, s.angular)) * 2.0;
+}
+
+/// Two vectors in the lanes of one, and back.
+ZQ_MOTION_INLINE Vec3<JointPair> beside(const Vec3<ZqReal>& a, const Vec3<ZqReal>& b)
+{
+   return {JointPair{a.x, b.x}, JointPair{a.y, b.y}, JointPair{a.z, b.z}};
+}
+
+ZQ_MOTION_INLINE Vec6<JointPair> beside(const Vec6<ZqReal>& a, const Vec6<ZqReal>& b)
+{
+   return {beside(a.linear, b.linear), beside(a.angular, b.angular)};
+}
+
+ZQ_MOTION_INLINE Vec3<ZqReal> lane(const Vec3<JointPair>& v, int i)
+{
+   return {v.x[i], v.y[i], v.z[i]};
+}
+
+ZQ_MOTION_INLINE Vec6<ZqReal> lane(const Vec6<JointPair>& v, int i)
+{
+   return {lane(v.linear, i), lane(v.angular, i)};
+}
+} // namespace
+
+void gatherGradients(const Tree& tree, const ZqReal* qdd, ZqReal* torques, const GradientWork& work)
+{
+   const int stride = work.stride;
+   for (int i = tree.count; i-- > 0;)
+   {
+      const SubtreeSums& sums = work.sums[i + 1];
+      const Vec6<ZqReal> s = vec6At(work.s + i, stride);
+      const Vec6<ZqReal> sDot = vec6At(work.sDot + i, stride);
+      const Vec6<ZqReal> sDotDot = vec6At(work.sDotDot + i, stride);
+      torques[i] = dot(s, sums.f) + tree.joints[i].driveInertia * qdd[i];
+      put(work.momentum + i, stride, inertiaTimes(sums, s));
+      put(work.coriolis + i, stride, twiceCoriolisTransposed(sums, s));
+      // By position and by velocity: I S'' + 2 B S' beside I 2 S' + 2 B S.
+      const Vec6<JointPair> forces = inertiaTimes(sums, beside(sDotDot, sDot * 2.0)) +
+                                     twiceCoriolis(sums, beside(sDot.angular, s.angular));
+      put(work.forceByPosition + i, stride, lane(forces, 0) + crossForce(s, sums.f));
+      put(work.forceByVelocity + i, stride, lane(forces, 1));
+      add(work.sums[tree.joints[i].parent + 1], sums);
+   }
+}
+
+namespace
+{
+ZQ_MOTION_INLINE void spread(const ZqReal* columns, int stride, JointPair* v, int count)
+{
+   for (int k = 0; k < count; ++k)
+      v[k] = JointPair{columns[k * stride], columns[k * stride]};
+}
+
+ZQ_MOTION_INLINE JointPair dot3(const JointPair* v, const ZqReal* columns, int stride)
+{
+   return (v[0] * loadPack<JointPair>(columns) + v[1] * loadPack<JointPair>(columns + stride)) +
+          v[2] * loadPack<JointPair>(columns + 2 * stride);
+}
+
+ZQ_MOTION_INLINE JointPair dot6(const JointPair* v, const ZqReal* columns, int stride)
+{
+   return dot3(v, columns, stride) + dot3(v + 3, columns + 3 * stride, stride);
+}
+
+/// Side by side in a row, the second number only if there is one.
+ZQ_MOTION_INLINE void storeRow(ZqReal* to, JointPair pair, bool both)
+{
+   to[0] = pair[0];
+   if (both)
+      to[1] = pair[1];
+}
+
+ZQ_MOTION_INLINE void storeColumn(ZqReal* to, int rowLength, JointPair pair, bool both)
+{
+   to[0] = pair[0];
+   if (both)
+      to[rowLength] = pair[1];
+}
+
+/// What a joint i and its subtree have to do with each other: of row i the elements in the columns of the
+/// subtree, and of column i those in its rows.
+inline void writeSubtree(const GradientWork& work, int i, int end, const GradientMatrix& byPosition,
+                         const GradientMatrix& byVelocity)
+{
+   const int stride = work.stride;
+   JointPair s[6];
+   JointPair sDot[6];
+   JointPair sDotDot[6];
+   spread(work.s + i, stride, s, 6);
+   spread(work.sDot + i, stride, sDot, 6);
+   spread(work.sDotDot + i, stride, sDotDot, 6);
+   for (int j = i; j < end; j += 2)
+   {
+      const bool both = j + 1 < end;
+      const ZqReal* const momentum = work.momentum + j;
+      const ZqReal* const coriolis = work.coriolis + j;
+      storeRow(byPosition.ofJoints(i, j), dot6(s, work.forceByPosition + j, stride), both);
+      storeRow(byVelocity.ofJoints(i, j), dot6(s, work.forceByVelocity + j, stride), both);
+      storeColumn(byPosition.ofJoints(j, i), byPosition.rowLength,
+                  dot6(sDotDot, momentum, stride) + dot3(sDot + 3, coriolis, stride), both);
+      const JointPair half = dot6(sDot, momentum, stride);
+      storeColumn(byVelocity.ofJoints(j, i), byVelocity.rowLength,
+                  half + half + dot3(s + 3, coriolis, stride), both);
+   }
+}
+
+/// Zeros for joints on different branches.
+inline void clearBetweenBranches(const Tree& tree, const GradientMatrix& matrix)
+{
+   for (int i = 0; i < tree.count; ++i)
+   {
+      const Joint& joint = tree.joints[i];
+      ZqReal* const row = matrix.ofJoints(i, 0);
+      if (joint.depth < i)
+         for (int j = 0; j < i; ++j)
+            row[j] = 0.0;
+      for (int j = joint.end; j < tree.count; ++j)
+         row[j] = 0.0;
+   }
+}
+} // namespace
+
+void writeGradients(const Tree& tree, const GradientWork& work, const GradientMatrix& byPosition,
+                    const GradientMatrix& byVelocity)
+{
+   clearBetweenBranches(tree, byPosition);
+   clearBetweenBranches(tree, byVelocity);
+   for (int i = 0; i < tree.count; ++i)
+      writeSubtree(work, i, tree.joints[i].end, byPosition, byVelocity);
+}
+
+void writeInertia(const Tree& tree, const GradientWork& work, const GradientMatrix& M)
+{
+   const int stride = work.stride;
+   clearBetweenBranches(tree, M);
+   for (int i = 0; i < tree.count; ++i)
+   {
+      const int end = tree.joints[i].end;
+      JointPair s[6];
+      spread(work.s + i, stride, s, 6);
+      for (int j = i; j < end; j += 2)
+      {
+         const bool both = j + 1 < end;
+         const JointPair pair = dot6(s, work.momentum + j, stride);
+         storeRow(M.ofJoints(i, j), pair, both);
+         storeColumn(M.ofJoints(j, i), M.rowLength, pair, both);
+      }
+      *M.ofJoints(i, i) += tree.joints[i].driveInertia;
+   }
+}
+
+namespace
+{
+/// One row in the columns of a free base: that of a force whose I S and 2 B^T S are given.
+///
+/// The base turns by a small rotation d about its axes, while its velocity and acceleration stay as they are
+/// in the system: in its own axes they change by omega x d, and so on. Its translation changes nothing, nor
+/// does its velocity.
+inline void writeBaseColumns(const BaseMotion<ZqReal>& base, const Vec6<ZqReal>& momentum,
+                             const Vec3<ZqReal>& coriolis, ZqReal* byPosition, ZqReal* byVelocity)
+{
+   // S' of a base that turns about e is omega x e.
+   const Vec3<ZqReal> v = cross(momentum.angular, base.omega) + coriolis;
+   const Vec3<ZqReal> q =
+      cross(v, base.omega) + cross(momentum.linear, base.a) + cross(momentum.angular, base.alpha);
+   const auto write = [](ZqReal* to, const Vec3<ZqReal>& angular)
+   {
+      to[0] = to[1] = to[2] = 0.0;
+      put(to + 3, 1, angular);
+   };
+   write(byPosition, q);
+   write(byVelocity, v);
+}
+} // namespace
+
+void writeBaseGradients(const Tree& tree, const BaseMotion<ZqReal>& base, const GradientWork& work,
+                        const GradientMatrix& byPosition, const GradientMatrix& byVelocity)
+{
+   const int stride = work.stride;
+   for (int k = 0; k < 6; ++k)
+   {
+      const Vec6<ZqReal> e = baseDirection(k);
+      ZqReal* const q = byPosition.row(k);
+      ZqReal* const v = byVelocity.row(k);
+      writeBaseColumns(base, inertiaTimes(work.sums[0], e),
+                       twiceCoriolisTransposed(work.sums[0], e), q, v);
+      for (int j = 0; j < tree.count; ++j)
+      {
+         q[6 + j] = work.forceByPosition[k * stride + j];
+         v[6 + j] = work.forceByVelocity[k * stride + j];
+      }
+   }
+   for (int i = 0; i < tree.count; ++i)
+      writeBaseColumns(base, vec6At(work.momentum + i, stride), vec3At(work.coriolis + i, stride),
+                       byPosition.row(6 + i), byVelocity.row(6 + i));
+}
+
+void writeBaseInertia(const Tree& tree, const GradientWork& work, const GradientMatrix& M)
+{
+   const int stride = work.stride;
+   for (int k = 0; k < 6; ++k)
+   {
+      put(M.row(k), 1, inertiaTimes(work.sums[0], baseDirection(k)));
+      for (int j = 0; j < tree.count; ++j)
+         M.row(k)[6 + j] = M.row(6 + j)[k] = work.momentum[k * stride + j];
+   }
+}
+} // namespace ZQ_MOTION_TARGET
+} // namespace zqMotion

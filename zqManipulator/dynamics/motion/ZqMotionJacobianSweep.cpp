@@ -1,0 +1,104 @@
+#include "zqManipulator/dynamics/motion/ZqMotionJacobianSweep.h"
+
+namespace zqMotion
+{
+inline namespace ZQ_MOTION_TARGET
+{
+namespace
+{
+/// A motion S as it is seen.
+ZQ_MOTION_INLINE Vec6<ZqReal> seen(const JacobianView& view, const Vec6<ZqReal>& s)
+{
+   return {view.A * (s.linear + cross(s.angular, view.r)), view.A * s.angular};
+}
+
+/// The rate of that in time.
+ZQ_MOTION_INLINE Vec6<ZqReal> rateSeen(const JacobianView& view, const Vec6<ZqReal>& s,
+                                       const Vec6<ZqReal>& sDot)
+{
+   const Vec3<ZqReal> linear = s.linear + cross(s.angular, view.r);
+   const Vec3<ZqReal> rate =
+      sDot.linear + cross(sDot.angular, view.r) + cross(s.angular, view.rDot);
+   return {view.A * (rate - cross(view.omega, linear)),
+           view.A * (sDot.angular - cross(view.omega, s.angular))};
+}
+
+/// Column by column: what `column` makes of each direction of a free base, and of each joint between a link (-1
+/// for the base) and the base. Zeros for all other joints.
+template <class OfBase, class OfJoint>
+ZQ_MOTION_INLINE void writePath(const Tree& tree, int link, const JacobianMatrix& J,
+                                const OfBase& ofBase, const OfJoint& ofJoint)
+{
+   for (int k = 0; k < 6 * J.rowLength; ++k)
+      J.numbers[k] = 0.0;
+   for (int k = 0; k < J.firstJoint; ++k)
+      put(J.numbers + k, J.rowLength, ofBase(baseDirection(k)));
+   for (int i = link; i >= 0; i = tree.joints[i].parent)
+      put(J.numbers + J.firstJoint + i, J.rowLength, ofJoint(i));
+}
+} // namespace
+
+void writeJacobian(const Tree& tree, int link, const JacobianView& view, const GradientWork& work,
+                   const JacobianMatrix& J)
+{
+   writePath(
+      tree, link, J, [&](const Vec6<ZqReal>& e) { return seen(view, e); },
+      [&](int i) { return seen(view, vec6At(work.s + i, work.stride)); });
+}
+
+void writeJacobianRate(const Tree& tree, int link, const JacobianView& view,
+                       const GradientWork& work, const JacobianMatrix& J)
+{
+   const Vec6<ZqReal> none{zeroVec3<ZqReal>(), zeroVec3<ZqReal>()};
+   writePath(
+      tree, link, J, [&](const Vec6<ZqReal>& e) { return rateSeen(view, e, none); },
+      [&](int i) {
+         return rateSeen(view, vec6At(work.s + i, work.stride), vec6At(work.sDot + i, work.stride));
+      });
+}
+
+void composeInBase(const Tree& tree, const Place<ZqReal>* places, Body* composites)
+{
+   for (int i = 0; i <= tree.count; ++i)
+      composites[i] = bodyInBase(places[i], tree.bodies[i]);
+   for (int i = tree.count; i-- > 0;)
+   {
+      Body& parent = composites[tree.joints[i].parent + 1];
+      parent.m += composites[i + 1].m;
+      parent.h += composites[i + 1].h;
+      parent.S += composites[i + 1].S;
+   }
+}
+
+void writeCentroidalMomentum(const Tree& tree, const Mat3<ZqReal>& R, const Body* composites,
+                             const GradientWork& work, const JacobianMatrix& J)
+{
+   const Vec3<ZqReal> center = composites[0].h * (1.0 / composites[0].m);
+   const auto put6 = [&](int column, const Vec6<ZqReal>& momentum)
+   {
+      put(J.numbers + column, J.rowLength,
+          Vec6<ZqReal>{R * momentum.linear,
+                       R * (momentum.angular - cross(center, momentum.linear))});
+   };
+   for (int k = 0; k < J.firstJoint; ++k)
+      put6(k, inertiaTimes(composites[0], baseDirection(k)));
+   for (int i = 0; i < tree.count; ++i)
+      put6(J.firstJoint + i, inertiaTimes(composites[i + 1], vec6At(work.s + i, work.stride)));
+}
+
+Vec6<ZqReal> centroidalMomentumBias(const Tree& tree, const Mat3<ZqReal>& R,
+                                    const GradientWork& work)
+{
+   Vec3<ZqReal> h = work.sums[0].h;
+   ZqReal m = work.sums[0].m;
+   Vec6<ZqReal> f = work.sums[0].f;
+   for (int i = 1; i <= tree.count; ++i)
+   {
+      h += work.sums[i].h;
+      m += work.sums[i].m;
+      f += work.sums[i].f;
+   }
+   return {R * f.linear, R * (f.angular - cross(h * (1.0 / m), f.linear))};
+}
+} // namespace ZQ_MOTION_TARGET
+} // namespace zqMotion
