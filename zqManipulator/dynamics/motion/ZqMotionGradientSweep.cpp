@@ -23,27 +23,39 @@ ZQ_MOTION_INLINE Vec6<ZqReal> forceInBase(const Place<ZqReal>& X, const LinkForc
    return {f, X.R * force.n + cross(X.p, f)};
 }
 
-/// S of a joint.
-ZQ_MOTION_INLINE Vec6<ZqReal> unitMotion(const Joint& joint, const Place<ZqReal>& X,
-                                         const Slot<ZqReal>* slots)
+/// S of a joint that is no slot.
+ZQ_MOTION_INLINE Vec6<ZqReal> unitMotion(const Joint& joint, const Place<ZqReal>& X)
 {
-   if (joint.kind == JointKind::Slot)
-      return motionInBase(X, slots[joint.slot].s);
    const Vec3<ZqReal> z = axisZ(X.R);
    return joint.kind == JointKind::Revolute ? Vec6<ZqReal>{cross(X.p, z), z}
                                             : Vec6<ZqReal>{z, zeroVec3<ZqReal>()};
 }
 
-/// The rate of S in the axes of the DH frame. The bias of the joint is this times qd, and, as the
-/// acceleration of a point, the inward one of a joint that turns about a distant axis.
-ZQ_MOTION_INLINE Vec6<ZqReal> ownRateOfUnitMotion(const Place<ZqReal>& X, const Slot<ZqReal>& slot,
-                                                  ZqReal qd)
+/// Moves link i by its joint's unit motion S, which changes by itself at a rate.
+ZQ_MOTION_INLINE void moveLink(const GradientWork& work, const SpatialState& parent, int i,
+                               const Vec6<ZqReal>& s, const Vec6<ZqReal>& ownRate, ZqReal qd,
+                               ZqReal qdd)
 {
-   if (qd == 0.0)
-      return {zeroVec3<ZqReal>(), zeroVec3<ZqReal>()};
+   const Vec6<ZqReal> carried = crossMotion(parent.v, s);
+   const Vec6<ZqReal> sDot = carried + ownRate;
+   SpatialState& own = work.motions[i + 1];
+   own.v = parent.v + s * qd;
+   own.a = parent.a + s * qdd + sDot * qd;
+   put(work.s + i, work.stride, s);
+   put(work.sDot + i, work.stride, sDot);
+   put(work.sDotDot + i, work.stride, crossMotion(parent.a, s) + crossMotion(parent.v, carried));
+}
+
+/// The same for a slot. The bias of its joint is the rate of S in the axes of the DH frame times qd and, since
+/// it is the acceleration of a point, the inward one of a joint that turns about a distant axis.
+[[gnu::noinline]] void moveSlot(const GradientWork& work, const SpatialState& parent, int i,
+                                const Place<ZqReal>& X, const Slot<ZqReal>& slot, ZqReal qd,
+                                ZqReal qdd)
+{
    const Vec6<ZqReal> bias{slot.bias.linear - cross(slot.v.angular, slot.v.linear),
                            slot.bias.angular};
-   return motionInBase(X, bias * (1.0 / qd));
+   const Vec6<ZqReal> rate = bias * (qd != 0.0 ? 1.0 / qd : 0.0);
+   moveLink(work, parent, i, motionInBase(X, slot.s), motionInBase(X, rate), qd, qdd);
 }
 } // namespace
 
@@ -51,47 +63,44 @@ void moveInBase(const Tree& tree, const BaseMotion<ZqReal>& base, const Place<Zq
                 const Slot<ZqReal>* slots, const ZqReal* qd, const ZqReal* qdd,
                 const GradientWork& work)
 {
-   const int stride = work.stride;
+   const Vec6<ZqReal> still{zeroVec3<ZqReal>(), zeroVec3<ZqReal>()};
    work.motions[0] = {{zeroVec3<ZqReal>(), base.omega}, {base.a, base.alpha}};
    for (int i = 0; i < tree.count; ++i)
    {
       const Joint& joint = tree.joints[i];
-      const SpatialState parent = work.motions[joint.parent + 1];
-      const Vec6<ZqReal> s = unitMotion(joint, places[i + 1], slots);
-      Vec6<ZqReal> sDot = crossMotion(parent.v, s);
-      Vec6<ZqReal> sDotDot = crossMotion(parent.a, s) + crossMotion(parent.v, sDot);
-      if (joint.kind == JointKind::Slot)
-         sDot += ownRateOfUnitMotion(places[i + 1], slots[joint.slot], qd[i]);
+      const Place<ZqReal>& X = places[i + 1];
+      const SpatialState& parent = work.motions[joint.parent + 1];
       const ZqReal acceleration = qdd != nullptr ? qdd[i] : 0.0;
-      work.motions[i + 1] = {parent.v + s * qd[i], parent.a + s * acceleration + sDot * qd[i]};
-      put(work.s + i, stride, s);
-      put(work.sDot + i, stride, sDot);
-      put(work.sDotDot + i, stride, sDotDot);
+      if (joint.kind == JointKind::Slot)
+         moveSlot(work, parent, i, X, slots[joint.slot], qd[i], acceleration);
+      else
+         moveLink(work, parent, i, unitMotion(joint, X), still, qd[i], acceleration);
    }
 }
 
 namespace
 {
 /// What a body adds to the sums over subtrees.
-ZQ_MOTION_INLINE SubtreeSums sumsOf(const Body& body, const SpatialState& motion)
+ZQ_MOTION_INLINE void weigh(const Body& body, const SpatialState& motion, SubtreeSums& sums)
 {
    const Vec3<ZqReal>& v = motion.v.linear;
    const Vec3<ZqReal>& w = motion.v.angular;
    const Vec3<ZqReal>& h = body.h;
    const Sym3<ZqReal>& S = body.S;
-   SubtreeSums sums{body.m, h, S, v * body.m + cross(w, h), {}, {}};
    // The velocity of a point is v + w x r.
-   const Vec3<ZqReal> ofX = cross(w, Vec3<ZqReal>{S.xx, S.xy, S.xz});
-   const Vec3<ZqReal> ofY = cross(w, Vec3<ZqReal>{S.xy, S.yy, S.yz});
-   const Vec3<ZqReal> ofZ = cross(w, Vec3<ZqReal>{S.xz, S.yz, S.zz});
-   Mat3<ZqReal>& Q = sums.Q;
-   Q = {v.x * h.x + ofX.x, v.x * h.y + ofY.x, v.x * h.z + ofZ.x,
-        v.y * h.x + ofX.y, v.y * h.y + ofY.y, v.y * h.z + ofZ.y,
-        v.z * h.x + ofX.z, v.z * h.y + ofY.z, v.z * h.z + ofZ.z};
+   const Vec3<ZqReal> p = v * body.m + cross(w, h);
+   const Vec3<ZqReal> x = v * h.x + cross(w, Vec3<ZqReal>{S.xx, S.xy, S.xz});
+   const Vec3<ZqReal> y = v * h.y + cross(w, Vec3<ZqReal>{S.xy, S.yy, S.yz});
+   const Vec3<ZqReal> z = v * h.z + cross(w, Vec3<ZqReal>{S.xz, S.yz, S.zz});
    // The force is the rate of the momentum (p, L), which is carried along: I A + V x* (p, L).
-   const Vec3<ZqReal> L{Q.zy - Q.yz, Q.xz - Q.zx, Q.yx - Q.xy};
-   sums.f = inertiaTimes(body, motion.a) + crossForce(motion.v, {sums.p, L});
-   return sums;
+   const Vec3<ZqReal> L{y.z - z.y, z.x - x.z, x.y - y.x};
+   const Vec6<ZqReal> f = inertiaTimes(body, motion.a) + crossForce(motion.v, {p, L});
+   sums.m = body.m;
+   sums.h = h;
+   sums.S = S;
+   sums.p = p;
+   sums.Q = {x.x, y.x, z.x, x.y, y.y, z.y, x.z, y.z, z.z};
+   sums.f = f;
 }
 } // namespace
 
@@ -100,7 +109,7 @@ void weighBodies(const Tree& tree, const Place<ZqReal>* places, const LinkForce<
 {
    for (int i = 0; i <= tree.count; ++i)
    {
-      work.sums[i] = sumsOf(bodyInBase(places[i], tree.bodies[i]), work.motions[i]);
+      weigh(bodyInBase(places[i], tree.bodies[i]), work.motions[i], work.sums[i]);
       if (external != nullptr)
          work.sums[i].f += forceInBase(places[i], external[i]) * -1.0;
    }
