@@ -72,6 +72,12 @@ ZQ_MOTION_INLINE Vec3<T> constant(const Vec3<ZqReal>& v)
 {
    return {Constant<T>::of(v.x), Constant<T>::of(v.y), Constant<T>::of(v.z)};
 }
+template <class T>
+ZQ_MOTION_INLINE Sym3<T> constant(const Sym3<ZqReal>& S)
+{
+   return {Constant<T>::of(S.xx), Constant<T>::of(S.yy), Constant<T>::of(S.zz),
+           Constant<T>::of(S.xy), Constant<T>::of(S.xz), Constant<T>::of(S.yz)};
+}
 
 template <class T>
 ZQ_MOTION_INLINE Vec3<T> operator+(const Vec3<T>& a, const Vec3<T>& b)

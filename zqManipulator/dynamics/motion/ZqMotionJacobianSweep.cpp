@@ -1,5 +1,7 @@
 #include "zqManipulator/dynamics/motion/ZqMotionJacobianSweep.h"
 
+#include "zqManipulator/dynamics/motion/ZqMotionCompositeSweep.h"
+
 namespace zqMotion
 {
 inline namespace ZQ_MOTION_TARGET
@@ -57,33 +59,21 @@ void writeJacobianRate(const Tree& tree, int link, const JacobianView& view,
       });
 }
 
-void composeInBase(const Tree& tree, const Place<ZqReal>* places, Body* composites)
+void writeCentroidalMomentum(const Tree& tree, const Mat3<ZqReal>& R,
+                             const Composite<ZqReal>& whole, const ZqReal* momenta, int stride,
+                             const JacobianMatrix& J)
 {
-   for (int i = 0; i <= tree.count; ++i)
-      composites[i] = bodyInBase(places[i], tree.bodies[i]);
-   for (int i = tree.count; i-- > 0;)
-   {
-      Body& parent = composites[tree.joints[i].parent + 1];
-      parent.m += composites[i + 1].m;
-      parent.h += composites[i + 1].h;
-      parent.S += composites[i + 1].S;
-   }
-}
-
-void writeCentroidalMomentum(const Tree& tree, const Mat3<ZqReal>& R, const Body* composites,
-                             const GradientWork& work, const JacobianMatrix& J)
-{
-   const Vec3<ZqReal> center = composites[0].h * (1.0 / composites[0].m);
-   const auto put6 = [&](int column, const Vec6<ZqReal>& momentum)
+   const Vec3<ZqReal> center = whole.h * (1.0 / whole.m);
+   const auto write = [&](int column, const Vec6<ZqReal>& momentum)
    {
       put(J.numbers + column, J.rowLength,
           Vec6<ZqReal>{R * momentum.linear,
                        R * (momentum.angular - cross(center, momentum.linear))});
    };
    for (int k = 0; k < J.firstJoint; ++k)
-      put6(k, inertiaTimes(composites[0], baseDirection(k)));
+      write(k, inertiaTimes(whole, baseDirection(k)));
    for (int i = 0; i < tree.count; ++i)
-      put6(J.firstJoint + i, inertiaTimes(composites[i + 1], vec6At(work.s + i, work.stride)));
+      write(J.firstJoint + i, vec6At(momenta + i, stride));
 }
 
 Vec6<ZqReal> centroidalMomentumBias(const Tree& tree, const Mat3<ZqReal>& R,

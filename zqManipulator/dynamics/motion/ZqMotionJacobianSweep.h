@@ -60,13 +60,13 @@ void writeJacobian(const Tree& tree, int link, const JacobianView& view, const G
 /// Its rate in time.
 void writeJacobianRate(const Tree& tree, int link, const JacobianView& view,
                        const GradientWork& work, const JacobianMatrix& J);
-/// The bodies of all subtrees in the axes of the base, the whole first.
-void composeInBase(const Tree& tree, const Place<ZqReal>* places, Body* composites);
 /// The centroidal momentum matrix (Orin, Goswami and Lee 2013): from velocities to the momentum of the whole,
 /// its angular part about the center of mass, in the axes of the system, in which R are those of the base.
-/// The momentum of a unit motion is that of the subtree which it moves.
-void writeCentroidalMomentum(const Tree& tree, const Mat3<ZqReal>& R, const Body* composites,
-                             const GradientWork& work, const JacobianMatrix& J);
+/// The momentum of a unit motion is that of the subtree which it moves: six columns of so many numbers, as
+/// `computeAxesAndForces` leaves them.
+void writeCentroidalMomentum(const Tree& tree, const Mat3<ZqReal>& R,
+                             const Composite<ZqReal>& whole, const ZqReal* momenta, int stride,
+                             const JacobianMatrix& J);
 /// The rate of that matrix times the velocities: the rate of the momentum when nothing accelerates, which the
 /// motions in the work space are taken for.
 Vec6<ZqReal> centroidalMomentumBias(const Tree& tree, const Mat3<ZqReal>& R,
