@@ -103,6 +103,19 @@ public:
       m_primaryFrameIsLocal = !primaryFrameIsNext;
       m_locationInSystemValid = true;
    }
+   /// The same, of a DH frame that was computed elsewhere.
+   void setLocation(const ZqVector& p, const ZqOrientation& q,
+                    const ZqCoordinateSystemTransformation& primaryFrame,
+                    bool primaryFrameIsNext) noexcept
+   {
+      m_dhFrame.setByNumbers(p, q);
+      if (primaryFrameIsNext)
+         m_primaryFrame.setToProduct(m_dhFrame, primaryFrame);
+      else
+         m_primaryFrame.setByNumbers(primaryFrame);
+      m_primaryFrameIsLocal = !primaryFrameIsNext;
+      m_locationInSystemValid = true;
+   }
    virtual void invalidateAll()
    {
       m_locationInSystemValid = false;

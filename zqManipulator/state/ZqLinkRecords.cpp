@@ -1,3 +1,4 @@
+#include "zqManipulator/dynamics/motion/ZqMotionWorkspace.h"
 #include "zqManipulator/state/ZqManipulatorActiveAccelerationState.h"
 #include "zqManipulator/state/ZqManipulatorActiveArticulationState.h"
 #include "zqManipulator/state/ZqManipulatorActiveForceState.h"
@@ -27,3 +28,19 @@ template class ZqXmlClass<ZqManipulatorActivePositionState>;
 template class ZqLinkRecords<ZqManipulatorActivePositionState, ZqLinkPositionState>;
 template class ZqXmlClass<ZqManipulatorActiveVelocityState>;
 template class ZqLinkRecords<ZqManipulatorActiveVelocityState, ZqLinkVelocityState>;
+
+ZqManipulatorActivePositionState::ZqManipulatorActivePositionState() = default;
+ZqManipulatorActivePositionState::ZqManipulatorActivePositionState(
+   const ZqManipulatorActivePositionState& other) = default;
+ZqManipulatorActivePositionState::ZqManipulatorActivePositionState(
+   ZqManipulatorActivePositionState&& other) noexcept = default;
+ZqManipulatorActivePositionState& ZqManipulatorActivePositionState::operator=(
+   const ZqManipulatorActivePositionState& other) = default;
+ZqManipulatorActivePositionState& ZqManipulatorActivePositionState::operator=(
+   ZqManipulatorActivePositionState&& other) noexcept = default;
+ZqManipulatorActivePositionState::~ZqManipulatorActivePositionState() = default;
+
+void ZqManipulatorActivePositionState::makeWorkspace()
+{
+   m_workspace.get() = std::make_unique<ZqMotionWorkspace>();
+}

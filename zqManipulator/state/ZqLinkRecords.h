@@ -143,7 +143,8 @@ private:
       m_baseStamp = m_epoch;
    }
 
-   mutable std::vector<std::uint64_t> m_stamps; ///< by link: the epoch in which its flags were right
+   mutable std::vector<std::uint64_t>
+      m_stamps; ///< by link: the epoch in which its flags were right
    mutable std::uint64_t m_baseStamp = 0;
    std::uint64_t m_epoch = 0;
 };

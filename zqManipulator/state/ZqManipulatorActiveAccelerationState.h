@@ -94,8 +94,14 @@ public:
    /// @}
 
    virtual void setLinkAccelerationStates(const Records& states) { setLinks(states); }
-   virtual const ZqLinkAccelerationState& baseAccelerationState() const { return record(ZqBaseLinkIndex); }
-   virtual void setBaseAccelerationState(const ZqLinkAccelerationState& state) { record(ZqBaseLinkIndex) = state; }
+   virtual const ZqLinkAccelerationState& baseAccelerationState() const
+   {
+      return record(ZqBaseLinkIndex);
+   }
+   virtual void setBaseAccelerationState(const ZqLinkAccelerationState& state)
+   {
+      record(ZqBaseLinkIndex) = state;
+   }
    virtual void invalidateAll() { invalidateRecords(); }
    /// Flags and values stay as they are.
    virtual void resize(ZqU32 count) { resizeRecords(count); }

@@ -23,17 +23,23 @@ public:
 
    virtual const Records& linkArticulationStates() const { return links(); }
    virtual void setLinkArticulationStates(const Records& states) { setLinks(states); }
-   virtual const ZqLinkArticulationState& baseArticulationState() const { return record(ZqBaseLinkIndex); }
-   virtual void setBaseArticulationState(const ZqLinkArticulationState& state) { record(ZqBaseLinkIndex) = state; }
-   virtual const ZqArticulatedBodyDynamics& arbd(ZqU32 index) const
+   virtual const ZqLinkArticulationState& baseArticulationState() const
    {
-      return record(index).arbd();
+      return record(ZqBaseLinkIndex);
    }
+   virtual void setBaseArticulationState(const ZqLinkArticulationState& state)
+   {
+      record(ZqBaseLinkIndex) = state;
+   }
+   virtual const ZqArticulatedBodyDynamics& arbd(ZqU32 index) const { return record(index).arbd(); }
    virtual void setArbd(ZqU32 index, const ZqArticulatedBodyDynamics& arbd)
    {
       record(index).setArbd(arbd);
    }
-   virtual void setBaseArbd(const ZqArticulatedBodyDynamics& arbd) { record(ZqBaseLinkIndex).setArbd(arbd); }
+   virtual void setBaseArbd(const ZqArticulatedBodyDynamics& arbd)
+   {
+      record(ZqBaseLinkIndex).setArbd(arbd);
+   }
    virtual const ZqGeneralMotion& supplementalDhAcceleration(ZqU32 index) const
    {
       return record(index).supplementalDhAcceleration();

@@ -38,7 +38,10 @@ public:
    }
    virtual void setLinkForceStates(const Records& states) { setLinks(states); }
    virtual const ZqLinkForceState& baseForceState() const { return record(ZqBaseLinkIndex); }
-   virtual void setBaseForceState(const ZqLinkForceState& state) { record(ZqBaseLinkIndex) = state; }
+   virtual void setBaseForceState(const ZqLinkForceState& state)
+   {
+      record(ZqBaseLinkIndex) = state;
+   }
    /// By link index or `ZqBaseLinkIndex`. For any other index a message is logged, and the answer is
    /// a description that is not valid.
    virtual const ZqExternalForceDescription& externalForceDescription(ZqU32 index) const;

@@ -4,6 +4,10 @@
 #include "zqManipulator/state/ZqLinkRecords.h"
 #include "zqManipulator/state/ZqPositionState.h"
 
+#include <memory>
+
+struct ZqMotionWorkspace;
+
 /// The position of one manipulator and the frames that follow from it.
 class ZqManipulatorActivePositionState final
    : public ZqLinkRecords<ZqManipulatorActivePositionState, ZqLinkPositionState>
@@ -22,6 +26,12 @@ public:
                      "frames of each link, by index"},
          ZqComponent{&This::m_base, &ZqManip::ZqBasePositionStateToken, "frames of the base"}};
    }
+   ZqManipulatorActivePositionState();
+   ZqManipulatorActivePositionState(const ZqManipulatorActivePositionState& other);
+   ZqManipulatorActivePositionState(ZqManipulatorActivePositionState&& other) noexcept;
+   ZqManipulatorActivePositionState& operator=(const ZqManipulatorActivePositionState& other);
+   ZqManipulatorActivePositionState& operator=(ZqManipulatorActivePositionState&& other) noexcept;
+   ~ZqManipulatorActivePositionState() override;
    bool operator==(const ZqManipulatorActivePositionState&) const = default;
 
    virtual const ZqPositionState& positionState() const { return m_positionState; }
@@ -52,7 +62,10 @@ public:
    {
       setLocation(record(ZqBaseLinkIndex), dhFrame, primaryFrame);
    }
-   virtual void setBasePositionState(const ZqLinkPositionState& state) { record(ZqBaseLinkIndex) = state; }
+   virtual void setBasePositionState(const ZqLinkPositionState& state)
+   {
+      record(ZqBaseLinkIndex) = state;
+   }
    virtual void invalidateAll() { invalidateRecords(); }
    /// Has the base be placed there from now on; when it stood elsewhere, clears all flags.
    void setPlacement(const ZqCoordinateSystemTransformation& frame)
@@ -64,7 +77,16 @@ public:
       invalidateRecords();
    }
 
+   /// Where the motion of the manipulator is computed: not part of the value.
+   ZqMotionWorkspace& workspace()
+   {
+      if (m_workspace.get() == nullptr)
+         makeWorkspace();
+      return *m_workspace.get();
+   }
+
 private:
+   void makeWorkspace();
    static void setLocation(ZqLinkPositionState& record,
                            const ZqCoordinateSystemTransformation& dhFrame,
                            const ZqCoordinateSystemTransformation& primaryFrame)
@@ -75,6 +97,7 @@ private:
    }
 
    ZqPositionState m_positionState;
+   ZqUncopied<std::unique_ptr<ZqMotionWorkspace>> m_workspace;
 };
 
 extern template class ZqXmlClass<ZqManipulatorActivePositionState>;

@@ -3,52 +3,6 @@
 template class ZqXmlClass<ZqManipulatorActiveState>;
 template class ZqXmlVectorType<ZqManipulatorActiveState>;
 
-ZqManipulatorActiveState::ZqManipulatorActiveState(const ZqManipulatorActiveState& other)
-   : ZqXmlClass(other), m_activePositionState(other.m_activePositionState),
-     m_activeVelocityState(other.m_activeVelocityState),
-     m_activeAccelerationState(other.m_activeAccelerationState),
-     m_activeForceState(other.m_activeForceState), m_activeMassState(other.m_activeMassState),
-     m_activeArticulationState(other.m_activeArticulationState),
-     m_actuatorState(other.m_actuatorState)
-{
-}
-
-ZqManipulatorActiveState& ZqManipulatorActiveState::operator=(const ZqManipulatorActiveState& other)
-{
-   if (this == &other)
-      return *this;
-   ZqXmlClass::operator=(other);
-   m_activePositionState = other.m_activePositionState;
-   m_activeVelocityState = other.m_activeVelocityState;
-   m_activeAccelerationState = other.m_activeAccelerationState;
-   m_activeForceState = other.m_activeForceState;
-   m_activeMassState = other.m_activeMassState;
-   m_activeArticulationState = other.m_activeArticulationState;
-   m_actuatorState = other.m_actuatorState;
-   m_accelerationInvalidated = false;
-   m_forceInvalidated = false;
-   return *this;
-}
-
-bool ZqManipulatorActiveState::operator==(const ZqManipulatorActiveState& other) const
-{
-   return m_activePositionState == other.m_activePositionState &&
-          m_activeVelocityState == other.m_activeVelocityState &&
-          m_activeAccelerationState == other.m_activeAccelerationState &&
-          m_activeForceState == other.m_activeForceState &&
-          m_activeMassState == other.m_activeMassState &&
-          m_activeArticulationState == other.m_activeArticulationState &&
-          m_actuatorState == other.m_actuatorState;
-}
-
-bool ZqManipulatorActiveState::read(ZqXmlReader& reader)
-{
-   const bool succeeded = ZqXmlClass::read(reader);
-   m_accelerationInvalidated = false;
-   m_forceInvalidated = false;
-   return succeeded;
-}
-
 bool ZqManipulatorActiveState::setPositionState(const ZqPositionState& state)
 {
    if (state == m_activePositionState.positionState() &&
@@ -62,19 +16,10 @@ bool ZqManipulatorActiveState::setPositionState(const ZqPositionState& state)
    m_activeMassState.resize(joints);
    m_activeArticulationState.invalidateAll();
    m_activeArticulationState.resize(joints);
-   if (m_activeAccelerationState.size() != joints)
-   {
-      m_activeAccelerationState.resize(joints);
-      m_accelerationInvalidated = false;
-   }
-   if (m_activeForceState.size() != joints)
-   {
-      m_activeForceState.resize(joints);
-      m_forceInvalidated = false;
-   }
+   m_activeAccelerationState.invalidateAll();
+   m_activeAccelerationState.resize(joints);
+   m_activeForceState.resize(joints); // and invalidates
    m_actuatorState.resize(joints);
-   invalidateAccelerations();
-   invalidateForces();
    return true;
 }
 
@@ -84,15 +29,15 @@ bool ZqManipulatorActiveState::setVelocityState(const ZqVelocityState& state)
       return false;
    m_activeVelocityState.setVelocityState(state);
    m_activeArticulationState.invalidateAll();
-   invalidateAccelerations();
-   invalidateForces();
+   m_activeAccelerationState.invalidateAll();
+   m_activeForceState.invalidateAll();
    return true;
 }
 
 void ZqManipulatorActiveState::setAccelerationState(const ZqAccelerationState& state)
 {
    m_activeAccelerationState.setAccelerationState(state);
-   invalidateForces();
+   m_activeForceState.invalidateAll();
    m_activeArticulationState.invalidateAll();
 }
 
@@ -104,22 +49,4 @@ void ZqManipulatorActiveState::invalidateAll()
    m_activeAccelerationState.invalidateAll();
    m_activeForceState.invalidateAll();
    m_activeArticulationState.invalidateAll();
-   m_accelerationInvalidated = true;
-   m_forceInvalidated = true;
-}
-
-void ZqManipulatorActiveState::invalidateAccelerations()
-{
-   if (m_accelerationInvalidated)
-      return;
-   m_activeAccelerationState.invalidateAll();
-   m_accelerationInvalidated = true;
-}
-
-void ZqManipulatorActiveState::invalidateForces()
-{
-   if (m_forceInvalidated)
-      return;
-   m_activeForceState.invalidateAll();
-   m_forceInvalidated = true;
 }

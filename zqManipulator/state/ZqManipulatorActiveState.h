@@ -38,22 +38,13 @@ public:
          ZqComponent{&This::m_actuatorState, &ZqManip::ZqActuatorStateToken,
                      "what the drives remember"}};
    }
-   /// What was read may hold valid accelerations and forces.
-   bool read(ZqXmlReader& reader) override;
-
-   ZqManipulatorActiveState() = default;
-   ZqManipulatorActiveState(const ZqManipulatorActiveState& other);
-   ZqManipulatorActiveState(ZqManipulatorActiveState&& other) noexcept = default;
-   ZqManipulatorActiveState& operator=(const ZqManipulatorActiveState& other);
-   ZqManipulatorActiveState& operator=(ZqManipulatorActiveState&& other) noexcept = default;
-   ~ZqManipulatorActiveState() override = default;
-   bool operator==(const ZqManipulatorActiveState& other) const;
+   bool operator==(const ZqManipulatorActiveState&) const = default;
 
    virtual const ZqPositionState& positionState() const
    {
       return m_activePositionState.positionState();
    }
-   /// Clears all flags, those of accelerations and forces once. False, and nothing else, when the state
+   /// Clears all flags. False, and nothing else, when the state
    /// equals the present one.
    virtual bool setPositionState(const ZqPositionState& state);
    virtual const ZqVelocityState& velocityState() const
@@ -71,9 +62,6 @@ public:
    virtual void setAccelerationState(const ZqAccelerationState& state);
 
    /// \name Records
-   /// To ask for accelerations or forces that may be changed announces that some may be stored: the
-   /// next change of state goes over their flags again. A reference that is kept over a change of state
-   /// does not.
    /// @{
    virtual ZqManipulatorActivePositionState& activePositionState() { return m_activePositionState; }
    virtual const ZqManipulatorActivePositionState& activePositionState() const
@@ -95,7 +83,6 @@ public:
    }
    virtual ZqManipulatorActiveAccelerationState& activeAccelerationState()
    {
-      m_accelerationInvalidated = false;
       return m_activeAccelerationState;
    }
    virtual const ZqManipulatorActiveAccelerationState& activeAccelerationState() const
@@ -104,21 +91,15 @@ public:
    }
    virtual void setActiveAccelerationState(const ZqManipulatorActiveAccelerationState& state)
    {
-      m_accelerationInvalidated = false;
       m_activeAccelerationState = state;
    }
-   virtual ZqManipulatorActiveForceState& activeForceState()
-   {
-      m_forceInvalidated = false;
-      return m_activeForceState;
-   }
+   virtual ZqManipulatorActiveForceState& activeForceState() { return m_activeForceState; }
    virtual const ZqManipulatorActiveForceState& activeForceState() const
    {
       return m_activeForceState;
    }
    virtual void setActiveForceState(const ZqManipulatorActiveForceState& state)
    {
-      m_forceInvalidated = false;
       m_activeForceState = state;
    }
    virtual ZqManipulatorActiveMassState& activeMassState() { return m_activeMassState; }
@@ -147,9 +128,6 @@ public:
    virtual void invalidateAll();
 
 private:
-   void invalidateAccelerations();
-   void invalidateForces();
-
    ZqManipulatorActivePositionState m_activePositionState;
    ZqManipulatorActiveVelocityState m_activeVelocityState;
    ZqManipulatorActiveAccelerationState m_activeAccelerationState;
@@ -157,9 +135,6 @@ private:
    ZqManipulatorActiveMassState m_activeMassState;
    ZqManipulatorActiveArticulationState m_activeArticulationState;
    ZqActuatorState m_actuatorState;
-   // All flags of the record are down, so that another walk over its links would be wasted.
-   bool m_accelerationInvalidated = false;
-   bool m_forceInvalidated = false;
 };
 
 extern template class ZqXmlClass<ZqManipulatorActiveState>;

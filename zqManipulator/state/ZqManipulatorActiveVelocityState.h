@@ -92,7 +92,10 @@ public:
    virtual void setLinkVelocityStates(const Records& states) { setLinks(states); }
    virtual ZqLinkVelocityState& baseVelocityState() { return record(ZqBaseLinkIndex); }
    virtual const ZqLinkVelocityState& baseVelocityState() const { return record(ZqBaseLinkIndex); }
-   virtual void setBaseVelocityState(const ZqLinkVelocityState& state) { record(ZqBaseLinkIndex) = state; }
+   virtual void setBaseVelocityState(const ZqLinkVelocityState& state)
+   {
+      record(ZqBaseLinkIndex) = state;
+   }
    virtual void invalidateAll() { invalidateRecords(); }
    /// Flags and values stay as they are.
    virtual void resize(ZqU32 count) { resizeRecords(count); }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zqManipulator/dynamics/tools/ZqTotalTorqueTool.h"
+#include "zqManipulator/dynamics/tools/ZqNetTorques.h"
 
 class ZqStatedSystem;
 
@@ -49,16 +49,11 @@ protected:
    virtual void resize(const ZqIndividualManipulator& manipulator);
 
 private:
-   void computeNetTorques(const ZqIndividualManipulator& manipulator,
-                          const ZqManipulatorTorque& torque,
-                          const ZqManipulatorExternalForce& externalForce,
-                          ZqManipulatorActiveState& activeState,
-                          const ZqStatedSystemStruct& stateStruct);
    void prepareOwnActiveState(const ZqStatedSystem& statedSystem,
                               const ZqIndividualManipulator& manipulator,
                               const ZqPositionState& position, const ZqVelocityState& velocity);
 
    ZqManipulatorActiveState m_activeState;
    ZqManipulatorTorque m_netTorque;
-   ZqTotalTorqueTool m_totalTorqueTool;
+   ZqNetTorques m_netTorques;
 };

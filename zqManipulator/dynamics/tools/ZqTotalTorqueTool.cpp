@@ -1,10 +1,9 @@
 #include "zqManipulator/dynamics/tools/ZqTotalTorqueTool.h"
 
 #include "zqManipulator/dynamics/bodies/ZqManipulatorExternalForce.h"
-#include "zqManipulator/foundation/algebra/ZqValueOrZero.h"
+#include "zqManipulator/dynamics/motion/ZqMotionPlan.h"
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
-
-#include <algorithm>
+#include "zqManipulator/kinematics/manipulator/ZqMotionStages.h"
 
 void ZqTotalTorqueTool::setManipulator(const ZqIndividualManipulator* manipulator)
 {
@@ -40,26 +39,6 @@ void ZqTotalTorqueTool::setAccelerationState(const ZqAccelerationState& state)
    m_activeState.setAccelerationState(state);
 }
 
-/// Computes motions from the base outwards and forces from the tips inwards, in the order of the indices
-/// and against it. Queries of links then find their neighbours done, and do not recurse along the tree.
-void ZqTotalTorqueTool::sweepForces(const ZqManipulatorExternalForce& externalForce,
-                                    ZqManipulatorActiveState& activeState,
-                                    const ZqStatedSystemStruct* stateStruct) const
-{
-   m_manipulator->placeBase(activeState.activePositionState());
-   const auto& links = m_manipulator->linkPointerVector();
-   const auto count =
-      std::min<std::size_t>({links.size(), activeState.positionState().jointPositions().size(),
-                             activeState.activeVelocityState().linkVelocityStates().size(),
-                             activeState.activeForceState().size()});
-   for (std::size_t i = 0; i < count; ++i)
-      if (links[i] != nullptr)
-         links[i]->dhFrameAccelerationInLocal(activeState);
-   for (std::size_t i = count; i-- > 0;)
-      if (links[i] != nullptr)
-         links[i]->dhFrameForceInLocal(externalForce, activeState, stateStruct);
-}
-
 const ZqManipulatorTorque&
 ZqTotalTorqueTool::torques(const ZqManipulatorExternalForce& externalForce,
                            ZqManipulatorActiveState& activeState,
@@ -68,10 +47,14 @@ ZqTotalTorqueTool::torques(const ZqManipulatorExternalForce& externalForce,
    if (m_manipulator == nullptr)
       return m_torques;
    resize();
-   sweepForces(externalForce, activeState, stateStruct);
+   m_manipulator->placeBase(activeState.activePositionState());
+   ZqMotionStages stages(*m_manipulator, activeState);
+   stages.forces(externalForce, stateStruct);
+   const auto count = static_cast<ZqU32>(stages.tree().count);
    auto& jointTorques = m_torques.jointTorques();
-   for (unsigned int i = 0; i < jointTorques.size(); ++i)
-      jointTorques[i] = torque(i, externalForce, activeState, stateStruct);
+   for (ZqU32 i = 0; i < jointTorques.size(); ++i)
+      jointTorques[i] = i < count ? totalTorque(i, stages, activeState)
+                                  : torque(i, externalForce, activeState, stateStruct);
    m_torques.setGeneralForce(generalForce(externalForce, activeState, stateStruct));
    return m_torques;
 }
@@ -124,19 +107,30 @@ ZqReal ZqTotalTorqueTool::torque(unsigned int index,
    const auto& links = m_manipulator->linkPointerVector();
    if (index >= links.size() || links[index] == nullptr)
       return 0.0;
-   const ZqManipulatorLink& link = *links[index];
-   const ZqReal q = Zq::valueOrZero(activeState.positionState().jointPositions(), index);
    m_manipulator->placeBase(activeState.activePositionState());
-   const ZqGeneralForce& force = link.dhFrameForceInLocal(externalForce, activeState, stateStruct);
-   const ZqGeneralMotion& unitMotion =
-      link.linkKinematicsContainer().calculateAcceleration(q, 0.0, 1.0);
-   ZqReal torque = force.moment().dot(unitMotion.angular()) +
-                   force.force().dot(unitMotion.linear()) + link.totalLocalTorque(activeState);
+   ZqMotionStages stages(*m_manipulator, activeState);
+   if (index < static_cast<ZqU32>(stages.tree().count))
+      stages.forces(externalForce, stateStruct);
+   else
+      links[index]->dhFrameForceInLocal(externalForce, activeState, stateStruct); // says why not
+   return totalTorque(index, stages, activeState);
+}
+
+/// What moves the bodies, with what springs, dampers and the drive take.
+ZqReal ZqTotalTorqueTool::totalTorque(ZqU32 index, const ZqMotionStages& stages,
+                                      ZqManipulatorActiveState& activeState) const
+{
+   const ZqManipulatorLink& link = *m_manipulator->linkPointerVector()[index];
+   ZqReal torque =
+      index < static_cast<ZqU32>(stages.tree().count) ? stages.inverseTorques()[index] : 0.0;
+   if (stages.plan().anySpringOrDamper)
+      torque += link.totalLocalTorque(activeState);
+   if (!stages.plan().anyDrive)
+      return torque;
 
    const auto& jointAccelerations = activeState.accelerationState().jointAccelerations();
    if (index < jointAccelerations.size())
-      torque += link.jointActuator().effectiveInertia(q) * jointAccelerations[index];
-
+      torque += stages.driveInertia(index) * jointAccelerations[index];
    const ZqMechanicalActuatorComponentContainer& drive =
       link.jointActuator().mechanicalComponentContainer();
    switch (m_totalTorqueType)

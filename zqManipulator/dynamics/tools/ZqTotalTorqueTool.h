@@ -5,6 +5,7 @@
 
 class ZqIndividualManipulator;
 class ZqManipulatorExternalForce;
+class ZqMotionStages;
 class ZqStatedSystemStruct;
 
 /// Inverse dynamics: the torque that each joint has to bear so that the manipulator moves with the
@@ -95,9 +96,8 @@ private:
    {
       return activeState != nullptr ? *activeState : m_activeState;
    }
-   void sweepForces(const ZqManipulatorExternalForce& externalForce,
-                    ZqManipulatorActiveState& activeState,
-                    const ZqStatedSystemStruct* stateStruct) const;
+   ZqReal totalTorque(ZqU32 index, const ZqMotionStages& stages,
+                      ZqManipulatorActiveState& activeState) const;
 
    const ZqIndividualManipulator* m_manipulator = nullptr; ///< not owned
    ZqManipulatorActiveState m_activeState;

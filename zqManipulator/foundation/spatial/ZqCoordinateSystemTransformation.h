@@ -117,6 +117,13 @@ public:
       m_orientation = ZqOrientation(q.w(), q.x(), q.y(), q.z());
       m_mode = other.m_mode;
    }
+   /// The same of a translation and an orientation that need not be told from none.
+   void setByNumbers(const ZqVector& p, const ZqOrientation& q) noexcept
+   {
+      m_translation = ZqVector(p.x(), p.y(), p.z());
+      m_orientation = ZqOrientation(q.w(), q.x(), q.y(), q.z());
+      m_mode = RotationAndTranslation;
+   }
    /// This times a translation.
    void outboardTransformBy(const ZqVector& translation) noexcept
    {

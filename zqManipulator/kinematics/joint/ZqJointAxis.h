@@ -12,7 +12,8 @@ struct ZqJointAxis
 {
    zqMotion::JointKind kind = zqMotion::JointKind::Slot;
    ZqCoordinateSystemTransformation inInboard; ///< the axis frame at joint position 0
-   ZqCoordinateSystemTransformation dhFrame;   ///< in the axis frame; the identity but for Paul's types
+   ZqCoordinateSystemTransformation
+      dhFrame; ///< in the axis frame; the identity but for Paul's types
    bool hasDhOffset = false;
 
    /// A joint that is not exactly one of the library's, and known to its last enumeration, is a slot.

@@ -208,6 +208,8 @@ public:
    /// The torque of spring and damper, which counts against the drive. A link without a manipulator is
    /// rejected with a message, and 0.0.
    virtual ZqReal totalLocalTorque(const ZqManipulatorActiveState& activeState) const;
+   /// Whether anything is attached to any link of a scene, which may be null.
+   static bool hasAttachments(const ZqStatedSystemStruct* stateStruct);
    /// As `massProperties`, in the DH frame.
    virtual const ZqRigidBodyMassProperties&
    massPropertiesInDHFrame(const ZqStatedSystemStruct* stateStruct = nullptr) const;
@@ -406,24 +408,12 @@ protected:
    static const ZqArticulatedBodyDynamics m_theDummyArbd;
    /// @}
 
-   /// \name One step of the recursions, for a link that the state has
-   /// @{
-   void gatherForces(ZqLinkForceState& record, const ZqManipulatorExternalForce& externalForce,
-                     ZqManipulatorActiveState& activeState,
-                     const ZqStatedSystemStruct* stateStruct) const;
-   void composeBody(ZqLinkMassState& record, ZqManipulatorActiveState& activeState,
-                    const ZqStatedSystemStruct* stateStruct) const;
-   void articulateBody(ZqLinkArticulationState& record,
-                       const ZqManipulatorExternalForce& externalForce,
-                       const ZqManipulatorTorque& torque, ZqManipulatorActiveState& activeState,
-                       const ZqStatedSystemStruct* stateStruct) const;
    using CompositeQuery =
       const ZqGeneralMotion& (ZqManipulatorLink::*)(ZqManipulatorActiveState& activeState,
                                                     const ZqStatedSystemStruct* stateStruct) const;
    ZqGeneralMotion sumOverChildren(const ZqGeneralMotion& own,
                                    ZqManipulatorActiveState& activeState, CompositeQuery query,
                                    const ZqStatedSystemStruct* stateStruct) const;
-   /// @}
 
 private:
    friend class ZqIndividualManipulator; // numbers the tree
@@ -447,18 +437,6 @@ private:
    const ZqLinkPositionState* placeInSystem(ZqManipulatorActivePositionState& activeState,
                                             bool primaryFrameIsNext) const;
    const ZqRigidBodyMassProperties& dhMasses(const ZqStatedSystemStruct* stateStruct) const;
-   const ZqLinkPositionState& withDhTransform(ZqManipulatorActivePositionState& activeState) const;
-   static const ZqGeneralMotion& velocityOf(const ZqManipulatorLink& link,
-                                            ZqManipulatorActiveState& activeState);
-   static const ZqGeneralMotion& accelerationOf(const ZqManipulatorLink& link,
-                                                ZqManipulatorActiveState& activeState);
-   ZqGeneralForce forceOnBody(const ZqManipulatorExternalForce& externalForce,
-                              ZqManipulatorActiveState& activeState,
-                              const ZqStatedSystemStruct* stateStruct) const;
-   ZqGeneralMotion inboardAcceleration(const ZqManipulatorExternalForce& externalForce,
-                                       const ZqManipulatorTorque& torque,
-                                       ZqManipulatorActiveState& activeState,
-                                       const ZqStatedSystemStruct* stateStruct) const;
 
    ZqIndividualManipulator* m_manipulator = nullptr; ///< not owned
    ZqManipulatorLink* m_referenceLink = this;        ///< not owned

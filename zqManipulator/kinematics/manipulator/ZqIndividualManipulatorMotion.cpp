@@ -1,5 +1,7 @@
 #include "zqManipulator/dynamics/bodies/ZqManipulatorTorque.h"
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
+#include "zqManipulator/kinematics/manipulator/ZqMotionRecords.h"
+#include "zqManipulator/kinematics/manipulator/ZqMotionStages.h"
 #include "zqManipulator/state/ZqManipulatorActiveState.h"
 
 namespace
@@ -53,7 +55,11 @@ ZqIndividualManipulator::dhFrameForceInLocal(const ZqManipulatorExternalForce& e
 {
    ZqLinkForceState& base = activeState.activeForceState().record(ZqBaseLinkIndex);
    if (!base.localDhValid())
-      gatherForces(base, externalForce, activeState, stateStruct);
+   {
+      ZqMotionStages stages(*this, activeState);
+      const auto& [f, n] = stages.forces(externalForce, stateStruct)[0];
+      base.setDhFrameForceInLocal({zqMotion::vectorOf(f), zqMotion::vectorOf(n)});
+   }
    return base.dhFrameForceInLocal();
 }
 
@@ -85,7 +91,11 @@ ZqIndividualManipulator::crbi(ZqManipulatorActiveState& activeState,
 {
    ZqLinkMassState& base = activeState.activeMassState().record(ZqBaseLinkIndex);
    if (!base.crbiValid())
-      composeBody(base, activeState, stateStruct);
+   {
+      ZqMotionStages stages(*this, activeState);
+      zqMotion::takeMasses(stages.composites(stateStruct)[0], nullptr, base.crbiInPlace());
+      base.setCrbiValid(true);
+   }
    return base.crbi();
 }
 
@@ -95,7 +105,13 @@ const ZqArticulatedBodyDynamics& ZqIndividualManipulator::arbd(
 {
    ZqLinkArticulationState& base = activeState.activeArticulationState().record(ZqBaseLinkIndex);
    if (!base.arbdValid())
-      articulateBody(base, externalForce, torque, activeState, stateStruct);
+   {
+      ZqMotionStages stages(*this, activeState);
+      const auto* const bodies = stages.articulated(externalForce, torque, stateStruct);
+      zqMotion::takeArticulatedBody(bodies[0], stages.work().biasForces[0], nullptr,
+                                    childLinks().size() == 0, base.arbdInPlace());
+      base.setArbdValid(true);
+   }
    return base.arbd();
 }
 
@@ -107,8 +123,12 @@ const ZqGeneralMotion& ZqIndividualManipulator::arbiSupplementalDhFrameAccelerat
       return m_theDummyGeneralAcceleration;
    ZqLinkArticulationState& base = activeState.activeArticulationState().record(ZqBaseLinkIndex);
    if (!base.supplementalDhAccelerationValid())
-      base.setSupplementalDhAcceleration(arbd(externalForce, torque, activeState, stateStruct)
-                                            .calculateAcceleration(torque.generalForce()));
+   {
+      ZqMotionStages stages(*this, activeState);
+      const auto* const bodies = stages.articulated(externalForce, torque, stateStruct);
+      base.setSupplementalDhAcceleration(
+         zqMotion::accelerationOfBase(bodies[0], stages.work().biasForces[0], torque.generalForce()));
+   }
    return base.supplementalDhAcceleration();
 }
 

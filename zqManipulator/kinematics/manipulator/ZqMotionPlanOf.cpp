@@ -43,8 +43,8 @@ void straighten(Joint& joint)
    const ZqReal norm = std::hypot(joint.E.zz, joint.E.zy);
    joint.cosTwist = joint.E.zz / norm;
    joint.sinTwist = joint.E.zy / norm;
-   joint.E = {1.0, 0.0, 0.0, 0.0, joint.cosTwist, -joint.sinTwist,
-              0.0, joint.sinTwist, joint.cosTwist};
+   joint.E = {1.0,           0.0, 0.0, 0.0, joint.cosTwist, -joint.sinTwist, 0.0, joint.sinTwist,
+              joint.cosTwist};
 }
 
 void setPlacement(Joint& joint, const ZqJointAxis& axis, const ZqJointAxis* parent)

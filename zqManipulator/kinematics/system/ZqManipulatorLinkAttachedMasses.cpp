@@ -5,15 +5,12 @@
 #include <memory>
 #include <vector>
 
-namespace
-{
-/// Whether anything is attached to any link of the scene. In most scenes nothing is.
-bool hasAttachments(const ZqStatedSystemStruct* stateStruct)
+/// In most scenes nothing is.
+bool ZqManipulatorLink::hasAttachments(const ZqStatedSystemStruct* stateStruct)
 {
    const ZqStatedSystem* scene = stateStruct != nullptr ? stateStruct->statedSystemPtr() : nullptr;
    return scene != nullptr && scene->configuration().attachmentMap().baseNodes().size() != 0;
 }
-} // namespace
 
 const ZqRigidBodyMassProperties&
 ZqManipulatorLink::massProperties(const ZqStatedSystemStruct* stateStruct) const

@@ -5,6 +5,8 @@
 #include "zqManipulator/foundation/geometry/ZqLineSegment.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
+#include "zqManipulator/kinematics/manipulator/ZqMotionRecords.h"
+#include "zqManipulator/kinematics/manipulator/ZqMotionStages.h"
 #include "zqManipulator/state/ZqManipulatorActiveState.h"
 
 #include <utility>
@@ -29,11 +31,6 @@ namespace
    rejectIndex(format, index);
    Zq::Print::instance().write(
       Zq::Rejected, "This can be caused by the system and state not having the same size.\n");
-}
-
-inline ZqReal jointPosition(const ZqManipulatorActiveState& activeState, ZqU32 index)
-{
-   return Zq::valueOrZero(activeState.positionState().jointPositions(), index);
 }
 
 /// The record of a link or of the base; null when there is none.
@@ -89,40 +86,51 @@ ZqManipulatorLink::dhMasses(const ZqStatedSystemStruct* stateStruct) const
    return stateStruct == nullptr ? m_massPropertiesInDHFrame : massPropertiesInDHFrame(stateStruct);
 }
 
-/// The record of the link with its joint's transformation, for a link that has a record.
-inline const ZqLinkPositionState&
-ZqManipulatorLink::withDhTransform(ZqManipulatorActivePositionState& activeState) const
+const ZqCoordinateSystemTransformation&
+ZqManipulatorLink::dhFrameInSystem(ZqManipulatorActivePositionState& activeState) const
 {
-   ZqLinkPositionState& own = activeState.record(m_linkIndex);
-   if (!own.holdsDhTransform())
+   if (const ZqLinkPositionState* own = placeInSystem(activeState, false))
+      return own->dhFrame();
+   Zq::Print::instance().write(Zq::Rejected,
+                               "ZqManipulatorLink::dhFrameInSystem(): index out of range.\n");
+   return m_theDummyTransformation;
+}
+
+const ZqCoordinateSystemTransformation&
+ZqManipulatorLink::primaryFrameInSystem(ZqManipulatorActivePositionState& activeState) const
+{
+   if (m_linkIndex == ZqBaseLinkIndex)
    {
-      own.setDhTransform(m_linkKinematicsContainer.calculateTransform(
-         Zq::valueOrZero(activeState.positionState().jointPositions(), m_linkIndex)));
-      own.setDhTransformValid(true);
+      dhFrameInSystem(activeState);
+      return activeState.basePositionState().primaryFrame();
    }
-   return own;
+   if (const ZqLinkPositionState* own = placeInSystem(activeState, true))
+      return own->primaryFrame();
+   const ZqU32 records = activeState.size();
+   const ZqU32 joints = activeState.positionState().jointPositions().size();
+   Zq::Print::instance().write(
+      Zq::Rejected, "ZqManipulatorLink::primaryFrameInSystem(): index %d out of range %d.\n",
+      static_cast<int>(m_linkIndex), static_cast<int>(m_linkIndex < records ? joints : records));
+   return m_theDummyTransformation;
 }
 
-/// Velocity and acceleration of the DH frame: from the record if it is valid, which it is when links are
-/// asked in the order of their indices, and else by the virtual query.
-inline const ZqGeneralMotion& ZqManipulatorLink::velocityOf(const ZqManipulatorLink& link,
-                                                            ZqManipulatorActiveState& activeState)
+/// The record of the link with both frames valid, or null when the state has none, or no joint position
+/// to fill it from.
+const ZqLinkPositionState*
+ZqManipulatorLink::placeInSystem(ZqManipulatorActivePositionState& activeState,
+                                 bool primaryFrameIsNext) const
 {
-   const ZqLinkVelocityState* record =
-      recordOf(activeState.activeVelocityState(), link.m_linkIndex);
-   return record != nullptr && record->localDhValid() ? record->dhFrameVelocityInLocal()
-                                                      : link.dhFrameVelocityInLocal(activeState);
-}
-
-inline const ZqGeneralMotion&
-ZqManipulatorLink::accelerationOf(const ZqManipulatorLink& link,
-                                  ZqManipulatorActiveState& activeState)
-{
-   const ZqLinkAccelerationState* record =
-      recordOf(activeState.activeAccelerationState(), link.m_linkIndex);
-   return record != nullptr && record->localDhValid()
-             ? record->dhFrameAccelerationInLocal()
-             : link.dhFrameAccelerationInLocal(activeState);
+   if (m_linkIndex >= activeState.size())
+      return nullptr;
+   ZqLinkPositionState& own = activeState.record(m_linkIndex);
+   if (own.locationInSystemValid())
+      return &own;
+   if (m_linkIndex >= activeState.positionState().jointPositions().size())
+      return nullptr;
+   ZqMotionStages stages(*this, activeState);
+   zqMotion::takeFrame(stages.frame(m_linkIndex), stages.joint(m_linkIndex), primaryFrame(),
+                       primaryFrameIsNext, own);
+   return &own;
 }
 
 const ZqGeneralMotion&
@@ -139,26 +147,9 @@ ZqManipulatorLink::dhFrameVelocityInLocal(ZqManipulatorActiveState& activeState)
    if (own->localDhValid())
       return own->dhFrameVelocityInLocal();
 
-   ZqVector linear;
-   ZqVector angular;
-   if (m_parentLink != nullptr)
-   {
-      const ZqGeneralMotion& parent = velocityOf(*m_parentLink, activeState);
-      const ZqLinkPositionState& place = withDhTransform(activeState.activePositionState());
-      const ZqRotationMatrix& R = place.dhRotation();
-      linear = R.transposeTimes(parent.linear() +
-                                parent.angular().cross(place.dhTransform().translation()));
-      angular = R.transposeTimes(parent.angular());
-   }
-   if (const ZqLinkKinematics* joint = m_linkKinematicsContainer.topElement())
-   {
-      const ZqGeneralMotion& added = joint->calculateVelocity(
-         jointPosition(activeState, m_linkIndex),
-         Zq::valueOrZero(activeState.velocityState().jointVelocities(), m_linkIndex));
-      linear += added.linear();
-      angular += added.angular();
-   }
-   own->setDhFrameVelocityInLocal({linear, angular});
+   ZqMotionStages stages(*this, activeState);
+   own->setDhFrameVelocityInLocal(
+      zqMotion::velocityOfDhFrame(stages.joint(m_linkIndex), stages.velocities()[m_linkIndex + 1]));
    return own->dhFrameVelocityInLocal();
 }
 
@@ -223,37 +214,9 @@ ZqManipulatorLink::dhFrameAccelerationInLocal(ZqManipulatorActiveState& activeSt
    if (own->localDhValid())
       return own->dhFrameAccelerationInLocal();
 
-   ZqVector linear;
-   ZqVector angular;
-   ZqVector omega; // of the inboard frame, in the axes of the DH frame
-   // What the parent passes on: R^T (a + alpha x p + omega x (omega x p)), and R^T alpha.
-   if (m_parentLink != nullptr)
-   {
-      const ZqVector& parentOmega = velocityOf(*m_parentLink, activeState).angular();
-      const ZqGeneralMotion& parent = accelerationOf(*m_parentLink, activeState);
-      const ZqLinkPositionState& place = withDhTransform(activeState.activePositionState());
-      const ZqRotationMatrix& R = place.dhRotation();
-      linear =
-         R.transposeTimes(parent.linear() + turningAcceleration(parentOmega, parent.angular(),
-                                                                place.dhTransform().translation()));
-      angular = R.transposeTimes(parent.angular());
-      omega = R.transposeTimes(parentOmega);
-   }
-   if (const ZqLinkKinematics* joint = m_linkKinematicsContainer.topElement())
-   {
-      // What the joint adds: its own acceleration, and the Coriolis terms of its velocity.
-      const ZqReal q = jointPosition(activeState, m_linkIndex);
-      const ZqReal qd = Zq::valueOrZero(activeState.velocityState().jointVelocities(), m_linkIndex);
-      const ZqReal qdd =
-         Zq::valueOrZero(activeState.accelerationState().jointAccelerations(), m_linkIndex);
-      const ZqGeneralMotion& velocity = joint->calculateVelocity(q, qd);
-      linear += omega.cross(velocity.linear()) * 2.0;
-      angular += omega.cross(velocity.angular());
-      const ZqGeneralMotion& acceleration = joint->calculateAcceleration(q, qd, qdd);
-      linear += acceleration.linear();
-      angular += acceleration.angular();
-   }
-   own->setDhFrameAccelerationInLocal({linear, angular});
+   ZqMotionStages stages(*this, activeState);
+   own->setDhFrameAccelerationInLocal(
+      zqMotion::accelerationOfDhFrame(stages.joint(m_linkIndex), stages.motions()[m_linkIndex + 1]));
    return own->dhFrameAccelerationInLocal();
 }
 
@@ -366,12 +329,13 @@ ZqGeneralMotion ZqManipulatorLink::sumOverChildren(const ZqGeneralMotion& own,
                                                    const ZqStatedSystemStruct* stateStruct) const
 {
    ZqGeneralMotion sum = own;
+   ZqMotionStages stages(*this, activeState);
    for (const ZqManipulatorLink& child : childLinks())
    {
       const ZqGeneralMotion& part = (child.*query)(activeState, stateStruct);
-      const ZqRotationMatrix R(child.m_linkKinematicsContainer
-                                  .calculateTransform(jointPosition(activeState, child.m_linkIndex))
-                                  .orientation());
+      if (recordOf(activeState.activePositionState(), child.m_linkIndex) == nullptr)
+         continue;
+      const ZqRotationMatrix R = stages.dhRotation(child.m_linkIndex);
       sum += ZqGeneralMotion(R * part.linear(), R * part.angular());
    }
    return sum;
@@ -439,51 +403,6 @@ ZqBoolean ZqManipulatorLink::computeMomentFromLinearAcceleration(
    return true;
 }
 
-/// The force that moves the link's own body, less what comes from outside.
-[[gnu::always_inline]] inline ZqGeneralForce
-ZqManipulatorLink::forceOnBody(const ZqManipulatorExternalForce& externalForce,
-                               ZqManipulatorActiveState& activeState,
-                               const ZqStatedSystemStruct* stateStruct) const
-{
-   const ZqU32 index = m_linkIndex;
-   const ZqGeneralMotion& velocity = velocityOf(*this, activeState);
-   const ZqGeneralMotion& acceleration = accelerationOf(*this, activeState);
-   const ZqGeneralForce force = dhMasses(stateStruct).calculateForce(velocity, acceleration);
-   const ZqGeneralForce* const external = externalForce.forceOn(index);
-   return external == nullptr ? force : force - *external;
-}
-
-/// Fills the record of a link with the force that moves it and its subtree: one inward step of Newton
-/// and Euler. The state has a position for the link.
-void ZqManipulatorLink::gatherForces(ZqLinkForceState& record,
-                                     const ZqManipulatorExternalForce& externalForce,
-                                     ZqManipulatorActiveState& activeState,
-                                     const ZqStatedSystemStruct* stateStruct) const
-{
-   // The link's own body.
-   const ZqGeneralForce own = forceOnBody(externalForce, activeState, stateStruct);
-   ZqVector force = own.force();
-   ZqVector moment = own.moment();
-   for (const ZqManipulatorLink& child : childLinks())
-   {
-      // The force at the child's joint, computed first where it is stale.
-      const ZqLinkForceState* ofChild = recordOf(activeState.activeForceState(), child.m_linkIndex);
-      const ZqGeneralForce& part =
-         ofChild != nullptr && ofChild->localDhValid()
-            ? ofChild->dhFrameForceInLocal()
-            : child.dhFrameForceInLocal(externalForce, activeState, stateStruct);
-      if (recordOf(activeState.activePositionState(), child.m_linkIndex) == nullptr)
-         continue;
-      // Turned into the axes of this link, and moved to its origin.
-      const ZqLinkPositionState& place = child.withDhTransform(activeState.activePositionState());
-      const ZqVector turned = place.dhRotation() * part.force();
-      force += turned;
-      moment +=
-         place.dhRotation() * part.moment() + place.dhTransform().translation().cross(turned);
-   }
-   record.setDhFrameForceInLocal({force, moment});
-}
-
 const ZqGeneralForce&
 ZqManipulatorLink::dhFrameForceInLocal(const ZqManipulatorExternalForce& externalForce,
                                        ZqManipulatorActiveState& activeState,
@@ -500,27 +419,10 @@ ZqManipulatorLink::dhFrameForceInLocal(const ZqManipulatorExternalForce& externa
                           : "ZqManipulatorLink::dhFrameForceInLocal(): acc. index out of range.\n");
       return m_theDummyGeneralForce;
    }
-   gatherForces(*own, externalForce, activeState, stateStruct);
+   ZqMotionStages stages(*this, activeState);
+   own->setDhFrameForceInLocal(zqMotion::forceAtDhFrame(
+      stages.joint(m_linkIndex), stages.forces(externalForce, stateStruct)[m_linkIndex + 1]));
    return own->dhFrameForceInLocal();
-}
-
-/// Fills the record of a link with the masses of its subtree as one rigid body, about the origin of its
-/// DH frame. The state has a position for the link.
-void ZqManipulatorLink::composeBody(ZqLinkMassState& record, ZqManipulatorActiveState& activeState,
-                                    const ZqStatedSystemStruct* stateStruct) const
-{
-   ZqRigidBodyMassProperties& sum = record.crbiInPlace();
-   sum = dhMasses(stateStruct);
-   for (const ZqManipulatorLink& child : childLinks())
-   {
-      // The child's subtree, about the child's origin, is moved to this link's.
-      const ZqRigidBodyMassProperties& part = child.crbi(activeState, stateStruct);
-      if (child.m_linkIndex >= activeState.activePositionState().size())
-         continue;
-      const ZqLinkPositionState& place = child.withDhTransform(activeState.activePositionState());
-      sum.add(part, place.dhRotation(), place.dhTransform().translation());
-   }
-   record.setCrbiValid(true);
 }
 
 const ZqRigidBodyMassProperties&
@@ -535,26 +437,13 @@ ZqManipulatorLink::crbi(ZqManipulatorActiveState& activeState,
    }
    ZqLinkMassState& own = masses.record(m_linkIndex);
    if (!own.crbiValid())
-      composeBody(own, activeState, stateStruct);
+   {
+      ZqMotionStages stages(*this, activeState);
+      zqMotion::takeMasses(stages.composites(stateStruct)[m_linkIndex + 1],
+                           &stages.joint(m_linkIndex), own.crbiInPlace());
+      own.setCrbiValid(true);
+   }
    return own.crbi();
-}
-
-/// Fills the record of a link with the articulated body of its subtree: one inward step of Featherstone.
-/// The state has a position for the link.
-void ZqManipulatorLink::articulateBody(ZqLinkArticulationState& record,
-                                       const ZqManipulatorExternalForce& externalForce,
-                                       const ZqManipulatorTorque& torque,
-                                       ZqManipulatorActiveState& activeState,
-                                       const ZqStatedSystemStruct* stateStruct) const
-{
-   // The link alone, as if it had no children.
-   ZqArticulatedBodyDynamics& body = record.arbdInPlace();
-   body.setInertiaFromRigidBody(dhMasses(stateStruct));
-   body.setBias(forceOnBody(externalForce, activeState, stateStruct));
-   // Each child, less what the freedom of its joint takes away.
-   for (const ZqManipulatorLink& child : childLinks())
-      child.addArbdToParent(body, externalForce, torque, activeState, stateStruct);
-   record.setArbdValid(true);
 }
 
 const ZqArticulatedBodyDynamics&
@@ -570,7 +459,15 @@ ZqManipulatorLink::arbd(const ZqManipulatorExternalForce& externalForce,
    }
    ZqLinkArticulationState& own = articulations.record(m_linkIndex);
    if (!own.arbdValid())
-      articulateBody(own, externalForce, torque, activeState, stateStruct);
+   {
+      ZqMotionStages stages(*this, activeState);
+      const auto* const bodies = stages.articulated(externalForce, torque, stateStruct);
+      zqMotion::takeArticulatedBody(bodies[m_linkIndex + 1],
+                                    stages.work().biasForces[m_linkIndex + 1],
+                                    &stages.joint(m_linkIndex), childLinks().size() == 0,
+                                    own.arbdInPlace());
+      own.setArbdValid(true);
+   }
    return own.arbd();
 }
 
@@ -583,28 +480,12 @@ void ZqManipulatorLink::addArbdToParent(ZqArticulatedBodyDynamics& parentArbd,
    const ZqArticulatedBodyDynamics& own = arbd(externalForce, torque, activeState, stateStruct);
    if (const ZqLinkKinematics* joint = m_linkKinematicsContainer.topElement())
    {
-      const ZqReal q = jointPosition(activeState, m_linkIndex);
+      const ZqReal q =
+         Zq::valueOrZero(activeState.positionState().jointPositions(), m_linkIndex);
       joint->addChildArbdToParent(parentArbd, own, q,
                                   Zq::valueOrZero(torque.jointTorques(), m_linkIndex),
                                   m_jointActuator.effectiveInertia(q));
    }
-}
-
-/// The acceleration that torques add to the parent, at the origin of this link and in its axes: one
-/// outward step of Featherstone. Zero at a root.
-ZqGeneralMotion ZqManipulatorLink::inboardAcceleration(
-   const ZqManipulatorExternalForce& externalForce, const ZqManipulatorTorque& torque,
-   ZqManipulatorActiveState& activeState, const ZqStatedSystemStruct* stateStruct) const
-{
-   if (m_parentLink == nullptr)
-      return {};
-   const ZqGeneralMotion& parent = m_parentLink->arbiSupplementalDhFrameAccelerationInLocal(
-      externalForce, torque, activeState, stateStruct);
-   const ZqLinkPositionState& place = withDhTransform(activeState.activePositionState());
-   const ZqRotationMatrix& R = place.dhRotation();
-   return {
-      R.transposeTimes(parent.linear() + parent.angular().cross(place.dhTransform().translation())),
-      R.transposeTimes(parent.angular())};
 }
 
 ZqReal ZqManipulatorLink::arbiJointAcceleration(const ZqManipulatorExternalForce& externalForce,
@@ -623,24 +504,10 @@ ZqReal ZqManipulatorLink::arbiJointAcceleration(const ZqManipulatorExternalForce
    ZqLinkArticulationState& own = articulations.record(m_linkIndex);
    if (own.supplementalJointAccelerationValid())
       return own.supplementalJointAcceleration();
-   // The parent's acceleration comes first. Computing it also makes the articulated body of this link
-   // valid, so that the query of the body below does not recurse again.
-   const ZqGeneralMotion inboard =
-      inboardAcceleration(externalForce, torque, activeState, stateStruct);
-   const ZqArticulatedBodyDynamics& body = arbd(externalForce, torque, activeState, stateStruct);
-   // qdd = (torque - s . (I a + bias)) / (s . I s + inertia of the drive)
-   const ZqReal q = jointPosition(activeState, m_linkIndex);
-   const ZqReal numerator =
-      Zq::valueOrZero(torque.jointTorques(), m_linkIndex) -
-      m_linkKinematicsContainer.torqueRequiredToExert(q, body.calculateForce(inboard));
-   const ZqReal denominator = m_linkKinematicsContainer.unitAccelerationTorque(q, body.inertia()) +
-                              m_jointActuator.effectiveInertia(q);
-   const ZqReal acceleration = denominator == 0.0 ? 0.0 : numerator / denominator;
-   own.setSupplementalJointAcceleration(acceleration);
-   if (!own.supplementalDhAccelerationValid())
-      own.setSupplementalDhAcceleration(
-         inboard + m_linkKinematicsContainer.calculateAcceleration(q, 0.0, acceleration));
-   return acceleration;
+   ZqMotionStages stages(*this, activeState);
+   own.setSupplementalJointAcceleration(
+      stages.jointAccelerations(externalForce, torque, stateStruct)[m_linkIndex]);
+   return own.supplementalJointAcceleration();
 }
 
 const ZqGeneralMotion& ZqManipulatorLink::arbiSupplementalDhFrameAccelerationInLocal(
@@ -658,14 +525,10 @@ const ZqGeneralMotion& ZqManipulatorLink::arbiSupplementalDhFrameAccelerationInL
    ZqLinkArticulationState& own = articulations.record(m_linkIndex);
    if (!own.supplementalDhAccelerationValid())
    {
-      // This query sets the acceleration of the frame as well, but not when that of the joint was valid.
-      const ZqReal acceleration =
-         arbiJointAcceleration(externalForce, torque, activeState, stateStruct);
-      if (!own.supplementalDhAccelerationValid())
-         own.setSupplementalDhAcceleration(
-            inboardAcceleration(externalForce, torque, activeState, stateStruct) +
-            m_linkKinematicsContainer.calculateAcceleration(jointPosition(activeState, m_linkIndex),
-                                                            0.0, acceleration));
+      ZqMotionStages stages(*this, activeState);
+      stages.jointAccelerations(externalForce, torque, stateStruct);
+      own.setSupplementalDhAcceleration(zqMotion::addedAccelerationOfDhFrame(
+         stages.joint(m_linkIndex), stages.work().articulated[m_linkIndex + 1]));
    }
    return own.supplementalDhAcceleration();
 }

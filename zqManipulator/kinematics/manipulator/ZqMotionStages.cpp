@@ -1,0 +1,457 @@
+#include "zqManipulator/kinematics/manipulator/ZqMotionStages.h"
+
+#include "zqManipulator/dynamics/bodies/ZqManipulatorExternalForce.h"
+#include "zqManipulator/dynamics/bodies/ZqManipulatorTorque.h"
+#include "zqManipulator/dynamics/motion/ZqArticulatedSweep.h"
+#include "zqManipulator/dynamics/motion/ZqInverseDynamicsSweep.h"
+#include "zqManipulator/dynamics/motion/ZqMotionCompositeSweep.h"
+#include "zqManipulator/dynamics/motion/ZqMotionPlan.h"
+#include "zqManipulator/dynamics/motion/ZqMotionSineCosine.h"
+#include "zqManipulator/dynamics/motion/ZqPositionSweep.h"
+#include "zqManipulator/dynamics/motion/ZqVelocitySweep.h"
+#include "zqManipulator/foundation/algebra/ZqValueOrZero.h"
+#include "zqManipulator/kinematics/joint/ZqJointAxis.h"
+#include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
+#include "zqManipulator/kinematics/manipulator/ZqMotionPlanOf.h"
+#include "zqManipulator/state/ZqManipulatorActiveState.h"
+
+#include <algorithm>
+
+using Work = ZqMotionWorkspace;
+using zqMotion::Joint;
+using zqMotion::plain;
+using zqMotion::Vec3;
+
+namespace
+{
+/// A vector that is long enough, whatever stands in it.
+template <class Vector>
+typename Vector::value_type* sized(Vector& vector, std::size_t size)
+{
+   if (vector.size() < size)
+      vector.resize(size);
+   return vector.data();
+}
+
+/// The numbers of a list, filled up with zeros where they are too few.
+const ZqReal* atLeast(const ZqXmlVectorBasicType<ZqReal>& list, int count,
+                      std::vector<ZqReal>& filled)
+{
+   const auto& values = list.values();
+   const auto size = static_cast<std::size_t>(count);
+   if (values.size() >= size)
+      return values.data();
+   filled.assign(size, 0.0);
+   std::copy(values.begin(), values.end(), filled.begin());
+   return filled.data();
+}
+
+/// The links of a tree that belongs to no manipulator, in the order of their indices; none where the
+/// indices are not those.
+void collect(const ZqManipulatorLink& link, std::vector<ZqManipulatorLink*>& links)
+{
+   links.push_back(const_cast<ZqManipulatorLink*>(&link));
+   for (const ZqManipulatorLink& child : link.childLinks())
+      collect(child, links);
+}
+
+/// Such a tree is flattened whenever it is asked, since nobody tells when it changes.
+const ZqMotionPlan& planOfLoneTree(const ZqManipulatorLink& root)
+{
+   thread_local ZqMotionPlan plan;
+   std::vector<ZqManipulatorLink*> links;
+   collect(root, links);
+   for (std::size_t i = 0; i < links.size(); ++i)
+      if (links[i]->linkIndex() != i)
+      {
+         links.clear();
+         break;
+      }
+   plan = zqMotionPlanOf(links, nullptr);
+   return plan;
+}
+
+const ZqManipulatorLink& rootOf(const ZqManipulatorLink& link)
+{
+   const ZqManipulatorLink* root = &link;
+   while (root->parentLink() != nullptr)
+      root = root->parentLink();
+   return *root;
+}
+
+bool isZero(const ZqGeneralForce& force)
+{
+   return force == ZqGeneralForce::nullObject();
+}
+} // namespace
+
+ZqMotionStages::ZqMotionStages(const ZqIndividualManipulator& manipulator,
+                               ZqManipulatorActivePositionState& positions)
+   : m_manipulator(&manipulator), m_positions(positions), m_work(positions.workspace())
+{
+   prepare();
+}
+
+ZqMotionStages::ZqMotionStages(const ZqIndividualManipulator& manipulator,
+                               ZqManipulatorActiveState& activeState)
+   : m_manipulator(&manipulator), m_positions(activeState.activePositionState()),
+     m_activeState(&activeState), m_work(m_positions.workspace())
+{
+   prepare();
+}
+
+ZqMotionStages::ZqMotionStages(const ZqManipulatorLink& link,
+                               ZqManipulatorActivePositionState& positions)
+   : m_manipulator(link.manipulator()), m_root(&rootOf(link)), m_positions(positions),
+     m_work(positions.workspace())
+{
+   prepare();
+}
+
+ZqMotionStages::ZqMotionStages(const ZqManipulatorLink& link, ZqManipulatorActiveState& activeState)
+   : m_manipulator(link.manipulator()), m_root(&rootOf(link)),
+     m_positions(activeState.activePositionState()), m_activeState(&activeState),
+     m_work(m_positions.workspace())
+{
+   prepare();
+}
+
+const ZqManipulatorLink& ZqMotionStages::linkAt(ZqU32 index) const
+{
+   if (m_manipulator != nullptr)
+      return *m_manipulator->linkPointerVector()[index];
+   std::vector<ZqManipulatorLink*> links;
+   collect(*m_root, links);
+   return *links[index];
+}
+
+/// Takes the plan, and as many links of it as the state has positions and records for.
+void ZqMotionStages::prepare()
+{
+   m_plan = m_manipulator != nullptr ? &m_manipulator->motionPlan() : &planOfLoneTree(*m_root);
+   const std::size_t count =
+      std::min<std::size_t>({m_plan->joints.size(), m_positions.size(),
+                             m_positions.positionState().jointPositions().size()});
+   if (m_work.plan == m_plan->serial && static_cast<std::size_t>(m_work.tree.count) == count)
+      return;
+   m_work.forget();
+   m_work.plan = m_plan->serial;
+   m_work.tree = m_plan->tree();
+   if (count < m_plan->joints.size())
+      shorten(static_cast<ZqU32>(count));
+   else if (m_plan->anyOwnDrive)
+      m_work.joints.clear();
+   m_work.framesDone.assign(count + 1, ~std::uint64_t{0});
+   m_work.frames.resize(count + 1);
+   m_work.halfCos.resize(count);
+   m_work.halfSin.resize(count);
+   m_work.slots.resize(m_plan->slotLinks.size());
+}
+
+/// The first links alone: parents stand before their children.
+void ZqMotionStages::shorten(ZqU32 count)
+{
+   const int end = static_cast<int>(count);
+   zqMotion::Tree& tree = m_work.tree;
+   m_work.joints.assign(m_plan->joints.begin(), m_plan->joints.begin() + end);
+   tree.count = end;
+   tree.depth = 0;
+   tree.slots = 0;
+   for (Joint& joint : m_work.joints)
+   {
+      joint.end = std::min(joint.end, end);
+      tree.depth = std::max(tree.depth, joint.depth + 1);
+      tree.slots += joint.slot >= 0 ? 1 : 0;
+   }
+   tree.joints = m_work.joints.data();
+}
+
+void ZqMotionStages::angles()
+{
+   const std::uint64_t epoch = m_positions.epoch();
+   if (m_work.isDone(Work::Angles, epoch))
+      return;
+   const ZqReal* const q = m_positions.positionState().jointPositions().values().data();
+   zqMotion::halfCosineSines(q, tree().count, m_work.halfCos.data(), m_work.halfSin.data());
+   for (int k = 0; k < tree().slots; ++k)
+   {
+      const ZqU32 i = m_plan->slotLinks[static_cast<std::size_t>(k)];
+      const int parent = joint(i).parent;
+      zqMotion::place(linkAt(i).linkKinematicsContainer(),
+                      parent < 0 ? nullptr : &tree().joints[parent], q[i],
+                      m_work.slots[static_cast<std::size_t>(k)]);
+   }
+   m_work.done[Work::Angles] = epoch;
+}
+
+/// The base's frame may be placed by its query, which begins a new epoch.
+void ZqMotionStages::placeBase()
+{
+   zqMotion::Frame<ZqReal>& base = m_work.frames[0];
+   if (m_manipulator == nullptr)
+      base = {{0.0, 0.0, 0.0}, {1.0, 0.0, 0.0, 0.0}};
+   else
+   {
+      const ZqCoordinateSystemTransformation& X = m_manipulator->dhFrameInSystem(m_positions);
+      base = {plain(X.translation()), plain(X.orientation())};
+   }
+   m_work.framesDone[0] = m_positions.epoch();
+}
+
+const zqMotion::Frame<ZqReal>* ZqMotionStages::frames()
+{
+   if (m_work.isDone(Work::Frames, m_positions.epoch()))
+      return m_work.frames.data();
+   placeBase();
+   angles();
+   zqMotion::placeLinks(tree(), m_positions.positionState().jointPositions().values().data(),
+                        m_work.halfCos.data(), m_work.halfSin.data(), m_work.slots.data(),
+                        m_work.frames.data());
+   m_work.done[Work::Frames] = m_positions.epoch();
+   return m_work.frames.data();
+}
+
+/// Places one link, those between it and the base before it.
+void ZqMotionStages::place(ZqU32 link)
+{
+   const Joint& own = joint(link);
+   const auto parent = static_cast<std::size_t>(own.parent + 1);
+   if (m_work.framesDone[parent] != m_positions.epoch())
+      own.parent < 0 ? placeBase() : place(static_cast<ZqU32>(own.parent));
+   const ZqReal q = m_positions.positionState().jointPositions().values()[link];
+   const auto half = zqMotion::halfCosineSine(q);
+   zqMotion::placeLink(own, m_work.frames[parent], q, half.c, half.s, m_work.slots.data(),
+                       m_work.frames[link + 1]);
+   m_work.framesDone[link + 1] = m_positions.epoch();
+}
+
+const zqMotion::Frame<ZqReal>& ZqMotionStages::frame(ZqU32 link)
+{
+   if (m_work.isDone(Work::Frames, m_positions.epoch()) ||
+       m_work.framesDone[link + 1] == m_positions.epoch())
+      return m_work.frames[link + 1];
+   // Placed in one sweep, a link takes less than half of what it takes alone.
+   if (tree().slots > 0 || 3 * (joint(link).depth + 1) >= tree().count)
+      return frames()[link + 1];
+   place(link);
+   return m_work.frames[link + 1];
+}
+
+const zqMotion::Turn<ZqReal>* ZqMotionStages::turns()
+{
+   const std::uint64_t epoch = m_positions.epoch();
+   if (m_work.isDone(Work::Turns, epoch))
+      return m_work.turns.data();
+   angles();
+   zqMotion::turnJoints(tree(), m_positions.positionState().jointPositions().values().data(),
+                        m_work.halfCos.data(), m_work.halfSin.data(), m_work.slots.data(),
+                        sized(m_work.turns, static_cast<std::size_t>(tree().count)));
+   m_work.done[Work::Turns] = epoch;
+   return m_work.turns.data();
+}
+
+const zqMotion::Vec6<ZqReal>* ZqMotionStages::velocities()
+{
+   if (m_work.isDone(Work::Velocities, m_activeState->activeVelocityState().epoch()))
+      return m_work.linkVelocities.data();
+   const zqMotion::Turn<ZqReal>* const turned = turns();
+   const auto size = static_cast<std::size_t>(tree().count) + 1;
+   zqMotion::Vec6<ZqReal>* const V = sized(m_work.linkVelocities, size);
+   V[0] = m_manipulator != nullptr ? plain(m_manipulator->dhFrameVelocityInLocal(*m_activeState))
+                                   : zqMotion::Vec6<ZqReal>{};
+   const ZqReal* const q = m_positions.positionState().jointPositions().values().data();
+   const ZqReal* const qd = atLeast(m_activeState->velocityState().jointVelocities(), tree().count,
+                                    m_work.velocities);
+   for (int k = 0; k < tree().slots; ++k)
+   {
+      const ZqU32 i = m_plan->slotLinks[static_cast<std::size_t>(k)];
+      zqMotion::move(linkAt(i).linkKinematicsContainer(), q[i], qd[i],
+                     m_work.slots[static_cast<std::size_t>(k)]);
+   }
+   zqMotion::computeVelocities(tree(), turned, qd, m_work.slots.data(), V);
+   m_work.done[Work::Velocities] = m_activeState->activeVelocityState().epoch();
+   return V;
+}
+
+const zqMotion::LinkMotion<ZqReal>* ZqMotionStages::motions()
+{
+   const auto& state = std::as_const(*m_activeState);
+   if (m_work.isDone(Work::Motions, state.activeAccelerationState().epoch()))
+      return m_work.motions.data();
+   const zqMotion::Turn<ZqReal>* const turned = turns();
+   zqMotion::LinkMotion<ZqReal>* const motions =
+      sized(m_work.motions, static_cast<std::size_t>(tree().count) + 1);
+   zqMotion::LinkMotion<ZqReal>& base = motions[0];
+   base = {};
+   if (m_manipulator != nullptr)
+   {
+      const ZqGeneralMotion& A = m_manipulator->dhFrameAccelerationInLocal(*m_activeState);
+      base.omega = plain(m_manipulator->dhFrameVelocityInLocal(*m_activeState).angular());
+      base.alpha = plain(A.angular());
+      base.a = plain(A.linear());
+   }
+   const ZqReal* const q = m_positions.positionState().jointPositions().values().data();
+   const ZqReal* const qd =
+      atLeast(state.velocityState().jointVelocities(), tree().count, m_work.velocities);
+   const ZqReal* const qdd =
+      atLeast(state.accelerationState().jointAccelerations(), tree().count, m_work.accelerations);
+   for (int k = 0; k < tree().slots; ++k)
+   {
+      const ZqU32 i = m_plan->slotLinks[static_cast<std::size_t>(k)];
+      zqMotion::accelerate(linkAt(i).linkKinematicsContainer(), q[i], qd[i], qdd[i],
+                           m_work.slots[static_cast<std::size_t>(k)]);
+   }
+   zqMotion::computeMotions(tree(), turned, qd, qdd, m_work.slots.data(), motions);
+   m_work.done[Work::Motions] = state.activeAccelerationState().epoch();
+   return motions;
+}
+
+/// The bodies of a scene, where anything is attached to any link of it; else those of the plan.
+void ZqMotionStages::takeBodies(const ZqStatedSystemStruct* stateStruct)
+{
+   m_work.tree.bodies = m_plan->bodies.data();
+   if (!ZqManipulatorLink::hasAttachments(stateStruct))
+      return;
+   m_work.bodies = m_plan->bodies;
+   if (m_manipulator != nullptr)
+      m_work.bodies[0] = zqMotionBodyOf(m_manipulator->massPropertiesInDHFrame(stateStruct), {});
+   for (int i = 0; i < tree().count; ++i)
+   {
+      const auto link = static_cast<ZqU32>(i);
+      m_work.bodies[link + 1] = zqMotionBodyOf(linkAt(link).massPropertiesInDHFrame(stateStruct),
+                                               zqMotion::dhFrameOf(joint(link)));
+   }
+   m_work.tree.bodies = m_work.bodies.data();
+}
+
+/// Forces from outside act on the DH frame: turned into the axis frame and moved to its origin, they take
+/// their share off what has to move the link.
+void ZqMotionStages::takeExternalForces(
+   const ZqManipulatorExternalForce& externalForce,
+   std::vector<zqMotion::LinkForce<ZqReal>>& forces) const
+{
+   const auto take = [&](std::size_t at, const ZqGeneralForce& external, const Joint* own)
+   {
+      Vec3<ZqReal> f = plain(external.force());
+      Vec3<ZqReal> n = plain(external.moment());
+      if (own != nullptr && own->hasDhOffset)
+      {
+         f = own->B * f;
+         n = own->B * n + zqMotion::cross(own->pB, f);
+      }
+      forces[at].f -= f;
+      forces[at].n -= n;
+   };
+   if (!isZero(externalForce.baseForce()))
+      take(0, externalForce.baseForce(), nullptr);
+   const auto& ofLinks = externalForce.linkForces();
+   const auto count = std::min(static_cast<ZqU32>(tree().count), ofLinks.size());
+   for (ZqU32 i = 0; i < count; ++i)
+      if (!isZero(ofLinks[i]))
+         take(i + 1, ofLinks[i], &joint(i));
+}
+
+const zqMotion::LinkForce<ZqReal>*
+ZqMotionStages::forces(const ZqManipulatorExternalForce& externalForce,
+                       const ZqStatedSystemStruct* stateStruct)
+{
+   const std::uint64_t epoch = std::as_const(*m_activeState).activeForceState().epoch();
+   if (m_work.isDone(Work::Forces, epoch))
+      return m_work.forces.data();
+   const zqMotion::LinkMotion<ZqReal>* const moved = motions();
+   const auto count = static_cast<std::size_t>(tree().count);
+   takeBodies(stateStruct);
+   zqMotion::computeBodyForces(tree(), moved, sized(m_work.forces, count + 1));
+   takeExternalForces(externalForce, m_work.forces);
+   zqMotion::gatherForces(tree(), turns(), m_work.slots.data(), m_work.forces.data(),
+                          sized(m_work.inverseTorques, count));
+   m_work.done[Work::Forces] = epoch;
+   return m_work.forces.data();
+}
+
+const zqMotion::Composite<ZqReal>*
+ZqMotionStages::composites(const ZqStatedSystemStruct* stateStruct)
+{
+   const std::uint64_t epoch = std::as_const(*m_activeState).activeMassState().epoch();
+   if (m_work.isDone(Work::Composites, epoch))
+      return m_work.composites.data();
+   const zqMotion::Turn<ZqReal>* const turned = turns();
+   takeBodies(stateStruct);
+   zqMotion::composeBodies(
+      tree(), turned, sized(m_work.composites, static_cast<std::size_t>(tree().count) + 1));
+   m_work.done[Work::Composites] = epoch;
+   return m_work.composites.data();
+}
+
+void ZqMotionStages::axes(const ZqStatedSystemStruct* stateStruct)
+{
+   const std::uint64_t epoch = std::as_const(*m_activeState).activeMassState().epoch();
+   if (m_work.isDone(Work::Axes, epoch))
+      return;
+   const zqMotion::Composite<ZqReal>* const bodies = composites(stateStruct);
+   const auto count = static_cast<std::size_t>(tree().count);
+   zqMotion::placeInBase(tree(), turns(), sized(m_work.places, count + 1));
+   zqMotion::computeAxesAndForces(tree(), m_work.places.data(), bodies, m_work.slots.data(),
+                                  sized(m_work.axes, 6 * count),
+                                  sized(m_work.axisForces, 6 * count), count);
+   m_work.done[Work::Axes] = epoch;
+}
+
+ZqReal ZqMotionStages::driveInertia(ZqU32 link) const
+{
+   return m_plan->anyOwnDrive
+             ? linkAt(link).jointActuator().effectiveInertia(
+                  Zq::valueOrZero(m_positions.positionState().jointPositions(), link))
+             : joint(link).driveInertia;
+}
+
+const zqMotion::Articulated<ZqReal>*
+ZqMotionStages::articulated(const ZqManipulatorExternalForce& externalForce,
+                            const ZqManipulatorTorque& torque,
+                            const ZqStatedSystemStruct* stateStruct)
+{
+   const std::uint64_t epoch = std::as_const(*m_activeState).activeArticulationState().epoch();
+   if (m_work.isDone(Work::Articulated, epoch))
+      return m_work.articulated.data();
+   const zqMotion::LinkMotion<ZqReal>* const moved = motions();
+   const auto count = static_cast<std::size_t>(tree().count);
+   if (m_plan->anyOwnDrive)
+   {
+      if (tree().joints != m_work.joints.data())
+         m_work.joints.assign(tree().joints, tree().joints + count);
+      m_work.tree.joints = m_work.joints.data();
+      for (ZqU32 i = 0; i < count; ++i)
+         m_work.joints[i].driveInertia = driveInertia(i);
+   }
+   takeBodies(stateStruct);
+   zqMotion::computeBodyForces(tree(), moved, sized(m_work.biasForces, count + 1));
+   takeExternalForces(externalForce, m_work.biasForces);
+   zqMotion::articulateBodies(
+      tree(), turns(), m_work.slots.data(),
+      atLeast(torque.jointTorques(), tree().count, m_work.torques), m_work.biasForces.data(),
+      sized(m_work.articulated, count + 1));
+   m_work.done[Work::Articulated] = epoch;
+   return m_work.articulated.data();
+}
+
+const ZqReal* ZqMotionStages::jointAccelerations(const ZqManipulatorExternalForce& externalForce,
+                                                 const ZqManipulatorTorque& torque,
+                                                 const ZqStatedSystemStruct* stateStruct)
+{
+   const std::uint64_t epoch = std::as_const(*m_activeState).activeArticulationState().epoch();
+   if (m_work.isDone(Work::Accelerations, epoch))
+      return m_work.jointAccelerations.data();
+   articulated(externalForce, torque, stateStruct);
+   zqMotion::Articulated<ZqReal>& base = m_work.articulated[0];
+   const ZqGeneralMotion& A =
+      m_manipulator != nullptr
+         ? m_manipulator->arbiSupplementalDhFrameAccelerationInLocal(externalForce, torque,
+                                                                     *m_activeState, stateStruct)
+         : ZqGeneralMotion::nullObject();
+   base.a = plain(A.linear());
+   base.alpha = plain(A.angular());
+   zqMotion::accelerateJoints(tree(), turns(), m_work.slots.data(), m_work.articulated.data(),
+                              sized(m_work.jointAccelerations, static_cast<std::size_t>(tree().count)));
+   m_work.done[Work::Accelerations] = epoch;
+   return m_work.jointAccelerations.data();
+}

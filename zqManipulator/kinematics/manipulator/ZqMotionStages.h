@@ -1,0 +1,80 @@
+#pragma once
+
+#include "zqManipulator/dynamics/motion/ZqMotionWorkspace.h"
+#include "zqManipulator/foundation/algebra/ZqTypes.h"
+
+class ZqIndividualManipulator;
+class ZqManipulatorActivePositionState;
+class ZqManipulatorActiveState;
+class ZqManipulatorExternalForce;
+class ZqManipulatorLink;
+class ZqManipulatorTorque;
+class ZqStatedSystemStruct;
+struct ZqMotionPlan;
+
+/// Brings the numbers of an active state up to date, as far as somebody asks: each operation runs a sweep,
+/// after those that it builds on, unless it was run in this epoch of the state. What it answers stands in
+/// the workspace of the active state; arrays by link have the base first.
+///
+/// The motion of the base comes from the base's own queries, so that a class of a user that answers
+/// otherwise is heeded.
+class ZqMotionStages
+{
+public:
+   /// For frames alone.
+   ZqMotionStages(const ZqIndividualManipulator& manipulator,
+                  ZqManipulatorActivePositionState& positions);
+   ZqMotionStages(const ZqIndividualManipulator& manipulator,
+                  ZqManipulatorActiveState& activeState);
+   /// Of the manipulator that a link belongs to; of its own tree for a link that belongs to none.
+   ZqMotionStages(const ZqManipulatorLink& link, ZqManipulatorActivePositionState& positions);
+   ZqMotionStages(const ZqManipulatorLink& link, ZqManipulatorActiveState& activeState);
+
+   /// As many links as the manipulator and the state both have.
+   const zqMotion::Tree& tree() const noexcept { return m_work.tree; }
+   const ZqMotionPlan& plan() const noexcept { return *m_plan; }
+   ZqMotionWorkspace& work() const noexcept { return m_work; }
+   const zqMotion::Joint& joint(ZqU32 link) const noexcept { return m_work.tree.joints[link]; }
+
+   /// The axis frame of one link in the system, and of others as far as that is cheaper than to place them
+   /// one by one.
+   const zqMotion::Frame<ZqReal>& frame(ZqU32 link);
+   const zqMotion::Frame<ZqReal>* frames();
+   const zqMotion::Turn<ZqReal>* turns();
+   const zqMotion::Vec6<ZqReal>* velocities();
+   const zqMotion::LinkMotion<ZqReal>* motions();
+   const zqMotion::LinkForce<ZqReal>* forces(const ZqManipulatorExternalForce& externalForce,
+                                             const ZqStatedSystemStruct* stateStruct);
+   /// The torques at the joints that go with the forces, without the inertia of drives.
+   const ZqReal* inverseTorques() const noexcept { return m_work.inverseTorques.data(); }
+   const zqMotion::Composite<ZqReal>* composites(const ZqStatedSystemStruct* stateStruct);
+   /// Unit motions and forces of composite bodies: `axes` and `axisForces` of the workspace.
+   void axes(const ZqStatedSystemStruct* stateStruct);
+   const zqMotion::Articulated<ZqReal>* articulated(const ZqManipulatorExternalForce& externalForce,
+                                                    const ZqManipulatorTorque& torque,
+                                                    const ZqStatedSystemStruct* stateStruct);
+   /// What the torques add: those of the joints, and in the articulated bodies those of the links.
+   const ZqReal* jointAccelerations(const ZqManipulatorExternalForce& externalForce,
+                                    const ZqManipulatorTorque& torque,
+                                    const ZqStatedSystemStruct* stateStruct);
+   /// The inertia of a drive at its joint, as it is in this position.
+   ZqReal driveInertia(ZqU32 link) const;
+
+private:
+   const ZqManipulatorLink& linkAt(ZqU32 index) const;
+   void prepare();
+   void shorten(ZqU32 count);
+   void angles();
+   void place(ZqU32 link);
+   void placeBase();
+   void takeBodies(const ZqStatedSystemStruct* stateStruct);
+   void takeExternalForces(const ZqManipulatorExternalForce& externalForce,
+                           std::vector<zqMotion::LinkForce<ZqReal>>& forces) const;
+
+   const ZqIndividualManipulator* m_manipulator; ///< null for a tree that belongs to none
+   const ZqManipulatorLink* m_root = nullptr;    ///< of such a tree
+   ZqManipulatorActivePositionState& m_positions;
+   ZqManipulatorActiveState* m_activeState = nullptr; ///< null for frames alone
+   ZqMotionWorkspace& m_work;
+   const ZqMotionPlan* m_plan = nullptr;
+};
