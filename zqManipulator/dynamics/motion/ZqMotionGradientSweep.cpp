@@ -104,14 +104,14 @@ ZQ_MOTION_INLINE void weigh(const Body& body, const SpatialState& motion, Subtre
 }
 } // namespace
 
-void weighBodies(const Tree& tree, const Place<ZqReal>* places, const LinkForce<ZqReal>* external,
+void weighBodies(const Tree& tree, const Place<ZqReal>* places, const LinkForce<ZqReal>* added,
                  const GradientWork& work)
 {
    for (int i = 0; i <= tree.count; ++i)
    {
       weigh(bodyInBase(places[i], tree.bodies[i]), work.motions[i], work.sums[i]);
-      if (external != nullptr)
-         work.sums[i].f += forceInBase(places[i], external[i]) * -1.0;
+      if (added != nullptr)
+         work.sums[i].f += forceInBase(places[i], added[i]);
    }
 }
 
@@ -166,7 +166,7 @@ ZQ_MOTION_INLINE Vec6<ZqReal> lane(const Vec6<JointPair>& v, int i)
 }
 } // namespace
 
-void gatherGradients(const Tree& tree, const ZqReal* qdd, ZqReal* torques, const GradientWork& work)
+void gatherGradients(const Tree& tree, ZqReal* torques, const GradientWork& work)
 {
    const int stride = work.stride;
    for (int i = tree.count; i-- > 0;)
@@ -175,7 +175,7 @@ void gatherGradients(const Tree& tree, const ZqReal* qdd, ZqReal* torques, const
       const Vec6<ZqReal> s = vec6At(work.s + i, stride);
       const Vec6<ZqReal> sDot = vec6At(work.sDot + i, stride);
       const Vec6<ZqReal> sDotDot = vec6At(work.sDotDot + i, stride);
-      torques[i] = dot(s, sums.f) + tree.joints[i].driveInertia * qdd[i];
+      torques[i] = dot(s, sums.f);
       put(work.momentum + i, stride, inertiaTimes(sums, s));
       put(work.coriolis + i, stride, twiceCoriolisTransposed(sums, s));
       // By position and by velocity: I S'' + 2 B S' beside I 2 S' + 2 B S.
@@ -247,9 +247,9 @@ inline void writeSubtree(const GradientWork& work, int i, int end, const Gradien
                   half + half + dot3(s + 3, coriolis, stride), both);
    }
 }
+} // namespace
 
-/// Zeros for joints on different branches.
-inline void clearBetweenBranches(const Tree& tree, const GradientMatrix& matrix)
+void clearBetweenBranches(const Tree& tree, const GradientMatrix& matrix)
 {
    for (int i = 0; i < tree.count; ++i)
    {
@@ -262,7 +262,6 @@ inline void clearBetweenBranches(const Tree& tree, const GradientMatrix& matrix)
          row[j] = 0.0;
    }
 }
-} // namespace
 
 void writeGradients(const Tree& tree, const GradientWork& work, const GradientMatrix& byPosition,
                     const GradientMatrix& byVelocity)
@@ -271,26 +270,6 @@ void writeGradients(const Tree& tree, const GradientWork& work, const GradientMa
    clearBetweenBranches(tree, byVelocity);
    for (int i = 0; i < tree.count; ++i)
       writeSubtree(work, i, tree.joints[i].end, byPosition, byVelocity);
-}
-
-void writeInertia(const Tree& tree, const GradientWork& work, const GradientMatrix& M)
-{
-   const int stride = work.stride;
-   clearBetweenBranches(tree, M);
-   for (int i = 0; i < tree.count; ++i)
-   {
-      const int end = tree.joints[i].end;
-      JointPair s[6];
-      spread(work.s + i, stride, s, 6);
-      for (int j = i; j < end; j += 2)
-      {
-         const bool both = j + 1 < end;
-         const JointPair pair = dot6(s, work.momentum + j, stride);
-         storeRow(M.ofJoints(i, j), pair, both);
-         storeColumn(M.ofJoints(j, i), M.rowLength, pair, both);
-      }
-      *M.ofJoints(i, i) += tree.joints[i].driveInertia;
-   }
 }
 
 namespace
@@ -339,14 +318,14 @@ void writeBaseGradients(const Tree& tree, const BaseMotion<ZqReal>& base, const 
                        byPosition.row(6 + i), byVelocity.row(6 + i));
 }
 
-void writeBaseInertia(const Tree& tree, const GradientWork& work, const GradientMatrix& M)
+void writeBaseInertia(const Tree& tree, const Composite<ZqReal>& whole, const ZqReal* momenta,
+                      int stride, const GradientMatrix& M)
 {
-   const int stride = work.stride;
    for (int k = 0; k < 6; ++k)
    {
-      put(M.row(k), 1, inertiaTimes(work.sums[0], baseDirection(k)));
+      put(M.row(k), 1, inertiaTimes(whole, baseDirection(k)));
       for (int j = 0; j < tree.count; ++j)
-         M.row(k)[6 + j] = M.row(6 + j)[k] = work.momentum[k * stride + j];
+         M.row(k)[6 + j] = M.row(6 + j)[k] = momenta[k * stride + j];
    }
 }
 } // namespace ZQ_MOTION_TARGET

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zqManipulator/dynamics/motion/ZqMotionTree.h"
+#include "zqManipulator/dynamics/motion/ZqMotionCompositeSweep.h"
 
 // Gradients of inverse dynamics in closed form (Carpentier and Mansard 2018; as sums over subtrees: Singh,
 // Russell and Wensing 2022).
@@ -164,22 +164,23 @@ ZQ_MOTION_INLINE Vec6<ZqReal> baseDirection(int k)
 void moveInBase(const Tree& tree, const BaseMotion<ZqReal>& base, const Place<ZqReal>* places,
                 const Slot<ZqReal>* slots, const ZqReal* qd, const ZqReal* qdd,
                 const GradientWork& work);
-/// The sums of each link alone. External forces stand in axis frames, the base's first; null for none.
-void weighBodies(const Tree& tree, const Place<ZqReal>* places, const LinkForce<ZqReal>* external,
+/// The sums of each link alone. What is added to the forces stands in axis frames, the base's first: external
+/// forces, negative. Null for nothing.
+void weighBodies(const Tree& tree, const Place<ZqReal>* places, const LinkForce<ZqReal>* added,
                  const GradientWork& work);
 /// Sums over the subtrees, from the tips inwards, and what the gradients need of each. Answers the torques
-/// as inverse dynamics does; the force on the base is left in its sum.
-void gatherGradients(const Tree& tree, const ZqReal* qdd, ZqReal* torques,
-                     const GradientWork& work);
+/// as inverse dynamics does, without the inertia of drives; the force on the base is left in its sum.
+void gatherGradients(const Tree& tree, ZqReal* torques, const GradientWork& work);
+/// Zeros for joints on different branches.
+void clearBetweenBranches(const Tree& tree, const GradientMatrix& matrix);
 /// The gradients of the torques by positions and velocities of the joints.
 void writeGradients(const Tree& tree, const GradientWork& work, const GradientMatrix& byPosition,
                     const GradientMatrix& byVelocity);
-/// The gradient by accelerations, the mass matrix: M_ij = S_i . I_j S_j, and the inertia of the drives.
-void writeInertia(const Tree& tree, const GradientWork& work, const GradientMatrix& M);
 /// Rows and columns of a free base: the force on it, its position, velocity and acceleration, in its axes.
 void writeBaseGradients(const Tree& tree, const BaseMotion<ZqReal>& base, const GradientWork& work,
                         const GradientMatrix& byPosition, const GradientMatrix& byVelocity);
-/// The same of the mass matrix.
-void writeBaseInertia(const Tree& tree, const GradientWork& work, const GradientMatrix& M);
+/// The same of the mass matrix: I S in six columns, as `computeAxesAndForces` leaves them.
+void writeBaseInertia(const Tree& tree, const Composite<ZqReal>& whole, const ZqReal* momenta,
+                      int stride, const GradientMatrix& M);
 } // namespace ZQ_MOTION_TARGET
 } // namespace zqMotion

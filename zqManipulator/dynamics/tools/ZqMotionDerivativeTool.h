@@ -12,6 +12,11 @@ class ZqManipulatorExternalForce;
 class ZqMotionStages;
 class ZqStatedSystemStruct;
 
+namespace zqMotion
+{
+struct JacobianView;
+}
+
 /// Derivatives of motion in closed form: gradients of inverse and of forward dynamics (Carpentier and Mansard
 /// 2018; Singh, Russell and Wensing 2022), Jacobians, and the centroidal momentum matrix (Orin, Goswami and Lee
 /// 2013).
@@ -65,14 +70,14 @@ public:
    /// @{
    /// By positions and velocities, with the torques besides. False without a manipulator, and nothing is
    /// changed.
-   virtual bool
-   computeInverseDynamicsGradients(const ZqManipulatorExternalForce& externalForce,
-                                   ZqManipulatorActiveState& activeState,
-                                   const ZqStatedSystemStruct* stateStruct = nullptr);
+   virtual bool computeInverseDynamicsGradients(const ZqManipulatorExternalForce& externalForce,
+                                                ZqManipulatorActiveState& activeState,
+                                                const ZqStatedSystemStruct* stateStruct = nullptr);
    virtual const ZqReArray& torqueByPosition() const { return m_torqueByPosition; }
    virtual const ZqReArray& torqueByVelocity() const { return m_torqueByVelocity; }
-   /// By accelerations: the mass matrix with the inertia of the drives, in the state of the last gradients.
-   virtual const ZqReArray& torqueByAcceleration();
+   /// By accelerations: the mass matrix with the inertia of the drives. Without a manipulator the last result.
+   virtual const ZqReArray& torqueByAcceleration(ZqManipulatorActiveState& activeState,
+                                                 const ZqStatedSystemStruct* stateStruct = nullptr);
    /// The torques and the force on the base, of a fixed one as well.
    virtual const ZqManipulatorTorque& torques() const { return m_torques; }
    /// @}
@@ -84,10 +89,9 @@ public:
    /// of the time bring about, together with gravity. Of a mass matrix that is singular see
    /// `ZqReArray::choleskyFactor`. Fills the gradients of inverse dynamics as well. False without a
    /// manipulator, and nothing is changed.
-   virtual bool
-   computeForwardDynamicsGradients(const ZqManipulatorExternalForce& externalForce,
-                                   ZqManipulatorActiveState& activeState,
-                                   const ZqStatedSystemStruct* stateStruct = nullptr);
+   virtual bool computeForwardDynamicsGradients(const ZqManipulatorExternalForce& externalForce,
+                                                ZqManipulatorActiveState& activeState,
+                                                const ZqStatedSystemStruct* stateStruct = nullptr);
    virtual const ZqReArray& accelerationByPosition() const { return m_accelerationByPosition; }
    virtual const ZqReArray& accelerationByVelocity() const { return m_accelerationByVelocity; }
    /// By torques of joints and a force on a free base: the inverse of the mass matrix.
@@ -107,9 +111,8 @@ public:
    virtual const ZqReArray& jacobianRate(ZqU32 link, const ZqVector& point, Axes axes,
                                          ZqManipulatorActiveState& activeState);
    /// Of the center of mass of the whole, the base included, in the axes of the system: 3 x N.
-   virtual const ZqReArray&
-   centerOfMassJacobian(ZqManipulatorActiveState& activeState,
-                        const ZqStatedSystemStruct* stateStruct = nullptr);
+   virtual const ZqReArray& centerOfMassJacobian(ZqManipulatorActiveState& activeState,
+                                                 const ZqStatedSystemStruct* stateStruct = nullptr);
    /// @}
 
    /// \name Momentum
@@ -130,12 +133,18 @@ private:
    struct Work;
 
    ZqU32 firstJoint() const;
-   void addSprings();
-   void differentiateSlots(const ZqManipulatorExternalForce& externalForce,
-                           const ZqManipulatorActiveState& activeState,
-                           const ZqStatedSystemStruct* stateStruct);
-   const ZqReArray& writePointJacobian(ZqU32 link, const ZqVector& point, Axes axes, bool rate,
+   void takeTorques(const ZqMotionStages& stages, const ZqManipulatorActiveState& activeState);
+   void addSprings(int count);
+   void differentiateSlot(ZqU32 link, const ZqManipulatorExternalForce& externalForce,
+                          const ZqManipulatorActiveState& activeState,
+                          const ZqStatedSystemStruct* stateStruct);
+   const ZqReArray& writePointJacobian(ZqU32 link, const ZqVector& point, Axes axes, bool isRate,
                                        ZqManipulatorActiveState& activeState, ZqReArray& result);
+   zqMotion::JacobianView viewOf(int link, const ZqVector& point, Axes axes,
+                                 const ZqMotionStages& stages,
+                                 ZqManipulatorActiveState& activeState) const;
+   void writeMomenta(ZqManipulatorActiveState& activeState, const ZqStatedSystemStruct* stateStruct,
+                     bool perMass, ZqReArray& result);
 
    const ZqIndividualManipulator* m_manipulator = nullptr; ///< not owned
    std::unique_ptr<Work> m_work;
@@ -143,7 +152,6 @@ private:
    ZqReArray m_torqueByPosition;
    ZqReArray m_torqueByVelocity;
    ZqReArray m_torqueByAcceleration;
-   bool m_massMatrixIsWritten = false;
    ZqReArray m_accelerationByPosition;
    ZqReArray m_accelerationByVelocity;
    ZqReArray m_accelerationByTorque;

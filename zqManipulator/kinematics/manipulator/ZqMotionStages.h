@@ -59,6 +59,11 @@ public:
                                     const ZqStatedSystemStruct* stateStruct);
    /// The inertia of a drive at its joint, as it is in this position.
    ZqReal driveInertia(ZqU32 link) const;
+   /// Gives the tree the bodies of a scene.
+   void takeBodies(const ZqStatedSystemStruct* stateStruct);
+   /// Takes forces from outside off what has to move the links: by link, the base first, in axis frames.
+   void takeExternalForces(const ZqManipulatorExternalForce& externalForce,
+                           std::vector<zqMotion::LinkForce<ZqReal>>& forces) const;
 
 private:
    const ZqManipulatorLink& linkAt(ZqU32 index) const;
@@ -67,9 +72,6 @@ private:
    void angles();
    void place(ZqU32 link);
    void placeBase();
-   void takeBodies(const ZqStatedSystemStruct* stateStruct);
-   void takeExternalForces(const ZqManipulatorExternalForce& externalForce,
-                           std::vector<zqMotion::LinkForce<ZqReal>>& forces) const;
 
    const ZqIndividualManipulator* m_manipulator; ///< null for a tree that belongs to none
    const ZqManipulatorLink* m_root = nullptr;    ///< of such a tree
