@@ -51,4 +51,5 @@ struct ZqMotionWorkspace
    std::vector<ZqReal> axes, axisForces; ///< six rows, one number a joint
    std::vector<zqMotion::Articulated<ZqReal>> articulated;
    std::vector<ZqReal> jointAccelerations;
+   std::vector<ZqReal> bounds; ///< of inertias, to tell a pivot from rounding
 };

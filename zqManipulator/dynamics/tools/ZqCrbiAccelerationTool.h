@@ -3,6 +3,7 @@
 #include "zqManipulator/dynamics/constraints/ZqConstraintFactor.h"
 #include "zqManipulator/dynamics/tools/ZqMassMatrixFactor.h"
 #include "zqManipulator/dynamics/tools/ZqMassMatrixTool.h"
+#include "zqManipulator/dynamics/tools/ZqNetTorques.h"
 
 #include <limits>
 #include <set>
@@ -124,6 +125,13 @@ protected:
                                                         ZqManipulatorActiveState& activeState);
 
 private:
+   bool needsNoMassMatrix(const ZqIndividualManipulator& manipulator) const;
+   bool accelerateByArticulatedBodies(const ZqIndividualManipulator& manipulator,
+                                      const ZqManipulatorTorque& torque,
+                                      const ZqManipulatorExternalForce& externalForce,
+                                      const ZqStatedSystemStruct& stateStruct,
+                                      ZqManipulatorActiveState& activeState,
+                                      ZqAccelerationState& result);
    void prepareOwnActiveState(const ZqIndividualManipulator& manipulator,
                               const ZqPositionState& position, const ZqVelocityState& velocity,
                               const ZqVector& gravity, const ZqVector& baseAcceleration);
@@ -153,7 +161,10 @@ private:
    ZqReArray m_massMatrix;
    ZqReArray m_extendedMassMatrix;
    ZqReArray m_baseInertia;
+   ZqNetTorques m_netTorques;
+   ZqManipulatorTorque m_netTorque;
    ZqMassMatrixFactor m_massMatrixFactor; ///< with a free base, if it is one
+   bool m_hasMassMatrixFactor = false;    ///< of the last call
    ZqReArray m_jointTorques;
    ZqReArray m_jointAccelerations;
    ZqReArray m_extendedTorques; ///< base first, as the accelerations

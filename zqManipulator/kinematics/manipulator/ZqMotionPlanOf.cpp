@@ -15,19 +15,6 @@ namespace
 {
 using namespace zqMotion;
 
-/// A body that stands in a DH frame, in the axis frame. The integral of r r^T follows from the second
-/// moment I: trace(I) / 2 E - I.
-Body bodyOf(ZqRigidBodyMassProperties masses, const ZqJointAxis* axis)
-{
-   if (axis != nullptr && axis->hasDhOffset)
-      masses.transformBy(axis->dhFrame);
-   const ZqSecondMoment& I = masses.secondMoment();
-   const ZqReal half = 0.5 * (I.xx() + I.yy() + I.zz());
-   return {masses.mass(),
-           plain(masses.firstMoment()),
-           {half - I.xx(), half - I.yy(), half - I.zz(), -I.xy(), -I.xz(), -I.yz()}};
-}
-
 bool isTwist(const Mat3<ZqReal>& E)
 {
    constexpr ZqReal rounding = 2.0 * std::numeric_limits<ZqReal>::epsilon();
@@ -88,6 +75,20 @@ void setDrive(const ZqManipulatorLink& link, Joint& joint, ZqMotionPlan& plan)
 }
 } // namespace
 
+/// The integral of r r^T follows from the second moment I: trace(I) / 2 E - I.
+Body zqMotionBodyOf(const ZqRigidBodyMassProperties& masses,
+                    const ZqCoordinateSystemTransformation& dhFrame)
+{
+   ZqRigidBodyMassProperties moved = masses;
+   if (dhFrame.mode() != ZqCoordinateSystemTransformation::NoChange)
+      moved.transformBy(dhFrame);
+   const ZqSecondMoment& I = moved.secondMoment();
+   const ZqReal half = 0.5 * (I.xx() + I.yy() + I.zz());
+   return {moved.mass(),
+           plain(moved.firstMoment()),
+           {half - I.xx(), half - I.yy(), half - I.zz(), -I.xy(), -I.xz(), -I.yz()}};
+}
+
 ZqMotionPlan zqMotionPlanOf(const std::vector<ZqManipulatorLink*>& links,
                             const ZqManipulatorLink* base)
 {
@@ -96,7 +97,7 @@ ZqMotionPlan zqMotionPlanOf(const std::vector<ZqManipulatorLink*>& links,
    plan.joints.resize(links.size());
    plan.bodies.resize(links.size() + 1);
    if (base != nullptr)
-      plan.bodies[0] = bodyOf(base->massPropertiesInDHFrame(), nullptr);
+      plan.bodies[0] = zqMotionBodyOf(base->massPropertiesInDHFrame(), {});
    std::vector<ZqJointAxis> axes(links.size());
    for (std::size_t i = 0; i < links.size(); ++i)
    {
@@ -119,7 +120,7 @@ ZqMotionPlan zqMotionPlanOf(const std::vector<ZqManipulatorLink*>& links,
          plan.slotLinks.push_back(static_cast<ZqU32>(i));
       }
       plan.anyPrismatic = plan.anyPrismatic || joint.kind == JointKind::Prismatic;
-      plan.bodies[i + 1] = bodyOf(link.massPropertiesInDHFrame(), &axes[i]);
+      plan.bodies[i + 1] = zqMotionBodyOf(link.massPropertiesInDHFrame(), axes[i].dhFrame);
       setDrive(link, joint, plan);
    }
    for (std::size_t i = links.size(); i-- > 0;)

@@ -9,6 +9,7 @@
 #include "zqManipulator/dynamics/motion/ZqMotionSineCosine.h"
 #include "zqManipulator/dynamics/motion/ZqPositionSweep.h"
 #include "zqManipulator/dynamics/motion/ZqVelocitySweep.h"
+#include "zqManipulator/foundation/algebra/ZqRotationMatrix.h"
 #include "zqManipulator/foundation/algebra/ZqValueOrZero.h"
 #include "zqManipulator/kinematics/joint/ZqJointAxis.h"
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
@@ -77,6 +78,11 @@ const ZqManipulatorLink& rootOf(const ZqManipulatorLink& link)
    while (root->parentLink() != nullptr)
       root = root->parentLink();
    return *root;
+}
+
+ZqRotationMatrix matrixOf(const zqMotion::Mat3<ZqReal>& R)
+{
+   return {R.xx, R.xy, R.xz, R.yx, R.yy, R.yz, R.zx, R.zy, R.zz};
 }
 
 bool isZero(const ZqGeneralForce& force)
@@ -361,7 +367,7 @@ ZqMotionStages::forces(const ZqManipulatorExternalForce& externalForce,
    const zqMotion::LinkMotion<ZqReal>* const moved = motions();
    const auto count = static_cast<std::size_t>(tree().count);
    takeBodies(stateStruct);
-   zqMotion::computeBodyForces(tree(), moved, sized(m_work.forces, count + 1));
+   zqMotion::computeBodyForces(tree(), tree().bodies, moved, sized(m_work.forces, count + 1));
    takeExternalForces(externalForce, m_work.forces);
    zqMotion::gatherForces(tree(), turns(), m_work.slots.data(), m_work.forces.data(),
                           sized(m_work.inverseTorques, count));
@@ -397,6 +403,23 @@ void ZqMotionStages::axes(const ZqStatedSystemStruct* stateStruct)
    m_work.done[Work::Axes] = epoch;
 }
 
+ZqRotationMatrix ZqMotionStages::dhRotation(ZqU32 link)
+{
+   const Joint& own = joint(link);
+   const zqMotion::Turn<ZqReal>& turn = turns()[link];
+   constexpr zqMotion::Mat3<ZqReal> identity{1.0, 0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0, 1.0};
+   ZqRotationMatrix R =
+      matrixOf(own.isTwist ? zqMotion::TwistAxes<ZqReal>(own, turn).appendTo(identity) : turn.R);
+   if (own.hasDhOffset)
+      R = R * matrixOf(own.B);
+   if (own.parent < 0 || !joint(static_cast<ZqU32>(own.parent)).hasDhOffset)
+      return R;
+   const ZqRotationMatrix B = matrixOf(joint(static_cast<ZqU32>(own.parent)).B);
+   return ZqRotationMatrix::fromColumns(B.transposeTimes(R.column(0)),
+                                        B.transposeTimes(R.column(1)),
+                                        B.transposeTimes(R.column(2)));
+}
+
 ZqReal ZqMotionStages::driveInertia(ZqU32 link) const
 {
    return m_plan->anyOwnDrive
@@ -405,33 +428,51 @@ ZqReal ZqMotionStages::driveInertia(ZqU32 link) const
              : joint(link).driveInertia;
 }
 
+/// Computes the articulated bodies of given torques and forces from outside, whatever stands there.
+void ZqMotionStages::articulate(const ZqManipulatorExternalForce& externalForce,
+                                const ZqManipulatorTorque& torque,
+                                const ZqStatedSystemStruct* stateStruct)
+{
+   const zqMotion::LinkMotion<ZqReal>* const moved = motions();
+   const auto count = static_cast<std::size_t>(tree().count);
+   if (m_plan->anyOwnDrive)
+      takeDriveInertias();
+   takeBodies(stateStruct);
+   zqMotion::computeBodyForces(tree(), tree().bodies, moved, sized(m_work.biasForces, count + 1));
+   takeExternalForces(externalForce, m_work.biasForces);
+   zqMotion::articulateBodies(tree(), turns(), m_work.slots.data(),
+                              atLeast(torque.jointTorques(), tree().count, m_work.torques),
+                              m_work.biasForces.data(), sized(m_work.articulated, count + 1));
+}
+
+void ZqMotionStages::takeDriveInertias()
+{
+   const auto count = static_cast<ZqU32>(tree().count);
+   if (tree().joints != m_work.joints.data())
+      m_work.joints.assign(tree().joints, tree().joints + count);
+   m_work.tree.joints = m_work.joints.data();
+   for (ZqU32 i = 0; i < count; ++i)
+      m_work.joints[i].driveInertia = driveInertia(i);
+}
+
 const zqMotion::Articulated<ZqReal>*
 ZqMotionStages::articulated(const ZqManipulatorExternalForce& externalForce,
                             const ZqManipulatorTorque& torque,
                             const ZqStatedSystemStruct* stateStruct)
 {
    const std::uint64_t epoch = std::as_const(*m_activeState).activeArticulationState().epoch();
-   if (m_work.isDone(Work::Articulated, epoch))
-      return m_work.articulated.data();
-   const zqMotion::LinkMotion<ZqReal>* const moved = motions();
-   const auto count = static_cast<std::size_t>(tree().count);
-   if (m_plan->anyOwnDrive)
-   {
-      if (tree().joints != m_work.joints.data())
-         m_work.joints.assign(tree().joints, tree().joints + count);
-      m_work.tree.joints = m_work.joints.data();
-      for (ZqU32 i = 0; i < count; ++i)
-         m_work.joints[i].driveInertia = driveInertia(i);
-   }
-   takeBodies(stateStruct);
-   zqMotion::computeBodyForces(tree(), moved, sized(m_work.biasForces, count + 1));
-   takeExternalForces(externalForce, m_work.biasForces);
-   zqMotion::articulateBodies(
-      tree(), turns(), m_work.slots.data(),
-      atLeast(torque.jointTorques(), tree().count, m_work.torques), m_work.biasForces.data(),
-      sized(m_work.articulated, count + 1));
+   if (!m_work.isDone(Work::Articulated, epoch))
+      articulate(externalForce, torque, stateStruct);
    m_work.done[Work::Articulated] = epoch;
    return m_work.articulated.data();
+}
+
+/// With the acceleration of the base in its articulated body.
+void ZqMotionStages::accelerate()
+{
+   zqMotion::accelerateJoints(
+      tree(), turns(), m_work.slots.data(), m_work.articulated.data(),
+      sized(m_work.jointAccelerations, static_cast<std::size_t>(tree().count)));
 }
 
 const ZqReal* ZqMotionStages::jointAccelerations(const ZqManipulatorExternalForce& externalForce,
@@ -443,15 +484,38 @@ const ZqReal* ZqMotionStages::jointAccelerations(const ZqManipulatorExternalForc
       return m_work.jointAccelerations.data();
    articulated(externalForce, torque, stateStruct);
    zqMotion::Articulated<ZqReal>& base = m_work.articulated[0];
-   const ZqGeneralMotion& A =
-      m_manipulator != nullptr
-         ? m_manipulator->arbiSupplementalDhFrameAccelerationInLocal(externalForce, torque,
-                                                                     *m_activeState, stateStruct)
-         : ZqGeneralMotion::nullObject();
-   base.a = plain(A.linear());
-   base.alpha = plain(A.angular());
-   zqMotion::accelerateJoints(tree(), turns(), m_work.slots.data(), m_work.articulated.data(),
-                              sized(m_work.jointAccelerations, static_cast<std::size_t>(tree().count)));
+   base.a = base.alpha = {0.0, 0.0, 0.0};
+   if (m_manipulator != nullptr && !m_manipulator->isFixedBase())
+   {
+      const ZqGeneralMotion& A = m_manipulator->arbiSupplementalDhFrameAccelerationInLocal(
+         externalForce, torque, *m_activeState, stateStruct);
+      base.a = plain(A.linear());
+      base.alpha = plain(A.angular());
+   }
+   accelerate();
    m_work.done[Work::Accelerations] = epoch;
    return m_work.jointAccelerations.data();
+}
+
+bool ZqMotionStages::solve(const ZqManipulatorExternalForce& externalForce,
+                           const ZqManipulatorTorque& torque,
+                           const ZqStatedSystemStruct* stateStruct)
+{
+   // What the records of articulated bodies are filled from is overwritten.
+   m_work.done[Work::Articulated] = m_work.done[Work::Accelerations] = ~std::uint64_t{0};
+   articulate(externalForce, torque, stateStruct);
+   if (!zqMotion::pivotsAreSound(tree(), turns(), m_work.articulated.data(),
+                                 sized(m_work.bounds, 3 * static_cast<std::size_t>(tree().count + 1))))
+      return false;
+   zqMotion::Articulated<ZqReal>& base = m_work.articulated[0];
+   base.a = base.alpha = {0.0, 0.0, 0.0};
+   if (!m_manipulator->isFixedBase())
+   {
+      const auto& [f, n] = m_work.biasForces[0];
+      const ZqGeneralForce& force = torque.generalForce();
+      zqMotion::solveBase(base, {plain(force.force()) - f, plain(force.moment()) - n}, base.a,
+                          base.alpha);
+   }
+   accelerate();
+   return true;
 }

@@ -9,6 +9,7 @@ class ZqManipulatorActiveState;
 class ZqManipulatorExternalForce;
 class ZqManipulatorLink;
 class ZqManipulatorTorque;
+class ZqRotationMatrix;
 class ZqStatedSystemStruct;
 struct ZqMotionPlan;
 
@@ -57,6 +58,13 @@ public:
    const ZqReal* jointAccelerations(const ZqManipulatorExternalForce& externalForce,
                                     const ZqManipulatorTorque& torque,
                                     const ZqStatedSystemStruct* stateStruct);
+   /// The accelerations that torques and the force on a free base add, by articulated bodies, whatever was
+   /// computed in this epoch for others: `jointAccelerations` of the workspace, and that of the base in its
+   /// articulated body. False, and nothing, where a pivot may be nothing but rounding.
+   bool solve(const ZqManipulatorExternalForce& externalForce, const ZqManipulatorTorque& torque,
+              const ZqStatedSystemStruct* stateStruct);
+   /// From the DH axes of a link to those of its parent.
+   ZqRotationMatrix dhRotation(ZqU32 link);
    /// The inertia of a drive at its joint, as it is in this position.
    ZqReal driveInertia(ZqU32 link) const;
    /// Gives the tree the bodies of a scene.
@@ -72,6 +80,10 @@ private:
    void angles();
    void place(ZqU32 link);
    void placeBase();
+   void articulate(const ZqManipulatorExternalForce& externalForce,
+                   const ZqManipulatorTorque& torque, const ZqStatedSystemStruct* stateStruct);
+   void accelerate();
+   void takeDriveInertias();
 
    const ZqIndividualManipulator* m_manipulator; ///< null for a tree that belongs to none
    const ZqManipulatorLink* m_root = nullptr;    ///< of such a tree
