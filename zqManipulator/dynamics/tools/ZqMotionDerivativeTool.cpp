@@ -307,7 +307,7 @@ const ZqReArray& ZqMotionDerivativeTool::writePointJacobian(ZqU32 link, const Zq
    if (!isBase && link >= static_cast<ZqU32>(tree.count))
    {
       Zq::Print::instance().write(
-         Zq::Rejected, "ZqMotionDerivativeTool::jacobian(): link index %d out of range.\n",
+         Zq::Rejected, "ZqMotionDerivativeTool::jacobian(): link index %d out of range.",
          static_cast<int>(link));
       return result;
    }
