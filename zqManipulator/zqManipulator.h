@@ -35,6 +35,7 @@
 #include "zqManipulator/dynamics/tools/ZqNetTorques.h"
 #include "zqManipulator/dynamics/tools/ZqTotalTorqueTool.h"
 #include "zqManipulator/foundation/algebra/ZqAngle.h"
+#include "zqManipulator/foundation/algebra/ZqCacheFlag.h"
 #include "zqManipulator/foundation/algebra/ZqDataMap.h"
 #include "zqManipulator/foundation/algebra/ZqHalfAngle.h"
 #include "zqManipulator/foundation/algebra/ZqMath.h"

@@ -16,6 +16,7 @@ class ZqBaseLinkInterface;
 class ZqBasePowerConverter;
 class ZqBaseStateEqualityConstraint;
 class ZqBaseStoppingCriterion;
+class ZqCacheFlag;
 class ZqCollisionExclusionData;
 class ZqComPolygonalStoppingCriterion;
 class ZqCompositeBodySweep;

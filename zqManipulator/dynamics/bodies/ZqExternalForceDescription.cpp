@@ -8,7 +8,11 @@ const ZqLineSegment& ZqExternalForceDescription::representativeForceVector() con
    const ZqReal squared = f.magSquared();
    if (!(squared > 0.0) || !valid())
       return ZqLineSegment::nullObject();
-   const ZqVector point = f.cross(m_externalLinkForce.moment()) / squared;
-   m_representativeLine = ZqLineSegment(point, point + f);
+   m_lineIsValid.ensure(
+      [&]
+      {
+         const ZqVector point = f.cross(m_externalLinkForce.moment()) / squared;
+         m_representativeLine = ZqLineSegment(point, point + f);
+      });
    return m_representativeLine;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "zqManipulator/foundation/algebra/ZqCacheFlag.h"
 #include "zqManipulator/foundation/geometry/ZqLineSegment.h"
 #include "zqManipulator/foundation/spatial/ZqGeneralForce.h"
 #include "zqManipulator/foundation/tokens/ZqManipTokens.h"
@@ -23,6 +24,7 @@ public:
       m_externalLinkForce = other.m_externalLinkForce;
       m_forceApplicationPoint = other.m_forceApplicationPoint;
       m_valid = other.m_valid;
+      m_lineIsValid.lower();
       return *this;
    }
    ~ZqExternalForceDescription() override = default;
@@ -40,7 +42,11 @@ public:
    virtual const bool& valid() const { return m_valid; }
    virtual void setValid(const bool& valid) { m_valid = valid; }
    const ZqGeneralForce& externalLinkForce() const noexcept { return m_externalLinkForce; }
-   void setExternalLinkForce(const ZqGeneralForce& force) noexcept { m_externalLinkForce = force; }
+   void setExternalLinkForce(const ZqGeneralForce& force) noexcept
+   {
+      m_externalLinkForce = force;
+      m_lineIsValid.lower();
+   }
    const ZqVector& forceApplicationPoint() const noexcept { return m_forceApplicationPoint; }
    void setForceApplicationPoint(const ZqVector& point) noexcept
    {
@@ -48,13 +54,14 @@ public:
    }
    /// The force as an arrow on its line of action, from the point nearest to the origin. The null
    /// segment for a force of zero or NaN, and when `valid` is false. The reference is to a cache,
-   /// which the next call overwrites.
+   /// which the next call for another force overwrites.
    const ZqLineSegment& representativeForceVector() const;
 
 private:
    ZqGeneralForce m_externalLinkForce;
    ZqVector m_forceApplicationPoint;
    mutable ZqLineSegment m_representativeLine;
+   mutable ZqCacheFlag m_lineIsValid;
    bool m_valid = false;
 };
 

@@ -37,7 +37,7 @@ bool ZqRigidBodyMassProperties::read(ZqXmlReader& reader)
    const bool succeeded = ZqXmlCompoundType::read(reader);
    const ZqRigidBodyMassProperties before(*this);
    makeValid();
-   m_choleskyValid = false;
+   m_choleskyIsValid.lower();
    if (succeeded && !(before.m_mass == m_mass))
       reader.remark("the mass of a body is below 1e-9 and was set to that", "mass-repaired");
    if (succeeded && !(before.m_firstMoment == m_firstMoment))
@@ -175,11 +175,7 @@ ZqGeneralMotion ZqRigidBodyMassProperties::calculateAcceleration(const ZqGeneral
 
 const ZqSpatialMatrix& ZqRigidBodyMassProperties::invSecondMoment() const
 {
-   if (!m_inverseValid)
-   {
-      computeSecondMomentInverse();
-      m_inverseValid = true;
-   }
+   m_inverseIsValid.ensure([this] { computeSecondMomentInverse(); });
    return m_inverseSecondMoment;
 }
 
@@ -196,7 +192,7 @@ void ZqRigidBodyMassProperties::set(ZqNonNegReal mass, const ZqVector& firstMome
    m_secondMoment = secondMoment;
    if (validate)
       makeValid();
-   m_choleskyValid = false;
+   m_choleskyIsValid.lower();
 }
 
 void ZqRigidBodyMassProperties::getCenterOfMass(ZqVector& center) const
@@ -247,8 +243,12 @@ bool ZqRigidBodyMassProperties::isPossible(ZqReal tolerance) const
 
 const ZqReArray& ZqRigidBodyMassProperties::spatialCholeskyDecomposition() const
 {
-   if (m_choleskyValid)
-      return m_cholesky;
+   m_choleskyIsValid.ensure([this] { computeCholeskyDecomposition(); });
+   return m_cholesky;
+}
+
+void ZqRigidBodyMassProperties::computeCholeskyDecomposition() const
+{
    const ZqVector& h = m_firstMoment;
    const ZqReal s = std::sqrt(m_mass);
    const ZqReal r = 1.0 / ZqMath::nonZeroPos(s);
@@ -271,8 +271,6 @@ const ZqReArray& ZqRigidBodyMassProperties::spatialCholeskyDecomposition() const
          m_cholesky[i + 3][j + 3] = S[i][j];
       }
    }
-   m_choleskyValid = true;
-   return m_cholesky;
 }
 
 void ZqRigidBodyMassProperties::getArray(ZqReArray& array) const

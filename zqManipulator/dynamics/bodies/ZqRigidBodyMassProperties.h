@@ -1,5 +1,6 @@
 #pragma once
 
+#include "zqManipulator/foundation/algebra/ZqCacheFlag.h"
 #include "zqManipulator/foundation/algebra/ZqNonNegReal.h"
 #include "zqManipulator/foundation/algebra/ZqReArray.h"
 #include "zqManipulator/foundation/spatial/ZqGeneralForce.h"
@@ -26,8 +27,8 @@ class ZqEllipsoid;
 /// are meaningful for records in the same frame.
 ///
 /// The inverse of I and the Cholesky factor of M are computed when asked for and kept. Operations
-/// say which of the two they invalidate; the others leave a stale one in use. As even a query may
-/// write them, one record serves one thread at a time. Copies copy m, h and I alone.
+/// say which of the two they invalidate; the others leave a stale one in use. Any number of threads may
+/// query one record. Copies copy m, h and I alone.
 class ZqRigidBodyMassProperties final : public ZqXmlClass<ZqRigidBodyMassProperties>
 {
 public:
@@ -206,19 +207,20 @@ protected:
    virtual void computeSecondMomentInverse() const;
 
 private:
-   void clearCaches() const noexcept
+   void clearCaches() noexcept
    {
-      m_inverseValid = false;
-      m_choleskyValid = false;
+      m_inverseIsValid.lower();
+      m_choleskyIsValid.lower();
    }
+   void computeCholeskyDecomposition() const;
 
    ZqNonNegReal m_mass;
    ZqVector m_firstMoment;
    ZqSecondMoment m_secondMoment;
    mutable ZqSpatialMatrix m_inverseSecondMoment;
-   mutable bool m_inverseValid = false;
+   mutable ZqCacheFlag m_inverseIsValid;
    mutable ZqReArray m_cholesky;
-   mutable bool m_choleskyValid = false;
+   mutable ZqCacheFlag m_choleskyIsValid;
 };
 
 extern template class ZqXmlClass<ZqRigidBodyMassProperties>;

@@ -6,7 +6,38 @@
 
 #include <algorithm>
 #include <cmath>
+#include <mutex>
 #include <span>
+
+namespace
+{
+/// Held while a constraint computes what it answers with a reference into itself. One for all of them, since
+/// a constraint may ask another one; recursive, since it may ask itself.
+constinit std::recursive_mutex resultsLock;
+
+void copyRows(const ZqReArray& from, ZqU32 count, ZqU32 firstRow, ZqReArray& to)
+{
+   const std::size_t width = std::min(from.columns(), to.columns());
+   for (ZqU32 i = 0; i < std::min({count, from.rows(), to.rows() - firstRow}); ++i)
+      std::copy_n(from[i].begin(), width, to[firstRow + i].begin());
+}
+} // namespace
+
+void ZqBaseStateEqualityConstraint::copyJacobian(const ZqIndividualManipulator& manipulator,
+                                                 const ZqPositionState& position, ZqU32 firstRow,
+                                                 ZqReArray& rows) const
+{
+   const std::scoped_lock lock(resultsLock);
+   copyRows(jacobian(manipulator, position), doc(), firstRow, rows);
+}
+
+void ZqBaseStateEqualityConstraint::copyJacobianDerivative(
+   const ZqIndividualManipulator& manipulator, const ZqPositionState& position,
+   const ZqVelocityState& velocity, ZqU32 firstRow, ZqReArray& rows) const
+{
+   const std::scoped_lock lock(resultsLock);
+   copyRows(jacobianDerivative(manipulator, position, velocity), doc(), firstRow, rows);
+}
 
 const ZqReArray&
 ZqBaseStateEqualityConstraint::jacobianDerivative(const ZqIndividualManipulator& manipulator,
@@ -44,6 +75,7 @@ void ZqBaseStateEqualityConstraint::addKinematics(const ZqIndividualManipulator&
                                                   ZqU32 firstRow,
                                                   ZqConstraintKinematics& kinematics) const
 {
+   const std::scoped_lock lock(resultsLock);
    const ZqPositionState& position = activeState.positionState();
    const ZqXmlVectorBasicType<ZqReal>& rates = activeState.velocityState().jointVelocities();
    const ZqGeneralMotion& ofBase = activeState.velocityState().generalVelocity();

@@ -106,13 +106,13 @@ void RelativeMotion::addJoint(const ZqManipulatorLink& link, ZqReal sign)
    const ZqVector r = point - frame.translation();
    const ZqLinkKinematicsContainer& joint = link.linkKinematicsContainer();
 
-   const ZqGeneralMotion& unit = joint.calculateVelocity(q, 1.0);
+   const ZqGeneralMotion unit = joint.velocityAt(q, 1.0);
    const ZqVector axis = R * unit.angular();
    const ZqVector motion = R * unit.linear() + axis.cross(r);
    setColumn(index + (manipulator.isFixedBase() ? 0 : 6), sign * motion);
 
    const ZqVector omega = rate * axis;
-   const ZqGeneralMotion& own = joint.calculateAcceleration(q, rate, 0.0);
+   const ZqGeneralMotion own = joint.accelerationAt(q, rate, 0.0);
    velocity += (sign * rate) * motion;
    acceleration +=
       sign * (R * own.linear() + (R * own.angular()).cross(r) + omega.cross(omega.cross(r)) +
@@ -149,19 +149,18 @@ ZqVector ZqPointPairStateEqualityConstraint::pointMotion(
 {
    const ZqVector p = positionInSystem(&pointLink, point, activeState);
    const ZqCoordinateSystemTransformation& jointFrame = jointLink.dhFrameInSystem(activeState);
-   const ZqGeneralMotion& motion = unitMotion(jointLink, activeState);
+   const ZqGeneralMotion motion = unitMotion(jointLink, activeState);
    const ZqRotationMatrix R(jointFrame.orientation());
    return (R * motion.angular()).cross(p - jointFrame.translation()) + R * motion.linear();
 }
 
-const ZqGeneralMotion&
+ZqGeneralMotion
 ZqPointPairStateEqualityConstraint::unitMotion(const ZqManipulatorLink& jointLink,
                                                const ZqManipulatorActivePositionState& activeState)
 {
    const std::vector<ZqReal>& positions = activeState.positionState().jointPositions();
    const ZqU32 index = jointLink.linkIndex();
-   return jointLink.linkKinematicsContainer().calculateVelocity(Zq::valueOrZero(positions, index),
-                                                                1.0);
+   return jointLink.linkKinematicsContainer().velocityAt(Zq::valueOrZero(positions, index), 1.0);
 }
 
 ZqVector

@@ -3,29 +3,20 @@
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
 #include "zqManipulator/state/ZqManipulatorActiveState.h"
 
-#include <algorithm>
-
 namespace
 {
-/// Fills a stacked array with what `rowsOf` answers for each constraint, row below row.
-template <class RowsOf>
-const ZqReArray& stack(ZqReArray& stacked, const ZqStateEqualityConstraintVector& constraints,
-                       ZqU32 columns, const RowsOf& rowsOf)
+/// Calls a function for each constraint, with the first of its rows.
+template <class Function>
+void forRowsOfEach(const ZqStateEqualityConstraintVector& constraints, const Function& function)
 {
-   stacked.setToZeros(constraints.doc(), columns);
    ZqU32 next = 0;
    for (const ZqBaseStateEqualityConstraint* constraint : constraints.vectorContainer())
    {
       const ZqU32 count = constraint != nullptr ? constraint->doc() : 0;
-      if (count == 0)
-         continue;
-      const ZqReArray& rows = rowsOf(*constraint);
-      const std::size_t width = std::min(rows.columns(), columns);
-      for (ZqU32 i = 0; i < std::min(count, rows.rows()); ++i)
-         std::copy_n(rows[i].begin(), width, stacked[next + i].begin());
+      if (count != 0)
+         function(*constraint, next);
       next += count;
    }
-   return stacked;
 }
 } // namespace
 
@@ -50,13 +41,41 @@ bool ZqStateEqualityConstraintVector::constrainVelocity(const ZqIndividualManipu
    return succeeded;
 }
 
+void ZqStateEqualityConstraintVector::getJacobian(const ZqIndividualManipulator& manipulator,
+                                                  const ZqPositionState& position,
+                                                  ZqReArray& result) const
+{
+   result.setToZeros(doc(), manipulator.totalDof());
+   forRowsOfEach(*this, [&](const ZqBaseStateEqualityConstraint& constraint, ZqU32 firstRow)
+                 { constraint.copyJacobian(manipulator, position, firstRow, result); });
+}
+
+void ZqStateEqualityConstraintVector::getJacobianDerivative(
+   const ZqIndividualManipulator& manipulator, const ZqPositionState& position,
+   const ZqVelocityState& velocity, ZqReArray& result) const
+{
+   result.setToZeros(doc(), manipulator.totalDof());
+   forRowsOfEach(
+      *this, [&](const ZqBaseStateEqualityConstraint& constraint, ZqU32 firstRow)
+      { constraint.copyJacobianDerivative(manipulator, position, velocity, firstRow, result); });
+}
+
+void ZqStateEqualityConstraintVector::getKinematics(const ZqIndividualManipulator& manipulator,
+                                                    ZqManipulatorActiveState& activeState,
+                                                    ZqConstraintKinematics& result) const
+{
+   manipulator.placeBase(activeState.activePositionState());
+   result.setToZeros(doc(), manipulator.totalDof());
+   forRowsOfEach(*this, [&](const ZqBaseStateEqualityConstraint& constraint, ZqU32 firstRow)
+                 { constraint.addKinematics(manipulator, activeState, firstRow, result); });
+}
+
 const ZqReArray&
 ZqStateEqualityConstraintVector::jacobian(const ZqIndividualManipulator& manipulator,
                                           const ZqPositionState& position) const
 {
-   return stack(m_jacobian.get(), *this, manipulator.totalDof(),
-                [&](const ZqBaseStateEqualityConstraint& constraint) -> const ZqReArray&
-                { return constraint.jacobian(manipulator, position); });
+   getJacobian(manipulator, position, m_jacobian.get());
+   return m_jacobian.get();
 }
 
 const ZqReArray&
@@ -64,24 +83,14 @@ ZqStateEqualityConstraintVector::jacobianDerivative(const ZqIndividualManipulato
                                                     const ZqPositionState& position,
                                                     const ZqVelocityState& velocity) const
 {
-   return stack(m_jacobianDerivative.get(), *this, manipulator.totalDof(),
-                [&](const ZqBaseStateEqualityConstraint& constraint) -> const ZqReArray&
-                { return constraint.jacobianDerivative(manipulator, position, velocity); });
+   getJacobianDerivative(manipulator, position, velocity, m_jacobianDerivative.get());
+   return m_jacobianDerivative.get();
 }
 
 const ZqConstraintKinematics&
 ZqStateEqualityConstraintVector::kinematics(const ZqIndividualManipulator& manipulator,
                                             ZqManipulatorActiveState& activeState) const
 {
-   manipulator.placeBase(activeState.activePositionState());
-   ZqConstraintKinematics& stacked = m_kinematics.get();
-   stacked.setToZeros(doc(), manipulator.totalDof());
-   ZqU32 next = 0;
-   for (const ZqBaseStateEqualityConstraint* constraint : vectorContainer())
-      if (constraint != nullptr)
-      {
-         constraint->addKinematics(manipulator, activeState, next, stacked);
-         next += constraint->doc();
-      }
-   return stacked;
+   getKinematics(manipulator, activeState, m_kinematics.get());
+   return m_kinematics.get();
 }

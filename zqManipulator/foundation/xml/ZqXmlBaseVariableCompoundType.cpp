@@ -110,16 +110,21 @@ const CreatorMap& ZqXmlBaseVariableCompoundType::creatorMap() const
 {
    if (m_own && !m_own->creators.empty())
       return m_own->creators;
-   if (m_creators != nullptr)
-      return *m_creators;
+   if (const CreatorMap* known = m_creators.load(std::memory_order_acquire))
+      return *known;
    // Never destroyed, so that documents can be read and written until the process ends.
    static auto& mutex = *new std::mutex;
    static auto& creatorsOfClasses = *new std::unordered_map<std::type_index, CreatorMap>;
+   const auto keep = [this](const CreatorMap& creators) -> const CreatorMap&
+   {
+      m_creators.store(&creators, std::memory_order_release);
+      return creators;
+   };
    {
       const std::scoped_lock lock(mutex);
       const auto found = creatorsOfClasses.find(typeid(*this));
       if (found != creatorsOfClasses.end())
-         return *(m_creators = &found->second);
+         return keep(found->second);
    }
    // Registering changes nothing but the map. It may make other containers, so no lock is held.
    CreatorMap creators;
@@ -128,8 +133,7 @@ const CreatorMap& ZqXmlBaseVariableCompoundType::creatorMap() const
       const_cast<ZqXmlBaseVariableCompoundType*>(this)->registerComponentCreators();
    }
    const std::scoped_lock lock(mutex);
-   m_creators = &creatorsOfClasses.try_emplace(typeid(*this), std::move(creators)).first->second;
-   return *m_creators;
+   return keep(creatorsOfClasses.try_emplace(typeid(*this), std::move(creators)).first->second);
 }
 
 ZqXmlObject* ZqXmlBaseVariableCompoundType::newObjectFromToken(const ZqToken& token) const

@@ -2,6 +2,7 @@
 
 #include "zqManipulator/foundation/xml/ZqXmlObject.h"
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <vector>
@@ -68,6 +69,6 @@ private:
 
    Own& own();
 
-   std::unique_ptr<Own> m_own;                     ///< what this object alone has; mostly nothing
-   mutable const CreatorMap* m_creators = nullptr; ///< of the class, once looked up
+   std::unique_ptr<Own> m_own; ///< what this object alone has; mostly nothing
+   mutable std::atomic<const CreatorMap*> m_creators = nullptr; ///< of the class, once looked up
 };

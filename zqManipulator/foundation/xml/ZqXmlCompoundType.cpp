@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <mutex>
 #include <vector>
 
 namespace
@@ -43,7 +44,6 @@ struct Registry
 {
    std::vector<Registration> order;
    ZqXmlCompoundType::ComponentMap map;
-   bool built = false;
 
    void add(const ZqToken& token, ZqXmlObject* object, bool isReadOnly)
    {
@@ -189,6 +189,10 @@ const ZqXmlComponentEntry* findEntry(const ZqXmlComponentTable& table, bool isAt
                    { return entry.isAttribute == isAttribute && *entry.token == token; });
    return found == end ? nullptr : found;
 }
+
+/// Held while maps are built for a const object. One for all objects, since registering may ask others;
+/// recursive for the same reason.
+constinit std::recursive_mutex mapsAreBuilt;
 } // namespace
 
 struct ZqXmlCompoundType::Maps
@@ -198,9 +202,11 @@ struct ZqXmlCompoundType::Maps
    SpecialDescriptorMap specials;
    std::vector<std::unique_ptr<ZqXmlObject>> adapters;
    const char* documentation = nullptr; ///< of the class
-   bool specialsBuilt = false;
-   bool building = false; ///< `registerComponents` is at work
-   bool extended = false; ///< something was registered besides
+   std::atomic<bool> componentsBuilt = false;
+   std::atomic<bool> specialsBuilt = false;
+   bool building = false;         ///< `registerComponents` is at work
+   bool buildingSpecials = false; ///< `createSpecialDescriptorMap` is
+   bool extended = false;         ///< something was registered besides
 
    void document(const ZqToken& token, bool isAttribute, const char* text)
    {
@@ -212,20 +218,24 @@ struct ZqXmlCompoundType::Maps
    static const ZqXmlObject* defaultOf(const ZqXmlCompoundType* defaults, Registry Maps::*kind,
                                        const Registration& registration)
    {
-      return defaults != nullptr ? (defaults->m_maps->*kind).find(registration.token) : nullptr;
+      return defaults != nullptr ? (defaults->maps().*kind).find(registration.token) : nullptr;
    }
 };
 
 void ZqXmlCompoundType::deleteMaps() noexcept
 {
-   delete m_maps;
+   delete m_maps.load(std::memory_order_relaxed);
 }
 
 ZqXmlCompoundType::Maps& ZqXmlCompoundType::maps() const
 {
-   if (m_maps == nullptr)
-      m_maps = new Maps;
-   return *m_maps;
+   Maps* own = m_maps.load(std::memory_order_acquire);
+   if (own == nullptr)
+   {
+      own = new Maps;
+      m_maps.store(own, std::memory_order_release);
+   }
+   return *own;
 }
 
 const ZqXmlComponentTable* ZqXmlCompoundType::componentTable() const
@@ -235,7 +245,8 @@ const ZqXmlComponentTable* ZqXmlCompoundType::componentTable() const
 
 bool ZqXmlCompoundType::componentsAreRegistered() const noexcept
 {
-   return m_maps != nullptr && m_maps->elements.built;
+   const Maps* own = m_maps.load(std::memory_order_acquire);
+   return own != nullptr && (own->building || own->componentsBuilt);
 }
 
 /// A new object of this class to compare the registered components with, when defaults are left out;
@@ -258,7 +269,8 @@ std::unique_ptr<const ZqXmlCompoundType> ZqXmlCompoundType::defaultsUnless(bool 
 const ZqXmlComponentTable* ZqXmlCompoundType::ownTable() const
 {
    const ZqXmlComponentTable* table = componentTable();
-   const bool extended = m_maps != nullptr && m_maps->extended;
+   const Maps* own = m_maps.load(std::memory_order_acquire);
+   const bool extended = own != nullptr && own->extended;
    return table != nullptr && !extended && *table->type == typeid(*this) ? table : nullptr;
 }
 
@@ -506,12 +518,13 @@ void ZqXmlCompoundType::registerComponents() {}
 /// The maps, for a registration: one that the class does not make itself adds to what the class makes.
 ZqXmlCompoundType::Maps& ZqXmlCompoundType::mapsToRegister()
 {
-   if (m_maps == nullptr || !m_maps->building)
+   Maps& own = maps();
+   if (!own.building)
    {
       createComponentMap();
-      m_maps->extended = true;
+      own.extended = true;
    }
-   return *m_maps;
+   return own;
 }
 
 void ZqXmlCompoundType::registerComponent(const ZqToken& token, ZqXmlObject* component)
@@ -570,13 +583,20 @@ const ZqXmlCompoundType::ComponentMap& ZqXmlCompoundType::attributeComponentMap(
 
 const ZqXmlCompoundType::SpecialDescriptorMap& ZqXmlCompoundType::specialDescriptorMap() const
 {
-   if (!maps().specialsBuilt)
+   const Maps* made = m_maps.load(std::memory_order_acquire);
+   if (made != nullptr && made->specialsBuilt.load(std::memory_order_acquire))
+      return made->specials;
+   const std::scoped_lock lock(mapsAreBuilt);
+   Maps& own = maps();
+   if (!own.specialsBuilt && !own.buildingSpecials)
    {
-      m_maps->specialsBuilt = true;
+      own.buildingSpecials = true;
       // Registering changes nothing but the map.
       const_cast<ZqXmlCompoundType&>(*this).createSpecialDescriptorMap();
+      own.buildingSpecials = false;
+      own.specialsBuilt.store(true, std::memory_order_release);
    }
-   return m_maps->specials;
+   return own.specials;
 }
 
 bool ZqXmlCompoundType::hasChildren() const
@@ -592,6 +612,7 @@ bool ZqXmlCompoundType::hasAttributes() const
 void ZqXmlCompoundType::newComponentMap()
 {
    Maps& own = maps();
+   own.componentsBuilt = false;
    own.elements = {};
    own.attributes = {};
    own.adapters.clear();
@@ -604,15 +625,20 @@ void ZqXmlCompoundType::newSpecialDescriptorMap()
 
 void ZqXmlCompoundType::createComponentMap() const
 {
-   if (m_maps != nullptr && m_maps->elements.built)
+   const Maps* made = m_maps.load(std::memory_order_acquire);
+   if (made != nullptr && made->componentsBuilt.load(std::memory_order_acquire))
+      return;
+   const std::scoped_lock lock(mapsAreBuilt);
+   Maps& own = maps();
+   if (own.componentsBuilt || own.building)
       return;
    // Registering changes nothing but the maps.
    auto& self = const_cast<ZqXmlCompoundType&>(*this);
    self.newComponentMap();
-   m_maps->elements.built = true;
-   m_maps->building = true;
+   own.building = true;
    self.registerComponents();
-   m_maps->building = false;
+   own.building = false;
+   own.componentsBuilt.store(true, std::memory_order_release);
 }
 
 void ZqXmlCompoundType::createAttributeComponentMap()

@@ -2,6 +2,7 @@
 
 #include "zqManipulator/foundation/xml/ZqXmlObject.h"
 
+#include <atomic>
 #include <map>
 #include <memory>
 
@@ -17,7 +18,8 @@ struct ZqXmlComponentTable;
 /// and written straight from that list. A class may instead register its members by hand in
 /// `registerComponents`; then the maps below are built at first need and used. They hold the
 /// addresses of this object's own members, so they are never copied, and they cost one pointer until
-/// they are asked for.
+/// they are asked for. Any number of threads may write one object: the first builds the maps, and the
+/// others wait for it.
 class ZqXmlCompoundType : public ZqXmlObject
 {
 public:
@@ -35,7 +37,7 @@ public:
    }
    ~ZqXmlCompoundType() override
    {
-      if (m_maps != nullptr)
+      if (m_maps.load(std::memory_order_relaxed) != nullptr)
          deleteMaps();
    }
 
@@ -106,7 +108,7 @@ private:
    std::unique_ptr<const ZqXmlCompoundType> defaultsUnless(bool all) const;
    bool readUnknown(const ZqToken& token, ZqXmlReader& reader);
 
-   mutable Maps* m_maps = nullptr;
+   mutable std::atomic<Maps*> m_maps = nullptr;
 };
 
 /// One member in the list of a class.

@@ -8,6 +8,7 @@
 #include <boost/current_function.hpp>
 
 #include <algorithm>
+#include <mutex>
 #include <stdexcept>
 #include <utility>
 
@@ -226,6 +227,8 @@ private:
 template <class T>
 const T& ZqXmlVariableVectorType<T>::standIn() const
 {
+   static constinit std::recursive_mutex lock;
+   const std::scoped_lock locked(lock);
    const auto& creators = this->creatorMap();
    for (auto place = creators.begin(); place != creators.end() && !m_standIn; ++place)
    {

@@ -135,7 +135,7 @@ const ZqU32& ZqDenavitHartenberg::jointType() const
 void ZqDenavitHartenberg::setJointType(ZqU32 jointType)
 {
    m_jointType = jointType;
-   m_transformValid = false;
+   m_transformIsValid.lower();
 }
 
 const ZqU32& ZqDenavitHartenberg::dhType() const
@@ -146,7 +146,7 @@ const ZqU32& ZqDenavitHartenberg::dhType() const
 void ZqDenavitHartenberg::setDhType(ZqU32 dhType)
 {
    m_dhType = dhType;
-   m_transformValid = false;
+   m_transformIsValid.lower();
 }
 
 const ZqCoordinateSystemTransformation& ZqDenavitHartenberg::precursor() const
@@ -157,7 +157,7 @@ const ZqCoordinateSystemTransformation& ZqDenavitHartenberg::precursor() const
 void ZqDenavitHartenberg::setPrecursor(const ZqCoordinateSystemTransformation& precursor)
 {
    m_precursor = precursor;
-   m_transformValid = false;
+   m_transformIsValid.lower();
 }
 
 const ZqAngle& ZqDenavitHartenberg::dhTheta() const
@@ -168,7 +168,7 @@ const ZqAngle& ZqDenavitHartenberg::dhTheta() const
 void ZqDenavitHartenberg::setDhTheta(const ZqAngle& theta)
 {
    m_theta = theta;
-   m_transformValid = false;
+   m_transformIsValid.lower();
 }
 
 const ZqReal& ZqDenavitHartenberg::dhD() const
@@ -179,7 +179,7 @@ const ZqReal& ZqDenavitHartenberg::dhD() const
 void ZqDenavitHartenberg::setDhD(ZqReal d)
 {
    m_d = d;
-   m_transformValid = false;
+   m_transformIsValid.lower();
 }
 
 const ZqReal& ZqDenavitHartenberg::dhA() const
@@ -190,7 +190,7 @@ const ZqReal& ZqDenavitHartenberg::dhA() const
 void ZqDenavitHartenberg::setDhA(ZqReal a)
 {
    m_a = a;
-   m_transformValid = false;
+   m_transformIsValid.lower();
 }
 
 const ZqAngle& ZqDenavitHartenberg::dhAlpha() const
@@ -202,7 +202,7 @@ void ZqDenavitHartenberg::setDhAlpha(const ZqAngle& alpha)
 {
    m_alpha = alpha;
    m_halfAlpha = ZqHalfAngle(m_alpha.cos(), m_alpha.sin());
-   m_transformValid = false;
+   m_transformIsValid.lower();
 }
 
 ZqDenavitHartenberg::Family ZqDenavitHartenberg::family() const
@@ -215,12 +215,15 @@ ZqDenavitHartenberg::Family ZqDenavitHartenberg::family() const
 const ZqCoordinateSystemTransformation&
 ZqDenavitHartenberg::calculateTransform(ZqReal jointPosition) const
 {
-   if (m_transformValid && jointPosition == m_lastJointPosition)
-      return m_currentTransform;
-   m_lastJointPosition = jointPosition;
-   m_currentTransform.setToIdentity();
-   transformBy(m_currentTransform, jointPosition);
-   m_transformValid = true;
+   if (jointPosition != m_lastJointPosition.get())
+      m_transformIsValid.lower();
+   m_lastJointPosition.get() = jointPosition;
+   m_transformIsValid.ensure(
+      [&]
+      {
+         m_currentTransform.setToIdentity();
+         transformBy(m_currentTransform, jointPosition);
+      });
    return m_currentTransform;
 }
 
@@ -271,14 +274,14 @@ ZqCoordinateSystemTransformation ZqDenavitHartenberg::takePrecursor()
 void ZqDenavitHartenberg::transformBy(const ZqCoordinateSystemTransformation& transformation)
 {
    m_precursor = transformation * takePrecursor();
-   m_transformValid = false;
+   m_transformIsValid.lower();
 }
 
 void ZqDenavitHartenberg::changeInboardFrameBy(
    const ZqCoordinateSystemTransformation& transformation)
 {
    m_precursor = takePrecursor() * transformation;
-   m_transformValid = false;
+   m_transformIsValid.lower();
 }
 
 /// The axis of the joint in the DH frame. In Paul's conventions that frame lies behind the twist and the
@@ -324,22 +327,22 @@ void ZqDenavitHartenberg::getUnitFrameMotion(ZqGeneralMotion& motion, ZqReal) co
    setToMotion(motion, type, 1.0);
 }
 
-const ZqGeneralMotion& ZqDenavitHartenberg::calculateVelocity(ZqReal jointPosition,
-                                                              ZqReal jointVelocity) const
+/// An unknown D-H or joint type leaves the motion as `getUnitFrameMotion` does, times the velocity.
+void ZqDenavitHartenberg::setToVelocity(ZqGeneralMotion& motion, ZqReal jointPosition,
+                                        ZqReal jointVelocity) const
 {
    const Family type = family();
    if (type != Family::Unknown && !hasUnknownJointType())
    {
-      setToMotion(m_currentVelocity, type, jointVelocity);
-      return m_currentVelocity;
+      setToMotion(motion, type, jointVelocity);
+      return;
    }
-   getUnitFrameMotion(m_currentVelocity, jointPosition);
-   m_currentVelocity *= jointVelocity;
-   return m_currentVelocity;
+   getUnitFrameMotion(motion, jointPosition);
+   motion *= jointVelocity;
 }
 
-const ZqGeneralMotion& ZqDenavitHartenberg::calculateAcceleration(ZqReal, ZqReal jointVelocity,
-                                                                  ZqReal jointAcceleration) const
+void ZqDenavitHartenberg::setToAcceleration(ZqGeneralMotion& motion, ZqReal jointVelocity,
+                                            ZqReal jointAcceleration) const
 {
    const Family type = family();
    if (type == Family::Unknown)
@@ -351,12 +354,53 @@ const ZqGeneralMotion& ZqDenavitHartenberg::calculateAcceleration(ZqReal, ZqReal
    }
    else
    {
-      setToMotion(m_currentAcceleration, type, jointAcceleration);
+      setToMotion(motion, type, jointAcceleration);
       // The origin of a Paul joint swings on radius a and is drawn towards the axis.
       if (type == Family::Paul && m_jointType == Rotational)
-         m_currentAcceleration.setScalarValue(0, -m_a * jointVelocity * jointVelocity);
+         motion.setScalarValue(0, -m_a * jointVelocity * jointVelocity);
    }
+}
+
+const ZqGeneralMotion& ZqDenavitHartenberg::calculateVelocity(ZqReal jointPosition,
+                                                              ZqReal jointVelocity) const
+{
+   setToVelocity(m_currentVelocity, jointPosition, jointVelocity);
+   return m_currentVelocity;
+}
+
+const ZqGeneralMotion& ZqDenavitHartenberg::calculateAcceleration(ZqReal, ZqReal jointVelocity,
+                                                                  ZqReal jointAcceleration) const
+{
+   setToAcceleration(m_currentAcceleration, jointVelocity, jointAcceleration);
    return m_currentAcceleration;
+}
+
+ZqCoordinateSystemTransformation ZqDenavitHartenberg::transformAt(ZqReal jointPosition) const
+{
+   if (!isOfThisClass())
+      return ZqLinkKinematics::transformAt(jointPosition);
+   ZqCoordinateSystemTransformation result;
+   ZqDenavitHartenberg::transformBy(result, jointPosition);
+   return result;
+}
+
+ZqGeneralMotion ZqDenavitHartenberg::velocityAt(ZqReal jointPosition, ZqReal jointVelocity) const
+{
+   if (!isOfThisClass())
+      return ZqLinkKinematics::velocityAt(jointPosition, jointVelocity);
+   ZqGeneralMotion result;
+   setToVelocity(result, jointPosition, jointVelocity);
+   return result;
+}
+
+ZqGeneralMotion ZqDenavitHartenberg::accelerationAt(ZqReal jointPosition, ZqReal jointVelocity,
+                                                    ZqReal jointAcceleration) const
+{
+   if (!isOfThisClass())
+      return ZqLinkKinematics::accelerationAt(jointPosition, jointVelocity, jointAcceleration);
+   ZqGeneralMotion result;
+   setToAcceleration(result, jointVelocity, jointAcceleration);
+   return result;
 }
 
 void ZqDenavitHartenberg::accelerationFromJointVelocity(ZqReal jointVelocity,
@@ -426,7 +470,7 @@ void ZqDenavitHartenberg::scaleBy(ZqReal scale)
    m_precursor.scaleTranslationBy(scale);
    m_d *= scale;
    m_a *= scale;
-   m_transformValid = false;
+   m_transformIsValid.lower();
 }
 
 bool ZqDenavitHartenberg::addChildArbdToParent(ZqArticulatedBodyDynamics& parent,
@@ -436,7 +480,7 @@ bool ZqDenavitHartenberg::addChildArbdToParent(ZqArticulatedBodyDynamics& parent
 {
    ZqGeneralMotion U;
    setToMotion(U, family(), 1.0);
-   const ZqCoordinateSystemTransformation& X = calculateTransform(jointPosition);
+   const ZqCoordinateSystemTransformation X = transformAt(jointPosition);
    parent.joinWith(child, U, effectiveInertia, jointTorque, ZqRotationMatrix(X.orientation()),
                    X.translation());
    return true;
@@ -444,7 +488,7 @@ bool ZqDenavitHartenberg::addChildArbdToParent(ZqArticulatedBodyDynamics& parent
 
 ZqReal ZqDenavitHartenberg::upperBoundDhFrameDistance(const ZqJointActuator& actuator) const
 {
-   const auto distanceAt = [this](ZqReal q) { return calculateTransform(q).translation().mag(); };
+   const auto distanceAt = [this](ZqReal q) { return transformAt(q).translation().mag(); };
    if (hasUnknownJointType())
    {
       Zq::Print::instance().write(

@@ -1,9 +1,13 @@
 #pragma once
 
 #include "zqManipulator/foundation/algebra/ZqAngle.h"
+#include "zqManipulator/foundation/algebra/ZqCacheFlag.h"
 #include "zqManipulator/foundation/algebra/ZqHalfAngle.h"
 #include "zqManipulator/foundation/xml/ZqXmlEnumType.h"
 #include "zqManipulator/kinematics/joint/ZqLinkKinematics.h"
+#include "zqManipulator/state/ZqUncopied.h"
+
+#include <typeinfo>
 
 /// A rotational or prismatic joint in one of the conventions of Denavit and Hartenberg (1955).
 ///
@@ -93,6 +97,10 @@ public:
    /// As `transformBy`, with the precursor becoming the precursor times the transformation.
    void changeInboardFrameBy(const ZqCoordinateSystemTransformation& transformation) override;
    ZqU32 unitType() const override;
+   ZqCoordinateSystemTransformation transformAt(ZqReal jointPosition) const override;
+   ZqGeneralMotion velocityAt(ZqReal jointPosition, ZqReal jointVelocity) const override;
+   ZqGeneralMotion accelerationAt(ZqReal jointPosition, ZqReal jointVelocity,
+                                  ZqReal jointAcceleration) const override;
 
    virtual void registerJointTypeEnumerations();
    virtual void registerDhTypeEnumerations();
@@ -144,6 +152,11 @@ private:
    ZqCoordinateSystemTransformation takePrecursor();
    ZqVector jointAxis(Family family) const;
    void setToMotion(ZqGeneralMotion& motion, Family family, ZqReal velocity) const;
+   void setToVelocity(ZqGeneralMotion& motion, ZqReal jointPosition, ZqReal jointVelocity) const;
+   void setToAcceleration(ZqGeneralMotion& motion, ZqReal jointVelocity,
+                          ZqReal jointAcceleration) const;
+   /// Whether no derived class may have overridden what this one computes.
+   bool isOfThisClass() const { return typeid(*this) == typeid(ZqDenavitHartenberg); }
 
    ZqXmlEnumType<ZqU32> m_jointType;
    ZqXmlEnumType<ZqU32> m_dhType;
@@ -153,8 +166,8 @@ private:
    ZqReal m_a = 0.0;
    ZqAngle m_alpha; ///< with its sine and cosine
    ZqHalfAngle m_halfAlpha;
-   mutable ZqReal m_lastJointPosition = 0.0;
-   mutable ZqBoolean m_transformValid = false;
+   mutable ZqUncopied<ZqReal> m_lastJointPosition;
+   mutable ZqCacheFlag m_transformIsValid; ///< for that position
 };
 
 extern template class ZqXmlClass<ZqDenavitHartenberg, ZqLinkKinematics>;

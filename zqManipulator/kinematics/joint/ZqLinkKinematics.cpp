@@ -5,16 +5,33 @@
 
 #include <array>
 #include <cmath>
+#include <mutex>
 
 namespace
 {
 /// The step of numeric differentiation, in units of the joint position and of its rate.
 constexpr ZqReal epsilon = 1e-8;
+
+/// Held while a joint computes what it answers with a reference into itself. One for all joints, since a
+/// joint may ask another one; recursive, since it may ask itself.
+constinit std::recursive_mutex cachesLock;
 } // namespace
 
-ZqLinkKinematics::ZqLinkKinematics(const ZqLinkKinematics& other) = default;
+ZqLinkKinematics::ZqLinkKinematics(const ZqLinkKinematics& other)
+   : ZqXmlAbstractClass(other), m_primaryFrame(other.m_primaryFrame),
+     m_primaryFrameInverse(other.m_primaryFrameInverse)
+{
+}
 
-ZqLinkKinematics& ZqLinkKinematics::operator=(const ZqLinkKinematics& other) = default;
+// The parts are assigned, so that an object may be assigned to itself.
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
+ZqLinkKinematics& ZqLinkKinematics::operator=(const ZqLinkKinematics& other)
+{
+   ZqXmlAbstractClass::operator=(other);
+   m_primaryFrame = other.m_primaryFrame;
+   m_primaryFrameInverse = other.m_primaryFrameInverse;
+   return *this;
+}
 
 bool ZqLinkKinematics::operator==(const ZqLinkKinematics& other) const
 {
@@ -107,18 +124,37 @@ const ZqGeneralMotion& ZqLinkKinematics::calculateAcceleration(ZqReal jointPosit
    return m_currentAcceleration;
 }
 
+ZqCoordinateSystemTransformation ZqLinkKinematics::transformAt(ZqReal jointPosition) const
+{
+   const std::scoped_lock lock(cachesLock);
+   return calculateTransform(jointPosition);
+}
+
+ZqGeneralMotion ZqLinkKinematics::velocityAt(ZqReal jointPosition, ZqReal jointVelocity) const
+{
+   const std::scoped_lock lock(cachesLock);
+   return calculateVelocity(jointPosition, jointVelocity);
+}
+
+ZqGeneralMotion ZqLinkKinematics::accelerationAt(ZqReal jointPosition, ZqReal jointVelocity,
+                                                 ZqReal jointAcceleration) const
+{
+   const std::scoped_lock lock(cachesLock);
+   return calculateAcceleration(jointPosition, jointVelocity, jointAcceleration);
+}
+
 ZqReal ZqLinkKinematics::torqueRequiredToExert(ZqReal jointPosition,
                                                const ZqGeneralForce& force) const
 {
-   const ZqGeneralMotion& U = calculateAcceleration(jointPosition, 0.0, 1.0);
+   const ZqGeneralMotion U = accelerationAt(jointPosition, 0.0, 1.0);
    return U.angular().dot(force.moment()) + U.linear().dot(force.force());
 }
 
 ZqReal ZqLinkKinematics::unitAccelerationTorque(ZqReal jointPosition,
                                                 const ZqArticulatedBodyInertia& inertia) const
 {
-   return torqueRequiredToExert(
-      jointPosition, inertia.calculateForce(calculateAcceleration(jointPosition, 0.0, 1.0)));
+   return torqueRequiredToExert(jointPosition,
+                                inertia.calculateForce(accelerationAt(jointPosition, 0.0, 1.0)));
 }
 
 bool ZqLinkKinematics::addChildArbdToParent(ZqArticulatedBodyDynamics& parent,
@@ -126,8 +162,8 @@ bool ZqLinkKinematics::addChildArbdToParent(ZqArticulatedBodyDynamics& parent,
                                             ZqReal jointPosition, ZqReal jointTorque,
                                             ZqReal effectiveInertia) const
 {
-   const ZqCoordinateSystemTransformation& X = calculateTransform(jointPosition);
-   parent.joinWith(child, calculateAcceleration(jointPosition, 0.0, 1.0), effectiveInertia,
-                   jointTorque, ZqRotationMatrix(X.orientation()), X.translation());
+   const ZqCoordinateSystemTransformation X = transformAt(jointPosition);
+   parent.joinWith(child, accelerationAt(jointPosition, 0.0, 1.0), effectiveInertia, jointTorque,
+                   ZqRotationMatrix(X.orientation()), X.translation());
    return true;
 }

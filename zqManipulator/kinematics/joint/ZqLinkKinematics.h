@@ -18,8 +18,11 @@ class ZqJointActuator;
 /// The primary frame of the link, in which shapes, masses and points are stated, is fixed in the DH
 /// frame.
 ///
-/// The results of queries are references into the joint, which the next query of the same kind
-/// overwrites: one joint serves one thread at a time.
+/// The operations `calculate...` answer with references into the joint, which the next query of the same
+/// kind overwrites: they are for one thread at a time. All else that is const serves any number of threads;
+/// `transformAt`, `velocityAt` and `accelerationAt` answer the same by value. For a joint of a class of
+/// one's own they ask the former, under a lock that all such joints share; a class that computes without
+/// a cache overrides them, and does without the lock.
 class ZqLinkKinematics : public ZqXmlAbstractClass<ZqLinkKinematics, ZqBaseExpressionTreeElement>
 {
 public:
@@ -85,10 +88,21 @@ public:
    /// 0 when the joint position is a length, 1 when it is an angle.
    virtual ZqU32 unitType() const = 0;
 
+   /// \name As `calculateTransform`, `calculateVelocity` and `calculateAcceleration`, by value
+   /// @{
+   virtual ZqCoordinateSystemTransformation transformAt(ZqReal jointPosition) const;
+   virtual ZqGeneralMotion velocityAt(ZqReal jointPosition, ZqReal jointVelocity) const;
+   virtual ZqGeneralMotion accelerationAt(ZqReal jointPosition, ZqReal jointVelocity,
+                                          ZqReal jointAcceleration) const;
+   /// @}
+
 protected:
+   /// \name What the last query answered; never copied
+   /// @{
    mutable ZqCoordinateSystemTransformation m_currentTransform;
    mutable ZqGeneralMotion m_currentVelocity;
    mutable ZqGeneralMotion m_currentAcceleration;
+   /// @}
 
 private:
    ZqCoordinateSystemTransformation m_primaryFrame;

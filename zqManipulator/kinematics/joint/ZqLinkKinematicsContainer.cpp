@@ -154,3 +154,25 @@ ZqU32 ZqLinkKinematicsContainer::unitType() const
    const ZqLinkKinematics* joint = topElement();
    return joint != nullptr ? joint->unitType() : 2;
 }
+
+ZqCoordinateSystemTransformation ZqLinkKinematicsContainer::transformAt(ZqReal jointPosition) const
+{
+   const ZqLinkKinematics* joint = topElement();
+   return joint != nullptr ? joint->transformAt(jointPosition) : ZqCoordinateSystemTransformation();
+}
+
+ZqGeneralMotion ZqLinkKinematicsContainer::velocityAt(ZqReal jointPosition,
+                                                      ZqReal jointVelocity) const
+{
+   const ZqLinkKinematics* joint = topElement();
+   return joint != nullptr ? joint->velocityAt(jointPosition, jointVelocity) : ZqGeneralMotion();
+}
+
+ZqGeneralMotion ZqLinkKinematicsContainer::accelerationAt(ZqReal jointPosition,
+                                                          ZqReal jointVelocity,
+                                                          ZqReal jointAcceleration) const
+{
+   const ZqLinkKinematics* joint = topElement();
+   return joint != nullptr ? joint->accelerationAt(jointPosition, jointVelocity, jointAcceleration)
+                           : ZqGeneralMotion();
+}

@@ -51,8 +51,12 @@ public:
    virtual ZqReal unitAccelerationTorque(ZqReal jointPosition,
                                          const ZqArticulatedBodyInertia& inertia) const; ///< 0.0
    virtual ZqReal torqueRequiredToExert(ZqReal jointPosition,
-                                        const ZqGeneralForce& force) const; ///< 0.0
-   virtual ZqU32 unitType() const;                                          ///< 2
+                                        const ZqGeneralForce& force) const;      ///< 0.0
+   virtual ZqU32 unitType() const;                                               ///< 2
+   ZqCoordinateSystemTransformation transformAt(ZqReal jointPosition) const;     ///< the identity
+   ZqGeneralMotion velocityAt(ZqReal jointPosition, ZqReal jointVelocity) const; ///< zero
+   ZqGeneralMotion accelerationAt(ZqReal jointPosition, ZqReal jointVelocity,
+                                  ZqReal jointAcceleration) const; ///< zero
    /// @}
 
 private:

@@ -1,9 +1,12 @@
 #include "zqManipulator/kinematics/manipulator/ZqMotionRecords.h"
 
 #include "zqManipulator/dynamics/bodies/ZqArticulatedBodyDynamics.h"
+#include "zqManipulator/dynamics/bodies/ZqRigidBodyMassProperties.h"
 #include "zqManipulator/dynamics/motion/ZqArticulatedSweep.h"
 #include "zqManipulator/kinematics/joint/ZqJointAxis.h"
 #include "zqManipulator/state/ZqLinkPositionState.h"
+
+#include <tuple>
 
 namespace zqMotion
 {

@@ -4,6 +4,45 @@
 #include "zqManipulator/state/ZqManipulatorActiveState.h"
 
 #include <algorithm>
+#include <deque>
+
+namespace
+{
+/// What a carried manipulator moves by while those that it carries are found. One for each level of the
+/// tree, which a thread keeps, so that its memory is used again.
+class CarriedState
+{
+public:
+   CarriedState() : m_place(place(levels()++)) {}
+   CarriedState(const CarriedState&) = delete;
+   CarriedState& operator=(const CarriedState&) = delete;
+   ~CarriedState() { --levels(); }
+
+   ZqPositionState& position() { return m_place.position; }
+   ZqVelocityState& velocity() { return m_place.velocity; }
+
+private:
+   struct Place
+   {
+      ZqPositionState position;
+      ZqVelocityState velocity;
+   };
+   static std::size_t& levels()
+   {
+      thread_local std::size_t count = 0;
+      return count;
+   }
+   static Place& place(std::size_t level)
+   {
+      thread_local std::deque<Place> places;
+      if (level >= places.size())
+         places.resize(level + 1);
+      return places[level];
+   }
+
+   Place& m_place;
+};
+} // namespace
 
 bool ZqManipulatorAttachmentNode::calculateBaseLocations(
    const ZqXmlVectorType<ZqIndividualManipulator>& manipulators,
@@ -45,8 +84,6 @@ bool ZqManipulatorAttachmentNode::appendBases(
       return false;
    const ZqIndividualManipulator& manipulator = manipulators[m_manipulatorIndex];
    ZqManipulatorActiveState& activeState = activeStates[m_manipulatorIndex];
-   m_scratchPositions.resize(m_childNodes.size());
-   m_scratchVelocities.resize(m_childNodes.size());
    for (ZqU32 i = 0; i < m_childNodes.size(); ++i)
    {
       const ZqManipulatorAttachmentNode& child = m_childNodes[i];
@@ -78,8 +115,9 @@ bool ZqManipulatorAttachmentNode::appendBases(
 
       // The child is put into its new place, with its new velocity, before its own children are found.
       ZqManipulatorActiveState& childState = activeStates[child.m_manipulatorIndex];
-      ZqPositionState& position = m_scratchPositions[i];
-      ZqVelocityState& velocity = m_scratchVelocities[i];
+      CarriedState carried;
+      ZqPositionState& position = carried.position();
+      ZqVelocityState& velocity = carried.velocity();
       position = childState.positionState();
       const ZqCoordinateSystemTransformation oldBase = position.coordSysXForm();
       position.setCoordSysXForm(positions.back());

@@ -2,7 +2,7 @@
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystemStruct.h"
 
-#include <memory>
+#include <unordered_map>
 #include <vector>
 
 /// In most scenes nothing is.
@@ -28,7 +28,8 @@ ZqManipulatorLink::massPropertiesInDHFrame(const ZqStatedSystemStruct* stateStru
 }
 
 /// The masses with those of what is attached to the link, in a scene that has attachments. They stand in
-/// the primary frame: in the frame `outer`, unless that is null.
+/// the primary frame: in the frame `outer`, unless that is null. The sum lasts until this thread asks the
+/// same link again.
 const ZqRigidBodyMassProperties&
 ZqManipulatorLink::withAttachments(const ZqRigidBodyMassProperties& own,
                                    const ZqStatedSystemStruct* stateStruct,
@@ -41,9 +42,8 @@ ZqManipulatorLink::withAttachments(const ZqRigidBodyMassProperties& own,
    if (!scene->configuration().attachmentMap().getDependentManipulatorsAndOffsets(
           stateStruct->manipulatorIndex(), linkLabel(), indices, offsets))
       return own;
-   if (m_massPropertiesWithAttachments == nullptr)
-      m_massPropertiesWithAttachments = std::make_unique<ZqRigidBodyMassProperties>();
-   ZqRigidBodyMassProperties& sum = *m_massPropertiesWithAttachments;
+   thread_local std::unordered_map<const ZqManipulatorLink*, ZqRigidBodyMassProperties> sums;
+   ZqRigidBodyMassProperties& sum = sums[this];
    sum = own;
    for (std::size_t i = 0; i < indices.size(); ++i)
       if (const ZqIndividualManipulator* attached = scene->manipulatorByIndex(indices[i]))

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <mutex>
 #include <numeric>
 
 template class ZqXmlClass<ZqManipulatorSystem>;
@@ -21,8 +22,7 @@ ZqManipulatorSystem::ZqManipulatorSystem(const ZqManipulatorSystem& other,
                                          ZqFoundCommon::DeepCopyFlag)
    : ZqXmlClass(other), m_environment(other.m_environment), m_manipulators(other.m_manipulators),
      m_collisionExclusionMap(other.m_collisionExclusionMap),
-     m_manipulatorAttachmentMap(other.m_manipulatorAttachmentMap),
-     m_totalReadableLinkCount(other.m_totalReadableLinkCount), m_labelPool(other.m_labelPool)
+     m_manipulatorAttachmentMap(other.m_manipulatorAttachmentMap), m_labelPool(other.m_labelPool)
 {
    ZqManipulatorSystem::mapManipulators();
    attachCollisionExclusionMap();
@@ -37,7 +37,6 @@ ZqManipulatorSystem& ZqManipulatorSystem::operator=(const ZqManipulatorSystem& o
       m_manipulators = other.m_manipulators;
       m_collisionExclusionMap = other.m_collisionExclusionMap;
       m_manipulatorAttachmentMap = other.m_manipulatorAttachmentMap;
-      m_totalReadableLinkCount = other.m_totalReadableLinkCount;
       m_labelPool = other.m_labelPool;
    }
    mapManipulators();
@@ -69,8 +68,15 @@ bool ZqManipulatorSystem::readAttributes(ZqXmlReader& reader)
 
 bool ZqManipulatorSystem::write(ZqXmlWriter& writer) const
 {
-   m_totalReadableLinkCount = countAllReadableLinks();
-   writer.setLinkTotal(m_totalReadableLinkCount);
+   const ZqU32 count = countAllReadableLinks();
+   {
+      // Only the first of several threads that write the system finds another number here.
+      static constinit std::mutex mutex;
+      const std::scoped_lock lock(mutex);
+      if (m_totalReadableLinkCount != count)
+         m_totalReadableLinkCount = count;
+   }
+   writer.setLinkTotal(count);
    writer.resetLinkCount();
    return ZqXmlClass::write(writer);
 }

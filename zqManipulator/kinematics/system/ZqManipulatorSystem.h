@@ -186,7 +186,7 @@ private:
    Manipulators m_manipulators;
    ZqSystemCollisionExclusionMap m_collisionExclusionMap;
    ZqOldManipulatorAttachmentMap m_manipulatorAttachmentMap;
-   mutable ZqU32 m_totalReadableLinkCount = 0; ///< of the document
+   mutable ZqU32 m_totalReadableLinkCount = 0; ///< of the document; not copied
    ZqLabelPool m_labelPool;
    /// The manipulators that are references, by the label that they refer to, since the last mapping.
    std::multimap<ZqString, ZqU32> m_references;

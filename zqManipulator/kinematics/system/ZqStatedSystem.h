@@ -14,7 +14,9 @@ class ZqSystemActiveState;
 ///
 /// A manipulator that is added or removed gets or loses its place in the state as well. The system is
 /// shared with copies of the stated system until one of them changes it (`aboutToModifySystem`); state
-/// and configuration are each one's own. A stated system serves one thread at a time.
+/// and configuration are each one's own. Each copy may be used by another thread. What is const serves any
+/// number of threads, except where the stated system keeps an active state or results itself: they are
+/// told below.
 class ZqStatedSystem : public ZqXmlClass<ZqStatedSystem>
 {
 public:
@@ -152,7 +154,7 @@ public:
    /// the times: `dt` has no effect. A step that is not finite is rejected with a message, and nothing
    /// changes; one that is zero or negative is taken.
    ///
-   /// A null active state stands for one that the stated system makes and keeps. It has no
+   /// A null active state stands for one that the stated system makes and keeps, for one thread. It has no
    /// accelerations, and in mode 0 without attachments no positions: what stopping criteria answer
    /// then means nothing.
    /// @{
@@ -169,8 +171,8 @@ public:
    /// In mode 0.
    virtual void propagateTo(ZqReal time, ZqManipulatorSystemState& state,
                             PropagationResults& results, ZqSystemActiveState& activeState) const;
-   /// In mode 0, with results that the stated system keeps as long as it has the manipulator: whoever
-   /// needs to see or to reset them uses one of the other forms.
+   /// In mode 0, with results that the stated system keeps as long as it has the manipulator, for one
+   /// thread: whoever needs to see or to reset them uses one of the other forms.
    virtual void propagateTo(ZqReal time, ZqManipulatorSystemState& state,
                             ZqSystemActiveState* activeState) const;
    /// @}
@@ -211,7 +213,8 @@ public:
    virtual bool replaceLinkProperties(ZqU32 index, const ZqString& linkLabel,
                                       const ZqManipulatorLink& properties, bool withShapes);
    /// @}
-   /// Looks for collisions in the present state, as `checkForCollisions` does.
+   /// Looks for collisions in the present state, as `checkForCollisions` does, with an active state that
+   /// the stated system keeps, for one thread.
    virtual bool generateCollisionReport(PropagationResults& results, const ZqU32& fidelity,
                                         const ZqReal& tolerance) const;
    /// Whether the system was changed since the last reset.
@@ -275,12 +278,10 @@ private:
    ZqManipulatorSystemContainer m_systemContainer;
    ZqManipulatorSystemState m_state;
    ZqManipulatorSystemConfiguration m_configuration;
-   /// \name Work space of steps, which are members so that its memory is used again
+   /// \name For those who bring none of their own
    /// @{
-   mutable ZqXmlVectorType<ZqPositionState> m_startPositionStates;
    mutable std::unique_ptr<ZqSystemActiveState> m_activeState;       ///< made at first use
    mutable std::unique_ptr<ZqSystemActiveState> m_reportActiveState; ///< made at first use
-   mutable PropagationResults m_propagationCollisionResults;
    mutable PropagationResults m_propagationResults;
    /// @}
    mutable bool m_systemModified = false;

@@ -22,9 +22,7 @@ ZqManipulatorAttachmentNode::ZqManipulatorAttachmentNode(
    // The base has nothing to move. NOLINTNEXTLINE(performance-move-constructor-init)
    : ZqXmlClass(other), m_name(std::move(other.m_name)), m_linkLabel(std::move(other.m_linkLabel)),
      m_manipulatorIndex(other.m_manipulatorIndex), m_offset(other.m_offset),
-     m_childNodes(std::move(other.m_childNodes)), m_parentNode(other.m_parentNode),
-     m_scratchPositions(std::move(other.m_scratchPositions)),
-     m_scratchVelocities(std::move(other.m_scratchVelocities))
+     m_childNodes(std::move(other.m_childNodes)), m_parentNode(other.m_parentNode)
 {
    setParentOfChildren();
 }
@@ -50,8 +48,6 @@ ZqManipulatorAttachmentNode::operator=(ZqManipulatorAttachmentNode&& other) noex
    m_manipulatorIndex = taken.m_manipulatorIndex;
    m_offset = taken.m_offset;
    m_childNodes = std::move(taken.m_childNodes);
-   m_scratchPositions = std::move(taken.m_scratchPositions);
-   m_scratchVelocities = std::move(taken.m_scratchVelocities);
    setParentOfChildren();
    return *this;
 }

@@ -157,9 +157,6 @@ private:
    ZqCoordinateSystemTransformation m_offset;
    ChildNodes m_childNodes;
    ZqManipulatorAttachmentNode* m_parentNode = nullptr; ///< not owned
-   /// One for each child; members only so that their memory is used again.
-   mutable std::vector<ZqPositionState> m_scratchPositions;
-   mutable std::vector<ZqVelocityState> m_scratchVelocities;
 };
 
 struct ZqManipulatorAttachmentNode::Moved

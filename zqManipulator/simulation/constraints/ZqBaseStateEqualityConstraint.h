@@ -28,13 +28,26 @@ class ZqVelocityState;
 /// Only accelerations are held to the relation: positions and velocities that agree with it at the
 /// start drift from it with the error of the integration. `ZqConstraintProjection` brings them back.
 ///
-/// The arrays that are returned belong to the constraint; a call of either operation overwrites both.
-/// One constraint serves one thread at a time.
+/// The arrays that are returned belong to the constraint; a call of either operation overwrites both: these
+/// operations are for one thread at a time. All else that is const serves any number of threads, and so
+/// does an `addKinematics` of one's own that keeps nothing.
 class ZqBaseStateEqualityConstraint
    : public ZqXmlAbstractClass<ZqBaseStateEqualityConstraint, ZqBaseExpressionTreeElement>
 {
 public:
-   /// Jacobians are results, and no part of the value.
+   /// Jacobians are results, and no part of the value: they are not copied either.
+   ZqBaseStateEqualityConstraint() = default;
+   ZqBaseStateEqualityConstraint(const ZqBaseStateEqualityConstraint& other)
+      : ZqXmlAbstractClass(other)
+   {
+   }
+   // NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
+   ZqBaseStateEqualityConstraint& operator=(const ZqBaseStateEqualityConstraint& other)
+   {
+      ZqXmlAbstractClass::operator=(other);
+      return *this;
+   }
+   ~ZqBaseStateEqualityConstraint() override = default;
    bool operator==(const ZqBaseStateEqualityConstraint&) const noexcept { return true; }
 
    /// The degree of constraint: the number of rows.
@@ -77,12 +90,21 @@ public:
    /// A constraint that does not override this gets its `jacobian`, no gap, and as bias the central
    /// difference over states that lie 5e-6 s, or the time in which the fastest joint moves by 5e-6,
    /// before and after. Base and joints move for the same time. The bias is good to about 1e-10 of the
-   /// Jacobian times the square of the rates.
+   /// Jacobian times the square of the rates. All constraints that do not override it share a lock.
    virtual void addKinematics(const ZqIndividualManipulator& manipulator,
                               ZqManipulatorActiveState& activeState, ZqU32 firstRow,
                               ZqConstraintKinematics& kinematics) const;
    /// What to call the constraint in a message: its kind, and the links that it relates.
    virtual ZqString description() const;
+   /// \name What `jacobian` and `jacobianDerivative` answer, for any number of threads
+   /// As much of it as there is room for, from a row on. They share a lock with all constraints.
+   /// @{
+   void copyJacobian(const ZqIndividualManipulator& manipulator, const ZqPositionState& position,
+                     ZqU32 firstRow, ZqReArray& rows) const;
+   void copyJacobianDerivative(const ZqIndividualManipulator& manipulator,
+                               const ZqPositionState& position, const ZqVelocityState& velocity,
+                               ZqU32 firstRow, ZqReArray& rows) const;
+   /// @}
 
 protected:
    static constexpr ZqReal m_theMaxTimeIncrementForFiniteDifferencing = 1e-8;  ///< s

@@ -48,8 +48,8 @@ protected:
                                 ZqManipulatorActivePositionState& activeState) const;
 
    /// The motion of the DH frame of a joint per unit rate of it, in the axes of the frame.
-   static const ZqGeneralMotion& unitMotion(const ZqManipulatorLink& jointLink,
-                                            const ZqManipulatorActivePositionState& activeState);
+   static ZqGeneralMotion unitMotion(const ZqManipulatorLink& jointLink,
+                                     const ZqManipulatorActivePositionState& activeState);
    /// The position in the system of a point on a link, or of the environment when the link is null.
    static ZqVector positionInSystem(const ZqManipulatorLink* link, const ZqVector& point,
                                     ZqManipulatorActivePositionState& activeState);

@@ -11,7 +11,8 @@ extern template class ZqXmlVariableVectorType<ZqBaseStateEqualityConstraint>;
 /// null constrain nothing.
 ///
 /// The arrays that are returned belong to the vector, and last until the next call of the same
-/// operation.
+/// operation, which is for one thread at a time. The operations that fill a record or an array of the
+/// caller's serve any number of threads.
 class ZqStateEqualityConstraintVector
    : public ZqXmlVariableVectorType<ZqBaseStateEqualityConstraint>
 {
@@ -42,6 +43,17 @@ public:
    /// of the active state. A state of another size than the manipulator is filled up with zeros.
    virtual const ZqConstraintKinematics& kinematics(const ZqIndividualManipulator& manipulator,
                                                     ZqManipulatorActiveState& activeState) const;
+
+   /// \name The same, for any number of threads
+   /// @{
+   void getJacobian(const ZqIndividualManipulator& manipulator, const ZqPositionState& position,
+                    ZqReArray& result) const;
+   void getJacobianDerivative(const ZqIndividualManipulator& manipulator,
+                              const ZqPositionState& position, const ZqVelocityState& velocity,
+                              ZqReArray& result) const;
+   void getKinematics(const ZqIndividualManipulator& manipulator,
+                      ZqManipulatorActiveState& activeState, ZqConstraintKinematics& result) const;
+   /// @}
 
    /// The size of a gap or of another quantity that has a number for each row, and whose it is.
    struct Gap

@@ -70,8 +70,8 @@ void ZqIndividualManipulator::propagateState(const ZqVelocityState& velocity, Zq
 void ZqIndividualManipulator::propagateState(const ZqVelocityState& velocity, ZqReal dt,
                                              ZqPositionState& position) const
 {
-   m_propagationResult.reset();
-   propagateState(velocity, dt, position, m_propagationResult);
+   ZqPropagationResultData dropped;
+   propagateState(velocity, dt, position, dropped);
 }
 
 void ZqIndividualManipulator::propagateVelocityState(const ZqAccelerationState& acceleration,

@@ -53,8 +53,10 @@ void ZqSimulation::closeLoops(ZqU32 index)
 /// The greatest in the present state.
 ZqStateEqualityConstraintVector::Gap ZqSimulation::gapOf(ZqU32 index)
 {
-   const ZqIndividualManipulator& manipulator = *m_members[index].manipulator;
+   Member& member = m_members[index];
+   const ZqIndividualManipulator& manipulator = *member.manipulator;
    m_active.setManipulatorNonredundantPositionState(m_state.positionStates()[index], index);
    const ZqStateEqualityConstraintVector& constraints = manipulator.stateEqualityConstraints();
-   return constraints.greatestGap(constraints.kinematics(manipulator, activeState(index)));
+   constraints.getKinematics(manipulator, activeState(index), member.constraintKinematics);
+   return constraints.greatestGap(member.constraintKinematics);
 }

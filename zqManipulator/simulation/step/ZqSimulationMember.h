@@ -67,6 +67,7 @@ struct ZqSimulation::Member
    ZqManipulatorExternalForce externalForce;
    bool isPushed = false; ///< by these
    ZqReArray constraintForces;
+   ZqConstraintKinematics constraintKinematics;
    ZqActuatorState drivesKept; ///< at the start of a step, or before an evaluation of the present
    ZqCrbiAccelerationTool crbi;
    ZqArbiAccelerationTool arbi;

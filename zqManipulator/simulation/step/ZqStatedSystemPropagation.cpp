@@ -4,9 +4,36 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace
 {
+/// Work space of a step. A thread keeps one, so that its memory is used again; a step within a step, by a
+/// function of the user, has its own.
+struct StepWork
+{
+   std::vector<ZqPositionState> starts;
+   ZqStatedSystem::PropagationResults collisions;
+};
+
+class KeptStepWork
+{
+public:
+   KeptStepWork() : m_work(std::exchange(kept(), {})) {}
+   KeptStepWork(const KeptStepWork&) = delete;
+   KeptStepWork& operator=(const KeptStepWork&) = delete;
+   ~KeptStepWork() { kept() = std::move(m_work); }
+   StepWork* operator->() noexcept { return &m_work; }
+
+private:
+   static StepWork& kept()
+   {
+      thread_local StepWork work;
+      return work;
+   }
+   StepWork m_work;
+};
+
 enum CollisionMode : ZqU32
 {
    ReturnAll = 1,
@@ -138,7 +165,9 @@ void ZqStatedSystem::propagateTo(ZqReal time, ZqManipulatorSystemState& state,
    auto& velocities = state.velocityStates().vectorContainer();
    auto& activeStates = activeState.manipulatorActiveStateVector().vectorContainer();
    auto& flags = results.vectorContainer();
-   auto& starts = m_startPositionStates.vectorContainer();
+   KeptStepWork work;
+   std::vector<ZqPositionState>& starts = work->starts;
+   PropagationResults& collisions = work->collisions;
    const auto count =
       static_cast<ZqU32>(std::min({positions.size(), velocities.size(), manipulators.size()}));
    if (activeStates.size() != count)
@@ -148,7 +177,7 @@ void ZqStatedSystem::propagateTo(ZqReal time, ZqManipulatorSystemState& state,
    }
    flags.resize(count);
    if (mode != 0)
-      m_propagationCollisionResults.resize(count);
+      collisions.vectorContainer().assign(count, ZqPropagationResultData());
    starts = positions;
 
    // Velocities first: with them the positions make the step a symplectic one.
@@ -166,12 +195,9 @@ void ZqStatedSystem::propagateTo(ZqReal time, ZqManipulatorSystemState& state,
    if (map.baseNodes().size() > 0)
       moveAttachedManipulators(map, system().manipulators(), count, state, activeState);
 
-   CollisionStep step{count,  state, positions,
-                      starts, flags, m_propagationCollisionResults.vectorContainer()};
-   const auto search = [&] {
-      return checkForCollisions(activeState, dt, fidelity, tolerance,
-                                m_propagationCollisionResults);
-   };
+   CollisionStep step{count, state, positions, starts, flags, collisions.vectorContainer()};
+   const auto search = [&]
+   { return checkForCollisions(activeState, dt, fidelity, tolerance, collisions); };
    if (mode == ReturnCollidingOnes)
       returnCollidingOnes(step, activeState, search);
    else if (mode == ReturnAll)

@@ -409,8 +409,8 @@ void checkLoops(Inspection& inspection, ZqU32 index)
    const ZqStateEqualityConstraintVector& constraints = manipulator.stateEqualityConstraints();
    if (constraints.doc() == 0)
       return;
-   const ZqConstraintKinematics& kinematics =
-      constraints.kinematics(manipulator, inspection.activeState(index));
+   ZqConstraintKinematics kinematics;
+   constraints.getKinematics(manipulator, inspection.activeState(index), kinematics);
    std::vector<ZqReal> gaps(constraints.size());
    for (ZqU32 row = 0; row < kinematics.doc(); ++row)
       if (kinematics.hasGap[row])

@@ -2,19 +2,47 @@
 
 #include <boost/lexical_cast.hpp>
 
+#include <charconv>
 #include <iterator>
 #include <string_view>
 
 void ZqLabelPool::addUsedLabel(const ZqString& label)
 {
-   m_usedLabels.insert(label);
+   take(label);
+}
+
+/// Runs of numbers are kept here, so that looking for a free one changes nothing and does not count
+/// through all that are taken.
+void ZqLabelPool::take(const ZqString& label)
+{
+   if (!m_usedLabels.insert(label).second)
+      return;
+   ZqString base;
+   ZqString digits;
+   std::int64_t number = 0;
+   // No number that is counted has zeros before it or spaces behind it, or comes near the greatest.
+   if (!parseLabel(label, base, digits) || digits.empty() || digits.size() > 18 ||
+       label.back() == ' ' || (digits.size() > 1 && digits.front() == '0'))
+      return;
+   std::from_chars(digits.data(), digits.data() + digits.size(), number);
+   std::map<std::int64_t, std::int64_t>& runs = m_takenNumbers[base];
+   const auto next = runs.upper_bound(number);
+   const auto run = next != runs.begin() && std::prev(next)->second == number
+                       ? std::prev(next)
+                       : runs.emplace_hint(next, number, number);
+   run->second = number + 1;
+   if (next != runs.end() && next->first == number + 1)
+   {
+      run->second = next->second;
+      runs.erase(next);
+   }
 }
 
 bool ZqLabelPool::addUsingLabel(const ZqString& label, ZqU32 index)
 {
    const bool inserted = m_usingLabels.try_emplace(label, index).second;
    if (inserted)
-      m_usedLabels.insert(label);
+      take(label);
    return inserted;
 }
 
@@ -47,7 +75,7 @@ ZqString ZqLabelPool::nextUnusedLabel(const ZqString& label) const
    if (!m_usedLabels.contains(label))
       return label;
 
-   // The counter is wider than the number in the label, so that counting on cannot overflow.
+   // The counter is wider than the number in the label, so that the next one cannot overflow.
    ZqString base;
    ZqString number;
    std::int64_t counter = 1;
@@ -56,30 +84,13 @@ ZqString ZqLabelPool::nextUnusedLabel(const ZqString& label) const
    else
       base = label;
 
-   // A label that was taken stays so: numbers that were found taken are not asked for again.
-   base += '-';
-   std::map<std::int64_t, std::int64_t>& runs = m_takenNumbers[base];
-   auto next = runs.upper_bound(counter);
-   std::int64_t first = counter;
-   if (next != runs.begin() && std::prev(next)->second >= counter)
+   if (const auto runs = m_takenNumbers.find(base); runs != m_takenNumbers.end())
    {
-      first = std::prev(next)->first;
-      counter = std::prev(next)->second;
+      const auto next = runs->second.upper_bound(counter);
+      if (next != runs->second.begin() && counter < std::prev(next)->second)
+         counter = std::prev(next)->second;
    }
-   ZqString candidate = base + std::to_string(counter);
-   while (m_usedLabels.contains(candidate))
-   {
-      ++counter;
-      if (next != runs.end() && next->first == counter)
-      {
-         counter = next->second;
-         next = runs.erase(next);
-      }
-      candidate = base + std::to_string(counter);
-   }
-   if (counter > first)
-      runs[first] = counter;
-   return candidate;
+   return base + '-' + std::to_string(counter);
 }
 
 bool ZqLabelPool::parseLabel(const ZqString& label, ZqString& base, ZqString& number)

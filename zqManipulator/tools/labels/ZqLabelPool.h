@@ -50,8 +50,10 @@ protected:
    static bool parseLabel(const ZqString& label, ZqString& base, ZqString& number);
 
 private:
+   void take(const ZqString& label);
+
    std::set<ZqString> m_usedLabels;
    std::map<ZqString, ZqU32> m_usingLabels;
-   /// By base, runs of numbers that are known to be taken: from the first to the one before the second.
-   mutable std::map<ZqString, std::map<std::int64_t, std::int64_t>> m_takenNumbers;
+   /// By base, runs of numbers that are taken: from the first to the one before the second.
+   std::map<ZqString, std::map<std::int64_t, std::int64_t>> m_takenNumbers;
 };
