@@ -91,6 +91,7 @@ class ZqMatrixDTool;
 class ZqMechanicalActuatorComponent;
 class ZqMechanicalActuatorComponentContainer;
 class ZqModelEdit;
+class ZqMotionDerivativeTool;
 class ZqNonNegReal;
 class ZqOldJointActuator;
 class ZqOldManipulatorAttachmentMap;
