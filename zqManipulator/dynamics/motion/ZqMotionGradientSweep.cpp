@@ -123,8 +123,7 @@ ZQ_MOTION_INLINE void add(SubtreeSums& a, const SubtreeSums& b)
    a.h += b.h;
    a.S += b.S;
    a.p += b.p;
-   a.Q = {a.Q.xx + b.Q.xx, a.Q.xy + b.Q.xy, a.Q.xz + b.Q.xz, a.Q.yx + b.Q.yx, a.Q.yy + b.Q.yy,
-          a.Q.yz + b.Q.yz, a.Q.zx + b.Q.zx, a.Q.zy + b.Q.zy, a.Q.zz + b.Q.zz};
+   a.Q += b.Q;
    a.f += b.f;
 }
 

@@ -10,13 +10,14 @@
 // are relative to the origin of the base: forces do not depend on its own. So the spatial acceleration of
 // the base is that of its origin as of a point.
 //
-// Symbols: S the unit motion of a joint; S' = V x S + its own change, where V is the velocity of the parent,
-// its rate in time; S'' = A x S + V x S', with A the acceleration of the parent; I, B, F of a subtree its
-// inertia, its Coriolis matrix (half the force by which a motion changes the momentum through the velocities
-// that there are) and the force that moves it. Then with i inboard of j, or the same,
+// Symbols: S the unit motion of a joint; S' = V x S, and what S changes in the axes of its link, where V is the
+// velocity of the parent: the rate of S in time; S'' = A x S + V x (V x S), where A is the acceleration of the
+// parent; I, B, F of a subtree its inertia, its Coriolis matrix (2 B S is the force on bodies that a motion S
+// turns while they have the velocities that they have) and the force that moves it. Then with i inboard of j, or the same, where the last term of
+// the first line is zero,
 //
 //    d tau_i / dq_j  = S_i . (I_j S''_j + 2 B_j S'_j + S_j x* F_j)
-//    d tau_j / dq_i  = S_j . (I_j S''_i + 2 B_j S'_i)                  but for i = j
+//    d tau_j / dq_i  = S_j . (I_j S''_i + 2 B_j S'_i)
 //    d tau_i / dqd_j = S_i . 2 (I_j S'_j + B_j S_j)
 //    d tau_j / dqd_i = S_j . 2 (I_j S'_i + B_j S_i)
 //

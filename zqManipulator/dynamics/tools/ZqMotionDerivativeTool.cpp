@@ -39,13 +39,15 @@ struct ZqMotionDerivativeTool::Work
       const zqMotion::Tree& tree = stages.tree();
       const auto count = static_cast<std::size_t>(tree.count);
       resize(count);
-      const zqMotion::LinkMotion<ZqReal>& ofBase = stages.motions()[0];
+      if (tree.slots > 0)
+         stages.motions(); // fills them
       const ZqGeneralMotion& V = manipulator.dhFrameVelocityInLocal(activeState);
       base = {{}, plain(V.linear()), plain(V.angular()), {}, {}};
       if (withAccelerations)
       {
-         base.a = ofBase.a;
-         base.alpha = ofBase.alpha;
+         const ZqGeneralMotion& A = manipulator.dhFrameAccelerationInLocal(activeState);
+         base.a = plain(A.linear());
+         base.alpha = plain(A.angular());
       }
       filled(activeState.velocityState().jointVelocities(), count, velocities);
       filled(activeState.accelerationState().jointAccelerations(), count, accelerations);
