@@ -1,26 +1,31 @@
 #include "zqManipulator/dynamics/motion/ZqMotionGradientSweep.h"
 
-#include "zqManipulator/dynamics/motion/ZqMotionPack.h"
-
 namespace zqMotion
 {
 inline namespace ZQ_MOTION_TARGET
 {
 namespace
 {
-/// Two numbers side by side: of neighbouring joints, or of two vectors of one joint.
-using JointPair = Pack<2>;
+/// Numbers of two neighbouring joints or links.
+using Pair = Pack<2>;
 
+/// v x s: how a motion s that is carried along by a body in motion v changes (Featherstone 2008, 2.9).
+ZQ_MOTION_INLINE Vec6<ZqReal> crossMotion(const Vec6<ZqReal>& v, const Vec6<ZqReal>& s)
+{
+   return {cross(v.angular, s.linear) + cross(v.linear, s.angular), cross(v.angular, s.angular)};
+}
 /// v x* f: the same for a force.
-ZQ_MOTION_INLINE Vec6<ZqReal> crossForce(const Vec6<ZqReal>& v, const Vec6<ZqReal>& f)
+template <class T>
+ZQ_MOTION_INLINE Vec6<T> crossForce(const Vec6<T>& v, const Vec6<T>& f)
 {
    return {cross(v.angular, f.linear), cross(v.angular, f.angular) + cross(v.linear, f.linear)};
 }
 
-ZQ_MOTION_INLINE Vec6<ZqReal> forceInBase(const Place<ZqReal>& X, const LinkForce<ZqReal>& force)
+/// A motion of an axis frame, about its origin, in the axes of the base and about that of the base.
+ZQ_MOTION_INLINE Vec6<ZqReal> motionInBase(const Place<ZqReal>& X, const Vec6<ZqReal>& v)
 {
-   const Vec3<ZqReal> f = X.R * force.f;
-   return {f, X.R * force.n + cross(X.p, f)};
+   const Vec3<ZqReal> w = X.R * v.angular;
+   return {X.R * v.linear + cross(X.p, w), w};
 }
 
 /// S of a joint that is no slot.
@@ -32,25 +37,25 @@ ZQ_MOTION_INLINE Vec6<ZqReal> unitMotion(const Joint& joint, const Place<ZqReal>
 }
 
 /// Moves link i by its joint's unit motion S, which changes by itself at a rate.
-ZQ_MOTION_INLINE void moveLink(const GradientWork& work, const SpatialState& parent, int i,
-                               const Vec6<ZqReal>& s, const Vec6<ZqReal>& ownRate, ZqReal qd,
-                               ZqReal qdd)
+ZQ_MOTION_INLINE void moveLink(const GradientWork& work, int parent, int i, const Vec6<ZqReal>& s,
+                               const Vec6<ZqReal>& ownRate, ZqReal qd, ZqReal qdd)
 {
-   const Vec6<ZqReal> carried = crossMotion(parent.v, s);
+   const int stride = work.stride;
+   const Vec6<ZqReal> v = vec6At<ZqReal>(work.v + parent + 1, stride);
+   const Vec6<ZqReal> a = vec6At<ZqReal>(work.a + parent + 1, stride);
+   const Vec6<ZqReal> carried = crossMotion(v, s);
    const Vec6<ZqReal> sDot = carried + ownRate;
-   SpatialState& own = work.motions[i + 1];
-   own.v = parent.v + s * qd;
-   own.a = parent.a + s * qdd + sDot * qd;
-   put(work.s + i, work.stride, s);
-   put(work.sDot + i, work.stride, sDot);
-   put(work.sDotDot + i, work.stride, crossMotion(parent.a, s) + crossMotion(parent.v, carried));
+   put(work.s + i, stride, s);
+   put(work.sDot + i, stride, sDot);
+   put(work.sDotDot + i, stride, crossMotion(a, s) + crossMotion(v, carried));
+   put(work.v + i + 1, stride, v + s * qd);
+   put(work.a + i + 1, stride, a + s * qdd + sDot * qd);
 }
 
 /// The same for a slot. The bias of its joint is the rate of S in the axes of the DH frame times qd and, since
 /// it is the acceleration of a point, the inward one of a joint that turns about a distant axis.
-[[gnu::noinline]] void moveSlot(const GradientWork& work, const SpatialState& parent, int i,
-                                const Place<ZqReal>& X, const Slot<ZqReal>& slot, ZqReal qd,
-                                ZqReal qdd)
+[[gnu::noinline]] void moveSlot(const GradientWork& work, int parent, int i, const Place<ZqReal>& X,
+                                const Slot<ZqReal>& slot, ZqReal qd, ZqReal qdd)
 {
    const Vec6<ZqReal> bias{slot.bias.linear - cross(slot.v.angular, slot.v.linear),
                            slot.bias.angular};
@@ -64,156 +69,205 @@ void moveInBase(const Tree& tree, const BaseMotion<ZqReal>& base, const Place<Zq
                 const GradientWork& work)
 {
    const Vec6<ZqReal> still{zeroVec3<ZqReal>(), zeroVec3<ZqReal>()};
-   work.motions[0] = {{zeroVec3<ZqReal>(), base.omega}, {base.a, base.alpha}};
+   put(work.v, work.stride, Vec6<ZqReal>{zeroVec3<ZqReal>(), base.omega});
+   put(work.a, work.stride, Vec6<ZqReal>{base.a, base.alpha});
    for (int i = 0; i < tree.count; ++i)
    {
       const Joint& joint = tree.joints[i];
       const Place<ZqReal>& X = places[i + 1];
-      const SpatialState& parent = work.motions[joint.parent + 1];
       const ZqReal acceleration = qdd != nullptr ? qdd[i] : 0.0;
       if (joint.kind == JointKind::Slot)
-         moveSlot(work, parent, i, X, slots[joint.slot], qd[i], acceleration);
+         moveSlot(work, joint.parent, i, X, slots[joint.slot], qd[i], acceleration);
       else
-         moveLink(work, parent, i, unitMotion(joint, X), still, qd[i], acceleration);
+         moveLink(work, joint.parent, i, unitMotion(joint, X), still, qd[i], acceleration);
    }
 }
 
 namespace
 {
-/// What a body adds to the sums over subtrees.
-ZQ_MOTION_INLINE void weigh(const Body& body, const SpatialState& motion, SubtreeSums& sums)
+/// Two vectors and the like in the lanes of one.
+ZQ_MOTION_INLINE Vec3<Pair> beside(const Vec3<ZqReal>& a, const Vec3<ZqReal>& b)
 {
-   const Vec3<ZqReal>& v = motion.v.linear;
-   const Vec3<ZqReal>& w = motion.v.angular;
-   const Vec3<ZqReal>& h = body.h;
-   const Sym3<ZqReal>& S = body.S;
+   return {Pair{a.x, b.x}, Pair{a.y, b.y}, Pair{a.z, b.z}};
+}
+ZQ_MOTION_INLINE Place<Pair> beside(const Place<ZqReal>& a, const Place<ZqReal>& b)
+{
+   return {{Pair{a.R.xx, b.R.xx}, Pair{a.R.xy, b.R.xy}, Pair{a.R.xz, b.R.xz}, Pair{a.R.yx, b.R.yx},
+            Pair{a.R.yy, b.R.yy}, Pair{a.R.yz, b.R.yz}, Pair{a.R.zx, b.R.zx}, Pair{a.R.zy, b.R.zy},
+            Pair{a.R.zz, b.R.zz}},
+           beside(a.p, b.p)};
+}
+ZQ_MOTION_INLINE Composite<Pair> beside(const Body& a, const Body& b)
+{
+   return {Pair{a.m, b.m},
+           beside(a.h, b.h),
+           {Pair{a.S.xx, b.S.xx}, Pair{a.S.yy, b.S.yy}, Pair{a.S.zz, b.S.zz}, Pair{a.S.xy, b.S.xy},
+            Pair{a.S.xz, b.S.xz}, Pair{a.S.yz, b.S.yz}}};
+}
+
+/// R S R^T.
+template <class T>
+ZQ_MOTION_INLINE Sym3<T> turned(const Mat3<T>& R, const Sym3<T>& S)
+{
+   const Vec3<T> x{R.xx, R.xy, R.xz};
+   const Vec3<T> y{R.yx, R.yy, R.yz};
+   const Vec3<T> z{R.zx, R.zy, R.zz};
+   const Vec3<T> u = S * x;
+   const Vec3<T> v = S * y;
+   return {dot(u, x), dot(v, y), dot(S * z, z), dot(u, y), dot(u, z), dot(v, z)};
+}
+
+/// A body that stands in the base at X.
+template <class T>
+ZQ_MOTION_INLINE Composite<T> bodyInBase(const Place<T>& X, const Composite<T>& body)
+{
+   const Vec3<T>& p = X.p;
+   const Vec3<T> Rh = X.R * body.h;
+   const Vec3<T> mp = p * body.m;
+   const Vec3<T> g = Rh + mp * 0.5; // p g^T + g p^T = p (R h)^T + R h p^T + m p p^T
+   Sym3<T> S = turned(X.R, body.S);
+   S += Sym3<T>{2.0 * (p.x * g.x),     2.0 * (p.y * g.y),     2.0 * (p.z * g.z),
+                p.x * g.y + p.y * g.x, p.x * g.z + p.z * g.x, p.y * g.z + p.z * g.y};
+   return {body.m, Rh + mp, S};
+}
+
+/// What a body in a motion (velocity V, acceleration A) adds to the sums over subtrees.
+template <class T>
+ZQ_MOTION_INLINE SubtreeSums<T> sumsOf(const Composite<T>& body, const Vec6<T>& V, const Vec6<T>& A)
+{
+   const Vec3<T>& v = V.linear;
+   const Vec3<T>& w = V.angular;
+   const Vec3<T>& h = body.h;
+   const Sym3<T>& S = body.S;
    // The velocity of a point is v + w x r.
-   const Vec3<ZqReal> p = v * body.m + cross(w, h);
-   const Vec3<ZqReal> x = v * h.x + cross(w, Vec3<ZqReal>{S.xx, S.xy, S.xz});
-   const Vec3<ZqReal> y = v * h.y + cross(w, Vec3<ZqReal>{S.xy, S.yy, S.yz});
-   const Vec3<ZqReal> z = v * h.z + cross(w, Vec3<ZqReal>{S.xz, S.yz, S.zz});
+   const Vec3<T> p = v * body.m + cross(w, h);
+   const Vec3<T> x = v * h.x + cross(w, Vec3<T>{S.xx, S.xy, S.xz});
+   const Vec3<T> y = v * h.y + cross(w, Vec3<T>{S.xy, S.yy, S.yz});
+   const Vec3<T> z = v * h.z + cross(w, Vec3<T>{S.xz, S.yz, S.zz});
    // The force is the rate of the momentum (p, L), which is carried along: I A + V x* (p, L).
-   const Vec3<ZqReal> L{y.z - z.y, z.x - x.z, x.y - y.x};
-   const Vec6<ZqReal> f = inertiaTimes(body, motion.a) + crossForce(motion.v, {p, L});
-   sums.m = body.m;
-   sums.h = h;
-   sums.S = S;
-   sums.p = p;
-   sums.Q = {x.x, y.x, z.x, x.y, y.y, z.y, x.z, y.z, z.z};
-   sums.f = f;
+   const Vec3<T> L{y.z - z.y, z.x - x.z, x.y - y.x};
+   return {body.m,
+           h,
+           S,
+           p,
+           {x.x, y.x, z.x, x.y, y.y, z.y, x.z, y.z, z.z},
+           inertiaTimes(body, A) + crossForce(V, Vec6<T>{p, L})};
+}
+
+template <class T>
+ZQ_MOTION_INLINE void putSums(ZqReal* columns, int stride, const SubtreeSums<T>& sums)
+{
+   const Sym3<T>& S = sums.S;
+   const Mat3<T>& Q = sums.Q;
+   put(columns, sums.m);
+   put(columns + stride, stride, sums.h);
+   put(columns + 4 * stride, stride, Vec6<T>{{S.xx, S.yy, S.zz}, {S.xy, S.xz, S.yz}});
+   put(columns + 10 * stride, stride, sums.p);
+   put(columns + 13 * stride, stride, Vec6<T>{{Q.xx, Q.xy, Q.xz}, {Q.yx, Q.yy, Q.yz}});
+   put(columns + 19 * stride, stride, Vec3<T>{Q.zx, Q.zy, Q.zz});
+   put(columns + 22 * stride, stride, sums.f);
 }
 } // namespace
 
 void weighBodies(const Tree& tree, const Place<ZqReal>* places, const LinkForce<ZqReal>* added,
                  const GradientWork& work)
 {
-   for (int i = 0; i <= tree.count; ++i)
+   const int stride = work.stride;
+   for (int i = 0; i <= tree.count; i += 2)
    {
-      weigh(bodyInBase(places[i], tree.bodies[i]), work.motions[i], work.sums[i]);
+      const int next = i < tree.count ? i + 1 : i; // the last one twice, where it has no neighbour
+      const Place<Pair> X = beside(places[i], places[next]);
+      const Composite<Pair> body = bodyInBase(X, beside(tree.bodies[i], tree.bodies[next]));
+      SubtreeSums<Pair> sums =
+         sumsOf(body, vec6At<Pair>(work.v + i, stride), vec6At<Pair>(work.a + i, stride));
       if (added != nullptr)
-         work.sums[i].f += forceInBase(places[i], added[i]);
+      {
+         const Vec3<Pair> f = X.R * beside(added[i].f, added[next].f);
+         sums.f += {f, X.R * beside(added[i].n, added[next].n) + cross(X.p, f)};
+      }
+      putSums(work.sums + i, stride, sums);
    }
 }
 
 namespace
 {
-ZQ_MOTION_INLINE void add(SubtreeSums& a, const SubtreeSums& b)
-{
-   a.m += b.m;
-   a.h += b.h;
-   a.S += b.S;
-   a.p += b.p;
-   a.Q += b.Q;
-   a.f += b.f;
-}
-
 /// 2 B times a motion that turns by w: the Coriolis force, twice the integral of w x v and of r x (w x v).
 template <class T>
-ZQ_MOTION_INLINE Vec6<T> twiceCoriolis(const SubtreeSums& sums, const Vec3<T>& w)
+ZQ_MOTION_INLINE Vec6<T> twiceCoriolis(const SubtreeSums<T>& sums, const Vec3<T>& w)
 {
-   const ZqReal trace = (sums.Q.xx + sums.Q.yy) + sums.Q.zz;
+   const T trace = (sums.Q.xx + sums.Q.yy) + sums.Q.zz;
    return Vec6<T>{cross(w, sums.p), w * trace - sums.Q * w} * 2.0;
 }
 
 /// (2 B)^T times a motion: twice the integral of v x (velocity of the point in that motion), angular.
-ZQ_MOTION_INLINE Vec3<ZqReal> twiceCoriolisTransposed(const SubtreeSums& sums,
-                                                      const Vec6<ZqReal>& s)
+template <class T>
+ZQ_MOTION_INLINE Vec3<T> twiceCoriolisTransposed(const SubtreeSums<T>& sums, const Vec6<T>& s)
 {
-   const ZqReal trace = (sums.Q.xx + sums.Q.yy) + sums.Q.zz;
+   const T trace = (sums.Q.xx + sums.Q.yy) + sums.Q.zz;
    return (cross(sums.p, s.linear) + s.angular * trace - transposeTimes(sums.Q, s.angular)) * 2.0;
 }
 
-/// Two vectors in the lanes of one, and back.
-ZQ_MOTION_INLINE Vec3<JointPair> beside(const Vec3<ZqReal>& a, const Vec3<ZqReal>& b)
+/// From the tips inwards.
+void sumSubtrees(const Tree& tree, const GradientWork& work)
 {
-   return {JointPair{a.x, b.x}, JointPair{a.y, b.y}, JointPair{a.z, b.z}};
-}
-
-ZQ_MOTION_INLINE Vec6<JointPair> beside(const Vec6<ZqReal>& a, const Vec6<ZqReal>& b)
-{
-   return {beside(a.linear, b.linear), beside(a.angular, b.angular)};
-}
-
-ZQ_MOTION_INLINE Vec3<ZqReal> lane(const Vec3<JointPair>& v, int i)
-{
-   return {v.x[i], v.y[i], v.z[i]};
-}
-
-ZQ_MOTION_INLINE Vec6<ZqReal> lane(const Vec6<JointPair>& v, int i)
-{
-   return {lane(v.linear, i), lane(v.angular, i)};
+   for (int i = tree.count; i-- > 0;)
+   {
+      const ZqReal* const own = work.sums + i + 1;
+      ZqReal* const parent = work.sums + tree.joints[i].parent + 1;
+      for (int k = 0; k < GradientWork::sumColumns; ++k)
+         parent[k * work.stride] += own[k * work.stride];
+   }
 }
 } // namespace
 
 void gatherGradients(const Tree& tree, ZqReal* torques, const GradientWork& work)
 {
    const int stride = work.stride;
-   for (int i = tree.count; i-- > 0;)
+   sumSubtrees(tree, work);
+   for (int i = 0; i < tree.count; i += 2)
    {
-      const SubtreeSums& sums = work.sums[i + 1];
-      const Vec6<ZqReal> s = vec6At(work.s + i, stride);
-      const Vec6<ZqReal> sDot = vec6At(work.sDot + i, stride);
-      const Vec6<ZqReal> sDotDot = vec6At(work.sDotDot + i, stride);
-      torques[i] = dot(s, sums.f);
+      const SubtreeSums<Pair> sums = sumsAt<Pair>(work.sums + i + 1, stride);
+      const Vec6<Pair> s = vec6At<Pair>(work.s + i, stride);
+      const Vec6<Pair> sDot = vec6At<Pair>(work.sDot + i, stride);
+      const Vec6<Pair> sDotDot = vec6At<Pair>(work.sDotDot + i, stride);
+      put(torques + i, dot(s, sums.f));
       put(work.momentum + i, stride, inertiaTimes(sums, s));
       put(work.coriolis + i, stride, twiceCoriolisTransposed(sums, s));
-      // By position and by velocity: I S'' + 2 B S' beside I 2 S' + 2 B S.
-      const Vec6<JointPair> forces = inertiaTimes(sums, beside(sDotDot, sDot * 2.0)) +
-                                     twiceCoriolis(sums, beside(sDot.angular, s.angular));
-      put(work.forceByPosition + i, stride, lane(forces, 0) + crossForce(s, sums.f));
-      put(work.forceByVelocity + i, stride, lane(forces, 1));
-      add(work.sums[tree.joints[i].parent + 1], sums);
+      put(work.forceByPosition + i, stride,
+          inertiaTimes(sums, sDotDot) + twiceCoriolis(sums, sDot.angular) + crossForce(s, sums.f));
+      put(work.forceByVelocity + i, stride,
+          inertiaTimes(sums, sDot) * 2.0 + twiceCoriolis(sums, s.angular));
    }
 }
 
 namespace
 {
-ZQ_MOTION_INLINE void spread(const ZqReal* columns, int stride, JointPair* v, int count)
+ZQ_MOTION_INLINE void spread(const ZqReal* columns, int stride, Pair* v, int count)
 {
    for (int k = 0; k < count; ++k)
-      v[k] = JointPair{columns[k * stride], columns[k * stride]};
+      v[k] = Pair{columns[k * stride], columns[k * stride]};
 }
 
-ZQ_MOTION_INLINE JointPair dot3(const JointPair* v, const ZqReal* columns, int stride)
+ZQ_MOTION_INLINE Pair dot3(const Pair* v, const ZqReal* columns, int stride)
 {
-   return (v[0] * loadPack<JointPair>(columns) + v[1] * loadPack<JointPair>(columns + stride)) +
-          v[2] * loadPack<JointPair>(columns + 2 * stride);
+   return (v[0] * loadPack<Pair>(columns) + v[1] * loadPack<Pair>(columns + stride)) +
+          v[2] * loadPack<Pair>(columns + 2 * stride);
 }
 
-ZQ_MOTION_INLINE JointPair dot6(const JointPair* v, const ZqReal* columns, int stride)
+ZQ_MOTION_INLINE Pair dot6(const Pair* v, const ZqReal* columns, int stride)
 {
    return dot3(v, columns, stride) + dot3(v + 3, columns + 3 * stride, stride);
 }
 
 /// Side by side in a row, the second number only if there is one.
-ZQ_MOTION_INLINE void storeRow(ZqReal* to, JointPair pair, bool both)
+ZQ_MOTION_INLINE void storeRow(ZqReal* to, Pair pair, bool both)
 {
    to[0] = pair[0];
    if (both)
       to[1] = pair[1];
 }
 
-ZQ_MOTION_INLINE void storeColumn(ZqReal* to, int rowLength, JointPair pair, bool both)
+ZQ_MOTION_INLINE void storeColumn(ZqReal* to, int rowLength, Pair pair, bool both)
 {
    to[0] = pair[0];
    if (both)
@@ -226,9 +280,9 @@ inline void writeSubtree(const GradientWork& work, int i, int end, const Gradien
                          const GradientMatrix& byVelocity)
 {
    const int stride = work.stride;
-   JointPair s[6];
-   JointPair sDot[6];
-   JointPair sDotDot[6];
+   Pair s[6];
+   Pair sDot[6];
+   Pair sDotDot[6];
    spread(work.s + i, stride, s, 6);
    spread(work.sDot + i, stride, sDot, 6);
    spread(work.sDotDot + i, stride, sDotDot, 6);
@@ -241,7 +295,7 @@ inline void writeSubtree(const GradientWork& work, int i, int end, const Gradien
       storeRow(byVelocity.ofJoints(i, j), dot6(s, work.forceByVelocity + j, stride), both);
       storeColumn(byPosition.ofJoints(j, i), byPosition.rowLength,
                   dot6(sDotDot, momentum, stride) + dot3(sDot + 3, coriolis, stride), both);
-      const JointPair half = dot6(sDot, momentum, stride);
+      const Pair half = dot6(sDot, momentum, stride);
       storeColumn(byVelocity.ofJoints(j, i), byVelocity.rowLength,
                   half + half + dot3(s + 3, coriolis, stride), both);
    }
@@ -299,13 +353,13 @@ void writeBaseGradients(const Tree& tree, const BaseMotion<ZqReal>& base, const 
                         const GradientMatrix& byPosition, const GradientMatrix& byVelocity)
 {
    const int stride = work.stride;
+   const auto whole = sumsAt<ZqReal>(work.sums, stride);
    for (int k = 0; k < 6; ++k)
    {
       const Vec6<ZqReal> e = baseDirection(k);
       ZqReal* const q = byPosition.row(k);
       ZqReal* const v = byVelocity.row(k);
-      writeBaseColumns(base, inertiaTimes(work.sums[0], e),
-                       twiceCoriolisTransposed(work.sums[0], e), q, v);
+      writeBaseColumns(base, inertiaTimes(whole, e), twiceCoriolisTransposed(whole, e), q, v);
       for (int j = 0; j < tree.count; ++j)
       {
          q[6 + j] = work.forceByPosition[k * stride + j];
@@ -313,8 +367,9 @@ void writeBaseGradients(const Tree& tree, const BaseMotion<ZqReal>& base, const 
       }
    }
    for (int i = 0; i < tree.count; ++i)
-      writeBaseColumns(base, vec6At(work.momentum + i, stride), vec3At(work.coriolis + i, stride),
-                       byPosition.row(6 + i), byVelocity.row(6 + i));
+      writeBaseColumns(base, vec6At<ZqReal>(work.momentum + i, stride),
+                       vec3At<ZqReal>(work.coriolis + i, stride), byPosition.row(6 + i),
+                       byVelocity.row(6 + i));
 }
 
 void writeBaseInertia(const Tree& tree, const Composite<ZqReal>& whole, const ZqReal* momenta,

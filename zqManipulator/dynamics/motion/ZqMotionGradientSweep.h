@@ -1,6 +1,7 @@
 #pragma once
 
 #include "zqManipulator/dynamics/motion/ZqMotionCompositeSweep.h"
+#include "zqManipulator/dynamics/motion/ZqMotionPack.h"
 
 // Gradients of inverse dynamics in closed form (Carpentier and Mansard 2018; as sums over subtrees: Singh,
 // Russell and Wensing 2022).
@@ -25,56 +26,56 @@
 // of it.
 namespace zqMotion
 {
-/// The velocity (relative to the base's origin) and the spatial acceleration of a link.
-struct SpatialState
-{
-   Vec6<ZqReal> v, a;
-};
-
 /// Sums over a subtree. With r the place of a point of mass and v its velocity:
+template <class T>
 struct SubtreeSums
 {
-   ZqReal m;       ///< mass (kg)
-   Vec3<ZqReal> h; ///< integral of r dm
-   Sym3<ZqReal> S; ///< integral of r r^T dm
-   Vec3<ZqReal> p; ///< integral of v dm: the momentum (kg m/s)
-   Mat3<ZqReal> Q; ///< integral of v r^T dm (kg m^2/s)
-   Vec6<ZqReal> f; ///< the force that moves it, less external ones
+   T m;       ///< mass (kg)
+   Vec3<T> h; ///< integral of r dm
+   Sym3<T> S; ///< integral of r r^T dm
+   Vec3<T> p; ///< integral of v dm: the momentum (kg m/s)
+   Mat3<T> Q; ///< integral of v r^T dm (kg m^2/s)
+   Vec6<T> f; ///< the force that moves it, less external ones
 };
 
-/// The work space of the sweeps below. Owns nothing. A vector for each joint stands in columns: component k of
-/// joint i at k * stride + i.
+/// The work space of the sweeps below. Owns nothing. Numbers stand in columns: component k of joint i at
+/// k * stride + i, and of link i, by link, at k * stride + i + 1, since the base is first. So two neighbours are
+/// a pack, and take the same steps at once.
 struct GradientWork
 {
-   /// Columns of all that follows.
-   static constexpr int columns = 39;
+   static constexpr int sumColumns = 28;
+   static constexpr int columns = 51 + sumColumns;
 
-   int stride;              ///< above the number of joints
+   int stride;              ///< by joint and by link alike: see `strideFor`
    ZqReal* s;               ///< S
    ZqReal* sDot;            ///< S'
    ZqReal* sDotDot;         ///< S''
    ZqReal* momentum;        ///< I S
-   ZqReal* coriolis;        ///< the angular part of 2 B^T S, whose linear part is zero
    ZqReal* forceByPosition; ///< I S'' + 2 B S' + S x* F
    ZqReal* forceByVelocity; ///< 2 (I S' + B S)
-   SpatialState* motions;   ///< by link, the base first
-   SubtreeSums* sums;       ///< by link, the base first
+   ZqReal* v;               ///< by link: velocity, relative to the base's origin
+   ZqReal* a;               ///< by link: spatial acceleration
+   ZqReal* sums;            ///< by link: `SubtreeSums`
+   ZqReal* coriolis;        ///< the angular part of 2 B^T S, whose linear part is zero
 
+   /// Room for the last pair of links.
+   static constexpr int strideFor(int joints) { return (joints + 3) / 2 * 2; }
    /// Lays the columns out in columns * stride numbers.
-   static constexpr GradientWork inSpace(ZqReal* numbers, int stride, SpatialState* motions,
-                                         SubtreeSums* sums)
+   static constexpr GradientWork inSpace(ZqReal* numbers, int stride)
    {
       const int six = 6 * stride;
+      ZqReal* const sums = numbers + 8 * six;
       return {stride,
               numbers,
               numbers + six,
               numbers + 2 * six,
               numbers + 3 * six,
-              numbers + 6 * six,
               numbers + 4 * six,
               numbers + 5 * six,
-              motions,
-              sums};
+              numbers + 6 * six,
+              numbers + 7 * six,
+              sums,
+              sums + sumColumns * stride};
    }
 };
 
@@ -92,66 +93,55 @@ struct GradientMatrix
 
 inline namespace ZQ_MOTION_TARGET
 {
-ZQ_MOTION_INLINE Vec3<ZqReal> vec3At(const ZqReal* columns, int stride)
+/// \name Columns
+/// One number, or those of two neighbours.
+/// @{
+template <class T>
+ZQ_MOTION_INLINE T numberAt(const ZqReal* columns)
 {
-   return {columns[0], columns[stride], columns[2 * stride]};
+   if constexpr (IsPack<T>)
+      return loadPack<T>(columns);
+   else
+      return *columns;
 }
-ZQ_MOTION_INLINE Vec6<ZqReal> vec6At(const ZqReal* columns, int stride)
+template <class T>
+ZQ_MOTION_INLINE Vec3<T> vec3At(const ZqReal* columns, int stride)
 {
-   return {vec3At(columns, stride), vec3At(columns + 3 * stride, stride)};
+   return {numberAt<T>(columns), numberAt<T>(columns + stride), numberAt<T>(columns + 2 * stride)};
 }
-ZQ_MOTION_INLINE void put(ZqReal* columns, int stride, const Vec3<ZqReal>& v)
+template <class T>
+ZQ_MOTION_INLINE Vec6<T> vec6At(const ZqReal* columns, int stride)
 {
-   columns[0] = v.x;
-   columns[stride] = v.y;
-   columns[2 * stride] = v.z;
+   return {vec3At<T>(columns, stride), vec3At<T>(columns + 3 * stride, stride)};
 }
-ZQ_MOTION_INLINE void put(ZqReal* columns, int stride, const Vec6<ZqReal>& v)
+template <class T>
+ZQ_MOTION_INLINE void put(ZqReal* column, const T& number)
+{
+   if constexpr (IsPack<T>)
+      storePack(column, number);
+   else
+      *column = number;
+}
+template <class T>
+ZQ_MOTION_INLINE void put(ZqReal* columns, int stride, const Vec3<T>& v)
+{
+   put(columns, v.x);
+   put(columns + stride, v.y);
+   put(columns + 2 * stride, v.z);
+}
+template <class T>
+ZQ_MOTION_INLINE void put(ZqReal* columns, int stride, const Vec6<T>& v)
 {
    put(columns, stride, v.linear);
    put(columns + 3 * stride, stride, v.angular);
 }
-/// v x s: how a motion s that is carried along by a body in motion v changes (Featherstone 2008, 2.9).
-ZQ_MOTION_INLINE Vec6<ZqReal> crossMotion(const Vec6<ZqReal>& v, const Vec6<ZqReal>& s)
+/// @}
+
+/// The inertia times a motion: the momentum.
+template <class T>
+ZQ_MOTION_INLINE Vec6<T> inertiaTimes(const SubtreeSums<T>& body, const Vec6<T>& v)
 {
-   return {cross(v.angular, s.linear) + cross(v.linear, s.angular), cross(v.angular, s.angular)};
-}
-/// A motion of an axis frame, about its origin, in the axes of the base and about that of the base.
-ZQ_MOTION_INLINE Vec6<ZqReal> motionInBase(const Place<ZqReal>& X, const Vec6<ZqReal>& v)
-{
-   const Vec3<ZqReal> w = X.R * v.angular;
-   return {X.R * v.linear + cross(X.p, w), w};
-}
-/// R S R^T.
-ZQ_MOTION_INLINE Sym3<ZqReal> turned(const Mat3<ZqReal>& R, const Sym3<ZqReal>& S)
-{
-   const Vec3<ZqReal> x{R.xx, R.xy, R.xz};
-   const Vec3<ZqReal> y{R.yx, R.yy, R.yz};
-   const Vec3<ZqReal> z{R.zx, R.zy, R.zz};
-   const Vec3<ZqReal> u = S * x;
-   const Vec3<ZqReal> v = S * y;
-   return {dot(u, x), dot(v, y), dot(S * z, z), dot(u, y), dot(u, z), dot(v, z)};
-}
-/// The mass, first moment and S of a body that stands in the base.
-ZQ_MOTION_INLINE Body bodyInBase(const Place<ZqReal>& X, const Body& body)
-{
-   const Vec3<ZqReal> Rh = X.R * body.h;
-   const Vec3<ZqReal> mp = X.p * body.m;
-   const Vec3<ZqReal> g = Rh + mp * 0.5; // p g^T + g p^T = p (R h)^T + R h p^T + m p p^T
-   const Vec3<ZqReal>& p = X.p;
-   Sym3<ZqReal> S = turned(X.R, body.S);
-   S += {2.0 * (p.x * g.x),     2.0 * (p.y * g.y),     2.0 * (p.z * g.z),
-         p.x * g.y + p.y * g.x, p.x * g.z + p.z * g.x, p.y * g.z + p.z * g.y};
-   return {body.m, Rh + mp, S};
-}
-/// The inertia times a motion: the momentum, its angular part about the base's origin. The second moment is
-/// trace(S) E - S.
-template <class Inertial, class T>
-ZQ_MOTION_INLINE Vec6<T> inertiaTimes(const Inertial& body, const Vec6<T>& v)
-{
-   const Sym3<ZqReal>& S = body.S;
-   return {v.linear * body.m - cross(body.h, v.angular),
-           (v.angular * ((S.xx + S.yy) + S.zz) - S * v.angular) + cross(body.h, v.linear)};
+   return inertiaTimes(Composite<T>{body.m, body.h, body.S}, v);
 }
 /// The unit motion of a free base in direction k.
 ZQ_MOTION_INLINE Vec6<ZqReal> baseDirection(int k)
@@ -169,8 +159,21 @@ void moveInBase(const Tree& tree, const BaseMotion<ZqReal>& base, const Place<Zq
 /// forces, negative. Null for nothing.
 void weighBodies(const Tree& tree, const Place<ZqReal>* places, const LinkForce<ZqReal>* added,
                  const GradientWork& work);
+/// The sums of a link, or of two neighbours.
+template <class T>
+ZQ_MOTION_INLINE SubtreeSums<T> sumsAt(const ZqReal* x, int stride)
+{
+   const auto at = [&](int k) { return numberAt<T>(x + k * stride); };
+   return {at(0),
+           vec3At<T>(x + stride, stride),
+           {at(4), at(5), at(6), at(7), at(8), at(9)},
+           vec3At<T>(x + 10 * stride, stride),
+           {at(13), at(14), at(15), at(16), at(17), at(18), at(19), at(20), at(21)},
+           vec6At<T>(x + 22 * stride, stride)};
+}
 /// Sums over the subtrees, from the tips inwards, and what the gradients need of each. Answers the torques
-/// as inverse dynamics does, without the inertia of drives; the force on the base is left in its sum.
+/// as inverse dynamics does, without the inertia of drives, up to the stride; the force on the base is left in
+/// its sum.
 void gatherGradients(const Tree& tree, ZqReal* torques, const GradientWork& work);
 /// Zeros for joints on different branches.
 void clearBetweenBranches(const Tree& tree, const GradientMatrix& matrix);

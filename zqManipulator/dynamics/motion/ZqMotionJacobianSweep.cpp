@@ -45,7 +45,7 @@ void writeJacobian(const Tree& tree, int link, const JacobianView& view, const G
 {
    writePath(
       tree, link, J, [&](const Vec6<ZqReal>& e) { return seen(view, e); },
-      [&](int i) { return seen(view, vec6At(work.s + i, work.stride)); });
+      [&](int i) { return seen(view, vec6At<ZqReal>(work.s + i, work.stride)); });
 }
 
 void writeJacobianRate(const Tree& tree, int link, const JacobianView& view,
@@ -54,8 +54,10 @@ void writeJacobianRate(const Tree& tree, int link, const JacobianView& view,
    const Vec6<ZqReal> none{zeroVec3<ZqReal>(), zeroVec3<ZqReal>()};
    writePath(
       tree, link, J, [&](const Vec6<ZqReal>& e) { return rateSeen(view, e, none); },
-      [&](int i) {
-         return rateSeen(view, vec6At(work.s + i, work.stride), vec6At(work.sDot + i, work.stride));
+      [&](int i)
+      {
+         return rateSeen(view, vec6At<ZqReal>(work.s + i, work.stride),
+                         vec6At<ZqReal>(work.sDot + i, work.stride));
       });
 }
 
@@ -73,22 +75,22 @@ void writeCentroidalMomentum(const Tree& tree, const Mat3<ZqReal>& R,
    for (int k = 0; k < J.firstJoint; ++k)
       write(k, inertiaTimes(whole, baseDirection(k)));
    for (int i = 0; i < tree.count; ++i)
-      write(J.firstJoint + i, vec6At(momenta + i, stride));
+      write(J.firstJoint + i, vec6At<ZqReal>(momenta + i, stride));
 }
 
 Vec6<ZqReal> centroidalMomentumBias(const Tree& tree, const Mat3<ZqReal>& R,
                                     const GradientWork& work)
 {
-   Vec3<ZqReal> h = work.sums[0].h;
-   ZqReal m = work.sums[0].m;
-   Vec6<ZqReal> f = work.sums[0].f;
+   SubtreeSums<ZqReal> whole = sumsAt<ZqReal>(work.sums, work.stride);
    for (int i = 1; i <= tree.count; ++i)
    {
-      h += work.sums[i].h;
-      m += work.sums[i].m;
-      f += work.sums[i].f;
+      const auto sums = sumsAt<ZqReal>(work.sums + i, work.stride);
+      whole.m += sums.m;
+      whole.h += sums.h;
+      whole.f += sums.f;
    }
-   return {R * f.linear, R * (f.angular - cross(h * (1.0 / m), f.linear))};
+   const Vec3<ZqReal> center = whole.h * (1.0 / whole.m);
+   return {R * whole.f.linear, R * (whole.f.angular - cross(center, whole.f.linear))};
 }
 } // namespace ZQ_MOTION_TARGET
 } // namespace zqMotion

@@ -24,13 +24,11 @@ struct ZqMotionDerivativeTool::Work
    {
       if (places.size() == count + 1)
          return;
-      const auto stride = static_cast<int>((count + 2) / 2 * 2); // pairs are read to the last joint
+      const int stride = zqMotion::GradientWork::strideFor(static_cast<int>(count));
       numbers.assign(static_cast<std::size_t>(stride * zqMotion::GradientWork::columns), 0.0);
-      motions.resize(count + 1);
-      sums.resize(count + 1);
       places.resize(count + 1);
-      torques.resize(count);
-      sweep = zqMotion::GradientWork::inSpace(numbers.data(), stride, motions.data(), sums.data());
+      torques.resize(static_cast<std::size_t>(stride));
+      sweep = zqMotion::GradientWork::inSpace(numbers.data(), stride);
    }
    /// Unit motions, their rates, and the motions of links.
    void move(const ZqIndividualManipulator& manipulator, ZqMotionStages& stages,
@@ -57,8 +55,6 @@ struct ZqMotionDerivativeTool::Work
    }
 
    std::vector<ZqReal> numbers;
-   std::vector<zqMotion::SpatialState> motions;
-   std::vector<zqMotion::SubtreeSums> sums;
    std::vector<zqMotion::Place<ZqReal>> places;
    std::vector<zqMotion::LinkForce<ZqReal>> external;
    std::vector<ZqReal> velocities, accelerations, torques;
@@ -175,7 +171,7 @@ void ZqMotionDerivativeTool::takeTorques(const ZqMotionStages& stages,
 {
    auto& torques = m_torques.jointTorques();
    torques.assign(m_manipulator->jointDof(), 0.0);
-   for (std::size_t i = 0; i < m_work->torques.size(); ++i)
+   for (std::size_t i = 0; i < m_work->velocities.size(); ++i)
    {
       const auto link = static_cast<ZqU32>(i);
       torques[link] = m_work->torques[i];
@@ -184,7 +180,8 @@ void ZqMotionDerivativeTool::takeTorques(const ZqMotionStages& stages,
       if (stages.plan().anyDrive)
          torques[link] += stages.driveInertia(link) * m_work->accelerations[i];
    }
-   const zqMotion::Vec6<ZqReal>& f = m_work->sums[0].f;
+   const zqMotion::Vec6<ZqReal> f =
+      zqMotion::sumsAt<ZqReal>(m_work->sweep.sums, m_work->sweep.stride).f;
    m_torques.setGeneralForce(
       {{f.linear.x, f.linear.y, f.linear.z}, {f.angular.x, f.angular.y, f.angular.z}});
 }
@@ -308,9 +305,9 @@ const ZqReArray& ZqMotionDerivativeTool::writePointJacobian(ZqU32 link, const Zq
    const bool isBase = link == ZqBaseLinkIndex;
    if (!isBase && link >= static_cast<ZqU32>(tree.count))
    {
-      Zq::Print::instance().write(
-         Zq::Rejected, "ZqMotionDerivativeTool::jacobian(): link index %d out of range.",
-         static_cast<int>(link));
+      Zq::Print::instance().write(Zq::Rejected,
+                                  "ZqMotionDerivativeTool::jacobian(): link index %d out of range.",
+                                  static_cast<int>(link));
       return result;
    }
    m_work->move(*m_manipulator, stages, activeState, false);
@@ -339,7 +336,7 @@ zqMotion::JacobianView ZqMotionDerivativeTool::viewOf(int link, const ZqVector& 
       X = {X.R * joint.B, X.p + X.R * joint.pB};
    }
    const Vec3<ZqReal> r = X.p + X.R * plain(owner.primaryFrame() * point);
-   const zqMotion::Vec6<ZqReal>& v = m_work->motions[body].v;
+   const auto v = zqMotion::vec6At<ZqReal>(m_work->sweep.v + body, m_work->sweep.stride);
    const zqMotion::Mat3<ZqReal> R = zqMotion::matrixOf(base.orientation());
    switch (axes)
    {
