@@ -8,7 +8,7 @@ SOURCE_DIRS := $(wildcard zqManipulator apps examples tests benchmarks fuzz)
 CXX_FILES = $(shell find $(SOURCE_DIRS) -name '*.h' -o -name '*.cpp')
 
 .DEFAULT_GOAL := help
-.PHONY: help run test asan bench fuzz headers format format-check tidy docs install clean
+.PHONY: help run test asan tsan bench fuzz headers format format-check tidy docs install clean
 
 help: ## Tell what there is to make
 	@sed -n 's/^\([a-z-]*\):.*## /  make \1\t/p' $(MAKEFILE_LIST) | expand -t 23
@@ -33,6 +33,12 @@ asan: ## Run the tests under AddressSanitizer and UndefinedBehaviorSanitizer
 	cmake --preset asan
 	cmake --build --preset asan -j $(JOBS)
 	ctest --preset asan -j $(JOBS)
+
+tsan: ## Run the tests of threads under ThreadSanitizer
+	@$(DEPENDENCIES)
+	cmake --preset tsan
+	cmake --build --preset tsan -j $(JOBS)
+	ctest --preset tsan
 
 bench: ## Run the benchmarks, beside the peers that are installed
 	@$(DEPENDENCIES) libbenchmark-dev

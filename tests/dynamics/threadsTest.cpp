@@ -238,6 +238,37 @@ TEST(Threads, AskOneModelAtOnce)
    }
 }
 
+TEST(Threads, AskAManipulatorFirstAfterAChangeOfItsTree)
+{
+   zqTest::RandomValues random(71);
+   for (ZqU32 i = 0; i < 20; ++i)
+   {
+      SCOPED_TRACE(i);
+      ZqIndividualManipulator manipulator = zqTest::randomManipulator(random, 9);
+      const ZqIndividualManipulator& asked = manipulator;
+      ZqPositionState position = zqTest::randomPosition(random, asked);
+      position.jointPositions().values().push_back(0.5);
+      const auto ask = [&](const ZqIndividualManipulator& one)
+      {
+         Bits bits;
+         ZqManipulatorActivePositionState state;
+         state.setPositionState(position);
+         one.placeBase(state);
+         bits.add(one.linkByIdentifier("another")->primaryFrameInSystem(state));
+         for (ZqU32 k = 0; k < one.jointDof(); ++k)
+            bits.add(one.linkByIndex(k)->primaryFrameInSystem(state));
+         bits.add(one.absoluteBoundingSphere().radius());
+         return bits;
+      };
+      manipulator.linkByIndex(i % 8)->addChild(zqTest::randomLink(random));
+      manipulator.childLinks()[0].setLinkLabel("another");
+      const std::vector<Bits> results =
+         inThreads(threadCount, [&](unsigned) { return ask(asked); });
+      for (const Bits& result : results)
+         EXPECT_TRUE(result == ask(ZqIndividualManipulator(asked)));
+   }
+}
+
 /// A run of a copy of a scene, whose model is shared until it is changed.
 Bits runOf(const ZqStatedSystem& original, unsigned number)
 {

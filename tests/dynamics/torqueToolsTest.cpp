@@ -30,41 +30,6 @@ ZqManipulatorActiveState accelerated(RandomScene& scene)
    return active;
 }
 
-TEST(TotalTorque, TypeSaysWhatOfTheActuatorCounts)
-{
-   RandomScene scene = randomScene(42, 6);
-   ZqManipulatorActiveState active = accelerated(scene);
-   ZqTotalTorqueTool tool;
-   EXPECT_EQ(tool.totalTorqueType(), ZqTotalTorqueTool::ActuatorOutputSubtracted);
-   tool.setManipulator(&scene.manipulator());
-   const auto torques = [&](auto type)
-   {
-      tool.setTotalTorqueType(type);
-      return tool.torques(scene.external, active, nullptr).jointTorques();
-   };
-   const auto body = torques(ZqTotalTorqueTool::BodyTorque);
-   const auto linear = torques(ZqTotalTorqueTool::LinearTorqueAdded);
-   const auto net = torques(ZqTotalTorqueTool::ActuatorOutputSubtracted);
-   for (ZqU32 i = 0; i < 6; ++i)
-   {
-      const auto& drive = scene.link(i).jointActuator().mechanicalComponentContainer();
-      EXPECT_EQ(linear[i], body[i] + drive.linearTorque(active));
-      EXPECT_EQ(net[i], body[i] - drive.outputTorque(0.0, body[i], active));
-   }
-
-   // A joint beyond the list of accelerations does not accelerate its motor either.
-   tool.setTotalTorqueType(ZqTotalTorqueTool::BodyTorque);
-   ZqAccelerationState zero = active.accelerationState();
-   zero.jointAccelerations()[5] = 0.0;
-   active.setAccelerationState(zero);
-   const ZqReal still = tool.torque(5, scene.external, active, nullptr);
-   zero.resize(5);
-   active.setAccelerationState(zero);
-   EXPECT_EQ(tool.torque(5, scene.external, active, nullptr), still);
-   EXPECT_EQ(tool.torque(6, scene.external, active, nullptr), 0.0);
-   EXPECT_EQ(tool.torque(ZqBaseLinkIndex, scene.external, active, nullptr), 0.0);
-}
-
 TEST(TotalTorque, NoBaseForceRemainsWhereTheBaseIsNotHeld)
 {
    RandomScene scene = randomScene(43, 8, false);
@@ -158,6 +123,7 @@ TEST(TorqueTools, AnswerForNothingWithoutAManipulatorAndForStatesThatDoNotFit)
    };
    EXPECT_EQ(sumOfSizes({}), 0u);
    EXPECT_EQ(total.torque(0, {}, active, nullptr), 0.0);
+   EXPECT_EQ(total.totalTorqueType(), ZqTotalTorqueTool::ActuatorOutputSubtracted);
    EXPECT_EQ(total.generalForce({}, active, nullptr), ZqGeneralForce());
    EXPECT_EQ(gravity.gravitationalTorque(0, active, nullptr), 0.0);
    EXPECT_TRUE(log.empty());
@@ -175,6 +141,9 @@ TEST(TorqueTools, AnswerForNothingWithoutAManipulatorAndForStatesThatDoNotFit)
       EXPECT_EQ(sumOfSizes(smaller.external), 6u + 12 + 12 + 6 + 6 + 6 + 6 + 6 + 6);
    }
    EXPECT_TRUE(log.contains("crbi(): index"));
+   active = scene.activeState();
+   for (const ZqU32 index : {6U, ZqBaseLinkIndex})
+      EXPECT_EQ(total.torque(index, scene.external, active, nullptr), 0.0);
 
    ZqReArray result;
    coupling.transformMatrixD(ZqReArray(2, 5), ZqOrientation(), result);

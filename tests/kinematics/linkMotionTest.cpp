@@ -126,41 +126,4 @@ TEST(LinkMotion, AnswersOfAShortAccelerationStateStayWhereTheyAre)
    EXPECT_EQ(&rate, &link.compositeSpatialMomentumRateInLocal(tight, nullptr));
    EXPECT_EQ(rate, link.compositeSpatialMomentumRateInLocal(active, nullptr));
 }
-
-TEST(LinkMotion, ArticulatedAccelerationsDoNotDependOnTheOrderOfQueries)
-{
-   for (ZqU32 seed = 0; seed < 20; ++seed)
-   {
-      const zqTest::RandomScene scene(seed);
-      Active forth = scene.activeState();
-      Active back = scene.activeState();
-      const auto ofJoint = [&](ZqU32 i, Active& a)
-      { return scene.link(i).arbiJointAcceleration(scene.external, scene.torque, a, nullptr); };
-      const auto ofFrame = [&](ZqU32 i, Active& a) -> ZqGeneralMotion
-      {
-         return scene.link(i).arbiSupplementalDhFrameAccelerationInLocal(scene.external,
-                                                                         scene.torque, a, nullptr);
-      };
-      std::vector<ZqReal> expected;
-      for (ZqU32 i = 0; i < scene.jointDof(); ++i)
-         expected.push_back(ofJoint(i, forth));
-      for (ZqU32 i = scene.jointDof(); i-- > 0;)
-      {
-         EXPECT_EQ(ofFrame(i, back), ofFrame(i, forth));
-         EXPECT_EQ(ofJoint(i, back), expected[i]);
-      }
-   }
-}
-
-TEST(LinkMotion, ALinkWithoutMassAndDriveHasNoAccelerationOfItsOwn)
-{
-   Link massless;
-   massless.setLinkKinematics(ZqDenavitHartenberg());
-   massless.setMassProperties({});
-   const auto manipulator =
-      zqTest::makeManipulator(zqTest::chain(1), [&](ZqU32) { return massless; });
-   const zqTest::RandomScene scene(7, manipulator);
-   Active active = scene.activeState();
-   EXPECT_EQ(scene.link(0).arbiJointAcceleration({}, scene.torque, active, nullptr), 0.0);
-}
 } // namespace

@@ -295,45 +295,6 @@ TEST(ActiveState, RecordsFollowTheNumberOfJoints)
    EXPECT_EQ(sizes(state), (std::vector<unsigned>{2, 1, 1, 2, 1, 1, 2}));
 }
 
-TEST(ActiveState, WhatIsKnownToBeClearIsNotClearedAgain)
-{
-   const std::pair<std::string, std::function<void(ActiveState&)>> cases[] = {
-      {"--AF--", [](ActiveState& s) { std::as_const(s).activeAccelerationState(); }},
-      {"---F--", [](ActiveState& s) { s.activeAccelerationState(); }},
-      {"--A---", [](ActiveState& s) { s.activeForceState(); }},
-      {"---F--", [](ActiveState& s)
-       { s.setActiveAccelerationState(std::as_const(s).activeAccelerationState()); }},
-      {"--A---",
-       [](ActiveState& s) { s.setActiveForceState(std::as_const(s).activeForceState()); }}};
-   for (const auto& [left, announce] : cases)
-      for (const bool byPosition : {true, false})
-      {
-         SCOPED_TRACE(left);
-         // References from before all is cleared: through them nothing is announced.
-         ActiveState state;
-         setRaised(state);
-         Accelerations& accelerations = state.activeAccelerationState();
-         Forces& forces = state.activeForceState();
-         state.invalidateAll();
-         raise(accelerations);
-         raise(forces);
-         // Copies know nothing.
-         ActiveState copy(state);
-         ActiveState assigned;
-         assigned.invalidateAll();
-         assigned = state;
-         ActiveState read;
-         read.invalidateAll();
-         ASSERT_TRUE(Zq::fromXml(read, zqTest::written(state)));
-         announce(state);
-         for (ActiveState* s : {&state, &copy, &assigned, &read})
-            EXPECT_TRUE(byPosition ? s->setPositionState(position({8.0, 9.0}))
-                                   : s->setVelocityState(velocity({8.0, 9.0})));
-         EXPECT_EQ(summary(state), left);
-         EXPECT_EQ(summary(copy) + summary(assigned) + summary(read), "------------------");
-      }
-}
-
 TEST(SystemActiveState, FollowsPositionsAndTheNumberOfManipulators)
 {
    using System = ZqSystemActiveState;

@@ -285,12 +285,6 @@ ZQ_MOTION_SWEEP template void solveArticulated(const Tree&, const Turn<ZqReal>*,
                                                const Vec6<ZqReal>*, LinkForce<ZqReal>*,
                                                Articulated<ZqReal>*, ZqReal*);
 
-/// Bounds of a subtree, whatever the positions of its revolute joints: mass, and integrals of |r| dm and r^2 dm.
-struct InertiaBound
-{
-   ZqReal m, h, S;
-};
-
 /// Pivots up to which they may be nothing but rounding against the mass matrix's diagonal, whose elements are
 /// bounded from above: six of a free base, then those of joints. They are constants of a model all of whose
 /// joints are revolute. `bounds` is work space by link.

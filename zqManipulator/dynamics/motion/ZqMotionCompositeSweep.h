@@ -1,6 +1,7 @@
 #pragma once
 
 #include "zqManipulator/dynamics/motion/ZqMotionAxes.h"
+#include "zqManipulator/dynamics/motion/ZqMotionPack.h"
 
 /// Composite bodies and the mass matrix (Walker, Orin 1982, method 3; Featherstone 2008, section 6.2).
 ///
@@ -155,6 +156,26 @@ ZQ_MOTION_INLINE void writeInertia(const Composite<T>& body, T* inertia)
 /// different branches are zero and are left alone. Inertia of drives is not part of it.
 void writeMassMatrix(const Tree& tree, const ZqReal* axes, const ZqReal* forces, std::size_t width,
                      ZqReal* M, std::size_t columns);
+
+/// The same for packs, element by element.
+template <IsPack P>
+void writeMassMatrix(const Tree& tree, const P* axes, const P* forces, std::size_t width, P* M,
+                     std::size_t columns)
+{
+   for (int j = 0; j < tree.count; ++j)
+   {
+      const P* const F = forces + j;
+      for (int i = j; i >= 0; i = tree.joints[i].parent)
+      {
+         const P* const s = axes + i;
+         const P element = (s[0] * F[0] + s[width] * F[width]) +
+                           (s[2 * width] * F[2 * width] + s[3 * width] * F[3 * width]) +
+                           (s[4 * width] * F[4 * width] + s[5 * width] * F[5 * width]);
+         M[static_cast<std::size_t>(i) * columns + j] = element;
+         M[static_cast<std::size_t>(j) * columns + i] = element;
+      }
+   }
+}
 
 ZQ_MOTION_SWEEP template void composeBodies(const Tree&, const Turn<ZqReal>*, Composite<ZqReal>*);
 ZQ_MOTION_SWEEP template void placeInBase(const Tree&, const Turn<ZqReal>*, Place<ZqReal>*);

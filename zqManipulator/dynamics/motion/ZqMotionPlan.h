@@ -2,7 +2,6 @@
 
 #include "zqManipulator/dynamics/motion/ZqMotionTree.h"
 
-#include <cstdint>
 #include <vector>
 
 /// A manipulator as plain numbers: what `zqMotion::Tree` looks into. It does not change once it is made, and
@@ -18,7 +17,6 @@ struct ZqMotionPlan
    bool anyDrive = false; ///< a mechanical component at any joint
    /// A drive of a class that is not the library's: its inertia may depend on the position.
    bool anyOwnDrive = false;
-   std::uint64_t serial = 0; ///< of no other plan
 
    zqMotion::Tree tree() const noexcept
    {

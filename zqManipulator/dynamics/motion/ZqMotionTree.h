@@ -141,4 +141,10 @@ struct Place
    Mat3<T> R;
    Vec3<T> p;
 };
+
+/// Bounds of a subtree, whatever the positions of its revolute joints: mass, and integrals of |r| dm and r^2 dm.
+struct InertiaBound
+{
+   ZqReal m, h, S;
+};
 } // namespace zqMotion

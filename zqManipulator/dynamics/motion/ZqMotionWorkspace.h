@@ -4,7 +4,10 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <vector>
+
+struct ZqMotionPlan;
 
 /// What the sweeps compute in one state of a manipulator, in stages that build on one another. Each stage
 /// remembers in which epoch of the state it was done; a state that changes gets a new epoch, and nothing
@@ -30,7 +33,8 @@ struct ZqMotionWorkspace
    bool isDone(Stage stage, std::uint64_t epoch) const noexcept { return done[stage] == epoch; }
    void forget() noexcept { done.fill(~std::uint64_t{0}); }
 
-   std::uint64_t plan = 0; ///< the serial number of the plan that the numbers belong to
+   const void* owner = nullptr; ///< the manipulator that was asked last, to be compared only
+   std::shared_ptr<const ZqMotionPlan> plan; ///< that the numbers belong to
    zqMotion::Tree tree{};
    std::array<std::uint64_t, StageCount> done;
    std::vector<std::uint64_t> framesDone; ///< by link, the base first: where single links were placed
@@ -51,5 +55,7 @@ struct ZqMotionWorkspace
    std::vector<ZqReal> axes, axisForces; ///< six rows, one number a joint
    std::vector<zqMotion::Articulated<ZqReal>> articulated;
    std::vector<ZqReal> jointAccelerations;
-   std::vector<ZqReal> bounds; ///< of inertias, to tell a pivot from rounding
+   std::vector<ZqReal> leastPivots; ///< to tell a pivot from rounding
+   std::vector<zqMotion::InertiaBound> bounds;
+   bool leastPivotsAreConstant = false; ///< as long as the plan is the same
 };

@@ -54,7 +54,8 @@ ZqConstraintProjection::placeAt(const ZqPositionState& position,
 {
    m_activeState.setPositionState(position);
    m_activeState.invalidateAll();
-   return manipulator.stateEqualityConstraints().kinematics(manipulator, m_activeState);
+   manipulator.stateEqualityConstraints().getKinematics(manipulator, m_activeState, m_kinematics);
+   return m_kinematics;
 }
 
 void ZqConstraintProjection::factorConstraints(const ZqIndividualManipulator& manipulator,

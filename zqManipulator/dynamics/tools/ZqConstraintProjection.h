@@ -62,6 +62,7 @@ private:
    ZqCrbiAccelerationTool m_solver;
    ZqConstraintFactor m_constraintFactor;
    ZqManipulatorActiveState m_activeState;
+   ZqConstraintKinematics m_kinematics;
    ZqReArray m_jacobian;
    ZqReArray m_step; ///< base first, in the axes of the base
    ZqReArray m_rows;

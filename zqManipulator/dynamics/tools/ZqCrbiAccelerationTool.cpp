@@ -289,17 +289,17 @@ bool ZqCrbiAccelerationTool::prepareConstraints(const ZqIndividualManipulator& m
       return false;
    if (m_usesConstraintKinematics)
    {
-      const ZqConstraintKinematics& kinematics = constraints.kinematics(manipulator, activeState);
-      m_jacobian = kinematics.jacobian;
-      m_constraintBias = kinematics.bias;
+      constraints.getKinematics(manipulator, activeState, m_constraintKinematics);
+      m_jacobian = m_constraintKinematics.jacobian;
+      m_constraintBias = m_constraintKinematics.bias;
    }
    else
    {
       const ZqPositionState& position = activeState.positionState();
       const ZqVelocityState& velocity = activeState.velocityState();
-      setConstraintBias(constraints.jacobianDerivative(manipulator, position, velocity),
-                        manipulator.isFixedBase() ? 0 : 6, velocity);
-      m_jacobian = constraints.jacobian(manipulator, position);
+      constraints.getJacobianDerivative(manipulator, position, velocity, m_jacobianDerivative);
+      setConstraintBias(m_jacobianDerivative, manipulator.isFixedBase() ? 0 : 6, velocity);
+      constraints.getJacobian(manipulator, position, m_jacobian);
    }
    if (!manipulator.isFixedBase())
       ZqConstraintFactor::turnBaseColumns(baseOrientation(manipulator, activeState), m_jacobian);

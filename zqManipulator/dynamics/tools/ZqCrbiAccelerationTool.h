@@ -4,6 +4,7 @@
 #include "zqManipulator/dynamics/tools/ZqMassMatrixFactor.h"
 #include "zqManipulator/dynamics/tools/ZqMassMatrixTool.h"
 #include "zqManipulator/dynamics/tools/ZqNetTorques.h"
+#include "zqManipulator/simulation/constraints/ZqConstraintKinematics.h"
 
 #include <limits>
 #include <set>
@@ -179,6 +180,8 @@ private:
    ZqReArray m_couplingBlockTransposed;
    ZqReArray m_accelerationBlock; ///< rows and columns of given accelerations
    ZqReArray m_torqueBlockFactor;
+   ZqConstraintKinematics m_constraintKinematics;
+   ZqReArray m_jacobianDerivative;
    ZqReArray m_jacobian;       ///< G, with the motions of a free base in its own axes
    ZqReArray m_constraintBias; ///< the derivative of G times the velocities
    ZqReArray m_hybridBias;     ///< with what the given accelerations do

@@ -12,17 +12,16 @@ ZqReal jointPosition(const ZqManipulatorLink& link, const ZqManipulatorActiveSta
    return Zq::valueOrZero(activeState.positionState().jointPositions(), link.linkIndex());
 }
 
-const ZqGeneralMotion& unitMotion(const ZqManipulatorLink& link,
+ZqGeneralMotion unitMotion(const ZqManipulatorLink& link,
                                   const ZqManipulatorActiveState& activeState)
 {
-   return link.linkKinematicsContainer().calculateAcceleration(jointPosition(link, activeState),
-                                                               0.0, 1.0);
+   return link.linkKinematicsContainer().accelerationAt(jointPosition(link, activeState), 0.0, 1.0);
 }
 
-const ZqCoordinateSystemTransformation& jointTransform(const ZqManipulatorLink& link,
-                                                       const ZqManipulatorActiveState& activeState)
+ZqCoordinateSystemTransformation jointTransform(const ZqManipulatorLink& link,
+                                                const ZqManipulatorActiveState& activeState)
 {
-   return link.linkKinematicsContainer().calculateTransform(jointPosition(link, activeState));
+   return link.linkKinematicsContainer().transformAt(jointPosition(link, activeState));
 }
 
 /// A vector in the system, in the axes of the DH frame of a link.
@@ -116,7 +115,7 @@ ZqReal ZqGravitationalTorqueTool::gravitationalTorque(unsigned int index,
    m_manipulator->placeBase(activeState.activePositionState());
    const ZqVector gravity = inAxesOf(link, m_gravityVector, activeState);
    const ZqRigidBodyMassProperties& body = link.crbi(activeState, stateStruct);
-   const ZqGeneralMotion& s = unitMotion(link, activeState);
+   const ZqGeneralMotion s = unitMotion(link, activeState);
    return (gravity * body.mass()).dot(s.linear()) +
           body.firstMoment().cross(gravity).dot(s.angular());
 }
@@ -165,7 +164,7 @@ void ZqGravitationalTorqueTool::calculateInboardPartialDerivatives(
    ZqGeneralForce carried = force;
    for (; isJointLink(link); link = link->parentLink())
    {
-      const ZqVector& axis = unitMotion(*link, activeState).angular();
+      const ZqVector axis = unitMotion(*link, activeState).angular();
       setEntry(gradient, *link,
                axis.cross(carried.force()).dot(inAxesOf(*link, m_gravityVector, activeState)));
       carried.transformBy(jointTransform(*link, activeState));

@@ -1,140 +1,73 @@
 #include "zqManipulator/dynamics/tools/ZqMassMatrixFactor.h"
 
+#include "zqManipulator/dynamics/motion/ZqMotionFactor.h"
 #include "zqManipulator/dynamics/tools/ZqCompositeBodySweep.h"
-#include "zqManipulator/foundation/algebra/ZqReArrayKernels.h"
+#include "zqManipulator/foundation/algebra/ZqReArray.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 
 #include <algorithm>
 
-using zqReArrayDetail::acceptPivot;
-using zqReArrayDetail::addRows;
-using zqReArrayDetail::dot;
-using zqReArrayDetail::inversePivot;
-
 namespace
 {
 constexpr ZqU32 freeBaseDof = 6;
-
-/// Changes between the order of a free base's numbers outside, the linear ones first, and that of their
-/// depths.
-void swapBaseHalves(ZqReal* numbers)
-{
-   std::swap_ranges(numbers, numbers + 3, numbers + 3);
 }
-} // namespace
 
 void ZqMassMatrixFactor::setTree(const ZqCompositeBodySweep& tree, ZqU32 baseDof, ZqU32 count)
 {
    const std::size_t size = baseDof + count;
-   m_dofs.resize(size);
-   for (std::size_t i = 0; i < baseDof; ++i)
+   m_baseDof = baseDof;
+   m_depths.resize(size);
+   m_ends.resize(size);
+   for (ZqU32 i = 0; i < baseDof; ++i)
    {
-      m_dofs[i].depth = i;
-      m_dofs[i].end = size;
+      m_depths[i] = static_cast<int>(i);
+      m_ends[i] = static_cast<int>(size);
    }
-   std::size_t width = baseDof;
    for (ZqU32 i = 0; i < count; ++i)
    {
       const ZqU32 parent = tree.parent(i);
-      DegreeOfFreedom& joint = m_dofs[baseDof + i];
-      joint.depth = parent < i ? m_dofs[baseDof + parent].depth + 1 : baseDof;
-      joint.end = std::min<std::size_t>(baseDof + tree.subtreeEnd(i), size);
-      width = std::max(width, joint.depth + 1);
+      m_depths[baseDof + i] =
+         parent < i ? m_depths[baseDof + parent] + 1 : static_cast<int>(baseDof);
+      m_ends[baseDof + i] =
+         static_cast<int>(std::min<std::size_t>(baseDof + tree.subtreeEnd(i), size));
    }
-   m_baseDof = baseDof;
-   m_width = width;
-   m_rows.resize(2 * width * size);
-   m_path.resize(width);
-   m_pathJoints.resize(width);
+   const auto deepest = std::max_element(m_depths.begin(), m_depths.end());
+   m_width = zqMotion::widthOfFactor(deepest != m_depths.end() ? *deepest : 0);
+   m_rows.resize(m_width * size);
+   m_inversePivots.resize(size);
+   m_work.resize(zqMotion::workOfFactor(static_cast<int>(size), m_width));
+   m_path.resize(m_width);
 }
 
-void ZqMassMatrixFactor::gatherMassMatrix(const ZqReArray& M)
+zqMotion::Factor ZqMassMatrixFactor::factorOfNumbers() noexcept
 {
-   const std::size_t base = m_baseDof;
-   std::size_t* const path = m_pathJoints.data();
-   for (std::size_t i = base; i < m_dofs.size(); ++i)
-   {
-      const std::size_t depth = m_dofs[i].depth;
-      path[depth] = i - base;
-      const ZqReal* const from = M.data() + (i - base) * M.columns();
-      ZqReal* const to = row(i);
-      for (std::size_t k = base; k <= depth; ++k)
-         to[k] = from[path[k]];
-   }
+   return {static_cast<int>(m_depths.size()),
+           static_cast<int>(m_baseDof),
+           m_width,
+           m_depths.data(),
+           m_ends.data(),
+           m_rows.data(),
+           m_inversePivots.data(),
+           m_work.data(),
+           m_path.data()};
 }
 
 void ZqMassMatrixFactor::factor(const ZqCompositeBodySweep& tree, const ZqReArray& M)
 {
    setTree(tree, 0, std::min(M.rows(), tree.size()));
-   gatherMassMatrix(M);
-   eliminate();
+   const zqMotion::Factor factor = factorOfNumbers();
+   gatherMassMatrix(M.data(), M.columns(), factor);
+   eliminate(factor);
 }
 
 void ZqMassMatrixFactor::factor(const ZqCompositeBodySweep& tree, const ZqReArray& M,
                                 const ZqReArray& D, const ZqReArray& I)
 {
    setTree(tree, freeBaseDof, std::min(M.rows(), tree.size()));
-   for (ZqU32 k = 0; k < freeBaseDof; ++k)
-   {
-      std::copy_n(I[(k + 3) % freeBaseDof].data(), freeBaseDof, row(k));
-      swapBaseHalves(row(k));
-   }
-   for (ZqU32 i = freeBaseDof; i < size(); ++i)
-   {
-      std::copy_n(D[i - freeBaseDof].data(), freeBaseDof, row(i));
-      swapBaseHalves(row(i));
-   }
-   gatherMassMatrix(M);
-   eliminate();
-}
-
-void ZqMassMatrixFactor::eliminate() noexcept
-{
-   const std::size_t width = m_width;
-   for (std::size_t i = m_dofs.size(); i-- > 0;)
-   {
-      // What is outboard is done, and takes its share off this row.
-      DegreeOfFreedom& dof = m_dofs[i];
-      const std::size_t depth = dof.depth;
-      const std::size_t outboard = dof.end - i - 1;
-      ZqReal* const __restrict W = row(i);
-      ZqReal* const __restrict DW = W + width;
-      const ZqReal* const next = W + 2 * width;
-      const ZqReal diagonal = W[depth];
-      addRows<-1>(W, next + width + depth, 2 * width, next, 2 * width, outboard, depth + 1);
-      ZqReal pivot = W[depth];
-      acceptPivot(pivot, outboard, diagonal);
-      const ZqReal inverse = dof.inversePivot = inversePivot(pivot);
-      for (std::size_t k = 0; k < depth; ++k)
-      {
-         DW[k] = W[k];
-         W[k] *= inverse;
-      }
-   }
-}
-
-/// In the order of indices, and against it, the inboard numbers of a degree of freedom are at each time
-/// the last ones at their depths.
-void ZqMassMatrixFactor::solveInPlace(std::span<ZqReal> x) noexcept
-{
-   if (m_baseDof != 0)
-      swapBaseHalves(x.data());
-   ZqReal* const path = m_path.data();
-   std::fill_n(path, m_width, 0.0);
-   for (std::size_t i = x.size(); i-- > 0;)
-   {
-      const std::size_t depth = m_dofs[i].depth;
-      x[i] -= path[depth];
-      path[depth] = 0.0;
-      addRows<1>(path, &x[i], 1, row(i), m_width, 1, depth);
-   }
-   for (std::size_t i = 0; i < x.size(); ++i)
-   {
-      const std::size_t depth = m_dofs[i].depth;
-      path[depth] = x[i] = x[i] * m_dofs[i].inversePivot - dot(row(i), path, depth);
-   }
-   if (m_baseDof != 0)
-      swapBaseHalves(x.data());
+   const zqMotion::Factor factor = factorOfNumbers();
+   gatherBase(I.data(), D.data(), factor);
+   gatherMassMatrix(M.data(), M.columns(), factor);
+   eliminate(factor);
 }
 
 bool ZqMassMatrixFactor::fits(const char* operation, ZqU32 count) const
@@ -149,21 +82,7 @@ bool ZqMassMatrixFactor::fits(const char* operation, ZqU32 count) const
 
 ZqReal ZqMassMatrixFactor::square(const ZqReArray& v)
 {
-   if (!fits("square", v.rows()))
-      return 0.0;
-   m_column.assign(v.data(), v.data() + size());
-   if (m_baseDof != 0)
-      swapBaseHalves(m_column.data());
-   ZqReal sum = 0.0;
-   for (std::size_t i = 0; i < m_column.size(); ++i)
-   {
-      const std::size_t depth = m_dofs[i].depth;
-      m_path[depth] = m_column[i];
-      const ZqReal ofRow = m_column[i] + dot(row(i), m_path.data(), depth);
-      if (m_dofs[i].inversePivot != 0.0)
-         sum += ofRow * ofRow / m_dofs[i].inversePivot;
-   }
-   return sum;
+   return fits("square", v.rows()) ? squareOf(factorOfNumbers(), v.data()) : 0.0;
 }
 
 ZqBoolean ZqMassMatrixFactor::solve(const ZqReArray& b, ZqReArray& x)
@@ -174,7 +93,7 @@ ZqBoolean ZqMassMatrixFactor::solve(const ZqReArray& b, ZqReArray& x)
       return false;
    }
    x = b;
-   solveInPlace({x.data(), x.rows()});
+   solveFactored(factorOfNumbers(), x.data());
    return true;
 }
 
@@ -185,13 +104,26 @@ ZqBoolean ZqMassMatrixFactor::solveTranspose(const ZqReArray& B, ZqReArray& X)
       X.resize(0, 0);
       return false;
    }
-   X.resize(B.columns(), B.rows());
-   m_column.resize(B.columns());
-   for (ZqU32 k = 0; k < B.rows(); ++k)
+   const ZqU32 n = B.columns();
+   const ZqU32 count = B.rows();
+   X.resize(n, count);
+   m_column.resize(4 * static_cast<std::size_t>(n));
+   const zqMotion::Factor factor = factorOfNumbers();
+   ZqU32 k = 0;
+   for (; k + 4 <= count; k += 4)
    {
-      std::copy_n(B[k].data(), m_column.size(), m_column.data());
-      solveInPlace(m_column);
-      for (ZqU32 i = 0; i < B.columns(); ++i)
+      for (ZqU32 lane = 0; lane < 4; ++lane)
+         for (ZqU32 i = 0; i < n; ++i)
+            m_column[4 * i + lane] = B[k + lane][i];
+      solveFourFactored(factor, m_column.data());
+      for (ZqU32 i = 0; i < n; ++i)
+         std::copy_n(m_column.data() + 4 * i, 4, X[i].data() + k);
+   }
+   for (; k < count; ++k)
+   {
+      std::copy_n(B[k].data(), n, m_column.data());
+      solveFactored(factor, m_column.data());
+      for (ZqU32 i = 0; i < n; ++i)
          X[i][k] = m_column[i];
    }
    return true;

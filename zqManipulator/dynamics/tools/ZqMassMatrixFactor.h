@@ -2,11 +2,15 @@
 
 #include "zqManipulator/foundation/algebra/ZqTypes.h"
 
-#include <span>
 #include <vector>
 
 class ZqCompositeBodySweep;
 class ZqReArray;
+
+namespace zqMotion
+{
+struct Factor;
+}
 
 /// The factors W and D of a mass matrix M = W^T D W, where W is lower triangular with a unit diagonal
 /// and D is diagonal, from the leaves of the tree to the root (Featherstone 2008, section 6.5). Row i
@@ -30,7 +34,7 @@ public:
    void factor(const ZqCompositeBodySweep& tree, const ZqReArray& M, const ZqReArray& D,
                const ZqReArray& I);
    /// The number of degrees of freedom.
-   ZqU32 size() const noexcept { return static_cast<ZqU32>(m_dofs.size()); }
+   ZqU32 size() const noexcept { return static_cast<ZqU32>(m_depths.size()); }
    /// Solves M x = b for one column b. Where the size does not fit, it is logged and x is empty.
    ZqBoolean solve(const ZqReArray& b, ZqReArray& x);
    /// Solves M X = B^T, where each row of B (k x n) is a right-hand side: X is n x k. Where the size does
@@ -41,26 +45,17 @@ public:
    ZqReal square(const ZqReArray& v);
 
 private:
-   struct DegreeOfFreedom
-   {
-      std::size_t depth; ///< from 0 at the root
-      std::size_t end;   ///< one after the last degree of freedom outboard of this one
-      ZqReal inversePivot;
-   };
-
    void setTree(const ZqCompositeBodySweep& tree, ZqU32 baseDof, ZqU32 count);
-   void gatherMassMatrix(const ZqReArray& M);
-   void eliminate() noexcept;
-   void solveInPlace(std::span<ZqReal> x) noexcept;
+   zqMotion::Factor factorOfNumbers() noexcept;
    bool fits(const char* operation, ZqU32 count) const;
-   /// Row i of W, by depth. That of D W stands right behind it.
-   ZqReal* row(std::size_t i) noexcept { return m_rows.data() + 2 * m_width * i; }
 
-   ZqU32 m_baseDof = 0;     ///< 6 for a free base
-   std::size_t m_width = 0; ///< the depth of the tree
-   std::vector<DegreeOfFreedom> m_dofs;
+   ZqU32 m_baseDof = 0;       ///< 6 for a free base
+   std::vector<int> m_depths; ///< of each degree of freedom, from 0 at the root
+   std::vector<int> m_ends;   ///< one past the last degree of freedom outboard of each
+   std::size_t m_width = 0;   ///< of a row
    std::vector<ZqReal> m_rows;
-   std::vector<ZqReal> m_path; ///< work space: numbers between a degree of freedom and the root
-   std::vector<std::size_t> m_pathJoints;
+   std::vector<ZqReal> m_inversePivots;
+   std::vector<ZqReal> m_work;
+   std::vector<int> m_path;
    std::vector<ZqReal> m_column;
 };

@@ -5,6 +5,8 @@
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
 #include "zqManipulator/kinematics/manipulator/ZqMotionStages.h"
 
+#include <algorithm>
+
 void ZqTotalTorqueTool::setManipulator(const ZqIndividualManipulator* manipulator)
 {
    m_manipulator = manipulator;
@@ -129,7 +131,7 @@ ZqReal ZqTotalTorqueTool::totalTorque(ZqU32 index, const ZqMotionStages& stages,
       return torque;
 
    const auto& jointAccelerations = activeState.accelerationState().jointAccelerations();
-   if (index < jointAccelerations.size())
+   if (index < std::min(jointAccelerations.size(), static_cast<ZqU32>(stages.tree().count)))
       torque += stages.driveInertia(index) * jointAccelerations[index];
    const ZqMechanicalActuatorComponentContainer& drive =
       link.jointActuator().mechanicalComponentContainer();

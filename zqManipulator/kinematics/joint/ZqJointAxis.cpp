@@ -21,8 +21,7 @@ ZqJointAxis ZqJointAxis::of(const ZqLinkKinematicsContainer& container)
 
    axis.kind = dh.jointType() == Dh::Rotational ? zqMotion::JointKind::Revolute
                                                 : zqMotion::JointKind::Prismatic;
-   Transform atZero;
-   dh.transformBy(atZero, 0.0);
+   const Transform atZero = dh.transformAt(0.0);
    if (dh.dhType() != Dh::Paul && dh.dhType() != Dh::GeneralPaul)
    {
       // The DH frame stands on the axis.
@@ -72,25 +71,25 @@ Vec6<ZqReal> plain(const ZqGeneralMotion& motion) noexcept
 void place(const ZqLinkKinematicsContainer& joint, const Joint* parent, ZqReal q,
            Slot<ZqReal>& slot)
 {
-   ZqCoordinateSystemTransformation X = joint.calculateTransform(q);
+   ZqCoordinateSystemTransformation X = joint.transformAt(q);
    if (parent != nullptr && parent->hasDhOffset)
       X = dhFrameOf(*parent) * X;
    slot.R = matrixOf(X.orientation());
    slot.p = plain(X.translation());
    slot.RAsQuat = plain(X.orientation());
-   slot.s = plain(joint.calculateAcceleration(q, 0.0, 1.0));
+   slot.s = plain(joint.accelerationAt(q, 0.0, 1.0));
 }
 
 void move(const ZqLinkKinematicsContainer& joint, ZqReal q, ZqReal qd, Slot<ZqReal>& slot)
 {
-   slot.v = plain(joint.calculateVelocity(q, qd));
+   slot.v = plain(joint.velocityAt(q, qd));
 }
 
 void accelerate(const ZqLinkKinematicsContainer& joint, ZqReal q, ZqReal qd, ZqReal qdd,
                 Slot<ZqReal>& slot)
 {
    move(joint, q, qd, slot);
-   slot.bias = plain(joint.calculateAcceleration(q, qd, 0.0));
-   slot.a = plain(joint.calculateAcceleration(q, qd, qdd));
+   slot.bias = plain(joint.accelerationAt(q, qd, 0.0));
+   slot.a = plain(joint.accelerationAt(q, qd, qdd));
 }
 } // namespace zqMotion

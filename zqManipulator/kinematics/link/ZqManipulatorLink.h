@@ -441,8 +441,6 @@ private:
    ZqIndividualManipulator* m_manipulator = nullptr; ///< not owned
    ZqManipulatorLink* m_referenceLink = this;        ///< not owned
    ChildLinks m_childLinks;
-   /// The result of a query with attachments, once there was one.
-   mutable std::unique_ptr<ZqRigidBodyMassProperties> m_massPropertiesWithAttachments;
    std::unique_ptr<OldDrives> m_oldDrives; ///< while a document is read that has them
 };
 

@@ -172,7 +172,7 @@ public:
    /// towards a limit stops at it, which the results tell; one that is beyond it may come back.
    virtual void propagateState(const ZqVelocityState& velocity, ZqReal dt,
                                ZqPositionState& position, ZqPropagationResultData& results) const;
-   /// The same; the results are dropped. One thread at a time.
+   /// The same; the results are dropped.
    virtual void propagateState(const ZqVelocityState& velocity, ZqReal dt,
                                ZqPositionState& position) const;
    /// Changes the rates, each up to the maximum of its joint's drive, and the velocity of a free base;
@@ -414,7 +414,6 @@ private:
    std::uint64_t m_modelVersion = 0;                    ///< grows with each change of the own tree
    mutable std::atomic<std::uint64_t> m_planVersion = ~std::uint64_t{0}; ///< what the plan was made of
    mutable std::shared_ptr<const ZqMotionPlan> m_plan;
-   mutable ZqPropagationResultData m_propagationResult; ///< scratch
 };
 
 extern template class ZqXmlClass<ZqIndividualManipulator, ZqManipulatorLink>;

@@ -127,9 +127,21 @@ ZqManipulatorLink::placeInSystem(ZqManipulatorActivePositionState& activeState,
       return &own;
    if (m_linkIndex >= activeState.positionState().jointPositions().size())
       return nullptr;
-   ZqMotionStages stages(*this, activeState);
-   zqMotion::takeFrame(stages.frame(m_linkIndex), stages.joint(m_linkIndex), primaryFrame(),
+   const ZqMotionWorkspace& work = activeState.workspace();
+   if (m_manipulator == nullptr || work.owner != m_manipulator ||
+       !work.isDone(ZqMotionWorkspace::Frames, activeState.epoch()))
+      ZqMotionStages(*this, activeState).frame(m_linkIndex);
+   zqMotion::takeFrame(work.frames[m_linkIndex + 1], work.tree.joints[m_linkIndex], primaryFrame(),
                        primaryFrameIsNext, own);
+   // The links on the way to the base are placed, too.
+   for (const ZqManipulatorLink* link = m_parentLink; link != nullptr; link = link->m_parentLink)
+   {
+      const ZqU32 index = link->m_linkIndex;
+      if (index == ZqBaseLinkIndex || activeState.record(index).locationInSystemValid())
+         break;
+      zqMotion::takeFrame(work.frames[index + 1], work.tree.joints[index], link->primaryFrame(),
+                          false, activeState.record(index));
+   }
    return &own;
 }
 

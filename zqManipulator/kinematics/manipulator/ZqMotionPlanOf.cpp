@@ -4,7 +4,6 @@
 #include "zqManipulator/actuation/ZqHydraulicCylinder.h"
 #include "zqManipulator/kinematics/joint/ZqJointAxis.h"
 #include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
-#include "zqManipulator/state/ZqEpoch.h"
 
 #include <algorithm>
 #include <cmath>
@@ -93,7 +92,6 @@ ZqMotionPlan zqMotionPlanOf(const std::vector<ZqManipulatorLink*>& links,
                             const ZqManipulatorLink* base)
 {
    ZqMotionPlan plan;
-   plan.serial = zqNextEpoch();
    plan.joints.resize(links.size());
    plan.bodies.resize(links.size() + 1);
    if (base != nullptr)

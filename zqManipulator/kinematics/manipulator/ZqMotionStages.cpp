@@ -17,6 +17,7 @@
 #include "zqManipulator/state/ZqManipulatorActiveState.h"
 
 #include <algorithm>
+#include <memory>
 
 using Work = ZqMotionWorkspace;
 using zqMotion::Joint;
@@ -57,9 +58,8 @@ void collect(const ZqManipulatorLink& link, std::vector<ZqManipulatorLink*>& lin
 }
 
 /// Such a tree is flattened whenever it is asked, since nobody tells when it changes.
-const ZqMotionPlan& planOfLoneTree(const ZqManipulatorLink& root)
+std::shared_ptr<const ZqMotionPlan> planOfLoneTree(const ZqManipulatorLink& root)
 {
-   thread_local ZqMotionPlan plan;
    std::vector<ZqManipulatorLink*> links;
    collect(root, links);
    for (std::size_t i = 0; i < links.size(); ++i)
@@ -68,16 +68,18 @@ const ZqMotionPlan& planOfLoneTree(const ZqManipulatorLink& root)
          links.clear();
          break;
       }
-   plan = zqMotionPlanOf(links, nullptr);
-   return plan;
+   return std::make_shared<const ZqMotionPlan>(zqMotionPlanOf(links, nullptr));
 }
 
-const ZqManipulatorLink& rootOf(const ZqManipulatorLink& link)
+/// Null for a link that belongs to a manipulator.
+const ZqManipulatorLink* rootOf(const ZqManipulatorLink& link)
 {
+   if (link.manipulator() != nullptr)
+      return nullptr;
    const ZqManipulatorLink* root = &link;
    while (root->parentLink() != nullptr)
       root = root->parentLink();
-   return *root;
+   return root;
 }
 
 ZqRotationMatrix matrixOf(const zqMotion::Mat3<ZqReal>& R)
@@ -108,14 +110,14 @@ ZqMotionStages::ZqMotionStages(const ZqIndividualManipulator& manipulator,
 
 ZqMotionStages::ZqMotionStages(const ZqManipulatorLink& link,
                                ZqManipulatorActivePositionState& positions)
-   : m_manipulator(link.manipulator()), m_root(&rootOf(link)), m_positions(positions),
+   : m_manipulator(link.manipulator()), m_root(rootOf(link)), m_positions(positions),
      m_work(positions.workspace())
 {
    prepare();
 }
 
 ZqMotionStages::ZqMotionStages(const ZqManipulatorLink& link, ZqManipulatorActiveState& activeState)
-   : m_manipulator(link.manipulator()), m_root(&rootOf(link)),
+   : m_manipulator(link.manipulator()), m_root(rootOf(link)),
      m_positions(activeState.activePositionState()), m_activeState(&activeState),
      m_work(m_positions.workspace())
 {
@@ -134,19 +136,22 @@ const ZqManipulatorLink& ZqMotionStages::linkAt(ZqU32 index) const
 /// Takes the plan, and as many links of it as the state has positions and records for.
 void ZqMotionStages::prepare()
 {
-   m_plan = m_manipulator != nullptr ? &m_manipulator->motionPlan() : &planOfLoneTree(*m_root);
+   std::shared_ptr<const ZqMotionPlan> lonePlan;
+   if (m_manipulator == nullptr)
+      lonePlan = planOfLoneTree(*m_root);
+   m_plan = m_manipulator != nullptr ? &m_manipulator->motionPlan() : lonePlan.get();
+   m_work.owner = m_manipulator;
    const std::size_t count =
       std::min<std::size_t>({m_plan->joints.size(), m_positions.size(),
                              m_positions.positionState().jointPositions().size()});
-   if (m_work.plan == m_plan->serial && static_cast<std::size_t>(m_work.tree.count) == count)
+   if (m_work.plan.get() == m_plan && static_cast<std::size_t>(m_work.tree.count) == count)
       return;
    m_work.forget();
-   m_work.plan = m_plan->serial;
+   m_work.plan = lonePlan != nullptr ? lonePlan : m_manipulator->sharedMotionPlan();
    m_work.tree = m_plan->tree();
+   m_work.leastPivotsAreConstant = false;
    if (count < m_plan->joints.size())
       shorten(static_cast<ZqU32>(count));
-   else if (m_plan->anyOwnDrive)
-      m_work.joints.clear();
    m_work.framesDone.assign(count + 1, ~std::uint64_t{0});
    m_work.frames.resize(count + 1);
    m_work.halfCos.resize(count);
@@ -497,6 +502,20 @@ const ZqReal* ZqMotionStages::jointAccelerations(const ZqManipulatorExternalForc
    return m_work.jointAccelerations.data();
 }
 
+/// They are constants of a model all of whose joints turn.
+void ZqMotionStages::findLeastPivots()
+{
+   const bool areConstant = !tree().anyPrismatic && tree().slots == 0 &&
+                            tree().bodies == m_plan->bodies.data();
+   if (areConstant && m_work.leastPivotsAreConstant)
+      return;
+   const auto count = static_cast<std::size_t>(tree().count);
+   zqMotion::computeLeastPivots(tree(), turns(), m_work.slots.data(),
+                                sized(m_work.bounds, count + 1),
+                                sized(m_work.leastPivots, count + 6));
+   m_work.leastPivotsAreConstant = areConstant;
+}
+
 bool ZqMotionStages::solve(const ZqManipulatorExternalForce& externalForce,
                            const ZqManipulatorTorque& torque,
                            const ZqStatedSystemStruct* stateStruct)
@@ -504,8 +523,9 @@ bool ZqMotionStages::solve(const ZqManipulatorExternalForce& externalForce,
    // What the records of articulated bodies are filled from is overwritten.
    m_work.done[Work::Articulated] = m_work.done[Work::Accelerations] = ~std::uint64_t{0};
    articulate(externalForce, torque, stateStruct);
-   if (!zqMotion::pivotsAreSound(tree(), turns(), m_work.articulated.data(),
-                                 sized(m_work.bounds, 3 * static_cast<std::size_t>(tree().count + 1))))
+   findLeastPivots();
+   if (!zqMotion::pivotsAreSound(tree(), !m_manipulator->isFixedBase(), m_work.articulated.data(),
+                                 m_work.leastPivots.data()))
       return false;
    zqMotion::Articulated<ZqReal>& base = m_work.articulated[0];
    base.a = base.alpha = {0.0, 0.0, 0.0};

@@ -84,6 +84,7 @@ private:
                    const ZqManipulatorTorque& torque, const ZqStatedSystemStruct* stateStruct);
    void accelerate();
    void takeDriveInertias();
+   void findLeastPivots();
 
    const ZqIndividualManipulator* m_manipulator; ///< null for a tree that belongs to none
    const ZqManipulatorLink* m_root = nullptr;    ///< of such a tree

@@ -93,8 +93,7 @@ public:
    /// exist.
    ///
    /// The active states of manipulators on which others hang are moved to find these, and back: they
-   /// hold the same state afterwards, but not all that was derived from it. A tree answers one thread
-   /// at a time.
+   /// hold the same state afterwards, but not all that was derived from it.
    virtual bool
    calculateBaseLocations(const ZqXmlVectorType<ZqIndividualManipulator>& manipulators,
                           ZqXmlVectorType<ZqManipulatorActiveState>& activeStates,

@@ -42,8 +42,8 @@
 /// does not act back, and it does not feel the acceleration of its carrier.
 ///
 /// A step allocates nothing once sizes have settled, and nothing throws. A simulation shares the model
-/// with the scene that it was made from until one of them changes it, and those that share a model serve
-/// one thread at a time together; that of a scene copied with `ZqFoundCommon::CopyAll` is its own.
+/// with the scene that it was made from until one of them changes it; each of those that share one may be
+/// used by another thread.
 class ZqSimulation
 {
 public:
