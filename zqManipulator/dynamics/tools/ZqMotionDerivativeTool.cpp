@@ -2,6 +2,7 @@
 
 #include "zqManipulator/dynamics/bodies/ZqManipulatorExternalForce.h"
 #include "zqManipulator/dynamics/motion/ZqMotionCompositeSweep.h"
+#include "zqManipulator/dynamics/motion/ZqMotionFactor.h"
 #include "zqManipulator/dynamics/motion/ZqMotionJacobianSweep.h"
 #include "zqManipulator/dynamics/motion/ZqMotionPlan.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
@@ -16,6 +17,16 @@ using zqMotion::JacobianMatrix;
 using zqMotion::JacobianView;
 using zqMotion::plain;
 using zqMotion::Vec3;
+
+namespace
+{
+/// Sizes an array (N x N) of which a sweep writes the leading rows and columns; what a state lacks is zero.
+void sizedGradient(ZqReArray& array, ZqU32 size, ZqU32 written)
+{
+   if (array.rows() != size || array.columns() != size || size != written)
+      array.setToZeros(size, size);
+}
+} // namespace
 
 /// What the sweeps leave, in the axes of the base.
 struct ZqMotionDerivativeTool::Work
@@ -54,12 +65,54 @@ struct ZqMotionDerivativeTool::Work
                            withAccelerations ? accelerations.data() : nullptr, sweep);
    }
 
+   /// The factors of the mass matrix, from what the sweep has left.
+   zqMotion::Factor factor(const zqMotion::Tree& tree, int baseDofs)
+   {
+      const int size = baseDofs + tree.count;
+      const auto count = static_cast<std::size_t>(size);
+      depths.resize(count);
+      ends.resize(count);
+      const int deepest = zqMotion::shapeFactor(tree, baseDofs > 0, depths.data(), ends.data());
+      const std::size_t width = zqMotion::widthOfFactor(deepest);
+      rows.resize(count * width);
+      inverse.resize(count);
+      space.resize(zqMotion::workOfFactor(size, width));
+      path.resize(width);
+      columns.resize(4 * count);
+      const zqMotion::Factor result{size,           baseDofs,     width,
+                                    depths.data(),  ends.data(),  rows.data(),
+                                    inverse.data(), space.data(), path.data()};
+      const auto whole = zqMotion::sumsAt<ZqReal>(sweep.sums, sweep.stride);
+      zqMotion::gatherFactor(tree, sweep.s, sweep.momentum, static_cast<std::size_t>(sweep.stride),
+                             {whole.m, whole.h, whole.S}, result);
+      zqMotion::eliminate(result);
+      return result;
+   }
+   /// M X = factor * B, four columns at a time.
+   void solve(const zqMotion::Factor& M, const ZqReArray& B, ZqReal factor, ZqReArray& X)
+   {
+      const auto size = static_cast<ZqU32>(M.size);
+      sizedGradient(X, B.rows(), size);
+      for (ZqU32 k = 0; k < size; k += 4)
+      {
+         const ZqU32 lanes = std::min(4U, size - k);
+         for (ZqU32 i = 0; i < size; ++i)
+            for (ZqU32 lane = 0; lane < 4; ++lane)
+               columns[4 * i + lane] = lane < lanes ? factor * B[i][k + lane] : 0.0;
+         zqMotion::solveFourFactored(M, columns.data());
+         for (ZqU32 i = 0; i < size; ++i)
+            std::copy_n(columns.data() + 4 * i, lanes, X[i].data() + k);
+      }
+   }
+
    std::vector<ZqReal> numbers;
    std::vector<zqMotion::Place<ZqReal>> places;
    std::vector<zqMotion::LinkForce<ZqReal>> external;
    std::vector<ZqReal> velocities, accelerations, torques;
    zqMotion::BaseMotion<ZqReal> base{};
    zqMotion::GradientWork sweep{};
+   std::vector<int> depths, ends, path; ///< of the factor, as what follows
+   std::vector<ZqReal> rows, inverse, space, columns;
 
 private:
    /// The numbers of a state, with zeros for those that it lacks.
@@ -75,12 +128,9 @@ private:
 
 namespace
 {
-/// An array of the size of a gradient. What a state lacks is zero, and so is all when the size changes.
-GradientMatrix sizedGradient(ZqReArray& array, ZqU32 size, ZqU32 firstJoint, int count)
+GradientMatrix gradientOf(ZqReArray& array, ZqU32 size, ZqU32 firstJoint, int count)
 {
-   if (array.rows() != size || array.columns() != size ||
-       size != firstJoint + static_cast<ZqU32>(count))
-      array.setToZeros(size, size);
+   sizedGradient(array, size, firstJoint + static_cast<ZqU32>(count));
    return {array.data(), static_cast<int>(size), static_cast<int>(firstJoint)};
 }
 
@@ -150,9 +200,9 @@ bool ZqMotionDerivativeTool::computeInverseDynamicsGradients(
    zqMotion::weighBodies(tree, work.places.data(), work.external.data(), work.sweep);
    zqMotion::gatherGradients(tree, work.torques.data(), work.sweep);
    const GradientMatrix q =
-      sizedGradient(m_torqueByPosition, m_manipulator->totalDof(), firstJoint(), tree.count);
+      gradientOf(m_torqueByPosition, m_manipulator->totalDof(), firstJoint(), tree.count);
    const GradientMatrix v =
-      sizedGradient(m_torqueByVelocity, m_manipulator->totalDof(), firstJoint(), tree.count);
+      gradientOf(m_torqueByVelocity, m_manipulator->totalDof(), firstJoint(), tree.count);
    zqMotion::writeGradients(tree, work.sweep, q, v);
    if (firstJoint() > 0)
       zqMotion::writeBaseGradients(tree, work.base, work.sweep, q, v);
@@ -247,7 +297,7 @@ ZqMotionDerivativeTool::torqueByAcceleration(ZqManipulatorActiveState& activeSta
    const ZqMotionWorkspace& stage = stages.work();
    const auto count = static_cast<std::size_t>(tree.count);
    const GradientMatrix M =
-      sizedGradient(m_torqueByAcceleration, m_manipulator->totalDof(), firstJoint(), tree.count);
+      gradientOf(m_torqueByAcceleration, m_manipulator->totalDof(), firstJoint(), tree.count);
    zqMotion::clearBetweenBranches(tree, M);
    zqMotion::writeMassMatrix(tree, stage.axes.data(), stage.axisForces.data(), count,
                              M.ofJoints(0, 0), static_cast<std::size_t>(M.rowLength));
@@ -267,15 +317,16 @@ bool ZqMotionDerivativeTool::computeForwardDynamicsGradients(
 {
    if (!computeInverseDynamicsGradients(externalForce, activeState, stateStruct))
       return false;
-   const ZqReArray& M = torqueByAcceleration(activeState, stateStruct);
-   M.choleskyFactor(m_factor);
-   if (m_identity.rows() != M.rows())
-      m_identity = ZqReArray::identity(M.rows());
-   m_factor.choleskySolve(m_identity, m_accelerationByTorque);
-   m_factor.choleskySolve(m_torqueByPosition, m_accelerationByPosition);
-   m_factor.choleskySolve(m_torqueByVelocity, m_accelerationByVelocity);
-   m_accelerationByPosition *= -1.0;
-   m_accelerationByVelocity *= -1.0;
+   ZqMotionStages stages(*m_manipulator, activeState);
+   if (stages.plan().anyOwnDrive)
+      stages.takeDriveInertias();
+   const zqMotion::Factor M = m_work->factor(stages.tree(), static_cast<int>(firstJoint()));
+   const ZqU32 size = m_manipulator->totalDof();
+   if (m_identity.rows() != size)
+      m_identity = ZqReArray::identity(size);
+   m_work->solve(M, m_identity, 1.0, m_accelerationByTorque);
+   m_work->solve(M, m_torqueByPosition, -1.0, m_accelerationByPosition);
+   m_work->solve(M, m_torqueByVelocity, -1.0, m_accelerationByVelocity);
    return true;
 }
 

@@ -86,8 +86,8 @@ public:
    /// How the accelerations of a free base and of joints (rows) change: N x N each.
    /// @{
    /// By positions, velocities and torques, at the accelerations in the active state: those that the torques
-   /// of the time bring about, together with gravity. Of a mass matrix that is singular see
-   /// `ZqReArray::choleskyFactor`. Fills the gradients of inverse dynamics as well. False without a
+   /// of the time bring about, together with gravity. A degree of freedom whose pivot in the mass matrix is
+   /// nothing but rounding does not accelerate. Fills the gradients of inverse dynamics as well. False without a
    /// manipulator, and nothing is changed.
    virtual bool computeForwardDynamicsGradients(const ZqManipulatorExternalForce& externalForce,
                                                 ZqManipulatorActiveState& activeState,
@@ -155,7 +155,6 @@ private:
    ZqReArray m_accelerationByPosition;
    ZqReArray m_accelerationByVelocity;
    ZqReArray m_accelerationByTorque;
-   ZqReArray m_factor;
    ZqReArray m_identity;
    ZqReArray m_jacobian;
    ZqReArray m_jacobianRate;

@@ -67,6 +67,8 @@ public:
    ZqRotationMatrix dhRotation(ZqU32 link);
    /// The inertia of a drive at its joint, as it is in this position.
    ZqReal driveInertia(ZqU32 link) const;
+   /// Gives the joints of the tree the inertia of their drives in this position.
+   void takeDriveInertias();
    /// Gives the tree the bodies of a scene.
    void takeBodies(const ZqStatedSystemStruct* stateStruct);
    /// Takes forces from outside off what has to move the links: by link, the base first, in axis frames.
@@ -83,7 +85,6 @@ private:
    void articulate(const ZqManipulatorExternalForce& externalForce,
                    const ZqManipulatorTorque& torque, const ZqStatedSystemStruct* stateStruct);
    void accelerate();
-   void takeDriveInertias();
    void findLeastPivots();
 
    const ZqIndividualManipulator* m_manipulator; ///< null for a tree that belongs to none
