@@ -1,6 +1,7 @@
 #include "zqManipulator/dynamics/bodies/ZqArticulatedBodyDynamics.h"
 #include "zqManipulator/dynamics/bodies/ZqManipulatorExternalForce.h"
 #include "zqManipulator/dynamics/bodies/ZqManipulatorTorque.h"
+#include "zqManipulator/dynamics/motion/ZqMotionPlan.h"
 #include "zqManipulator/foundation/algebra/ZqValueOrZero.h"
 #include "zqManipulator/foundation/geometry/ZqLineSegment.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
@@ -131,16 +132,18 @@ ZqManipulatorLink::placeInSystem(ZqManipulatorActivePositionState& activeState,
    if (m_manipulator == nullptr || work.owner != m_manipulator ||
        !work.isDone(ZqMotionWorkspace::Frames, activeState.epoch()))
       ZqMotionStages(*this, activeState).frame(m_linkIndex);
-   zqMotion::takeFrame(work.frames[m_linkIndex + 1], work.tree.joints[m_linkIndex], primaryFrame(),
-                       primaryFrameIsNext, own);
-   // The links on the way to the base are placed, too.
-   for (const ZqManipulatorLink* link = m_parentLink; link != nullptr; link = link->m_parentLink)
+   // With it the links on the way to the base, up to the first that is placed.
+   const zqMotion::Joint* const joints = work.tree.joints;
+   const auto& primaryFrames = work.plan->primaryFrames;
+   ZqLinkPositionState* record = &own;
+   for (ZqU32 i = m_linkIndex; !record->locationInSystemValid();
+        record = &activeState.record(i))
    {
-      const ZqU32 index = link->m_linkIndex;
-      if (index == ZqBaseLinkIndex || activeState.record(index).locationInSystemValid())
+      zqMotion::takeFrame(work.frames[i + 1], joints[i], primaryFrames[i],
+                          primaryFrameIsNext && i == m_linkIndex, *record);
+      if (joints[i].parent < 0)
          break;
-      zqMotion::takeFrame(work.frames[index + 1], work.tree.joints[index], link->primaryFrame(),
-                          false, activeState.record(index));
+      i = static_cast<ZqU32>(joints[i].parent);
    }
    return &own;
 }

@@ -3,7 +3,7 @@
 #include "zqManipulator/actuation/ZqDcElectricMotor.h"
 #include "zqManipulator/actuation/ZqHydraulicCylinder.h"
 #include "zqManipulator/kinematics/joint/ZqJointAxis.h"
-#include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
+#include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
 
 #include <algorithm>
 #include <cmath>
@@ -94,6 +94,8 @@ ZqMotionPlan zqMotionPlanOf(const std::vector<ZqManipulatorLink*>& links,
    ZqMotionPlan plan;
    plan.joints.resize(links.size());
    plan.bodies.resize(links.size() + 1);
+   plan.primaryFrames.resize(links.size());
+   plan.hasOwnBase = base == nullptr || typeid(*base) != typeid(ZqIndividualManipulator);
    if (base != nullptr)
       plan.bodies[0] = zqMotionBodyOf(base->massPropertiesInDHFrame(), {});
    std::vector<ZqJointAxis> axes(links.size());
@@ -119,6 +121,7 @@ ZqMotionPlan zqMotionPlanOf(const std::vector<ZqManipulatorLink*>& links,
       }
       plan.anyPrismatic = plan.anyPrismatic || joint.kind == JointKind::Prismatic;
       plan.bodies[i + 1] = zqMotionBodyOf(link.massPropertiesInDHFrame(), axes[i].dhFrame);
+      plan.primaryFrames[i] = link.primaryFrame();
       setDrive(link, joint, plan);
    }
    for (std::size_t i = links.size(); i-- > 0;)

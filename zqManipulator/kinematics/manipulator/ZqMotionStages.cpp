@@ -140,7 +140,7 @@ void ZqMotionStages::prepare()
    if (m_manipulator == nullptr)
       lonePlan = planOfLoneTree(*m_root);
    m_plan = m_manipulator != nullptr ? &m_manipulator->motionPlan() : lonePlan.get();
-   m_work.owner = m_manipulator;
+   m_work.owner = m_manipulator != nullptr ? &m_manipulator->concreteReference() : nullptr;
    const std::size_t count =
       std::min<std::size_t>({m_plan->joints.size(), m_positions.size(),
                              m_positions.positionState().jointPositions().size()});
@@ -241,9 +241,19 @@ const zqMotion::Frame<ZqReal>& ZqMotionStages::frame(ZqU32 link)
    if (m_work.isDone(Work::Frames, m_positions.epoch()) ||
        m_work.framesDone[link + 1] == m_positions.epoch())
       return m_work.frames[link + 1];
-   // Placed in one sweep, a link takes less than half of what it takes alone.
-   if (tree().slots > 0 || 3 * (joint(link).depth + 1) >= tree().count)
+   // One link of a tree that branches is placed by itself, and so are a few; who asks for more wants all of
+   // them, which are placed in one sweep at less than half of the cost each.
+   if (m_work.placedEpoch != m_positions.epoch())
+   {
+      m_work.placedEpoch = m_positions.epoch();
+      m_work.placed = 0;
+   }
+   constexpr int fewLinks = 16;
+   const int placed = m_work.placed + joint(link).depth + 1;
+   if (tree().slots > 0 || tree().count <= fewLinks ||
+       placed * (m_work.placed == 0 ? 3 : 8) > tree().count)
       return frames()[link + 1];
+   m_work.placed = placed;
    place(link);
    return m_work.frames[link + 1];
 }
@@ -284,6 +294,29 @@ const zqMotion::Vec6<ZqReal>* ZqMotionStages::velocities()
    return V;
 }
 
+/// All but A.
+void ZqMotionStages::setBaseMotion(zqMotion::LinkMotion<ZqReal>& base)
+{
+   base = {};
+   if (m_manipulator == nullptr)
+      return;
+   if (m_plan->hasOwnBase)
+   {
+      const ZqGeneralMotion& A = m_manipulator->dhFrameAccelerationInLocal(*m_activeState);
+      base.omega = plain(m_manipulator->dhFrameVelocityInLocal(*m_activeState).angular());
+      base.alpha = plain(A.angular());
+      base.a = plain(A.linear());
+      return;
+   }
+   // What those queries answer, without their records: turned from the axes of the system.
+   const ZqRotationMatrix R(m_manipulator->dhFrameInSystem(m_positions).orientation());
+   const ZqGeneralMotion& A = m_activeState->accelerationState().generalAcceleration();
+   base.omega = plain(
+      R.transposeTimes(m_activeState->velocityState().generalVelocity().angular()));
+   base.alpha = plain(R.transposeTimes(A.angular()));
+   base.a = plain(R.transposeTimes(A.linear()));
+}
+
 const zqMotion::LinkMotion<ZqReal>* ZqMotionStages::motions()
 {
    const auto& state = std::as_const(*m_activeState);
@@ -292,15 +325,7 @@ const zqMotion::LinkMotion<ZqReal>* ZqMotionStages::motions()
    const zqMotion::Turn<ZqReal>* const turned = turns();
    zqMotion::LinkMotion<ZqReal>* const motions =
       sized(m_work.motions, static_cast<std::size_t>(tree().count) + 1);
-   zqMotion::LinkMotion<ZqReal>& base = motions[0];
-   base = {};
-   if (m_manipulator != nullptr)
-   {
-      const ZqGeneralMotion& A = m_manipulator->dhFrameAccelerationInLocal(*m_activeState);
-      base.omega = plain(m_manipulator->dhFrameVelocityInLocal(*m_activeState).angular());
-      base.alpha = plain(A.angular());
-      base.a = plain(A.linear());
-   }
+   setBaseMotion(motions[0]);
    const ZqReal* const q = m_positions.positionState().jointPositions().values().data();
    const ZqReal* const qd =
       atLeast(state.velocityState().jointVelocities(), tree().count, m_work.velocities);

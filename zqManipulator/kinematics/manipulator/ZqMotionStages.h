@@ -82,6 +82,7 @@ private:
    void angles();
    void place(ZqU32 link);
    void placeBase();
+   void setBaseMotion(zqMotion::LinkMotion<ZqReal>& base);
    void articulate(const ZqManipulatorExternalForce& externalForce,
                    const ZqManipulatorTorque& torque, const ZqStatedSystemStruct* stateStruct);
    void accelerate();
