@@ -91,6 +91,7 @@ class ZqMatrixDTool;
 class ZqMechanicalActuatorComponent;
 class ZqMechanicalActuatorComponentContainer;
 class ZqModelEdit;
+class ZqMotionBatch;
 class ZqMotionDerivativeTool;
 class ZqNonNegReal;
 class ZqOldJointActuator;
