@@ -62,10 +62,10 @@ struct Work
       zeros = space.take<ZqReal>(n);
       slotsOfState = space.take<Slot<ZqReal>>(tree.slots);
       slots = space.take<Slot<Lanes>>(tree.slots);
-      for (Lanes** const array : {&q, &halfCos, &halfSin, &v, &given, &result})
-      {
+      // No list of the standard library's, whose functions any object may be given.
+      Lanes** const byJoint[] = {&q, &halfCos, &halfSin, &v, &given, &result};
+      for (Lanes** const array : byJoint)
          *array = space.take<Lanes>(n);
-      }
       turns = space.take<Turn<Lanes>>(n);
       frames = space.take<Frame<Lanes>>(n + 1);
       motions = space.take<LinkMotion<Lanes>>(n + 1);
