@@ -92,6 +92,7 @@ class ZqMechanicalActuatorComponent;
 class ZqMechanicalActuatorComponentContainer;
 class ZqModelEdit;
 class ZqMotionBatch;
+class ZqMotionDerivativeTool;
 class ZqNonNegReal;
 class ZqOldJointActuator;
 class ZqOldManipulatorAttachmentMap;

@@ -328,7 +328,8 @@ const ToolQuery toolQueries[] = {
     [](Tools& t, OddScene& scene, const Input& in, Active& a)
     {
        ZqAccelerationState result;
-       t.crbi.acceleration(scene.system(), in.manipulator, in.torque, in.external, result, a, true);
+       t.crbi.acceleration(scene.scene().system, in.manipulator, in.torque, in.external, result, a,
+                           true);
        return numbers(result);
     },
     [](const Dynamics& d, const Input&)
@@ -344,8 +345,8 @@ const ToolQuery toolQueries[] = {
        // Articulated bodies that are there have other torques: those of the joints themselves.
        a.setAccelerationState(ZqAccelerationState(a.accelerationState()));
        ZqAccelerationState result;
-       t.arbi.acceleration(scene.system(), in.manipulator, {}, {}, in.torque, in.external, result,
-                           a);
+       t.arbi.acceleration(scene.scene().system, in.manipulator, {}, {}, in.torque, in.external,
+                           result, a);
        a.setAccelerationState(ZqAccelerationState(a.accelerationState()));
        return numbers(result);
     },
@@ -512,12 +513,8 @@ private:
       else if (kind == 1)
          position.setCoordSysXForm(zqTest::randomFrame(random()));
       else
-         position = m_scene.randomPosition(joints);
+         position = m_scene.scene().randomPosition(joints);
       EXPECT_TRUE(m_active->setPositionState(position));
-   }
-   void setEqualPosition()
-   {
-      m_active->setPositionState(ZqPositionState(m_active->positionState()));
    }
    void changeVelocity()
    {
@@ -526,11 +523,13 @@ private:
       if (random().index(0, 1) == 0 && joints > 0)
          velocity.jointVelocities()[random().index(0, joints - 1)] += 0.1;
       else
-         velocity = m_scene.randomVelocity(joints);
+         velocity = m_scene.scene().randomVelocity(joints);
       EXPECT_TRUE(m_active->setVelocityState(velocity));
    }
-   void setEqualVelocity()
+   /// A position may have got another place for a reference since.
+   void setEqualStates()
    {
+      m_active->setPositionState(ZqPositionState(m_active->positionState()));
       EXPECT_FALSE(m_active->setVelocityState(ZqVelocityState(m_active->velocityState())));
    }
    /// May be shorter than the position.
@@ -545,16 +544,16 @@ private:
    {
       if (random().index(0, 1) == 0)
       {
-         m_input.external = m_scene.randomForces(random().index(0, dof()));
-         m_input.torque = m_scene.randomTorques(random().index(0, dof()));
+         m_input.external = m_scene.scene().randomExternalForce(random().index(0, dof()));
+         m_input.torque = m_scene.scene().randomTorque(random().index(0, dof()));
       }
       m_active->setAccelerationState(ZqAccelerationState(m_active->accelerationState()));
    }
    void invalidate() { m_active->invalidateAll(); }
    void setAll(ZqU32 joints)
    {
-      m_active->setPositionState(m_scene.randomPosition(joints));
-      m_active->setVelocityState(m_scene.randomVelocity(joints));
+      m_active->setPositionState(m_scene.scene().randomPosition(joints));
+      m_active->setVelocityState(m_scene.scene().randomVelocity(joints));
       m_active->setAccelerationState(m_scene.randomAcceleration(joints));
    }
    void changeSize()
@@ -632,9 +631,8 @@ private:
    };
    static constexpr Change changes[] = {
       {"position", &Walk::changePosition},
-      {"equal position", &Walk::setEqualPosition},
       {"velocity", &Walk::changeVelocity},
-      {"equal velocity", &Walk::setEqualVelocity},
+      {"equal states", &Walk::setEqualStates},
       {"acceleration", &Walk::changeAcceleration},
       {"equal acceleration", &Walk::setEqualAcceleration},
       {"invalidateAll", &Walk::invalidate},
@@ -745,5 +743,34 @@ TEST(Motion, NothingThatAnActiveStateKeepsIsStale)
       const zqTest::LogCapture log;
       Walk(seed).run(60);
    }
+}
+
+TEST(Motion, WhatAUserStoresIsTakenAsItStands)
+{
+   zqTest::RandomScene scene(1, zqTest::SceneKind{zqTest::chain(3)});
+   const Link& link = scene.link(1);
+   Active active = scene.activeState();
+   const ZqGeneralMotion motion = zqTest::randomMotion(scene.random);
+   const ZqGeneralForce force = zqTest::randomForce(scene.random);
+   const ZqRigidBodyMassProperties body = zqTest::randomMass(scene.random);
+   const Frame frame = zqTest::randomFrame(scene.random);
+   active.activePositionState().setLinkPositionState(1, frame, frame * frame);
+   active.activeVelocityState().setLinkDhVelocityInLocal(1, motion);
+   active.activeAccelerationState().setLinkDhAccelerationInLocal(1, motion * 2.0);
+   active.activeForceState().setLinkDhForceInLocal(1, force);
+   active.activeMassState().setCrbi(1, body);
+   active.activeArticulationState().setArbd(1, {body, force});
+   EXPECT_EQ(link.dhFrameInSystem(active.activePositionState()), frame);
+   EXPECT_EQ(link.primaryFrameInSystem(active.activePositionState()), frame * frame);
+   EXPECT_EQ(link.dhFrameVelocityInLocal(active), motion);
+   EXPECT_EQ(link.dhFrameAccelerationInLocal(active), motion * 2.0);
+   EXPECT_EQ(link.dhFrameForceInLocal(scene.external, active, nullptr), force);
+   EXPECT_EQ(link.crbi(active, nullptr), body);
+   EXPECT_EQ(link.arbd(scene.external, scene.torque, active, nullptr).bias(), force);
+   // Until the state changes.
+   active.setPositionState({});
+   scene.prepare(active);
+   EXPECT_NE(link.dhFrameForceInLocal(scene.external, active, nullptr), force);
+   EXPECT_NE(link.crbi(active, nullptr), body);
 }
 } // namespace

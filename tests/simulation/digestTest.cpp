@@ -39,7 +39,7 @@ ZqStatedSystem randomTree()
    return scene.system;
 }
 
-struct Run
+struct LongRun
 {
    const char* model; ///< a file of the examples; empty for the random tree
    Solver solver;
@@ -49,7 +49,7 @@ struct Run
 };
 
 // clang-format off
-const Run runs[]{
+const LongRun runs[]{
    {"pendulum.xml", Solver::Crbi, Integrator::ImplicitMidpoint, 1e-3, 0x0},
    {"planarTwoLink.xml", Solver::Arbi, Integrator::RungeKutta, 1e-3, 0x0},
    {"puma560.xml", Solver::Crbi, Integrator::SemiImplicitEuler, 1e-3, 0x0},
@@ -83,7 +83,7 @@ TEST(Digest, OfLongRunsIsThatOfEveryProcessor)
    GTEST_SKIP() << "the digests are those of x86-64";
 #endif
    const zqTest::LogCapture log;
-   for (const Run& run : runs)
+   for (const LongRun& run : runs)
    {
       ZqStatedSystem scene;
       if (*run.model == '\0')

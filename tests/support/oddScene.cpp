@@ -207,55 +207,22 @@ void OddScene::changeModel()
 MotionInput OddScene::input()
 {
    const ZqU32 n = manipulator().jointDof();
-   const bool isShort = random().index(0, 3) == 0;
+   const ZqU32 given = random().index(0, 3) == 0 ? n / 2 : n;
    return {manipulator(),
            &m_structure,
-           randomPosition(n),
-           randomVelocity(n),
-           randomAcceleration(isShort ? n / 2 : n),
-           randomForces(isShort ? n / 2 : n),
-           randomTorques(isShort ? n / 2 : n)};
-}
-
-ZqPositionState OddScene::randomPosition(ZqU32 joints)
-{
-   ZqPositionState state;
-   state.setJointPositions(m_scene.randomReals(joints, 2.0));
-   state.setCoordSysXForm(randomFrame(random()));
-   return state;
-}
-
-ZqVelocityState OddScene::randomVelocity(ZqU32 joints)
-{
-   ZqVelocityState state;
-   state.setJointVelocities(m_scene.randomReals(joints, 1.0));
-   state.setGeneralVelocity(randomMotion(random()));
-   return state;
+           m_scene.randomPosition(n),
+           m_scene.randomVelocity(n),
+           randomAcceleration(given),
+           m_scene.randomExternalForce(given),
+           m_scene.randomTorque(given)};
 }
 
 ZqAccelerationState OddScene::randomAcceleration(ZqU32 joints)
 {
    ZqAccelerationState state;
    state.setJointAccelerations(m_scene.randomReals(joints, 2.0));
-   state.setGeneralAcceleration(randomMotion(random()) + ZqGeneralMotion(upGravity(), ZqVector()));
+   state.setGeneralAcceleration(randomMotion(random()) +
+                                ZqGeneralMotion(m_scene.gravity, ZqVector()));
    return state;
-}
-
-ZqManipulatorExternalForce OddScene::randomForces(ZqU32 links)
-{
-   ZqManipulatorExternalForce forces;
-   forces.resize(links);
-   for (ZqU32 i = 0; i < links; ++i)
-      forces[i] = randomForce(random()) * 10.0;
-   forces.setBaseForce(randomForce(random()) * 10.0);
-   return forces;
-}
-
-ZqManipulatorTorque OddScene::randomTorques(ZqU32 joints)
-{
-   ZqManipulatorTorque torques;
-   torques.setJointTorques(m_scene.randomReals(joints, 5.0));
-   torques.setGeneralForce(randomForce(random()) * 20.0);
-   return torques;
 }
 } // namespace zqTest

@@ -19,19 +19,13 @@ public:
    ZqIndividualManipulator& manipulator() { return m_manipulators[m_manipulators.size() - 1]; }
    ZqIndividualManipulator& model() { return m_manipulators[0]; }
    bool isReference() const { return m_manipulators.size() > 1; }
-   const ZqStatedSystemStruct& structure() const { return m_structure; }
-   const ZqStatedSystem& system() const { return m_scene.system; }
-   const ZqVector& upGravity() const { return m_scene.gravity; }
+   RandomScene& scene() { return m_scene; }
    RandomValues& random() { return m_scene.random; }
 
    /// A motion on top of gravity, under forces and torques. The lists of what need not be complete may end
    /// early.
    MotionInput input();
-   ZqPositionState randomPosition(ZqU32 joints);
-   ZqVelocityState randomVelocity(ZqU32 joints);
    ZqAccelerationState randomAcceleration(ZqU32 joints);
-   ZqManipulatorExternalForce randomForces(ZqU32 links);
-   ZqManipulatorTorque randomTorques(ZqU32 joints);
    /// Changes a link, the tree, the base, or what is attached.
    void changeModel();
 

@@ -76,12 +76,36 @@ public:
          state.setGeneralAcceleration(randomMotion(random));
       return state;
    }
-   ZqVelocityState randomVelocity()
+   ZqVelocityState randomVelocity() { return randomVelocity(jointDof()); }
+   ZqVelocityState randomVelocity(ZqU32 n)
    {
       ZqVelocityState state;
-      state.setJointVelocities(randomReals(jointDof(), 1.0));
+      state.setJointVelocities(randomReals(n, 1.0));
       state.setGeneralVelocity(randomMotion(random));
       return state;
+   }
+   ZqPositionState randomPosition(ZqU32 n)
+   {
+      ZqPositionState state;
+      state.setJointPositions(randomReals(n, 2.0));
+      state.setCoordSysXForm(randomFrame(random));
+      return state;
+   }
+   ZqManipulatorTorque randomTorque(ZqU32 n)
+   {
+      ZqManipulatorTorque result;
+      result.setJointTorques(randomReals(n, 5.0));
+      result.setGeneralForce(randomForce(random) * 20.0);
+      return result;
+   }
+   ZqManipulatorExternalForce randomExternalForce(ZqU32 n)
+   {
+      ZqManipulatorExternalForce result;
+      result.resize(n);
+      for (ZqU32 i = 0; i < n; ++i)
+         result[i] = randomForce(random) * 10.0;
+      result.setBaseForce(randomForce(random) * 10.0);
+      return result;
    }
 
    /// Makes an active state one of the present position and velocity, where motors follow their joints,
@@ -152,20 +176,15 @@ public:
 private:
    void add(const ZqIndividualManipulator& model)
    {
-      position = randomPosition(random, model);
+      position = randomPosition(model.jointDof());
       velocity = randomVelocity();
       const ZqU32 others = random.index(0, 2);
       for (index = 0; index < others; ++index)
          system.addManipulator(randomManipulator(random, 3));
       system.addManipulator(model, position, velocity);
 
-      const ZqU32 n = jointDof();
-      torque.setJointTorques(randomReals(n, 5.0));
-      torque.setGeneralForce(randomForce(random) * 20.0);
-      external.resize(n);
-      for (ZqU32 i = 0; i < n; ++i)
-         external[i] = randomForce(random) * 10.0;
-      external.setBaseForce(randomForce(random) * 10.0);
+      torque = randomTorque(jointDof());
+      external = randomExternalForce(jointDof());
       ZqSystemEnvironment environment;
       environment.setUpGravityVector(gravity);
       system.setEnvironment(environment);

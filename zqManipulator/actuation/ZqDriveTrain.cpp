@@ -246,7 +246,7 @@ ZqReal ZqDriveTrain::scaledLimit(ZqReal limit, ZqReal scale)
 
 void ZqDriveTrain::scaleParametersBy(ZqReal scale, ZqReal jointScale)
 {
-   const ZqReal fifthPower = std::pow(scale, 5.0);
+   const ZqReal fifthPower = scale * scale * scale * scale * scale;
    m_inertia *= fifthPower;
    m_frictionCoefficient *= scale * scale;
    m_lowerLimit = scaledLimit(m_lowerLimit, jointScale);

@@ -79,11 +79,13 @@ public:
    /// in place. The index is not tested.
    Record& record(ZqU32 index) { return present(index); }
    const Record& record(ZqU32 index) const { return present(index); }
-   /// Changes whenever all flags fall, to a number that no other records ever had.
+   /// Changes whenever all flags fall, to a number that no other records of the kind ever had.
    std::uint64_t epoch() const noexcept { return m_epoch; }
 
 protected:
    void invalidateRecords() noexcept { m_epoch = zqNextEpoch(); }
+   /// The same in an epoch that other kinds of records of the manipulator begin as well.
+   void invalidateRecords(std::uint64_t epoch) noexcept { m_epoch = epoch; }
    void resizeRecords(ZqU32 count)
    {
       if (m_links.size() == count)

@@ -65,6 +65,7 @@ public:
       record(index).setSupplementalJointAcceleration(acceleration);
    }
    virtual void invalidateAll() { invalidateRecords(); }
+   void invalidateAll(std::uint64_t epoch) noexcept { invalidateRecords(epoch); }
    /// Flags and values stay as they are.
    virtual void resize(ZqU32 count) { resizeRecords(count); }
 };

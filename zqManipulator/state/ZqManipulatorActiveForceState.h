@@ -49,6 +49,12 @@ public:
    virtual void setExternalForceDescription(ZqU32 index,
                                             const ZqExternalForceDescription& description);
    virtual void invalidateAll() { invalidateRecords(); }
+   void invalidateAll(std::uint64_t epoch) noexcept { invalidateRecords(epoch); }
+   void resize(ZqU32 count, std::uint64_t epoch)
+   {
+      resizeRecords(count);
+      invalidateRecords(epoch);
+   }
 
 protected:
    static const ZqExternalForceDescription m_theZeroForceDescription;

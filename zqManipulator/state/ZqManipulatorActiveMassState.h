@@ -33,6 +33,7 @@ public:
       record(index).setCrbi(crbi);
    }
    virtual void invalidateAll() { invalidateRecords(); }
+   void invalidateAll(std::uint64_t epoch) noexcept { invalidateRecords(epoch); }
    /// Flags and values stay as they are.
    virtual void resize(ZqU32 count) { resizeRecords(count); }
 };

@@ -10,15 +10,16 @@ bool ZqManipulatorActiveState::setPositionState(const ZqPositionState& state)
       return false;
    m_activePositionState.setPositionState(state);
    const ZqU32 joints = m_activePositionState.positionState().jointPositions().size();
-   m_activeVelocityState.invalidateAll();
+   const std::uint64_t epoch = m_activePositionState.epoch();
+   m_activeVelocityState.invalidateAll(epoch);
    m_activeVelocityState.resize(joints);
-   m_activeMassState.invalidateAll();
+   m_activeMassState.invalidateAll(epoch);
    m_activeMassState.resize(joints);
-   m_activeArticulationState.invalidateAll();
+   m_activeArticulationState.invalidateAll(epoch);
    m_activeArticulationState.resize(joints);
-   m_activeAccelerationState.invalidateAll();
+   m_activeAccelerationState.invalidateAll(epoch);
    m_activeAccelerationState.resize(joints);
-   m_activeForceState.resize(joints); // and invalidates
+   m_activeForceState.resize(joints, epoch);
    m_actuatorState.resize(joints);
    return true;
 }
@@ -28,17 +29,19 @@ bool ZqManipulatorActiveState::setVelocityState(const ZqVelocityState& state)
    if (state == m_activeVelocityState.velocityState())
       return false;
    m_activeVelocityState.setVelocityState(state);
-   m_activeArticulationState.invalidateAll();
-   m_activeAccelerationState.invalidateAll();
-   m_activeForceState.invalidateAll();
+   const std::uint64_t epoch = m_activeVelocityState.epoch();
+   m_activeArticulationState.invalidateAll(epoch);
+   m_activeAccelerationState.invalidateAll(epoch);
+   m_activeForceState.invalidateAll(epoch);
    return true;
 }
 
 void ZqManipulatorActiveState::setAccelerationState(const ZqAccelerationState& state)
 {
    m_activeAccelerationState.setAccelerationState(state);
-   m_activeForceState.invalidateAll();
-   m_activeArticulationState.invalidateAll();
+   const std::uint64_t epoch = m_activeAccelerationState.epoch();
+   m_activeForceState.invalidateAll(epoch);
+   m_activeArticulationState.invalidateAll(epoch);
 }
 
 void ZqManipulatorActiveState::invalidateAll()

@@ -11,8 +11,8 @@
 
 namespace
 {
-/// Held while a constraint computes what it answers with a reference into itself. One for all of them, since
-/// a constraint may ask another one; recursive, since it may ask itself.
+/// Held while a constraint computes what it answers with a reference into itself, and while that is copied.
+/// One for all of them, since a constraint may ask another one; recursive, since it may ask itself.
 constinit std::recursive_mutex resultsLock;
 
 void copyRows(const ZqReArray& from, ZqU32 count, ZqU32 firstRow, ZqReArray& to)
@@ -22,6 +22,24 @@ void copyRows(const ZqReArray& from, ZqU32 count, ZqU32 firstRow, ZqReArray& to)
       std::copy_n(from[i].begin(), width, to[firstRow + i].begin());
 }
 } // namespace
+
+ZqBaseStateEqualityConstraint::ZqBaseStateEqualityConstraint(
+   const ZqBaseStateEqualityConstraint& other)
+   : ZqXmlAbstractClass(other)
+{
+   const std::scoped_lock lock(resultsLock);
+   m_jacobian = other.m_jacobian;
+}
+
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
+ZqBaseStateEqualityConstraint&
+ZqBaseStateEqualityConstraint::operator=(const ZqBaseStateEqualityConstraint& other)
+{
+   ZqXmlAbstractClass::operator=(other);
+   const std::scoped_lock lock(resultsLock);
+   m_jacobian = other.m_jacobian;
+   return *this;
+}
 
 void ZqBaseStateEqualityConstraint::copyJacobian(const ZqIndividualManipulator& manipulator,
                                                  const ZqPositionState& position, ZqU32 firstRow,

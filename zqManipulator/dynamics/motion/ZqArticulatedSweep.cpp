@@ -54,7 +54,7 @@ void computeLeastPivots(const Tree& tree, const Turn<ZqReal>* turns, const Slot<
    {
       const Joint& joint = tree.joints[i];
       const ZqReal diagonal = boundAlong(joint, bounds[i + 1], slots);
-      leastPivots[6 + i] = roundingOf(diagonal, joint.end - i - 1);
+      leastPivots[6 + i] = roundingOf(diagonal, endOf(tree, i) - i - 1);
       addAtDistance(bounds[i + 1], boundOfLength(turns[i].p), bounds[joint.parent + 1]);
    }
    for (int k = 0; k < 6; ++k)

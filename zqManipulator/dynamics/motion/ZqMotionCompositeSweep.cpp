@@ -8,7 +8,7 @@ inline namespace ZQ_MOTION_TARGET
 {
 namespace
 {
-/// The product of a motion and a force whose components stand apart by a width.
+/// A motion times a force, their components one after the other.
 template <class T, class S>
 ZQ_MOTION_INLINE T product(const S* motion, const T* force)
 {
@@ -18,13 +18,13 @@ ZQ_MOTION_INLINE T product(const S* motion, const T* force)
 }
 
 /// The elements of rows i, ..., i + rows - 1 of the mass matrix, in columns i to end.
-template <int rows>
+template <std::size_t rows>
 ZQ_MOTION_INLINE void writeRows(const ZqReal* axes, const ZqReal* forces, std::size_t width,
                                 std::size_t i, std::size_t end, ZqReal* M, std::size_t columns)
 {
    using Pair = Pack<2>;
    ZqReal s[rows][6];
-   for (int r = 0; r < rows; ++r)
+   for (std::size_t r = 0; r < rows; ++r)
       for (std::size_t k = 0; k < 6; ++k)
          s[r][k] = axes[k * width + i + r];
    std::size_t j = i;
@@ -33,7 +33,7 @@ ZQ_MOTION_INLINE void writeRows(const ZqReal* axes, const ZqReal* forces, std::s
       Pair F[6];
       for (std::size_t k = 0; k < 6; ++k)
          F[k] = loadPack<Pair>(forces + k * width + j);
-      for (int r = 0; r < rows; ++r)
+      for (std::size_t r = 0; r < rows; ++r)
          storePack(M + (i + r) * columns + j, product(s[r], F));
    }
    if (j < end)
@@ -41,7 +41,7 @@ ZQ_MOTION_INLINE void writeRows(const ZqReal* axes, const ZqReal* forces, std::s
       ZqReal F[6];
       for (std::size_t k = 0; k < 6; ++k)
          F[k] = forces[k * width + j];
-      for (int r = 0; r < rows; ++r)
+      for (std::size_t r = 0; r < rows; ++r)
          M[(i + r) * columns + j] = product(s[r], F);
    }
 }
@@ -71,46 +71,45 @@ ZQ_MOTION_INLINE void mirrorFourRows(std::size_t i, std::size_t end, ZqReal* M, 
          M[j * columns + i + r] = row[r * columns + j];
 }
 
+/// Whether so many links from this one on follow one another without a branch up to the end of the subtree.
+bool isStretch(const Tree& tree, int first, int links)
+{
+   const int end = endOf(tree, first);
+   if (first + links > end)
+      return false;
+   for (int i = first + 1; i < first + links; ++i)
+      if (endOf(tree, i) != end)
+         return false;
+   return true;
+}
 } // namespace
 
 void writeMassMatrix(const Tree& tree, const ZqReal* axes, const ZqReal* forces, std::size_t width,
                      ZqReal* M, std::size_t columns)
 {
-   const Joint* const joints = tree.joints;
    // A link and its only child share the columns: two rows at a time.
    for (int i = 0; i < tree.count;)
    {
-      const int end = joints[i].end;
       const auto row = static_cast<std::size_t>(i);
-      const auto last = static_cast<std::size_t>(end);
-      if (i + 1 < end && joints[i + 1].end == end)
-      {
-         writeRows<2>(axes, forces, width, row, last, M, columns);
-         i += 2;
-      }
+      const auto end = static_cast<std::size_t>(endOf(tree, i));
+      const int rows = isStretch(tree, i, 2) ? 2 : 1;
+      if (rows == 2)
+         writeRows<2>(axes, forces, width, row, end, M, columns);
       else
-      {
-         writeRows<1>(axes, forces, width, row, last, M, columns);
-         ++i;
-      }
+         writeRows<1>(axes, forces, width, row, end, M, columns);
+      i += rows;
    }
    for (int i = 0; i < tree.count;)
    {
-      const int end = joints[i].end;
       const auto row = static_cast<std::size_t>(i);
-      const auto last = static_cast<std::size_t>(end);
-      if (i + 3 < end && joints[i + 1].end == end && joints[i + 2].end == end &&
-          joints[i + 3].end == end)
-      {
-         mirrorFourRows(row, last, M, columns);
-         i += 4;
-      }
+      const auto end = static_cast<std::size_t>(endOf(tree, i));
+      const int rows = isStretch(tree, i, 4) ? 4 : 1;
+      if (rows == 4)
+         mirrorFourRows(row, end, M, columns);
       else
-      {
-         for (std::size_t j = row + 1; j < last; ++j)
+         for (std::size_t j = row + 1; j < end; ++j)
             M[j * columns + row] = M[row * columns + j];
-         ++i;
-      }
+      i += rows;
    }
 }
 } // namespace ZQ_MOTION_TARGET

@@ -125,10 +125,12 @@ void computeAxesAndForces(const Tree& tree, const Place<T>* places, const Compos
       const Vec3<T> n = F.angular + cross(p, F.linear);
       const T axis[6] = {v.x, v.y, v.z, s.angular.x, s.angular.y, s.angular.z};
       const T force[6] = {F.linear.x, F.linear.y, F.linear.z, n.x, n.y, n.z};
-      for (int k = 0; k < 6; ++k)
+      T* const axisOfJoint = axes + i;
+      T* const forceOfJoint = forces + i;
+      for (std::size_t k = 0; k < 6; ++k)
       {
-         axes[k * width + i] = axis[k];
-         forces[k * width + i] = force[k];
+         axisOfJoint[k * width] = axis[k];
+         forceOfJoint[k * width] = force[k];
       }
    }
 }

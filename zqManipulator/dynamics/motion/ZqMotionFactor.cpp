@@ -93,7 +93,7 @@ ZQ_MOTION_INLINE Four operator*(const Four& x, ZqReal y)
 ZQ_MOTION_INLINE Pair rowProducts(const ZqReal* motions, std::size_t width, const ZqReal* F)
 {
    Pair products[6];
-   for (int k = 0; k < 6; ++k)
+   for (std::size_t k = 0; k < 6; ++k)
       products[k] = F[k] * loadPack<Pair>(motions + k * width);
    return (products[0] + products[1]) + (products[2] + products[3]) + (products[4] + products[5]);
 }
@@ -106,10 +106,11 @@ int copyStretch(const Tree& tree, int first, const ZqReal* axes, std::size_t wid
    int end = first + 1;
    while (end < tree.count && tree.joints[end].parent == end - 1)
       ++end;
-   ZqReal* const path = factor.work + tree.joints[first].depth;
-   for (int k = 0; k < 6; ++k)
-      for (int i = first; i < end; ++i)
-         path[k * factor.width + (i - first)] = axes[k * width + i];
+   const ZqReal* from = axes + first;
+   ZqReal* to = factor.work + tree.joints[first].depth;
+   for (int k = 0; k < 6; ++k, from += width, to += factor.width)
+      for (int i = 0; i < end - first; ++i)
+         to[i] = from[i];
    return end;
 }
 } // namespace
@@ -126,7 +127,7 @@ int shapeFactor(const Tree& tree, bool isBaseFree, int* depths, int* ends)
    for (int i = 0; i < tree.count; ++i)
    {
       const int depth = depths[base + i] = base + tree.joints[i].depth;
-      ends[base + i] = base + tree.joints[i].end;
+      ends[base + i] = base + endOf(tree, i);
       if (depth > greatest)
          greatest = depth;
    }
@@ -144,7 +145,7 @@ void gatherFactor(const Tree& tree, const ZqReal* axes, const ZqReal* forces, st
       gatherBase(inertia, nullptr, factor);
    }
    // The motions of the joints between one and the root, by depth: without branches, those of all.
-   const bool hasBranches = tree.depth < tree.count;
+   const bool hasBranches = tree.count > 0 && tree.joints[tree.count - 1].depth < tree.count - 1;
    const ZqReal* const path = hasBranches ? factor.work : axes;
    const std::size_t pathWidth = hasBranches ? factor.width : width;
    int copied = 0;
@@ -152,8 +153,8 @@ void gatherFactor(const Tree& tree, const ZqReal* axes, const ZqReal* forces, st
    {
       const int depth = tree.joints[i].depth;
       ZqReal F[6];
-      for (int k = 0; k < 6; ++k)
-         F[k] = forces[k * width + i];
+      for (std::size_t k = 0; k < 6; ++k)
+         F[k] = (forces + i)[k * width];
       if (hasBranches && i == copied)
          copied = copyStretch(tree, i, axes, width, factor);
       ZqReal* const row = rowOf(factor, base + i);

@@ -52,10 +52,10 @@ void subtractOutboard(const Factor& factor, int first)
    const int count = factor.ends[first] - next;
    const int depth = factor.depths[first];
    const ZqReal* const outboard = rowOf(factor, next);
-   for (int k = 0; k < count; ++k)
+   const ZqReal* from = outboard + depth;
+   for (int k = 0; k < count; ++k, from += width)
       for (int r = 0; r < rows; ++r)
-         factor.work[k * rows + r] =
-            outboard[static_cast<std::size_t>(k) * width + depth + r] * factor.inverse[next + k];
+         factor.work[k * rows + r] = from[r] * factor.inverse[next + k];
    ZqReal* const to = rowOf(factor, first);
    int column = 0;
    for (; column + lanes < depth + rows; column += 2 * lanes)
@@ -68,23 +68,21 @@ void subtractOutboard(const Factor& factor, int first)
 template <class P, int rows>
 void eliminateStretch(const Factor& factor, int first)
 {
-   const std::size_t width = factor.width;
    const int depth = factor.depths[first];
    const int outboard = factor.ends[first] - first - rows;
-   ZqReal* const top = rowOf(factor, first);
    ZqReal diagonal[rows];
    for (int r = 0; r < rows; ++r)
-      diagonal[r] = top[r * width + depth + r];
+      diagonal[r] = rowOf(factor, first + r)[depth + r];
    if (outboard > 0)
       subtractOutboard<P, rows>(factor, first);
    for (int r = rows; r-- > 0;)
    {
-      const ZqReal* const from = top + r * width;
+      const ZqReal* const from = rowOf(factor, first + r);
       const ZqReal inverse = inverseOfPivot(from[depth + r], outboard + rows - 1 - r, diagonal[r]);
       factor.inverse[first + r] = inverse;
       for (int k = 0; k < r; ++k)
       {
-         ZqReal* const to = top + k * width;
+         ZqReal* const to = rowOf(factor, first + k);
          const ZqReal g = from[depth + k] * inverse;
          for (int column = 0; column <= depth + k; column += laneCount<P>)
             storePack(to + column, loadPack<P>(to + column) - g * loadPack<P>(from + column));
@@ -104,7 +102,7 @@ inline int stretchUpFrom(const Factor& factor, int last)
    return rows;
 }
 
-/// From the leaves to the root.
+/// All rows, from the leaves to the root.
 template <class P>
 void eliminateRows(const Factor& factor)
 {
@@ -123,7 +121,6 @@ void eliminateRows(const Factor& factor)
       last = first - 1;
    }
 }
-
 } // namespace ZQ_MOTION_TARGET
 
 /// `eliminate` for processors that have AVX.

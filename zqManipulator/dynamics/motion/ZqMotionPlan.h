@@ -1,6 +1,7 @@
 #pragma once
 
 #include "zqManipulator/dynamics/motion/ZqMotionTree.h"
+#include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
 
 #include <vector>
 
@@ -9,10 +10,13 @@
 struct ZqMotionPlan
 {
    std::vector<zqMotion::Joint> joints;
-   std::vector<zqMotion::Body> bodies; ///< that of the base first
-   std::vector<ZqU32> slotLinks;       ///< the links whose joints are of the kind `Slot`
+   std::vector<zqMotion::Body> bodies;                          ///< that of the base first
+   std::vector<ZqCoordinateSystemTransformation> primaryFrames; ///< in the DH frames
+   std::vector<ZqU32> slotLinks; ///< the links whose joints are of the kind `Slot`
    int depth = 0;
    bool anyPrismatic = false;
+   /// The base is of a class of a user, whose queries may answer otherwise than the library's.
+   bool hasOwnBase = false;
    bool anySpringOrDamper = false;
    bool anyDrive = false; ///< a mechanical component at any joint
    /// A drive of a class that is not the library's: its inertia may depend on the position.
@@ -20,7 +24,11 @@ struct ZqMotionPlan
 
    zqMotion::Tree tree() const noexcept
    {
-      return {static_cast<int>(joints.size()), depth,         static_cast<int>(slotLinks.size()),
-              anyPrismatic,                    joints.data(), bodies.data()};
+      return {static_cast<int>(joints.size()),
+              depth,
+              static_cast<int>(slotLinks.size()),
+              anyPrismatic,
+              joints.data(),
+              bodies.data()};
    }
 };

@@ -69,6 +69,16 @@ struct Tree
    const Body* bodies; ///< that of the base first: link i has number i + 1
 };
 
+inline namespace ZQ_MOTION_TARGET
+{
+/// One past the last link of a subtree, of those that the tree has.
+ZQ_MOTION_INLINE int endOf(const Tree& tree, int i)
+{
+   const int end = tree.joints[i].end;
+   return end < tree.count ? end : tree.count;
+}
+} // namespace ZQ_MOTION_TARGET
+
 /// A frame: its axes as a quaternion, and its origin (m).
 template <class T>
 struct Frame

@@ -37,7 +37,11 @@ struct ZqMotionWorkspace
    std::shared_ptr<const ZqMotionPlan> plan; ///< that the numbers belong to
    zqMotion::Tree tree{};
    std::array<std::uint64_t, StageCount> done;
-   std::vector<std::uint64_t> framesDone; ///< by link, the base first: where single links were placed
+   std::vector<std::uint64_t>
+      framesDone; ///< by link, the base first: where single links were placed
+
+   std::uint64_t placedEpoch = 0; ///< in which `placed` were
+   int placed = 0;                ///< a bound on the number of links that were placed singly
 
    std::vector<zqMotion::Joint> joints; ///< where those of the plan do not do
    std::vector<zqMotion::Body> bodies;  ///< with what is attached

@@ -19,6 +19,11 @@ void ZqCompositeBodySweep::run(const ZqIndividualManipulator& manipulator,
       links[i]->crbi(activeState, stateStruct); // says why it cannot
 }
 
+const std::shared_ptr<const ZqMotionPlan>& ZqCompositeBodySweep::plan() const noexcept
+{
+   return m_work->plan;
+}
+
 ZqU32 ZqCompositeBodySweep::parent(ZqU32 link) const noexcept
 {
    const int index = m_work->tree.joints[link].parent;

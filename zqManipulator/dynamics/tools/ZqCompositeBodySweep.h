@@ -2,10 +2,13 @@
 
 #include "zqManipulator/foundation/algebra/ZqTypes.h"
 
+#include <memory>
+
 class ZqIndividualManipulator;
 class ZqManipulatorActiveState;
 class ZqReArray;
 class ZqStatedSystemStruct;
+struct ZqMotionPlan;
 struct ZqMotionWorkspace;
 
 /// Composite rigid bodies for the tools that need them: of each joint its unit motion s, and the force F
@@ -27,6 +30,8 @@ public:
    {
       return m_manipulator == &manipulator;
    }
+   /// The model of the last run.
+   const std::shared_ptr<const ZqMotionPlan>& plan() const noexcept;
    /// The number of joints.
    ZqU32 size() const noexcept { return m_size; }
    /// The index of the parent of a link, `ZqBaseLinkIndex` for the base: else below that of the link.

@@ -14,6 +14,7 @@ void ZqMassMatrixTool::resize()
 {
    const ZqU32 n = m_manipulator != nullptr ? m_manipulator->jointDof() : 0;
    m_massMatrix.setToZeros(n, n);
+   m_zerosOf = nullptr;
 }
 
 void ZqMassMatrixTool::setPositionState(const ZqPositionState& state)
@@ -24,10 +25,16 @@ void ZqMassMatrixTool::setPositionState(const ZqPositionState& state)
 const ZqReArray& ZqMassMatrixTool::massMatrix(ZqManipulatorActiveState& activeState,
                                               const ZqStatedSystemStruct* stateStruct)
 {
-   resize();
    if (m_manipulator == nullptr)
+   {
+      resize();
       return m_massMatrix;
+   }
    m_sweep.run(*m_manipulator, activeState, stateStruct);
+   // Zeros between branches are not written again.
+   if (m_zerosOf == nullptr || m_zerosOf != m_sweep.plan())
+      resize();
+   m_zerosOf = m_sweep.size() == m_massMatrix.rows() ? m_sweep.plan() : nullptr;
    m_sweep.writeMassMatrix(m_massMatrix);
    return m_massMatrix;
 }

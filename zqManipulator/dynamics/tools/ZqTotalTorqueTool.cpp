@@ -54,7 +54,10 @@ ZqTotalTorqueTool::torques(const ZqManipulatorExternalForce& externalForce,
    stages.forces(externalForce, stateStruct);
    const auto count = static_cast<ZqU32>(stages.tree().count);
    auto& jointTorques = m_torques.jointTorques();
-   for (ZqU32 i = 0; i < jointTorques.size(); ++i)
+   const bool onlyBodies = !stages.plan().anyDrive && !stages.plan().anySpringOrDamper;
+   const ZqU32 copied = onlyBodies ? count : 0;
+   std::copy_n(stages.inverseTorques(), copied, jointTorques.values().data());
+   for (ZqU32 i = copied; i < jointTorques.size(); ++i)
       jointTorques[i] = i < count ? totalTorque(i, stages, activeState)
                                   : torque(i, externalForce, activeState, stateStruct);
    m_torques.setGeneralForce(generalForce(externalForce, activeState, stateStruct));

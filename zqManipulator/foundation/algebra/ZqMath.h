@@ -6,7 +6,8 @@
 #include <cmath>
 #include <numbers>
 
-/// Scalar functions that take what rounding leaves over. NaN passes through each of them.
+/// Scalar functions that take what rounding leaves over, and those whose bits must not depend on the C
+/// library or the processor. NaN passes through each of them.
 class ZqMath
 {
 public:
@@ -22,6 +23,14 @@ public:
 
    /// The arc cosine in [0, pi], of the value clamped to [-1, 1].
    static ZqReal acos(ZqReal x) { return std::acos(std::clamp(x, -1.0, 1.0)); }
+
+   struct CosineSine
+   {
+      ZqReal cosine, sine;
+   };
+   /// Of an angle of any size (rad), within one unit in the last place; the same bits on every processor.
+   /// NaN for an angle that is not finite.
+   static CosineSine cosineSine(ZqReal angle) noexcept;
 
    /// A divisor: x itself, or `smallestDivisor` where the magnitude of x is below that.
    static constexpr ZqReal nonZeroPos(ZqReal x) noexcept

@@ -1,5 +1,7 @@
 #include "zqManipulator/foundation/algebra/ZqOrientation.h"
 
+#include "zqManipulator/foundation/algebra/ZqMath.h"
+
 #include <cmath>
 #include <limits>
 
@@ -24,17 +26,20 @@ ZqOrientation scaled(const ZqOrientation& q, ZqReal factor)
 
 ZqOrientation ZqOrientation::xRotation(ZqReal angle) noexcept
 {
-   return {std::cos(0.5 * angle), std::sin(0.5 * angle), 0.0, 0.0};
+   const ZqMath::CosineSine half = ZqMath::cosineSine(0.5 * angle);
+   return {half.cosine, half.sine, 0.0, 0.0};
 }
 
 ZqOrientation ZqOrientation::yRotation(ZqReal angle) noexcept
 {
-   return {std::cos(0.5 * angle), 0.0, std::sin(0.5 * angle), 0.0};
+   const ZqMath::CosineSine half = ZqMath::cosineSine(0.5 * angle);
+   return {half.cosine, 0.0, half.sine, 0.0};
 }
 
 ZqOrientation ZqOrientation::zRotation(ZqReal angle) noexcept
 {
-   return {std::cos(0.5 * angle), 0.0, 0.0, std::sin(0.5 * angle)};
+   const ZqMath::CosineSine half = ZqMath::cosineSine(0.5 * angle);
+   return {half.cosine, 0.0, 0.0, half.sine};
 }
 
 void ZqOrientation::setFromAngleAxis(ZqReal angle, const ZqVector& axis) noexcept
@@ -45,8 +50,9 @@ void ZqOrientation::setFromAngleAxis(ZqReal angle, const ZqVector& axis) noexcep
       setToIdentity();
       return;
    }
-   const ZqVector u = unit * std::sin(0.5 * angle);
-   set(std::cos(0.5 * angle), u.x(), u.y(), u.z());
+   const ZqMath::CosineSine half = ZqMath::cosineSine(0.5 * angle);
+   const ZqVector u = unit * half.sine;
+   set(half.cosine, u.x(), u.y(), u.z());
 }
 
 void ZqOrientation::getAngleAxis(ZqReal& angle, ZqVector& axis) const noexcept
@@ -114,8 +120,9 @@ ZqOrientation ZqOrientation::exponential(const ZqVector& rotationVector) noexcep
    else
    {
       const ZqReal angle = rotationVector.mag(); // whose square may have overflowed
-      cosine = std::cos(0.5 * angle);
-      sineOverAngle = std::sin(0.5 * angle) / angle;
+      const ZqMath::CosineSine half = ZqMath::cosineSine(0.5 * angle);
+      cosine = half.cosine;
+      sineOverAngle = half.sine / angle;
    }
    const ZqVector u = rotationVector * sineOverAngle;
    return {cosine, u.x(), u.y(), u.z()};
@@ -146,9 +153,9 @@ ZqOrientation ZqOrientation::slerp(const ZqOrientation& from, const ZqOrientatio
    ZqReal toWeight = fraction;
    if (!(arc < 1e-8))
    {
-      const ZqReal scale = 1.0 / std::sin(arc);
-      fromWeight = std::sin((1.0 - fraction) * arc) * scale;
-      toWeight = std::sin(fraction * arc) * scale;
+      const ZqReal scale = 1.0 / ZqMath::cosineSine(arc).sine;
+      fromWeight = ZqMath::cosineSine((1.0 - fraction) * arc).sine * scale;
+      toWeight = ZqMath::cosineSine(fraction * arc).sine * scale;
    }
    ZqOrientation result = weightedSum(fromWeight, from, toWeight, end);
    result.normalize();

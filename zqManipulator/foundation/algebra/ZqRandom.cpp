@@ -6,8 +6,6 @@
 #include <boost/random/mersenne_twister.hpp>
 #include <boost/random/normal_distribution.hpp>
 
-#include <cmath>
-
 namespace
 {
 boost::random::mt19937& generator()
@@ -39,5 +37,6 @@ ZqVector ZqRandom::randomUnitVector()
    const ZqReal z = uniformRandom(-1.0, 1.0);
    const ZqReal longitude = uniformRandom(-ZqMath::pi, ZqMath::pi);
    const ZqReal radius = ZqMath::sqrt((1.0 - z) * (1.0 + z));
-   return {radius * std::cos(longitude), radius * std::sin(longitude), z};
+   const ZqMath::CosineSine around = ZqMath::cosineSine(longitude);
+   return {radius * around.cosine, radius * around.sine, z};
 }

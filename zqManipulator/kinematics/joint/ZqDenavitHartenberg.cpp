@@ -48,8 +48,7 @@ void turnBy(ZqCoordinateSystemTransformation& result, bool paul, ZqReal q, ZqRea
             const ZqAngle& alpha, const ZqHalfAngle& halfAlpha)
 {
    // The angle from its half, and not the other way: no root that all the rest would wait for.
-   const ZqReal halfCos = std::cos(0.5 * q);
-   const ZqReal halfSin = std::sin(0.5 * q);
+   const auto [halfCos, halfSin] = ZqMath::cosineSine(0.5 * q);
    const ZqReal c = (halfCos - halfSin) * (halfCos + halfSin);
    const ZqReal s = 2.0 * halfSin * halfCos;
    // Of the two signs of the quaternion that in which the larger of the half angle's two is positive.

@@ -140,7 +140,7 @@ void ZqMotionStages::prepare()
    if (m_manipulator == nullptr)
       lonePlan = planOfLoneTree(*m_root);
    m_plan = m_manipulator != nullptr ? &m_manipulator->motionPlan() : lonePlan.get();
-   m_work.owner = m_manipulator;
+   m_work.owner = m_manipulator != nullptr ? &m_manipulator->concreteReference() : nullptr;
    const std::size_t count =
       std::min<std::size_t>({m_plan->joints.size(), m_positions.size(),
                              m_positions.positionState().jointPositions().size()});
@@ -241,9 +241,19 @@ const zqMotion::Frame<ZqReal>& ZqMotionStages::frame(ZqU32 link)
    if (m_work.isDone(Work::Frames, m_positions.epoch()) ||
        m_work.framesDone[link + 1] == m_positions.epoch())
       return m_work.frames[link + 1];
-   // Placed in one sweep, a link takes less than half of what it takes alone.
-   if (tree().slots > 0 || 3 * (joint(link).depth + 1) >= tree().count)
+   // One link of a tree that branches is placed by itself, and so are a few; who asks for more wants all of
+   // them, which are placed in one sweep at less than half of the cost each.
+   if (m_work.placedEpoch != m_positions.epoch())
+   {
+      m_work.placedEpoch = m_positions.epoch();
+      m_work.placed = 0;
+   }
+   constexpr int fewLinks = 16;
+   const int placed = m_work.placed + joint(link).depth + 1;
+   if (tree().slots > 0 || tree().count <= fewLinks ||
+       placed * (m_work.placed == 0 ? 3 : 8) > tree().count)
       return frames()[link + 1];
+   m_work.placed = placed;
    place(link);
    return m_work.frames[link + 1];
 }
@@ -271,8 +281,8 @@ const zqMotion::Vec6<ZqReal>* ZqMotionStages::velocities()
    V[0] = m_manipulator != nullptr ? plain(m_manipulator->dhFrameVelocityInLocal(*m_activeState))
                                    : zqMotion::Vec6<ZqReal>{};
    const ZqReal* const q = m_positions.positionState().jointPositions().values().data();
-   const ZqReal* const qd = atLeast(m_activeState->velocityState().jointVelocities(), tree().count,
-                                    m_work.velocities);
+   const ZqReal* const qd =
+      atLeast(m_activeState->velocityState().jointVelocities(), tree().count, m_work.velocities);
    for (int k = 0; k < tree().slots; ++k)
    {
       const ZqU32 i = m_plan->slotLinks[static_cast<std::size_t>(k)];
@@ -284,6 +294,28 @@ const zqMotion::Vec6<ZqReal>* ZqMotionStages::velocities()
    return V;
 }
 
+/// All but A.
+void ZqMotionStages::setBaseMotion(zqMotion::LinkMotion<ZqReal>& base)
+{
+   base = {};
+   if (m_manipulator == nullptr)
+      return;
+   if (m_plan->hasOwnBase)
+   {
+      const ZqGeneralMotion& A = m_manipulator->dhFrameAccelerationInLocal(*m_activeState);
+      base.omega = plain(m_manipulator->dhFrameVelocityInLocal(*m_activeState).angular());
+      base.alpha = plain(A.angular());
+      base.a = plain(A.linear());
+      return;
+   }
+   // What those queries answer, without their records: turned from the axes of the system.
+   const ZqRotationMatrix R(m_manipulator->dhFrameInSystem(m_positions).orientation());
+   const ZqGeneralMotion& A = m_activeState->accelerationState().generalAcceleration();
+   base.omega = plain(R.transposeTimes(m_activeState->velocityState().generalVelocity().angular()));
+   base.alpha = plain(R.transposeTimes(A.angular()));
+   base.a = plain(R.transposeTimes(A.linear()));
+}
+
 const zqMotion::LinkMotion<ZqReal>* ZqMotionStages::motions()
 {
    const auto& state = std::as_const(*m_activeState);
@@ -292,15 +324,7 @@ const zqMotion::LinkMotion<ZqReal>* ZqMotionStages::motions()
    const zqMotion::Turn<ZqReal>* const turned = turns();
    zqMotion::LinkMotion<ZqReal>* const motions =
       sized(m_work.motions, static_cast<std::size_t>(tree().count) + 1);
-   zqMotion::LinkMotion<ZqReal>& base = motions[0];
-   base = {};
-   if (m_manipulator != nullptr)
-   {
-      const ZqGeneralMotion& A = m_manipulator->dhFrameAccelerationInLocal(*m_activeState);
-      base.omega = plain(m_manipulator->dhFrameVelocityInLocal(*m_activeState).angular());
-      base.alpha = plain(A.angular());
-      base.a = plain(A.linear());
-   }
+   setBaseMotion(motions[0]);
    const ZqReal* const q = m_positions.positionState().jointPositions().values().data();
    const ZqReal* const qd =
       atLeast(state.velocityState().jointVelocities(), tree().count, m_work.velocities);
@@ -337,9 +361,8 @@ void ZqMotionStages::takeBodies(const ZqStatedSystemStruct* stateStruct)
 
 /// Forces from outside act on the DH frame: turned into the axis frame and moved to its origin, they take
 /// their share off what has to move the link.
-void ZqMotionStages::takeExternalForces(
-   const ZqManipulatorExternalForce& externalForce,
-   std::vector<zqMotion::LinkForce<ZqReal>>& forces) const
+void ZqMotionStages::takeExternalForces(const ZqManipulatorExternalForce& externalForce,
+                                        std::vector<zqMotion::LinkForce<ZqReal>>& forces) const
 {
    const auto take = [&](std::size_t at, const ZqGeneralForce& external, const Joint* own)
    {
@@ -388,8 +411,8 @@ ZqMotionStages::composites(const ZqStatedSystemStruct* stateStruct)
       return m_work.composites.data();
    const zqMotion::Turn<ZqReal>* const turned = turns();
    takeBodies(stateStruct);
-   zqMotion::composeBodies(
-      tree(), turned, sized(m_work.composites, static_cast<std::size_t>(tree().count) + 1));
+   zqMotion::composeBodies(tree(), turned,
+                           sized(m_work.composites, static_cast<std::size_t>(tree().count) + 1));
    m_work.done[Work::Composites] = epoch;
    return m_work.composites.data();
 }
@@ -420,17 +443,15 @@ ZqRotationMatrix ZqMotionStages::dhRotation(ZqU32 link)
    if (own.parent < 0 || !joint(static_cast<ZqU32>(own.parent)).hasDhOffset)
       return R;
    const ZqRotationMatrix B = matrixOf(joint(static_cast<ZqU32>(own.parent)).B);
-   return ZqRotationMatrix::fromColumns(B.transposeTimes(R.column(0)),
-                                        B.transposeTimes(R.column(1)),
-                                        B.transposeTimes(R.column(2)));
+   return ZqRotationMatrix::fromColumns(
+      B.transposeTimes(R.column(0)), B.transposeTimes(R.column(1)), B.transposeTimes(R.column(2)));
 }
 
 ZqReal ZqMotionStages::driveInertia(ZqU32 link) const
 {
-   return m_plan->anyOwnDrive
-             ? linkAt(link).jointActuator().effectiveInertia(
-                  Zq::valueOrZero(m_positions.positionState().jointPositions(), link))
-             : joint(link).driveInertia;
+   return m_plan->anyOwnDrive ? linkAt(link).jointActuator().effectiveInertia(Zq::valueOrZero(
+                                   m_positions.positionState().jointPositions(), link))
+                              : joint(link).driveInertia;
 }
 
 /// Computes the articulated bodies of given torques and forces from outside, whatever stands there.
@@ -505,8 +526,8 @@ const ZqReal* ZqMotionStages::jointAccelerations(const ZqManipulatorExternalForc
 /// They are constants of a model all of whose joints turn.
 void ZqMotionStages::findLeastPivots()
 {
-   const bool areConstant = !tree().anyPrismatic && tree().slots == 0 &&
-                            tree().bodies == m_plan->bodies.data();
+   const bool areConstant =
+      !tree().anyPrismatic && tree().slots == 0 && tree().bodies == m_plan->bodies.data();
    if (areConstant && m_work.leastPivotsAreConstant)
       return;
    const auto count = static_cast<std::size_t>(tree().count);

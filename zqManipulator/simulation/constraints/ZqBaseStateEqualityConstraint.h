@@ -35,19 +35,11 @@ class ZqBaseStateEqualityConstraint
    : public ZqXmlAbstractClass<ZqBaseStateEqualityConstraint, ZqBaseExpressionTreeElement>
 {
 public:
-   /// Jacobians are results, and no part of the value: they are not copied either.
    ZqBaseStateEqualityConstraint() = default;
-   ZqBaseStateEqualityConstraint(const ZqBaseStateEqualityConstraint& other)
-      : ZqXmlAbstractClass(other)
-   {
-   }
-   // NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
-   ZqBaseStateEqualityConstraint& operator=(const ZqBaseStateEqualityConstraint& other)
-   {
-      ZqXmlAbstractClass::operator=(other);
-      return *this;
-   }
+   ZqBaseStateEqualityConstraint(const ZqBaseStateEqualityConstraint& other);
+   ZqBaseStateEqualityConstraint& operator=(const ZqBaseStateEqualityConstraint& other);
    ~ZqBaseStateEqualityConstraint() override = default;
+   /// Jacobians are results, and no part of the value.
    bool operator==(const ZqBaseStateEqualityConstraint&) const noexcept { return true; }
 
    /// The degree of constraint: the number of rows.

@@ -7,7 +7,6 @@
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
 
 #include <algorithm>
-#include <cmath>
 
 template class ZqXmlVariableVectorType<ZqBaseStateEqualityConstraint>;
 
@@ -62,7 +61,7 @@ ZqStateEqualityConstraintVector::greatest(const ZqReArray& rows) const
          std::min(row + (constraint != nullptr ? constraint->doc() : 0), rows.rows());
       ZqReal length = 0.0;
       for (; row < end; ++row)
-         length = std::hypot(length, rows[row][0]);
+         length = ZqVector(length, rows[row][0], 0.0).mag();
       if (!(length <= result.size))
          result = {length, i};
    }

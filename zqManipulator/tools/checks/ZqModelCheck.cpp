@@ -416,7 +416,7 @@ void checkLoops(Inspection& inspection, ZqU32 index)
       if (kinematics.hasGap[row])
       {
          ZqReal& gap = gaps[constraints.constraintOfRow(row)];
-         gap = std::hypot(gap, kinematics.gap[row][0]);
+         gap = ZqVector(gap, kinematics.gap[row][0], 0.0).mag();
       }
    for (ZqU32 i = 0; i < gaps.size(); ++i)
       if (!(gaps[i] <= placeTolerance))
