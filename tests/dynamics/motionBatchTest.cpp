@@ -153,7 +153,7 @@ zqTest::MotionInput single(Scene& scene, const Arrays& states, std::size_t row,
    input.acceleration.setJointAccelerations(joints(accelerations.row(list, row)));
    input.acceleration.setGeneralAcceleration(
       ofBase(accelerations.row(static_cast<List>(list + 1), row)) +
-      ZqGeneralMotion(scene.upGravity(), ZqVector()));
+      ZqGeneralMotion(scene.scene().gravity, ZqVector()));
    return input;
 }
 
@@ -230,7 +230,7 @@ void compareRow(Scene& scene, const Arrays& states, const std::vector<Arrays>& r
    ZqVelocityState v = input.velocity;
    ZqPositionState q = input.position;
    ZqAccelerationState change = a;
-   change.generalAcceleration() -= ZqGeneralMotion(scene.upGravity(), ZqVector());
+   change.generalAcceleration() -= ZqGeneralMotion(scene.scene().gravity, ZqVector());
    manipulator.propagateVelocityState(change, 1e-3, v);
    manipulator.propagateState(v, 1e-3, q);
    ZqRealVector placement;
@@ -252,7 +252,7 @@ TEST(MotionBatch, AgreesWithSingleStates)
       for (const InstructionSet set : instructionSets())
       {
          SCOPED_TRACE(testing::Message() << seed << " by " << static_cast<int>(set));
-         ZqMotionBatch batch(random.manipulator(), random.upGravity());
+         ZqMotionBatch batch(random.manipulator(), random.scene().gravity);
          ASSERT_TRUE(batch.setInstructionSet(set));
          std::vector<Arrays> results(operationCount, states);
          for (unsigned operation = 0; operation < operationCount; ++operation)
@@ -277,7 +277,7 @@ TEST(MotionBatch, GivesTheSameBitsInAnyBatchByAnyNumberOfThreads)
       for (const InstructionSet set : instructionSets())
          for (unsigned operation = 0; operation < operationCount; ++operation)
          {
-            ZqMotionBatch batch(random.manipulator(), random.upGravity());
+            ZqMotionBatch batch(random.manipulator(), random.scene().gravity);
             ASSERT_TRUE(batch.setInstructionSet(set));
             Arrays expected = states;
             ASSERT_TRUE(expected.run(batch, operation));
@@ -311,7 +311,7 @@ TEST(MotionBatch, TakesWhatIsLeftOutForZerosAndAllocatesNothing)
    Arrays states(random, 20);
    for (const List list : {V, BaseV, Given, BaseGiven})
       std::fill(states.at[list].begin(), states.at[list].end(), 0.0);
-   ZqMotionBatch batch(random.manipulator(), random.upGravity());
+   ZqMotionBatch batch(random.manipulator(), random.scene().gravity);
    batch.setThreads(2);
    Arrays expected = states;
    ASSERT_TRUE(expected.run(batch, Torques));
@@ -331,7 +331,7 @@ TEST(MotionBatch, RefusesWhatDoesNotFit)
    {
       Scene random(seed);
       const Arrays states(random, 3);
-      ZqMotionBatch batch(random.manipulator(), random.upGravity());
+      ZqMotionBatch batch(random.manipulator(), random.scene().gravity);
       for (std::size_t list = 0; list < listCount; ++list)
          for (const bool isShort : {true, false})
             for (unsigned operation = 0; operation < operationCount; ++operation)
