@@ -353,6 +353,7 @@ TEST(MotionBatch, RefusesWhatDoesNotFit)
       EXPECT_FALSE(
          batch.step({good.at[Q], good.at[Placements]}, {good.at[V], good.at[BaseV]}, {}, INFINITY));
       EXPECT_FALSE(batch.setInstructionSet(static_cast<InstructionSet>(7)));
+      EXPECT_TRUE(batch.setThreads(0) && batch.threads() == 1);
       EXPECT_EQ(good.at, states.at);
       EXPECT_EQ(log.text(),
                 "ZqMotionBatch::step(): the step, inf, is not finite.\n\n"
