@@ -32,6 +32,8 @@
 #include "zqManipulator/dynamics/tools/ZqMassMatrixFactor.h"
 #include "zqManipulator/dynamics/tools/ZqMassMatrixTool.h"
 #include "zqManipulator/dynamics/tools/ZqMatrixDTool.h"
+#include "zqManipulator/dynamics/tools/ZqMotionBatch.h"
+#include "zqManipulator/dynamics/tools/ZqMotionDerivativeTool.h"
 #include "zqManipulator/dynamics/tools/ZqNetTorques.h"
 #include "zqManipulator/dynamics/tools/ZqTotalTorqueTool.h"
 #include "zqManipulator/foundation/algebra/ZqAngle.h"

@@ -91,6 +91,8 @@ class ZqMatrixDTool;
 class ZqMechanicalActuatorComponent;
 class ZqMechanicalActuatorComponentContainer;
 class ZqModelEdit;
+class ZqMotionBatch;
+class ZqMotionDerivativeTool;
 class ZqNonNegReal;
 class ZqOldJointActuator;
 class ZqOldManipulatorAttachmentMap;

@@ -158,9 +158,10 @@ void RecursiveDynamics::articulate()
    for (std::size_t i = m_bodies.size(); i-- > 1;)
    {
       const RecursiveBody& body = m_bodies[i];
-      jointOf(body).addChildArbdToParent(m_bodies[body.parent].articulated, body.articulated,
-                                         body.q, Zq::valueOrZero(torques, i - 1),
-                                         driveInertia(body));
+      // Without a joint, or with one that does not move, the body is a part of its parent.
+      m_bodies[body.parent].articulated.joinWith(
+         body.articulated, unitMotion(body), driveInertia(body), Zq::valueOrZero(torques, i - 1),
+         ZqRotationMatrix(body.X.orientation()), body.X.translation());
    }
    if (!m_input.manipulator.isFixedBase())
       m_bodies[0].addedAcceleration =

@@ -101,6 +101,8 @@ public:
    virtual void resize(unsigned jointCount);
 
 private:
+   bool hasSize(ZqU32 jointCount) const noexcept;
+
    Reals m_outputTorques;
    Reals m_motorPositions;
    Reals m_motorVelocities;

@@ -56,8 +56,7 @@ ZQ_MOTION_INLINE void storePack(ZqReal* numbers, const P& pack)
 template <class P>
 ZQ_MOTION_INLINE P choose(const PackBits<P>& bits, const P& a, const P& b)
 {
-   using Bits = PackBits<P>;
-   return (P)(((Bits)a & bits) | ((Bits)b & ~bits));
+   return bits ? a : b;
 }
 
 template <class Bits>
@@ -65,9 +64,7 @@ ZQ_MOTION_INLINE bool areAllSet(const Bits& bits)
 {
    auto all = bits[0];
    for (unsigned lane = 1; lane < sizeof(Bits) / sizeof(bits[0]); ++lane)
-   {
       all &= bits[lane];
-   }
    return all != 0;
 }
 

@@ -10,9 +10,9 @@
 struct ZqMotionPlan
 {
    std::vector<zqMotion::Joint> joints;
-   std::vector<zqMotion::Body> bodies; ///< that of the base first
+   std::vector<zqMotion::Body> bodies;                          ///< that of the base first
    std::vector<ZqCoordinateSystemTransformation> primaryFrames; ///< in the DH frames
-   std::vector<ZqU32> slotLinks;       ///< the links whose joints are of the kind `Slot`
+   std::vector<ZqU32> slotLinks; ///< the links whose joints are of the kind `Slot`
    int depth = 0;
    bool anyPrismatic = false;
    /// The base is of a class of a user, whose queries may answer otherwise than the library's.
@@ -24,7 +24,11 @@ struct ZqMotionPlan
 
    zqMotion::Tree tree() const noexcept
    {
-      return {static_cast<int>(joints.size()), depth,         static_cast<int>(slotLinks.size()),
-              anyPrismatic,                    joints.data(), bodies.data()};
+      return {static_cast<int>(joints.size()),
+              depth,
+              static_cast<int>(slotLinks.size()),
+              anyPrismatic,
+              joints.data(),
+              bodies.data()};
    }
 };

@@ -37,7 +37,8 @@ struct ZqMotionWorkspace
    std::shared_ptr<const ZqMotionPlan> plan; ///< that the numbers belong to
    zqMotion::Tree tree{};
    std::array<std::uint64_t, StageCount> done;
-   std::vector<std::uint64_t> framesDone; ///< by link, the base first: where single links were placed
+   std::vector<std::uint64_t>
+      framesDone; ///< by link, the base first: where single links were placed
 
    std::uint64_t placedEpoch = 0; ///< in which `placed` were
    int placed = 0;                ///< a bound on the number of links that were placed singly

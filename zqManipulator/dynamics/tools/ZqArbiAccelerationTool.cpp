@@ -24,8 +24,7 @@ bool ZqArbiAccelerationTool::acceleration(const ZqStatedSystem& statedSystem,
    const ZqStatedSystemStruct stateStruct(&statedSystem, manipulator.manipulatorIndex());
    manipulator.placeBase(activeState.activePositionState());
    resize(manipulator);
-   m_netTorques.compute(manipulator, torque, externalForce, activeState, &stateStruct,
-                        m_netTorque);
+   m_netTorques.compute(manipulator, torque, externalForce, activeState, &stateStruct, m_netTorque);
 
    ZqMotionStages stages(manipulator, activeState);
    const ZqReal* const found = stages.jointAccelerations(externalForce, m_netTorque, &stateStruct);
@@ -34,10 +33,9 @@ bool ZqArbiAccelerationTool::acceleration(const ZqStatedSystem& statedSystem,
    auto& jointAccelerations = result.jointAccelerations();
    jointAccelerations.resize(links.size());
    for (ZqU32 i = 0; i < links.size(); ++i)
-      jointAccelerations[i] =
-         i < count ? found[i]
-                   : links[i]->arbiJointAcceleration(externalForce, m_netTorque, activeState,
-                                                     &stateStruct);
+      jointAccelerations[i] = i < count ? found[i]
+                                        : links[i]->arbiJointAcceleration(
+                                             externalForce, m_netTorque, activeState, &stateStruct);
    if (manipulator.isFixedBase())
    {
       result.setGeneralAcceleration(ZqGeneralMotion::nullObject());

@@ -1,9 +1,9 @@
 #include "zqManipulator/dynamics/tools/ZqCrbiAccelerationTool.h"
 
+#include "zqManipulator/dynamics/motion/ZqMotionPlan.h"
 #include "zqManipulator/dynamics/tools/ZqOwnActuators.h"
 #include "zqManipulator/foundation/algebra/ZqValueOrZero.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
-#include "zqManipulator/dynamics/motion/ZqMotionPlan.h"
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
 #include "zqManipulator/kinematics/manipulator/ZqMotionStages.h"
 #include "zqManipulator/kinematics/system/ZqManipulatorSystem.h"

@@ -13,7 +13,7 @@ ZqReal jointPosition(const ZqManipulatorLink& link, const ZqManipulatorActiveSta
 }
 
 ZqGeneralMotion unitMotion(const ZqManipulatorLink& link,
-                                  const ZqManipulatorActiveState& activeState)
+                           const ZqManipulatorActiveState& activeState)
 {
    return link.linkKinematicsContainer().accelerationAt(jointPosition(link, activeState), 0.0, 1.0);
 }

@@ -74,7 +74,8 @@ private:
    const ZqIndividualManipulator* m_manipulator = nullptr; ///< not owned
    ZqManipulatorActiveState m_activeState;
    ZqReArray m_massMatrix;
-   std::shared_ptr<const ZqMotionPlan> m_zerosOf; ///< the model between whose branches the matrix has zeros
+   std::shared_ptr<const ZqMotionPlan>
+      m_zerosOf; ///< the model between whose branches the matrix has zeros
    ZqReArray m_extendedMassMatrix;
    bool m_isFixedBase = true;
    unsigned int m_degreesOfConstraint = 0;

@@ -23,8 +23,7 @@ void ZqNetTorques::compute(const ZqIndividualManipulator& manipulator,
    {
       m_totalTorqueTool.setManipulator(&manipulator);
       m_totalTorqueTool.setTotalTorqueType(ZqTotalTorqueTool::BodyTorque);
-      load =
-         &m_totalTorqueTool.torques(externalForce, activeState, stateStruct).jointTorques();
+      load = &m_totalTorqueTool.torques(externalForce, activeState, stateStruct).jointTorques();
    }
    const auto& links = manipulator.linkPointerVector();
    for (ZqU32 i = 0; i < net.size(); ++i)

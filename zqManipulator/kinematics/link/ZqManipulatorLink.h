@@ -434,6 +434,7 @@ private:
    const ZqRigidBodyMassProperties&
    withAttachments(const ZqRigidBodyMassProperties& own, const ZqStatedSystemStruct* stateStruct,
                    const ZqCoordinateSystemTransformation* outer) const;
+   static void takeFramesInboard(int link, ZqManipulatorActivePositionState& activeState);
    const ZqLinkPositionState* placeInSystem(ZqManipulatorActivePositionState& activeState,
                                             bool primaryFrameIsNext) const;
    const ZqRigidBodyMassProperties& dhMasses(const ZqStatedSystemStruct* stateStruct) const;

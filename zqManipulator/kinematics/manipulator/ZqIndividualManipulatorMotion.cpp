@@ -126,8 +126,8 @@ const ZqGeneralMotion& ZqIndividualManipulator::arbiSupplementalDhFrameAccelerat
    {
       ZqMotionStages stages(*this, activeState);
       const auto* const bodies = stages.articulated(externalForce, torque, stateStruct);
-      base.setSupplementalDhAcceleration(
-         zqMotion::accelerationOfBase(bodies[0], stages.work().biasForces[0], torque.generalForce()));
+      base.setSupplementalDhAcceleration(zqMotion::accelerationOfBase(
+         bodies[0], stages.work().biasForces[0], torque.generalForce()));
    }
    return base.supplementalDhAcceleration();
 }

@@ -115,6 +115,21 @@ ZqManipulatorLink::primaryFrameInSystem(ZqManipulatorActivePositionState& active
    return m_theDummyTransformation;
 }
 
+/// Fills the records of a link and of those on its way to the base, up to the first that is placed.
+void ZqManipulatorLink::takeFramesInboard(int link, ZqManipulatorActivePositionState& activeState)
+{
+   const ZqMotionWorkspace& work = activeState.workspace();
+   for (int i = link; i >= 0; i = work.tree.joints[i].parent)
+   {
+      const auto index = static_cast<ZqU32>(i);
+      ZqLinkPositionState& record = activeState.record(index);
+      if (record.locationInSystemValid())
+         break;
+      zqMotion::takeFrame(work.frames[index + 1], work.tree.joints[i],
+                          work.plan->primaryFrames[index], false, record);
+   }
+}
+
 /// The record of the link with both frames valid, or null when the state has none, or no joint position
 /// to fill it from.
 const ZqLinkPositionState*
@@ -132,19 +147,12 @@ ZqManipulatorLink::placeInSystem(ZqManipulatorActivePositionState& activeState,
    if (m_manipulator == nullptr || work.owner != m_manipulator ||
        !work.isDone(ZqMotionWorkspace::Frames, activeState.epoch()))
       ZqMotionStages(*this, activeState).frame(m_linkIndex);
-   // With it the links on the way to the base, up to the first that is placed.
-   const zqMotion::Joint* const joints = work.tree.joints;
-   const auto& primaryFrames = work.plan->primaryFrames;
-   ZqLinkPositionState* record = &own;
-   for (ZqU32 i = m_linkIndex; !record->locationInSystemValid();
-        record = &activeState.record(i))
-   {
-      zqMotion::takeFrame(work.frames[i + 1], joints[i], primaryFrames[i],
-                          primaryFrameIsNext && i == m_linkIndex, *record);
-      if (joints[i].parent < 0)
-         break;
-      i = static_cast<ZqU32>(joints[i].parent);
-   }
+   const zqMotion::Joint& joint = work.tree.joints[m_linkIndex];
+   zqMotion::takeFrame(work.frames[m_linkIndex + 1], joint, work.plan->primaryFrames[m_linkIndex],
+                       primaryFrameIsNext, own);
+   if (joint.parent >= 0 &&
+       !activeState.record(static_cast<ZqU32>(joint.parent)).locationInSystemValid())
+      takeFramesInboard(joint.parent, activeState);
    return &own;
 }
 
@@ -230,8 +238,8 @@ ZqManipulatorLink::dhFrameAccelerationInLocal(ZqManipulatorActiveState& activeSt
       return own->dhFrameAccelerationInLocal();
 
    ZqMotionStages stages(*this, activeState);
-   own->setDhFrameAccelerationInLocal(
-      zqMotion::accelerationOfDhFrame(stages.joint(m_linkIndex), stages.motions()[m_linkIndex + 1]));
+   own->setDhFrameAccelerationInLocal(zqMotion::accelerationOfDhFrame(
+      stages.joint(m_linkIndex), stages.motions()[m_linkIndex + 1]));
    return own->dhFrameAccelerationInLocal();
 }
 
@@ -477,10 +485,9 @@ ZqManipulatorLink::arbd(const ZqManipulatorExternalForce& externalForce,
    {
       ZqMotionStages stages(*this, activeState);
       const auto* const bodies = stages.articulated(externalForce, torque, stateStruct);
-      zqMotion::takeArticulatedBody(bodies[m_linkIndex + 1],
-                                    stages.work().biasForces[m_linkIndex + 1],
-                                    &stages.joint(m_linkIndex), childLinks().size() == 0,
-                                    own.arbdInPlace());
+      zqMotion::takeArticulatedBody(
+         bodies[m_linkIndex + 1], stages.work().biasForces[m_linkIndex + 1],
+         &stages.joint(m_linkIndex), childLinks().size() == 0, own.arbdInPlace());
       own.setArbdValid(true);
    }
    return own.arbd();
@@ -495,8 +502,7 @@ void ZqManipulatorLink::addArbdToParent(ZqArticulatedBodyDynamics& parentArbd,
    const ZqArticulatedBodyDynamics& own = arbd(externalForce, torque, activeState, stateStruct);
    if (const ZqLinkKinematics* joint = m_linkKinematicsContainer.topElement())
    {
-      const ZqReal q =
-         Zq::valueOrZero(activeState.positionState().jointPositions(), m_linkIndex);
+      const ZqReal q = Zq::valueOrZero(activeState.positionState().jointPositions(), m_linkIndex);
       joint->addChildArbdToParent(parentArbd, own, q,
                                   Zq::valueOrZero(torque.jointTorques(), m_linkIndex),
                                   m_jointActuator.effectiveInertia(q));

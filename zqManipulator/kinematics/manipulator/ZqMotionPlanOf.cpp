@@ -12,45 +12,43 @@
 
 namespace
 {
-using namespace zqMotion;
-
-bool isTwist(const Mat3<ZqReal>& E)
+bool isTwist(const zqMotion::Mat3<ZqReal>& E)
 {
    constexpr ZqReal rounding = 2.0 * std::numeric_limits<ZqReal>::epsilon();
    return std::abs(E.xy) < rounding && std::abs(E.xz) < rounding && E.xx > 0.0;
 }
 
 /// Takes out of a turn about x alone what is rounding.
-void straighten(Joint& joint)
+void straighten(zqMotion::Joint& joint)
 {
-   Quat<ZqReal>& q = joint.EAsQuat;
-   const ZqReal length = std::hypot(q.w, q.x);
+   zqMotion::Quat<ZqReal>& q = joint.EAsQuat;
+   const ZqReal length = std::sqrt(q.w * q.w + q.x * q.x);
    q = {q.w / length, q.x / length, 0.0, 0.0};
-   const ZqReal norm = std::hypot(joint.E.zz, joint.E.zy);
+   const ZqReal norm = std::sqrt(joint.E.zz * joint.E.zz + joint.E.zy * joint.E.zy);
    joint.cosTwist = joint.E.zz / norm;
    joint.sinTwist = joint.E.zy / norm;
    joint.E = {1.0,           0.0, 0.0, 0.0, joint.cosTwist, -joint.sinTwist, 0.0, joint.sinTwist,
               joint.cosTwist};
 }
 
-void setPlacement(Joint& joint, const ZqJointAxis& axis, const ZqJointAxis* parent)
+void setPlacement(zqMotion::Joint& joint, const ZqJointAxis& axis, const ZqJointAxis* parent)
 {
    ZqCoordinateSystemTransformation X = axis.inInboard;
    if (parent != nullptr && parent->hasDhOffset)
       X = parent->dhFrame * X;
    joint.kind = axis.kind;
-   joint.E = matrixOf(X.orientation());
-   joint.p = plain(X.translation());
-   joint.EAsQuat = plain(X.orientation());
+   joint.E = zqMotion::matrixOf(X.orientation());
+   joint.p = zqMotion::plain(X.translation());
+   joint.EAsQuat = zqMotion::plain(X.orientation());
    joint.cosTwist = 1.0;
    joint.sinTwist = 0.0;
-   joint.isTwist = axis.kind != JointKind::Slot && isTwist(joint.E);
+   joint.isTwist = axis.kind != zqMotion::JointKind::Slot && isTwist(joint.E);
    if (joint.isTwist)
       straighten(joint);
    joint.hasDhOffset = axis.hasDhOffset;
-   joint.B = matrixOf(axis.dhFrame.orientation());
-   joint.pB = plain(axis.dhFrame.translation());
-   joint.BAsQuat = plain(axis.dhFrame.orientation());
+   joint.B = zqMotion::matrixOf(axis.dhFrame.orientation());
+   joint.pB = zqMotion::plain(axis.dhFrame.translation());
+   joint.BAsQuat = zqMotion::plain(axis.dhFrame.orientation());
 }
 
 /// Whether a drive is one of the library's, whose inertia is the same in every position.
@@ -61,7 +59,7 @@ bool isOwnDrive(const ZqMechanicalActuatorComponent& drive)
           typeid(drive) != typeid(ZqHydraulicCylinder);
 }
 
-void setDrive(const ZqManipulatorLink& link, Joint& joint, ZqMotionPlan& plan)
+void setDrive(const ZqManipulatorLink& link, zqMotion::Joint& joint, ZqMotionPlan& plan)
 {
    joint.driveInertia = link.jointActuator().effectiveInertia(0.0);
    if (const auto* drive = link.jointActuator().mechanicalComponentContainer().topElement())
@@ -75,8 +73,8 @@ void setDrive(const ZqManipulatorLink& link, Joint& joint, ZqMotionPlan& plan)
 } // namespace
 
 /// The integral of r r^T follows from the second moment I: trace(I) / 2 E - I.
-Body zqMotionBodyOf(const ZqRigidBodyMassProperties& masses,
-                    const ZqCoordinateSystemTransformation& dhFrame)
+zqMotion::Body zqMotionBodyOf(const ZqRigidBodyMassProperties& masses,
+                              const ZqCoordinateSystemTransformation& dhFrame)
 {
    ZqRigidBodyMassProperties moved = masses;
    if (dhFrame.mode() != ZqCoordinateSystemTransformation::NoChange)
@@ -84,7 +82,7 @@ Body zqMotionBodyOf(const ZqRigidBodyMassProperties& masses,
    const ZqSecondMoment& I = moved.secondMoment();
    const ZqReal half = 0.5 * (I.xx() + I.yy() + I.zz());
    return {moved.mass(),
-           plain(moved.firstMoment()),
+           zqMotion::plain(moved.firstMoment()),
            {half - I.xx(), half - I.yy(), half - I.zz(), -I.xy(), -I.xz(), -I.yz()}};
 }
 
@@ -102,7 +100,7 @@ ZqMotionPlan zqMotionPlanOf(const std::vector<ZqManipulatorLink*>& links,
    for (std::size_t i = 0; i < links.size(); ++i)
    {
       const ZqManipulatorLink& link = *links[i];
-      Joint& joint = plan.joints[i];
+      zqMotion::Joint& joint = plan.joints[i];
       const ZqManipulatorLink* const parentLink = link.parentLink();
       const std::size_t parent = parentLink != nullptr ? parentLink->linkIndex() : i;
       const bool isRoot = parent >= i;
@@ -114,12 +112,12 @@ ZqMotionPlan zqMotionPlanOf(const std::vector<ZqManipulatorLink*>& links,
       axes[i] = ZqJointAxis::of(link.linkKinematicsContainer());
       setPlacement(joint, axes[i], isRoot ? nullptr : &axes[parent]);
       joint.slot = -1;
-      if (joint.kind == JointKind::Slot)
+      if (joint.kind == zqMotion::JointKind::Slot)
       {
          joint.slot = static_cast<int>(plan.slotLinks.size());
          plan.slotLinks.push_back(static_cast<ZqU32>(i));
       }
-      plan.anyPrismatic = plan.anyPrismatic || joint.kind == JointKind::Prismatic;
+      plan.anyPrismatic = plan.anyPrismatic || joint.kind == zqMotion::JointKind::Prismatic;
       plan.bodies[i + 1] = zqMotionBodyOf(link.massPropertiesInDHFrame(), axes[i].dhFrame);
       plan.primaryFrames[i] = link.primaryFrame();
       setDrive(link, joint, plan);
@@ -127,7 +125,7 @@ ZqMotionPlan zqMotionPlanOf(const std::vector<ZqManipulatorLink*>& links,
    for (std::size_t i = links.size(); i-- > 0;)
       if (plan.joints[i].parent >= 0)
       {
-         Joint& parent = plan.joints[static_cast<std::size_t>(plan.joints[i].parent)];
+         zqMotion::Joint& parent = plan.joints[static_cast<std::size_t>(plan.joints[i].parent)];
          parent.end = std::max(parent.end, plan.joints[i].end);
       }
    return plan;

@@ -4,7 +4,6 @@
 #include "zqManipulator/dynamics/bodies/ZqRigidBodyMassProperties.h"
 #include "zqManipulator/dynamics/motion/ZqArticulatedSweep.h"
 #include "zqManipulator/kinematics/joint/ZqJointAxis.h"
-#include "zqManipulator/state/ZqLinkPositionState.h"
 
 #include <tuple>
 
@@ -21,23 +20,6 @@ ZqGeneralMotion atDhFrame(const Joint& joint, const Vec3<ZqReal>& linear,
            vectorOf(transposeTimes(joint.B, angular))};
 }
 } // namespace
-
-void takeFrame(const Frame<ZqReal>& frame, const Joint& joint,
-               const ZqCoordinateSystemTransformation& primaryFrame, bool primaryFrameIsNext,
-               ZqLinkPositionState& record) noexcept
-{
-   const auto& [p, q] = frame;
-   const ZqVector origin(p.x, p.y, p.z);
-   const ZqOrientation axes(q.w, q.x, q.y, q.z);
-   if (!joint.hasDhOffset)
-   {
-      record.setLocation(origin, axes, primaryFrame, primaryFrameIsNext);
-      return;
-   }
-   const auto& [w, x, y, z] = joint.BAsQuat;
-   record.setLocation(origin + axes * vectorOf(joint.pB), axes * ZqOrientation(w, x, y, z),
-                      primaryFrame, primaryFrameIsNext);
-}
 
 ZqGeneralMotion velocityOfDhFrame(const Joint& joint, const Vec6<ZqReal>& velocity) noexcept
 {

@@ -1,13 +1,11 @@
 #pragma once
 
 #include "zqManipulator/dynamics/motion/ZqMotionTree.h"
-#include "zqManipulator/foundation/algebra/ZqVector.h"
+#include "zqManipulator/state/ZqLinkPositionState.h"
 
 class ZqArticulatedBodyDynamics;
-class ZqCoordinateSystemTransformation;
 class ZqGeneralForce;
 class ZqGeneralMotion;
-class ZqLinkPositionState;
 class ZqRigidBodyMassProperties;
 
 // From the numbers of the sweeps, which stand in the axis frame of a link, to the records of the link, which
@@ -19,9 +17,20 @@ inline ZqVector vectorOf(const Vec3<ZqReal>& v) noexcept
    return {v.x, v.y, v.z};
 }
 
-void takeFrame(const Frame<ZqReal>& frame, const Joint& joint,
-               const ZqCoordinateSystemTransformation& primaryFrame, bool primaryFrameIsNext,
-               ZqLinkPositionState& record) noexcept;
+inline void takeFrame(const Frame<ZqReal>& frame, const Joint& joint,
+                      const ZqCoordinateSystemTransformation& primaryFrame, bool primaryFrameIsNext,
+                      ZqLinkPositionState& record) noexcept
+{
+   ZqVector origin = vectorOf(frame.p);
+   ZqOrientation axes(frame.q.w, frame.q.x, frame.q.y, frame.q.z);
+   if (joint.hasDhOffset)
+   {
+      const auto& [w, x, y, z] = joint.BAsQuat;
+      origin = origin + axes * vectorOf(joint.pB);
+      axes = axes * ZqOrientation(w, x, y, z);
+   }
+   record.setLocation(origin, axes, primaryFrame, primaryFrameIsNext);
+}
 ZqGeneralMotion velocityOfDhFrame(const Joint& joint, const Vec6<ZqReal>& velocity) noexcept;
 ZqGeneralMotion accelerationOfDhFrame(const Joint& joint,
                                       const LinkMotion<ZqReal>& motion) noexcept;

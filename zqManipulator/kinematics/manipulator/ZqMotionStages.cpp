@@ -281,8 +281,8 @@ const zqMotion::Vec6<ZqReal>* ZqMotionStages::velocities()
    V[0] = m_manipulator != nullptr ? plain(m_manipulator->dhFrameVelocityInLocal(*m_activeState))
                                    : zqMotion::Vec6<ZqReal>{};
    const ZqReal* const q = m_positions.positionState().jointPositions().values().data();
-   const ZqReal* const qd = atLeast(m_activeState->velocityState().jointVelocities(), tree().count,
-                                    m_work.velocities);
+   const ZqReal* const qd =
+      atLeast(m_activeState->velocityState().jointVelocities(), tree().count, m_work.velocities);
    for (int k = 0; k < tree().slots; ++k)
    {
       const ZqU32 i = m_plan->slotLinks[static_cast<std::size_t>(k)];
@@ -311,8 +311,7 @@ void ZqMotionStages::setBaseMotion(zqMotion::LinkMotion<ZqReal>& base)
    // What those queries answer, without their records: turned from the axes of the system.
    const ZqRotationMatrix R(m_manipulator->dhFrameInSystem(m_positions).orientation());
    const ZqGeneralMotion& A = m_activeState->accelerationState().generalAcceleration();
-   base.omega = plain(
-      R.transposeTimes(m_activeState->velocityState().generalVelocity().angular()));
+   base.omega = plain(R.transposeTimes(m_activeState->velocityState().generalVelocity().angular()));
    base.alpha = plain(R.transposeTimes(A.angular()));
    base.a = plain(R.transposeTimes(A.linear()));
 }
@@ -362,9 +361,8 @@ void ZqMotionStages::takeBodies(const ZqStatedSystemStruct* stateStruct)
 
 /// Forces from outside act on the DH frame: turned into the axis frame and moved to its origin, they take
 /// their share off what has to move the link.
-void ZqMotionStages::takeExternalForces(
-   const ZqManipulatorExternalForce& externalForce,
-   std::vector<zqMotion::LinkForce<ZqReal>>& forces) const
+void ZqMotionStages::takeExternalForces(const ZqManipulatorExternalForce& externalForce,
+                                        std::vector<zqMotion::LinkForce<ZqReal>>& forces) const
 {
    const auto take = [&](std::size_t at, const ZqGeneralForce& external, const Joint* own)
    {
@@ -413,8 +411,8 @@ ZqMotionStages::composites(const ZqStatedSystemStruct* stateStruct)
       return m_work.composites.data();
    const zqMotion::Turn<ZqReal>* const turned = turns();
    takeBodies(stateStruct);
-   zqMotion::composeBodies(
-      tree(), turned, sized(m_work.composites, static_cast<std::size_t>(tree().count) + 1));
+   zqMotion::composeBodies(tree(), turned,
+                           sized(m_work.composites, static_cast<std::size_t>(tree().count) + 1));
    m_work.done[Work::Composites] = epoch;
    return m_work.composites.data();
 }
@@ -445,17 +443,15 @@ ZqRotationMatrix ZqMotionStages::dhRotation(ZqU32 link)
    if (own.parent < 0 || !joint(static_cast<ZqU32>(own.parent)).hasDhOffset)
       return R;
    const ZqRotationMatrix B = matrixOf(joint(static_cast<ZqU32>(own.parent)).B);
-   return ZqRotationMatrix::fromColumns(B.transposeTimes(R.column(0)),
-                                        B.transposeTimes(R.column(1)),
-                                        B.transposeTimes(R.column(2)));
+   return ZqRotationMatrix::fromColumns(
+      B.transposeTimes(R.column(0)), B.transposeTimes(R.column(1)), B.transposeTimes(R.column(2)));
 }
 
 ZqReal ZqMotionStages::driveInertia(ZqU32 link) const
 {
-   return m_plan->anyOwnDrive
-             ? linkAt(link).jointActuator().effectiveInertia(
-                  Zq::valueOrZero(m_positions.positionState().jointPositions(), link))
-             : joint(link).driveInertia;
+   return m_plan->anyOwnDrive ? linkAt(link).jointActuator().effectiveInertia(Zq::valueOrZero(
+                                   m_positions.positionState().jointPositions(), link))
+                              : joint(link).driveInertia;
 }
 
 /// Computes the articulated bodies of given torques and forces from outside, whatever stands there.
@@ -530,8 +526,8 @@ const ZqReal* ZqMotionStages::jointAccelerations(const ZqManipulatorExternalForc
 /// They are constants of a model all of whose joints turn.
 void ZqMotionStages::findLeastPivots()
 {
-   const bool areConstant = !tree().anyPrismatic && tree().slots == 0 &&
-                            tree().bodies == m_plan->bodies.data();
+   const bool areConstant =
+      !tree().anyPrismatic && tree().slots == 0 && tree().bodies == m_plan->bodies.data();
    if (areConstant && m_work.leastPivotsAreConstant)
       return;
    const auto count = static_cast<std::size_t>(tree().count);

@@ -67,6 +67,13 @@ public:
    ZqRotationMatrix dhRotation(ZqU32 link);
    /// The inertia of a drive at its joint, as it is in this position.
    ZqReal driveInertia(ZqU32 link) const;
+   /// Gives the joints of the tree the inertia of their drives in this position.
+   void takeDriveInertias();
+   /// Gives the tree the bodies of a scene.
+   void takeBodies(const ZqStatedSystemStruct* stateStruct);
+   /// Takes forces from outside off what has to move the links: by link, the base first, in axis frames.
+   void takeExternalForces(const ZqManipulatorExternalForce& externalForce,
+                           std::vector<zqMotion::LinkForce<ZqReal>>& forces) const;
 
 private:
    const ZqManipulatorLink& linkAt(ZqU32 index) const;
@@ -79,11 +86,7 @@ private:
    void articulate(const ZqManipulatorExternalForce& externalForce,
                    const ZqManipulatorTorque& torque, const ZqStatedSystemStruct* stateStruct);
    void accelerate();
-   void takeDriveInertias();
    void findLeastPivots();
-   void takeBodies(const ZqStatedSystemStruct* stateStruct);
-   void takeExternalForces(const ZqManipulatorExternalForce& externalForce,
-                           std::vector<zqMotion::LinkForce<ZqReal>>& forces) const;
 
    const ZqIndividualManipulator* m_manipulator; ///< null for a tree that belongs to none
    const ZqManipulatorLink* m_root = nullptr;    ///< of such a tree

@@ -1,3 +1,4 @@
+#include "zqManipulator/dynamics/motion/ZqMotionPlan.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
 #include "zqManipulator/state/ZqAccelerationState.h"
@@ -18,6 +19,15 @@ bool isStep(ZqReal dt, const char* operation)
       Zq::Rejected, "ZqIndividualManipulator::%s(): the step, %g, is not finite.\n", operation, dt);
    return false;
 }
+
+/// Where no joint has a drive, all answer as one without parts does, and the links need not be touched. Links
+/// below the base are plain ones.
+const ZqJointActuator& driveOf(const ZqManipulatorLink::LinkPointerVector& links, std::size_t i,
+                               bool anyDrive)
+{
+   static const ZqJointActuator withoutParts;
+   return anyDrive ? links[i]->ZqManipulatorLink::jointActuator() : withoutParts;
+}
 } // namespace
 
 void ZqIndividualManipulator::propagateState(const ZqVelocityState& velocity, ZqReal dt,
@@ -27,6 +37,7 @@ void ZqIndividualManipulator::propagateState(const ZqVelocityState& velocity, Zq
    if (!isStep(dt, "propagateState"))
       return;
    const LinkPointerVector& links = linkPointerVector();
+   const bool anyDrive = motionPlan().anyDrive;
    const auto count = std::min<std::size_t>(
       {links.size(), velocity.jointVelocities().size(), position.jointPositions().size()});
    const ZqReal* const rates = velocity.jointVelocities().values().data();
@@ -39,8 +50,8 @@ void ZqIndividualManipulator::propagateState(const ZqVelocityState& velocity, Zq
    };
    for (std::size_t i = 0; i < count; ++i)
    {
-      // Links below the base are plain ones. Only the limit ahead is asked for.
-      const ZqJointActuator& drive = links[i]->ZqManipulatorLink::jointActuator();
+      // Only the limit ahead is asked for.
+      const ZqJointActuator& drive = driveOf(links, i, anyDrive);
       const ZqReal rate = rates[i];
       const ZqReal q = dt * rate + joints[i];
       joints[i] = q;
@@ -80,13 +91,14 @@ void ZqIndividualManipulator::propagateVelocityState(const ZqAccelerationState& 
    if (!isStep(dt, "propagateVelocityState"))
       return;
    const LinkPointerVector& links = linkPointerVector();
+   const bool anyDrive = motionPlan().anyDrive;
    const auto count = std::min<std::size_t>(
       {links.size(), acceleration.jointAccelerations().size(), velocity.jointVelocities().size()});
    const ZqReal* const accelerations = acceleration.jointAccelerations().values().data();
    ZqReal* const rates = velocity.jointVelocities().values().data();
    for (std::size_t i = 0; i < count; ++i)
    {
-      const ZqJointActuator& drive = links[i]->ZqManipulatorLink::jointActuator();
+      const ZqJointActuator& drive = driveOf(links, i, anyDrive);
       const ZqReal most = drive.ZqJointActuator::maxOutputRate();
       ZqReal rate = dt * accelerations[i] + rates[i];
       if (most <= rate)
