@@ -93,6 +93,7 @@ class ZqMechanicalActuatorComponentContainer;
 class ZqModelEdit;
 class ZqMotionBatch;
 class ZqMotionDerivativeTool;
+class ZqNetTorques;
 class ZqNonNegReal;
 class ZqOldJointActuator;
 class ZqOldManipulatorAttachmentMap;

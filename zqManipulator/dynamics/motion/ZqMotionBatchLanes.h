@@ -1,6 +1,6 @@
 // The kernel of batches, included by one source for each instruction set, which has defined
 // ZQ_MOTION_TARGET, ZQ_MOTION_LANES and ZQ_MOTION_KERNEL, the name of the kernel. A lane is a state: the sweeps
-// are run over packs. Of the last states, where they do not fill a pack, the last one is repeated.
+// are run over packs.
 
 #include "zqManipulator/dynamics/motion/ZqArticulatedSweep.h"
 #include "zqManipulator/dynamics/motion/ZqInverseDynamicsSweep.h"
@@ -14,15 +14,15 @@ namespace
 using namespace zqMotion;
 using Lanes = Pack<ZQ_MOTION_LANES>;
 
-/// The states of a pack.
+/// The states of a pack: those from the first to the end, the last one as often as lanes are left.
 struct Block
 {
-   std::size_t first;
-   int count; ///< at least one; not more than there are lanes
+   std::size_t states[ZQ_MOTION_LANES];
 
-   ZQ_MOTION_INLINE std::size_t state(int lane) const
+   ZQ_MOTION_INLINE Block(std::size_t first, std::size_t end)
    {
-      return first + static_cast<std::size_t>(lane < count ? lane : count - 1);
+      for (std::size_t lane = 0; lane < ZQ_MOTION_LANES; ++lane)
+         states[lane] = first + lane < end ? first + lane : end - 1;
    }
 };
 
@@ -62,10 +62,10 @@ struct Work
       zeros = space.take<ZqReal>(n);
       slotsOfState = space.take<Slot<ZqReal>>(tree.slots);
       slots = space.take<Slot<Lanes>>(tree.slots);
-      for (Lanes** const array : {&q, &halfCos, &halfSin, &v, &given, &result})
-      {
+      // No list of the standard library's, whose functions any object may be given.
+      Lanes** const byJoint[] = {&q, &halfCos, &halfSin, &v, &given, &result};
+      for (Lanes** const array : byJoint)
          *array = space.take<Lanes>(n);
-      }
       turns = space.take<Turn<Lanes>>(n);
       frames = space.take<Frame<Lanes>>(n + 1);
       motions = space.take<LinkMotion<Lanes>>(n + 1);
@@ -89,7 +89,7 @@ struct Rows
    ZQ_MOTION_INLINE Rows(Real* numbers, std::size_t rowSize, const Block& block)
    {
       for (int lane = 0; lane < ZQ_MOTION_LANES; ++lane)
-         of[lane] = numbers + block.state(lane) * rowSize;
+         of[lane] = numbers + block.states[lane] * rowSize;
    }
    ZQ_MOTION_INLINE Lanes column(int i) const
    {
@@ -161,7 +161,7 @@ void loadSlots(const BatchJob& job, const ZqReal* accelerations, const Block& bl
    const auto n = static_cast<std::size_t>(job.tree.count);
    for (int lane = 0; lane < ZQ_MOTION_LANES; ++lane)
    {
-      const std::size_t at = block.state(lane) * n;
+      const std::size_t at = block.states[lane] * n;
       job.fillSlots(job.model, job.q + at, job.v == nullptr ? nullptr : job.v + at,
                     accelerations == nullptr ? nullptr : accelerations + at, work.slotsOfState);
       for (int k = 0; k < job.tree.slots; ++k)
@@ -476,11 +476,7 @@ void forBlocks(const BatchJob& job, std::size_t first, std::size_t end, void* sp
    for (int i = 0; i < job.tree.count; ++i)
       work.zeros[i] = 0.0;
    for (std::size_t at = first; at < end; at += ZQ_MOTION_LANES)
-   {
-      const std::size_t left = end - at;
-      computeBlock(job, {at, left < ZQ_MOTION_LANES ? static_cast<int>(left) : ZQ_MOTION_LANES},
-                   work);
-   }
+      computeBlock(job, Block(at, end), work);
 }
 
 std::size_t workSize(const Tree& tree)

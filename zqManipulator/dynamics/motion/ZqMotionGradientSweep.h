@@ -14,8 +14,8 @@
 // Symbols: S the unit motion of a joint; S' = V x S, and what S changes in the axes of its link, where V is the
 // velocity of the parent: the rate of S in time; S'' = A x S + V x (V x S), where A is the acceleration of the
 // parent; I, B, F of a subtree its inertia, its Coriolis matrix (2 B S is the force on bodies that a motion S
-// turns while they have the velocities that they have) and the force that moves it. Then with i inboard of j, or the same, where the last term of
-// the first line is zero,
+// turns while they have the velocities that they have) and the force that moves it. Then with i inboard of j,
+// or the same, where the last term of the first line is zero,
 //
 //    d tau_i / dq_j  = S_i . (I_j S''_j + 2 B_j S'_j + S_j x* F_j)
 //    d tau_j / dq_i  = S_j . (I_j S''_i + 2 B_j S'_i)
@@ -39,8 +39,8 @@ struct SubtreeSums
 };
 
 /// The work space of the sweeps below. Owns nothing. Numbers stand in columns: component k of joint i at
-/// k * stride + i, and of link i, by link, at k * stride + i + 1, since the base is first. So two neighbours are
-/// a pack, and take the same steps at once.
+/// k * stride + i; of link i at k * stride + i + 1, since the base is first. So two neighbours are a pack, and
+/// take the same steps at once.
 struct GradientWork
 {
    static constexpr int sumColumns = 28;

@@ -1,5 +1,6 @@
 #include "zqManipulator/dynamics/tools/ZqBatchThreads.h"
 
+#include <algorithm>
 #include <system_error>
 
 bool ZqBatchThreads::setCount(ZqU32 count)
@@ -8,15 +9,14 @@ bool ZqBatchThreads::setCount(ZqU32 count)
    m_round = 0;
    try
    {
-      m_threads.reserve(count);
-      while (this->count() < count)
+      while (this->count() < std::min(count, mostThreads))
          m_threads.emplace_back(&ZqBatchThreads::work, this, this->count());
    }
    catch (const std::system_error&)
    {
       return false;
    }
-   return true;
+   return count <= mostThreads;
 }
 
 void ZqBatchThreads::run(Task task, const void* context)

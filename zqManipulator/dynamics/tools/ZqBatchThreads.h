@@ -22,7 +22,8 @@ public:
 
    /// The caller included.
    ZqU32 count() const { return static_cast<ZqU32>(m_threads.size()) + 1; }
-   /// False when the system has no more threads: then there are fewer.
+   static constexpr ZqU32 mostThreads = 1024;
+   /// False when there cannot be as many: then there are fewer.
    bool setCount(ZqU32 count);
    /// Does the parts 0 to count() - 1, and returns when all are done. A task does not throw.
    void run(Task task, const void* context);

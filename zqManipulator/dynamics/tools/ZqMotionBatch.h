@@ -17,11 +17,11 @@ class ZqIndividualManipulator;
 /// in the system, its origin and then its axes as a quaternion of unit length (n x 7: x y z, w x y z); a
 /// velocity or an acceleration is that of its origin, a force acts there, the linear part first (n x 6).
 ///
-/// | array                     | joints  | bases | of a fixed base                            |
-/// |---------------------------|---------|-------|--------------------------------------------|
-/// | positions                 | n x dof | n x 7 | may be left out: it is where the model is   |
-/// | velocities, accelerations | n x dof | n x 6 | left out: the base is at rest              |
-/// | torques                   | n x dof | n x 6 | a result; what is given would act on nothing |
+/// | array                     | joints  | bases | of a fixed base                                |
+/// |---------------------------|---------|-------|------------------------------------------------|
+/// | positions                 | n x dof | n x 7 | may be left out: it is where the model is      |
+/// | velocities, accelerations | n x dof | n x 6 | left out: the base is at rest                  |
+/// | torques                   | n x dof | n x 6 | left out where given; as a result what holds it |
 ///
 /// An empty array of given rates, accelerations or torques stands for zeros; an empty one for results of the
 /// base is not filled. Torques are those at the joints: the inertia of drives counts, as a constant of the
@@ -72,7 +72,8 @@ public:
    bool setInstructionSet(InstructionSet set);
    /// How many threads share the states of a batch, the caller among them.
    ZqU32 threads() const;
-   /// Zero stands for one. False, with a message, when the system has no more threads: then there are fewer.
+   /// Zero stands for one. False, with a message, when there are fewer: as the system has no more, or for more
+   /// than 1024.
    bool setThreads(ZqU32 count);
    /// @}
 

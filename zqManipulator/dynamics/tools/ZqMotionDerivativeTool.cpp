@@ -302,7 +302,7 @@ ZqMotionDerivativeTool::torqueByAcceleration(ZqManipulatorActiveState& activeSta
    zqMotion::writeMassMatrix(tree, stage.axes.data(), stage.axisForces.data(), count,
                              M.ofJoints(0, 0), static_cast<std::size_t>(M.rowLength));
    if (firstJoint() > 0)
-      zqMotion::writeBaseInertia(tree, stages.composites(stateStruct)[0], stage.axisForces.data(),
+      zqMotion::writeBaseInertia(tree, stages.whole(stateStruct), stage.axisForces.data(),
                                  tree.count, M);
    for (int i = 0; i < tree.count && stages.plan().anyDrive; ++i)
       *M.ofJoints(i, i) += stages.driveInertia(static_cast<ZqU32>(i));
@@ -407,7 +407,7 @@ void ZqMotionDerivativeTool::writeMomenta(ZqManipulatorActiveState& activeState,
    m_manipulator->placeBase(activeState.activePositionState());
    ZqMotionStages stages(*m_manipulator, activeState);
    stages.axes(stateStruct);
-   const zqMotion::Composite<ZqReal>& whole = stages.composites(stateStruct)[0];
+   const zqMotion::Composite<ZqReal> whole = stages.whole(stateStruct);
    const auto R = zqMotion::matrixOf(
       m_manipulator->dhFrameInSystem(activeState.activePositionState()).orientation());
    const JacobianMatrix J = sizedJacobian(result, m_manipulator->totalDof(), firstJoint());

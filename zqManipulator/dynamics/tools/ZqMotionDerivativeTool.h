@@ -21,29 +21,28 @@ struct JacobianView;
 /// 2018; Singh, Russell and Wensing 2022), Jacobians, and the centroidal momentum matrix (Orin, Goswami and Lee
 /// 2013).
 ///
-/// All are arrays over the degrees of freedom of the manipulator, N = `totalDof()`: joint i of a fixed base has
-/// row or column i. A free base comes first with six of its own, linear before angular, and joint i has 6 + i.
-/// These six are along the axes of the base's DH frame, about its origin:
+/// All are arrays over the degrees of freedom, N = `totalDof()`: joint i of a fixed base has row or column i. A
+/// free base comes first with six of its own, linear before angular, and joint i then has 6 + i. These six are
+/// along the axes of the base's DH frame, about its origin:
 ///
-/// | of a free base | means                                                                                 |
-/// |----------------|---------------------------------------------------------------------------------------|
-/// | position       | the frame is moved (m) and turned (rad) by a little, while the velocities and          |
-/// |                | accelerations in the state stay as they are, which stand in the axes of the system    |
-/// | velocity, acceleration | what is added to those in the state, told along the axes of the frame          |
-/// | force          | the force and moment that hold the base in its DH frame, as inverse dynamics says     |
+/// | of a free base         | means                                                                   |
+/// |------------------------|-------------------------------------------------------------------------|
+/// | position               | the frame is moved (m) and turned (rad) by a little, while velocity and |
+/// |                        | acceleration of the state, which stand in the system, stay as they are  |
+/// | velocity, acceleration | what is added to those of the state, along the axes of the frame        |
+/// | force                  | what holds the base in its DH frame (N, N m): see `ZqTotalTorqueTool`   |
 ///
-/// So columns by the translation of the base are zero, and those by its rotation are how gravity turns: it is
-/// part of the base's acceleration. External forces stay as they are in the DH frames of their links. Columns
-/// by joints are in units of the force per rad, or per m for a prismatic joint, and so on.
+/// So columns by the translation of the base are zero, and in those by its rotation gravity turns, since it is
+/// part of the base's acceleration. Columns by a joint are per rad, or per m where it is prismatic, and so on.
+/// External forces are constant in the DH frames of their links. Torques are those at the joints, as of
+/// `ZqTotalTorqueTool::BodyTorque`: springs, dampers and the inertia of drives count, which is taken for
+/// constant; drives are not differentiated else. A joint of a class of its own has the column of its position by
+/// central differences over 1e-4, good to about 1e-8 where the joint itself is exact.
 ///
-/// A joint of a class of its own has the column of its position by central differences over 1e-4, good to about
-/// 1e-8. Drives are not differentiated, but for their inertia, which is taken for constant: torques are those
-/// at the joints, as of `ZqTotalTorqueTool::BodyTorque`. Springs and dampers count.
-///
-/// The active state says positions, velocities and accelerations, and is asked for them as by the other
-/// tools; a scene, which may be null, adds the masses of what is attached. Joints that the state lacks have
-/// zeros. The tool does not own the manipulator. Results are references into the tool, which the next call for
-/// the same ones overwrites; a call allocates nothing once sizes have settled. One thread at a time.
+/// The active state says positions, velocities and accelerations; a scene, which may be null, adds the masses
+/// of what is attached. Joints that the state lacks have zeros. The tool does not own the manipulator. Results
+/// are references into the tool, which the next call for the same ones overwrites. A call allocates nothing once
+/// sizes have settled, but for joints of classes of their own. One tool serves one thread at a time.
 class ZqMotionDerivativeTool
 {
 public:
@@ -86,9 +85,9 @@ public:
    /// How the accelerations of a free base and of joints (rows) change: N x N each.
    /// @{
    /// By positions, velocities and torques, at the accelerations in the active state: those that the torques
-   /// of the time bring about, together with gravity. A degree of freedom whose pivot in the mass matrix is
-   /// nothing but rounding does not accelerate. Fills the gradients of inverse dynamics as well. False without a
-   /// manipulator, and nothing is changed.
+   /// of the moment bring about, with gravity added to that of the base. A degree of freedom whose pivot in the
+   /// mass matrix is nothing but rounding does not accelerate. Computes the gradients of inverse dynamics as
+   /// well. False without a manipulator, and nothing is changed.
    virtual bool computeForwardDynamicsGradients(const ZqManipulatorExternalForce& externalForce,
                                                 ZqManipulatorActiveState& activeState,
                                                 const ZqStatedSystemStruct* stateStruct = nullptr);
@@ -100,8 +99,8 @@ public:
 
    /// \name Jacobians
    /// Matrices (6 x N) that make the velocity of a point (m/s) and the angular velocity of its link (rad/s) of
-   /// the velocities of a free base, in its axes, and of the joints. Their rates (1/s) are such that J a + J' v is
-   /// the rate of J v, with the accelerations a, of which those of the base stand in its axes as well.
+   /// the velocities of a free base, along its axes, and of the joints. The rate J' (1/s) of J is such that
+   /// J a + J' v is the rate of J v, with accelerations a, that of the base along its axes as well.
    /// @{
    /// Of a point in the primary frame of a link (m), or of the base by `ZqBaseLinkIndex`. A link that the
    /// manipulator or the state does not have is rejected with a message; the answer is then empty, as it is

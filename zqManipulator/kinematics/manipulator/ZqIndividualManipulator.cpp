@@ -228,11 +228,15 @@ void ZqIndividualManipulator::rebuildMaps()
 void ZqIndividualManipulator::rebuildPlan() const
 {
    const auto& links = linkPointerVector();
+   const bool hasOwnLinks = m_concreteReference == this;
+   const auto ofModel = hasOwnLinks ? nullptr : m_concreteReference->sharedMotionPlan();
    const std::scoped_lock lock(mapsLock);
    const std::uint64_t version = modelVersion();
    if (m_planVersion == version)
       return;
-   m_plan = std::make_shared<const ZqMotionPlan>(zqMotionPlanOf(links, this));
+   auto plan = std::make_shared<ZqMotionPlan>(hasOwnLinks ? zqMotionPlanOf(links) : *ofModel);
+   zqSetBase(*this, *plan);
+   m_plan = std::move(plan);
    m_planVersion.store(version, std::memory_order_release);
 }
 

@@ -56,8 +56,7 @@ ZqIndividualManipulator::dhFrameForceInLocal(const ZqManipulatorExternalForce& e
    ZqLinkForceState& base = activeState.activeForceState().record(ZqBaseLinkIndex);
    if (!base.localDhValid())
    {
-      ZqMotionStages stages(*this, activeState);
-      const auto& [f, n] = stages.forces(externalForce, stateStruct)[0];
+      const auto [f, n] = ZqMotionStages(*this, activeState).baseForce(externalForce, stateStruct);
       base.setDhFrameForceInLocal({zqMotion::vectorOf(f), zqMotion::vectorOf(n)});
    }
    return base.dhFrameForceInLocal();
@@ -92,8 +91,8 @@ ZqIndividualManipulator::crbi(ZqManipulatorActiveState& activeState,
    ZqLinkMassState& base = activeState.activeMassState().record(ZqBaseLinkIndex);
    if (!base.crbiValid())
    {
-      ZqMotionStages stages(*this, activeState);
-      zqMotion::takeMasses(stages.composites(stateStruct)[0], nullptr, base.crbiInPlace());
+      zqMotion::takeMasses(ZqMotionStages(*this, activeState).whole(stateStruct), nullptr,
+                           base.crbiInPlace());
       base.setCrbiValid(true);
    }
    return base.crbi();
@@ -106,10 +105,10 @@ const ZqArticulatedBodyDynamics& ZqIndividualManipulator::arbd(
    ZqLinkArticulationState& base = activeState.activeArticulationState().record(ZqBaseLinkIndex);
    if (!base.arbdValid())
    {
-      ZqMotionStages stages(*this, activeState);
-      const auto* const bodies = stages.articulated(externalForce, torque, stateStruct);
-      zqMotion::takeArticulatedBody(bodies[0], stages.work().biasForces[0], nullptr,
-                                    childLinks().size() == 0, base.arbdInPlace());
+      const auto [body, bias] =
+         ZqMotionStages(*this, activeState).articulatedBase(externalForce, torque, stateStruct);
+      zqMotion::takeArticulatedBody(body, bias, nullptr, childLinks().size() == 0,
+                                    base.arbdInPlace());
       base.setArbdValid(true);
    }
    return base.arbd();
@@ -124,10 +123,10 @@ const ZqGeneralMotion& ZqIndividualManipulator::arbiSupplementalDhFrameAccelerat
    ZqLinkArticulationState& base = activeState.activeArticulationState().record(ZqBaseLinkIndex);
    if (!base.supplementalDhAccelerationValid())
    {
-      ZqMotionStages stages(*this, activeState);
-      const auto* const bodies = stages.articulated(externalForce, torque, stateStruct);
-      base.setSupplementalDhAcceleration(zqMotion::accelerationOfBase(
-         bodies[0], stages.work().biasForces[0], torque.generalForce()));
+      const auto [body, bias] =
+         ZqMotionStages(*this, activeState).articulatedBase(externalForce, torque, stateStruct);
+      base.setSupplementalDhAcceleration(
+         zqMotion::accelerationOfBase(body, bias, torque.generalForce()));
    }
    return base.supplementalDhAcceleration();
 }

@@ -4,6 +4,7 @@
 #include "zqManipulator/actuation/ZqHydraulicCylinder.h"
 #include "zqManipulator/kinematics/joint/ZqJointAxis.h"
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
+#include "zqManipulator/state/ZqEpoch.h"
 
 #include <algorithm>
 #include <cmath>
@@ -86,16 +87,13 @@ zqMotion::Body zqMotionBodyOf(const ZqRigidBodyMassProperties& masses,
            {half - I.xx(), half - I.yy(), half - I.zz(), -I.xy(), -I.xz(), -I.yz()}};
 }
 
-ZqMotionPlan zqMotionPlanOf(const std::vector<ZqManipulatorLink*>& links,
-                            const ZqManipulatorLink* base)
+ZqMotionPlan zqMotionPlanOf(const std::vector<ZqManipulatorLink*>& links)
 {
    ZqMotionPlan plan;
    plan.joints.resize(links.size());
    plan.bodies.resize(links.size() + 1);
    plan.primaryFrames.resize(links.size());
-   plan.hasOwnBase = base == nullptr || typeid(*base) != typeid(ZqIndividualManipulator);
-   if (base != nullptr)
-      plan.bodies[0] = zqMotionBodyOf(base->massPropertiesInDHFrame(), {});
+   plan.model = zqNextEpoch();
    std::vector<ZqJointAxis> axes(links.size());
    for (std::size_t i = 0; i < links.size(); ++i)
    {
@@ -128,5 +126,12 @@ ZqMotionPlan zqMotionPlanOf(const std::vector<ZqManipulatorLink*>& links,
          zqMotion::Joint& parent = plan.joints[static_cast<std::size_t>(plan.joints[i].parent)];
          parent.end = std::max(parent.end, plan.joints[i].end);
       }
+   plan.linkBodies = plan.bodies;
    return plan;
+}
+
+void zqSetBase(const ZqIndividualManipulator& base, ZqMotionPlan& plan)
+{
+   plan.hasOwnBase = typeid(base) != typeid(ZqIndividualManipulator);
+   plan.bodies[0] = zqMotionBodyOf(base.massPropertiesInDHFrame(), {});
 }

@@ -4,13 +4,14 @@
 
 #include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
 
+class ZqIndividualManipulator;
 class ZqManipulatorLink;
 class ZqRigidBodyMassProperties;
 
-/// Flattens a tree: the links by their indices, and the body of the base, which is null for a tree
-/// without one.
-ZqMotionPlan zqMotionPlanOf(const std::vector<ZqManipulatorLink*>& links,
-                            const ZqManipulatorLink* base);
+/// Flattens a tree, the links by their indices. Nothing stands at the base.
+ZqMotionPlan zqMotionPlanOf(const std::vector<ZqManipulatorLink*>& links);
+/// Gives a plan the base of a manipulator.
+void zqSetBase(const ZqIndividualManipulator& base, ZqMotionPlan& plan);
 /// A body that stands in a DH frame, in the frame in which that is given.
 zqMotion::Body zqMotionBodyOf(const ZqRigidBodyMassProperties& masses,
                               const ZqCoordinateSystemTransformation& dhFrame);

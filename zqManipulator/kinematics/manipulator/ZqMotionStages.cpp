@@ -68,7 +68,7 @@ std::shared_ptr<const ZqMotionPlan> planOfLoneTree(const ZqManipulatorLink& root
          links.clear();
          break;
       }
-   return std::make_shared<const ZqMotionPlan>(zqMotionPlanOf(links, nullptr));
+   return std::make_shared<const ZqMotionPlan>(zqMotionPlanOf(links));
 }
 
 /// Null for a link that belongs to a manipulator.
@@ -144,12 +144,21 @@ void ZqMotionStages::prepare()
    const std::size_t count =
       std::min<std::size_t>({m_plan->joints.size(), m_positions.size(),
                              m_positions.positionState().jointPositions().size()});
-   if (m_work.plan.get() == m_plan && static_cast<std::size_t>(m_work.tree.count) == count)
+   const bool hasSameLinks = m_work.plan != nullptr && m_work.plan->model == m_plan->model &&
+                             static_cast<std::size_t>(m_work.tree.count) == count;
+   if (hasSameLinks && m_work.plan.get() == m_plan)
       return;
-   m_work.forget();
    m_work.plan = lonePlan != nullptr ? lonePlan : m_manipulator->sharedMotionPlan();
-   m_work.tree = m_plan->tree();
    m_work.leastPivotsAreConstant = false;
+   m_work.tree = m_plan->tree();
+   if (hasSameLinks)
+   {
+      // Another manipulator with the same links: what is known of them stays.
+      if (count < m_plan->joints.size())
+         shorten(static_cast<ZqU32>(count));
+      return;
+   }
+   m_work.forget();
    if (count < m_plan->joints.size())
       shorten(static_cast<ZqU32>(count));
    m_work.framesDone.assign(count + 1, ~std::uint64_t{0});
@@ -344,12 +353,20 @@ const zqMotion::LinkMotion<ZqReal>* ZqMotionStages::motions()
 /// The bodies of a scene, where anything is attached to any link of it; else those of the plan.
 void ZqMotionStages::takeBodies(const ZqStatedSystemStruct* stateStruct)
 {
-   m_work.tree.bodies = m_plan->bodies.data();
+   takeLinkBodies(stateStruct);
+   if (m_work.tree.bodies == m_plan->linkBodies.data())
+      m_work.tree.bodies = m_plan->bodies.data();
+   else
+      m_work.bodies[0] = baseBody(stateStruct);
+}
+
+/// The same with nothing at the base, which manipulators with the same links need not have in common.
+void ZqMotionStages::takeLinkBodies(const ZqStatedSystemStruct* stateStruct)
+{
+   m_work.tree.bodies = m_plan->linkBodies.data();
    if (!ZqManipulatorLink::hasAttachments(stateStruct))
       return;
-   m_work.bodies = m_plan->bodies;
-   if (m_manipulator != nullptr)
-      m_work.bodies[0] = zqMotionBodyOf(m_manipulator->massPropertiesInDHFrame(stateStruct), {});
+   m_work.bodies = m_plan->linkBodies;
    for (int i = 0; i < tree().count; ++i)
    {
       const auto link = static_cast<ZqU32>(i);
@@ -359,30 +376,104 @@ void ZqMotionStages::takeBodies(const ZqStatedSystemStruct* stateStruct)
    m_work.tree.bodies = m_work.bodies.data();
 }
 
+zqMotion::Body ZqMotionStages::baseBody(const ZqStatedSystemStruct* stateStruct) const
+{
+   return ZqManipulatorLink::hasAttachments(stateStruct)
+             ? zqMotionBodyOf(m_manipulator->massPropertiesInDHFrame(stateStruct), {})
+             : m_plan->bodies[0];
+}
+
 /// Forces from outside act on the DH frame: turned into the axis frame and moved to its origin, they take
 /// their share off what has to move the link.
-void ZqMotionStages::takeExternalForces(const ZqManipulatorExternalForce& externalForce,
-                                        std::vector<zqMotion::LinkForce<ZqReal>>& forces) const
+void ZqMotionStages::takeExternalForcesOnLinks(
+   const ZqManipulatorExternalForce& externalForce,
+   std::vector<zqMotion::LinkForce<ZqReal>>& forces) const
 {
-   const auto take = [&](std::size_t at, const ZqGeneralForce& external, const Joint* own)
-   {
-      Vec3<ZqReal> f = plain(external.force());
-      Vec3<ZqReal> n = plain(external.moment());
-      if (own != nullptr && own->hasDhOffset)
-      {
-         f = own->B * f;
-         n = own->B * n + zqMotion::cross(own->pB, f);
-      }
-      forces[at].f -= f;
-      forces[at].n -= n;
-   };
-   if (!isZero(externalForce.baseForce()))
-      take(0, externalForce.baseForce(), nullptr);
    const auto& ofLinks = externalForce.linkForces();
    const auto count = std::min(static_cast<ZqU32>(tree().count), ofLinks.size());
    for (ZqU32 i = 0; i < count; ++i)
-      if (!isZero(ofLinks[i]))
-         take(i + 1, ofLinks[i], &joint(i));
+   {
+      if (isZero(ofLinks[i]))
+         continue;
+      const Joint& own = joint(i);
+      Vec3<ZqReal> f = plain(ofLinks[i].force());
+      Vec3<ZqReal> n = plain(ofLinks[i].moment());
+      if (own.hasDhOffset)
+      {
+         f = own.B * f;
+         n = own.B * n + zqMotion::cross(own.pB, f);
+      }
+      forces[i + 1].f -= f;
+      forces[i + 1].n -= n;
+   }
+}
+
+void ZqMotionStages::takeExternalForces(const ZqManipulatorExternalForce& externalForce,
+                                        std::vector<zqMotion::LinkForce<ZqReal>>& forces) const
+{
+   takeExternalForcesOnLinks(externalForce, forces);
+   forces[0].f -= plain(externalForce.baseForce().force());
+   forces[0].n -= plain(externalForce.baseForce().moment());
+}
+
+/// What moves the base's own body, less what comes from outside.
+zqMotion::LinkForce<ZqReal>
+ZqMotionStages::forceOnBaseBody(const ZqManipulatorExternalForce& externalForce,
+                                const ZqStatedSystemStruct* stateStruct)
+{
+   auto [f, n] = zqMotion::bodyForce(baseBody(stateStruct), motions()[0]);
+   return {f - plain(externalForce.baseForce().force()),
+           n - plain(externalForce.baseForce().moment())};
+}
+
+zqMotion::LinkForce<ZqReal>
+ZqMotionStages::baseForce(const ZqManipulatorExternalForce& externalForce,
+                          const ZqStatedSystemStruct* stateStruct)
+{
+   const auto [f, n] = forces(externalForce, stateStruct)[0];
+   const auto own = forceOnBaseBody(externalForce, stateStruct);
+   return {own.f + f, own.n + n};
+}
+
+zqMotion::Composite<ZqReal> ZqMotionStages::whole(const ZqStatedSystemStruct* stateStruct)
+{
+   zqMotion::Composite<ZqReal> sum = composites(stateStruct)[0];
+   const zqMotion::Body own = baseBody(stateStruct);
+   sum.m += own.m;
+   sum.h += own.h;
+   sum.S += own.S;
+   return sum;
+}
+
+ZqMotionStages::ArticulatedBase
+ZqMotionStages::articulatedBase(const ZqManipulatorExternalForce& externalForce,
+                                const ZqManipulatorTorque& torque,
+                                const ZqStatedSystemStruct* stateStruct)
+{
+   ArticulatedBase base{articulated(externalForce, torque, stateStruct)[0], m_work.biasForces[0]};
+   addBase(externalForce, stateStruct, base.body, base.bias);
+   return base;
+}
+
+/// Adds the base's own body to what its children are.
+void ZqMotionStages::addBase(const ZqManipulatorExternalForce& externalForce,
+                             const ZqStatedSystemStruct* stateStruct,
+                             zqMotion::Articulated<ZqReal>& body, zqMotion::LinkForce<ZqReal>& bias)
+{
+   zqMotion::Articulated<ZqReal> own;
+   zqMotion::setRigid(baseBody(stateStruct), own);
+   body.M += own.M;
+   body.I += own.I;
+   // The coupling of a rigid body is antisymmetric: [h]x.
+   body.H.xy += own.H.xy;
+   body.H.xz += own.H.xz;
+   body.H.yx += own.H.yx;
+   body.H.yz += own.H.yz;
+   body.H.zx += own.H.zx;
+   body.H.zy += own.H.zy;
+   const auto force = forceOnBaseBody(externalForce, stateStruct);
+   bias.f += force.f;
+   bias.n += force.n;
 }
 
 const zqMotion::LinkForce<ZqReal>*
@@ -394,9 +485,9 @@ ZqMotionStages::forces(const ZqManipulatorExternalForce& externalForce,
       return m_work.forces.data();
    const zqMotion::LinkMotion<ZqReal>* const moved = motions();
    const auto count = static_cast<std::size_t>(tree().count);
-   takeBodies(stateStruct);
+   takeLinkBodies(stateStruct);
    zqMotion::computeBodyForces(tree(), tree().bodies, moved, sized(m_work.forces, count + 1));
-   takeExternalForces(externalForce, m_work.forces);
+   takeExternalForcesOnLinks(externalForce, m_work.forces);
    zqMotion::gatherForces(tree(), turns(), m_work.slots.data(), m_work.forces.data(),
                           sized(m_work.inverseTorques, count));
    m_work.done[Work::Forces] = epoch;
@@ -410,7 +501,7 @@ ZqMotionStages::composites(const ZqStatedSystemStruct* stateStruct)
    if (m_work.isDone(Work::Composites, epoch))
       return m_work.composites.data();
    const zqMotion::Turn<ZqReal>* const turned = turns();
-   takeBodies(stateStruct);
+   takeLinkBodies(stateStruct);
    zqMotion::composeBodies(tree(), turned,
                            sized(m_work.composites, static_cast<std::size_t>(tree().count) + 1));
    m_work.done[Work::Composites] = epoch;
@@ -463,9 +554,9 @@ void ZqMotionStages::articulate(const ZqManipulatorExternalForce& externalForce,
    const auto count = static_cast<std::size_t>(tree().count);
    if (m_plan->anyOwnDrive)
       takeDriveInertias();
-   takeBodies(stateStruct);
+   takeLinkBodies(stateStruct);
    zqMotion::computeBodyForces(tree(), tree().bodies, moved, sized(m_work.biasForces, count + 1));
-   takeExternalForces(externalForce, m_work.biasForces);
+   takeExternalForcesOnLinks(externalForce, m_work.biasForces);
    zqMotion::articulateBodies(tree(), turns(), m_work.slots.data(),
                               atLeast(torque.jointTorques(), tree().count, m_work.torques),
                               m_work.biasForces.data(), sized(m_work.articulated, count + 1));
@@ -524,13 +615,14 @@ const ZqReal* ZqMotionStages::jointAccelerations(const ZqManipulatorExternalForc
 }
 
 /// They are constants of a model all of whose joints turn.
-void ZqMotionStages::findLeastPivots()
+void ZqMotionStages::findLeastPivots(const ZqStatedSystemStruct* stateStruct)
 {
    const bool areConstant =
       !tree().anyPrismatic && tree().slots == 0 && tree().bodies == m_plan->bodies.data();
    if (areConstant && m_work.leastPivotsAreConstant)
       return;
    const auto count = static_cast<std::size_t>(tree().count);
+   takeBodies(stateStruct);
    zqMotion::computeLeastPivots(tree(), turns(), m_work.slots.data(),
                                 sized(m_work.bounds, count + 1),
                                 sized(m_work.leastPivots, count + 6));
@@ -544,7 +636,8 @@ bool ZqMotionStages::solve(const ZqManipulatorExternalForce& externalForce,
    // What the records of articulated bodies are filled from is overwritten.
    m_work.done[Work::Articulated] = m_work.done[Work::Accelerations] = ~std::uint64_t{0};
    articulate(externalForce, torque, stateStruct);
-   findLeastPivots();
+   addBase(externalForce, stateStruct, m_work.articulated[0], m_work.biasForces[0]);
+   findLeastPivots(stateStruct);
    if (!zqMotion::pivotsAreSound(tree(), !m_manipulator->isFixedBase(), m_work.articulated.data(),
                                  m_work.leastPivots.data()))
       return false;

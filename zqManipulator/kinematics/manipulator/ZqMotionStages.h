@@ -49,6 +49,22 @@ public:
    /// The torques at the joints that go with the forces, without the inertia of drives.
    const ZqReal* inverseTorques() const noexcept { return m_work.inverseTorques.data(); }
    const zqMotion::Composite<ZqReal>* composites(const ZqStatedSystemStruct* stateStruct);
+   /// \name Of the base, with its own body
+   /// What stands at the base in the arrays of forces, composite and articulated bodies is that of its
+   /// children alone: manipulators that refer to the same links may have other bases.
+   /// @{
+   struct ArticulatedBase
+   {
+      zqMotion::Articulated<ZqReal> body;
+      zqMotion::LinkForce<ZqReal> bias;
+   };
+   zqMotion::LinkForce<ZqReal> baseForce(const ZqManipulatorExternalForce& externalForce,
+                                         const ZqStatedSystemStruct* stateStruct);
+   zqMotion::Composite<ZqReal> whole(const ZqStatedSystemStruct* stateStruct);
+   ArticulatedBase articulatedBase(const ZqManipulatorExternalForce& externalForce,
+                                   const ZqManipulatorTorque& torque,
+                                   const ZqStatedSystemStruct* stateStruct);
+   /// @}
    /// Unit motions and forces of composite bodies: `axes` and `axisForces` of the workspace.
    void axes(const ZqStatedSystemStruct* stateStruct);
    const zqMotion::Articulated<ZqReal>* articulated(const ZqManipulatorExternalForce& externalForce,
@@ -86,7 +102,16 @@ private:
    void articulate(const ZqManipulatorExternalForce& externalForce,
                    const ZqManipulatorTorque& torque, const ZqStatedSystemStruct* stateStruct);
    void accelerate();
-   void findLeastPivots();
+   void findLeastPivots(const ZqStatedSystemStruct* stateStruct);
+   void takeLinkBodies(const ZqStatedSystemStruct* stateStruct);
+   zqMotion::Body baseBody(const ZqStatedSystemStruct* stateStruct) const;
+   void takeExternalForcesOnLinks(const ZqManipulatorExternalForce& externalForce,
+                                  std::vector<zqMotion::LinkForce<ZqReal>>& forces) const;
+   zqMotion::LinkForce<ZqReal> forceOnBaseBody(const ZqManipulatorExternalForce& externalForce,
+                                               const ZqStatedSystemStruct* stateStruct);
+   void addBase(const ZqManipulatorExternalForce& externalForce,
+                const ZqStatedSystemStruct* stateStruct, zqMotion::Articulated<ZqReal>& body,
+                zqMotion::LinkForce<ZqReal>& bias);
 
    const ZqIndividualManipulator* m_manipulator; ///< null for a tree that belongs to none
    const ZqManipulatorLink* m_root = nullptr;    ///< of such a tree
