@@ -4,6 +4,8 @@
 #include "zqManipulator/dynamics/tools/ZqArbiAccelerationTool.h"
 #include "zqManipulator/dynamics/tools/ZqCrbiAccelerationTool.h"
 #include "zqManipulator/dynamics/tools/ZqMassMatrixTool.h"
+#include "zqManipulator/dynamics/tools/ZqMotionBatch.h"
+#include "zqManipulator/dynamics/tools/ZqMotionDerivativeTool.h"
 #include "zqManipulator/foundation/xml/ZqXmlDocument.h"
 #include "zqManipulator/simulation/constraints/ZqPointStateEqualityConstraint.h"
 #include "zqManipulator/simulation/constraints/ZqXyStateEqualityConstraint.h"
@@ -152,6 +154,19 @@ void addDynamics(Bits& bits, const ZqStatedSystem& scene,
    manipulator.stateEqualityConstraints().getKinematics(manipulator, state, kinematics);
    bits.add(kinematics.jacobian);
    bits.add(kinematics.bias);
+   ZqMotionDerivativeTool gradients;
+   gradients.setManipulator(&manipulator);
+   EXPECT_TRUE(gradients.computeInverseDynamicsGradients(noForce, state, &structure));
+   bits.add(gradients.torqueByPosition());
+   bits.add(gradients.torqueByVelocity());
+   ZqMotionBatch batch(manipulator, scene.environment().upGravityVector());
+   const std::vector<ZqReal> positions(3 * manipulator.jointDof(), 0.4);
+   std::vector<ZqReal> places;
+   for (int i = 0; i < 3; ++i)
+      places.insert(places.end(), {0.1, 0.2, 0.3, 1.0, 0.0, 0.0, 0.0});
+   std::vector<ZqReal> torques(positions.size());
+   EXPECT_TRUE(batch.inverseDynamics({positions, places}, {positions}, {positions}, {torques}));
+   bits.add(torques);
 }
 
 void addState(Bits& bits, const ZqManipulatorSystemState& state)

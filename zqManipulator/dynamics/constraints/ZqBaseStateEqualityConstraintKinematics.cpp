@@ -11,7 +11,7 @@
 
 namespace
 {
-/// Held while a constraint computes what it answers with a reference into itself, and while that is copied.
+/// Held while a constraint computes what it answers with a reference into itself, and while it is copied.
 /// One for all of them, since a constraint may ask another one; recursive, since it may ask itself.
 constinit std::recursive_mutex resultsLock;
 
@@ -23,22 +23,11 @@ void copyRows(const ZqReArray& from, ZqU32 count, ZqU32 firstRow, ZqReArray& to)
 }
 } // namespace
 
-ZqBaseStateEqualityConstraint::ZqBaseStateEqualityConstraint(
-   const ZqBaseStateEqualityConstraint& other)
-   : ZqXmlAbstractClass(other)
+ZqBaseStateEqualityConstraint*
+ZqBaseStateEqualityConstraint::cloneOf(const ZqBaseStateEqualityConstraint& constraint)
 {
    const std::scoped_lock lock(resultsLock);
-   m_jacobian = other.m_jacobian;
-}
-
-// NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
-ZqBaseStateEqualityConstraint&
-ZqBaseStateEqualityConstraint::operator=(const ZqBaseStateEqualityConstraint& other)
-{
-   ZqXmlAbstractClass::operator=(other);
-   const std::scoped_lock lock(resultsLock);
-   m_jacobian = other.m_jacobian;
-   return *this;
+   return static_cast<ZqBaseStateEqualityConstraint*>(constraint.clone());
 }
 
 void ZqBaseStateEqualityConstraint::copyJacobian(const ZqIndividualManipulator& manipulator,

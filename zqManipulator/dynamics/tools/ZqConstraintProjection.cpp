@@ -20,7 +20,7 @@ ZqReal length(const ZqReArray& column)
 {
    ZqReal sum = 0.0;
    for (ZqU32 i = 0; i < column.rows(); ++i)
-      sum = std::hypot(sum, column[i][0]);
+      sum = ZqVector(sum, column[i][0], 0.0).mag();
    return sum;
 }
 

@@ -28,10 +28,15 @@ public:
    explicit operator bool() const { return m_object != nullptr; }
    void reset(T* object = nullptr) { m_object.reset(object); }
 
-   /// A clone of an object, which is of the object's own class.
+   /// A clone of an object, which is of the object's own class. T may have a way of its own to make one.
    static T* copyOf(const T* object)
    {
-      return object != nullptr ? static_cast<T*>(object->clone()) : nullptr;
+      if (object == nullptr)
+         return nullptr;
+      if constexpr (requires { T::cloneOf(*object); })
+         return T::cloneOf(*object);
+      else
+         return static_cast<T*>(object->clone());
    }
    static bool equal(const T* a, const T* b)
    {

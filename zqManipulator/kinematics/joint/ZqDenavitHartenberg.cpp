@@ -134,7 +134,7 @@ const ZqU32& ZqDenavitHartenberg::jointType() const
 void ZqDenavitHartenberg::setJointType(ZqU32 jointType)
 {
    m_jointType = jointType;
-   m_transformIsValid.lower();
+   m_transformValid = false;
 }
 
 const ZqU32& ZqDenavitHartenberg::dhType() const
@@ -145,7 +145,7 @@ const ZqU32& ZqDenavitHartenberg::dhType() const
 void ZqDenavitHartenberg::setDhType(ZqU32 dhType)
 {
    m_dhType = dhType;
-   m_transformIsValid.lower();
+   m_transformValid = false;
 }
 
 const ZqCoordinateSystemTransformation& ZqDenavitHartenberg::precursor() const
@@ -156,7 +156,7 @@ const ZqCoordinateSystemTransformation& ZqDenavitHartenberg::precursor() const
 void ZqDenavitHartenberg::setPrecursor(const ZqCoordinateSystemTransformation& precursor)
 {
    m_precursor = precursor;
-   m_transformIsValid.lower();
+   m_transformValid = false;
 }
 
 const ZqAngle& ZqDenavitHartenberg::dhTheta() const
@@ -167,7 +167,7 @@ const ZqAngle& ZqDenavitHartenberg::dhTheta() const
 void ZqDenavitHartenberg::setDhTheta(const ZqAngle& theta)
 {
    m_theta = theta;
-   m_transformIsValid.lower();
+   m_transformValid = false;
 }
 
 const ZqReal& ZqDenavitHartenberg::dhD() const
@@ -178,7 +178,7 @@ const ZqReal& ZqDenavitHartenberg::dhD() const
 void ZqDenavitHartenberg::setDhD(ZqReal d)
 {
    m_d = d;
-   m_transformIsValid.lower();
+   m_transformValid = false;
 }
 
 const ZqReal& ZqDenavitHartenberg::dhA() const
@@ -189,7 +189,7 @@ const ZqReal& ZqDenavitHartenberg::dhA() const
 void ZqDenavitHartenberg::setDhA(ZqReal a)
 {
    m_a = a;
-   m_transformIsValid.lower();
+   m_transformValid = false;
 }
 
 const ZqAngle& ZqDenavitHartenberg::dhAlpha() const
@@ -201,7 +201,7 @@ void ZqDenavitHartenberg::setDhAlpha(const ZqAngle& alpha)
 {
    m_alpha = alpha;
    m_halfAlpha = ZqHalfAngle(m_alpha.cos(), m_alpha.sin());
-   m_transformIsValid.lower();
+   m_transformValid = false;
 }
 
 ZqDenavitHartenberg::Family ZqDenavitHartenberg::family() const
@@ -214,15 +214,12 @@ ZqDenavitHartenberg::Family ZqDenavitHartenberg::family() const
 const ZqCoordinateSystemTransformation&
 ZqDenavitHartenberg::calculateTransform(ZqReal jointPosition) const
 {
-   if (jointPosition != m_lastJointPosition.get())
-      m_transformIsValid.lower();
-   m_lastJointPosition.get() = jointPosition;
-   m_transformIsValid.ensure(
-      [&]
-      {
-         m_currentTransform.setToIdentity();
-         transformBy(m_currentTransform, jointPosition);
-      });
+   if (m_transformValid && jointPosition == m_lastJointPosition)
+      return m_currentTransform;
+   m_lastJointPosition = jointPosition;
+   m_currentTransform.setToIdentity();
+   transformBy(m_currentTransform, jointPosition);
+   m_transformValid = true;
    return m_currentTransform;
 }
 
@@ -273,14 +270,14 @@ ZqCoordinateSystemTransformation ZqDenavitHartenberg::takePrecursor()
 void ZqDenavitHartenberg::transformBy(const ZqCoordinateSystemTransformation& transformation)
 {
    m_precursor = transformation * takePrecursor();
-   m_transformIsValid.lower();
+   m_transformValid = false;
 }
 
 void ZqDenavitHartenberg::changeInboardFrameBy(
    const ZqCoordinateSystemTransformation& transformation)
 {
    m_precursor = takePrecursor() * transformation;
-   m_transformIsValid.lower();
+   m_transformValid = false;
 }
 
 /// The axis of the joint in the DH frame. In Paul's conventions that frame lies behind the twist and the
@@ -469,7 +466,7 @@ void ZqDenavitHartenberg::scaleBy(ZqReal scale)
    m_precursor.scaleTranslationBy(scale);
    m_d *= scale;
    m_a *= scale;
-   m_transformIsValid.lower();
+   m_transformValid = false;
 }
 
 bool ZqDenavitHartenberg::addChildArbdToParent(ZqArticulatedBodyDynamics& parent,

@@ -1,11 +1,9 @@
 #pragma once
 
 #include "zqManipulator/foundation/algebra/ZqAngle.h"
-#include "zqManipulator/foundation/algebra/ZqCacheFlag.h"
 #include "zqManipulator/foundation/algebra/ZqHalfAngle.h"
 #include "zqManipulator/foundation/xml/ZqXmlEnumType.h"
 #include "zqManipulator/kinematics/joint/ZqLinkKinematics.h"
-#include "zqManipulator/state/ZqUncopied.h"
 
 #include <typeinfo>
 
@@ -166,8 +164,8 @@ private:
    ZqReal m_a = 0.0;
    ZqAngle m_alpha; ///< with its sine and cosine
    ZqHalfAngle m_halfAlpha;
-   mutable ZqUncopied<ZqReal> m_lastJointPosition;
-   mutable ZqCacheFlag m_transformIsValid; ///< for that position
+   mutable ZqReal m_lastJointPosition = 0.0;
+   mutable ZqBoolean m_transformValid = false;
 };
 
 extern template class ZqXmlClass<ZqDenavitHartenberg, ZqLinkKinematics>;

@@ -12,26 +12,14 @@ namespace
 /// The step of numeric differentiation, in units of the joint position and of its rate.
 constexpr ZqReal epsilon = 1e-8;
 
-/// Held while a joint computes what it answers with a reference into itself. One for all joints, since a
-/// joint may ask another one; recursive, since it may ask itself.
+/// Held while a joint computes what it answers with a reference into itself, and while such a joint is
+/// copied. One for all joints, since a joint may ask another one; recursive, since it may ask itself.
 constinit std::recursive_mutex cachesLock;
 } // namespace
 
-ZqLinkKinematics::ZqLinkKinematics(const ZqLinkKinematics& other)
-   : ZqXmlAbstractClass(other), m_primaryFrame(other.m_primaryFrame),
-     m_primaryFrameInverse(other.m_primaryFrameInverse)
-{
-}
+ZqLinkKinematics::ZqLinkKinematics(const ZqLinkKinematics& other) = default;
 
-// The parts are assigned, so that an object may be assigned to itself.
-// NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
-ZqLinkKinematics& ZqLinkKinematics::operator=(const ZqLinkKinematics& other)
-{
-   ZqXmlAbstractClass::operator=(other);
-   m_primaryFrame = other.m_primaryFrame;
-   m_primaryFrameInverse = other.m_primaryFrameInverse;
-   return *this;
-}
+ZqLinkKinematics& ZqLinkKinematics::operator=(const ZqLinkKinematics& other) = default;
 
 bool ZqLinkKinematics::operator==(const ZqLinkKinematics& other) const
 {
@@ -122,6 +110,12 @@ const ZqGeneralMotion& ZqLinkKinematics::calculateAcceleration(ZqReal jointPosit
       (Vd - V0) * (jointAcceleration / epsilon) + (Vq - V0) * (jointVelocity / epsilon);
    m_currentAcceleration = o0.inverse() * A;
    return m_currentAcceleration;
+}
+
+ZqLinkKinematics* ZqLinkKinematics::cloneOf(const ZqLinkKinematics& joint)
+{
+   const std::scoped_lock lock(cachesLock);
+   return static_cast<ZqLinkKinematics*>(joint.clone());
 }
 
 ZqCoordinateSystemTransformation ZqLinkKinematics::transformAt(ZqReal jointPosition) const

@@ -95,14 +95,13 @@ public:
    virtual ZqGeneralMotion accelerationAt(ZqReal jointPosition, ZqReal jointVelocity,
                                           ZqReal jointAcceleration) const;
    /// @}
+   /// A clone for another model, while these do not ask the joint for what it keeps. The caller owns it.
+   static ZqLinkKinematics* cloneOf(const ZqLinkKinematics& joint);
 
 protected:
-   /// \name What the last query answered; never copied
-   /// @{
    mutable ZqCoordinateSystemTransformation m_currentTransform;
    mutable ZqGeneralMotion m_currentVelocity;
    mutable ZqGeneralMotion m_currentAcceleration;
-   /// @}
 
 private:
    ZqCoordinateSystemTransformation m_primaryFrame;

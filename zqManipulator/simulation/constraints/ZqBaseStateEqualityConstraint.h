@@ -35,10 +35,6 @@ class ZqBaseStateEqualityConstraint
    : public ZqXmlAbstractClass<ZqBaseStateEqualityConstraint, ZqBaseExpressionTreeElement>
 {
 public:
-   ZqBaseStateEqualityConstraint() = default;
-   ZqBaseStateEqualityConstraint(const ZqBaseStateEqualityConstraint& other);
-   ZqBaseStateEqualityConstraint& operator=(const ZqBaseStateEqualityConstraint& other);
-   ~ZqBaseStateEqualityConstraint() override = default;
    /// Jacobians are results, and no part of the value.
    bool operator==(const ZqBaseStateEqualityConstraint&) const noexcept { return true; }
 
@@ -97,6 +93,8 @@ public:
                                const ZqPositionState& position, const ZqVelocityState& velocity,
                                ZqU32 firstRow, ZqReArray& rows) const;
    /// @}
+   /// A clone for another model, under the same lock. The caller owns it.
+   static ZqBaseStateEqualityConstraint* cloneOf(const ZqBaseStateEqualityConstraint& constraint);
 
 protected:
    static constexpr ZqReal m_theMaxTimeIncrementForFiniteDifferencing = 1e-8;  ///< s
