@@ -1,6 +1,5 @@
 #pragma once
 
-#include "zqManipulator/foundation/algebra/ZqRotationMatrix.h"
 #include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
 #include "zqManipulator/foundation/tokens/ZqManipTokens.h"
 #include "zqManipulator/state/ZqUncopied.h"
@@ -77,13 +76,10 @@ public:
    virtual void setDhTransform(const ZqCoordinateSystemTransformation& transformation)
    {
       m_dhTransform.get().setByNumbers(transformation);
-      m_dhRotation.get() = ZqRotationMatrix(transformation.orientation());
       m_dhTransformSet.value = true;
    }
    /// Whether the flag is raised for the transformation that stands here.
    bool holdsDhTransform() const { return m_dhTransformValid && m_dhTransformSet.value; }
-   /// The orientation of the joint's transformation as a matrix.
-   const ZqRotationMatrix& dhRotation() const { return m_dhRotation.get(); }
    virtual bool locationInSystemValid() const { return m_locationInSystemValid; }
    virtual void setLocationInSystemValid(bool valid) { m_locationInSystemValid = valid; }
    virtual bool dhTransformValid() const { return m_dhTransformValid; }
@@ -155,7 +151,6 @@ private:
    ZqCoordinateSystemTransformation m_dhFrame;
    mutable ZqCoordinateSystemTransformation m_primaryFrame;
    ZqUncopied<ZqCoordinateSystemTransformation> m_dhTransform;
-   ZqUncopied<ZqRotationMatrix> m_dhRotation;
 };
 
 extern template class ZqXmlClass<ZqLinkPositionState>;

@@ -30,22 +30,23 @@ public:
       if (this == &other)
          return *this;
       settle();
-      other.settle();
       ZqXmlClass<Derived>::operator=(other);
       m_links = other.m_links;
       m_base = other.m_base;
-      renew();
+      m_stamps = other.m_stamps;
+      m_baseStamp = other.m_baseStamp;
+      beginEpochAfter(other.m_epoch);
       return *this;
    }
    ZqLinkRecords& operator=(ZqLinkRecords&& other) noexcept
    {
       present(ZqBaseLinkIndex);
-      other.settle();
       ZqXmlClass<Derived>::operator=(std::move(other));
       m_links = std::move(other.m_links);
       m_base = std::move(other.m_base);
       m_stamps = std::move(other.m_stamps);
-      renew();
+      m_baseStamp = other.m_baseStamp;
+      beginEpochAfter(other.m_epoch);
       return *this;
    }
    ~ZqLinkRecords() override = default;
@@ -136,6 +137,16 @@ private:
       for (ZqU32 i = 0; i < m_links.size(); ++i)
          present(i);
       present(ZqBaseLinkIndex);
+   }
+   /// The flags that were right in an epoch are right in a new one.
+   void beginEpochAfter(std::uint64_t epoch) noexcept
+   {
+      m_epoch = zqNextEpoch();
+      for (std::uint64_t& stamp : m_stamps)
+         if (stamp == epoch)
+            stamp = m_epoch;
+      if (m_baseStamp == epoch)
+         m_baseStamp = m_epoch;
    }
    /// The flags that stand in the records are right, for a state that is new.
    void renew()

@@ -32,7 +32,10 @@ public:
    ZqManipulatorActivePositionState& operator=(const ZqManipulatorActivePositionState& other);
    ZqManipulatorActivePositionState& operator=(ZqManipulatorActivePositionState&& other) noexcept;
    ~ZqManipulatorActivePositionState() override;
-   bool operator==(const ZqManipulatorActivePositionState&) const = default;
+   bool operator==(const ZqManipulatorActivePositionState& other) const
+   {
+      return ZqLinkRecords::operator==(other) && m_positionState == other.m_positionState;
+   }
 
    virtual const ZqPositionState& positionState() const { return m_positionState; }
    /// Makes as many link records as there are joint positions, and clears all flags.
@@ -48,6 +51,7 @@ public:
                                      const ZqCoordinateSystemTransformation& primaryFrame)
    {
       setLocation(record(index), dhFrame, primaryFrame);
+      m_epochOfGivenFrames = epoch();
    }
    virtual void setDhTransform(ZqU32 index, const ZqCoordinateSystemTransformation& transformation)
    {
@@ -55,7 +59,11 @@ public:
       link.setDhTransform(transformation);
       link.setDhTransformValid(true);
    }
-   virtual void setLinkPositionStates(const Records& states) { setLinks(states); }
+   virtual void setLinkPositionStates(const Records& states)
+   {
+      setLinks(states);
+      m_epochOfGivenFrames = epoch();
+   }
    virtual const ZqLinkPositionState& basePositionState() const { return record(ZqBaseLinkIndex); }
    virtual void setBaseLinkPositionState(const ZqCoordinateSystemTransformation& dhFrame,
                                          const ZqCoordinateSystemTransformation& primaryFrame)
@@ -85,6 +93,9 @@ public:
       return *m_workspace.get();
    }
 
+   /// Whether somebody has given frames of links in this state: those that hang on them follow.
+   bool hasGivenFrames() const noexcept { return m_epochOfGivenFrames == epoch(); }
+
 private:
    void makeWorkspace();
    static void setLocation(ZqLinkPositionState& record,
@@ -97,6 +108,7 @@ private:
    }
 
    ZqPositionState m_positionState;
+   std::uint64_t m_epochOfGivenFrames = ~std::uint64_t{0};
    ZqUncopied<std::unique_ptr<ZqMotionWorkspace>> m_workspace;
 };
 

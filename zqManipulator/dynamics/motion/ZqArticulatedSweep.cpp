@@ -61,22 +61,24 @@ void computeLeastPivots(const Tree& tree, const Turn<ZqReal>* turns, const Slot<
       leastPivots[k] = roundingOf(k < 3 ? bounds[0].m : bounds[0].S, tree.count + k);
 }
 
+/// False with NaN. An inverse of zero is that of a pivot of zero: right where nothing could move.
+ZQ_MOTION_INLINE bool isSound(ZqReal inverse, ZqReal least)
+{
+   return (inverse > 0.0 && least * inverse < 1.0) || (inverse == 0.0 && least == 0.0);
+}
+
 bool pivotsAreSound(const Tree& tree, bool isBaseFree, const Articulated<ZqReal>* articulated,
                     const ZqReal* leastPivots)
 {
-   // The conditions fail with NaN. An inverse of zero is that of a pivot of zero.
    bool sound = true;
    for (int i = 0; i < tree.count; ++i)
-   {
-      const ZqReal inverse = articulated[i + 1].inversePivot;
-      sound &= inverse > 0.0 && leastPivots[6 + i] * inverse < 1.0;
-   }
+      sound &= isSound(articulated[i + 1].inversePivot, leastPivots[6 + i]);
    if (!isBaseFree || !sound)
       return sound;
    BaseFactor<ZqReal> base;
    factorBase(articulated[0], base);
    for (int k = 0; k < 6; ++k)
-      sound &= base.inverse[k] > 0.0 && leastPivots[k] * base.inverse[k] < 1.0;
+      sound &= isSound(base.inverse[k], leastPivots[k]);
    return sound;
 }
 } // namespace ZQ_MOTION_TARGET

@@ -1,6 +1,7 @@
 #include "zqManipulator/dynamics/tools/ZqCompositeBodySweep.h"
 
 #include "zqManipulator/dynamics/motion/ZqMotionCompositeSweep.h"
+#include "zqManipulator/dynamics/motion/ZqMotionPlan.h"
 #include "zqManipulator/foundation/algebra/ZqReArray.h"
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
 #include "zqManipulator/kinematics/manipulator/ZqMotionStages.h"
@@ -14,8 +15,9 @@ void ZqCompositeBodySweep::run(const ZqIndividualManipulator& manipulator,
    const auto& links = manipulator.linkPointerVector();
    m_manipulator = &manipulator;
    m_work = &stages.work();
-   m_size = static_cast<ZqU32>(stages.tree().count);
-   for (std::size_t i = m_size; i < links.size(); ++i)
+   m_size = static_cast<ZqU32>(links.size());
+   m_isWhole = stages.tree().count == static_cast<int>(links.size());
+   for (auto i = static_cast<std::size_t>(stages.tree().count); i < links.size(); ++i)
       links[i]->crbi(activeState, stateStruct); // says why it cannot
 }
 
@@ -26,13 +28,13 @@ const std::shared_ptr<const ZqMotionPlan>& ZqCompositeBodySweep::plan() const no
 
 ZqU32 ZqCompositeBodySweep::parent(ZqU32 link) const noexcept
 {
-   const int index = m_work->tree.joints[link].parent;
+   const int index = m_work->plan->joints[link].parent;
    return index < 0 ? ZqBaseLinkIndex : static_cast<ZqU32>(index);
 }
 
 ZqU32 ZqCompositeBodySweep::subtreeEnd(ZqU32 link) const noexcept
 {
-   return static_cast<ZqU32>(m_work->tree.joints[link].end);
+   return static_cast<ZqU32>(m_work->plan->joints[link].end);
 }
 
 void ZqCompositeBodySweep::writeMassMatrix(ZqReArray& array) const noexcept

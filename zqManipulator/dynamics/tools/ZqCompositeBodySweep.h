@@ -32,6 +32,8 @@ public:
    }
    /// The model of the last run.
    const std::shared_ptr<const ZqMotionPlan>& plan() const noexcept;
+   /// Whether the state has all joints of the model. The numbers of those that it lacks are zero.
+   bool isWhole() const noexcept { return m_isWhole; }
    /// The number of joints.
    ZqU32 size() const noexcept { return m_size; }
    /// The index of the parent of a link, `ZqBaseLinkIndex` for the base: else below that of the link.
@@ -48,4 +50,5 @@ private:
    const ZqIndividualManipulator* m_manipulator = nullptr; ///< not owned
    const ZqMotionWorkspace* m_work = nullptr;              ///< not owned
    ZqU32 m_size = 0;
+   bool m_isWhole = false;
 };

@@ -356,9 +356,9 @@ const ZqReArray& ZqMotionDerivativeTool::writePointJacobian(ZqU32 link, const Zq
    const bool isBase = link == ZqBaseLinkIndex;
    if (!isBase && link >= static_cast<ZqU32>(tree.count))
    {
-      Zq::Print::instance().write(Zq::Rejected,
-                                  "ZqMotionDerivativeTool::jacobian(): link index %d out of range.",
-                                  static_cast<int>(link));
+      Zq::Print::instance().write(
+         Zq::Rejected, "ZqMotionDerivativeTool::jacobian(): link index %d out of range.\n",
+         static_cast<int>(link));
       return result;
    }
    m_work->move(*m_manipulator, stages, activeState, false);

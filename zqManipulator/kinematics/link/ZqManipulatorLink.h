@@ -434,6 +434,10 @@ private:
    const ZqRigidBodyMassProperties&
    withAttachments(const ZqRigidBodyMassProperties& own, const ZqStatedSystemStruct* stateStruct,
                    const ZqCoordinateSystemTransformation* outer) const;
+   const ZqLinkPositionState* placeOnParent(ZqManipulatorActivePositionState& activeState,
+                                            bool primaryFrameIsNext,
+                                            ZqLinkPositionState& own) const;
+   void storeDhTransform(ZqManipulatorActivePositionState& activeState) const;
    static void takeFramesInboard(int link, ZqManipulatorActivePositionState& activeState);
    const ZqLinkPositionState* placeInSystem(ZqManipulatorActivePositionState& activeState,
                                             bool primaryFrameIsNext) const;

@@ -224,18 +224,20 @@ void ZqIndividualManipulator::rebuildMaps()
       Zq::Print::instance().report(diagnostic);
 }
 
-/// Several threads may ask at once, as for the maps.
+/// Several threads may ask at once, as for the maps: then each makes a plan, and the first one is kept. None
+/// is made under the lock, since a class of a user is asked, and may ask a manipulator.
 void ZqIndividualManipulator::rebuildPlan() const
 {
-   const auto& links = linkPointerVector();
-   const bool hasOwnLinks = m_concreteReference == this;
-   const auto ofModel = hasOwnLinks ? nullptr : m_concreteReference->sharedMotionPlan();
-   const std::scoped_lock lock(mapsLock);
    const std::uint64_t version = modelVersion();
+   const ZqIndividualManipulator& model = *m_concreteReference;
+   // Where references refer to each other, there is no model with a plan.
+   const bool isOfModel = &model != this && model.m_concreteReference == &model;
+   auto plan = std::make_shared<ZqMotionPlan>(isOfModel ? model.motionPlan()
+                                                        : zqMotionPlanOf(linkPointerVector()));
+   zqSetBase(*this, *plan);
+   const std::scoped_lock lock(mapsLock);
    if (m_planVersion == version)
       return;
-   auto plan = std::make_shared<ZqMotionPlan>(hasOwnLinks ? zqMotionPlanOf(links) : *ofModel);
-   zqSetBase(*this, *plan);
    m_plan = std::move(plan);
    m_planVersion.store(version, std::memory_order_release);
 }

@@ -138,6 +138,31 @@ void ZqManipulatorLink::takeFramesInboard(int link, ZqManipulatorActivePositionS
    }
 }
 
+/// Where frames of links were given, a link stands on what the record of its parent says.
+const ZqLinkPositionState*
+ZqManipulatorLink::placeOnParent(ZqManipulatorActivePositionState& activeState,
+                                 bool primaryFrameIsNext, ZqLinkPositionState& own) const
+{
+   const auto& parent = m_parentLink != nullptr ? m_parentLink->dhFrameInSystem(activeState)
+                                                : ZqCoordinateSystemTransformation::identity();
+   own.setLocation(parent,
+                   m_linkKinematicsContainer.transformAt(
+                      activeState.positionState().jointPositions()[m_linkIndex]),
+                   primaryFrame(), primaryFrameIsNext);
+   return &own;
+}
+
+/// Stores the transformation of the joint where it is not known yet.
+void ZqManipulatorLink::storeDhTransform(ZqManipulatorActivePositionState& activeState) const
+{
+   ZqLinkPositionState& own = activeState.record(m_linkIndex);
+   if (own.holdsDhTransform())
+      return;
+   own.setDhTransform(m_linkKinematicsContainer.transformAt(
+      Zq::valueOrZero(activeState.positionState().jointPositions(), m_linkIndex)));
+   own.setDhTransformValid(true);
+}
+
 /// The record of the link with both frames valid, or null when the state has none, or no joint position
 /// to fill it from.
 const ZqLinkPositionState*
@@ -151,9 +176,12 @@ ZqManipulatorLink::placeInSystem(ZqManipulatorActivePositionState& activeState,
       return &own;
    if (m_linkIndex >= activeState.positionState().jointPositions().size())
       return nullptr;
+   if (activeState.hasGivenFrames())
+      return placeOnParent(activeState, primaryFrameIsNext, own);
    const ZqMotionWorkspace& work = activeState.workspace();
    if (m_manipulator == nullptr || work.plan == nullptr ||
        work.plan->model != m_manipulator->motionPlan().model ||
+       m_linkIndex >= static_cast<ZqU32>(work.tree.count) ||
        !work.isDone(ZqMotionWorkspace::Frames, activeState.epoch()))
    {
       ZqMotionStages stages(*this, activeState);
@@ -187,6 +215,7 @@ ZqManipulatorLink::dhFrameVelocityInLocal(ZqManipulatorActiveState& activeState)
    ZqMotionStages stages(*this, activeState);
    if (lacks(stages, m_linkIndex))
       return m_theDummyGeneralVelocity;
+   storeDhTransform(activeState.activePositionState());
    own->setDhFrameVelocityInLocal(
       zqMotion::velocityOfDhFrame(stages.joint(m_linkIndex), stages.velocities()[m_linkIndex + 1]));
    return own->dhFrameVelocityInLocal();
@@ -256,6 +285,7 @@ ZqManipulatorLink::dhFrameAccelerationInLocal(ZqManipulatorActiveState& activeSt
    ZqMotionStages stages(*this, activeState);
    if (lacks(stages, m_linkIndex))
       return m_theDummyGeneralAcceleration;
+   storeDhTransform(activeState.activePositionState());
    own->setDhFrameAccelerationInLocal(zqMotion::accelerationOfDhFrame(
       stages.joint(m_linkIndex), stages.motions()[m_linkIndex + 1]));
    return own->dhFrameAccelerationInLocal();

@@ -65,12 +65,6 @@ const ZqManipulatorLink& rootOf(const ZqManipulatorLink& link)
    return *root;
 }
 
-/// The manipulator whose links a link moves with: a copy of a link has the parent of the original.
-const ZqIndividualManipulator* manipulatorOf(const ZqManipulatorLink& link)
-{
-   return link.manipulator() != nullptr ? link.manipulator() : rootOf(link).manipulator();
-}
-
 ZqRotationMatrix matrixOf(const zqMotion::Mat3<ZqReal>& R)
 {
    return {R.xx, R.xy, R.xz, R.yx, R.yy, R.yz, R.zx, R.zy, R.zz};
@@ -99,7 +93,7 @@ ZqMotionStages::ZqMotionStages(const ZqIndividualManipulator& manipulator,
 
 ZqMotionStages::ZqMotionStages(const ZqManipulatorLink& link,
                                ZqManipulatorActivePositionState& positions)
-   : m_manipulator(manipulatorOf(link)), m_positions(positions), m_work(positions.workspace())
+   : m_manipulator(link.manipulator()), m_positions(positions), m_work(positions.workspace())
 {
    if (m_manipulator == nullptr)
       flatten(link);
@@ -107,7 +101,7 @@ ZqMotionStages::ZqMotionStages(const ZqManipulatorLink& link,
 }
 
 ZqMotionStages::ZqMotionStages(const ZqManipulatorLink& link, ZqManipulatorActiveState& activeState)
-   : m_manipulator(manipulatorOf(link)), m_positions(activeState.activePositionState()),
+   : m_manipulator(link.manipulator()), m_positions(activeState.activePositionState()),
      m_activeState(&activeState), m_work(m_positions.workspace())
 {
    if (m_manipulator == nullptr)
@@ -115,26 +109,31 @@ ZqMotionStages::ZqMotionStages(const ZqManipulatorLink& link, ZqManipulatorActiv
    prepare();
 }
 
-/// A tree that belongs to no manipulator is flattened whenever one of its links is asked, since nobody
-/// tells when it changes.
+/// A link that belongs to no manipulator is flattened with its subtree whenever it is asked, since nobody tells
+/// when it changes. It may be a copy that has kept the parent of the original: then it hangs on that.
 void ZqMotionStages::flatten(const ZqManipulatorLink& link)
 {
+   const ZqManipulatorLink& root = rootOf(link);
+   m_manipulator = root.manipulator();
    m_loneLinks.resize(m_positions.size());
-   collect(rootOf(link), m_loneLinks);
+   collect(root, m_loneLinks);
    collect(link, m_loneLinks);
-   m_lonePlan = std::make_shared<const ZqMotionPlan>(zqMotionPlanOf(m_loneLinks));
+   auto plan = std::make_shared<ZqMotionPlan>(zqMotionPlanOf(m_loneLinks));
+   if (m_manipulator != nullptr)
+      zqSetBase(*m_manipulator, *plan);
+   m_lonePlan = std::move(plan);
 }
 
-const ZqManipulatorLink& ZqMotionStages::linkAt(ZqU32 index) const
+/// Null where nobody has the index.
+const ZqManipulatorLink* ZqMotionStages::linkAt(ZqU32 index) const
 {
-   return m_manipulator != nullptr ? *m_manipulator->linkPointerVector()[index]
-                                   : *m_loneLinks[index];
+   return m_lonePlan != nullptr ? m_loneLinks[index] : m_manipulator->linkPointerVector()[index];
 }
 
 /// Takes the plan, and as many links of it as the state has records for.
 void ZqMotionStages::prepare()
 {
-   m_plan = m_manipulator != nullptr ? &m_manipulator->motionPlan() : m_lonePlan.get();
+   m_plan = m_lonePlan != nullptr ? m_lonePlan.get() : &m_manipulator->motionPlan();
    const std::size_t count = std::min<std::size_t>(m_plan->joints.size(), m_positions.size());
    takePlan(count);
    m_q = atLeast(m_positions.positionState().jointPositions(), static_cast<int>(count),
@@ -165,20 +164,29 @@ void ZqMotionStages::takePlan(std::size_t count)
                              static_cast<std::size_t>(m_work.tree.count) == count;
    if (hasSameLinks && m_work.plan.get() == m_plan)
       return;
-   m_work.plan = m_lonePlan != nullptr ? m_lonePlan : m_manipulator->sharedMotionPlan();
+   // Complete again at the end, if nothing fails.
+   m_work.plan.reset();
    m_work.leastPivotsAreConstant = false;
    m_work.tree = m_plan->tree();
    if (count < m_plan->joints.size())
       shorten(static_cast<ZqU32>(count));
-   // Another manipulator with the same links: what is known of them stays.
    if (hasSameLinks)
-      return;
-   m_work.forget();
-   m_work.framesDone.assign(count + 1, ~std::uint64_t{0});
-   m_work.frames.resize(count + 1);
-   m_work.halfCos.resize(count);
-   m_work.halfSin.resize(count);
-   m_work.slots.resize(m_plan->slotLinks.size());
+   {
+      // Another manipulator with the same links: what does not depend on how the base moves stays.
+      for (const Work::Stage stage :
+           {Work::Velocities, Work::Motions, Work::Forces, Work::Articulated, Work::Accelerations})
+         m_work.done[stage] = ~std::uint64_t{0};
+   }
+   else
+   {
+      m_work.forget();
+      m_work.framesDone.assign(count + 1, ~std::uint64_t{0});
+      m_work.frames.resize(count + 1);
+      m_work.halfCos.resize(count);
+      m_work.halfSin.resize(count);
+      m_work.slots.resize(m_plan->slotLinks.size());
+   }
+   m_work.plan = m_lonePlan != nullptr ? m_lonePlan : m_manipulator->sharedMotionPlan();
 }
 
 /// The first links alone: parents stand before their children.
@@ -209,7 +217,7 @@ void ZqMotionStages::angles()
    {
       const ZqU32 i = m_plan->slotLinks[static_cast<std::size_t>(k)];
       const int parent = joint(i).parent;
-      zqMotion::place(linkAt(i).linkKinematicsContainer(),
+      zqMotion::place(linkAt(i)->linkKinematicsContainer(),
                       parent < 0 ? nullptr : &tree().joints[parent], m_q[i],
                       m_work.slots[static_cast<std::size_t>(k)]);
    }
@@ -305,7 +313,7 @@ const zqMotion::Vec6<ZqReal>* ZqMotionStages::velocities()
    for (int k = 0; k < tree().slots; ++k)
    {
       const ZqU32 i = m_plan->slotLinks[static_cast<std::size_t>(k)];
-      zqMotion::move(linkAt(i).linkKinematicsContainer(), m_q[i], qd[i],
+      zqMotion::move(linkAt(i)->linkKinematicsContainer(), m_q[i], qd[i],
                      m_work.slots[static_cast<std::size_t>(k)]);
    }
    zqMotion::computeVelocities(tree(), turned, qd, m_work.slots.data(), V);
@@ -351,7 +359,7 @@ const zqMotion::LinkMotion<ZqReal>* ZqMotionStages::motions()
    for (int k = 0; k < tree().slots; ++k)
    {
       const ZqU32 i = m_plan->slotLinks[static_cast<std::size_t>(k)];
-      zqMotion::accelerate(linkAt(i).linkKinematicsContainer(), m_q[i], qd[i], qdd[i],
+      zqMotion::accelerate(linkAt(i)->linkKinematicsContainer(), m_q[i], qd[i], qdd[i],
                            m_work.slots[static_cast<std::size_t>(k)]);
    }
    zqMotion::computeMotions(tree(), turned, qd, qdd, m_work.slots.data(), motions);
@@ -378,9 +386,10 @@ void ZqMotionStages::takeLinkBodies(const ZqStatedSystemStruct* stateStruct)
    m_work.bodies = m_plan->linkBodies;
    for (int i = 0; i < tree().count; ++i)
    {
-      const auto link = static_cast<ZqU32>(i);
-      m_work.bodies[link + 1] = zqMotionBodyOf(linkAt(link).massPropertiesInDHFrame(stateStruct),
-                                               zqMotion::dhFrameOf(joint(link)));
+      const auto index = static_cast<ZqU32>(i);
+      if (const ZqManipulatorLink* link = linkAt(index))
+         m_work.bodies[index + 1] = zqMotionBodyOf(link->massPropertiesInDHFrame(stateStruct),
+                                                   zqMotion::dhFrameOf(joint(index)));
    }
    m_work.tree.bodies = m_work.bodies.data();
 }
@@ -524,10 +533,17 @@ void ZqMotionStages::axes(const ZqStatedSystemStruct* stateStruct)
       return;
    const zqMotion::Composite<ZqReal>* const bodies = composites(stateStruct);
    const auto count = static_cast<std::size_t>(tree().count);
+   // Links that the state lacks have zeros.
+   const std::size_t width = m_plan->joints.size();
+   if (width > count)
+   {
+      m_work.axes.assign(6 * width, 0.0);
+      m_work.axisForces.assign(6 * width, 0.0);
+   }
    zqMotion::placeInBase(tree(), turns(), sized(m_work.places, count + 1));
    zqMotion::computeAxesAndForces(tree(), m_work.places.data(), bodies, m_work.slots.data(),
-                                  sized(m_work.axes, 6 * count),
-                                  sized(m_work.axisForces, 6 * count), count);
+                                  sized(m_work.axes, 6 * width),
+                                  sized(m_work.axisForces, 6 * width), width);
    m_work.done[Work::Axes] = epoch;
 }
 
@@ -547,11 +563,11 @@ ZqRotationMatrix ZqMotionStages::dhRotation(ZqU32 link)
       B.transposeTimes(R.column(0)), B.transposeTimes(R.column(1)), B.transposeTimes(R.column(2)));
 }
 
-ZqReal ZqMotionStages::driveInertia(ZqU32 link) const
+ZqReal ZqMotionStages::driveInertia(ZqU32 index) const
 {
-   return m_plan->anyOwnDrive ? linkAt(link).jointActuator().effectiveInertia(Zq::valueOrZero(
-                                   m_positions.positionState().jointPositions(), link))
-                              : joint(link).driveInertia;
+   const ZqManipulatorLink* const link = m_plan->anyOwnDrive ? linkAt(index) : nullptr;
+   return link != nullptr ? link->jointActuator().effectiveInertia(m_q[index])
+                          : joint(index).driveInertia;
 }
 
 /// Computes the articulated bodies of given torques and forces from outside, whatever stands there.
@@ -626,8 +642,8 @@ const ZqReal* ZqMotionStages::jointAccelerations(const ZqManipulatorExternalForc
 /// They are constants of a model all of whose joints turn.
 void ZqMotionStages::findLeastPivots(const ZqStatedSystemStruct* stateStruct)
 {
-   const bool areConstant =
-      !tree().anyPrismatic && tree().slots == 0 && tree().bodies == m_plan->bodies.data();
+   const bool areConstant = !tree().anyPrismatic && tree().slots == 0 && !m_plan->anyOwnDrive &&
+                            tree().bodies == m_plan->linkBodies.data();
    if (areConstant && m_work.leastPivotsAreConstant)
       return;
    const auto count = static_cast<std::size_t>(tree().count);

@@ -78,8 +78,8 @@ public:
    const ZqReal* jointAccelerations(const ZqManipulatorExternalForce& externalForce,
                                     const ZqManipulatorTorque& torque,
                                     const ZqStatedSystemStruct* stateStruct);
-   /// The accelerations that torques and the force on a free base add, by articulated bodies, whatever was
-   /// computed in this epoch for others: `jointAccelerations` of the workspace, and that of the base in its
+   /// The accelerations that torques and the force on a free base add, by articulated bodies that take the place
+   /// of those that queries have left: `jointAccelerations` of the workspace, and that of the base in its
    /// articulated body. False, and nothing, where a pivot may be nothing but rounding.
    bool solve(const ZqManipulatorExternalForce& externalForce, const ZqManipulatorTorque& torque,
               const ZqStatedSystemStruct* stateStruct);
@@ -96,7 +96,7 @@ public:
                            std::vector<zqMotion::LinkForce<ZqReal>>& forces) const;
 
 private:
-   const ZqManipulatorLink& linkAt(ZqU32 index) const;
+   const ZqManipulatorLink* linkAt(ZqU32 index) const;
    void flatten(const ZqManipulatorLink& link);
    void prepare();
    void takePlan(std::size_t count);

@@ -2,7 +2,7 @@
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystemStruct.h"
 
-#include <unordered_map>
+#include <array>
 #include <vector>
 
 /// In most scenes nothing is.
@@ -28,8 +28,8 @@ ZqManipulatorLink::massPropertiesInDHFrame(const ZqStatedSystemStruct* stateStru
 }
 
 /// The masses with those of what is attached to the link, in a scene that has attachments. They stand in
-/// the primary frame: in the frame `outer`, unless that is null. The sum lasts until this thread asks the
-/// same link again.
+/// the primary frame: in the frame `outer`, unless that is null. The sum lasts while this thread asks for a
+/// few others.
 const ZqRigidBodyMassProperties&
 ZqManipulatorLink::withAttachments(const ZqRigidBodyMassProperties& own,
                                    const ZqStatedSystemStruct* stateStruct,
@@ -42,8 +42,9 @@ ZqManipulatorLink::withAttachments(const ZqRigidBodyMassProperties& own,
    if (!scene->configuration().attachmentMap().getDependentManipulatorsAndOffsets(
           stateStruct->manipulatorIndex(), linkLabel(), indices, offsets))
       return own;
-   thread_local std::unordered_map<const ZqManipulatorLink*, ZqRigidBodyMassProperties> sums;
-   ZqRigidBodyMassProperties& sum = sums[this];
+   thread_local std::array<ZqRigidBodyMassProperties, 8> sums;
+   thread_local std::size_t next = 0;
+   ZqRigidBodyMassProperties& sum = sums[next++ % sums.size()];
    sum = own;
    for (std::size_t i = 0; i < indices.size(); ++i)
       if (const ZqIndividualManipulator* attached = scene->manipulatorByIndex(indices[i]))
