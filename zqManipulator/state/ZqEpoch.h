@@ -5,6 +5,6 @@
 /// A number that has not been given to anybody before, in any thread.
 ///
 /// Where all flags of many records would fall together, the records get a new epoch instead, and each
-/// remembers in which epoch its flags were right. Since epochs are unique, what was computed for one is
-/// never taken for what belongs to another, whoever was copied or assigned from whom meanwhile.
+/// remembers in which epoch its flags were right. What is computed for a state remembers that, too, and is
+/// taken for no other state, since no two have one epoch; an assignment begins a new one.
 std::uint64_t zqNextEpoch() noexcept;

@@ -23,29 +23,29 @@ public:
    ZqLinkRecords() = default;
    ZqLinkRecords(const ZqLinkRecords& other) = default;
    ZqLinkRecords(ZqLinkRecords&& other) noexcept = default;
-   // A record keeps some of its own flags when it is assigned to: those must be right before.
+   // A record keeps some of its own flags when it is assigned to: those must be right before. What was
+   // computed in the epoch of the other may have been computed by whoever asked that one: a new one begins.
    ZqLinkRecords& operator=(const ZqLinkRecords& other)
    {
       if (this == &other)
          return *this;
       settle();
+      other.settle();
       ZqXmlClass<Derived>::operator=(other);
       m_links = other.m_links;
       m_base = other.m_base;
-      m_stamps = other.m_stamps;
-      m_baseStamp = other.m_baseStamp;
-      m_epoch = other.m_epoch;
+      renew();
       return *this;
    }
    ZqLinkRecords& operator=(ZqLinkRecords&& other) noexcept
    {
       present(ZqBaseLinkIndex);
+      other.settle();
       ZqXmlClass<Derived>::operator=(std::move(other));
       m_links = std::move(other.m_links);
       m_base = std::move(other.m_base);
       m_stamps = std::move(other.m_stamps);
-      m_baseStamp = other.m_baseStamp;
-      m_epoch = other.m_epoch;
+      renew();
       return *this;
    }
    ~ZqLinkRecords() override = default;
@@ -103,7 +103,7 @@ protected:
    {
       settle();
       m_links = links;
-      m_stamps.assign(m_links.size(), m_epoch);
+      renew();
    }
 
    mutable Records m_links;

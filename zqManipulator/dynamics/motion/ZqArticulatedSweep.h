@@ -235,55 +235,11 @@ void accelerateJoints(const Tree& tree, const Turn<T>* turns, const Slot<T>* slo
    }
 }
 
-template <class Axes, class T>
-ZQ_MOTION_INLINE void passTorque(const Joint& joint, const Turn<T>& turn, const Slot<T>* slots,
-                                 const T& torque, const LinkForce<T>& force, Articulated<T>& A,
-                                 LinkForce<T>& inboard)
-{
-   const T net = torque - forceAlong(joint, force, slots);
-   A.u = net * A.inversePivot;
-   passForce<Axes>(joint, turn, {force.f + A.gain.linear * net, force.n + A.gain.angular * net},
-                   inboard);
-}
-
-/// The accelerations that further torques, and a further force on a free base, give to the bodies that
-/// `articulateBodies` left, from rest and without gravity: the mass matrix's inverse times torques. Without
-/// `baseForce` the base is fixed. `forces` is work space by link; u, a and alpha of the articulated bodies become
-/// those of this solution.
-template <class T>
-void solveArticulated(const Tree& tree, const Turn<T>* turns, const Slot<T>* slots,
-                      const T* torques, const Vec6<T>* baseForce, LinkForce<T>* forces,
-                      Articulated<T>* articulated, T* accelerations)
-{
-   for (int i = 0; i <= tree.count; ++i)
-      forces[i] = {zeroVec3<T>(), zeroVec3<T>()};
-   for (int i = tree.count; i-- > 0;)
-   {
-      const Joint& joint = tree.joints[i];
-      LinkForce<T>& inboard = forces[joint.parent + 1];
-      Articulated<T>& A = articulated[i + 1];
-      if (joint.isTwist)
-         passTorque<TwistAxes<T>>(joint, turns[i], slots, torques[i], forces[i + 1], A, inboard);
-      else
-         passTorque<GeneralAxes<T>>(joint, turns[i], slots, torques[i], forces[i + 1], A, inboard);
-   }
-   Articulated<T>& base = articulated[0];
-   base.a = base.alpha = zeroVec3<T>();
-   if (baseForce)
-      solveBase(base, {baseForce->linear - forces[0].f, baseForce->angular - forces[0].n}, base.a,
-                base.alpha);
-   accelerateJoints(tree, turns, slots, articulated, accelerations);
-}
-
 ZQ_MOTION_SWEEP template void articulateBodies(const Tree&, const Turn<ZqReal>*,
                                                const Slot<ZqReal>*, const ZqReal*,
                                                LinkForce<ZqReal>*, Articulated<ZqReal>*);
 ZQ_MOTION_SWEEP template void accelerateJoints(const Tree&, const Turn<ZqReal>*,
                                                const Slot<ZqReal>*, Articulated<ZqReal>*, ZqReal*);
-ZQ_MOTION_SWEEP template void solveArticulated(const Tree&, const Turn<ZqReal>*,
-                                               const Slot<ZqReal>*, const ZqReal*,
-                                               const Vec6<ZqReal>*, LinkForce<ZqReal>*,
-                                               Articulated<ZqReal>*, ZqReal*);
 
 /// Pivots up to which they may be nothing but rounding against the mass matrix's diagonal, whose elements are
 /// bounded from above: six of a free base, then those of joints. They are constants of a model all of whose

@@ -29,14 +29,23 @@ struct ZqMotionWorkspace
       StageCount
    };
 
+   enum Input : unsigned
+   {
+      Position,
+      Velocity,
+      Acceleration,
+      InputCount
+   };
+
    ZqMotionWorkspace() { forget(); }
    bool isDone(Stage stage, std::uint64_t epoch) const noexcept { return done[stage] == epoch; }
    void forget() noexcept { done.fill(~std::uint64_t{0}); }
 
-   const void* owner = nullptr; ///< the manipulator that was asked last, to be compared only
    std::shared_ptr<const ZqMotionPlan> plan; ///< that the numbers belong to
    zqMotion::Tree tree{};
    std::array<std::uint64_t, StageCount> done;
+   std::array<std::uint64_t, InputCount>
+      inputs{}; ///< the epochs of the states that were asked for last
    std::vector<std::uint64_t>
       framesDone; ///< by link, the base first: where single links were placed
 

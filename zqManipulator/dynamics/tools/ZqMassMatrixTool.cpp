@@ -31,10 +31,11 @@ const ZqReArray& ZqMassMatrixTool::massMatrix(ZqManipulatorActiveState& activeSt
       return m_massMatrix;
    }
    m_sweep.run(*m_manipulator, activeState, stateStruct);
-   // Zeros between branches are not written again.
-   if (m_zerosOf == nullptr || m_zerosOf != m_sweep.plan())
+   // Zeros between branches are not written again, where the state has all joints.
+   const bool isWhole = m_sweep.size() == m_manipulator->jointDof();
+   if (!isWhole || m_zerosOf != m_sweep.plan())
       resize();
-   m_zerosOf = m_sweep.size() == m_massMatrix.rows() ? m_sweep.plan() : nullptr;
+   m_zerosOf = isWhole ? m_sweep.plan() : nullptr;
    m_sweep.writeMassMatrix(m_massMatrix);
    return m_massMatrix;
 }

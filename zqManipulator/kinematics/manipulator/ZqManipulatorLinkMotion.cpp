@@ -5,7 +5,7 @@
 #include "zqManipulator/foundation/algebra/ZqValueOrZero.h"
 #include "zqManipulator/foundation/geometry/ZqLineSegment.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
-#include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
+#include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
 #include "zqManipulator/kinematics/manipulator/ZqMotionRecords.h"
 #include "zqManipulator/kinematics/manipulator/ZqMotionStages.h"
 #include "zqManipulator/state/ZqManipulatorActiveState.h"
@@ -32,6 +32,14 @@ namespace
    rejectIndex(format, index);
    Zq::Print::instance().write(
       Zq::Rejected, "This can be caused by the system and state not having the same size.\n");
+}
+
+/// Says that a link is none of those that its manipulator and the state both have.
+[[gnu::cold]] bool lacks(const ZqMotionStages& stages, ZqU32 index)
+{
+   if (!stages.has(index))
+      rejectIndex("ZqManipulatorLink: the index (%d) is none of the manipulator's.\n", index);
+   return !stages.has(index);
 }
 
 /// The record of a link or of the base; null when there is none.
@@ -144,9 +152,15 @@ ZqManipulatorLink::placeInSystem(ZqManipulatorActivePositionState& activeState,
    if (m_linkIndex >= activeState.positionState().jointPositions().size())
       return nullptr;
    const ZqMotionWorkspace& work = activeState.workspace();
-   if (m_manipulator == nullptr || work.owner != m_manipulator ||
+   if (m_manipulator == nullptr || work.plan == nullptr ||
+       work.plan->model != m_manipulator->motionPlan().model ||
        !work.isDone(ZqMotionWorkspace::Frames, activeState.epoch()))
-      ZqMotionStages(*this, activeState).frame(m_linkIndex);
+   {
+      ZqMotionStages stages(*this, activeState);
+      if (!stages.has(m_linkIndex))
+         return nullptr;
+      stages.frame(m_linkIndex);
+   }
    const zqMotion::Joint& joint = work.tree.joints[m_linkIndex];
    zqMotion::takeFrame(work.frames[m_linkIndex + 1], joint, work.plan->primaryFrames[m_linkIndex],
                        primaryFrameIsNext, own);
@@ -171,6 +185,8 @@ ZqManipulatorLink::dhFrameVelocityInLocal(ZqManipulatorActiveState& activeState)
       return own->dhFrameVelocityInLocal();
 
    ZqMotionStages stages(*this, activeState);
+   if (lacks(stages, m_linkIndex))
+      return m_theDummyGeneralVelocity;
    own->setDhFrameVelocityInLocal(
       zqMotion::velocityOfDhFrame(stages.joint(m_linkIndex), stages.velocities()[m_linkIndex + 1]));
    return own->dhFrameVelocityInLocal();
@@ -238,6 +254,8 @@ ZqManipulatorLink::dhFrameAccelerationInLocal(ZqManipulatorActiveState& activeSt
       return own->dhFrameAccelerationInLocal();
 
    ZqMotionStages stages(*this, activeState);
+   if (lacks(stages, m_linkIndex))
+      return m_theDummyGeneralAcceleration;
    own->setDhFrameAccelerationInLocal(zqMotion::accelerationOfDhFrame(
       stages.joint(m_linkIndex), stages.motions()[m_linkIndex + 1]));
    return own->dhFrameAccelerationInLocal();
@@ -352,11 +370,13 @@ ZqGeneralMotion ZqManipulatorLink::sumOverChildren(const ZqGeneralMotion& own,
                                                    const ZqStatedSystemStruct* stateStruct) const
 {
    ZqGeneralMotion sum = own;
-   ZqMotionStages stages(*this, activeState);
    for (const ZqManipulatorLink& child : childLinks())
    {
       const ZqGeneralMotion& part = (child.*query)(activeState, stateStruct);
       if (recordOf(activeState.activePositionState(), child.m_linkIndex) == nullptr)
+         continue;
+      ZqMotionStages stages(child, activeState);
+      if (lacks(stages, child.m_linkIndex))
          continue;
       const ZqRotationMatrix R = stages.dhRotation(child.m_linkIndex);
       sum += ZqGeneralMotion(R * part.linear(), R * part.angular());
@@ -443,6 +463,8 @@ ZqManipulatorLink::dhFrameForceInLocal(const ZqManipulatorExternalForce& externa
       return m_theDummyGeneralForce;
    }
    ZqMotionStages stages(*this, activeState);
+   if (lacks(stages, m_linkIndex))
+      return m_theDummyGeneralForce;
    own->setDhFrameForceInLocal(zqMotion::forceAtDhFrame(
       stages.joint(m_linkIndex), stages.forces(externalForce, stateStruct)[m_linkIndex + 1]));
    return own->dhFrameForceInLocal();
@@ -462,6 +484,8 @@ ZqManipulatorLink::crbi(ZqManipulatorActiveState& activeState,
    if (!own.crbiValid())
    {
       ZqMotionStages stages(*this, activeState);
+      if (lacks(stages, m_linkIndex))
+         return m_theDummyCrbi;
       zqMotion::takeMasses(stages.composites(stateStruct)[m_linkIndex + 1],
                            &stages.joint(m_linkIndex), own.crbiInPlace());
       own.setCrbiValid(true);
@@ -484,6 +508,8 @@ ZqManipulatorLink::arbd(const ZqManipulatorExternalForce& externalForce,
    if (!own.arbdValid())
    {
       ZqMotionStages stages(*this, activeState);
+      if (lacks(stages, m_linkIndex))
+         return m_theDummyArbd;
       const auto* const bodies = stages.articulated(externalForce, torque, stateStruct);
       zqMotion::takeArticulatedBody(
          bodies[m_linkIndex + 1], stages.work().biasForces[m_linkIndex + 1],
@@ -526,6 +552,8 @@ ZqReal ZqManipulatorLink::arbiJointAcceleration(const ZqManipulatorExternalForce
    if (own.supplementalJointAccelerationValid())
       return own.supplementalJointAcceleration();
    ZqMotionStages stages(*this, activeState);
+   if (lacks(stages, m_linkIndex))
+      return 0.0;
    own.setSupplementalJointAcceleration(
       stages.jointAccelerations(externalForce, torque, stateStruct)[m_linkIndex]);
    return own.supplementalJointAcceleration();
@@ -547,6 +575,8 @@ const ZqGeneralMotion& ZqManipulatorLink::arbiSupplementalDhFrameAccelerationInL
    if (!own.supplementalDhAccelerationValid())
    {
       ZqMotionStages stages(*this, activeState);
+      if (lacks(stages, m_linkIndex))
+         return m_theDummyGeneralAcceleration;
       stages.jointAccelerations(externalForce, torque, stateStruct);
       own.setSupplementalDhAcceleration(zqMotion::addedAccelerationOfDhFrame(
          stages.joint(m_linkIndex), stages.work().articulated[m_linkIndex + 1]));

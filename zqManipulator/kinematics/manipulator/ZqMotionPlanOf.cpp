@@ -97,11 +97,22 @@ ZqMotionPlan zqMotionPlanOf(const std::vector<ZqManipulatorLink*>& links)
    std::vector<ZqJointAxis> axes(links.size());
    for (std::size_t i = 0; i < links.size(); ++i)
    {
-      const ZqManipulatorLink& link = *links[i];
       zqMotion::Joint& joint = plan.joints[i];
+      if (links[i] == nullptr)
+      {
+         // Nothing has this index: a joint without a body, on which nothing hangs.
+         joint = {};
+         joint.parent = joint.slot = -1;
+         joint.end = static_cast<int>(i) + 1;
+         ZqJointAxis axis;
+         axis.kind = zqMotion::JointKind::Revolute;
+         setPlacement(joint, axis, nullptr);
+         continue;
+      }
+      const ZqManipulatorLink& link = *links[i];
       const ZqManipulatorLink* const parentLink = link.parentLink();
       const std::size_t parent = parentLink != nullptr ? parentLink->linkIndex() : i;
-      const bool isRoot = parent >= i;
+      const bool isRoot = parent >= i || links[parent] == nullptr;
       joint.parent = isRoot ? -1 : static_cast<int>(parent);
       joint.depth = isRoot ? 0 : plan.joints[parent].depth + 1;
       joint.end = static_cast<int>(i) + 1;

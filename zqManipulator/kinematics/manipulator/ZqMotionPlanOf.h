@@ -8,7 +8,7 @@ class ZqIndividualManipulator;
 class ZqManipulatorLink;
 class ZqRigidBodyMassProperties;
 
-/// Flattens a tree, the links by their indices. Nothing stands at the base.
+/// Flattens a tree, the links by their indices; null where none has an index. Nothing stands at the base.
 ZqMotionPlan zqMotionPlanOf(const std::vector<ZqManipulatorLink*>& links);
 /// Gives a plan the base of a manipulator.
 void zqSetBase(const ZqIndividualManipulator& base, ZqMotionPlan& plan);

@@ -48,38 +48,27 @@ const ZqReal* atLeast(const ZqXmlVectorBasicType<ZqReal>& list, int count,
    return filled.data();
 }
 
-/// The links of a tree that belongs to no manipulator, in the order of their indices; none where the
-/// indices are not those.
+/// Enters the links of a tree by their indices, as far as these are below the size of the list.
 void collect(const ZqManipulatorLink& link, std::vector<ZqManipulatorLink*>& links)
 {
-   links.push_back(const_cast<ZqManipulatorLink*>(&link));
+   if (link.linkIndex() < links.size())
+      links[link.linkIndex()] = const_cast<ZqManipulatorLink*>(&link);
    for (const ZqManipulatorLink& child : link.childLinks())
       collect(child, links);
 }
 
-/// Such a tree is flattened whenever it is asked, since nobody tells when it changes.
-std::shared_ptr<const ZqMotionPlan> planOfLoneTree(const ZqManipulatorLink& root)
+const ZqManipulatorLink& rootOf(const ZqManipulatorLink& link)
 {
-   std::vector<ZqManipulatorLink*> links;
-   collect(root, links);
-   for (std::size_t i = 0; i < links.size(); ++i)
-      if (links[i]->linkIndex() != i)
-      {
-         links.clear();
-         break;
-      }
-   return std::make_shared<const ZqMotionPlan>(zqMotionPlanOf(links));
-}
-
-/// Null for a link that belongs to a manipulator.
-const ZqManipulatorLink* rootOf(const ZqManipulatorLink& link)
-{
-   if (link.manipulator() != nullptr)
-      return nullptr;
    const ZqManipulatorLink* root = &link;
    while (root->parentLink() != nullptr)
       root = root->parentLink();
-   return root;
+   return *root;
+}
+
+/// The manipulator whose links a link moves with: a copy of a link has the parent of the original.
+const ZqIndividualManipulator* manipulatorOf(const ZqManipulatorLink& link)
+{
+   return link.manipulator() != nullptr ? link.manipulator() : rootOf(link).manipulator();
 }
 
 ZqRotationMatrix matrixOf(const zqMotion::Mat3<ZqReal>& R)
@@ -110,57 +99,81 @@ ZqMotionStages::ZqMotionStages(const ZqIndividualManipulator& manipulator,
 
 ZqMotionStages::ZqMotionStages(const ZqManipulatorLink& link,
                                ZqManipulatorActivePositionState& positions)
-   : m_manipulator(link.manipulator()), m_root(rootOf(link)), m_positions(positions),
-     m_work(positions.workspace())
+   : m_manipulator(manipulatorOf(link)), m_positions(positions), m_work(positions.workspace())
 {
+   if (m_manipulator == nullptr)
+      flatten(link);
    prepare();
 }
 
 ZqMotionStages::ZqMotionStages(const ZqManipulatorLink& link, ZqManipulatorActiveState& activeState)
-   : m_manipulator(link.manipulator()), m_root(rootOf(link)),
-     m_positions(activeState.activePositionState()), m_activeState(&activeState),
-     m_work(m_positions.workspace())
+   : m_manipulator(manipulatorOf(link)), m_positions(activeState.activePositionState()),
+     m_activeState(&activeState), m_work(m_positions.workspace())
 {
+   if (m_manipulator == nullptr)
+      flatten(link);
    prepare();
+}
+
+/// A tree that belongs to no manipulator is flattened whenever one of its links is asked, since nobody
+/// tells when it changes.
+void ZqMotionStages::flatten(const ZqManipulatorLink& link)
+{
+   m_loneLinks.resize(m_positions.size());
+   collect(rootOf(link), m_loneLinks);
+   collect(link, m_loneLinks);
+   m_lonePlan = std::make_shared<const ZqMotionPlan>(zqMotionPlanOf(m_loneLinks));
 }
 
 const ZqManipulatorLink& ZqMotionStages::linkAt(ZqU32 index) const
 {
-   if (m_manipulator != nullptr)
-      return *m_manipulator->linkPointerVector()[index];
-   std::vector<ZqManipulatorLink*> links;
-   collect(*m_root, links);
-   return *links[index];
+   return m_manipulator != nullptr ? *m_manipulator->linkPointerVector()[index]
+                                   : *m_loneLinks[index];
 }
 
-/// Takes the plan, and as many links of it as the state has positions and records for.
+/// Takes the plan, and as many links of it as the state has records for.
 void ZqMotionStages::prepare()
 {
-   std::shared_ptr<const ZqMotionPlan> lonePlan;
-   if (m_manipulator == nullptr)
-      lonePlan = planOfLoneTree(*m_root);
-   m_plan = m_manipulator != nullptr ? &m_manipulator->motionPlan() : lonePlan.get();
-   m_work.owner = m_manipulator != nullptr ? &m_manipulator->concreteReference() : nullptr;
-   const std::size_t count =
-      std::min<std::size_t>({m_plan->joints.size(), m_positions.size(),
-                             m_positions.positionState().jointPositions().size()});
+   m_plan = m_manipulator != nullptr ? &m_manipulator->motionPlan() : m_lonePlan.get();
+   const std::size_t count = std::min<std::size_t>(m_plan->joints.size(), m_positions.size());
+   takePlan(count);
+   m_q = atLeast(m_positions.positionState().jointPositions(), static_cast<int>(count),
+                 m_work.positions);
+   forgetWhatFollowsFrom(Work::Position, m_positions.epoch(), Work::Velocities);
+   if (m_activeState == nullptr)
+      return;
+   const auto& state = std::as_const(*m_activeState);
+   forgetWhatFollowsFrom(Work::Velocity, state.activeVelocityState().epoch(), Work::Motions);
+   forgetWhatFollowsFrom(Work::Acceleration, state.activeAccelerationState().epoch(), Work::Forces);
+}
+
+/// Where one state alone has changed, what is computed from it and others begins anew, from a stage on.
+void ZqMotionStages::forgetWhatFollowsFrom(ZqMotionWorkspace::Input input, std::uint64_t epoch,
+                                           ZqMotionWorkspace::Stage first)
+{
+   if (m_work.inputs[input] == epoch)
+      return;
+   m_work.inputs[input] = epoch;
+   for (unsigned stage = first; stage < Work::StageCount; ++stage)
+      if (input == Work::Position || (stage != Work::Composites && stage != Work::Axes))
+         m_work.done[stage] = ~std::uint64_t{0};
+}
+
+void ZqMotionStages::takePlan(std::size_t count)
+{
    const bool hasSameLinks = m_work.plan != nullptr && m_work.plan->model == m_plan->model &&
                              static_cast<std::size_t>(m_work.tree.count) == count;
    if (hasSameLinks && m_work.plan.get() == m_plan)
       return;
-   m_work.plan = lonePlan != nullptr ? lonePlan : m_manipulator->sharedMotionPlan();
+   m_work.plan = m_lonePlan != nullptr ? m_lonePlan : m_manipulator->sharedMotionPlan();
    m_work.leastPivotsAreConstant = false;
    m_work.tree = m_plan->tree();
-   if (hasSameLinks)
-   {
-      // Another manipulator with the same links: what is known of them stays.
-      if (count < m_plan->joints.size())
-         shorten(static_cast<ZqU32>(count));
-      return;
-   }
-   m_work.forget();
    if (count < m_plan->joints.size())
       shorten(static_cast<ZqU32>(count));
+   // Another manipulator with the same links: what is known of them stays.
+   if (hasSameLinks)
+      return;
+   m_work.forget();
    m_work.framesDone.assign(count + 1, ~std::uint64_t{0});
    m_work.frames.resize(count + 1);
    m_work.halfCos.resize(count);
@@ -191,14 +204,13 @@ void ZqMotionStages::angles()
    const std::uint64_t epoch = m_positions.epoch();
    if (m_work.isDone(Work::Angles, epoch))
       return;
-   const ZqReal* const q = m_positions.positionState().jointPositions().values().data();
-   zqMotion::halfCosineSines(q, tree().count, m_work.halfCos.data(), m_work.halfSin.data());
+   zqMotion::halfCosineSines(m_q, tree().count, m_work.halfCos.data(), m_work.halfSin.data());
    for (int k = 0; k < tree().slots; ++k)
    {
       const ZqU32 i = m_plan->slotLinks[static_cast<std::size_t>(k)];
       const int parent = joint(i).parent;
       zqMotion::place(linkAt(i).linkKinematicsContainer(),
-                      parent < 0 ? nullptr : &tree().joints[parent], q[i],
+                      parent < 0 ? nullptr : &tree().joints[parent], m_q[i],
                       m_work.slots[static_cast<std::size_t>(k)]);
    }
    m_work.done[Work::Angles] = epoch;
@@ -224,9 +236,8 @@ const zqMotion::Frame<ZqReal>* ZqMotionStages::frames()
       return m_work.frames.data();
    placeBase();
    angles();
-   zqMotion::placeLinks(tree(), m_positions.positionState().jointPositions().values().data(),
-                        m_work.halfCos.data(), m_work.halfSin.data(), m_work.slots.data(),
-                        m_work.frames.data());
+   zqMotion::placeLinks(tree(), m_q, m_work.halfCos.data(), m_work.halfSin.data(),
+                        m_work.slots.data(), m_work.frames.data());
    m_work.done[Work::Frames] = m_positions.epoch();
    return m_work.frames.data();
 }
@@ -238,7 +249,7 @@ void ZqMotionStages::place(ZqU32 link)
    const auto parent = static_cast<std::size_t>(own.parent + 1);
    if (m_work.framesDone[parent] != m_positions.epoch())
       own.parent < 0 ? placeBase() : place(static_cast<ZqU32>(own.parent));
-   const ZqReal q = m_positions.positionState().jointPositions().values()[link];
+   const ZqReal q = m_q[link];
    const auto half = zqMotion::halfCosineSine(q);
    zqMotion::placeLink(own, m_work.frames[parent], q, half.c, half.s, m_work.slots.data(),
                        m_work.frames[link + 1]);
@@ -273,8 +284,8 @@ const zqMotion::Turn<ZqReal>* ZqMotionStages::turns()
    if (m_work.isDone(Work::Turns, epoch))
       return m_work.turns.data();
    angles();
-   zqMotion::turnJoints(tree(), m_positions.positionState().jointPositions().values().data(),
-                        m_work.halfCos.data(), m_work.halfSin.data(), m_work.slots.data(),
+   zqMotion::turnJoints(tree(), m_q, m_work.halfCos.data(), m_work.halfSin.data(),
+                        m_work.slots.data(),
                         sized(m_work.turns, static_cast<std::size_t>(tree().count)));
    m_work.done[Work::Turns] = epoch;
    return m_work.turns.data();
@@ -289,13 +300,12 @@ const zqMotion::Vec6<ZqReal>* ZqMotionStages::velocities()
    zqMotion::Vec6<ZqReal>* const V = sized(m_work.linkVelocities, size);
    V[0] = m_manipulator != nullptr ? plain(m_manipulator->dhFrameVelocityInLocal(*m_activeState))
                                    : zqMotion::Vec6<ZqReal>{};
-   const ZqReal* const q = m_positions.positionState().jointPositions().values().data();
    const ZqReal* const qd =
       atLeast(m_activeState->velocityState().jointVelocities(), tree().count, m_work.velocities);
    for (int k = 0; k < tree().slots; ++k)
    {
       const ZqU32 i = m_plan->slotLinks[static_cast<std::size_t>(k)];
-      zqMotion::move(linkAt(i).linkKinematicsContainer(), q[i], qd[i],
+      zqMotion::move(linkAt(i).linkKinematicsContainer(), m_q[i], qd[i],
                      m_work.slots[static_cast<std::size_t>(k)]);
    }
    zqMotion::computeVelocities(tree(), turned, qd, m_work.slots.data(), V);
@@ -334,7 +344,6 @@ const zqMotion::LinkMotion<ZqReal>* ZqMotionStages::motions()
    zqMotion::LinkMotion<ZqReal>* const motions =
       sized(m_work.motions, static_cast<std::size_t>(tree().count) + 1);
    setBaseMotion(motions[0]);
-   const ZqReal* const q = m_positions.positionState().jointPositions().values().data();
    const ZqReal* const qd =
       atLeast(state.velocityState().jointVelocities(), tree().count, m_work.velocities);
    const ZqReal* const qdd =
@@ -342,7 +351,7 @@ const zqMotion::LinkMotion<ZqReal>* ZqMotionStages::motions()
    for (int k = 0; k < tree().slots; ++k)
    {
       const ZqU32 i = m_plan->slotLinks[static_cast<std::size_t>(k)];
-      zqMotion::accelerate(linkAt(i).linkKinematicsContainer(), q[i], qd[i], qdd[i],
+      zqMotion::accelerate(linkAt(i).linkKinematicsContainer(), m_q[i], qd[i], qdd[i],
                            m_work.slots[static_cast<std::size_t>(k)]);
    }
    zqMotion::computeMotions(tree(), turned, qd, qdd, m_work.slots.data(), motions);

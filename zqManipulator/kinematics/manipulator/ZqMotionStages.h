@@ -3,6 +3,9 @@
 #include "zqManipulator/dynamics/motion/ZqMotionWorkspace.h"
 #include "zqManipulator/foundation/algebra/ZqTypes.h"
 
+#include <memory>
+#include <vector>
+
 class ZqIndividualManipulator;
 class ZqManipulatorActivePositionState;
 class ZqManipulatorActiveState;
@@ -33,6 +36,7 @@ public:
 
    /// As many links as the manipulator and the state both have.
    const zqMotion::Tree& tree() const noexcept { return m_work.tree; }
+   bool has(ZqU32 link) const noexcept { return link < static_cast<ZqU32>(m_work.tree.count); }
    const ZqMotionPlan& plan() const noexcept { return *m_plan; }
    ZqMotionWorkspace& work() const noexcept { return m_work; }
    const zqMotion::Joint& joint(ZqU32 link) const noexcept { return m_work.tree.joints[link]; }
@@ -93,7 +97,11 @@ public:
 
 private:
    const ZqManipulatorLink& linkAt(ZqU32 index) const;
+   void flatten(const ZqManipulatorLink& link);
    void prepare();
+   void takePlan(std::size_t count);
+   void forgetWhatFollowsFrom(ZqMotionWorkspace::Input input, std::uint64_t epoch,
+                              ZqMotionWorkspace::Stage first);
    void shorten(ZqU32 count);
    void angles();
    void place(ZqU32 link);
@@ -114,9 +122,11 @@ private:
                 zqMotion::LinkForce<ZqReal>& bias);
 
    const ZqIndividualManipulator* m_manipulator; ///< null for a tree that belongs to none
-   const ZqManipulatorLink* m_root = nullptr;    ///< of such a tree
+   std::vector<ZqManipulatorLink*> m_loneLinks;  ///< of such a tree, by index
+   std::shared_ptr<const ZqMotionPlan> m_lonePlan;
    ZqManipulatorActivePositionState& m_positions;
    ZqManipulatorActiveState* m_activeState = nullptr; ///< null for frames alone
    ZqMotionWorkspace& m_work;
    const ZqMotionPlan* m_plan = nullptr;
+   const ZqReal* m_q = nullptr; ///< positions of joints, as many as the tree has
 };
