@@ -29,21 +29,32 @@ public:
 
    const ZqCoordinateSystemTransformation& calculateTransform(ZqReal q) const override
    {
-      m_currentTransform.setToIdentity();
-      transformBy(m_currentTransform, q);
-      return m_currentTransform;
+      return m_currentTransform = transformAt(q);
    }
    const ZqGeneralMotion& calculateVelocity(ZqReal q, ZqReal rate) const override
    {
-      m_currentVelocity = {ZqVector(0.0, 0.0, m_radius * std::cos(q) * rate), ZqVector()};
-      return m_currentVelocity;
+      return m_currentVelocity = velocityAt(q, rate);
    }
    const ZqGeneralMotion& calculateAcceleration(ZqReal q, ZqReal rate,
                                                 ZqReal acceleration) const override
    {
+      return m_currentAcceleration = accelerationAt(q, rate, acceleration);
+   }
+   // These keep nothing, so that any number of threads may ask the joint.
+   ZqCoordinateSystemTransformation transformAt(ZqReal q) const override
+   {
+      ZqCoordinateSystemTransformation result;
+      transformBy(result, q);
+      return result;
+   }
+   ZqGeneralMotion velocityAt(ZqReal q, ZqReal rate) const override
+   {
+      return {ZqVector(0.0, 0.0, m_radius * std::cos(q) * rate), ZqVector()};
+   }
+   ZqGeneralMotion accelerationAt(ZqReal q, ZqReal rate, ZqReal acceleration) const override
+   {
       const ZqReal z = m_radius * (std::cos(q) * acceleration - std::sin(q) * rate * rate);
-      m_currentAcceleration = {ZqVector(0.0, 0.0, z), ZqVector()};
-      return m_currentAcceleration;
+      return {ZqVector(0.0, 0.0, z), ZqVector()};
    }
    void transformBy(ZqCoordinateSystemTransformation& result, ZqReal q) const override
    {

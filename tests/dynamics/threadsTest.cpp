@@ -207,6 +207,7 @@ Bits answersOf(const ZqStatedSystem& scene)
    addState(bits, moved);
    ZqString document;
    EXPECT_TRUE(Zq::toXml(scene, document));
+   bits.add(static_cast<ZqReal>(scene.system().componentMap().size()));
    for (const char c : document + scene.system().labelPool().nextUnusedLabel("manipulator"))
       bits.add(static_cast<ZqReal>(c));
    return bits;
