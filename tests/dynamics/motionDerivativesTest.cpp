@@ -458,7 +458,7 @@ TEST(MotionDerivatives, RejectWhatIsNotThere)
 
    const zqTest::LogCapture log;
    EXPECT_EQ(scene.tool.jacobian(3, ZqVector(), Axes::Local, scene.active).rows(), 0U);
-   EXPECT_EQ(log.text(), "ZqMotionDerivativeTool::jacobian(): link index 3 out of range.\n");
+   EXPECT_EQ(log.text(), "ZqMotionDerivativeTool::jacobian(): link index 3 out of range.\n\n");
 
    // A joint that the state lacks has zeros.
    scene.position.jointPositions().resize(2);

@@ -142,7 +142,7 @@ TEST(ArticulatedSweep, KnowsWhenPivotsAreRounding)
    EXPECT_TRUE(hasSoundPivots(0.0, 0.0, 1.0, 0.5));
    EXPECT_TRUE(hasSoundPivots(1e-6, 0.0, 1.0, 0.0));
    EXPECT_FALSE(hasSoundPivots(0.0, 0.0, 1.0, 0.0)) << "nothing between two turns about one axis";
-   EXPECT_FALSE(hasSoundPivots(0.0, 1.0, 0.0, 0.5)) << "nothing at the end";
+   EXPECT_TRUE(hasSoundPivots(0.0, 1.0, 0.0, 0.5)) << "nothing at the end: exactly zero for all";
    EXPECT_FALSE(hasSoundPivots(1e-6, 1.0, 1.0, zqTest::nan));
 }
 } // namespace

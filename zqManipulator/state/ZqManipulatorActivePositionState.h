@@ -62,7 +62,9 @@ public:
    virtual void setLinkPositionStates(const Records& states)
    {
       setLinks(states);
-      m_epochOfGivenFrames = epoch();
+      for (const ZqLinkPositionState& link : states)
+         if (link.locationInSystemValid())
+            m_epochOfGivenFrames = epoch();
    }
    virtual const ZqLinkPositionState& basePositionState() const { return record(ZqBaseLinkIndex); }
    virtual void setBaseLinkPositionState(const ZqCoordinateSystemTransformation& dhFrame,
