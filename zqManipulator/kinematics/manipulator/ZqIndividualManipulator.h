@@ -412,7 +412,7 @@ private:
    bool m_labelsChangeTogether = false;
    Record* m_record = nullptr;                          ///< not owned
    ZqIndividualManipulator* m_concreteReference = this; ///< not owned
-   std::uint64_t m_modelVersion = 0;                    ///< grows with each change of the own tree or of a part
+   std::uint64_t m_modelVersion = 0;                    ///< grows with each change of the own tree
    mutable std::atomic<std::uint64_t> m_planVersion =
       ~std::uint64_t{0}; ///< what the plan was made of
    mutable std::shared_ptr<const ZqMotionPlan> m_plan;

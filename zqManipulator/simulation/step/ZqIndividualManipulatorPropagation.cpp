@@ -20,14 +20,8 @@ bool isStep(ZqReal dt, const char* operation)
    return false;
 }
 
-/// Where no joint has a drive, all answer as one without parts does, and the links need not be touched. Links
-/// below the base are plain ones.
-const ZqJointActuator& driveOf(const ZqManipulatorLink::LinkPointerVector& links, std::size_t i,
-                               bool anyDrive)
-{
-   static const ZqJointActuator withoutParts;
-   return anyDrive ? links[i]->ZqManipulatorLink::jointActuator() : withoutParts;
-}
+/// What limits the joints of a model without drives, whose links need not be touched then.
+constexpr ZqReal withoutDrive = 1e300;
 } // namespace
 
 void ZqIndividualManipulator::propagateState(const ZqVelocityState& velocity, ZqReal dt,
@@ -50,20 +44,23 @@ void ZqIndividualManipulator::propagateState(const ZqVelocityState& velocity, Zq
    };
    for (std::size_t i = 0; i < count; ++i)
    {
-      // Only the limit ahead is asked for.
-      const ZqJointActuator& drive = driveOf(links, i, anyDrive);
+      // Only the limit ahead is asked for. Links below the base are plain ones.
+      const ZqJointActuator* const drive =
+         anyDrive ? &links[i]->ZqManipulatorLink::jointActuator() : nullptr;
       const ZqReal rate = rates[i];
       const ZqReal q = dt * rate + joints[i];
       joints[i] = q;
       if (rate > 0.0)
       {
-         const ZqReal upper = drive.ZqJointActuator::upperLimit();
+         const ZqReal upper =
+            drive != nullptr ? drive->ZqJointActuator::upperLimit() : withoutDrive;
          if (upper < q)
             stopAt(i, upper);
       }
       else if (rate < 0.0)
       {
-         const ZqReal lower = drive.ZqJointActuator::lowerLimit();
+         const ZqReal lower =
+            drive != nullptr ? drive->ZqJointActuator::lowerLimit() : -withoutDrive;
          if (q < lower)
             stopAt(i, lower);
       }
@@ -98,8 +95,9 @@ void ZqIndividualManipulator::propagateVelocityState(const ZqAccelerationState& 
    ZqReal* const rates = velocity.jointVelocities().values().data();
    for (std::size_t i = 0; i < count; ++i)
    {
-      const ZqJointActuator& drive = driveOf(links, i, anyDrive);
-      const ZqReal most = drive.ZqJointActuator::maxOutputRate();
+      const ZqReal most =
+         anyDrive ? links[i]->ZqManipulatorLink::jointActuator().ZqJointActuator::maxOutputRate()
+                  : withoutDrive;
       ZqReal rate = dt * accelerations[i] + rates[i];
       if (most <= rate)
          rate = most;
