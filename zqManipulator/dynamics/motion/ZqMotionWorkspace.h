@@ -64,6 +64,7 @@ struct ZqMotionWorkspace
    std::vector<zqMotion::LinkForce<ZqReal>> forces, biasForces;
    std::vector<ZqReal> inverseTorques; ///< of `Forces`, without the inertia of drives
    std::vector<zqMotion::Composite<ZqReal>> composites;
+   std::vector<ZqReal> composedAt; ///< the positions of joints that these are for
    std::vector<zqMotion::Place<ZqReal>> places;
    std::vector<ZqReal> axes, axisForces; ///< six rows, one number a joint
    std::vector<zqMotion::Articulated<ZqReal>> articulated;

@@ -146,15 +146,20 @@ void ZqMotionStages::prepare()
    forgetWhatFollowsFrom(Work::Acceleration, state.activeAccelerationState().epoch(), Work::Forces);
 }
 
-/// Where one state alone has changed, what is computed from it and others begins anew, from a stage on.
+/// Where one state alone has changed, what is computed from it and others begins anew, from a stage on. What
+/// bodies make up together follows from the positions of joints alone, wherever the base has been put.
 void ZqMotionStages::forgetWhatFollowsFrom(ZqMotionWorkspace::Input input, std::uint64_t epoch,
                                            ZqMotionWorkspace::Stage first)
 {
    if (m_work.inputs[input] == epoch)
       return;
    m_work.inputs[input] = epoch;
+   const auto& composedAt = m_work.composedAt;
+   const bool keepsBodies =
+      input != Work::Position || (composedAt.size() == static_cast<std::size_t>(tree().count) &&
+                                  std::equal(composedAt.begin(), composedAt.end(), m_q));
    for (unsigned stage = first; stage < Work::StageCount; ++stage)
-      if (input == Work::Position || (stage != Work::Composites && stage != Work::Axes))
+      if (!keepsBodies || (stage != Work::Composites && stage != Work::Axes))
          m_work.done[stage] = ~std::uint64_t{0};
 }
 
@@ -522,6 +527,7 @@ ZqMotionStages::composites(const ZqStatedSystemStruct* stateStruct)
    takeLinkBodies(stateStruct);
    zqMotion::composeBodies(tree(), turned,
                            sized(m_work.composites, static_cast<std::size_t>(tree().count) + 1));
+   m_work.composedAt.assign(m_q, m_q + tree().count);
    m_work.done[Work::Composites] = epoch;
    return m_work.composites.data();
 }
