@@ -118,7 +118,7 @@ bool hasSoundPivots(ZqReal driveInertia, ZqReal lastButOne, ZqReal last, ZqReal 
       const ZqReal c = std::cos(q), s = std::sin(q);
       turns[i] = {c, s, {offset * c, offset * s, 0.2}, {c, -s, 0, s, c, 0, 0, 0, 1}};
    }
-   const Tree tree{count, count, 0, false, joints.data(), bodies.data()};
+   const Tree tree{count, 0, false, joints.data(), bodies.data()};
    std::vector<Articulated<ZqReal>> articulated(count + 1);
    std::vector<LinkForce<ZqReal>> forces(count + 1, {zeroVec3<ZqReal>(), {0.0, 0.0, 0.1}});
    std::vector<InertiaBound> bounds(count + 1);

@@ -44,8 +44,7 @@ public:
    {
       return m_activePositionState.positionState();
    }
-   /// Clears all flags. False, and nothing else, when the state
-   /// equals the present one.
+   /// Clears all flags. False, and nothing else, when the state equals the present one.
    virtual bool setPositionState(const ZqPositionState& state);
    virtual const ZqVelocityState& velocityState() const
    {

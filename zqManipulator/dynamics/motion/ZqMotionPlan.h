@@ -15,7 +15,6 @@ struct ZqMotionPlan
    std::vector<zqMotion::Body> bodies;     ///< that of the base first
    std::vector<ZqCoordinateSystemTransformation> primaryFrames; ///< in the DH frames
    std::vector<ZqU32> slotLinks; ///< the links whose joints are of the kind `Slot`
-   int depth = 0;
    bool anyPrismatic = false;
    /// Changes with the model: references have that of the manipulator whose links they have.
    std::uint64_t model = 0;
@@ -28,11 +27,7 @@ struct ZqMotionPlan
 
    zqMotion::Tree tree() const noexcept
    {
-      return {static_cast<int>(joints.size()),
-              depth,
-              static_cast<int>(slotLinks.size()),
-              anyPrismatic,
-              joints.data(),
-              bodies.data()};
+      return {static_cast<int>(joints.size()), static_cast<int>(slotLinks.size()), anyPrismatic,
+              joints.data(), bodies.data()};
    }
 };

@@ -62,7 +62,6 @@ struct Slot
 struct Tree
 {
    int count; ///< of links below the base
-   int depth; ///< one more than the greatest depth of a joint; 0 without joints
    int slots; ///< joints of the kind `Slot`
    bool anyPrismatic;
    const Joint* joints;

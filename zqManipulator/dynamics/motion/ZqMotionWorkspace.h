@@ -19,7 +19,7 @@ struct ZqMotionWorkspace
       Angles,        ///< of joints: half angles, slots
       Turns,         ///< each link in its parent
       Frames,        ///< each link in the system
-      Velocities,    ///< with the linear part
+      Velocities,    ///< of each link, the linear part with it, which `Motions` does not need
       Motions,       ///< angular velocities, accelerations
       Forces,        ///< inverse dynamics
       Composites,    ///< subtrees as rigid bodies

@@ -16,7 +16,8 @@ struct ZqMotionWorkspace;
 /// base's DH frame. There an element of the mass matrix is one product of six numbers, and the forces are
 /// the coupling between the joints and the base (Featherstone 2008, section 6.2).
 ///
-/// The numbers stand in the active state of the last run, and are right until that changes.
+/// The numbers stand in the active state of the last run, which has to live, and are right until that changes.
+/// Before a first run there is nothing to ask for but the size.
 class ZqCompositeBodySweep
 {
 public:
@@ -24,7 +25,7 @@ public:
    void run(const ZqIndividualManipulator& manipulator, ZqManipulatorActiveState& activeState,
             const ZqStatedSystemStruct* stateStruct);
    /// Forgets what was computed.
-   void clear() noexcept { m_manipulator = nullptr; }
+   void clear() noexcept { *this = ZqCompositeBodySweep(); }
    /// Whether the last run was for this manipulator.
    bool isFor(const ZqIndividualManipulator& manipulator) const noexcept
    {

@@ -116,7 +116,6 @@ ZqMotionPlan zqMotionPlanOf(const std::vector<ZqManipulatorLink*>& links)
       joint.parent = isRoot ? -1 : static_cast<int>(parent);
       joint.depth = isRoot ? 0 : plan.joints[parent].depth + 1;
       joint.end = static_cast<int>(i) + 1;
-      plan.depth = std::max(plan.depth, joint.depth + 1);
       // The joint as the parent sees it.
       axes[i] = ZqJointAxis::of(link.linkKinematicsContainer());
       setPlacement(joint, axes[i], isRoot ? nullptr : &axes[parent]);

@@ -201,12 +201,10 @@ void ZqMotionStages::shorten(ZqU32 count)
    zqMotion::Tree& tree = m_work.tree;
    m_work.joints.assign(m_plan->joints.begin(), m_plan->joints.begin() + end);
    tree.count = end;
-   tree.depth = 0;
    tree.slots = 0;
    for (Joint& joint : m_work.joints)
    {
       joint.end = std::min(joint.end, end);
-      tree.depth = std::max(tree.depth, joint.depth + 1);
       tree.slots += joint.slot >= 0 ? 1 : 0;
    }
    tree.joints = m_work.joints.data();
