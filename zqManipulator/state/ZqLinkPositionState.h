@@ -92,12 +92,7 @@ public:
                     bool primaryFrameIsNext) noexcept
    {
       m_dhFrame.setToProduct(parent, joint);
-      if (primaryFrameIsNext)
-         m_primaryFrame.setToProduct(m_dhFrame, primaryFrame);
-      else
-         m_primaryFrame.setByNumbers(primaryFrame);
-      m_primaryFrameIsLocal = !primaryFrameIsNext;
-      m_locationInSystemValid = true;
+      takePrimaryFrame(primaryFrame, primaryFrameIsNext);
    }
    /// The same, of a DH frame that was computed elsewhere.
    void setLocation(const ZqVector& p, const ZqOrientation& q,
@@ -105,12 +100,7 @@ public:
                     bool primaryFrameIsNext) noexcept
    {
       m_dhFrame.setByNumbers(p, q);
-      if (primaryFrameIsNext)
-         m_primaryFrame.setToProduct(m_dhFrame, primaryFrame);
-      else
-         m_primaryFrame.setByNumbers(primaryFrame);
-      m_primaryFrameIsLocal = !primaryFrameIsNext;
-      m_locationInSystemValid = true;
+      takePrimaryFrame(primaryFrame, primaryFrameIsNext);
    }
    virtual void invalidateAll()
    {
@@ -136,6 +126,15 @@ private:
       bool operator==(const Mark&) const noexcept { return true; }
    };
 
+   void takePrimaryFrame(const ZqCoordinateSystemTransformation& primaryFrame, bool isNext) noexcept
+   {
+      if (isNext)
+         m_primaryFrame.setToProduct(m_dhFrame, primaryFrame);
+      else
+         m_primaryFrame.setByNumbers(primaryFrame);
+      m_primaryFrameIsLocal = !isNext;
+      m_locationInSystemValid = true;
+   }
    void computePrimaryFrame() const noexcept
    {
       if (!m_primaryFrameIsLocal)

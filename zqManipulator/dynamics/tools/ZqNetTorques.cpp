@@ -4,8 +4,6 @@
 #include "zqManipulator/foundation/algebra/ZqValueOrZero.h"
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
 
-#include <algorithm>
-
 void ZqNetTorques::compute(const ZqIndividualManipulator& manipulator,
                            const ZqManipulatorTorque& torque,
                            const ZqManipulatorExternalForce& externalForce,

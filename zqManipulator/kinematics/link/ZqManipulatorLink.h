@@ -28,7 +28,7 @@ class ZqStatedSystemStruct;
 ///
 /// A link holds no motion: joint positions stand in a `ZqPositionState` by link index, and what follows
 /// from them is kept in the active state that every query is given. So one link answers for any number
-/// of states, from one thread at a time. A change of the model is not noticed by an active state: who
+/// of states, and threads with a state each. A change of the model is not noticed by an active state: who
 /// changes a joint or the tree invalidates the active states in use.
 ///
 /// The DH frame of a link is that of its joint (`ZqLinkKinematics`), "local" in the names of queries;
