@@ -51,6 +51,7 @@
 #include "zqManipulator/foundation/algebra/ZqTypes.h"
 #include "zqManipulator/foundation/algebra/ZqValueOrZero.h"
 #include "zqManipulator/foundation/algebra/ZqVector.h"
+#include "zqManipulator/foundation/geometry/ZqAxisAlignedBoundingBox.h"
 #include "zqManipulator/foundation/geometry/ZqEllipsoid.h"
 #include "zqManipulator/foundation/geometry/ZqLineSegment.h"
 #include "zqManipulator/foundation/geometry/ZqPlane.h"

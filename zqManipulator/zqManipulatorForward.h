@@ -10,6 +10,7 @@ class ZqArticulatedBodyDynamics;
 class ZqArticulatedBodyInertia;
 class ZqAttachmentMapState;
 class ZqAttachmentNodeState;
+class ZqAxisAlignedBoundingBox;
 class ZqBaseExpressionTreeElement;
 class ZqBaseJointActuator;
 class ZqBaseLinkInterface;

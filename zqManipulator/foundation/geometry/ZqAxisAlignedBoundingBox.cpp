@@ -1,0 +1,3 @@
+#include "zqManipulator/foundation/geometry/ZqAxisAlignedBoundingBox.h"
+
+template class ZqXmlClass<ZqAxisAlignedBoundingBox>;
