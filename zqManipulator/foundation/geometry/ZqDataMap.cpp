@@ -1,4 +1,4 @@
-#include "zqManipulator/foundation/algebra/ZqDataMap.h"
+#include "zqManipulator/foundation/geometry/ZqDataMap.h"
 
 namespace
 {

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "zqManipulator/foundation/proximity/ZqCorePair.h"
+
+// The three queries of two convex sets, of which X places B in the frame of A. They always answer, allocate
+// nothing, and take a cache or null.
+namespace zqConvex
+{
+/// Signed distance and witness points.
+void distance(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqPairCache* cache,
+              ZqSeparation& out) noexcept;
+/// Whether they come within a margin (m) of each other; it stops at the first proof.
+bool isWithin(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin,
+              ZqPairCache* cache) noexcept;
+/// Signed distance and contact points: those where the sets are no further apart than the margin (m). False,
+/// and no points, when they are further apart.
+bool contact(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin, ZqPairCache* cache,
+             ZqContactManifold& out) noexcept;
+} // namespace zqConvex
