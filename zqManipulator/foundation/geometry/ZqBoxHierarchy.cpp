@@ -136,7 +136,7 @@ int parted(std::span<Reference> references, int depthLeft)
 {
    const Slices slices(references);
    const std::size_t count = references.size();
-   if (count > 4 && slices.extent > 0.0F && depthLeft > static_cast<int>(std::bit_width(count)))
+   if (count > 8 && slices.extent > 0.0F && depthLeft > static_cast<int>(std::bit_width(count)))
       if (const int slice = cheapestSlice(references, slices))
          return static_cast<int>(std::partition(references.begin(), references.end(),
                                                 [&](const Reference& r)
@@ -187,7 +187,7 @@ void BoxHierarchy::build(std::span<const AlignedBox> boxes, std::vector<Referenc
             std::clamp(leaf.lower[k], -1e30F, 1e30F) + std::clamp(leaf.upper[k], -1e30F, 1e30F);
    }
    layOut(space);
-   refitInner();
+   refit();
    m_builtArea = m_area;
 }
 
@@ -232,11 +232,11 @@ void BoxHierarchy::layOut(std::vector<Reference>& references)
 void BoxHierarchy::refit(std::span<const AlignedBox> boxes) noexcept
 {
    for (std::size_t i = 0; i < m_leaves.size(); ++i)
-      setRounded(m_nodes[m_leaves[i]], boxes[i]);
-   refitInner();
+      setLeaf(static_cast<int>(i), boxes[i]);
+   refit();
 }
 
-void BoxHierarchy::refitInner() noexcept
+void BoxHierarchy::refit() noexcept
 {
    m_area = 0.0;
    for (std::size_t i = m_nodes.size(); i-- > 0;)
@@ -252,9 +252,14 @@ void BoxHierarchy::refitInner() noexcept
    }
 }
 
-void BoxHierarchy::setBox(int item, const AlignedBox& box) noexcept
+void BoxHierarchy::setLeaf(int item, const AlignedBox& box) noexcept
 {
    setRounded(m_nodes[m_leaves[item]], box);
+}
+
+void BoxHierarchy::setBox(int item, const AlignedBox& box) noexcept
+{
+   setLeaf(item, box);
    for (int i = m_parents[m_leaves[item]]; i >= 0; i = m_parents[i])
    {
       Node& node = m_nodes[i];

@@ -72,8 +72,11 @@ public:
    void build(std::span<const AlignedBox> boxes, std::vector<Reference>& space);
    /// New boxes for all items of the same tree.
    void refit(std::span<const AlignedBox> boxes) noexcept;
-   /// A new box for one item of the same tree.
+   /// A new box for one item of the same tree, in time of the order of its depth.
    void setBox(int item, const AlignedBox& box) noexcept;
+   /// The same for many items: the tree does not hold their boxes until it is refitted as a whole.
+   void setLeaf(int item, const AlignedBox& box) noexcept;
+   void refit() noexcept;
    int size() const noexcept { return static_cast<int>(m_leaves.size()); }
    /// Whether new boxes have made walks so long that the tree should be built again.
    bool isLoose() const noexcept { return m_area > 1.6 * m_builtArea; }
@@ -153,7 +156,6 @@ private:
    void setRounded(Node& node, const AlignedBox& box) const noexcept;
    AlignedBox exact(const Node& node) const noexcept;
    void layOut(std::vector<Reference>& references);
-   void refitInner() noexcept;
 
    std::vector<Node> m_nodes;
    std::vector<int> m_parents; ///< of nodes; -1 of the root
