@@ -4,7 +4,6 @@
 
 #include <limits>
 
-using zqConvex::Mat3;
 using zqConvex::Pose;
 using zqConvex::Vec3;
 using zqConvex::vec3;
@@ -14,14 +13,32 @@ namespace
 {
 constexpr ZqReal infiniteExtent = std::numeric_limits<ZqReal>::infinity();
 
-/// Also where squares would overflow or underflow.
-ZqReal lengthOf(const Vec3& v) noexcept
+/// Lengths beyond these are as good as endless, and as none: so that no product of lengths, of which there are
+/// four at most, overflows or underflows.
+constexpr ZqReal longestLength = 1e75;
+constexpr ZqReal shortestLength = 1e-75;
+
+ZqReal limitedSize(ZqReal size) noexcept
 {
-   const ZqReal squared = norm2(v);
-   if (squared > 1e-200 && squared < 1e200)
-      return std::sqrt(squared);
-   const ZqReal most = largest(v);
-   return most > 1e-300 ? most * norm(v * (1.0 / most)) : 0.0;
+   return size > shortestLength ? std::min(size, longestLength) : 0.0;
+}
+Vec3 limitedSizes(const ZqVector& v) noexcept
+{
+   return {limitedSize(v.x()), limitedSize(v.y()), limitedSize(v.z())};
+}
+Vec3 limitedPlace(const Vec3& v) noexcept
+{
+   const auto limited = [](ZqReal x) { return std::clamp(x, -longestLength, longestLength); };
+   return {limited(v.x), limited(v.y), limited(v.z)};
+}
+Vec3 limitedPlace(const ZqVector& v) noexcept
+{
+   return limitedPlace(vec3(v));
+}
+Pose limitedPose(const ZqCoordinateSystemTransformation& X) noexcept
+{
+   const Pose Y = zqConvex::pose(X);
+   return {Y.R, limitedPlace(Y.t)};
 }
 
 bool isIdentity(const Pose& X) noexcept
@@ -36,7 +53,7 @@ ZqConvex placed(ZqConvex::Core core, const Pose& frame, const Vec3& h, ZqReal ra
    C.frame = frame;
    C.frameIsIdentity = isIdentity(frame);
    C.h = h;
-   C.radius = radius;
+   C.radius = limitedSize(radius);
    return C;
 }
 
@@ -45,7 +62,7 @@ ZqConvex boxCore(const Pose& frame, const Vec3& h, ZqReal radius) noexcept
    ZqConvex C = placed(ZqConvex::Core::Box, frame, h, radius);
    C.dimension = static_cast<std::int8_t>((h.x > 0.0) + (h.y > 0.0) + (h.z > 0.0));
    C.size = largest(h);
-   C.reach = lengthOf(h);
+   C.reach = norm(h);
    if (C.dimension == 1)
    {
       C.axis = frame.R.column(h.x > 0.0 ? 0 : h.y > 0.0 ? 1 : 2);
@@ -59,9 +76,9 @@ ZqConvex pointCore(const Vec3& place, ZqReal radius) noexcept
 }
 ZqConvex segmentCore(const Vec3& end0, const Vec3& end1, ZqReal radius) noexcept
 {
-   const Vec3 middle = end0 * 0.5 + end1 * 0.5;
-   const Vec3 half = end1 * 0.5 - end0 * 0.5;
-   const ZqReal length = lengthOf(half);
+   const Vec3 middle = (end0 + end1) * 0.5;
+   const Vec3 half = (end1 - end0) * 0.5;
+   const ZqReal length = limitedSize(norm(half));
    if (!(length > 0.0))
       return pointCore(middle, radius);
    return boxCore({zqConvex::frameAbout(unit(half)), middle}, {0.0, 0.0, length}, radius);
@@ -90,9 +107,7 @@ Steiner boxTerms(const Vec3& h) noexcept
 {
    const Vec3 e = h * 2.0;
    Steiner terms;
-   // A product that overflows may meet a zero.
-   if (e.x > 0.0 && e.y > 0.0 && e.z > 0.0)
-      terms.volume = e.x * e.y * e.z;
+   terms.volume = e.x * e.y * e.z;
    terms.surface = 2.0 * (e.x * e.y + e.y * e.z + e.z * e.x);
    terms.curvature = ZqMath::pi * (e.x + e.y + e.z);
    return terms;
@@ -101,10 +116,9 @@ Steiner turnedTerms(const Vec3& h) noexcept
 {
    constexpr ZqReal pi = ZqMath::pi;
    const ZqReal height = 2.0 * h.z;
-   const ZqReal ruling = lengthOf({h.y - h.x, height, 0.0});
+   const ZqReal ruling = norm(Vec3{h.y - h.x, height, 0.0});
    Steiner terms;
-   if (height > 0.0)
-      terms.volume = pi / 3.0 * height * (h.x * h.x + h.x * h.y + h.y * h.y);
+   terms.volume = pi / 3.0 * height * (h.x * h.x + h.x * h.y + h.y * h.y);
    terms.surface = pi * (h.x * h.x + h.y * h.y + (h.x + h.y) * ruling);
    // The angle from the upper cap's normal to the mantle's; from the lower one's it is the rest of pi.
    const ZqReal angle = ruling > 0.0 ? std::atan2(height, h.x - h.y) : 0.5 * pi;
@@ -116,8 +130,8 @@ Steiner triangleTerms(const Vec3* corner) noexcept
    const Vec3 e = corner[1] - corner[0];
    const Vec3 f = corner[2] - corner[0];
    Steiner terms;
-   terms.surface = lengthOf(cross(e, f));
-   terms.curvature = 0.5 * ZqMath::pi * (lengthOf(e) + lengthOf(f) + lengthOf(e - f));
+   terms.surface = norm(cross(e, f));
+   terms.curvature = 0.5 * ZqMath::pi * (norm(e) + norm(f) + norm(e - f));
    return terms;
 }
 
@@ -155,7 +169,7 @@ Steiner hullTerms(const ZqHull& hull) noexcept
          const Vec3& origin = hull.vertices[corners[0]];
          terms.surface += 0.5 * dot(face.normal, cross(p - origin, q - origin));
          const ZqReal angle = hull.dimension < 3 ? ZqMath::pi : angleOver(hull, f, from, to);
-         terms.curvature += 0.25 * angle * lengthOf(q - p); // each edge comes twice
+         terms.curvature += 0.25 * angle * norm(q - p); // each edge comes twice
       }
    }
    return terms;
@@ -165,83 +179,83 @@ Steiner hullTerms(const ZqHull& hull) noexcept
 ZqConvex ZqConvex::box(const ZqCoordinateSystemTransformation& frame, const ZqVector& halfExtents,
                        ZqReal radius)
 {
-   return boxCore(zqConvex::pose(frame), vec3(halfExtents), radius);
+   return boxCore(limitedPose(frame), limitedSizes(halfExtents), radius);
 }
 
 ZqConvex ZqConvex::sphere(const ZqVector& center, ZqReal radius)
 {
-   return pointCore(vec3(center), radius);
+   return pointCore(limitedPlace(center), radius);
 }
 
 ZqConvex ZqConvex::capsule(const ZqVector& end0, const ZqVector& end1, ZqReal radius)
 {
-   return segmentCore(vec3(end0), vec3(end1), radius);
+   return segmentCore(limitedPlace(end0), limitedPlace(end1), radius);
 }
 
 ZqConvex ZqConvex::frustum(const ZqVector& end0, const ZqVector& end1, ZqReal radius0,
                            ZqReal radius1)
 {
-   const ZqReal most = std::max(radius0, radius1);
+   const Vec3 h{limitedSize(radius0), limitedSize(radius1),
+                limitedSize(0.5 * norm(limitedPlace(end1) - limitedPlace(end0)))};
+   const ZqReal most = std::max(h.x, h.y);
    if (!(most > 0.0))
-      return segmentCore(vec3(end0), vec3(end1), 0.0);
-   const Vec3 middle = vec3(end0) * 0.5 + vec3(end1) * 0.5;
-   const Vec3 half = vec3(end1) * 0.5 - vec3(end0) * 0.5;
-   const ZqReal halfHeight = lengthOf(half);
-   if (!(halfHeight > 0.0))
+      return segmentCore(limitedPlace(end0), limitedPlace(end1), 0.0);
+   const Vec3 middle = (limitedPlace(end0) + limitedPlace(end1)) * 0.5;
+   if (!(h.z > 0.0))
       return discCore(middle, {0.0, 0.0, 1.0}, most, 0.0);
-   const Pose frame{zqConvex::frameAbout(unit(half)), middle};
-   ZqConvex C = placed(Core::Turned, frame, {radius0, radius1, halfHeight}, 0.0);
+   const Vec3 along = unit(limitedPlace(end1) - limitedPlace(end0));
+   ZqConvex C = placed(Core::Turned, {zqConvex::frameAbout(along), middle}, h, 0.0);
    C.dimension = 3;
-   C.size = std::max(most, halfHeight);
-   C.reach = lengthOf({most, halfHeight, 0.0});
+   C.size = std::max(most, h.z);
+   C.reach = norm(Vec3{most, h.z, 0.0});
    return C;
 }
 
 ZqConvex ZqConvex::disc(const ZqVector& center, const ZqVector& normal, ZqReal discRadius,
                         ZqReal radius)
 {
-   return discCore(vec3(center), vec3(normal), discRadius, radius);
+   return discCore(limitedPlace(center), vec3(normal), limitedSize(discRadius), radius);
 }
 
 ZqConvex ZqConvex::rectangle(const ZqVector& corner, const ZqVector& edge0, const ZqVector& edge1,
                              ZqReal radius)
 {
-   const Vec3 e = vec3(edge0);
-   const Vec3 f = vec3(edge1);
-   const Vec3 start = vec3(corner);
-   const Vec3 h{0.5 * lengthOf(e), 0.5 * lengthOf(f), 0.0};
+   const Vec3 e = limitedPlace(edge0);
+   const Vec3 f = limitedPlace(edge1);
+   const Vec3 start = limitedPlace(corner);
+   const Vec3 h{limitedSize(0.5 * norm(e)), limitedSize(0.5 * norm(f)), 0.0};
    if (!(h.x > 0.0))
       return segmentCore(start, start + f, radius);
    if (!(h.y > 0.0))
       return segmentCore(start, start + e, radius);
    const Vec3 x = unit(e);
    const Vec3 z = unit(cross(x, unit(f)));
-   return boxCore({{x, cross(z, x), z}, start + e * 0.5 + f * 0.5}, h, radius);
+   return boxCore({{x, cross(z, x), z}, start + (e + f) * 0.5}, h, radius);
 }
 
 ZqConvex ZqConvex::triangle(const ZqVector& corner, const ZqVector& edge0, const ZqVector& edge1,
                             ZqReal radius)
 {
-   const Vec3 start = vec3(corner);
-   const Vec3 p[3] = {{0.0, 0.0, 0.0}, vec3(edge0), vec3(edge1)};
+   const Vec3 start = limitedPlace(corner);
+   const Vec3 p[3] = {{0.0, 0.0, 0.0}, limitedPlace(edge0), limitedPlace(edge1)};
    int k = 0; // where the longest edge begins
    for (int i = 1; i < 3; ++i)
-      if (lengthOf(p[(i + 1) % 3] - p[i]) > lengthOf(p[(k + 1) % 3] - p[k]))
+      if (norm(p[(i + 1) % 3] - p[i]) > norm(p[(k + 1) % 3] - p[k]))
          k = i;
    // Without an area beyond rounding it is its longest edge.
    const Vec3 along = unit(p[(k + 1) % 3] - p[k]);
-   const ZqReal longest = lengthOf(p[(k + 1) % 3] - p[k]);
-   const ZqReal width = lengthOf(cross(along, p[(k + 2) % 3] - p[k]));
-   if (!(width > 4.0 * std::numeric_limits<ZqReal>::epsilon() * longest))
+   const ZqReal longest = norm(p[(k + 1) % 3] - p[k]);
+   const ZqReal width = norm(cross(along, p[(k + 2) % 3] - p[k]));
+   if (!(limitedSize(width) > 4.0 * std::numeric_limits<ZqReal>::epsilon() * longest))
       return segmentCore(start + p[k], start + p[(k + 1) % 3], radius);
-   const Vec3 middle = (p[1] * (1.0 / 3.0) + p[2] * (1.0 / 3.0));
+   const Vec3 middle = (p[1] + p[2]) * (1.0 / 3.0);
    ZqConvex C = placed(Core::Triangle, {{}, start + middle}, {0.0, 0.0, 0.0}, radius);
    C.dimension = 2;
    for (int i = 0; i < 3; ++i)
    {
       C.corner[i] = p[i] - middle;
       C.size = std::max(C.size, largest(C.corner[i]));
-      C.reach = std::max(C.reach, lengthOf(C.corner[i]));
+      C.reach = std::max(C.reach, norm(C.corner[i]));
    }
    return C;
 }
@@ -249,8 +263,8 @@ ZqConvex ZqConvex::triangle(const ZqVector& corner, const ZqVector& edge0, const
 ZqConvex ZqConvex::ellipsoid(const ZqCoordinateSystemTransformation& frame,
                              const ZqVector& semiAxes)
 {
-   const Vec3 h = vec3(semiAxes);
-   const Pose X = zqConvex::pose(frame);
+   const Vec3 h = limitedSizes(semiAxes);
+   const Pose X = limitedPose(frame);
    if (h.x == h.y && h.y == h.z)
       return pointCore(X.t, h.x);
    const int dimension = (h.x > 0.0) + (h.y > 0.0) + (h.z > 0.0);
@@ -265,7 +279,7 @@ ZqConvex ZqConvex::ellipsoid(const ZqCoordinateSystemTransformation& frame,
 ZqConvex ZqConvex::polytope(std::shared_ptr<const ZqHull> hull, const ZqVector& middle,
                             ZqReal radius)
 {
-   const Vec3 place = vec3(middle);
+   const Vec3 place = limitedPlace(middle);
    if (hull->dimension == 0)
       return pointCore(place + hull->vertices[0], radius);
    if (hull->dimension == 1)
@@ -281,7 +295,7 @@ ZqConvex ZqConvex::polytope(std::shared_ptr<const ZqHull> hull, const ZqVector& 
 
 ZqConvex ZqConvex::halfSpace(const ZqVector& point, const ZqVector& normal)
 {
-   const Pose frame{zqConvex::frameAbout(unit(vec3(normal))), vec3(point)};
+   const Pose frame{zqConvex::frameAbout(unit(vec3(normal))), limitedPlace(point)};
    ZqConvex C = placed(Core::HalfSpace, frame, {0.0, 0.0, 0.0}, 0.0);
    C.dimension = 3;
    C.reach = infiniteExtent;
