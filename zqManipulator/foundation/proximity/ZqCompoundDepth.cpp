@@ -381,7 +381,12 @@ void leastParting(const PartSide& A, const PartSide& B, const Pose& X, ZqShapePa
    overlap.solve(cache ? cache->parting : Vec3{0.0, 0.0, 0.0});
    const Parting& best = overlap.best();
    if (cache)
+   {
       cache->parting = best.length < endless ? best.u : Vec3{0.0, 0.0, 0.0};
+      cache->part1 = best.part1;
+      cache->part2 = best.part2;
+      cache->convex = {};
+   }
    out.part1 = best.part1;
    out.part2 = best.part2;
    if (!(best.length < endless))

@@ -15,6 +15,8 @@ public:
       : m_convex(shape.convex()), m_parts(m_convex ? nullptr : shape.parts())
    {
    }
+   explicit PartSide(const ZqConvex& convex) noexcept : m_convex(&convex), m_parts(nullptr) {}
+   explicit PartSide(const ZqConvexParts& parts) noexcept : m_convex(nullptr), m_parts(&parts) {}
 
    /// Null of a compound.
    const ZqConvex* convex() const noexcept { return m_convex; }
@@ -192,6 +194,15 @@ void visitPartPairs(const PartSide& A, const PartSide& B, const Pose& X, ZqReal 
    visitMemberPairs(A, B, X, limit, look);
 }
 
+/// The queries of `ZqShapeProximity.h`.
+/// @{
+void distance(const PartSide& A, const PartSide& B, const Pose& X, ZqShapePairCache* cache,
+              ZqSeparation& out);
+bool isWithin(const PartSide& A, const PartSide& B, const Pose& X, ZqReal margin,
+              ZqShapePairCache* cache);
+bool contact(const PartSide& A, const PartSide& B, const Pose& X, ZqReal margin,
+             ZqShapePairCache* cache, ZqContactManifold& out);
+/// @}
 /// Whether a surface lies wholly in a solid of the other side, of shapes whose surfaces do not meet.
 bool isInside(const PartSide& A, const PartSide& B, const Pose& X) noexcept;
 /// The nearest parts of shapes that are apart; a distance that is not above zero, of whichever parts, when any

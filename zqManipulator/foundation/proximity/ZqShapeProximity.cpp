@@ -117,11 +117,9 @@ void nearestParts(const PartSide& A, const PartSide& B, const Pose& X, ZqSeparat
    visitPartPairs(A, B, X, out.distance, look);
 }
 
-void distance(const ZqShape& shapeA, const ZqShape& shapeB, const Pose& X, ZqShapePairCache* cache,
+void distance(const PartSide& A, const PartSide& B, const Pose& X, ZqShapePairCache* cache,
               ZqSeparation& out)
 {
-   const PartSide A(shapeA);
-   const PartSide B(shapeB);
    if (A.convex() && B.convex())
       return distance(*A.convex(), *B.convex(), X, cache ? &cache->convex : nullptr, out);
    out = {};
@@ -157,11 +155,9 @@ void distance(const ZqShape& shapeA, const ZqShape& shapeB, const Pose& X, ZqSha
       leastParting(A, B, X, cache, out);
 }
 
-bool isWithin(const ZqShape& shapeA, const ZqShape& shapeB, const Pose& X, ZqReal margin,
+bool isWithin(const PartSide& A, const PartSide& B, const Pose& X, ZqReal margin,
               ZqShapePairCache* cache)
 {
-   const PartSide A(shapeA);
-   const PartSide B(shapeB);
    if (A.convex() && B.convex())
       return isWithin(*A.convex(), *B.convex(), X, margin, cache ? &cache->convex : nullptr);
    if (A.partCount() == 0 || B.partCount() == 0 || !(margin >= 0.0))
@@ -190,6 +186,24 @@ bool isWithin(const ZqShape& shapeA, const ZqShape& shapeB, const Pose& X, ZqRea
    };
    visitPartPairs(A, B, X, margin, look);
    return isFound || isInside(A, B, X);
+}
+
+void distance(const ZqShape& A, const ZqShape& B, const Pose& X, ZqShapePairCache* cache,
+              ZqSeparation& out)
+{
+   distance(PartSide(A), PartSide(B), X, cache, out);
+}
+
+bool isWithin(const ZqShape& A, const ZqShape& B, const Pose& X, ZqReal margin,
+              ZqShapePairCache* cache)
+{
+   return isWithin(PartSide(A), PartSide(B), X, margin, cache);
+}
+
+bool contact(const ZqShape& A, const ZqShape& B, const Pose& X, ZqReal margin,
+             ZqShapePairCache* cache, ZqContactManifold& out)
+{
+   return contact(PartSide(A), PartSide(B), X, margin, cache, out);
 }
 
 void nearMembers(const ZqShape& shapeA, const ZqShape& shapeB, const Pose& X, ZqReal margin,
