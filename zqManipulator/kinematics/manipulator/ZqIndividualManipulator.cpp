@@ -16,6 +16,8 @@
 template class ZqXmlClass<ZqIndividualManipulator, ZqManipulatorLink>;
 template class ZqXmlVectorType<ZqIndividualManipulator>;
 
+constinit std::atomic<std::uint64_t> ZqIndividualManipulator::m_latestVersion = 0;
+
 ZqIndividualManipulator::ZqIndividualManipulator()
 {
    ZqManipulatorLink::setLinkIndex(ZqBaseLinkIndex);
@@ -240,13 +242,6 @@ void ZqIndividualManipulator::rebuildPlan() const
       return;
    m_plan = std::move(plan);
    m_planVersion.store(version, std::memory_order_release);
-}
-
-void ZqIndividualManipulator::modelIsNew() noexcept
-{
-   // Of all manipulators, so that the greater of two versions changes whenever one of them does.
-   static constinit std::atomic<std::uint64_t> lastVersion = 0;
-   m_modelVersion = ++lastVersion;
 }
 
 // What links tell their manipulator about changes
