@@ -63,8 +63,8 @@ public:
                      "joint between the parent and the link"},
          ZqComponent{&This::m_childLinks, &ZqManip::ZqChildLinksToken,
                      "links that hang on this one"},
-         ZqComponent{&This::shapeComponent, &ZqGeom::ZqShapeContainerToken,
-                     "shape of the link, in its primary frame"},
+         ZqOptionalComponent(&This::shapeComponent, &ZqGeom::ZqShapeContainerToken,
+                             "shape of the link, in its primary frame"),
          ZqComponent{&This::m_jointActuator, &ZqManip::ZqCompositeJointActuatorToken,
                      "drive of the joint"},
          ZqReadOnlyComponent(&This::oldJointActuator, &ZqManip::ZqJointActuatorToken,
@@ -561,7 +561,9 @@ private:
       return referencedShapeOwner();
    }
    const ZqManipulatorLink& referencedShapeOwner() const;
-   void endShapeReference() noexcept;
+   ZqManipulatorLink* linkToShare(const LinkPointerMap& labelToLink) const;
+   void replaceShape(const ZqShape& shape, ZqU32 shapeIndex, bool replaceAll);
+   void takeShapes(ZqShapeContainer&& shapes);
    ZqReal reachOfShape() const;
    ZqOldJointActuator& oldJointActuator();
    ZqJointActuatorContainer& oldJointActuatorContainer();

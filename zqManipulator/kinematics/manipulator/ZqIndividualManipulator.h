@@ -72,8 +72,8 @@ public:
                         "conditions under which a step is taken back"},
             ZqComponent{&This::m_displayLinkIndices, &ZqManip::ZqDisplayLinkIndicesToken,
                         "indices of links, kept for viewers"},
-            ZqComponent{&This::m_surfaces, &ZqGeom::ZqSurfacesToken,
-                        "values of surfaces by their name, which go before those of shapes"},
+            ZqOptionalComponent(&This::m_surfaces, &ZqGeom::ZqSurfacesToken,
+                                "values of surfaces by their name, which go before those of shapes"),
             ZqComponent{&This::m_selfCollisionLinkMap,
                         &ZqManip::ZqManipulatorSelfCollisionLinkMapToken,
                         "which pairs of its links may collide"},
@@ -375,8 +375,7 @@ public:
    /// Who keeps what follows from the shapes of links (boxes, trees, distances) keeps these numbers with it:
    /// while they are the same, so are the shapes, the links, and where the shapes stand in the links.
    /// @{
-   /// Changes whenever the model does; of two manipulators, or of one before and after an assignment, it is
-   /// never the same.
+   /// Changes whenever the model does, also by assignment. A version is never used again, by no manipulator.
    std::uint64_t shapesVersion() const
    {
       bringMapsUpToDate();
@@ -462,10 +461,12 @@ private:
    }
    void rebuildPlan() const;
    void fillCollisionTest();
+   void addBoundingVolumes(ZqU32 type, bool onlyWhereNone);
    bool lentChildrenChanged() const;
    void childrenAreLent(const ZqManipulatorLink& lender);
    /// Takes the places of this manipulator's links from the links themselves.
    void takeMapsFrom(ZqIndividualManipulator& other, bool mapsAreRight) noexcept;
+   bool sharesShapeOfLink() const { return !isReference() && referenceLink() != this; }
    bool isReference() const { return m_manipulatorReferenceDescription.isManipulatorReferenced(); }
 
    ZqU32 m_manipulatorIndex = 0;
