@@ -9,7 +9,8 @@ class ZqBasePhysicalExtent : public ZqXmlAbstractClass<ZqBasePhysicalExtent, ZqS
 public:
    using ZqXmlAbstractClass::ZqXmlAbstractClass;
 
-   /// The point of the shape furthest along a direction, which need not be of unit length.
+   /// The point of the shape furthest along a direction, which need not be of unit length; some point of the
+   /// surface for the zero vector.
    virtual ZqVector supportPoint(const ZqVector& direction) const = 0;
    /// Removes points that the shape does not need: those within a tolerance (m) of another one. Only hulls,
    /// meshes and unions have any.
@@ -18,6 +19,9 @@ public:
 
 /// A convex shape, which is asked for through its record: a core swept by a ball. A class derived from it
 /// tells how the record is made from its members, and calls `convexChanges` whenever one changed.
+///
+/// Members are kept as they are set. What is no length (not finite, or below zero) counts as zero in the
+/// record.
 class ZqConvexShape : public ZqXmlAbstractClass<ZqConvexShape, ZqBasePhysicalExtent>
 {
 public:
@@ -34,8 +38,8 @@ public:
 
 protected:
    virtual ZqConvex makeConvex() const = 0;
-   /// Makes sizes that no shape has (not finite, or below zero) ones that are, as little changed as may be,
-   /// and tells which: a text such as "radius", or null when nothing was amiss.
+   /// Makes members that no such shape has (a radius below zero, a normal of no length) ones that are, as
+   /// little changed as may be, and tells which, as a text such as "radius"; null when nothing was amiss.
    virtual const char* repair() = 0;
    /// To be called after any member changed.
    void convexChanges() { m_convex = makeConvex(); }

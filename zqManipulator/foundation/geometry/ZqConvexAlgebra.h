@@ -81,7 +81,7 @@ inline Vec3 unit(const Vec3& a) noexcept
    const ZqReal most = largest(a);
    if (!(most > 0.0))
       return {1.0, 0.0, 0.0};
-   const Vec3 b = a * (1.0 / most);
+   const Vec3 b{a.x / most, a.y / most, a.z / most};
    return b * (1.0 / norm(b));
 }
 /// Some unit vector perpendicular to a unit vector.

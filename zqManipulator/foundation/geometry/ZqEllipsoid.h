@@ -1,31 +1,60 @@
 #pragma once
 
-#include "zqManipulator/foundation/algebra/ZqMath.h"
-#include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
+#include "zqManipulator/foundation/geometry/ZqBasePhysicalExtent.h"
 
-/// An ellipsoid about the origin of its frame, with semi-axes (m) along the axes of that frame; the
-/// origin alone by default. A plain value.
-class ZqEllipsoid
+/// An ellipsoid about the origin of its frame, with semi-axes along the axes of that frame; the origin alone
+/// by default.
+class ZqEllipsoid final : public ZqXmlClass<ZqEllipsoid, ZqConvexShape>
 {
 public:
-   ZqEllipsoid() noexcept = default;
+   ZqEllipsoid() { convexChanges(); }
    ZqEllipsoid(ZqReal semiAxisX, ZqReal semiAxisY, ZqReal semiAxisZ,
-               const ZqCoordinateSystemTransformation& frame) noexcept
+               const ZqCoordinateSystemTransformation& frame)
       : m_semiAxes(semiAxisX, semiAxisY, semiAxisZ), m_frame(frame)
    {
+      convexChanges();
    }
-   bool operator==(const ZqEllipsoid&) const noexcept = default;
 
-   /// Along x, y and z of the frame.
-   const ZqVector& semiAxes() const noexcept { return m_semiAxes; }
-   const ZqCoordinateSystemTransformation& frame() const noexcept { return m_frame; }
-   /// In cubic metres.
-   ZqReal volume() const noexcept
+   static const ZqToken& classToken() { return ZqGeom::ZqEllipsoidToken; }
+   static constexpr const char* documentation = "an ellipsoid";
+   template <class This = ZqEllipsoid>
+   static constexpr auto components()
    {
-      return 4.0 / 3.0 * ZqMath::pi * m_semiAxes.x() * m_semiAxes.y() * m_semiAxes.z();
+      return std::tuple{ZqComponent{&This::m_semiAxes, &ZqGeom::ZqSemiAxesToken,
+                                    "semi-axes along x y z of the frame (m)"},
+                        ZqComponent{&This::m_frame, &ZqGeom::ZqFrameToken,
+                                    "frame of the middle, with axes along the semi-axes"}};
    }
+   bool operator==(const ZqEllipsoid& other) const
+   {
+      return ZqConvexShape::operator==(other) && m_semiAxes == other.m_semiAxes &&
+             m_frame == other.m_frame;
+   }
+
+   ZqU32 shapeType() const override { return EllipsoidShape; }
+   const ZqVector& semiAxes() const noexcept { return m_semiAxes; }
+   void setSemiAxes(const ZqVector& semiAxes)
+   {
+      m_semiAxes = semiAxes;
+      convexChanges();
+   }
+   const ZqCoordinateSystemTransformation& frame() const noexcept { return m_frame; }
+   void setFrame(const ZqCoordinateSystemTransformation& frame)
+   {
+      m_frame = frame;
+      convexChanges();
+   }
+
+protected:
+   ZqConvex makeConvex() const override;
+   const char* repair() override;
+   void transformSelfBy(const ZqCoordinateSystemTransformation& X) override;
+   void scaleSelfBy(ZqReal scale) override;
+   void truncateSelf(ZqReal tolerance) override;
 
 private:
    ZqVector m_semiAxes;
    ZqCoordinateSystemTransformation m_frame;
 };
+
+extern template class ZqXmlClass<ZqEllipsoid, ZqConvexShape>;

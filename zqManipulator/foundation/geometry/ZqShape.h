@@ -1,12 +1,11 @@
 #pragma once
 
 #include "zqManipulator/foundation/geometry/ZqDataMap.h"
+#include "zqManipulator/foundation/geometry/ZqShapeVector.h"
 #include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
 #include "zqManipulator/foundation/xml/ZqBaseExpressionTree.h"
-#include "zqManipulator/foundation/xml/ZqXmlMapType.h"
 
 #include <atomic>
-#include <memory>
 #include <vector>
 
 class ZqAxisAlignedBoundingBox;
@@ -15,13 +14,11 @@ class ZqConvexParts;
 class ZqLineSegment;
 struct ZqConvex;
 
-extern template class ZqXmlMapType<ZqString, ZqDataMap>;
-
 /// The shape of a body, in the frame of whoever holds it: for a link its primary frame. Lengths in metres.
 ///
 /// A shape is the true shape of a body or one of the volumes around it. These form a stack: from the true
 /// shape, of level 0, each coarser volume holds the one before and is one level higher. The true shape owns
-/// the stack.
+/// the stack, and a copy of it has a stack of its own. A copy of a volume is a true shape that has none.
 ///
 /// Distances, depths and contact points are computed from what `convex` answers: the shape as a core swept
 /// by a ball. A shape that is not convex answers `parts` instead. A class of a user's own need answer no more
@@ -49,39 +46,45 @@ public:
       CircularLozengeShape = 13,
       TriangularLozengeShape = 14
    };
+   static constexpr ZqU32 mostBoundingVolumes = 16;
    using Surfaces = ZqXmlMapType<ZqString, ZqDataMap>;
 
    template <class This = ZqShape>
    static constexpr auto components()
    {
       return std::tuple{
-         ZqComponent{&This::m_identifier, &ZqGeom::ZqShapeIdentifierToken,
-                     "name of the shape, by which its surfaces are found"},
-         ZqComponent{&This::m_surfaces, &ZqGeom::ZqSurfacesToken,
-                     "values of the surface by the name of the surface; 0 is all of it"},
-         ZqComponent{&This::m_isContactForceFree, &ZqGeom::ZqIsContactForceFreeToken,
-                     "whether contact with the shape makes no force"}};
+         ZqOptionalComponent(&This::m_identifier, &ZqGeom::ZqShapeIdentifierToken,
+                             "name of the shape"),
+         ZqOptionalComponent(&This::m_surfaces, &ZqGeom::ZqSurfacesToken,
+                             "values of surfaces by name; \"0\" is all of the shape's surface, "
+                             "another number that of a feature"),
+         ZqOptionalComponent(&This::m_isContactForceFree, &ZqGeom::ZqIsContactForceFreeToken,
+                             "whether contact with the shape makes no force"),
+         ZqOptionalComponent(&This::m_volumes, &ZqGeom::ZqBoundingVolumesToken,
+                             "volumes that hold the shape, from finer to coarser")};
    }
+   /// After the shape its bounding volumes are looked at: volumes that have volumes of their own lose them,
+   /// and only the first 16 stay, each with a remark.
    bool read(ZqXmlReader& reader) override;
-   bool write(ZqXmlWriter& writer) const override;
 
-   ZqShape();
+   ZqShape() = default;
    ZqShape(const ZqShape& other);
    ZqShape(ZqShape&& other) noexcept;
+   /// A shape in a stack keeps its place in it and takes over no stack.
    ZqShape& operator=(const ZqShape& other);
    ZqShape& operator=(ZqShape&& other) noexcept;
-   ~ZqShape() override;
+   ~ZqShape() override = default;
    /// All that documents hold, the volumes around the shape among it.
    bool operator==(const ZqShape& other) const;
 
    /// \name Bounding volumes
    /// @{
    /// The next coarser volume around this one; null for the coarsest.
-   virtual const ZqShape* coarserVolume() const { return m_coarser.get(); }
-   virtual ZqShape* coarserVolume() { return m_coarser.get(); }
+   virtual const ZqShape* coarserVolume() const;
+   virtual ZqShape* coarserVolume();
    /// The next finer volume inside this one; null for the true shape.
-   virtual const ZqShape* finerVolume() const { return m_finer; }
-   virtual ZqShape* finerVolume() { return m_finer; }
+   virtual const ZqShape* finerVolume() const;
+   virtual ZqShape* finerVolume();
    /// 0 for the true shape, and one more for each coarser volume.
    virtual const ZqU32& volumeLevel() const { return m_volumeLevel; }
    /// @}
@@ -109,10 +112,12 @@ public:
    /// \name Compounds
    /// @{
    virtual bool isCompoundShape() const { return false; }
-   /// The number of members, those of nested compounds counted each; 0 when it is none.
+   /// The number of members that are not compounds, those of nested compounds among them; 0 for a shape that
+   /// is no compound.
    virtual ZqU32 memberCount() const { return 0; }
-   /// The shape at `index` of those that are not compounds, counted on from `counter` through nested ones;
-   /// null when there are fewer, `counter` then holds how many there were.
+   /// The shape at `index` of those that are not compounds, counted on from `counter` through nested ones: a
+   /// shape that is no compound counts as one. Null when there are fewer; `counter` then is how many it has
+   /// seen.
    virtual const ZqShape* memberByIndex(ZqU32 index, ZqU32& counter) const;
    /// Whether a contact is computed for each pair of members, and not for the compound as one.
    virtual bool compoundTestFlag() const { return false; }
@@ -124,57 +129,72 @@ public:
    virtual const ZqConvex* convex() const { return nullptr; }
    /// The convex parts of a shape that is not convex; null when it is.
    virtual const ZqConvexParts* parts() const { return nullptr; }
-   /// In cubic metres. Of a compound the sum over its members.
+   /// In cubic metres; infinite for a half-space. Of a union the sum over its members.
    virtual ZqReal volume() const;
    /// The box of the shape, placed by X.
    virtual ZqAxisAlignedBoundingBox
    axisAlignedBoundingBox(const ZqCoordinateSystemTransformation& X) const;
-   /// Where the segment first enters the shape. False when it does not.
+   /// Where the segment first enters the shape, at its start if that is inside. False when it does not.
    virtual bool intersectSegment(const ZqLineSegment& segment, ZqVector& point) const;
 
    /// Each with the volumes around the shape.
    /// @{
    void transformBy(const ZqCoordinateSystemTransformation& X);
-   /// By a length scale about the origin, above zero.
+   /// By a length scale about the origin. One that is not above zero and finite is rejected, with a message.
    void scaleBy(ZqReal scale);
-   /// Rounds numbers to multiples of the tolerance.
+   /// Rounds lengths to multiples of the tolerance (m), and leaves directions and orientations as they are.
+   /// A tolerance that is not above zero changes nothing.
    void truncateValues(ZqReal tolerance);
    /// @}
 
    const ZqString& identifier() const { return m_identifier; }
    void setIdentifier(const ZqString& identifier) { m_identifier = identifier; }
    const Surfaces& surfaces() const { return m_surfaces; }
+   Surfaces& surfaces() { return m_surfaces; }
    void setSurfaces(const Surfaces& surfaces) { m_surfaces = surfaces; }
 
-   /// Puts a copy around the coarsest volume. The caller answers for its holding the shape; a stack of
-   /// its own is left behind.
-   void addBoundingVolume(const ZqShape& volume);
-   /// The same with the smallest volume of a type that the library finds around the true shape: box, capsule,
-   /// sphere or convex hull. False for another type, for a half-space, and for a shape without points.
+   /// Puts a copy around the coarsest volume of the stack that this shape is in. The caller answers for its
+   /// holding the shape; a stack of its own is left behind. False, with a message, when there are as many
+   /// volumes as there may be.
+   bool addBoundingVolume(const ZqShape& volume);
+   /// The same with a volume of a type that is fitted closely around the true shape: box, capsule, sphere or
+   /// convex hull. False for another type, for a half-space, and for a shape without points.
    bool addBoundingVolume(ZqU32 type);
+   /// A capsule that is fitted closely around this shape; a single point for a half-space and a shape
+   /// without points.
+   ZqCapsule capsuleBoundingVolume() const;
    /// Removes the volumes of a type; all coarser ones move up. How many there were.
    ZqU32 deleteBoundingVolumes(ZqU32 type);
    void deleteAllBoundingVolumes();
+   /// The number of volumes around the true shape.
+   ZqU32 numBoundingVolumes() const { return trueShape().m_volumes.size(); }
    const ZqShape& coarsestVolume() const;
-   const ZqShape& trueShape() const;
+   const ZqShape& trueShape() const { return m_trueShape != nullptr ? *m_trueShape : *this; }
+   ZqShape& trueShape() { return m_trueShape != nullptr ? *m_trueShape : *this; }
 
    ZqShape* clonedShape() const { return static_cast<ZqShape*>(clone()); }
 
 protected:
-   /// What the three above do to this shape alone.
+   /// What `transformBy`, `scaleBy` and `truncateValues` do to this shape alone.
    /// @{
    virtual void transformSelfBy(const ZqCoordinateSystemTransformation& X) = 0;
    virtual void scaleSelfBy(ZqReal scale) = 0;
    virtual void truncateSelf(ZqReal tolerance) = 0;
    /// @}
+   /// The nearest multiple of a tolerance, which is above zero.
+   static ZqReal rounded(ZqReal value, ZqReal tolerance);
+   static ZqVector rounded(const ZqVector& value, ZqReal tolerance);
+   /// Tells of something amiss that a document says of this shape, and how it was mended.
+   void remark(ZqXmlReader& reader, const ZqString& what) const;
 
 private:
-   void linkStack() noexcept;
+   /// Tells the volumes of the true shape, which this is, and of their levels.
+   void linkVolumes() noexcept;
 
    ZqString m_identifier;
    Surfaces m_surfaces;
-   std::unique_ptr<ZqShape> m_coarser;
-   ZqShape* m_finer = nullptr; ///< not owned: it owns this volume
+   ZqShapeVector m_volumes;        ///< of the true shape alone: the volumes from finer to coarser
+   ZqShape* m_trueShape = nullptr; ///< of a volume: the shape that owns it
    ZqU32 m_volumeLevel = 0;
    bool m_isContactForceFree = false;
    mutable std::atomic<ZqU32> m_closestPointIndex = 0;

@@ -21,6 +21,7 @@ struct ZqComponent
    const char* documentation = nullptr;
    bool isAttribute = false;
    bool isReadOnly = false;
+   bool isOptional = false;
 };
 template <class Owner, class Member>
 ZqComponent(Member Owner::*, const ZqToken*, const char* = nullptr) -> ZqComponent<Owner, Member>;
@@ -32,6 +33,15 @@ constexpr ZqComponent<Owner, Member> ZqReadOnlyComponent(Member Owner::*member,
                                                          const char* documentation = nullptr)
 {
    return {member, token, documentation, false, true};
+}
+
+/// The same for a member that few objects use: it is never written where it equals its default.
+template <class Owner, class Member>
+constexpr ZqComponent<Owner, Member> ZqOptionalComponent(Member Owner::*member,
+                                                         const ZqToken* token,
+                                                         const char* documentation = nullptr)
+{
+   return {member, token, documentation, false, false, true};
 }
 
 /// The same for a member that is an attribute.
@@ -100,7 +110,8 @@ void appendList(ZqXmlComponentEntry*& next)
    {
       ((*next++ = {std::get<index>(components).token, std::get<index>(components).documentation,
                    std::get<index>(components).isAttribute, std::get<index>(components).isReadOnly,
-                   leafOf(std::get<index>(components)), &address<Class, list, index>}),
+                   std::get<index>(components).isOptional, leafOf(std::get<index>(components)),
+                   &address<Class, list, index>}),
        ...);
    }
    (std::make_index_sequence<std::tuple_size_v<decltype(list())>>());

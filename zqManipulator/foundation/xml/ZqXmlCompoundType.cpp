@@ -451,7 +451,7 @@ bool ZqXmlCompoundType::writeComponents(ZqXmlWriter& writer, bool attributes) co
       for (const auto* entry = table->entries; entry != table->entries + table->count; ++entry)
       {
          if (entry->isAttribute != attributes || entry->isReadOnly ||
-             (!all && isDefault(*entry, *this, *table)))
+             ((!all || entry->isOptional) && isDefault(*entry, *this, *table)))
             continue;
          begin(*entry->token);
          if (!writeEntry(*entry, *this, *table, writer))

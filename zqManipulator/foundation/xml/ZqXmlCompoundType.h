@@ -118,6 +118,7 @@ struct ZqXmlComponentEntry
    const char* documentation; ///< may be null
    bool isAttribute;
    bool isReadOnly;
+   bool isOptional; ///< not written where it equals its default
    /// The operations of a plain member; null for a member that is a persistent object.
    const ZqXmlLeaf::Operations* leaf;
    /// The address of the member: as `ZqXmlObject*` when it is a persistent object.
