@@ -17,6 +17,8 @@
 #include "zqManipulator/contact/exclusion/ZqLinkCollisionTest.h"
 #include "zqManipulator/contact/exclusion/ZqManipulatorSelfCollisionLinkMap.h"
 #include "zqManipulator/contact/exclusion/ZqSystemCollisionExclusionMap.h"
+#include "zqManipulator/contact/records/ZqCollisionDescriptor.h"
+#include "zqManipulator/contact/records/ZqPointEvents.h"
 #include "zqManipulator/dynamics/bodies/ZqArticulatedBodyDynamics.h"
 #include "zqManipulator/dynamics/bodies/ZqArticulatedBodyInertia.h"
 #include "zqManipulator/dynamics/bodies/ZqExternalForceDescription.h"
