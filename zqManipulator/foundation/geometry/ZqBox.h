@@ -18,14 +18,14 @@ public:
    template <class This = ZqBox>
    static constexpr auto components()
    {
-      return std::tuple{
-         ZqComponent{&This::m_frame, &ZqGeom::ZqFrameToken, "frame of the middle, with axes along the edges"},
-         ZqComponent{&This::m_extents, &ZqGeom::ZqHalfExtentsToken, "half the lengths of the edges along x y z of the frame (m)"}};
+      return std::tuple{ZqComponent{&This::m_frame, &ZqGeom::ZqFrameToken,
+                                    "frame of the middle, with axes along the edges"},
+                        ZqComponent{&This::m_extents, &ZqGeom::ZqHalfExtentsToken,
+                                    "half the lengths of the edges along x y z of the frame (m)"}};
    }
    bool operator==(const ZqBox& other) const
    {
-      return ZqConvexShape::operator==(other) &&
-             m_frame == other.m_frame &&
+      return ZqConvexShape::operator==(other) && m_frame == other.m_frame &&
              m_extents == other.m_extents;
    }
 

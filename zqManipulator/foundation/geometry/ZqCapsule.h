@@ -19,14 +19,13 @@ public:
    template <class This = ZqCapsule>
    static constexpr auto components()
    {
-      return std::tuple{
-         ZqComponent{&This::m_lineSegment, &ZqGeom::ZqLineSegmentToken, "the middles of the two half balls"},
-         ZqComponent{&This::m_radius, &ZqGeom::ZqRadiusToken, "radius (m)"}};
+      return std::tuple{ZqComponent{&This::m_lineSegment, &ZqGeom::ZqLineSegmentToken,
+                                    "the middles of the two half balls"},
+                        ZqComponent{&This::m_radius, &ZqGeom::ZqRadiusToken, "radius (m)"}};
    }
    bool operator==(const ZqCapsule& other) const
    {
-      return ZqConvexShape::operator==(other) &&
-             m_lineSegment == other.m_lineSegment &&
+      return ZqConvexShape::operator==(other) && m_lineSegment == other.m_lineSegment &&
              m_radius == other.m_radius;
    }
 

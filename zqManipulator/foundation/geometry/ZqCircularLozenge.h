@@ -8,7 +8,8 @@ class ZqCircularLozenge final : public ZqXmlClass<ZqCircularLozenge, ZqConvexSha
 {
 public:
    ZqCircularLozenge() { convexChanges(); }
-   ZqCircularLozenge(const ZqVector& center, const ZqVector& normal, ZqReal discRadius, ZqReal radius)
+   ZqCircularLozenge(const ZqVector& center, const ZqVector& normal, ZqReal discRadius,
+                     ZqReal radius)
       : m_center(center), m_normal(normal), m_discRadius(discRadius), m_radius(radius)
    {
       convexChanges();
@@ -27,10 +28,8 @@ public:
    }
    bool operator==(const ZqCircularLozenge& other) const
    {
-      return ZqConvexShape::operator==(other) &&
-             m_center == other.m_center &&
-             m_normal == other.m_normal &&
-             m_discRadius == other.m_discRadius &&
+      return ZqConvexShape::operator==(other) && m_center == other.m_center &&
+             m_normal == other.m_normal && m_discRadius == other.m_discRadius &&
              m_radius == other.m_radius;
    }
 

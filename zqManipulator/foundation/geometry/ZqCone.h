@@ -20,17 +20,17 @@ public:
    template <class This = ZqCone>
    static constexpr auto components()
    {
-      return std::tuple{
-         ZqComponent{&This::m_lineSegment, &ZqGeom::ZqLineSegmentToken, "the middles of the two ends"},
-         ZqComponent{&This::m_firstRadius, &ZqGeom::ZqFirstRadiusToken, "radius at the first end (m)"},
-         ZqComponent{&This::m_secondRadius, &ZqGeom::ZqSecondRadiusToken, "radius at the other end (m)"}};
+      return std::tuple{ZqComponent{&This::m_lineSegment, &ZqGeom::ZqLineSegmentToken,
+                                    "the middles of the two ends"},
+                        ZqComponent{&This::m_firstRadius, &ZqGeom::ZqFirstRadiusToken,
+                                    "radius at the first end (m)"},
+                        ZqComponent{&This::m_secondRadius, &ZqGeom::ZqSecondRadiusToken,
+                                    "radius at the other end (m)"}};
    }
    bool operator==(const ZqCone& other) const
    {
-      return ZqConvexShape::operator==(other) &&
-             m_lineSegment == other.m_lineSegment &&
-             m_firstRadius == other.m_firstRadius &&
-             m_secondRadius == other.m_secondRadius;
+      return ZqConvexShape::operator==(other) && m_lineSegment == other.m_lineSegment &&
+             m_firstRadius == other.m_firstRadius && m_secondRadius == other.m_secondRadius;
    }
 
    ZqU32 shapeType() const override { return ConeShape; }

@@ -19,8 +19,8 @@ public:
    template <class This = ZqConvexHull>
    static constexpr auto components()
    {
-      return std::tuple{ZqComponent{&This::m_points, &ZqGeom::ZqPointsToken,
-                                    "x y z of each point (m)"}};
+      return std::tuple{
+         ZqComponent{&This::m_points, &ZqGeom::ZqPointsToken, "x y z of each point (m)"}};
    }
    bool operator==(const ZqConvexHull& other) const
    {

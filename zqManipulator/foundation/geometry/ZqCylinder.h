@@ -19,14 +19,13 @@ public:
    template <class This = ZqCylinder>
    static constexpr auto components()
    {
-      return std::tuple{
-         ZqComponent{&This::m_lineSegment, &ZqGeom::ZqLineSegmentToken, "the middles of the two ends"},
-         ZqComponent{&This::m_radius, &ZqGeom::ZqRadiusToken, "radius (m)"}};
+      return std::tuple{ZqComponent{&This::m_lineSegment, &ZqGeom::ZqLineSegmentToken,
+                                    "the middles of the two ends"},
+                        ZqComponent{&This::m_radius, &ZqGeom::ZqRadiusToken, "radius (m)"}};
    }
    bool operator==(const ZqCylinder& other) const
    {
-      return ZqConvexShape::operator==(other) &&
-             m_lineSegment == other.m_lineSegment &&
+      return ZqConvexShape::operator==(other) && m_lineSegment == other.m_lineSegment &&
              m_radius == other.m_radius;
    }
 

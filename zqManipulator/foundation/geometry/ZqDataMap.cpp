@@ -1,17 +1,12 @@
 #include "zqManipulator/foundation/geometry/ZqDataMap.h"
 
+template class ZqXmlMapType<ZqString, ZqReal>;
+template class ZqXmlMapType<ZqString, ZqString>;
+template class ZqXmlClass<ZqDataMap>;
+template class ZqXmlMapType<ZqString, ZqDataMap>;
+
 namespace
 {
-template <typename Value>
-bool find(const std::map<ZqString, Value>& values, const ZqString& name, Value& value)
-{
-   const auto found = values.find(name);
-   if (found == values.end())
-      return false;
-   value = found->second;
-   return true;
-}
-
 ZqDataMap makeBoundingColor()
 {
    ZqDataMap map;
@@ -29,22 +24,22 @@ ZqDataMap makeBoundingColor()
 
 void ZqDataMap::add(const ZqString& name, ZqReal value)
 {
-   m_reals.insert_or_assign(name, value);
+   m_reals.add(name, value);
 }
 
 void ZqDataMap::add(const ZqString& name, const ZqString& value)
 {
-   m_strings.insert_or_assign(name, value);
+   m_strings.add(name, value);
 }
 
 ZqBoolean ZqDataMap::lookup(const ZqString& name, ZqReal& value) const
 {
-   return find(m_reals, name, value);
+   return m_reals.lookup(name, value);
 }
 
 ZqBoolean ZqDataMap::lookup(const ZqString& name, ZqString& value) const
 {
-   return find(m_strings, name, value);
+   return m_strings.lookup(name, value);
 }
 
 const ZqDataMap& ZqDataMap::boundingColor()

@@ -30,10 +30,7 @@ public:
    ZqBoolean lookup(const ZqString& name, ZqString& value) const;
 
    const std::map<ZqString, ZqReal>& reals() const noexcept { return m_reals.mapContainer(); }
-   const std::map<ZqString, ZqString>& strings() const noexcept
-   {
-      return m_strings.mapContainer();
-   }
+   const std::map<ZqString, ZqString>& strings() const noexcept { return m_strings.mapContainer(); }
 
    bool operator==(const ZqDataMap& other) const = default;
 

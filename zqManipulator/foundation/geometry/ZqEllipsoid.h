@@ -20,14 +20,14 @@ public:
    template <class This = ZqEllipsoid>
    static constexpr auto components()
    {
-      return std::tuple{
-         ZqComponent{&This::m_semiAxes, &ZqGeom::ZqSemiAxesToken, "semi-axes along x y z of the frame (m)"},
-         ZqComponent{&This::m_frame, &ZqGeom::ZqFrameToken, "frame of the middle, with axes along the semi-axes"}};
+      return std::tuple{ZqComponent{&This::m_semiAxes, &ZqGeom::ZqSemiAxesToken,
+                                    "semi-axes along x y z of the frame (m)"},
+                        ZqComponent{&This::m_frame, &ZqGeom::ZqFrameToken,
+                                    "frame of the middle, with axes along the semi-axes"}};
    }
    bool operator==(const ZqEllipsoid& other) const
    {
-      return ZqConvexShape::operator==(other) &&
-             m_semiAxes == other.m_semiAxes &&
+      return ZqConvexShape::operator==(other) && m_semiAxes == other.m_semiAxes &&
              m_frame == other.m_frame;
    }
 

@@ -20,18 +20,17 @@ public:
    static constexpr auto components()
    {
       return std::tuple{
-         ZqComponent{&This::m_origin, &ZqGeom::ZqOriginToken, "x y z of a corner of the rectangle (m)"},
+         ZqComponent{&This::m_origin, &ZqGeom::ZqOriginToken,
+                     "x y z of a corner of the rectangle (m)"},
          ZqComponent{&This::m_edge0, &ZqGeom::ZqEdge0Token, "x y z of an edge from there (m)"},
-         ZqComponent{&This::m_edge1, &ZqGeom::ZqEdge1Token, "x y z of the edge perpendicular to it (m)"},
+         ZqComponent{&This::m_edge1, &ZqGeom::ZqEdge1Token,
+                     "x y z of the edge perpendicular to it (m)"},
          ZqComponent{&This::m_radius, &ZqGeom::ZqRadiusToken, "radius of the ball (m)"}};
    }
    bool operator==(const ZqLozenge& other) const
    {
-      return ZqConvexShape::operator==(other) &&
-             m_origin == other.m_origin &&
-             m_edge0 == other.m_edge0 &&
-             m_edge1 == other.m_edge1 &&
-             m_radius == other.m_radius;
+      return ZqConvexShape::operator==(other) && m_origin == other.m_origin &&
+             m_edge0 == other.m_edge0 && m_edge1 == other.m_edge1 && m_radius == other.m_radius;
    }
 
    ZqU32 shapeType() const override { return LozengeShape; }

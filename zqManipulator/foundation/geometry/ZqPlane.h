@@ -15,7 +15,8 @@ public:
    }
 
    static const ZqToken& classToken() { return ZqGeom::ZqPlaneToken; }
-   static constexpr const char* documentation = "the plane through a point that is normal to a vector";
+   static constexpr const char* documentation =
+      "the plane through a point that is normal to a vector";
    template <class This = ZqPlane>
    static constexpr auto components()
    {

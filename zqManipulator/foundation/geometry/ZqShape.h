@@ -181,6 +181,9 @@ protected:
    virtual void scaleSelfBy(ZqReal scale) = 0;
    virtual void truncateSelf(ZqReal tolerance) = 0;
    /// @}
+   /// The nearest multiple of a tolerance, which is above zero.
+   static ZqReal rounded(ZqReal value, ZqReal tolerance);
+   static ZqVector rounded(const ZqVector& value, ZqReal tolerance);
    /// Tells of something amiss that a document says of this shape, and how it was mended.
    void remark(ZqXmlReader& reader, const ZqString& what) const;
 

@@ -14,8 +14,7 @@ public:
    static constexpr auto components()
    {
       return std::tuple{ZqComponent{&This::m_members, &ZqGeom::ZqMembersToken, "the shapes"},
-                        ZqOptionalComponent(&This::m_isOneInContact,
-                                            &ZqGeom::ZqIsOneInContactToken,
+                        ZqOptionalComponent(&This::m_isOneInContact, &ZqGeom::ZqIsOneInContactToken,
                                             "whether contacts are those of the union as one "
                                             "shape, and not of each member")};
    }

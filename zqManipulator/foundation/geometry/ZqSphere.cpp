@@ -5,21 +5,50 @@
 #include <cmath>
 #include <limits>
 
-template class ZqXmlClass<ZqSphere>;
+template class ZqXmlClass<ZqSphere, ZqConvexShape>;
 
 bool ZqSphere::read(ZqXmlReader& reader)
 {
-   const bool succeeded = ZqXmlCompoundType::read(reader);
+   const bool succeeded = ZqConvexShape::read(reader);
    if (isEmpty())
    {
-      if (!(*this == empty()))
+      if (m_center != empty().m_center || m_radius != empty().m_radius)
          reader.remark("a sphere of negative radius holds no point", "odd-value");
-      *this = ZqSphere(empty().m_center, empty().m_radius, m_levelOfDetail);
+      m_center = empty().m_center;
+      m_radius = empty().m_radius;
+      convexChanges();
    }
    return succeeded;
 }
 
-void ZqSphere::expandSelfToInclude(const ZqSphere& sphere) noexcept
+ZqConvex ZqSphere::makeConvex() const
+{
+   return ZqConvex::sphere(m_center, m_radius);
+}
+
+const char* ZqSphere::repair()
+{
+   return nullptr; // `read` says what becomes of a negative radius
+}
+
+void ZqSphere::transformSelfBy(const ZqCoordinateSystemTransformation& X)
+{
+   setCenter(X * m_center);
+}
+
+void ZqSphere::scaleSelfBy(ZqReal scale)
+{
+   m_radius *= scale;
+   setCenter(m_center * scale);
+}
+
+void ZqSphere::truncateSelf(ZqReal tolerance)
+{
+   m_radius = rounded(m_radius, tolerance);
+   setCenter(rounded(m_center, tolerance));
+}
+
+void ZqSphere::expandSelfToInclude(const ZqSphere& sphere)
 {
    if (sphere.isEmpty())
       return;
@@ -30,16 +59,16 @@ void ZqSphere::expandSelfToInclude(const ZqSphere& sphere) noexcept
    if (isEmpty() || distance + m_radius <= sphere.m_radius)
    {
       m_center = sphere.m_center;
-      m_radius = sphere.m_radius;
+      setRadius(sphere.m_radius);
       return;
    }
    // Neither holds the other, so that the distance is not zero.
    const ZqReal radius = 0.5 * distance + 0.5 * m_radius + 0.5 * sphere.m_radius;
    if (!std::isfinite(radius))
    {
-      m_radius = std::numeric_limits<ZqReal>::infinity();
+      setRadius(std::numeric_limits<ZqReal>::infinity());
       return;
    }
    m_center += between * ((radius - m_radius) / distance);
-   m_radius = radius;
+   setRadius(radius);
 }

@@ -28,8 +28,9 @@ public:
    {
       return std::tuple{
          ZqComponent{&This::m_vertices, &ZqGeom::ZqVerticesToken, "x y z of each vertex (m)"},
-         ZqComponent{&This::m_triangles, &ZqGeom::ZqTrianglesToken,
-                     "three vertices of each triangle by index, counter-clockwise seen from outside"}};
+         ZqComponent{
+            &This::m_triangles, &ZqGeom::ZqTrianglesToken,
+            "three vertices of each triangle by index, counter-clockwise seen from outside"}};
    }
    /// A list of indices that is not whole triangles, or names vertices that are not there, is a failure of
    /// the document.

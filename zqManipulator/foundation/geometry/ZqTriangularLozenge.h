@@ -8,7 +8,8 @@ class ZqTriangularLozenge final : public ZqXmlClass<ZqTriangularLozenge, ZqConve
 {
 public:
    ZqTriangularLozenge() { convexChanges(); }
-   ZqTriangularLozenge(const ZqVector& origin, const ZqVector& edge0, const ZqVector& edge1, ZqReal radius)
+   ZqTriangularLozenge(const ZqVector& origin, const ZqVector& edge0, const ZqVector& edge1,
+                       ZqReal radius)
       : m_origin(origin), m_edge0(edge0), m_edge1(edge1), m_radius(radius)
    {
       convexChanges();
@@ -20,18 +21,18 @@ public:
    static constexpr auto components()
    {
       return std::tuple{
-         ZqComponent{&This::m_origin, &ZqGeom::ZqOriginToken, "x y z of a corner of the triangle (m)"},
-         ZqComponent{&This::m_edge0, &ZqGeom::ZqEdge0Token, "x y z from there to the second corner (m)"},
-         ZqComponent{&This::m_edge1, &ZqGeom::ZqEdge1Token, "x y z from there to the third corner (m)"},
+         ZqComponent{&This::m_origin, &ZqGeom::ZqOriginToken,
+                     "x y z of a corner of the triangle (m)"},
+         ZqComponent{&This::m_edge0, &ZqGeom::ZqEdge0Token,
+                     "x y z from there to the second corner (m)"},
+         ZqComponent{&This::m_edge1, &ZqGeom::ZqEdge1Token,
+                     "x y z from there to the third corner (m)"},
          ZqComponent{&This::m_radius, &ZqGeom::ZqRadiusToken, "radius of the ball (m)"}};
    }
    bool operator==(const ZqTriangularLozenge& other) const
    {
-      return ZqConvexShape::operator==(other) &&
-             m_origin == other.m_origin &&
-             m_edge0 == other.m_edge0 &&
-             m_edge1 == other.m_edge1 &&
-             m_radius == other.m_radius;
+      return ZqConvexShape::operator==(other) && m_origin == other.m_origin &&
+             m_edge0 == other.m_edge0 && m_edge1 == other.m_edge1 && m_radius == other.m_radius;
    }
 
    ZqU32 shapeType() const override { return TriangularLozengeShape; }

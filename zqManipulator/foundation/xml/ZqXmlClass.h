@@ -110,7 +110,8 @@ void appendList(ZqXmlComponentEntry*& next)
    {
       ((*next++ = {std::get<index>(components).token, std::get<index>(components).documentation,
                    std::get<index>(components).isAttribute, std::get<index>(components).isReadOnly,
-                   std::get<index>(components).isOptional, leafOf(std::get<index>(components)), &address<Class, list, index>}),
+                   std::get<index>(components).isOptional, leafOf(std::get<index>(components)),
+                   &address<Class, list, index>}),
        ...);
    }
    (std::make_index_sequence<std::tuple_size_v<decltype(list())>>());
