@@ -335,8 +335,7 @@ ZqManipulatorLink* ZqManipulatorLink::linkToShare(const LinkPointerMap& labelToL
         link->m_linkReferenceDescription.isShapeReferenced() && length < labelToLink.size();
         ++length)
    {
-      const auto found =
-         labelToLink.find(link->m_linkReferenceDescription.referencedLinkLabel());
+      const auto found = labelToLink.find(link->m_linkReferenceDescription.referencedLinkLabel());
       if (found == labelToLink.end())
          break;
       link = shared = found->second;
@@ -352,11 +351,10 @@ bool ZqManipulatorLink::setLinkReferences(const LinkPointerMap& labelToLink)
       if (ZqManipulatorLink* shared = linkToShare(labelToLink))
          m_referenceLink = shared;
       else
-         Zq::Print::instance().write(
-            Zq::Rejected,
-            "ZqManipulatorLink::setLinkReference(): could not find link "
-            "with label %s for referencing.  Using self.\n",
-            m_linkReferenceDescription.referencedLinkLabel().c_str());
+         Zq::Print::instance().write(Zq::Rejected,
+                                     "ZqManipulatorLink::setLinkReference(): could not find link "
+                                     "with label %s for referencing.  Using self.\n",
+                                     m_linkReferenceDescription.referencedLinkLabel().c_str());
    }
    for (ZqManipulatorLink& child : m_childLinks)
       child.setLinkReferences(labelToLink);

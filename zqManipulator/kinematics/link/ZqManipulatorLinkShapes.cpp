@@ -1,5 +1,7 @@
+#include "zqManipulator/contact/records/ZqPointEvents.h"
 #include "zqManipulator/foundation/geometry/ZqAxisAlignedBoundingBox.h"
 #include "zqManipulator/foundation/geometry/ZqCapsule.h"
+#include "zqManipulator/foundation/geometry/ZqLineSegment.h"
 #include "zqManipulator/foundation/geometry/ZqShapeUnion.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
@@ -62,8 +64,8 @@ void ZqManipulatorLink::setFromShape(const ZqShape& shape, ZqReal mass)
    setLinkKinematicsContainer(ZqLinkKinematicsContainer());
    setJointActuator(ZqJointActuator::defaultObject());
    setLinkLabel("shape");
-   setMassProperties(
-      ZqRigidBodyMassProperties::massPropertiesFromShape(mass, memberShapeContainer().topElement()));
+   setMassProperties(ZqRigidBodyMassProperties::massPropertiesFromShape(
+      mass, memberShapeContainer().topElement()));
 }
 
 void ZqManipulatorLink::setFromShapeContainer(const ZqShapeContainer& container)
@@ -173,6 +175,29 @@ void ZqManipulatorLink::axisAlignedBoundingBoxVectorInSystem(
    const ZqCoordinateSystemTransformation& frame = primaryFrameInSystem(activeState);
    for (ZqU32 i = 0; i < shapes.m_physicalCount; ++i)
       boxes.pushBack(shapes.m_byNumber[i]->axisAlignedBoundingBox(frame));
+}
+
+void ZqManipulatorLink::intersectLineSegment(const ZqLineSegment& segment, ZqLinkPointEvent& event,
+                                             ZqManipulatorActivePositionState& activeState,
+                                             ZqU32 level) const
+{
+   const ZqLinkShapes& shapes = shapeOwner().m_shapes;
+   if (shapes.m_byNumber.empty())
+      return;
+   ZqLineSegment local = segment;
+   local.transformBy(primaryFrameInSystem(activeState).inverse());
+   const auto volumes = static_cast<ZqU32>(shapes.m_byNumber.size()) - shapes.m_physicalCount;
+   ZqVector point;
+   ZqU32 number = shapes.m_physicalCount + std::min(level, volumes) - 1;
+   const bool isEntered = std::min(level, volumes) > 0
+                             ? shapes.m_byNumber[number]->intersectSegment(local, point)
+                             : shapes.m_container.intersectSegment(local, point, number);
+   const ZqReal distance = (point - local.endpoint0()).mag();
+   if (!isEntered || (event.isImpacted() && !(distance < event.distance())))
+      return;
+   event.setIsImpacted(true);
+   event.setDistance(distance);
+   event.setShapeID(number);
 }
 
 /// The distance of the shape from the origin of the DH frame, as
@@ -312,9 +337,9 @@ bool ZqManipulatorLink::setShapeSurfaceProperty(const ZqString& linkLabel, ZqU32
 {
    if (this->linkLabel() == linkLabel)
       return setSurfacesByShapeID(shapeIndex, surfaces);
-   return std::any_of(
-      childLinks().begin(), childLinks().end(), [&](ZqManipulatorLink& child)
-      { return child.setShapeSurfaceProperty(linkLabel, shapeIndex, surfaces); });
+   return std::any_of(childLinks().begin(), childLinks().end(),
+                      [&](ZqManipulatorLink& child)
+                      { return child.setShapeSurfaceProperty(linkLabel, shapeIndex, surfaces); });
 }
 
 bool ZqManipulatorLink::setShapeIdentifier(ZqU32 shapeIndex, const ZqString& identifier)

@@ -222,7 +222,8 @@ void ZqIndividualManipulator::rebuildMaps()
    if (mapsAreBeingRebuilt)
       return;
    // What a reference answers follows from the maps of its model.
-   if (m_concreteReference != this && m_concreteReference->m_concreteReference == m_concreteReference)
+   if (m_concreteReference != this &&
+       m_concreteReference->m_concreteReference == m_concreteReference)
       m_concreteReference->bringMapsUpToDate();
    std::vector<Zq::Diagnostic> found;
    {
@@ -379,8 +380,9 @@ void ZqIndividualManipulator::followUnknownChange()
    const ZqLinkEdit::Labels labels = linkLabels();
    if (labels == m_record->labels)
       return;
-   apply((m_staleness & ~ShapesChanged) == LabelChanged ? ZqLinkEdit::relabelled(m_record->labels, labels)
-                                     : ZqLinkEdit::matched(m_record->labels, labels));
+   apply((m_staleness & ~ShapesChanged) == LabelChanged
+            ? ZqLinkEdit::relabelled(m_record->labels, labels)
+            : ZqLinkEdit::matched(m_record->labels, labels));
 }
 
 /// To be called after each change of the tree, with the record of the change.

@@ -72,8 +72,9 @@ public:
                         "conditions under which a step is taken back"},
             ZqComponent{&This::m_displayLinkIndices, &ZqManip::ZqDisplayLinkIndicesToken,
                         "indices of links, kept for viewers"},
-            ZqOptionalComponent(&This::m_surfaces, &ZqGeom::ZqSurfacesToken,
-                                "values of surfaces by their name, which go before those of shapes"),
+            ZqOptionalComponent(
+               &This::m_surfaces, &ZqGeom::ZqSurfacesToken,
+               "values of surfaces by their name, which go before those of shapes"),
             ZqComponent{&This::m_selfCollisionLinkMap,
                         &ZqManip::ZqManipulatorSelfCollisionLinkMapToken,
                         "which pairs of its links may collide"},

@@ -1,8 +1,8 @@
+#include "zqManipulator/contact/records/ZqPointEvents.h"
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
 
 #include <algorithm>
 #include <memory>
-#include <utility>
 
 /// A reference is bound when the maps are built, and may lead to a link that is gone while they are not right.
 const ZqManipulatorLink& ZqManipulatorLink::referencedShapeOwner() const
@@ -132,4 +132,24 @@ bool ZqIndividualManipulator::setSurfaceProperties(const ZqString& surface, cons
 bool ZqIndividualManipulator::lookup(const ZqString& surface, ZqDataMap& data) const
 {
    return m_surfaces.lookup(surface, data) || ZqManipulatorLink::lookup(surface, data);
+}
+
+void ZqIndividualManipulator::intersectLineSegmentWithManipulator(
+   const ZqLineSegment& segment, ZqManipulatorPointEvent& event,
+   ZqManipulatorActivePositionState& activeState, ZqU32 level) const
+{
+   placeBase(activeState);
+   ZqReal nearest = event.isImpacted() ? event.distance() : 1e300;
+   const auto intersect = [&](const ZqManipulatorLink& link, ZqU32 index)
+   {
+      link.intersectLineSegment(segment, event, activeState, level);
+      if (!event.isImpacted() || !(event.distance() < nearest))
+         return;
+      event.setLinkID(index);
+      nearest = event.distance();
+   };
+   const LinkPointerVector& links = linkPointerVector();
+   for (ZqU32 i = 0; i < links.size(); ++i)
+      intersect(*links[i], i);
+   intersect(*this, ZqBaseLinkIndex);
 }

@@ -1,5 +1,8 @@
+#include "zqManipulator/contact/records/ZqPointEvents.h"
+#include "zqManipulator/foundation/geometry/ZqLineSegment.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
+#include "zqManipulator/state/ZqSystemActiveState.h"
 
 #include <algorithm>
 #include <memory>
@@ -54,6 +57,31 @@ const ZqShape* ZqStatedSystem::shapeByKey(const ZqShapeStateCacheKey& key) const
    const ZqManipulatorLink* link =
       manipulator != nullptr ? manipulator->linkByIndex(key.linkID()) : nullptr;
    return link != nullptr ? link->shapeByIndex(key.shapeID()) : nullptr;
+}
+
+void ZqStatedSystem::intersectLineSegment(const ZqLineSegment& segment, ZqSystemPointEvent& event,
+                                          ZqSystemActiveState* activeState, ZqU32 level) const
+{
+   event.setIsImpacted(false);
+   event.setDistance(ZqSystemPointEvent().distance());
+   if (activeState == nullptr)
+      return;
+   auto& states = activeState->manipulatorActiveStateVector();
+   ZqReal nearest = 1e300;
+   for (ZqU32 i = 0; i < std::min(states.size(), numberOfManipulators()); ++i)
+   {
+      system().manipulators()[i].intersectLineSegmentWithManipulator(
+         segment, event, states[i].activePositionState(), level);
+      if (!event.isImpacted() || !(event.distance() < nearest))
+         continue;
+      event.setManipulatorID(i);
+      nearest = event.distance();
+   }
+   if (event.isImpacted() && segment.length() > 0.0)
+      event.setContactPoint(segment.endpoint0() + (segment.endpoint1() - segment.endpoint0()) *
+                                                     (nearest / segment.length()));
+   else if (event.isImpacted())
+      event.setContactPoint(segment.endpoint0());
 }
 
 void ZqStatedSystem::changeAlpha(const ZqShapeStateCacheKey& key, const char* name, ZqReal alpha)
