@@ -21,6 +21,7 @@
 #include "zqManipulator/contact/records/ZqPointEvents.h"
 #include "zqManipulator/dynamics/bodies/ZqArticulatedBodyDynamics.h"
 #include "zqManipulator/dynamics/bodies/ZqArticulatedBodyInertia.h"
+#include "zqManipulator/dynamics/bodies/ZqExactSolid.h"
 #include "zqManipulator/dynamics/bodies/ZqExternalForceDescription.h"
 #include "zqManipulator/dynamics/bodies/ZqManipulatorExternalForce.h"
 #include "zqManipulator/dynamics/bodies/ZqManipulatorTorque.h"

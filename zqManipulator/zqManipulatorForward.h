@@ -46,6 +46,7 @@ class ZqDcElectricMotor;
 class ZqDenavitHartenberg;
 class ZqDriveTrain;
 class ZqEllipsoid;
+class ZqExactSolid;
 class ZqExternalForceDescription;
 class ZqGeneralForce;
 class ZqGeneralMotion;
