@@ -98,8 +98,7 @@ void ZqSystemActiveBoundingBoxState::sortDatabase()
    m_processor.sort();
 }
 
-std::span<const ZqU32>
-ZqSystemActiveBoundingBoxState::intersectionsOf(ZqU32 manipulatorIndex) const
+std::span<const ZqU32> ZqSystemActiveBoundingBoxState::intersectionsOf(ZqU32 manipulatorIndex) const
 {
    if (std::size_t{manipulatorIndex} + 1 >= m_pairStarts.size())
       return {};
@@ -116,8 +115,7 @@ void ZqSystemActiveBoundingBoxState::takePairs()
    { return m_pairStarts[key.manipulatorIndex()]; };
    for (const auto& [a, b] : m_processor.overlaps())
    {
-      const auto& [first, second] =
-         m_pairs.emplace_back(m_intervals[a].key, m_intervals[b].key);
+      const auto& [first, second] = m_pairs.emplace_back(m_intervals[a].key, m_intervals[b].key);
       ++countOf(first);
       if (second.manipulatorIndex() != first.manipulatorIndex())
          ++countOf(second);

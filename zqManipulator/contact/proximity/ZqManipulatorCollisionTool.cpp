@@ -33,7 +33,8 @@ bool ZqManipulatorCollisionTool::computeLinkCollisionData(ZqU32 manipulator1, Zq
    const ZqLinkKey key1(manipulator1, link1);
    const ZqLinkKey key2(manipulator2, link2);
    ZqPlacedShape a, b;
-   if (!zqPlaceBoth(system, {key1, key2, state1.activePositionState(), state2.activePositionState()},
+   if (!zqPlaceBoth(system,
+                    {key1, key2, state1.activePositionState(), state2.activePositionState()},
                     BOOST_CURRENT_FUNCTION, operation, a, b) ||
        a.shape == nullptr || b.shape == nullptr)
       return false;

@@ -93,9 +93,8 @@ bool ZqManipulatorProximityTool::checkManipulatorCollision(
 
 bool ZqManipulatorProximityTool::checkManipulatorCollision(
    ZqU32 manipulatorIndex, const ZqStatedSystem& scene, ZqSystemActiveState& activeState,
-   ZqReal margin, ZqU32& contactLink, ZqU32& otherManipulator, ZqU32& otherLink,
-   ZqU32& nearestLink, ZqU32& nearestManipulator, ZqU32& nearestOtherLink,
-   ZqReal& nearestDistance) const
+   ZqReal margin, ZqU32& contactLink, ZqU32& otherManipulator, ZqU32& otherLink, ZqU32& nearestLink,
+   ZqU32& nearestManipulator, ZqU32& nearestOtherLink, ZqReal& nearestDistance) const
 {
    const ZqFirstHit hit = ZqNearLinks(*this, scene, activeState, margin, manipulatorIndex)
                              .findFirst(manipulatorIndex, margin);
@@ -109,10 +108,12 @@ bool ZqManipulatorProximityTool::checkManipulatorCollision(
    return hit.isHit;
 }
 
-bool ZqManipulatorProximityTool::linkToLinkDistance(
-   ZqU32 manipulator1, ZqU32 link1, ZqU32 manipulator2, ZqU32 link2,
-   const ZqManipulatorSystem& system, ZqManipulatorActivePositionState& state1,
-   ZqManipulatorActivePositionState& state2, ZqReal& distance) const
+bool ZqManipulatorProximityTool::linkToLinkDistance(ZqU32 manipulator1, ZqU32 link1,
+                                                    ZqU32 manipulator2, ZqU32 link2,
+                                                    const ZqManipulatorSystem& system,
+                                                    ZqManipulatorActivePositionState& state1,
+                                                    ZqManipulatorActivePositionState& state2,
+                                                    ZqReal& distance) const
 {
    ZqPlacedShape a, b;
    if (!zqPlaceBoth(system, {{manipulator1, link1}, {manipulator2, link2}, state1, state2},
@@ -129,7 +130,8 @@ bool ZqManipulatorProximityTool::linkToLinkDistanceAndWitnessPoints(
 {
    ZqPlacedShape a, b;
    if (!zqPlaceBoth(system, {{manipulator1, link1}, {manipulator2, link2}, state1, state2},
-                    BOOST_CURRENT_FUNCTION, "ZqManipulatorProximityTool::linkToLinkDistanceAndWitnessPoints", a, b))
+                    BOOST_CURRENT_FUNCTION,
+                    "ZqManipulatorProximityTool::linkToLinkDistanceAndWitnessPoints", a, b))
       return false;
    std::array<ZqVector, 2> points;
    if (!shapeDistance(a, b, distance, points.data()))
@@ -198,8 +200,9 @@ bool ZqManipulatorProximityTool::manipulatorToManipulatorDistanceAndWitnessPoint
    ZqManipulatorActivePositionState& state1, ZqManipulatorActivePositionState& state2,
    ZqReal& distance, ZqVector& point1, ZqVector& point2) const
 {
-   if (!zqHasManipulators(system, manipulator1, manipulator2, BOOST_CURRENT_FUNCTION,
-                          "ZqManipulatorProximityTool::manipulatorToManipulatorDistanceAndWitnessPoints"))
+   if (!zqHasManipulators(
+          system, manipulator1, manipulator2, BOOST_CURRENT_FUNCTION,
+          "ZqManipulatorProximityTool::manipulatorToManipulatorDistanceAndWitnessPoints"))
       return false;
    std::array<ZqVector, 2> points{point1, point2};
    const bool isFound = manipulatorDistance(manipulator1, manipulator2, system, state1, state2,

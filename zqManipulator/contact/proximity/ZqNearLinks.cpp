@@ -35,8 +35,8 @@ bool zqHasManipulators(const ZqManipulatorSystem& system, ZqU32 manipulator1, Zq
    return false;
 }
 
-bool zqPlaceBoth(const ZqManipulatorSystem& system, const ZqLinkPlaces& places, const char* function,
-                 const char* operation, ZqPlacedShape& a, ZqPlacedShape& b)
+bool zqPlaceBoth(const ZqManipulatorSystem& system, const ZqLinkPlaces& places,
+                 const char* function, const char* operation, ZqPlacedShape& a, ZqPlacedShape& b)
 {
    if (!zqHasManipulators(system, places.key1.manipulatorIndex(), places.key2.manipulatorIndex(),
                           function, operation))
@@ -138,8 +138,8 @@ void ZqNearLinks::bringUpToDate()
       if (records.generation == before)
          records.generation = zqNextEpoch();
    };
-   const bool isOther = records.stamps.size() != count ||
-                        records.boundingVolumeLevel != m_tool.boundingVolumeLevel();
+   const bool isOther =
+      records.stamps.size() != count || records.boundingVolumeLevel != m_tool.boundingVolumeLevel();
    if (isOther)
       beginGeneration();
    records.stamps.resize(count);

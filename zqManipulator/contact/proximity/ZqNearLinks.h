@@ -15,7 +15,7 @@ class ZqSystemActiveState;
 struct ZqPlacedShape
 {
    const ZqManipulatorLink* link = nullptr;
-   const ZqShape* shape = nullptr; ///< null for a link without one
+   const ZqShape* shape = nullptr;         ///< null for a link without one
    ZqCoordinateSystemTransformation frame; ///< primary frame in the system
 };
 
@@ -34,8 +34,8 @@ struct ZqLinkPlaces
    ZqManipulatorActivePositionState& state2;
 };
 /// False, logged as above, when one of two links is not there.
-bool zqPlaceBoth(const ZqManipulatorSystem& system, const ZqLinkPlaces& places, const char* function,
-                 const char* operation, ZqPlacedShape& a, ZqPlacedShape& b);
+bool zqPlaceBoth(const ZqManipulatorSystem& system, const ZqLinkPlaces& places,
+                 const char* function, const char* operation, ZqPlacedShape& a, ZqPlacedShape& b);
 /// Places b in the frame of a. Far from the origin of the system, places lose no more digits by it than their
 /// difference does.
 ZqCoordinateSystemTransformation zqRelativeFrame(const ZqCoordinateSystemTransformation& a,
@@ -84,7 +84,8 @@ private:
    const ZqStatedSystem& m_scene;
    ZqSystemActiveState& m_activeState;
    ZqSystemActiveBoundingBoxState* m_boxes = nullptr;
-   const ZqSystemActiveBoundingBoxState::Pairs* m_pairs = nullptr; ///< null when nothing is compared
+   const ZqSystemActiveBoundingBoxState::Pairs* m_pairs =
+      nullptr; ///< null when nothing is compared
 };
 
 template <class Function>

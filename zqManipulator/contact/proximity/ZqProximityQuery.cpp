@@ -53,20 +53,17 @@ ZqProximityQuery::closestPairs(const ZqStatedSystem& scene, ZqSystemActiveState&
       if (!std::isfinite(margin))
          m_kept.pop_back();
    }
-   std::sort(m_separations.begin(), m_separations.end(),
-             [](const ZqLinkSeparation& a, const ZqLinkSeparation& b)
-             {
-                return std::tie(a.distance, a.link1, a.link2) <
-                       std::tie(b.distance, b.link1, b.link2);
-             });
+   std::sort(
+      m_separations.begin(), m_separations.end(),
+      [](const ZqLinkSeparation& a, const ZqLinkSeparation& b)
+      { return std::tie(a.distance, a.link1, a.link2) < std::tie(b.distance, b.link1, b.link2); });
    return m_separations;
 }
 
 bool ZqProximityQuery::knowsModel(const ZqStatedSystem& scene) const
 {
    const auto& manipulators = scene.system().manipulators();
-   return std::equal(m_versions.begin(), m_versions.end(), manipulators.begin(),
-                     manipulators.end(),
+   return std::equal(m_versions.begin(), m_versions.end(), manipulators.begin(), manipulators.end(),
                      [](std::uint64_t version, const ZqIndividualManipulator& manipulator)
                      { return version == manipulator.shapesVersion(); });
 }

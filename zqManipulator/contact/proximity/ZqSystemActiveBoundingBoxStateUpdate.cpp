@@ -92,8 +92,10 @@ void ZqSystemActiveBoundingBoxState::buildAABBDatabase(const ZqManipulatorSystem
       manipulator.placeBase(state);
       m_ranges.push_back({static_cast<ZqU32>(m_intervals.size()), manipulator.jointDof()});
       m_stamps.push_back(zqStampOf(manipulator, state));
-      forEachLink(manipulator, [&](ZqU32 index)
-                  { addInterval(manipulator.linkByIndex(index), {m, index}, state); });
+      forEachLink(manipulator,
+                  [&](ZqU32 index) {
+                     addInterval(manipulator.linkByIndex(index), {m, index}, state);
+                  });
    }
    std::vector<ZqAxisAlignedBoundingBox> boxes(m_boxes.size());
    for (ZqU32 i = 0; i < boxes.size(); ++i)
