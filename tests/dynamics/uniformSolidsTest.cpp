@@ -92,7 +92,8 @@ struct Surface
          const ZqVector a = corner(i);
          const ZqVector b = corner(i + 1);
          const ZqVector m = outward(i);
-         const ZqReal turn = std::atan2(m.cross(outward(i + 1)).z(), m.dot(outward(i + 1)));
+         const ZqReal turn =
+            std::atan2(std::abs(m.cross(outward(i + 1)).z()), m.dot(outward(i + 1)));
          patches.push_back([=](ZqReal u, ZqReal v) { return a + (b - a) * u + round(m, v); });
          patches.push_back([=](ZqReal u, ZqReal v)
                            { return b + round(ZqOrientation::zRotation(turn * u) * m, v); });
