@@ -137,16 +137,16 @@ public:
          addBullet(walk.boxes, libraries);
 #endif
          m_times.resize(libraries.size(), std::vector<double>(steps, 1e300));
-         for (std::size_t step = 0; step < steps; ++step)
-            for (std::size_t i = 0; i < libraries.size(); ++i)
-               run(*libraries[i], walk.moves[step], m_times[i][step]);
+         for (std::size_t i = 0; i < libraries.size(); ++i)
+            for (std::size_t step = 0; step < steps; ++step)
+               run(*libraries[i], walk, step, m_times[i][step]);
          m_libraries = std::move(libraries);
       }
    }
    void print(const char* title) const
    {
       double best = 1e300;
-      std::printf("%-22s %8zu", title, m_pairs);
+      std::printf("%-22s %8zu", title, m_pairs.back());
       for (std::size_t i = 0; i < m_times.size(); ++i)
       {
          double sum = 0.0;
@@ -164,22 +164,22 @@ public:
    }
 
 private:
-   void run(BroadPhase& library, const Moves& moves, double& least)
+   void run(BroadPhase& library, const Walk& walk, std::size_t step, double& least)
    {
       using Clock = std::chrono::steady_clock;
-      library.prepare(moves);
+      library.prepare(walk.moves[step]);
       const auto start = Clock::now();
       const std::size_t pairs = library.run();
       const std::chrono::duration<double, std::micro> time = Clock::now() - start;
       least = std::min(least, time.count());
-      if (dynamic_cast<Ours*>(&library) != nullptr)
-         m_pairs = pairs;
-      m_agree = m_agree && pairs == m_pairs;
+      if (m_pairs.size() < steps)
+         m_pairs.push_back(pairs);
+      m_agree = m_agree && pairs == m_pairs[step];
    }
 
    BroadPhases m_libraries;
    std::vector<std::vector<double>> m_times;
-   std::size_t m_pairs = 0;
+   std::vector<std::size_t> m_pairs; ///< by step
    bool m_agree = true;
    mutable double m_ours = 0.0;
 };

@@ -77,8 +77,8 @@ void addBullet(const std::vector<Box>& boxes, BroadPhases& peers)
    }
    peers.push_back(std::make_unique<Bullet>(
       "Bullet sweep",
-      std::make_unique<bt32BitAxisSweep3>(lower - margin, upper + margin,
-                                          static_cast<unsigned>(boxes.size()) + 2),
+      std::make_unique<btAxisSweep3>(lower - margin, upper + margin,
+                                     static_cast<unsigned short>(boxes.size() + 2)),
       boxes));
 }
 } // namespace zqBenchmark
