@@ -1,0 +1,3 @@
+#include "zqManipulator/contact/records/ZqCollisionDescriptor.h"
+
+template class ZqXmlClass<ZqCollisionDescriptor>;

@@ -1,0 +1,219 @@
+#include "zqManipulator/foundation/proximity/ZqClosedForms.h"
+#include "zqManipulator/foundation/proximity/ZqConvexProximity.h"
+#include "zqManipulator/foundation/proximity/ZqExpandingPolytope.h"
+
+namespace zqConvex
+{
+namespace
+{
+/// How far cores are moved apart, of their size, to see the direction between them.
+constexpr ZqReal partingMargin = 1e-3;
+
+bool areBoxes(const CorePair& pair) noexcept
+{
+   return pair.A.core == ZqConvex::Core::Box && pair.B.core == ZqConvex::Core::Box;
+}
+
+/// How far a point of B's core may have moved in the frame of A's since it stood at X.
+ZqReal motionSince(const CorePair& pair, const Pose& X) noexcept
+{
+   const Pose& Y = pair.X;
+   const ZqReal turn2 = norm2(Y.R.c0 - X.R.c0) + norm2(Y.R.c1 - X.R.c1) + norm2(Y.R.c2 - X.R.c2);
+   return norm(Y.t - X.t) + std::sqrt(turn2) * pair.B.reach;
+}
+
+/// The points of an overlap, centred on their middle, so that they are as far apart as told. On curved cores they come a
+/// little aside of the normal.
+void answerOverlap(const Vec3& n, ZqReal depth, ZqReal lower, const Vec3& a, const Vec3& b,
+                   CoreAnswer& out) noexcept
+{
+   const Vec3 middle = (a + b) * 0.5;
+   out.distance = -depth;
+   out.error = depth - lower;
+   out.n = out.along = n;
+   out.a = middle + n * (0.5 * depth);
+   out.b = middle - n * (0.5 * depth);
+}
+
+/// An overlap that moved a little: the normal follows by one or two parted distances, and the proof of the last full
+/// solution, less the motion since then, bounds what another direction could save. False if that bound has grown
+/// loose.
+bool followOverlap(CorePair& pair, ZqPairCache& cache, CoreAnswer& out) noexcept
+{
+   const ZqReal size = pair.size();
+   const ZqReal lower = std::max(0.0, cache.lower - motionSince(pair, cache.pose));
+   Penetration now;
+   Vec3 a, b, w;
+   now.height(pair, cache.normal, w);
+   out.iterations = now.supports;
+   if (!(now.depth > 0.0) || now.depth - lower > 1e-3 * size)
+      return false;
+   ZqPairCache warm = cache;
+   warm.overlapped = false;
+   for (int k = 0; k < 8; ++k)
+   {
+      const Vec3 from = now.n;
+      const ZqReal depth = now.depth;
+      const Vec3 n =
+         deepestPoints(pair, from, depth, partingMargin * size, a, b, now.supports, &warm);
+      if (norm2(n - from) > 1e-26)
+         now.height(pair, n, w);
+      if (!(now.depth > 0.0))
+         return false;
+      if (depth - now.depth <= 1e-12 * size)
+         break;
+   }
+   answerOverlap(now.n, now.depth, std::min(lower, now.depth), a, b, out);
+   out.iterations = now.supports;
+   warm.overlapped = true;
+   warm.atA = pair.atA;
+   warm.atB = pair.atB;
+   warm.normal = now.n;
+   cache = warm;
+   return true;
+}
+
+/// Cores so near that the iteration has not closed its bounds. Apart is said only with a direction in hand that parts
+/// the cores: a tiny distance without one can be a point deep inside that the iteration cannot enclose.
+void settle(CorePair& pair, GjkResult& result) noexcept
+{
+   const ZqReal size = pair.size();
+   if (result.overlaps ||
+       (result.distance - result.lower <= 1e-11 * (result.distance + size) && result.lower > 0.0))
+      return;
+   refineApart(pair, result);
+   if (result.distance - result.lower <= 1e-11 * size && result.lower > 0.0)
+      return;
+   const Penetration penetration = penetrate(pair, nullptr);
+   result.iterations += penetration.supports;
+   if (penetration.depth > 0.0)
+   {
+      result.overlaps = true;
+      result.simplex.count = 0;
+   }
+}
+
+void answerApart(const CorePair& pair, const GjkResult& result, CoreAnswer& out) noexcept
+{
+   out.distance = result.distance;
+   out.error = result.distance - result.lower;
+   out.n = unit(-result.v);
+   out.a = result.a;
+   out.b = result.b;
+   const Vec3 line = result.b - result.a;
+   const ZqReal length = norm(line);
+   out.along = length > 1e-12 * pair.size() ? line * (1.0 / length) : out.n;
+}
+
+Penetration depthOf(CorePair& pair, const Simplex& simplex) noexcept
+{
+   if (!areBoxes(pair))
+      return penetrate(pair, &simplex);
+   Penetration result;
+   result.depth = result.lower = std::max(0.0, -separatingAxis(pair, result.n));
+   return result;
+}
+
+void solveOverlap(CorePair& pair, const Simplex& simplex, ZqPairCache* cache, bool points,
+                  CoreAnswer& out) noexcept
+{
+   Penetration penetration = depthOf(pair, simplex);
+   const Vec3& n = penetration.n;
+   Vec3 a{0.0, 0.0, 0.0};
+   Vec3 b = a;
+   ZqPairCache none;
+   ZqPairCache& kept = cache ? *cache : none;
+   kept.count = 0;
+   kept.overlapped = false;
+   if (points || cache)
+      deepestPoints(pair, n, penetration.depth, partingMargin * pair.size(), a, b,
+                    penetration.supports, &kept);
+   answerOverlap(n, penetration.depth, penetration.lower, a, b, out);
+   out.iterations += penetration.supports;
+   kept.overlapped = true;
+   kept.normal = n;
+   kept.lower = penetration.lower;
+   kept.pose = pair.X;
+}
+} // namespace
+
+void coreDistance(CorePair& pair, ZqPairCache* cache, CoreAnswer& out, bool points) noexcept
+{
+   if (closedForm(pair, out))
+      return;
+   out.iterations = 0;
+   if (cache && cache->overlapped && !areBoxes(pair))
+   {
+      pair.atA = cache->atA;
+      pair.atB = cache->atB;
+      if (followOverlap(pair, *cache, out))
+         return;
+   }
+   GjkResult result;
+   gjk(pair, cache, {}, result);
+   settle(pair, result);
+   out.iterations += result.iterations;
+   if (result.overlaps)
+      return solveOverlap(pair, result.simplex, cache, points, out);
+   if (cache)
+      remember(pair, result, *cache);
+   answerApart(pair, result, out);
+}
+
+void distance(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqPairCache* cache,
+              ZqSeparation& out) noexcept
+{
+   CoreAnswer core;
+   if (isThin(A) && isThin(B)) // spheres and capsules need no frames
+   {
+      thinDistance(A, B, X, core);
+      out.distance = core.distance - A.radius - B.radius;
+      out.error = 0.0;
+      out.iterations = 0;
+      out.normal = vector(core.n);
+      out.point1 = vector(A.frame.t + core.a + core.n * A.radius);
+      out.point2 = vector(inverseTimes(X, A.frame.t + core.b - core.n * B.radius));
+      return;
+   }
+   CorePair pair{A, B, corePose(A, B, X)};
+   coreDistance(pair, cache, core);
+   out.distance = core.distance - A.radius - B.radius;
+   out.error = core.error;
+   out.iterations = core.iterations;
+   out.normal = vector(coreToShapeTurn(A, core.n));
+   out.point1 = vector(coreToShape(A, core.a + core.along * A.radius));
+   out.point2 = vector(coreToShape(B, inverseTimes(pair.X, core.b - core.along * B.radius)));
+}
+
+bool isWithin(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin,
+              ZqPairCache* cache) noexcept
+{
+   const ZqReal reach = A.radius + B.radius + margin;
+   CoreAnswer core;
+   if (isThin(A) && isThin(B))
+   {
+      thinDistance(A, B, X, core);
+      return core.distance <= reach;
+   }
+   CorePair pair{A, B, corePose(A, B, X)};
+   if (closedForm(pair, core))
+      return core.distance <= reach;
+   if (reach <= 0.0 && areBoxes(pair))
+   {
+      Vec3 axis;
+      return separatingAxis(pair, axis) <= reach;
+   }
+   if (reach < 0.0)
+   {
+      coreDistance(pair, cache, core, false);
+      return core.distance <= reach;
+   }
+   GjkResult result;
+   GjkOptions options;
+   options.reach = reach;
+   gjk(pair, cache, options, result);
+   if (cache)
+      remember(pair, result, *cache);
+   return result.overlaps || (result.distance <= reach && result.lower <= reach);
+}
+} // namespace zqConvex

@@ -1,0 +1,223 @@
+#include "zqManipulator/foundation/proximity/ZqGjk.h"
+
+#include "zqManipulator/foundation/proximity/ZqRimSlide.h"
+
+namespace zqConvex
+{
+namespace
+{
+/// Steps that gain less than this part of the squared distance gain nothing.
+constexpr ZqReal leastGain = 1e-14;
+
+struct GjkIteration
+{
+   CorePair& pair;
+   const GjkOptions& options;
+   GjkResult& out;
+   Simplex& S;
+   Vec3 v{0.0, 0.0, 0.0};
+   ZqReal squared = 0.0; ///< |v|^2
+   ZqReal scale = 0.0;   ///< largest coordinate of the points so far
+   // On curved rims every other step only prepares the next one: its gain is below rounding long before the end. Such a
+   // step is taken, a few in a row; the best simplex is kept aside.
+   Simplex best;
+   Vec3 bestV{0.0, 0.0, 0.0};
+   ZqReal bestSquared = 0.0;
+   int stalls = 0;
+
+   GjkIteration(CorePair& of, const GjkOptions& with, GjkResult& result) noexcept
+      : pair(of), options(with), out(result), S(result.simplex)
+   {
+   }
+
+   void begin(const ZqPairCache* warm) noexcept
+   {
+      if (warm && warm->count > 0 && !warm->overlapped)
+      {
+         pair.atA = warm->atA;
+         pair.atB = warm->atB;
+         S.count = warm->count;
+         for (int i = 0; i < S.count; ++i)
+            S.set(i, warm->a[i], pair.X * warm->b[i]);
+      }
+      else
+      {
+         const Vec3& t = pair.X.t;
+         S.count = 1;
+         Vec3 a, b;
+         pair.support(largest(t) > 0.0 ? t : Vec3{1.0, 0.0, 0.0}, a, b);
+         S.set(0, a, b);
+      }
+      for (int i = 0; i < S.count; ++i)
+         scale = std::max({scale, largest(S.a[i]), largest(S.b[i])});
+   }
+
+   /// The nearest point of the simplex that it has now; false if the origin is inside.
+   bool project() noexcept
+   {
+      NearestPoint point;
+      if (nearest(S, point))
+         return false;
+      take(point);
+      bestSquared = squared;
+      return true;
+   }
+
+   void take(NearestPoint& point) noexcept
+   {
+      v = point.v;
+      squared = point.squared;
+      reduce(S, point);
+   }
+
+   /// Whether nothing nearer than v is worth looking for, seen from the support point of -v.
+   bool isDone(const Vec3& w) noexcept
+   {
+      const ZqReal vw = dot(v, w);
+      if (vw > 0.0)
+      {
+         const ZqReal length = std::sqrt(squared);
+         out.lower = std::max(out.lower, vw / length);
+         if (options.reach >= 0.0 && vw > options.reach * length)
+            return true;
+      }
+      return squared - vw <= options.gap * squared || S.holds(w);
+   }
+
+   void keepAside() noexcept
+   {
+      if (best.count > 0 && squared > bestSquared)
+         return;
+      best = S;
+      --best.count;
+      bestSquared = squared;
+      bestV = v;
+   }
+
+   /// Takes in a new point; false when the iteration ends: inside, or without gain.
+   bool add(const Vec3& a, const Vec3& b) noexcept
+   {
+      scale = std::max({scale, largest(a), largest(b)});
+      S.set(S.count++, a, b);
+      NearestPoint point;
+      if (nearest(S, point))
+      {
+         out.overlaps = true;
+         return false;
+      }
+      if (!point.holds(S.count - 1))
+      {
+         point = {};
+         nearestWithLast(S, point);
+      }
+      if (point.squared < squared * (1.0 - leastGain))
+         stalls = 0;
+      else
+      {
+         if (point.count == 0) // not a number
+            return false;
+         keepAside();
+         if (++stalls > 3)
+            return false;
+      }
+      take(point);
+      return true;
+   }
+
+   void slide() noexcept
+   {
+      Simplex slid = S;
+      NearestPoint point;
+      if (!slideOnRims(pair, slid) || nearest(slid, point) ||
+          !(point.squared < squared * (1.0 - leastGain)))
+         return;
+      S = slid;
+      take(point);
+   }
+
+   void run() noexcept
+   {
+      const bool isTurned =
+         pair.A.core == ZqConvex::Core::Turned || pair.B.core == ZqConvex::Core::Turned;
+      const int slidesAfter = options.gap > 1e-9 ? 6 : 1; // a mere yes or no comes before it pays
+      while (out.iterations < options.mostIterations)
+      {
+         // Rounding of the points hides anything nearer than this: touching.
+         const ZqReal floor = 4e-16 * scale;
+         if (squared <= floor * floor)
+         {
+            out.overlaps = true;
+            return;
+         }
+         if (options.reach > 0.0 && squared <= options.reach * options.reach)
+            return;
+         ++out.iterations;
+         Vec3 a, b;
+         pair.support(-v, a, b);
+         if (isDone(a - b) || !add(a, b))
+            return;
+         if (isTurned && out.iterations > slidesAfter)
+            slide();
+      }
+   }
+
+   void finish() noexcept
+   {
+      if (!out.overlaps && best.count > 0 && bestSquared <= squared)
+      {
+         S = best;
+         v = bestV;
+         squared = bestSquared;
+      }
+      out.v = v;
+      out.distance = std::sqrt(squared);
+      // A distance in the noise that no bound supports says that the origin is in A - B, not that it is near its
+      // surface: how deep it lies is for others to say.
+      out.overlaps |= squared <= 1e-24 * scale * scale && out.lower < 0.5 * out.distance;
+      out.a = out.b = {0.0, 0.0, 0.0};
+      if (out.overlaps)
+      {
+         out.distance = out.lower = 0.0;
+         return;
+      }
+      out.lower = std::min(out.lower, out.distance);
+      for (int i = 0; i < S.count; ++i)
+      {
+         out.a += S.a[i] * S.weight[i];
+         out.b += S.b[i] * S.weight[i];
+      }
+   }
+};
+} // namespace
+
+void gjk(CorePair& pair, const ZqPairCache* warm, const GjkOptions& options,
+         GjkResult& out) noexcept
+{
+   out.overlaps = false;
+   out.lower = 0.0;
+   out.iterations = 0;
+   GjkIteration iteration(pair, options, out);
+   iteration.begin(warm);
+   if (!iteration.project())
+   {
+      out.overlaps = true;
+      iteration.v = {0.0, 0.0, 0.0};
+   }
+   else
+      iteration.run();
+   iteration.finish();
+}
+
+void remember(const CorePair& pair, const GjkResult& result, ZqPairCache& cache) noexcept
+{
+   cache.count = result.overlaps ? 0 : static_cast<std::int8_t>(result.simplex.count);
+   cache.overlapped = false;
+   cache.atA = pair.atA;
+   cache.atB = pair.atB;
+   for (int i = 0; i < cache.count; ++i)
+   {
+      cache.a[i] = result.simplex.a[i];
+      cache.b[i] = inverseTimes(pair.X, result.simplex.b[i]);
+   }
+}
+} // namespace zqConvex

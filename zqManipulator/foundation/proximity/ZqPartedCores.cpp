@@ -1,0 +1,122 @@
+#include "zqManipulator/foundation/proximity/ZqPartedCores.h"
+
+namespace zqConvex
+{
+namespace
+{
+/// The least radius of the cores' rims, at most their size.
+ZqReal leastRimRadius(const CorePair& pair) noexcept
+{
+   ZqReal radius = pair.size();
+   for (const ZqConvex* C : {&pair.A, &pair.B})
+      if (C->core == ZqConvex::Core::Turned)
+         radius = std::min(radius, std::max(C->h.x, C->h.y));
+   return radius;
+}
+} // namespace
+
+Vec3 deepestPoints(CorePair& pair, const Vec3& n, ZqReal depth, ZqReal margin, Vec3& a, Vec3& b,
+                   int& supports, ZqPairCache* warm) noexcept
+{
+   const Vec3 shift = n * (depth + margin);
+   CorePair parted{pair.A, pair.B, {pair.X.R, pair.X.t + shift}, pair.atA, pair.atB};
+   GjkResult result;
+   GjkOptions options;
+   options.gap = 1e-15; // the direction is wanted, whose error is the root of the gap
+   gjk(parted, warm, options, result);
+   supports += result.iterations;
+   pair.atA = parted.atA;
+   pair.atB = parted.atB;
+   if (!(result.distance > 0.0))
+   {
+      pair.support(n, a, b);
+      b = a - n * depth;
+      return n;
+   }
+   if (warm)
+      remember(parted, result, *warm);
+   a = result.a;
+   b = result.b - shift;
+   return unit(-result.v);
+}
+
+void refineApart(CorePair& pair, GjkResult& result) noexcept
+{
+   const ZqReal size = pair.size();
+   const ZqReal radius = leastRimRadius(pair);
+   // The rate is margin / (radius of curvature + distance + margin).
+   const ZqReal margins[3] = {0.3 * radius, std::max(1e-2 * radius, 1e-7 * size),
+                              std::max(3e-4 * radius, 1e-8 * size)};
+   const ZqReal enough = 1e-12 * size;
+   Vec3 n = unit(-result.v);
+   ZqReal lower = -std::numeric_limits<ZqReal>::infinity();
+   for (const ZqReal margin : margins)
+   {
+      ZqPairCache warm;
+      for (int k = 0; k < 20; ++k)
+      {
+         Vec3 a, b;
+         const Vec3 sharper =
+            deepestPoints(pair, n, -std::max(lower, 0.0), margin, a, b, result.iterations, &warm);
+         const Vec3 w = a - b;
+         if (const ZqReal upper = norm(w); upper < result.distance)
+         {
+            result.distance = upper;
+            result.a = a;
+            result.b = b;
+            result.v = w;
+         }
+         pair.support(sharper, a, b);
+         ++result.iterations;
+         const ZqReal low = dot(sharper, b - a);
+         const bool isBetter = low > lower + 1e-13 * size;
+         if (low > lower)
+         {
+            lower = low;
+            n = sharper;
+         }
+         if (result.distance - lower <= enough || !isBetter)
+            break;
+      }
+      if (result.distance - lower <= enough)
+         break;
+   }
+   result.lower = std::max(result.lower, std::min(lower, result.distance));
+   // The direction of the bound is sharper than that of the points; along it they are at least `lower` apart.
+   if (lower > 0.5 * result.distance || result.distance < 1e-9 * size)
+      result.v = n * -std::max(result.distance, 1e-300);
+}
+
+void refineDepth(CorePair& pair, Penetration& penetration, int mostSteps) noexcept
+{
+   const ZqReal size = pair.size();
+   ZqPairCache warm;
+   Vec3 lastMove;
+   bool hasMoved = false;
+   // It contracts by (depth + margin) / (radius of curvature + margin), slowly for deep overlaps: every second step leaps
+   // ahead along the line of the last two (Aitken), and counts only if the depth falls.
+   for (int k = 0; k < mostSteps; ++k)
+   {
+      Vec3 a, b, w;
+      const Vec3 from = penetration.n;
+      const ZqReal depth = penetration.depth;
+      const Vec3 n =
+         deepestPoints(pair, from, depth, 1e-3 * size, a, b, penetration.supports, &warm);
+      if (!(penetration.height(pair, n, w) < depth))
+         break;
+      const Vec3 move = n - from;
+      if (hasMoved)
+      {
+         const ZqReal rate = dot(move, lastMove) / norm2(lastMove);
+         hasMoved = !(rate > 0.05 && rate < 0.999);
+         if (!hasMoved)
+            penetration.height(pair, unit(n + move * (rate / (1.0 - rate))), w);
+      }
+      else
+         hasMoved = norm2(move) > 0.0;
+      lastMove = move;
+      if (depth - penetration.depth <= 1e-13 * size)
+         break;
+   }
+}
+} // namespace zqConvex
