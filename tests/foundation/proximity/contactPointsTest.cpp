@@ -130,7 +130,7 @@ void expectSoundPoints(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqRe
       least = std::min(least, p.separation);
       middle += a * (1.0 / m.count);
       EXPECT_LE(p.separation, margin + 1e-9);
-      EXPECT_NEAR(dot(n, b - a), p.separation, 1e-12);
+      EXPECT_NEAR(dot(n, b - a), p.separation, 1e-9);
       EXPECT_TRUE(p.normal == m.normal);
       // They face each other, but for edges that run side by side nearly.
       EXPECT_LE(norm(b - a - n * p.separation), m.count <= 2 ? 0.05 : 1e-6);
@@ -321,22 +321,31 @@ TEST(ContactPoints, AnyTwoShapesTouchInSoundPoints)
 {
    const auto shapes = contactShapes();
    RandomValues random(17);
+   const int rounds = getenv("ROUNDS") ? atoi(getenv("ROUNDS")) : 24;
    for (const auto& [nameA, A] : shapes)
       for (const auto& [nameB, B] : shapes)
-         for (int k = 0; k < 24; ++k)
+         for (int k = 0; k < rounds; ++k)
          {
             SCOPED_TRACE(std::string(nameA) + " and " + nameB + ", placement " + std::to_string(k));
             const ZqReal gaps[] = {5e-3, 1e-6, 0.0, -1e-6, -1e-3, -0.05};
-            // Every third of them face to face, about.
-            const ZqReal angle = k % 3 ? 180.0 : random.real() * 0.02;
-            const Mat3 R = turnedAboutZ(random.real(0.0, 360.0)) * turnedBy(random.unitVector(), angle) ;
-            const Vec3 u = k % 3 ? vec3(random.unitVector()) : unit(Vec3{0.3 * random.real(), 0.3 * random.real(), 1.0});
-            const Pose X = placedApart(A, B, k % 3 == 1 ? pose(ZqCoordinateSystemTransformation({}, random.orientation())).R : R, u, gaps[k % 6]);
+            // Anyhow, or nearly upright one above the other, or one of them lying.
+            const Vec3 u = k % 3 == 0 ? vec3(random.unitVector())
+                                      : unit({0.3 * random.real(), 0.3 * random.real(), 1.0});
+            const Mat3 R = k % 3 == 0 ? pose(random.orientation()).R
+                                      : turnedAboutZ(random.real(0.0, 360.0)) *
+                                           turnedBy(random.unitVector(), random.real() * 0.02) *
+                                           turnedAboutX(k % 3 == 1 ? 0.0 : 90.0);
+            const Pose X = placedApart(A, B, R, u, gaps[random.index(0, 5)]);
             ZqContactManifold m, other;
             ASSERT_TRUE(contact(A, B, X, 0.01, nullptr, m));
             expectSoundPoints(A, B, X, 0.01, m);
             ASSERT_TRUE(contact(B, A, inverse(X), 0.01, nullptr, other));
-            if (HasFailure())
-               return;
+            std::vector<ZqVector> places, others;
+            for (int i = 0; i < m.count; ++i)
+               places.push_back(m.points[i].point1);
+            for (int i = 0; i < other.count; ++i)
+               others.push_back(vector(X * vec3(other.points[i].point2)));
+            if (m.count < ZqContactManifold::capacity)
+               EXPECT_TRUE(samePlaces(others, places, 2e-5)) << "from the other side";
          }
 }
