@@ -349,3 +349,94 @@ TEST(ContactPoints, AnyTwoShapesTouchInSoundPoints)
                EXPECT_TRUE(samePlaces(others, places, 2e-5)) << "from the other side";
          }
 }
+
+namespace
+{
+struct SmallMotion
+{
+   const char* name;
+   ZqConvex below, above;
+   Pose X;
+   ZqVector axis;     ///< of the turn about the origin of the upper shape
+   ZqReal angle;      ///< rad a step
+   ZqVector velocity; ///< m a step
+   int changes;       ///< steps of 4000 in which names may come or go
+   ZqReal speed;      ///< of a place, over the fastest motion of the bodies
+};
+
+std::vector<SmallMotion> smallMotions()
+{
+   const ZqConvex table = boxOf(1.0, 1.0, 0.5);
+   const ZqConvex cube = boxOf(0.5, 0.5, 0.5);
+   const ZqConvex can = cylinderOf(0.3, 0.5);
+   const ZqConvex pan = cylinderOf(1.0, 0.5);
+   const ZqConvex capsule = capsuleOf(0.3, 0.5);
+   const ZqConvex prism = prismOf(6, 0.5, 0.3);
+   const ZqConvex round = prismOf(16, 0.5, 0.3);
+   const ZqConvex ground = ZqConvex::halfSpace({0.0, 0.0, 0.5}, {0.0, 0.0, 1.0});
+   RandomValues random(3);
+   const ZqConvex stone = ballHullOf(random, 50);
+   const Mat3 upright{};
+   const Mat3 lying = turnedAboutX(90.0);
+   const Vec3 high{0.0, 0.0, 0.9999};
+   const ZqVector x(1.0, 0.0, 0.0), y(0.0, 1.0, 0.0), z(0.0, 0.0, 1.0);
+   const ZqReal e = 1e-6;
+   return {
+      {"box slides and turns", table, cube, {turnedAboutZ(20.0), high}, z, e, {e, 0.0, 0.0}, 0, 1.01},
+      {"box slides over an edge", table, cube, {turnedAboutZ(20.0), {0.6, 0.0, 0.9999}}, z, e, {e, e, 0.0}, 0, 4.0},
+      {"box comes over an edge", table, cube, {upright, {0.499, 0.0, 0.9999}}, z, 0.0, {e, 0.0, 0.0}, 1, 1.01},
+      {"box rocks", table, cube, {turnedAboutX(-0.115) , high}, x, e, {0.0, 0.0, 0.0}, 0, 1.01},
+      {"box rocks on the ground", ground, cube, {turnedAboutX(-0.115), high}, x, e, {0.0, 0.0, 0.0}, 0, 1.01},
+      {"box rocks on its like", cube, cube, {turnedAboutX(-0.115), high}, x, e, {0.0, 0.0, 0.0}, 40, 1.01},
+      {"prism rocks", table, prism, {turnedAboutX(-0.115), {0.0, 0.0, 0.7999}}, x, e, {0.0, 0.0, 0.0}, 0, 1.01},
+      {"prism of many sides rocks", table, round, {turnedAboutX(-0.115), {0.0, 0.0, 0.7999}}, x, e, {0.0, 0.0, 0.0}, 0, 1.01},
+      {"cylinder slides", table, can, {upright, high}, z, e, {e, 0.0, 0.0}, 0, 1.01},
+      {"cylinder rocks", table, can, {turnedBy({1.0, 0.3, 0.0}, -0.002), high}, {1.0, 0.3, 0.0}, e, {0.0, 0.0, 0.0}, 4, 1.01},
+      {"cylinder spins on its rim", table, can, {turnedAboutX(1.0), high}, {0.0, -std::sin(zqTest::pi / 180.0), std::cos(zqTest::pi / 180.0)}, 100.0 * e, {0.0, 0.0, 0.0}, 40, 2.0},
+      {"cylinder over an edge", table, can, {upright, {0.9, 0.0, 0.9999}}, z, e, {e, 0.0, 0.0}, 2, 4.0},
+      {"cylinder slides on a cylinder", pan, can, {upright, {0.9, 0.0, 0.9999}}, z, e, {e, 0.0, 0.0}, 2, 4.0},
+      {"cylinder rolls", table, can, {lying, {0.0, 0.0, 0.7999}}, y, e / 0.3, {e, 0.0, 0.0}, 0, 1.01},
+      {"cylinder rocks on its side", table, can, {lying * turnedAboutX(-0.115), {0.0, 0.0, 0.7999}}, x, e, {0.0, 0.0, 0.0}, 0, 1.01},
+      {"capsule rocks", table, capsule, {turnedBy(y, -0.002), {0.0, 0.0, 0.7999}}, y, e, {0.0, 0.0, 0.0}, 0, 1.01},
+      {"capsule along a capsule", capsule, capsule, {turnedBy(z, -0.002), {0.2, 0.0, 0.5999}}, z, e, {e, 0.0, 0.0}, 0, 1.01},
+      {"stone slides", ground, stone, {upright, {0.0, 0.0, 0.7}}, x, e, {e, 0.0, 0.0}, 0, 1.01},
+   };
+}
+} // namespace
+
+TEST(ContactPoints, NamesStayAndPlacesFollowThroughSmallSteps)
+{
+   for (const SmallMotion& motion : smallMotions())
+   {
+      SCOPED_TRACE(motion.name);
+      const ZqReal fastest = motion.velocity.mag() + std::abs(motion.angle) * motion.above.reach;
+      Pose X = motion.X;
+      const Mat3 turn = motion.angle == 0.0 ? Mat3{} : turnedBy(motion.axis, motion.angle);
+      std::map<std::uint64_t, ZqVector> last;
+      ZqPairCache cache;
+      int changes = -1;
+      ZqReal speed = 0.0;
+      for (int step = 0; step < 4000; ++step)
+      {
+         X = {turn * X.R, X.t + vec3(motion.velocity)};
+         ZqContactManifold m;
+         ASSERT_TRUE(contact(motion.below, motion.above, X, 0.01, &cache, m));
+         std::map<std::uint64_t, ZqVector> now;
+         for (int i = 0; i < m.count; ++i)
+            now[m.points[i].name] = m.points[i].point2;
+         bool isSame = now.size() == last.size();
+         for (const auto& [name, place] : now)
+         {
+            const auto at = last.find(name);
+            isSame = isSame && at != last.end();
+            if (at != last.end())
+               speed = std::max(speed, (place - at->second).mag() / fastest);
+         }
+         changes += isSame ? 0 : 1;
+         last = now;
+      }
+      printf("%s: changes %d speed %g\n",motion.name,changes,speed);
+      EXPECT_LE(changes, motion.changes);
+      EXPECT_LE(speed, motion.speed);
+   }
+}
