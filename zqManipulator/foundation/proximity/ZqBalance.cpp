@@ -316,4 +316,32 @@ bool balance(const CorePair& pair, Simplex& S, Vec3& n) noexcept
    }
    return true;
 }
+
+void exchange(Simplex& S, const Vec3& n, const Vec3& a, const Vec3& b) noexcept
+{
+   if (S.count < 3)
+   {
+      S.set(S.count++, a, b);
+      return;
+   }
+   const Vec3 e = perpendicular(n);
+   const Vec3 f = cross(n, e);
+   const auto pullOf = [&](const Vec3& w) { return Tangent{dot(e, w), dot(f, w)}; };
+   const Tangent p = pullOf(a - b);
+   const Tangent pull[3] = {pullOf(S.w[0]), pullOf(S.w[1]), pullOf(S.w[2])};
+   const ZqReal whole = cross(pull[1] - pull[0], pull[2] - pull[0]);
+   // The new point's weights in the old ones: that one goes whose weight is first used up.
+   int leaving = 0;
+   ZqReal least = std::numeric_limits<ZqReal>::infinity();
+   for (int i = 0; i < 3; ++i)
+   {
+      const ZqReal share = cross(pull[(i + 1) % 3] - p, pull[(i + 2) % 3] - p) / whole;
+      if (const ZqReal ratio = S.weight[i] / share; share > 0.0 && ratio < least)
+      {
+         least = ratio;
+         leaving = i;
+      }
+   }
+   S.set(leaving, a, b);
+}
 } // namespace zqConvex

@@ -16,4 +16,7 @@ namespace zqConvex
 /// On return the points are those of the features for n, with the weights that cancel the pull. False, and nothing changed,
 /// where there are too many features, or no least.
 bool balance(const CorePair& pair, Simplex& S, Vec3& n) noexcept;
+/// Puts a point that is higher along n than the balanced ones among these, of which one goes where there are three: such
+/// that the rest still hold the direction of no pull.
+void exchange(Simplex& S, const Vec3& n, const Vec3& a, const Vec3& b) noexcept;
 } // namespace zqConvex
