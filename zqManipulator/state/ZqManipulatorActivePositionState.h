@@ -52,6 +52,7 @@ public:
    {
       setLocation(record(index), dhFrame, primaryFrame);
       m_epochOfGivenFrames = epoch();
+      m_givenFrames = zqNextEpoch();
    }
    virtual void setDhTransform(ZqU32 index, const ZqCoordinateSystemTransformation& transformation)
    {
@@ -61,7 +62,7 @@ public:
    }
    virtual void setLinkPositionStates(const Records& states)
    {
-      setLinks(states);
+      setLinks(states); // in a new epoch
       for (const ZqLinkPositionState& link : states)
          if (link.locationInSystemValid())
             m_epochOfGivenFrames = epoch();
@@ -71,10 +72,12 @@ public:
                                          const ZqCoordinateSystemTransformation& primaryFrame)
    {
       setLocation(record(ZqBaseLinkIndex), dhFrame, primaryFrame);
+      m_givenFrames = zqNextEpoch();
    }
    virtual void setBasePositionState(const ZqLinkPositionState& state)
    {
       record(ZqBaseLinkIndex) = state;
+      m_givenFrames = zqNextEpoch();
    }
    virtual void invalidateAll() { invalidateRecords(); }
    /// Has the base be placed there from now on; when it stood elsewhere, clears all flags.
@@ -97,6 +100,9 @@ public:
 
    /// Whether somebody has given frames of links in this state: those that hang on them follow.
    bool hasGivenFrames() const noexcept { return m_epochOfGivenFrames == epoch(); }
+   /// Changes, within an epoch, whenever somebody gives the frames of a link or of the base, to a number that no
+   /// other records ever had.
+   std::uint64_t givenFrames() const noexcept { return m_givenFrames; }
 
 private:
    void makeWorkspace();
@@ -111,6 +117,7 @@ private:
 
    ZqPositionState m_positionState;
    std::uint64_t m_epochOfGivenFrames = ~std::uint64_t{0};
+   std::uint64_t m_givenFrames = 0;
    ZqUncopied<std::unique_ptr<ZqMotionWorkspace>> m_workspace;
 };
 

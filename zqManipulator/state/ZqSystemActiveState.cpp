@@ -1,5 +1,7 @@
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
+#include "zqManipulator/state/ZqSystemProximityRecords.h"
+
 template class ZqXmlClass<ZqSystemActiveState>;
 
 void ZqSystemActiveState::setNonredundantState(const ZqManipulatorSystemState& state)
@@ -8,8 +10,13 @@ void ZqSystemActiveState::setNonredundantState(const ZqManipulatorSystemState& s
    const auto& velocities = state.velocityStates();
    bool changed = resizeManipulators(positions.size());
    for (ZqU32 i = 0; i < positions.size(); ++i)
-      changed |=
+   {
+      const bool moved =
          setManipulatorState(i, positions[i], i < velocities.size() ? &velocities[i] : nullptr);
+      changed |= moved;
+      if (moved)
+         linksMoved(i);
+   }
    if (changed)
       invalidateSystemLevel();
 }
@@ -18,8 +25,13 @@ void ZqSystemActiveState::setNonredundantStateFromActiveStateVector(const Active
 {
    bool changed = resizeManipulators(states.size());
    for (ZqU32 i = 0; i < states.size(); ++i)
-      changed |= setManipulatorState(i, states[i].activePositionState().positionState(),
-                                     &states[i].activeVelocityState().velocityState());
+   {
+      const bool moved = setManipulatorState(i, states[i].activePositionState().positionState(),
+                                             &states[i].activeVelocityState().velocityState());
+      changed |= moved;
+      if (moved)
+         linksMoved(i);
+   }
    if (changed)
       invalidateSystemLevel();
 }
@@ -30,14 +42,36 @@ void ZqSystemActiveState::setManipulatorNonredundantState(const ZqManipulatorAct
    if (index < m_manipulatorActiveStateVector.size() &&
        setManipulatorState(index, state.activePositionState().positionState(),
                            &state.activeVelocityState().velocityState()))
-      invalidateSystemLevel();
+      manipulatorMoved(index);
 }
 
 void ZqSystemActiveState::setManipulatorNonredundantPositionState(const ZqPositionState& state,
                                                                   ZqU32 index)
 {
    if (index < m_manipulatorActiveStateVector.size() && setManipulatorState(index, state, nullptr))
-      invalidateSystemLevel();
+      manipulatorMoved(index);
+}
+
+void ZqSystemActiveState::manipulatorMoved(ZqU32 index)
+{
+   resizeLinkRecords(index + 1);
+   linksMoved(index);
+   invalidateSystemLevel();
+}
+
+void ZqSystemActiveState::linksMoved(ZqU32 manipulatorIndex)
+{
+   if (ZqSystemProximityRecords* records = m_proximity.get())
+      for (ZqManipulatorLinkProximityState& links : records->links)
+         links.invalidate(manipulatorIndex);
+}
+
+void ZqSystemActiveState::resizeLinkRecords(ZqU32 count)
+{
+   m_linkRecordCount = count;
+   ZqSystemProximityRecords* records = m_proximity.get();
+   if (records != nullptr && records->hasLinks)
+      records->links.resize(count);
 }
 
 bool ZqSystemActiveState::setManipulatorState(ZqU32 index, const ZqPositionState& position,
@@ -52,9 +86,12 @@ bool ZqSystemActiveState::setManipulatorState(ZqU32 index, const ZqPositionState
 
 bool ZqSystemActiveState::resizeManipulators(ZqU32 count)
 {
+   resizeLinkRecords(count);
    if (m_manipulatorActiveStateVector.size() == count)
       return false;
    m_manipulatorActiveStateVector.resize(count);
+   for (ZqU32 i = 0; i < count; ++i)
+      linksMoved(i);
    return true;
 }
 
@@ -62,6 +99,9 @@ void ZqSystemActiveState::invalidateAll()
 {
    for (ZqManipulatorActiveState& manipulator : m_manipulatorActiveStateVector)
       manipulator.invalidateAll();
+   if (ZqSystemProximityRecords* records = m_proximity.get())
+      for (ZqManipulatorLinkProximityState& links : records->links)
+         links.invalidateAll();
    invalidateSystemLevel();
 }
 
@@ -69,9 +109,145 @@ void ZqSystemActiveState::resetForSystemChange()
 {
    m_manipulatorActiveStateVector.resize(0);
    m_generalForceVector.resize(0);
+   resizeLinkRecords(0);
+   if (ZqSystemProximityRecords* records = m_proximity.get())
+   {
+      records->boxes.reset();
+      records->modifiedShapes.clear();
+      records->collisions.clear();
+   }
 }
 
 void ZqSystemActiveState::invalidateSystemLevel()
 {
+   if (ZqSystemProximityRecords* records = m_proximity.get())
+   {
+      records->boxes.invalidateAll();
+      records->collisions.invalidateAll();
+   }
    m_generalForceValid = false;
+}
+
+// Records of proximity
+
+ZqSystemProximity::ZqSystemProximity() noexcept = default;
+ZqSystemProximity::ZqSystemProximity(ZqSystemProximity&& other) noexcept = default;
+ZqSystemProximity& ZqSystemProximity::operator=(ZqSystemProximity&& other) noexcept = default;
+ZqSystemProximity::~ZqSystemProximity() = default;
+
+ZqSystemProximity::ZqSystemProximity(const ZqSystemProximity& other)
+{
+   if (other.m_records != nullptr)
+      m_records = std::make_unique<ZqSystemProximityRecords>(*other.m_records);
+}
+
+ZqSystemProximity& ZqSystemProximity::operator=(const ZqSystemProximity& other)
+{
+   if (other.m_records == nullptr)
+      m_records.reset();
+   else if (m_records == nullptr)
+      m_records = std::make_unique<ZqSystemProximityRecords>();
+   if (m_records != nullptr)
+      *m_records = *other.m_records;
+   return *this;
+}
+
+ZqSystemProximityRecords& ZqSystemProximity::made()
+{
+   if (m_records == nullptr)
+      m_records = std::make_unique<ZqSystemProximityRecords>();
+   return *m_records;
+}
+
+namespace
+{
+/// What a state without records of its own answers.
+const ZqSystemProximityRecords& recordsOf(const ZqSystemProximity& proximity)
+{
+   static const auto& none = *new ZqSystemProximityRecords();
+   return proximity.get() != nullptr ? *proximity.get() : none;
+}
+} // namespace
+
+ZqSystemProximityRecords& ZqSystemActiveState::proximityRecords()
+{
+   return m_proximity.made();
+}
+
+ZqSystemActiveBoundingBoxState& ZqSystemActiveState::systemActiveBoundingBoxState()
+{
+   return m_proximity.made().boxes;
+}
+
+const ZqSystemActiveBoundingBoxState& ZqSystemActiveState::systemActiveBoundingBoxState() const
+{
+   return recordsOf(m_proximity).boxes;
+}
+
+void ZqSystemActiveState::setSystemActiveBoundingBoxState(
+   const ZqSystemActiveBoundingBoxState& state)
+{
+   m_proximity.made().boxes = state;
+}
+
+std::vector<ZqManipulatorLinkProximityState>&
+ZqSystemActiveState::manipulatorLinkProximityStateVector()
+{
+   ZqSystemProximityRecords& records = m_proximity.made();
+   if (!records.hasLinks)
+      records.links.resize(m_linkRecordCount);
+   records.hasLinks = true;
+   return records.links;
+}
+
+void ZqSystemActiveState::setManipulatorLinkProximityStateVector(
+   const std::vector<ZqManipulatorLinkProximityState>& states)
+{
+   manipulatorLinkProximityStateVector() = states;
+}
+
+ZqSystemShapeCollisionCache& ZqSystemActiveState::systemShapeCollisionCache()
+{
+   return m_proximity.made().collisions;
+}
+
+void ZqSystemActiveState::setSystemShapeCollisionCache(const ZqSystemShapeCollisionCache& cache)
+{
+   m_proximity.made().collisions = cache;
+}
+
+std::vector<ZqShapeStateCacheKey>& ZqSystemActiveState::modifiedShapeKeyVec()
+{
+   return m_proximity.made().modifiedShapes;
+}
+
+const std::vector<ZqShapeStateCacheKey>& ZqSystemActiveState::modifiedShapeKeyVec() const
+{
+   return recordsOf(m_proximity).modifiedShapes;
+}
+
+void ZqSystemActiveState::setModifiedShapeKeyVec(const std::vector<ZqShapeStateCacheKey>& keys)
+{
+   m_proximity.made().modifiedShapes = keys;
+}
+
+void ZqSystemActiveState::invalidateModifiedShapeKey()
+{
+   if (ZqSystemProximityRecords* records = m_proximity.get())
+      records->modifiedShapes.clear();
+}
+
+ZqShapeStateCacheKey& ZqSystemActiveState::modifiedShapeKey()
+{
+   return m_proximity.made().modifiedShape;
+}
+
+const ZqShapeStateCacheKey& ZqSystemActiveState::modifiedShapeKey() const
+{
+   return recordsOf(m_proximity).modifiedShape;
+}
+
+void ZqSystemActiveState::setModifiedShapeKey(const ZqShapeStateCacheKey& key)
+{
+   m_proximity.made().modifiedShape = key;
 }

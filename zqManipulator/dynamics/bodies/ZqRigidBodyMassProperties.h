@@ -10,7 +10,11 @@
 
 #include <iosfwd>
 
+class ZqCapsule;
 class ZqEllipsoid;
+class ZqLozenge;
+class ZqShape;
+class ZqTriangularLozenge;
 
 /// The mass (kg), first moment (kg m) and second moment (kg m^2) of a rigid body about the origin
 /// of a frame that the user knows. The center of mass is derived: the first moment divided by the
@@ -82,6 +86,56 @@ public:
    static ZqRigidBodyMassProperties defaultObject();
    /// A mass at the origin.
    static ZqRigidBodyMassProperties pointMass(ZqReal mass);
+
+   /// \name Uniform solids
+   /// Of a mass (kg) and of lengths in metres, made valid. Axis-aligned ones stand about their own frame with
+   /// the axis of symmetry along z. Some of them are not the integrals over the solid, as is said there:
+   /// `ZqExactSolid` has those.
+   /// @{
+   /// The solid that fills a shape, in the shape's frame: a sphere, capsule, box, lozenge (with 20
+   /// divisions), cylinder, cone, circular lozenge or triangular lozenge (with 100). Anything else, and null,
+   /// gives `defaultObject`, whatever the mass.
+   static ZqRigidBodyMassProperties massPropertiesFromShape(ZqReal mass, const ZqShape* shape);
+   /// Whether `massPropertiesFromShape` knows the shape.
+   static bool isShapeSupported(const ZqShape* shape);
+
+   static ZqRigidBodyMassProperties uniformSolidSphere(ZqReal mass, ZqReal radius);
+   static ZqRigidBodyMassProperties uniformSphericalShell(ZqReal mass, ZqReal radius);
+   /// The half with z >= 0 of a ball about the origin. The first moment is 3/8 of the radius for every mass:
+   /// it is that of 1 kg.
+   static ZqRigidBodyMassProperties uniformSolidHemisphere(ZqReal mass, ZqReal radius);
+   static ZqRigidBodyMassProperties uniformSolidAxisAlignedCylinder(ZqReal mass, ZqReal radius,
+                                                                    ZqReal length);
+   /// Of whole lengths, not halves.
+   static ZqRigidBodyMassProperties uniformSolidAxisAlignedRectangularPrism(ZqReal mass, ZqReal x,
+                                                                            ZqReal y, ZqReal z);
+   /// Of semi-axes.
+   static ZqRigidBodyMassProperties uniformSolidAxisAlignedEllipsoid(ZqReal mass, ZqReal a,
+                                                                     ZqReal b, ZqReal c);
+   /// The minor radius is that of the ring's cross section, the major that of its middle line.
+   static ZqRigidBodyMassProperties uniformSolidAxisAlignedTorus(ZqReal mass, ZqReal majorRadius,
+                                                                 ZqReal minorRadius);
+   /// A frustum with the first radius at z = 0 and the second at z = length.
+   static ZqRigidBodyMassProperties uniformSolidAxisAlignedCone(ZqReal mass, ZqReal radiusOne,
+                                                                ZqReal radiusTwo, ZqReal length);
+   /// A disc in the plane of x and y that is swept by a ball of the radius. The moments about x and y contain
+   /// the mean square of z for 1 kg, whatever the mass: they are too large by (1 - mass) times that.
+   static ZqRigidBodyMassProperties
+   uniformSolidAxisAlignedCircularLozenge(ZqReal mass, ZqReal radius, ZqReal discRadius);
+   /// A cylinder between two hemispheres, with their first moments of 1 kg: the moments across the axis are
+   /// too large by 3/4 radius length (1 - cap), where `cap` is the mass of one hemisphere.
+   static ZqRigidBodyMassProperties uniformSolidCapsule(ZqReal mass, const ZqCapsule& capsule);
+   /// By the sum over divisions^2 columns of an octant, each taken at its corner next to the middle. The
+   /// moments are off in proportion to 1 / divisions, as a rule too small, by some 5 to 10 % with 20.
+   static ZqRigidBodyMassProperties uniformSolidLozenge(ZqReal mass, const ZqLozenge& lozenge,
+                                                        unsigned int divisions);
+   /// By the sum over those of divisions^3 points of a grid that are in the shape, taken at the lower corners
+   /// of their cells. The first moment is off by about half a cell, the second by some percent with 100
+   /// divisions; the mass is exact.
+   static ZqRigidBodyMassProperties
+   uniformSolidTriangularLozenge(ZqReal mass, const ZqTriangularLozenge& lozenge,
+                                 unsigned int divisions);
+   /// @}
 
    /// Component by component, made valid.
    ZqRigidBodyMassProperties operator+(const ZqRigidBodyMassProperties& other) const;

@@ -2,11 +2,15 @@
 
 #include "zqManipulator/actuation/ZqJointActuator.h"
 #include "zqManipulator/dynamics/bodies/ZqRigidBodyMassProperties.h"
+#include "zqManipulator/foundation/geometry/ZqShapeContainer.h"
 #include "zqManipulator/foundation/xml/ZqXmlMapType.h"
 #include "zqManipulator/kinematics/joint/ZqLinkKinematicsContainer.h"
 #include "zqManipulator/simulation/records/ZqDamperProperties.h"
 #include "zqManipulator/simulation/records/ZqSpringProperties.h"
 #include "zqManipulator/tools/labels/ZqReferenceDescription.h"
+
+#include <utility>
+#include <vector>
 
 class ZqManipulatorLink;
 
@@ -24,6 +28,47 @@ class ZqLinkPlace
 protected:
    ZqU32 m_linkIndex = ZqNoLinkIndex;
    ZqManipulatorLink* m_parentLink = nullptr; ///< not owned
+};
+
+/// The shape of a link, and the shapes in it by number: first those that are no compounds, in their order,
+/// then the volumes around the shape, the finest first. A copy numbers its own.
+class ZqLinkShapes
+{
+public:
+   ZqLinkShapes() = default;
+   ZqLinkShapes(const ZqLinkShapes& other) : m_container(other.m_container) { number(); }
+   ZqLinkShapes(ZqLinkShapes&& other) noexcept
+      : m_container(std::move(other.m_container)), m_byNumber(std::exchange(other.m_byNumber, {})),
+        m_physicalCount(std::exchange(other.m_physicalCount, 0)),
+        m_count(std::exchange(other.m_count, 0))
+   {
+   }
+   ZqLinkShapes& operator=(const ZqLinkShapes& other)
+   {
+      if (this != &other)
+         *this = ZqLinkShapes(other);
+      return *this;
+   }
+   ZqLinkShapes& operator=(ZqLinkShapes&& other) noexcept
+   {
+      m_container = std::move(other.m_container);
+      m_byNumber = std::exchange(other.m_byNumber, {});
+      m_physicalCount = std::exchange(other.m_physicalCount, 0);
+      m_count = std::exchange(other.m_count, 0);
+      return *this;
+   }
+   ~ZqLinkShapes() = default;
+   bool operator==(const ZqLinkShapes& other) const { return m_container == other.m_container; }
+
+private:
+   friend class ZqManipulatorLink;
+
+   void number();
+
+   ZqShapeContainer m_container;
+   std::vector<ZqShape*> m_byNumber; ///< not owned: they stand in the container
+   ZqU32 m_physicalCount = 0;        ///< of those that are no volumes around others
+   ZqU32 m_count = 0;                ///< as it was set last
 };
 
 /// What two links have in common of which one may refer to the other: it is copied, moved and compared
@@ -48,6 +93,7 @@ protected:
    NamedFrames m_namedFrames;
    ZqSpringProperties m_springProperties;
    ZqDamperProperties m_damperProperties;
+   ZqLinkShapes m_shapes;
 };
 
 /// All of a link that is copied and moved as it is: the contents, the label, which is compared apart,

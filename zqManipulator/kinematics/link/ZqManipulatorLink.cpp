@@ -116,6 +116,7 @@ bool ZqManipulatorLink::equalForReferencing(const ZqManipulatorLink& other) cons
 bool ZqManipulatorLink::read(ZqXmlReader& reader)
 {
    const bool succeeded = ZqXmlClass::read(reader);
+   mapShapes();
    takeOldDrives();
    attachParts();
    updateMassProperties();
@@ -129,6 +130,8 @@ bool ZqManipulatorLink::readValueFromToken(const ZqToken& token, ZqXmlReader& re
    const bool succeeded = ZqXmlClass::readValueFromToken(token, reader);
    if (token == ZqManip::ZqIdentifierToken)
       reader.nameElement("link", m_linkLabel);
+   else if (token == ZqGeom::ZqShapeContainerToken)
+      m_shapes.number();
    return succeeded;
 }
 
@@ -315,20 +318,43 @@ bool ZqManipulatorLink::mapLinks(LinkPointerVector& links, LinkPointerMap& label
    return mapped;
 }
 
+void ZqManipulatorLink::setLinkReferenceDescription(const ZqLinkReferenceDescription& description)
+{
+   m_linkReferenceDescription = description;
+   labelChanges();
+   shapesChange();
+}
+
+/// The link to whose shapes the description leads; null when the label is not there.
+ZqManipulatorLink* ZqManipulatorLink::linkToShare(const LinkPointerMap& labelToLink) const
+{
+   ZqManipulatorLink* shared = nullptr;
+   const ZqManipulatorLink* link = this;
+   // A chain that is longer than there are links is a ring.
+   for (std::size_t length = 0;
+        link->m_linkReferenceDescription.isShapeReferenced() && length < labelToLink.size();
+        ++length)
+   {
+      const auto found = labelToLink.find(link->m_linkReferenceDescription.referencedLinkLabel());
+      if (found == labelToLink.end())
+         break;
+      link = shared = found->second;
+   }
+   return shared;
+}
+
 bool ZqManipulatorLink::setLinkReferences(const LinkPointerMap& labelToLink)
 {
    m_referenceLink = this;
    if (m_linkReferenceDescription.isShapeReferenced())
    {
-      const ZqString& label = m_linkReferenceDescription.referencedLinkLabel();
-      const auto found = labelToLink.find(label);
-      if (found != labelToLink.end())
-         m_referenceLink = found->second;
+      if (ZqManipulatorLink* shared = linkToShare(labelToLink))
+         m_referenceLink = shared;
       else
          Zq::Print::instance().write(Zq::Rejected,
                                      "ZqManipulatorLink::setLinkReference(): could not find link "
                                      "with label %s for referencing.  Using self.\n",
-                                     label.c_str());
+                                     m_linkReferenceDescription.referencedLinkLabel().c_str());
    }
    for (ZqManipulatorLink& child : m_childLinks)
       child.setLinkReferences(labelToLink);
@@ -337,18 +363,26 @@ bool ZqManipulatorLink::setLinkReferences(const LinkPointerMap& labelToLink)
 
 bool ZqManipulatorLink::useReferencesWherePossible(const LinkPointerVector& links)
 {
-   // Links have no shapes yet: those of any two are equal.
    const auto end =
       links.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(linkIndex(), links.size()));
-   const auto candidate = std::find_if(
-      links.begin(), end,
-      [](const ZqManipulatorLink* link)
-      { return link != nullptr && !link->linkReferenceDescription().isShapeReferenced(); });
+   // A link that is a reference already compares by what it refers to.
+   const ZqShapeContainer& own = shapeContainer();
+   const auto candidate =
+      std::find_if(links.begin(), end,
+                   [&](const ZqManipulatorLink* link)
+                   {
+                      return link != nullptr &&
+                             !link->linkReferenceDescription().isShapeReferenced() &&
+                             link->shapeContainer() == own;
+                   });
    bool any = candidate != end;
    if (any)
    {
       m_linkReferenceDescription.setReferencedLinkLabel((*candidate)->linkLabel());
       m_linkReferenceDescription.setIsShapeReferenced(true);
+      m_shapes = ZqLinkShapes();
+      m_referenceLink = *candidate;
+      shapesChange();
    }
    for (ZqManipulatorLink& child : m_childLinks)
       any = child.useReferencesWherePossible(links) || any;
@@ -359,9 +393,12 @@ bool ZqManipulatorLink::removeLinkReferences()
 {
    if (!m_linkReferenceDescription.isShapeReferenced())
       return true;
-   m_linkReferenceDescription = ZqLinkReferenceDescription();
    const bool tookOver = m_referenceLink != nullptr;
+   const ZqShapeContainer shared = shapeContainer();
+   m_linkReferenceDescription = ZqLinkReferenceDescription();
    m_referenceLink = this;
+   if (tookOver)
+      setShapeContainer(shared);
    return tookOver;
 }
 

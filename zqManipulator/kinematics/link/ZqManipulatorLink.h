@@ -8,6 +8,9 @@
 #include <vector>
 
 class ZqArticulatedBodyDynamics;
+class ZqAxisAlignedBoundingBox;
+class ZqBasePhysicalExtent;
+class ZqCapsule;
 class ZqIndividualManipulator;
 class ZqJointActuatorContainer;
 class ZqLineSegment;
@@ -15,6 +18,7 @@ class ZqLinkEdit;
 class ZqLinkArticulationState;
 class ZqLinkForceState;
 class ZqLinkMassState;
+class ZqLinkPointEvent;
 class ZqLinkPositionState;
 class ZqManipulatorActivePositionState;
 class ZqManipulatorActiveState;
@@ -59,6 +63,8 @@ public:
                      "joint between the parent and the link"},
          ZqComponent{&This::m_childLinks, &ZqManip::ZqChildLinksToken,
                      "links that hang on this one"},
+         ZqOptionalComponent(&This::shapeComponent, &ZqGeom::ZqShapeContainerToken,
+                             "shape of the link, in its primary frame"),
          ZqComponent{&This::m_jointActuator, &ZqManip::ZqCompositeJointActuatorToken,
                      "drive of the joint"},
          ZqReadOnlyComponent(&This::oldJointActuator, &ZqManip::ZqJointActuatorToken,
@@ -86,10 +92,11 @@ public:
    template <class This = ZqManipulatorLink>
    static constexpr auto componentsForBase()
    {
-      // Identifier, joint, children; mass; shapes, points, frames; further masses.
+      // Identifier, joint, children, shape; mass; whose shapes, points, frames; further masses.
       constexpr auto all = components<This>();
-      return std::tuple{std::get<0>(all), std::get<1>(all),  std::get<2>(all),  std::get<6>(all),
-                        std::get<9>(all), std::get<10>(all), std::get<11>(all), std::get<13>(all)};
+      return std::tuple{std::get<0>(all),  std::get<1>(all),  std::get<2>(all),
+                        std::get<3>(all),  std::get<7>(all),  std::get<10>(all),
+                        std::get<11>(all), std::get<12>(all), std::get<14>(all)};
    }
    bool read(ZqXmlReader& reader) override;
    /// Messages about what follows the label name the link.
@@ -198,10 +205,7 @@ public:
    {
       return m_linkReferenceDescription;
    }
-   virtual void setLinkReferenceDescription(const ZqLinkReferenceDescription& description)
-   {
-      m_linkReferenceDescription = description;
-   }
+   virtual void setLinkReferenceDescription(const ZqLinkReferenceDescription& description);
    /// The link whose shapes this one uses: itself, or another one of the tree.
    virtual const ZqManipulatorLink* referenceLink() const { return m_referenceLink; }
    virtual void setReferenceLink(ZqManipulatorLink* link) { m_referenceLink = link; }
@@ -338,28 +342,147 @@ public:
    /// A bound (m) on the distance from the inboard frame's origin to the DH frame's over the joint's
    /// travel; 0.0 without a joint.
    virtual ZqReal upperBoundExtentDistance() const;
-   /// The radius (m) of a sphere about the inboard frame's origin that the origins of the subtree do
-   /// not leave. Not tight.
+   /// The radius (m) of a sphere about the inboard frame's origin that the subtree does not leave: neither
+   /// the origins of its frames nor its shapes, but those without an end, which count for nothing. Cheap and
+   /// not tight: a shape counts by its furthest points along the axes of the DH frame, and the squared
+   /// distances of those along x, y and z are added.
    virtual ZqReal upperBoundSubmanipulatorExtentDistance() const;
    /// Labels the subtree, parents first, by the prefix and a counter, which counts on.
    virtual void relabelSubtree(const ZqString& prefix, ZqU32& counter);
-   /// Scales joint, drive and bare masses by a length scale, at constant density. Masses that were
+   /// Scales shapes, joint, drive and bare masses by a length scale, at constant density. Masses that were
    /// added, named points and named frames stay.
    virtual void scaleIndividualLinkBy(ZqReal scale);
    /// The same for the subtree.
    virtual void scaleBy(ZqReal scale);
 
+   /// \name Shapes
+   /// In the primary frame. A link that refers to another one for its shapes has none of its own: what is
+   /// asked here is answered from that link's, what is changed are the link's own. A shape that is set ends
+   /// the reference.
+   ///
+   /// Shapes have numbers within the link: first those that are no compounds, in their order, then the volumes
+   /// around the shape, the finest first. Pointers to shapes last until the link's shape is replaced, moved
+   /// or scaled. Every change but that of surfaces and identifiers changes
+   /// `ZqIndividualManipulator::shapesVersion`.
+   /// @{
+   virtual const ZqShapeContainer& shapeContainer() const
+   {
+      return shapeOwner().m_shapes.m_container;
+   }
+   /// The link's own.
+   virtual const ZqShapeContainer& memberShapeContainer() const { return m_shapes.m_container; }
+   /// The true shape; null for a link without a body.
+   const ZqShape* shape() const { return shapeContainer().topElement(); }
+   virtual void setShapeContainer(const ZqShapeContainer& container);
+   virtual void setShape(const ZqShape& shape);
+   /// Becomes a plain body of the shape, labelled "shape", without a joint and without a drive, with the mass
+   /// (kg) spread evenly as `ZqRigidBodyMassProperties::massPropertiesFromShape` tells.
+   virtual void setFromShape(const ZqShape& shape, ZqReal mass);
+   /// The same with the shape in a container and a mass of 1.5 kg; nothing when the container is empty.
+   virtual void setFromShapeContainer(const ZqShapeContainer& container);
+   /// Null for a shape without an end, and without a shape.
+   virtual const ZqBasePhysicalExtent* physicalExtent() const;
+   /// A capsule around the shape: one of its bounding volumes, or else the smallest that is found. A point
+   /// at the origin without a shape and for a half-space.
+   virtual ZqCapsule capsuleBoundingVolume() const;
+   /// Numbers the shapes of the link anew. True.
+   virtual bool mapShapes();
+   /// What `numShapes` answers until the shapes are numbered again.
+   virtual void setNumShapes(ZqU32 count) { m_shapes.m_count = count; }
+   virtual ZqU32 numShapes() const { return shapeOwner().m_shapes.m_count; }
+   /// The link's own: none for a link that refers to another one.
+   virtual ZqU32 numberOfShapes() const { return static_cast<ZqU32>(m_shapes.m_byNumber.size()); }
+   /// Those that are no bounding volumes.
+   virtual ZqU32 numShapesInPhysicalRepresentation() const
+   {
+      return shapeOwner().m_shapes.m_physicalCount;
+   }
+   /// Null when there is no such number.
+   virtual const ZqShape* shapeByIndex(ZqU32 index) const
+   {
+      const std::vector<ZqShape*>& shapes = shapeOwner().m_shapes.m_byNumber;
+      return index < shapes.size() ? shapes[index] : nullptr;
+   }
+   virtual const ZqShape* getNthNonBoundingShape(ZqU32 n) const
+   {
+      return n < numShapesInPhysicalRepresentation() ? shapeByIndex(n) : nullptr;
+   }
+   /// The first of the identifier, which is not empty; null when there is none.
+   virtual const ZqShape* shapeByIdentifier(const ZqString& identifier) const;
+   /// The same in the subtree.
+   virtual const ZqShape* findShape(const ZqString& identifier) const;
+   /// The finest first.
+   virtual std::vector<const ZqShape*> boundingVolumes() const;
+   /// Puts a copy around the coarsest volume, or a volume of a type (`ZqShape::addBoundingVolume`). False
+   /// when the link has no shape of its own, or none that the type can hold.
+   /// @{
+   virtual bool addBoundingVolume(const ZqShape& volume);
+   virtual bool addBoundingVolume(ZqU32 type);
+   /// @}
+   /// Removes the volumes of a type from the subtree. How many there were.
+   virtual ZqU32 deleteBoundingVolumes(ZqU32 type);
+   /// Of the subtree.
+   virtual void deleteAllBoundingVolumes();
+   /// Rounds the numbers of the shapes to multiples of a tolerance.
+   virtual void truncateValues(ZqReal tolerance);
+   /// Removes points of the shapes of the subtree that are within a tolerance (m) of another one.
+   virtual void removePhysicalExtentRedundancy(ZqReal tolerance);
+   /// Numbers the shapes of the subtree anew. Shapes are each link's own already, also of a copy: what shapes
+   /// share with copies of them does not change.
+   virtual void unreferenceShapes();
+   /// Calls the same of all children. A class that draws links overrides it.
+   virtual void recursiveOptimizeForRendering();
+   /// Sets the masses to those of aluminium (2700 kg/m^3) in the capsule around the shape, as
+   /// `ZqRigidBodyMassProperties::uniformSolidCapsule` has them. Without a shape they become the default ones,
+   /// with a message.
+   virtual void estimateMassProperties();
+   /// Appends the boxes, in the system, of the shapes that are no bounding volumes.
+   virtual void
+   axisAlignedBoundingBoxVectorInSystem(ZqManipulatorActivePositionState& activeState,
+                                        ZqXmlVectorType<ZqAxisAlignedBoundingBox>& boxes) const;
+   /// Tells in an event where a segment in the system first enters the shape, or its bounding volume of a
+   /// level, if that is nearer to the segment's beginning than what the event has.
+   virtual void intersectLineSegment(const ZqLineSegment& segment, ZqLinkPointEvent& event,
+                                     ZqManipulatorActivePositionState& activeState,
+                                     ZqU32 level) const;
+   /// @}
+
+   /// \name Surfaces of shapes
+   /// Values by the name of the surface, of the link's own shapes. They do not count as a change of shapes.
+   /// False when there is no such shape, or link in the subtree.
+   /// @{
+   virtual bool setSurfacesByShapeID(ZqU32 shapeIndex, const ZqShape::Surfaces& surfaces);
+   virtual bool setSurfaces(const ZqString& shapeIdentifier, const ZqShape::Surfaces& surfaces);
+   virtual bool setShapeSurfaceProperty(const ZqString& linkLabel, ZqU32 shapeIndex,
+                                        const ZqShape::Surfaces& surfaces);
+   virtual bool setShapeIdentifier(ZqU32 shapeIndex, const ZqString& identifier);
+   /// Of each shape of the subtree that has a surface of the name.
+   virtual bool setSurfaceProperties(const ZqString& surface, const ZqDataMap& data);
+   /// The values of the first surface of the name in the subtree.
+   virtual bool lookup(const ZqString& surface, ZqDataMap& data) const;
+   /// What the surface "0" of the shape has as "collisionAvoidanceMetric"; 1.0 without that.
+   virtual ZqReal lookupCollisionAvoidanceMetric() const;
+   /// @}
+
    /// \name Sharing of shapes between links
    /// @{
    /// Binds the subtree's references by the map of labels. A label that is not there is reported; the
-   /// link then uses itself.
+   /// link then uses itself. Where the link of the label is a reference itself, this one is bound to the link
+   /// at the end of the chain.
    virtual bool setLinkReferences(const LinkPointerMap& labelToLink);
-   /// Turns each link of the subtree whose shapes equal those of an earlier link into a reference.
-   /// True when any was turned.
+   /// Turns each link of the subtree whose shapes equal those of an earlier link into a reference; so do
+   /// links without shapes. True when any was turned.
    virtual bool useReferencesWherePossible(const LinkPointerVector& links);
-   /// Ends a reference. False when there was nothing to take over.
+   /// Ends a reference: the link gets copies of the shapes. False when there was nothing to take over.
    virtual bool removeLinkReferences();
    /// @}
+
+   /// Restates shapes, masses, named points and named frames in a frame that is moved: what was at x is then
+   /// at T x. The joint stays.
+   virtual void transformComponentsBy(const ZqCoordinateSystemTransformation& T);
+   /// Gives another link the label, damper, drive, joint, masses, spring and shapes of this one; the shapes
+   /// are its own.
+   void copyLinkProperties(ZqManipulatorLink& target) const;
 
    /// Sets a limit of the joint of the first link of the subtree with the label. False when there is
    /// none.
@@ -406,6 +529,7 @@ protected:
    static const ZqGeneralForce m_theDummyGeneralForce;
    static const ZqRigidBodyMassProperties m_theDummyCrbi;
    static const ZqArticulatedBodyDynamics m_theDummyArbd;
+   static const ZqCapsule m_theDummyCapsuleBoundingVolume;
    /// @}
 
    using CompositeQuery =
@@ -426,7 +550,21 @@ private:
    void treeChanges() noexcept;
    void labelChanges() noexcept;
    void modelChanges() noexcept;
+   void shapesChange() noexcept;
    void leaveManipulator() noexcept;
+   ZqShapeContainer& shapeComponent() { return m_shapes.m_container; }
+   /// The link whose shapes this one uses.
+   const ZqManipulatorLink& shapeOwner() const
+   {
+      if (m_referenceLink == this && !m_linkReferenceDescription.isShapeReferenced())
+         return *this;
+      return referencedShapeOwner();
+   }
+   const ZqManipulatorLink& referencedShapeOwner() const;
+   ZqManipulatorLink* linkToShare(const LinkPointerMap& labelToLink) const;
+   void replaceShape(const ZqShape& shape, ZqU32 shapeIndex, bool replaceAll);
+   void takeShapes(ZqShapeContainer&& shapes);
+   ZqReal reachOfShape() const;
    ZqOldJointActuator& oldJointActuator();
    ZqJointActuatorContainer& oldJointActuatorContainer();
    OldDrives& oldDrives();

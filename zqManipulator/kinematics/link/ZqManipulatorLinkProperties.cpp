@@ -104,7 +104,7 @@ bool ZqManipulatorLink::replaceLinkProperties(const ZqString& label, const ZqMan
    setNamedPoints(link.namedPoints());
    setNamedFrames(link.namedFrames());
    if (withShapes)
-      m_linkReferenceDescription.setIsShapeReferenced(false);
+      setShapeContainer(link.shapeContainer());
    return true;
 }
 
@@ -124,6 +124,11 @@ ZqReal ZqManipulatorLink::totalLocalTorque(const ZqManipulatorActiveState& activ
 
 void ZqManipulatorLink::scaleIndividualLinkBy(ZqReal scale)
 {
+   if (m_shapes.m_container.topElement() != nullptr)
+   {
+      m_shapes.m_container.scaleBy(scale);
+      mapShapes();
+   }
    // Assigned, since a copy has none of the results that were computed for the unscaled body.
    ZqRigidBodyMassProperties scaled = m_baseMassProperties;
    scaled.scaleBy(scale);
@@ -150,10 +155,10 @@ ZqReal ZqManipulatorLink::upperBoundExtentDistance() const
 
 ZqReal ZqManipulatorLink::upperBoundSubmanipulatorExtentDistance() const
 {
-   ZqReal reachOfChildren = 0.0;
+   ZqReal reach = reachOfShape();
    for (const ZqManipulatorLink& child : childLinks())
-      reachOfChildren = std::max(reachOfChildren, child.upperBoundSubmanipulatorExtentDistance());
-   return upperBoundExtentDistance() + reachOfChildren;
+      reach = std::max(reach, child.upperBoundSubmanipulatorExtentDistance());
+   return upperBoundExtentDistance() + reach;
 }
 
 namespace
@@ -187,4 +192,32 @@ void ZqManipulatorLink::addNamedFrame(const ZqString& name,
                                       const ZqCoordinateSystemTransformation& frame)
 {
    addNamed(m_namedFrames, name, frame, "ZqManipulatorLink::addNamedFrame frame already exists\n");
+}
+
+void ZqManipulatorLink::transformComponentsBy(const ZqCoordinateSystemTransformation& T)
+{
+   removeLinkReferences();
+   m_shapes.m_container.transformBy(T);
+   mapShapes();
+   m_baseMassProperties.transformBy(T);
+   for (auto& [name, properties] : m_massPropertiesMap.mapContainer())
+      properties.transformBy(T);
+   for (auto& [name, point] : m_namedPoints.mapContainer())
+      point = T * point;
+   for (auto& [name, frame] : m_namedFrames.mapContainer())
+      frame = T * frame;
+   updateMassProperties();
+   updateDHMassProperties();
+}
+
+void ZqManipulatorLink::copyLinkProperties(ZqManipulatorLink& target) const
+{
+   target.setLinkLabel(linkLabel());
+   target.setDamperProperties(damperProperties());
+   target.setJointActuator(jointActuator());
+   target.setLinkKinematicsContainer(linkKinematicsContainer());
+   target.setMassProperties(massProperties());
+   target.setSpringProperties(springProperties());
+   target.setLinkReferenceDescription(linkReferenceDescription());
+   target.setShapeContainer(shapeContainer());
 }

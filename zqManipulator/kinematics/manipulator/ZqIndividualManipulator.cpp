@@ -16,6 +16,8 @@
 template class ZqXmlClass<ZqIndividualManipulator, ZqManipulatorLink>;
 template class ZqXmlVectorType<ZqIndividualManipulator>;
 
+constinit std::atomic<std::uint64_t> ZqIndividualManipulator::m_latestVersion = 0;
+
 ZqIndividualManipulator::ZqIndividualManipulator()
 {
    ZqManipulatorLink::setLinkIndex(ZqBaseLinkIndex);
@@ -90,10 +92,8 @@ void ZqIndividualManipulator::takeMapsFrom(ZqIndividualManipulator& other,
       if (link->referenceLink() == &other)
          link->setReferenceLink(this);
    }
-   const ZqLinkReferenceDescription& description = linkReferenceDescription();
-   const auto referenced = m_linkPointerMap.find(description.referencedLinkLabel());
-   if (description.isShapeReferenced() && referenced != m_linkPointerMap.end())
-      setReferenceLink(referenced->second);
+   if (ZqManipulatorLink* shared = linkToShare(m_linkPointerMap))
+      setReferenceLink(shared);
 }
 
 bool ZqIndividualManipulator::operator==(const ZqIndividualManipulator& other) const
@@ -121,6 +121,8 @@ bool ZqIndividualManipulator::read(ZqXmlReader& reader)
    mapManipulator();
    fitAbsoluteBoundingSphere();
    mapLinkCollisionCandidates();
+   if (m_optimizeOnLoad)
+      recursiveOptimizeForRendering();
    if (succeeded && !std::isfinite(m_absoluteBoundingSphere.radius()))
    {
       reader.fail("the manipulator \"" + m_manipulatorLabel + "\" has no finite extent");
@@ -157,9 +159,12 @@ void ZqIndividualManipulator::setFromLink(const ZqManipulatorLink& link)
 bool ZqIndividualManipulator::mapManipulator()
 {
    const bool mapped = numberLinks();
-   if (!mapsAreRight())
+   const std::uint8_t staleness = m_staleness;
+   if (staleness != 0)
       fillCollisionTest();
    m_staleness.store(0, std::memory_order_release);
+   if ((staleness & ShapesChanged) != 0)
+      ZqIndividualManipulator::fitAbsoluteBoundingSphere();
    return mapped;
 }
 
@@ -179,7 +184,7 @@ bool ZqIndividualManipulator::mapManipulator(LinkPointerVector& links, LinkPoint
    labelToLink.insert_or_assign(linkLabel(), this);
    if (isReference())
    {
-      setReferenceLink(this);
+      setReferenceLink(m_concreteReference);
       return true;
    }
    bool mapped = true;
@@ -197,15 +202,33 @@ namespace
 {
 /// One lock for all manipulators: maps are rebuilt so seldom that threads hardly ever wait for it.
 constinit std::mutex mapsLock;
+
+/// What is asked while maps are rebuilt, such as for the extent of shapes, is answered by what there is.
+constinit thread_local bool mapsAreBeingRebuilt = false;
+
+struct Rebuilding
+{
+   Rebuilding() noexcept { mapsAreBeingRebuilt = true; }
+   Rebuilding(const Rebuilding&) = delete;
+   Rebuilding& operator=(const Rebuilding&) = delete;
+   ~Rebuilding() { mapsAreBeingRebuilt = false; }
+};
 } // namespace
 
 /// Several threads may ask at once: the first one rebuilds, the others wait and find the maps right. What
 /// there is to log is logged without the lock, since a sink of the log may ask manipulators too.
 void ZqIndividualManipulator::rebuildMaps()
 {
+   if (mapsAreBeingRebuilt)
+      return;
+   // What a reference answers follows from the maps of its model.
+   if (m_concreteReference != this &&
+       m_concreteReference->m_concreteReference == m_concreteReference)
+      m_concreteReference->bringMapsUpToDate();
    std::vector<Zq::Diagnostic> found;
    {
       const std::scoped_lock lock(mapsLock);
+      const Rebuilding rebuilding;
       const Zq::DiagnosticCollector collector;
       const std::uint8_t staleness = m_staleness;
       const bool treeMayHaveChanged = (staleness & TreeChanged) != 0 ||
@@ -215,7 +238,7 @@ void ZqIndividualManipulator::rebuildMaps()
          numberLinks();
          fillCollisionTest();
       }
-      if (treeMayHaveChanged)
+      if (treeMayHaveChanged || (staleness & ShapesChanged) != 0)
          ZqIndividualManipulator::fitAbsoluteBoundingSphere();
       found = collector.diagnostics();
       m_staleness.store(0, std::memory_order_release);
@@ -242,13 +265,6 @@ void ZqIndividualManipulator::rebuildPlan() const
    m_planVersion.store(version, std::memory_order_release);
 }
 
-void ZqIndividualManipulator::modelIsNew() noexcept
-{
-   // Of all manipulators, so that the greater of two versions changes whenever one of them does.
-   static constinit std::atomic<std::uint64_t> lastVersion = 0;
-   m_modelVersion = ++lastVersion;
-}
-
 // What links tell their manipulator about changes
 
 void ZqManipulatorLink::treeChanges() noexcept
@@ -265,6 +281,14 @@ void ZqManipulatorLink::modelChanges() noexcept
       m_manipulator->modelIsNew();
 }
 
+void ZqManipulatorLink::shapesChange() noexcept
+{
+   if (m_manipulator == nullptr)
+      return;
+   m_manipulator->m_staleness |= ZqIndividualManipulator::ShapesChanged;
+   m_manipulator->m_shapesVersion = ZqIndividualManipulator::newVersion();
+}
+
 void ZqManipulatorLink::labelChanges() noexcept
 {
    if (m_manipulator != nullptr)
@@ -274,6 +298,7 @@ void ZqManipulatorLink::labelChanges() noexcept
 void ZqManipulatorLink::lendChildren()
 {
    m_manipulator->childrenAreLent(*this);
+   ZqIndividualManipulator::newVersion();
 }
 
 /// Keeps the address and the number of the children of one link, to see later whether they changed. When
@@ -355,8 +380,9 @@ void ZqIndividualManipulator::followUnknownChange()
    const ZqLinkEdit::Labels labels = linkLabels();
    if (labels == m_record->labels)
       return;
-   apply(m_staleness == LabelChanged ? ZqLinkEdit::relabelled(m_record->labels, labels)
-                                     : ZqLinkEdit::matched(m_record->labels, labels));
+   apply((m_staleness & ~ShapesChanged) == LabelChanged
+            ? ZqLinkEdit::relabelled(m_record->labels, labels)
+            : ZqLinkEdit::matched(m_record->labels, labels));
 }
 
 /// To be called after each change of the tree, with the record of the change.
@@ -443,9 +469,14 @@ void ZqIndividualManipulator::setChildLinks(const ChildLinks& links)
 {
    bringMapsUpToDate();
    const ZqLinkEdit::Labels before = linkLabels();
+   const bool sharesShape = sharesShapeOfLink();
+   const ZqShapeContainer shape = sharesShape ? shapeContainer() : ZqShapeContainer();
    ZqManipulatorLink::setChildLinks(links);
    if (!isReference())
       apply(ZqLinkEdit::matched(before, linkLabels()));
+   // The base keeps the shape of a link that went.
+   if (sharesShape && !linkReferenceDescription().isShapeReferenced())
+      setShapeContainer(shape);
    mapManipulator();
    fitAbsoluteBoundingSphere();
 }
@@ -483,6 +514,8 @@ void ZqIndividualManipulator::clearChildLinks()
 {
    bringMapsUpToDate();
    const ZqLinkEdit::Labels before = linkLabels();
+   if (sharesShapeOfLink())
+      removeLinkReferences();
    ZqManipulatorLink::clearChildLinks();
    afterChangeOfTree(ZqLinkEdit::matched(before, linkLabels()));
 }
@@ -673,22 +706,6 @@ bool ZqIndividualManipulator::findAndConvertToReferences()
    useReferencesWherePossible(m_linkPointerVector);
    // A copy has its links side by side, and binds the references.
    *this = ZqIndividualManipulator(*this);
-   return true;
-}
-
-bool ZqIndividualManipulator::aboutToModifyLink(const ZqString& label)
-{
-   if (linkByIdentifier(label) == nullptr)
-      return false;
-   for (ZqManipulatorLink* link : linkPointerVector())
-   {
-      ZqLinkReferenceDescription description = link->linkReferenceDescription();
-      if (description.isShapeReferenced() && description.referencedLinkLabel() == label)
-      {
-         description.setIsShapeReferenced(false);
-         link->setLinkReferenceDescription(description);
-      }
-   }
    return true;
 }
 

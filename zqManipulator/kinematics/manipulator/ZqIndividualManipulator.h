@@ -5,6 +5,7 @@
 #include "zqManipulator/simulation/records/ZqPropagationResultData.h"
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -12,6 +13,7 @@
 
 class ZqAccelerationState;
 class ZqManipulatorActiveState;
+class ZqManipulatorPointEvent;
 class ZqMassMatrixTool;
 class ZqPlane;
 class ZqPositionState;
@@ -59,7 +61,7 @@ public:
                &This::m_isFixedBase, &ZqManip::ZqIsFixedBaseToken,
                "whether the base stays where it is; a free one has six degrees of freedom"},
             ZqComponent{&This::m_optimizeOnLoad, &ZqManip::ZqOptimizeOnLoadToken,
-                        "kept for viewers"},
+                        "whether viewers prepare the links for drawing when they are read"},
             ZqComponent{&This::m_manipulatorReferenceDescription,
                         &ZqManip::ZqManipulatorReferenceDescriptionToken,
                         "whose model the manipulator uses"},
@@ -70,6 +72,9 @@ public:
                         "conditions under which a step is taken back"},
             ZqComponent{&This::m_displayLinkIndices, &ZqManip::ZqDisplayLinkIndicesToken,
                         "indices of links, kept for viewers"},
+            ZqOptionalComponent(
+               &This::m_surfaces, &ZqGeom::ZqSurfacesToken,
+               "values of surfaces by their name, which go before those of shapes"),
             ZqComponent{&This::m_selfCollisionLinkMap,
                         &ZqManip::ZqManipulatorSelfCollisionLinkMapToken,
                         "which pairs of its links may collide"},
@@ -116,6 +121,7 @@ public:
    virtual void fitAbsoluteBoundingSphere();
    virtual bool isFixedBase() const { return m_isFixedBase; }
    virtual void setIsFixedBase(bool fixed) { m_isFixedBase = fixed; }
+   /// Whether `recursiveOptimizeForRendering` is called when the manipulator was read.
    virtual bool optimizeOnLoad() const { return m_optimizeOnLoad; }
    virtual void setOptimizeOnLoad(bool optimize) { m_optimizeOnLoad = optimize; }
    virtual const ZqManipulatorReferenceDescription& manipulatorReferenceDescription() const
@@ -186,6 +192,40 @@ public:
    /// To be called before the shapes of a link change: links that use them get their own copies.
    /// False when there is no such link.
    virtual bool aboutToModifyLink(const ZqString& label);
+   /// \name Shapes of links
+   /// Other links keep the shapes that they share with one that is changed. False when there is no such link.
+   /// @{
+   /// Replaces the shape of a number. The first, or all, is the shape of the link: with its volumes it gives
+   /// way to the new one. Of a union, unless all is to be replaced, one member gives way, and the volumes
+   /// around the union go, since they need not hold the new member. A number of a bounding volume, or beyond,
+   /// puts the shape in the place of that volume and of those around it.
+   virtual bool replaceLinkShape(const ZqString& label, const ZqShape& shape, ZqU32 shapeIndex,
+                                 bool replaceAll);
+   /// Makes a shape the one bounding volume of the link's shape, with the surfaces that are given, or else
+   /// with `ZqDataMap::boundingColor`. False also for a link without a shape.
+   virtual bool setBoundingVolume(const ZqString& label, const ZqShape& volume,
+                                  const ZqShape::Surfaces* surfaces = nullptr);
+   /// Add a bounding volume to each link that has a shape of its own; boxes only where there are none yet.
+   /// @{
+   void addBoundingBoxToLinks();
+   void addCapsuleBoundingVolumeToLinks();
+   void addSphereBoundingVolumeToLinks();
+   void addConvexHullToLinks();
+   /// @}
+   /// Sets the surfaces of a shape of a link, by index; links that share the shape share them.
+   virtual bool setSurfacesByIDs(ZqU32 linkIndex, ZqU32 shapeIndex,
+                                 const ZqShape::Surfaces& surfaces);
+   /// @}
+   /// Values of surfaces by name, for all links: `lookup` finds them first.
+   virtual const ZqShape::Surfaces& surfaces() const { return m_surfaces; }
+   virtual void setSurfaces(const ZqShape::Surfaces& surfaces) { m_surfaces = surfaces; }
+   using ZqManipulatorLink::setSurfaces;
+   /// Tells in an event which link a segment in the system enters first, and where, if that is nearer to the
+   /// segment's beginning than what the event has: the joints' links by index, then the base.
+   virtual void intersectLineSegmentWithManipulator(const ZqLineSegment& segment,
+                                                    ZqManipulatorPointEvent& event,
+                                                    ZqManipulatorActivePositionState& activeState,
+                                                    ZqU32 level) const;
    /// Replaces the joint of a link. False when there is no such link.
    virtual bool replaceLinkKinematics(const ZqString& label, const ZqLinkKinematics& joint);
    /// Finds the manipulator that this one refers to. False when this one is no reference, or there is
@@ -264,6 +304,12 @@ public:
    void setLinkIndex(ZqU32) override {}
    const ZqCoordinateSystemTransformation&
    dhFrameInSystem(ZqManipulatorActivePositionState& activeState) const override;
+   /// Of all links.
+   void truncateValues(ZqReal tolerance) override;
+   /// Keeps the values for the manipulator as well, when any shape has a surface of the name.
+   bool setSurfaceProperties(const ZqString& surface, const ZqDataMap& data) override;
+   /// What the manipulator has for the surface; without that, what a shape has.
+   bool lookup(const ZqString& surface, ZqDataMap& data) const override;
 
    /// \name The base's own motion
    /// That of the state, which stands in the axes of the system.
@@ -326,6 +372,24 @@ public:
       return *m_plan;
    }
    std::shared_ptr<const ZqMotionPlan> sharedMotionPlan() const { return motionPlan(), m_plan; }
+   /// \name Noticing changes of shapes
+   /// Who keeps what follows from the shapes of links (boxes, trees, distances) keeps these numbers with it:
+   /// while they are the same, so are the shapes, the links, and where the shapes stand in the links.
+   /// @{
+   /// Changes whenever the model does, also by assignment. A version is never used again, by no manipulator.
+   std::uint64_t shapesVersion() const
+   {
+      bringMapsUpToDate();
+      m_concreteReference->bringMapsUpToDate();
+      return std::max({m_modelVersion, m_shapesVersion, m_concreteReference->m_modelVersion,
+                       m_concreteReference->m_shapesVersion});
+   }
+   /// Changes whenever the version of any manipulator may have: while it is the same, none needs to be asked.
+   static std::uint64_t latestVersion() noexcept
+   {
+      return m_latestVersion.load(std::memory_order_acquire);
+   }
+   /// @}
    /// Sorts the two: the first becomes the greater one. True.
    static bool makeIndicesCompatible(ZqU32& a, ZqU32& b);
    /// Hides the link's operation, after which the tree would have to be mapped.
@@ -358,7 +422,8 @@ private:
    {
       LabelChanged = 1,
       ChildrenLent = 2, ///< by one link, to somebody who may have changed them
-      TreeChanged = 4
+      TreeChanged = 4,
+      ShapesChanged = 8
    };
 
    ZqIndividualManipulator(ZqIndividualManipulator&& other, bool mapsAreRight) noexcept;
@@ -383,7 +448,8 @@ private:
       return *this;
    }
    void rebuildMaps();
-   void modelIsNew() noexcept;
+   static std::uint64_t newVersion() noexcept { return ++m_latestVersion; }
+   void modelIsNew() noexcept { m_modelVersion = newVersion(); }
    bool planIsRight() const
    {
       bringMapsUpToDate();
@@ -396,10 +462,12 @@ private:
    }
    void rebuildPlan() const;
    void fillCollisionTest();
+   void addBoundingVolumes(ZqU32 type, bool onlyWhereNone);
    bool lentChildrenChanged() const;
    void childrenAreLent(const ZqManipulatorLink& lender);
    /// Takes the places of this manipulator's links from the links themselves.
    void takeMapsFrom(ZqIndividualManipulator& other, bool mapsAreRight) noexcept;
+   bool sharesShapeOfLink() const { return !isReference() && referenceLink() != this; }
    bool isReference() const { return m_manipulatorReferenceDescription.isManipulatorReferenced(); }
 
    ZqU32 m_manipulatorIndex = 0;
@@ -413,6 +481,9 @@ private:
    Record* m_record = nullptr;                          ///< not owned
    ZqIndividualManipulator* m_concreteReference = this; ///< not owned
    std::uint64_t m_modelVersion = 0;                    ///< grows with each change of the own tree
+   std::uint64_t m_shapesVersion = 0; ///< grows with each change of shapes, which plans do not have
+   /// One for all manipulators, so that the greater of two versions changes whenever one of them does.
+   static std::atomic<std::uint64_t> m_latestVersion;
    mutable std::atomic<std::uint64_t> m_planVersion =
       ~std::uint64_t{0}; ///< what the plan was made of
    mutable std::shared_ptr<const ZqMotionPlan> m_plan;

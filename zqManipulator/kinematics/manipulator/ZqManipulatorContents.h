@@ -2,6 +2,7 @@
 
 #include "zqManipulator/contact/exclusion/ZqLinkCollisionTest.h"
 #include "zqManipulator/contact/exclusion/ZqManipulatorSelfCollisionLinkMap.h"
+#include "zqManipulator/foundation/geometry/ZqShape.h"
 #include "zqManipulator/foundation/geometry/ZqSphere.h"
 #include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
 #include "zqManipulator/simulation/constraints/ZqStateEqualityConstraintVector.h"
@@ -32,6 +33,7 @@ protected:
    ZqStateEqualityConstraintVector m_stateEqualityConstraints;
    ZqStoppingCriterionVector m_stoppingCriteria;
    DisplayLinkIndices m_displayLinkIndices;
+   ZqShape::Surfaces m_surfaces;
    ZqManipulatorSelfCollisionLinkMap m_selfCollisionLinkMap;
 };
 

@@ -1,6 +1,7 @@
 #include "zqManipulator/kinematics/system/ZqManipulatorSystem.h"
 
 #include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/foundation/proximity/ZqShapeKeys.h"
 #include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
 #include "zqManipulator/state/ZqManipulatorSystemState.h"
 
@@ -19,13 +20,15 @@ ZqManipulatorSystem::ZqManipulatorSystem()
 }
 
 ZqManipulatorSystem::ZqManipulatorSystem(const ZqManipulatorSystem& other,
-                                         ZqFoundCommon::DeepCopyFlag)
+                                         ZqFoundCommon::DeepCopyFlag flag)
    : ZqXmlClass(other), m_environment(other.m_environment), m_manipulators(other.m_manipulators),
      m_collisionExclusionMap(other.m_collisionExclusionMap),
      m_manipulatorAttachmentMap(other.m_manipulatorAttachmentMap), m_labelPool(other.m_labelPool)
 {
    ZqManipulatorSystem::mapManipulators();
    attachCollisionExclusionMap();
+   if (flag == ZqFoundCommon::CopyAll)
+      ZqManipulatorSystem::unreferenceShapes();
 }
 
 ZqManipulatorSystem& ZqManipulatorSystem::operator=(const ZqManipulatorSystem& other)
@@ -266,8 +269,11 @@ bool ZqManipulatorSystem::replaceLinkProperties(ZqU32 index, const ZqString& lin
                                                 const ZqManipulatorLink& properties,
                                                 bool withShapes)
 {
-   if (!isAboutToModify(index, "replaceLinkProperties") ||
-       !m_manipulators[index].replaceLinkProperties(linkLabel, properties, withShapes))
+   if (!isAboutToModify(index, "replaceLinkProperties"))
+      return false;
+   if (withShapes)
+      m_manipulators[index].aboutToModifyLink(linkLabel);
+   if (!m_manipulators[index].replaceLinkProperties(linkLabel, properties, withShapes))
       return false;
    m_manipulators[index].fitAbsoluteBoundingSphere();
    return true;
@@ -278,6 +284,51 @@ bool ZqManipulatorSystem::replaceLinkKinematics(ZqU32 index, const ZqString& lin
 {
    return isAboutToModify(index, "replaceLinkKinematics") &&
           m_manipulators[index].replaceLinkKinematics(linkLabel, joint);
+}
+
+bool ZqManipulatorSystem::replaceLinkShape(ZqU32 index, const ZqString& linkLabel,
+                                           const ZqShape& shape, ZqU32 shapeIndex, bool replaceAll)
+{
+   return isAboutToModify(index, "replaceLinkShape") &&
+          m_manipulators[index].replaceLinkShape(linkLabel, shape, shapeIndex, replaceAll);
+}
+
+bool ZqManipulatorSystem::setSurfacesByKey(const ZqShapeStateCacheKey& key,
+                                           const ZqShape::Surfaces& surfaces)
+{
+   return key.manipID() < numberOfManipulators() &&
+          m_manipulators[key.manipID()].setSurfacesByIDs(key.linkID(), key.shapeID(), surfaces);
+}
+
+void ZqManipulatorSystem::truncateValues(ZqReal tolerance)
+{
+   for (ZqIndividualManipulator& manipulator : m_manipulators)
+      if (&manipulator.concreteReference() == &manipulator)
+         manipulator.truncateValues(tolerance);
+}
+
+void ZqManipulatorSystem::unreferenceShapes()
+{
+   for (ZqIndividualManipulator& manipulator : m_manipulators)
+      manipulator.unreferenceShapes();
+}
+
+void ZqManipulatorSystem::getNumberOfShapes(
+   std::vector<std::vector<std::vector<ZqU32>>>& numbers) const
+{
+   numbers.clear();
+   for (const ZqIndividualManipulator& manipulator : m_manipulators)
+   {
+      std::vector<std::vector<ZqU32>>& links = numbers.emplace_back();
+      const auto append = [&](const ZqManipulatorLink& link)
+      {
+         links.emplace_back(link.numShapes());
+         std::iota(links.back().begin(), links.back().end(), 0U);
+      };
+      append(manipulator);
+      for (const ZqManipulatorLink* link : manipulator.linkPointerVector())
+         append(*link);
+   }
 }
 
 bool ZqManipulatorSystem::setNamedFrames(ZqU32 manipulator, ZqU32 link,

@@ -14,6 +14,7 @@
 
 class ZqManipulatorSystemState;
 class ZqPositionState;
+class ZqShapeStateCacheKey;
 class ZqVelocityState;
 
 /// The model of a scene: manipulators by index, the environment, and which links of different
@@ -136,14 +137,29 @@ public:
    virtual ZqU32 numberOfManipulators() const { return m_manipulators.size(); }
    /// Turns manipulators that equal an earlier one but for the label into references to it. True.
    virtual bool findAndConvertToReferences();
+   /// `ZqIndividualManipulator::setSurfacesByIDs` in one manipulator; those that share its model share the
+   /// surfaces.
+   virtual bool setSurfacesByKey(const ZqShapeStateCacheKey& key,
+                                 const ZqShape::Surfaces& surfaces);
    /// Sets the upper or the lower limit of the joint of a link.
    virtual bool setJointLimit(ZqU32 index, const ZqString& linkLabel, bool upper, ZqReal value);
    /// Whether two links of different manipulators are no pair of the collision exclusion map, by link
    /// index. Pairs within one manipulator are that one's own matter: true.
    virtual bool canCollide(ZqU32 manipulator1, ZqU32 link1, ZqU32 manipulator2, ZqU32 link2) const;
-   /// `ZqManipulatorLink::replaceLinkProperties` in one manipulator.
+   /// `ZqManipulatorLink::replaceLinkProperties` in one manipulator. Other links keep the shapes that they
+   /// share with the one that is changed.
    virtual bool replaceLinkProperties(ZqU32 index, const ZqString& linkLabel,
                                       const ZqManipulatorLink& properties, bool withShapes);
+   /// `ZqIndividualManipulator::truncateValues` in all manipulators.
+   virtual void truncateValues(ZqReal tolerance);
+   /// The numbers of the shapes of each link: for each manipulator those of the base, and then those of the
+   /// links by index.
+   virtual void getNumberOfShapes(std::vector<std::vector<std::vector<ZqU32>>>& numbers) const;
+   /// `ZqManipulatorLink::unreferenceShapes` in all manipulators.
+   virtual void unreferenceShapes();
+   /// `ZqIndividualManipulator::replaceLinkShape` in one manipulator.
+   virtual bool replaceLinkShape(ZqU32 index, const ZqString& linkLabel, const ZqShape& shape,
+                                 ZqU32 shapeIndex, bool replaceAll);
    virtual const ZqLabelPool& labelPool() const { return m_labelPool; }
    /// `ZqIndividualManipulator::replaceLinkKinematics` in one manipulator.
    virtual bool replaceLinkKinematics(ZqU32 index, const ZqString& linkLabel,

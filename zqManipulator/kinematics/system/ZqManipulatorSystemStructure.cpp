@@ -481,6 +481,7 @@ bool ZqManipulatorSystem::findAndConvertToReferences()
          continue;
       setReference(manipulators[i], manipulators[j].manipulatorLabel());
       manipulators[i].setChildLinks({});
+      manipulators[i].setShapeContainer({});
       manipulators[i].setSelfCollisionLinkMap({});
       isReferencedBy[j] = true;
    }

@@ -16,7 +16,9 @@ ZqStatedSystem::ZqStatedSystem()
 
 ZqStatedSystem::ZqStatedSystem(const ZqStatedSystem& other, ZqFoundCommon::DeepCopyFlag flag)
    : ZqXmlClass(other), m_systemContainer(other.m_systemContainer), m_state(other.m_state),
-     m_configuration(other.m_configuration), m_systemModified(other.m_systemModified),
+     m_configuration(other.m_configuration), m_modifiedShapeKeyVec(other.m_modifiedShapeKeyVec),
+     m_systemModified(other.m_systemModified),
+     m_selectedShapeKeyVector(other.m_selectedShapeKeyVector),
      m_transparencyAlpha(other.m_transparencyAlpha),
      m_selectionDataChanged(other.m_selectionDataChanged),
      m_transparentDisplay(other.m_transparentDisplay)
@@ -33,7 +35,9 @@ ZqStatedSystem& ZqStatedSystem::operator=(const ZqStatedSystem& other)
    m_systemContainer = other.m_systemContainer;
    m_state = other.m_state;
    m_configuration = other.m_configuration;
+   m_modifiedShapeKeyVec = other.m_modifiedShapeKeyVec;
    m_systemModified = other.m_systemModified;
+   m_selectedShapeKeyVector = other.m_selectedShapeKeyVector;
    m_transparencyAlpha = other.m_transparencyAlpha;
    m_selectionDataChanged = other.m_selectionDataChanged;
    m_transparentDisplay = other.m_transparentDisplay;
@@ -57,6 +61,8 @@ bool ZqStatedSystem::operator==(const ZqStatedSystem& other) const
 {
    return m_systemContainer == other.m_systemContainer && m_state == other.m_state &&
           m_configuration == other.m_configuration &&
+          m_modifiedShapeKeyVec == other.m_modifiedShapeKeyVec &&
+          m_selectedShapeKeyVector == other.m_selectedShapeKeyVector &&
           m_transparencyAlpha == other.m_transparencyAlpha &&
           m_selectionDataChanged == other.m_selectionDataChanged &&
           m_transparentDisplay == other.m_transparentDisplay;
@@ -247,8 +253,11 @@ ZqManipulatorSystem& ZqStatedSystem::systemToModify()
 
 void ZqStatedSystem::makeDeepCopy(ZqFoundCommon::DeepCopyFlag flag)
 {
-   if (flag != ZqFoundCommon::ShareWhatMayBeShared)
-      aboutToModifySystem();
+   if (flag == ZqFoundCommon::ShareWhatMayBeShared)
+      return;
+   aboutToModifySystem();
+   if (flag == ZqFoundCommon::CopyAll)
+      m_systemContainer.element()->unreferenceShapes();
 }
 
 // Whole systems

@@ -1,14 +1,17 @@
 #pragma once
 
+#include "zqManipulator/foundation/proximity/ZqShapeKeys.h"
 #include "zqManipulator/kinematics/system/ZqManipulatorSystemConfiguration.h"
 #include "zqManipulator/kinematics/system/ZqManipulatorSystemContainer.h"
 #include "zqManipulator/simulation/records/ZqPropagationResultData.h"
 #include "zqManipulator/state/ZqManipulatorSystemState.h"
 
 #include <memory>
+#include <vector>
 
 class ZqAccelerationState;
 class ZqSystemActiveState;
+class ZqSystemPointEvent;
 
 /// A system together with its state and its configuration: the usual root of a document.
 ///
@@ -20,6 +23,7 @@ class ZqSystemActiveState;
 class ZqStatedSystem : public ZqXmlClass<ZqStatedSystem>
 {
 public:
+   using ShapeKeys = std::vector<ZqShapeStateCacheKey>;
    using PropagationResults = ZqXmlVectorType<ZqPropagationResultData>;
 
    static const ZqToken& classToken() { return ZqManip::ZqStatedSystemToken; }
@@ -74,6 +78,12 @@ public:
    virtual bool exchangeManipulator(ZqU32 index, const ZqIndividualManipulator& manipulator,
                                     const ZqPositionState& position,
                                     const ZqVelocityState& velocity);
+   /// Adds a manipulator that is a plain body of a shape, with a mass of 1 kg
+   /// (`ZqManipulatorLink::setFromShape`) and with these surfaces, and puts its base frame at the frame. Both
+   /// the manipulator and its base get the label. The index of the manipulator.
+   virtual ZqU32 addShapeAsManipulator(const ZqShape& shape,
+                                       const ZqCoordinateSystemTransformation& frame,
+                                       const ZqString& label, const ZqShape::Surfaces& surfaces);
    virtual bool changeManipulatorLabel(const ZqString& oldLabel, const ZqString& newLabel);
    /// \name Manipulators of the system
    /// Null when there is none such.
@@ -197,11 +207,31 @@ public:
    virtual void rightSizeState(ZqManipulatorSystemState& state) const;
    /// About the system in its state.
    virtual ZqSphere absoluteBoundingSphere() const;
+   /// Sets the surfaces of a shape, in the stated system's own model; manipulators and links that share the
+   /// shape share them.
+   virtual bool setSurfacesByKey(const ZqShapeStateCacheKey& key,
+                                 const ZqShape::Surfaces& surfaces);
+   /// \name Shapes that changed
+   /// A list for those who draw them; the stated system itself adds nothing to it.
+   /// @{
+   virtual ShapeKeys& modifiedShapeKeyVec() { return m_modifiedShapeKeyVec; }
+   virtual const ShapeKeys& modifiedShapeKeyVec() const { return m_modifiedShapeKeyVec; }
+   virtual void setModifiedShapeKeyVec(const ShapeKeys& keys) { m_modifiedShapeKeyVec = keys; }
+   /// Appends a key, unless it is there or names no shape.
+   virtual void addModifiedShapeKeyVec(const ZqShapeStateCacheKey& key);
+   /// @}
+   /// Null when there is none.
+   const ZqShape* shapeByKey(const ZqShapeStateCacheKey& key) const;
    virtual bool isTransparentDisplay() const { return m_transparentDisplay; }
    virtual void setIsTransparentDisplay(bool transparent) const
    {
       m_transparentDisplay = transparent;
    }
+   /// Tells in an event which link a segment in the system enters first, and where, with the shapes or their
+   /// bounding volumes of a level; without an active state, that it enters none. What the event had before is
+   /// forgotten.
+   virtual void intersectLineSegment(const ZqLineSegment& segment, ZqSystemPointEvent& event,
+                                     ZqSystemActiveState* activeState, ZqU32 level) const;
    /// Scales the lengths of one manipulator, at constant density, and its joint positions and rates
    /// that are lengths.
    virtual bool scaleManipulatorBy(ZqU32 index, ZqReal factor);
@@ -220,6 +250,22 @@ public:
    /// Whether the system was changed since the last reset.
    virtual bool isSystemModified() const { return m_systemModified; }
    virtual void resetIsSystemModified() const { m_systemModified = false; }
+   /// Goes to the system itself, which may be shared: its other holders' shapes are rounded too.
+   virtual void truncateValues(ZqReal tolerance);
+   /// \name Transparency of a shape
+   /// Sets a value of its surface "0": "zqAmbientAlpha" and so on. The old and the new value are logged. Nothing
+   /// when there is no such shape.
+   /// @{
+   virtual void changeAmbientAlpha(const ZqShapeStateCacheKey& key, ZqReal alpha);
+   virtual void changeDiffuseAlpha(const ZqShapeStateCacheKey& key, ZqReal alpha);
+   virtual void changeSpecularAlpha(const ZqShapeStateCacheKey& key, ZqReal alpha);
+   virtual void changeEmissionAlpha(const ZqShapeStateCacheKey& key, ZqReal alpha);
+   /// @}
+   virtual const ShapeKeys& selectedShapeKeyVector() const { return m_selectedShapeKeyVector; }
+   virtual void setSelectedShapeKeyVector(const ShapeKeys& keys)
+   {
+      m_selectedShapeKeyVector = keys;
+   }
    virtual ZqReal transparencyAlpha() const { return m_transparencyAlpha; }
    virtual void setTransparencyAlpha(ZqReal alpha) { m_transparencyAlpha = alpha; }
    virtual bool isSelectionDataChanged() const { return m_selectionDataChanged; }
@@ -239,6 +285,8 @@ public:
                            bool checkForCA) const;
    virtual bool replaceLinkKinematics(ZqU32 index, const ZqString& linkLabel,
                                       const ZqLinkKinematics& joint);
+   virtual bool replaceLinkShape(ZqU32 index, const ZqString& linkLabel, const ZqShape& shape,
+                                 ZqU32 shapeIndex, bool replaceAll);
    /// As the copy constructor with the flag.
    virtual void makeDeepCopy(ZqFoundCommon::DeepCopyFlag flag);
 
@@ -252,15 +300,18 @@ protected:
    virtual bool validateLowLevelDimensions();
    /// To be called before the system changes: a shared one is copied first.
    virtual void aboutToModifySystem();
-   /// Tells in the results, one a manipulator, which links collide and which are closest in the active
-   /// state, and answers whether any do. Here no pair of links is looked at: nothing collides and
-   /// nothing is close. A stated system that knows where its links meet overrides this.
+   /// Tells in the results, one a manipulator, which links collide in the active state, and answers whether any
+   /// do: links that may collide, of one or of two manipulators, and come within the tolerance (m) of each
+   /// other. The fidelity is the level of the bounding volumes that are compared: 0 compares the shapes
+   /// themselves. A manipulator that collides is looked at up to the first of its pairs that does, and the
+   /// closest pair is that of those looked at.
    virtual bool checkForCollisions(ZqSystemActiveState& activeState, const ZqReal& dt,
                                    const ZqU32& fidelity, const ZqReal& tolerance,
                                    PropagationResults& results) const;
 
 private:
    ZqManipulatorSystem& systemToModify();
+   void changeAlpha(const ZqShapeStateCacheKey& key, const char* name, ZqReal alpha);
    void attachConfiguration()
    {
       m_configuration.setManipulatorSystem(&system());
@@ -284,7 +335,9 @@ private:
    mutable std::unique_ptr<ZqSystemActiveState> m_reportActiveState; ///< made at first use
    mutable PropagationResults m_propagationResults;
    /// @}
+   ShapeKeys m_modifiedShapeKeyVec;
    mutable bool m_systemModified = false;
+   ShapeKeys m_selectedShapeKeyVector;
    ZqReal m_transparencyAlpha = 0.0;
    mutable bool m_selectionDataChanged = false;
    mutable bool m_transparentDisplay = false;

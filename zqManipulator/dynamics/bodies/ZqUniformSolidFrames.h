@@ -1,0 +1,25 @@
+#pragma once
+
+#include "zqManipulator/foundation/algebra/ZqMath.h"
+#include "zqManipulator/foundation/algebra/ZqOrientation.h"
+#include "zqManipulator/foundation/geometry/ZqLineSegment.h"
+
+namespace zqUniformSolids
+{
+/// The shortest turn of z onto a unit vector; onto minus z half a turn about x, and for the zero vector none.
+inline ZqOrientation zOnto(const ZqVector& u)
+{
+   const ZqVector z = ZqVector::zVector(1.0);
+   const ZqVector axis = z.cross(u);
+   if (axis == ZqVector() && u.z() < 0.0)
+      return ZqOrientation::xRotation(ZqMath::pi);
+   ZqOrientation q;
+   q.setFromAngleAxis(ZqMath::acos(z.dot(u)), axis.unitVector());
+   return q;
+}
+
+inline ZqOrientation zOnto(const ZqLineSegment& segment)
+{
+   return zOnto((segment.endpoint1() - segment.endpoint0()).unitVector());
+}
+} // namespace zqUniformSolids

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "zqManipulator/foundation/proximity/ZqCorePair.h"
+
+namespace zqConvex
+{
+/// The places where two shapes touch, from how far apart their cores are.
+///
+/// What the two turn towards each other is cut in the plane, along the normal: the corners of the patch that
+/// both cover are corners of either and the places where their edges cross. Each has a separation of its own.
+/// Neither side takes part other than the other does, so nothing jumps when another face becomes the better
+/// one to measure from. Two edges give two points where they run side by side, and one where they cross; all
+/// else gives the deepest place alone. That is always among the points: where it is no corner of the patch, as
+/// on the rim of a cap that leans, it is one more.
+///
+/// The points go round the patch, counter-clockwise about the normal, from the one with the lowest name. More
+/// than eight are thinned: the deepest stays, and of the rest those that lie furthest from each other.
+///
+/// A name is that of the feature of the first shape, and of the second: vertex and nothing, nothing and vertex,
+/// or edge and edge. So it does not depend on which faces meet, and stays when a body rocks from its face over
+/// an edge to a corner. Where features coincide within 1e-9 of the size, the corner has the name of a vertex,
+/// if there is one.
+///
+/// A shape that sweeps a ball touches as far out along the normal as its ball reaches: where a face leans by an
+/// angle against the normal, its point is deeper than its surface by the radius times one minus the cosine.
+///
+/// The first core may be a half-space, the second may not.
+/// Without `hasPoints` the answer's points are not known yet: they are computed if it takes them.
+void contactPoints(CorePair& pair, CoreAnswer& answer, bool hasPoints, ZqReal margin,
+                   ZqContactManifold& out) noexcept;
+} // namespace zqConvex

@@ -1,0 +1,155 @@
+#include "zqManipulator/contact/records/ZqPointEvents.h"
+#include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
+
+#include <algorithm>
+#include <memory>
+
+/// A reference is bound when the maps are built, and may lead to a link that is gone while they are not right.
+const ZqManipulatorLink& ZqManipulatorLink::referencedShapeOwner() const
+{
+   const auto bringUpToDate = [](const ZqIndividualManipulator* manipulator)
+   {
+      if (manipulator != nullptr)
+         manipulator->bringMapsUpToDate();
+   };
+   bringUpToDate(m_manipulator);
+   if (m_referenceLink == nullptr)
+      return *this;
+   // The base of a reference leads to that of its model, which may use the shapes of one of its links.
+   const ZqManipulatorLink* owner = m_referenceLink;
+   if (owner->m_manipulator != m_manipulator)
+   {
+      bringUpToDate(owner->m_manipulator);
+      if (owner->m_referenceLink != nullptr)
+         owner = owner->m_referenceLink;
+   }
+   return *owner;
+}
+
+bool ZqIndividualManipulator::aboutToModifyLink(const ZqString& label)
+{
+   const ZqManipulatorLink* modified = linkByIdentifier(label);
+   if (modified == nullptr)
+      return false;
+   const ZqShapeContainer shapes = modified->shapeContainer();
+   const auto giveOwnShapes = [&](ZqManipulatorLink& link)
+   {
+      const ZqLinkReferenceDescription& description = link.linkReferenceDescription();
+      if (description.isShapeReferenced() && description.referencedLinkLabel() == label)
+         link.setShapeContainer(shapes);
+   };
+   for (ZqManipulatorLink* link : linkPointerVector())
+      giveOwnShapes(*link);
+   giveOwnShapes(*m_concreteReference);
+   return true;
+}
+
+bool ZqIndividualManipulator::replaceLinkShape(const ZqString& label, const ZqShape& shape,
+                                               ZqU32 shapeIndex, bool replaceAll)
+{
+   if (!aboutToModifyLink(label))
+      return false;
+   ZqManipulatorLink& link = *linkByIdentifier(label);
+   link.removeLinkReferences();
+   link.replaceShape(shape, shapeIndex, replaceAll);
+   return true;
+}
+
+bool ZqIndividualManipulator::setBoundingVolume(const ZqString& label, const ZqShape& volume,
+                                                const ZqShape::Surfaces* surfaces)
+{
+   const ZqManipulatorLink* link = linkByIdentifier(label);
+   if (link == nullptr || link->shape() == nullptr)
+      return false;
+   const std::unique_ptr<ZqShape> shape(link->shape()->clonedShape());
+   const std::unique_ptr<ZqShape> coloured(volume.clonedShape());
+   if (surfaces != nullptr)
+      coloured->setSurfaces(*surfaces);
+   else
+      coloured->setSurfaces({{"0", ZqDataMap::boundingColor()}});
+   shape->deleteAllBoundingVolumes();
+   return shape->addBoundingVolume(*coloured) && replaceLinkShape(label, *shape, 0, true);
+}
+
+void ZqIndividualManipulator::addBoundingVolumes(ZqU32 type, bool onlyWhereNone)
+{
+   const auto addTo = [&](ZqManipulatorLink& link)
+   {
+      const auto isOfType = [&](const ZqShape* volume) { return volume->shapeType() == type; };
+      const auto volumes = link.boundingVolumes();
+      if (!link.linkReferenceDescription().isShapeReferenced() && link.shape() != nullptr &&
+          !(onlyWhereNone && std::any_of(volumes.begin(), volumes.end(), isOfType)))
+         link.addBoundingVolume(type);
+   };
+   for (ZqManipulatorLink* link : linkPointerVector())
+      addTo(*link);
+   addTo(*m_concreteReference);
+}
+
+void ZqIndividualManipulator::addBoundingBoxToLinks()
+{
+   addBoundingVolumes(ZqShape::BoxShape, true);
+}
+
+void ZqIndividualManipulator::addCapsuleBoundingVolumeToLinks()
+{
+   addBoundingVolumes(ZqShape::CapsuleShape, false);
+}
+
+void ZqIndividualManipulator::addSphereBoundingVolumeToLinks()
+{
+   addBoundingVolumes(ZqShape::SphereShape, false);
+}
+
+void ZqIndividualManipulator::addConvexHullToLinks()
+{
+   addBoundingVolumes(ZqShape::ConvexHullShape, false);
+}
+
+bool ZqIndividualManipulator::setSurfacesByIDs(ZqU32 linkIndex, ZqU32 shapeIndex,
+                                               const ZqShape::Surfaces& surfaces)
+{
+   const ZqManipulatorLink* link = linkByIndex(linkIndex);
+   return link != nullptr && const_cast<ZqManipulatorLink&>(link->shapeOwner())
+                                .setSurfacesByShapeID(shapeIndex, surfaces);
+}
+
+void ZqIndividualManipulator::truncateValues(ZqReal tolerance)
+{
+   m_concreteReference->ZqManipulatorLink::truncateValues(tolerance);
+   for (ZqManipulatorLink* link : linkPointerVector())
+      link->truncateValues(tolerance);
+}
+
+bool ZqIndividualManipulator::setSurfaceProperties(const ZqString& surface, const ZqDataMap& data)
+{
+   if (!ZqManipulatorLink::setSurfaceProperties(surface, data))
+      return false;
+   m_surfaces.add(surface, data);
+   return true;
+}
+
+bool ZqIndividualManipulator::lookup(const ZqString& surface, ZqDataMap& data) const
+{
+   return m_surfaces.lookup(surface, data) || ZqManipulatorLink::lookup(surface, data);
+}
+
+void ZqIndividualManipulator::intersectLineSegmentWithManipulator(
+   const ZqLineSegment& segment, ZqManipulatorPointEvent& event,
+   ZqManipulatorActivePositionState& activeState, ZqU32 level) const
+{
+   placeBase(activeState);
+   ZqReal nearest = event.isImpacted() ? event.distance() : 1e300;
+   const auto intersect = [&](const ZqManipulatorLink& link, ZqU32 index)
+   {
+      link.intersectLineSegment(segment, event, activeState, level);
+      if (!event.isImpacted() || !(event.distance() < nearest))
+         return;
+      event.setLinkID(index);
+      nearest = event.distance();
+   };
+   const LinkPointerVector& links = linkPointerVector();
+   for (ZqU32 i = 0; i < links.size(); ++i)
+      intersect(*links[i], i);
+   intersect(*this, ZqBaseLinkIndex);
+}

@@ -1,0 +1,84 @@
+#include "zqManipulator/state/ZqManipulatorLinkProximityState.h"
+
+ZqLinkProximityData& ZqManipulatorLinkProximityState::getData(const ZqLinkKey& a,
+                                                              const ZqLinkKey& b)
+{
+   return m_data[ZqLinkProximityKey(a, b)];
+}
+
+const ZqLinkProximityData& ZqManipulatorLinkProximityState::getData(const ZqLinkKey& a,
+                                                                    const ZqLinkKey& b) const
+{
+   return m_data[ZqLinkProximityKey(a, b)];
+}
+
+bool ZqManipulatorLinkProximityState::setDistance(const ZqLinkKey& a, const ZqLinkKey& b,
+                                                  const ZqReal& distance)
+{
+   getData(a, b).setDistance(distance);
+   setValid(a, b);
+   return true;
+}
+
+const ZqReal& ZqManipulatorLinkProximityState::getDistance(const ZqLinkKey& a,
+                                                           const ZqLinkKey& b) const
+{
+   return getData(a, b).distance();
+}
+
+void ZqManipulatorLinkProximityState::countMove(ZqU32 manipulatorIndex)
+{
+   // Before a counter comes to what it was once, nothing is left that might take that for the present.
+   if (++m_moves[manipulatorIndex] == ZqLinkProximityData::never)
+   {
+      m_data.clear();
+      m_moves[manipulatorIndex] = 0;
+   }
+}
+
+void ZqManipulatorLinkProximityState::invalidateAll()
+{
+   for (ZqU32 i = 0; i < m_moves.size(); ++i)
+      countMove(i);
+   m_boxes.invalidateAll();
+}
+
+void ZqManipulatorLinkProximityState::invalidate(const ZqU32& manipulatorIndex)
+{
+   if (manipulatorIndex < m_moves.size())
+      countMove(manipulatorIndex);
+   m_boxes.invalidateAll();
+}
+
+// A pair may have been stored the other way round.
+bool ZqManipulatorLinkProximityState::isValid(const ZqLinkKey& a, const ZqLinkKey& b) const
+{
+   const auto found = m_data.find(ZqLinkProximityKey(a, b));
+   if (found == m_data.end())
+      return false;
+   const bool isSwapped = !(found->first.first() == a);
+   const ZqLinkProximityData& data = found->second;
+   return data.updateTime1() == movesOf(isSwapped ? b : a) &&
+          data.updateTime2() == movesOf(isSwapped ? a : b);
+}
+
+void ZqManipulatorLinkProximityState::setValid(const ZqLinkKey& a, const ZqLinkKey& b)
+{
+   const auto entry = m_data.try_emplace(ZqLinkProximityKey(a, b)).first;
+   const bool isSwapped = !(entry->first.first() == a);
+   entry->second.setUpdateTime1(movesOf(isSwapped ? b : a));
+   entry->second.setUpdateTime2(movesOf(isSwapped ? a : b));
+}
+
+/// Of the two in either order.
+std::size_t
+ZqManipulatorLinkProximityState::Hash::operator()(const ZqLinkProximityKey& key) const noexcept
+{
+   const auto x =
+      std::uint64_t{key.first().guesstimate()} + std::uint64_t{key.second().guesstimate()};
+   std::uint64_t h = (x << 21) + ~x;
+   h = (h ^ (h >> 24)) * 265;
+   h = (h ^ (h >> 14)) * 21;
+   h = (h ^ (h >> 28)) * 0x80000001;
+   return static_cast<std::size_t>(h);
+}
