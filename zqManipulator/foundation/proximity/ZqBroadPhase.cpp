@@ -11,11 +11,6 @@ bool isUnbounded(const AlignedBox& box) noexcept
 {
    return !(largest(box.lower) <= farthest && largest(box.upper) <= farthest);
 }
-
-bool isSame(const AlignedBox& a, const AlignedBox& b) noexcept
-{
-   return a.lower == b.lower && a.upper == b.upper;
-}
 } // namespace
 
 void BroadPhase::reset(std::size_t count)
@@ -24,33 +19,17 @@ void BroadPhase::reset(std::size_t count)
    m_boxes.assign(count, AlignedBox::empty());
    m_large.assign(count, AlignedBox::empty());
    m_place.assign(count, Place::InTree);
-   m_hasMoved.assign(count, 0);
-   m_hasLeft.assign(count, 0);
+   m_marks.assign(count, 0);
    m_moved.reserve(count);
    m_leavers.reserve(count);
 }
 
-void BroadPhase::update(unsigned id, const AlignedBox& box)
+void BroadPhase::addLeaver(unsigned id, const AlignedBox& from, const AlignedBox& to)
 {
-   AlignedBox& old = m_boxes[id];
-   const bool isEmpty = box.isEmpty();
-   const AlignedBox next = isEmpty ? AlignedBox::empty() : box;
-   if (isSame(next, old))
-      return;
-   if (m_hasMoved[id] == 0)
-   {
-      m_hasMoved[id] = 1;
-      m_moved.push_back(id);
-   }
-   if (m_hasLeft[id] == 0 && (isEmpty || !m_large[id].contains(next)))
-   {
-      m_hasLeft[id] = 1;
-      const bool hasStep = !isEmpty && !old.isEmpty();
-      m_leavers.push_back({id, hasStep
-                                  ? (next.lower - old.lower) * 0.5 + (next.upper - old.upper) * 0.5
-                                  : Vec3{0.0, 0.0, 0.0}});
-   }
-   old = next;
+   m_marks[id] |= hasLeft;
+   const bool hasStep = !from.isEmpty() && !to.isEmpty();
+   m_leavers.push_back({id, hasStep ? (to.lower - from.lower) * 0.5 + (to.upper - from.upper) * 0.5
+                                    : Vec3{0.0, 0.0, 0.0}});
 }
 
 void BroadPhase::sort()
@@ -59,9 +38,10 @@ void BroadPhase::sort()
       return;
    const bool someAreNew = !m_leavers.empty();
    const bool allAreNew = someAreNew && regroup();
-   testCandidates(someAreNew, allAreNew);
+   if (testCandidates(allAreNew || m_moved.size() == m_boxes.size()) || someAreNew)
+      writeOverlaps();
    for (const unsigned id : m_moved)
-      m_hasMoved[id] = 0;
+      m_marks[id] = 0;
    m_moved.clear();
 }
 
@@ -78,8 +58,6 @@ bool BroadPhase::regroup()
       renewAll();
    else
       amend();
-   for (const Leaver& leaver : m_leavers)
-      m_hasLeft[leaver.id] = 0;
    m_leavers.clear();
    return isAll;
 }
@@ -99,7 +77,7 @@ void BroadPhase::enlarge(const Leaver& leaver) noexcept
    for (int k = 0; k < 3; ++k)
    {
       const ZqReal margin = isFast ? 0.0 : std::max(tenth[k], least);
-      const ZqReal ahead = std::clamp(8.0 * leaver.step[k], -2.0 * margin, 2.0 * margin);
+      const ZqReal ahead = std::clamp(16.0 * leaver.step[k], -4.0 * margin, 4.0 * margin);
       large.lower[k] = box.lower[k] - margin + std::min(0.0, ahead);
       large.upper[k] = box.upper[k] + margin + std::max(0.0, ahead);
    }
@@ -172,7 +150,7 @@ void BroadPhase::amend()
                     [this, id = id](unsigned other)
                     {
                        // Of two that left, each finds the other.
-                       if (other > id || (other < id && m_hasLeft[other] == 0))
+                       if (other > id || (other < id && !isMarked(other, hasLeft)))
                           addFresh(id, other);
                     });
    sortFresh();
@@ -248,7 +226,7 @@ void BroadPhase::mergeFresh()
    auto fresh = m_fresh.cbegin();
    for (const Candidate& c : m_candidates)
    {
-      if ((m_hasLeft[c.first] | m_hasLeft[c.second]) != 0)
+      if (isMarked(c, hasLeft))
          continue;
       while (fresh != m_fresh.cend() &&
              (fresh->first < c.first || (fresh->first == c.first && fresh->second < c.second)))
@@ -259,29 +237,30 @@ void BroadPhase::mergeFresh()
    m_candidates.swap(m_spare);
 }
 
-/// Tests the candidates of which a box has moved, or all, and writes the pairs if that changes them.
-void BroadPhase::testCandidates(bool rewrite, bool all)
+/// Tests the candidates of which a box has moved, or all. Whether that changes the pairs.
+bool BroadPhase::testCandidates(bool all)
 {
-   std::size_t count = 0;
+   bool isChanged = false;
    for (Candidate& c : m_candidates)
    {
-      if (all || (m_hasMoved[c.first] | m_hasMoved[c.second]) != 0)
-      {
-         const bool isOverlap = overlap(m_boxes[c.first], m_boxes[c.second]);
-         rewrite |= isOverlap != (c.isOverlap != 0);
-         c.isOverlap = isOverlap ? 1 : 0;
-      }
-      count += c.isOverlap;
+      if (!all && !isMarked(c, hasMoved))
+         continue;
+      const bool isOverlap = overlap(m_boxes[c.first], m_boxes[c.second]);
+      isChanged |= isOverlap != (c.isOverlap != 0);
+      c.isOverlap = isOverlap ? 1 : 0;
    }
-   if (!rewrite)
-      return;
-   // One place more, where those that do not count are written.
-   m_overlaps.resize(count + 1);
-   auto out = m_overlaps.begin();
+   return isChanged;
+}
+
+void BroadPhase::writeOverlaps()
+{
+   // Without branches: what does not count is overwritten by the next one.
+   std::size_t count = 0;
+   m_overlaps.resize(m_candidates.size() + 1);
    for (const Candidate& c : m_candidates)
    {
-      *out = {c.first, c.second};
-      out += c.isOverlap;
+      m_overlaps[count] = {c.first, c.second};
+      count += c.isOverlap;
    }
    m_overlaps.resize(count);
 }

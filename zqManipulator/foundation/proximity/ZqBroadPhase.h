@@ -16,7 +16,20 @@ public:
 
    /// So many empty boxes.
    void reset(std::size_t count);
-   void update(unsigned id, const AlignedBox& box);
+   void update(unsigned id, const AlignedBox& box)
+   {
+      AlignedBox& old = m_boxes[id];
+      const bool isEmpty = box.isEmpty();
+      const AlignedBox& next = isEmpty ? nothing : box;
+      if (next.lower == old.lower && next.upper == old.upper)
+         return;
+      if (!isMarked(id, hasMoved))
+         m_moved.push_back(id);
+      m_marks[id] |= hasMoved;
+      if (!isMarked(id, hasLeft) && (isEmpty || !m_large[id].contains(next)))
+         addLeaver(id, old, next);
+      old = next;
+   }
    /// Brings the pairs up to date.
    void sort();
 
@@ -45,6 +58,20 @@ private:
       Unbounded ///< apart for good
    };
 
+   /// Bits of what a box has done since the last `sort`.
+   static constexpr unsigned char hasMoved = 1;
+   static constexpr unsigned char hasLeft = 2;
+   static constexpr AlignedBox nothing = AlignedBox::empty();
+
+   bool isMarked(unsigned id, unsigned char mark) const noexcept
+   {
+      return (m_marks[id] & mark) != 0;
+   }
+   bool isMarked(const Candidate& c, unsigned char mark) const noexcept
+   {
+      return ((m_marks[c.first] | m_marks[c.second]) & mark) != 0;
+   }
+   void addLeaver(unsigned id, const AlignedBox& from, const AlignedBox& to);
    bool regroup();
    void enlarge(const Leaver& leaver) noexcept;
    void leaveTree(unsigned id, Place place);
@@ -58,7 +85,8 @@ private:
    template <class Key>
    void scatter(const std::vector<Candidate>& from, std::vector<Candidate>& to, Key key);
    void mergeFresh();
-   void testCandidates(bool rewrite, bool all);
+   bool testCandidates(bool all);
+   void writeOverlaps();
    /// What an apart box searches with: unbounded ones have no larger box.
    const AlignedBox& reach(unsigned id) const noexcept
    {
@@ -69,7 +97,7 @@ private:
    std::vector<AlignedBox> m_boxes; ///< empty ones are all `AlignedBox::empty()`
    std::vector<AlignedBox> m_large; ///< empty for empty and for unbounded boxes
    std::vector<Place> m_place;
-   std::vector<unsigned char> m_hasMoved, m_hasLeft;
+   std::vector<unsigned char> m_marks;
 
    std::vector<unsigned> m_moved; ///< ids, since the last `sort`
    std::vector<Leaver> m_leavers;
