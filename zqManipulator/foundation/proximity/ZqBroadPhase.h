@@ -1,12 +1,13 @@
 #pragma once
 
 #include "zqManipulator/foundation/geometry/ZqBoxHierarchy.h"
+#include "zqManipulator/foundation/proximity/ZqPairGraph.h"
 
 namespace zqConvex
 {
 /// Which of many moving boxes overlap: a tree of boxes that are larger than the true ones (a dynamic bounding
-/// volume tree), refitted where a box leaves its larger one, and a sorted list of candidates, the pairs of
-/// larger boxes that overlap.
+/// volume tree), refitted where a box leaves its larger one; the candidates, which are the pairs of larger boxes
+/// that overlap; and the sorted list of pairs whose true boxes overlap, into which changes are merged.
 class BroadPhase
 {
 public:
@@ -39,11 +40,11 @@ public:
    const std::vector<Pair>& overlaps() const noexcept { return m_overlaps; }
 
 private:
-   struct Candidate
+   /// A pair that has begun or ceased to overlap.
+   struct Change
    {
-      unsigned first;
-      unsigned second : 31;
-      unsigned isOverlap : 1; ///< whether the true boxes overlap
+      Pair ids;
+      bool isOverlap;
    };
    /// A box that is no longer in its larger one, and its last step.
    struct Leaver
@@ -61,15 +62,12 @@ private:
    /// Bits of what a box has done since the last `sort`.
    static constexpr unsigned char hasMoved = 1;
    static constexpr unsigned char hasLeft = 2;
+   static constexpr unsigned char isPartner = 4; ///< only within `findCandidates`
    static constexpr AlignedBox nothing = AlignedBox::empty();
 
    bool isMarked(unsigned id, unsigned char mark) const noexcept
    {
       return (m_marks[id] & mark) != 0;
-   }
-   bool isMarked(const Candidate& c, unsigned char mark) const noexcept
-   {
-      return ((m_marks[c.first] | m_marks[c.second]) & mark) != 0;
    }
    void addLeaver(unsigned id, const AlignedBox& from, const AlignedBox& to);
    bool regroup();
@@ -77,16 +75,16 @@ private:
    void leaveTree(unsigned id, Place place);
    void renewAll();
    void amend();
+   void place(unsigned id);
    void buildTree();
    template <class Visit>
    void visitPartners(unsigned id, Visit&& visit) const;
-   void addFresh(unsigned a, unsigned b);
-   void sortFresh();
-   template <class Key>
-   void scatter(const std::vector<Candidate>& from, std::vector<Candidate>& to, Key key);
-   void mergeFresh();
-   bool testCandidates(bool all);
+   void findCandidates(unsigned id);
+   void test(PairGraph::Pair& candidate);
+   void testCandidates(bool all);
    void writeOverlaps();
+   void scatter(const std::vector<Pair>& from, std::vector<Pair>& to, unsigned Pair::*id);
+   void mergeChanges();
    /// What an apart box searches with: unbounded ones have no larger box.
    const AlignedBox& reach(unsigned id) const noexcept
    {
@@ -104,10 +102,11 @@ private:
    std::vector<unsigned> m_apart; ///< ids of boxes that are not in the tree
    std::size_t m_jumped = 0;      ///< of those
    BoxHierarchy m_tree;
-   std::vector<Candidate> m_candidates; ///< sorted
-   std::vector<Pair> m_overlaps;
+   PairGraph m_candidates;
+   std::vector<Pair> m_overlaps; ///< sorted
    // Working space.
-   std::vector<Candidate> m_fresh, m_spare;
+   std::vector<Change> m_changes;
+   std::vector<Pair> m_spare;
    std::vector<unsigned> m_starts;
    std::vector<BoxHierarchy::Reference> m_references;
 };
