@@ -1,5 +1,6 @@
 // Writes the example models into a directory: each is a whole scene, of a model and a state.
 
+#include "contactModels.h"
 #include "modelParts.h"
 
 #include <array>
@@ -297,9 +298,12 @@ struct Model
    const char* name;
    ZqStatedSystem (*make)();
 };
-constexpr std::array allModels{Model{"pendulum", pendulum},   Model{"planarTwoLink", planarTwoLink},
-                               Model{"puma560", puma560},     Model{"freeChain", freeChain},
-                               Model{"quadruped", quadruped}, Model{"twoArms", twoArms}};
+constexpr std::array allModels{
+   Model{"pendulum", pendulum},    Model{"planarTwoLink", planarTwoLink},
+   Model{"puma560", puma560},      Model{"freeChain", freeChain},
+   Model{"quadruped", quadruped},  Model{"twoArms", twoArms},
+   Model{"gripper", gripper},      Model{"tableTop", tableTop},
+   Model{"mobileBase", mobileBase}};
 } // namespace
 
 int main(int argumentCount, char** arguments)
