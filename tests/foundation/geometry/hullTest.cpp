@@ -130,8 +130,7 @@ TEST(Hull, HoldsItsPointsAndAnswersForTheFurthest)
                EXPECT_NEAR(norm(face.normal), 1.0, 1e-14);
                EXPECT_LE(mostAlong(face.normal, points), face.offset + tolerance);
                for (int i = 0; i < face.cornerCount; ++i)
-                  EXPECT_NEAR(dot(face.normal,
-                                  hull->vertices[hull->corners[face.firstCorner + i]]),
+                  EXPECT_NEAR(dot(face.normal, hull->vertices[hull->corners[face.firstCorner + i]]),
                               face.offset, 300.0 * tolerance);
             }
             int at = 0;
