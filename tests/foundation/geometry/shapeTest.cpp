@@ -359,7 +359,7 @@ TEST(Shape, SegmentsEnterWhereTheSurfaceIs)
 TEST(Shape, BoundingVolumesHoldItClosely)
 {
    RandomValues random(84);
-   for (int round = 0; round < 12; ++round)
+   for (int round = 0; round < 6; ++round)
       for (const Known& known : someOfEach(random))
          for (const ZqU32 type : {ZqShape::BoxShape, ZqShape::CapsuleShape, ZqShape::SphereShape,
                                   ZqShape::ConvexHullShape})
