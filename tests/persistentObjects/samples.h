@@ -234,6 +234,7 @@ private:
       link.setMassProperties(filled<ZqRigidBodyMassProperties>());
       link.addMassProperties("tool", ZqRigidBodyMassProperties::pointMass(2.25));
       link.setLinkReferenceDescription(filled<ZqLinkReferenceDescription>());
+      link.setShapeContainer(filled<ZqShapeContainer>());
       link.addNamedPoint("tip", {8.25, -8.5, 8.75});
       link.addNamedFrame("flange", filled<ZqCoordinateSystemTransformation>());
       link.setIsConstrained(true);
@@ -258,6 +259,7 @@ private:
       manipulator.setFromLink(base);
       manipulator.setManipulatorLabel("left");
       manipulator.setCoordSysXForm(ZqVector(9.25, -9.5, 9.75));
+      manipulator.setSurfaces(filled<ZqShape::Surfaces>());
       manipulator.setIsFixedBase(false);
       manipulator.setOptimizeOnLoad(true);
       auto description = filled<ZqManipulatorReferenceDescription>();
