@@ -229,12 +229,12 @@ void mergePlaces(std::vector<PlacedPoint>& points, ZqReal tolerance)
       {
          PlacedPoint& p = points[i];
          PlacedPoint& q = points[j];
-         if (!p.isKept || !q.isKept || dot(p.normal, q.normal) < 0.999 ||
+         if (!p.isKept || !q.isKept || dot(p.normal, q.normal) < 0.9 ||
              largest(vec3(p.point.point1) - vec3(q.point.point1)) > tolerance)
             continue;
          const ZqReal deeper = p.point.separation - q.point.separation;
          const bool isFirstBetter =
-            std::abs(deeper) > tolerance ? deeper < 0.0 : p.point.name < q.point.name;
+            std::abs(deeper) > 1e-8 * tolerance ? deeper < 0.0 : p.point.name < q.point.name;
          (isFirstBetter ? q : p).isKept = false;
       }
    std::erase_if(points, [](const PlacedPoint& p) { return !p.isKept; });
@@ -365,7 +365,7 @@ bool contact(const PartSide& A, const PartSide& B, const Pose& X, ZqReal margin,
    std::vector<PlacedPoint>& points = pointSpace();
    points.clear();
    Touching(A, B, X, along, travel, margin).collect(points);
-   mergePlaces(points, 1e-8 * size);
+   mergePlaces(points, 1e-4 * size);
    leaveOutSurrounded(points, 1e-7 * size);
    // In an order that hangs on names alone, so that it is the same in the next step.
    std::sort(points.begin(), points.end(),

@@ -41,6 +41,7 @@ struct DepthSpace
    std::vector<PartPair> near;  ///< that come to overlap if anything does
    std::vector<PartPair> pairs;
    std::vector<Candidate> candidates;
+   std::vector<Candidate> needs; ///< what single pairs need along normals of their own
 };
 DepthSpace& depthSpace()
 {
@@ -75,7 +76,7 @@ private:
    void collect(const Pose& Y, std::vector<PartPair>& pairs) const;
    void collectAlong(const Vec3& u, ZqReal length, std::vector<PartPair>& pairs);
    void collectCandidates();
-   void add(const Vec3& u, ZqReal least);
+   void add(std::vector<Candidate>& to, const Vec3& u, ZqReal least) const;
    ZqReal exitOfPair(const PartPair& pair, const Vec3& u, Parting& out);
    bool exitOfPairs(std::vector<PartPair>& pairs, const Vec3& u, Parting& out);
    ZqReal lengthFromOutside(const Vec3& u) const;
@@ -294,22 +295,23 @@ void Overlap::tryAndFollow(const Vec3& u)
    }
 }
 
-void Overlap::add(const Vec3& u, ZqReal least)
+void Overlap::add(std::vector<Candidate>& to, const Vec3& u, ZqReal least) const
 {
-   for (Candidate& c : m_space.candidates)
+   for (Candidate& c : to)
       if (dot(c.u, u) > m_alike)
       {
          if (dot(c.u, u) > 1.0 - 1e-12)
             c.least = std::max(c.least, least);
          return;
       }
-   if (m_space.candidates.size() < 32)
-      m_space.candidates.push_back({u, least});
+   if (to.size() < 32)
+      to.push_back({u, least});
 }
 
 void Overlap::collectCandidates()
 {
    m_space.candidates.clear();
+   m_space.needs.clear();
    const std::size_t step = m_space.first.size() / 24 + 1;
    // Of many pairs those of a curved surface look much the same way: one of each is enough, the rest follows.
    m_alike = m_space.first.size() > 24 ? 0.97 : 1.0 - 1e-12;
@@ -320,24 +322,26 @@ void Overlap::collectCandidates()
       const ZqConvex& b = m_B.part(pair.part2, m_spaceB);
       ZqU32 triangle = 0;
       bool isOfFace = false;
-      const auto addFace = [&](const Vec3& u)
+      const auto addFace = [&](const Vec3& u, bool isOwn)
       {
          // What a plane through the face leaves to clear is what the pair needs at most.
          ZqReal least = extentAlong(a, b, m_X, u);
          Parting exit;
          if (least < m_best.length)
             least = exitOfPair({pair.part1, pair.part2, least}, u, exit);
-         add(u, least);
-         isOfFace = true;
+         add(m_space.candidates, u, least);
+         if (isOwn)
+            add(m_space.needs, u, least);
+         isOfFace = isOfFace || isOwn;
       };
       if (a.isBounded() && b.isBounded())
       {
          if (const ZqTriangles* mesh = m_A.trianglesOf(pair.part1, triangle);
              mesh && mesh->isClosed())
-            addFace(mesh->normal(triangle) * mesh->outward());
+            addFace(mesh->normal(triangle) * mesh->outward(), true);
          if (const ZqTriangles* mesh = m_B.trianglesOf(pair.part2, triangle);
              mesh && mesh->isClosed())
-            addFace(m_X.R * mesh->normal(triangle) * -mesh->outward());
+            addFace(m_X.R * mesh->normal(triangle) * -mesh->outward(), true);
       }
       // What parts the two parts by the least; of a solid's thin triangle it may lead the wrong way.
       if (isOfFace && i % (4 * step) != 0)
@@ -345,16 +349,18 @@ void Overlap::collectCandidates()
       ZqSeparation found;
       distance(a, b, m_X, nullptr, found);
       m_lower = std::max(m_lower, -found.distance - found.error);
-      add(vec3(found.normal), -found.distance);
+      add(m_space.candidates, vec3(found.normal), -found.distance);
+      if (!isOfFace)
+         add(m_space.needs, vec3(found.normal), -found.distance);
       if (isOfFace || m_space.first.size() > 16)
          continue;
       for (int k = 0; k < 6; ++k)
       {
          const ZqReal sign = k < 3 ? 1.0 : -1.0;
          if (a.core == ZqConvex::Core::Box || a.core == ZqConvex::Core::Turned)
-            addFace(a.frame.R.column(k % 3) * sign);
+            addFace(a.frame.R.column(k % 3) * sign, false);
          if (b.core == ZqConvex::Core::Box || b.core == ZqConvex::Core::Turned)
-            addFace(m_X.R * b.frame.R.column(k % 3) * sign);
+            addFace(m_X.R * b.frame.R.column(k % 3) * sign, false);
       }
    }
    if (m_space.first.empty())
@@ -362,24 +368,25 @@ void Overlap::collectCandidates()
       // One is inside the other: out through the nearest place, or along an axis.
       ZqSeparation found;
       nearestParts(m_A, m_B, m_X, found);
-      add(-vec3(found.normal), 0.0);
+      add(m_space.candidates, -vec3(found.normal), 0.0);
       for (int i = 0; i < 3; ++i)
       {
          Vec3 u{0.0, 0.0, 0.0};
          u[i] = 1.0;
-         add(u, 0.0);
-         add(-u, 0.0);
+         add(m_space.candidates, u, 0.0);
+         add(m_space.candidates, -u, 0.0);
       }
    }
-   std::stable_sort(m_space.candidates.begin(), m_space.candidates.end(),
-                    [](const Candidate& p, const Candidate& q) { return p.least < q.least; });
+   for (std::vector<Candidate>* list : {&m_space.candidates, &m_space.needs})
+      std::stable_sort(list->begin(), list->end(),
+                       [](const Candidate& p, const Candidate& q) { return p.least < q.least; });
 }
 
 /// Shapes that are wedged between faces are parted best along none of their normals: by the least translation
 /// that goes far enough along two or three of them.
 void Overlap::tryCombinations()
 {
-   const std::vector<Candidate>& c = m_space.candidates;
+   const std::vector<Candidate>& c = m_space.needs;
    const std::size_t count = std::min<std::size_t>(4, c.size());
    const auto tryTranslation = [&](const Vec3& t)
    {
