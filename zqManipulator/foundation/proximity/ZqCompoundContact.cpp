@@ -249,13 +249,15 @@ void leaveOutSurrounded(std::vector<PlacedPoint>& points, ZqReal tolerance)
       PlacedPoint* point;
    };
    thread_local std::vector<Planar> group;
-   thread_local std::vector<Planar> chain;
+   thread_local std::vector<Planar> hull;
+   const auto turnOf = [](const Planar& a, const Planar& b, const Planar& c)
+   { return (b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x); };
    std::vector<PlacedPoint>::iterator begin = points.begin();
    while (begin != points.end())
    {
       const Vec3 n = begin->normal;
-      const auto end = std::stable_partition(
-         begin, points.end(), [&](const PlacedPoint& p) { return dot(p.normal, n) > 1.0 - 1e-10; });
+      const auto end = std::partition(
+         begin, points.end(), [&](const PlacedPoint& p) { return dot(p.normal, n) > 1.0 - 1e-5; });
       const Mat3 frame = frameAbout(n);
       group.clear();
       PlacedPoint* deepest = &*begin;
@@ -272,29 +274,40 @@ void leaveOutSurrounded(std::vector<PlacedPoint>& points, ZqReal tolerance)
       std::sort(group.begin(), group.end(),
                 [](const Planar& p, const Planar& q)
                 { return p.x < q.x || (p.x == q.x && p.y < q.y); });
-      // Both chains of the convex hull (Andrew 1979); what is on a straight line within the tolerance goes.
+      // Both chains of the convex hull (Andrew 1979).
+      hull.clear();
       for (int side = 0; side < 2; ++side)
       {
-         chain.clear();
+         const std::size_t start = hull.size();
          for (const Planar& p : group)
          {
-            while (chain.size() >= 2)
-            {
-               const Planar& a = chain[chain.size() - 2];
-               const Planar& b = chain.back();
-               const ZqReal length =
-                  std::sqrt((p.x - a.x) * (p.x - a.x) + (p.y - a.y) * (p.y - a.y));
-               const ZqReal turn = (b.x - a.x) * (p.y - a.y) - (b.y - a.y) * (p.x - a.x);
-               if (turn > tolerance * length)
-                  break;
-               chain.pop_back();
-            }
-            chain.push_back(p);
+            while (hull.size() >= start + 2 &&
+                   !(turnOf(hull[hull.size() - 2], hull.back(), p) > 0.0))
+               hull.pop_back();
+            hull.push_back(p);
          }
-         for (const Planar& p : chain)
-            p.point->isKept = true;
+         hull.pop_back(); // the other chain begins with it
          std::reverse(group.begin(), group.end());
       }
+      // What stands out by no more than the tolerance goes.
+      for (std::size_t k = 0, passed = 0; hull.size() > 2 && passed < hull.size();)
+      {
+         const std::size_t n = hull.size();
+         k %= n;
+         const Planar& a = hull[(k + n - 1) % n];
+         const Planar& c = hull[(k + 1) % n];
+         const ZqReal length = std::sqrt((c.x - a.x) * (c.x - a.x) + (c.y - a.y) * (c.y - a.y));
+         if (turnOf(a, hull[k], c) > tolerance * length)
+         {
+            ++k;
+            ++passed;
+            continue;
+         }
+         hull.erase(hull.begin() + static_cast<std::ptrdiff_t>(k));
+         passed = 0;
+      }
+      for (const Planar& p : hull)
+         p.point->isKept = true;
       const bool isDeepest =
          std::all_of(group.begin(), group.end(),
                      [&](const Planar& p) {
@@ -366,7 +379,7 @@ bool contact(const PartSide& A, const PartSide& B, const Pose& X, ZqReal margin,
    points.clear();
    Touching(A, B, X, along, travel, margin).collect(points);
    mergePlaces(points, 1e-4 * size);
-   leaveOutSurrounded(points, 1e-7 * size);
+   leaveOutSurrounded(points, 1e-5 * size);
    // In an order that hangs on names alone, so that it is the same in the next step.
    std::sort(points.begin(), points.end(),
              [](const PlacedPoint& p, const PlacedPoint& q)

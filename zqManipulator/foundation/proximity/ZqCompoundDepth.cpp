@@ -2,6 +2,7 @@
 #include "zqManipulator/foundation/proximity/ZqPartPairs.h"
 
 #include <limits>
+#include <tuple>
 
 // Shapes that overlap, one of which is not convex, are parted along some direction by the least length that
 // clears all pairs of parts. For convex parts that length is exact: a pair is clear once it has left along the
@@ -378,8 +379,11 @@ void Overlap::collectCandidates()
       }
    }
    for (std::vector<Candidate>* list : {&m_space.candidates, &m_space.needs})
-      std::stable_sort(list->begin(), list->end(),
-                       [](const Candidate& p, const Candidate& q) { return p.least < q.least; });
+      std::sort(list->begin(), list->end(),
+                [](const Candidate& p, const Candidate& q) {
+                   return std::tie(p.least, p.u.x, p.u.y, p.u.z) <
+                          std::tie(q.least, q.u.x, q.u.y, q.u.z);
+                });
 }
 
 /// Shapes that are wedged between faces are parted best along none of their normals: by the least translation
