@@ -445,7 +445,7 @@ TEST(UniformSolids, OfLozengesConvergeWithTheirCells)
    };
    EXPECT_NEAR(
       ratio([&](unsigned int n) { return Mass::uniformSolidLozenge(2.0, lozenge, n); }, lozenge),
-      2.0, 0.1);
+      2.0, 0.3);
    EXPECT_NEAR(ratio([&](unsigned int n)
                      { return Mass::uniformSolidTriangularLozenge(2.0, triangle, n); },
                      triangle),
