@@ -15,12 +15,12 @@
 #include "zqManipulator/foundation/geometry/ZqTriangleMesh.h"
 #include "zqManipulator/foundation/geometry/ZqTriangularLozenge.h"
 
+#include <boost/math/quadrature/gauss.hpp>
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <functional>
 #include <memory>
-#include <utility>
 
 namespace
 {
@@ -32,25 +32,18 @@ struct Node
 {
    ZqReal at, weight;
 };
-/// Gauss and Legendre's of [0, 1], by Newton's method.
-std::vector<Node> gaussNodes(int count)
+/// Gauss and Legendre's of [0, 1].
+const std::vector<Node>& gaussNodes()
 {
-   std::vector<Node> nodes;
-   for (int i = 0; i < count; ++i)
+   static const std::vector<Node> nodes = []
    {
-      ZqReal x = std::cos(pi * (i + 0.75) / (count + 0.5));
-      ZqReal slope = 0.0;
-      for (int step = 0; step < 6; ++step)
-      {
-         ZqReal p = x;
-         ZqReal before = 1.0;
-         for (int n = 2; n <= count; ++n)
-            before = std::exchange(p, ((2 * n - 1) * x * p - (n - 1) * before) / n);
-         slope = count * (before - x * p) / (1.0 - x * x);
-         x -= p / slope;
-      }
-      nodes.push_back({0.5 * (1.0 + x), 1.0 / ((1.0 - x * x) * slope * slope)});
-   }
+      using Rule = boost::math::quadrature::gauss<ZqReal, 20>;
+      std::vector<Node> made;
+      for (std::size_t i = 0; i < Rule::abscissa().size(); ++i)
+         for (const ZqReal sign : {-0.5, 0.5})
+            made.push_back({0.5 + sign * Rule::abscissa()[i], 0.5 * Rule::weights()[i]});
+      return made;
+   }();
    return nodes;
 }
 
@@ -106,7 +99,7 @@ struct Surface
    /// differences.
    Mass body(const ZqCoordinateSystemTransformation& X) const
    {
-      static const std::vector<Node> nodes = gaussNodes(20);
+      const std::vector<Node>& nodes = gaussNodes();
       std::vector<std::pair<ZqVector, ZqVector>> elements; // places and areas
       ZqVector middle;
       for (const Patch& patch : patches)
@@ -402,8 +395,8 @@ TEST(UniformSolids, WithoutAShapeAreTheirIntegrals)
    ZqReal area = 0.0;
    ZqReal aboutAxis = 0.0;
    ZqReal along = 0.0;
-   for (const auto& [u, wu] : gaussNodes(12))
-      for (const auto& [v, wv] : gaussNodes(24))
+   for (const auto& [u, wu] : gaussNodes())
+      for (const auto& [v, wv] : gaussNodes())
       {
          const ZqReal x = R + r * u * std::cos(2.0 * pi * v);
          const ZqReal z = r * u * std::sin(2.0 * pi * v);
