@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <regex>
+#include <tuple>
 
 namespace
 {
@@ -330,6 +332,125 @@ TEST_F(Zqsim, FramesThatAreNotFiniteAreANumericalFailure)
    const Json tip = runForJson("frames " + changed("puma560", tooLong), 4)
                        .at("/manipulators/0/frames/6/position"_json_pointer);
    EXPECT_TRUE(tip[0].is_number() && tip[2].is_null()) << tip;
+}
+
+/// The four triangles of a tetrahedron, as a binary STL file that says how many there are.
+std::string binaryStl(std::uint32_t count, const std::string& header = "made by hand")
+{
+   const float corners[4][3] = {{0, 0, 0}, {0.5, 0, 0}, {0, 0.25, 0}, {0, 0, 0.125}};
+   const int triangles[4][3] = {{0, 2, 1}, {0, 1, 3}, {0, 3, 2}, {1, 2, 3}};
+   std::string file = header;
+   file.resize(80);
+   file.append(reinterpret_cast<const char*>(&count), 4);
+   for (const auto& triangle : triangles)
+   {
+      file.append(12, '\0');
+      for (const int corner : triangle)
+         file.append(reinterpret_cast<const char*>(corners[corner]), 12);
+      file.append(2, '\0');
+   }
+   return file;
+}
+
+/// A point in the frame of a shape that is drawn, in the system.
+std::array<double, 3> inSystem(const Json& shape, const Json& point)
+{
+   const auto cross = [](const std::array<double, 3>& a, const std::array<double, 3>& b)
+   {
+      return std::array{a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2],
+                        a[0] * b[1] - a[1] * b[0]};
+   };
+   const auto p = point.get<std::array<double, 3>>();
+   const auto t = shape.at("position").get<std::array<double, 3>>();
+   const auto q = shape.at("orientation").get<std::array<double, 4>>();
+   const std::array u{q[1], q[2], q[3]};
+   const auto c = cross(u, p);
+   const auto d = cross(u, c);
+   std::array<double, 3> result{};
+   for (std::size_t i = 0; i < 3; ++i)
+      result[i] = t[i] + p[i] + 2.0 * (q[0] * c[i] + d[i]);
+   return result;
+}
+
+TEST_F(Zqsim, MeshesOfFilesBecomeShapes)
+{
+   std::vector<double> ofMesh;
+   if (run("convert x.xml y.xml --mesh a=b").err.find("without Assimp") != std::string::npos)
+      GTEST_SKIP() << "built without Assimp";
+   std::string text = "solid t\n", wavefront = "v 0 0 0\nv 0.5 0 0\nv 0 0.25 0\nv 0 0 0.125\n";
+   for (const char* const triangle : {"0 0 0/0 0.25 0/0.5 0 0", "0 0 0/0.5 0 0/0 0 0.125",
+                                      "0 0 0/0 0 0.125/0 0.25 0", "0.5 0 0/0 0.25 0/0 0 0.125"})
+      text += "facet normal 0 0 0\nouter loop\nvertex " +
+              std::regex_replace(std::string(triangle), std::regex("/"), "\nvertex ") +
+              "\nendloop\nendfacet\n";
+   text += "endsolid t\n";
+   wavefront += "f 1 3 2\nf 1 2 4\nf 1 4 3\nf 2 3 4\n";
+   const std::string puma = model("puma560"), out = scratch("out.xml");
+   const auto write = [&](const std::string& name, const std::string& content)
+   {
+      std::ofstream(scratch(name), std::ios::binary) << content;
+      return scratch(name);
+   };
+   for (const auto& [name, content] : {std::pair<std::string, std::string>{"a.stl", binaryStl(4)},
+                                       {"b.STL", binaryStl(4, "solid")},
+                                       {"c.stl", text},
+                                       {"d.obj", wavefront}})
+      for (const std::string as : {"mesh", "hull"})
+      {
+         SCOPED_TRACE(name + as);
+         const Result made = run("convert " + puma + " -o " + out +
+                                 " --mesh forearm=" + write(name, content) + " --mesh-as " + as);
+         EXPECT_EQ(made.code, 0) << made.err;
+         const std::string type = as == "mesh" ? "triangleMesh" : "convexHull";
+         const Json info = runForJson("info " + out);
+         EXPECT_EQ(info.at("shapes"), (Json{{type, 1}}));
+         for (const Json& link : info.at("/manipulators/0/links"_json_pointer))
+            EXPECT_EQ(link.at("shapes").size(), link.at("label") == "forearm" ? 1U : 0U);
+         EXPECT_NE(run("info " + out).out.find("forearm  " + type), std::string::npos);
+         for (const Json& link :
+              runForJson("frames " + out).at("/manipulators/0/frames"_json_pointer))
+            for (const Json& shape : link.at("shapes"))
+            {
+               EXPECT_EQ(shape.at("vertices").size(), 4U);
+               EXPECT_EQ(shape.at(as == "mesh" ? "triangles" : "faces").size(), 4U);
+               // In the system both stand in the same place.
+               std::vector<double> sum(3);
+               for (const Json& vertex : shape.at("vertices"))
+                  for (int i = 0; i < 3; ++i)
+                     sum[i] += inSystem(shape, vertex)[i];
+               if (as == "mesh")
+                  ofMesh = sum;
+               for (int i = 0; i < 3; ++i)
+                  EXPECT_NEAR(sum[i], ofMesh[i], 1e-6) << shape;
+            }
+         EXPECT_EQ(run("convert " + out + " -").out, contentOf(out));
+      }
+   const std::string whole = binaryStl(4);
+   for (const auto& [argument, code, message] :
+        {std::tuple<std::string, int, std::string>{"forearm", 2, "LINK=FILE"},
+         {"nobody=" + write("a.stl", whole), 2, "no link \"nobody\""},
+         {"forearm=" + scratch("missing.stl"), 3, "cannot be opened"},
+         {"forearm=" + scratch(""), 3, ".stl and .obj"},
+         {"forearm=" + write("a.ply", whole), 3, ".stl and .obj"},
+         {"forearm=" + write("cut.stl", whole.substr(0, whole.size() - 1)), 3, "4 triangles"},
+         {"forearm=" + write("more.stl", binaryStl(5)), 3, "5 triangles"},
+         {"forearm=" + write("less.stl", binaryStl(3)), 3, "3 triangles"},
+         {"forearm=" + write("huge.stl", binaryStl(0xFFFFFFFF)), 3, "4294967295 triangles"},
+         {"forearm=" + write("short.stl", whole.substr(0, 83)), 3, "cut short"},
+         {"forearm=" + write("text.stl", text.substr(0, 200)), 3, "cut short"},
+         {"forearm=" + write("none.stl", ""), 3, "cut short"},
+         {"forearm=" + write("none.obj", ""), 3, "none.obj"},
+         {"forearm=" + write("bad.obj", "v 0 0 0\nf 1 2 99\n"), 3, "bad.obj"},
+         {"forearm=" + write("flat.obj", "v 0 0 0\nv 1 0 0\nv 2 0 0\nf 1 2 3\n"), 3,
+          "no triangle"}})
+   {
+      SCOPED_TRACE(argument);
+      const Result result =
+         run("convert " + puma + " --out " + scratch("no.xml") + " --mesh " + argument);
+      EXPECT_EQ(result.code, code) << result.err;
+      EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
+      EXPECT_FALSE(std::filesystem::exists(scratch("no.xml")));
+   }
 }
 
 TEST_F(Zqsim, TheReadmeShowsWhatIsPrinted)
