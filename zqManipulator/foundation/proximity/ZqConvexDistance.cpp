@@ -14,13 +14,19 @@ bool areBoxes(const CorePair& pair) noexcept
    return pair.A.core == ZqConvex::Core::Box && pair.B.core == ZqConvex::Core::Box;
 }
 
-/// How far a point of B's core may have moved in the frame of A's since it stood at X.
-ZqReal motionSince(const CorePair& pair, const Pose& X) noexcept
+/// How far B's core has moved in the frame of A's since it stood at X, and how far its points by turning.
+struct CoreMotion
 {
-   const Pose& Y = pair.X;
-   const ZqReal turn2 = norm2(Y.R.c0 - X.R.c0) + norm2(Y.R.c1 - X.R.c1) + norm2(Y.R.c2 - X.R.c2);
-   return norm(Y.t - X.t) + std::sqrt(turn2) * pair.B.reach;
-}
+   ZqReal slide, turn;
+
+   CoreMotion(const CorePair& pair, const Pose& X) noexcept
+      : slide(norm(pair.X.t - X.t)),
+        turn(std::sqrt(norm2(pair.X.R.c0 - X.R.c0) + norm2(pair.X.R.c1 - X.R.c1) +
+                       norm2(pair.X.R.c2 - X.R.c2)) *
+             pair.B.reach)
+   {
+   }
+};
 
 /// The points of an overlap, centred on their middle, so that they are as far apart as told. On curved cores they come a
 /// little aside of the normal.
@@ -53,13 +59,13 @@ void rememberOverlap(const CorePair& pair, const Penetration& penetration,
    }
 }
 
-/// An overlap that moved a little: the normal follows its features. The last full solution, less the motion since then,
-/// bounds what another direction could save. False if that bound has grown loose, or the features have changed too
-/// much.
+/// An overlap that moved a little: the normal follows its features. False if the last full solution no longer proves that
+/// no other direction needs less, or if the features have changed too much.
 bool followOverlap(CorePair& pair, ZqPairCache& cache, CoreAnswer& out) noexcept
 {
-   const ZqReal motion = motionSince(pair, cache.pose);
-   if (!(motion <= cache.reliable))
+   const CoreMotion motion(pair, cache.pose);
+   if (!(motion.slide * cache.reliableTurn + 2.0 * motion.turn * cache.reliableSlide <=
+         cache.reliableSlide * cache.reliableTurn))
       return false;
    Penetration now;
    now.n = cache.normal;
@@ -68,7 +74,7 @@ bool followOverlap(CorePair& pair, ZqPairCache& cache, CoreAnswer& out) noexcept
    Vec3 a, b;
    if (!isLeast || !(now.depth > 0.0) || !now.points(a, b))
       return false;
-   now.lower = std::clamp(cache.lower - motion, 0.0, now.depth);
+   now.lower = std::clamp(cache.lower - motion.slide - motion.turn, 0.0, now.depth);
    answerOverlap(now.n, now.depth, now.lower, a, b, out);
    rememberOverlap(pair, now, cache);
    return true;
@@ -132,7 +138,8 @@ void solveOverlap(CorePair& pair, const Simplex& simplex, ZqPairCache* cache, bo
    out.iterations += penetration.supports;
    rememberOverlap(pair, penetration, kept);
    kept.lower = penetration.lower;
-   kept.reliable = penetration.reliable;
+   kept.reliableSlide = penetration.reliableSlide;
+   kept.reliableTurn = penetration.reliableTurn;
    kept.pose = pair.X;
 }
 } // namespace

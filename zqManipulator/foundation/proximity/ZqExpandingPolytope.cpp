@@ -156,18 +156,21 @@ struct Expansion
       }
    }
 
-   /// What the faces prove. A motion changes the heights of two directions unevenly by no more than itself times their
-   /// difference.
+   /// What the faces prove. A slide changes the heights of two directions unevenly by no more than itself times their
+   /// difference, a turn by no more than it moves points on either side.
    void prove() noexcept
    {
       best.lower = best.depth;
-      best.reliable = size;
+      best.reliableSlide = best.reliableTurn = size;
       for (int k = 0; k < hull.faceCount; ++k)
       {
          best.lower = std::min(best.lower, hull.offset[k]);
-         if (hull.offset[k] < std::numeric_limits<ZqReal>::infinity() && isAside(k))
-            best.reliable = std::min(best.reliable, (hull.offset[k] - best.depth) /
-                                                       norm(hull.face[k].normal - best.n));
+         if (!(hull.offset[k] < hull.gone) || !isAside(k))
+            continue;
+         const ZqReal higher = std::max(0.0, hull.offset[k] - best.depth);
+         best.reliableTurn = std::min(best.reliableTurn, higher);
+         best.reliableSlide =
+            std::min(best.reliableSlide, higher / norm(hull.face[k].normal - best.n));
       }
    }
 
@@ -270,7 +273,10 @@ Penetration penetrate(CorePair& pair, const Simplex* first) noexcept
       }
       // Where no least was found by its features, by the polytope alone.
       if (best.simplex.count == 0)
+      {
          expansion.grow(0.0, false, best.supports + lastSupports);
+         refineDepth(pair, best);
+      }
       expansion.prove();
    }
    else
