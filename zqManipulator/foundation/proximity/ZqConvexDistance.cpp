@@ -14,19 +14,13 @@ bool areBoxes(const CorePair& pair) noexcept
    return pair.A.core == ZqConvex::Core::Box && pair.B.core == ZqConvex::Core::Box;
 }
 
-/// How far B's core has moved in the frame of A's since it stood at X, and how far its points by turning.
-struct CoreMotion
+/// A bound of how differently two points of B's core may have moved in the frame of A's since it stood at X.
+ZqReal motionSince(const CorePair& pair, const Pose& X) noexcept
 {
-   ZqReal slide, turn;
-
-   CoreMotion(const CorePair& pair, const Pose& X) noexcept
-      : slide(norm(pair.X.t - X.t)),
-        turn(std::sqrt(norm2(pair.X.R.c0 - X.R.c0) + norm2(pair.X.R.c1 - X.R.c1) +
-                       norm2(pair.X.R.c2 - X.R.c2)) *
-             pair.B.reach)
-   {
-   }
-};
+   const Mat3& R = pair.X.R;
+   const ZqReal turn2 = norm2(R.c0 - X.R.c0) + norm2(R.c1 - X.R.c1) + norm2(R.c2 - X.R.c2);
+   return norm(pair.X.t - X.t) + 2.0 * std::sqrt(turn2) * pair.B.reach;
+}
 
 /// The points of an overlap, centred on their middle, so that they are as far apart as told. On curved cores they come a
 /// little aside of the normal.
@@ -63,9 +57,8 @@ void rememberOverlap(const CorePair& pair, const Penetration& penetration,
 /// no other direction needs less, or if the features have changed too much.
 bool followOverlap(CorePair& pair, ZqPairCache& cache, CoreAnswer& out) noexcept
 {
-   const CoreMotion motion(pair, cache.pose);
-   if (!(motion.slide * cache.reliableTurn + 2.0 * motion.turn * cache.reliableSlide <=
-         cache.reliableSlide * cache.reliableTurn))
+   const ZqReal motion = motionSince(pair, cache.pose);
+   if (!(motion <= cache.reliable))
       return false;
    Penetration now;
    now.n = cache.normal;
@@ -74,7 +67,7 @@ bool followOverlap(CorePair& pair, ZqPairCache& cache, CoreAnswer& out) noexcept
    Vec3 a, b;
    if (!isLeast || !(now.depth > 0.0) || !now.points(a, b))
       return false;
-   now.lower = std::clamp(cache.lower - motion.slide - motion.turn, 0.0, now.depth);
+   now.lower = std::clamp(cache.lower - motion, 0.0, now.depth);
    answerOverlap(now.n, now.depth, now.lower, a, b, out);
    rememberOverlap(pair, now, cache);
    return true;
@@ -138,8 +131,7 @@ void solveOverlap(CorePair& pair, const Simplex& simplex, ZqPairCache* cache, bo
    out.iterations += penetration.supports;
    rememberOverlap(pair, penetration, kept);
    kept.lower = penetration.lower;
-   kept.reliableSlide = penetration.reliableSlide;
-   kept.reliableTurn = penetration.reliableTurn;
+   kept.reliable = penetration.reliable;
    kept.pose = pair.X;
 }
 } // namespace

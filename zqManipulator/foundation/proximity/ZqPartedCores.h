@@ -11,10 +11,8 @@ namespace zqConvex
 struct Penetration
 {
    ZqReal depth = std::numeric_limits<ZqReal>::infinity();
-   ZqReal lower = 0.0; ///< not above the true depth
-   /// Motions until another direction, not near n, may need less: as in `ZqPairCache`.
-   ZqReal reliableSlide = 0.0;
-   ZqReal reliableTurn = 0.0;
+   ZqReal lower = 0.0;    ///< not above the true depth
+   ZqReal reliable = 0.0; ///< motion until another direction, not near n, may need less
    Vec3 n{0.0, 0.0, 1.0};
    int supports = 0;
    Simplex simplex; ///< the features that balance at the depth, if they are known

@@ -63,12 +63,10 @@ struct ZqPairCache
    /// after any motion.
    zqConvex::Vec3 a[4], b[4];
    /// Of an overlap: the normal in the first core's frame, and the last proof that no direction needs less: the
-   /// depth was `lower` at least when the second core stood at `pose` in the first one's frame. A direction that is not
-   /// near the normal may need less only after a slide of `reliableSlide`, or a turn that moves points by half of
-   /// `reliableTurn`.
+   /// depth was `lower` at least when the second core stood at `pose` in the first one's frame, and it takes a motion of
+   /// more than `reliable` from there until one that is not near the normal may need less.
    zqConvex::Vec3 normal;
    ZqReal lower = 0.0;
-   ZqReal reliableSlide = 0.0;
-   ZqReal reliableTurn = 0.0;
+   ZqReal reliable = 0.0;
    zqConvex::Pose pose;
 };
