@@ -105,25 +105,14 @@ void answerApart(const CorePair& pair, const GjkResult& result, CoreAnswer& out)
    out.along = length > 1e-12 * pair.size() ? line * (1.0 / length) : out.n;
 }
 
-Penetration depthOf(CorePair& pair, const Simplex& simplex) noexcept
+/// Answers an overlap and keeps it.
+void answerPenetration(CorePair& pair, Penetration& penetration, ZqPairCache* cache, bool points,
+                       CoreAnswer& out) noexcept
 {
-   if (!areBoxes(pair))
-      return penetrate(pair, &simplex);
-   Penetration result;
-   result.depth = result.lower = std::max(0.0, -separatingAxis(pair, result.n));
-   return result;
-}
-
-void solveOverlap(CorePair& pair, const Simplex& simplex, ZqPairCache* cache, bool points,
-                  CoreAnswer& out) noexcept
-{
-   Penetration penetration = depthOf(pair, simplex);
    Vec3 a{0.0, 0.0, 0.0};
    Vec3 b = a;
    ZqPairCache none;
    ZqPairCache& kept = cache ? *cache : none;
-   kept.count = 0;
-   kept.overlapped = false;
    if ((points || cache) && !penetration.points(a, b))
       deepestPoints(pair, penetration.n, penetration.depth, partingMargin * pair.size(), a, b,
                     penetration.supports, &kept);
@@ -134,6 +123,26 @@ void solveOverlap(CorePair& pair, const Simplex& simplex, ZqPairCache* cache, bo
    kept.reliable = penetration.reliable;
    kept.pose = pair.X;
 }
+
+/// Boxes overlap where no axis parts them; else the best axis is where to begin.
+bool overlappingBoxes(CorePair& pair, ZqPairCache* cache, bool points, Vec3& axis,
+                      CoreAnswer& out) noexcept
+{
+   const ZqReal separation = separatingAxis(pair, axis);
+   if (separation > 0.0)
+   {
+      if (cache && cache->overlapped)
+         cache->count = 0; // the axis is better than what is left of an overlap
+      return false;
+   }
+   if (cache && !cache->overlapped)
+      cache->count = 0;
+   Penetration penetration;
+   penetration.n = axis;
+   penetration.depth = penetration.lower = -separation;
+   answerPenetration(pair, penetration, cache, points, out);
+   return true;
+}
 } // namespace
 
 void coreDistance(CorePair& pair, ZqPairCache* cache, CoreAnswer& out, bool points) noexcept
@@ -141,22 +150,31 @@ void coreDistance(CorePair& pair, ZqPairCache* cache, CoreAnswer& out, bool poin
    if (closedForm(pair, out))
       return;
    out.iterations = 0;
-   if (cache && cache->overlapped && !areBoxes(pair))
+   GjkOptions options;
+   if (cache && cache->overlapped && cache->count > 0)
    {
       pair.atA = cache->atA;
       pair.atB = cache->atB;
-      if (followOverlap(pair, *cache, out))
+      if (areBoxes(pair) ? overlappingBoxes(pair, cache, points, options.start, out)
+                         : followOverlap(pair, *cache, out))
          return;
    }
    GjkResult result;
-   gjk(pair, cache, {}, result);
+   gjk(pair, cache, options, result);
    settle(pair, result);
    out.iterations += result.iterations;
-   if (result.overlaps)
-      return solveOverlap(pair, result.simplex, cache, points, out);
+   if (!result.overlaps)
+   {
+      if (cache)
+         remember(pair, result, *cache);
+      return answerApart(pair, result, out);
+   }
+   if (areBoxes(pair) && overlappingBoxes(pair, cache, points, options.start, out))
+      return;
    if (cache)
-      remember(pair, result, *cache);
-   answerApart(pair, result, out);
+      cache->count = 0;
+   Penetration penetration = penetrate(pair, &result.simplex);
+   answerPenetration(pair, penetration, cache, points, out);
 }
 
 void distance(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqPairCache* cache,

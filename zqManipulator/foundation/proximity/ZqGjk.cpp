@@ -44,10 +44,10 @@ struct GjkIteration
       }
       else
       {
-         const Vec3& t = pair.X.t;
+         const Vec3& d = options.start == Vec3{0.0, 0.0, 0.0} ? pair.X.t : options.start;
          S.count = 1;
          Vec3 a, b;
-         pair.support(largest(t) > 0.0 ? t : Vec3{1.0, 0.0, 0.0}, a, b);
+         pair.support(largest(d) > 0.0 ? d : Vec3{1.0, 0.0, 0.0}, a, b);
          S.set(0, a, b);
       }
       for (int i = 0; i < S.count; ++i)
