@@ -186,9 +186,10 @@ struct GjkIteration
             return;
          if (isBlunted(a - b))
             continue;
+                  const bool isNear = squared - dot(v, a - b) < 1.0 * squared;
          if (!add(a, b))
             return;
-         if (isCurved && out.iterations > sharpensAfter)
+         if (isCurved && out.iterations > sharpensAfter && isNear)
             sharpen();
       }
    }
