@@ -276,7 +276,7 @@ struct Balance
       return dot(sum, sum) <= most * most && spread <= most;
    }
 
-   bool run(bool isPatient) noexcept
+   Approach run(bool isPatient) noexcept
    {
       ZqReal last = 1.0;
       const int mostSteps = isPatient ? 12 : 3;
@@ -284,27 +284,29 @@ struct Balance
       {
          Tangent y;
          if (!look())
-            return false;
+            return Approach::None;
          dropMiddle();
          if (!weigh() || !step(y))
-            return false;
+            return Approach::None;
          const ZqReal move2 = dot(y, y);
          if (!(move2 < 0.5))
          {
             if (!isPatient)
-               return false;
+               return Approach::None;
             const ZqReal shorter = 0.5 / std::sqrt(move2);
             y = {y.e * shorter, y.f * shorter};
          }
          // Steps that no longer shrink are rounding, if the rest is.
          if (k > 0 && !(move2 < last) && isBalanced(1e-14))
-            return true;
+            return Approach::Balanced;
          n = unit(n + e * y.e + f * y.f);
          if (move2 <= 1e-15)
-            return look() && weigh();
+            return look() && weigh() ? Approach::Balanced : Approach::None;
          last = 0.25 * move2;
       }
-      return look() && weigh() && (!isPatient || isBalanced(1e-12));
+      if (!look() || !weigh())
+         return Approach::None;
+      return isPatient && isBalanced(1e-12) ? Approach::Balanced : Approach::Nearer;
    }
 };
 
@@ -316,30 +318,52 @@ bool isNear(const Patch& patch, const Vec3& point, const Vec3& d) noexcept
    const ZqReal along = point.x * d.x + point.y * d.y;
    return along > 0.0 && along * along >= 0.64 * patch.p.x * patch.p.x * (d.x * d.x + d.y * d.y);
 }
-} // namespace
 
-bool balance(const CorePair& pair, Simplex& S, Vec3& n, bool isPatient) noexcept
+bool findFeatures(const Simplex& S, const Vec3& n, Balance& state) noexcept
 {
-   Balance state(pair, n);
-   const Vec3 nB = -turnBack(pair.X.R, n);
+   const Pose& X = state.pair.X;
+   const Vec3 nB = -turnBack(X.R, n);
    for (int i = 0; i < S.count; ++i)
    {
-      const Vec3 b = inverseTimes(pair.X, S.b[i]);
-      const Patch onA(pair.A, S.a[i]);
-      const Patch onB(pair.B, b);
+      const Vec3 b = inverseTimes(X, S.b[i]);
+      const Patch onA(state.pair.A, S.a[i]);
+      const Patch onB(state.pair.B, b);
       if (!isNear(onA, S.a[i], n) || !isNear(onB, b, nB) || !state.addFeature(onA, onB))
          return false;
    }
-   if (!state.run(isPatient))
-      return false;
+   return true;
+}
+
+void takeFeatures(const Balance& state, Simplex& S, Vec3& n) noexcept
+{
    n = state.n;
    S.count = state.count;
    for (int i = 0; i < S.count; ++i)
    {
-      S.set(i, state.a[i], pair.X * state.b[i]);
+      S.set(i, state.a[i], state.pair.X * state.b[i]);
       S.weight[i] = state.weight[i];
    }
+}
+} // namespace
+
+bool balance(const CorePair& pair, Simplex& S, Vec3& n) noexcept
+{
+   Balance state(pair, n);
+   if (!findFeatures(S, n, state) || state.run(true) != Approach::Balanced)
+      return false;
+   takeFeatures(state, S, n);
    return true;
+}
+
+Approach approachBalance(const CorePair& pair, Simplex& S, Vec3& n) noexcept
+{
+   Balance state(pair, n);
+   if (!findFeatures(S, n, state))
+      return Approach::None;
+   const Approach result = state.run(false);
+   if (result != Approach::None)
+      takeFeatures(state, S, n);
+   return result;
 }
 
 void exchange(Simplex& S, const Vec3& n, const Vec3& a, const Vec3& b) noexcept
