@@ -150,7 +150,7 @@ TEST_P(BroadPhase, PairsAreThoseOfAllPairsInTheirOrder)
    ASSERT_TRUE(processor.setBoxes(boxes));
    EXPECT_EQ(processor.intervalCount(), boxes.size());
    std::vector<unsigned> moved;
-   const int steps = boxes.size() > 500 ? 60 : 600;
+   const int steps = boxes.size() > 500 ? 50 : 500;
    for (int step = 0; step < steps; ++step)
    {
       ASSERT_EQ(processor.overlaps(), allPairs(boxes)) << "step " << step;
@@ -268,7 +268,7 @@ TEST_P(BroadPhase, NearestItemsAreThoseOfAllItems)
 {
    RandomScene scene(GetParam(), 74);
    zqTest::RandomValues random(75);
-   for (int round = 0; round < 12; ++round)
+   for (int round = 0; round < 6; ++round)
    {
       Points A(scene, random);
       Points B(scene, random);

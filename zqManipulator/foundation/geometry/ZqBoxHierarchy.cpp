@@ -273,6 +273,18 @@ void BoxHierarchy::setBox(int item, const AlignedBox& box) noexcept
    }
 }
 
+bool BoxHierarchy::isNear(int item, const AlignedBox& box) const noexcept
+{
+   const int parent = m_parents[m_leaves[item]];
+   if (parent < 0)
+      return true;
+   AlignedBox around = exact(m_nodes[parent]);
+   const ZqReal size = largest(around.upper - around.lower);
+   around.lower += Vec3{-size, -size, -size};
+   around.upper += Vec3{size, size, size};
+   return !around.isEmpty() && zqConvex::overlap(around, box);
+}
+
 AlignedBox BoxHierarchy::bounds() const noexcept
 {
    return m_nodes.empty() ? AlignedBox::empty() : exact(m_nodes.front());

@@ -74,7 +74,10 @@ public:
    void refit(std::span<const AlignedBox> boxes) noexcept;
    /// A new box for one item of the same tree, in time of the order of its depth.
    void setBox(int item, const AlignedBox& box) noexcept;
-   /// The same for many items: the tree does not hold their boxes until it is refitted as a whole.
+   /// Whether a box is no further from the place of an item in the tree than the node above it is large: there,
+   /// the item does not make the tree much looser.
+   bool isNear(int item, const AlignedBox& box) const noexcept;
+   /// As `setBox`, for many items: the tree does not hold their boxes until it is refitted as a whole.
    void setLeaf(int item, const AlignedBox& box) noexcept;
    void refit() noexcept;
    int size() const noexcept { return static_cast<int>(m_leaves.size()); }

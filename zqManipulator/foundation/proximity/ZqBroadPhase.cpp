@@ -130,11 +130,11 @@ void BroadPhase::amend()
 {
    for (const Leaver& leaver : m_leavers)
       place(leaver.id);
-   for (const Leaver& leaver : m_leavers)
-      findCandidates(leaver.id);
-   // Searching those apart costs as much by then as building has cost.
+   // With so many apart, to search them costs more than to build.
    if (m_tree.isLoose() || m_jumped * m_jumped > 16 * m_boxes.size())
       buildTree();
+   for (const Leaver& leaver : m_leavers)
+      findCandidates(leaver.id);
 }
 
 void BroadPhase::place(unsigned id)
@@ -143,7 +143,7 @@ void BroadPhase::place(unsigned id)
    const AlignedBox& large = m_large[id];
    const bool isUnbounded = large.isEmpty() && !m_boxes[id].isEmpty();
    if (m_place[id] == Place::InTree && !isUnbounded &&
-       (large.isEmpty() || overlap(large, m_tree.box(item))))
+       (large.isEmpty() || m_tree.isNear(item, large)))
    {
       m_tree.setBox(item, large);
       return;
