@@ -68,6 +68,7 @@ struct Slices
    int axis = 0;
    float start = 0.0F;
    float extent = 0.0F;
+   float scale = 0.0F; ///< to slices
 
    explicit Slices(std::span<const Reference> references) noexcept
    {
@@ -86,12 +87,12 @@ struct Slices
             start = lower[k];
             extent = upper[k] - lower[k];
          }
+      scale = binCount / extent;
    }
    /// The last one when the extent is too small to divide by.
    int operator()(const Reference& r) const noexcept
    {
       constexpr float last = binCount - 1;
-      const float scale = binCount / extent;
       return static_cast<int>(std::min(last, (r.center[axis] - start) * scale));
    }
 };

@@ -130,8 +130,9 @@ void BroadPhase::amend()
 {
    for (const Leaver& leaver : m_leavers)
       place(leaver.id);
-   // With so many apart, to search them costs more than to build.
-   if (m_tree.isLoose() || m_jumped * m_jumped > 16 * m_boxes.size())
+   // Searching those apart has cost as much by then as building does.
+   m_searched += m_leavers.size() * m_jumped;
+   if (m_tree.isLoose() || m_searched > 64 * m_boxes.size())
       buildTree();
    for (const Leaver& leaver : m_leavers)
       findCandidates(leaver.id);
@@ -164,6 +165,7 @@ void BroadPhase::buildTree()
                     return hasJumped;
                  });
    m_jumped = 0;
+   m_searched = 0;
    m_tree.build(m_large, m_references);
 }
 

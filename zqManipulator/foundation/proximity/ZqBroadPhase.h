@@ -101,6 +101,7 @@ private:
    std::vector<Leaver> m_leavers;
    std::vector<unsigned> m_apart; ///< ids of boxes that are not in the tree
    std::size_t m_jumped = 0;      ///< of those
+   std::size_t m_searched = 0;    ///< of jumped ones by leavers, since the tree was built
    BoxHierarchy m_tree;
    PairGraph m_candidates;
    std::vector<Pair> m_overlaps; ///< sorted
