@@ -65,8 +65,9 @@ public:
       const ZqReal small = std::min(pair.A.size, pair.B.size);
       const ZqReal large = std::max(pair.A.size, pair.B.size);
       const bool isPlane = !pair.A.isBounded();
-      m_rounding = 1e-9 * (isPlane ? large : small) + 1e-13 * large;
-      m_tolerance = 1e-6 * (isPlane ? large : small) + 1e-12 * large;
+      const ZqReal least = isPlane ? large : small;
+      m_rounding = (pair.A.isCurved() || pair.B.isCurved() ? 1e-6 : 1e-9) * least + 1e-13 * large;
+      m_tolerance = 1e-6 * least + 1e-12 * large;
       const Vec3& n = answer.n;
       Vec3 normal = {0.0, 0.0, 1.0};
       m_origin = {0.0, 0.0, 0.0};
@@ -115,6 +116,7 @@ private:
    void cutRimByRim() noexcept;
    void sortAround() noexcept;
    void joinDoubles() noexcept;
+   void takeTinyForPoint() noexcept;
    std::uint64_t nameOf(const Corner& c) const noexcept;
 
    Corner project(const Vec3& p) const noexcept
@@ -192,7 +194,8 @@ private:
    const SupportingFace* m_reference; ///< null: a plane without border
    const SupportingFace& m_other;
    const bool m_isReferenceA;
-   ZqReal m_rounding;  ///< within which places are one
+   ZqReal
+      m_rounding; ///< within which places are one: what the error of a normal on curved cores makes of them
    ZqReal m_tolerance; ///< within which depths are one
    Vec3 m_origin, m_e1, m_e2;
    Vec3 m_g1, m_g2; ///< coordinates in the plane of what is projected along the normal
@@ -259,16 +262,15 @@ void Patch::cutByEdge(int edge) noexcept
       }
       if (isIn == isNextIn || std::abs(height[isIn ? i : j]) <= cut.within)
          continue;
-      if (p.side >= 0)
-      {
-         add(crossing(between(p, m_loaded[j], height[i] / (height[i] - height[j])), p.side, edge,
-                      side));
-         continue;
-      }
-      // Two sides of the reference meet in its corner.
+      // Two sides of the reference meet in its corner, if they are neighbours; if not, in a place that a later
+      // side cuts off.
       const int before = ~p.side;
       const int corner = (edge + 1) % sides == before ? before : edge;
-      add(referenceCorner(flat(corner), corner, side));
+      const bool isCorner = corner == before || (before + 1) % sides == edge;
+      const Place place = p.side < 0 && isCorner
+                             ? flat(corner)
+                             : between(p, m_loaded[j], height[i] / (height[i] - height[j]));
+      add(p.side < 0 ? referenceCorner(place, corner, side) : crossing(place, p.side, edge, side));
    }
 }
 
@@ -607,14 +609,45 @@ bool Patch::measure(ZqReal reach) noexcept
       m_corner[n++] = c;
    }
    m_count = n;
+   takeTinyForPoint();
    return n > 0 && least <= m_answer.distance + m_tolerance;
 }
 
+// A patch so small that the error of a normal makes it is one point: the deepest corner.
+void Patch::takeTinyForPoint() noexcept
+{
+   int deepest = 0;
+   for (int i = 1; i < m_count; ++i)
+   {
+      const ZqReal apart =
+         std::abs(m_corner[i].x - m_corner[0].x) + std::abs(m_corner[i].y - m_corner[0].y);
+      if (!(apart <= 10.0 * m_tolerance))
+         return;
+      deepest = m_corner[i].gap < m_corner[deepest].gap ? i : deepest;
+   }
+   if (m_count > 1)
+   {
+      m_corner[0] = m_corner[deepest];
+      m_count = 1;
+   }
+}
+
+// A corner that is there already, but for the error of the normal, is put at the place and keeps its name.
 void Patch::addDeepest() noexcept
 {
    Corner deepest = project(m_isReferenceA ? m_answer.a : m_answer.b);
    deepest.gap = m_answer.distance;
    deepest.meeting = Meeting::Deepest;
+   for (int i = 0; i < m_count; ++i)
+   {
+      Corner& c = m_corner[i];
+      if (std::abs(c.x - deepest.x) + std::abs(c.y - deepest.y) > 100.0 * m_tolerance ||
+          c.gap - deepest.gap > 10.0 * m_tolerance)
+         continue;
+      deepest.name = c.name;
+      c = deepest;
+      return;
+   }
    deepest.name = nameOf(deepest);
    add(deepest);
    sortAround();

@@ -169,61 +169,66 @@ void faceOfTriangle(const ZqConvex& C, const Vec3& d, SupportingFace& face) noex
    setEdge(face, d, c[k], k, c[other], other);
 }
 
+void faceOfPolygon(const ZqHull& H, int f, SupportingFace& face) noexcept
+{
+   const ZqHull::Face& F = H.faces[f];
+   const int step = (F.cornerCount + SupportingFace::capacity - 1) / SupportingFace::capacity;
+   face.count = 0;
+   face.normal = F.normal;
+   face.axis = perpendicular(F.normal);
+   for (int i = 0; i < F.cornerCount; i += step)
+   {
+      const int vertex = H.corners[F.firstCorner + i];
+      face.vertex[face.count] = vertex;
+      face.corner[face.count++] = H.vertices[vertex];
+   }
+}
+
+/// The neighbour of the furthest vertex that is least behind it, seen from there, and how far the edge leans.
+int neighbourAlong(const ZqHull& H, const Vec3& d, int at, ZqReal& lean2) noexcept
+{
+   int other = -1;
+   lean2 = 1.0;
+   for (int i = H.firstNeighbour[at]; i < H.firstNeighbour[at + 1]; ++i)
+   {
+      const Vec3 e = H.vertices[H.neighbours[i]] - H.vertices[at];
+      const ZqReal l = dot(e, d);
+      if (l * l < lean2 * norm2(e))
+      {
+         lean2 = l * l / norm2(e);
+         other = H.neighbours[i];
+      }
+   }
+   return other;
+}
+
+// Where an edge is furthest, of its two faces: the deepest place is on both of them, and on no other one.
 void faceOfHull(const ZqHull& H, const Vec3& d, int& at, SupportingFace& face) noexcept
 {
+   constexpr ZqReal level = 1e-5;
    H.support(d, at);
+   ZqReal lean2 = 1.0;
+   const int other = neighbourAlong(H, d, at, lean2);
+   const bool isEdge = other >= 0 && lean2 <= level * level;
    int pick = -1;
    ZqReal best = facing;
-   const auto look = [&](int f)
+   for (int i = H.firstFace[at]; i < H.firstFace[at + 1]; ++i)
    {
-      if (const ZqReal s = dot(H.faces[f].normal, d); s > best)
-      {
-         best = s;
-         pick = f;
-      }
-   };
-   if (H.dimension == 3)
-      for (int i = H.firstFace[at]; i < H.firstFace[at + 1]; ++i)
-         look(H.facesAt[i]);
-   else
-      for (int f = 0; f < static_cast<int>(H.faces.size()); ++f)
-         look(f);
-   if (pick >= 0 && H.faces[pick].cornerCount >= 3)
-   {
-      const ZqHull::Face& F = H.faces[pick];
-      const int step = (F.cornerCount + SupportingFace::capacity - 1) / SupportingFace::capacity;
-      face.count = 0;
-      face.normal = F.normal;
-      face.axis = perpendicular(F.normal);
-      for (int i = 0; i < F.cornerCount; i += step)
-      {
-         const int vertex = H.corners[F.firstCorner + i];
-         face.vertex[face.count] = vertex;
-         face.corner[face.count++] = H.vertices[vertex];
-      }
-      return;
+      const int f = H.facesAt[i];
+      const ZqReal s = dot(H.faces[f].normal, d);
+      if (s <= best - level || (s <= best && f > pick) || H.faces[f].cornerCount < 3)
+         continue;
+      const int* const end = H.facesAt.data() + H.firstFace[other + 1];
+      if (isEdge && std::find(H.facesAt.data() + H.firstFace[other], end, f) == end)
+         continue;
+      best = std::max(best, s);
+      pick = f;
    }
-   const Vec3& p = H.vertices[at];
-   int other = -1;
-   best = across * across;
-   const auto lookAlong = [&](int j)
-   {
-      const Vec3 e = H.vertices[j] - p;
-      const ZqReal l = dot(e, d);
-      if (j != at && l * l <= best * norm2(e))
-      {
-         best = l * l / norm2(e);
-         other = j;
-      }
-   };
-   if (H.dimension == 1)
-      lookAlong(1 - at);
-   else if (static_cast<int>(H.firstNeighbour.size()) > at + 1)
-      for (int i = H.firstNeighbour[at]; i < H.firstNeighbour[at + 1]; ++i)
-         lookAlong(H.neighbours[i]);
-   if (other < 0)
-      return setVertex(face, d, p, at);
-   setEdge(face, d, p, at, H.vertices[other], other);
+   if (pick >= 0)
+      return faceOfPolygon(H, pick, face);
+   if (other < 0 || lean2 > across * across)
+      return setVertex(face, d, H.vertices[at], at);
+   setEdge(face, d, H.vertices[at], at, H.vertices[other], other);
 }
 } // namespace
 
