@@ -195,6 +195,38 @@ TEST_P(BroadPhase, AllocatesNothingOnceSizesHaveSettled)
 INSTANTIATE_TEST_SUITE_P(Scenes, BroadPhase, testing::ValuesIn(scenes),
                          [](const auto& scene) { return std::string(scene.param.name); });
 
+TEST(AxisAlignedBoundingBox, IsTheLeastThatHoldsWhatItTakesIn)
+{
+   zqTest::RandomValues random(70);
+   for (int i = 0; i < 100; ++i)
+   {
+      const ZqLineSegment segment(random.vector(), random.vector());
+      const ZqReal radius = random.real(0.0, 1.0);
+      ZqAxisAlignedBoundingBox box;
+      box.resize(ZqCapsule(segment, radius));
+      ZqAxisAlignedBoundingBox points;
+      EXPECT_TRUE(points.isEmpty() && box.contains(points) && !box.overlaps(points));
+      for (const ZqVector& p : {segment.endpoint1(), segment.endpoint0(), ZqVector(nan, 9.0, 9.0)})
+         points.expandToInclude(p);
+      EXPECT_FALSE(points.contains({nan, 0.0, 0.0}));
+      EXPECT_EQ(points.extents(),
+                ZqVector(std::abs(segment.endpoint1().x() - segment.endpoint0().x()),
+                         std::abs(segment.endpoint1().y() - segment.endpoint0().y()),
+                         std::abs(segment.endpoint1().z() - segment.endpoint0().z())));
+      EXPECT_TRUE(points.center().approxEq(segment.center(), 4.0 * zqTest::epsilon));
+      EXPECT_TRUE(radius == 0.0 || !points.contains(box));
+      points.enlarge(radius);
+      EXPECT_EQ(points, box);
+      ZqAxisAlignedBoundingBox both = points;
+      both.expandToInclude(ZqAxisAlignedBoundingBox());
+      EXPECT_EQ(both, box);
+      // What has been narrowed to nothing does not come back.
+      points.enlarge({0.0, -9.0, 0.0});
+      points.enlarge(20.0);
+      EXPECT_TRUE(points.isEmpty());
+   }
+}
+
 TEST(IntervalIntersectionProcessor, RefusesIdsThatItDoesNotHave)
 {
    ZqIntervalIntersectionProcessor processor;
