@@ -185,16 +185,11 @@ public:
    };
    Placed place(const AlignedBox& box) const noexcept
    {
-      constexpr ZqReal farthest = 1e100;
-      Vec3 center;
-      Vec3 half;
-      for (int k = 0; k < 3; ++k)
-      {
-         const ZqReal lower = std::max(box.lower[k], -farthest);
-         const ZqReal upper = std::min(box.upper[k], farthest);
-         center[k] = (lower + upper) * 0.5;
-         half[k] = (upper - lower) * 0.5;
-      }
+      const auto bounded = [](ZqReal x) { return std::clamp(x, -1e100, 1e100); };
+      const Vec3 lower{bounded(box.lower.x), bounded(box.lower.y), bounded(box.lower.z)};
+      const Vec3 upper{bounded(box.upper.x), bounded(box.upper.y), bounded(box.upper.z)};
+      const Vec3 center = (lower + upper) * 0.5;
+      Vec3 half = (upper - lower) * 0.5;
       const ZqReal rounding = (largest(center) + largest(half)) * lastPlaces;
       half += {rounding, rounding, rounding};
       return {m_X * center, m_magnitudes * half, half};
@@ -244,7 +239,7 @@ public:
    /// Those of the two that are within the limit. Gaps are squared, and NaN where there is nothing.
    void push(const Nodes& a, ZqReal gapA, const Nodes& b, ZqReal gapB, ZqReal limitSquared) noexcept
    {
-      const bool isFirstNearer = gapA <= gapB;
+      const bool isFirstNearer = gapA < gapB;
       if (isFirstNearer)
          push(b, gapB, limitSquared);
       push(a, gapA, limitSquared);
