@@ -11,8 +11,8 @@ using Corner = std::array<float, 3>;
 
 constexpr float infinity = std::numeric_limits<float>::infinity();
 
-/// The greatest number of single precision that is surely not above x, from -infinity up to the greatest
-/// finite one. What is taken away is more than half of the last place.
+/// The greatest number of single precision that is surely not above x, from -infinity up to the
+/// greatest finite one. What is taken away is more than half of the last place.
 float roundedDown(ZqReal x) noexcept
 {
    constexpr ZqReal greatest = std::numeric_limits<float>::max();
@@ -97,7 +97,8 @@ struct Slices
    }
 };
 
-/// The first slice of the right part where the two parts are cheapest to walk; 0 when none parts them.
+/// The first slice of the right part where the two parts are cheapest to walk; 0 when none parts
+/// them.
 int cheapestSlice(std::span<const Reference> references, const Slices& sliceOf) noexcept
 {
    std::array<Bin, binCount> bins;
@@ -131,8 +132,8 @@ int cheapestSlice(std::span<const Reference> references, const Slices& sliceOf) 
    return best;
 }
 
-/// Brings those of the left part to the front, and says how many they are: at least one, and not all. Halves
-/// where slices do not help or the depth that is left gets short.
+/// Brings those of the left part to the front, and says how many they are: at least one, and not
+/// all. Halves where slices do not help or the depth that is left gets short.
 int parted(std::span<Reference> references, int depthLeft)
 {
    const Slices slices(references);

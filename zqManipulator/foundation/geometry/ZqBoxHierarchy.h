@@ -37,14 +37,14 @@ inline bool overlap(const AlignedBox& a, const AlignedBox& b) noexcept
           (b.lower.y <= a.upper.y) & (a.lower.z <= b.upper.z) & (b.lower.z <= a.upper.z);
 }
 
-/// A binary tree of boxes over items that are numbered from 0, each with a box. Its shape is made once, by
-/// the surface area heuristic in bins (Wald 2007), in n log n; then boxes may change, and the tree is
-/// refitted to them. No leaf is deeper than `depthLimit`.
+/// A binary tree of boxes over items that are numbered from 0, each with a box. Its shape is made
+/// once, by the surface area heuristic in bins (Wald 2007), in n log n; then boxes may change, and
+/// the tree is refitted to them. No leaf is deeper than `depthLimit`.
 ///
-/// Nodes stand in one array, each before its left and that before its right subtree, so that a walk is a
-/// loop: on to the next node, or over the subtree. Boxes are kept in single precision about an origin amidst
-/// them, rounded outwards: the boxes of the tree hold those that were given. Items with empty boxes, or
-/// boxes with a NaN, are never visited; unbounded boxes are.
+/// Nodes stand in one array, each before its left and that before its right subtree, so that a walk
+/// is a loop: on to the next node, or over the subtree. Boxes are kept in single precision about an
+/// origin amidst them, rounded outwards: the boxes of the tree hold those that were given. Items
+/// with empty boxes, or boxes with a NaN, are never visited; unbounded boxes are.
 ///
 /// Walks allocate nothing, and any number of threads may walk at a time.
 class BoxHierarchy
@@ -67,17 +67,19 @@ public:
       int item;
    };
 
-   /// A new tree over as many items as there are boxes. Who builds again and again keeps the working space.
+   /// A new tree over as many items as there are boxes. Who builds again and again keeps the
+   /// working space.
    void build(std::span<const AlignedBox> boxes);
    void build(std::span<const AlignedBox> boxes, std::vector<Reference>& space);
    /// New boxes for all items of the same tree.
    void refit(std::span<const AlignedBox> boxes) noexcept;
    /// A new box for one item of the same tree, in time of the order of its depth.
    void setBox(int item, const AlignedBox& box) noexcept;
-   /// Whether a box is no further from the place of an item in the tree than the node above it is large: there,
-   /// the item does not make the tree much looser.
+   /// Whether a box is no further from the place of an item in the tree than the node above it is
+   /// large: there, the item does not make the tree much looser.
    bool isNear(int item, const AlignedBox& box) const noexcept;
-   /// As `setBox`, for many items: the tree does not hold their boxes until it is refitted as a whole.
+   /// As `setBox`, for many items: the tree does not hold their boxes until it is refitted as a
+   /// whole.
    void setLeaf(int item, const AlignedBox& box) noexcept;
    void refit() noexcept;
    int size() const noexcept { return static_cast<int>(m_leaves.size()); }
@@ -111,14 +113,14 @@ public:
       }
    }
 
-   /// Calls `limit = visit(item)` for the items whose boxes may be within `limit` (m) of a box, the near ones
-   /// first as far as the tree tells. X places the box in the tree's frame; it is not empty. The
-   /// visitor returns the limit from there on: at a distance that it found, nothing further away comes; below
-   /// zero, nothing more at all.
+   /// Calls `limit = visit(item)` for the items whose boxes may be within `limit` (m) of a box, the
+   /// near ones first as far as the tree tells. X places the box in the tree's frame; it is not
+   /// empty. The visitor returns the limit from there on: at a distance that it found, nothing
+   /// further away comes; below zero, nothing more at all.
    template <class Visit>
    void visitNearest(const AlignedBox& box, const Pose& X, ZqReal limit, Visit&& visit) const;
-   /// The same for pairs of items of two trees: `limit = visit(itemOfA, itemOfB)`, where X places B in the
-   /// frame of A.
+   /// The same for pairs of items of two trees: `limit = visit(itemOfA, itemOfB)`, where X places B
+   /// in the frame of A.
    template <class Visit>
    static void visitNearestPairs(const BoxHierarchy& A, const BoxHierarchy& B, const Pose& X,
                                  ZqReal limit, Visit&& visit);
@@ -177,8 +179,9 @@ public:
         m_slack(lastPlaces * largest(X.t))
    {
    }
-   /// A box of B: its center in A, and half its extents along the axes of A and along its own. They are larger
-   /// than the true ones by a few last places of its largest coordinate, and finite, though beyond all boxes.
+   /// A box of B: its center in A, and half its extents along the axes of A and along its own. They
+   /// are larger than the true ones by a few last places of its largest coordinate, and finite,
+   /// though beyond all boxes.
    struct Placed
    {
       Vec3 center, half, ownHalf;
@@ -194,9 +197,9 @@ public:
       half += {rounding, rounding, rounding};
       return {m_X * center, m_magnitudes * half, half};
    }
-   /// What the squared distance of a box in A and one in B is at least: by their gaps along the axes of A, and
-   /// along those of B. Zero where nothing can be told of an unbounded one. Once it is above `enough` it need
-   /// not be the most that can be told.
+   /// What the squared distance of a box in A and one in B is at least: by their gaps along the
+   /// axes of A, and along those of B. Zero where nothing can be told of an unbounded one. Once it
+   /// is above `enough` it need not be the most that can be told.
    ZqReal gapSquared(const AlignedBox& a, const Placed& b, ZqReal enough) const noexcept
    {
       const Vec3& c = b.center;
@@ -231,7 +234,8 @@ private:
    ZqReal m_slack;    ///< for the rounding of the translation
 };
 
-/// The nodes, or pairs of them, that a walk has still to look at, of which it takes the nearer one of two first.
+/// The nodes, or pairs of them, that a walk has still to look at, of which it takes the nearer one
+/// of two first.
 template <class Nodes, int capacity>
 class NearestFirst
 {

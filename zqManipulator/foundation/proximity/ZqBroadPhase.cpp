@@ -4,7 +4,8 @@ namespace zqConvex
 {
 namespace
 {
-/// Boxes that reach further than this (m) stand apart: each would make the boxes of the tree above it useless.
+/// Boxes that reach further than this (m) stand apart: each would make the boxes of the tree above
+/// it useless.
 constexpr ZqReal farthest = 1e15;
 
 bool isUnbounded(const AlignedBox& box) noexcept
@@ -48,8 +49,8 @@ void BroadPhase::sort()
    m_moved.clear();
 }
 
-/// Gives larger boxes to those that left theirs, and finds the candidates: those of the leavers, or, which is
-/// then true, all.
+/// Gives larger boxes to those that left theirs, and finds the candidates: those of the leavers,
+/// or, which is then true, all.
 bool BroadPhase::regroup()
 {
    for (const Leaver& leaver : m_leavers)
@@ -64,8 +65,8 @@ bool BroadPhase::regroup()
    return isAll;
 }
 
-/// By a tenth of its size, and ahead by some more steps like the last one. Who outruns any margin gets none: it
-/// would bring false candidates only.
+/// By a tenth of its size, and ahead by some more steps like the last one. Who outruns any margin
+/// gets none: it would bring false candidates only.
 void BroadPhase::enlarge(const Leaver& leaver) noexcept
 {
    const AlignedBox& box = m_boxes[leaver.id];

@@ -5,9 +5,10 @@
 
 namespace zqConvex
 {
-/// Which of many moving boxes overlap: a tree of boxes that are larger than the true ones (a dynamic bounding
-/// volume tree), refitted where a box leaves its larger one; the candidates, which are the pairs of larger boxes
-/// that overlap; and the sorted list of pairs whose true boxes overlap, into which changes are merged.
+/// Which of many moving boxes overlap: a tree of boxes that are larger than the true ones (a
+/// dynamic bounding volume tree), refitted where a box leaves its larger one; the candidates, which
+/// are the pairs of larger boxes that overlap; and the sorted list of pairs whose true boxes
+/// overlap, into which changes are merged.
 class BroadPhase
 {
 public:
