@@ -223,96 +223,65 @@ TEST(ProximityTools, NeverTellWhatWas)
    Scene scenes[]{randomScene(random), randomScene(random)};
    ZqSystemActiveState states[2];
    ZqProximityQuery query;
-   const auto randomState = [&](const Scene& scene)
-   {
-      ZqManipulatorSystemState state = scene.state();
-      for (ZqU32 m = 0; m < scene.numberOfManipulators(); ++m)
-         if (random.index(0, 1) == 0)
-            state.positionStates()[m] =
-               zqTest::randomPosition(random, *scene.manipulatorByIndex(m));
-      return state;
-   };
    const ZqReal margins[]{0.0, 0.0, 0.02, 0.3, -0.05, infinity};
    for (int step = 0; step < 600 && !testing::Test::HasFailure(); ++step)
    {
-      const ZqU32 change = random.index(0, 15);
-      SCOPED_TRACE("step " + std::to_string(step) + ", change " + std::to_string(change));
       Scene& scene = scenes[random.index(0, 1)];
       const ZqU32 which = random.index(0, 1);
       ZqSystemActiveState& state = states[which];
       ZqSystemActiveState& other = states[1 - which];
-      const ZqU32 m = random.index(0, 3);
       auto& active = state.manipulatorActiveStateVector();
-      if (active.size() < 4)
-         state.setNonredundantState(randomState(scene));
-      ZqPositionState position = active[m].positionState();
-      switch (change)
+      const ZqU32 m = random.index(0, 3);
+      const ZqU32 n = random.index(0, 3);
+      ZqManipulatorSystemState next = scene.state();
+      for (ZqU32 i = 0; i < 4; ++i)
+         if (random.index(0, 1) == 0)
+            next.positionStates()[i] = zqTest::randomPosition(random, *scene.manipulatorByIndex(i));
+      const auto fits = [&]
       {
-      case 0:
-         state.setNonredundantState(randomState(scene));
-         break;
-      case 1:
-         state.setManipulatorNonredundantPositionState(randomState(scene).positionStates()[m], m);
-         break;
-      case 2:
-         state.setManipulatorNonredundantState(other.manipulatorActiveStateVector().size() > m
-                                                  ? other.manipulatorActiveStateVector()[m]
-                                                  : ZqManipulatorActiveState(),
-                                               m);
-         break;
-      case 3:
-         active[m].setPositionState(randomState(scene).positionStates()[m]);
-         break;
-      case 4: // a little, so that boxes may stay
-         position.setCoordSysXForm(position.coordSysXForm() *
-                                   ZqCoordinateSystemTransformation(random.vector(0.02)));
-         active[m].setPositionState(position);
-         break;
-      case 5:
-         other = ZqSystemActiveState(state);
-         break;
-      case 6:
-         other = state;
-         break;
-      case 7:
-         state.setManipulatorLinkProximityStateVector(other.manipulatorLinkProximityStateVector());
-         break;
-      case 8:
-         if (!other.manipulatorLinkProximityStateVector().empty() &&
-             !state.manipulatorLinkProximityStateVector().empty())
-            state.manipulatorLinkProximityStateVector()[0] =
-               other.manipulatorLinkProximityStateVector().back();
-         break;
-      case 9:
-         state.setSystemActiveBoundingBoxState(other.systemActiveBoundingBoxState());
-         break;
-      case 10:
-         active[m] = active[random.index(0, 3)];
-         break;
-      case 11:
-         scene.editManipulator(m, [&](ZqIndividualManipulator& arm)
-                               { arm.setShape(*randomShape(random)); });
-         break;
-      case 12:
-         state.invalidateAll();
-         break;
-      case 13:
-         state.resetForSystemChange();
-         break;
-      case 14:
-         if (active[1].activePositionState().size() == 5)
-         {
-            const ZqCoordinateSystemTransformation frame(random.vector(), random.orientation());
-            active[1].activePositionState().setLinkPositionState(4, frame, frame);
-         }
-         break;
-      default:
-         state.setNumManipulators(random.index(0, 3));
-      }
-      if (active.size() == 4)
-         for (ZqU32 i = 0; i < 4; ++i)
+         for (ZqU32 i = 0; i < active.size(); ++i)
             if (active[i].positionState().jointPositions().size() != scene.jointDof(i))
-               state.setNonredundantState(randomState(scene));
+               return false;
+         return true;
+      };
+      if (active.size() < 4)
+         state.setNonredundantState(next);
+      ZqPositionState near = active[m].positionState();
+      near.setCoordSysXForm(near.coordSysXForm() *
+                            ZqCoordinateSystemTransformation(random.vector(0.02)));
+      const ZqCoordinateSystemTransformation frame(random.vector(), random.orientation());
+      auto& links = state.manipulatorLinkProximityStateVector();
+      auto& otherLinks = other.manipulatorLinkProximityStateVector();
+      const std::function<void()> changes[]{
+         [&] { state.setNonredundantState(next); },
+         [&] { state.setManipulatorNonredundantPositionState(next.positionStates()[m], m); },
+         [&] { state.setManipulatorNonredundantState(active[n], m); },
+         [&] { active[m].setPositionState(next.positionStates()[m]); },
+         [&] { active[m].setPositionState(near); }, // boxes may stay
+         [&] { other = ZqSystemActiveState(state); },
+         [&] { other = state; },
+         [&] { state.setManipulatorLinkProximityStateVector(otherLinks); },
+         [&]
+         {
+            if (!otherLinks.empty() && !links.empty())
+               links[0] = otherLinks.back();
+         },
+         [&] { state.setSystemActiveBoundingBoxState(other.systemActiveBoundingBoxState()); },
+         [&] { active[m] = active[n]; },
+         [&]
+         {
+            scene.editManipulator(m, [&](ZqIndividualManipulator& arm)
+                                  { arm.setShape(*randomShape(random)); });
+         },
+         [&] { state.invalidateAll(); },
+         [&] { state.resetForSystemChange(); },
+         [&] { active[1].activePositionState().setLinkPositionState(4, frame, frame); },
+         [&] { state.setNumManipulators(n); }};
+      const ZqU32 change = random.index(0, std::size(changes) - 1);
+      SCOPED_TRACE("step " + std::to_string(step) + ", change " + std::to_string(change));
+      changes[change]();
+      if (!fits())
+         state.setNonredundantState(next);
       const ZqReal margin = margins[random.index(0, 5)];
       expectRight(scene, state, random.index(0, 1), margin);
       expectRight(query, scene, state, margin);
