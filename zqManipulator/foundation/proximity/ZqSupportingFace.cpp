@@ -252,6 +252,18 @@ void supportingFace(const ZqConvex& C, const Vec3& d, int& at, SupportingFace& f
    setVertex(face, d, C.support(d, at), 0);
 }
 
+void placeFace(const Pose& X, SupportingFace& face) noexcept
+{
+   face.normal = X.R * face.normal;
+   for (int i = 0; i < face.count; ++i)
+      face.corner[i] = X * face.corner[i];
+   if (face.count < 3)
+      return;
+   face.axis = X.R * face.axis;
+   if (face.isDisc)
+      face.middle = X * face.middle;
+}
+
 std::uint32_t vertexName(int vertex) noexcept
 {
    return 2u * static_cast<std::uint32_t>(vertex) + 2u;

@@ -1,0 +1,164 @@
+#pragma once
+
+#include "zqManipulator/foundation/proximity/ZqCorePair.h"
+#include "zqManipulator/foundation/proximity/ZqSupportingFace.h"
+
+namespace zqConvex
+{
+/// Of a place that is neither vertex nor edge.
+constexpr std::uint32_t unknownName = 0xffffffff;
+
+/// The name of a point from those of the features of both shapes.
+constexpr std::uint64_t contactName(std::uint32_t first, std::uint32_t second) noexcept
+{
+   return std::uint64_t(first) << 32 | second;
+}
+
+/// Adds a point between two places on the cores.
+void putContact(const CorePair& pair, const Vec3& n, const Vec3& a, const Vec3& b, ZqReal gap,
+                std::uint64_t name, ZqContactManifold& out) noexcept;
+
+/// What a corner of the patch is: in the order in which one stands for others at the same place.
+enum class Meeting : std::uint8_t
+{
+   OtherCorner,     ///< a corner of the other face, within the reference
+   ReferenceCorner, ///< a corner of the reference, within the other
+   Crossing,        ///< of an edge of each
+   Deepest          ///< the deepest place, where it is none of these
+};
+
+/// A corner of the patch, in the plane of the reference face.
+struct Corner
+{
+   ZqReal x, y;
+   ZqReal gap; ///< between the cores, along the normal
+   std::uint64_t name;
+   std::int16_t other, reference; ///< which corners or edges meet
+   std::int16_t
+      side; ///< what borders the patch from here on: an edge of the other, or ~ one of the reference
+   Meeting meeting;
+   std::int8_t rim; ///< of the crossing of a rim: twice its number, and 1 where it leaves
+};
+
+/// The patch that two faces cover together, or a face and an edge, or a plane without border and any.
+///
+/// One of the faces is the reference, in whose plane all is computed; the other one is projected onto it along
+/// the normal. Which of them it is changes no more than the rounding.
+class Patch
+{
+public:
+   /// More than any two faces give: corners of both, or twice the sides of one and the points of a rim.
+   static constexpr int capacity = 2 * SupportingFace::capacity + SupportingFace::rimPoints + 1;
+
+   /// Along a normal, of faces in the frame of A. Without a reference it is the plane of A.
+   Patch(const CorePair& pair, const Vec3& n, const SupportingFace* reference,
+         const SupportingFace& other, bool isReferenceA) noexcept;
+
+   void cut() noexcept;
+   /// Gaps and names; leaves out what is further apart than `reach`. False if no corner is as deep as the
+   /// shapes are.
+   bool measure(ZqReal reach, ZqReal distance) noexcept;
+   void addDeepest(const CoreAnswer& answer) noexcept;
+   void thin(int most) noexcept;
+   void write(ZqContactManifold& out) const noexcept;
+
+private:
+   void load() noexcept;
+   void cutFaceByFace() noexcept;
+   void cutByEdge(int edge) noexcept;
+   void cutEdgeByFace() noexcept;
+   void cutFaceByRim() noexcept;
+   void cutEdgeByRim() noexcept;
+   void cutRimByRim() noexcept;
+   void sortAround() noexcept;
+   void joinDoubles() noexcept;
+   void takeTinyForPoint() noexcept;
+   std::uint64_t nameOf(const Corner& c) const noexcept;
+
+   Corner project(const Vec3& p) const noexcept
+   {
+      Corner c;
+      c.x = dot(m_g1, p - m_origin);
+      c.y = dot(m_g2, p - m_origin);
+      c.rim = 0;
+      return c;
+   }
+   struct Place
+   {
+      ZqReal x, y;
+   };
+   /// Of a corner of the reference, which the projection leaves where it is.
+   Place flat(int i) const noexcept
+   {
+      const Vec3 d = m_reference->corner[i] - m_origin;
+      return {dot(m_e1, d), dot(m_e2, d)};
+   }
+   /// The line of a side of the reference: what lies outside has a positive height times length, and `within`
+   /// is the same of the rounding.
+   struct Line
+   {
+      ZqReal x, y, ex, ey, within;
+
+      ZqReal height(const Corner& c) const noexcept { return (c.x - x) * ey - (c.y - y) * ex; }
+   };
+   Line line(const Place& p, const Place& q) const noexcept
+   {
+      const ZqReal ex = q.x - p.x;
+      const ZqReal ey = q.y - p.y;
+      return {p.x, p.y, ex, ey, m_rounding * (std::abs(ex) + std::abs(ey))};
+   }
+   Line lineOfReference(int edge) const noexcept
+   {
+      return line(flat(edge), flat(edge + 1 == m_reference->count ? 0 : edge + 1));
+   }
+   void add(const Corner& c) noexcept
+   {
+      if (m_count < capacity)
+         m_corner[m_count++] = c;
+   }
+   static Corner referenceCorner(const Place& p, int i, int side) noexcept
+   {
+      return {p.x,
+              p.y,
+              0.0,
+              0,
+              -1,
+              static_cast<std::int16_t>(i),
+              static_cast<std::int16_t>(side),
+              Meeting::ReferenceCorner,
+              0};
+   }
+   static Corner crossing(const Place& p, int other, int reference, int side, int rim = 0) noexcept
+   {
+      return {p.x,
+              p.y,
+              0.0,
+              0,
+              static_cast<std::int16_t>(other),
+              static_cast<std::int16_t>(reference),
+              static_cast<std::int16_t>(side),
+              Meeting::Crossing,
+              static_cast<std::int8_t>(rim)};
+   }
+   static Place between(const Corner& p, const Corner& q, ZqReal t) noexcept
+   {
+      return {p.x + (q.x - p.x) * t, p.y + (q.y - p.y) * t};
+   }
+
+   const CorePair& m_pair;
+   const Vec3 m_n;
+   const SupportingFace* m_reference; ///< null: a plane without border
+   const SupportingFace& m_other;
+   const bool m_isReferenceA;
+   ZqReal
+      m_rounding; ///< within which places are one: what the error of a normal on curved cores makes of them
+   ZqReal m_tolerance; ///< within which depths are one
+   Vec3 m_origin, m_e1, m_e2;
+   Vec3 m_g1, m_g2; ///< coordinates in the plane of what is projected along the normal
+   ZqReal m_gap0, m_gapX, m_gapY;
+   int m_count = 0;
+   Corner m_corner[capacity];
+   Vec3 m_deepestA, m_deepestB;
+   Corner m_loaded[capacity]; ///< the other face in the plane; then a work space
+};
+} // namespace zqConvex
