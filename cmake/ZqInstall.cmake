@@ -22,9 +22,9 @@ install(
 
 get_target_property(zqLibraryType zqManipulator TYPE)
 if(zqLibraryType STREQUAL "STATIC_LIBRARY")
-   set(ZQ_LINKS_EXPAT ON)
+   set(ZQ_IS_STATIC ON)
 else()
-   set(ZQ_LINKS_EXPAT OFF)
+   set(ZQ_IS_STATIC OFF)
 endif()
 
 configure_package_config_file(

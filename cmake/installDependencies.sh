@@ -3,8 +3,8 @@
 # and does nothing when all are there.
 set -eu
 
-required="g++ cmake ninja-build pkg-config libexpat1-dev libboost-dev libeigen3-dev libgtest-dev
-          libcli11-dev nlohmann-json3-dev libxml2-utils"
+required="g++ cmake ninja-build pkg-config libexpat1-dev libboost-dev libeigen3-dev libqhull-dev
+          libgtest-dev libcli11-dev nlohmann-json3-dev libxml2-utils"
 
 if ! command -v dpkg-query >/dev/null 2>&1; then
    echo "Not a Debian system. Please install by other means what is missing of:" $required "$@" >&2

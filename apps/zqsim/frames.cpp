@@ -1,6 +1,7 @@
 #include "apps/zqsim/commands.h"
 #include "apps/zqsim/model.h"
 #include "apps/zqsim/output.h"
+#include "apps/zqsim/shapes.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
 #include <CLI/CLI.hpp>
@@ -19,7 +20,9 @@ using namespace zqsim;
 Json linkFrame(const ZqManipulatorLink& link, ZqManipulatorActivePositionState& activeState)
 {
    Json result{{"link", link.linkLabel()}};
-   result.update(toJson(link.primaryFrameInSystem(activeState)));
+   const ZqCoordinateSystemTransformation& frame = link.primaryFrameInSystem(activeState);
+   result.update(toJson(frame));
+   result["shapes"] = drawShapes(link, frame);
    return result;
 }
 
@@ -90,7 +93,8 @@ zqsim::Run zqsim::frames(CLI::App& arguments)
       ->type_name("LIST");
    arguments.footer(
       "Frames are the primary frames of the links in the system: the position in m and "
-      "the orientation as a unit quaternion. What is attached stands where its carrier has it.");
+      "the orientation as a unit quaternion. With --json, shapes are told as they are drawn. What "
+      "is attached stands where its carrier has it.");
    return [options]
    {
       ZqStatedSystem scene;

@@ -1,6 +1,7 @@
 #include "apps/zqsim/commands.h"
 #include "apps/zqsim/model.h"
 #include "apps/zqsim/output.h"
+#include "apps/zqsim/shapes.h"
 #include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
 
 #include <CLI/CLI.hpp>
@@ -8,7 +9,6 @@
 
 #include <array>
 #include <memory>
-#include <string_view>
 
 namespace
 {
@@ -18,13 +18,6 @@ template <std::size_t count>
 const char* nameOf(const std::array<const char*, count>& names, ZqU32 value)
 {
    return value < count ? names[value] : "unknown";
-}
-
-/// The name of a class in documents, without its namespace.
-std::string className(const ZqXmlObject& object)
-{
-   const std::string_view token = object.token().view();
-   return std::string(token.substr(token.find_last_of("#/") + 1));
 }
 
 /// What is told of every joint; of one that has no D-H parameters, they are null.
@@ -58,6 +51,15 @@ Json jointOf(const ZqManipulatorLink& link)
    return result;
 }
 
+/// Adds the shapes, and the label of the link that they are of when that is another one.
+void addShapes(const ZqManipulatorLink& link, Json& result)
+{
+   const ZqLinkReferenceDescription& reference = link.linkReferenceDescription();
+   result["shapes"] = describeShapes(link);
+   result["shapesOf"] =
+      reference.isShapeReferenced() ? Json(reference.referencedLinkLabel()) : Json();
+}
+
 Json describeLink(const ZqManipulatorLink& link, ZqReal position, ZqReal rate)
 {
    const ZqManipulatorLink* parent = link.parentLink();
@@ -67,6 +69,7 @@ Json describeLink(const ZqManipulatorLink& link, ZqReal position, ZqReal rate)
    result["lowerLimit"] = bounded(link.jointActuator().lowerLimit());
    result["upperLimit"] = bounded(link.jointActuator().upperLimit());
    result["mass"] = ZqReal(link.massProperties().mass());
+   addShapes(link, result);
    result["position"] = position;
    result["rate"] = rate;
    return result;
@@ -82,6 +85,13 @@ Json describeManipulator(const ZqStatedSystem& scene, ZqU32 index)
    const ZqVelocityState& velocity = scene.state().velocityStates()[index];
 
    ZqReal mass = model.massProperties().mass();
+   Json base{{"label", model.linkLabel()},
+             {"mass", mass},
+             {"place", toJson(manipulator.coordSysXForm())},
+             {"frame", toJson(position.coordSysXForm())},
+             {"linearVelocity", toJson(velocity.generalVelocity().linear())},
+             {"angularVelocity", toJson(velocity.generalVelocity().angular())}};
+   addShapes(model, base);
    Json links = Json::array();
    for (const ZqManipulatorLink* link : manipulator.linkPointerVector())
    {
@@ -98,13 +108,7 @@ Json describeManipulator(const ZqStatedSystem& scene, ZqU32 index)
            {"degreesOfFreedom", manipulator.totalDof()},
            {"mass", mass},
            {"boundingRadius", bounded(model.absoluteBoundingSphere().radius())},
-           {"base",
-            {{"label", model.linkLabel()},
-             {"mass", ZqReal(model.massProperties().mass())},
-             {"place", toJson(manipulator.coordSysXForm())},
-             {"frame", toJson(position.coordSysXForm())},
-             {"linearVelocity", toJson(velocity.generalVelocity().linear())},
-             {"angularVelocity", toJson(velocity.generalVelocity().angular())}}},
+           {"base", base},
            {"links", links}};
 }
 
@@ -129,6 +133,28 @@ void collectAttachments(const ZqManipulatorAttachmentNode& node, const ZqStatedS
    }
 }
 
+/// How many shapes of each type there are, without bounding volumes.
+Json countShapes(const Json& manipulators)
+{
+   Json counts = Json::object();
+   const auto count = [&](const Json& link)
+   {
+      for (const Json& shape : link.at("shapes"))
+         if (shape.at("level") == 0)
+         {
+            Json& number = counts[shape.at("type").get<std::string>()];
+            number = number.is_null() ? 1 : number.get<int>() + 1;
+         }
+   };
+   for (const Json& manipulator : manipulators)
+   {
+      count(manipulator.at("base"));
+      for (const Json& link : manipulator.at("links"))
+         count(link);
+   }
+   return counts;
+}
+
 Json collect(const ZqStatedSystem& scene)
 {
    Json manipulators = Json::array();
@@ -148,6 +174,7 @@ Json collect(const ZqStatedSystem& scene)
            {"joints", scene.system().jointDof()},
            {"degreesOfFreedom", degreesOfFreedom},
            {"mass", mass},
+           {"shapes", countShapes(manipulators)},
            {"manipulators", manipulators},
            {"attachments", attachments}};
 }
@@ -155,6 +182,31 @@ Json collect(const ZqStatedSystem& scene)
 std::string describeFrame(const Json& frame)
 {
    return "at " + text(frame.at("position")) + ", turned by " + text(frame.at("orientation"));
+}
+
+/// The types of the shapes of a link, the bounding volumes in brackets.
+std::string describeShapes(const Json& link)
+{
+   std::string result;
+   for (const Json& shape : link.at("shapes"))
+   {
+      const std::string type = text(shape.at("type"));
+      result += (result.empty() ? "" : " ") + (shape.at("level") == 0 ? type : "(" + type + ")");
+   }
+   if (!link.at("shapesOf").is_null())
+      result += " of " + text(link.at("shapesOf"));
+   return result;
+}
+
+/// Nothing when no link has any.
+std::string tableOfShapes(const Json& links)
+{
+   constexpr std::array<Column, 2> columns{{{"link", "/label"}, {"shape", "/shape"}}};
+   Json rows = Json::array();
+   for (const Json& link : links)
+      if (const std::string shapes = describeShapes(link); !shapes.empty())
+         rows.push_back({{"label", link.at("label")}, {"shape", shapes}});
+   return rows.empty() ? "" : table(rows, columns);
 }
 
 std::string describeManipulator(const Json& manipulator)
@@ -188,9 +240,11 @@ std::string describeManipulator(const Json& manipulator)
    if (base.at("linearVelocity") != zero || base.at("angularVelocity") != zero)
       result += "  moving at " + text(base.at("linearVelocity")) + " m/s, turning at " +
                 text(base.at("angularVelocity")) + " rad/s\n";
+   if (const std::string shapes = describeShapes(base); !shapes.empty())
+      result += "  shape " + shapes + '\n';
    if (!links.empty())
       result += table(links, modelColumns) + table(links, stateColumns);
-   return result;
+   return result + tableOfShapes(links);
 }
 
 std::string describe(const Json& data)
@@ -206,6 +260,11 @@ std::string describe(const Json& data)
       text(data.at("degreesOfFreedom")) + ", mass " + text(data.at("mass")) + " kg\n";
    result += "time " + text(data.at("time")) + " s, gravity " + text(data.at("upGravity")) +
              " m/s^2 (up); lengths in m, angles in rad\n";
+   std::string shapes;
+   for (const auto& [type, count] : data.at("shapes").items())
+      shapes += (shapes.empty() ? "shapes: " : ", ") + type + ' ' + text(count);
+   if (!shapes.empty())
+      result += shapes + '\n';
    for (const Json& manipulator : data.at("manipulators"))
       result += describeManipulator(manipulator);
    if (!data.at("attachments").empty())

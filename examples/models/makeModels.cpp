@@ -1,160 +1,15 @@
 // Writes the example models into a directory: each is a whole scene, of a model and a state.
 
-#include "zqManipulator/zqManipulator.h"
+#include "contactModels.h"
+#include "modelParts.h"
 
 #include <array>
 #include <iostream>
-#include <numbers>
-#include <string>
-#include <vector>
+
+using namespace models;
 
 namespace
 {
-constexpr ZqReal degree = std::numbers::pi / 180.0;
-
-// Rotations that only rename the axes; in each, z becomes the axis of the name.
-const ZqOrientation alongX(0.5, 0.5, 0.5, 0.5);
-const ZqOrientation alongY(0.5, -0.5, -0.5, -0.5);
-const ZqOrientation alongZ;
-
-// Bodies, from the mass (kg) and the moments of inertia (kg m^2) about the center of mass c (m)
-
-ZqRigidBodyMassProperties body(ZqReal mass, const ZqVector& c, const ZqVector& inertia)
-{
-   ZqRigidBodyMassProperties result(
-      mass, ZqVector(), ZqSecondMoment(inertia.x(), inertia.y(), inertia.z(), 0.0, 0.0, 0.0));
-   return result.transformBy(c);
-}
-
-ZqRigidBodyMassProperties box(ZqReal mass, const ZqVector& c, const ZqVector& size)
-{
-   const ZqVector square(size.x() * size.x(), size.y() * size.y(), size.z() * size.z());
-   const ZqVector sums(square.y() + square.z(), square.z() + square.x(), square.x() + square.y());
-   return body(mass, c, sums * (mass / 12.0));
-}
-
-/// A uniform slender rod along x.
-ZqRigidBodyMassProperties rod(ZqReal mass, const ZqVector& c, ZqReal length)
-{
-   const ZqReal inertia = mass * length * length / 12.0;
-   return body(mass, c, ZqVector(0.0, inertia, inertia));
-}
-
-// Joints and links
-
-ZqJointActuator drive(ZqReal lowerLimit, ZqReal upperLimit)
-{
-   ZqMechanicalActuatorComponent part;
-   part.setLowerLimit(lowerLimit);
-   part.setUpperLimit(upperLimit);
-   ZqJointActuator actuator;
-   actuator.setMechanicalComponent(part);
-   return actuator;
-}
-
-ZqManipulatorLink link(const ZqString& label, const ZqLinkKinematics& joint,
-                       const ZqRigidBodyMassProperties& mass,
-                       const ZqJointActuator& actuator = drive(-170.0 * degree, 170.0 * degree))
-{
-   ZqManipulatorLink result;
-   result.setLinkLabel(label);
-   result.setLinkKinematics(joint);
-   result.setMassProperties(mass);
-   result.setJointActuator(actuator);
-   return result;
-}
-
-/// A rotational joint in Paul's convention.
-ZqDenavitHartenberg paul(ZqReal a, ZqReal d, ZqReal alpha)
-{
-   ZqDenavitHartenberg joint;
-   joint.setDhA(a);
-   joint.setDhD(d);
-   joint.setDhAlpha(alpha);
-   return joint;
-}
-
-/// A joint about or along an axis through a point of its parent. The primary frames of all such links
-/// are parallel when the joints are at zero, so that points and masses need not follow the joint axes.
-ZqDenavitHartenberg joint(ZqU32 type, const ZqOrientation& axis, const ZqVector& point,
-                          const ZqOrientation& axisOfParent)
-{
-   ZqDenavitHartenberg result;
-   result.setJointType(type);
-   result.setDhType(ZqDenavitHartenberg::General);
-   const ZqCoordinateSystemTransformation X_DP(axisOfParent.inverse());
-   result.setPrecursor(X_DP * ZqCoordinateSystemTransformation(point, axis));
-   result.setPrimaryFrame(axis.inverse());
-   return result;
-}
-
-ZqDenavitHartenberg turning(const ZqOrientation& axis, const ZqVector& point,
-                            const ZqOrientation& axisOfParent = {})
-{
-   return joint(ZqDenavitHartenberg::Rotational, axis, point, axisOfParent);
-}
-
-/// Links one behind the other, as a tree below the first.
-ZqManipulatorLink chain(std::vector<ZqManipulatorLink> links)
-{
-   for (std::size_t i = links.size() - 1; i > 0; --i)
-      links[i - 1].addChild(links[i]);
-   return links.front();
-}
-
-ZqIndividualManipulator manipulator(const ZqString& label,
-                                    const ZqRigidBodyMassProperties& baseMass,
-                                    const std::vector<ZqManipulatorLink>& children)
-{
-   ZqManipulatorLink base;
-   base.setLinkLabel("base");
-   base.setMassProperties(baseMass);
-   for (const ZqManipulatorLink& child : children)
-      base.addChild(child);
-   ZqIndividualManipulator result;
-   result.setFromLink(base);
-   result.setManipulatorLabel(label);
-   return result;
-}
-
-ZqIndividualManipulator onFixedBase(const ZqString& label, const ZqManipulatorLink& firstLink)
-{
-   return manipulator(label, ZqRigidBodyMassProperties::nullObject(), {firstLink});
-}
-
-// States and scenes
-
-ZqPositionState position(const std::vector<ZqReal>& q,
-                         const ZqCoordinateSystemTransformation& X = {})
-{
-   ZqPositionState state;
-   state.jointPositions().values() = q;
-   state.setCoordSysXForm(X);
-   return state;
-}
-
-ZqVelocityState velocity(const std::vector<ZqReal>& rates, const ZqGeneralMotion& V = {})
-{
-   ZqVelocityState state;
-   state.jointVelocities().values() = rates;
-   state.setGeneralVelocity(V);
-   return state;
-}
-
-ZqVelocityState rest(std::size_t jointCount)
-{
-   return velocity(std::vector<ZqReal>(jointCount));
-}
-
-ZqStatedSystem emptyScene()
-{
-   ZqSystemEnvironment environment;
-   environment.setUpGravityVector(ZqVector(0.0, 0.0, 9.80665));
-   ZqStatedSystem scene;
-   scene.setEnvironment(environment);
-   return scene;
-}
-
 /// Moves the bases of all manipulators that hang on others to where they hang.
 void placeAttached(ZqStatedSystem& scene)
 {
@@ -443,12 +298,12 @@ struct Model
    const char* name;
    ZqStatedSystem (*make)();
 };
-constexpr std::array<Model, 6> models{{{"pendulum", pendulum},
-                                       {"planarTwoLink", planarTwoLink},
-                                       {"puma560", puma560},
-                                       {"freeChain", freeChain},
-                                       {"quadruped", quadruped},
-                                       {"twoArms", twoArms}}};
+constexpr std::array allModels{
+   Model{"pendulum", pendulum},    Model{"planarTwoLink", planarTwoLink},
+   Model{"puma560", puma560},      Model{"freeChain", freeChain},
+   Model{"quadruped", quadruped},  Model{"twoArms", twoArms},
+   Model{"gripper", gripper},      Model{"tableTop", tableTop},
+   Model{"mobileBase", mobileBase}};
 } // namespace
 
 int main(int argumentCount, char** arguments)
@@ -459,7 +314,7 @@ int main(int argumentCount, char** arguments)
       return 2;
    }
    const ZqString directory = arguments[1];
-   for (const Model& model : models)
+   for (const Model& model : allModels)
       if (!Zq::save(model.make(), directory + "/" + model.name + ".xml"))
          return 1;
    return 0;

@@ -51,7 +51,7 @@ public:
    virtual void buildAABBDatabase(const ZqManipulatorSystem& system, ActiveStates& activeStates);
    virtual bool isInitialized() const { return m_isInitialized; }
    virtual void setIsInitialized(bool isInitialized) { m_isInitialized = isInitialized; }
-   /// Has the next list look at every link.
+   /// Has the next list find the pairs anew.
    virtual void invalidateAll() { m_isSorted = false; }
    /// Moves the box of a link that has moved. Nothing, when there is none.
    virtual void updateLinkPosition(const ZqManipulatorLink& link,
@@ -108,10 +108,9 @@ private:
    std::vector<ZqManipulatorStamp> m_stamps; ///< by manipulator: what the boxes are right for
    Pairs m_pairs;
    std::vector<ZqU32> m_pairStarts, m_pairPlaces; ///< by manipulator
-   std::vector<std::pair<ZqU32, ZqU32>> m_overlaps; ///< of the processor
    ZqReal m_tolerance = 0.0;
    bool m_isInitialized = false;
-   bool m_isSorted = false;
+   bool m_isSorted = false; ///< whether the pairs are those of the boxes
 };
 
 extern template class ZqXmlClass<ZqSystemActiveBoundingBoxState>;

@@ -82,8 +82,8 @@ public:
    /// The distances that are remembered, by manipulator; after `setNonredundantState` there is an entry for
    /// each.
    virtual std::vector<ZqManipulatorLinkProximityState>& manipulatorLinkProximityStateVector();
-   virtual void
-   setManipulatorLinkProximityStateVector(const std::vector<ZqManipulatorLinkProximityState>& states);
+   virtual void setManipulatorLinkProximityStateVector(
+      const std::vector<ZqManipulatorLinkProximityState>& states);
    /// A copy of an active state starts with an empty one.
    virtual ZqSystemShapeCollisionCache& systemShapeCollisionCache();
    virtual void setSystemShapeCollisionCache(const ZqSystemShapeCollisionCache& cache);

@@ -149,19 +149,19 @@ int parted(std::span<Reference> references, int depthLeft)
    return static_cast<int>(count / 2);
 }
 
-/// The middle of the boxes; zero where it is not finite.
+/// The middle of those boxes that are not too far out, so that the numbers of most are small.
 Vec3 middleOf(std::span<const AlignedBox> boxes) noexcept
 {
+   constexpr ZqReal farthest = 1e15;
    AlignedBox all = AlignedBox::empty();
    for (const AlignedBox& box : boxes)
-      if (!box.isEmpty())
+      if (!box.isEmpty() && largest(box.lower) <= farthest && largest(box.upper) <= farthest)
          for (int k = 0; k < 3; ++k)
          {
-            all.lower[k] = std::min(all.lower[k], std::max(box.lower[k], -1e30));
-            all.upper[k] = std::max(all.upper[k], std::min(box.upper[k], 1e30));
+            all.lower[k] = std::min(all.lower[k], box.lower[k]);
+            all.upper[k] = std::max(all.upper[k], box.upper[k]);
          }
-   const Vec3 middle = (all.lower + all.upper) * 0.5;
-   return largest(middle) < 1e30 ? middle : Vec3{0.0, 0.0, 0.0};
+   return all.isEmpty() ? Vec3{0.0, 0.0, 0.0} : (all.lower + all.upper) * 0.5;
 }
 } // namespace
 

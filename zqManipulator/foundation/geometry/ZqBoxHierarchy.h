@@ -109,7 +109,7 @@ public:
    }
 
    /// Calls `limit = visit(item)` for the items whose boxes may be within `limit` (m) of a box, the near ones
-   /// first as far as the tree tells. X places the box in the tree's frame; its bounds are finite. The
+   /// first as far as the tree tells. X places the box in the tree's frame; it is not empty. The
    /// visitor returns the limit from there on: at a distance that it found, nothing further away comes; below
    /// zero, nothing more at all.
    template <class Visit>
@@ -171,24 +171,43 @@ class BoxPlacement
 public:
    explicit BoxPlacement(const Pose& X) noexcept
       : m_X(X), m_magnitudes{magnitude(X.R.c0), magnitude(X.R.c1), magnitude(X.R.c2)},
-        m_slack(8.0 * std::numeric_limits<ZqReal>::epsilon() * largest(X.t))
+        m_slack(lastPlaces * largest(X.t))
    {
    }
-   /// What the squared distance of two boxes is at least, one in A, and one in B with its center and half its
-   /// extents: their gaps along the axes of A and along those of B. Zero where a bound is not finite and
-   /// nothing can be told.
-   ZqReal gapSquared(const AlignedBox& a, const Vec3& center, const Vec3& half) const noexcept
+   /// A box of B by its center and half its extents, which are larger than the true ones by a few last places
+   /// of its largest coordinate. Bounds are finite then, though beyond all boxes.
+   struct Centered
    {
-      const Vec3 c = m_X * center;
-      const Vec3 h = m_magnitudes * half;
+      Vec3 center, half;
+
+      explicit Centered(const AlignedBox& box) noexcept
+      {
+         constexpr ZqReal farthest = 1e100;
+         for (int k = 0; k < 3; ++k)
+         {
+            const ZqReal lower = std::clamp(box.lower[k], -farthest, farthest);
+            const ZqReal upper = std::clamp(box.upper[k], -farthest, farthest);
+            center[k] = (lower + upper) * 0.5;
+            half[k] = (upper - lower) * 0.5;
+         }
+         const ZqReal rounding = (largest(center) + largest(half)) * lastPlaces;
+         half += {rounding, rounding, rounding};
+      }
+   };
+   /// What the squared distance of a box in A and one in B is at least: by their gaps along the axes of A, and
+   /// along those of B. Zero where nothing can be told of an unbounded one.
+   ZqReal gapSquared(const AlignedBox& a, const Centered& b) const noexcept
+   {
+      const Vec3 c = m_X * b.center;
+      const Vec3 h = m_magnitudes * b.half;
       const ZqReal inA = squared(std::max(a.lower.x - c.x, c.x - a.upper.x) - h.x) +
                          squared(std::max(a.lower.y - c.y, c.y - a.upper.y) - h.y) +
                          squared(std::max(a.lower.z - c.z, c.z - a.upper.z) - h.z);
       const Vec3 d = turnBack(m_X.R, (a.lower + a.upper) * 0.5 - c);
       const Vec3 e = turnBack(m_magnitudes, (a.upper - a.lower) * 0.5);
-      const ZqReal inB = squared(std::abs(d.x) - half.x - e.x) +
-                         squared(std::abs(d.y) - half.y - e.y) +
-                         squared(std::abs(d.z) - half.z - e.z);
+      const ZqReal inB = squared(std::abs(d.x) - b.half.x - e.x) +
+                         squared(std::abs(d.y) - b.half.y - e.y) +
+                         squared(std::abs(d.z) - b.half.z - e.z);
       return std::max(inA, inB);
    }
 
@@ -197,6 +216,7 @@ private:
    {
       return {std::abs(v.x), std::abs(v.y), std::abs(v.z)};
    }
+   static constexpr ZqReal lastPlaces = 8.0 * std::numeric_limits<ZqReal>::epsilon();
    /// Zero for NaN, too.
    ZqReal squared(ZqReal gap) const noexcept
    {
@@ -206,7 +226,7 @@ private:
 
    Pose m_X;
    Mat3 m_magnitudes; ///< of the components of the rotation
-   ZqReal m_slack;    ///< for rounding
+   ZqReal m_slack;    ///< for the rounding of the translation
 };
 
 template <class Visit>
@@ -219,14 +239,13 @@ void BoxHierarchy::visitNearest(const AlignedBox& box, const Pose& X, ZqReal lim
       ZqReal gap; // squared
    };
    const BoxPlacement placement({X.R, X.t - m_origin});
-   const Vec3 center = (box.lower + box.upper) * 0.5;
-   const Vec3 half = (box.upper - box.lower) * 0.5;
+   const BoxPlacement::Centered centered(box);
    std::array<Step, depthLimit + 2> stack;
    int count = 0;
    const auto push = [&](int node)
    {
       if (!m_nodes[node].isEmpty())
-         stack[count++] = {node, placement.gapSquared(widened(m_nodes[node]), center, half)};
+         stack[count++] = {node, placement.gapSquared(widened(m_nodes[node]), centered)};
    };
    if (!m_nodes.empty())
       push(0);
@@ -264,10 +283,9 @@ void BoxHierarchy::visitNearestPairs(const BoxHierarchy& A, const BoxHierarchy& 
    {
       if (A.m_nodes[a].isEmpty() || B.m_nodes[b].isEmpty())
          return;
-      const AlignedBox box = widened(B.m_nodes[b]);
       stack[count++] = {a, b,
-                        placement.gapSquared(widened(A.m_nodes[a]), (box.lower + box.upper) * 0.5,
-                                             (box.upper - box.lower) * 0.5)};
+                        placement.gapSquared(widened(A.m_nodes[a]),
+                                             BoxPlacement::Centered(widened(B.m_nodes[b])))};
    };
    if (!A.m_nodes.empty() && !B.m_nodes.empty())
       push(0, 0);

@@ -24,7 +24,7 @@ public:
    using Corners = std::array<ZqU32, 3>;
    static constexpr ZqU32 none = 0xFFFFFFFF;
 
-   /// Corners that no vertex has make a triangle of no points. `before` may be what these triangles were
+   /// Triangles with corners that no vertex has are left out. `before` may be what these triangles were
    /// until their vertices moved: then its tree is taken and refitted.
    static std::shared_ptr<const ZqTriangles> of(std::vector<zqConvex::Vec3> vertices,
                                                 std::vector<Corners> corners,
@@ -45,8 +45,8 @@ public:
    bool isClosed() const noexcept { return m_isClosed; }
    /// How many edges are not those of two triangles in opposite directions.
    ZqU32 openEdgeCount() const noexcept { return m_openEdgeCount; }
-   /// Of the solid, in cubic metres; below zero when the triangles face inwards. Of open triangles what they
-   /// make up with the origin.
+   /// Of the solid, in cubic metres; below zero when the triangles face inwards. Of open triangles it
+   /// means little.
    ZqReal volume() const noexcept { return m_volume; }
    /// 1 when triangles go counter-clockwise as seen from outside, -1 when they go clockwise.
    ZqReal outward() const noexcept { return m_volume < 0.0 ? -1.0 : 1.0; }
@@ -55,18 +55,30 @@ public:
    /// Unit, of corners that go counter-clockwise; x for a triangle without area.
    zqConvex::Vec3 normal(ZqU32 triangle) const noexcept;
    const zqConvex::BoxHierarchy& tree() const noexcept { return *m_tree; }
+   /// A triangle of each piece of the surface: those that neighbours lead to from one another.
+   std::span<const ZqU32> pieces() const noexcept { return m_pieces; }
    /// Makes `convex` the triangle: a record that was made by `ZqConvex::triangle` or by this.
    void set(ZqConvex& convex, ZqU32 triangle) const noexcept;
+   /// The point furthest along d, which need not be of unit length, and a triangle that has it; the origin
+   /// without triangles.
+   zqConvex::Vec3 support(const zqConvex::Vec3& d, ZqU32& triangle) const noexcept;
+   zqConvex::Vec3 support(const zqConvex::Vec3& d) const noexcept
+   {
+      ZqU32 triangle = 0;
+      return support(d, triangle);
+   }
    /// Whether a point lies in the solid. Points within rounding of the surface may answer either way.
    bool contains(const zqConvex::Vec3& point) const noexcept;
 
 private:
    ZqTriangles() = default;
    void findNeighbours();
+   void findPieces();
 
    std::vector<zqConvex::Vec3> m_vertices;
    std::vector<Corners> m_corners;
    std::vector<Corners> m_neighbours;
+   std::vector<ZqU32> m_pieces;
    std::unique_ptr<zqConvex::BoxHierarchy> m_tree;
    ZqReal m_volume = 0.0;
    ZqU32 m_openEdgeCount = 0;
@@ -88,6 +100,7 @@ public:
       ZqConvex convex;
       std::shared_ptr<const ZqTriangles> triangles;
       ZqU32 firstPart = 0;
+      ZqU32 partCount = 0; ///< none of a shape that has no points
    };
 
    static std::shared_ptr<const ZqConvexParts>

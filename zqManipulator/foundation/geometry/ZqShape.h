@@ -66,6 +66,7 @@ public:
    /// After the shape its bounding volumes are looked at: volumes that have volumes of their own lose them,
    /// and only the first 16 stay, each with a remark.
    bool read(ZqXmlReader& reader) override;
+   bool readValueFromToken(const ZqToken& token, ZqXmlReader& reader) override;
 
    ZqShape() = default;
    ZqShape(const ZqShape& other);
@@ -181,9 +182,6 @@ protected:
    virtual void scaleSelfBy(ZqReal scale) = 0;
    virtual void truncateSelf(ZqReal tolerance) = 0;
    /// @}
-   /// The nearest multiple of a tolerance, which is above zero.
-   static ZqReal rounded(ZqReal value, ZqReal tolerance);
-   static ZqVector rounded(const ZqVector& value, ZqReal tolerance);
    /// Tells of something amiss that a document says of this shape, and how it was mended.
    void remark(ZqXmlReader& reader, const ZqString& what) const;
 

@@ -50,11 +50,10 @@ public:
 
    ZqU32 shapeType() const override { return UnionShape; }
    ZqReal volume() const override;
-   const ZqConvexParts* parts() const override { return m_parts.get(); }
+   const ZqConvexParts* parts() const override;
    void capsuleApproximation(std::vector<ZqCapsule>& capsules,
                              std::vector<ZqU32>& indices) const override;
    ZqVector supportPoint(const ZqVector& direction) const override;
-   bool intersectSegment(const ZqLineSegment& segment, ZqVector& point) const override;
    /// Of all members.
    void removeRedundancy(ZqReal tolerance) override;
 

@@ -1,5 +1,6 @@
 #include "zqManipulator/foundation/geometry/ZqSphere.h"
 
+#include "zqManipulator/foundation/geometry/ZqShapeNumbers.h"
 #include "zqManipulator/foundation/xml/ZqXmlReader.h"
 
 #include <cmath>
@@ -23,7 +24,7 @@ bool ZqSphere::read(ZqXmlReader& reader)
 
 ZqConvex ZqSphere::makeConvex() const
 {
-   return ZqConvex::sphere(m_center, m_radius);
+   return ZqConvex::sphere(zqConvex::finite(m_center), m_radius);
 }
 
 const char* ZqSphere::repair()
@@ -44,8 +45,8 @@ void ZqSphere::scaleSelfBy(ZqReal scale)
 
 void ZqSphere::truncateSelf(ZqReal tolerance)
 {
-   m_radius = rounded(m_radius, tolerance);
-   setCenter(rounded(m_center, tolerance));
+   m_radius = zqConvex::rounded(m_radius, tolerance);
+   setCenter(zqConvex::rounded(m_center, tolerance));
 }
 
 void ZqSphere::expandSelfToInclude(const ZqSphere& sphere)

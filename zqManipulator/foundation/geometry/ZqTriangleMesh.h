@@ -5,6 +5,8 @@
 
 #include <array>
 
+class ZqTriangles;
+
 /// A surface of triangles, each of three vertices by index, counter-clockwise as seen from outside. Triangles
 /// may stand in any order and need not meet.
 ///
@@ -54,14 +56,13 @@ public:
    }
    /// Whether the triangles bound a solid: each edge belongs to two of them, which run along it in opposite
    /// directions. Vertices at one place count as one.
-   bool isClosed() const noexcept { return m_isClosed; }
-   /// That of the solid that the triangles bound, by the sum of the tetrahedra from its middle; below zero
+   bool isClosed() const noexcept;
+   /// That of the solid that the triangles bound, by the divergence theorem; below zero
    /// for a surface that is inside out. Of a surface with holes it means little.
-   ZqReal volume() const override { return m_volume; }
+   ZqReal volume() const override;
 
-   const ZqConvexParts* parts() const override { return m_parts.get(); }
+   const ZqConvexParts* parts() const override;
    ZqVector supportPoint(const ZqVector& direction) const override;
-   bool intersectSegment(const ZqLineSegment& segment, ZqVector& point) const override;
    /// Makes one vertex of those that are nearer to each other than the tolerance, and leaves out vertices
    /// that no triangle has.
    void removeRedundancy(ZqReal tolerance) override;
@@ -77,10 +78,9 @@ private:
 
    ZqXmlVectorVector m_vertices;
    ZqXmlVectorBasicType<ZqU32> m_triangles; ///< three indices for each
-   // These follow from the two above.
+   // These follow from the two above; copies share them.
+   std::shared_ptr<const ZqTriangles> m_surface;
    std::shared_ptr<const ZqConvexParts> m_parts;
-   ZqReal m_volume = 0.0;
-   bool m_isClosed = false;
 };
 
 extern template class ZqXmlClass<ZqTriangleMesh, ZqBasePhysicalExtent>;

@@ -3,6 +3,7 @@
 #include "zqManipulator/foundation/geometry/ZqAxisAlignedBoundingBox.h"
 
 #include <algorithm>
+#include <cmath>
 #include <span>
 #include <vector>
 
@@ -27,12 +28,14 @@ public:
       const ZqVector spread = centers.extents();
       const std::size_t axis = spread.x() >= spread.y() ? (spread.x() >= spread.z() ? 0 : 2)
                                                         : (spread.y() >= spread.z() ? 1 : 2);
+      // Between opposite infinities there is no center.
+      const auto place = [&](unsigned i)
+      {
+         const ZqReal center = boxes[i].center()[axis];
+         return std::isnan(center) ? 0.0 : center;
+      };
       std::sort(indices.begin(), indices.end(),
                 [&](unsigned a, unsigned b)
-                {
-                   const ZqReal atA = boxes[a].center()[axis];
-                   const ZqReal atB = boxes[b].center()[axis];
-                   return atA != atB ? atA < atB : a < b;
-                });
+                { return place(a) != place(b) ? place(a) < place(b) : a < b; });
    }
 };

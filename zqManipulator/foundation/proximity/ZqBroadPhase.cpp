@@ -57,28 +57,31 @@ void BroadPhase::sort()
 {
    if (m_moved.empty())
       return;
-   const bool hasNewCandidates = !m_leavers.empty();
-   if (hasNewCandidates)
-      regroup();
-   testCandidates(hasNewCandidates);
+   const bool someAreNew = !m_leavers.empty();
+   const bool allAreNew = someAreNew && regroup();
+   testCandidates(someAreNew, allAreNew);
    for (const unsigned id : m_moved)
       m_hasMoved[id] = 0;
    m_moved.clear();
 }
 
-/// Gives larger boxes to those that left theirs, and finds the candidates again.
-void BroadPhase::regroup()
+/// Gives larger boxes to those that left theirs, and finds the candidates: those of the leavers, or, which is
+/// then true, all.
+bool BroadPhase::regroup()
 {
    for (const Leaver& leaver : m_leavers)
       enlarge(leaver);
    m_fresh.clear();
-   if (m_tree.size() != static_cast<int>(m_boxes.size()) || m_leavers.size() * 4 >= m_boxes.size())
+   const bool isAll =
+      m_tree.size() != static_cast<int>(m_boxes.size()) || m_leavers.size() * 4 >= m_boxes.size();
+   if (isAll)
       renewAll();
    else
       amend();
    for (const Leaver& leaver : m_leavers)
       m_hasLeft[leaver.id] = 0;
    m_leavers.clear();
+   return isAll;
 }
 
 /// By a tenth of its size, and ahead by some more steps like the last one. Who outruns any margin gets none: it
@@ -207,7 +210,7 @@ void BroadPhase::visitPartners(unsigned id, Visit&& visit) const
 
 void BroadPhase::addFresh(unsigned a, unsigned b)
 {
-   m_fresh.push_back({std::min(a, b), std::max(a, b) % capacity, 0});
+   m_fresh.push_back({std::min(a, b), std::max(a, b) % capacity, 0U});
 }
 
 /// By the first and then by the second id: a radix sort of two digits, where they are not few.
@@ -256,13 +259,13 @@ void BroadPhase::mergeFresh()
    m_candidates.swap(m_spare);
 }
 
-/// Tests the candidates of which a box has moved, and writes the pairs if that has changed them.
-void BroadPhase::testCandidates(bool rewrite)
+/// Tests the candidates of which a box has moved, or all, and writes the pairs if that changes them.
+void BroadPhase::testCandidates(bool rewrite, bool all)
 {
    std::size_t count = 0;
    for (Candidate& c : m_candidates)
    {
-      if ((m_hasMoved[c.first] | m_hasMoved[c.second]) != 0)
+      if (all || (m_hasMoved[c.first] | m_hasMoved[c.second]) != 0)
       {
          const bool isOverlap = overlap(m_boxes[c.first], m_boxes[c.second]);
          rewrite |= isOverlap != (c.isOverlap != 0);

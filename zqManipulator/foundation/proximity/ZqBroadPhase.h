@@ -12,7 +12,7 @@ class BroadPhase
 public:
    using Pair = std::pair<unsigned, unsigned>;
    /// Ids are below this.
-   static constexpr std::size_t capacity = std::size_t(1) << 30;
+   static constexpr unsigned capacity = 1U << 30;
 
    /// So many empty boxes.
    void reset(std::size_t count);
@@ -45,7 +45,7 @@ private:
       Unbounded ///< apart for good
    };
 
-   void regroup();
+   bool regroup();
    void enlarge(const Leaver& leaver) noexcept;
    void leaveTree(unsigned id, Place place);
    void renewAll();
@@ -58,7 +58,7 @@ private:
    template <class Key>
    void scatter(const std::vector<Candidate>& from, std::vector<Candidate>& to, Key key);
    void mergeFresh();
-   void testCandidates(bool rewrite);
+   void testCandidates(bool rewrite, bool all);
    /// What an apart box searches with: unbounded ones have no larger box.
    const AlignedBox& reach(unsigned id) const noexcept
    {

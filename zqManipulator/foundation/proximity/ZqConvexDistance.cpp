@@ -35,41 +35,44 @@ void answerOverlap(const Vec3& n, ZqReal depth, ZqReal lower, const Vec3& a, con
    out.b = middle - n * (0.5 * depth);
 }
 
-/// An overlap that moved a little: the normal follows by one or two parted distances, and the proof of the last full
-/// solution, less the motion since then, bounds what another direction could save. False if that bound has grown
-/// loose.
+/// Keeps what an overlap leaves to the next query.
+void rememberOverlap(const CorePair& pair, const Penetration& penetration,
+                     ZqPairCache& cache) noexcept
+{
+   cache.overlapped = true;
+   cache.atA = pair.atA;
+   cache.atB = pair.atB;
+   cache.normal = penetration.n;
+   if (penetration.simplex.count == 0)
+      return;
+   cache.count = static_cast<std::int8_t>(penetration.simplex.count);
+   for (int i = 0; i < cache.count; ++i)
+   {
+      cache.a[i] = penetration.simplex.a[i];
+      cache.b[i] = inverseTimes(pair.X, penetration.simplex.b[i]);
+   }
+}
+
+/// An overlap that moved a little: the normal follows its features. The last full solution, less the motion since then,
+/// bounds what another direction could save. False if that bound has grown loose, or the features have changed too
+/// much.
 bool followOverlap(CorePair& pair, ZqPairCache& cache, CoreAnswer& out) noexcept
 {
-   const ZqReal size = pair.size();
-   const ZqReal lower = std::max(0.0, cache.lower - motionSince(pair, cache.pose));
+   const ZqReal motion = motionSince(pair, cache.pose);
    Penetration now;
-   Vec3 a, b, w;
-   now.height(pair, cache.normal, w);
+   now.n = cache.normal;
+   Simplex S;
+   S.count = cache.count;
+   for (int i = 0; i < S.count; ++i)
+      S.set(i, cache.a[i], pair.X * cache.b[i]);
+   const bool isLeast = S.count > 0 && descend(pair, S, now);
    out.iterations = now.supports;
-   if (!(now.depth > 0.0) || now.depth - lower > 1e-3 * size)
+   Vec3 a, b;
+   if (!isLeast || !(now.depth > 0.0) || now.depth > cache.lowerAside - motion || !now.points(a, b))
       return false;
-   ZqPairCache warm = cache;
-   warm.overlapped = false;
-   for (int k = 0; k < 8; ++k)
-   {
-      const Vec3 from = now.n;
-      const ZqReal depth = now.depth;
-      const Vec3 n =
-         deepestPoints(pair, from, depth, partingMargin * size, a, b, now.supports, &warm);
-      if (norm2(n - from) > 1e-26)
-         now.height(pair, n, w);
-      if (!(now.depth > 0.0))
-         return false;
-      if (depth - now.depth <= 1e-12 * size)
-         break;
-   }
-   answerOverlap(now.n, now.depth, std::min(lower, now.depth), a, b, out);
-   out.iterations = now.supports;
-   warm.overlapped = true;
-   warm.atA = pair.atA;
-   warm.atB = pair.atB;
-   warm.normal = now.n;
-   cache = warm;
+   now.lower = std::clamp(cache.lower - motion, 0.0, now.depth);
+   answerOverlap(now.n, now.depth, now.lower, a, b, out);
+   rememberOverlap(pair, now, cache);
    return true;
 }
 
@@ -118,21 +121,20 @@ void solveOverlap(CorePair& pair, const Simplex& simplex, ZqPairCache* cache, bo
                   CoreAnswer& out) noexcept
 {
    Penetration penetration = depthOf(pair, simplex);
-   const Vec3& n = penetration.n;
    Vec3 a{0.0, 0.0, 0.0};
    Vec3 b = a;
    ZqPairCache none;
    ZqPairCache& kept = cache ? *cache : none;
    kept.count = 0;
    kept.overlapped = false;
-   if (points || cache)
-      deepestPoints(pair, n, penetration.depth, partingMargin * pair.size(), a, b,
+   if ((points || cache) && !penetration.points(a, b))
+      deepestPoints(pair, penetration.n, penetration.depth, partingMargin * pair.size(), a, b,
                     penetration.supports, &kept);
-   answerOverlap(n, penetration.depth, penetration.lower, a, b, out);
+   answerOverlap(penetration.n, penetration.depth, penetration.lower, a, b, out);
    out.iterations += penetration.supports;
-   kept.overlapped = true;
-   kept.normal = n;
+   rememberOverlap(pair, penetration, kept);
    kept.lower = penetration.lower;
+   kept.lowerAside = penetration.lowerAside;
    kept.pose = pair.X;
 }
 } // namespace

@@ -1,5 +1,6 @@
 #include "zqManipulator/foundation/proximity/ZqExpandingPolytope.h"
 
+#include "zqManipulator/foundation/proximity/ZqBalance.h"
 #include "zqManipulator/foundation/proximity/ZqGrowingHull.h"
 
 namespace zqConvex
@@ -13,6 +14,9 @@ constexpr int lastSupports = 60; ///< after curved cores were refined
 constexpr ZqReal closedGap = 1e-13;
 /// Of the depth: where curved cores go over to refinement.
 constexpr ZqReal curvedGap = 1e-3;
+/// Cosines of the angles within which directions are taken for one, when refining and when following.
+constexpr ZqReal alike = 0.98;
+constexpr ZqReal near = 0.9998;
 
 struct Expansion
 {
@@ -24,61 +28,60 @@ struct Expansion
 
    explicit Expansion(CorePair& of) noexcept : pair(of) {}
 
-   bool takeSimplex(const Simplex& S, Vec3* p) noexcept
+   bool isSolid(const Simplex& S) noexcept
    {
       if (S.count != 4)
          return false;
       for (int i = 0; i < 4; ++i)
-      {
-         p[i] = S.w[i];
-         size = std::max(size, largest(p[i]));
-      }
-      const ZqReal volume = dot(cross(p[1] - p[0], p[2] - p[0]), p[3] - p[0]);
+         size = std::max(size, largest(S.w[i]));
+      const ZqReal volume = dot(cross(S.w[1] - S.w[0], S.w[2] - S.w[0]), S.w[3] - S.w[0]);
       return std::abs(volume) > 1e-3 * size * size * size;
    }
 
    /// Four points that span A - B. False, and the answer found, where it has no volume.
-   bool findTetrahedron(Vec3* p) noexcept
+   bool findTetrahedron(Simplex& S) noexcept
    {
-      Vec3 ends[6];
-      for (int i = 0; i < 6; ++i)
+      Simplex down, up; // the furthest along the axes
+      for (int i = 0; i < 3; ++i)
       {
          Vec3 d{0.0, 0.0, 0.0};
-         d[i % 3] = i < 3 ? 1.0 : -1.0;
-         best.height(pair, d, ends[i]);
-         size = std::max(size, largest(ends[i]));
+         Vec3 a, b;
+         d[i] = 1.0;
+         best.height(pair, d, a, b);
+         up.set(i, a, b);
+         best.height(pair, -d, a, b);
+         down.set(i, a, b);
+         size = std::max({size, largest(up.w[i]), largest(down.w[i])});
       }
       ZqReal span = -1.0;
       for (int i = 0; i < 3; ++i)
-         if (const ZqReal length2 = norm2(ends[i] - ends[i + 3]); length2 > span)
+         if (const ZqReal length2 = norm2(up.w[i] - down.w[i]); length2 > span)
          {
             span = length2;
-            p[0] = ends[i];
-            p[1] = ends[i + 3];
+            S.set(0, up.a[i], up.b[i]);
+            S.set(1, down.a[i], down.b[i]);
          }
-      if (!(span > 0.0))
-      {
-         best.n = norm2(pair.X.t) > 0.0 ? unit(pair.X.t) : Vec3{0.0, 0.0, 1.0};
-         best.depth = 0.0;
-         return false;
-      }
-      return findThird(p) && findFourth(p);
+      if (span > 0.0)
+         return findThird(S) && findFourth(S);
+      best.n = norm2(pair.X.t) > 0.0 ? unit(pair.X.t) : Vec3{0.0, 0.0, 1.0};
+      best.depth = 0.0;
+      return false;
    }
 
-   bool findThird(Vec3* p) noexcept
+   bool findThird(Simplex& S) noexcept
    {
-      const Vec3 u = unit(p[1] - p[0]);
+      const Vec3 u = unit(S.w[1] - S.w[0]);
       const Vec3 e = perpendicular(u);
       const Vec3 f = cross(u, e);
       ZqReal span = -1.0;
       for (const Vec3& d : {e, -e, f, -f})
       {
-         Vec3 w;
-         best.height(pair, d, w);
-         if (const ZqReal width2 = norm2(cross(w - p[0], u)); width2 > span)
+         Vec3 a, b;
+         best.height(pair, d, a, b);
+         if (const ZqReal width2 = norm2(cross(a - b - S.w[0], u)); width2 > span)
          {
             span = width2;
-            p[2] = w;
+            S.set(2, a, b);
          }
       }
       if (span > 1e-28 * size * size)
@@ -91,16 +94,17 @@ struct Expansion
       return false;
    }
 
-   bool findFourth(Vec3* p) noexcept
+   bool findFourth(Simplex& S) noexcept
    {
-      const Vec3 n = unit(cross(p[1] - p[0], p[2] - p[0]));
-      Vec3 top, bottom;
-      const ZqReal up = best.height(pair, n, top);
-      const ZqReal down = best.height(pair, -n, bottom);
-      const ZqReal plane = dot(n, p[0]);
+      const Vec3 n = unit(cross(S.w[1] - S.w[0], S.w[2] - S.w[0]));
+      Vec3 topA, topB, bottomA, bottomB;
+      const ZqReal up = best.height(pair, n, topA, topB);
+      const ZqReal down = best.height(pair, -n, bottomA, bottomB);
+      const ZqReal plane = dot(n, S.w[0]);
       if (up + down > 1e-14 * size)
       {
-         p[3] = up - plane > plane + down ? top : bottom;
+         const bool isTop = up - plane > plane + down;
+         S.set(3, isTop ? topA : bottomA, isTop ? topB : bottomB);
          return true;
       }
       // Flat: its normal, towards B where both sides are alike.
@@ -112,10 +116,24 @@ struct Expansion
 
    void answerFlat(const Vec3& n) noexcept
    {
-      Vec3 w;
+      Vec3 a, b;
       best.depth = std::numeric_limits<ZqReal>::infinity();
-      best.height(pair, n, w);
+      best.height(pair, n, a, b);
       best.depth = std::max(0.0, best.depth);
+   }
+
+   /// The open face that is nearest the origin; -1 if all are closed.
+   int nearestFace() const noexcept
+   {
+      int nearest = -1;
+      ZqReal low = std::numeric_limits<ZqReal>::infinity();
+      for (int k = 0; k < hull.faceCount; ++k)
+         if (hull.offset[k] < low && !isClosed[k])
+         {
+            low = hull.offset[k];
+            nearest = k;
+         }
+      return nearest;
    }
 
    /// Grows until no face is nearer than the best height by more than the gap, or the supports are used up.
@@ -124,76 +142,94 @@ struct Expansion
       const ZqReal least = closedGap * size;
       while (best.supports < most)
       {
-         int f = -1;
-         ZqReal low = std::numeric_limits<ZqReal>::infinity();
-         for (int k = 0; k < hull.faceCount; ++k)
-            if (hull.offset[k] < low && !isClosed[k])
-            {
-               low = hull.offset[k];
-               f = k;
-            }
-         if (f < 0 || low >= best.depth - std::max(least, relativeGap * best.depth))
+         const int f = nearestFace();
+         if (f < 0 || hull.offset[f] >= best.depth - std::max(least, relativeGap * best.depth))
             break;
-         Vec3 w;
-         const ZqReal h = best.height(pair, hull.face[f].normal, w);
+         Vec3 a, b;
+         const ZqReal h = best.height(pair, hull.face[f].normal, a, b);
          // A face of A - B, or a point that rounding does not let in: not to be asked again.
-         if (h - low <= least || hull.height(f, w) <= 0.0 || !hull.add(w, f))
+         if (h - hull.offset[f] <= least || hull.height(f, a - b) <= 0.0 || !hull.add(a, b, f))
             isClosed[f] = true;
       }
-      best.lower = best.depth;
-      for (int k = 0; k < hull.faceCount; ++k)
-         best.lower = std::min(best.lower, hull.offset[k]);
    }
 
-   /// Refines the best height, and from the nearest few faces that differ: each face nearer than the best height may
-   /// hide the least.
+   void proveLower() noexcept
+   {
+      best.lower = best.lowerAside = best.depth;
+      for (int k = 0; k < hull.faceCount; ++k)
+      {
+         best.lower = std::min(best.lower, hull.offset[k]);
+         if (dot(hull.face[k].normal, best.n) < near)
+            best.lowerAside = std::min(best.lowerAside, hull.offset[k]);
+      }
+   }
+
+   /// The features of a polytope's face: of several in one plane of those that hold the foot of the origin.
+   void findFeatures() noexcept
+   {
+      const ZqReal high = best.depth + 4.0 * closedGap * size;
+      for (int k = 0; k < hull.faceCount; ++k)
+      {
+         Vec3 n = hull.face[k].normal;
+         if (!(hull.offset[k] <= high) || dot(n, best.n) < 1.0 - 1e-9)
+            continue;
+         Penetration face = best;
+         Vec3 a, b;
+         face.simplex = hull.features(k);
+         if (!balance(pair, face.simplex, n) || !face.points(a, b))
+            continue;
+         best.simplex = face.simplex;
+         return;
+      }
+   }
+
+   /// Goes down to the least of the height from the nearest few faces that differ: each face nearer than the best height
+   /// may hide it.
    void refine() noexcept
    {
-      struct Seed
-      {
-         ZqReal offset;
-         Vec3 n;
-      };
-      Seed seeds[3];
+      constexpr int mostSeeds = 4;
+      int seeds[mostSeeds];
       int count = 0;
-      const Vec3 first = best.n;
       for (int k = 0; k < hull.faceCount; ++k)
       {
          if (!(hull.offset[k] < best.depth))
             continue;
-         const Vec3& n = hull.face[k].normal;
          int place = -1;
          for (int i = 0; i < count; ++i)
-            if (dot(seeds[i].n, n) > 0.98)
+            if (dot(hull.face[seeds[i]].normal, hull.face[k].normal) > alike)
                place = i;
-         if (place < 0 && count < 3)
+         if (place < 0 && count < mostSeeds)
          {
-            place = count++;
-            seeds[place].offset = std::numeric_limits<ZqReal>::infinity();
+            seeds[count++] = k;
+            continue;
          }
          if (place < 0)
             for (int i = 0; i < count; ++i)
-               if (place < 0 || seeds[i].offset > seeds[place].offset)
+               if (place < 0 || hull.offset[seeds[i]] > hull.offset[seeds[place]])
                   place = i;
-         if (hull.offset[k] < seeds[place].offset)
-            seeds[place] = {hull.offset[k], n};
+         if (hull.offset[k] < hull.offset[seeds[place]])
+            seeds[place] = k;
       }
-      refineDepth(pair, best);
       for (int i = 0; i < count; ++i)
+         refineFrom(seeds[i]);
+   }
+
+   void refineFrom(int f) noexcept
+   {
+      Penetration other;
+      other.n = hull.face[f].normal;
+      if (!descend(pair, hull.features(f), other))
       {
-         if (dot(seeds[i].n, best.n) > 0.98 || dot(seeds[i].n, first) > 0.98)
-            continue;
-         Penetration other;
-         Vec3 w;
-         other.height(pair, seeds[i].n, w);
+         Vec3 a, b;
+         other.height(pair, hull.face[f].normal, a, b);
          refineDepth(pair, other);
-         best.supports += other.supports;
-         if (other.depth < best.depth)
-         {
-            best.depth = other.depth;
-            best.n = other.n;
-         }
       }
+      best.supports += other.supports;
+      if (!(other.depth < best.depth))
+         return;
+      best.depth = other.depth;
+      best.n = other.n;
+      best.simplex = other.simplex;
    }
 };
 } // namespace
@@ -202,24 +238,30 @@ Penetration penetrate(CorePair& pair, const Simplex* first) noexcept
 {
    Expansion expansion(pair);
    Penetration& best = expansion.best;
-   Vec3 p[4];
-   if (!(first && expansion.takeSimplex(*first, p)) && !expansion.findTetrahedron(p))
+   Simplex found;
+   const bool isGiven = first && expansion.isSolid(*first);
+   if (!isGiven && !expansion.findTetrahedron(found))
    {
-      best.lower = best.depth;
+      best.lower = best.lowerAside = best.depth;
       return best;
    }
-   expansion.hull.start(p, 1e-15 * expansion.size);
+   expansion.hull.start(isGiven ? *first : found, 1e-15 * expansion.size);
    const bool isCurved = pair.A.isCurved() || pair.B.isCurved();
    expansion.grow(isCurved ? curvedGap : 0.0, mostSupports);
+   expansion.proveLower();
    const bool isFace = best.lower >= best.depth - 2.0 * closedGap * expansion.size;
    if (isCurved && !isFace)
    {
       expansion.refine();
-      // The rest of the way with the sharp bound: flat rulings between curved parts stop the refinement at about 1e-7.
+      // The rest of the way with the sharp bound.
       expansion.grow(0.0, best.supports + lastSupports);
+      expansion.proveLower();
    }
+   else
+      expansion.findFeatures();
    best.depth = std::max(0.0, best.depth);
    best.lower = std::clamp(best.lower, 0.0, best.depth);
+   best.lowerAside = std::clamp(best.lowerAside, 0.0, best.depth);
    return best;
 }
 } // namespace zqConvex

@@ -1,7 +1,11 @@
 #include "zqManipulator/foundation/proximity/ZqGjk.h"
 
-#include "zqManipulator/foundation/proximity/ZqRimSlide.h"
+#include "zqManipulator/foundation/proximity/ZqBalance.h"
 
+#ifdef ZQ_TRACE
+#include <cstdio>
+bool zqTrace = false;
+#endif
 namespace zqConvex
 {
 namespace
@@ -24,6 +28,8 @@ struct GjkIteration
    Vec3 bestV{0.0, 0.0, 0.0};
    ZqReal bestSquared = 0.0;
    int stalls = 0;
+   Vec3 n{0.0, 0.0, 1.0}; ///< where the features balance, if it is sharp
+   bool isSharp = false;
 
    GjkIteration(CorePair& of, const GjkOptions& with, GjkResult& result) noexcept
       : pair(of), options(with), out(result), S(result.simplex)
@@ -84,6 +90,16 @@ struct GjkIteration
       return squared - vw <= options.gap * squared || S.holds(w);
    }
 
+   /// The same, seen from the support point of the sharp direction.
+   bool isDoneAlong(const Vec3& w) noexcept
+   {
+      const ZqReal low = -dot(n, w);
+      const ZqReal length = std::sqrt(squared);
+      out.lower = std::max(out.lower, low);
+      return (options.reach >= 0.0 && low > options.reach) ||
+             length - low <= std::max(0.5 * options.gap * length, 1.5e-15 * scale);
+   }
+
    void keepAside() noexcept
    {
       if (best.count > 0 && squared > bestSquared)
@@ -124,22 +140,28 @@ struct GjkIteration
       return true;
    }
 
-   void slide() noexcept
+   /// Curved cores: the direction and the points at which the features of the simplex balance. The iteration alone
+   /// halves the angle at each step; with this it ends in a few.
+   void sharpen() noexcept
    {
-      Simplex slid = S;
+      Simplex balanced = S;
       NearestPoint point;
-      if (!slideOnRims(pair, slid) || nearest(slid, point) ||
-          !(point.squared < squared * (1.0 - leastGain)))
+      Vec3 along = v * (-1.0 / std::sqrt(squared));
+      if (!balance(pair, balanced, along) || nearest(balanced, point) ||
+          !(point.squared <= squared * (1.0 + 1e-12)))
          return;
-      S = slid;
+      S = balanced;
       take(point);
+      // With a negative weight v leads elsewhere.
+      isSharp = norm2(v + along * std::sqrt(squared)) <= 1e-12 * squared + 1e-28 * scale * scale;
+      n = along;
    }
 
    void run() noexcept
    {
-      const bool isTurned =
-         pair.A.core == ZqConvex::Core::Turned || pair.B.core == ZqConvex::Core::Turned;
-      const int slidesAfter = options.gap > 1e-9 ? 6 : 1; // a mere yes or no comes before it pays
+      const bool isCurved = pair.A.isCurved() || pair.B.isCurved();
+      const int sharpensAfter =
+         options.reach >= 0.0 ? 6 : 1; // a mere yes or no comes before it pays
       while (out.iterations < options.mostIterations)
       {
          // Rounding of the points hides anything nearer than this: touching.
@@ -153,11 +175,28 @@ struct GjkIteration
             return;
          ++out.iterations;
          Vec3 a, b;
-         pair.support(-v, a, b);
-         if (isDone(a - b) || !add(a, b))
+         pair.support(isSharp ? n : -v, a, b);
+#ifdef ZQ_TRACE
+         if (zqTrace)
+            std::fprintf(
+               stderr,
+               "%3d sharp %d k %d |v| %.17g gap %.3e low %.17g stalls %d holds %d w %g %g %g\n",
+               out.iterations, isSharp, S.count, std::sqrt(squared),
+               std::sqrt(squared) - (isSharp ? -dot(n, a - b) : dot(v, a - b) / std::sqrt(squared)),
+               out.lower, stalls, S.holds(a - b), (a - b).x, (a - b).y, (a - b).z);
+#endif
+         if (isSharp ? isDoneAlong(a - b) : isDone(a - b))
             return;
-         if (isTurned && out.iterations > slidesAfter)
-            slide();
+         if (isSharp)
+         {
+            isSharp = false;
+            if (!(dot(v, a - b) < squared))
+               continue;
+         }
+         if (!add(a, b))
+            return;
+         if (isCurved && out.iterations > sharpensAfter)
+            sharpen();
       }
    }
 
@@ -168,9 +207,10 @@ struct GjkIteration
          S = best;
          v = bestV;
          squared = bestSquared;
+         isSharp = false;
       }
-      out.v = v;
       out.distance = std::sqrt(squared);
+      out.v = isSharp && squared > 0.0 ? n * -out.distance : v;
       // A distance in the noise that no bound supports says that the origin is in A - B, not that it is near its
       // surface: how deep it lies is for others to say.
       out.overlaps |= squared <= 1e-24 * scale * scale && out.lower < 0.5 * out.distance;

@@ -1,9 +1,6 @@
 #pragma once
 
-#include "zqManipulator/foundation/geometry/ZqConvexAlgebra.h"
-
-#include <limits>
-#include <utility>
+#include "zqManipulator/foundation/proximity/ZqSimplex.h"
 
 namespace zqConvex
 {
@@ -22,6 +19,7 @@ struct GrowingHull
       int mark;
    };
    Vec3 vertex[MaxVertices];
+   Vec3 onA[MaxVertices]; ///< where the vertices come from
    Face face[maxFaces];
    ZqReal offset[maxFaces]; ///< normal . corner; `gone` of faces that were left inside
    int vertexCount = 0, faceCount = 0, aliveCount = 0;
@@ -29,16 +27,31 @@ struct GrowingHull
    ZqReal tolerance = 0.0; ///< thickness of a plane
 
    ZqReal height(int f, const Vec3& p) const noexcept { return dot(face[f].normal, p) - offset[f]; }
+   /// The corners of a face.
+   Simplex features(int f) const noexcept
+   {
+      Simplex S;
+      S.count = 3;
+      for (int i = 0; i < 3; ++i)
+      {
+         const int k = face[f].corner[i];
+         S.set(i, onA[k], onA[k] - vertex[k]);
+      }
+      return S;
+   }
    /// From four points that span a volume.
-   void start(const Vec3* p, ZqReal planeThickness) noexcept
+   void start(const Simplex& S, ZqReal planeThickness) noexcept
    {
       tolerance = planeThickness;
       vertexCount = faceCount = aliveCount = 4;
+      const Vec3* p = S.w;
       const bool isFlipped = dot(cross(p[1] - p[0], p[2] - p[0]), p[3] - p[0]) > 0.0;
-      vertex[0] = p[0];
-      vertex[1] = isFlipped ? p[2] : p[1];
-      vertex[2] = isFlipped ? p[1] : p[2];
-      vertex[3] = p[3];
+      for (int i = 0; i < 4; ++i)
+      {
+         const int k = isFlipped && (i == 1 || i == 2) ? 3 - i : i;
+         vertex[i] = p[k];
+         onA[i] = S.a[k];
+      }
       constexpr int corners[4][3] = {{0, 1, 2}, {0, 3, 1}, {1, 3, 2}, {2, 3, 0}};
       constexpr int neighbours[4][3] = {{1, 2, 3}, {3, 2, 0}, {1, 3, 0}, {2, 1, 0}};
       for (int f = 0; f < 4; ++f)
@@ -50,16 +63,18 @@ struct GrowingHull
    }
    /// Adds a point that sees face `from`. Faces in whose plane it lies go too, so that no new face is flat. False,
    /// and nothing changed, when full or when rounding would tear the surface.
-   bool add(const Vec3& p, int from) noexcept
+   bool add(const Vec3& a, const Vec3& b, int from) noexcept
    {
       if (vertexCount == MaxVertices)
          return false;
+      const Vec3 p = a - b;
       int seen[maxFaces];
       const int seenCount = markSeen(p, from, seen);
       Rim rim;
       if (seenCount == aliveCount || !findRim(seen, seenCount, rim))
          return false;
       vertex[vertexCount] = p;
+      onA[vertexCount] = a;
       for (int k = 0; k < rim.count; ++k)
          if (!setFace(faceCount + k, rim.from[k], rim.to[k], vertexCount))
             return false;

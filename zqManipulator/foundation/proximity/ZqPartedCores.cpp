@@ -1,5 +1,7 @@
 #include "zqManipulator/foundation/proximity/ZqPartedCores.h"
 
+#include "zqManipulator/foundation/proximity/ZqBalance.h"
+
 namespace zqConvex
 {
 namespace
@@ -87,22 +89,50 @@ void refineApart(CorePair& pair, GjkResult& result) noexcept
       result.v = n * -std::max(result.distance, 1e-300);
 }
 
+bool descend(CorePair& pair, const Simplex& features, Penetration& penetration) noexcept
+{
+   const ZqReal rounding = 1e-15 * pair.size();
+   Simplex S = features;
+   Vec3 n = penetration.n;
+   for (int k = 0; k < 12; ++k)
+   {
+      if (!balance(pair, S, n))
+         return false;
+      Vec3 a, b;
+      pair.support(n, a, b);
+      ++penetration.supports;
+      const ZqReal height = dot(n, a - b);
+      const ZqReal balanced = dot(n, S.w[0]);
+      if (height - balanced <= 4.0 * rounding)
+      {
+         if (!(height <= penetration.depth + 4.0 * rounding))
+            return false;
+         penetration.depth = height;
+         penetration.n = n;
+         penetration.simplex = S;
+         return true;
+      }
+      exchange(S, n, a, b);
+   }
+   return false;
+}
+
 void refineDepth(CorePair& pair, Penetration& penetration, int mostSteps) noexcept
 {
    const ZqReal size = pair.size();
    ZqPairCache warm;
-   Vec3 lastMove;
+   Vec3 lastMove{0.0, 0.0, 0.0};
    bool hasMoved = false;
    // It contracts by (depth + margin) / (radius of curvature + margin), slowly for deep overlaps: every second step leaps
    // ahead along the line of the last two (Aitken), and counts only if the depth falls.
    for (int k = 0; k < mostSteps; ++k)
    {
-      Vec3 a, b, w;
+      Vec3 a, b;
       const Vec3 from = penetration.n;
       const ZqReal depth = penetration.depth;
       const Vec3 n =
          deepestPoints(pair, from, depth, 1e-3 * size, a, b, penetration.supports, &warm);
-      if (!(penetration.height(pair, n, w) < depth))
+      if (!(penetration.height(pair, n, a, b) < depth))
          break;
       const Vec3 move = n - from;
       if (hasMoved)
@@ -110,7 +140,7 @@ void refineDepth(CorePair& pair, Penetration& penetration, int mostSteps) noexce
          const ZqReal rate = dot(move, lastMove) / norm2(lastMove);
          hasMoved = !(rate > 0.05 && rate < 0.999);
          if (!hasMoved)
-            penetration.height(pair, unit(n + move * (rate / (1.0 - rate))), w);
+            penetration.height(pair, unit(n + move * (rate / (1.0 - rate))), a, b);
       }
       else
          hasMoved = norm2(move) > 0.0;

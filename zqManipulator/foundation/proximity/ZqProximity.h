@@ -57,14 +57,16 @@ struct ZqContactManifold
 struct ZqPairCache
 {
    std::int8_t count = 0;   ///< of points
-   bool overlapped = false; ///< then the points are of the cores moved apart along the normal
+   bool overlapped = false;
    int atA = 0, atB = 0;    ///< where polytopes begin to look
-   /// Of the last simplex, each in the frame of its own core: so they are points of the shapes after any
-   /// motion.
+   /// Of the features that are nearest or deepest, each in the frame of its own core: so they are points of the shapes
+   /// after any motion.
    zqConvex::Vec3 a[4], b[4];
    /// Of an overlap: the normal in the first core's frame, and the last proof that no direction needs less: the
-   /// depth was `lower` at least when the second core stood at `pose` in the first one's frame.
+   /// depth was `lower` at least when the second core stood at `pose` in the first one's frame, and that of any
+   /// direction not near the normal was `lowerAside` at least.
    zqConvex::Vec3 normal;
    ZqReal lower = 0.0;
+   ZqReal lowerAside = 0.0;
    zqConvex::Pose pose;
 };

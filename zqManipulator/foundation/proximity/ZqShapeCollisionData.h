@@ -169,7 +169,7 @@ public:
 
    /// What the next query of the pair begins with.
    ZqShapePairCache& pairCache() noexcept { return m_pairCache; }
-   /// All that belongs to a side goes to the other one.
+   /// All that belongs to a side goes to the other one; the manifold, which has a side, is left behind.
    void exchangeSides() noexcept;
    /// Back to a new contact; what the next query begins with stays.
    void startAnew() noexcept;

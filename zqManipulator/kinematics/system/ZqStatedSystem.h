@@ -300,9 +300,11 @@ protected:
    virtual bool validateLowLevelDimensions();
    /// To be called before the system changes: a shared one is copied first.
    virtual void aboutToModifySystem();
-   /// Tells in the results, one a manipulator, which links collide and which are closest in the active
-   /// state, and answers whether any do. Here no pair of links is looked at: nothing collides and
-   /// nothing is close. A stated system that knows where its links meet overrides this.
+   /// Tells in the results, one a manipulator, which links collide in the active state, and answers whether any
+   /// do: links that may collide, of one or of two manipulators, and come within the tolerance (m) of each
+   /// other. The fidelity is the level of the bounding volumes that are compared: 0 compares the shapes
+   /// themselves. A manipulator that collides is looked at up to the first of its pairs that does, and the
+   /// closest pair is that of those looked at.
    virtual bool checkForCollisions(ZqSystemActiveState& activeState, const ZqReal& dt,
                                    const ZqU32& fidelity, const ZqReal& tolerance,
                                    PropagationResults& results) const;

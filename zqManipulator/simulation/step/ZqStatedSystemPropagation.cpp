@@ -211,18 +211,6 @@ void ZqStatedSystem::propagateTo(ZqReal time, ZqManipulatorSystemState& state,
    state.setTime(time);
 }
 
-bool ZqStatedSystem::checkForCollisions(ZqSystemActiveState&, const ZqReal&, const ZqU32&,
-                                        const ZqReal&, PropagationResults& results) const
-{
-   results.resizeToAtLeast(numberOfManipulators());
-   for (ZqPropagationResultData& result : results)
-   {
-      result.setCollisionOccurred(false);
-      result.setClosestDistance(1e300);
-   }
-   return false;
-}
-
 // The other forms
 
 namespace

@@ -1,5 +1,7 @@
 #include "zqManipulator/tools/checks/ZqModelCheck.h"
 
+#include "zqManipulator/contact/proximity/ZqProximityQuery.h"
+#include "zqManipulator/foundation/geometry/ZqTriangleMesh.h"
 #include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystemStruct.h"
@@ -19,7 +21,7 @@ using Zq::Severity;
 
 constexpr ZqReal pi = std::numbers::pi;
 
-/// In m, rad: what positions of a scene may disagree by. Documents are typed by hand, and a state that a
+/// In m, rad: what positions of a scene may disagree by, and links that rest on each other overlap by. Documents are typed by hand, and a state that a
 /// simulation leaves has its errors.
 constexpr ZqReal placeTolerance = 1e-6;
 
@@ -39,6 +41,7 @@ public:
    }
 
    const ZqStatedSystem& scene() const { return m_scene; }
+   ZqSystemActiveState& activeState() { return m_active; }
    /// That of the scene, made to fit.
    const ZqManipulatorSystemState& state() const { return m_state; }
    const ZqIndividualManipulator& manipulator(ZqU32 index) const
@@ -426,6 +429,66 @@ void checkLoops(Inspection& inspection, ZqU32 index)
                               " m in the stored state");
 }
 
+// Shapes
+
+/// The code and the text of what is odd about a shape that is no union; null when nothing is.
+std::pair<const char*, const char*> oddityOf(const ZqShape& shape)
+{
+   if (const auto* mesh = dynamic_cast<const ZqTriangleMesh*>(&shape))
+   {
+      if (mesh->triangleCount() == 0)
+         return {"shape-without-size", "the mesh has no triangles"};
+      if (!mesh->isClosed())
+         return {"mesh-not-closed",
+                 "the mesh is not closed: it has no inside, and neither a volume nor a mass"};
+   }
+   else if (shape.convex() != nullptr && !(shape.volume() > 0.0))
+      return {"shape-without-size", "the shape has no volume"};
+   return {};
+}
+
+/// Those of each link, where it has its own.
+void checkShapes(Inspection& inspection, ZqU32 index)
+{
+   const ZqIndividualManipulator& manipulator = inspection.manipulator(index);
+   if (isReference(manipulator))
+      return;
+   const auto checkLink = [&](const ZqManipulatorLink& link)
+   {
+      const ZqString path = pathOf(manipulator, link) + "/shapeContainer";
+      std::vector<const ZqShape*> shapes;
+      link.memberShapeContainer().collectShapes(shapes);
+      if (shapes.empty() && link.memberShapeContainer().topElement() != nullptr)
+         inspection.report(Severity::Warning, "shape-without-size", path, "the union is empty");
+      for (std::size_t i = 0; i < shapes.size(); ++i)
+         if (const auto [code, text] = oddityOf(*shapes[i]); code != nullptr)
+            inspection.report(Severity::Warning, code, path + "/shape " + std::to_string(i), text);
+   };
+   checkLink(manipulator);
+   for (const ZqManipulatorLink* link : manipulator.linkPointerVector())
+      checkLink(*link);
+}
+
+/// Of links that may collide.
+void checkOverlaps(Inspection& inspection)
+{
+   const auto linkOf = [&](const ZqLinkKey& key) -> const ZqManipulatorLink&
+   { return *inspection.manipulator(key.manipulatorIndex()).linkByIndex(key.linkIndex()); };
+   ZqProximityQuery query;
+   for (const ZqLinkSeparation& pair :
+        query.closestPairs(inspection.scene(), inspection.activeState(), -placeTolerance))
+   {
+      const auto& manipulator1 = inspection.manipulator(pair.link1.manipulatorIndex());
+      const auto& manipulator2 = inspection.manipulator(pair.link2.manipulatorIndex());
+      inspection.report(
+         Severity::Warning, "links-overlap", pathOf(manipulator1, linkOf(pair.link1)),
+         "overlaps link " + quoted(linkOf(pair.link2).linkLabel()) +
+            (&manipulator1 != &manipulator2 ? " of " + quoted(manipulator2.manipulatorLabel())
+                                            : ZqString()) +
+            " by " + rounded(-pair.distance) + " m in the stored state, and may collide with it");
+   }
+}
+
 // Exclusions from collision
 
 /// Reports, each once, names of manipulators and links that there are not.
@@ -513,9 +576,9 @@ void checkSelfCollision(Inspection& inspection, ZqU32 index)
 
 std::vector<Zq::Diagnostic> Zq::checkModel(const ZqStatedSystem& scene)
 {
-   constexpr std::array checksOfManipulator{checkReference, checkLabels, checkMasses,
-                                            checkBodies,    checkAngles, checkLimits,
-                                            checkFinite,    checkLoops,  checkSelfCollision};
+   constexpr std::array checksOfManipulator{
+      checkReference, checkLabels, checkMasses, checkBodies,        checkAngles,
+      checkLimits,    checkFinite, checkLoops,  checkSelfCollision, checkShapes};
    // What the scene answers to questions that it has no answer to is told by what is found.
    const DiagnosticCollector log;
    Inspection inspection(scene);
@@ -527,5 +590,6 @@ std::vector<Zq::Diagnostic> Zq::checkModel(const ZqStatedSystem& scene)
    for (const ZqManipulatorAttachmentNode& root : scene.configuration().attachmentMap().baseNodes())
       checkAttachments(inspection, root);
    checkExclusions(inspection);
+   checkOverlaps(inspection);
    return inspection.findings();
 }

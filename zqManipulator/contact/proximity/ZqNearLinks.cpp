@@ -1,0 +1,216 @@
+#include "zqManipulator/contact/proximity/ZqNearLinks.h"
+
+#include "zqManipulator/contact/proximity/ZqManipulatorProximityTool.h"
+#include "zqManipulator/contact/proximity/ZqManipulatorStampOf.h"
+#include "zqManipulator/foundation/geometry/ZqShape.h"
+#include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/kinematics/system/ZqStatedSystem.h"
+#include "zqManipulator/state/ZqEpoch.h"
+#include "zqManipulator/state/ZqSystemActiveState.h"
+#include "zqManipulator/state/ZqSystemProximityRecords.h"
+
+#include <algorithm>
+
+ZqPlacedShape zqPlacedShapeOf(const ZqManipulatorSystem& system, const ZqLinkKey& key,
+                              ZqManipulatorActivePositionState& state)
+{
+   const ZqIndividualManipulator& manipulator = system.manipulators()[key.manipulatorIndex()];
+   ZqPlacedShape result;
+   result.link = manipulator.linkByIndex(key.linkIndex());
+   result.shape = result.link != nullptr ? result.link->shape() : nullptr;
+   if (result.shape == nullptr)
+      return result;
+   manipulator.placeBase(state);
+   result.frame = result.link->primaryFrameInSystem(state);
+   return result;
+}
+
+bool zqHasManipulators(const ZqManipulatorSystem& system, ZqU32 manipulator1, ZqU32 manipulator2,
+                       const char* function, const char* operation)
+{
+   if (std::max(manipulator1, manipulator2) < system.numberOfManipulators())
+      return true;
+   Zq::Print::instance().write(Zq::Rejected, "%s: %s-->Invalid Manipulator ID\n", function,
+                               operation);
+   return false;
+}
+
+bool zqPlaceBoth(const ZqManipulatorSystem& system, const ZqLinkPlaces& places,
+                 const char* function, const char* operation, ZqPlacedShape& a, ZqPlacedShape& b)
+{
+   if (!zqHasManipulators(system, places.key1.manipulatorIndex(), places.key2.manipulatorIndex(),
+                          function, operation))
+      return false;
+   a = zqPlacedShapeOf(system, places.key1, places.state1);
+   b = zqPlacedShapeOf(system, places.key2, places.state2);
+   if (a.link != nullptr && b.link != nullptr)
+      return true;
+   Zq::Print::instance().write(Zq::Rejected, "%s: %s-->Null link pointer\n", function, operation);
+   return false;
+}
+
+ZqCoordinateSystemTransformation zqRelativeFrame(const ZqCoordinateSystemTransformation& a,
+                                                 const ZqCoordinateSystemTransformation& b)
+{
+   const ZqOrientation inverse = a.orientation().inverse();
+   return {inverse * (b.translation() - a.translation()), inverse * b.orientation()};
+}
+
+bool zqMayCollide(const ZqStatedSystem& scene, const ZqLinkKey& a, const ZqLinkKey& b)
+{
+   const ZqU32 m = a.manipulatorIndex();
+   if (m == b.manipulatorIndex())
+      return scene.system().manipulators()[m].canCollide(a.linkIndex(), b.linkIndex());
+   return scene.canCollide(m, a.linkIndex(), b.manipulatorIndex(), b.linkIndex(), false);
+}
+
+const ZqShape& zqVolumeUpTo(const ZqShape& shape, ZqU32 level)
+{
+   const ZqShape* volume = &shape;
+   while (volume->volumeLevel() < level && volume->coarserVolume() != nullptr)
+      volume = volume->coarserVolume();
+   return *volume;
+}
+
+const ZqShape& zqVolumeDownTo(const ZqShape& coarsest, ZqU32 level)
+{
+   const ZqShape* volume = &coarsest;
+   while (volume->volumeLevel() > level && volume->finerVolume() != nullptr)
+      volume = volume->finerVolume();
+   return *volume;
+}
+
+const ZqShape& zqCoarsestVolume(const ZqShape& shape)
+{
+   return zqVolumeUpTo(shape, ZqNoLinkIndex);
+}
+
+ZqNearLinks::ZqNearLinks(const ZqManipulatorProximityTool& tool, const ZqStatedSystem& scene,
+                         ZqSystemActiveState& activeState, ZqReal margin, ZqU32 manipulatorIndex)
+   : m_tool(tool), m_scene(scene), m_activeState(activeState)
+{
+   if (!has(manipulatorIndex))
+      return;
+   bringUpToDate();
+   m_boxes = &activeState.systemActiveBoundingBoxState();
+   if (margin != 0.0)
+   {
+      m_boxes = &activeState.manipulatorLinkProximityStateVector()[manipulatorIndex]
+                    .systemActiveBoundingBoxState();
+      if (m_boxes->tolerance() < margin)
+         m_boxes->setTolerance(margin);
+   }
+   m_pairs = &m_boxes->intersectionList(scene.system(), activeState.manipulatorActiveStateVector());
+}
+
+ZqManipulatorLinkProximityState& ZqNearLinks::distancesOf(ZqU32 manipulatorIndex)
+{
+   ZqManipulatorLinkProximityState& distances =
+      m_activeState.manipulatorLinkProximityStateVector()[manipulatorIndex];
+   if (!distances.isInitialized())
+      distances.initialize(manipulatorIndex, m_scene.system());
+   return distances;
+}
+
+bool ZqNearLinks::has(ZqU32 manipulatorIndex) const
+{
+   return manipulatorIndex < std::min(m_scene.numberOfManipulators(),
+                                      m_activeState.manipulatorActiveStateVector().size());
+}
+
+/// Has distances fall of whatever is not as it was when they were computed: manipulators that moved in
+/// whatever way, models that changed, another level. Records of which nobody knows where they come from
+/// lose all.
+void ZqNearLinks::bringUpToDate()
+{
+   const auto& manipulators = m_scene.system().manipulators();
+   auto& activeStates = m_activeState.manipulatorActiveStateVector();
+   const ZqU32 count = std::min(manipulators.size(), activeStates.size());
+   auto& links = m_activeState.manipulatorLinkProximityStateVector();
+   ZqSystemProximityRecords& records = m_activeState.proximityRecords();
+   // A change of one manipulator may have left less than one for each.
+   if (links.size() < count)
+      links.resize(count);
+
+   const std::uint64_t before = records.generation;
+   const auto beginGeneration = [&]
+   {
+      if (records.generation == before)
+         records.generation = zqNextEpoch();
+   };
+   const bool isOther =
+      records.stamps.size() != count || records.boundingVolumeLevel != m_tool.boundingVolumeLevel();
+   if (isOther)
+      beginGeneration();
+   records.stamps.resize(count);
+   records.boundingVolumeLevel = m_tool.boundingVolumeLevel();
+   for (ZqU32 m = 0; m < count; ++m)
+   {
+      ZqManipulatorActivePositionState& state = activeStates[m].activePositionState();
+      manipulators[m].placeBase(state);
+      const ZqManipulatorStamp stamp = zqStampOf(manipulators[m], state);
+      if (stamp == records.stamps[m])
+         continue;
+      records.stamps[m] = stamp;
+      beginGeneration();
+      if (isOther)
+         continue;
+      for (ZqManipulatorLinkProximityState& one : links)
+         if (one.generation() == before)
+            one.invalidate(m);
+   }
+   for (ZqManipulatorLinkProximityState& one : links)
+   {
+      if (one.generation() != records.generation && (isOther || one.generation() != before))
+         one.invalidateAll();
+      one.setGeneration(records.generation);
+   }
+}
+
+/// That which is remembered by either manipulator, or else computes it. False when there is none.
+bool ZqNearLinks::distance(ZqU32 manipulatorIndex, const ZqLinkKey& a, const ZqLinkKey& b,
+                           ZqReal& distance)
+{
+   ZqManipulatorLinkProximityState& own = distancesOf(manipulatorIndex);
+   if (own.isValid(a, b))
+   {
+      distance = own.getDistance(a, b);
+      return true;
+   }
+   ZqManipulatorLinkProximityState& others = distancesOf(
+      a.manipulatorIndex() == manipulatorIndex ? b.manipulatorIndex() : a.manipulatorIndex());
+   if (others.isValid(a, b))
+      distance = others.getDistance(a, b);
+   else
+   {
+      auto& activeStates = m_activeState.manipulatorActiveStateVector();
+      if (!m_tool.linkToLinkDistance(
+             a.manipulatorIndex(), a.linkIndex(), b.manipulatorIndex(), b.linkIndex(),
+             m_scene.system(), activeStates[a.manipulatorIndex()].activePositionState(),
+             activeStates[b.manipulatorIndex()].activePositionState(), distance))
+         return false;
+   }
+   own.setDistance(a, b, distance);
+   return true;
+}
+
+ZqFirstHit ZqNearLinks::findFirst(ZqU32 manipulatorIndex, ZqReal margin)
+{
+   ZqFirstHit result;
+   result.isHit = find(manipulatorIndex,
+                       [&](const ZqLinkKey& own, const ZqLinkKey& other, ZqReal distance)
+                       {
+                          if (distance < result.nearestDistance)
+                          {
+                             result.nearestLink = own.linkIndex();
+                             result.nearestOther = other;
+                             result.nearestDistance = distance;
+                          }
+                          if (!(distance <= margin))
+                             return false;
+                          result.link = own.linkIndex();
+                          result.other = other;
+                          return true;
+                       });
+   return result;
+}

@@ -1,0 +1,17 @@
+#include "zqManipulator/foundation/geometry/ZqBasePhysicalExtent.h"
+
+void ZqBasePhysicalExtent::removeRedundancy(ZqReal) {}
+
+bool ZqConvexShape::read(ZqXmlReader& reader)
+{
+   const bool succeeded = ZqXmlAbstractClass::read(reader);
+   if (const char* repaired = repair())
+      remark(reader, ZqString(repaired));
+   convexChanges();
+   return succeeded;
+}
+
+ZqVector ZqConvexShape::supportPoint(const ZqVector& direction) const
+{
+   return m_convex.supportPoint(zqConvex::vector(unit(zqConvex::vec3(direction))));
+}

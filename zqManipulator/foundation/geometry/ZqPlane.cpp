@@ -1,0 +1,3 @@
+#include "zqManipulator/foundation/geometry/ZqPlane.h"
+
+template class ZqXmlClass<ZqPlane>;

@@ -1,0 +1,3 @@
+#include "zqManipulator/foundation/geometry/ZqShapePointEvent.h"
+
+template class ZqXmlClass<ZqShapePointEvent>;

@@ -1,0 +1,347 @@
+#include "zqManipulator/foundation/proximity/ZqBalance.h"
+
+namespace zqConvex
+{
+namespace
+{
+/// A symmetric matrix over the tangents of the direction.
+struct Bend
+{
+   ZqReal ee = 0.0, ef = 0.0, ff = 0.0;
+
+   void add(ZqReal factor, ZqReal e, ZqReal f) noexcept
+   {
+      ee += factor * e * e;
+      ef += factor * e * f;
+      ff += factor * f * f;
+   }
+};
+
+/// One side of a feature, in the frame of its core.
+struct Patch
+{
+   enum class Kind : std::uint8_t
+   {
+      Vertex,
+      Rim,
+      Surface
+   };
+   Kind kind;
+   Vec3 p; ///< the vertex; radius, 0 and height of a rim; semi-axes
+
+   Patch() = default;
+   Patch(const ZqConvex& C, const Vec3& point) noexcept : kind(Kind::Vertex), p(point)
+   {
+      if (C.core == ZqConvex::Core::Ellipsoid)
+      {
+         kind = Kind::Surface;
+         p = C.h;
+      }
+      else if (C.core == ZqConvex::Core::Turned)
+      {
+         p = point.z > 0.0 ? Vec3{C.h.y, 0.0, C.h.z} : Vec3{C.h.x, 0.0, -C.h.z};
+         if (p.x > 0.0)
+            kind = Kind::Rim;
+      }
+   }
+   bool isSame(const Patch& other, ZqReal rounding) const noexcept
+   {
+      return kind == other.kind && largest(p - other.p) <= rounding;
+   }
+
+   /// The point furthest along d, which is unit, and the second derivative of its height over the tangents e and f,
+   /// added by weight.
+   bool furthest(const Vec3& d, Vec3& point) const noexcept
+   {
+      switch (kind)
+      {
+      case Kind::Vertex:
+         point = p;
+         return true;
+      case Kind::Rim:
+      {
+         const ZqReal rho = std::sqrt(d.x * d.x + d.y * d.y);
+         if (!(rho > 1e-12))
+            return false;
+         point = {d.x * (p.x / rho), d.y * (p.x / rho), p.z};
+         return true;
+      }
+      case Kind::Surface:
+      {
+         const Vec3 g{p.x * d.x, p.y * d.y, p.z * d.z};
+         const ZqReal s = 1.0 / norm(g);
+         point = {p.x * g.x * s, p.y * g.y * s, p.z * g.z * s};
+         return true;
+      }
+      }
+      return false;
+   }
+   void bend(const Vec3& d, const Vec3& point, const Vec3& e, const Vec3& f, ZqReal weight,
+             Bend& sum) const noexcept
+   {
+      if (kind == Kind::Rim)
+      {
+         // Along the rim's tangent alone.
+         const ZqReal rho = std::sqrt(d.x * d.x + d.y * d.y);
+         const ZqReal x = -d.y / rho;
+         const ZqReal y = d.x / rho;
+         sum.add(weight * p.x / rho, e.x * x + e.y * y, f.x * x + f.y * y);
+      }
+      else if (kind == Kind::Surface)
+      {
+         const ZqReal factor = weight / dot(d, point);
+         sum.add(factor * p.x * p.x, e.x, f.x);
+         sum.add(factor * p.y * p.y, e.y, f.y);
+         sum.add(factor * p.z * p.z, e.z, f.z);
+         sum.add(-factor, dot(e, point), dot(f, point));
+      }
+   }
+};
+
+struct Tangent
+{
+   ZqReal e, f;
+};
+Tangent operator-(const Tangent& a, const Tangent& b) noexcept
+{
+   return {a.e - b.e, a.f - b.f};
+}
+ZqReal dot(const Tangent& a, const Tangent& b) noexcept
+{
+   return a.e * b.e + a.f * b.f;
+}
+ZqReal cross(const Tangent& a, const Tangent& b) noexcept
+{
+   return a.e * b.f - a.f * b.e;
+}
+
+struct Balance
+{
+   const CorePair& pair;
+   ZqReal rounding;
+   Vec3 n;
+   Patch onA[3], onB[3];
+   int count = 0;
+   Vec3 a[3], b[3]; ///< points of the features; of B in the frame of B's core
+   ZqReal height[3];
+   Tangent pull[3];
+   ZqReal weight[3];
+   Vec3 e, f, eB, fB, nB; ///< tangents; in the frame of B's core the same, and -n
+
+   Balance(const CorePair& of, const Vec3& along) noexcept
+      : pair(of), rounding(1e-14 * of.size()), n(along)
+   {
+   }
+
+   bool addFeature(const Patch& pA, const Patch& pB) noexcept
+   {
+      for (int i = 0; i < count; ++i)
+         if (onA[i].isSame(pA, rounding) && onB[i].isSame(pB, rounding))
+            return true;
+      if (count == 3)
+         return false;
+      onA[count] = pA;
+      onB[count++] = pB;
+      return true;
+   }
+
+   bool look() noexcept
+   {
+      e = perpendicular(n);
+      f = zqConvex::cross(n, e);
+      nB = -turnBack(pair.X.R, n);
+      eB = turnBack(pair.X.R, e);
+      fB = turnBack(pair.X.R, f);
+      for (int i = 0; i < count; ++i)
+      {
+         if (!onA[i].furthest(n, a[i]) || !onB[i].furthest(nB, b[i]))
+            return false;
+         const Vec3 w = a[i] - pair.X * b[i];
+         height[i] = zqConvex::dot(n, w);
+         pull[i] = {zqConvex::dot(e, w), zqConvex::dot(f, w)};
+      }
+      return true;
+   }
+
+   /// Of three features whose pulls lie on a line, the middle one does not count.
+   void dropMiddle() noexcept
+   {
+      if (count < 3)
+         return;
+      const Tangent c = pull[1] - pull[0];
+      const Tangent d = pull[2] - pull[0];
+      const Tangent g = pull[2] - pull[1];
+      const ZqReal whole = cross(c, d);
+      const ZqReal sides[3] = {dot(g, g), dot(d, d), dot(c, c)}; // against each
+      const int k = sides[0] >= sides[1]   ? (sides[0] >= sides[2] ? 0 : 2)
+                    : sides[1] >= sides[2] ? 1
+                                           : 2;
+      if (std::abs(whole) > 1e-9 * sides[k])
+         return;
+      --count;
+      onA[k] = onA[2];
+      onB[k] = onB[2];
+      a[k] = a[2];
+      b[k] = b[2];
+      height[k] = height[2];
+      pull[k] = pull[2];
+   }
+
+   /// The weights of the point of least pull among the features' affine hull.
+   bool weigh() noexcept
+   {
+      weight[0] = 1.0;
+      if (count == 2)
+      {
+         const Tangent c = pull[1] - pull[0];
+         weight[1] = -dot(pull[0], c) / dot(c, c);
+         weight[0] = 1.0 - weight[1];
+      }
+      else if (count == 3)
+      {
+         const ZqReal whole = cross(pull[1] - pull[0], pull[2] - pull[0]);
+         weight[1] = cross(pull[2], pull[0]) / whole;
+         weight[2] = cross(pull[0], pull[1]) / whole;
+         weight[0] = 1.0 - weight[1] - weight[2];
+      }
+      for (int i = 0; i < count; ++i)
+         if (!(std::abs(weight[i]) < 1e3))
+            return false;
+      return true;
+   }
+
+   Bend bend() const noexcept
+   {
+      Bend sum;
+      for (int i = 0; i < count; ++i)
+      {
+         onA[i].bend(n, a[i], e, f, weight[i], sum);
+         onB[i].bend(nB, b[i], eB, fB, weight[i], sum);
+         sum.ee -= weight[i] * height[i];
+         sum.ff -= weight[i] * height[i];
+      }
+      return sum;
+   }
+
+   bool step(Tangent& y) const noexcept
+   {
+      if (count == 3)
+      {
+         const Tangent c = pull[1] - pull[0];
+         const Tangent d = pull[2] - pull[0];
+         const ZqReal r = height[0] - height[1];
+         const ZqReal s = height[0] - height[2];
+         const ZqReal whole = cross(c, d);
+         y = {(r * d.f - s * c.f) / whole, (s * c.e - r * d.e) / whole};
+         return true;
+      }
+      const Bend H = bend();
+      if (count == 1)
+      {
+         const ZqReal determinant = H.ee * H.ff - H.ef * H.ef;
+         if (!(determinant > 0.0) || !(H.ee > 0.0))
+            return false;
+         y = {(H.ef * pull[0].f - H.ff * pull[0].e) / determinant,
+              (H.ef * pull[0].e - H.ee * pull[0].f) / determinant};
+         return true;
+      }
+      const Tangent c = pull[1] - pull[0];
+      const ZqReal length2 = dot(c, c);
+      const Tangent z{-c.f, c.e};
+      const ZqReal r = (height[0] - height[1]) / length2;
+      const Tangent Hz{H.ee * z.e + H.ef * z.f, H.ef * z.e + H.ff * z.f};
+      const ZqReal bends = dot(z, Hz);
+      if (!(bends > 0.0))
+         return false;
+      const ZqReal s = -(dot(z, pull[0]) + r * dot(c, Hz)) / bends;
+      y = {r * c.e + s * z.e, r * c.f + s * z.f};
+      return true;
+   }
+
+   bool run() noexcept
+   {
+      ZqReal last = 1.0;
+      for (int k = 0; k < 8; ++k)
+      {
+         Tangent y;
+         if (!look())
+            return false;
+         dropMiddle();
+         if (!weigh() || !step(y))
+            return false;
+         const ZqReal move2 = dot(y, y);
+         if (!(move2 < 0.5))
+            return false;
+         if (k > 0 && !(move2 < last))
+            return true;
+         n = unit(n + e * y.e + f * y.f);
+         if (move2 <= 1e-18)
+            return look() && weigh();
+         last = 0.25 * move2;
+      }
+      return look() && weigh();
+   }
+};
+
+/// Whether a rim's point lies roughly where the rim is furthest along d: points all around it are its disc.
+bool isNear(const Patch& patch, const Vec3& point, const Vec3& d) noexcept
+{
+   if (patch.kind != Patch::Kind::Rim)
+      return true;
+   const ZqReal along = point.x * d.x + point.y * d.y;
+   return along > 0.0 && along * along >= 0.64 * patch.p.x * patch.p.x * (d.x * d.x + d.y * d.y);
+}
+} // namespace
+
+bool balance(const CorePair& pair, Simplex& S, Vec3& n) noexcept
+{
+   Balance state(pair, n);
+   const Vec3 nB = -turnBack(pair.X.R, n);
+   for (int i = 0; i < S.count; ++i)
+   {
+      const Vec3 b = inverseTimes(pair.X, S.b[i]);
+      const Patch onA(pair.A, S.a[i]);
+      const Patch onB(pair.B, b);
+      if (!isNear(onA, S.a[i], n) || !isNear(onB, b, nB) || !state.addFeature(onA, onB))
+         return false;
+   }
+   if (!state.run())
+      return false;
+   n = state.n;
+   S.count = state.count;
+   for (int i = 0; i < S.count; ++i)
+   {
+      S.set(i, state.a[i], pair.X * state.b[i]);
+      S.weight[i] = state.weight[i];
+   }
+   return true;
+}
+
+void exchange(Simplex& S, const Vec3& n, const Vec3& a, const Vec3& b) noexcept
+{
+   if (S.count < 3)
+   {
+      S.set(S.count++, a, b);
+      return;
+   }
+   const Vec3 e = perpendicular(n);
+   const Vec3 f = cross(n, e);
+   const auto pullOf = [&](const Vec3& w) { return Tangent{dot(e, w), dot(f, w)}; };
+   const Tangent p = pullOf(a - b);
+   const Tangent pull[3] = {pullOf(S.w[0]), pullOf(S.w[1]), pullOf(S.w[2])};
+   const ZqReal whole = cross(pull[1] - pull[0], pull[2] - pull[0]);
+   // The new point's weights in the old ones: that one goes whose weight is first used up.
+   int leaving = 0;
+   ZqReal least = std::numeric_limits<ZqReal>::infinity();
+   for (int i = 0; i < 3; ++i)
+   {
+      const ZqReal share = cross(pull[(i + 1) % 3] - p, pull[(i + 2) % 3] - p) / whole;
+      if (const ZqReal ratio = S.weight[i] / share; share > 0.0 && ratio < least)
+      {
+         least = ratio;
+         leaving = i;
+      }
+   }
+   S.set(leaving, a, b);
+}
+} // namespace zqConvex

@@ -1,0 +1,394 @@
+#include "zqManipulator/foundation/proximity/ZqConvexProximity.h"
+#include "zqManipulator/foundation/proximity/ZqPartPairs.h"
+#include "zqManipulator/foundation/proximity/ZqSupportingFace.h"
+
+#include <cmath>
+
+// Contact points of shapes of which one is not convex: those of the pairs of parts that are near. The shapes are
+// looked at a hair's breadth apart, moved there along the direction that parts them; there no parts overlap, so
+// that each pair has a normal without doubt, and what a solid's triangle would say of its own thin self does not
+// count. The motion is then taken out of the separations.
+namespace zqConvex
+{
+namespace
+{
+struct PlacedPoint
+{
+   ZqContactPoint point;
+   Vec3 normal;
+   bool isKept;
+};
+std::vector<PlacedPoint>& pointSpace()
+{
+   thread_local std::vector<PlacedPoint> space;
+   return space;
+}
+
+std::uint64_t mixed(std::uint64_t x) noexcept
+{
+   x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9ULL;
+   x = (x ^ (x >> 27)) * 0x94D049BB133111EBULL;
+   return x ^ (x >> 31);
+}
+
+class Touching
+{
+public:
+   Touching(const PartSide& A, const PartSide& B, const Pose& X, const Vec3& along, ZqReal travel,
+            ZqReal margin)
+      : m_A(A), m_B(B), m_X{X.R, X.t + along * travel}, m_along(along), m_travel(travel),
+        m_margin(margin)
+   {
+   }
+   void collect(std::vector<PlacedPoint>& points) const;
+
+private:
+   bool isOuter(const PartSide& side, ZqU32 part, const Vec3& p, const Vec3& n) const noexcept;
+   bool isCovered(const PartSide& side, ZqU32 part, const Vec3& p) const noexcept;
+   std::uint64_t featureName(const PartSide& side, ZqU32 part, const ZqConvex& core,
+                             std::uint32_t name) const noexcept;
+
+   const PartSide& m_A;
+   const PartSide& m_B;
+   const Pose m_X;
+   const Vec3 m_along;
+   const ZqReal m_travel;
+   const ZqReal m_margin;
+};
+
+/// Names a feature alike in all triangles that share it.
+std::uint64_t Touching::featureName(const PartSide& side, ZqU32 part, const ZqConvex& core,
+                                    std::uint32_t name) const noexcept
+{
+   ZqU32 t = 0;
+   const ZqTriangles* mesh = side.trianglesOf(part, t);
+   if (mesh && core.core == ZqConvex::Core::Triangle)
+   {
+      const std::uint64_t first = std::uint64_t{part - t} << 32;
+      for (int i = 0; i < 3; ++i)
+      {
+         const int j = i == 2 ? 0 : i + 1;
+         const ZqU32 v = mesh->corners()[t][i];
+         const ZqU32 w = mesh->corners()[t][j];
+         if (name == vertexName(i))
+            return mixed(first + v) + 1;
+         if (name == edgeName(core, i, j))
+            return mixed(mixed(first + std::min(v, w)) + std::max(v, w)) + 2;
+      }
+   }
+   return mixed(std::uint64_t{part} << 32 | name);
+}
+
+/// Whether a place of a triangle is the furthest along n of the surface around it, so that a body may touch it
+/// from there: over the edges at the place the surface does not go on beyond it. What a neighbour in the same
+/// plane would be touched by first is left to the neighbour.
+bool Touching::isOuter(const PartSide& side, ZqU32 part, const Vec3& p,
+                       const Vec3& n) const noexcept
+{
+   constexpr ZqReal leaning = 1e-4;
+   ZqU32 t = 0;
+   const ZqTriangles* mesh = side.trianglesOf(part, t);
+   if (!mesh)
+      return true;
+   const Vec3 m = mesh->normal(t) * (mesh->isClosed() ? mesh->outward() : 1.0);
+   const ZqReal facing = dot(m, n);
+   if (mesh->isClosed() ? facing > 1.0 - 1e-8 : std::abs(facing) > 1.0 - 1e-8)
+      return true;
+   const auto isBeyond = [&](ZqU32 triangle)
+   {
+      for (int i = 0; i < 3; ++i)
+      {
+         const Vec3 q = mesh->vertex(triangle, i) - p;
+         const ZqReal beyond = dot(n, q);
+         if (beyond > 0.0 && beyond > leaning * norm(q))
+            return true;
+      }
+      return false;
+   };
+   if (mesh->isClosed() && facing < -leaning)
+      return false;
+   ZqReal longest = 0.0;
+   for (int i = 0; i < 3; ++i)
+      longest = std::max(longest, norm(mesh->vertex(t, i) - p));
+   for (int i = 0; i < 3; ++i)
+   {
+      const int j = i == 2 ? 0 : i + 1;
+      const Vec3& a = mesh->vertex(t, i);
+      const Vec3 e = mesh->vertex(t, j) - a;
+      const Vec3 off = cross(e, p - a);
+      if (!(norm2(off) <= 1e-14 * longest * longest * norm2(e)))
+         continue;
+      // Around the corner that is nearer, as far as it goes.
+      ZqU32 at = t;
+      ZqU32 next = mesh->neighbour(t, i);
+      if (next == ZqTriangles::none)
+         continue;
+      if (isBeyond(next))
+         return false;
+      const bool isAtA = norm(p - a) <= 1e-7 * longest;
+      const bool isAtB = norm(p - mesh->vertex(t, j)) <= 1e-7 * longest;
+      if (!isAtA && !isAtB)
+         continue;
+      const Vec3 corner = isAtA ? a : mesh->vertex(t, j);
+      for (int k = 0; k < 64 && next != ZqTriangles::none && next != t; ++k)
+      {
+         if (isBeyond(next))
+            return false;
+         ZqU32 onward = ZqTriangles::none;
+         for (int edge = 0; edge < 3; ++edge)
+         {
+            const ZqU32 other = mesh->neighbour(next, edge);
+            if (other == at || other == ZqTriangles::none)
+               continue;
+            if (mesh->vertex(next, edge) == corner ||
+                mesh->vertex(next, edge == 2 ? 0 : edge + 1) == corner)
+               onward = other;
+         }
+         at = next;
+         next = onward;
+      }
+   }
+   return true;
+}
+
+/// Whether a point lies in or on another member than that of the part: then the part's surface is none of the
+/// union there.
+bool Touching::isCovered(const PartSide& side, ZqU32 part, const Vec3& p) const noexcept
+{
+   const int member = side.memberOf(part);
+   const ZqConvex point = ZqConvex::sphere(vector(p), 0.0);
+   bool isFound = false;
+   const auto look = [&](int other)
+   {
+      if (other == member || isFound)
+         return;
+      if (const ZqTriangles* mesh = side.triangles(other))
+         isFound = mesh->contains(p);
+      else
+         isFound = isWithin(side.convexMember(other), point, {}, 0.0, nullptr);
+   };
+   side.parts()->tree().visitOverlaps({p, p}, look);
+   return isFound;
+}
+
+void Touching::collect(std::vector<PlacedPoint>& points) const
+{
+   const ZqReal reach = m_margin + m_travel;
+   const auto look = [&](ZqU32 part1, const ZqConvex& a, ZqU32 part2, const ZqConvex& b)
+   {
+      ZqContactManifold found;
+      if (!contact(a, b, m_X, reach, nullptr, found))
+         return reach;
+      const Vec3 n = vec3(found.normal);
+      const Vec3 nInB = turnBack(m_X.R, n);
+      const ZqReal taken = m_travel * dot(n, m_along);
+      Vec3 middle1{0.0, 0.0, 0.0};
+      int count = 0;
+      for (int i = 0; i < found.count; ++i)
+      {
+         ZqContactPoint& p = found.points[i];
+         p.separation -= taken;
+         if (!(p.separation <= m_margin) || !isOuter(m_A, part1, vec3(p.point1), n) ||
+             !isOuter(m_B, part2, inverseTimes(m_X, vec3(p.point2)), -nInB))
+            continue;
+         middle1 += vec3(p.point1);
+         p.name = mixed(featureName(m_A, part1, a, static_cast<std::uint32_t>(p.name >> 32))) +
+                  featureName(m_B, part2, b, static_cast<std::uint32_t>(p.name));
+         found.points[count++] = p;
+      }
+      if (count == 0)
+         return reach;
+      // A hair beyond the middle of what they share nothing else of the shape may be.
+      middle1 = middle1 * (1.0 / count);
+      const ZqReal hair = 0.25 * std::max(0.0, found.separation);
+      if ((m_A.memberCount() > 1 && isCovered(m_A, part1, middle1 + n * hair)) ||
+          (m_B.memberCount() > 1 &&
+           isCovered(m_B, part2, inverseTimes(m_X, middle1 + n * (found.separation - hair)))))
+         return reach;
+      for (int i = 0; i < count; ++i)
+      {
+         ZqContactPoint& p = found.points[i];
+         p.point2 = vector(vec3(p.point2) - m_along * m_travel);
+         points.push_back({p, n, true});
+      }
+      return reach;
+   };
+   visitPartPairs(m_A, m_B, m_X, reach, look);
+}
+
+/// Points in one place become the one with the lowest name of the deepest.
+void mergePlaces(std::vector<PlacedPoint>& points, ZqReal tolerance)
+{
+   std::sort(points.begin(), points.end(),
+             [](const PlacedPoint& p, const PlacedPoint& q)
+             { return p.point.point1.x() < q.point.point1.x(); });
+   for (std::size_t i = 0; i < points.size(); ++i)
+      for (std::size_t j = i + 1; j < points.size() && points[j].point.point1.x() <=
+                                                          points[i].point.point1.x() + tolerance;
+           ++j)
+      {
+         PlacedPoint& p = points[i];
+         PlacedPoint& q = points[j];
+         if (!p.isKept || !q.isKept || dot(p.normal, q.normal) < 0.999 ||
+             largest(vec3(p.point.point1) - vec3(q.point.point1)) > tolerance)
+            continue;
+         const ZqReal deeper = p.point.separation - q.point.separation;
+         const bool isFirstBetter =
+            std::abs(deeper) > tolerance ? deeper < 0.0 : p.point.name < q.point.name;
+         (isFirstBetter ? q : p).isKept = false;
+      }
+   std::erase_if(points, [](const PlacedPoint& p) { return !p.isKept; });
+}
+
+/// Of points with one normal, those that the others surround are left out, but for the deepest.
+void leaveOutSurrounded(std::vector<PlacedPoint>& points, ZqReal tolerance)
+{
+   struct Planar
+   {
+      ZqReal x, y;
+      PlacedPoint* point;
+   };
+   thread_local std::vector<Planar> group;
+   thread_local std::vector<Planar> chain;
+   std::vector<PlacedPoint>::iterator begin = points.begin();
+   while (begin != points.end())
+   {
+      const Vec3 n = begin->normal;
+      const auto end = std::stable_partition(
+         begin, points.end(), [&](const PlacedPoint& p) { return dot(p.normal, n) > 1.0 - 1e-10; });
+      const Mat3 frame = frameAbout(n);
+      group.clear();
+      PlacedPoint* deepest = &*begin;
+      for (auto p = begin; p != end; ++p)
+      {
+         p->isKept = end - begin < 3;
+         deepest = p->point.separation < deepest->point.separation ? &*p : deepest;
+         group.push_back(
+            {dot(frame.c0, vec3(p->point.point1)), dot(frame.c1, vec3(p->point.point1)), &*p});
+      }
+      begin = end;
+      if (group.size() < 3)
+         continue;
+      std::sort(group.begin(), group.end(),
+                [](const Planar& p, const Planar& q)
+                { return p.x < q.x || (p.x == q.x && p.y < q.y); });
+      // Both chains of the convex hull (Andrew 1979); what is on a straight line within the tolerance goes.
+      for (int side = 0; side < 2; ++side)
+      {
+         chain.clear();
+         for (const Planar& p : group)
+         {
+            while (chain.size() >= 2)
+            {
+               const Planar& a = chain[chain.size() - 2];
+               const Planar& b = chain.back();
+               const ZqReal length =
+                  std::sqrt((p.x - a.x) * (p.x - a.x) + (p.y - a.y) * (p.y - a.y));
+               const ZqReal turn = (b.x - a.x) * (p.y - a.y) - (b.y - a.y) * (p.x - a.x);
+               if (turn > tolerance * length)
+                  break;
+               chain.pop_back();
+            }
+            chain.push_back(p);
+         }
+         for (const Planar& p : chain)
+            p.point->isKept = true;
+         std::reverse(group.begin(), group.end());
+      }
+      const bool isDeepest =
+         std::all_of(group.begin(), group.end(),
+                     [&](const Planar& p) {
+                        return !p.point->isKept ||
+                               p.point->point.separation > deepest->point.separation + tolerance;
+                     });
+      if (isDeepest)
+         deepest->isKept = true;
+   }
+   std::erase_if(points, [](const PlacedPoint& p) { return !p.isKept; });
+}
+
+/// The deepest, then always the one furthest from those chosen.
+void thin(std::vector<PlacedPoint>& points, std::size_t most)
+{
+   if (points.size() <= most)
+      return;
+   for (std::size_t k = 0; k < most; ++k)
+   {
+      std::size_t best = k;
+      ZqReal bestRank = -1e300;
+      for (std::size_t i = k; i < points.size(); ++i)
+      {
+         ZqReal rank = -points[i].point.separation;
+         if (k > 0)
+         {
+            rank = 1e300;
+            for (std::size_t j = 0; j < k; ++j)
+               rank = std::min(rank,
+                               norm2(vec3(points[i].point.point1) - vec3(points[j].point.point1)));
+         }
+         if (rank > bestRank)
+         {
+            bestRank = rank;
+            best = i;
+         }
+      }
+      std::swap(points[k], points[best]);
+   }
+   points.resize(most);
+}
+
+ZqReal sizeOf(const PartSide& side) noexcept
+{
+   if (side.convex())
+      return side.convex()->reach + side.convex()->radius;
+   const AlignedBox box = side.parts()->tree().bounds();
+   return 0.5 * norm(box.upper - box.lower);
+}
+} // namespace
+
+bool contact(const PartSide& A, const PartSide& B, const Pose& X, ZqReal margin,
+             ZqShapePairCache* cache, ZqContactManifold& out)
+{
+   if (A.convex() && B.convex())
+      return contact(*A.convex(), *B.convex(), X, margin, cache ? &cache->convex : nullptr, out);
+   ZqSeparation apart;
+   distance(A, B, X, cache, apart);
+   out.count = 0;
+   out.separation = apart.distance;
+   out.normal = apart.normal;
+   if (!(apart.distance <= margin) || !(apart.distance > -1e299))
+      return apart.distance <= margin;
+
+   const ZqReal size = std::min(sizeOf(A), sizeOf(B));
+   const Vec3 along = vec3(apart.normal);
+   const ZqReal travel = std::max(0.0, 1e-6 * size - apart.distance);
+   std::vector<PlacedPoint>& points = pointSpace();
+   points.clear();
+   Touching(A, B, X, along, travel, margin).collect(points);
+   mergePlaces(points, 1e-8 * size);
+   leaveOutSurrounded(points, 1e-7 * size);
+   // In an order that hangs on names alone, so that it is the same in the next step.
+   std::sort(points.begin(), points.end(),
+             [](const PlacedPoint& p, const PlacedPoint& q)
+             { return p.point.name < q.point.name; });
+   thin(points, ZqContactManifold::capacity);
+   std::sort(points.begin(), points.end(),
+             [](const PlacedPoint& p, const PlacedPoint& q)
+             { return p.point.name < q.point.name; });
+   for (const PlacedPoint& p : points)
+   {
+      out.points[out.count] = p.point;
+      out.points[out.count++].normal = vector(p.normal);
+   }
+   if (out.count == 0)
+   {
+      ZqContactPoint& p = out.points[out.count++];
+      p.point1 = apart.point1;
+      p.point2 = vector(X * vec3(apart.point2));
+      p.normal = apart.normal;
+      p.separation = apart.distance;
+      p.name = mixed(std::uint64_t{apart.part1} << 32 | apart.part2);
+   }
+   return true;
+}
+} // namespace zqConvex

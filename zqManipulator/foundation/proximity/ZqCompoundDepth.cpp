@@ -1,0 +1,404 @@
+#include "zqManipulator/foundation/proximity/ZqConvexProximity.h"
+#include "zqManipulator/foundation/proximity/ZqPartPairs.h"
+
+#include <limits>
+
+// Shapes that overlap, one of which is not convex, are parted along some direction by the least length that
+// clears all pairs of parts. For convex parts that length is exact: a pair is clear once it has left along the
+// direction, wherever it stood before. Which directions are tried decides how good the answer is; that it parts
+// the shapes is certain, since that is how it was found.
+namespace zqConvex
+{
+namespace
+{
+constexpr ZqReal endless = std::numeric_limits<ZqReal>::infinity();
+
+struct PartPair
+{
+   ZqU32 part1, part2;
+   ZqReal most; ///< what parts them at most, along the direction in question
+};
+/// A direction to try, and what one pair of parts needs along it at least.
+struct Candidate
+{
+   Vec3 u;
+   ZqReal least;
+};
+/// The end of a motion of B along u by `length`: the last parts to leave each other, there.
+struct Parting
+{
+   Vec3 u{0.0, 0.0, 1.0};
+   ZqReal length = endless;
+   Vec3 normal{0.0, 0.0, 1.0};
+   Vec3 point{0.0, 0.0, 0.0}; ///< of A, in A's frame
+   ZqU32 part1 = 0, part2 = 0;
+};
+struct DepthSpace
+{
+   std::vector<PartPair> first; ///< that overlap where the shapes stand
+   std::vector<PartPair> pairs;
+   std::vector<Candidate> candidates;
+};
+DepthSpace& depthSpace()
+{
+   thread_local DepthSpace space;
+   return space;
+}
+
+Pose movedAlong(const Pose& X, const Vec3& u, ZqReal length) noexcept
+{
+   return {X.R, X.t + u * length};
+}
+
+/// How far along d a part reaches beyond its lowest point of the other: what parts them along d at most.
+ZqReal extentAlong(const ZqConvex& a, const ZqConvex& b, const Pose& X, const Vec3& d) noexcept
+{
+   const Vec3 top = vec3(a.supportPoint(vector(d)));
+   const Vec3 bottom = X * vec3(b.supportPoint(vector(-turnBack(X.R, d))));
+   return dot(top - bottom, d);
+}
+
+class Overlap
+{
+public:
+   Overlap(const PartSide& A, const PartSide& B, const Pose& X) : m_A(A), m_B(B), m_X(X) {}
+
+   void solve(const Vec3& hint);
+   const Parting& best() const noexcept { return m_best; }
+   /// No translation parts the shapes by less.
+   ZqReal lower() const noexcept { return m_lower; }
+
+private:
+   void collect(const Pose& Y, std::vector<PartPair>& pairs) const;
+   void collectCandidates();
+   void add(const Vec3& u, ZqReal least);
+   ZqReal exitOfPair(const PartPair& pair, const Vec3& u, Parting& out);
+   bool exitOfPairs(std::vector<PartPair>& pairs, const Vec3& u, Parting& out);
+   ZqReal lengthFromOutside(const Vec3& u) const;
+   bool tryAlong(const Vec3& u);
+   void tryCombinations();
+
+   const PartSide& m_A;
+   const PartSide& m_B;
+   const Pose m_X;
+   Parting m_best;
+   ZqReal m_lower = 0.0;
+   ZqReal m_size = 0.0; ///< of the smaller side
+   DepthSpace& m_space = depthSpace();
+   ZqConvex m_spaceA;
+   ZqConvex m_spaceB;
+};
+
+void Overlap::collect(const Pose& Y, std::vector<PartPair>& pairs) const
+{
+   pairs.clear();
+   const auto look = [&](ZqU32 part1, const ZqConvex& a, ZqU32 part2, const ZqConvex& b)
+   {
+      if (isWithin(a, b, Y, 0.0, nullptr))
+         pairs.push_back({part1, part2, endless});
+      return 0.0;
+   };
+   visitPartPairs(m_A, m_B, Y, 0.0, look);
+}
+
+/// What parts a pair along u, exactly: from a length that does, back to the plane that still parts them, again
+/// and again.
+ZqReal Overlap::exitOfPair(const PartPair& pair, const Vec3& u, Parting& out)
+{
+   const ZqConvex& a = m_A.part(pair.part1, m_spaceA);
+   const ZqConvex& b = m_B.part(pair.part2, m_spaceB);
+   ZqSeparation found;
+   ZqReal length = pair.most;
+   if (!a.isBounded() || !b.isBounded())
+   {
+      distance(a, b, m_X, nullptr, found);
+      const ZqReal along = dot(vec3(found.normal), u);
+      length = along > 1e-9 ? -found.distance / along : endless;
+      found.point1 = vector(vec3(found.point1) + vec3(found.normal) * -found.distance);
+   }
+   else
+   {
+      ZqPairCache cache;
+      const ZqReal tolerance = 1e-14 * (a.reach + a.radius + b.reach + b.radius);
+      for (int k = 0; k < 48; ++k)
+      {
+         distance(a, b, movedAlong(m_X, u, length), &cache, found);
+         const ZqReal along = dot(vec3(found.normal), u);
+         if (!(found.distance > tolerance) || !(along > 0.0))
+            break;
+         const ZqReal next = std::max(0.0, length - found.distance / along);
+         if (!(next < length - tolerance))
+            break;
+         length = next;
+      }
+   }
+   if (length > out.length || out.length == endless)
+   {
+      out.length = length;
+      out.normal = vec3(found.normal);
+      out.point = vec3(found.point1);
+      out.part1 = pair.part1;
+      out.part2 = pair.part2;
+   }
+   return length;
+}
+
+/// Grows `out` to the greatest exit of all pairs; false once that is no better than the best so far.
+bool Overlap::exitOfPairs(std::vector<PartPair>& pairs, const Vec3& u, Parting& out)
+{
+   for (PartPair& pair : pairs)
+   {
+      const ZqConvex& a = m_A.part(pair.part1, m_spaceA);
+      const ZqConvex& b = m_B.part(pair.part2, m_spaceB);
+      if (!a.isBounded() || !b.isBounded())
+      {
+         pair.most = endless;
+         continue;
+      }
+      pair.most = extentAlong(a, b, m_X, u);
+      const auto byPlane = [&](const Vec3& n)
+      {
+         const ZqReal along = dot(n, u);
+         if (std::abs(along) > 1e-6)
+            pair.most =
+               std::min(pair.most, extentAlong(a, b, m_X, along > 0.0 ? n : -n) / std::abs(along));
+      };
+      if (a.core == ZqConvex::Core::Triangle)
+         byPlane(unit(cross(a.corner[1] - a.corner[0], a.corner[2] - a.corner[0])));
+      if (b.core == ZqConvex::Core::Triangle)
+         byPlane(m_X.R * unit(cross(b.corner[1] - b.corner[0], b.corner[2] - b.corner[0])));
+   }
+   const auto isLess = [](const PartPair& p, const PartPair& q) { return p.most < q.most; };
+   for (std::make_heap(pairs.begin(), pairs.end(), isLess);
+        !pairs.empty() && (out.length == endless || pairs.front().most > out.length);)
+   {
+      exitOfPair(pairs.front(), u, out);
+      if (!(out.length < m_best.length))
+         return false;
+      std::pop_heap(pairs.begin(), pairs.end(), isLess);
+      pairs.pop_back();
+   }
+   return true;
+}
+
+/// A length that parts the shapes with nothing in the way beyond it, but for what a coarse step leaves.
+ZqReal Overlap::lengthFromOutside(const Vec3& u) const
+{
+   const auto furthest = [](const PartSide& side, const Vec3& d) {
+      return side.convex() ? vec3(side.convex()->supportPoint(vector(d)))
+                           : side.parts()->support(d);
+   };
+   ZqReal length = dot(furthest(m_A, u) - m_X * furthest(m_B, -turnBack(m_X.R, u)), u);
+   for (int k = 0; k < 100; ++k)
+   {
+      ZqSeparation found;
+      nearestParts(m_A, m_B, movedAlong(m_X, u, length), found);
+      if (!(found.distance > 1e-4 * m_size))
+         break;
+      length -= found.distance;
+   }
+   return std::max(0.0, length - 2e-4 * m_size);
+}
+
+/// Moves B out along u until all pairs that are met on the way are clear. Keeps what is better than the best.
+bool Overlap::tryAlong(const Vec3& u)
+{
+   Parting out;
+   out.u = u;
+   out.length = 0.0;
+   bool isMet = false;
+   bool isFromOutside = false;
+   for (int k = 0; k < 24; ++k)
+   {
+      if (k == 0)
+         m_space.pairs = m_space.first;
+      else
+         collect(movedAlong(m_X, u, out.length + 1e-13 * m_size), m_space.pairs);
+      if (!m_space.pairs.empty())
+      {
+         const ZqReal before = out.length;
+         if (!isMet)
+            out.length = endless;
+         isMet = true;
+         if (!exitOfPairs(m_space.pairs, u, out))
+            return false;
+         // A touch that rounding does not let go.
+         if (k > 0 && !(out.length > before))
+            out.length = before + std::ldexp(1e-13, k) * m_size;
+         continue;
+      }
+      if (isMet && !isInside(m_A, m_B, movedAlong(m_X, u, out.length + 1e-13 * m_size)))
+      {
+         m_best = out;
+         return true;
+      }
+      if (isFromOutside)
+         return false;
+      isFromOutside = true;
+      out.length = lengthFromOutside(u);
+      isMet = false;
+      if (!(out.length < m_best.length))
+         return false;
+   }
+   return false;
+}
+
+void Overlap::add(const Vec3& u, ZqReal least)
+{
+   for (Candidate& c : m_space.candidates)
+      if (dot(c.u, u) > 1.0 - 1e-12)
+      {
+         c.least = std::max(c.least, least);
+         return;
+      }
+   if (m_space.candidates.size() < 48)
+      m_space.candidates.push_back({u, least});
+}
+
+void Overlap::collectCandidates()
+{
+   m_space.candidates.clear();
+   const std::size_t step = m_space.first.size() / 64 + 1;
+   for (std::size_t i = 0; i < m_space.first.size(); i += step)
+   {
+      const PartPair& pair = m_space.first[i];
+      const ZqConvex& a = m_A.part(pair.part1, m_spaceA);
+      const ZqConvex& b = m_B.part(pair.part2, m_spaceB);
+      ZqU32 triangle = 0;
+      bool isOfFace = false;
+      const auto addFace = [&](const Vec3& u)
+      {
+         // What a plane through the face leaves to clear is what the pair needs at most.
+         ZqReal least = extentAlong(a, b, m_X, u);
+         Parting exit;
+         if (least < m_best.length)
+            least = exitOfPair({pair.part1, pair.part2, least}, u, exit);
+         add(u, least);
+         isOfFace = true;
+      };
+      if (a.isBounded() && b.isBounded())
+      {
+         if (const ZqTriangles* mesh = m_A.trianglesOf(pair.part1, triangle);
+             mesh && mesh->isClosed())
+            addFace(mesh->normal(triangle) * mesh->outward());
+         if (const ZqTriangles* mesh = m_B.trianglesOf(pair.part2, triangle);
+             mesh && mesh->isClosed())
+            addFace(m_X.R * mesh->normal(triangle) * -mesh->outward());
+      }
+      if (isOfFace)
+         continue;
+      ZqSeparation found;
+      distance(a, b, m_X, nullptr, found);
+      m_lower = std::max(m_lower, -found.distance - found.error);
+      add(vec3(found.normal), -found.distance);
+   }
+   if (m_space.first.empty())
+   {
+      // One is inside the other: out through the nearest place, or along an axis.
+      ZqSeparation found;
+      nearestParts(m_A, m_B, m_X, found);
+      add(-vec3(found.normal), 0.0);
+      for (int i = 0; i < 3; ++i)
+      {
+         Vec3 u{0.0, 0.0, 0.0};
+         u[i] = 1.0;
+         add(u, 0.0);
+         add(-u, 0.0);
+      }
+   }
+   std::stable_sort(m_space.candidates.begin(), m_space.candidates.end(),
+                    [](const Candidate& p, const Candidate& q) { return p.least < q.least; });
+}
+
+/// Shapes that are wedged between faces are parted best along none of their normals: by the least translation
+/// that goes far enough along two or three of them.
+void Overlap::tryCombinations()
+{
+   const std::vector<Candidate>& c = m_space.candidates;
+   const std::size_t count = std::min<std::size_t>(4, c.size());
+   const auto tryTranslation = [&](const Vec3& t)
+   {
+      const ZqReal length = norm(t);
+      if (length > 0.0 && length < m_best.length * (1.0 - 1e-9))
+         tryAlong(t * (1.0 / length));
+   };
+   for (std::size_t i = 0; i < count; ++i)
+      for (std::size_t j = 0; j < i; ++j)
+      {
+         const ZqReal cosine = dot(c[i].u, c[j].u);
+         const ZqReal sine2 = 1.0 - cosine * cosine;
+         if (sine2 < 1e-8)
+            continue;
+         tryTranslation(c[i].u * ((c[i].least - cosine * c[j].least) / sine2) +
+                        c[j].u * ((c[j].least - cosine * c[i].least) / sine2));
+         for (std::size_t k = 0; k < j; ++k)
+         {
+            const Vec3 jk = cross(c[j].u, c[k].u);
+            const ZqReal volume = dot(c[i].u, jk);
+            if (std::abs(volume) > 1e-4)
+               tryTranslation((jk * c[i].least + cross(c[k].u, c[i].u) * c[j].least +
+                               cross(c[i].u, c[j].u) * c[k].least) *
+                              (1.0 / volume));
+         }
+      }
+}
+
+void Overlap::solve(const Vec3& hint)
+{
+   const auto sizeOf = [](const PartSide& side)
+   {
+      Vec3 lower, upper;
+      if (side.convex())
+         side.convex()->box({}, lower, upper);
+      else
+      {
+         const AlignedBox box = side.parts()->tree().bounds();
+         lower = box.lower;
+         upper = box.upper;
+      }
+      return norm(upper - lower);
+   };
+   m_size = std::min(sizeOf(m_A), sizeOf(m_B));
+   collect(m_X, m_space.first);
+   if (norm2(hint) > 0.0)
+      tryAlong(hint);
+   collectCandidates();
+   for (std::size_t i = 0; i < m_space.candidates.size(); ++i)
+      if (m_space.candidates[i].least < m_best.length)
+         tryAlong(m_space.candidates[i].u);
+   tryCombinations();
+   // Down to where the last parts to leave each other do so along the motion.
+   for (int k = 0; k < 16 && dot(m_best.normal, m_best.u) < 1.0 - 1e-14; ++k)
+      if (!tryAlong(m_best.normal))
+         break;
+}
+} // namespace
+
+void leastParting(const PartSide& A, const PartSide& B, const Pose& X, ZqShapePairCache* cache,
+                  ZqSeparation& out)
+{
+   Overlap overlap(A, B, X);
+   overlap.solve(cache ? cache->parting : Vec3{0.0, 0.0, 0.0});
+   const Parting& best = overlap.best();
+   if (cache)
+   {
+      cache->parting = best.length < endless ? best.u : Vec3{0.0, 0.0, 0.0};
+      cache->part1 = best.part1;
+      cache->part2 = best.part2;
+      cache->convex = {};
+   }
+   out.part1 = best.part1;
+   out.part2 = best.part2;
+   if (!(best.length < endless))
+   {
+      out.distance = -1e300;
+      out.error = 1e300;
+      return;
+   }
+   out.distance = -best.length;
+   out.error = std::max(0.0, best.length - overlap.lower());
+   out.normal = vector(best.u);
+   out.point1 = vector(best.point);
+   out.point2 = vector(inverseTimes(X, best.point - best.u * best.length));
+}
+} // namespace zqConvex

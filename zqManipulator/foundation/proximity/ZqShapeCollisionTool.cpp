@@ -1,0 +1,71 @@
+#include "zqManipulator/foundation/proximity/ZqShapeCollisionTool.h"
+
+#include "zqManipulator/foundation/geometry/ZqConvexParts.h"
+#include "zqManipulator/foundation/geometry/ZqShape.h"
+
+namespace
+{
+/// The triangle of its mesh that a part is; 0 for other parts.
+ZqU32 featureOf(const ZqShape& shape, ZqU32 part)
+{
+   const ZqConvexParts* parts = shape.convex() ? nullptr : shape.parts();
+   return parts && part < parts->size() ? part - parts->members()[parts->memberOf(part)].firstPart
+                                        : 0;
+}
+
+/// Which member of a compound a record is of, or all of it.
+const ZqShape* shapeOf(const ZqShape& shape, bool flag, ZqU32 index)
+{
+   ZqU32 counter = 0;
+   return flag ? shape.memberByIndex(index, counter) : &shape;
+}
+} // namespace
+
+bool ZqShapeCollisionTool::computeCollisionData(const ZqLinkKey& link1, const ZqLinkKey& link2,
+                                                const ZqShape& shape1, const ZqShape& shape2,
+                                                bool flag1, bool flag2,
+                                                const ZqCoordinateSystemTransformation& transform,
+                                                ZqSystemShapeCollisionCache& cache,
+                                                std::vector<ZqShapeProximityKey>& touching,
+                                                ZqReal& separation) const
+{
+   cache.beginPair(link1, link2);
+   const zqConvex::Pose X = zqConvex::pose(transform);
+   auto& pairs = cache.memberPairs();
+   zqConvex::nearMembers(shape1, shape2, X, m_contactMargin, pairs);
+   for (auto& [first, second] : pairs)
+   {
+      first = flag1 ? first : 0;
+      second = flag2 ? second : 0;
+   }
+   std::sort(pairs.begin(), pairs.end());
+   pairs.erase(std::unique(pairs.begin(), pairs.end()), pairs.end());
+
+   bool doesAnyTouch = false;
+   for (const auto& [first, second] : pairs)
+   {
+      const ZqShape* member1 = shapeOf(shape1, flag1, first);
+      const ZqShape* member2 = shapeOf(shape2, flag2, second);
+      if (!member1 || !member2)
+         continue;
+      const ZqShapeKey key1(link1, first);
+      const ZqShapeKey key2(link2, second);
+      ZqShapeCollisionData& data = cache.lookAt(key1, key2);
+      ZqContactManifold manifold;
+      zqConvex::contact(*member1, *member2, X, m_contactMargin, &data.pairCache(), manifold);
+      separation = std::min(separation, manifold.separation);
+      if (!(manifold.separation <= 0.0))
+         continue;
+      cache.touch(data);
+      data.setManifold(manifold, X);
+      const ZqU32 feature1 = featureOf(*member1, data.pairCache().part1);
+      const ZqU32 feature2 = featureOf(*member2, data.pairCache().part2);
+      data.setClosestPointIndex(key1, feature1);
+      data.setClosestPointIndex(key2, feature2);
+      member1->setClosestPointIndex(feature1);
+      member2->setClosestPointIndex(feature2);
+      touching.emplace_back(key1, key2);
+      doesAnyTouch = true;
+   }
+   return doesAnyTouch;
+}

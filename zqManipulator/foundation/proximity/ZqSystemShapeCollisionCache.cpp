@@ -1,0 +1,159 @@
+#include "zqManipulator/foundation/proximity/ZqSystemShapeCollisionCache.h"
+
+namespace
+{
+/// Evaluations for which the record of a pair that nobody looks at is kept.
+constexpr std::uint64_t recordLife = 64;
+} // namespace
+
+ZqSystemShapeCollisionCache::ZqSystemShapeCollisionCache(const ZqSystemShapeCollisionCache& other)
+   : m_records(other.m_records), m_walked(other.m_walked), m_evaluation(other.m_evaluation),
+     m_isLookedAt(other.m_isLookedAt)
+{
+}
+
+ZqSystemShapeCollisionCache&
+ZqSystemShapeCollisionCache::operator=(const ZqSystemShapeCollisionCache& other)
+{
+   return *this = ZqSystemShapeCollisionCache(other);
+}
+
+void ZqSystemShapeCollisionCache::clear()
+{
+   m_records.clear();
+   m_spare.clear();
+   m_walked.reset();
+   m_isLookedAt = false;
+}
+
+void ZqSystemShapeCollisionCache::invalidateAll()
+{
+   for (auto& [key, record] : m_records)
+      record.isValid = false;
+   if (!m_isLookedAt)
+      return;
+   m_isLookedAt = false;
+   ++m_evaluation;
+   if (m_evaluation % recordLife == 0)
+      forgetOld();
+}
+
+void ZqSystemShapeCollisionCache::forgetOld()
+{
+   for (auto it = m_records.begin(); it != m_records.end();)
+   {
+      const auto here = it++;
+      if (here->second.looked + recordLife < m_evaluation)
+         m_spare.push_back(m_records.extract(here));
+   }
+   // Of what may be wanted again no more is kept than there is.
+   if (m_spare.size() > m_records.size() + recordLife)
+      m_spare.resize(m_records.size() + recordLife);
+}
+
+ZqShapeProximityKey ZqSystemShapeCollisionCache::ordered(const ZqShapeKey& key1,
+                                                         const ZqShapeKey& key2) noexcept
+{
+   return key2 < key1 ? ZqShapeProximityKey(key2, key1) : ZqShapeProximityKey(key1, key2);
+}
+
+void ZqSystemShapeCollisionCache::setValid(ZqShapeCollisionData* data)
+{
+   if (!data)
+      return;
+   const auto found = m_records.find(ordered(data->key1(), data->key2()));
+   if (found == m_records.end() || &found->second.data != data)
+      return;
+   found->second.isValid = true;
+   found->second.touched = found->second.looked = m_evaluation;
+   m_isLookedAt = true;
+}
+
+const ZqShapeCollisionData*
+ZqSystemShapeCollisionCache::getCollisionData(const ZqShapeKey& key1, const ZqShapeKey& key2) const
+{
+   const auto found = m_records.find(ordered(key1, key2));
+   return found == m_records.end() || found->second.touched + 1 < m_evaluation
+             ? nullptr
+             : &found->second.data;
+}
+
+ZqShapeCollisionData* ZqSystemShapeCollisionCache::getCollisionData(const ZqShapeKey& key1,
+                                                                    const ZqShapeKey& key2)
+{
+   return const_cast<ZqShapeCollisionData*>(std::as_const(*this).getCollisionData(key1, key2));
+}
+
+void ZqSystemShapeCollisionCache::resetNextCollisionData()
+{
+   m_walked.reset();
+   m_isLookedAt = true;
+}
+
+ZqShapeCollisionData* ZqSystemShapeCollisionCache::nextCollisionData()
+{
+   auto it = m_walked ? m_records.upper_bound(*m_walked) : m_records.begin();
+   while (it != m_records.end() && !it->second.isValid)
+      ++it;
+   if (it == m_records.end())
+      return nullptr;
+   m_walked = it->first;
+   return &it->second.data;
+}
+
+void ZqSystemShapeCollisionCache::beginPair(const ZqLinkKey& link1, const ZqLinkKey& link2)
+{
+   m_isLookedAt = true;
+   const ZqLinkKey& first = std::min(link1, link2);
+   const ZqLinkKey& second = std::max(link1, link2);
+   for (auto it = m_records.lower_bound({ZqShapeKey(first, 0), ZqShapeKey()});
+        it != m_records.end() && it->first.first().linkKey() == first; ++it)
+   {
+      Record& record = it->second;
+      if (it->first.second().linkKey() != second)
+         continue;
+      record.isValid = false;
+      record.touched = std::min(record.touched, m_evaluation - 1);
+   }
+}
+
+ZqShapeCollisionData& ZqSystemShapeCollisionCache::lookAt(const ZqShapeKey& key1,
+                                                          const ZqShapeKey& key2)
+{
+   m_isLookedAt = true;
+   const ZqShapeProximityKey key = ordered(key1, key2);
+   auto found = m_records.lower_bound(key);
+   if (found == m_records.end() || found->first != key)
+   {
+      if (m_spare.empty())
+         found = m_records.try_emplace(found, key);
+      else
+      {
+         m_spare.back().key() = key;
+         found = m_records.insert(found, std::move(m_spare.back()));
+         m_spare.pop_back();
+      }
+      ZqShapeCollisionData& data = found->second.data;
+      std::vector<ZqShapePairCache::Parts> parts = std::move(data.pairCache().parts);
+      parts.clear();
+      found->second = {};
+      data = ZqShapeCollisionData(key1, key2);
+      data.pairCache().parts = std::move(parts);
+   }
+   Record& record = found->second;
+   record.looked = m_evaluation;
+   if (record.data.key1() != key1)
+      record.data.exchangeSides();
+   return record.data;
+}
+
+void ZqSystemShapeCollisionCache::touch(ZqShapeCollisionData& data)
+{
+   const auto found = m_records.find(ordered(data.key1(), data.key2()));
+   if (found == m_records.end() || &found->second.data != &data)
+      return;
+   if (found->second.touched + 1 < m_evaluation)
+      data.startAnew();
+   found->second.touched = m_evaluation;
+   found->second.isValid = true;
+}
