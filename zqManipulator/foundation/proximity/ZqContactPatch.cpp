@@ -439,6 +439,57 @@ std::uint64_t Patch::nameOf(const Corner& c) const noexcept
    return m_isReferenceA ? contactName(reference, other) : contactName(other, reference);
 }
 
+Vec3 Patch::directionOfSide(const SupportingFace& face, int side, const Vec3& p) const noexcept
+{
+   if (face.isDisc)
+      return cross(face.normal, p - face.middle);
+   return face.corner[side + 1 == face.count ? 0 : side + 1] - face.corner[side];
+}
+
+// Of the face that a corner meets, or across both edges that cross.
+Vec3 Patch::normalAt(const Corner& c, const Vec3& p) const noexcept
+{
+   const ZqReal sense = m_isReferenceA ? 1.0 : -1.0;
+   if (c.meeting == Meeting::OtherCorner)
+      return m_reference->normal * sense;
+   if (c.meeting == Meeting::ReferenceCorner)
+      return m_other.normal * -sense;
+   const Vec3 u = directionOfSide(*m_reference, c.reference, p);
+   const Vec3 v = directionOfSide(m_other, c.other, p);
+   const Vec3 n = cross(u, v);
+   if (norm2(n) < 1e-6 * norm2(u) * norm2(v))
+      return m_n;
+   return unit(dot(n, m_n) < 0.0 ? -n : n);
+}
+
+bool Patch::foot(PatchFoot& out) const noexcept
+{
+   if (m_count == 0)
+      return false;
+   const Corner* deepest = m_corner;
+   out.gap = 1e300;
+   ZqReal x = 0.0;
+   ZqReal y = 0.0;
+   for (const Corner* c = m_corner; c < m_corner + m_count; ++c)
+   {
+      x += c->x / m_count;
+      y += c->y / m_count;
+      if (const ZqReal gap = gapAt(c->x, c->y); gap < out.gap)
+      {
+         out.gap = gap;
+         deepest = c;
+      }
+   }
+   const Vec3 p = placeAt(deepest->x, deepest->y);
+   out.a = m_isReferenceA ? p : p - m_n * out.gap;
+   out.b = m_isReferenceA ? p + m_n * out.gap : p;
+   out.n = normalAt(*deepest, p);
+   out.middle = placeAt(x, y);
+   out.middleGap = gapAt(x, y);
+   out.slope = std::sqrt(m_gapX * m_gapX + m_gapY * m_gapY);
+   return true;
+}
+
 bool Patch::measure(ZqReal reach, ZqReal distance) noexcept
 {
    int n = 0;
@@ -446,7 +497,7 @@ bool Patch::measure(ZqReal reach, ZqReal distance) noexcept
    for (int i = 0; i < m_count; ++i)
    {
       Corner& c = m_corner[i];
-      c.gap = m_gap0 + m_gapX * c.x + m_gapY * c.y;
+      c.gap = gapAt(c.x, c.y);
       if (!(c.gap <= reach))
          continue;
       least = std::min(least, c.gap);
@@ -572,7 +623,7 @@ void Patch::write(ZqContactManifold& out) const noexcept
    {
       const int step = m_isReferenceA ? i : m_count - i;
       const Corner& c = m_corner[(first + step) % m_count];
-      const Vec3 p = m_origin + m_e1 * c.x + m_e2 * c.y;
+      const Vec3 p = placeAt(c.x, c.y);
       if (c.meeting == Meeting::Deepest)
          putContact(m_pair, m_n, m_deepestA, m_deepestB, c.gap, c.name, out);
       else if (m_isReferenceA)

@@ -40,6 +40,23 @@ struct Corner
    std::int8_t rim; ///< of the crossing of a rim: twice its number, and 1 where it leaves
 };
 
+/// Where a patch is deepest, in the frame of A.
+struct PatchFoot
+{
+   Vec3 a, b;        ///< on either core
+   ZqReal gap;       ///< between them
+   Vec3 n;           ///< unit, to B: the normal of the features that meet there
+   Vec3 middle;      ///< of the patch
+   ZqReal middleGap; ///< there
+   ZqReal slope;     ///< of the gap over the patch
+};
+
+/// Whether A's face is the one to measure from: a rim cuts best, else the face that has fewer sides.
+inline bool isBetterReference(const SupportingFace& fa, const SupportingFace& fb) noexcept
+{
+   return fb.count == 2 || (fa.count > 2 && (fa.isDisc || (!fb.isDisc && fa.count <= fb.count)));
+}
+
 /// The patch that two faces cover together, or a face and an edge, or a plane without border and any.
 ///
 /// One of the faces is the reference, in whose plane all is computed; the other one is projected onto it along
@@ -55,6 +72,8 @@ public:
          const SupportingFace& other, bool isReferenceA) noexcept;
 
    void cut() noexcept;
+   /// False if the faces cover nothing together.
+   bool foot(PatchFoot& out) const noexcept;
    /// Gaps and names; leaves out what is further apart than `reach`. False if no corner is as deep as the
    /// shapes are.
    bool measure(ZqReal reach, ZqReal distance) noexcept;
@@ -75,6 +94,11 @@ private:
    void takeTinyForPoint() noexcept;
    std::uint64_t nameOf(const Corner& c) const noexcept;
 
+   Vec3 directionOfSide(const SupportingFace& face, int side, const Vec3& p) const noexcept;
+   Vec3 normalAt(const Corner& c, const Vec3& p) const noexcept;
+
+   ZqReal gapAt(ZqReal x, ZqReal y) const noexcept { return m_gap0 + m_gapX * x + m_gapY * y; }
+   Vec3 placeAt(ZqReal x, ZqReal y) const noexcept { return m_origin + m_e1 * x + m_e2 * y; }
    Corner project(const Vec3& p) const noexcept
    {
       Corner c;

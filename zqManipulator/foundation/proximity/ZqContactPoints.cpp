@@ -116,9 +116,7 @@ void contactPoints(CorePair& pair, CoreAnswer& answer, bool hasPoints, ZqReal ma
    };
    if (fa.count > 1 && fb.count > 1 && fa.count + fb.count > 4)
    {
-      // A rim cuts best; else the face that has fewer sides.
-      const bool isFirst =
-         fb.count == 2 || (fa.count > 2 && (fa.isDisc || (!fb.isDisc && fa.count <= fb.count)));
+      const bool isFirst = isBetterReference(fa, fb);
       const bool isReferenceA = isPlane || isFirst;
       const SupportingFace* reference = isPlane ? nullptr : isReferenceA ? &fa : &fb;
       Patch patch(pair, answer.n, reference, isReferenceA ? fb : fa, isReferenceA);
