@@ -11,6 +11,41 @@ std::uint32_t sideName(const ZqConvex& core, const SupportingFace& face, int sid
       return rimName(face, leaves, ordinal);
    return edgeName(core, face.vertex[side], face.vertex[side + 1 == face.count ? 0 : side + 1]);
 }
+
+/// By direction from the middle of all, without an angle: from 0 to 4 once around.
+template <class Corner>
+void sortAround(Corner* corners, int count) noexcept
+{
+   if (count < 3)
+      return;
+   ZqReal mx = 0.0;
+   ZqReal my = 0.0;
+   for (int i = 0; i < count; ++i)
+   {
+      mx += corners[i].x;
+      my += corners[i].y;
+   }
+   mx /= count;
+   my /= count;
+   ZqReal turn[Patch::capacity];
+   for (int i = 0; i < count; ++i)
+   {
+      const Corner c = corners[i];
+      const ZqReal x = c.x - mx;
+      const ZqReal y = c.y - my;
+      const ZqReal sum = std::abs(x) + std::abs(y);
+      const ZqReal s = sum > 0.0 ? y / sum : 0.0;
+      const ZqReal here = x < 0.0 ? 2.0 - s : y < 0.0 ? 4.0 + s : s;
+      int at = i;
+      for (; at > 0 && turn[at - 1] > here; --at)
+      {
+         turn[at] = turn[at - 1];
+         corners[at] = corners[at - 1];
+      }
+      turn[at] = here;
+      corners[at] = c;
+   }
+}
 } // namespace
 
 void putContact(const CorePair& pair, const Vec3& n, const Vec3& a, const Vec3& b, ZqReal gap,
@@ -68,31 +103,45 @@ void Patch::cut() noexcept
 void Patch::load() noexcept
 {
    const int n = m_other.count;
+   m_middleX = m_middleY = 0.0;
    for (int i = 0; i < n; ++i)
    {
       const int k = n - 1 - i;
-      Corner c = project(m_other.corner[k]);
-      c.other = static_cast<std::int16_t>(k);
-      c.reference = -1;
-      c.side = static_cast<std::int16_t>(k > 0 ? k - 1 : n - 1);
-      c.meeting = Meeting::OtherCorner;
-      m_loaded[i] = c;
-      m_corner[i] = c;
+      m_corner[i] =
+         corner(project(m_other.corner[k]), Meeting::OtherCorner, k, -1, k > 0 ? k - 1 : n - 1);
+      m_middleX += m_corner[i].x / n;
+      m_middleY += m_corner[i].y / n;
    }
    m_count = n;
 }
 
 void Patch::cutFaceByFace() noexcept
 {
-   for (int edge = 0; edge < m_reference->count && m_count > 0; ++edge)
-      cutByEdge(edge);
+   const int n = m_reference->count;
+   ZqReal reach2 = 0.0;
+   for (int i = 0; i < m_count; ++i)
+   {
+      const ZqReal x = m_corner[i].x - m_middleX;
+      const ZqReal y = m_corner[i].y - m_middleY;
+      reach2 = std::max(reach2, x * x + y * y);
+   }
+   Place from = flat(0);
+   for (int edge = 0; edge < n && m_count > 0; ++edge)
+   {
+      const Place to = flat(edge + 1 == n ? 0 : edge + 1);
+      const Line cut = line(from, to);
+      from = to;
+      // A line that passes by the circle around the other face cuts nothing.
+      const ZqReal height = (m_middleX - cut.x) * cut.ey - (m_middleY - cut.y) * cut.ex;
+      if (height > 0.0 || height * height < reach2 * (cut.ex * cut.ex + cut.ey * cut.ey))
+         cutByLine(edge, cut);
+   }
    joinDoubles();
 }
 
 // What lies on the line counts as inside, and no crossing is made beside it.
-void Patch::cutByEdge(int edge) noexcept
+void Patch::cutByLine(int edge, const Line& cut) noexcept
 {
-   const Line cut = lineOfReference(edge);
    ZqReal height[capacity];
    ZqReal most = 0.0;
    for (int i = 0; i < m_count; ++i)
@@ -104,12 +153,11 @@ void Patch::cutByEdge(int edge) noexcept
       return;
    const int sides = m_reference->count;
    const int n = m_count;
-   std::copy(m_corner, m_corner + n, m_loaded);
-   m_count = 0;
+   beginCut();
    for (int i = 0; i < n; ++i)
    {
       const int j = i + 1 == n ? 0 : i + 1;
-      const Corner& p = m_loaded[i];
+      const Corner& p = m_last[i];
       const bool isIn = height[i] <= cut.within;
       const bool isNextIn = height[j] <= cut.within;
       const int side = isNextIn ? p.side : ~edge;
@@ -128,20 +176,20 @@ void Patch::cutByEdge(int edge) noexcept
       const bool isCorner = corner == before || (before + 1) % sides == edge;
       const Place place = p.side < 0 && isCorner
                              ? flat(corner)
-                             : between(p, m_loaded[j], height[i] / (height[i] - height[j]));
+                             : between(p, m_last[j], height[i] / (height[i] - height[j]));
       add(p.side < 0 ? referenceCorner(place, corner, side) : crossing(place, p.side, edge, side));
    }
 }
 
 void Patch::cutEdgeByFace() noexcept
 {
+   beginCut();
    ZqReal t0 = 0.0;
    ZqReal t1 = 1.0;
    int side0 = -1;
    int side1 = -1;
-   const Corner& p = m_loaded[0];
-   const Corner& q = m_loaded[1];
-   m_count = 0;
+   const Corner& p = m_last[0];
+   const Corner& q = m_last[1];
    for (int edge = 0; edge < m_reference->count; ++edge)
    {
       const Line cut = lineOfReference(edge);
@@ -172,10 +220,10 @@ void Patch::cutEdgeByFace() noexcept
 
 void Patch::cutFaceByRim() noexcept
 {
+   const int n = m_count;
+   beginCut();
    const ZqReal radius2 = m_reference->radius * m_reference->radius;
    const ZqReal outer = m_reference->radius + m_rounding;
-   const int n = m_count;
-   m_count = 0;
    int cuts = 0;
    bool rimIsIn[SupportingFace::rimPoints];
    Place rim[SupportingFace::rimPoints];
@@ -186,8 +234,8 @@ void Patch::cutFaceByRim() noexcept
    }
    for (int i = 0; i < n; ++i)
    {
-      const Corner& p = m_loaded[i];
-      const Corner& q = m_loaded[i + 1 == n ? 0 : i + 1];
+      const Corner& p = m_last[i];
+      const Corner& q = m_last[i + 1 == n ? 0 : i + 1];
       const bool isIn = p.x * p.x + p.y * p.y <= outer * outer;
       const bool isNextIn = q.x * q.x + q.y * q.y <= outer * outer;
       if (isIn)
@@ -218,14 +266,15 @@ void Patch::cutFaceByRim() noexcept
          add(referenceCorner(rim[k], k, 0));
    if (cuts == 0)
       return;
-   sortAround();
+   sortAround(m_corner, m_count);
    joinDoubles();
 }
 
 void Patch::cutEdgeByRim() noexcept
 {
-   const Corner& p = m_loaded[0];
-   const Corner& q = m_loaded[1];
+   beginCut();
+   const Corner& p = m_last[0];
+   const Corner& q = m_last[1];
    const ZqReal ex = q.x - p.x;
    const ZqReal ey = q.y - p.y;
    const ZqReal a = ex * ex + ey * ey;
@@ -233,7 +282,6 @@ void Patch::cutEdgeByRim() noexcept
    const ZqReal outer = m_reference->radius + m_rounding;
    const ZqReal root2 =
       b * b - a * (p.x * p.x + p.y * p.y - m_reference->radius * m_reference->radius);
-   m_count = 0;
    const bool isIn = p.x * p.x + p.y * p.y <= outer * outer;
    const bool isNextIn = q.x * q.x + q.y * q.y <= outer * outer;
    if (!isIn && !isNextIn && !(root2 > 0.0 && b < 0.0 && -b < a))
@@ -248,9 +296,10 @@ void Patch::cutEdgeByRim() noexcept
 // it crosses the rim of the reference; the place nearest to the middle of the reference is looked at as well.
 void Patch::cutRimByRim() noexcept
 {
+   beginCut();
    constexpr int n = SupportingFace::rimPoints;
-   const Corner middle = project(m_other.middle);
-   const Corner* points = m_loaded;
+   const Place middle = project(m_other.middle);
+   const Corner* points = m_last;
    const ZqReal radius2 = m_reference->radius * m_reference->radius;
    const ZqReal outer = m_reference->radius + m_rounding;
    // Half of what lies opposite: a quarter of the rim apart, in the order of the points.
@@ -271,7 +320,6 @@ void Patch::cutRimByRim() noexcept
    const ZqReal length = std::sqrt(towardsU * towardsU + towardsV * towardsV);
    const Place towards = length > 0.0 ? Place{towardsU / length, towardsV / length} : eighth[0];
 
-   m_count = 0;
    int crossings = 0;
    const auto walk = [&](const Place& d0, const Place& d1)
    {
@@ -341,42 +389,8 @@ void Patch::cutRimByRim() noexcept
       if (s * s + t * t <= inner * inner)
          add(referenceCorner(p, k, 0));
    }
-   sortAround();
+   sortAround(m_corner, m_count);
    joinDoubles();
-}
-
-// By direction from the middle of all, without an angle: from 0 to 4 once around.
-void Patch::sortAround() noexcept
-{
-   if (m_count < 3)
-      return;
-   ZqReal mx = 0.0;
-   ZqReal my = 0.0;
-   for (int i = 0; i < m_count; ++i)
-   {
-      mx += m_corner[i].x;
-      my += m_corner[i].y;
-   }
-   mx /= m_count;
-   my /= m_count;
-   ZqReal turn[capacity];
-   for (int i = 0; i < m_count; ++i)
-   {
-      const Corner c = m_corner[i];
-      const ZqReal x = c.x - mx;
-      const ZqReal y = c.y - my;
-      const ZqReal sum = std::abs(x) + std::abs(y);
-      const ZqReal s = sum > 0.0 ? y / sum : 0.0;
-      const ZqReal here = x < 0.0 ? 2.0 - s : y < 0.0 ? 4.0 + s : s;
-      int at = i;
-      for (; at > 0 && turn[at - 1] > here; --at)
-      {
-         turn[at] = turn[at - 1];
-         m_corner[at] = m_corner[at - 1];
-      }
-      turn[at] = here;
-      m_corner[at] = c;
-   }
 }
 
 // Neighbours at one place become one, which is named after a vertex if one of them is.
@@ -492,53 +506,51 @@ bool Patch::foot(PatchFoot& out) const noexcept
 
 bool Patch::measure(ZqReal reach, ZqReal distance) noexcept
 {
-   int n = 0;
    ZqReal least = 1e300;
+   m_pointCount = 0;
    for (int i = 0; i < m_count; ++i)
    {
-      Corner& c = m_corner[i];
-      c.gap = gapAt(c.x, c.y);
-      if (!(c.gap <= reach))
+      const Corner& c = m_corner[i];
+      const ZqReal gap = gapAt(c.x, c.y);
+      if (!(gap <= reach))
          continue;
-      least = std::min(least, c.gap);
-      c.name = nameOf(c);
-      m_corner[n++] = c;
+      least = std::min(least, gap);
+      m_point[m_pointCount++] = {c, gap, nameOf(c)};
    }
-   m_count = n;
    takeTinyForPoint();
-   return n > 0 && least <= distance + m_tolerance;
+   return m_pointCount > 0 && least <= distance + m_tolerance;
 }
 
 // A patch so small that the error of a normal makes it is one point: the deepest corner.
 void Patch::takeTinyForPoint() noexcept
 {
    int deepest = 0;
-   for (int i = 1; i < m_count; ++i)
+   for (int i = 1; i < m_pointCount; ++i)
    {
       const ZqReal apart =
-         std::abs(m_corner[i].x - m_corner[0].x) + std::abs(m_corner[i].y - m_corner[0].y);
+         std::abs(m_point[i].x - m_point[0].x) + std::abs(m_point[i].y - m_point[0].y);
       if (!(apart <= 10.0 * m_tolerance))
          return;
-      deepest = m_corner[i].gap < m_corner[deepest].gap ? i : deepest;
+      deepest = m_point[i].gap < m_point[deepest].gap ? i : deepest;
    }
-   if (m_count > 1)
+   if (m_pointCount > 1)
    {
-      m_corner[0] = m_corner[deepest];
-      m_count = 1;
+      m_point[0] = m_point[deepest];
+      m_pointCount = 1;
    }
 }
 
 // A corner that is there already, but for the error of the normal, is put at the place and keeps its name.
 void Patch::addDeepest(const CoreAnswer& answer) noexcept
 {
-   Corner deepest = project(m_isReferenceA ? answer.a : answer.b);
-   deepest.gap = answer.distance;
+   Point deepest = {
+      corner(project(m_isReferenceA ? answer.a : answer.b), Meeting::Deepest, -1, -1, 0),
+      answer.distance, 0};
    m_deepestA = answer.a;
    m_deepestB = answer.b;
-   deepest.meeting = Meeting::Deepest;
-   for (int i = 0; i < m_count; ++i)
+   for (int i = 0; i < m_pointCount; ++i)
    {
-      Corner& c = m_corner[i];
+      Point& c = m_point[i];
       if (std::abs(c.x - deepest.x) + std::abs(c.y - deepest.y) > 100.0 * m_tolerance ||
           c.gap - deepest.gap > 10.0 * m_tolerance)
          continue;
@@ -547,8 +559,9 @@ void Patch::addDeepest(const CoreAnswer& answer) noexcept
       return;
    }
    deepest.name = nameOf(deepest);
-   add(deepest);
-   sortAround();
+   if (m_pointCount < capacity)
+      m_point[m_pointCount++] = deepest;
+   sortAround(m_point, m_pointCount);
 }
 
 // The choice hangs on places and names, not on depths, which rounding and the slightest rocking change: the corner
@@ -556,73 +569,75 @@ void Patch::addDeepest(const CoreAnswer& answer) noexcept
 // less deep does the deepest take the place of its nearest.
 void Patch::thin(int most) noexcept
 {
-   if (m_count <= most)
+   if (m_pointCount <= most)
       return;
    // The same whichever shape is the first.
-   const auto key = [](const Corner& c)
+   const auto key = [](const Point& c)
    {
       const auto a = static_cast<std::uint32_t>(c.name >> 32);
       const auto b = static_cast<std::uint32_t>(c.name);
       return contactName(std::max(a, b), std::min(a, b));
    };
-   const auto apart2 = [](const Corner& p, const Corner& q)
+   const auto apart2 = [](const Point& p, const Point& q)
    { return (p.x - q.x) * (p.x - q.x) + (p.y - q.y) * (p.y - q.y); };
+   std::uint64_t keys[capacity];
    ZqReal near[capacity];
    bool isChosen[capacity];
    int pick = 0;
    int deepest = 0;
-   for (int i = 0; i < m_count; ++i)
+   for (int i = 0; i < m_pointCount; ++i)
    {
+      keys[i] = key(m_point[i]);
       near[i] = 1e300;
       isChosen[i] = false;
-      pick = key(m_corner[i]) < key(m_corner[pick]) ? i : pick;
-      deepest = m_corner[i].gap < m_corner[deepest].gap ? i : deepest;
+      pick = keys[i] < keys[pick] ? i : pick;
+      deepest = m_point[i].gap < m_point[deepest].gap ? i : deepest;
    }
    ZqReal least = 1e300;
    for (int k = 0; k < most; ++k)
    {
       isChosen[pick] = true;
-      least = std::min(least, m_corner[pick].gap);
+      least = std::min(least, m_point[pick].gap);
       int next = -1;
-      for (int i = 0; i < m_count; ++i)
+      for (int i = 0; i < m_pointCount; ++i)
       {
-         near[i] = std::min(near[i], apart2(m_corner[i], m_corner[pick]));
+         near[i] = std::min(near[i], apart2(m_point[i], m_point[pick]));
          if (isChosen[i])
             continue;
          const ZqReal further = next < 0 ? 1.0 : near[i] - near[next];
          const ZqReal alike = next < 0 ? 0.0 : 1e-6 * near[next];
-         if (further > alike || (further >= -alike && key(m_corner[i]) < key(m_corner[next])))
+         if (further > alike || (further >= -alike && keys[i] < keys[next]))
             next = i;
       }
       pick = next;
    }
-   if (least > m_corner[deepest].gap + m_tolerance)
+   if (least > m_point[deepest].gap + m_tolerance)
    {
       int nearest = -1;
-      for (int i = 0; i < m_count; ++i)
-         if (isChosen[i] && (nearest < 0 || apart2(m_corner[i], m_corner[deepest]) <
-                                               apart2(m_corner[nearest], m_corner[deepest])))
+      for (int i = 0; i < m_pointCount; ++i)
+         if (isChosen[i] && (nearest < 0 || apart2(m_point[i], m_point[deepest]) <
+                                               apart2(m_point[nearest], m_point[deepest])))
             nearest = i;
       isChosen[nearest] = false;
       isChosen[deepest] = true;
    }
    int n = 0;
-   for (int i = 0; i < m_count; ++i)
+   for (int i = 0; i < m_pointCount; ++i)
       if (isChosen[i])
-         m_corner[n++] = m_corner[i];
-   m_count = n;
+         m_point[n++] = m_point[i];
+   m_pointCount = n;
 }
 
 void Patch::write(ZqContactManifold& out) const noexcept
 {
    int first = 0;
-   for (int i = 1; i < m_count; ++i)
-      if (m_corner[i].name < m_corner[first].name)
+   for (int i = 1; i < m_pointCount; ++i)
+      if (m_point[i].name < m_point[first].name)
          first = i;
-   for (int i = 0; i < m_count; ++i)
+   for (int i = 0; i < m_pointCount; ++i)
    {
-      const int step = m_isReferenceA ? i : m_count - i;
-      const Corner& c = m_corner[(first + step) % m_count];
+      const int step = m_isReferenceA ? i : m_pointCount - i;
+      const Point& c = m_point[(first + step) % m_pointCount];
       const Vec3 p = placeAt(c.x, c.y);
       if (c.meeting == Meeting::Deepest)
          putContact(m_pair, m_n, m_deepestA, m_deepestB, c.gap, c.name, out);

@@ -3,6 +3,8 @@
 #include "zqManipulator/foundation/proximity/ZqCorePair.h"
 #include "zqManipulator/foundation/proximity/ZqSupportingFace.h"
 
+#include <utility>
+
 namespace zqConvex
 {
 /// Of a place that is neither vertex nor edge.
@@ -28,14 +30,12 @@ enum class Meeting : std::uint8_t
 };
 
 /// A corner of the patch, in the plane of the reference face.
-struct Corner
+struct PatchCorner
 {
    ZqReal x, y;
-   ZqReal gap; ///< between the cores, along the normal
-   std::uint64_t name;
    std::int16_t other, reference; ///< which corners or edges meet
-   std::int16_t
-      side; ///< what borders the patch from here on: an edge of the other, or ~ one of the reference
+   /// What borders the patch from here on: an edge of the other, or ~ one of the reference.
+   std::int16_t side;
    Meeting meeting;
    std::int8_t rim; ///< of the crossing of a rim: twice its number, and 1 where it leaves
 };
@@ -70,11 +70,13 @@ public:
    /// Along a normal, of faces in the frame of A. Without a reference it is the plane of A.
    Patch(const CorePair& pair, const Vec3& n, const SupportingFace* reference,
          const SupportingFace& other, bool isReferenceA) noexcept;
+   Patch(const Patch&) = delete;
+   Patch& operator=(const Patch&) = delete;
 
    void cut() noexcept;
    /// False if the faces cover nothing together.
    bool foot(PatchFoot& out) const noexcept;
-   /// Gaps and names; leaves out what is further apart than `reach`. False if no corner is as deep as the
+   /// The points of the patch: gaps and names; leaves out what is further apart than `reach`. False if no corner is as deep as the
    /// shapes are.
    bool measure(ZqReal reach, ZqReal distance) noexcept;
    void addDeepest(const CoreAnswer& answer) noexcept;
@@ -82,14 +84,33 @@ public:
    void write(ZqContactManifold& out) const noexcept;
 
 private:
+   using Corner = PatchCorner;
+   struct Place
+   {
+      ZqReal x, y;
+   };
+   struct Point : Corner
+   {
+      ZqReal gap; ///< between the cores, along the normal
+      std::uint64_t name;
+   };
+
+   /// The line of a side of the reference: what lies outside has a positive height times length, and `within`
+   /// is the same of the rounding.
+   struct Line
+   {
+      ZqReal x, y, ex, ey, within;
+
+      ZqReal height(const Corner& c) const noexcept { return (c.x - x) * ey - (c.y - y) * ex; }
+   };
+
    void load() noexcept;
    void cutFaceByFace() noexcept;
-   void cutByEdge(int edge) noexcept;
+   void cutByLine(int edge, const Line& cut) noexcept;
    void cutEdgeByFace() noexcept;
    void cutFaceByRim() noexcept;
    void cutEdgeByRim() noexcept;
    void cutRimByRim() noexcept;
-   void sortAround() noexcept;
    void joinDoubles() noexcept;
    void takeTinyForPoint() noexcept;
    std::uint64_t nameOf(const Corner& c) const noexcept;
@@ -99,32 +120,16 @@ private:
 
    ZqReal gapAt(ZqReal x, ZqReal y) const noexcept { return m_gap0 + m_gapX * x + m_gapY * y; }
    Vec3 placeAt(ZqReal x, ZqReal y) const noexcept { return m_origin + m_e1 * x + m_e2 * y; }
-   Corner project(const Vec3& p) const noexcept
+   Place project(const Vec3& p) const noexcept
    {
-      Corner c;
-      c.x = dot(m_g1, p - m_origin);
-      c.y = dot(m_g2, p - m_origin);
-      c.rim = 0;
-      return c;
+      return {dot(m_g1, p - m_origin), dot(m_g2, p - m_origin)};
    }
-   struct Place
-   {
-      ZqReal x, y;
-   };
    /// Of a corner of the reference, which the projection leaves where it is.
    Place flat(int i) const noexcept
    {
       const Vec3 d = m_reference->corner[i] - m_origin;
       return {dot(m_e1, d), dot(m_e2, d)};
    }
-   /// The line of a side of the reference: what lies outside has a positive height times length, and `within`
-   /// is the same of the rounding.
-   struct Line
-   {
-      ZqReal x, y, ex, ey, within;
-
-      ZqReal height(const Corner& c) const noexcept { return (c.x - x) * ey - (c.y - y) * ex; }
-   };
    Line line(const Place& p, const Place& q) const noexcept
    {
       const ZqReal ex = q.x - p.x;
@@ -135,34 +140,36 @@ private:
    {
       return line(flat(edge), flat(edge + 1 == m_reference->count ? 0 : edge + 1));
    }
+   void beginCut() noexcept
+   {
+      std::swap(m_corner, m_last);
+      m_count = 0;
+   }
    void add(const Corner& c) noexcept
    {
       if (m_count < capacity)
          m_corner[m_count++] = c;
    }
+   static Corner corner(const Place& p, Meeting meeting, int other, int reference, int side,
+                        int rim = 0) noexcept
+   {
+      Corner c;
+      c.x = p.x;
+      c.y = p.y;
+      c.other = static_cast<std::int16_t>(other);
+      c.reference = static_cast<std::int16_t>(reference);
+      c.side = static_cast<std::int16_t>(side);
+      c.meeting = meeting;
+      c.rim = static_cast<std::int8_t>(rim);
+      return c;
+   }
    static Corner referenceCorner(const Place& p, int i, int side) noexcept
    {
-      return {p.x,
-              p.y,
-              0.0,
-              0,
-              -1,
-              static_cast<std::int16_t>(i),
-              static_cast<std::int16_t>(side),
-              Meeting::ReferenceCorner,
-              0};
+      return corner(p, Meeting::ReferenceCorner, -1, i, side);
    }
    static Corner crossing(const Place& p, int other, int reference, int side, int rim = 0) noexcept
    {
-      return {p.x,
-              p.y,
-              0.0,
-              0,
-              static_cast<std::int16_t>(other),
-              static_cast<std::int16_t>(reference),
-              static_cast<std::int16_t>(side),
-              Meeting::Crossing,
-              static_cast<std::int8_t>(rim)};
+      return corner(p, Meeting::Crossing, other, reference, side, rim);
    }
    static Place between(const Corner& p, const Corner& q, ZqReal t) noexcept
    {
@@ -181,8 +188,12 @@ private:
    Vec3 m_g1, m_g2; ///< coordinates in the plane of what is projected along the normal
    ZqReal m_gap0, m_gapX, m_gapY;
    int m_count = 0;
-   Corner m_corner[capacity];
+   Corner m_space[2][capacity];
+   Corner* m_corner = m_space[0];
+   Corner* m_last = m_space[1]; ///< what a cut begins with
+   ZqReal m_middleX, m_middleY; ///< of the corners of the other face
+   int m_pointCount = 0;
+   Point m_point[capacity];
    Vec3 m_deepestA, m_deepestB;
-   Corner m_loaded[capacity]; ///< the other face in the plane; then a work space
 };
 } // namespace zqConvex

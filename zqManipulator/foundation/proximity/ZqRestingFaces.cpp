@@ -157,6 +157,9 @@ Rest restOfFaces(CorePair& pair, const SupportingFace& face, CoreAnswer& answer)
    if (other.count < 2)
       return Rest::Unknown;
    placeFace(pair.X, other);
+   // What leans more does not rest.
+   if (-dot(face.normal, other.normal) < 0.99)
+      return Rest::Unknown;
    const bool isFirst = isBetterReference(face, other);
    Patch patch(pair, face.normal, isFirst ? &face : &other, isFirst ? other : face, isFirst);
    patch.cut();

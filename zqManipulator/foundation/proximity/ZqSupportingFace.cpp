@@ -188,17 +188,21 @@ void faceOfPolygon(const ZqHull& H, int f, SupportingFace& face) noexcept
 int neighbourAlong(const ZqHull& H, const Vec3& d, int at, ZqReal& lean2) noexcept
 {
    int other = -1;
-   lean2 = 1.0;
+   ZqReal l2 = 1.0;
+   ZqReal e2 = 1.0;
    for (int i = H.firstNeighbour[at]; i < H.firstNeighbour[at + 1]; ++i)
    {
       const Vec3 e = H.vertices[H.neighbours[i]] - H.vertices[at];
       const ZqReal l = dot(e, d);
-      if (l * l < lean2 * norm2(e))
+      const ZqReal length2 = norm2(e);
+      if (l * l * e2 < l2 * length2)
       {
-         lean2 = l * l / norm2(e);
+         l2 = l * l;
+         e2 = length2;
          other = H.neighbours[i];
       }
    }
+   lean2 = l2 / e2;
    return other;
 }
 
