@@ -139,8 +139,8 @@ void expectSoundPoints(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqRe
       const ZqConvex dot2 = ZqConvex::sphere(vector(inverseTimes(X, b)), 0.0);
       const ZqReal onA = distanceOf(A, dot1, Pose{});
       const ZqReal onB = distanceOf(B, dot2, Pose{});
-      EXPECT_LE(onA, 1e-7);
-      EXPECT_LE(onB, 1e-7);
+      EXPECT_LE(onA, 1e-6);
+      EXPECT_LE(onB, 1e-6);
       EXPECT_GE(onA, -1e-6 - 0.14 * A.radius);
       EXPECT_GE(onB, -1e-6 - 0.14 * B.radius);
    }

@@ -78,15 +78,21 @@ Patch::Patch(const CorePair& pair, const Vec3& n, const SupportingFace* referenc
       m_origin = reference->isDisc ? reference->middle : reference->corner[0];
       m_e1 = reference->axis;
    }
+   m_normal = normal;
    m_e2 = cross(normal, m_e1);
-   const ZqReal facing = 1.0 / dot(normal, n);
-   m_g1 = m_e1 - normal * (dot(m_e1, n) * facing);
-   m_g2 = m_e2 - normal * (dot(m_e2, n) * facing);
-   // How far the other lies from a place on the reference, along n; turned round where the reference is B.
-   const ZqReal scale = (isReferenceA ? 1.0 : -1.0) / dot(other.normal, n);
-   m_gap0 = dot(other.normal, other.corner[0] - m_origin) * scale;
-   m_gapX = -dot(other.normal, m_e1) * scale;
-   m_gapY = -dot(other.normal, m_e2) * scale;
+   project();
+}
+
+void Patch::project() noexcept
+{
+   const ZqReal facing = 1.0 / dot(m_normal, m_n);
+   m_g1 = m_e1 - m_normal * (dot(m_e1, m_n) * facing);
+   m_g2 = m_e2 - m_normal * (dot(m_e2, m_n) * facing);
+   // How far the other lies from a place on the reference, along the normal; turned round where the reference is B.
+   const ZqReal scale = (m_isReferenceA ? 1.0 : -1.0) / dot(m_other.normal, m_n);
+   m_gap0 = dot(m_other.normal, m_other.corner[0] - m_origin) * scale;
+   m_gapX = -dot(m_other.normal, m_e1) * scale;
+   m_gapY = -dot(m_other.normal, m_e2) * scale;
 }
 
 void Patch::cut() noexcept
@@ -103,82 +109,133 @@ void Patch::cut() noexcept
 void Patch::load() noexcept
 {
    const int n = m_other.count;
-   m_middleX = m_middleY = 0.0;
    for (int i = 0; i < n; ++i)
    {
       const int k = n - 1 - i;
       m_corner[i] =
          corner(project(m_other.corner[k]), Meeting::OtherCorner, k, -1, k > 0 ? k - 1 : n - 1);
-      m_middleX += m_corner[i].x / n;
-      m_middleY += m_corner[i].y / n;
    }
    m_count = n;
 }
 
+namespace
+{
+/// The corners of a convex polygon in a ring: what is cut off is unlinked.
+class Ring
+{
+public:
+   static constexpr int capacity = 3 * SupportingFace::capacity;
+
+   Ring(const PatchCorner* corners, int count) noexcept : m_used(count)
+   {
+      for (int i = 0; i < count; ++i)
+      {
+         m_node[i] = corners[i];
+         m_next[i] = i + 1 == count ? 0 : i + 1;
+         m_last[i] = i == 0 ? count - 1 : i - 1;
+      }
+   }
+   const PatchCorner& operator[](int i) const noexcept { return m_node[i]; }
+   int next(int i) const noexcept { return m_next[i]; }
+   int last(int i) const noexcept { return m_last[i]; }
+   void link(int i, int j) noexcept
+   {
+      m_next[i] = j;
+      m_last[j] = i;
+   }
+   /// After i, where a new side begins.
+   int insert(int i, const PatchCorner& c) noexcept
+   {
+      m_node[m_used] = c;
+      link(i, m_used);
+      return m_used++;
+   }
+   /// The furthest in a direction, from where it was in one before; it is unimodal all around.
+   template <class Height>
+   int furthest(const Height& height, int i) const noexcept
+   {
+      ZqReal most = height(m_node[i]);
+      for (const int* const way : {m_next, m_last})
+         for (int k = 0; k < m_used; ++k)
+         {
+            const ZqReal h = height(m_node[way[i]]);
+            if (!(h > most))
+               break;
+            most = h;
+            i = way[i];
+         }
+      return i;
+   }
+   void setSide(int i, int side) noexcept { m_node[i].side = static_cast<std::int16_t>(side); }
+
+private:
+   int m_used;
+   PatchCorner m_node[capacity];
+   int m_next[capacity], m_last[capacity];
+};
+} // namespace
+
+// The corner furthest beyond a side moves on as the sides go round, so that all of it takes as many steps as there are
+// corners and sides. The corners outside follow each other: they give way to the two places where the line leaves
+// the patch and enters it. What lies on the line counts as inside, and no crossing is made beside it.
 void Patch::cutFaceByFace() noexcept
 {
    const int n = m_reference->count;
-   ZqReal reach2 = 0.0;
-   for (int i = 0; i < m_count; ++i)
-   {
-      const ZqReal x = m_corner[i].x - m_middleX;
-      const ZqReal y = m_corner[i].y - m_middleY;
-      reach2 = std::max(reach2, x * x + y * y);
-   }
+   Ring ring(m_corner, m_count);
+   int at = 0;
+   m_count = 0;
    Place from = flat(0);
-   for (int edge = 0; edge < n && m_count > 0; ++edge)
+   for (int edge = 0; edge < n; ++edge)
    {
       const Place to = flat(edge + 1 == n ? 0 : edge + 1);
       const Line cut = line(from, to);
       from = to;
-      // A line that passes by the circle around the other face cuts nothing.
-      const ZqReal height = (m_middleX - cut.x) * cut.ey - (m_middleY - cut.y) * cut.ex;
-      if (height > 0.0 || height * height < reach2 * (cut.ex * cut.ex + cut.ey * cut.ey))
-         cutByLine(edge, cut);
+      at = ring.furthest([&](const Corner& c) { return cut.height(c); }, at);
+      if (!(cut.height(ring[at]) > cut.within))
+         continue;
+      int before = ring.last(at);
+      while (cut.height(ring[before]) > cut.within)
+      {
+         if (before == at)
+            return;
+         before = ring.last(before);
+      }
+      int after = ring.next(at);
+      while (cut.height(ring[after]) > cut.within)
+         after = ring.next(after);
+      const int outside = ring.last(after);
+      at = before;
+      if (const ZqReal height = cut.height(ring[before]); height >= -cut.within)
+         ring.setSide(before, ~edge);
+      else
+         at = ring.insert(before, cutSide(ring[before], ring[ring.next(before)], cut, edge, ~edge));
+      if (cut.height(ring[after]) < -cut.within)
+         at = ring.insert(at, cutSide(ring[outside], ring[after], cut, edge, ring[outside].side));
+      ring.link(at, after);
    }
+   int i = at;
+   do
+   {
+      add(ring[i]);
+      i = ring.next(i);
+   } while (i != at && m_count < capacity);
    joinDoubles();
 }
 
-// What lies on the line counts as inside, and no crossing is made beside it.
-void Patch::cutByLine(int edge, const Line& cut) noexcept
+// Where a side of the patch crosses one of the reference. Two sides of the reference meet in its corner, if they are
+// neighbours; if not, in a place that a later side cuts off.
+PatchCorner Patch::cutSide(const Corner& p, const Corner& q, const Line& cut, int edge,
+                           int side) const noexcept
 {
-   ZqReal height[capacity];
-   ZqReal most = 0.0;
-   for (int i = 0; i < m_count; ++i)
-   {
-      height[i] = cut.height(m_corner[i]);
-      most = std::max(most, height[i]);
-   }
-   if (!(most > cut.within))
-      return;
+   const ZqReal height = cut.height(p);
+   const Place place = between(p, q, height / (height - cut.height(q)));
+   if (p.side >= 0)
+      return crossing(place, p.side, edge, side);
    const int sides = m_reference->count;
-   const int n = m_count;
-   beginCut();
-   for (int i = 0; i < n; ++i)
-   {
-      const int j = i + 1 == n ? 0 : i + 1;
-      const Corner& p = m_last[i];
-      const bool isIn = height[i] <= cut.within;
-      const bool isNextIn = height[j] <= cut.within;
-      const int side = isNextIn ? p.side : ~edge;
-      if (isIn)
-      {
-         add(p);
-         if (!isNextIn && height[i] >= -cut.within)
-            m_corner[m_count - 1].side = static_cast<std::int16_t>(side);
-      }
-      if (isIn == isNextIn || std::abs(height[isIn ? i : j]) <= cut.within)
-         continue;
-      // Two sides of the reference meet in its corner, if they are neighbours; if not, in a place that a later
-      // side cuts off.
-      const int before = ~p.side;
-      const int corner = (edge + 1) % sides == before ? before : edge;
-      const bool isCorner = corner == before || (before + 1) % sides == edge;
-      const Place place = p.side < 0 && isCorner
-                             ? flat(corner)
-                             : between(p, m_last[j], height[i] / (height[i] - height[j]));
-      add(p.side < 0 ? referenceCorner(place, corner, side) : crossing(place, p.side, edge, side));
-   }
+   const int before = ~p.side;
+   const int corner = (edge + 1) % sides == before ? before : edge;
+   const bool isCorner = corner == before || (before + 1) % sides == edge;
+   return referenceCorner(isCorner ? flat(corner) : place, corner, side);
 }
 
 void Patch::cutEdgeByFace() noexcept
@@ -476,6 +533,18 @@ Vec3 Patch::normalAt(const Corner& c, const Vec3& p) const noexcept
    return unit(dot(n, m_n) < 0.0 ? -n : n);
 }
 
+// Along another normal, so near that no place moves by it.
+bool Patch::turnTo(const Vec3& n) noexcept
+{
+   const ZqReal turn = largest(n - m_n);
+   for (int i = 0; i < m_count; ++i)
+      if (!(turn * std::abs(gapAt(m_corner[i].x, m_corner[i].y)) <= 0.01 * m_tolerance))
+         return false;
+   m_n = n;
+   project();
+   return true;
+}
+
 bool Patch::foot(PatchFoot& out) const noexcept
 {
    if (m_count == 0)
@@ -486,8 +555,8 @@ bool Patch::foot(PatchFoot& out) const noexcept
    ZqReal y = 0.0;
    for (const Corner* c = m_corner; c < m_corner + m_count; ++c)
    {
-      x += c->x / m_count;
-      y += c->y / m_count;
+      x += c->x;
+      y += c->y;
       if (const ZqReal gap = gapAt(c->x, c->y); gap < out.gap)
       {
          out.gap = gap;
@@ -498,6 +567,8 @@ bool Patch::foot(PatchFoot& out) const noexcept
    out.a = m_isReferenceA ? p : p - m_n * out.gap;
    out.b = m_isReferenceA ? p + m_n * out.gap : p;
    out.n = normalAt(*deepest, p);
+   x /= m_count;
+   y /= m_count;
    out.middle = placeAt(x, y);
    out.middleGap = gapAt(x, y);
    out.slope = std::sqrt(m_gapX * m_gapX + m_gapY * m_gapY);
@@ -583,33 +654,37 @@ void Patch::thin(int most) noexcept
    std::uint64_t keys[capacity];
    ZqReal near[capacity];
    bool isChosen[capacity];
-   int pick = 0;
+   int order[capacity];
    int deepest = 0;
    for (int i = 0; i < m_pointCount; ++i)
    {
-      keys[i] = key(m_point[i]);
       near[i] = 1e300;
       isChosen[i] = false;
-      pick = keys[i] < keys[pick] ? i : pick;
       deepest = m_point[i].gap < m_point[deepest].gap ? i : deepest;
+      keys[i] = key(m_point[i]);
+      int place = i;
+      for (; place > 0 && keys[order[place - 1]] > keys[i]; --place)
+         order[place] = order[place - 1];
+      order[place] = i;
    }
+   int pick = order[0];
    ZqReal least = 1e300;
    for (int k = 0; k < most; ++k)
    {
+      const Point& last = m_point[pick];
       isChosen[pick] = true;
-      least = std::min(least, m_point[pick].gap);
-      int next = -1;
-      for (int i = 0; i < m_pointCount; ++i)
+      least = std::min(least, last.gap);
+      ZqReal furthest = -1.0;
+      for (int j = 0; j < m_pointCount; ++j)
       {
-         near[i] = std::min(near[i], apart2(m_point[i], m_point[pick]));
-         if (isChosen[i])
-            continue;
-         const ZqReal further = next < 0 ? 1.0 : near[i] - near[next];
-         const ZqReal alike = next < 0 ? 0.0 : 1e-6 * near[next];
-         if (further > alike || (further >= -alike && keys[i] < keys[next]))
-            next = i;
+         const int i = order[j];
+         near[i] = isChosen[i] ? -1.0 : std::min(near[i], apart2(m_point[i], last));
+         if (near[i] > furthest * (1.0 + 1e-6))
+         {
+            furthest = near[i];
+            pick = i;
+         }
       }
-      pick = next;
    }
    if (least > m_point[deepest].gap + m_tolerance)
    {

@@ -3,6 +3,7 @@
 #include "zqManipulator/foundation/proximity/ZqCorePair.h"
 #include "zqManipulator/foundation/proximity/ZqSupportingFace.h"
 
+#include <optional>
 #include <utility>
 
 namespace zqConvex
@@ -76,6 +77,8 @@ public:
    void cut() noexcept;
    /// False if the faces cover nothing together.
    bool foot(PatchFoot& out) const noexcept;
+   /// Takes another normal. False if that is not so near that the patch stays.
+   bool turnTo(const Vec3& n) noexcept;
    /// The points of the patch: gaps and names; leaves out what is further apart than `reach`. False if no corner is as deep as the
    /// shapes are.
    bool measure(ZqReal reach, ZqReal distance) noexcept;
@@ -104,9 +107,11 @@ private:
       ZqReal height(const Corner& c) const noexcept { return (c.x - x) * ey - (c.y - y) * ex; }
    };
 
+   void project() noexcept;
    void load() noexcept;
    void cutFaceByFace() noexcept;
-   void cutByLine(int edge, const Line& cut) noexcept;
+   Corner cutSide(const Corner& p, const Corner& q, const Line& cut, int edge,
+                  int side) const noexcept;
    void cutEdgeByFace() noexcept;
    void cutFaceByRim() noexcept;
    void cutEdgeByRim() noexcept;
@@ -177,23 +182,40 @@ private:
    }
 
    const CorePair& m_pair;
-   const Vec3 m_n;
+   Vec3 m_n;
    const SupportingFace* m_reference; ///< null: a plane without border
    const SupportingFace& m_other;
    const bool m_isReferenceA;
    ZqReal
       m_rounding; ///< within which places are one: what the error of a normal on curved cores makes of them
-   ZqReal m_tolerance; ///< within which depths are one
-   Vec3 m_origin, m_e1, m_e2;
+   ZqReal m_tolerance;                  ///< within which depths are one
+   Vec3 m_normal, m_origin, m_e1, m_e2; ///< the plane of the reference
    Vec3 m_g1, m_g2; ///< coordinates in the plane of what is projected along the normal
    ZqReal m_gap0, m_gapX, m_gapY;
    int m_count = 0;
    Corner m_space[2][capacity];
    Corner* m_corner = m_space[0];
    Corner* m_last = m_space[1]; ///< what a cut begins with
-   ZqReal m_middleX, m_middleY; ///< of the corners of the other face
    int m_pointCount = 0;
    Point m_point[capacity];
    Vec3 m_deepestA, m_deepestB;
+};
+
+/// What both cores turn towards each other, in the frame of A, and the patch that they cover if both are more than a
+/// vertex and one is a face. Nothing of it is set up before it is needed.
+struct FacingFeatures
+{
+   SupportingFace a, b;
+   std::optional<Patch> patch;
+
+   FacingFeatures() noexcept { a.count = b.count = 0; }
+   bool havePatch() const noexcept { return a.count > 1 && b.count > 1 && a.count + b.count > 4; }
+   void cutPatch(const CorePair& pair, const Vec3& n) noexcept
+   {
+      const bool isPlane = !pair.A.isBounded();
+      const bool isA = isPlane || isBetterReference(a, b);
+      patch.emplace(pair, n, isPlane ? nullptr : isA ? &a : &b, isA ? b : a, isA);
+      patch->cut();
+   }
 };
 } // namespace zqConvex

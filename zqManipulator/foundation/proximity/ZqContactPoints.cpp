@@ -96,31 +96,53 @@ void meetAlongEdges(const CorePair& pair, const CoreAnswer& answer, const Suppor
 }
 } // namespace
 
+namespace
+{
+/// What the cores turn towards each other along the normal, and their patch.
+void findFeatures(CorePair& pair, const Vec3& n, FacingFeatures& features) noexcept
+{
+   if (features.patch && features.patch->turnTo(n))
+      return;
+   features.patch.reset();
+   features.a.count = SupportingFace::capacity;
+   features.a.isDisc = false;
+   if (pair.A.isBounded())
+      supportingFace(pair.A, n, pair.atA, features.a);
+   supportingFace(pair.B, turnBack(pair.X.R, -n), pair.atB, features.b);
+   placeFace(pair.X, features.b);
+   if (features.havePatch())
+      features.cutPatch(pair, n);
+}
+
+/// Of points, as which spheres roll over all features.
+bool touchesAsPoint(const ZqConvex& C) noexcept
+{
+   return C.dimension == 0 || C.core == ZqConvex::Core::Ellipsoid;
+}
+} // namespace
+
 void contactPoints(CorePair& pair, CoreAnswer& answer, bool hasPoints, ZqReal margin,
-                   ZqContactManifold& out) noexcept
+                   FacingFeatures& features, ZqContactManifold& out) noexcept
 {
    const ZqReal reach = margin + pair.A.radius + pair.B.radius;
-   const bool isPlane = !pair.A.isBounded();
    out.count = 0;
-   SupportingFace fa, fb;
-   fa.count = SupportingFace::capacity;
-   fa.isDisc = false;
-   if (!isPlane)
-      supportingFace(pair.A, answer.n, pair.atA, fa);
-   supportingFace(pair.B, turnBack(pair.X.R, -answer.n), pair.atB, fb);
-   placeFace(pair.X, fb);
+   const bool isPointA = touchesAsPoint(pair.A);
+   const bool isPointB = touchesAsPoint(pair.B);
+   if (isPointA || isPointB)
+      return putContact(pair, answer.n, answer.a, answer.b, answer.distance,
+                        contactName(isPointA ? vertexName(0) : 0, isPointB ? vertexName(0) : 0),
+                        out);
+   findFeatures(pair, answer.n, features);
+   const SupportingFace& fa = features.a;
+   const SupportingFace& fb = features.b;
    const auto findPoints = [&]
    {
       if (!hasPoints)
          findDeepest(pair, fa, fb, answer);
    };
-   if (fa.count > 1 && fb.count > 1 && fa.count + fb.count > 4)
+   if (features.patch)
    {
-      const bool isFirst = isBetterReference(fa, fb);
-      const bool isReferenceA = isPlane || isFirst;
-      const SupportingFace* reference = isPlane ? nullptr : isReferenceA ? &fa : &fb;
-      Patch patch(pair, answer.n, reference, isReferenceA ? fb : fa, isReferenceA);
-      patch.cut();
+      Patch& patch = *features.patch;
       if (!patch.measure(reach, answer.distance))
       {
          findPoints();

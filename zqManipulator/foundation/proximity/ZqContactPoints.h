@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zqManipulator/foundation/proximity/ZqCorePair.h"
+#include "zqManipulator/foundation/proximity/ZqContactPatch.h"
 
 namespace zqConvex
 {
@@ -25,7 +25,8 @@ namespace zqConvex
 /// angle against the normal, its point is deeper than its surface by the radius times one minus the cosine.
 ///
 /// The first core may be a half-space, the second may not.
-/// Without `hasPoints` the answer's points are not known yet: they are computed if it takes them.
+/// Without `hasPoints` the answer's points are not known yet: they are computed if it takes them. `features` may
+/// hold a patch from a normal near the answer's; else they are found.
 void contactPoints(CorePair& pair, CoreAnswer& answer, bool hasPoints, ZqReal margin,
-                   ZqContactManifold& out) noexcept;
+                   FacingFeatures& features, ZqContactManifold& out) noexcept;
 } // namespace zqConvex

@@ -29,7 +29,8 @@ bool contactWithPlane(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqRea
    out.normal = vector(coreToShapeTurn(A, answer.n));
    if (!(out.separation <= margin))
       return false;
-   contactPoints(pair, answer, true, margin, out);
+   FacingFeatures features;
+   contactPoints(pair, answer, true, margin, features, out);
    if (cache)
       cache->atB = pair.atB;
    return true;
@@ -79,6 +80,7 @@ bool contact(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin,
    }
    CorePair pair = {A, B, corePose(A, B, X), cache ? cache->atA : 0, cache ? cache->atB : 0};
    CoreAnswer answer;
+   FacingFeatures features;
    const ZqReal reach = margin + A.radius + B.radius;
    const bool isFlat = !A.isCurved() && !B.isCurved();
    const bool areBoxes = A.core == ZqConvex::Core::Box && B.core == ZqConvex::Core::Box;
@@ -90,10 +92,11 @@ bool contact(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin,
       hasPoints = rest != Rest::Found;
    }
    if (rest == Rest::Unknown && A.dimension > 0 && B.dimension > 0)
-      rest =
-         restOnFaces(pair, cache && cache->overlapped ? &cache->normal : nullptr, reach, answer);
+      rest = restOnFaces(pair, cache && cache->overlapped ? &cache->normal : nullptr, reach,
+                         features, answer);
    if (rest == Rest::Unknown)
    {
+      features.patch.reset();
       coreDistance(pair, cache, answer, !isFlat);
       hasPoints = !isFlat || answer.distance > 0.0;
    }
@@ -101,7 +104,7 @@ bool contact(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin,
    if (rest == Rest::Apart || !(out.separation <= margin))
       return false;
    out.normal = vector(coreToShapeTurn(A, answer.n));
-   contactPoints(pair, answer, hasPoints, margin, out);
+   contactPoints(pair, answer, hasPoints, margin, features, out);
    return true;
 }
 } // namespace zqConvex

@@ -1,7 +1,5 @@
 #include "zqManipulator/foundation/proximity/ZqRestingFaces.h"
 
-#include "zqManipulator/foundation/proximity/ZqContactPatch.h"
-
 namespace zqConvex
 {
 namespace
@@ -28,7 +26,7 @@ ZqReal insideOf(const SupportingFace& face, const Vec3& p) noexcept
 }
 
 /// Of the faces of a box that look towards B the one that B is least deep behind.
-Vec3 faceOfBoxTowards(CorePair& pair) noexcept
+Vec3 faceOfBoxTowards(CorePair pair) noexcept
 {
    const Vec3& h = pair.A.h;
    Vec3 best = {0.0, 0.0, 0.0};
@@ -49,7 +47,7 @@ Vec3 faceOfBoxTowards(CorePair& pair) noexcept
 }
 
 /// The direction in which A has the face that B seems to lie at.
-Vec3 faceTowards(CorePair& pair) noexcept
+Vec3 faceTowards(const CorePair& pair) noexcept
 {
    const ZqConvex& A = pair.A;
    const Vec3& middle = pair.X.t;
@@ -130,41 +128,51 @@ Rest answerRest(const Vec3& n, ZqReal distance, ZqReal error, const Vec3& middle
    return Rest::Found;
 }
 
-/// The furthest point of B against the face's normal lies over the face: then no direction needs less.
-Rest restOfPoint(CorePair& pair, const SupportingFace& face, ZqReal reach,
-                 CoreAnswer& answer) noexcept
+/// A face of one of the cores, `isA` or not, in the frame of A; n looks from A to B.
+struct RestFace
 {
-   const Vec3& n = face.normal;
-   const Vec3 b = pair.X * pair.B.support(turnBack(pair.X.R, -n), pair.atB);
-   const ZqReal depth = dot(n, face.corner[0] - b);
+   const SupportingFace& face;
+   bool isA;
+   Vec3 n;
+};
+
+/// The other core's furthest point against the face lies over the face: then no direction needs less.
+Rest restOfPoint(CorePair& pair, const RestFace& rest, ZqReal reach, CoreAnswer& answer) noexcept
+{
+   const Vec3& n = rest.n;
+   const Vec3 p = rest.isA ? pair.X * pair.B.support(turnBack(pair.X.R, -n), pair.atB)
+                           : pair.A.support(n, pair.atA);
+   const ZqReal depth = dot(rest.face.normal, rest.face.corner[0] - p);
    answer.distance = -depth;
    if (-depth > reach)
       return Rest::Apart;
-   const ZqReal width = insideOf(face, b);
+   const ZqReal width = insideOf(rest.face, p);
    if (!(width >= 0.0))
       return Rest::Unknown;
    if (depth > 0.0 && KnownOverlap{n, depth, depth, width, depth}.error(pair) > 0.0)
       return Rest::Unknown;
-   return answerRest(n, -depth, 0.0, b + n * (0.5 * depth), answer);
+   return answerRest(n, -depth, 0.0, p + rest.face.normal * (0.5 * depth), answer);
 }
 
 /// Two faces that look at each other almost: what meets at the deepest corner of the patch that both cover has the
 /// normal.
-Rest restOfFaces(CorePair& pair, const SupportingFace& face, CoreAnswer& answer) noexcept
+Rest restOfFaces(CorePair& pair, const RestFace& rest, FacingFeatures& features,
+                 CoreAnswer& answer) noexcept
 {
-   SupportingFace other;
-   supportingFace(pair.B, turnBack(pair.X.R, -face.normal), pair.atB, other);
-   if (other.count < 2)
-      return Rest::Unknown;
-   placeFace(pair.X, other);
+   SupportingFace& other = rest.isA ? features.b : features.a;
+   if (rest.isA)
+   {
+      supportingFace(pair.B, turnBack(pair.X.R, -rest.n), pair.atB, other);
+      placeFace(pair.X, other);
+   }
+   else
+      supportingFace(pair.A, rest.n, pair.atA, other);
    // What leans more does not rest.
-   if (-dot(face.normal, other.normal) < 0.99)
+   if (other.count < 2 || dot(rest.face.normal, other.normal) > -0.99)
       return Rest::Unknown;
-   const bool isFirst = isBetterReference(face, other);
-   Patch patch(pair, face.normal, isFirst ? &face : &other, isFirst ? other : face, isFirst);
-   patch.cut();
+   features.cutPatch(pair, rest.n);
    PatchFoot foot;
-   if (!patch.foot(foot))
+   if (!features.patch->foot(foot))
       return Rest::Unknown;
    const Vec3& n = foot.n;
    const Vec3 a = pair.A.support(n, pair.atA);
@@ -178,43 +186,42 @@ Rest restOfFaces(CorePair& pair, const SupportingFace& face, CoreAnswer& answer)
                 : Rest::Unknown;
    if (!(depth > 0.0))
       return Rest::Unknown;
-   const ZqReal width =
-      std::max(insideOf(face, foot.middle), other.count > 2 ? insideOf(other, foot.middle) : -1.0);
+   const ZqReal width = std::max(insideOf(rest.face, foot.middle),
+                                 other.count > 2 ? insideOf(other, foot.middle) : -1.0);
    const ZqReal height = -foot.middleGap - foot.slope * width;
-   const ZqReal error = KnownOverlap{face.normal, depth, height, width, -foot.gap}.error(pair);
+   const ZqReal error = KnownOverlap{rest.n, depth, height, width, -foot.gap}.error(pair);
    return error <= precision ? answerRest(n, -depth, error, middle, answer) : Rest::Unknown;
 }
 
-Rest restOnFirst(CorePair& pair, const Vec3* normal, ZqReal reach, CoreAnswer& answer) noexcept
+Rest restOn(CorePair& pair, bool isA, const Vec3* normal, ZqReal reach, FacingFeatures& features,
+            CoreAnswer& answer) noexcept
 {
-   if (pair.A.dimension < 2 || pair.A.core == ZqConvex::Core::Ellipsoid)
+   const ZqConvex& C = isA ? pair.A : pair.B;
+   SupportingFace& face = isA ? features.a : features.b;
+   if (C.dimension < 2 || C.core == ZqConvex::Core::Ellipsoid)
       return Rest::Unknown;
-   SupportingFace face;
-   supportingFace(pair.A, normal ? *normal : faceTowards(pair), pair.atA, face);
+   features.patch.reset();
+   Vec3 d;
+   if (normal)
+      d = isA ? *normal : -turnBack(pair.X.R, *normal);
+   else
+      d = faceTowards(isA ? pair : CorePair{pair.B, pair.A, inverse(pair.X), pair.atB, pair.atA});
+   supportingFace(C, d, isA ? pair.atA : pair.atB, face);
    if (face.count < 3)
       return Rest::Unknown;
-   const Rest rest = restOfPoint(pair, face, reach, answer);
-   return rest == Rest::Unknown ? restOfFaces(pair, face, answer) : rest;
+   if (!isA)
+      placeFace(pair.X, face);
+   const RestFace known = {face, isA, isA ? face.normal : -face.normal};
+   const Rest rest = restOfPoint(pair, known, reach, answer);
+   return rest == Rest::Unknown ? restOfFaces(pair, known, features, answer) : rest;
 }
 } // namespace
 
-Rest restOnFaces(CorePair& pair, const Vec3* normal, ZqReal reach, CoreAnswer& answer) noexcept
+Rest restOnFaces(CorePair& pair, const Vec3* normal, ZqReal reach, FacingFeatures& features,
+                 CoreAnswer& answer) noexcept
 {
-   if (const Rest rest = restOnFirst(pair, normal, reach, answer); rest != Rest::Unknown)
-      return rest;
-   CorePair exchanged = {pair.B, pair.A, inverse(pair.X), pair.atB, pair.atA};
-   const Vec3 back = normal ? -turnBack(pair.X.R, *normal) : Vec3{0.0, 0.0, 1.0};
-   const Rest rest = restOnFirst(exchanged, normal ? &back : nullptr, reach, answer);
-   pair.atA = exchanged.atB;
-   pair.atB = exchanged.atA;
-   if (rest == Rest::Found)
-   {
-      const Vec3 a = pair.X * answer.b;
-      answer.b = pair.X * answer.a;
-      answer.a = a;
-      answer.n = answer.along = -(pair.X.R * answer.n);
-   }
-   return rest;
+   const Rest rest = restOn(pair, true, normal, reach, features, answer);
+   return rest == Rest::Unknown ? restOn(pair, false, normal, reach, features, answer) : rest;
 }
 
 Rest restOfBoxes(CorePair& pair, ZqReal reach, CoreAnswer& answer) noexcept
