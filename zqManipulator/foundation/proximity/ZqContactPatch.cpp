@@ -635,9 +635,9 @@ void Patch::addDeepest(const CoreAnswer& answer) noexcept
    sortAround(m_point, m_pointCount);
 }
 
-// The choice hangs on places and names, not on depths, which rounding and the slightest rocking change: the corner
-// with the lowest name first, then always the one furthest from those that are chosen. Only where all chosen ones are
-// less deep does the deepest take the place of its nearest.
+// Always the corner goes without which the patch loses least; of those that are alike that with the highest name. That
+// hangs on places and names and not on depths, which rounding and the slightest rocking change. Only where none that is
+// left is as deep as the deepest was, that takes the place of the nearest.
 void Patch::thin(int most) noexcept
 {
    if (m_pointCount <= most)
@@ -649,58 +649,47 @@ void Patch::thin(int most) noexcept
       const auto b = static_cast<std::uint32_t>(c.name);
       return contactName(std::max(a, b), std::min(a, b));
    };
-   const auto apart2 = [](const Point& p, const Point& q)
-   { return (p.x - q.x) * (p.x - q.x) + (p.y - q.y) * (p.y - q.y); };
-   std::uint64_t keys[capacity];
-   ZqReal near[capacity];
-   bool isChosen[capacity];
-   int order[capacity];
-   int deepest = 0;
+   ZqReal area[capacity];
+   const auto setArea = [&](int i)
+   {
+      const Point& p = m_point[i == 0 ? m_pointCount - 1 : i - 1];
+      const Point& q = m_point[i];
+      const Point& r = m_point[i + 1 == m_pointCount ? 0 : i + 1];
+      area[i] = (q.x - p.x) * (r.y - q.y) - (q.y - p.y) * (r.x - q.x);
+   };
+   int lowest = 0;
    for (int i = 0; i < m_pointCount; ++i)
    {
-      near[i] = 1e300;
-      isChosen[i] = false;
-      deepest = m_point[i].gap < m_point[deepest].gap ? i : deepest;
-      keys[i] = key(m_point[i]);
-      int place = i;
-      for (; place > 0 && keys[order[place - 1]] > keys[i]; --place)
-         order[place] = order[place - 1];
-      order[place] = i;
+      setArea(i);
+      lowest = m_point[i].gap < m_point[lowest].gap ? i : lowest;
    }
-   int pick = order[0];
-   ZqReal least = 1e300;
-   for (int k = 0; k < most; ++k)
+   const Point deepest = m_point[lowest];
+   while (m_pointCount > most)
    {
-      const Point& last = m_point[pick];
-      isChosen[pick] = true;
-      least = std::min(least, last.gap);
-      ZqReal furthest = -1.0;
-      for (int j = 0; j < m_pointCount; ++j)
+      int pick = 0;
+      for (int i = 1; i < m_pointCount; ++i)
       {
-         const int i = order[j];
-         near[i] = isChosen[i] ? -1.0 : std::min(near[i], apart2(m_point[i], last));
-         if (near[i] > furthest * (1.0 + 1e-6))
-         {
-            furthest = near[i];
+         const ZqReal further = area[i] - area[pick];
+         const ZqReal alike = 1e-6 * std::abs(area[pick]);
+         if (further < -alike || (further <= alike && key(m_point[i]) > key(m_point[pick])))
             pick = i;
-         }
       }
+      std::copy(m_point + pick + 1, m_point + m_pointCount, m_point + pick);
+      std::copy(area + pick + 1, area + m_pointCount, area + pick);
+      --m_pointCount;
+      setArea(pick == m_pointCount ? 0 : pick);
+      setArea(pick == 0 ? m_pointCount - 1 : pick - 1);
    }
-   if (least > m_point[deepest].gap + m_tolerance)
-   {
-      int nearest = -1;
-      for (int i = 0; i < m_pointCount; ++i)
-         if (isChosen[i] && (nearest < 0 || apart2(m_point[i], m_point[deepest]) <
-                                               apart2(m_point[nearest], m_point[deepest])))
-            nearest = i;
-      isChosen[nearest] = false;
-      isChosen[deepest] = true;
-   }
-   int n = 0;
+   const auto apart2 = [&](const Point& p)
+   { return (p.x - deepest.x) * (p.x - deepest.x) + (p.y - deepest.y) * (p.y - deepest.y); };
+   int nearest = 0;
    for (int i = 0; i < m_pointCount; ++i)
-      if (isChosen[i])
-         m_point[n++] = m_point[i];
-   m_pointCount = n;
+   {
+      if (m_point[i].gap <= deepest.gap + m_tolerance)
+         return;
+      nearest = apart2(m_point[i]) < apart2(m_point[nearest]) ? i : nearest;
+   }
+   m_point[nearest] = deepest;
 }
 
 void Patch::write(ZqContactManifold& out) const noexcept

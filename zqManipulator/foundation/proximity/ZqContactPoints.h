@@ -14,7 +14,7 @@ namespace zqConvex
 /// on the rim of a cap that leans, it is one more.
 ///
 /// The points go round the patch, counter-clockwise about the normal, from the one with the lowest name. More
-/// than eight are thinned: the deepest stays, and of the rest those that lie furthest from each other.
+/// than eight are thinned: the deepest stays, and of the rest those that keep the patch as large as can be.
 ///
 /// A name is that of the feature of the first shape, and of the second: vertex and nothing, nothing and vertex,
 /// or edge and edge. So it does not depend on which faces meet, and stays when a body rocks from its face over

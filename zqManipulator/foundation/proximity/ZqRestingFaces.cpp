@@ -46,7 +46,7 @@ Vec3 faceOfBoxTowards(CorePair pair) noexcept
    return best;
 }
 
-/// The direction in which A has the face that B seems to lie at.
+/// The direction in which A has the face that B seems to lie at; zero where a search would take too long.
 Vec3 faceTowards(const CorePair& pair) noexcept
 {
    const ZqConvex& A = pair.A;
@@ -66,8 +66,8 @@ Vec3 faceTowards(const CorePair& pair) noexcept
    {
       constexpr int fewFaces = 32;
       const ZqHull& H = *A.hull;
-      if (H.dimension < 3 || H.faces.size() > fewFaces)
-         break;
+      if (H.faces.empty() || H.faces.size() > fewFaces)
+         return {0.0, 0.0, 0.0};
       const ZqHull::Face* best = nullptr;
       for (const ZqHull::Face& f : H.faces)
          if (!best || dot(f.normal, middle) - f.offset > dot(best->normal, middle) - best->offset)
@@ -206,8 +206,10 @@ Rest restOn(CorePair& pair, bool isA, const Vec3* normal, ZqReal reach, FacingFe
       d = isA ? *normal : -turnBack(pair.X.R, *normal);
    else
       d = faceTowards(isA ? pair : CorePair{pair.B, pair.A, inverse(pair.X), pair.atB, pair.atA});
+   if (d == Vec3{0.0, 0.0, 0.0})
+      return Rest::Unknown;
    supportingFace(C, d, isA ? pair.atA : pair.atB, face);
-   if (face.count < 3)
+   if (face.count < 3 || dot(face.normal, d) < 0.999)
       return Rest::Unknown;
    if (!isA)
       placeFace(pair.X, face);
