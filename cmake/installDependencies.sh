@@ -4,7 +4,7 @@
 set -eu
 
 required="g++ cmake ninja-build pkg-config libexpat1-dev libboost-dev libeigen3-dev libqhull-dev
-          libgtest-dev libcli11-dev nlohmann-json3-dev libxml2-utils"
+          libgtest-dev libcli11-dev nlohmann-json3-dev libassimp-dev libxml2-utils"
 
 if ! command -v dpkg-query >/dev/null 2>&1; then
    echo "Not a Debian system. Please install by other means what is missing of:" $required "$@" >&2

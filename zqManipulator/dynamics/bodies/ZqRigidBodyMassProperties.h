@@ -125,13 +125,13 @@ public:
    /// A cylinder between two hemispheres, with their first moments of 1 kg: the moments across the axis are
    /// too large by 3/4 radius length (1 - cap), where `cap` is the mass of one hemisphere.
    static ZqRigidBodyMassProperties uniformSolidCapsule(ZqReal mass, const ZqCapsule& capsule);
-   /// By the sum over divisions^2 columns of an octant, each taken at its corner next to the middle. The
-   /// moments are off in proportion to 1 / divisions, as a rule too small, by some 5 to 10 % with 20.
+   /// By a sum over divisions^2 columns of an octant, each as thick as at its corner next to the middle. With
+   /// 20 divisions the moments of usual plates are off by -5 to 3 %.
    static ZqRigidBodyMassProperties uniformSolidLozenge(ZqReal mass, const ZqLozenge& lozenge,
                                                         unsigned int divisions);
-   /// By the sum over those of divisions^3 points of a grid that are in the shape, taken at the lower corners
-   /// of their cells. The first moment is off by about half a cell, the second by some percent with 100
-   /// divisions; the mass is exact.
+   /// By a sum over those of divisions^3 points that are in the shape: the lower corners of the cells of a grid
+   /// over the half above the middle plane. With 100 divisions the moments of usual plates are off by less
+   /// than 1 %, and the center by less than half a cell. Takes milliseconds.
    static ZqRigidBodyMassProperties
    uniformSolidTriangularLozenge(ZqReal mass, const ZqTriangularLozenge& lozenge,
                                  unsigned int divisions);

@@ -1,6 +1,6 @@
 // The solids of `ZqRigidBodyMassProperties` that are sums over cells.
 
-#include "zqManipulator/dynamics/bodies/ZqRigidBodyMassProperties.h"
+#include "zqManipulator/dynamics/bodies/ZqUniformSolidFrames.h"
 #include "zqManipulator/foundation/algebra/ZqMath.h"
 #include "zqManipulator/foundation/geometry/ZqLozenge.h"
 #include "zqManipulator/foundation/geometry/ZqTriangularLozenge.h"
@@ -85,10 +85,10 @@ ZqRigidBodyMassProperties ZqRigidBodyMassProperties::uniformSolidLozenge(ZqReal 
    const ZqReal Ixx = octant.momentAboutX();
    const ZqReal Iyy = octant.withAxesExchanged().momentAboutX();
    const ZqReal Izz = octant.momentAboutZ();
-   ZqRigidBodyMassProperties body(mass, ZqVector(), ZqSecondMoment(Ixx, Iyy, Izz, 0.0, 0.0, 0.0));
+   const ZqSecondMoment I(Ixx, Iyy, Izz, 0.0, 0.0, 0.0);
    ZqOrientation orientation;
    orientation.setFromDcmColumns(x, y, x.cross(y));
-   return body.transformBy(orientation).transformBy(lozenge.center());
+   return zqUniformSolids::placed({mass, ZqVector(), I}, orientation, lozenge.center());
 }
 
 ZqRigidBodyMassProperties ZqRigidBodyMassProperties::uniformSolidTriangularLozenge(
@@ -136,7 +136,7 @@ ZqRigidBodyMassProperties ZqRigidBodyMassProperties::uniformSolidTriangularLozen
             Ixy -= x * y * w;
          }
       }
-   ZqRigidBodyMassProperties body(mass, ZqVector(hx, hy, 0.0),
-                                  ZqSecondMoment(Ixx, Iyy, Izz, Ixy, 0.0, 0.0));
-   return body.transformBy(X.orientation()).transformBy(X.translation());
+   const ZqSecondMoment I(Ixx, Iyy, Izz, Ixy, 0.0, 0.0);
+   return zqUniformSolids::placed({mass, ZqVector(hx, hy, 0.0), I}, X.orientation(),
+                                  X.translation());
 }

@@ -1,9 +1,10 @@
 #pragma once
 
+#include "zqManipulator/dynamics/bodies/ZqRigidBodyMassProperties.h"
 #include "zqManipulator/foundation/algebra/ZqMath.h"
-#include "zqManipulator/foundation/algebra/ZqOrientation.h"
 #include "zqManipulator/foundation/geometry/ZqLineSegment.h"
 
+/// How the solids of shapes get to where the shapes are.
 namespace zqUniformSolids
 {
 /// The shortest turn of z onto a unit vector; onto minus z half a turn about x, and for the zero vector none.
@@ -21,5 +22,13 @@ inline ZqOrientation zOnto(const ZqVector& u)
 inline ZqOrientation zOnto(const ZqLineSegment& segment)
 {
    return zOnto((segment.endpoint1() - segment.endpoint0()).unitVector());
+}
+
+/// The body, turned and then moved. A place that is not finite leaves a valid one, too.
+inline ZqRigidBodyMassProperties placed(ZqRigidBodyMassProperties body, const ZqOrientation& q,
+                                        const ZqVector& p)
+{
+   body.transformBy(q).transformBy(p).makeValid();
+   return body;
 }
 } // namespace zqUniformSolids

@@ -17,6 +17,8 @@
 namespace
 {
 using Body = ZqRigidBodyMassProperties;
+using zqUniformSolids::placed;
+using zqUniformSolids::zOnto;
 
 Body withDiagonal(ZqReal mass, ZqReal Ixx, ZqReal Iyy, ZqReal Izz, const ZqVector& firstMoment = {})
 {
@@ -25,7 +27,7 @@ Body withDiagonal(ZqReal mass, ZqReal Ixx, ZqReal Iyy, ZqReal Izz, const ZqVecto
 
 Body ofSphere(ZqReal mass, const ZqSphere& sphere)
 {
-   return Body::uniformSolidSphere(mass, sphere.radius()).transformBy(sphere.center());
+   return placed(Body::uniformSolidSphere(mass, sphere.radius()), {}, sphere.center());
 }
 
 Body ofBox(ZqReal mass, const ZqBox& box)
@@ -33,8 +35,8 @@ Body ofBox(ZqReal mass, const ZqBox& box)
    const ZqVector size = box.extents() * 2.0;
    ZqOrientation orientation;
    orientation.setFromDcmColumns(box.axis(0), box.axis(1), box.axis(2));
-   Body body = Body::uniformSolidAxisAlignedRectangularPrism(mass, size.x(), size.y(), size.z());
-   return body.transformBy(orientation).transformBy(box.center());
+   return placed(Body::uniformSolidAxisAlignedRectangularPrism(mass, size.x(), size.y(), size.z()),
+                 orientation, box.center());
 }
 
 Body ofLozenge(ZqReal mass, const ZqLozenge& lozenge)
@@ -44,25 +46,24 @@ Body ofLozenge(ZqReal mass, const ZqLozenge& lozenge)
 
 Body ofCylinder(ZqReal mass, const ZqCylinder& cylinder)
 {
-   const ZqLineSegment& segment = cylinder.lineSegment();
-   Body body = Body::uniformSolidAxisAlignedCylinder(mass, cylinder.radius(), segment.length());
-   return body.transformBy(zqUniformSolids::zOnto(segment)).transformBy(segment.center());
+   const ZqLineSegment& axis = cylinder.lineSegment();
+   return placed(Body::uniformSolidAxisAlignedCylinder(mass, cylinder.radius(), axis.length()),
+                 zOnto(axis), axis.center());
 }
 
 Body ofCone(ZqReal mass, const ZqCone& cone)
 {
-   const ZqLineSegment& segment = cone.lineSegment();
-   Body body = Body::uniformSolidAxisAlignedCone(mass, cone.firstRadius(), cone.secondRadius(),
-                                                 segment.length());
-   return body.transformBy(zqUniformSolids::zOnto(segment)).transformBy(segment.endpoint0());
+   const ZqLineSegment& axis = cone.lineSegment();
+   return placed(Body::uniformSolidAxisAlignedCone(mass, cone.firstRadius(), cone.secondRadius(),
+                                                   axis.length()),
+                 zOnto(axis), axis.endpoint0());
 }
 
 Body ofCircularLozenge(ZqReal mass, const ZqCircularLozenge& lozenge)
 {
-   Body body =
-      Body::uniformSolidAxisAlignedCircularLozenge(mass, lozenge.radius(), lozenge.discRadius());
-   return body.transformBy(zqUniformSolids::zOnto(lozenge.normal().unitVector()))
-      .transformBy(lozenge.center());
+   return placed(
+      Body::uniformSolidAxisAlignedCircularLozenge(mass, lozenge.radius(), lozenge.discRadius()),
+      zOnto(lozenge.normal().unitVector()), lozenge.center());
 }
 
 Body ofTriangularLozenge(ZqReal mass, const ZqTriangularLozenge& lozenge)
@@ -201,7 +202,7 @@ Body Body::uniformSolidCapsule(ZqReal mass, const ZqCapsule& capsule)
    const ZqReal r = capsule.radius();
    const ZqReal length = segment.length();
    if (length == 0.0)
-      return uniformSolidSphere(mass, r).transformBy(segment.center());
+      return placed(uniformSolidSphere(mass, r), {}, segment.center());
 
    const ZqReal cylinder = ZqMath::pi * r * r * length;
    const ZqReal cap = 2.0 * ZqMath::pi / 3.0 * r * r * r;
@@ -212,6 +213,5 @@ Body Body::uniformSolidCapsule(ZqReal mass, const ZqCapsule& capsule)
    lower.transformBy(ZqOrientation::xRotation(ZqMath::pi));
    upper.transformBy(ZqVector(0.0, 0.0, 0.5 * length));
    lower.transformBy(ZqVector(0.0, 0.0, -0.5 * length));
-   Body sum = middle + upper + lower;
-   return sum.transformBy(zqUniformSolids::zOnto(segment)).transformBy(segment.center());
+   return placed(middle + upper + lower, zOnto(segment), segment.center());
 }

@@ -52,7 +52,8 @@ const std::vector<Vec3>& pointsAroundBall()
                      directions.push_back(unit(hull->vertices[v] + hull->vertices[w]));
          }
          ZqReal inner = 1.0;
-         for (const ZqHull::Face& face : ZqHull::of(directions)->faces)
+         const auto hull = ZqHull::of(directions);
+         for (const ZqHull::Face& face : hull->faces)
             inner = std::min(inner, face.offset);
          for (Vec3& v : directions)
             v = v * ((1.0 + 1e-9) / inner);
@@ -144,7 +145,8 @@ Balls cornersOf(const Balls& balls)
       centers.push_back(ball.center);
    }
    Balls corners;
-   for (const Vec3& vertex : ZqHull::of(centers)->vertices)
+   const auto hull = ZqHull::of(centers);
+   for (const Vec3& vertex : hull->vertices)
       corners.push_back({vertex, balls[0].radius});
    return corners;
 }

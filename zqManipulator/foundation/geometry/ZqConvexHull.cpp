@@ -29,7 +29,7 @@ ZqConvex ZqConvexHull::makeConvex() const
    points.reserve(m_points.size());
    for (const ZqVector& point : m_points)
       if (zqConvex::isFinite(point))
-         points.push_back(zqConvex::vec3(point));
+         points.push_back(zqConvex::vec3(zqConvex::finite(point)));
    const zqConvex::Vec3 middle = middleOf(points);
    for (zqConvex::Vec3& point : points)
       point = point - middle;

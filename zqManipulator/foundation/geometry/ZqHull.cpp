@@ -16,7 +16,7 @@ using zqConvex::Vec3;
 namespace
 {
 /// Thinner than this, relative to the largest extent, points lie in one place, on a line or in a plane.
-constexpr ZqReal flatness = 1e-13;
+constexpr ZqReal flatness = 1e-12;
 /// How far, relative to the extents, the corners of two faces may be from one plane for them to be one face.
 constexpr ZqReal coplanarity = 1e-10;
 

@@ -258,10 +258,10 @@ struct Balance
       return true;
    }
 
-   bool run() noexcept
+   bool run(bool isPatient) noexcept
    {
       ZqReal last = 1.0;
-      for (int k = 0; k < 8; ++k)
+      for (int k = 0; k < (isPatient ? 12 : 8); ++k)
       {
          Tangent y;
          if (!look())
@@ -271,8 +271,13 @@ struct Balance
             return false;
          const ZqReal move2 = dot(y, y);
          if (!(move2 < 0.5))
-            return false;
-         if (k > 0 && !(move2 < last))
+         {
+            if (!isPatient)
+               return false;
+            const ZqReal shorter = 0.5 / std::sqrt(move2);
+            y = {y.e * shorter, y.f * shorter};
+         }
+         if (k > 0 && move2 < 1e-6 && !(move2 < last))
             return true;
          n = unit(n + e * y.e + f * y.f);
          if (move2 <= 1e-18)
@@ -293,7 +298,7 @@ bool isNear(const Patch& patch, const Vec3& point, const Vec3& d) noexcept
 }
 } // namespace
 
-bool balance(const CorePair& pair, Simplex& S, Vec3& n) noexcept
+bool balance(const CorePair& pair, Simplex& S, Vec3& n, bool isPatient) noexcept
 {
    Balance state(pair, n);
    const Vec3 nB = -turnBack(pair.X.R, n);
@@ -305,7 +310,7 @@ bool balance(const CorePair& pair, Simplex& S, Vec3& n) noexcept
       if (!isNear(onA, S.a[i], n) || !isNear(onB, b, nB) || !state.addFeature(onA, onB))
          return false;
    }
-   if (!state.run())
+   if (!state.run(isPatient))
       return false;
    n = state.n;
    S.count = state.count;

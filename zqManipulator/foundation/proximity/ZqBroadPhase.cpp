@@ -11,11 +11,6 @@ bool isUnbounded(const AlignedBox& box) noexcept
 {
    return !(largest(box.lower) <= farthest && largest(box.upper) <= farthest);
 }
-
-bool isSame(const AlignedBox& a, const AlignedBox& b) noexcept
-{
-   return a.lower == b.lower && a.upper == b.upper;
-}
 } // namespace
 
 void BroadPhase::reset(std::size_t count)
@@ -24,44 +19,32 @@ void BroadPhase::reset(std::size_t count)
    m_boxes.assign(count, AlignedBox::empty());
    m_large.assign(count, AlignedBox::empty());
    m_place.assign(count, Place::InTree);
-   m_hasMoved.assign(count, 0);
-   m_hasLeft.assign(count, 0);
+   m_marks.assign(count, 0);
    m_moved.reserve(count);
    m_leavers.reserve(count);
 }
 
-void BroadPhase::update(unsigned id, const AlignedBox& box)
+void BroadPhase::addLeaver(unsigned id, const AlignedBox& from, const AlignedBox& to)
 {
-   AlignedBox& old = m_boxes[id];
-   const bool isEmpty = box.isEmpty();
-   const AlignedBox next = isEmpty ? AlignedBox::empty() : box;
-   if (isSame(next, old))
-      return;
-   if (m_hasMoved[id] == 0)
-   {
-      m_hasMoved[id] = 1;
-      m_moved.push_back(id);
-   }
-   if (m_hasLeft[id] == 0 && (isEmpty || !m_large[id].contains(next)))
-   {
-      m_hasLeft[id] = 1;
-      const bool hasStep = !isEmpty && !old.isEmpty();
-      m_leavers.push_back({id, hasStep
-                                  ? (next.lower - old.lower) * 0.5 + (next.upper - old.upper) * 0.5
-                                  : Vec3{0.0, 0.0, 0.0}});
-   }
-   old = next;
+   m_marks[id] |= hasLeft;
+   const bool hasStep = !from.isEmpty() && !to.isEmpty();
+   m_leavers.push_back({id, hasStep ? (to.lower - from.lower) * 0.5 + (to.upper - from.upper) * 0.5
+                                    : Vec3{0.0, 0.0, 0.0}});
 }
 
 void BroadPhase::sort()
 {
    if (m_moved.empty())
       return;
-   const bool someAreNew = !m_leavers.empty();
-   const bool allAreNew = someAreNew && regroup();
-   testCandidates(someAreNew, allAreNew);
+   m_changes.clear();
+   const bool allAreNew = !m_leavers.empty() && regroup();
+   testCandidates(allAreNew);
+   if (allAreNew || m_changes.size() * 4 > m_overlaps.size())
+      writeOverlaps();
+   else if (!m_changes.empty())
+      mergeChanges();
    for (const unsigned id : m_moved)
-      m_hasMoved[id] = 0;
+      m_marks[id] = 0;
    m_moved.clear();
 }
 
@@ -71,15 +54,12 @@ bool BroadPhase::regroup()
 {
    for (const Leaver& leaver : m_leavers)
       enlarge(leaver);
-   m_fresh.clear();
    const bool isAll =
       m_tree.size() != static_cast<int>(m_boxes.size()) || m_leavers.size() * 4 >= m_boxes.size();
    if (isAll)
       renewAll();
    else
       amend();
-   for (const Leaver& leaver : m_leavers)
-      m_hasLeft[leaver.id] = 0;
    m_leavers.clear();
    return isAll;
 }
@@ -99,7 +79,7 @@ void BroadPhase::enlarge(const Leaver& leaver) noexcept
    for (int k = 0; k < 3; ++k)
    {
       const ZqReal margin = isFast ? 0.0 : std::max(tenth[k], least);
-      const ZqReal ahead = std::clamp(8.0 * leaver.step[k], -2.0 * margin, 2.0 * margin);
+      const ZqReal ahead = std::clamp(16.0 * leaver.step[k], -4.0 * margin, 4.0 * margin);
       large.lower[k] = box.lower[k] - margin + std::min(0.0, ahead);
       large.upper[k] = box.upper[k] + margin + std::max(0.0, ahead);
    }
@@ -130,56 +110,47 @@ void BroadPhase::renewAll()
       m_tree.refit();
    if (!hasTree || m_jumped > 0 || m_tree.isLoose())
       buildTree();
-   m_tree.visitSelfOverlaps([this](int a, int b)
-                            { addFresh(static_cast<unsigned>(a), static_cast<unsigned>(b)); });
+   m_candidates.clear(m_boxes.size());
+   m_tree.visitSelfOverlaps(
+      [this](int a, int b)
+      { m_candidates.add(static_cast<unsigned>(a), static_cast<unsigned>(b)); });
    for (std::size_t k = 0; k < m_apart.size(); ++k)
    {
       const unsigned id = m_apart[k];
       m_tree.visitOverlaps(m_boxes[id],
-                           [&](int other) { addFresh(id, static_cast<unsigned>(other)); });
+                           [&](int other) { m_candidates.add(id, static_cast<unsigned>(other)); });
       for (std::size_t l = k + 1; l < m_apart.size(); ++l)
          if (overlap(m_boxes[id], m_boxes[m_apart[l]]))
-            addFresh(id, m_apart[l]);
+            m_candidates.add(id, m_apart[l]);
    }
-   sortFresh();
-   m_candidates.swap(m_fresh);
 }
 
-/// Some have left: each gets its new place, and its candidates take the place of its old ones.
+/// Some have left: each gets its new place, and its candidates are found.
 void BroadPhase::amend()
 {
-   for (const auto& [id, step] : m_leavers)
-   {
-      const int item = static_cast<int>(id);
-      const AlignedBox& large = m_large[id];
-      if (large.isEmpty() && !m_boxes[id].isEmpty())
-      {
-         leaveTree(id, Place::Unbounded);
-         m_tree.setBox(item, large);
-      }
-      else if (m_place[id] != Place::InTree)
-         leaveTree(id, Place::Jumped);
-      else if (large.isEmpty() || overlap(large, m_tree.box(item)))
-         m_tree.setBox(item, large);
-      else
-      {
-         leaveTree(id, Place::Jumped);
-         m_tree.setBox(item, AlignedBox::empty());
-      }
-   }
-   for (const auto& [id, step] : m_leavers)
-      visitPartners(id,
-                    [this, id = id](unsigned other)
-                    {
-                       // Of two that left, each finds the other.
-                       if (other > id || (other < id && m_hasLeft[other] == 0))
-                          addFresh(id, other);
-                    });
-   sortFresh();
-   mergeFresh();
+   for (const Leaver& leaver : m_leavers)
+      place(leaver.id);
+   for (const Leaver& leaver : m_leavers)
+      findCandidates(leaver.id);
    // Searching those apart costs as much by then as building has cost.
    if (m_tree.isLoose() || m_jumped * m_jumped > 16 * m_boxes.size())
       buildTree();
+}
+
+void BroadPhase::place(unsigned id)
+{
+   const int item = static_cast<int>(id);
+   const AlignedBox& large = m_large[id];
+   const bool isUnbounded = large.isEmpty() && !m_boxes[id].isEmpty();
+   if (m_place[id] == Place::InTree && !isUnbounded &&
+       (large.isEmpty() || overlap(large, m_tree.box(item))))
+   {
+      m_tree.setBox(item, large);
+      return;
+   }
+   if (m_place[id] == Place::InTree)
+      m_tree.setBox(item, AlignedBox::empty());
+   leaveTree(id, isUnbounded ? Place::Unbounded : Place::Jumped);
 }
 
 void BroadPhase::buildTree()
@@ -208,81 +179,109 @@ void BroadPhase::visitPartners(unsigned id, Visit&& visit) const
          visit(other);
 }
 
-void BroadPhase::addFresh(unsigned a, unsigned b)
+/// Of those that it had, the ones that it finds again stay as they are.
+void BroadPhase::findCandidates(unsigned id)
 {
-   m_fresh.push_back({std::min(a, b), std::max(a, b) % capacity, 0U});
+   m_candidates.visitPairsOf(id, [this](int, unsigned other) { m_marks[other] |= isPartner; });
+   visitPartners(id,
+                 [this, id](unsigned other)
+                 {
+                    if (isMarked(other, isPartner))
+                       m_marks[other] &= static_cast<unsigned char>(~isPartner);
+                    else if (other != id)
+                       m_candidates.add(id, other);
+                 });
+   m_candidates.visitPairsOf(
+      id,
+      [this](int pair, unsigned other)
+      {
+         if (!isMarked(other, isPartner))
+            return;
+         m_marks[other] &= static_cast<unsigned char>(~isPartner);
+         const PairGraph::Pair& candidate = m_candidates[pair];
+         if (candidate.isOverlap)
+            m_changes.push_back({{candidate.ids[0], candidate.ids[1]}, false});
+         m_candidates.remove(pair);
+      });
 }
 
-/// By the first and then by the second id: a radix sort of two digits, where they are not few.
-void BroadPhase::sortFresh()
+void BroadPhase::test(PairGraph::Pair& candidate)
 {
-   if (m_fresh.size() * 4 < m_boxes.size())
+   const auto [a, b] = candidate.ids;
+   const bool isOverlap = overlap(m_boxes[a], m_boxes[b]);
+   if (isOverlap == candidate.isOverlap)
+      return;
+   candidate.isOverlap = isOverlap;
+   m_changes.push_back({{a, b}, isOverlap});
+}
+
+/// Tests all candidates, or those of which a box has moved.
+void BroadPhase::testCandidates(bool all)
+{
+   if (all || m_moved.size() * 4 > m_boxes.size())
    {
-      std::sort(m_fresh.begin(), m_fresh.end(),
-                [](const Candidate& a, const Candidate& b)
-                { return a.first != b.first ? a.first < b.first : a.second < b.second; });
+      for (PairGraph::Pair& candidate : m_candidates.all())
+         if (candidate.isUsed())
+            test(candidate);
       return;
    }
-   m_spare.resize(m_fresh.size());
-   scatter(m_fresh, m_spare, [](const Candidate& c) { return c.second; });
-   scatter(m_spare, m_fresh, [](const Candidate& c) { return c.first; });
+   for (const unsigned id : m_moved)
+      m_candidates.visitPairsOf(id,
+                                [this, id](int pair, unsigned other)
+                                {
+                                   // Of two that have moved, once.
+                                   if (other > id || !isMarked(other, hasMoved))
+                                      test(m_candidates[pair]);
+                                });
 }
 
-template <class Key>
-void BroadPhase::scatter(const std::vector<Candidate>& from, std::vector<Candidate>& to, Key key)
+/// The whole list: sorted by the second and then, stably, by the first ids.
+void BroadPhase::writeOverlaps()
+{
+   m_overlaps.clear();
+   for (const PairGraph::Pair& candidate : m_candidates.all())
+      if (candidate.isOverlap && candidate.isUsed())
+         m_overlaps.emplace_back(candidate.ids[0], candidate.ids[1]);
+   if (m_overlaps.size() * 4 < m_boxes.size())
+   {
+      std::sort(m_overlaps.begin(), m_overlaps.end());
+      return;
+   }
+   m_spare.resize(m_overlaps.size());
+   scatter(m_overlaps, m_spare, &Pair::second);
+   scatter(m_spare, m_overlaps, &Pair::first);
+}
+
+/// A pass of a radix sort, of which an id is a digit.
+void BroadPhase::scatter(const std::vector<Pair>& from, std::vector<Pair>& to, unsigned Pair::*id)
 {
    m_starts.assign(m_boxes.size(), 0);
-   for (const Candidate& c : from)
-      ++m_starts[key(c)];
+   for (const Pair& pair : from)
+      ++m_starts[pair.*id];
    unsigned start = 0;
    for (unsigned& s : m_starts)
       start += std::exchange(s, start);
-   for (const Candidate& c : from)
-      to[m_starts[key(c)]++] = c;
+   for (const Pair& pair : from)
+      to[m_starts[pair.*id]++] = pair;
 }
 
-/// Takes the fresh candidates in, and out those of boxes that left.
-void BroadPhase::mergeFresh()
+void BroadPhase::mergeChanges()
 {
+   std::sort(m_changes.begin(), m_changes.end(),
+             [](const Change& a, const Change& b) { return a.ids < b.ids; });
    m_spare.clear();
-   auto fresh = m_fresh.cbegin();
-   for (const Candidate& c : m_candidates)
+   auto from = m_overlaps.cbegin();
+   for (const auto& [ids, isOverlap] : m_changes)
    {
-      if ((m_hasLeft[c.first] | m_hasLeft[c.second]) != 0)
-         continue;
-      while (fresh != m_fresh.cend() &&
-             (fresh->first < c.first || (fresh->first == c.first && fresh->second < c.second)))
-         m_spare.push_back(*fresh++);
-      m_spare.push_back(c);
+      const auto at = std::lower_bound(from, m_overlaps.cend(), ids);
+      m_spare.insert(m_spare.end(), from, at);
+      from = at;
+      if (isOverlap)
+         m_spare.push_back(ids);
+      else
+         ++from;
    }
-   m_spare.insert(m_spare.end(), fresh, m_fresh.cend());
-   m_candidates.swap(m_spare);
-}
-
-/// Tests the candidates of which a box has moved, or all, and writes the pairs if that changes them.
-void BroadPhase::testCandidates(bool rewrite, bool all)
-{
-   std::size_t count = 0;
-   for (Candidate& c : m_candidates)
-   {
-      if (all || (m_hasMoved[c.first] | m_hasMoved[c.second]) != 0)
-      {
-         const bool isOverlap = overlap(m_boxes[c.first], m_boxes[c.second]);
-         rewrite |= isOverlap != (c.isOverlap != 0);
-         c.isOverlap = isOverlap ? 1 : 0;
-      }
-      count += c.isOverlap;
-   }
-   if (!rewrite)
-      return;
-   // One place more, where those that do not count are written.
-   m_overlaps.resize(count + 1);
-   auto out = m_overlaps.begin();
-   for (const Candidate& c : m_candidates)
-   {
-      *out = {c.first, c.second};
-      out += c.isOverlap;
-   }
-   m_overlaps.resize(count);
+   m_spare.insert(m_spare.end(), from, m_overlaps.cend());
+   m_overlaps.swap(m_spare);
 }
 } // namespace zqConvex

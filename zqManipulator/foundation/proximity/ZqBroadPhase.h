@@ -1,12 +1,13 @@
 #pragma once
 
 #include "zqManipulator/foundation/geometry/ZqBoxHierarchy.h"
+#include "zqManipulator/foundation/proximity/ZqPairGraph.h"
 
 namespace zqConvex
 {
 /// Which of many moving boxes overlap: a tree of boxes that are larger than the true ones (a dynamic bounding
-/// volume tree), refitted where a box leaves its larger one, and a sorted list of candidates, the pairs of
-/// larger boxes that overlap.
+/// volume tree), refitted where a box leaves its larger one; the candidates, which are the pairs of larger boxes
+/// that overlap; and the sorted list of pairs whose true boxes overlap, into which changes are merged.
 class BroadPhase
 {
 public:
@@ -16,7 +17,20 @@ public:
 
    /// So many empty boxes.
    void reset(std::size_t count);
-   void update(unsigned id, const AlignedBox& box);
+   void update(unsigned id, const AlignedBox& box)
+   {
+      AlignedBox& old = m_boxes[id];
+      const bool isEmpty = box.isEmpty();
+      const AlignedBox& next = isEmpty ? nothing : box;
+      if (next.lower == old.lower && next.upper == old.upper)
+         return;
+      if (!isMarked(id, hasMoved))
+         m_moved.push_back(id);
+      m_marks[id] |= hasMoved;
+      if (!isMarked(id, hasLeft) && (isEmpty || !m_large[id].contains(next)))
+         addLeaver(id, old, next);
+      old = next;
+   }
    /// Brings the pairs up to date.
    void sort();
 
@@ -26,11 +40,11 @@ public:
    const std::vector<Pair>& overlaps() const noexcept { return m_overlaps; }
 
 private:
-   struct Candidate
+   /// A pair that has begun or ceased to overlap.
+   struct Change
    {
-      unsigned first;
-      unsigned second : 31;
-      unsigned isOverlap : 1; ///< whether the true boxes overlap
+      Pair ids;
+      bool isOverlap;
    };
    /// A box that is no longer in its larger one, and its last step.
    struct Leaver
@@ -45,20 +59,32 @@ private:
       Unbounded ///< apart for good
    };
 
+   /// Bits of what a box has done since the last `sort`.
+   static constexpr unsigned char hasMoved = 1;
+   static constexpr unsigned char hasLeft = 2;
+   static constexpr unsigned char isPartner = 4; ///< only within `findCandidates`
+   static constexpr AlignedBox nothing = AlignedBox::empty();
+
+   bool isMarked(unsigned id, unsigned char mark) const noexcept
+   {
+      return (m_marks[id] & mark) != 0;
+   }
+   void addLeaver(unsigned id, const AlignedBox& from, const AlignedBox& to);
    bool regroup();
    void enlarge(const Leaver& leaver) noexcept;
    void leaveTree(unsigned id, Place place);
    void renewAll();
    void amend();
+   void place(unsigned id);
    void buildTree();
    template <class Visit>
    void visitPartners(unsigned id, Visit&& visit) const;
-   void addFresh(unsigned a, unsigned b);
-   void sortFresh();
-   template <class Key>
-   void scatter(const std::vector<Candidate>& from, std::vector<Candidate>& to, Key key);
-   void mergeFresh();
-   void testCandidates(bool rewrite, bool all);
+   void findCandidates(unsigned id);
+   void test(PairGraph::Pair& candidate);
+   void testCandidates(bool all);
+   void writeOverlaps();
+   void scatter(const std::vector<Pair>& from, std::vector<Pair>& to, unsigned Pair::*id);
+   void mergeChanges();
    /// What an apart box searches with: unbounded ones have no larger box.
    const AlignedBox& reach(unsigned id) const noexcept
    {
@@ -69,17 +95,18 @@ private:
    std::vector<AlignedBox> m_boxes; ///< empty ones are all `AlignedBox::empty()`
    std::vector<AlignedBox> m_large; ///< empty for empty and for unbounded boxes
    std::vector<Place> m_place;
-   std::vector<unsigned char> m_hasMoved, m_hasLeft;
+   std::vector<unsigned char> m_marks;
 
    std::vector<unsigned> m_moved; ///< ids, since the last `sort`
    std::vector<Leaver> m_leavers;
    std::vector<unsigned> m_apart; ///< ids of boxes that are not in the tree
    std::size_t m_jumped = 0;      ///< of those
    BoxHierarchy m_tree;
-   std::vector<Candidate> m_candidates; ///< sorted
-   std::vector<Pair> m_overlaps;
+   PairGraph m_candidates;
+   std::vector<Pair> m_overlaps; ///< sorted
    // Working space.
-   std::vector<Candidate> m_fresh, m_spare;
+   std::vector<Change> m_changes;
+   std::vector<Pair> m_spare;
    std::vector<unsigned> m_starts;
    std::vector<BoxHierarchy::Reference> m_references;
 };

@@ -59,16 +59,14 @@ void rememberOverlap(const CorePair& pair, const Penetration& penetration,
 bool followOverlap(CorePair& pair, ZqPairCache& cache, CoreAnswer& out) noexcept
 {
    const ZqReal motion = motionSince(pair, cache.pose);
+   if (!(motion <= cache.reliable))
+      return false;
    Penetration now;
    now.n = cache.normal;
-   Simplex S;
-   S.count = cache.count;
-   for (int i = 0; i < S.count; ++i)
-      S.set(i, cache.a[i], pair.X * cache.b[i]);
-   const bool isLeast = S.count > 0 && descend(pair, S, now);
+   const bool isLeast = descendFrom(pair, cache, now);
    out.iterations = now.supports;
    Vec3 a, b;
-   if (!isLeast || !(now.depth > 0.0) || now.depth > cache.lowerAside - motion || !now.points(a, b))
+   if (!isLeast || !(now.depth > 0.0) || !now.points(a, b))
       return false;
    now.lower = std::clamp(cache.lower - motion, 0.0, now.depth);
    answerOverlap(now.n, now.depth, now.lower, a, b, out);
@@ -134,7 +132,7 @@ void solveOverlap(CorePair& pair, const Simplex& simplex, ZqPairCache* cache, bo
    out.iterations += penetration.supports;
    rememberOverlap(pair, penetration, kept);
    kept.lower = penetration.lower;
-   kept.lowerAside = penetration.lowerAside;
+   kept.reliable = penetration.reliable;
    kept.pose = pair.X;
 }
 } // namespace

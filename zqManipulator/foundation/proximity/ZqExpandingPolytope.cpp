@@ -14,9 +14,9 @@ constexpr int lastSupports = 60; ///< after curved cores were refined
 constexpr ZqReal closedGap = 1e-13;
 /// Of the depth: where curved cores go over to refinement.
 constexpr ZqReal curvedGap = 1e-3;
-/// Cosines of the angles within which directions are taken for one, when refining and when following.
+/// Cosines of the angles within which directions likely lead down to one least, and surely.
 constexpr ZqReal alike = 0.98;
-constexpr ZqReal near = 0.9998;
+constexpr ZqReal same = 0.9998;
 
 struct Expansion
 {
@@ -122,13 +122,15 @@ struct Expansion
       best.depth = std::max(0.0, best.depth);
    }
 
+   bool isAside(int f) const noexcept { return dot(hull.face[f].normal, best.n) < same; }
+
    /// The open face that is nearest the origin; -1 if all are closed.
-   int nearestFace() const noexcept
+   int nearestFace(bool onlyAside) const noexcept
    {
       int nearest = -1;
       ZqReal low = std::numeric_limits<ZqReal>::infinity();
       for (int k = 0; k < hull.faceCount; ++k)
-         if (hull.offset[k] < low && !isClosed[k])
+         if (hull.offset[k] < low && !isClosed[k] && !(onlyAside && !isAside(k)))
          {
             low = hull.offset[k];
             nearest = k;
@@ -136,13 +138,14 @@ struct Expansion
       return nearest;
    }
 
-   /// Grows until no face is nearer than the best height by more than the gap, or the supports are used up.
-   void grow(ZqReal relativeGap, int most) noexcept
+   /// Grows until no face, or none aside, is nearer than the best height by more than the gap, or the supports are used
+   /// up.
+   void grow(ZqReal relativeGap, bool onlyAside, int most) noexcept
    {
       const ZqReal least = closedGap * size;
       while (best.supports < most)
       {
-         const int f = nearestFace();
+         const int f = nearestFace(onlyAside);
          if (f < 0 || hull.offset[f] >= best.depth - std::max(least, relativeGap * best.depth))
             break;
          Vec3 a, b;
@@ -153,14 +156,18 @@ struct Expansion
       }
    }
 
-   void proveLower() noexcept
+   /// What the faces prove. A motion changes the heights of two directions unevenly by no more than itself times their
+   /// difference.
+   void prove() noexcept
    {
-      best.lower = best.lowerAside = best.depth;
+      best.lower = best.depth;
+      best.reliable = size;
       for (int k = 0; k < hull.faceCount; ++k)
       {
          best.lower = std::min(best.lower, hull.offset[k]);
-         if (dot(hull.face[k].normal, best.n) < near)
-            best.lowerAside = std::min(best.lowerAside, hull.offset[k]);
+         if (hull.offset[k] < std::numeric_limits<ZqReal>::infinity() && isAside(k))
+            best.reliable = std::min(best.reliable, (hull.offset[k] - best.depth) /
+                                                       norm(hull.face[k].normal - best.n));
       }
    }
 
@@ -225,7 +232,7 @@ struct Expansion
          refineDepth(pair, other);
       }
       best.supports += other.supports;
-      if (!(other.depth < best.depth))
+      if (!(other.depth <= best.depth + 4e-15 * size))
          return;
       best.depth = other.depth;
       best.n = other.n;
@@ -242,26 +249,34 @@ Penetration penetrate(CorePair& pair, const Simplex* first) noexcept
    const bool isGiven = first && expansion.isSolid(*first);
    if (!isGiven && !expansion.findTetrahedron(found))
    {
-      best.lower = best.lowerAside = best.depth;
+      best.lower = best.depth;
       return best;
    }
    expansion.hull.start(isGiven ? *first : found, 1e-15 * expansion.size);
    const bool isCurved = pair.A.isCurved() || pair.B.isCurved();
-   expansion.grow(isCurved ? curvedGap : 0.0, mostSupports);
-   expansion.proveLower();
+   expansion.grow(isCurved ? curvedGap : 0.0, false, mostSupports);
+   expansion.prove();
    const bool isFace = best.lower >= best.depth - 2.0 * closedGap * expansion.size;
    if (isCurved && !isFace)
    {
-      expansion.refine();
-      // The rest of the way with the sharp bound.
-      expansion.grow(0.0, best.supports + lastSupports);
-      expansion.proveLower();
+      // With the sharp bound other faces may turn out to hide less.
+      for (int round = 0; round < 3; ++round)
+      {
+         expansion.refine();
+         const ZqReal depth = best.depth;
+         expansion.grow(0.0, true, best.supports + lastSupports);
+         if (!(best.depth < depth))
+            break;
+      }
+      // Where no least was found by its features, by the polytope alone.
+      if (best.simplex.count == 0)
+         expansion.grow(0.0, false, best.supports + lastSupports);
+      expansion.prove();
    }
    else
       expansion.findFeatures();
    best.depth = std::max(0.0, best.depth);
    best.lower = std::clamp(best.lower, 0.0, best.depth);
-   best.lowerAside = std::clamp(best.lowerAside, 0.0, best.depth);
    return best;
 }
 } // namespace zqConvex

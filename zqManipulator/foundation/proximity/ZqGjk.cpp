@@ -2,10 +2,6 @@
 
 #include "zqManipulator/foundation/proximity/ZqBalance.h"
 
-#ifdef ZQ_TRACE
-#include <cstdio>
-bool zqTrace = false;
-#endif
 namespace zqConvex
 {
 namespace
@@ -176,15 +172,6 @@ struct GjkIteration
          ++out.iterations;
          Vec3 a, b;
          pair.support(isSharp ? n : -v, a, b);
-#ifdef ZQ_TRACE
-         if (zqTrace)
-            std::fprintf(
-               stderr,
-               "%3d sharp %d k %d |v| %.17g gap %.3e low %.17g stalls %d holds %d w %g %g %g\n",
-               out.iterations, isSharp, S.count, std::sqrt(squared),
-               std::sqrt(squared) - (isSharp ? -dot(n, a - b) : dot(v, a - b) / std::sqrt(squared)),
-               out.lower, stalls, S.holds(a - b), (a - b).x, (a - b).y, (a - b).z);
-#endif
          if (isSharp ? isDoneAlong(a - b) : isDone(a - b))
             return;
          if (isSharp)

@@ -89,15 +89,31 @@ void refineApart(CorePair& pair, GjkResult& result) noexcept
       result.v = n * -std::max(result.distance, 1e-300);
 }
 
+/// Leaves out the feature of the most negative weight: the height falls away from it. False if there is none.
+bool dropPulling(Simplex& S) noexcept
+{
+   int least = 0;
+   for (int i = 1; i < S.count; ++i)
+      if (S.weight[i] < S.weight[least])
+         least = i;
+   if (!(S.weight[least] < -1e-9))
+      return false;
+   const int last = --S.count;
+   S.set(least, S.a[last], S.b[last]);
+   return true;
+}
+
 bool descend(CorePair& pair, const Simplex& features, Penetration& penetration) noexcept
 {
    const ZqReal rounding = 1e-15 * pair.size();
    Simplex S = features;
    Vec3 n = penetration.n;
-   for (int k = 0; k < 12; ++k)
+   for (int k = 0; k < 16; ++k)
    {
-      if (!balance(pair, S, n))
+      if (!balance(pair, S, n, true))
          return false;
+      if (dropPulling(S))
+         continue;
       Vec3 a, b;
       pair.support(n, a, b);
       ++penetration.supports;
@@ -115,6 +131,15 @@ bool descend(CorePair& pair, const Simplex& features, Penetration& penetration) 
       exchange(S, n, a, b);
    }
    return false;
+}
+
+bool descendFrom(CorePair& pair, const ZqPairCache& features, Penetration& penetration) noexcept
+{
+   Simplex S;
+   S.count = features.count;
+   for (int i = 0; i < S.count; ++i)
+      S.set(i, features.a[i], pair.X * features.b[i]);
+   return S.count > 0 && descend(pair, S, penetration);
 }
 
 void refineDepth(CorePair& pair, Penetration& penetration, int mostSteps) noexcept
@@ -145,8 +170,11 @@ void refineDepth(CorePair& pair, Penetration& penetration, int mostSteps) noexce
       else
          hasMoved = norm2(move) > 0.0;
       lastMove = move;
-      if (depth - penetration.depth <= 1e-13 * size)
-         break;
+      // The features of the parted cores may be those that balance.
+      if ((k % 3 == 2 && descendFrom(pair, warm, penetration)) ||
+          depth - penetration.depth <= 1e-13 * size)
+         return;
    }
+   descendFrom(pair, warm, penetration);
 }
 } // namespace zqConvex

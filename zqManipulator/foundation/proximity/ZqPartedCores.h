@@ -11,8 +11,8 @@ namespace zqConvex
 struct Penetration
 {
    ZqReal depth = std::numeric_limits<ZqReal>::infinity();
-   ZqReal lower = 0.0;      ///< not above the true depth
-   ZqReal lowerAside = 0.0; ///< not above the height of any direction that is not near n
+   ZqReal lower = 0.0;    ///< not above the true depth
+   ZqReal reliable = 0.0; ///< motion until another direction, not near n, may need less
    Vec3 n{0.0, 0.0, 1.0};
    int supports = 0;
    Simplex simplex; ///< the features that balance at the depth, if they are known
@@ -52,6 +52,7 @@ void refineApart(CorePair& pair, GjkResult& result) noexcept;
 /// Follows the normal of an overlap downhill to the next least of the height: from features of which points are given, by
 /// balancing them and exchanging them for higher ones. False if that ends elsewhere.
 bool descend(CorePair& pair, const Simplex& features, Penetration& penetration) noexcept;
+bool descendFrom(CorePair& pair, const ZqPairCache& features, Penetration& penetration) noexcept;
 /// The same, slower and from anywhere, until the depth stops falling.
 void refineDepth(CorePair& pair, Penetration& penetration, int mostSteps = 24) noexcept;
 } // namespace zqConvex
