@@ -5,6 +5,7 @@
 #include "zqManipulator/foundation/proximity/ZqConvexProximity.h"
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -12,10 +13,12 @@ using namespace zqConvex;
 
 namespace
 {
-void require(bool condition)
+void require(bool condition, int line = __builtin_LINE())
 {
-   if (!condition)
-      std::abort();
+   if (condition)
+      return;
+   std::fprintf(stderr, "line %d\n", line);
+   std::abort();
 }
 
 class Bytes
