@@ -258,10 +258,26 @@ struct Balance
       return true;
    }
 
+   /// Whether pulls cancel and heights agree, to a part of the size.
+   bool isBalanced(ZqReal tolerance) const noexcept
+   {
+      Tangent sum{0.0, 0.0};
+      ZqReal spread = 0.0;
+      for (int i = 0; i < count; ++i)
+      {
+         sum.e += weight[i] * pull[i].e;
+         sum.f += weight[i] * pull[i].f;
+         spread = std::max(spread, std::abs(height[i] - height[0]));
+      }
+      const ZqReal most = tolerance * pair.size();
+      return dot(sum, sum) <= most * most && spread <= most;
+   }
+
    bool run(bool isPatient) noexcept
    {
       ZqReal last = 1.0;
-      for (int k = 0; k < (isPatient ? 12 : 8); ++k)
+      const int mostSteps = isPatient ? 12 : 8;
+      for (int k = 0; k < mostSteps; ++k)
       {
          Tangent y;
          if (!look())
@@ -277,14 +293,15 @@ struct Balance
             const ZqReal shorter = 0.5 / std::sqrt(move2);
             y = {y.e * shorter, y.f * shorter};
          }
-         if (k > 0 && move2 < 1e-6 && !(move2 < last))
+         // Steps that no longer shrink are rounding, if the rest is.
+         if (k > 0 && !(move2 < last) && isBalanced(1e-14))
             return true;
          n = unit(n + e * y.e + f * y.f);
          if (move2 <= 1e-18)
             return look() && weigh();
          last = 0.25 * move2;
       }
-      return look() && weigh();
+      return look() && weigh() && isBalanced(1e-12);
    }
 };
 

@@ -34,7 +34,7 @@ struct GjkIteration
 
    void begin(const ZqPairCache* warm) noexcept
    {
-      if (warm && warm->count > 0 && !warm->overlapped)
+      if (warm && warm->count > 0)
       {
          pair.atA = warm->atA;
          pair.atB = warm->atB;
@@ -44,10 +44,10 @@ struct GjkIteration
       }
       else
       {
-         const Vec3& t = pair.X.t;
+         const Vec3& d = options.start == Vec3{0.0, 0.0, 0.0} ? pair.X.t : options.start;
          S.count = 1;
          Vec3 a, b;
-         pair.support(largest(t) > 0.0 ? t : Vec3{1.0, 0.0, 0.0}, a, b);
+         pair.support(largest(d) > 0.0 ? d : Vec3{1.0, 0.0, 0.0}, a, b);
          S.set(0, a, b);
       }
       for (int i = 0; i < S.count; ++i)
@@ -153,11 +153,21 @@ struct GjkIteration
       n = along;
    }
 
-   void run() noexcept
+   /// Whether the sharp direction led nowhere: the support point along it brings the simplex no nearer.
+   bool isBlunted(const Vec3& w) noexcept
+   {
+      const bool wasSharp = isSharp;
+      isSharp = false;
+      return wasSharp && !(dot(v, w) < squared);
+   }
+
+   void run(bool isWarm) noexcept
    {
       const bool isCurved = pair.A.isCurved() || pair.B.isCurved();
-      const int sharpensAfter =
-         options.reach >= 0.0 ? 6 : 1; // a mere yes or no comes before it pays
+      // A mere yes or no comes before it pays.
+      const int sharpensAfter = options.reach >= 0.0 ? 6 : 1;
+      if (isWarm && isCurved && options.reach < 0.0)
+         sharpen();
       while (out.iterations < options.mostIterations)
       {
          // Rounding of the points hides anything nearer than this: touching.
@@ -174,12 +184,8 @@ struct GjkIteration
          pair.support(isSharp ? n : -v, a, b);
          if (isSharp ? isDoneAlong(a - b) : isDone(a - b))
             return;
-         if (isSharp)
-         {
-            isSharp = false;
-            if (!(dot(v, a - b) < squared))
-               continue;
-         }
+         if (isBlunted(a - b))
+            continue;
          if (!add(a, b))
             return;
          if (isCurved && out.iterations > sharpensAfter)
@@ -189,7 +195,7 @@ struct GjkIteration
 
    void finish() noexcept
    {
-      if (!out.overlaps && best.count > 0 && bestSquared <= squared)
+      if (!out.overlaps && best.count > 0 && bestSquared <= squared * (isSharp ? 1.0 - 1e-13 : 1.0))
       {
          S = best;
          v = bestV;
@@ -231,7 +237,7 @@ void gjk(CorePair& pair, const ZqPairCache* warm, const GjkOptions& options,
       iteration.v = {0.0, 0.0, 0.0};
    }
    else
-      iteration.run();
+      iteration.run(warm && warm->count > 0);
    iteration.finish();
 }
 
