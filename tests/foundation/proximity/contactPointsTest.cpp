@@ -71,21 +71,21 @@ ZqConvex ballHullOf(RandomValues& random, int count)
 std::vector<std::pair<const char*, ZqConvex>> contactShapes()
 {
    RandomValues random(5);
-   return {{"sphere", ZqConvex::sphere({0.1, 0.0, 0.0}, 0.4)},
-           {"capsule", capsuleOf(0.2, 0.4)},
-           {"box", boxOf(0.5, 0.4, 0.3)},
-           {"rounded box", boxOf(0.4, 0.3, 0.2, 0.1)},
-           {"lozenge", ZqConvex::rectangle({-0.4, -0.3, 0.0}, {0.8, 0.0, 0.0}, {0.0, 0.6, 0.0}, 0.1)},
-           {"plate", boxOf(0.5, 0.4, 0.0)},
-           {"cylinder", cylinderOf(0.4, 0.5)},
-           {"cone", cylinderOf(0.4, 0.3, 0.0)},
-           {"frustum", cylinderOf(0.3, 0.3, 0.5)},
-           {"disc", ZqConvex::disc(contactOrigin, {0.0, 0.0, 1.0}, 0.4, 0.1)},
-           {"triangle", ZqConvex::triangle({-0.3, -0.3, 0.0}, {0.9, 0.0, 0.0}, {0.1, 0.8, 0.0})},
-           {"prism", prismOf(16, 0.5, 0.3)},
-           {"hull", ballHullOf(random, 50)},
-           {"ellipsoid",
-            ZqConvex::ellipsoid(ZqCoordinateSystemTransformation(), {0.5, 0.4, 0.3})}};
+   return {
+      {"sphere", ZqConvex::sphere({0.1, 0.0, 0.0}, 0.4)},
+      {"capsule", capsuleOf(0.2, 0.4)},
+      {"box", boxOf(0.5, 0.4, 0.3)},
+      {"rounded box", boxOf(0.4, 0.3, 0.2, 0.1)},
+      {"lozenge", ZqConvex::rectangle({-0.4, -0.3, 0.0}, {0.8, 0.0, 0.0}, {0.0, 0.6, 0.0}, 0.1)},
+      {"plate", boxOf(0.5, 0.4, 0.0)},
+      {"cylinder", cylinderOf(0.4, 0.5)},
+      {"cone", cylinderOf(0.4, 0.3, 0.0)},
+      {"frustum", cylinderOf(0.3, 0.3, 0.5)},
+      {"disc", ZqConvex::disc(contactOrigin, {0.0, 0.0, 1.0}, 0.4, 0.1)},
+      {"triangle", ZqConvex::triangle({-0.3, -0.3, 0.0}, {0.9, 0.0, 0.0}, {0.1, 0.8, 0.0})},
+      {"prism", prismOf(16, 0.5, 0.3)},
+      {"hull", ballHullOf(random, 50)},
+      {"ellipsoid", ZqConvex::ellipsoid(ZqCoordinateSystemTransformation(), {0.5, 0.4, 0.3})}};
 }
 
 ZqReal distanceOf(const ZqConvex& A, const ZqConvex& B, const Pose& X)
@@ -108,7 +108,7 @@ Pose placedApart(const ZqConvex& A, const ZqConvex& B, const Mat3& R, const Vec3
    return {R, u * high};
 }
 
-/// What must hold for the contact points of any two shapes. How far a point of the first may lie in its shape.
+/// What must hold for the contact points of any two shapes. Normals of curved ones are good to 1e-6.
 void expectSoundPoints(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin,
                        const ZqContactManifold& m)
 {
@@ -155,17 +155,19 @@ void expectSoundPoints(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqRe
 }
 
 /// Whether two sets of places are the same.
-::testing::AssertionResult samePlaces(const std::vector<ZqVector>& got, std::vector<ZqVector> expected,
-                                      ZqReal tolerance)
+::testing::AssertionResult samePlaces(const std::vector<ZqVector>& got,
+                                      std::vector<ZqVector> expected, ZqReal tolerance)
 {
    if (got.size() != expected.size())
-      return ::testing::AssertionFailure() << got.size() << " places in place of " << expected.size();
+      return ::testing::AssertionFailure()
+             << got.size() << " places in place of " << expected.size();
    for (const ZqVector& p : got)
    {
-      const auto at = std::find_if(expected.begin(), expected.end(), [&](const ZqVector& q)
-                                   { return (p - q).mag() <= tolerance; });
+      const auto at = std::find_if(expected.begin(), expected.end(),
+                                   [&](const ZqVector& q) { return (p - q).mag() <= tolerance; });
       if (at == expected.end())
-         return ::testing::AssertionFailure() << "a place at " << p.x() << ' ' << p.y() << ' ' << p.z();
+         return ::testing::AssertionFailure()
+                << "a place at " << p.x() << ' ' << p.y() << ' ' << p.z();
       expected.erase(at);
    }
    return ::testing::AssertionSuccess();
@@ -188,8 +190,8 @@ std::vector<ZqVector> rimAt(ZqReal radius, ZqReal z)
 {
    std::vector<ZqVector> out;
    for (int i = 0; i < 8; ++i)
-      out.push_back({radius * std::cos(i * zqTest::pi / 4.0),
-                     radius * std::sin(i * zqTest::pi / 4.0), z});
+      out.push_back(
+         {radius * std::cos(i * zqTest::pi / 4.0), radius * std::sin(i * zqTest::pi / 4.0), z});
    return out;
 }
 
@@ -215,68 +217,176 @@ std::vector<RestingPose> restingPoses()
    std::vector<RestingPose> poses = {
       {"box on box", table, cube, {upright, high}, 4, rectangleAt(0.5, 0.5, 0.5)},
       {"box on its like", cube, cube, {upright, high}, 4, rectangleAt(0.5, 0.5, 0.5)},
-      {"box on box, turned", table, cube, {turnedAboutZ(30.0), high}, 4,
+      {"box on box, turned",
+       table,
+       cube,
+       {turnedAboutZ(30.0), high},
+       4,
        {{0.5 * third - 0.25, 0.5 * third + 0.25, 0.5},
         {-0.5 * third - 0.25, 0.5 * third - 0.25, 0.5},
         {-0.5 * third + 0.25, -0.5 * third - 0.25, 0.5},
         {0.5 * third + 0.25, -0.5 * third + 0.25, 0.5}}},
       {"box on its like, turned by an eighth", cube, cube, {turnedAboutZ(45.0), high}, 8, {}},
-      {"box over an edge", table, cube, {upright, {0.8, 0.0, 1.0}}, 4,
+      {"box over an edge",
+       table,
+       cube,
+       {upright, {0.8, 0.0, 1.0}},
+       4,
        {{0.3, 0.5, 0.5}, {0.3, -0.5, 0.5}, {1.0, 0.5, 0.5}, {1.0, -0.5, 0.5}}},
-      {"box over a corner", table, cube, {upright, {0.8, 0.8, 1.0}}, 4,
+      {"box over a corner",
+       table,
+       cube,
+       {upright, {0.8, 0.8, 1.0}},
+       4,
        {{0.3, 0.3, 0.5}, {1.0, 0.3, 0.5}, {0.3, 1.0, 0.5}, {1.0, 1.0, 0.5}}},
       {"beam across a beam", beam, beam, {turnedAboutZ(90.0), high}, 4, rectangleAt(0.2, 0.2, 0.5)},
-      {"box on its edge", table, cube, {turnedAboutX(45.0), {0.0, 0.0, 0.5 + root}}, 2,
+      {"box on its edge",
+       table,
+       cube,
+       {turnedAboutX(45.0), {0.0, 0.0, 0.5 + root}},
+       2,
        {{0.5, 0.0, 0.5}, {-0.5, 0.0, 0.5}}},
-      {"box on its edge, over two edges", beam, cube,
-       {turnedAboutZ(90.0) * turnedAboutX(45.0), {0.0, 0.0, 0.5 + root}}, 2,
+      {"box on its edge, over two edges",
+       beam,
+       cube,
+       {turnedAboutZ(90.0) * turnedAboutX(45.0), {0.0, 0.0, 0.5 + root}},
+       2,
        {{0.0, 0.2, 0.5}, {0.0, -0.2, 0.5}}},
-      {"box on its corner", table, cube, {onCorner, {0.0, 0.0, 0.5 + std::sqrt(0.75)}}, 1, {{0.0, 0.0, 0.5}}},
-      {"edge across an edge", cube, cube,
-       {turnedAboutX(45.0) * turnedAboutZ(90.0) * turnedAboutX(45.0), {0.0, -2.0 * root * root, 2.0 * root * root}}, 1, {}},
+      {"box on its corner",
+       table,
+       cube,
+       {onCorner, {0.0, 0.0, 0.5 + std::sqrt(0.75)}},
+       1,
+       {{0.0, 0.0, 0.5}}},
+      {"edge across an edge",
+       cube,
+       cube,
+       {turnedAboutX(45.0) * turnedAboutZ(90.0) * turnedAboutX(45.0),
+        {0.0, -2.0 * root * root, 2.0 * root * root}},
+       1,
+       {}},
       {"cylinder upright", table, can, {upright, high}, 8, rimAt(0.3, 0.5)},
-      {"cylinder upright over an edge", table, can, {upright, {1.0, 0.0, 1.0}}, 5,
-       {{0.7, 0.0, 0.5}, {1.0 - 0.3 * root, 0.3 * root, 0.5}, {1.0 - 0.3 * root, -0.3 * root, 0.5}, {1.0, 0.3, 0.5}, {1.0, -0.3, 0.5}}},
+      {"cylinder upright over an edge",
+       table,
+       can,
+       {upright, {1.0, 0.0, 1.0}},
+       5,
+       {{0.7, 0.0, 0.5},
+        {1.0 - 0.3 * root, 0.3 * root, 0.5},
+        {1.0 - 0.3 * root, -0.3 * root, 0.5},
+        {1.0, 0.3, 0.5},
+        {1.0, -0.3, 0.5}}},
       {"cylinder on its like", can, can, {turnedAboutZ(90.0), high}, 8, rimAt(0.3, 0.5)},
       {"cylinder on a wider one", pan, can, {upright, {0.5, 0.2, 1.0}}, 8, {}},
       {"cylinder over the rim of a wider one", pan, can, {upright, {1.0, 0.0, 1.0}}, 6, {}},
       {"box on a cylinder", pan, cube, {turnedAboutZ(10.0), high}, 4, {}},
-      {"box over the rim of a cylinder", pan, cube, {upright, {0.7, 0.0, 1.0}}, 5,
+      {"box over the rim of a cylinder",
+       pan,
+       cube,
+       {upright, {0.7, 0.0, 1.0}},
+       5,
        {{0.2, 0.5, 0.5}, {0.2, -0.5, 0.5}, {third, 0.5, 0.5}, {third, -0.5, 0.5}, {1.0, 0.0, 0.5}}},
       {"wide box on a cylinder", can, table, {upright, high}, 8, rimAt(0.3, 0.5)},
-      {"cylinder on its side", table, can, {lying, {0.0, 0.0, 0.8}}, 2, {{0.0, 0.5, 0.5}, {0.0, -0.5, 0.5}}},
-      {"cylinder on its side, across a beam", beam, can, {lying, {0.0, 0.0, 0.8}}, 2,
+      {"cylinder on its side",
+       table,
+       can,
+       {lying, {0.0, 0.0, 0.8}},
+       2,
+       {{0.0, 0.5, 0.5}, {0.0, -0.5, 0.5}}},
+      {"cylinder on its side, across a beam",
+       beam,
+       can,
+       {lying, {0.0, 0.0, 0.8}},
+       2,
        {{0.0, 0.2, 0.5}, {0.0, -0.2, 0.5}}},
-      {"cylinder on its side, on a cylinder", pan, can, {lying, {0.9, 0.0, 0.8}}, 2,
+      {"cylinder on its side, on a cylinder",
+       pan,
+       can,
+       {lying, {0.9, 0.0, 0.8}},
+       2,
        {{0.9, std::sqrt(0.19), 0.5}, {0.9, -std::sqrt(0.19), 0.5}}},
-      {"cylinder along a cylinder", can, can, {upright, {0.6, 0.0, 0.4}}, 2, {{0.3, 0.0, 0.5}, {0.3, 0.0, -0.1}}},
+      {"cylinder along a cylinder",
+       can,
+       can,
+       {upright, {0.6, 0.0, 0.4}},
+       2,
+       {{0.3, 0.0, 0.5}, {0.3, 0.0, -0.1}}},
       {"cylinder across a cylinder", can, can, {lying, {0.6, 0.0, 0.0}}, 1, {{0.3, 0.0, 0.0}}},
-      {"cylinder on its rim", table, can,
-       {turnedAboutX(45.0), {0.0, 0.0, 0.5 + 0.8 * root}}, 1, {{0.0, 0.2 * root, 0.5}}},
-      {"capsule lying", table, capsuleOf(0.3, 0.5), {upright, {0.0, 0.0, 0.8}}, 2, {{0.5, 0.0, 0.5}, {-0.5, 0.0, 0.5}}},
-      {"capsules side by side", capsuleOf(0.3, 0.5), capsuleOf(0.3, 0.5), {upright, {0.2, 0.6, 0.0}}, 2,
+      {"cylinder on its rim",
+       table,
+       can,
+       {turnedAboutX(45.0), {0.0, 0.0, 0.5 + 0.8 * root}},
+       1,
+       {{0.0, 0.2 * root, 0.5}}},
+      {"capsule lying",
+       table,
+       capsuleOf(0.3, 0.5),
+       {upright, {0.0, 0.0, 0.8}},
+       2,
+       {{0.5, 0.0, 0.5}, {-0.5, 0.0, 0.5}}},
+      {"capsules side by side",
+       capsuleOf(0.3, 0.5),
+       capsuleOf(0.3, 0.5),
+       {upright, {0.2, 0.6, 0.0}},
+       2,
        {{0.5, 0.3, 0.0}, {-0.3, 0.3, 0.0}}},
-      {"capsules that cross", capsuleOf(0.3, 0.5), capsuleOf(0.3, 0.5), {turnedAboutZ(40.0), {0.0, 0.0, 0.6}}, 1,
+      {"capsules that cross",
+       capsuleOf(0.3, 0.5),
+       capsuleOf(0.3, 0.5),
+       {turnedAboutZ(40.0), {0.0, 0.0, 0.6}},
+       1,
        {{0.0, 0.0, 0.3}}},
       {"cone on its base", table, cone, {upright, {0.0, 0.0, 0.8}}, 8, rimAt(0.4, 0.5)},
-      {"cone on its point", table, cone, {turnedAboutX(180.0), {0.0, 0.0, 0.8}}, 1, {{0.0, 0.0, 0.5}}},
+      {"cone on its point",
+       table,
+       cone,
+       {turnedAboutX(180.0), {0.0, 0.0, 0.8}},
+       1,
+       {{0.0, 0.0, 0.5}}},
       {"cone on its side", table, cone, coneOnSide, 2, {}},
       {"prism", table, prismOf(16, 0.5, 0.3), {upright, {0.1, 0.0, 0.8}}, 8, {}},
       {"prism of six", table, prismOf(6, 0.5, 0.3), {upright, {0.1, 0.0, 0.8}}, 6, {}},
-      {"prism on its side", table, prismOf(6, 0.5, 0.3),
-       {turnedAboutX(90.0), {0.0, 0.0, 0.5 + 0.5 * third}}, 4, {}},
-      {"lozenge", table, ZqConvex::rectangle({-0.3, -0.2, 0.0}, {0.6, 0.0, 0.0}, {0.0, 0.4, 0.0}, 0.1),
-       {upright, {0.0, 0.0, 0.6}}, 4, rectangleAt(0.3, 0.2, 0.5)},
-      {"disc", table, ZqConvex::disc(contactOrigin, {0.0, 0.0, 1.0}, 0.4, 0.1), {upright, {0.0, 0.0, 0.6}}, 8, {}},
-      {"triangle", table, ZqConvex::triangle({0.0, 0.0, 0.0}, {0.5, 0.0, 0.0}, {0.0, 0.5, 0.0}),
-       {upright, {0.0, 0.0, 0.5}}, 3, {{0.0, 0.0, 0.5}, {0.5, 0.0, 0.5}, {0.0, 0.5, 0.5}}},
-      {"ellipsoid", table, ZqConvex::ellipsoid(ZqCoordinateSystemTransformation(), {0.5, 0.4, 0.3}),
-       {upright, {0.2, 0.0, 0.8}}, 1, {{0.2, 0.0, 0.5}}},
-      {"sphere", table, ZqConvex::sphere(contactOrigin, 0.3), {upright, {0.2, 0.0, 0.8}}, 1, {{0.2, 0.0, 0.5}}}};
+      {"prism on its side",
+       table,
+       prismOf(6, 0.5, 0.3),
+       {turnedAboutX(90.0), {0.0, 0.0, 0.5 + 0.5 * third}},
+       4,
+       {}},
+      {"lozenge",
+       table,
+       ZqConvex::rectangle({-0.3, -0.2, 0.0}, {0.6, 0.0, 0.0}, {0.0, 0.4, 0.0}, 0.1),
+       {upright, {0.0, 0.0, 0.6}},
+       4,
+       rectangleAt(0.3, 0.2, 0.5)},
+      {"disc",
+       table,
+       ZqConvex::disc(contactOrigin, {0.0, 0.0, 1.0}, 0.4, 0.1),
+       {upright, {0.0, 0.0, 0.6}},
+       8,
+       {}},
+      {"triangle",
+       table,
+       ZqConvex::triangle({0.0, 0.0, 0.0}, {0.5, 0.0, 0.0}, {0.0, 0.5, 0.0}),
+       {upright, {0.0, 0.0, 0.5}},
+       3,
+       {{0.0, 0.0, 0.5}, {0.5, 0.0, 0.5}, {0.0, 0.5, 0.5}}},
+      {"ellipsoid",
+       table,
+       ZqConvex::ellipsoid(ZqCoordinateSystemTransformation(), {0.5, 0.4, 0.3}),
+       {upright, {0.2, 0.0, 0.8}},
+       1,
+       {{0.2, 0.0, 0.5}}},
+      {"sphere",
+       table,
+       ZqConvex::sphere(contactOrigin, 0.3),
+       {upright, {0.2, 0.0, 0.8}},
+       1,
+       {{0.2, 0.0, 0.5}}}};
    // Whatever stands on the table without reaching over its edge stands so on the ground.
    const std::size_t count = poses.size();
    for (std::size_t i = 0; i < count; ++i)
-      if (poses[i].below.h.x == table.h.x && poses[i].below.h.y == table.h.y &&std::abs(poses[i].X.t.x) <= 0.2)
+      if (poses[i].below.h.x == table.h.x && poses[i].below.h.y == table.h.y &&
+          std::abs(poses[i].X.t.x) <= 0.2)
       {
          poses.push_back(poses[i]);
          poses.back().below = ground;
@@ -290,7 +400,8 @@ TEST(ContactPoints, RestingBodiesTouchWhereTheyShould)
    for (const RestingPose& pose : restingPoses())
       for (const ZqReal gap : {1e-4, 0.0, -1e-4})
       {
-         SCOPED_TRACE(std::string(pose.name) + (pose.below.isBounded() ? " at gap " : " on the ground at gap ") +
+         SCOPED_TRACE(std::string(pose.name) +
+                      (pose.below.isBounded() ? " at gap " : " on the ground at gap ") +
                       std::to_string(gap));
          ZqContactManifold m;
          Pose X = pose.X;
@@ -321,7 +432,7 @@ TEST(ContactPoints, AnyTwoShapesTouchInSoundPoints)
 {
    const auto shapes = contactShapes();
    RandomValues random(17);
-   const int rounds = getenv("ROUNDS") ? atoi(getenv("ROUNDS")) : 24;
+   constexpr int rounds = 24;
    for (const auto& [nameA, A] : shapes)
       for (const auto& [nameB, B] : shapes)
          for (int k = 0; k < rounds; ++k)
@@ -346,7 +457,9 @@ TEST(ContactPoints, AnyTwoShapesTouchInSoundPoints)
             for (int i = 0; i < other.count; ++i)
                others.push_back(vector(X * vec3(other.points[i].point2)));
             if (m.count < ZqContactManifold::capacity)
+            {
                EXPECT_TRUE(samePlaces(others, places, 2e-5)) << "from the other side";
+            }
          }
 }
 
@@ -382,23 +495,143 @@ std::vector<SmallMotion> smallMotions()
    const ZqVector x(1.0, 0.0, 0.0), y(0.0, 1.0, 0.0), z(0.0, 0.0, 1.0);
    const ZqReal e = 1e-6;
    return {
-      {"box slides and turns", table, cube, {turnedAboutZ(20.0), high}, z, e, {e, 0.0, 0.0}, 0, 1.01},
-      {"box slides over an edge", table, cube, {turnedAboutZ(20.0), {0.6, 0.0, 0.9999}}, z, e, {e, e, 0.0}, 0, 4.0},
-      {"box comes over an edge", table, cube, {upright, {0.499, 0.0, 0.9999}}, z, 0.0, {e, 0.0, 0.0}, 1, 1.01},
-      {"box rocks", table, cube, {turnedAboutX(-0.115) , high}, x, e, {0.0, 0.0, 0.0}, 0, 1.01},
-      {"box rocks on the ground", ground, cube, {turnedAboutX(-0.115), high}, x, e, {0.0, 0.0, 0.0}, 0, 1.01},
-      {"box rocks on its like", cube, cube, {turnedAboutX(-0.115), high}, x, e, {0.0, 0.0, 0.0}, 40, 1.01},
-      {"prism rocks", table, prism, {turnedAboutX(-0.115), {0.0, 0.0, 0.7999}}, x, e, {0.0, 0.0, 0.0}, 0, 1.01},
-      {"prism of many sides rocks", table, round, {turnedAboutX(-0.115), {0.0, 0.0, 0.7999}}, x, e, {0.0, 0.0, 0.0}, 0, 1.01},
+      {"box slides and turns",
+       table,
+       cube,
+       {turnedAboutZ(20.0), high},
+       z,
+       e,
+       {e, 0.0, 0.0},
+       0,
+       1.01},
+      {"box slides over an edge",
+       table,
+       cube,
+       {turnedAboutZ(20.0), {0.6, 0.0, 0.9999}},
+       z,
+       e,
+       {e, e, 0.0},
+       0,
+       4.0},
+      {"box comes over an edge",
+       table,
+       cube,
+       {upright, {0.499, 0.0, 0.9999}},
+       z,
+       0.0,
+       {e, 0.0, 0.0},
+       1,
+       1.01},
+      {"box rocks", table, cube, {turnedAboutX(-0.115), high}, x, e, {0.0, 0.0, 0.0}, 0, 1.01},
+      {"box rocks on the ground",
+       ground,
+       cube,
+       {turnedAboutX(-0.115), high},
+       x,
+       e,
+       {0.0, 0.0, 0.0},
+       0,
+       1.01},
+      {"box rocks on its like",
+       cube,
+       cube,
+       {turnedAboutX(-0.115), high},
+       x,
+       e,
+       {0.0, 0.0, 0.0},
+       40,
+       1.01},
+      {"prism rocks",
+       table,
+       prism,
+       {turnedAboutX(-0.115), {0.0, 0.0, 0.7999}},
+       x,
+       e,
+       {0.0, 0.0, 0.0},
+       0,
+       1.01},
+      {"prism of many sides rocks",
+       table,
+       round,
+       {turnedAboutX(-0.115), {0.0, 0.0, 0.7999}},
+       x,
+       e,
+       {0.0, 0.0, 0.0},
+       0,
+       1.01},
       {"cylinder slides", table, can, {upright, high}, z, e, {e, 0.0, 0.0}, 0, 1.01},
-      {"cylinder rocks", table, can, {turnedBy({1.0, 0.3, 0.0}, -0.002), high}, {1.0, 0.3, 0.0}, e, {0.0, 0.0, 0.0}, 4, 1.01},
-      {"cylinder spins on its rim", table, can, {turnedAboutX(1.0), high}, {0.0, -std::sin(zqTest::pi / 180.0), std::cos(zqTest::pi / 180.0)}, 100.0 * e, {0.0, 0.0, 0.0}, 40, 2.0},
-      {"cylinder over an edge", table, can, {upright, {0.9, 0.0, 0.9999}}, z, e, {e, 0.0, 0.0}, 2, 4.0},
-      {"cylinder slides on a cylinder", pan, can, {upright, {0.9, 0.0, 0.9999}}, z, e, {e, 0.0, 0.0}, 2, 4.0},
-      {"cylinder rolls", table, can, {lying, {0.0, 0.0, 0.7999}}, y, e / 0.3, {e, 0.0, 0.0}, 0, 1.01},
-      {"cylinder rocks on its side", table, can, {lying * turnedAboutX(-0.115), {0.0, 0.0, 0.7999}}, x, e, {0.0, 0.0, 0.0}, 0, 1.01},
-      {"capsule rocks", table, capsule, {turnedBy(y, -0.002), {0.0, 0.0, 0.7999}}, y, e, {0.0, 0.0, 0.0}, 0, 1.01},
-      {"capsule along a capsule", capsule, capsule, {turnedBy(z, -0.002), {0.2, 0.0, 0.5999}}, z, e, {e, 0.0, 0.0}, 0, 1.01},
+      {"cylinder rocks",
+       table,
+       can,
+       {turnedBy({1.0, 0.3, 0.0}, -0.002), high},
+       {1.0, 0.3, 0.0},
+       e,
+       {0.0, 0.0, 0.0},
+       4,
+       1.01},
+      {"cylinder spins on its rim",
+       table,
+       can,
+       {turnedAboutX(1.0), high},
+       {0.0, -std::sin(zqTest::pi / 180.0), std::cos(zqTest::pi / 180.0)},
+       100.0 * e,
+       {0.0, 0.0, 0.0},
+       40,
+       2.0},
+      {"cylinder over an edge",
+       table,
+       can,
+       {upright, {0.9, 0.0, 0.9999}},
+       z,
+       e,
+       {e, 0.0, 0.0},
+       2,
+       4.0},
+      {"cylinder slides on a cylinder",
+       pan,
+       can,
+       {upright, {0.9, 0.0, 0.9999}},
+       z,
+       e,
+       {e, 0.0, 0.0},
+       2,
+       4.0},
+      {"cylinder rolls",
+       table,
+       can,
+       {lying, {0.0, 0.0, 0.7999}},
+       y,
+       e / 0.3,
+       {e, 0.0, 0.0},
+       0,
+       1.01},
+      {"cylinder rocks on its side",
+       table,
+       can,
+       {lying * turnedAboutX(-0.115), {0.0, 0.0, 0.7999}},
+       x,
+       e,
+       {0.0, 0.0, 0.0},
+       0,
+       1.01},
+      {"capsule rocks",
+       table,
+       capsule,
+       {turnedBy(y, -0.002), {0.0, 0.0, 0.7999}},
+       y,
+       e,
+       {0.0, 0.0, 0.0},
+       0,
+       1.01},
+      {"capsule along a capsule",
+       capsule,
+       capsule,
+       {turnedBy(z, -0.002), {0.2, 0.0, 0.5999}},
+       z,
+       e,
+       {e, 0.0, 0.0},
+       0,
+       1.01},
       {"stone slides", ground, stone, {upright, {0.0, 0.0, 0.7}}, x, e, {e, 0.0, 0.0}, 0, 1.01},
    };
 }
@@ -435,7 +668,6 @@ TEST(ContactPoints, NamesStayAndPlacesFollowThroughSmallSteps)
          changes += isSame ? 0 : 1;
          last = now;
       }
-      printf("%s: changes %d speed %g\n",motion.name,changes,speed);
       EXPECT_LE(changes, motion.changes);
       EXPECT_LE(speed, motion.speed);
    }
