@@ -143,13 +143,15 @@ struct GjkIteration
       Simplex balanced = S;
       NearestPoint point;
       Vec3 along = v * (-1.0 / std::sqrt(squared));
-      if (!balance(pair, balanced, along) || nearest(balanced, point) ||
+      const Approach approach = approachBalance(pair, balanced, along);
+      if (approach == Approach::None || nearest(balanced, point) ||
           !(point.squared <= squared * (1.0 + 1e-12)))
          return;
       S = balanced;
       take(point);
       // With a negative weight v leads elsewhere.
-      isSharp = norm2(v + along * std::sqrt(squared)) <= 1e-12 * squared + 1e-28 * scale * scale;
+      isSharp = approach == Approach::Balanced &&
+                norm2(v + along * std::sqrt(squared)) <= 1e-12 * squared + 1e-28 * scale * scale;
       n = along;
    }
 
@@ -166,6 +168,7 @@ struct GjkIteration
       const bool isCurved = pair.A.isCurved() || pair.B.isCurved();
       // A mere yes or no comes before it pays.
       const int sharpensAfter = options.reach >= 0.0 ? 6 : 1;
+      bool isLast = false;
       if (isWarm && isCurved && options.reach < 0.0)
          sharpen();
       while (out.iterations < options.mostIterations)
@@ -182,13 +185,24 @@ struct GjkIteration
          ++out.iterations;
          Vec3 a, b;
          pair.support(isSharp ? n : -v, a, b);
-         if (isSharp ? isDoneAlong(a - b) : isDone(a - b))
-            return;
-         if (isBlunted(a - b))
+         const Vec3 w = a - b;
+         if (isSharp ? isDoneAlong(w) : isDone(w))
+         {
+            // The direction is the root of the gap off, if it is not sharp.
+            if (isSharp || isLast || !isCurved || options.reach >= 0.0)
+               return;
+            isLast = true;
+            sharpen();
+            if (!isSharp)
+               return;
             continue;
+         }
+         if (isBlunted(w))
+            continue;
+         const bool hasBound = dot(v, w) > 0.0;
          if (!add(a, b))
             return;
-         if (isCurved && out.iterations > sharpensAfter)
+         if (isCurved && hasBound && out.iterations > sharpensAfter)
             sharpen();
       }
    }

@@ -111,7 +111,7 @@ bool descend(CorePair& pair, const Simplex& features, Penetration& penetration) 
    Vec3 n = penetration.n;
    for (int k = 0; k < 16; ++k)
    {
-      if (!balance(pair, S, n, true))
+      if (!balance(pair, S, n))
          return false;
       if (dropPulling(S))
          continue;
