@@ -71,11 +71,6 @@ ZqBox box(ZqReal x, ZqReal y, ZqReal z)
 {
    return box(ZqVector(), ZqVector(x, y, z));
 }
-ZqCylinder cylinder(const ZqVector& center, const ZqVector& axis, ZqReal radius)
-{
-   return {{center - axis * 0.5, center + axis * 0.5}, radius};
-}
-
 ZqDenavitHartenberg sliding(const ZqOrientation& axis, const ZqVector& point,
                             const ZqOrientation& axisOfParent = {})
 {
@@ -229,10 +224,11 @@ ZqStatedSystem tableTop()
    for (const ZqReal y : {-0.04, 0.04})
       corners.insert(corners.end(), {{0.0, y, 0.0}, {0.12, y, 0.0}, {0.12, y, 0.0693}});
    put("wedge", {"wedge", wood, ZqConvexHull(corners)}, {0.3, 0.2, top}, -0.5);
-   put("can", {"can", Material{"metal", 1000.0}, cylinder({}, {0.0, 0.0, 0.12}, 0.033)},
+   put("can",
+       {"can", Material{"metal", 1000.0}, cylinder({0.0, 0.0, -0.06}, {0.0, 0.0, 0.06}, 0.033)},
        {0.35, -0.2, top + 0.06}, 0.0);
    // On its side, free to roll.
-   put("roller", {"roller", aluminium, cylinder({}, {0.0, 0.12, 0.0}, 0.03)},
+   put("roller", {"roller", aluminium, cylinder({0.0, -0.06, 0.0}, {0.0, 0.06, 0.0}, 0.03)},
        {0.02, 0.15, top + 0.03}, 0.3);
    return scene;
 }
@@ -241,7 +237,8 @@ ZqStatedSystem mobileBase()
 {
    constexpr ZqReal wheelRadius = 0.08;
    const Parts chassis("chassis", housing, box(0.5, 0.3, 0.12));
-   const Parts wheelBody("tyre", rubber, cylinder({}, {0.0, 0.04, 0.0}, wheelRadius));
+   const Parts wheelBody("tyre", rubber,
+                         cylinder({0.0, -0.02, 0.0}, {0.0, 0.02, 0.0}, wheelRadius));
    std::vector<ZqManipulatorLink> children;
    for (const ZqReal x : {0.17, -0.17})
       for (const ZqReal y : {0.18, -0.18})
@@ -251,12 +248,12 @@ ZqStatedSystem mobileBase()
                  strongDrive(-1e300, 1e300, 6.0, 15.0)));
 
    const auto limb = [](const ZqString& name, ZqReal length, ZqReal radius) {
-      return Parts(name, housing, ZqCapsule({{}, ZqVector(0.0, 0.0, length)}, radius));
+      return Parts(name, housing, capsule({}, {0.0, 0.0, length}, radius));
    };
-   const Parts turret("turret", housing, cylinder({0.0, 0.0, 0.04}, {0.0, 0.0, 0.08}, 0.05));
+   const Parts turret("turret", housing, cylinder({}, {0.0, 0.0, 0.08}, 0.05));
    const Parts hand =
       Parts("handBody", housing, box({0.0, 0.0, 0.055}, {0.05, 0.09, 0.05}))
-         .add("plate", aluminium, cylinder({0.0, 0.0, 0.085}, {0.0, 0.0, 0.01}, 0.025));
+         .add("plate", aluminium, cylinder({0.0, 0.0, 0.08}, {0.0, 0.0, 0.09}, 0.025));
    children.push_back(chain({link("turret", turning(alongZ, ZqVector(0.12, 0.0, 0.06)), turret,
                                   strongDrive(-170.0 * degree, 170.0 * degree, 25.0, 2.5)),
                              link("upperArm", turning(alongY, ZqVector(0.0, 0.0, 0.12), alongZ),

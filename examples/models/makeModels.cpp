@@ -38,10 +38,14 @@ ZqStatedSystem pendulum()
    pivot.setPrecursor(ZqOrientation(0.5, 0.5, 0.5, -0.5));
    ZqRigidBodyMassProperties bob = ZqRigidBodyMassProperties::pointMass(1.0);
    bob.transformBy(ZqVector(1.0, 0.0, 0.0));
+   ZqShapeUnion shape;
+   shape.addShapeToUnion(capsule({}, {1.0, 0.0, 0.0}, 0.005));
+   shape.addShapeToUnion(ZqSphere({1.0, 0.0, 0.0}, 0.03));
 
    ZqStatedSystem scene = emptyScene();
-   scene.addManipulator(onFixedBase("pendulum", link("bob", pivot, bob, ZqJointActuator())),
-                        position({0.5}), rest(1));
+   scene.addManipulator(
+      onFixedBase("pendulum", shaped(link("bob", pivot, bob, ZqJointActuator()), shape)),
+      position({0.5}), rest(1));
    return scene;
 }
 
@@ -56,12 +60,17 @@ ZqStatedSystem planarTwoLink()
    // Paul's frame is at the far end of the link.
    const ZqVector upperCenter(-0.5 * upperLength, 0.0, 0.0);
    const ZqVector foreCenter(-0.5 * foreLength, 0.0, 0.0);
+   const ZqCapsule upperShape = capsule(upperCenter * 2.0, {}, 0.02);
+   const ZqCapsule foreShape = capsule(foreCenter * 2.0, {}, 0.02);
 
    ZqStatedSystem scene = emptyScene();
    scene.addManipulator(
-      onFixedBase("arm", chain({link("upperArm", shoulder, rod(2.0, upperCenter, upperLength)),
-                                link("forearm", paul(foreLength, 0.0, 0.0),
-                                     rod(1.5, foreCenter, foreLength))})),
+      onFixedBase(
+         "arm",
+         chain(
+            {shaped(link("upperArm", shoulder, rod(2.0, upperCenter, upperLength)), upperShape),
+             shaped(link("forearm", paul(foreLength, 0.0, 0.0), rod(1.5, foreCenter, foreLength)),
+                    foreShape)})),
       position({0.4, -0.7}), velocity({0.5, -0.3}));
    return scene;
 }
@@ -75,7 +84,8 @@ ZqStatedSystem planarTwoLink()
 ///
 /// Of link 1, which only turns about a vertical axis, nothing is published but the moment about that
 /// axis, Iyy; on a fixed base no motion depends on the rest. It gets the smallest mass that a body may
-/// have here, and the same moment about all axes. The published moments of link 3 are such that no
+/// have here, and the same moment about all axes. The shapes are rough: cylinders and capsules of about the
+/// size. The published moments of link 3 are such that no
 /// body can have them (Ixx + Izz < Iyy): the nearest possible ones, (.06975, .086, .01625), take their
 /// place when the body is made.
 ZqStatedSystem puma560()
@@ -163,6 +173,15 @@ ZqStatedSystem puma560()
                                    -266.0,
                                    266.0}}};
 
+   const ZqCylinder turret = cylinder({0.0, 0.0, -.1}, {0.0, 0.0, .12}, .09);
+   const ZqCapsule upperArm = capsule({-.4318, 0.0, .2}, {0.0, 0.0, .2}, .08);
+   const ZqCapsule forearm = capsule({-.0203, 0.0, 0.0}, {-.0203, 0.0, .29}, .05);
+   const ZqCapsule wrist = capsule({0.0, -.1, 0.0}, {}, .04);
+   const ZqSphere wristPitch({}, .045);
+   const ZqCylinder flange = cylinder({0.0, 0.0, .045}, {0.0, 0.0, .0565}, .03);
+   const std::array<const ZqShape*, 6> shapes{&turret, &upperArm,   &forearm,
+                                              &wrist,  &wristPitch, &flange};
+
    std::vector<ZqManipulatorLink> links;
    for (const Row& row : rows)
    {
@@ -170,13 +189,16 @@ ZqStatedSystem puma560()
       actuator.setInertia(row.motorInertia);
       actuator.setGearRatio(row.gearRatio);
       actuator.setFrictionCoefficient(row.motorFriction);
-      links.push_back(link(row.label, paul(row.a, row.d, row.alpha * degree),
-                           body(row.mass, row.center, row.inertia), actuator));
+      links.push_back(shaped(link(row.label, paul(row.a, row.d, row.alpha * degree),
+                                  body(row.mass, row.center, row.inertia), actuator),
+                             *shapes[links.size()]));
    }
+   ZqIndividualManipulator arm = onFixedBase("puma560", chain(links));
+   arm.setShape(cylinder({0.0, 0.0, -.67}, {0.0, 0.0, -.1}, .09));
    ZqStatedSystem scene = emptyScene();
    // Ready: the arm straight up.
-   scene.addManipulator(onFixedBase("puma560", chain(links)),
-                        position({0.0, 90.0 * degree, -90.0 * degree, 0.0, 0.0, 0.0}), rest(6));
+   scene.addManipulator(arm, position({0.0, 90.0 * degree, -90.0 * degree, 0.0, 0.0, 0.0}),
+                        rest(6));
    return scene;
 }
 
@@ -224,20 +246,28 @@ ZqStatedSystem quadruped()
       const ZqString name = leg.name;
       const ZqVector hip(0.18 * leg.ahead, 0.05 * leg.left, 0.0);
       const ZqVector side(0.0, 0.08 * leg.left, 0.0);
-      ZqManipulatorLink shank = link(
-         name + "Shank", turning(alongY, knee, alongY),
-         box(0.15, ZqVector(0.0, 0.0, -0.09), ZqVector(0.02, 0.02, boneLength)), drive(-2.7, -0.5));
+      const ZqVector hipSize(0.09, 0.08, 0.09);
+      const ZqCapsule bone = capsule({}, knee, 0.012);
+      ZqManipulatorLink shank =
+         shaped(link(name + "Shank", turning(alongY, knee, alongY),
+                     box(0.15, ZqVector(0.0, 0.0, -0.09), ZqVector(0.02, 0.02, boneLength)),
+                     drive(-2.7, -0.5)),
+                bone);
       shank.addNamedPoint("foot", ZqVector(0.0, 0.0, -boneLength));
       children.push_back(
-         chain({link(name + "Hip", turning(alongX, hip),
-                     box(0.6, side * 0.5, ZqVector(0.09, 0.08, 0.09)), drive(-0.8, 0.8)),
-                link(name + "Thigh", turning(alongY, side, alongX),
-                     box(0.9, ZqVector(0.0, 0.0, -0.05), ZqVector(0.04, 0.05, boneLength)),
-                     drive(-1.0, 3.5)),
+         chain({shaped(link(name + "Hip", turning(alongX, hip), box(0.6, side * 0.5, hipSize),
+                            drive(-0.8, 0.8)),
+                       ZqBox(side * 0.5, hipSize * 0.5)),
+                shaped(link(name + "Thigh", turning(alongY, side, alongX),
+                            box(0.9, ZqVector(0.0, 0.0, -0.05), ZqVector(0.04, 0.05, boneLength)),
+                            drive(-1.0, 3.5)),
+                       bone),
                 shank}));
    }
+   const ZqVector bodySize(0.4, 0.2, 0.12);
    ZqIndividualManipulator walker =
-      manipulator("quadruped", box(5.0, ZqVector(), ZqVector(0.4, 0.2, 0.12)), children);
+      manipulator("quadruped", box(5.0, ZqVector(), bodySize), children);
+   walker.setShape(ZqBox({}, bodySize * 0.5));
    walker.setIsFixedBase(false);
 
    std::vector<ZqReal> crouch;

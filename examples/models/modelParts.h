@@ -64,6 +64,22 @@ link(const ZqString& label, const ZqLinkKinematics& joint, const ZqRigidBodyMass
    return result;
 }
 
+/// The link with a shape, which leaves its mass as it is.
+inline ZqManipulatorLink shaped(ZqManipulatorLink link, const ZqShape& shape)
+{
+   link.setShape(shape);
+   return link;
+}
+
+inline ZqCapsule capsule(const ZqVector& from, const ZqVector& to, ZqReal radius)
+{
+   return {{from, to}, radius};
+}
+inline ZqCylinder cylinder(const ZqVector& from, const ZqVector& to, ZqReal radius)
+{
+   return {{from, to}, radius};
+}
+
 /// A rotational joint in Paul's convention.
 inline ZqDenavitHartenberg paul(ZqReal a, ZqReal d, ZqReal alpha)
 {

@@ -1,4 +1,9 @@
 #include "apps/zqsimFixture.h"
+#include "zqManipulator/foundation/geometry/ZqSphere.h"
+#include "zqManipulator/foundation/geometry/ZqTriangleMesh.h"
+#include "zqManipulator/foundation/xml/ZqXmlDocument.h"
+#include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
+#include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 
 #include <algorithm>
 #include <cmath>
@@ -34,7 +39,7 @@ TEST_F(Zqsim, ModelsAreReadWithoutAWordAndWrittenAsTheyAre)
       if (!file.ends_with(".xml"))
          continue;
       SCOPED_TRACE(file);
-      for (const std::string command : {"info ", "frames ", "check "})
+      for (const std::string command : {"info ", "frames ", "distance ", "check "})
       {
          const Result result = run(command + file);
          EXPECT_EQ(result.code, 0);
@@ -144,6 +149,7 @@ TEST_F(Zqsim, FailuresHaveTheirCodeAndOneLine)
            {"info", 2, "MODEL"},
            {"info --fast " + puma, 2, "--fast"},
            {"frames " + puma + " --joints", 2, "--joints"},
+           {"distance " + puma + " --margin nan", 2, "--margin"},
            {"frames " + puma + " --joints '0.1 0.2'", 2, "needs 6 numbers, but received 2"},
            {"frames " + puma + " --joints '1 2 3 4 5 nan'", 2, "\"nan\""},
            {"frames " + puma + " --joints '1 2 3 4 5 6m'", 2, "\"6m\""},
@@ -197,6 +203,72 @@ TEST_F(Zqsim, PumaReachesWhereItsGeometrySays)
       for (std::size_t i = 0; i < 3; ++i)
          EXPECT_NEAR(tip.at("position")[i], expected[i], 1e-14); // a few roundings of a metre
    }
+}
+
+TEST_F(Zqsim, DistancesAreThoseOfTheShapes)
+{
+   // A ball on an arm that turns about z, beside two others that stand.
+   const auto bodyOf = [](const char* label, const ZqVector& center)
+   {
+      ZqManipulatorLink link;
+      link.setLinkLabel(label);
+      link.setLinkKinematics(ZqDenavitHartenberg());
+      link.setMassProperties(ZqRigidBodyMassProperties::pointMass(1.0));
+      link.setShape(ZqSphere(center, 0.25));
+      return link;
+   };
+   ZqIndividualManipulator arm;
+   arm.setManipulatorLabel("arm");
+   arm.addChild(bodyOf("ball", {1.0, 0.0, 0.0}));
+   ZqStatedSystem scene;
+   scene.addManipulator(arm);
+   for (const auto& [label, y] : {std::pair{"near", 1.0}, {"far", 3.0}})
+   {
+      ZqIndividualManipulator body;
+      body.setManipulatorLabel(label);
+      body.setLinkLabel("base");
+      body.setShape(ZqSphere(ZqVector(0.0, y, 0.0), 0.25));
+      scene.addManipulator(body);
+   }
+   const std::string file = scratch("balls.xml");
+   ASSERT_TRUE(Zq::save(scene, file));
+   const auto pairsAt = [&](const std::string& options)
+   { return runForJson("distance " + file + ' ' + options).at("pairs"); };
+
+   const Json level = pairsAt("");
+   ASSERT_EQ(level.size(), 3U);
+   EXPECT_NEAR(level[0].at("distance"), std::sqrt(2.0) - 0.5, 1e-8); // the joint is at 1e-9
+   const Json up = pairsAt("--margin 0 --joints 1.3");               // overlapping
+   ASSERT_EQ(up.size(), 1U);
+   const ZqVector ball(std::cos(1.3), std::sin(1.3), 0.0);
+   const ZqVector away = ZqVector(0.0, 1.0, 0.0) - ball;
+   EXPECT_NEAR(up[0].at("distance"), away.mag() - 0.5, 1e-15);
+   EXPECT_EQ(up[0].at("links")[0], Json({{"manipulator", "arm"}, {"link", "ball"}}));
+   for (std::size_t i = 0; i < 3; ++i)
+   {
+      EXPECT_NEAR(up[0].at("points")[0][i], (ball + away.unitVector() * 0.25)[i], 1e-15);
+      EXPECT_NEAR(up[0].at("normal")[i], away.unitVector()[i], 1e-14);
+   }
+   EXPECT_EQ(run("distance " + file + " --margin 0").out,
+             "no two links that may collide are within 0 m\n");
+   EXPECT_EQ(run("distance " + file + " --margin inf").code, 2);
+   EXPECT_EQ(run("check " + file).code, 0);
+
+   // What check tells of shapes.
+   scene.editManipulator(1, [](ZqIndividualManipulator& body)
+                         { body.setShape(ZqSphere(ZqVector(1.0, 0.1, 0.0), 0.25)); });
+   scene.editManipulator(2,
+                         [](ZqIndividualManipulator& body)
+                         {
+                            body.setShape(ZqTriangleMesh(
+                               {{5.0, 0.0, 0.0}, {6.0, 0.0, 0.0}, {5.0, 1.0, 0.0}}, {{0, 1, 2}}));
+                         });
+   ASSERT_TRUE(Zq::save(scene, file));
+   const Result found = run("check " + file);
+   EXPECT_EQ(found.code, 5);
+   EXPECT_NE(found.out.find("overlaps link \"base\" of \"near\" by 0.4 m"), std::string::npos)
+      << found.out;
+   EXPECT_NE(found.out.find("[mesh-not-closed]"), std::string::npos) << found.out;
 }
 
 TEST_F(Zqsim, WhatIsAttachedMovesAlong)

@@ -114,7 +114,26 @@ ZqTriangles::of(std::vector<Vec3> vertices, std::vector<Corners> corners, const 
       const Vec3 c = made->vertex(t, 2) - middle;
       made->m_volume += dot(a, cross(b, c)) / 6.0;
    }
+   made->m_isConvex = made->m_isClosed && made->m_pieces.size() == 1 && made->hasConvexEdges();
    return made;
+}
+
+/// Whether no neighbour of a triangle rises above it.
+bool ZqTriangles::hasConvexEdges() const noexcept
+{
+   const AlignedBox bounds = m_tree->bounds();
+   const ZqReal rounding = 1e-14 * norm(bounds.upper - bounds.lower);
+   for (ZqU32 t = 0; t < size(); ++t)
+   {
+      const Vec3& a = vertex(t, 0);
+      const Vec3 n = cross(vertex(t, 1) - a, vertex(t, 2) - a) * outward();
+      const ZqReal tolerance = rounding * norm(n);
+      for (const ZqU32 other : m_neighbours[t])
+         for (int i = 0; other != none && i < 3; ++i)
+            if (dot(n, vertex(other, i) - a) > tolerance)
+               return false;
+   }
+   return true;
 }
 
 void ZqTriangles::findNeighbours()
@@ -283,15 +302,49 @@ Vec3 ZqTriangles::support(const Vec3& d, ZqU32& triangle) const noexcept
 // --------------------------------------------------------------------------------------------------
 // Parts
 // --------------------------------------------------------------------------------------------------
+namespace
+{
+/// Hulls of more points take their time, and are left to the tree.
+constexpr std::size_t mostHullPoints = 50000;
+
+/// A solid that its triangles show to be convex is taken as such. It must have the same volume: surfaces that
+/// go round twice are no solid.
+ZqConvexParts::Member memberOfTriangles(std::shared_ptr<const ZqTriangles> triangles)
+{
+   ZqConvexParts::Member member;
+   member.isConvex = false;
+   member.partCount = triangles->size();
+   if (triangles->isConvex() && triangles->vertices().size() <= mostHullPoints)
+   {
+      const AlignedBox bounds = triangles->tree().bounds();
+      const Vec3 middle = (bounds.lower + bounds.upper) * 0.5;
+      std::vector<Vec3> points;
+      for (ZqU32 t = 0; t < triangles->size(); ++t)
+         for (int i = 0; i < 3; ++i)
+            points.push_back(triangles->vertex(t, i) - middle);
+      const std::shared_ptr<const ZqHull> hull = ZqHull::of(points);
+      if (hull->dimension == 3 &&
+          std::abs(hull->volume - std::abs(triangles->volume())) < 1e-10 * hull->volume)
+      {
+         member.convex = ZqConvex::polytope(hull, zqConvex::vector(middle));
+         member.isConvex = true;
+         member.partCount = 1;
+      }
+   }
+   member.triangles = std::move(triangles);
+   return member;
+}
+} // namespace
+
 ZqConvexParts::~ZqConvexParts() = default;
 
 std::shared_ptr<const ZqConvexParts>
 ZqConvexParts::ofTriangles(std::shared_ptr<const ZqTriangles> triangles)
 {
    std::shared_ptr<ZqConvexParts> made(new ZqConvexParts);
-   made->m_size = triangles->size();
    const AlignedBox box = triangles->tree().bounds();
-   made->m_members.push_back({{}, std::move(triangles), 0, made->m_size});
+   made->m_members.push_back(memberOfTriangles(std::move(triangles)));
+   made->m_size = made->m_members[0].partCount;
    made->m_tree = treeOver({box}, nullptr);
    return made;
 }
@@ -315,9 +368,9 @@ std::shared_ptr<const ZqConvexParts> ZqConvexParts::ofShapes(std::span<const ZqS
       else if (const ZqConvexParts* parts = shape->parts();
                parts && parts->m_members.size() == 1 && parts->m_members[0].triangles)
       {
-         member.triangles = parts->m_members[0].triangles;
+         member = parts->m_members[0];
+         member.firstPart = made->m_size;
          box = member.triangles->tree().bounds();
-         member.partCount = member.triangles->size();
       }
       made->m_size += member.partCount;
       made->m_members.push_back(std::move(member));

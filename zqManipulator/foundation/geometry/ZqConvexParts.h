@@ -48,6 +48,8 @@ public:
    /// Of the solid, in cubic metres; below zero when the triangles face inwards. Of open triangles it
    /// means little.
    ZqReal volume() const noexcept { return m_volume; }
+   /// Whether the triangles are the surface of a convex solid, but for rounding.
+   bool isConvex() const noexcept { return m_isConvex; }
    /// 1 when triangles go counter-clockwise as seen from outside, -1 when they go clockwise.
    ZqReal outward() const noexcept { return m_volume < 0.0 ? -1.0 : 1.0; }
    /// The triangle on the other side of the edge from corner `edge` to the next one; `none` without one.
@@ -74,6 +76,7 @@ private:
    ZqTriangles() = default;
    void findNeighbours();
    void findPieces();
+   bool hasConvexEdges() const noexcept;
 
    std::vector<zqConvex::Vec3> m_vertices;
    std::vector<Corners> m_corners;
@@ -83,22 +86,24 @@ private:
    ZqReal m_volume = 0.0;
    ZqU32 m_openEdgeCount = 0;
    bool m_isClosed = false;
+   bool m_isConvex = false;
 };
 
 /// The convex parts of a shape that is not convex: the triangles of a mesh, or those of the members of a
 /// union, in the frame of the shape, with a tree of boxes over the members. Made when the shape changes, then
 /// shared.
 ///
-/// Parts are numbered through all members in their order: a convex member is one part, a mesh as many as it
-/// has triangles.
+/// Parts are numbered through all members in their order: a convex member is one part, a mesh that is not
+/// convex as many as it has triangles.
 class ZqConvexParts
 {
 public:
-   /// Either convex, or triangles.
+   /// Convex, or triangles, or triangles around a convex solid: then it is one part.
    struct Member
    {
       ZqConvex convex;
       std::shared_ptr<const ZqTriangles> triangles;
+      bool isConvex = true;
       ZqU32 firstPart = 0;
       ZqU32 partCount = 0; ///< none of a shape that has no points
    };

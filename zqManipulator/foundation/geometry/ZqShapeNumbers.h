@@ -2,14 +2,17 @@
 
 #include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
 
+#include <algorithm>
 #include <cmath>
 
 /// What becomes of numbers that shapes are given.
 namespace zqConvex
 {
+/// Zero for what is not finite, and no more than products of four lengths bear.
 inline ZqReal finite(ZqReal value) noexcept
 {
-   return std::isfinite(value) ? value : 0.0;
+   constexpr ZqReal longest = 1e75;
+   return std::isfinite(value) ? std::clamp(value, -longest, longest) : 0.0;
 }
 inline ZqVector finite(const ZqVector& v) noexcept
 {

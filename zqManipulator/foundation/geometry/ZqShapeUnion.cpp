@@ -49,7 +49,7 @@ bool ZqShapeUnion::read(ZqXmlReader& reader)
 
 bool ZqShapeUnion::addShapeToUnion(const ZqShape& shape)
 {
-   if (2 + levelsWithin(shape) > ZqShapeVector::deepest)
+   if (1 + levelsWithin(shape) > ZqShapeVector::deepest)
    {
       Zq::Print::instance().write(Zq::Rejected,
                                   "ZqShapeUnion::addShapeToUnion(): shapes would stand within "

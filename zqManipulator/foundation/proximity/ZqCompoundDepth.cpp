@@ -76,6 +76,7 @@ private:
    bool exitOfPairs(std::vector<PartPair>& pairs, const Vec3& u, Parting& out);
    ZqReal lengthFromOutside(const Vec3& u) const;
    bool tryAlong(const Vec3& u);
+   void tryAndFollow(const Vec3& u);
    void tryCombinations();
 
    const PartSide& m_A;
@@ -243,6 +244,14 @@ bool Overlap::tryAlong(const Vec3& u)
    return false;
 }
 
+/// Tries u, and goes down from there to where the last parts to leave each other do so along the motion.
+void Overlap::tryAndFollow(const Vec3& u)
+{
+   bool isBetter = tryAlong(u);
+   for (int k = 0; k < 16 && isBetter && dot(m_best.normal, m_best.u) < 1.0 - 1e-14; ++k)
+      isBetter = tryAlong(m_best.normal);
+}
+
 void Overlap::add(const Vec3& u, ZqReal least)
 {
    for (Candidate& c : m_space.candidates)
@@ -285,12 +294,23 @@ void Overlap::collectCandidates()
              mesh && mesh->isClosed())
             addFace(m_X.R * mesh->normal(triangle) * -mesh->outward());
       }
-      if (isOfFace)
+      // What parts the two parts by the least; of a solid's thin triangle it may lead the wrong way.
+      if (isOfFace && i % (4 * step) != 0)
          continue;
       ZqSeparation found;
       distance(a, b, m_X, nullptr, found);
       m_lower = std::max(m_lower, -found.distance - found.error);
       add(vec3(found.normal), -found.distance);
+      if (isOfFace || m_space.first.size() > 16)
+         continue;
+      for (int k = 0; k < 6; ++k)
+      {
+         const ZqReal sign = k < 3 ? 1.0 : -1.0;
+         if (a.core == ZqConvex::Core::Box || a.core == ZqConvex::Core::Turned)
+            addFace(a.frame.R.column(k % 3) * sign);
+         if (b.core == ZqConvex::Core::Box || b.core == ZqConvex::Core::Turned)
+            addFace(m_X.R * b.frame.R.column(k % 3) * sign);
+      }
    }
    if (m_space.first.empty())
    {
@@ -320,7 +340,7 @@ void Overlap::tryCombinations()
    {
       const ZqReal length = norm(t);
       if (length > 0.0 && length < m_best.length * (1.0 - 1e-9))
-         tryAlong(t * (1.0 / length));
+         tryAndFollow(t * (1.0 / length));
    };
    for (std::size_t i = 0; i < count; ++i)
       for (std::size_t j = 0; j < i; ++j)
@@ -361,16 +381,12 @@ void Overlap::solve(const Vec3& hint)
    m_size = std::min(sizeOf(m_A), sizeOf(m_B));
    collect(m_X, m_space.first);
    if (norm2(hint) > 0.0)
-      tryAlong(hint);
+      tryAndFollow(hint);
    collectCandidates();
    for (std::size_t i = 0; i < m_space.candidates.size(); ++i)
       if (m_space.candidates[i].least < m_best.length)
-         tryAlong(m_space.candidates[i].u);
+         tryAndFollow(m_space.candidates[i].u);
    tryCombinations();
-   // Down to where the last parts to leave each other do so along the motion.
-   for (int k = 0; k < 16 && dot(m_best.normal, m_best.u) < 1.0 - 1e-14; ++k)
-      if (!tryAlong(m_best.normal))
-         break;
 }
 } // namespace
 

@@ -31,10 +31,12 @@ public:
    {
       return m_convex ? *m_convex : m_parts->members()[member].convex;
    }
-   /// Of a member that is a mesh; else null.
+   /// Of a member that is a mesh and not convex; else null.
    const ZqTriangles* triangles(int member) const noexcept
    {
-      return m_convex ? nullptr : m_parts->members()[member].triangles.get();
+      return m_convex || m_parts->members()[member].isConvex
+                ? nullptr
+                : m_parts->members()[member].triangles.get();
    }
    ZqU32 firstPart(int member) const noexcept
    {
