@@ -122,11 +122,12 @@ inline int ZqHull::cellOf(const zqConvex::Vec3& d) const noexcept
       most = az, u = d.x, v = d.y;
       side = 4 + (d.z < 0.0);
    }
-   if (!(most > 0.0))
+   if (!(most > 1e-300))
       return 0;
    const ZqReal half = 0.5 * m_cells;
    const ZqReal scale = half / most;
-   const int i = std::min(m_cells - 1, static_cast<int>(u * scale + half));
-   const int j = std::min(m_cells - 1, static_cast<int>(v * scale + half));
+   // Clamped on both sides, for directions that are none.
+   const int i = std::clamp(static_cast<int>(u * scale + half), 0, m_cells - 1);
+   const int j = std::clamp(static_cast<int>(v * scale + half), 0, m_cells - 1);
    return (side * m_cells + i) * m_cells + j;
 }

@@ -49,47 +49,38 @@ struct Patch
       return kind == other.kind && largest(p - other.p) <= rounding;
    }
 
-   /// The point furthest along d, which is unit, and the second derivative of its height over the tangents e and f,
-   /// added by weight.
-   bool furthest(const Vec3& d, Vec3& point) const noexcept
+   /// The point furthest along d, which is unit, and what its bend needs: the radius of a rim over its part of d, or one
+   /// over the height of a surface. False along the axis of a rim.
+   bool furthest(const Vec3& d, Vec3& point, ZqReal& scale) const noexcept
    {
-      switch (kind)
-      {
-      case Kind::Vertex:
-         point = p;
-         return true;
-      case Kind::Rim:
+      scale = 0.0;
+      point = p;
+      if (kind == Kind::Rim)
       {
          const ZqReal rho = std::sqrt(d.x * d.x + d.y * d.y);
          if (!(rho > 1e-12))
             return false;
-         point = {d.x * (p.x / rho), d.y * (p.x / rho), p.z};
-         return true;
-      }
-      case Kind::Surface:
-      {
-         const Vec3 g{p.x * d.x, p.y * d.y, p.z * d.z};
-         const ZqReal s = 1.0 / norm(g);
-         point = {p.x * g.x * s, p.y * g.y * s, p.z * g.z * s};
-         return true;
-      }
-      }
-      return false;
-   }
-   void bend(const Vec3& d, const Vec3& point, const Vec3& e, const Vec3& f, ZqReal weight,
-             Bend& sum) const noexcept
-   {
-      if (kind == Kind::Rim)
-      {
-         // Along the rim's tangent alone.
-         const ZqReal rho = std::sqrt(d.x * d.x + d.y * d.y);
-         const ZqReal x = -d.y / rho;
-         const ZqReal y = d.x / rho;
-         sum.add(weight * p.x / rho, e.x * x + e.y * y, f.x * x + f.y * y);
+         scale = p.x / rho;
+         point = {d.x * scale, d.y * scale, p.z};
       }
       else if (kind == Kind::Surface)
       {
-         const ZqReal factor = weight / dot(d, point);
+         const Vec3 g{p.x * d.x, p.y * d.y, p.z * d.z};
+         scale = 1.0 / norm(g);
+         point = {p.x * g.x * scale, p.y * g.y * scale, p.z * g.z * scale};
+      }
+      return true;
+   }
+   /// Adds the second derivative of the height over the tangents e and f, times a weight.
+   void bend(const Vec3& point, ZqReal scale, const Vec3& e, const Vec3& f, ZqReal weight,
+             Bend& sum) const noexcept
+   {
+      if (kind == Kind::Rim) // along the rim's tangent alone
+         sum.add(weight * scale / (p.x * p.x), e.y * point.x - e.x * point.y,
+                 f.y * point.x - f.x * point.y);
+      else if (kind == Kind::Surface)
+      {
+         const ZqReal factor = weight * scale;
          sum.add(factor * p.x * p.x, e.x, f.x);
          sum.add(factor * p.y * p.y, e.y, f.y);
          sum.add(factor * p.z * p.z, e.z, f.z);
@@ -97,6 +88,16 @@ struct Patch
       }
    }
 };
+
+/// Two unit vectors that make a right-handed frame with the unit vector n (Duff et al. 2017).
+void tangentsOf(const Vec3& n, Vec3& e, Vec3& f) noexcept
+{
+   const ZqReal sign = std::copysign(1.0, n.z);
+   const ZqReal a = -1.0 / (sign + n.z);
+   const ZqReal b = n.x * n.y * a;
+   e = {1.0 + sign * n.x * n.x * a, sign * b, -sign * n.x};
+   f = {b, sign + n.y * n.y * a, -n.y};
+}
 
 struct Tangent
 {
@@ -123,6 +124,7 @@ struct Balance
    Patch onA[3], onB[3];
    int count = 0;
    Vec3 a[3], b[3]; ///< points of the features; of B in the frame of B's core
+   ZqReal scaleA[3], scaleB[3];
    ZqReal height[3];
    Tangent pull[3];
    ZqReal weight[3];
@@ -147,14 +149,13 @@ struct Balance
 
    bool look() noexcept
    {
-      e = perpendicular(n);
-      f = zqConvex::cross(n, e);
+      tangentsOf(n, e, f);
       nB = -turnBack(pair.X.R, n);
       eB = turnBack(pair.X.R, e);
       fB = turnBack(pair.X.R, f);
       for (int i = 0; i < count; ++i)
       {
-         if (!onA[i].furthest(n, a[i]) || !onB[i].furthest(nB, b[i]))
+         if (!onA[i].furthest(n, a[i], scaleA[i]) || !onB[i].furthest(nB, b[i], scaleB[i]))
             return false;
          const Vec3 w = a[i] - pair.X * b[i];
          height[i] = zqConvex::dot(n, w);
@@ -183,6 +184,8 @@ struct Balance
       onB[k] = onB[2];
       a[k] = a[2];
       b[k] = b[2];
+      scaleA[k] = scaleA[2];
+      scaleB[k] = scaleB[2];
       height[k] = height[2];
       pull[k] = pull[2];
    }
@@ -215,8 +218,8 @@ struct Balance
       Bend sum;
       for (int i = 0; i < count; ++i)
       {
-         onA[i].bend(n, a[i], e, f, weight[i], sum);
-         onB[i].bend(nB, b[i], eB, fB, weight[i], sum);
+         onA[i].bend(a[i], scaleA[i], e, f, weight[i], sum);
+         onB[i].bend(b[i], scaleB[i], eB, fB, weight[i], sum);
          sum.ee -= weight[i] * height[i];
          sum.ff -= weight[i] * height[i];
       }
@@ -258,33 +261,52 @@ struct Balance
       return true;
    }
 
-   bool run(bool isPatient) noexcept
+   /// Whether pulls cancel and heights agree, to a part of the size.
+   bool isBalanced(ZqReal tolerance) const noexcept
+   {
+      Tangent sum{0.0, 0.0};
+      ZqReal spread = 0.0;
+      for (int i = 0; i < count; ++i)
+      {
+         sum.e += weight[i] * pull[i].e;
+         sum.f += weight[i] * pull[i].f;
+         spread = std::max(spread, std::abs(height[i] - height[0]));
+      }
+      const ZqReal most = tolerance * pair.size();
+      return dot(sum, sum) <= most * most && spread <= most;
+   }
+
+   Approach run(bool isPatient) noexcept
    {
       ZqReal last = 1.0;
-      for (int k = 0; k < (isPatient ? 12 : 8); ++k)
+      const int mostSteps = isPatient ? 12 : 3;
+      for (int k = 0; k < mostSteps; ++k)
       {
          Tangent y;
          if (!look())
-            return false;
+            return Approach::None;
          dropMiddle();
          if (!weigh() || !step(y))
-            return false;
+            return Approach::None;
          const ZqReal move2 = dot(y, y);
          if (!(move2 < 0.5))
          {
             if (!isPatient)
-               return false;
+               return Approach::None;
             const ZqReal shorter = 0.5 / std::sqrt(move2);
             y = {y.e * shorter, y.f * shorter};
          }
-         if (k > 0 && move2 < 1e-6 && !(move2 < last))
-            return true;
+         // Steps that no longer shrink are rounding, if the rest is.
+         if (k > 0 && !(move2 < last) && isBalanced(1e-14))
+            return Approach::Balanced;
          n = unit(n + e * y.e + f * y.f);
-         if (move2 <= 1e-18)
-            return look() && weigh();
+         if (move2 <= 1e-15)
+            return look() && weigh() ? Approach::Balanced : Approach::None;
          last = 0.25 * move2;
       }
-      return look() && weigh();
+      if (!look() || !weigh())
+         return Approach::None;
+      return isPatient && isBalanced(1e-12) ? Approach::Balanced : Approach::Nearer;
    }
 };
 
@@ -296,30 +318,52 @@ bool isNear(const Patch& patch, const Vec3& point, const Vec3& d) noexcept
    const ZqReal along = point.x * d.x + point.y * d.y;
    return along > 0.0 && along * along >= 0.64 * patch.p.x * patch.p.x * (d.x * d.x + d.y * d.y);
 }
-} // namespace
 
-bool balance(const CorePair& pair, Simplex& S, Vec3& n, bool isPatient) noexcept
+bool findFeatures(const Simplex& S, const Vec3& n, Balance& state) noexcept
 {
-   Balance state(pair, n);
-   const Vec3 nB = -turnBack(pair.X.R, n);
+   const Pose& X = state.pair.X;
+   const Vec3 nB = -turnBack(X.R, n);
    for (int i = 0; i < S.count; ++i)
    {
-      const Vec3 b = inverseTimes(pair.X, S.b[i]);
-      const Patch onA(pair.A, S.a[i]);
-      const Patch onB(pair.B, b);
+      const Vec3 b = inverseTimes(X, S.b[i]);
+      const Patch onA(state.pair.A, S.a[i]);
+      const Patch onB(state.pair.B, b);
       if (!isNear(onA, S.a[i], n) || !isNear(onB, b, nB) || !state.addFeature(onA, onB))
          return false;
    }
-   if (!state.run(isPatient))
-      return false;
+   return true;
+}
+
+void takeFeatures(const Balance& state, Simplex& S, Vec3& n) noexcept
+{
    n = state.n;
    S.count = state.count;
    for (int i = 0; i < S.count; ++i)
    {
-      S.set(i, state.a[i], pair.X * state.b[i]);
+      S.set(i, state.a[i], state.pair.X * state.b[i]);
       S.weight[i] = state.weight[i];
    }
+}
+} // namespace
+
+bool balance(const CorePair& pair, Simplex& S, Vec3& n) noexcept
+{
+   Balance state(pair, n);
+   if (!findFeatures(S, n, state) || state.run(true) != Approach::Balanced)
+      return false;
+   takeFeatures(state, S, n);
    return true;
+}
+
+Approach approachBalance(const CorePair& pair, Simplex& S, Vec3& n) noexcept
+{
+   Balance state(pair, n);
+   if (!findFeatures(S, n, state))
+      return Approach::None;
+   const Approach result = state.run(false);
+   if (result != Approach::None)
+      takeFeatures(state, S, n);
+   return result;
 }
 
 void exchange(Simplex& S, const Vec3& n, const Vec3& a, const Vec3& b) noexcept

@@ -14,8 +14,18 @@ namespace zqConvex
 /// minus the distance, of those that overlap the depth.
 ///
 /// On return the points are those of the features for n, with the weights that cancel the pull. False, and nothing changed,
-/// where there are too many features, or no least. Who is patient has long steps shortened, and others end there.
-bool balance(const CorePair& pair, Simplex& S, Vec3& n, bool isPatient = false) noexcept;
+/// where there are too many features, or no least.
+bool balance(const CorePair& pair, Simplex& S, Vec3& n) noexcept;
+
+enum class Approach : std::uint8_t
+{
+   None,
+   Nearer,
+   Balanced
+};
+/// The same in no more than three steps, and without shortening those that are too long: how far it came.
+Approach approachBalance(const CorePair& pair, Simplex& S, Vec3& n) noexcept;
+
 /// Puts a point that is higher along n than the balanced ones among these, of which one goes where there are three: such
 /// that the rest still hold the direction of no pull.
 void exchange(Simplex& S, const Vec3& n, const Vec3& a, const Vec3& b) noexcept;

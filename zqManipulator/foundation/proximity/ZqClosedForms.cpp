@@ -6,6 +6,15 @@ namespace zqConvex
 {
 namespace
 {
+/// The length of a gap and its direction; the latter is left alone where there is no gap.
+ZqReal measure(const Vec3& gap, Vec3& n) noexcept
+{
+   const ZqReal length = norm(gap);
+   if (length > 0.0)
+      n = gap * (1.0 / length);
+   return length;
+}
+
 struct Segment
 {
    Vec3 direction; ///< unit
@@ -85,10 +94,10 @@ void segmentSegment(const Segment& A, const Segment& B, const Vec3& c, CoreAnswe
       sine2 > 1e-4 ? crossingPlaces(A, B, c, sine2) : parallelPlaces(A, B, c, x, sine2);
    out.a = A.direction * places.s;
    out.b = c + B.direction * places.t;
-   out.distance = norm(places.gap);
+   out.distance = measure(places.gap, out.n);
    if (out.distance > 1e-15 * (A.half + B.half))
-      out.n = places.gap * (1.0 / out.distance);
-   else if (sine2 > 1e-24)
+      return;
+   if (sine2 > 1e-24)
       out.n = unit(dot(x, c) < 0.0 ? -x : x);
    else
       out.n = perpendicular(A.half > 0.0 ? A.direction : B.direction);
@@ -96,8 +105,8 @@ void segmentSegment(const Segment& A, const Segment& B, const Vec3& c, CoreAnswe
 
 void pointPoint(const Vec3& c, CoreAnswer& out) noexcept
 {
-   out.distance = norm(c);
-   out.n = out.distance > 0.0 ? c * (1.0 / out.distance) : Vec3{0.0, 0.0, 1.0};
+   out.n = {0.0, 0.0, 1.0};
+   out.distance = measure(c, out.n);
    out.a = {0.0, 0.0, 0.0};
    out.b = c;
 }
@@ -108,13 +117,9 @@ void boxPoint(const Vec3& h, const Vec3& c, CoreAnswer& out) noexcept
 {
    out.b = c;
    out.a = {std::clamp(c.x, -h.x, h.x), std::clamp(c.y, -h.y, h.y), std::clamp(c.z, -h.z, h.z)};
-   const Vec3 gap = c - out.a;
-   out.distance = norm(gap);
+   out.distance = measure(c - out.a, out.n);
    if (out.distance > 0.0)
-   {
-      out.n = gap * (1.0 / out.distance);
       return;
-   }
    int nearest = 0;
    for (int i = 1; i < 3; ++i)
       if (h[i] - std::abs(c[i]) < h[nearest] - std::abs(c[nearest]))
@@ -168,10 +173,9 @@ void turnedPoint(const Vec3& h, const Vec3& c, CoreAnswer& out) noexcept
       const ZqReal along = std::clamp((z + h.z) * nr - (rho - h.x) * nz, 0.0, ruling);
       offer(h.x - nz * along, -h.z + nr * along);
    }
-   out.distance = std::sqrt(squared);
    out.a = u * r + Vec3{0.0, 0.0, y};
-   out.n = out.distance > 0.0 ? (u * (rho - r) + Vec3{0.0, 0.0, z - y}) * (1.0 / out.distance)
-                              : u * nr + Vec3{0.0, 0.0, nz};
+   out.n = u * nr + Vec3{0.0, 0.0, nz};
+   out.distance = measure(u * (rho - r) + Vec3{0.0, 0.0, z - y}, out.n);
 }
 
 void trianglePoint(const Vec3* corner, const Vec3& c, CoreAnswer& out) noexcept
@@ -198,8 +202,8 @@ void trianglePoint(const Vec3* corner, const Vec3& c, CoreAnswer& out) noexcept
    }
    out.b = c;
    out.a = c + gap;
-   out.distance = norm(gap);
-   out.n = out.distance > 0.0 ? gap * (-1.0 / out.distance) : unit(n);
+   out.n = unit(n);
+   out.distance = measure(-gap, out.n);
 }
 
 /// The nearest point of an ellipsoid's surface has the coordinates h p with |p| = 1, where
@@ -334,7 +338,8 @@ bool pointForm(CorePair& pair, CoreAnswer& out) noexcept
 
 void thinDistance(const ZqConvex& A, const ZqConvex& B, const Pose& X, CoreAnswer& out) noexcept
 {
-   const Vec3 c = X * B.frame.t - A.frame.t;
+   const Vec3 t = X * B.frame.t - A.frame.t;
+   const Vec3 c{inRange(t.x), inRange(t.y), inRange(t.z)};
    if (A.dimension == 0 && B.dimension == 0)
       pointPoint(c, out);
    else

@@ -240,81 +240,85 @@ void mergePlaces(std::vector<PlacedPoint>& points, ZqReal tolerance)
    std::erase_if(points, [](const PlacedPoint& p) { return !p.isKept; });
 }
 
+struct Planar
+{
+   ZqReal x, y;
+   PlacedPoint* point;
+};
+/// Twice the area of the triangle, above zero when it goes counter-clockwise.
+ZqReal turnOf(const Planar& a, const Planar& b, const Planar& c) noexcept
+{
+   return (b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x);
+}
+
+/// The convex hull of points by its two chains (Andrew 1979), less the corners that stand out by no more than the
+/// tolerance. The points are sorted.
+void findHull(std::vector<Planar>& points, ZqReal tolerance, std::vector<Planar>& hull)
+{
+   std::sort(points.begin(), points.end(),
+             [](const Planar& p, const Planar& q)
+             { return p.x < q.x || (p.x == q.x && p.y < q.y); });
+   hull.clear();
+   for (int side = 0; side < 2; ++side)
+   {
+      const std::size_t start = hull.size();
+      for (const Planar& p : points)
+      {
+         while (hull.size() >= start + 2 && !(turnOf(hull[hull.size() - 2], hull.back(), p) > 0.0))
+            hull.pop_back();
+         hull.push_back(p);
+      }
+      hull.pop_back(); // the other chain begins with it
+      std::reverse(points.begin(), points.end());
+   }
+   for (std::size_t k = 0, passed = 0; hull.size() > 2 && passed < hull.size();)
+   {
+      const std::size_t count = hull.size();
+      k %= count;
+      const Planar& a = hull[(k + count - 1) % count];
+      const Planar& c = hull[(k + 1) % count];
+      const ZqReal length = std::sqrt((c.x - a.x) * (c.x - a.x) + (c.y - a.y) * (c.y - a.y));
+      const bool standsOut = turnOf(a, hull[k], c) > tolerance * length;
+      passed = standsOut ? passed + 1 : 0;
+      if (standsOut)
+         ++k;
+      else
+         hull.erase(hull.begin() + static_cast<std::ptrdiff_t>(k));
+   }
+}
+
 /// Of points with one normal, those that the others surround are left out, but for the deepest.
 void leaveOutSurrounded(std::vector<PlacedPoint>& points, ZqReal tolerance)
 {
-   struct Planar
-   {
-      ZqReal x, y;
-      PlacedPoint* point;
-   };
    thread_local std::vector<Planar> group;
    thread_local std::vector<Planar> hull;
-   const auto turnOf = [](const Planar& a, const Planar& b, const Planar& c)
-   { return (b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x); };
-   std::vector<PlacedPoint>::iterator begin = points.begin();
-   while (begin != points.end())
+   for (auto begin = points.begin(); begin != points.end();)
    {
       const Vec3 n = begin->normal;
       const auto end = std::partition(
          begin, points.end(), [&](const PlacedPoint& p) { return dot(p.normal, n) > 1.0 - 1e-5; });
       const Mat3 frame = frameAbout(n);
+      const bool isFew = end - begin < 3;
       group.clear();
       PlacedPoint* deepest = &*begin;
       for (auto p = begin; p != end; ++p)
       {
-         p->isKept = end - begin < 3;
+         const Vec3 place = vec3(p->point.point1);
+         p->isKept = isFew;
          deepest = p->point.separation < deepest->point.separation ? &*p : deepest;
-         group.push_back(
-            {dot(frame.c0, vec3(p->point.point1)), dot(frame.c1, vec3(p->point.point1)), &*p});
+         group.push_back({dot(frame.c0, place), dot(frame.c1, place), &*p});
       }
       begin = end;
-      if (group.size() < 3)
+      if (isFew)
          continue;
-      std::sort(group.begin(), group.end(),
-                [](const Planar& p, const Planar& q)
-                { return p.x < q.x || (p.x == q.x && p.y < q.y); });
-      // Both chains of the convex hull (Andrew 1979).
-      hull.clear();
-      for (int side = 0; side < 2; ++side)
-      {
-         const std::size_t start = hull.size();
-         for (const Planar& p : group)
-         {
-            while (hull.size() >= start + 2 &&
-                   !(turnOf(hull[hull.size() - 2], hull.back(), p) > 0.0))
-               hull.pop_back();
-            hull.push_back(p);
-         }
-         hull.pop_back(); // the other chain begins with it
-         std::reverse(group.begin(), group.end());
-      }
-      // What stands out by no more than the tolerance goes.
-      for (std::size_t k = 0, passed = 0; hull.size() > 2 && passed < hull.size();)
-      {
-         const std::size_t n = hull.size();
-         k %= n;
-         const Planar& a = hull[(k + n - 1) % n];
-         const Planar& c = hull[(k + 1) % n];
-         const ZqReal length = std::sqrt((c.x - a.x) * (c.x - a.x) + (c.y - a.y) * (c.y - a.y));
-         if (turnOf(a, hull[k], c) > tolerance * length)
-         {
-            ++k;
-            ++passed;
-            continue;
-         }
-         hull.erase(hull.begin() + static_cast<std::ptrdiff_t>(k));
-         passed = 0;
-      }
+      findHull(group, tolerance, hull);
+      ZqReal least = 1e300;
       for (const Planar& p : hull)
+      {
          p.point->isKept = true;
-      const bool isDeepest =
-         std::all_of(group.begin(), group.end(),
-                     [&](const Planar& p) {
-                        return !p.point->isKept ||
-                               p.point->point.separation > deepest->point.separation + tolerance;
-                     });
-      if (isDeepest)
+         least = std::min(least, p.point->point.separation);
+      }
+      if (deepest->point.separation < least - tolerance)
          deepest->isKept = true;
    }
    std::erase_if(points, [](const PlacedPoint& p) { return !p.isKept; });

@@ -14,12 +14,12 @@ bool areBoxes(const CorePair& pair) noexcept
    return pair.A.core == ZqConvex::Core::Box && pair.B.core == ZqConvex::Core::Box;
 }
 
-/// How far a point of B's core may have moved in the frame of A's since it stood at X.
+/// A bound of how differently two points of B's core may have moved in the frame of A's since it stood at X.
 ZqReal motionSince(const CorePair& pair, const Pose& X) noexcept
 {
-   const Pose& Y = pair.X;
-   const ZqReal turn2 = norm2(Y.R.c0 - X.R.c0) + norm2(Y.R.c1 - X.R.c1) + norm2(Y.R.c2 - X.R.c2);
-   return norm(Y.t - X.t) + std::sqrt(turn2) * pair.B.reach;
+   const Mat3& R = pair.X.R;
+   const ZqReal turn2 = norm2(R.c0 - X.R.c0) + norm2(R.c1 - X.R.c1) + norm2(R.c2 - X.R.c2);
+   return norm(pair.X.t - X.t) + 2.0 * std::sqrt(turn2) * pair.B.reach;
 }
 
 /// The points of an overlap, centred on their middle, so that they are as far apart as told. On curved cores they come a
@@ -53,9 +53,8 @@ void rememberOverlap(const CorePair& pair, const Penetration& penetration,
    }
 }
 
-/// An overlap that moved a little: the normal follows its features. The last full solution, less the motion since then,
-/// bounds what another direction could save. False if that bound has grown loose, or the features have changed too
-/// much.
+/// An overlap that moved a little: the normal follows its features. False if the last full solution no longer proves that
+/// no other direction needs less, or if the features have changed too much.
 bool followOverlap(CorePair& pair, ZqPairCache& cache, CoreAnswer& out) noexcept
 {
    const ZqReal motion = motionSince(pair, cache.pose);
@@ -106,25 +105,14 @@ void answerApart(const CorePair& pair, const GjkResult& result, CoreAnswer& out)
    out.along = length > 1e-12 * pair.size() ? line * (1.0 / length) : out.n;
 }
 
-Penetration depthOf(CorePair& pair, const Simplex& simplex) noexcept
+/// Answers an overlap and keeps it.
+void answerPenetration(CorePair& pair, Penetration& penetration, ZqPairCache* cache, bool points,
+                       CoreAnswer& out) noexcept
 {
-   if (!areBoxes(pair))
-      return penetrate(pair, &simplex);
-   Penetration result;
-   result.depth = result.lower = std::max(0.0, -separatingAxis(pair, result.n));
-   return result;
-}
-
-void solveOverlap(CorePair& pair, const Simplex& simplex, ZqPairCache* cache, bool points,
-                  CoreAnswer& out) noexcept
-{
-   Penetration penetration = depthOf(pair, simplex);
    Vec3 a{0.0, 0.0, 0.0};
    Vec3 b = a;
    ZqPairCache none;
    ZqPairCache& kept = cache ? *cache : none;
-   kept.count = 0;
-   kept.overlapped = false;
    if ((points || cache) && !penetration.points(a, b))
       deepestPoints(pair, penetration.n, penetration.depth, partingMargin * pair.size(), a, b,
                     penetration.supports, &kept);
@@ -135,6 +123,26 @@ void solveOverlap(CorePair& pair, const Simplex& simplex, ZqPairCache* cache, bo
    kept.reliable = penetration.reliable;
    kept.pose = pair.X;
 }
+
+/// Boxes overlap where no axis parts them; else the best axis is where to begin.
+bool overlappingBoxes(CorePair& pair, ZqPairCache* cache, bool points, Vec3& axis,
+                      CoreAnswer& out) noexcept
+{
+   const ZqReal separation = separatingAxis(pair, axis);
+   if (separation > 0.0)
+   {
+      if (cache && cache->overlapped)
+         cache->count = 0; // the axis is better than what is left of an overlap
+      return false;
+   }
+   if (cache && !cache->overlapped)
+      cache->count = 0;
+   Penetration penetration;
+   penetration.n = axis;
+   penetration.depth = penetration.lower = -separation;
+   answerPenetration(pair, penetration, cache, points, out);
+   return true;
+}
 } // namespace
 
 void coreDistance(CorePair& pair, ZqPairCache* cache, CoreAnswer& out, bool points) noexcept
@@ -142,22 +150,31 @@ void coreDistance(CorePair& pair, ZqPairCache* cache, CoreAnswer& out, bool poin
    if (closedForm(pair, out))
       return;
    out.iterations = 0;
-   if (cache && cache->overlapped && !areBoxes(pair))
+   GjkOptions options;
+   if (cache && cache->overlapped && cache->count > 0)
    {
       pair.atA = cache->atA;
       pair.atB = cache->atB;
-      if (followOverlap(pair, *cache, out))
+      if (areBoxes(pair) ? overlappingBoxes(pair, cache, points, options.start, out)
+                         : followOverlap(pair, *cache, out))
          return;
    }
    GjkResult result;
-   gjk(pair, cache, {}, result);
+   gjk(pair, cache, options, result);
    settle(pair, result);
    out.iterations += result.iterations;
-   if (result.overlaps)
-      return solveOverlap(pair, result.simplex, cache, points, out);
+   if (!result.overlaps)
+   {
+      if (cache)
+         remember(pair, result, *cache);
+      return answerApart(pair, result, out);
+   }
+   if (areBoxes(pair) && overlappingBoxes(pair, cache, points, options.start, out))
+      return;
    if (cache)
-      remember(pair, result, *cache);
-   answerApart(pair, result, out);
+      cache->count = 0;
+   Penetration penetration = penetrate(pair, &result.simplex);
+   answerPenetration(pair, penetration, cache, points, out);
 }
 
 void distance(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqPairCache* cache,

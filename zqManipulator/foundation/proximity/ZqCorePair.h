@@ -34,11 +34,17 @@ struct CoreAnswer
    int iterations;
 };
 
+/// A coordinate of which no product with three more overflows or underflows; zero for what is not a number.
+inline ZqReal inRange(ZqReal x) noexcept
+{
+   return std::abs(x) > 1e-75 ? std::clamp(x, -1e75, 1e75) : 0.0;
+}
 /// The pose of B's core in the frame of A's, of shapes that X places: B in A.
 inline Pose corePose(const ZqConvex& A, const ZqConvex& B, const Pose& X) noexcept
 {
    const Pose Y = B.frameIsIdentity ? X : X * B.frame;
-   return A.frameIsIdentity ? Y : inverseTimes(A.frame, Y);
+   const Pose Z = A.frameIsIdentity ? Y : inverseTimes(A.frame, Y);
+   return {Z.R, {inRange(Z.t.x), inRange(Z.t.y), inRange(Z.t.z)}};
 }
 inline Vec3 coreToShape(const ZqConvex& C, const Vec3& p) noexcept
 {

@@ -17,6 +17,7 @@ constexpr ZqReal curvedGap = 1e-3;
 /// Cosines of the angles within which directions likely lead down to one least, and surely.
 constexpr ZqReal alike = 0.98;
 constexpr ZqReal same = 0.9998;
+constexpr ZqReal sameFlat = 1.0 - 1e-10; ///< of polytopes
 
 struct Expansion
 {
@@ -26,7 +27,12 @@ struct Expansion
    GrowingHull<mostVertices> hull;
    bool isClosed[GrowingHull<mostVertices>::maxFaces] = {};
 
-   explicit Expansion(CorePair& of) noexcept : pair(of) {}
+   bool isCurved;
+
+   explicit Expansion(CorePair& of) noexcept
+      : pair(of), isCurved(of.A.isCurved() || of.B.isCurved())
+   {
+   }
 
    bool isSolid(const Simplex& S) noexcept
    {
@@ -122,7 +128,10 @@ struct Expansion
       best.depth = std::max(0.0, best.depth);
    }
 
-   bool isAside(int f) const noexcept { return dot(hull.face[f].normal, best.n) < same; }
+   bool isAside(int f) const noexcept
+   {
+      return dot(hull.face[f].normal, best.n) < (isCurved ? same : sameFlat);
+   }
 
    /// The open face that is nearest the origin; -1 if all are closed.
    int nearestFace(bool onlyAside) const noexcept
@@ -156,8 +165,7 @@ struct Expansion
       }
    }
 
-   /// What the faces prove. A motion changes the heights of two directions unevenly by no more than itself times their
-   /// difference.
+   /// What the faces prove. A motion changes the heights of two directions unevenly by itself times their difference.
    void prove() noexcept
    {
       best.lower = best.depth;
@@ -165,7 +173,7 @@ struct Expansion
       for (int k = 0; k < hull.faceCount; ++k)
       {
          best.lower = std::min(best.lower, hull.offset[k]);
-         if (hull.offset[k] < std::numeric_limits<ZqReal>::infinity() && isAside(k))
+         if (hull.offset[k] < hull.gone && isAside(k))
             best.reliable = std::min(best.reliable, (hull.offset[k] - best.depth) /
                                                        norm(hull.face[k].normal - best.n));
       }
@@ -253,7 +261,7 @@ Penetration penetrate(CorePair& pair, const Simplex* first) noexcept
       return best;
    }
    expansion.hull.start(isGiven ? *first : found, 1e-15 * expansion.size);
-   const bool isCurved = pair.A.isCurved() || pair.B.isCurved();
+   const bool isCurved = expansion.isCurved;
    expansion.grow(isCurved ? curvedGap : 0.0, false, mostSupports);
    expansion.prove();
    const bool isFace = best.lower >= best.depth - 2.0 * closedGap * expansion.size;
@@ -270,7 +278,10 @@ Penetration penetrate(CorePair& pair, const Simplex* first) noexcept
       }
       // Where no least was found by its features, by the polytope alone.
       if (best.simplex.count == 0)
+      {
          expansion.grow(0.0, false, best.supports + lastSupports);
+         refineDepth(pair, best);
+      }
       expansion.prove();
    }
    else

@@ -34,7 +34,7 @@ struct GjkIteration
 
    void begin(const ZqPairCache* warm) noexcept
    {
-      if (warm && warm->count > 0 && !warm->overlapped)
+      if (warm && warm->count > 0)
       {
          pair.atA = warm->atA;
          pair.atB = warm->atB;
@@ -44,10 +44,10 @@ struct GjkIteration
       }
       else
       {
-         const Vec3& t = pair.X.t;
+         const Vec3& d = options.start == Vec3{0.0, 0.0, 0.0} ? pair.X.t : options.start;
          S.count = 1;
          Vec3 a, b;
-         pair.support(largest(t) > 0.0 ? t : Vec3{1.0, 0.0, 0.0}, a, b);
+         pair.support(largest(d) > 0.0 ? d : Vec3{1.0, 0.0, 0.0}, a, b);
          S.set(0, a, b);
       }
       for (int i = 0; i < S.count; ++i)
@@ -143,21 +143,34 @@ struct GjkIteration
       Simplex balanced = S;
       NearestPoint point;
       Vec3 along = v * (-1.0 / std::sqrt(squared));
-      if (!balance(pair, balanced, along) || nearest(balanced, point) ||
+      const Approach approach = approachBalance(pair, balanced, along);
+      if (approach == Approach::None || nearest(balanced, point) ||
           !(point.squared <= squared * (1.0 + 1e-12)))
          return;
       S = balanced;
       take(point);
       // With a negative weight v leads elsewhere.
-      isSharp = norm2(v + along * std::sqrt(squared)) <= 1e-12 * squared + 1e-28 * scale * scale;
+      isSharp = approach == Approach::Balanced &&
+                norm2(v + along * std::sqrt(squared)) <= 1e-12 * squared + 1e-28 * scale * scale;
       n = along;
    }
 
-   void run() noexcept
+   /// Whether the sharp direction led nowhere: the support point along it brings the simplex no nearer.
+   bool isBlunted(const Vec3& w) noexcept
+   {
+      const bool wasSharp = isSharp;
+      isSharp = false;
+      return wasSharp && !(dot(v, w) < squared);
+   }
+
+   void run(bool isWarm) noexcept
    {
       const bool isCurved = pair.A.isCurved() || pair.B.isCurved();
-      const int sharpensAfter =
-         options.reach >= 0.0 ? 6 : 1; // a mere yes or no comes before it pays
+      // A mere yes or no comes before it pays.
+      const int sharpensAfter = options.reach >= 0.0 ? 6 : 1;
+      bool isLast = false;
+      if (isWarm && isCurved && options.reach < 0.0)
+         sharpen();
       while (out.iterations < options.mostIterations)
       {
          // Rounding of the points hides anything nearer than this: touching.
@@ -172,24 +185,31 @@ struct GjkIteration
          ++out.iterations;
          Vec3 a, b;
          pair.support(isSharp ? n : -v, a, b);
-         if (isSharp ? isDoneAlong(a - b) : isDone(a - b))
-            return;
-         if (isSharp)
+         const Vec3 w = a - b;
+         if (isSharp ? isDoneAlong(w) : isDone(w))
          {
-            isSharp = false;
-            if (!(dot(v, a - b) < squared))
-               continue;
+            // The direction is the root of the gap off, if it is not sharp.
+            if (isSharp || isLast || !isCurved || options.reach >= 0.0)
+               return;
+            isLast = true;
+            sharpen();
+            if (!isSharp)
+               return;
+            continue;
          }
+         if (isBlunted(w))
+            continue;
+         const bool hasBound = dot(v, w) > 0.0;
          if (!add(a, b))
             return;
-         if (isCurved && out.iterations > sharpensAfter)
+         if (isCurved && hasBound && out.iterations > sharpensAfter)
             sharpen();
       }
    }
 
    void finish() noexcept
    {
-      if (!out.overlaps && best.count > 0 && bestSquared <= squared)
+      if (!out.overlaps && best.count > 0 && bestSquared <= squared * (isSharp ? 1.0 - 1e-13 : 1.0))
       {
          S = best;
          v = bestV;
@@ -231,7 +251,7 @@ void gjk(CorePair& pair, const ZqPairCache* warm, const GjkOptions& options,
       iteration.v = {0.0, 0.0, 0.0};
    }
    else
-      iteration.run();
+      iteration.run(warm && warm->count > 0);
    iteration.finish();
 }
 

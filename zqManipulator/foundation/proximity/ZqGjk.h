@@ -11,6 +11,8 @@ struct GjkOptions
    int mostIterations = 128;
    /// Not below zero: ends once the distance is known to be above this, or not.
    ZqReal reach = -1.0;
+   /// From A to B, where to begin without a simplex; where it is zero, along the line of the middles.
+   Vec3 start{0.0, 0.0, 0.0};
 };
 
 struct GjkResult

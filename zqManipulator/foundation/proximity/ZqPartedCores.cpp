@@ -25,6 +25,7 @@ Vec3 deepestPoints(CorePair& pair, const Vec3& n, ZqReal depth, ZqReal margin, V
    GjkResult result;
    GjkOptions options;
    options.gap = 1e-15; // the direction is wanted, whose error is the root of the gap
+   options.start = n;
    gjk(parted, warm, options, result);
    supports += result.iterations;
    pair.atA = parted.atA;
@@ -110,7 +111,7 @@ bool descend(CorePair& pair, const Simplex& features, Penetration& penetration) 
    Vec3 n = penetration.n;
    for (int k = 0; k < 16; ++k)
    {
-      if (!balance(pair, S, n, true))
+      if (!balance(pair, S, n))
          return false;
       if (dropPulling(S))
          continue;
