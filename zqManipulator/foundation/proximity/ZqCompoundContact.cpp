@@ -368,6 +368,11 @@ bool contact(const PartSide& A, const PartSide& B, const Pose& X, ZqReal margin,
 {
    if (A.convex() && B.convex())
       return contact(*A.convex(), *B.convex(), X, margin, cache ? &cache->convex : nullptr, out);
+   if (!isWithin(A, B, X, margin, cache))
+   {
+      out = {};
+      return false;
+   }
    ZqSeparation apart;
    distance(A, B, X, cache, apart);
    out.count = 0;

@@ -13,7 +13,7 @@ namespace zqConvex
 namespace
 {
 /// More pairs are left to the trees.
-constexpr std::size_t mostNear = 20000;
+constexpr std::size_t mostNear = 5000;
 constexpr ZqReal endless = std::numeric_limits<ZqReal>::infinity();
 
 struct PartPair
@@ -90,9 +90,10 @@ private:
    const Pose m_X;
    Parting m_best;
    ZqReal m_lower = 0.0;
-   ZqReal m_reach = -1.0; ///< of the list of near pairs
-   ZqReal m_size = 0.0;   ///< of the smaller side
-   ZqReal m_alike = 1.0;  ///< the cosine from which two directions count as one
+   ZqReal m_reach = -1.0;     ///< of the list of near pairs
+   ZqReal m_tooFar = endless; ///< a reach at which the list is too long
+   ZqReal m_size = 0.0;       ///< of the smaller side
+   ZqReal m_alike = 1.0;      ///< the cosine from which two directions count as one
    DepthSpace& m_space = depthSpace();
    ZqConvex m_spaceA;
    ZqConvex m_spaceB;
@@ -115,9 +116,9 @@ void Overlap::collect(const Pose& Y, std::vector<PartPair>& pairs) const
 void Overlap::collectAlong(const Vec3& u, ZqReal length, std::vector<PartPair>& pairs)
 {
    const Pose Y = movedAlong(m_X, u, length);
-   if (length > m_reach && m_space.near.size() < mostNear)
+   if (length > m_reach && length < m_tooFar)
    {
-      m_reach = 1.5 * length;
+      m_reach = std::min(1.5 * length, m_tooFar);
       m_space.near.clear();
       const auto list = [&](ZqU32 part1, const ZqConvex&, ZqU32 part2, const ZqConvex&)
       {
@@ -125,8 +126,13 @@ void Overlap::collectAlong(const Vec3& u, ZqReal length, std::vector<PartPair>& 
          return m_space.near.size() < mostNear ? m_reach : -1.0;
       };
       visitPartPairs(m_A, m_B, m_X, m_reach, list);
+      if (m_space.near.size() >= mostNear)
+      {
+         m_tooFar = length;
+         m_reach = -1.0;
+      }
    }
-   if (m_space.near.size() >= mostNear)
+   if (length > m_reach)
       return collect(Y, pairs);
    pairs.clear();
    for (const PartPair& pair : m_space.near)

@@ -17,7 +17,7 @@ public:
    ///
    /// With a flag, the members of that compound are shapes of their own, each with the number that
    /// `memberByIndex` knows it by; without one, the compound is one shape, of number 0. `separation` becomes
-   /// the least of all pairs whose boxes are within the margin of each other, unless it was less.
+   /// the least of all pairs that are within the margin of each other, unless it was less.
    virtual bool computeCollisionData(const ZqLinkKey& link1, const ZqLinkKey& link2,
                                      const ZqShape& shape1, const ZqShape& shape2, bool flag1,
                                      bool flag2, const ZqCoordinateSystemTransformation& transform,

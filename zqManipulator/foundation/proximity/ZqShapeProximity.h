@@ -37,6 +37,7 @@ void distance(const ZqShape& A, const ZqShape& B, const Pose& X, ZqShapePairCach
               ZqSeparation& out);
 bool isWithin(const ZqShape& A, const ZqShape& B, const Pose& X, ZqReal margin,
               ZqShapePairCache* cache);
+/// Of compounds that are further apart than the margin the separation stays 1e300.
 bool contact(const ZqShape& A, const ZqShape& B, const Pose& X, ZqReal margin,
              ZqShapePairCache* cache, ZqContactManifold& out);
 /// The numbers of the members whose boxes are within the margin (m) of each other, in order; {0, 0} for
