@@ -173,7 +173,7 @@ struct DistanceCheck
          const ZqSeparation kept = distanceOf(A, B, X, &cache);
          const ZqReal tolerance = 1e-10 * (size + std::abs(fresh.distance)) + rounding;
          ASSERT_NEAR(kept.distance, fresh.distance, tolerance) << "step " << k;
-         const ZqReal moved = step * (size + sizeOf(B) + norm(X.t));
+         const ZqReal moved = step * (size + sizeOf(B) + norm(B.frame.t));
          if (k > 0)
          {
             ASSERT_LE(std::abs(fresh.distance - last), moved + tolerance) << "a jump in step " << k;
