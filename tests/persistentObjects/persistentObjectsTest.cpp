@@ -24,16 +24,19 @@ constexpr bool keepsEntriesOf =
    std::same_as<T, ZqManipulatorSelfCollisionLinkMap> ||
    std::same_as<T, ZqSystemCollisionExclusionMap> || std::same_as<T, ZqCollisionExclusionData> ||
    std::same_as<T, ZqManipulatorSystem> || std::same_as<T, ZqManipulatorSystemConfiguration> ||
+   std::same_as<T, ZqDataMap> || std::derived_from<T, ZqShape> ||
    std::derived_from<T, ZqManipulatorLink>;
 
 /// What a document may hold that is nearest to the default: a body whose default is invalid reads back
-/// as its null object, and the sphere of a manipulator is fitted.
+/// as its null object, a hull has a point, and the sphere of a manipulator is fitted.
 template <class T>
 T plainOf()
 {
    T object;
    if constexpr (std::same_as<T, ZqRigidBodyMassProperties>)
       object = T::nullObject();
+   if constexpr (std::same_as<T, ZqConvexHull>)
+      object = T({ZqVector()});
    if constexpr (std::same_as<T, ZqIndividualManipulator>)
       object.fitAbsoluteBoundingSphere();
    return object;
@@ -245,13 +248,16 @@ auto classes()
 INSTANTIATE_TEST_SUITE_P(
    All, PersistentObject,
    (classes<
-      ZqCoordinateSystemTransformation, ZqGeneralMotion, ZqGeneralForce, ZqSecondMoment, ZqSphere,
-      ZqAxisAlignedBoundingBox, ZqRigidBodyMassProperties, ZqArticulatedBodyInertia,
-      ZqArticulatedBodyDynamics, ZqManipulatorExternalForce, ZqManipulatorTorque,
-      ZqManufacturerData, ZqPositionState, ZqVelocityState, ZqAccelerationState, ZqActuatorState,
-      ZqManipulatorSystemState, ZqAttachmentNodeState, ZqAttachmentMapState, ZqLinkPositionState,
-      ZqLinkVelocityState, ZqLinkAccelerationState, ZqLinkForceState, ZqLinkMassState,
-      ZqLinkArticulationState, ZqManipulatorActivePositionState, ZqManipulatorActiveVelocityState,
+      ZqCoordinateSystemTransformation, ZqGeneralMotion, ZqGeneralForce, ZqSecondMoment, ZqDataMap,
+      ZqLine, ZqLineSegment, ZqPlane, ZqShapePointEvent, ZqSphere, ZqCapsule, ZqBox, ZqCylinder,
+      ZqCone, ZqLozenge, ZqCircularLozenge, ZqTriangularLozenge, ZqEllipsoid, ZqHalfSpace,
+      ZqConvexHull, ZqTriangleMesh, ZqShapeUnion, ZqShapeContainer, ZqAxisAlignedBoundingBox,
+      ZqRigidBodyMassProperties, ZqArticulatedBodyInertia, ZqArticulatedBodyDynamics,
+      ZqManipulatorExternalForce, ZqManipulatorTorque, ZqManufacturerData, ZqPositionState,
+      ZqVelocityState, ZqAccelerationState, ZqActuatorState, ZqManipulatorSystemState,
+      ZqAttachmentNodeState, ZqAttachmentMapState, ZqLinkPositionState, ZqLinkVelocityState,
+      ZqLinkAccelerationState, ZqLinkForceState, ZqLinkMassState, ZqLinkArticulationState,
+      ZqManipulatorActivePositionState, ZqManipulatorActiveVelocityState,
       ZqManipulatorActiveAccelerationState, ZqManipulatorActiveForceState,
       ZqManipulatorActiveMassState, ZqManipulatorActiveArticulationState, ZqManipulatorActiveState,
       ZqSystemActiveState, ZqMechanicalActuatorComponent, ZqMechanicalActuatorComponentContainer,

@@ -83,7 +83,50 @@ private:
    {
       force = {{0.1, -2.5, 1.7976931348623157e308}, {4.5, -5e-324, 6.5}};
    }
-   void fill(ZqSphere& sphere) { sphere = {{1.25, -2.5, 3.75}, 4.5}; }
+   void fill(ZqLine& line) { line = ZqLine(filled<ZqVector>(), filled<ZqVector>()); }
+   /// Their sizes are not below zero, their edges are perpendicular, and their lists whole.
+   void fill(ZqShapeVector& shapes)
+   {
+      shapes.pushBack(ZqBox(filled<ZqCoordinateSystemTransformation>(), {101.5, 102.5, 103.5}));
+      shapes.pushBack(ZqCapsule(filled<ZqLineSegment>(), 104.5));
+   }
+   template <class Shape, class... Sizes>
+   void fillSizes(Shape& shape, void (Shape::*... set)(Sizes))
+   {
+      fillMembers(shape);
+      ((shape.*set)(sizeOf<std::remove_cvref_t<Sizes>>()), ...);
+   }
+   template <class Size>
+   Size sizeOf()
+   {
+      if constexpr (std::same_as<Size, ZqVector>)
+         return {sizeOf<ZqReal>(), sizeOf<ZqReal>(), sizeOf<ZqReal>()};
+      else
+         return 200.5 + ++m_number;
+   }
+   void fill(ZqSphere& s) { fillSizes(s, &ZqSphere::setRadius); }
+   void fill(ZqCapsule& s) { fillSizes(s, &ZqCapsule::setRadius); }
+   void fill(ZqBox& s) { fillSizes(s, &ZqBox::setExtents); }
+   void fill(ZqCylinder& s) { fillSizes(s, &ZqCylinder::setRadius); }
+   void fill(ZqCone& s) { fillSizes(s, &ZqCone::setFirstRadius, &ZqCone::setSecondRadius); }
+   void fill(ZqLozenge& s)
+   {
+      fillSizes(s, &ZqLozenge::setRadius);
+      s.setEdge0({3.0, 4.0, 0.5});
+      s.setEdge1({-8.0, 6.0, 0.0});
+   }
+   void fill(ZqCircularLozenge& s)
+   {
+      fillSizes(s, &ZqCircularLozenge::setDiscRadius, &ZqCircularLozenge::setRadius);
+   }
+   void fill(ZqTriangularLozenge& s) { fillSizes(s, &ZqTriangularLozenge::setRadius); }
+   void fill(ZqEllipsoid& s) { fillSizes(s, &ZqEllipsoid::setSemiAxes); }
+   void fill(ZqTriangleMesh& mesh)
+   {
+      fillMembers(mesh);
+      mesh.setTriangles({filled<ZqVector>(), filled<ZqVector>(), {9.5, 8.5, -7.25}}, {{2, 0, 1}});
+   }
+   void fill(ZqShapeContainer& container) { container.setTopElement(filled<ZqCapsule>()); }
    void fill(ZqRigidBodyMassProperties& body)
    {
       body = {1.5, {0.1, -0.2, 0.3}, {2.0, 3.0, 4.0, -0.4, 0.5, -0.6}};
@@ -191,6 +234,7 @@ private:
       link.setMassProperties(filled<ZqRigidBodyMassProperties>());
       link.addMassProperties("tool", ZqRigidBodyMassProperties::pointMass(2.25));
       link.setLinkReferenceDescription(filled<ZqLinkReferenceDescription>());
+      link.setShapeContainer(filled<ZqShapeContainer>());
       link.addNamedPoint("tip", {8.25, -8.5, 8.75});
       link.addNamedFrame("flange", filled<ZqCoordinateSystemTransformation>());
       link.setIsConstrained(true);
@@ -215,6 +259,7 @@ private:
       manipulator.setFromLink(base);
       manipulator.setManipulatorLabel("left");
       manipulator.setCoordSysXForm(ZqVector(9.25, -9.5, 9.75));
+      manipulator.setSurfaces(filled<ZqShape::Surfaces>());
       manipulator.setIsFixedBase(false);
       manipulator.setOptimizeOnLoad(true);
       auto description = filled<ZqManipulatorReferenceDescription>();

@@ -32,8 +32,7 @@ ZqReal distanceToSegment(const ZqVector& a, const ZqVector& b, const ZqVector& p
 }
 ZqReal distanceToPolygon(const std::vector<ZqVector>& corners, const ZqVector& p)
 {
-   const ZqVector n =
-      (corners[1] - corners[0]).cross(corners[2] - corners[0]).unitVector();
+   const ZqVector n = (corners[1] - corners[0]).cross(corners[2] - corners[0]).unitVector();
    ZqReal least = zqTest::infinity;
    bool isAbove = true;
    for (std::size_t i = 0; i < corners.size(); ++i)
@@ -134,11 +133,12 @@ std::vector<Known> someOfEach(RandomValues& random)
    };
    const ZqReal ball = 4.0 / 3.0 * pi * r * r * r;
 
-   all.push_back({std::make_unique<ZqSphere>(a, r),
-                  [=](const ZqVector& d) { return d.dot(a) + r; },
+   all.push_back({std::make_unique<ZqSphere>(a, r), [=](const ZqVector& d) { return d.dot(a) + r; },
                   [=](const ZqVector& p) { return r - (p - a).mag(); }, ball});
    all.push_back({std::make_unique<ZqCapsule>(ZqLineSegment(a, b), r),
-                  [=](const ZqVector& d) { return furthest({a, b}, d) + r; },
+                  [=](const ZqVector& d) {
+                     return furthest({a, b}, d) + r;
+                  },
                   [=](const ZqVector& p) { return r - distanceToSegment(a, b, p); },
                   ball + pi * r * r * length});
    all.push_back({std::make_unique<ZqBox>(X, h),
@@ -180,21 +180,19 @@ std::vector<Known> someOfEach(RandomValues& random)
                   [=](const ZqVector& d) { return furthest(rectangle, d) + r; },
                   [=](const ZqVector& p) { return r - distanceToPolygon(rectangle, p); },
                   2.0 * length * R * r + pi * r * r * (length + R) + ball});
-   all.push_back(
-      {std::make_unique<ZqCircularLozenge>(a, u * 3.0, R, r),
-       [=](const ZqVector& d) { return d.dot(a) + R * across(d) + r; },
-       [=](const ZqVector& p)
-       { return r - ZqVector(std::max(across(p - a) - R, 0.0), height(p), 0.0).mag(); },
-       pi * R * R * 2.0 * r + pi * pi * R * r * r + ball});
+   all.push_back({std::make_unique<ZqCircularLozenge>(a, u * 3.0, R, r),
+                  [=](const ZqVector& d) { return d.dot(a) + R * across(d) + r; },
+                  [=](const ZqVector& p)
+                  { return r - ZqVector(std::max(across(p - a) - R, 0.0), height(p), 0.0).mag(); },
+                  pi * R * R * 2.0 * r + pi * pi * R * r * r + ball});
    const std::vector<ZqVector> triangle = {a, b, a + v * 1.5 + (b - a) * 0.3};
    const ZqReal edges = (triangle[1] - triangle[0]).mag() + (triangle[2] - triangle[1]).mag() +
                         (triangle[0] - triangle[2]).mag();
    const ZqReal area = 0.5 * (triangle[1] - a).cross(triangle[2] - a).mag();
-   all.push_back(
-      {std::make_unique<ZqTriangularLozenge>(a, triangle[1] - a, triangle[2] - a, r),
-       [=](const ZqVector& d) { return furthest(triangle, d) + r; },
-       [=](const ZqVector& p) { return r - distanceToPolygon(triangle, p); },
-       2.0 * area * r + 0.5 * pi * r * r * edges + ball, false});
+   all.push_back({std::make_unique<ZqTriangularLozenge>(a, triangle[1] - a, triangle[2] - a, r),
+                  [=](const ZqVector& d) { return furthest(triangle, d) + r; },
+                  [=](const ZqVector& p) { return r - distanceToPolygon(triangle, p); },
+                  2.0 * area * r + 0.5 * pi * r * r * edges + ball, false});
    all.push_back({std::make_unique<ZqEllipsoid>(h.x(), h.y(), h.z(), X),
                   [=](const ZqVector& d)
                   {
@@ -297,8 +295,7 @@ TEST(Shape, MovesAndGrowsAsItsPointsDo)
          moved->transformBy(X);
          moved->scaleBy(scale);
          const auto& extent = dynamic_cast<const ZqBasePhysicalExtent&>(*moved);
-         const auto& volume =
-            dynamic_cast<const ZqBasePhysicalExtent&>(*moved->coarserVolume());
+         const auto& volume = dynamic_cast<const ZqBasePhysicalExtent&>(*moved->coarserVolume());
          for (int i = 0; i < 20; ++i)
          {
             const ZqVector d = random.unitVector();
@@ -335,8 +332,7 @@ TEST(Shape, SegmentsEnterWhereTheSurfaceIs)
             const ZqVector from = target + random.unitVector() * random.real(0.0, 4.0);
             const ZqVector to = target + (target - from) * random.real(0.0, 2.0);
             ZqVector entry;
-            const bool isHit =
-               known.shape->intersectSegment(ZqLineSegment(from, to), entry);
+            const bool isHit = known.shape->intersectSegment(ZqLineSegment(from, to), entry);
             const ZqReal end = isHit ? (entry - from).mag() : (to - from).mag();
             const ZqVector along = (to - from).unitVector();
             // Nothing of the segment before the entry is inside.
@@ -363,7 +359,7 @@ TEST(Shape, SegmentsEnterWhereTheSurfaceIs)
 TEST(Shape, BoundingVolumesHoldItClosely)
 {
    RandomValues random(84);
-   for (int round = 0; round < 12; ++round)
+   for (int round = 0; round < 6; ++round)
       for (const Known& known : someOfEach(random))
          for (const ZqU32 type : {ZqShape::BoxShape, ZqShape::CapsuleShape, ZqShape::SphereShape,
                                   ZqShape::ConvexHullShape})

@@ -1,5 +1,6 @@
 #include "support/randomModels.h"
 #include "support/xmlSamples.h"
+#include "zqManipulator/foundation/geometry/ZqLine.h"
 #include "zqManipulator/foundation/geometry/ZqLineSegment.h"
 #include "zqManipulator/foundation/geometry/ZqSphere.h"
 
@@ -64,6 +65,41 @@ TEST(Sphere, NegativeRadiusInADocumentHoldsNothing)
       EXPECT_EQ(back, radius < 0.0 ? ZqSphere::empty() : sphere);
       EXPECT_EQ(log.empty(), radius >= -1.0) << log.text();
    }
+}
+
+TEST(Line, IsNearestWhereTheWayIsPerpendicularToBoth)
+{
+   zqTest::RandomValues random(62);
+   for (int i = 0; i < 300; ++i)
+   {
+      // Down to lines that are parallel but for rounding.
+      const ZqVector u = random.unitVector();
+      const ZqReal angle = std::pow(10.0, -random.real(0.0, 20.0));
+      const ZqLine a(random.vector(), u * random.real(0.1, 9.0));
+      const ZqLine b(random.vector(), u + random.unitVector() * angle);
+      ZqReal s = 0.0;
+      ZqReal t = 0.0;
+      const ZqReal squared = a.distanceSquaredToLine(b, s, t);
+      const ZqVector way = b.point() + b.unitVector() * t - a.point() - a.unitVector() * s;
+      // The parameters have the digits that the angle leaves them.
+      const ZqReal sine = a.unitVector().cross(b.unitVector()).mag();
+      const ZqReal tolerance = 1e-14 * (1.0 + std::abs(s) + std::abs(t)) / std::max(sine, 1e-14);
+      EXPECT_NEAR(way.mag(), std::sqrt(squared), tolerance) << angle;
+      EXPECT_NEAR(way.dot(a.unitVector()), 0.0, tolerance) << angle;
+      EXPECT_NEAR(way.dot(b.unitVector()), 0.0, tolerance) << angle;
+      EXPECT_LE(squared, (b.point() - a.point()).magSquared() * (1.0 + 1e-14));
+      const ZqCoordinateSystemTransformation X = zqTest::randomFrame(random);
+      if (angle > 1e-3)
+         EXPECT_NEAR((X * a).distanceSquaredToLine(X * b, s, t), squared, 1e-11);
+   }
+   EXPECT_EQ(ZqLine({}, {zqTest::nan, 0.0, 1.0}).unitVector(), ZqVector(1.0, 0.0, 0.0));
+   ZqReal s = 0.0;
+   ZqReal t = 0.0;
+   EXPECT_EQ(
+      ZqLine({}, {0.0, 0.0, 3.0}).distanceSquaredToLine({{3.0, 4.0, 10.0}, {0.0, 0.0, -2.0}}, s, t),
+      25.0);
+   EXPECT_EQ(s, 5.0);
+   EXPECT_EQ(t, 5.0);
 }
 
 TEST(LineSegment, TurnsAndMovesAsAWhole)

@@ -108,6 +108,17 @@ void addBalls(const ZqConvex& C, Balls& balls)
    }
 }
 
+void addVertices(const ZqTriangles& triangles, Balls& balls)
+{
+   std::vector<bool> isUsed(triangles.vertices().size());
+   for (const auto& corners : triangles.corners())
+      for (ZqU32 corner : corners)
+         isUsed[corner] = true;
+   for (std::size_t i = 0; i < isUsed.size(); ++i)
+      if (isUsed[i])
+         balls.push_back({triangles.vertices()[i], 0.0});
+}
+
 /// None for a shape without points, or without end.
 Balls ballsOf(const ZqShape& shape)
 {
@@ -121,35 +132,43 @@ Balls ballsOf(const ZqShape& shape)
    if (parts == nullptr)
       return balls;
    for (const ZqConvexParts::Member& member : parts->members())
-   {
       if (member.triangles != nullptr)
-         for (const auto& corners : member.triangles->corners())
-            for (ZqU32 corner : corners)
-               balls.push_back({member.triangles->vertices()[corner], 0.0});
+         addVertices(*member.triangles, balls);
       else if (!member.convex.isBounded())
          return {};
       else if (member.partCount > 0)
          addBalls(member.convex, balls);
-   }
    return balls;
 }
 
-/// Of equal balls, those that are corners of the hull.
-Balls cornersOf(const Balls& balls)
+/// The balls that a volume is fitted around, and the hull of their centers about the first one.
+struct Outline
 {
-   std::vector<Vec3> centers;
-   for (const Ball& ball : balls)
+   Balls balls;
+   std::shared_ptr<const ZqHull> hull;
+
+   /// Of equal balls those at the corners of the hull are enough.
+   explicit Outline(Balls all) : balls(std::move(all))
    {
-      if (ball.radius != balls[0].radius)
-         return balls;
-      centers.push_back(ball.center);
+      if (balls.empty())
+         return;
+      const Vec3 origin = balls[0].center;
+      const ZqReal radius = balls[0].radius;
+      std::vector<Vec3> centers;
+      bool areEqual = true;
+      for (const Ball& ball : balls)
+      {
+         centers.push_back(ball.center - origin);
+         areEqual = areEqual && ball.radius == radius;
+      }
+      hull = ZqHull::of(centers);
+      if (!areEqual)
+         return;
+      balls.clear();
+      for (const Vec3& vertex : hull->vertices)
+         balls.push_back({origin + vertex, radius});
    }
-   Balls corners;
-   const auto hull = ZqHull::of(centers);
-   for (const Vec3& vertex : hull->vertices)
-      corners.push_back({vertex, balls[0].radius});
-   return corners;
-}
+};
 
 /// What rounding may take away from a volume of this size and place.
 ZqReal roundingOf(ZqReal size, const Vec3& place) noexcept
@@ -290,19 +309,15 @@ Ball sphereAround(const ZqShape& shape, const Balls& balls)
       return {C->frame * Vec3{0.0, 0.0, z}, radius + C->radius};
    }
    default:
-      return smallestSphere(cornersOf(balls));
+      return smallestSphere(balls);
    }
 }
 
 // The box ------------------------------------------------------------------------------------------
 
 /// The axes along which the surface of the hull of points spreads most and least, right-handed.
-Mat3 principalAxes(const Balls& balls)
+Mat3 principalAxes(const ZqHull& hull)
 {
-   std::vector<Vec3> centers;
-   for (const Ball& ball : balls)
-      centers.push_back(ball.center - balls[0].center);
-   const auto hull = ZqHull::of(centers);
    // Second moments of the surface about its middle; of the vertices where there is no surface.
    ZqReal weight = 0.0;
    Vec3 first{0.0, 0.0, 0.0};
@@ -314,21 +329,21 @@ Mat3 principalAxes(const Balls& balls)
       first += p * w;
       second += v * v.transpose() * w;
    };
-   for (const ZqHull::Face& face : hull->faces)
+   for (const ZqHull::Face& face : hull.faces)
       for (int i = 1; i + 1 < face.cornerCount; ++i)
       {
-         const int* corners = &hull->corners[face.firstCorner];
-         const Vec3& a = hull->vertices[corners[0]];
-         const Vec3& b = hull->vertices[corners[i]];
-         const Vec3& c = hull->vertices[corners[i + 1]];
+         const int* corners = &hull.corners[face.firstCorner];
+         const Vec3& a = hull.vertices[corners[0]];
+         const Vec3& b = hull.vertices[corners[i]];
+         const Vec3& c = hull.vertices[corners[i + 1]];
          const ZqReal third = norm(cross(b - a, c - a)) / 3.0;
          // Exact by the middles of the edges.
          add((a + b) * 0.5, third);
          add((b + c) * 0.5, third);
          add((c + a) * 0.5, third);
       }
-   if (hull->faces.empty())
-      for (const Vec3& vertex : hull->vertices)
+   if (hull.faces.empty())
+      for (const Vec3& vertex : hull.vertices)
          add(vertex, 1.0);
    if (!(weight > 0.0))
       return {};
@@ -347,12 +362,12 @@ Mat3 principalAxes(const Balls& balls)
 }
 
 /// The axes that a shape may be boxed along: its own where it has some, else those that are tried.
-std::vector<Mat3> axesOf(const ZqShape& shape, const Balls& balls)
+std::vector<Mat3> axesOf(const ZqShape& shape, const Outline& outline)
 {
    const ZqConvex* C = shape.convex();
    if (C != nullptr && C->core != ZqConvex::Core::Triangle && C->core != ZqConvex::Core::Polytope)
       return {C->frame.R};
-   std::vector<Mat3> axes = {Mat3(), principalAxes(balls)};
+   std::vector<Mat3> axes = {Mat3(), principalAxes(*outline.hull)};
    if (C != nullptr && C->core == ZqConvex::Core::Triangle)
       for (int i = 0; i < 3; ++i)
       {
@@ -398,12 +413,13 @@ OrientedBox boxAlong(const Mat3& axes, const ZqShape& shape, const Balls& balls)
    return box;
 }
 
-OrientedBox smallestBox(const ZqShape& shape, const Balls& balls)
+OrientedBox smallestBox(const ZqShape& shape, const Outline& outline)
 {
-   const std::vector<Mat3> axes = axesOf(shape, balls);
-   OrientedBox best = boxAlong(axes[0], shape, balls);
+   const std::vector<Mat3> axes = axesOf(shape, outline);
+   OrientedBox best = boxAlong(axes[0], shape, outline.balls);
    for (std::size_t i = 1; i < axes.size(); ++i)
-      if (const OrientedBox box = boxAlong(axes[i], shape, balls); box.measure() < best.measure())
+      if (const OrientedBox box = boxAlong(axes[i], shape, outline.balls);
+          box.measure() < best.measure())
          best = box;
    return best;
 }
@@ -490,7 +506,7 @@ Fit capsuleOnAxis(const Balls& balls, const Vec3& axis)
    return smallestOnAxis(rings, frame * middle, axis);
 }
 
-Fit capsuleOf(const ZqShape& shape, const Balls& balls)
+Fit capsuleOf(const ZqShape& shape, const Outline& outline)
 {
    if (const ZqConvex* C = shape.convex())
       switch (C->core)
@@ -518,12 +534,12 @@ Fit capsuleOf(const ZqShape& shape, const Balls& balls)
       default:
          break;
       }
-   const Balls corners = cornersOf(balls);
-   const OrientedBox box = smallestBox(shape, corners);
+   const OrientedBox box = smallestBox(shape, outline);
    Fit best;
-   for (const Mat3& axes : {box.axes, principalAxes(corners)})
+   for (const Mat3& axes : {box.axes, principalAxes(*outline.hull)})
       for (int i = 0; i < 3; ++i)
-         if (const Fit fit = capsuleOnAxis(corners, axes.column(i)); fit.volume() < best.volume())
+         if (const Fit fit = capsuleOnAxis(outline.balls, axes.column(i));
+             fit.volume() < best.volume())
             best = fit;
    return best;
 }
@@ -550,7 +566,7 @@ std::unique_ptr<ZqBox> boxFrom(const OrientedBox& box)
 std::unique_ptr<ZqConvexHull> hullFrom(const Balls& balls)
 {
    std::vector<ZqVector> points;
-   for (const Ball& ball : cornersOf(balls))
+   for (const Ball& ball : balls)
    {
       if (!(ball.radius > 0.0))
          points.push_back(vector(ball.center));
@@ -566,30 +582,30 @@ std::unique_ptr<ZqConvexHull> hullFrom(const Balls& balls)
 
 std::optional<ZqCapsule> capsuleAround(const ZqShape& shape)
 {
-   const Balls balls = ballsOf(shape);
-   return balls.empty() ? std::nullopt
-                        : std::optional<ZqCapsule>(capsuleFrom(capsuleOf(shape, balls)));
+   const Outline outline(ballsOf(shape));
+   return outline.balls.empty() ? std::nullopt
+                                : std::optional<ZqCapsule>(capsuleFrom(capsuleOf(shape, outline)));
 }
 
 std::unique_ptr<ZqShape> volumeAround(const ZqShape& shape, ZqU32 type)
 {
-   const Balls balls = ballsOf(shape);
-   if (balls.empty())
+   const Outline outline(ballsOf(shape));
+   if (outline.balls.empty())
       return nullptr;
    switch (type)
    {
    case ZqShape::SphereShape:
    {
-      const Ball ball = sphereAround(shape, balls);
+      const Ball ball = sphereAround(shape, outline.balls);
       return std::make_unique<ZqSphere>(vector(ball.center),
                                         ball.radius + roundingOf(ball.radius, ball.center));
    }
    case ZqShape::CapsuleShape:
-      return std::make_unique<ZqCapsule>(capsuleFrom(capsuleOf(shape, balls)));
+      return std::make_unique<ZqCapsule>(capsuleFrom(capsuleOf(shape, outline)));
    case ZqShape::BoxShape:
-      return boxFrom(smallestBox(shape, balls));
+      return boxFrom(smallestBox(shape, outline));
    case ZqShape::ConvexHullShape:
-      return hullFrom(balls);
+      return hullFrom(outline.balls);
    default:
       return nullptr;
    }

@@ -229,7 +229,11 @@ ZqConvex ZqConvex::rectangle(const ZqVector& corner, const ZqVector& edge0, cons
    if (!(h.y > 0.0))
       return segmentCore(start, start + e, radius);
    const Vec3 x = unit(e);
-   const Vec3 z = unit(cross(x, unit(f)));
+   // Of edges that are parallel but for rounding any perpendicular will do.
+   const Vec3 v = unit(f);
+   const Vec3 aside = v - x * dot(x, v);
+   const bool isAside = norm2(aside) > 1e-6;
+   const Vec3 z = isAside ? unit(cross(x, aside)) : cross(x, perpendicular(x));
    return boxCore({{x, cross(z, x), z}, start + (e + f) * 0.5}, h, radius);
 }
 

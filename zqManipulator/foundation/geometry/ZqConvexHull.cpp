@@ -1,5 +1,6 @@
 #include "zqManipulator/foundation/geometry/ZqConvexHull.h"
 
+#include "zqManipulator/foundation/geometry/ZqPlaceIndex.h"
 #include "zqManipulator/foundation/geometry/ZqShapeNumbers.h"
 
 template class ZqXmlClass<ZqConvexHull, ZqConvexShape>;
@@ -65,16 +66,11 @@ void ZqConvexHull::truncateSelf(ZqReal tolerance)
 void ZqConvexHull::removeRedundancy(ZqReal tolerance)
 {
    const ZqConvex& C = *convex();
-   std::vector<ZqVector> kept;
    if (C.hull == nullptr)
       return;
-   const ZqReal least = tolerance > 0.0 ? tolerance : 0.0;
+   zqConvex::PlaceIndex index(tolerance);
+   std::vector<ZqVector> kept;
    for (const zqConvex::Vec3& vertex : C.hull->vertices)
-   {
-      const ZqVector point = zqConvex::vector(C.frame * vertex);
-      const auto isNear = [&](const ZqVector& other) { return (other - point).mag() <= least; };
-      if (std::none_of(kept.begin(), kept.end(), isNear))
-         kept.push_back(point);
-   }
+      index.placeOf(zqConvex::vector(C.frame * vertex), kept);
    setPoints(std::move(kept));
 }

@@ -347,19 +347,35 @@ private:
       m_hull.corners.insert(m_hull.corners.end(), rim.begin(), rim.end());
    }
 
-   /// From the largest face on, each takes in those next to it that lie in its plane.
-   void joinFaces(const std::vector<Polygon>& polygons, const std::vector<Vec3>& scaled)
+   /// For each face those across its edges: the list of all edges and that of all edges turned round have the
+   /// same order.
+   static std::vector<std::vector<int>> facesAcross(const std::vector<Polygon>& polygons)
    {
-      const auto count = static_cast<int>(polygons.size());
-      std::map<std::pair<int, int>, int> faceAtEdge;
-      std::vector<Vec3> area;
-      for (int f = 0; f < count; ++f)
+      using Edge = std::array<int, 3>; // from, to, face
+      std::vector<Edge> edges;
+      for (int f = 0; f < static_cast<int>(polygons.size()); ++f)
       {
          const Polygon& p = polygons[f];
          for (std::size_t i = 0; i < p.size(); ++i)
-            faceAtEdge[{p[i], p[i + 1 == p.size() ? 0 : i + 1]}] = f;
-         area.push_back(areaVector(scaled, p));
+            edges.push_back({p[i], p[i + 1 == p.size() ? 0 : i + 1], f});
       }
+      std::vector<Edge> turned;
+      for (const auto& [from, to, face] : edges)
+         turned.push_back({to, from, face});
+      std::sort(edges.begin(), edges.end());
+      std::sort(turned.begin(), turned.end());
+      std::vector<std::vector<int>> across(polygons.size());
+      for (std::size_t i = 0; i < edges.size(); ++i)
+         across[static_cast<std::size_t>(edges[i][2])].push_back(turned[i][2]);
+      return across;
+   }
+   /// From the largest face on, each takes in those next to it that lie in its plane.
+   void joinFaces(const std::vector<Polygon>& polygons, const std::vector<Vec3>& scaled)
+   {
+      const std::vector<std::vector<int>> across = facesAcross(polygons);
+      std::vector<Vec3> area;
+      for (const Polygon& polygon : polygons)
+         area.push_back(areaVector(scaled, polygon));
       std::vector<int> order(polygons.size());
       std::iota(order.begin(), order.end(), 0);
       std::stable_sort(order.begin(), order.end(),
@@ -382,18 +398,12 @@ private:
          std::vector<int> joined = {seed};
          owner[seed] = seed;
          for (std::size_t next = 0; next < joined.size(); ++next)
-         {
-            const Polygon& p = polygons[joined[next]];
-            for (std::size_t i = 0; i < p.size(); ++i)
-            {
-               const int other = faceAtEdge.at({p[i + 1 == p.size() ? 0 : i + 1], p[i]});
+            for (int other : across[static_cast<std::size_t>(joined[next])])
                if (owner[other] < 0 && isInPlane(other))
                {
                   owner[other] = seed;
                   joined.push_back(other);
                }
-            }
-         }
          addJoined(polygons, joined);
       }
    }

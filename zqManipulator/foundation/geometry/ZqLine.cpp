@@ -3,11 +3,16 @@
 #include "zqManipulator/foundation/geometry/ZqShapeNumbers.h"
 #include "zqManipulator/foundation/xml/ZqXmlReader.h"
 
+#include <limits>
+
 template class ZqXmlClass<ZqLine>;
 
 ZqLine::ZqLine(const ZqVector& point, const ZqVector& direction) noexcept
-   : m_point(point), m_unitVector(direction.unitVector())
+   : m_point(point), m_unitVector(direction)
 {
+   constexpr ZqReal unitTolerance = 8.0 * std::numeric_limits<ZqReal>::epsilon();
+   if (!(std::abs(direction.magSquared() - 1.0) <= unitTolerance))
+      m_unitVector = direction.unitVector();
    if (!(m_unitVector.magSquared() > 0.5 && zqConvex::isFinite(m_unitVector)))
       m_unitVector = ZqVector::xVector(1.0);
 }
@@ -30,7 +35,7 @@ ZqReal ZqLine::distanceSquaredToLine(const ZqLine& other, ZqReal& s, ZqReal& t) 
    // where the lines are nearly parallel.
    const ZqVector n = u.cross(v);
    const ZqReal sineSquared = n.magSquared();
-   constexpr ZqReal parallel = 1e-30; // an angle of 1e-15: what rounding makes of none
+   constexpr ZqReal parallel = 1e-24; // an angle of 1e-12, whose axis rounding decides
    if (sineSquared > parallel)
    {
       s = between.cross(v).dot(n) / sineSquared;

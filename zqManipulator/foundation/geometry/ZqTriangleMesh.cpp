@@ -1,11 +1,10 @@
 #include "zqManipulator/foundation/geometry/ZqTriangleMesh.h"
 
 #include "zqManipulator/foundation/geometry/ZqConvexParts.h"
+#include "zqManipulator/foundation/geometry/ZqPlaceIndex.h"
 #include "zqManipulator/foundation/geometry/ZqShapeNumbers.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/xml/ZqXmlReader.h"
-
-#include <unordered_map>
 
 template class ZqXmlClass<ZqTriangleMesh, ZqBasePhysicalExtent>;
 
@@ -26,53 +25,6 @@ bool hasArea(const ZqVector& a, const ZqVector& b, const ZqVector& c) noexcept
    const ZqReal scale = 1.0 / longest;
    return norm(cross(e * scale, f * scale)) > flatTriangle;
 }
-
-/// Finds, of points that come one by one, an earlier one that is within a tolerance.
-class PlaceIndex
-{
-public:
-   /// Cells are twice as wide as the tolerance, so that what is near a point is in one of eight.
-   explicit PlaceIndex(ZqReal tolerance) : m_tolerance(tolerance), m_cell(2.0 * tolerance) {}
-
-   ZqU32 placeOf(const ZqVector& point, std::vector<ZqVector>& places)
-   {
-      const Cell base{lowerCell(point.x()), lowerCell(point.y()), lowerCell(point.z())};
-      for (int i = 0; i < 8; ++i)
-      {
-         const Cell cell{base[0] + (i & 1), base[1] + (i >> 1 & 1), base[2] + (i >> 2)};
-         const auto [first, last] = m_cells.equal_range(cell);
-         for (auto entry = first; entry != last; ++entry)
-            if ((places[entry->second] - point).mag() <= m_tolerance)
-               return entry->second;
-      }
-      const auto place = static_cast<ZqU32>(places.size());
-      places.push_back(point);
-      m_cells.emplace(Cell{cellOf(point.x()), cellOf(point.y()), cellOf(point.z())}, place);
-      return place;
-   }
-
-private:
-   using Cell = std::array<ZqReal, 3>;
-   struct Hash
-   {
-      std::size_t operator()(const Cell& cell) const noexcept
-      {
-         std::size_t seed = 0;
-         for (ZqReal x : cell) // equal numbers have equal hashes, -0.0 and 0.0 too
-            seed = (seed ^ std::hash<ZqReal>()(x)) * 0x9E3779B97F4A7C15U + (seed >> 29U);
-         return seed;
-      }
-   };
-   ZqReal cellOf(ZqReal x) const noexcept { return m_cell > 0.0 ? std::floor(x / m_cell) : x; }
-   ZqReal lowerCell(ZqReal x) const noexcept
-   {
-      return m_cell > 0.0 ? std::floor((x - m_tolerance) / m_cell) : x;
-   }
-
-   ZqReal m_tolerance;
-   ZqReal m_cell;
-   std::unordered_multimap<Cell, ZqU32, Hash> m_cells;
-};
 } // namespace
 
 bool ZqTriangleMesh::read(ZqXmlReader& reader)
@@ -180,10 +132,17 @@ ZqVector ZqTriangleMesh::supportPoint(const ZqVector& direction) const
 
 void ZqTriangleMesh::removeRedundancy(ZqReal tolerance)
 {
-   PlaceIndex index(tolerance > 0.0 && std::isfinite(tolerance) ? tolerance : 0.0);
+   zqConvex::PlaceIndex index(tolerance);
    std::vector<ZqVector> places;
+   constexpr ZqU32 none = ~ZqU32{0};
+   std::vector<ZqU32> placeOfVertex(vertexCount(), none);
    for (ZqU32& vertex : m_triangles)
-      vertex = index.placeOf(m_vertices[vertex], places);
+   {
+      ZqU32& place = placeOfVertex[vertex];
+      if (place == none)
+         place = index.placeOf(m_vertices[vertex], places);
+      vertex = place;
+   }
    m_vertices.values() = std::move(places);
    dropUseless(); // those whose corners have come together
    surfaceChanges();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zqManipulator/foundation/proximity/ZqCorePair.h"
+#include "zqManipulator/foundation/proximity/ZqContactPatch.h"
 
 namespace zqConvex
 {
@@ -14,7 +14,7 @@ namespace zqConvex
 /// on the rim of a cap that leans, it is one more.
 ///
 /// The points go round the patch, counter-clockwise about the normal, from the one with the lowest name. More
-/// than eight are thinned: the deepest stays, and of the rest those that lie furthest from each other.
+/// than eight are thinned: the deepest stays, and of the rest those that keep the patch as large as can be.
 ///
 /// A name is that of the feature of the first shape, and of the second: vertex and nothing, nothing and vertex,
 /// or edge and edge. So it does not depend on which faces meet, and stays when a body rocks from its face over
@@ -25,7 +25,8 @@ namespace zqConvex
 /// angle against the normal, its point is deeper than its surface by the radius times one minus the cosine.
 ///
 /// The first core may be a half-space, the second may not.
-/// Without `hasPoints` the answer's points are not known yet: they are computed if it takes them.
+/// Without `hasPoints` the answer's points are not known yet: they are computed if it takes them. `features` may
+/// hold a patch from a normal near the answer's; else they are found.
 void contactPoints(CorePair& pair, CoreAnswer& answer, bool hasPoints, ZqReal margin,
-                   ZqContactManifold& out) noexcept;
+                   FacingFeatures& features, ZqContactManifold& out) noexcept;
 } // namespace zqConvex

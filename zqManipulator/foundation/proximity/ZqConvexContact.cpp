@@ -1,6 +1,6 @@
 #include "zqManipulator/foundation/proximity/ZqContactPoints.h"
 #include "zqManipulator/foundation/proximity/ZqConvexProximity.h"
-#include "zqManipulator/foundation/proximity/ZqSupportingFace.h"
+#include "zqManipulator/foundation/proximity/ZqRestingFaces.h"
 
 #include <utility>
 
@@ -8,137 +8,6 @@ namespace zqConvex
 {
 namespace
 {
-/// How far inside the border of a face, along it, a place lies that is on its plane; negative outside.
-ZqReal insideOf(const SupportingFace& face, const Vec3& p) noexcept
-{
-   if (face.isDisc)
-      return face.radius - norm(p - face.middle - face.normal * dot(face.normal, p - face.middle));
-   ZqReal least = 1e300;
-   for (int i = 0; i < face.count; ++i)
-   {
-      const Vec3& q = face.corner[i];
-      const Vec3 e = face.corner[i + 1 == face.count ? 0 : i + 1] - q;
-      const ZqReal inside = dot(face.normal, cross(e, p - q));
-      if (!(inside >= 0.0))
-         return -1.0;
-      least = std::min(least, inside * inside / norm2(e));
-   }
-   return std::sqrt(least);
-}
-
-/// The face of A that B seems to lie at.
-bool faceTowards(const ZqConvex& A, const Vec3& middle, int& at, SupportingFace& face) noexcept
-{
-   Vec3 d = {0.0, 0.0, 0.0};
-   switch (A.core)
-   {
-   case ZqConvex::Core::Box:
-   {
-      int k = 0;
-      for (const int i : {1, 2})
-         if (std::abs(middle[i]) - A.h[i] > std::abs(middle[k]) - A.h[k])
-            k = i;
-      d[k] = middle[k] < 0.0 ? -1.0 : 1.0;
-      break;
-   }
-   case ZqConvex::Core::Turned:
-      d.z = middle.z < 0.0 ? -1.0 : 1.0;
-      break;
-   case ZqConvex::Core::Triangle:
-      d = unit(cross(A.corner[1] - A.corner[0], A.corner[2] - A.corner[0]));
-      d = dot(d, middle) < 0.0 ? -d : d;
-      break;
-   case ZqConvex::Core::Polytope:
-   {
-      constexpr int fewFaces = 32;
-      const ZqHull& H = *A.hull;
-      d = unit(middle);
-      if (H.dimension < 3 || H.faces.size() > fewFaces)
-         break;
-      const ZqHull::Face* best = nullptr;
-      for (const ZqHull::Face& f : H.faces)
-         if (!best || dot(f.normal, middle) - f.offset > dot(best->normal, middle) - best->offset)
-            best = &f;
-      d = best->normal;
-      break;
-   }
-   case ZqConvex::Core::Ellipsoid:
-   case ZqConvex::Core::HalfSpace:
-      return false;
-   }
-   supportingFace(A, d, at, face);
-   return face.count >= 3;
-}
-
-enum class Rest
-{
-   Unknown,
-   Found,
-   Apart ///< by more than `reach`; the answer has a lower bound of the distance
-};
-
-/// How far apart two cores are of which B stands on a face of A, by three or four supports: if the furthest point
-/// of B against the face's normal lies over the face, no direction parts them by less. Of an overlap that is so
-/// if a ball of its depth fits into a cone that A - B is known to hold: its base lies on the face of A - B, as
-/// wide as the place is inside the face, and its apex comes from the points furthest behind.
-Rest restOnFace(CorePair& pair, ZqReal reach, CoreAnswer& answer) noexcept
-{
-   SupportingFace face;
-   if (!faceTowards(pair.A, pair.X.t, pair.atA, face))
-      return Rest::Unknown;
-   const Vec3& n = face.normal;
-   const Vec3 back = turnBack(pair.X.R, n);
-   const Vec3 b = pair.X * pair.B.support(-back, pair.atB);
-   const ZqReal depth = dot(n, face.corner[0] - b);
-   answer.distance = -depth;
-   if (-depth > reach)
-      return Rest::Apart;
-   const ZqReal width = insideOf(face, b);
-   if (!(width >= 0.0))
-      return Rest::Unknown;
-   if (depth > 0.0)
-   {
-      int other = 0;
-      const Vec3 apex = pair.A.support(-n, other) - pair.X * pair.B.support(back, other);
-      const ZqReal behind = -dot(n, apex);
-      if (!(behind > 0.0))
-         return Rest::Unknown;
-      const ZqReal aside = norm(apex + n * behind);
-      // Where the cone is as high as the origin: its width there, less what its middle is off.
-      const ZqReal there = (width * behind - aside * depth) / (behind + depth);
-      const ZqReal slope = std::sqrt((there + aside) * (there + aside) + behind * behind);
-      if (!(there > 0.0) || !(std::min(there, there * behind / slope) >= depth))
-         return Rest::Unknown;
-   }
-   answer.error = 0.0;
-   answer.n = n;
-   answer.along = n;
-   answer.a = b + n * depth;
-   answer.b = b;
-   answer.iterations = 0;
-   return Rest::Found;
-}
-
-/// The same on either of them.
-Rest restOnEither(CorePair& pair, ZqReal reach, CoreAnswer& answer) noexcept
-{
-   if (const Rest rest = restOnFace(pair, reach, answer); rest != Rest::Unknown)
-      return rest;
-   CorePair exchanged = {pair.B, pair.A, inverse(pair.X), pair.atB, pair.atA};
-   const Rest rest = restOnFace(exchanged, reach, answer);
-   pair.atA = exchanged.atB;
-   pair.atB = exchanged.atA;
-   if (rest == Rest::Found)
-   {
-      const Vec3 a = pair.X * answer.b;
-      answer.b = pair.X * answer.a;
-      answer.a = a;
-      answer.n = -(pair.X.R * answer.n);
-      answer.along = answer.n;
-   }
-   return rest;
-}
-
 bool contactWithPlane(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin,
                       ZqPairCache* cache, ZqContactManifold& out) noexcept
 {
@@ -160,7 +29,8 @@ bool contactWithPlane(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqRea
    out.normal = vector(coreToShapeTurn(A, answer.n));
    if (!(out.separation <= margin))
       return false;
-   contactPoints(pair, answer, true, margin, out);
+   FacingFeatures features;
+   contactPoints(pair, answer, true, margin, features, out);
    if (cache)
       cache->atB = pair.atB;
    return true;
@@ -189,15 +59,6 @@ void exchange(const Pose& X, ZqContactManifold& out) noexcept
                                 { return p.name < q.name; }),
                end);
 }
-
-/// Two boxes, by the axes that could part them.
-Rest overlapOfBoxes(CorePair& pair, ZqReal reach, CoreAnswer& answer) noexcept
-{
-   answer.distance = separatingAxis(pair, answer.n);
-   if (answer.distance > reach)
-      return Rest::Apart;
-   return answer.distance <= 0.0 ? Rest::Found : Rest::Unknown;
-}
 } // namespace
 
 bool contact(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin, ZqPairCache* cache,
@@ -219,6 +80,7 @@ bool contact(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin,
    }
    CorePair pair = {A, B, corePose(A, B, X), cache ? cache->atA : 0, cache ? cache->atB : 0};
    CoreAnswer answer;
+   FacingFeatures features;
    const ZqReal reach = margin + A.radius + B.radius;
    const bool isFlat = !A.isCurved() && !B.isCurved();
    const bool areBoxes = A.core == ZqConvex::Core::Box && B.core == ZqConvex::Core::Box;
@@ -226,13 +88,15 @@ bool contact(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin,
    Rest rest = Rest::Unknown;
    if (areBoxes && A.dimension > 1 && B.dimension > 1)
    {
-      rest = overlapOfBoxes(pair, reach, answer);
+      rest = restOfBoxes(pair, reach, answer);
       hasPoints = rest != Rest::Found;
    }
    if (rest == Rest::Unknown && A.dimension > 0 && B.dimension > 0)
-      rest = restOnEither(pair, reach, answer);
+      rest = restOnFaces(pair, cache && cache->overlapped ? &cache->normal : nullptr, reach,
+                         features, answer);
    if (rest == Rest::Unknown)
    {
+      features.patch.reset();
       coreDistance(pair, cache, answer, !isFlat);
       hasPoints = !isFlat || answer.distance > 0.0;
    }
@@ -240,7 +104,7 @@ bool contact(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin,
    if (rest == Rest::Apart || !(out.separation <= margin))
       return false;
    out.normal = vector(coreToShapeTurn(A, answer.n));
-   contactPoints(pair, answer, hasPoints, margin, out);
+   contactPoints(pair, answer, hasPoints, margin, features, out);
    return true;
 }
 } // namespace zqConvex

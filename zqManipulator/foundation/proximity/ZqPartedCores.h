@@ -23,7 +23,8 @@ struct Penetration
       pair.support(along, a, b);
       ++supports;
       const ZqReal h = dot(along, a - b);
-      if (h < depth)
+      // Of a direction that was lost nothing is known.
+      if (h < depth && norm2(along) > 0.5)
       {
          depth = h;
          n = along;

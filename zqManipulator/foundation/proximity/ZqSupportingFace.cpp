@@ -188,17 +188,21 @@ void faceOfPolygon(const ZqHull& H, int f, SupportingFace& face) noexcept
 int neighbourAlong(const ZqHull& H, const Vec3& d, int at, ZqReal& lean2) noexcept
 {
    int other = -1;
-   lean2 = 1.0;
+   ZqReal l2 = 1.0;
+   ZqReal e2 = 1.0;
    for (int i = H.firstNeighbour[at]; i < H.firstNeighbour[at + 1]; ++i)
    {
       const Vec3 e = H.vertices[H.neighbours[i]] - H.vertices[at];
       const ZqReal l = dot(e, d);
-      if (l * l < lean2 * norm2(e))
+      const ZqReal length2 = norm2(e);
+      if (l * l * e2 < l2 * length2)
       {
-         lean2 = l * l / norm2(e);
+         l2 = l * l;
+         e2 = length2;
          other = H.neighbours[i];
       }
    }
+   lean2 = l2 / e2;
    return other;
 }
 
@@ -250,6 +254,18 @@ void supportingFace(const ZqConvex& C, const Vec3& d, int& at, SupportingFace& f
       break;
    }
    setVertex(face, d, C.support(d, at), 0);
+}
+
+void placeFace(const Pose& X, SupportingFace& face) noexcept
+{
+   face.normal = X.R * face.normal;
+   for (int i = 0; i < face.count; ++i)
+      face.corner[i] = X * face.corner[i];
+   if (face.count < 3)
+      return;
+   face.axis = X.R * face.axis;
+   if (face.isDisc)
+      face.middle = X * face.middle;
 }
 
 std::uint32_t vertexName(int vertex) noexcept

@@ -34,6 +34,9 @@ struct SupportingFace
 /// the vertex that is furthest.
 void supportingFace(const ZqConvex& core, const Vec3& d, int& at, SupportingFace& face) noexcept;
 
+/// Moves a face into the frame that X places it in.
+void placeFace(const Pose& X, SupportingFace& face) noexcept;
+
 /// Names of features, which are never 0: of a vertex, of the edge between two vertices, and of the crossing of
 /// a rim, where a walk about the face's normal leaves the other side's face or enters it.
 /// @{
