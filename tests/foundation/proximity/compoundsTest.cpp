@@ -1,3 +1,4 @@
+#include "support/allocationCount.h"
 #include "support/randomValues.h"
 
 #include "zqManipulator/foundation/geometry/ZqBox.h"
@@ -340,4 +341,27 @@ TEST(Compounds, WalkWithoutJumpsAcrossTouching)
          last = found;
       }
    }
+}
+
+TEST(Compounds, SettleToNoAllocation)
+{
+   const Mixed shapes;
+   std::size_t allocated = 0;
+   for (int round = 0; round < 2; ++round)
+   {
+      RandomValues random(9);
+      const zqTest::AllocationCount allocations;
+      for (int k = 0; k < 40; ++k)
+         for (const ZqShape* A : shapes.all)
+         {
+            const Pose X = randomPose(random, 1.0);
+            ZqContactManifold found;
+            ZqShapePairCache cache;
+            contact(*A, shapes.several, X, 1e-2, &cache, found);
+            contact(shapes.solid, *A, X, 1e-2, nullptr, found);
+            EXPECT_LE(found.count, ZqContactManifold::capacity);
+         }
+      allocated = allocations.count();
+   }
+   EXPECT_EQ(allocated, 0U);
 }

@@ -15,7 +15,7 @@ class TriangleTree;
 } // namespace zqConvex
 
 /// Triangles that share vertices, with a tree of boxes over them and who is next to whom. Made once and then
-/// shared; for a million triangles about 250 MB.
+/// shared; for a million triangles about 180 MB.
 ///
 /// Triangles that are next to each other share an edge by place: vertices that stand in the same place count
 /// as one, as in files that repeat them for each triangle.
