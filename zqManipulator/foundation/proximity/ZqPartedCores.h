@@ -53,7 +53,8 @@ void refineApart(CorePair& pair, GjkResult& result) noexcept;
 /// Follows the normal of an overlap downhill to the next least of the height: from features of which points are given, by
 /// balancing them and exchanging them for higher ones. False if that ends elsewhere.
 bool descend(CorePair& pair, const Simplex& features, Penetration& penetration) noexcept;
+/// The same from the points that a cache has.
 bool descendFrom(CorePair& pair, const ZqPairCache& features, Penetration& penetration) noexcept;
-/// The same, slower and from anywhere, until the depth stops falling.
+/// To the same end slower and from anywhere, by the normals of the parted cores, until the depth stops falling.
 void refineDepth(CorePair& pair, Penetration& penetration, int mostSteps = 24) noexcept;
 } // namespace zqConvex
