@@ -49,8 +49,8 @@ struct Feature
       return kind == other.kind && largest(p - other.p) <= rounding;
    }
 
-   /// The point furthest along d, which is unit, and what its bend needs: the radius of a rim over its part of d, or one
-   /// over the height of a surface. False along the axis of a rim.
+   /// The point furthest along d, which is unit, and what its bend needs: the radius of a rim over its part
+   /// of d, or one over the height of a surface. False along the axis of a rim.
    bool furthest(const Vec3& d, Vec3& point, ZqReal& scale) const noexcept
    {
       scale = 0.0;

@@ -2,9 +2,9 @@
 
 #include <limits>
 
-// The axes that may part two boxes (Gottschalk, Lin and Manocha 1996): the normals of their faces, and the cross products
-// of their edges. The separation along an axis is taken for the very unit vector that is answered, so that nearly parallel
-// edges cost accuracy of the axis, but never a wrong depth.
+// The axes that may part two boxes (Gottschalk, Lin and Manocha 1996): the normals of their faces, and the
+// cross products of their edges. The separation along an axis is taken for the very unit vector that is
+// answered, so that nearly parallel edges cost accuracy of the axis, but never a wrong depth.
 namespace zqConvex
 {
 namespace
@@ -60,8 +60,8 @@ struct BoxPair
       return best;
    }
 
-   /// The axis across edge i of A and edge j of B, towards B, and the depth along it; false if it is not below
-   /// `bound`.
+   /// The axis across edge i of A and edge j of B, towards B, and the depth along it; false if it is not
+   /// below `bound`.
    bool alongEdges(const CorePair& pair, int i, int j, ZqReal bound, Vec3& n,
                    ZqReal& depth) const noexcept
    {

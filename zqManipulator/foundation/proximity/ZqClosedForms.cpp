@@ -28,7 +28,8 @@ struct SegmentPlaces
    Vec3 gap;
 };
 
-/// The nearest of nearly parallel segments, of which c leads from the middle of the first to that of the second.
+/// The nearest of nearly parallel segments, of which c leads from the middle of the first to that of the
+/// second.
 SegmentPlaces parallelPlaces(const Segment& A, const Segment& B, const Vec3& c, const Vec3& x,
                              ZqReal sine2) noexcept
 {
@@ -219,9 +220,9 @@ void trianglePoint(const Vec3* corner, const Vec3& c, CoreAnswer& out) noexcept
    out.distance = measure(-gap, out.n);
 }
 
-/// The nearest point of an ellipsoid's surface has the coordinates h p with |p| = 1, where
-/// p_i = (h_i / h_k)^2 (c_i / h_i) / (tau + m_i), m_i = (h_i / h_k)^2 - 1, h_k the least semi-axis and tau >= 0
-/// (Eberly 2013). 1 / |p| is nearly linear in tau and concave: Newton's method from below rises to the root (Moré and
+/// The nearest point of an ellipsoid's surface has the coordinates h p with |p| = 1, where p_i = (h_i /
+/// h_k)^2 (c_i / h_i) / (tau + m_i), m_i = (h_i / h_k)^2 - 1, h_k the least semi-axis and tau >= 0 (Eberly
+/// 2013). 1 / |p| is nearly linear in tau and concave: Newton's method from below rises to the root (Moré and
 /// Sorensen 1983).
 void ellipsoidPoint(const Vec3& h, const Vec3& c, CoreAnswer& out) noexcept
 {

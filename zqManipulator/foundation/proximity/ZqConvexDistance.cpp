@@ -22,8 +22,8 @@ ZqReal motionSince(const CorePair& pair, const Pose& X) noexcept
    return norm(pair.X.t - X.t) + 2.0 * std::sqrt(turn2) * pair.B.reach;
 }
 
-/// The points of an overlap, centred on their middle, so that they are as far apart as told. On curved cores they come a
-/// little aside of the normal.
+/// The points of an overlap, centred on their middle, so that they are as far apart as told. On curved cores
+/// they come a little aside of the normal.
 void answerOverlap(const Vec3& n, ZqReal depth, ZqReal lower, const Vec3& a, const Vec3& b,
                    CoreAnswer& out) noexcept
 {
@@ -53,8 +53,8 @@ void rememberOverlap(const CorePair& pair, const Penetration& penetration,
    }
 }
 
-/// An overlap that moved a little: the normal follows its features. False if the last full solution no longer proves that
-/// no other direction needs less, or if the features have changed too much.
+/// An overlap that moved a little: the normal follows its features. False if the last full solution no longer
+/// proves that no other direction needs less, or if the features have changed too much.
 bool followOverlap(CorePair& pair, ZqPairCache& cache, CoreAnswer& out) noexcept
 {
    const ZqReal motion = motionSince(pair, cache.pose);
@@ -73,8 +73,9 @@ bool followOverlap(CorePair& pair, ZqPairCache& cache, CoreAnswer& out) noexcept
    return true;
 }
 
-/// Cores so near that the iteration has not closed its bounds. Apart is said only with a direction in hand that parts
-/// the cores: a tiny distance without one can be a point deep inside that the iteration cannot enclose.
+/// Cores so near that the iteration has not closed its bounds. Apart is said only with a direction in hand
+/// that parts the cores: a tiny distance without one can be a point deep inside that the iteration cannot
+/// enclose.
 void settle(CorePair& pair, GjkResult& result) noexcept
 {
    const ZqReal size = pair.size();

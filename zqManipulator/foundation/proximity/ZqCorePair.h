@@ -55,9 +55,9 @@ inline Vec3 coreToShapeTurn(const ZqConvex& C, const Vec3& d) noexcept
    return C.frameIsIdentity ? d : C.frame.R * d;
 }
 
-/// Signed distance, normal and points of two cores, neither of which is a half-space: by a closed form where
-/// there is one, else by iteration, from what the cache has, if there is one. Always answers. Without `points`
-/// the deepest points of an overlap are left out where the normal does not need them.
+/// Signed distance, normal and points of two cores: by a closed form where there is one, else by iteration,
+/// from what the cache has, if there is one. Always answers. Without `points` the deepest points of an
+/// overlap are left out where the normal does not need them.
 void coreDistance(CorePair& pair, ZqPairCache* cache, CoreAnswer& out, bool points = true) noexcept;
 /// Nearest or deepest points of B moved out along n by depth + margin, and back; the direction of their line.
 Vec3 deepestPoints(CorePair& pair, const Vec3& n, ZqReal depth, ZqReal margin, Vec3& a, Vec3& b,

@@ -147,8 +147,8 @@ struct Expansion
       return nearest;
    }
 
-   /// Grows until no face, or none aside, is nearer than the best height by more than the gap, or the supports are used
-   /// up.
+   /// Grows until no face, or none aside, is nearer than the best height by more than the gap, or the
+   /// supports are used up.
    void grow(ZqReal relativeGap, bool onlyAside, int most) noexcept
    {
       const ZqReal least = closedGap * size;
@@ -165,7 +165,8 @@ struct Expansion
       }
    }
 
-   /// What the faces prove. A motion changes the heights of two directions unevenly by itself times their difference.
+   /// What the faces prove. A motion changes the heights of two directions unevenly by itself times their
+   /// difference.
    void prove() noexcept
    {
       best.lower = best.depth;
@@ -198,8 +199,8 @@ struct Expansion
       }
    }
 
-   /// Goes down to the least of the height from the nearest few faces that differ: each face nearer than the best height
-   /// may hide it.
+   /// Goes down to the least of the height from the nearest few faces that differ: each face nearer than the
+   /// best height may hide it.
    void refine() noexcept
    {
       constexpr int mostSeeds = 4;

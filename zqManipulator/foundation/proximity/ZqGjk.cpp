@@ -18,8 +18,8 @@ struct GjkIteration
    Vec3 v{0.0, 0.0, 0.0};
    ZqReal squared = 0.0; ///< |v|^2
    ZqReal scale = 0.0;   ///< largest coordinate of the points so far
-   // On curved rims every other step only prepares the next one: its gain is below rounding long before the end. Such a
-   // step is taken, a few in a row; the best simplex is kept aside.
+   // On curved rims every other step only prepares the next one: its gain is below rounding long before the
+   // end. Such a step is taken, a few in a row; the best simplex is kept aside.
    Simplex best;
    Vec3 bestV{0.0, 0.0, 0.0};
    ZqReal bestSquared = 0.0;
@@ -136,8 +136,8 @@ struct GjkIteration
       return true;
    }
 
-   /// Curved cores: the direction and the points at which the features of the simplex balance. The iteration alone
-   /// halves the angle at each step; with this it ends in a few.
+   /// Curved cores: the direction and the points at which the features of the simplex balance. The iteration
+   /// alone halves the angle at each step; with this it ends in a few.
    void sharpen() noexcept
    {
       Simplex balanced = S;
@@ -218,8 +218,8 @@ struct GjkIteration
       }
       out.distance = std::sqrt(squared);
       out.v = isSharp && squared > 0.0 ? n * -out.distance : v;
-      // A distance in the noise that no bound supports says that the origin is in A - B, not that it is near its
-      // surface: how deep it lies is for others to say.
+      // A distance in the noise that no bound supports says that the origin is in A - B, not that it is near
+      // its surface: how deep it lies is for others to say.
       out.overlaps |= squared <= 1e-24 * scale * scale && out.lower < 0.5 * out.distance;
       out.a = out.b = {0.0, 0.0, 0.0};
       if (out.overlaps)

@@ -26,8 +26,8 @@ struct GjkResult
    Simplex simplex;
 };
 
-/// The distance of two cores, from the simplex that the cache has of cores apart, if there is one (Gilbert, Johnson and
-/// Keerthi 1988).
+/// The distance of two cores, from the simplex that the cache has of cores apart, if there is one (Gilbert,
+/// Johnson and Keerthi 1988).
 void gjk(CorePair& pair, const ZqPairCache* warm, const GjkOptions& options,
          GjkResult& out) noexcept;
 /// Keeps the simplex of cores apart, and forgets an overlap.

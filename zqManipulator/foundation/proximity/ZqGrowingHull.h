@@ -4,8 +4,8 @@
 
 namespace zqConvex
 {
-/// A convex hull of triangles that grows point by point, without allocation: the expanding polytope. Faces keep
-/// unit outward normals and signed offsets, so that the origin may lie outside while it grows.
+/// A convex hull of triangles that grows point by point, without allocation: the expanding polytope. Faces
+/// keep unit outward normals and signed offsets, so that the origin may lie outside while it grows.
 template <int MaxVertices>
 struct GrowingHull
 {
@@ -61,8 +61,8 @@ struct GrowingHull
             face[f].next[e] = neighbours[f][e];
       }
    }
-   /// Adds a point that sees face `from`. Faces in whose plane it lies go too, so that no new face is flat. False,
-   /// and nothing changed, when full or when rounding would tear the surface.
+   /// Adds a point that sees face `from`. Faces in whose plane it lies go too, so that no new face is flat.
+   /// False, and nothing changed, when full or when rounding would tear the surface.
    bool add(const Vec3& a, const Vec3& b, int from) noexcept
    {
       if (vertexCount == MaxVertices)

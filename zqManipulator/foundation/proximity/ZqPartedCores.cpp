@@ -149,8 +149,8 @@ void refineDepth(CorePair& pair, Penetration& penetration, int mostSteps) noexce
    ZqPairCache warm;
    Vec3 lastMove{0.0, 0.0, 0.0};
    bool hasMoved = false;
-   // It contracts by (depth + margin) / (radius of curvature + margin), slowly for deep overlaps: every second step leaps
-   // ahead along the line of the last two (Aitken), and counts only if the depth falls.
+   // It contracts by (depth + margin) / (radius of curvature + margin), slowly for deep overlaps: every
+   // second step leaps ahead along the line of the last two (Aitken), and counts only if the depth falls.
    for (int k = 0; k < mostSteps; ++k)
    {
       Vec3 a, b;

@@ -2,12 +2,12 @@
 
 #include "zqManipulator/foundation/proximity/ZqGjk.h"
 
-// Cores that overlap or nearly touch, seen moved apart along a normal by a margin, where the direction between them
-// is sharp.
+// Cores that overlap or nearly touch, seen moved apart along a normal by a margin, where the direction
+// between them is sharp.
 namespace zqConvex
 {
-/// The least translation that parts two cores. The height of any unit vector over A - B is a translation that parts
-/// them: so whatever rounding does, `depth` is not below the true one.
+/// The least translation that parts two cores. The height of any unit vector over A - B is a translation that
+/// parts them: so whatever rounding does, `depth` is not below the true one.
 struct Penetration
 {
    ZqReal depth = std::numeric_limits<ZqReal>::infinity();
@@ -47,13 +47,15 @@ struct Penetration
    }
 };
 
-/// Sharpens direction and bounds of cores so near that their difference has lost its direction. Every normal proves
-/// a lower bound, every pair of points an upper one.
+/// Sharpens direction and bounds of cores so near that their difference has lost its direction. Every normal
+/// proves a lower bound, every pair of points an upper one.
 void refineApart(CorePair& pair, GjkResult& result) noexcept;
-/// Follows the normal of an overlap downhill to the next least of the height: from features of which points are given, by
-/// balancing them and exchanging them for higher ones. False if that ends elsewhere.
+/// Follows the normal of an overlap downhill to the next least of the height: from features of which points
+/// are given, by balancing them and exchanging them for higher ones. False if that ends elsewhere.
 bool descend(CorePair& pair, const Simplex& features, Penetration& penetration) noexcept;
+/// The same from the points that a cache has.
 bool descendFrom(CorePair& pair, const ZqPairCache& features, Penetration& penetration) noexcept;
-/// The same, slower and from anywhere, until the depth stops falling.
+/// To the same end slower and from anywhere, by the normals of the parted cores, until the depth stops
+/// falling.
 void refineDepth(CorePair& pair, Penetration& penetration, int mostSteps = 24) noexcept;
 } // namespace zqConvex

@@ -59,12 +59,12 @@ struct ZqPairCache
    std::int8_t count = 0; ///< of points
    bool overlapped = false;
    int atA = 0, atB = 0; ///< where polytopes begin to look
-   /// Of the features that are nearest or deepest, each in the frame of its own core: so they are points of the shapes
-   /// after any motion.
+   /// Of the features that are nearest or deepest, each in the frame of its own core: so they are points of
+   /// the shapes after any motion.
    zqConvex::Vec3 a[4], b[4];
-   /// Of an overlap: the normal in the first core's frame, and the last proof that no direction needs less: the
-   /// depth was `lower` at least when the second core stood at `pose` in the first one's frame, and it takes a motion of
-   /// more than `reliable` from there until one that is not near the normal may need less.
+   /// Of an overlap: the normal in the first core's frame, and the last proof that no direction needs less:
+   /// the depth was `lower` at least when the second core stood at `pose` in the first one's frame, and it
+   /// takes a motion of more than `reliable` from there until one that is not near the normal may need less.
    zqConvex::Vec3 normal;
    ZqReal lower = 0.0;
    ZqReal reliable = 0.0;

@@ -7,8 +7,8 @@
 
 namespace zqConvex
 {
-/// Up to four points w = a - b of the difference of two sets, with the weights of the point that is nearest the
-/// origin.
+/// Up to four points w = a - b of the difference of two sets, with the weights of the point that is nearest
+/// the origin.
 struct Simplex
 {
    Vec3 w[4], a[4], b[4];
@@ -84,8 +84,8 @@ inline void offerSegment(const Vec3* w, int i, int j, NearestPoint& best) noexce
    best.weight[1] = s;
 }
 
-/// The areas, times a common factor, of the triangles that a point p in the plane of a triangle makes with its
-/// edges, over its area: from their projections along the largest coordinate of the normal n.
+/// The areas, times a common factor, of the triangles that a point p in the plane of a triangle makes with
+/// its edges, over its area: from their projections along the largest coordinate of the normal n.
 inline Vec3 areasAbout(const Vec3& p, const Vec3& a, const Vec3& b, const Vec3& c,
                        const Vec3& n) noexcept
 {
@@ -133,8 +133,9 @@ inline void offerTriangle(const Vec3* w, int i, int j, int k, NearestPoint& best
       return;
    }
    area = area * (1.0 / (area.x + area.y + area.z));
-   // The foot on the plane has the exact direction of the normal, however near the origin is; but the plane of a
-   // needle is noise. Where the weighted points contradict it, they are right: they do lie in the simplex.
+   // The foot on the plane has the exact direction of the normal, however near the origin is; but the plane
+   // of a needle is noise. Where the weighted points contradict it, they are right: they do lie in the
+   // simplex.
    const Vec3 weighted = a * area.x + b * area.y + c * area.z;
    const bool isNeedle =
       largest(weighted - foot) > 2e-15 * std::max({largest(a), largest(b), largest(c)});
