@@ -68,7 +68,8 @@ class Overlap
 public:
    Overlap(const PartSide& A, const PartSide& B, const Pose& X) : m_A(A), m_B(B), m_X(X) {}
 
-   void solve(const Vec3& hint);
+   /// False where the shapes do but touch within rounding: there is nothing to part.
+   bool solve(const Vec3& hint);
    const Parting& best() const noexcept { return m_best; }
    /// No translation parts the shapes by less.
    ZqReal lower() const noexcept { return m_lower; }
@@ -425,7 +426,7 @@ void Overlap::tryCombinations()
       }
 }
 
-void Overlap::solve(const Vec3& hint)
+bool Overlap::solve(const Vec3& hint)
 {
    const auto sizeOf = [](const PartSide& side)
    {
@@ -442,6 +443,8 @@ void Overlap::solve(const Vec3& hint)
    };
    m_size = std::min(sizeOf(m_A), sizeOf(m_B));
    collect(m_X, m_space.first);
+   if (m_space.first.empty() && !isInside(m_A, m_B, m_X))
+      return false;
    m_space.near.clear();
    if (norm2(hint) > 0.0)
       tryAndFollow(hint);
@@ -450,6 +453,7 @@ void Overlap::solve(const Vec3& hint)
       if (m_space.candidates[i].least < m_best.length)
          tryAndFollow(m_space.candidates[i].u);
    tryCombinations();
+   return true;
 }
 } // namespace
 
@@ -457,7 +461,8 @@ void leastParting(const PartSide& A, const PartSide& B, const Pose& X, ZqShapePa
                   ZqSeparation& out)
 {
    Overlap overlap(A, B, X);
-   overlap.solve(cache ? cache->parting : Vec3{0.0, 0.0, 0.0});
+   if (!overlap.solve(cache ? cache->parting : Vec3{0.0, 0.0, 0.0}))
+      return;
    const Parting& best = overlap.best();
    if (cache)
    {
