@@ -1,5 +1,5 @@
-// The broad phase beside those of other libraries, as far as these were found: 10,000 boxes, the same moves
-// for all, and every number of pairs compared.
+// The broad phase beside those of other libraries, as far as these were found: 10,000 boxes, the
+// same moves for all, and every number of pairs compared.
 //
 //    broadPhaseBenchmark [text...]    only the rows that have one of the texts in their title
 
@@ -102,7 +102,8 @@ struct Walk
       for (std::size_t step = 0; step < steps; ++step)
       {
          Moves& made = moves.emplace_back();
-         // First all move, so that each box stands anywhere within whatever margin a library gives it.
+         // First all move, so that each box stands anywhere within whatever margin a library gives
+         // it.
          const double share = step < settlingSteps ? 1.0 : motion.share;
          for (unsigned n = 0; n < boxCount * share; ++n)
          {
@@ -121,8 +122,9 @@ struct Walk
    }
 };
 
-/// Microseconds of a step, on average over those after settling; of each the least of all repetitions, so that
-/// what else the machine does counts little, and what the library does now and then counts.
+/// Microseconds of a step, on average over those after settling; of each the least of all
+/// repetitions, so that what else the machine does counts little, and what the library does now and
+/// then counts.
 class Measurement
 {
 public:
@@ -154,7 +156,7 @@ public:
          double sum = 0.0;
          for (std::size_t step = settlingSteps; step < steps; ++step)
             sum += m_times[i][step] / static_cast<double>(steps - settlingSteps);
-         std::printf("  %s %.0f", m_libraries[i]->name().c_str(), sum);
+         std::printf("  %s %.1f", m_libraries[i]->name().c_str(), sum);
          if (i > 0)
             best = std::min(best, sum);
          else

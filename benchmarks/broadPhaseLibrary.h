@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-/// What the benchmark of broad phases knows of a library: each gets the same boxes and the same moves.
+/// What the benchmark of broad phases knows of a library: each gets the same boxes and the same
+/// moves.
 namespace zqBenchmark
 {
 struct Box
@@ -42,7 +43,8 @@ private:
 using BroadPhases = std::vector<std::unique_ptr<BroadPhase>>;
 
 /// \name Peers
-/// Each appends what the library has. FCL's sweep takes minutes where boxes are crowded, and is left out there.
+/// Each appends what the library has. FCL's sweep takes minutes where boxes are crowded, and is
+/// left out there.
 /// @{
 void addFcl(const std::vector<Box>& boxes, bool isCrowded, BroadPhases& peers);
 void addBullet(const std::vector<Box>& boxes, BroadPhases& peers);

@@ -1,8 +1,15 @@
 #include "apps/zqsimFixture.h"
+#include "zqManipulator/foundation/geometry/ZqSphere.h"
+#include "zqManipulator/foundation/geometry/ZqTriangleMesh.h"
+#include "zqManipulator/foundation/xml/ZqXmlDocument.h"
+#include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
+#include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <regex>
+#include <tuple>
 
 namespace
 {
@@ -32,7 +39,7 @@ TEST_F(Zqsim, ModelsAreReadWithoutAWordAndWrittenAsTheyAre)
       if (!file.ends_with(".xml"))
          continue;
       SCOPED_TRACE(file);
-      for (const std::string command : {"info ", "frames ", "check "})
+      for (const std::string command : {"info ", "frames ", "distance ", "check "})
       {
          const Result result = run(command + file);
          EXPECT_EQ(result.code, 0);
@@ -142,6 +149,7 @@ TEST_F(Zqsim, FailuresHaveTheirCodeAndOneLine)
            {"info", 2, "MODEL"},
            {"info --fast " + puma, 2, "--fast"},
            {"frames " + puma + " --joints", 2, "--joints"},
+           {"distance " + puma + " --margin nan", 2, "--margin"},
            {"frames " + puma + " --joints '0.1 0.2'", 2, "needs 6 numbers, but received 2"},
            {"frames " + puma + " --joints '1 2 3 4 5 nan'", 2, "\"nan\""},
            {"frames " + puma + " --joints '1 2 3 4 5 6m'", 2, "\"6m\""},
@@ -195,6 +203,72 @@ TEST_F(Zqsim, PumaReachesWhereItsGeometrySays)
       for (std::size_t i = 0; i < 3; ++i)
          EXPECT_NEAR(tip.at("position")[i], expected[i], 1e-14); // a few roundings of a metre
    }
+}
+
+TEST_F(Zqsim, DistancesAreThoseOfTheShapes)
+{
+   // A ball on an arm that turns about z, beside two others that stand.
+   const auto bodyOf = [](const char* label, const ZqVector& center)
+   {
+      ZqManipulatorLink link;
+      link.setLinkLabel(label);
+      link.setLinkKinematics(ZqDenavitHartenberg());
+      link.setMassProperties(ZqRigidBodyMassProperties::pointMass(1.0));
+      link.setShape(ZqSphere(center, 0.25));
+      return link;
+   };
+   ZqIndividualManipulator arm;
+   arm.setManipulatorLabel("arm");
+   arm.addChild(bodyOf("ball", {1.0, 0.0, 0.0}));
+   ZqStatedSystem scene;
+   scene.addManipulator(arm);
+   for (const auto& [label, y] : {std::pair{"near", 1.0}, {"far", 3.0}})
+   {
+      ZqIndividualManipulator body;
+      body.setManipulatorLabel(label);
+      body.setLinkLabel("base");
+      body.setShape(ZqSphere(ZqVector(0.0, y, 0.0), 0.25));
+      scene.addManipulator(body);
+   }
+   const std::string file = scratch("balls.xml");
+   ASSERT_TRUE(Zq::save(scene, file));
+   const auto pairsAt = [&](const std::string& options)
+   { return runForJson("distance " + file + ' ' + options).at("pairs"); };
+
+   const Json level = pairsAt("");
+   ASSERT_EQ(level.size(), 3U);
+   EXPECT_NEAR(level[0].at("distance"), std::sqrt(2.0) - 0.5, 1e-8); // the joint is at 1e-9
+   const Json up = pairsAt("--margin 0 --joints 1.3");               // overlapping
+   ASSERT_EQ(up.size(), 1U);
+   const ZqVector ball(std::cos(1.3), std::sin(1.3), 0.0);
+   const ZqVector away = ZqVector(0.0, 1.0, 0.0) - ball;
+   EXPECT_NEAR(up[0].at("distance"), away.mag() - 0.5, 1e-15);
+   EXPECT_EQ(up[0].at("links")[0], Json({{"manipulator", "arm"}, {"link", "ball"}}));
+   for (std::size_t i = 0; i < 3; ++i)
+   {
+      EXPECT_NEAR(up[0].at("points")[0][i], (ball + away.unitVector() * 0.25)[i], 1e-15);
+      EXPECT_NEAR(up[0].at("normal")[i], away.unitVector()[i], 1e-14);
+   }
+   EXPECT_EQ(run("distance " + file + " --margin 0").out,
+             "no two links that may collide are within 0 m\n");
+   EXPECT_EQ(run("distance " + file + " --margin inf").code, 2);
+   EXPECT_EQ(run("check " + file).code, 0);
+
+   // What check tells of shapes.
+   scene.editManipulator(1, [](ZqIndividualManipulator& body)
+                         { body.setShape(ZqSphere(ZqVector(1.0, 0.1, 0.0), 0.25)); });
+   scene.editManipulator(2,
+                         [](ZqIndividualManipulator& body)
+                         {
+                            body.setShape(ZqTriangleMesh(
+                               {{5.0, 0.0, 0.0}, {6.0, 0.0, 0.0}, {5.0, 1.0, 0.0}}, {{0, 1, 2}}));
+                         });
+   ASSERT_TRUE(Zq::save(scene, file));
+   const Result found = run("check " + file);
+   EXPECT_EQ(found.code, 5);
+   EXPECT_NE(found.out.find("overlaps link \"base\" of \"near\" by 0.4 m"), std::string::npos)
+      << found.out;
+   EXPECT_NE(found.out.find("[mesh-not-closed]"), std::string::npos) << found.out;
 }
 
 TEST_F(Zqsim, WhatIsAttachedMovesAlong)
@@ -330,6 +404,125 @@ TEST_F(Zqsim, FramesThatAreNotFiniteAreANumericalFailure)
    const Json tip = runForJson("frames " + changed("puma560", tooLong), 4)
                        .at("/manipulators/0/frames/6/position"_json_pointer);
    EXPECT_TRUE(tip[0].is_number() && tip[2].is_null()) << tip;
+}
+
+/// The four triangles of a tetrahedron, as a binary STL file that says how many there are.
+std::string binaryStl(std::uint32_t count, const std::string& header = "made by hand")
+{
+   const float corners[4][3] = {{0, 0, 0}, {0.5, 0, 0}, {0, 0.25, 0}, {0, 0, 0.125}};
+   const int triangles[4][3] = {{0, 2, 1}, {0, 1, 3}, {0, 3, 2}, {1, 2, 3}};
+   std::string file = header;
+   file.resize(80);
+   file.append(reinterpret_cast<const char*>(&count), 4);
+   for (const auto& triangle : triangles)
+   {
+      file.append(12, '\0');
+      for (const int corner : triangle)
+         file.append(reinterpret_cast<const char*>(corners[corner]), 12);
+      file.append(2, '\0');
+   }
+   return file;
+}
+
+/// A point in the frame of a shape that is drawn, in the system.
+std::array<double, 3> inSystem(const Json& shape, const Json& point)
+{
+   const auto cross = [](const std::array<double, 3>& a, const std::array<double, 3>& b)
+   {
+      return std::array{a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2],
+                        a[0] * b[1] - a[1] * b[0]};
+   };
+   const auto p = point.get<std::array<double, 3>>();
+   const auto t = shape.at("position").get<std::array<double, 3>>();
+   const auto q = shape.at("orientation").get<std::array<double, 4>>();
+   const std::array u{q[1], q[2], q[3]};
+   const auto c = cross(u, p);
+   const auto d = cross(u, c);
+   std::array<double, 3> result{};
+   for (std::size_t i = 0; i < 3; ++i)
+      result[i] = t[i] + p[i] + 2.0 * (q[0] * c[i] + d[i]);
+   return result;
+}
+
+TEST_F(Zqsim, MeshesOfFilesBecomeShapes)
+{
+   std::vector<double> ofMesh;
+   if (run("convert x.xml y.xml --mesh a=b").err.find("without Assimp") != std::string::npos)
+      GTEST_SKIP() << "built without Assimp";
+   std::string text = "solid t\n", wavefront = "v 0 0 0\nv 0.5 0 0\nv 0 0.25 0\nv 0 0 0.125\n";
+   for (const char* const triangle : {"0 0 0/0 0.25 0/0.5 0 0", "0 0 0/0.5 0 0/0 0 0.125",
+                                      "0 0 0/0 0 0.125/0 0.25 0", "0.5 0 0/0 0.25 0/0 0 0.125"})
+      text += "facet normal 0 0 0\nouter loop\nvertex " +
+              std::regex_replace(std::string(triangle), std::regex("/"), "\nvertex ") +
+              "\nendloop\nendfacet\n";
+   text += "endsolid t\n";
+   wavefront += "f 1 3 2\nf 1 2 4\nf 1 4 3\nf 2 3 4\n";
+   const std::string puma = model("puma560"), out = scratch("out.xml");
+   const auto write = [&](const std::string& name, const std::string& content)
+   {
+      std::ofstream(scratch(name), std::ios::binary) << content;
+      return scratch(name);
+   };
+   for (const auto& [name, content] : {std::pair<std::string, std::string>{"a.stl", binaryStl(4)},
+                                       {"b.STL", binaryStl(4, "solid")},
+                                       {"c.stl", text},
+                                       {"d.obj", wavefront}})
+      for (const std::string as : {"mesh", "hull"})
+      {
+         SCOPED_TRACE(name + as);
+         const Result made = run("convert " + puma + " -o " + out +
+                                 " --mesh forearm=" + write(name, content) + " --mesh-as " + as);
+         EXPECT_EQ(made.code, 0) << made.err;
+         const std::string type = as == "mesh" ? "triangleMesh" : "convexHull";
+         const Json info = runForJson("info " + out);
+         EXPECT_EQ(info.at("shapes"), (Json{{type, 1}}));
+         for (const Json& link : info.at("/manipulators/0/links"_json_pointer))
+            EXPECT_EQ(link.at("shapes").size(), link.at("label") == "forearm" ? 1U : 0U);
+         EXPECT_NE(run("info " + out).out.find("forearm  " + type), std::string::npos);
+         for (const Json& link :
+              runForJson("frames " + out).at("/manipulators/0/frames"_json_pointer))
+            for (const Json& shape : link.at("shapes"))
+            {
+               EXPECT_EQ(shape.at("vertices").size(), 4U);
+               EXPECT_EQ(shape.at(as == "mesh" ? "triangles" : "faces").size(), 4U);
+               // In the system both stand in the same place.
+               std::vector<double> sum(3);
+               for (const Json& vertex : shape.at("vertices"))
+                  for (int i = 0; i < 3; ++i)
+                     sum[i] += inSystem(shape, vertex)[i];
+               if (as == "mesh")
+                  ofMesh = sum;
+               for (int i = 0; i < 3; ++i)
+                  EXPECT_NEAR(sum[i], ofMesh[i], 1e-6) << shape;
+            }
+         EXPECT_EQ(run("convert " + out + " -").out, contentOf(out));
+      }
+   const std::string whole = binaryStl(4);
+   for (const auto& [argument, code, message] :
+        {std::tuple<std::string, int, std::string>{"forearm", 2, "LINK=FILE"},
+         {"nobody=" + write("a.stl", whole), 2, "no link \"nobody\""},
+         {"forearm=" + scratch("missing.stl"), 3, "cannot be opened"},
+         {"forearm=" + scratch(""), 3, ".stl and .obj"},
+         {"forearm=" + write("a.ply", whole), 3, ".stl and .obj"},
+         {"forearm=" + write("cut.stl", whole.substr(0, whole.size() - 1)), 3, "4 triangles"},
+         {"forearm=" + write("more.stl", binaryStl(5)), 3, "5 triangles"},
+         {"forearm=" + write("less.stl", binaryStl(3)), 3, "3 triangles"},
+         {"forearm=" + write("huge.stl", binaryStl(0xFFFFFFFF)), 3, "4294967295 triangles"},
+         {"forearm=" + write("short.stl", whole.substr(0, 83)), 3, "cut short"},
+         {"forearm=" + write("text.stl", text.substr(0, 200)), 3, "cut short"},
+         {"forearm=" + write("none.stl", ""), 3, "cut short"},
+         {"forearm=" + write("none.obj", ""), 3, "none.obj"},
+         {"forearm=" + write("bad.obj", "v 0 0 0\nf 1 2 99\n"), 3, "bad.obj"},
+         {"forearm=" + write("flat.obj", "v 0 0 0\nv 1 0 0\nv 2 0 0\nf 1 2 3\n"), 3,
+          "no triangle"}})
+   {
+      SCOPED_TRACE(argument);
+      const Result result =
+         run("convert " + puma + " --out " + scratch("no.xml") + " --mesh " + argument);
+      EXPECT_EQ(result.code, code) << result.err;
+      EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
+      EXPECT_FALSE(std::filesystem::exists(scratch("no.xml")));
+   }
 }
 
 TEST_F(Zqsim, TheReadmeShowsWhatIsPrinted)

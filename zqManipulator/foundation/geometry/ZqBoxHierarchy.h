@@ -37,14 +37,14 @@ inline bool overlap(const AlignedBox& a, const AlignedBox& b) noexcept
           (b.lower.y <= a.upper.y) & (a.lower.z <= b.upper.z) & (b.lower.z <= a.upper.z);
 }
 
-/// A binary tree of boxes over items that are numbered from 0, each with a box. Its shape is made once, by
-/// the surface area heuristic in bins (Wald 2007), in n log n; then boxes may change, and the tree is
-/// refitted to them. No leaf is deeper than `depthLimit`.
+/// A binary tree of boxes over items that are numbered from 0, each with a box. Its shape is made
+/// once, by the surface area heuristic in bins (Wald 2007), in n log n; then boxes may change, and
+/// the tree is refitted to them. No leaf is deeper than `depthLimit`.
 ///
-/// Nodes stand in one array, each before its left and that before its right subtree, so that a walk is a
-/// loop: on to the next node, or over the subtree. Boxes are kept in single precision about an origin amidst
-/// them, rounded outwards: the boxes of the tree hold those that were given. Items with empty boxes, or
-/// boxes with a NaN, are never visited; unbounded boxes are.
+/// Nodes stand in one array, each before its left and that before its right subtree, so that a walk
+/// is a loop: on to the next node, or over the subtree. Boxes are kept in single precision about an
+/// origin amidst them, rounded outwards: the boxes of the tree hold those that were given. Items
+/// with empty boxes, or boxes with a NaN, are never visited; unbounded boxes are.
 ///
 /// Walks allocate nothing, and any number of threads may walk at a time.
 class BoxHierarchy
@@ -67,14 +67,19 @@ public:
       int item;
    };
 
-   /// A new tree over as many items as there are boxes. Who builds again and again keeps the working space.
+   /// A new tree over as many items as there are boxes. Who builds again and again keeps the
+   /// working space.
    void build(std::span<const AlignedBox> boxes);
    void build(std::span<const AlignedBox> boxes, std::vector<Reference>& space);
    /// New boxes for all items of the same tree.
    void refit(std::span<const AlignedBox> boxes) noexcept;
    /// A new box for one item of the same tree, in time of the order of its depth.
    void setBox(int item, const AlignedBox& box) noexcept;
-   /// The same for many items: the tree does not hold their boxes until it is refitted as a whole.
+   /// Whether a box is no further from the place of an item in the tree than the node above it is
+   /// large: there, the item does not make the tree much looser.
+   bool isNear(int item, const AlignedBox& box) const noexcept;
+   /// As `setBox`, for many items: the tree does not hold their boxes until it is refitted as a
+   /// whole.
    void setLeaf(int item, const AlignedBox& box) noexcept;
    void refit() noexcept;
    int size() const noexcept { return static_cast<int>(m_leaves.size()); }
@@ -108,14 +113,14 @@ public:
       }
    }
 
-   /// Calls `limit = visit(item)` for the items whose boxes may be within `limit` (m) of a box, the near ones
-   /// first as far as the tree tells. X places the box in the tree's frame; it is not empty. The
-   /// visitor returns the limit from there on: at a distance that it found, nothing further away comes; below
-   /// zero, nothing more at all.
+   /// Calls `limit = visit(item)` for the items whose boxes may be within `limit` (m) of a box, the
+   /// near ones first as far as the tree tells. X places the box in the tree's frame; it is not
+   /// empty. The visitor returns the limit from there on: at a distance that it found, nothing
+   /// further away comes; below zero, nothing more at all.
    template <class Visit>
    void visitNearest(const AlignedBox& box, const Pose& X, ZqReal limit, Visit&& visit) const;
-   /// The same for pairs of items of two trees: `limit = visit(itemOfA, itemOfB)`, where X places B in the
-   /// frame of A.
+   /// The same for pairs of items of two trees: `limit = visit(itemOfA, itemOfB)`, where X places B
+   /// in the frame of A.
    template <class Visit>
    static void visitNearestPairs(const BoxHierarchy& A, const BoxHierarchy& B, const Pose& X,
                                  ZqReal limit, Visit&& visit);
@@ -174,40 +179,40 @@ public:
         m_slack(lastPlaces * largest(X.t))
    {
    }
-   /// A box of B by its center and half its extents, which are larger than the true ones by a few last places
-   /// of its largest coordinate. Bounds are finite then, though beyond all boxes.
-   struct Centered
+   /// A box of B: its center in A, and half its extents along the axes of A and along its own. They
+   /// are larger than the true ones by a few last places of its largest coordinate, and finite,
+   /// though beyond all boxes.
+   struct Placed
    {
-      Vec3 center, half;
-
-      explicit Centered(const AlignedBox& box) noexcept
-      {
-         constexpr ZqReal farthest = 1e100;
-         for (int k = 0; k < 3; ++k)
-         {
-            const ZqReal lower = std::clamp(box.lower[k], -farthest, farthest);
-            const ZqReal upper = std::clamp(box.upper[k], -farthest, farthest);
-            center[k] = (lower + upper) * 0.5;
-            half[k] = (upper - lower) * 0.5;
-         }
-         const ZqReal rounding = (largest(center) + largest(half)) * lastPlaces;
-         half += {rounding, rounding, rounding};
-      }
+      Vec3 center, half, ownHalf;
    };
-   /// What the squared distance of a box in A and one in B is at least: by their gaps along the axes of A, and
-   /// along those of B. Zero where nothing can be told of an unbounded one.
-   ZqReal gapSquared(const AlignedBox& a, const Centered& b) const noexcept
+   Placed place(const AlignedBox& box) const noexcept
    {
-      const Vec3 c = m_X * b.center;
-      const Vec3 h = m_magnitudes * b.half;
-      const ZqReal inA = squared(std::max(a.lower.x - c.x, c.x - a.upper.x) - h.x) +
-                         squared(std::max(a.lower.y - c.y, c.y - a.upper.y) - h.y) +
-                         squared(std::max(a.lower.z - c.z, c.z - a.upper.z) - h.z);
+      const auto bounded = [](ZqReal x) { return std::clamp(x, -1e100, 1e100); };
+      const Vec3 lower{bounded(box.lower.x), bounded(box.lower.y), bounded(box.lower.z)};
+      const Vec3 upper{bounded(box.upper.x), bounded(box.upper.y), bounded(box.upper.z)};
+      const Vec3 center = (lower + upper) * 0.5;
+      Vec3 half = (upper - lower) * 0.5;
+      const ZqReal rounding = (largest(center) + largest(half)) * lastPlaces;
+      half += {rounding, rounding, rounding};
+      return {m_X * center, m_magnitudes * half, half};
+   }
+   /// What the squared distance of a box in A and one in B is at least: by their gaps along the
+   /// axes of A, and along those of B. Zero where nothing can be told of an unbounded one. Once it
+   /// is above `enough` it need not be the most that can be told.
+   ZqReal gapSquared(const AlignedBox& a, const Placed& b, ZqReal enough) const noexcept
+   {
+      const Vec3& c = b.center;
+      const ZqReal inA = squared(std::max(a.lower.x - c.x, c.x - a.upper.x) - b.half.x) +
+                         squared(std::max(a.lower.y - c.y, c.y - a.upper.y) - b.half.y) +
+                         squared(std::max(a.lower.z - c.z, c.z - a.upper.z) - b.half.z);
+      if (inA > enough)
+         return inA;
       const Vec3 d = turnBack(m_X.R, (a.lower + a.upper) * 0.5 - c);
       const Vec3 e = turnBack(m_magnitudes, (a.upper - a.lower) * 0.5);
-      const ZqReal inB = squared(std::abs(d.x) - b.half.x - e.x) +
-                         squared(std::abs(d.y) - b.half.y - e.y) +
-                         squared(std::abs(d.z) - b.half.z - e.z);
+      const ZqReal inB = squared(std::abs(d.x) - b.ownHalf.x - e.x) +
+                         squared(std::abs(d.y) - b.ownHalf.y - e.y) +
+                         squared(std::abs(d.z) - b.ownHalf.z - e.z);
       return std::max(inA, inB);
    }
 
@@ -229,92 +234,119 @@ private:
    ZqReal m_slack;    ///< for the rounding of the translation
 };
 
+/// The nodes, or pairs of them, that a walk has still to look at, of which it takes the nearer one
+/// of two first.
+template <class Nodes, int capacity>
+class NearestFirst
+{
+public:
+   /// Those of the two that are within the limit. Gaps are squared, and NaN where there is nothing.
+   void push(const Nodes& a, ZqReal gapA, const Nodes& b, ZqReal gapB, ZqReal limitSquared) noexcept
+   {
+      const bool isFirstNearer = gapA < gapB;
+      if (isFirstNearer)
+         push(b, gapB, limitSquared);
+      push(a, gapA, limitSquared);
+      if (!isFirstNearer)
+         push(b, gapB, limitSquared);
+   }
+   void push(const Nodes& nodes, ZqReal gap, ZqReal limitSquared) noexcept
+   {
+      if (gap <= limitSquared)
+         m_steps[m_count++] = {nodes, gap};
+   }
+   /// The next that are within the limit (m). False when there are none.
+   bool pop(Nodes& nodes, ZqReal limit) noexcept
+   {
+      const ZqReal limitSquared = limit >= 0.0 ? limit * limit : -1.0;
+      while (m_count > 0)
+      {
+         const Step& step = m_steps[--m_count];
+         if (step.gap <= limitSquared)
+         {
+            nodes = step.nodes;
+            return true;
+         }
+      }
+      return false;
+   }
+
+private:
+   struct Step
+   {
+      Nodes nodes;
+      ZqReal gap;
+   };
+   std::array<Step, capacity> m_steps;
+   int m_count = 0;
+};
+
 template <class Visit>
 void BoxHierarchy::visitNearest(const AlignedBox& box, const Pose& X, ZqReal limit,
                                 Visit&& visit) const
 {
-   struct Step
-   {
-      int node;
-      ZqReal gap; // squared
-   };
+   if (m_nodes.empty())
+      return;
    const BoxPlacement placement({X.R, X.t - m_origin});
-   const BoxPlacement::Centered centered(box);
-   std::array<Step, depthLimit + 2> stack;
-   int count = 0;
-   const auto push = [&](int node)
+   const BoxPlacement::Placed placed = placement.place(box);
+   const auto gap = [&](int i, ZqReal enough)
    {
-      if (!m_nodes[node].isEmpty())
-         stack[count++] = {node, placement.gapSquared(widened(m_nodes[node]), centered)};
+      return m_nodes[i].isEmpty() ? std::numeric_limits<ZqReal>::quiet_NaN()
+                                  : placement.gapSquared(widened(m_nodes[i]), placed, enough);
    };
-   if (!m_nodes.empty())
-      push(0);
-   while (count > 0)
-   {
-      const auto [i, gap] = stack[--count];
-      if (!(limit >= 0.0 && gap <= limit * limit))
-         continue;
+   NearestFirst<int, depthLimit + 2> steps;
+   steps.push(0, gap(0, limit * limit), limit * limit);
+   for (int i = 0; steps.pop(i, limit);)
       if (m_nodes[i].item >= 0)
-      {
          limit = visit(m_nodes[i].item);
-         continue;
+      else
+      {
+         const ZqReal enough = limit * limit;
+         const int left = i + 1;
+         const int right = m_nodes[left].next;
+         steps.push(left, gap(left, enough), right, gap(right, enough), enough);
       }
-      const int before = count;
-      push(i + 1);
-      push(m_nodes[i + 1].next);
-      if (count == before + 2 && stack[count - 1].gap > stack[count - 2].gap)
-         std::swap(stack[count - 1], stack[count - 2]);
-   }
 }
 
 template <class Visit>
 void BoxHierarchy::visitNearestPairs(const BoxHierarchy& A, const BoxHierarchy& B, const Pose& X,
                                      ZqReal limit, Visit&& visit)
 {
-   struct Step
-   {
-      int a, b;
-      ZqReal gap; // squared
-   };
+   if (A.m_nodes.empty() || B.m_nodes.empty())
+      return;
    const BoxPlacement placement({X.R, X * B.m_origin - A.m_origin});
-   std::array<Step, 2 * depthLimit + 2> stack;
-   int count = 0;
-   const auto push = [&](int a, int b)
+   const auto placed = [&](int b) { return placement.place(widened(B.m_nodes[b])); };
+   const auto gap = [&](int a, int b, const BoxPlacement::Placed& box, ZqReal enough)
    {
-      if (A.m_nodes[a].isEmpty() || B.m_nodes[b].isEmpty())
-         return;
-      stack[count++] = {a, b,
-                        placement.gapSquared(widened(A.m_nodes[a]),
-                                             BoxPlacement::Centered(widened(B.m_nodes[b])))};
+      return A.m_nodes[a].isEmpty() || B.m_nodes[b].isEmpty()
+                ? std::numeric_limits<ZqReal>::quiet_NaN()
+                : placement.gapSquared(widened(A.m_nodes[a]), box, enough);
    };
-   if (!A.m_nodes.empty() && !B.m_nodes.empty())
-      push(0, 0);
-   while (count > 0)
+   using Nodes = std::pair<int, int>;
+   NearestFirst<Nodes, 2 * depthLimit + 2> steps;
+   steps.push({0, 0}, gap(0, 0, placed(0), limit * limit), limit * limit);
+   for (Nodes nodes; steps.pop(nodes, limit);)
    {
-      const auto [a, b, gap] = stack[--count];
-      if (!(limit >= 0.0 && gap <= limit * limit))
-         continue;
+      const auto [a, b] = nodes;
       const Node& nodeA = A.m_nodes[a];
       const Node& nodeB = B.m_nodes[b];
+      const ZqReal enough = limit * limit;
       if (nodeA.item >= 0 && nodeB.item >= 0)
-      {
          limit = visit(nodeA.item, nodeB.item);
-         continue;
-      }
       // The larger one is opened.
-      const int before = count;
-      if (nodeB.item >= 0 || (nodeA.item < 0 && girth(nodeA) >= girth(nodeB)))
+      else if (nodeB.item >= 0 || (nodeA.item < 0 && girth(nodeA) >= girth(nodeB)))
       {
-         push(a + 1, b);
-         push(A.m_nodes[a + 1].next, b);
+         const BoxPlacement::Placed box = placed(b);
+         const int right = A.m_nodes[a + 1].next;
+         steps.push({a + 1, b}, gap(a + 1, b, box, enough), {right, b}, gap(right, b, box, enough),
+                    enough);
       }
       else
       {
-         push(a, b + 1);
-         push(a, B.m_nodes[b + 1].next);
+         const int right = B.m_nodes[b + 1].next;
+         steps.push({a, b + 1}, gap(a, b + 1, placed(b + 1), enough), {a, right},
+                    gap(a, right, placed(right), enough), enough);
       }
-      if (count == before + 2 && stack[count - 1].gap > stack[count - 2].gap)
-         std::swap(stack[count - 1], stack[count - 2]);
    }
 }
 } // namespace zqConvex

@@ -7,9 +7,9 @@
 #include <span>
 #include <vector>
 
-/// Decides which boxes of a node of a `ZqBoxTreeNode` become neighbours: boxes are ordered, and the children
-/// take equal shares one after the other. By default the order is that of the centers along the axis on which
-/// they spread most. Other orders are those of derived classes.
+/// Decides which boxes of a node of a `ZqBoxTreeNode` become neighbours: boxes are ordered, and the
+/// children take equal shares one after the other. By default the order is that of the centers
+/// along the axis on which they spread most. Other orders are those of derived classes.
 class ZqBBTreeHeuristic
 {
 public:

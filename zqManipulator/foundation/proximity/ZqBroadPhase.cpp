@@ -4,7 +4,8 @@ namespace zqConvex
 {
 namespace
 {
-/// Boxes that reach further than this (m) stand apart: each would make the boxes of the tree above it useless.
+/// Boxes that reach further than this (m) stand apart: each would make the boxes of the tree above
+/// it useless.
 constexpr ZqReal farthest = 1e15;
 
 bool isUnbounded(const AlignedBox& box) noexcept
@@ -48,8 +49,8 @@ void BroadPhase::sort()
    m_moved.clear();
 }
 
-/// Gives larger boxes to those that left theirs, and finds the candidates: those of the leavers, or, which is
-/// then true, all.
+/// Gives larger boxes to those that left theirs, and finds the candidates: those of the leavers,
+/// or, which is then true, all.
 bool BroadPhase::regroup()
 {
    for (const Leaver& leaver : m_leavers)
@@ -64,8 +65,8 @@ bool BroadPhase::regroup()
    return isAll;
 }
 
-/// By a tenth of its size, and ahead by some more steps like the last one. Who outruns any margin gets none: it
-/// would bring false candidates only.
+/// By a tenth of its size, and ahead by some more steps like the last one. Who outruns any margin
+/// gets none: it would bring false candidates only.
 void BroadPhase::enlarge(const Leaver& leaver) noexcept
 {
    const AlignedBox& box = m_boxes[leaver.id];
@@ -130,11 +131,12 @@ void BroadPhase::amend()
 {
    for (const Leaver& leaver : m_leavers)
       place(leaver.id);
+   // Searching those apart has cost as much by then as building does.
+   m_searched += m_leavers.size() * m_jumped;
+   if (m_tree.isLoose() || m_searched > 64 * m_boxes.size())
+      buildTree();
    for (const Leaver& leaver : m_leavers)
       findCandidates(leaver.id);
-   // Searching those apart costs as much by then as building has cost.
-   if (m_tree.isLoose() || m_jumped * m_jumped > 16 * m_boxes.size())
-      buildTree();
 }
 
 void BroadPhase::place(unsigned id)
@@ -143,7 +145,7 @@ void BroadPhase::place(unsigned id)
    const AlignedBox& large = m_large[id];
    const bool isUnbounded = large.isEmpty() && !m_boxes[id].isEmpty();
    if (m_place[id] == Place::InTree && !isUnbounded &&
-       (large.isEmpty() || overlap(large, m_tree.box(item))))
+       (large.isEmpty() || m_tree.isNear(item, large)))
    {
       m_tree.setBox(item, large);
       return;
@@ -164,6 +166,7 @@ void BroadPhase::buildTree()
                     return hasJumped;
                  });
    m_jumped = 0;
+   m_searched = 0;
    m_tree.build(m_large, m_references);
 }
 

@@ -5,9 +5,10 @@
 
 namespace zqConvex
 {
-/// Which of many moving boxes overlap: a tree of boxes that are larger than the true ones (a dynamic bounding
-/// volume tree), refitted where a box leaves its larger one; the candidates, which are the pairs of larger boxes
-/// that overlap; and the sorted list of pairs whose true boxes overlap, into which changes are merged.
+/// Which of many moving boxes overlap: a tree of boxes that are larger than the true ones (a
+/// dynamic bounding volume tree), refitted where a box leaves its larger one; the candidates, which
+/// are the pairs of larger boxes that overlap; and the sorted list of pairs whose true boxes
+/// overlap, into which changes are merged.
 class BroadPhase
 {
 public:
@@ -101,6 +102,7 @@ private:
    std::vector<Leaver> m_leavers;
    std::vector<unsigned> m_apart; ///< ids of boxes that are not in the tree
    std::size_t m_jumped = 0;      ///< of those
+   std::size_t m_searched = 0;    ///< of jumped ones by leavers, since the tree was built
    BoxHierarchy m_tree;
    PairGraph m_candidates;
    std::vector<Pair> m_overlaps; ///< sorted

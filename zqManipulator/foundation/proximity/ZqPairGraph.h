@@ -6,8 +6,8 @@
 
 namespace zqConvex
 {
-/// Pairs of things that are numbered from 0: one array of all, and for each thing a chain through those that it
-/// is in. To add and to remove a pair takes the same time however many there are.
+/// Pairs of things that are numbered from 0: one array of all, and for each thing a chain through
+/// those that it is in. To add and to remove a pair takes the same time however many there are.
 class PairGraph
 {
 public:

@@ -325,36 +325,20 @@ void ZqManipulatorLink::setLinkReferenceDescription(const ZqLinkReferenceDescrip
    shapesChange();
 }
 
-/// The link to whose shapes the description leads; null when the label is not there.
-ZqManipulatorLink* ZqManipulatorLink::linkToShare(const LinkPointerMap& labelToLink) const
-{
-   ZqManipulatorLink* shared = nullptr;
-   const ZqManipulatorLink* link = this;
-   // A chain that is longer than there are links is a ring.
-   for (std::size_t length = 0;
-        link->m_linkReferenceDescription.isShapeReferenced() && length < labelToLink.size();
-        ++length)
-   {
-      const auto found = labelToLink.find(link->m_linkReferenceDescription.referencedLinkLabel());
-      if (found == labelToLink.end())
-         break;
-      link = shared = found->second;
-   }
-   return shared;
-}
-
 bool ZqManipulatorLink::setLinkReferences(const LinkPointerMap& labelToLink)
 {
    m_referenceLink = this;
    if (m_linkReferenceDescription.isShapeReferenced())
    {
-      if (ZqManipulatorLink* shared = linkToShare(labelToLink))
-         m_referenceLink = shared;
+      const ZqString& label = m_linkReferenceDescription.referencedLinkLabel();
+      const auto found = labelToLink.find(label);
+      if (found != labelToLink.end())
+         m_referenceLink = found->second;
       else
          Zq::Print::instance().write(Zq::Rejected,
                                      "ZqManipulatorLink::setLinkReference(): could not find link "
                                      "with label %s for referencing.  Using self.\n",
-                                     m_linkReferenceDescription.referencedLinkLabel().c_str());
+                                     label.c_str());
    }
    for (ZqManipulatorLink& child : m_childLinks)
       child.setLinkReferences(labelToLink);

@@ -467,8 +467,8 @@ public:
    /// \name Sharing of shapes between links
    /// @{
    /// Binds the subtree's references by the map of labels. A label that is not there is reported; the
-   /// link then uses itself. Where the link of the label is a reference itself, this one is bound to the link
-   /// at the end of the chain.
+   /// link then uses itself. Where the link of the label is a reference too, its shapes are those of the link at
+   /// the end of the chain; where the chain is a ring, each has its own.
    virtual bool setLinkReferences(const LinkPointerMap& labelToLink);
    /// Turns each link of the subtree whose shapes equal those of an earlier link into a reference; so do
    /// links without shapes. True when any was turned.
@@ -561,7 +561,6 @@ private:
       return referencedShapeOwner();
    }
    const ZqManipulatorLink& referencedShapeOwner() const;
-   ZqManipulatorLink* linkToShare(const LinkPointerMap& labelToLink) const;
    void replaceShape(const ZqShape& shape, ZqU32 shapeIndex, bool replaceAll);
    void takeShapes(ZqShapeContainer&& shapes);
    ZqReal reachOfShape() const;

@@ -92,8 +92,10 @@ void ZqIndividualManipulator::takeMapsFrom(ZqIndividualManipulator& other,
       if (link->referenceLink() == &other)
          link->setReferenceLink(this);
    }
-   if (ZqManipulatorLink* shared = linkToShare(m_linkPointerMap))
-      setReferenceLink(shared);
+   const ZqLinkReferenceDescription& description = linkReferenceDescription();
+   const auto referenced = m_linkPointerMap.find(description.referencedLinkLabel());
+   if (description.isShapeReferenced() && referenced != m_linkPointerMap.end())
+      setReferenceLink(referenced->second);
 }
 
 bool ZqIndividualManipulator::operator==(const ZqIndividualManipulator& other) const

@@ -4,24 +4,28 @@
 #include <algorithm>
 #include <memory>
 
-/// A reference is bound when the maps are built, and may lead to a link that is gone while they are not right.
+/// References are bound when the maps are built, and may lead to links that are gone while they are not right.
+/// That of the base of a manipulator which is a reference leads to the base of its model.
 const ZqManipulatorLink& ZqManipulatorLink::referencedShapeOwner() const
 {
-   const auto bringUpToDate = [](const ZqIndividualManipulator* manipulator)
+   const ZqIndividualManipulator* manipulator = nullptr;
+   const auto next = [&](const ZqManipulatorLink* link)
    {
-      if (manipulator != nullptr)
-         manipulator->bringMapsUpToDate();
+      if (link->m_manipulator != manipulator && link->m_manipulator != nullptr)
+         link->m_manipulator->bringMapsUpToDate();
+      manipulator = link->m_manipulator;
+      return link->m_referenceLink != nullptr ? link->m_referenceLink : link;
    };
-   bringUpToDate(m_manipulator);
-   if (m_referenceLink == nullptr)
-      return *this;
-   // The base of a reference leads to that of its model, which may use the shapes of one of its links.
-   const ZqManipulatorLink* owner = m_referenceLink;
-   if (owner->m_manipulator != m_manipulator)
+   // One that goes along at half the pace is met again where the chain is a ring.
+   const ZqManipulatorLink* owner = next(this);
+   const ZqManipulatorLink* slow = this;
+   for (bool isEven = false; next(owner) != owner; isEven = !isEven)
    {
-      bringUpToDate(owner->m_manipulator);
-      if (owner->m_referenceLink != nullptr)
-         owner = owner->m_referenceLink;
+      owner = next(owner);
+      if (owner == slow)
+         return *this;
+      if (isEven)
+         slow = next(slow);
    }
    return *owner;
 }
