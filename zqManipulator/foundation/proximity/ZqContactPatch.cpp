@@ -69,17 +69,16 @@ ContactPatch::ContactPatch(const CorePair& pair, const Vec3& n, const Supporting
    const ZqReal least = isPlane ? large : small;
    m_rounding = (pair.A.isCurved() || pair.B.isCurved() ? 1e-6 : 1e-9) * least + 1e-13 * large;
    m_tolerance = 1e-6 * least + 1e-12 * large;
-   Vec3 normal = {0.0, 0.0, 1.0};
+   m_normal = {0.0, 0.0, 1.0};
    m_origin = {0.0, 0.0, 0.0};
    m_e1 = {1.0, 0.0, 0.0};
    if (reference)
    {
-      normal = reference->normal;
+      m_normal = reference->normal;
       m_origin = reference->isDisc ? reference->middle : reference->corner[0];
       m_e1 = reference->axis;
    }
-   m_normal = normal;
-   m_e2 = cross(normal, m_e1);
+   m_e2 = cross(m_normal, m_e1);
    project();
 }
 
@@ -105,6 +104,7 @@ void ContactPatch::cut() noexcept
    else
       m_other.count == 2 ? cutEdgeByFace() : cutFaceByFace();
 }
+
 // The corners of the other run clockwise about the normal of the reference: they are taken backwards.
 void ContactPatch::load() noexcept
 {
