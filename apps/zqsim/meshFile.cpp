@@ -2,9 +2,12 @@
 
 #include "apps/zqsim/commands.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <string_view>
 #include <vector>
 
@@ -56,7 +59,30 @@ void checkStl(const std::string& fileName, std::string_view contents)
                                       " triangles, and is not as long as that");
 }
 
-ZqTriangleMesh meshOf(const aiScene& scene)
+/// The vertices and faces of an OBJ file, without materials, groups, normals and textures: they are of no use
+/// here, and the importer does not survive every mistake in them.
+std::string geometryOfObj(std::string contents)
+{
+   // A line that ends in a backslash goes on in the next one.
+   std::erase(contents, '\r');
+   for (std::size_t at = 0; (at = contents.find("\\\n", at)) != std::string::npos;)
+      contents.replace(at, 2, "  ");
+   std::istringstream lines(contents);
+   std::string result, line, word;
+   while (std::getline(lines, line))
+   {
+      std::istringstream words(line);
+      if (!(words >> word) || (word != "v" && word != "f"))
+         continue;
+      result += word;
+      while (words >> word && word.front() != '#')
+         result += ' ' + word.substr(0, word.find('/'));
+      result += '\n';
+   }
+   return result;
+}
+
+ZqTriangleMesh meshOf(const aiScene& scene, const std::string& fileName)
 {
    std::vector<ZqVector> vertices;
    std::vector<ZqTriangleMesh::Triangle> triangles;
@@ -67,6 +93,8 @@ ZqTriangleMesh meshOf(const aiScene& scene)
       for (unsigned i = 0; i < mesh.mNumVertices; ++i)
       {
          const aiVector3D& v = mesh.mVertices[i];
+         if (!std::isfinite(v.x) || !std::isfinite(v.y) || !std::isfinite(v.z))
+            throw invalid(fileName, "a vertex is not finite");
          vertices.emplace_back(v.x, v.y, v.z);
       }
       for (unsigned i = 0; i < mesh.mNumFaces; ++i)
@@ -98,9 +126,11 @@ ZqTriangleMesh zqsim::readMesh(const std::string& fileName)
    const std::string ending = endingOf(fileName);
    if (ending != ".stl" && ending != ".obj")
       throw invalid(fileName, "meshes are read from .stl and .obj files");
-   const std::string contents = contentsOf(fileName);
+   std::string contents = contentsOf(fileName);
    if (ending == ".stl")
       checkStl(fileName, contents);
+   else
+      contents = geometryOfObj(std::move(contents));
    Assimp::Importer importer;
    // From memory: nothing that the file names is opened.
    importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE,
@@ -112,7 +142,7 @@ ZqTriangleMesh zqsim::readMesh(const std::string& fileName)
       ending.c_str() + 1);
    if (scene == nullptr)
       throw invalid(fileName, importer.GetErrorString());
-   ZqTriangleMesh mesh = meshOf(*scene);
+   ZqTriangleMesh mesh = meshOf(*scene, fileName);
    if (mesh.triangleCount() == 0)
       throw invalid(fileName, "there is no triangle in the file");
    return mesh;

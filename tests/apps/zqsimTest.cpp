@@ -449,14 +449,16 @@ TEST_F(Zqsim, MeshesOfFilesBecomeShapes)
    std::vector<double> ofMesh;
    if (run("convert x.xml y.xml --mesh a=b").err.find("without Assimp") != std::string::npos)
       GTEST_SKIP() << "built without Assimp";
-   std::string text = "solid t\n", wavefront = "v 0 0 0\nv 0.5 0 0\nv 0 0.25 0\nv 0 0 0.125\n";
+   std::string text = "solid t\n",
+               wavefront = "mtllib none.mtl\nv 0 0 0\nv 0.5 0 0\nv 0 0.25 0\nv 0 0 0.125\n"
+                           "vn 0 0 1\n";
    for (const char* const triangle : {"0 0 0/0 0.25 0/0.5 0 0", "0 0 0/0.5 0 0/0 0 0.125",
                                       "0 0 0/0 0 0.125/0 0.25 0", "0.5 0 0/0 0.25 0/0 0 0.125"})
       text += "facet normal 0 0 0\nouter loop\nvertex " +
               std::regex_replace(std::string(triangle), std::regex("/"), "\nvertex ") +
               "\nendloop\nendfacet\n";
    text += "endsolid t\n";
-   wavefront += "f 1 3 2\nf 1 2 4\nf 1 4 3\nf 2 3 4\n";
+   wavefront += "f 1//1 3//1 2//1\nusemtl m\nf 1 2 \\\n4\nf 1 4 3\nf -3 -2 -1\n";
    const std::string puma = model("puma560"), out = scratch("out.xml");
    const auto write = [&](const std::string& name, const std::string& content)
    {
@@ -513,6 +515,8 @@ TEST_F(Zqsim, MeshesOfFilesBecomeShapes)
          {"forearm=" + write("none.stl", ""), 3, "cut short"},
          {"forearm=" + write("none.obj", ""), 3, "none.obj"},
          {"forearm=" + write("bad.obj", "v 0 0 0\nf 1 2 99\n"), 3, "bad.obj"},
+         {"forearm=" + write("far.obj", "v 0 0 0\nv 1e99 0 0\nv 0 1 0\nf 1 2 3\n"), 3,
+          "not finite"},
          {"forearm=" + write("flat.obj", "v 0 0 0\nv 1 0 0\nv 2 0 0\nf 1 2 3\n"), 3,
           "no triangle"}})
    {

@@ -87,8 +87,8 @@ struct SetMaker
    }
 };
 
-ZqSeparation distanceOf(const ZqConvex& A, const ZqConvex& B, const Pose& X,
-                        ZqPairCache* cache = nullptr)
+ZqSeparation separationOf(const ZqConvex& A, const ZqConvex& B, const Pose& X,
+                          ZqPairCache* cache = nullptr)
 {
    ZqSeparation out;
    zqConvex::distance(A, B, X, cache, out);
@@ -138,7 +138,7 @@ struct DistanceCheck
    void expectSame(const ZqConvex& A, const ZqConvex& B, const Pose& X, const ZqSeparation& s) const
    {
       const ZqReal tolerance = 1e-10 * (sizeOf(A) + sizeOf(B) + std::abs(s.distance)) + rounding;
-      EXPECT_NEAR(distanceOf(B, A, zqConvex::inverse(X)).distance, s.distance, tolerance)
+      EXPECT_NEAR(separationOf(B, A, zqConvex::inverse(X)).distance, s.distance, tolerance)
          << "sides exchanged";
       for (const ZqReal off : {-10.0 * tolerance, 10.0 * tolerance})
          EXPECT_EQ(zqConvex::isWithin(A, B, X, s.distance + off, nullptr), off > 0.0);
@@ -146,7 +146,7 @@ struct DistanceCheck
          return;
       Pose parted = X;
       parted.t += zqConvex::vec3(s.normal) * -s.distance;
-      const ZqSeparation touching = distanceOf(A, B, parted);
+      const ZqSeparation touching = separationOf(A, B, parted);
       EXPECT_NEAR(touching.distance, 0.0, tolerance) << "not parted by the depth";
       if (A.isBounded() && B.isBounded())
       {
@@ -169,11 +169,11 @@ struct DistanceCheck
       ZqReal last = 0.0;
       for (int k = 0; k < count; ++k)
       {
-         const ZqSeparation fresh = distanceOf(A, B, X);
-         const ZqSeparation kept = distanceOf(A, B, X, &cache);
+         const ZqSeparation fresh = separationOf(A, B, X);
+         const ZqSeparation kept = separationOf(A, B, X, &cache);
          const ZqReal tolerance = 1e-10 * (size + std::abs(fresh.distance)) + rounding;
          ASSERT_NEAR(kept.distance, fresh.distance, tolerance) << "step " << k;
-         const ZqReal moved = step * (size + sizeOf(B) + norm(X.t));
+         const ZqReal moved = step * (size + sizeOf(B) + norm(B.frame.t));
          if (k > 0)
          {
             ASSERT_LE(std::abs(fresh.distance - last), moved + tolerance) << "a jump in step " << k;
@@ -234,7 +234,7 @@ TEST(ConvexDistance, EveryPairIsProvenInAnyPlace)
                   X.t += u * (static_cast<ZqReal>(
                                  zqTest::heightAlong(A, B, X, zqTest::unitOf(zqTest::long3(u)))) +
                               gap);
-               const ZqSeparation s = distanceOf(A, B, X);
+               const ZqSeparation s = separationOf(A, B, X);
                check.expectProven(A, B, X, s);
                check.expectSame(A, B, X, s);
                if (HasFailure())
@@ -328,7 +328,7 @@ TEST(ConvexDistance, KnownPlacesHaveKnownAnswers)
    for (const auto& place : places)
    {
       SCOPED_TRACE(place.what);
-      const ZqSeparation s = distanceOf(place.A, place.B, place.X);
+      const ZqSeparation s = separationOf(place.A, place.B, place.X);
       EXPECT_NEAR(s.distance, place.distance, 1e-12);
       const ZqVector line = zqConvex::vector(place.X * zqConvex::vec3(s.point2)) - s.point1;
       if (place.distance > -1e299)
@@ -415,7 +415,7 @@ TEST(ConvexDistance, NoFiniteSizesMakeNumbersThatAreNone)
                const ZqConvex B = SetMaker{random, sizeFor(j, second), 10.0, {}}.make(j);
                const Pose X =
                   poseOf(random.orientation(), random.unitVector() * std::min(first, 1e75));
-               const ZqSeparation s = distanceOf(A, B, X);
+               const ZqSeparation s = separationOf(A, B, X);
                ASSERT_TRUE(std::isfinite(s.distance) && std::isfinite(s.error) &&
                            std::isfinite(s.point1.mag()) && std::isfinite(s.point2.mag()) &&
                            std::abs(s.normal.mag() - 1.0) < 1e-14)

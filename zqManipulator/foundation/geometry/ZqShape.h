@@ -144,6 +144,7 @@ public:
    /// By a length scale about the origin. One that is not above zero and finite is rejected, with a message.
    void scaleBy(ZqReal scale);
    /// Rounds lengths to multiples of the tolerance (m), and leaves directions and orientations as they are.
+   /// Volumes around the shape then hold it but for about the tolerance.
    /// A tolerance that is not above zero changes nothing.
    void truncateValues(ZqReal tolerance);
    /// @}

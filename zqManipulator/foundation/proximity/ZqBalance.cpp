@@ -18,7 +18,7 @@ struct Bend
 };
 
 /// One side of a feature, in the frame of its core.
-struct Patch
+struct Feature
 {
    enum class Kind : std::uint8_t
    {
@@ -29,8 +29,8 @@ struct Patch
    Kind kind;
    Vec3 p; ///< the vertex; radius, 0 and height of a rim; semi-axes
 
-   Patch() = default;
-   Patch(const ZqConvex& C, const Vec3& point) noexcept : kind(Kind::Vertex), p(point)
+   Feature() = default;
+   Feature(const ZqConvex& C, const Vec3& point) noexcept : kind(Kind::Vertex), p(point)
    {
       if (C.core == ZqConvex::Core::Ellipsoid)
       {
@@ -44,7 +44,7 @@ struct Patch
             kind = Kind::Rim;
       }
    }
-   bool isSame(const Patch& other, ZqReal rounding) const noexcept
+   bool isSame(const Feature& other, ZqReal rounding) const noexcept
    {
       return kind == other.kind && largest(p - other.p) <= rounding;
    }
@@ -121,7 +121,7 @@ struct Balance
    const CorePair& pair;
    ZqReal rounding;
    Vec3 n;
-   Patch onA[3], onB[3];
+   Feature onA[3], onB[3];
    int count = 0;
    Vec3 a[3], b[3]; ///< points of the features; of B in the frame of B's core
    ZqReal scaleA[3], scaleB[3];
@@ -135,7 +135,7 @@ struct Balance
    {
    }
 
-   bool addFeature(const Patch& pA, const Patch& pB) noexcept
+   bool addFeature(const Feature& pA, const Feature& pB) noexcept
    {
       for (int i = 0; i < count; ++i)
          if (onA[i].isSame(pA, rounding) && onB[i].isSame(pB, rounding))
@@ -311,9 +311,9 @@ struct Balance
 };
 
 /// Whether a rim's point lies roughly where the rim is furthest along d: points all around it are its disc.
-bool isNear(const Patch& patch, const Vec3& point, const Vec3& d) noexcept
+bool isNear(const Feature& patch, const Vec3& point, const Vec3& d) noexcept
 {
-   if (patch.kind != Patch::Kind::Rim)
+   if (patch.kind != Feature::Kind::Rim)
       return true;
    const ZqReal along = point.x * d.x + point.y * d.y;
    return along > 0.0 && along * along >= 0.64 * patch.p.x * patch.p.x * (d.x * d.x + d.y * d.y);
@@ -326,8 +326,8 @@ bool findFeatures(const Simplex& S, const Vec3& n, Balance& state) noexcept
    for (int i = 0; i < S.count; ++i)
    {
       const Vec3 b = inverseTimes(X, S.b[i]);
-      const Patch onA(state.pair.A, S.a[i]);
-      const Patch onB(state.pair.B, b);
+      const Feature onA(state.pair.A, S.a[i]);
+      const Feature onB(state.pair.B, b);
       if (!isNear(onA, S.a[i], n) || !isNear(onB, b, nB) || !state.addFeature(onA, onB))
          return false;
    }

@@ -86,21 +86,34 @@ SegmentPlaces crossingPlaces(const Segment& A, const Segment& B, const Vec3& c,
    return {s, t, c + B.direction * t - A.direction * s};
 }
 
-void segmentSegment(const Segment& A, const Segment& B, const Vec3& c, CoreAnswer& out) noexcept
+SegmentPlaces nearestPlaces(const Segment& A, const Segment& B, const Vec3& c) noexcept
 {
    const Vec3 x = cross(A.direction, B.direction);
    const ZqReal sine2 = norm2(x);
-   const SegmentPlaces places =
-      sine2 > 1e-4 ? crossingPlaces(A, B, c, sine2) : parallelPlaces(A, B, c, x, sine2);
+   return sine2 > 1e-4 ? crossingPlaces(A, B, c, sine2) : parallelPlaces(A, B, c, x, sine2);
+}
+
+/// How long the gap is, and the normal, which is perpendicular to both segments where they meet.
+ZqReal measure(const SegmentPlaces& places, const Segment& A, const Segment& B, const Vec3& c,
+               Vec3& n) noexcept
+{
+   const ZqReal length = measure(places.gap, n);
+   if (length > 1e-15 * (A.half + B.half))
+      return length;
+   const Vec3 x = cross(A.direction, B.direction);
+   if (norm2(x) > 1e-24)
+      n = unit(dot(x, c) < 0.0 ? -x : x);
+   else
+      n = perpendicular(A.half > 0.0 ? A.direction : B.direction);
+   return length;
+}
+
+void segmentSegment(const Segment& A, const Segment& B, const Vec3& c, CoreAnswer& out) noexcept
+{
+   const SegmentPlaces places = nearestPlaces(A, B, c);
    out.a = A.direction * places.s;
    out.b = c + B.direction * places.t;
-   out.distance = measure(places.gap, out.n);
-   if (out.distance > 1e-15 * (A.half + B.half))
-      return;
-   if (sine2 > 1e-24)
-      out.n = unit(dot(x, c) < 0.0 ? -x : x);
-   else
-      out.n = perpendicular(A.half > 0.0 ? A.direction : B.direction);
+   out.distance = measure(places, A, B, c, out.n);
 }
 
 void pointPoint(const Vec3& c, CoreAnswer& out) noexcept
@@ -334,16 +347,45 @@ bool pointForm(CorePair& pair, CoreAnswer& out) noexcept
    exchange(pair.X, out);
    return true;
 }
+/// Of shapes that X places: from the middle of A's core to that of B's, along the axes of A's shape.
+Vec3 betweenMiddles(const ZqConvex& A, const ZqConvex& B, const Pose& X) noexcept
+{
+   const Vec3 c = X * B.frame.t - A.frame.t;
+   return {inRange(c.x), inRange(c.y), inRange(c.z)};
+}
 } // namespace
 
-void thinDistance(const ZqConvex& A, const ZqConvex& B, const Pose& X, CoreAnswer& out) noexcept
+void thinSeparation(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqSeparation& out) noexcept
 {
-   const Vec3 t = X * B.frame.t - A.frame.t;
-   const Vec3 c{inRange(t.x), inRange(t.y), inRange(t.z)};
+   const Vec3 c = betweenMiddles(A, B, X);
+   Vec3 a = A.frame.t;
+   Vec3 b = B.frame.t;
+   Vec3 n{0.0, 0.0, 1.0};
    if (A.dimension == 0 && B.dimension == 0)
-      pointPoint(c, out);
+      out.distance = measure(c, n);
    else
-      segmentSegment({A.axis, A.halfLength}, {X.R * B.axis, B.halfLength}, c, out);
+   {
+      const Segment first{A.axis, A.halfLength};
+      const Segment second{X.R * B.axis, B.halfLength};
+      const SegmentPlaces places = nearestPlaces(first, second, c);
+      out.distance = measure(places, first, second, c, n);
+      a += A.axis * places.s;
+      b += B.axis * places.t;
+   }
+   out.distance -= A.radius + B.radius;
+   out.error = 0.0;
+   out.iterations = 0;
+   out.normal = vector(n);
+   out.point1 = vector(a + n * A.radius);
+   out.point2 = vector(b - turnBack(X.R, n) * B.radius);
+}
+
+ZqReal thinDistance(const ZqConvex& A, const ZqConvex& B, const Pose& X) noexcept
+{
+   const Vec3 c = betweenMiddles(A, B, X);
+   if (A.dimension == 0 && B.dimension == 0)
+      return norm(c);
+   return norm(nearestPlaces({A.axis, A.halfLength}, {X.R * B.axis, B.halfLength}, c).gap);
 }
 
 bool closedForm(CorePair& pair, CoreAnswer& out) noexcept

@@ -180,18 +180,9 @@ void coreDistance(CorePair& pair, ZqPairCache* cache, CoreAnswer& out, bool poin
 void distance(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqPairCache* cache,
               ZqSeparation& out) noexcept
 {
+   if (isThin(A) && isThin(B))
+      return thinSeparation(A, B, X, out);
    CoreAnswer core;
-   if (isThin(A) && isThin(B)) // spheres and capsules need no frames
-   {
-      thinDistance(A, B, X, core);
-      out.distance = core.distance - A.radius - B.radius;
-      out.error = 0.0;
-      out.iterations = 0;
-      out.normal = vector(core.n);
-      out.point1 = vector(A.frame.t + core.a + core.n * A.radius);
-      out.point2 = vector(inverseTimes(X, A.frame.t + core.b - core.n * B.radius));
-      return;
-   }
    CorePair pair{A, B, corePose(A, B, X)};
    coreDistance(pair, cache, core);
    out.distance = core.distance - A.radius - B.radius;
@@ -206,12 +197,9 @@ bool isWithin(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin
               ZqPairCache* cache) noexcept
 {
    const ZqReal reach = A.radius + B.radius + margin;
-   CoreAnswer core;
    if (isThin(A) && isThin(B))
-   {
-      thinDistance(A, B, X, core);
-      return core.distance <= reach;
-   }
+      return thinDistance(A, B, X) <= reach;
+   CoreAnswer core;
    CorePair pair{A, B, corePose(A, B, X)};
    if (closedForm(pair, core))
       return core.distance <= reach;

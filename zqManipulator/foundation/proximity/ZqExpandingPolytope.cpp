@@ -16,7 +16,7 @@ constexpr ZqReal closedGap = 1e-13;
 constexpr ZqReal curvedGap = 1e-3;
 /// Cosines of the angles within which directions likely lead down to one least, and surely.
 constexpr ZqReal alike = 0.98;
-constexpr ZqReal same = 0.9998;
+constexpr ZqReal same = 0.99998;
 constexpr ZqReal sameFlat = 1.0 - 1e-10; ///< of polytopes
 
 struct Expansion

@@ -36,8 +36,8 @@ struct NearestPoint
    ZqReal squared = std::numeric_limits<ZqReal>::infinity();
    Vec3 v{0.0, 0.0, 0.0};
    int count = 0;
-   int index[4];
-   ZqReal weight[4];
+   int index[3] = {0, 0, 0};
+   ZqReal weight[3] = {0.0, 0.0, 0.0};
 
    bool holds(int i) const noexcept
    {
