@@ -2,6 +2,7 @@
 
 #include "zqManipulator/foundation/geometry/ZqBoxHierarchy.h"
 #include "zqManipulator/foundation/geometry/ZqShape.h"
+#include "zqManipulator/foundation/geometry/ZqTriangleTree.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -104,6 +105,17 @@ ZqTriangles::of(std::vector<Vec3> vertices, std::vector<Corners> corners, const 
    for (ZqU32 t = 0; t < made->size(); ++t)
       boxes[t] = boxAround(made->vertex(t, 0), made->vertex(t, 1), made->vertex(t, 2));
    made->m_tree = treeOver(boxes, before ? before->m_tree.get() : nullptr);
+
+   if (before)
+   {
+      made->m_surfaceTree = std::make_unique<zqConvex::TriangleTree>(*before->m_surfaceTree);
+      made->m_surfaceTree->refit(made->m_vertices, made->m_corners);
+   }
+   else
+   {
+      made->m_surfaceTree = std::make_unique<zqConvex::TriangleTree>();
+      made->m_surfaceTree->build(made->m_vertices, made->m_corners);
+   }
 
    const AlignedBox bounds = made->m_tree->bounds();
    const Vec3 middle = (bounds.lower + bounds.upper) * 0.5;

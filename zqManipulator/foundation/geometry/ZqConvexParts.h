@@ -11,10 +11,11 @@ class ZqShape;
 namespace zqConvex
 {
 class BoxHierarchy;
-}
+class TriangleTree;
+} // namespace zqConvex
 
 /// Triangles that share vertices, with a tree of boxes over them and who is next to whom. Made once and then
-/// shared; for a million triangles about 150 MB.
+/// shared; for a million triangles about 250 MB.
 ///
 /// Triangles that are next to each other share an edge by place: vertices that stand in the same place count
 /// as one, as in files that repeat them for each triangle.
@@ -56,7 +57,10 @@ public:
    ZqU32 neighbour(ZqU32 triangle, int edge) const noexcept { return m_neighbours[triangle][edge]; }
    /// Unit, of corners that go counter-clockwise; x for a triangle without area.
    zqConvex::Vec3 normal(ZqU32 triangle) const noexcept;
+   /// Along the axes of the frame: for rays and boxes.
    const zqConvex::BoxHierarchy& tree() const noexcept { return *m_tree; }
+   /// Along the surface: for what is near.
+   const zqConvex::TriangleTree& surfaceTree() const noexcept { return *m_surfaceTree; }
    /// A triangle of each piece of the surface: those that neighbours lead to from one another.
    std::span<const ZqU32> pieces() const noexcept { return m_pieces; }
    /// Makes `convex` the triangle: a record that was made by `ZqConvex::triangle` or by this.
@@ -83,6 +87,7 @@ private:
    std::vector<Corners> m_neighbours;
    std::vector<ZqU32> m_pieces;
    std::unique_ptr<zqConvex::BoxHierarchy> m_tree;
+   std::unique_ptr<zqConvex::TriangleTree> m_surfaceTree;
    ZqReal m_volume = 0.0;
    ZqU32 m_openEdgeCount = 0;
    bool m_isClosed = false;

@@ -229,79 +229,96 @@ void mergePlaces(std::vector<PlacedPoint>& points, ZqReal tolerance)
       {
          PlacedPoint& p = points[i];
          PlacedPoint& q = points[j];
-         if (!p.isKept || !q.isKept || dot(p.normal, q.normal) < 0.999 ||
+         if (!p.isKept || !q.isKept || dot(p.normal, q.normal) < 0.9 ||
              largest(vec3(p.point.point1) - vec3(q.point.point1)) > tolerance)
             continue;
          const ZqReal deeper = p.point.separation - q.point.separation;
          const bool isFirstBetter =
-            std::abs(deeper) > tolerance ? deeper < 0.0 : p.point.name < q.point.name;
+            std::abs(deeper) > 1e-8 * tolerance ? deeper < 0.0 : p.point.name < q.point.name;
          (isFirstBetter ? q : p).isKept = false;
       }
    std::erase_if(points, [](const PlacedPoint& p) { return !p.isKept; });
 }
 
+struct Planar
+{
+   ZqReal x, y;
+   PlacedPoint* point;
+};
+/// Twice the area of the triangle, above zero when it goes counter-clockwise.
+ZqReal turnOf(const Planar& a, const Planar& b, const Planar& c) noexcept
+{
+   return (b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x);
+}
+
+/// The convex hull of points by its two chains (Andrew 1979), less the corners that stand out by no more than the
+/// tolerance. The points are sorted.
+void findHull(std::vector<Planar>& points, ZqReal tolerance, std::vector<Planar>& hull)
+{
+   std::sort(points.begin(), points.end(),
+             [](const Planar& p, const Planar& q)
+             { return p.x < q.x || (p.x == q.x && p.y < q.y); });
+   hull.clear();
+   for (int side = 0; side < 2; ++side)
+   {
+      const std::size_t start = hull.size();
+      for (const Planar& p : points)
+      {
+         while (hull.size() >= start + 2 && !(turnOf(hull[hull.size() - 2], hull.back(), p) > 0.0))
+            hull.pop_back();
+         hull.push_back(p);
+      }
+      hull.pop_back(); // the other chain begins with it
+      std::reverse(points.begin(), points.end());
+   }
+   for (std::size_t k = 0, passed = 0; hull.size() > 2 && passed < hull.size();)
+   {
+      const std::size_t count = hull.size();
+      k %= count;
+      const Planar& a = hull[(k + count - 1) % count];
+      const Planar& c = hull[(k + 1) % count];
+      const ZqReal length = std::sqrt((c.x - a.x) * (c.x - a.x) + (c.y - a.y) * (c.y - a.y));
+      const bool standsOut = turnOf(a, hull[k], c) > tolerance * length;
+      passed = standsOut ? passed + 1 : 0;
+      if (standsOut)
+         ++k;
+      else
+         hull.erase(hull.begin() + static_cast<std::ptrdiff_t>(k));
+   }
+}
+
 /// Of points with one normal, those that the others surround are left out, but for the deepest.
 void leaveOutSurrounded(std::vector<PlacedPoint>& points, ZqReal tolerance)
 {
-   struct Planar
-   {
-      ZqReal x, y;
-      PlacedPoint* point;
-   };
    thread_local std::vector<Planar> group;
-   thread_local std::vector<Planar> chain;
-   std::vector<PlacedPoint>::iterator begin = points.begin();
-   while (begin != points.end())
+   thread_local std::vector<Planar> hull;
+   for (auto begin = points.begin(); begin != points.end();)
    {
       const Vec3 n = begin->normal;
-      const auto end = std::stable_partition(
-         begin, points.end(), [&](const PlacedPoint& p) { return dot(p.normal, n) > 1.0 - 1e-10; });
+      const auto end = std::partition(
+         begin, points.end(), [&](const PlacedPoint& p) { return dot(p.normal, n) > 1.0 - 1e-5; });
       const Mat3 frame = frameAbout(n);
+      const bool isFew = end - begin < 3;
       group.clear();
       PlacedPoint* deepest = &*begin;
       for (auto p = begin; p != end; ++p)
       {
-         p->isKept = end - begin < 3;
+         const Vec3 place = vec3(p->point.point1);
+         p->isKept = isFew;
          deepest = p->point.separation < deepest->point.separation ? &*p : deepest;
-         group.push_back(
-            {dot(frame.c0, vec3(p->point.point1)), dot(frame.c1, vec3(p->point.point1)), &*p});
+         group.push_back({dot(frame.c0, place), dot(frame.c1, place), &*p});
       }
       begin = end;
-      if (group.size() < 3)
+      if (isFew)
          continue;
-      std::sort(group.begin(), group.end(),
-                [](const Planar& p, const Planar& q)
-                { return p.x < q.x || (p.x == q.x && p.y < q.y); });
-      // Both chains of the convex hull (Andrew 1979); what is on a straight line within the tolerance goes.
-      for (int side = 0; side < 2; ++side)
+      findHull(group, tolerance, hull);
+      ZqReal least = 1e300;
+      for (const Planar& p : hull)
       {
-         chain.clear();
-         for (const Planar& p : group)
-         {
-            while (chain.size() >= 2)
-            {
-               const Planar& a = chain[chain.size() - 2];
-               const Planar& b = chain.back();
-               const ZqReal length =
-                  std::sqrt((p.x - a.x) * (p.x - a.x) + (p.y - a.y) * (p.y - a.y));
-               const ZqReal turn = (b.x - a.x) * (p.y - a.y) - (b.y - a.y) * (p.x - a.x);
-               if (turn > tolerance * length)
-                  break;
-               chain.pop_back();
-            }
-            chain.push_back(p);
-         }
-         for (const Planar& p : chain)
-            p.point->isKept = true;
-         std::reverse(group.begin(), group.end());
+         p.point->isKept = true;
+         least = std::min(least, p.point->point.separation);
       }
-      const bool isDeepest =
-         std::all_of(group.begin(), group.end(),
-                     [&](const Planar& p) {
-                        return !p.point->isKept ||
-                               p.point->point.separation > deepest->point.separation + tolerance;
-                     });
-      if (isDeepest)
+      if (deepest->point.separation < least - tolerance)
          deepest->isKept = true;
    }
    std::erase_if(points, [](const PlacedPoint& p) { return !p.isKept; });
@@ -365,8 +382,8 @@ bool contact(const PartSide& A, const PartSide& B, const Pose& X, ZqReal margin,
    std::vector<PlacedPoint>& points = pointSpace();
    points.clear();
    Touching(A, B, X, along, travel, margin).collect(points);
-   mergePlaces(points, 1e-8 * size);
-   leaveOutSurrounded(points, 1e-7 * size);
+   mergePlaces(points, 1e-4 * size);
+   leaveOutSurrounded(points, 1e-5 * size);
    // In an order that hangs on names alone, so that it is the same in the next step.
    std::sort(points.begin(), points.end(),
              [](const PlacedPoint& p, const PlacedPoint& q)

@@ -2,6 +2,7 @@
 #include "zqManipulator/foundation/proximity/ZqPartPairs.h"
 
 #include <limits>
+#include <tuple>
 
 // Shapes that overlap, one of which is not convex, are parted along some direction by the least length that
 // clears all pairs of parts. For convex parts that length is exact: a pair is clear once it has left along the
@@ -11,6 +12,8 @@ namespace zqConvex
 {
 namespace
 {
+/// More pairs are left to the trees.
+constexpr std::size_t mostNear = 20000;
 constexpr ZqReal endless = std::numeric_limits<ZqReal>::infinity();
 
 struct PartPair
@@ -36,8 +39,10 @@ struct Parting
 struct DepthSpace
 {
    std::vector<PartPair> first; ///< that overlap where the shapes stand
+   std::vector<PartPair> near;  ///< that come to overlap if anything does
    std::vector<PartPair> pairs;
    std::vector<Candidate> candidates;
+   std::vector<Candidate> needs; ///< what single pairs need along normals of their own
 };
 DepthSpace& depthSpace()
 {
@@ -70,8 +75,9 @@ public:
 
 private:
    void collect(const Pose& Y, std::vector<PartPair>& pairs) const;
+   void collectAlong(const Vec3& u, ZqReal length, std::vector<PartPair>& pairs);
    void collectCandidates();
-   void add(const Vec3& u, ZqReal least);
+   void add(std::vector<Candidate>& to, const Vec3& u, ZqReal least) const;
    ZqReal exitOfPair(const PartPair& pair, const Vec3& u, Parting& out);
    bool exitOfPairs(std::vector<PartPair>& pairs, const Vec3& u, Parting& out);
    ZqReal lengthFromOutside(const Vec3& u) const;
@@ -84,7 +90,9 @@ private:
    const Pose m_X;
    Parting m_best;
    ZqReal m_lower = 0.0;
-   ZqReal m_size = 0.0; ///< of the smaller side
+   ZqReal m_reach = -1.0; ///< of the list of near pairs
+   ZqReal m_size = 0.0;   ///< of the smaller side
+   ZqReal m_alike = 1.0;  ///< the cosine from which two directions count as one
    DepthSpace& m_space = depthSpace();
    ZqConvex m_spaceA;
    ZqConvex m_spaceB;
@@ -100,6 +108,37 @@ void Overlap::collect(const Pose& Y, std::vector<PartPair>& pairs) const
       return 0.0;
    };
    visitPartPairs(m_A, m_B, Y, 0.0, look);
+}
+
+/// The pairs that overlap once B has moved along u. Only what was within that length can do so: those pairs are
+/// listed once for all short ways, since trees tell little of surfaces that touch.
+void Overlap::collectAlong(const Vec3& u, ZqReal length, std::vector<PartPair>& pairs)
+{
+   const Pose Y = movedAlong(m_X, u, length);
+   if (length > m_reach && m_space.near.size() < mostNear)
+   {
+      m_reach = 1.5 * length;
+      m_space.near.clear();
+      const auto list = [&](ZqU32 part1, const ZqConvex&, ZqU32 part2, const ZqConvex&)
+      {
+         m_space.near.push_back({part1, part2, endless});
+         return m_space.near.size() < mostNear ? m_reach : -1.0;
+      };
+      visitPartPairs(m_A, m_B, m_X, m_reach, list);
+   }
+   if (m_space.near.size() >= mostNear)
+      return collect(Y, pairs);
+   pairs.clear();
+   for (const PartPair& pair : m_space.near)
+   {
+      ZqU32 t = 0;
+      ZqU32 other = 0;
+      const ZqTriangles* meshA = m_A.trianglesOf(pair.part1, t);
+      const ZqTriangles* meshB = m_B.trianglesOf(pair.part2, other);
+      if ((!meshA || !meshB || !areTrianglesApart(*meshA, t, *meshB, other, Y, 0.0)) &&
+          isWithin(m_A.part(pair.part1, m_spaceA), m_B.part(pair.part2, m_spaceB), Y, 0.0, nullptr))
+         pairs.push_back(pair);
+   }
 }
 
 /// What parts a pair along u, exactly: from a length that does, back to the plane that still parts them, again
@@ -214,7 +253,7 @@ bool Overlap::tryAlong(const Vec3& u)
       if (k == 0)
          m_space.pairs = m_space.first;
       else
-         collect(movedAlong(m_X, u, out.length + 1e-13 * m_size), m_space.pairs);
+         collectAlong(u, out.length + 1e-13 * m_size, m_space.pairs);
       if (!m_space.pairs.empty())
       {
          const ZqReal before = out.length;
@@ -247,27 +286,36 @@ bool Overlap::tryAlong(const Vec3& u)
 /// Tries u, and goes down from there to where the last parts to leave each other do so along the motion.
 void Overlap::tryAndFollow(const Vec3& u)
 {
+   ZqReal before = m_best.length;
    bool isBetter = tryAlong(u);
    for (int k = 0; k < 16 && isBetter && dot(m_best.normal, m_best.u) < 1.0 - 1e-14; ++k)
-      isBetter = tryAlong(m_best.normal);
+   {
+      isBetter = before == endless || m_best.length < before - 1e-9 * m_size;
+      before = m_best.length;
+      isBetter = isBetter && tryAlong(m_best.normal);
+   }
 }
 
-void Overlap::add(const Vec3& u, ZqReal least)
+void Overlap::add(std::vector<Candidate>& to, const Vec3& u, ZqReal least) const
 {
-   for (Candidate& c : m_space.candidates)
-      if (dot(c.u, u) > 1.0 - 1e-12)
+   for (Candidate& c : to)
+      if (dot(c.u, u) > m_alike)
       {
-         c.least = std::max(c.least, least);
+         if (dot(c.u, u) > 1.0 - 1e-12)
+            c.least = std::max(c.least, least);
          return;
       }
-   if (m_space.candidates.size() < 48)
-      m_space.candidates.push_back({u, least});
+   if (to.size() < 32)
+      to.push_back({u, least});
 }
 
 void Overlap::collectCandidates()
 {
    m_space.candidates.clear();
-   const std::size_t step = m_space.first.size() / 64 + 1;
+   m_space.needs.clear();
+   const std::size_t step = m_space.first.size() / 24 + 1;
+   // Of many pairs those of a curved surface look much the same way: one of each is enough, the rest follows.
+   m_alike = m_space.first.size() > 24 ? 0.97 : 1.0 - 1e-12;
    for (std::size_t i = 0; i < m_space.first.size(); i += step)
    {
       const PartPair& pair = m_space.first[i];
@@ -275,24 +323,26 @@ void Overlap::collectCandidates()
       const ZqConvex& b = m_B.part(pair.part2, m_spaceB);
       ZqU32 triangle = 0;
       bool isOfFace = false;
-      const auto addFace = [&](const Vec3& u)
+      const auto addFace = [&](const Vec3& u, bool isOwn)
       {
          // What a plane through the face leaves to clear is what the pair needs at most.
          ZqReal least = extentAlong(a, b, m_X, u);
          Parting exit;
          if (least < m_best.length)
             least = exitOfPair({pair.part1, pair.part2, least}, u, exit);
-         add(u, least);
-         isOfFace = true;
+         add(m_space.candidates, u, least);
+         if (isOwn)
+            add(m_space.needs, u, least);
+         isOfFace = isOfFace || isOwn;
       };
       if (a.isBounded() && b.isBounded())
       {
          if (const ZqTriangles* mesh = m_A.trianglesOf(pair.part1, triangle);
              mesh && mesh->isClosed())
-            addFace(mesh->normal(triangle) * mesh->outward());
+            addFace(mesh->normal(triangle) * mesh->outward(), true);
          if (const ZqTriangles* mesh = m_B.trianglesOf(pair.part2, triangle);
              mesh && mesh->isClosed())
-            addFace(m_X.R * mesh->normal(triangle) * -mesh->outward());
+            addFace(m_X.R * mesh->normal(triangle) * -mesh->outward(), true);
       }
       // What parts the two parts by the least; of a solid's thin triangle it may lead the wrong way.
       if (isOfFace && i % (4 * step) != 0)
@@ -300,16 +350,18 @@ void Overlap::collectCandidates()
       ZqSeparation found;
       distance(a, b, m_X, nullptr, found);
       m_lower = std::max(m_lower, -found.distance - found.error);
-      add(vec3(found.normal), -found.distance);
+      add(m_space.candidates, vec3(found.normal), -found.distance);
+      if (!isOfFace)
+         add(m_space.needs, vec3(found.normal), -found.distance);
       if (isOfFace || m_space.first.size() > 16)
          continue;
       for (int k = 0; k < 6; ++k)
       {
          const ZqReal sign = k < 3 ? 1.0 : -1.0;
          if (a.core == ZqConvex::Core::Box || a.core == ZqConvex::Core::Turned)
-            addFace(a.frame.R.column(k % 3) * sign);
+            addFace(a.frame.R.column(k % 3) * sign, false);
          if (b.core == ZqConvex::Core::Box || b.core == ZqConvex::Core::Turned)
-            addFace(m_X.R * b.frame.R.column(k % 3) * sign);
+            addFace(m_X.R * b.frame.R.column(k % 3) * sign, false);
       }
    }
    if (m_space.first.empty())
@@ -317,24 +369,28 @@ void Overlap::collectCandidates()
       // One is inside the other: out through the nearest place, or along an axis.
       ZqSeparation found;
       nearestParts(m_A, m_B, m_X, found);
-      add(-vec3(found.normal), 0.0);
+      add(m_space.candidates, -vec3(found.normal), 0.0);
       for (int i = 0; i < 3; ++i)
       {
          Vec3 u{0.0, 0.0, 0.0};
          u[i] = 1.0;
-         add(u, 0.0);
-         add(-u, 0.0);
+         add(m_space.candidates, u, 0.0);
+         add(m_space.candidates, -u, 0.0);
       }
    }
-   std::stable_sort(m_space.candidates.begin(), m_space.candidates.end(),
-                    [](const Candidate& p, const Candidate& q) { return p.least < q.least; });
+   for (std::vector<Candidate>* list : {&m_space.candidates, &m_space.needs})
+      std::sort(list->begin(), list->end(),
+                [](const Candidate& p, const Candidate& q) {
+                   return std::tie(p.least, p.u.x, p.u.y, p.u.z) <
+                          std::tie(q.least, q.u.x, q.u.y, q.u.z);
+                });
 }
 
 /// Shapes that are wedged between faces are parted best along none of their normals: by the least translation
 /// that goes far enough along two or three of them.
 void Overlap::tryCombinations()
 {
-   const std::vector<Candidate>& c = m_space.candidates;
+   const std::vector<Candidate>& c = m_space.needs;
    const std::size_t count = std::min<std::size_t>(4, c.size());
    const auto tryTranslation = [&](const Vec3& t)
    {
@@ -347,7 +403,7 @@ void Overlap::tryCombinations()
       {
          const ZqReal cosine = dot(c[i].u, c[j].u);
          const ZqReal sine2 = 1.0 - cosine * cosine;
-         if (sine2 < 1e-8)
+         if (sine2 < 0.03)
             continue;
          tryTranslation(c[i].u * ((c[i].least - cosine * c[j].least) / sine2) +
                         c[j].u * ((c[j].least - cosine * c[i].least) / sine2));
@@ -355,7 +411,7 @@ void Overlap::tryCombinations()
          {
             const Vec3 jk = cross(c[j].u, c[k].u);
             const ZqReal volume = dot(c[i].u, jk);
-            if (std::abs(volume) > 1e-4)
+            if (std::abs(volume) > 0.03)
                tryTranslation((jk * c[i].least + cross(c[k].u, c[i].u) * c[j].least +
                                cross(c[i].u, c[j].u) * c[k].least) *
                               (1.0 / volume));
@@ -380,6 +436,7 @@ void Overlap::solve(const Vec3& hint)
    };
    m_size = std::min(sizeOf(m_A), sizeOf(m_B));
    collect(m_X, m_space.first);
+   m_space.near.clear();
    if (norm2(hint) > 0.0)
       tryAndFollow(hint);
    collectCandidates();

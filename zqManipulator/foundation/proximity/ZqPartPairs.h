@@ -3,6 +3,7 @@
 #include "zqManipulator/foundation/geometry/ZqBoxHierarchy.h"
 #include "zqManipulator/foundation/geometry/ZqConvexParts.h"
 #include "zqManipulator/foundation/geometry/ZqShape.h"
+#include "zqManipulator/foundation/geometry/ZqTriangleTree.h"
 #include "zqManipulator/foundation/proximity/ZqShapeProximity.h"
 
 namespace zqConvex
@@ -109,6 +110,35 @@ inline PlacedBox boxAlongCore(const ZqConvex& C, const Pose& X, const AlignedBox
    return {box, frame};
 }
 
+inline TurnedBox turned(const PlacedBox& box) noexcept
+{
+   return {box.frame * ((box.box.lower + box.box.upper) * 0.5), box.frame.R,
+           (box.box.upper - box.box.lower) * 0.5};
+}
+
+/// Whether the plane of one of two triangles, or the line of their middles, shows that they are further apart
+/// than the limit.
+inline bool areTrianglesApart(const ZqTriangles& A, ZqU32 a, const ZqTriangles& B, ZqU32 b,
+                              const Pose& X, ZqReal limit) noexcept
+{
+   const Vec3 p[3] = {A.vertex(a, 0), A.vertex(a, 1), A.vertex(a, 2)};
+   const Vec3 q[3] = {X * B.vertex(b, 0), X * B.vertex(b, 1), X * B.vertex(b, 2)};
+   const auto isBeyond = [limit](const Vec3* plane, const Vec3* points)
+   {
+      const Vec3 n = cross(plane[1] - plane[0], plane[2] - plane[0]);
+      const ZqReal d0 = dot(n, points[0] - plane[0]);
+      const ZqReal d1 = dot(n, points[1] - plane[0]);
+      const ZqReal d2 = dot(n, points[2] - plane[0]);
+      const ZqReal gap = std::max(std::min({d0, d1, d2}), -std::max({d0, d1, d2}));
+      return gap > 0.0 && gap * gap > limit * limit * norm2(n) * (1.0 + 1e-12);
+   };
+   const Vec3 along = (q[0] - p[0]) + (q[1] - p[1]) + (q[2] - p[2]);
+   const ZqReal most = std::max({dot(along, p[0]), dot(along, p[1]), dot(along, p[2])});
+   const ZqReal gap = std::min({dot(along, q[0]), dot(along, q[1]), dot(along, q[2])}) - most;
+   return (gap > 0.0 && gap * gap > limit * limit * norm2(along) * (1.0 + 1e-12)) ||
+          isBeyond(p, q) || isBeyond(q, p);
+}
+
 /// Calls `limit = visit(memberOfA, memberOfB)` for the pairs whose boxes may be within `limit` of each other,
 /// the near ones first as far as boxes tell. Below zero ends it.
 template <class Visit>
@@ -157,40 +187,41 @@ void visitPartPairs(const PartSide& A, const PartSide& B, const Pose& X, ZqReal 
       {
          const ZqConvex& convexB = B.convexMember(b);
          const PlacedBox box = boxAlongCore(convexB, X, meshA->tree().bounds());
-         meshA->tree().visitNearest(box.box, box.frame, limit,
-                                    [&](int t)
-                                    {
-                                       meshA->set(spaceA, static_cast<ZqU32>(t));
-                                       return limit = visit(firstA + static_cast<ZqU32>(t), spaceA,
-                                                            firstB, convexB);
-                                    });
+         meshA->surfaceTree().visitNearest(turned(box), limit,
+                                           [&](int t)
+                                           {
+                                              const ZqU32 triangle = static_cast<ZqU32>(t);
+                                              meshA->set(spaceA, triangle);
+                                              return limit = visit(firstA + triangle, spaceA,
+                                                                   firstB, convexB);
+                                           });
       }
       else if (!meshA)
       {
          const ZqConvex& convexA = A.convexMember(a);
          const PlacedBox box = boxAlongCore(convexA, inverse(X), meshB->tree().bounds());
-         meshB->tree().visitNearest(box.box, box.frame, limit,
-                                    [&](int t)
-                                    {
-                                       meshB->set(spaceB, static_cast<ZqU32>(t));
-                                       return limit = visit(firstA, convexA,
-                                                            firstB + static_cast<ZqU32>(t), spaceB);
-                                    });
+         meshB->surfaceTree().visitNearest(turned(box), limit,
+                                           [&](int t)
+                                           {
+                                              const ZqU32 triangle = static_cast<ZqU32>(t);
+                                              meshB->set(spaceB, triangle);
+                                              return limit = visit(firstA, convexA,
+                                                                   firstB + triangle, spaceB);
+                                           });
       }
       else
-      {
-         int last = -1;
-         BoxHierarchy::visitNearestPairs(meshA->tree(), meshB->tree(), X, limit,
-                                         [&](int t, int other)
-                                         {
-                                            if (t != last)
-                                               meshA->set(spaceA, static_cast<ZqU32>(last = t));
-                                            meshB->set(spaceB, static_cast<ZqU32>(other));
-                                            return limit = visit(
-                                                      firstA + static_cast<ZqU32>(t), spaceA,
-                                                      firstB + static_cast<ZqU32>(other), spaceB);
-                                         });
-      }
+         TriangleTree::visitNearestPairs(
+            meshA->surfaceTree(), meshB->surfaceTree(), X, limit,
+            [&](int t, int other)
+            {
+               const ZqU32 triangleA = static_cast<ZqU32>(t);
+               const ZqU32 triangleB = static_cast<ZqU32>(other);
+               if (areTrianglesApart(*meshA, triangleA, *meshB, triangleB, X, limit))
+                  return limit;
+               meshA->set(spaceA, triangleA);
+               meshB->set(spaceB, triangleB);
+               return limit = visit(firstA + triangleA, spaceA, firstB + triangleB, spaceB);
+            });
       return limit;
    };
    visitMemberPairs(A, B, X, limit, look);

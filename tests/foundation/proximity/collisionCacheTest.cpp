@@ -1,0 +1,177 @@
+#include "support/allocationCount.h"
+#include "support/randomValues.h"
+
+#include "zqManipulator/foundation/geometry/ZqBox.h"
+#include "zqManipulator/foundation/geometry/ZqShapeUnion.h"
+#include "zqManipulator/foundation/geometry/ZqSphere.h"
+#include "zqManipulator/foundation/proximity/ZqShapeCollisionTool.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+ZqCoordinateSystemTransformation raised(ZqReal z)
+{
+   return ZqCoordinateSystemTransformation(ZqVector(0.0, 0.0, z));
+}
+
+/// A box and another one above it, looked at once for each evaluation.
+struct StackedBoxes
+{
+   ZqBox lower{raised(0.0), ZqVector(0.5, 0.5, 0.5)};
+   ZqBox upper{raised(0.0), ZqVector(0.3, 0.2, 0.5)};
+   ZqLinkKey link1{0, 3};
+   ZqLinkKey link2{1, 2};
+   ZqShapeCollisionTool tool;
+   ZqSystemShapeCollisionCache cache;
+   std::vector<ZqShapeProximityKey> touching;
+   ZqReal separation = 1e300;
+
+   bool look(ZqReal gap)
+   {
+      touching.clear();
+      separation = 1e300;
+      return tool.computeCollisionData(link1, link2, lower, upper, false, false, raised(1.0 + gap),
+                                       cache, touching, separation);
+   }
+   ZqShapeCollisionData* record()
+   {
+      return cache.getCollisionData(ZqShapeKey(link2, 0), ZqShapeKey(link1, 0));
+   }
+};
+} // namespace
+
+TEST(CollisionCache, ARecordTellsWhereTheShapesTouch)
+{
+   StackedBoxes boxes;
+   EXPECT_FALSE(boxes.look(1e-4)); // within the margin is not touching
+   EXPECT_NEAR(boxes.separation, 1e-4, 1e-12);
+   EXPECT_EQ(boxes.record(), nullptr);
+   EXPECT_TRUE(boxes.look(0.0));
+   EXPECT_TRUE(boxes.look(-1e-3));
+   ASSERT_EQ(boxes.touching.size(), 1U);
+   const ZqShapeCollisionData& record = *boxes.record();
+   EXPECT_EQ(boxes.touching[0].first(), record.key1());
+   EXPECT_EQ(record.manipulatorOneID(), 0U);
+   EXPECT_EQ(record.linkTwoID(), 2U);
+   EXPECT_NEAR(record.separationDistance(), -1e-3, 1e-12);
+   EXPECT_NEAR(record.normalInPrimary1().z(), 1.0, 1e-12);
+   ASSERT_EQ(record.numPenetrationPoints(), 4U);
+   for (ZqU32 i = 0; i < 4; ++i)
+   {
+      EXPECT_NEAR(record.penetrationPointPrimary(0, i).z(), 0.5, 1e-12);
+      EXPECT_NEAR(record.penetrationPointPrimary(1, i).z(), -0.5, 1e-12);
+      EXPECT_EQ(record.getPenetrationPointShapePrimary(record.key2(), i),
+                &record.penetrationPointPrimary(1, i));
+   }
+   EXPECT_EQ(record.getPenetrationPointShapePrimary(record.key2(), 4), nullptr);
+   EXPECT_NEAR(record.contactPointRel1().z(), 0.5, 1e-12);
+   EXPECT_NEAR(record.contactPointRel2().mag(), 0.5, 1e-9);
+
+   // The sides are those of who asks.
+   ZqReal separation = 1e300;
+   boxes.touching.clear();
+   EXPECT_TRUE(boxes.tool.computeCollisionData(boxes.link2, boxes.link1, boxes.upper, boxes.lower,
+                                               false, false, raised(-0.999), boxes.cache,
+                                               boxes.touching, separation));
+   EXPECT_EQ(boxes.record(), &record);
+   EXPECT_EQ(record.linkOneID(), 2U);
+   EXPECT_NEAR(record.normalInPrimary1().z(), -1.0, 1e-12);
+}
+
+/// Each letter is an evaluation: t touches, a is looked at apart, n is not looked at but others are, i
+/// invalidates again in between. The last one touches; a record that lasted still has the mode it was given.
+TEST(CollisionCache, FrictionOutlivesEvaluationsWithoutBreak)
+{
+   const struct
+   {
+      const char* evaluations;
+      bool lasts;
+   } cases[] = {{"", false},    {"t", true},    {"tt", true},    {"ti", true},
+                {"tiii", true}, {"ta", false},  {"tn", false},   {"tna", false},
+                {"at", true},   {"tat", false}, {"tntt", false}, {"iitii", true}};
+   for (const auto& [evaluations, lasts] : cases)
+   {
+      StackedBoxes boxes;
+      for (const char* e = evaluations; *e; ++e)
+      {
+         if (*e == 't')
+            EXPECT_TRUE(boxes.look(-1e-3));
+         if (*e == 'a')
+            EXPECT_FALSE(boxes.look(1e-3));
+         if (*e == 'n')
+            boxes.cache.resetNextCollisionData();
+         if (e == evaluations && boxes.record())
+         {
+            EXPECT_EQ(boxes.record()->frictionMode(), ZqFrictionMode::NewContact);
+            boxes.record()->setFrictionMode(ZqFrictionMode::Kinetic);
+         }
+         else if (*e == 't' && lasts &&
+                  boxes.record()->frictionMode() == ZqFrictionMode::NewContact)
+            boxes.record()->setFrictionMode(ZqFrictionMode::Kinetic);
+         boxes.cache.invalidateAll();
+         ZqSystemShapeCollisionCache copy(boxes.cache);
+         boxes.cache = copy; // which knows as much
+         copy.resetNextCollisionData();
+         EXPECT_EQ(copy.nextCollisionData(), nullptr);
+      }
+      EXPECT_TRUE(boxes.look(-1e-3));
+      EXPECT_EQ(boxes.record()->frictionMode(),
+                lasts ? ZqFrictionMode::Kinetic : ZqFrictionMode::NewContact)
+         << evaluations;
+   }
+}
+
+TEST(CollisionCache, MembersThatTouchHaveRecordsInTheOrderOfKeys)
+{
+   ZqShapeUnion pins;
+   for (const ZqReal x : {-0.4, 0.0, 0.4, 3.0})
+      pins.addShapeToUnion(ZqSphere(ZqVector(x, 0.0, 0.0), 0.1));
+   ZqShapeUnion floors;
+   floors.addShapeToUnion(ZqBox(raised(-9.0), ZqVector(1.0, 1.0, 0.5)));
+   floors.addShapeToUnion(ZqBox(raised(-0.5), ZqVector(1.0, 1.0, 0.5)));
+   const ZqShapeCollisionTool tool;
+   for (const bool flag : {false, true})
+   {
+      ZqSystemShapeCollisionCache cache;
+      std::vector<ZqShapeProximityKey> touching;
+      ZqReal separation = 1e300;
+      EXPECT_TRUE(tool.computeCollisionData({2, 1}, {0, 0}, floors, pins, flag, flag, raised(0.099),
+                                            cache, touching, separation));
+      EXPECT_NEAR(separation, -1e-3, 1e-10);
+      EXPECT_EQ(touching.size(), flag ? 3U : 1U);
+      cache.resetNextCollisionData();
+      for (ZqU32 i = 0; i < touching.size(); ++i)
+      {
+         const ZqShapeCollisionData* data = cache.nextCollisionData();
+         ASSERT_NE(data, nullptr);
+         EXPECT_EQ(data->shapeOneID(), flag ? 1U : 0U);
+         EXPECT_EQ(data->shapeTwoID(), flag ? i : 0U);
+         EXPECT_EQ(data->numPenetrationPoints(), flag ? 1U : 2U);
+      }
+      EXPECT_EQ(cache.nextCollisionData(), nullptr);
+      cache.clear();
+      cache.resetNextCollisionData();
+      EXPECT_EQ(cache.nextCollisionData(), nullptr);
+   }
+}
+
+TEST(CollisionCache, SettlesToNoAllocationAndForgetsOldPairs)
+{
+   StackedBoxes boxes;
+   zqTest::RandomValues random(1);
+   std::size_t most = 0;
+   std::size_t allocated = 0;
+   for (int k = 0; k < 3000; ++k)
+   {
+      boxes.link2 = ZqLinkKey(1, static_cast<ZqU32>(k / 5) % 300); // each comes back after long
+      const zqTest::AllocationCount allocations;
+      boxes.look(random.real(-1e-3, 1e-3));
+      boxes.cache.invalidateAll();
+      if (k >= 1500)
+         allocated += allocations.count();
+      most = std::max(most, boxes.cache.size());
+   }
+   EXPECT_EQ(allocated, 0U);
+   EXPECT_LT(most, 100U);
+}

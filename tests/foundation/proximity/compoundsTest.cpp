@@ -1,0 +1,343 @@
+#include "support/randomValues.h"
+
+#include "zqManipulator/foundation/geometry/ZqBox.h"
+#include "zqManipulator/foundation/geometry/ZqCapsule.h"
+#include "zqManipulator/foundation/geometry/ZqConvexHull.h"
+#include "zqManipulator/foundation/geometry/ZqHalfSpace.h"
+#include "zqManipulator/foundation/geometry/ZqShapeUnion.h"
+#include "zqManipulator/foundation/geometry/ZqSphere.h"
+#include "zqManipulator/foundation/geometry/ZqTriangleMesh.h"
+#include "zqManipulator/foundation/proximity/ZqConvexProximity.h"
+#include "zqManipulator/foundation/proximity/ZqPartPairs.h"
+#include "zqManipulator/foundation/proximity/ZqShapeProximity.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+
+using namespace zqConvex;
+using zqTest::RandomValues;
+
+namespace
+{
+constexpr ZqReal closeness = 1e-10;
+
+ZqTriangleMesh boxMesh(const ZqVector& h)
+{
+   std::vector<ZqVector> v;
+   for (int i = 0; i < 8; ++i)
+      v.emplace_back(i & 1 ? h.x() : -h.x(), i & 2 ? h.y() : -h.y(), i & 4 ? h.z() : -h.z());
+   return {v,
+           {{0, 2, 1},
+            {1, 2, 3},
+            {4, 5, 6},
+            {5, 7, 6},
+            {0, 1, 4},
+            {1, 5, 4},
+            {2, 6, 3},
+            {3, 6, 7},
+            {0, 4, 2},
+            {2, 4, 6},
+            {1, 3, 5},
+            {3, 7, 5}}};
+}
+/// A ring about z, of n by m squares; without `whole` a trough that is half of it.
+ZqTriangleMesh ring(ZqReal outer, ZqReal inner, ZqU32 n, ZqU32 m, bool isWhole = true)
+{
+   std::vector<ZqVector> v;
+   std::vector<ZqTriangleMesh::Triangle> t;
+   for (ZqU32 i = 0; i < n; ++i)
+      for (ZqU32 j = 0; j < m; ++j)
+      {
+         const ZqReal a = 2.0 * zqTest::pi * i / n;
+         const ZqReal b = 2.0 * zqTest::pi * j / m;
+         const ZqReal r = outer + inner * std::cos(b);
+         v.emplace_back(r * std::cos(a), r * std::sin(a), inner * std::sin(b));
+      }
+   for (ZqU32 i = 0; i < n; ++i)
+      for (ZqU32 j = 0; j < (isWhole ? m : m / 2); ++j)
+      {
+         const ZqU32 k = (i + 1) % n;
+         const ZqU32 l = (j + 1) % m;
+         t.push_back({i * m + j, k * m + j, k * m + l});
+         t.push_back({i * m + j, k * m + l, i * m + l});
+      }
+   return {v, t};
+}
+ZqCoordinateSystemTransformation at(ZqReal x, ZqReal y, ZqReal z)
+{
+   return ZqCoordinateSystemTransformation(ZqVector(x, y, z));
+}
+ZqShapeUnion unionOf(std::initializer_list<const ZqShape*> members)
+{
+   ZqShapeUnion made;
+   for (const ZqShape* member : members)
+      made.addShapeToUnion(*member);
+   return made;
+}
+
+/// A box, in every way there is to tell one.
+struct Boxes
+{
+   ZqVector h{0.5, 0.4, 0.3};
+   ZqBox box{at(0.0, 0.0, 0.0), h};
+   ZqTriangleMesh mesh = boxMesh(h);
+   ZqConvexHull hull{[this]
+                     {
+                        std::vector<ZqVector> points;
+                        for (ZqU32 i = 0; i < 8; ++i)
+                           points.push_back(mesh.vertex(i));
+                        return points;
+                     }()};
+   ZqBox left{at(-0.25, 0.0, 0.0), ZqVector(0.25, 0.4, 0.3)};
+   ZqBox right{at(0.25, 0.0, 0.0), ZqVector(0.25, 0.4, 0.3)};
+   ZqShapeUnion halves = unionOf({&left, &right});
+   std::vector<const ZqShape*> all{&box, &mesh, &hull, &halves};
+};
+/// Shapes that are not convex, and one that is.
+struct Mixed
+{
+   ZqTriangleMesh solid = ring(1.0, 0.3, 14, 9);
+   ZqTriangleMesh trough = ring(1.0, 0.4, 12, 8, false);
+   ZqSphere ball{ZqVector(0.3, 1.2, 0.1), 0.25};
+   ZqCapsule rod{ZqLineSegment(ZqVector(-0.9, 0.2, 0.0), ZqVector(0.4, -0.5, 0.7)), 0.1};
+   ZqBox block{at(0.2, 0.1, -0.4), ZqVector(0.5, 0.2, 0.3)};
+   ZqShapeUnion inner = unionOf({&ball, &rod});
+   ZqShapeUnion several = unionOf({&block, &inner});
+   ZqTriangleMesh small = ring(0.4, 0.1, 9, 6);
+   ZqShapeUnion withMesh = unionOf({&small, &ball, &rod});
+   std::vector<const ZqShape*> all{&solid, &trough, &several, &withMesh, &block};
+};
+
+Pose randomPose(RandomValues& random, ZqReal reach)
+{
+   return pose(ZqCoordinateSystemTransformation(random.vector(reach), random.orientation()));
+}
+ZqSeparation separation(const ZqShape& A, const ZqShape& B, const Pose& X,
+                        ZqShapePairCache* cache = nullptr)
+{
+   ZqSeparation out;
+   distance(A, B, X, cache, out);
+   return out;
+}
+Pose moved(const Pose& X, const ZqVector& normal, ZqReal length)
+{
+   return {X.R, X.t + vec3(normal) * length};
+}
+
+/// The least distance of all pairs of parts; at most zero where any overlap.
+ZqReal leastOfParts(const ZqShape& A, const ZqShape& B, const Pose& X)
+{
+   const PartSide a(A);
+   const PartSide b(B);
+   ZqConvex spaceA;
+   ZqConvex spaceB;
+   ZqReal least = 1e300;
+   for (ZqU32 i = 0; i < a.partCount(); ++i)
+      for (ZqU32 j = 0; j < b.partCount(); ++j)
+      {
+         ZqSeparation found;
+         distance(a.part(i, spaceA), b.part(j, spaceB), X, nullptr, found);
+         least = std::min(least, found.distance);
+      }
+   return least;
+}
+} // namespace
+
+TEST(Compounds, AreAsFarApartAsTheirNearestParts)
+{
+   const Mixed shapes;
+   RandomValues random(11);
+   int apart = 0;
+   for (int k = 0; k < 12; ++k)
+      for (const ZqShape* A : shapes.all)
+         for (const ZqShape* B : shapes.all)
+         {
+            const Pose X = randomPose(random, 0.6 + 0.25 * k);
+            const ZqReal least = leastOfParts(*A, *B, X);
+            ZqShapePairCache cache;
+            const ZqSeparation cold = separation(*A, *B, X, &cache);
+            const ZqSeparation warm = separation(*A, *B, X, &cache);
+            EXPECT_GE(warm.distance, cold.distance - closeness); // or a better way out was found
+            const ZqSeparation back = separation(*B, *A, inverse(X));
+            if (cold.distance > 0.0)
+            {
+               ++apart;
+               EXPECT_NEAR(cold.distance, least, closeness);
+               EXPECT_NEAR(back.distance, least, closeness);
+               EXPECT_NEAR(norm(X * vec3(cold.point2) - vec3(cold.point1)), least, closeness);
+               EXPECT_TRUE(isWithin(*A, *B, X, least * (1.0 + 1e-6), nullptr));
+               EXPECT_FALSE(isWithin(*A, *B, X, least * (1.0 - 1e-6), nullptr));
+               continue;
+            }
+            // Parts meet, or one lies in the other; the translation parts them.
+            EXPECT_TRUE(isWithin(*A, *B, X, 0.0, nullptr));
+            EXPECT_LE(back.distance, 0.0);
+            for (const ZqReal more : {1e-9, 1e-2})
+            {
+               const Pose Y = moved(X, cold.normal, (1.0 + more) * -cold.distance + 1e-12);
+               const ZqSeparation parted = separation(*A, *B, Y);
+               EXPECT_TRUE(more > 1e-3 || parted.distance >= 0.0)
+                  << cold.distance << " " << parted.distance;
+               EXPECT_LT(parted.distance, 0.011 * -cold.distance + 1e-9);
+            }
+            EXPECT_NEAR(norm(X * vec3(cold.point2) - vec3(cold.point1)), -cold.distance, 1e-9);
+         }
+   EXPECT_GT(apart, 100);
+}
+
+TEST(Compounds, ABoxIsTheSameHoweverItIsTold)
+{
+   const Boxes a;
+   const ZqBox other(at(0.0, 0.0, 0.0), ZqVector(0.2, 0.3, 0.25));
+   const ZqTriangleMesh otherMesh = boxMesh(other.extents());
+   RandomValues random(5);
+   for (int k = 0; k < 1000; ++k)
+   {
+      const Pose X = randomPose(random, 0.9);
+      const ZqReal expected = separation(a.box, other, X).distance;
+      for (const ZqShape* shape : a.all)
+         for (const ZqShape* second :
+              {static_cast<const ZqShape*>(&other), static_cast<const ZqShape*>(&otherMesh)})
+         {
+            const ZqReal found = separation(*shape, *second, X).distance;
+            // Halves may be parted by more than need be, never by less.
+            if (shape == &a.halves && expected < 0.0)
+               EXPECT_LE(found, expected + closeness);
+            else
+               EXPECT_NEAR(found, expected, closeness);
+         }
+   }
+}
+
+TEST(Compounds, ABoxRestsOnTheSameFourPlaces)
+{
+   const Boxes floors;
+   const ZqBox box(at(0.0, 0.0, 0.0), ZqVector(0.2, 0.3, 0.25));
+   const ZqTriangleMesh mesh = boxMesh(box.extents());
+   const ZqTriangleMesh sheet(
+      {{-1.0, -1.0, 0.3}, {1.0, -1.0, 0.3}, {1.0, 1.0, 0.3}, {-1.0, 1.0, 0.3}},
+      {{0, 1, 2}, {0, 2, 3}});
+   std::vector<const ZqShape*> all = floors.all;
+   all.push_back(&sheet);
+   for (const ZqReal height : {0.5501, 0.55, 0.55 - 1e-9, 0.5499, 0.545})
+      for (const ZqReal x : {0.0, 0.05, 0.2, 0.2 + 1e-7, 0.26})
+         for (const ZqShape* floor : all)
+            for (const ZqShape* body :
+                 {static_cast<const ZqShape*>(&box), static_cast<const ZqShape*>(&mesh)})
+            {
+               ZqContactManifold found;
+               ASSERT_TRUE(contact(*floor, *body, {{}, {x, 0.02, height}}, 1e-3, nullptr, found));
+               ASSERT_EQ(found.count, 4) << height << " " << x;
+               EXPECT_NEAR(found.separation, height - 0.55, closeness);
+               for (int i = 0; i < 4; ++i)
+               {
+                  const ZqContactPoint& p = found.points[i];
+                  EXPECT_NEAR(p.separation, height - 0.55, closeness);
+                  EXPECT_NEAR(p.normal.z(), 1.0, closeness);
+                  EXPECT_NEAR(std::abs(p.point1.x() - x), 0.2, closeness);
+                  EXPECT_NEAR(std::abs(p.point1.y() - 0.02), 0.3, closeness);
+                  for (int j = 0; j < i; ++j)
+                     EXPECT_GT((p.point1 - found.points[j].point1).mag(), 0.3);
+               }
+            }
+}
+
+/// Wedged between two faces it is parted from both, and touches each with that face's normal.
+TEST(Compounds, ABodyInACornerTouchesBothWalls)
+{
+   const ZqBox floor(at(0.0, 0.0, -0.5), ZqVector(2.0, 2.0, 0.5));
+   const ZqBox wall(at(-0.5, 0.0, 1.0), ZqVector(0.5, 2.0, 1.0));
+   const ZqShapeUnion corner = unionOf({&floor, &wall});
+   const ZqBox body(at(0.0, 0.0, 0.0), ZqVector(0.2, 0.3, 0.25));
+   const Pose X{{}, {0.2 - 3e-3, 0.0, 0.25 - 4e-3}};
+   EXPECT_NEAR(separation(corner, body, X).distance, -5e-3, closeness);
+   ZqContactManifold found;
+   ASSERT_TRUE(contact(corner, body, X, 1e-3, nullptr, found));
+   ZqReal deepestOn[2] = {0.0, 0.0}; // floor, wall
+   for (int i = 0; i < found.count; ++i)
+   {
+      const ZqContactPoint& p = found.points[i];
+      const bool isWall = p.normal.x() > 0.5;
+      EXPECT_NEAR(isWall ? p.normal.x() : p.normal.z(), 1.0, 1e-6);
+      deepestOn[isWall] = std::min(deepestOn[isWall], p.separation);
+   }
+   EXPECT_NEAR(deepestOn[0], -4e-3, 1e-9);
+   EXPECT_NEAR(deepestOn[1], -3e-3, 1e-9);
+}
+
+TEST(Compounds, AClosedSurfaceIsASolidAndAnOpenOneIsNot)
+{
+   const ZqTriangleMesh solid = ring(1.0, 0.3, 40, 24);
+   const ZqTriangleMesh trough = ring(1.0, 0.3, 40, 24, false);
+   const ZqSphere ball(ZqVector(0.0, 0.0, 0.0), 0.05);
+   const ZqSphere distant(ZqVector(0.0, 0.0, 10.0), 0.05);
+   const ZqShapeUnion balls = unionOf({&distant, &ball});
+   const Pose inside{{}, {1.0, 0.02, 0.03}};
+   for (const ZqShape* body :
+        {static_cast<const ZqShape*>(&ball), static_cast<const ZqShape*>(&balls)})
+   {
+      const ZqSeparation deep = separation(solid, *body, inside);
+      EXPECT_LT(deep.distance, -0.25); // to the surface and out of it
+      EXPECT_GT(deep.distance, -0.36);
+      EXPECT_GE(separation(solid, *body, moved(inside, deep.normal, 1e-9 - deep.distance)).distance,
+                0.0);
+      EXPECT_GT(separation(trough, *body, inside).distance, 0.1);
+      EXPECT_GT(separation(solid, *body, {{}, {0.0, 0.0, 0.0}}).distance, 0.6);
+   }
+}
+
+TEST(Compounds, AHalfSpaceIsLeftAlongItsNormal)
+{
+   const ZqHalfSpace ground(ZqPlane(ZqVector(0.0, 0.0, 0.1), ZqVector(0.0, 0.0, 1.0)));
+   const Mixed shapes;
+   RandomValues random(7);
+   for (int k = 0; k < 20; ++k)
+      for (const ZqShape* shape : shapes.all)
+      {
+         const Pose X = randomPose(random, 2.0);
+         const ZqSeparation found = separation(ground, *shape, X);
+         const PartSide side(*shape);
+         ZqConvex space;
+         ZqReal least = 1e300;
+         for (ZqU32 i = 0; i < side.partCount(); ++i)
+            least = std::min(
+               least,
+               (X * vec3(side.part(i, space).supportPoint(vector(turnBack(X.R, {0.0, 0.0, -1.0})))))
+                     .z -
+                  0.1);
+         EXPECT_NEAR(found.distance, least, closeness);
+         EXPECT_NEAR(separation(*shape, ground, inverse(X)).distance, least, closeness);
+      }
+}
+
+/// Over a touch the distance changes by no more than the motion, and so do the answers from the last step's.
+TEST(Compounds, WalkWithoutJumpsAcrossTouching)
+{
+   const Mixed shapes;
+   const ZqTriangleMesh solid = ring(1.0, 0.3, 24, 16);
+   RandomValues random(3);
+   for (int walk = 0; walk < 12; ++walk)
+   {
+      const ZqShape& A = *shapes.all[walk % 4];
+      const ZqShape& B = walk % 3 == 0 ? static_cast<const ZqShape&>(solid) : shapes.block;
+      Pose X = randomPose(random, 1.0);
+      // From apart towards each other until they just touch.
+      X.t = vec3(random.unitVector()) * 4.0;
+      const Vec3 home = X.t * -0.25;
+      for (int k = 0; k < 60 && separation(A, B, X).distance > 1e-4; ++k)
+         X.t += unit(home) * (separation(A, B, X).distance * 0.9);
+      ZqShapePairCache cache;
+      ZqReal last = separation(A, B, X, &cache).distance;
+      for (int k = 0; k < 150; ++k)
+      {
+         const Vec3 step =
+            (vec3(random.unitVector()) * 0.3 + unit(home) * (last > 0.0 ? 1.0 : -1.0)) * 2e-5;
+         X.t += step;
+         const ZqReal found = separation(A, B, X, &cache).distance;
+         EXPECT_NEAR(found, last, norm(step) * (1.0 + 1e-6) + 1e-9) << walk << " " << k;
+         last = found;
+      }
+   }
+}
