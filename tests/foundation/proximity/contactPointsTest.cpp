@@ -88,7 +88,7 @@ std::vector<std::pair<const char*, ZqConvex>> contactShapes()
       {"ellipsoid", ZqConvex::ellipsoid(ZqCoordinateSystemTransformation(), {0.5, 0.4, 0.3})}};
 }
 
-ZqReal distanceOf(const ZqConvex& A, const ZqConvex& B, const Pose& X)
+ZqReal signedDistance(const ZqConvex& A, const ZqConvex& B, const Pose& X)
 {
    ZqSeparation out;
    distance(A, B, X, nullptr, out);
@@ -103,7 +103,7 @@ Pose placedApart(const ZqConvex& A, const ZqConvex& B, const Mat3& R, const Vec3
    for (int k = 0; k < 50; ++k)
    {
       const ZqReal middle = 0.5 * (low + high);
-      (distanceOf(A, B, {R, u * middle}) < gap ? low : high) = middle;
+      (signedDistance(A, B, {R, u * middle}) < gap ? low : high) = middle;
    }
    return {R, u * high};
 }
@@ -112,7 +112,7 @@ Pose placedApart(const ZqConvex& A, const ZqConvex& B, const Mat3& R, const Vec3
 void expectSoundPoints(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin,
                        const ZqContactManifold& m)
 {
-   const ZqReal d = distanceOf(A, B, X);
+   const ZqReal d = signedDistance(A, B, X);
    EXPECT_NEAR(m.separation, d, 1e-9);
    ASSERT_GE(m.count, 1);
    ASSERT_LE(m.count, ZqContactManifold::capacity);
@@ -137,8 +137,8 @@ void expectSoundPoints(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqRe
       // A sweeping ball is left where its core's face leans, by r (1 - cos 30 degrees) at most.
       const ZqConvex dot1 = ZqConvex::sphere(p.point1, 0.0);
       const ZqConvex dot2 = ZqConvex::sphere(vector(inverseTimes(X, b)), 0.0);
-      const ZqReal onA = distanceOf(A, dot1, Pose{});
-      const ZqReal onB = distanceOf(B, dot2, Pose{});
+      const ZqReal onA = signedDistance(A, dot1, Pose{});
+      const ZqReal onB = signedDistance(B, dot2, Pose{});
       EXPECT_LE(onA, 1e-6);
       EXPECT_LE(onB, 1e-6);
       EXPECT_GE(onA, -1e-6 - 0.14 * A.radius);

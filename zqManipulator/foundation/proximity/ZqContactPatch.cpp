@@ -27,7 +27,7 @@ void sortAround(Corner* corners, int count) noexcept
    }
    mx /= count;
    my /= count;
-   ZqReal turn[Patch::capacity];
+   ZqReal turn[ContactPatch::capacity];
    for (int i = 0; i < count; ++i)
    {
       const Corner c = corners[i];
@@ -59,8 +59,8 @@ void putContact(const CorePair& pair, const Vec3& n, const Vec3& a, const Vec3& 
    p.name = name;
 }
 
-Patch::Patch(const CorePair& pair, const Vec3& n, const SupportingFace* reference,
-             const SupportingFace& other, bool isReferenceA) noexcept
+ContactPatch::ContactPatch(const CorePair& pair, const Vec3& n, const SupportingFace* reference,
+                           const SupportingFace& other, bool isReferenceA) noexcept
    : m_pair(pair), m_n(n), m_reference(reference), m_other(other), m_isReferenceA(isReferenceA)
 {
    const ZqReal small = std::min(pair.A.size, pair.B.size);
@@ -69,21 +69,20 @@ Patch::Patch(const CorePair& pair, const Vec3& n, const SupportingFace* referenc
    const ZqReal least = isPlane ? large : small;
    m_rounding = (pair.A.isCurved() || pair.B.isCurved() ? 1e-6 : 1e-9) * least + 1e-13 * large;
    m_tolerance = 1e-6 * least + 1e-12 * large;
-   Vec3 normal = {0.0, 0.0, 1.0};
+   m_normal = {0.0, 0.0, 1.0};
    m_origin = {0.0, 0.0, 0.0};
    m_e1 = {1.0, 0.0, 0.0};
    if (reference)
    {
-      normal = reference->normal;
+      m_normal = reference->normal;
       m_origin = reference->isDisc ? reference->middle : reference->corner[0];
       m_e1 = reference->axis;
    }
-   m_normal = normal;
-   m_e2 = cross(normal, m_e1);
+   m_e2 = cross(m_normal, m_e1);
    project();
 }
 
-void Patch::project() noexcept
+void ContactPatch::project() noexcept
 {
    const ZqReal facing = 1.0 / dot(m_normal, m_n);
    m_g1 = m_e1 - m_normal * (dot(m_e1, m_n) * facing);
@@ -95,7 +94,7 @@ void Patch::project() noexcept
    m_gapY = -dot(m_other.normal, m_e2) * scale;
 }
 
-void Patch::cut() noexcept
+void ContactPatch::cut() noexcept
 {
    load();
    if (!m_reference)
@@ -105,8 +104,9 @@ void Patch::cut() noexcept
    else
       m_other.count == 2 ? cutEdgeByFace() : cutFaceByFace();
 }
+
 // The corners of the other run clockwise about the normal of the reference: they are taken backwards.
-void Patch::load() noexcept
+void ContactPatch::load() noexcept
 {
    const int n = m_other.count;
    for (int i = 0; i < n; ++i)
@@ -126,7 +126,7 @@ class Ring
 public:
    static constexpr int capacity = 3 * SupportingFace::capacity;
 
-   Ring(const PatchCorner* corners, int count) noexcept : m_used(count)
+   Ring(const ContactCorner* corners, int count) noexcept : m_used(count)
    {
       for (int i = 0; i < count; ++i)
       {
@@ -135,7 +135,7 @@ public:
          m_last[i] = i == 0 ? count - 1 : i - 1;
       }
    }
-   const PatchCorner& operator[](int i) const noexcept { return m_node[i]; }
+   const ContactCorner& operator[](int i) const noexcept { return m_node[i]; }
    int next(int i) const noexcept { return m_next[i]; }
    int last(int i) const noexcept { return m_last[i]; }
    void link(int i, int j) noexcept
@@ -144,7 +144,7 @@ public:
       m_last[j] = i;
    }
    /// After i, where a new side begins.
-   int insert(int i, const PatchCorner& c) noexcept
+   int insert(int i, const ContactCorner& c) noexcept
    {
       m_node[m_used] = c;
       link(i, m_used);
@@ -170,7 +170,7 @@ public:
 
 private:
    int m_used;
-   PatchCorner m_node[capacity];
+   ContactCorner m_node[capacity];
    int m_next[capacity], m_last[capacity];
 };
 } // namespace
@@ -178,7 +178,7 @@ private:
 // The corner furthest beyond a side moves on as the sides go round, so that all of it takes as many steps as there are
 // corners and sides. The corners outside follow each other: they give way to the two places where the line leaves
 // the patch and enters it. What lies on the line counts as inside, and no crossing is made beside it.
-void Patch::cutFaceByFace() noexcept
+void ContactPatch::cutFaceByFace() noexcept
 {
    const int n = m_reference->count;
    Ring ring(m_corner, m_count);
@@ -224,8 +224,8 @@ void Patch::cutFaceByFace() noexcept
 
 // Where a side of the patch crosses one of the reference. Two sides of the reference meet in its corner, if they are
 // neighbours; if not, in a place that a later side cuts off.
-PatchCorner Patch::cutSide(const Corner& p, const Corner& q, const Line& cut, int edge,
-                           int side) const noexcept
+ContactCorner ContactPatch::cutSide(const Corner& p, const Corner& q, const Line& cut, int edge,
+                                    int side) const noexcept
 {
    const ZqReal height = cut.height(p);
    const Place place = between(p, q, height / (height - cut.height(q)));
@@ -238,7 +238,7 @@ PatchCorner Patch::cutSide(const Corner& p, const Corner& q, const Line& cut, in
    return referenceCorner(isCorner ? flat(corner) : place, corner, side);
 }
 
-void Patch::cutEdgeByFace() noexcept
+void ContactPatch::cutEdgeByFace() noexcept
 {
    beginCut();
    ZqReal t0 = 0.0;
@@ -275,7 +275,7 @@ void Patch::cutEdgeByFace() noexcept
    joinDoubles();
 }
 
-void Patch::cutFaceByRim() noexcept
+void ContactPatch::cutFaceByRim() noexcept
 {
    const int n = m_count;
    beginCut();
@@ -327,7 +327,7 @@ void Patch::cutFaceByRim() noexcept
    joinDoubles();
 }
 
-void Patch::cutEdgeByRim() noexcept
+void ContactPatch::cutEdgeByRim() noexcept
 {
    beginCut();
    const Corner& p = m_last[0];
@@ -351,7 +351,7 @@ void Patch::cutEdgeByRim() noexcept
 
 // The other rim is an ellipse in the plane: c + u cos + v sin. Between two of its points of which one is outside
 // it crosses the rim of the reference; the place nearest to the middle of the reference is looked at as well.
-void Patch::cutRimByRim() noexcept
+void ContactPatch::cutRimByRim() noexcept
 {
    beginCut();
    constexpr int n = SupportingFace::rimPoints;
@@ -451,7 +451,7 @@ void Patch::cutRimByRim() noexcept
 }
 
 // Neighbours at one place become one, which is named after a vertex if one of them is.
-void Patch::joinDoubles() noexcept
+void ContactPatch::joinDoubles() noexcept
 {
    const ZqReal near2 = 16.0 * m_rounding * m_rounding;
    const auto isDouble = [&](const Corner& p, const Corner& q)
@@ -474,7 +474,7 @@ void Patch::joinDoubles() noexcept
    m_count = n;
 }
 
-std::uint64_t Patch::nameOf(const Corner& c) const noexcept
+std::uint64_t ContactPatch::nameOf(const Corner& c) const noexcept
 {
    const ZqConvex& referenceCore = m_isReferenceA ? m_pair.A : m_pair.B;
    const ZqConvex& otherCore = m_isReferenceA ? m_pair.B : m_pair.A;
@@ -510,7 +510,8 @@ std::uint64_t Patch::nameOf(const Corner& c) const noexcept
    return m_isReferenceA ? contactName(reference, other) : contactName(other, reference);
 }
 
-Vec3 Patch::directionOfSide(const SupportingFace& face, int side, const Vec3& p) const noexcept
+Vec3 ContactPatch::directionOfSide(const SupportingFace& face, int side,
+                                   const Vec3& p) const noexcept
 {
    if (face.isDisc)
       return cross(face.normal, p - face.middle);
@@ -518,7 +519,7 @@ Vec3 Patch::directionOfSide(const SupportingFace& face, int side, const Vec3& p)
 }
 
 // Of the face that a corner meets, or across both edges that cross.
-Vec3 Patch::normalAt(const Corner& c, const Vec3& p) const noexcept
+Vec3 ContactPatch::normalAt(const Corner& c, const Vec3& p) const noexcept
 {
    const ZqReal sense = m_isReferenceA ? 1.0 : -1.0;
    if (c.meeting == Meeting::OtherCorner)
@@ -534,7 +535,7 @@ Vec3 Patch::normalAt(const Corner& c, const Vec3& p) const noexcept
 }
 
 // Along another normal, so near that no place moves by it.
-bool Patch::turnTo(const Vec3& n) noexcept
+bool ContactPatch::turnTo(const Vec3& n) noexcept
 {
    const ZqReal turn = largest(n - m_n);
    for (int i = 0; i < m_count; ++i)
@@ -545,7 +546,7 @@ bool Patch::turnTo(const Vec3& n) noexcept
    return true;
 }
 
-bool Patch::foot(PatchFoot& out) const noexcept
+bool ContactPatch::foot(PatchFoot& out) const noexcept
 {
    if (m_count == 0)
       return false;
@@ -575,7 +576,7 @@ bool Patch::foot(PatchFoot& out) const noexcept
    return true;
 }
 
-bool Patch::measure(ZqReal reach, ZqReal distance) noexcept
+bool ContactPatch::measure(ZqReal reach, ZqReal distance) noexcept
 {
    ZqReal least = 1e300;
    m_pointCount = 0;
@@ -593,7 +594,7 @@ bool Patch::measure(ZqReal reach, ZqReal distance) noexcept
 }
 
 // A patch so small that the error of a normal makes it is one point: the deepest corner.
-void Patch::takeTinyForPoint() noexcept
+void ContactPatch::takeTinyForPoint() noexcept
 {
    int deepest = 0;
    for (int i = 1; i < m_pointCount; ++i)
@@ -612,7 +613,7 @@ void Patch::takeTinyForPoint() noexcept
 }
 
 // A corner that is there already, but for the error of the normal, is put at the place and keeps its name.
-void Patch::addDeepest(const CoreAnswer& answer) noexcept
+void ContactPatch::addDeepest(const CoreAnswer& answer) noexcept
 {
    Point deepest = {
       corner(project(m_isReferenceA ? answer.a : answer.b), Meeting::Deepest, -1, -1, 0),
@@ -638,7 +639,7 @@ void Patch::addDeepest(const CoreAnswer& answer) noexcept
 // Always the corner goes without which the patch loses least; of those that are alike that with the highest name. That
 // hangs on places and names and not on depths, which rounding and the slightest rocking change. Only where none that is
 // left is as deep as the deepest was, that takes the place of the nearest.
-void Patch::thin(int most) noexcept
+void ContactPatch::thin(int most) noexcept
 {
    if (m_pointCount <= most)
       return;
@@ -649,37 +650,51 @@ void Patch::thin(int most) noexcept
       const auto b = static_cast<std::uint32_t>(c.name);
       return contactName(std::max(a, b), std::min(a, b));
    };
-   ZqReal area[capacity];
+   int left = m_pointCount;
+   int ring[capacity];    // those that are left
+   ZqReal area[capacity]; // that goes with each
    const auto setArea = [&](int i)
    {
-      const Point& p = m_point[i == 0 ? m_pointCount - 1 : i - 1];
-      const Point& q = m_point[i];
-      const Point& r = m_point[i + 1 == m_pointCount ? 0 : i + 1];
+      const Point& p = m_point[ring[i == 0 ? left - 1 : i - 1]];
+      const Point& q = m_point[ring[i]];
+      const Point& r = m_point[ring[i + 1 == left ? 0 : i + 1]];
       area[i] = (q.x - p.x) * (r.y - q.y) - (q.y - p.y) * (r.x - q.x);
    };
    int lowest = 0;
-   for (int i = 0; i < m_pointCount; ++i)
+   for (int i = 0; i < left; ++i)
+      ring[i] = i;
+   for (int i = 0; i < left; ++i)
    {
       setArea(i);
       lowest = m_point[i].gap < m_point[lowest].gap ? i : lowest;
    }
    const Point deepest = m_point[lowest];
-   while (m_pointCount > most)
+   while (left > most)
    {
       int pick = 0;
-      for (int i = 1; i < m_pointCount; ++i)
+      ZqReal alike = 1e-6 * std::abs(area[0]);
+      for (int i = 1; i < left; ++i)
       {
-         const ZqReal further = area[i] - area[pick];
-         const ZqReal alike = 1e-6 * std::abs(area[pick]);
-         if (further < -alike || (further <= alike && key(m_point[i]) > key(m_point[pick])))
+         if (area[i] > area[pick] + alike)
+            continue;
+         if (area[i] < area[pick] - alike || key(m_point[ring[i]]) > key(m_point[ring[pick]]))
+         {
             pick = i;
+            alike = 1e-6 * std::abs(area[i]);
+         }
       }
-      std::copy(m_point + pick + 1, m_point + m_pointCount, m_point + pick);
-      std::copy(area + pick + 1, area + m_pointCount, area + pick);
-      --m_pointCount;
-      setArea(pick == m_pointCount ? 0 : pick);
-      setArea(pick == 0 ? m_pointCount - 1 : pick - 1);
+      --left;
+      for (int i = pick; i < left; ++i)
+      {
+         ring[i] = ring[i + 1];
+         area[i] = area[i + 1];
+      }
+      setArea(pick == left ? 0 : pick);
+      setArea(pick == 0 ? left - 1 : pick - 1);
    }
+   m_pointCount = left;
+   for (int i = 0; i < left; ++i)
+      m_point[i] = m_point[ring[i]];
    const auto apart2 = [&](const Point& p)
    { return (p.x - deepest.x) * (p.x - deepest.x) + (p.y - deepest.y) * (p.y - deepest.y); };
    int nearest = 0;
@@ -692,7 +707,7 @@ void Patch::thin(int most) noexcept
    m_point[nearest] = deepest;
 }
 
-void Patch::write(ZqContactManifold& out) const noexcept
+void ContactPatch::write(ZqContactManifold& out) const noexcept
 {
    int first = 0;
    for (int i = 1; i < m_pointCount; ++i)

@@ -31,7 +31,7 @@ enum class Meeting : std::uint8_t
 };
 
 /// A corner of the patch, in the plane of the reference face.
-struct PatchCorner
+struct ContactCorner
 {
    ZqReal x, y;
    std::int16_t other, reference; ///< which corners or edges meet
@@ -62,17 +62,17 @@ inline bool isBetterReference(const SupportingFace& fa, const SupportingFace& fb
 ///
 /// One of the faces is the reference, in whose plane all is computed; the other one is projected onto it along
 /// the normal. Which of them it is changes no more than the rounding.
-class Patch
+class ContactPatch
 {
 public:
    /// More than any two faces give: corners of both, or twice the sides of one and the points of a rim.
    static constexpr int capacity = 2 * SupportingFace::capacity + SupportingFace::rimPoints + 1;
 
    /// Along a normal, of faces in the frame of A. Without a reference it is the plane of A.
-   Patch(const CorePair& pair, const Vec3& n, const SupportingFace* reference,
-         const SupportingFace& other, bool isReferenceA) noexcept;
-   Patch(const Patch&) = delete;
-   Patch& operator=(const Patch&) = delete;
+   ContactPatch(const CorePair& pair, const Vec3& n, const SupportingFace* reference,
+                const SupportingFace& other, bool isReferenceA) noexcept;
+   ContactPatch(const ContactPatch&) = delete;
+   ContactPatch& operator=(const ContactPatch&) = delete;
 
    void cut() noexcept;
    /// False if the faces cover nothing together.
@@ -87,7 +87,7 @@ public:
    void write(ZqContactManifold& out) const noexcept;
 
 private:
-   using Corner = PatchCorner;
+   using Corner = ContactCorner;
    struct Place
    {
       ZqReal x, y;
@@ -206,7 +206,7 @@ private:
 struct FacingFeatures
 {
    SupportingFace a, b;
-   std::optional<Patch> patch;
+   std::optional<ContactPatch> patch;
 
    FacingFeatures() noexcept { a.count = b.count = 0; }
    bool havePatch() const noexcept { return a.count > 1 && b.count > 1 && a.count + b.count > 4; }

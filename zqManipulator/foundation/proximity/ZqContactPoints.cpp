@@ -142,7 +142,7 @@ void contactPoints(CorePair& pair, CoreAnswer& answer, bool hasPoints, ZqReal ma
    };
    if (features.patch)
    {
-      Patch& patch = *features.patch;
+      ContactPatch& patch = *features.patch;
       if (!patch.measure(reach, answer.distance))
       {
          findPoints();

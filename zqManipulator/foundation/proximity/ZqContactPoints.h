@@ -18,13 +18,16 @@ namespace zqConvex
 ///
 /// A name is that of the feature of the first shape, and of the second: vertex and nothing, nothing and vertex,
 /// or edge and edge. So it does not depend on which faces meet, and stays when a body rocks from its face over
-/// an edge to a corner. Where features coincide within 1e-9 of the size, the corner has the name of a vertex,
-/// if there is one.
+/// an edge to a corner. Where features coincide within 1e-9 of the size, 1e-6 with curved cores, the corner has the name of a vertex,
+/// if there is one. What no rule can keep still: where edges of both lie upon each other almost, their crossing
+/// runs along them; and the deepest place of the rim of a cap that leans by less than its surroundings move runs
+/// round it, with one name, in place of the rim's own point next to it.
 ///
 /// A shape that sweeps a ball touches as far out along the normal as its ball reaches: where a face leans by an
 /// angle against the normal, its point is deeper than its surface by the radius times one minus the cosine.
 ///
 /// The first core may be a half-space, the second may not.
+///
 /// Without `hasPoints` the answer's points are not known yet: they are computed if it takes them. `features` may
 /// hold a patch from a normal near the answer's; else they are found.
 void contactPoints(CorePair& pair, CoreAnswer& answer, bool hasPoints, ZqReal margin,

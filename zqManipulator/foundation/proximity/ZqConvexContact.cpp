@@ -38,7 +38,7 @@ bool contactWithPlane(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqRea
 
 /// The points as seen from the other shape, of which X gives the pose in the frame of this one; again the one
 /// with the lowest name comes first.
-void exchange(const Pose& X, ZqContactManifold& out) noexcept
+void seeFromOther(const Pose& X, ZqContactManifold& out) noexcept
 {
    const auto turned = [&](const ZqVector& d) { return vector(-(X.R * vec3(d))); };
    out.normal = turned(out.normal);
@@ -73,7 +73,7 @@ bool contact(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin,
       if (cache)
          seen.atB = cache->atA;
       const bool isNear = contactWithPlane(B, A, inverse(X), margin, &seen, out);
-      exchange(X, out);
+      seeFromOther(X, out);
       if (cache)
          cache->atA = seen.atB;
       return isNear;

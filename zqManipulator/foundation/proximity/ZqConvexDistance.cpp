@@ -103,7 +103,9 @@ void answerApart(const CorePair& pair, const GjkResult& result, CoreAnswer& out)
    out.b = result.b;
    const Vec3 line = result.b - result.a;
    const ZqReal length = norm(line);
-   out.along = length > 1e-12 * pair.size() ? line * (1.0 / length) : out.n;
+   // Of points that touch but for rounding the line between them leads anywhere.
+   const bool isTold = length > 1e-9 * pair.size() && dot(line, out.n) > 0.99 * length;
+   out.along = isTold ? line * (1.0 / length) : out.n;
 }
 
 /// Answers an overlap and keeps it.

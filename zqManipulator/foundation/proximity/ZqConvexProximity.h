@@ -13,7 +13,8 @@ void distance(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqPairCache* 
 bool isWithin(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin,
               ZqPairCache* cache) noexcept;
 /// Signed distance and contact points: those where the sets are no further apart than the margin (m). False,
-/// and no points, when they are further apart.
+/// and no points, when they are further apart; the separation is then one that they have at least. Two half-spaces
+/// have no contact points.
 bool contact(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin, ZqPairCache* cache,
              ZqContactManifold& out) noexcept;
 } // namespace zqConvex
