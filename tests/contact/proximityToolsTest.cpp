@@ -493,6 +493,31 @@ TEST(ProximityTools, RejectWhatIsNotThere)
    EXPECT_TRUE(p.approxEq({0.5, 0.0, 0.0}, 1e-15) && q.approxEq({0.25, 0.0, 0.0}, 1e-15));
 }
 
+TEST(ProximityTools, KnowManipulatorsThatCame)
+{
+   Scene scene = rowOf({{0.0, 0.0}, {9.0, 0.0}});
+   ZqSystemActiveState state;
+   const auto lookAt = [&](ZqU32 m)
+   {
+      state.setNonredundantState(scene.state());
+      expectRight(scene, state, 0, 0.25);
+      Pairs pairs;
+      return ZqManipulatorProximityTool().checkManipulatorCollision(m, scene, state, 0.25, pairs);
+   };
+   EXPECT_FALSE(lookAt(0));
+   for (ZqU32 m = 2; m < 4; ++m)
+   {
+      ZqIndividualManipulator body = *scene.manipulatorByIndex(0);
+      body.setManipulatorLabel("new" + std::to_string(m));
+      scene.addManipulator(body);
+      for (const ZqReal x : {1.125 - m, 20.0 * m, 1.25 - m})
+      {
+         scene.setIndividualCoordinateSystemTransformation(m, ZqVector(x, 0.0, 0.0));
+         EXPECT_EQ(lookAt(m), x < 2.0) << x;
+      }
+   }
+}
+
 // The records of contacts: what the system adds to what the shapes tell.
 TEST(ProximityTools, RecordWhereLinksTouch)
 {

@@ -50,6 +50,19 @@ void ZqManipulatorLinkProximityState::invalidate(const ZqU32& manipulatorIndex)
    m_boxes.invalidateAll();
 }
 
+void ZqManipulatorLinkProximityState::follow(ZqU32 manipulatorIndex, std::uint64_t version)
+{
+   if (m_versions.size() <= manipulatorIndex)
+      m_versions.resize(std::size_t{manipulatorIndex} + 1);
+   if (m_versions[manipulatorIndex] == version)
+      return;
+   m_versions[manipulatorIndex] = version;
+   // One that was not known stood at 0.
+   if (m_moves.size() <= manipulatorIndex)
+      m_moves.resize(std::size_t{manipulatorIndex} + 1, 0);
+   countMove(manipulatorIndex);
+}
+
 // A pair may have been stored the other way round.
 bool ZqManipulatorLinkProximityState::isValid(const ZqLinkKey& a, const ZqLinkKey& b) const
 {

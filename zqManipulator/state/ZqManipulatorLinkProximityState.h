@@ -60,9 +60,9 @@ public:
    virtual void setIsInitialized(bool isInitialized) { m_isInitialized = isInitialized; }
    virtual bool isInitialized() const { return m_isInitialized; }
 
-   /// The states of the system that it was last brought up to date with.
-   std::uint64_t generation() const noexcept { return m_generation; }
-   void setGeneration(std::uint64_t generation) noexcept { m_generation = generation; }
+   /// For those who number what a manipulator's places and shapes are: has it move when the number is another
+   /// than the last one.
+   void follow(ZqU32 manipulatorIndex, std::uint64_t version);
 
 private:
    struct Hash
@@ -79,7 +79,7 @@ private:
 
    mutable boost::unordered_map<ZqLinkProximityKey, ZqLinkProximityData, Hash> m_data{16};
    ZqSystemActiveBoundingBoxState m_boxes;
-   std::vector<ZqU32> m_moves; ///< by manipulator
-   std::uint64_t m_generation = 0;
+   std::vector<ZqU32> m_moves;            ///< by manipulator
+   std::vector<std::uint64_t> m_versions; ///< by manipulator: what it followed last
    bool m_isInitialized = false;
 };

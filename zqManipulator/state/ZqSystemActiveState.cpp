@@ -61,9 +61,12 @@ void ZqSystemActiveState::manipulatorMoved(ZqU32 index)
 
 void ZqSystemActiveState::linksMoved(ZqU32 manipulatorIndex)
 {
-   if (ZqSystemProximityRecords* records = m_proximity.get())
-      for (ZqManipulatorLinkProximityState& links : records->links)
-         links.invalidate(manipulatorIndex);
+   ZqSystemProximityRecords* records = m_proximity.get();
+   if (records == nullptr || !records->hasLinks)
+      return;
+   if (records->moved.size() <= manipulatorIndex)
+      records->moved.resize(std::size_t{manipulatorIndex} + 1);
+   records->moved[manipulatorIndex] = true;
 }
 
 void ZqSystemActiveState::resizeLinkRecords(ZqU32 count)
@@ -99,9 +102,8 @@ void ZqSystemActiveState::invalidateAll()
 {
    for (ZqManipulatorActiveState& manipulator : m_manipulatorActiveStateVector)
       manipulator.invalidateAll();
-   if (ZqSystemProximityRecords* records = m_proximity.get())
-      for (ZqManipulatorLinkProximityState& links : records->links)
-         links.invalidateAll();
+   for (ZqU32 i = 0; i < m_manipulatorActiveStateVector.size(); ++i)
+      linksMoved(i);
    invalidateSystemLevel();
 }
 
@@ -171,7 +173,11 @@ const ZqSystemProximityRecords& recordsOf(const ZqSystemProximity& proximity)
 
 ZqSystemProximityRecords& ZqSystemActiveState::proximityRecords()
 {
-   return m_proximity.made();
+   ZqSystemProximityRecords& records = m_proximity.made();
+   if (!records.hasLinks)
+      records.links.resize(m_linkRecordCount);
+   records.hasLinks = true;
+   return records;
 }
 
 ZqSystemActiveBoundingBoxState& ZqSystemActiveState::systemActiveBoundingBoxState()
@@ -193,10 +199,13 @@ void ZqSystemActiveState::setSystemActiveBoundingBoxState(
 std::vector<ZqManipulatorLinkProximityState>&
 ZqSystemActiveState::manipulatorLinkProximityStateVector()
 {
-   ZqSystemProximityRecords& records = m_proximity.made();
-   if (!records.hasLinks)
-      records.links.resize(m_linkRecordCount);
-   records.hasLinks = true;
+   // Each of many records would have to be told of each of many moves: that can wait until somebody looks.
+   ZqSystemProximityRecords& records = proximityRecords();
+   for (ZqU32 i = 0; i < records.moved.size(); ++i)
+      if (records.moved[i])
+         for (ZqManipulatorLinkProximityState& links : records.links)
+            links.invalidate(i);
+   records.moved.clear();
    return records.links;
 }
 

@@ -9,9 +9,10 @@ struct ZqSystemProximityRecords
    ZqSystemProximityRecords() = default;
    /// Starts without collisions.
    ZqSystemProximityRecords(const ZqSystemProximityRecords& other)
-      : boxes(other.boxes), links(other.links), hasLinks(other.hasLinks), stamps(other.stamps),
-        generation(other.generation), boundingVolumeLevel(other.boundingVolumeLevel),
-        modifiedShapes(other.modifiedShapes), modifiedShape(other.modifiedShape)
+      : boxes(other.boxes), links(other.links), hasLinks(other.hasLinks), moved(other.moved),
+        stamps(other.stamps), versions(other.versions),
+        boundingVolumeLevel(other.boundingVolumeLevel), modifiedShapes(other.modifiedShapes),
+        modifiedShape(other.modifiedShape)
    {
    }
    ZqSystemProximityRecords& operator=(const ZqSystemProximityRecords& other) = default;
@@ -22,10 +23,13 @@ struct ZqSystemProximityRecords
    std::vector<ZqManipulatorLinkProximityState> links; ///< by manipulator
    bool hasLinks = false; ///< else they have not been asked for, and there are none
 
-   /// What distances between links were computed for last, by manipulator. No two generations have one
-   /// number.
+   /// By manipulator: which have moved, as setters of the state tell, since `links` were shown last.
+   std::vector<bool> moved;
+
+   /// By manipulator: what distances between its links and others were computed for last, and the number of
+   /// that, which nothing else ever had.
    std::vector<ZqManipulatorStamp> stamps;
-   std::uint64_t generation = 0;
+   std::vector<std::uint64_t> versions;
    ZqU32 boundingVolumeLevel = 0;
 
    std::vector<ZqShapeStateCacheKey> modifiedShapes;

@@ -95,20 +95,23 @@ ZqNearLinks::ZqNearLinks(const ZqManipulatorProximityTool& tool, const ZqStatedS
    m_boxes = &activeState.systemActiveBoundingBoxState();
    if (margin != 0.0)
    {
-      m_boxes = &activeState.manipulatorLinkProximityStateVector()[manipulatorIndex]
-                    .systemActiveBoundingBoxState();
+      m_boxes =
+         &activeState.proximityRecords().links[manipulatorIndex].systemActiveBoundingBoxState();
       if (m_boxes->tolerance() < margin)
          m_boxes->setTolerance(margin);
    }
    m_pairs = &m_boxes->intersectionList(scene.system(), activeState.manipulatorActiveStateVector());
 }
 
-ZqManipulatorLinkProximityState& ZqNearLinks::distancesOf(ZqU32 manipulatorIndex)
+/// What a manipulator remembers, without what is not right any more of a pair.
+ZqManipulatorLinkProximityState& ZqNearLinks::distancesOf(ZqU32 manipulatorIndex, ZqU32 other)
 {
-   ZqManipulatorLinkProximityState& distances =
-      m_activeState.manipulatorLinkProximityStateVector()[manipulatorIndex];
+   ZqSystemProximityRecords& records = m_activeState.proximityRecords();
+   ZqManipulatorLinkProximityState& distances = records.links[manipulatorIndex];
    if (!distances.isInitialized())
       distances.initialize(manipulatorIndex, m_scene.system());
+   distances.follow(manipulatorIndex, records.versions[manipulatorIndex]);
+   distances.follow(other, records.versions[other]);
    return distances;
 }
 
@@ -118,52 +121,30 @@ bool ZqNearLinks::has(ZqU32 manipulatorIndex) const
                                       m_activeState.manipulatorActiveStateVector().size());
 }
 
-/// Has distances fall of whatever is not as it was when they were computed: manipulators that moved in
-/// whatever way, models that changed, another level. Records of which nobody knows where they come from
-/// lose all.
+/// Numbers anew whatever is not as it was when distances were computed last: manipulators that moved in
+/// whatever way, models that changed, and all at another level.
 void ZqNearLinks::bringUpToDate()
 {
    const auto& manipulators = m_scene.system().manipulators();
    auto& activeStates = m_activeState.manipulatorActiveStateVector();
-   const ZqU32 count = std::min(manipulators.size(), activeStates.size());
-   auto& links = m_activeState.manipulatorLinkProximityStateVector();
    ZqSystemProximityRecords& records = m_activeState.proximityRecords();
+   const ZqU32 count = std::min(manipulators.size(), activeStates.size());
    // A change of one manipulator may have left less than one for each.
-   if (links.size() < count)
-      links.resize(count);
-
-   const std::uint64_t before = records.generation;
-   const auto beginGeneration = [&]
-   {
-      if (records.generation == before)
-         records.generation = zqNextEpoch();
-   };
-   const bool isOther =
-      records.stamps.size() != count || records.boundingVolumeLevel != m_tool.boundingVolumeLevel();
-   if (isOther)
-      beginGeneration();
-   records.stamps.resize(count);
+   if (records.links.size() < count)
+      records.links.resize(count);
+   const bool isOtherLevel = records.boundingVolumeLevel != m_tool.boundingVolumeLevel();
    records.boundingVolumeLevel = m_tool.boundingVolumeLevel();
+   records.stamps.resize(count);
+   records.versions.resize(count);
    for (ZqU32 m = 0; m < count; ++m)
    {
       ZqManipulatorActivePositionState& state = activeStates[m].activePositionState();
       manipulators[m].placeBase(state);
       const ZqManipulatorStamp stamp = zqStampOf(manipulators[m], state);
-      if (stamp == records.stamps[m])
+      if (stamp == records.stamps[m] && records.versions[m] != 0 && !isOtherLevel)
          continue;
       records.stamps[m] = stamp;
-      beginGeneration();
-      if (isOther)
-         continue;
-      for (ZqManipulatorLinkProximityState& one : links)
-         if (one.generation() == before)
-            one.invalidate(m);
-   }
-   for (ZqManipulatorLinkProximityState& one : links)
-   {
-      if (one.generation() != records.generation && (isOther || one.generation() != before))
-         one.invalidateAll();
-      one.setGeneration(records.generation);
+      records.versions[m] = zqNextEpoch();
    }
 }
 
@@ -171,14 +152,15 @@ void ZqNearLinks::bringUpToDate()
 bool ZqNearLinks::distance(ZqU32 manipulatorIndex, const ZqLinkKey& a, const ZqLinkKey& b,
                            ZqReal& distance)
 {
-   ZqManipulatorLinkProximityState& own = distancesOf(manipulatorIndex);
+   const ZqU32 other =
+      a.manipulatorIndex() == manipulatorIndex ? b.manipulatorIndex() : a.manipulatorIndex();
+   ZqManipulatorLinkProximityState& own = distancesOf(manipulatorIndex, other);
    if (own.isValid(a, b))
    {
       distance = own.getDistance(a, b);
       return true;
    }
-   ZqManipulatorLinkProximityState& others = distancesOf(
-      a.manipulatorIndex() == manipulatorIndex ? b.manipulatorIndex() : a.manipulatorIndex());
+   ZqManipulatorLinkProximityState& others = distancesOf(other, manipulatorIndex);
    if (others.isValid(a, b))
       distance = others.getDistance(a, b);
    else

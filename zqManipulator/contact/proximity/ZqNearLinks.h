@@ -77,7 +77,7 @@ public:
 private:
    bool has(ZqU32 manipulatorIndex) const;
    void bringUpToDate();
-   ZqManipulatorLinkProximityState& distancesOf(ZqU32 manipulatorIndex);
+   ZqManipulatorLinkProximityState& distancesOf(ZqU32 manipulatorIndex, ZqU32 other);
    bool distance(ZqU32 manipulatorIndex, const ZqLinkKey& a, const ZqLinkKey& b, ZqReal& distance);
 
    const ZqManipulatorProximityTool& m_tool;
