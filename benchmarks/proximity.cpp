@@ -109,7 +109,8 @@ Body bodyOf(const std::string& name)
       std::vector<Vec3> points;
       for (int i = 0; i < 16; ++i)
          for (const double z : {-0.3, 0.3})
-            points.push_back(Values::turn(i * ZqMath::pi / 8.0, {0.0, 0.0, 1.0}) * Vec3{0.5, 0.0, z});
+            points.push_back(Values::turn(i * ZqMath::pi / 8.0, {0.0, 0.0, 1.0}) *
+                             Vec3{0.5, 0.0, z});
       return hullBody(points);
    }
    else

@@ -12,7 +12,7 @@ namespace zqConvex
 {
 namespace
 {
-constexpr ZqReal epsilon = std::numeric_limits<ZqReal>::epsilon();
+constexpr ZqReal castEpsilon = std::numeric_limits<ZqReal>::epsilon();
 
 /// The points a + t d with t from 0 to 1.
 struct Ray
@@ -124,7 +124,7 @@ std::optional<ZqReal> entryByAdvancing(const ZqConvex& C, const Ray& ray) noexce
       const ZqReal distance = norm(away);
       gap = distance - C.radius;
       scale = C.reach + C.radius + largest(x);
-      if (!(gap > 8.0 * epsilon * scale))
+      if (!(gap > 8.0 * castEpsilon * scale))
          return t;
       const ZqReal slope = dot(away, ray.d) / distance;
       if (!(slope < 0.0))
@@ -188,7 +188,7 @@ std::optional<ZqReal> entryOfTriangles(const ZqTriangles& triangles, const Ray& 
    {
       const Vec3 from = ray.at(ZqReal(piece) / pieces);
       const Vec3 to = ray.at(ZqReal(piece + 1) / pieces);
-      const ZqReal slack = 8.0 * epsilon * std::max(largest(from), largest(to));
+      const ZqReal slack = 8.0 * castEpsilon * std::max(largest(from), largest(to));
       AlignedBox box = AlignedBox::empty();
       for (int i = 0; i < 3; ++i)
       {
