@@ -332,10 +332,7 @@ TEST_F(Zqsim, CheckFindsWhatIsBroken)
            {"puma560", "state-size", "'puma560': 5 joint pos", {{"ons>0 ", "ons>"}}},
            {"puma560", "limits-empty", "6803190927 and 2.7925", {{"Limit>-2.", "Limit>3."}}},
            {"puma560", "label-repeated", "link 'base'", {{">flange<", ">base<"}}},
-           {"puma560",
-            "unknown-name",
-            ".xml:545: statedSystem/state/t:",
-            {{"<time>", "<t/><time>"}}},
+           {"puma560", "unknown-name", ": statedSystem/state/t:", {{"<time>", "<t/><time>"}}},
            {"puma560", "unknown-name", "known are positionStates, vel", {{"<time>", "<t/><time>"}}},
            {"puma560", "count", "2, but the list has 1", {{"tors count=\"1", "tors count=\"2"}}},
            {"puma560", "mass-repaired", arm, {{"<mass>17.4<", "<mass>0<"}}},
@@ -459,7 +456,7 @@ TEST_F(Zqsim, MeshesOfFilesBecomeShapes)
               "\nendloop\nendfacet\n";
    text += "endsolid t\n";
    wavefront += "f 1//1 3//1 2//1\nusemtl m\nf 1 2 \\\n4\nf 1 4 3\nf -3 -2 -1\n";
-   const std::string puma = model("puma560"), out = scratch("out.xml");
+   const std::string chain = model("freeChain"), out = scratch("out.xml");
    const auto write = [&](const std::string& name, const std::string& content)
    {
       std::ofstream(scratch(name), std::ios::binary) << content;
@@ -472,15 +469,15 @@ TEST_F(Zqsim, MeshesOfFilesBecomeShapes)
       for (const std::string as : {"mesh", "hull"})
       {
          SCOPED_TRACE(name + as);
-         const Result made = run("convert " + puma + " -o " + out +
-                                 " --mesh forearm=" + write(name, content) + " --mesh-as " + as);
+         const Result made = run("convert " + chain + " -o " + out +
+                                 " --mesh link3=" + write(name, content) + " --mesh-as " + as);
          EXPECT_EQ(made.code, 0) << made.err;
          const std::string type = as == "mesh" ? "triangleMesh" : "convexHull";
          const Json info = runForJson("info " + out);
          EXPECT_EQ(info.at("shapes"), (Json{{type, 1}}));
          for (const Json& link : info.at("/manipulators/0/links"_json_pointer))
-            EXPECT_EQ(link.at("shapes").size(), link.at("label") == "forearm" ? 1U : 0U);
-         EXPECT_NE(run("info " + out).out.find("forearm  " + type), std::string::npos);
+            EXPECT_EQ(link.at("shapes").size(), link.at("label") == "link3" ? 1U : 0U);
+         EXPECT_NE(run("info " + out).out.find("link3  " + type), std::string::npos);
          for (const Json& link :
               runForJson("frames " + out).at("/manipulators/0/frames"_json_pointer))
             for (const Json& shape : link.at("shapes"))
@@ -501,28 +498,26 @@ TEST_F(Zqsim, MeshesOfFilesBecomeShapes)
       }
    const std::string whole = binaryStl(4);
    for (const auto& [argument, code, message] :
-        {std::tuple<std::string, int, std::string>{"forearm", 2, "LINK=FILE"},
+        {std::tuple<std::string, int, std::string>{"link3", 2, "LINK=FILE"},
          {"nobody=" + write("a.stl", whole), 2, "no link \"nobody\""},
-         {"forearm=" + scratch("missing.stl"), 3, "cannot be opened"},
-         {"forearm=" + scratch(""), 3, ".stl and .obj"},
-         {"forearm=" + write("a.ply", whole), 3, ".stl and .obj"},
-         {"forearm=" + write("cut.stl", whole.substr(0, whole.size() - 1)), 3, "4 triangles"},
-         {"forearm=" + write("more.stl", binaryStl(5)), 3, "5 triangles"},
-         {"forearm=" + write("less.stl", binaryStl(3)), 3, "3 triangles"},
-         {"forearm=" + write("huge.stl", binaryStl(0xFFFFFFFF)), 3, "4294967295 triangles"},
-         {"forearm=" + write("short.stl", whole.substr(0, 83)), 3, "cut short"},
-         {"forearm=" + write("text.stl", text.substr(0, 200)), 3, "cut short"},
-         {"forearm=" + write("none.stl", ""), 3, "cut short"},
-         {"forearm=" + write("none.obj", ""), 3, "none.obj"},
-         {"forearm=" + write("bad.obj", "v 0 0 0\nf 1 2 99\n"), 3, "bad.obj"},
-         {"forearm=" + write("far.obj", "v 0 0 0\nv 1e99 0 0\nv 0 1 0\nf 1 2 3\n"), 3,
-          "not finite"},
-         {"forearm=" + write("flat.obj", "v 0 0 0\nv 1 0 0\nv 2 0 0\nf 1 2 3\n"), 3,
-          "no triangle"}})
+         {"link3=" + scratch("missing.stl"), 3, "cannot be opened"},
+         {"link3=" + scratch(""), 3, ".stl and .obj"},
+         {"link3=" + write("a.ply", whole), 3, ".stl and .obj"},
+         {"link3=" + write("cut.stl", whole.substr(0, whole.size() - 1)), 3, "4 triangles"},
+         {"link3=" + write("more.stl", binaryStl(5)), 3, "5 triangles"},
+         {"link3=" + write("less.stl", binaryStl(3)), 3, "3 triangles"},
+         {"link3=" + write("huge.stl", binaryStl(0xFFFFFFFF)), 3, "4294967295 triangles"},
+         {"link3=" + write("short.stl", whole.substr(0, 83)), 3, "cut short"},
+         {"link3=" + write("text.stl", text.substr(0, 200)), 3, "cut short"},
+         {"link3=" + write("none.stl", ""), 3, "cut short"},
+         {"link3=" + write("none.obj", ""), 3, "none.obj"},
+         {"link3=" + write("bad.obj", "v 0 0 0\nf 1 2 99\n"), 3, "bad.obj"},
+         {"link3=" + write("far.obj", "v 0 0 0\nv 1e99 0 0\nv 0 1 0\nf 1 2 3\n"), 3, "not finite"},
+         {"link3=" + write("flat.obj", "v 0 0 0\nv 1 0 0\nv 2 0 0\nf 1 2 3\n"), 3, "no triangle"}})
    {
       SCOPED_TRACE(argument);
       const Result result =
-         run("convert " + puma + " --out " + scratch("no.xml") + " --mesh " + argument);
+         run("convert " + chain + " --out " + scratch("no.xml") + " --mesh " + argument);
       EXPECT_EQ(result.code, code) << result.err;
       EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
       EXPECT_FALSE(std::filesystem::exists(scratch("no.xml")));

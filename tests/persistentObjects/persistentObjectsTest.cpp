@@ -268,7 +268,7 @@ INSTANTIATE_TEST_SUITE_P(
       ZqLinkAttachment, ZqOldManipulatorAttachmentMap, ZqSpringProperties, ZqDamperProperties,
       ZqLinearStateEqualityConstraint, ZqPointStateEqualityConstraint, ZqXyStateEqualityConstraint,
       ZqStateEqualityConstraintVector, ZqPropagationDescriptor, ZqPropagationResultData,
-      ZqCollisionDescriptor, ZqLinkPointEvent, ZqManipulatorPointEvent, ZqSystemPointEvent,
+      ZqLinkPointEvent, ZqManipulatorPointEvent, ZqSystemPointEvent,
       ZqComPolygonalStoppingCriterion, ZqStoppingCriterionVector, ZqDenavitHartenberg,
       ZqLinkKinematicsContainer, ZqSystemEnvironment, ZqManipulatorSystem,
       ZqManipulatorSystemConfiguration, ZqManipulatorSystemContainer, ZqStatedSystem,

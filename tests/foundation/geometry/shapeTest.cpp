@@ -52,7 +52,7 @@ struct Known
    std::unique_ptr<ZqShape> shape;
    std::function<ZqReal(const ZqVector&)> reach;
    std::function<ZqReal(const ZqVector&)> depth;
-   ZqReal volume;
+   ZqReal volume = 0.0;
    /// Whether the least sphere, capsule or box of a fit is known to be the least.
    bool isSolidOfOwnAxes = true;
 

@@ -90,7 +90,9 @@ TEST(Line, IsNearestWhereTheWayIsPerpendicularToBoth)
       EXPECT_LE(squared, (b.point() - a.point()).magSquared() * (1.0 + 1e-14));
       const ZqCoordinateSystemTransformation X = zqTest::randomFrame(random);
       if (angle > 1e-3)
+      {
          EXPECT_NEAR((X * a).distanceSquaredToLine(X * b, s, t), squared, 1e-11);
+      }
    }
    EXPECT_EQ(ZqLine({}, {zqTest::nan, 0.0, 1.0}).unitVector(), ZqVector(1.0, 0.0, 0.0));
    ZqReal s = 0.0;

@@ -285,14 +285,14 @@ void ZqManipulatorLink::removePhysicalExtentRedundancy(ZqReal tolerance)
 
 void ZqManipulatorLink::unreferenceShapes()
 {
-   for (ZqManipulatorLink& child : childLinks())
+   for (ZqManipulatorLink& child : m_childLinks)
       child.unreferenceShapes();
    mapShapes();
 }
 
 void ZqManipulatorLink::recursiveOptimizeForRendering()
 {
-   for (ZqManipulatorLink& child : childLinks())
+   for (ZqManipulatorLink& child : m_childLinks)
       child.recursiveOptimizeForRendering();
 }
 
