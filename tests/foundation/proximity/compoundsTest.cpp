@@ -1,9 +1,11 @@
 #include "support/allocationCount.h"
+#include "support/randomManipulators.h"
 #include "support/randomValues.h"
 
 #include "zqManipulator/foundation/geometry/ZqBox.h"
 #include "zqManipulator/foundation/geometry/ZqCapsule.h"
 #include "zqManipulator/foundation/geometry/ZqConvexHull.h"
+#include "zqManipulator/foundation/geometry/ZqCylinder.h"
 #include "zqManipulator/foundation/geometry/ZqHalfSpace.h"
 #include "zqManipulator/foundation/geometry/ZqShapeUnion.h"
 #include "zqManipulator/foundation/geometry/ZqSphere.h"
@@ -15,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <memory>
 
 using namespace zqConvex;
@@ -66,6 +69,30 @@ ZqTriangleMesh ring(ZqReal outer, ZqReal inner, ZqU32 n, ZqU32 m, bool isWhole =
       }
    return {v, t};
 }
+/// A bar whose section is an L, standing on z = 0.
+ZqTriangleMesh angleBar()
+{
+   const ZqVector section[] = {{0.0, 0.0, 0.0}, {0.9, 0.0, 0.0}, {0.9, 0.3, 0.0},
+                               {0.3, 0.3, 0.0}, {0.3, 1.0, 0.0}, {0.0, 1.0, 0.0}};
+   std::vector<ZqVector> v;
+   for (const ZqReal z : {0.0, 1.1})
+      for (const ZqVector& p : section)
+         v.push_back(p + ZqVector(0.0, 0.0, z));
+   std::vector<ZqTriangleMesh::Triangle> t;
+   for (ZqU32 i = 0; i < 6; ++i)
+   {
+      const ZqU32 j = (i + 1) % 6;
+      t.push_back({i, j, j + 6});
+      t.push_back({i, j + 6, i + 6});
+   }
+   for (const auto& [a, b, c] :
+        {ZqTriangleMesh::Triangle{0, 1, 2}, {0, 2, 3}, {0, 3, 4}, {0, 4, 5}})
+   {
+      t.push_back({a, c, b});
+      t.push_back({a + 6, b + 6, c + 6});
+   }
+   return {v, t};
+}
 ZqCoordinateSystemTransformation at(ZqReal x, ZqReal y, ZqReal z)
 {
    return ZqCoordinateSystemTransformation(ZqVector(x, y, z));
@@ -79,7 +106,7 @@ ZqShapeUnion unionOf(std::initializer_list<const ZqShape*> members)
 }
 
 /// A box, in every way there is to tell one.
-struct Boxes
+struct SameBoxes
 {
    ZqVector h{0.5, 0.4, 0.3};
    ZqBox box{at(0.0, 0.0, 0.0), h};
@@ -190,7 +217,7 @@ TEST(Compounds, AreAsFarApartAsTheirNearestParts)
 
 TEST(Compounds, ABoxIsTheSameHoweverItIsTold)
 {
-   const Boxes a;
+   const SameBoxes a;
    const ZqBox other(at(0.0, 0.0, 0.0), ZqVector(0.2, 0.3, 0.25));
    const ZqTriangleMesh otherMesh = boxMesh(other.extents());
    RandomValues random(5);
@@ -214,7 +241,7 @@ TEST(Compounds, ABoxIsTheSameHoweverItIsTold)
 
 TEST(Compounds, ABoxRestsOnTheSameFourPlaces)
 {
-   const Boxes floors;
+   const SameBoxes floors;
    const ZqBox box(at(0.0, 0.0, 0.0), ZqVector(0.2, 0.3, 0.25));
    const ZqTriangleMesh mesh = boxMesh(box.extents());
    const ZqTriangleMesh sheet(
@@ -286,6 +313,43 @@ TEST(Compounds, AClosedSurfaceIsASolidAndAnOpenOneIsNot)
                 0.0);
       EXPECT_GT(separation(trough, *body, inside).distance, 0.1);
       EXPECT_GT(separation(solid, *body, {{}, {0.0, 0.0, 0.0}}).distance, 0.6);
+   }
+}
+
+/// Where rounding decides whether parts touch, all that is asked of it says the same.
+TEST(Compounds, ThatTouchAreNeitherApartNorDeep)
+{
+   RandomValues random(93);
+   const ZqTriangleMesh bar = angleBar();
+   ASSERT_TRUE(bar.isClosed());
+   const ZqBox left(at(-0.6, 0.0, 0.1), {0.5, 0.8, 0.1});
+   const ZqBox right(at(0.6, 0.0, 0.1), {0.7, 0.8, 0.1});
+   const ZqShapeUnion halves = unionOf({&left, &right});
+   const ZqBox slab(at(0.0, 0.0, -0.2), {2.0, 2.0, 0.2});
+   const ZqCylinder drum(ZqLineSegment({0.0, 0.0, -0.5}, {0.0, 0.0, 0.0}), 3.0);
+   const ZqTriangleMesh floor = boxMesh({2.0, 2.0, 0.2});
+   const ZqTriangleMesh other = angleBar();
+   const ZqBox block(at(0.0, 0.0, -0.2), {0.3, 0.2, 0.2});
+   for (int i = 0; i < 400; ++i)
+   {
+      const ZqReal gap = std::array{0.0, 0.0, 1e-15, -1e-15, 1e-9, -1e-9}[i % 6];
+      const ZqCoordinateSystemTransformation placed = zqTest::randomFrame(random);
+      const ZqCoordinateSystemTransformation X =
+         at(random.real(-0.5, 0.5), random.real(-0.5, 0.5), gap) *
+         ZqCoordinateSystemTransformation(ZqOrientation::zRotation(random.real(-3.0, 3.0)));
+      for (const ZqShape* top :
+           {static_cast<const ZqShape*>(&bar), static_cast<const ZqShape*>(&halves)})
+         for (const auto& [below, lift] : std::initializer_list<std::pair<const ZqShape*, ZqReal>>{
+                 {&slab, 0.0}, {&drum, 0.0}, {&floor, -0.2}, {&other, -1.1}, {&block, 0.0}})
+         {
+            const Pose Y = pose((placed * at(0.0, 0.0, lift)).inverse() * (placed * X));
+            ZqSeparation found;
+            distance(*below, *top, Y, nullptr, found);
+            EXPECT_GE(found.distance, gap - 1e-13) << lift;
+            // What is no larger may stand aside.
+            const bool mayMiss = below == &other || below == &block;
+            EXPECT_LE(found.distance, mayMiss ? 1.0 : gap + 1e-13) << lift;
+         }
    }
 }
 

@@ -13,15 +13,61 @@ bool mayOverlap(const AlignedBox& a, const AlignedBox& b, const Pose& X) noexcep
    const Vec3 between = X * (b.lower + b.upper) - (a.lower + a.upper) + X.t;
    return norm(between) <= norm(a.upper - a.lower) + norm(b.upper - b.lower);
 }
-/// Some point of a convex set that is bounded.
-Vec3 somePoint(const ZqConvex& C) noexcept
+/// A point inside a convex set that is bounded: the mean of its furthest points along the axes.
+Vec3 innerPoint(const ZqConvex& C) noexcept
 {
+   Vec3 sum{0.0, 0.0, 0.0};
    int at = 0;
-   return C.frame * C.support({0.0, 0.0, 1.0}, at);
+   for (int i = 0; i < 3; ++i)
+   {
+      Vec3 axis{0.0, 0.0, 0.0};
+      axis[i] = 1.0;
+      sum += C.support(axis, at) + C.support(-axis, at);
+   }
+   return C.frame * (sum * (1.0 / 6.0));
 }
-bool isWithinBox(const AlignedBox& box, const Vec3& p) noexcept
+
+/// Whether a point is so near a mesh that rounding decides on which side it lies.
+bool isOnSurface(const ZqTriangles& mesh, const Vec3& p, ZqReal rounding) noexcept
 {
-   return box.contains({p, p});
+   bool isNear = false;
+   const ZqConvex point = ZqConvex::sphere(vector(p), 0.0);
+   const Vec3 room{rounding, rounding, rounding};
+   const auto look = [&](int triangle)
+   {
+      ZqConvex part = ZqConvex::triangle({}, ZqVector(1.0, 0.0, 0.0), ZqVector(0.0, 1.0, 0.0));
+      mesh.set(part, static_cast<ZqU32>(triangle));
+      isNear = isNear || isWithin(part, point, {}, rounding, nullptr);
+   };
+   mesh.tree().visitOverlaps({p - room, p + room}, look);
+   return isNear;
+}
+
+/// Whether a closed mesh holds a piece of another surface that it does not cut; X places that one. The first
+/// point near the beginning of the piece that does not touch the mesh tells; where all do, the two touch.
+bool holdsPieceOf(const ZqTriangles& mesh, const ZqTriangles& other, ZqU32 piece, const Pose& X,
+                  ZqReal rounding) noexcept
+{
+   constexpr int most = 64;
+   const AlignedBox bounds = mesh.tree().bounds();
+   ZqU32 walked[most] = {piece};
+   int count = 1;
+   for (int i = 0; i < count; ++i)
+   {
+      for (int corner = 0; corner < 3; ++corner)
+      {
+         const Vec3 p = X * other.vertex(walked[i], corner);
+         if (!bounds.contains({p, p}))
+            return false;
+         if (!isOnSurface(mesh, p, rounding))
+            return mesh.contains(p);
+         const ZqU32 next = other.neighbour(walked[i], corner);
+         if (next != ZqTriangles::none && count < most &&
+             std::find(walked, walked + count, next) == walked + count)
+            walked[count++] = next;
+      }
+   }
+   return false;
 }
 
 /// Whether any closed mesh of A holds a piece of B whole, none of which it cuts. X places B in A.
@@ -33,21 +79,22 @@ bool holdsPiece(const PartSide& A, const PartSide& B, const Pose& X) noexcept
       if (!mesh || !mesh->isClosed())
          continue;
       const AlignedBox bounds = mesh->tree().bounds();
-      const auto holds = [&](const Vec3& p) { return isWithinBox(bounds, p) && mesh->contains(p); };
+      const ZqReal rounding = 1e-13 * (norm(bounds.upper - bounds.lower) + norm(X.t));
       for (int b = 0; b < B.memberCount(); ++b)
       {
-         const ZqTriangles* other = B.triangles(b);
-         if (!other)
+         if (const ZqTriangles* other = B.triangles(b))
          {
-            if (B.partCount(b) > 0 && B.convexMember(b).isBounded() &&
-                holds(X * somePoint(B.convexMember(b))))
-               return true;
-            continue;
+            if (mayOverlap(bounds, other->tree().bounds(), X))
+               for (const ZqU32 piece : other->pieces())
+                  if (holdsPieceOf(*mesh, *other, piece, X, rounding))
+                     return true;
          }
-         if (mayOverlap(bounds, other->tree().bounds(), X))
-            for (const ZqU32 piece : other->pieces())
-               if (holds(X * other->vertex(piece, 0)))
-                  return true;
+         else if (B.partCount(b) > 0 && B.convexMember(b).isBounded())
+         {
+            const Vec3 p = X * innerPoint(B.convexMember(b));
+            if (bounds.contains({p, p}) && !isOnSurface(*mesh, p, rounding) && mesh->contains(p))
+               return true;
+         }
       }
    }
    return false;
