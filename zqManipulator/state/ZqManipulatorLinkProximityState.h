@@ -70,16 +70,19 @@ private:
       std::size_t operator()(const ZqLinkProximityKey& key) const noexcept;
    };
 
+   bool isKnown(const ZqLinkKey& key) const { return key.manipulatorIndex() < m_moves.size(); }
    /// 0 for a manipulator that it does not know.
    ZqU32 movesOf(const ZqLinkKey& key) const
    {
-      return key.manipulatorIndex() < m_moves.size() ? m_moves[key.manipulatorIndex()] : 0;
+      return isKnown(key) ? m_moves[key.manipulatorIndex()] : 0;
    }
+   void forgetUnknown();
    void countMove(ZqU32 manipulatorIndex);
 
    mutable boost::unordered_map<ZqLinkProximityKey, ZqLinkProximityData, Hash> m_data{16};
    ZqSystemActiveBoundingBoxState m_boxes;
    std::vector<ZqU32> m_moves;            ///< by manipulator
    std::vector<std::uint64_t> m_versions; ///< by manipulator: what it followed last
+   bool m_hasUnknown = false; ///< whether it has distances of manipulators that it does not know
    bool m_isInitialized = false;
 };

@@ -10,17 +10,17 @@ namespace
 /// Of a coordinate: what rounding leaves in bounds and in distances, with room to spare. Shapes that touch are
 /// never lost by it.
 constexpr ZqReal relativeSlack = 1e-11;
+} // namespace
 
-ZqReal greatestBound(const ZqAxisAlignedBoundingBox& box)
+ZqReal ZqSystemActiveBoundingBoxState::slackOf(const ZqAxisAlignedBoundingBox& box)
 {
    ZqReal greatest = 0.0;
    for (const ZqVector& corner : {box.lower(), box.upper()})
       for (std::size_t i = 0; i < 3; ++i)
          if (std::isfinite(corner[i]))
             greatest = std::max(greatest, std::abs(corner[i]));
-   return greatest;
+   return relativeSlack * greatest;
 }
-} // namespace
 
 void ZqSystemActiveBoundingBoxState::setTolerance(const ZqReal& tolerance)
 {
@@ -79,7 +79,7 @@ ZqAxisAlignedBoundingBox ZqSystemActiveBoundingBoxState::searchBox(ZqU32 interva
    if (!m_intervals[interval].hasShape)
       return {};
    ZqAxisAlignedBoundingBox box = m_boxes[interval];
-   box.enlarge(0.5 * m_tolerance + relativeSlack * greatestBound(box));
+   box.enlarge(0.5 * m_tolerance + slackOf(box));
    return box;
 }
 

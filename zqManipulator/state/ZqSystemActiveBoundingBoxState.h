@@ -73,6 +73,8 @@ public:
    const Pairs& intersectionList(const ZqManipulatorSystem& system, ActiveStates& activeStates);
    /// Those in which a manipulator takes part, as places in the last list, in its order.
    std::span<const ZqU32> intersectionsOf(ZqU32 manipulatorIndex) const;
+   /// By what a box has to be larger (m) so that rounding loses no shape that touches it.
+   static ZqReal slackOf(const ZqAxisAlignedBoundingBox& box);
    /// Becomes a new one, with the same tolerance.
    void reset();
 

@@ -19,6 +19,11 @@ public:
                                  const ZqManipulatorSystem& system,
                                  ZqSystemActiveState& activeState) const;
 
+   /// Has the records of manipulators that were changed since the last look not be valid: they would tell of
+   /// shapes and links that are gone. Every look does it; who walks over the records without one calls it
+   /// before.
+   void followModel(const ZqManipulatorSystem& system, ZqSystemActiveState& activeState) const;
+
    ZqU32 boundingVolumeLevel() const noexcept { return m_boundingVolumeLevel; }
    void setBoundingVolumeLevel(ZqU32 level) noexcept { m_boundingVolumeLevel = level; }
 
@@ -39,7 +44,7 @@ protected:
                                             ZqShapeCollisionData& collisionData) const;
 
 private:
-   ZqShapeProximityTool m_shapeProximityTool;
    ZqU32 m_boundingVolumeLevel = 1;
    mutable std::vector<ZqShapeProximityKey> m_touching; ///< of the last look
+   mutable std::vector<std::uint64_t> m_versions;        ///< of the model
 };

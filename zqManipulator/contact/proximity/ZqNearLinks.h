@@ -44,9 +44,15 @@ ZqCoordinateSystemTransformation zqRelativeFrame(const ZqCoordinateSystemTransfo
 bool zqMayCollide(const ZqStatedSystem& scene, const ZqLinkKey& a, const ZqLinkKey& b);
 /// The volume in the stack of a shape at a level: the finest that is not below it, or the coarsest.
 const ZqShape& zqVolumeUpTo(const ZqShape& shape, ZqU32 level);
-/// The same from the coarsest: the coarsest that is not above the level, or the finest.
-const ZqShape& zqVolumeDownTo(const ZqShape& coarsest, ZqU32 level);
-const ZqShape& zqCoarsestVolume(const ZqShape& shape);
+/// The volumes of two links with shapes that count at a level, of which X places the second in the frame of the
+/// first; nulls where the coarsest of all tell already that they are further apart than a margin (m).
+struct ZqVolumePair
+{
+   const ZqShape* first = nullptr;
+   const ZqShape* second = nullptr;
+};
+ZqVolumePair zqNearVolumes(const ZqShape& shape1, const ZqShape& shape2,
+                           const ZqCoordinateSystemTransformation& X, ZqU32 level, ZqReal margin);
 
 /// The first pair of links within a margin that was found, and the nearest of those before it and itself.
 struct ZqFirstHit

@@ -59,6 +59,8 @@ struct ZqPairCache
    std::int8_t count = 0; ///< of points
    bool overlapped = false;
    int atA = 0, atB = 0; ///< where polytopes begin to look
+   /// Which two cores it is of, in this order. A query of others empties it.
+   std::uint64_t cores = 0;
    /// Of the features that are nearest or deepest, each in the frame of its own core: so they are points of
    /// the shapes after any motion.
    zqConvex::Vec3 a[4], b[4];

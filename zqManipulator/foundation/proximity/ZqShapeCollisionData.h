@@ -93,6 +93,10 @@ public:
    /// Of a mesh the triangle of the deepest point; 0 of other shapes.
    ZqU32 closestPointIndex1() const noexcept { return m_sides[0].closestPointIndex; }
    ZqU32 closestPointIndex2() const noexcept { return m_sides[1].closestPointIndex; }
+   ZqU32 closestPointIndex(const ZqShapeKey& key) const noexcept
+   {
+      return m_sides[sideOf(key) == 1].closestPointIndex;
+   }
    void setClosestPointIndex(const ZqShapeKey& key, ZqU32 index) noexcept
    {
       set(key, &Side::closestPointIndex, index);
@@ -171,6 +175,8 @@ public:
    ZqShapePairCache& pairCache() noexcept { return m_pairCache; }
    /// All that belongs to a side goes to the other one; the manifold, which has a side, is left behind.
    void exchangeSides() noexcept;
+   /// What follows from the shapes and the links is left behind.
+   void forgetShapes() noexcept;
    /// Back to a new contact; what the next query begins with stays.
    void startAnew() noexcept;
 

@@ -25,8 +25,9 @@ public:
                                      std::vector<ZqShapeProximityKey>& touching,
                                      ZqReal& separation) const;
 
-   /// Shapes that touch keep all points that are no further apart than this (m): so a box that rests on an
-   /// edge by a hair's breadth still has four.
+   /// Shapes that touch keep all points that are no further apart than this (m), or than a hundredth of the
+   /// largest extent of the smaller one if that is less: so a box that rests on an edge by a hair's breadth
+   /// still has four.
    ZqReal contactMargin() const noexcept { return m_contactMargin; }
    void setContactMargin(ZqReal margin) noexcept
    {

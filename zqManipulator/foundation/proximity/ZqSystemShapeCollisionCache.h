@@ -4,6 +4,7 @@
 
 #include <map>
 #include <optional>
+#include <span>
 #include <vector>
 
 /// The records of the contacts of a system, by pair of shapes.
@@ -50,6 +51,15 @@ public:
    ZqShapeCollisionData& lookAt(const ZqShapeKey& key1, const ZqShapeKey& key2);
    /// The pair of a record touches: it is valid, and begins anew unless it touched in the last evaluation.
    void touch(ZqShapeCollisionData& data);
+   /// Whether it has followed a model since the versions of any may have changed.
+   bool isUpTo(const void* model, std::uint64_t latestVersion) const noexcept
+   {
+      return model == m_model && latestVersion == m_latestVersion;
+   }
+   /// Takes a model over, of which each manipulator has a version. Where that is another than before, no record
+   /// is valid any more, nor has it anything that follows from shapes and links; friction stays.
+   void follow(const void* model, std::uint64_t latestVersion,
+               std::span<const std::uint64_t> versions);
    /// The number of records, whether they touch or not.
    std::size_t size() const noexcept { return m_records.size(); }
    /// Space for who looks for contacts.
@@ -68,7 +78,6 @@ private:
    using Records = std::map<ZqShapeProximityKey, Record>;
 
    static ZqShapeProximityKey ordered(const ZqShapeKey& key1, const ZqShapeKey& key2) noexcept;
-   Record* find(const ZqShapeProximityKey& key);
    void forgetOld();
 
    Records m_records;
@@ -76,5 +85,8 @@ private:
    std::optional<ZqShapeProximityKey> m_walked; ///< the last record that the walk gave
    std::uint64_t m_evaluation = 2; ///< above all stamps of records that never touched, by two
    bool m_isLookedAt = false;
+   const void* m_model = nullptr; ///< not owned, and only compared
+   std::uint64_t m_latestVersion = 0;
+   std::vector<std::uint64_t> m_versions; ///< by manipulator
    std::vector<std::pair<ZqU32, ZqU32>> m_memberPairs;
 };
