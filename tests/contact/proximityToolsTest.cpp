@@ -297,6 +297,7 @@ Scene rowOf(const std::vector<std::pair<ZqReal, ZqReal>>& placesAndVelocities)
    {
       ZqIndividualManipulator body;
       body.setManipulatorLabel("body" + std::to_string(scene.numberOfManipulators()));
+      body.setLinkLabel("base");
       body.setIsFixedBase(false);
       body.setShape(ZqSphere(ZqVector(), 0.5));
       ZqPositionState position;
@@ -618,7 +619,7 @@ TEST(ProximityTools, RecordNothingOfShapesThatAreGone)
       return active.systemShapeCollisionCache().getCollisionData(keys[0], keys[1]);
    };
    const std::function<void(ZqIndividualManipulator&)> changes[]{
-      [&](auto& body) { body.replaceLinkShape("base", hull(), 0, true); },
+      [&](auto& body) { EXPECT_TRUE(body.replaceLinkShape("base", hull(), 0, true)); },
       [&](auto& body) { body.scaleBy(random.index(0, 1) == 0 ? 1.2 : 0.9); },
       [&](auto& body) { body.addSphereBoundingVolumeToLinks(); }};
    ZqU32 touched = 0;
@@ -647,9 +648,8 @@ TEST(ProximityTools, RecordNothingOfShapesThatAreGone)
       cache.resetNextCollisionData();
       while (const ZqShapeCollisionData* valid = cache.nextCollisionData())
          EXPECT_NE(valid->manipulatorTwoID(), 1U) << step;
-      ZqPositionState near;
-      near.setCoordSysXForm(ZqVector(random.real(0.5, 0.9), 0.0, 0.0));
-      scene.setIndividualCoordinateSystemTransformation(1, near.coordSysXForm());
+      scene.setIndividualCoordinateSystemTransformation(
+         1, ZqVector(random.real(0.5, 0.9), 0.0, 0.0));
       state.setNonredundantState(scene.state());
    }
    EXPECT_GT(touched, 100U);
