@@ -75,7 +75,8 @@ std::unique_ptr<ZqShape> randomShape(RandomValues& random)
    return shape;
 }
 
-/// Arms of which some links have no shape, some may collide with their own, and some exclude each other.
+/// Arms of which some links have no shape, some may collide with their own, and some exclude each
+/// other.
 Scene randomScene(RandomValues& random)
 {
    Scene scene;
@@ -109,8 +110,8 @@ bool mayCollide(const ZqStatedSystem& scene, const ZqLinkKey& a, const ZqLinkKey
              : scene.canCollide(m, a.linkIndex(), b.manipulatorIndex(), b.linkIndex(), false);
 }
 
-/// The distances of all pairs that may collide, from an active state that has nothing but the positions and the
-/// frames that were given.
+/// The distances of all pairs that may collide, from an active state that has nothing but the
+/// positions and the frames that were given.
 Distances allDistances(const ZqStatedSystem& scene, const ZqSystemActiveState& state, ZqU32 level)
 {
    ZqSystemActiveState fresh;
@@ -162,7 +163,8 @@ void expectRight(const Scene& scene, ZqSystemActiveState& state, ZqU32 level, Zq
                                .second;
          EXPECT_TRUE(isNew);
       }
-      // A volume around a shape may be near where the shape is not: such a pair may be told, or not.
+      // A volume around a shape may be near where the shape is not: such a pair may be told, or
+      // not.
       for (const auto& [key, distance] : all)
       {
          const bool isOfM = key.first.manipulatorIndex() == m || key.second.manipulatorIndex() == m;
@@ -217,7 +219,8 @@ void expectRight(ZqProximityQuery& query, const Scene& scene, ZqSystemActiveStat
       EXPECT_GT(distance, margin - 1e-8);
 }
 
-// Everything that a state may go through, one after the other and at random: whatever is kept is right.
+// Everything that a state may go through, one after the other and at random: whatever is kept is
+// right.
 TEST(ProximityTools, NeverTellWhatWas)
 {
    RandomValues random(71);
@@ -404,9 +407,9 @@ TEST(ProximityTools, KeepBoxesUntilLinksLeaveThem)
    state.setNonredundantState(scene.state());
    EXPECT_TRUE(boxes.intersectionList(scene.system(), active).empty());
    EXPECT_TRUE(boxes.isInitialized());
-   // Where the first one goes, where its box begins, and how many pairs there are: from 1.7 on, both may leave
-   // their boxes as they are and come within the tolerance. Of a body without a shape the box
-   // before it shows, but meets none.
+   // Where the first one goes, where its box begins, and how many pairs there are: from 1.7 on,
+   // both may leave their boxes as they are and come within the tolerance. Of a body without a
+   // shape the box before it shows, but meets none.
    const std::tuple<ZqReal, ZqReal, std::size_t> cases[]{
       {0.05, -0.6, 0U}, {0.11, -0.49, 0U}, {0.2, -0.49, 0U}, {1.75, 1.15, 1U}, {1.83, 1.15, 1U}};
    for (const auto& [x, lower, count] : cases)
@@ -495,8 +498,7 @@ TEST(ProximityTools, RejectWhatIsNotThere)
    d = 0.75;
    p = q = {1.0, 2.0, 3.0};
    EXPECT_FALSE(tool.linkToLinkDistance(0, base, 2, base, system, s, t, d));
-   EXPECT_FALSE(
-      tool.linkToLinkDistanceAndWitnessPoints(0, base, 2, base, system, s, t, d, p, q));
+   EXPECT_FALSE(tool.linkToLinkDistanceAndWitnessPoints(0, base, 2, base, system, s, t, d, p, q));
    EXPECT_EQ(std::tie(d, p, q), std::tuple(0.75, ZqVector(1.0, 2.0, 3.0), p));
    tool.manipulatorToManipulatorDistanceAndWitnessPoints(0, 1, system, s, t, d, p, q);
    EXPECT_NEAR(d, -0.25, 1e-15);
@@ -648,11 +650,18 @@ TEST(ProximityTools, RecordNothingOfShapesThatAreGone)
       cache.resetNextCollisionData();
       while (const ZqShapeCollisionData* valid = cache.nextCollisionData())
          EXPECT_NE(valid->manipulatorTwoID(), 1U) << step;
-      scene.setIndividualCoordinateSystemTransformation(
-         1, ZqVector(random.real(0.5, 0.9), 0.0, 0.0));
+      scene.setIndividualCoordinateSystemTransformation(1,
+                                                        ZqVector(random.real(0.5, 0.9), 0.0, 0.0));
       state.setNonredundantState(scene.state());
    }
    EXPECT_GT(touched, 100U);
+   // A copy has the same shapes, and links of its own.
+   const Scene copy(scene);
+   ASSERT_NE(look(state), nullptr);
+   tool.computeLinkCollisionData(0, base, 2, base, copy.system(), state);
+   const ZqShapeCollisionData* data =
+      state.systemShapeCollisionCache().getCollisionData(keys[0], keys[1]);
+   EXPECT_TRUE(&copy.system() == &scene.system() || data->link2Pointer() == nullptr);
 }
 
 TEST(ProximityTools, AllocateNothingOnceWarm)

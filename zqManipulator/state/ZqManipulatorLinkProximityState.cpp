@@ -28,7 +28,8 @@ const ZqReal& ZqManipulatorLinkProximityState::getDistance(const ZqLinkKey& a,
 
 void ZqManipulatorLinkProximityState::countMove(ZqU32 manipulatorIndex)
 {
-   // Before a counter comes to what it was once, nothing is left that might take that for the present.
+   // Before a counter comes to what it was once, nothing is left that might take that for the
+   // present.
    if (++m_moves[manipulatorIndex] == ZqLinkProximityData::never)
    {
       m_data.clear();
@@ -53,7 +54,8 @@ void ZqManipulatorLinkProximityState::invalidate(const ZqU32& manipulatorIndex)
    m_boxes.invalidateAll();
 }
 
-/// Manipulators that it does not know have no counter: when one moves, what is stored of any is gone.
+/// Manipulators that it does not know have no counter: when one moves, what is stored of any is
+/// gone.
 void ZqManipulatorLinkProximityState::forgetUnknown()
 {
    if (!m_hasUnknown)

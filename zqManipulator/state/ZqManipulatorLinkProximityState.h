@@ -26,8 +26,9 @@ private:
    ZqU32 m_updateTime2 = never;
 };
 
-/// Remembers how far the links of one manipulator are from others, so that a pair that rests is not asked for
-/// twice. Each manipulator has a counter of its moves: a distance counts as long as neither has moved.
+/// Remembers how far the links of one manipulator are from others, so that a pair that rests is not
+/// asked for twice. Each manipulator has a counter of its moves: a distance counts as long as
+/// neither has moved.
 class ZqManipulatorLinkProximityState
 {
 public:
@@ -60,8 +61,8 @@ public:
    virtual void setIsInitialized(bool isInitialized) { m_isInitialized = isInitialized; }
    virtual bool isInitialized() const { return m_isInitialized; }
 
-   /// For those who number what a manipulator's places and shapes are: has it move when the number is another
-   /// than the last one.
+   /// For those who number what a manipulator's places and shapes are: has it move when the number
+   /// is another than the last one.
    void follow(ZqU32 manipulatorIndex, std::uint64_t version);
 
 private:

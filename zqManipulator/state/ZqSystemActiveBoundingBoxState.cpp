@@ -7,8 +7,8 @@ template class ZqXmlClass<ZqSystemActiveBoundingBoxState>;
 
 namespace
 {
-/// Of a coordinate: what rounding leaves in bounds and in distances, with room to spare. Shapes that touch are
-/// never lost by it.
+/// Of a coordinate: what rounding leaves in bounds and in distances, with room to spare. Shapes
+/// that touch are never lost by it.
 constexpr ZqReal relativeSlack = 1e-11;
 } // namespace
 
@@ -58,8 +58,8 @@ bool ZqSystemActiveBoundingBoxState::getAABB(ZqU32 manipulatorIndex, ZqU32 linkI
    return true;
 }
 
-/// Whether the box of a link still holds its shape, larger by half the tolerance, in another place. A turn
-/// moves no point by more than its chord at the reach of the shape.
+/// Whether the box of a link still holds its shape, larger by half the tolerance, in another place.
+/// A turn moves no point by more than its chord at the reach of the shape.
 bool ZqSystemActiveBoundingBoxState::isCovered(const Interval& interval,
                                                const ZqCoordinateSystemTransformation& frame) const
 {
@@ -71,9 +71,9 @@ bool ZqSystemActiveBoundingBoxState::isCovered(const Interval& interval,
    return (origin - interval.origin).mag() + chord * interval.reach <= m_tolerance;
 }
 
-/// What the processor looks at. Of two links that come within the tolerance, the box of each, where the link
-/// is now, larger by half the tolerance, meets the other's; and a link may have moved by the tolerance since
-/// its box was made.
+/// What the processor looks at. Of two links that come within the tolerance, the box of each, where
+/// the link is now, larger by half the tolerance, meets the other's; and a link may have moved by
+/// the tolerance since its box was made.
 ZqAxisAlignedBoundingBox ZqSystemActiveBoundingBoxState::searchBox(ZqU32 interval) const
 {
    if (!m_intervals[interval].hasShape)

@@ -82,8 +82,9 @@ TEST(CollisionCache, ARecordTellsWhereTheShapesTouch)
    EXPECT_NEAR(record.normalInPrimary1().z(), -1.0, 1e-12);
 }
 
-/// Each letter is an evaluation: t touches, a is looked at apart, n is not looked at but others are, i
-/// invalidates again in between. The last one touches; a record that lasted still has the mode it was given.
+/// Each letter is an evaluation: t touches, a is looked at apart, n is not looked at but others
+/// are, i invalidates again in between. The last one touches; a record that lasted still has the
+/// mode it was given.
 TEST(CollisionCache, FrictionOutlivesEvaluationsWithoutBreak)
 {
    const struct
@@ -219,7 +220,8 @@ TEST(CollisionCache, WhatOtherShapesLeftChangesNoAnswer)
       zqConvex::distance(A, B, pose, nullptr, fresh);
       tool.distance(A, B, X, kept[0]);
       const ZqSeparation& found = kept[0].separation();
-      // Of compounds that overlap, where a search begins decides which of the translations it finds.
+      // Of compounds that overlap, where a search begins decides which of the translations it
+      // finds.
       if (isConvex || fresh.distance > 0.0)
       {
          EXPECT_NEAR(found.distance, fresh.distance, found.error + fresh.error + 1e-9) << k;
@@ -247,8 +249,8 @@ TEST(CollisionCache, SmallShapesHaveSmallMargins)
    {
       ZqReal size, slope;
       ZqU32 count;
-   } cases[] = {{1e-4, 5e-3, 4}, {1e-4, 0.05, 2}, {0.01, 5e-3, 4}, {0.01, 0.05, 2},
-                {1.0, 5e-4, 4},  {1.0, 5e-3, 2}};
+   } cases[] = {{1e-4, 5e-3, 4}, {1e-4, 0.05, 2}, {0.01, 5e-3, 4},
+                {0.01, 0.05, 2}, {1.0, 5e-4, 4},  {1.0, 5e-3, 2}};
    for (const auto& [size, slope, count] : cases)
    {
       const ZqBox floor(raised(-0.5), ZqVector(1.0, 1.0, 0.5));
@@ -262,9 +264,9 @@ TEST(CollisionCache, SmallShapesHaveSmallMargins)
       EXPECT_TRUE(ZqShapeCollisionTool().computeCollisionData(
          {0, 0}, {1, 0}, floor, tilted, false, false, X, cache, touching, separation));
       ASSERT_EQ(touching.size(), 1U);
-      EXPECT_EQ(cache.getCollisionData(touching[0].first(), touching[0].second())
-                   ->numPenetrationPoints(),
-                count)
+      EXPECT_EQ(
+         cache.getCollisionData(touching[0].first(), touching[0].second())->numPenetrationPoints(),
+         count)
          << size << ' ' << slope;
    }
 }

@@ -15,8 +15,8 @@ bool hasOwnMembers(const ZqShape& shape)
    return shape.isCompoundShape() && shape.compoundTestFlag();
 }
 
-/// The shape that the link knows by the record's number tells the same feature as the record, also when a volume
-/// around it was looked at.
+/// The shape that the link knows by the record's number tells the same feature as the record, also
+/// when a volume around it was looked at.
 void takeLink(ZqShapeCollisionData& data, const ZqShapeKey& key, const ZqManipulatorLink& link)
 {
    data.setLinkPointer(key, &link);
@@ -52,8 +52,7 @@ bool ZqManipulatorCollisionTool::computeLinkCollisionData(ZqU32 manipulator1, Zq
    m_touching.clear();
    ZqSystemShapeCollisionCache& cache = activeState.systemShapeCollisionCache();
    const ZqCoordinateSystemTransformation X = zqRelativeFrame(a.frame, b.frame);
-   const auto [shape1, shape2] =
-      zqNearVolumes(*a.shape, *b.shape, X, m_boundingVolumeLevel, 0.0);
+   const auto [shape1, shape2] = zqNearVolumes(*a.shape, *b.shape, X, m_boundingVolumeLevel, 0.0);
    if (shape1 == nullptr)
    {
       cache.beginPair(key1, key2); // what was recorded of them is over
@@ -79,7 +78,7 @@ void ZqManipulatorCollisionTool::followModel(const ZqManipulatorSystem& system,
 {
    ZqSystemShapeCollisionCache& cache = activeState.systemShapeCollisionCache();
    const std::uint64_t latest = ZqIndividualManipulator::latestVersion();
-   if (cache.isUpTo(&system, latest))
+   if (cache.isUpTo(&system, system.numberOfManipulators(), latest))
       return;
    m_versions.clear();
    for (const ZqIndividualManipulator& manipulator : system.manipulators())
@@ -114,7 +113,8 @@ void ZqManipulatorCollisionTool::computeAndStoreCollisionInformation(
       const ZqVector point1 = frame1 * data.penetrationPointPrimary(isSwapped ? 1 : 0, 0);
       const ZqVector point2 = frame2 * data.penetrationPointPrimary(isSwapped ? 0 : 1, 0);
       middle = 0.5 * (point1 + point2);
-      // The direction of one deepest point from the other, which shapes that only touch do not have.
+      // The direction of one deepest point from the other, which shapes that only touch do not
+      // have.
       const ZqVector normal = axes * data.contactPoint(0).normal;
       data.setLineOfAction(isSwapped ? -normal : normal);
    }

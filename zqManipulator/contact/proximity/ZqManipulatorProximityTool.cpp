@@ -60,8 +60,7 @@ bool ZqManipulatorProximityTool::checkLinkCollision(ZqU32 manipulator1, ZqU32 li
        b.shape == nullptr)
       return false;
    const ZqCoordinateSystemTransformation X = zqRelativeFrame(a.frame, b.frame);
-   const auto [first, second] =
-      zqNearVolumes(*a.shape, *b.shape, X, m_boundingVolumeLevel, margin);
+   const auto [first, second] = zqNearVolumes(*a.shape, *b.shape, X, m_boundingVolumeLevel, margin);
    ZqReal distance = 0.0;
    return first != nullptr && m_shapeProximityTool.distance(*first, *second, X, distance) &&
           distance <= margin;
@@ -134,8 +133,8 @@ bool ZqManipulatorProximityTool::linkToLinkDistanceAndWitnessPoints(
    return true;
 }
 
-/// The nearest pair of links, the first of those equally near. A pair of which the boxes are further apart
-/// than the nearest so far is passed over.
+/// The nearest pair of links, the first of those equally near. A pair of which the boxes are
+/// further apart than the nearest so far is passed over.
 bool ZqManipulatorProximityTool::manipulatorDistance(ZqU32 manipulator1, ZqU32 manipulator2,
                                                      const ZqManipulatorSystem& system,
                                                      ZqManipulatorActivePositionState& state1,

@@ -129,8 +129,8 @@ bool ZqNearLinks::has(ZqU32 manipulatorIndex) const
                                       m_activeState.manipulatorActiveStateVector().size());
 }
 
-/// Numbers anew whatever is not as it was when distances were computed last: manipulators that moved in
-/// whatever way, models that changed, and all at another level.
+/// Numbers anew whatever is not as it was when distances were computed last: manipulators that
+/// moved in whatever way, models that changed, and all at another level.
 void ZqNearLinks::bringUpToDate()
 {
    const auto& manipulators = m_scene.system().manipulators();

@@ -72,8 +72,8 @@ void ZqProximityQuery::takeModel(const ZqStatedSystem& scene)
    }
 }
 
-/// Links that are within the margin have boxes that meet when each is larger by half of it. Those of
-/// manipulators without an active state are nowhere.
+/// Links that are within the margin have boxes that meet when each is larger by half of it. Those
+/// of manipulators without an active state are nowhere.
 void ZqProximityQuery::placeBoxes(const ZqStatedSystem& scene, ZqSystemActiveState& activeState,
                                   ZqReal margin)
 {

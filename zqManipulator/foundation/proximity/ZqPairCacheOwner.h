@@ -5,12 +5,12 @@
 
 #include <bit>
 
-// Whether what a pair kept is of the cores that are asked for: features of others would be points that these do
-// not have.
+// Whether what a pair kept is of the cores that are asked for: features of others would be points
+// that these do not have.
 namespace zqConvex
 {
-/// A number that cores of different sizes do not have in common, but by a chance of about 2^-40. Balls and
-/// frames do not count: caches stand in the frames of cores.
+/// A number that cores of different sizes do not have in common, but by a chance of about 2^-40.
+/// Balls and frames do not count: caches stand in the frames of cores.
 inline std::uint64_t fingerprint(const ZqConvex& C) noexcept
 {
    std::uint64_t number = static_cast<std::uint64_t>(C.core) + 1;

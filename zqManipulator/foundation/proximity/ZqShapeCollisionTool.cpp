@@ -69,8 +69,8 @@ bool ZqShapeCollisionTool::computeCollisionData(const ZqLinkKey& link1, const Zq
       const ZqShapeKey key2(link2, second);
       ZqShapeCollisionData& data = cache.lookAt(key1, key2);
       ZqContactManifold manifold;
-      const ZqReal margin =
-         std::min(m_contactMargin, marginPerExtent * std::min(extentOf(*member1), extentOf(*member2)));
+      const ZqReal margin = std::min(
+         m_contactMargin, marginPerExtent * std::min(extentOf(*member1), extentOf(*member2)));
       zqConvex::contact(*member1, *member2, X, margin, &data.pairCache(), manifold);
       separation = std::min(separation, manifold.separation);
       if (!(manifold.separation <= 0.0))

@@ -121,8 +121,10 @@ void ZqSystemShapeCollisionCache::beginPair(const ZqLinkKey& link1, const ZqLink
 void ZqSystemShapeCollisionCache::follow(const void* model, std::uint64_t latestVersion,
                                          std::span<const std::uint64_t> versions)
 {
+   // The links of a copy, and those that made room, have other places.
+   const bool isOtherModel = model != m_model || versions.size() != m_versions.size();
    const auto isOther = [&](ZqU32 m)
-   { return m >= versions.size() || m >= m_versions.size() || versions[m] != m_versions[m]; };
+   { return isOtherModel || m >= versions.size() || versions[m] != m_versions[m]; };
    for (auto& [key, record] : m_records)
       if (isOther(key.first().manipulatorIndex()) || isOther(key.second().manipulatorIndex()))
       {
