@@ -5,6 +5,7 @@
 #include "zqManipulator/contact/proximity/ZqProximityQuery.h"
 #include "zqManipulator/foundation/geometry/ZqBox.h"
 #include "zqManipulator/foundation/geometry/ZqCapsule.h"
+#include "zqManipulator/foundation/geometry/ZqConvexHull.h"
 #include "zqManipulator/foundation/geometry/ZqCylinder.h"
 #include "zqManipulator/foundation/geometry/ZqShapeUnion.h"
 #include "zqManipulator/foundation/geometry/ZqSphere.h"
@@ -74,7 +75,8 @@ std::unique_ptr<ZqShape> randomShape(RandomValues& random)
    return shape;
 }
 
-/// Arms of which some links have no shape, some may collide with their own, and some exclude each other.
+/// Arms of which some links have no shape, some may collide with their own, and some exclude each
+/// other.
 Scene randomScene(RandomValues& random)
 {
    Scene scene;
@@ -108,8 +110,8 @@ bool mayCollide(const ZqStatedSystem& scene, const ZqLinkKey& a, const ZqLinkKey
              : scene.canCollide(m, a.linkIndex(), b.manipulatorIndex(), b.linkIndex(), false);
 }
 
-/// The distances of all pairs that may collide, from an active state that has nothing but the positions and the
-/// frames that were given.
+/// The distances of all pairs that may collide, from an active state that has nothing but the
+/// positions and the frames that were given.
 Distances allDistances(const ZqStatedSystem& scene, const ZqSystemActiveState& state, ZqU32 level)
 {
    ZqSystemActiveState fresh;
@@ -161,7 +163,8 @@ void expectRight(const Scene& scene, ZqSystemActiveState& state, ZqU32 level, Zq
                                .second;
          EXPECT_TRUE(isNew);
       }
-      // A volume around a shape may be near where the shape is not: such a pair may be told, or not.
+      // A volume around a shape may be near where the shape is not: such a pair may be told, or
+      // not.
       for (const auto& [key, distance] : all)
       {
          const bool isOfM = key.first.manipulatorIndex() == m || key.second.manipulatorIndex() == m;
@@ -216,7 +219,8 @@ void expectRight(ZqProximityQuery& query, const Scene& scene, ZqSystemActiveStat
       EXPECT_GT(distance, margin - 1e-8);
 }
 
-// Everything that a state may go through, one after the other and at random: whatever is kept is right.
+// Everything that a state may go through, one after the other and at random: whatever is kept is
+// right.
 TEST(ProximityTools, NeverTellWhatWas)
 {
    RandomValues random(71);
@@ -296,6 +300,7 @@ Scene rowOf(const std::vector<std::pair<ZqReal, ZqReal>>& placesAndVelocities)
    {
       ZqIndividualManipulator body;
       body.setManipulatorLabel("body" + std::to_string(scene.numberOfManipulators()));
+      body.setLinkLabel("base");
       body.setIsFixedBase(false);
       body.setShape(ZqSphere(ZqVector(), 0.5));
       ZqPositionState position;
@@ -402,9 +407,9 @@ TEST(ProximityTools, KeepBoxesUntilLinksLeaveThem)
    state.setNonredundantState(scene.state());
    EXPECT_TRUE(boxes.intersectionList(scene.system(), active).empty());
    EXPECT_TRUE(boxes.isInitialized());
-   // Where the first one goes, where its box begins, and how many pairs there are: from 1.7 on, both may leave
-   // their boxes as they are and come within the tolerance. Of a body without a shape the box
-   // before it shows, but meets none.
+   // Where the first one goes, where its box begins, and how many pairs there are: from 1.7 on,
+   // both may leave their boxes as they are and come within the tolerance. Of a body without a
+   // shape the box before it shows, but meets none.
    const std::tuple<ZqReal, ZqReal, std::size_t> cases[]{
       {0.05, -0.6, 0U}, {0.11, -0.49, 0U}, {0.2, -0.49, 0U}, {1.75, 1.15, 1U}, {1.83, 1.15, 1U}};
    for (const auto& [x, lower, count] : cases)
@@ -488,9 +493,42 @@ TEST(ProximityTools, RejectWhatIsNotThere)
    }
    tool.manipulatorToManipulatorDistance(0, 2, system, s, t, d);
    EXPECT_EQ(d, 1e300);
+   // A shape without points is none, and changes nothing.
+   scene.editManipulator(2, [](ZqIndividualManipulator& body) { body.setShape(ZqShapeUnion()); });
+   d = 0.75;
+   p = q = {1.0, 2.0, 3.0};
+   EXPECT_FALSE(tool.linkToLinkDistance(0, base, 2, base, system, s, t, d));
+   EXPECT_FALSE(tool.linkToLinkDistanceAndWitnessPoints(0, base, 2, base, system, s, t, d, p, q));
+   EXPECT_EQ(std::tie(d, p, q), std::tuple(0.75, ZqVector(1.0, 2.0, 3.0), p));
    tool.manipulatorToManipulatorDistanceAndWitnessPoints(0, 1, system, s, t, d, p, q);
    EXPECT_NEAR(d, -0.25, 1e-15);
    EXPECT_TRUE(p.approxEq({0.5, 0.0, 0.0}, 1e-15) && q.approxEq({0.25, 0.0, 0.0}, 1e-15));
+}
+
+// Whoever moves, known or not: what is stored of it is not right any more.
+TEST(ProximityTools, ForgetDistancesOfWhoMoves)
+{
+   const Scene scene = rowOf({{0.0, 0.0}, {3.0, 0.0}});
+   for (const bool isInitialized : {false, true})
+      for (ZqU32 a = 0; a < 5; ++a)
+         for (ZqU32 b = 0; b < 5; ++b)
+            for (ZqU32 moves = 0; moves < 6; ++moves)
+            {
+               ZqManipulatorLinkProximityState links;
+               if (isInitialized)
+                  links.initialize(0, scene.system());
+               links.setDistance({a, 1}, {b, 2}, 0.5);
+               EXPECT_TRUE(links.isValid({b, 2}, {a, 1}));
+               // The last time, all move.
+               moves < 5 ? links.invalidate(moves) : links.invalidateAll();
+               const bool isTouched = moves == a || moves == b || moves == 5;
+               if (isTouched || (isInitialized && std::max(a, b) < 2))
+               {
+                  EXPECT_EQ(links.isValid({a, 1}, {b, 2}), !isTouched) << a << b << moves;
+               }
+               links.setDistance({a, 1}, {b, 2}, 0.25);
+               EXPECT_TRUE(links.isValid({a, 1}, {b, 2}));
+            }
 }
 
 TEST(ProximityTools, KnowManipulatorsThatCame)
@@ -556,6 +594,74 @@ TEST(ProximityTools, RecordWhereLinksTouch)
    away.setCoordSysXForm(ZqVector(9.0, 0.0, 0.0));
    state.setManipulatorNonredundantPositionState(away, 1);
    EXPECT_EQ(look(), nullptr);
+}
+
+// Whatever becomes of the second body, a record tells what an active state without one would.
+TEST(ProximityTools, RecordNothingOfShapesThatAreGone)
+{
+   RandomValues random(31);
+   const auto hull = [&]
+   {
+      std::vector<ZqVector> points;
+      for (int i = random.index(0, 1) == 0 ? 400 : 20; i > 0; --i)
+         points.push_back(random.unitVector() * 0.5);
+      return ZqConvexHull(points);
+   };
+   Scene scene = rowOf({{0.0, 0.0}, {0.75, 0.0}, {-0.8, 0.0}});
+   for (ZqU32 m = 0; m < 2; ++m)
+      scene.editManipulator(m, [&](ZqIndividualManipulator& body) { body.setShape(hull()); });
+   ZqSystemActiveState state;
+   state.setNonredundantState(scene.state());
+   constexpr ZqU32 base = ZqBaseLinkIndex;
+   const ZqShapeKey keys[]{{0, base, 0}, {1, base, 0}};
+   ZqManipulatorCollisionTool tool;
+   const auto look = [&](ZqSystemActiveState& active)
+   {
+      tool.computeLinkCollisionData(0, base, 1, base, scene.system(), active);
+      return active.systemShapeCollisionCache().getCollisionData(keys[0], keys[1]);
+   };
+   const std::function<void(ZqIndividualManipulator&)> changes[]{
+      [&](auto& body) { EXPECT_TRUE(body.replaceLinkShape("base", hull(), 0, true)); },
+      [&](auto& body) { body.scaleBy(random.index(0, 1) == 0 ? 1.2 : 0.9); },
+      [&](auto& body) { body.addSphereBoundingVolumeToLinks(); }};
+   ZqU32 touched = 0;
+   for (int step = 0; step < 200; ++step)
+   {
+      tool.setBoundingVolumeLevel(random.index(0, 1));
+      const ZqShape* shape = scene.manipulatorByIndex(1)->linkByIndex(base)->shapeByIndex(0);
+      shape->setClosestPointIndex(7);
+      ZqSystemActiveState fresh;
+      fresh.setNonredundantState(scene.state());
+      const ZqShapeCollisionData* expected = look(fresh);
+      const ZqShapeCollisionData* data = look(state);
+      ASSERT_EQ(data != nullptr && data->numPenetrationPoints() > 0, expected != nullptr) << step;
+      if (expected != nullptr)
+      {
+         ++touched;
+         EXPECT_NEAR(data->separationDistance(), expected->separationDistance(), 1e-8) << step;
+         EXPECT_EQ(shape->closestPointIndexOf(), data->closestPointIndex2()) << step;
+      }
+      if (random.index(0, 2) == 0)
+         continue;
+      scene.editManipulator(1, changes[random.index(0, std::size(changes) - 1)]);
+      // Also a look at others alone leaves no record of what has changed.
+      tool.computeLinkCollisionData(0, base, 2, base, scene.system(), state);
+      ZqSystemShapeCollisionCache& cache = state.systemShapeCollisionCache();
+      cache.resetNextCollisionData();
+      while (const ZqShapeCollisionData* valid = cache.nextCollisionData())
+         EXPECT_NE(valid->manipulatorTwoID(), 1U) << step;
+      scene.setIndividualCoordinateSystemTransformation(1,
+                                                        ZqVector(random.real(0.5, 0.9), 0.0, 0.0));
+      state.setNonredundantState(scene.state());
+   }
+   EXPECT_GT(touched, 100U);
+   // A copy has the same shapes, and links of its own.
+   const Scene copy(scene);
+   ASSERT_NE(look(state), nullptr);
+   tool.computeLinkCollisionData(0, base, 2, base, copy.system(), state);
+   const ZqShapeCollisionData* data =
+      state.systemShapeCollisionCache().getCollisionData(keys[0], keys[1]);
+   EXPECT_TRUE(&copy.system() == &scene.system() || data->link2Pointer() == nullptr);
 }
 
 TEST(ProximityTools, AllocateNothingOnceWarm)

@@ -28,7 +28,8 @@ const ZqReal& ZqManipulatorLinkProximityState::getDistance(const ZqLinkKey& a,
 
 void ZqManipulatorLinkProximityState::countMove(ZqU32 manipulatorIndex)
 {
-   // Before a counter comes to what it was once, nothing is left that might take that for the present.
+   // Before a counter comes to what it was once, nothing is left that might take that for the
+   // present.
    if (++m_moves[manipulatorIndex] == ZqLinkProximityData::never)
    {
       m_data.clear();
@@ -40,6 +41,7 @@ void ZqManipulatorLinkProximityState::invalidateAll()
 {
    for (ZqU32 i = 0; i < m_moves.size(); ++i)
       countMove(i);
+   forgetUnknown();
    m_boxes.invalidateAll();
 }
 
@@ -47,7 +49,21 @@ void ZqManipulatorLinkProximityState::invalidate(const ZqU32& manipulatorIndex)
 {
    if (manipulatorIndex < m_moves.size())
       countMove(manipulatorIndex);
+   else
+      forgetUnknown();
    m_boxes.invalidateAll();
+}
+
+/// Manipulators that it does not know have no counter: when one moves, what is stored of any is
+/// gone.
+void ZqManipulatorLinkProximityState::forgetUnknown()
+{
+   if (!m_hasUnknown)
+      return;
+   m_hasUnknown = false;
+   for (auto it = m_data.begin(); it != m_data.end();)
+      it = isKnown(it->first.first()) && isKnown(it->first.second()) ? std::next(it)
+                                                                     : m_data.erase(it);
 }
 
 void ZqManipulatorLinkProximityState::follow(ZqU32 manipulatorIndex, std::uint64_t version)
@@ -59,7 +75,10 @@ void ZqManipulatorLinkProximityState::follow(ZqU32 manipulatorIndex, std::uint64
    m_versions[manipulatorIndex] = version;
    // One that was not known stood at 0.
    if (m_moves.size() <= manipulatorIndex)
+   {
+      forgetUnknown();
       m_moves.resize(std::size_t{manipulatorIndex} + 1, 0);
+   }
    countMove(manipulatorIndex);
 }
 
@@ -77,6 +96,7 @@ bool ZqManipulatorLinkProximityState::isValid(const ZqLinkKey& a, const ZqLinkKe
 
 void ZqManipulatorLinkProximityState::setValid(const ZqLinkKey& a, const ZqLinkKey& b)
 {
+   m_hasUnknown = m_hasUnknown || !isKnown(a) || !isKnown(b);
    const auto entry = m_data.try_emplace(ZqLinkProximityKey(a, b)).first;
    const bool isSwapped = !(entry->first.first() == a);
    entry->second.setUpdateTime1(movesOf(isSwapped ? b : a));

@@ -26,8 +26,9 @@ private:
    ZqU32 m_updateTime2 = never;
 };
 
-/// Remembers how far the links of one manipulator are from others, so that a pair that rests is not asked for
-/// twice. Each manipulator has a counter of its moves: a distance counts as long as neither has moved.
+/// Remembers how far the links of one manipulator are from others, so that a pair that rests is not
+/// asked for twice. Each manipulator has a counter of its moves: a distance counts as long as
+/// neither has moved.
 class ZqManipulatorLinkProximityState
 {
 public:
@@ -60,8 +61,8 @@ public:
    virtual void setIsInitialized(bool isInitialized) { m_isInitialized = isInitialized; }
    virtual bool isInitialized() const { return m_isInitialized; }
 
-   /// For those who number what a manipulator's places and shapes are: has it move when the number is another
-   /// than the last one.
+   /// For those who number what a manipulator's places and shapes are: has it move when the number
+   /// is another than the last one.
    void follow(ZqU32 manipulatorIndex, std::uint64_t version);
 
 private:
@@ -70,16 +71,19 @@ private:
       std::size_t operator()(const ZqLinkProximityKey& key) const noexcept;
    };
 
+   bool isKnown(const ZqLinkKey& key) const { return key.manipulatorIndex() < m_moves.size(); }
    /// 0 for a manipulator that it does not know.
    ZqU32 movesOf(const ZqLinkKey& key) const
    {
-      return key.manipulatorIndex() < m_moves.size() ? m_moves[key.manipulatorIndex()] : 0;
+      return isKnown(key) ? m_moves[key.manipulatorIndex()] : 0;
    }
+   void forgetUnknown();
    void countMove(ZqU32 manipulatorIndex);
 
    mutable boost::unordered_map<ZqLinkProximityKey, ZqLinkProximityData, Hash> m_data{16};
    ZqSystemActiveBoundingBoxState m_boxes;
    std::vector<ZqU32> m_moves;            ///< by manipulator
    std::vector<std::uint64_t> m_versions; ///< by manipulator: what it followed last
+   bool m_hasUnknown = false; ///< whether it has distances of manipulators that it does not know
    bool m_isInitialized = false;
 };

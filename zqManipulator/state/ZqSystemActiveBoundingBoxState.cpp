@@ -7,20 +7,20 @@ template class ZqXmlClass<ZqSystemActiveBoundingBoxState>;
 
 namespace
 {
-/// Of a coordinate: what rounding leaves in bounds and in distances, with room to spare. Shapes that touch are
-/// never lost by it.
+/// Of a coordinate: what rounding leaves in bounds and in distances, with room to spare. Shapes
+/// that touch are never lost by it.
 constexpr ZqReal relativeSlack = 1e-11;
+} // namespace
 
-ZqReal greatestBound(const ZqAxisAlignedBoundingBox& box)
+ZqReal ZqSystemActiveBoundingBoxState::slackOf(const ZqAxisAlignedBoundingBox& box)
 {
    ZqReal greatest = 0.0;
    for (const ZqVector& corner : {box.lower(), box.upper()})
       for (std::size_t i = 0; i < 3; ++i)
          if (std::isfinite(corner[i]))
             greatest = std::max(greatest, std::abs(corner[i]));
-   return greatest;
+   return relativeSlack * greatest;
 }
-} // namespace
 
 void ZqSystemActiveBoundingBoxState::setTolerance(const ZqReal& tolerance)
 {
@@ -58,8 +58,8 @@ bool ZqSystemActiveBoundingBoxState::getAABB(ZqU32 manipulatorIndex, ZqU32 linkI
    return true;
 }
 
-/// Whether the box of a link still holds its shape, larger by half the tolerance, in another place. A turn
-/// moves no point by more than its chord at the reach of the shape.
+/// Whether the box of a link still holds its shape, larger by half the tolerance, in another place.
+/// A turn moves no point by more than its chord at the reach of the shape.
 bool ZqSystemActiveBoundingBoxState::isCovered(const Interval& interval,
                                                const ZqCoordinateSystemTransformation& frame) const
 {
@@ -71,15 +71,15 @@ bool ZqSystemActiveBoundingBoxState::isCovered(const Interval& interval,
    return (origin - interval.origin).mag() + chord * interval.reach <= m_tolerance;
 }
 
-/// What the processor looks at. Of two links that come within the tolerance, the box of each, where the link
-/// is now, larger by half the tolerance, meets the other's; and a link may have moved by the tolerance since
-/// its box was made.
+/// What the processor looks at. Of two links that come within the tolerance, the box of each, where
+/// the link is now, larger by half the tolerance, meets the other's; and a link may have moved by
+/// the tolerance since its box was made.
 ZqAxisAlignedBoundingBox ZqSystemActiveBoundingBoxState::searchBox(ZqU32 interval) const
 {
    if (!m_intervals[interval].hasShape)
       return {};
    ZqAxisAlignedBoundingBox box = m_boxes[interval];
-   box.enlarge(0.5 * m_tolerance + relativeSlack * greatestBound(box));
+   box.enlarge(0.5 * m_tolerance + slackOf(box));
    return box;
 }
 

@@ -19,17 +19,20 @@ class ZqManipulatorSystem;
 template <class T>
 class ZqXmlVectorType;
 
-/// The broad phase of queries of proximity: a box along the axes of the system around the shape of each link,
-/// and the pairs of boxes that overlap.
+/// The broad phase of queries of proximity: a box along the axes of the system around the shape of
+/// each link, and the pairs of boxes that overlap.
 ///
-/// Boxes have numbers: those of the manipulators in order, for each its links by index and then its base.
+/// Boxes have numbers: those of the manipulators in order, for each its links by index and then its
+/// base.
 ///
-/// With a tolerance t (m) the list has every two links whose shapes come within t of each other. The boxes
-/// are larger by t on every side, and a box stays where it is until its link has moved so far that a point of
-/// the shape may have moved by more than t. Links without a shape are in no pair.
+/// With a tolerance t (m) the list has every two links whose shapes come within t of each other.
+/// The boxes are larger by t on every side, and a box stays where it is until its link has moved so
+/// far that a point of the shape may have moved by more than t. Links without a shape are in no
+/// pair.
 ///
-/// What it has follows from the state and the model, and is looked after at each list: a state that was
-/// changed or exchanged in any way, or another model, cost only what moved or a new set of boxes.
+/// What it has follows from the state and the model, and is looked after at each list: a state that
+/// was changed or exchanged in any way, or another model, cost only what moved or a new set of
+/// boxes.
 class ZqSystemActiveBoundingBoxState : public ZqXmlClass<ZqSystemActiveBoundingBoxState>
 {
 public:
@@ -41,7 +44,8 @@ public:
    /// It has no value of its own.
    bool operator==(const ZqSystemActiveBoundingBoxState&) const { return true; }
 
-   /// The manipulator and the link of a box; the key stays as it is when there is no such box in the system.
+   /// The manipulator and the link of a box; the key stays as it is when there is no such box in
+   /// the system.
    virtual void intervalIDtoShapeKeyID(const ZqU32& intervalID, const ZqManipulatorSystem& system,
                                        ZqShapeKey& key) const;
    /// The inverse; the number stays as it is when there is no such link.
@@ -63,16 +67,19 @@ public:
    /// In m; anything but a number above zero stands for zero.
    virtual void setTolerance(const ZqReal& tolerance);
    virtual const ZqReal& tolerance() const { return m_tolerance; }
-   /// The box of a link or, for `ZqBaseLinkIndex`, of the base, larger by the tolerance. A link without a
-   /// shape answers the box before its own. False, and no change, for a link that is not there.
+   /// The box of a link or, for `ZqBaseLinkIndex`, of the base, larger by the tolerance. A link
+   /// without a shape answers the box before its own. False, and no change, for a link that is not
+   /// there.
    virtual bool getAABB(ZqU32 manipulatorIndex, ZqU32 linkIndex,
                         ZqAxisAlignedBoundingBox& box) const;
 
-   /// The pairs of links whose boxes overlap, in the order of the boxes. The reference holds until the next
-   /// list.
+   /// The pairs of links whose boxes overlap, in the order of the boxes. The reference holds until
+   /// the next list.
    const Pairs& intersectionList(const ZqManipulatorSystem& system, ActiveStates& activeStates);
    /// Those in which a manipulator takes part, as places in the last list, in its order.
    std::span<const ZqU32> intersectionsOf(ZqU32 manipulatorIndex) const;
+   /// By what a box has to be larger (m) so that rounding loses no shape that touches it.
+   static ZqReal slackOf(const ZqAxisAlignedBoundingBox& box);
    /// Becomes a new one, with the same tolerance.
    void reset();
 

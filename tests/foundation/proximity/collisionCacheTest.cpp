@@ -2,9 +2,12 @@
 #include "support/randomValues.h"
 
 #include "zqManipulator/foundation/geometry/ZqBox.h"
+#include "zqManipulator/foundation/geometry/ZqConvexHull.h"
+#include "zqManipulator/foundation/geometry/ZqCylinder.h"
 #include "zqManipulator/foundation/geometry/ZqShapeUnion.h"
 #include "zqManipulator/foundation/geometry/ZqSphere.h"
 #include "zqManipulator/foundation/proximity/ZqShapeCollisionTool.h"
+#include "zqManipulator/foundation/proximity/ZqShapeProximityTool.h"
 
 #include <gtest/gtest.h>
 
@@ -79,8 +82,9 @@ TEST(CollisionCache, ARecordTellsWhereTheShapesTouch)
    EXPECT_NEAR(record.normalInPrimary1().z(), -1.0, 1e-12);
 }
 
-/// Each letter is an evaluation: t touches, a is looked at apart, n is not looked at but others are, i
-/// invalidates again in between. The last one touches; a record that lasted still has the mode it was given.
+/// Each letter is an evaluation: t touches, a is looked at apart, n is not looked at but others
+/// are, i invalidates again in between. The last one touches; a record that lasted still has the
+/// mode it was given.
 TEST(CollisionCache, FrictionOutlivesEvaluationsWithoutBreak)
 {
    const struct
@@ -174,4 +178,95 @@ TEST(CollisionCache, SettlesToNoAllocationAndForgetsOldPairs)
    }
    EXPECT_EQ(allocated, 0U);
    EXPECT_LT(most, 100U);
+}
+
+/// Small and large ones, whose features have other places and numbers.
+TEST(CollisionCache, WhatOtherShapesLeftChangesNoAnswer)
+{
+   zqTest::RandomValues random(12);
+   const auto hullOf = [&](int count, ZqReal size)
+   {
+      std::vector<ZqVector> points;
+      for (int i = 0; i < count; ++i)
+         points.push_back(random.unitVector() * size);
+      return std::make_unique<ZqConvexHull>(points);
+   };
+   std::vector<std::unique_ptr<ZqShape>> shapes;
+   for (const ZqReal size : {0.3, 1.0})
+   {
+      shapes.push_back(hullOf(400, size));
+      shapes.push_back(hullOf(20, size));
+      shapes.push_back(std::make_unique<ZqBox>(raised(0.0), ZqVector(0.5, 0.3, 0.4) * size));
+      shapes.push_back(std::make_unique<ZqCylinder>(
+         ZqLineSegment(ZqVector(), ZqVector(0.0, 0.0, size)), 0.5 * size));
+   }
+   ZqShapeUnion both;
+   both.addShapeToUnion(*shapes[0]);
+   both.addShapeToUnion(*shapes[6]);
+   shapes.push_back(std::make_unique<ZqShapeUnion>(both));
+   const ZqShapeProximityTool tool;
+   ZqShapeProximityData kept[3];
+   for (int k = 0; k < 4000; ++k)
+   {
+      const auto lastShape = static_cast<ZqU32>(shapes.size()) - 1;
+      const ZqShape& A = *shapes[random.index(0, lastShape)];
+      const ZqShape& B = *shapes[random.index(0, lastShape)];
+      const bool isConvex = A.convex() && B.convex();
+      // Half of the pairs come again much as they were.
+      const ZqCoordinateSystemTransformation X(random.vector(k % 2 ? 0.1 : 1.2),
+                                               random.orientation());
+      const zqConvex::Pose pose = zqConvex::pose(X);
+      ZqSeparation fresh;
+      zqConvex::distance(A, B, pose, nullptr, fresh);
+      tool.distance(A, B, X, kept[0]);
+      const ZqSeparation& found = kept[0].separation();
+      // Of compounds that overlap, where a search begins decides which of the translations it
+      // finds.
+      if (isConvex || fresh.distance > 0.0)
+      {
+         EXPECT_NEAR(found.distance, fresh.distance, found.error + fresh.error + 1e-9) << k;
+      }
+      const ZqReal margin = fresh.distance - fresh.error;
+      if (isConvex || margin > 0.01)
+      {
+         EXPECT_FALSE(tool.isWithin(A, B, X, margin - 1e-6, &kept[1])) << k;
+         EXPECT_TRUE(tool.isWithin(A, B, X, fresh.distance + 1e-6, &kept[1])) << k;
+      }
+      ZqContactManifold freshPoints, points;
+      zqConvex::contact(A, B, pose, 1e-3, nullptr, freshPoints);
+      zqConvex::contact(A, B, pose, 1e-3, &kept[2].pairCache(), points);
+      if (isConvex && freshPoints.count > 0)
+      {
+         EXPECT_NEAR(points.separation, freshPoints.separation, fresh.error + 1e-7) << k;
+      }
+   }
+}
+
+// A hundredth of the size is within the margin, a tenth is not, of whatever size up to a decimetre.
+TEST(CollisionCache, SmallShapesHaveSmallMargins)
+{
+   const struct
+   {
+      ZqReal size, slope;
+      ZqU32 count;
+   } cases[] = {{1e-4, 5e-3, 4}, {1e-4, 0.05, 2}, {0.01, 5e-3, 4},
+                {0.01, 0.05, 2}, {1.0, 5e-4, 4},  {1.0, 5e-3, 2}};
+   for (const auto& [size, slope, count] : cases)
+   {
+      const ZqBox floor(raised(-0.5), ZqVector(1.0, 1.0, 0.5));
+      const ZqBox tilted(raised(0.0), ZqVector(0.5, 0.5, 0.5) * size);
+      const ZqCoordinateSystemTransformation X(
+         ZqVector(0.0, 0.0, 0.5 * size * (std::cos(slope) + std::sin(slope) - 1e-5)),
+         ZqOrientation(std::cos(0.5 * slope), std::sin(0.5 * slope), 0.0, 0.0));
+      ZqSystemShapeCollisionCache cache;
+      std::vector<ZqShapeProximityKey> touching;
+      ZqReal separation = 1e300;
+      EXPECT_TRUE(ZqShapeCollisionTool().computeCollisionData(
+         {0, 0}, {1, 0}, floor, tilted, false, false, X, cache, touching, separation));
+      ASSERT_EQ(touching.size(), 1U);
+      EXPECT_EQ(
+         cache.getCollisionData(touching[0].first(), touching[0].second())->numPenetrationPoints(),
+         count)
+         << size << ' ' << slope;
+   }
 }

@@ -14,6 +14,15 @@ bool hasOwnMembers(const ZqShape& shape)
 {
    return shape.isCompoundShape() && shape.compoundTestFlag();
 }
+
+/// The shape that the link knows by the record's number tells the same feature as the record, also
+/// when a volume around it was looked at.
+void takeLink(ZqShapeCollisionData& data, const ZqShapeKey& key, const ZqManipulatorLink& link)
+{
+   data.setLinkPointer(key, &link);
+   if (const ZqShape* shape = link.shapeByIndex(key.shapeIndex()))
+      shape->setClosestPointIndex(data.closestPointIndex(key));
+}
 } // namespace
 
 bool ZqManipulatorCollisionTool::computeLinkCollisionData(ZqU32 manipulator1, ZqU32 link1,
@@ -21,6 +30,7 @@ bool ZqManipulatorCollisionTool::computeLinkCollisionData(ZqU32 manipulator1, Zq
                                                           const ZqManipulatorSystem& system,
                                                           ZqSystemActiveState& activeState) const
 {
+   followModel(system, activeState);
    constexpr const char* operation = "ZqManipulatorCollisionTool::checkLinkCollision";
    auto& activeStates = activeState.manipulatorActiveStateVector();
    // A manipulator without an active state is nowhere.
@@ -42,32 +52,38 @@ bool ZqManipulatorCollisionTool::computeLinkCollisionData(ZqU32 manipulator1, Zq
    m_touching.clear();
    ZqSystemShapeCollisionCache& cache = activeState.systemShapeCollisionCache();
    const ZqCoordinateSystemTransformation X = zqRelativeFrame(a.frame, b.frame);
-   const ZqShape& coarsest1 = zqCoarsestVolume(*a.shape);
-   const ZqShape& coarsest2 = zqCoarsestVolume(*b.shape);
-   ZqReal separation = 0.0;
-   const bool hasCoarser = coarsest1.volumeLevel() > m_boundingVolumeLevel ||
-                           coarsest2.volumeLevel() > m_boundingVolumeLevel;
-   if (hasCoarser &&
-       (!m_shapeProximityTool.distance(coarsest1, coarsest2, X, separation) || separation > 0.0))
+   const auto [shape1, shape2] = zqNearVolumes(*a.shape, *b.shape, X, m_boundingVolumeLevel, 0.0);
+   if (shape1 == nullptr)
    {
       cache.beginPair(key1, key2); // what was recorded of them is over
       return false;
    }
-   const ZqShape& shape1 = zqVolumeDownTo(coarsest1, m_boundingVolumeLevel);
-   const ZqShape& shape2 = zqVolumeDownTo(coarsest2, m_boundingVolumeLevel);
-   separation = 1e300;
-   computeCollisionData(key1, key2, shape1, shape2, hasOwnMembers(shape1), hasOwnMembers(shape2), X,
-                        cache, m_touching, separation);
+   ZqReal separation = 1e300;
+   computeCollisionData(key1, key2, *shape1, *shape2, hasOwnMembers(*shape1),
+                        hasOwnMembers(*shape2), X, cache, m_touching, separation);
    for (const ZqShapeProximityKey& pair : m_touching)
       if (ZqShapeCollisionData* data = cache.getCollisionData(pair.first(), pair.second()))
       {
-         data->setLinkPointer(pair.first(), a.link);
-         data->setLinkPointer(pair.second(), b.link);
+         takeLink(*data, pair.first(), *a.link);
+         takeLink(*data, pair.second(), *b.link);
          computeAndStoreCollisionInformation(pair.first(), pair.second(), *a.link, *b.link, state1,
                                              state2, *data);
          cache.setValid(data);
       }
    return false;
+}
+
+void ZqManipulatorCollisionTool::followModel(const ZqManipulatorSystem& system,
+                                             ZqSystemActiveState& activeState) const
+{
+   ZqSystemShapeCollisionCache& cache = activeState.systemShapeCollisionCache();
+   const std::uint64_t latest = ZqIndividualManipulator::latestVersion();
+   if (cache.isUpTo(&system, system.numberOfManipulators(), latest))
+      return;
+   m_versions.clear();
+   for (const ZqIndividualManipulator& manipulator : system.manipulators())
+      m_versions.push_back(manipulator.shapesVersion());
+   cache.follow(&system, latest, m_versions);
 }
 
 ZqCoordinateSystemTransformation ZqManipulatorCollisionTool::computeShape2In1Transform(
@@ -97,7 +113,8 @@ void ZqManipulatorCollisionTool::computeAndStoreCollisionInformation(
       const ZqVector point1 = frame1 * data.penetrationPointPrimary(isSwapped ? 1 : 0, 0);
       const ZqVector point2 = frame2 * data.penetrationPointPrimary(isSwapped ? 0 : 1, 0);
       middle = 0.5 * (point1 + point2);
-      // The direction of one deepest point from the other, which shapes that only touch do not have.
+      // The direction of one deepest point from the other, which shapes that only touch do not
+      // have.
       const ZqVector normal = axes * data.contactPoint(0).normal;
       data.setLineOfAction(isSwapped ? -normal : normal);
    }

@@ -6,11 +6,11 @@
 class ZqManipulatorActiveState;
 class ZqManipulatorLink;
 
-/// Finds where two links touch, and leaves records of it in the cache of an active state, for those who compute
-/// contact forces.
+/// Finds where two links touch, and leaves records of it in the cache of an active state, for those
+/// who compute contact forces.
 ///
-/// Links far apart are told so by their coarsest volumes; of close ones the volumes of the tool's level
-/// count, which is 1 at first. A tool and an active state serve one thread at a time.
+/// Links far apart are told so by their coarsest volumes; of close ones the volumes of the tool's
+/// level count, which is 1 at first. A tool and an active state serve one thread at a time.
 class ZqManipulatorCollisionTool : public ZqShapeCollisionTool
 {
 public:
@@ -18,6 +18,11 @@ public:
    bool computeLinkCollisionData(ZqU32 manipulator1, ZqU32 link1, ZqU32 manipulator2, ZqU32 link2,
                                  const ZqManipulatorSystem& system,
                                  ZqSystemActiveState& activeState) const;
+
+   /// Has the records of manipulators that were changed since the last look not be valid: they
+   /// would tell of shapes and links that are gone. Every look does it; who walks over the records
+   /// without one calls it before.
+   void followModel(const ZqManipulatorSystem& system, ZqSystemActiveState& activeState) const;
 
    ZqU32 boundingVolumeLevel() const noexcept { return m_boundingVolumeLevel; }
    void setBoundingVolumeLevel(ZqU32 level) noexcept { m_boundingVolumeLevel = level; }
@@ -28,9 +33,10 @@ protected:
    computeShape2In1Transform(const ZqManipulatorLink& link1, const ZqManipulatorLink& link2,
                              ZqManipulatorActivePositionState& state1,
                              ZqManipulatorActivePositionState& state2) const;
-   /// Adds to a record what the system knows: the normal and the line of action, the middle of the deepest
-   /// points in both primary frames, and the velocities of these, now and when they were stored last. A record
-   /// without points is logged, and its middle taken to be the unit vector along y.
+   /// Adds to a record what the system knows: the normal and the line of action, the middle of the
+   /// deepest points in both primary frames, and the velocities of these, now and when they were
+   /// stored last. A record without points is logged, and its middle taken to be the unit vector
+   /// along y.
    void computeAndStoreCollisionInformation(const ZqShapeKey& key1, const ZqShapeKey& key2,
                                             const ZqManipulatorLink& link1,
                                             const ZqManipulatorLink& link2,
@@ -39,7 +45,7 @@ protected:
                                             ZqShapeCollisionData& collisionData) const;
 
 private:
-   ZqShapeProximityTool m_shapeProximityTool;
    ZqU32 m_boundingVolumeLevel = 1;
    mutable std::vector<ZqShapeProximityKey> m_touching; ///< of the last look
+   mutable std::vector<std::uint64_t> m_versions;       ///< of the model
 };

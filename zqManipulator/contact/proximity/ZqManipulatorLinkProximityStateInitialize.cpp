@@ -8,6 +8,7 @@ bool ZqManipulatorLinkProximityState::initialize(const ZqU32& manipulatorIndex,
    if (manipulatorIndex >= system.numberOfManipulators())
       return m_isInitialized;
    m_data.clear();
+   m_hasUnknown = false;
    m_moves.assign(system.numberOfManipulators(), 0);
    m_isInitialized = true;
    return m_isInitialized;

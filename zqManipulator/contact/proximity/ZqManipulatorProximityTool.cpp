@@ -59,18 +59,10 @@ bool ZqManipulatorProximityTool::checkLinkCollision(ZqU32 manipulator1, ZqU32 li
    if (!scene.canCollide(manipulator1, link1, manipulator2, link2, false) || a.shape == nullptr ||
        b.shape == nullptr)
       return false;
-   const ZqShape& coarsest1 = zqCoarsestVolume(*a.shape);
-   const ZqShape& coarsest2 = zqCoarsestVolume(*b.shape);
    const ZqCoordinateSystemTransformation X = zqRelativeFrame(a.frame, b.frame);
+   const auto [first, second] = zqNearVolumes(*a.shape, *b.shape, X, m_boundingVolumeLevel, margin);
    ZqReal distance = 0.0;
-   const bool hasCoarser = coarsest1.volumeLevel() > m_boundingVolumeLevel ||
-                           coarsest2.volumeLevel() > m_boundingVolumeLevel;
-   if (hasCoarser &&
-       (!m_shapeProximityTool.distance(coarsest1, coarsest2, X, distance) || distance > margin))
-      return false;
-   return m_shapeProximityTool.distance(zqVolumeDownTo(coarsest1, m_boundingVolumeLevel),
-                                        zqVolumeDownTo(coarsest2, m_boundingVolumeLevel), X,
-                                        distance) &&
+   return first != nullptr && m_shapeProximityTool.distance(*first, *second, X, distance) &&
           distance <= margin;
 }
 
@@ -141,8 +133,8 @@ bool ZqManipulatorProximityTool::linkToLinkDistanceAndWitnessPoints(
    return true;
 }
 
-/// The nearest pair of links, the first of those equally near. A pair of which the boxes are further apart
-/// than the nearest so far is passed over.
+/// The nearest pair of links, the first of those equally near. A pair of which the boxes are
+/// further apart than the nearest so far is passed over.
 bool ZqManipulatorProximityTool::manipulatorDistance(ZqU32 manipulator1, ZqU32 manipulator2,
                                                      const ZqManipulatorSystem& system,
                                                      ZqManipulatorActivePositionState& state1,

@@ -20,34 +20,35 @@ struct LinkKeyCollisionPair
    ZqReal distance; ///< m, negative where they overlap
 };
 
-/// How far links and manipulators are from each other. `ZqBaseLinkIndex` is the base of a manipulator.
+/// How far links and manipulators are from each other. `ZqBaseLinkIndex` is the base of a
+/// manipulator.
 ///
-/// A link that has bounding volumes is compared by the one of the tool's level, or by the coarsest below it.
-/// The level is 1 at first: where links have volumes around their shapes, these are what is compared, unless
-/// the level is set to 0.
+/// A link that has bounding volumes is compared by the one of the tool's level, or by the coarsest
+/// below it. The level is 1 at first: where links have volumes around their shapes, these are what
+/// is compared, unless the level is set to 0.
 ///
-/// Manipulators and links that are not there are rejected with a message. All distances are signed (m), and
-/// negative where shapes overlap; links without a shape have none. A tool serves any number of threads, an
-/// active state one.
+/// Manipulators and links that are not there are rejected with a message. All distances are signed
+/// (m), and negative where shapes overlap; links without a shape have none. A tool serves any
+/// number of threads, an active state one.
 class ZqManipulatorProximityTool
 {
 public:
-   /// Whether two links are within a margin (m) of each other; false also for links that the scene excludes
-   /// from collisions with each other. Links far apart are told so by their coarsest volumes; of close ones the
-   /// volumes of the tool's level count.
+   /// Whether two links are within a margin (m) of each other; false also for links that the scene
+   /// excludes from collisions with each other. Links far apart are told so by their coarsest
+   /// volumes; of close ones the volumes of the tool's level count.
    bool checkLinkCollision(ZqU32 manipulator1, ZqU32 link1, ZqU32 manipulator2, ZqU32 link2,
                            const ZqStatedSystem& scene, ZqManipulatorActivePositionState& state1,
                            ZqManipulatorActivePositionState& state2, ZqReal margin) const;
-   /// Appends the pairs of links within a margin of each other in which a manipulator takes part, its own link
-   /// first, as the scene lets them collide. Whether there are any.
+   /// Appends the pairs of links within a margin of each other in which a manipulator takes part,
+   /// its own link first, as the scene lets them collide. Whether there are any.
    ///
-   /// Pairs of which the boxes around the true shapes are apart by more than the margin are none, of whatever
-   /// level. Distances are remembered by the active state as long as they are right.
+   /// Pairs of which the boxes around the true shapes are apart by more than the margin are none,
+   /// of whatever level. Distances are remembered by the active state as long as they are right.
    bool checkManipulatorCollision(ZqU32 manipulatorIndex, const ZqStatedSystem& scene,
                                   ZqSystemActiveState& activeState, ZqReal margin,
                                   std::vector<LinkKeyCollisionPair>& pairs) const;
-   /// The same up to the first pair within the margin, which it answers for. The nearest pair is that of those
-   /// that were looked at until then; 0 and 1e300 when there were none.
+   /// The same up to the first pair within the margin, which it answers for. The nearest pair is
+   /// that of those that were looked at until then; 0 and 1e300 when there were none.
    /// `ZqProximityQuery` tells the nearest pairs of all.
    bool checkManipulatorCollision(ZqU32 manipulatorIndex, const ZqStatedSystem& scene,
                                   ZqSystemActiveState& activeState, ZqReal margin,

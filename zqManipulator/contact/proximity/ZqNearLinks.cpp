@@ -72,7 +72,8 @@ const ZqShape& zqVolumeUpTo(const ZqShape& shape, ZqU32 level)
    return *volume;
 }
 
-const ZqShape& zqVolumeDownTo(const ZqShape& coarsest, ZqU32 level)
+/// The same from the coarsest: the coarsest that is not above the level, or the finest.
+static const ZqShape& volumeDownTo(const ZqShape& coarsest, ZqU32 level)
 {
    const ZqShape* volume = &coarsest;
    while (volume->volumeLevel() > level && volume->finerVolume() != nullptr)
@@ -80,9 +81,16 @@ const ZqShape& zqVolumeDownTo(const ZqShape& coarsest, ZqU32 level)
    return *volume;
 }
 
-const ZqShape& zqCoarsestVolume(const ZqShape& shape)
+ZqVolumePair zqNearVolumes(const ZqShape& shape1, const ZqShape& shape2,
+                           const ZqCoordinateSystemTransformation& X, ZqU32 level, ZqReal margin)
 {
-   return zqVolumeUpTo(shape, ZqNoLinkIndex);
+   const ZqShape& coarsest1 = zqVolumeUpTo(shape1, ZqNoLinkIndex);
+   const ZqShape& coarsest2 = zqVolumeUpTo(shape2, ZqNoLinkIndex);
+   ZqReal distance = 0.0;
+   if (std::max(coarsest1.volumeLevel(), coarsest2.volumeLevel()) > level &&
+       (!ZqShapeProximityTool().distance(coarsest1, coarsest2, X, distance) || distance > margin))
+      return {};
+   return {&volumeDownTo(coarsest1, level), &volumeDownTo(coarsest2, level)};
 }
 
 ZqNearLinks::ZqNearLinks(const ZqManipulatorProximityTool& tool, const ZqStatedSystem& scene,
@@ -121,8 +129,8 @@ bool ZqNearLinks::has(ZqU32 manipulatorIndex) const
                                       m_activeState.manipulatorActiveStateVector().size());
 }
 
-/// Numbers anew whatever is not as it was when distances were computed last: manipulators that moved in
-/// whatever way, models that changed, and all at another level.
+/// Numbers anew whatever is not as it was when distances were computed last: manipulators that
+/// moved in whatever way, models that changed, and all at another level.
 void ZqNearLinks::bringUpToDate()
 {
    const auto& manipulators = m_scene.system().manipulators();

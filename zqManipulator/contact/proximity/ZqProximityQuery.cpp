@@ -10,22 +10,6 @@
 #include <tuple>
 #include <utility>
 
-namespace
-{
-/// Of a coordinate: what rounding leaves in boxes and in distances, with room to spare.
-constexpr ZqReal boxSlack = 1e-11;
-
-ZqReal slackOf(const ZqAxisAlignedBoundingBox& box)
-{
-   ZqReal greatest = 0.0;
-   for (std::size_t i = 0; i < 3; ++i)
-      for (const ZqReal bound : {box.lower()[i], box.upper()[i]})
-         if (std::isfinite(bound))
-            greatest = std::max(greatest, std::abs(bound));
-   return boxSlack * greatest;
-}
-} // namespace
-
 const ZqProximityQuery::Separations&
 ZqProximityQuery::closestPairs(const ZqStatedSystem& scene, ZqSystemActiveState& activeState,
                                ZqReal margin, Pairs pairs)
@@ -88,8 +72,8 @@ void ZqProximityQuery::takeModel(const ZqStatedSystem& scene)
    }
 }
 
-/// Links that are within the margin have boxes that meet when each is larger by half of it. Those of
-/// manipulators without an active state are nowhere.
+/// Links that are within the margin have boxes that meet when each is larger by half of it. Those
+/// of manipulators without an active state are nowhere.
 void ZqProximityQuery::placeBoxes(const ZqStatedSystem& scene, ZqSystemActiveState& activeState,
                                   ZqReal margin)
 {
@@ -106,7 +90,8 @@ void ZqProximityQuery::placeBoxes(const ZqStatedSystem& scene, ZqSystemActiveSta
       body.shape = placed.shape;
       body.frame = placed.frame;
       m_boxes[i] = body.shape->axisAlignedBoundingBox(body.frame);
-      m_boxes[i].enlarge(0.5 * std::max(margin, 0.0) + slackOf(m_boxes[i]));
+      m_boxes[i].enlarge(0.5 * std::max(margin, 0.0) +
+                         ZqSystemActiveBoundingBoxState::slackOf(m_boxes[i]));
    }
    m_processor.setBoxes(m_boxes);
 }

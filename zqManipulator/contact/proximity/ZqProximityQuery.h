@@ -27,10 +27,10 @@ struct ZqLinkSeparation
 
 /// The pairs of links of a scene that are near each other, the nearest first.
 ///
-/// It compares the true shapes, of every pair within the margin and of no other, and keeps what the next query
-/// may begin with: where little moves, that costs little, and allocates nothing. Nothing that it keeps can make
-/// an answer wrong: another state, another model or another scene are seen. Answers with and without it agree
-/// within their error. A query serves one thread.
+/// It compares the true shapes, of every pair within the margin and of no other, and keeps what the
+/// next query may begin with: where little moves, that costs little, and allocates nothing. Nothing
+/// that it keeps can make an answer wrong: another state, another model or another scene are seen.
+/// Answers with and without it agree within their error. A query serves one thread.
 ///
 ///     ZqProximityQuery query;
 ///     for (const ZqLinkSeparation& pair : query.closestPairs(scene, activeState, 0.1))
@@ -46,8 +46,9 @@ public:
    };
    static constexpr ZqReal anyDistance = std::numeric_limits<ZqReal>::infinity();
 
-   /// The pairs of links with shapes that are no further apart than a margin (m), which may be below zero. Equally
-   /// near ones are in the order of manipulators and links. The reference holds until the next query.
+   /// The pairs of links with shapes that are no further apart than a margin (m), which may be
+   /// below zero. Equally near ones are in the order of manipulators and links. The reference holds
+   /// until the next query.
    const Separations& closestPairs(const ZqStatedSystem& scene, ZqSystemActiveState& activeState,
                                    ZqReal margin = anyDistance, Pairs pairs = Pairs::MayCollide);
 

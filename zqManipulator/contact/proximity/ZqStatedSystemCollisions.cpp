@@ -3,7 +3,8 @@
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
-// As `checkManipulatorCollision` of each manipulator in turn answers, with one look at the boxes for all.
+// As `checkManipulatorCollision` of each manipulator in turn answers, with one look at the boxes
+// for all.
 bool ZqStatedSystem::checkForCollisions(ZqSystemActiveState& activeState, const ZqReal&,
                                         const ZqU32& fidelity, const ZqReal& tolerance,
                                         PropagationResults& results) const

@@ -46,7 +46,7 @@ struct ZqHull
       const int count = static_cast<int>(vertices.size());
       if (count <= fewVertices || dimension < 3)
          return supportAmongAll(d, at);
-      int k = at;
+      int k = std::clamp(at, 0, count - 1);
       ZqReal best = dot(vertices[k], d);
       const int other = startAlong(d);
       if (const ZqReal s = dot(vertices[other], d); s > best)

@@ -1,5 +1,6 @@
 #include "zqManipulator/foundation/proximity/ZqContactPoints.h"
 #include "zqManipulator/foundation/proximity/ZqConvexProximity.h"
+#include "zqManipulator/foundation/proximity/ZqPairCacheOwner.h"
 #include "zqManipulator/foundation/proximity/ZqRestingFaces.h"
 
 #include <utility>
@@ -65,6 +66,7 @@ bool contact(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin,
              ZqContactManifold& out) noexcept
 {
    out.count = 0;
+   cache = usable(cache, A, B);
    if (!A.isBounded())
       return contactWithPlane(A, B, X, margin, cache, out);
    if (!B.isBounded())

@@ -1,6 +1,7 @@
 #include "zqManipulator/foundation/proximity/ZqClosedForms.h"
 #include "zqManipulator/foundation/proximity/ZqConvexProximity.h"
 #include "zqManipulator/foundation/proximity/ZqExpandingPolytope.h"
+#include "zqManipulator/foundation/proximity/ZqPairCacheOwner.h"
 
 namespace zqConvex
 {
@@ -185,6 +186,7 @@ void distance(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqPairCache* 
 {
    if (isThin(A) && isThin(B))
       return thinSeparation(A, B, X, out);
+   cache = usable(cache, A, B);
    CoreAnswer core;
    CorePair pair{A, B, corePose(A, B, X)};
    coreDistance(pair, cache, core);
@@ -211,6 +213,7 @@ bool isWithin(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin
       Vec3 axis;
       return separatingAxis(pair, axis) <= reach;
    }
+   cache = usable(cache, A, B);
    if (reach < 0.0)
    {
       coreDistance(pair, cache, core, false);

@@ -56,7 +56,20 @@ void ZqShapeCollisionData::exchangeSides() noexcept
    m_collisionNormal = -m_collisionNormal;
    m_lineOfAction = -m_lineOfAction;
    m_manifold = {};
+   m_deepest = 0;
    m_pairCache = {};
+}
+
+void ZqShapeCollisionData::forgetShapes() noexcept
+{
+   m_manifold = {};
+   m_deepest = 0;
+   m_pairCache = {};
+   for (Side& side : m_sides)
+   {
+      side.link = nullptr;
+      side.closestPointIndex = 0;
+   }
 }
 
 void ZqShapeCollisionData::startAnew() noexcept

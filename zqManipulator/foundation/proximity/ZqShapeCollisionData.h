@@ -19,9 +19,10 @@ enum class ZqFrictionMode : ZqU32
 
 /// The record of a contact between two shapes, kept for as long as they touch.
 ///
-/// The geometry (separation, normal, points) is computed by `ZqShapeCollisionTool`, which knows the two shapes
-/// and how they stand to each other; what needs links (pointers, velocities, and what is in the system's
-/// frame) is set by `ZqManipulatorCollisionTool`. Friction keeps its mode here and where sticking began.
+/// The geometry (separation, normal, points) is computed by `ZqShapeCollisionTool`, which knows the
+/// two shapes and how they stand to each other; what needs links (pointers, velocities, and what is
+/// in the system's frame) is set by `ZqManipulatorCollisionTool`. Friction keeps its mode here and
+/// where sticking began.
 ///
 /// Sides are 0 and 1, or named by their key. A key of neither side reads side 0 and sets nothing.
 class ZqShapeCollisionData
@@ -63,7 +64,8 @@ public:
    /// Unit, through the deepest points, in the system.
    const ZqVector& lineOfAction() const noexcept { return m_lineOfAction; }
    void setLineOfAction(const ZqVector& line) noexcept { m_lineOfAction = line; }
-   /// The middle of the points that overlap, weighted by how deep they are; on each shape, in its frame.
+   /// The middle of the points that overlap, weighted by how deep they are; on each shape, in its
+   /// frame.
    const ZqVector& contactPointRel1() const noexcept { return m_sides[0].contactPoint; }
    const ZqVector& contactPointRel2() const noexcept { return m_sides[1].contactPoint; }
    /// Midway between the deepest points, in each frame.
@@ -73,7 +75,8 @@ public:
    {
       set(key, &Side::middle, point);
    }
-   /// The points of the manifold, on each shape and in its frame: the deepest first, then in their order.
+   /// The points of the manifold, on each shape and in its frame: the deepest first, then in their
+   /// order.
    /// @{
    ZqU32 numPenetrationPoints() const noexcept { return static_cast<ZqU32>(m_manifold.count); }
    const ZqVector& penetrationPointPrimary(ZqU32 side, ZqU32 index) const noexcept
@@ -93,6 +96,10 @@ public:
    /// Of a mesh the triangle of the deepest point; 0 of other shapes.
    ZqU32 closestPointIndex1() const noexcept { return m_sides[0].closestPointIndex; }
    ZqU32 closestPointIndex2() const noexcept { return m_sides[1].closestPointIndex; }
+   ZqU32 closestPointIndex(const ZqShapeKey& key) const noexcept
+   {
+      return m_sides[sideOf(key) == 1].closestPointIndex;
+   }
    void setClosestPointIndex(const ZqShapeKey& key, ZqU32 index) noexcept
    {
       set(key, &Side::closestPointIndex, index);
@@ -169,8 +176,11 @@ public:
 
    /// What the next query of the pair begins with.
    ZqShapePairCache& pairCache() noexcept { return m_pairCache; }
-   /// All that belongs to a side goes to the other one; the manifold, which has a side, is left behind.
+   /// All that belongs to a side goes to the other one; the manifold, which has a side, is left
+   /// behind.
    void exchangeSides() noexcept;
+   /// What follows from the shapes and the links is left behind.
+   void forgetShapes() noexcept;
    /// Back to a new contact; what the next query begins with stays.
    void startAnew() noexcept;
 

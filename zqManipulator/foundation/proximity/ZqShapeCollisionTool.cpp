@@ -1,10 +1,14 @@
 #include "zqManipulator/foundation/proximity/ZqShapeCollisionTool.h"
 
+#include "zqManipulator/foundation/geometry/ZqBoxHierarchy.h"
 #include "zqManipulator/foundation/geometry/ZqConvexParts.h"
 #include "zqManipulator/foundation/geometry/ZqShape.h"
 
 namespace
 {
+/// Of the smaller shape: points that are further from the other one do not rest on it.
+constexpr ZqReal marginPerExtent = 0.01;
+
 /// The triangle of its mesh that a part is; 0 for other parts.
 ZqU32 featureOf(const ZqShape& shape, ZqU32 part)
 {
@@ -18,6 +22,19 @@ const ZqShape* shapeOf(const ZqShape& shape, bool flag, ZqU32 index)
 {
    ZqU32 counter = 0;
    return flag ? shape.memberByIndex(index, counter) : &shape;
+}
+
+/// The largest extent (m), of a core with its ball or of a compound; endless for a half-space.
+ZqReal extentOf(const ZqShape& shape)
+{
+   if (const ZqConvex* convex = shape.convex())
+      return convex->isBounded() ? 2.0 * (convex->size + convex->radius) : 1e300;
+   const ZqConvexParts* parts = shape.parts();
+   if (!parts || parts->size() == 0)
+      return 0.0;
+   const zqConvex::AlignedBox box = parts->tree().bounds();
+   const zqConvex::Vec3 extents = box.upper - box.lower;
+   return std::max({extents.x, extents.y, extents.z});
 }
 } // namespace
 
@@ -52,7 +69,9 @@ bool ZqShapeCollisionTool::computeCollisionData(const ZqLinkKey& link1, const Zq
       const ZqShapeKey key2(link2, second);
       ZqShapeCollisionData& data = cache.lookAt(key1, key2);
       ZqContactManifold manifold;
-      zqConvex::contact(*member1, *member2, X, m_contactMargin, &data.pairCache(), manifold);
+      const ZqReal margin = std::min(
+         m_contactMargin, marginPerExtent * std::min(extentOf(*member1), extentOf(*member2)));
+      zqConvex::contact(*member1, *member2, X, margin, &data.pairCache(), manifold);
       separation = std::min(separation, manifold.separation);
       if (!(manifold.separation <= 0.0))
          continue;

@@ -11,13 +11,14 @@ public:
    ZqShapeCollisionTool& operator=(const ZqShapeCollisionTool&) = default;
    virtual ~ZqShapeCollisionTool() = default;
 
-   /// Looks at the shapes of two links, of which the transformation places the second in the frame of the
-   /// first. Shapes that touch or overlap (separation <= 0) get a record in the cache, which is valid then,
-   /// and their keys are appended to `touching`. True when any do.
+   /// Looks at the shapes of two links, of which the transformation places the second in the frame
+   /// of the first. Shapes that touch or overlap (separation <= 0) get a record in the cache, which
+   /// is valid then, and their keys are appended to `touching`. True when any do.
    ///
    /// With a flag, the members of that compound are shapes of their own, each with the number that
-   /// `memberByIndex` knows it by; without one, the compound is one shape, of number 0. `separation` becomes
-   /// the least of all pairs that are within the margin of each other, unless it was less.
+   /// `memberByIndex` knows it by; without one, the compound is one shape, of number 0.
+   /// `separation` becomes the least of all pairs that are within the margin of each other, unless
+   /// it was less.
    virtual bool computeCollisionData(const ZqLinkKey& link1, const ZqLinkKey& link2,
                                      const ZqShape& shape1, const ZqShape& shape2, bool flag1,
                                      bool flag2, const ZqCoordinateSystemTransformation& transform,
@@ -25,7 +26,8 @@ public:
                                      std::vector<ZqShapeProximityKey>& touching,
                                      ZqReal& separation) const;
 
-   /// Shapes that touch keep all points that are no further apart than this (m): so a box that rests on an
+   /// Shapes that touch keep all points that are no further apart than this (m), or than a
+   /// hundredth of the largest extent of the smaller one if that is less: so a box that rests on an
    /// edge by a hair's breadth still has four.
    ZqReal contactMargin() const noexcept { return m_contactMargin; }
    void setContactMargin(ZqReal margin) noexcept

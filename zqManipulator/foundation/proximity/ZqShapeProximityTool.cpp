@@ -17,10 +17,12 @@ bool ZqShapeProximityTool::distance(const ZqShape& shape1, const ZqShape& shape2
 {
    ZqSeparation found;
    zqConvex::distance(shape1, shape2, zqConvex::pose(transform), nullptr, found);
+   if (!(found.distance < 1e300))
+      return false;
    distance = found.distance;
    point1 = found.point1;
    point2 = found.point2;
-   return found.distance < 1e300;
+   return true;
 }
 
 bool ZqShapeProximityTool::distance(const ZqShape& shape1, const ZqShape& shape2,

@@ -18,19 +18,21 @@ private:
 
 /// How far apart two shapes are. The transformation places shape 2 in the frame of shape 1.
 ///
-/// Distances are signed: of shapes that overlap, minus the least translation that parts them. Every query
-/// answers; false, and a distance of 1e300, when one of the shapes has no points.
+/// Distances are signed: of shapes that overlap, minus the least translation that parts them. Every
+/// query answers; false, and no change, when one of the shapes has no points.
 class ZqShapeProximityTool
 {
 public:
    bool distance(const ZqShape& shape1, const ZqShape& shape2,
                  const ZqCoordinateSystemTransformation& transform, ZqReal& distance) const;
-   /// With the nearest points, or those deepest in the other shape, each in the frame of its own shape.
+   /// With the nearest points, or those deepest in the other shape, each in the frame of its own
+   /// shape.
    bool distance(const ZqShape& shape1, const ZqShape& shape2,
                  const ZqCoordinateSystemTransformation& transform, ZqVector& point1,
                  ZqVector& point2, ZqReal& distance) const;
-   /// With all that is known: normal, parts, error. It begins with what the data has from the last query of
-   /// the same two shapes, and keeps it for the next.
+   /// With all that is known: normal, parts, error. It begins with what the data has if that is of
+   /// the same two shapes, and keeps it for the next. False, and a distance of 1e300, without
+   /// points.
    bool distance(const ZqShape& shape1, const ZqShape& shape2,
                  const ZqCoordinateSystemTransformation& transform,
                  ZqShapeProximityData& data) const;

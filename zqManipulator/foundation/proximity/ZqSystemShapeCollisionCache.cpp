@@ -8,7 +8,8 @@ constexpr std::uint64_t recordLife = 64;
 
 ZqSystemShapeCollisionCache::ZqSystemShapeCollisionCache(const ZqSystemShapeCollisionCache& other)
    : m_records(other.m_records), m_walked(other.m_walked), m_evaluation(other.m_evaluation),
-     m_isLookedAt(other.m_isLookedAt)
+     m_isLookedAt(other.m_isLookedAt), m_model(other.m_model),
+     m_latestVersion(other.m_latestVersion), m_versions(other.m_versions)
 {
 }
 
@@ -115,6 +116,24 @@ void ZqSystemShapeCollisionCache::beginPair(const ZqLinkKey& link1, const ZqLink
       record.isValid = false;
       record.touched = std::min(record.touched, m_evaluation - 1);
    }
+}
+
+void ZqSystemShapeCollisionCache::follow(const void* model, std::uint64_t latestVersion,
+                                         std::span<const std::uint64_t> versions)
+{
+   // The links of a copy, and those that made room, have other places.
+   const bool isOtherModel = model != m_model || versions.size() != m_versions.size();
+   const auto isOther = [&](ZqU32 m)
+   { return isOtherModel || m >= versions.size() || versions[m] != m_versions[m]; };
+   for (auto& [key, record] : m_records)
+      if (isOther(key.first().manipulatorIndex()) || isOther(key.second().manipulatorIndex()))
+      {
+         record.isValid = false;
+         record.data.forgetShapes();
+      }
+   m_versions.assign(versions.begin(), versions.end());
+   m_model = model;
+   m_latestVersion = latestVersion;
 }
 
 ZqShapeCollisionData& ZqSystemShapeCollisionCache::lookAt(const ZqShapeKey& key1,

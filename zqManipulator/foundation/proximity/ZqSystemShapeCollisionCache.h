@@ -4,18 +4,19 @@
 
 #include <map>
 #include <optional>
+#include <span>
 #include <vector>
 
 /// The records of the contacts of a system, by pair of shapes.
 ///
-/// Records outlive the evaluations that look at them: a pair that touches in one and in the next keeps its
-/// record, with the mode of its friction and where sticking began; when an evaluation has passed in which it
-/// did not touch, or was not looked at, the next touch begins anew. An evaluation ends with `invalidateAll`,
-/// provided that somebody looked for contacts or walked over records since the last one: several in a row
-/// count as one.
+/// Records outlive the evaluations that look at them: a pair that touches in one and in the next
+/// keeps its record, with the mode of its friction and where sticking began; when an evaluation has
+/// passed in which it did not touch, or was not looked at, the next touch begins anew. An
+/// evaluation ends with `invalidateAll`, provided that somebody looked for contacts or walked over
+/// records since the last one: several in a row count as one.
 ///
-/// Records keep their place in memory. Those of pairs that nobody looked at for a while are taken for other
-/// pairs, so that a run settles to allocating nothing.
+/// Records keep their place in memory. Those of pairs that nobody looked at for a while are taken
+/// for other pairs, so that a run settles to allocating nothing.
 class ZqSystemShapeCollisionCache
 {
 public:
@@ -32,7 +33,8 @@ public:
    void invalidateAll();
    /// The record is one of this cache; another one, or null, changes nothing.
    void setValid(ZqShapeCollisionData* data);
-   /// The record of a pair in either order that touches, or touched in the last evaluation; else null.
+   /// The record of a pair in either order that touches, or touched in the last evaluation; else
+   /// null.
    ZqShapeCollisionData* getCollisionData(const ZqShapeKey& key1, const ZqShapeKey& key2);
    const ZqShapeCollisionData* getCollisionData(const ZqShapeKey& key1,
                                                 const ZqShapeKey& key2) const;
@@ -43,13 +45,26 @@ public:
 
    /// \name For who looks for contacts
    /// @{
-   /// To be called before the pairs of shapes of two links are looked at: until they touch again, none of
-   /// their records is valid.
+   /// To be called before the pairs of shapes of two links are looked at: until they touch again,
+   /// none of their records is valid.
    void beginPair(const ZqLinkKey& link1, const ZqLinkKey& link2);
-   /// The record of a pair that is looked at, with its sides in this order; it is not valid by that.
+   /// The record of a pair that is looked at, with its sides in this order; it is not valid by
+   /// that.
    ZqShapeCollisionData& lookAt(const ZqShapeKey& key1, const ZqShapeKey& key2);
-   /// The pair of a record touches: it is valid, and begins anew unless it touched in the last evaluation.
+   /// The pair of a record touches: it is valid, and begins anew unless it touched in the last
+   /// evaluation.
    void touch(ZqShapeCollisionData& data);
+   /// Whether it has followed a model of so many manipulators since the version of any may have
+   /// changed.
+   bool isUpTo(const void* model, ZqU32 count, std::uint64_t latestVersion) const noexcept
+   {
+      return model == m_model && count == m_versions.size() && latestVersion == m_latestVersion;
+   }
+   /// Takes a model over, of which each manipulator has a version. Of manipulators that are others
+   /// than before, no record is valid any more, nor has it anything that follows from shapes and
+   /// links; friction stays.
+   void follow(const void* model, std::uint64_t latestVersion,
+               std::span<const std::uint64_t> versions);
    /// The number of records, whether they touch or not.
    std::size_t size() const noexcept { return m_records.size(); }
    /// Space for who looks for contacts.
@@ -68,7 +83,6 @@ private:
    using Records = std::map<ZqShapeProximityKey, Record>;
 
    static ZqShapeProximityKey ordered(const ZqShapeKey& key1, const ZqShapeKey& key2) noexcept;
-   Record* find(const ZqShapeProximityKey& key);
    void forgetOld();
 
    Records m_records;
@@ -76,5 +90,8 @@ private:
    std::optional<ZqShapeProximityKey> m_walked; ///< the last record that the walk gave
    std::uint64_t m_evaluation = 2; ///< above all stamps of records that never touched, by two
    bool m_isLookedAt = false;
+   const void* m_model = nullptr; ///< not owned, and only compared
+   std::uint64_t m_latestVersion = 0;
+   std::vector<std::uint64_t> m_versions; ///< by manipulator
    std::vector<std::pair<ZqU32, ZqU32>> m_memberPairs;
 };
