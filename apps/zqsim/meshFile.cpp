@@ -39,8 +39,8 @@ std::string contentsOf(const std::string& fileName)
    return contents;
 }
 
-/// A binary STL file is as long as the number of triangles in it says, and one of text ends with its last line.
-/// What is in between is left to the importer.
+/// A binary STL file is as long as the number of triangles in it says, and one of text ends with
+/// its last line. What is in between is left to the importer.
 void checkStl(const std::string& fileName, std::string_view contents)
 {
    constexpr std::size_t header = 80;

@@ -12,8 +12,8 @@ namespace zqsim
 /// The name of a class in documents, without its namespace.
 std::string className(const ZqXmlObject& object);
 
-/// What is told of the shapes of a link, by number: type, identifier, volume, and the level of a bounding volume,
-/// which is 0 for others.
+/// What is told of the shapes of a link, by number: type, identifier, volume, and the level of a
+/// bounding volume, which is 0 for others.
 Json describeShapes(const ZqManipulatorLink& link);
 
 /// The shapes of a link that are no bounding volumes, as they are drawn, with the link's primary frame at a

@@ -528,6 +528,7 @@ TEST(LinkShapes, OfAStatedSystemAreKnownByKeys)
    EXPECT_NEAR(scene.manipulatorByIndex(0)->massProperties().mass(), 1.0, 1e-12);
    EXPECT_EQ(scene.state().positionStates()[0].coordSysXForm(), frame);
    std::vector<std::vector<std::vector<ZqU32>>> numbers;
+   scene.editManipulator(0, [](Manipulator& model) { model.setNumShapes(~ZqU32{0}); });
    scene.system().getNumberOfShapes(numbers);
    EXPECT_EQ(numbers, (std::vector<std::vector<std::vector<ZqU32>>>{{{0}}, {{0, 1}}}));
 
@@ -594,6 +595,41 @@ TEST(LinkShapes, StayWithABaseThatUsedThoseOfALinkThatGoes)
       EXPECT_FALSE(arm.linkReferenceDescription().isShapeReferenced());
       EXPECT_EQ(log.text(), "");
    }
+}
+
+TEST(LinkShapes, TellOfEachChange)
+{
+   Manipulator arm = zqTest::makeManipulator(zqTest::chain(2), [](ZqU32) { return Link(); });
+   Link& link = *arm.linkByIndex(0);
+   Link& other = *arm.linkByIndex(1);
+   link.setShape(ball(4));
+   other.setShape(ball(40));
+   const LogCapture log;
+   const auto isTold = [&](const auto& change)
+   {
+      const auto version = arm.shapesVersion();
+      change();
+      return arm.shapesVersion() != version;
+   };
+   EXPECT_TRUE(isTold([&] { link.setReferenceLink(&other); }));
+   EXPECT_FALSE(isTold([&] { link.setReferenceLink(&other); }));
+   EXPECT_TRUE(isTold([&] { link.setLinkReferences({}); }));
+   EXPECT_FALSE(isTold([&] { link.setLinkReferences({}); }));
+
+   ZqString document = documentOf(other);
+   const std::size_t first = document.find("sphere");
+   const std::size_t start = document.rfind('<', first);
+   const std::size_t end = document.find('>', document.rfind("sphere>")) + 1;
+   ZqString empty = document;
+   empty.replace(start, end - start, "");
+   EXPECT_GE(arm.absoluteBoundingSphere().radius(), 40.0);
+   EXPECT_TRUE(Zq::fromXml(other, empty));
+   EXPECT_EQ(other.shape(), nullptr);
+   EXPECT_LT(arm.absoluteBoundingSphere().radius(), 40.0);
+   EXPECT_EQ(log.text(), "");
+   document.replace(document.find(">40<"), 4, ">-1<");
+   EXPECT_TRUE(Zq::fromXml(other, document));
+   EXPECT_NE(log.text().find("a sphere that holds no point"), ZqString::npos) << log.text();
 }
 
 TEST(LinkShapes, OfAReferenceAreThoseOfItsModel)

@@ -134,13 +134,16 @@ TEST(ShapeDocument, TellsWhatIsAmiss)
        "<capsule><shapeIdentifier>arm</shapeIdentifier></capsule>"},
       {"<box><halfExtents>1 -2 3</halfExtents></box>", "box: half extents below zero count as 0",
        "<box><halfExtents>1 0 3</halfExtents></box>"},
-      {"<box><frame><x:orientation>2 0 0 0</x:orientation></frame></box>",
-       "box: its orientation is made to be of unit length", "<box/>"},
+      {"<box><frame><x:orientation>2 0 0 0</x:orientation></frame>"
+       "<halfExtents>1 -2 3</halfExtents></box>",
+       "box: its orientation is made to be of unit length, and half extents below zero count as 0",
+       "<box><halfExtents>1 0 3</halfExtents></box>"},
       {"<cone><firstRadius>-1</firstRadius><secondRadius>3</secondRadius></cone>",
        "cone: a radius is below zero and counts as 0",
        "<cone><secondRadius>3</secondRadius></cone>"},
-      {"<lozenge><edge0>1 0 0</edge0><edge1>3 4 0</edge1></lozenge>",
-       "lozenge: its second edge is made to be perpendicular to the first",
+      {"<lozenge><edge0>1 0 0</edge0><edge1>3 4 0</edge1><radius>-1</radius></lozenge>",
+       "lozenge: its radius is below zero and counts as 0, and its second edge is made to be "
+       "perpendicular to the first",
        "<lozenge><edge0>1 0 0</edge0><edge1>0 5 0</edge1></lozenge>"},
       {"<halfSpace><plane><normal>0 0 0</normal></plane></halfSpace>",
        "halfSpace: its normal has no direction and counts as z", "<halfSpace/>"},
@@ -180,6 +183,22 @@ TEST(ShapeDocument, TellsWhatIsAmiss)
       const LogCapture quiet;
       readFrom(mended, within(one.mended));
       EXPECT_EQ(container, mended) << written(container);
+   }
+}
+
+TEST(ShapeDocument, AMeshThatIsRefusedKeepsNothing)
+{
+   ZqTriangleMesh mesh({{}, {1.0, 0.0, 0.0}, {0.0, 1.0, 0.0}}, {{0, 1, 2}});
+   const LogCapture log;
+   for (const char* triangles : {"0 1 2 0 1 9", "0 1 9", "0 1 x"})
+   {
+      ZqString document = written(mesh);
+      document.replace(document.find("0 1 2</"), 5, triangles);
+      ZqTriangleMesh read = mesh;
+      EXPECT_FALSE(readFrom(read, document));
+      read.removeRedundancy(1e-9);
+      EXPECT_EQ(read.vertexCount() + read.triangleCount(), 0U);
+      EXPECT_EQ(read.supportPoint({1.0, 0.0, 0.0}), ZqVector());
    }
 }
 

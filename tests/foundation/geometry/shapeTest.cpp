@@ -16,8 +16,10 @@
 #include "zqManipulator/foundation/geometry/ZqTriangleMesh.h"
 #include "zqManipulator/foundation/geometry/ZqTriangularLozenge.h"
 
+#include <array>
 #include <functional>
 #include <numeric>
+#include <thread>
 
 namespace
 {
@@ -314,6 +316,38 @@ TEST(Shape, MovesAndGrowsAsItsPointsDo)
             EXPECT_NEAR(d.dot(near.supportPoint(d)), known.reach(d), 4.0 * 1e-3);
          }
       }
+}
+
+/// Nobody has asked for the parts that copies share: threads ask at once, while another copy changes.
+TEST(Shape, CopiesOfAUnionAreAskedAndChangedAtOnce)
+{
+   RandomValues random(86);
+   for (int round = 0; round < 50; ++round)
+   {
+      ZqShapeUnion whole;
+      for (int i = 0; i < 40; ++i)
+         whole.addShapeToUnion(ZqSphere(random.vector(), 0.1));
+      const ZqVector d = random.unitVector();
+      ZqReal reach = -zqTest::infinity;
+      for (ZqU32 i = 0; i < whole.memberCount(); ++i)
+         reach = std::max(reach, d.dot(whole.member(i)->convex()->supportPoint(d)));
+      ZqShapeUnion asked = whole;
+      ZqShapeUnion moved = whole;
+      ZqShapeUnion edited = whole;
+      std::array<ZqReal, 4> reaches{};
+      {
+         const std::jthread first([&] { reaches[0] = d.dot(whole.supportPoint(d)); });
+         const std::jthread second([&] { reaches[1] = d.dot(asked.supportPoint(d)); });
+         moved.transformBy(ZqCoordinateSystemTransformation(d));
+         reaches[2] = d.dot(moved.supportPoint(d)) - 1.0;
+         for (ZqU32 i = 0; i < edited.ownMemberCount(); ++i)
+            edited.ownMember(i).transformBy(ZqCoordinateSystemTransformation(d * 2.0));
+         edited.membersChanged();
+         reaches[3] = d.dot(edited.supportPoint(d)) - 2.0;
+      }
+      for (const ZqReal found : reaches)
+         EXPECT_NEAR(found, reach, 1e-14);
+   }
 }
 
 TEST(Shape, SegmentsEnterWhereTheSurfaceIs)

@@ -5,8 +5,8 @@ void ZqBasePhysicalExtent::removeRedundancy(ZqReal) {}
 bool ZqConvexShape::read(ZqXmlReader& reader)
 {
    const bool succeeded = ZqXmlAbstractClass::read(reader);
-   if (const char* repaired = repair())
-      remark(reader, ZqString(repaired));
+   if (const ZqString repaired = repair(); !repaired.empty())
+      remark(reader, repaired);
    convexChanges();
    return succeeded;
 }

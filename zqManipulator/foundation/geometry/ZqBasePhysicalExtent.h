@@ -39,8 +39,9 @@ public:
 protected:
    virtual ZqConvex makeConvex() const = 0;
    /// Makes members that no such shape has (a radius below zero, a normal of no length) ones that are, as
-   /// little changed as may be, and tells which, as a text such as "radius"; null when nothing was amiss.
-   virtual const char* repair() = 0;
+   /// little changed as may be, and tells which, as a text such as "its radius is below zero and counts as 0";
+   /// empty when nothing was amiss.
+   virtual ZqString repair() = 0;
    /// To be called after any member changed.
    void convexChanges() { m_convex = makeConvex(); }
 

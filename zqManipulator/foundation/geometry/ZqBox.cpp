@@ -9,14 +9,14 @@ ZqConvex ZqBox::makeConvex() const
    return ZqConvex::box(zqConvex::properFrame(m_frame), zqConvex::finite(m_extents));
 }
 
-const char* ZqBox::repair()
+ZqString ZqBox::repair()
 {
-   if (zqConvex::repairFrame(m_frame))
-      return "its orientation is made to be of unit length";
+   const bool isTurned = zqConvex::repairFrame(m_frame);
    bool isBad = false;
    for (std::size_t i = 0; i < 3; ++i)
       isBad |= zqConvex::repairLength(m_extents[i]);
-   return isBad ? "half extents below zero count as 0" : nullptr;
+   return zqConvex::bothOf(isTurned, "its orientation is made to be of unit length", isBad,
+                           "half extents below zero count as 0");
 }
 
 void ZqBox::transformSelfBy(const ZqCoordinateSystemTransformation& X)

@@ -11,9 +11,9 @@ ZqConvex ZqCapsule::makeConvex() const
                             zqConvex::finite(m_radius));
 }
 
-const char* ZqCapsule::repair()
+ZqString ZqCapsule::repair()
 {
-   return zqConvex::repairLength(m_radius) ? "its radius is below zero and counts as 0" : nullptr;
+   return zqConvex::repairLength(m_radius) ? "its radius is below zero and counts as 0" : "";
 }
 
 void ZqCapsule::transformSelfBy(const ZqCoordinateSystemTransformation& X)

@@ -12,13 +12,13 @@ ZqConvex ZqCircularLozenge::makeConvex() const
                          zqConvex::finite(m_radius));
 }
 
-const char* ZqCircularLozenge::repair()
+ZqString ZqCircularLozenge::repair()
 {
-   if (zqConvex::repairNormal(m_normal))
-      return "its normal has no direction and counts as z";
-   const bool isBad = zqConvex::repairLength(m_radius);
-   return zqConvex::repairLength(m_discRadius) || isBad ? "a radius is below zero and counts as 0"
-                                                        : nullptr;
+   const bool isTurned = zqConvex::repairNormal(m_normal);
+   const bool isThin = zqConvex::repairLength(m_radius);
+   const bool isSmall = zqConvex::repairLength(m_discRadius);
+   return zqConvex::bothOf(isTurned, "its normal has no direction and counts as z",
+                           isThin || isSmall, "a radius is below zero and counts as 0");
 }
 
 void ZqCircularLozenge::transformSelfBy(const ZqCoordinateSystemTransformation& X)

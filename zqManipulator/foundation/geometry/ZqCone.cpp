@@ -11,11 +11,11 @@ ZqConvex ZqCone::makeConvex() const
                             zqConvex::finite(m_firstRadius), zqConvex::finite(m_secondRadius));
 }
 
-const char* ZqCone::repair()
+ZqString ZqCone::repair()
 {
    const bool isBad = zqConvex::repairLength(m_firstRadius);
    return zqConvex::repairLength(m_secondRadius) || isBad ? "a radius is below zero and counts as 0"
-                                                          : nullptr;
+                                                          : "";
 }
 
 void ZqCone::transformSelfBy(const ZqCoordinateSystemTransformation& X)

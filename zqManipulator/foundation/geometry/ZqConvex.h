@@ -17,7 +17,7 @@ class ZqEllipsoid;
 /// | Turned   | radius at -z, radius at +z, half the height | disc, cylinder, cone, frustum            |
 /// | Triangle |                                             | triangle                                 |
 /// | Polytope |                                             | convex hull                              |
-/// | Ellipsoid| semi-axes, all above zero                   | ellipsoid                                |
+/// | Ellipsoid| semi-axes, of which one may be zero         | elliptic disc, ellipsoid                 |
 /// | HalfSpace|                                             | all with z <= 0 in the core's frame      |
 ///
 /// A core's frame stands at the middle of the core, so that its numbers are as small as it is. All in

@@ -37,9 +37,9 @@ ZqConvex ZqConvexHull::makeConvex() const
    return ZqConvex::polytope(ZqHull::of(points), zqConvex::vector(middle));
 }
 
-const char* ZqConvexHull::repair()
+ZqString ZqConvexHull::repair()
 {
-   return m_points.size() == 0 ? "it has no points and counts as the origin" : nullptr;
+   return m_points.size() == 0 ? "it has no points and counts as the origin" : "";
 }
 
 void ZqConvexHull::transformSelfBy(const ZqCoordinateSystemTransformation& X)
@@ -68,9 +68,12 @@ void ZqConvexHull::removeRedundancy(ZqReal tolerance)
    const ZqConvex& C = *convex();
    if (C.hull == nullptr)
       return;
-   zqConvex::PlaceIndex index(tolerance);
-   std::vector<ZqVector> kept;
+   std::vector<ZqVector> corners;
    for (const zqConvex::Vec3& vertex : C.hull->vertices)
-      index.placeOf(zqConvex::vector(C.frame * vertex), kept);
+      corners.push_back(zqConvex::vector(C.frame * vertex));
+   zqConvex::PlaceIndex index(tolerance, corners);
+   std::vector<ZqVector> kept;
+   for (const ZqVector& corner : corners)
+      index.placeOf(corner, kept);
    setPoints(std::move(kept));
 }

@@ -41,7 +41,7 @@ public:
 
 protected:
    ZqConvex makeConvex() const override;
-   const char* repair() override;
+   ZqString repair() override;
    void transformSelfBy(const ZqCoordinateSystemTransformation& X) override;
    void scaleSelfBy(ZqReal scale) override;
    void truncateSelf(ZqReal tolerance) override;

@@ -24,7 +24,7 @@ AlignedBox boxAround(const Vec3& a, const Vec3& b, const Vec3& c) noexcept
 }
 
 std::unique_ptr<BoxHierarchy> treeOver(const std::vector<AlignedBox>& boxes,
-                                       const BoxHierarchy* before)
+                                       const BoxHierarchy* before = nullptr)
 {
    if (before && before->size() == static_cast<int>(boxes.size()))
    {
@@ -357,12 +357,11 @@ ZqConvexParts::ofTriangles(std::shared_ptr<const ZqTriangles> triangles)
    const AlignedBox box = triangles->tree().bounds();
    made->m_members.push_back(memberOfTriangles(std::move(triangles)));
    made->m_size = made->m_members[0].partCount;
-   made->m_tree = treeOver({box}, nullptr);
+   made->m_tree = treeOver({box});
    return made;
 }
 
-std::shared_ptr<const ZqConvexParts> ZqConvexParts::ofShapes(std::span<const ZqShape* const> shapes,
-                                                             const ZqConvexParts* before)
+std::shared_ptr<const ZqConvexParts> ZqConvexParts::ofShapes(std::span<const ZqShape* const> shapes)
 {
    std::shared_ptr<ZqConvexParts> made(new ZqConvexParts);
    std::vector<AlignedBox> boxes;
@@ -388,7 +387,7 @@ std::shared_ptr<const ZqConvexParts> ZqConvexParts::ofShapes(std::span<const ZqS
       made->m_members.push_back(std::move(member));
       boxes.push_back(box);
    }
-   made->m_tree = treeOver(boxes, before ? before->m_tree.get() : nullptr);
+   made->m_tree = treeOver(boxes);
    return made;
 }
 

@@ -95,8 +95,8 @@ private:
 };
 
 /// The convex parts of a shape that is not convex: the triangles of a mesh, or those of the members of a
-/// union, in the frame of the shape, with a tree of boxes over the members. Made when the shape changes, then
-/// shared.
+/// union, in the frame of the shape, with a tree of boxes over the members. Made once for the shape as it is,
+/// then shared.
 ///
 /// Parts are numbered through all members in their order: a convex member is one part, a mesh that is not
 /// convex as many as it has triangles.
@@ -115,10 +115,8 @@ public:
 
    static std::shared_ptr<const ZqConvexParts>
    ofTriangles(std::shared_ptr<const ZqTriangles> triangles);
-   /// Of shapes that are no unions, in their order. `before` may be what they had been before they moved:
-   /// then its tree is taken and refitted.
-   static std::shared_ptr<const ZqConvexParts> ofShapes(std::span<const ZqShape* const> shapes,
-                                                        const ZqConvexParts* before = nullptr);
+   /// Of shapes that are no unions, in their order.
+   static std::shared_ptr<const ZqConvexParts> ofShapes(std::span<const ZqShape* const> shapes);
    ~ZqConvexParts();
    ZqConvexParts(const ZqConvexParts&) = delete;
    ZqConvexParts& operator=(const ZqConvexParts&) = delete;

@@ -11,9 +11,9 @@ ZqConvex ZqCylinder::makeConvex() const
                             zqConvex::finite(m_radius));
 }
 
-const char* ZqCylinder::repair()
+ZqString ZqCylinder::repair()
 {
-   return zqConvex::repairLength(m_radius) ? "its radius is below zero and counts as 0" : nullptr;
+   return zqConvex::repairLength(m_radius) ? "its radius is below zero and counts as 0" : "";
 }
 
 void ZqCylinder::transformSelfBy(const ZqCoordinateSystemTransformation& X)

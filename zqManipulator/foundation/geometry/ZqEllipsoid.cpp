@@ -9,14 +9,14 @@ ZqConvex ZqEllipsoid::makeConvex() const
    return ZqConvex::ellipsoid(zqConvex::properFrame(m_frame), zqConvex::finite(m_semiAxes));
 }
 
-const char* ZqEllipsoid::repair()
+ZqString ZqEllipsoid::repair()
 {
-   if (zqConvex::repairFrame(m_frame))
-      return "its orientation is made to be of unit length";
+   const bool isTurned = zqConvex::repairFrame(m_frame);
    bool isBad = false;
    for (std::size_t i = 0; i < 3; ++i)
       isBad |= zqConvex::repairLength(m_semiAxes[i]);
-   return isBad ? "semi-axes below zero count as 0" : nullptr;
+   return zqConvex::bothOf(isTurned, "its orientation is made to be of unit length", isBad,
+                           "semi-axes below zero count as 0");
 }
 
 void ZqEllipsoid::transformSelfBy(const ZqCoordinateSystemTransformation& X)

@@ -25,14 +25,14 @@ ZqConvex ZqLozenge::makeConvex() const
                               zqConvex::finite(m_radius));
 }
 
-const char* ZqLozenge::repair()
+ZqString ZqLozenge::repair()
 {
-   if (zqConvex::repairLength(m_radius))
-      return "its radius is below zero and counts as 0";
+   const bool isShrunk = zqConvex::repairLength(m_radius);
    const ZqVector across = acrossEdge(m_edge0, m_edge1);
-   const bool isBad = !(across == m_edge1);
+   const bool isSkew = !(across == m_edge1);
    m_edge1 = across;
-   return isBad ? "its second edge is made to be perpendicular to the first" : nullptr;
+   return zqConvex::bothOf(isShrunk, "its radius is below zero and counts as 0", isSkew,
+                           "its second edge is made to be perpendicular to the first");
 }
 
 void ZqLozenge::transformSelfBy(const ZqCoordinateSystemTransformation& X)

@@ -2,9 +2,11 @@
 
 #include "zqManipulator/foundation/algebra/ZqVector.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <functional>
+#include <span>
 #include <unordered_map>
 #include <vector>
 
@@ -15,9 +17,13 @@ namespace zqConvex
 class PlaceIndex
 {
 public:
-   /// Cells are twice as wide as the tolerance, so that what is near a point is in one of eight.
-   explicit PlaceIndex(ZqReal tolerance)
-      : m_tolerance(tolerance > 0.0 && std::isfinite(tolerance) ? tolerance : 0.0),
+   /// For points whose coordinates are no larger than the largest of these. A tolerance that is lost beside
+   /// it counts as the least that is not. Cells are twice as wide as the tolerance, so that what is near a
+   /// point is in one of eight.
+   PlaceIndex(ZqReal tolerance, std::span<const ZqVector> points)
+      : m_tolerance(tolerance > 0.0 && std::isfinite(tolerance)
+                       ? std::max(tolerance, 1e-15 * largestOf(points))
+                       : 0.0),
         m_cell(2.0 * m_tolerance)
    {
    }
@@ -41,6 +47,16 @@ public:
    }
 
 private:
+   static ZqReal largestOf(std::span<const ZqVector> points) noexcept
+   {
+      ZqReal largest = 0.0;
+      for (const ZqVector& point : points)
+         for (const ZqReal x : {point.x(), point.y(), point.z()})
+            if (std::isfinite(x))
+               largest = std::max(largest, std::abs(x));
+      return largest;
+   }
+
    using Cell = std::array<ZqReal, 3>;
    struct Hash
    {

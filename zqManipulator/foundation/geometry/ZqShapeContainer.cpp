@@ -3,6 +3,8 @@
 #include "zqManipulator/foundation/geometry/ZqLineSegment.h"
 #include "zqManipulator/foundation/geometry/ZqShapeUnion.h"
 
+#include <utility>
+
 template class ZqXmlSingleVariableType<ZqShape, ZqXmlClonePointer<ZqShape>>;
 template class ZqBaseExpressionTreeContainer<ZqShape>;
 
@@ -17,18 +19,6 @@ void renewUnions(ZqShape& shape)
    for (ZqU32 i = 0; i < whole->ownMemberCount(); ++i)
       renewUnions(whole->ownMember(i));
    whole->membersChanged();
-}
-
-template <class Shape>
-void collectInto(std::vector<Shape*>& shapes, Shape& shape)
-{
-   const ZqU32 count = shape.isCompoundShape() ? shape.memberCount() : 1;
-   for (ZqU32 i = 0; i < count; ++i)
-   {
-      ZqU32 counter = 0;
-      // Whoever may change the compound may change its members.
-      shapes.push_back(const_cast<Shape*>(shape.memberByIndex(i, counter)));
-   }
 }
 } // namespace
 
@@ -101,14 +91,17 @@ void ZqShapeContainer::truncateValues(ZqReal tolerance)
 
 void ZqShapeContainer::collectShapes(std::vector<ZqShape*>& shapes)
 {
-   if (ZqShape* shape = topElement())
-      collectInto(shapes, *shape);
+   std::vector<const ZqShape*> found;
+   std::as_const(*this).collectShapes(found);
+   // Whoever may change the compound may change its members.
+   for (const ZqShape* shape : found)
+      shapes.push_back(const_cast<ZqShape*>(shape));
 }
 
 void ZqShapeContainer::collectShapes(std::vector<const ZqShape*>& shapes) const
 {
    if (const ZqShape* shape = topElement())
-      collectInto(shapes, *shape);
+      ZqShapeUnion::collectMembers(*shape, shapes);
 }
 
 void ZqShapeContainer::shapesChanged()

@@ -56,6 +56,12 @@ inline bool repairNormal(ZqVector& normal) noexcept
       normal = ZqVector::zVector(1.0);
    return isBad;
 }
+/// What a shape tells of two repairs, of which it may need either.
+inline ZqString bothOf(bool first, const char* firstText, bool second, const char* secondText)
+{
+   return (first ? ZqString(firstText) : ZqString()) + (first && second ? ", and " : "") +
+          (second ? secondText : "");
+}
 
 /// The nearest multiple of a tolerance, which is above zero.
 inline ZqReal rounded(ZqReal value, ZqReal tolerance) noexcept

@@ -5,6 +5,7 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 
 #include <algorithm>
+#include <mutex>
 
 template class ZqXmlClass<ZqShapeUnion, ZqBasePhysicalExtent>;
 
@@ -22,9 +23,15 @@ unsigned levelsWithin(const ZqShape& shape)
       most = std::max(most, 1 + levelsWithin(*volume));
    return most;
 }
+} // namespace
 
-/// Appends the shapes that are no compounds.
-void collectMembers(const ZqShape& shape, std::vector<const ZqShape*>& members)
+struct ZqShapeUnion::Parts
+{
+   std::once_flag isMade;
+   std::shared_ptr<const ZqConvexParts> parts;
+};
+
+void ZqShapeUnion::collectMembers(const ZqShape& shape, std::vector<const ZqShape*>& members)
 {
    if (const auto* whole = dynamic_cast<const ZqShapeUnion*>(&shape))
       for (ZqU32 i = 0; i < whole->ownMemberCount(); ++i)
@@ -38,7 +45,6 @@ void collectMembers(const ZqShape& shape, std::vector<const ZqShape*>& members)
          members.push_back(shape.memberByIndex(i, counter));
       }
 }
-} // namespace
 
 bool ZqShapeUnion::read(ZqXmlReader& reader)
 {
@@ -64,9 +70,7 @@ bool ZqShapeUnion::addShapeToUnion(const ZqShape& shape)
 
 void ZqShapeUnion::membersChanged()
 {
-   std::vector<const ZqShape*> shapes;
-   collectMembers(*this, shapes);
-   m_parts = ZqConvexParts::ofShapes(shapes, m_parts.get());
+   m_parts = std::make_shared<Parts>();
 }
 
 ZqU32 ZqShapeUnion::memberCount() const
@@ -109,7 +113,16 @@ void ZqShapeUnion::capsuleApproximation(std::vector<ZqCapsule>& capsules,
 const ZqConvexParts* ZqShapeUnion::parts() const
 {
    static const auto& none = *new std::shared_ptr<const ZqConvexParts>(ZqConvexParts::ofShapes({}));
-   return m_parts != nullptr ? m_parts.get() : none.get();
+   if (m_parts == nullptr)
+      return none.get();
+   std::call_once(m_parts->isMade,
+                  [this]
+                  {
+                     std::vector<const ZqShape*> shapes;
+                     collectMembers(*this, shapes);
+                     m_parts->parts = ZqConvexParts::ofShapes(shapes);
+                  });
+   return m_parts->parts.get();
 }
 
 ZqVector ZqShapeUnion::supportPoint(const ZqVector& direction) const

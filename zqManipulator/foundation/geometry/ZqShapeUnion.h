@@ -2,6 +2,8 @@
 
 #include "zqManipulator/foundation/geometry/ZqBasePhysicalExtent.h"
 
+#include <memory>
+
 /// A shape made of shapes, its members, which it owns and which may be unions in turn. They may overlap.
 class ZqShapeUnion final : public ZqXmlClass<ZqShapeUnion, ZqBasePhysicalExtent>
 {
@@ -33,7 +35,11 @@ public:
    const ZqShape& ownMember(ZqU32 index) const { return *m_members.vectorContainer()[index]; }
    /// Whoever changes where a member is, or its size, calls `membersChanged` afterwards, of this union and of
    /// those that it is in.
-   ZqShape& ownMember(ZqU32 index) { return *m_members.vectorContainer()[index]; }
+   ZqShape& ownMember(ZqU32 index)
+   {
+      membersChanged(); // copies are not to see what becomes of it
+      return *m_members.vectorContainer()[index];
+   }
    void membersChanged();
    /// The shape at an index of those that are not unions, through nested ones; null when there are fewer.
    const ZqShape* member(ZqU32 index) const
@@ -41,6 +47,9 @@ public:
       ZqU32 counter = 0;
       return memberByIndex(index, counter);
    }
+
+   /// Appends the shapes that are no compounds: the shape itself, or its members through nested ones.
+   static void collectMembers(const ZqShape& shape, std::vector<const ZqShape*>& members);
 
    bool isCompoundShape() const override { return true; }
    ZqU32 memberCount() const override;
@@ -63,9 +72,12 @@ protected:
    void truncateSelf(ZqReal tolerance) override;
 
 private:
+   struct Parts;
+
    ZqShapeVector m_members;
    bool m_isOneInContact = false;
-   std::shared_ptr<const ZqConvexParts> m_parts; ///< follows from the members
+   /// Follow from the members, and are made by the first who asks; copies share them, made or not.
+   std::shared_ptr<Parts> m_parts;
 };
 
 extern template class ZqXmlClass<ZqShapeUnion, ZqBasePhysicalExtent>;

@@ -27,9 +27,9 @@ ZqConvex ZqSphere::makeConvex() const
    return ZqConvex::sphere(zqConvex::finite(m_center), m_radius);
 }
 
-const char* ZqSphere::repair()
+ZqString ZqSphere::repair()
 {
-   return nullptr; // `read` says what becomes of a negative radius
+   return {}; // `read` says what becomes of a negative radius
 }
 
 void ZqSphere::transformSelfBy(const ZqCoordinateSystemTransformation& X)

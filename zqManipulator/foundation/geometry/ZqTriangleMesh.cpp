@@ -29,12 +29,20 @@ bool hasArea(const ZqVector& a, const ZqVector& b, const ZqVector& c) noexcept
 
 bool ZqTriangleMesh::read(ZqXmlReader& reader)
 {
-   const bool succeeded = ZqXmlClass::read(reader);
-   if (!succeeded)
+   const auto clear = [this]
+   {
+      m_vertices.clear();
+      m_triangles.clear();
+      surfaceChanges();
+   };
+   if (!ZqXmlClass::read(reader))
+   {
+      clear();
       return false;
+   }
    const auto refuse = [&](const ZqString& what)
    {
-      m_triangles.clear();
+      clear();
       reader.fail("triangleMesh \"" + identifier() + "\": " + what, "value");
       return false;
    };
@@ -132,7 +140,7 @@ ZqVector ZqTriangleMesh::supportPoint(const ZqVector& direction) const
 
 void ZqTriangleMesh::removeRedundancy(ZqReal tolerance)
 {
-   zqConvex::PlaceIndex index(tolerance);
+   zqConvex::PlaceIndex index(tolerance, m_vertices.values());
    std::vector<ZqVector> places;
    constexpr ZqU32 none = ~ZqU32{0};
    std::vector<ZqU32> placeOfVertex(vertexCount(), none);

@@ -11,7 +11,8 @@ class ZqTriangles;
 /// may stand in any order and need not meet.
 ///
 /// A triangle that names a vertex which is not there, or one that is not finite, and one without area are
-/// left out when the mesh is made, set or read; a remark says how many. What a document gives is repaired so.
+/// left out when the mesh is made or set; a remark says how many. Of a document, triangles without area are
+/// left out so; one that names a vertex which is not there is a failure.
 class ZqTriangleMesh final : public ZqXmlClass<ZqTriangleMesh, ZqBasePhysicalExtent>
 {
 public:
@@ -35,7 +36,7 @@ public:
             "three vertices of each triangle by index, counter-clockwise seen from outside"}};
    }
    /// A list of indices that is not whole triangles, or names vertices that are not there, is a failure of
-   /// the document.
+   /// the document. After a failure the mesh is empty.
    bool read(ZqXmlReader& reader) override;
    bool operator==(const ZqTriangleMesh& other) const
    {

@@ -11,9 +11,9 @@ ZqConvex ZqTriangularLozenge::makeConvex() const
                              zqConvex::finite(m_edge1), zqConvex::finite(m_radius));
 }
 
-const char* ZqTriangularLozenge::repair()
+ZqString ZqTriangularLozenge::repair()
 {
-   return zqConvex::repairLength(m_radius) ? "its radius is below zero and counts as 0" : nullptr;
+   return zqConvex::repairLength(m_radius) ? "its radius is below zero and counts as 0" : "";
 }
 
 void ZqTriangularLozenge::transformSelfBy(const ZqCoordinateSystemTransformation& X)

@@ -2,6 +2,7 @@
 
 #include "zqManipulator/actuation/ZqJointActuatorContainer.h"
 #include "zqManipulator/actuation/ZqOldJointActuator.h"
+#include "zqManipulator/foundation/geometry/ZqSphere.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/xml/ZqXmlReader.h"
 #include "zqManipulator/state/ZqManipulatorActivePositionState.h"
@@ -131,7 +132,15 @@ bool ZqManipulatorLink::readValueFromToken(const ZqToken& token, ZqXmlReader& re
    if (token == ZqManip::ZqIdentifierToken)
       reader.nameElement("link", m_linkLabel);
    else if (token == ZqGeom::ZqShapeContainerToken)
+   {
       m_shapes.number();
+      shapesChange();
+      for (const ZqShape* shape : m_shapes.m_byNumber)
+         if (const auto* sphere = dynamic_cast<const ZqSphere*>(shape);
+             sphere != nullptr && sphere->isEmpty())
+            reader.remark("the shape is a sphere that holds no point, and counts as the origin",
+                          "shape-repaired");
+   }
    return succeeded;
 }
 
@@ -325,21 +334,30 @@ void ZqManipulatorLink::setLinkReferenceDescription(const ZqLinkReferenceDescrip
    shapesChange();
 }
 
+void ZqManipulatorLink::setReferenceLink(ZqManipulatorLink* link)
+{
+   if (m_referenceLink == link)
+      return;
+   m_referenceLink = link;
+   shapesChange();
+}
+
 bool ZqManipulatorLink::setLinkReferences(const LinkPointerMap& labelToLink)
 {
-   m_referenceLink = this;
+   ZqManipulatorLink* link = this;
    if (m_linkReferenceDescription.isShapeReferenced())
    {
       const ZqString& label = m_linkReferenceDescription.referencedLinkLabel();
       const auto found = labelToLink.find(label);
       if (found != labelToLink.end())
-         m_referenceLink = found->second;
+         link = found->second;
       else
          Zq::Print::instance().write(Zq::Rejected,
                                      "ZqManipulatorLink::setLinkReference(): could not find link "
                                      "with label %s for referencing.  Using self.\n",
                                      label.c_str());
    }
+   setReferenceLink(link);
    for (ZqManipulatorLink& child : m_childLinks)
       child.setLinkReferences(labelToLink);
    return true;

@@ -208,7 +208,7 @@ public:
    virtual void setLinkReferenceDescription(const ZqLinkReferenceDescription& description);
    /// The link whose shapes this one uses: itself, or another one of the tree.
    virtual const ZqManipulatorLink* referenceLink() const { return m_referenceLink; }
-   virtual void setReferenceLink(ZqManipulatorLink* link) { m_referenceLink = link; }
+   virtual void setReferenceLink(ZqManipulatorLink* link);
    /// The torque of spring and damper, which counts against the drive. A link without a manipulator is
    /// rejected with a message, and 0.0.
    virtual ZqReal totalLocalTorque(const ZqManipulatorActiveState& activeState) const;
@@ -387,7 +387,7 @@ public:
    virtual ZqCapsule capsuleBoundingVolume() const;
    /// Numbers the shapes of the link anew. True.
    virtual bool mapShapes();
-   /// What `numShapes` answers until the shapes are numbered again.
+   /// What `numShapes`, and nothing else, answers until the shapes are numbered again.
    virtual void setNumShapes(ZqU32 count) { m_shapes.m_count = count; }
    virtual ZqU32 numShapes() const { return shapeOwner().m_shapes.m_count; }
    /// The link's own: none for a link that refers to another one.

@@ -177,7 +177,12 @@ bool ZqIndividualManipulator::numberLinks()
    modelIsNew();
    m_linkPointerVector.clear();
    m_linkPointerMap.clear();
-   return mapManipulator(m_linkPointerVector, m_linkPointerMap);
+   // A copy that binds its references to its own links has the shapes that the other one has.
+   const bool shapesChanged = (m_staleness & ShapesChanged) != 0;
+   const bool mapped = mapManipulator(m_linkPointerVector, m_linkPointerMap);
+   if (!shapesChanged)
+      m_staleness &= static_cast<std::uint8_t>(~ShapesChanged);
+   return mapped;
 }
 
 bool ZqIndividualManipulator::mapManipulator(LinkPointerVector& links, LinkPointerMap& labelToLink)

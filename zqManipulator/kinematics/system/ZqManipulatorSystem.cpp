@@ -322,7 +322,8 @@ void ZqManipulatorSystem::getNumberOfShapes(
       std::vector<std::vector<ZqU32>>& links = numbers.emplace_back();
       const auto append = [&](const ZqManipulatorLink& link)
       {
-         links.emplace_back(link.numShapes());
+         links.emplace_back(link.numShapesInPhysicalRepresentation() +
+                            link.boundingVolumes().size());
          std::iota(links.back().begin(), links.back().end(), 0U);
       };
       append(manipulator);

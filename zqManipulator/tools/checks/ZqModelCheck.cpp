@@ -21,8 +21,8 @@ using Zq::Severity;
 
 constexpr ZqReal pi = std::numbers::pi;
 
-/// In m, rad: what positions of a scene may disagree by, and links that rest on each other overlap by. Documents are typed by hand, and a state that a
-/// simulation leaves has its errors.
+/// In m, rad: what positions of a scene may disagree by, and links that rest on each other overlap
+/// by. Documents are typed by hand, and a state that a simulation leaves has its errors.
 constexpr ZqReal placeTolerance = 1e-6;
 
 /// Of the trace of a second moment: what numbers that were written with six digits leave.
@@ -245,8 +245,8 @@ bool hasMass(const ZqRigidBodyMassProperties& body)
           moment.xx() + moment.yy() + moment.zz() > 0.0;
 }
 
-/// What can move and has no inertia takes any acceleration: a free base, and a link with all that it
-/// carries.
+/// What can move and has no inertia takes any acceleration: a free base, and a link with all that
+/// it carries.
 void checkMasses(Inspection& inspection, ZqU32 index)
 {
    const ZqIndividualManipulator& manipulator = inspection.manipulator(index);
@@ -273,7 +273,8 @@ void checkMasses(Inspection& inspection, ZqU32 index)
    }
 }
 
-/// What the author of a body that cannot be may have meant: the moments that are mistaken for others.
+/// What the author of a body that cannot be may have meant: the moments that are mistaken for
+/// others.
 ZqString probableMeaning(const ZqRigidBodyMassProperties& body)
 {
    ZqVector center;
