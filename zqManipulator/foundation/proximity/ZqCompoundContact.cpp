@@ -43,6 +43,8 @@ public:
    void collect(std::vector<PlacedPoint>& points) const;
 
 private:
+   bool isAnyBehind(ZqU32 part1, ZqU32 part2) const noexcept;
+   bool mayTouch(ZqU32 part1, ZqU32 part2, const Vec3& n, ZqReal separation) const noexcept;
    bool isOuter(const PartSide& side, ZqU32 part, const Vec3& p, const Vec3& n) const noexcept;
    bool isCovered(const PartSide& side, ZqU32 part, const Vec3& p) const noexcept;
    std::uint64_t featureName(const PartSide& side, ZqU32 part, const ZqConvex& core,
@@ -55,6 +57,43 @@ private:
    const ZqReal m_travel;
    const ZqReal m_margin;
 };
+
+/// Whether a triangle of a solid stands wholly behind one of the other, where it cannot be touched from.
+bool Touching::isAnyBehind(ZqU32 part1, ZqU32 part2) const noexcept
+{
+   ZqU32 t = 0;
+   ZqU32 other = 0;
+   const ZqTriangles* meshA = m_A.trianglesOf(part1, t);
+   const ZqTriangles* meshB = m_B.trianglesOf(part2, other);
+   if (!meshA || !meshB)
+      return false;
+   const Vec3 p[3] = {meshA->vertex(t, 0), meshA->vertex(t, 1), meshA->vertex(t, 2)};
+   const Vec3 q[3] = {m_X * meshB->vertex(other, 0), m_X * meshB->vertex(other, 1),
+                      m_X * meshB->vertex(other, 2)};
+   const ZqReal slack = 2e-4 * (m_travel + m_margin);
+   const auto isBehind = [slack](const Vec3& n, const Vec3& at, const Vec3* points)
+   {
+      return std::max({dot(n, points[0] - at), dot(n, points[1] - at), dot(n, points[2] - at)}) <
+             -slack;
+   };
+   return (meshA->isClosed() && isBehind(meshA->normal(t) * meshA->outward(), p[0], q)) ||
+          (meshB->isClosed() &&
+           isBehind(m_X.R * meshB->normal(other) * meshB->outward(), q[0], p));
+}
+
+/// Whether parts with this normal and separation may have a point that counts.
+bool Touching::mayTouch(ZqU32 part1, ZqU32 part2, const Vec3& n, ZqReal separation) const noexcept
+{
+   if (separation - m_travel * dot(n, m_along) > m_margin + 1e-9 * m_travel)
+      return false;
+   const auto isBehind = [](const PartSide& side, ZqU32 part, const Vec3& d)
+   {
+      ZqU32 t = 0;
+      const ZqTriangles* mesh = side.trianglesOf(part, t);
+      return mesh && mesh->isClosed() && dot(mesh->normal(t), d) * mesh->outward() < -2e-4;
+   };
+   return !isBehind(m_A, part1, n) && !isBehind(m_B, part2, -turnBack(m_X.R, n));
+}
 
 /// Names a feature alike in all triangles that share it.
 std::uint64_t Touching::featureName(const PartSide& side, ZqU32 part, const ZqConvex& core,
@@ -174,11 +213,23 @@ bool Touching::isCovered(const PartSide& side, ZqU32 part, const Vec3& p) const 
 void Touching::collect(std::vector<PlacedPoint>& points) const
 {
    const ZqReal reach = m_margin + m_travel;
+   // What is no further apart along n than the margin once the motion is taken out is nearer yet half-way: there the
+   // difference of two such places lies in a ball whose diameter is the motion, widened by the margin.
+   const ZqReal close = (0.5 * m_travel + m_margin) * (1.0 + 1e-9);
+   const Pose halfWay{m_X.R, m_X.t - m_along * (0.5 * m_travel)};
    const auto look = [&](ZqU32 part1, const ZqConvex& a, ZqU32 part2, const ZqConvex& b)
    {
+      if (isAnyBehind(part1, part2))
+         return close;
+      // Most pairs within the reach are no deeper than the margin once the motion is taken out.
+      ZqSeparation apart;
+      distance(a, b, m_X, nullptr, apart);
+      if (apart.distance > 0.0 &&
+          !mayTouch(part1, part2, vec3(apart.normal), apart.distance - apart.error))
+         return close;
       ZqContactManifold found;
       if (!contact(a, b, m_X, reach, nullptr, found))
-         return reach;
+         return close;
       const Vec3 n = vec3(found.normal);
       const Vec3 nInB = turnBack(m_X.R, n);
       const ZqReal taken = m_travel * dot(n, m_along);
@@ -197,23 +248,23 @@ void Touching::collect(std::vector<PlacedPoint>& points) const
          found.points[count++] = p;
       }
       if (count == 0)
-         return reach;
+         return close;
       // A hair beyond the middle of what they share nothing else of the shape may be.
       middle1 = middle1 * (1.0 / count);
       const ZqReal hair = 0.25 * std::max(0.0, found.separation);
       if ((m_A.memberCount() > 1 && isCovered(m_A, part1, middle1 + n * hair)) ||
           (m_B.memberCount() > 1 &&
            isCovered(m_B, part2, inverseTimes(m_X, middle1 + n * (found.separation - hair)))))
-         return reach;
+         return close;
       for (int i = 0; i < count; ++i)
       {
          ZqContactPoint& p = found.points[i];
          p.point2 = vector(vec3(p.point2) - m_along * m_travel);
          points.push_back({p, n, true});
       }
-      return reach;
+      return close;
    };
-   visitPartPairs(m_A, m_B, m_X, reach, look);
+   visitPartPairs(m_A, m_B, halfWay, close, look);
 }
 
 /// Points in one place become the one with the lowest name of the deepest.
