@@ -347,6 +347,13 @@ bool Overlap::tryAlong(const Vec3& u)
    out.length = 0.0;
    bool isMet = false;
    bool isFromOutside = false;
+   // Of curved surfaces something in the way where the best ends is taken to tell that u is no better.
+   if (isOfMany() && m_best.length < endless)
+   {
+      collect(movedAlong(m_X, u, m_best.length - 1e-13 * m_size), 1, m_space.pairs);
+      if (!m_space.pairs.empty())
+         return false;
+   }
    for (int k = 0; k < 24; ++k)
    {
       if (k == 0)
