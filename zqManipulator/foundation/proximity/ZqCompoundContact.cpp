@@ -75,7 +75,7 @@ public:
 
 private:
    bool arePast(ZqU32 part1, ZqU32 part2) const;
-   bool mayTouch(ZqU32 part1, ZqU32 part2, const Vec3& n, ZqReal separation) const noexcept;
+   bool mayTouch(ZqU32 part1, ZqU32 part2, const Vec3& n, ZqReal separation) const;
    bool isOuter(const PartSide& side, ZqU32 part, const Vec3& p, const Vec3& n) const noexcept;
    bool isCovered(const PartSide& side, ZqU32 part, const Vec3& p) const noexcept;
    std::uint64_t featureName(const PartSide& side, ZqU32 part, const ZqConvex& core,
@@ -166,17 +166,24 @@ bool Touching::arePast(ZqU32 part1, ZqU32 part2) const
 }
 
 /// Whether parts with this normal and separation may have a point that counts.
-bool Touching::mayTouch(ZqU32 part1, ZqU32 part2, const Vec3& n, ZqReal separation) const noexcept
+bool Touching::mayTouch(ZqU32 part1, ZqU32 part2, const Vec3& n, ZqReal separation) const
 {
    if (separation - m_travel * dot(n, m_along) > m_margin + 1e-9 * m_travel)
       return false;
-   const auto isBehind = [](const PartSide& side, ZqU32 part, const Vec3& d)
+   const auto isOff = [](const PartSide& side, ZqU32 part, const Vec3& d, Cones& cones)
    {
       ZqU32 t = 0;
       const ZqTriangles* mesh = side.trianglesOf(part, t);
-      return mesh && mesh->isClosed() && dot(mesh->normal(t), d) * mesh->outward() < -2e-4;
+      if (!mesh || !mesh->isClosed())
+         return false;
+      const ZqReal cosine = dot(mesh->normal(t), d) * mesh->outward();
+      const ZqReal slope = cones.slope(*mesh, t, part);
+      return cosine < -2e-4 ||
+             (slope < Cones::unlimited && (1.0 - cosine * cosine) >
+                                             (1.0 + 1e-3) * slope * slope * cosine * cosine);
    };
-   return !isBehind(m_A, part1, n) && !isBehind(m_B, part2, -turnBack(m_X.R, n));
+   return !isOff(m_A, part1, n, m_cones[0]) &&
+          !isOff(m_B, part2, -turnBack(m_X.R, n), m_cones[1]);
 }
 
 /// Names a feature alike in all triangles that share it.
