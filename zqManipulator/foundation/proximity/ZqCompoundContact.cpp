@@ -31,6 +31,35 @@ std::uint64_t mixed(std::uint64_t x) noexcept
    return x ^ (x >> 31);
 }
 
+/// How far the normals with which triangles may be touched lean.
+class Cones
+{
+public:
+   static constexpr ZqReal unlimited = 1e300;
+
+   void begin(const PartSide& side)
+   {
+      if (m_known.size() < side.partCount())
+         m_known.resize(side.partCount());
+      ++m_query;
+   }
+   ZqReal slope(const ZqTriangles& mesh, ZqU32 t, ZqU32 part);
+
+private:
+   struct Known
+   {
+      std::uint64_t query = 0;
+      ZqReal slope = 0.0;
+   };
+   std::vector<Known> m_known; ///< by parts
+   std::uint64_t m_query = 0;
+};
+Cones* coneSpace()
+{
+   thread_local Cones cones[2];
+   return cones;
+}
+
 class Touching
 {
 public:
@@ -39,10 +68,14 @@ public:
       : m_A(A), m_B(B), m_X{X.R, X.t + along * travel}, m_along(along), m_travel(travel),
         m_margin(margin)
    {
+      m_cones[0].begin(A);
+      m_cones[1].begin(B);
    }
    void collect(std::vector<PlacedPoint>& points) const;
 
 private:
+   bool arePast(ZqU32 part1, ZqU32 part2) const;
+   bool mayTouch(ZqU32 part1, ZqU32 part2, const Vec3& n, ZqReal separation) const;
    bool isOuter(const PartSide& side, ZqU32 part, const Vec3& p, const Vec3& n) const noexcept;
    bool isCovered(const PartSide& side, ZqU32 part, const Vec3& p) const noexcept;
    std::uint64_t featureName(const PartSide& side, ZqU32 part, const ZqConvex& core,
@@ -54,7 +87,104 @@ private:
    const Vec3 m_along;
    const ZqReal m_travel;
    const ZqReal m_margin;
+   Cones* const m_cones = coneSpace();
 };
+
+/// The tangent of the widest angle between the normals of a triangle and of those around it, found once a query:
+/// from further off its normal no place of the triangle is the furthest of the surface.
+ZqReal Cones::slope(const ZqTriangles& mesh, ZqU32 t, ZqU32 part)
+{
+   if (m_known[part].query == m_query)
+      return m_known[part].slope;
+   const Vec3 normal = mesh.normal(t);
+   ZqReal least = 1.0;
+   for (int i = 0; i < 3; ++i)
+   {
+      const Vec3& corner = mesh.vertex(t, i);
+      ZqU32 at = t;
+      ZqU32 next = mesh.neighbour(t, i);
+      for (int k = 0; k < 64 && next != ZqTriangles::none && next != t; ++k)
+      {
+         least = std::min(least, dot(normal, mesh.normal(next)));
+         ZqU32 onward = ZqTriangles::none;
+         for (int edge = 0; edge < 3; ++edge)
+            if (mesh.neighbour(next, edge) != at &&
+                (mesh.vertex(next, edge) == corner ||
+                 mesh.vertex(next, edge == 2 ? 0 : edge + 1) == corner))
+               onward = mesh.neighbour(next, edge);
+         at = next;
+         next = onward;
+      }
+      if (next != t)
+         least = 0.0;
+   }
+   least -= 1e-3;
+   m_known[part] = {m_query, least > 0.5 ? std::sqrt(1.0 - least * least) / least : unlimited};
+   return m_known[part].slope;
+}
+
+/// Whether the normals with which a triangle p of a solid may be touched lead past the triangle q. `m` points
+/// outwards.
+bool leadsPast(const Vec3* p, const Vec3& m, const Vec3* q, ZqReal slope, ZqReal slack) noexcept
+{
+   const ZqReal height = std::max({dot(m, q[0] - p[0]), dot(m, q[1] - p[0]), dot(m, q[2] - p[0])});
+   if (height < -slack)
+      return true;
+   if (!(slope < Cones::unlimited))
+      return false;
+   const ZqReal aside = slope * std::max(0.0, height) + slack;
+   for (int i = 0; i < 3; ++i)
+   {
+      const Vec3& a = p[i];
+      Vec3 out = cross(p[i == 2 ? 0 : i + 1] - a, m);
+      if (dot(out, p[i == 0 ? 2 : i - 1] - a) > 0.0)
+         out = -out;
+      const ZqReal off = std::min({dot(out, q[0] - a), dot(out, q[1] - a), dot(out, q[2] - a)});
+      if (off > 0.0 && off * off > aside * aside * norm2(out))
+         return true;
+   }
+   return false;
+}
+
+/// Whether two triangles, of which at least one is of a solid, cannot touch for where they stand.
+bool Touching::arePast(ZqU32 part1, ZqU32 part2) const
+{
+   ZqU32 t = 0;
+   ZqU32 other = 0;
+   const ZqTriangles* meshA = m_A.trianglesOf(part1, t);
+   const ZqTriangles* meshB = m_B.trianglesOf(part2, other);
+   if (!meshA || !meshB)
+      return false;
+   const Vec3 p[3] = {meshA->vertex(t, 0), meshA->vertex(t, 1), meshA->vertex(t, 2)};
+   const Vec3 q[3] = {m_X * meshB->vertex(other, 0), m_X * meshB->vertex(other, 1),
+                      m_X * meshB->vertex(other, 2)};
+   const ZqReal slack = 2e-4 * (m_travel + m_margin);
+   return (meshA->isClosed() && leadsPast(p, meshA->normal(t) * meshA->outward(), q,
+                                          m_cones[0].slope(*meshA, t, part1), slack)) ||
+          (meshB->isClosed() && leadsPast(q, m_X.R * meshB->normal(other) * meshB->outward(), p,
+                                          m_cones[1].slope(*meshB, other, part2), slack));
+}
+
+/// Whether parts with this normal and separation may have a point that counts.
+bool Touching::mayTouch(ZqU32 part1, ZqU32 part2, const Vec3& n, ZqReal separation) const
+{
+   if (separation - m_travel * dot(n, m_along) > m_margin + 1e-9 * m_travel)
+      return false;
+   const auto isOff = [](const PartSide& side, ZqU32 part, const Vec3& d, Cones& cones)
+   {
+      ZqU32 t = 0;
+      const ZqTriangles* mesh = side.trianglesOf(part, t);
+      if (!mesh || !mesh->isClosed())
+         return false;
+      const ZqReal cosine = dot(mesh->normal(t), d) * mesh->outward();
+      const ZqReal slope = cones.slope(*mesh, t, part);
+      return cosine < -2e-4 ||
+             (slope < Cones::unlimited && (1.0 - cosine * cosine) >
+                                             (1.0 + 1e-3) * slope * slope * cosine * cosine);
+   };
+   return !isOff(m_A, part1, n, m_cones[0]) &&
+          !isOff(m_B, part2, -turnBack(m_X.R, n), m_cones[1]);
+}
 
 /// Names a feature alike in all triangles that share it.
 std::uint64_t Touching::featureName(const PartSide& side, ZqU32 part, const ZqConvex& core,
@@ -174,11 +304,23 @@ bool Touching::isCovered(const PartSide& side, ZqU32 part, const Vec3& p) const 
 void Touching::collect(std::vector<PlacedPoint>& points) const
 {
    const ZqReal reach = m_margin + m_travel;
+   // What is no further apart along n than the margin once the motion is taken out is nearer yet half-way: there the
+   // difference of two such places lies in a ball whose diameter is the motion, widened by the margin.
+   const ZqReal close = (0.5 * m_travel + m_margin) * (1.0 + 1e-9);
+   const Pose halfWay{m_X.R, m_X.t - m_along * (0.5 * m_travel)};
    const auto look = [&](ZqU32 part1, const ZqConvex& a, ZqU32 part2, const ZqConvex& b)
    {
+      if (arePast(part1, part2))
+         return close;
+      // Most pairs within the reach are no deeper than the margin once the motion is taken out.
+      ZqSeparation apart;
+      distance(a, b, m_X, nullptr, apart);
+      if (apart.distance > 0.0 &&
+          !mayTouch(part1, part2, vec3(apart.normal), apart.distance - apart.error))
+         return close;
       ZqContactManifold found;
       if (!contact(a, b, m_X, reach, nullptr, found))
-         return reach;
+         return close;
       const Vec3 n = vec3(found.normal);
       const Vec3 nInB = turnBack(m_X.R, n);
       const ZqReal taken = m_travel * dot(n, m_along);
@@ -197,23 +339,23 @@ void Touching::collect(std::vector<PlacedPoint>& points) const
          found.points[count++] = p;
       }
       if (count == 0)
-         return reach;
+         return close;
       // A hair beyond the middle of what they share nothing else of the shape may be.
       middle1 = middle1 * (1.0 / count);
       const ZqReal hair = 0.25 * std::max(0.0, found.separation);
       if ((m_A.memberCount() > 1 && isCovered(m_A, part1, middle1 + n * hair)) ||
           (m_B.memberCount() > 1 &&
            isCovered(m_B, part2, inverseTimes(m_X, middle1 + n * (found.separation - hair)))))
-         return reach;
+         return close;
       for (int i = 0; i < count; ++i)
       {
          ZqContactPoint& p = found.points[i];
          p.point2 = vector(vec3(p.point2) - m_along * m_travel);
          points.push_back({p, n, true});
       }
-      return reach;
+      return close;
    };
-   visitPartPairs(m_A, m_B, m_X, reach, look);
+   visitPartPairs(m_A, m_B, halfWay, close, look);
 }
 
 /// Points in one place become the one with the lowest name of the deepest.

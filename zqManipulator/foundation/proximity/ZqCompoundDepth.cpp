@@ -14,6 +14,8 @@ namespace
 {
 /// More pairs are left to the trees.
 constexpr std::size_t mostNear = 5000;
+/// So many pairs that are met on the way show how far it is to go on.
+constexpr std::size_t mostAtOnce = 32;
 constexpr ZqReal endless = std::numeric_limits<ZqReal>::infinity();
 
 struct PartPair
@@ -34,6 +36,7 @@ struct Parting
    ZqReal length = endless;
    Vec3 normal{0.0, 0.0, 1.0};
    Vec3 point{0.0, 0.0, 0.0}; ///< of A, in A's frame
+   bool isPointKnown = true;
    ZqU32 part1 = 0, part2 = 0;
 };
 struct DepthSpace
@@ -63,6 +66,41 @@ ZqReal extentAlong(const ZqConvex& a, const ZqConvex& b, const Pose& X, const Ve
    return dot(top - bottom, d);
 }
 
+/// What parts two triangles that overlap along u, exactly, and the normal of the plane that does: the length ends at
+/// a face of the difference of the two, whose normals are those of the triangles and of pairs of their edges. Any
+/// plane tells what parts them at most.
+ZqReal exitOfTriangles(const Vec3 (&p)[3], const Vec3 (&q)[3], const Vec3& u, Vec3& normal) noexcept
+{
+   ZqReal least = endless;
+   const Vec3 a[3] = {p[1] - p[0], p[2] - p[1], p[0] - p[2]};
+   const Vec3 b[3] = {q[1] - q[0], q[2] - q[1], q[0] - q[2]};
+   const Vec3 r[3] = {q[0] - p[0], q[1] - p[0], q[2] - p[0]};
+   const auto byPlane = [&](const Vec3& n)
+   {
+      const ZqReal along = dot(n, u);
+      if (!(along * along > 1e-12 * norm2(n)))
+         return;
+      const ZqReal p1 = dot(n, a[0]);
+      const ZqReal p2 = -dot(n, a[2]);
+      const ZqReal q0 = dot(n, r[0]);
+      const ZqReal q1 = dot(n, r[1]);
+      const ZqReal q2 = dot(n, r[2]);
+      const ZqReal gap = along > 0.0 ? std::max({0.0, p1, p2}) - std::min({q0, q1, q2})
+                                     : std::min({0.0, p1, p2}) - std::max({q0, q1, q2});
+      if (gap / along < least)
+      {
+         least = gap / along;
+         normal = along > 0.0 ? n : -n;
+      }
+   };
+   byPlane(cross(a[0], a[1]));
+   byPlane(cross(b[0], b[1]));
+   for (const Vec3& edge : a)
+      for (const Vec3& other : b)
+         byPlane(cross(edge, other));
+   return least;
+}
+
 class Overlap
 {
 public:
@@ -75,16 +113,25 @@ public:
    ZqReal lower() const noexcept { return m_lower; }
 
 private:
-   void collect(const Pose& Y, std::vector<PartPair>& pairs) const;
+   void collect(const Pose& Y, std::size_t most, std::vector<PartPair>& pairs) const;
    void collectAlong(const Vec3& u, ZqReal length, std::vector<PartPair>& pairs);
    void collectCandidates();
    void add(std::vector<Candidate>& to, const Vec3& u, ZqReal least) const;
+   bool exitOfFaces(const PartPair& pair, const Vec3& u, Parting& out) const;
    ZqReal exitOfPair(const PartPair& pair, const Vec3& u, Parting& out);
    bool exitOfPairs(std::vector<PartPair>& pairs, const Vec3& u, Parting& out);
    ZqReal lengthFromOutside(const Vec3& u) const;
    bool tryAlong(const Vec3& u);
-   void tryAndFollow(const Vec3& u);
+   void tryAndFollow(const Vec3& u, ZqReal worthwhile);
+   Vec3 meanNormal() const;
+   bool isOfMany() const noexcept { return m_space.first.size() > 24; }
    void tryCombinations();
+   void findPoint();
+   /// Of curved surfaces the best alone is followed to its end.
+   ZqReal worthwhile() const noexcept
+   {
+      return isOfMany() && m_best.length < endless ? 1e-3 * m_best.length : 1e-9 * m_size;
+   }
 
    const PartSide& m_A;
    const PartSide& m_B;
@@ -100,20 +147,20 @@ private:
    ZqConvex m_spaceB;
 };
 
-void Overlap::collect(const Pose& Y, std::vector<PartPair>& pairs) const
+void Overlap::collect(const Pose& Y, std::size_t most, std::vector<PartPair>& pairs) const
 {
    pairs.clear();
    const auto look = [&](ZqU32 part1, const ZqConvex& a, ZqU32 part2, const ZqConvex& b)
    {
       if (isWithin(a, b, Y, 0.0, nullptr))
          pairs.push_back({part1, part2, endless});
-      return 0.0;
+      return pairs.size() < most ? 0.0 : -1.0;
    };
    visitPartPairs(m_A, m_B, Y, 0.0, look);
 }
 
-/// The pairs that overlap once B has moved along u. Only what was within that length can do so: those pairs are
-/// listed once for all short ways, since trees tell little of surfaces that touch.
+/// Pairs that overlap once B has moved along u, if there are any. Only what was within that length can do so: those
+/// pairs are listed once for all short ways, since trees tell little of surfaces that touch.
 void Overlap::collectAlong(const Vec3& u, ZqReal length, std::vector<PartPair>& pairs)
 {
    const Pose Y = movedAlong(m_X, u, length);
@@ -134,7 +181,7 @@ void Overlap::collectAlong(const Vec3& u, ZqReal length, std::vector<PartPair>& 
       }
    }
    if (length > m_reach)
-      return collect(Y, pairs);
+      return collect(Y, mostAtOnce, pairs);
    pairs.clear();
    for (const PartPair& pair : m_space.near)
    {
@@ -145,13 +192,47 @@ void Overlap::collectAlong(const Vec3& u, ZqReal length, std::vector<PartPair>& 
       if ((!meshA || !meshB || !areTrianglesApart(*meshA, t, *meshB, other, Y, 0.0)) &&
           isWithin(m_A.part(pair.part1, m_spaceA), m_B.part(pair.part2, m_spaceB), Y, 0.0, nullptr))
          pairs.push_back(pair);
+      if (pairs.size() >= mostAtOnce)
+         return;
    }
+}
+
+/// Grows `out` to what parts two triangles along u; false of other parts.
+bool Overlap::exitOfFaces(const PartPair& pair, const Vec3& u, Parting& out) const
+{
+   ZqU32 t = 0;
+   ZqU32 other = 0;
+   const ZqTriangles* meshA = m_A.trianglesOf(pair.part1, t);
+   const ZqTriangles* meshB = m_B.trianglesOf(pair.part2, other);
+   if (!meshA || !meshB)
+      return false;
+   const Vec3 p[3] = {meshA->vertex(t, 0), meshA->vertex(t, 1), meshA->vertex(t, 2)};
+   const Vec3 q[3] = {m_X * meshB->vertex(other, 0), m_X * meshB->vertex(other, 1),
+                      m_X * meshB->vertex(other, 2)};
+   Vec3 normal{0.0, 0.0, 0.0};
+   const ZqReal length = exitOfTriangles(p, q, u, normal);
+   if (!(length < endless))
+      return false; // of triangles in a plane with u no plane of theirs tells
+   if (length > out.length || out.length == endless)
+   {
+      out.length = length;
+      out.normal = unit(normal);
+      out.part1 = pair.part1;
+      out.part2 = pair.part2;
+      out.isPointKnown = false;
+   }
+   return true;
 }
 
 /// What parts a pair along u, exactly: from a length that does, back to the plane that still parts them, again
 /// and again.
 ZqReal Overlap::exitOfPair(const PartPair& pair, const Vec3& u, Parting& out)
 {
+   if (Parting own; exitOfFaces(pair, u, own))
+   {
+      exitOfFaces(pair, u, out);
+      return own.length;
+   }
    const ZqConvex& a = m_A.part(pair.part1, m_spaceA);
    const ZqConvex& b = m_B.part(pair.part2, m_spaceB);
    ZqSeparation found;
@@ -184,6 +265,7 @@ ZqReal Overlap::exitOfPair(const PartPair& pair, const Vec3& u, Parting& out)
       out.length = length;
       out.normal = vec3(found.normal);
       out.point = vec3(found.point1);
+      out.isPointKnown = true;
       out.part1 = pair.part1;
       out.part2 = pair.part2;
    }
@@ -193,8 +275,17 @@ ZqReal Overlap::exitOfPair(const PartPair& pair, const Vec3& u, Parting& out)
 /// Grows `out` to the greatest exit of all pairs; false once that is no better than the best so far.
 bool Overlap::exitOfPairs(std::vector<PartPair>& pairs, const Vec3& u, Parting& out)
 {
-   for (PartPair& pair : pairs)
+   std::size_t count = 0; // of pairs that are not of triangles
+   for (std::size_t i = 0; i < pairs.size(); ++i)
    {
+      PartPair& pair = pairs[count++] = pairs[i];
+      if (exitOfFaces(pair, u, out))
+      {
+         if (!(out.length < m_best.length))
+            return false;
+         --count;
+         continue;
+      }
       const ZqConvex& a = m_A.part(pair.part1, m_spaceA);
       const ZqConvex& b = m_B.part(pair.part2, m_spaceB);
       if (!a.isBounded() || !b.isBounded())
@@ -215,6 +306,7 @@ bool Overlap::exitOfPairs(std::vector<PartPair>& pairs, const Vec3& u, Parting& 
       if (b.core == ZqConvex::Core::Triangle)
          byPlane(m_X.R * unit(cross(b.corner[1] - b.corner[0], b.corner[2] - b.corner[0])));
    }
+   pairs.resize(count);
    const auto isLess = [](const PartPair& p, const PartPair& q) { return p.most < q.most; };
    for (std::make_heap(pairs.begin(), pairs.end(), isLess);
         !pairs.empty() && (out.length == endless || pairs.front().most > out.length);)
@@ -255,6 +347,13 @@ bool Overlap::tryAlong(const Vec3& u)
    out.length = 0.0;
    bool isMet = false;
    bool isFromOutside = false;
+   // Of curved surfaces something in the way where the best ends is taken to tell that u is no better.
+   if (isOfMany() && m_best.length < endless)
+   {
+      collect(movedAlong(m_X, u, m_best.length - 1e-13 * m_size), 1, m_space.pairs);
+      if (!m_space.pairs.empty())
+         return false;
+   }
    for (int k = 0; k < 24; ++k)
    {
       if (k == 0)
@@ -290,14 +389,15 @@ bool Overlap::tryAlong(const Vec3& u)
    return false;
 }
 
-/// Tries u, and goes down from there to where the last parts to leave each other do so along the motion.
-void Overlap::tryAndFollow(const Vec3& u)
+/// Tries u, and goes down from there to where the last parts to leave each other do so along the motion, as long as
+/// a step is worthwhile (m).
+void Overlap::tryAndFollow(const Vec3& u, ZqReal worthwhile)
 {
    ZqReal before = m_best.length;
    bool isBetter = tryAlong(u);
    for (int k = 0; k < 16 && isBetter && dot(m_best.normal, m_best.u) < 1.0 - 1e-14; ++k)
    {
-      isBetter = before == endless || m_best.length < before - 1e-9 * m_size;
+      isBetter = before == endless || m_best.length < before - worthwhile;
       before = m_best.length;
       isBetter = isBetter && tryAlong(m_best.normal);
    }
@@ -403,7 +503,7 @@ void Overlap::tryCombinations()
    {
       const ZqReal length = norm(t);
       if (length > 0.0 && length < m_best.length * (1.0 - 1e-9))
-         tryAndFollow(t * (1.0 / length));
+         tryAndFollow(t * (1.0 / length), worthwhile());
    };
    for (std::size_t i = 0; i < count; ++i)
       for (std::size_t j = 0; j < i; ++j)
@@ -426,6 +526,29 @@ void Overlap::tryCombinations()
       }
 }
 
+/// The mean of the outward normals of the triangles that overlap, by their areas; zero without any.
+Vec3 Overlap::meanNormal() const
+{
+   Vec3 sum{0.0, 0.0, 0.0};
+   const auto add = [&sum](const ZqTriangles* mesh, ZqU32 t, const Mat3& R, ZqReal sign)
+   {
+      if (mesh && mesh->isClosed())
+         sum += R *
+                cross(mesh->vertex(t, 1) - mesh->vertex(t, 0),
+                      mesh->vertex(t, 2) - mesh->vertex(t, 0)) *
+                (sign * mesh->outward());
+   };
+   for (const PartPair& pair : m_space.first)
+   {
+      ZqU32 t = 0;
+      const ZqTriangles* mesh = m_A.trianglesOf(pair.part1, t);
+      add(mesh, t, {}, 1.0);
+      mesh = m_B.trianglesOf(pair.part2, t);
+      add(mesh, t, m_X.R, -1.0);
+   }
+   return norm2(sum) > 0.0 ? unit(sum) : sum;
+}
+
 bool Overlap::solve(const Vec3& hint)
 {
    const auto sizeOf = [](const PartSide& side)
@@ -442,18 +565,33 @@ bool Overlap::solve(const Vec3& hint)
       return norm(upper - lower);
    };
    m_size = std::min(sizeOf(m_A), sizeOf(m_B));
-   collect(m_X, m_space.first);
+   collect(m_X, std::numeric_limits<std::size_t>::max(), m_space.first);
    if (m_space.first.empty() && !isInside(m_A, m_B, m_X))
       return false;
    m_space.near.clear();
-   if (norm2(hint) > 0.0)
-      tryAndFollow(hint);
+   for (const Vec3& u : {hint, meanNormal()})
+      if (norm2(u) > 0.0)
+         tryAndFollow(u, worthwhile());
    collectCandidates();
    for (std::size_t i = 0; i < m_space.candidates.size(); ++i)
       if (m_space.candidates[i].least < m_best.length)
-         tryAndFollow(m_space.candidates[i].u);
+         tryAndFollow(m_space.candidates[i].u, worthwhile());
    tryCombinations();
+   if (isOfMany() && m_best.length < endless)
+      tryAndFollow(m_best.normal, 1e-9 * m_size);
+   findPoint();
    return true;
+}
+
+/// Where the last parts to leave each other do so.
+void Overlap::findPoint()
+{
+   if (m_best.isPointKnown || !(m_best.length < endless))
+      return;
+   ZqSeparation found;
+   distance(m_A.part(m_best.part1, m_spaceA), m_B.part(m_best.part2, m_spaceB),
+            movedAlong(m_X, m_best.u, m_best.length + 1e-12 * m_size), nullptr, found);
+   m_best.point = vec3(found.point1);
 }
 } // namespace
 
