@@ -90,12 +90,12 @@ void ZqIndividualManipulator::takeMapsFrom(ZqIndividualManipulator& other,
    {
       link->setManipulatorPointer(this);
       if (link->referenceLink() == &other)
-         link->setReferenceLink(this);
+         link->m_referenceLink = this;
    }
    const ZqLinkReferenceDescription& description = linkReferenceDescription();
    const auto referenced = m_linkPointerMap.find(description.referencedLinkLabel());
    if (description.isShapeReferenced() && referenced != m_linkPointerMap.end())
-      setReferenceLink(referenced->second);
+      m_referenceLink = referenced->second;
 }
 
 bool ZqIndividualManipulator::operator==(const ZqIndividualManipulator& other) const
@@ -191,7 +191,7 @@ bool ZqIndividualManipulator::mapManipulator(LinkPointerVector& links, LinkPoint
    labelToLink.insert_or_assign(linkLabel(), this);
    if (isReference())
    {
-      setReferenceLink(m_concreteReference);
+      m_referenceLink = m_concreteReference;
       return true;
    }
    bool mapped = true;
@@ -700,7 +700,7 @@ void ZqIndividualManipulator::bindReference(ZqIndividualManipulator* model)
    modelIsNew();
    if (!isReference())
       return;
-   setReferenceLink(m_concreteReference);
+   m_referenceLink = m_concreteReference;
    if (m_linkCollisionTest.size() != jointDof() + 1)
       mapLinkCollisionCandidates();
 }
