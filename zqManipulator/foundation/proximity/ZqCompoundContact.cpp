@@ -179,11 +179,10 @@ bool Touching::mayTouch(ZqU32 part1, ZqU32 part2, const Vec3& n, ZqReal separati
       const ZqReal cosine = dot(mesh->normal(t), d) * mesh->outward();
       const ZqReal slope = cones.slope(*mesh, t, part);
       return cosine < -2e-4 ||
-             (slope < Cones::unlimited && (1.0 - cosine * cosine) >
-                                             (1.0 + 1e-3) * slope * slope * cosine * cosine);
+             (slope < Cones::unlimited &&
+              (1.0 - cosine * cosine) > (1.0 + 1e-3) * slope * slope * cosine * cosine);
    };
-   return !isOff(m_A, part1, n, m_cones[0]) &&
-          !isOff(m_B, part2, -turnBack(m_X.R, n), m_cones[1]);
+   return !isOff(m_A, part1, n, m_cones[0]) && !isOff(m_B, part2, -turnBack(m_X.R, n), m_cones[1]);
 }
 
 /// Names a feature alike in all triangles that share it.

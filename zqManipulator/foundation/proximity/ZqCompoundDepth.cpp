@@ -14,7 +14,8 @@ namespace
 {
 /// More pairs are left to the trees.
 constexpr std::size_t mostNear = 5000;
-/// So many pairs that are met on the way show how far it is to go on.
+constexpr std::size_t all = std::numeric_limits<std::size_t>::max();
+/// So many pairs that are met on the way show how far it is to go on, at first.
 constexpr std::size_t mostAtOnce = 32;
 constexpr ZqReal endless = std::numeric_limits<ZqReal>::infinity();
 
@@ -114,7 +115,7 @@ public:
 
 private:
    void collect(const Pose& Y, std::size_t most, std::vector<PartPair>& pairs) const;
-   void collectAlong(const Vec3& u, ZqReal length, std::vector<PartPair>& pairs);
+   void collectAlong(const Vec3& u, ZqReal length, std::size_t most, std::vector<PartPair>& pairs);
    void collectCandidates();
    void add(std::vector<Candidate>& to, const Vec3& u, ZqReal least) const;
    bool exitOfFaces(const PartPair& pair, const Vec3& u, Parting& out) const;
@@ -159,12 +160,13 @@ void Overlap::collect(const Pose& Y, std::size_t most, std::vector<PartPair>& pa
    visitPartPairs(m_A, m_B, Y, 0.0, look);
 }
 
-/// Pairs that overlap once B has moved along u, if there are any. Only what was within that length can do so: those
-/// pairs are listed once for all short ways, since trees tell little of surfaces that touch.
-void Overlap::collectAlong(const Vec3& u, ZqReal length, std::vector<PartPair>& pairs)
+/// Pairs that overlap once B has moved along u, if there are any. Only what was within that length can do so: of
+/// shapes with few such pairs these are listed once for all short ways.
+void Overlap::collectAlong(const Vec3& u, ZqReal length, std::size_t most,
+                           std::vector<PartPair>& pairs)
 {
    const Pose Y = movedAlong(m_X, u, length);
-   if (length > m_reach && length < m_tooFar)
+   if (!isOfMany() && length > m_reach && length < m_tooFar)
    {
       m_reach = std::min(1.5 * length, m_tooFar);
       m_space.near.clear();
@@ -180,8 +182,8 @@ void Overlap::collectAlong(const Vec3& u, ZqReal length, std::vector<PartPair>& 
          m_reach = -1.0;
       }
    }
-   if (length > m_reach)
-      return collect(Y, mostAtOnce, pairs);
+   if (isOfMany() || length > m_reach)
+      return collect(Y, most, pairs);
    pairs.clear();
    for (const PartPair& pair : m_space.near)
    {
@@ -192,7 +194,7 @@ void Overlap::collectAlong(const Vec3& u, ZqReal length, std::vector<PartPair>& 
       if ((!meshA || !meshB || !areTrianglesApart(*meshA, t, *meshB, other, Y, 0.0)) &&
           isWithin(m_A.part(pair.part1, m_spaceA), m_B.part(pair.part2, m_spaceB), Y, 0.0, nullptr))
          pairs.push_back(pair);
-      if (pairs.size() >= mostAtOnce)
+      if (pairs.size() >= most)
          return;
    }
 }
@@ -354,12 +356,14 @@ bool Overlap::tryAlong(const Vec3& u)
       if (!m_space.pairs.empty())
          return false;
    }
-   for (int k = 0; k < 24; ++k)
+   constexpr int hasty = 24;
+   int stuck = 0;
+   for (int k = 0; k < 2 * hasty; ++k)
    {
       if (k == 0)
          m_space.pairs = m_space.first;
       else
-         collectAlong(u, out.length + 1e-13 * m_size, m_space.pairs);
+         collectAlong(u, out.length + 1e-13 * m_size, k < hasty ? mostAtOnce : all, m_space.pairs);
       if (!m_space.pairs.empty())
       {
          const ZqReal before = out.length;
@@ -370,7 +374,7 @@ bool Overlap::tryAlong(const Vec3& u)
             return false;
          // A touch that rounding does not let go.
          if (k > 0 && !(out.length > before))
-            out.length = before + std::ldexp(1e-13, k) * m_size;
+            out.length = before + std::ldexp(1e-13, ++stuck) * m_size;
          continue;
       }
       if (isMet && !isInside(m_A, m_B, movedAlong(m_X, u, out.length + 1e-13 * m_size)))
@@ -565,7 +569,7 @@ bool Overlap::solve(const Vec3& hint)
       return norm(upper - lower);
    };
    m_size = std::min(sizeOf(m_A), sizeOf(m_B));
-   collect(m_X, std::numeric_limits<std::size_t>::max(), m_space.first);
+   collect(m_X, all, m_space.first);
    if (m_space.first.empty() && !isInside(m_A, m_B, m_X))
       return false;
    m_space.near.clear();
