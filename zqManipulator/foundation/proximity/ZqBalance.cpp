@@ -538,7 +538,9 @@ struct SafeDescent
    void run() noexcept
    {
       ZqReal stiffness = 0.0;
-      for (int k = 0; k < mostSteps; ++k)
+      int vain = 0;
+      // Many vain steps in a row are those around the axis of a rim, where the polytope does better.
+      for (int k = 0; k < mostSteps && vain < 4; ++k)
       {
          look();
          bend(stiffness);
@@ -552,6 +554,7 @@ struct SafeDescent
             balanced(unit(n + e * (y.e * shorter) + f * (y.f * shorter)), length * shorter);
          const int before = count;
          const ZqReal there = add(next);
+         vain = there < height ? 0 : vain + 1;
          if (there < height)
          {
             stiffness = height - there > 0.25 * drop * shorter ? 0.1 * stiffness : stiffness;
