@@ -26,7 +26,7 @@ struct Feature
       Rim,
       Surface
    };
-   Kind kind;
+   Kind kind = Kind::Vertex;
    Vec3 p; ///< the vertex; radius, 0 and height of a rim; semi-axes
 
    Feature() = default;
@@ -344,7 +344,250 @@ void takeFeatures(const Balance& state, Simplex& S, Vec3& n) noexcept
       S.weight[i] = state.weight[i];
    }
 }
+
+/// Goes down the height by steps of a model that is surely convex: the greatest of a few features' heights to
+/// first order, and the bend of those that counted last, made positive. Steps that do not lead down bring the
+/// feature that was in the way, or a stiffer model.
+struct SafeDescent
+{
+   static constexpr int mostFeatures = 8;
+   static constexpr int mostSteps = 60;
+   struct Entry
+   {
+      Feature onA, onB;
+      Vec3 a, b; ///< of B in the frame of B's core
+      ZqReal scaleA = 0.0, scaleB = 0.0, height = 0.0, weight = 0.0;
+      Tangent pull{0.0, 0.0};
+   };
+   CorePair& pair;
+   ZqReal rounding;
+   Vec3 n;
+   ZqReal height = 0.0;
+   int supports = 0;
+   Entry entry[mostFeatures];
+   int count = 0;
+   Vec3 e, f, eB, fB, nB;
+   Bend H; ///< of the model
+   ZqReal determinant = 0.0;
+   ZqReal least = 0.0; ///< eigenvalue of H
+
+   SafeDescent(CorePair& of, const Vec3& along) noexcept
+      : pair(of), rounding(1e-15 * of.size()), n(along)
+   {
+      height = add(along);
+   }
+
+   /// The height along d, whose features join the others.
+   ZqReal add(const Vec3& d) noexcept
+   {
+      Entry now;
+      pair.support(d, now.a, now.b);
+      ++supports;
+      const ZqReal there = dot(d, now.a - now.b);
+      now.b = inverseTimes(pair.X, now.b);
+      now.onA = Feature(pair.A, now.a);
+      now.onB = Feature(pair.B, now.b);
+      for (int i = 0; i < count; ++i)
+         if (entry[i].onA.isSame(now.onA, 10.0 * rounding) &&
+             entry[i].onB.isSame(now.onB, 10.0 * rounding))
+            return there;
+      int place = count;
+      if (count < mostFeatures)
+         ++count;
+      else // the lowest of those that do not count
+      {
+         place = -1;
+         for (int i = 0; i < count; ++i)
+            if (!(entry[i].weight > 0.0) && (place < 0 || entry[i].height < entry[place].height))
+               place = i;
+      }
+      now.weight = count == 1 ? 1.0 : 0.0;
+      entry[place] = now;
+      return there;
+   }
+
+   void look() noexcept
+   {
+      tangentsOf(n, e, f);
+      nB = -turnBack(pair.X.R, n);
+      eB = turnBack(pair.X.R, e);
+      fB = turnBack(pair.X.R, f);
+      for (int i = 0; i < count; ++i)
+      {
+         Entry& at = entry[i];
+         Vec3 p;
+         // Along its axis a rim stays what it was last: a point.
+         if (at.onA.furthest(n, p, at.scaleA))
+            at.a = p;
+         if (at.onB.furthest(nB, p, at.scaleB))
+            at.b = p;
+         const Vec3 w = at.a - pair.X * at.b;
+         at.height = dot(n, w);
+         at.pull = {dot(e, w), dot(f, w)};
+      }
+   }
+
+   void bend(ZqReal stiffness) noexcept
+   {
+      H = {};
+      for (int i = 0; i < count; ++i)
+         if (const Entry& at = entry[i]; at.weight > 0.0)
+         {
+            if (at.scaleA > 0.0)
+               at.onA.bend(at.a, at.scaleA, e, f, at.weight, H);
+            if (at.scaleB > 0.0)
+               at.onB.bend(at.b, at.scaleB, eB, fB, at.weight, H);
+         }
+      H.ee -= height;
+      H.ff -= height;
+      // Negative eigenvalues turn: across features that balance they mean nothing, along a crest they
+      // tell how far to go. It is the root of the square.
+      const ZqReal product = std::abs(H.ee * H.ff - H.ef * H.ef);
+      const ZqReal square = H.ee * H.ee + 2.0 * H.ef * H.ef + H.ff * H.ff;
+      const ZqReal sum = std::sqrt(square + 2.0 * product);
+      least = std::max(product / sum, 1e-12 * sum);
+      const ZqReal more = stiffness + 1e-12 * sum;
+      H = {(H.ee * H.ee + H.ef * H.ef + product) / sum + more, H.ef * (H.ee + H.ff) / sum,
+           (H.ff * H.ff + H.ef * H.ef + product) / sum + more};
+      determinant = H.ee * H.ff - H.ef * H.ef;
+   }
+
+   Tangent solve(const Tangent& g) const noexcept
+   {
+      return {(H.ff * g.e - H.ef * g.f) / determinant, (H.ee * g.f - H.ef * g.e) / determinant};
+   }
+
+   /// The least of the model, by trying up to three features each: those win whose weights prove the most.
+   /// Returns how far down it leads, and sets the weights.
+   ZqReal step(Tangent& y) noexcept
+   {
+      ZqReal most = -std::numeric_limits<ZqReal>::infinity();
+      int best[3] = {0, 0, 0};
+      ZqReal weight[3] = {0.0, 0.0, 0.0};
+      const auto offer = [&](int i, int j, int k, ZqReal v, ZqReal w)
+      {
+         const ZqReal u = 1.0 - v - w;
+         if (!(u >= 0.0 && v >= 0.0 && w >= 0.0))
+            return;
+         const Tangent g{u * entry[i].pull.e + v * entry[j].pull.e + w * entry[k].pull.e,
+                         u * entry[i].pull.f + v * entry[j].pull.f + w * entry[k].pull.f};
+         const Tangent down = solve(g);
+         const ZqReal drop = u * (entry[i].height - height) + v * (entry[j].height - height) +
+                             w * (entry[k].height - height) - 0.5 * dot(g, down);
+         if (!(drop > most))
+            return;
+         most = drop;
+         y = {-down.e, -down.f};
+         best[0] = i;
+         best[1] = j;
+         best[2] = k;
+         weight[0] = u;
+         weight[1] = v;
+         weight[2] = w;
+      };
+      for (int i = 0; i < count; ++i)
+      {
+         offer(i, i, i, 0.0, 0.0);
+         const Tangent gi = solve(entry[i].pull);
+         for (int j = i + 1; j < count; ++j)
+         {
+            const Tangent c = entry[j].pull - entry[i].pull;
+            const Tangent Hc = solve(c);
+            const ZqReal cc = dot(c, Hc);
+            const ZqReal r = entry[j].height - entry[i].height - dot(c, gi);
+            offer(i, j, j, r / cc, 0.0);
+            for (int k = j + 1; k < count; ++k)
+            {
+               const Tangent d = entry[k].pull - entry[i].pull;
+               const ZqReal cd = dot(d, Hc);
+               const ZqReal dd = dot(d, solve(d));
+               const ZqReal s = entry[k].height - entry[i].height - dot(d, gi);
+               const ZqReal whole = cc * dd - cd * cd;
+               offer(i, j, k, (r * dd - s * cd) / whole, (s * cc - r * cd) / whole);
+            }
+         }
+      }
+      for (int i = 0; i < count; ++i)
+         entry[i].weight = 0.0;
+      for (int i = 0; i < 3; ++i)
+         entry[best[i]].weight += weight[i];
+      return -most;
+   }
+
+   /// A direction near d along which two features that count are equally high again: the valley between them
+   /// is curved.
+   Vec3 balanced(const Vec3& d, ZqReal most) noexcept
+   {
+      int two[2] = {0, 0};
+      int counting = 0;
+      for (int i = 0; i < count; ++i)
+         if (entry[i].weight > 0.0)
+            two[counting++ & 1] = i;
+      if (counting != 2)
+         return d;
+      const Vec3 from = n;
+      n = d;
+      look();
+      n = from;
+      const Tangent c = entry[two[1]].pull - entry[two[0]].pull;
+      const ZqReal part = (entry[two[0]].height - entry[two[1]].height) / dot(c, c);
+      const bool isSmall = part * part * dot(c, c) < most * most;
+      return isSmall ? unit(d + e * (c.e * part) + f * (c.f * part)) : d;
+   }
+
+   void run() noexcept
+   {
+      ZqReal stiffness = 0.0;
+      int vain = 0;
+      // Many vain steps in a row are those around the axis of a rim, where the polytope does better.
+      for (int k = 0; k < mostSteps && vain < 4; ++k)
+      {
+         look();
+         bend(stiffness);
+         Tangent y{0.0, 0.0};
+         const ZqReal drop = step(y);
+         if (!(drop > 0.1 * rounding))
+            return;
+         const ZqReal length = std::sqrt(dot(y, y));
+         const ZqReal shorter = length > 0.5 ? 0.5 / length : 1.0;
+         const Vec3 next =
+            balanced(unit(n + e * (y.e * shorter) + f * (y.f * shorter)), length * shorter);
+         const int before = count;
+         const ZqReal there = add(next);
+         vain = there < height ? 0 : vain + 1;
+         if (there < height)
+         {
+            stiffness = height - there > 0.25 * drop * shorter ? 0.1 * stiffness : stiffness;
+            n = next;
+            height = there;
+         }
+         else if (count == before || length > 0.1)
+            stiffness = std::max(8.0 * stiffness, least);
+      }
+   }
+
+   void takeFeatures(Simplex& S) const noexcept
+   {
+      S.count = 0;
+      for (int i = 0; i < count && S.count < 3; ++i)
+         if (entry[i].weight > 0.0)
+         {
+            S.set(S.count, entry[i].a, pair.X * entry[i].b);
+            S.weight[S.count++] = entry[i].weight;
+         }
+   }
+};
 } // namespace
+
+ZqReal descendSafely(CorePair& pair, Simplex& S, Vec3& n, int& supports) noexcept
+{
+   SafeDescent descent(pair, n);
+   descent.run();
+   descent.takeFeatures(S);
+   n = descent.n;
+   supports += descent.supports;
+   return descent.height;
+}
 
 bool balance(const CorePair& pair, Simplex& S, Vec3& n) noexcept
 {

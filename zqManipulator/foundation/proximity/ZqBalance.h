@@ -26,6 +26,10 @@ enum class Approach : std::uint8_t
 /// The same in no more than three steps, and without shortening those that are too long: how far it came.
 Approach approachBalance(const CorePair& pair, Simplex& S, Vec3& n) noexcept;
 
+/// Goes down from n to a least of the height, wherever that is, more slowly: returns the height, and the
+/// features that nearly balance there.
+ZqReal descendSafely(CorePair& pair, Simplex& S, Vec3& n, int& supports) noexcept;
+
 /// Puts a point that is higher along n than the balanced ones among these, of which one goes where there are
 /// three: such that the rest still hold the direction of no pull.
 void exchange(Simplex& S, const Vec3& n, const Vec3& a, const Vec3& b) noexcept;

@@ -230,15 +230,28 @@ struct Expansion
          refineFrom(seeds[i]);
    }
 
+   /// The least of the height that is down from n.
+   void refineSafely(Penetration& other) noexcept
+   {
+      Simplex S;
+      Vec3 n = other.n;
+      const ZqReal height = descendSafely(pair, S, n, other.supports);
+      if (!(height <= other.depth + 4e-15 * size))
+         return;
+      other.depth = height;
+      other.n = n;
+      other.simplex.count = 0;
+      descend(pair, S, other);
+   }
+
    void refineFrom(int f) noexcept
    {
       Penetration other;
       other.n = hull.face[f].normal;
       if (!descend(pair, hull.features(f), other))
       {
-         Vec3 a, b;
-         other.height(pair, hull.face[f].normal, a, b);
-         refineDepth(pair, other);
+         other.depth = std::numeric_limits<ZqReal>::infinity();
+         refineSafely(other);
       }
       best.supports += other.supports;
       if (!(other.depth <= best.depth + 4e-15 * size))
@@ -281,7 +294,7 @@ Penetration penetrate(CorePair& pair, const Simplex* first) noexcept
       if (best.simplex.count == 0)
       {
          expansion.grow(0.0, false, best.supports + lastSupports);
-         refineDepth(pair, best);
+         expansion.refineSafely(best);
       }
       expansion.prove();
    }

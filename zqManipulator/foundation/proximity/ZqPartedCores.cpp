@@ -142,40 +142,4 @@ bool descendFrom(CorePair& pair, const ZqPairCache& features, Penetration& penet
       S.set(i, features.a[i], pair.X * features.b[i]);
    return S.count > 0 && descend(pair, S, penetration);
 }
-
-void refineDepth(CorePair& pair, Penetration& penetration, int mostSteps) noexcept
-{
-   const ZqReal size = pair.size();
-   ZqPairCache warm;
-   Vec3 lastMove{0.0, 0.0, 0.0};
-   bool hasMoved = false;
-   // It contracts by (depth + margin) / (radius of curvature + margin), slowly for deep overlaps: every
-   // second step leaps ahead along the line of the last two (Aitken), and counts only if the depth falls.
-   for (int k = 0; k < mostSteps; ++k)
-   {
-      Vec3 a, b;
-      const Vec3 from = penetration.n;
-      const ZqReal depth = penetration.depth;
-      const Vec3 n =
-         deepestPoints(pair, from, depth, 1e-3 * size, a, b, penetration.supports, &warm);
-      if (!(penetration.height(pair, n, a, b) < depth))
-         break;
-      const Vec3 move = n - from;
-      if (hasMoved)
-      {
-         const ZqReal rate = dot(move, lastMove) / norm2(lastMove);
-         hasMoved = !(rate > 0.05 && rate < 0.999);
-         if (!hasMoved)
-            penetration.height(pair, unit(n + move * (rate / (1.0 - rate))), a, b);
-      }
-      else
-         hasMoved = norm2(move) > 0.0;
-      lastMove = move;
-      // The features of the parted cores may be those that balance.
-      if ((k % 3 == 2 && descendFrom(pair, warm, penetration)) ||
-          depth - penetration.depth <= 1e-13 * size)
-         return;
-   }
-   descendFrom(pair, warm, penetration);
-}
 } // namespace zqConvex

@@ -55,7 +55,4 @@ void refineApart(CorePair& pair, GjkResult& result) noexcept;
 bool descend(CorePair& pair, const Simplex& features, Penetration& penetration) noexcept;
 /// The same from the points that a cache has.
 bool descendFrom(CorePair& pair, const ZqPairCache& features, Penetration& penetration) noexcept;
-/// To the same end slower and from anywhere, by the normals of the parted cores, until the depth stops
-/// falling.
-void refineDepth(CorePair& pair, Penetration& penetration, int mostSteps = 24) noexcept;
 } // namespace zqConvex
