@@ -349,9 +349,18 @@ bool Overlap::isBlocked(const Vec3& u)
    constexpr int lengths = 8;
    if (!isOfMany() || !(m_best.length < endless))
       return false;
+   // Parts that overlap from the start are in the way until their exit.
+   Parting met;
+   met.length = 0.0;
+   const std::size_t step = m_space.first.size() / 32 + 1;
+   for (std::size_t i = 0; i < m_space.first.size(); i += step)
+      exitOfFaces(m_space.first[i], u, met);
    for (int k = lengths; k > 0; --k)
    {
-      collect(movedAlong(m_X, u, (m_best.length - 1e-13 * m_size) * k / lengths), 1, m_space.pairs);
+      const ZqReal length = (m_best.length - 1e-13 * m_size) * k / lengths;
+      if (length < met.length)
+         break;
+      collect(movedAlong(m_X, u, length), 1, m_space.pairs);
       if (m_space.pairs.empty())
          return false;
    }
