@@ -122,6 +122,7 @@ private:
    ZqReal exitOfPair(const PartPair& pair, const Vec3& u, Parting& out);
    bool exitOfPairs(std::vector<PartPair>& pairs, const Vec3& u, Parting& out);
    ZqReal lengthFromOutside(const Vec3& u) const;
+   bool isBlocked(const Vec3& u);
    bool tryAlong(const Vec3& u);
    void tryAndFollow(const Vec3& u, ZqReal worthwhile);
    Vec3 meanNormal() const;
@@ -341,6 +342,31 @@ ZqReal Overlap::lengthFromOutside(const Vec3& u) const
    return std::max(0.0, length - 2e-4 * m_size);
 }
 
+/// Whether something is in the way of curved surfaces at each of some lengths along u up to the best: then u is taken
+/// to be no better. What parts them only between two of these lengths is lost.
+bool Overlap::isBlocked(const Vec3& u)
+{
+   constexpr int lengths = 8;
+   if (!isOfMany() || !(m_best.length < endless))
+      return false;
+   // Parts that overlap from the start are in the way until their exit.
+   Parting met;
+   met.length = 0.0;
+   const std::size_t step = m_space.first.size() / 32 + 1;
+   for (std::size_t i = 0; i < m_space.first.size(); i += step)
+      exitOfFaces(m_space.first[i], u, met);
+   for (int k = lengths; k > 0; --k)
+   {
+      const ZqReal length = (m_best.length - 1e-13 * m_size) * k / lengths;
+      if (length < met.length)
+         break;
+      collect(movedAlong(m_X, u, length), 1, m_space.pairs);
+      if (m_space.pairs.empty())
+         return false;
+   }
+   return true;
+}
+
 /// Moves B out along u until all pairs that are met on the way are clear. Keeps what is better than the best.
 bool Overlap::tryAlong(const Vec3& u)
 {
@@ -349,13 +375,8 @@ bool Overlap::tryAlong(const Vec3& u)
    out.length = 0.0;
    bool isMet = false;
    bool isFromOutside = false;
-   // Of curved surfaces something in the way where the best ends is taken to tell that u is no better.
-   if (isOfMany() && m_best.length < endless)
-   {
-      collect(movedAlong(m_X, u, m_best.length - 1e-13 * m_size), 1, m_space.pairs);
-      if (!m_space.pairs.empty())
-         return false;
-   }
+   if (isBlocked(u))
+      return false;
    constexpr int hasty = 24;
    int stuck = 0;
    for (int k = 0; k < 2 * hasty; ++k)
