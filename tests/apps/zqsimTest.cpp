@@ -478,8 +478,8 @@ TEST_F(Zqsim, MeshesOfFilesBecomeShapes)
          for (const Json& link : info.at("/manipulators/0/links"_json_pointer))
             EXPECT_EQ(link.at("shapes").size(), link.at("label") == "link3" ? 1U : 0U);
          EXPECT_NE(run("info " + out).out.find("link3  " + type), std::string::npos);
-         for (const Json& link :
-              runForJson("frames " + out).at("/manipulators/0/frames"_json_pointer))
+         const Json frames = runForJson("frames " + out);
+         for (const Json& link : frames.at("/manipulators/0/frames"_json_pointer))
             for (const Json& shape : link.at("shapes"))
             {
                EXPECT_EQ(shape.at("vertices").size(), 4U);
