@@ -7,16 +7,10 @@
 
 class ZqShape;
 
-/// What a pair of shapes keeps between queries: for compounds, what each pair of near parts keeps.
+/// What a pair of shapes keeps between queries.
 struct ZqShapePairCache
 {
-   ZqPairCache convex;
-   struct Parts
-   {
-      ZqU32 part1, part2;
-      ZqPairCache cache;
-   };
-   std::vector<Parts> parts; ///< sorted by part1, then part2
+   ZqPairCache convex; ///< of the shapes, or of the parts that were nearest
    /// The parts that were nearest, with which the next query begins.
    ZqU32 part1 = 0;
    ZqU32 part2 = 0;

@@ -152,12 +152,8 @@ ZqShapeCollisionData& ZqSystemShapeCollisionCache::lookAt(const ZqShapeKey& key1
          found = m_records.insert(found, std::move(m_spare.back()));
          m_spare.pop_back();
       }
-      ZqShapeCollisionData& data = found->second.data;
-      std::vector<ZqShapePairCache::Parts> parts = std::move(data.pairCache().parts);
-      parts.clear();
       found->second = {};
-      data = ZqShapeCollisionData(key1, key2);
-      data.pairCache().parts = std::move(parts);
+      found->second.data = ZqShapeCollisionData(key1, key2);
    }
    Record& record = found->second;
    record.looked = m_evaluation;
