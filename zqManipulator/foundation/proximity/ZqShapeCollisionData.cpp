@@ -49,10 +49,25 @@ void ZqShapeCollisionData::setManifold(const ZqContactManifold& manifold,
    m_sides[1].contactPoint = inPrimary2(isDeep ? middle2 * (1.0 / weight) : deepest.point2);
 }
 
+void ZqContactMemory::exchangeSides() noexcept
+{
+   std::swap(stickPoint[0], stickPoint[1]);
+   std::swap(stickFrame[0], stickFrame[1]);
+   std::swap(velocity[0], velocity[1]);
+   std::swap(lastVelocity[0], lastVelocity[1]);
+   for (int i = 0; i < gripCount; ++i)
+   {
+      grips[i].name = grips[i].name << 32 | grips[i].name >> 32;
+      std::swap(grips[i].anchor1, grips[i].anchor2);
+   }
+}
+
 void ZqShapeCollisionData::exchangeSides() noexcept
 {
    std::swap(m_keys[0], m_keys[1]);
    std::swap(m_sides[0], m_sides[1]);
+   m_memory.exchangeSides();
+   m_response = {};
    m_collisionNormal = -m_collisionNormal;
    m_lineOfAction = -m_lineOfAction;
    m_manifold = {};

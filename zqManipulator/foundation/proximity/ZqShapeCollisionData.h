@@ -1,21 +1,12 @@
 #pragma once
 
+#include "zqManipulator/foundation/proximity/ZqContactMemory.h"
 #include "zqManipulator/foundation/proximity/ZqShapeKeys.h"
 #include "zqManipulator/foundation/proximity/ZqShapeProximity.h"
-#include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
-#include "zqManipulator/foundation/spatial/ZqGeneralMotion.h"
 
 #include <array>
 
 class ZqManipulatorLink;
-
-/// Whether two surfaces stick, slide, or have just met.
-enum class ZqFrictionMode : ZqU32
-{
-   Static = 0,
-   Kinetic = 1,
-   NewContact = 2
-};
 
 /// The record of a contact between two shapes, kept for as long as they touch.
 ///
@@ -112,66 +103,78 @@ public:
    /// @{
    const ZqGeneralMotion& velocityPrimaryObject(const ZqShapeKey& key) const noexcept
    {
-      return m_sides[sideOf(key) == 1].velocity;
+      return m_memory.velocity[sideOf(key) == 1];
    }
-   const ZqGeneralMotion& velocityPrimaryObject1() const noexcept { return m_sides[0].velocity; }
-   const ZqGeneralMotion& velocityPrimaryObject2() const noexcept { return m_sides[1].velocity; }
+   const ZqGeneralMotion& velocityPrimaryObject1() const noexcept { return m_memory.velocity[0]; }
+   const ZqGeneralMotion& velocityPrimaryObject2() const noexcept { return m_memory.velocity[1]; }
    void setVelocityPrimaryObject(const ZqShapeKey& key, const ZqGeneralMotion& velocity) noexcept
    {
-      set(key, &Side::velocity, velocity);
+      setOf(key, m_memory.velocity, velocity);
    }
    const ZqGeneralMotion& lastVelocityPrimaryObject1() const noexcept
    {
-      return m_sides[0].lastVelocity;
+      return m_memory.lastVelocity[0];
    }
    const ZqGeneralMotion& lastVelocityPrimaryObject2() const noexcept
    {
-      return m_sides[1].lastVelocity;
+      return m_memory.lastVelocity[1];
    }
    void setLastVelocityPrimaryObject(const ZqShapeKey& key,
                                      const ZqGeneralMotion& velocity) noexcept
    {
-      set(key, &Side::lastVelocity, velocity);
+      setOf(key, m_memory.lastVelocity, velocity);
    }
    /// @}
 
    /// \name Friction
    /// @{
-   ZqFrictionMode frictionMode() const noexcept { return m_frictionMode; }
-   void setFrictionMode(ZqFrictionMode mode) noexcept { m_frictionMode = mode; }
+   ZqFrictionMode frictionMode() const noexcept { return m_memory.frictionMode; }
+   void setFrictionMode(ZqFrictionMode mode) noexcept { m_memory.frictionMode = mode; }
    /// Where sticking began: the point in each primary frame, and the frames in the system.
    const ZqVector& staticStartCollisionPointInPrimary1() const noexcept
    {
-      return m_sides[0].stickPoint;
+      return m_memory.stickPoint[0];
    }
    const ZqVector& staticStartCollisionPointInPrimary2() const noexcept
    {
-      return m_sides[1].stickPoint;
+      return m_memory.stickPoint[1];
    }
    void setStaticStartCollisionPointInPrimary1(const ZqVector& point) noexcept
    {
-      m_sides[0].stickPoint = point;
+      m_memory.stickPoint[0] = point;
    }
    void setStaticStartCollisionPointInPrimary2(const ZqVector& point) noexcept
    {
-      m_sides[1].stickPoint = point;
+      m_memory.stickPoint[1] = point;
    }
    const ZqCoordinateSystemTransformation& staticStartPrimaryFrame1InSystem() const noexcept
    {
-      return m_sides[0].stickFrame;
+      return m_memory.stickFrame[0];
    }
    const ZqCoordinateSystemTransformation& staticStartPrimaryFrame2InSystem() const noexcept
    {
-      return m_sides[1].stickFrame;
+      return m_memory.stickFrame[1];
    }
    void setStaticStartPrimaryFrame1InSystem(const ZqCoordinateSystemTransformation& frame) noexcept
    {
-      m_sides[0].stickFrame = frame;
+      m_memory.stickFrame[0] = frame;
    }
    void setStaticStartPrimaryFrame2InSystem(const ZqCoordinateSystemTransformation& frame) noexcept
    {
-      m_sides[1].stickFrame = frame;
+      m_memory.stickFrame[1] = frame;
    }
+   /// @}
+
+   /// \name From step to step
+   /// @{
+   /// All of what friction keeps, the velocities among it.
+   const ZqContactMemory& memory() const noexcept { return m_memory; }
+   ZqContactMemory& memory() noexcept { return m_memory; }
+   /// @}
+   /// \name What the bodies do to each other
+   /// @{
+   const ZqContactResponse& response() const noexcept { return m_response; }
+   ZqContactResponse& response() noexcept { return m_response; }
    /// @}
 
    /// What the next query of the pair begins with.
@@ -192,11 +195,7 @@ private:
       ZqU32 closestPointIndex = 0;
       ZqVector contactPoint;
       ZqVector middle;
-      ZqVector stickPoint;
       std::array<ZqVector, ZqContactManifold::capacity> points;
-      ZqGeneralMotion velocity;
-      ZqGeneralMotion lastVelocity;
-      ZqCoordinateSystemTransformation stickFrame;
    };
 
    int sideOf(const ZqShapeKey& key) const noexcept
@@ -209,6 +208,12 @@ private:
       if (const int side = sideOf(key); side >= 0)
          m_sides[side].*member = value;
    }
+   template <class T>
+   void setOf(const ZqShapeKey& key, std::array<T, 2>& values, const T& value) noexcept
+   {
+      if (const int side = sideOf(key); side >= 0)
+         values[side] = value;
+   }
 
    std::array<ZqShapeKey, 2> m_keys;
    std::array<Side, 2> m_sides;
@@ -216,6 +221,7 @@ private:
    int m_deepest = 0;
    ZqVector m_collisionNormal;
    ZqVector m_lineOfAction;
-   ZqFrictionMode m_frictionMode = ZqFrictionMode::NewContact;
+   ZqContactMemory m_memory;
+   ZqContactResponse m_response;
    ZqShapePairCache m_pairCache;
 };

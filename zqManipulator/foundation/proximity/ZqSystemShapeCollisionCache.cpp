@@ -39,6 +39,30 @@ void ZqSystemShapeCollisionCache::invalidateAll()
       forgetOld();
 }
 
+void ZqSystemShapeCollisionCache::beginTrial()
+{
+   m_isTrial = true;
+}
+
+void ZqSystemShapeCollisionCache::endTrial()
+{
+   m_isTrial = false;
+   for (auto& [key, record] : m_records)
+   {
+      if (record.kept.empty())
+         continue;
+      record.data.memory() = record.kept.front();
+      record.kept.clear();
+   }
+}
+
+/// Has the memory of a record outlive the trial, in which it may be used at will.
+void ZqSystemShapeCollisionCache::keep(Record& record)
+{
+   if (m_isTrial && record.kept.empty())
+      record.kept.push_back(record.data.memory());
+}
+
 void ZqSystemShapeCollisionCache::forgetOld()
 {
    for (auto it = m_records.begin(); it != m_records.end();)
@@ -66,17 +90,19 @@ void ZqSystemShapeCollisionCache::setValid(ZqShapeCollisionData* data)
    if (found == m_records.end() || &found->second.data != data)
       return;
    found->second.isValid = true;
-   found->second.touched = found->second.looked = m_evaluation;
-   m_isLookedAt = true;
+   found->second.looked = m_evaluation;
+   if (!m_isTrial)
+      found->second.touched = m_evaluation;
+   look();
 }
 
 const ZqShapeCollisionData*
 ZqSystemShapeCollisionCache::getCollisionData(const ZqShapeKey& key1, const ZqShapeKey& key2) const
 {
    const auto found = m_records.find(ordered(key1, key2));
-   return found == m_records.end() || found->second.touched + 1 < m_evaluation
-             ? nullptr
-             : &found->second.data;
+   const bool isThere = found != m_records.end() &&
+                        (found->second.isValid || found->second.touched + 1 >= m_evaluation);
+   return isThere ? &found->second.data : nullptr;
 }
 
 ZqShapeCollisionData* ZqSystemShapeCollisionCache::getCollisionData(const ZqShapeKey& key1,
@@ -88,7 +114,7 @@ ZqShapeCollisionData* ZqSystemShapeCollisionCache::getCollisionData(const ZqShap
 void ZqSystemShapeCollisionCache::resetNextCollisionData()
 {
    m_walked.reset();
-   m_isLookedAt = true;
+   look();
 }
 
 ZqShapeCollisionData* ZqSystemShapeCollisionCache::nextCollisionData()
@@ -99,12 +125,13 @@ ZqShapeCollisionData* ZqSystemShapeCollisionCache::nextCollisionData()
    if (it == m_records.end())
       return nullptr;
    m_walked = it->first;
+   keep(it->second);
    return &it->second.data;
 }
 
 void ZqSystemShapeCollisionCache::beginPair(const ZqLinkKey& link1, const ZqLinkKey& link2)
 {
-   m_isLookedAt = true;
+   look();
    const ZqLinkKey& first = std::min(link1, link2);
    const ZqLinkKey& second = std::max(link1, link2);
    for (auto it = m_records.lower_bound({ZqShapeKey(first, 0), ZqShapeKey()});
@@ -114,7 +141,8 @@ void ZqSystemShapeCollisionCache::beginPair(const ZqLinkKey& link1, const ZqLink
       if (it->first.second().linkKey() != second)
          continue;
       record.isValid = false;
-      record.touched = std::min(record.touched, m_evaluation - 1);
+      if (!m_isTrial)
+         record.touched = std::min(record.touched, m_evaluation - 1);
    }
 }
 
@@ -139,7 +167,7 @@ void ZqSystemShapeCollisionCache::follow(const void* model, std::uint64_t latest
 ZqShapeCollisionData& ZqSystemShapeCollisionCache::lookAt(const ZqShapeKey& key1,
                                                           const ZqShapeKey& key2)
 {
-   m_isLookedAt = true;
+   look();
    const ZqShapeProximityKey key = ordered(key1, key2);
    auto found = m_records.lower_bound(key);
    if (found == m_records.end() || found->first != key)
@@ -157,6 +185,7 @@ ZqShapeCollisionData& ZqSystemShapeCollisionCache::lookAt(const ZqShapeKey& key1
    }
    Record& record = found->second;
    record.looked = m_evaluation;
+   keep(record);
    if (record.data.key1() != key1)
       record.data.exchangeSides();
    return record.data;
@@ -169,6 +198,7 @@ void ZqSystemShapeCollisionCache::touch(ZqShapeCollisionData& data)
       return;
    if (found->second.touched + 1 < m_evaluation)
       data.startAnew();
-   found->second.touched = m_evaluation;
+   if (!m_isTrial)
+      found->second.touched = m_evaluation;
    found->second.isValid = true;
 }

@@ -15,6 +15,10 @@
 /// evaluation ends with `invalidateAll`, provided that somebody looked for contacts or walked over
 /// records since the last one: several in a row count as one.
 ///
+/// Between `beginTrial` and `endTrial` evaluations are trials: they find what touches, from what is
+/// remembered, and leave no trace in that. So an integrator may look at places on its way, and a
+/// recorder at the present.
+///
 /// Records keep their place in memory. Those of pairs that nobody looked at for a while are taken
 /// for other pairs, so that a run settles to allocating nothing.
 class ZqSystemShapeCollisionCache
@@ -42,6 +46,10 @@ public:
    void resetNextCollisionData();
    /// The next valid record, in the order of keys; null behind the last.
    ZqShapeCollisionData* nextCollisionData();
+
+   void beginTrial();
+   void endTrial();
+   bool isTrial() const noexcept { return m_isTrial; }
 
    /// \name For who looks for contacts
    /// @{
@@ -75,6 +83,7 @@ private:
    struct Record
    {
       ZqShapeCollisionData data;
+      std::vector<ZqContactMemory> kept; ///< during a trial: the memory of before
       std::uint64_t touched = 0; ///< the last evaluation in which it touched
       std::uint64_t looked = 0;  ///< or was looked at
       bool isValid = false;
@@ -84,12 +93,15 @@ private:
 
    static ZqShapeProximityKey ordered(const ZqShapeKey& key1, const ZqShapeKey& key2) noexcept;
    void forgetOld();
+   void keep(Record& record);
+   void look() noexcept { m_isLookedAt = m_isLookedAt || !m_isTrial; }
 
    Records m_records;
    std::vector<Records::node_type> m_spare;
    std::optional<ZqShapeProximityKey> m_walked; ///< the last record that the walk gave
    std::uint64_t m_evaluation = 2; ///< above all stamps of records that never touched, by two
    bool m_isLookedAt = false;
+   bool m_isTrial = false;
    const void* m_model = nullptr; ///< not owned, and only compared
    std::uint64_t m_latestVersion = 0;
    std::vector<std::uint64_t> m_versions; ///< by manipulator

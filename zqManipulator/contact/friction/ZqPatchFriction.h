@@ -1,0 +1,43 @@
+#pragma once
+
+#include "zqManipulator/foundation/proximity/ZqContactMemory.h"
+
+/// What friction over the points of a contact is computed from. Everything in axes of the system.
+struct ZqPatchFrictionInput
+{
+   struct Body
+   {
+      ZqCoordinateSystemTransformation frame; ///< the primary frame in the system
+      ZqGeneralMotion velocity;               ///< of that frame (m/s, rad/s)
+   };
+   struct Point
+   {
+      std::uint64_t name = 0; ///< which features meet here
+      ZqVector place;         ///< midway between the surfaces (m)
+      ZqReal depth = 0.0;     ///< positive where the surfaces overlap (m)
+      ZqReal weight = 0.0;    ///< its share of the patch; those of all points sum up to 1
+      ZqReal normalForce = 0.0; ///< N
+   };
+
+   Body body1, body2;
+   ZqVector normal;        ///< unit, from body 1 to body 2
+   ZqReal time = 0.0;      ///< s
+   ZqReal stiffness = 0.0; ///< of the pair's normal spring at the law's reference depth (N/m)
+   ZqReal mass = 0.0;      ///< m1 m2 / (m1 + m2) of the bodies (kg)
+   /// The materials' names; not owned, and not null.
+   const ZqString* material1 = nullptr;
+   const ZqString* material2 = nullptr;
+   int count = 0;
+   std::array<Point, ZqContactManifold::capacity> points; ///< in order round the patch
+};
+
+/// What it comes to: on body 1, and the opposite on body 2 at the same places. In axes of the system.
+struct ZqPatchFriction
+{
+   std::array<ZqVector, ZqContactManifold::capacity> forces; ///< on each point, across the normal (N)
+   std::array<ZqReal, ZqContactManifold::capacity> moments;  ///< about the normal (N m)
+   ZqReal energy = 0.0;   ///< stored (J)
+   ZqReal loss = 0.0;     ///< by dampers (W)
+   ZqReal slipLoss = 0.0; ///< by yielding since the evaluation before (J)
+   ZqReal gain = 0.0;     ///< by points that came, went or changed their shares (J)
+};

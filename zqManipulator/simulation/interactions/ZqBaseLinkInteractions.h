@@ -1,0 +1,42 @@
+#pragma once
+
+#include "zqManipulator/dynamics/bodies/ZqManipulatorExternalForce.h"
+#include "zqManipulator/dynamics/bodies/ZqManipulatorTorque.h"
+#include "zqManipulator/foundation/xml/ZqXmlClass.h"
+#include "zqManipulator/foundation/xml/ZqXmlVectorBasicType.h"
+
+class ZqManipulatorSystem;
+class ZqSystemActiveState;
+
+/// What acts between links of a scene, of one manipulator or of several.
+class ZqBaseLinkInteractions
+   : public ZqXmlAbstractClass<ZqBaseLinkInteractions, ZqXmlCompoundType>
+{
+public:
+   bool operator==(const ZqBaseLinkInteractions&) const noexcept { return true; }
+
+   /// Adds to the forces on the links of each manipulator, each in the D-H frame of its link; there is an
+   /// entry for each manipulator, with one for each link. The time is in seconds. An interaction of
+   /// links that there are not is logged, and adds nothing.
+   ///
+   /// What an interaction remembers is led on by it: one object serves one run, on one thread.
+   virtual void forceBetweenLinks(ZqSystemActiveState& activeState,
+                                  const ZqManipulatorSystem& system, const ZqReal& time,
+                                  const ZqXmlVectorType<ZqManipulatorTorque>& torques,
+                                  ZqXmlVectorType<ZqManipulatorExternalForce>& forces) const = 0;
+
+   /// \name What it remembers from one evaluation to the next
+   /// Contacts are not among it: they stand in the active state.
+   /// @{
+   /// As numbers, to be stored; none when there is nothing to remember.
+   virtual ZqXmlVectorBasicType<ZqReal> memory() const { return {}; }
+   /// False, and no change, for numbers that are none of its own.
+   virtual bool setMemory(const ZqXmlVectorBasicType<ZqReal>& memory)
+   {
+      return memory.size() == 0;
+   }
+   /// What is evaluated between the two leaves no trace in it.
+   virtual void beginTrial() const {}
+   virtual void endTrial() const {}
+   /// @}
+};
