@@ -64,6 +64,8 @@ ZqSimulation::Member ZqSimulation::makeMember(ZqU32 index)
    member.isLeftAlone = !manipulator.isFixedBase() && !isConstrained &&
                         m_scene.configuration().attachmentMap().findNode(index) == nullptr &&
                         m_scene.configuration().attachmentMap().findBaseNode(index) == nullptr;
+   member.isStill = manipulator.isFixedBase() && jointCount == 0;
+   findRigidBody(member);
 
    ZqManipulatorActiveState& active = activeState(index);
    active.setAccelerationState(member.gravity);
@@ -144,6 +146,8 @@ void ZqSimulation::keepDrives()
 {
    for (ZqU32 i = 0; i < m_members.size(); ++i)
    {
+      if (m_members[i].joints.empty())
+         continue;
       ZqActuatorState& drives = activeState(i).actuatorState();
       ZqActuatorState& kept = m_members[i].drivesKept;
       m_isPresent ? drives = kept : kept = drives;
@@ -189,7 +193,14 @@ void ZqSimulation::computeAccelerations()
    m_active.setNonredundantState(m_state);
    for (ZqU32 i = 0; i < m_members.size(); ++i)
    {
+      if (m_members[i].isStill)
+         continue;
       activeState(i).setAccelerationState(m_members[i].gravity);
+      if (m_members[i].rigidBody)
+      {
+         accelerateRigidBody(i);
+         continue;
+      }
       followJoints(i);
       computeMotorTorques(i);
       solve(i);

@@ -200,6 +200,7 @@ private:
    struct Joint;
    struct Motion;
    struct Momentum;
+   struct RigidBody;
    struct Member;
 
    Member makeMember(ZqU32 index);
@@ -238,6 +239,8 @@ private:
    // Accelerations
    void computeAccelerations();
    void solve(ZqU32 index);
+   void findRigidBody(Member& member) const;
+   void accelerateRigidBody(ZqU32 index);
 
    // Drives
    bool setInputs(ZqReal Joint::*input, const std::vector<ZqReal>& values, const char* name);

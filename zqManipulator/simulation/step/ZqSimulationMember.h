@@ -1,5 +1,6 @@
 #pragma once
 
+#include "zqManipulator/dynamics/motion/ZqArticulatedSweep.h"
 #include "zqManipulator/dynamics/tools/ZqArbiAccelerationTool.h"
 #include "zqManipulator/dynamics/tools/ZqConstraintProjection.h"
 #include "zqManipulator/dynamics/tools/ZqCrbiAccelerationTool.h"
@@ -50,6 +51,13 @@ struct ZqSimulation::Momentum
    ZqOrientation base;             ///< in the system
 };
 
+/// What does not change of a manipulator that is one free body.
+struct ZqSimulation::RigidBody
+{
+   zqMotion::Body body;
+   zqMotion::BaseFactor<ZqReal> factor; ///< of its inertia
+};
+
 /// What belongs to one manipulator.
 struct ZqSimulation::Member
 {
@@ -60,6 +68,8 @@ struct ZqSimulation::Member
 
    const ZqIndividualManipulator* manipulator;
    std::vector<Joint> joints;
+   bool isStill = false; ///< for ever: a fixed base without joints
+   std::optional<RigidBody> rigidBody;
    ZqAccelerationState gravity;
    ZqAccelerationState accelerations;
    ZqManipulatorTorque torque;
