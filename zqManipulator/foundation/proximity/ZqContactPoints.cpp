@@ -121,10 +121,10 @@ bool touchesAsPoint(const ZqConvex& C) noexcept
 }
 } // namespace
 
-void contactPoints(CorePair& pair, CoreAnswer& answer, bool hasPoints, ZqReal margin,
+void contactPoints(CorePair& pair, CoreAnswer& answer, bool hasPoints, ZqReal farthest,
                    FacingFeatures& features, ZqContactManifold& out) noexcept
 {
-   const ZqReal reach = margin + pair.A.radius + pair.B.radius;
+   const ZqReal reach = farthest + pair.A.radius + pair.B.radius;
    out.count = 0;
    const bool isPointA = touchesAsPoint(pair.A);
    const bool isPointB = touchesAsPoint(pair.B);
