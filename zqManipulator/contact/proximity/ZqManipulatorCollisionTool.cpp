@@ -51,7 +51,7 @@ bool ZqManipulatorCollisionTool::computeLinkCollisionData(ZqU32 manipulator1, Zq
 
    m_touching.clear();
    ZqSystemShapeCollisionCache& cache = activeState.systemShapeCollisionCache();
-   const ZqCoordinateSystemTransformation X = zqRelativeFrame(a.frame, b.frame);
+   const ZqCoordinateSystemTransformation X = zqRelativeFrame(*a.frame, *b.frame);
    const auto [shape1, shape2] = zqNearVolumes(*a.shape, *b.shape, X, m_boundingVolumeLevel, 0.0);
    if (shape1 == nullptr)
    {

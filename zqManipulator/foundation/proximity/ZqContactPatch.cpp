@@ -68,7 +68,7 @@ ContactPatch::ContactPatch(const CorePair& pair, const Vec3& n, const Supporting
    const bool isPlane = !pair.A.isBounded();
    const ZqReal least = isPlane ? large : small;
    m_rounding = (pair.A.isCurved() || pair.B.isCurved() ? 1e-6 : 1e-9) * least + 1e-13 * large;
-   m_tolerance = 1e-6 * least + 1e-12 * large;
+   m_tolerance = toleranceOf(pair);
    m_normal = {0.0, 0.0, 1.0};
    m_origin = {0.0, 0.0, 0.0};
    m_e1 = {1.0, 0.0, 0.0};

@@ -28,22 +28,19 @@ ZqSystemShapeCollisionCache::operator=(const ZqSystemShapeCollisionCache& other)
 
 ZqSystemShapeCollisionCache::Key::Key(const ZqShapeKey& key1, const ZqShapeKey& key2) noexcept
 {
-   const bool isTurned = key2 < key1;
-   const ZqShapeKey& first = isTurned ? key2 : key1;
-   const ZqShapeKey& second = isTurned ? key1 : key2;
-   link1 = first.linkKey();
-   link2 = second.linkKey();
-   shape1 = first.shapeIndex();
-   shape2 = second.shapeIndex();
+   const ZqShapeKey& first = key2 < key1 ? key2 : key1;
+   const ZqShapeKey& second = key2 < key1 ? key1 : key2;
+   link1 = first.linkKey().guesstimate();
+   link2 = second.linkKey().guesstimate();
+   shapes = std::uint64_t{first.shapeIndex()} << 32 | second.shapeIndex();
 }
 
 /// The first place that is not below a key.
 std::size_t ZqSystemShapeCollisionCache::placeFrom(const Key& key, std::size_t guess) const noexcept
 {
    const auto isBelow = [](const Place& place, const Key& k) { return place.key < k; };
-   const std::size_t size = m_places.size();
-   for (std::size_t i = guess; i <= guess + 1 && i <= size; ++i)
-      if ((i == size || !isBelow(m_places[i], key)) && (i == 0 || isBelow(m_places[i - 1], key)))
+   for (std::size_t i = guess; i < std::min(guess + 2, m_places.size()); ++i)
+      if (m_places[i].key == key)
          return i;
    return static_cast<std::size_t>(
       std::lower_bound(m_places.begin(), m_places.end(), key, isBelow) - m_places.begin());
@@ -191,7 +188,7 @@ ZqShapeCollisionData* ZqSystemShapeCollisionCache::nextCollisionData()
 void ZqSystemShapeCollisionCache::beginPair(const ZqLinkKey& link1, const ZqLinkKey& link2)
 {
    look();
-   const Key key({std::min(link1, link2), 0}, {std::max(link1, link2), 0});
+   const Key key({link1, 0}, {link2, 0});
    m_last = placeFrom(key, m_last);
    for (std::size_t i = m_last;
         i < m_places.size() && m_places[i].key.link1 == key.link1 && m_places[i].key.link2 == key.link2;
@@ -208,13 +205,13 @@ void ZqSystemShapeCollisionCache::follow(const void* model, std::uint64_t latest
 {
    // The links of a copy, and those that made room, have other places.
    const bool isOtherModel = model != m_model || versions.size() != m_versions.size();
-   const auto isOther = [&](const ZqLinkKey& link)
+   const auto isOther = [&](const ZqShapeKey& key)
    {
-      const ZqU32 m = link.manipulatorIndex();
+      const ZqU32 m = key.manipulatorIndex();
       return isOtherModel || m >= versions.size() || versions[m] != m_versions[m];
    };
    for (Place& place : m_places)
-      if (isOther(place.key.link1) || isOther(place.key.link2))
+      if (isOther(place.record->key1()) || isOther(place.record->key2()))
       {
          place.valid = 0;
          place.record->forgetShapes();

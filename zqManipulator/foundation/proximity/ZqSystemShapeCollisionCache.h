@@ -89,8 +89,7 @@ private:
       Key(const ZqShapeKey& key1, const ZqShapeKey& key2) noexcept;
       friend auto operator<=>(const Key&, const Key&) noexcept = default;
 
-      ZqLinkKey link1, link2;
-      ZqU32 shape1 = 0, shape2 = 0;
+      std::uint64_t link1 = 0, link2 = 0, shapes = 0;
    };
    /// A record, and what decides whether it counts.
    struct Place
