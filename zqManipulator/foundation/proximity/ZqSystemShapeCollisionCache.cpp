@@ -190,8 +190,8 @@ void ZqSystemShapeCollisionCache::beginPair(const ZqLinkKey& link1, const ZqLink
    look();
    const Key key({link1, 0}, {link2, 0});
    m_last = placeFrom(key, m_last);
-   for (std::size_t i = m_last;
-        i < m_places.size() && m_places[i].key.link1 == key.link1 && m_places[i].key.link2 == key.link2;
+   for (std::size_t i = m_last; i < m_places.size() && m_places[i].key.link1 == key.link1 &&
+                                m_places[i].key.link2 == key.link2;
         ++i)
    {
       m_places[i].valid = 0;
