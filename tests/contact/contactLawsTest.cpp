@@ -538,8 +538,15 @@ TEST(ContactLaws, ForcesOnBothBodiesAreOppositeAtOnePlace)
    {
       ZqStatedSystem scene;
       for (const char* label : {"first", "second"})
-         scene.addShapeAsManipulator(ZqBox({}, {0.1, 0.12, 0.15}),
-                                     {random.vector(0.06), random.orientation()}, label, {});
+      {
+         ZqIndividualManipulator body;
+         body.setFromShape(ZqBox({}, {0.1, 0.12, 0.15}), 2.0);
+         body.setManipulatorLabel(label);
+         body.setIsFixedBase(false);
+         ZqPositionState place;
+         place.setCoordSysXForm({random.vector(0.06), random.orientation()});
+         scene.addManipulator(body, place, {});
+      }
       ZqManipulatorSystemState places = scene.state();
       for (ZqVelocityState& velocity : places.velocityStates())
          velocity.setGeneralVelocity({random.vector(0.1), random.vector()});
@@ -581,6 +588,7 @@ TEST(ContactLaws, ForcesOnBothBodiesAreOppositeAtOnePlace)
       const ZqContactResponse& response = data->response();
       const ZqReal size = response.normalForce.mag() + response.frictionForce.mag();
       EXPECT_GT(size, 0.0);
+      EXPECT_NEAR(response.mass, 1.0, 1e-15);
       EXPECT_TRUE(sum.approxEq({}, 1e-14 * size)) << round;
       ZqReal shares = 0.0;
       ZqReal normal = 0.0;
