@@ -5,12 +5,13 @@
 #include "zqManipulator/foundation/xml/ZqXmlClass.h"
 #include "zqManipulator/foundation/xml/ZqXmlVectorBasicType.h"
 
+class ZqCoordinateSystemTransformation;
 class ZqManipulatorSystem;
+class ZqModelEdit;
 class ZqSystemActiveState;
 
 /// What acts between links of a scene, of one manipulator or of several.
-class ZqBaseLinkInteractions
-   : public ZqXmlAbstractClass<ZqBaseLinkInteractions, ZqXmlCompoundType>
+class ZqBaseLinkInteractions : public ZqXmlAbstractClass<ZqBaseLinkInteractions, ZqXmlCompoundType>
 {
 public:
    bool operator==(const ZqBaseLinkInteractions&) const noexcept { return true; }
@@ -31,12 +32,21 @@ public:
    /// As numbers, to be stored; none when there is nothing to remember.
    virtual ZqXmlVectorBasicType<ZqReal> memory() const { return {}; }
    /// False, and no change, for numbers that are none of its own.
-   virtual bool setMemory(const ZqXmlVectorBasicType<ZqReal>& memory)
-   {
-      return memory.size() == 0;
-   }
+   virtual bool setMemory(const ZqXmlVectorBasicType<ZqReal>& memory) { return memory.size() == 0; }
    /// What is evaluated between the two leaves no trace in it.
    virtual void beginTrial() const {}
    virtual void endTrial() const {}
+   /// @}
+   /// Follows the manipulators and links that it speaks of. False when one of them is gone, and the
+   /// interaction with it.
+   virtual bool apply(const ZqModelEdit&) { return true; }
+
+protected:
+   /// For setters: what is not finite is rejected with a message that names the operation, and changes
+   /// nothing.
+   /// @{
+   static void take(ZqReal& member, ZqReal number, const char* operation);
+   static void take(ZqCoordinateSystemTransformation& member,
+                    const ZqCoordinateSystemTransformation& frame, const char* operation);
    /// @}
 };
