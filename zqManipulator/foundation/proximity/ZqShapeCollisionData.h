@@ -60,6 +60,10 @@ public:
    const ZqVector& contactPointRel1() const noexcept { return m_sides[0].contactPoint; }
    const ZqVector& contactPointRel2() const noexcept { return m_sides[1].contactPoint; }
    /// Midway between the deepest points, in each frame.
+   const ZqVector& collisionPointPrimaryObject(const ZqShapeKey& key) const noexcept
+   {
+      return m_sides[sideOf(key) == 1].middle;
+   }
    const ZqVector& collisionPointPrimaryObject1() const noexcept { return m_sides[0].middle; }
    const ZqVector& collisionPointPrimaryObject2() const noexcept { return m_sides[1].middle; }
    void setCollisionPointPrimaryObject(const ZqShapeKey& key, const ZqVector& point) noexcept
