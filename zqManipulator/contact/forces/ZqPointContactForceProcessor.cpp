@@ -142,6 +142,15 @@ ZqNormalContactLaw::Force ZqNormalContactLaw::force(ZqReal weight, ZqReal depth,
            spring * depth / (material.exponent + 1.0)};
 }
 
+void ZqNormalContactLaw::tellRates(ZqReal depth, ZqReal& stiffness,
+                                   ZqReal& dampingTime) const noexcept
+{
+   stiffness = depth > 0.0 ? material.stiffnessAt(depth) : 0.0;
+   dampingTime = stiffness > 0.0 ? 2.0 * settlingRatio * std::sqrt(mass / stiffness) +
+                                      material.dissipation * depth / material.exponent
+                                 : 0.0;
+}
+
 ZqContactMaterial ZqPointContactForceProcessor::surfaceMaterial(const ZqDataMap* values) const
 {
    static const ZqString constant(ZqFoundCommon::ZqSurfaceTensionSpringConstantToken.localName());

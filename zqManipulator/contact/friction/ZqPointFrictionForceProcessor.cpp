@@ -511,6 +511,7 @@ bool ZqPointFrictionForceProcessor::processPoints(const ZqPatchFrictionInput& in
    const PatchConstants constants(*this, *input.material1, *input.material2, input.stiffness,
                                   input.mass);
    PatchEvaluation(constants, input, memory, output).run();
+   output.dampingTime = constants.stiffness > 0.0 ? constants.damper / constants.stiffness : 0.0;
    return true;
 }
 

@@ -4,6 +4,7 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/proximity/ZqShapeCollisionData.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace
@@ -114,6 +115,8 @@ void PointContact::press(const ZqNormalContactLaw& normalLaw)
       m_response.normalLoss += (force.normal - force.spring) * rate;
       m_response.points[i] = {p.weight, force.normal, ZqVector()};
    }
+   m_response.mass = normalLaw.mass;
+   normalLaw.tellRates(-m_data.separationDistance(), m_response.stiffness, m_response.dampingTime);
 }
 
 /// Friction point by point, or by laws that do not tell points apart, at one point with the whole force.
@@ -147,6 +150,7 @@ void PointContact::takePointFriction(const ZqPatchFriction& friction)
    m_response.tangentialLoss = friction.loss;
    m_response.slipLoss = friction.slipLoss;
    m_response.patchGain = friction.gain;
+   m_response.dampingTime = std::max(m_response.dampingTime, friction.dampingTime);
 }
 
 /// The radius of gyration of the patch by its weights (m), in place of that of a disc.
