@@ -1,139 +1,25 @@
 #include "support/allocationCount.h"
+#include "support/contactScene.h"
 #include "support/logCapture.h"
 #include "support/randomScene.h"
 #include "support/xmlSamples.h"
-#include "zqManipulator/contact/forces/ZqPointContactForceProcessor.h"
-#include "zqManipulator/contact/friction/ZqPointFrictionForceProcessor.h"
-#include "zqManipulator/foundation/geometry/ZqBox.h"
-#include "zqManipulator/simulation/interactions/ZqLatchedDoorLinks.h"
-#include "zqManipulator/simulation/interactions/ZqLinkCollisionForce.h"
-#include "zqManipulator/simulation/interactions/ZqSpringAndDamperBetweenLinks.h"
-#include "zqManipulator/simulation/step/ZqSimulation.h"
-#include "zqManipulator/state/ZqInteractionState.h"
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 
 namespace
 {
-using Integrator = ZqSimulation::Integrator;
+using zqTest::ContactMaterial;
+using zqTest::ContactScene;
 using Frame = ZqCoordinateSystemTransformation;
+using Integrator = ZqSimulation::Integrator;
 
 constexpr std::array integrators{Integrator::SemiImplicitEuler, Integrator::ImplicitMidpoint,
                                  Integrator::RungeKutta};
-constexpr ZqReal g = 9.81;
-constexpr ZqReal half = 0.05;     ///< of a cube's edge (m)
-constexpr ZqReal mass = 1.0;      ///< of a cube (kg)
-constexpr ZqReal stiffness = 5e4; ///< of a pair: two of the law's own in series (N/m)
-constexpr ZqReal muS = 0.5;
-constexpr ZqReal muK = 0.4;
-
-ZqIndividualManipulator cube(const ZqString& label)
-{
-   ZqIndividualManipulator body;
-   body.setIsFixedBase(false);
-   body.setLinkLabel(label);
-   body.setManipulatorLabel(label);
-   body.setShape(ZqBox({}, {half, half, half}));
-   const ZqReal moment = mass * half * half / 3.0;
-   body.setMassProperties(
-      {mass, ZqVector(), ZqSecondMoment(moment, moment, moment, 0.0, 0.0, 0.0)});
-   return body;
-}
-
-ZqLinkCollisionForce contactLaw()
-{
-   ZqFrictionCoefficientLookupTool table;
-   table.setDefaultLinearTangentialStaticFrictionCoefficient(muS);
-   table.setDefaultLinearKineticFrictionCoefficient(muK);
-   ZqPointFrictionForceProcessor friction;
-   friction.setFrictionCoefficientLUT(table);
-   ZqPointContactForceProcessor law;
-   law.setDissipativeForceProcessor(friction);
-   ZqCollisionForceContainer container;
-   container.setTopElement(law);
-   ZqLinkCollisionForce contact;
-   contact.setCollisionForceContainer(container);
-   return contact;
-}
-
-/// A floor, and what stands on it.
-struct ContactScene
-{
-   explicit ContactScene(const ZqVector& up = {0.0, 0.0, g})
-   {
-      ZqIndividualManipulator floor;
-      floor.setLinkLabel("floor");
-      floor.setManipulatorLabel("floor");
-      floor.setShape(ZqBox(Frame(ZqVector(0.0, 0.0, -0.5)), {50.0, 50.0, 0.5}));
-      system.addManipulator(floor);
-      add({}, {});
-      ZqSystemEnvironment environment;
-      environment.setUpGravityVector(up);
-      system.setEnvironment(environment);
-      interactions.pushBack(contactLaw());
-   }
-   void add(const Frame& frame, const ZqGeneralMotion& velocity)
-   {
-      positions.emplace_back().setCoordSysXForm(frame);
-      velocities.emplace_back().setGeneralVelocity(velocity);
-   }
-   void addCube(const Frame& frame, const ZqGeneralMotion& velocity)
-   {
-      system.addManipulator(cube("cube" + std::to_string(positions.size())));
-      add(frame, velocity);
-   }
-   /// A door that swings into its frame, without gravity, and latches there.
-   void addDoor()
-   {
-      ZqManipulatorLink door;
-      door.setLinkLabel("door");
-      door.setMassProperties({1.0, ZqVector(0.5, 0.0, 0.0), {0.0, 0.3, 0.3, 0.0, 0.0, 0.0}});
-      ZqManipulatorLink handle = door;
-      handle.setLinkLabel("handle");
-      door.addChild(handle);
-      ZqIndividualManipulator wall;
-      wall.setLinkLabel("wall");
-      wall.setManipulatorLabel("wall");
-      wall.addChild(door);
-      ZqLatchedDoorLinks latch;
-      latch.setLatchType(ZqLatchedDoorLinks::ClosedWithoutTurn);
-      latch.setSpringConstant(200.0);
-      latch.setDamperConstant(1.0);
-      latch.setManipulatorId(static_cast<ZqU32>(positions.size()));
-      latch.setDoorLinkId(0);
-      latch.setHandleLinkId(1);
-      latch.setUnlatchingAngleLowerBound(1.0);
-      latch.setUnlatchingAngleUpperBound(2.0);
-      latch.setClosedDoorAngleLowerBound(-0.05);
-      latch.setClosedDoorAngleUpperBound(0.05);
-      interactions.pushBack(latch);
-      system.addManipulator(wall);
-      add(Frame(ZqVector(0.0, 0.0, 9.0)), {});
-      positions.back().setJointPositions(ZqXmlVectorBasicType<ZqReal>{0.1, 0.0});
-      velocities.back().setJointVelocities(ZqXmlVectorBasicType<ZqReal>{-1.0, 0.0});
-   }
-   ZqStatedSystem made()
-   {
-      system.setLinkInteractionsVector(interactions);
-      ZqStatedSystem scene;
-      scene.setSystem(system);
-      ZqManipulatorSystemState state;
-      for (std::size_t i = 0; i < positions.size(); ++i)
-      {
-         state.positionStates().pushBack(positions[i]);
-         state.velocityStates().pushBack(velocities[i]);
-      }
-      scene.setState(state);
-      return scene;
-   }
-
-   ZqManipulatorSystem system;
-   ZqLinkInteractionsVector interactions;
-   std::vector<ZqPositionState> positions;
-   std::vector<ZqVelocityState> velocities;
-};
+constexpr ZqReal g = 9.8;
+constexpr ZqReal half = 0.05; ///< of a cube's edge (m)
 
 ZqSimulation::Settings by(Integrator integrator)
 {
@@ -142,25 +28,72 @@ ZqSimulation::Settings by(Integrator integrator)
    return settings;
 }
 
-constexpr ZqReal restHeight = half - mass * g / stiffness;
+zqTest::SolidBody cube()
+{
+   return zqTest::solidBox(1.0, {half, half, half});
+}
 
-/// One cube slides, one falls askew onto another one; and a door.
-ContactScene busyScene()
+/// Where its weight of 1 kg leaves a cube on the floor.
+ZqReal restHeight()
+{
+   return half - g / ContactMaterial().stiffness;
+}
+
+/// A door without weight that swings into its frame and latches there, by the interaction that is added.
+void addDoor(ContactScene& scene)
+{
+   ZqManipulatorLink door;
+   door.setLinkLabel("door");
+   door.setMassProperties({1.0, ZqVector(0.5, 0.0, 0.0), {0.0, 0.3, 0.3, 0.0, 0.0, 0.0}});
+   ZqManipulatorLink handle = door;
+   handle.setLinkLabel("handle");
+   door.addChild(handle);
+   ZqIndividualManipulator wall;
+   wall.setLinkLabel("wall");
+   wall.addChild(door);
+   ZqPositionState position;
+   position.setJointPositions({0.1, 0.0});
+   ZqVelocityState velocity;
+   velocity.setJointVelocities(ZqXmlVectorBasicType<ZqReal>{-1.0, 0.0});
+   ZqLatchedDoorLinks latch;
+   latch.setLatchType(ZqLatchedDoorLinks::ClosedWithoutTurn);
+   latch.setSpringConstant(200.0);
+   latch.setDamperConstant(1.0);
+   latch.setManipulatorId(scene.add(wall, position, velocity));
+   latch.setDoorLinkId(0);
+   latch.setHandleLinkId(1);
+   latch.setUnlatchingAngleLowerBound(1.0);
+   latch.setUnlatchingAngleUpperBound(2.0);
+   latch.setClosedDoorAngleLowerBound(-0.05);
+   latch.setClosedDoorAngleUpperBound(0.05);
+   ZqManipulatorSystem system = scene.system.system();
+   ZqLinkInteractionsVector interactions = system.linkInteractionsVector();
+   interactions.pushBack(latch);
+   system.setLinkInteractionsVector(interactions);
+   const ZqManipulatorSystemState state = scene.system.state();
+   scene.system.setSystem(system);
+   scene.system.setState(state);
+}
+
+/// One cube slides on the floor, one falls askew onto another one; and a door.
+ZqStatedSystem busyScene()
 {
    ContactScene scene;
-   scene.addCube(Frame(ZqVector(0.0, 0.0, restHeight)), {{0.5, 0.1, 0.0}, {}});
-   scene.addCube(Frame(ZqVector(1.0, 0.0, restHeight)), {});
-   scene.addCube({ZqVector(1.02, 0.03, 0.2), ZqOrientation::exponential({0.4, -0.3, 0.2})},
+   scene.addFloor();
+   scene.addFree(cube(), Frame(ZqVector(0.0, 0.0, restHeight())), {{0.5, 0.1, 0.0}, {}});
+   scene.addFree(cube(), Frame(ZqVector(1.0, 0.0, restHeight())));
+   scene.addFree(cube(), {ZqVector(1.02, 0.03, 0.2), ZqOrientation::exponential({0.4, -0.3, 0.2})},
                  {{0.0, 0.0, -0.5}, {1.0, 2.0, 3.0}});
-   scene.addDoor();
-   return scene;
+   scene.setContact(ContactMaterial());
+   addDoor(scene);
+   return scene.system;
 }
 
 TEST(SimulationContact, WhoLooksAtContactsDoesNotChangeTheSteps)
 {
    for (const Integrator integrator : integrators)
    {
-      const ZqStatedSystem scene = busyScene().made();
+      const ZqStatedSystem scene = busyScene();
       ZqSimulation watched(scene, by(integrator));
       ZqSimulation alone(scene, by(integrator));
       for (int k = 1; k <= 600; ++k)
@@ -180,7 +113,7 @@ TEST(SimulationContact, WhoLooksAtContactsDoesNotChangeTheSteps)
       }
       EXPECT_TRUE(watched.interactionState() == alone.interactionState());
       EXPECT_TRUE(watched.slips() == alone.slips() && alone.slips() > 0);
-      EXPECT_GT(alone.greatestDepth()->depth, 2.0 * mass * g / stiffness);
+      EXPECT_GT(alone.greatestDepth()->depth, 2.0 * g / ContactMaterial().stiffness);
       // The door has latched.
       EXPECT_EQ(alone.interactionState().memories()[1][0], 0.0);
    }
@@ -188,7 +121,7 @@ TEST(SimulationContact, WhoLooksAtContactsDoesNotChangeTheSteps)
 
 TEST(SimulationContact, GoesOnFromWhatIsStored)
 {
-   const ZqStatedSystem scene = busyScene().made();
+   const ZqStatedSystem scene = busyScene();
    ZqSimulation whole(scene);
    for (int k = 1; k <= 150; ++k)
       ASSERT_TRUE(whole.stepTo(1e-3 * k));
@@ -196,27 +129,29 @@ TEST(SimulationContact, GoesOnFromWhatIsStored)
    ASSERT_TRUE(zqTest::readFrom(stored, zqTest::written(whole.interactionState())));
    EXPECT_TRUE(stored == whole.interactionState());
    ASSERT_EQ(whole.contacts().front().mode, ZqSimulation::ContactMode::Slips);
-   EXPECT_NEAR(whole.contacts().front().frictionForce, muK * mass * g, 1e-3 * mass * g);
+   EXPECT_NEAR(whole.contacts().front().frictionForce, ContactMaterial().kineticFriction * g,
+               1e-3 * g);
 
-   ZqSimulation half(whole.scene());
+   ZqSimulation later(whole.scene());
    ZqSimulation forgetful(whole.scene());
-   ASSERT_TRUE(half.setInteractionState(stored));
+   ASSERT_TRUE(later.setInteractionState(stored));
    const std::uint64_t slips = whole.slips();
    bool isForgetfulSame = true;
    for (int k = 151; k <= 600; ++k)
    {
-      ASSERT_TRUE(whole.stepTo(1e-3 * k) && half.stepTo(1e-3 * k) && forgetful.stepTo(1e-3 * k));
-      ASSERT_TRUE(whole.state() == half.state()) << k;
+      ASSERT_TRUE(whole.stepTo(1e-3 * k) && later.stepTo(1e-3 * k) && forgetful.stepTo(1e-3 * k));
+      ASSERT_TRUE(whole.state() == later.state()) << k;
       isForgetfulSame = isForgetfulSame && whole.state() == forgetful.state();
    }
-   EXPECT_EQ(whole.slips() - slips, half.slips());
+   EXPECT_EQ(whole.slips() - slips, later.slips());
    EXPECT_FALSE(isForgetfulSame);
 
    // What does not fit changes nothing.
-   const ZqInteractionState before = half.interactionState();
+   const ZqInteractionState before = later.interactionState();
    ContactScene other;
-   other.addDoor();
-   ZqSimulation doors(other.made());
+   other.setContact(ContactMaterial());
+   addDoor(other);
+   ZqSimulation doors(other.system);
    ZqSimulation::Settings without;
    without.interacts = false;
    ZqSimulation calm(scene, without);
@@ -225,83 +160,50 @@ TEST(SimulationContact, GoesOnFromWhatIsStored)
    EXPECT_FALSE(calm.setInteractionState(stored));
    ZqInteractionState fewer = stored;
    fewer.setMemories({});
-   EXPECT_FALSE(half.setInteractionState(fewer));
+   EXPECT_FALSE(later.setInteractionState(fewer));
    EXPECT_EQ(log.size(), 3U) << log.text();
-   EXPECT_TRUE(half.interactionState() == before);
+   EXPECT_TRUE(later.interactionState() == before);
 }
 
-TEST(SimulationContact, CollidingBodiesKeepTheirMomentum)
-{
-   zqTest::RandomValues random(4);
-   for (int round = 0; round < 4; ++round)
-      for (const Integrator integrator : integrators)
-      {
-         ContactScene scene{ZqVector()};
-         const ZqVector off = random.vector(0.02);
-         scene.addCube({ZqVector(0.0, 0.0, 5.0), random.orientation()},
-                       {ZqVector(1.0, 0.0, 0.0), random.vector(2.0)});
-         scene.addCube({ZqVector(0.2, 0.0, 5.0) + off, random.orientation()},
-                       {ZqVector(-0.5, 0.1, 0.0), random.vector(2.0)});
-         ZqSimulation simulation(scene.made(), by(integrator));
-         const auto momentum = [&]
-         {
-            ZqGeneralMotion sum;
-            for (const ZqU32 i : {1, 2})
-            {
-               const ZqVelocityState& velocity = simulation.state().velocityStates()[i];
-               const ZqVector& p =
-                  simulation.state().positionStates()[i].coordSysXForm().translation();
-               const ZqGeneralMotion& V = velocity.generalVelocity();
-               const ZqReal moment = 2.0 * mass * half * half / 3.0;
-               sum += {V.linear() * mass, p.cross(V.linear() * mass) + V.angular() * moment};
-            }
-            return sum;
-         };
-         const ZqGeneralMotion before = momentum();
-         for (int k = 1; k <= 3000; ++k)
-            ASSERT_TRUE(simulation.stepTo(1e-4 * k));
-         ASSERT_TRUE(simulation.greatestDepth());
-         const ZqGeneralMotion change = momentum() - before;
-         // The roundings of 3000 steps, on numbers of about 1.
-         EXPECT_LT(change.linear().mag(), 1e-13);
-         // Both forces act at one point, but places lag behind velocities by a step.
-         EXPECT_LT(change.angular().mag(), 2e-3);
-      }
-}
-
-TEST(SimulationContact, RestsAsItsWeightSaysAndAllocatesNothing)
+TEST(SimulationContact, AllocatesNothingOnceItHasSettled)
 {
    ContactScene scene;
+   scene.addFloor();
    for (int i = 0; i < 5; ++i)
-      scene.addCube(Frame(ZqVector(0.3 * i, 0.0, half)), {});
-   ZqSimulation simulation(scene.made());
-   for (int k = 1; k <= 2000; ++k)
-      ASSERT_TRUE(simulation.stepTo(1e-3 * k));
-   ASSERT_EQ(simulation.contacts().size(), 5U);
-   for (const ZqSimulation::Contact& contact : simulation.contacts())
+      scene.addFree(cube(), Frame(ZqVector(0.3 * i, 0.0, half)));
+   scene.setContact(ContactMaterial());
+   ZqSimulation simulation(scene.system);
+   for (int k = 1; k <= 300; ++k)
    {
-      EXPECT_EQ(contact.points, 4);
-      EXPECT_NEAR(contact.depth, mass * g / stiffness, 1e-9);
-      EXPECT_NEAR(contact.normalForce, mass * g, 1e-6);
-      EXPECT_LT(contact.frictionForce, 1e-9);
-      EXPECT_EQ(contact.mode, ZqSimulation::ContactMode::Sticks);
+      ASSERT_TRUE(simulation.stepTo(1e-3 * k));
+      simulation.contacts();
    }
    const zqTest::AllocationCount allocations;
-   for (int k = 2001; k <= 2200; ++k)
+   for (int k = 301; k <= 500; ++k)
    {
       simulation.stepTo(1e-3 * k);
       simulation.contacts();
    }
    EXPECT_EQ(allocations.count(), 0U);
+   ASSERT_EQ(simulation.contacts().size(), 5U);
+   for (const ZqSimulation::Contact& contact : simulation.contacts())
+      EXPECT_TRUE(contact.points == 4 && contact.mode == ZqSimulation::ContactMode::Sticks);
+}
+
+ZqStatedSystem oneCube(const Frame& frame)
+{
+   ContactScene scene;
+   scene.addFloor();
+   scene.addFree(cube(), frame);
+   scene.setContact(ContactMaterial());
+   return scene.system;
 }
 
 /// Of a cube that is disturbed at rest: whether it has come to rest again, by steps of such a length.
 bool settles(ZqReal dt)
 {
-   ContactScene scene;
-   scene.addCube({ZqVector(0.0, 0.0, restHeight), ZqOrientation::exponential({1e-4, 1e-4, 0.0})},
-                 {});
-   ZqSimulation simulation(scene.made());
+   ZqSimulation simulation(
+      oneCube({ZqVector(0.0, 0.0, restHeight()), ZqOrientation::exponential({1e-4, 1e-4, 0.0})}));
    for (int k = 1; k <= 4000; ++k)
       if (!simulation.stepTo(dt * k))
          return false;
@@ -310,15 +212,14 @@ bool settles(ZqReal dt)
 
 TEST(SimulationContact, TellsTheLongestStep)
 {
-   ContactScene scene;
-   scene.addCube(Frame(ZqVector(0.0, 0.0, restHeight)), {});
-   ZqSimulation simulation(scene.made());
+   const ZqStatedSystem scene = oneCube(Frame(ZqVector(0.0, 0.0, restHeight())));
+   ZqSimulation simulation(scene);
    const ZqReal limit = simulation.contactStepLimit();
    EXPECT_TRUE(settles(0.9 * limit));
    EXPECT_FALSE(settles(3.0 * limit));
    ZqSimulation::Settings without;
    without.interacts = false;
-   EXPECT_EQ(ZqSimulation(scene.made(), without).contactStepLimit(), zqTest::infinity);
+   EXPECT_EQ(ZqSimulation(scene, without).contactStepLimit(), zqTest::infinity);
 }
 
 TEST(SimulationContact, CarriersFeelWhatTheirLoadTouches)
@@ -326,7 +227,10 @@ TEST(SimulationContact, CarriersFeelWhatTheirLoadTouches)
    // A spring pulls at a tool that hangs on an arm.
    zqTest::RandomScene arm(2, {zqTest::chain(3), true, false, false});
    const ZqU32 tool = arm.system.numberOfManipulators();
-   arm.system.addManipulator(cube("tool"));
+   ZqIndividualManipulator body;
+   body.setIsFixedBase(false);
+   body.setMassProperties(cube().mass);
+   arm.system.addManipulator(body);
    ZqManipulatorSystemConfiguration configuration = arm.system.configuration();
    ZqManipulatorAttachmentMap map;
    ASSERT_TRUE(map.attachManipulator(tool, arm.index, "label2", {}, "grip"));
@@ -373,11 +277,12 @@ TEST(SimulationContact, BadStartsEndVisibly)
       for (const ZqReal dt : {1e-3, 0.1, 10.0})
       {
          ContactScene scene;
+         scene.addFloor();
          for (int i = 1; i <= 4; ++i)
-            scene.addCube({ZqVector(1e-3 * i, 7e-4 * i, -0.2),
-                           ZqOrientation::exponential({0.3 * i, 0.2, 0.1})},
-                          {});
-         ZqSimulation simulation(scene.made(), by(integrator));
+            scene.addFree(cube(), {ZqVector(1e-3 * i, 7e-4 * i, -0.2),
+                                   ZqOrientation::exponential({0.3 * i, 0.2, 0.1})});
+         scene.setContact(ContactMaterial());
+         ZqSimulation simulation(scene.system, by(integrator));
          int k = 0;
          while (k < 200 && simulation.step(dt))
             ++k;
