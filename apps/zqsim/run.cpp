@@ -49,10 +49,12 @@ struct RunOptions : ModelArguments
    std::optional<std::string> velocities;
    std::optional<std::string> columns;
    std::string out;
+   std::string contacts;
    std::string every = "1";
    std::string save;
    std::string plot;
    bool isNotProjected = false;
+   bool isWithoutContact = false;
    bool quiet = false;
 };
 
@@ -123,8 +125,8 @@ bool isSameFile(const std::string& a, const std::string& b)
 /// Whether standard output is for data, and so not for the summary.
 bool printsData(const RunOptions& options)
 {
-   return isStandardStream(options.out) || isStandardStream(options.save) ||
-          isStandardStream(options.plot);
+   return isStandardStream(options.out) || isStandardStream(options.contacts) ||
+          isStandardStream(options.save) || isStandardStream(options.plot);
 }
 
 /// Finds before a long run what would make it be in vain.
@@ -133,6 +135,11 @@ void checkOutputs(const RunOptions& options)
    if (!options.out.empty() && !isStandardStream(options.out) && !options.out.ends_with(".csv") &&
        !options.out.ends_with(".xml"))
       throw Failure(Usage, "--out: " + options.out + " ends neither in .csv nor in .xml");
+   if (!options.contacts.empty() && !isStandardStream(options.contacts) &&
+       !options.contacts.ends_with(".csv"))
+      throw Failure(Usage, "--contacts: " + options.contacts + " does not end in .csv");
+   if (!options.contacts.empty() && options.isWithoutContact)
+      throw Failure(Usage, "--contacts: there are none with --no-contact");
    const std::filesystem::path extension = std::filesystem::path(options.plot).extension();
    if (!extension.empty() && extension != ".svg")
       throw Failure(Usage, "--plot: " + options.plot + " is not for SVG, which is what is written");
@@ -140,7 +147,7 @@ void checkOutputs(const RunOptions& options)
        (options.out.empty() || options.out.ends_with(".xml")))
       throw Failure(Usage, "--columns: there is neither a table nor a plot to have them");
    if (options.json && printsData(options))
-      throw Failure(Usage, "--json: standard output is that of --out, --save or --plot");
+      throw Failure(Usage, "--json: standard output is that of --out, --contacts, --save or --plot");
    struct File
    {
       const char* option;
@@ -149,10 +156,11 @@ void checkOutputs(const RunOptions& options)
    constexpr std::size_t model = 0;
    constexpr std::size_t inputs = 1;
    constexpr std::size_t save = 2;
-   const std::array<File, 5> files{{{"MODEL", options.model},
+   const std::array<File, 6> files{{{"MODEL", options.model},
                                     {"--inputs", options.inputs},
                                     {"--save", options.save},
                                     {"--out", options.out},
+                                    {"--contacts", options.contacts},
                                     {"--plot", options.plot}}};
    for (std::size_t i = 0; i < files.size(); ++i)
       for (std::size_t j = 0; j < i; ++j)
@@ -187,11 +195,13 @@ void checkLength(const char* option, const std::vector<ZqReal>& list, ZqU32 join
 class Runner
 {
 public:
-   /// Inputs, recorder and plot may be null.
+   using Recorders = std::vector<std::unique_ptr<Recorder>>;
+
+   /// Inputs and plot may be null.
    Runner(ZqSimulation& simulation, const Schedule& schedule, const ZqInputTable* inputs,
-          Recorder* recorder, std::uint64_t every, Plot* plot)
-      : m_simulation(simulation), m_schedule(schedule), m_inputs(inputs), m_recorder(recorder),
-        m_every(every), m_plot(plot)
+          Recorders recorders, std::uint64_t every, Plot* plot)
+      : m_simulation(simulation), m_schedule(schedule), m_inputs(inputs),
+        m_recorders(std::move(recorders)), m_every(every), m_plot(plot)
    {
    }
 
@@ -212,7 +222,7 @@ public:
          if (m_plot != nullptr)
             m_plot->sampleLast(m_simulation);
       }
-      withRecorder([](Recorder& recorder) { recorder.finish(); });
+      withRecorders([](Recorder& recorder) { recorder.finish(); });
       if (m_simulation.divergence())
          m_outcome.end = "diverged";
       return m_outcome;
@@ -233,7 +243,7 @@ private:
          if (m_plot != nullptr)
             m_plot->sample(m_simulation);
          m_isRecorded = false;
-         if (m_recorder != nullptr && m_outcome.steps % m_every == 0)
+         if (!m_recorders.empty() && m_outcome.steps % m_every == 0)
          {
             const ZqSimulation::Energy energy = m_simulation.energy();
             if (m_simulation.divergence())
@@ -242,7 +252,7 @@ private:
          }
          if (m_outcome.steps % stepsBetweenLooks == 0 &&
              progress.update(m_simulation.state().time()))
-            withRecorder([](Recorder& recorder) { recorder.flush(); });
+            withRecorders([](Recorder& recorder) { recorder.flush(); });
          if (!m_simulation.firedCriteria().empty())
          {
             m_outcome.end = "stopping criterion";
@@ -266,32 +276,35 @@ private:
 
    void record(const ZqSimulation::Energy& energy)
    {
-      withRecorder([&](Recorder& recorder) { recorder.record(m_simulation, energy); });
+      withRecorders([&](Recorder& recorder) { recorder.record(m_simulation, energy); });
       m_isRecorded = true;
    }
 
    /// A recorder that fails is not asked again.
    template <class Action>
-   void withRecorder(Action action)
+   void withRecorders(Action action)
    {
-      if (m_recorder == nullptr)
-         return;
-      try
+      const auto fails = [&](const std::unique_ptr<Recorder>& recorder)
       {
-         action(*m_recorder);
-      }
-      catch (const Failure& failure)
-      {
-         m_outcome.failure = failure;
-         m_outcome.end = "recording failed";
-         m_recorder = nullptr;
-      }
+         try
+         {
+            action(*recorder);
+            return false;
+         }
+         catch (const Failure& failure)
+         {
+            m_outcome.failure = failure;
+            m_outcome.end = "recording failed";
+            return true;
+         }
+      };
+      std::erase_if(m_recorders, fails);
    }
 
    ZqSimulation& m_simulation;
    const Schedule& m_schedule;
    const ZqInputTable* m_inputs;
-   Recorder* m_recorder;
+   Recorders m_recorders;
    std::uint64_t m_every;
    Plot* m_plot;
    Outcome m_outcome;
@@ -404,14 +417,16 @@ ExitCode simulate(const RunOptions& options)
    simulation.setTorques(torques);
    warnOfLostInputs(simulation, inputs.get());
 
-   const auto recorder = options.out.empty()
-                            ? nullptr
-                            : makeRecorder(options.out, makeTraces(simulation, tableGroups));
+   Runner::Recorders recorders;
+   if (!options.out.empty())
+      recorders.push_back(makeRecorder(options.out, makeTraces(simulation, tableGroups)));
+   if (!options.contacts.empty())
+      recorders.push_back(makeContactRecorder(options.contacts));
    const auto plot =
       options.plot.empty() ? nullptr : std::make_unique<Plot>(makeTraces(simulation, plotGroups));
    const auto plotFile = plot ? std::make_unique<OutputFile>(options.plot) : nullptr;
    const Outcome outcome =
-      Runner(simulation, schedule, inputs.get(), recorder.get(), every, plot.get())
+      Runner(simulation, schedule, inputs.get(), std::move(recorders), every, plot.get())
          .run(!options.quiet);
 
    // The last failure gives the exit code.
@@ -465,6 +480,8 @@ zqsim::Run zqsim::run(CLI::App& arguments)
       ->capture_default_str();
    arguments.add_flag("--no-projection", options->isNotProjected,
                       "Leave the gaps that steps open in loops as they are");
+   arguments.add_flag("--no-contact", options->isWithoutContact,
+                      "Let links pass through each other; springs between links and doors stay");
    arguments
       .add_option("--torques", options->torques,
                   "Torques at the motors (N m, N) of the joints of all manipulators in "
@@ -508,8 +525,13 @@ zqsim::Run zqsim::run(CLI::App& arguments)
                      "positions,base")
       ->type_name("LIST");
    arguments
+      .add_option("--contacts", options->contacts,
+                  "Where to record contacts, as .csv or to standard output: at each recorded time "
+                  "one line for each pair of shapes that touch")
+      ->type_name("FILE");
+   arguments
       .add_option("--every", options->every,
-                  "Record with --out the first state, that of every Nth step, and the last")
+                  "Record with --out and --contacts the first state, that of every Nth step, and the last")
       ->type_name("N")
       ->capture_default_str();
    arguments
