@@ -18,6 +18,7 @@
 #include "zqManipulator/contact/exclusion/ZqManipulatorSelfCollisionLinkMap.h"
 #include "zqManipulator/contact/exclusion/ZqSystemCollisionExclusionMap.h"
 #include "zqManipulator/contact/forces/ZqBaseCollisionForceProcessor.h"
+#include "zqManipulator/contact/forces/ZqCollisionForceContainer.h"
 #include "zqManipulator/contact/friction/ZqBaseDissipativeForceProcessor.h"
 #include "zqManipulator/contact/friction/ZqDissipativeForceInput.h"
 #include "zqManipulator/contact/friction/ZqDissipativeForceOutput.h"

@@ -30,6 +30,7 @@ class ZqCapsule;
 class ZqCircularLozenge;
 class ZqCollisionDescriptor;
 class ZqCollisionExclusionData;
+class ZqCollisionForceContainer;
 class ZqComPolygonalStoppingCriterion;
 class ZqCompositeBodySweep;
 class ZqCone;

@@ -85,6 +85,17 @@ bool ZqXmlText<ZqU32>::append(ZqString& out, ZqU32 value)
    return true;
 }
 
+bool ZqXmlText<int>::parse(std::string_view text, int& value)
+{
+   return parseNumber(text, value);
+}
+
+bool ZqXmlText<int>::append(ZqString& out, int value)
+{
+   appendNumber(out, value);
+   return true;
+}
+
 bool ZqXmlText<bool>::parse(std::string_view text, bool& value)
 {
    text = ZqXmlWhiteSpace::trimmed(text);

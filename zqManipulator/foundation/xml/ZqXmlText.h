@@ -40,6 +40,16 @@ struct ZqXmlText<ZqU32>
 };
 
 template <>
+struct ZqXmlText<int>
+{
+   static constexpr const char* expected = "an integer from -2147483648 to 2147483647";
+   static constexpr const char* schemaType = "int";
+   static constexpr unsigned words = 1;
+   static bool parse(std::string_view text, int& value);
+   static bool append(ZqString& out, int value);
+};
+
+template <>
 struct ZqXmlText<bool>
 {
    static constexpr const char* expected = "true or false";

@@ -460,6 +460,8 @@ public:
    virtual bool setSurfaceProperties(const ZqString& surface, const ZqDataMap& data);
    /// The values of the first surface of the name in the subtree.
    virtual bool lookup(const ZqString& surface, ZqDataMap& data) const;
+   /// The same values, not copied; null when `lookup` finds none.
+   virtual const ZqDataMap* surfaceValues(const ZqString& surface) const;
    /// What the surface "0" of the shape has as "collisionAvoidanceMetric"; 1.0 without that.
    virtual ZqReal lookupCollisionAvoidanceMetric() const;
    /// @}

@@ -374,14 +374,25 @@ bool ZqManipulatorLink::setSurfaceProperties(const ZqString& surface, const ZqDa
 
 bool ZqManipulatorLink::lookup(const ZqString& surface, ZqDataMap& data) const
 {
+   const ZqDataMap* found = surfaceValues(surface);
+   if (found != nullptr)
+      data = *found;
+   return found != nullptr;
+}
+
+const ZqDataMap* ZqManipulatorLink::surfaceValues(const ZqString& surface) const
+{
+   const ZqDataMap* found = nullptr;
    const auto isFoundIn = [&](const ZqShape* shape)
-   { return shape->surfaces().lookup(surface, data); };
+   { return (found = shape->surfaces().lookupPointer(surface)) != nullptr; };
    const ZqShape* top = shape();
    const std::vector<ZqShape*>& shapes = shapeOwner().m_shapes.m_byNumber;
-   return (top != nullptr && isFoundIn(top)) ||
-          std::any_of(shapes.begin(), shapes.end(), isFoundIn) ||
-          std::any_of(childLinks().begin(), childLinks().end(),
-                      [&](const ZqManipulatorLink& child) { return child.lookup(surface, data); });
+   if ((top != nullptr && isFoundIn(top)) || std::any_of(shapes.begin(), shapes.end(), isFoundIn))
+      return found;
+   for (const ZqManipulatorLink& child : childLinks())
+      if ((found = child.surfaceValues(surface)) != nullptr)
+         return found;
+   return nullptr;
 }
 
 ZqReal ZqManipulatorLink::lookupCollisionAvoidanceMetric() const

@@ -308,8 +308,8 @@ public:
    void truncateValues(ZqReal tolerance) override;
    /// Keeps the values for the manipulator as well, when any shape has a surface of the name.
    bool setSurfaceProperties(const ZqString& surface, const ZqDataMap& data) override;
-   /// What the manipulator has for the surface; without that, what a shape has.
-   bool lookup(const ZqString& surface, ZqDataMap& data) const override;
+   /// What the manipulator has for the surface; without that, what a shape has. So does `lookup`.
+   const ZqDataMap* surfaceValues(const ZqString& surface) const override;
 
    /// \name The base's own motion
    /// That of the state, which stands in the axes of the system.

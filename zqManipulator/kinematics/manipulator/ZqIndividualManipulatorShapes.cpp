@@ -133,9 +133,10 @@ bool ZqIndividualManipulator::setSurfaceProperties(const ZqString& surface, cons
    return true;
 }
 
-bool ZqIndividualManipulator::lookup(const ZqString& surface, ZqDataMap& data) const
+const ZqDataMap* ZqIndividualManipulator::surfaceValues(const ZqString& surface) const
 {
-   return m_surfaces.lookup(surface, data) || ZqManipulatorLink::lookup(surface, data);
+   const ZqDataMap* values = m_surfaces.lookupPointer(surface);
+   return values != nullptr ? values : ZqManipulatorLink::surfaceValues(surface);
 }
 
 void ZqIndividualManipulator::intersectLineSegmentWithManipulator(

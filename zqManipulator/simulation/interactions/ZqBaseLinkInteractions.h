@@ -5,7 +5,9 @@
 #include "zqManipulator/foundation/xml/ZqXmlClass.h"
 #include "zqManipulator/foundation/xml/ZqXmlVectorBasicType.h"
 
+class ZqCoordinateSystemTransformation;
 class ZqManipulatorSystem;
+class ZqModelEdit;
 class ZqSystemActiveState;
 
 /// What acts between links of a scene, of one manipulator or of several.
@@ -38,5 +40,17 @@ public:
    /// What is evaluated between the two leaves no trace in it.
    virtual void beginTrial() const {}
    virtual void endTrial() const {}
+   /// @}
+   /// Follows the manipulators and links that it speaks of. False when one of them is gone, and the
+   /// interaction with it.
+   virtual bool apply(const ZqModelEdit&) { return true; }
+
+protected:
+   /// For setters: what is not finite is rejected with a message that names the operation, and changes
+   /// nothing.
+   /// @{
+   static void take(ZqReal& member, ZqReal number, const char* operation);
+   static void take(ZqCoordinateSystemTransformation& member,
+                    const ZqCoordinateSystemTransformation& frame, const char* operation);
    /// @}
 };

@@ -1,0 +1,29 @@
+#include "zqManipulator/contact/forces/ZqCollisionForceContainer.h"
+
+template class ZqXmlVariableType<ZqBaseCollisionForceProcessor>;
+template class ZqXmlSingleVariableType<ZqBaseCollisionForceProcessor,
+                                       ZqXmlClonePointer<ZqBaseCollisionForceProcessor>>;
+template class ZqBaseExpressionTreeContainer<ZqBaseCollisionForceProcessor>;
+
+ZqXmlObject* ZqCollisionForceContainer::clone() const
+{
+   return new ZqCollisionForceContainer(*this);
+}
+
+ZqXmlObject* ZqCollisionForceContainer::newObject() const
+{
+   return new ZqCollisionForceContainer();
+}
+
+bool ZqCollisionForceContainer::equality(const ZqXmlObject* other) const
+{
+   const auto* same = dynamic_cast<const ZqCollisionForceContainer*>(other);
+   return same != nullptr && *this == *same;
+}
+
+const ZqToken& ZqCollisionForceContainer::token() const
+{
+   return classToken();
+}
+
+void ZqCollisionForceContainer::registerComponentCreators() {}

@@ -1,0 +1,130 @@
+#include "zqManipulator/simulation/interactions/ZqLatchedDoorLinks.h"
+
+#include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/tools/labels/ZqModelEdit.h"
+
+#include <cmath>
+
+template class ZqXmlClass<ZqLatchedDoorLinks, ZqBaseLinkInteractions>;
+
+namespace
+{
+// Never destroyed, so that doors can be written until the process ends.
+const ZqXmlEnumeration& latchTypeEnumeration()
+{
+   static const auto& enumeration = *new ZqXmlEnumeration{
+      {&ZqManip::ZqLatchTypeClosedWithTurnToken,
+       "while the handle is not turned, a free door is kept out of its frame"},
+      {&ZqManip::ZqLatchTypeClosedWithoutTurnToken, "a free door latches when it comes into it"}};
+   return enumeration;
+}
+} // namespace
+
+ZqLatchedDoorLinks::ZqLatchedDoorLinks() : m_latchType(latchTypeEnumeration()) {}
+
+bool ZqLatchedDoorLinks::xmlInit()
+{
+   registerLatchTypeEnumerations();
+   return ZqXmlCompoundType::xmlInit();
+}
+
+void ZqLatchedDoorLinks::registerLatchTypeEnumerations()
+{
+   m_latchType.registerEnumeration(latchTypeEnumeration());
+}
+
+bool ZqLatchedDoorLinks::read(ZqXmlReader& reader)
+{
+   m_latch.get() = {};
+   return ZqXmlClass::read(reader);
+}
+
+ZqXmlVectorBasicType<ZqReal> ZqLatchedDoorLinks::memory() const
+{
+   const Latch& latch = m_latch.get();
+   ZqXmlVectorBasicType<ZqReal> numbers;
+   if (latch.isInitialized)
+      numbers.values() = {latch.isDoorFree ? 1.0 : 0.0, latch.closedDoorCenter};
+   return numbers;
+}
+
+bool ZqLatchedDoorLinks::setMemory(const ZqXmlVectorBasicType<ZqReal>& memory)
+{
+   const auto& numbers = memory.values();
+   if (numbers.empty())
+   {
+      m_latch.get() = {};
+      return true;
+   }
+   if (numbers.size() != 2 || (numbers[0] != 0.0 && numbers[0] != 1.0) ||
+       !std::isfinite(numbers[1]))
+      return false;
+   m_latch.get() = {true, numbers[0] == 1.0, numbers[1]};
+   return true;
+}
+
+void ZqLatchedDoorLinks::beginTrial() const
+{
+   if (!m_kept.get())
+      m_kept.get() = m_latch.get();
+}
+
+void ZqLatchedDoorLinks::endTrial() const
+{
+   if (m_kept.get())
+      m_latch.get() = *m_kept.get();
+   m_kept.get().reset();
+}
+
+bool ZqLatchedDoorLinks::apply(const ZqModelEdit& edit)
+{
+   const auto door = edit.place({m_manipulatorId, m_doorLinkId});
+   const auto handle = edit.place({m_manipulatorId, m_handleLinkId});
+   // Both have joints, and are links of one manipulator.
+   if (!door || !handle || door->manipulatorIndex != handle->manipulatorIndex ||
+       door->linkIndex == ZqBaseLinkIndex || handle->linkIndex == ZqBaseLinkIndex)
+      return false;
+   m_manipulatorId = door->manipulatorIndex;
+   m_doorLinkId = door->linkIndex;
+   m_handleLinkId = handle->linkIndex;
+   return true;
+}
+
+void ZqLatchedDoorLinks::setLatchType(ZqU32 type)
+{
+   if (type <= ClosedWithoutTurn)
+      m_latchType = type;
+   else
+      Zq::Print::instance().write(
+         Zq::Rejected, "ZqLatchedDoorLinks::setLatchType(): there is no latch type %u.\n", type);
+}
+
+void ZqLatchedDoorLinks::setSpringConstant(ZqReal constant)
+{
+   take(m_springConstant, constant, "ZqLatchedDoorLinks::setSpringConstant()");
+}
+
+void ZqLatchedDoorLinks::setDamperConstant(ZqReal constant)
+{
+   take(m_damperConstant, constant, "ZqLatchedDoorLinks::setDamperConstant()");
+}
+
+void ZqLatchedDoorLinks::setUnlatchingAngleLowerBound(ZqReal angle)
+{
+   take(m_unlatchingAngleLowerBound, angle, "ZqLatchedDoorLinks::setUnlatchingAngleLowerBound()");
+}
+
+void ZqLatchedDoorLinks::setUnlatchingAngleUpperBound(ZqReal angle)
+{
+   take(m_unlatchingAngleUpperBound, angle, "ZqLatchedDoorLinks::setUnlatchingAngleUpperBound()");
+}
+
+void ZqLatchedDoorLinks::setClosedDoorAngleLowerBound(ZqReal angle)
+{
+   take(m_closedDoorAngleLowerBound, angle, "ZqLatchedDoorLinks::setClosedDoorAngleLowerBound()");
+}
+
+void ZqLatchedDoorLinks::setClosedDoorAngleUpperBound(ZqReal angle)
+{
+   take(m_closedDoorAngleUpperBound, angle, "ZqLatchedDoorLinks::setClosedDoorAngleUpperBound()");
+}

@@ -1,0 +1,141 @@
+#pragma once
+
+#include "zqManipulator/foundation/tokens/ZqManipTokens.h"
+#include "zqManipulator/foundation/xml/ZqXmlEnumType.h"
+#include "zqManipulator/simulation/interactions/ZqBaseLinkInteractions.h"
+#include "zqManipulator/state/ZqUncopied.h"
+
+#include <optional>
+
+/// A door with a handle and a latch: a moment about the z axis of the door's D-H frame, by the positions
+/// of the joints of two links of one manipulator.
+///
+/// The door is latched or free. In its first evaluation it is latched if it is within the bounds of a
+/// closed door, those included. With d the position of the door, v its velocity and m the middle of the
+/// bounds:
+///
+/// | door    | handle        | door in the frame | moment               | then                       |
+/// |---------|---------------|-------------------|----------------------|----------------------------|
+/// | latched | out of bounds | -                 | -((d - m) k + v c)   | latched                    |
+/// | latched | within bounds | yes               | 0                    | latched                    |
+/// | latched | within bounds | no                | 0                    | free                       |
+/// | free    | out of bounds | strictly          | closedWithTurn: (bound - d) k + v c, with the bound on the door's side of m | free |
+/// | free    | out of bounds | strictly          | closedWithoutTurn: 0 | latched                    |
+/// | free    | within bounds | strictly          | 0                    | latched                    |
+/// | free    | -             | not strictly      | 0                    | free                       |
+///
+/// The bounds of the handle are those within which it unlatches. A door that becomes free is looked at as a free one at
+/// once. The damper of the wall that keeps a free door out of the frame pushes in the direction of the
+/// motion: it feeds energy, and the door leaves the wall faster than it came.
+///
+/// A copy is as if it had never been evaluated. Numbers that are not finite are rejected by setters, with
+/// a message.
+class ZqLatchedDoorLinks : public ZqXmlClass<ZqLatchedDoorLinks, ZqBaseLinkInteractions>
+{
+public:
+   enum LatchType : ZqU32
+   {
+      ClosedWithTurn = 0,   ///< a free door closes only while the handle is turned
+      ClosedWithoutTurn = 1 ///< a free door that comes into the frame latches
+   };
+
+   ZqLatchedDoorLinks();
+
+   static const ZqToken& classToken() { return ZqManip::ZqLatchedDoorLinksToken; }
+   static constexpr const char* documentation = "a door with a handle and a latch";
+   template <class This = ZqLatchedDoorLinks>
+   static constexpr auto components()
+   {
+      return std::tuple{
+         ZqComponent{&This::m_latchType, &ZqManip::ZqLatchTypeToken, "how the door latches"},
+         ZqComponent{&This::m_springConstant, &ZqManip::ZqSpringConstantToken,
+                     "of the spring that holds the door in its frame, or out of it (N m/rad)"},
+         ZqComponent{&This::m_damperConstant, &ZqManip::ZqDamperConstantToken,
+                     "of the damper beside it (N m s/rad)"},
+         ZqComponent{&This::m_manipulatorId, &ZqManip::ZqManipulatorIdToken,
+                     "index of the manipulator"},
+         ZqComponent{&This::m_doorLinkId, &ZqManip::ZqDoorLinkIdToken,
+                     "index of the link whose joint is the hinge of the door"},
+         ZqComponent{&This::m_handleLinkId, &ZqManip::ZqHandleLinkIdToken,
+                     "index of the link whose joint turns the handle"},
+         ZqComponent{&This::m_unlatchingAngleLowerBound,
+                     &ZqManip::ZqUnlatchingAngleLowerBoundToken,
+                     "from which position on the handle unlatches the door (rad)"},
+         ZqComponent{&This::m_unlatchingAngleUpperBound,
+                     &ZqManip::ZqUnlatchingAngleUpperBoundToken, "and up to which one (rad)"},
+         ZqComponent{&This::m_closedDoorAngleLowerBound,
+                     &ZqManip::ZqClosedDoorAngleLowerBoundToken,
+                     "from which position on the door is in its frame (rad)"},
+         ZqComponent{&This::m_closedDoorAngleUpperBound,
+                     &ZqManip::ZqClosedDoorAngleUpperBoundToken, "and up to which one (rad)"}};
+   }
+   bool xmlInit() override;
+   bool read(ZqXmlReader& reader) override;
+   static ZqLatchedDoorLinks nullObject() { return {}; }
+   /// Whether the door is latched or free takes no part.
+   bool operator==(const ZqLatchedDoorLinks&) const = default;
+
+   void forceBetweenLinks(ZqSystemActiveState& activeState, const ZqManipulatorSystem& system,
+                          const ZqReal& time, const ZqXmlVectorType<ZqManipulatorTorque>& torques,
+                          ZqXmlVectorType<ZqManipulatorExternalForce>& forces) const override;
+   /// Nothing before the first evaluation; then 1 for a free door or 0 for a latched one, and the middle
+   /// of the frame (rad).
+   ZqXmlVectorBasicType<ZqReal> memory() const override;
+   bool setMemory(const ZqXmlVectorBasicType<ZqReal>& memory) override;
+   void beginTrial() const override;
+   void endTrial() const override;
+   bool apply(const ZqModelEdit& edit) override;
+   virtual void registerLatchTypeEnumerations();
+
+   virtual const ZqU32& latchType() const { return m_latchType; }
+   /// A value that is no latch type is rejected with a message.
+   virtual void setLatchType(ZqU32 type);
+   virtual const ZqReal& springConstant() const { return m_springConstant; }
+   virtual void setSpringConstant(ZqReal constant);
+   virtual const ZqReal& damperConstant() const { return m_damperConstant; }
+   virtual void setDamperConstant(ZqReal constant);
+   virtual const ZqU32& manipulatorId() const { return m_manipulatorId; }
+   virtual void setManipulatorId(ZqU32 index) { m_manipulatorId = index; }
+   virtual const ZqU32& doorLinkId() const { return m_doorLinkId; }
+   virtual void setDoorLinkId(ZqU32 index) { m_doorLinkId = index; }
+   virtual const ZqU32& handleLinkId() const { return m_handleLinkId; }
+   virtual void setHandleLinkId(ZqU32 index) { m_handleLinkId = index; }
+   virtual const ZqReal& unlatchingAngleLowerBound() const { return m_unlatchingAngleLowerBound; }
+   virtual void setUnlatchingAngleLowerBound(ZqReal angle);
+   virtual const ZqReal& unlatchingAngleUpperBound() const { return m_unlatchingAngleUpperBound; }
+   virtual void setUnlatchingAngleUpperBound(ZqReal angle);
+   virtual const ZqReal& closedDoorAngleLowerBound() const { return m_closedDoorAngleLowerBound; }
+   virtual void setClosedDoorAngleLowerBound(ZqReal angle);
+   virtual const ZqReal& closedDoorAngleUpperBound() const { return m_closedDoorAngleUpperBound; }
+   virtual void setClosedDoorAngleUpperBound(ZqReal angle);
+
+protected:
+   /// Of the first evaluation: takes the middle of the frame, and finds out whether the door is in it.
+   void init(ZqReal doorAngle) const;
+
+private:
+   struct Latch
+   {
+      bool isInitialized = false;
+      bool isDoorFree = false;
+      ZqReal closedDoorCenter = 0.0; ///< rad
+   };
+
+   ZqReal heldMoment(ZqReal angle, ZqReal rate, bool isHandleOut) const;
+   ZqReal freeMoment(ZqReal angle, ZqReal rate, bool isHandleOut) const;
+
+   ZqXmlEnumType<ZqU32> m_latchType;
+   ZqReal m_springConstant = 0.0;
+   ZqReal m_damperConstant = 0.0;
+   ZqU32 m_manipulatorId = 0;
+   ZqU32 m_doorLinkId = 0;
+   ZqU32 m_handleLinkId = 0;
+   ZqReal m_unlatchingAngleLowerBound = 0.0;
+   ZqReal m_unlatchingAngleUpperBound = 0.0;
+   ZqReal m_closedDoorAngleLowerBound = 0.0;
+   ZqReal m_closedDoorAngleUpperBound = 0.0;
+   mutable ZqUncopied<Latch> m_latch;
+   mutable ZqUncopied<std::optional<Latch>> m_kept; ///< during a trial: that of before
+};
+
+extern template class ZqXmlClass<ZqLatchedDoorLinks, ZqBaseLinkInteractions>;

@@ -1,0 +1,68 @@
+#include "zqManipulator/simulation/interactions/ZqSpringAndDamperBetweenLinks.h"
+
+#include "zqManipulator/tools/labels/ZqModelEdit.h"
+
+template class ZqXmlClass<ZqSpringAndDamperBetweenLinks, ZqBaseLinkInteractions>;
+
+namespace
+{
+bool followLink(ZqU32& manipulator, int& link, const ZqModelEdit& edit)
+{
+   const auto place = edit.place({manipulator, static_cast<ZqU32>(link)});
+   if (!place)
+      return false;
+   manipulator = place->manipulatorIndex;
+   link = static_cast<int>(place->linkIndex);
+   return true;
+}
+} // namespace
+
+bool ZqSpringAndDamperBetweenLinks::apply(const ZqModelEdit& edit)
+{
+   return followLink(m_manipulatorOneIndex, m_linkOneIndex, edit) &&
+          followLink(m_manipulatorTwoIndex, m_linkTwoIndex, edit);
+}
+
+void ZqSpringAndDamperBetweenLinks::setLinearSpringConstant(ZqReal constant)
+{
+   take(m_linearSpringConstant, constant,
+        "ZqSpringAndDamperBetweenLinks::setLinearSpringConstant()");
+}
+
+void ZqSpringAndDamperBetweenLinks::setLinearSpringOffset(ZqReal offset)
+{
+   take(m_linearSpringOffset, offset, "ZqSpringAndDamperBetweenLinks::setLinearSpringOffset()");
+}
+
+void ZqSpringAndDamperBetweenLinks::setAngularSpringConstant(ZqReal constant)
+{
+   take(m_angularSpringConstant, constant,
+        "ZqSpringAndDamperBetweenLinks::setAngularSpringConstant()");
+}
+
+void ZqSpringAndDamperBetweenLinks::setAngularSpringOffset(ZqReal offset)
+{
+   take(m_angularSpringOffset, offset, "ZqSpringAndDamperBetweenLinks::setAngularSpringOffset()");
+}
+
+void ZqSpringAndDamperBetweenLinks::setLinearDamperConstant(ZqReal constant)
+{
+   take(m_linearDamperConstant, constant,
+        "ZqSpringAndDamperBetweenLinks::setLinearDamperConstant()");
+}
+
+void ZqSpringAndDamperBetweenLinks::setAngularDamperConstant(ZqReal constant)
+{
+   take(m_angularDamperConstant, constant,
+        "ZqSpringAndDamperBetweenLinks::setAngularDamperConstant()");
+}
+
+void ZqSpringAndDamperBetweenLinks::setFrameOffsetOne(const ZqCoordinateSystemTransformation& frame)
+{
+   take(m_frameOffsetOne, frame, "ZqSpringAndDamperBetweenLinks::setFrameOffsetOne()");
+}
+
+void ZqSpringAndDamperBetweenLinks::setFrameOffsetTwo(const ZqCoordinateSystemTransformation& frame)
+{
+   take(m_frameOffsetTwo, frame, "ZqSpringAndDamperBetweenLinks::setFrameOffsetTwo()");
+}
