@@ -3,7 +3,9 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/proximity/ZqShapeKeys.h"
 #include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
+#include "zqManipulator/simulation/interactions/ZqLinkCollisionForce.h"
 #include "zqManipulator/state/ZqManipulatorSystemState.h"
+#include "zqManipulator/state/ZqSystemActiveState.h"
 
 #include <algorithm>
 #include <cmath>
@@ -22,8 +24,10 @@ ZqManipulatorSystem::ZqManipulatorSystem()
 ZqManipulatorSystem::ZqManipulatorSystem(const ZqManipulatorSystem& other,
                                          ZqFoundCommon::DeepCopyFlag flag)
    : ZqXmlClass(other), m_environment(other.m_environment), m_manipulators(other.m_manipulators),
+     m_linkInteractionsVector(other.m_linkInteractionsVector),
      m_collisionExclusionMap(other.m_collisionExclusionMap),
-     m_manipulatorAttachmentMap(other.m_manipulatorAttachmentMap), m_labelPool(other.m_labelPool)
+     m_manipulatorAttachmentMap(other.m_manipulatorAttachmentMap), m_labelPool(other.m_labelPool),
+     m_collisionDetectionPrecisionLevel(other.m_collisionDetectionPrecisionLevel)
 {
    ZqManipulatorSystem::mapManipulators();
    attachCollisionExclusionMap();
@@ -38,9 +42,11 @@ ZqManipulatorSystem& ZqManipulatorSystem::operator=(const ZqManipulatorSystem& o
       ZqXmlClass::operator=(other);
       m_environment = other.m_environment;
       m_manipulators = other.m_manipulators;
+      m_linkInteractionsVector = other.m_linkInteractionsVector;
       m_collisionExclusionMap = other.m_collisionExclusionMap;
       m_manipulatorAttachmentMap = other.m_manipulatorAttachmentMap;
       m_labelPool = other.m_labelPool;
+      m_collisionDetectionPrecisionLevel = other.m_collisionDetectionPrecisionLevel;
    }
    mapManipulators();
    attachCollisionExclusionMap();
@@ -50,6 +56,7 @@ ZqManipulatorSystem& ZqManipulatorSystem::operator=(const ZqManipulatorSystem& o
 bool ZqManipulatorSystem::operator==(const ZqManipulatorSystem& other) const
 {
    return m_environment == other.m_environment && m_manipulators == other.m_manipulators &&
+          m_linkInteractionsVector == other.m_linkInteractionsVector &&
           m_collisionExclusionMap == other.m_collisionExclusionMap;
 }
 
@@ -57,6 +64,7 @@ bool ZqManipulatorSystem::read(ZqXmlReader& reader)
 {
    const bool isRead = ZqXmlClass::read(reader);
    mapManipulators();
+   computeCollisionDetectionPrecisionLevel();
    attachCollisionExclusionMap();
    reportUnboundReferences();
    return isRead;
@@ -128,6 +136,36 @@ bool ZqManipulatorSystem::canCollide(ZqU32 manipulator1, ZqU32 link1, ZqU32 mani
 {
    return !m_collisionExclusionMap.isLinkCollisionCandidateExcluded(manipulator1, link1,
                                                                     manipulator2, link2);
+}
+
+// Interactions
+
+void ZqManipulatorSystem::setLinkInteractionsVector(const ZqLinkInteractionsVector& interactions)
+{
+   m_linkInteractionsVector = interactions;
+   computeCollisionDetectionPrecisionLevel();
+}
+
+void ZqManipulatorSystem::computeCollisionDetectionPrecisionLevel()
+{
+   m_collisionDetectionPrecisionLevel = 0;
+   for (const ZqBaseLinkInteractions* interaction : m_linkInteractionsVector.vectorContainer())
+      if (const auto* contacts = dynamic_cast<const ZqLinkCollisionForce*>(interaction))
+      {
+         m_collisionDetectionPrecisionLevel = contacts->precisionLevel();
+         return;
+      }
+}
+
+void ZqManipulatorSystem::processLinkInteractions(
+   ZqSystemActiveState& activeState, const ZqReal& time,
+   const ZqXmlVectorType<ZqManipulatorTorque>& torques) const
+{
+   if (activeState.generalForceValid())
+      return;
+   m_linkInteractionsVector.computeForces(activeState, *this, time, torques,
+                                          activeState.generalForceVector());
+   activeState.setGeneralForceValid(true);
 }
 
 // Steps of time

@@ -5,6 +5,7 @@
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
 #include "zqManipulator/kinematics/system/ZqSystemEnvironment.h"
 #include "zqManipulator/simulation/attachments/ZqOldManipulatorAttachmentMap.h"
+#include "zqManipulator/simulation/interactions/ZqLinkInteractionsVector.h"
 #include "zqManipulator/tools/labels/ZqLabelPool.h"
 
 #include <functional>
@@ -15,10 +16,12 @@
 class ZqManipulatorSystemState;
 class ZqPositionState;
 class ZqShapeStateCacheKey;
+class ZqSystemActiveState;
 class ZqVelocityState;
 
-/// The model of a scene: manipulators by index, the environment, and which links of different
-/// manipulators may collide. It holds no state.
+/// The model of a scene: manipulators by index, the environment, what acts between links, and which links of
+/// different manipulators may collide. It holds no state but what its interactions remember, from one
+/// `processLinkInteractions` to the next.
 ///
 /// Labels of manipulators are unique. A manipulator may be a reference to another one's model, and
 /// has then no links of its own: `aboutToModifyManipulator` ends such sharing before a
@@ -39,6 +42,8 @@ public:
          ZqComponent{&This::m_environment, &ZqManip::ZqEnvironmentToken,
                      "frame and gravity of the scene"},
          ZqComponent{&This::m_manipulators, &ZqManip::ZqManipulatorsToken, "manipulators by index"},
+         ZqOptionalComponent(&This::m_linkInteractionsVector,
+                             &ZqManip::ZqLinkInteractionsVectorToken, "what acts between links"),
          ZqComponent{&This::m_collisionExclusionMap, &ZqManip::ZqSystemCollisionExclusionMapToken,
                      "pairs of links that need not be tested for collision"},
          ZqReadOnlyComponent(&This::m_manipulatorAttachmentMap,
@@ -64,7 +69,7 @@ public:
 
    /// Appends a copy of another system, which may be this one: its manipulators, with new labels where
    /// theirs are taken, and its collision exclusions, which are shifted by the number of its own
-   /// manipulators. True.
+   /// manipulators. Interactions of the other system are left out. True.
    virtual bool mergeWith(const ZqManipulatorSystem& other);
    virtual ZqU32 jointDof(ZqU32 index) const;
    /// \name Totals over all manipulators
@@ -107,8 +112,14 @@ public:
    /// several have the same label, the first that is no reference keeps it, or else the first; the
    /// others get new labels.
    virtual void mapManipulators();
-   /// Becomes a system of one manipulator; environment and collision exclusions stay.
+   /// Becomes a system of one manipulator, without interactions; environment and collision exclusions
+   /// stay.
    virtual void setFromIndividualManipulator(const ZqIndividualManipulator& manipulator);
+   virtual const ZqLinkInteractionsVector& linkInteractionsVector() const
+   {
+      return m_linkInteractionsVector;
+   }
+   virtual void setLinkInteractionsVector(const ZqLinkInteractionsVector& interactions);
    virtual const ZqSystemCollisionExclusionMap& collisionExclusionMap() const
    {
       return m_collisionExclusionMap;
@@ -135,6 +146,16 @@ public:
    /// A sphere, in the system frame, about all manipulators that have a position in the state.
    virtual ZqSphere absoluteBoundingSphere(const ZqManipulatorSystemState& state) const;
    virtual ZqU32 numberOfManipulators() const { return m_manipulators.size(); }
+   /// Computes the `generalForceVector` of the active state by `ZqLinkInteractionsVector::computeForces`,
+   /// unless it is valid. What the interactions remember is led on: a system of which copies are
+   /// simulated, as by `ZqSimulation`, has them not evaluated by several threads.
+   virtual void processLinkInteractions(ZqSystemActiveState& activeState, const ZqReal& time,
+                                        const ZqXmlVectorType<ZqManipulatorTorque>& torques) const;
+   /// The `precisionLevel` of the first interaction that is a `ZqLinkCollisionForce`; else 0.
+   virtual ZqU32 collisionDetectionPrecisionLevel() const
+   {
+      return m_collisionDetectionPrecisionLevel;
+   }
    /// Turns manipulators that equal an earlier one but for the label into references to it. True.
    virtual bool findAndConvertToReferences();
    /// `ZqIndividualManipulator::setSurfacesByIDs` in one manipulator; those that share its model share the
@@ -179,6 +200,7 @@ protected:
    /// chain of references, or, with a message, stays a reference when there is none.
    virtual bool aboutToModifyManipulator(ZqU32 index);
    virtual bool aboutToModifyManipulator(const ZqString& label);
+   virtual void computeCollisionDetectionPrecisionLevel();
    /// References to the manipulator get its new label.
    virtual bool changeManipulatorLabelWithoutCheckingUniqueness(ZqU32 index, const ZqString& label);
 
@@ -200,10 +222,12 @@ private:
 
    ZqSystemEnvironment m_environment;
    Manipulators m_manipulators;
+   ZqLinkInteractionsVector m_linkInteractionsVector;
    ZqSystemCollisionExclusionMap m_collisionExclusionMap;
    ZqOldManipulatorAttachmentMap m_manipulatorAttachmentMap;
    mutable ZqU32 m_totalReadableLinkCount = 0; ///< of the document; not copied
    ZqLabelPool m_labelPool;
+   ZqU32 m_collisionDetectionPrecisionLevel = 0;
    /// The manipulators that are references, by the label that they refer to, since the last mapping.
    std::multimap<ZqString, ZqU32> m_references;
 };

@@ -227,6 +227,8 @@ void ZqManipulatorSystem::setManipulators(const Manipulators& manipulators)
 
 void ZqManipulatorSystem::setFromIndividualManipulator(const ZqIndividualManipulator& manipulator)
 {
+   m_linkInteractionsVector.clear();
+   computeCollisionDetectionPrecisionLevel();
    setManipulators({manipulator});
 }
 
@@ -287,6 +289,7 @@ ZqManipulatorSystem::editManipulator(ZqU32 index,
 
    ZqModelEdit edit;
    edit.setLinks(index, record.edit);
+   m_linkInteractionsVector.apply(edit);
    m_collisionExclusionMap.apply(edit);
    m_manipulatorAttachmentMap.apply(edit);
    mapManipulators();
@@ -306,6 +309,7 @@ bool ZqManipulatorSystem::deleteManipulator(ZqU32 index)
    m_collisionExclusionMap.deleteManipulatorAndShift(index);
    ZqModelEdit edit;
    edit.setManipulators(ZqRenumbering::removed(index, 1));
+   m_linkInteractionsVector.apply(edit);
    m_manipulatorAttachmentMap.apply(edit);
    mapManipulators();
    attachCollisionExclusionMap();

@@ -11,8 +11,7 @@ class ZqModelEdit;
 class ZqSystemActiveState;
 
 /// What acts between links of a scene, of one manipulator or of several.
-class ZqBaseLinkInteractions
-   : public ZqXmlAbstractClass<ZqBaseLinkInteractions, ZqXmlCompoundType>
+class ZqBaseLinkInteractions : public ZqXmlAbstractClass<ZqBaseLinkInteractions, ZqXmlCompoundType>
 {
 public:
    bool operator==(const ZqBaseLinkInteractions&) const noexcept { return true; }
@@ -33,10 +32,7 @@ public:
    /// As numbers, to be stored; none when there is nothing to remember.
    virtual ZqXmlVectorBasicType<ZqReal> memory() const { return {}; }
    /// False, and no change, for numbers that are none of its own.
-   virtual bool setMemory(const ZqXmlVectorBasicType<ZqReal>& memory)
-   {
-      return memory.size() == 0;
-   }
+   virtual bool setMemory(const ZqXmlVectorBasicType<ZqReal>& memory) { return memory.size() == 0; }
    /// What is evaluated between the two leaves no trace in it.
    virtual void beginTrial() const {}
    virtual void endTrial() const {}

@@ -39,6 +39,43 @@ bool ZqLatchedDoorLinks::read(ZqXmlReader& reader)
    return ZqXmlClass::read(reader);
 }
 
+void ZqLatchedDoorLinks::init(ZqReal doorAngle) const
+{
+   m_latch.get() = {
+      true, !(m_closedDoorAngleLowerBound <= doorAngle && doorAngle <= m_closedDoorAngleUpperBound),
+      (m_closedDoorAngleLowerBound + m_closedDoorAngleUpperBound) * 0.5};
+}
+
+/// The moment on the door, about its z axis (N m). Leads the latch on.
+ZqReal ZqLatchedDoorLinks::moment(ZqReal handleAngle, ZqReal doorAngle, ZqReal doorRate) const
+{
+   if (!m_latch.get().isInitialized)
+      init(doorAngle);
+   Latch& latch = m_latch.get();
+   const ZqReal lower = m_closedDoorAngleLowerBound;
+   const ZqReal upper = m_closedDoorAngleUpperBound;
+   const bool isHandleOut =
+      handleAngle < m_unlatchingAngleLowerBound || handleAngle > m_unlatchingAngleUpperBound;
+
+   if (!latch.isDoorFree)
+   {
+      if (isHandleOut)
+         return -((doorAngle - latch.closedDoorCenter) * m_springConstant +
+                  doorRate * m_damperConstant);
+      latch.isDoorFree = doorAngle < lower || doorAngle > upper;
+      return 0.0;
+   }
+   if (!(lower < doorAngle && doorAngle < upper))
+      return 0.0;
+   if (isHandleOut && m_latchType == ClosedWithTurn)
+   {
+      const ZqReal bound = doorAngle <= latch.closedDoorCenter ? lower : upper;
+      return (bound - doorAngle) * m_springConstant + doorRate * m_damperConstant;
+   }
+   latch.isDoorFree = false;
+   return 0.0;
+}
+
 ZqXmlVectorBasicType<ZqReal> ZqLatchedDoorLinks::memory() const
 {
    const Latch& latch = m_latch.get();

@@ -24,9 +24,8 @@
 /// | free    | within bounds | strictly          | 0                    | latched                    |
 /// | free    | -             | not strictly      | 0                    | free                       |
 ///
-/// The bounds of the handle are those within which it unlatches. A door that becomes free is looked at as a free one at
-/// once. The damper of the wall that keeps a free door out of the frame pushes in the direction of the
-/// motion: it feeds energy, and the door leaves the wall faster than it came.
+/// The bounds of the handle are those within which it unlatches. The damper of the wall that keeps a
+/// free door out of the frame pushes in the direction of the motion: it feeds energy.
 ///
 /// A copy is as if it had never been evaluated. Numbers that are not finite are rejected by setters, with
 /// a message.
@@ -58,16 +57,14 @@ public:
                      "index of the link whose joint is the hinge of the door"},
          ZqComponent{&This::m_handleLinkId, &ZqManip::ZqHandleLinkIdToken,
                      "index of the link whose joint turns the handle"},
-         ZqComponent{&This::m_unlatchingAngleLowerBound,
-                     &ZqManip::ZqUnlatchingAngleLowerBoundToken,
+         ZqComponent{&This::m_unlatchingAngleLowerBound, &ZqManip::ZqUnlatchingAngleLowerBoundToken,
                      "from which position on the handle unlatches the door (rad)"},
-         ZqComponent{&This::m_unlatchingAngleUpperBound,
-                     &ZqManip::ZqUnlatchingAngleUpperBoundToken, "and up to which one (rad)"},
-         ZqComponent{&This::m_closedDoorAngleLowerBound,
-                     &ZqManip::ZqClosedDoorAngleLowerBoundToken,
+         ZqComponent{&This::m_unlatchingAngleUpperBound, &ZqManip::ZqUnlatchingAngleUpperBoundToken,
+                     "and up to which one (rad)"},
+         ZqComponent{&This::m_closedDoorAngleLowerBound, &ZqManip::ZqClosedDoorAngleLowerBoundToken,
                      "from which position on the door is in its frame (rad)"},
-         ZqComponent{&This::m_closedDoorAngleUpperBound,
-                     &ZqManip::ZqClosedDoorAngleUpperBoundToken, "and up to which one (rad)"}};
+         ZqComponent{&This::m_closedDoorAngleUpperBound, &ZqManip::ZqClosedDoorAngleUpperBoundToken,
+                     "and up to which one (rad)"}};
    }
    bool xmlInit() override;
    bool read(ZqXmlReader& reader) override;
@@ -121,8 +118,7 @@ private:
       ZqReal closedDoorCenter = 0.0; ///< rad
    };
 
-   ZqReal heldMoment(ZqReal angle, ZqReal rate, bool isHandleOut) const;
-   ZqReal freeMoment(ZqReal angle, ZqReal rate, bool isHandleOut) const;
+   ZqReal moment(ZqReal handleAngle, ZqReal doorAngle, ZqReal doorRate) const;
 
    ZqXmlEnumType<ZqU32> m_latchType;
    ZqReal m_springConstant = 0.0;

@@ -2,6 +2,7 @@
 
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/simulation/interactions/ZqLatchedDoorLinks.h"
+#include "zqManipulator/simulation/interactions/ZqLinkCollisionForce.h"
 #include "zqManipulator/simulation/interactions/ZqSpringAndDamperBetweenLinks.h"
 
 template class ZqXmlVariableVectorType<ZqBaseLinkInteractions>;
@@ -31,6 +32,7 @@ void ZqLinkInteractionsVector::registerComponentCreators()
 {
    registerComponentCreator(ZqSpringAndDamperBetweenLinks::classToken(),
                             ZqSpringAndDamperBetweenLinks::creator);
+   registerComponentCreator(ZqLinkCollisionForce::classToken(), ZqLinkCollisionForce::creator);
    registerComponentCreator(ZqLatchedDoorLinks::classToken(), ZqLatchedDoorLinks::creator);
 }
 
@@ -56,9 +58,10 @@ void ZqLinkInteractionsVector::apply(const ZqModelEdit& edit)
       if (interaction == nullptr || interaction->apply(edit))
          continue;
       erase(i);
-      Zq::Print::instance().write(Zq::Oddity,
-                                  "ZqLinkInteractionsVector::apply(): interaction %u is removed with "
-                                  "a link of its own.\n",
-                                  i);
+      Zq::Print::instance().write(
+         Zq::Oddity,
+         "ZqLinkInteractionsVector::apply(): interaction %u is removed with "
+         "a link of its own.\n",
+         i);
    }
 }

@@ -29,8 +29,9 @@ public:
       return std::tuple{
          ZqComponent{&This::m_linearSpringConstant, &ZqManip::ZqLinearSpringConstantToken,
                      "force for each metre that the origins are further apart than at rest (N/m)"},
-         ZqComponent{&This::m_angularSpringConstant, &ZqManip::ZqAngularSpringConstantToken,
-                     "moment for each radian that the frames are turned more than at rest (N m/rad)"},
+         ZqComponent{
+            &This::m_angularSpringConstant, &ZqManip::ZqAngularSpringConstantToken,
+            "moment for each radian that the frames are turned more than at rest (N m/rad)"},
          ZqComponent{&This::m_linearSpringOffset, &ZqManip::ZqLinearSpringOffsetToken,
                      "distance of the origins at rest (m)"},
          ZqComponent{&This::m_angularSpringOffset, &ZqManip::ZqAngularSpringOffsetToken,

@@ -1,0 +1,49 @@
+#include "zqManipulator/simulation/interactions/ZqLinkCollisionForce.h"
+
+#include "zqManipulator/contact/proximity/ZqManipulatorCollisionTool.h"
+#include "zqManipulator/foundation/proximity/ZqSystemShapeCollisionCache.h"
+#include "zqManipulator/kinematics/system/ZqManipulatorSystem.h"
+#include "zqManipulator/state/ZqSystemActiveBoundingBoxState.h"
+#include "zqManipulator/state/ZqSystemActiveState.h"
+
+namespace
+{
+bool canTouch(const ZqManipulatorSystem& system, const ZqLinkKey& a, const ZqLinkKey& b)
+{
+   if (a.manipulatorIndex() != b.manipulatorIndex())
+      return system.canCollide(a.manipulatorIndex(), a.linkIndex(), b.manipulatorIndex(),
+                               b.linkIndex());
+   return a.linkIndex() != b.linkIndex() &&
+          system.manipulators()[a.manipulatorIndex()].canCollide(a.linkIndex(), b.linkIndex());
+}
+} // namespace
+
+ZqManipulatorCollisionTool& ZqLinkCollisionForce::tool() const
+{
+   if (!m_tool.get())
+      m_tool.get() = std::make_shared<ZqManipulatorCollisionTool>();
+   m_tool.get()->setBoundingVolumeLevel(m_precisionLevel);
+   return *m_tool.get();
+}
+
+void ZqLinkCollisionForce::forceBetweenLinks(
+   ZqSystemActiveState& activeState, const ZqManipulatorSystem& system, const ZqReal& time,
+   const ZqXmlVectorType<ZqManipulatorTorque>& torques,
+   ZqXmlVectorType<ZqManipulatorExternalForce>& forces) const
+{
+   const ZqBaseCollisionForceProcessor* law = m_collisionForceContainer.topElement();
+   if (law == nullptr)
+      return;
+   const ZqManipulatorCollisionTool& tool = this->tool();
+   tool.followModel(system, activeState);
+   for (const auto& [a, b] : activeState.systemActiveBoundingBoxState().intersectionList(
+           system, activeState.manipulatorActiveStateVector()))
+      if (canTouch(system, a, b))
+         tool.computeLinkCollisionData(a.manipulatorIndex(), a.linkIndex(), b.manipulatorIndex(),
+                                       b.linkIndex(), system, activeState);
+
+   ZqSystemShapeCollisionCache& cache = activeState.systemShapeCollisionCache();
+   cache.resetNextCollisionData();
+   while (ZqShapeCollisionData* data = cache.nextCollisionData())
+      law->process(*data, activeState, torques, forces, time);
+}

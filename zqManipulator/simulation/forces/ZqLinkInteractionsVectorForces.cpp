@@ -1,0 +1,21 @@
+#include "zqManipulator/simulation/interactions/ZqLinkInteractionsVector.h"
+
+#include "zqManipulator/kinematics/system/ZqManipulatorSystem.h"
+
+void ZqLinkInteractionsVector::computeForces(
+   ZqSystemActiveState& activeState, const ZqManipulatorSystem& system, const ZqReal& time,
+   const ZqXmlVectorType<ZqManipulatorTorque>& torques,
+   ZqXmlVectorType<ZqManipulatorExternalForce>& forces) const
+{
+   const ZqU32 count = system.numberOfManipulators();
+   if (forces.size() != count)
+      forces.resize(count);
+   for (ZqU32 i = 0; i < count; ++i)
+   {
+      forces[i].resize(system.manipulators()[i].jointDof());
+      forces[i].setToZeros();
+   }
+   for (const ZqBaseLinkInteractions* interaction : vectorContainer())
+      if (interaction != nullptr)
+         interaction->forceBetweenLinks(activeState, system, time, torques, forces);
+}

@@ -1,0 +1,3 @@
+#include "zqManipulator/simulation/interactions/ZqLinkCollisionForce.h"
+
+template class ZqXmlClass<ZqLinkCollisionForce, ZqBaseLinkInteractions>;
