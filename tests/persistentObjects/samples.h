@@ -172,6 +172,16 @@ private:
       map.excludeLinkCollisionCandidates(4, " <arm>", 6);
       map.excludeLinkCollisionCandidate(7, "hand", 4294967295, "leg");
    }
+   void fill(ZqFrictionCoefficientLookupTool::PairMap& map)
+   {
+      const ZqFrictionCoefficientLookupTool tool;
+      tool.setFrictionValue("wood", filled<ZqString>(), filled<ZqReal>(), map);
+      tool.setFrictionValue("ice", filled<ZqString>(), filled<ZqReal>(), map);
+   }
+   void fill(ZqDissipativeForceProcessorContainer& container)
+   {
+      container.setTopElement(filled<ZqDissipativeForceProcessor>());
+   }
    void fill(ZqManipulatorAttachmentNode& node)
    {
       node.setName("tool");
