@@ -1,5 +1,7 @@
 #include "zqManipulator/contact/forces/ZqCollisionForceContainer.h"
 
+#include "zqManipulator/contact/forces/ZqMassSpringDamperCollisionForceProcessor.h"
+
 template class ZqXmlVariableType<ZqBaseCollisionForceProcessor>;
 template class ZqXmlSingleVariableType<ZqBaseCollisionForceProcessor,
                                        ZqXmlClonePointer<ZqBaseCollisionForceProcessor>>;
@@ -26,4 +28,10 @@ const ZqToken& ZqCollisionForceContainer::token() const
    return classToken();
 }
 
-void ZqCollisionForceContainer::registerComponentCreators() {}
+void ZqCollisionForceContainer::registerComponentCreators()
+{
+   registerComponentCreator(ZqMassSpringCollisionForceProcessor::classToken(),
+                            ZqMassSpringCollisionForceProcessor::creator);
+   registerComponentCreator(ZqMassSpringDamperCollisionForceProcessor::classToken(),
+                            ZqMassSpringDamperCollisionForceProcessor::creator);
+}
