@@ -1,5 +1,6 @@
 #include "zqManipulator/tools/checks/ZqModelCheck.h"
 
+#include "zqManipulator/tools/checks/ZqInteractionChecks.h"
 #include "zqManipulator/contact/proximity/ZqProximityQuery.h"
 #include "zqManipulator/foundation/geometry/ZqTriangleMesh.h"
 #include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
@@ -17,6 +18,7 @@
 
 namespace
 {
+using namespace zqChecks;
 using Zq::Severity;
 
 constexpr ZqReal pi = std::numbers::pi;
@@ -28,75 +30,13 @@ constexpr ZqReal placeTolerance = 1e-6;
 /// Of the trace of a second moment: what numbers that were written with six digits leave.
 constexpr ZqReal bodyTolerance = 1e-6;
 
-/// A scene, the frames of its state, and what is odd about it.
-class Inspection
-{
-public:
-   explicit Inspection(const ZqStatedSystem& scene) : m_scene(scene), m_state(scene.state())
-   {
-      scene.rightSizeState(m_state);
-      if (!m_state.checkCompatibleState(scene.state()))
-         report(Severity::Error, "state-size", {}, "the state is of another size than the system");
-      m_active.setNonredundantState(m_state);
-   }
-
-   const ZqStatedSystem& scene() const { return m_scene; }
-   ZqSystemActiveState& activeState() { return m_active; }
-   /// That of the scene, made to fit.
-   const ZqManipulatorSystemState& state() const { return m_state; }
-   const ZqIndividualManipulator& manipulator(ZqU32 index) const
-   {
-      return m_scene.system().manipulators()[index];
-   }
-   ZqManipulatorActiveState& activeState(ZqU32 index)
-   {
-      return m_active.manipulatorActiveStateVector()[index];
-   }
-
-   void report(Severity severity, const char* code, const ZqString& path, const ZqString& text)
-   {
-      m_findings.push_back({severity, code, {}, 0, path, text});
-   }
-   std::vector<Zq::Diagnostic> findings() { return std::move(m_findings); }
-
-private:
-   const ZqStatedSystem& m_scene;
-   ZqManipulatorSystemState m_state;
-   ZqSystemActiveState m_active;
-   std::vector<Zq::Diagnostic> m_findings;
-};
-
 // Texts
-
-ZqString quoted(const ZqString& label)
-{
-   return '"' + label + '"';
-}
-
-ZqString pathOf(const ZqIndividualManipulator& manipulator)
-{
-   return "manipulator '" + Zq::oneLine(manipulator.manipulatorLabel()) + "'";
-}
-
-/// The base stands among the links.
-ZqString pathOf(const ZqIndividualManipulator& manipulator, const ZqManipulatorLink& link)
-{
-   return pathOf(manipulator) + "/link '" + Zq::oneLine(link.linkLabel()) + "'";
-}
 
 /// The shortest text that reads back as the number.
 ZqString exact(ZqReal value)
 {
    std::array<char, 32> digits{};
    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value);
-   return {digits.data(), end.ptr};
-}
-
-ZqString rounded(ZqReal value)
-{
-   std::array<char, 32> digits{};
-   const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value,
-                                  std::chars_format::general, 6);
    return {digits.data(), end.ptr};
 }
 
