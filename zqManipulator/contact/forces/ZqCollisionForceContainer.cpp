@@ -1,6 +1,7 @@
 #include "zqManipulator/contact/forces/ZqCollisionForceContainer.h"
 
 #include "zqManipulator/contact/forces/ZqMassSpringDamperCollisionForceProcessor.h"
+#include "zqManipulator/contact/forces/ZqPointContactForceProcessor.h"
 
 template class ZqXmlVariableType<ZqBaseCollisionForceProcessor>;
 template class ZqXmlSingleVariableType<ZqBaseCollisionForceProcessor,
@@ -34,4 +35,6 @@ void ZqCollisionForceContainer::registerComponentCreators()
                             ZqMassSpringCollisionForceProcessor::creator);
    registerComponentCreator(ZqMassSpringDamperCollisionForceProcessor::classToken(),
                             ZqMassSpringDamperCollisionForceProcessor::creator);
+   registerComponentCreator(ZqPointContactForceProcessor::classToken(),
+                            ZqPointContactForceProcessor::creator);
 }
