@@ -147,7 +147,8 @@ void checkOutputs(const RunOptions& options)
        (options.out.empty() || options.out.ends_with(".xml")))
       throw Failure(Usage, "--columns: there is neither a table nor a plot to have them");
    if (options.json && printsData(options))
-      throw Failure(Usage, "--json: standard output is that of --out, --contacts, --save or --plot");
+      throw Failure(Usage,
+                    "--json: standard output is that of --out, --contacts, --save or --plot");
    struct File
    {
       const char* option;
@@ -530,8 +531,9 @@ zqsim::Run zqsim::run(CLI::App& arguments)
                   "one line for each pair of shapes that touch")
       ->type_name("FILE");
    arguments
-      .add_option("--every", options->every,
-                  "Record with --out and --contacts the first state, that of every Nth step, and the last")
+      .add_option(
+         "--every", options->every,
+         "Record with --out and --contacts the first state, that of every Nth step, and the last")
       ->type_name("N")
       ->capture_default_str();
    arguments

@@ -7,9 +7,9 @@
 #include "zqManipulator/contact/friction/ZqDryFrictionForceProcessor.h"
 #include "zqManipulator/contact/friction/ZqPointFrictionForceProcessor.h"
 #include "zqManipulator/contact/proximity/ZqManipulatorCollisionTool.h"
+#include "zqManipulator/contact/response/ZqContactMass.h"
 #include "zqManipulator/contact/response/ZqContactSides.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
-#include "zqManipulator/kinematics/system/ZqStatedSystemStruct.h"
 #include "zqManipulator/state/ZqSystemActiveBoundingBoxState.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
@@ -44,11 +44,11 @@ struct SurfacePair
    ZqReal k = 0.0; ///< N/m^e
    ZqReal e = 1.0;
    ZqReal referenceStiffness = 0.0; ///< by which friction is measured (N/m)
-   ZqReal dissipation = 0.0;    ///< s/m, of the spring's force
-   ZqReal damper = 0.0;         ///< N s/m
-   ZqReal depthDamper = 0.0;    ///< N s/m^2
-   ZqReal staticFriction = 0.0; ///< coefficient
-   ZqReal assumedMass = 0.0;    ///< kg
+   ZqReal dissipation = 0.0;        ///< s/m, of the spring's force
+   ZqReal damper = 0.0;             ///< N s/m
+   ZqReal depthDamper = 0.0;        ///< N s/m^2
+   ZqReal staticFriction = 0.0;     ///< coefficient
+   ZqReal assumedMass = 0.0;        ///< kg
 };
 
 /// What an estimate has to know of a law.
@@ -58,8 +58,8 @@ public:
    explicit Law(const ZqBaseCollisionForceProcessor& law)
       : m_point(dynamic_cast<const ZqPointContactForceProcessor*>(&law)),
         m_told(dynamic_cast<const ZqMassSpringCollisionForceProcessor*>(&law)),
-        m_isToldWithDepth(
-           dynamic_cast<const ZqMassSpringDamperCollisionForceProcessor*>(&law) != nullptr)
+        m_isToldWithDepth(dynamic_cast<const ZqMassSpringDamperCollisionForceProcessor*>(&law) !=
+                          nullptr)
    {
       if (m_point != nullptr && m_point->useFriction())
          m_friction = m_point->dissipativeForceProcessor();
@@ -94,8 +94,8 @@ SurfacePair Law::pairOf(const ZqDataMap* a, const ZqDataMap* b) const
    SurfacePair pair;
    if (m_point != nullptr)
    {
-      const auto material = ZqContactMaterial::ofPair(m_point->surfaceMaterial(a),
-                                                      m_point->surfaceMaterial(b));
+      const auto material =
+         ZqContactMaterial::ofPair(m_point->surfaceMaterial(a), m_point->surfaceMaterial(b));
       pair.k = material.stiffness;
       pair.e = material.exponent;
       pair.dissipation = material.dissipation;
@@ -129,17 +129,16 @@ Stiffnesses Law::stiffnesses(const SurfacePair& pair, ZqReal depth, ZqReal mass)
    Stiffnesses result;
    auto& [normal, across] = result;
    normal.spring = pair.stiffness(depth);
-   normal.relaxation = pair.dissipation * depth / pair.e +
-                       (pair.damper + pair.depthDamper * depth) / normal.spring;
+   normal.relaxation =
+      pair.dissipation * depth / pair.e + (pair.damper + pair.depthDamper * depth) / normal.spring;
    if (m_point != nullptr)
-      normal.relaxation +=
-         relaxationOf(m_point->settlingDampingRatio(), mass, normal.spring);
+      normal.relaxation += relaxationOf(m_point->settlingDampingRatio(), mass, normal.spring);
    if (m_pointFriction != nullptr)
    {
       const ZqReal spring =
          m_pointFriction->tangentialToNormalStiffness() * pair.referenceStiffness;
-      normal.relaxation = std::max(
-         normal.relaxation, relaxationOf(m_pointFriction->dampingRatio(), mass, spring));
+      normal.relaxation =
+         std::max(normal.relaxation, relaxationOf(m_pointFriction->dampingRatio(), mass, spring));
       normal.spring = std::max(normal.spring, spring);
    }
    if (const auto* full = dynamic_cast<const ZqDissipativeForceProcessor*>(m_friction);
@@ -147,8 +146,8 @@ Stiffnesses Law::stiffnesses(const SurfacePair& pair, ZqReal depth, ZqReal mass)
    {
       across.spring = pair.staticFriction * pair.k * std::pow(depth, pair.e) /
                       full->linearStaticFrictionModelMaxDistanceError();
-      across.relaxation = relaxationOf(1.0, m_told != nullptr ? m_told->linearInertia() : mass,
-                                       across.spring);
+      across.relaxation =
+         relaxationOf(1.0, m_told != nullptr ? m_told->linearInertia() : mass, across.spring);
    }
    if (const auto* dry = dynamic_cast<const ZqDryFrictionForceProcessor*>(m_friction);
        dry != nullptr && dry->useStaticFriction())
@@ -255,7 +254,8 @@ private:
    std::map<Kind, std::vector<std::size_t>> m_bodiesOfKind;
    std::vector<Touch> m_touches;
    std::optional<ZqContactEstimate::Step> m_step;
-   std::vector<const Touch*> m_support; ///< of bodies that rest on one other, and could tilt; else null
+   std::vector<const Touch*>
+      m_support; ///< of bodies that rest on one other, and could tilt; else null
 };
 
 // Bodies
@@ -277,30 +277,16 @@ void Estimator::addBody(ZqU32 index, const ZqManipulatorLink& link)
    if (surfaces.empty())
       return;
    const ZqIndividualManipulator& manipulator = m_scene.system().manipulators()[index];
-   const ZqStatedSystemStruct scene(&m_scene, index);
-   const bool isBase = &link == &manipulator.concreteReference();
-   const ZqManipulatorAttachmentMap& attachments = m_scene.configuration().attachmentMap();
-   const bool isCarried =
-      attachments.findNode(index) != nullptr && attachments.findBaseNode(index) == nullptr;
    Body body;
-   body.key = {index, isBase ? ZqBaseLinkIndex : link.linkIndex()};
-   const bool isHeld = manipulator.isFixedBase() && !isCarried;
-   if (!isHeld || !isBase)
+   body.key = {index, link.linkIndex()};
+   body.mass = zqContactMass(link);
+   if (body.mass < infinity)
    {
-      const ZqRigidBodyMassProperties& properties = link.massProperties(&scene);
-      body.mass = properties.mass();
-      if (!(body.mass > ZqRigidBodyMassProperties::smallestMass))
-      {
-         body.mass = manipulator.concreteReference().massProperties(&scene).mass();
-         for (const ZqManipulatorLink* other : manipulator.linkPointerVector())
-            body.mass += other->massProperties(&scene).mass();
-      }
       ZqVector center;
-      properties.getCenterOfMass(center);
-      auto& state =
-         m_active.manipulatorActiveStateVector()[index].activePositionState();
+      link.massProperties().getCenterOfMass(center);
+      auto& state = m_active.manipulatorActiveStateVector()[index].activePositionState();
       body.center = link.primaryFrameInSystem(state) * center;
-      body.isAlone = !isHeld && !isCarried && manipulator.jointDof() == 0;
+      body.isAlone = !manipulator.isFixedBase() && manipulator.jointDof() == 0;
    }
    m_bodiesOfKind[{body.mass, surfaces}].push_back(m_bodies.size());
    m_bodyOf[body.key] = m_bodies.size();
@@ -313,10 +299,8 @@ std::vector<std::size_t> Estimator::surfacesOf(const ZqManipulatorLink& link)
    std::vector<std::size_t> result;
    const auto add = [&](const ZqDataMap* surface)
    {
-      const auto isSame = [&](const ZqDataMap* other)
-      {
-         return surface == other ||
-                (surface != nullptr && other != nullptr && *surface == *other);
+      const auto isSame = [&](const ZqDataMap* other) {
+         return surface == other || (surface != nullptr && other != nullptr && *surface == *other);
       };
       const auto place = std::find_if(m_surfaces.begin(), m_surfaces.end(), isSame);
       result.push_back(static_cast<std::size_t>(place - m_surfaces.begin()));
@@ -342,10 +326,10 @@ std::vector<std::size_t> Estimator::surfacesOf(const ZqManipulatorLink& link)
 bool Estimator::canCollide(const ZqLinkKey& a, const ZqLinkKey& b) const
 {
    if (a.manipulatorIndex() != b.manipulatorIndex())
-      return m_scene.system().canCollide(a.manipulatorIndex(), a.linkIndex(),
-                                         b.manipulatorIndex(), b.linkIndex());
-   return a != b && m_scene.system().manipulators()[a.manipulatorIndex()].canCollide(
-                       a.linkIndex(), b.linkIndex());
+      return m_scene.system().canCollide(a.manipulatorIndex(), a.linkIndex(), b.manipulatorIndex(),
+                                         b.linkIndex());
+   return a != b && m_scene.system().manipulators()[a.manipulatorIndex()].canCollide(a.linkIndex(),
+                                                                                     b.linkIndex());
 }
 
 // Touches
@@ -370,7 +354,9 @@ void Estimator::collectTouches()
 ZqReal leverSquaredOf(const ZqContactManifold& manifold, const ZqVector& middle)
 {
    const ZqVector& n = manifold.normal;
-   const ZqVector u = n.cross(std::abs(n.x()) < 0.5 ? ZqVector(1.0, 0.0, 0.0) : ZqVector(0.0, 1.0, 0.0)).unitVector();
+   const ZqVector u =
+      n.cross(std::abs(n.x()) < 0.5 ? ZqVector(1.0, 0.0, 0.0) : ZqVector(0.0, 1.0, 0.0))
+         .unitVector();
    const ZqVector v = n.cross(u);
    ZqReal uu = 0.0;
    ZqReal uv = 0.0;
@@ -416,16 +402,16 @@ Terms Estimator::termsOf(const SurfacePair& surfaces, const Body& a, const Body&
 {
    constexpr ZqReal usualGravity = 9.80665;
    const ZqReal gravity = m_gravity.mag();
-   const ZqReal inverse = 1.0 / a.mass + 1.0 / b.mass;
-   if (!surfaces.isStiff() || !(inverse > 0.0 && inverse < infinity))
+   const ZqReal mass = zqPairMass(a.mass, b.mass);
+   if (!surfaces.isStiff() || !(mass > 0.0 && mass < infinity))
       return {};
    const ZqReal weight = std::min(a.mass, b.mass) * (gravity > 0.0 ? gravity : usualGravity);
    const Stiffnesses stiffnesses =
-      m_law.stiffnesses(surfaces, std::max(depth, surfaces.depthUnder(weight)), 1.0 / inverse);
+      m_law.stiffnesses(surfaces, std::max(depth, surfaces.depthUnder(weight)), mass);
    Terms terms;
    for (std::size_t i = 0; i < 2; ++i)
    {
-      terms.rate[i] = 4.0 * stiffnesses[i].spring * inverse;
+      terms.rate[i] = 4.0 * stiffnesses[i].spring / mass;
       terms.relaxation[i] = stiffnesses[i].relaxation;
    }
    return terms;
@@ -549,10 +535,9 @@ bool Estimator::stands(const std::vector<const Touch*>& chain, ZqReal factor) co
          i + 1 < chain.size() ? (chain[i + 1]->middle - touch.middle).dot(up) : 0.0;
       const ZqReal tilt = weight * (body.center - touch.middle).dot(up) + load * height;
       load += weight;
-      const ZqReal spring = factor * touch.leverSquared *
-                            touch.surfaces.stiffness(touch.surfaces.depthUnder(load));
-      const ZqReal pivot =
-         spring + springAbove - tilt - springAbove * springAbove / pivotAbove;
+      const ZqReal spring =
+         factor * touch.leverSquared * touch.surfaces.stiffness(touch.surfaces.depthUnder(load));
+      const ZqReal pivot = spring + springAbove - tilt - springAbove * springAbove / pivotAbove;
       if (!(pivot > 0.0))
          return false;
       springAbove = spring;

@@ -107,8 +107,9 @@ void checkConstant(Inspection& inspection, const ZqString& path, std::string_vie
       Range{&ZqManip::ZqUnlatchingAngleUpperBoundToken, -unlimited, unlimited},
       Range{&ZqManip::ZqClosedDoorAngleLowerBoundToken, -unlimited, unlimited},
       Range{&ZqManip::ZqClosedDoorAngleUpperBoundToken, -unlimited, unlimited}};
-   const auto listed = std::find_if(ranges.begin(), ranges.end(), [&](const Range& range)
-                                    { return range.name->localName() == name; });
+   const auto listed =
+      std::find_if(ranges.begin(), ranges.end(),
+                   [&](const Range& range) { return range.name->localName() == name; });
    const Range range = listed != ranges.end() ? *listed : Range{nullptr, 0.0, unlimited};
    if (value >= range.least && value <= range.most)
       return;
@@ -144,15 +145,14 @@ void checkCoefficients(Inspection& inspection, const ZqString& path,
          &table.assumedMassMap()})
       for (const auto& [a, row] : map->mapContainer())
          for (const auto& [b, value] : row.mapContainer())
-            checkConstant(inspection, path, a.value() + " and " + b.value(), value);
+            checkConstant(inspection, path, a + " and " + b, value);
 }
 
 /// Calls a function with each surface of a link's own shapes, and its path.
 template <class Function>
 void forEachSurface(Inspection& inspection, Function function)
 {
-   const auto visit = [&](const ZqIndividualManipulator& manipulator,
-                          const ZqManipulatorLink& link)
+   const auto visit = [&](const ZqIndividualManipulator& manipulator, const ZqManipulatorLink& link)
    {
       std::vector<const ZqShape*> shapes;
       link.memberShapeContainer().collectShapes(shapes);
@@ -175,7 +175,7 @@ void forEachSurface(Inspection& inspection, Function function)
 
 void checkSurfaces(Inspection& inspection)
 {
-   static const std::array names{ZqManip::ZqSurfaceTensionSpringConstantToken.localName(),
+   static const std::array names{ZqFoundCommon::ZqSurfaceTensionSpringConstantToken.localName(),
                                  ZqManip::ZqSurfaceTensionSpringExponentToken.localName(),
                                  ZqManip::ZqSurfaceTensionDamperConstantToken.localName(),
                                  ZqManip::ZqSurfaceDissipationToken.localName()};
@@ -217,7 +217,7 @@ void checkMaterials(Inspection& inspection, const ZqFrictionCoefficientLookupToo
         {&table.tangentialCoefficientOfStaticFrictionMap(), &table.kineticFrictionMap()})
       for (const auto& [a, row] : map->mapContainer())
          for (const auto& [b, value] : row.mapContainer())
-            known.insert({a.value(), b.value()});
+            known.insert({a, b});
    std::set<ZqString> unknown;
    forEachSurface(
       inspection,
@@ -227,13 +227,13 @@ void checkMaterials(Inspection& inspection, const ZqFrictionCoefficientLookupToo
          if (values.lookup(ZqString(ZqFoundCommon::ZqSurfaceMaterialTypeToken.localName()),
                            material) &&
              !known.contains(material) && unknown.insert(material).second)
-            inspection.report(
-               Severity::Note, "material-unknown", path,
-               "the table of friction has no pair with " + quoted(material) +
-                  ": it takes the defaults, " +
-                  rounded(table.defaultLinearTangentialStaticFrictionCoefficient()) +
-                  " for static and " + rounded(table.defaultLinearKineticFrictionCoefficient()) +
-                  " for kinetic friction");
+            inspection.report(Severity::Note, "material-unknown", path,
+                              "the table of friction has no pair with " + quoted(material) +
+                                 ": it takes the defaults, " +
+                                 rounded(table.defaultLinearTangentialStaticFrictionCoefficient()) +
+                                 " for static and " +
+                                 rounded(table.defaultLinearKineticFrictionCoefficient()) +
+                                 " for kinetic friction");
       });
 }
 
@@ -289,10 +289,9 @@ const ZqManipulatorLink& linkOf(const Inspection& inspection, const ZqLinkKey& k
    return *inspection.manipulator(key.manipulatorIndex()).linkByIndex(key.linkIndex());
 }
 
-ZqString pathOf(const Inspection& inspection, const ZqLinkKey& key)
+ZqString pathOfLink(const Inspection& inspection, const ZqLinkKey& key)
 {
-   return zqChecks::pathOf(inspection.manipulator(key.manipulatorIndex()),
-                           linkOf(inspection, key));
+   return pathOf(inspection.manipulator(key.manipulatorIndex()), linkOf(inspection, key));
 }
 
 ZqString nameOf(const Inspection& inspection, const ZqLinkKey& key)
@@ -344,15 +343,14 @@ void zqChecks::checkContact(Inspection& inspection, ZqReal step)
       ZqContactEstimate::of(inspection.scene(), inspection.activeState(),
                             *contact->collisionForceContainer().topElement());
    if (estimate.step && !(step < estimate.step->longest))
-      inspection.report(Severity::Warning, "contact-step",
-                        pathOf(inspection, estimate.step->link1),
+      inspection.report(Severity::Warning, "contact-step", pathOfLink(inspection, estimate.step->link1),
                         "a step of " + rounded(step) + " s is too long for its contact with " +
                            nameOf(inspection, estimate.step->link2) +
                            ": stiffness and masses take one of " +
                            rounded(roundedDown(estimate.step->longest)) + " s");
    for (const ZqContactEstimate::Stack& stack : estimate.softStacks)
       inspection.report(
-         Severity::Warning, "stack-too-soft", pathOf(inspection, stack.links.front()),
+         Severity::Warning, "stack-too-soft", pathOfLink(inspection, stack.links.front()),
          (stack.links.size() == 1
              ? ZqString("it tilts on what it stands on")
              : "the stack of " + std::to_string(stack.links.size()) + " from it up to " +

@@ -1,12 +1,12 @@
 #include "zqManipulator/tools/checks/ZqModelCheck.h"
 
-#include "zqManipulator/tools/checks/ZqInteractionChecks.h"
 #include "zqManipulator/contact/proximity/ZqProximityQuery.h"
 #include "zqManipulator/foundation/geometry/ZqTriangleMesh.h"
 #include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystemStruct.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
+#include "zqManipulator/tools/checks/ZqInteractionChecks.h"
 
 #include <algorithm>
 #include <array>
@@ -19,7 +19,6 @@
 namespace
 {
 using namespace zqChecks;
-using Zq::Severity;
 
 constexpr ZqReal pi = std::numbers::pi;
 
@@ -410,23 +409,37 @@ void checkShapes(Inspection& inspection, ZqU32 index)
       checkLink(*link);
 }
 
-/// Of links that may collide.
-void checkOverlaps(Inspection& inspection)
+/// The least extent of the box of a link's shape, along the axes of its primary frame (m).
+ZqReal leastExtentOf(const ZqManipulatorLink& link)
 {
+   const ZqVector extents = link.shape()->axisAlignedBoundingBox({}).extents();
+   return std::min({extents.x(), extents.y(), extents.z()});
+}
+
+/// Of links that may collide. Those between which contact makes forces rest in each other, but not deep.
+void checkOverlaps(Inspection& inspection, bool hasContact)
+{
+   constexpr ZqReal deep = 0.1; // of the smaller link
    const auto linkOf = [&](const ZqLinkKey& key) -> const ZqManipulatorLink&
    { return *inspection.manipulator(key.manipulatorIndex()).linkByIndex(key.linkIndex()); };
    ZqProximityQuery query;
    for (const ZqLinkSeparation& pair :
         query.closestPairs(inspection.scene(), inspection.activeState(), -placeTolerance))
    {
+      const ZqManipulatorLink& link1 = linkOf(pair.link1);
+      const ZqManipulatorLink& link2 = linkOf(pair.link2);
+      if (hasContact &&
+          -pair.distance <= deep * std::min(leastExtentOf(link1), leastExtentOf(link2)))
+         continue;
       const auto& manipulator1 = inspection.manipulator(pair.link1.manipulatorIndex());
       const auto& manipulator2 = inspection.manipulator(pair.link2.manipulatorIndex());
-      inspection.report(
-         Severity::Warning, "links-overlap", pathOf(manipulator1, linkOf(pair.link1)),
-         "overlaps link " + quoted(linkOf(pair.link2).linkLabel()) +
-            (&manipulator1 != &manipulator2 ? " of " + quoted(manipulator2.manipulatorLabel())
-                                            : ZqString()) +
-            " by " + rounded(-pair.distance) + " m in the stored state, and may collide with it");
+      inspection.report(Severity::Warning, "links-overlap", pathOf(manipulator1, link1),
+                        "overlaps link " + quoted(link2.linkLabel()) +
+                           (&manipulator1 != &manipulator2
+                               ? " of " + quoted(manipulator2.manipulatorLabel())
+                               : ZqString()) +
+                           " by " + rounded(-pair.distance) + " m in the stored state, and " +
+                           (hasContact ? "is thrown out of it" : "may collide with it"));
    }
 }
 
@@ -515,7 +528,7 @@ void checkSelfCollision(Inspection& inspection, ZqU32 index)
 }
 } // namespace
 
-std::vector<Zq::Diagnostic> Zq::checkModel(const ZqStatedSystem& scene)
+std::vector<Zq::Diagnostic> Zq::checkModel(const ZqStatedSystem& scene, std::optional<ZqReal> step)
 {
    constexpr std::array checksOfManipulator{
       checkReference, checkLabels, checkMasses, checkBodies,        checkAngles,
@@ -531,6 +544,9 @@ std::vector<Zq::Diagnostic> Zq::checkModel(const ZqStatedSystem& scene)
    for (const ZqManipulatorAttachmentNode& root : scene.configuration().attachmentMap().baseNodes())
       checkAttachments(inspection, root);
    checkExclusions(inspection);
-   checkOverlaps(inspection);
+   checkOverlaps(inspection, step && contactForceOf(scene) != nullptr);
+   checkInteractions(inspection);
+   if (step)
+      checkContact(inspection, *step);
    return inspection.findings();
 }
