@@ -1,5 +1,6 @@
 #include "apps/zqsim/recorder.h"
 
+#include "apps/zqsim/contacts.h"
 #include "apps/zqsim/outputFile.h"
 #include "zqManipulator/foundation/xml/ZqXmlWriter.h"
 
@@ -88,9 +89,9 @@ public:
              std::isfinite(contact.frictionForce))
          {
             m_table.add(simulation.state().time());
-            m_table.add(nameOf(simulation, contact.first));
+            m_table.add(linkName(simulation, contact.first));
             m_table.add(contact.shape1);
-            m_table.add(nameOf(simulation, contact.second));
+            m_table.add(linkName(simulation, contact.second));
             m_table.add(contact.shape2);
             m_table.add(contact.points);
             m_table.add(contact.depth);

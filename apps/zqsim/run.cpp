@@ -1,5 +1,6 @@
 #include "apps/zqsim/columns.h"
 #include "apps/zqsim/commands.h"
+#include "apps/zqsim/contacts.h"
 #include "apps/zqsim/inputs.h"
 #include "apps/zqsim/model.h"
 #include "apps/zqsim/numbers.h"
@@ -38,7 +39,7 @@ using namespace zqsim;
 struct RunOptions : ModelArguments
 {
    std::string time;
-   std::string step = "0.001";
+   std::string step = usualStep;
    std::string solver = "crbi";
    std::string integrator = "euler";
    std::string torques;
@@ -332,9 +333,19 @@ std::vector<std::string> groupsOf(const RunOptions& options,
    return {otherwise.begin(), otherwise.end()};
 }
 
+/// What is often to blame for a divergence.
+std::string deepestOf(const ZqSimulation& simulation, const ZqSimulation::Divergence& divergence)
+{
+   if (!divergence.deepestContact)
+      return "";
+   const auto& [first, second, depth, time] = *divergence.deepestContact;
+   return "; the deepest contact was " + text(depth) + " m, at " + exact(time) + " s: " +
+          linkName(simulation, first) + " and " + linkName(simulation, second);
+}
+
 /// Files and summary. What fails keeps nothing else from being written.
 std::vector<Failure> report(const RunOptions& options, ZqReal step, const Schedule& schedule,
-                            ZqSimulation& simulation, const Outcome& outcome, const Plot* plot,
+                            const ZqLinkInteractionsVector& interactions, ZqSimulation& simulation, const Outcome& outcome, const Plot* plot,
                             OutputFile* plotFile)
 {
    std::vector<Failure> failures;
@@ -366,7 +377,9 @@ std::vector<Failure> report(const RunOptions& options, ZqReal step, const Schedu
       attempt(
          [&]
          {
-            writeModel(simulation.scene(), options.save);
+            ZqStatedSystem scene = simulation.scene();
+            scene.setLinkInteractionsVector(interactions);
+            writeModel(scene, options.save);
             saved = "; saved is the state at " + exact(simulation.state().time()) + " s";
          });
    if (!options.quiet && !printsData(options))
@@ -381,7 +394,8 @@ std::vector<Failure> report(const RunOptions& options, ZqReal step, const Schedu
       failures.emplace_back(NumericalFailure, "diverged at " + exact(divergence->time) +
                                                  " s: the " + divergence->quantity + " of " +
                                                  nameOf(simulation, divergence->place) +
-                                                 " is not finite" + saved);
+                                                 " is not finite" +
+                                                 deepestOf(simulation, *divergence) + saved);
    return failures;
 }
 
@@ -397,7 +411,9 @@ ExitCode simulate(const RunOptions& options)
    checkOutputs(options);
 
    ZqStatedSystem scene;
-   warnOf(readAndCheckModel(options.model, scene, [&] { setInitialState(options, scene); }));
+   warnOf(readAndCheckModel(options.model, scene,
+                            options.isWithoutContact ? std::nullopt : std::optional(step),
+                            [&] { setInitialState(options, scene); }));
    checkLength("--commands", commands, scene.system().jointDof());
    checkLength("--torques", torques, scene.system().jointDof());
    const Schedule schedule(scene.state().time(), duration, step);
@@ -413,6 +429,11 @@ ExitCode simulate(const RunOptions& options)
    settings.solver = solvers.at(options.solver);
    settings.integrator = integrators.at(options.integrator);
    settings.closesLoops = !options.isNotProjected;
+   const ZqLinkInteractionsVector interactions = scene.system().linkInteractionsVector();
+   if (options.isWithoutContact)
+      scene.setLinkInteractionsVector(withoutContact(interactions));
+   else if (!options.contacts.empty() && !hasContact(scene.system()))
+      complain("warning: --contacts: there is no interaction of contact in the model");
    ZqSimulation simulation(scene, settings);
    simulation.setCommands(commands);
    simulation.setTorques(torques);
@@ -432,7 +453,7 @@ ExitCode simulate(const RunOptions& options)
 
    // The last failure gives the exit code.
    const std::vector<Failure> failures =
-      report(options, step, schedule, simulation, outcome, plot.get(), plotFile.get());
+      report(options, step, schedule, interactions, simulation, outcome, plot.get(), plotFile.get());
    if (failures.empty())
       return Done;
    for (const Failure& failure : failures)
