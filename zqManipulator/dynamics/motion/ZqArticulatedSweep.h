@@ -170,11 +170,9 @@ ZQ_MOTION_INLINE void factorBase(const Articulated<T>& base, BaseFactor<T>& fact
 
 /// The acceleration of a free base under a force about its origin, in its axes.
 template <class T>
-ZQ_MOTION_INLINE void solveBase(const Articulated<T>& base, const Vec6<T>& force, Vec3<T>& a,
+ZQ_MOTION_INLINE void solveBase(const BaseFactor<T>& factor, const Vec6<T>& force, Vec3<T>& a,
                                 Vec3<T>& alpha)
 {
-   BaseFactor<T> factor;
-   factorBase(base, factor);
    const Vec3<T>&f = force.linear, &n = force.angular;
    T x[6] = {f.x, f.y, f.z, n.x, n.y, n.z};
    for (int k = 0; k < 6; ++k)
@@ -192,6 +190,14 @@ ZQ_MOTION_INLINE void solveBase(const Articulated<T>& base, const Vec6<T>& force
    }
    a = {x[0], x[1], x[2]};
    alpha = {x[3], x[4], x[5]};
+}
+template <class T>
+ZQ_MOTION_INLINE void solveBase(const Articulated<T>& base, const Vec6<T>& force, Vec3<T>& a,
+                                Vec3<T>& alpha)
+{
+   BaseFactor<T> factor;
+   factorBase(base, factor);
+   solveBase(factor, force, a, alpha);
 }
 
 /// The joint's acceleration, and with it the link's.
