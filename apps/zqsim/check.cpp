@@ -43,7 +43,8 @@ std::string linesOf(const Diagnostics& diagnostics, const std::string& model)
 
 bool isAnyWrong(const Diagnostics& diagnostics)
 {
-   return std::any_of(diagnostics.begin(), diagnostics.end(), [](const Zq::Diagnostic& diagnostic)
+   return std::any_of(diagnostics.begin(), diagnostics.end(),
+                      [](const Zq::Diagnostic& diagnostic)
                       { return diagnostic.severity != Zq::Severity::Note; });
 }
 } // namespace

@@ -81,8 +81,7 @@ zqsim::Json zqsim::describeInteractions(const ZqManipulatorSystem& system)
       if (contact == nullptr)
          continue;
       const ZqBaseCollisionForceProcessor* law = contact->collisionForceContainer().topElement();
-      const ZqBaseDissipativeForceProcessor* friction =
-         law != nullptr ? frictionOf(*law) : nullptr;
+      const ZqBaseDissipativeForceProcessor* friction = law != nullptr ? frictionOf(*law) : nullptr;
       result.back()["law"] = law != nullptr ? describeObject(*law) : Json();
       result.back()["friction"] = friction != nullptr ? describeObject(*friction) : Json();
    }

@@ -339,14 +339,14 @@ std::string deepestOf(const ZqSimulation& simulation, const ZqSimulation::Diverg
    if (!divergence.deepestContact)
       return "";
    const auto& [first, second, depth, time] = *divergence.deepestContact;
-   return "; the deepest contact was " + text(depth) + " m, at " + exact(time) + " s: " +
-          linkName(simulation, first) + " and " + linkName(simulation, second);
+   return "; the deepest contact was " + text(depth) + " m, at " + exact(time) +
+          " s: " + linkName(simulation, first) + " and " + linkName(simulation, second);
 }
 
 /// Files and summary. What fails keeps nothing else from being written.
 std::vector<Failure> report(const RunOptions& options, ZqReal step, const Schedule& schedule,
-                            const ZqLinkInteractionsVector& interactions, ZqSimulation& simulation, const Outcome& outcome, const Plot* plot,
-                            OutputFile* plotFile)
+                            const ZqLinkInteractionsVector& interactions, ZqSimulation& simulation,
+                            const Outcome& outcome, const Plot* plot, OutputFile* plotFile)
 {
    std::vector<Failure> failures;
    const auto attempt = [&](const auto& action)
@@ -452,8 +452,8 @@ ExitCode simulate(const RunOptions& options)
          .run(!options.quiet);
 
    // The last failure gives the exit code.
-   const std::vector<Failure> failures =
-      report(options, step, schedule, interactions, simulation, outcome, plot.get(), plotFile.get());
+   const std::vector<Failure> failures = report(options, step, schedule, interactions, simulation,
+                                                outcome, plot.get(), plotFile.get());
    if (failures.empty())
       return Done;
    for (const Failure& failure : failures)

@@ -343,11 +343,11 @@ void zqChecks::checkContact(Inspection& inspection, ZqReal step)
       ZqContactEstimate::of(inspection.scene(), inspection.activeState(),
                             *contact->collisionForceContainer().topElement());
    if (estimate.step && !(step < estimate.step->longest))
-      inspection.report(Severity::Warning, "contact-step", pathOfLink(inspection, estimate.step->link1),
-                        "a step of " + rounded(step) + " s is too long for its contact with " +
-                           nameOf(inspection, estimate.step->link2) +
-                           ": stiffness and masses take one of " +
-                           rounded(roundedDown(estimate.step->longest)) + " s");
+      inspection.report(
+         Severity::Warning, "contact-step", pathOfLink(inspection, estimate.step->link1),
+         "a step of " + rounded(step) + " s is too long for its contact with " +
+            nameOf(inspection, estimate.step->link2) + ": stiffness and masses take one of " +
+            rounded(roundedDown(estimate.step->longest)) + " s");
    for (const ZqContactEstimate::Stack& stack : estimate.softStacks)
       inspection.report(
          Severity::Warning, "stack-too-soft", pathOfLink(inspection, stack.links.front()),
