@@ -25,7 +25,8 @@ constexpr bool keepsEntriesOf =
    std::same_as<T, ZqSystemCollisionExclusionMap> || std::same_as<T, ZqCollisionExclusionData> ||
    std::same_as<T, ZqManipulatorSystem> || std::same_as<T, ZqManipulatorSystemConfiguration> ||
    std::same_as<T, ZqDataMap> || std::same_as<T, ZqFrictionCoefficientLookupTool> ||
-   std::derived_from<T, ZqBaseDissipativeForceProcessor> || std::derived_from<T, ZqShape> ||
+   std::derived_from<T, ZqBaseDissipativeForceProcessor> ||
+   std::derived_from<T, ZqBaseCollisionForceProcessor> || std::derived_from<T, ZqShape> ||
    std::derived_from<T, ZqManipulatorLink>;
 
 /// What a document may hold that is nearest to the default: a body whose default is invalid reads back
@@ -268,13 +269,14 @@ INSTANTIATE_TEST_SUITE_P(
       ZqManipulatorAttachmentNode, ZqManipulatorAttachmentChange, ZqManipulatorAttachmentMap,
       ZqLinkAttachment, ZqOldManipulatorAttachmentMap, ZqFrictionCoefficientLookupTool,
       ZqDissipativeForceProcessor, ZqDryFrictionForceProcessor,
-      ZqDissipativeForceProcessorContainer, ZqSpringProperties, ZqDamperProperties,
-      ZqLinearStateEqualityConstraint, ZqPointStateEqualityConstraint, ZqXyStateEqualityConstraint,
-      ZqStateEqualityConstraintVector, ZqPropagationDescriptor, ZqPropagationResultData,
-      ZqLinkPointEvent, ZqManipulatorPointEvent, ZqSystemPointEvent, ZqSpringAndDamperBetweenLinks,
-      ZqLatchedDoorLinks, ZqLinkCollisionForce, ZqLinkInteractionsVector,
-      ZqComPolygonalStoppingCriterion, ZqStoppingCriterionVector, ZqDenavitHartenberg,
-      ZqLinkKinematicsContainer, ZqSystemEnvironment, ZqManipulatorSystem,
+      ZqDissipativeForceProcessorContainer, ZqContactRegion, ZqMassSpringCollisionForceProcessor,
+      ZqMassSpringDamperCollisionForceProcessor, ZqCollisionForceContainer, ZqSpringProperties,
+      ZqDamperProperties, ZqLinearStateEqualityConstraint, ZqPointStateEqualityConstraint,
+      ZqXyStateEqualityConstraint, ZqStateEqualityConstraintVector, ZqPropagationDescriptor,
+      ZqPropagationResultData, ZqLinkPointEvent, ZqManipulatorPointEvent, ZqSystemPointEvent,
+      ZqSpringAndDamperBetweenLinks, ZqLatchedDoorLinks, ZqLinkCollisionForce,
+      ZqLinkInteractionsVector, ZqComPolygonalStoppingCriterion, ZqStoppingCriterionVector,
+      ZqDenavitHartenberg, ZqLinkKinematicsContainer, ZqSystemEnvironment, ZqManipulatorSystem,
       ZqManipulatorSystemConfiguration, ZqManipulatorSystemContainer, ZqStatedSystem,
       ZqLinkReferenceDescription, ZqManipulatorReferenceDescription, ZqManipulatorLinkIdentifier,
       ZqBaseLinkInterface, ZqManipulatorLink, ZqIndividualManipulator>()),

@@ -183,6 +183,10 @@ private:
    {
       container.setTopElement(filled<ZqDissipativeForceProcessor>());
    }
+   void fill(ZqCollisionForceContainer& container)
+   {
+      container.setTopElement(filled<ZqMassSpringCollisionForceProcessor>());
+   }
    void fill(ZqManipulatorAttachmentNode& node)
    {
       node.setName("tool");
