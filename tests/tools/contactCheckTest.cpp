@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <optional>
 
 namespace
@@ -50,19 +50,29 @@ ZqReal numberBehind(const std::string& text, const std::string& words)
    return place == std::string::npos ? NAN : std::stod(text.substr(place + words.size()));
 }
 
-ZqReal kineticEnergyAfter(const ContactScene& scene, ZqReal step, int steps)
+struct Energies
+{
+   ZqReal greatest, last;
+};
+
+/// Of the motion, in a number of steps.
+Energies energiesOf(const ContactScene& scene, ZqReal step, int steps)
 {
    ZqSimulation simulation(scene.system);
-   for (int i = 0; i < steps && !simulation.divergence(); ++i)
-      simulation.step(step);
-   return simulation.divergence() ? INFINITY : simulation.energy().kinetic;
+   Energies result{};
+   for (int i = 0; i <= steps && !simulation.divergence(); ++i, simulation.step(step))
+   {
+      result.last = simulation.energy().kinetic;
+      result.greatest = std::max(result.greatest, result.last);
+   }
+   return result;
 }
 
 TEST(ContactCheck, ASmallerStepIsStableAndOneFarBeyondRings)
 {
    // Steps rang up from 1.1 to 2.7 times the longest one in a search over such cases.
    for (const ZqReal mass : {0.01, 1.0, 100.0})
-      for (const ZqReal stiffness : {1e4, 1e6})
+      for (const ZqReal stiffness : {1e5, 1e7})
          for (const ZqReal exponent : {1.0, 1.5})
             for (const int count : {1, 3})
             {
@@ -78,15 +88,15 @@ TEST(ContactCheck, ASmallerStepIsStableAndOneFarBeyondRings)
                ASSERT_TRUE(text);
                const ZqReal longest = numberBehind(*text, "take one of ");
                EXPECT_FALSE(findingOf(scene, 0.99 * longest, "contact-step"));
-               const ZqReal atStart = kineticEnergyAfter(scene, longest, 0);
-               EXPECT_LT(kineticEnergyAfter(scene, 0.9 * longest, 4000), atStart);
-               EXPECT_GT(kineticEnergyAfter(scene, 3.5 * longest, 4000), 1e3 * atStart);
+               const ZqReal atStart = energiesOf(scene, longest, 0).last;
+               EXPECT_LT(energiesOf(scene, 0.9 * longest, 3000).last, 0.1 * atStart);
+               EXPECT_GT(energiesOf(scene, 3.5 * longest, 3000).greatest, 1e3 * atStart);
             }
 }
 
 TEST(ContactCheck, StacksFoldUpWhereTheyAreSaidTo)
 {
-   for (const int count : {2, 6})
+   for (const int count : {4, 8})
    {
       SCOPED_TRACE(count);
       const auto sceneOf = [&](ZqReal stiffness)
@@ -100,7 +110,7 @@ TEST(ContactCheck, StacksFoldUpWhereTheyAreSaidTo)
       ASSERT_TRUE(text);
       const ZqReal factor = numberBehind(*text, "have to be ");
       const ZqReal stiffEnough = factor * tooSoft;
-      EXPECT_FALSE(findingOf(sceneOf(1.01 * stiffEnough), 1e-4, "stack-too-soft"));
+      EXPECT_FALSE(findingOf(sceneOf(1.1 * stiffEnough), 1e-4, "stack-too-soft"));
       EXPECT_TRUE(findingOf(sceneOf(0.85 * stiffEnough), 1e-4, "stack-too-soft"));
       // There is a reserve of a third, for stacks that are rough.
       const auto heightAfter = [&](ZqReal stiffness)
@@ -143,7 +153,9 @@ TEST(ContactCheck, LawsThatDoNothingAreTold)
 
 TEST(ContactCheck, InteractionsOfLinksThatThereAreNotAreTold)
 {
-   ContactScene scene = stackOf(1, 1.0, 0.05, {}, 0.0);
+   ContactScene scene;
+   scene.addFloor();
+   scene.addFree(zqTest::solidBox(1.0, {0.05, 0.05, 0.05}), {ZqVector(0.0, 0.0, 1.0), ZqOrientation()});
    ZqLinkInteractionsVector interactions;
    ZqSpringAndDamperBetweenLinks spring;
    spring.setManipulatorTwoIndex(7);

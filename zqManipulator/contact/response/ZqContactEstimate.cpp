@@ -9,6 +9,7 @@
 #include "zqManipulator/contact/proximity/ZqManipulatorCollisionTool.h"
 #include "zqManipulator/contact/response/ZqContactMass.h"
 #include "zqManipulator/contact/response/ZqContactSides.h"
+#include "zqManipulator/foundation/geometry/ZqConvexAlgebra.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 #include "zqManipulator/state/ZqSystemActiveBoundingBoxState.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
@@ -22,6 +23,8 @@
 
 namespace
 {
+/// Bodies that are no further apart rest on each other after a moment (m).
+constexpr ZqReal greatestGap = 1e-3;
 constexpr ZqReal infinity = std::numeric_limits<ZqReal>::infinity();
 
 /// Along one direction: a spring, and the damper beside it.
@@ -163,6 +166,7 @@ struct Body
    ZqLinkKey key;
    ZqReal mass = infinity; ///< kg; infinite for what cannot move
    bool isAlone = false;   ///< a free base without links
+   ZqReal extent = 0.0;    ///< the least one of its box (m)
    ZqVector center;        ///< of mass, in the system
 };
 
@@ -172,14 +176,21 @@ struct Touch
    std::array<std::size_t, 2> bodies;
    SurfacePair surfaces;
    ZqReal depth;
-   ZqVector normal; ///< unit, from the first body to the second, in the system
+};
+
+/// Two bodies that touch or nearly do, one above the other.
+struct Rest
+{
+   std::size_t lower, upper; ///< bodies
+   SurfacePair surfaces;
    ZqVector middle; ///< of the patch, in the system
    /// The least mean square distance of the points from an axis through the middle in the patch (m^2); zero
    /// for a point and for a line.
    ZqReal leverSquared;
 };
 
-/// What limits a step, for each direction.
+/// What limits a step, for each direction: x'' = -w2 x - w2 T x' is stable by steps with
+/// dt^2 w2 / 4 + dt w2 T / 2 < 1, and sums of such terms as each of them.
 struct Terms
 {
    void operator+=(const Terms& other)
@@ -187,7 +198,7 @@ struct Terms
       for (std::size_t i = 0; i < 2; ++i)
       {
          rate[i] += other.rate[i];
-         relaxation[i] = std::max(relaxation[i], other.relaxation[i]);
+         damping[i] += other.damping[i];
       }
    }
    /// sqrt(T^2 + 4 / w2) - T, without loss of digits.
@@ -195,13 +206,16 @@ struct Terms
    {
       ZqReal longest = infinity;
       for (std::size_t i = 0; i < 2; ++i)
-         if (const ZqReal T = relaxation[i]; rate[i] > 0.0)
+         if (rate[i] > 0.0)
+         {
+            const ZqReal T = damping[i] / rate[i];
             longest = std::min(longest, 4.0 / rate[i] / (std::sqrt(T * T + 4.0 / rate[i]) + T));
+         }
       return longest;
    }
 
-   std::array<ZqReal, 2> rate{};       ///< w2 (1/s^2)
-   std::array<ZqReal, 2> relaxation{}; ///< T (s)
+   std::array<ZqReal, 2> rate{};    ///< w2 (1/s^2)
+   std::array<ZqReal, 2> damping{}; ///< w2 T (1/s)
 };
 
 class Estimator
@@ -221,6 +235,7 @@ public:
       collectTouches();
    }
    std::optional<ZqContactEstimate::Step> step();
+   const std::optional<ZqContactEstimate::Sinking>& sinking() const { return m_sinking; }
    std::vector<ZqContactEstimate::Stack> softStacks();
 
 private:
@@ -236,12 +251,15 @@ private:
    Terms termsOf(const SurfacePair& surfaces, const Body& a, const Body& b, ZqReal depth) const;
    void compareKinds();
    void compareKinds(const Kind& kind1, const Kind& kind2);
+   void compareLoads(const Kind& kind1, const Kind& kind2);
    void compareTouches();
    void compare(ZqReal longest, const Body& a, const Body& b);
+   void collectRests();
+   void addRest(const ZqLinkKey& a, const ZqLinkKey& b);
    void collectSupports();
-   std::vector<const Touch*> chainUnder(std::size_t body) const;
-   bool stands(const std::vector<const Touch*>& chain, ZqReal factor) const;
-   ZqReal factorOf(const std::vector<const Touch*>& chain) const;
+   std::vector<const Rest*> chainUnder(std::size_t body) const;
+   bool stands(const std::vector<const Rest*>& chain, ZqReal factor) const;
+   ZqReal factorOf(const std::vector<const Rest*>& chain) const;
 
    const ZqStatedSystem& m_scene;
    ZqSystemActiveState& m_active;
@@ -253,8 +271,10 @@ private:
    std::vector<const ZqDataMap*> m_surfaces; ///< those that differ; null for one without values
    std::map<Kind, std::vector<std::size_t>> m_bodiesOfKind;
    std::vector<Touch> m_touches;
+   std::vector<Rest> m_rests;
    std::optional<ZqContactEstimate::Step> m_step;
-   std::vector<const Touch*>
+   std::optional<ZqContactEstimate::Sinking> m_sinking;
+   std::vector<const Rest*>
       m_support; ///< of bodies that rest on one other, and could tilt; else null
 };
 
@@ -286,6 +306,8 @@ void Estimator::addBody(ZqU32 index, const ZqManipulatorLink& link)
       link.massProperties().getCenterOfMass(center);
       auto& state = m_active.manipulatorActiveStateVector()[index].activePositionState();
       body.center = link.primaryFrameInSystem(state) * center;
+      const ZqVector extents = link.shape()->axisAlignedBoundingBox({}).extents();
+      body.extent = std::min({extents.x(), extents.y(), extents.z()});
       body.isAlone = !manipulator.isFixedBase() && manipulator.jointDof() == 0;
    }
    m_bodiesOfKind[{body.mass, surfaces}].push_back(m_bodies.size());
@@ -350,28 +372,6 @@ void Estimator::collectTouches()
       addTouch(*data);
 }
 
-/// The least mean square distance of points from an axis through their middle across a normal.
-ZqReal leverSquaredOf(const ZqContactManifold& manifold, const ZqVector& middle)
-{
-   const ZqVector& n = manifold.normal;
-   const ZqVector u =
-      n.cross(std::abs(n.x()) < 0.5 ? ZqVector(1.0, 0.0, 0.0) : ZqVector(0.0, 1.0, 0.0))
-         .unitVector();
-   const ZqVector v = n.cross(u);
-   ZqReal uu = 0.0;
-   ZqReal uv = 0.0;
-   ZqReal vv = 0.0;
-   for (int i = 0; i < manifold.count; ++i)
-   {
-      const ZqVector r = manifold.points[i].point1 - middle;
-      uu += r.dot(u) * r.dot(u) / manifold.count;
-      uv += r.dot(u) * r.dot(v) / manifold.count;
-      vv += r.dot(v) * r.dot(v) / manifold.count;
-   }
-   const ZqReal half = 0.5 * (uu - vv);
-   return std::max(0.0, 0.5 * (uu + vv) - std::sqrt(half * half + uv * uv));
-}
-
 void Estimator::addTouch(const ZqShapeCollisionData& data)
 {
    const ZqContactSides sides(data, m_active);
@@ -379,18 +379,11 @@ void Estimator::addTouch(const ZqShapeCollisionData& data)
    const auto body2 = m_bodyOf.find(data.key2().linkKey());
    if (!sides.areThere() || sides.areInert() || body1 == m_bodyOf.end() || body2 == m_bodyOf.end())
       return;
-   const ZqContactManifold& manifold = data.manifold();
-   ZqVector middle;
-   for (int i = 0; i < manifold.count; ++i)
-      middle += manifold.points[i].point1 / manifold.count;
    const ZqDataMap* surface1 = sides.surface(m_processor, 0);
    const ZqDataMap* surface2 = sides.surface(m_processor, 1);
    m_touches.push_back({{body1->second, body2->second},
                         m_law.pairOf(surface1, surface2),
-                        std::max(0.0, -data.separationDistance()),
-                        data.collisionNormal(),
-                        sides[0].frame * middle,
-                        leverSquaredOf(manifold, middle)});
+                        std::max(0.0, -data.separationDistance())});
 }
 
 // The step
@@ -412,7 +405,7 @@ Terms Estimator::termsOf(const SurfacePair& surfaces, const Body& a, const Body&
    for (std::size_t i = 0; i < 2; ++i)
    {
       terms.rate[i] = 4.0 * stiffnesses[i].spring / mass;
-      terms.relaxation[i] = stiffnesses[i].relaxation;
+      terms.damping[i] = terms.rate[i] * stiffnesses[i].relaxation;
    }
    return terms;
 }
@@ -447,7 +440,33 @@ void Estimator::compareKinds()
 {
    for (auto first = m_bodiesOfKind.begin(); first != m_bodiesOfKind.end(); ++first)
       for (auto second = first; second != m_bodiesOfKind.end(); ++second)
+      {
          compareKinds(first->first, second->first);
+         // Kinds are in the order of masses.
+         compareLoads(first->first, second->first);
+      }
+}
+
+/// Whether bodies of the first kind, which are not the heavier ones, sink into those of the second.
+void Estimator::compareLoads(const Kind& kind1, const Kind& kind2)
+{
+   if (!(kind1.first < infinity))
+      return;
+   ZqReal depth = 0.0;
+   for (const std::size_t s : kind1.second)
+      for (const std::size_t t : kind2.second)
+         if (const SurfacePair pair = m_law.pairOf(m_surfaces[s], m_surfaces[t]); pair.isStiff())
+            depth = std::max(depth, pair.depthUnder(kind1.first * m_gravity.mag()));
+   if (m_sinking && !(depth > m_sinking->depth))
+      return;
+   for (const std::size_t i : m_bodiesOfKind.at(kind1))
+      if (depth > ZqContactEstimate::deepRest * m_bodies[i].extent)
+         for (const std::size_t j : m_bodiesOfKind.at(kind2))
+            if (i != j && canCollide(m_bodies[i].key, m_bodies[j].key))
+            {
+               m_sinking = {m_bodies[i].key, m_bodies[j].key, depth};
+               return;
+            }
 }
 
 /// What a body touches holds it together.
@@ -479,47 +498,106 @@ std::optional<ZqContactEstimate::Step> Estimator::step()
 
 // Stacks
 
+/// The least mean square distance of points from an axis through their middle across a normal.
+ZqReal leverSquaredOf(const ZqContactManifold& manifold, const ZqVector& middle)
+{
+   const ZqVector& n = manifold.normal;
+   const ZqVector u =
+      n.cross(std::abs(n.x()) < 0.5 ? ZqVector(1.0, 0.0, 0.0) : ZqVector(0.0, 1.0, 0.0))
+         .unitVector();
+   const ZqVector v = n.cross(u);
+   ZqReal uu = 0.0;
+   ZqReal uv = 0.0;
+   ZqReal vv = 0.0;
+   for (int i = 0; i < manifold.count; ++i)
+   {
+      const ZqVector r = manifold.points[i].point1 - middle;
+      uu += r.dot(u) * r.dot(u) / manifold.count;
+      uv += r.dot(u) * r.dot(v) / manifold.count;
+      vv += r.dot(v) * r.dot(v) / manifold.count;
+   }
+   const ZqReal half = 0.5 * (uu - vv);
+   return std::max(0.0, 0.5 * (uu + vv) - std::sqrt(half * half + uv * uv));
+}
+
+/// What nearly touches will rest on each other, too.
+void Estimator::collectRests()
+{
+   ZqSystemActiveBoundingBoxState& boxes = m_active.systemActiveBoundingBoxState();
+   const ZqReal tolerance = boxes.tolerance();
+   boxes.setTolerance(greatestGap);
+   for (const auto& [a, b] :
+        boxes.intersectionList(m_scene.system(), m_active.manipulatorActiveStateVector()))
+      if (m_bodyOf.contains(a) && m_bodyOf.contains(b) && canCollide(a, b))
+         addRest(a, b);
+   boxes.setTolerance(tolerance);
+}
+
+void Estimator::addRest(const ZqLinkKey& a, const ZqLinkKey& b)
+{
+   const auto linkOf = [&](const ZqLinkKey& key) -> const ZqManipulatorLink& {
+      return *m_scene.system().manipulators()[key.manipulatorIndex()].linkByIndex(key.linkIndex());
+   };
+   const auto frameOf = [&](const ZqLinkKey& key) -> ZqCoordinateSystemTransformation
+   {
+      return linkOf(key).primaryFrameInSystem(
+         m_active.manipulatorActiveStateVector()[key.manipulatorIndex()].activePositionState());
+   };
+   const ZqManipulatorLink& link1 = linkOf(a);
+   const ZqManipulatorLink& link2 = linkOf(b);
+   const ZqCoordinateSystemTransformation frame = frameOf(a);
+   ZqContactManifold manifold;
+   if (!zqConvex::contact(*link1.shape(), *link2.shape(),
+                          zqConvex::pose(frame.inverse() * frameOf(b)), greatestGap, nullptr,
+                          manifold))
+      return;
+   constexpr ZqReal steepest = 0.5; // cosine
+   const ZqReal rise = (frame.orientation() * manifold.normal).dot(m_gravity.unitVector());
+   const std::size_t first = m_bodyOf.at(a);
+   const std::size_t second = m_bodyOf.at(b);
+   if (!(std::abs(rise) > steepest))
+      return;
+   ZqVector middle;
+   for (int i = 0; i < manifold.count; ++i)
+      middle += manifold.points[i].point1 / manifold.count;
+   static const ZqString wholeSurface = "0";
+   m_rests.push_back({rise > 0.0 ? first : second, rise > 0.0 ? second : first,
+                      m_law.pairOf(zqSurfaceValues(link1, link1.shape(), wholeSurface),
+                                   zqSurfaceValues(link2, link2.shape(), wholeSurface)),
+                      frame * middle, leverSquaredOf(manifold, middle)});
+}
+
+/// What each body rests on, if it is one other.
 void Estimator::collectSupports()
 {
-   const ZqVector up = m_gravity.unitVector();
    std::vector<int> counts(m_bodies.size());
    m_support.assign(m_bodies.size(), nullptr);
-   for (Touch& touch : m_touches)
+   for (const Rest& rest : m_rests)
    {
-      constexpr ZqReal steepest = 0.5; // cosine
-      const ZqReal rise = touch.normal.dot(up);
-      if (rise < 0.0)
-      {
-         std::swap(touch.bodies[0], touch.bodies[1]);
-         touch.normal = -touch.normal;
-      }
-      const std::size_t upper = touch.bodies[1];
-      if (!(std::abs(rise) > steepest) || !m_bodies[upper].isAlone)
-         continue;
-      ++counts[upper];
-      m_support[upper] = &touch;
+      ++counts[rest.upper];
+      m_support[rest.upper] = &rest;
    }
    for (std::size_t i = 0; i < m_bodies.size(); ++i)
-      if (counts[i] != 1 || !(m_support[i]->leverSquared > 0.0) ||
+      if (counts[i] != 1 || !m_bodies[i].isAlone || !(m_support[i]->leverSquared > 0.0) ||
           !m_support[i]->surfaces.isStiff())
          m_support[i] = nullptr;
 }
 
 /// The contacts below a body down to what is no part of a stack, the lowest first.
-std::vector<const Touch*> Estimator::chainUnder(std::size_t body) const
+std::vector<const Rest*> Estimator::chainUnder(std::size_t body) const
 {
-   std::vector<const Touch*> chain;
+   std::vector<const Rest*> chain;
    // What is deep in each other may rest on each other in a circle.
-   for (const Touch* touch = m_support[body]; touch != nullptr && chain.size() <= m_bodies.size();
-        touch = m_support[touch->bodies[0]])
-      chain.push_back(touch);
+   for (const Rest* rest = m_support[body]; rest != nullptr && chain.size() <= m_bodies.size();
+        rest = m_support[rest->lower])
+      chain.push_back(rest);
    std::reverse(chain.begin(), chain.end());
    return chain;
 }
 
 /// Whether a column of rigid bodies is stable: whether the matrix of its stiffness against the turns of the
 /// bodies, which is tridiagonal, has pivots above zero.
-bool Estimator::stands(const std::vector<const Touch*>& chain, ZqReal factor) const
+bool Estimator::stands(const std::vector<const Rest*>& chain, ZqReal factor) const
 {
    const ZqVector up = m_gravity.unitVector();
    const ZqReal gravity = m_gravity.mag();
@@ -528,15 +606,15 @@ bool Estimator::stands(const std::vector<const Touch*>& chain, ZqReal factor) co
    ZqReal pivotAbove = infinity;
    for (std::size_t i = chain.size(); i-- > 0;)
    {
-      const Touch& touch = *chain[i];
-      const Body& body = m_bodies[touch.bodies[1]];
+      const Rest& rest = *chain[i];
+      const Body& body = m_bodies[rest.upper];
       const ZqReal weight = body.mass * gravity;
       const ZqReal height =
-         i + 1 < chain.size() ? (chain[i + 1]->middle - touch.middle).dot(up) : 0.0;
-      const ZqReal tilt = weight * (body.center - touch.middle).dot(up) + load * height;
+         i + 1 < chain.size() ? (chain[i + 1]->middle - rest.middle).dot(up) : 0.0;
+      const ZqReal tilt = weight * (body.center - rest.middle).dot(up) + load * height;
       load += weight;
       const ZqReal spring =
-         factor * touch.leverSquared * touch.surfaces.stiffness(touch.surfaces.depthUnder(load));
+         factor * rest.leverSquared * rest.surfaces.stiffness(rest.surfaces.depthUnder(load));
       const ZqReal pivot = spring + springAbove - tilt - springAbove * springAbove / pivotAbove;
       if (!(pivot > 0.0))
          return false;
@@ -547,7 +625,7 @@ bool Estimator::stands(const std::vector<const Touch*>& chain, ZqReal factor) co
 }
 
 /// By which stiffness has to grow; 1 for a stack that stands, and infinite for one that no stiffness holds.
-ZqReal Estimator::factorOf(const std::vector<const Touch*>& chain) const
+ZqReal Estimator::factorOf(const std::vector<const Rest*>& chain) const
 {
    constexpr ZqReal reserve = 2.0 / 3.0;
    if (stands(chain, reserve))
@@ -570,24 +648,25 @@ std::vector<ZqContactEstimate::Stack> Estimator::softStacks()
 {
    if (!(m_gravity.mag() > 0.0))
       return {};
+   collectRests();
    collectSupports();
    std::vector<bool> bears(m_bodies.size());
-   for (const Touch* touch : m_support)
-      if (touch != nullptr)
-         bears[touch->bodies[0]] = true;
+   for (const Rest* rest : m_support)
+      if (rest != nullptr)
+         bears[rest->lower] = true;
    std::map<std::size_t, ZqContactEstimate::Stack> worst; // by the lowest body
    for (std::size_t i = 0; i < m_bodies.size(); ++i)
    {
       if (m_support[i] == nullptr || bears[i])
          continue;
-      const std::vector<const Touch*> chain = chainUnder(i);
+      const std::vector<const Rest*> chain = chainUnder(i);
       const ZqReal factor = factorOf(chain);
-      ZqContactEstimate::Stack& stack = worst[chain.front()->bodies[1]];
+      ZqContactEstimate::Stack& stack = worst[chain.front()->upper];
       if (!(factor > 1.0 && factor < infinity) || (!stack.links.empty() && factor <= stack.factor))
          continue;
       stack = {{}, factor};
-      for (const Touch* touch : chain)
-         stack.links.push_back(m_bodies[touch->bodies[1]].key);
+      for (const Rest* rest : chain)
+         stack.links.push_back(m_bodies[rest->upper].key);
    }
    std::vector<ZqContactEstimate::Stack> stacks;
    for (auto& [body, stack] : worst)
@@ -605,5 +684,9 @@ ZqContactEstimate ZqContactEstimate::of(const ZqStatedSystem& scene,
    if (!estimator.isLawKnown())
       return {};
    estimator.collect();
-   return {estimator.step(), estimator.softStacks()};
+   ZqContactEstimate result;
+   result.step = estimator.step();
+   result.sinking = estimator.sinking();
+   result.softStacks = estimator.softStacks();
+   return result;
 }

@@ -348,6 +348,12 @@ void zqChecks::checkContact(Inspection& inspection, ZqReal step)
          "a step of " + rounded(step) + " s is too long for its contact with " +
             nameOf(inspection, estimate.step->link2) + ": stiffness and masses take one of " +
             rounded(roundedDown(estimate.step->longest)) + " s");
+   if (estimate.sinking)
+      inspection.report(Severity::Warning, "contact-too-soft",
+                        pathOfLink(inspection, estimate.sinking->link1),
+                        "contact is too soft for its weight: it comes to rest " +
+                           rounded(estimate.sinking->depth) + " m deep in " +
+                           nameOf(inspection, estimate.sinking->link2));
    for (const ZqContactEstimate::Stack& stack : estimate.softStacks)
       inspection.report(
          Severity::Warning, "stack-too-soft", pathOfLink(inspection, stack.links.front()),
