@@ -33,6 +33,7 @@ public:
    {
       return m_frictionCoefficientLUT;
    }
+   /// One force for the whole contact. The output is set whatever it held; false where no force was computed.
    virtual bool process(const ZqDissipativeForceInput& input,
                         ZqDissipativeForceOutput& output) const = 0;
    /// For laws that tell the points of a contact apart: from what the contact remembers, which is led on to

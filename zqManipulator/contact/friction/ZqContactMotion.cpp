@@ -18,10 +18,10 @@ ZqContactMotion::ZqContactMotion(const ZqDissipativeForceInput& input)
    pressure = input.normalForceInSystem().mag();
 }
 
-void ZqContactMotion::apply(ZqGeneralForce force, const ZqVector& point, ZqGeneralForce& onBody1,
-                            ZqGeneralForce& onBody2) const
+void ZqContactMotion::apply(ZqGeneralForce force, const ZqVector& point,
+                            ZqDissipativeForceOutput& output) const
 {
    force.transformBy(point);
-   onBody2 += force;
-   onBody1 += X_12 * -force;
+   output.setBody2ForcePrimary(force);
+   output.setBody1ForcePrimary(X_12 * -force);
 }

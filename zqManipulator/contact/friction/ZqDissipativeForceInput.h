@@ -3,8 +3,8 @@
 #include "zqManipulator/foundation/spatial/ZqGeneralMotion.h"
 #include "zqManipulator/foundation/tokens/ZqManipTokens.h"
 
-/// What a processor of friction is given: how two bodies move, and how they press on each other. Motions are
-/// those of the primary frames, in the axes of the system.
+/// What a law of friction is given: how two bodies move, and how they press on each other. Motions are those
+/// of the primary frames, in the axes of the system. To make and to fill one allocates nothing.
 class ZqDissipativeForceInput : public ZqXmlClass<ZqDissipativeForceInput>
 {
 public:
@@ -17,10 +17,10 @@ public:
    /// \name Materials
    /// The setters keep no copy: the name has to live as long as it is asked for.
    /// @{
-   virtual const ZqString& body1MaterialType() const { return nameOf(m_body1MaterialType); }
-   virtual void setBody1MaterialType(const ZqString& name) { m_body1MaterialType = &name; }
-   virtual const ZqString& body2MaterialType() const { return nameOf(m_body2MaterialType); }
-   virtual void setBody2MaterialType(const ZqString& name) { m_body2MaterialType = &name; }
+   virtual const ZqString& body1MaterialType() const { return m_body1MaterialType.name(); }
+   virtual void setBody1MaterialType(const ZqString& name) { m_body1MaterialType.set(name); }
+   virtual const ZqString& body2MaterialType() const { return m_body2MaterialType.name(); }
+   virtual void setBody2MaterialType(const ZqString& name) { m_body2MaterialType.set(name); }
    /// @}
    virtual const ZqGeneralMotion& body1Velocity() const { return m_body1Velocity; }
    virtual void setBody1Velocity(const ZqGeneralMotion& velocity) { m_body1Velocity = velocity; }
@@ -37,13 +37,16 @@ public:
    {
       m_lastBody2Velocity = velocity;
    }
+   /// On body 1 (N).
    virtual const ZqVector& normalForceInSystem() const { return m_normalForceInSystem; }
    virtual void setNormalForceInSystem(const ZqVector& force) { m_normalForceInSystem = force; }
+   /// Unit.
    virtual const ZqVector& collisionNormalInSystem() const { return m_collisionNormalInSystem; }
    virtual void setCollisionNormalInSystem(const ZqVector& normal)
    {
       m_collisionNormalInSystem = normal;
    }
+   /// Where friction acts (m).
    virtual const ZqVector& currentCollisionPointInPrimary2() const
    {
       return m_currentCollisionPointInPrimary2;
@@ -60,6 +63,7 @@ public:
    virtual const bool& inStaticFrictionMode() const { return m_inStaticFrictionMode; }
    virtual void setInStaticFrictionMode(bool isStatic) { m_inStaticFrictionMode = isStatic; }
    /// \name Where sticking began
+   /// The same point in each primary frame, and those frames then.
    /// @{
    virtual const ZqVector& staticStartCollisionPointInPrimary1() const
    {
@@ -97,7 +101,7 @@ public:
    /// The radius of the patch (m).
    virtual const ZqReal& actionRadius() const { return m_actionRadius; }
    virtual void setActionRadius(ZqReal radius) { m_actionRadius = radius; }
-   /// What dampers are half critical for: kg, and kg m^2.
+   /// \name What the dampers of bodies that stick are critical for (kg, kg m^2)
    /// @{
    virtual const ZqReal& linearInertiaAlongNormal() const { return m_linearInertiaAlongNormal; }
    virtual void setLinearInertiaAlongNormal(ZqReal inertia)
@@ -116,13 +120,19 @@ protected:
    static const ZqString m_theNullMaterialType;
 
 private:
-   static const ZqString& nameOf(const ZqString* name)
+   /// A name that is owned elsewhere; compared as a text.
+   class MaterialType
    {
-      return name != nullptr ? *name : m_theNullMaterialType;
-   }
+   public:
+      const ZqString& name() const { return m_name != nullptr ? *m_name : m_theNullMaterialType; }
+      void set(const ZqString& name) { m_name = &name; }
+      bool operator==(const MaterialType& other) const { return name() == other.name(); }
 
-   const ZqString* m_body1MaterialType = nullptr; ///< not owned
-   const ZqString* m_body2MaterialType = nullptr; ///< not owned
+   private:
+      const ZqString* m_name = nullptr;
+   };
+
+   MaterialType m_body1MaterialType, m_body2MaterialType;
    ZqGeneralMotion m_body1Velocity, m_body2Velocity;
    ZqGeneralMotion m_lastBody1Velocity, m_lastBody2Velocity;
    ZqVector m_normalForceInSystem;

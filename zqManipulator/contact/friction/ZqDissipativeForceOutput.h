@@ -3,8 +3,8 @@
 #include "zqManipulator/foundation/spatial/ZqGeneralForce.h"
 #include "zqManipulator/foundation/tokens/ZqManipTokens.h"
 
-/// What a processor of friction answers: the force on each body, in its primary frame and about the origin of
-/// that, and whether they stick.
+/// What a law of friction answers: the force on each body, in its primary frame and about the origin of that,
+/// and whether they stick.
 class ZqDissipativeForceOutput : public ZqXmlClass<ZqDissipativeForceOutput>
 {
 public:

@@ -3,10 +3,10 @@
 #include "zqManipulator/contact/friction/ZqBaseDissipativeForceProcessor.h"
 
 /// Viscous, kinetic and static friction, along the surface and about its normal. While two bodies stick,
-/// springs and half-critical dampers hold them where sticking began; the springs are such that the allowed
-/// error gives the full friction of the present load.
+/// springs and critical dampers hold them where sticking began; the springs are such that the allowed error
+/// gives the full friction of the present load.
 ///
-/// They slip when the error grows beyond what is allowed, and stick again when in one step both the sliding
+/// Bodies slip when the error grows beyond what is allowed, and stick again when in one step both the sliding
 /// and the spin about the normal have turned round. The moment of kinetic friction goes with the square of
 /// the patch's radius, without the scale that static friction has. A velocity of rounding size slides with the
 /// full kinetic friction.

@@ -12,11 +12,7 @@ bool ZqFrictionCoefficientLookupTool::read(ZqXmlReader& reader)
    for (PairMap* map :
         {&m_normalStaticFrictionMap, &m_tangentialStaticFrictionMap, &m_kineticFrictionMap,
          &m_viscousFrictionMap, &m_rotationalFrictionScaleFactorMap, &m_assumedMassMap})
-   {
-      PairMap ordered;
-      maintainOrder(ordered, *map);
-      *map = std::move(ordered);
-   }
+      maintainOrder(*map, *map);
    return succeeded;
 }
 
@@ -38,10 +34,11 @@ bool ZqFrictionCoefficientLookupTool::setFrictionValue(const ZqString& a, const 
 
 void ZqFrictionCoefficientLookupTool::maintainOrder(PairMap& ordered, const PairMap& map) const
 {
-   ordered.clear();
+   PairMap result;
    for (const auto& [key, row] : map.mapContainer())
       for (const auto& [name, value] : row.mapContainer())
-         setFrictionValue(key, name, value, ordered);
+         setFrictionValue(key, name, value, result);
+   ordered = std::move(result);
 }
 
 ZqReal ZqFrictionCoefficientLookupTool::valueOr(ZqReal fallback, const ZqString& a,

@@ -168,7 +168,7 @@ public:
                             ZqReal& value) const;
    virtual bool setFrictionValue(const ZqString& a, const ZqString& b, ZqReal value,
                                  PairMap& map) const;
-   /// The pairs of a table in the order of their names.
+   /// The pairs of a table, which may be the same one, in the order of their names.
    virtual void maintainOrder(PairMap& ordered, const PairMap& map) const;
 
 private:
