@@ -4,6 +4,8 @@
 #include "zqManipulator/simulation/attachments/ZqLinkAttachment.h"
 #include "zqManipulator/simulation/constraints/ZqLinearStateEqualityConstraint.h"
 #include "zqManipulator/simulation/constraints/ZqPointStateEqualityConstraint.h"
+#include "zqManipulator/simulation/interactions/ZqLatchedDoorLinks.h"
+#include "zqManipulator/simulation/interactions/ZqSpringAndDamperBetweenLinks.h"
 #include "zqManipulator/simulation/records/ZqComPolygonalStoppingCriterion.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
@@ -73,6 +75,7 @@ public:
       { return isGone(ids.first) || isGone(ids.second); };
       std::erase_if(m_attached, eitherIsGone);
       std::erase_if(m_shapes, eitherIsGone);
+      std::erase_if(m_interactions, eitherIsGone);
       for (auto& excluded : m_excluded)
          std::erase_if(excluded, eitherIsGone);
 
@@ -107,6 +110,7 @@ public:
                       links[m_attached[idOf(m)]].second);
          }
       }
+      expectInteractions(links);
       const ZqSystemCollisionExclusionMap* maps[] = {
          &m_scene.system().collisionExclusionMap(),
          &m_scene.configuration().collisionExclusionMap(),
@@ -204,7 +208,7 @@ private:
    /// Has the scene hold one thing more.
    void hold(ZqU32 i)
    {
-      const ZqU32 kind = m_random.index(0, 7);
+      const ZqU32 kind = m_random.index(0, 9);
       const ZqManipulatorLink& first = someLink(i, true);
       const ZqManipulatorLink& second = someLink(i, true);
       const Pair ids(idOf(first), idOf(second));
@@ -291,6 +295,8 @@ private:
          m_scene.setSollisionExclusionMapForCA(maps[2]);
          m_excluded[k].insert(std::minmax(ids.first, idOf(link)));
       }
+      else if (kind >= 8)
+         interact(i, first, kind == 8 ? someLink(other, true) : second, kind == 8);
       // Joints have positions to be known by.
       ZqManipulatorSystemState state = m_scene.state();
       for (ZqU32 k = 0; k < m_scene.numberOfManipulators(); ++k)
@@ -300,6 +306,53 @@ private:
             state.positionStates()[k].jointPositions()[j] = m_positions[id] = id;
          }
       m_scene.setState(state);
+   }
+
+   /// By a spring to any link, or by a door in one manipulator.
+   void interact(ZqU32 i, const ZqManipulatorLink& first, const ZqManipulatorLink& second,
+                 bool isSpring)
+   {
+      ZqLinkInteractionsVector interactions = m_scene.system().linkInteractionsVector();
+      if (isSpring)
+      {
+         ZqSpringAndDamperBetweenLinks spring;
+         spring.setManipulatorOneIndex(i);
+         spring.setManipulatorTwoIndex((i + 1) % m_scene.numberOfManipulators());
+         spring.setLinkOneIndex(static_cast<int>(first.linkIndex()));
+         spring.setLinkTwoIndex(static_cast<int>(second.linkIndex()));
+         interactions.pushBack(spring);
+      }
+      else if (&first != &at(i) && &second != &at(i))
+      {
+         ZqLatchedDoorLinks door;
+         door.setManipulatorId(i);
+         door.setDoorLinkId(first.linkIndex());
+         door.setHandleLinkId(second.linkIndex());
+         interactions.pushBack(door);
+      }
+      else
+         return;
+      m_interactions.emplace_back(idOf(first), idOf(second));
+      m_scene.setLinkInteractionsVector(interactions);
+   }
+
+   void expectInteractions(const Links& links)
+   {
+      const auto& interactions = m_scene.system().linkInteractionsVector().vectorContainer();
+      ASSERT_EQ(interactions.size(), m_interactions.size());
+      for (std::size_t k = 0; k < interactions.size(); ++k)
+      {
+         const auto& [m1, one] = links.at(m_interactions[k].first);
+         const auto& [m2, two] = links.at(m_interactions[k].second);
+         const ZqU32 expected[] = {m1, one->linkIndex(), m2, two->linkIndex()};
+         const auto* s = dynamic_cast<const ZqSpringAndDamperBetweenLinks*>(interactions[k]);
+         const auto* d = dynamic_cast<const ZqLatchedDoorLinks*>(interactions[k]);
+         const ZqU32 told[] = {s ? s->manipulatorOneIndex() : d->manipulatorId(),
+                               s ? static_cast<ZqU32>(s->linkOneIndex()) : d->doorLinkId(),
+                               s ? s->manipulatorTwoIndex() : d->manipulatorId(),
+                               s ? static_cast<ZqU32>(s->linkTwoIndex()) : d->handleLinkId()};
+         ASSERT_TRUE(std::equal(std::begin(told), std::end(told), expected)) << k;
+      }
    }
 
    void expectHeld(const Manipulator& m, const Held& held, const Links& links)
@@ -361,6 +414,7 @@ private:
    std::map<Id, Id> m_shapes;
    std::map<Id, Id> m_attached; ///< from base to link
    std::set<Pair> m_excluded[3];
+   std::vector<Pair> m_interactions;
    std::map<Id, ZqReal> m_positions;
 };
 

@@ -70,6 +70,7 @@ private:
    void fill(ZqNonNegReal& value) { value = 0.7 * ++m_number; }
    void fill(ZqAngle& value) { value = filled<ZqReal>(); }
    void fill(ZqU32& value) { value = 4294967294 - ++m_number; }
+   void fill(int& value) { value = -static_cast<int>(++m_number) - 2; }
    void fill(bool& value) { value = !value; }
    void fill(ZqString& value) { value = " <" + std::to_string(++m_number) + " & \"\u00f6\"'\t\n"; }
    void fill(ZqVector& v) { v = {filled<ZqReal>(), filled<ZqReal>(), filled<ZqReal>()}; }
@@ -192,6 +193,17 @@ private:
       for (int i = 0; i < 2; ++i)
          criteria.pushBack(filled<ZqComPolygonalStoppingCriterion>());
    }
+   void fill(ZqLatchedDoorLinks& door)
+   {
+      fillMembers(door);
+      door.setLatchType(ZqLatchedDoorLinks::ClosedWithoutTurn);
+   }
+   void fill(ZqLinkInteractionsVector& interactions)
+   {
+      interactions.pushBack(filled<ZqLatchedDoorLinks>());
+      interactions.pushBack(filled<ZqSpringAndDamperBetweenLinks>());
+      interactions.pushBack(filled<ZqLinkCollisionForce>());
+   }
    void fill(ZqOldManipulatorAttachmentMap& map)
    {
       map.attachManipulator(28, 29, "elbow", filled<ZqCoordinateSystemTransformation>());
@@ -210,6 +222,7 @@ private:
       ZqSystemCollisionExclusionMap map;
       map.excludeManipulatorCollisionCandidates(2, 3);
       system.setCollisionExclusionMap(map);
+      system.setLinkInteractionsVector(filled<ZqLinkInteractionsVector>());
    }
    void fill(ZqManipulatorSystemContainer& container) { fill(*container.element()); }
    void fill(ZqStatedSystem& stated)

@@ -1,5 +1,8 @@
 #include "zqManipulator/contact/forces/ZqCollisionForceContainer.h"
 
+#include "zqManipulator/contact/forces/ZqMassSpringDamperCollisionForceProcessor.h"
+#include "zqManipulator/contact/forces/ZqPointContactForceProcessor.h"
+
 template class ZqXmlVariableType<ZqBaseCollisionForceProcessor>;
 template class ZqXmlSingleVariableType<ZqBaseCollisionForceProcessor,
                                        ZqXmlClonePointer<ZqBaseCollisionForceProcessor>>;
@@ -26,4 +29,12 @@ const ZqToken& ZqCollisionForceContainer::token() const
    return classToken();
 }
 
-void ZqCollisionForceContainer::registerComponentCreators() {}
+void ZqCollisionForceContainer::registerComponentCreators()
+{
+   registerComponentCreator(ZqMassSpringCollisionForceProcessor::classToken(),
+                            ZqMassSpringCollisionForceProcessor::creator);
+   registerComponentCreator(ZqMassSpringDamperCollisionForceProcessor::classToken(),
+                            ZqMassSpringDamperCollisionForceProcessor::creator);
+   registerComponentCreator(ZqPointContactForceProcessor::classToken(),
+                            ZqPointContactForceProcessor::creator);
+}

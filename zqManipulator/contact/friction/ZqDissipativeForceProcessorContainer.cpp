@@ -2,6 +2,7 @@
 
 #include "zqManipulator/contact/friction/ZqDissipativeForceProcessor.h"
 #include "zqManipulator/contact/friction/ZqDryFrictionForceProcessor.h"
+#include "zqManipulator/contact/friction/ZqPointFrictionForceProcessor.h"
 
 template class ZqXmlVariableType<ZqBaseDissipativeForceProcessor>;
 template class ZqXmlSingleVariableType<ZqBaseDissipativeForceProcessor,
@@ -35,6 +36,8 @@ void ZqDissipativeForceProcessorContainer::registerComponentCreators()
                             ZqDissipativeForceProcessor::creator);
    registerComponentCreator(ZqDryFrictionForceProcessor::classToken(),
                             ZqDryFrictionForceProcessor::creator);
+   registerComponentCreator(ZqPointFrictionForceProcessor::classToken(),
+                            ZqPointFrictionForceProcessor::creator);
 }
 
 void ZqDissipativeForceProcessorContainer::setFrictionCoeficientLookupTool(

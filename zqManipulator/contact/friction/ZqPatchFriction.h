@@ -14,13 +14,14 @@ struct ZqPatchFrictionInput
    {
       std::uint64_t name = 0; ///< which features meet here
       ZqVector place;         ///< midway between the surfaces (m)
+      ZqVector normal;        ///< unit, from body 1 to body 2
       ZqReal depth = 0.0;     ///< positive where the surfaces overlap (m)
       ZqReal weight = 0.0;    ///< its share of the patch; those of all points sum up to 1
       ZqReal normalForce = 0.0; ///< N
    };
 
    Body body1, body2;
-   ZqVector normal;        ///< unit, from body 1 to body 2
+   ZqVector normal;        ///< that of the contact as a whole, unit, from body 1 to body 2
    ZqReal time = 0.0;      ///< s
    ZqReal stiffness = 0.0; ///< of the pair's normal spring at the law's reference depth (N/m)
    ZqReal mass = 0.0;      ///< m1 m2 / (m1 + m2) of the bodies (kg)
@@ -34,8 +35,8 @@ struct ZqPatchFrictionInput
 /// What it comes to: on body 1, and the opposite on body 2 at the same places. In axes of the system.
 struct ZqPatchFriction
 {
-   std::array<ZqVector, ZqContactManifold::capacity> forces; ///< on each point, across the normal (N)
-   std::array<ZqReal, ZqContactManifold::capacity> moments;  ///< about the normal (N m)
+   std::array<ZqVector, ZqContactManifold::capacity> forces; ///< on each point, across its normal (N)
+   std::array<ZqReal, ZqContactManifold::capacity> moments;  ///< about its normal (N m)
    ZqReal energy = 0.0;   ///< stored (J)
    ZqReal loss = 0.0;     ///< by dampers (W)
    ZqReal slipLoss = 0.0; ///< by yielding since the evaluation before (J)

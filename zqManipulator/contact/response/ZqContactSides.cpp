@@ -56,7 +56,7 @@ void setMode(const ZqContactSides& sides, ZqShapeCollisionData& data,
       return;
    }
    Zq::Print::instance().write(
-      Zq::Rejected, "ZqMassSpringCollisionForceProcessor::process-->Invalid friction mode\n");
+      Zq::Rejected, "ZqMassSpringCollisionForceProcessor::process-->Invalid friction mode");
 }
 
 /// What friction is told of the motion of the bodies and of where they stuck.
@@ -84,22 +84,8 @@ void addTo(ZqXmlVectorType<ZqManipulatorExternalForce>& forces, const ZqContactS
       forces[side.manipulatorIndex][index] += force;
    else
       Zq::Print::instance().write(Zq::Rejected,
-                                  "ZqContactSides: no force for link %u of manipulator %u\n", index,
+                                  "ZqContactSides: no force for link %u of manipulator %u", index,
                                   side.manipulatorIndex);
-}
-
-/// The point of application is a sum over contacts, as the force is.
-void describe(const ZqContactSide& side, const ZqGeneralForce& force)
-{
-   const ZqU32 index = side.link->linkIndex();
-   ZqManipulatorActiveForceState& state = side.state->activeForceState();
-   ZqExternalForceDescription description = state.externalForceDescription(index);
-   const bool isFirst = !description.valid();
-   description.setExternalLinkForce(isFirst ? force : description.externalLinkForce() + force);
-   description.setForceApplicationPoint(
-      isFirst ? side.contactPoint : description.forceApplicationPoint() + side.contactPoint);
-   description.setValid(true);
-   state.setExternalForceDescription(index, description);
 }
 } // namespace
 
@@ -184,21 +170,39 @@ bool ZqContactSides::computeFriction(const ZqBaseCollisionForceProcessor& law,
    return true;
 }
 
-void ZqContactSides::deliver(const ZqContactForces& repulsion, const ZqContactForces& friction,
-                             ZqShapeCollisionData& data,
-                             ZqXmlVectorType<ZqManipulatorExternalForce>& forces) const
+ZqContactForces ZqContactSides::add(const ZqContactForces& repulsion,
+                                    const ZqContactForces& friction, ZqShapeCollisionData& data,
+                                    ZqXmlVectorType<ZqManipulatorExternalForce>& forces) const
 {
    const ZqOrientation& axes = m_sides[0].frame.orientation();
    data.response().normalForce = axes * repulsion[0].force();
    data.response().frictionForce = axes * friction[0].force();
    const bool isInert = areInert();
+   ZqContactForces whole;
+   for (std::size_t i = 0; i < 2; ++i)
+   {
+      whole[i] = repulsion[i] + friction[i];
+      whole[i].transformBy(m_sides[i].link->primaryFrame());
+      if (!isInert)
+         addTo(forces, m_sides[i], whole[i]);
+   }
+   return whole;
+}
+
+void ZqContactSides::describe(const ZqContactForces& forces) const
+{
    for (std::size_t i = 0; i < 2; ++i)
    {
       const ZqContactSide& side = m_sides[i];
-      ZqGeneralForce force = repulsion[i] + friction[i];
-      force.transformBy(side.link->primaryFrame());
-      if (!isInert)
-         addTo(forces, side, force);
-      describe(side, force);
+      const ZqU32 index = side.link->linkIndex();
+      ZqManipulatorActiveForceState& state = side.state->activeForceState();
+      ZqExternalForceDescription description = state.externalForceDescription(index);
+      const bool isFirst = !description.valid();
+      description.setExternalLinkForce(isFirst ? forces[i]
+                                               : description.externalLinkForce() + forces[i]);
+      description.setForceApplicationPoint(
+         isFirst ? side.contactPoint : description.forceApplicationPoint() + side.contactPoint);
+      description.setValid(true);
+      state.setExternalForceDescription(index, description);
    }
 }

@@ -70,12 +70,21 @@ public:
                         const ZqContactPatch& patch, const ZqVector& normalForce,
                         ZqShapeCollisionData& data, ZqContactForces& forces) const;
 
-   /// Adds both forces to those on the two links, unless these are inert, describes their sum in the state
-   /// of forces, each in the D-H frame of its link, and leaves both in the response of the record; the rest
-   /// of the response stays. The point of application is the sum over all contacts of a step.
+   /// Adds both forces to those on the two links, unless these are inert, and leaves both in the response of the
+   /// record; the rest of the response stays. Their sums, each in the D-H frame of its link.
+   ZqContactForces add(const ZqContactForces& repulsion, const ZqContactForces& friction,
+                       ZqShapeCollisionData& data,
+                       ZqXmlVectorType<ZqManipulatorExternalForce>& forces) const;
+   /// Describes forces in the state of forces, each in the D-H frame of its link. They add up over the contacts
+   /// of a step, and so do the points of application.
+   void describe(const ZqContactForces& forces) const;
+   /// Both.
    void deliver(const ZqContactForces& repulsion, const ZqContactForces& friction,
                 ZqShapeCollisionData& data,
-                ZqXmlVectorType<ZqManipulatorExternalForce>& forces) const;
+                ZqXmlVectorType<ZqManipulatorExternalForce>& forces) const
+   {
+      describe(add(repulsion, friction, data, forces));
+   }
 
 private:
    std::array<ZqContactSide, 2> m_sides;

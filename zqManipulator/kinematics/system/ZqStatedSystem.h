@@ -56,7 +56,8 @@ public:
    /// Does not ask whether the system was modified.
    bool operator==(const ZqStatedSystem& other) const;
 
-   /// Appends another stated system. A failure to merge the configurations does not change the answer.
+   /// Appends another stated system, without what acts between its links. A failure to merge the
+   /// configurations does not change the answer.
    virtual bool mergeWith(const ZqStatedSystem& other);
    virtual const ZqManipulatorSystem& system() const { return *m_systemContainer.element(); }
    /// The state stays as it is.
@@ -99,7 +100,7 @@ public:
    virtual int deleteManipulator(const ZqString& label);
    /// \name Edits after which all is consistent
    /// What anybody in the stated system holds by index or label follows what moved: state, exclusions,
-   /// attachments with the records of their changes, results that are kept, and what manipulators hold.
+   /// interactions, attachments with the records of their changes, results that are kept, and what manipulators hold.
    /// False for an index that does not exist.
    /// @{
    /// As `deleteManipulator` by index, but what is attached to what hung on the manipulator stays
@@ -115,6 +116,8 @@ public:
    /// @}
    virtual const ZqSystemEnvironment& environment() const;
    virtual void setEnvironment(const ZqSystemEnvironment& environment);
+   /// What acts between links; goes to the stated system's own model.
+   void setLinkInteractionsVector(const ZqLinkInteractionsVector& interactions);
 
    /// \name State
    /// Whole states are taken as they are; an index that the state does not have is rejected with a

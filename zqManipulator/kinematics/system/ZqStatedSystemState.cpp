@@ -123,6 +123,11 @@ void ZqStatedSystem::setCollisionExclusionMap(const ZqSystemCollisionExclusionMa
    m_systemContainer.element()->setCollisionExclusionMap(map);
 }
 
+void ZqStatedSystem::setLinkInteractionsVector(const ZqLinkInteractionsVector& interactions)
+{
+   systemToModify().setLinkInteractionsVector(interactions);
+}
+
 void ZqStatedSystem::setDynamicCollisionExclusionMap(const ZqSystemCollisionExclusionMap& map)
 {
    m_configuration.setCollisionExclusionMap(map);

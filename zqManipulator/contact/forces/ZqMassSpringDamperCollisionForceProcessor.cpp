@@ -1,0 +1,4 @@
+#include "zqManipulator/contact/forces/ZqMassSpringDamperCollisionForceProcessor.h"
+
+template class ZqXmlClass<ZqMassSpringDamperCollisionForceProcessor,
+                          ZqMassSpringCollisionForceProcessor>;
