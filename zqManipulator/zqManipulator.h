@@ -195,6 +195,7 @@
 #include "zqManipulator/state/ZqActuatorState.h"
 #include "zqManipulator/state/ZqAttachmentState.h"
 #include "zqManipulator/state/ZqEpoch.h"
+#include "zqManipulator/state/ZqInteractionState.h"
 #include "zqManipulator/state/ZqLinkAccelerationState.h"
 #include "zqManipulator/state/ZqLinkArticulationState.h"
 #include "zqManipulator/state/ZqLinkForceState.h"

@@ -417,7 +417,7 @@ TEST(LinkInteractions, ContactsOfLinksThatMayCollideCount)
    {
       ZqSphere sphere(ZqVector(), 0.5);
       if (i == 2) // whose outer volume reaches the first one
-         sphere.setBoundingVolumes(ZqShapeVector{ZqSphere(ZqVector(), 1.2)});
+         sphere.addBoundingVolume(ZqSphere(ZqVector(), 1.2));
       ZqManipulatorLink link;
       link.setLinkLabel("link");
       link.setShape(sphere);
@@ -426,12 +426,13 @@ TEST(LinkInteractions, ContactsOfLinksThatMayCollideCount)
       arm.setManipulatorLabel("arm" + std::to_string(i));
       arm.setShape(sphere);
       arm.addChild(link);
-      if (i == 1)
-         arm.buildSelfCollisionLinkMap(); // none may
       ZqPositionState position;
       position.setCoordSysXForm(ZqVector(0.8 * i, 0.0, 0.0));
       scene.add(arm, position);
    }
+   ZqManipulatorSelfCollisionLinkMap own;
+   own.setLinkCollisionCanditateByIdentifier("base", "link", true);
+   scene.system.setSelfCollisionMap(own, 0);
    ZqSystemCollisionExclusionMap map;
    map.excludeLinkCollisionCandidate(0, "link", 1, "link");
    scene.system.setCollisionExclusionMap(map);
@@ -440,20 +441,18 @@ TEST(LinkInteractions, ContactsOfLinksThatMayCollideCount)
    ZqCollisionForceContainer law;
    law.setTopElement(Push());
    contacts.setCollisionForceContainer(law);
-   for (ZqU32 level : {0U, 1U})
+   for (const ZqU32 level : {0U, 1U})
    {
       contacts.setPrecisionLevel(level);
       scene.active.systemShapeCollisionCache().invalidateAll();
       const Forces& forces = scene.forcesOf(contacts);
-      // The number of records that each link is in: by itself, its own arm and the neighbours.
-      const ZqReal own = scene.system.manipulators()[0].canCollide(0, ZqBaseLinkIndex) ? 1.0 : 0.0;
       const ZqReal far = level == 0 ? 0.0 : 2.0;
-      const ZqReal expected[3][2]{
-         {own + 1 + far, own + 2 + far}, {3, 4}, {own + 2 + far, own + 2 + far}};
+      const ZqReal ofLinks[]{2.0 + far, 3.0, 2.0 + far};
+      const ZqReal ofBases[]{3.0 + far, 4.0, 2.0 + far};
       for (ZqU32 m = 0; m < 3; ++m)
       {
-         EXPECT_EQ(forces[m][0].force().x(), expected[m][0]) << level << ' ' << m;
-         EXPECT_EQ(forces[m].baseForce().force().x(), expected[m][1]) << level << ' ' << m;
+         EXPECT_EQ(forces[m][0].force().x(), ofLinks[m]) << level << ' ' << m;
+         EXPECT_EQ(forces[m].baseForce().force().x(), ofBases[m]) << level << ' ' << m;
       }
    }
    // Once sizes have settled, nothing is allocated.

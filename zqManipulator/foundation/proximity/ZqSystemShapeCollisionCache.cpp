@@ -51,16 +51,47 @@ void ZqSystemShapeCollisionCache::endTrial()
    {
       if (record.kept.empty())
          continue;
-      record.data.memory() = record.kept.front();
+      const Kept& kept = record.kept.front();
+      if (record.data.key1() != kept.key1)
+         record.data.exchangeSides();
+      record.data.memory() = kept.memory;
+      record.data.pairCache() = kept.pairCache;
       record.kept.clear();
    }
 }
 
-/// Has the memory of a record outlive the trial, in which it may be used at will.
+std::vector<ZqContactMemoryOfPair> ZqSystemShapeCollisionCache::memories() const
+{
+   std::vector<ZqContactMemoryOfPair> result;
+   for (const auto& [key, record] : m_records)
+   {
+      if (record.touched + 1 < m_evaluation)
+         continue;
+      const bool isKept = !record.kept.empty();
+      const ZqShapeKey& key1 = isKept ? record.kept.front().key1 : record.data.key1();
+      result.push_back({key1, key1 == key.first() ? key.second() : key.first(),
+                        isKept ? record.kept.front().memory : record.data.memory()});
+   }
+   return result;
+}
+
+void ZqSystemShapeCollisionCache::setMemories(std::span<const ZqContactMemoryOfPair> memories)
+{
+   clear();
+   for (const ZqContactMemoryOfPair& pair : memories)
+   {
+      Record& record = m_records[ordered(pair.key1, pair.key2)];
+      record.data = ZqShapeCollisionData(pair.key1, pair.key2);
+      record.data.memory() = pair.memory;
+      record.touched = record.looked = m_evaluation - 1;
+   }
+}
+
+/// Has what later evaluations depend on outlive the trial, in which the record may be used at will.
 void ZqSystemShapeCollisionCache::keep(Record& record)
 {
    if (m_isTrial && record.kept.empty())
-      record.kept.push_back(record.data.memory());
+      record.kept.push_back({record.data.key1(), record.data.memory(), record.data.pairCache()});
 }
 
 void ZqSystemShapeCollisionCache::forgetOld()
@@ -90,9 +121,8 @@ void ZqSystemShapeCollisionCache::setValid(ZqShapeCollisionData* data)
    if (found == m_records.end() || &found->second.data != data)
       return;
    found->second.isValid = true;
-   found->second.looked = m_evaluation;
    if (!m_isTrial)
-      found->second.touched = m_evaluation;
+      found->second.looked = found->second.touched = m_evaluation;
    look();
 }
 
@@ -184,7 +214,8 @@ ZqShapeCollisionData& ZqSystemShapeCollisionCache::lookAt(const ZqShapeKey& key1
       found->second.data = ZqShapeCollisionData(key1, key2);
    }
    Record& record = found->second;
-   record.looked = m_evaluation;
+   if (!m_isTrial)
+      record.looked = m_evaluation;
    keep(record);
    if (record.data.key1() != key1)
       record.data.exchangeSides();

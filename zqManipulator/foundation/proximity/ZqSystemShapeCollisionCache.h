@@ -7,6 +7,16 @@
 #include <span>
 #include <vector>
 
+/// What is remembered of a pair of shapes that touch.
+struct ZqContactMemoryOfPair
+{
+   bool operator==(const ZqContactMemoryOfPair&) const = default;
+
+   ZqShapeKey key1;
+   ZqShapeKey key2;
+   ZqContactMemory memory; ///< of which body 1 has the first shape
+};
+
 /// The records of the contacts of a system, by pair of shapes.
 ///
 /// Records outlive the evaluations that look at them: a pair that touches in one and in the next
@@ -51,6 +61,14 @@ public:
    void endTrial();
    bool isTrial() const noexcept { return m_isTrial; }
 
+   /// \name To be stored
+   /// @{
+   /// Of the pairs that touched in the last evaluation that was no trial, in the order of keys.
+   std::vector<ZqContactMemoryOfPair> memories() const;
+   /// Forgets all pairs but these, which are taken to have touched in the evaluation before the next one.
+   void setMemories(std::span<const ZqContactMemoryOfPair> memories);
+   /// @}
+
    /// \name For who looks for contacts
    /// @{
    /// To be called before the pairs of shapes of two links are looked at: until they touch again,
@@ -80,10 +98,17 @@ public:
    /// @}
 
 private:
+   /// What a record was before a trial, as far as later evaluations depend on it.
+   struct Kept
+   {
+      ZqShapeKey key1; ///< of the side that was the first
+      ZqContactMemory memory;
+      ZqShapePairCache pairCache;
+   };
    struct Record
    {
       ZqShapeCollisionData data;
-      std::vector<ZqContactMemory> kept; ///< during a trial: the memory of before
+      std::vector<Kept> kept;    ///< during a trial: one, once the record has been used
       std::uint64_t touched = 0; ///< the last evaluation in which it touched
       std::uint64_t looked = 0;  ///< or was looked at
       bool isValid = false;

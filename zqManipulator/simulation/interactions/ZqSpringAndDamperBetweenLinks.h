@@ -11,8 +11,8 @@
 ///
 /// with d from A to B, the turn of B in A by the angle theta in [0, pi] about the unit axis a, and the
 /// velocities v of the two origins and w of the two links. The force acts at the middle of A and B, so
-/// that neither momentum is lost. Of frames that are turned by pi the axis has two values, and the
-/// moment leaps there.
+/// that neither momentum is lost; by that, the part of the damper's force across d may do work on links
+/// that turn. Of frames that are turned by pi the axis has two values, and the moment leaps there.
 ///
 /// A link is told by its index, the base by -2. Numbers and frames that are not finite are rejected by
 /// setters, with a message.

@@ -6,12 +6,15 @@
 
 ZqSimulation::ZqSimulation(const ZqStatedSystem& scene, const Settings& settings)
    : m_scene(scene), m_settings(settings), m_state(scene.state()),
+     m_interactions(scene.system().linkInteractionsVector()),
+     m_interacts(settings.interacts && m_interactions.size() > 0),
      m_hasAttachments(scene.configuration().attachmentMap().baseNodes().size() > 0)
 {
    scene.rightSizeState(m_state);
    m_active.setNonredundantState(m_state);
    m_members.reserve(scene.numberOfManipulators());
    m_results.resize(scene.numberOfManipulators());
+   m_torques.resize(scene.numberOfManipulators());
    for (ZqU32 i = 0; i < scene.numberOfManipulators(); ++i)
       m_members.push_back(makeMember(i));
    for (ZqU32 i = 0; i < m_members.size(); ++i)
@@ -27,6 +30,8 @@ ZqSimulation::ZqSimulation(const ZqStatedSystem& scene, const Settings& settings
          Zq::Print::instance().write(
             Zq::Oddity, "the base of %s is not where it is attached, and is moved there.\n",
             m_members[i].manipulator->manipulatorLabel().c_str());
+   findCarriers();
+   beginTrial();
 }
 
 ZqSimulation::~ZqSimulation() = default;
@@ -48,8 +53,9 @@ ZqSimulation::Member ZqSimulation::makeMember(ZqU32 index)
    member.gravity.resize(jointCount);
    member.gravity.setGeneralAcceleration(
       ZqGeneralMotion(m_scene.environment().upGravityVector(), ZqVector()));
-   member.torque.jointTorques().resize(jointCount);
+   m_torques[index].jointTorques().resize(jointCount);
    member.externalForce.resize(jointCount);
+   member.force = member.externalForce;
    member.isFree.assign(jointCount, true);
    member.toPlace = manipulator.coordSysXForm().orientation().inverse();
    for (Motion* motion : {&member.start, &member.trial, &member.end})
@@ -61,9 +67,10 @@ ZqSimulation::Member ZqSimulation::makeMember(ZqU32 index)
       Zq::Print::instance().write(Zq::Oddity,
                                   "%s has constraints, which the solver arbi ignores.\n",
                                   manipulator.manipulatorLabel().c_str());
-   member.isLeftAlone = !manipulator.isFixedBase() && !isConstrained &&
-                        m_scene.configuration().attachmentMap().findNode(index) == nullptr &&
-                        m_scene.configuration().attachmentMap().findBaseNode(index) == nullptr;
+   member.isUnbound = !manipulator.isFixedBase() && !isConstrained &&
+                      m_scene.configuration().attachmentMap().findNode(index) == nullptr &&
+                      m_scene.configuration().attachmentMap().findBaseNode(index) == nullptr;
+   member.isLeftAlone = member.isUnbound && !m_interacts;
    member.isStill = manipulator.isFixedBase() && jointCount == 0;
    findRigidBody(member);
 
@@ -123,7 +130,10 @@ bool ZqSimulation::stepTo(ZqReal time)
    const bool isDone = advance(dt);
    m_state.setTime(time);
    if (m_divergence)
+   {
       m_divergence->time = time;
+      m_divergence->deepestContact = m_deepestContact;
+   }
    followCarriers();
    if (!isDone || !isStateFinite())
    {
@@ -152,7 +162,14 @@ void ZqSimulation::keepDrives()
       ZqActuatorState& kept = m_members[i].drivesKept;
       m_isPresent ? drives = kept : kept = drives;
    }
-   m_isPresent = false;
+   m_isPresent = m_areContactsPresent = false;
+}
+
+/// What changes now is not to be seen in what follows from the present.
+void ZqSimulation::dropPresent()
+{
+   if (m_isPresent)
+      keepDrives();
 }
 
 ZqSystemActiveState& ZqSimulation::present()
@@ -160,7 +177,7 @@ ZqSystemActiveState& ZqSimulation::present()
    if (m_isPresent)
       return m_active;
    keepDrives();
-   computeAccelerations();
+   computeTrialAccelerations(m_state.time());
    for (ZqU32 i = 0; i < m_members.size(); ++i)
    {
       Member& member = m_members[i];
@@ -176,7 +193,7 @@ ZqSystemActiveState& ZqSimulation::present()
 const ZqManipulatorTorque& ZqSimulation::motorTorques(ZqU32 manipulator)
 {
    present();
-   return manipulator < m_members.size() ? m_members[manipulator].torque
+   return manipulator < m_members.size() ? m_torques[manipulator]
                                          : ZqManipulatorTorque::nullObject();
 }
 
@@ -187,24 +204,47 @@ const ZqReArray& ZqSimulation::constraintForces(ZqU32 manipulator)
    return manipulator < m_members.size() ? m_members[manipulator].constraintForces : none;
 }
 
-/// Those of the present state, with the power converters as they are.
+/// Those of the present state, with the power converters as they are; what interactions remember is led
+/// on.
 void ZqSimulation::computeAccelerations()
+{
+   endTrial();
+   takeState();
+   interact(m_state.time());
+   noteContacts();
+   beginTrial();
+   solveAll();
+}
+
+/// The same at a time (s), without a trace in what interactions remember.
+void ZqSimulation::computeTrialAccelerations(ZqReal time)
+{
+   endTrial();
+   beginTrial();
+   takeState();
+   interact(time);
+   solveAll();
+}
+
+/// Takes the present state over, without accelerations but gravity.
+void ZqSimulation::takeState()
 {
    m_active.setNonredundantState(m_state);
    for (ZqU32 i = 0; i < m_members.size(); ++i)
    {
-      if (m_members[i].isStill)
-         continue;
       activeState(i).setAccelerationState(m_members[i].gravity);
-      if (m_members[i].rigidBody)
-      {
-         accelerateRigidBody(i);
-         continue;
-      }
       followJoints(i);
       computeMotorTorques(i);
-      solve(i);
    }
+}
+
+void ZqSimulation::solveAll()
+{
+   for (ZqU32 i = 0; i < m_members.size(); ++i)
+      if (m_members[i].rigidBody)
+         accelerateRigidBody(i);
+      else if (!m_members[i].isStill)
+         solve(i);
 }
 
 void ZqSimulation::solve(ZqU32 index)
@@ -212,11 +252,11 @@ void ZqSimulation::solve(ZqU32 index)
    Member& member = m_members[index];
    ZqManipulatorActiveState& active = activeState(index);
    if (m_settings.solver == Solver::Crbi)
-      member.crbi.acceleration(m_scene, *member.manipulator, member.torque, member.externalForce,
+      member.crbi.acceleration(m_scene, *member.manipulator, m_torques[index], member.force,
                                member.accelerations, active, true);
    else
       member.arbi.acceleration(m_scene, *member.manipulator, active.positionState(),
-                               active.velocityState(), member.torque, member.externalForce,
+                               active.velocityState(), m_torques[index], member.force,
                                member.accelerations, active);
 }
 

@@ -2,11 +2,18 @@
 
 #include "zqManipulator/dynamics/bodies/ZqManipulatorTorque.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
+#include "zqManipulator/simulation/interactions/ZqLinkInteractionsVector.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
 #include <cstdint>
 #include <optional>
 #include <vector>
+
+class ZqInteractionState;
+class ZqShapeCollisionData;
+class ZqShapeKey;
+class ZqShapeProximityKey;
+struct ZqContactMemory;
 
 /// The state of a scene on its way through time: one call, one step.
 ///
@@ -23,7 +30,8 @@
 ///   for the step;
 /// - the solver answers the accelerations of the present state, with gravity as an acceleration of the
 ///   bases, the motors of rigid joints following their joints, the torques of power converters and those
-///   that are given at the motors, and the external forces;
+///   that are given at the motors, the external forces, and what the links do to each other: interactions
+///   of the scene, contact among them, computed for the same state;
 /// - the integrator moves joints, bases and the motors of flexible joints;
 /// - state equality constraints, by their `kinematics`, have been part of the accelerations; what the
 ///   step leaves of a gap is closed, and velocities are brought to agree, by the least change in the
@@ -39,7 +47,12 @@
 /// the manipulator back to where the step began, with all joints at rest.
 ///
 /// A manipulator that is attached loads its carrier with the mass of its base; the motion of its links
-/// does not act back, and it does not feel the acceleration of its carrier.
+/// does not act back, and it does not feel the acceleration of its carrier. What interactions do to its links
+/// moves these, and as a whole acts on the carrier too: a gripper that hangs on an arm presses with it.
+///
+/// Interactions remember things, as where a contact sticks. Only the evaluation with which a step begins
+/// changes that: what an integrator tries on its way, and who looks at the present, leave no trace.
+/// `interactionState` has it, to be saved beside the scene.
 ///
 /// A step allocates nothing once sizes have settled, and nothing throws. A simulation shares the model
 /// with the scene that it was made from until one of them changes it; each of those that share one may be
@@ -79,6 +92,8 @@ public:
       /// Whether the loops of constraints are closed at the start and after each step, and velocities
       /// brought to agree with constraints.
       bool closesLoops = true;
+      /// Whether what acts between links, contact among it, is computed.
+      bool interacts = true;
    };
 
    /// In J: of the motion of bodies and motors, and of the bodies in gravity, zero at the origin of the
@@ -115,11 +130,38 @@ public:
       ZqReal size;      ///< m
       ZqReal time;      ///< s
    };
+   enum class ContactMode
+   {
+      Frictionless,
+      Sticks,
+      Slips
+   };
+   /// Two shapes that touch, in the order of their keys in the record.
+   struct Contact
+   {
+      Place first, second;
+      ZqU32 shape1, shape2; ///< their numbers
+      int points;           ///< that overlap
+      ZqReal depth;         ///< m
+      ZqReal normalForce;   ///< its size (N)
+      ZqReal frictionForce; ///< likewise
+      ContactMode mode;
+      const ZqShapeCollisionData*
+         record; ///< with the geometry, the forces and the memory; never null
+   };
+   struct DeepestContact
+   {
+      Place first, second;
+      ZqReal depth; ///< m
+      ZqReal time;  ///< s
+   };
    struct Divergence
    {
       Place place;
       ZqReal time;          ///< s
       const char* quantity; ///< that is not finite
+      /// Where the step began, and the deepest of those: what is often to blame.
+      std::optional<DeepestContact> deepestContact = {};
    };
 
    /// Begins at the state of the scene, with attached manipulators where they are carried, bases that are
@@ -181,6 +223,14 @@ public:
    /// Jacobian, acts on the manipulator. In N where the row is a length. Of those that do the same the
    /// shortest. No rows where constraints are not heeded.
    const ZqReArray& constraintForces(ZqU32 manipulator);
+   /// What touches, in the order of the keys of shapes. The list and its records hold until something
+   /// changes: a step, an input, or what is remembered.
+   const std::vector<Contact>& contacts();
+   /// The longest step (s) for which the contacts of the present are stable, by the stiffness and the damping
+   /// that their laws tell; infinite without any. With w^2 the sum over the contacts of a body of
+   /// 4 k (1/m1 + 1/m2), and T the longest of their damping times, it is sqrt(T^2 + 4 / w^2) - T, the least
+   /// over all bodies. Half of it is safe; a quarter of it shows how deep contacts get to 1 %.
+   ZqReal contactStepLimit();
    /// @}
    /// Of the present state. One that is not finite is a divergence.
    Energy energy();
@@ -195,6 +245,20 @@ public:
    const std::optional<LoopGap>& greatestGap() const { return m_greatestGap; }
    /// The steps that the integrator has left to `SemiImplicitEuler`.
    std::uint64_t substitutedSteps() const { return m_substitutedSteps; }
+   /// Of all states that steps began with.
+   const std::optional<DeepestContact>& greatestDepth() const { return m_greatestDepth; }
+   /// How often a contact that stuck began to slip, in all steps.
+   std::uint64_t slips() const { return m_slips; }
+
+   /// \name What interactions remember
+   /// With the scene it is all that steps depend on, but for drives, inputs and constraints: a simulation that is
+   /// made from the scene and given this goes on as this one does.
+   /// @{
+   ZqInteractionState interactionState();
+   /// False, with a message and no change, for one of other interactions or with links or shapes that there
+   /// are not.
+   bool setInteractionState(const ZqInteractionState& state);
+   /// @}
 
 private:
    struct Joint;
@@ -209,6 +273,7 @@ private:
       return m_active.manipulatorActiveStateVector()[index];
    }
    void keepDrives();
+   void dropPresent();
    void followCarriers();
    bool meetStoppingCriteria();
    void collectResults();
@@ -238,9 +303,26 @@ private:
 
    // Accelerations
    void computeAccelerations();
+   void computeTrialAccelerations(ZqReal time);
+   void takeState();
+   void solveAll();
    void solve(ZqU32 index);
    void findRigidBody(Member& member) const;
    void accelerateRigidBody(ZqU32 index);
+
+   // Interactions
+   struct Carried;
+   struct ContactOfStep;
+   void findCarriers();
+   void interact(ZqReal time);
+   void passForcesToCarriers();
+   void beginTrial();
+   void endTrial();
+   void noteContacts();
+   bool isShape(const ZqShapeKey& key) const;
+   static ContactMode modeOf(const ZqContactMemory& memory);
+   static ZqShapeProximityKey orderedShapes(const ZqShapeKey& key1, const ZqShapeKey& key2);
+   ZqSystemShapeCollisionCache& collisions() { return m_active.systemShapeCollisionCache(); }
 
    // Drives
    bool setInputs(ZqReal Joint::*input, const std::vector<ZqReal>& values, const char* name);
@@ -277,7 +359,10 @@ private:
    ZqManipulatorSystemState m_state;
    ZqManipulatorSystemState m_stateBefore; ///< the present step
    ZqSystemActiveState m_active;
-   std::vector<Member> m_members; ///< one a manipulator
+   std::vector<Member> m_members;                  ///< one a manipulator
+   ZqXmlVectorType<ZqManipulatorTorque> m_torques; ///< at the motors, by manipulator
+   ZqLinkInteractionsVector m_interactions;        ///< those of the scene: they remember
+   bool m_interacts = false;                       ///< there are any, and they are to act
    ZqStatedSystem::PropagationResults m_results;
    bool m_hasAttachments = false;
    bool m_isPresent = false; ///< what the active state holds, with all that follows from it
@@ -289,4 +374,13 @@ private:
    std::optional<Divergence> m_divergence;
    std::optional<LoopGap> m_greatestGap;
    std::uint64_t m_substitutedSteps = 0;
+   std::vector<Carried> m_carried;
+   std::vector<Contact> m_contacts;
+   bool m_areContactsPresent = false;
+   std::vector<ContactOfStep> m_contactsOfStep; ///< that of the last one
+   std::vector<ContactOfStep>
+      m_contactsBefore; ///< and of the one before, which it is compared with
+   std::optional<DeepestContact> m_deepestContact; ///< where the last step began
+   std::optional<DeepestContact> m_greatestDepth;
+   std::uint64_t m_slips = 0;
 };

@@ -13,7 +13,7 @@
 void ZqSimulation::findRigidBody(Member& member) const
 {
    const ZqMotionPlan& plan = member.manipulator->motionPlan();
-   if (m_settings.solver != Solver::Crbi || !member.isLeftAlone || !member.joints.empty() ||
+   if (m_settings.solver != Solver::Crbi || !member.isUnbound || !member.joints.empty() ||
        plan.hasOwnBase)
       return;
    zqMotion::Articulated<ZqReal> inertia;
@@ -42,7 +42,7 @@ void ZqSimulation::accelerateRigidBody(ZqU32 index)
    motion.a = plain(R.transposeTimes(m_scene.environment().upGravityVector()));
    motion.A = zqMotion::accelerationTensor(motion.omega, motion.alpha);
    const zqMotion::LinkForce<ZqReal> needed = zqMotion::bodyForce(member.rigidBody->body, motion);
-   const ZqGeneralForce& given = member.externalForce.baseForce();
+   const ZqGeneralForce& given = member.force.baseForce();
    zqMotion::Vec3<ZqReal> a;
    zqMotion::Vec3<ZqReal> alpha;
    zqMotion::solveBase(member.rigidBody->factor,

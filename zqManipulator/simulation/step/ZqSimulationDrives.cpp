@@ -65,14 +65,15 @@ void ZqSimulation::advanceConverter(const Joint& joint, ZqReal dt, ZqActuatorSta
 /// What the power converters put out, and what is given besides.
 void ZqSimulation::computeMotorTorques(ZqU32 index)
 {
-   Member& member = m_members[index];
+   const Member& member = m_members[index];
+   ZqXmlVectorBasicType<ZqReal>& torques = m_torques[index].jointTorques();
    ZqActuatorState& drives = activeState(index).actuatorState();
    for (std::size_t j = 0; j < member.joints.size(); ++j)
    {
       const Joint& joint = member.joints[j];
-      member.torque.jointTorques()[j] = joint.torque;
+      torques[j] = joint.torque;
       if (joint.converter != nullptr)
-         member.torque.jointTorques()[j] += joint.converter->outputTorque(joint.command, drives);
+         torques[j] += joint.converter->outputTorque(joint.command, drives);
    }
 }
 
@@ -82,7 +83,7 @@ void ZqSimulation::computeMotorAccelerations(ZqU32 index)
    const Member& member = m_members[index];
    for (std::size_t j = 0; j < member.joints.size(); ++j)
       if (member.joints[j].isFlexible)
-         member.joints[j].driveTrain->acceleration(member.torque.jointTorques()[j],
+         member.joints[j].driveTrain->acceleration(m_torques[index].jointTorques()[j],
                                                    activeState(index));
 }
 

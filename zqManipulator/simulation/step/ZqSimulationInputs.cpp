@@ -73,8 +73,7 @@ bool ZqSimulation::setInputs(ZqReal Joint::*input, const std::vector<ZqReal>& va
       return reject(name, tooMany);
    if (!std::all_of(values.begin(), values.end(), isNumber))
       return reject(name, notFinite);
-   if (m_isPresent)
-      keepDrives();
+   dropPresent();
    std::size_t i = 0;
    for (Member& member : m_members)
       for (Joint& joint : member.joints)
@@ -89,8 +88,7 @@ bool ZqSimulation::setInput(const Place& place, ZqReal Joint::*input, ZqReal val
       return reject(name, noPlace);
    if (!isNumber(value))
       return reject(name, notFinite);
-   if (m_isPresent)
-      keepDrives();
+   dropPresent();
    m_members[place.manipulator].joints[place.link].*input = value;
    return true;
 }
@@ -122,10 +120,10 @@ bool ZqSimulation::setExternalForce(const Place& place, const ZqGeneralForce& fo
       return reject(name, noPlace);
    if (!isForceFinite(force))
       return reject(name, notFinite);
-   if (m_isPresent)
-      keepDrives();
+   dropPresent();
    Member& member = m_members[place.manipulator];
    member.externalForce[place.link] = force;
+   member.force = member.externalForce;
    member.isPushed = !isForceZero(member.externalForce.baseForce());
    for (ZqU32 i = 0; i < member.joints.size(); ++i)
       member.isPushed = member.isPushed || !isForceZero(member.externalForce[i]);

@@ -88,6 +88,7 @@ void ZqSimulation::readStart(ZqU32 index)
       member.manipulator->isFixedBase() ? ZqGeneralMotion() : velocity.generalVelocity();
    const ZqCoordinateSystemTransformation& X = position.coordSysXForm();
    member.drivesAtStart = activeState(index).actuatorState();
+   member.forceAtStart = member.force;
 
    Motion& start = member.start;
    std::copy_n(position.jointPositions().values().begin(), n, start.positions.begin());
@@ -157,11 +158,16 @@ void ZqSimulation::moveTo(Motion Member::*which)
    followCarriers();
 }
 
-/// Undoes what a scheme has tried, up to the accelerations of the start.
+/// Undoes what a scheme has tried, up to the accelerations of the start. What interactions did there
+/// holds: they have remembered that they did it.
 void ZqSimulation::returnToStart()
 {
    m_state = m_stateBefore;
    for (ZqU32 i = 0; i < m_members.size(); ++i)
+   {
       activeState(i).actuatorState() = m_members[i].drivesBefore;
-   computeAccelerations();
+      m_members[i].force = m_members[i].forceAtStart;
+   }
+   takeState();
+   solveAll();
 }

@@ -4,6 +4,7 @@
 #include "zqManipulator/dynamics/tools/ZqArbiAccelerationTool.h"
 #include "zqManipulator/dynamics/tools/ZqConstraintProjection.h"
 #include "zqManipulator/dynamics/tools/ZqCrbiAccelerationTool.h"
+#include "zqManipulator/foundation/proximity/ZqSystemShapeCollisionCache.h"
 #include "zqManipulator/simulation/step/ZqSimulation.h"
 
 #include <vector>
@@ -58,6 +59,22 @@ struct ZqSimulation::RigidBody
    zqMotion::BaseFactor<ZqReal> factor; ///< of its inertia
 };
 
+/// An attached manipulator, and the link that it hangs on.
+struct ZqSimulation::Carried
+{
+   ZqU32 manipulator;
+   Place carrier;
+   ZqGeneralForce force =
+      {}; ///< of interactions, on it and on what it carries (N, N m), in the system
+};
+
+/// What a step found two shapes to do.
+struct ZqSimulation::ContactOfStep
+{
+   ZqShapeProximityKey shapes;
+   bool sticks;
+};
+
 /// What belongs to one manipulator.
 struct ZqSimulation::Member
 {
@@ -72,10 +89,10 @@ struct ZqSimulation::Member
    std::optional<RigidBody> rigidBody;
    ZqAccelerationState gravity;
    ZqAccelerationState accelerations;
-   ZqManipulatorTorque torque;
    ZqManipulatorTorque torqueAtLimits;
-   ZqManipulatorExternalForce externalForce;
-   bool isPushed = false; ///< by these
+   ZqManipulatorExternalForce externalForce; ///< that is given
+   bool isPushed = false;                    ///< by it
+   ZqManipulatorExternalForce force;         ///< with that of interactions
    ZqReArray constraintForces;
    ZqConstraintKinematics constraintKinematics;
    ZqActuatorState drivesKept; ///< at the start of a step, or before an evaluation of the present
@@ -102,8 +119,10 @@ struct ZqSimulation::Member
    std::vector<ZqReal> previousEndRates;
    ZqActuatorState drivesBefore;  ///< the first evaluation, which takes the friction modes on
    ZqActuatorState drivesAtStart; ///< after it
+   ZqManipulatorExternalForce forceAtStart;
    ZqPositionState scratchPosition;
    Momentum momentumAtStart;
+   bool isUnbound = false; ///< its base is free, and there are neither constraints nor attachments
    bool isLeftAlone = false; ///< nothing but gravity and external forces acts from outside
    /// @}
 };

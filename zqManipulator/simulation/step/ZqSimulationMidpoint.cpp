@@ -58,17 +58,21 @@ bool ZqSimulation::stepByImplicitMidpoint(ZqReal dt)
          moveTo(&Member::end);
          return true;
       }
+      if (!std::isfinite(change))
+         return false;
       before = change;
    }
    return false;
 }
 
 /// The velocities of the end, by the accelerations at the middle between it and the start. Answers by
-/// how much they have changed, relative to their size.
+/// how much they have changed, relative to their size; that is not finite when they are not.
 ZqReal ZqSimulation::improveEnd(ZqReal dt)
 {
    moveToMiddle(dt);
-   computeAccelerations();
+   if (!isStateFarFromOverflow())
+      return std::numeric_limits<ZqReal>::infinity();
+   computeTrialAccelerations(m_state.time() + 0.5 * dt);
    for (ZqU32 i = 0; i < m_members.size(); ++i)
    {
       Member& member = m_members[i];

@@ -32,18 +32,22 @@ bool ZqSimulation::stepByRungeKutta(ZqReal dt)
       std::fill(member.rateSum.begin(), member.rateSum.end(), 0.0);
       std::fill(member.slopeSum.begin(), member.slopeSum.end(), 0.0);
    }
+   ZqReal reached = 0.0;
    for (std::size_t stage = 0; stage < stages.size(); ++stage)
    {
       // The accelerations of the first are there.
       if (stage > 0)
       {
          moveTo(&Member::trial);
-         computeAccelerations();
+         if (!isStateFarFromOverflow())
+            return false;
+         computeTrialAccelerations(m_state.time() + reached * dt);
          for (ZqU32 i = 0; i < m_members.size(); ++i)
             readSlopes(i);
       }
+      reached = stages[stage].reach;
       for (Member& member : m_members)
-         addStage(member, stages[stage].share * dt, stages[stage].reach * dt);
+         addStage(member, stages[stage].share * dt, reached * dt);
    }
    for (Member& member : m_members)
    {

@@ -1,0 +1,182 @@
+#include "zqManipulator/state/ZqInteractionState.h"
+
+#include "zqManipulator/foundation/xml/ZqXmlWhiteSpace.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
+template class ZqXmlClass<ZqContactState>;
+template class ZqXmlVectorType<ZqContactState>;
+template class ZqXmlClass<ZqInteractionState>;
+
+namespace
+{
+constexpr std::size_t numbersOfPoint = 8;
+
+/// Puts numbers at the end of a list.
+class NumberSink
+{
+public:
+   explicit NumberSink(ZqXmlVectorBasicType<ZqReal>& numbers) : m_numbers(numbers) {}
+   void put(ZqReal number) { m_numbers.pushBack(number); }
+   void put(const ZqVector& v)
+   {
+      for (const ZqReal number : {v.x(), v.y(), v.z()})
+         put(number);
+   }
+   void put(const ZqCoordinateSystemTransformation& X)
+   {
+      put(X.translation());
+      const ZqOrientation& q = X.orientation();
+      for (const ZqReal number : {q.w(), q.x(), q.y(), q.z()})
+         put(number);
+   }
+   void put(const ZqGeneralMotion& motion)
+   {
+      put(motion.linear());
+      put(motion.angular());
+   }
+
+private:
+   ZqXmlVectorBasicType<ZqReal>& m_numbers;
+};
+
+/// Takes numbers from the front of a list that has enough of them.
+class NumberSource
+{
+public:
+   explicit NumberSource(const ZqXmlVectorBasicType<ZqReal>& numbers)
+      : m_next(numbers.values().data())
+   {
+   }
+   void take(ZqReal& number) { number = *m_next++; }
+   void take(ZqVector& v)
+   {
+      v = ZqVector(m_next[0], m_next[1], m_next[2]);
+      m_next += 3;
+   }
+   void take(ZqCoordinateSystemTransformation& X)
+   {
+      ZqVector p;
+      take(p);
+      X = {p, ZqOrientation(m_next[0], m_next[1], m_next[2], m_next[3])};
+      m_next += 4;
+   }
+   void take(ZqGeneralMotion& motion)
+   {
+      ZqVector linear;
+      ZqVector angular;
+      take(linear);
+      take(angular);
+      motion = {linear, angular};
+   }
+
+private:
+   const ZqReal* m_next;
+};
+
+template <class T>
+void putAll(const std::array<T, 2>& values, ZqXmlVectorBasicType<ZqReal>& numbers)
+{
+   NumberSink sink(numbers);
+   for (const T& value : values)
+      sink.put(value);
+}
+
+template <class T>
+void takeAll(const ZqXmlVectorBasicType<ZqReal>& numbers, std::array<T, 2>& values)
+{
+   NumberSource source(numbers);
+   for (T& value : values)
+      source.take(value);
+}
+
+/// False when the text is not so many numbers.
+bool parseNames(std::string_view text, std::size_t count, ZqContactMemory& memory)
+{
+   for (std::size_t i = 0; i < count; ++i)
+   {
+      const std::string_view word = ZqXmlWhiteSpace::takeWord(text);
+      const auto [end, error] =
+         std::from_chars(word.data(), word.data() + word.size(), memory.grips[i].name);
+      if (error != std::errc() || end != word.data() + word.size())
+         return false;
+   }
+   return ZqXmlWhiteSpace::isAllSpace(text);
+}
+
+bool areFinite(const ZqXmlVectorBasicType<ZqReal>& numbers)
+{
+   return std::all_of(numbers.begin(), numbers.end(), [](ZqReal x) { return std::isfinite(x); });
+}
+} // namespace
+
+ZqContactState::ZqContactState(const ZqContactMemoryOfPair& pair)
+   : m_manipulatorOneIndex(pair.key1.manipulatorIndex()), m_linkOneIndex(pair.key1.linkIndex()),
+     m_shapeOneIndex(pair.key1.shapeIndex()), m_manipulatorTwoIndex(pair.key2.manipulatorIndex()),
+     m_linkTwoIndex(pair.key2.linkIndex()), m_shapeTwoIndex(pair.key2.shapeIndex()),
+     m_frictionMode(static_cast<ZqU32>(pair.memory.frictionMode)),
+     m_isSlipping(pair.memory.isSlipping)
+{
+   const ZqContactMemory& memory = pair.memory;
+   if (std::isfinite(memory.time))
+      m_times.pushBack(memory.time);
+   putAll(memory.stickPoint, m_stickPoints);
+   putAll(memory.stickFrame, m_stickFrames);
+   putAll(memory.velocity, m_velocities);
+   putAll(memory.lastVelocity, m_lastVelocities);
+   NumberSink sink(m_pointNumbers);
+   for (int i = 0; i < memory.gripCount; ++i)
+   {
+      const ZqPointGrip& grip = memory.grips[i];
+      m_pointNames += (i > 0 ? " " : "") + std::to_string(grip.name);
+      m_pointStates.pushBack(static_cast<ZqU32>(grip.state));
+      sink.put(grip.anchor1);
+      sink.put(grip.anchor2);
+      sink.put(grip.twist);
+      sink.put(grip.weight);
+   }
+}
+
+bool ZqContactState::get(ZqContactMemoryOfPair& pair) const
+{
+   const std::size_t points = m_pointStates.size();
+   const auto isState = [](ZqU32 state) { return state <= ZqU32(ZqPointGrip::State::Yields); };
+   ZqContactMemory memory;
+   if (m_times.size() > 1 || m_frictionMode > ZqU32(ZqFrictionMode::NewContact) ||
+       m_stickPoints.size() != 6 || m_stickFrames.size() != 14 || m_velocities.size() != 12 ||
+       m_lastVelocities.size() != 12 || points > ZqContactMemory::capacity ||
+       m_pointNumbers.size() != numbersOfPoint * points ||
+       !std::all_of(m_pointStates.begin(), m_pointStates.end(), isState) ||
+       !parseNames(m_pointNames, points, memory))
+      return false;
+   for (const Reals* reals : {&m_times, &m_stickPoints, &m_stickFrames, &m_velocities,
+                              &m_lastVelocities, &m_pointNumbers})
+      if (!areFinite(*reals))
+         return false;
+
+   if (m_times.size() > 0)
+      memory.time = m_times[0];
+   memory.frictionMode = static_cast<ZqFrictionMode>(m_frictionMode);
+   memory.isSlipping = m_isSlipping;
+   takeAll(m_stickPoints, memory.stickPoint);
+   takeAll(m_stickFrames, memory.stickFrame);
+   takeAll(m_velocities, memory.velocity);
+   takeAll(m_lastVelocities, memory.lastVelocity);
+   memory.gripCount = static_cast<int>(points);
+   NumberSource source(m_pointNumbers);
+   for (std::size_t i = 0; i < points; ++i)
+   {
+      ZqPointGrip& grip = memory.grips[i];
+      grip.state = static_cast<ZqPointGrip::State>(m_pointStates[i]);
+      source.take(grip.anchor1);
+      source.take(grip.anchor2);
+      source.take(grip.twist);
+      source.take(grip.weight);
+   }
+   pair = {{m_manipulatorOneIndex, m_linkOneIndex, m_shapeOneIndex},
+           {m_manipulatorTwoIndex, m_linkTwoIndex, m_shapeTwoIndex},
+           memory};
+   return true;
+}
