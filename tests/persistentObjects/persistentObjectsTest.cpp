@@ -24,7 +24,9 @@ constexpr bool keepsEntriesOf =
    std::same_as<T, ZqManipulatorSelfCollisionLinkMap> ||
    std::same_as<T, ZqSystemCollisionExclusionMap> || std::same_as<T, ZqCollisionExclusionData> ||
    std::same_as<T, ZqManipulatorSystem> || std::same_as<T, ZqManipulatorSystemConfiguration> ||
-   std::same_as<T, ZqDataMap> || std::derived_from<T, ZqShape> ||
+   std::same_as<T, ZqDataMap> || std::same_as<T, ZqFrictionCoefficientLookupTool> ||
+   std::derived_from<T, ZqBaseDissipativeForceProcessor> ||
+   std::derived_from<T, ZqBaseCollisionForceProcessor> || std::derived_from<T, ZqShape> ||
    std::derived_from<T, ZqManipulatorLink>;
 
 /// What a document may hold that is nearest to the default: a body whose default is invalid reads back
@@ -265,13 +267,16 @@ INSTANTIATE_TEST_SUITE_P(
       ZqDcElectricMotor, ZqHydraulicCylinder, ZqPowerConverterContainer,
       ZqManipulatorSelfCollisionLinkMap, ZqSystemCollisionExclusionMap, ZqCollisionExclusionData,
       ZqManipulatorAttachmentNode, ZqManipulatorAttachmentChange, ZqManipulatorAttachmentMap,
-      ZqLinkAttachment, ZqOldManipulatorAttachmentMap, ZqSpringProperties, ZqDamperProperties,
-      ZqLinearStateEqualityConstraint, ZqPointStateEqualityConstraint, ZqXyStateEqualityConstraint,
-      ZqStateEqualityConstraintVector, ZqPropagationDescriptor, ZqPropagationResultData,
-      ZqLinkPointEvent, ZqManipulatorPointEvent, ZqSystemPointEvent, ZqSpringAndDamperBetweenLinks,
-      ZqLatchedDoorLinks, ZqLinkCollisionForce, ZqLinkInteractionsVector,
-      ZqComPolygonalStoppingCriterion, ZqStoppingCriterionVector, ZqDenavitHartenberg,
-      ZqLinkKinematicsContainer, ZqSystemEnvironment, ZqManipulatorSystem,
+      ZqLinkAttachment, ZqOldManipulatorAttachmentMap, ZqFrictionCoefficientLookupTool,
+      ZqDissipativeForceProcessor, ZqDryFrictionForceProcessor,
+      ZqDissipativeForceProcessorContainer, ZqContactRegion, ZqMassSpringCollisionForceProcessor,
+      ZqMassSpringDamperCollisionForceProcessor, ZqCollisionForceContainer, ZqSpringProperties,
+      ZqDamperProperties, ZqLinearStateEqualityConstraint, ZqPointStateEqualityConstraint,
+      ZqXyStateEqualityConstraint, ZqStateEqualityConstraintVector, ZqPropagationDescriptor,
+      ZqPropagationResultData, ZqLinkPointEvent, ZqManipulatorPointEvent, ZqSystemPointEvent,
+      ZqSpringAndDamperBetweenLinks, ZqLatchedDoorLinks, ZqLinkCollisionForce,
+      ZqLinkInteractionsVector, ZqComPolygonalStoppingCriterion, ZqStoppingCriterionVector,
+      ZqDenavitHartenberg, ZqLinkKinematicsContainer, ZqSystemEnvironment, ZqManipulatorSystem,
       ZqManipulatorSystemConfiguration, ZqManipulatorSystemContainer, ZqStatedSystem,
       ZqLinkReferenceDescription, ZqManipulatorReferenceDescription, ZqManipulatorLinkIdentifier,
       ZqBaseLinkInterface, ZqManipulatorLink, ZqIndividualManipulator>()),

@@ -173,6 +173,20 @@ private:
       map.excludeLinkCollisionCandidates(4, " <arm>", 6);
       map.excludeLinkCollisionCandidate(7, "hand", 4294967295, "leg");
    }
+   void fill(ZqFrictionCoefficientLookupTool::PairMap& map)
+   {
+      const ZqFrictionCoefficientLookupTool tool;
+      tool.setFrictionValue("wood", filled<ZqString>(), filled<ZqReal>(), map);
+      tool.setFrictionValue("ice", filled<ZqString>(), filled<ZqReal>(), map);
+   }
+   void fill(ZqDissipativeForceProcessorContainer& container)
+   {
+      container.setTopElement(filled<ZqDissipativeForceProcessor>());
+   }
+   void fill(ZqCollisionForceContainer& container)
+   {
+      container.setTopElement(filled<ZqMassSpringCollisionForceProcessor>());
+   }
    void fill(ZqManipulatorAttachmentNode& node)
    {
       node.setName("tool");

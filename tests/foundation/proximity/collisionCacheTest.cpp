@@ -11,6 +11,8 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+
 namespace
 {
 ZqCoordinateSystemTransformation raised(ZqReal z)
@@ -242,8 +244,9 @@ TEST(CollisionCache, WhatOtherShapesLeftChangesNoAnswer)
    }
 }
 
-// A hundredth of the size is within the margin, a tenth is not, of whatever size up to a decimetre.
-TEST(CollisionCache, SmallShapesHaveSmallMargins)
+// Of a compound, a hundredth of the size is within the margin, a tenth is not, of whatever size up to a
+// decimetre. A convex shape keeps its patch.
+TEST(CollisionCache, SmallCompoundsHaveSmallMargins)
 {
    const struct
    {
@@ -255,18 +258,98 @@ TEST(CollisionCache, SmallShapesHaveSmallMargins)
    {
       const ZqBox floor(raised(-0.5), ZqVector(1.0, 1.0, 0.5));
       const ZqBox tilted(raised(0.0), ZqVector(0.5, 0.5, 0.5) * size);
+      ZqShapeUnion compound;
+      compound.addShapeToUnion(tilted);
+      compound.addShapeToUnion(ZqSphere(ZqVector(), 0.1 * size));
       const ZqCoordinateSystemTransformation X(
          ZqVector(0.0, 0.0, 0.5 * size * (std::cos(slope) + std::sin(slope) - 1e-5)),
          ZqOrientation(std::cos(0.5 * slope), std::sin(0.5 * slope), 0.0, 0.0));
-      ZqSystemShapeCollisionCache cache;
-      std::vector<ZqShapeProximityKey> touching;
-      ZqReal separation = 1e300;
-      EXPECT_TRUE(ZqShapeCollisionTool().computeCollisionData(
-         {0, 0}, {1, 0}, floor, tilted, false, false, X, cache, touching, separation));
-      ASSERT_EQ(touching.size(), 1U);
-      EXPECT_EQ(
-         cache.getCollisionData(touching[0].first(), touching[0].second())->numPenetrationPoints(),
-         count)
-         << size << ' ' << slope;
+      for (const ZqShape* shape :
+           {static_cast<const ZqShape*>(&compound), static_cast<const ZqShape*>(&tilted)})
+      {
+         ZqSystemShapeCollisionCache cache;
+         std::vector<ZqShapeProximityKey> touching;
+         ZqReal separation = 1e300;
+         EXPECT_TRUE(ZqShapeCollisionTool().computeCollisionData(
+            {0, 0}, {1, 0}, floor, *shape, false, false, X, cache, touching, separation));
+         ASSERT_EQ(touching.size(), 1U);
+         EXPECT_EQ(cache.getCollisionData(touching[0].first(), touching[0].second())
+                      ->numPenetrationPoints(),
+                   shape == &tilted ? 4U : count)
+            << size << ' ' << slope;
+      }
+   }
+}
+
+// In whatever order pairs are looked at, with either link first.
+TEST(CollisionCache, WalksGiveThePairsThatTouchInOrder)
+{
+   zqTest::RandomValues random(4);
+   StackedBoxes boxes;
+   for (int round = 0; round < 300; ++round)
+   {
+      std::map<std::pair<ZqU32, ZqU32>, bool> touches;
+      const ZqU32 first = random.index(0, 8);
+      for (int k = 0; k < 40; ++k)
+      {
+         // Now along the pairs, now anyhow.
+         const ZqU32 a = round % 2 ? first : random.index(0, 8);
+         const ZqU32 b = 9 + (round % 2 ? static_cast<ZqU32>(k) % 30 : random.index(0, 29));
+         const bool isTurned = random.index(0, 1) == 0;
+         boxes.link1 = isTurned ? ZqLinkKey(b, 1) : ZqLinkKey(a, 2);
+         boxes.link2 = isTurned ? ZqLinkKey(a, 2) : ZqLinkKey(b, 1);
+         const bool doesTouch = random.index(0, 2) > 0;
+         EXPECT_EQ(boxes.look(doesTouch ? -1e-3 : 1e-2), doesTouch);
+         touches[{a, b}] = doesTouch;
+         EXPECT_EQ(boxes.record() != nullptr && boxes.record()->linkOneID() == (isTurned ? 1U : 2U),
+                   boxes.record() != nullptr);
+      }
+      boxes.cache.resetNextCollisionData();
+      for (const auto& [pair, doesTouch] : touches)
+         if (doesTouch)
+         {
+            const ZqShapeCollisionData* data = boxes.cache.nextCollisionData();
+            ASSERT_NE(data, nullptr);
+            EXPECT_EQ(std::minmax(data->manipulatorOneID(), data->manipulatorTwoID()),
+                      std::minmax(pair.first, pair.second));
+         }
+      EXPECT_EQ(boxes.cache.nextCollisionData(), nullptr);
+      boxes.cache.invalidateAll();
+   }
+}
+
+// Nor do those that exchange sides, and copies that are made during a trial know nothing of it.
+TEST(CollisionCache, TrialsLeaveNoTraceInMemories)
+{
+   StackedBoxes boxes;
+   ASSERT_TRUE(boxes.look(-1e-3));
+   ZqContactMemory& memory = boxes.record()->memory();
+   memory.frictionMode = ZqFrictionMode::Kinetic;
+   memory.stickPoint[0] = ZqVector(1.0, 2.0, 3.0);
+   memory.grips[0].name = 7;
+   memory.gripCount = 1;
+   const ZqContactMemory before = memory;
+   for (const bool isTurned : {false, true})
+   {
+      boxes.cache.invalidateAll();
+      boxes.cache.beginTrial();
+      ZqShapeCollisionData& data =
+         boxes.cache.lookAt(ZqShapeKey(isTurned ? boxes.link2 : boxes.link1, 0),
+                            ZqShapeKey(isTurned ? boxes.link1 : boxes.link2, 0));
+      boxes.cache.touch(data);
+      data.memory().stickPoint[0] = ZqVector(9.0, 9.0, 9.0);
+      data.memory().gripCount = 0;
+      ZqSystemShapeCollisionCache copy(boxes.cache);
+      boxes.cache.endTrial();
+      for (ZqSystemShapeCollisionCache* cache : {&boxes.cache, &copy})
+      {
+         ZqContactMemory after =
+            cache->getCollisionData(ZqShapeKey(boxes.link1, 0), ZqShapeKey(boxes.link2, 0))
+               ->memory();
+         if (isTurned)
+            after.exchangeSides();
+         EXPECT_EQ(after, before);
+         EXPECT_FALSE(cache->isTrial());
+      }
    }
 }

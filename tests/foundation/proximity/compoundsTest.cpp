@@ -272,6 +272,37 @@ TEST(Compounds, ABoxRestsOnTheSameFourPlaces)
             }
 }
 
+/// A mesh around a convex solid is that solid: on its edge as well it keeps the patch, in order around it.
+TEST(Compounds, AMeshOfABoxRocksAsTheBoxDoes)
+{
+   const ZqBox box(at(0.0, 0.0, 0.0), ZqVector(0.2, 0.3, 0.25));
+   const ZqTriangleMesh mesh = boxMesh(box.extents());
+   const ZqBox floor(at(0.0, 0.0, -0.5), ZqVector(1.0, 1.0, 0.5));
+   for (const ZqReal tilt : {0.0, 1e-5, 1e-3, 0.02, 0.3})
+   {
+      const ZqOrientation turn(std::cos(0.5 * tilt), std::sin(0.5 * tilt), 0.0, 0.0);
+      const ZqCoordinateSystemTransformation X(
+         ZqVector(0.0, 0.0, 0.25 * std::cos(tilt) + 0.3 * std::sin(tilt) - 1e-4), turn);
+      ZqContactManifold ofBox, ofMesh;
+      ASSERT_TRUE(contact(floor, box, pose(X), 1e-3, nullptr, ofBox));
+      ASSERT_TRUE(contact(floor, mesh, pose(X), 1e-3, nullptr, ofMesh));
+      ASSERT_EQ(ofBox.count, 4);
+      ASSERT_EQ(ofMesh.count, 4);
+      for (int i = 0; i < 4; ++i)
+      {
+         const ZqVector& p = ofMesh.points[i].point2;
+         ZqReal nearest = 1e300;
+         for (int j = 0; j < 4; ++j)
+            nearest = std::min(nearest, (ofBox.points[j].point2 - p).mag());
+         EXPECT_LE(nearest, 1e-12) << tilt;
+         const ZqVector side = ofMesh.points[(i + 1) % 4].point2 - p;
+         const ZqVector next =
+            ofMesh.points[(i + 2) % 4].point2 - ofMesh.points[(i + 1) % 4].point2;
+         EXPECT_GT(side.cross(next).z(), 0.1) << tilt;
+      }
+   }
+}
+
 /// Wedged between two faces it is parted from both, and touches each with that face's normal.
 TEST(Compounds, ABodyInACornerTouchesBothWalls)
 {

@@ -9,7 +9,7 @@ template class ZqXmlClass<ZqDryFrictionForceProcessor, ZqBaseDissipativeForcePro
 ZqReal ZqDryFrictionForceProcessor::weightingFunction(ZqReal speed) const
 {
    const ZqReal e = m_kineticFrictionWeightingExponent;
-   return speed > 1e-5 ? (1.0 - std::exp(-speed * e)) / speed : e;
+   return speed > 1e-5 ? -std::expm1(-speed * e) / speed : e;
 }
 
 bool ZqDryFrictionForceProcessor::process(const ZqDissipativeForceInput& input,

@@ -51,7 +51,7 @@ bool ZqManipulatorCollisionTool::computeLinkCollisionData(ZqU32 manipulator1, Zq
 
    m_touching.clear();
    ZqSystemShapeCollisionCache& cache = activeState.systemShapeCollisionCache();
-   const ZqCoordinateSystemTransformation X = zqRelativeFrame(a.frame, b.frame);
+   const ZqCoordinateSystemTransformation X = zqRelativeFrame(*a.frame, *b.frame);
    const auto [shape1, shape2] = zqNearVolumes(*a.shape, *b.shape, X, m_boundingVolumeLevel, 0.0);
    if (shape1 == nullptr)
    {
@@ -98,43 +98,37 @@ void ZqManipulatorCollisionTool::computeAndStoreCollisionInformation(
    const ZqManipulatorLink& link2, ZqManipulatorActiveState& activeState1,
    ZqManipulatorActiveState& activeState2, ZqShapeCollisionData& data) const
 {
-   const ZqCoordinateSystemTransformation frame1 =
-      link1.primaryFrameInSystem(activeState1.activePositionState());
-   const ZqCoordinateSystemTransformation frame2 =
-      link2.primaryFrameInSystem(activeState2.activePositionState());
+   const ZqOrientation& axes1 =
+      link1.primaryFrameInSystem(activeState1.activePositionState()).orientation();
+   const ZqOrientation& axes2 =
+      link2.primaryFrameInSystem(activeState2.activePositionState()).orientation();
    // The record may have its sides the other way round.
    const bool isSwapped = !(data.key1() == key1);
-   const ZqOrientation& axes = isSwapped ? frame2.orientation() : frame1.orientation();
-   data.setCollisionNormal(axes * data.normalInPrimary1());
+   const ZqOrientation& axes = isSwapped ? axes2 : axes1;
+   const ZqVector normal = axes * data.normalInPrimary1();
+   data.setCollisionNormal(normal);
 
-   ZqVector middle(0.0, 1.0, 0.0);
    if (data.numPenetrationPoints() > 0)
    {
-      const ZqVector point1 = frame1 * data.penetrationPointPrimary(isSwapped ? 1 : 0, 0);
-      const ZqVector point2 = frame2 * data.penetrationPointPrimary(isSwapped ? 0 : 1, 0);
-      middle = 0.5 * (point1 + point2);
       // The direction of one deepest point from the other, which shapes that only touch do not
       // have.
-      const ZqVector normal = axes * data.contactPoint(0).normal;
-      data.setLineOfAction(isSwapped ? -normal : normal);
+      const ZqVector& deepest = data.contactPoint(0).normal;
+      const ZqVector line = deepest == data.normalInPrimary1() ? normal : axes * deepest;
+      data.setLineOfAction(isSwapped ? -line : line);
    }
    else
    {
       Zq::Print::instance().write(Zq::Rejected, "%s: No penetration point\n",
                                   BOOST_CURRENT_FUNCTION);
       data.setLineOfAction(ZqVector().unitVector());
+      const ZqVector middle(0.0, 1.0, 0.0);
+      data.setCollisionPointPrimaryObject(
+         key1, link1.primaryFrameInSystem(activeState1.activePositionState()).inverse() * middle);
+      data.setCollisionPointPrimaryObject(
+         key2, link2.primaryFrameInSystem(activeState2.activePositionState()).inverse() * middle);
    }
-   const struct
-   {
-      const ZqShapeKey& key;
-      const ZqManipulatorLink& link;
-      const ZqCoordinateSystemTransformation& frame;
-      ZqManipulatorActiveState& state;
-   } sides[]{{key1, link1, frame1, activeState1}, {key2, link2, frame2, activeState2}};
-   for (const auto& side : sides)
-      data.setCollisionPointPrimaryObject(side.key, side.frame.inverse() * middle);
    data.setLastVelocityPrimaryObject(key1, data.velocityPrimaryObject(key1));
    data.setLastVelocityPrimaryObject(key2, data.velocityPrimaryObject(key2));
-   for (const auto& side : sides)
-      data.setVelocityPrimaryObject(side.key, side.link.primaryFrameVelocityInSystem(side.state));
+   data.setVelocityPrimaryObject(key1, link1.primaryFrameVelocityInSystem(activeState1));
+   data.setVelocityPrimaryObject(key2, link2.primaryFrameVelocityInSystem(activeState2));
 }

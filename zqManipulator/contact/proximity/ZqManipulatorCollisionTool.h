@@ -33,10 +33,9 @@ protected:
    computeShape2In1Transform(const ZqManipulatorLink& link1, const ZqManipulatorLink& link2,
                              ZqManipulatorActivePositionState& state1,
                              ZqManipulatorActivePositionState& state2) const;
-   /// Adds to a record what the system knows: the normal and the line of action, the middle of the
-   /// deepest points in both primary frames, and the velocities of these, now and when they were
-   /// stored last. A record without points is logged, and its middle taken to be the unit vector
-   /// along y.
+   /// Adds to a record what the system knows: the normal and the line of action, and the velocities of
+   /// the primary frames, now and when they were stored last. A record without points is logged, and
+   /// the middle of its deepest points taken to be the unit vector along y.
    void computeAndStoreCollisionInformation(const ZqShapeKey& key1, const ZqShapeKey& key2,
                                             const ZqManipulatorLink& link1,
                                             const ZqManipulatorLink& link2,

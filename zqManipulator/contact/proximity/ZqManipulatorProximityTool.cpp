@@ -23,7 +23,7 @@ ZqReal gapBetween(const ZqAxisAlignedBoundingBox& a, const ZqAxisAlignedBounding
 
 ZqAxisAlignedBoundingBox boxOf(const ZqPlacedShape& placed, ZqU32 level)
 {
-   return zqVolumeUpTo(*placed.shape, level).axisAlignedBoundingBox(placed.frame);
+   return zqVolumeUpTo(*placed.shape, level).axisAlignedBoundingBox(*placed.frame);
 }
 } // namespace
 
@@ -34,13 +34,13 @@ bool ZqManipulatorProximityTool::shapeDistance(const ZqPlacedShape& a, const ZqP
       return false;
    const ZqShape& shape1 = zqVolumeUpTo(*a.shape, m_boundingVolumeLevel);
    const ZqShape& shape2 = zqVolumeUpTo(*b.shape, m_boundingVolumeLevel);
-   const ZqCoordinateSystemTransformation X = zqRelativeFrame(a.frame, b.frame);
+   const ZqCoordinateSystemTransformation X = zqRelativeFrame(*a.frame, *b.frame);
    if (points == nullptr)
       return m_shapeProximityTool.distance(shape1, shape2, X, distance);
    if (!m_shapeProximityTool.distance(shape1, shape2, X, points[0], points[1], distance))
       return false;
-   points[0] = a.frame * points[0];
-   points[1] = b.frame * points[1];
+   points[0] = *a.frame * points[0];
+   points[1] = *b.frame * points[1];
    return true;
 }
 
@@ -59,7 +59,7 @@ bool ZqManipulatorProximityTool::checkLinkCollision(ZqU32 manipulator1, ZqU32 li
    if (!scene.canCollide(manipulator1, link1, manipulator2, link2, false) || a.shape == nullptr ||
        b.shape == nullptr)
       return false;
-   const ZqCoordinateSystemTransformation X = zqRelativeFrame(a.frame, b.frame);
+   const ZqCoordinateSystemTransformation X = zqRelativeFrame(*a.frame, *b.frame);
    const auto [first, second] = zqNearVolumes(*a.shape, *b.shape, X, m_boundingVolumeLevel, margin);
    ZqReal distance = 0.0;
    return first != nullptr && m_shapeProximityTool.distance(*first, *second, X, distance) &&

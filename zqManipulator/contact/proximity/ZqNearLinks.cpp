@@ -21,7 +21,7 @@ ZqPlacedShape zqPlacedShapeOf(const ZqManipulatorSystem& system, const ZqLinkKey
    if (result.shape == nullptr)
       return result;
    manipulator.placeBase(state);
-   result.frame = result.link->primaryFrameInSystem(state);
+   result.frame = &result.link->primaryFrameInSystem(state);
    return result;
 }
 

@@ -15,8 +15,9 @@ class ZqSystemActiveState;
 struct ZqPlacedShape
 {
    const ZqManipulatorLink* link = nullptr;
-   const ZqShape* shape = nullptr;         ///< null for a link without one
-   ZqCoordinateSystemTransformation frame; ///< primary frame in the system
+   const ZqShape* shape = nullptr; ///< null for a link without one
+   /// The primary frame in the system, in the state; null without a shape.
+   const ZqCoordinateSystemTransformation* frame = nullptr;
 };
 
 /// Of a manipulator that is there.

@@ -88,7 +88,7 @@ void ZqProximityQuery::placeBoxes(const ZqStatedSystem& scene, ZqSystemActiveSta
       const ZqPlacedShape placed =
          zqPlacedShapeOf(scene.system(), body.key, activeStates[m].activePositionState());
       body.shape = placed.shape;
-      body.frame = placed.frame;
+      body.frame = *placed.frame;
       m_boxes[i] = body.shape->axisAlignedBoundingBox(body.frame);
       m_boxes[i].enlarge(0.5 * std::max(margin, 0.0) +
                          ZqSystemActiveBoundingBoxState::slackOf(m_boxes[i]));

@@ -318,7 +318,7 @@ void Touching::collect(std::vector<PlacedPoint>& points) const
           !mayTouch(part1, part2, vec3(apart.normal), apart.distance - apart.error))
          return close;
       ZqContactManifold found;
-      if (!contact(a, b, m_X, reach, nullptr, found))
+      if (!contact(a, b, m_X, reach, nullptr, found, reach))
          return close;
       const Vec3 n = vec3(found.normal);
       const Vec3 nInB = turnBack(m_X.R, n);
@@ -495,6 +495,39 @@ void thin(std::vector<PlacedPoint>& points, std::size_t most)
    points.resize(most);
 }
 
+/// Patch by patch, each by its lowest name: the points with one normal go round it, counter-clockwise, from the one
+/// with that name.
+void goAround(std::vector<PlacedPoint>& points)
+{
+   const auto isNamedBefore = [](const PlacedPoint& p, const PlacedPoint& q)
+   { return p.point.name < q.point.name; };
+   for (auto begin = points.begin(); begin != points.end();)
+   {
+      std::sort(begin, points.end(), isNamedBefore);
+      const Vec3 n = begin->normal;
+      const auto end = std::partition(
+         begin, points.end(), [&](const PlacedPoint& p) { return dot(p.normal, n) > 1.0 - 1e-5; });
+      const Mat3 frame = frameAbout(n);
+      Vec3 middle{0.0, 0.0, 0.0};
+      for (auto p = begin; p != end; ++p)
+         middle += vec3(p->point.point1) * (1.0 / static_cast<ZqReal>(end - begin));
+      // From 0 to 4 once around.
+      const auto turn = [&](const PlacedPoint& p)
+      {
+         const Vec3 d = vec3(p.point.point1) - middle;
+         const ZqReal x = dot(frame.c0, d);
+         const ZqReal y = dot(frame.c1, d);
+         const ZqReal sum = std::abs(x) + std::abs(y);
+         const ZqReal s = sum > 0.0 ? y / sum : 0.0;
+         return x < 0.0 ? 2.0 - s : y < 0.0 ? 4.0 + s : s;
+      };
+      std::sort(begin, end,
+                [&](const PlacedPoint& p, const PlacedPoint& q) { return turn(p) < turn(q); });
+      std::rotate(begin, std::min_element(begin, end, isNamedBefore), end);
+      begin = end;
+   }
+}
+
 ZqReal sizeOf(const PartSide& side) noexcept
 {
    if (side.convex())
@@ -535,9 +568,7 @@ bool contact(const PartSide& A, const PartSide& B, const Pose& X, ZqReal margin,
              [](const PlacedPoint& p, const PlacedPoint& q)
              { return p.point.name < q.point.name; });
    thin(points, ZqContactManifold::capacity);
-   std::sort(points.begin(), points.end(),
-             [](const PlacedPoint& p, const PlacedPoint& q)
-             { return p.point.name < q.point.name; });
+   goAround(points);
    for (const PlacedPoint& p : points)
    {
       out.points[out.count] = p.point;

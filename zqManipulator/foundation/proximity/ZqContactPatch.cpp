@@ -68,7 +68,7 @@ ContactPatch::ContactPatch(const CorePair& pair, const Vec3& n, const Supporting
    const bool isPlane = !pair.A.isBounded();
    const ZqReal least = isPlane ? large : small;
    m_rounding = (pair.A.isCurved() || pair.B.isCurved() ? 1e-6 : 1e-9) * least + 1e-13 * large;
-   m_tolerance = 1e-6 * least + 1e-12 * large;
+   m_tolerance = toleranceOf(pair);
    m_normal = {0.0, 0.0, 1.0};
    m_origin = {0.0, 0.0, 0.0};
    m_e1 = {1.0, 0.0, 0.0};
@@ -638,7 +638,7 @@ void ContactPatch::addDeepest(const CoreAnswer& answer) noexcept
 
 // Always the corner goes without which the patch loses least; of those that are alike that with the highest name. That
 // hangs on places and names and not on depths, which rounding and the slightest rocking change. Only where none that is
-// left is as deep as the deepest was, that takes the place of the nearest.
+// left is as deep as the deepest was, that takes the place of the nearer of its neighbours.
 void ContactPatch::thin(int most) noexcept
 {
    if (m_pointCount <= most)
@@ -695,16 +695,18 @@ void ContactPatch::thin(int most) noexcept
    m_pointCount = left;
    for (int i = 0; i < left; ++i)
       m_point[i] = m_point[ring[i]];
-   const auto apart2 = [&](const Point& p)
-   { return (p.x - deepest.x) * (p.x - deepest.x) + (p.y - deepest.y) * (p.y - deepest.y); };
-   int nearest = 0;
-   for (int i = 0; i < m_pointCount; ++i)
+   int behind = 0;
+   for (int i = 0; i < left; ++i)
    {
       if (m_point[i].gap <= deepest.gap + m_tolerance)
          return;
-      nearest = apart2(m_point[i]) < apart2(m_point[nearest]) ? i : nearest;
+      behind += ring[i] < lowest ? 1 : 0;
    }
-   m_point[nearest] = deepest;
+   Point& before = m_point[behind == 0 ? left - 1 : behind - 1];
+   Point& after = m_point[behind == left ? 0 : behind];
+   const auto apart2 = [&](const Point& p)
+   { return (p.x - deepest.x) * (p.x - deepest.x) + (p.y - deepest.y) * (p.y - deepest.y); };
+   (apart2(before) < apart2(after) ? before : after) = deepest;
 }
 
 void ContactPatch::write(ZqContactManifold& out) const noexcept

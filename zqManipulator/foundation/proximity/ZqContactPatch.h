@@ -68,6 +68,13 @@ public:
    /// More than any two faces give: corners of both, or twice the sides of one and the points of a rim.
    static constexpr int capacity = 2 * SupportingFace::capacity + SupportingFace::rimPoints + 1;
 
+   /// Within which depths (m) are one.
+   static ZqReal toleranceOf(const CorePair& pair) noexcept
+   {
+      const ZqReal large = std::max(pair.A.size, pair.B.size);
+      return 1e-6 * (pair.A.isBounded() ? std::min(pair.A.size, pair.B.size) : large) +
+             1e-12 * large;
+   }
    /// Along a normal, of faces in the frame of A. Without a reference it is the plane of A.
    ContactPatch(const CorePair& pair, const Vec3& n, const SupportingFace* reference,
                 const SupportingFace& other, bool isReferenceA) noexcept;
@@ -188,7 +195,7 @@ private:
    const bool m_isReferenceA;
    ZqReal
       m_rounding; ///< within which places are one: what the error of a normal on curved cores makes of them
-   ZqReal m_tolerance;                  ///< within which depths are one
+   ZqReal m_tolerance;                  ///< of depths
    Vec3 m_normal, m_origin, m_e1, m_e2; ///< the plane of the reference
    Vec3 m_g1, m_g2; ///< coordinates in the plane of what is projected along the normal
    ZqReal m_gap0, m_gapX, m_gapY;

@@ -98,11 +98,9 @@ void meetAlongEdges(const CorePair& pair, const CoreAnswer& answer, const Suppor
 
 namespace
 {
-/// What the cores turn towards each other along the normal, and their patch.
-void findFeatures(CorePair& pair, const Vec3& n, FacingFeatures& features) noexcept
+/// What the cores turn towards each other along the normal.
+void findFaces(CorePair& pair, const Vec3& n, FacingFeatures& features) noexcept
 {
-   if (features.patch && features.patch->turnTo(n))
-      return;
    features.patch.reset();
    features.a.count = SupportingFace::capacity;
    features.a.isDisc = false;
@@ -110,8 +108,38 @@ void findFeatures(CorePair& pair, const Vec3& n, FacingFeatures& features) noexc
       supportingFace(pair.A, n, pair.atA, features.a);
    supportingFace(pair.B, turnBack(pair.X.R, -n), pair.atB, features.b);
    placeFace(pair.X, features.b);
-   if (features.havePatch())
-      features.cutPatch(pair, n);
+}
+
+/// A face on the plane of A: its corners are the patch. False where that is not all: a rim may be deepest between
+/// its points, and patches that are tiny or have many corners want more thought.
+bool standsOnPlane(const CorePair& pair, const CoreAnswer& answer, const SupportingFace& face,
+                   ZqReal reach, ZqContactManifold& out) noexcept
+{
+   const ZqReal tolerance = ContactPatch::toleranceOf(pair);
+   const int count = face.count;
+   const Vec3* const corner = face.corner;
+   if (face.isDisc || count < 3 || count > ZqContactManifold::capacity ||
+       !(largest(corner[count / 2] - corner[0]) > 20.0 * tolerance))
+      return false;
+   int first = 0;
+   ZqReal least = corner[0].z;
+   for (int i = 1; i < count; ++i)
+   {
+      first = face.vertex[i] < face.vertex[first] ? i : first;
+      least = std::min(least, corner[i].z);
+   }
+   if (!(least <= answer.distance + tolerance))
+      return false;
+   // The corners run clockwise, seen from above.
+   for (int i = 0; i < count; ++i)
+   {
+      const int k = i <= first ? first - i : first - i + count;
+      const Vec3& p = corner[k];
+      if (p.z <= reach)
+         putContact(pair, answer.n, {p.x, p.y, 0.0}, p, p.z,
+                    contactName(0, vertexName(face.vertex[k])), out);
+   }
+   return true;
 }
 
 /// Of points, as which spheres roll over all features.
@@ -121,10 +149,10 @@ bool touchesAsPoint(const ZqConvex& C) noexcept
 }
 } // namespace
 
-void contactPoints(CorePair& pair, CoreAnswer& answer, bool hasPoints, ZqReal margin,
+void contactPoints(CorePair& pair, CoreAnswer& answer, bool hasPoints, ZqReal farthest,
                    FacingFeatures& features, ZqContactManifold& out) noexcept
 {
-   const ZqReal reach = margin + pair.A.radius + pair.B.radius;
+   const ZqReal reach = farthest + pair.A.radius + pair.B.radius;
    out.count = 0;
    const bool isPointA = touchesAsPoint(pair.A);
    const bool isPointB = touchesAsPoint(pair.B);
@@ -132,9 +160,16 @@ void contactPoints(CorePair& pair, CoreAnswer& answer, bool hasPoints, ZqReal ma
       return putContact(pair, answer.n, answer.a, answer.b, answer.distance,
                         contactName(isPointA ? vertexName(0) : 0, isPointB ? vertexName(0) : 0),
                         out);
-   findFeatures(pair, answer.n, features);
    const SupportingFace& fa = features.a;
    const SupportingFace& fb = features.b;
+   if (!features.patch || !features.patch->turnTo(answer.n))
+   {
+      findFaces(pair, answer.n, features);
+      if (!pair.A.isBounded() && standsOnPlane(pair, answer, fb, reach, out))
+         return;
+      if (features.havePatch())
+         features.cutPatch(pair, answer.n);
+   }
    const auto findPoints = [&]
    {
       if (!hasPoints)

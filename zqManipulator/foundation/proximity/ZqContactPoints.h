@@ -7,7 +7,9 @@ namespace zqConvex
 /// The places where two shapes touch, from how far apart their cores are.
 ///
 /// What the two turn towards each other is cut in the plane, along the normal: the corners of the patch that
-/// both cover are corners of either and the places where their edges cross. Each has a separation of its own.
+/// both cover are corners of either and the places where their edges cross. Each has a separation of its own, and
+/// those count as well where the shapes are apart: so a patch keeps its points, and each its share of the patch,
+/// while a body rocks.
 /// Neither side takes part other than the other does, so nothing jumps when another face becomes the better
 /// one to measure from. Two edges give two points where they run side by side, and one where they cross; all
 /// else gives the deepest place alone. That is always among the points: where it is no corner of the patch, as
@@ -28,8 +30,10 @@ namespace zqConvex
 ///
 /// The first core may be a half-space, the second may not.
 ///
+/// Left out is what is further apart than `farthest` (m), but never the deepest.
+///
 /// Without `hasPoints` the answer's points are not known yet: they are computed if it takes them. `features` may
 /// hold a patch from a normal near the answer's; else they are found.
-void contactPoints(CorePair& pair, CoreAnswer& answer, bool hasPoints, ZqReal margin,
+void contactPoints(CorePair& pair, CoreAnswer& answer, bool hasPoints, ZqReal farthest,
                    FacingFeatures& features, ZqContactManifold& out) noexcept;
 } // namespace zqConvex

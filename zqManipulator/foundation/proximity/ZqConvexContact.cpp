@@ -10,7 +10,7 @@ namespace zqConvex
 namespace
 {
 bool contactWithPlane(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin,
-                      ZqPairCache* cache, ZqContactManifold& out) noexcept
+                      ZqPairCache* cache, ZqContactManifold& out, ZqReal farthest) noexcept
 {
    if (!B.isBounded())
    {
@@ -31,7 +31,7 @@ bool contactWithPlane(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqRea
    if (!(out.separation <= margin))
       return false;
    FacingFeatures features;
-   contactPoints(pair, answer, true, margin, features, out);
+   contactPoints(pair, answer, true, farthest, features, out);
    if (cache)
       cache->atB = pair.atB;
    return true;
@@ -63,18 +63,18 @@ void seeFromOther(const Pose& X, ZqContactManifold& out) noexcept
 } // namespace
 
 bool contact(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin, ZqPairCache* cache,
-             ZqContactManifold& out) noexcept
+             ZqContactManifold& out, ZqReal farthest) noexcept
 {
    out.count = 0;
    cache = usable(cache, A, B);
    if (!A.isBounded())
-      return contactWithPlane(A, B, X, margin, cache, out);
+      return contactWithPlane(A, B, X, margin, cache, out, farthest);
    if (!B.isBounded())
    {
       ZqPairCache seen;
       if (cache)
          seen.atB = cache->atA;
-      const bool isNear = contactWithPlane(B, A, inverse(X), margin, &seen, out);
+      const bool isNear = contactWithPlane(B, A, inverse(X), margin, &seen, out, farthest);
       seeFromOther(X, out);
       if (cache)
          cache->atA = seen.atB;
@@ -106,7 +106,7 @@ bool contact(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin,
    if (rest == Rest::Apart || !(out.separation <= margin))
       return false;
    out.normal = vector(coreToShapeTurn(A, answer.n));
-   contactPoints(pair, answer, hasPoints, margin, features, out);
+   contactPoints(pair, answer, hasPoints, farthest, features, out);
    return true;
 }
 } // namespace zqConvex

@@ -12,9 +12,10 @@ void distance(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqPairCache* 
 /// Whether they come within a margin (m) of each other; it stops at the first proof.
 bool isWithin(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin,
               ZqPairCache* cache) noexcept;
-/// Signed distance and contact points: those where the sets are no further apart than the margin (m). False,
-/// and no points, when they are further apart; the separation is then one that they have at least. Two half-spaces
+/// Signed distance and contact points of sets that are no further apart than the margin (m): the whole patch that
+/// the features cover which they turn to each other, or what of it is no further apart than `farthest`. False, and
+/// no points, when the sets are further apart; the separation is then one that they have at least. Two half-spaces
 /// have no contact points.
 bool contact(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin, ZqPairCache* cache,
-             ZqContactManifold& out) noexcept;
+             ZqContactManifold& out, ZqReal farthest = 1e300) noexcept;
 } // namespace zqConvex

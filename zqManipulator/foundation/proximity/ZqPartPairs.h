@@ -15,9 +15,13 @@ public:
    explicit PartSide(const ZqShape& shape)
       : m_convex(shape.convex()), m_parts(m_convex ? nullptr : shape.parts())
    {
+      takeSoleMember();
    }
    explicit PartSide(const ZqConvex& convex) noexcept : m_convex(&convex), m_parts(nullptr) {}
-   explicit PartSide(const ZqConvexParts& parts) noexcept : m_convex(nullptr), m_parts(&parts) {}
+   explicit PartSide(const ZqConvexParts& parts) noexcept : m_convex(nullptr), m_parts(&parts)
+   {
+      takeSoleMember();
+   }
 
    /// Null of a compound.
    const ZqConvex* convex() const noexcept { return m_convex; }
@@ -71,6 +75,18 @@ public:
    }
 
 private:
+   /// A compound of one convex member, as a mesh around a convex solid, is that member.
+   void takeSoleMember() noexcept
+   {
+      if (!m_parts || m_parts->members().size() != 1)
+         return;
+      const ZqConvexParts::Member& sole = m_parts->members().front();
+      if (!sole.isConvex || sole.partCount != 1)
+         return;
+      m_convex = &sole.convex;
+      m_parts = nullptr;
+   }
+
    const ZqConvex* m_convex;
    const ZqConvexParts* m_parts;
 };

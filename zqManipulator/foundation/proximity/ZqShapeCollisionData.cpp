@@ -16,37 +16,39 @@ const ZqContactPoint& ZqShapeCollisionData::contactPoint(ZqU32 index) const noex
    return m_manifold.points[placeOf(static_cast<int>(std::min(index, lastPoint)), m_deepest)];
 }
 
-void ZqShapeCollisionData::setManifold(const ZqContactManifold& manifold,
-                                       const zqConvex::Pose& X) noexcept
+void ZqShapeCollisionData::takeManifold(const zqConvex::Pose& X) noexcept
 {
-   m_manifold = manifold;
+   using zqConvex::vec3;
    m_deepest = 0;
-   ZqReal weight = 0.0;
-   ZqVector middle1;
-   ZqVector middle2;
-   for (int i = 0; i < manifold.count; ++i)
-   {
-      const ZqContactPoint& p = manifold.points[i];
-      m_deepest = p.separation < manifold.points[m_deepest].separation ? i : m_deepest;
-      const ZqReal depth = std::max(0.0, -p.separation);
-      weight += depth;
-      middle1 += p.point1 * depth;
-      middle2 += p.point2 * depth;
-   }
-   const auto inPrimary2 = [&](const ZqVector& p)
-   { return zqConvex::vector(inverseTimes(X, zqConvex::vec3(p))); };
-   for (int i = 0; i < manifold.count; ++i)
-   {
-      const ZqContactPoint& p = manifold.points[placeOf(i, m_deepest)];
-      m_sides[0].points[i] = p.point1;
-      m_sides[1].points[i] = inPrimary2(p.point2);
-   }
-   if (manifold.count == 0)
+   const int count = m_manifold.count;
+   for (int i = 1; i < count; ++i)
+      if (m_manifold.points[i].separation < m_manifold.points[m_deepest].separation)
+         m_deepest = i;
+   if (count == 0)
       return;
-   const bool isDeep = weight > 0.0;
-   const ZqContactPoint& deepest = manifold.points[m_deepest];
-   m_sides[0].contactPoint = isDeep ? middle1 * (1.0 / weight) : deepest.point1;
-   m_sides[1].contactPoint = inPrimary2(isDeep ? middle2 * (1.0 / weight) : deepest.point2);
+   const auto inPrimary2 = [&](const zqConvex::Vec3& p)
+   { return zqConvex::vector(inverseTimes(X, p)); };
+   const bool isDeep = m_manifold.points[m_deepest].separation < 0.0;
+   ZqReal weight = 0.0;
+   zqConvex::Vec3 middle1{0.0, 0.0, 0.0};
+   zqConvex::Vec3 middle2{0.0, 0.0, 0.0};
+   for (int i = 0; i < count; ++i)
+   {
+      const ZqContactPoint& p = m_manifold.points[placeOf(i, m_deepest)];
+      m_sides[0].points[i] = p.point1;
+      m_sides[1].points[i] = inPrimary2(vec3(p.point2));
+      // Where none overlaps, the deepest counts alone.
+      const ZqReal depth = isDeep ? std::max(0.0, -p.separation) : i == 0 ? 1.0 : 0.0;
+      weight += depth;
+      middle1 += vec3(p.point1) * depth;
+      middle2 += vec3(p.point2) * depth;
+   }
+   m_sides[0].contactPoint = zqConvex::vector(middle1 * (1.0 / weight));
+   m_sides[1].contactPoint = inPrimary2(middle2 * (1.0 / weight));
+   const ZqContactPoint& deepest = m_manifold.points[m_deepest];
+   const zqConvex::Vec3 middle = (vec3(deepest.point1) + vec3(deepest.point2)) * 0.5;
+   m_sides[0].middle = zqConvex::vector(middle);
+   m_sides[1].middle = inPrimary2(middle);
 }
 
 void ZqContactMemory::exchangeSides() noexcept
@@ -89,7 +91,6 @@ void ZqShapeCollisionData::forgetShapes() noexcept
 
 void ZqShapeCollisionData::startAnew() noexcept
 {
-   ZqShapeCollisionData anew(m_keys[0], m_keys[1]);
-   std::swap(anew.m_pairCache, m_pairCache);
-   *this = std::move(anew);
+   m_memory = {};
+   m_response = {};
 }

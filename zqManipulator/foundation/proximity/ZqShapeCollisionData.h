@@ -96,7 +96,14 @@ public:
       set(key, &Side::closestPointIndex, index);
    }
    /// Takes over what was found. X places shape 2 in the frame of shape 1.
-   void setManifold(const ZqContactManifold& manifold, const zqConvex::Pose& X) noexcept;
+   void setManifold(const ZqContactManifold& manifold, const zqConvex::Pose& X) noexcept
+   {
+      m_manifold = manifold;
+      takeManifold(X);
+   }
+   /// The same of what was written into the record's own manifold.
+   void takeManifold(const zqConvex::Pose& X) noexcept;
+   ZqContactManifold& manifold() noexcept { return m_manifold; }
    /// @}
 
    /// \name Motion of the primary frames, in the axes of the system
@@ -184,7 +191,7 @@ public:
    void exchangeSides() noexcept;
    /// What follows from the shapes and the links is left behind.
    void forgetShapes() noexcept;
-   /// Back to a new contact; what the next query begins with stays.
+   /// Back to a new contact: what was remembered and done is left behind; what was found stays.
    void startAnew() noexcept;
 
 private:

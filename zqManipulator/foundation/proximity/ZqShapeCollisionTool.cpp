@@ -48,6 +48,9 @@ bool ZqShapeCollisionTool::computeCollisionData(const ZqLinkKey& link1, const Zq
 {
    cache.beginPair(link1, link2);
    const zqConvex::Pose X = zqConvex::pose(transform);
+   if (shape1.convex() && shape2.convex())
+      return computeMemberData({link1, 0}, {link2, 0}, shape1, shape2, X, cache, touching,
+                               separation);
    auto& pairs = cache.memberPairs();
    zqConvex::nearMembers(shape1, shape2, X, m_contactMargin, pairs);
    for (auto& [first, second] : pairs)
@@ -65,26 +68,38 @@ bool ZqShapeCollisionTool::computeCollisionData(const ZqLinkKey& link1, const Zq
       const ZqShape* member2 = shapeOf(shape2, flag2, second);
       if (!member1 || !member2)
          continue;
-      const ZqShapeKey key1(link1, first);
-      const ZqShapeKey key2(link2, second);
-      ZqShapeCollisionData& data = cache.lookAt(key1, key2);
-      ZqContactManifold manifold;
-      const ZqReal margin = std::min(
-         m_contactMargin, marginPerExtent * std::min(extentOf(*member1), extentOf(*member2)));
-      zqConvex::contact(*member1, *member2, X, margin, &data.pairCache(), manifold);
-      separation = std::min(separation, manifold.separation);
-      if (!(manifold.separation <= 0.0))
-         continue;
-      cache.touch(data);
-      data.setManifold(manifold, X);
-      const ZqU32 feature1 = featureOf(*member1, data.pairCache().part1);
-      const ZqU32 feature2 = featureOf(*member2, data.pairCache().part2);
-      data.setClosestPointIndex(key1, feature1);
-      data.setClosestPointIndex(key2, feature2);
-      member1->setClosestPointIndex(feature1);
-      member2->setClosestPointIndex(feature2);
-      touching.emplace_back(key1, key2);
-      doesAnyTouch = true;
+      doesAnyTouch |= computeMemberData({link1, first}, {link2, second}, *member1, *member2, X,
+                                        cache, touching, separation);
    }
    return doesAnyTouch;
+}
+
+bool ZqShapeCollisionTool::computeMemberData(const ZqShapeKey& key1, const ZqShapeKey& key2,
+                                             const ZqShape& shape1, const ZqShape& shape2,
+                                             const zqConvex::Pose& X,
+                                             ZqSystemShapeCollisionCache& cache,
+                                             std::vector<ZqShapeProximityKey>& touching,
+                                             ZqReal& separation) const
+{
+   ZqShapeCollisionData& data = cache.lookAt(key1, key2);
+   ZqContactManifold& manifold = data.manifold();
+   const ZqReal margin =
+      std::min(m_contactMargin, marginPerExtent * std::min(extentOf(shape1), extentOf(shape2)));
+   zqConvex::contact(shape1, shape2, X, margin, &data.pairCache(), manifold);
+   separation = std::min(separation, manifold.separation);
+   if (!(manifold.separation <= 0.0))
+   {
+      manifold.count = 0;
+      return false;
+   }
+   cache.touch(data);
+   data.takeManifold(X);
+   const ZqU32 feature1 = featureOf(shape1, data.pairCache().part1);
+   const ZqU32 feature2 = featureOf(shape2, data.pairCache().part2);
+   data.setClosestPointIndex(key1, feature1);
+   data.setClosestPointIndex(key2, feature2);
+   shape1.setClosestPointIndex(feature1);
+   shape2.setClosestPointIndex(feature2);
+   touching.emplace_back(key1, key2);
+   return true;
 }

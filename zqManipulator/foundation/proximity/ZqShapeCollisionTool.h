@@ -26,9 +26,10 @@ public:
                                      std::vector<ZqShapeProximityKey>& touching,
                                      ZqReal& separation) const;
 
-   /// Shapes that touch keep all points that are no further apart than this (m), or than a
-   /// hundredth of the largest extent of the smaller one if that is less: so a box that rests on an
-   /// edge by a hair's breadth still has four.
+   /// Compounds that touch keep all points that are no further apart than this (m), or than a
+   /// hundredth of the largest extent of the smaller one if that is less: so what rests on an edge
+   /// by a hair's breadth keeps the points of its face. Two convex shapes, among them meshes around a
+   /// convex solid, keep the whole patch that they turn to each other, however far apart it is.
    ZqReal contactMargin() const noexcept { return m_contactMargin; }
    void setContactMargin(ZqReal margin) noexcept
    {
@@ -36,5 +37,11 @@ public:
    }
 
 private:
+   /// The same of two shapes that each have one record.
+   bool computeMemberData(const ZqShapeKey& key1, const ZqShapeKey& key2, const ZqShape& shape1,
+                          const ZqShape& shape2, const zqConvex::Pose& X,
+                          ZqSystemShapeCollisionCache& cache,
+                          std::vector<ZqShapeProximityKey>& touching, ZqReal& separation) const;
+
    ZqReal m_contactMargin = 1e-3;
 };

@@ -1,5 +1,7 @@
 #include "zqManipulator/foundation/proximity/ZqSystemShapeCollisionCache.h"
 
+#include <algorithm>
+
 namespace
 {
 /// Evaluations for which the record of a pair that nobody looks at is kept.
@@ -7,10 +9,15 @@ constexpr std::uint64_t recordLife = 64;
 } // namespace
 
 ZqSystemShapeCollisionCache::ZqSystemShapeCollisionCache(const ZqSystemShapeCollisionCache& other)
-   : m_records(other.m_records), m_walked(other.m_walked), m_evaluation(other.m_evaluation),
-     m_isLookedAt(other.m_isLookedAt), m_model(other.m_model),
-     m_latestVersion(other.m_latestVersion), m_versions(other.m_versions)
+   : m_walked(other.m_walked), m_walkedKey(other.m_walkedKey), m_round(other.m_round),
+     m_evaluation(other.m_evaluation), m_kept(other.m_kept), m_isLookedAt(other.m_isLookedAt),
+     m_model(other.m_model), m_latestVersion(other.m_latestVersion), m_versions(other.m_versions)
 {
+   m_places.reserve(other.m_places.size());
+   for (const Place& place : other.m_places)
+      m_places.push_back({place.key, place.valid, place.touched, place.looked, 0,
+                          std::make_unique<ZqShapeCollisionData>(*place.record)});
+   restoreKept();
 }
 
 ZqSystemShapeCollisionCache&
@@ -19,18 +26,55 @@ ZqSystemShapeCollisionCache::operator=(const ZqSystemShapeCollisionCache& other)
    return *this = ZqSystemShapeCollisionCache(other);
 }
 
+ZqSystemShapeCollisionCache::Key::Key(const ZqShapeKey& key1, const ZqShapeKey& key2) noexcept
+{
+   const ZqShapeKey& first = key2 < key1 ? key2 : key1;
+   const ZqShapeKey& second = key2 < key1 ? key1 : key2;
+   link1 = first.linkKey().guesstimate();
+   link2 = second.linkKey().guesstimate();
+   shapes = std::uint64_t{first.shapeIndex()} << 32 | second.shapeIndex();
+}
+
+/// The first place that is not below a key.
+std::size_t ZqSystemShapeCollisionCache::placeFrom(const Key& key, std::size_t guess) const noexcept
+{
+   const auto isBelow = [](const Place& place, const Key& k) { return place.key < k; };
+   for (std::size_t i = guess; i < std::min(guess + 2, m_places.size()); ++i)
+      if (m_places[i].key == key)
+         return i;
+   return static_cast<std::size_t>(
+      std::lower_bound(m_places.begin(), m_places.end(), key, isBelow) - m_places.begin());
+}
+
+ZqSystemShapeCollisionCache::Place* ZqSystemShapeCollisionCache::find(const Key& key) noexcept
+{
+   const std::size_t at = placeFrom(key, m_last);
+   if (at == m_places.size() || m_places[at].key != key)
+      return nullptr;
+   m_last = at;
+   return &m_places[at];
+}
+
+/// Null for a record that is none of this cache.
+ZqSystemShapeCollisionCache::Place*
+ZqSystemShapeCollisionCache::placeOf(const ZqShapeCollisionData& data) noexcept
+{
+   Place* place = find({data.key1(), data.key2()});
+   return place != nullptr && place->record.get() == &data ? place : nullptr;
+}
+
 void ZqSystemShapeCollisionCache::clear()
 {
-   m_records.clear();
+   m_places.clear();
    m_spare.clear();
-   m_walked.reset();
+   m_kept.clear();
+   m_walkedKey.reset();
    m_isLookedAt = false;
 }
 
 void ZqSystemShapeCollisionCache::invalidateAll()
 {
-   for (auto& [key, record] : m_records)
-      record.isValid = false;
+   ++m_round;
    if (!m_isLookedAt)
       return;
    m_isLookedAt = false;
@@ -41,12 +85,14 @@ void ZqSystemShapeCollisionCache::invalidateAll()
 
 void ZqSystemShapeCollisionCache::beginTrial()
 {
+   m_trial += m_isTrial ? 0 : 1;
    m_isTrial = true;
 }
 
 void ZqSystemShapeCollisionCache::endTrial()
 {
    m_isTrial = false;
+<<<<<<< HEAD
    for (auto& [key, record] : m_records)
    {
       if (record.kept.empty())
@@ -92,47 +138,77 @@ void ZqSystemShapeCollisionCache::keep(Record& record)
 {
    if (m_isTrial && record.kept.empty())
       record.kept.push_back({record.data.key1(), record.data.memory(), record.data.pairCache()});
+=======
+   restoreKept();
+}
+
+/// Has the memory of a record outlive the trial, in which it may be used at will.
+void ZqSystemShapeCollisionCache::keep(Place& place)
+{
+   if (!m_isTrial || place.kept == m_trial)
+      return;
+   place.kept = m_trial;
+   m_kept.push_back({place.key, place.record->key1(), place.record->memory()});
+}
+
+void ZqSystemShapeCollisionCache::restoreKept() noexcept
+{
+   for (const Kept& kept : m_kept)
+      if (Place* place = find(kept.key))
+      {
+         ZqContactMemory& memory = place->record->memory();
+         memory = kept.memory;
+         if (place->record->key1() != kept.key1)
+            memory.exchangeSides();
+      }
+   m_kept.clear();
+>>>>>>> patches
 }
 
 void ZqSystemShapeCollisionCache::forgetOld()
 {
-   for (auto it = m_records.begin(); it != m_records.end();)
-   {
-      const auto here = it++;
-      if (here->second.looked + recordLife < m_evaluation)
-         m_spare.push_back(m_records.extract(here));
-   }
+   std::erase_if(m_places,
+                 [this](Place& place)
+                 {
+                    const bool isOld = place.looked + recordLife < m_evaluation;
+                    if (isOld)
+                       m_spare.push_back(std::move(place.record));
+                    return isOld;
+                 });
    // Of what may be wanted again no more is kept than there is.
-   if (m_spare.size() > m_records.size() + recordLife)
-      m_spare.resize(m_records.size() + recordLife);
-}
-
-ZqShapeProximityKey ZqSystemShapeCollisionCache::ordered(const ZqShapeKey& key1,
-                                                         const ZqShapeKey& key2) noexcept
-{
-   return key2 < key1 ? ZqShapeProximityKey(key2, key1) : ZqShapeProximityKey(key1, key2);
+   if (m_spare.size() > m_places.size() + recordLife)
+      m_spare.resize(m_places.size() + recordLife);
 }
 
 void ZqSystemShapeCollisionCache::setValid(ZqShapeCollisionData* data)
 {
-   if (!data)
+   Place* const place = data != nullptr ? placeOf(*data) : nullptr;
+   if (place == nullptr)
       return;
+<<<<<<< HEAD
    const auto found = m_records.find(ordered(data->key1(), data->key2()));
    if (found == m_records.end() || &found->second.data != data)
       return;
    found->second.isValid = true;
    if (!m_isTrial)
       found->second.looked = found->second.touched = m_evaluation;
+=======
+   place->valid = m_round;
+   place->looked = m_evaluation;
+   if (!m_isTrial)
+      place->touched = m_evaluation;
+>>>>>>> patches
    look();
 }
 
 const ZqShapeCollisionData*
 ZqSystemShapeCollisionCache::getCollisionData(const ZqShapeKey& key1, const ZqShapeKey& key2) const
 {
-   const auto found = m_records.find(ordered(key1, key2));
-   const bool isThere = found != m_records.end() &&
-                        (found->second.isValid || found->second.touched + 1 >= m_evaluation);
-   return isThere ? &found->second.data : nullptr;
+   const Key key(key1, key2);
+   const std::size_t at = placeFrom(key, m_last);
+   return at < m_places.size() && m_places[at].key == key && isThere(m_places[at])
+             ? m_places[at].record.get()
+             : nullptr;
 }
 
 ZqShapeCollisionData* ZqSystemShapeCollisionCache::getCollisionData(const ZqShapeKey& key1,
@@ -143,36 +219,41 @@ ZqShapeCollisionData* ZqSystemShapeCollisionCache::getCollisionData(const ZqShap
 
 void ZqSystemShapeCollisionCache::resetNextCollisionData()
 {
-   m_walked.reset();
+   m_walkedKey.reset();
+   m_walked = 0;
    look();
 }
 
 ZqShapeCollisionData* ZqSystemShapeCollisionCache::nextCollisionData()
 {
-   auto it = m_walked ? m_records.upper_bound(*m_walked) : m_records.begin();
-   while (it != m_records.end() && !it->second.isValid)
-      ++it;
-   if (it == m_records.end())
+   std::size_t at = 0;
+   if (m_walkedKey)
+   {
+      at = placeFrom(*m_walkedKey, m_walked);
+      at += at < m_places.size() && m_places[at].key == *m_walkedKey ? 1 : 0;
+   }
+   while (at < m_places.size() && m_places[at].valid != m_round)
+      ++at;
+   if (at == m_places.size())
       return nullptr;
-   m_walked = it->first;
-   keep(it->second);
-   return &it->second.data;
+   m_walked = at;
+   m_walkedKey = m_places[at].key;
+   keep(m_places[at]);
+   return m_places[at].record.get();
 }
 
 void ZqSystemShapeCollisionCache::beginPair(const ZqLinkKey& link1, const ZqLinkKey& link2)
 {
    look();
-   const ZqLinkKey& first = std::min(link1, link2);
-   const ZqLinkKey& second = std::max(link1, link2);
-   for (auto it = m_records.lower_bound({ZqShapeKey(first, 0), ZqShapeKey()});
-        it != m_records.end() && it->first.first().linkKey() == first; ++it)
+   const Key key({link1, 0}, {link2, 0});
+   m_last = placeFrom(key, m_last);
+   for (std::size_t i = m_last; i < m_places.size() && m_places[i].key.link1 == key.link1 &&
+                                m_places[i].key.link2 == key.link2;
+        ++i)
    {
-      Record& record = it->second;
-      if (it->first.second().linkKey() != second)
-         continue;
-      record.isValid = false;
+      m_places[i].valid = 0;
       if (!m_isTrial)
-         record.touched = std::min(record.touched, m_evaluation - 1);
+         m_places[i].touched = std::min(m_places[i].touched, m_evaluation - 1);
    }
 }
 
@@ -181,13 +262,16 @@ void ZqSystemShapeCollisionCache::follow(const void* model, std::uint64_t latest
 {
    // The links of a copy, and those that made room, have other places.
    const bool isOtherModel = model != m_model || versions.size() != m_versions.size();
-   const auto isOther = [&](ZqU32 m)
-   { return isOtherModel || m >= versions.size() || versions[m] != m_versions[m]; };
-   for (auto& [key, record] : m_records)
-      if (isOther(key.first().manipulatorIndex()) || isOther(key.second().manipulatorIndex()))
+   const auto isOther = [&](const ZqShapeKey& key)
+   {
+      const ZqU32 m = key.manipulatorIndex();
+      return isOtherModel || m >= versions.size() || versions[m] != m_versions[m];
+   };
+   for (Place& place : m_places)
+      if (isOther(place.record->key1()) || isOther(place.record->key2()))
       {
-         record.isValid = false;
-         record.data.forgetShapes();
+         place.valid = 0;
+         place.record->forgetShapes();
       }
    m_versions.assign(versions.begin(), versions.end());
    m_model = model;
@@ -198,21 +282,24 @@ ZqShapeCollisionData& ZqSystemShapeCollisionCache::lookAt(const ZqShapeKey& key1
                                                           const ZqShapeKey& key2)
 {
    look();
-   const ZqShapeProximityKey key = ordered(key1, key2);
-   auto found = m_records.lower_bound(key);
-   if (found == m_records.end() || found->first != key)
+   const Key key(key1, key2);
+   const std::size_t at = placeFrom(key, m_last);
+   m_last = at;
+   if (at == m_places.size() || m_places[at].key != key)
    {
+      Record record;
       if (m_spare.empty())
-         found = m_records.try_emplace(found, key);
+         record = std::make_unique<ZqShapeCollisionData>();
       else
       {
-         m_spare.back().key() = key;
-         found = m_records.insert(found, std::move(m_spare.back()));
+         record = std::move(m_spare.back());
          m_spare.pop_back();
       }
-      found->second = {};
-      found->second.data = ZqShapeCollisionData(key1, key2);
+      *record = ZqShapeCollisionData(key1, key2);
+      m_places.insert(m_places.begin() + static_cast<std::ptrdiff_t>(at),
+                      {key, 0, 0, 0, 0, std::move(record)});
    }
+<<<<<<< HEAD
    Record& record = found->second;
    if (!m_isTrial)
       record.looked = m_evaluation;
@@ -220,16 +307,24 @@ ZqShapeCollisionData& ZqSystemShapeCollisionCache::lookAt(const ZqShapeKey& key1
    if (record.data.key1() != key1)
       record.data.exchangeSides();
    return record.data;
+=======
+   Place& place = m_places[at];
+   place.looked = m_evaluation;
+   keep(place);
+   if (place.record->key1() != key1)
+      place.record->exchangeSides();
+   return *place.record;
+>>>>>>> patches
 }
 
 void ZqSystemShapeCollisionCache::touch(ZqShapeCollisionData& data)
 {
-   const auto found = m_records.find(ordered(data.key1(), data.key2()));
-   if (found == m_records.end() || &found->second.data != &data)
+   Place* const place = placeOf(data);
+   if (place == nullptr)
       return;
-   if (found->second.touched + 1 < m_evaluation)
+   if (place->touched + 1 < m_evaluation)
       data.startAnew();
    if (!m_isTrial)
-      found->second.touched = m_evaluation;
-   found->second.isValid = true;
+      place->touched = m_evaluation;
+   place->valid = m_round;
 }

@@ -2,7 +2,7 @@
 
 #include "zqManipulator/foundation/proximity/ZqShapeCollisionData.h"
 
-#include <map>
+#include <memory>
 #include <optional>
 #include <span>
 #include <vector>
@@ -35,6 +35,7 @@ class ZqSystemShapeCollisionCache
 {
 public:
    ZqSystemShapeCollisionCache() = default;
+   /// Of a trial a copy takes no part: it has the memories of before.
    ZqSystemShapeCollisionCache(const ZqSystemShapeCollisionCache& other);
    ZqSystemShapeCollisionCache(ZqSystemShapeCollisionCache&& other) noexcept = default;
    ZqSystemShapeCollisionCache& operator=(const ZqSystemShapeCollisionCache& other);
@@ -54,7 +55,7 @@ public:
                                                 const ZqShapeKey& key2) const;
    /// Goes back before the first valid record.
    void resetNextCollisionData();
-   /// The next valid record, in the order of keys; null behind the last.
+   /// The next valid record, in the order of links and then of shapes; null behind the last.
    ZqShapeCollisionData* nextCollisionData();
 
    void beginTrial();
@@ -92,12 +93,13 @@ public:
    void follow(const void* model, std::uint64_t latestVersion,
                std::span<const std::uint64_t> versions);
    /// The number of records, whether they touch or not.
-   std::size_t size() const noexcept { return m_records.size(); }
+   std::size_t size() const noexcept { return m_places.size(); }
    /// Space for who looks for contacts.
    std::vector<std::pair<ZqU32, ZqU32>>& memberPairs() noexcept { return m_memberPairs; }
    /// @}
 
 private:
+<<<<<<< HEAD
    /// What a record was before a trial, as far as later evaluations depend on it.
    struct Kept
    {
@@ -109,22 +111,60 @@ private:
    {
       ZqShapeCollisionData data;
       std::vector<Kept> kept;    ///< during a trial: one, once the record has been used
+=======
+   using Record = std::unique_ptr<ZqShapeCollisionData>;
+   /// A pair in either order: of links, the lesser first, and of the numbers of their shapes.
+   struct Key
+   {
+      Key() = default;
+      Key(const ZqShapeKey& key1, const ZqShapeKey& key2) noexcept;
+      friend auto operator<=>(const Key&, const Key&) noexcept = default;
+
+      std::uint64_t link1 = 0, link2 = 0, shapes = 0;
+   };
+   /// A record, and what decides whether it counts.
+   struct Place
+   {
+      Key key;
+      std::uint64_t valid = 0;   ///< the last round in which it was
+>>>>>>> patches
       std::uint64_t touched = 0; ///< the last evaluation in which it touched
       std::uint64_t looked = 0;  ///< or was looked at
-      bool isValid = false;
+      std::uint64_t kept = 0;    ///< the last trial before which its memory was kept
+      Record record;
    };
-   /// By its lower key first.
-   using Records = std::map<ZqShapeProximityKey, Record>;
+   using Places = std::vector<Place>;
+   /// What a trial may use at will: the memory of before, with the sides that it had.
+   struct Kept
+   {
+      Key key;
+      ZqShapeKey key1;
+      ZqContactMemory memory;
+   };
 
-   static ZqShapeProximityKey ordered(const ZqShapeKey& key1, const ZqShapeKey& key2) noexcept;
+   std::size_t placeFrom(const Key& key, std::size_t guess) const noexcept;
+   Place* find(const Key& key) noexcept;
+   Place* placeOf(const ZqShapeCollisionData& data) noexcept;
    void forgetOld();
-   void keep(Record& record);
+   void keep(Place& place);
+   void restoreKept() noexcept;
+   bool isThere(const Place& place) const noexcept
+   {
+      return place.valid == m_round || place.touched + 1 >= m_evaluation;
+   }
    void look() noexcept { m_isLookedAt = m_isLookedAt || !m_isTrial; }
 
-   Records m_records;
-   std::vector<Records::node_type> m_spare;
-   std::optional<ZqShapeProximityKey> m_walked; ///< the last record that the walk gave
+   Places m_places; ///< sorted
+   std::vector<Record> m_spare;
+   /// Where the last pair was found, and that which the walk gave last. Pairs come in order mostly: the next
+   /// one is there or behind it.
+   std::size_t m_last = 0;
+   std::size_t m_walked = 0;
+   std::optional<Key> m_walkedKey;
+   std::uint64_t m_round = 1;      ///< of validity
    std::uint64_t m_evaluation = 2; ///< above all stamps of records that never touched, by two
+   std::uint64_t m_trial = 0;
+   std::vector<Kept> m_kept;
    bool m_isLookedAt = false;
    bool m_isTrial = false;
    const void* m_model = nullptr; ///< not owned, and only compared

@@ -1,0 +1,401 @@
+#include "support/allocationCount.h"
+#include "support/frictionTruth.h"
+#include "support/randomValues.h"
+#include "support/xmlSamples.h"
+#include "zqManipulator/contact/friction/ZqDissipativeForceProcessor.h"
+#include "zqManipulator/contact/friction/ZqDissipativeForceProcessorContainer.h"
+#include "zqManipulator/contact/friction/ZqDryFrictionForceProcessor.h"
+
+#include <map>
+
+namespace
+{
+using zqTest::RandomValues;
+using Tool = ZqFrictionCoefficientLookupTool;
+namespace truth = zqTest::friction;
+using truth::operator-;
+
+constexpr std::array<const char*, 4> materialNames{"steel", "",
+                                                   "ice that is so cold that it sticks", "wood"};
+
+/// A query of the tool, what changes its answer, and its value for pairs that it does not list.
+struct Quantity
+{
+   ZqReal (Tool::*ask)(const ZqString&, const ZqString&) const;
+   bool (Tool::*tell)(const ZqString&, const ZqString&, ZqReal);
+   const ZqReal& (Tool::*otherwise)() const;
+   const Tool::PairMap& (Tool::*table)() const;
+   void (Tool::*setTable)(const Tool::PairMap&);
+};
+const std::array<Quantity, 6> quantities{{
+   {&Tool::tangentialCoefficientOfStaticFriction, &Tool::setTangentialCoefficientOfStaticFriction,
+    &Tool::defaultLinearTangentialStaticFrictionCoefficient,
+    &Tool::tangentialCoefficientOfStaticFrictionMap,
+    &Tool::setTangentialCoefficientOfStaticFrictionMap},
+   {&Tool::coefficientOfKineticFriction, &Tool::setCoefficientOfKineticFriction,
+    &Tool::defaultLinearKineticFrictionCoefficient, &Tool::kineticFrictionMap,
+    &Tool::setKineticFrictionMap},
+   {&Tool::coefficientOfViscousFriction, &Tool::setCoefficientOfViscousFriction,
+    &Tool::defaultViscousFrictionCoefficient, &Tool::viscousFrictionMap,
+    &Tool::setViscousFrictionMap},
+   {&Tool::rotationalFrictionScaleFactor, &Tool::setRotationalFrictionScaleFactor,
+    &Tool::defaultAngularFrictionScaleFactor, &Tool::rotationalFrictionScaleFactorMap,
+    &Tool::setRotationalFrictionScaleFactorMap},
+   {&Tool::assumedMass, &Tool::setAssumedMass, &Tool::defaultAssumedMass, &Tool::assumedMassMap,
+    &Tool::setAssumedMassMap},
+   {&Tool::normalCoefficientOfStaticFriction, &Tool::setNormalCoefficientOfStaticFriction,
+    &Tool::defaultLinearNormalStaticFrictionCoefficient,
+    &Tool::normalCoefficientOfStaticFrictionMap, &Tool::setNormalCoefficientOfStaticFrictionMap},
+}};
+
+TEST(FrictionTable, AnswersPairsInEitherOrderAndOthersByDefault)
+{
+   constexpr ZqU32 count = materialNames.size();
+   const std::array<ZqString, count> names{materialNames[0], materialNames[1], materialNames[2],
+                                           materialNames[3]};
+   RandomValues random(3);
+   Tool tool;
+   std::map<std::array<ZqU32, 3>, ZqReal> expected; // by quantity and pair, the lesser index first
+   for (int i = 0; i < 60; ++i)
+   {
+      const ZqU32 quantity = random.index(0, 5);
+      const ZqU32 a = random.index(0, count - 1);
+      const ZqU32 b = random.index(0, count - 1);
+      const ZqReal value = random.real();
+      EXPECT_TRUE((tool.*quantities[quantity].tell)(names[a], names[b], value));
+      expected[{quantity, std::min(a, b), std::max(a, b)}] = value;
+   }
+   const zqTest::AllocationCount allocations;
+   ZqU32 byDefault = 0;
+   for (ZqU32 quantity = 0; quantity < quantities.size(); ++quantity)
+      for (ZqU32 a = 0; a < count; ++a)
+         for (ZqU32 b = 0; b < count; ++b)
+         {
+            const Quantity& q = quantities[quantity];
+            const auto found = expected.find({quantity, std::min(a, b), std::max(a, b)});
+            const bool isListed = found != expected.end();
+            byDefault += !isListed;
+            EXPECT_EQ((tool.*q.ask)(names[a], names[b]),
+                      isListed ? found->second : (tool.*q.otherwise)());
+         }
+   EXPECT_EQ(allocations.count(), 0U);
+   EXPECT_GT(byDefault, 10U);
+}
+
+TEST(FrictionTable, KnowsSteelMetalWoodAndIce)
+{
+   const std::array<std::array<ZqReal, 6>, 5> expected{{
+      // along the surface, kinetic, viscous, scale of the moment, mass, along the normal
+      {0.84, 0.42, 0.5, 1.0, 100.0, 0.84}, // steel on steel
+      {0.94, 0.3, 0.5, 1.0, 100.0, 0.94},  // steel on wood
+      {0.1, 0.1, 0.5, 1.0, 100.0, 0.1},    // ice on steel
+      {0.3, 0.4, 0.5, 1.0, 100.0, 0.35},   // wood on wood
+      {0.5, 0.25, 0.5, 0.25, 100.0, 0.5},  // metal on metal
+   }};
+   const std::array<std::array<const char*, 2>, 5> pairs{{{"steel", "steel"},
+                                                          {"steel", "wood"},
+                                                          {"ice", "steel"},
+                                                          {"wood", "wood"},
+                                                          {"metal", "metal"}}};
+   for (std::size_t i = 0; i < pairs.size(); ++i)
+      for (std::size_t q = 0; q < quantities.size(); ++q)
+         EXPECT_EQ((Tool::defaultObject().*quantities[q].ask)(pairs[i][0], pairs[i][1]),
+                   expected[i][q])
+            << pairs[i][0] << ' ' << pairs[i][1] << ' ' << q;
+   EXPECT_EQ(Tool::defaultObject().coefficientOfKineticFriction("wood", "ice"), 0.3);
+   EXPECT_EQ(Tool().tangentialCoefficientOfStaticFriction("steel", "steel"), 0.3);
+}
+
+// Of a pair that stands in both orders the later one counts, by the order of a table's rows.
+TEST(FrictionTable, IsPutInOrderWhenItIsRead)
+{
+   const Tool::PairMap unordered{
+      {"a", {{"a", 1.0}, {"b", 2.0}, {"c", 3.0}}}, {"b", {{"a", 4.0}, {"c", 5.0}}}, {"c", {}}};
+   const Tool::PairMap ordered{
+      {"a", {{"a", 1.0}}}, {"b", {{"a", 4.0}}}, {"c", {{"a", 3.0}, {"b", 5.0}}}};
+   for (const Quantity& q : quantities)
+   {
+      Tool tool;
+      (tool.*q.setTable)(unordered);
+      EXPECT_EQ((tool.*q.table)(), unordered);
+      EXPECT_EQ((tool.*q.ask)("a", "c"), (tool.*q.otherwise)());
+      Tool read;
+      ASSERT_TRUE(zqTest::readFrom(read, zqTest::written(tool)));
+      EXPECT_EQ((read.*q.table)(), ordered);
+      EXPECT_EQ((read.*q.ask)("a", "c"), 3.0);
+      zqTest::expectRoundTrip(read);
+   }
+}
+
+TEST(FrictionInput, ComparesMaterialsByNameAndAllocatesNothing)
+{
+   const ZqString steel = "steel";
+   const ZqString alsoSteel = steel;
+   const ZqString empty;
+   const zqTest::AllocationCount allocations;
+   ZqDissipativeForceInput a;
+   ZqDissipativeForceInput b;
+   EXPECT_EQ(a.body1MaterialType(), "");
+   b.setBody1MaterialType(empty);
+   EXPECT_EQ(a, b);
+   a.setBody2MaterialType(steel);
+   EXPECT_NE(a, b);
+   b.setBody2MaterialType(alsoSteel);
+   EXPECT_EQ(a, b);
+   EXPECT_EQ(&b.body2MaterialType(), &alsoSteel);
+   EXPECT_EQ(allocations.count(), 0U);
+}
+
+TEST(FrictionContainer, HoldsAnyOfTheLawsAndPassesTheTableOn)
+{
+   ZqDissipativeForceProcessorContainer container;
+   container.setFrictionCoeficientLookupTool(Tool::defaultObject());
+   EXPECT_EQ(container.frictionCoeficientLookupTool(), Tool());
+   for (const ZqToken* token :
+        {&ZqDissipativeForceProcessor::classToken(), &ZqDryFrictionForceProcessor::classToken()})
+   {
+      ASSERT_TRUE(zqTest::readFrom(
+         container, zqTest::inTag(container.token(), "<" + ZqString(token->localName()) + "/>")));
+      ASSERT_NE(container.topElement(), nullptr);
+      EXPECT_EQ(&container.topElement()->token(), token);
+      container.setFrictionCoeficientLookupTool(Tool::defaultObject());
+      EXPECT_EQ(container.topElement()->frictionCoefficientLUT(), Tool::defaultObject());
+      EXPECT_EQ(container.frictionCoeficientLookupTool(), Tool::defaultObject());
+   }
+}
+
+TEST(DryFriction, WeighsKineticFrictionBySpeed)
+{
+   ZqDryFrictionForceProcessor law;
+   for (const ZqReal speed : {0.0, 1e-5, 0.1, 10.0})
+      EXPECT_EQ(law.weightingFunction(speed), 0.0);
+   law.setKineticFrictionWeightingExponent(3.0);
+   EXPECT_EQ(law.weightingFunction(0.0), 3.0);
+   EXPECT_EQ(law.weightingFunction(1e-5), 3.0);
+   EXPECT_LT(law.weightingFunction(1.00001e-5), 3.0);
+   EXPECT_EQ(law.weightingFunction(zqTest::nan), 3.0);
+   law.setKineticFrictionWeightingExponent(1000.0);
+   EXPECT_EQ(law.weightingFunction(2.0), 0.5);
+
+   for (const ZqReal fraction : {0.25, 7.0, -2.0})
+   {
+      law.setStaticFrictionMaxSpringForceFraction(fraction);
+      law.setStaticFrictionMaxSpringForceFraction(zqTest::nan);
+      EXPECT_EQ(law.staticFrictionMaxSpringForceFraction(), fraction);
+   }
+}
+
+// Exactly what is allowed still sticks; what is beyond it by the last digit slips.
+TEST(DissipativeFriction, SlipsBeyondWhatIsAllowed)
+{
+   ZqDissipativeForceProcessor law;
+   law.setLinearStaticFrictionModelMaxDistanceError(0.25);
+   ZqDissipativeForceInput input;
+   ZqDissipativeForceOutput output;
+   const auto sticksAt = [&](ZqReal error)
+   {
+      input.setStaticStartCollisionPointInPrimary1({7.0, 0.0, error}); // the normal is along x
+      EXPECT_TRUE(law.process(input, output));
+      return output.inStaticFrictionMode();
+   };
+   EXPECT_TRUE(sticksAt(0.25));
+   EXPECT_FALSE(sticksAt(std::nextafter(0.25, 1.0)));
+   input.setInStaticFrictionMode(false); // and nothing moves
+   EXPECT_FALSE(sticksAt(0.0));
+   EXPECT_EQ(output.body1ForcePrimary(), ZqGeneralForce());
+}
+
+truth::V arrayOf(const ZqVector& v)
+{
+   return {v.x(), v.y(), v.z()};
+}
+truth::M matrixOf(const ZqOrientation& q)
+{
+   const ZqReal w = q.w(), x = q.x(), y = q.y(), z = q.z();
+   return {{{1 - 2 * (y * y + z * z), 2 * (x * y - w * z), 2 * (x * z + w * y)},
+            {2 * (x * y + w * z), 1 - 2 * (x * x + z * z), 2 * (y * z - w * x)},
+            {2 * (x * z - w * y), 2 * (y * z + w * x), 1 - 2 * (x * x + y * y)}}};
+}
+
+/// Contacts of two bodies that stick or slide, as the library is told and as plain numbers.
+struct RandomContact
+{
+   ZqDissipativeForceInput input;
+   truth::Contact contact;
+
+   RandomContact(RandomValues& random, const Tool& table, const std::array<ZqString, 4>& names)
+   {
+      const ZqString& name1 = names[random.index(0, 3)];
+      const ZqString& name2 = names[random.index(0, 3)];
+      input.setBody1MaterialType(name1);
+      input.setBody2MaterialType(name2);
+      contact.pair = {table.tangentialCoefficientOfStaticFriction(name1, name2),
+                      table.coefficientOfKineticFriction(name1, name2),
+                      table.coefficientOfViscousFriction(name1, name2),
+                      table.rotationalFrictionScaleFactor(name1, name2),
+                      table.assumedMass(name1, name2)};
+
+      const ZqVector place = random.vector(2.0);
+      input.setPrimaryFrame1InSystem({place + random.vector(), random.orientation()});
+      input.setPrimaryFrame2InSystem({place + random.vector(), random.orientation()});
+      const auto& X1 = input.primaryFrame1InSystem();
+      const auto& X2 = input.primaryFrame2InSystem();
+      input.setCollisionNormalInSystem(random.unitVector());
+      input.setCurrentCollisionPointInPrimary2(X2.inverse() * place);
+      // From where they stuck they have come far, somewhat or nowhere.
+      const ZqReal way = random.index(0, 3) == 0 ? 0.0 : power(random, -4, -1);
+      // Without load, what has gone nowhere would slip or not by rounding.
+      const bool hasLoad = way == 0.0 || random.index(0, 6) != 0;
+      input.setNormalForceInSystem(hasLoad ? random.unitVector() * power(random, -1, 3)
+                                           : ZqVector());
+      input.setStaticStartCollisionPointInPrimary1(X1.inverse() * (place + random.vector(way)));
+      input.setStaticStartCollisionPointInPrimary2(X2.inverse() * (place + random.vector(way)));
+      input.setStaticStartPrimaryFrame1InSystem(
+         {random.vector(), turned(random, way) * X1.orientation()});
+      input.setStaticStartPrimaryFrame2InSystem(
+         {random.vector(), turned(random, way) * X2.orientation()});
+      setMotion(random);
+      input.setInStaticFrictionMode(random.index(0, 1) == 0);
+      input.setActionRadius(random.real(0.0, 0.5));
+      input.setLinearInertiaAlongNormal(power(random, -2, 2));
+      input.setAngularInertiaAboutNormal(power(random, -2, 2));
+
+      contact.body1 = {arrayOf(X1.translation()),
+                       matrixOf(X1.orientation()),
+                       matrixOf(input.staticStartPrimaryFrame1InSystem().orientation()),
+                       arrayOf(input.body1Velocity().linear()),
+                       arrayOf(input.body1Velocity().angular()),
+                       arrayOf(input.lastBody1Velocity().linear()),
+                       arrayOf(input.lastBody1Velocity().angular()),
+                       arrayOf(input.staticStartCollisionPointInPrimary1())};
+      contact.body2 = {arrayOf(X2.translation()),
+                       matrixOf(X2.orientation()),
+                       matrixOf(input.staticStartPrimaryFrame2InSystem().orientation()),
+                       arrayOf(input.body2Velocity().linear()),
+                       arrayOf(input.body2Velocity().angular()),
+                       arrayOf(input.lastBody2Velocity().linear()),
+                       arrayOf(input.lastBody2Velocity().angular()),
+                       arrayOf(input.staticStartCollisionPointInPrimary2())};
+      contact.normal = arrayOf(input.collisionNormalInSystem());
+      contact.press = arrayOf(input.normalForceInSystem());
+      contact.point = arrayOf(input.currentCollisionPointInPrimary2());
+      contact.radius = input.actionRadius();
+      contact.mass = input.linearInertiaAlongNormal();
+      contact.inertia = input.angularInertiaAboutNormal();
+      contact.sticks = input.inStaticFrictionMode();
+   }
+
+   static ZqReal power(RandomValues& random, ZqReal low, ZqReal high)
+   {
+      return std::pow(10.0, random.real(low, high));
+   }
+
+private:
+   static ZqOrientation turned(RandomValues& random, ZqReal angle)
+   {
+      ZqOrientation q;
+      q.setFromAngleAxis(angle, random.unitVector());
+      return q;
+   }
+   /// At rest, as before, turned round, or anyhow.
+   void setMotion(RandomValues& random)
+   {
+      if (random.index(0, 7) == 0)
+         return;
+      const ZqReal size = power(random, -4, 1);
+      const auto motion = [&] { return ZqGeneralMotion(random.vector(size), random.vector(size)); };
+      input.setBody1Velocity(motion());
+      input.setBody2Velocity(motion());
+      const std::array<ZqReal, 3> factors{-1.0, -0.01, 1.0};
+      const ZqU32 kind = random.index(0, 3);
+      input.setLastBody1Velocity(kind < 3 ? input.body1Velocity() * factors[kind] : motion());
+      input.setLastBody2Velocity(kind < 3 ? input.body2Velocity() * factors[kind] : motion());
+   }
+};
+
+/// The largest difference, and the modes that were met before and after.
+class LawComparison
+{
+public:
+   void operator()(const ZqDissipativeForceOutput& output, const RandomContact& one,
+                   const truth::Result& expected)
+   {
+      const truth::Contact& c = one.contact;
+      EXPECT_EQ(output.inStaticFrictionMode(), expected.sticks);
+      // Springs that come to more than is left of them, and 4000 N/m times the rounding of places.
+      const ZqReal size = 1.0 + truth::norm(c.press) + truth::norm(expected.force2) +
+                          truth::norm(expected.moment1) + truth::norm(expected.moment2);
+      const auto compare = [&](const ZqVector& value, const truth::V& known)
+      {
+         const ZqReal difference = truth::norm(arrayOf(value) - known);
+         EXPECT_LE(difference, 1e-11 * size);
+      };
+      compare(output.body1ForcePrimary().force(), expected.force1);
+      compare(output.body1ForcePrimary().moment(), expected.moment1);
+      compare(output.body2ForcePrimary().force(), expected.force2);
+      compare(output.body2ForcePrimary().moment(), expected.moment2);
+      ++m_met[c.sticks][expected.sticks];
+   }
+   void expectAllModes(int least) const
+   {
+      for (const auto& row : m_met)
+         for (const int met : row)
+            EXPECT_GT(met, least);
+   }
+
+private:
+   std::array<std::array<int, 2>, 2> m_met{};
+};
+
+TEST(FrictionLaws, AgreeWithPlainNumbers)
+{
+   RandomValues random(11);
+   std::array<ZqString, 4> names{materialNames[0], materialNames[1], materialNames[2],
+                                 materialNames[3]};
+   Tool table;
+   for (const Quantity& q : quantities)
+      for (ZqU32 i = 0; i < 4; ++i)
+         (table.*q.tell)(names[i], names[random.index(0, 3)], RandomContact::power(random, -1, 1));
+
+   LawComparison full;
+   LawComparison dry;
+   ZqDissipativeForceProcessor fullLaw;
+   ZqDryFrictionForceProcessor dryLaw;
+   fullLaw.setFrictionCoefficientLUT(table);
+   dryLaw.setFrictionCoefficientLUT(table);
+   truth::FullLaw fullTruth;
+   truth::DryLaw dryTruth;
+   for (int i = 0; i < 100000 && !testing::Test::HasFailure(); ++i)
+   {
+      SCOPED_TRACE(i);
+      const RandomContact one(random, table, names);
+      const truth::Flags use{random.index(0, 3) != 0, random.index(0, 3) != 0,
+                             random.index(0, 3) == 0};
+      fullLaw.setUseStaticFriction(use.isStatic);
+      fullLaw.setUseKineticFriction(use.isKinetic);
+      fullLaw.setUseViscousFriction(use.isViscous);
+      dryLaw.setUseStaticFriction(use.isStatic);
+      dryLaw.setUseKineticFriction(use.isKinetic);
+      if (i % 4 != 0) // else as the last time, and in the beginning by default
+      {
+         fullTruth = {RandomContact::power(random, -3, 0), random.real(0.0, 2.0),
+                      RandomContact::power(random, -3, 0)};
+         dryTruth = {RandomContact::power(random, -1, 3)};
+         fullLaw.setLinearStaticFrictionModelMaxDistanceError(fullTruth.mostError);
+         fullLaw.setLinearStaticFrictionModelNormalToTangentialSpringRatio(fullTruth.ratio);
+         fullLaw.setAngularStaticFrictionModelMaxAngularError(fullTruth.mostTwist);
+         dryLaw.setKineticFrictionWeightingExponent(dryTruth.exponent);
+      }
+      ZqDissipativeForceOutput output;
+      const zqTest::AllocationCount allocations;
+      EXPECT_TRUE(fullLaw.process(one.input, output));
+      EXPECT_EQ(allocations.count(), 0U);
+      full(output, one, fullTruth(one.contact, use));
+      EXPECT_TRUE(dryLaw.process(one.input, output));
+      EXPECT_EQ(allocations.count(), 0U);
+      dry(output, one, dryTruth(one.contact, use));
+   }
+   full.expectAllModes(1000);
+   dry.expectAllModes(1000);
+}
+} // namespace
