@@ -92,31 +92,24 @@ void ZqSystemShapeCollisionCache::beginTrial()
 void ZqSystemShapeCollisionCache::endTrial()
 {
    m_isTrial = false;
-<<<<<<< HEAD
-   for (auto& [key, record] : m_records)
-   {
-      if (record.kept.empty())
-         continue;
-      const Kept& kept = record.kept.front();
-      if (record.data.key1() != kept.key1)
-         record.data.exchangeSides();
-      record.data.memory() = kept.memory;
-      record.data.pairCache() = kept.pairCache;
-      record.kept.clear();
-   }
+   restoreKept();
 }
 
 std::vector<ZqContactMemoryOfPair> ZqSystemShapeCollisionCache::memories() const
 {
    std::vector<ZqContactMemoryOfPair> result;
-   for (const auto& [key, record] : m_records)
+   for (const Place& place : m_places)
    {
-      if (record.touched + 1 < m_evaluation)
+      if (place.touched + 1 < m_evaluation)
          continue;
-      const bool isKept = !record.kept.empty();
-      const ZqShapeKey& key1 = isKept ? record.kept.front().key1 : record.data.key1();
-      result.push_back({key1, key1 == key.first() ? key.second() : key.first(),
-                        isKept ? record.kept.front().memory : record.data.memory()});
+      const auto kept = std::find_if(m_kept.begin(), m_kept.end(),
+                                     [&](const Kept& k) { return k.key == place.key; });
+      const ZqShapeKey& key1 = place.record->key1();
+      const ZqShapeKey& key2 = place.record->key2();
+      if (kept == m_kept.end())
+         result.push_back({key1, key2, place.record->memory()});
+      else
+         result.push_back({kept->key1, kept->key1 == key1 ? key2 : key1, kept->memory});
    }
    return result;
 }
@@ -126,29 +119,21 @@ void ZqSystemShapeCollisionCache::setMemories(std::span<const ZqContactMemoryOfP
    clear();
    for (const ZqContactMemoryOfPair& pair : memories)
    {
-      Record& record = m_records[ordered(pair.key1, pair.key2)];
-      record.data = ZqShapeCollisionData(pair.key1, pair.key2);
-      record.data.memory() = pair.memory;
-      record.touched = record.looked = m_evaluation - 1;
+      lookAt(pair.key1, pair.key2).memory() = pair.memory;
+      Place& place = *find({pair.key1, pair.key2});
+      place.touched = place.looked = m_evaluation - 1;
    }
+   m_isLookedAt = false;
 }
 
 /// Has what later evaluations depend on outlive the trial, in which the record may be used at will.
-void ZqSystemShapeCollisionCache::keep(Record& record)
-{
-   if (m_isTrial && record.kept.empty())
-      record.kept.push_back({record.data.key1(), record.data.memory(), record.data.pairCache()});
-=======
-   restoreKept();
-}
-
-/// Has the memory of a record outlive the trial, in which it may be used at will.
 void ZqSystemShapeCollisionCache::keep(Place& place)
 {
    if (!m_isTrial || place.kept == m_trial)
       return;
    place.kept = m_trial;
-   m_kept.push_back({place.key, place.record->key1(), place.record->memory()});
+   m_kept.push_back(
+      {place.key, place.record->key1(), place.record->memory(), place.record->pairCache()});
 }
 
 void ZqSystemShapeCollisionCache::restoreKept() noexcept
@@ -156,13 +141,12 @@ void ZqSystemShapeCollisionCache::restoreKept() noexcept
    for (const Kept& kept : m_kept)
       if (Place* place = find(kept.key))
       {
-         ZqContactMemory& memory = place->record->memory();
-         memory = kept.memory;
          if (place->record->key1() != kept.key1)
-            memory.exchangeSides();
+            place->record->exchangeSides();
+         place->record->memory() = kept.memory;
+         place->record->pairCache() = kept.pairCache;
       }
    m_kept.clear();
->>>>>>> patches
 }
 
 void ZqSystemShapeCollisionCache::forgetOld()
@@ -185,19 +169,9 @@ void ZqSystemShapeCollisionCache::setValid(ZqShapeCollisionData* data)
    Place* const place = data != nullptr ? placeOf(*data) : nullptr;
    if (place == nullptr)
       return;
-<<<<<<< HEAD
-   const auto found = m_records.find(ordered(data->key1(), data->key2()));
-   if (found == m_records.end() || &found->second.data != data)
-      return;
-   found->second.isValid = true;
-   if (!m_isTrial)
-      found->second.looked = found->second.touched = m_evaluation;
-=======
    place->valid = m_round;
-   place->looked = m_evaluation;
    if (!m_isTrial)
-      place->touched = m_evaluation;
->>>>>>> patches
+      place->looked = place->touched = m_evaluation;
    look();
 }
 
@@ -299,22 +273,13 @@ ZqShapeCollisionData& ZqSystemShapeCollisionCache::lookAt(const ZqShapeKey& key1
       m_places.insert(m_places.begin() + static_cast<std::ptrdiff_t>(at),
                       {key, 0, 0, 0, 0, std::move(record)});
    }
-<<<<<<< HEAD
-   Record& record = found->second;
-   if (!m_isTrial)
-      record.looked = m_evaluation;
-   keep(record);
-   if (record.data.key1() != key1)
-      record.data.exchangeSides();
-   return record.data;
-=======
    Place& place = m_places[at];
-   place.looked = m_evaluation;
+   if (!m_isTrial)
+      place.looked = m_evaluation;
    keep(place);
    if (place.record->key1() != key1)
       place.record->exchangeSides();
    return *place.record;
->>>>>>> patches
 }
 
 void ZqSystemShapeCollisionCache::touch(ZqShapeCollisionData& data)

@@ -99,19 +99,6 @@ public:
    /// @}
 
 private:
-<<<<<<< HEAD
-   /// What a record was before a trial, as far as later evaluations depend on it.
-   struct Kept
-   {
-      ZqShapeKey key1; ///< of the side that was the first
-      ZqContactMemory memory;
-      ZqShapePairCache pairCache;
-   };
-   struct Record
-   {
-      ZqShapeCollisionData data;
-      std::vector<Kept> kept;    ///< during a trial: one, once the record has been used
-=======
    using Record = std::unique_ptr<ZqShapeCollisionData>;
    /// A pair in either order: of links, the lesser first, and of the numbers of their shapes.
    struct Key
@@ -127,19 +114,19 @@ private:
    {
       Key key;
       std::uint64_t valid = 0;   ///< the last round in which it was
->>>>>>> patches
       std::uint64_t touched = 0; ///< the last evaluation in which it touched
       std::uint64_t looked = 0;  ///< or was looked at
       std::uint64_t kept = 0;    ///< the last trial before which its memory was kept
       Record record;
    };
    using Places = std::vector<Place>;
-   /// What a trial may use at will: the memory of before, with the sides that it had.
+   /// What a record was before a trial, as far as later evaluations depend on it.
    struct Kept
    {
       Key key;
-      ZqShapeKey key1;
+      ZqShapeKey key1; ///< of the side that was the first
       ZqContactMemory memory;
+      ZqShapePairCache pairCache;
    };
 
    std::size_t placeFrom(const Key& key, std::size_t guess) const noexcept;
