@@ -48,13 +48,13 @@ int main(int argumentCount, char** arguments)
    ZqSimulation::Settings settings;
    settings.integrator = ZqSimulation::Integrator::RungeKutta;
    ZqSimulation simulation(scene, settings);
-   constexpr ZqReal dt = 1e-4;
+   constexpr ZqReal dt = 1e-5;
    ZqReal height = heightOf(simulation);
    ZqReal error = 0.0;
    ZqReal rateBefore = 0.0;
    std::cout << "bounce  height (m)  restitution  should be\n";
    int bounce = 0;
-   for (long step = 1; bounce < 8; ++step)
+   for (int step = 1; bounce < 8; ++step)
    {
       if (!simulation.stepTo(step * dt))
          return 1;

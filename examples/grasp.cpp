@@ -35,7 +35,7 @@ int main(int argumentCount, char** arguments)
    constexpr ZqReal dt = 1e-4;
    ZqReal sag = 0.0; // of the block between the fingers, when they have it
    std::cout << "time (s)  lift (m)  block (m)  block against fingers (m)\n";
-   for (long step = 1; step <= 200000; ++step)
+   for (int step = 1; step <= 200000; ++step)
    {
       commands.apply(simulation, step * dt);
       if (!simulation.stepTo(step * dt))

@@ -199,7 +199,7 @@ ZqStatedSystem stack()
 
 ZqStatedSystem bouncingBall()
 {
-   constexpr Material ball{"rubber", 1000.0, 1e5, 0.1};
+   constexpr Material ball{"rubber", 1000.0, 2e7, 0.1};
    // Without the damper that lets things come to rest, the loss is that of the dissipation alone.
    ZqPointContactForceProcessor law = contactLaw();
    law.setSettlingDampingRatio(0.0);
@@ -207,7 +207,7 @@ ZqStatedSystem bouncingBall()
    ZqStatedSystem scene = emptyScene();
    addInteraction(scene, contact(law));
    place(scene,
-         manipulator("floor", {"ground", Material{"concrete", 2400.0, 1e5, 0.1}, ground}, {}), {});
+         manipulator("floor", {"ground", Material{"concrete", 2400.0, 2e7, 0.1}, ground}, {}), {});
    place(scene, freeBody("ball", {"ball", ball, ZqSphere(ZqVector(), 0.05)}),
          ZqVector(0.0, 0.0, 1.05));
    return scene;
