@@ -23,6 +23,7 @@ ZqSimulation::ZqSimulation(const ZqStatedSystem& scene, const Settings& settings
          m_state.velocityStates()[i].setGeneralVelocity(ZqGeneralMotion());
       beginWithClosedLoops(i);
    }
+   listMembers();
    const auto stored = m_state.positionStates();
    followCarriers();
    for (ZqU32 i = 0; i < m_members.size(); ++i)
@@ -73,6 +74,8 @@ ZqSimulation::Member ZqSimulation::makeMember(ZqU32 index)
    member.isLeftAlone = member.isUnbound && !m_interacts;
    member.isStill = manipulator.isFixedBase() && jointCount == 0;
    findRigidBody(member);
+   if (!member.rigidBody)
+      member.solvers = std::make_unique<Solvers>();
 
    ZqManipulatorActiveState& active = activeState(index);
    active.setAccelerationState(member.gravity);
@@ -87,6 +90,27 @@ ZqSimulation::Member ZqSimulation::makeMember(ZqU32 index)
          drives.powerConverterStates()[j].resize(joint.converter->numStateVariables());
    }
    return member;
+}
+
+void ZqSimulation::listMembers()
+{
+   bool isAnyCriterion = false;
+   for (ZqU32 i = 0; i < m_members.size(); ++i)
+   {
+      const Member& member = m_members[i];
+      if (!member.joints.empty())
+         m_jointed.push_back(i);
+      if (member.isConstrained)
+         m_constrained.push_back(i);
+      const bool hasCriteria = member.manipulator->stoppingCriteria().size() > 0;
+      if (hasCriteria || !member.joints.empty())
+         m_watched.push_back(i);
+      isAnyCriterion = isAnyCriterion || hasCriteria;
+   }
+   for (ZqU32 i = 0; i < m_members.size(); ++i)
+      if (!m_members[i].rigidBody || isAnyCriterion ||
+          m_settings.integrator != Integrator::SemiImplicitEuler)
+         m_accelerated.push_back(i);
 }
 
 ZqStatedSystem ZqSimulation::scene() const
@@ -118,10 +142,11 @@ bool ZqSimulation::stepTo(ZqReal time)
    }
    keepDrives();
    m_stateBefore = m_state;
-   for (ZqU32 i = 0; i < m_members.size(); ++i)
+   if (m_settings.closesLoops)
+      for (const ZqU32 i : m_constrained)
+         m_members[i].solvers->crbi.setProjectedStep(dt);
+   for (const ZqU32 i : m_jointed)
    {
-      if (m_members[i].isConstrained && m_settings.closesLoops)
-         m_members[i].crbi.setProjectedStep(dt);
       advanceConverters(i, dt);
       if (m_settings.integrator != Integrator::SemiImplicitEuler)
          m_members[i].drivesBefore = activeState(i).actuatorState();
@@ -138,11 +163,11 @@ bool ZqSimulation::stepTo(ZqReal time)
    if (!isDone || !isStateFinite())
    {
       m_state = m_stateBefore;
-      for (ZqU32 i = 0; i < m_members.size(); ++i)
+      for (const ZqU32 i : m_jointed)
          activeState(i).actuatorState() = m_members[i].drivesKept;
       return false;
    }
-   for (ZqU32 i = 0; i < m_members.size(); ++i)
+   for (const ZqU32 i : m_constrained)
       closeLoops(i);
    if (meetStoppingCriteria() || m_greatestGap)
       followCarriers();
@@ -154,14 +179,15 @@ bool ZqSimulation::stepTo(ZqReal time)
 /// as friction that has come to stick, is undone: such changes belong to steps.
 void ZqSimulation::keepDrives()
 {
-   for (ZqU32 i = 0; i < m_members.size(); ++i)
+   for (const ZqU32 i : m_jointed)
    {
-      if (m_members[i].joints.empty())
-         continue;
       ZqActuatorState& drives = activeState(i).actuatorState();
       ZqActuatorState& kept = m_members[i].drivesKept;
       m_isPresent ? drives = kept : kept = drives;
    }
+   if (m_isPresent)
+      for (ZqU32 i = 0; i < m_members.size(); ++i)
+         activeState(i).setAccelerationState(m_members[i].gravity);
    m_isPresent = m_areContactsPresent = false;
 }
 
@@ -182,7 +208,7 @@ ZqSystemActiveState& ZqSimulation::present()
    {
       Member& member = m_members[i];
       if (member.isConstrained)
-         member.crbi.getConstraintForces(member.constraintForces);
+         member.solvers->crbi.getConstraintForces(member.constraintForces);
       activeState(i).setAccelerationState(member.accelerations);
       computeMotorAccelerations(i);
    }
@@ -230,9 +256,10 @@ void ZqSimulation::computeTrialAccelerations(ZqReal time)
 void ZqSimulation::takeState()
 {
    m_active.setNonredundantState(m_state);
-   for (ZqU32 i = 0; i < m_members.size(); ++i)
-   {
+   for (const ZqU32 i : m_accelerated)
       activeState(i).setAccelerationState(m_members[i].gravity);
+   for (const ZqU32 i : m_jointed)
+   {
       followJoints(i);
       computeMotorTorques(i);
    }
@@ -252,12 +279,12 @@ void ZqSimulation::solve(ZqU32 index)
    Member& member = m_members[index];
    ZqManipulatorActiveState& active = activeState(index);
    if (m_settings.solver == Solver::Crbi)
-      member.crbi.acceleration(m_scene, *member.manipulator, m_torques[index], member.force,
+      member.solvers->crbi.acceleration(m_scene, *member.manipulator, m_torques[index], member.force,
                                member.accelerations, active, true);
    else
-      member.arbi.acceleration(m_scene, *member.manipulator, active.positionState(),
-                               active.velocityState(), m_torques[index], member.force,
-                               member.accelerations, active);
+      member.solvers->arbi.acceleration(m_scene, *member.manipulator, active.positionState(),
+                                        active.velocityState(), m_torques[index], member.force,
+                                        member.accelerations, active);
 }
 
 /// Puts attached manipulators where those that carry them are, moving as they do.
@@ -284,7 +311,7 @@ bool ZqSimulation::meetStoppingCriteria()
 {
    bool isAnyMet = false;
    bool isActiveStateSet = false;
-   for (ZqU32 i = 0; i < m_members.size(); ++i)
+   for (const ZqU32 i : m_watched)
       for (const ZqBaseStoppingCriterion* criterion :
            m_members[i].manipulator->stoppingCriteria().vectorContainer())
       {
@@ -304,7 +331,7 @@ bool ZqSimulation::meetStoppingCriteria()
 /// Takes down what happened in the step that was done.
 void ZqSimulation::collectResults()
 {
-   for (ZqU32 i = 0; i < m_members.size(); ++i)
+   for (const ZqU32 i : m_watched)
    {
       Member& member = m_members[i];
       if (member.isAnyHeld)

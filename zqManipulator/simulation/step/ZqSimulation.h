@@ -264,9 +264,11 @@ private:
    struct Motion;
    struct Momentum;
    struct RigidBody;
+   struct Solvers;
    struct Member;
 
    Member makeMember(ZqU32 index);
+   void listMembers();
    ZqManipulatorActiveState& activeState(ZqU32 index)
    {
       return m_active.manipulatorActiveStateVector()[index];
@@ -308,6 +310,7 @@ private:
    void solve(ZqU32 index);
    void findRigidBody(Member& member) const;
    void accelerateRigidBody(ZqU32 index);
+   void moveRigidBody(ZqU32 index, ZqReal dt);
 
    // Interactions
    struct Carried;
@@ -358,6 +361,15 @@ private:
    ZqManipulatorSystemState m_stateBefore; ///< the present step
    ZqSystemActiveState m_active;
    std::vector<Member> m_members;                  ///< one a manipulator
+   /// \name Indices of members, so that many bodies are not looked at in vain
+   /// @{
+   std::vector<ZqU32> m_jointed;
+   std::vector<ZqU32> m_constrained; ///< by what the solver heeds
+   std::vector<ZqU32> m_watched;     ///< for limits and by criteria
+   /// Of which the active state has the accelerations at the end of a step. Of the others, rigid bodies that
+   /// no criterion may ask for, it has but gravity.
+   std::vector<ZqU32> m_accelerated;
+   /// @}
    ZqXmlVectorType<ZqManipulatorTorque> m_torques; ///< at the motors, by manipulator
    ZqLinkInteractionsVector m_interactions;        ///< those of the scene: they remember
    bool m_interacts = false;                       ///< there are any, and they are to act

@@ -51,3 +51,13 @@ void ZqSimulation::accelerateRigidBody(ZqU32 index)
    member.accelerations.setGeneralAcceleration(
       {R * ZqVector(a.x, a.y, a.z), R * ZqVector(alpha.x, alpha.y, alpha.z)});
 }
+
+/// The velocity by the acceleration, then the position by the new velocity, as manipulators do.
+void ZqSimulation::moveRigidBody(ZqU32 index, ZqReal dt)
+{
+   const Member& member = m_members[index];
+   ZqGeneralMotion& V = m_state.velocityStates()[index].generalVelocity();
+   V += member.accelerations.generalAcceleration() * dt;
+   m_state.positionStates()[index].coordSysXForm().integrateReferenceFrameVelocity(
+      {member.toPlace * V.linear(), member.toPlace * V.angular()}, dt);
+}

@@ -9,9 +9,9 @@ void ZqSimulation::beginWithClosedLoops(ZqU32 index)
       m_settings.solver == Solver::Crbi && member.manipulator->stateEqualityConstraints().doc() > 0;
    if (!member.isConstrained)
       return;
-   member.crbi.setUsesConstraintKinematics(true);
+   member.solvers->crbi.setUsesConstraintKinematics(true);
    const ZqStateEqualityConstraintVector::Gap gap = gapOf(index);
-   if (!(gap.size <= member.projection.tolerance()))
+   if (!(gap.size <= member.solvers->projection.tolerance()))
       Zq::Print::instance().write(
          Zq::Oddity, "%s begins with a gap of %g m in %s, %s.\n",
          member.manipulator->manipulatorLabel().c_str(), gap.size,
@@ -33,7 +33,7 @@ void ZqSimulation::closeLoops(ZqU32 index)
       ZqPositionState& position = m_state.positionStates()[index];
       const bool isTried = member.wasClosed || !member.isToldOpen;
       const bool isClosed =
-         isTried && member.projection.projectPosition(m_scene, manipulator, position).converged;
+         isTried && member.solvers->projection.projectPosition(m_scene, manipulator, position).converged;
       member.wasClosed = member.wasClosed || isClosed;
       if (!isClosed && !member.isToldOpen)
       {
@@ -42,7 +42,7 @@ void ZqSimulation::closeLoops(ZqU32 index)
             Zq::Oddity, "%s: a loop that is open at %g s cannot be closed, and stays as it is.\n",
             manipulator.manipulatorLabel().c_str(), m_state.time());
       }
-      member.projection.projectVelocity(m_scene, manipulator, position,
+      member.solvers->projection.projectVelocity(m_scene, manipulator, position,
                                         m_state.velocityStates()[index]);
    }
    const ZqStateEqualityConstraintVector::Gap gap = gapOf(index);

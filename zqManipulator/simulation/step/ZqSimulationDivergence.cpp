@@ -28,13 +28,13 @@ std::optional<ZqSimulation::Place> ZqSimulation::firstNotFinite(ZqU32 index, ZqR
    const auto& positions = position.jointPositions().values();
    const auto& velocities = velocity.jointVelocities().values();
    const auto& accelerations = member.accelerations.jointAccelerations().values();
-   const auto& torques = activeState(index).actuatorState().outputTorques().values();
    std::optional<Place> result;
    ZqReal highest = -1.0;
    for (std::size_t j = 0; j < member.joints.size(); ++j)
    {
       if (std::isfinite(positions[j] + dt * (velocities[j] + dt * accelerations[j])))
          continue;
+      const auto& torques = activeState(index).actuatorState().outputTorques().values();
       const bool hasTorque = j >= torques.size() || std::isfinite(torques[j]);
       const ZqReal speed =
          hasTorque ? std::abs(velocities[j]) : std::numeric_limits<ZqReal>::infinity();
@@ -88,13 +88,14 @@ bool ZqSimulation::isStateFarFromOverflow()
       const ZqVelocityState& velocity = m_state.velocityStates()[i];
       const ZqGeneralMotion& V = velocity.generalVelocity();
       if (!(areBelow(position.jointPositions()) && areBelow(velocity.jointVelocities()) &&
-            areBelow(activeState(i).actuatorState().motorVelocities()) &&
             isVectorBelow(position.coordSysXForm().translation()) &&
             ::isFinite(position.coordSysXForm().orientation()) && isVectorBelow(V.linear()) &&
             isVectorBelow(V.angular())))
          return false;
    }
-   return true;
+   return std::all_of(m_jointed.begin(), m_jointed.end(),
+                      [&](ZqU32 i)
+                      { return areBelow(activeState(i).actuatorState().motorVelocities()); });
 }
 
 /// The joint or the base of a manipulator with the highest rate: what it carries may have more energy,

@@ -64,16 +64,22 @@ bool ZqSimulation::stepBySemiImplicitEuler(ZqReal dt)
 {
    for (ZqU32 i = 0; i < m_members.size(); ++i)
    {
-      stopAtLimits(i, dt);
+      if (!m_members[i].rigidBody)
+         stopAtLimits(i, dt);
       if (const std::optional<Place> place = firstNotFinite(i, dt))
       {
          m_divergence = Divergence{*place, m_state.time() + dt, "motion"};
          return false;
       }
-      activeState(i).setAccelerationState(m_members[i].accelerations);
-      advanceMotors(i, dt);
-      moveWithinLimits(i, dt);
+      if (m_members[i].rigidBody)
+         moveRigidBody(i, dt);
+      else
+         moveWithinLimits(i, dt);
    }
+   for (const ZqU32 i : m_accelerated)
+      activeState(i).setAccelerationState(m_members[i].accelerations);
+   for (const ZqU32 i : m_jointed)
+      advanceMotors(i, dt);
    return true;
 }
 
@@ -164,10 +170,9 @@ void ZqSimulation::returnToStart()
 {
    m_state = m_stateBefore;
    for (ZqU32 i = 0; i < m_members.size(); ++i)
-   {
-      activeState(i).actuatorState() = m_members[i].drivesBefore;
       m_members[i].force = m_members[i].forceAtStart;
-   }
+   for (const ZqU32 i : m_jointed)
+      activeState(i).actuatorState() = m_members[i].drivesBefore;
    takeState();
    solveAll();
 }

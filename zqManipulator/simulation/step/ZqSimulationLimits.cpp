@@ -69,8 +69,9 @@ void ZqSimulation::solveAtLimits(ZqU32 index, ZqReal dt)
       if (!member.isFree[j])
          accelerations[j] = (member.joints[j].velocityAtLimit - velocities[j]) / dt;
    member.torqueAtLimits = m_torques[index];
-   member.crbi.hybridTorqueAcceleration(m_scene, *member.manipulator, member.force, member.isFree,
-                                        member.torqueAtLimits, member.accelerations, active, true);
+   member.solvers->crbi.hybridTorqueAcceleration(m_scene, *member.manipulator, member.force,
+                                                 member.isFree, member.torqueAtLimits,
+                                                 member.accelerations, active, true);
    // That of a free base comes in the axes of the base.
    member.accelerations.generalAcceleration().transformBy(
       member.manipulator->dhFrameInSystem(active.activePositionState()).orientation());

@@ -8,6 +8,7 @@
 #include "zqManipulator/simulation/step/ZqSimulation.h"
 
 #include <array>
+#include <memory>
 #include <vector>
 
 /// A joint with its drive, and what goes into it.
@@ -80,6 +81,14 @@ struct ZqSimulation::ContactOfStep
    ContactMode mode;
 };
 
+/// What takes much room: those that are not one free body have it.
+struct ZqSimulation::Solvers
+{
+   ZqCrbiAccelerationTool crbi;
+   ZqArbiAccelerationTool arbi;
+   ZqConstraintProjection projection;
+};
+
 /// What belongs to one manipulator.
 struct ZqSimulation::Member
 {
@@ -91,9 +100,10 @@ struct ZqSimulation::Member
    const ZqIndividualManipulator* manipulator;
    std::vector<Joint> joints;
    bool isStill = false; ///< for ever: a fixed base without joints
+   ZqOrientation toPlace; ///< takes axes of the system to those of the manipulator's place
    std::optional<RigidBody> rigidBody;
-   ZqAccelerationState gravity;
    ZqAccelerationState accelerations;
+   ZqAccelerationState gravity;
    ZqManipulatorTorque torqueAtLimits;
    ZqManipulatorExternalForce externalForce; ///< that is given
    bool isPushed = false;                    ///< by it
@@ -101,9 +111,7 @@ struct ZqSimulation::Member
    ZqReArray constraintForces;
    ZqConstraintKinematics constraintKinematics;
    ZqActuatorState drivesKept; ///< at the start of a step, or before an evaluation of the present
-   ZqCrbiAccelerationTool crbi;
-   ZqArbiAccelerationTool arbi;
-   ZqConstraintProjection projection;
+   std::unique_ptr<Solvers> solvers; ///< null for a rigid body
    bool isConstrained = false; ///< and the solver heeds it
    bool wasClosed = false;     ///< all loops, at the start or since
    bool isToldOpen = false;    ///< by a message
@@ -113,7 +121,6 @@ struct ZqSimulation::Member
 
    /// \name Of the integrators with more than one evaluation a step
    /// @{
-   ZqOrientation toPlace;                 ///< takes axes of the system to those of the place
    Motion start, trial, end;              ///< of the step
    std::vector<ZqReal> slopes;            ///< accelerations, in the order of the rates
    ZqVector angularSlope;                 ///< angular acceleration (rad/s^2)
