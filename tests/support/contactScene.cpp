@@ -61,8 +61,7 @@ SolidBody solidSphere(ZqReal mass, ZqReal radius)
 
 SolidBody solidCylinder(ZqReal mass, ZqReal radius, ZqReal halfLength)
 {
-   const ZqReal across =
-      mass * (0.25 * radius * radius + halfLength * halfLength / 3.0);
+   const ZqReal across = mass * (0.25 * radius * radius + halfLength * halfLength / 3.0);
    const ZqVector end(0.0, 0.0, halfLength);
    return {std::make_unique<ZqCylinder>(ZqLineSegment(-end, end), radius),
            massOf(mass, {across, across, 0.5 * mass * radius * radius})};
@@ -80,8 +79,8 @@ SolidBody meshBox(ZqReal mass, const ZqVector& h)
    std::vector<std::array<ZqU32, 3>> triangles;
    for (const auto& f : faces)
       for (int k = 1; k < 3; ++k)
-         triangles.push_back({static_cast<ZqU32>(f[0]), static_cast<ZqU32>(f[k]),
-                              static_cast<ZqU32>(f[k + 1])});
+         triangles.push_back(
+            {static_cast<ZqU32>(f[0]), static_cast<ZqU32>(f[k]), static_cast<ZqU32>(f[k + 1])});
    return {std::make_unique<ZqTriangleMesh>(corners, triangles), massOfBox(mass, h)};
 }
 

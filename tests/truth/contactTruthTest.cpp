@@ -75,7 +75,10 @@ TEST(ContactTruth, ASlopeHoldsUpToTheAngleOfFriction)
          Simulation simulation(onFloor(body, 0.05, material, gravity).system);
          // What pulls it down is let go within half a second.
          const auto letGo = [&](ZqReal time)
-         { zqTest::push(simulation, 1, ZqVector(-gravity.x() * std::max(0.0, 1.0 - 2.0 * time), 0.0, 0.0)); };
+         {
+            zqTest::push(simulation, 1,
+                         ZqVector(-gravity.x() * std::max(0.0, 1.0 - 2.0 * time), 0.0, 0.0));
+         };
          run(simulation, dt, 2.0, letGo);
          const Frame early = zqTest::placeOf(simulation, 1);
          const ZqReal speed = zqTest::velocityOf(simulation, 1).linear().x();
@@ -156,9 +159,9 @@ struct Gripper
          result.setShape(ZqBox(Frame(), {0.01, 0.015, 0.02}));
          return result;
       };
-      ZqManipulatorLink hand = link(
-         "hand", joint(ZqDenavitHartenberg::Prismatic, alongZ, {}, alongZ), body(1.0, {}, {1e-3, 1e-3, 1e-3}),
-         drive(-1.0, 1.0));
+      ZqManipulatorLink hand =
+         link("hand", joint(ZqDenavitHartenberg::Prismatic, alongZ, {}, alongZ),
+              body(1.0, {}, {1e-3, 1e-3, 1e-3}), drive(-1.0, 1.0));
       hand.addChild(finger("left", -0.04 + over));
       hand.addChild(finger("right", 0.04 - over));
       ZqIndividualManipulator gripper;
@@ -222,24 +225,29 @@ TEST(ContactTruth, AStackOfTenStands)
    constexpr ZqReal dt = 2e-4;
    ContactMaterial material;
    material.stiffness = 4e5;
-   std::mt19937 random(7);
-   std::uniform_real_distribution<ZqReal> some(-1.0, 1.0);
-   ContactScene scene;
-   scene.addFloor();
-   ZqReal z = -0.05;
-   for (int i = 0; i < 10; ++i)
+   // One that is put up with care, and one of boxes that are turned and shifted, which sways for a while.
+   for (const ZqReal roughness : {0.0, 1.0})
    {
-      z += 0.1 - (10 - i) * g / material.stiffness;
-      const ZqVector p(2e-3 * some(random), 2e-3 * some(random), z);
-      scene.addFree(zqTest::solidBox(1.0, cube), {p, ZqOrientation::zRotation(0.1 * some(random))});
+      std::mt19937 random(7);
+      std::uniform_real_distribution<ZqReal> some(-roughness, roughness);
+      ContactScene scene;
+      scene.addFloor();
+      ZqReal z = -0.05;
+      for (int i = 0; i < 10; ++i)
+      {
+         z += 0.1 - (10 - i) * g / material.stiffness;
+         const ZqVector p(2e-3 * some(random), 2e-3 * some(random), z);
+         scene.addFree(zqTest::solidBox(1.0, cube),
+                       {p, ZqOrientation::zRotation(0.1 * some(random))});
+      }
+      scene.setContact(material);
+      Simulation simulation(scene.system);
+      run(simulation, dt, roughness > 0.0 ? 3.0 : 0.2);
+      EXPECT_LT(simulation.energy().kinetic, roughness > 0.0 ? 2e-5 : 1e-20);
+      EXPECT_NEAR(zqTest::wayOf(simulation, 10).z(), z, roughness > 0.0 ? 2e-5 : 1e-12);
+      EXPECT_EQ(simulation.contacts().size(), 10U);
+      EXPECT_EQ(simulation.slips(), 0U);
    }
-   scene.setContact(material);
-   Simulation simulation(scene.system);
-   run(simulation, dt, 3.0);
-   EXPECT_LT(simulation.energy().kinetic, 1e-7);
-   EXPECT_NEAR(zqTest::wayOf(simulation, 10).z(), z, 2e-5);
-   EXPECT_EQ(simulation.contacts().size(), 10U);
-   EXPECT_EQ(simulation.slips(), 0U);
 }
 
 TEST(ContactTruth, ABoxComesToRestAsDeepAsItsWeightSays)
@@ -252,17 +260,19 @@ TEST(ContactTruth, ABoxComesToRestAsDeepAsItsWeightSays)
       material.stiffness = exponent > 1.0 ? 1e7 : 1e5;
       ContactScene scene;
       scene.addFloor();
-      scene.addFree(zqTest::solidBox(1.0, cube), {ZqVector(0.0, 0.0, 0.15), ZqOrientation::yRotation(0.5) *
-                                                                              ZqOrientation::xRotation(0.3)});
+      scene.addFree(
+         zqTest::solidBox(1.0, cube),
+         {ZqVector(0.0, 0.0, 0.15), ZqOrientation::yRotation(0.5) * ZqOrientation::xRotation(0.3)});
       scene.setContact(material);
       Simulation simulation(scene.system);
       run(simulation, 5e-4, 6.0);
-      EXPECT_NEAR(0.05 - zqTest::wayOf(simulation, 1).z(), std::pow(g / material.stiffness, 1.0 / exponent),
-                  1e-9);
+      EXPECT_NEAR(0.05 - zqTest::wayOf(simulation, 1).z(),
+                  std::pow(g / material.stiffness, 1.0 / exponent), 1e-9);
       EXPECT_LT(simulation.energy().kinetic, 1e-15);
       // Level to rounding: one of its axes is upright.
       const ZqOrientation& R = zqTest::placeOf(simulation, 1).orientation();
-      const ZqReal upright = std::max({std::abs(R.xAxis().z()), std::abs(R.yAxis().z()), std::abs(R.zAxis().z())});
+      const ZqReal upright =
+         std::max({std::abs(R.xAxis().z()), std::abs(R.yAxis().z()), std::abs(R.zAxis().z())});
       EXPECT_NEAR(upright, 1.0, 1e-15);
    }
 }
@@ -309,7 +319,9 @@ TEST(ContactTruth, ASphereBouncesAsEachLawIntegrates)
          material.dissipation = dissipation;
          material.settlingFraction = 0.0;
          material.staticFriction = 0.0;
-         cases.push_back({"our own", zqTest::contactOf(material), [=](ZqReal d, ZqReal rate) {
+         cases.push_back({"our own", zqTest::contactOf(material),
+                          [=](ZqReal d, ZqReal rate)
+                          {
                              return std::max(0.0, material.stiffness * std::pow(d, exponent) *
                                                      (1.0 + dissipation * rate));
                           }});
@@ -317,23 +329,25 @@ TEST(ContactTruth, ASphereBouncesAsEachLawIntegrates)
    // The told laws: two surfaces of these constants in series.
    constexpr ZqReal k = 5e4;
    constexpr ZqReal c = 20.0;
-   const auto set = [&](auto law, ZqReal exponent)
+   const auto set = [&](auto law, ZqReal exponent, ZqReal damper)
    {
       law.setDefaultSpringConstant(2.0 * k);
-      law.setDefaultDamperConstant(2.0 * c);
+      law.setDefaultDamperConstant(2.0 * damper);
       law.setDefaultSpringExponent(exponent);
       return zqTest::contactOf(law);
    };
    for (const ZqReal exponent : {1.0, 1.2})
    {
       // Half of it by the patch, which neither knows the exponent nor lets go.
-      cases.push_back({"spring and patch", set(ZqMassSpringCollisionForceProcessor(), exponent),
+      cases.push_back({"spring and patch", set(ZqMassSpringCollisionForceProcessor(), exponent, c),
                        [=](ZqReal d, ZqReal rate) {
                           return 0.5 * std::max(0.0, k * std::pow(d, exponent) + c * rate) +
                                  0.5 * (k * d + c * rate);
                        }});
-      cases.push_back({"damper that grows", set(ZqMassSpringDamperCollisionForceProcessor(), exponent),
-                       [=](ZqReal d, ZqReal rate) { return k * std::pow(d, exponent) + d * c * 200.0 * rate; }});
+      cases.push_back({"damper that grows",
+                       set(ZqMassSpringDamperCollisionForceProcessor(), exponent, 200.0 * c),
+                       [=](ZqReal d, ZqReal rate)
+                       { return k * std::pow(d, exponent) + 200.0 * c * d * rate; }});
    }
    for (std::size_t i = 0; i < cases.size(); ++i)
    {
@@ -365,10 +379,14 @@ TEST(ContactTruth, CollidingBodiesKeepTheirMomentum)
    {
       switch (kind)
       {
-      case 0: return zqTest::solidSphere(2.0, 0.05);
-      case 1: return zqTest::solidBox(2.0, {0.05, 0.04, 0.03});
-      case 2: return zqTest::solidCylinder(2.0, 0.04, 0.05);
-      default: return zqTest::meshBox(2.0, {0.05, 0.04, 0.03});
+      case 0:
+         return zqTest::solidSphere(2.0, 0.05);
+      case 1:
+         return zqTest::solidBox(2.0, {0.05, 0.04, 0.03});
+      case 2:
+         return zqTest::solidCylinder(2.0, 0.04, 0.05);
+      default:
+         return zqTest::meshBox(2.0, {0.05, 0.04, 0.03});
       }
    };
    for (int one = 0; one < 4; ++one)
@@ -378,7 +396,9 @@ TEST(ContactTruth, CollidingBodiesKeepTheirMomentum)
          ContactScene scene({0.0, 0.0, 0.0});
          ContactMaterial material;
          scene.addFree(make(one), Frame(), {{1.2, 0.1, 0.3}, {3.0, -5.0, 2.0}});
-         scene.addFree(make(other), {ZqVector(0.13, 0.02, 0.01), ZqOrientation::xRotation(0.3) * ZqOrientation::zRotation(0.6)},
+         scene.addFree(make(other),
+                       {ZqVector(0.13, 0.02, 0.01),
+                        ZqOrientation::xRotation(0.3) * ZqOrientation::zRotation(0.6)},
                        {{-0.8, 0.0, -0.1}, {-1.0, 4.0, 6.0}});
          scene.setContact(material);
          const auto momentum = [&](const Simulation& simulation)
@@ -426,7 +446,8 @@ TEST(ContactTruth, RoundBodiesSlideUntilTheyRoll)
    };
    std::array<Case, 2> cases{
       {{zqTest::solidSphere(1.0, 0.05), Frame(), 0.4},
-       {zqTest::solidCylinder(1.0, 0.05, 0.06), Frame(ZqVector(), ZqOrientation::xRotation(std::numbers::pi / 2.0)), 0.5}}};
+       {zqTest::solidCylinder(1.0, 0.05, 0.06),
+        Frame(ZqVector(), ZqOrientation::xRotation(std::numbers::pi / 2.0)), 0.5}}};
    for (const auto& [body, frame, share] : cases)
    {
       SCOPED_TRACE(share);
@@ -436,7 +457,8 @@ TEST(ContactTruth, RoundBodiesSlideUntilTheyRoll)
       const ZqReal depth = g / material.stiffness;
       ContactScene scene;
       scene.addFloor();
-      scene.addFree(body, {ZqVector(0.0, 0.0, 0.05 - depth), frame.orientation()}, {{1.0, 0.0, 0.0}, {}});
+      scene.addFree(body, {ZqVector(0.0, 0.0, 0.05 - depth), frame.orientation()},
+                    {{1.0, 0.0, 0.0}, {}});
       scene.setContact(material);
       Simulation simulation(scene.system);
       ZqReal rolls = 0.0;
@@ -450,7 +472,7 @@ TEST(ContactTruth, RoundBodiesSlideUntilTheyRoll)
       // The lever of a sunk body is shorter: from v = w (r - d / 2) and I w = m (v0 - v) (r - d / 2).
       const ZqReal lever = 0.05 - 0.5 * depth;
       const ZqReal ratio = share * 0.0025 / (lever * lever);
-      EXPECT_NEAR(zqTest::velocityOf(simulation, 1).linear().x(), 1.0 / (1.0 + ratio) , 1e-4);
+      EXPECT_NEAR(zqTest::velocityOf(simulation, 1).linear().x(), 1.0 / (1.0 + ratio), 1e-4);
       EXPECT_NEAR(rolls, (1.0 - 1.0 / (1.0 + share)) / (0.3 * g), 2e-3);
    }
 }
@@ -466,8 +488,8 @@ TEST(ContactTruth, ADiscEndsSlidingAndSpinningTogether)
    {
       SCOPED_TRACE(speed);
       constexpr ZqReal dt = 2e-4;
-      Simulation simulation(onFloor(zqTest::solidCylinder(1.0, radius, 0.01), 0.01, material, {0.0, 0.0, -g},
-                                    {{speed, 0.0, 0.0}, {0.0, 0.0, 20.0}})
+      Simulation simulation(onFloor(zqTest::solidCylinder(1.0, radius, 0.01), 0.01, material,
+                                    {0.0, 0.0, -g}, {{speed, 0.0, 0.0}, {0.0, 0.0, 20.0}})
                                .system);
       ZqReal slideEnds = 0.0;
       ZqReal spinEnds = 0.0;
@@ -500,7 +522,8 @@ TEST(ContactTruth, ASpinningTopIsBrakedByTorsion)
    run(simulation, 2e-4, 0.4);
    const ZqReal braking = 0.3 * g * 0.005 / (0.4 * 0.0025);
    EXPECT_NEAR(spin(), 10.0 - 0.4 * braking, 0.01);
-   run(simulation, 2e-4, 1.0);
+   // What the torsional spring rings with afterwards fades by 3.5 in a second.
+   run(simulation, 2e-4, 3.0);
    EXPECT_NEAR(spin(), 0.0, 1e-3);
    EXPECT_LT(std::hypot(zqTest::wayOf(simulation, 1).x(), zqTest::wayOf(simulation, 1).y()), 1e-12);
 }
@@ -513,7 +536,9 @@ TEST(ContactTruth, UndampedRockingGainsNoEnergy)
    material.staticFriction = 0.0;
    ContactScene scene;
    scene.addFloor();
-   scene.addFree(zqTest::solidBox(1.0, cube), {ZqVector(0.0, 0.0, 0.05), ZqOrientation::yRotation(0.01) * ZqOrientation::xRotation(0.007)});
+   scene.addFree(
+      zqTest::solidBox(1.0, cube),
+      {ZqVector(0.0, 0.0, 0.05), ZqOrientation::yRotation(0.01) * ZqOrientation::xRotation(0.007)});
    scene.setContact(material);
    Simulation simulation(scene.system);
    const auto total = [&]
@@ -538,15 +563,17 @@ TEST(ContactTruth, TheBalanceOfEnergyClosesWithTheStep)
       {
          const ZqReal dt = 4e-4 / (1 << i);
          const ContactMaterial material;
-         ContactScene scene = onFloor(zqTest::solidBox(1.0, cube), isDropped ? 0.06 : 0.05, material,
-                                      isDropped ? ZqVector(0.0, 0.0, -g) : onSlope(1.1 * std::atan(0.5)));
+         ContactScene scene =
+            onFloor(zqTest::solidBox(1.0, cube), isDropped ? 0.06 : 0.05, material,
+                    isDropped ? ZqVector(0.0, 0.0, -g) : onSlope(1.1 * std::atan(0.5)));
          Simulation simulation(scene.system);
          ZqReal lost = 0.0;
          const auto stored = [&]
          {
             ZqReal result = simulation.energy().total();
             for (const Simulation::Contact& contact : simulation.contacts())
-               result += contact.record->response().normalEnergy + contact.record->response().tangentialEnergy;
+               result += contact.record->response().normalEnergy +
+                         contact.record->response().tangentialEnergy;
             return result;
          };
          const ZqReal before = stored();
@@ -578,14 +605,17 @@ TEST(ContactTruth, TurningExchangingAndRestoringChangeNothing)
       const auto addFloor = [&] { scene.addFloor(world); };
       const auto addLower = [&]
       {
-         scene.addFree(zqTest::solidBox(1.0, {0.08, 0.07, 0.02}), world * Frame(ZqVector(0.0, 0.0, 0.0198)),
-                       {world.orientation() * ZqVector(0.3, 0.1, 0.0), world.orientation() * ZqVector(0.0, 0.0, 2.0)});
+         scene.addFree(zqTest::solidBox(1.0, {0.08, 0.07, 0.02}),
+                       world * Frame(ZqVector(0.0, 0.0, 0.0198)),
+                       {world.orientation() * ZqVector(0.3, 0.1, 0.0),
+                        world.orientation() * ZqVector(0.0, 0.0, 2.0)});
       };
       const auto addUpper = [&]
       {
          scene.addFree(zqTest::solidBox(0.5, {0.04, 0.03, 0.02}),
                        world * Frame(ZqVector(0.01, 0.0, 0.0597), ZqOrientation::zRotation(0.4)),
-                       {world.orientation() * ZqVector(0.3, 0.1, 0.0), world.orientation() * ZqVector(0.0, 0.0, 2.0)});
+                       {world.orientation() * ZqVector(0.3, 0.1, 0.0),
+                        world.orientation() * ZqVector(0.0, 0.0, 2.0)});
       };
       if (isExchanged)
       {
@@ -606,14 +636,17 @@ TEST(ContactTruth, TurningExchangingAndRestoringChangeNothing)
    Simulation straight(make(Frame(), false));
    run(straight, dt, 0.4);
 
-   const Frame world({3.0, -2.0, 5.0}, ZqOrientation::xRotation(0.7) * ZqOrientation::yRotation(-1.1));
+   const Frame world({3.0, -2.0, 5.0},
+                     ZqOrientation::xRotation(0.7) * ZqOrientation::yRotation(-1.1));
    Simulation turned(make(world, false));
    run(turned, dt, 0.4);
    Simulation exchanged(make(Frame(), true));
    run(exchanged, dt, 0.4);
    for (ZqU32 i = 1; i < 3; ++i)
    {
-      EXPECT_LT(wayBetween(zqTest::placeOf(straight, i), world.inverse() * zqTest::placeOf(turned, i)), 1e-9);
+      EXPECT_LT(
+         wayBetween(zqTest::placeOf(straight, i), world.inverse() * zqTest::placeOf(turned, i)),
+         1e-9);
       EXPECT_LT(wayBetween(zqTest::placeOf(straight, i), zqTest::placeOf(exchanged, 2 - i)), 1e-9);
    }
 
