@@ -453,6 +453,7 @@ ExitCode simulate(const RunOptions& options)
    const Outcome outcome =
       Runner(simulation, schedule, inputs.get(), std::move(recorders), every, plot.get())
          .run(!options.quiet);
+   warnOfDepth(simulation);
 
    // The last failure gives the exit code.
    const std::vector<Failure> failures = report(options, step, schedule, interactions, simulation,
