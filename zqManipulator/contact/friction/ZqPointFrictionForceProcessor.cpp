@@ -200,6 +200,9 @@ void PatchEvaluation::run() noexcept
    chooseMode();
    for (int i = 0; i < count; ++i)
       hold(i);
+   // Memories of the same are equal.
+   for (int i = count; i < m_oldCount; ++i)
+      m_memory.grips[i] = {};
    m_memory.frictionMode = m_memory.isSlipping ? ZqFrictionMode::Kinetic : ZqFrictionMode::Static;
    m_memory.time = m_input.time;
 }

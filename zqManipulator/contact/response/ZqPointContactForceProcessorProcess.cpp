@@ -17,19 +17,21 @@ public:
       : m_frame1(sides[0].frame), m_frame2(sides[1].frame)
    {
    }
-   void add(const ZqVector& place, const ZqVector& force, const ZqVector& moment = {})
+   void add(const ZqVector& place, const ZqVector& force)
    {
       m_force += force;
-      m_moment1 += (place - m_frame1.translation()).cross(force) + moment;
-      m_moment2 += (place - m_frame2.translation()).cross(force) + moment;
+      m_moment += (place - m_frame1.translation()).cross(force);
    }
+   void addMoment(const ZqVector& moment) { m_moment += moment; }
    /// Each in the primary frame of its body.
    ZqContactForces forces() const
    {
       const ZqOrientation to1 = m_frame1.orientation().inverse();
       const ZqOrientation to2 = m_frame2.orientation().inverse();
-      return {ZqGeneralForce(to1 * m_force, to1 * m_moment1),
-              ZqGeneralForce(-(to2 * m_force), -(to2 * m_moment2))};
+      const ZqVector moment2 =
+         m_moment + (m_frame1.translation() - m_frame2.translation()).cross(m_force);
+      return {ZqGeneralForce(to1 * m_force, to1 * m_moment),
+              ZqGeneralForce(-(to2 * m_force), -(to2 * moment2))};
    }
    const ZqVector& force() const { return m_force; }
 
@@ -37,7 +39,7 @@ private:
    const ZqCoordinateSystemTransformation& m_frame1;
    const ZqCoordinateSystemTransformation& m_frame2;
    ZqVector m_force;
-   ZqVector m_moment1, m_moment2; ///< about the origin of each body's frame
+   ZqVector m_moment; ///< about the origin of the first body's frame
 };
 
 /// One evaluation of the law for a contact.
@@ -63,9 +65,8 @@ private:
    ZqReal radius() const;
    ZqVector velocityAt(std::size_t side, const ZqVector& place) const
    {
-      ZqGeneralMotion motion = m_sides[side].velocity;
-      motion.transformBy(m_sides[side].frame.translation() - place);
-      return motion.linear();
+      const ZqGeneralMotion& motion = m_sides[side].velocity;
+      return motion.linear() + motion.angular().cross(place - m_sides[side].frame.translation());
    }
 
    const ZqPointContactForceProcessor& m_law;
@@ -88,15 +89,20 @@ void PointContact::placePoints()
       places[i] = 0.5 * (manifold.points[i].point1 + manifold.points[i].point2);
    zqShareOutPatch(std::span(places).first(count), manifold.normal,
                    std::span(weights).first(count));
-   const ZqCoordinateSystemTransformation& frame = m_sides[0].frame;
+   const zqConvex::Pose X = zqConvex::pose(m_sides[0].frame);
+   const auto turned = [&](const ZqVector& v) { return zqConvex::vector(X.R * zqConvex::vec3(v)); };
    for (std::size_t i = 0; i < count; ++i)
    {
       const ZqContactPoint& p = manifold.points[i];
-      m_patch.points[i] = {p.name,        frame * places[i], frame.orientation() * p.normal,
-                           -p.separation, weights[i],        0.0};
+      ZqPatchFrictionInput::Point& point = m_patch.points[i];
+      point.name = p.name;
+      point.place = turned(places[i]) + m_sides[0].frame.translation();
+      point.normal = turned(p.normal);
+      point.depth = -p.separation;
+      point.weight = weights[i];
    }
    m_patch.count = manifold.count;
-   m_patch.normal = frame.orientation() * manifold.normal;
+   m_patch.normal = turned(manifold.normal);
 }
 
 /// Each point along its own normal.
@@ -143,7 +149,8 @@ void PointContact::takePointFriction(const ZqPatchFriction& friction)
    for (int i = 0; i < m_patch.count; ++i)
    {
       const ZqPatchFrictionInput::Point& p = m_patch.points[i];
-      m_friction.add(p.place, friction.forces[i], p.normal * friction.moments[i]);
+      m_friction.add(p.place, friction.forces[i]);
+      m_friction.addMoment(p.normal * friction.moments[i]);
       m_response.points[i].friction = friction.forces[i];
    }
    m_frictionForces = m_friction.forces();
