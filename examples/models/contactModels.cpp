@@ -2,160 +2,14 @@
 
 #include "contactModels.h"
 
-#include "modelParts.h"
+#include "bodyParts.h"
+
+#include <cmath>
 
 namespace models
 {
 namespace
 {
-/// What a body is made of: the name by which contacts find its friction, and its density (kg/m^3). A body
-/// that is not filled to the last corner counts with less.
-struct Material
-{
-   const char* name;
-   ZqReal density;
-};
-constexpr Material steel{"steel", 7850.0};
-constexpr Material aluminium{"metal", 2700.0};
-constexpr Material housing{"metal", 900.0}; // drives and gears behind sheet metal
-constexpr Material rubber{"rubber", 1200.0};
-constexpr Material wood{"wood", 650.0};
-constexpr Material concrete{"concrete", 2400.0};
-
-/// A body of parts: a shape, and the mass of all of them.
-class Parts
-{
-public:
-   template <class Shape>
-   Parts(const ZqString& name, const Material& material, const Shape& shape)
-   {
-      add(name, material, shape);
-   }
-   template <class Shape>
-   Parts& add(const ZqString& name, const Material& material, Shape shape)
-   {
-      ZqDataMap surface;
-      surface.add(ZqString(ZqFoundCommon::ZqSurfaceMaterialTypeToken.localName()),
-                  ZqString(material.name));
-      ZqShape::Surfaces surfaces;
-      surfaces.mapContainer()["0"] = surface;
-      shape.setIdentifier(name);
-      shape.setSurfaces(surfaces);
-      m_shapes.addShapeToUnion(shape);
-      const ZqExactSolid solid(shape);
-      if (solid.isSolid())
-         m_mass += solid.ofDensity(material.density);
-      return *this;
-   }
-   /// Gives a link the shape, and the mass of all parts.
-   void make(ZqManipulatorLink& link) const
-   {
-      const bool hasMass = m_mass.mass() > 0.0;
-      link.setMassProperties(hasMass ? m_mass : ZqRigidBodyMassProperties::nullObject());
-      if (m_shapes.memberCount() == 1)
-         link.setShape(*m_shapes.member(0));
-      else
-         link.setShape(m_shapes);
-   }
-
-private:
-   ZqShapeUnion m_shapes;
-   ZqRigidBodyMassProperties m_mass;
-};
-
-ZqBox box(const ZqVector& center, const ZqVector& size)
-{
-   return {center, size * 0.5};
-}
-ZqBox box(ZqReal x, ZqReal y, ZqReal z)
-{
-   return box(ZqVector(), ZqVector(x, y, z));
-}
-ZqDenavitHartenberg sliding(const ZqOrientation& axis, const ZqVector& point,
-                            const ZqOrientation& axisOfParent = {})
-{
-   return joint(ZqDenavitHartenberg::Prismatic, axis, point, axisOfParent);
-}
-
-/// A drive of at most this torque (N m, or N of a sliding joint) and rate.
-ZqJointActuator strongDrive(ZqReal lowerLimit, ZqReal upperLimit, ZqReal torque, ZqReal rate)
-{
-   ZqJointActuator actuator = drive(lowerLimit, upperLimit);
-   actuator.setMaxOutputRate(rate);
-   ZqPassThroughPowerConverter converter;
-   converter.setMinTorque(-torque);
-   converter.setMaxTorque(torque);
-   actuator.setPowerConverter(converter);
-   return actuator;
-}
-
-ZqManipulatorLink link(const ZqString& label, const ZqLinkKinematics& joint, const Parts& parts,
-                       const ZqJointActuator& actuator)
-{
-   ZqManipulatorLink result = models::link(label, joint, {}, actuator);
-   parts.make(result);
-   return result;
-}
-
-/// A manipulator whose links may all collide with each other, but for those that hang together.
-ZqIndividualManipulator manipulator(const ZqString& label, const Parts& baseParts,
-                                    const std::vector<ZqManipulatorLink>& children)
-{
-   ZqManipulatorLink base;
-   base.setLinkLabel("base");
-   baseParts.make(base);
-   for (const ZqManipulatorLink& child : children)
-      base.addChild(child);
-   ZqIndividualManipulator result;
-   result.setFromLink(base);
-   result.setManipulatorLabel(label);
-
-   ZqManipulatorSelfCollisionLinkMap pairs;
-   pairs.buildMapFromSystem(result);
-   pairs.setAllAsCollisionCandidates();
-   for (ZqU32 i = 0; i < result.jointDof(); ++i)
-   {
-      const ZqManipulatorLink& child = *result.linkByIndex(i);
-      const ZqString& name = child.linkLabel();
-      pairs.setLinkCollisionCanditateByIdentifier(name, name, false);
-      pairs.setLinkCollisionCanditateByIdentifier(name, child.parentLink()->linkLabel(), false);
-   }
-   pairs.setLinkCollisionCanditateByIdentifier("base", "base", false);
-   result.setSelfCollisionLinkMap(pairs);
-   return result;
-}
-
-ZqIndividualManipulator freeBody(const ZqString& label, const Parts& parts)
-{
-   ZqIndividualManipulator result = manipulator(label, parts, {});
-   result.setIsFixedBase(false);
-   return result;
-}
-
-/// The floor is the first manipulator of a scene: all below z = 0.
-ZqStatedSystem sceneOnFloor()
-{
-   const ZqHalfSpace ground{ZqPlane(ZqVector(), ZqVector(0.0, 0.0, 1.0))};
-   ZqStatedSystem scene = emptyScene();
-   scene.addManipulator(manipulator("floor", {"ground", concrete, ground}, {}), position({}),
-                        rest(0));
-   return scene;
-}
-
-void place(ZqStatedSystem& scene, const ZqIndividualManipulator& body,
-           const ZqCoordinateSystemTransformation& X)
-{
-   scene.addManipulator(body, position({}, X), rest(0));
-}
-
-/// What stands on the floor and stays there.
-void excludeFromFloor(ZqStatedSystem& scene, ZqU32 manipulator)
-{
-   ZqSystemCollisionExclusionMap map = scene.system().collisionExclusionMap();
-   map.excludeLinkCollisionCandidate(0, "base", manipulator, "base");
-   scene.setCollisionExclusionMap(map);
-}
-
 /// A finger that slides to the left (1) or to the right (-1) of the hand, with a rubber pad inside that
 /// reaches to the middle when the joint is at zero.
 ZqManipulatorLink finger(const ZqString& label, ZqReal side)
@@ -167,11 +21,11 @@ ZqManipulatorLink finger(const ZqString& label, ZqReal side)
          .add(label + "Pad", rubber,
               box(ZqVector(0.07, 0.0025 * side, 0.0), ZqVector(0.036, 0.005, 0.02)));
    return link(label, sliding(side > 0.0 ? alongY : alongMinusY, ZqVector(0.23, 0.0, 0.0), alongX),
-               parts, strongDrive(0.0, 0.045, 40.0, 0.15));
+               parts, damped(strongDrive(0.0, 0.045, 40.0, 0.15), 200.0));
 }
-} // namespace
 
-ZqStatedSystem gripper()
+/// A parallel gripper that goes up to a height (m), driven by forces: its joints are damped.
+ZqIndividualManipulator gripperOnLift(ZqReal height)
 {
    const Parts post =
       Parts("foot", steel, box(ZqVector(-0.05, 0.0, 0.01), ZqVector(0.2, 0.24, 0.02)))
@@ -183,36 +37,59 @@ ZqStatedSystem gripper()
          .add("palm", housing, box(ZqVector(0.2125, 0.0, 0.0), ZqVector(0.035, 0.13, 0.034)));
 
    ZqManipulatorLink hand = link("hand", sliding(alongX, ZqVector(), alongZ), handBody,
-                                 strongDrive(0.0, 0.15, 60.0, 0.5));
+                                 damped(strongDrive(0.0, 0.15, 60.0, 0.5), 100.0));
    hand.addChild(finger("leftFinger", 1.0));
    hand.addChild(finger("rightFinger", -1.0));
    hand.addNamedPoint("grip", ZqVector(0.3, 0.0, 0.0));
-   ZqManipulatorLink carriage = link("carriage", sliding(alongZ, ZqVector(0.0, 0.0, 0.03)),
-                                     carriageBody, strongDrive(0.0, 0.4, 80.0, 0.5));
+   ZqManipulatorLink carriage =
+      link("carriage", sliding(alongZ, ZqVector(0.0, 0.0, 0.03)), carriageBody,
+           damped(strongDrive(0.0, height, 80.0, 0.5), 100.0));
    carriage.addChild(hand);
+   return manipulator("gripper", post, {carriage});
+}
 
+/// The table is the second manipulator of a scene, after the floor.
+constexpr ZqReal tableHeight = 0.75;
+ZqStatedSystem sceneWithTable()
+{
+   Parts table("top", wood, box(ZqVector(0.0, 0.0, tableHeight - 0.015), ZqVector(1.2, 0.8, 0.03)));
+   for (const ZqReal x : {-0.55, 0.55})
+      for (const ZqReal y : {-0.35, 0.35})
+         table.add(ZqString(y > 0.0 ? "left" : "right") + (x > 0.0 ? "Front" : "Rear") + "Leg",
+                   wood, box(ZqVector(x, y, 0.36), ZqVector(0.05, 0.05, 0.72)));
    ZqStatedSystem scene = sceneOnFloor();
-   scene.addManipulator(manipulator("gripper", post, {carriage}), position({0.0, 0.0, 0.04, 0.04}),
-                        rest(4));
-   place(scene, freeBody("block", {"block", wood, box(0.05, 0.05, 0.05)}),
-         ZqVector(0.4, 0.0, 0.025));
-   excludeFromFloor(scene, 1);
+   scene.addManipulator(manipulator("table", table, {}), position({}), rest(0));
+   standFast(scene, 1);
+   return scene;
+}
+
+const std::vector<ZqReal> openGripper{0.0, 0.0, 0.04, 0.04};
+const Parts woodenBlock("block", wood, box(0.05, 0.05, 0.05));
+} // namespace
+
+ZqStatedSystem gripper()
+{
+   ZqStatedSystem scene = sceneOnFloor();
+   scene.addManipulator(gripperOnLift(0.4), position(openGripper), rest(4));
+   place(scene, freeBody("block", woodenBlock), ZqVector(0.4, 0.0, 0.025));
+   standFast(scene, 1);
+   return scene;
+}
+
+ZqStatedSystem grasp()
+{
+   ZqStatedSystem scene = sceneWithTable();
+   const ZqVector place(-0.2, 0.0, tableHeight);
+   scene.addManipulator(gripperOnLift(0.3), position(openGripper, place), rest(4));
+   standFast(scene, 2, 1);
+   models::place(scene, freeBody("block", woodenBlock), place + ZqVector(0.3, 0.0, 0.025));
    return scene;
 }
 
 ZqStatedSystem tableTop()
 {
-   constexpr ZqReal top = 0.75;
-   Parts table("top", wood, box(ZqVector(0.0, 0.0, top - 0.015), ZqVector(1.2, 0.8, 0.03)));
-   for (const ZqReal x : {-0.55, 0.55})
-      for (const ZqReal y : {-0.35, 0.35})
-         table.add(ZqString(y > 0.0 ? "left" : "right") + (x > 0.0 ? "Front" : "Rear") + "Leg",
-                   wood, box(ZqVector(x, y, 0.36), ZqVector(0.05, 0.05, 0.72)));
-
-   ZqStatedSystem scene = sceneOnFloor();
-   scene.addManipulator(manipulator("table", table, {}), position({}), rest(0));
-   excludeFromFloor(scene, 1);
-
+   constexpr ZqReal top = tableHeight;
+   ZqStatedSystem scene = sceneWithTable();
    const auto put = [&](const ZqString& label, const Parts& parts, const ZqVector& p, ZqReal turn) {
       place(scene, freeBody(label, parts), {p, ZqOrientation::zRotation(turn)});
    };
@@ -273,6 +150,104 @@ ZqStatedSystem mobileBase()
                         position({0.0, 0.0, 0.0, 0.0, 0.3, -0.6, 2.0, 0.9, 0.0},
                                  ZqVector(0.0, 0.0, wheelRadius + 0.05)),
                         rest(9));
+   return scene;
+}
+
+ZqStatedSystem slope()
+{
+   const ZqReal frictionAngle = std::atan(0.45); // of wood on wood
+   const Parts board("board", wood, box(ZqVector(0.0, 0.0, -0.02), ZqVector(3.0, 0.3, 0.04)));
+   const Parts blockBody("block", wood, box(0.1, 0.1, 0.1));
+   ZqStatedSystem scene = emptyScene();
+   addInteraction(scene, contact());
+   struct Ramp
+   {
+      const char* name;
+      ZqReal part; // of the angle of friction
+   };
+   constexpr std::array<Ramp, 3> ramps{{{"gentle", 0.9}, {"limiting", 0.99}, {"steep", 1.1}}};
+   ZqReal y = -0.5;
+   for (const Ramp& ramp : ramps)
+   {
+      const ZqCoordinateSystemTransformation X(ZqVector(0.0, y, 1.0),
+                                               ZqOrientation::yRotation(ramp.part * frictionAngle));
+      const ZqString name = ramp.name;
+      place(scene, manipulator(name + "Ramp", board, {}), X);
+      place(scene, freeBody(name + "Block", blockBody),
+            X * ZqCoordinateSystemTransformation(ZqVector(-1.2, 0.0, 0.05)));
+      y += 0.5;
+   }
+   return scene;
+}
+
+ZqStatedSystem stack()
+{
+   // Softer than m g n^3 h / (4 b^2), 64 kN/m for ten cubes of 0.65 kg, it would fold up like a column.
+   constexpr Material hardWood{"wood", 650.0, 1e6, 1.0};
+   constexpr ZqReal side = 0.1;
+   ZqStatedSystem scene = sceneOnFloor();
+   for (int i = 0; i < 10; ++i)
+   {
+      // Put down by hand: each some millimetres off, and turned a little.
+      const ZqVector off(0.002 * ((7 * i) % 5 - 2), 0.002 * ((3 * i) % 5 - 2), side * (i + 0.5));
+      place(scene,
+            freeBody("box" + std::to_string(i + 1), {"cube", hardWood, box(side, side, side)}),
+            {off, ZqOrientation::zRotation(0.05 * ((4 * i) % 5 - 2))});
+   }
+   return scene;
+}
+
+ZqStatedSystem bouncingBall()
+{
+   constexpr Material ball{"rubber", 1000.0, 2e7, 0.1};
+   // Without the damper that lets things come to rest, the loss is that of the dissipation alone.
+   ZqPointContactForceProcessor law = contactLaw();
+   law.setSettlingDampingRatio(0.0);
+   const ZqHalfSpace ground{ZqPlane(ZqVector(), ZqVector(0.0, 0.0, 1.0))};
+   ZqStatedSystem scene = emptyScene();
+   addInteraction(scene, contact(law));
+   place(scene,
+         manipulator("floor", {"ground", Material{"concrete", 2400.0, 2e7, 0.1}, ground}, {}), {});
+   place(scene, freeBody("ball", {"ball", ball, ZqSphere(ZqVector(), 0.05)}),
+         ZqVector(0.0, 0.0, 1.05));
+   return scene;
+}
+
+ZqStatedSystem door()
+{
+   const Parts post("post", steel, box(ZqVector(-0.06, 0.0, 1.0), ZqVector(0.1, 0.1, 2.0)));
+   const Parts leaf("leaf", wood, box(ZqVector(0.42, 0.0, 1.0), ZqVector(0.8, 0.04, 1.98)));
+   const Parts lever("lever", steel, box(ZqVector(-0.06, -0.05, 0.0), ZqVector(0.12, 0.02, 0.02)));
+   ZqManipulatorLink doorLeaf = link("leaf", turning(alongZ, ZqVector()), leaf,
+                                     damped(strongDrive(-0.1, 1.6, 100.0, 10.0), 2.0));
+   doorLeaf.addChild(link("handle", turning(alongY, ZqVector(0.76, 0.0, 1.05), alongZ), lever,
+                          damped(strongDrive(0.0, 0.8, 10.0, 10.0), 0.05)));
+
+   ZqStatedSystem scene = emptyScene();
+   scene.addManipulator(manipulator("door", post, {doorLeaf}), position({0.0, 0.0}), rest(2));
+   ZqLatchedDoorLinks latch;
+   latch.setLatchType(ZqLatchedDoorLinks::ClosedWithoutTurn);
+   latch.setManipulatorId(0);
+   latch.setDoorLinkId(0);
+   latch.setHandleLinkId(1);
+   latch.setSpringConstant(5000.0);
+   latch.setDamperConstant(100.0);
+   latch.setUnlatchingAngleLowerBound(0.5);
+   latch.setUnlatchingAngleUpperBound(1.0);
+   latch.setClosedDoorAngleLowerBound(-0.02);
+   latch.setClosedDoorAngleUpperBound(0.02);
+   addInteraction(scene, latch);
+   // Turns the handle back.
+   ZqSpringAndDamperBetweenLinks spring;
+   spring.setManipulatorOneIndex(0);
+   spring.setManipulatorTwoIndex(0);
+   spring.setLinkOneIndex(0);
+   spring.setLinkTwoIndex(1);
+   spring.setAngularSpringConstant(2.0);
+   // The two frames are the same when the handle is at rest.
+   spring.setFrameOffsetOne(ZqVector(0.76, 0.0, 1.05));
+   spring.setFrameOffsetTwo(ZqVector());
+   addInteraction(scene, spring);
    return scene;
 }
 } // namespace models

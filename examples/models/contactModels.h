@@ -10,4 +10,15 @@ ZqStatedSystem gripper();
 ZqStatedSystem tableTop();
 /// An arm of five joints on a base with four wheels.
 ZqStatedSystem mobileBase();
+
+/// Three blocks on boards at 0.9, 0.99 and 1.1 times the angle of friction.
+ZqStatedSystem slope();
+/// Ten cubes, one on the other.
+ZqStatedSystem stack();
+/// A ball above a floor, both of which give some of a bounce back.
+ZqStatedSystem bouncingBall();
+/// The gripper on a table, with a block between its fingers.
+ZqStatedSystem grasp();
+/// A door with a latch and a handle, closed.
+ZqStatedSystem door();
 } // namespace models

@@ -329,11 +329,13 @@ struct Model
    ZqStatedSystem (*make)();
 };
 constexpr std::array allModels{
-   Model{"pendulum", pendulum},    Model{"planarTwoLink", planarTwoLink},
-   Model{"puma560", puma560},      Model{"freeChain", freeChain},
-   Model{"quadruped", quadruped},  Model{"twoArms", twoArms},
-   Model{"gripper", gripper},      Model{"tableTop", tableTop},
-   Model{"mobileBase", mobileBase}};
+   Model{"pendulum", pendulum},     Model{"planarTwoLink", planarTwoLink},
+   Model{"puma560", puma560},       Model{"freeChain", freeChain},
+   Model{"quadruped", quadruped},   Model{"twoArms", twoArms},
+   Model{"gripper", gripper},       Model{"tableTop", tableTop},
+   Model{"mobileBase", mobileBase}, Model{"slope", slope},
+   Model{"stack", stack},           Model{"bouncingBall", bouncingBall},
+   Model{"grasp", grasp},           Model{"door", door}};
 } // namespace
 
 int main(int argumentCount, char** arguments)

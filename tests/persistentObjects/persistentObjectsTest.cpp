@@ -25,8 +25,7 @@ constexpr bool keepsEntriesOf =
    std::same_as<T, ZqSystemCollisionExclusionMap> || std::same_as<T, ZqCollisionExclusionData> ||
    std::same_as<T, ZqManipulatorSystem> || std::same_as<T, ZqManipulatorSystemConfiguration> ||
    std::same_as<T, ZqDataMap> || std::same_as<T, ZqFrictionCoefficientLookupTool> ||
-   std::derived_from<T, ZqBaseDissipativeForceProcessor> ||
-   std::derived_from<T, ZqBaseCollisionForceProcessor> || std::derived_from<T, ZqShape> ||
+   std::derived_from<T, ZqBaseDissipativeForceProcessor> || std::derived_from<T, ZqShape> ||
    std::derived_from<T, ZqManipulatorLink>;
 
 /// What a document may hold that is nearest to the default: a body whose default is invalid reads back
@@ -269,8 +268,9 @@ INSTANTIATE_TEST_SUITE_P(
       ZqSystemCollisionExclusionMap, ZqCollisionExclusionData, ZqManipulatorAttachmentNode,
       ZqManipulatorAttachmentChange, ZqManipulatorAttachmentMap, ZqLinkAttachment,
       ZqOldManipulatorAttachmentMap, ZqFrictionCoefficientLookupTool, ZqDissipativeForceProcessor,
-      ZqDryFrictionForceProcessor, ZqDissipativeForceProcessorContainer, ZqContactRegion,
-      ZqMassSpringCollisionForceProcessor, ZqMassSpringDamperCollisionForceProcessor,
+      ZqDryFrictionForceProcessor, ZqPointFrictionForceProcessor,
+      ZqDissipativeForceProcessorContainer, ZqContactRegion, ZqMassSpringCollisionForceProcessor,
+      ZqMassSpringDamperCollisionForceProcessor, ZqPointContactForceProcessor,
       ZqCollisionForceContainer, ZqSpringProperties, ZqDamperProperties,
       ZqLinearStateEqualityConstraint, ZqPointStateEqualityConstraint, ZqXyStateEqualityConstraint,
       ZqStateEqualityConstraintVector, ZqPropagationDescriptor, ZqPropagationResultData,

@@ -142,13 +142,20 @@ ZqNormalContactLaw::Force ZqNormalContactLaw::force(ZqReal weight, ZqReal depth,
            spring * depth / (material.exponent + 1.0)};
 }
 
-void ZqNormalContactLaw::tellRates(ZqReal depth, ZqReal& stiffness,
-                                   ZqReal& dampingTime) const noexcept
+ZqReal ZqNormalContactLaw::stiffness(ZqReal depth, ZqReal rate) const noexcept
 {
-   stiffness = depth > 0.0 ? material.stiffnessAt(depth) : 0.0;
-   dampingTime = stiffness > 0.0 ? 2.0 * settlingRatio * std::sqrt(mass / stiffness) +
-                                      material.dissipation * depth / material.exponent
-                                 : 0.0;
+   if (!(depth > 0.0))
+      return 0.0;
+   return material.stiffnessAt(depth) * (1.0 + material.dissipation * std::max(0.0, rate));
+}
+
+ZqReal ZqNormalContactLaw::dampingTime(ZqReal depth) const noexcept
+{
+   if (!(depth > 0.0))
+      return 0.0;
+   const ZqReal k = material.stiffnessAt(depth);
+   const ZqReal settling = k > 0.0 ? 2.0 * settlingRatio * std::sqrt(mass / k) : 0.0;
+   return settling + material.dissipation * depth / material.exponent;
 }
 
 ZqContactMaterial ZqPointContactForceProcessor::surfaceMaterial(const ZqDataMap* values) const

@@ -41,6 +41,6 @@ struct ZqPatchFriction
    ZqReal energy = 0.0;                                     ///< stored (J)
    ZqReal loss = 0.0;                                       ///< by dampers (W)
    ZqReal slipLoss = 0.0;    ///< by yielding since the evaluation before (J)
+   ZqReal dampingTime = 0.0; ///< damper by stiffness of points that stick (s)
    ZqReal gain = 0.0;        ///< by points that came, went or changed their shares (J)
-   ZqReal dampingTime = 0.0; ///< of a damper to its spring (s)
 };

@@ -104,19 +104,20 @@ void PointContact::press(const ZqNormalContactLaw& normalLaw)
 {
    placePoints();
    m_response.pointCount = m_patch.count;
+   m_response.mass = normalLaw.mass;
    for (int i = 0; i < m_patch.count; ++i)
    {
       ZqPatchFrictionInput::Point& p = m_patch.points[i];
       const ZqReal rate = (velocityAt(0, p.place) - velocityAt(1, p.place)).dot(p.normal);
       const ZqNormalContactLaw::Force force = normalLaw.force(p.weight, p.depth, rate);
       p.normalForce = force.normal;
+      m_response.stiffness = std::max(m_response.stiffness, normalLaw.stiffness(p.depth, rate));
+      m_response.dampingTime = std::max(m_response.dampingTime, normalLaw.dampingTime(p.depth));
       m_repulsion.add(p.place, p.normal * -force.normal);
       m_response.normalEnergy += force.energy;
       m_response.normalLoss += (force.normal - force.spring) * rate;
       m_response.points[i] = {p.weight, force.normal, ZqVector()};
    }
-   m_response.mass = normalLaw.mass;
-   normalLaw.tellRates(-m_data.separationDistance(), m_response.stiffness, m_response.dampingTime);
 }
 
 /// Friction point by point, or by laws that do not tell points apart, at one point with the whole force.
