@@ -159,7 +159,7 @@ public:
       Place place;
       ZqReal time;          ///< s
       const char* quantity; ///< that is not finite
-      /// Where the step began, and the deepest of those: what is often to blame.
+      /// Of those that touched where the step began: what is often to blame.
       std::optional<DeepestContact> deepestContact = {};
    };
 
