@@ -65,6 +65,7 @@ ContactScene stackOfBoxes()
    ContactScene scene;
    scene.name = "a stack of 10 boxes";
    scene.timeStep = 2.5e-4;
+   scene.stiffness = 1e5; // a softer one would fold up
    scene.hasStacks = true;
    for (int i = 0; i < 10; ++i)
       scene.bodies.push_back(cube({0.0, 0.0, 0.05 + 0.1 * i}));
@@ -75,7 +76,7 @@ ContactScene pileOfBoxes()
 {
    ContactScene scene;
    scene.name = "a pile of 50 boxes";
-   scene.timeStep = 2.5e-4;
+   scene.timeStep = 2e-4;
    scene.hasStacks = true;
    std::mt19937_64 engine(3);
    const auto random = [&](double bound)
@@ -109,7 +110,7 @@ ContactScene squeezedBlock()
 {
    ContactScene scene;
    scene.name = "a block between two fingers";
-   scene.timeStep = 5e-4;
+   scene.timeStep = 2.5e-4;
    scene.hasPlane = false;
    scene.hasStacks = true;
    ContactBody block = cube(Eigen::Vector3d::Zero());
