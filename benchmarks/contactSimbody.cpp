@@ -26,8 +26,7 @@ public:
    {
       m_system.setUseUniformBackground(true);
       const SimTK::ContactCliqueId clique = SimTK::ContactSurface::createNewContactClique();
-      const SimTK::ContactMaterial material(scene.stiffness, dissipation, scene.friction,
-                                            scene.friction);
+      const SimTK::ContactMaterial material(stiffness, dissipation, scene.friction, scene.friction);
       const SimTK::Rotation upwards(0.5 * SimTK::Pi, SimTK::YAxis);
       if (scene.hasPlane)
          m_matter.updGround().updBody().addContactSurface(
@@ -90,6 +89,7 @@ public:
    }
 
 private:
+   static constexpr double stiffness = 1e5;   ///< softer bricks begin to rock when they slide
    static constexpr double dissipation = 1.0; ///< s/m
 
    ContactScene m_scene;
