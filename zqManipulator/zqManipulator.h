@@ -38,6 +38,7 @@
 #include "zqManipulator/contact/proximity/ZqProximityQuery.h"
 #include "zqManipulator/contact/records/ZqCollisionDescriptor.h"
 #include "zqManipulator/contact/records/ZqPointEvents.h"
+#include "zqManipulator/contact/response/ZqContactEstimate.h"
 #include "zqManipulator/dynamics/bodies/ZqArticulatedBodyDynamics.h"
 #include "zqManipulator/dynamics/bodies/ZqArticulatedBodyInertia.h"
 #include "zqManipulator/dynamics/bodies/ZqExactSolid.h"

@@ -37,6 +37,7 @@ class ZqCone;
 class ZqConstraintFactor;
 struct ZqConstraintKinematics;
 class ZqConstraintProjection;
+struct ZqContactEstimate;
 struct ZqContactManifold;
 struct ZqContactMaterial;
 struct ZqContactMemory;

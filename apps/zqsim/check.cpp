@@ -1,15 +1,23 @@
 #include "apps/zqsim/commands.h"
 #include "apps/zqsim/model.h"
+#include "apps/zqsim/numbers.h"
 #include "apps/zqsim/output.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <memory>
+#include <string>
 
 namespace
 {
 using namespace zqsim;
+
+struct CheckOptions : ModelArguments
+{
+   std::string step = usualStep;
+};
 
 /// What does not apply is null.
 Json objectOf(const Zq::Diagnostic& diagnostic)
@@ -32,16 +40,30 @@ std::string linesOf(const Diagnostics& diagnostics, const std::string& model)
       result += std::string(Zq::nameOf(diagnostic.severity)) + ": " + lineOf(diagnostic) + '\n';
    return result.empty() ? model + ": nothing to complain of\n" : result;
 }
+
+bool isAnyWrong(const Diagnostics& diagnostics)
+{
+   return std::any_of(diagnostics.begin(), diagnostics.end(),
+                      [](const Zq::Diagnostic& diagnostic)
+                      { return diagnostic.severity != Zq::Severity::Note; });
+}
 } // namespace
 
 zqsim::Run zqsim::check(CLI::App& arguments)
 {
-   const auto options = std::make_shared<ModelArguments>();
+   const auto options = std::make_shared<CheckOptions>();
    options->declare(arguments);
+   arguments
+      .add_option("--dt", options->step,
+                  "Length of the steps (s) by which the model is to be simulated: whether contact "
+                  "takes them")
+      ->type_name("NUMBER")
+      ->capture_default_str();
    return [options]
    {
+      const ZqReal step = parsePositive("--dt", options->step);
       ZqStatedSystem scene;
-      const Diagnostics diagnostics = readAndCheckModel(options->model, scene);
+      const Diagnostics diagnostics = readAndCheckModel(options->model, scene, step);
       if (options->json)
       {
          Json list = Json::array();
@@ -51,6 +73,6 @@ zqsim::Run zqsim::check(CLI::App& arguments)
       }
       else
          print(linesOf(diagnostics, options->model));
-      return diagnostics.empty() ? Done : Findings;
+      return isAnyWrong(diagnostics) ? Findings : Done;
    };
 }

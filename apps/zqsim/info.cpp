@@ -1,4 +1,5 @@
 #include "apps/zqsim/commands.h"
+#include "apps/zqsim/interactions.h"
 #include "apps/zqsim/model.h"
 #include "apps/zqsim/output.h"
 #include "apps/zqsim/shapes.h"
@@ -176,7 +177,8 @@ Json collect(const ZqStatedSystem& scene)
            {"mass", mass},
            {"shapes", countShapes(manipulators)},
            {"manipulators", manipulators},
-           {"attachments", attachments}};
+           {"attachments", attachments},
+           {"interactions", describeInteractions(scene.system())}};
 }
 
 std::string describeFrame(const Json& frame)
@@ -269,7 +271,7 @@ std::string describe(const Json& data)
       result += describeManipulator(manipulator);
    if (!data.at("attachments").empty())
       result += "\nattachments\n" + table(data.at("attachments"), attachmentColumns);
-   return result;
+   return result + describeInteractions(data.at("interactions"));
 }
 } // namespace
 

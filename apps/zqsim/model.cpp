@@ -108,12 +108,13 @@ zqsim::Diagnostics zqsim::readModel(const std::string& fileName, ZqStatedSystem&
 }
 
 zqsim::Diagnostics zqsim::readAndCheckModel(const std::string& fileName, ZqStatedSystem& scene,
+                                            std::optional<ZqReal> step,
                                             const std::function<void()>& prepare)
 {
    Diagnostics diagnostics = readModel(fileName, scene);
    if (prepare)
       prepare();
-   for (Zq::Diagnostic& found : Zq::checkModel(scene))
+   for (Zq::Diagnostic& found : Zq::checkModel(scene, step))
    {
       found.file = inputName(fileName);
       diagnostics.push_back(std::move(found));
@@ -138,7 +139,8 @@ void zqsim::setJointVelocities(ZqStatedSystem& scene, const char* option, const 
 void zqsim::warnOf(const Diagnostics& diagnostics)
 {
    for (const Zq::Diagnostic& diagnostic : diagnostics)
-      complain("warning: " + lineOf(diagnostic));
+      if (diagnostic.severity != Zq::Severity::Note)
+         complain("warning: " + lineOf(diagnostic));
 }
 
 void zqsim::writeModel(const ZqStatedSystem& scene, const std::string& fileName, bool writeDefaults)

@@ -4,6 +4,7 @@
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,9 @@ struct ModelArguments
    std::string model;
    bool json = false;
 };
+
+/// The length of a step where none is given (s), as text.
+constexpr const char* usualStep = "0.001";
 
 using Diagnostics = std::vector<Zq::Diagnostic>;
 
@@ -48,10 +52,12 @@ void setJointVelocities(ZqStatedSystem& scene, const char* option, const std::st
 /// Reads a model from a file or standard input, and answers what had to be repaired. When it cannot be
 /// read, that is a `Failure`.
 Diagnostics readModel(const std::string& fileName, ZqStatedSystem& scene);
-/// The same, with what is odd about the model besides, once something has been done to it.
+/// The same, with what is odd about the model besides, once something has been done to it, for a simulation by
+/// steps of a length (s), or without contact.
 Diagnostics readAndCheckModel(const std::string& fileName, ZqStatedSystem& scene,
+                              std::optional<ZqReal> step,
                               const std::function<void()>& prepare = nullptr);
-/// Prints a warning of each.
+/// Prints a warning of each, but not notes.
 void warnOf(const Diagnostics& diagnostics);
 /// Writes a model to a file or standard output. When it cannot be written, that is a `Failure`.
 void writeModel(const ZqStatedSystem& scene, const std::string& fileName,

@@ -28,6 +28,10 @@ public:
 /// other.
 std::unique_ptr<Recorder> makeRecorder(const std::string& fileName, std::vector<Trace> traces);
 
+/// A table of contacts: at each time one line for each pair of shapes that touch. What is not finite is left
+/// out; the run ends there.
+std::unique_ptr<Recorder> makeContactRecorder(const std::string& fileName);
+
 /// A field of a line of a table, in quotation marks where it needs them (RFC 4180).
 std::string csvField(const std::string& text);
 } // namespace zqsim

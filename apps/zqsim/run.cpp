@@ -1,5 +1,6 @@
 #include "apps/zqsim/columns.h"
 #include "apps/zqsim/commands.h"
+#include "apps/zqsim/contacts.h"
 #include "apps/zqsim/inputs.h"
 #include "apps/zqsim/model.h"
 #include "apps/zqsim/numbers.h"
@@ -38,7 +39,7 @@ using namespace zqsim;
 struct RunOptions : ModelArguments
 {
    std::string time;
-   std::string step = "0.001";
+   std::string step = usualStep;
    std::string solver = "crbi";
    std::string integrator = "euler";
    std::string torques;
@@ -49,10 +50,12 @@ struct RunOptions : ModelArguments
    std::optional<std::string> velocities;
    std::optional<std::string> columns;
    std::string out;
+   std::string contacts;
    std::string every = "1";
    std::string save;
    std::string plot;
    bool isNotProjected = false;
+   bool isWithoutContact = false;
    bool quiet = false;
 };
 
@@ -123,8 +126,8 @@ bool isSameFile(const std::string& a, const std::string& b)
 /// Whether standard output is for data, and so not for the summary.
 bool printsData(const RunOptions& options)
 {
-   return isStandardStream(options.out) || isStandardStream(options.save) ||
-          isStandardStream(options.plot);
+   return isStandardStream(options.out) || isStandardStream(options.contacts) ||
+          isStandardStream(options.save) || isStandardStream(options.plot);
 }
 
 /// Finds before a long run what would make it be in vain.
@@ -133,6 +136,11 @@ void checkOutputs(const RunOptions& options)
    if (!options.out.empty() && !isStandardStream(options.out) && !options.out.ends_with(".csv") &&
        !options.out.ends_with(".xml"))
       throw Failure(Usage, "--out: " + options.out + " ends neither in .csv nor in .xml");
+   if (!options.contacts.empty() && !isStandardStream(options.contacts) &&
+       !options.contacts.ends_with(".csv"))
+      throw Failure(Usage, "--contacts: " + options.contacts + " does not end in .csv");
+   if (!options.contacts.empty() && options.isWithoutContact)
+      throw Failure(Usage, "--contacts: there are none with --no-contact");
    const std::filesystem::path extension = std::filesystem::path(options.plot).extension();
    if (!extension.empty() && extension != ".svg")
       throw Failure(Usage, "--plot: " + options.plot + " is not for SVG, which is what is written");
@@ -140,7 +148,8 @@ void checkOutputs(const RunOptions& options)
        (options.out.empty() || options.out.ends_with(".xml")))
       throw Failure(Usage, "--columns: there is neither a table nor a plot to have them");
    if (options.json && printsData(options))
-      throw Failure(Usage, "--json: standard output is that of --out, --save or --plot");
+      throw Failure(Usage,
+                    "--json: standard output is that of --out, --contacts, --save or --plot");
    struct File
    {
       const char* option;
@@ -149,10 +158,11 @@ void checkOutputs(const RunOptions& options)
    constexpr std::size_t model = 0;
    constexpr std::size_t inputs = 1;
    constexpr std::size_t save = 2;
-   const std::array<File, 5> files{{{"MODEL", options.model},
+   const std::array<File, 6> files{{{"MODEL", options.model},
                                     {"--inputs", options.inputs},
                                     {"--save", options.save},
                                     {"--out", options.out},
+                                    {"--contacts", options.contacts},
                                     {"--plot", options.plot}}};
    for (std::size_t i = 0; i < files.size(); ++i)
       for (std::size_t j = 0; j < i; ++j)
@@ -187,11 +197,13 @@ void checkLength(const char* option, const std::vector<ZqReal>& list, ZqU32 join
 class Runner
 {
 public:
-   /// Inputs, recorder and plot may be null.
+   using Recorders = std::vector<std::unique_ptr<Recorder>>;
+
+   /// Inputs and plot may be null.
    Runner(ZqSimulation& simulation, const Schedule& schedule, const ZqInputTable* inputs,
-          Recorder* recorder, std::uint64_t every, Plot* plot)
-      : m_simulation(simulation), m_schedule(schedule), m_inputs(inputs), m_recorder(recorder),
-        m_every(every), m_plot(plot)
+          Recorders recorders, std::uint64_t every, Plot* plot)
+      : m_simulation(simulation), m_schedule(schedule), m_inputs(inputs),
+        m_recorders(std::move(recorders)), m_every(every), m_plot(plot)
    {
    }
 
@@ -212,7 +224,7 @@ public:
          if (m_plot != nullptr)
             m_plot->sampleLast(m_simulation);
       }
-      withRecorder([](Recorder& recorder) { recorder.finish(); });
+      withRecorders([](Recorder& recorder) { recorder.finish(); });
       if (m_simulation.divergence())
          m_outcome.end = "diverged";
       return m_outcome;
@@ -233,7 +245,7 @@ private:
          if (m_plot != nullptr)
             m_plot->sample(m_simulation);
          m_isRecorded = false;
-         if (m_recorder != nullptr && m_outcome.steps % m_every == 0)
+         if (!m_recorders.empty() && m_outcome.steps % m_every == 0)
          {
             const ZqSimulation::Energy energy = m_simulation.energy();
             if (m_simulation.divergence())
@@ -242,7 +254,7 @@ private:
          }
          if (m_outcome.steps % stepsBetweenLooks == 0 &&
              progress.update(m_simulation.state().time()))
-            withRecorder([](Recorder& recorder) { recorder.flush(); });
+            withRecorders([](Recorder& recorder) { recorder.flush(); });
          if (!m_simulation.firedCriteria().empty())
          {
             m_outcome.end = "stopping criterion";
@@ -266,32 +278,35 @@ private:
 
    void record(const ZqSimulation::Energy& energy)
    {
-      withRecorder([&](Recorder& recorder) { recorder.record(m_simulation, energy); });
+      withRecorders([&](Recorder& recorder) { recorder.record(m_simulation, energy); });
       m_isRecorded = true;
    }
 
    /// A recorder that fails is not asked again.
    template <class Action>
-   void withRecorder(Action action)
+   void withRecorders(Action action)
    {
-      if (m_recorder == nullptr)
-         return;
-      try
+      const auto fails = [&](const std::unique_ptr<Recorder>& recorder)
       {
-         action(*m_recorder);
-      }
-      catch (const Failure& failure)
-      {
-         m_outcome.failure = failure;
-         m_outcome.end = "recording failed";
-         m_recorder = nullptr;
-      }
+         try
+         {
+            action(*recorder);
+            return false;
+         }
+         catch (const Failure& failure)
+         {
+            m_outcome.failure = failure;
+            m_outcome.end = "recording failed";
+            return true;
+         }
+      };
+      std::erase_if(m_recorders, fails);
    }
 
    ZqSimulation& m_simulation;
    const Schedule& m_schedule;
    const ZqInputTable* m_inputs;
-   Recorder* m_recorder;
+   Recorders m_recorders;
    std::uint64_t m_every;
    Plot* m_plot;
    Outcome m_outcome;
@@ -318,10 +333,20 @@ std::vector<std::string> groupsOf(const RunOptions& options,
    return {otherwise.begin(), otherwise.end()};
 }
 
+/// What is often to blame for a divergence.
+std::string deepestOf(const ZqSimulation& simulation, const ZqSimulation::Divergence& divergence)
+{
+   if (!divergence.deepestContact)
+      return "";
+   const auto& [first, second, depth, time] = *divergence.deepestContact;
+   return "; the deepest contact was " + text(depth) + " m, at " + exact(time) +
+          " s: " + linkName(simulation, first) + " and " + linkName(simulation, second);
+}
+
 /// Files and summary. What fails keeps nothing else from being written.
 std::vector<Failure> report(const RunOptions& options, ZqReal step, const Schedule& schedule,
-                            ZqSimulation& simulation, const Outcome& outcome, const Plot* plot,
-                            OutputFile* plotFile)
+                            const ZqLinkInteractionsVector& interactions, ZqSimulation& simulation,
+                            const Outcome& outcome, const Plot* plot, OutputFile* plotFile)
 {
    std::vector<Failure> failures;
    const auto attempt = [&](const auto& action)
@@ -352,7 +377,9 @@ std::vector<Failure> report(const RunOptions& options, ZqReal step, const Schedu
       attempt(
          [&]
          {
-            writeModel(simulation.scene(), options.save);
+            ZqStatedSystem scene = simulation.scene();
+            scene.setLinkInteractionsVector(interactions);
+            writeModel(scene, options.save);
             saved = "; saved is the state at " + exact(simulation.state().time()) + " s";
          });
    if (!options.quiet && !printsData(options))
@@ -367,7 +394,8 @@ std::vector<Failure> report(const RunOptions& options, ZqReal step, const Schedu
       failures.emplace_back(NumericalFailure, "diverged at " + exact(divergence->time) +
                                                  " s: the " + divergence->quantity + " of " +
                                                  nameOf(simulation, divergence->place) +
-                                                 " is not finite" + saved);
+                                                 " is not finite" +
+                                                 deepestOf(simulation, *divergence) + saved);
    return failures;
 }
 
@@ -383,7 +411,9 @@ ExitCode simulate(const RunOptions& options)
    checkOutputs(options);
 
    ZqStatedSystem scene;
-   warnOf(readAndCheckModel(options.model, scene, [&] { setInitialState(options, scene); }));
+   warnOf(readAndCheckModel(options.model, scene,
+                            options.isWithoutContact ? std::nullopt : std::optional(step),
+                            [&] { setInitialState(options, scene); }));
    checkLength("--commands", commands, scene.system().jointDof());
    checkLength("--torques", torques, scene.system().jointDof());
    const Schedule schedule(scene.state().time(), duration, step);
@@ -399,24 +429,31 @@ ExitCode simulate(const RunOptions& options)
    settings.solver = solvers.at(options.solver);
    settings.integrator = integrators.at(options.integrator);
    settings.closesLoops = !options.isNotProjected;
+   const ZqLinkInteractionsVector interactions = scene.system().linkInteractionsVector();
+   if (options.isWithoutContact)
+      scene.setLinkInteractionsVector(withoutContact(interactions));
+   else if (!options.contacts.empty() && !hasContact(scene.system()))
+      complain("warning: --contacts: there is no interaction of contact in the model");
    ZqSimulation simulation(scene, settings);
    simulation.setCommands(commands);
    simulation.setTorques(torques);
    warnOfLostInputs(simulation, inputs.get());
 
-   const auto recorder = options.out.empty()
-                            ? nullptr
-                            : makeRecorder(options.out, makeTraces(simulation, tableGroups));
+   Runner::Recorders recorders;
+   if (!options.out.empty())
+      recorders.push_back(makeRecorder(options.out, makeTraces(simulation, tableGroups)));
+   if (!options.contacts.empty())
+      recorders.push_back(makeContactRecorder(options.contacts));
    const auto plot =
       options.plot.empty() ? nullptr : std::make_unique<Plot>(makeTraces(simulation, plotGroups));
    const auto plotFile = plot ? std::make_unique<OutputFile>(options.plot) : nullptr;
    const Outcome outcome =
-      Runner(simulation, schedule, inputs.get(), recorder.get(), every, plot.get())
+      Runner(simulation, schedule, inputs.get(), std::move(recorders), every, plot.get())
          .run(!options.quiet);
 
    // The last failure gives the exit code.
-   const std::vector<Failure> failures =
-      report(options, step, schedule, simulation, outcome, plot.get(), plotFile.get());
+   const std::vector<Failure> failures = report(options, step, schedule, interactions, simulation,
+                                                outcome, plot.get(), plotFile.get());
    if (failures.empty())
       return Done;
    for (const Failure& failure : failures)
@@ -431,7 +468,8 @@ constexpr const char* explanation =
    "another;\n"
    "the last one ends at start + time. A joint that comes to a limit stops there. Loops are held "
    "closed. Manipulators\n"
-   "that are attached ride on their carriers, which bear their bases. The run ends early when a\n"
+   "that are attached ride on their carriers, which bear their bases. Springs, doors and contact\n"
+   "between links act as the interactions of the model tell. The run ends early when a\n"
    "stopping criterion is met, when something is not finite any more (exit code 4), and at Ctrl-C\n"
    "or SIGTERM (130); files then hold what there is. When a file is standard output, no summary "
    "is\n"
@@ -465,6 +503,8 @@ zqsim::Run zqsim::run(CLI::App& arguments)
       ->capture_default_str();
    arguments.add_flag("--no-projection", options->isNotProjected,
                       "Leave the gaps that steps open in loops as they are");
+   arguments.add_flag("--no-contact", options->isWithoutContact,
+                      "Let links pass through each other; springs between links and doors stay");
    arguments
       .add_option("--torques", options->torques,
                   "Torques at the motors (N m, N) of the joints of all manipulators in "
@@ -508,8 +548,14 @@ zqsim::Run zqsim::run(CLI::App& arguments)
                      "positions,base")
       ->type_name("LIST");
    arguments
-      .add_option("--every", options->every,
-                  "Record with --out the first state, that of every Nth step, and the last")
+      .add_option("--contacts", options->contacts,
+                  "Where to record contacts, as .csv or to standard output: at each recorded time "
+                  "one line for each pair of shapes that touch")
+      ->type_name("FILE");
+   arguments
+      .add_option(
+         "--every", options->every,
+         "Record with --out and --contacts the first state, that of every Nth step, and the last")
       ->type_name("N")
       ->capture_default_str();
    arguments

@@ -1,5 +1,6 @@
 #include "apps/zqsim/summary.h"
 
+#include "apps/zqsim/contacts.h"
 #include "apps/zqsim/schedule.h"
 
 #include <nlohmann/json.hpp>
@@ -28,7 +29,7 @@ Json placeData(const ZqSimulation& simulation, const ZqSimulation::Place& place)
 } // namespace
 
 zqsim::Json zqsim::summarize(const RunHead& head, const Schedule& schedule,
-                             const ZqSimulation& simulation, const Outcome& outcome)
+                             ZqSimulation& simulation, const Outcome& outcome)
 {
    Json limits = Json::array();
    for (const ZqSimulation::LimitHit& hit : simulation.limitHits())
@@ -77,6 +78,7 @@ zqsim::Json zqsim::summarize(const RunHead& head, const Schedule& schedule,
            {"stepsPerSecond", perWallTime(static_cast<ZqReal>(outcome.steps))},
            {"timesRealTime", perWallTime(simulated)},
            {"energy", {{"start", energyData(outcome.atStart)}, {"end", energyData(outcome.atEnd)}}},
+           {"contact", summarizeContacts(simulation)},
            {"greatestGap", gap},
            {"limits", limits},
            {"criteria", criteria},
@@ -111,6 +113,7 @@ std::string zqsim::describeRun(const Json& data)
       result += text(data.at("substitutedSteps")) +
                 " of the steps by euler: at limits, or where the integrator found no end\n";
    result += table(energies, energyColumns);
+   result += describeContacts(data.at("contact"));
    if (const Json& gap = data.at("greatestGap"); !gap.is_null())
       result += "greatest gap of a loop " + text(gap.at("size")) + " m, at " +
                 text(gap.at("time")) + " s: " + text(gap.at("constraint")) + " of " +

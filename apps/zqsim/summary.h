@@ -33,7 +33,7 @@ struct RunHead
 };
 
 /// The data of a summary.
-Json summarize(const RunHead& head, const Schedule& schedule, const ZqSimulation& simulation,
+Json summarize(const RunHead& head, const Schedule& schedule, ZqSimulation& simulation,
                const Outcome& outcome);
 /// The same for people.
 std::string describeRun(const Json& data);

@@ -670,14 +670,37 @@ TEST(CollisionForces, OfferStepsToDerivedLaws)
    EXPECT_EQ(event.point(), point);
    EXPECT_TRUE(sum.approxEq(expected * 2.0, 1e-14));
 
+   // A shape's own values go before those of the manipulator.
+   ZqSphere shape;
+   shape.setSurfaces({{"own", randomSurface(touch.random)}, {"both", randomSurface(touch.random)}});
+   ZqIndividualManipulator arm;
+   arm.setShape(shape);
+   arm.ZqIndividualManipulator::setSurfaces({{"both", randomSurface(touch.random)}});
+   const ZqDataMap* own = arm.shape()->surfaces().lookupPointer("both");
    const ZqDataMap* values = nullptr;
-   for (const ZqU32 shape : {0U, 5U})
-      for (const char* name : {"0", "7", "none"})
-      {
-         const ZqDataMap* own = link.shape()->surfaces().lookupPointer(name);
-         EXPECT_EQ(law.lookupSurfaceProperty(link, shape, 3, name, values), own != nullptr);
-         EXPECT_EQ(values, own);
-      }
+   EXPECT_TRUE(law.lookupSurfaceProperty(arm, 0, 3, "both", values));
+   EXPECT_EQ(values, own);
+   EXPECT_TRUE(law.lookupSurfaceProperty(arm, 5, 3, "both", values));
+   EXPECT_EQ(values, arm.surfaces().lookupPointer("both"));
+   EXPECT_TRUE(law.lookupSurfaceProperty(arm, 5, 3, "own", values));
+   EXPECT_FALSE(law.lookupSurfaceProperty(arm, 0, 3, "none", values));
+   EXPECT_EQ(values, nullptr);
+}
+
+TEST(CollisionForces, CombineConstantsOfTwoSurfaces)
+{
+   const MassSpring law;
+   EXPECT_EQ(law.getSpringConstant(nullptr, nullptr), 5000.0);
+   EXPECT_EQ(law.getDamperConstant(nullptr, nullptr), 5.0);
+   EXPECT_EQ(law.getSpringExponent(nullptr, nullptr), 1.0);
+   for (const ZqReal c : {0.0, 3.0})
+   {
+      ZqDataMap a;
+      ZqDataMap b;
+      a.add("zqSurfaceTensionDamperConstant", c);
+      b.add("zqSurfaceTensionDamperConstant", -c);
+      EXPECT_EQ(law.getDamperConstant(&a, &b), 0.0);
+   }
 }
 
 TEST(ContactRegion, ComparesItsNumbersAndMovesItsFrame)

@@ -11,50 +11,53 @@
 namespace
 {
 using zqTest::RandomValues;
-using Tool = ZqFrictionCoefficientLookupTool;
-namespace truth = zqTest::friction;
-using truth::operator-;
+using FrictionTool = ZqFrictionCoefficientLookupTool;
+namespace frictionTruth = zqTest::friction;
+using frictionTruth::operator-;
 
-constexpr std::array<const char*, 4> materialNames{"steel", "",
-                                                   "ice that is so cold that it sticks", "wood"};
+const std::array<ZqString, 4> materialNames{"steel", "", "ice that is so cold that it sticks",
+                                            "wood"};
 
 /// A query of the tool, what changes its answer, and its value for pairs that it does not list.
-struct Quantity
+struct FrictionQuantity
 {
-   ZqReal (Tool::*ask)(const ZqString&, const ZqString&) const;
-   bool (Tool::*tell)(const ZqString&, const ZqString&, ZqReal);
-   const ZqReal& (Tool::*otherwise)() const;
-   const Tool::PairMap& (Tool::*table)() const;
-   void (Tool::*setTable)(const Tool::PairMap&);
+   ZqReal (FrictionTool::*ask)(const ZqString&, const ZqString&) const;
+   bool (FrictionTool::*tell)(const ZqString&, const ZqString&, ZqReal);
+   const ZqReal& (FrictionTool::*otherwise)() const;
+   const FrictionTool::PairMap& (FrictionTool::*table)() const;
+   void (FrictionTool::*setTable)(const FrictionTool::PairMap&);
 };
-const std::array<Quantity, 6> quantities{{
-   {&Tool::tangentialCoefficientOfStaticFriction, &Tool::setTangentialCoefficientOfStaticFriction,
-    &Tool::defaultLinearTangentialStaticFrictionCoefficient,
-    &Tool::tangentialCoefficientOfStaticFrictionMap,
-    &Tool::setTangentialCoefficientOfStaticFrictionMap},
-   {&Tool::coefficientOfKineticFriction, &Tool::setCoefficientOfKineticFriction,
-    &Tool::defaultLinearKineticFrictionCoefficient, &Tool::kineticFrictionMap,
-    &Tool::setKineticFrictionMap},
-   {&Tool::coefficientOfViscousFriction, &Tool::setCoefficientOfViscousFriction,
-    &Tool::defaultViscousFrictionCoefficient, &Tool::viscousFrictionMap,
-    &Tool::setViscousFrictionMap},
-   {&Tool::rotationalFrictionScaleFactor, &Tool::setRotationalFrictionScaleFactor,
-    &Tool::defaultAngularFrictionScaleFactor, &Tool::rotationalFrictionScaleFactorMap,
-    &Tool::setRotationalFrictionScaleFactorMap},
-   {&Tool::assumedMass, &Tool::setAssumedMass, &Tool::defaultAssumedMass, &Tool::assumedMassMap,
-    &Tool::setAssumedMassMap},
-   {&Tool::normalCoefficientOfStaticFriction, &Tool::setNormalCoefficientOfStaticFriction,
-    &Tool::defaultLinearNormalStaticFrictionCoefficient,
-    &Tool::normalCoefficientOfStaticFrictionMap, &Tool::setNormalCoefficientOfStaticFrictionMap},
+const std::array<FrictionQuantity, 6> frictionQuantities{{
+   {&FrictionTool::tangentialCoefficientOfStaticFriction,
+    &FrictionTool::setTangentialCoefficientOfStaticFriction,
+    &FrictionTool::defaultLinearTangentialStaticFrictionCoefficient,
+    &FrictionTool::tangentialCoefficientOfStaticFrictionMap,
+    &FrictionTool::setTangentialCoefficientOfStaticFrictionMap},
+   {&FrictionTool::coefficientOfKineticFriction, &FrictionTool::setCoefficientOfKineticFriction,
+    &FrictionTool::defaultLinearKineticFrictionCoefficient, &FrictionTool::kineticFrictionMap,
+    &FrictionTool::setKineticFrictionMap},
+   {&FrictionTool::coefficientOfViscousFriction, &FrictionTool::setCoefficientOfViscousFriction,
+    &FrictionTool::defaultViscousFrictionCoefficient, &FrictionTool::viscousFrictionMap,
+    &FrictionTool::setViscousFrictionMap},
+   {&FrictionTool::rotationalFrictionScaleFactor, &FrictionTool::setRotationalFrictionScaleFactor,
+    &FrictionTool::defaultAngularFrictionScaleFactor,
+    &FrictionTool::rotationalFrictionScaleFactorMap,
+    &FrictionTool::setRotationalFrictionScaleFactorMap},
+   {&FrictionTool::assumedMass, &FrictionTool::setAssumedMass, &FrictionTool::defaultAssumedMass,
+    &FrictionTool::assumedMassMap, &FrictionTool::setAssumedMassMap},
+   {&FrictionTool::normalCoefficientOfStaticFriction,
+    &FrictionTool::setNormalCoefficientOfStaticFriction,
+    &FrictionTool::defaultLinearNormalStaticFrictionCoefficient,
+    &FrictionTool::normalCoefficientOfStaticFrictionMap,
+    &FrictionTool::setNormalCoefficientOfStaticFrictionMap},
 }};
 
 TEST(FrictionTable, AnswersPairsInEitherOrderAndOthersByDefault)
 {
-   constexpr ZqU32 count = materialNames.size();
-   const std::array<ZqString, count> names{materialNames[0], materialNames[1], materialNames[2],
-                                           materialNames[3]};
+   const auto& names = materialNames;
+   const ZqU32 count = names.size();
    RandomValues random(3);
-   Tool tool;
+   FrictionTool tool;
    std::map<std::array<ZqU32, 3>, ZqReal> expected; // by quantity and pair, the lesser index first
    for (int i = 0; i < 60; ++i)
    {
@@ -62,16 +65,16 @@ TEST(FrictionTable, AnswersPairsInEitherOrderAndOthersByDefault)
       const ZqU32 a = random.index(0, count - 1);
       const ZqU32 b = random.index(0, count - 1);
       const ZqReal value = random.real();
-      EXPECT_TRUE((tool.*quantities[quantity].tell)(names[a], names[b], value));
+      EXPECT_TRUE((tool.*frictionQuantities[quantity].tell)(names[a], names[b], value));
       expected[{quantity, std::min(a, b), std::max(a, b)}] = value;
    }
    const zqTest::AllocationCount allocations;
    ZqU32 byDefault = 0;
-   for (ZqU32 quantity = 0; quantity < quantities.size(); ++quantity)
+   for (ZqU32 quantity = 0; quantity < frictionQuantities.size(); ++quantity)
       for (ZqU32 a = 0; a < count; ++a)
          for (ZqU32 b = 0; b < count; ++b)
          {
-            const Quantity& q = quantities[quantity];
+            const FrictionQuantity& q = frictionQuantities[quantity];
             const auto found = expected.find({quantity, std::min(a, b), std::max(a, b)});
             const bool isListed = found != expected.end();
             byDefault += !isListed;
@@ -98,28 +101,29 @@ TEST(FrictionTable, KnowsSteelMetalWoodAndIce)
                                                           {"wood", "wood"},
                                                           {"metal", "metal"}}};
    for (std::size_t i = 0; i < pairs.size(); ++i)
-      for (std::size_t q = 0; q < quantities.size(); ++q)
-         EXPECT_EQ((Tool::defaultObject().*quantities[q].ask)(pairs[i][0], pairs[i][1]),
-                   expected[i][q])
+      for (std::size_t q = 0; q < frictionQuantities.size(); ++q)
+         EXPECT_EQ(
+            (FrictionTool::defaultObject().*frictionQuantities[q].ask)(pairs[i][0], pairs[i][1]),
+            expected[i][q])
             << pairs[i][0] << ' ' << pairs[i][1] << ' ' << q;
-   EXPECT_EQ(Tool::defaultObject().coefficientOfKineticFriction("wood", "ice"), 0.3);
-   EXPECT_EQ(Tool().tangentialCoefficientOfStaticFriction("steel", "steel"), 0.3);
+   EXPECT_EQ(FrictionTool::defaultObject().coefficientOfKineticFriction("wood", "ice"), 0.3);
+   EXPECT_EQ(FrictionTool().tangentialCoefficientOfStaticFriction("steel", "steel"), 0.3);
 }
 
 // Of a pair that stands in both orders the later one counts, by the order of a table's rows.
 TEST(FrictionTable, IsPutInOrderWhenItIsRead)
 {
-   const Tool::PairMap unordered{
+   const FrictionTool::PairMap unordered{
       {"a", {{"a", 1.0}, {"b", 2.0}, {"c", 3.0}}}, {"b", {{"a", 4.0}, {"c", 5.0}}}, {"c", {}}};
-   const Tool::PairMap ordered{
+   const FrictionTool::PairMap ordered{
       {"a", {{"a", 1.0}}}, {"b", {{"a", 4.0}}}, {"c", {{"a", 3.0}, {"b", 5.0}}}};
-   for (const Quantity& q : quantities)
+   for (const FrictionQuantity& q : frictionQuantities)
    {
-      Tool tool;
+      FrictionTool tool;
       (tool.*q.setTable)(unordered);
       EXPECT_EQ((tool.*q.table)(), unordered);
       EXPECT_EQ((tool.*q.ask)("a", "c"), (tool.*q.otherwise)());
-      Tool read;
+      FrictionTool read;
       ASSERT_TRUE(zqTest::readFrom(read, zqTest::written(tool)));
       EXPECT_EQ((read.*q.table)(), ordered);
       EXPECT_EQ((read.*q.ask)("a", "c"), 3.0);
@@ -149,8 +153,8 @@ TEST(FrictionInput, ComparesMaterialsByNameAndAllocatesNothing)
 TEST(FrictionContainer, HoldsAnyOfTheLawsAndPassesTheTableOn)
 {
    ZqDissipativeForceProcessorContainer container;
-   container.setFrictionCoeficientLookupTool(Tool::defaultObject());
-   EXPECT_EQ(container.frictionCoeficientLookupTool(), Tool());
+   container.setFrictionCoeficientLookupTool(FrictionTool::defaultObject());
+   EXPECT_EQ(container.frictionCoeficientLookupTool(), FrictionTool());
    for (const ZqToken* token :
         {&ZqDissipativeForceProcessor::classToken(), &ZqDryFrictionForceProcessor::classToken()})
    {
@@ -158,9 +162,9 @@ TEST(FrictionContainer, HoldsAnyOfTheLawsAndPassesTheTableOn)
          container, zqTest::inTag(container.token(), "<" + ZqString(token->localName()) + "/>")));
       ASSERT_NE(container.topElement(), nullptr);
       EXPECT_EQ(&container.topElement()->token(), token);
-      container.setFrictionCoeficientLookupTool(Tool::defaultObject());
-      EXPECT_EQ(container.topElement()->frictionCoefficientLUT(), Tool::defaultObject());
-      EXPECT_EQ(container.frictionCoeficientLookupTool(), Tool::defaultObject());
+      container.setFrictionCoeficientLookupTool(FrictionTool::defaultObject());
+      EXPECT_EQ(container.topElement()->frictionCoefficientLUT(), FrictionTool::defaultObject());
+      EXPECT_EQ(container.frictionCoeficientLookupTool(), FrictionTool::defaultObject());
    }
 }
 
@@ -205,11 +209,11 @@ TEST(DissipativeFriction, SlipsBeyondWhatIsAllowed)
    EXPECT_EQ(output.body1ForcePrimary(), ZqGeneralForce());
 }
 
-truth::V arrayOf(const ZqVector& v)
+frictionTruth::V arrayOf(const ZqVector& v)
 {
    return {v.x(), v.y(), v.z()};
 }
-truth::M matrixOf(const ZqOrientation& q)
+frictionTruth::M matrixOf(const ZqOrientation& q)
 {
    const ZqReal w = q.w(), x = q.x(), y = q.y(), z = q.z();
    return {{{1 - 2 * (y * y + z * z), 2 * (x * y - w * z), 2 * (x * z + w * y)},
@@ -221,12 +225,12 @@ truth::M matrixOf(const ZqOrientation& q)
 struct RandomContact
 {
    ZqDissipativeForceInput input;
-   truth::Contact contact;
+   frictionTruth::Contact contact;
 
-   RandomContact(RandomValues& random, const Tool& table, const std::array<ZqString, 4>& names)
+   RandomContact(RandomValues& random, const FrictionTool& table)
    {
-      const ZqString& name1 = names[random.index(0, 3)];
-      const ZqString& name2 = names[random.index(0, 3)];
+      const ZqString& name1 = materialNames[random.index(0, 3)];
+      const ZqString& name2 = materialNames[random.index(0, 3)];
       input.setBody1MaterialType(name1);
       input.setBody2MaterialType(name2);
       contact.pair = {table.tangentialCoefficientOfStaticFriction(name1, name2),
@@ -260,22 +264,12 @@ struct RandomContact
       input.setLinearInertiaAlongNormal(power(random, -2, 2));
       input.setAngularInertiaAboutNormal(power(random, -2, 2));
 
-      contact.body1 = {arrayOf(X1.translation()),
-                       matrixOf(X1.orientation()),
-                       matrixOf(input.staticStartPrimaryFrame1InSystem().orientation()),
-                       arrayOf(input.body1Velocity().linear()),
-                       arrayOf(input.body1Velocity().angular()),
-                       arrayOf(input.lastBody1Velocity().linear()),
-                       arrayOf(input.lastBody1Velocity().angular()),
-                       arrayOf(input.staticStartCollisionPointInPrimary1())};
-      contact.body2 = {arrayOf(X2.translation()),
-                       matrixOf(X2.orientation()),
-                       matrixOf(input.staticStartPrimaryFrame2InSystem().orientation()),
-                       arrayOf(input.body2Velocity().linear()),
-                       arrayOf(input.body2Velocity().angular()),
-                       arrayOf(input.lastBody2Velocity().linear()),
-                       arrayOf(input.lastBody2Velocity().angular()),
-                       arrayOf(input.staticStartCollisionPointInPrimary2())};
+      contact.body1 =
+         bodyOf(X1, input.staticStartPrimaryFrame1InSystem(), input.body1Velocity(),
+                input.lastBody1Velocity(), input.staticStartCollisionPointInPrimary1());
+      contact.body2 =
+         bodyOf(X2, input.staticStartPrimaryFrame2InSystem(), input.body2Velocity(),
+                input.lastBody2Velocity(), input.staticStartCollisionPointInPrimary2());
       contact.normal = arrayOf(input.collisionNormalInSystem());
       contact.press = arrayOf(input.normalForceInSystem());
       contact.point = arrayOf(input.currentCollisionPointInPrimary2());
@@ -291,6 +285,16 @@ struct RandomContact
    }
 
 private:
+   using Frame = ZqCoordinateSystemTransformation;
+   static frictionTruth::Body bodyOf(const Frame& X, const Frame& start,
+                                     const ZqGeneralMotion& motion, const ZqGeneralMotion& last,
+                                     const ZqVector& point)
+   {
+      return {arrayOf(X.translation()),      matrixOf(X.orientation()),
+              matrixOf(start.orientation()), arrayOf(motion.linear()),
+              arrayOf(motion.angular()),     arrayOf(last.linear()),
+              arrayOf(last.angular()),       arrayOf(point)};
+   }
    static ZqOrientation turned(RandomValues& random, ZqReal angle)
    {
       ZqOrientation q;
@@ -318,16 +322,17 @@ class LawComparison
 {
 public:
    void operator()(const ZqDissipativeForceOutput& output, const RandomContact& one,
-                   const truth::Result& expected)
+                   const frictionTruth::Result& expected)
    {
-      const truth::Contact& c = one.contact;
+      const frictionTruth::Contact& c = one.contact;
       EXPECT_EQ(output.inStaticFrictionMode(), expected.sticks);
       // Springs that come to more than is left of them, and 4000 N/m times the rounding of places.
-      const ZqReal size = 1.0 + truth::norm(c.press) + truth::norm(expected.force2) +
-                          truth::norm(expected.moment1) + truth::norm(expected.moment2);
-      const auto compare = [&](const ZqVector& value, const truth::V& known)
+      const ZqReal size =
+         1.0 + frictionTruth::norm(c.press) + frictionTruth::norm(expected.force2) +
+         frictionTruth::norm(expected.moment1) + frictionTruth::norm(expected.moment2);
+      const auto compare = [&](const ZqVector& value, const frictionTruth::V& known)
       {
-         const ZqReal difference = truth::norm(arrayOf(value) - known);
+         const ZqReal difference = frictionTruth::norm(arrayOf(value) - known);
          EXPECT_LE(difference, 1e-11 * size);
       };
       compare(output.body1ForcePrimary().force(), expected.force1);
@@ -350,10 +355,9 @@ private:
 TEST(FrictionLaws, AgreeWithPlainNumbers)
 {
    RandomValues random(11);
-   std::array<ZqString, 4> names{materialNames[0], materialNames[1], materialNames[2],
-                                 materialNames[3]};
-   Tool table;
-   for (const Quantity& q : quantities)
+   const auto& names = materialNames;
+   FrictionTool table;
+   for (const FrictionQuantity& q : frictionQuantities)
       for (ZqU32 i = 0; i < 4; ++i)
          (table.*q.tell)(names[i], names[random.index(0, 3)], RandomContact::power(random, -1, 1));
 
@@ -363,14 +367,14 @@ TEST(FrictionLaws, AgreeWithPlainNumbers)
    ZqDryFrictionForceProcessor dryLaw;
    fullLaw.setFrictionCoefficientLUT(table);
    dryLaw.setFrictionCoefficientLUT(table);
-   truth::FullLaw fullTruth;
-   truth::DryLaw dryTruth;
+   frictionTruth::FullLaw fullTruth;
+   frictionTruth::DryLaw dryTruth;
    for (int i = 0; i < 100000 && !testing::Test::HasFailure(); ++i)
    {
       SCOPED_TRACE(i);
-      const RandomContact one(random, table, names);
-      const truth::Flags use{random.index(0, 3) != 0, random.index(0, 3) != 0,
-                             random.index(0, 3) == 0};
+      const RandomContact one(random, table);
+      const frictionTruth::Flags use{random.index(0, 3) != 0, random.index(0, 3) != 0,
+                                     random.index(0, 3) == 0};
       fullLaw.setUseStaticFriction(use.isStatic);
       fullLaw.setUseKineticFriction(use.isKinetic);
       fullLaw.setUseViscousFriction(use.isViscous);

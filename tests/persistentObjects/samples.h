@@ -179,6 +179,21 @@ private:
       tool.setFrictionValue("wood", filled<ZqString>(), filled<ZqReal>(), map);
       tool.setFrictionValue("ice", filled<ZqString>(), filled<ZqReal>(), map);
    }
+   /// Their constants have ranges.
+   void fill(ZqPointFrictionForceProcessor& law)
+   {
+      fillSizes(law, &ZqPointFrictionForceProcessor::setTangentialToNormalStiffness,
+                &ZqPointFrictionForceProcessor::setDampingRatio,
+                &ZqPointFrictionForceProcessor::setTorsionRadius);
+   }
+   void fill(ZqPointContactForceProcessor& law)
+   {
+      fillSizes(law, &ZqPointContactForceProcessor::setDefaultSpringConstant,
+                &ZqPointContactForceProcessor::setDefaultDissipation,
+                &ZqPointContactForceProcessor::setSettlingDampingRatio);
+      law.setDefaultSpringExponent(1.75);
+      law.setSettlingForceFraction(0.125);
+   }
    void fill(ZqDissipativeForceProcessorContainer& container)
    {
       container.setTopElement(filled<ZqDissipativeForceProcessor>());

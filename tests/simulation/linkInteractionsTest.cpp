@@ -1,10 +1,8 @@
 #include "support/allocationCount.h"
-#include "support/logCapture.h"
-#include "support/randomManipulators.h"
+#include "support/randomScene.h"
 #include "support/xmlSamples.h"
 #include "zqManipulator/foundation/geometry/ZqSphere.h"
 #include "zqManipulator/foundation/proximity/ZqSystemShapeCollisionCache.h"
-#include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 #include "zqManipulator/simulation/interactions/ZqLatchedDoorLinks.h"
 #include "zqManipulator/simulation/interactions/ZqLinkCollisionForce.h"
 #include "zqManipulator/simulation/interactions/ZqSpringAndDamperBetweenLinks.h"
@@ -15,72 +13,28 @@ namespace
 using Door = ZqLatchedDoorLinks;
 using Spring = ZqSpringAndDamperBetweenLinks;
 using Forces = ZqXmlVectorType<ZqManipulatorExternalForce>;
-using zqTest::LogCapture;
 
-/// A model in a state.
-struct Scene
+const Forces& forcesOf(ZqStatedSystem& scene, ZqSystemActiveState& active,
+                       const ZqBaseLinkInteractions& interaction)
 {
-   void add(const ZqIndividualManipulator& model, ZqPositionState position = {},
-            ZqVelocityState velocity = {})
-   {
-      position.jointPositions().values().resize(model.jointDof());
-      velocity.jointVelocities().values().resize(model.jointDof());
-      system.addManipulator(model);
-      state.positionStates().pushBack(position);
-      state.velocityStates().pushBack(velocity);
-   }
-   const Forces& forcesOf(const ZqBaseLinkInteractions& interaction)
-   {
-      ZqLinkInteractionsVector interactions;
-      interactions.pushBack(interaction);
-      system.setLinkInteractionsVector(interactions);
-      active.setNonredundantState(state);
-      active.setGeneralForceValid(false);
-      system.processLinkInteractions(active, 0.0, {});
-      EXPECT_TRUE(active.generalForceValid());
-      return active.generalForceVector();
-   }
-   const ZqManipulatorLink& link(ZqU32 manipulator, ZqU32 index) const
-   {
-      return *system.manipulators()[manipulator].linkByIndex(index);
-   }
-   ZqManipulatorActiveState& of(ZqU32 i) { return active.manipulatorActiveStateVector()[i]; }
-
-   ZqManipulatorSystem system;
-   ZqManipulatorSystemState state;
-   ZqSystemActiveState active;
-};
-
-/// Trees of so many links, on fixed or free bases, in a random state.
-Scene trees(zqTest::RandomValues& random, const std::vector<ZqU32>& sizes)
-{
-   Scene scene;
-   for (const ZqU32 n : sizes)
-   {
-      const ZqIndividualManipulator model = zqTest::randomManipulator(random, n);
-      ZqPositionState position;
-      ZqVelocityState velocity;
-      position.setCoordSysXForm(zqTest::randomFrame(random));
-      if (!model.isFixedBase())
-         velocity.setGeneralVelocity(zqTest::randomMotion(random));
-      for (ZqU32 j = 0; j < n; ++j)
-      {
-         position.jointPositions().pushBack(random.real());
-         velocity.jointVelocities().pushBack(random.real());
-      }
-      scene.add(model, position, velocity);
-   }
-   return scene;
+   ZqLinkInteractionsVector interactions;
+   interactions.pushBack(interaction);
+   scene.setLinkInteractionsVector(interactions);
+   active.setNonredundantState(scene.state());
+   active.setGeneralForceValid(false);
+   scene.system().processLinkInteractions(active, 0.0, {});
+   EXPECT_TRUE(active.generalForceValid());
+   return active.generalForceVector();
 }
 
 // k = 8, c = 2; the frame is [-0.125, 0.375], and the handle unlatches in [0.5, 1.5].
-Door doorOf(ZqU32 type)
+Door doorOf(ZqU32 type, ZqU32 manipulator)
 {
    Door door;
    door.setLatchType(type);
    door.setSpringConstant(8.0);
    door.setDamperConstant(2.0);
-   door.setManipulatorId(1);
+   door.setManipulatorId(manipulator);
    door.setDoorLinkId(1);
    door.setHandleLinkId(2);
    door.setUnlatchingAngleLowerBound(0.5);
@@ -108,74 +62,80 @@ TEST(LinkInteractions, DoorsFollowTheirTable)
                     {1.0, 0.25, 3.0, 0.0, false},  {0.0, 0.25, 0.0, -1.0, false}};
    const Steps latches{{0.0, 0.25, -1.0, 0.0, false}, {0.0, 0.25, -1.0, 1.0, false}};
    const Steps outside{{0.0, 0.5, 1.0, 0.0, true}};
-   const struct
-   {
-      ZqU32 type;
-      std::vector<Steps> script;
-   } cases[]{{Door::ClosedWithTurn, {opens, wall, opens}},
-             {Door::ClosedWithoutTurn, {opens, latches, opens}},
-             {Door::ClosedWithTurn, {outside, wall}},
-             {Door::ClosedWithoutTurn, {outside, latches}}};
+   const std::pair<ZqU32, std::vector<Steps>> scripts[]{
+      {Door::ClosedWithTurn, {opens, wall, opens}},
+      {Door::ClosedWithoutTurn, {opens, latches, opens}},
+      {Door::ClosedWithTurn, {outside, wall}},
+      {Door::ClosedWithoutTurn, {outside, latches}}};
+   zqTest::RandomScene scene(3, {zqTest::chain(3)});
    zqTest::RandomValues random(1);
-   Scene scene = trees(random, {0, 3});
-   Forces forces(2);
-   forces[1].resize(3);
-   const auto momentAt = [&](const Door& door, ZqReal handle, ZqReal angle, ZqReal rate)
+   Forces forces(scene.index + 1);
+   forces[scene.index].resize(3);
+   const auto evaluate = [&](const Door& door, ZqReal handle, ZqReal angle, ZqReal rate)
    {
-      scene.state.positionStates()[1].setJointPositions(ZqRealVector{7.0, angle, handle});
-      scene.state.velocityStates()[1].setJointVelocities(ZqRealVector{7.0, rate, 7.0});
-      scene.active.setNonredundantState(scene.state);
-      forces[1].setToZeros();
-      door.forceBetweenLinks(scene.active, scene.system, 0.0, {}, forces);
-      return forces[1][1].moment().z();
+      scene.position.setJointPositions(ZqRealVector{7.0, angle, handle});
+      scene.velocity.setJointVelocities(ZqRealVector{7.0, rate, 7.0});
+      ZqSystemActiveState active;
+      active.setNumManipulators(scene.index + 1);
+      scene.prepare(active.manipulatorActiveStateVector()[scene.index]);
+      forces[scene.index].setToZeros();
+      door.forceBetweenLinks(active, scene.system.system(), 0.0, {}, forces);
+      return forces[scene.index];
    };
-   for (const auto& c : cases)
+   for (const auto& [type, script] : scripts)
    {
-      const Door door = doorOf(c.type);
-      EXPECT_EQ(door.memory().size(), 0U);
-      for (const Steps& part : c.script)
+      const Door door = doorOf(type, scene.index);
+      for (const Steps& part : script)
          for (const Step& step : part)
          {
-            SCOPED_TRACE(testing::Message() << c.type << ": " << step.handle << ' ' << step.door);
-            // Trials lead anywhere and leave no trace. What is remembered, and not copied, is all that
-            // counts.
+            SCOPED_TRACE(testing::Message() << type << ": " << step.handle << ' ' << step.door);
+            // Trials lead anywhere and leave no trace; what is remembered is all that counts.
             const auto before = door.memory();
             door.beginTrial();
             for (int trial = 0; trial < 4; ++trial)
-               momentAt(door, random.real(0.0, 2.0), random.real(-0.3, 0.5), random.real());
+               evaluate(door, random.real(0.0, 2.0), random.real(-0.3, 0.5), random.real());
             door.endTrial();
-            EXPECT_EQ(door.memory(), before);
             Door restored(door);
             EXPECT_EQ(restored.memory().size(), 0U);
             EXPECT_TRUE(restored.setMemory(before));
-
-            EXPECT_EQ(momentAt(door, step.handle, step.door, step.rate), step.moment);
-            EXPECT_EQ(forces[1][1], ZqGeneralForce({}, {0.0, 0.0, step.moment}));
-            EXPECT_EQ(forces[1][0] + forces[1][2] + forces[1].baseForce(), ZqGeneralForce());
-            EXPECT_EQ(momentAt(restored, step.handle, step.door, step.rate), step.moment);
+            ZqManipulatorExternalForce expected;
+            expected.resize(3);
+            expected[1].setMoment({0.0, 0.0, step.moment});
+            EXPECT_EQ(evaluate(door, step.handle, step.door, step.rate), expected);
+            EXPECT_EQ(evaluate(restored, step.handle, step.door, step.rate), expected);
             EXPECT_EQ(restored.memory(), door.memory());
             EXPECT_EQ(door.memory()[0], step.isFree ? 1.0 : 0.0);
          }
    }
-   Door door = doorOf(0);
    for (const ZqRealVector& numbers :
         {ZqRealVector{0.0}, {0.5, 0.0}, {1.0, zqTest::nan}, {1.0, 0.0, 0.0}})
-      EXPECT_FALSE(door.setMemory({numbers}));
+      EXPECT_FALSE(doorOf(0, 0).setMemory({numbers}));
 }
 
+/// The ends of a spring.
 struct Ends
 {
-   ZqCoordinateSystemTransformation A, B;
-
-   ZqVector gap() const { return B.translation() - A.translation(); }
-   /// From A to B in the axes of A, as the vector of the angle along the axis.
-   ZqVector turn() const { return turnOf(A.orientation().inverse() * B.orientation()); }
-   ZqReal energy(const Spring& spring) const
+   /// After the scene has gone on at its rates for a time.
+   Ends(const zqTest::RandomScene& scene, const Spring& spring, ZqReal dt)
    {
-      return 0.5 * (spring.linearSpringConstant() *
-                       std::pow(gap().mag() - spring.linearSpringOffset(), 2) +
-                    spring.angularSpringConstant() *
-                       std::pow(turn().mag() - spring.angularSpringOffset(), 2));
+      ZqManipulatorSystemState state = scene.system.state();
+      scene.system.system().propagateStateBy(state, dt);
+      ZqSystemActiveState active;
+      active.setNonredundantState(state);
+      const auto frame = [&](ZqU32 m, int link)
+      {
+         return scene.system.manipulatorByIndex(m)
+            ->linkByIndex(static_cast<ZqU32>(link))
+            ->primaryFrameInSystem(active.manipulatorActiveStateVector()[m].activePositionState());
+      };
+      A = frame(spring.manipulatorOneIndex(), spring.linkOneIndex()) * spring.frameOffsetOne();
+      B = frame(spring.manipulatorTwoIndex(), spring.linkTwoIndex()) * spring.frameOffsetTwo();
+      gap = B.translation() - A.translation();
+      turn = turnOf(A.orientation().inverse() * B.orientation()).mag();
+      energy =
+         0.5 *
+         (spring.linearSpringConstant() * std::pow(gap.mag() - spring.linearSpringOffset(), 2) +
+          spring.angularSpringConstant() * std::pow(turn - spring.angularSpringOffset(), 2));
    }
    static ZqVector turnOf(const ZqOrientation& q)
    {
@@ -184,42 +144,34 @@ struct Ends
       q.getAngleAxis(angle, axis);
       return axis * angle;
    }
+
+   ZqCoordinateSystemTransformation A, B;
+   ZqVector gap; ///< from A to B
+   ZqReal turn, energy;
 };
 
-/// Where the ends are after the scene has gone on at its rates.
-Ends endsAfter(Scene scene, const Spring& spring, ZqReal dt)
-{
-   scene.system.propagateStateBy(scene.state, dt);
-   scene.active.setNonredundantState(scene.state);
-   const auto frame = [&](ZqU32 m, int link)
-   {
-      return scene.link(m, static_cast<ZqU32>(link))
-         .primaryFrameInSystem(scene.of(m).activePositionState());
-   };
-   return {frame(spring.manipulatorOneIndex(), spring.linkOneIndex()) * spring.frameOffsetOne(),
-           frame(spring.manipulatorTwoIndex(), spring.linkTwoIndex()) * spring.frameOffsetTwo()};
-}
-
-// Between any two links of two trees, bases among them.
+// Between any two links of a scene, bases and links of one manipulator among them.
 TEST(LinkInteractions, SpringsConserveMomentumAndPushDownTheirEnergy)
 {
-   const std::vector<ZqU32> sizes{3, 2};
    int slopes = 0;
    for (ZqU32 seed = 0; seed < 200; ++seed)
    {
       SCOPED_TRACE(seed);
-      zqTest::RandomValues random(seed);
-      Scene scene = trees(random, sizes);
-      const auto index = [&](ZqU32 m)
-      {
-         const ZqU32 j = random.index(0, sizes[m]);
-         return j == sizes[m] ? -2 : static_cast<int>(j);
+      zqTest::RandomScene scene(seed, {zqTest::chain(1 + seed % 4), false});
+      zqTest::RandomValues& random = scene.random;
+      const auto link = [&](ZqU32 m) {
+         return static_cast<int>(random.index(0, scene.system.manipulatorByIndex(m)->jointDof())) -
+                1;
       };
       Spring spring;
-      spring.setManipulatorOneIndex(random.index(0, 1));
-      spring.setManipulatorTwoIndex(random.index(0, 1));
-      spring.setLinkOneIndex(index(spring.manipulatorOneIndex()));
-      spring.setLinkTwoIndex(index(spring.manipulatorTwoIndex()));
+      spring.setManipulatorTwoIndex(scene.index);
+      spring.setLinkOneIndex(link(0));
+      spring.setLinkTwoIndex(link(scene.index));
+      if (spring.linkOneIndex() < 0)
+         spring.setLinkOneIndex(-2);
+      if (spring.linkTwoIndex() < 0)
+         spring.setLinkTwoIndex(-2);
+      const bool isOneLink = scene.index == 0 && spring.linkOneIndex() == spring.linkTwoIndex();
       spring.setFrameOffsetOne(zqTest::randomFrame(random));
       spring.setFrameOffsetTwo(zqTest::randomFrame(random));
       Spring damper = spring;
@@ -229,58 +181,47 @@ TEST(LinkInteractions, SpringsConserveMomentumAndPushDownTheirEnergy)
       spring.setAngularSpringOffset(random.real(0.0, 2.0));
       damper.setLinearDamperConstant(random.real(1.0, 9.0));
       damper.setAngularDamperConstant(random.real(1.0, 9.0));
-
       const ZqReal h = 1e-5; // of which the square, and rounding over it, are far below 1e-6
-      const Ends now = endsAfter(scene, spring, 0.0);
-      const Ends before = endsAfter(scene, spring, -h);
-      const Ends after = endsAfter(scene, spring, h);
-      const bool isOneLink = spring.manipulatorOneIndex() == spring.manipulatorTwoIndex() &&
-                             spring.linkOneIndex() == spring.linkTwoIndex();
-      // Where the energy has a kink, there is no slope.
-      const bool hasSlope =
-         now.gap().mag() > 0.05 && now.turn().mag() > 0.05 && now.turn().mag() < 3.1;
-      slopes += hasSlope && !isOneLink ? 1 : 0;
-
+      const Ends before(scene, spring, -h), now(scene, spring, 0.0), after(scene, spring, h);
       for (const Spring& interaction : {spring, damper})
       {
-         const Forces& forces = scene.forcesOf(interaction);
+         ZqSystemActiveState active;
+         const Forces& forces = forcesOf(scene.system, active, interaction);
          ZqReal power = 0.0;
          ZqReal size = 1.0;
          ZqGeneralForce sum, onOne;
-         for (ZqU32 m = 0; m < 2; ++m)
-            for (ZqU32 j = 0; j <= sizes[m]; ++j)
+         for (ZqU32 m = 0; m < forces.size(); ++m)
+            for (const ZqManipulatorLink* l :
+                 zqTest::inPreorder(*scene.system.manipulatorByIndex(m)))
             {
-               const ZqU32 place = j == sizes[m] ? ZqBaseLinkIndex : j;
-               const ZqManipulatorLink& link = scene.link(m, place);
-               const ZqGeneralForce& force = *forces[m].forceOn(place);
-               const ZqGeneralMotion& motion = link.dhFrameVelocityInLocal(scene.of(m));
+               ZqManipulatorActiveState& state = active.manipulatorActiveStateVector()[m];
+               const ZqGeneralForce& force = *forces[m].forceOn(l->linkIndex());
+               const ZqGeneralMotion& motion = l->dhFrameVelocityInLocal(state);
                power += force.force().dot(motion.linear()) + force.moment().dot(motion.angular());
                const ZqGeneralForce inSystem =
-                  link.dhFrameInSystem(scene.of(m).activePositionState()) * force;
+                  l->dhFrameInSystem(state.activePositionState()) * force;
                sum += inSystem;
                size += inSystem.force().mag() + inSystem.moment().mag();
-               if (m == spring.manipulatorOneIndex() &&
-                   place == static_cast<ZqU32>(spring.linkOneIndex()))
+               if (m == 0 && l->linkIndex() == static_cast<ZqU32>(spring.linkOneIndex()))
                   onOne = inSystem;
             }
          // Some twenty roundings in frames up to ten metres away.
          EXPECT_TRUE(sum.approxEq({}, 1e-13 * size)) << sum;
-         if (interaction == spring && hasSlope)
+         // Where the energy has a kink, there is no slope.
+         if (interaction == spring && now.gap.mag() > 0.05 && now.turn > 0.05 && now.turn < 3.1)
          {
-            EXPECT_NEAR(power, (before.energy(spring) - after.energy(spring)) / (2.0 * h),
-                        1e-6 * size);
+            slopes += isOneLink ? 0 : 1;
+            EXPECT_NEAR(power, (before.energy - after.energy) / (2.0 * h), 1e-6 * size);
          }
          else if (interaction == damper && !isOneLink)
          {
-            const auto rate = [&](const ZqVector& difference) { return difference / (2.0 * h); };
             const auto turned = [](const auto& from, const auto& to)
             { return Ends::turnOf(to.orientation() * from.orientation().inverse()); };
+            ZqGeneralForce expected(damper.linearDamperConstant() * (after.gap - before.gap),
+                                    damper.angularDamperConstant() *
+                                       (turned(before.B, after.B) - turned(before.A, after.A)));
             onOne.transformBy(-0.5 * (now.A.translation() + now.B.translation()));
-            EXPECT_TRUE(
-               onOne.approxEq({damper.linearDamperConstant() * rate(after.gap() - before.gap()),
-                               damper.angularDamperConstant() *
-                                  rate(turned(before.B, after.B) - turned(before.A, after.A))},
-                              1e-6 * size));
+            EXPECT_TRUE(onOne.approxEq(expected * (0.5 / h), 1e-6 * size));
          }
       }
    }
@@ -290,7 +231,10 @@ TEST(LinkInteractions, SpringsConserveMomentumAndPushDownTheirEnergy)
 TEST(LinkInteractions, LinksThatAreNotThereAreRejected)
 {
    zqTest::RandomValues random(5);
-   Scene scene = trees(random, {2, 1});
+   ZqStatedSystem scene;
+   scene.addManipulator(zqTest::randomManipulator(random, 2));
+   scene.addManipulator(zqTest::randomManipulator(random, 1));
+   scene.addCompatibleState();
    const std::string spring = "ZqSpringAndDamperBetweenLinks::forceBetweenLinks - ";
    const std::string door = "ZqLatchedDoorLinks::forceBetweenLinks ";
    const struct
@@ -303,13 +247,12 @@ TEST(LinkInteractions, LinksThatAreNotThereAreRejected)
              {false, {2, 0}, {0, 0}, spring + "manipulator index out of range.\n"},
              {false, {0, ZqNoLinkIndex}, {5, 0}, spring + "manipulator index out of range.\n"},
              {false, {0, 1}, {2, 0}, spring + "link index out of range.\n"},
-             {false, {0, 1}, {0, 1}, spring + "link index out of range.\n"},
              {false, {1, 0}, {-1, 0}, spring + "link index out of range.\n"},
              {false, {1, 0}, {0, -3}, spring + "link index out of range.\n"},
-             {true, {0, 0}, {1, 0}, ""},
-             {true, {2, 2}, {0, 0}, door + "manipulator Index out of range\n"},
-             {true, {1, 1}, {1, 0}, door + "link Index out of range\n"},
-             {true, {0, 0}, {0, -2}, door + "link Index out of range\n"}};
+             {true, {0}, {1, 0}, ""},
+             {true, {2}, {0, 0}, door + "manipulator Index out of range\n"},
+             {true, {1}, {1, 0}, door + "link Index out of range\n"},
+             {true, {0}, {0, -2}, door + "link Index out of range\n"}};
    for (const auto& c : cases)
    {
       Spring s;
@@ -318,16 +261,13 @@ TEST(LinkInteractions, LinksThatAreNotThereAreRejected)
       s.setManipulatorTwoIndex(c.manipulators[1]);
       s.setLinkOneIndex(c.links[0]);
       s.setLinkTwoIndex(c.links[1]);
-      Door d = doorOf(0);
-      d.setClosedDoorAngleUpperBound(9.0);
-      d.setUnlatchingAngleLowerBound(9.0);
-      d.setManipulatorId(c.manipulators[0]);
+      Door d = doorOf(0, c.manipulators[0]);
       d.setDoorLinkId(static_cast<ZqU32>(c.links[0]));
       d.setHandleLinkId(static_cast<ZqU32>(c.links[1]));
-      d.setClosedDoorAngleLowerBound(-9.0);
-      const LogCapture log;
-      const Forces forces =
-         scene.forcesOf(c.isDoor ? static_cast<const ZqBaseLinkInteractions&>(d) : s);
+      const zqTest::LogCapture log;
+      ZqSystemActiveState active;
+      const Forces& forces =
+         forcesOf(scene, active, c.isDoor ? static_cast<const ZqBaseLinkInteractions&>(d) : s);
       EXPECT_EQ(log.text(), c.message.empty() ? "" : c.message + '\n');
       Forces none(2);
       none[0].resize(2);
@@ -355,17 +295,13 @@ TEST(LinkInteractions, StandInDocumentsInOrder)
    }
    ZqManipulatorSystem system;
    EXPECT_EQ(zqTest::written(system).find("linkInteractionsVector"), std::string::npos);
-   EXPECT_EQ(system.collisionDetectionPrecisionLevel(), 0U);
    system.setLinkInteractionsVector(interactions);
-
    const std::string text = zqTest::written(system);
    std::size_t place = 0;
    for (const char* name :
         {"environment", "manipulators", "linkInteractionsVector", "linearSpringConstant",
-         "angularSpringConstant", "linearSpringOffset", "angularSpringOffset",
-         "linearDamperConstant", "angularDamperConstant", "manipulatorOneIndex",
-         "manipulatorTwoIndex", "linkOneIndex", "linkTwoIndex", "frameOffsetOne", "frameOffsetTwo",
-         "collisionForceContainer", "collisionBvhPrecisionLevel", "systemCollisionExclusionSet"})
+         "angularSpringConstant", "linearSpringOffset", "angularSpringOffset", "linkOneIndex",
+         "frameOffsetOne", "collisionForceContainer", "systemCollisionExclusionSet"})
    {
       place = text.find('<' + std::string(name), place);
       ASSERT_NE(place, std::string::npos) << name;
@@ -373,7 +309,6 @@ TEST(LinkInteractions, StandInDocumentsInOrder)
    ZqManipulatorSystem read;
    EXPECT_TRUE(zqTest::readFrom(read, text));
    EXPECT_TRUE(read == system);
-   EXPECT_EQ(read.collisionDetectionPrecisionLevel(), 3U);
    EXPECT_EQ(ZqManipulatorSystem(read).collisionDetectionPrecisionLevel(), 3U);
    read.setFromIndividualManipulator({});
    EXPECT_EQ(read.linkInteractionsVector().size() + read.collisionDetectionPrecisionLevel(), 0U);
@@ -384,7 +319,6 @@ class Push : public ZqXmlClass<Push, ZqBaseCollisionForceProcessor>
 {
 public:
    static const ZqToken& classToken() { return zqTest::sampleToken; }
-   static constexpr const char* documentation = "a push";
    bool operator==(const Push&) const = default;
    bool process(ZqShapeCollisionData& data, ZqSystemActiveState&,
                 const ZqXmlVectorType<ZqManipulatorTorque>&, Forces& forces,
@@ -400,7 +334,8 @@ public:
 // both others, whose boxes overlap; the third one's outer volume touches the first one.
 TEST(LinkInteractions, ContactsOfLinksThatMayCollideCount)
 {
-   Scene scene;
+   ZqStatedSystem scene;
+   const ZqVector places[]{{}, {0.8, 0.0, 0.0}, {0.8, 0.8, 0.0}};
    for (int i = 0; i < 3; ++i)
    {
       ZqSphere sphere(ZqVector(), 0.5);
@@ -414,26 +349,27 @@ TEST(LinkInteractions, ContactsOfLinksThatMayCollideCount)
       arm.setManipulatorLabel("arm" + std::to_string(i));
       arm.setShape(sphere);
       arm.addChild(link);
-      ZqPositionState position;
-      position.setCoordSysXForm(ZqVector(i > 0 ? 0.8 : 0.0, i > 1 ? 0.8 : 0.0, 0.0));
-      scene.add(arm, position);
+      arm.setCoordSysXForm(places[i]);
+      scene.addManipulator(arm);
    }
+   scene.addCompatibleState();
    ZqManipulatorSelfCollisionLinkMap own;
    own.setLinkCollisionCanditateByIdentifier("base", "link", true);
-   scene.system.setSelfCollisionMap(own, 0);
+   scene.setSelfCollisionMap(own, 0);
    ZqSystemCollisionExclusionMap map;
    map.excludeLinkCollisionCandidate(0, "link", 1, "link");
-   scene.system.setCollisionExclusionMap(map);
+   scene.setCollisionExclusionMap(map);
    ZqLinkCollisionForce contacts;
-   EXPECT_EQ(scene.forcesOf(contacts)[0].baseForce(), ZqGeneralForce()); // without a law
+   ZqSystemActiveState active;
+   EXPECT_EQ(forcesOf(scene, active, contacts)[0].baseForce(), ZqGeneralForce()); // without a law
    ZqCollisionForceContainer law;
    law.setTopElement(Push());
    contacts.setCollisionForceContainer(law);
    for (const ZqU32 level : {0U, 1U})
    {
       contacts.setPrecisionLevel(level);
-      scene.active.systemShapeCollisionCache().invalidateAll();
-      const Forces& forces = scene.forcesOf(contacts);
+      active.systemShapeCollisionCache().invalidateAll();
+      const Forces& forces = forcesOf(scene, active, contacts);
       const ZqReal far = level == 0 ? 0.0 : 2.0;
       const ZqReal ofLinks[]{2.0 + far, 3.0, 2.0 + far};
       const ZqReal ofBases[]{3.0 + far, 4.0, 2.0 + far};
@@ -447,12 +383,13 @@ TEST(LinkInteractions, ContactsOfLinksThatMayCollideCount)
    std::size_t allocations = 0;
    for (int i = 0; i < 8; ++i)
    {
-      scene.state.positionStates()[1].setCoordSysXForm(ZqVector(0.8 + 0.01 * (i % 2), 0.0, 0.0));
-      scene.active.setNonredundantState(scene.state);
-      scene.active.systemShapeCollisionCache().invalidateAll();
-      scene.active.setGeneralForceValid(false);
+      ZqManipulatorSystemState state = scene.state();
+      state.positionStates()[1].setCoordSysXForm(ZqVector(0.01 * (i % 2), 0.0, 0.0));
+      active.setNonredundantState(state);
+      active.systemShapeCollisionCache().invalidateAll();
+      active.setGeneralForceValid(false);
       const zqTest::AllocationCount count;
-      scene.system.processLinkInteractions(scene.active, 0.0, {});
+      scene.system().processLinkInteractions(active, 0.0, {});
       allocations = count.count();
    }
    EXPECT_EQ(allocations, 0U);

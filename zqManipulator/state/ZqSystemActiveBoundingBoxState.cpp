@@ -67,6 +67,8 @@ bool ZqSystemActiveBoundingBoxState::isCovered(const Interval& interval,
    const ZqOrientation& axes = frame.orientation();
    if (origin == interval.origin && axes == interval.axes)
       return true;
+   if (m_tolerance == 0.0)
+      return false;
    const ZqReal chord = 2.0 * (interval.axes.inverse() * axes).vectorPart().mag();
    return (origin - interval.origin).mag() + chord * interval.reach <= m_tolerance;
 }

@@ -244,7 +244,12 @@ TEST(BadInput, NumbersAreReadExactlyOrRefusedAndLeaveTheValueAsItWas)
       expectNumber<ZqNonNegReal>(text, false);
       expectNumber<ZqAngle>(text, false);
       expectNumber<ZqU32>(text, false);
+      expectNumber<int>(text, false);
    }
+   for (const int number : {-2, 7, -2147483647 - 1, 2147483647})
+      expectNumber<int>(std::to_string(number).c_str(), true, number);
+   for (const char* text : {"2147483648", "-2147483649", "4294967294", "1.0"})
+      expectNumber<int>(text, false);
    for (const std::string text : {"true", " 1 ", "TRUE", "yes", "", "2", "truefalse"})
    {
       const bool accepted = text == "true" || text == " 1 ";

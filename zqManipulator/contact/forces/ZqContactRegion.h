@@ -7,8 +7,8 @@
 /// The patch over which a body touches another one, seen from one side.
 ///
 /// The z axis of its frame is the normal of the patch, x and y are its principal axes. Moments are the
-/// mean squares of how far its points lie from the origin of the frame along x and along y (m^2); a patch of
-/// one point has none.
+/// mean squares of how far its points lie from the origin of the frame along x and along y (m^2); that of a
+/// patch of two points is the sum of both squares, and a patch of one point has none.
 class ZqContactRegion : public ZqXmlClass<ZqContactRegion>
 {
 public:

@@ -9,24 +9,31 @@ class ZqManipulatorActivePositionState;
 class ZqManipulatorLink;
 class ZqShapeCollisionEvent;
 
-/// A spring along the normal and a damper beside it push two bodies apart at one point, the middle of
-/// their contact; and where they touch over a patch, the patch resists turning.
+/// A spring along the normal and a damper beside it push two bodies apart at one point, the middle of their
+/// contact; and where they touch over a patch, the patch resists turning.
 ///
 /// With the normal n from body 1 to body 2, the depth d and the velocity v of body 1 against body 2 at the
-/// point, the force on body 1 is -(k d^e + c v.n) n, and zero where that would pull: k, c and e are those of
-/// the pair of surfaces. The damper does not depend on the depth, so that the force sets in with a jump.
+/// point on body 2, the force on body 1 is -(k d^e + c v.n) n, and zero where that would pull: k, c and e
+/// are those of the pair of surfaces. The damper does not depend on the depth, so the force sets in with a
+/// jump. The force acts on each body at that body's own point; the two are apart by the depth.
 ///
-/// The patch is that of the side whose points spread less. Eight points on an ellipse in it, of half axes
-/// the roots of its moments, are held against the plane of the other side's patch, each by a spring and a
-/// damper of an eighth of k and c: linear in the depth whatever e is, and free to pull. The share r that this
-/// takes in the whole is the product of how squarely both patches face each other and how well the other one
-/// faces the normal, times the contribution factor; the force at the one point keeps 1 - r. Nothing holds r
-/// between 0 and 1 for factors beyond.
+/// Of the patches of both sides the smaller one, body 1's of equal ones, is held against the plane of the
+/// other: eight points on an ellipse in it, whose half axes are the roots of its moments. Each that lies
+/// behind the plane has a spring and a damper of an eighth of k and c, linear in the depth whatever e is,
+/// and free to pull. Let r be the cosine between one patch's normal and the opposite of the other's, times
+/// the cosine between the other's and n. The eight count r times, and in the whole once more: the share of
+/// the patch is w = r f with the contribution factor f, and the force at the one point keeps 1 - w. Nothing
+/// holds w between 0 and 1: a factor beyond that turns the force at the point round. Friction is given that
+/// force before it is shared.
 ///
-/// Points of a patch that are nearer to each other than 0.01 m along each axis count as one, so small bodies
-/// touch at a point; of a longer list four at most are used. The frame of a patch of two points has its z axis
-/// against the outward normal: such a patch of body 1 or 2 does not face a patch of one, three or four points,
-/// and there is no torsional force, but two patches of two points face each other all the same.
+/// Points of a side are taken in their order, four at most. Those nearer to an earlier one than 0.01 m
+/// along each axis of the primary frame, and a third one within 0.01 m of the line of two, do not count:
+/// small bodies touch at one point. Where a point of body 1 is off the plane of its three, that of body 2
+/// with the same number is not looked at.
+///
+/// A patch of two points has its z axis against the outward normal. So it does not face a patch of another
+/// number of points, and there is no torsion; but two such patches face each other all the same, and take
+/// their share, with springs that hold only points that are apart: two edges lose half of their force.
 ///
 /// Energy is not known to this law: in the response of a record it leaves the two forces alone.
 class ZqMassSpringCollisionForceProcessor

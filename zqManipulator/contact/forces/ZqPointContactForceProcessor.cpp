@@ -142,6 +142,22 @@ ZqNormalContactLaw::Force ZqNormalContactLaw::force(ZqReal weight, ZqReal depth,
            spring * depth / (material.exponent + 1.0)};
 }
 
+ZqReal ZqNormalContactLaw::stiffness(ZqReal depth, ZqReal rate) const noexcept
+{
+   if (!(depth > 0.0))
+      return 0.0;
+   return material.stiffnessAt(depth) * (1.0 + material.dissipation * std::max(0.0, rate));
+}
+
+ZqReal ZqNormalContactLaw::dampingTime(ZqReal depth) const noexcept
+{
+   if (!(depth > 0.0))
+      return 0.0;
+   const ZqReal k = material.stiffnessAt(depth);
+   const ZqReal settling = k > 0.0 ? 2.0 * settlingRatio * std::sqrt(mass / k) : 0.0;
+   return settling + material.dissipation * depth / material.exponent;
+}
+
 ZqContactMaterial ZqPointContactForceProcessor::surfaceMaterial(const ZqDataMap* values) const
 {
    static const ZqString constant(ZqFoundCommon::ZqSurfaceTensionSpringConstantToken.localName());

@@ -12,11 +12,11 @@ struct ZqPatchFrictionInput
    };
    struct Point
    {
-      std::uint64_t name = 0; ///< which features meet here
-      ZqVector place;         ///< midway between the surfaces (m)
-      ZqVector normal;        ///< unit, from body 1 to body 2
-      ZqReal depth = 0.0;     ///< positive where the surfaces overlap (m)
-      ZqReal weight = 0.0;    ///< its share of the patch; those of all points sum up to 1
+      std::uint64_t name = 0;   ///< which features meet here
+      ZqVector place;           ///< midway between the surfaces (m)
+      ZqVector normal;          ///< unit, from body 1 to body 2
+      ZqReal depth = 0.0;       ///< positive where the surfaces overlap (m)
+      ZqReal weight = 0.0;      ///< its share of the patch; those of all points sum up to 1
       ZqReal normalForce = 0.0; ///< N
    };
 
@@ -35,10 +35,12 @@ struct ZqPatchFrictionInput
 /// What it comes to: on body 1, and the opposite on body 2 at the same places. In axes of the system.
 struct ZqPatchFriction
 {
-   std::array<ZqVector, ZqContactManifold::capacity> forces; ///< on each point, across its normal (N)
-   std::array<ZqReal, ZqContactManifold::capacity> moments;  ///< about its normal (N m)
-   ZqReal energy = 0.0;   ///< stored (J)
-   ZqReal loss = 0.0;     ///< by dampers (W)
-   ZqReal slipLoss = 0.0; ///< by yielding since the evaluation before (J)
-   ZqReal gain = 0.0;     ///< by points that came, went or changed their shares (J)
+   std::array<ZqVector, ZqContactManifold::capacity>
+      forces; ///< on each point, across its normal (N)
+   std::array<ZqReal, ZqContactManifold::capacity> moments; ///< about its normal (N m)
+   ZqReal energy = 0.0;                                     ///< stored (J)
+   ZqReal loss = 0.0;                                       ///< by dampers (W)
+   ZqReal slipLoss = 0.0;    ///< by yielding since the evaluation before (J)
+   ZqReal dampingTime = 0.0; ///< damper by stiffness of points that stick (s)
+   ZqReal gain = 0.0;        ///< by points that came, went or changed their shares (J)
 };

@@ -177,7 +177,6 @@ private:
    ZqReal m_elapsed;     ///< since that evaluation (s)
    ZqReal m_power = 0.0; ///< with which the motion loads the springs, but for their stiffness
    bool m_pulls = false; ///< the surfaces overlap anywhere
-   bool m_breaksAway = false;
    Point m_points[pointCapacity];
 };
 
@@ -185,6 +184,8 @@ void PatchEvaluation::run() noexcept
 {
    const int count = m_input.count;
    m_out.energy = m_out.loss = m_out.slipLoss = m_out.gain = 0.0;
+   m_out.dampingTime =
+      m_constants.stiffness > 0.0 ? m_constants.damper / m_constants.stiffness : 0.0;
    m_memory.gripCount = count;
    for (int i = 0; i < count; ++i)
    {
@@ -406,7 +407,6 @@ bool PatchEvaluation::isBeyondStaticCone(int i) const noexcept
 
 void PatchEvaluation::chooseMode() noexcept
 {
-   const bool wasSlipping = m_memory.isSlipping;
    if (m_power < 0.0 || !m_pulls)
       m_memory.isSlipping = false;
    if (m_memory.isSlipping || !(m_power > 0.0))
@@ -415,7 +415,6 @@ void PatchEvaluation::chooseMode() noexcept
       if (m_points[i].pulls && !isBeyondStaticCone(i))
          return;
    m_memory.isSlipping = true;
-   m_breaksAway = !wasSlipping;
 }
 
 /// The spring gives way until it holds the force of the cone.
@@ -423,11 +422,12 @@ void PatchEvaluation::yield(int i, ZqReal cone) noexcept
 {
    Point& p = m_points[i];
    const ZqReal length = norm(p.s);
-   const ZqReal force = stiffnessOf(i) * length;
-   const ZqReal kept = cone / force;
-   const ZqReal before =
-      m_breaksAway ? std::min(force, coneOf(i, m_constants.staticFriction)) : cone;
-   m_out.slipLoss += 0.5 * (before + cone) * length * (1.0 - kept);
+   const ZqReal kept = cone / (stiffnessOf(i) * length);
+   // While it is pulled along it holds the cone's force; what it gives back because the cone has become narrower was
+   // stored.
+   const ZqReal given = length * (1.0 - kept);
+   const ZqReal pulled = std::clamp(dot(p.s, p.v) / length * m_elapsed, 0.0, given);
+   m_out.slipLoss += cone * given + 0.5 * stiffnessOf(i) * (given - pulled) * (given - pulled);
    p.s = p.s * kept;
    p.mustAnchor = true;
 }

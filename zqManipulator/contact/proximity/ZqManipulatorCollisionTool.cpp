@@ -98,13 +98,13 @@ void ZqManipulatorCollisionTool::computeAndStoreCollisionInformation(
    const ZqManipulatorLink& link2, ZqManipulatorActiveState& activeState1,
    ZqManipulatorActiveState& activeState2, ZqShapeCollisionData& data) const
 {
-   const ZqOrientation& axes1 =
-      link1.primaryFrameInSystem(activeState1.activePositionState()).orientation();
-   const ZqOrientation& axes2 =
-      link2.primaryFrameInSystem(activeState2.activePositionState()).orientation();
+   const auto frame1 = [&]() -> const ZqCoordinateSystemTransformation&
+   { return link1.primaryFrameInSystem(activeState1.activePositionState()); };
+   const auto frame2 = [&]() -> const ZqCoordinateSystemTransformation&
+   { return link2.primaryFrameInSystem(activeState2.activePositionState()); };
    // The record may have its sides the other way round.
    const bool isSwapped = !(data.key1() == key1);
-   const ZqOrientation& axes = isSwapped ? axes2 : axes1;
+   const ZqOrientation& axes = (isSwapped ? frame2() : frame1()).orientation();
    const ZqVector normal = axes * data.normalInPrimary1();
    data.setCollisionNormal(normal);
 
@@ -122,13 +122,11 @@ void ZqManipulatorCollisionTool::computeAndStoreCollisionInformation(
                                   BOOST_CURRENT_FUNCTION);
       data.setLineOfAction(ZqVector().unitVector());
       const ZqVector middle(0.0, 1.0, 0.0);
-      data.setCollisionPointPrimaryObject(
-         key1, link1.primaryFrameInSystem(activeState1.activePositionState()).inverse() * middle);
-      data.setCollisionPointPrimaryObject(
-         key2, link2.primaryFrameInSystem(activeState2.activePositionState()).inverse() * middle);
+      data.setCollisionPointPrimaryObject(key1, frame1().inverse() * middle);
+      data.setCollisionPointPrimaryObject(key2, frame2().inverse() * middle);
    }
-   data.setLastVelocityPrimaryObject(key1, data.velocityPrimaryObject(key1));
-   data.setLastVelocityPrimaryObject(key2, data.velocityPrimaryObject(key2));
-   data.setVelocityPrimaryObject(key1, link1.primaryFrameVelocityInSystem(activeState1));
-   data.setVelocityPrimaryObject(key2, link2.primaryFrameVelocityInSystem(activeState2));
+   ZqContactMemory& memory = data.memory();
+   memory.lastVelocity = memory.velocity;
+   memory.velocity[isSwapped] = link1.primaryFrameVelocityInSystem(activeState1);
+   memory.velocity[!isSwapped] = link2.primaryFrameVelocityInSystem(activeState2);
 }

@@ -4,6 +4,7 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/proximity/ZqShapeCollisionData.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace
@@ -103,12 +104,15 @@ void PointContact::press(const ZqNormalContactLaw& normalLaw)
 {
    placePoints();
    m_response.pointCount = m_patch.count;
+   m_response.mass = normalLaw.mass;
    for (int i = 0; i < m_patch.count; ++i)
    {
       ZqPatchFrictionInput::Point& p = m_patch.points[i];
       const ZqReal rate = (velocityAt(0, p.place) - velocityAt(1, p.place)).dot(p.normal);
       const ZqNormalContactLaw::Force force = normalLaw.force(p.weight, p.depth, rate);
       p.normalForce = force.normal;
+      m_response.stiffness = std::max(m_response.stiffness, normalLaw.stiffness(p.depth, rate));
+      m_response.dampingTime = std::max(m_response.dampingTime, normalLaw.dampingTime(p.depth));
       m_repulsion.add(p.place, p.normal * -force.normal);
       m_response.normalEnergy += force.energy;
       m_response.normalLoss += (force.normal - force.spring) * rate;
@@ -147,6 +151,7 @@ void PointContact::takePointFriction(const ZqPatchFriction& friction)
    m_response.tangentialLoss = friction.loss;
    m_response.slipLoss = friction.slipLoss;
    m_response.patchGain = friction.gain;
+   m_response.dampingTime = std::max(m_response.dampingTime, friction.dampingTime);
 }
 
 /// The radius of gyration of the patch by its weights (m), in place of that of a disc.

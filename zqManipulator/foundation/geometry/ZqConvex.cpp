@@ -299,7 +299,10 @@ ZqConvex ZqConvex::polytope(std::shared_ptr<const ZqHull> hull, const ZqVector& 
 
 ZqConvex ZqConvex::halfSpace(const ZqVector& point, const ZqVector& normal)
 {
-   const Pose frame{zqConvex::frameAbout(unit(vec3(normal))), limitedPlace(point)};
+   const Vec3 z = unit(vec3(normal));
+   // Floors are level mostly: they need no frame.
+   const zqConvex::Mat3 level;
+   const Pose frame{z == level.c2 ? level : zqConvex::frameAbout(z), limitedPlace(point)};
    ZqConvex C = placed(Core::HalfSpace, frame, {0.0, 0.0, 0.0}, 0.0);
    C.dimension = 3;
    C.reach = infiniteExtent;

@@ -134,10 +134,14 @@ bool standsOnPlane(const CorePair& pair, const CoreAnswer& answer, const Support
    for (int i = 0; i < count; ++i)
    {
       const int k = i <= first ? first - i : first - i + count;
-      const Vec3& p = corner[k];
-      if (p.z <= reach)
-         putContact(pair, answer.n, {p.x, p.y, 0.0}, p, p.z,
-                    contactName(0, vertexName(face.vertex[k])), out);
+      if (!(corner[k].z <= reach))
+         continue;
+      ZqContactPoint& p = out.points[out.count++];
+      p.separation = corner[k].z - pair.B.radius;
+      p.normal = out.normal;
+      p.point2 = vector(coreToShape(pair.A, corner[k] - answer.n * pair.B.radius));
+      p.point1 = p.point2 - p.normal * p.separation;
+      p.name = contactName(0, vertexName(face.vertex[k]));
    }
    return true;
 }

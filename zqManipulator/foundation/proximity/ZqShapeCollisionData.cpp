@@ -35,16 +35,15 @@ void ZqShapeCollisionData::takeManifold(const zqConvex::Pose& X) noexcept
    for (int i = 0; i < count; ++i)
    {
       const ZqContactPoint& p = m_manifold.points[placeOf(i, m_deepest)];
-      m_sides[0].points[i] = p.point1;
-      m_sides[1].points[i] = inPrimary2(vec3(p.point2));
+      m_points2[static_cast<std::size_t>(i)] = inPrimary2(vec3(p.point2));
       // Where none overlaps, the deepest counts alone.
       const ZqReal depth = isDeep ? std::max(0.0, -p.separation) : i == 0 ? 1.0 : 0.0;
       weight += depth;
       middle1 += vec3(p.point1) * depth;
-      middle2 += vec3(p.point2) * depth;
+      middle2 += vec3(m_points2[static_cast<std::size_t>(i)]) * depth;
    }
    m_sides[0].contactPoint = zqConvex::vector(middle1 * (1.0 / weight));
-   m_sides[1].contactPoint = inPrimary2(middle2 * (1.0 / weight));
+   m_sides[1].contactPoint = zqConvex::vector(middle2 * (1.0 / weight));
    const ZqContactPoint& deepest = m_manifold.points[m_deepest];
    const zqConvex::Vec3 middle = (vec3(deepest.point1) + vec3(deepest.point2)) * 0.5;
    m_sides[0].middle = zqConvex::vector(middle);

@@ -60,6 +60,10 @@ public:
    const ZqVector& contactPointRel1() const noexcept { return m_sides[0].contactPoint; }
    const ZqVector& contactPointRel2() const noexcept { return m_sides[1].contactPoint; }
    /// Midway between the deepest points, in each frame.
+   const ZqVector& collisionPointPrimaryObject(const ZqShapeKey& key) const noexcept
+   {
+      return m_sides[sideOf(key) == 1].middle;
+   }
    const ZqVector& collisionPointPrimaryObject1() const noexcept { return m_sides[0].middle; }
    const ZqVector& collisionPointPrimaryObject2() const noexcept { return m_sides[1].middle; }
    void setCollisionPointPrimaryObject(const ZqShapeKey& key, const ZqVector& point) noexcept
@@ -72,14 +76,16 @@ public:
    ZqU32 numPenetrationPoints() const noexcept { return static_cast<ZqU32>(m_manifold.count); }
    const ZqVector& penetrationPointPrimary(ZqU32 side, ZqU32 index) const noexcept
    {
-      return m_sides[side & 1].points[std::min(index, lastPoint)];
+      return (side & 1) == 0 ? contactPoint(index).point1 : m_points2[std::min(index, lastPoint)];
    }
    /// Null for an index out of range and a key of neither side.
    const ZqVector* getPenetrationPointShapePrimary(const ZqShapeKey& key,
                                                    ZqU32 index) const noexcept
    {
       const int side = sideOf(key);
-      return side < 0 || index >= numPenetrationPoints() ? nullptr : &m_sides[side].points[index];
+      return side < 0 || index >= numPenetrationPoints()
+                ? nullptr
+                : &penetrationPointPrimary(static_cast<ZqU32>(side), index);
    }
    /// The place of such a point in the manifold, with its name and normal.
    const ZqContactPoint& contactPoint(ZqU32 index) const noexcept;
@@ -202,7 +208,6 @@ private:
       ZqU32 closestPointIndex = 0;
       ZqVector contactPoint;
       ZqVector middle;
-      std::array<ZqVector, ZqContactManifold::capacity> points;
    };
 
    int sideOf(const ZqShapeKey& key) const noexcept
@@ -225,6 +230,7 @@ private:
    std::array<ZqShapeKey, 2> m_keys;
    std::array<Side, 2> m_sides;
    ZqContactManifold m_manifold;
+   std::array<ZqVector, ZqContactManifold::capacity> m_points2; ///< the deepest first
    int m_deepest = 0;
    ZqVector m_collisionNormal;
    ZqVector m_lineOfAction;

@@ -11,9 +11,10 @@ class ZqManipulatorCollisionTool;
 
 /// Contact forces: finds where links touch, and has a law say what they do to each other there.
 ///
-/// Looked at are all pairs of links of the scene that may collide, by the self collision maps of
-/// manipulators and the collision exclusion map of the system; also two that cannot move, for
-/// which an exclusion saves the look.
+/// Looked at are the pairs of links that may collide, by the self collision maps of manipulators and the
+/// collision exclusion map of the system, and whose boxes in the active state overlap. Those are
+/// boxes around the true shapes: a bounding volume that reaches out of its shape's box touches nothing there.
+/// Links that cannot move are looked at as well; an exclusion saves the look.
 class ZqLinkCollisionForce : public ZqXmlClass<ZqLinkCollisionForce, ZqBaseLinkInteractions>
 {
 public:

@@ -12,7 +12,6 @@
 class ZqInteractionState;
 class ZqShapeCollisionData;
 class ZqShapeKey;
-class ZqShapeProximityKey;
 struct ZqContactMemory;
 
 /// The state of a scene on its way through time: one call, one step.
@@ -321,7 +320,6 @@ private:
    void noteContacts();
    bool isShape(const ZqShapeKey& key) const;
    static ContactMode modeOf(const ZqContactMemory& memory);
-   static ZqShapeProximityKey orderedShapes(const ZqShapeKey& key1, const ZqShapeKey& key2);
    ZqSystemShapeCollisionCache& collisions() { return m_active.systemShapeCollisionCache(); }
 
    // Drives

@@ -37,13 +37,17 @@ ZqSimulation::ContactMode ZqSimulation::modeOf(const ZqContactMemory& memory)
    return ContactMode::Frictionless;
 }
 
-/// As the cache has them, the lower one first.
-ZqShapeProximityKey ZqSimulation::orderedShapes(const ZqShapeKey& key1, const ZqShapeKey& key2)
+ZqSimulation::ContactOfStep::ContactOfStep(const ZqShapeKey& key1, const ZqShapeKey& key2,
+                                           const ZqContactMemory& memory)
+   : mode(modeOf(memory))
 {
-   return {std::min(key1, key2), std::max(key1, key2)};
+   const auto& [first, second] = std::minmax(key1, key2);
+   shapes = {first.manipulatorIndex(), first.linkIndex(),  second.manipulatorIndex(),
+             second.linkIndex(),       first.shapeIndex(), second.shapeIndex()};
 }
 
-/// Takes down what the evaluation has found with which a step begins. The walk is in the order of shapes.
+/// Takes down what the evaluation has found with which a step begins. What it found before is walked
+/// over beside.
 void ZqSimulation::noteContacts()
 {
    if (!m_interacts)
@@ -55,14 +59,13 @@ void ZqSimulation::noteContacts()
    collisions().resetNextCollisionData();
    while (const ZqShapeCollisionData* record = collisions().nextCollisionData())
    {
-      const ZqShapeProximityKey shapes = orderedShapes(record->key1(), record->key2());
-      const ContactMode mode = modeOf(record->memory());
-      while (before != m_contactsBefore.end() && before->shapes < shapes)
+      const ContactOfStep now(record->key1(), record->key2(), record->memory());
+      while (before != m_contactsBefore.end() && before->shapes < now.shapes)
          ++before;
-      const bool stuck =
-         before != m_contactsBefore.end() && before->shapes == shapes && before->sticks;
-      m_slips += stuck && mode == ContactMode::Slips;
-      m_contactsOfStep.push_back({shapes, mode == ContactMode::Sticks});
+      const bool stuck = before != m_contactsBefore.end() && before->shapes == now.shapes &&
+                         before->mode == ContactMode::Sticks;
+      m_slips += stuck && now.mode == ContactMode::Slips;
+      m_contactsOfStep.push_back(now);
       const ZqReal depth = depthOf(*record);
       if (!m_deepestContact || depth > m_deepestContact->depth)
          m_deepestContact = DeepestContact{{record->manipulatorOneID(), record->linkOneID()},

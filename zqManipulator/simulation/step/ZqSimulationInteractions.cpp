@@ -157,8 +157,7 @@ bool ZqSimulation::setInteractionState(const ZqInteractionState& state)
    collisions().setMemories(pairs);
    m_contactsOfStep.clear();
    for (const ZqContactMemoryOfPair& pair : collisions().memories())
-      m_contactsOfStep.push_back(
-         {orderedShapes(pair.key1, pair.key2), modeOf(pair.memory) == ContactMode::Sticks});
+      m_contactsOfStep.emplace_back(pair.key1, pair.key2, pair.memory);
    beginTrial();
    return true;
 }

@@ -7,6 +7,7 @@
 #include "zqManipulator/foundation/proximity/ZqSystemShapeCollisionCache.h"
 #include "zqManipulator/simulation/step/ZqSimulation.h"
 
+#include <array>
 #include <vector>
 
 /// A joint with its drive, and what goes into it.
@@ -71,8 +72,12 @@ struct ZqSimulation::Carried
 /// What a step found two shapes to do.
 struct ZqSimulation::ContactOfStep
 {
-   ZqShapeProximityKey shapes;
-   bool sticks;
+   ContactOfStep(const ZqShapeKey& key1, const ZqShapeKey& key2, const ZqContactMemory& memory);
+
+   /// In the order in which contacts are walked over: the indices of both manipulators and links, the
+   /// lesser first, and then the numbers of the shapes.
+   std::array<ZqU32, 6> shapes;
+   ContactMode mode;
 };
 
 /// What belongs to one manipulator.

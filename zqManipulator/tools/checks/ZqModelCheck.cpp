@@ -6,6 +6,7 @@
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystemStruct.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
+#include "zqManipulator/tools/checks/ZqInteractionChecks.h"
 
 #include <algorithm>
 #include <array>
@@ -17,7 +18,7 @@
 
 namespace
 {
-using Zq::Severity;
+using namespace zqChecks;
 
 constexpr ZqReal pi = std::numbers::pi;
 
@@ -28,75 +29,13 @@ constexpr ZqReal placeTolerance = 1e-6;
 /// Of the trace of a second moment: what numbers that were written with six digits leave.
 constexpr ZqReal bodyTolerance = 1e-6;
 
-/// A scene, the frames of its state, and what is odd about it.
-class Inspection
-{
-public:
-   explicit Inspection(const ZqStatedSystem& scene) : m_scene(scene), m_state(scene.state())
-   {
-      scene.rightSizeState(m_state);
-      if (!m_state.checkCompatibleState(scene.state()))
-         report(Severity::Error, "state-size", {}, "the state is of another size than the system");
-      m_active.setNonredundantState(m_state);
-   }
-
-   const ZqStatedSystem& scene() const { return m_scene; }
-   ZqSystemActiveState& activeState() { return m_active; }
-   /// That of the scene, made to fit.
-   const ZqManipulatorSystemState& state() const { return m_state; }
-   const ZqIndividualManipulator& manipulator(ZqU32 index) const
-   {
-      return m_scene.system().manipulators()[index];
-   }
-   ZqManipulatorActiveState& activeState(ZqU32 index)
-   {
-      return m_active.manipulatorActiveStateVector()[index];
-   }
-
-   void report(Severity severity, const char* code, const ZqString& path, const ZqString& text)
-   {
-      m_findings.push_back({severity, code, {}, 0, path, text});
-   }
-   std::vector<Zq::Diagnostic> findings() { return std::move(m_findings); }
-
-private:
-   const ZqStatedSystem& m_scene;
-   ZqManipulatorSystemState m_state;
-   ZqSystemActiveState m_active;
-   std::vector<Zq::Diagnostic> m_findings;
-};
-
 // Texts
-
-ZqString quoted(const ZqString& label)
-{
-   return '"' + label + '"';
-}
-
-ZqString pathOf(const ZqIndividualManipulator& manipulator)
-{
-   return "manipulator '" + Zq::oneLine(manipulator.manipulatorLabel()) + "'";
-}
-
-/// The base stands among the links.
-ZqString pathOf(const ZqIndividualManipulator& manipulator, const ZqManipulatorLink& link)
-{
-   return pathOf(manipulator) + "/link '" + Zq::oneLine(link.linkLabel()) + "'";
-}
 
 /// The shortest text that reads back as the number.
 ZqString exact(ZqReal value)
 {
    std::array<char, 32> digits{};
    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value);
-   return {digits.data(), end.ptr};
-}
-
-ZqString rounded(ZqReal value)
-{
-   std::array<char, 32> digits{};
-   const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value,
-                                  std::chars_format::general, 6);
    return {digits.data(), end.ptr};
 }
 
@@ -470,23 +409,37 @@ void checkShapes(Inspection& inspection, ZqU32 index)
       checkLink(*link);
 }
 
-/// Of links that may collide.
-void checkOverlaps(Inspection& inspection)
+/// The least extent of the box of a link's shape, along the axes of its primary frame (m).
+ZqReal leastExtentOf(const ZqManipulatorLink& link)
 {
+   const ZqVector extents = link.shape()->axisAlignedBoundingBox({}).extents();
+   return std::min({extents.x(), extents.y(), extents.z()});
+}
+
+/// Of links that may collide. Those between which contact makes forces rest in each other, but not deep.
+void checkOverlaps(Inspection& inspection, bool hasContact)
+{
+   constexpr ZqReal deep = 0.1; // of the smaller link
    const auto linkOf = [&](const ZqLinkKey& key) -> const ZqManipulatorLink&
    { return *inspection.manipulator(key.manipulatorIndex()).linkByIndex(key.linkIndex()); };
    ZqProximityQuery query;
    for (const ZqLinkSeparation& pair :
         query.closestPairs(inspection.scene(), inspection.activeState(), -placeTolerance))
    {
+      const ZqManipulatorLink& link1 = linkOf(pair.link1);
+      const ZqManipulatorLink& link2 = linkOf(pair.link2);
+      if (hasContact &&
+          -pair.distance <= deep * std::min(leastExtentOf(link1), leastExtentOf(link2)))
+         continue;
       const auto& manipulator1 = inspection.manipulator(pair.link1.manipulatorIndex());
       const auto& manipulator2 = inspection.manipulator(pair.link2.manipulatorIndex());
-      inspection.report(
-         Severity::Warning, "links-overlap", pathOf(manipulator1, linkOf(pair.link1)),
-         "overlaps link " + quoted(linkOf(pair.link2).linkLabel()) +
-            (&manipulator1 != &manipulator2 ? " of " + quoted(manipulator2.manipulatorLabel())
-                                            : ZqString()) +
-            " by " + rounded(-pair.distance) + " m in the stored state, and may collide with it");
+      inspection.report(Severity::Warning, "links-overlap", pathOf(manipulator1, link1),
+                        "overlaps link " + quoted(link2.linkLabel()) +
+                           (&manipulator1 != &manipulator2
+                               ? " of " + quoted(manipulator2.manipulatorLabel())
+                               : ZqString()) +
+                           " by " + rounded(-pair.distance) + " m in the stored state, and " +
+                           (hasContact ? "is thrown out of it" : "may collide with it"));
    }
 }
 
@@ -575,7 +528,7 @@ void checkSelfCollision(Inspection& inspection, ZqU32 index)
 }
 } // namespace
 
-std::vector<Zq::Diagnostic> Zq::checkModel(const ZqStatedSystem& scene)
+std::vector<Zq::Diagnostic> Zq::checkModel(const ZqStatedSystem& scene, std::optional<ZqReal> step)
 {
    constexpr std::array checksOfManipulator{
       checkReference, checkLabels, checkMasses, checkBodies,        checkAngles,
@@ -591,6 +544,9 @@ std::vector<Zq::Diagnostic> Zq::checkModel(const ZqStatedSystem& scene)
    for (const ZqManipulatorAttachmentNode& root : scene.configuration().attachmentMap().baseNodes())
       checkAttachments(inspection, root);
    checkExclusions(inspection);
-   checkOverlaps(inspection);
+   checkOverlaps(inspection, step && contactForceOf(scene) != nullptr);
+   checkInteractions(inspection);
+   if (step)
+      checkContact(inspection, *step);
    return inspection.findings();
 }

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "zqManipulator/foundation/algebra/ZqTypes.h"
 #include "zqManipulator/foundation/log/ZqDiagnostic.h"
 
+#include <optional>
 #include <vector>
 
 class ZqStatedSystem;
@@ -12,5 +14,8 @@ namespace Zq
 /// cannot be simulated, or not as it is meant; a warning can. The codes and what they mean are listed in
 /// docs/documents.md. Nothing is logged, and the scene stays as it is. The diagnostics have neither a file
 /// nor lines.
-std::vector<Diagnostic> checkModel(const ZqStatedSystem& scene);
+///
+/// With forces of contact, the scene is looked at for a simulation by steps of a length (s); without a step, for one
+/// without contact. A note is what is as it should be, but may not be known.
+std::vector<Diagnostic> checkModel(const ZqStatedSystem& scene, std::optional<ZqReal> step = 0.001);
 } // namespace Zq

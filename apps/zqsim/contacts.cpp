@@ -1,0 +1,73 @@
+#include "apps/zqsim/contacts.h"
+
+#include "zqManipulator/simulation/interactions/ZqLinkCollisionForce.h"
+
+#include <nlohmann/json.hpp>
+
+#include <array>
+
+namespace
+{
+bool isContact(const ZqBaseLinkInteractions& interaction)
+{
+   return dynamic_cast<const ZqLinkCollisionForce*>(&interaction) != nullptr;
+}
+} // namespace
+
+bool zqsim::hasContact(const ZqManipulatorSystem& system)
+{
+   const ZqLinkInteractionsVector& interactions = system.linkInteractionsVector();
+   for (unsigned i = 0; i < interactions.size(); ++i)
+      if (isContact(interactions[i]))
+         return true;
+   return false;
+}
+
+ZqLinkInteractionsVector zqsim::withoutContact(const ZqLinkInteractionsVector& interactions)
+{
+   ZqLinkInteractionsVector others;
+   for (unsigned i = 0; i < interactions.size(); ++i)
+      if (!isContact(interactions[i]))
+         others.pushBack(interactions[i]);
+   return others;
+}
+
+std::string zqsim::linkName(const ZqSimulation& simulation, const ZqSimulation::Place& place)
+{
+   return simulation.system().manipulators()[place.manipulator].manipulatorLabel() + '/' +
+          simulation.linkAt(place)->linkLabel();
+}
+
+const char* zqsim::nameOf(ZqSimulation::ContactMode mode)
+{
+   constexpr std::array names{"frictionless", "sticks", "slips"};
+   return names[static_cast<std::size_t>(mode)];
+}
+
+zqsim::Json zqsim::summarizeContacts(ZqSimulation& simulation)
+{
+   if (!hasContact(simulation.system()))
+      return nullptr;
+   Json greatest;
+   if (const auto& deepest = simulation.greatestDepth())
+      greatest = {{"first", linkName(simulation, deepest->first)},
+                  {"second", linkName(simulation, deepest->second)},
+                  {"depth", bounded(deepest->depth)},
+                  {"time", deepest->time}};
+   return {{"touchingPairs", simulation.contacts().size()},
+           {"greatestDepth", greatest},
+           {"slips", simulation.slips()}};
+}
+
+std::string zqsim::describeContacts(const Json& data)
+{
+   if (data.is_null())
+      return "";
+   std::string result = "touching pairs at the end " + text(data.at("touchingPairs")) + ", slips " +
+                        text(data.at("slips")) + '\n';
+   if (const Json& greatest = data.at("greatestDepth"); !greatest.is_null())
+      result += "greatest depth " + text(greatest.at("depth")) + " m, at " +
+                text(greatest.at("time")) + " s: " + text(greatest.at("first")) + " and " +
+                text(greatest.at("second")) + '\n';
+   return result;
+}

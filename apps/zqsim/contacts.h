@@ -1,0 +1,23 @@
+#pragma once
+
+#include "apps/zqsim/output.h"
+#include "zqManipulator/simulation/step/ZqSimulation.h"
+
+#include <string>
+
+namespace zqsim
+{
+/// Whether links make forces on each other where they touch.
+bool hasContact(const ZqManipulatorSystem& system);
+/// What acts between links, without forces of contact.
+ZqLinkInteractionsVector withoutContact(const ZqLinkInteractionsVector& interactions);
+
+/// As columns call it: "arm/forearm".
+std::string linkName(const ZqSimulation& simulation, const ZqSimulation::Place& place);
+const char* nameOf(ZqSimulation::ContactMode mode);
+
+/// What a summary tells of contacts; null for a system without.
+Json summarizeContacts(ZqSimulation& simulation);
+/// The same for people.
+std::string describeContacts(const Json& data);
+} // namespace zqsim

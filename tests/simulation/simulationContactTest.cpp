@@ -1,0 +1,297 @@
+#include "support/allocationCount.h"
+#include "support/contactScene.h"
+#include "support/logCapture.h"
+#include "support/randomScene.h"
+#include "support/xmlSamples.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+
+namespace
+{
+using zqTest::ContactMaterial;
+using zqTest::ContactScene;
+using Frame = ZqCoordinateSystemTransformation;
+using Integrator = ZqSimulation::Integrator;
+
+constexpr std::array integrators{Integrator::SemiImplicitEuler, Integrator::ImplicitMidpoint,
+                                 Integrator::RungeKutta};
+constexpr ZqReal g = 9.8;
+constexpr ZqReal half = 0.05; ///< of a cube's edge (m)
+
+ZqSimulation::Settings by(Integrator integrator)
+{
+   ZqSimulation::Settings settings;
+   settings.integrator = integrator;
+   return settings;
+}
+
+zqTest::SolidBody cube()
+{
+   return zqTest::solidBox(1.0, {half, half, half});
+}
+
+/// Where its weight of 1 kg leaves a cube on the floor.
+ZqReal restHeight()
+{
+   return half - g / ContactMaterial().stiffness;
+}
+
+/// A door without weight that swings into its frame and latches there, by the interaction that is added.
+void addDoor(ContactScene& scene)
+{
+   ZqManipulatorLink door;
+   door.setLinkLabel("door");
+   door.setMassProperties({1.0, ZqVector(0.5, 0.0, 0.0), {0.0, 0.3, 0.3, 0.0, 0.0, 0.0}});
+   ZqManipulatorLink handle = door;
+   handle.setLinkLabel("handle");
+   door.addChild(handle);
+   ZqIndividualManipulator wall;
+   wall.setLinkLabel("wall");
+   wall.addChild(door);
+   ZqPositionState position;
+   position.setJointPositions({0.1, 0.0});
+   ZqVelocityState velocity;
+   velocity.setJointVelocities(ZqXmlVectorBasicType<ZqReal>{-1.0, 0.0});
+   ZqLatchedDoorLinks latch;
+   latch.setLatchType(ZqLatchedDoorLinks::ClosedWithoutTurn);
+   latch.setSpringConstant(200.0);
+   latch.setDamperConstant(1.0);
+   latch.setManipulatorId(scene.add(wall, position, velocity));
+   latch.setDoorLinkId(0);
+   latch.setHandleLinkId(1);
+   latch.setUnlatchingAngleLowerBound(1.0);
+   latch.setUnlatchingAngleUpperBound(2.0);
+   latch.setClosedDoorAngleLowerBound(-0.05);
+   latch.setClosedDoorAngleUpperBound(0.05);
+   ZqManipulatorSystem system = scene.system.system();
+   ZqLinkInteractionsVector interactions = system.linkInteractionsVector();
+   interactions.pushBack(latch);
+   system.setLinkInteractionsVector(interactions);
+   const ZqManipulatorSystemState state = scene.system.state();
+   scene.system.setSystem(system);
+   scene.system.setState(state);
+}
+
+/// One cube slides on the floor, one falls askew onto another one; and a door.
+ZqStatedSystem busyScene()
+{
+   ContactScene scene;
+   scene.addFloor();
+   scene.addFree(cube(), Frame(ZqVector(0.0, 0.0, restHeight())), {{0.5, 0.1, 0.0}, {}});
+   scene.addFree(cube(), Frame(ZqVector(1.0, 0.0, restHeight())));
+   scene.addFree(cube(), {ZqVector(1.02, 0.03, 0.2), ZqOrientation::exponential({0.4, -0.3, 0.2})},
+                 {{0.0, 0.0, -0.5}, {1.0, 2.0, 3.0}});
+   scene.setContact(ContactMaterial());
+   addDoor(scene);
+   return scene.system;
+}
+
+TEST(SimulationContact, WhoLooksAtContactsDoesNotChangeTheSteps)
+{
+   for (const Integrator integrator : integrators)
+   {
+      const ZqStatedSystem scene = busyScene();
+      ZqSimulation watched(scene, by(integrator));
+      ZqSimulation alone(scene, by(integrator));
+      for (int k = 1; k <= 600; ++k)
+      {
+         // Now and then, so that what a look leaves would show in the steps after it.
+         if (k % 3 == 0)
+            watched.contacts();
+         if (k % 7 == 0)
+         {
+            watched.interactionState();
+            watched.energy();
+         }
+         if (k % 10 == 1)
+            watched.contactStepLimit();
+         ASSERT_TRUE(watched.stepTo(5e-4 * k) && alone.stepTo(5e-4 * k));
+         ASSERT_TRUE(watched.state() == alone.state()) << k;
+      }
+      EXPECT_TRUE(watched.interactionState() == alone.interactionState());
+      EXPECT_TRUE(watched.slips() == alone.slips() && alone.slips() > 0);
+      EXPECT_GT(alone.greatestDepth()->depth, 2.0 * g / ContactMaterial().stiffness);
+      // The door has latched.
+      EXPECT_EQ(alone.interactionState().memories()[1][0], 0.0);
+   }
+}
+
+TEST(SimulationContact, GoesOnFromWhatIsStored)
+{
+   const ZqStatedSystem scene = busyScene();
+   ZqSimulation whole(scene);
+   for (int k = 1; k <= 150; ++k)
+      ASSERT_TRUE(whole.stepTo(1e-3 * k));
+   ZqInteractionState stored;
+   ASSERT_TRUE(zqTest::readFrom(stored, zqTest::written(whole.interactionState())));
+   EXPECT_TRUE(stored == whole.interactionState());
+   ASSERT_EQ(whole.contacts().front().mode, ZqSimulation::ContactMode::Slips);
+   EXPECT_NEAR(whole.contacts().front().frictionForce, ContactMaterial().kineticFriction * g,
+               1e-3 * g);
+
+   ZqSimulation later(whole.scene());
+   ZqSimulation forgetful(whole.scene());
+   ASSERT_TRUE(later.setInteractionState(stored));
+   const std::uint64_t slips = whole.slips();
+   bool isForgetfulSame = true;
+   for (int k = 151; k <= 600; ++k)
+   {
+      ASSERT_TRUE(whole.stepTo(1e-3 * k) && later.stepTo(1e-3 * k) && forgetful.stepTo(1e-3 * k));
+      ASSERT_TRUE(whole.state() == later.state()) << k;
+      isForgetfulSame = isForgetfulSame && whole.state() == forgetful.state();
+   }
+   EXPECT_EQ(whole.slips() - slips, later.slips());
+   EXPECT_FALSE(isForgetfulSame);
+
+   // What does not fit changes nothing.
+   const ZqInteractionState before = later.interactionState();
+   ContactScene other;
+   other.setContact(ContactMaterial());
+   addDoor(other);
+   ZqSimulation doors(other.system);
+   ZqSimulation::Settings without;
+   without.interacts = false;
+   ZqSimulation calm(scene, without);
+   const zqTest::LogCapture log;
+   EXPECT_FALSE(doors.setInteractionState(stored)); // without cubes
+   EXPECT_FALSE(calm.setInteractionState(stored));
+   ZqInteractionState fewer = stored;
+   fewer.setMemories({});
+   EXPECT_FALSE(later.setInteractionState(fewer));
+   EXPECT_EQ(log.size(), 3U) << log.text();
+   EXPECT_TRUE(later.interactionState() == before);
+}
+
+TEST(SimulationContact, AllocatesNothingOnceItHasSettled)
+{
+   ContactScene scene;
+   scene.addFloor();
+   for (int i = 0; i < 5; ++i)
+      scene.addFree(cube(), Frame(ZqVector(0.3 * i, 0.0, half)));
+   scene.setContact(ContactMaterial());
+   ZqSimulation simulation(scene.system);
+   for (int k = 1; k <= 300; ++k)
+   {
+      ASSERT_TRUE(simulation.stepTo(1e-3 * k));
+      simulation.contacts();
+   }
+   const zqTest::AllocationCount allocations;
+   for (int k = 301; k <= 500; ++k)
+   {
+      simulation.stepTo(1e-3 * k);
+      simulation.contacts();
+   }
+   EXPECT_EQ(allocations.count(), 0U);
+   ASSERT_EQ(simulation.contacts().size(), 5U);
+   for (const ZqSimulation::Contact& contact : simulation.contacts())
+      EXPECT_TRUE(contact.points == 4 && contact.mode == ZqSimulation::ContactMode::Sticks);
+}
+
+ZqStatedSystem oneCube(const Frame& frame)
+{
+   ContactScene scene;
+   scene.addFloor();
+   scene.addFree(cube(), frame);
+   scene.setContact(ContactMaterial());
+   return scene.system;
+}
+
+/// Of a cube that is disturbed at rest: whether it has come to rest again, by steps of such a length.
+bool settles(ZqReal dt)
+{
+   ZqSimulation simulation(
+      oneCube({ZqVector(0.0, 0.0, restHeight()), ZqOrientation::exponential({1e-4, 1e-4, 0.0})}));
+   for (int k = 1; k <= 4000; ++k)
+      if (!simulation.stepTo(dt * k))
+         return false;
+   return simulation.state().velocityStates()[1].generalVelocity().angular().mag() < 1e-6;
+}
+
+TEST(SimulationContact, TellsTheLongestStep)
+{
+   const ZqStatedSystem scene = oneCube(Frame(ZqVector(0.0, 0.0, restHeight())));
+   ZqSimulation simulation(scene);
+   const ZqReal limit = simulation.contactStepLimit();
+   EXPECT_TRUE(settles(0.9 * limit));
+   EXPECT_FALSE(settles(3.0 * limit));
+   ZqSimulation::Settings without;
+   without.interacts = false;
+   EXPECT_EQ(ZqSimulation(scene, without).contactStepLimit(), zqTest::infinity);
+}
+
+TEST(SimulationContact, CarriersFeelWhatTheirLoadTouches)
+{
+   // A spring pulls at a tool that hangs on an arm.
+   zqTest::RandomScene arm(2, {zqTest::chain(3), true, false, false});
+   const ZqU32 tool = arm.system.numberOfManipulators();
+   ZqIndividualManipulator body;
+   body.setIsFixedBase(false);
+   body.setMassProperties(cube().mass);
+   arm.system.addManipulator(body);
+   ZqManipulatorSystemConfiguration configuration = arm.system.configuration();
+   ZqManipulatorAttachmentMap map;
+   ASSERT_TRUE(map.attachManipulator(tool, arm.index, "label2", {}, "grip"));
+   configuration.setAttachmentMap(map);
+   arm.system.setConfiguration(configuration);
+   ZqSimulation without(arm.system);
+   ZqSpringAndDamperBetweenLinks spring;
+   spring.setLinearSpringConstant(30.0);
+   spring.setManipulatorOneIndex(tool);
+   spring.setLinkOneIndex(-2);
+   spring.setManipulatorTwoIndex(arm.index);
+   spring.setLinkTwoIndex(-2);
+   ZqLinkInteractionsVector interactions;
+   interactions.pushBack(spring);
+   ZqManipulatorSystem system = arm.system.system();
+   system.setLinkInteractionsVector(interactions);
+   arm.system.setSystem(system);
+   ZqSimulation with(arm.system);
+
+   ZqManipulatorActiveState& pulled = with.present().manipulatorActiveStateVector()[arm.index];
+   const ZqManipulatorLink& link = *with.linkAt({arm.index, 2});
+   const ZqGeneralForce onTool = with.present().generalForceVector()[tool].baseForce();
+   const Frame& ofTool =
+      with.linkAt({tool, ZqBaseLinkIndex})
+         ->dhFrameInSystem(
+            with.present().manipulatorActiveStateVector()[tool].activePositionState());
+   ASSERT_TRUE(without.setExternalForce(
+      {arm.index, 2},
+      link.dhFrameInSystem(pulled.activePositionState()).inverse() * (ofTool * onTool)));
+   EXPECT_GT(onTool.force().mag(), 1.0);
+   const auto& expected = without.present()
+                             .manipulatorActiveStateVector()[arm.index]
+                             .accelerationState()
+                             .jointAccelerations();
+   for (ZqU32 j = 0; j < 3; ++j)
+      EXPECT_NEAR(pulled.accelerationState().jointAccelerations()[j], expected[j],
+                  1e-10 * (1.0 + std::abs(expected[j])));
+}
+
+TEST(SimulationContact, BadStartsEndVisibly)
+{
+   // Deep within each other and the floor, with steps that are far too long.
+   for (const Integrator integrator : integrators)
+      for (const ZqReal dt : {1e-3, 0.1, 10.0})
+      {
+         ContactScene scene;
+         scene.addFloor();
+         for (int i = 1; i <= 4; ++i)
+            scene.addFree(cube(), {ZqVector(1e-3 * i, 7e-4 * i, -0.2),
+                                   ZqOrientation::exponential({0.3 * i, 0.2, 0.1})});
+         scene.setContact(ContactMaterial());
+         ZqSimulation simulation(scene.system, by(integrator));
+         int k = 0;
+         while (k < 200 && simulation.step(dt))
+            ++k;
+         EXPECT_EQ(k < 200, simulation.divergence().has_value());
+         EXPECT_TRUE(!simulation.divergence() ||
+                     simulation.divergence()->deepestContact.has_value());
+         EXPECT_GT(simulation.greatestDepth()->depth, 0.01);
+         for (const ZqPositionState& position : simulation.state().positionStates())
+            EXPECT_TRUE(std::isfinite(position.coordSysXForm().translation().mag()));
+      }
+}
+} // namespace

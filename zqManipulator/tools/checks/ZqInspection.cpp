@@ -1,0 +1,22 @@
+#include "zqManipulator/tools/checks/ZqInspection.h"
+
+#include <array>
+#include <charconv>
+
+ZqString zqChecks::pathOf(const ZqIndividualManipulator& manipulator)
+{
+   return "manipulator '" + Zq::oneLine(manipulator.manipulatorLabel()) + "'";
+}
+
+ZqString zqChecks::pathOf(const ZqIndividualManipulator& manipulator, const ZqManipulatorLink& link)
+{
+   return pathOf(manipulator) + "/link '" + Zq::oneLine(link.linkLabel()) + "'";
+}
+
+ZqString zqChecks::rounded(ZqReal value)
+{
+   std::array<char, 32> digits{};
+   const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value,
+                                  std::chars_format::general, 6);
+   return {digits.data(), end.ptr};
+}
