@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace
@@ -16,7 +17,7 @@ using namespace zqsim;
 
 struct CheckOptions : ModelArguments
 {
-   std::string step = usualStep;
+   std::string step;
 };
 
 /// What does not apply is null.
@@ -56,12 +57,13 @@ zqsim::Run zqsim::check(CLI::App& arguments)
    arguments
       .add_option("--dt", options->step,
                   "Length of the steps (s) by which the model is to be simulated: whether contact "
-                  "takes them")
-      ->type_name("NUMBER")
-      ->capture_default_str();
+                  "takes them; if not given, a note tells whether it takes 0.001")
+      ->type_name("NUMBER");
    return [options]
    {
-      const ZqReal step = parsePositive("--dt", options->step);
+      std::optional<ZqReal> step;
+      if (!options->step.empty())
+         step = parsePositive("--dt", options->step);
       ZqStatedSystem scene;
       const Diagnostics diagnostics = readAndCheckModel(options->model, scene, step);
       if (options->json)

@@ -1,10 +1,14 @@
 #include "apps/zqsim/contacts.h"
 
+#include "zqManipulator/contact/response/ZqContactEstimate.h"
+#include "zqManipulator/foundation/geometry/ZqAxisAlignedBoundingBox.h"
 #include "zqManipulator/simulation/interactions/ZqLinkCollisionForce.h"
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <array>
+#include <limits>
 
 namespace
 {
@@ -42,6 +46,25 @@ const char* zqsim::nameOf(ZqSimulation::ContactMode mode)
 {
    constexpr std::array names{"frictionless", "sticks", "slips"};
    return names[static_cast<std::size_t>(mode)];
+}
+
+void zqsim::warnOfDepth(const ZqSimulation& simulation)
+{
+   const auto& deepest = simulation.greatestDepth();
+   if (!deepest)
+      return;
+   ZqReal extent = std::numeric_limits<ZqReal>::infinity();
+   for (const ZqSimulation::Place& place : {deepest->first, deepest->second})
+   {
+      const ZqVector extents =
+         simulation.linkAt(place)->shape()->axisAlignedBoundingBox({}).extents();
+      extent = std::min({extent, extents.x(), extents.y(), extents.z()});
+   }
+   if (deepest->depth > ZqContactEstimate::deepRest * extent)
+      complain("warning: " + linkName(simulation, deepest->first) + " and " +
+               linkName(simulation, deepest->second) + " were " + text(deepest->depth) +
+               " m deep in each other at " + exact(deepest->time) +
+               " s: the step is too long, or contact too soft, for what they did");
 }
 
 zqsim::Json zqsim::summarizeContacts(ZqSimulation& simulation)

@@ -16,6 +16,9 @@ ZqLinkInteractionsVector withoutContact(const ZqLinkInteractionsVector& interact
 std::string linkName(const ZqSimulation& simulation, const ZqSimulation::Place& place);
 const char* nameOf(ZqSimulation::ContactMode mode);
 
+/// Warns when links were so deep in each other as bodies never are.
+void warnOfDepth(const ZqSimulation& simulation);
+
 /// What a summary tells of contacts; null for a system without.
 Json summarizeContacts(ZqSimulation& simulation);
 /// The same for people.

@@ -24,9 +24,6 @@ struct ModelArguments
    bool json = false;
 };
 
-/// The length of a step where none is given (s), as text.
-constexpr const char* usualStep = "0.001";
-
 using Diagnostics = std::vector<Zq::Diagnostic>;
 
 /// Prints what the library logs from now on as warnings, each once.
@@ -52,8 +49,8 @@ void setJointVelocities(ZqStatedSystem& scene, const char* option, const std::st
 /// Reads a model from a file or standard input, and answers what had to be repaired. When it cannot be
 /// read, that is a `Failure`.
 Diagnostics readModel(const std::string& fileName, ZqStatedSystem& scene);
-/// The same, with what is odd about the model besides, once something has been done to it, for a simulation by
-/// steps of a length (s), or without contact.
+/// The same, with what is odd about the model besides, once something has been done to it; for a simulation by
+/// steps of a length (s), or of the usual one.
 Diagnostics readAndCheckModel(const std::string& fileName, ZqStatedSystem& scene,
                               std::optional<ZqReal> step,
                               const std::function<void()>& prepare = nullptr);

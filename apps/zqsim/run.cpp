@@ -39,7 +39,7 @@ using namespace zqsim;
 struct RunOptions : ModelArguments
 {
    std::string time;
-   std::string step = usualStep;
+   std::string step = "0.001";
    std::string solver = "crbi";
    std::string integrator = "euler";
    std::string torques;
@@ -411,9 +411,17 @@ ExitCode simulate(const RunOptions& options)
    checkOutputs(options);
 
    ZqStatedSystem scene;
-   warnOf(readAndCheckModel(options.model, scene,
-                            options.isWithoutContact ? std::nullopt : std::optional(step),
-                            [&] { setInitialState(options, scene); }));
+   ZqLinkInteractionsVector interactions;
+   const auto prepare = [&]
+   {
+      setInitialState(options, scene);
+      interactions = scene.system().linkInteractionsVector();
+      if (options.isWithoutContact)
+         scene.setLinkInteractionsVector(withoutContact(interactions));
+   };
+   warnOf(readAndCheckModel(options.model, scene, step, prepare));
+   if (!options.contacts.empty() && !hasContact(scene.system()))
+      complain("warning: --contacts: there is no interaction of contact in the model");
    checkLength("--commands", commands, scene.system().jointDof());
    checkLength("--torques", torques, scene.system().jointDof());
    const Schedule schedule(scene.state().time(), duration, step);
@@ -429,11 +437,6 @@ ExitCode simulate(const RunOptions& options)
    settings.solver = solvers.at(options.solver);
    settings.integrator = integrators.at(options.integrator);
    settings.closesLoops = !options.isNotProjected;
-   const ZqLinkInteractionsVector interactions = scene.system().linkInteractionsVector();
-   if (options.isWithoutContact)
-      scene.setLinkInteractionsVector(withoutContact(interactions));
-   else if (!options.contacts.empty() && !hasContact(scene.system()))
-      complain("warning: --contacts: there is no interaction of contact in the model");
    ZqSimulation simulation(scene, settings);
    simulation.setCommands(commands);
    simulation.setTorques(torques);
@@ -450,6 +453,7 @@ ExitCode simulate(const RunOptions& options)
    const Outcome outcome =
       Runner(simulation, schedule, inputs.get(), std::move(recorders), every, plot.get())
          .run(!options.quiet);
+   warnOfDepth(simulation);
 
    // The last failure gives the exit code.
    const std::vector<Failure> failures = report(options, step, schedule, interactions, simulation,

@@ -703,23 +703,14 @@ TEST(CollisionForces, CombineConstantsOfTwoSurfaces)
    }
 }
 
-TEST(ContactRegion, ComparesItsNumbersAndMovesItsFrame)
+TEST(ContactRegion, ComparesItsNumbersInEitherOrder)
 {
-   RandomValues random(7);
-   const ZqCoordinateSystemTransformation X = zqTest::randomFrame(random);
-   ZqContactRegion region;
-   region.setContactFrame(zqTest::randomFrame(random));
-   ZqContactRegion moved = region;
-   moved.transformBy(X);
-   EXPECT_EQ(moved.contactFrame(), X * region.contactFrame());
-   EXPECT_EQ(moved.principalPlane().basePoint(), moved.contactFrame().translation());
-   EXPECT_EQ(moved.principalPlane().normalVector(), moved.contactFrame().orientation().xAxis());
-   EXPECT_FALSE(moved.approxEq(region, 1e-3));
+   const ZqContactRegion region;
    void (ZqContactRegion::*const setters[])(ZqReal) = {
       &ZqContactRegion::setMomentX, &ZqContactRegion::setMomentY, &ZqContactRegion::setMomentZ};
    for (const auto set : setters)
    {
-      ZqContactRegion other = region;
+      ZqContactRegion other;
       (other.*set)(0.25);
       EXPECT_TRUE(region.approxEq(other, 0.25));
       EXPECT_FALSE(region.approxEq(other, 0.2));

@@ -303,6 +303,50 @@ TEST(Compounds, AMeshOfABoxRocksAsTheBoxDoes)
    }
 }
 
+/// A box that rocks on a floor of triangles keeps its four points, whichever triangles they leave; only where a
+/// corner passes a triangle's edge by a hair's breadth may it be the crossing for a moment.
+TEST(Compounds, ABoxThatRocksOnTrianglesKeepsItsPatch)
+{
+   constexpr ZqU32 cells = 4;
+   std::vector<ZqVector> places;
+   std::vector<std::array<ZqU32, 3>> triangles;
+   for (ZqU32 i = 0; i <= cells; ++i)
+      for (ZqU32 j = 0; j <= cells; ++j)
+         places.emplace_back(0.5 * i - 0.987, 0.5 * j - 0.979, 0.0);
+   for (ZqU32 i = 0; i < cells; ++i)
+      for (ZqU32 j = 0; j < cells; ++j)
+      {
+         const ZqU32 a = i * (cells + 1) + j;
+         const ZqU32 b = a + cells + 1;
+         triangles.push_back({a, b, b + 1});
+         triangles.push_back({a, b + 1, a + 1});
+      }
+   const ZqTriangleMesh floor(places, {triangles.begin(), triangles.end()});
+   const ZqVector half(0.2, 0.15, 0.1);
+   const ZqBox box(at(0.0, 0.0, 0.0), half);
+   ZqShapePairCache cache;
+   std::vector<std::uint64_t> last;
+   int changes = -1;
+   for (ZqReal tilt = -0.5; tilt < 0.5; tilt += 0.003)
+   {
+      const ZqOrientation turn(std::cos(0.5 * tilt), 0.96 * std::sin(0.5 * tilt),
+                               0.28 * std::sin(0.5 * tilt), 0.0);
+      const ZqVector up = turn.inverse() * ZqVector(0.0, 0.0, 1.0);
+      const ZqReal height = std::abs(up.x()) * half.x() + std::abs(up.y()) * half.y() +
+                            std::abs(up.z()) * half.z() - 1e-4;
+      const ZqCoordinateSystemTransformation X(ZqVector(0.0, 0.0, height), turn);
+      ZqContactManifold found;
+      ASSERT_TRUE(contact(floor, box, pose(X), 1e-3, &cache, found));
+      std::vector<std::uint64_t> names;
+      for (int i = 0; i < found.count; ++i)
+         names.push_back(found.points[i].name);
+      EXPECT_GE(names.size(), 4U) << tilt;
+      changes += names == last ? 0 : 1;
+      last = names;
+   }
+   EXPECT_LE(changes, 2);
+}
+
 /// Wedged between two faces it is parted from both, and touches each with that face's normal.
 TEST(Compounds, ABodyInACornerTouchesBothWalls)
 {

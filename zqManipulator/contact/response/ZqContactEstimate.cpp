@@ -469,24 +469,35 @@ void Estimator::compareLoads(const Kind& kind1, const Kind& kind2)
             }
 }
 
-/// What a body touches holds it together.
+/// What a body touches holds it together. The stiffest of its contacts stands for them.
 void Estimator::compareTouches()
 {
-   std::vector<Terms> sums(m_bodies.size());
+   struct Load
+   {
+      Terms sum;
+      ZqReal greatest = 0.0;
+      const Touch* stiffest = nullptr;
+   };
+   std::vector<Load> loads(m_bodies.size());
    for (const Touch& touch : m_touches)
    {
       const auto [a, b] = touch.bodies;
       const Terms terms = termsOf(touch.surfaces, m_bodies[a], m_bodies[b], touch.depth);
-      sums[a] += terms;
-      sums[b] += terms;
-   }
-   for (const Touch& touch : m_touches)
-   {
-      const auto [a, b] = touch.bodies;
       for (const std::size_t body : touch.bodies)
-         if (m_bodies[body].mass < infinity)
-            compare(sums[body].longestStep(), m_bodies[a], m_bodies[b]);
+      {
+         Load& load = loads[body];
+         load.sum += terms;
+         if (terms.rate[0] > load.greatest)
+         {
+            load.greatest = terms.rate[0];
+            load.stiffest = &touch;
+         }
+      }
    }
+   for (std::size_t i = 0; i < m_bodies.size(); ++i)
+      if (const Touch* touch = loads[i].stiffest; touch != nullptr && m_bodies[i].mass < infinity)
+         compare(loads[i].sum.longestStep(), m_bodies[touch->bodies[0]],
+                 m_bodies[touch->bodies[1]]);
 }
 
 std::optional<ZqContactEstimate::Step> Estimator::step()

@@ -1,3 +1,4 @@
+#include "zqManipulator/foundation/proximity/ZqContactPoints.h"
 #include "zqManipulator/foundation/proximity/ZqConvexProximity.h"
 #include "zqManipulator/foundation/proximity/ZqPartPairs.h"
 #include "zqManipulator/foundation/proximity/ZqSupportingFace.h"
@@ -8,6 +9,11 @@
 // looked at a hair's breadth apart, moved there along the direction that parts them; there no parts overlap, so
 // that each pair has a normal without doubt, and what a solid's triangle would say of its own thin self does not
 // count. The motion is then taken out of the separations.
+//
+// Parts that touch within the margin keep the whole patch that they cover, and triangles in one plane with one
+// that is touched go with it: so a body that rocks on a floor of triangles keeps its points. Of a mesh that is not
+// convex only those places count that nothing of it stands out beyond: where its own face leans, what has lifted
+// is left out.
 namespace zqConvex
 {
 namespace
@@ -17,6 +23,9 @@ struct PlacedPoint
    ZqContactPoint point;
    Vec3 normal;
    bool isKept;
+   /// The parts: what the name leaves out of places within a face, so that it stays where a body slides from one
+   /// triangle to the next.
+   std::uint64_t parts;
 };
 std::vector<PlacedPoint>& pointSpace()
 {
@@ -62,6 +71,9 @@ Cones* coneSpace()
 
 class Touching
 {
+   /// A patch over more pairs of parts than this is not looked for to its end.
+   static constexpr std::size_t mostPairs = 256;
+
 public:
    Touching(const PartSide& A, const PartSide& B, const Pose& X, const Vec3& along, ZqReal travel,
             ZqReal margin)
@@ -71,10 +83,22 @@ public:
       m_cones[0].begin(A);
       m_cones[1].begin(B);
    }
-   void collect(std::vector<PlacedPoint>& points) const;
+   void collect(std::vector<PlacedPoint>& points);
 
 private:
+   /// Two parts that touch, and along which normal.
+   struct Pair
+   {
+      ZqU32 part1, part2;
+      Vec3 n;
+   };
+
    bool arePast(ZqU32 part1, ZqU32 part2) const;
+   int keepOuter(const ZqConvex& a, const ZqConvex& b, const Pair& pair, ZqContactManifold& found,
+                 Vec3& middle) const;
+   void grow(std::vector<PlacedPoint>& points);
+   void take(const ZqContactManifold& found, const Pair& pair,
+             std::vector<PlacedPoint>& points) const;
    bool mayTouch(ZqU32 part1, ZqU32 part2, const Vec3& n, ZqReal separation) const;
    bool isOuter(const PartSide& side, ZqU32 part, const Vec3& p, const Vec3& n) const noexcept;
    bool isCovered(const PartSide& side, ZqU32 part, const Vec3& p) const noexcept;
@@ -88,6 +112,14 @@ private:
    const ZqReal m_travel;
    const ZqReal m_margin;
    Cones* const m_cones = coneSpace();
+   std::vector<Pair>& m_pairs = pairSpace();
+
+   static std::vector<Pair>& pairSpace()
+   {
+      thread_local std::vector<Pair> space;
+      space.clear();
+      return space;
+   }
 };
 
 /// The tangent of the widest angle between the normals of a triangle and of those around it, found once a query:
@@ -194,6 +226,8 @@ std::uint64_t Touching::featureName(const PartSide& side, ZqU32 part, const ZqCo
    if (mesh && core.core == ZqConvex::Core::Triangle)
    {
       const std::uint64_t first = std::uint64_t{part - t} << 32;
+      if (name == 0)
+         return mixed(first) + 3;
       for (int i = 0; i < 3; ++i)
       {
          const int j = i == 2 ? 0 : i + 1;
@@ -300,7 +334,91 @@ bool Touching::isCovered(const PartSide& side, ZqU32 part, const Vec3& p) const 
    return isFound;
 }
 
-void Touching::collect(std::vector<PlacedPoint>& points) const
+/// Keeps the points of a pair from which bodies may touch, with their names in the compounds and without the
+/// motion. Answers how many are within the margin, and their middle.
+int Touching::keepOuter(const ZqConvex& a, const ZqConvex& b, const Pair& pair,
+                        ZqContactManifold& found, Vec3& middle) const
+{
+   const Vec3 nInB = turnBack(m_X.R, pair.n);
+   const ZqReal taken = m_travel * dot(pair.n, m_along);
+   middle = {0.0, 0.0, 0.0};
+   int near = 0;
+   int count = 0;
+   for (int i = 0; i < found.count; ++i)
+   {
+      ZqContactPoint& p = found.points[i];
+      p.separation -= taken;
+      if (!isOuter(m_A, pair.part1, vec3(p.point1), pair.n) ||
+          !isOuter(m_B, pair.part2, inverseTimes(m_X, vec3(p.point2)), -nInB))
+         continue;
+      if (p.separation <= m_margin)
+      {
+         middle += vec3(p.point1);
+         ++near;
+      }
+      p.name = mixed(featureName(m_A, pair.part1, a, static_cast<std::uint32_t>(p.name >> 32))) +
+               featureName(m_B, pair.part2, b, static_cast<std::uint32_t>(p.name));
+      found.points[count++] = p;
+   }
+   found.count = count;
+   middle = middle * (1.0 / std::max(near, 1));
+   return near;
+}
+
+void Touching::take(const ZqContactManifold& found, const Pair& pair,
+                    std::vector<PlacedPoint>& points) const
+{
+   for (int i = 0; i < found.count; ++i)
+   {
+      points.push_back(
+         {found.points[i], pair.n, true, mixed(std::uint64_t{pair.part1} << 32 | pair.part2)});
+      points.back().point.point2 = vector(vec3(found.points[i].point2) - m_along * m_travel);
+   }
+}
+
+/// The triangles in one plane with one that is touched go with it, as far as the patch reaches: so it does not
+/// shrink where the other shape has lifted off some of them.
+void Touching::grow(std::vector<PlacedPoint>& points)
+{
+   ZqConvex spaceA;
+   ZqConvex spaceB;
+   for (std::size_t i = 0; i < m_pairs.size() && m_pairs.size() < mostPairs; ++i)
+      for (const bool isA : {true, false})
+      {
+         const Pair pair = m_pairs[i];
+         const PartSide& side = isA ? m_A : m_B;
+         ZqU32 t = 0;
+         const ZqU32 part = isA ? pair.part1 : pair.part2;
+         const ZqTriangles* mesh = side.trianglesOf(part, t);
+         for (int edge = 0; mesh && edge < 3; ++edge)
+         {
+            const ZqU32 next = mesh->neighbour(t, edge);
+            if (next == ZqTriangles::none || dot(mesh->normal(t), mesh->normal(next)) < 1.0 - 1e-12)
+               continue;
+            Pair other = pair;
+            (isA ? other.part1 : other.part2) = part - t + next;
+            const auto isOther = [&](const Pair& known)
+            {
+               return known.part1 == other.part1 && known.part2 == other.part2 &&
+                      dot(known.n, other.n) > 1.0 - 1e-8;
+            };
+            if (std::any_of(m_pairs.begin(), m_pairs.end(), isOther))
+               continue;
+            const ZqConvex& a = m_A.part(other.part1, spaceA);
+            const ZqConvex& b = m_B.part(other.part2, spaceB);
+            ZqContactManifold found;
+            patchAlong(a, b, m_X, other.n, found);
+            Vec3 middle;
+            keepOuter(a, b, other, found, middle);
+            if (found.count < 3)
+               continue;
+            take(found, other, points);
+            m_pairs.push_back(other);
+         }
+      }
+}
+
+void Touching::collect(std::vector<PlacedPoint>& points)
 {
    const ZqReal reach = m_margin + m_travel;
    // What is no further apart along n than the margin once the motion is taken out is nearer yet half-way: there the
@@ -318,43 +436,25 @@ void Touching::collect(std::vector<PlacedPoint>& points) const
           !mayTouch(part1, part2, vec3(apart.normal), apart.distance - apart.error))
          return close;
       ZqContactManifold found;
-      if (!contact(a, b, m_X, reach, nullptr, found, reach))
+      if (!contact(a, b, m_X, reach, nullptr, found))
          return close;
-      const Vec3 n = vec3(found.normal);
-      const Vec3 nInB = turnBack(m_X.R, n);
-      const ZqReal taken = m_travel * dot(n, m_along);
-      Vec3 middle1{0.0, 0.0, 0.0};
-      int count = 0;
-      for (int i = 0; i < found.count; ++i)
-      {
-         ZqContactPoint& p = found.points[i];
-         p.separation -= taken;
-         if (!(p.separation <= m_margin) || !isOuter(m_A, part1, vec3(p.point1), n) ||
-             !isOuter(m_B, part2, inverseTimes(m_X, vec3(p.point2)), -nInB))
-            continue;
-         middle1 += vec3(p.point1);
-         p.name = mixed(featureName(m_A, part1, a, static_cast<std::uint32_t>(p.name >> 32))) +
-                  featureName(m_B, part2, b, static_cast<std::uint32_t>(p.name));
-         found.points[count++] = p;
-      }
-      if (count == 0)
+      const Pair pair{part1, part2, vec3(found.normal)};
+      const Vec3& n = pair.n;
+      Vec3 middle1;
+      if (keepOuter(a, b, pair, found, middle1) == 0)
          return close;
       // A hair beyond the middle of what they share nothing else of the shape may be.
-      middle1 = middle1 * (1.0 / count);
       const ZqReal hair = 0.25 * std::max(0.0, found.separation);
       if ((m_A.memberCount() > 1 && isCovered(m_A, part1, middle1 + n * hair)) ||
           (m_B.memberCount() > 1 &&
            isCovered(m_B, part2, inverseTimes(m_X, middle1 + n * (found.separation - hair)))))
          return close;
-      for (int i = 0; i < count; ++i)
-      {
-         ZqContactPoint& p = found.points[i];
-         p.point2 = vector(vec3(p.point2) - m_along * m_travel);
-         points.push_back({p, n, true});
-      }
+      take(found, pair, points);
+      m_pairs.push_back(pair);
       return close;
    };
    visitPartPairs(m_A, m_B, halfWay, close, look);
+   grow(points);
 }
 
 /// Points in one place become the one with the lowest name of the deepest.
@@ -495,6 +595,17 @@ void thin(std::vector<PlacedPoint>& points, std::size_t most)
    points.resize(most);
 }
 
+/// A corner that touches two faces has two points: then the parts tell them apart.
+void tellApart(std::vector<PlacedPoint>& points)
+{
+   for (PlacedPoint& p : points)
+      p.isKept =
+         std::count_if(points.begin(), points.end(),
+                       [&](const PlacedPoint& q) { return q.point.name == p.point.name; }) == 1;
+   for (PlacedPoint& p : points)
+      p.point.name += p.isKept ? 0 : p.parts;
+}
+
 /// Patch by patch, each by its lowest name: the points with one normal go round it, counter-clockwise, from the one
 /// with that name.
 void goAround(std::vector<PlacedPoint>& points)
@@ -568,6 +679,7 @@ bool contact(const PartSide& A, const PartSide& B, const Pose& X, ZqReal margin,
              [](const PlacedPoint& p, const PlacedPoint& q)
              { return p.point.name < q.point.name; });
    thin(points, ZqContactManifold::capacity);
+   tellApart(points);
    goAround(points);
    for (const PlacedPoint& p : points)
    {

@@ -199,4 +199,54 @@ void contactPoints(CorePair& pair, CoreAnswer& answer, bool hasPoints, ZqReal fa
    putContact(pair, answer.n, answer.a, answer.b, answer.distance, nameOfDeepest(pair, fa, fb),
               out);
 }
+
+void seeFromOther(const Pose& X, ZqContactManifold& out) noexcept
+{
+   const auto turned = [&](const ZqVector& d) { return vector(-(X.R * vec3(d))); };
+   out.normal = turned(out.normal);
+   for (int i = 0; i < out.count; ++i)
+   {
+      ZqContactPoint& p = out.points[i];
+      std::swap(p.point1, p.point2);
+      p.point1 = vector(X * vec3(p.point1));
+      p.point2 = vector(X * vec3(p.point2));
+      p.normal = out.normal;
+      p.name = p.name << 32 | p.name >> 32;
+   }
+   ZqContactPoint* const end = out.points + out.count;
+   std::reverse(out.points, end);
+   std::rotate(out.points,
+               std::min_element(out.points, end,
+                                [](const ZqContactPoint& p, const ZqContactPoint& q)
+                                { return p.name < q.name; }),
+               end);
+}
+
+void patchAlong(const ZqConvex& A, const ZqConvex& B, const Pose& X, const Vec3& n,
+                ZqContactManifold& out) noexcept
+{
+   constexpr ZqReal any = 1e300;
+   out.count = 0;
+   out.normal = vector(n);
+   if (touchesAsPoint(A) || touchesAsPoint(B))
+      return;
+   const bool isTurned = !B.isBounded();
+   if (isTurned && !A.isBounded())
+      return;
+   if (isTurned)
+   {
+      patchAlong(B, A, inverse(X), turnBack(X.R, -n), out);
+      return seeFromOther(X, out);
+   }
+   CorePair pair{A, B, corePose(A, B, X)};
+   FacingFeatures features;
+   const Vec3 along = A.frameIsIdentity ? n : turnBack(A.frame.R, n);
+   findFaces(pair, along, features);
+   if (!features.havePatch())
+      return;
+   features.cutPatch(pair, along);
+   features.patch->measure(any, any);
+   features.patch->thin(ZqContactManifold::capacity);
+   features.patch->write(out);
+}
 } // namespace zqConvex

@@ -36,4 +36,11 @@ namespace zqConvex
 /// hold a patch from a normal near the answer's; else they are found.
 void contactPoints(CorePair& pair, CoreAnswer& answer, bool hasPoints, ZqReal farthest,
                    FacingFeatures& features, ZqContactManifold& out) noexcept;
+/// The points as seen from the other shape, of which X gives the pose in the frame of this one; again the one
+/// with the lowest name comes first.
+void seeFromOther(const Pose& X, ZqContactManifold& out) noexcept;
+/// The patch that two shapes, of which X places B in the frame of A, cover together along a unit normal in A's
+/// frame, however far apart they are; no points where they cover none.
+void patchAlong(const ZqConvex& A, const ZqConvex& B, const Pose& X, const Vec3& n,
+                ZqContactManifold& out) noexcept;
 } // namespace zqConvex

@@ -36,30 +36,6 @@ bool contactWithPlane(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqRea
       cache->atB = pair.atB;
    return true;
 }
-
-/// The points as seen from the other shape, of which X gives the pose in the frame of this one; again the one
-/// with the lowest name comes first.
-void seeFromOther(const Pose& X, ZqContactManifold& out) noexcept
-{
-   const auto turned = [&](const ZqVector& d) { return vector(-(X.R * vec3(d))); };
-   out.normal = turned(out.normal);
-   for (int i = 0; i < out.count; ++i)
-   {
-      ZqContactPoint& p = out.points[i];
-      std::swap(p.point1, p.point2);
-      p.point1 = vector(X * vec3(p.point1));
-      p.point2 = vector(X * vec3(p.point2));
-      p.normal = out.normal;
-      p.name = p.name << 32 | p.name >> 32;
-   }
-   ZqContactPoint* const end = out.points + out.count;
-   std::reverse(out.points, end);
-   std::rotate(out.points,
-               std::min_element(out.points, end,
-                                [](const ZqContactPoint& p, const ZqContactPoint& q)
-                                { return p.name < q.name; }),
-               end);
-}
 } // namespace
 
 bool contact(const ZqConvex& A, const ZqConvex& B, const Pose& X, ZqReal margin, ZqPairCache* cache,

@@ -26,10 +26,10 @@ public:
                                      std::vector<ZqShapeProximityKey>& touching,
                                      ZqReal& separation) const;
 
-   /// Compounds that touch keep all points that are no further apart than this (m), or than a
-   /// hundredth of the largest extent of the smaller one if that is less: so what rests on an edge
-   /// by a hair's breadth keeps the points of its face. Two convex shapes, among them meshes around a
-   /// convex solid, keep the whole patch that they turn to each other, however far apart it is.
+   /// Two convex shapes that touch, among them meshes around a convex solid, keep the whole patch that
+   /// they turn to each other, however far apart it is. Of compounds the parts do that are no further
+   /// apart than this (m), or than a hundredth of the largest extent of the smaller one if that is
+   /// less: so what rests on one of several feet by a hair's breadth keeps the points of all.
    ZqReal contactMargin() const noexcept { return m_contactMargin; }
    void setContactMargin(ZqReal margin) noexcept
    {

@@ -334,20 +334,23 @@ void zqChecks::checkInteractions(Inspection& inspection)
       checkSurfaces(inspection);
 }
 
-void zqChecks::checkContact(Inspection& inspection, ZqReal step)
+void zqChecks::checkContact(Inspection& inspection, std::optional<ZqReal> step)
 {
+   constexpr ZqReal usualStep = 0.001;
    const ZqLinkCollisionForce* contact = contactForceOf(inspection.scene());
    if (contact == nullptr)
       return;
    const ZqContactEstimate estimate =
       ZqContactEstimate::of(inspection.scene(), inspection.activeState(),
                             *contact->collisionForceContainer().topElement());
-   if (estimate.step && !(step < estimate.step->longest))
-      inspection.report(
-         Severity::Warning, "contact-step", pathOfLink(inspection, estimate.step->link1),
-         "a step of " + rounded(step) + " s is too long for its contact with " +
-            nameOf(inspection, estimate.step->link2) + ": stiffness and masses take one of " +
-            rounded(roundedDown(estimate.step->longest)) + " s");
+   const ZqReal length = step.value_or(usualStep);
+   if (estimate.step && !(length < estimate.step->longest))
+      inspection.report(step ? Severity::Warning : Severity::Note, "contact-step",
+                        pathOfLink(inspection, estimate.step->link1),
+                        "a step of " + rounded(length) + " s is too long for its contact with " +
+                           nameOf(inspection, estimate.step->link2) +
+                           ": stiffness and masses take one of " +
+                           rounded(roundedDown(estimate.step->longest)) + " s");
    if (estimate.sinking)
       inspection.report(Severity::Warning, "contact-too-soft",
                         pathOfLink(inspection, estimate.sinking->link1),

@@ -13,6 +13,6 @@ const ZqLinkCollisionForce* contactForceOf(const ZqStatedSystem& scene);
 
 /// What acts between links: names, constants, and laws that do nothing.
 void checkInteractions(Inspection& inspection);
-/// Whether a step (s) and the stiffness of contacts fit the masses.
-void checkContact(Inspection& inspection, ZqReal step);
+/// Whether a step (s), or else the usual one, and the stiffness of contacts fit the masses.
+void checkContact(Inspection& inspection, std::optional<ZqReal> step);
 } // namespace zqChecks

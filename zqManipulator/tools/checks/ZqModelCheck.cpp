@@ -544,9 +544,8 @@ std::vector<Zq::Diagnostic> Zq::checkModel(const ZqStatedSystem& scene, std::opt
    for (const ZqManipulatorAttachmentNode& root : scene.configuration().attachmentMap().baseNodes())
       checkAttachments(inspection, root);
    checkExclusions(inspection);
-   checkOverlaps(inspection, step && contactForceOf(scene) != nullptr);
+   checkOverlaps(inspection, contactForceOf(scene) != nullptr);
    checkInteractions(inspection);
-   if (step)
-      checkContact(inspection, *step);
+   checkContact(inspection, step);
    return inspection.findings();
 }

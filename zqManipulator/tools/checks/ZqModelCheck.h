@@ -15,7 +15,8 @@ namespace Zq
 /// docs/documents.md. Nothing is logged, and the scene stays as it is. The diagnostics have neither a file
 /// nor lines.
 ///
-/// With forces of contact, the scene is looked at for a simulation by steps of a length (s); without a step, for one
-/// without contact. A note is what is as it should be, but may not be known.
-std::vector<Diagnostic> checkModel(const ZqStatedSystem& scene, std::optional<ZqReal> step = 0.001);
+/// A note is what is as it should be, but may not be known. A step that is too long for contact is a warning; when no
+/// step (s) is told, it is a note of one of 1 ms.
+std::vector<Diagnostic> checkModel(const ZqStatedSystem& scene,
+                                   std::optional<ZqReal> step = std::nullopt);
 } // namespace Zq
