@@ -129,33 +129,22 @@ ZqReal ZqContactMaterial::stiffnessAt(ZqReal depth) const noexcept
 ZqNormalContactLaw::Force ZqNormalContactLaw::force(ZqReal weight, ZqReal depth,
                                                     ZqReal rate) const noexcept
 {
+   Force result;
    if (!(depth > 0.0))
-      return {0.0, 0.0, 0.0};
+      return result;
    const ZqReal whole = material.force(depth);
-   const ZqReal spring = weight * whole;
-   const ZqReal damper =
-      2.0 * settlingRatio * std::sqrt(mass * material.exponent * whole / depth) * weight;
-   const ZqReal most = settlingFraction * spring;
-   const ZqReal force = spring * (1.0 + material.dissipation * rate) +
-                        (damper > 0.0 ? std::clamp(damper * rate, -most, most) : 0.0);
-   return {std::clamp(force, 0.0, greatestForce), spring,
-           spring * depth / (material.exponent + 1.0)};
-}
-
-ZqReal ZqNormalContactLaw::stiffness(ZqReal depth, ZqReal rate) const noexcept
-{
-   if (!(depth > 0.0))
-      return 0.0;
-   return material.stiffnessAt(depth) * (1.0 + material.dissipation * std::max(0.0, rate));
-}
-
-ZqReal ZqNormalContactLaw::dampingTime(ZqReal depth) const noexcept
-{
-   if (!(depth > 0.0))
-      return 0.0;
-   const ZqReal k = material.stiffnessAt(depth);
-   const ZqReal settling = k > 0.0 ? 2.0 * settlingRatio * std::sqrt(mass / k) : 0.0;
-   return settling + material.dissipation * depth / material.exponent;
+   const ZqReal stiffness = material.exponent * whole / depth;
+   const ZqReal damper = 2.0 * settlingRatio * std::sqrt(mass * stiffness);
+   result.spring = weight * whole;
+   const ZqReal most = settlingFraction * result.spring;
+   const ZqReal settling = damper > 0.0 ? std::clamp(weight * damper * rate, -most, most) : 0.0;
+   result.normal = std::clamp(result.spring * (1.0 + material.dissipation * rate) + settling, 0.0,
+                              greatestForce);
+   result.energy = result.spring * depth / (material.exponent + 1.0);
+   result.stiffness = stiffness * (1.0 + material.dissipation * std::max(0.0, rate));
+   result.dampingTime = (stiffness > 0.0 ? damper / stiffness : 0.0) +
+                        material.dissipation * depth / material.exponent;
+   return result;
 }
 
 ZqContactMaterial ZqPointContactForceProcessor::surfaceMaterial(const ZqDataMap* values) const

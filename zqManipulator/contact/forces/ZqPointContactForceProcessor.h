@@ -40,9 +40,16 @@ struct ZqNormalContactLaw
 {
    struct Force
    {
-      ZqReal normal; ///< N
-      ZqReal spring; ///< the part of the spring (N)
-      ZqReal energy; ///< stored (J)
+      ZqReal normal = 0.0; ///< N
+      ZqReal spring = 0.0; ///< the part of the spring (N)
+      ZqReal energy = 0.0; ///< stored (J)
+      /// \name What a step has to be short enough for: of a whole patch at that depth
+      /// @{
+      /// How the force grows with the depth (N/m): k' = k e d^(e-1), times 1 + c d' while it grows.
+      ZqReal stiffness = 0.0;
+      /// The ratio of the dampers at rest to k' (s): cn / k' + c d / e.
+      ZqReal dampingTime = 0.0;
+      /// @}
    };
 
    ZqContactMaterial material;
@@ -52,13 +59,6 @@ struct ZqNormalContactLaw
 
    /// Zero where the depth (m) is not above zero. The rate is in m/s. At most 1e75 N.
    Force force(ZqReal weight, ZqReal depth, ZqReal rate) const noexcept;
-   /// \name What a step has to be short enough for: of a whole patch at that depth
-   /// @{
-   /// How the force grows with the depth (N/m): k e d^(e-1), times 1 + c d' while it grows.
-   ZqReal stiffness(ZqReal depth, ZqReal rate) const noexcept;
-   /// The ratio of the dampers at rest to that (s): cn / k' + c d / e.
-   ZqReal dampingTime(ZqReal depth) const noexcept;
-   /// @}
 };
 
 /// The shares of the points of a patch, which sum up to 1: half of both edges that meet at a point by the length round

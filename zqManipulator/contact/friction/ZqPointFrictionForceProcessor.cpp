@@ -101,7 +101,7 @@ public:
    PatchEvaluation(const PatchConstants& constants, const ZqPatchFrictionInput& input,
                    ZqContactMemory& memory, ZqPatchFriction& out) noexcept
       : m_constants(constants), m_input(input), m_memory(memory), m_out(out), m_body1(input.body1),
-        m_body2(input.body2), m_oldCount(memory.gripCount), m_old(memory.grips)
+        m_body2(input.body2), m_oldCount(memory.gripCount)
    {
       const ZqReal elapsed = input.time - memory.time;
       m_elapsed = elapsed > 0.0 && std::isfinite(elapsed) ? elapsed : 0.0;
@@ -133,6 +133,8 @@ private:
       bool isKnown = false;
    };
 
+   bool areSamePoints() const noexcept;
+   void match() noexcept;
    void matchByName() noexcept;
    void matchTheRest() noexcept;
    void matchByPlace(const OldSpring* springs) noexcept;
@@ -170,7 +172,7 @@ private:
    ZqPatchFriction& m_out;
    const PatchBody m_body1, m_body2;
    const int m_oldCount;
-   const std::array<ZqPointGrip, pointCapacity> m_old; ///< grips of the evaluation before
+   const ZqPointGrip* m_old = nullptr; ///< grips of the evaluation before, while they are matched
    int m_matched = 0;
    bool m_isOldMatched[pointCapacity] = {};
    bool m_isMatched[pointCapacity] = {};
@@ -192,9 +194,8 @@ void PatchEvaluation::run() noexcept
       m_points[i].c = vec3(m_input.points[i].place);
       m_points[i].n = vec3(m_input.points[i].normal);
    }
-   matchByName();
-   if (m_matched < std::max(count, m_oldCount))
-      matchTheRest();
+   if (!areSamePoints())
+      match();
    for (int i = 0; i < count; ++i)
       measure(i);
    chooseMode();
@@ -205,6 +206,26 @@ void PatchEvaluation::run() noexcept
       m_memory.grips[i] = {};
    m_memory.frictionMode = m_memory.isSlipping ? ZqFrictionMode::Kinetic : ZqFrictionMode::Static;
    m_memory.time = m_input.time;
+}
+
+/// In the same order: most patches are what they were.
+bool PatchEvaluation::areSamePoints() const noexcept
+{
+   bool areSame = m_input.count == m_oldCount;
+   for (int i = 0; areSame && i < m_oldCount; ++i)
+      areSame = m_memory.grips[i].name == m_input.points[i].name;
+   return areSame;
+}
+
+/// Gives each point the grip that was there, or one like those around it.
+void PatchEvaluation::match() noexcept
+{
+   const std::array<ZqPointGrip, pointCapacity> old = m_memory.grips;
+   m_old = old.data();
+   matchByName();
+   if (m_matched < std::max(m_input.count, m_oldCount))
+      matchTheRest();
+   m_old = nullptr;
 }
 
 void PatchEvaluation::takeOver(int i, int old) noexcept

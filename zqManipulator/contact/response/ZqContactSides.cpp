@@ -177,16 +177,21 @@ ZqContactForces ZqContactSides::add(const ZqContactForces& repulsion,
    const ZqOrientation& axes = m_sides[0].frame.orientation();
    data.response().normalForce = axes * repulsion[0].force();
    data.response().frictionForce = axes * friction[0].force();
+   return add({repulsion[0] + friction[0], repulsion[1] + friction[1]}, forces);
+}
+
+ZqContactForces ZqContactSides::add(const ZqContactForces& whole,
+                                    ZqXmlVectorType<ZqManipulatorExternalForce>& forces) const
+{
    const bool isInert = areInert();
-   ZqContactForces whole;
+   ZqContactForces inDhFrames = whole;
    for (std::size_t i = 0; i < 2; ++i)
    {
-      whole[i] = repulsion[i] + friction[i];
-      whole[i].transformBy(m_sides[i].link->primaryFrame());
+      inDhFrames[i].transformBy(m_sides[i].link->primaryFrame());
       if (!isInert)
-         addTo(forces, m_sides[i], whole[i]);
+         addTo(forces, m_sides[i], inDhFrames[i]);
    }
-   return whole;
+   return inDhFrames;
 }
 
 void ZqContactSides::describe(const ZqContactForces& forces) const

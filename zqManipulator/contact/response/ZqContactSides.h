@@ -75,6 +75,9 @@ public:
    ZqContactForces add(const ZqContactForces& repulsion, const ZqContactForces& friction,
                        ZqShapeCollisionData& data,
                        ZqXmlVectorType<ZqManipulatorExternalForce>& forces) const;
+   /// Adds the sums of all that acts to those on the two links, likewise; the response stays.
+   ZqContactForces add(const ZqContactForces& whole,
+                       ZqXmlVectorType<ZqManipulatorExternalForce>& forces) const;
    /// Describes forces in the state of forces, each in the D-H frame of its link. They add up over the contacts
    /// of a step, and so do the points of application.
    void describe(const ZqContactForces& forces) const;
@@ -84,6 +87,11 @@ public:
                 ZqXmlVectorType<ZqManipulatorExternalForce>& forces) const
    {
       describe(add(repulsion, friction, data, forces));
+   }
+   void deliver(const ZqContactForces& whole,
+                ZqXmlVectorType<ZqManipulatorExternalForce>& forces) const
+   {
+      describe(add(whole, forces));
    }
 
 private:

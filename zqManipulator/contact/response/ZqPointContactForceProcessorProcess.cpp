@@ -1,11 +1,17 @@
 #include "zqManipulator/contact/forces/ZqPointContactForceProcessor.h"
 #include "zqManipulator/contact/response/ZqContactMass.h"
 #include "zqManipulator/contact/response/ZqContactSides.h"
+#include "zqManipulator/foundation/geometry/ZqConvexAlgebra.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/proximity/ZqShapeCollisionData.h"
 
 #include <algorithm>
 #include <cmath>
+
+using zqConvex::cross;
+using zqConvex::turnBack;
+using zqConvex::Vec3;
+using zqConvex::vec3;
 
 namespace
 {
@@ -13,33 +19,32 @@ namespace
 class OpposedForces
 {
 public:
-   explicit OpposedForces(const ZqContactSides& sides)
-      : m_frame1(sides[0].frame), m_frame2(sides[1].frame)
-   {
-   }
+   OpposedForces(const zqConvex::Pose& X1, const zqConvex::Pose& X2) : m_X1(X1), m_X2(X2) {}
    void add(const ZqVector& place, const ZqVector& force)
    {
-      m_force += force;
-      m_moment += (place - m_frame1.translation()).cross(force);
+      const Vec3 f = vec3(force);
+      m_force += f;
+      m_moment += cross(vec3(place) - m_X1.t, f);
    }
-   void addMoment(const ZqVector& moment) { m_moment += moment; }
+   void addMoment(const ZqVector& moment) { m_moment += vec3(moment); }
    /// Each in the primary frame of its body.
    ZqContactForces forces() const
    {
-      const ZqOrientation to1 = m_frame1.orientation().inverse();
-      const ZqOrientation to2 = m_frame2.orientation().inverse();
-      const ZqVector moment2 =
-         m_moment + (m_frame1.translation() - m_frame2.translation()).cross(m_force);
-      return {ZqGeneralForce(to1 * m_force, to1 * m_moment),
-              ZqGeneralForce(-(to2 * m_force), -(to2 * moment2))};
+      const auto inAxesOf = [](const zqConvex::Pose& X, const Vec3& f, const Vec3& n)
+      {
+         return ZqGeneralForce(zqConvex::vector(turnBack(X.R, f)),
+                               zqConvex::vector(turnBack(X.R, n)));
+      };
+      const Vec3 moment2 = m_moment + cross(m_X1.t - m_X2.t, m_force);
+      return {inAxesOf(m_X1, m_force, m_moment), inAxesOf(m_X2, -m_force, -moment2)};
    }
-   const ZqVector& force() const { return m_force; }
+   ZqVector force() const { return zqConvex::vector(m_force); }
 
 private:
-   const ZqCoordinateSystemTransformation& m_frame1;
-   const ZqCoordinateSystemTransformation& m_frame2;
-   ZqVector m_force;
-   ZqVector m_moment; ///< about the origin of the first body's frame
+   const zqConvex::Pose& m_X1;
+   const zqConvex::Pose& m_X2;
+   Vec3 m_force{0.0, 0.0, 0.0};
+   Vec3 m_moment{0.0, 0.0, 0.0}; ///< about the origin of the first body's frame
 };
 
 /// One evaluation of the law for a contact.
@@ -48,15 +53,15 @@ class PointContact
 public:
    PointContact(const ZqPointContactForceProcessor& law, const ZqContactSides& sides,
                 ZqShapeCollisionData& data)
-      : m_law(law), m_sides(sides), m_data(data), m_response(data.response()), m_repulsion(sides),
-        m_friction(sides)
+      : m_law(law), m_sides(sides), m_data(data), m_response(data.response()),
+        m_X1(zqConvex::pose(sides[0].frame)), m_X2(zqConvex::pose(sides[1].frame)),
+        m_forces(m_X1, m_X2)
    {
    }
    void press(const ZqNormalContactLaw& normalLaw);
    void rub(const ZqBaseDissipativeForceProcessor& friction, const ZqNormalContactLaw& normalLaw,
             ZqReal time);
-   ZqContactForces repulsion() const { return m_repulsion.forces(); }
-   const ZqContactForces& friction() const { return m_frictionForces; }
+   ZqContactForces forces() const;
 
 private:
    void placePoints();
@@ -74,8 +79,9 @@ private:
    ZqShapeCollisionData& m_data;
    ZqContactResponse& m_response;
    ZqPatchFrictionInput m_patch;
-   OpposedForces m_repulsion, m_friction;
-   ZqContactForces m_frictionForces;
+   const zqConvex::Pose m_X1, m_X2; ///< the primary frames in the system
+   OpposedForces m_forces;          ///< at the points
+   ZqContactForces m_patchFriction; ///< by a law that does not tell points apart
 };
 
 /// Where the points of the manifold are in the system, and how the patch is shared out.
@@ -89,8 +95,7 @@ void PointContact::placePoints()
       places[i] = 0.5 * (manifold.points[i].point1 + manifold.points[i].point2);
    zqShareOutPatch(std::span(places).first(count), manifold.normal,
                    std::span(weights).first(count));
-   const zqConvex::Pose X = zqConvex::pose(m_sides[0].frame);
-   const auto turned = [&](const ZqVector& v) { return zqConvex::vector(X.R * zqConvex::vec3(v)); };
+   const auto turned = [&](const ZqVector& v) { return zqConvex::vector(m_X1.R * vec3(v)); };
    for (std::size_t i = 0; i < count; ++i)
    {
       const ZqContactPoint& p = manifold.points[i];
@@ -117,13 +122,14 @@ void PointContact::press(const ZqNormalContactLaw& normalLaw)
       const ZqReal rate = (velocityAt(0, p.place) - velocityAt(1, p.place)).dot(p.normal);
       const ZqNormalContactLaw::Force force = normalLaw.force(p.weight, p.depth, rate);
       p.normalForce = force.normal;
-      m_response.stiffness = std::max(m_response.stiffness, normalLaw.stiffness(p.depth, rate));
-      m_response.dampingTime = std::max(m_response.dampingTime, normalLaw.dampingTime(p.depth));
-      m_repulsion.add(p.place, p.normal * -force.normal);
+      m_response.stiffness = std::max(m_response.stiffness, force.stiffness);
+      m_response.dampingTime = std::max(m_response.dampingTime, force.dampingTime);
+      m_forces.add(p.place, p.normal * -force.normal);
       m_response.normalEnergy += force.energy;
       m_response.normalLoss += (force.normal - force.spring) * rate;
       m_response.points[i] = {p.weight, force.normal, ZqVector()};
    }
+   m_response.normalForce = m_forces.force();
 }
 
 /// Friction point by point, or by laws that do not tell points apart, at one point with the whole force.
@@ -149,11 +155,11 @@ void PointContact::takePointFriction(const ZqPatchFriction& friction)
    for (int i = 0; i < m_patch.count; ++i)
    {
       const ZqPatchFrictionInput::Point& p = m_patch.points[i];
-      m_friction.add(p.place, friction.forces[i]);
-      m_friction.addMoment(p.normal * friction.moments[i]);
+      m_forces.add(p.place, friction.forces[i]);
+      m_forces.addMoment(p.normal * friction.moments[i]);
       m_response.points[i].friction = friction.forces[i];
+      m_response.frictionForce += friction.forces[i];
    }
-   m_frictionForces = m_friction.forces();
    m_response.tangentialEnergy = friction.energy;
    m_response.tangentialLoss = friction.loss;
    m_response.slipLoss = friction.slipLoss;
@@ -179,10 +185,18 @@ void PointContact::rubAsOne(const ZqBaseDissipativeForceProcessor& friction, ZqR
    patch.actionRadius = radius();
    patch.linearInertia = mass;
    patch.angularInertia = mass * patch.actionRadius * patch.actionRadius;
-   if (!m_sides.computeFriction(m_law, friction, patch, m_repulsion.force(), m_data,
-                                m_frictionForces))
+   if (!m_sides.computeFriction(m_law, friction, patch, m_response.normalForce, m_data,
+                                m_patchFriction))
       Zq::Print::instance().write(Zq::Rejected,
                                   "ZqPointContactForceProcessor::process(): friction fails.\n");
+   m_response.frictionForce = zqConvex::vector(m_X1.R * vec3(m_patchFriction[0].force()));
+}
+
+/// Each in the primary frame of its body.
+ZqContactForces PointContact::forces() const
+{
+   const ZqContactForces atPoints = m_forces.forces();
+   return {atPoints[0] + m_patchFriction[0], atPoints[1] + m_patchFriction[1]};
 }
 } // namespace
 
@@ -198,7 +212,7 @@ bool ZqPointContactForceProcessor::process(ZqShapeCollisionData& data,
    data.response() = {};
    if (sides.areInert())
    {
-      sides.deliver({}, {}, data, forces);
+      sides.deliver({}, forces);
       return true;
    }
    const ZqReal mass = zqPairMass(zqContactMass(*sides[0].link), zqContactMass(*sides[1].link));
@@ -209,6 +223,6 @@ bool ZqPointContactForceProcessor::process(ZqShapeCollisionData& data,
    if (const ZqBaseDissipativeForceProcessor* friction = dissipativeForceProcessor();
        m_useFriction && friction != nullptr)
       contact.rub(*friction, law, time);
-   sides.deliver(contact.repulsion(), contact.friction(), data, forces);
+   sides.deliver(contact.forces(), forces);
    return true;
 }
