@@ -198,22 +198,44 @@ void ZqSystemShapeCollisionCache::resetNextCollisionData()
    look();
 }
 
-ZqShapeCollisionData* ZqSystemShapeCollisionCache::nextCollisionData()
+/// The place behind that which the walk gave last.
+std::size_t ZqSystemShapeCollisionCache::nextPlace() const noexcept
 {
-   std::size_t at = 0;
-   if (m_walkedKey)
-   {
-      at = placeFrom(*m_walkedKey, m_walked);
-      at += at < m_places.size() && m_places[at].key == *m_walkedKey ? 1 : 0;
-   }
-   while (at < m_places.size() && m_places[at].valid != m_round)
-      ++at;
-   if (at == m_places.size())
-      return nullptr;
+   if (!m_walkedKey)
+      return 0;
+   const std::size_t at = placeFrom(*m_walkedKey, m_walked);
+   return at + (at < m_places.size() && m_places[at].key == *m_walkedKey ? 1 : 0);
+}
+
+ZqShapeCollisionData* ZqSystemShapeCollisionCache::walkTo(std::size_t at)
+{
    m_walked = at;
    m_walkedKey = m_places[at].key;
    keep(m_places[at]);
    return m_places[at].record.get();
+}
+
+ZqShapeCollisionData* ZqSystemShapeCollisionCache::nextCollisionData()
+{
+   std::size_t at = nextPlace();
+   while (at < m_places.size() && m_places[at].valid != m_round)
+      ++at;
+   return at < m_places.size() ? walkTo(at) : nullptr;
+}
+
+ZqShapeCollisionData*
+ZqSystemShapeCollisionCache::nextCollisionDataUpTo(const ZqLinkKey& link1, const ZqLinkKey& link2)
+{
+   Key last({link1, 0}, {link2, 0});
+   last.shapes = ~std::uint64_t{0};
+   for (std::size_t at = nextPlace(); at < m_places.size() && m_places[at].key <= last; ++at)
+   {
+      if (m_places[at].valid == m_round)
+         return walkTo(at);
+      m_walked = at;
+      m_walkedKey = m_places[at].key;
+   }
+   return nullptr;
 }
 
 void ZqSystemShapeCollisionCache::beginPair(const ZqLinkKey& link1, const ZqLinkKey& link2)

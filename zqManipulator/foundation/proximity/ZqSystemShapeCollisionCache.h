@@ -57,6 +57,9 @@ public:
    void resetNextCollisionData();
    /// The next valid record, in the order of links and then of shapes; null behind the last.
    ZqShapeCollisionData* nextCollisionData();
+   /// The same among the pairs up to that of two links: null behind these. A later call goes on from there, and
+   /// does not come back to them.
+   ZqShapeCollisionData* nextCollisionDataUpTo(const ZqLinkKey& link1, const ZqLinkKey& link2);
 
    void beginTrial();
    void endTrial();
@@ -129,6 +132,8 @@ private:
       ZqShapePairCache pairCache;
    };
 
+   std::size_t nextPlace() const noexcept;
+   ZqShapeCollisionData* walkTo(std::size_t at);
    std::size_t placeFrom(const Key& key, std::size_t guess) const noexcept;
    Place* find(const Key& key) noexcept;
    Place* placeOf(const ZqShapeCollisionData& data) noexcept;

@@ -8,6 +8,10 @@
 
 namespace
 {
+/// So many are looked at before their forces are computed: what has been found is still at hand then. Pairs come in
+/// the order of records.
+constexpr int pairsAtATime = 16;
+
 bool canTouch(const ZqManipulatorSystem& system, const ZqLinkKey& a, const ZqLinkKey& b)
 {
    if (a.manipulatorIndex() != b.manipulatorIndex())
@@ -36,14 +40,19 @@ void ZqLinkCollisionForce::forceBetweenLinks(
       return;
    const ZqManipulatorCollisionTool& tool = this->tool();
    tool.followModel(system, activeState);
+   ZqSystemShapeCollisionCache& cache = activeState.systemShapeCollisionCache();
+   cache.resetNextCollisionData();
+   int looked = 0;
    for (const auto& [a, b] : activeState.systemActiveBoundingBoxState().intersectionList(
            system, activeState.manipulatorActiveStateVector()))
+   {
       if (canTouch(system, a, b))
          tool.computeLinkCollisionData(a.manipulatorIndex(), a.linkIndex(), b.manipulatorIndex(),
                                        b.linkIndex(), system, activeState);
-
-   ZqSystemShapeCollisionCache& cache = activeState.systemShapeCollisionCache();
-   cache.resetNextCollisionData();
+      if (++looked % pairsAtATime == 0)
+         while (ZqShapeCollisionData* data = cache.nextCollisionDataUpTo(a, b))
+            law->process(*data, activeState, torques, forces, time);
+   }
    while (ZqShapeCollisionData* data = cache.nextCollisionData())
       law->process(*data, activeState, torques, forces, time);
 }
