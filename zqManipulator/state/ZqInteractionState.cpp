@@ -12,7 +12,7 @@ template class ZqXmlClass<ZqInteractionState>;
 
 namespace
 {
-constexpr std::size_t numbersOfPoint = 8;
+constexpr std::size_t numbersOfPoint = 9;
 
 /// Puts numbers at the end of a list.
 class NumberSink
@@ -126,6 +126,8 @@ ZqContactState::ZqContactState(const ZqContactMemoryOfPair& pair)
    putAll(memory.stickFrame, m_stickFrames);
    putAll(memory.velocity, m_velocities);
    putAll(memory.lastVelocity, m_lastVelocities);
+   m_patchNumbers.pushBack(memory.part);
+   m_patchNumbers.pushBack(memory.reserve);
    NumberSink sink(m_pointNumbers);
    for (int i = 0; i < memory.gripCount; ++i)
    {
@@ -136,6 +138,7 @@ ZqContactState::ZqContactState(const ZqContactMemoryOfPair& pair)
       sink.put(grip.anchor2);
       sink.put(grip.twist);
       sink.put(grip.weight);
+      sink.put(grip.energy);
    }
 }
 
@@ -146,13 +149,13 @@ bool ZqContactState::get(ZqContactMemoryOfPair& pair) const
    ZqContactMemory memory;
    if (m_times.size() > 1 || m_frictionMode > ZqU32(ZqFrictionMode::NewContact) ||
        m_stickPoints.size() != 6 || m_stickFrames.size() != 14 || m_velocities.size() != 12 ||
-       m_lastVelocities.size() != 12 || points > ZqContactMemory::capacity ||
-       m_pointNumbers.size() != numbersOfPoint * points ||
+       m_lastVelocities.size() != 12 || m_patchNumbers.size() != 2 ||
+       points > ZqContactMemory::capacity || m_pointNumbers.size() != numbersOfPoint * points ||
        !std::all_of(m_pointStates.begin(), m_pointStates.end(), isState) ||
        !parseNames(m_pointNames, points, memory))
       return false;
    for (const Reals* reals : {&m_times, &m_stickPoints, &m_stickFrames, &m_velocities,
-                              &m_lastVelocities, &m_pointNumbers})
+                              &m_lastVelocities, &m_patchNumbers, &m_pointNumbers})
       if (!areFinite(*reals))
          return false;
 
@@ -164,6 +167,8 @@ bool ZqContactState::get(ZqContactMemoryOfPair& pair) const
    takeAll(m_stickFrames, memory.stickFrame);
    takeAll(m_velocities, memory.velocity);
    takeAll(m_lastVelocities, memory.lastVelocity);
+   memory.part = m_patchNumbers[0];
+   memory.reserve = m_patchNumbers[1];
    memory.gripCount = static_cast<int>(points);
    NumberSource source(m_pointNumbers);
    for (std::size_t i = 0; i < points; ++i)
@@ -174,6 +179,7 @@ bool ZqContactState::get(ZqContactMemoryOfPair& pair) const
       source.take(grip.anchor2);
       source.take(grip.twist);
       source.take(grip.weight);
+      source.take(grip.energy);
    }
    pair = {{m_manipulatorOneIndex, m_linkOneIndex, m_shapeOneIndex},
            {m_manipulatorTwoIndex, m_linkTwoIndex, m_shapeTwoIndex},

@@ -47,12 +47,17 @@ public:
                      "angular (rad/s)"},
          ZqComponent{&This::m_lastVelocities, &ZqManip::ZqLastVelocitiesToken,
                      "those of the evaluation before"},
+         ZqComponent{
+            &This::m_patchNumbers, &ZqManip::ZqPatchNumbersToken,
+            "part of the stiffness that presses, and what leaps of shares may bring in (J)"},
          ZqComponent{&This::m_pointNames, &ZqManip::ZqPointNamesToken,
                      "names of the points that hold, unsigned numbers of 64 bits"},
          ZqComponent{&This::m_pointStates, &ZqManip::ZqPointStatesToken,
                      "of each point: 0 open, 1 sticks, 2 yields"},
-         ZqComponent{&This::m_pointNumbers, &ZqManip::ZqPointNumbersToken,
-                     "of each point: anchor in body 1 and in body 2 (m), twist (rad), weight"}};
+         ZqComponent{
+            &This::m_pointNumbers, &ZqManip::ZqPointNumbersToken,
+            "of each point: anchor in body 1 and in body 2 (m), twist (rad), weight, energy "
+            "stored along the normal (J)"}};
    }
    static ZqContactState nullObject() { return {}; }
    bool operator==(const ZqContactState&) const = default;
@@ -77,6 +82,7 @@ private:
    Reals m_stickFrames;
    Reals m_velocities;
    Reals m_lastVelocities;
+   Reals m_patchNumbers;
    ZqString m_pointNames;
    ZqXmlVectorBasicType<ZqU32> m_pointStates;
    Reals m_pointNumbers;

@@ -16,7 +16,7 @@ struct ZqPatchFrictionInput
       ZqVector place;           ///< midway between the surfaces (m)
       ZqVector normal;          ///< unit, from body 1 to body 2
       ZqReal depth = 0.0;       ///< positive where the surfaces overlap (m)
-      ZqReal weight = 0.0;      ///< its share of the patch; those of all points sum up to 1
+      ZqReal weight = 0.0;      ///< its share of the patch's stiffness
       ZqReal normalForce = 0.0; ///< N
    };
 

@@ -30,8 +30,7 @@ public:
    /// Each in the primary frame of its body.
    ZqContactForces forces() const
    {
-      const auto inAxesOf = [](const zqConvex::Pose& X, const Vec3& f, const Vec3& n)
-      {
+      const auto inAxesOf = [](const zqConvex::Pose& X, const Vec3& f, const Vec3& n) {
          return ZqGeneralForce(zqConvex::vector(turnBack(X.R, f)),
                                zqConvex::vector(turnBack(X.R, n)));
       };
@@ -52,19 +51,27 @@ class PointContact
 {
 public:
    PointContact(const ZqPointContactForceProcessor& law, const ZqContactSides& sides,
-                ZqShapeCollisionData& data)
+                ZqShapeCollisionData& data, ZqReal time)
       : m_law(law), m_sides(sides), m_data(data), m_response(data.response()),
         m_X1(zqConvex::pose(sides[0].frame)), m_X2(zqConvex::pose(sides[1].frame)),
         m_forces(m_X1, m_X2)
    {
+      const ZqReal elapsed = time - data.memory().time;
+      m_elapsed = elapsed > 0.0 && std::isfinite(elapsed) ? elapsed : 0.0;
    }
    void press(const ZqNormalContactLaw& normalLaw);
-   void rub(const ZqBaseDissipativeForceProcessor& friction, const ZqNormalContactLaw& normalLaw,
+   /// Whether the law of friction has led the grips of the points on.
+   bool rub(const ZqBaseDissipativeForceProcessor& friction, const ZqNormalContactLaw& normalLaw,
             ZqReal time);
    ZqContactForces forces() const;
+   void remember(bool isGripped, ZqReal time);
 
 private:
+   using PointForces = std::array<ZqNormalContactLaw::Force, ZqContactManifold::capacity>;
+
    void placePoints();
+   ZqReal partOfPatch(const PointForces& forces);
+   ZqReal energyBefore(const PointForces& forces) const;
    void takePointFriction(const ZqPatchFriction& friction);
    void rubAsOne(const ZqBaseDissipativeForceProcessor& friction, ZqReal mass);
    ZqReal radius() const;
@@ -81,6 +88,7 @@ private:
    ZqPatchFrictionInput m_patch;
    const zqConvex::Pose m_X1, m_X2; ///< the primary frames in the system
    OpposedForces m_forces;          ///< at the points
+   ZqReal m_elapsed;                ///< since the evaluation before (s)
    ZqContactForces m_patchFriction; ///< by a law that does not tell points apart
 };
 
@@ -116,24 +124,97 @@ void PointContact::press(const ZqNormalContactLaw& normalLaw)
    placePoints();
    m_response.pointCount = m_patch.count;
    m_response.mass = normalLaw.mass;
+   PointForces forces;
+   std::array<ZqReal, ZqContactManifold::capacity> rates;
+   for (int i = 0; i < m_patch.count; ++i)
+   {
+      const ZqPatchFrictionInput::Point& p = m_patch.points[i];
+      rates[i] = (velocityAt(0, p.place) - velocityAt(1, p.place)).dot(p.normal);
+      forces[i] = normalLaw.force(p.weight, p.depth, rates[i]);
+   }
+   const ZqReal part = partOfPatch(forces);
    for (int i = 0; i < m_patch.count; ++i)
    {
       ZqPatchFrictionInput::Point& p = m_patch.points[i];
-      const ZqReal rate = (velocityAt(0, p.place) - velocityAt(1, p.place)).dot(p.normal);
-      const ZqNormalContactLaw::Force force = normalLaw.force(p.weight, p.depth, rate);
-      p.normalForce = force.normal;
-      m_response.stiffness = std::max(m_response.stiffness, force.stiffness);
+      const ZqNormalContactLaw::Force& force = forces[i];
+      p.weight *= part;
+      p.normalForce = part * force.normal;
+      m_response.stiffness = std::max(m_response.stiffness, part * force.stiffness);
       m_response.dampingTime = std::max(m_response.dampingTime, force.dampingTime);
-      m_forces.add(p.place, p.normal * -force.normal);
-      m_response.normalEnergy += force.energy;
-      m_response.normalLoss += (force.normal - force.spring) * rate;
-      m_response.points[i] = {p.weight, force.normal, ZqVector()};
+      m_forces.add(p.place, p.normal * -p.normalForce);
+      m_response.normalEnergy += part * force.energy;
+      m_response.normalLoss += part * (force.normal - force.spring) * rates[i];
+      m_response.points[i] = {p.weight, p.normalForce, ZqVector(), part * force.energy};
    }
    m_response.normalForce = m_forces.force();
 }
 
+/// The part of the patch's stiffness that presses. Where shares leap, as on a body that tilts from a face to an edge, the
+/// energy stored would leap with them. It may fall; it may not rise by more than what the contact has lost before, so
+/// that nothing is gained by tilting to and fro.
+ZqReal PointContact::partOfPatch(const PointForces& forces)
+{
+   ZqContactMemory& memory = m_data.memory();
+   constexpr ZqReal leastPart = 1.0 / 16.0;
+   ZqReal now = 0.0;
+   for (int i = 0; i < m_patch.count; ++i)
+      now += forces[i].energy;
+   if (memory.gripCount == 0 || !(now > 0.0))
+   {
+      memory.part = 1.0;
+      return 1.0;
+   }
+   const ZqReal before = energyBefore(forces);
+   memory.part = std::clamp((before + memory.reserve) / now, leastPart, 1.0);
+   const ZqReal gain = memory.part * now - before;
+   memory.reserve = std::max(0.0, memory.reserve - gain);
+   m_response.patchGain += gain;
+   return memory.part;
+}
+
+/// Stored along the normal, had the points the shares that they had in the evaluation before (J).
+ZqReal PointContact::energyBefore(const PointForces& forces) const
+{
+   const ZqContactMemory& memory = m_data.memory();
+   ZqReal energy = 0.0;
+   for (int old = 0; old < memory.gripCount; ++old)
+   {
+      const ZqPointGrip& grip = memory.grips[old];
+      // They mostly stand in the same order as before.
+      int i = old < m_patch.count ? old : 0;
+      int left = m_patch.count;
+      for (; left > 0 && m_patch.points[i].name != grip.name; --left)
+         i = i + 1 < m_patch.count ? i + 1 : 0;
+      const bool isThere = left > 0 && m_patch.points[i].weight > 0.0;
+      energy += isThere ? grip.weight * (forces[i].energy / m_patch.points[i].weight) : grip.energy;
+   }
+   return energy;
+}
+
+/// What the next evaluation needs, besides what friction has left. The time is that of this one (s).
+void PointContact::remember(bool isGripped, ZqReal time)
+{
+   ZqContactMemory& memory = m_data.memory();
+   for (int i = 0; i < m_patch.count; ++i)
+   {
+      ZqPointGrip& grip = memory.grips[i];
+      if (!isGripped)
+      {
+         grip = {};
+         grip.name = m_patch.points[i].name;
+         grip.weight = m_patch.points[i].weight;
+      }
+      grip.energy = m_response.points[i].energy;
+   }
+   memory.gripCount = m_patch.count;
+   const ZqReal loss =
+      (m_response.normalLoss + m_response.tangentialLoss) * m_elapsed + m_response.slipLoss;
+   memory.reserve += std::max(0.0, loss);
+   memory.time = time;
+}
+
 /// Friction point by point, or by laws that do not tell points apart, at one point with the whole force.
-void PointContact::rub(const ZqBaseDissipativeForceProcessor& friction,
+bool PointContact::rub(const ZqBaseDissipativeForceProcessor& friction,
                        const ZqNormalContactLaw& normalLaw, ZqReal time)
 {
    for (std::size_t side = 0; side < 2; ++side)
@@ -144,10 +225,13 @@ void PointContact::rub(const ZqBaseDissipativeForceProcessor& friction,
    m_patch.material1 = &m_sides.material(m_law, 0);
    m_patch.material2 = &m_sides.material(m_law, 1);
    ZqPatchFriction output;
-   if (friction.processPoints(m_patch, m_data.memory(), output))
-      takePointFriction(output);
-   else
+   if (!friction.processPoints(m_patch, m_data.memory(), output))
+   {
       rubAsOne(friction, normalLaw.mass);
+      return false;
+   }
+   takePointFriction(output);
+   return true;
 }
 
 void PointContact::takePointFriction(const ZqPatchFriction& friction)
@@ -163,20 +247,21 @@ void PointContact::takePointFriction(const ZqPatchFriction& friction)
    m_response.tangentialEnergy = friction.energy;
    m_response.tangentialLoss = friction.loss;
    m_response.slipLoss = friction.slipLoss;
-   m_response.patchGain = friction.gain;
+   m_response.patchGain += friction.gain;
    m_response.dampingTime = std::max(m_response.dampingTime, friction.dampingTime);
 }
 
 /// The radius of gyration of the patch by its weights (m), in place of that of a disc.
 ZqReal PointContact::radius() const
 {
+   const ZqReal whole = 1.0 / m_data.memory().part;
    ZqVector mean;
    for (int i = 0; i < m_patch.count; ++i)
-      mean += m_patch.points[i].place * m_patch.points[i].weight;
+      mean += m_patch.points[i].place * (m_patch.points[i].weight * whole);
    ZqReal squared = 0.0;
    for (int i = 0; i < m_patch.count; ++i)
       squared += m_patch.points[i].weight * (m_patch.points[i].place - mean).magSquared();
-   return std::sqrt(squared);
+   return std::sqrt(squared * whole);
 }
 
 void PointContact::rubAsOne(const ZqBaseDissipativeForceProcessor& friction, ZqReal mass)
@@ -218,11 +303,12 @@ bool ZqPointContactForceProcessor::process(ZqShapeCollisionData& data,
    const ZqReal mass = zqPairMass(zqContactMass(*sides[0].link), zqContactMass(*sides[1].link));
    const ZqNormalContactLaw law = normalLaw(surfaceMaterial(sides.surface(*this, 0)),
                                             surfaceMaterial(sides.surface(*this, 1)), mass);
-   PointContact contact(*this, sides, data);
+   PointContact contact(*this, sides, data, time);
    contact.press(law);
-   if (const ZqBaseDissipativeForceProcessor* friction = dissipativeForceProcessor();
-       m_useFriction && friction != nullptr)
-      contact.rub(*friction, law, time);
+   const ZqBaseDissipativeForceProcessor* friction =
+      m_useFriction ? dissipativeForceProcessor() : nullptr;
+   const bool isGripped = friction != nullptr && contact.rub(*friction, law, time);
+   contact.remember(isGripped, time);
    sides.deliver(contact.forces(), forces);
    return true;
 }

@@ -32,6 +32,7 @@ struct ZqPointGrip
    ZqVector anchor2;       ///< in the primary frame of body 2 (m)
    ZqReal twist = 0.0;     ///< of the bodies about the normal, as far as it is stored (rad)
    ZqReal weight = 0.0;    ///< the point's share of the patch's stiffness
+   ZqReal energy = 0.0;    ///< stored along the normal (J)
    State state = State::Open;
 };
 
@@ -52,10 +53,16 @@ struct ZqContactMemory
    /// @{
    std::array<ZqVector, 2> stickPoint; ///< where sticking began, in the primary frame
    std::array<ZqCoordinateSystemTransformation, 2> stickFrame; ///< the primary frame then
-   std::array<ZqGeneralMotion, 2> velocity; ///< of the primary frame, in axes of the system
+   std::array<ZqGeneralMotion, 2> velocity;     ///< of the primary frame, in axes of the system
    std::array<ZqGeneralMotion, 2> lastVelocity; ///< that of the evaluation before
    /// @}
    bool isSlipping = false; ///< the patch as a whole
+   /// \name Where shares of points leap
+   /// @{
+   ZqReal part = 1.0; ///< of the patch's stiffness that presses
+   ZqReal reserve =
+      0.0; ///< what leaps may still bring in: lost by the contact so far, less leaps (J)
+   /// @}
    int gripCount = 0;
    std::array<ZqPointGrip, capacity> grips; ///< in the order of the manifold's points
 };
@@ -69,6 +76,7 @@ struct ZqContactResponse
       ZqReal weight = 0.0;
       ZqReal normalForce = 0.0;
       ZqVector friction;
+      ZqReal energy = 0.0; ///< stored along the normal, of laws that know it (J)
    };
 
    ZqVector normalForce;
