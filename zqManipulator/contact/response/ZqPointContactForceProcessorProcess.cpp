@@ -30,8 +30,7 @@ public:
    /// Each in the primary frame of its body.
    ZqContactForces forces() const
    {
-      const auto inAxesOf = [](const zqConvex::Pose& X, const Vec3& f, const Vec3& n)
-      {
+      const auto inAxesOf = [](const zqConvex::Pose& X, const Vec3& f, const Vec3& n) {
          return ZqGeneralForce(zqConvex::vector(turnBack(X.R, f)),
                                zqConvex::vector(turnBack(X.R, n)));
       };
