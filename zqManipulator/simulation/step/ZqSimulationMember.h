@@ -99,7 +99,7 @@ struct ZqSimulation::Member
 
    const ZqIndividualManipulator* manipulator;
    std::vector<Joint> joints;
-   bool isStill = false; ///< for ever: a fixed base without joints
+   bool isStill = false;  ///< for ever: a fixed base without joints
    ZqOrientation toPlace; ///< takes axes of the system to those of the manipulator's place
    std::optional<RigidBody> rigidBody;
    ZqAccelerationState accelerations;
@@ -112,10 +112,10 @@ struct ZqSimulation::Member
    ZqConstraintKinematics constraintKinematics;
    ZqActuatorState drivesKept; ///< at the start of a step, or before an evaluation of the present
    std::unique_ptr<Solvers> solvers; ///< null for a rigid body
-   bool isConstrained = false; ///< and the solver heeds it
-   bool wasClosed = false;     ///< all loops, at the start or since
-   bool isToldOpen = false;    ///< by a message
-   std::vector<bool> isFree;   ///< of the joints, those that no limit holds
+   bool isConstrained = false;       ///< and the solver heeds it
+   bool wasClosed = false;           ///< all loops, at the start or since
+   bool isToldOpen = false;          ///< by a message
+   std::vector<bool> isFree;         ///< of the joints, those that no limit holds
    bool isAnyHeld = false;
    bool hasFiredCriterion = false;
 
