@@ -73,6 +73,7 @@ ZqSimulation::Member ZqSimulation::makeMember(ZqU32 index)
    member.isLeftAlone = member.isUnbound && !m_interacts;
    member.isStill = manipulator.isFixedBase() && jointCount == 0;
    findRigidBody(member);
+   findContactBodies(member);
 
    ZqManipulatorActiveState& active = activeState(index);
    active.setAccelerationState(member.gravity);
@@ -126,13 +127,13 @@ bool ZqSimulation::stepTo(ZqReal time)
       if (m_settings.integrator != Integrator::SemiImplicitEuler)
          m_members[i].drivesBefore = activeState(i).actuatorState();
    }
-   computeAccelerations();
+   computeAccelerations(dt);
    const bool isDone = advance(dt);
    m_state.setTime(time);
    if (m_divergence)
       m_divergence->time = time;
    followCarriers();
-   if (!isDone || !isStateFinite())
+   if (!isDone || !isStateFinite() || isAnyContactLost(dt))
    {
       m_state = m_stateBefore;
       for (ZqU32 i = 0; i < m_members.size(); ++i)
@@ -203,12 +204,12 @@ const ZqReArray& ZqSimulation::constraintForces(ZqU32 manipulator)
 
 /// Those of the present state, with the power converters as they are; what interactions remember is led
 /// on.
-void ZqSimulation::computeAccelerations()
+void ZqSimulation::computeAccelerations(ZqReal dt)
 {
    endTrial();
    takeState();
    interact(m_state.time());
-   noteContacts();
+   noteContacts(dt);
    beginTrial();
    solveAll();
 }
