@@ -344,7 +344,8 @@ std::string describeDivergence(const ZqSimulation& simulation,
                                          linkName(simulation, deepest->second)
                                     : "";
    const std::string depth =
-      deepest ? text(deepest->depth) + " m deep in each other at " + text(deepest->time) + " s" : "";
+      deepest ? text(deepest->depth) + " m deep in each other at " + text(deepest->time) + " s"
+              : "";
    if (divergence.quantity == std::string_view("contact"))
       return result + "the step is far too long for the contact of " + pair + ", " + depth +
              ": take one of " + text(fitStep(start, step, divergence)) + " s";
@@ -402,7 +403,8 @@ std::vector<Failure> report(const RunOptions& options, ZqReal step, const Schedu
             options.json ? print(data) : print(describeRun(data));
          });
    if (const auto& divergence = simulation.divergence())
-      failures.emplace_back(NumericalFailure, describeDivergence(simulation, *divergence, start, step) + saved);
+      failures.emplace_back(NumericalFailure,
+                            describeDivergence(simulation, *divergence, start, step) + saved);
    return failures;
 }
 
@@ -463,8 +465,8 @@ ExitCode simulate(const RunOptions& options)
    warnOfDepth(simulation);
 
    // The last failure gives the exit code.
-   const std::vector<Failure> failures = report(options, step, schedule, scene, interactions, simulation,
-                                                outcome, plot.get(), plotFile.get());
+   const std::vector<Failure> failures = report(options, step, schedule, scene, interactions,
+                                                simulation, outcome, plot.get(), plotFile.get());
    if (failures.empty())
       return Done;
    for (const Failure& failure : failures)
@@ -481,10 +483,11 @@ constexpr const char* explanation =
    "closed. Manipulators\n"
    "that are attached ride on their carriers, which bear their bases. Springs, doors and contact\n"
    "between links act as the interactions of the model tell. The run ends early when a\n"
-   "stopping criterion is met, when something is not finite any more (exit code 4), and at Ctrl-C\n"
-   "or SIGTERM (130); files then hold what there is. When a file is standard output, no summary "
-   "is\n"
-   "written.";
+   "stopping criterion is met, when something is not finite any more or the step is far too long "
+   "for\n"
+   "a contact (exit code 4), and at Ctrl-C or SIGTERM (130); files then hold what there is. When "
+   "a\n"
+   "file is standard output, no summary is written.";
 } // namespace
 
 zqsim::Run zqsim::run(CLI::App& arguments)
