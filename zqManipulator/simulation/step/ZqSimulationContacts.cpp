@@ -58,10 +58,9 @@ void ZqSimulation::findContactBodies(Member& member) const
       return;
    const auto add = [&](const ZqManipulatorLink& link)
    {
-      const ZqVector e = link.shape() != nullptr
-                            ? link.shape()->axisAlignedBoundingBox({}).extents()
-                            : ZqVector();
-      member.contactBodies.push_back({std::max({e.x(), e.y(), e.z()}), zqContactMass(link)});
+      const ZqVector e =
+         link.shape() != nullptr ? link.shape()->axisAlignedBoundingBox({}).extents() : ZqVector();
+      member.contactBodies.push_back({std::max({e.x(), e.y(), e.z()}), 1.0 / zqContactMass(link)});
    };
    add(member.manipulator->concreteReference());
    for (const Joint& joint : member.joints)
@@ -135,11 +134,10 @@ ZqReal ZqSimulation::contactStepLimit()
    for (const Contact& contact : contacts())
    {
       const ZqContactResponse& response = contact.record->response();
-      const auto load =
-         ZqContactLoad::of(response.stiffness, response.dampingTime, response.mass);
+      const auto load = ZqContactLoad::of(response.stiffness, response.dampingTime, response.mass);
       for (const Place& place : {contact.first, contact.second})
          // What cannot move bears any load.
-         if (bodyAt(place).mass < std::numeric_limits<ZqReal>::infinity())
+         if (bodyAt(place).inverseMass > 0.0)
             loads[{place.manipulator, place.link}] += load;
    }
    ZqReal result = std::numeric_limits<ZqReal>::infinity();
@@ -162,10 +160,11 @@ void ZqSimulation::notePush(const ZqShapeCollisionData& record, ZqReal depth, Zq
    const ZqContactResponse& response = record.response();
    const ZqReal size = std::min(body1.size, body2.size);
    const ZqReal reach = std::max(depth, thrownPart * size);
-   const ZqReal way = dt * dt * (1.0 / body1.mass + 1.0 / body2.mass);
+   const ZqReal inverseMass = body1.inverseMass + body2.inverseMass;
+   const ZqReal way = dt * dt * inverseMass;
    if (!(response.normalForce.magSquared() * way * way > reach * reach || depth > size))
       return;
-   const ZqReal mass = zqPairMass(body1.mass, body2.mass);
+   const ZqReal mass = 1.0 / inverseMass;
    const ZqReal told =
       ZqContactLoad::of(response.stiffness, response.dampingTime, mass).longestStep();
    const ZqReal secant =
@@ -212,7 +211,7 @@ bool ZqSimulation::isAnyContactLost(ZqReal dt)
       if (!isThrown && !isSunk)
          continue;
       const auto& [first, second, depth, time] = push.contact;
-      const bool isFirst = bodyAt(first).mass <= bodyAt(second).mass;
+      const bool isFirst = bodyAt(first).inverseMass >= bodyAt(second).inverseMass;
       m_divergence = Divergence{isFirst ? first : second, m_state.time(), "contact", push.contact,
                                 push.stepLimit};
       return true;

@@ -83,8 +83,8 @@ struct ZqSimulation::ContactOfStep
 /// A link as contact sees it.
 struct ZqSimulation::ContactBody
 {
-   ZqReal size; ///< the longest extent of its box (m)
-   ZqReal mass; ///< kg
+   ZqReal size;        ///< the longest extent of its box (m)
+   ZqReal inverseMass; ///< 1/kg; zero for what cannot move
 };
 
 /// A contact that pushes so hard that the step may be too long for it.
@@ -110,7 +110,7 @@ struct ZqSimulation::Member
    const ZqIndividualManipulator* manipulator;
    std::vector<Joint> joints;
    std::vector<ContactBody> contactBodies; ///< the base, and then the links
-   bool isStill = false; ///< for ever: a fixed base without joints
+   bool isStill = false;                   ///< for ever: a fixed base without joints
    std::optional<RigidBody> rigidBody;
    ZqAccelerationState gravity;
    ZqAccelerationState accelerations;
