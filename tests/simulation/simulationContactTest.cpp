@@ -123,7 +123,7 @@ TEST(SimulationContact, GoesOnFromWhatIsStored)
 {
    const ZqStatedSystem scene = busyScene();
    ZqSimulation whole(scene);
-   for (int k = 1; k <= 150; ++k)
+   for (int k = 1; k <= 100; ++k)
       ASSERT_TRUE(whole.stepTo(1e-3 * k));
    ZqInteractionState stored;
    ASSERT_TRUE(zqTest::readFrom(stored, zqTest::written(whole.interactionState())));
@@ -137,7 +137,7 @@ TEST(SimulationContact, GoesOnFromWhatIsStored)
    ASSERT_TRUE(later.setInteractionState(stored));
    const std::uint64_t slips = whole.slips();
    bool isForgetfulSame = true;
-   for (int k = 151; k <= 600; ++k)
+   for (int k = 101; k <= 600; ++k)
    {
       ASSERT_TRUE(whole.stepTo(1e-3 * k) && later.stepTo(1e-3 * k) && forgetful.stepTo(1e-3 * k));
       ASSERT_TRUE(whole.state() == later.state()) << k;

@@ -130,10 +130,7 @@ bool ZqSimulation::stepTo(ZqReal time)
    const bool isDone = advance(dt);
    m_state.setTime(time);
    if (m_divergence)
-   {
       m_divergence->time = time;
-      m_divergence->deepestContact = m_deepestContact;
-   }
    followCarriers();
    if (!isDone || !isStateFinite())
    {

@@ -159,7 +159,7 @@ public:
       Place place;
       ZqReal time;          ///< s
       const char* quantity; ///< that is not finite
-      /// Where the step began, and the deepest of those: what is often to blame.
+      /// Of those that touched where the step began: what is often to blame.
       std::optional<DeepestContact> deepestContact = {};
    };
 
@@ -222,8 +222,8 @@ public:
    /// Jacobian, acts on the manipulator. In N where the row is a length. Of those that do the same the
    /// shortest. No rows where constraints are not heeded.
    const ZqReArray& constraintForces(ZqU32 manipulator);
-   /// What touches, in the order of the keys of shapes. The list and its records hold until something
-   /// changes: a step, an input, or what is remembered.
+   /// What touches, in the order of links. The list and its records hold until something changes, by a step, an
+   /// input or `setInteractionState`, and until `interactionState` is asked for.
    const std::vector<Contact>& contacts();
    /// The longest step (s) for which the contacts of the present are stable, by the stiffness and the damping
    /// that their laws tell; infinite without any. With w^2 the sum over the contacts of a body of
@@ -344,6 +344,7 @@ private:
 
    // Divergence
    std::optional<Place> firstNotFinite(ZqU32 index, ZqReal dt);
+   void diverge(const Place& place, const char* quantity);
    bool isStateFinite();
    bool isStateFarFromOverflow();
    Place fastest(const Place& otherwise) const;

@@ -114,7 +114,9 @@ ZqReal ZqSimulation::contactStepLimit()
          continue;
       for (const Place& place : {contact.first, contact.second})
       {
-         if (m_members[place.manipulator].isStill)
+         // What cannot move bears any load.
+         if (place.link == ZqBaseLinkIndex &&
+             m_members[place.manipulator].manipulator->isFixedBase())
             continue;
          Load& load = loads[{place.manipulator, place.link}];
          load.squaredRate += 4.0 * response.stiffness / response.mass;

@@ -53,6 +53,11 @@ std::optional<ZqSimulation::Place> ZqSimulation::firstNotFinite(ZqU32 index, ZqR
    return result;
 }
 
+void ZqSimulation::diverge(const Place& place, const char* quantity)
+{
+   m_divergence = Divergence{place, m_state.time(), quantity, m_deepestContact};
+}
+
 /// Of the state that a step has led to, with its energy; else that is the divergence.
 bool ZqSimulation::isStateFinite()
 {
@@ -65,7 +70,7 @@ bool ZqSimulation::isStateFinite()
       if (!(::isFinite(X.translation()) && ::isFinite(X.orientation()) && ::isFinite(V.linear()) &&
             ::isFinite(V.angular())))
       {
-         m_divergence = Divergence{{i, ZqBaseLinkIndex}, m_state.time(), "motion"};
+         diverge({i, ZqBaseLinkIndex}, "motion");
          return false;
       }
    }

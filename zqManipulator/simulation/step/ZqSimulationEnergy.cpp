@@ -11,7 +11,7 @@ ZqSimulation::Energy ZqSimulation::energy()
       result.kinetic += energy.kinetic;
       result.potential += energy.potential;
       if (!m_divergence && !std::isfinite(result.total()))
-         m_divergence = Divergence{fastest({manipulator, link}), m_state.time(), "energy"};
+         diverge(fastest({manipulator, link}), "energy");
    };
    for (ZqU32 i = 0; i < m_members.size(); ++i)
    {

@@ -67,7 +67,7 @@ bool ZqSimulation::stepBySemiImplicitEuler(ZqReal dt)
       stopAtLimits(i, dt);
       if (const std::optional<Place> place = firstNotFinite(i, dt))
       {
-         m_divergence = Divergence{*place, m_state.time() + dt, "motion"};
+         diverge(*place, "motion");
          return false;
       }
       activeState(i).setAccelerationState(m_members[i].accelerations);
