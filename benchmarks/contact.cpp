@@ -65,6 +65,7 @@ ContactScene stackOfBoxes()
    ContactScene scene;
    scene.name = "a stack of 10 boxes";
    scene.timeStep = 2.5e-4;
+   scene.stiffness = 1e5; // a softer one would fold up
    scene.hasStacks = true;
    for (int i = 0; i < 10; ++i)
       scene.bodies.push_back(cube({0.0, 0.0, 0.05 + 0.1 * i}));
@@ -75,7 +76,7 @@ ContactScene pileOfBoxes()
 {
    ContactScene scene;
    scene.name = "a pile of 50 boxes";
-   scene.timeStep = 2.5e-4;
+   scene.timeStep = 2e-4;
    scene.hasStacks = true;
    std::mt19937_64 engine(3);
    const auto random = [&](double bound)
@@ -109,12 +110,9 @@ ContactScene squeezedBlock()
 {
    ContactScene scene;
    scene.name = "a block between two fingers";
-   scene.timeStep = 5e-4;
+   scene.timeStep = 2.5e-4;
    scene.hasPlane = false;
    scene.hasStacks = true;
-   ContactBody block = cube(Eigen::Vector3d::Zero());
-   block.halfExtents = {0.03, 0.03, 0.05};
-   scene.bodies.push_back(block);
    for (const double side : {-1.0, 1.0})
    {
       ContactBody finger = cube({0.04 * side, 0.0, 0.0});
@@ -124,6 +122,9 @@ ContactScene squeezedBlock()
       finger.push = -50.0 * side;
       scene.bodies.push_back(finger);
    }
+   ContactBody block = cube(Eigen::Vector3d::Zero());
+   block.halfExtents = {0.03, 0.03, 0.05};
+   scene.bodies.push_back(block);
    return scene;
 }
 
@@ -238,14 +239,14 @@ public:
       std::fflush(stdout);
    }
    void worth(const char* name, const ContactScene& scene,
-              double (*measure)(ContactLibrary&, double)) const
+              double (*measure)(ContactLibrary&, const ContactScene&)) const
    {
       if (!isWanted(name))
          return;
       std::printf("%-34s", name);
       for (const auto& library : libraries)
          if (const auto world = library.make(scene))
-            std::printf(" %15.3g", measure(*world, scene.timeStep));
+            std::printf(" %15.3g", measure(*world, scene));
          else
             std::printf(" %15s", "");
       std::printf("\n");
@@ -270,33 +271,27 @@ void run(ContactLibrary& world, double seconds, double dt)
       world.step();
 }
 
-/// mm that the first body goes in 10 s, after one in which it has come to rest.
-double creep(ContactLibrary& world, double dt)
+/// mm that the last body goes in 10 s, after six in which it has come to rest.
+double creep(ContactLibrary& world, const ContactScene& scene)
 {
-   run(world, 1.0, dt);
-   const Eigen::Vector3d start = world.position(0);
-   run(world, 10.0, dt);
-   return 1e3 * (world.position(0) - start).norm();
+   const std::size_t last = scene.bodies.size() - 1;
+   run(world, 6.0, scene.timeStep);
+   const Eigen::Vector3d start = world.position(last);
+   run(world, 10.0, scene.timeStep);
+   return 1e3 * (world.position(last) - start).norm();
 }
 
 /// Of the acceleration down a slope of 1.1 times the angle of friction, in parts of what it should be.
-double error(ContactLibrary& world, double dt)
+double error(ContactLibrary& world, const ContactScene& scene)
 {
-   run(world, 1.0, dt);
+   run(world, 1.0, scene.timeStep);
    const double start = world.velocity(0).x();
-   run(world, 2.0, dt);
-   const double angle = 1.1 * std::atan(0.5);
-   const double a = 9.80665 * (std::sin(angle) - 0.5 * std::cos(angle));
+   run(world, 2.0, scene.timeStep);
+   const double angle = 1.1 * std::atan(scene.friction);
+   const double a = 9.80665 * (std::sin(angle) - scene.friction * std::cos(angle));
    return (world.velocity(0).x() - start) / 2.0 / a - 1.0;
 }
 
-/// mm that the topmost body of a stack of ten has gone to the side or down from where it was put in 10 s.
-double lean(ContactLibrary& world, double dt)
-{
-   run(world, 10.0, dt);
-   const Eigen::Vector3d top = world.position(9);
-   return 1e3 * (top - Eigen::Vector3d(0.0, 0.0, 0.95)).norm();
-}
 } // namespace
 
 int main(int argc, char** argv)
@@ -318,7 +313,7 @@ int main(int argc, char** argv)
    table.printHead("what it is worth");
    table.worth("slope at 0.9: creep, mm in 10 s", blockOnSlope(0.9), creep);
    table.worth("slope at 1.1: error of sliding", blockOnSlope(1.1), error);
-   table.worth("stack of 10: way of the top, mm", stackOfBoxes(), lean);
+   table.worth("top of a stack: creep, mm in 10 s", stackOfBoxes(), creep);
    table.worth("held block: creep, mm in 10 s", squeezedBlock(), creep);
    return 0;
 }

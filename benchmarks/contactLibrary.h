@@ -49,6 +49,8 @@ struct ContactScene
    Eigen::Vector3d gravity{0.0, 0.0, -9.80665}; ///< m/s^2
    double friction = 0.5;                       ///< of each pair, static and kinetic
    double timeStep = 1e-3;                      ///< s
+   double stiffness =
+      2.5e4; ///< of a pair (N/m), for those who have springs; half the longest step fits
    bool hasPlane = true;
 
    /// Where bodies touch other bodies, and not the plane alone.

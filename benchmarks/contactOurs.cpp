@@ -20,8 +20,8 @@ ZqCoordinateSystemTransformation frameOf(const Eigen::Isometry3d& X)
    return {vectorOf(Eigen::Vector3d(X.translation())), ZqOrientation(q.w(), q.x(), q.y(), q.z())};
 }
 
-/// Each point of a contact presses, sticks and slips for itself; 1e5 N/m a pair.
-ZqLinkInteractionsVector contactWith(double friction)
+/// Each point of a contact presses, sticks and slips for itself.
+ZqLinkInteractionsVector contactWith(double friction, double stiffness)
 {
    ZqFrictionCoefficientLookupTool table;
    table.setDefaultLinearTangentialStaticFrictionCoefficient(friction);
@@ -30,7 +30,7 @@ ZqLinkInteractionsVector contactWith(double friction)
    tangential.setFrictionCoefficientLUT(table);
    ZqPointContactForceProcessor law;
    law.setDissipativeForceProcessor(tangential);
-   law.setDefaultSpringConstant(2e5);
+   law.setDefaultSpringConstant(2.0 * stiffness); // of each surface
    ZqCollisionForceContainer container;
    container.setTopElement(law);
    ZqLinkCollisionForce contact;
@@ -88,7 +88,7 @@ ZqStatedSystem sceneOf(const ContactScene& description)
    environment.setUpGravityVector(vectorOf(Eigen::Vector3d(-description.gravity)));
    ZqManipulatorSystem system;
    system.setEnvironment(environment);
-   system.setLinkInteractionsVector(contactWith(description.friction));
+   system.setLinkInteractionsVector(contactWith(description.friction, description.stiffness));
    ZqStatedSystem scene;
    scene.setFromSystem(system);
    for (const ContactBody& body : description.bodies)

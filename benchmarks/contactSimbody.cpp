@@ -26,7 +26,6 @@ public:
    {
       m_system.setUseUniformBackground(true);
       const SimTK::ContactCliqueId clique = SimTK::ContactSurface::createNewContactClique();
-      // The stiffness of the whole brick is that of a wall of ours.
       const SimTK::ContactMaterial material(stiffness, dissipation, scene.friction, scene.friction);
       const SimTK::Rotation upwards(0.5 * SimTK::Pi, SimTK::YAxis);
       if (scene.hasPlane)
@@ -90,7 +89,7 @@ public:
    }
 
 private:
-   static constexpr double stiffness = 1e5;
+   static constexpr double stiffness = 1e5;   ///< softer bricks begin to rock when they slide
    static constexpr double dissipation = 1.0; ///< s/m
 
    ContactScene m_scene;

@@ -60,4 +60,5 @@ install(
    DIRECTORY "${PROJECT_SOURCE_DIR}/examples/models"
    DESTINATION "${CMAKE_INSTALL_DATADIR}/zqManipulator"
    FILES_MATCHING
+   PATTERN "*.csv"
    PATTERN "*.xml")

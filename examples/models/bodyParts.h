@@ -199,12 +199,13 @@ inline ZqIndividualManipulator freeBody(const ZqString& label, const Parts& part
 }
 
 /// The floor is the first manipulator of a scene: all below z = 0. What touches acts.
-inline ZqStatedSystem sceneOnFloor()
+inline ZqStatedSystem sceneOnFloor(const Material& material = concrete,
+                                   const ZqPointContactForceProcessor& law = contactLaw())
 {
    const ZqHalfSpace ground{ZqPlane(ZqVector(), ZqVector(0.0, 0.0, 1.0))};
    ZqStatedSystem scene = emptyScene();
-   addInteraction(scene, contact());
-   scene.addManipulator(manipulator("floor", {"ground", concrete, ground}, {}), position({}),
+   addInteraction(scene, contact(law));
+   scene.addManipulator(manipulator("floor", {"ground", material, ground}, {}), position({}),
                         rest(0));
    return scene;
 }

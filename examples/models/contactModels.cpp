@@ -185,7 +185,7 @@ ZqStatedSystem stack()
    // Softer than m g n^3 h / (4 b^2), 64 kN/m for ten cubes of 0.65 kg, it would fold up like a column.
    constexpr Material hardWood{"wood", 650.0, 1e6, 1.0};
    constexpr ZqReal side = 0.1;
-   ZqStatedSystem scene = sceneOnFloor();
+   ZqStatedSystem scene = sceneOnFloor(Material{"concrete", 2400.0, 1e6});
    for (int i = 0; i < 10; ++i)
    {
       // Put down by hand: each some millimetres off, and turned a little.
@@ -203,11 +203,7 @@ ZqStatedSystem bouncingBall()
    // Without the damper that lets things come to rest, the loss is that of the dissipation alone.
    ZqPointContactForceProcessor law = contactLaw();
    law.setSettlingDampingRatio(0.0);
-   const ZqHalfSpace ground{ZqPlane(ZqVector(), ZqVector(0.0, 0.0, 1.0))};
-   ZqStatedSystem scene = emptyScene();
-   addInteraction(scene, contact(law));
-   place(scene,
-         manipulator("floor", {"ground", Material{"concrete", 2400.0, 2e7, 0.1}, ground}, {}), {});
+   ZqStatedSystem scene = sceneOnFloor(Material{"concrete", 2400.0, 2e7, 0.1}, law);
    place(scene, freeBody("ball", {"ball", ball, ZqSphere(ZqVector(), 0.05)}),
          ZqVector(0.0, 0.0, 1.05));
    return scene;
@@ -219,7 +215,7 @@ ZqStatedSystem door()
    const Parts leaf("leaf", wood, box(ZqVector(0.42, 0.0, 1.0), ZqVector(0.8, 0.04, 1.98)));
    const Parts lever("lever", steel, box(ZqVector(-0.06, -0.05, 0.0), ZqVector(0.12, 0.02, 0.02)));
    ZqManipulatorLink doorLeaf = link("leaf", turning(alongZ, ZqVector()), leaf,
-                                     damped(strongDrive(-0.1, 1.6, 100.0, 10.0), 2.0));
+                                     damped(strongDrive(-0.1, 1.6, 100.0, 10.0), 10.0));
    doorLeaf.addChild(link("handle", turning(alongY, ZqVector(0.76, 0.0, 1.05), alongZ), lever,
                           damped(strongDrive(0.0, 0.8, 10.0, 10.0), 0.05)));
 
