@@ -46,6 +46,15 @@ ZqSimulation::ContactOfStep::ContactOfStep(const ZqShapeKey& key1, const ZqShape
              second.linkIndex(),       first.shapeIndex(), second.shapeIndex()};
 }
 
+/// Whether neither of its links ever moves, so that nothing comes of it.
+bool ZqSimulation::areStill(const ZqShapeCollisionData& record) const
+{
+   const auto isStill = [&](ZqU32 manipulator, ZqU32 link)
+   { return link == ZqBaseLinkIndex && m_members[manipulator].isBaseStill; };
+   return isStill(record.manipulatorOneID(), record.linkOneID()) &&
+          isStill(record.manipulatorTwoID(), record.linkTwoID());
+}
+
 /// Takes down what the evaluation has found with which a step begins. What it found before is walked
 /// over beside.
 void ZqSimulation::noteContacts()
@@ -59,6 +68,8 @@ void ZqSimulation::noteContacts()
    collisions().resetNextCollisionData();
    while (const ZqShapeCollisionData* record = collisions().nextCollisionData())
    {
+      if (areStill(*record))
+         continue;
       const ContactOfStep now(record->key1(), record->key2(), record->memory());
       while (before != m_contactsBefore.end() && before->shapes < now.shapes)
          ++before;
@@ -86,16 +97,17 @@ const std::vector<ZqSimulation::Contact>& ZqSimulation::contacts()
    m_contacts.clear();
    collisions().resetNextCollisionData();
    while (const ZqShapeCollisionData* record = collisions().nextCollisionData())
-      m_contacts.push_back({{record->manipulatorOneID(), record->linkOneID()},
-                            {record->manipulatorTwoID(), record->linkTwoID()},
-                            record->shapeOneID(),
-                            record->shapeTwoID(),
-                            overlappingPoints(record->manifold()),
-                            depthOf(*record),
-                            record->response().normalForce.mag(),
-                            record->response().frictionForce.mag(),
-                            modeOf(record->memory()),
-                            record});
+      if (!areStill(*record))
+         m_contacts.push_back({{record->manipulatorOneID(), record->linkOneID()},
+                               {record->manipulatorTwoID(), record->linkTwoID()},
+                               record->shapeOneID(),
+                               record->shapeTwoID(),
+                               overlappingPoints(record->manifold()),
+                               depthOf(*record),
+                               record->response().normalForce.mag(),
+                               record->response().frictionForce.mag(),
+                               modeOf(record->memory()),
+                               record});
    return m_contacts;
 }
 

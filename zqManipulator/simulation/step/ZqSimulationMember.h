@@ -90,7 +90,8 @@ struct ZqSimulation::Member
 
    const ZqIndividualManipulator* manipulator;
    std::vector<Joint> joints;
-   bool isStill = false; ///< for ever: a fixed base without joints
+   bool isStill = false;     ///< for ever: a fixed base without joints
+   bool isBaseStill = false; ///< for ever: it is fixed, and nothing carries it
    std::optional<RigidBody> rigidBody;
    ZqAccelerationState gravity;
    ZqAccelerationState accelerations;
