@@ -2,72 +2,23 @@
 // distance, their overlap and their contact points, also with what an earlier placement left. Whatever the numbers are, the
 // answers are finite and agree with each other.
 
+#include "fuzzBytes.h"
 #include "zqManipulator/foundation/proximity/ZqConvexProximity.h"
 
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-
 using namespace zqConvex;
+using zqFuzz::Bytes;
+using zqFuzz::require;
 
 namespace
 {
-void require(bool condition, int line = __builtin_LINE())
+Pose poseFrom(Bytes& bytes)
 {
-   if (condition)
-      return;
-   std::fprintf(stderr, "line %d\n", line);
-   std::abort();
+   const Vec3 z = unit(vec3(bytes.vector(10.0)));
+   const Vec3 x = unit(vec3(bytes.vector(10.0)));
+   const Vec3 along = x - z * dot(x, z);
+   const Mat3 R = norm(along) > 1e-3 ? Mat3{cross(unit(along), z), unit(along), z} : frameAbout(z);
+   return {{unit(R.c0), R.c1, R.c2}, vec3(bytes.vector(1e4))};
 }
-
-class Bytes
-{
-public:
-   Bytes(const std::uint8_t* data, std::size_t size) : m_data(data), m_size(size) {}
-   std::uint8_t byte()
-   {
-      if (m_size == 0)
-         return 0;
-      --m_size;
-      return *m_data++;
-   }
-   /// Often a small whole number, so that faces and edges coincide; else any finite one, up to a limit.
-   ZqReal real(ZqReal limit)
-   {
-      const std::uint8_t kind = byte();
-      if (kind < 192)
-         return (kind % 64 - 32) / 16.0;
-      ZqReal value = 0.0;
-      std::uint8_t raw[sizeof value];
-      for (std::uint8_t& b : raw)
-         b = byte();
-      std::memcpy(&value, raw, sizeof value);
-      if (!std::isfinite(value))
-         return 0.0;
-      return std::fmod(value, limit);
-   }
-   ZqReal size() { return std::abs(real(1e3)); }
-   ZqVector vector(ZqReal limit)
-   {
-      const ZqReal x = real(limit);
-      const ZqReal y = real(limit);
-      return {x, y, real(limit)};
-   }
-   Pose pose()
-   {
-      const Vec3 z = unit(vec3(vector(10.0)));
-      const Vec3 x = unit(vec3(vector(10.0)));
-      const Vec3 along = x - z * dot(x, z);
-      const Mat3 R =
-         norm(along) > 1e-3 ? Mat3{cross(unit(along), z), unit(along), z} : frameAbout(z);
-      return {{unit(R.c0), R.c1, R.c2}, vec3(vector(1e4))};
-   }
-
-private:
-   const std::uint8_t* m_data;
-   std::size_t m_size;
-};
 
 /// Perpendicular to an edge, as lozenges have them.
 ZqVector acrossEdge(const ZqVector& edge, const ZqVector& v)
@@ -187,7 +138,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
    ZqPairCache cache;
    for (int k = 0; k < 3; ++k)
    {
-      const Pose X = bytes.pose();
+      const Pose X = poseFrom(bytes);
       check(A, B, X, nullptr);
       check(A, B, X, &cache);
       check(B, A, inverse(X), nullptr);

@@ -1,4 +1,5 @@
 #include "support/bits.h"
+#include "support/contactScene.h"
 #include "support/logCapture.h"
 #include "support/randomScene.h"
 #include "zqManipulator/dynamics/tools/ZqArbiAccelerationTool.h"
@@ -325,5 +326,71 @@ TEST(Threads, StepCopiesOfOneStatedSystem)
          EXPECT_TRUE(results[i] == expected[i]) << i;
       }
    }
+}
+
+/// Bodies of all kinds of shapes that fall onto each other askew.
+ZqStatedSystem fallingBodies()
+{
+   using Frame = ZqCoordinateSystemTransformation;
+   const ZqVector half(0.05, 0.04, 0.03);
+   ZqShapeUnion angle;
+   angle.addShapeToUnion(ZqBox(Frame(ZqVector(0.0, 0.0, -0.03)), {0.06, 0.04, 0.01}));
+   angle.addShapeToUnion(ZqBox(Frame(ZqVector(0.05, 0.0, 0.01)), {0.01, 0.04, 0.03}));
+   std::vector<zqTest::SolidBody> bodies;
+   const auto add = [&](std::unique_ptr<ZqShape> shape) {
+      bodies.push_back({std::move(shape), zqTest::solidBox(1.0, half).mass});
+   };
+   bodies.push_back(zqTest::solidBox(1.0, half));
+   bodies.push_back(zqTest::meshBox(1.0, half));
+   add(std::make_unique<ZqShapeUnion>(angle));
+   angle.setCompoundTestFlag(false);
+   add(std::make_unique<ZqShapeUnion>(angle));
+   bodies.push_back(zqTest::meshBox(1.0, half));
+   add(std::make_unique<ZqConvexHull>(std::vector<ZqVector>{
+      {0.05, 0.0, 0.0}, {-0.03, 0.04, 0.0}, {-0.03, -0.04, 0.0}, {0.0, 0.0, 0.05}}));
+
+   zqTest::ContactScene scene;
+   scene.addFloor();
+   ZqReal z = 0.05;
+   for (const zqTest::SolidBody& body : bodies)
+   {
+      scene.addFree(body,
+                    {ZqVector(0.1 * z, 0.05 * z, z), ZqOrientation::exponential({z, -z, 3.0 * z})},
+                    {ZqVector(0.3, 0.0, -1.0), ZqVector()});
+      z += 0.09;
+   }
+   scene.setContact(zqTest::ContactMaterial());
+   return scene.system;
+}
+
+TEST(Threads, StepOneModelWithContact)
+{
+   const auto fall = [](const ZqStatedSystem& scene, unsigned number)
+   {
+      ZqSimulation::Settings settings;
+      settings.integrator = static_cast<ZqSimulation::Integrator>(number % 3);
+      ZqSimulation simulation(scene, settings);
+      Bits bits;
+      std::size_t touching = 0;
+      for (int k = 1; k <= 500 && simulation.stepTo(4e-4 * k); ++k)
+      {
+         addState(bits, simulation.state());
+         for (const ZqSimulation::Contact& contact : simulation.contacts())
+            bits.add(contact.normalForce);
+         touching = std::max(touching, simulation.contacts().size());
+      }
+      EXPECT_FALSE(simulation.divergence());
+      EXPECT_GE(touching, 5U);
+      return bits;
+   };
+   // What is found out of shapes when first asked for is shared with copies: here, with no other scene.
+   std::vector<Bits> expected;
+   for (unsigned i = 0; i < threadCount; ++i)
+      expected.push_back(fall(fallingBodies(), i));
+   const ZqStatedSystem scene = fallingBodies();
+   const std::vector<Bits> results =
+      inThreads(threadCount, [&](unsigned i) { return fall(scene, i); });
+   for (unsigned i = 0; i < threadCount; ++i)
+      EXPECT_TRUE(results[i] == expected[i]) << i;
 }
 } // namespace

@@ -119,6 +119,28 @@ TEST(SimulationContact, WhoLooksAtContactsDoesNotChangeTheSteps)
    }
 }
 
+TEST(SimulationContact, TakesNoNoticeOfWhatNeverMoves)
+{
+   // A floor with a wall, and a table let into it.
+   const zqTest::LogCapture log;
+   ContactScene scene;
+   scene.addFloor();
+   scene.addFloor({ZqVector(1.0, 0.0, 0.0), ZqOrientation::yRotation(-1.5)});
+   ZqIndividualManipulator table;
+   table.setShape(*zqTest::solidBox(1.0, {0.1, 0.1, 0.1}).shape);
+   table.setIsFixedBase(true);
+   scene.add(table, {}, {});
+   scene.addFree(cube(), Frame(ZqVector(0.0, 0.0, 0.1 + restHeight())));
+   scene.setContact(ContactMaterial());
+   ZqSimulation simulation(scene.system);
+   for (int k = 1; k <= 10; ++k)
+      ASSERT_TRUE(simulation.stepTo(1e-3 * k));
+   ASSERT_EQ(simulation.contacts().size(), 1U);
+   EXPECT_EQ(simulation.contacts().front().second.manipulator, 3U);
+   EXPECT_NEAR(simulation.greatestDepth()->depth, g / ContactMaterial().stiffness, 1e-9);
+   EXPECT_TRUE(log.messages().empty());
+}
+
 TEST(SimulationContact, GoesOnFromWhatIsStored)
 {
    const ZqStatedSystem scene = busyScene();

@@ -67,6 +67,28 @@ SolidBody solidCylinder(ZqReal mass, ZqReal radius, ZqReal halfLength)
            massOf(mass, {across, across, 0.5 * mass * radius * radius})};
 }
 
+SolidBody solidCapsule(ZqReal mass, ZqReal radius, ZqReal halfLength)
+{
+   // Of the cylinder and of both halves of the ball, whose middles are 3/8 of the radius beyond its ends.
+   const ZqReal r = radius;
+   const ZqReal ball = mass * 2.0 * r / (3.0 * halfLength + 2.0 * r);
+   const ZqReal tube = mass - ball;
+   const ZqReal across = tube * (0.25 * r * r + halfLength * halfLength / 3.0) +
+                         ball * (0.4 * r * r + halfLength * halfLength + 0.75 * r * halfLength);
+   const ZqVector end(0.0, 0.0, halfLength);
+   return {std::make_unique<ZqCapsule>(ZqLineSegment(-end, end), radius),
+           massOf(mass, {across, across, (0.5 * tube + 0.4 * ball) * r * r})};
+}
+
+SolidBody solidHull(ZqReal mass, const ZqVector& h)
+{
+   std::vector<ZqVector> points;
+   for (int i = 0; i < 27; ++i)
+      if (i != 13)
+         points.emplace_back((i % 3 - 1) * h.x(), (i / 3 % 3 - 1) * h.y(), (i / 9 - 1) * h.z());
+   return {std::make_unique<ZqConvexHull>(points), massOfBox(mass, h)};
+}
+
 SolidBody meshBox(ZqReal mass, const ZqVector& h)
 {
    ZqTriangleMesh mesh;

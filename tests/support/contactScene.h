@@ -24,7 +24,7 @@ ZqLinkCollisionForce contactOf(const ContactMaterial& material);
 /// With a law of one's own.
 ZqLinkCollisionForce contactOf(const ZqBaseCollisionForceProcessor& law);
 
-/// A solid box, sphere, cylinder along z: its shape and its mass about the origin.
+/// A solid box, sphere, cylinder along z and so on: its shape and its mass about the origin.
 struct SolidBody
 {
    std::unique_ptr<ZqShape> shape;
@@ -33,6 +33,10 @@ struct SolidBody
 SolidBody solidBox(ZqReal mass, const ZqVector& halfExtents);
 SolidBody solidSphere(ZqReal mass, ZqReal radius);
 SolidBody solidCylinder(ZqReal mass, ZqReal radius, ZqReal halfLength);
+/// Along z, with round ends beyond the half length.
+SolidBody solidCapsule(ZqReal mass, ZqReal radius, ZqReal halfLength);
+/// The box as the hull of its corners and of the middles of its sides.
+SolidBody solidHull(ZqReal mass, const ZqVector& halfExtents);
 /// The box's surface of twelve triangles.
 SolidBody meshBox(ZqReal mass, const ZqVector& halfExtents);
 

@@ -43,13 +43,14 @@ ZqVector onSlope(ZqReal angle)
 
 /// A body at rest on the floor, as deep as its weight along the normal says.
 ContactScene onFloor(const SolidBody& body, ZqReal height, const ContactMaterial& material,
-                     const ZqVector& gravity = {0.0, 0.0, -g}, const ZqGeneralMotion& velocity = {})
+                     const ZqVector& gravity = {0.0, 0.0, -g}, const ZqGeneralMotion& velocity = {},
+                     const ZqOrientation& axes = {})
 {
    ContactScene scene(gravity);
    scene.addFloor();
    const ZqReal depth =
       std::pow(-gravity.z() * body.mass.mass() / material.stiffness, 1.0 / material.exponent);
-   scene.addFree(body, Frame(ZqVector(0.0, 0.0, height - depth)), velocity);
+   scene.addFree(body, {ZqVector(0.0, 0.0, height - depth), axes}, velocity);
    scene.setContact(material);
    return scene;
 }
@@ -65,14 +66,27 @@ TEST(ContactTruth, ASlopeHoldsUpToTheAngleOfFriction)
 {
    ContactMaterial material;
    material.kineticFriction = material.staticFriction;
-   for (const bool isMesh : {false, true})
+   struct Case
+   {
+      const char* name;
+      SolidBody body;
+      ZqReal height;
+      ZqOrientation axes = {};
+   };
+   // The tall one rests nearly all on its lower edge.
+   std::array<Case, 5> cases{
+      {{"box", zqTest::solidBox(1.0, cube), 0.05},
+       {"tall box", zqTest::solidBox(1.0, {0.05, 0.05, 0.08}), 0.08},
+       {"mesh", zqTest::meshBox(1.0, cube), 0.05},
+       {"hull", zqTest::solidHull(1.0, cube), 0.05},
+       {"capsule", zqTest::solidCapsule(1.0, 0.03, 0.05), 0.03, models::alongX}}};
+   for (const auto& [name, body, height, axes] : cases)
       for (const ZqReal part : {0.9, 0.99, 1.01, 1.1})
       {
-         SCOPED_TRACE(testing::Message() << part << (isMesh ? " of a mesh" : " of a box"));
+         SCOPED_TRACE(testing::Message() << part << " of a " << name);
          constexpr ZqReal dt = 1e-3;
          const ZqVector gravity = onSlope(part * std::atan(material.staticFriction));
-         const SolidBody body = isMesh ? zqTest::meshBox(1.0, cube) : zqTest::solidBox(1.0, cube);
-         Simulation simulation(onFloor(body, 0.05, material, gravity).system);
+         Simulation simulation(onFloor(body, height, material, gravity, {}, axes).system);
          // What pulls it down is let go within half a second.
          const auto letGo = [&](ZqReal time)
          {
@@ -83,6 +97,8 @@ TEST(ContactTruth, ASlopeHoldsUpToTheAngleOfFriction)
          const Frame early = zqTest::placeOf(simulation, 1);
          const ZqReal speed = zqTest::velocityOf(simulation, 1).linear().x();
          run(simulation, dt, part < 1.0 ? 12.0 : 3.0);
+         EXPECT_NEAR(height - zqTest::wayOf(simulation, 1).z(), -gravity.z() / material.stiffness,
+                     1e-7);
          if (part < 1.0)
          {
             EXPECT_LT(wayBetween(early, zqTest::placeOf(simulation, 1)), 1e-9);
@@ -218,6 +234,121 @@ TEST(ContactTruth, AGripperHoldsABlock)
       else
          EXPECT_LT(zqTest::wayOf(simulation, 2).z(), 0.06);
    }
+}
+
+/// An arm with three joints about y, each driven to its angle, whose hand points down with two fingers; and a
+/// block below it on the floor.
+struct GraspingArm
+{
+   static constexpr ZqReal length = 0.4; ///< of the upper arm and of the forearm
+   static constexpr ZqReal shoulder = 0.5;
+   static constexpr ZqReal reach = 0.15; ///< of the hand
+   static constexpr ZqReal gap = 0.002;
+
+   /// Angles that put the middle of the fingers at (x, 0, z), the hand turned about y.
+   static std::array<ZqReal, 3> angles(ZqReal x, ZqReal z, ZqReal turn)
+   {
+      const ZqReal X = x + reach * std::sin(turn);
+      const ZqReal Z = shoulder - z - reach * std::cos(turn);
+      const ZqReal elbow = std::acos((X * X + Z * Z) / (2.0 * length * length) - 1.0);
+      const ZqReal first = std::atan2(Z, X) - 0.5 * elbow;
+      return {first, elbow, turn - first - elbow};
+   }
+
+   explicit GraspingArm(const ContactMaterial& material)
+   {
+      using namespace models;
+      const auto finger = [](const char* name, ZqReal x)
+      {
+         return shaped(
+            link(name,
+                 joint(ZqDenavitHartenberg::Prismatic, alongX, ZqVector(x, 0.0, -reach), alongY),
+                 box(0.5, {}, {0.02, 0.03, 0.04}), models::drive(-1.0, 1.0)),
+            ZqBox(Frame(), {0.01, 0.015, 0.02}));
+      };
+      ZqManipulatorLink hand = link("hand", turning(alongY, {length, 0.0, 0.0}, alongY),
+                                    box(1.0, {0.0, 0.0, -0.05}, {0.1, 0.1, 0.1}));
+      hand.addChild(finger("left", -0.04 - gap));
+      hand.addChild(finger("right", 0.04 + gap));
+      ZqManipulatorLink fore = link("fore", turning(alongY, {length, 0.0, 0.0}, alongY),
+                                    rod(2.0, {0.5 * length, 0.0, 0.0}, length));
+      fore.addChild(hand);
+      ZqManipulatorLink upper = link("upper", turning(alongY, {0.0, 0.0, shoulder}),
+                                     rod(2.0, {0.5 * length, 0.0, 0.0}, length));
+      upper.addChild(fore);
+      ZqIndividualManipulator arm;
+      arm.setIsFixedBase(true);
+      arm.addChild(upper);
+      const auto q = angles(0.5, 0.05, 0.0);
+      scene.addFloor();
+      scene.add(arm, position({q[0], q[1], q[2], 0.0, 0.0}), rest(5));
+      scene.addFree(zqTest::solidBox(1.0, {0.03, 0.03, 0.05}),
+                    Frame(ZqVector(0.5, 0.0, 0.05 - g / material.stiffness)));
+      scene.setContact(material);
+   }
+
+   /// Drives the joints by stiff springs with dampers. The left finger holds its place, the right one presses.
+   static void drive(Simulation& simulation, const std::array<ZqReal, 3>& goal, ZqReal force)
+   {
+      constexpr std::array stiffness{1e4, 1e4, 1e3, 2e4};
+      constexpr std::array damping{80.0, 50.0, 5.0, 60.0};
+      const auto& q = simulation.state().positionStates()[1].jointPositions().values();
+      const auto& v = simulation.state().velocityStates()[1].jointVelocities().values();
+      for (ZqU32 i = 0; i < 3; ++i)
+         simulation.setTorque({1, i}, stiffness[i] * (goal[i] - q[i]) - damping[i] * v[i]);
+      simulation.setTorque({1, 3}, stiffness[3] * (gap - q[3]) - damping[3] * v[3]);
+      simulation.setTorque({1, 4}, -force - damping[3] * v[4]);
+   }
+
+   ContactScene scene;
+};
+
+TEST(ContactTruth, AnArmLiftsABlockAndTurnsIt)
+{
+   const ContactMaterial material;
+   constexpr ZqReal dt = 2.5e-4;
+   constexpr ZqReal turn = 1.0;
+   Simulation simulation(GraspingArm(material).scene.system);
+   const auto step = [](ZqReal time, ZqReal start, ZqReal end)
+   {
+      const ZqReal s = std::clamp((time - start) / (end - start), 0.0, 1.0);
+      return s * s * s * (10.0 + s * (-15.0 + 6.0 * s));
+   };
+   const auto drive = [&](ZqReal time)
+   {
+      GraspingArm::drive(
+         simulation,
+         GraspingArm::angles(0.5, 0.05 + 0.2 * step(time, 1.0, 2.0), turn * step(time, 4.0, 5.0)),
+         50.0 * step(time, 0.2, 0.6));
+   };
+   const auto blockInFinger = [&](ZqU32 finger)
+   {
+      auto& state = simulation.present().manipulatorActiveStateVector()[1].activePositionState();
+      return simulation.linkAt({1, finger})->primaryFrameInSystem(state).inverse() *
+             zqTest::placeOf(simulation, 2);
+   };
+   // Along the fingers, from what they carry.
+   const auto height = [&]
+   { return 0.5 * (blockInFinger(3).translation().z() + blockInFinger(4).translation().z()); };
+   run(simulation, dt, 1.0, drive);
+   ASSERT_EQ(simulation.contacts().size(), 3U);
+   const ZqReal onFloor = g - simulation.contacts().front().normalForce;
+   const ZqReal atFirst = height();
+   run(simulation, dt, 4.0, drive);
+   ASSERT_EQ(simulation.contacts().size(), 2U);
+   // The block turns a hair between the fingers, so that what these press is not quite across.
+   const ZqReal kt = material.tangentialRatio * material.stiffness;
+   const ZqReal sag = g / (2.0 * kt);
+   const ZqReal upright = height();
+   EXPECT_NEAR(atFirst - upright, (g - onFloor) / (2.0 * kt), 1e-3 * sag);
+   run(simulation, dt, 7.0, drive);
+   EXPECT_NEAR(height() - upright, (1.0 - std::cos(turn)) * sag, 1e-3 * sag);
+   const std::array before{blockInFinger(3), blockInFinger(4)};
+   run(simulation, dt, 17.0, drive);
+   EXPECT_LT(wayBetween(before[0], blockInFinger(3)), 1e-11);
+   EXPECT_LT(wayBetween(before[1], blockInFinger(4)), 1e-11);
+   EXPECT_GT(zqTest::wayOf(simulation, 2).z(), 0.24);
+   EXPECT_EQ(simulation.contacts().front().mode, Simulation::ContactMode::Sticks);
 }
 
 TEST(ContactTruth, AStackOfTenStands)
@@ -664,24 +795,185 @@ TEST(ContactTruth, TurningExchangingAndRestoringChangeNothing)
    }
 }
 
-TEST(ContactTruth, PlacesConvergeWithTheStep)
+TEST(ContactTruth, DepthsForcesAndPlacesConvergeWithTheStep)
 {
-   std::array<ZqVector, 4> ends;
-   for (int i = 0; i < 4; ++i)
+   struct Case
    {
-      ContactMaterial material;
-      ContactScene scene;
-      scene.addFloor();
-      scene.addFree(zqTest::solidSphere(1.0, 0.05), Frame(ZqVector(0.0, 0.0, 0.06)),
-                    {{0.5, 0.2, 0.0}, {3.0, 10.0, 4.0}});
-      scene.setContact(material);
-      Simulation simulation(scene.system);
-      run(simulation, 4e-4 / (1 << i), 0.4);
-      ends[i] = zqTest::wayOf(simulation, 1);
+      SolidBody body;
+      ZqOrientation axes;
+   };
+   std::array<Case, 3> cases{{{zqTest::solidSphere(1.0, 0.05), ZqOrientation()},
+                              {zqTest::solidBox(1.0, cube), ZqOrientation()},
+                              {zqTest::solidBox(1.0, cube),
+                               ZqOrientation::yRotation(0.1) * ZqOrientation::xRotation(0.05)}}};
+   for (std::size_t c = 0; c < cases.size(); ++c)
+   {
+      // Greatest depth, greatest force, and where it is in the end.
+      std::array<std::array<ZqVector, 3>, 4> results;
+      for (int i = 0; i < 4; ++i)
+      {
+         ContactScene scene;
+         scene.addFloor();
+         scene.addFree(cases[c].body, {ZqVector(0.0, 0.0, 0.06), cases[c].axes},
+                       {{0.5, 0.2, 0.0}, c == 0 ? ZqVector(3.0, 10.0, 4.0) : ZqVector()});
+         scene.setContact(ContactMaterial());
+         Simulation simulation(scene.system);
+         ZqReal force = 0.0;
+         run(simulation, 4e-4 / (1 << i), 0.2,
+             [&](ZqReal)
+             {
+                for (const Simulation::Contact& contact : simulation.contacts())
+                   force = std::max(force, contact.normalForce);
+             });
+         results[i] = {ZqVector(simulation.greatestDepth()->depth, 0.0, 0.0),
+                       ZqVector(force, 0.0, 0.0), zqTest::wayOf(simulation, 1)};
+      }
+      for (std::size_t k = 0; k < 3; ++k)
+      {
+         SCOPED_TRACE(testing::Message() << c << ' ' << k);
+         const ZqReal coarse = (results[1][k] - results[0][k]).mag();
+         const ZqReal fine = (results[3][k] - results[2][k]).mag();
+         EXPECT_LT(fine, 0.5 * coarse);
+         EXPECT_LT(fine, 0.01 * results[3][k].mag());
+      }
    }
-   const ZqReal coarse = (ends[1] - ends[0]).mag();
-   const ZqReal fine = (ends[3] - ends[2]).mag();
-   EXPECT_LT(fine, 0.5 * coarse);
-   EXPECT_LT(fine, 1e-3);
 }
+
+// Laws of one point
+
+/// A cube of 1 kg on the floor, which can sink, and beside that only move by a joint, at a rate.
+ContactScene guidedOnFloor(const ZqLinkCollisionForce& contact, const ZqDenavitHartenberg& joint,
+                           ZqReal depth, ZqReal rate)
+{
+   using namespace models;
+   const ZqManipulatorLink block =
+      shaped(link("block", joint, box(1.0, {}, cube * 2.0), models::drive(-100.0, 100.0)),
+             ZqBox(Frame(), cube));
+   ZqManipulatorLink guide =
+      link("guide", models::joint(ZqDenavitHartenberg::Prismatic, alongZ, {0.0, 0.0, 0.05}, alongZ),
+           body(0.0, {}, {}), models::drive(-1.0, 1.0));
+   guide.addChild(block);
+   ZqIndividualManipulator slider;
+   slider.setIsFixedBase(true);
+   slider.addChild(guide);
+   ContactScene scene;
+   scene.addFloor();
+   scene.add(slider, position({-depth, 0.0}), velocity({0.0, rate}));
+   scene.setContact(contact);
+   return scene;
+}
+
+ZqDenavitHartenberg slidingJoint()
+{
+   return models::joint(ZqDenavitHartenberg::Prismatic, models::alongX, {}, models::alongZ);
+}
+ZqDenavitHartenberg spinningJoint()
+{
+   return models::turning(models::alongZ, {});
+}
+
+/// Of a pair with the stiffness (N/m), and friction that uses all it has.
+template <class Friction>
+ZqLinkCollisionForce onePoint(ZqReal stiffness, ZqReal mu, ZqReal radius = 0.0)
+{
+   Friction friction;
+   friction.setUseStaticFriction(true);
+   friction.setUseKineticFriction(true);
+   ZqFrictionCoefficientLookupTool table;
+   table.setDefaultLinearTangentialStaticFrictionCoefficient(mu);
+   table.setDefaultLinearKineticFrictionCoefficient(mu);
+   friction.setFrictionCoefficientLUT(table);
+   ZqMassSpringCollisionForceProcessor law;
+   law.setDefaultSpringConstant(2.0 * stiffness);
+   law.setDefaultDamperConstant(200.0);
+   law.setActionRadius(radius);
+   law.setDissipativeForceProcessor(friction);
+   law.setUseFriction(true);
+   return zqTest::contactOf(law);
+}
+
+TEST(OnePointTruth, DryFrictionBreaksAwayBelowItsAngle)
+{
+   constexpr ZqReal mu = 0.5;
+   for (const ZqReal k : {3.7e4, 1e5})
+   {
+      SCOPED_TRACE(k);
+      constexpr ZqReal dt = 2e-4;
+      constexpr ZqReal letDown = 3.0;
+      // It sticks from the first touch on: let down so gently that its damper stays within the cone.
+      Simulation simulation(
+         guidedOnFloor(onePoint<ZqDryFrictionForceProcessor>(k, mu), slidingJoint(), 0.0, 0.0)
+            .system);
+      run(simulation, dt, letDown,
+          [&](ZqReal time) {
+             simulation.setTorque({1, 0}, g * (1.0 - time * time / (letDown * letDown)));
+          });
+      simulation.setTorque({1, 0}, 0.0);
+      run(simulation, dt, letDown + 0.5);
+      const std::uint64_t slips = simulation.slips();
+      ZqReal force = 0.0;
+      while (simulation.slips() == slips && force < 6.0)
+      {
+         force += 2.0 * dt;
+         simulation.setTorque({1, 1}, force);
+         ASSERT_TRUE(simulation.step(dt));
+      }
+      const ZqReal x = 4000.0 / k;
+      EXPECT_NEAR(force / g, std::sqrt(mu * mu - x * x) / (1.0 + x), 2e-3);
+   }
+}
+
+TEST(OnePointTruth, WhatSlidesUnderFullFrictionNeverSticksAgain)
+{
+   constexpr ZqReal mu = 0.3;
+   constexpr ZqReal k = 5e4;
+   constexpr ZqReal dt = 2e-4;
+   Simulation simulation(
+      guidedOnFloor(onePoint<ZqDissipativeForceProcessor>(k, mu), slidingJoint(), g / k, 1.0)
+         .system);
+   const auto speed = [&] { return simulation.state().velocityStates()[1].jointVelocities()[1]; };
+   run(simulation, dt, 0.05);
+   const ZqReal early = speed();
+   run(simulation, dt, 0.25);
+   EXPECT_NEAR(early - speed(), 0.2 * mu * g, 1e-3);
+   run(simulation, dt, 0.5);
+   for (int i = 0; i < 5000; ++i)
+   {
+      ASSERT_TRUE(simulation.step(dt));
+      ASSERT_EQ(simulation.contacts().front().mode, Simulation::ContactMode::Slips);
+      ASSERT_LT(std::abs(speed()), 1.01 * mu * g * dt);
+   }
+}
+
+TEST(OnePointTruth, SpinIsBrakedByTheSquareOfTheRadius)
+{
+   constexpr ZqReal mu = 0.3;
+   constexpr ZqReal k = 5e4;
+   constexpr ZqReal radius = 0.1;
+   constexpr ZqReal spin = 10.0;
+   constexpr ZqReal dt = 2e-4;
+   const ZqLinkCollisionForce contact = onePoint<ZqDissipativeForceProcessor>(k, mu, radius);
+   const ZqReal moment = radius * radius * mu * g;
+
+   // A cube that cannot leave its place: free, it would be thrown about by what holds a corner of it at first.
+   Simulation cubeOnFace(guidedOnFloor(contact, spinningJoint(), g / k, spin).system);
+   const auto turning = [&] { return cubeOnFace.state().velocityStates()[1].jointVelocities()[1]; };
+   run(cubeOnFace, dt, 0.1);
+   ZqReal early = turning();
+   run(cubeOnFace, dt, 0.4);
+   EXPECT_NEAR(early - turning(), 0.3 * moment / (2.0 / 3.0 * 0.0025), 0.01);
+
+   ContactMaterial depth;
+   depth.stiffness = k;
+   ContactScene scene =
+      onFloor(zqTest::solidSphere(1.0, 0.1), 0.1, depth, {0.0, 0.0, -g}, {{}, {0.0, 0.0, spin}});
+   scene.setContact(contact);
+   Simulation ball(scene.system);
+   run(ball, dt, 0.1);
+   early = zqTest::velocityOf(ball, 1).angular().z();
+   run(ball, dt, 0.4);
+   EXPECT_NEAR(early - zqTest::velocityOf(ball, 1).angular().z(), 0.3 * moment / (0.4 * 0.01),
+               0.01);
+}
+
 } // namespace

@@ -92,6 +92,9 @@ bool ZqShapeCollisionTool::computeMemberData(const ZqShapeKey& key1, const ZqSha
       manifold.count = 0;
       return false;
    }
+   // Half-spaces overlap without end, and have no point where a force could act.
+   if (manifold.count == 0)
+      return true;
    cache.touch(data);
    data.takeManifold(X);
    const ZqU32 feature1 = featureOf(shape1, data.pairCache().part1);

@@ -73,6 +73,8 @@ ZqSimulation::Member ZqSimulation::makeMember(ZqU32 index)
                       m_scene.configuration().attachmentMap().findBaseNode(index) == nullptr;
    member.isLeftAlone = member.isUnbound && !m_interacts;
    member.isStill = manipulator.isFixedBase() && jointCount == 0;
+   member.isBaseStill = manipulator.isFixedBase() &&
+                        m_scene.configuration().attachmentMap().findNode(index) == nullptr;
    findRigidBody(member);
    if (!member.rigidBody)
       member.solvers = std::make_unique<Solvers>();

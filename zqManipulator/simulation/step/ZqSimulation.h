@@ -228,7 +228,7 @@ public:
    /// Jacobian, acts on the manipulator. In N where the row is a length. Of those that do the same the
    /// shortest. No rows where constraints are not heeded.
    const ZqReArray& constraintForces(ZqU32 manipulator);
-   /// What touches, in the order of links. The list and its records hold until something changes, by a step, an
+   /// What touches and may move, in the order of links: a floor and a wall are no contact. The list and its records hold until something changes, by a step, an
    /// input or `setInteractionState`, and until `interactionState` is asked for.
    const std::vector<Contact>& contacts();
    /// The longest step (s) for which the contacts of the present are stable, by the stiffness and the damping
@@ -336,6 +336,7 @@ private:
    const ContactBody& bodyAt(const Place& place) const;
    ZqReal separationSpeed(const Push& push);
    bool isAnyContactLost(ZqReal dt);
+   bool areStill(const ZqShapeCollisionData& record) const;
    bool isShape(const ZqShapeKey& key) const;
    static ContactMode modeOf(const ZqContactMemory& memory);
    ZqSystemShapeCollisionCache& collisions() { return m_active.systemShapeCollisionCache(); }

@@ -73,6 +73,15 @@ const ZqSimulation::ContactBody& ZqSimulation::bodyAt(const Place& place) const
    return bodies[place.link == ZqBaseLinkIndex ? 0 : place.link + 1];
 }
 
+/// Whether neither of its links ever moves, so that nothing comes of it.
+bool ZqSimulation::areStill(const ZqShapeCollisionData& record) const
+{
+   const auto isStill = [&](ZqU32 manipulator, ZqU32 link)
+   { return link == ZqBaseLinkIndex && m_members[manipulator].isBaseStill; };
+   return isStill(record.manipulatorOneID(), record.linkOneID()) &&
+          isStill(record.manipulatorTwoID(), record.linkTwoID());
+}
+
 /// Takes down what the evaluation has found with which a step begins. What it found before is walked
 /// over beside.
 void ZqSimulation::noteContacts(ZqReal dt)
@@ -87,6 +96,8 @@ void ZqSimulation::noteContacts(ZqReal dt)
    collisions().resetNextCollisionData();
    while (const ZqShapeCollisionData* record = collisions().nextCollisionData())
    {
+      if (areStill(*record))
+         continue;
       const ContactOfStep now(record->key1(), record->key2(), record->memory());
       while (before != m_contactsBefore.end() && before->shapes < now.shapes)
          ++before;
@@ -115,16 +126,17 @@ const std::vector<ZqSimulation::Contact>& ZqSimulation::contacts()
    m_contacts.clear();
    collisions().resetNextCollisionData();
    while (const ZqShapeCollisionData* record = collisions().nextCollisionData())
-      m_contacts.push_back({{record->manipulatorOneID(), record->linkOneID()},
-                            {record->manipulatorTwoID(), record->linkTwoID()},
-                            record->shapeOneID(),
-                            record->shapeTwoID(),
-                            overlappingPoints(record->manifold()),
-                            depthOf(*record),
-                            record->response().normalForce.mag(),
-                            record->response().frictionForce.mag(),
-                            modeOf(record->memory()),
-                            record});
+      if (!areStill(*record))
+         m_contacts.push_back({{record->manipulatorOneID(), record->linkOneID()},
+                               {record->manipulatorTwoID(), record->linkTwoID()},
+                               record->shapeOneID(),
+                               record->shapeTwoID(),
+                               overlappingPoints(record->manifold()),
+                               depthOf(*record),
+                               record->response().normalForce.mag(),
+                               record->response().frictionForce.mag(),
+                               modeOf(record->memory()),
+                               record});
    return m_contacts;
 }
 

@@ -119,7 +119,8 @@ struct ZqSimulation::Member
    const ZqIndividualManipulator* manipulator;
    std::vector<Joint> joints;
    std::vector<ContactBody> contactBodies; ///< the base, and then the links
-   bool isStill = false;                   ///< for ever: a fixed base without joints
+   bool isStill = false;     ///< for ever: a fixed base without joints
+   bool isBaseStill = false; ///< for ever: it is fixed, and nothing carries it
    ZqOrientation toPlace; ///< takes axes of the system to those of the manipulator's place
    std::optional<RigidBody> rigidBody;
    ZqAccelerationState accelerations;
