@@ -390,7 +390,8 @@ std::vector<Failure> report(const RunOptions& options, ZqReal step, const Schedu
          [&]
          {
             ZqStatedSystem scene = simulation.scene();
-            scene.setLinkInteractionsVector(interactions);
+            if (options.isWithoutContact)
+               scene.setLinkInteractionsVector(interactions);
             writeModel(scene, options.save);
             saved = "; saved is the state at " + exact(simulation.state().time()) + " s";
          });

@@ -91,8 +91,7 @@ private:
 extern template class ZqXmlClass<ZqContactState>;
 extern template class ZqXmlVectorType<ZqContactState>;
 
-/// What the interactions of a scene remember: with the state of the scene all that the next step needs of
-/// them.
+/// What the interactions of a scene remember, at the time of a state of the scene.
 class ZqInteractionState : public ZqXmlClass<ZqInteractionState>
 {
 public:
@@ -112,6 +111,8 @@ public:
    static ZqInteractionState nullObject() { return {}; }
    bool operator==(const ZqInteractionState&) const = default;
 
+   /// Whether it is that of interactions which begin anew.
+   bool isEmpty() const { return m_memories.size() == 0 && m_contacts.size() == 0; }
    const Memories& memories() const { return m_memories; }
    void setMemories(const Memories& memories) { m_memories = memories; }
    const Contacts& contacts() const { return m_contacts; }

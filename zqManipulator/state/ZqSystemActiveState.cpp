@@ -220,6 +220,11 @@ ZqSystemShapeCollisionCache& ZqSystemActiveState::systemShapeCollisionCache()
    return m_proximity.made().collisions;
 }
 
+const ZqSystemShapeCollisionCache& ZqSystemActiveState::systemShapeCollisionCache() const
+{
+   return recordsOf(m_proximity).collisions;
+}
+
 void ZqSystemActiveState::setSystemShapeCollisionCache(const ZqSystemShapeCollisionCache& cache)
 {
    m_proximity.made().collisions = cache;

@@ -86,6 +86,7 @@ public:
       const std::vector<ZqManipulatorLinkProximityState>& states);
    /// A copy of an active state starts with an empty one.
    virtual ZqSystemShapeCollisionCache& systemShapeCollisionCache();
+   const ZqSystemShapeCollisionCache& systemShapeCollisionCache() const;
    virtual void setSystemShapeCollisionCache(const ZqSystemShapeCollisionCache& cache);
    /// \name Shapes that were changed, for whoever shows them
    /// @{

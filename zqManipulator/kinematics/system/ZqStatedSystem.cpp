@@ -25,6 +25,7 @@ ZqStatedSystem::ZqStatedSystem(const ZqStatedSystem& other, ZqFoundCommon::DeepC
 {
    attachConfiguration();
    ZqStatedSystem::makeDeepCopy(flag);
+   m_interactionState = other.m_interactionState;
 }
 
 ZqStatedSystem& ZqStatedSystem::operator=(const ZqStatedSystem& other)
@@ -41,6 +42,7 @@ ZqStatedSystem& ZqStatedSystem::operator=(const ZqStatedSystem& other)
    m_transparencyAlpha = other.m_transparencyAlpha;
    m_selectionDataChanged = other.m_selectionDataChanged;
    m_transparentDisplay = other.m_transparentDisplay;
+   m_interactionState = other.m_interactionState;
    m_activeState.reset();
    m_reportActiveState.reset();
    m_propagationResults.clear();
@@ -65,7 +67,8 @@ bool ZqStatedSystem::operator==(const ZqStatedSystem& other) const
           m_selectedShapeKeyVector == other.m_selectedShapeKeyVector &&
           m_transparencyAlpha == other.m_transparencyAlpha &&
           m_selectionDataChanged == other.m_selectionDataChanged &&
-          m_transparentDisplay == other.m_transparentDisplay;
+          m_transparentDisplay == other.m_transparentDisplay &&
+          m_interactionState == other.m_interactionState;
 }
 
 // Documents
@@ -86,8 +89,9 @@ bool ZqStatedSystem::read(ZqXmlReader& reader)
    m_propagationResults.clear();
    const bool isRead = ZqXmlClass::read(reader);
    takeLegacySystem();
-   validateTopLevelDimensions();
-   validateLowLevelDimensions();
+   const bool isStateOfSystem = validateTopLevelDimensions();
+   if (!validateLowLevelDimensions() || !isStateOfSystem)
+      forgetInteractions();
    ZqManipulatorAttachmentMap& attachments = m_configuration.attachmentMap();
    const ZqOldManipulatorAttachmentMap& oldAttachments = system().manipulatorAttachmentMap();
    if (attachments.baseNodes().size() == 0 && oldAttachments.size() != 0)
@@ -243,6 +247,7 @@ void ZqStatedSystem::aboutToModifySystem()
    m_systemContainer.makeSelfUnique();
    attachConfiguration();
    m_systemModified = true;
+   forgetInteractions();
 }
 
 ZqManipulatorSystem& ZqStatedSystem::systemToModify()
@@ -255,9 +260,12 @@ void ZqStatedSystem::makeDeepCopy(ZqFoundCommon::DeepCopyFlag flag)
 {
    if (flag == ZqFoundCommon::ShareWhatMayBeShared)
       return;
+   // The model stays as it is, only in another place.
+   ZqInteractionState interactionState = std::move(m_interactionState);
    aboutToModifySystem();
    if (flag == ZqFoundCommon::CopyAll)
       m_systemContainer.element()->unreferenceShapes();
+   m_interactionState = std::move(interactionState);
 }
 
 // Whole systems
@@ -268,6 +276,7 @@ void ZqStatedSystem::setSystem(const ZqManipulatorSystem& system)
    m_propagationResults.clear();
    attachConfiguration();
    m_systemModified = true;
+   forgetInteractions();
 }
 
 void ZqStatedSystem::setAndDeleteSystemPointer(ZqManipulatorSystem* system)
@@ -277,6 +286,7 @@ void ZqStatedSystem::setAndDeleteSystemPointer(ZqManipulatorSystem* system)
    m_systemContainer.setAndDeleteElementPointer(system);
    m_propagationResults.clear();
    m_systemModified = true;
+   forgetInteractions();
 }
 
 void ZqStatedSystem::setFromSystem(const ZqManipulatorSystem& system)

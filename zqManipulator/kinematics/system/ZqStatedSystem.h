@@ -4,6 +4,7 @@
 #include "zqManipulator/kinematics/system/ZqManipulatorSystemConfiguration.h"
 #include "zqManipulator/kinematics/system/ZqManipulatorSystemContainer.h"
 #include "zqManipulator/simulation/records/ZqPropagationResultData.h"
+#include "zqManipulator/state/ZqInteractionState.h"
 #include "zqManipulator/state/ZqManipulatorSystemState.h"
 
 #include <memory>
@@ -37,7 +38,9 @@ public:
                      "model of the scene"},
          ZqComponent{&This::m_state, &ZqManip::ZqStateToken, "positions and velocities at a time"},
          ZqComponent{&This::m_configuration, &ZqManip::ZqManipulatorSystemConfigurationToken,
-                     "attachments and exclusions that change at run time"}};
+                     "attachments and exclusions that change at run time"},
+         ZqOptionalComponent(&This::m_interactionState, &ZqManip::ZqInteractionStateToken,
+                             "what contacts and interactions remember at the time of the state")};
    }
    /// The system of an old document is a component that is made for reading alone.
    void registerComponents() override;
@@ -126,7 +129,7 @@ public:
    virtual const ZqManipulatorSystemState& state() const { return m_state; }
    virtual void setState(const ZqManipulatorSystemState& state)
    {
-      m_state = state;
+      stateToModify() = state;
       placeReferences();
    }
    virtual void setIndividualPositionState(ZqU32 index, const ZqPositionState& position);
@@ -138,13 +141,21 @@ public:
    virtual void zeroIndividualVelocityState(ZqU32 index);
    virtual void setPositionStates(const ZqXmlVectorType<ZqPositionState>& states)
    {
-      m_state.setPositionStates(states);
+      stateToModify().setPositionStates(states);
       placeReferences();
    }
    virtual void setVelocityStates(const ZqXmlVectorType<ZqVelocityState>& states)
    {
-      m_state.setVelocityStates(states);
+      stateToModify().setVelocityStates(states);
    }
+   /// What contacts and interactions remember at the time of the state: where contacts stick, which doors are
+   /// latched. Empty when they begin anew. It belongs to the model and the state as they are: whatever
+   /// changes one of them empties it, and a copy keeps it. It is taken as it is; `ZqSimulation` begins with
+   /// it, and drops one that does not fit.
+   /// @{
+   const ZqInteractionState& interactionState() const { return m_interactionState; }
+   void setInteractionState(const ZqInteractionState& state) { m_interactionState = state; }
+   /// @}
    /// @}
 
    virtual ZqManipulatorSystemConfiguration& configuration() { return m_configuration; }
@@ -301,7 +312,8 @@ protected:
    virtual bool validateTopLevelDimensions();
    /// The same for the numbers of joints: positions are padded with 1e-9, rates with zero.
    virtual bool validateLowLevelDimensions();
-   /// To be called before the system changes: a shared one is copied first.
+   /// To be called before the system changes: a shared one is copied first, and what interactions remember
+   /// is dropped.
    virtual void aboutToModifySystem();
    /// Tells in the results, one a manipulator, which links collide in the active state, and answers whether any
    /// do: links that may collide, of one or of two manipulators, and come within the tolerance (m) of each
@@ -314,6 +326,17 @@ protected:
 
 private:
    ZqManipulatorSystem& systemToModify();
+   /// The state, without what interactions remember of it.
+   ZqManipulatorSystemState& stateToModify()
+   {
+      forgetInteractions();
+      return m_state;
+   }
+   void forgetInteractions()
+   {
+      if (!m_interactionState.isEmpty())
+         m_interactionState = {};
+   }
    void changeAlpha(const ZqShapeStateCacheKey& key, const char* name, ZqReal alpha);
    void attachConfiguration()
    {
@@ -344,6 +367,7 @@ private:
    ZqReal m_transparencyAlpha = 0.0;
    mutable bool m_selectionDataChanged = false;
    mutable bool m_transparentDisplay = false;
+   ZqInteractionState m_interactionState;
 };
 
 extern template class ZqXmlClass<ZqStatedSystem>;

@@ -24,7 +24,7 @@ void ZqStatedSystem::setIndividualPositionState(ZqU32 index, const ZqPositionSta
 {
    if (!hasState(m_state.positionStates(), index, "setIndividualState", "position"))
       return;
-   m_state.positionStates()[index] = position;
+   stateToModify().positionStates()[index] = position;
    placeReferences();
 }
 
@@ -33,26 +33,26 @@ void ZqStatedSystem::setIndividualCoordinateSystemTransformation(
 {
    if (hasState(m_state.positionStates(), index, "setIndividualCoordinateSystemTransformation",
                 "position"))
-      m_state.positionStates()[index].setCoordSysXForm(frame);
+      stateToModify().positionStates()[index].setCoordSysXForm(frame);
 }
 
 void ZqStatedSystem::setIndividualVelocityState(ZqU32 index, const ZqVelocityState& velocity)
 {
    if (hasState(m_state.velocityStates(), index, "setIndividualState", "velocity"))
-      m_state.velocityStates()[index] = velocity;
+      stateToModify().velocityStates()[index] = velocity;
 }
 
 void ZqStatedSystem::rotateIndividualBaseVelocity(ZqU32 index, const ZqOrientation& orientation)
 {
    if (hasState(m_state.velocityStates(), index, "rotateIndividualBaseVelocity", "velocity"))
-      m_state.velocityStates()[index].generalVelocity().transformBy(orientation);
+      stateToModify().velocityStates()[index].generalVelocity().transformBy(orientation);
 }
 
 void ZqStatedSystem::zeroIndividualVelocityState(ZqU32 index)
 {
    if (!hasState(m_state.velocityStates(), index, "setIndividualState", "velocity"))
       return;
-   ZqVelocityState& state = m_state.velocityStates()[index];
+   ZqVelocityState& state = stateToModify().velocityStates()[index];
    std::vector<ZqReal>& rates = state.jointVelocities().values();
    std::fill(rates.begin(), rates.end(), 0.0);
    state.setGeneralVelocity(ZqGeneralMotion::nullObject());

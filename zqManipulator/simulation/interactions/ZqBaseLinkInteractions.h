@@ -29,9 +29,9 @@ public:
    /// \name What it remembers from one evaluation to the next
    /// Contacts are not among it: they stand in the active state.
    /// @{
-   /// As numbers, to be stored; none when there is nothing to remember.
+   /// As numbers, to be stored; none when there is nothing to remember. During a trial, what it was before.
    virtual ZqXmlVectorBasicType<ZqReal> memory() const { return {}; }
-   /// False, and no change, for numbers that are none of its own.
+   /// Without numbers it begins anew. False, and no change, for numbers that are none of its own.
    virtual bool setMemory(const ZqXmlVectorBasicType<ZqReal>& memory) { return memory.size() == 0; }
    /// What is evaluated between the two leaves no trace in it.
    virtual void beginTrial() const {}

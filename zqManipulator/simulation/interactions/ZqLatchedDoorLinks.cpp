@@ -78,7 +78,7 @@ ZqReal ZqLatchedDoorLinks::moment(ZqReal handleAngle, ZqReal doorAngle, ZqReal d
 
 ZqXmlVectorBasicType<ZqReal> ZqLatchedDoorLinks::memory() const
 {
-   const Latch& latch = m_latch.get();
+   const Latch& latch = m_kept.get() ? *m_kept.get() : m_latch.get();
    ZqXmlVectorBasicType<ZqReal> numbers;
    if (latch.isInitialized)
       numbers.values() = {latch.isDoorFree ? 1.0 : 0.0, latch.closedDoorCenter};

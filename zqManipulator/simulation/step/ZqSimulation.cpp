@@ -33,6 +33,13 @@ ZqSimulation::ZqSimulation(const ZqStatedSystem& scene, const Settings& settings
             m_members[i].manipulator->manipulatorLabel().c_str());
    findCarriers();
    beginTrial();
+   if (!settings.interacts)
+      return;
+   if (const char* misfit = takeInteractionState(scene.interactionState()))
+      Zq::Print::instance().write(Zq::Oddity,
+                                  "what contacts and interactions of the scene remember does not "
+                                  "fit: %s; they begin anew.\n",
+                                  misfit);
 }
 
 ZqSimulation::~ZqSimulation() = default;
@@ -120,6 +127,7 @@ ZqStatedSystem ZqSimulation::scene() const
 {
    ZqStatedSystem result(m_scene);
    result.setState(m_state);
+   result.setInteractionState(interactionState());
    return result;
 }
 

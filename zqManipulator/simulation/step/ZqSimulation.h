@@ -51,7 +51,7 @@ struct ZqContactMemory;
 ///
 /// Interactions remember things, as where a contact sticks. Only the evaluation with which a step begins
 /// changes that: what an integrator tries on its way, and who looks at the present, leave no trace.
-/// `interactionState` has it, to be saved beside the scene.
+/// It is part of the scene that is handed out: a simulation that begins with that goes on with it.
 ///
 /// A step allocates nothing once sizes have settled, and nothing throws. A simulation shares the model
 /// with the scene that it was made from until one of them changes it; each of those that share one may be
@@ -169,8 +169,9 @@ public:
    };
 
    /// Begins at the state of the scene, with attached manipulators where they are carried, bases that are
-   /// fixed at rest, and loops closed. Nothing drives it yet. The scene is copied, of which its model is no
-   /// part: what happens to it later does not matter here.
+   /// fixed at rest, and loops closed. Contacts and interactions remember what the scene's `interactionState`
+   /// tells; one that does not fit the model is dropped, with a message. Nothing drives it yet. The scene is
+   /// copied, of which its model is no part: what happens to it later does not matter here.
    explicit ZqSimulation(const ZqStatedSystem& scene) : ZqSimulation(scene, Settings()) {}
    ZqSimulation(const ZqStatedSystem& scene, const Settings& settings);
    ZqSimulation(const ZqSimulation&) = delete;
@@ -178,14 +179,19 @@ public:
    ~ZqSimulation();
 
    const ZqManipulatorSystem& system() const { return m_scene.system(); }
-   /// The scene as it is now, to be saved or to be simulated further.
+   /// The scene as it is now, with what contacts and interactions remember, to be saved or to be simulated
+   /// further. A simulation that is made from it and driven alike goes on as this one does: to the same bits
+   /// with contacts of boxes and half-spaces, and within rounding where the search for contacts, as of hulls
+   /// and curved shapes, starts from where the last one ended, which is not stored. Motors, power converters and
+   /// the closing of loops begin anew.
    ZqStatedSystem scene() const;
    /// The link at a place, or the base; null when there is none.
    const ZqManipulatorLink* linkAt(const Place& place) const;
 
    const ZqManipulatorSystemState& state() const { return m_state; }
    /// Steps to a later time (s); one that is not later and finite is rejected with a message. False
-   /// then, and when something is not finite: the state stays.
+   /// then, and when something is not finite: the state and the drives stay, while contacts and interactions may
+   /// remember the evaluation with which the step began.
    bool stepTo(ZqReal time);
    /// Steps by a length of time (s). The sum of many is not quite a multiple of it: times of a grid come
    /// from `stepTo`.
@@ -228,8 +234,8 @@ public:
    /// Jacobian, acts on the manipulator. In N where the row is a length. Of those that do the same the
    /// shortest. No rows where constraints are not heeded.
    const ZqReArray& constraintForces(ZqU32 manipulator);
-   /// What touches and may move, in the order of links: a floor and a wall are no contact. The list and its records hold until something changes, by a step, an
-   /// input or `setInteractionState`, and until `interactionState` is asked for.
+   /// What touches and may move, in the order of links: a floor and a wall are no contact. The list and its records
+   /// hold until something changes, by a step, an input or `setInteractionState`.
    const std::vector<Contact>& contacts();
    /// The longest step (s) for which the contacts of the present are stable, by the stiffness and the damping
    /// that their laws tell; infinite without any. With w2 the sum over the contacts of a body of
@@ -258,12 +264,12 @@ public:
    std::uint64_t slips() const { return m_slips; }
 
    /// \name What interactions remember
-   /// With the scene it is all that steps depend on, but for drives, inputs and constraints: a simulation that is
-   /// made from the scene and given this goes on as this one does.
+   /// As of the evaluation with which the last step began; `scene` has it too.
    /// @{
-   ZqInteractionState interactionState();
-   /// False, with a message and no change, for one of other interactions or with links or shapes that there
-   /// are not.
+   /// Empty when nothing is remembered.
+   ZqInteractionState interactionState() const;
+   /// With an empty one all begin anew. False, with a message and no change, for one of other interactions or
+   /// with links or shapes that there are not.
    bool setInteractionState(const ZqInteractionState& state);
    /// @}
 
@@ -338,6 +344,7 @@ private:
    bool isAnyContactLost(ZqReal dt);
    bool areStill(const ZqShapeCollisionData& record) const;
    bool isShape(const ZqShapeKey& key) const;
+   const char* takeInteractionState(const ZqInteractionState& state);
    static ContactMode modeOf(const ZqContactMemory& memory);
    ZqSystemShapeCollisionCache& collisions() { return m_active.systemShapeCollisionCache(); }
 

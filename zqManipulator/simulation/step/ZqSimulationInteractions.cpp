@@ -95,24 +95,24 @@ void ZqSimulation::passForcesToCarriers()
 
 // To be stored
 
-ZqInteractionState ZqSimulation::interactionState()
+ZqInteractionState ZqSimulation::interactionState() const
 {
    ZqInteractionState result;
    if (!m_interacts)
       return result;
-   // What the present has made of it is not meant.
-   dropPresent();
-   endTrial();
+   // Both answer what was before the trial.
    ZqInteractionState::Memories memories;
    for (const ZqBaseLinkInteractions* interaction : m_interactions.vectorContainer())
       memories.pushBack(interaction != nullptr ? interaction->memory()
                                                : ZqXmlVectorBasicType<ZqReal>());
-   result.setMemories(memories);
    ZqInteractionState::Contacts contacts;
-   for (const ZqContactMemoryOfPair& pair : collisions().memories())
+   for (const ZqContactMemoryOfPair& pair : m_active.systemShapeCollisionCache().memories())
       contacts.pushBack(ZqContactState(pair));
+   const auto isEmpty = [](const auto& memory) { return memory.size() == 0; };
+   if (contacts.size() == 0 && std::all_of(memories.begin(), memories.end(), isEmpty))
+      return result;
+   result.setMemories(memories);
    result.setContacts(contacts);
-   beginTrial();
    return result;
 }
 
@@ -124,31 +124,38 @@ bool ZqSimulation::isShape(const ZqShapeKey& key) const
 
 bool ZqSimulation::setInteractionState(const ZqInteractionState& state)
 {
-   const auto reject = [](const char* reason)
-   {
+   const char* const misfit = takeInteractionState(state);
+   if (misfit != nullptr)
       Zq::Print::instance().write(Zq::Rejected, "ZqSimulation::setInteractionState(): %s.\n",
-                                  reason);
-      return false;
-   };
-   const ZqInteractionState::Memories& memories = state.memories();
-   if (memories.size() != (m_interacts ? m_interactions.size() : 0))
-      return reject("it is of another number of interactions");
+                                  misfit);
+   return misfit == nullptr;
+}
+
+/// Null, or else the reason why it does not fit; then nothing changes.
+const char* ZqSimulation::takeInteractionState(const ZqInteractionState& state)
+{
+   ZqInteractionState::Memories memories = state.memories();
+   const ZqU32 interactionCount = m_interacts ? m_interactions.size() : 0;
+   if (state.isEmpty())
+      memories.resize(interactionCount);
+   if (memories.size() != interactionCount)
+      return "it is of another number of interactions";
    // A copy tells whether it takes them.
    ZqLinkInteractionsVector copy = m_interactions;
    for (ZqU32 i = 0; i < memories.size(); ++i)
       if (copy.vectorContainer()[i] != nullptr &&
           !copy.vectorContainer()[i]->setMemory(memories[i]))
-         return reject("it has what an interaction cannot remember");
+         return "it has what an interaction cannot remember";
    std::vector<ZqContactMemoryOfPair> pairs(state.contacts().size());
    for (ZqU32 i = 0; i < pairs.size(); ++i)
    {
       if (!state.contacts()[i].get(pairs[i]))
-         return reject("the numbers of a contact do not fit");
+         return "the numbers of a contact do not fit";
       if (!m_interacts || !isShape(pairs[i].key1) || !isShape(pairs[i].key2))
-         return reject("it has a contact of shapes that there are not");
+         return "it has a contact of shapes that there are not";
    }
    if (!m_interacts)
-      return true;
+      return nullptr;
    dropPresent();
    endTrial();
    for (ZqU32 i = 0; i < memories.size(); ++i)
@@ -159,5 +166,5 @@ bool ZqSimulation::setInteractionState(const ZqInteractionState& state)
    for (const ZqContactMemoryOfPair& pair : collisions().memories())
       m_contactsOfStep.emplace_back(pair.key1, pair.key2, pair.memory);
    beginTrial();
-   return true;
+   return nullptr;
 }

@@ -250,18 +250,19 @@ void ZqStatedSystem::propagateSelfTo(ZqReal time, PropagationResults& results,
                                      ZqSystemActiveState* activeState, ZqU32 mode, const ZqReal& dt,
                                      const ZqU32& fidelity, const ZqReal& tolerance)
 {
-   propagateTo(time, m_state, results, activeStateOr(activeState), mode, dt, fidelity, tolerance);
+   propagateTo(time, stateToModify(), results, activeStateOr(activeState), mode, dt, fidelity,
+               tolerance);
 }
 
 void ZqStatedSystem::propagateSelfTo(ZqReal time, PropagationResults& results,
                                      ZqSystemActiveState* activeState)
 {
-   propagateTo(time, m_state, results, activeStateOr(activeState));
+   propagateTo(time, stateToModify(), results, activeStateOr(activeState));
 }
 
 void ZqStatedSystem::propagateSelfTo(ZqReal time, ZqSystemActiveState* activeState)
 {
-   propagateTo(time, m_state, activeState);
+   propagateTo(time, stateToModify(), activeState);
 }
 
 /// The one that is given, or for null the one that is kept.
