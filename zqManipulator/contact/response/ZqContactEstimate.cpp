@@ -6,8 +6,8 @@
 #include "zqManipulator/contact/friction/ZqDissipativeForceProcessor.h"
 #include "zqManipulator/contact/friction/ZqDryFrictionForceProcessor.h"
 #include "zqManipulator/contact/friction/ZqPointFrictionForceProcessor.h"
+#include "zqManipulator/contact/proximity/ZqContactMass.h"
 #include "zqManipulator/contact/proximity/ZqManipulatorCollisionTool.h"
-#include "zqManipulator/contact/response/ZqContactMass.h"
 #include "zqManipulator/contact/response/ZqContactSides.h"
 #include "zqManipulator/foundation/geometry/ZqConvexAlgebra.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
@@ -299,16 +299,19 @@ void Estimator::addBody(ZqU32 index, const ZqManipulatorLink& link)
    const ZqIndividualManipulator& manipulator = m_scene.system().manipulators()[index];
    Body body;
    body.key = {index, link.linkIndex()};
-   body.mass = zqContactMass(link);
+   const bool isAttached =
+      m_scene.configuration().attachmentMap().baseManipulatorIndex(index) != index;
+   body.mass = zqContactMass(manipulator, link, isAttached);
    if (body.mass < infinity)
    {
       ZqVector center;
-      link.massProperties().getCenterOfMass(center);
+      const bool isBase = link.linkIndex() == ZqBaseLinkIndex;
+      (isBase ? manipulator : link).massProperties().getCenterOfMass(center);
       auto& state = m_active.manipulatorActiveStateVector()[index].activePositionState();
       body.center = link.primaryFrameInSystem(state) * center;
       const ZqVector extents = link.shape()->axisAlignedBoundingBox({}).extents();
       body.extent = std::min({extents.x(), extents.y(), extents.z()});
-      body.isAlone = !manipulator.isFixedBase() && manipulator.jointDof() == 0;
+      body.isAlone = !isAttached && !manipulator.isFixedBase() && manipulator.jointDof() == 0;
    }
    m_bodiesOfKind[{body.mass, surfaces}].push_back(m_bodies.size());
    m_bodyOf[body.key] = m_bodies.size();

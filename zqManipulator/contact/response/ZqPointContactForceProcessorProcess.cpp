@@ -1,5 +1,4 @@
 #include "zqManipulator/contact/forces/ZqPointContactForceProcessor.h"
-#include "zqManipulator/contact/response/ZqContactMass.h"
 #include "zqManipulator/contact/response/ZqContactSides.h"
 #include "zqManipulator/foundation/geometry/ZqConvexAlgebra.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
@@ -30,8 +29,7 @@ public:
    /// Each in the primary frame of its body.
    ZqContactForces forces() const
    {
-      const auto inAxesOf = [](const zqConvex::Pose& X, const Vec3& f, const Vec3& n)
-      {
+      const auto inAxesOf = [](const zqConvex::Pose& X, const Vec3& f, const Vec3& n) {
          return ZqGeneralForce(zqConvex::vector(turnBack(X.R, f)),
                                zqConvex::vector(turnBack(X.R, n)));
       };
@@ -115,7 +113,6 @@ void PointContact::press(const ZqNormalContactLaw& normalLaw)
 {
    placePoints();
    m_response.pointCount = m_patch.count;
-   m_response.mass = normalLaw.mass;
    for (int i = 0; i < m_patch.count; ++i)
    {
       ZqPatchFrictionInput::Point& p = m_patch.points[i];
@@ -215,9 +212,9 @@ bool ZqPointContactForceProcessor::process(ZqShapeCollisionData& data,
       sides.deliver({}, forces);
       return true;
    }
-   const ZqReal mass = zqPairMass(zqContactMass(*sides[0].link), zqContactMass(*sides[1].link));
-   const ZqNormalContactLaw law = normalLaw(surfaceMaterial(sides.surface(*this, 0)),
-                                            surfaceMaterial(sides.surface(*this, 1)), mass);
+   const ZqNormalContactLaw law =
+      normalLaw(surfaceMaterial(sides.surface(*this, 0)), surfaceMaterial(sides.surface(*this, 1)),
+                data.pairMass());
    PointContact contact(*this, sides, data);
    contact.press(law);
    if (const ZqBaseDissipativeForceProcessor* friction = dissipativeForceProcessor();

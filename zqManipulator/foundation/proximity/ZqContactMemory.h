@@ -77,7 +77,6 @@ struct ZqContactResponse
    /// @{
    ZqReal stiffness = 0.0;   ///< along the normal, at the present depth (N/m)
    ZqReal dampingTime = 0.0; ///< the longest of the ratios of a damper to its spring (s)
-   ZqReal mass = 0.0;        ///< m1 m2 / (m1 + m2) of the bodies (kg)
    /// @}
    /// \name Where the law tells points apart: in the order of the manifold
    /// @{

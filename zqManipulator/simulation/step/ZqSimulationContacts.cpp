@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <map>
+#include <utility>
 
 namespace
 {
@@ -110,16 +111,17 @@ ZqReal ZqSimulation::contactStepLimit()
    for (const Contact& contact : contacts())
    {
       const ZqContactResponse& response = contact.record->response();
-      if (!(response.stiffness > 0.0 && response.mass > 0.0))
+      const ZqReal pairMass = contact.record->pairMass();
+      if (!(response.stiffness > 0.0 && pairMass > 0.0))
          continue;
-      for (const Place& place : {contact.first, contact.second})
+      for (const auto& [place, mass] : {std::pair(contact.first, contact.record->mass1()),
+                                        std::pair(contact.second, contact.record->mass2())})
       {
          // What cannot move bears any load.
-         if (place.link == ZqBaseLinkIndex &&
-             m_members[place.manipulator].manipulator->isFixedBase())
+         if (!std::isfinite(mass))
             continue;
          Load& load = loads[{place.manipulator, place.link}];
-         load.squaredRate += 4.0 * response.stiffness / response.mass;
+         load.squaredRate += 4.0 * response.stiffness / pairMass;
          load.dampingTime = std::max(load.dampingTime, response.dampingTime);
       }
    }
