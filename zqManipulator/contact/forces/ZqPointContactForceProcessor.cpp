@@ -100,8 +100,9 @@ void zqShareOutPatch(std::span<const ZqVector> places, const ZqVector& normal,
       round += edge[i] = points[i].distance(points[i + 1 < count ? i + 1 : 0]);
    if (!(round > 0.0 && std::isfinite(round)))
       return;
+   const ZqReal perLength = 0.5 / round;
    for (std::size_t i = 0; i < count; ++i)
-      weights[points[i].place] = 0.5 * (edge[i] + edge[i > 0 ? i - 1 : count - 1]) / round;
+      weights[points[i].place] = (edge[i] + edge[i > 0 ? i - 1 : count - 1]) * perLength;
 }
 
 ZqContactMaterial ZqContactMaterial::ofPair(const ZqContactMaterial& a,
