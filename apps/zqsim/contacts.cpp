@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <limits>
 
 namespace
@@ -51,7 +52,8 @@ const char* zqsim::nameOf(ZqSimulation::ContactMode mode)
 void zqsim::warnOfDepth(const ZqSimulation& simulation)
 {
    const auto& deepest = simulation.greatestDepth();
-   if (!deepest)
+   const auto& divergence = simulation.divergence();
+   if (!deepest || (divergence && divergence->quantity == std::string_view("contact")))
       return;
    ZqReal extent = std::numeric_limits<ZqReal>::infinity();
    for (const ZqSimulation::Place& place : {deepest->first, deepest->second})
@@ -63,8 +65,32 @@ void zqsim::warnOfDepth(const ZqSimulation& simulation)
    if (deepest->depth > ZqContactEstimate::deepRest * extent)
       complain("warning: " + linkName(simulation, deepest->first) + " and " +
                linkName(simulation, deepest->second) + " were " + text(deepest->depth) +
-               " m deep in each other at " + exact(deepest->time) +
+               " m deep in each other at " + text(deepest->time) +
                " s: the step is too long, or contact too soft, for what they did");
+}
+
+ZqReal zqsim::fitStep(const ZqStatedSystem& start, ZqReal step,
+                      const ZqSimulation::Divergence& divergence)
+{
+   ZqReal limit = divergence.contactStepLimit;
+   ZqSystemActiveState active;
+   active.setNonredundantState(start.state());
+   const ZqLinkInteractionsVector& interactions = start.system().linkInteractionsVector();
+   for (unsigned i = 0; i < interactions.size(); ++i)
+   {
+      const auto* contact = dynamic_cast<const ZqLinkCollisionForce*>(&interactions[i]);
+      const ZqBaseCollisionForceProcessor* law =
+         contact != nullptr ? contact->collisionForceContainer().topElement() : nullptr;
+      if (law == nullptr)
+         continue;
+      const auto estimate = ZqContactEstimate::of(start, active, *law).step;
+      if (estimate && estimate->longest < step)
+         limit = estimate->longest;
+   }
+   // To two digits.
+   const ZqReal fit = ZqContactEstimate::safePart * limit;
+   const ZqReal unit = std::pow(10.0, std::floor(std::log10(fit)) - 1.0);
+   return std::floor(fit / unit) * unit;
 }
 
 zqsim::Json zqsim::summarizeContacts(ZqSimulation& simulation)

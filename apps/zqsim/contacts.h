@@ -19,6 +19,11 @@ const char* nameOf(ZqSimulation::ContactMode mode);
 /// Warns when links were so deep in each other as bodies never are.
 void warnOfDepth(const ZqSimulation& simulation);
 
+/// A step (s) that contact takes, after one that was too long for it: by the model at the start of the run, else by
+/// the contact that went wrong.
+ZqReal fitStep(const ZqStatedSystem& start, ZqReal step,
+               const ZqSimulation::Divergence& divergence);
+
 /// What a summary tells of contacts; null for a system without.
 Json summarizeContacts(ZqSimulation& simulation);
 /// The same for people.

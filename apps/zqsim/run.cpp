@@ -333,18 +333,30 @@ std::vector<std::string> groupsOf(const RunOptions& options,
    return {otherwise.begin(), otherwise.end()};
 }
 
-/// What is often to blame for a divergence.
-std::string deepestOf(const ZqSimulation& simulation, const ZqSimulation::Divergence& divergence)
+/// What has diverged, and the contact that is, or often is, to blame.
+std::string describeDivergence(const ZqSimulation& simulation,
+                               const ZqSimulation::Divergence& divergence,
+                               const ZqStatedSystem& start, ZqReal step)
 {
-   if (!divergence.deepestContact)
-      return "";
-   const auto& [first, second, depth, time] = *divergence.deepestContact;
-   return "; the deepest contact was " + text(depth) + " m, at " + exact(time) +
-          " s: " + linkName(simulation, first) + " and " + linkName(simulation, second);
+   std::string result = "diverged at " + exact(divergence.time) + " s: ";
+   const auto& deepest = divergence.deepestContact;
+   const std::string pair = deepest ? linkName(simulation, deepest->first) + " and " +
+                                         linkName(simulation, deepest->second)
+                                    : "";
+   const std::string depth =
+      deepest ? text(deepest->depth) + " m deep in each other at " + text(deepest->time) + " s"
+              : "";
+   if (divergence.quantity == std::string_view("contact"))
+      return result + "the step is far too long for the contact of " + pair + ", " + depth +
+             ": take one of " + text(fitStep(start, step, divergence)) + " s";
+   result += std::string("the ") + divergence.quantity + " of " +
+             nameOf(simulation, divergence.place) + " is not finite";
+   return deepest ? result + "; the deepest contact was that of " + pair + ", " + depth : result;
 }
 
 /// Files and summary. What fails keeps nothing else from being written.
 std::vector<Failure> report(const RunOptions& options, ZqReal step, const Schedule& schedule,
+                            const ZqStatedSystem& start,
                             const ZqLinkInteractionsVector& interactions, ZqSimulation& simulation,
                             const Outcome& outcome, const Plot* plot, OutputFile* plotFile)
 {
@@ -391,11 +403,8 @@ std::vector<Failure> report(const RunOptions& options, ZqReal step, const Schedu
             options.json ? print(data) : print(describeRun(data));
          });
    if (const auto& divergence = simulation.divergence())
-      failures.emplace_back(NumericalFailure, "diverged at " + exact(divergence->time) +
-                                                 " s: the " + divergence->quantity + " of " +
-                                                 nameOf(simulation, divergence->place) +
-                                                 " is not finite" +
-                                                 deepestOf(simulation, *divergence) + saved);
+      failures.emplace_back(NumericalFailure,
+                            describeDivergence(simulation, *divergence, start, step) + saved);
    return failures;
 }
 
@@ -456,8 +465,8 @@ ExitCode simulate(const RunOptions& options)
    warnOfDepth(simulation);
 
    // The last failure gives the exit code.
-   const std::vector<Failure> failures = report(options, step, schedule, interactions, simulation,
-                                                outcome, plot.get(), plotFile.get());
+   const std::vector<Failure> failures = report(options, step, schedule, scene, interactions,
+                                                simulation, outcome, plot.get(), plotFile.get());
    if (failures.empty())
       return Done;
    for (const Failure& failure : failures)
@@ -474,10 +483,11 @@ constexpr const char* explanation =
    "closed. Manipulators\n"
    "that are attached ride on their carriers, which bear their bases. Springs, doors and contact\n"
    "between links act as the interactions of the model tell. The run ends early when a\n"
-   "stopping criterion is met, when something is not finite any more (exit code 4), and at Ctrl-C\n"
-   "or SIGTERM (130); files then hold what there is. When a file is standard output, no summary "
-   "is\n"
-   "written.";
+   "stopping criterion is met, when something is not finite any more or the step is far too long "
+   "for\n"
+   "a contact (exit code 4), and at Ctrl-C or SIGTERM (130); files then hold what there is. When "
+   "a\n"
+   "file is standard output, no summary is written.";
 } // namespace
 
 zqsim::Run zqsim::run(CLI::App& arguments)

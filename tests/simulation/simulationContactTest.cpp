@@ -294,4 +294,49 @@ TEST(SimulationContact, BadStartsEndVisibly)
             EXPECT_TRUE(std::isfinite(position.coordSysXForm().translation().mag()));
       }
 }
+// With a step that is far too long the energy of what falls would grow by orders; so would that of bodies which begin
+// deep in each other, but a step that suits their depth parts them.
+TEST(SimulationContact, StepsThatAreFarTooLongEndVisibly)
+{
+   const ZqMassSpringCollisionForceProcessor told;
+   const struct
+   {
+      const char* what;
+      ZqLinkCollisionForce contact;
+      ZqReal height, speed, step;
+      bool diverges;
+   } cases[] = {
+      {"falls", zqTest::contactOf(ContactMaterial()), 0.2, -3.0, 0.01, true},
+      {"falls by a told law", zqTest::contactOf(told), 0.2, -3.0, 0.05, true},
+      {"falls by short steps", zqTest::contactOf(ContactMaterial()), 0.2, -3.0, 2e-4, false},
+      {"is within the floor", zqTest::contactOf(ContactMaterial()), -0.3, 0.0, 1e-4, false},
+      {"sinks on", zqTest::contactOf(ContactMaterial()), -0.3, -200.0, 5e-3, true}};
+   for (const auto& [what, contact, height, speed, step, diverges] : cases)
+      for (const Integrator integrator : integrators)
+      {
+         SCOPED_TRACE(what);
+         ContactScene scene;
+         scene.addFloor();
+         scene.addFree(cube(), Frame(ZqVector(0.0, 0.0, height)), {{0.0, 0.0, speed}, {}});
+         scene.setContact(contact);
+         ZqSimulation simulation(scene.system, by(integrator));
+         const ZqReal atStart = simulation.energy().kinetic + 0.5 * 1e5 * height * height + g;
+         for (int k = 1; k * step < 1.0 && simulation.stepTo(step * k); ++k)
+            EXPECT_LT(simulation.energy().total(), 4.0 * atStart) << k;
+         // What is implicit may bear longer steps.
+         if (!diverges || integrator == Integrator::SemiImplicitEuler)
+         {
+            ASSERT_EQ(simulation.divergence().has_value(), diverges);
+         }
+         if (!simulation.divergence())
+         {
+            EXPECT_TRUE(diverges || zqTest::wayOf(simulation, 1).z() > 0.9 * half);
+            continue;
+         }
+         EXPECT_STREQ(simulation.divergence()->quantity, "contact");
+         EXPECT_EQ(simulation.divergence()->place.manipulator, 1U);
+         EXPECT_EQ(simulation.divergence()->deepestContact->time, simulation.state().time());
+         EXPECT_LT(simulation.divergence()->contactStepLimit, step);
+      }
+}
 } // namespace

@@ -70,7 +70,7 @@ Energies energiesOf(const ContactScene& scene, ZqReal step, int steps)
 
 TEST(ContactCheck, ASmallerStepIsStableAndOneFarBeyondRings)
 {
-   // Steps rang up from 1.1 to 2.7 times the longest one in a search over such cases.
+   // Steps rang up from 1.1 to 2.7 times the longest one in a search over such cases; told is 0.65 of it.
    for (const ZqReal mass : {0.01, 1.0, 100.0})
       for (const ZqReal stiffness : {1e5, 1e7})
          for (const ZqReal exponent : {1.0, 1.5})
@@ -89,8 +89,8 @@ TEST(ContactCheck, ASmallerStepIsStableAndOneFarBeyondRings)
                const ZqReal longest = numberBehind(*text, "take one of ");
                EXPECT_FALSE(findingOf(scene, 0.99 * longest, "contact-step"));
                const ZqReal atStart = energiesOf(scene, longest, 0).last;
-               EXPECT_LT(energiesOf(scene, 0.9 * longest, 3000).last, 0.1 * atStart);
-               EXPECT_GT(energiesOf(scene, 3.5 * longest, 3000).greatest, 1e3 * atStart);
+               EXPECT_LT(energiesOf(scene, 1.5 * longest, 3000).last, 0.1 * atStart);
+               EXPECT_GT(energiesOf(scene, 6.0 * longest, 3000).greatest, 1e3 * atStart);
             }
 }
 
@@ -155,7 +155,8 @@ TEST(ContactCheck, InteractionsOfLinksThatThereAreNotAreTold)
 {
    ContactScene scene;
    scene.addFloor();
-   scene.addFree(zqTest::solidBox(1.0, {0.05, 0.05, 0.05}), {ZqVector(0.0, 0.0, 1.0), ZqOrientation()});
+   scene.addFree(zqTest::solidBox(1.0, {0.05, 0.05, 0.05}),
+                 {ZqVector(0.0, 0.0, 1.0), ZqOrientation()});
    ZqLinkInteractionsVector interactions;
    ZqSpringAndDamperBetweenLinks spring;
    spring.setManipulatorTwoIndex(7);

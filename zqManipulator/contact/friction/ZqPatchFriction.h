@@ -41,6 +41,7 @@ struct ZqPatchFriction
    ZqReal energy = 0.0;                                     ///< stored (J)
    ZqReal loss = 0.0;                                       ///< by dampers (W)
    ZqReal slipLoss = 0.0;    ///< by yielding since the evaluation before (J)
+   ZqReal stiffness = 0.0;   ///< of the whole patch across its normal (N/m)
    ZqReal dampingTime = 0.0; ///< damper by stiffness of points that stick (s)
    ZqReal gain = 0.0;        ///< by points that came, went or changed their shares (J)
 };

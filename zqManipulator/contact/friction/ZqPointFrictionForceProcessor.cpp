@@ -186,6 +186,7 @@ void PatchEvaluation::run() noexcept
 {
    const int count = m_input.count;
    m_out.energy = m_out.loss = m_out.slipLoss = m_out.gain = 0.0;
+   m_out.stiffness = m_constants.stiffness;
    m_out.dampingTime =
       m_constants.stiffness > 0.0 ? m_constants.damper / m_constants.stiffness : 0.0;
    m_memory.gripCount = count;

@@ -8,6 +8,7 @@
 #include "zqManipulator/contact/friction/ZqPointFrictionForceProcessor.h"
 #include "zqManipulator/contact/proximity/ZqContactMass.h"
 #include "zqManipulator/contact/proximity/ZqManipulatorCollisionTool.h"
+#include "zqManipulator/contact/response/ZqContactLoad.h"
 #include "zqManipulator/contact/response/ZqContactSides.h"
 #include "zqManipulator/foundation/geometry/ZqConvexAlgebra.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
@@ -189,33 +190,17 @@ struct Rest
    ZqReal leverSquared;
 };
 
-/// What limits a step, for each direction: x'' = -w2 x - w2 T x' is stable by steps with
-/// dt^2 w2 / 4 + dt w2 T / 2 < 1, and sums of such terms as each of them.
+/// What limits a step, for each direction.
 struct Terms
 {
    void operator+=(const Terms& other)
    {
       for (std::size_t i = 0; i < 2; ++i)
-      {
-         rate[i] += other.rate[i];
-         damping[i] += other.damping[i];
-      }
+         loads[i] += other.loads[i];
    }
-   /// sqrt(T^2 + 4 / w2) - T, without loss of digits.
-   ZqReal longestStep() const
-   {
-      ZqReal longest = infinity;
-      for (std::size_t i = 0; i < 2; ++i)
-         if (rate[i] > 0.0)
-         {
-            const ZqReal T = damping[i] / rate[i];
-            longest = std::min(longest, 4.0 / rate[i] / (std::sqrt(T * T + 4.0 / rate[i]) + T));
-         }
-      return longest;
-   }
+   ZqReal longestStep() const { return std::min(loads[0].longestStep(), loads[1].longestStep()); }
 
-   std::array<ZqReal, 2> rate{};    ///< w2 (1/s^2)
-   std::array<ZqReal, 2> damping{}; ///< w2 T (1/s)
+   std::array<ZqContactLoad, 2> loads;
 };
 
 class Estimator
@@ -234,7 +219,9 @@ public:
       collectBodies();
       collectTouches();
    }
-   std::optional<ZqContactEstimate::Step> step();
+   void compareSteps();
+   const std::optional<ZqContactEstimate::Step>& step() const { return m_step; }
+   const std::optional<ZqContactEstimate::Step>& touchingStep() const { return m_touchingStep; }
    const std::optional<ZqContactEstimate::Sinking>& sinking() const { return m_sinking; }
    std::vector<ZqContactEstimate::Stack> softStacks();
 
@@ -253,7 +240,8 @@ private:
    void compareKinds(const Kind& kind1, const Kind& kind2);
    void compareLoads(const Kind& kind1, const Kind& kind2);
    void compareTouches();
-   void compare(ZqReal longest, const Body& a, const Body& b);
+   static void compare(std::optional<ZqContactEstimate::Step>& step, ZqReal longest, const Body& a,
+                       const Body& b);
    void collectRests();
    void addRest(const ZqLinkKey& a, const ZqLinkKey& b);
    void collectSupports();
@@ -273,6 +261,7 @@ private:
    std::vector<Touch> m_touches;
    std::vector<Rest> m_rests;
    std::optional<ZqContactEstimate::Step> m_step;
+   std::optional<ZqContactEstimate::Step> m_touchingStep;
    std::optional<ZqContactEstimate::Sinking> m_sinking;
    std::vector<const Rest*>
       m_support; ///< of bodies that rest on one other, and could tilt; else null
@@ -406,17 +395,15 @@ Terms Estimator::termsOf(const SurfacePair& surfaces, const Body& a, const Body&
       m_law.stiffnesses(surfaces, std::max(depth, surfaces.depthUnder(weight)), mass);
    Terms terms;
    for (std::size_t i = 0; i < 2; ++i)
-   {
-      terms.rate[i] = 4.0 * stiffnesses[i].spring / mass;
-      terms.damping[i] = terms.rate[i] * stiffnesses[i].relaxation;
-   }
+      terms.loads[i] = ZqContactLoad::of(stiffnesses[i].spring, stiffnesses[i].relaxation, mass);
    return terms;
 }
 
-void Estimator::compare(ZqReal longest, const Body& a, const Body& b)
+void Estimator::compare(std::optional<ZqContactEstimate::Step>& step, ZqReal longest, const Body& a,
+                        const Body& b)
 {
-   if (longest < infinity && (!m_step || longest < m_step->longest))
-      m_step = {a.key, b.key, longest};
+   if (longest < infinity && (!step || longest < step->longest))
+      step = {a.key, b.key, longest};
 }
 
 /// Many bodies are alike: of two kinds one pair is enough.
@@ -436,7 +423,7 @@ void Estimator::compareKinds(const Kind& kind1, const Kind& kind2)
    for (const std::size_t i : bodies1)
       for (const std::size_t j : bodies2)
          if (i != j && canCollide(m_bodies[i].key, m_bodies[j].key))
-            return compare(longest, m_bodies[i], m_bodies[j]);
+            return compare(m_step, longest, m_bodies[i], m_bodies[j]);
 }
 
 void Estimator::compareKinds()
@@ -490,24 +477,33 @@ void Estimator::compareTouches()
       {
          Load& load = loads[body];
          load.sum += terms;
-         if (terms.rate[0] > load.greatest)
+         if (terms.loads[0].rate > load.greatest)
          {
-            load.greatest = terms.rate[0];
+            load.greatest = terms.loads[0].rate;
             load.stiffest = &touch;
          }
       }
    }
    for (std::size_t i = 0; i < m_bodies.size(); ++i)
       if (const Touch* touch = loads[i].stiffest; touch != nullptr && m_bodies[i].mass < infinity)
-         compare(loads[i].sum.longestStep(), m_bodies[touch->bodies[0]],
+         compare(m_touchingStep, loads[i].sum.longestStep(), m_bodies[touch->bodies[0]],
                  m_bodies[touch->bodies[1]]);
 }
 
-std::optional<ZqContactEstimate::Step> Estimator::step()
+void Estimator::compareSteps()
 {
    compareKinds();
    compareTouches();
-   return m_step;
+   collectRests();
+   for (const Rest& rest : m_rests)
+   {
+      const Body& lower = m_bodies[rest.lower];
+      const Body& upper = m_bodies[rest.upper];
+      compare(m_touchingStep, termsOf(rest.surfaces, lower, upper, 0.0).longestStep(), lower,
+              upper);
+   }
+   if (m_touchingStep && (!m_step || m_touchingStep->longest < m_step->longest))
+      m_step = m_touchingStep;
 }
 
 // Stacks
@@ -662,7 +658,6 @@ std::vector<ZqContactEstimate::Stack> Estimator::softStacks()
 {
    if (!(m_gravity.mag() > 0.0))
       return {};
-   collectRests();
    collectSupports();
    std::vector<bool> bears(m_bodies.size());
    for (const Rest* rest : m_support)
@@ -699,7 +694,9 @@ ZqContactEstimate ZqContactEstimate::of(const ZqStatedSystem& scene,
       return {};
    estimator.collect();
    ZqContactEstimate result;
+   estimator.compareSteps();
    result.step = estimator.step();
+   result.touchingStep = estimator.touchingStep();
    result.sinking = estimator.sinking();
    result.softStacks = estimator.softStacks();
    return result;

@@ -49,6 +49,10 @@ struct ZqContactEstimate
    /// The sum is over what a link touches now; two links that do not touch have one term. None when no two
    /// links may collide of which one can move.
    std::optional<Step> step;
+   /// Of the pairs that touch or rest on each other within a millimetre.
+   std::optional<Step> touchingStep;
+   /// Of the longest step: beyond it, weights that are put on at once make bodies rock longer than they should.
+   static constexpr ZqReal safePart = 0.65;
 
    /// The deepest rest of a link by its weight in another one that it may collide with, if that is deep:
    /// more than this part of the least extent of its box.

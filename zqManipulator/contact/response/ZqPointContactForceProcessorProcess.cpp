@@ -161,6 +161,7 @@ void PointContact::takePointFriction(const ZqPatchFriction& friction)
    m_response.tangentialLoss = friction.loss;
    m_response.slipLoss = friction.slipLoss;
    m_response.patchGain = friction.gain;
+   m_response.stiffness = std::max(m_response.stiffness, friction.stiffness);
    m_response.dampingTime = std::max(m_response.dampingTime, friction.dampingTime);
 }
 

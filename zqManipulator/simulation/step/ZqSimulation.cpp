@@ -76,6 +76,7 @@ ZqSimulation::Member ZqSimulation::makeMember(ZqU32 index)
    findRigidBody(member);
    if (!member.rigidBody)
       member.solvers = std::make_unique<Solvers>();
+   findSizes(member);
 
    ZqManipulatorActiveState& active = activeState(index);
    active.setAccelerationState(member.gravity);
@@ -151,13 +152,13 @@ bool ZqSimulation::stepTo(ZqReal time)
       if (m_settings.integrator != Integrator::SemiImplicitEuler)
          m_members[i].drivesBefore = activeState(i).actuatorState();
    }
-   computeAccelerations();
+   computeAccelerations(dt);
    const bool isDone = advance(dt);
    m_state.setTime(time);
    if (m_divergence)
       m_divergence->time = time;
    followCarriers();
-   if (!isDone || !isStateFinite())
+   if (!isDone || !isStateFinite() || isAnyContactLost(dt))
    {
       m_state = m_stateBefore;
       for (const ZqU32 i : m_jointed)
@@ -229,12 +230,12 @@ const ZqReArray& ZqSimulation::constraintForces(ZqU32 manipulator)
 
 /// Those of the present state, with the power converters as they are; what interactions remember is led
 /// on.
-void ZqSimulation::computeAccelerations()
+void ZqSimulation::computeAccelerations(ZqReal dt)
 {
    endTrial();
    takeState();
    interact(m_state.time());
-   noteContacts();
+   noteContacts(dt);
    beginTrial();
    solveAll();
 }

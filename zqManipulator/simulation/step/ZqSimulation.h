@@ -157,10 +157,15 @@ public:
    struct Divergence
    {
       Place place;
-      ZqReal time;          ///< s
-      const char* quantity; ///< that is not finite
-      /// Of those that touched where the step began: what is often to blame.
+      ZqReal time; ///< s
+      const char*
+         quantity; ///< that is not finite; "contact" where the step is far too long for one
+      /// Of those that touched where the step began: what is often to blame. With the quantity "contact" the
+      /// one that it is.
       std::optional<DeepestContact> deepestContact = {};
+      /// With the quantity "contact", the longest step (s) that this one contact would have taken, by
+      /// `contactStepLimit`.
+      ZqReal contactStepLimit = 0.0;
    };
 
    /// Begins at the state of the scene, with attached manipulators where they are carried, bases that are
@@ -227,9 +232,11 @@ public:
    /// input or `setInteractionState`, and until `interactionState` is asked for.
    const std::vector<Contact>& contacts();
    /// The longest step (s) for which the contacts of the present are stable, by the stiffness and the damping
-   /// that their laws tell; infinite without any. With w^2 the sum over the contacts of a body of
-   /// 4 k (1/m1 + 1/m2), and T the longest of their damping times, it is sqrt(T^2 + 4 / w^2) - T, the least
-   /// over all bodies. Half of it is safe; a quarter of it shows how deep contacts get to 1 %.
+   /// that their laws tell; infinite without any. With w2 the sum over the contacts of a body of
+   /// 4 k (1/m1 + 1/m2), and T the mean of their damping times, weighted by these terms, it is
+   /// sqrt(T^2 + 4 / w2) - T, the least over all bodies. It is a bound for small motions about rest: near it, a
+   /// weight that is put on at once may rock a body that should slide, and 0.65 of it is safe. How deep bodies
+   /// get in an impact needs a quarter of it, to 1 %.
    ZqReal contactStepLimit();
    /// @}
    /// Of the present state. One that is not finite is a divergence.
@@ -304,7 +311,7 @@ private:
    void keepMomentum(ZqU32 index, ZqReal dt, bool withPosition);
 
    // Accelerations
-   void computeAccelerations();
+   void computeAccelerations(ZqReal dt);
    void computeTrialAccelerations(ZqReal time);
    void takeState();
    void solveAll();
@@ -316,12 +323,18 @@ private:
    // Interactions
    struct Carried;
    struct ContactOfStep;
+   struct Push;
    void findCarriers();
    void interact(ZqReal time);
    void passForcesToCarriers();
    void beginTrial();
    void endTrial();
-   void noteContacts();
+   void findSizes(Member& member) const;
+   void noteContacts(ZqReal dt);
+   void notePush(const ZqShapeCollisionData& record, ZqReal depth, ZqReal dt);
+   ZqReal sizeAt(const Place& place) const;
+   ZqReal separationSpeed(const Push& push);
+   bool isAnyContactLost(ZqReal dt);
    bool isShape(const ZqShapeKey& key) const;
    static ContactMode modeOf(const ZqContactMemory& memory);
    ZqSystemShapeCollisionCache& collisions() { return m_active.systemShapeCollisionCache(); }
@@ -391,7 +404,8 @@ private:
    bool m_areContactsPresent = false;
    std::vector<ContactOfStep> m_contactsOfStep; ///< that of the last one
    std::vector<ContactOfStep>
-      m_contactsBefore; ///< and of the one before, which it is compared with
+      m_contactsBefore;        ///< and of the one before, which it is compared with
+   std::vector<Push> m_pushes; ///< the hard ones of the step
    std::optional<DeepestContact> m_deepestContact; ///< where the last step began
    std::optional<DeepestContact> m_greatestDepth;
    std::uint64_t m_slips = 0;

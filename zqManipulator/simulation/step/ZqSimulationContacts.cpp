@@ -1,3 +1,5 @@
+#include "zqManipulator/contact/response/ZqContactLoad.h"
+#include "zqManipulator/foundation/geometry/ZqAxisAlignedBoundingBox.h"
 #include "zqManipulator/simulation/step/ZqSimulationMember.h"
 
 #include <algorithm>
@@ -8,6 +10,9 @@
 
 namespace
 {
+/// How far bodies have to be thrown in a step, in terms of their size, to count as thrown.
+constexpr ZqReal thrownPart = 0.1;
+
 ZqReal depthOf(const ZqShapeCollisionData& record)
 {
    return std::max(0.0, -record.separationDistance());
@@ -47,13 +52,35 @@ ZqSimulation::ContactOfStep::ContactOfStep(const ZqShapeKey& key1, const ZqShape
              second.linkIndex(),       first.shapeIndex(), second.shapeIndex()};
 }
 
+void ZqSimulation::findSizes(Member& member) const
+{
+   if (!m_interacts)
+      return;
+   const auto add = [&](const ZqManipulatorLink& link)
+   {
+      const ZqVector e =
+         link.shape() != nullptr ? link.shape()->axisAlignedBoundingBox({}).extents() : ZqVector();
+      member.linkSizes.push_back(std::max({e.x(), e.y(), e.z()}));
+   };
+   add(member.manipulator->concreteReference());
+   for (const Joint& joint : member.joints)
+      add(*joint.link);
+}
+
+ZqReal ZqSimulation::sizeAt(const Place& place) const
+{
+   return m_members[place.manipulator]
+      .linkSizes[place.link == ZqBaseLinkIndex ? 0 : place.link + 1];
+}
+
 /// Takes down what the evaluation has found with which a step begins. What it found before is walked
 /// over beside.
-void ZqSimulation::noteContacts()
+void ZqSimulation::noteContacts(ZqReal dt)
 {
    if (!m_interacts)
       return;
    m_deepestContact.reset();
+   m_pushes.clear();
    m_contactsBefore.swap(m_contactsOfStep);
    m_contactsOfStep.clear();
    auto before = m_contactsBefore.begin();
@@ -68,6 +95,7 @@ void ZqSimulation::noteContacts()
       m_slips += stuck && now.mode == ContactMode::Slips;
       m_contactsOfStep.push_back(now);
       const ZqReal depth = depthOf(*record);
+      notePush(*record, depth, dt);
       if (!m_deepestContact || depth > m_deepestContact->depth)
          m_deepestContact = DeepestContact{{record->manipulatorOneID(), record->linkOneID()},
                                            {record->manipulatorTwoID(), record->linkTwoID()},
@@ -102,36 +130,90 @@ const std::vector<ZqSimulation::Contact>& ZqSimulation::contacts()
 
 ZqReal ZqSimulation::contactStepLimit()
 {
-   struct Load
-   {
-      ZqReal squaredRate = 0.0; ///< rad^2/s^2
-      ZqReal dampingTime = 0.0; ///< s
-   };
-   std::map<std::pair<ZqU32, ZqU32>, Load> loads;
+   std::map<std::pair<ZqU32, ZqU32>, ZqContactLoad> loads;
    for (const Contact& contact : contacts())
    {
       const ZqContactResponse& response = contact.record->response();
-      const ZqReal pairMass = contact.record->pairMass();
-      if (!(response.stiffness > 0.0 && pairMass > 0.0))
-         continue;
+      const auto load =
+         ZqContactLoad::of(response.stiffness, response.dampingTime, contact.record->pairMass());
       for (const auto& [place, mass] : {std::pair(contact.first, contact.record->mass1()),
                                         std::pair(contact.second, contact.record->mass2())})
-      {
          // What cannot move bears any load.
-         if (!std::isfinite(mass))
-            continue;
-         Load& load = loads[{place.manipulator, place.link}];
-         load.squaredRate += 4.0 * response.stiffness / pairMass;
-         load.dampingTime = std::max(load.dampingTime, response.dampingTime);
-      }
+         if (std::isfinite(mass))
+            loads[{place.manipulator, place.link}] += load;
    }
    ZqReal result = std::numeric_limits<ZqReal>::infinity();
    for (const auto& [place, load] : loads)
-   {
-      // sqrt(T^2 + r) - T, without the difference of numbers that are nearly the same.
-      const ZqReal r = 4.0 / load.squaredRate;
-      const ZqReal T = load.dampingTime;
-      result = std::min(result, r / (std::sqrt(T * T + r) + T));
-   }
+      result = std::min(result, load.longestStep());
    return result;
+}
+
+// Steps that are far too long
+
+/// Keeps a contact whose force alone would throw the two bodies, if they were free, so far in the step as no step
+/// that is short enough does: further than they are deep in each other, and than a good part of the smaller one.
+/// Likewise one that is deeper than the smaller one is large.
+void ZqSimulation::notePush(const ZqShapeCollisionData& record, ZqReal depth, ZqReal dt)
+{
+   const Place first{record.manipulatorOneID(), record.linkOneID()};
+   const Place second{record.manipulatorTwoID(), record.linkTwoID()};
+   const ZqContactResponse& response = record.response();
+   const ZqReal size = std::min(sizeAt(first), sizeAt(second));
+   const ZqReal reach = std::max(depth, thrownPart * size);
+   const ZqReal way = dt * dt * (1.0 / record.mass1() + 1.0 / record.mass2());
+   if (!(response.normalForce.magSquared() * way * way > reach * reach || depth > size))
+      return;
+   const ZqReal mass = record.pairMass();
+   const ZqReal told =
+      ZqContactLoad::of(response.stiffness, response.dampingTime, mass).longestStep();
+   const ZqReal secant =
+      ZqContactLoad::of(response.normalForce.mag() / depth, 0.0, mass).longestStep();
+   m_pushes.push_back({{first, second, depth, m_state.time()},
+                       response.normalForce.unitVector(),
+                       {record.contactPointRel1(), record.contactPointRel2()},
+                       reach,
+                       depth > size,
+                       record.mass1() <= record.mass2(),
+                       std::min(told, secant),
+                       0.0});
+   m_pushes.back().speed = separationSpeed(m_pushes.back());
+}
+
+/// Of the points that touched where the step began, along the force (m/s).
+ZqReal ZqSimulation::separationSpeed(const Push& push)
+{
+   const auto speedOf = [&](const Place& place, const ZqVector& point)
+   {
+      ZqManipulatorActiveState& active = activeState(place.manipulator);
+      const ZqManipulatorLink& link = *linkAt(place);
+      const ZqGeneralMotion& V = link.primaryFrameVelocityInSystem(active);
+      const ZqVector arm =
+         link.primaryFrameInSystem(active.activePositionState()).orientation() * point;
+      return (V.linear() + V.angular().cross(arm)).dot(push.direction);
+   };
+   return speedOf(push.contact.first, push.points[0]) -
+          speedOf(push.contact.second, push.points[1]);
+}
+
+/// Whether the step has thrown links apart as no contact does, by one leap and much faster than they came
+/// together; or whether links that are all within each other go on, where the step is too long for their contact.
+/// Links that are light beside what hangs on them push hard, and do not leap.
+bool ZqSimulation::isAnyContactLost(ZqReal dt)
+{
+   if (m_pushes.empty())
+      return false;
+   m_active.setNonredundantState(m_state);
+   for (const Push& push : m_pushes)
+   {
+      const ZqReal speed = separationSpeed(push);
+      const bool isThrown = speed * dt > push.reach && speed > 2.0 * std::abs(push.speed);
+      const bool isSunk = push.isWithin && speed < 0.0 && dt > push.stepLimit;
+      if (!isThrown && !isSunk)
+         continue;
+      const auto& [first, second, depth, time] = push.contact;
+      m_divergence = Divergence{push.isFirstLighter ? first : second, m_state.time(), "contact",
+                                push.contact, push.stepLimit};
+      return true;
+   }
+   return false;
 }

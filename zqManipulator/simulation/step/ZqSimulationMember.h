@@ -89,6 +89,19 @@ struct ZqSimulation::Solvers
    ZqConstraintProjection projection;
 };
 
+/// A contact that pushes so hard that the step may be too long for it.
+struct ZqSimulation::Push
+{
+   DeepestContact contact;
+   ZqVector direction;             ///< of the force on the first link, unit, in the system
+   std::array<ZqVector, 2> points; ///< that touch, in the primary frames
+   ZqReal reach;                   ///< as far as links that are thrown go in the step, at least (m)
+   bool isWithin;                  ///< deeper than the smaller link is large
+   bool isFirstLighter;
+   ZqReal stepLimit; ///< s
+   ZqReal speed;     ///< with which the points part where the step begins (m/s)
+};
+
 /// What belongs to one manipulator.
 struct ZqSimulation::Member
 {
@@ -99,8 +112,9 @@ struct ZqSimulation::Member
 
    const ZqIndividualManipulator* manipulator;
    std::vector<Joint> joints;
-   bool isStill = false; ///< for ever: a fixed base without joints
-   ZqOrientation toPlace; ///< takes axes of the system to those of the manipulator's place
+   std::vector<ZqReal> linkSizes; ///< of the base first: the longest extents of their boxes (m)
+   bool isStill = false;          ///< for ever: a fixed base without joints
+   ZqOrientation toPlace;         ///< takes axes of the system to those of the manipulator's place
    std::optional<RigidBody> rigidBody;
    ZqAccelerationState accelerations;
    ZqAccelerationState gravity;
@@ -112,10 +126,10 @@ struct ZqSimulation::Member
    ZqConstraintKinematics constraintKinematics;
    ZqActuatorState drivesKept; ///< at the start of a step, or before an evaluation of the present
    std::unique_ptr<Solvers> solvers; ///< null for a rigid body
-   bool isConstrained = false; ///< and the solver heeds it
-   bool wasClosed = false;     ///< all loops, at the start or since
-   bool isToldOpen = false;    ///< by a message
-   std::vector<bool> isFree;   ///< of the joints, those that no limit holds
+   bool isConstrained = false;       ///< and the solver heeds it
+   bool wasClosed = false;           ///< all loops, at the start or since
+   bool isToldOpen = false;          ///< by a message
+   std::vector<bool> isFree;         ///< of the joints, those that no limit holds
    bool isAnyHeld = false;
    bool hasFiredCriterion = false;
 

@@ -306,6 +306,29 @@ ZqReal roundedDown(ZqReal value)
    const ZqReal unit = std::pow(10.0, std::floor(std::log10(value)) - 1.0);
    return std::floor(value / unit) * unit;
 }
+
+/// What touches is told before what may touch one day, which is not looked at so closely.
+void checkStep(Inspection& inspection, const ZqContactEstimate& estimate,
+               std::optional<ZqReal> step)
+{
+   constexpr ZqReal usualStep = 0.001;
+   const ZqReal length = step.value_or(usualStep);
+   const auto tell =
+      [&](const std::optional<ZqContactEstimate::Step>& pair, ZqReal part, const char* condition)
+   {
+      if (!pair || length < part * pair->longest)
+         return false;
+      inspection.report(step ? Severity::Warning : Severity::Note, "contact-step",
+                        pathOfLink(inspection, pair->link1),
+                        "a step of " + rounded(length) + " s is too long for its contact with " +
+                           nameOf(inspection, pair->link2) + condition + ": take one of " +
+                           rounded(roundedDown(ZqContactEstimate::safePart * pair->longest)) +
+                           " s");
+      return true;
+   };
+   if (!tell(estimate.touchingStep, ZqContactEstimate::safePart, ""))
+      tell(estimate.step, 1.0, ", should they touch");
+}
 } // namespace
 
 const ZqLinkCollisionForce* zqChecks::contactForceOf(const ZqStatedSystem& scene)
@@ -336,21 +359,13 @@ void zqChecks::checkInteractions(Inspection& inspection)
 
 void zqChecks::checkContact(Inspection& inspection, std::optional<ZqReal> step)
 {
-   constexpr ZqReal usualStep = 0.001;
    const ZqLinkCollisionForce* contact = contactForceOf(inspection.scene());
    if (contact == nullptr)
       return;
    const ZqContactEstimate estimate =
       ZqContactEstimate::of(inspection.scene(), inspection.activeState(),
                             *contact->collisionForceContainer().topElement());
-   const ZqReal length = step.value_or(usualStep);
-   if (estimate.step && !(length < estimate.step->longest))
-      inspection.report(step ? Severity::Warning : Severity::Note, "contact-step",
-                        pathOfLink(inspection, estimate.step->link1),
-                        "a step of " + rounded(length) + " s is too long for its contact with " +
-                           nameOf(inspection, estimate.step->link2) +
-                           ": stiffness and masses take one of " +
-                           rounded(roundedDown(estimate.step->longest)) + " s");
+   checkStep(inspection, estimate, step);
    if (estimate.sinking)
       inspection.report(Severity::Warning, "contact-too-soft",
                         pathOfLink(inspection, estimate.sinking->link1),
