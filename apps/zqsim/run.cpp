@@ -338,7 +338,7 @@ std::string describeDivergence(const ZqSimulation& simulation,
                                const ZqSimulation::Divergence& divergence,
                                const ZqStatedSystem& start, ZqReal step)
 {
-   std::string result = "diverged at " + exact(divergence.time) + " s: ";
+   std::string result = "diverged at " + text(divergence.time) + " s: ";
    const auto& deepest = divergence.deepestContact;
    const std::string pair = deepest ? linkName(simulation, deepest->first) + " and " +
                                          linkName(simulation, deepest->second)
@@ -374,7 +374,7 @@ std::vector<Failure> report(const RunOptions& options, ZqReal step, const Schedu
    };
    if (isInterrupted != 0)
       failures.emplace_back(Interrupted,
-                            "interrupted at " + exact(simulation.state().time()) + " s");
+                            "interrupted at " + text(simulation.state().time()) + " s");
    if (outcome.failure)
       failures.push_back(*outcome.failure);
    if (plot != nullptr)
@@ -393,7 +393,7 @@ std::vector<Failure> report(const RunOptions& options, ZqReal step, const Schedu
             if (options.isWithoutContact)
                scene.setLinkInteractionsVector(interactions);
             writeModel(scene, options.save);
-            saved = "; saved is the state at " + exact(simulation.state().time()) + " s";
+            saved = "; saved is the state at " + text(simulation.state().time()) + " s";
          });
    if (!options.quiet && !printsData(options))
       attempt(
@@ -493,6 +493,10 @@ constexpr const char* explanation =
 
 zqsim::Run zqsim::run(CLI::App& arguments)
 {
+   const CLI::Validator isNamed(
+      [](const std::string& name)
+      { return name.empty() ? std::string("the name of the file is empty") : std::string(); },
+      "");
    const auto options = std::make_shared<RunOptions>();
    options->declare(arguments);
    arguments.add_option("--time", options->time, "How long to simulate (s)")
@@ -535,6 +539,7 @@ zqsim::Run zqsim::run(CLI::App& arguments)
                   "A table (CSV) of what drives the model over time: \"time\" (s), and commands, "
                   "torques and external forces by name, as \"arm/forearm torque\"; an unknown name "
                   "is answered with those that there are")
+      ->check(isNamed)
       ->type_name("FILE");
    arguments
       .add_option("--interpolation", options->interpolation,
@@ -555,6 +560,7 @@ zqsim::Run zqsim::run(CLI::App& arguments)
       .add_option("--out", options->out,
                   "Where to record: to .csv, or standard output, a table over time; to .xml the "
                   "states")
+      ->check(isNamed)
       ->type_name("FILE");
    arguments
       .add_option("--columns", options->columns,
@@ -566,6 +572,7 @@ zqsim::Run zqsim::run(CLI::App& arguments)
       .add_option("--contacts", options->contacts,
                   "Where to record contacts, as .csv or to standard output: at each recorded time "
                   "one line for each pair of shapes that touch")
+      ->check(isNamed)
       ->type_name("FILE");
    arguments
       .add_option(
@@ -576,8 +583,10 @@ zqsim::Run zqsim::run(CLI::App& arguments)
    arguments
       .add_option("--save", options->save,
                   "Where to write the model as it ended, for another run to go on from")
+      ->check(isNamed)
       ->type_name("FILE");
    arguments.add_option("--plot", options->plot, "Where to draw the motion over time, as SVG")
+      ->check(isNamed)
       ->type_name("FILE");
    arguments.add_flag("--quiet", options->quiet, "Write nothing when all goes well");
    arguments.footer(explanation);

@@ -137,6 +137,7 @@ TEST_F(ZqsimContact, WithoutContactLinksFallThroughEachOther)
                halfEdge + 0.01 - 0.5 * gravity, gravity * 0.001);
    EXPECT_EQ(run("run " + model + " --time 1 --no-contact --contacts x.csv").code, 2);
    EXPECT_EQ(run("run " + model + " --time 1 --contacts x.xml").code, 2);
+   EXPECT_EQ(run("run " + model + " --time 1 --contacts ''").code, 2);
 }
 
 TEST_F(ZqsimContact, BadInputIsToldAndDivergesVisiblyOrIsDamped)
@@ -175,6 +176,22 @@ TEST_F(ZqsimContact, BadInputIsToldAndDivergesVisiblyOrIsDamped)
    lightOnHeavy.setContact(zqTest::ContactMaterial());
    ContactScene withoutLaw = cubeAt(0.01);
    withoutLaw.setContact(ZqLinkCollisionForce());
+   ContactScene twoLaws = cubeAt(0.01);
+   ZqLinkInteractionsVector interactions = twoLaws.system.system().linkInteractionsVector();
+   interactions.pushBack(zqTest::contactOf(zqTest::ContactMaterial()));
+   twoLaws.system.setLinkInteractionsVector(interactions);
+   zqTest::ContactMaterial slippery;
+   slippery.staticFriction = 0.2;
+   ContactScene heldInMotion = cubeAt(0.01);
+   heldInMotion.setContact(slippery);
+   const auto withoutError = [](Law& law)
+   {
+      ZqDissipativeForceProcessor friction;
+      friction.setUseStaticFriction(true);
+      friction.setLinearStaticFrictionModelMaxDistanceError(0.0);
+      law.setDissipativeForceProcessor(friction);
+      law.setUseFriction(true);
+   };
 
    struct Case
    {
@@ -205,6 +222,13 @@ TEST_F(ZqsimContact, BadInputIsToldAndDivergesVisiblyOrIsDamped)
        "interaction-constant", "defaultSpringExponent: is 1000");
    add("a surface of negative stiffness", withSurface("surfaceTensionSpringConstant", -1.0), "2e-4",
        "interaction-constant", "surfaces/'0'/surfaceTensionSpringConstant: is -1");
+   add("no stiffness", withLaw([](Law& law) { law.setDefaultSpringConstant(0.0); }), "0.001",
+       "contact-without-stiffness", "body0");
+   add("two laws", twoLaws, "2e-4", "contact-twice", "interaction 1");
+   add("more friction in motion than at rest", heldInMotion, "2e-4",
+       "friction-kinetic-above-static", "0.4, is above static friction, 0.2");
+   add("no error of static friction", withLaw(withoutError), "0.001", "interaction-constant",
+       "linearStaticFrictionModelMaxDistanceError: is 0, and not above 0");
    add("an unknown material", withSurface("surfaceMaterialType", ZqString("cheese")), "2e-4",
        "material-unknown", "cheese");
    for (const auto& [what, scene, step, code, text] : cases)

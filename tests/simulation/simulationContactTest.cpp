@@ -232,6 +232,68 @@ bool settles(ZqReal dt)
    return simulation.state().velocityStates()[1].generalVelocity().angular().mag() < 1e-6;
 }
 
+/// The same cube, as a reference to a heavier one that is fixed elsewhere.
+ZqStatedSystem cubeOfFixedModel(const Frame& frame)
+{
+   ContactScene scene;
+   scene.addFloor();
+   ZqPositionState elsewhere;
+   elsewhere.setCoordSysXForm(Frame(ZqVector(0.0, 0.0, 10.0)));
+   ZqIndividualManipulator model;
+   model.setShape(*cube().shape);
+   model.setMassProperties(zqTest::solidBox(7.0, {half, half, half}).mass);
+   model.setIsFixedBase(true);
+   const ZqU32 index = scene.add(model, elsewhere, {});
+   ZqManipulatorReferenceDescription description;
+   description.setIsManipulatorReferenced(true);
+   description.setReferencedManipulatorLabel(
+      scene.system.system().manipulators()[index].manipulatorLabel());
+   ZqIndividualManipulator reference;
+   reference.setManipulatorReferenceDescription(description);
+   reference.setMassProperties(cube().mass);
+   reference.setIsFixedBase(false);
+   ZqPositionState position;
+   position.setCoordSysXForm(frame);
+   scene.add(reference, position, {});
+   scene.setContact(ContactMaterial());
+   return scene.system;
+}
+
+/// The same cube, "fixed" to a free body that has no shape.
+ZqStatedSystem cubeOnCarrier(const Frame& frame)
+{
+   ContactScene scene;
+   scene.addFloor();
+   ZqIndividualManipulator body;
+   body.setMassProperties(cube().mass);
+   body.setIsFixedBase(false);
+   ZqPositionState position;
+   position.setCoordSysXForm(frame);
+   const ZqU32 carrier = scene.add(body, position, {});
+   body.setShape(*cube().shape);
+   body.setIsFixedBase(true);
+   const ZqU32 carried = scene.add(body, position, {});
+   ZqManipulatorSystemConfiguration configuration = scene.system.configuration();
+   ZqManipulatorAttachmentMap map;
+   EXPECT_TRUE(map.attachManipulator(carried, carrier, "", {}, ""));
+   configuration.setAttachmentMap(map);
+   scene.system.setConfiguration(configuration);
+   scene.setContact(ContactMaterial());
+   return scene.system;
+}
+
+/// By the estimate before a run.
+ZqReal estimatedStep(const ZqStatedSystem& scene)
+{
+   const auto& contact =
+      dynamic_cast<const ZqLinkCollisionForce&>(scene.system().linkInteractionsVector()[0]);
+   ZqSystemActiveState active;
+   active.setNonredundantState(scene.state());
+   const auto estimate =
+      ZqContactEstimate::of(scene, active, *contact.collisionForceContainer().topElement());
+   return estimate.touchingStep ? estimate.touchingStep->longest : zqTest::infinity;
+}
+
 TEST(SimulationContact, TellsTheLongestStep)
 {
    const ZqStatedSystem scene = oneCube(Frame(ZqVector(0.0, 0.0, restHeight())));
@@ -242,6 +304,14 @@ TEST(SimulationContact, TellsTheLongestStep)
    ZqSimulation::Settings without;
    without.interacts = false;
    EXPECT_EQ(ZqSimulation(scene, without).contactStepLimit(), zqTest::infinity);
+
+   // Whatever the body with the mass is made of.
+   for (const auto& sceneOf : {cubeOfFixedModel, cubeOnCarrier})
+   {
+      const ZqStatedSystem alike = sceneOf(Frame(ZqVector(0.0, 0.0, restHeight())));
+      EXPECT_DOUBLE_EQ(ZqSimulation(alike).contactStepLimit(), limit);
+      EXPECT_DOUBLE_EQ(estimatedStep(alike), estimatedStep(scene));
+   }
 }
 
 TEST(SimulationContact, CarriersFeelWhatTheirLoadTouches)

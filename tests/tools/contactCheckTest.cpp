@@ -127,6 +127,13 @@ TEST(ContactCheck, StacksFoldUpWhereTheyAreSaidTo)
    }
 }
 
+TEST(ContactCheck, WhatSinksRestsOnWhatIsBelow)
+{
+   const auto text = findingOf(stackOf(3, 100.0, 0.05, {}, 0.0), 1e-5, "contact-too-soft");
+   ASSERT_TRUE(text);
+   EXPECT_NE(text->find("\"body1\""), std::string::npos) << *text;
+}
+
 TEST(ContactCheck, LawsThatDoNothingAreTold)
 {
    const auto findingWith = [](const ZqBaseDissipativeForceProcessor& friction, bool isUsed)

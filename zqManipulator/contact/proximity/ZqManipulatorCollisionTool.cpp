@@ -1,5 +1,6 @@
 #include "zqManipulator/contact/proximity/ZqManipulatorCollisionTool.h"
 
+#include "zqManipulator/contact/proximity/ZqContactMass.h"
 #include "zqManipulator/contact/proximity/ZqNearLinks.h"
 #include "zqManipulator/foundation/geometry/ZqShape.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
@@ -8,6 +9,8 @@
 
 #include <boost/current_function.hpp>
 
+#include <algorithm>
+
 namespace
 {
 bool hasOwnMembers(const ZqShape& shape)
@@ -15,11 +18,26 @@ bool hasOwnMembers(const ZqShape& shape)
    return shape.isCompoundShape() && shape.compoundTestFlag();
 }
 
+/// What stands in the active state hangs on others.
+ZqReal massOf(const ZqManipulatorSystem& system, ZqSystemActiveState& activeState,
+              const ZqLinkKey& key, const ZqManipulatorLink& link)
+{
+   const std::vector<ZqU32>& attached = activeState.attachmentMapState()
+                                           .systemAttachmentState()
+                                           .dependentManipulatorIndices()
+                                           .values();
+   const bool isAttached =
+      std::find(attached.begin(), attached.end(), key.manipulatorIndex()) != attached.end();
+   return zqContactMass(system.manipulators()[key.manipulatorIndex()], link, isAttached);
+}
+
 /// The shape that the link knows by the record's number tells the same feature as the record, also
 /// when a volume around it was looked at.
-void takeLink(ZqShapeCollisionData& data, const ZqShapeKey& key, const ZqManipulatorLink& link)
+void takeLink(ZqShapeCollisionData& data, const ZqShapeKey& key, const ZqManipulatorLink& link,
+              ZqReal mass)
 {
    data.setLinkPointer(key, &link);
+   data.setMass(key, mass);
    if (const ZqShape* shape = link.shapeByIndex(key.shapeIndex()))
       shape->setClosestPointIndex(data.closestPointIndex(key));
 }
@@ -61,11 +79,15 @@ bool ZqManipulatorCollisionTool::computeLinkCollisionData(ZqU32 manipulator1, Zq
    ZqReal separation = 1e300;
    computeCollisionData(key1, key2, *shape1, *shape2, hasOwnMembers(*shape1),
                         hasOwnMembers(*shape2), X, cache, m_touching, separation);
+   if (m_touching.empty())
+      return false;
+   const ZqReal mass1 = massOf(system, activeState, key1, *a.link);
+   const ZqReal mass2 = massOf(system, activeState, key2, *b.link);
    for (const ZqShapeProximityKey& pair : m_touching)
       if (ZqShapeCollisionData* data = cache.getCollisionData(pair.first(), pair.second()))
       {
-         takeLink(*data, pair.first(), *a.link);
-         takeLink(*data, pair.second(), *b.link);
+         takeLink(*data, pair.first(), *a.link, mass1);
+         takeLink(*data, pair.second(), *b.link, mass2);
          computeAndStoreCollisionInformation(pair.first(), pair.second(), *a.link, *b.link, state1,
                                              state2, *data);
          cache.setValid(data);

@@ -6,9 +6,9 @@
 #include "zqManipulator/contact/friction/ZqDissipativeForceProcessor.h"
 #include "zqManipulator/contact/friction/ZqDryFrictionForceProcessor.h"
 #include "zqManipulator/contact/friction/ZqPointFrictionForceProcessor.h"
+#include "zqManipulator/contact/proximity/ZqContactMass.h"
 #include "zqManipulator/contact/proximity/ZqManipulatorCollisionTool.h"
 #include "zqManipulator/contact/response/ZqContactLoad.h"
-#include "zqManipulator/contact/response/ZqContactMass.h"
 #include "zqManipulator/contact/response/ZqContactSides.h"
 #include "zqManipulator/foundation/geometry/ZqConvexAlgebra.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
@@ -223,6 +223,7 @@ public:
    const std::optional<ZqContactEstimate::Step>& step() const { return m_step; }
    const std::optional<ZqContactEstimate::Step>& touchingStep() const { return m_touchingStep; }
    const std::optional<ZqContactEstimate::Sinking>& sinking() const { return m_sinking; }
+   const auto& forceless() const { return m_forceless; }
    std::vector<ZqContactEstimate::Stack> softStacks();
 
 private:
@@ -239,6 +240,7 @@ private:
    void compareKinds();
    void compareKinds(const Kind& kind1, const Kind& kind2);
    void compareLoads(const Kind& kind1, const Kind& kind2);
+   void findForceless(const Kind& kind1, const Kind& kind2);
    void compareTouches();
    static void compare(std::optional<ZqContactEstimate::Step>& step, ZqReal longest, const Body& a,
                        const Body& b);
@@ -263,6 +265,7 @@ private:
    std::optional<ZqContactEstimate::Step> m_step;
    std::optional<ZqContactEstimate::Step> m_touchingStep;
    std::optional<ZqContactEstimate::Sinking> m_sinking;
+   std::optional<std::pair<ZqLinkKey, ZqLinkKey>> m_forceless;
    std::vector<const Rest*>
       m_support; ///< of bodies that rest on one other, and could tilt; else null
 };
@@ -288,16 +291,19 @@ void Estimator::addBody(ZqU32 index, const ZqManipulatorLink& link)
    const ZqIndividualManipulator& manipulator = m_scene.system().manipulators()[index];
    Body body;
    body.key = {index, link.linkIndex()};
-   body.mass = zqContactMass(link);
+   const bool isAttached =
+      m_scene.configuration().attachmentMap().baseManipulatorIndex(index) != index;
+   body.mass = zqContactMass(manipulator, link, isAttached);
    if (body.mass < infinity)
    {
       ZqVector center;
-      link.massProperties().getCenterOfMass(center);
+      const bool isBase = link.linkIndex() == ZqBaseLinkIndex;
+      (isBase ? manipulator : link).massProperties().getCenterOfMass(center);
       auto& state = m_active.manipulatorActiveStateVector()[index].activePositionState();
       body.center = link.primaryFrameInSystem(state) * center;
       const ZqVector extents = link.shape()->axisAlignedBoundingBox({}).extents();
       body.extent = std::min({extents.x(), extents.y(), extents.z()});
-      body.isAlone = !manipulator.isFixedBase() && manipulator.jointDof() == 0;
+      body.isAlone = !isAttached && !manipulator.isFixedBase() && manipulator.jointDof() == 0;
    }
    m_bodiesOfKind[{body.mass, surfaces}].push_back(m_bodies.size());
    m_bodyOf[body.key] = m_bodies.size();
@@ -431,10 +437,37 @@ void Estimator::compareKinds()
          compareKinds(first->first, second->first);
          // Kinds are in the order of masses.
          compareLoads(first->first, second->first);
+         findForceless(first->first, second->first);
       }
 }
 
-/// Whether bodies of the first kind, which are not the heavier ones, sink into those of the second.
+void Estimator::findForceless(const Kind& kind1, const Kind& kind2)
+{
+   if (m_forceless || !(kind1.first < infinity))
+      return;
+   const auto isForceless = [&](std::size_t s, std::size_t t)
+   {
+      const ZqReal k = m_law.pairOf(m_surfaces[s], m_surfaces[t]).k;
+      return !(k < 0.0 || k > 0.0);
+   };
+   if (std::none_of(kind1.second.begin(), kind1.second.end(),
+                    [&](std::size_t s)
+                    {
+                       return std::any_of(kind2.second.begin(), kind2.second.end(),
+                                          [&](std::size_t t) { return isForceless(s, t); });
+                    }))
+      return;
+   for (const std::size_t i : m_bodiesOfKind.at(kind1))
+      for (const std::size_t j : m_bodiesOfKind.at(kind2))
+         if (i != j && canCollide(m_bodies[i].key, m_bodies[j].key))
+         {
+            m_forceless.emplace(m_bodies[i].key, m_bodies[j].key);
+            return;
+         }
+}
+
+/// Whether bodies of the first kind, which are not the heavier ones, sink into those of the second. Told are those
+/// of which the first is above the second one, if there are such.
 void Estimator::compareLoads(const Kind& kind1, const Kind& kind2)
 {
    if (!(kind1.first < infinity))
@@ -446,14 +479,25 @@ void Estimator::compareLoads(const Kind& kind1, const Kind& kind2)
             depth = std::max(depth, pair.depthUnder(kind1.first * m_gravity.mag()));
    if (m_sinking && !(depth > m_sinking->depth))
       return;
+   std::optional<ZqContactEstimate::Sinking> anyway;
    for (const std::size_t i : m_bodiesOfKind.at(kind1))
       if (depth > ZqContactEstimate::deepRest * m_bodies[i].extent)
          for (const std::size_t j : m_bodiesOfKind.at(kind2))
-            if (i != j && canCollide(m_bodies[i].key, m_bodies[j].key))
+         {
+            const Body& a = m_bodies[i];
+            const Body& b = m_bodies[j];
+            const bool isAbove = !(b.mass < infinity) || (a.center - b.center).dot(m_gravity) > 0.0;
+            if (i == j || (anyway && !isAbove) || !canCollide(a.key, b.key))
+               continue;
+            anyway = {a.key, b.key, depth};
+            if (isAbove)
             {
-               m_sinking = {m_bodies[i].key, m_bodies[j].key, depth};
+               m_sinking = anyway;
                return;
             }
+         }
+   if (anyway)
+      m_sinking = anyway;
 }
 
 /// What a body touches holds it together. The stiffest of its contacts stands for them.
@@ -695,6 +739,7 @@ ZqContactEstimate ZqContactEstimate::of(const ZqStatedSystem& scene,
    result.step = estimator.step();
    result.touchingStep = estimator.touchingStep();
    result.sinking = estimator.sinking();
+   result.forceless = estimator.forceless();
    result.softStacks = estimator.softStacks();
    return result;
 }

@@ -3,6 +3,7 @@
 #include "zqManipulator/foundation/proximity/ZqShapeKeys.h"
 
 #include <optional>
+#include <utility>
 #include <vector>
 
 class ZqBaseCollisionForceProcessor;
@@ -53,6 +54,9 @@ struct ZqContactEstimate
    std::optional<Step> touchingStep;
    /// Of the longest step: beyond it, weights that are put on at once make bodies rock longer than they should.
    static constexpr ZqReal safePart = 0.65;
+
+   /// Two links that may collide without force, by surfaces of which one has no stiffness.
+   std::optional<std::pair<ZqLinkKey, ZqLinkKey>> forceless;
 
    /// The deepest rest of a link by its weight in another one that it may collide with, if that is deep:
    /// more than this part of the least extent of its box.

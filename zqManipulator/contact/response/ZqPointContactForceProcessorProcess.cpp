@@ -1,5 +1,4 @@
 #include "zqManipulator/contact/forces/ZqPointContactForceProcessor.h"
-#include "zqManipulator/contact/response/ZqContactMass.h"
 #include "zqManipulator/contact/response/ZqContactSides.h"
 #include "zqManipulator/foundation/geometry/ZqConvexAlgebra.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
@@ -123,7 +122,6 @@ void PointContact::press(const ZqNormalContactLaw& normalLaw)
 {
    placePoints();
    m_response.pointCount = m_patch.count;
-   m_response.mass = normalLaw.mass;
    PointForces forces;
    std::array<ZqReal, ZqContactManifold::capacity> rates;
    for (int i = 0; i < m_patch.count; ++i)
@@ -301,9 +299,9 @@ bool ZqPointContactForceProcessor::process(ZqShapeCollisionData& data,
       sides.deliver({}, forces);
       return true;
    }
-   const ZqReal mass = zqPairMass(zqContactMass(*sides[0].link), zqContactMass(*sides[1].link));
-   const ZqNormalContactLaw law = normalLaw(surfaceMaterial(sides.surface(*this, 0)),
-                                            surfaceMaterial(sides.surface(*this, 1)), mass);
+   const ZqNormalContactLaw law =
+      normalLaw(surfaceMaterial(sides.surface(*this, 0)), surfaceMaterial(sides.surface(*this, 1)),
+                data.pairMass());
    PointContact contact(*this, sides, data, time);
    contact.press(law);
    const ZqBaseDissipativeForceProcessor* friction =

@@ -85,7 +85,6 @@ struct ZqContactResponse
    /// @{
    ZqReal stiffness = 0.0;   ///< the greater one of along the normal, at the present depth, and across (N/m)
    ZqReal dampingTime = 0.0; ///< the longest of the ratios of a damper to its spring (s)
-   ZqReal mass = 0.0;        ///< m1 m2 / (m1 + m2) of the bodies (kg)
    /// @}
    /// \name Where the law tells points apart: in the order of the manifold
    /// @{

@@ -5,8 +5,17 @@
 #include "zqManipulator/foundation/proximity/ZqShapeProximity.h"
 
 #include <array>
+#include <limits>
 
 class ZqManipulatorLink;
+
+/// m1 m2 / (m1 + m2) (kg): the mass that two bodies have on each other. Zero for two that cannot move, to which no
+/// damper makes a difference.
+inline ZqReal zqPairMass(ZqReal mass1, ZqReal mass2) noexcept
+{
+   const ZqReal sum = 1.0 / mass1 + 1.0 / mass2;
+   return sum > 0.0 ? 1.0 / sum : 0.0;
+}
 
 /// The record of a contact between two shapes, kept for as long as they touch.
 ///
@@ -39,6 +48,11 @@ public:
    {
       set(key, &Side::link, link);
    }
+   /// With which the bodies meet (kg): infinite for one that cannot move.
+   ZqReal mass1() const noexcept { return m_sides[0].mass; }
+   ZqReal mass2() const noexcept { return m_sides[1].mass; }
+   ZqReal pairMass() const noexcept { return zqPairMass(mass1(), mass2()); }
+   void setMass(const ZqShapeKey& key, ZqReal mass) noexcept { set(key, &Side::mass, mass); }
    /// @}
 
    /// \name Where they touch
@@ -205,6 +219,7 @@ private:
    struct Side
    {
       const ZqManipulatorLink* link = nullptr;
+      ZqReal mass = std::numeric_limits<ZqReal>::infinity();
       ZqU32 closestPointIndex = 0;
       ZqVector contactPoint;
       ZqVector middle;

@@ -85,7 +85,7 @@ ZqSimulation::Member ZqSimulation::makeMember(ZqU32 index)
    findRigidBody(member);
    if (!member.rigidBody)
       member.solvers = std::make_unique<Solvers>();
-   findContactBodies(member);
+   findSizes(member);
 
    ZqManipulatorActiveState& active = activeState(index);
    active.setAccelerationState(member.gravity);

@@ -329,17 +329,16 @@ private:
    // Interactions
    struct Carried;
    struct ContactOfStep;
-   struct ContactBody;
    struct Push;
    void findCarriers();
    void interact(ZqReal time);
    void passForcesToCarriers();
    void beginTrial();
    void endTrial();
-   void findContactBodies(Member& member) const;
+   void findSizes(Member& member) const;
    void noteContacts(ZqReal dt);
    void notePush(const ZqShapeCollisionData& record, ZqReal depth, ZqReal dt);
-   const ContactBody& bodyAt(const Place& place) const;
+   ZqReal sizeAt(const Place& place) const;
    ZqReal separationSpeed(const Push& push);
    bool isAnyContactLost(ZqReal dt);
    bool areStill(const ZqShapeCollisionData& record) const;

@@ -1,5 +1,4 @@
 #include "zqManipulator/contact/response/ZqContactLoad.h"
-#include "zqManipulator/contact/response/ZqContactMass.h"
 #include "zqManipulator/foundation/geometry/ZqAxisAlignedBoundingBox.h"
 #include "zqManipulator/simulation/step/ZqSimulationMember.h"
 
@@ -7,6 +6,7 @@
 #include <cmath>
 #include <limits>
 #include <map>
+#include <utility>
 
 namespace
 {
@@ -52,7 +52,7 @@ ZqSimulation::ContactOfStep::ContactOfStep(const ZqShapeKey& key1, const ZqShape
              second.linkIndex(),       first.shapeIndex(), second.shapeIndex()};
 }
 
-void ZqSimulation::findContactBodies(Member& member) const
+void ZqSimulation::findSizes(Member& member) const
 {
    if (!m_interacts)
       return;
@@ -60,17 +60,17 @@ void ZqSimulation::findContactBodies(Member& member) const
    {
       const ZqVector e =
          link.shape() != nullptr ? link.shape()->axisAlignedBoundingBox({}).extents() : ZqVector();
-      member.contactBodies.push_back({std::max({e.x(), e.y(), e.z()}), 1.0 / zqContactMass(link)});
+      member.linkSizes.push_back(std::max({e.x(), e.y(), e.z()}));
    };
    add(member.manipulator->concreteReference());
    for (const Joint& joint : member.joints)
       add(*joint.link);
 }
 
-const ZqSimulation::ContactBody& ZqSimulation::bodyAt(const Place& place) const
+ZqReal ZqSimulation::sizeAt(const Place& place) const
 {
-   const auto& bodies = m_members[place.manipulator].contactBodies;
-   return bodies[place.link == ZqBaseLinkIndex ? 0 : place.link + 1];
+   return m_members[place.manipulator]
+      .linkSizes[place.link == ZqBaseLinkIndex ? 0 : place.link + 1];
 }
 
 /// Whether neither of its links ever moves, so that nothing comes of it.
@@ -146,10 +146,12 @@ ZqReal ZqSimulation::contactStepLimit()
    for (const Contact& contact : contacts())
    {
       const ZqContactResponse& response = contact.record->response();
-      const auto load = ZqContactLoad::of(response.stiffness, response.dampingTime, response.mass);
-      for (const Place& place : {contact.first, contact.second})
+      const auto load =
+         ZqContactLoad::of(response.stiffness, response.dampingTime, contact.record->pairMass());
+      for (const auto& [place, mass] : {std::pair(contact.first, contact.record->mass1()),
+                                        std::pair(contact.second, contact.record->mass2())})
          // What cannot move bears any load.
-         if (bodyAt(place).inverseMass > 0.0)
+         if (std::isfinite(mass))
             loads[{place.manipulator, place.link}] += load;
    }
    ZqReal result = std::numeric_limits<ZqReal>::infinity();
@@ -167,16 +169,13 @@ void ZqSimulation::notePush(const ZqShapeCollisionData& record, ZqReal depth, Zq
 {
    const Place first{record.manipulatorOneID(), record.linkOneID()};
    const Place second{record.manipulatorTwoID(), record.linkTwoID()};
-   const ContactBody& body1 = bodyAt(first);
-   const ContactBody& body2 = bodyAt(second);
    const ZqContactResponse& response = record.response();
-   const ZqReal size = std::min(body1.size, body2.size);
+   const ZqReal size = std::min(sizeAt(first), sizeAt(second));
    const ZqReal reach = std::max(depth, thrownPart * size);
-   const ZqReal inverseMass = body1.inverseMass + body2.inverseMass;
-   const ZqReal way = dt * dt * inverseMass;
+   const ZqReal way = dt * dt * (1.0 / record.mass1() + 1.0 / record.mass2());
    if (!(response.normalForce.magSquared() * way * way > reach * reach || depth > size))
       return;
-   const ZqReal mass = 1.0 / inverseMass;
+   const ZqReal mass = record.pairMass();
    const ZqReal told =
       ZqContactLoad::of(response.stiffness, response.dampingTime, mass).longestStep();
    const ZqReal secant =
@@ -186,6 +185,7 @@ void ZqSimulation::notePush(const ZqShapeCollisionData& record, ZqReal depth, Zq
                        {record.contactPointRel1(), record.contactPointRel2()},
                        reach,
                        depth > size,
+                       record.mass1() <= record.mass2(),
                        std::min(told, secant),
                        0.0});
    m_pushes.back().speed = separationSpeed(m_pushes.back());
@@ -223,9 +223,8 @@ bool ZqSimulation::isAnyContactLost(ZqReal dt)
       if (!isThrown && !isSunk)
          continue;
       const auto& [first, second, depth, time] = push.contact;
-      const bool isFirst = bodyAt(first).inverseMass >= bodyAt(second).inverseMass;
-      m_divergence = Divergence{isFirst ? first : second, m_state.time(), "contact", push.contact,
-                                push.stepLimit};
+      m_divergence = Divergence{push.isFirstLighter ? first : second, m_state.time(), "contact",
+                                push.contact, push.stepLimit};
       return true;
    }
    return false;

@@ -89,13 +89,6 @@ struct ZqSimulation::Solvers
    ZqConstraintProjection projection;
 };
 
-/// A link as contact sees it.
-struct ZqSimulation::ContactBody
-{
-   ZqReal size;        ///< the longest extent of its box (m)
-   ZqReal inverseMass; ///< 1/kg; zero for what cannot move
-};
-
 /// A contact that pushes so hard that the step may be too long for it.
 struct ZqSimulation::Push
 {
@@ -104,8 +97,9 @@ struct ZqSimulation::Push
    std::array<ZqVector, 2> points; ///< that touch, in the primary frames
    ZqReal reach;                   ///< as far as links that are thrown go in the step, at least (m)
    bool isWithin;                  ///< deeper than the smaller link is large
-   ZqReal stepLimit;               ///< s
-   ZqReal speed;                   ///< with which the points part where the step begins (m/s)
+   bool isFirstLighter;
+   ZqReal stepLimit; ///< s
+   ZqReal speed;     ///< with which the points part where the step begins (m/s)
 };
 
 /// What belongs to one manipulator.
@@ -118,10 +112,10 @@ struct ZqSimulation::Member
 
    const ZqIndividualManipulator* manipulator;
    std::vector<Joint> joints;
-   std::vector<ContactBody> contactBodies; ///< the base, and then the links
-   bool isStill = false;     ///< for ever: a fixed base without joints
-   bool isBaseStill = false; ///< for ever: it is fixed, and nothing carries it
-   ZqOrientation toPlace; ///< takes axes of the system to those of the manipulator's place
+   std::vector<ZqReal> linkSizes; ///< of the base first: the longest extents of their boxes (m)
+   bool isStill = false;          ///< for ever: a fixed base without joints
+   bool isBaseStill = false;      ///< for ever: it is fixed, and nothing carries it
+   ZqOrientation toPlace;         ///< takes axes of the system to those of the manipulator's place
    std::optional<RigidBody> rigidBody;
    ZqAccelerationState accelerations;
    ZqAccelerationState gravity;

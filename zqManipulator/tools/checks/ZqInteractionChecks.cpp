@@ -98,9 +98,12 @@ void checkConstant(Inspection& inspection, const ZqString& path, std::string_vie
 {
    constexpr ZqReal leastExponent = 1e-3;
    constexpr ZqReal greatestExponent = 10.0;
+   constexpr ZqReal aboveZero = std::numeric_limits<ZqReal>::min();
    static const std::array ranges{
       Range{&ZqManip::ZqDefaultSpringExponentToken, leastExponent, greatestExponent},
       Range{&ZqManip::ZqSurfaceTensionSpringExponentToken, leastExponent, greatestExponent},
+      Range{&ZqManip::ZqLinearStaticFrictionModelMaxDistanceErrorToken, aboveZero, unlimited},
+      Range{&ZqManip::ZqAngularStaticFrictionModelMaxAngularErrorToken, aboveZero, unlimited},
       Range{&ZqManip::ZqLinearSpringOffsetToken, -unlimited, unlimited},
       Range{&ZqManip::ZqAngularSpringOffsetToken, -unlimited, unlimited},
       Range{&ZqManip::ZqUnlatchingAngleLowerBoundToken, -unlimited, unlimited},
@@ -113,12 +116,13 @@ void checkConstant(Inspection& inspection, const ZqString& path, std::string_vie
    const Range range = listed != ranges.end() ? *listed : Range{nullptr, 0.0, unlimited};
    if (value >= range.least && value <= range.most)
       return;
-   inspection.report(
-      Severity::Error, "interaction-constant", path + '/' + ZqString(name),
-      "is " + rounded(value) +
-         (range.most < unlimited
-             ? ", and not from " + rounded(range.least) + " to " + rounded(range.most)
-             : ZqString(range.least < 0.0 ? ", and not finite" : ", and not 0 or above")));
+   const ZqString wanted = range.most < unlimited
+                              ? "from " + rounded(range.least) + " to " + rounded(range.most)
+                           : range.least < 0.0 ? "finite"
+                           : range.least > 0.0 ? "above 0"
+                                               : "0 or above";
+   inspection.report(Severity::Error, "interaction-constant", path + '/' + ZqString(name),
+                     "is " + rounded(value) + ", and not " + wanted);
 }
 
 /// Of all components that are single numbers.
@@ -146,6 +150,30 @@ void checkCoefficients(Inspection& inspection, const ZqString& path,
       for (const auto& [a, row] : map->mapContainer())
          for (const auto& [b, value] : row.mapContainer())
             checkConstant(inspection, path, a + " and " + b, value);
+}
+
+/// Where bodies that slide would be held more than those that stick.
+void compareCoefficients(Inspection& inspection, const ZqString& path,
+                         const ZqFrictionCoefficientLookupTool& table)
+{
+   const auto compare = [&](const ZqString& where, ZqReal atRest, ZqReal inMotion)
+   {
+      if (inMotion > atRest)
+         inspection.report(Severity::Warning, "friction-kinetic-above-static", path + '/' + where,
+                           "kinetic friction, " + rounded(inMotion) +
+                              ", is above static friction, " + rounded(atRest));
+   };
+   compare("defaults", table.defaultLinearTangentialStaticFrictionCoefficient(),
+           table.defaultLinearKineticFrictionCoefficient());
+   std::set<std::pair<ZqString, ZqString>> pairs;
+   for (const auto* map :
+        {&table.tangentialCoefficientOfStaticFrictionMap(), &table.kineticFrictionMap()})
+      for (const auto& [a, row] : map->mapContainer())
+         for (const auto& [b, value] : row.mapContainer())
+            pairs.insert(std::minmax(a, b));
+   for (const auto& [a, b] : pairs)
+      compare(a + " and " + b, table.tangentialCoefficientOfStaticFriction(a, b),
+              table.coefficientOfKineticFriction(a, b));
 }
 
 /// Calls a function with each surface of a link's own shapes, and its path.
@@ -274,12 +302,16 @@ void checkLaws(Inspection& inspection, const ZqString& path,
       return;
    const ZqString frictionPath = lawPath + '/' + ZqString(laws.friction->token().localName());
    checkConstants(inspection, frictionPath, *laws.friction);
-   checkCoefficients(inspection, frictionPath + "/frictionCoefficientLookupTool",
-                     laws.friction->frictionCoefficientLUT());
+   const ZqFrictionCoefficientLookupTool& table = laws.friction->frictionCoefficientLUT();
+   const ZqString tablePath = frictionPath + "/frictionCoefficientLookupTool";
+   checkCoefficients(inspection, tablePath, table);
    if (const ZqString obstacle = obstacleToFriction(laws); !obstacle.empty())
+   {
       inspection.report(Severity::Warning, "friction-without-effect", frictionPath, obstacle);
-   else
-      checkMaterials(inspection, laws.friction->frictionCoefficientLUT());
+      return;
+   }
+   compareCoefficients(inspection, tablePath, table);
+   checkMaterials(inspection, table);
 }
 
 // Step and stiffness
@@ -345,15 +377,21 @@ void zqChecks::checkInteractions(Inspection& inspection)
 {
    const ZqLinkInteractionsVector& interactions =
       inspection.scene().system().linkInteractionsVector();
+   const ZqLinkCollisionForce* first = contactForceOf(inspection.scene());
    for (unsigned i = 0; i < interactions.size(); ++i)
    {
       const ZqString path = pathOfInteraction(i);
       checkNames(inspection, path, interactions[i]);
       checkConstants(inspection, path, interactions[i]);
-      if (const auto* contact = dynamic_cast<const ZqLinkCollisionForce*>(&interactions[i]))
-         checkLaws(inspection, path, *contact);
+      const auto* contact = dynamic_cast<const ZqLinkCollisionForce*>(&interactions[i]);
+      if (contact == nullptr)
+         continue;
+      checkLaws(inspection, path, *contact);
+      if (contact != first && contact->collisionForceContainer().topElement() != nullptr)
+         inspection.report(Severity::Warning, "contact-twice", path,
+                           "there is a law of contact before: its forces and these act both");
    }
-   if (contactForceOf(inspection.scene()) != nullptr)
+   if (first != nullptr)
       checkSurfaces(inspection);
 }
 
@@ -366,6 +404,11 @@ void zqChecks::checkContact(Inspection& inspection, std::optional<ZqReal> step)
       ZqContactEstimate::of(inspection.scene(), inspection.activeState(),
                             *contact->collisionForceContainer().topElement());
    checkStep(inspection, estimate, step);
+   if (estimate.forceless)
+      inspection.report(Severity::Warning, "contact-without-stiffness",
+                        pathOfLink(inspection, estimate.forceless->first),
+                        "its contact with " + nameOf(inspection, estimate.forceless->second) +
+                           " has the stiffness 0: they pass through each other");
    if (estimate.sinking)
       inspection.report(Severity::Warning, "contact-too-soft",
                         pathOfLink(inspection, estimate.sinking->link1),
