@@ -299,16 +299,23 @@ TEST(CollisionCache, WalksGiveThePairsThatTouchInOrder)
          EXPECT_EQ(boxes.record() != nullptr && boxes.record()->linkOneID() == (isTurned ? 1U : 2U),
                    boxes.record() != nullptr);
       }
-      boxes.cache.resetNextCollisionData();
-      for (const auto& [pair, doesTouch] : touches)
-         if (doesTouch)
+      for (const bool isBounded : {true, false})
+      {
+         boxes.cache.resetNextCollisionData();
+         for (const auto& [pair, doesTouch] : touches)
          {
-            const ZqShapeCollisionData* data = boxes.cache.nextCollisionData();
-            ASSERT_NE(data, nullptr);
-            EXPECT_EQ(std::minmax(data->manipulatorOneID(), data->manipulatorTwoID()),
-                      std::minmax(pair.first, pair.second));
+            const ZqLinkKey last1(pair.first, 2), last2(pair.second, 1);
+            const ZqShapeCollisionData* data = isBounded
+                                                  ? boxes.cache.nextCollisionDataUpTo(last2, last1)
+                                               : doesTouch ? boxes.cache.nextCollisionData()
+                                                           : nullptr;
+            ASSERT_EQ(data != nullptr, doesTouch);
+            if (doesTouch)
+               EXPECT_EQ(std::minmax(data->manipulatorOneID(), data->manipulatorTwoID()),
+                         std::minmax(pair.first, pair.second));
          }
-      EXPECT_EQ(boxes.cache.nextCollisionData(), nullptr);
+         EXPECT_EQ(boxes.cache.nextCollisionData(), nullptr);
+      }
       boxes.cache.invalidateAll();
    }
 }

@@ -84,8 +84,8 @@ void addTo(ZqXmlVectorType<ZqManipulatorExternalForce>& forces, const ZqContactS
       forces[side.manipulatorIndex][index] += force;
    else
       Zq::Print::instance().write(Zq::Rejected,
-                                  "a contact finds no force for link %u of manipulator %u.\n", index,
-                                  side.manipulatorIndex);
+                                  "a contact finds no force for link %u of manipulator %u.\n",
+                                  index, side.manipulatorIndex);
 }
 } // namespace
 

@@ -223,8 +223,8 @@ ZqShapeCollisionData* ZqSystemShapeCollisionCache::nextCollisionData()
    return at < m_places.size() ? walkTo(at) : nullptr;
 }
 
-ZqShapeCollisionData*
-ZqSystemShapeCollisionCache::nextCollisionDataUpTo(const ZqLinkKey& link1, const ZqLinkKey& link2)
+ZqShapeCollisionData* ZqSystemShapeCollisionCache::nextCollisionDataUpTo(const ZqLinkKey& link1,
+                                                                         const ZqLinkKey& link2)
 {
    Key last({link1, 0}, {link2, 0});
    last.shapes = ~std::uint64_t{0};

@@ -277,8 +277,8 @@ void ZqSimulation::solve(ZqU32 index)
    Member& member = m_members[index];
    ZqManipulatorActiveState& active = activeState(index);
    if (m_settings.solver == Solver::Crbi)
-      member.solvers->crbi.acceleration(m_scene, *member.manipulator, m_torques[index], member.force,
-                               member.accelerations, active, true);
+      member.solvers->crbi.acceleration(m_scene, *member.manipulator, m_torques[index],
+                                        member.force, member.accelerations, active, true);
    else
       member.solvers->arbi.acceleration(m_scene, *member.manipulator, active.positionState(),
                                         active.velocityState(), m_torques[index], member.force,

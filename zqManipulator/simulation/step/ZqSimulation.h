@@ -375,7 +375,7 @@ private:
    ZqManipulatorSystemState m_state;
    ZqManipulatorSystemState m_stateBefore; ///< the present step
    ZqSystemActiveState m_active;
-   std::vector<Member> m_members;                  ///< one a manipulator
+   std::vector<Member> m_members; ///< one a manipulator
    /// \name Indices of members, so that many bodies are not looked at in vain
    /// @{
    std::vector<ZqU32> m_jointed;

@@ -33,7 +33,8 @@ void ZqSimulation::closeLoops(ZqU32 index)
       ZqPositionState& position = m_state.positionStates()[index];
       const bool isTried = member.wasClosed || !member.isToldOpen;
       const bool isClosed =
-         isTried && member.solvers->projection.projectPosition(m_scene, manipulator, position).converged;
+         isTried &&
+         member.solvers->projection.projectPosition(m_scene, manipulator, position).converged;
       member.wasClosed = member.wasClosed || isClosed;
       if (!isClosed && !member.isToldOpen)
       {
@@ -43,7 +44,7 @@ void ZqSimulation::closeLoops(ZqU32 index)
             manipulator.manipulatorLabel().c_str(), m_state.time());
       }
       member.solvers->projection.projectVelocity(m_scene, manipulator, position,
-                                        m_state.velocityStates()[index]);
+                                                 m_state.velocityStates()[index]);
    }
    const ZqStateEqualityConstraintVector::Gap gap = gapOf(index);
    if (!m_greatestGap || gap.size > m_greatestGap->size)
