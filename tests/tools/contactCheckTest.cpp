@@ -129,7 +129,7 @@ TEST(ContactCheck, StacksFoldUpWhereTheyAreSaidTo)
 
 TEST(ContactCheck, WhatSinksRestsOnWhatIsBelow)
 {
-   const auto text = findingOf(stackOf(3, 100.0, 0.05, {}, 0.0), 1e-5, "contact-too-soft");
+   const auto text = findingOf(stackOf(3, 300.0, 0.05, {}, 0.0), 1e-5, "contact-too-soft");
    ASSERT_TRUE(text);
    EXPECT_NE(text->find("\"body1\""), std::string::npos) << *text;
 }
