@@ -264,7 +264,8 @@ truth::Contact plainContact(Scene& scene, const ZqShapeCollisionData& data, cons
       side.w = plainVector(velocity.angular());
       side.contactPoint = plainVector(i == 0 ? data.contactPointRel1() : data.contactPointRel2());
       for (ZqU32 j = 0; j < data.numPenetrationPoints(); ++j)
-         side.points.push_back(plainVector(data.penetrationPointPrimary(i, j)));
+         if (data.contactPoint(j).separation < 0.0)
+            side.points.push_back(plainVector(data.penetrationPointPrimary(i, j)));
       surfaces[i] = surfaceOf(scene, key, data.closestPointIndex(key)).second;
    }
    const auto both = [&](const char* name, ZqReal fallback) {
@@ -538,7 +539,7 @@ struct Touch
    {
       scene.move();
       ZqContactManifold manifold;
-      manifold.separation = -0.01;
+      manifold.separation = manifold.points[0].separation = -0.01;
       manifold.count = 1;
       data = &randomRecord(scene, keys);
       data->setManifold(manifold, {});

@@ -18,7 +18,8 @@ public:
    bool operator==(const ZqBaseCollisionForceProcessor&) const noexcept { return true; }
 
    /// Adds the forces of a contact to those on the two links, each in the D-H frame of its link. The time
-   /// is in seconds. A stage that fails is logged, and the next goes on without its forces.
+   /// is in seconds. A stage that fails is logged, and the next goes on without its forces. A record
+   /// that does not know both links gets none.
    virtual bool process(ZqShapeCollisionData& data, ZqSystemActiveState& activeState,
                         const ZqXmlVectorType<ZqManipulatorTorque>& torques,
                         ZqXmlVectorType<ZqManipulatorExternalForce>& forces,

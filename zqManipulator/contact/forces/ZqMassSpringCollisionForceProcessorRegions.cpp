@@ -135,11 +135,12 @@ bool ZqMassSpringCollisionForceProcessor::estimateContactSurface(
    const ZqVector& normal, const Frame& frame1, const Frame& frame2, ZqShapeCollisionData& data,
    ZqContactRegion& region1, ZqContactRegion& region2) const
 {
-   // A point of side 0 off the plane of its three keeps that of side 1 from being looked at.
+   // Points where the surfaces do not overlap penetrate nothing. A point of side 0 off the plane of its three
+   // keeps that of side 1 from being looked at.
    std::array lists{RegionPoints(m_theDefaultDistanceTolerance),
                     RegionPoints(m_theDefaultDistanceTolerance)};
    for (ZqU32 i = 0; i < data.numPenetrationPoints(); ++i)
-      for (ZqU32 side = 0; side < 2; ++side)
+      for (ZqU32 side = 0; side < 2 && data.contactPoint(i).separation < 0.0; ++side)
          if (!lists[side].take(data.penetrationPointPrimary(side, i)))
             break;
 

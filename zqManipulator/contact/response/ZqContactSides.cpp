@@ -84,7 +84,7 @@ void addTo(ZqXmlVectorType<ZqManipulatorExternalForce>& forces, const ZqContactS
       forces[side.manipulatorIndex][index] += force;
    else
       Zq::Print::instance().write(Zq::Rejected,
-                                  "ZqContactSides: no force for link %u of manipulator %u", index,
+                                  "a contact finds no force for link %u of manipulator %u.\n", index,
                                   side.manipulatorIndex);
 }
 } // namespace

@@ -1,6 +1,7 @@
 #include "zqManipulator/simulation/interactions/ZqLinkInteractionsVector.h"
 
 #include "zqManipulator/kinematics/system/ZqManipulatorSystem.h"
+#include "zqManipulator/state/ZqSystemActiveState.h"
 
 void ZqLinkInteractionsVector::computeForces(
    ZqSystemActiveState& activeState, const ZqManipulatorSystem& system, const ZqReal& time,
@@ -10,8 +11,11 @@ void ZqLinkInteractionsVector::computeForces(
    const ZqU32 count = system.numberOfManipulators();
    if (forces.size() != count)
       forces.resize(count);
+   ZqSystemActiveState::ActiveStates& states = activeState.manipulatorActiveStateVector();
    for (ZqU32 i = 0; i < count; ++i)
    {
+      if (i < states.size())
+         system.manipulators()[i].placeBase(states[i].activePositionState());
       forces[i].resize(system.manipulators()[i].jointDof());
       forces[i].setToZeros();
    }

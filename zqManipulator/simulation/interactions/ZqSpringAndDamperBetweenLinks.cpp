@@ -6,8 +6,11 @@ template class ZqXmlClass<ZqSpringAndDamperBetweenLinks, ZqBaseLinkInteractions>
 
 namespace
 {
+/// False when the link is gone. One that there never was stays so.
 bool followLink(ZqU32& manipulator, int& link, const ZqModelEdit& edit)
 {
+   if (static_cast<ZqU32>(link) == ZqNoLinkIndex)
+      return true;
    const auto place = edit.place({manipulator, static_cast<ZqU32>(link)});
    if (!place)
       return false;

@@ -219,7 +219,8 @@ public:
    /// To be read: frames and velocities of links from it, and in it the accelerations of joints and bases
    /// (of the base in axes of the system, gravity not counted) and the states of the drives, with the
    /// torques that these put on the joints. A joint that rests in a limit accelerates here as if it were
-   /// free: the reactions of stops belong to steps.
+   /// free: the reactions of stops belong to steps. Forces of interactions stand in `generalForceVector()`;
+   /// descriptions of external forces are cleared with the accelerations.
    ZqSystemActiveState& present();
    /// At the motors: of power converters and given ones (N m, or N). No joints for a manipulator that there
    /// is not.
