@@ -181,9 +181,9 @@ public:
    const ZqManipulatorSystem& system() const { return m_scene.system(); }
    /// The scene as it is now, with what contacts and interactions remember, to be saved or to be simulated
    /// further. A simulation that is made from it and driven alike goes on as this one does: to the same bits
-   /// with contacts of boxes and half-spaces, and within rounding where the search for contacts, as of hulls
-   /// and curved shapes, starts from where the last one ended, which is not stored. Motors, power converters and
-   /// the closing of loops begin anew.
+   /// with contacts of boxes, spheres and half-spaces, and within rounding where the search for contacts, as
+   /// of hulls and curved shapes with each other, starts from where the last one ended, which is not stored.
+   /// Motors, power converters and the closing of loops begin anew.
    ZqStatedSystem scene() const;
    /// The link at a place, or the base; null when there is none.
    const ZqManipulatorLink* linkAt(const Place& place) const;
