@@ -252,7 +252,8 @@ public:
 
    /// \name What interactions remember
    /// With the scene it is all that steps depend on, but for drives, inputs and constraints: a simulation that is
-   /// made from the scene and given this goes on as this one does.
+   /// made from the scene and given this goes on as this one does, to rounding. Only compounds that are deep in
+   /// each other may differ by more, for their depth is looked for from where it was found before.
    /// @{
    ZqInteractionState interactionState();
    /// False, with a message and no change, for one of other interactions or with links or shapes that there
