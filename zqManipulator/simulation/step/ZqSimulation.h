@@ -264,7 +264,10 @@ public:
    std::uint64_t slips() const { return m_slips; }
 
    /// \name What interactions remember
-   /// As of the evaluation with which the last step began; `scene` has it too.
+   /// As of the evaluation with which the last step began; `scene` has it too. With the scene it is all that steps
+   /// depend on, but for drives, inputs and constraints: a simulation that is made from the scene and given this
+   /// goes on as this one does, to rounding. Only compounds that are deep in each other may differ by more, for
+   /// their depth is looked for from where it was found before.
    /// @{
    /// Empty when nothing is remembered.
    ZqInteractionState interactionState() const;
