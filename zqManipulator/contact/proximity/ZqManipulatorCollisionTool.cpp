@@ -33,11 +33,9 @@ ZqReal massOf(const ZqManipulatorSystem& system, ZqSystemActiveState& activeStat
 
 /// The shape that the link knows by the record's number tells the same feature as the record, also
 /// when a volume around it was looked at.
-void takeLink(ZqShapeCollisionData& data, const ZqShapeKey& key, const ZqManipulatorLink& link,
-              ZqReal mass)
+void takeLink(ZqShapeCollisionData& data, const ZqShapeKey& key, const ZqManipulatorLink& link)
 {
    data.setLinkPointer(key, &link);
-   data.setMass(key, mass);
    if (const ZqShape* shape = link.shapeByIndex(key.shapeIndex()))
       shape->setClosestPointIndex(data.closestPointIndex(key));
 }
@@ -86,8 +84,9 @@ bool ZqManipulatorCollisionTool::computeLinkCollisionData(ZqU32 manipulator1, Zq
    for (const ZqShapeProximityKey& pair : m_touching)
       if (ZqShapeCollisionData* data = cache.getCollisionData(pair.first(), pair.second()))
       {
-         takeLink(*data, pair.first(), *a.link, mass1);
-         takeLink(*data, pair.second(), *b.link, mass2);
+         takeLink(*data, pair.first(), *a.link);
+         takeLink(*data, pair.second(), *b.link);
+         data->setMasses(pair.first(), mass1, mass2);
          computeAndStoreCollisionInformation(pair.first(), pair.second(), *a.link, *b.link, state1,
                                              state2, *data);
          cache.setValid(data);

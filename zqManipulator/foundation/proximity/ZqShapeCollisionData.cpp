@@ -63,6 +63,16 @@ void ZqContactMemory::exchangeSides() noexcept
    }
 }
 
+void ZqShapeCollisionData::setMasses(const ZqShapeKey& key, ZqReal mass, ZqReal otherMass) noexcept
+{
+   const int side = sideOf(key);
+   if (side < 0 || (m_sides[side].mass == mass && m_sides[1 - side].mass == otherMass))
+      return;
+   m_sides[side].mass = mass;
+   m_sides[1 - side].mass = otherMass;
+   m_pairMass = zqPairMass(mass, otherMass);
+}
+
 void ZqShapeCollisionData::exchangeSides() noexcept
 {
    std::swap(m_keys[0], m_keys[1]);

@@ -51,8 +51,10 @@ public:
    /// With which the bodies meet (kg): infinite for one that cannot move.
    ZqReal mass1() const noexcept { return m_sides[0].mass; }
    ZqReal mass2() const noexcept { return m_sides[1].mass; }
-   ZqReal pairMass() const noexcept { return zqPairMass(mass1(), mass2()); }
-   void setMass(const ZqShapeKey& key, ZqReal mass) noexcept { set(key, &Side::mass, mass); }
+   /// As `zqPairMass`.
+   ZqReal pairMass() const noexcept { return m_pairMass; }
+   /// Of the side of a key, and of the other one.
+   void setMasses(const ZqShapeKey& key, ZqReal mass, ZqReal otherMass) noexcept;
    /// @}
 
    /// \name Where they touch
@@ -244,6 +246,7 @@ private:
 
    std::array<ZqShapeKey, 2> m_keys;
    std::array<Side, 2> m_sides;
+   ZqReal m_pairMass = 0.0; ///< kg
    ZqContactManifold m_manifold;
    std::array<ZqVector, ZqContactManifold::capacity> m_points2; ///< the deepest first
    int m_deepest = 0;

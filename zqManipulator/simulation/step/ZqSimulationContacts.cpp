@@ -172,10 +172,11 @@ void ZqSimulation::notePush(const ZqShapeCollisionData& record, ZqReal depth, Zq
    const ZqContactResponse& response = record.response();
    const ZqReal size = std::min(sizeAt(first), sizeAt(second));
    const ZqReal reach = std::max(depth, thrownPart * size);
-   const ZqReal way = dt * dt * (1.0 / record.mass1() + 1.0 / record.mass2());
-   if (!(response.normalForce.magSquared() * way * way > reach * reach || depth > size))
-      return;
    const ZqReal mass = record.pairMass();
+   const ZqVector wayOfMass = response.normalForce * (dt * dt); // kg m
+   const bool isThrown = mass > 0.0 && wayOfMass.magSquared() > reach * reach * mass * mass;
+   if (!(isThrown || depth > size))
+      return;
    const ZqReal told =
       ZqContactLoad::of(response.stiffness, response.dampingTime, mass).longestStep();
    const ZqReal secant =
