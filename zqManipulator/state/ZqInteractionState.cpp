@@ -132,7 +132,9 @@ ZqContactState::ZqContactState(const ZqContactMemoryOfPair& pair)
    for (int i = 0; i < memory.gripCount; ++i)
    {
       const ZqPointGrip& grip = memory.grips[i];
-      m_pointNames += (i > 0 ? " " : "") + std::to_string(grip.name);
+      if (i > 0)
+         m_pointNames += ' ';
+      m_pointNames += std::to_string(grip.name);
       m_pointStates.pushBack(static_cast<ZqU32>(grip.state));
       sink.put(grip.anchor1);
       sink.put(grip.anchor2);
