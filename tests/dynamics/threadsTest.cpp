@@ -372,7 +372,7 @@ TEST(Threads, StepOneModelWithContact)
       ZqSimulation simulation(scene, settings);
       Bits bits;
       std::size_t touching = 0;
-      for (int k = 1; k <= 500 && simulation.stepTo(4e-4 * k); ++k)
+      for (int k = 1; k <= 250 && simulation.stepTo(4e-4 * k); ++k)
       {
          addState(bits, simulation.state());
          for (const ZqSimulation::Contact& contact : simulation.contacts())
