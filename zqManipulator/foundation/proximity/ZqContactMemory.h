@@ -52,7 +52,7 @@ struct ZqContactMemory
    /// @{
    std::array<ZqVector, 2> stickPoint; ///< where sticking began, in the primary frame
    std::array<ZqCoordinateSystemTransformation, 2> stickFrame; ///< the primary frame then
-   std::array<ZqGeneralMotion, 2> velocity; ///< of the primary frame, in axes of the system
+   std::array<ZqGeneralMotion, 2> velocity;     ///< of the primary frame, in axes of the system
    std::array<ZqGeneralMotion, 2> lastVelocity; ///< that of the evaluation before
    /// @}
    bool isSlipping = false; ///< the patch as a whole
@@ -75,7 +75,8 @@ struct ZqContactResponse
    ZqVector frictionForce;
    /// \name What a step has to be short enough for, of laws that know it
    /// @{
-   ZqReal stiffness = 0.0;   ///< the greater one of along the normal, at the present depth, and across (N/m)
+   ZqReal stiffness =
+      0.0; ///< the greater one of along the normal, at the present depth, and across (N/m)
    ZqReal dampingTime = 0.0; ///< the longest of the ratios of a damper to its spring (s)
    /// @}
    /// \name Where the law tells points apart: in the order of the manifold
