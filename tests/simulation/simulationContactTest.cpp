@@ -353,6 +353,9 @@ TEST(SimulationContact, TellsTheLongestStep)
       EXPECT_DOUBLE_EQ(ZqSimulation(alike).contactStepLimit(), limit);
       EXPECT_DOUBLE_EQ(estimatedStep(alike), estimatedStep(scene));
    }
+   // Energy is that of its own mass, too, beside the model of 7 kg at 10 m.
+   EXPECT_NEAR(ZqSimulation(cubeOfFixedModel(Frame(ZqVector(0.0, 0.0, 1.0)))).energy().potential,
+               71.0 * g, 1e-9);
 }
 
 TEST(SimulationContact, CarriersFeelWhatTheirLoadTouches)

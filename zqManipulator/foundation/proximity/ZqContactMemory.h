@@ -83,7 +83,8 @@ struct ZqContactResponse
    ZqVector frictionForce;
    /// \name What a step has to be short enough for, of laws that know it
    /// @{
-   ZqReal stiffness = 0.0;   ///< the greater one of along the normal, at the present depth, and across (N/m)
+   ZqReal stiffness =
+      0.0; ///< the greater one of along the normal, at the present depth, and across (N/m)
    ZqReal dampingTime = 0.0; ///< the longest of the ratios of a damper to its spring (s)
    /// @}
    /// \name Where the law tells points apart: in the order of the manifold

@@ -15,7 +15,7 @@ ZqSimulation::Energy ZqSimulation::energy()
    };
    for (ZqU32 i = 0; i < m_members.size(); ++i)
    {
-      add(i, ZqBaseLinkIndex, energyOfBody(i, m_members[i].manipulator->concreteReference()));
+      add(i, ZqBaseLinkIndex, energyOfBody(i, *m_members[i].manipulator));
       for (ZqU32 j = 0; j < m_members[i].joints.size(); ++j)
       {
          add(i, j, energyOfBody(i, *m_members[i].joints[j].link));
