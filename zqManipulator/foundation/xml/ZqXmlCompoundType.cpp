@@ -20,6 +20,7 @@ struct Registration
    ZqXmlObject* object;
    bool isReadOnly;
    const char* documentation = nullptr;
+   bool isOptional = false; ///< not written where it equals its default
 };
 
 /// What the schema tells of a component: its documentation, and its default if that is a plain value.
@@ -208,11 +209,14 @@ struct ZqXmlCompoundType::Maps
    bool buildingSpecials = false; ///< `createSpecialDescriptorMap` is
    bool extended = false;         ///< something was registered besides
 
-   void document(const ZqToken& token, bool isAttribute, const char* text)
+   void describe(const ZqXmlComponentEntry& entry)
    {
-      for (Registration& registration : (isAttribute ? attributes : elements).order)
-         if (registration.token == token)
-            registration.documentation = text;
+      for (Registration& registration : (entry.isAttribute ? attributes : elements).order)
+         if (registration.token == *entry.token)
+         {
+            registration.documentation = entry.documentation;
+            registration.isOptional = entry.isOptional;
+         }
    }
    /// The component of the same name in an object of defaults, if there is one.
    static const ZqXmlObject* defaultOf(const ZqXmlCompoundType* defaults, Registry Maps::*kind,
@@ -460,16 +464,21 @@ bool ZqXmlCompoundType::writeComponents(ZqXmlWriter& writer, bool attributes) co
       }
       return writer.good();
    }
-   const auto fresh = defaultsUnless(all);
+   createComponentMap();
    const auto kind = attributes ? &Maps::attributes : &Maps::elements;
-   for (const Registration& registration : (maps().*kind).order)
+   const auto& order = (maps().*kind).order;
+   const auto isOptional = [](const Registration& registration) { return registration.isOptional; };
+   const auto fresh = defaultsUnless(all && std::none_of(order.begin(), order.end(), isOptional));
+   for (const Registration& registration : order)
    {
-      const ZqXmlObject* fallback = Maps::defaultOf(fresh.get(), kind, registration);
+      const ZqXmlObject* fallback =
+         all && !registration.isOptional ? nullptr
+                                         : Maps::defaultOf(fresh.get(), kind, registration);
       if (registration.isReadOnly ||
           (fallback != nullptr && registration.object->equality(fallback)))
          continue;
       begin(registration.token);
-      const bool written = fallback != nullptr
+      const bool written = fallback != nullptr && !all
                               ? writeComponent(*registration.object, *fallback, writer)
                               : registration.object->write(writer);
       if (!written)
@@ -565,7 +574,7 @@ void ZqXmlCompoundType::registerComponentsOf(const ZqXmlComponentTable& table)
       else
          entry->isReadOnly ? registerComponentReadOnly(*entry->token, component)
                            : registerComponent(*entry->token, component);
-      maps().document(*entry->token, entry->isAttribute, entry->documentation);
+      maps().describe(*entry);
    }
 }
 
