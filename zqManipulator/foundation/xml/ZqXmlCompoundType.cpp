@@ -471,9 +471,9 @@ bool ZqXmlCompoundType::writeComponents(ZqXmlWriter& writer, bool attributes) co
    const auto fresh = defaultsUnless(all && std::none_of(order.begin(), order.end(), isOptional));
    for (const Registration& registration : order)
    {
-      const ZqXmlObject* fallback =
-         all && !registration.isOptional ? nullptr
-                                         : Maps::defaultOf(fresh.get(), kind, registration);
+      const ZqXmlObject* fallback = all && !registration.isOptional
+                                       ? nullptr
+                                       : Maps::defaultOf(fresh.get(), kind, registration);
       if (registration.isReadOnly ||
           (fallback != nullptr && registration.object->equality(fallback)))
          continue;
