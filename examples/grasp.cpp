@@ -34,7 +34,7 @@ int main(int argumentCount, char** arguments)
    const ZqVector start = blockAt(simulation);
    constexpr ZqReal dt = 1e-4;
    ZqReal sag = 0.0; // of the block between the fingers, when they have it
-   std::cout << "time (s)  lift (m)  block (m)  block against fingers (m)\n";
+   std::cout << "time (s)  lift (m)     block (m)  block against fingers (m)\n";
    for (int step = 1; step <= 200000; ++step)
    {
       commands.apply(simulation, step * dt);
@@ -45,7 +45,7 @@ int main(int argumentCount, char** arguments)
          sag = way;
       if (step % 10000 == 0)
          std::cout << std::setw(8) << simulation.state().time() << std::setw(10)
-                   << liftOf(simulation) << std::setw(11) << (blockAt(simulation) - start).z()
+                   << liftOf(simulation) << std::setw(14) << (blockAt(simulation) - start).z()
                    << std::setw(27) << way << '\n';
    }
    const ZqReal slip = (blockAt(simulation) - start).z() - liftOf(simulation) - sag;
