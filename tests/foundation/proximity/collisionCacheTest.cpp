@@ -311,8 +311,10 @@ TEST(CollisionCache, WalksGiveThePairsThatTouchInOrder)
                                                            : nullptr;
             ASSERT_EQ(data != nullptr, doesTouch);
             if (doesTouch)
+            {
                EXPECT_EQ(std::minmax(data->manipulatorOneID(), data->manipulatorTwoID()),
                          std::minmax(pair.first, pair.second));
+            }
          }
          EXPECT_EQ(boxes.cache.nextCollisionData(), nullptr);
       }
