@@ -83,10 +83,10 @@ ZqShape::Surfaces randomSurfaces(RandomValues& random)
 }
 
 /// Two manipulators of a base and a link each, with shapes, and records of contacts between them.
-class Scene
+class LawScene
 {
 public:
-   explicit Scene(RandomValues& r) : random(r)
+   explicit LawScene(RandomValues& r) : random(r)
    {
       for (ZqU32 m = 0; m < 2; ++m)
       {
@@ -182,7 +182,7 @@ ZqContactManifold randomManifold(RandomValues& random)
 }
 
 /// The record of two sides with all that the links and the collision tool would tell.
-ZqShapeCollisionData& randomRecord(Scene& scene, const ZqShapeKey (&keys)[2])
+ZqShapeCollisionData& randomRecord(LawScene& scene, const ZqShapeKey (&keys)[2])
 {
    RandomValues& random = scene.random;
    ZqShapeCollisionData& data = scene.active.systemShapeCollisionCache().lookAt(keys[0], keys[1]);
@@ -210,7 +210,7 @@ ZqShapeCollisionData& randomRecord(Scene& scene, const ZqShapeKey (&keys)[2])
 }
 
 /// What a side's surface is called, and its values, which may be null.
-std::pair<ZqString, const ZqDataMap*> surfaceOf(const Scene& scene, const ZqShapeKey& key,
+std::pair<ZqString, const ZqDataMap*> surfaceOf(const LawScene& scene, const ZqShapeKey& key,
                                                 ZqU32 feature)
 {
    const ZqIndividualManipulator& arm = scene.system.manipulators()[key.manipulatorIndex()];
@@ -237,7 +237,7 @@ ZqReal valueOf(const ZqDataMap* values, const char* name, ZqReal fallback)
       values->lookup(name, fallback);
    return fallback;
 }
-ZqString materialOf(const Scene& scene, const ZqShapeKey& key, const ZqString& surface)
+ZqString materialOf(const LawScene& scene, const ZqShapeKey& key, const ZqString& surface)
 {
    ZqString material = "metal";
    const ZqDataMap* values =
@@ -247,7 +247,8 @@ ZqString materialOf(const Scene& scene, const ZqShapeKey& key, const ZqString& s
    return material;
 }
 
-truth::Contact plainContact(Scene& scene, const ZqShapeCollisionData& data, const MassSpring& law)
+truth::Contact plainContact(LawScene& scene, const ZqShapeCollisionData& data,
+                            const MassSpring& law)
 {
    truth::Contact contact;
    const ZqDataMap* surfaces[2];
@@ -287,7 +288,7 @@ truth::Contact plainContact(Scene& scene, const ZqShapeCollisionData& data, cons
 class RecordTest
 {
 public:
-   void run(Scene& scene, MassSpring& law, bool isDamped, ToldFriction::Talk& talk)
+   void run(LawScene& scene, MassSpring& law, bool isDamped, ToldFriction::Talk& talk)
    {
       ZqShapeKey keys[2]{scene.randomKey(), scene.randomKey()};
       while (keys[0].linkKey() == keys[1].linkKey())
@@ -342,7 +343,7 @@ public:
       }
    }
    /// The patches, and what they do to each other when neither is smaller or one is.
-   void runRegions(Scene& scene, const MassSpring& law)
+   void runRegions(LawScene& scene, const MassSpring& law)
    {
       const ZqShapeKey keys[2]{{0, 0, 0}, {1, 0, 0}};
       scene.move();
@@ -399,7 +400,7 @@ public:
    }
 
 private:
-   static bool isFree(const Scene& scene, const ZqShapeKey& key)
+   static bool isFree(const LawScene& scene, const ZqShapeKey& key)
    {
       return key.shapeIndex() == 0 && scene.link(key).shape()->isContactForceFree();
    }
@@ -414,7 +415,7 @@ private:
          comparison(name, value[i] * scale, expected[i] * scale);
    }
 
-   void checkFriction(Scene& scene, const ZqShapeCollisionData& before,
+   void checkFriction(LawScene& scene, const ZqShapeCollisionData& before,
                       const ZqShapeCollisionData& data, const MassSpring& law,
                       const ToldFriction::Talk& talk, const truth::V& press)
    {
@@ -465,9 +466,10 @@ private:
          after.frictionMode = ZqFrictionMode::Static;
       expect("memory after friction", data.memory() == after);
    }
-   void checkSide(Scene& scene, const ZqShapeKey& key, bool isInert, const ZqVector& contactPoint,
-                  truth::Wrench expected, const ZqGeneralForce& friction,
-                  const ZqExternalForceDescription& described, const Forces& forces, ZqReal scale)
+   void checkSide(LawScene& scene, const ZqShapeKey& key, bool isInert,
+                  const ZqVector& contactPoint, truth::Wrench expected,
+                  const ZqGeneralForce& friction, const ZqExternalForceDescription& described,
+                  const Forces& forces, ZqReal scale)
    {
       truth::addTo(expected, 1.0, {plainVector(friction.force()), plainVector(friction.moment())});
       const ZqCoordinateSystemTransformation& X = scene.link(key).primaryFrame();
@@ -512,7 +514,7 @@ TEST(CollisionForces, AgreeWithPlainNumbersOverRandomRecords)
    MassSpringDamper massSpringDamper;
    for (int i = 0; i < 200; ++i)
    {
-      Scene scene(random);
+      LawScene scene(random);
       const bool isDamped = i % 2 == 1;
       MassSpring& law = isDamped ? massSpringDamper : massSpring;
       law.setDissipativeForceProcessor(friction);
@@ -551,7 +553,7 @@ struct Touch
 
    const ZqShapeKey keys[2]{{0, 0, 5}, {1, 0, 5}};
    RandomValues random;
-   Scene scene;
+   LawScene scene;
    ZqShapeCollisionData* data = nullptr;
 };
 
