@@ -17,13 +17,12 @@ using zqTest::ContactMaterial;
 using zqTest::ContactScene;
 using zqTest::SolidBody;
 using Frame = ZqCoordinateSystemTransformation;
-using Simulation = ZqSimulation;
 
 constexpr ZqReal g = 9.8;
 const ZqVector cube(0.05, 0.05, 0.05);
 
 /// Steps until a time, with what is to be done before each step.
-void run(Simulation& simulation, ZqReal dt, ZqReal until,
+void run(ZqSimulation& simulation, ZqReal dt, ZqReal until,
          const std::function<void(ZqReal)>& before = {})
 {
    const auto first = std::llround(simulation.state().time() / dt);
@@ -85,7 +84,7 @@ TEST(ContactTruth, ASlopeHoldsUpToTheAngleOfFriction)
          SCOPED_TRACE(testing::Message() << part << " of a " << name);
          constexpr ZqReal dt = 1e-3;
          const ZqVector gravity = onSlope(part * std::atan(material.staticFriction));
-         Simulation simulation(onFloor(body, height, material, gravity, {}, axes).system);
+         ZqSimulation simulation(onFloor(body, height, material, gravity, {}, axes).system);
          // What pulls it down is let go within half a second.
          const auto letGo = [&](ZqReal time)
          {
@@ -101,14 +100,14 @@ TEST(ContactTruth, ASlopeHoldsUpToTheAngleOfFriction)
          if (part < 1.0)
          {
             EXPECT_LT(wayBetween(early, zqTest::placeOf(simulation, 1)), 1e-9);
-            EXPECT_EQ(simulation.contacts().front().mode, Simulation::ContactMode::Sticks);
+            EXPECT_EQ(simulation.contacts().front().mode, ZqSimulation::ContactMode::Sticks);
             EXPECT_EQ(simulation.slips(), 0U);
          }
          else
          {
             EXPECT_NEAR(zqTest::velocityOf(simulation, 1).linear().x() - speed,
                         gravity.x() + material.kineticFriction * gravity.z(), 1e-4);
-            EXPECT_EQ(simulation.contacts().front().mode, Simulation::ContactMode::Slips);
+            EXPECT_EQ(simulation.contacts().front().mode, ZqSimulation::ContactMode::Slips);
             EXPECT_EQ(simulation.slips(), 1U);
          }
       }
@@ -123,7 +122,7 @@ TEST(ContactTruth, APulledBlockBreaksAwayStopsAndSticksAgain)
       SCOPED_TRACE(lever);
       constexpr ZqReal dt = 1e-3;
       constexpr ZqReal rate = 1.0;
-      Simulation simulation(
+      ZqSimulation simulation(
          onFloor(zqTest::solidBox(1.0, {0.05, 0.05, 0.02}), 0.02, material).system);
       ZqReal force = 0.0;
       const auto step = [&](ZqReal change)
@@ -203,7 +202,7 @@ TEST(ContactTruth, AGripperHoldsABlock)
    {
       SCOPED_TRACE(force);
       constexpr ZqReal dt = 1e-3;
-      Simulation simulation(Gripper(material, force).scene.system);
+      ZqSimulation simulation(Gripper(material, force).scene.system);
       const auto fingers = [&]
       { return simulation.state().positionStates()[1].jointPositions()[0]; };
       const auto below = [&] { return fingers() - zqTest::wayOf(simulation, 2).z(); };
@@ -287,7 +286,7 @@ struct GraspingArm
    }
 
    /// Drives the joints by stiff springs with dampers. The left finger holds its place, the right one presses.
-   static void drive(Simulation& simulation, const std::array<ZqReal, 3>& goal, ZqReal force)
+   static void drive(ZqSimulation& simulation, const std::array<ZqReal, 3>& goal, ZqReal force)
    {
       constexpr std::array stiffness{1e4, 1e4, 1e3, 2e4};
       constexpr std::array damping{80.0, 50.0, 5.0, 60.0};
@@ -307,7 +306,7 @@ TEST(ContactTruth, AnArmLiftsABlockAndTurnsIt)
    const ContactMaterial material;
    constexpr ZqReal dt = 2.5e-4;
    constexpr ZqReal turn = 1.0;
-   Simulation simulation(GraspingArm(material).scene.system);
+   ZqSimulation simulation(GraspingArm(material).scene.system);
    const auto step = [](ZqReal time, ZqReal start, ZqReal end)
    {
       const ZqReal s = std::clamp((time - start) / (end - start), 0.0, 1.0);
@@ -347,7 +346,7 @@ TEST(ContactTruth, AnArmLiftsABlockAndTurnsIt)
    EXPECT_LT(wayBetween(before[0], blockInFinger(3)), 1e-11);
    EXPECT_LT(wayBetween(before[1], blockInFinger(4)), 1e-11);
    EXPECT_GT(zqTest::wayOf(simulation, 2).z(), 0.24);
-   EXPECT_EQ(simulation.contacts().front().mode, Simulation::ContactMode::Sticks);
+   EXPECT_EQ(simulation.contacts().front().mode, ZqSimulation::ContactMode::Sticks);
 }
 
 TEST(ContactTruth, AStackOfTenStands)
@@ -371,7 +370,7 @@ TEST(ContactTruth, AStackOfTenStands)
                        {p, ZqOrientation::zRotation(0.1 * some(random))});
       }
       scene.setContact(material);
-      Simulation simulation(scene.system);
+      ZqSimulation simulation(scene.system);
       run(simulation, dt, roughness > 0.0 ? 3.0 : 0.2);
       EXPECT_LT(simulation.energy().kinetic, roughness > 0.0 ? 2e-5 : 1e-20);
       EXPECT_NEAR(zqTest::wayOf(simulation, 10).z(), z, roughness > 0.0 ? 2e-5 : 1e-12);
@@ -394,7 +393,7 @@ TEST(ContactTruth, ABoxComesToRestAsDeepAsItsWeightSays)
          zqTest::solidBox(1.0, cube),
          {ZqVector(0.0, 0.0, 0.15), ZqOrientation::yRotation(0.5) * ZqOrientation::xRotation(0.3)});
       scene.setContact(material);
-      Simulation simulation(scene.system);
+      ZqSimulation simulation(scene.system);
       run(simulation, 5e-4, 6.0);
       EXPECT_NEAR(0.05 - zqTest::wayOf(simulation, 1).z(),
                   std::pow(g / material.stiffness, 1.0 / exponent), 1e-9);
@@ -489,7 +488,7 @@ TEST(ContactTruth, ASphereBouncesAsEachLawIntegrates)
       scene.addFree(zqTest::solidSphere(1.0, 0.05), Frame(ZqVector(0.0, 0.0, 0.05 + 0.3 * dt)),
                     {ZqVector(0.0, 0.0, -1.0), ZqVector()});
       scene.setContact(one.contact);
-      Simulation simulation(scene.system);
+      ZqSimulation simulation(scene.system);
       ZqReal deepest = 0.0;
       do
       {
@@ -531,7 +530,7 @@ TEST(ContactTruth, CollidingBodiesKeepTheirMomentum)
                         ZqOrientation::xRotation(0.3) * ZqOrientation::zRotation(0.6)},
                        {{-0.8, 0.0, -0.1}, {-1.0, 4.0, 6.0}});
          scene.setContact(material);
-         const auto momentum = [&](const Simulation& simulation)
+         const auto momentum = [&](const ZqSimulation& simulation)
          {
             std::array<ZqVector, 2> sum;
             for (ZqU32 i = 0; i < 2; ++i)
@@ -552,7 +551,7 @@ TEST(ContactTruth, CollidingBodiesKeepTheirMomentum)
          std::array<ZqReal, 2> turned{};
          for (int half = 0; half < 2; ++half)
          {
-            Simulation simulation(scene.system);
+            ZqSimulation simulation(scene.system);
             const auto before = momentum(simulation);
             run(simulation, half ? 5e-5 : 1e-4, 0.2);
             const auto after = momentum(simulation);
@@ -590,7 +589,7 @@ TEST(ContactTruth, RoundBodiesSlideUntilTheyRoll)
       scene.addFree(body, {ZqVector(0.0, 0.0, 0.05 - depth), frame.orientation()},
                     {{1.0, 0.0, 0.0}, {}});
       scene.setContact(material);
-      Simulation simulation(scene.system);
+      ZqSimulation simulation(scene.system);
       ZqReal rolls = 0.0;
       while (simulation.state().time() < 1.0)
       {
@@ -618,9 +617,9 @@ TEST(ContactTruth, ADiscEndsSlidingAndSpinningTogether)
    {
       SCOPED_TRACE(speed);
       constexpr ZqReal dt = 2e-4;
-      Simulation simulation(onFloor(zqTest::solidCylinder(1.0, radius, 0.01), 0.01, material,
-                                    {0.0, 0.0, -g}, {{speed, 0.0, 0.0}, {0.0, 0.0, 20.0}})
-                               .system);
+      ZqSimulation simulation(onFloor(zqTest::solidCylinder(1.0, radius, 0.01), 0.01, material,
+                                      {0.0, 0.0, -g}, {{speed, 0.0, 0.0}, {0.0, 0.0, 20.0}})
+                                 .system);
       ZqReal slideEnds = 0.0;
       ZqReal spinEnds = 0.0;
       while (simulation.state().time() < 0.8)
@@ -645,9 +644,9 @@ TEST(ContactTruth, ASpinningTopIsBrakedByTorsion)
    ContactMaterial material;
    material.staticFriction = material.kineticFriction = 0.3;
    material.torsionRadius = 0.005;
-   Simulation simulation(onFloor(zqTest::solidSphere(1.0, 0.05), 0.05, material, {0.0, 0.0, -g},
-                                 {{}, {0.0, 0.0, 10.0}})
-                            .system);
+   ZqSimulation simulation(onFloor(zqTest::solidSphere(1.0, 0.05), 0.05, material, {0.0, 0.0, -g},
+                                   {{}, {0.0, 0.0, 10.0}})
+                              .system);
    const auto spin = [&] { return zqTest::velocityOf(simulation, 1).angular().z(); };
    run(simulation, 2e-4, 0.4);
    const ZqReal braking = 0.3 * g * 0.005 / (0.4 * 0.0025);
@@ -659,10 +658,10 @@ TEST(ContactTruth, ASpinningTopIsBrakedByTorsion)
 }
 
 /// Of motion, in gravity, and in the springs along the normal.
-ZqReal energyOf(Simulation& simulation)
+ZqReal energyOf(ZqSimulation& simulation)
 {
    ZqReal result = simulation.energy().total();
-   for (const Simulation::Contact& contact : simulation.contacts())
+   for (const ZqSimulation::Contact& contact : simulation.contacts())
       result += contact.record->response().normalEnergy;
    return result;
 }
@@ -681,14 +680,14 @@ TEST(ContactTruth, NothingIsGainedWithoutDampers)
                     {ZqVector(0.0, 0.0, 0.05),
                      ZqOrientation::yRotation(0.01) * ZqOrientation::xRotation(0.007)});
       scene.setContact(material);
-      Simulation simulation(scene.system);
+      ZqSimulation simulation(scene.system);
       const ZqReal before = energyOf(simulation);
       run(simulation, 2e-5, 1.0);
       EXPECT_NEAR(energyOf(simulation), before, 1e-4);
    }
    // Tumbling over edges, corners and rims, and meeting another one, may lose some where shares leap.
-   Simulation::Settings settings;
-   settings.integrator = Simulation::Integrator::RungeKutta;
+   ZqSimulation::Settings settings;
+   settings.integrator = ZqSimulation::Integrator::RungeKutta;
    const auto stone = [](const ZqVector& size)
    {
       SolidBody body = zqTest::solidBox(1.0, cube);
@@ -718,7 +717,7 @@ TEST(ContactTruth, NothingIsGainedWithoutDampers)
                        {ZqVector(0.0, 0.0, 0.3), ZqOrientation::exponential({1.0, 0.7, -0.4})},
                        {{0.0, 0.0, isPair ? -2.0 : 0.0}, {1.0, 2.0, -1.0}});
          scene.setContact(material);
-         Simulation simulation(scene.system, settings);
+         ZqSimulation simulation(scene.system, settings);
          const ZqReal before = energyOf(simulation);
          ZqReal most = before;
          run(simulation, 1e-4, isPair ? 0.3 : 2.0,
@@ -741,12 +740,12 @@ TEST(ContactTruth, TheBalanceOfEnergyClosesWithTheStep)
          ContactScene scene =
             onFloor(zqTest::solidBox(1.0, cube), isDropped ? 0.06 : 0.05, material,
                     isDropped ? ZqVector(0.0, 0.0, -g) : onSlope(1.1 * std::atan(0.5)));
-         Simulation simulation(scene.system);
+         ZqSimulation simulation(scene.system);
          ZqReal lost = 0.0;
          const auto stored = [&]
          {
             ZqReal result = simulation.energy().total();
-            for (const Simulation::Contact& contact : simulation.contacts())
+            for (const ZqSimulation::Contact& contact : simulation.contacts())
                result += contact.record->response().normalEnergy +
                          contact.record->response().tangentialEnergy;
             return result;
@@ -755,7 +754,7 @@ TEST(ContactTruth, TheBalanceOfEnergyClosesWithTheStep)
          run(simulation, dt, 0.5,
              [&](ZqReal)
              {
-                for (const Simulation::Contact& contact : simulation.contacts())
+                for (const ZqSimulation::Contact& contact : simulation.contacts())
                 {
                    const ZqContactResponse& r = contact.record->response();
                    lost += (r.normalLoss + r.tangentialLoss) * dt + r.slipLoss - r.patchGain;
@@ -808,14 +807,14 @@ TEST(ContactTruth, TurningExchangingAndRestoringChangeNothing)
       return scene.system;
    };
    constexpr ZqReal dt = 5e-4;
-   Simulation straight(make(Frame(), false));
+   ZqSimulation straight(make(Frame(), false));
    run(straight, dt, 0.4);
 
    const Frame world({3.0, -2.0, 5.0},
                      ZqOrientation::xRotation(0.7) * ZqOrientation::yRotation(-1.1));
-   Simulation turned(make(world, false));
+   ZqSimulation turned(make(world, false));
    run(turned, dt, 0.4);
-   Simulation exchanged(make(Frame(), true));
+   ZqSimulation exchanged(make(Frame(), true));
    run(exchanged, dt, 0.4);
    for (ZqU32 i = 1; i < 3; ++i)
    {
@@ -825,9 +824,9 @@ TEST(ContactTruth, TurningExchangingAndRestoringChangeNothing)
       EXPECT_LT(wayBetween(zqTest::placeOf(straight, i), zqTest::placeOf(exchanged, 2 - i)), 1e-9);
    }
 
-   Simulation before(make(Frame(), false));
+   ZqSimulation before(make(Frame(), false));
    run(before, dt, 0.2);
-   Simulation after(before.scene());
+   ZqSimulation after(before.scene());
    run(before, dt, 0.4);
    run(after, dt, 0.4);
    EXPECT_GT(before.slips() + straight.slips(), 0U);
@@ -860,12 +859,12 @@ TEST(ContactTruth, DepthsForcesAndPlacesConvergeWithTheStep)
          scene.addFree(cases[c].body, {ZqVector(0.0, 0.0, 0.06), cases[c].axes},
                        {{0.5, 0.2, 0.0}, c == 0 ? ZqVector(3.0, 10.0, 4.0) : ZqVector()});
          scene.setContact(ContactMaterial());
-         Simulation simulation(scene.system);
+         ZqSimulation simulation(scene.system);
          ZqReal force = 0.0;
          run(simulation, 4e-4 / (1 << i), 0.2,
              [&](ZqReal)
              {
-                for (const Simulation::Contact& contact : simulation.contacts())
+                for (const ZqSimulation::Contact& contact : simulation.contacts())
                    force = std::max(force, contact.normalForce);
              });
          results[i] = {ZqVector(simulation.greatestDepth()->depth, 0.0, 0.0),
@@ -944,7 +943,7 @@ TEST(OnePointTruth, DryFrictionBreaksAwayBelowItsAngle)
       constexpr ZqReal dt = 2e-4;
       constexpr ZqReal letDown = 3.0;
       // It sticks from the first touch on: let down so gently that its damper stays within the cone.
-      Simulation simulation(
+      ZqSimulation simulation(
          guidedOnFloor(onePoint<ZqDryFrictionForceProcessor>(k, mu), slidingJoint(), 0.0, 0.0)
             .system);
       run(simulation, dt, letDown,
@@ -971,7 +970,7 @@ TEST(OnePointTruth, WhatSlidesUnderFullFrictionNeverSticksAgain)
    constexpr ZqReal mu = 0.3;
    constexpr ZqReal k = 5e4;
    constexpr ZqReal dt = 2e-4;
-   Simulation simulation(
+   ZqSimulation simulation(
       guidedOnFloor(onePoint<ZqDissipativeForceProcessor>(k, mu), slidingJoint(), g / k, 1.0)
          .system);
    const auto speed = [&] { return simulation.state().velocityStates()[1].jointVelocities()[1]; };
@@ -983,7 +982,7 @@ TEST(OnePointTruth, WhatSlidesUnderFullFrictionNeverSticksAgain)
    for (int i = 0; i < 5000; ++i)
    {
       ASSERT_TRUE(simulation.step(dt));
-      ASSERT_EQ(simulation.contacts().front().mode, Simulation::ContactMode::Slips);
+      ASSERT_EQ(simulation.contacts().front().mode, ZqSimulation::ContactMode::Slips);
       ASSERT_LT(std::abs(speed()), 1.01 * mu * g * dt);
    }
 }
@@ -999,7 +998,7 @@ TEST(OnePointTruth, SpinIsBrakedByTheSquareOfTheRadius)
    const ZqReal moment = radius * radius * mu * g;
 
    // A cube that cannot leave its place: free, it would be thrown about by what holds a corner of it at first.
-   Simulation cubeOnFace(guidedOnFloor(contact, spinningJoint(), g / k, spin).system);
+   ZqSimulation cubeOnFace(guidedOnFloor(contact, spinningJoint(), g / k, spin).system);
    const auto turning = [&] { return cubeOnFace.state().velocityStates()[1].jointVelocities()[1]; };
    run(cubeOnFace, dt, 0.1);
    ZqReal early = turning();
@@ -1011,7 +1010,7 @@ TEST(OnePointTruth, SpinIsBrakedByTheSquareOfTheRadius)
    ContactScene scene =
       onFloor(zqTest::solidSphere(1.0, 0.1), 0.1, depth, {0.0, 0.0, -g}, {{}, {0.0, 0.0, spin}});
    scene.setContact(contact);
-   Simulation ball(scene.system);
+   ZqSimulation ball(scene.system);
    run(ball, dt, 0.1);
    early = zqTest::velocityOf(ball, 1).angular().z();
    run(ball, dt, 0.4);
