@@ -434,7 +434,7 @@ TEST(SimulationContact, BadStartsEndVisibly)
 // deep in each other, but a step that suits their depth parts them.
 TEST(SimulationContact, StepsThatAreFarTooLongEndVisibly)
 {
-   const ZqMassSpringCollisionForceProcessor told;
+   const ZqMassSpringCollisionForceProcessor ofOnePoint;
    const struct
    {
       const char* what;
@@ -443,7 +443,7 @@ TEST(SimulationContact, StepsThatAreFarTooLongEndVisibly)
       bool diverges;
    } cases[] = {
       {"falls", zqTest::contactOf(ContactMaterial()), 0.2, -3.0, 0.01, true},
-      {"falls by a told law", zqTest::contactOf(told), 0.2, -3.0, 0.05, true},
+      {"falls by a law of one point", zqTest::contactOf(ofOnePoint), 0.2, -3.0, 0.05, true},
       {"falls by short steps", zqTest::contactOf(ContactMaterial()), 0.2, -3.0, 2e-4, false},
       {"is within the floor", zqTest::contactOf(ContactMaterial()), -0.3, 0.0, 1e-4, false},
       {"sinks on", zqTest::contactOf(ContactMaterial()), -0.3, -200.0, 5e-3, true}};

@@ -455,7 +455,7 @@ TEST(ContactTruth, ASphereBouncesAsEachLawIntegrates)
                                                      (1.0 + dissipation * rate));
                           }});
       }
-   // The told laws: two surfaces of these constants in series.
+   // The laws of one point: two surfaces of these constants in series.
    constexpr ZqReal k = 5e4;
    constexpr ZqReal c = 20.0;
    const auto set = [&](auto law, ZqReal exponent, ZqReal damper)
