@@ -67,10 +67,11 @@ public:
 
 private:
    using PointForces = std::array<ZqNormalContactLaw::Force, ZqContactManifold::capacity>;
+   using PointRates = std::array<ZqReal, ZqContactManifold::capacity>; ///< of the depths (m/s)
 
    void placePoints();
-   ZqReal partOfPatch(const PointForces& forces);
-   ZqReal energyBefore(const PointForces& forces) const;
+   ZqReal partOfPatch(const PointForces& forces, const PointRates& rates);
+   ZqReal energyBefore(const PointForces& forces, const PointRates& rates) const;
    void takePointFriction(const ZqPatchFriction& friction);
    void rubAsOne(const ZqBaseDissipativeForceProcessor& friction, ZqReal mass);
    ZqReal radius() const;
@@ -123,14 +124,14 @@ void PointContact::press(const ZqNormalContactLaw& normalLaw)
    placePoints();
    m_response.pointCount = m_patch.count;
    PointForces forces;
-   std::array<ZqReal, ZqContactManifold::capacity> rates;
+   PointRates rates;
    for (int i = 0; i < m_patch.count; ++i)
    {
       const ZqPatchFrictionInput::Point& p = m_patch.points[i];
       rates[i] = (velocityAt(0, p.place) - velocityAt(1, p.place)).dot(p.normal);
       forces[i] = normalLaw.force(p.weight, p.depth, rates[i]);
    }
-   const ZqReal part = partOfPatch(forces);
+   const ZqReal part = partOfPatch(forces, rates);
    for (int i = 0; i < m_patch.count; ++i)
    {
       ZqPatchFrictionInput::Point& p = m_patch.points[i];
@@ -150,7 +151,7 @@ void PointContact::press(const ZqNormalContactLaw& normalLaw)
 /// The part of the patch's stiffness that presses. Where shares leap, as on a body that tilts from a face to an edge, the
 /// energy stored would leap with them. It may fall; it may not rise by more than what the contact has lost before, so
 /// that nothing is gained by tilting to and fro.
-ZqReal PointContact::partOfPatch(const PointForces& forces)
+ZqReal PointContact::partOfPatch(const PointForces& forces, const PointRates& rates)
 {
    ZqContactMemory& memory = m_data.memory();
    constexpr ZqReal leastPart = 1.0 / 16.0;
@@ -162,7 +163,7 @@ ZqReal PointContact::partOfPatch(const PointForces& forces)
       memory.part = 1.0;
       return 1.0;
    }
-   const ZqReal before = energyBefore(forces);
+   const ZqReal before = energyBefore(forces, rates);
    memory.part = std::clamp((before + memory.reserve) / now, leastPart, 1.0);
    const ZqReal gain = memory.part * now - before;
    memory.reserve = std::max(0.0, memory.reserve - gain);
@@ -170,11 +171,13 @@ ZqReal PointContact::partOfPatch(const PointForces& forces)
    return memory.part;
 }
 
-/// Stored along the normal, had the points the shares that they had in the evaluation before (J).
-ZqReal PointContact::energyBefore(const PointForces& forces) const
+/// Stored along the normal, had the points the shares that they had in the evaluation before (J). A point that was not
+/// there has the share that it has now if it is no deeper than the motion since then has taken it.
+ZqReal PointContact::energyBefore(const PointForces& forces, const PointRates& rates) const
 {
    const ZqContactMemory& memory = m_data.memory();
    ZqReal energy = 0.0;
+   std::array<bool, ZqContactManifold::capacity> wasThere{};
    for (int old = 0; old < memory.gripCount; ++old)
    {
       const ZqPointGrip& grip = memory.grips[old];
@@ -185,7 +188,11 @@ ZqReal PointContact::energyBefore(const PointForces& forces) const
          i = i + 1 < m_patch.count ? i + 1 : 0;
       const bool isThere = left > 0 && m_patch.points[i].weight > 0.0;
       energy += isThere ? grip.weight * (forces[i].energy / m_patch.points[i].weight) : grip.energy;
+      wasThere[i] = wasThere[i] || isThere;
    }
+   for (int i = 0; i < m_patch.count; ++i)
+      if (!wasThere[i] && m_patch.points[i].depth <= rates[i] * m_elapsed)
+         energy += forces[i].energy;
    return energy;
 }
 
