@@ -23,3 +23,13 @@ void ZqLinkInteractionsVector::computeForces(
       if (interaction != nullptr)
          interaction->forceBetweenLinks(activeState, system, time, torques, forces);
 }
+
+ZqInteractionEnergy ZqLinkInteractionsVector::energy(ZqSystemActiveState& activeState,
+                                                     const ZqManipulatorSystem& system) const
+{
+   ZqInteractionEnergy sum;
+   for (const ZqBaseLinkInteractions* interaction : vectorContainer())
+      if (interaction != nullptr)
+         sum += interaction->energy(activeState, system);
+   return sum;
+}

@@ -4,6 +4,7 @@
 #include "zqManipulator/dynamics/bodies/ZqManipulatorTorque.h"
 #include "zqManipulator/foundation/xml/ZqXmlClass.h"
 #include "zqManipulator/foundation/xml/ZqXmlVectorBasicType.h"
+#include "zqManipulator/simulation/interactions/ZqInteractionEnergy.h"
 
 class ZqCoordinateSystemTransformation;
 class ZqManipulatorSystem;
@@ -25,6 +26,13 @@ public:
                                   const ZqManipulatorSystem& system, const ZqReal& time,
                                   const ZqXmlVectorType<ZqManipulatorTorque>& torques,
                                   ZqXmlVectorType<ZqManipulatorExternalForce>& forces) const = 0;
+
+   /// What it holds and loses of energy as of the last evaluation, which was one of this state; nothing where it
+   /// does not know.
+   virtual ZqInteractionEnergy energy(ZqSystemActiveState&, const ZqManipulatorSystem&) const
+   {
+      return {};
+   }
 
    /// \name What it remembers from one evaluation to the next
    /// Contacts are not among it: they stand in the active state.

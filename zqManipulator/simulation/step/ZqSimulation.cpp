@@ -180,6 +180,7 @@ bool ZqSimulation::stepTo(ZqReal time)
    if (meetStoppingCriteria() || m_greatestGap)
       followCarriers();
    collectResults();
+   ++m_steps;
    return true;
 }
 

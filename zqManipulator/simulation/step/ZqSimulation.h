@@ -3,15 +3,18 @@
 #include "zqManipulator/dynamics/bodies/ZqManipulatorTorque.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 #include "zqManipulator/simulation/interactions/ZqLinkInteractionsVector.h"
+#include "zqManipulator/simulation/step/ZqEnergyBook.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <vector>
 
 class ZqInteractionState;
 class ZqShapeCollisionData;
 class ZqShapeKey;
+class ZqSimulationCheckpoint;
 struct ZqContactMemory;
 
 /// The state of a scene on its way through time: one call, one step.
@@ -93,6 +96,10 @@ public:
       bool closesLoops = true;
       /// Whether what acts between links, contact among it, is computed.
       bool interacts = true;
+      /// Whether contact is part of that; without it links pass through each other.
+      bool computesContact = true;
+      /// Whether `energyBook` is kept. Steps are the same with it, and take longer.
+      bool booksEnergy = false;
    };
 
    /// In J: of the motion of bodies and motors, and of the bodies in gravity, zero at the origin of the
@@ -178,6 +185,16 @@ public:
    ZqSimulation& operator=(const ZqSimulation&) = delete;
    ~ZqSimulation();
 
+   /// \name To go on later
+   /// @{
+   /// All that the next step depends on, and what has been told so far. Nothing of the simulation changes by it.
+   ZqSimulationCheckpoint checkpoint() const;
+   /// A simulation that goes on from there, to the same bits as if it had never ended. Null, with a message, for a
+   /// checkpoint whose parts do not fit each other.
+   static std::unique_ptr<ZqSimulation> resume(const ZqSimulationCheckpoint& checkpoint);
+   /// @}
+
+   const Settings& settings() const { return m_settings; }
    const ZqManipulatorSystem& system() const { return m_scene.system(); }
    /// The scene as it is now, with what contacts and interactions remember, to be saved or to be simulated
    /// further. A simulation that is made from it and driven alike goes on as this one does: to the same bits
@@ -247,6 +264,10 @@ public:
    /// @}
    /// Of the present state. One that is not finite is a divergence.
    Energy energy();
+   /// Where the energy is, and where it came from and went since the simulation was made. Without
+   /// `Settings::booksEnergy` nothing is known but what is held. With springs and contacts it takes an evaluation of
+   /// the present.
+   ZqEnergyBook energyBook();
 
    /// The joints that were at a limit, each with the first time.
    const std::vector<LimitHit>& limitHits() const { return m_limitHits; }
@@ -256,6 +277,8 @@ public:
    /// The greatest gap at the start and at the end of a step; none without constraints, and with the
    /// solver `Arbi`.
    const std::optional<LoopGap>& greatestGap() const { return m_greatestGap; }
+   /// That were done.
+   std::uint64_t steps() const { return m_steps; }
    /// The steps that the integrator has left to `SemiImplicitEuler`.
    std::uint64_t substitutedSteps() const { return m_substitutedSteps; }
    /// Of all states that steps began with.
@@ -409,6 +432,7 @@ private:
    std::vector<FiredCriterion> m_firedCriteria;
    std::optional<Divergence> m_divergence;
    std::optional<LoopGap> m_greatestGap;
+   std::uint64_t m_steps = 0;
    std::uint64_t m_substitutedSteps = 0;
    std::vector<Carried> m_carried;
    std::vector<Contact> m_contacts;

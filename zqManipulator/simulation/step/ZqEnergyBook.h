@@ -1,0 +1,69 @@
+#pragma once
+
+#include "zqManipulator/foundation/algebra/ZqTypes.h"
+
+/// Where the energy of a scene is, what was put into it, and where it went (J).
+///
+/// Work and losses are added up over the steps: forces as of the evaluation with which a step begins, along the
+/// way that the step makes. What is left in the balance is the integrator's: it goes to zero with the length of
+/// the step, to first order at least.
+struct ZqEnergyBook
+{
+   /// \name Held at present
+   /// @{
+   struct Held
+   {
+      ZqReal total() const noexcept
+      {
+         return kinetic + gravity + jointSprings + linkSprings + contactSprings;
+      }
+
+      ZqReal kinetic = 0.0;        ///< of bodies and motors
+      ZqReal gravity = 0.0;        ///< of the bodies, zero at the origin of the system
+      ZqReal jointSprings = 0.0;   ///< in stoppers of joints and flexible shafts
+      ZqReal linkSprings = 0.0;    ///< in springs between links and of doors
+      ZqReal contactSprings = 0.0; ///< where links touch
+   };
+   Held held;
+   Held heldAtStart;
+   /// @}
+   /// \name Put in since the start
+   /// @{
+   struct Work
+   {
+      ZqReal total() const noexcept { return drives + externalForces + carriers; }
+
+      ZqReal drives = 0.0;         ///< torques at the motors along these
+      ZqReal externalForces = 0.0; ///< that are given
+      /// By what makes attached manipulators follow their carriers, which does not act back on these. It is the
+      /// balance of these manipulators, so that nothing of them is left to the integrator.
+      ZqReal carriers = 0.0;
+   };
+   Work work;
+   /// @}
+   /// \name Lost since the start
+   /// @{
+   struct Loss
+   {
+      ZqReal total() const noexcept
+      {
+         return jointFriction + jointDampers + linkDampers + contactDampers + contactFriction +
+                limits;
+      }
+
+      ZqReal jointFriction = 0.0;   ///< viscous and dry, and in gears
+      ZqReal jointDampers = 0.0;    ///< of stoppers and flexible shafts
+      ZqReal linkDampers = 0.0;     ///< between links and of doors
+      ZqReal contactDampers = 0.0;  ///< with what springs hold that end
+      ZqReal contactFriction = 0.0; ///< by slipping and by the dampers across the normals
+      ZqReal limits = 0.0;          ///< by stops at limits, highest rates and stopping criteria
+   };
+   Loss lost;
+   /// @}
+
+   /// What the parts leave open: the integrator's.
+   ZqReal remainder() const noexcept
+   {
+      return held.total() - heldAtStart.total() - work.total() + lost.total();
+   }
+};
