@@ -13,7 +13,7 @@ function joules(value, unit) {
 function unitFor(greatest) {
    const [size, name] = [[1e6, "MJ"], [1e3, "kJ"], [1, "J"], [1e-3, "mJ"], [1e-6, "µJ"]]
       .find(([least]) => greatest >= least) ?? [1e-6, "µJ"];
-   const digits = Math.max(0, 2 - Math.floor(Math.log10(Math.max(greatest, 1e-9) / size)));
+   const digits = Math.max(0, 3 - Math.floor(Math.log10(Math.max(greatest, 1e-9) / size)));
    return { size, name, digits: Math.min(digits, 3) };
 }
 
@@ -45,15 +45,16 @@ export class Chart {
       this.plot = make("div", "chart");
       this.picture = svg("svg", { viewBox: "0 0 100 100", preserveAspectRatio: "none", "aria-hidden": "true" });
       this.highest = make("span", "bound");
+      this.middle = make("span", "bound");
       this.lowest = make("span", "bound");
-      this.plot.append(this.picture, this.highest, this.lowest);
+      this.plot.append(this.picture, this.highest, this.middle, this.lowest);
       this.element.append(this.plot, this.#legend());
       this.#draw();
 
       const pick = event => {
          if (event.buttons !== 1)
             return;
-         const { left, width } = this.plot.getBoundingClientRect();
+         const { left, width } = this.picture.getBoundingClientRect();
          const part = Math.min(Math.max((event.clientX - left) / width, 0), 1);
          seek(recording.begin + part * (recording.end - recording.begin));
       };
@@ -100,10 +101,11 @@ export class Chart {
          })));
       this.cursor = svg("line", { class: "cursor", y1: 0, y2: 100 });
       this.picture.append(this.cursor);
-      this.highest.textContent = high > 0 ? `${joules(high, this.unit)} ${this.unit.name}` : "";
-      this.highest.style.top = "-2px";
-      this.lowest.textContent = low < 0 ? `${joules(low, this.unit)} ${this.unit.name}` : "";
-      this.lowest.style.bottom = "-2px";
+      for (const [label, value] of [[this.highest, high], [this.middle, 0], [this.lowest, low]]) {
+         label.textContent = label !== this.middle && value === 0 ? "" : `${+(value / this.unit.size).toPrecision(3)}`.replace("-", "−");
+         label.style.top = `${y(value)}%`;
+      }
+      this.middle.hidden = Math.min(Math.abs(y(0) - 4), Math.abs(y(0) - 96)) < 10 && high > 0 && low < 0;
    }
 
    // Of many frames the least and the greatest in each column.
@@ -140,6 +142,6 @@ export class Chart {
       this.cursor.setAttribute("x1", x);
       this.cursor.setAttribute("x2", x);
       for (const one of this.series)
-         one.value.textContent = `${joules(this.recording.energy(one.index, moment), this.unit)} ${this.unit.name}`;
+         one.value.textContent = joules(this.recording.energy(one.index, moment), this.unit);
    }
 }

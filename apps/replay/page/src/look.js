@@ -6,10 +6,10 @@ const ENVIRONMENT = "#b4b8bd";
 
 // What the name of a material says of its look: a tint, how much of it, and how the surface shines.
 const MATERIALS = [
-   [/rubber|tyre|tire|skin/i, "#2b2d31", 0.75, 0.95, 0],
-   [/wood|oak|pine|beech|birch|timber|ply/i, "#b98652", 0.75, 0.75, 0],
-   [/alumin|brushed/i, "#c9ced4", 0.6, 0.38, 0.85],
-   [/steel|iron|metal|chrom|titan/i, "#9aa3ad", 0.6, 0.32, 0.9],
+   [/rubber|tyre|tire|skin/i, "#33363b", 0.7, 0.9, 0],
+   [/wood|oak|pine|beech|birch|timber|ply/i, "#c39a6b", 0.75, 0.75, 0],
+   [/alumin|brushed/i, "#d3d8de", 0.75, 0.4, 0.75],
+   [/steel|iron|metal|chrom|titan/i, "#b4bcc5", 0.75, 0.36, 0.8],
    [/brass|bronze|gold/i, "#c9a255", 0.8, 0.3, 0.9],
    [/copper/i, "#c07a4f", 0.8, 0.32, 0.9],
    [/concrete|stone|cement|asphalt|rock|brick/i, "#9a9893", 0.8, 0.95, 0],
@@ -76,11 +76,11 @@ export const floorTint = name => {
 
 export const THEMES = {
    light: {
-      sky: "#ffffff", ground: "#c9c4bb", hemisphere: 1.1, sun: 2.3, environment: 0.55,
-      floor: "#e6e8ea", line: "#7d8894", lineOpacity: 0.5, tintShare: 0.55,
+      sky: "#ffffff", ground: "#c9c4bb", hemisphere: 1.0, sun: 1.75, environment: 0.85,
+      floor: "#eceef0", line: "#7d8894", lineOpacity: 0.45, tintShare: 0.35,
    },
    dark: {
-      sky: "#b8c7dc", ground: "#33363c", hemisphere: 0.9, sun: 2.0, environment: 0.45,
-      floor: "#2b3037", line: "#8fa0b3", lineOpacity: 0.36, tintShare: 0.3,
+      sky: "#b8c7dc", ground: "#33363c", hemisphere: 0.8, sun: 1.7, environment: 0.7,
+      floor: "#2a3038", line: "#8fa0b3", lineOpacity: 0.3, tintShare: 0.1,
    },
 };

@@ -75,7 +75,8 @@ const scenes = show();
 window.zqReplay = {
    scenes,
    ready: new Promise(resolve => {
-      const look = () => (scenes.some(viewer => !viewer.error && viewer.isVisible && viewer.pictures === 0)
+      const isWaiting = viewer => !viewer.error && viewer.pictures === 0 && (viewer.isVisible || viewer.isInView === undefined);
+      const look = () => (scenes.some(isWaiting)
          ? requestAnimationFrame(look) : resolve());
       requestAnimationFrame(look);
    }),

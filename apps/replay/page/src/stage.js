@@ -136,7 +136,8 @@ export class Stage {
       });
       shadow.mapSize.set(2048, 2048);
       shadow.normalBias = 0.004 * reach;
-      shadow.radius = 3;
+      shadow.radius = 5;
+      shadow.blurSamples = 16;
       // Over the shoulder of the one who looks.
       this.toSun = this.#level().applyAxisAngle(this.up, -0.75).multiplyScalar(0.75).add(this.up)
          .normalize().multiplyScalar(5 * reach);
@@ -170,25 +171,32 @@ export class Stage {
    /** Lets the camera see the whole run in the part of the picture that nothing covers. */
    frameAll(size = this.size) {
       this.size = size;
-      const { box } = this.extent;
       const direction = this.#level().addScaledVector(this.up, 0.42).normalize();
       const right = this.up.clone().cross(direction).normalize();
       const above = direction.clone().cross(right);
       const tangent = Math.tan((this.camera.fov / 2) * (Math.PI / 180));
       const wide = tangent * this.camera.aspect * (1 - (size?.right ?? 0) / (size?.width || 1));
       const high = tangent * (1 - ((size?.top ?? 0) + (size?.bottom ?? 0)) / (size?.height || 1));
-      let distance = 0;
-      const corner = new Vector3();
-      for (let i = 0; i < 8; ++i) {
-         corner.set(i & 1 ? box.max.x : box.min.x, i & 2 ? box.max.y : box.min.y,
-                    i & 4 ? box.max.z : box.min.z).sub(this.centre);
-         distance = Math.max(distance, corner.dot(direction) +
-            Math.max(Math.abs(corner.dot(right)) / wide, Math.abs(corner.dot(above)) / high));
+
+      // From the middle of what is seen, so far away that each ball fits.
+      const target = this.centre.clone();
+      for (const axis of [right, above]) {
+         const reach = this.extent.balls.map(({ center, radius }) => [center.dot(axis) - radius, center.dot(axis) + radius]);
+         const middle = (Math.min(...reach.map(([low]) => low)) + Math.max(...reach.map(([, top]) => top))) / 2;
+         target.addScaledVector(axis, middle - target.dot(axis));
       }
-      this.controls.target.copy(this.centre);
+      const away = new Vector3();
+      let distance = 0;
+      for (const { center, radius } of this.extent.balls) {
+         away.copy(center).sub(target);
+         distance = Math.max(distance, away.dot(direction) + radius +
+            Math.max((Math.abs(away.dot(right)) + radius) / wide, (Math.abs(away.dot(above)) + radius) / high));
+      }
+      distance *= 1.12;
       if (this.followed >= 0 && this.extent.roams)
-         this.controls.target.setFromMatrixPosition(this.matrices[this.followed]);
-      this.camera.position.copy(this.controls.target).addScaledVector(direction, 1.12 * distance);
+         target.setFromMatrixPosition(this.matrices[this.followed]);
+      this.controls.target.copy(target);
+      this.camera.position.copy(target).addScaledVector(direction, distance);
       this.controls.minDistance = 0.02 * this.radius;
       this.controls.maxDistance = 40 * distance;
       this.controls.update();

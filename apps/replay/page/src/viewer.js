@@ -21,7 +21,7 @@ export class Viewer {
    constructor(data, place, { painter, clock, isTile }) {
       Object.assign(this, { painter, clock, isTile });
       this.isLarge = !isTile;
-      this.isInView = !isTile;
+      this.isInView = isTile ? undefined : true;
       this.root = document.getElementById("viewer").content.cloneNode(true).firstElementChild;
       this.root.classList.toggle("tile", isTile);
       place.append(this.root);
@@ -464,7 +464,7 @@ export class Viewer {
 
    #listFollowed() {
       const select = this.find("select.follow");
-      select.replaceChildren(new Option("Follow none", -1));
+      select.replaceChildren(new Option("Free view", -1));
       this.recording.bodies.forEach((body, index) => {
          if (this.recording.places[index] >= 0)
             select.append(new Option(body.name, index));
