@@ -3,6 +3,8 @@
 JOBS ?= 2
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 60
+# More for CMake when the tests are configured.
+TEST_OPTIONS ?=
 DEPENDENCIES := ./cmake/installDependencies.sh
 SOURCE_DIRS := $(wildcard zqManipulator apps examples tests benchmarks fuzz)
 CXX_FILES = $(shell find $(SOURCE_DIRS) -name '*.h' -o -name '*.cpp')
@@ -24,7 +26,7 @@ run: ## Build zqsim and let the PUMA 560 fall: a table and a plot in build/run
 
 test: ## Build everything and run all tests
 	@$(DEPENDENCIES)
-	cmake --preset release
+	cmake --preset release $(TEST_OPTIONS)
 	cmake --build --preset release -j $(JOBS)
 	ctest --preset release -j $(JOBS)
 
