@@ -32,6 +32,7 @@ ZqSimulation::ZqSimulation(const ZqStatedSystem& scene, const Settings& settings
             Zq::Oddity, "the base of %s is not where it is attached, and is moved there.\n",
             m_members[i].manipulator->manipulatorLabel().c_str());
    findCarriers();
+   prepareBooks();
    beginTrial();
    if (!settings.interacts)
       return;
@@ -162,7 +163,10 @@ bool ZqSimulation::stepTo(ZqReal time)
       if (m_settings.integrator != Integrator::SemiImplicitEuler)
          m_members[i].drivesBefore = activeState(i).actuatorState();
    }
+   if (m_settings.booksEnergy && !m_hasBookBegun)
+      beginBook();
    computeAccelerations(dt);
+   openStepBooks();
    const bool isDone = advance(dt);
    m_state.setTime(time);
    if (m_divergence)
@@ -180,6 +184,7 @@ bool ZqSimulation::stepTo(ZqReal time)
    if (meetStoppingCriteria() || m_greatestGap)
       followCarriers();
    collectResults();
+   closeStepBooks(dt);
    ++m_steps;
    return true;
 }
@@ -247,6 +252,7 @@ void ZqSimulation::computeAccelerations(ZqReal dt)
    takeState();
    interact(m_state.time());
    noteContacts(dt);
+   bookInteractionsOfStep();
    beginTrial();
    solveAll();
 }
@@ -331,6 +337,7 @@ bool ZqSimulation::meetStoppingCriteria()
          isActiveStateSet = true;
          if (!criterion->stop(m_active, m_scene, m_state.time(), i, m_results[i]))
             continue;
+         noteReturn(i);
          m_state.positionStates()[i] = m_stateBefore.positionStates()[i];
          isAnyMet = true;
       }
