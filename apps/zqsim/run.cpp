@@ -9,6 +9,7 @@
 #include "apps/zqsim/plot.h"
 #include "apps/zqsim/progress.h"
 #include "apps/zqsim/recorder.h"
+#include "apps/zqsim/replayFile.h"
 #include "apps/zqsim/schedule.h"
 #include "apps/zqsim/summary.h"
 
@@ -54,6 +55,7 @@ struct RunOptions : ModelArguments
    std::string every = "1";
    std::string save;
    std::string plot;
+   std::string replay;
    bool isNotProjected = false;
    bool isWithoutContact = false;
    bool quiet = false;
@@ -127,7 +129,8 @@ bool isSameFile(const std::string& a, const std::string& b)
 bool printsData(const RunOptions& options)
 {
    return isStandardStream(options.out) || isStandardStream(options.contacts) ||
-          isStandardStream(options.save) || isStandardStream(options.plot);
+          isStandardStream(options.save) || isStandardStream(options.plot) ||
+          isStandardStream(options.replay);
 }
 
 /// Finds before a long run what would make it be in vain.
@@ -144,12 +147,13 @@ void checkOutputs(const RunOptions& options)
    const std::filesystem::path extension = std::filesystem::path(options.plot).extension();
    if (!extension.empty() && extension != ".svg")
       throw Failure(Usage, "--plot: " + options.plot + " is not for SVG, which is what is written");
+   checkReplayName(options.replay);
    if (options.columns && options.plot.empty() &&
        (options.out.empty() || options.out.ends_with(".xml")))
       throw Failure(Usage, "--columns: there is neither a table nor a plot to have them");
    if (options.json && printsData(options))
-      throw Failure(Usage,
-                    "--json: standard output is that of --out, --contacts, --save or --plot");
+      throw Failure(
+         Usage, "--json: standard output is that of --out, --contacts, --save, --plot or --replay");
    struct File
    {
       const char* option;
@@ -158,12 +162,13 @@ void checkOutputs(const RunOptions& options)
    constexpr std::size_t model = 0;
    constexpr std::size_t inputs = 1;
    constexpr std::size_t save = 2;
-   const std::array<File, 6> files{{{"MODEL", options.model},
+   const std::array<File, 7> files{{{"MODEL", options.model},
                                     {"--inputs", options.inputs},
                                     {"--save", options.save},
                                     {"--out", options.out},
                                     {"--contacts", options.contacts},
-                                    {"--plot", options.plot}}};
+                                    {"--plot", options.plot},
+                                    {"--replay", options.replay}}};
    for (std::size_t i = 0; i < files.size(); ++i)
       for (std::size_t j = 0; j < i; ++j)
       {
@@ -201,9 +206,9 @@ public:
 
    /// Inputs and plot may be null.
    Runner(ZqSimulation& simulation, const Schedule& schedule, const ZqInputTable* inputs,
-          Recorders recorders, std::uint64_t every, Plot* plot)
+          Recorders recorders, std::uint64_t every, Plot* plot, ReplayFile* replay)
       : m_simulation(simulation), m_schedule(schedule), m_inputs(inputs),
-        m_recorders(std::move(recorders)), m_every(every), m_plot(plot)
+        m_recorders(std::move(recorders)), m_every(every), m_plot(plot), m_replay(replay)
    {
    }
 
@@ -217,12 +222,16 @@ public:
          record(m_outcome.atStart);
          if (m_plot != nullptr)
             m_plot->sample(m_simulation);
+         if (m_replay != nullptr)
+            m_replay->sample(m_simulation);
          doSteps(showProgress);
          m_outcome.atEnd = m_simulation.energy();
          if (!m_isRecorded && std::isfinite(m_outcome.atEnd.total()))
             record(m_outcome.atEnd);
          if (m_plot != nullptr)
             m_plot->sampleLast(m_simulation);
+         if (m_replay != nullptr)
+            m_replay->sampleLast(m_simulation);
       }
       withRecorders([](Recorder& recorder) { recorder.finish(); });
       if (m_simulation.divergence())
@@ -244,6 +253,8 @@ private:
          setInputs();
          if (m_plot != nullptr)
             m_plot->sample(m_simulation);
+         if (m_replay != nullptr)
+            m_replay->sample(m_simulation);
          m_isRecorded = false;
          if (!m_recorders.empty() && m_outcome.steps % m_every == 0)
          {
@@ -309,6 +320,7 @@ private:
    Recorders m_recorders;
    std::uint64_t m_every;
    Plot* m_plot;
+   ReplayFile* m_replay;
    Outcome m_outcome;
    bool m_isRecorded = false; ///< the present state
 };
@@ -358,7 +370,8 @@ std::string describeDivergence(const ZqSimulation& simulation,
 std::vector<Failure> report(const RunOptions& options, ZqReal step, const Schedule& schedule,
                             const ZqStatedSystem& start,
                             const ZqLinkInteractionsVector& interactions, ZqSimulation& simulation,
-                            const Outcome& outcome, const Plot* plot, OutputFile* plotFile)
+                            const Outcome& outcome, const Plot* plot, OutputFile* plotFile,
+                            ReplayFile* replay)
 {
    std::vector<Failure> failures;
    const auto attempt = [&](const auto& action)
@@ -384,6 +397,8 @@ std::vector<Failure> report(const RunOptions& options, ZqReal step, const Schedu
             plotFile->write(plot->svg());
             plotFile->close();
          });
+   if (replay != nullptr)
+      attempt([&] { replay->finish(); });
    std::string saved;
    if (!options.save.empty())
       attempt(
@@ -460,14 +475,20 @@ ExitCode simulate(const RunOptions& options)
    const auto plot =
       options.plot.empty() ? nullptr : std::make_unique<Plot>(makeTraces(simulation, plotGroups));
    const auto plotFile = plot ? std::make_unique<OutputFile>(options.plot) : nullptr;
-   const Outcome outcome =
-      Runner(simulation, schedule, inputs.get(), std::move(recorders), every, plot.get())
-         .run(!options.quiet);
+   const auto replay =
+      options.replay.empty()
+         ? nullptr
+         : std::make_unique<ReplayFile>(
+              options.replay, std::filesystem::path(options.model).filename().string(), simulation);
+   const Outcome outcome = Runner(simulation, schedule, inputs.get(), std::move(recorders), every,
+                                  plot.get(), replay.get())
+                              .run(!options.quiet);
    warnOfDepth(simulation);
 
    // The last failure gives the exit code.
-   const std::vector<Failure> failures = report(options, step, schedule, scene, interactions,
-                                                simulation, outcome, plot.get(), plotFile.get());
+   const std::vector<Failure> failures =
+      report(options, step, schedule, scene, interactions, simulation, outcome, plot.get(),
+             plotFile.get(), replay.get());
    if (failures.empty())
       return Done;
    for (const Failure& failure : failures)
@@ -586,6 +607,11 @@ zqsim::Run zqsim::run(CLI::App& arguments)
       ->check(isNamed)
       ->type_name("FILE");
    arguments.add_option("--plot", options->plot, "Where to draw the motion over time, as SVG")
+      ->check(isNamed)
+      ->type_name("FILE");
+   arguments
+      .add_option("--replay", options->replay,
+                  "Where to show the run, as a page (.html) for the browser that needs no network")
       ->check(isNamed)
       ->type_name("FILE");
    arguments.add_flag("--quiet", options->quiet, "Write nothing when all goes well");
