@@ -17,7 +17,7 @@ class Recording
 public:
    struct Settings
    {
-      std::string title;
+      std::string title = {};
       ZqReal frameRate = 60.0; ///< of simulated time (1/s); there is no more than one a step
       std::size_t budget = 12'000'000; ///< of the numbers of all frames (bytes)
    };
