@@ -433,6 +433,7 @@ ZqLinkCollisionForce contactByPatches()
    friction.frictionCoefficientLUT().setDefaultLinearKineticFrictionCoefficient(0.4);
    Law law;
    law.setDissipativeForceProcessor(friction);
+   law.setUseFriction(true);
    return zqTest::contactOf(law);
 }
 
