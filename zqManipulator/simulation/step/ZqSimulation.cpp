@@ -25,6 +25,7 @@ ZqSimulation::ZqSimulation(const ZqStatedSystem& scene, const Settings& settings
       m_members.push_back(makeMember(i));
    listMembers();
    findCarriers();
+   prepareBooks();
    beginTrial();
 }
 
@@ -172,7 +173,10 @@ bool ZqSimulation::stepTo(ZqReal time)
       if (m_settings.integrator != Integrator::SemiImplicitEuler)
          m_members[i].drivesBefore = activeState(i).actuatorState();
    }
+   if (m_settings.booksEnergy && !m_hasBookBegun)
+      beginBook();
    computeAccelerations(dt);
+   openStepBooks();
    const bool isDone = advance(dt);
    m_state.setTime(time);
    if (m_divergence)
@@ -192,6 +196,7 @@ bool ZqSimulation::stepTo(ZqReal time)
    if (meetStoppingCriteria() || m_greatestGap)
       followCarriers();
    collectResults();
+   closeStepBooks(dt);
    ++m_steps;
    return true;
 }
@@ -259,6 +264,7 @@ void ZqSimulation::computeAccelerations(ZqReal dt)
    takeState();
    interact(m_state.time());
    noteContacts(dt);
+   bookInteractionsOfStep();
    beginTrial();
    solveAll();
 }
@@ -343,6 +349,7 @@ bool ZqSimulation::meetStoppingCriteria()
          isActiveStateSet = true;
          if (!criterion->stop(m_active, m_scene, m_state.time(), i, m_results[i]))
             continue;
+         noteReturn(i);
          m_state.positionStates()[i] = m_stateBefore.positionStates()[i];
          isAnyMet = true;
       }

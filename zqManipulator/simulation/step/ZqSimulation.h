@@ -307,6 +307,7 @@ private:
    struct Momentum;
    struct RigidBody;
    struct Solvers;
+   struct StepBook;
    struct Member;
 
    struct Bare
@@ -426,6 +427,23 @@ private:
    // Energies
    Energy energyOfBody(ZqU32 index, const ZqManipulatorLink& link);
    Energy energyOfMotor(ZqU32 index, ZqU32 jointIndex);
+   ZqReal kineticEnergyAt(ZqU32 index, const ZqVelocityState& velocity);
+
+   // Books
+   void prepareBooks();
+   void beginBook();
+   void bookInteractionsOfStep();
+   void openStepBooks();
+   void openStepBook(ZqU32 index);
+   void bookLimits(ZqU32 index, ZqReal dt);
+   void noteReturn(ZqU32 index);
+   bool exchangeReturned();
+   void closeStepBooks(ZqReal dt);
+   void closeStepBook(ZqU32 index, ZqReal dt, ZqEnergyBook& book);
+   ZqReal powerOnLinks(ZqU32 index, const ZqManipulatorExternalForce& forces);
+   ZqEnergyBook::Held heldBy(ZqU32 index);
+   ZqEnergyBook::Held heldBetweenInteractions();
+   ZqReal heldInTrial();
 
    const ZqStatedSystem m_scene; ///< as it was at the beginning
    Settings m_settings;
@@ -468,4 +486,7 @@ private:
    std::optional<DeepestContact> m_deepestContact; ///< where the last step began
    std::optional<DeepestContact> m_greatestDepth;
    std::uint64_t m_slips = 0;
+   ZqEnergyBook m_book;         ///< of the steps that were done; what is held is that at the start
+   bool m_hasBookBegun = false; ///< with the first step
+   ZqInteractionEnergy m_interactionsOfStep; ///< where the step began
 };
