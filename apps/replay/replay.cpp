@@ -25,10 +25,24 @@ constexpr std::size_t numbersOfContact = 8;
 struct EnergyPart
 {
    const char* name;
-   ZqReal ZqSimulation::Energy::*value;
+   ZqReal (*value)(const ZqEnergyBook& book);
 };
-constexpr std::array<EnergyPart, 2> energyParts{
-   {{"kinetic", &ZqSimulation::Energy::kinetic}, {"potential", &ZqSimulation::Energy::potential}}};
+using Book = ZqEnergyBook;
+constexpr std::array<EnergyPart, 14> energyParts{
+   {{"kinetic", [](const Book& book) { return book.held.kinetic; }},
+    {"gravity", [](const Book& book) { return book.held.gravity; }},
+    {"joint springs", [](const Book& book) { return book.held.jointSprings; }},
+    {"link springs", [](const Book& book) { return book.held.linkSprings; }},
+    {"contact springs", [](const Book& book) { return book.held.contactSprings; }},
+    {"work of drives", [](const Book& book) { return book.work.drives; }},
+    {"work of external forces", [](const Book& book) { return book.work.externalForces; }},
+    {"work of carriers", [](const Book& book) { return book.work.carriers; }},
+    {"lost to joint friction", [](const Book& book) { return book.lost.jointFriction; }},
+    {"lost to joint dampers", [](const Book& book) { return book.lost.jointDampers; }},
+    {"lost to link dampers", [](const Book& book) { return book.lost.linkDampers; }},
+    {"lost to contact dampers", [](const Book& book) { return book.lost.contactDampers; }},
+    {"lost to contact friction", [](const Book& book) { return book.lost.contactFriction; }},
+    {"lost to limits", [](const Book& book) { return book.lost.limits; }}}};
 
 std::array<ZqReal, numbersOfPose> numbersOf(const Frame& frame)
 {
@@ -48,6 +62,20 @@ const Frame& frameOf(ZqSimulation& simulation, const Place& place)
    ZqManipulatorActiveState& state =
       simulation.present().manipulatorActiveStateVector()[place.manipulator];
    return simulation.linkAt(place)->primaryFrameInSystem(state.activePositionState());
+}
+
+std::vector<ZqReal> energiesOf(ZqSimulation& simulation)
+{
+   const ZqEnergyBook book = simulation.energyBook();
+   std::vector<ZqReal> energies;
+   for (const EnergyPart& part : energyParts)
+      energies.push_back(part.value(book));
+   return energies;
+}
+
+std::string coded(const auto& numbers)
+{
+   return base64(std::span(numbers));
 }
 
 /// Of a point of a contact on the second body, in axes of the system; the frame is that of the first one.
@@ -192,15 +220,13 @@ void zqReplay::Recording::take(ZqSimulation& simulation)
    const ZqReal time = simulation.state().time();
    const std::vector<ZqReal> poses = posesOf(simulation);
    const std::vector<ZqReal> values = jointPositionsOf(simulation);
-   const ZqSimulation::Energy energy = simulation.energy();
-   if (!std::isfinite(time) || !std::isfinite(energy.total()) || !areFinite(poses) ||
-       !areFinite(values))
+   const std::vector<ZqReal> energies = energiesOf(simulation);
+   if (!std::isfinite(time) || !areFinite(poses) || !areFinite(values) || !areFinite(energies))
       return;
    m_times.push_back(time);
    m_poses.insert(m_poses.end(), poses.begin(), poses.end());
    std::transform(values.begin(), values.end(), std::back_inserter(m_values), single);
-   for (const EnergyPart& part : energyParts)
-      m_energies.push_back(single(energy.*part.value));
+   std::transform(energies.begin(), energies.end(), std::back_inserter(m_energies), single);
    for (const ZqSimulation::Contact& contact : simulation.contacts())
       takeContact(simulation, contact);
    m_contactStarts.push_back(static_cast<std::uint32_t>(m_contacts.size() / numbersOfContact));
@@ -314,18 +340,33 @@ void zqReplay::Recording::thin()
    keepEverySecond(m_energies, energyParts.size());
 }
 
+zqReplay::Json zqReplay::Recording::energies() const
+{
+   Json names = Json::array();
+   std::vector<std::size_t> parts;
+   for (std::size_t part = 0; part < energyParts.size(); ++part)
+      for (std::size_t i = part; i < m_energies.size(); i += energyParts.size())
+         if (m_energies[i] != 0.0F)
+         {
+            names.push_back(energyParts[part].name);
+            parts.push_back(part);
+            break;
+         }
+   std::vector<float> rows;
+   for (std::size_t frame = 0; frame < m_times.size(); ++frame)
+      for (const std::size_t part : parts)
+         rows.push_back(m_energies[frame * energyParts.size() + part]);
+   return {{"names", names}, {"rows", coded(rows)}};
+}
+
 std::string zqReplay::Recording::json() const
 {
-   const auto coded = [](const auto& numbers) { return base64(std::span(numbers)); };
-   Json names = Json::array();
-   for (const EnergyPart& part : energyParts)
-      names.push_back(part.name);
    const Json frames{
       {"times", coded(m_times)},
       {"poses", coded(m_poses)},
       {"values", coded(m_values)},
       {"contacts", {{"starts", coded(m_contactStarts)}, {"rows", coded(m_contacts)}}},
-      {"energies", {{"names", names}, {"rows", coded(m_energies)}}}};
+      {"energies", energies()}};
    std::string result = m_head;
    result.back() = ',';
    return result + frames.dump().substr(1);

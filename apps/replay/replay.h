@@ -2,12 +2,16 @@
 
 #include "zqManipulator/simulation/step/ZqSimulation.h"
 
+#include <nlohmann/json_fwd.hpp>
+
 #include <cstdint>
 #include <string>
 #include <vector>
 
 namespace zqReplay
 {
+using Json = nlohmann::ordered_json;
+
 /// What a simulation goes through, for a page that shows it: where bodies are, joints, contacts and energies.
 ///
 /// Frames are about equally far apart in time. When their numbers take more than the budget, every second one
@@ -50,7 +54,7 @@ public:
    /// | values    | n x joints of single precision                                                        |
    /// | contacts  | starts, n + 1 of 32 bits: the rows of a frame; rows x 8 of single precision: a point, |
    /// |           | the force there on the second body (N), the indices of both bodies                    |
-   /// | energies  | names; rows, n x names of single precision (J)                                        |
+   /// | energies  | names of those that are not zero throughout; rows, n x names of single precision (J)    |
    std::string json() const;
 
 private:
@@ -66,6 +70,7 @@ private:
    std::vector<ZqReal> posesOf(ZqSimulation& simulation) const;
    std::vector<ZqReal> jointPositionsOf(const ZqSimulation& simulation) const;
    void takeContact(ZqSimulation& simulation, const ZqSimulation::Contact& contact);
+   Json energies() const;
    std::size_t size() const noexcept;
    void thin();
 

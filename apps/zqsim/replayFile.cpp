@@ -1,14 +1,18 @@
 #include "apps/zqsim/replayFile.h"
 
 #include "apps/replay/page.h"
+#include "apps/replay/replay.h"
 #include "apps/zqsim/commands.h"
+#include "apps/zqsim/outputFile.h"
 
-#include <filesystem>
+#include <optional>
 #include <span>
 #include <stdexcept>
 
 namespace
 {
+using namespace zqsim;
+
 /// What the replay throws, as a failure.
 template <class Action>
 std::string orFailure(const Action& action)
@@ -19,27 +23,39 @@ std::string orFailure(const Action& action)
    }
    catch (const std::runtime_error& error)
    {
-      throw zqsim::Failure(zqsim::Failed, std::string("--replay: ") + error.what());
+      throw Failure(Failed, std::string("--replay: ") + error.what());
    }
 }
+
+class ReplayFile : public Observer
+{
+public:
+   ReplayFile(const std::string& fileName, const std::string& title, ZqSimulation& simulation)
+      : m_fileName(fileName), m_page(orFailure(zqReplay::readPage)),
+        m_recording(simulation, {.title = title})
+   {
+   }
+
+   void open() override { m_file.emplace(m_fileName); }
+   void see(ZqSimulation& simulation) override { m_recording.sample(simulation); }
+   void finish(ZqSimulation& simulation) override
+   {
+      m_recording.sampleLast(simulation);
+      const std::string scene = m_recording.json();
+      m_file->write(orFailure([&] { return zqReplay::makePage(m_page, std::span(&scene, 1)); }));
+      m_file->close();
+   }
+
+private:
+   std::string m_fileName;
+   std::string m_page;
+   zqReplay::Recording m_recording;
+   std::optional<OutputFile> m_file;
+};
 } // namespace
 
-zqsim::ReplayFile::ReplayFile(const std::string& fileName, const std::string& title,
-                              ZqSimulation& simulation)
-   : m_page(orFailure(zqReplay::readPage)), m_recording(simulation, {.title = title}),
-     m_file(fileName)
+std::unique_ptr<zqsim::Observer>
+zqsim::makeReplay(const std::string& fileName, const std::string& title, ZqSimulation& simulation)
 {
-}
-
-void zqsim::ReplayFile::finish()
-{
-   const std::string scene = m_recording.json();
-   m_file.write(orFailure([&] { return zqReplay::makePage(m_page, std::span(&scene, 1)); }));
-   m_file.close();
-}
-
-void zqsim::checkReplayName(const std::string& fileName)
-{
-   if (!fileName.empty() && !isStandardStream(fileName) && !fileName.ends_with(".html"))
-      throw Failure(Usage, "--replay: " + fileName + " does not end in .html");
+   return std::make_unique<ReplayFile>(fileName, title, simulation);
 }

@@ -80,6 +80,15 @@ struct ReplayData
               poses.begin() + static_cast<std::ptrdiff_t>(7 * place + 7)};
    }
 
+   std::map<std::string, float> energyOf(std::size_t frame) const
+   {
+      std::map<std::string, float> result;
+      const Json& names = json.at("energies").at("names");
+      for (std::size_t i = 0; i < names.size(); ++i)
+         result[names[i]] = energies[frame * names.size() + i];
+      return result;
+   }
+
    Json json;
    std::vector<double> times, poses;
    std::vector<float> values;
@@ -415,7 +424,7 @@ TEST(Replay, ThinsItsFramesWhenTheyAreTooMany)
                                    data.rows.begin() + 8 * data.starts[frame + 1]);
       };
       EXPECT_EQ(rowsOf(some, k), rowsOf(all, at));
-      EXPECT_EQ(some.energies[2 * k], all.energies[2 * at]);
+      EXPECT_EQ(some.energyOf(k), all.energyOf(at));
    }
    // Steps that are longer than a frame are all taken, while there is room, and evenly after that.
    ZqSimulation slow(slidingCube().system, {.interacts = false});
