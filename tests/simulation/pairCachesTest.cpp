@@ -180,19 +180,22 @@ TEST(PairCaches, AreForgottenAtTheSameEvaluationOnceTheyAreRestored)
          ZqSystemShapeCollisionCache restored;
          for (int k = 0; k <= pause; ++k)
          {
-            cache.invalidateAll();
-            cache.resetNextCollisionData(); // others are looked at
-            restored.invalidateAll();
-            restored.resetNextCollisionData();
-            if (k != std::min(storedAt, pause))
-               continue;
-            const auto before = cache.pairCaches();
-            cache.beginTrial();
-            cache.lookAt(second, first).pairCache().part1 = 9;
-            const auto stored = cache.pairCaches();
-            cache.endTrial();
-            ASSERT_EQ(stored.size(), before.size());
-            restored.setPairCaches(stored);
+            if (k == std::min(storedAt, pause))
+            {
+               const std::size_t before = cache.pairCaches().size();
+               cache.beginTrial();
+               cache.lookAt(second, first).pairCache().part1 = 9;
+               const auto stored = cache.pairCaches();
+               cache.endTrial();
+               ASSERT_EQ(stored.size(), before);
+               restored.setPairCaches(stored);
+            }
+            for (ZqSystemShapeCollisionCache* each : {&cache, &restored})
+            {
+               each->invalidateAll();
+               if (k < pause)
+                  each->resetNextCollisionData(); // others are looked at
+            }
          }
          for (ZqSystemShapeCollisionCache* each : {&cache, &restored})
             EXPECT_EQ(each->lookAt(first, second).pairCache().part1, pause < 64 ? 3U : 0U)
