@@ -230,7 +230,7 @@ export class Viewer {
    }
 
    #dress() {
-      this.stage?.dress(isDark.matches ? "dark" : "light", this.painter.environment);
+      this.stage?.dress(isDark.matches ? "dark" : "light");
       this.changed();
    }
 
