@@ -110,8 +110,8 @@ public:
                                     "of each interaction, in their order"},
                         ZqComponent{&This::m_contacts, &ZqManip::ZqContactStatesToken,
                                     "of each pair of shapes that touch"},
-                        ZqOptionalComponent(&This::m_pairCaches, &ZqManip::ZqPairCacheStatesToken,
-                                            "of each pair of shapes that were near each other")};
+                        ZqComponent{&This::m_pairCaches, &ZqManip::ZqPairCacheStatesToken,
+                                    "of each pair of shapes that were near each other"}};
    }
    static ZqInteractionState nullObject() { return {}; }
    bool operator==(const ZqInteractionState&) const = default;
