@@ -256,9 +256,9 @@ INSTANTIATE_TEST_SUITE_P(
       ZqRigidBodyMassProperties, ZqArticulatedBodyInertia, ZqArticulatedBodyDynamics,
       ZqManipulatorExternalForce, ZqManipulatorTorque, ZqManufacturerData, ZqPositionState,
       ZqVelocityState, ZqAccelerationState, ZqActuatorState, ZqManipulatorSystemState,
-      ZqAttachmentNodeState, ZqAttachmentMapState, ZqContactState, ZqInteractionState,
-      ZqLinkPositionState, ZqLinkVelocityState, ZqLinkAccelerationState, ZqLinkForceState,
-      ZqLinkMassState, ZqLinkArticulationState, ZqManipulatorActivePositionState,
+      ZqAttachmentNodeState, ZqAttachmentMapState, ZqContactState, ZqPairCacheState,
+      ZqInteractionState, ZqLinkPositionState, ZqLinkVelocityState, ZqLinkAccelerationState,
+      ZqLinkForceState, ZqLinkMassState, ZqLinkArticulationState, ZqManipulatorActivePositionState,
       ZqManipulatorActiveVelocityState, ZqManipulatorActiveAccelerationState,
       ZqManipulatorActiveForceState, ZqManipulatorActiveMassState,
       ZqManipulatorActiveArticulationState, ZqManipulatorActiveState, ZqSystemActiveState,
@@ -280,7 +280,7 @@ INSTANTIATE_TEST_SUITE_P(
       ZqLinkKinematicsContainer, ZqSystemEnvironment, ZqManipulatorSystem,
       ZqManipulatorSystemConfiguration, ZqManipulatorSystemContainer, ZqStatedSystem,
       ZqLinkReferenceDescription, ZqManipulatorReferenceDescription, ZqManipulatorLinkIdentifier,
-      ZqBaseLinkInterface, ZqManipulatorLink, ZqIndividualManipulator>()),
+      ZqBaseLinkInterface, ZqManipulatorLink, ZqIndividualManipulator, ZqSimulationCheckpoint>()),
    testing::PrintToStringParamName());
 
 TEST(PersistentObjects, SchemaTellsDocumentsApart)
