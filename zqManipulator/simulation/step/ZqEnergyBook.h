@@ -62,7 +62,9 @@ struct ZqEnergyBook
       ZqReal linkDampers = 0.0;     ///< between links and of doors
       ZqReal contactDampers = 0.0;  ///< with what springs hold that end
       ZqReal contactFriction = 0.0; ///< by slipping and by the dampers across the normals
-      ZqReal limits = 0.0;          ///< by stops at limits, highest rates and stopping criteria
+      /// By stops at limits, highest rates and stopping criteria: negative where what these send back keeps the
+      /// velocity that it fell with.
+      ZqReal limits = 0.0;
    };
    Loss lost;
    /// @}
