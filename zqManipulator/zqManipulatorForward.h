@@ -161,6 +161,8 @@ class ZqOldJointActuator;
 class ZqOldManipulatorAttachmentMap;
 class ZqOrientation;
 struct ZqPairCache;
+struct ZqPairCacheOfPair;
+class ZqPairCacheState;
 class ZqPassThroughPowerConverter;
 struct ZqPatchFriction;
 struct ZqPatchFrictionInput;
