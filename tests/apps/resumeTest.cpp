@@ -136,7 +136,7 @@ TEST_F(ZqsimResume, WhatDoesNotFitIsRefusedAndLeftAsItIs)
            {"--resume none.ck --time 1", 3, "none.ck: cannot be opened"},
            {model("planarTwoLink") + ' ' + resume, 3, "is not the model of"},
            {resume + " --append --out " + table + " --columns energy", 3, "its columns are not"},
-           {resume + " --append --out " + table + " --energy " + write("a.csv", "time,x\n"), 3,
+           {resume + " --append --out " + table + " --contacts " + write("a.csv", "time,x\n"), 3,
             "a.csv: --append: its columns are not"},
            {resume + " --append --out a.xml", 2, "--append: goes on with tables"},
            {resume + " --append --out -", 2, "--append: standard output"},
@@ -144,6 +144,7 @@ TEST_F(ZqsimResume, WhatDoesNotFitIsRefusedAndLeftAsItIs)
            {model("pendulum") + " --time 1 --append --out " + table, 2, "goes with --resume"},
            {resume + " --solver arbi", 2, "--solver: with --resume it is that of"},
            {resume + " --joints 1", 2, "--joints: with --resume"},
+           {resume + " --energy a.csv", 2, "run.ck is of a run that began without"},
            {resume + " --no-contact", 2, "--no-contact: with --resume"},
            {resume + " --until 1", 2, "--until: it stands in place of --time"},
            {"--resume " + checkpoint + " --until 0.1", 2, "0.1 s is not after the start at 0.1"},
@@ -216,7 +217,7 @@ TEST_F(ZqsimResume, EnergiesAddUp)
    EXPECT_EQ(book.at("heldAtStart").at("gravity"), columns.at("gravity").front());
    EXPECT_GT(columns.at("work of drives").back(), 0.0);
    // Told to people is what is not zero.
-   const std::string told = run("run " + model("pendulum") + " --time 0.1").out;
+   const std::string told = run("run " + model("pendulum") + " --time 0.1 --energy-summary").out;
    EXPECT_NE(told.find("\n  kinetic"), std::string::npos) << told;
    EXPECT_EQ(told.find("friction"), std::string::npos) << told;
    EXPECT_NE(told.find("what is left is the integrator's: "), std::string::npos) << told;
