@@ -194,6 +194,7 @@
 #include "zqManipulator/simulation/step/ZqEnergyBook.h"
 #include "zqManipulator/simulation/step/ZqInputTable.h"
 #include "zqManipulator/simulation/step/ZqSimulation.h"
+#include "zqManipulator/simulation/step/ZqSimulationCheckpoint.h"
 #include "zqManipulator/state/ZqAccelerationState.h"
 #include "zqManipulator/state/ZqActuatorState.h"
 #include "zqManipulator/state/ZqAttachmentState.h"

@@ -198,6 +198,7 @@ class ZqShapeStateCacheKey;
 class ZqShapeUnion;
 class ZqShapeVector;
 class ZqSimulation;
+class ZqSimulationCheckpoint;
 class ZqSpatialMatrix;
 class ZqSphere;
 class ZqSpringAndDamperBetweenLinks;

@@ -11,8 +11,11 @@ namespace zqsim
 class Schedule
 {
 public:
-   /// In s. What cannot be is a `Failure`.
-   Schedule(ZqReal start, ZqReal duration, ZqReal step);
+   /// \name In s. What cannot be is a `Failure`.
+   /// @{
+   static Schedule lasting(ZqReal duration, ZqReal start, ZqReal step);
+   static Schedule until(ZqReal end, ZqReal start, ZqReal step);
+   /// @}
 
    ZqReal start() const { return m_start; }
    ZqReal end() const { return m_end; }
@@ -24,6 +27,8 @@ public:
    }
 
 private:
+   Schedule(ZqReal start, ZqReal end, ZqReal step);
+
    ZqReal m_start;
    ZqReal m_end;
    ZqReal m_step;

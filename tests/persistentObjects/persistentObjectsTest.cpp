@@ -280,7 +280,7 @@ INSTANTIATE_TEST_SUITE_P(
       ZqLinkKinematicsContainer, ZqSystemEnvironment, ZqManipulatorSystem,
       ZqManipulatorSystemConfiguration, ZqManipulatorSystemContainer, ZqStatedSystem,
       ZqLinkReferenceDescription, ZqManipulatorReferenceDescription, ZqManipulatorLinkIdentifier,
-      ZqBaseLinkInterface, ZqManipulatorLink, ZqIndividualManipulator>()),
+      ZqBaseLinkInterface, ZqManipulatorLink, ZqIndividualManipulator, ZqSimulationCheckpoint>()),
    testing::PrintToStringParamName());
 
 TEST(PersistentObjects, SchemaTellsDocumentsApart)

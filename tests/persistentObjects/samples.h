@@ -73,6 +73,8 @@ private:
    void fill(int& value) { value = -static_cast<int>(++m_number) - 2; }
    void fill(bool& value) { value = !value; }
    void fill(ZqString& value) { value = " <" + std::to_string(++m_number) + " & \"\u00f6\"'\t\n"; }
+   /// Each enumeration has a value of 1.
+   void fill(ZqXmlEnumType<ZqU32>& value) { value = 1; }
    void fill(ZqVector& v) { v = {filled<ZqReal>(), filled<ZqReal>(), filled<ZqReal>()}; }
    void fill(ZqOrientation& q) { q = {1.0 / 11.0, 2.0 / 11.0, 4.0 / 11.0, -10.0 / 11.0}; }
    void fill(ZqCoordinateSystemTransformation& X)
@@ -262,6 +264,13 @@ private:
       configuration.attachmentMap().attachManipulator(1, 0, "label0", {}, "tool");
       stated.setConfiguration(configuration);
       stated.setInteractionState(filled<ZqInteractionState>());
+   }
+   /// Later versions are refused.
+   void fill(ZqSimulationCheckpoint& checkpoint)
+   {
+      fillMembers(checkpoint);
+      checkpoint.*std::get<0>(ZqSimulationCheckpoint::components()).member =
+         ZqSimulationCheckpoint::latestVersion;
    }
    void fill(ZqManipulatorLink& link)
    {

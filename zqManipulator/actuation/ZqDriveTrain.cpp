@@ -70,6 +70,16 @@ struct ZqDriveTrain::Motion
    ZqReal* center = nullptr;
 };
 
+/// A flexible one, as the joint feels it.
+struct ZqDriveTrain::Shaft
+{
+   ZqReal torque() const { return spring + damper; }
+
+   ZqReal held = 0.0;   ///< J
+   ZqReal spring = 0.0; ///< N m or N
+   ZqReal damper = 0.0; ///< likewise
+};
+
 inline ZqReal ZqDriveTrain::viscousFriction(const Motion& motion) const
 {
    return m_frictionCoefficient * motion.motorVelocity * m_gearRatio;
@@ -87,6 +97,23 @@ inline ZqReal ZqDriveTrain::stoppers(const Motion& motion) const
    if (q > upperZone)
       torque = torque + m_stopperSpringCoefficient * (q - upperZone) + damping;
    return torque;
+}
+
+/// What the springs of the stoppers hold.
+inline ZqReal ZqDriveTrain::stoppersHeld(const Motion& motion) const
+{
+   const ZqReal below = std::max(0.0, m_lowerLimit + m_stopperZone - motion.position);
+   const ZqReal above = std::max(0.0, motion.position - (m_upperLimit - m_stopperZone));
+   return 0.5 * m_stopperSpringCoefficient * (below * below + above * above);
+}
+
+/// The dampers' part of the torque.
+inline ZqReal ZqDriveTrain::stopperDamping(const Motion& motion) const
+{
+   const ZqReal damping = m_stopperDampingCoefficient * motion.velocity;
+   const bool isBelow = motion.position < m_lowerLimit + m_stopperZone;
+   const bool isAbove = motion.position > m_upperLimit - m_stopperZone;
+   return (isBelow ? damping : 0.0) + (isAbove ? damping : 0.0);
 }
 
 inline ZqReal ZqDriveTrain::dryFriction(ZqReal torque, const Motion& motion) const
@@ -191,20 +218,97 @@ ZqReal ZqDriveTrain::shaftLaw(ZqManipulatorActiveState& state, const char* messa
    if (!allHave(j, positions, velocities, motorPositions, motorVelocities))
       return rejected(message), 0.0;
 
-   const ZqReal shaft = positions[j] * m_gearRatio;
-   ZqReal motor = motorPositions[j];
+   const Motion motion{positions[j],       velocities[j], motorPositions[j],
+                       motorVelocities[j], nullptr,       nullptr};
+   return keptOutputTorque(shaft(motion).torque(), state);
+}
+
+ZqDriveTrain::Shaft ZqDriveTrain::shaft(const Motion& motion) const
+{
+   const ZqReal end = motion.position * m_gearRatio;
+   ZqReal motor = motion.motorPosition;
    // With backlash the shaft touches the motor at one of two ends, or at none.
-   const bool isPushed = shaft <= motor;
-   const bool isPulled = motor <= shaft - m_backlash;
-   ZqReal torque = 0.0;
-   if ((isPushed || isPulled) && m_gearRatio != 0.0)
+   const bool isPushed = end <= motor;
+   const bool isPulled = motor <= end - m_backlash;
+   if (!(isPushed || isPulled) || m_gearRatio == 0.0)
+      return {};
+   if (isPulled)
+      motor += m_backlash;
+   const ZqReal twist = motor / m_gearRatio - motion.position;
+   const ZqReal spring = twist * m_jointFlexibilityStiffness;
+   return {0.5 * twist * spring, spring,
+           (motion.motorVelocity / m_gearRatio - motion.velocity) * m_jointFlexibilityDamping};
+}
+
+ZqReal ZqDriveTrain::heldEnergyLaw(const ZqManipulatorActiveState& state) const
+{
+   const ZqU32 j = jointIndex();
+   const auto& positions = positionsOf(state);
+   const auto& velocities = velocitiesOf(state);
+   const auto& motors = state.ZqManipulatorActiveState::actuatorState();
+   const auto& motorPositions = motors.ZqActuatorState::motorPositions();
+   const auto& motorVelocities = motors.ZqActuatorState::motorVelocities();
+   if (!allHave(j, positions, velocities, motorPositions, motorVelocities))
+      return 0.0;
+   const Motion motion{positions[j],       velocities[j], motorPositions[j],
+                       motorVelocities[j], nullptr,       nullptr};
+   return m_isRigid ? stoppersHeld(motion) : shaft(motion).held;
+}
+
+ZqDriveLoads ZqDriveTrain::loadsLaw(ZqReal inputTorque, ZqReal efficiency,
+                                    const ZqManipulatorActiveState& state) const
+{
+   const ZqU32 j = jointIndex();
+   const auto& positions = positionsOf(state);
+   const auto& velocities = velocitiesOf(state);
+   const auto& motors = state.ZqManipulatorActiveState::actuatorState();
+   const auto& sticks = motors.ZqActuatorState::staticFrictionModes();
+   const auto& centers = motors.ZqActuatorState::springDamperCenters();
+   const auto& motorPositions = motors.ZqActuatorState::motorPositions();
+   const auto& motorVelocities = motors.ZqActuatorState::motorVelocities();
+   const auto& outputTorques = motors.ZqActuatorState::outputTorques();
+   if (!allHave(j, positions, velocities, sticks, centers, motorPositions, motorVelocities,
+                outputTorques))
+      return {};
+   // The laws may change what friction remembers: of a copy.
+   Flags::value_type sticksNow = sticks[j];
+   ZqReal center = centers[j];
+   const Motion motion{positions[j],       velocities[j], motorPositions[j],
+                       motorVelocities[j], &sticksNow,    &center};
+   return m_isRigid ? rigidLoads(inputTorque, outputTorques[j], motion)
+                    : flexibleLoads(inputTorque, efficiency, motion);
+}
+
+ZqDriveLoads ZqDriveTrain::rigidLoads(ZqReal input, ZqReal output, const Motion& motion) const
+{
+   ZqDriveLoads loads;
+   loads.driving.motor = input;
+   loads.friction.joint = input * m_gearRatio - stoppers(motion) - output;
+   loads.damping.joint = stopperDamping(motion);
+   return loads;
+}
+
+ZqDriveLoads ZqDriveTrain::flexibleLoads(ZqReal input, ZqReal efficiency,
+                                         const Motion& motion) const
+{
+   ZqDriveLoads loads;
+   if (m_gearRatio == 0.0)
+      return loads;
+   const Shaft atJoint = shaft(motion);
+   loads.damping = {-atJoint.damper, atJoint.damper / m_gearRatio};
+   if (!motorIsBody())
    {
-      if (isPulled)
-         motor += m_backlash;
-      torque = (motor / m_gearRatio - positions[j]) * m_jointFlexibilityStiffness +
-               (motorVelocities[j] / m_gearRatio - velocities[j]) * m_jointFlexibilityDamping;
+      loads.driving.motor = atJoint.torque() / m_gearRatio;
+      return loads;
    }
-   return keptOutputTorque(torque, state);
+   const ZqReal viscous = viscousFriction(motion);
+   const ZqReal stopper = stoppers(motion);
+   const ZqReal net = input * m_gearRatio * efficiency - (viscous + stopper) - atJoint.torque();
+   loads.driving.motor = input;
+   loads.friction.motor =
+      input * (1.0 - efficiency) + (viscous + dryFriction(net, motion)) / m_gearRatio;
+   loads.damping.motor += stopper / m_gearRatio;
+   return loads;
 }
 
 ZqReal ZqDriveTrain::motorAccelerationLaw(ZqReal torque) const

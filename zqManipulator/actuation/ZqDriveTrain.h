@@ -6,6 +6,27 @@
 class ZqManipulatorActiveState;
 class ZqManipulatorLink;
 
+/// What acts in a drive train in one state, by what becomes of its energy.
+struct ZqDriveLoads
+{
+   /// Torques (N m or N) that go with the joint and with the motor.
+   struct Torques
+   {
+      /// Their power (W), of the rates (rad/s or m/s) of both.
+      ZqReal along(ZqReal jointRate, ZqReal motorRate) const noexcept
+      {
+         return joint * jointRate + motor * motorRate;
+      }
+
+      ZqReal joint = 0.0;
+      ZqReal motor = 0.0;
+   };
+
+   Torques driving;  ///< put in
+   Torques friction; ///< lost in viscous and dry friction, and in the gear
+   Torques damping;  ///< lost in the dampers of stoppers and shaft
+};
+
 /// What the drive trains have in common: their parameters, which `ZqMechanicalActuatorComponent`
 /// tells, and the laws of friction, stoppers and shaft.
 ///
@@ -103,6 +124,11 @@ protected:
    ZqReal shaftLaw(ZqManipulatorActiveState& state, const char* message) const;
    /// The motor's acceleration under a torque at the joint; 0.0 for a gear ratio of 0.0.
    ZqReal motorAccelerationLaw(ZqReal torque) const;
+   /// What springs of stoppers and of the shaft hold (J).
+   ZqReal heldEnergyLaw(const ZqManipulatorActiveState& state) const;
+   /// As `loads` of the derived classes, with the torque that the gear lets through.
+   ZqDriveLoads loadsLaw(ZqReal inputTorque, ZqReal efficiency,
+                         const ZqManipulatorActiveState& state) const;
    ZqReal effectiveInertiaLaw() const
    {
       return m_isRigid ? m_gearRatio * m_gearRatio * m_inertia : 0.0;
@@ -144,10 +170,16 @@ protected:
 
 private:
    struct Motion;
+   struct Shaft;
 
    ZqReal viscousFriction(const Motion& motion) const;
    ZqReal stoppers(const Motion& motion) const;
+   ZqReal stoppersHeld(const Motion& motion) const;
+   ZqReal stopperDamping(const Motion& motion) const;
    ZqReal dryFriction(ZqReal torque, const Motion& motion) const;
+   Shaft shaft(const Motion& motion) const;
+   ZqDriveLoads rigidLoads(ZqReal input, ZqReal output, const Motion& motion) const;
+   ZqDriveLoads flexibleLoads(ZqReal input, ZqReal efficiency, const Motion& motion) const;
    ZqU32 jointIndex() const;
 };
 
@@ -263,6 +295,23 @@ public:
    /// Gives the actuator state an entry for each joint, and sets that of this joint to a motor that
    /// follows the joint and does not stick. States of power converters are left to the caller.
    virtual void initializeActuatorStates(ZqManipulatorActiveState& state) const;
+   /// \name Energies
+   /// By the laws of this class. What the springs hold that hold a motor where it sticks counts as friction, when
+   /// they take it in and when they give it back. A state without entries for the joint holds nothing, and has no
+   /// loads.
+   /// @{
+   /// In springs of stoppers, and in the shaft (J). The stoppers of a flexible drive push the motor by the position
+   /// of the joint, and hold nothing.
+   ZqReal heldEnergy(const ZqManipulatorActiveState& state) const { return heldEnergyLaw(state); }
+   /// What acts at a torque at the motor, after `outputTorque` was asked for the state. The friction of a rigid
+   /// drive is all that its output torque lacks, of an own class too; that of a gear with an efficiency is negative
+   /// where the joint drives the motor. What the stoppers of a flexible drive do counts as damping. A flexible
+   /// drive without inertia is driven by what its shaft asks for.
+   ZqDriveLoads loads(ZqReal inputTorque, const ZqManipulatorActiveState& state) const
+   {
+      return loadsLaw(inputTorque, self().efficiency(), state);
+   }
+   /// @}
 
 protected:
    ZqDriveTrainClass() = default;

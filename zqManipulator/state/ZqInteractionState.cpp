@@ -128,6 +128,7 @@ ZqContactState::ZqContactState(const ZqContactMemoryOfPair& pair)
    putAll(memory.lastVelocity, m_lastVelocities);
    m_patchNumbers.pushBack(memory.part);
    m_patchNumbers.pushBack(memory.reserve);
+   m_patchNumbers.pushBack(memory.tangentialEnergy);
    NumberSink sink(m_pointNumbers);
    for (int i = 0; i < memory.gripCount; ++i)
    {
@@ -151,7 +152,8 @@ bool ZqContactState::get(ZqContactMemoryOfPair& pair) const
    ZqContactMemory memory;
    if (m_times.size() > 1 || m_frictionMode > ZqU32(ZqFrictionMode::NewContact) ||
        m_stickPoints.size() != 6 || m_stickFrames.size() != 14 || m_velocities.size() != 12 ||
-       m_lastVelocities.size() != 12 || m_patchNumbers.size() != 2 ||
+       m_lastVelocities.size() != 12 ||
+       (m_patchNumbers.size() != 2 && m_patchNumbers.size() != 3) ||
        points > ZqContactMemory::capacity || m_pointNumbers.size() != numbersOfPoint * points ||
        !std::all_of(m_pointStates.begin(), m_pointStates.end(), isState) ||
        !parseNames(m_pointNames, points, memory))
@@ -171,6 +173,7 @@ bool ZqContactState::get(ZqContactMemoryOfPair& pair) const
    takeAll(m_lastVelocities, memory.lastVelocity);
    memory.part = m_patchNumbers[0];
    memory.reserve = m_patchNumbers[1];
+   memory.tangentialEnergy = m_patchNumbers.size() > 2 ? m_patchNumbers[2] : 0.0;
    memory.gripCount = static_cast<int>(points);
    NumberSource source(m_pointNumbers);
    for (std::size_t i = 0; i < points; ++i)

@@ -49,7 +49,8 @@ public:
                      "those of the evaluation before"},
          ZqComponent{
             &This::m_patchNumbers, &ZqManip::ZqPatchNumbersToken,
-            "part of the stiffness that presses, and what leaps of shares may bring in (J)"},
+            "part of the stiffness that presses, what leaps of shares may bring in (J), and "
+            "the energy stored across the normal (J), which may be missing"},
          ZqComponent{&This::m_pointNames, &ZqManip::ZqPointNamesToken,
                      "names of the points that hold, unsigned numbers of 64 bits"},
          ZqComponent{&This::m_pointStates, &ZqManip::ZqPointStatesToken,

@@ -170,13 +170,32 @@ bool ZqContactSides::computeFriction(const ZqBaseCollisionForceProcessor& law,
    return true;
 }
 
+ZqReal ZqContactSides::powerTaken(const ZqContactForces& forces) const
+{
+   ZqReal power = 0.0;
+   for (std::size_t i = 0; i < 2; ++i)
+   {
+      const ZqContactSide& side = m_sides[i];
+      const ZqOrientation& axes = side.frame.orientation();
+      power -= (axes * forces[i].force()).dot(side.velocity.linear()) +
+               (axes * forces[i].moment()).dot(side.velocity.angular());
+   }
+   return power;
+}
+
 ZqContactForces ZqContactSides::add(const ZqContactForces& repulsion,
                                     const ZqContactForces& friction, ZqShapeCollisionData& data,
                                     ZqXmlVectorType<ZqManipulatorExternalForce>& forces) const
 {
    const ZqOrientation& axes = m_sides[0].frame.orientation();
-   data.response().normalForce = axes * repulsion[0].force();
-   data.response().frictionForce = axes * friction[0].force();
+   ZqContactResponse& response = data.response();
+   response.normalForce = axes * repulsion[0].force();
+   response.frictionForce = axes * friction[0].force();
+   if (!areInert())
+   {
+      response.normalLoss = powerTaken(repulsion);
+      response.tangentialLoss = powerTaken(friction);
+   }
    return add({repulsion[0] + friction[0], repulsion[1] + friction[1]}, forces);
 }
 

@@ -70,8 +70,10 @@ public:
                         const ZqContactPatch& patch, const ZqVector& normalForce,
                         ZqShapeCollisionData& data, ZqContactForces& forces) const;
 
+   /// What forces take along the motion of the two links (W).
+   ZqReal powerTaken(const ZqContactForces& forces) const;
    /// Adds both forces to those on the two links, unless these are inert, and leaves both in the response of the
-   /// record; the rest of the response stays. Their sums, each in the D-H frame of its link.
+   /// record, with what they take as losses; the rest of the response stays. Their sums, each in the D-H frame of its link.
    ZqContactForces add(const ZqContactForces& repulsion, const ZqContactForces& friction,
                        ZqShapeCollisionData& data,
                        ZqXmlVectorType<ZqManipulatorExternalForce>& forces) const;

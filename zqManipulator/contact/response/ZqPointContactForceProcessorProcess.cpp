@@ -64,6 +64,8 @@ public:
             ZqReal time);
    ZqContactForces forces() const;
    void remember(bool isGripped, ZqReal time);
+   /// What a law of friction takes that does not tell points apart. It is no part of the reserve.
+   void bookPatchFriction() { m_response.tangentialLoss += m_sides.powerTaken(m_patchFriction); }
 
 private:
    using PointForces = std::array<ZqNormalContactLaw::Force, ZqContactManifold::capacity>;
@@ -215,6 +217,7 @@ void PointContact::remember(bool isGripped, ZqReal time)
    const ZqReal loss =
       (m_response.normalLoss + m_response.tangentialLoss) * m_elapsed + m_response.slipLoss;
    memory.reserve += std::max(0.0, loss);
+   memory.tangentialEnergy = m_response.tangentialEnergy;
    memory.time = time;
 }
 
@@ -315,6 +318,8 @@ bool ZqPointContactForceProcessor::process(ZqShapeCollisionData& data,
       m_useFriction ? dissipativeForceProcessor() : nullptr;
    const bool isGripped = friction != nullptr && contact.rub(*friction, law, time);
    contact.remember(isGripped, time);
+   if (friction != nullptr && !isGripped)
+      contact.bookPatchFriction();
    sides.deliver(contact.forces(), forces);
    return true;
 }

@@ -63,6 +63,7 @@ struct ZqContactMemory
    ZqReal reserve =
       0.0; ///< what leaps may still bring in: lost by the contact so far, less leaps (J)
    /// @}
+   ZqReal tangentialEnergy = 0.0; ///< stored in the springs across the normal (J)
    int gripCount = 0;
    std::array<ZqPointGrip, capacity> grips; ///< in the order of the manifold's points
 };
@@ -92,7 +93,9 @@ struct ZqContactResponse
    int pointCount = 0;
    std::array<Point, ZqContactManifold::capacity> points;
    /// @}
-   /// \name Energy, of laws that know it
+   /// \name Energy
+   /// Where a law does not know what it stores, all that its forces take along the motion is lost, and below zero
+   /// what they give back.
    /// @{
    ZqReal normalEnergy = 0.0;     ///< stored in the springs along the normal (J)
    ZqReal tangentialEnergy = 0.0; ///< and in those across it (J)

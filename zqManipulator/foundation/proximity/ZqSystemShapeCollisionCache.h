@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <utility>
 #include <vector>
 
 /// What is remembered of a pair of shapes that touch.
@@ -71,6 +72,26 @@ public:
    std::vector<ZqContactMemoryOfPair> memories() const;
    /// Forgets all pairs but these, which are taken to have touched in the evaluation before the next one.
    void setMemories(std::span<const ZqContactMemoryOfPair> memories);
+   /// @}
+
+   /// \name Both walks leave no trace
+   /// @{
+   /// Over the records that are valid.
+   template <class Visitor>
+   void forEachValid(const Visitor& visitor) const
+   {
+      for (const Place& place : m_places)
+         if (place.valid == m_round)
+            visitor(std::as_const(*place.record));
+   }
+   /// Over those whose pair touched in the evaluation before, no trial, and that are not valid in the present one.
+   template <class Visitor>
+   void forEachEnded(const Visitor& visitor) const
+   {
+      for (const Place& place : m_places)
+         if (place.valid != m_round && place.touched + 1 == m_evaluation)
+            visitor(std::as_const(*place.record));
+   }
    /// @}
 
    /// \name For who looks for contacts

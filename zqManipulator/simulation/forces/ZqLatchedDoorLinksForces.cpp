@@ -31,3 +31,16 @@ void ZqLatchedDoorLinks::forceBetweenLinks(
       moment(positions[m_handleLinkId], positions[m_doorLinkId], rates[m_doorLinkId]);
    forces[m_manipulatorId][m_doorLinkId] += ZqGeneralForce({}, ZqVector::zVector(torque));
 }
+
+ZqInteractionEnergy ZqLatchedDoorLinks::energy(ZqSystemActiveState& activeState,
+                                               const ZqManipulatorSystem& system) const
+{
+   const ZqManipulatorActiveState* state = zqActiveStateOf(m_manipulatorId, system, activeState);
+   if (state == nullptr)
+      return {};
+   const auto& positions = state->activePositionState().positionState().jointPositions().values();
+   const auto& rates = state->activeVelocityState().velocityState().jointVelocities().values();
+   if (m_doorLinkId >= std::min(positions.size(), rates.size()))
+      return {};
+   return energyAt(positions[m_doorLinkId], rates[m_doorLinkId]);
+}

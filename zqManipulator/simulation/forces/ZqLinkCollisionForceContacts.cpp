@@ -56,3 +56,25 @@ void ZqLinkCollisionForce::forceBetweenLinks(
    while (ZqShapeCollisionData* data = cache.nextCollisionData())
       law->process(*data, activeState, torques, forces, time);
 }
+
+ZqInteractionEnergy ZqLinkCollisionForce::energy(ZqSystemActiveState& activeState,
+                                                 const ZqManipulatorSystem&) const
+{
+   ZqInteractionEnergy energy;
+   if (m_collisionForceContainer.topElement() == nullptr)
+      return energy;
+   const ZqSystemShapeCollisionCache& cache = activeState.systemShapeCollisionCache();
+   cache.forEachValid(
+      [&](const ZqShapeCollisionData& record)
+      {
+         const ZqContactResponse& response = record.response();
+         energy.contactSprings += response.normalEnergy + response.tangentialEnergy;
+         energy.contactDampers += response.normalLoss;
+         energy.friction += response.tangentialLoss;
+         energy.slipped += response.slipLoss;
+         energy.released -= response.patchGain;
+      });
+   cache.forEachEnded([&](const ZqShapeCollisionData& record)
+                      { energy.released += record.memory().tangentialEnergy; });
+   return energy;
+}

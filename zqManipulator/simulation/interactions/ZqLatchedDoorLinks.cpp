@@ -3,6 +3,7 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
 
+#include <algorithm>
 #include <cmath>
 
 template class ZqXmlClass<ZqLatchedDoorLinks, ZqBaseLinkInteractions>;
@@ -46,8 +47,9 @@ void ZqLatchedDoorLinks::init(ZqReal doorAngle) const
       (m_closedDoorAngleLowerBound + m_closedDoorAngleUpperBound) * 0.5};
 }
 
-/// The moment on the door, about its z axis (N m). Leads the latch on.
-ZqReal ZqLatchedDoorLinks::moment(ZqReal handleAngle, ZqReal doorAngle, ZqReal doorRate) const
+/// What the spring does now. Leads the latch on.
+ZqLatchedDoorLinks::Spring ZqLatchedDoorLinks::leadLatchOn(ZqReal handleAngle,
+                                                           ZqReal doorAngle) const
 {
    if (!m_latch.get().isInitialized)
       init(doorAngle);
@@ -60,20 +62,63 @@ ZqReal ZqLatchedDoorLinks::moment(ZqReal handleAngle, ZqReal doorAngle, ZqReal d
    if (!latch.isDoorFree)
    {
       if (isHandleOut)
-         return -((doorAngle - latch.closedDoorCenter) * m_springConstant +
-                  doorRate * m_damperConstant);
+         return Spring::HoldsIn;
       latch.isDoorFree = doorAngle < lower || doorAngle > upper;
-      return 0.0;
+      return Spring::None;
    }
-   if (!(lower < doorAngle && doorAngle < upper))
-      return 0.0;
    if (isHandleOut && m_latchType == ClosedWithTurn)
+      return Spring::KeepsOut;
+   if (lower < doorAngle && doorAngle < upper)
+      latch.isDoorFree = false;
+   return Spring::None;
+}
+
+/// The position of the door against that in which the spring rests, where it touches the door (rad).
+std::optional<ZqReal> ZqLatchedDoorLinks::stretch(Spring spring, ZqReal doorAngle) const
+{
+   const ZqReal center = m_latch.get().closedDoorCenter;
+   const ZqReal lower = m_closedDoorAngleLowerBound;
+   const ZqReal upper = m_closedDoorAngleUpperBound;
+   if (spring == Spring::HoldsIn)
+      return doorAngle - center;
+   if (spring == Spring::KeepsOut && lower < doorAngle && doorAngle < upper)
+      return doorAngle - (doorAngle <= center ? lower : upper);
+   return std::nullopt;
+}
+
+/// The moment on the door, about its z axis (N m). Leads the latch on.
+ZqReal ZqLatchedDoorLinks::moment(ZqReal handleAngle, ZqReal doorAngle, ZqReal doorRate) const
+{
+   const Spring spring = leadLatchOn(handleAngle, doorAngle);
+   Latch& latch = m_latch.get();
+   latch.springBefore = latch.spring;
+   latch.spring = spring;
+   const std::optional<ZqReal> turned = stretch(spring, doorAngle);
+   return turned ? -(*turned * m_springConstant + doorRate * dampingOf(spring)) : 0.0;
+}
+
+/// Of the damper beside a spring: that of the wall pushes.
+ZqReal ZqLatchedDoorLinks::dampingOf(Spring spring) const
+{
+   return spring == Spring::KeepsOut ? -m_damperConstant : m_damperConstant;
+}
+
+/// With the door at a position and velocity, as of the last evaluation.
+ZqInteractionEnergy ZqLatchedDoorLinks::energyAt(ZqReal doorAngle, ZqReal doorRate) const
+{
+   const Latch& latch = m_latch.get();
+   const auto heldBy = [&](Spring spring)
    {
-      const ZqReal bound = doorAngle <= latch.closedDoorCenter ? lower : upper;
-      return (bound - doorAngle) * m_springConstant + doorRate * m_damperConstant;
-   }
-   latch.isDoorFree = false;
-   return 0.0;
+      const ZqReal turned = stretch(spring, doorAngle).value_or(0.0);
+      return 0.5 * m_springConstant * turned * turned;
+   };
+   ZqInteractionEnergy energy;
+   energy.linkSprings = heldBy(latch.spring);
+   if (stretch(latch.spring, doorAngle))
+      energy.linkDampers = dampingOf(latch.spring) * doorRate * doorRate;
+   if (latch.springBefore != Spring::Unknown)
+      energy.released = heldBy(latch.springBefore) - energy.linkSprings;
+   return energy;
 }
 
 ZqXmlVectorBasicType<ZqReal> ZqLatchedDoorLinks::memory() const
@@ -81,7 +126,8 @@ ZqXmlVectorBasicType<ZqReal> ZqLatchedDoorLinks::memory() const
    const Latch& latch = m_kept.get() ? *m_kept.get() : m_latch.get();
    ZqXmlVectorBasicType<ZqReal> numbers;
    if (latch.isInitialized)
-      numbers.values() = {latch.isDoorFree ? 1.0 : 0.0, latch.closedDoorCenter};
+      numbers.values() = {latch.isDoorFree ? 1.0 : 0.0, latch.closedDoorCenter,
+                          static_cast<ZqReal>(latch.spring)};
    return numbers;
 }
 
@@ -93,10 +139,22 @@ bool ZqLatchedDoorLinks::setMemory(const ZqXmlVectorBasicType<ZqReal>& memory)
       m_latch.get() = {};
       return true;
    }
-   if (numbers.size() != 2 || (numbers[0] != 0.0 && numbers[0] != 1.0) ||
+   const bool isSpringTold = numbers.size() == 3;
+   if ((numbers.size() != 2 && !isSpringTold) || (numbers[0] != 0.0 && numbers[0] != 1.0) ||
        !std::isfinite(numbers[1]))
       return false;
-   m_latch.get() = {true, numbers[0] == 1.0, numbers[1]};
+   Latch latch{true, numbers[0] == 1.0, numbers[1]};
+   if (isSpringTold)
+   {
+      const auto known = {Spring::None, Spring::HoldsIn, Spring::KeepsOut, Spring::Unknown};
+      const auto found =
+         std::find_if(known.begin(), known.end(),
+                      [&](Spring spring) { return static_cast<ZqReal>(spring) == numbers[2]; });
+      if (found == known.end())
+         return false;
+      latch.spring = *found;
+   }
+   m_latch.get() = latch;
    return true;
 }
 

@@ -75,8 +75,16 @@ public:
    void forceBetweenLinks(ZqSystemActiveState& activeState, const ZqManipulatorSystem& system,
                           const ZqReal& time, const ZqXmlVectorType<ZqManipulatorTorque>& torques,
                           ZqXmlVectorType<ZqManipulatorExternalForce>& forces) const override;
-   /// Nothing before the first evaluation; then 1 for a free door or 0 for a latched one, and the middle
-   /// of the frame (rad).
+   /// Holds k (d - m)^2 / 2 where the door is held in its frame, k (bound - d)^2 / 2 where it is kept out of it, and
+   /// else nothing. Where one takes the place of the other, because the handle was turned or let go or the door
+   /// latched, what the spring before would hold now less what the present one holds is released: below zero
+   /// where a handle is let go and the spring takes hold of a door beside its middle. The damper loses c v^2; that
+   /// of the wall gains it.
+   ZqInteractionEnergy energy(ZqSystemActiveState& activeState,
+                              const ZqManipulatorSystem& system) const override;
+   /// Nothing before the first evaluation; then 1 for a free door or 0 for a latched one, the middle of the frame
+   /// (rad), and what the spring does: 0 nothing, 1 it holds the door in the frame, 2 out of it, 3 not known, as when
+   /// numbers are set of which this one is missing.
    ZqXmlVectorBasicType<ZqReal> memory() const override;
    bool setMemory(const ZqXmlVectorBasicType<ZqReal>& memory) override;
    void beginTrial() const override;
@@ -111,14 +119,28 @@ protected:
    void init(ZqReal doorAngle) const;
 
 private:
+   /// What the spring does; it may hold nothing with any.
+   enum class Spring
+   {
+      None,
+      HoldsIn,
+      KeepsOut,
+      Unknown ///< before the first evaluation
+   };
    struct Latch
    {
       bool isInitialized = false;
       bool isDoorFree = false;
-      ZqReal closedDoorCenter = 0.0; ///< rad
+      ZqReal closedDoorCenter = 0.0;         ///< rad
+      Spring spring = Spring::Unknown;       ///< in the last evaluation
+      Spring springBefore = Spring::Unknown; ///< and in the one before
    };
 
+   Spring leadLatchOn(ZqReal handleAngle, ZqReal doorAngle) const;
    ZqReal moment(ZqReal handleAngle, ZqReal doorAngle, ZqReal doorRate) const;
+   std::optional<ZqReal> stretch(Spring spring, ZqReal doorAngle) const;
+   ZqReal dampingOf(Spring spring) const;
+   ZqInteractionEnergy energyAt(ZqReal doorAngle, ZqReal doorRate) const;
 
    ZqXmlEnumType<ZqU32> m_latchType;
    ZqReal m_springConstant = 0.0;

@@ -38,6 +38,13 @@ public:
                           const ZqReal& time, const ZqXmlVectorType<ZqManipulatorTorque>& torques,
                           ZqXmlVectorType<ZqManipulatorExternalForce>& forces) const override;
 
+   /// Of the contacts that are valid in the active state: so it has to be asked before they are invalidated. A spring
+   /// along the normal gives back what it holds as its contact ends, those across it release it. A contact that
+   /// begins holds at once what the motion of the step stored, O(dt^2) of it: nobody is told to have put it in.
+   /// Each of several of these answers the same.
+   ZqInteractionEnergy energy(ZqSystemActiveState& activeState,
+                              const ZqManipulatorSystem& system) const override;
+
    virtual const ZqU32& precisionLevel() const { return m_precisionLevel; }
    /// The `boundingVolumeLevel` of the tool that looks for contacts: of a shape the first volume counts, from
    /// coarse to fine, whose level is not above it.

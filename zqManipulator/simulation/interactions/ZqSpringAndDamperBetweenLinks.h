@@ -59,6 +59,11 @@ public:
    void forceBetweenLinks(ZqSystemActiveState& activeState, const ZqManipulatorSystem& system,
                           const ZqReal& time, const ZqXmlVectorType<ZqManipulatorTorque>& torques,
                           ZqXmlVectorType<ZqManipulatorExternalForce>& forces) const override;
+   /// Holds k (|d| - l)^2 / 2 + k' (theta - theta0)^2 / 2, and loses what the force and the moment take beyond
+   /// that: c v . (v - (w_A + w_B) x d / 2) + c' w . w, with v = v_B - v_A and w = w_B - w_A. Of links that turn
+   /// the first may be below zero.
+   ZqInteractionEnergy energy(ZqSystemActiveState& activeState,
+                              const ZqManipulatorSystem& system) const override;
    bool apply(const ZqModelEdit& edit) override;
 
    virtual const ZqReal& linearSpringConstant() const { return m_linearSpringConstant; }

@@ -58,6 +58,18 @@ public:
                          const ZqPositionState& state) const;
    virtual ZqReal torque(const ZqIndividualManipulator& manipulator,
                          const ZqManipulatorActiveState& state) const;
+   /// \name Energies of the spring at the joint with this index
+   /// Their sums over all joints of a manipulator count; what `torque` leaves out, they leave out silently.
+   /// @{
+   /// What it holds (J): k w (q - q0)^2 / 2 of its own joint. With k w q (q' / 2 - q0') for each other joint q' the
+   /// sum is the potential of springs that act on each other alike.
+   ZqReal heldEnergy(ZqU32 joint, const ZqIndividualManipulator& manipulator,
+                     const ZqManipulatorActiveState& state) const;
+   /// What it takes besides (W), where springs of two joints act on each other unlike, which has no potential:
+   /// k w (q' qd - q qd') / 2.
+   ZqReal circulatingPower(ZqU32 joint, const ZqIndividualManipulator& manipulator,
+                           const ZqManipulatorActiveState& state) const;
+   /// @}
    /// Follows the links of the associated joints; a joint that is gone is one no longer.
    void apply(const ZqLinkEdit& edit);
    /// Whether there is no spring.

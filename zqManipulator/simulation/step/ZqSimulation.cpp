@@ -5,25 +5,39 @@
 #include <cmath>
 
 ZqSimulation::ZqSimulation(const ZqStatedSystem& scene, const Settings& settings)
+   : ZqSimulation(scene, settings, Bare())
+{
+   begin();
+}
+
+ZqSimulation::ZqSimulation(const ZqStatedSystem& scene, const Settings& settings, Bare)
    : m_scene(scene), m_settings(settings), m_state(scene.state()),
      m_interactions(scene.system().linkInteractionsVector()),
-     m_interacts(settings.interacts && m_interactions.size() > 0),
      m_hasAttachments(scene.configuration().attachmentMap().baseNodes().size() > 0)
 {
    scene.rightSizeState(m_state);
    m_active.setNonredundantState(m_state);
+   takeInteractions();
    m_members.reserve(scene.numberOfManipulators());
    m_results.resize(scene.numberOfManipulators());
    m_torques.resize(scene.numberOfManipulators());
    for (ZqU32 i = 0; i < scene.numberOfManipulators(); ++i)
       m_members.push_back(makeMember(i));
+   listMembers();
+   findCarriers();
+   prepareBooks();
+   beginTrial();
+}
+
+/// Brings the state of the scene to one that steps may begin with.
+void ZqSimulation::begin()
+{
    for (ZqU32 i = 0; i < m_members.size(); ++i)
    {
       if (m_members[i].manipulator->isFixedBase())
          m_state.velocityStates()[i].setGeneralVelocity(ZqGeneralMotion());
       beginWithClosedLoops(i);
    }
-   listMembers();
    const auto stored = m_state.positionStates();
    followCarriers();
    for (ZqU32 i = 0; i < m_members.size(); ++i)
@@ -31,11 +45,9 @@ ZqSimulation::ZqSimulation(const ZqStatedSystem& scene, const Settings& settings
          Zq::Print::instance().write(
             Zq::Oddity, "the base of %s is not where it is attached, and is moved there.\n",
             m_members[i].manipulator->manipulatorLabel().c_str());
-   findCarriers();
-   beginTrial();
-   if (!settings.interacts)
+   if (!m_settings.interacts)
       return;
-   if (const char* misfit = takeInteractionState(scene.interactionState()))
+   if (const char* misfit = takeInteractionState(m_scene.interactionState()))
       Zq::Print::instance().write(Zq::Oddity,
                                   "what contacts and interactions of the scene remember does not "
                                   "fit: %s; they begin anew.\n",
@@ -71,10 +83,6 @@ ZqSimulation::Member ZqSimulation::makeMember(ZqU32 index)
    for (auto* list : {&member.slopes, &member.rateSum, &member.slopeSum, &member.previousEndRates})
       list->resize(member.size());
    const bool isConstrained = manipulator.stateEqualityConstraints().size() > 0;
-   if (isConstrained && m_settings.solver == Solver::Arbi)
-      Zq::Print::instance().write(Zq::Oddity,
-                                  "%s has constraints, which the solver arbi ignores.\n",
-                                  manipulator.manipulatorLabel().c_str());
    member.isUnbound = !manipulator.isFixedBase() && !isConstrained &&
                       m_scene.configuration().attachmentMap().findNode(index) == nullptr &&
                       m_scene.configuration().attachmentMap().findBaseNode(index) == nullptr;
@@ -85,6 +93,10 @@ ZqSimulation::Member ZqSimulation::makeMember(ZqU32 index)
    findRigidBody(member);
    if (!member.rigidBody)
       member.solvers = std::make_unique<Solvers>();
+   member.isConstrained =
+      m_settings.solver == Solver::Crbi && manipulator.stateEqualityConstraints().doc() > 0;
+   if (member.isConstrained)
+      member.solvers->crbi.setUsesConstraintKinematics(true);
    findSizes(member);
 
    ZqManipulatorActiveState& active = activeState(index);
@@ -154,15 +166,17 @@ bool ZqSimulation::stepTo(ZqReal time)
    keepDrives();
    m_stateBefore = m_state;
    if (m_settings.closesLoops)
-      for (const ZqU32 i : m_constrained)
-         m_members[i].solvers->crbi.setProjectedStep(dt);
+      setProjectedStep(dt);
    for (const ZqU32 i : m_jointed)
    {
       advanceConverters(i, dt);
       if (m_settings.integrator != Integrator::SemiImplicitEuler)
          m_members[i].drivesBefore = activeState(i).actuatorState();
    }
+   if (m_settings.booksEnergy && !m_hasBookBegun)
+      beginBook();
    computeAccelerations(dt);
+   openStepBooks();
    const bool isDone = advance(dt);
    m_state.setTime(time);
    if (m_divergence)
@@ -173,6 +187,8 @@ bool ZqSimulation::stepTo(ZqReal time)
       m_state = m_stateBefore;
       for (const ZqU32 i : m_jointed)
          activeState(i).actuatorState() = m_members[i].drivesKept;
+      for (const ZqU32 i : m_watched)
+         m_results[i].reset();
       return false;
    }
    for (const ZqU32 i : m_constrained)
@@ -180,6 +196,7 @@ bool ZqSimulation::stepTo(ZqReal time)
    if (meetStoppingCriteria() || m_greatestGap)
       followCarriers();
    collectResults();
+   closeStepBooks(dt);
    ++m_steps;
    return true;
 }
@@ -247,6 +264,7 @@ void ZqSimulation::computeAccelerations(ZqReal dt)
    takeState();
    interact(m_state.time());
    noteContacts(dt);
+   bookInteractionsOfStep();
    beginTrial();
    solveAll();
 }
@@ -331,6 +349,7 @@ bool ZqSimulation::meetStoppingCriteria()
          isActiveStateSet = true;
          if (!criterion->stop(m_active, m_scene, m_state.time(), i, m_results[i]))
             continue;
+         noteReturn(i);
          m_state.positionStates()[i] = m_stateBefore.positionStates()[i];
          isAnyMet = true;
       }

@@ -96,7 +96,8 @@ public:
       bool closesLoops = true;
       /// Whether what acts between links, contact among it, is computed.
       bool interacts = true;
-      /// Whether contact is part of that; without it links pass through each other.
+      /// Whether contact is part of that; without it links pass through each other, and what contacts remembered
+      /// is gone.
       bool computesContact = true;
       /// Whether `energyBook` is kept. Steps are the same with it, and take longer.
       bool booksEnergy = false;
@@ -187,10 +188,11 @@ public:
 
    /// \name To go on later
    /// @{
-   /// All that the next step depends on, and what has been told so far. Nothing of the simulation changes by it.
+   /// All that the next step depends on, and what has been told so far, but for a divergence: where that came, it is
+   /// the last state before. Nothing of the simulation changes by it.
    ZqSimulationCheckpoint checkpoint() const;
    /// A simulation that goes on from there, to the same bits as if it had never ended. Null, with a message, for a
-   /// checkpoint whose parts do not fit each other.
+   /// checkpoint of a later version, and for one with a part that is missing, not finite or of another model.
    static std::unique_ptr<ZqSimulation> resume(const ZqSimulationCheckpoint& checkpoint);
    /// @}
 
@@ -305,8 +307,17 @@ private:
    struct Momentum;
    struct RigidBody;
    struct Solvers;
+   struct StepBook;
    struct Member;
 
+   struct Bare
+   {
+   };
+
+   /// At the state of the scene as it is, without a beginning.
+   ZqSimulation(const ZqStatedSystem& scene, const Settings& settings, Bare);
+   void begin();
+   void takeInteractions();
    Member makeMember(ZqU32 index);
    void listMembers();
    ZqManipulatorActiveState& activeState(ZqU32 index)
@@ -319,8 +330,21 @@ private:
    bool meetStoppingCriteria();
    void collectResults();
 
+   // Checkpoints
+   static ZqString misfitOf(const ZqSimulationCheckpoint& checkpoint);
+   const ZqActuatorState& drivesOf(ZqU32 index) const;
+   ZqString take(const ZqSimulationCheckpoint& checkpoint);
+   ZqString takeDrives(const ZqSimulationCheckpoint& checkpoint);
+   ZqString takeInputs(const ZqSimulationCheckpoint& checkpoint);
+   ZqString takeCounters(const ZqSimulationCheckpoint& checkpoint);
+   ZqString takeEvents(const ZqSimulationCheckpoint& checkpoint);
+   ZqString takeGreatest(const ZqSimulationCheckpoint& checkpoint);
+   ZqString takeLoops(const ZqSimulationCheckpoint& checkpoint);
+   ZqString takeMemories(const ZqSimulationCheckpoint& checkpoint);
+
    // Constraints
    void beginWithClosedLoops(ZqU32 index);
+   void setProjectedStep(ZqReal dt);
    void closeLoops(ZqU32 index);
    ZqStateEqualityConstraintVector::Gap gapOf(ZqU32 index);
 
@@ -403,6 +427,23 @@ private:
    // Energies
    Energy energyOfBody(ZqU32 index, const ZqManipulatorLink& link);
    Energy energyOfMotor(ZqU32 index, ZqU32 jointIndex);
+   ZqReal kineticEnergyAt(ZqU32 index, const ZqVelocityState& velocity);
+
+   // Books
+   void prepareBooks();
+   void beginBook();
+   void bookInteractionsOfStep();
+   void openStepBooks();
+   void openStepBook(ZqU32 index);
+   void bookLimits(ZqU32 index, ZqReal dt);
+   void noteReturn(ZqU32 index);
+   bool exchangeReturned();
+   void closeStepBooks(ZqReal dt);
+   void closeStepBook(ZqU32 index, ZqReal dt, ZqEnergyBook& book);
+   ZqReal powerOnLinks(ZqU32 index, const ZqManipulatorExternalForce& forces);
+   ZqEnergyBook::Held heldBy(ZqU32 index);
+   ZqEnergyBook::Held heldBetweenInteractions();
+   ZqReal heldInTrial();
 
    const ZqStatedSystem m_scene; ///< as it was at the beginning
    Settings m_settings;
@@ -422,6 +463,7 @@ private:
    ZqXmlVectorType<ZqManipulatorTorque> m_torques; ///< at the motors, by manipulator
    ZqLinkInteractionsVector m_interactions;        ///< those of the scene: they remember
    bool m_interacts = false;                       ///< there are any, and they are to act
+   ZqReal m_projectedStep = 0.0; ///< the last one that was projected to constraints (s)
    ZqStatedSystem::PropagationResults m_results;
    bool m_hasAttachments = false;
    bool m_isPresent = false; ///< what the active state holds, with all that follows from it
@@ -444,4 +486,7 @@ private:
    std::optional<DeepestContact> m_deepestContact; ///< where the last step began
    std::optional<DeepestContact> m_greatestDepth;
    std::uint64_t m_slips = 0;
+   ZqEnergyBook m_book;         ///< of the steps that were done; what is held is that at the start
+   bool m_hasBookBegun = false; ///< with the first step
+   ZqInteractionEnergy m_interactionsOfStep; ///< where the step began
 };

@@ -1,15 +1,17 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/simulation/step/ZqSimulationMember.h"
 
-/// Has the solver take constraints by what they mean, and begins with closed loops where it can.
+/// Begins with closed loops where it can, and tells where it cannot.
 void ZqSimulation::beginWithClosedLoops(ZqU32 index)
 {
-   Member& member = m_members[index];
-   member.isConstrained =
-      m_settings.solver == Solver::Crbi && member.manipulator->stateEqualityConstraints().doc() > 0;
+   const Member& member = m_members[index];
+   if (m_settings.solver == Solver::Arbi &&
+       member.manipulator->stateEqualityConstraints().size() > 0)
+      Zq::Print::instance().write(Zq::Oddity,
+                                  "%s has constraints, which the solver arbi ignores.\n",
+                                  member.manipulator->manipulatorLabel().c_str());
    if (!member.isConstrained)
       return;
-   member.solvers->crbi.setUsesConstraintKinematics(true);
    const ZqStateEqualityConstraintVector::Gap gap = gapOf(index);
    if (!(gap.size <= member.solvers->projection.tolerance()))
       Zq::Print::instance().write(
@@ -18,6 +20,14 @@ void ZqSimulation::beginWithClosedLoops(ZqU32 index)
          member.manipulator->stateEqualityConstraints().description(gap.constraint).c_str(),
          m_settings.closesLoops ? "which is closed if that can be" : "which stays");
    closeLoops(index);
+}
+
+/// Tells the solvers by which step (s) they lead to a projection.
+void ZqSimulation::setProjectedStep(ZqReal dt)
+{
+   m_projectedStep = dt;
+   for (const ZqU32 i : m_constrained)
+      m_members[i].solvers->crbi.setProjectedStep(dt);
 }
 
 /// Projects the present state onto the constraints, and takes down what gap is left. A loop that cannot be

@@ -1,8 +1,24 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/simulation/interactions/ZqLinkCollisionForce.h"
 #include "zqManipulator/simulation/step/ZqSimulationMember.h"
 #include "zqManipulator/state/ZqInteractionState.h"
 
 #include <algorithm>
+#include <memory>
+#include <utility>
+
+/// Leaves out contact where it is not wanted. Its place stays, so that the others are those of the model.
+void ZqSimulation::takeInteractions()
+{
+   auto& interactions = m_interactions.vectorContainer();
+   for (ZqBaseLinkInteractions*& interaction : interactions)
+      if (!m_settings.computesContact &&
+          dynamic_cast<const ZqLinkCollisionForce*>(interaction) != nullptr)
+         std::unique_ptr<ZqBaseLinkInteractions>(std::exchange(interaction, nullptr));
+   m_interacts = m_settings.interacts &&
+                 std::any_of(interactions.begin(), interactions.end(),
+                             [](const ZqBaseLinkInteractions* one) { return one != nullptr; });
+}
 
 // Interactions and contacts are in a trial all the time but for the evaluation with which a step begins: so
 // nobody else leaves a trace in what they remember.
@@ -135,7 +151,7 @@ bool ZqSimulation::setInteractionState(const ZqInteractionState& state)
 const char* ZqSimulation::takeInteractionState(const ZqInteractionState& state)
 {
    ZqInteractionState::Memories memories = state.memories();
-   const ZqU32 interactionCount = m_interacts ? m_interactions.size() : 0;
+   const ZqU32 interactionCount = m_settings.interacts ? m_interactions.size() : 0;
    if (state.isEmpty())
       memories.resize(interactionCount);
    if (memories.size() != interactionCount)
@@ -151,11 +167,15 @@ const char* ZqSimulation::takeInteractionState(const ZqInteractionState& state)
    {
       if (!state.contacts()[i].get(pairs[i]))
          return "the numbers of a contact do not fit";
-      if (!m_interacts || !isShape(pairs[i].key1) || !isShape(pairs[i].key2))
+      if (!isShape(pairs[i].key1) || !isShape(pairs[i].key2))
          return "it has a contact of shapes that there are not";
    }
    if (!m_interacts)
-      return nullptr;
+      return pairs.empty() || !m_settings.computesContact
+                ? nullptr
+                : "it has contacts, and nothing acts between links";
+   if (!m_settings.computesContact)
+      pairs.clear();
    dropPresent();
    endTrial();
    for (ZqU32 i = 0; i < memories.size(); ++i)

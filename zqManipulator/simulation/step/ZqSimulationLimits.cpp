@@ -23,6 +23,8 @@ void ZqSimulation::stopAtLimits(ZqU32 index, ZqReal dt)
    Member& member = m_members[index];
    std::fill(member.isFree.begin(), member.isFree.end(), true);
    member.isAnyHeld = false;
+   if (member.stepBook)
+      member.stepBook->freeAccelerations = member.accelerations;
    // To hold one joint may push another into its limit.
    while (findJointsAtLimits(index, dt))
       solveAtLimits(index, dt);
@@ -85,9 +87,12 @@ void ZqSimulation::moveWithinLimits(ZqU32 index, ZqReal dt)
    ZqPositionState& position = m_state.positionStates()[index];
    ZqVelocityState& velocity = m_state.velocityStates()[index];
    manipulator.propagateVelocityState(m_members[index].accelerations, dt, velocity);
+   bookLimits(index, dt);
    manipulator.propagateState(velocity, dt, position, m_results[index]);
-   if (m_results[index].hitJointLimit())
-      position = m_stateBefore.positionStates()[index];
+   if (!m_results[index].hitJointLimit())
+      return;
+   noteReturn(index);
+   position = m_stateBefore.positionStates()[index];
 }
 
 /// Whether the present state is beyond a limit or a rate, and on its way further out.

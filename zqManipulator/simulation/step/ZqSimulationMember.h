@@ -70,6 +70,24 @@ struct ZqSimulation::Carried
       {}; ///< of interactions, on it and on what it carries (N, N m), in the system
 };
 
+/// What a step notes of a manipulator for the book of energies, where it begins and on its way.
+struct ZqSimulation::StepBook
+{
+   std::vector<ZqDriveLoads> drives;        ///< with the damper at the joint
+   ZqReal circulatingPower = 0.0;           ///< of springs at joints (W)
+   ZqReal externalPower = 0.0;              ///< of the forces that are given (W)
+   ZqReal interactionPower = 0.0;           ///< in trees of attachments, on its links (W)
+   ZqManipulatorExternalForce interactions; ///< likewise
+   ZqReal heldBefore = 0.0;                 ///< in trees of attachments (J)
+   ZqReal lostAtLimits = 0.0;               ///< J
+   ZqAccelerationState freeAccelerations;   ///< without limits
+   ZqVelocityState scratchVelocity;
+   bool isInTree = false;    ///< of attachments
+   bool hasReturned = false; ///< by a limit of several joints or a criterion, from
+   ZqPositionState reachedPosition;
+   ZqVelocityState reachedVelocity;
+};
+
 /// What a step found two shapes to do.
 struct ZqSimulation::ContactOfStep
 {
@@ -133,6 +151,7 @@ struct ZqSimulation::Member
    std::vector<bool> isFree;         ///< of the joints, those that no limit holds
    bool isAnyHeld = false;
    bool hasFiredCriterion = false;
+   std::unique_ptr<StepBook> stepBook; ///< null without books
 
    /// \name Of the integrators with more than one evaluation a step
    /// @{
