@@ -24,7 +24,7 @@ function showGallery(scenes, main, tools) {
    main.className = "gallery";
    document.title = "Gallery";
    const top = make("div", "top");
-   const all = make("button", "text", "Pause all");
+   const all = make("button", "text");
    all.type = "button";
    top.append(make("h1", "", `${scenes.length} scenes`), all);
    const tiles = make("div", "tiles");
@@ -51,11 +51,15 @@ function showGallery(scenes, main, tools) {
          tools.clock.wake();
       };
    }
+   const playsAny = () => shown.some(viewer => viewer.isPlaying);
+   const tellWhatNext = () => (all.textContent = playsAny() ? "Pause all" : "Play all");
    all.addEventListener("click", () => {
-      const plays = shown.some(viewer => viewer.isPlaying);
+      const plays = playsAny();
       shown.forEach(viewer => (plays ? viewer.pause() : viewer.play()));
-      all.textContent = plays ? "Play all" : "Pause all";
+      tellWhatNext();
    });
+   main.addEventListener("click", tellWhatNext);
+   tellWhatNext();
    return viewers;
 }
 

@@ -470,9 +470,11 @@ export class Viewer {
       this.find(".speed").value = this.speed;
    }
 
+   // What stands still needs no following.
    #follow(body) {
-      this.stage.follow(body);
-      this.find("select.follow").value = body;
+      const followed = this.recording.places[body] >= 0 ? body : -1;
+      this.stage.follow(followed);
+      this.find("select.follow").value = followed;
       this.changed();
    }
 

@@ -1,4 +1,4 @@
-// The page in a headless browser, opened from disk without a network. ZQ_REPLAY_PAGE is the page
+// The page in a headless browser, opened from disk without a network. ZQ_REPLAY_TEMPLATE is the page
 // without scenes, ZQSIM the program that fills it, ZQ_REPLAY_MODULES where the modules are.
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
@@ -13,7 +13,7 @@ import { arm, crowd, ground, kinds, pageOf, sceneOf, turned } from "./scenes.mjs
 const here = fileURLToPath(new URL(".", import.meta.url));
 const models = join(here, "../../../../examples/models");
 const gallery = join(here, "../gallery.mjs");
-const template = process.env.ZQ_REPLAY_PAGE ?? "replay.html";
+const template = process.env.ZQ_REPLAY_TEMPLATE ?? "replay.html";
 const modules = process.env.ZQ_REPLAY_MODULES ?? join(here, "../node_modules");
 
 const found = (process.env.PATH ?? "").split(delimiter)
