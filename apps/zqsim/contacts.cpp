@@ -11,30 +11,15 @@
 #include <cmath>
 #include <limits>
 
-namespace
+bool zqsim::hasContact(const ZqSimulation& simulation)
 {
-bool isContact(const ZqBaseLinkInteractions& interaction)
-{
-   return dynamic_cast<const ZqLinkCollisionForce*>(&interaction) != nullptr;
-}
-} // namespace
-
-bool zqsim::hasContact(const ZqManipulatorSystem& system)
-{
-   const ZqLinkInteractionsVector& interactions = system.linkInteractionsVector();
+   if (!simulation.settings().interacts || !simulation.settings().computesContact)
+      return false;
+   const ZqLinkInteractionsVector& interactions = simulation.system().linkInteractionsVector();
    for (unsigned i = 0; i < interactions.size(); ++i)
-      if (isContact(interactions[i]))
+      if (dynamic_cast<const ZqLinkCollisionForce*>(&interactions[i]) != nullptr)
          return true;
    return false;
-}
-
-ZqLinkInteractionsVector zqsim::withoutContact(const ZqLinkInteractionsVector& interactions)
-{
-   ZqLinkInteractionsVector others;
-   for (unsigned i = 0; i < interactions.size(); ++i)
-      if (!isContact(interactions[i]))
-         others.pushBack(interactions[i]);
-   return others;
 }
 
 std::string zqsim::linkName(const ZqSimulation& simulation, const ZqSimulation::Place& place)
@@ -95,7 +80,7 @@ ZqReal zqsim::fitStep(const ZqStatedSystem& start, ZqReal step,
 
 zqsim::Json zqsim::summarizeContacts(ZqSimulation& simulation)
 {
-   if (!hasContact(simulation.system()))
+   if (!hasContact(simulation))
       return nullptr;
    Json greatest;
    if (const auto& deepest = simulation.greatestDepth())

@@ -8,9 +8,7 @@
 namespace zqsim
 {
 /// Whether links make forces on each other where they touch.
-bool hasContact(const ZqManipulatorSystem& system);
-/// What acts between links, without forces of contact.
-ZqLinkInteractionsVector withoutContact(const ZqLinkInteractionsVector& interactions);
+bool hasContact(const ZqSimulation& simulation);
 
 /// As columns call it: "arm/forearm".
 std::string linkName(const ZqSimulation& simulation, const ZqSimulation::Place& place);
@@ -24,7 +22,7 @@ void warnOfDepth(const ZqSimulation& simulation);
 ZqReal fitStep(const ZqStatedSystem& start, ZqReal step,
                const ZqSimulation::Divergence& divergence);
 
-/// What a summary tells of contacts; null for a system without.
+/// What a summary tells of contacts; null for a simulation without.
 Json summarizeContacts(ZqSimulation& simulation);
 /// The same for people.
 std::string describeContacts(const Json& data);

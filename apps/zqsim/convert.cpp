@@ -105,10 +105,10 @@ zqsim::Run zqsim::convert(CLI::App& arguments)
    return [options]
    {
       ZqStatedSystem scene;
-      warnOf(readModel(options->in, scene));
+      warnOf(readDocument(options->in, scene));
       for (const std::string& mesh : options->meshes)
          setMesh(scene, mesh, options->meshAs == "hull");
-      writeModel(scene, options->out, !options->brief);
+      writeDocument(scene, options->out, !options->brief);
       return Done;
    };
 }

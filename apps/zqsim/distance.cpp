@@ -124,7 +124,7 @@ zqsim::Run zqsim::distance(CLI::App& arguments)
       if (options->margin && !std::isfinite(*options->margin))
          throw Failure(Usage, "--margin: the margin is not finite");
       ZqStatedSystem scene;
-      warnOf(readModel(options->model, scene));
+      warnOf(readDocument(options->model, scene));
       if (options->joints)
          setJointPositions(scene, "--joints", *options->joints);
       scene.placeAttachedManipulators();

@@ -98,7 +98,7 @@ zqsim::Run zqsim::frames(CLI::App& arguments)
    return [options]
    {
       ZqStatedSystem scene;
-      warnOf(readModel(options->model, scene));
+      warnOf(readDocument(options->model, scene));
       if (options->joints)
          setJointPositions(scene, "--joints", *options->joints);
       scene.placeAttachedManipulators();

@@ -282,7 +282,7 @@ zqsim::Run zqsim::info(CLI::App& arguments)
    return [options]
    {
       ZqStatedSystem scene;
-      warnOf(readModel(options->model, scene));
+      warnOf(readDocument(options->model, scene));
       Json data{{"model", options->model}};
       data.update(collect(scene));
       if (options->json)

@@ -6,8 +6,13 @@
 #include "apps/zqsim/outputFile.h"
 #include "apps/zqsim/schedule.h"
 
+#include <cerrno>
+#include <cstring>
+#include <fstream>
 #include <iostream>
 #include <set>
+#include <sstream>
+#include <utility>
 
 namespace
 {
@@ -57,20 +62,34 @@ std::string zqsim::nameOf(const ZqSimulation& simulation, const ZqSimulation::Pl
    return "joint " + simulation.linkAt(place)->linkLabel() + of;
 }
 
-std::unique_ptr<ZqInputTable> zqsim::readInputs(const std::string& fileName,
-                                                const ZqManipulatorSystem& system)
+std::string zqsim::textOfFile(const std::string& fileName)
 {
-   auto table = std::make_unique<ZqInputTable>();
+   std::ifstream file;
+   errno = 0;
+   if (!isStandardStream(fileName))
+      file.open(fileName, std::ios::binary);
+   std::istream& stream = file.is_open() ? file : std::cin;
+   std::ostringstream text;
+   if (file.good() && stream.peek() != std::istream::traits_type::eof())
+      text << stream.rdbuf();
+   if (file.fail() || stream.bad() || text.fail())
+      throw Failure(InvalidInput,
+                    fileName + (file.is_open() ? ": cannot be read: " : ": cannot be opened: ") +
+                       std::strerror(errno));
+   return std::move(text).str();
+}
+
+void zqsim::readTable(Inputs& inputs, const ZqManipulatorSystem& system)
+{
    bool isRead = false;
    const Diagnostics diagnostics = diagnosticsOf(
       [&]
       {
-         isRead = isStandardStream(fileName) ? table->read(std::cin, "standard input", system)
-                                             : table->load(fileName, system);
+         std::istringstream stream(inputs.text);
+         isRead = inputs.table.read(stream, inputs.name, system);
       });
    if (!isRead)
-      throw Failure(InvalidInput, reason(fileName, diagnostics));
-   return table;
+      throw Failure(InvalidInput, reason(inputs.name, diagnostics));
 }
 
 void zqsim::warnOfLostInputs(const ZqSimulation& simulation, const ZqInputTable* table)
@@ -87,10 +106,9 @@ void zqsim::warnOfLostInputs(const ZqSimulation& simulation, const ZqInputTable*
    }
 }
 
-void zqsim::warnOfTimesWithoutInputs(const ZqInputTable& table, const std::string& fileName,
-                                     const Schedule& schedule)
+void zqsim::warnOfTimesWithoutInputs(const Inputs& inputs, const Schedule& schedule)
 {
-   const std::string name = isStandardStream(fileName) ? "standard input" : fileName;
+   const auto& [name, text, table] = inputs;
    const ZqReal first = table.times().front();
    const ZqReal last = table.times().back();
    if (first > schedule.start())

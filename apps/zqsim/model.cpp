@@ -87,7 +87,7 @@ std::string zqsim::lineOf(const Zq::Diagnostic& diagnostic)
    return Zq::toString(diagnostic) + " [" + diagnostic.code + ']';
 }
 
-zqsim::Diagnostics zqsim::readModel(const std::string& fileName, ZqStatedSystem& scene)
+zqsim::Diagnostics zqsim::readDocument(const std::string& fileName, ZqXmlObject& object)
 {
    const std::string name = inputName(fileName);
    bool isRead = false;
@@ -96,11 +96,11 @@ zqsim::Diagnostics zqsim::readModel(const std::string& fileName, ZqStatedSystem&
       {
          if (!isStandardStream(fileName))
          {
-            isRead = Zq::load(scene, fileName);
+            isRead = Zq::load(object, fileName);
             return;
          }
          ZqXmlReader reader(std::cin, name);
-         isRead = Zq::read(scene, reader);
+         isRead = Zq::read(object, reader);
       });
    if (!isRead)
       throw Failure(InvalidInput, reason(name, diagnostics));
@@ -111,7 +111,7 @@ zqsim::Diagnostics zqsim::readAndCheckModel(const std::string& fileName, ZqState
                                             std::optional<ZqReal> step,
                                             const std::function<void()>& prepare)
 {
-   Diagnostics diagnostics = readModel(fileName, scene);
+   Diagnostics diagnostics = readDocument(fileName, scene);
    if (prepare)
       prepare();
    for (Zq::Diagnostic& found : Zq::checkModel(scene, step))
@@ -143,15 +143,16 @@ void zqsim::warnOf(const Diagnostics& diagnostics)
          complain("warning: " + lineOf(diagnostic));
 }
 
-void zqsim::writeModel(const ZqStatedSystem& scene, const std::string& fileName, bool writeDefaults)
+void zqsim::writeDocument(const ZqXmlObject& object, const std::string& fileName,
+                          bool writeDefaults)
 {
    ZqString document;
    bool isWritten = false;
    const Diagnostics diagnostics = diagnosticsOf(
       [&]
       {
-         isWritten = isStandardStream(fileName) ? Zq::toXml(scene, document, writeDefaults)
-                                                : Zq::save(scene, fileName, writeDefaults);
+         isWritten = isStandardStream(fileName) ? Zq::toXml(object, document, writeDefaults)
+                                                : Zq::save(object, fileName, writeDefaults);
       });
    if (!isWritten)
       throw Failure(Failed, reason(fileName, diagnostics));

@@ -46,17 +46,17 @@ void setJointPositions(ZqStatedSystem& scene, const char* option, const std::str
 void setJointVelocities(ZqStatedSystem& scene, const char* option, const std::string& list);
 /// @}
 
-/// Reads a model from a file or standard input, and answers what had to be repaired. When it cannot be
+/// Reads a document from a file or standard input, and answers what had to be repaired. When it cannot be
 /// read, that is a `Failure`.
-Diagnostics readModel(const std::string& fileName, ZqStatedSystem& scene);
-/// The same, with what is odd about the model besides, once something has been done to it; for a simulation by
+Diagnostics readDocument(const std::string& fileName, ZqXmlObject& object);
+/// The same of a model, with what is odd about the model besides, once something has been done to it; for a simulation by
 /// steps of a length (s), or of the usual one.
 Diagnostics readAndCheckModel(const std::string& fileName, ZqStatedSystem& scene,
                               std::optional<ZqReal> step,
                               const std::function<void()>& prepare = nullptr);
 /// Prints a warning of each, but not notes.
 void warnOf(const Diagnostics& diagnostics);
-/// Writes a model to a file or standard output. When it cannot be written, that is a `Failure`.
-void writeModel(const ZqStatedSystem& scene, const std::string& fileName,
-                bool writeDefaults = true);
+/// Writes a document to a file or standard output. When it cannot be written, that is a `Failure`.
+void writeDocument(const ZqXmlObject& object, const std::string& fileName,
+                   bool writeDefaults = true);
 } // namespace zqsim

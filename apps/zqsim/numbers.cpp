@@ -44,6 +44,14 @@ std::uint64_t zqsim::parseCount(std::string_view option, std::string_view text)
    return count;
 }
 
+ZqReal zqsim::parseNumber(std::string_view option, std::string_view text)
+{
+   const std::vector<ZqReal> numbers = parseNumbers(option, text);
+   if (numbers.size() != 1)
+      fail(option, text, "one number");
+   return numbers.front();
+}
+
 ZqReal zqsim::parsePositive(std::string_view option, std::string_view text)
 {
    const std::vector<ZqReal> numbers = parseNumbers(option, text);

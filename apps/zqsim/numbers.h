@@ -14,6 +14,8 @@ namespace zqsim
 std::vector<ZqReal> parseNumbers(std::string_view option, std::string_view text);
 /// A whole number above zero.
 std::uint64_t parseCount(std::string_view option, std::string_view text);
-/// One finite number above zero.
+/// One finite number.
+ZqReal parseNumber(std::string_view option, std::string_view text);
+/// Likewise above zero.
 ZqReal parsePositive(std::string_view option, std::string_view text);
 } // namespace zqsim

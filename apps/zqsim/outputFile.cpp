@@ -2,17 +2,38 @@
 
 #include "apps/zqsim/commands.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 
-zqsim::OutputFile::OutputFile(const std::string& name)
+namespace
+{
+/// Whether the bytes of a file, or the names in a directory, are on the disk.
+bool isSynced(const std::filesystem::path& path)
+{
+   const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+   if (descriptor < 0)
+      return false;
+   // Some file systems cannot do it for directories.
+   const bool isSynced = ::fsync(descriptor) == 0 || errno == EINVAL;
+   ::close(descriptor);
+   return isSynced;
+}
+} // namespace
+
+zqsim::OutputFile::OutputFile(const std::string& name, std::uintmax_t keptSize)
    : m_name(isStandardStream(name) ? "standard output" : name),
      m_stream(isStandardStream(name) ? std::cout : m_file)
 {
    errno = 0;
+   if (keptSize > 0)
+      require(::truncate(name.c_str(), static_cast<off_t>(keptSize)) == 0);
    if (!isStandardStream(name))
-      m_file.open(name, std::ios::binary);
+      m_file.open(name, keptSize > 0 ? std::ios::binary | std::ios::app : std::ios::binary);
    require(m_stream.good());
 }
 
@@ -30,6 +51,23 @@ void zqsim::OutputFile::write(std::string_view text)
 {
    errno = 0;
    require(m_stream.write(text.data(), static_cast<std::streamsize>(text.size())).good());
+}
+
+void zqsim::OutputFile::flush()
+{
+   errno = 0;
+   require(m_stream.flush().good());
+}
+
+void zqsim::OutputFile::sync()
+{
+   flush();
+   std::error_code error;
+   if (!m_file.is_open() || !std::filesystem::is_regular_file(m_name, error))
+      return;
+   errno = 0;
+   const auto directory = std::filesystem::absolute(m_name, error).parent_path();
+   require(isSynced(m_name) && isSynced(directory));
 }
 
 void zqsim::OutputFile::close()

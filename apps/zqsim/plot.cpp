@@ -8,6 +8,7 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace
 {
@@ -169,7 +170,8 @@ ZqReal widthOf(const std::string& text)
 }
 } // namespace
 
-zqsim::Plot::Plot(const std::vector<Trace>& traces)
+zqsim::Plot::Plot(std::string fileName, const std::vector<Trace>& traces)
+   : m_fileName(std::move(fileName))
 {
    for (const Trace& trace : traces)
    {
@@ -181,7 +183,7 @@ zqsim::Plot::Plot(const std::vector<Trace>& traces)
    }
 }
 
-void zqsim::Plot::sample(ZqSimulation& simulation)
+void zqsim::Plot::see(ZqSimulation& simulation)
 {
    if (++m_skipped < m_stride && !m_times.empty())
       return;
@@ -201,10 +203,12 @@ void zqsim::Plot::sample(ZqSimulation& simulation)
    m_stride *= 2;
 }
 
-void zqsim::Plot::sampleLast(ZqSimulation& simulation)
+void zqsim::Plot::finish(ZqSimulation& simulation)
 {
-   if (m_times.empty() || m_times.back() < simulation.state().time())
+   if (!m_times.empty() && m_times.back() < simulation.state().time())
       take(simulation);
+   m_file->write(svg());
+   m_file->close();
 }
 
 void zqsim::Plot::take(ZqSimulation& simulation)
@@ -293,13 +297,15 @@ std::string zqsim::Plot::svg() const
    std::string panels;
    ZqReal width = leftMargin + plotWidth;
    ZqReal height = 0.0;
-   for (const Panel& panel : m_panels)
-   {
-      panels += draw(panel, height + titleHeight, width);
-      height +=
-         titleHeight + legendLine * static_cast<ZqReal>(rowsOf(panel.lines.size())) + axisHeight;
-   }
-   if (m_panels.empty())
+   const bool isEmpty = m_panels.empty() || m_times.empty();
+   if (!isEmpty)
+      for (const Panel& panel : m_panels)
+      {
+         panels += draw(panel, height + titleHeight, width);
+         height +=
+            titleHeight + legendLine * static_cast<ZqReal>(rowsOf(panel.lines.size())) + axisHeight;
+      }
+   if (isEmpty)
    {
       panels = label(leftMargin, titleHeight, " class=\"title\"", "nothing to draw");
       height = titleHeight + axisHeight;

@@ -1,7 +1,10 @@
 #pragma once
 
 #include "apps/zqsim/columns.h"
+#include "apps/zqsim/observer.h"
+#include "apps/zqsim/outputFile.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,16 +14,15 @@ namespace zqsim
 ///
 /// However long a simulation is, about a thousand samples of it are kept: when there are more, every
 /// second one goes, and of what comes so many fewer are taken.
-class Plot
+class Plot : public Observer
 {
 public:
-   explicit Plot(const std::vector<Trace>& traces);
+   Plot(std::string fileName, const std::vector<Trace>& traces);
 
-   void sample(ZqSimulation& simulation);
-   /// The same, whether or not it is one that would be taken.
-   void sampleLast(ZqSimulation& simulation);
-   /// Of at least one sample.
-   std::string svg() const;
+   void open() override { m_file.emplace(m_fileName); }
+   void see(ZqSimulation& simulation) override;
+   /// The last state is among the samples.
+   void finish(ZqSimulation& simulation) override;
 
 private:
    struct Line
@@ -37,9 +39,12 @@ private:
    };
 
    void take(ZqSimulation& simulation);
+   std::string svg() const;
    /// Widens the drawing as it needs to.
    std::string draw(const Panel& panel, ZqReal top, ZqReal& width) const;
 
+   std::string m_fileName;
+   std::optional<OutputFile> m_file;
    std::vector<ZqReal> m_times;
    std::vector<Panel> m_panels;
    std::size_t m_stride = 1;

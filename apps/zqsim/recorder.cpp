@@ -4,163 +4,125 @@
 #include "apps/zqsim/outputFile.h"
 #include "zqManipulator/foundation/xml/ZqXmlWriter.h"
 
-#include <array>
-#include <charconv>
 #include <cmath>
-#include <type_traits>
 #include <utility>
 
 namespace
 {
 using namespace zqsim;
 
-/// A file of lines of fields with commas between them.
-class Table
+std::vector<std::string> columnsOf(const std::vector<Trace>& traces)
+{
+   std::vector<std::string> names{"time"};
+   for (const Trace& trace : traces)
+      names.push_back(trace.name);
+   return names;
+}
+
+class TraceRecorder : public TableRecorder
 {
 public:
-   explicit Table(const std::string& fileName) : m_file(fileName) {}
-
-   void add(const std::string& text) { m_line += csvField(text) + ','; }
-   template <class Number>
-   requires std::is_arithmetic_v<Number>
-   void add(Number number)
+   TraceRecorder(const std::string& fileName, std::vector<Trace> traces,
+                 const std::optional<Continuation>& continuation)
+      : TableRecorder(fileName, columnsOf(traces), continuation), m_traces(std::move(traces))
    {
-      std::array<char, 32> digits{};
-      const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number);
-      m_line.append(digits.data(), end.ptr);
-      m_line += ',';
    }
-   void endLine()
-   {
-      m_line.back() = '\n';
-      m_file.write(m_line);
-      m_line.clear();
-   }
-   void flush() { m_file.require(m_file.stream().flush().good()); }
-   void finish() { m_file.close(); }
 
 private:
-   OutputFile m_file;
-   std::string m_line;
-};
-
-class CsvRecorder : public Recorder
-{
-public:
-   CsvRecorder(const std::string& fileName, std::vector<Trace> traces)
-      : m_table(fileName), m_traces(std::move(traces))
+   void addLines(CsvTable& table, ZqSimulation& simulation,
+                 const ZqSimulation::Energy& energy) override
    {
-      m_table.add("time");
+      table.add(simulation.state().time());
       for (const Trace& trace : m_traces)
-         m_table.add(trace.name);
-      m_table.endLine();
+         table.add(trace.value(simulation, energy));
+      table.endLine();
    }
 
-   void record(ZqSimulation& simulation, const ZqSimulation::Energy& energy) override
-   {
-      m_table.add(simulation.state().time());
-      for (const Trace& trace : m_traces)
-         m_table.add(trace.value(simulation, energy));
-      m_table.endLine();
-   }
-   void flush() override { m_table.flush(); }
-   void finish() override { m_table.finish(); }
-
-private:
-   Table m_table;
    std::vector<Trace> m_traces;
 };
 
-class ContactRecorder : public Recorder
+class ContactRecorder : public TableRecorder
 {
 public:
-   explicit ContactRecorder(const std::string& fileName) : m_table(fileName)
+   ContactRecorder(const std::string& fileName, const std::optional<Continuation>& continuation)
+      : TableRecorder(fileName,
+                      {"time", "first", "first shape", "second", "second shape", "points", "depth",
+                       "normal force", "friction force", "mode"},
+                      continuation)
    {
-      for (const char* name : {"time", "first", "first shape", "second", "second shape", "points",
-                               "depth", "normal force", "friction force", "mode"})
-         m_table.add(name);
-      m_table.endLine();
    }
 
-   void record(ZqSimulation& simulation, const ZqSimulation::Energy&) override
+private:
+   void addLines(CsvTable& table, ZqSimulation& simulation, const ZqSimulation::Energy&) override
    {
       for (const ZqSimulation::Contact& contact : simulation.contacts())
          if (std::isfinite(contact.depth) && std::isfinite(contact.normalForce) &&
              std::isfinite(contact.frictionForce))
          {
-            m_table.add(simulation.state().time());
-            m_table.add(linkName(simulation, contact.first));
-            m_table.add(contact.shape1);
-            m_table.add(linkName(simulation, contact.second));
-            m_table.add(contact.shape2);
-            m_table.add(contact.points);
-            m_table.add(contact.depth);
-            m_table.add(contact.normalForce);
-            m_table.add(contact.frictionForce);
-            m_table.add(nameOf(contact.mode));
-            m_table.endLine();
+            table.add(simulation.state().time());
+            table.add(linkName(simulation, contact.first));
+            table.add(contact.shape1);
+            table.add(linkName(simulation, contact.second));
+            table.add(contact.shape2);
+            table.add(contact.points);
+            table.add(contact.depth);
+            table.add(contact.normalForce);
+            table.add(contact.frictionForce);
+            table.add(std::string(nameOf(contact.mode)));
+            table.endLine();
          }
    }
-   void flush() override { m_table.flush(); }
-   void finish() override { m_table.finish(); }
-
-private:
-   Table m_table;
 };
 
-class StateRecorder : public Recorder
+class StateRecorder : public Observer
 {
 public:
-   explicit StateRecorder(const std::string& fileName) : m_file(fileName)
-   {
-      m_file.require(m_states.writeHeaderToStream(m_file.stream(), m_writer, fileName,
-                                                  decltype(m_states)::classToken()));
-   }
+   explicit StateRecorder(std::string fileName) : m_fileName(std::move(fileName)) {}
    /// An unfinished document stays as it is.
    ~StateRecorder() override { delete m_writer; }
+
+   void open() override
+   {
+      m_file.emplace(m_fileName);
+      m_file->require(m_states.writeHeaderToStream(m_file->stream(), m_writer, m_fileName,
+                                                   decltype(m_states)::classToken()));
+   }
    void record(ZqSimulation& simulation, const ZqSimulation::Energy&) override
    {
-      m_file.require(m_states.appendElementToStream(m_writer, simulation.state()));
+      m_file->require(m_states.appendElementToStream(m_writer, simulation.state()));
    }
-   void flush() override { m_file.require(m_writer->flush()); }
-   void finish() override
+   void flush() override { m_file->require(m_writer->flush()); }
+   void sync() override
    {
-      m_file.require(m_states.writeFooterToStream(m_writer));
-      m_file.close();
+      flush();
+      m_file->sync();
+   }
+   void finish(ZqSimulation&) override
+   {
+      m_file->require(m_states.writeFooterToStream(m_writer));
+      m_file->close();
    }
 
 private:
-   OutputFile m_file;
+   std::string m_fileName;
+   std::optional<OutputFile> m_file;
    const ZqXmlVectorType<ZqManipulatorSystemState> m_states; ///< always empty
    ZqXmlWriter* m_writer = nullptr;                          ///< owned until the footer
 };
 } // namespace
 
-std::unique_ptr<Recorder> zqsim::makeRecorder(const std::string& fileName,
-                                              std::vector<Trace> traces)
+std::unique_ptr<Observer> zqsim::makeRecorder(const std::string& fileName,
+                                              std::vector<Trace> traces,
+                                              const std::optional<Continuation>& continuation)
 {
-   if (isStandardStream(fileName) || fileName.ends_with(".csv"))
-      return std::make_unique<CsvRecorder>(fileName, std::move(traces));
    if (fileName.ends_with(".xml"))
       return std::make_unique<StateRecorder>(fileName);
-   return nullptr;
+   return std::make_unique<TraceRecorder>(fileName, std::move(traces), continuation);
 }
 
-std::unique_ptr<Recorder> zqsim::makeContactRecorder(const std::string& fileName)
+std::unique_ptr<Observer>
+zqsim::makeContactRecorder(const std::string& fileName,
+                           const std::optional<Continuation>& continuation)
 {
-   return std::make_unique<ContactRecorder>(fileName);
-}
-
-std::string zqsim::csvField(const std::string& text)
-{
-   if (text.find_first_of(",\"\r\n") == std::string::npos)
-      return text;
-   std::string result = "\"";
-   for (const char c : text)
-   {
-      if (c == '"')
-         result += '"';
-      result += c;
-   }
-   return result + '"';
+   return std::make_unique<ContactRecorder>(fileName, continuation);
 }

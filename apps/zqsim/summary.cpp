@@ -1,6 +1,8 @@
 #include "apps/zqsim/summary.h"
 
 #include "apps/zqsim/contacts.h"
+#include "apps/zqsim/energies.h"
+#include "apps/zqsim/runOptions.h"
 #include "apps/zqsim/schedule.h"
 
 #include <nlohmann/json.hpp>
@@ -65,19 +67,24 @@ zqsim::Json zqsim::summarize(const RunHead& head, const Schedule& schedule,
    const ZqReal simulated = simulation.state().time() - schedule.start();
    const auto perWallTime = [&](ZqReal value)
    { return outcome.wallTime > 0.0 ? Json(value / outcome.wallTime) : Json(); };
-   return {{"model", head.model},
-           {"solver", head.solver},
-           {"integrator", head.integrator},
+   const auto nameOrNone = [](const std::string& name)
+   { return name.empty() ? Json() : Json(name); };
+   return {{"model", nameOrNone(head.model)},
+           {"resumed", nameOrNone(head.resume)},
+           {"solver", nameOf(simulation.settings().solver)},
+           {"integrator", nameOf(simulation.settings().integrator)},
            {"step", head.step},
            {"start", schedule.start()},
            {"time", simulation.state().time()},
            {"end", outcome.end},
            {"steps", outcome.steps},
+           {"stepsBefore", outcome.stepsBefore},
            {"substitutedSteps", simulation.substitutedSteps()},
            {"wallTime", outcome.wallTime},
            {"stepsPerSecond", perWallTime(static_cast<ZqReal>(outcome.steps))},
            {"timesRealTime", perWallTime(simulated)},
            {"energy", {{"start", energyData(outcome.atStart)}, {"end", energyData(outcome.atEnd)}}},
+           {"energyBook", summarizeEnergies(simulation)},
            {"contact", summarizeContacts(simulation)},
            {"greatestGap", gap},
            {"limits", limits},
@@ -102,17 +109,22 @@ std::string zqsim::describeRun(const Json& data)
       energies.push_back({{"name", "at the " + time}});
       energies.back().update(energy);
    }
-   std::string result = text(data.at("model")) + ": from " + text(data.at("start")) + " s to " +
-                        text(data.at("time")) + " s in steps of " + text(data.at("step")) +
-                        " s, solver " + text(data.at("solver")) + ", integrator " +
-                        text(data.at("integrator")) + ": " + text(data.at("end")) + '\n';
-   result += "steps " + text(data.at("steps")) + ", wall time " + text(data.at("wallTime")) +
-             " s, steps per second " + text(data.at("stepsPerSecond")) + ", " +
-             text(data.at("timesRealTime")) + " x real time\n";
+   const Json& resumed = data.at("resumed");
+   std::string result = text(resumed.is_null() ? data.at("model") : resumed) + ": from " +
+                        text(data.at("start")) + " s to " + text(data.at("time")) +
+                        " s in steps of " + text(data.at("step")) + " s, solver " +
+                        text(data.at("solver")) + ", integrator " + text(data.at("integrator")) +
+                        ": " + text(data.at("end")) + '\n';
+   const std::string before =
+      resumed.is_null() ? "" : " after " + text(data.at("stepsBefore")) + " before";
+   result += "steps " + text(data.at("steps")) + before + ", wall time " +
+             text(data.at("wallTime")) + " s, steps per second " + text(data.at("stepsPerSecond")) +
+             ", " + text(data.at("timesRealTime")) + " x real time\n";
    if (data.at("substitutedSteps") != 0)
       result += text(data.at("substitutedSteps")) +
                 " of the steps by euler: at limits, or where the integrator found no end\n";
-   result += table(energies, energyColumns);
+   result += data.at("energyBook").is_null() ? table(energies, energyColumns)
+                                             : describeEnergies(data.at("energyBook"));
    result += describeContacts(data.at("contact"));
    if (const Json& gap = data.at("greatestGap"); !gap.is_null())
       result += "greatest gap of a loop " + text(gap.at("size")) + " m, at " +

@@ -5,8 +5,8 @@
 #include "zqManipulator/simulation/step/ZqSimulation.h"
 
 #include <cstdint>
-#include <optional>
 #include <string>
+#include <vector>
 
 namespace zqsim
 {
@@ -16,20 +16,21 @@ class Schedule;
 struct Outcome
 {
    const char* end = "time reached";
-   std::uint64_t steps = 0;
+   std::uint64_t steps = 0;       ///< of this run
+   std::uint64_t stepsBefore = 0; ///< of those that it goes on from
    ZqReal wallTime = 0.0;
    ZqSimulation::Energy atStart;
    ZqSimulation::Energy atEnd;
-   std::optional<Failure> failure; ///< of the recorder
+   std::vector<Failure> failures;  ///< of observers and checkpoints
+   bool isCheckpointSaved = false; ///< of the end
 };
 
 /// What a run was asked for, as its summary repeats it.
 struct RunHead
 {
-   std::string model;
-   std::string solver;
-   std::string integrator;
-   ZqReal step; ///< s
+   std::string model;  ///< empty for a checkpoint's
+   std::string resume; ///< empty for a run from the beginning
+   ZqReal step;        ///< s
 };
 
 /// The data of a summary.
