@@ -30,11 +30,10 @@ Bits seenOf(ZqSimulation& simulation, bool looks)
    const ZqSimulation::Energy energy = simulation.energy();
    const auto& gap = simulation.greatestGap();
    const auto& depth = simulation.greatestDepth();
-   for (const ZqReal x :
-        {state.time(), energy.kinetic, energy.potential, gap ? gap->size : -1.0,
-         depth ? depth->depth : -1.0, ZqReal(simulation.limitHits().size()),
-         ZqReal(simulation.firedCriteria().size()), ZqReal(simulation.steps()),
-         ZqReal(simulation.substitutedSteps()), ZqReal(simulation.slips())})
+   for (const ZqReal x : {state.time(), energy.kinetic, energy.potential, gap ? gap->size : -1.0,
+                          depth ? depth->depth : -1.0, ZqReal(simulation.limitHits().size()),
+                          ZqReal(simulation.firedCriteria().size()), ZqReal(simulation.steps()),
+                          ZqReal(simulation.substitutedSteps()), ZqReal(simulation.slips())})
       bits.add(x);
    for (ZqU32 i = 0; i < state.positionStates().size(); ++i)
    {
@@ -63,6 +62,12 @@ Bits seenOf(ZqSimulation& simulation, bool looks)
                              ZqReal(contact.points), ZqReal(static_cast<int>(contact.mode))})
          bits.add(x);
    bits.add(simulation.contactStepLimit());
+   const ZqEnergyBook book = simulation.energyBook();
+   for (const ZqReal x :
+        {book.held.total(), book.heldAtStart.total(), book.work.drives, book.work.externalForces,
+         book.work.carriers, book.lost.jointFriction, book.lost.jointDampers, book.lost.linkDampers,
+         book.lost.contactDampers, book.lost.contactFriction, book.lost.limits})
+      bits.add(x);
    return bits;
 }
 
@@ -128,11 +133,15 @@ void expectSameBits(const ZqStatedSystem& scene, const Settings& settings, ZqRea
    EXPECT_TRUE(seenOf(*resumed, true) == seenOf(part, true));
    for (ZqU32 k = n + 1; k <= 2 * n && !testing::Test::HasFailure(); ++k)
    {
-      EXPECT_TRUE(advance(*resumed, k, dt) == expected[k - 1]) << "resumed, step " << k << " of " << n;
-      EXPECT_TRUE(advance(part, k, dt) == expected[k - 1]) << "looked at, step " << k << " of " << n;
+      EXPECT_TRUE(advance(*resumed, k, dt) == expected[k - 1])
+         << "resumed, step " << k << " of " << n;
+      EXPECT_TRUE(advance(part, k, dt) == expected[k - 1])
+         << "looked at, step " << k << " of " << n;
    }
    EXPECT_EQ(written(resumed->checkpoint()), written(whole.checkpoint()));
 
+   if (testing::Test::HasFailure())
+      return;
    const auto note = [&](bool happened, const char* event)
    {
       if (happened)
@@ -143,7 +152,6 @@ void expectSameBits(const ZqStatedSystem& scene, const Settings& settings, ZqRea
    note(!whole.firedCriteria().empty(), "criterion");
    note(whole.substitutedSteps() > 0, "substituted");
    note(whole.divergence().has_value(), "divergence");
-   note(log.contains("cannot be closed"), "open loop");
 }
 
 TEST(Checkpoint, OfEveryExampleGoesOnToTheSameBits)
@@ -232,9 +240,8 @@ ZqManipulatorLink randomDrivenLink(RandomValues& random)
 /// Above the floor, with a loop that can be closed or one that cannot be, and a criterion for its support.
 ZqIndividualManipulator randomArm(RandomValues& random, ZqU32 links)
 {
-   ZqIndividualManipulator arm =
-      zqTest::makeManipulator(zqTest::randomTree(random, links),
-                              [&](ZqU32) { return randomDrivenLink(random); });
+   ZqIndividualManipulator arm = zqTest::makeManipulator(
+      zqTest::randomTree(random, links), [&](ZqU32) { return randomDrivenLink(random); });
    arm.setMassProperties(zqTest::solidBox(5.0, {0.1, 0.1, 0.1}).mass);
    arm.setIsFixedBase(random.index(0, 1) == 0);
    ZqStateEqualityConstraintVector constraints;
@@ -282,11 +289,12 @@ RandomRun::RandomRun(ZqU32 seed)
    for (ZqU32 i = 0; i < bodies; ++i)
    {
       const ZqReal h = 0.05;
-      const std::array solids{zqTest::solidBox(1.0, {h, h, h}), zqTest::solidSphere(1.0, h),
-                              zqTest::solidCylinder(1.0, h, h), zqTest::solidCapsule(1.0, h, h),
+      const std::array solids{zqTest::solidBox(1.0, {h, h, h}),  zqTest::solidSphere(1.0, h),
+                              zqTest::solidCylinder(1.0, h, h),  zqTest::solidCapsule(1.0, h, h),
                               zqTest::solidHull(1.0, {h, h, h}), zqTest::meshBox(1.0, {h, h, h})};
       const ZqVector place(0.08 * i, 0.3 * random.real(), h * random.real(1.0, 1.2));
-      scene.addFree(solids[random.index(0, getenv("ALL") ? 5 : 1)], {place, ZqOrientation::exponential(random.vector(0.1))},
+      scene.addFree(solids[random.index(0, 5)],
+                    {place, ZqOrientation::exponential(random.vector(0.1))},
                     {random.vector(), random.vector()});
    }
    const ZqU32 links = random.index(2, 6);
@@ -343,16 +351,129 @@ RandomRun::RandomRun(ZqU32 seed)
 TEST(Checkpoint, OfRandomScenesGoesOnToTheSameBits)
 {
    Events events;
+   const zqTest::LogCapture log;
    for (ZqU32 seed = 1; seed <= 100 && !HasFailure(); ++seed)
    {
       SCOPED_TRACE(seed);
       const RandomRun run(seed);
-      const zqTest::LogCapture log; // of loops that stay open
-      Events one;
-      expectSameBits(run.scene.system, run.settings, 1e-3, RandomValues(seed).index(1, 40), one);
-      std::string t; for (auto& e : one) t += e + ' ';
-      if (log.contains("cannot be closed")) t+= "openloop ";
-      printf("%u %s\n", seed, t.c_str());
+      expectSameBits(run.scene.system, run.settings, 1e-3, RandomValues(seed).index(1, 40), events);
    }
+   EXPECT_TRUE(log.contains("cannot be closed"));
+   EXPECT_EQ(events, (Events{"criterion", "divergence", "limit", "slips", "substituted"}));
+}
+
+// What is refused
+
+/// The document of a run of so many steps with bodies, drives and a door.
+std::string documentOf(ZqU32 steps)
+{
+   const zqTest::LogCapture log;
+   const RandomRun run(4);
+   ZqSimulation simulation(run.scene.system, run.settings);
+   for (ZqU32 k = 1; k <= steps; ++k)
+      advance(simulation, k, 1e-3);
+   return written(simulation.checkpoint());
+}
+
+/// With another text in the last element of a name.
+std::string with(std::string document, const std::string& name, const std::string& text)
+{
+   const std::size_t begin = document.rfind('<' + name);
+   const std::size_t end = document.find('>', begin);
+   const bool isEmpty = document[end - 1] == '/';
+   const std::string close = "</" + name + '>';
+   const std::size_t after = isEmpty ? end + 1 : document.find(close, end) + close.size();
+   return document.replace(begin, after - begin, '<' + name + '>' + text + close);
+}
+
+TEST(Checkpoint, IsRefusedWithTheReason)
+{
+   struct Case
+   {
+      const char* element;
+      const char* text;
+      const char* message;
+   };
+   const Case cases[]{{"solver", "magic", "one of \"crbi\" \"arbi\""},
+                      {"integrator", "", "one of \"euler\" \"midpoint\" \"rk4\""},
+                      {"interacts", "perhaps", "true or false"},
+                      {"torques", "1 nan", "a real number"},
+                      {"actuatorStates", "", "states of drives for 0 manipulators"},
+                      {"motorPositions", "1 2", "as those of its joints"},
+                      {"powerConverterStates", "", "as those of its joints"},
+                      {"commands", "1 2", "commands for 2 joints"},
+                      {"torques", "", "torques for 0 joints"},
+                      {"externalForces", "", "external forces for 0 manipulators"},
+                      {"linkGeneralForces", "", "not as many as its links"},
+                      {"simulationCounters", "1 2", "counters"},
+                      {"simulationCounters", "1.5 0 0", "counters"},
+                      {"simulationCounters", "-1 0 0", "counters"},
+                      {"simulationCounters", "1e300 0 0", "counters"},
+                      {"limitHits", "1 2", "is not whole"},
+                      {"limitHits", "0 4294967294 0.5", "a joint that there is not"},
+                      {"limitHits", "0.5 0 0.5", "a joint that there is not"},
+                      {"firedCriteria", "0 0.5", "as their descriptions"},
+                      {"greatestGap", "0 7 1 1", "the greatest gap"},
+                      {"greatestDepth", "0 4294967294 99 0 1 1", "the greatest depth"},
+                      {"loopStates", "", "states of loops for 0 manipulators"},
+                      {"loopStates", "-1 0 0 0 0 0 0", ""},
+                      {"energyBook", "1 2 3", "the energy book is not of 14 finite numbers"},
+                      {"interactionMemories", "", "another number of interactions"},
+                      {"contactStates", "<x:element/>", "the numbers of a contact do not fit"},
+                      {"manipulators", "", "for 0 manipulators"}};
+   const std::string document = documentOf(12);
+   for (const Case& c : cases)
+   {
+      SCOPED_TRACE(std::string(c.element) + ' ' + c.text);
+      const zqTest::LogCapture log;
+      ZqSimulationCheckpoint checkpoint;
+      EXPECT_FALSE(Zq::fromXml(checkpoint, with(document, c.element, c.text)) &&
+                   ZqSimulation::resume(checkpoint));
+      EXPECT_TRUE(log.contains(c.message)) << log.text();
+   }
+   EXPECT_FALSE(ZqSimulation::resume({}));
+}
+
+TEST(Checkpoint, OfALaterVersionOrATruncatedOneIsNotRead)
+{
+   std::string document = documentOf(5);
+   const zqTest::LogCapture log;
+   const std::size_t end = document.rfind('>');
+   for (std::size_t size = 0; size <= end; size += end - size < 300 ? 1 : 211)
+   {
+      ZqSimulationCheckpoint checkpoint;
+      ASSERT_FALSE(Zq::fromXml(checkpoint, document.substr(0, size))) << size;
+   }
+   const std::string version = "checkpointVersion=\"1";
+   const std::size_t at = document.find(version);
+   ASSERT_NE(at, std::string::npos);
+   document[at + version.size() - 1] = '2';
+   ZqSimulationCheckpoint later;
+   EXPECT_FALSE(Zq::fromXml(later, document));
+   EXPECT_TRUE(log.contains("a checkpoint of version 2, but this program reads up to 1"))
+      << log.text();
+   EXPECT_TRUE(later == ZqSimulationCheckpoint());
+}
+
+TEST(Checkpoint, WithoutContactOtherInteractionsGoOn)
+{
+   const zqTest::LogCapture log;
+   RandomRun run(4);
+   ZqSimulation touching(run.scene.system, run.settings);
+   for (ZqU32 k = 1; k <= 40; ++k)
+      touching.step(1e-3);
+   const ZqStatedSystem scene = touching.scene();
+   ASSERT_GT(scene.interactionState().contacts().size(), 0U);
+   run.settings.computesContact = false;
+   ZqSimulation passing(scene, run.settings);
+   const ZqInteractionState kept = passing.interactionState();
+   EXPECT_TRUE(kept.memories() == scene.interactionState().memories());
+   EXPECT_TRUE(kept.contacts().size() == 0 && kept.pairCaches().size() == 0);
+   ASSERT_TRUE(passing.step(1e-3));
+   EXPECT_TRUE(passing.contacts().empty());
+   run.settings.computesContact = true;
+   const std::size_t messages = log.size();
+   EXPECT_EQ(ZqSimulation(passing.scene(), run.settings).interactionState().memories().size(), 3U);
+   EXPECT_EQ(log.size(), messages) << log.text();
 }
 } // namespace

@@ -340,6 +340,7 @@ private:
    ZqString takeEvents(const ZqSimulationCheckpoint& checkpoint);
    ZqString takeGreatest(const ZqSimulationCheckpoint& checkpoint);
    ZqString takeLoops(const ZqSimulationCheckpoint& checkpoint);
+   ZqString takeBook(const ZqSimulationCheckpoint& checkpoint);
    ZqString takeMemories(const ZqSimulationCheckpoint& checkpoint);
 
    // Constraints

@@ -181,15 +181,17 @@ const char* ZqSimulation::takeInteractionState(const ZqInteractionState& state)
    {
       if (!state.pairCaches()[i].get(caches[i]))
          return "the numbers of where a search for a contact begins do not fit";
-      if (!m_interacts || !isShape(caches[i].key1) || !isShape(caches[i].key2))
+      if (!isShape(caches[i].key1) || !isShape(caches[i].key2))
          return "it has a search for a contact of shapes that there are not";
    }
-   if (!m_interacts)
-      return pairs.empty() || !m_settings.computesContact
-                ? nullptr
-                : "it has contacts, and nothing acts between links";
    if (!m_settings.computesContact)
+   {
       pairs.clear();
+      caches.clear();
+   }
+   if (!m_interacts)
+      return pairs.empty() && caches.empty() ? nullptr
+                                             : "it has contacts, and nothing acts between links";
    dropPresent();
    endTrial();
    for (ZqU32 i = 0; i < memories.size(); ++i)
