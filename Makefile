@@ -3,28 +3,40 @@
 JOBS ?= 2
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 60
+# More for CMake when the tests are configured.
+TEST_OPTIONS ?=
 DEPENDENCIES := ./cmake/installDependencies.sh
 SOURCE_DIRS := $(wildcard zqManipulator apps examples tests benchmarks fuzz)
 CXX_FILES = $(shell find $(SOURCE_DIRS) -name '*.h' -o -name '*.cpp')
 
 .DEFAULT_GOAL := help
-.PHONY: help run test asan tsan bench fuzz headers format format-check tidy docs install clean
+.PHONY: help run gallery test asan tsan bench fuzz headers format format-check tidy docs install clean
 
 help: ## Tell what there is to make
 	@sed -n 's/^\([a-z-]*\):.*## /  make \1\t/p' $(MAKEFILE_LIST) | expand -t 23
 
-run: ## Build zqsim and let the PUMA 560 fall: a table and a plot in build/run
+run: ## Build zqsim and let a gripper grasp: table, plot, energies, contacts and replay in build/run
 	@$(DEPENDENCIES)
 	cmake --preset release
 	cmake --build --preset release -j $(JOBS) --target zqsim
 	@mkdir -p build/run
-	./build/release/apps/zqsim run examples/models/puma560.xml --time 5 --dt 0.001 \
-	   --out build/run/puma560.csv --plot build/run/puma560.svg
-	@echo "The table is build/run/puma560.csv, the plot build/run/puma560.svg"
+	./build/release/apps/zqsim run examples/models/grasp.xml --time 8 \
+	   --inputs examples/models/grasp.csv --interpolation linear \
+	   --out build/run/grasp.csv --plot build/run/grasp.svg --energy build/run/energies.csv \
+	   --contacts build/run/contacts.csv --replay build/run/grasp.html
+	@echo "Open build/run/grasp.html in a browser to watch it. Beside it are the table grasp.csv, its plot" \
+	   "grasp.svg, energies.csv and contacts.csv"
+
+gallery: ## Run all example models: docs/gallery.html shows their replays side by side
+	@$(DEPENDENCIES) nodejs
+	cmake --preset release
+	cmake --build --preset release -j $(JOBS) --target zqsim
+	./cmake/gallery.sh build/release/apps/zqsim build/gallery docs/gallery.html
+	@echo "Open docs/gallery.html in a browser"
 
 test: ## Build everything and run all tests
 	@$(DEPENDENCIES)
-	cmake --preset release
+	cmake --preset release $(TEST_OPTIONS)
 	cmake --build --preset release -j $(JOBS)
 	ctest --preset release -j $(JOBS)
 

@@ -6,6 +6,11 @@ set -eu
 required="g++ cmake ninja-build pkg-config libexpat1-dev libboost-dev libeigen3-dev libqhull-dev
           libgtest-dev libcli11-dev nlohmann-json3-dev libassimp-dev libxml2-utils"
 
+# Wherever npm comes from, it brings node.
+if ! command -v npm >/dev/null 2>&1; then
+   required="$required nodejs npm"
+fi
+
 if ! command -v dpkg-query >/dev/null 2>&1; then
    echo "Not a Debian system. Please install by other means what is missing of:" $required "$@" >&2
    exit 0

@@ -61,6 +61,7 @@ class ZqDissipativeForceInput;
 class ZqDissipativeForceOutput;
 class ZqDissipativeForceProcessor;
 class ZqDissipativeForceProcessorContainer;
+struct ZqDriveLoads;
 class ZqDriveTrain;
 class ZqDryFrictionForceProcessor;
 class ZqEllipsoid;

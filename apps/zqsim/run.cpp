@@ -6,6 +6,7 @@
 #include "apps/zqsim/output.h"
 #include "apps/zqsim/plot.h"
 #include "apps/zqsim/recorder.h"
+#include "apps/zqsim/replayFile.h"
 #include "apps/zqsim/runOptions.h"
 #include "apps/zqsim/runReport.h"
 #include "apps/zqsim/runStart.h"
@@ -23,8 +24,7 @@ namespace
 using namespace zqsim;
 
 /// All that is to be shown the run.
-Observers makeObservers(const RunOptions& options, const ZqSimulation& simulation,
-                        std::uint64_t every)
+Observers makeObservers(const RunOptions& options, ZqSimulation& simulation, std::uint64_t every)
 {
    std::optional<Continuation> continuation;
    if (options.appends)
@@ -40,6 +40,8 @@ Observers makeObservers(const RunOptions& options, const ZqSimulation& simulatio
    if (!options.plot.empty())
       observers.push_back(
          std::make_unique<Plot>(options.plot, makeTraces(simulation, options.plotGroups())));
+   if (!options.replay.empty())
+      observers.push_back(makeReplay(options.replay, options.title(), simulation));
    return observers;
 }
 

@@ -99,6 +99,13 @@ std::vector<std::string> zqsim::RunOptions::plotGroups() const
    return parseGroups("--columns", columns.value_or("positions,base"));
 }
 
+std::string zqsim::RunOptions::title() const
+{
+   const std::string& name = model.empty() ? resume : model;
+   return isStandardStream(name) ? "standard input"
+                                 : std::filesystem::path(name).filename().string();
+}
+
 const std::string& zqsim::nameOf(ZqSimulation::Solver solver)
 {
    return nameIn(solvers, solver);
@@ -115,7 +122,8 @@ std::vector<zqsim::RunOptions::File> zqsim::RunOptions::outputs() const
 {
    return {{"--save", save},     {"--save-checkpoint", saveCheckpoint},
            {"--out", out},       {"--contacts", contacts},
-           {"--energy", energy}, {"--plot", plot}};
+           {"--energy", energy}, {"--plot", plot},
+           {"--replay", replay}};
 }
 
 bool zqsim::RunOptions::printsData() const
@@ -174,6 +182,8 @@ void zqsim::RunOptions::checkFiles() const
    const std::filesystem::path extension = std::filesystem::path(plot).extension();
    if (!extension.empty() && extension != ".svg")
       throw Failure(Usage, "--plot: " + plot + " is not for SVG, which is what is written");
+   if (!replay.empty() && !isStandardStream(replay) && !replay.ends_with(".html"))
+      throw Failure(Usage, "--replay: " + replay + " does not end in .html");
    tableGroups();
    plotGroups();
    if (columns && plot.empty() && (out.empty() || out.ends_with(".xml")))
@@ -341,6 +351,9 @@ void zqsim::RunOptions::declareFiles(CLI::App& arguments)
                       "the checkpoint is written anew");
    addFile(arguments, "--plot", plot,
            "Where to draw the motion over time, as SVG; of a run that was resumed, its own part");
+   addFile(arguments, "--replay", replay,
+           "Where to show the run, as a page (.html) for the browser that needs no network; of a "
+           "run that was resumed, its own part");
    addFile(arguments, "--save", save,
            "Where to write the model as it ended, for another run to go on from");
    addFile(arguments, "--save-checkpoint", saveCheckpoint,

@@ -23,6 +23,8 @@ struct RunOptions
    bool booksEnergy() const { return tellsEnergies || !energy.empty(); }
    /// Whether standard output is for data, and so not for the summary.
    bool printsData() const;
+   /// Of what is shown: the file that the run begins with, without its directory.
+   std::string title() const;
    /// Of a run that begins with a model.
    ZqSimulation::Settings settings() const;
    std::optional<ZqInputTable::Interpolation> chosenInterpolation() const;
@@ -63,6 +65,7 @@ struct RunOptions
    bool tellsEnergies = false;
    std::optional<std::string> columns;
    std::string plot;
+   std::string replay;
    std::string save;
    std::string saveCheckpoint;
    std::optional<std::string> checkpointEvery;

@@ -10,42 +10,94 @@ namespace models
 {
 namespace
 {
+struct Gripper
+{
+   Parts carriage;
+   ZqOrientation wayOfHand;
+   ZqJointActuator lift, hand, finger;
+};
+
 /// A finger that slides to the left (1) or to the right (-1) of the hand, with a rubber pad inside that
 /// reaches to the middle when the joint is at zero.
-ZqManipulatorLink finger(const ZqString& label, ZqReal side)
+ZqManipulatorLink finger(const ZqString& label, ZqReal side, const Gripper& gripper)
 {
    const ZqOrientation alongMinusY(0.5, 0.5, -0.5, 0.5);
    const Parts parts =
-      Parts(label + "Blade", aluminium,
-            box(ZqVector(0.045, 0.011 * side, 0.0), ZqVector(0.09, 0.012, 0.022)))
+      Parts(label + "Jaw", steel,
+            box(ZqVector(0.045, 0.013 * side, 0.0), ZqVector(0.09, 0.016, 0.03)))
          .add(label + "Pad", rubber,
               box(ZqVector(0.07, 0.0025 * side, 0.0), ZqVector(0.036, 0.005, 0.02)));
-   return link(label, sliding(side > 0.0 ? alongY : alongMinusY, ZqVector(0.23, 0.0, 0.0), alongX),
-               parts, damped(strongDrive(0.0, 0.045, 40.0, 0.15), 200.0));
+   return link(
+      label,
+      sliding(side > 0.0 ? alongY : alongMinusY, ZqVector(0.23, 0.0, 0.0), gripper.wayOfHand),
+      parts, gripper.finger);
 }
 
-/// A parallel gripper that goes up to a height (m), driven by forces: its joints are damped.
-ZqIndividualManipulator gripperOnLift(ZqReal height)
+/// A carriage goes up a column, a hand along the carriage, and two fingers along the hand.
+ZqIndividualManipulator gripperOnLift(const Gripper& gripper)
 {
    const Parts post =
       Parts("foot", steel, box(ZqVector(-0.05, 0.0, 0.01), ZqVector(0.2, 0.24, 0.02)))
          .add("column", aluminium, box(ZqVector(-0.03, 0.0, 0.27), ZqVector(0.06, 0.08, 0.5)));
-   const Parts carriageBody("carriageBody", housing,
-                            box(ZqVector(0.035, 0.0, 0.05), ZqVector(0.07, 0.1, 0.09)));
    const Parts handBody =
       Parts("bar", aluminium, box(ZqVector(0.1325, 0.0, 0.0), ZqVector(0.125, 0.03, 0.03)))
          .add("palm", housing, box(ZqVector(0.2125, 0.0, 0.0), ZqVector(0.035, 0.13, 0.034)));
 
-   ZqManipulatorLink hand = link("hand", sliding(alongX, ZqVector(), alongZ), handBody,
-                                 damped(strongDrive(0.0, 0.15, 60.0, 0.5), 100.0));
-   hand.addChild(finger("leftFinger", 1.0));
-   hand.addChild(finger("rightFinger", -1.0));
+   ZqManipulatorLink hand =
+      link("hand", sliding(gripper.wayOfHand, ZqVector(), alongZ), handBody, gripper.hand);
+   hand.addChild(finger("leftFinger", 1.0, gripper));
+   hand.addChild(finger("rightFinger", -1.0, gripper));
    hand.addNamedPoint("grip", ZqVector(0.3, 0.0, 0.0));
    ZqManipulatorLink carriage =
-      link("carriage", sliding(alongZ, ZqVector(0.0, 0.0, 0.03)), carriageBody,
-           damped(strongDrive(0.0, height, 80.0, 0.5), 100.0));
+      link("carriage", sliding(alongZ, ZqVector(0.0, 0.0, 0.03)), gripper.carriage, gripper.lift);
    carriage.addChild(hand);
    return manipulator("gripper", post, {carriage});
+}
+
+const Parts carriageBody("carriageBody", housing,
+                         box(ZqVector(0.035, 0.0, 0.05), ZqVector(0.07, 0.1, 0.09)));
+
+/// A motor of direct current, with what turns on its shaft.
+struct DcMotor
+{
+   ZqReal voltage;        // V, the highest
+   ZqReal resistance;     // ohm
+   ZqReal inductance;     // H
+   ZqReal torqueConstant; // N m / A
+   ZqReal inertia;        // kg m^2
+   ZqReal damping;        // N m s
+   ZqReal dryFriction;    // N m
+};
+constexpr DcMotor servo{24.0, 1.0, 0.6e-3, 0.05, 2e-5, 2e-5, 0.01};
+constexpr DcMotor fingerMotor{12.0, 3.0, 0.3e-3, 0.025, 1e-6, 1e-6, 0.002};
+
+ZqJointActuator driven(const DcMotor& motor, ZqReal gearRatio, ZqReal lowerLimit, ZqReal upperLimit)
+{
+   ZqDcElectricMotor converter;
+   converter.setArmatureResistance(motor.resistance);
+   converter.setArmatureInductance(motor.inductance);
+   converter.setTorqueConstant(motor.torqueConstant);
+   const ZqReal stallTorque = motor.torqueConstant * motor.voltage / motor.resistance;
+   converter.setMinTorque(-stallTorque);
+   converter.setMaxTorque(stallTorque);
+
+   ZqMechanicalActuatorComponent train;
+   train.setLowerLimit(lowerLimit);
+   train.setUpperLimit(upperLimit);
+   train.setMaxOutputRate(motor.voltage / motor.torqueConstant / gearRatio);
+   train.setInertia(motor.inertia);
+   train.setGearRatio(gearRatio);
+   train.setFrictionCoefficient(motor.damping);
+   train.setStaticCoulombFriction(motor.dryFriction);
+   train.setKineticCoulombFrictionPercentage(0.8);
+   // What sticks does so by a spring and a damper that bring the shaft to rest within some 0.03 s.
+   train.setLimitingVelocityStickRegion(1.0);
+   train.setStaticCoulombSpringCoefficient(1e4 * motor.inertia);
+   train.setStaticCoulombDamperCoefficient(200.0 * motor.inertia);
+   ZqJointActuator actuator;
+   actuator.setMechanicalComponent(train);
+   actuator.setPowerConverter(converter);
+   return actuator;
 }
 
 /// The table is the second manipulator of a scene, after the floor.
@@ -62,27 +114,48 @@ ZqStatedSystem sceneWithTable()
    standFast(scene, 1);
    return scene;
 }
-
-const std::vector<ZqReal> openGripper{0.0, 0.0, 0.04, 0.04};
-const Parts woodenBlock("block", wood, box(0.05, 0.05, 0.05));
 } // namespace
 
 ZqStatedSystem gripper()
 {
+   const auto drive = [](ZqReal upperLimit, ZqReal force, ZqReal rate, ZqReal damping)
+   { return damped(strongDrive(0.0, upperLimit, force, rate), damping); };
+   const Gripper gripper{carriageBody, alongX, drive(0.4, 80.0, 0.5, 100.0),
+                         drive(0.15, 60.0, 0.5, 100.0), drive(0.045, 40.0, 0.15, 200.0)};
    ZqStatedSystem scene = sceneOnFloor();
-   scene.addManipulator(gripperOnLift(0.4), position(openGripper), rest(4));
-   place(scene, freeBody("block", woodenBlock), ZqVector(0.4, 0.0, 0.025));
+   scene.addManipulator(gripperOnLift(gripper), position({0.0, 0.0, 0.04, 0.04}), rest(4));
+   place(scene, freeBody("block", {"block", wood, box(0.05, 0.05, 0.05)}),
+         ZqVector(0.4, 0.0, 0.025));
    standFast(scene, 1);
    return scene;
 }
 
 ZqStatedSystem grasp()
 {
+   // Turns of the motor by way of the joint (rad/m): a screw of 10 mm a turn, and behind gears of 8 a belt on a
+   // pulley with a radius of 20 mm, and racks on pinions with one of 8 mm.
+   constexpr ZqReal screw = 2.0 * std::numbers::pi / 0.01;
+   constexpr ZqReal belt = 8.0 / 0.02;
+   constexpr ZqReal rack = 8.0 / 0.008;
+   Parts beam = carriageBody;
+   beam.add("beam", housing, box(ZqVector(0.055, 0.0, 0.0), ZqVector(0.03, 0.44, 0.03)));
+   ZqIndividualManipulator gripper =
+      gripperOnLift({beam, alongY, driven(servo, screw, -0.01, 0.3), driven(servo, belt, -0.2, 0.2),
+                     driven(fingerMotor, rack, 0.0, 0.045)});
+   // The limits of the joints keep the links apart.
+   ZqManipulatorSelfCollisionLinkMap pairs = gripper.selfCollisionLinkMap();
+   pairs.unsetAllAsCollisionCandidates();
+   gripper.setSelfCollisionLinkMap(pairs);
+
    ZqStatedSystem scene = sceneWithTable();
-   const ZqVector place(-0.2, 0.0, tableHeight);
-   scene.addManipulator(gripperOnLift(0.3), position(openGripper, place), rest(4));
+   const ZqVector foot(-0.2, 0.0, tableHeight);
+   const ZqVector grip = foot + ZqVector(0.3, 0.0, 0.0);
+   scene.addManipulator(gripper, position({0.1, -0.15, 0.04, 0.04}, foot), rest(4));
    standFast(scene, 2, 1);
-   models::place(scene, freeBody("block", woodenBlock), place + ZqVector(0.3, 0.0, 0.025));
+   place(scene, freeBody("block", {"block", steel, box(0.05, 0.05, 0.05)}),
+         grip + ZqVector(0.0, -0.15, 0.025));
+   place(scene, freeBody("brick", {"brick", concrete, box(0.1, 0.1, 0.05)}),
+         grip + ZqVector(0.0, 0.15, 0.025));
    return scene;
 }
 

@@ -17,7 +17,7 @@ ZqStatedSystem slope();
 ZqStatedSystem stack();
 /// A ball above a floor, both of which give some of a bounce back.
 ZqStatedSystem bouncingBall();
-/// The gripper on a table, with a block between its fingers.
+/// A gripper with motors of direct current on a table, a block under it, and a brick aside.
 ZqStatedSystem grasp();
 /// A door with a latch and a handle, closed.
 ZqStatedSystem door();

@@ -45,7 +45,7 @@ bool ZqPairCacheState::get(ZqPairCacheOfPair& pair) const
    constexpr ZqReal most[wholeNumberCount] = {mostU32, 4.0,     1.0,     mostInt, mostInt,
                                               mostU32, mostU32, mostU32, mostU32};
    const std::vector<ZqReal>& numbers = m_numbers.values();
-   if (numbers.size() < wholeNumberCount ||
+   if (numbers.size() < wholeNumberCount || numbers[0] == 0.0 ||
        !std::equal(most, most + wholeNumberCount, numbers.begin(),
                    [](ZqReal limit, ZqReal x) { return isWhole(x, limit); }))
       return false;

@@ -1,0 +1,44 @@
+// Draws stages by one graphics context, however many scenes a page has.
+import { PCFShadowMap, PMREMGenerator, NeutralToneMapping, WebGLRenderer } from "three";
+import { studio } from "./stage.js";
+
+export class Painter {
+   /** The painter of a page; undefined where the browser has no WebGL. */
+   static make() {
+      const canvas = document.createElement("canvas");
+      const context = canvas.getContext("webgl2", { alpha: true, antialias: true });
+      return context ? new Painter(canvas, context) : undefined;
+   }
+
+   constructor(canvas, context) {
+      this.canvas = canvas;
+      this.renderer = new WebGLRenderer({ canvas, context });
+      this.renderer.setClearColor(0, 0);
+      this.renderer.shadowMap.enabled = true;
+      this.renderer.shadowMap.type = PCFShadowMap;
+      this.renderer.toneMapping = NeutralToneMapping;
+      const generator = new PMREMGenerator(this.renderer);
+      this.environment = generator.fromScene(studio(), 0.03).texture;
+      generator.dispose();
+      this.width = this.height = 0;
+   }
+
+   /** Draws `stage` in a size in pixels of the screen, on `target` or, without one, on our canvas. */
+   paint(stage, width, height, target) {
+      if (target ? width > this.width || height > this.height
+                 : width !== this.width || height !== this.height) {
+         this.width = target ? Math.max(width, this.width) : width;
+         this.height = target ? Math.max(height, this.height) : height;
+         this.renderer.setSize(this.width, this.height, false);
+      }
+      this.renderer.setViewport(0, 0, width, height);
+      this.renderer.setScissor(0, 0, width, height);
+      this.renderer.setScissorTest(Boolean(target));
+      stage.draw(this.renderer);
+      if (!target)
+         return;
+      const drawing = target.getContext("2d");
+      drawing.clearRect(0, 0, width, height);
+      drawing.drawImage(this.canvas, 0, this.height - height, width, height, 0, 0, width, height);
+   }
+}
