@@ -59,7 +59,8 @@ public:
          ZqComponent{
             &This::m_pointNumbers, &ZqManip::ZqPointNumbersToken,
             "of each point: anchor in body 1 and in body 2 (m), twist (rad), weight, energy "
-            "stored along the normal (J)"}};
+            "stored along the normal (J), and the rate of its depth (m/s), which may be missing of "
+            "all"}};
    }
    static ZqContactState nullObject() { return {}; }
    bool operator==(const ZqContactState&) const = default;
@@ -110,8 +111,8 @@ public:
                                     "of each interaction, in their order"},
                         ZqComponent{&This::m_contacts, &ZqManip::ZqContactStatesToken,
                                     "of each pair of shapes that touch"},
-                        ZqOptionalComponent(&This::m_pairCaches, &ZqManip::ZqPairCacheStatesToken,
-                                            "of each pair of shapes that were near each other")};
+                        ZqComponent{&This::m_pairCaches, &ZqManip::ZqPairCacheStatesToken,
+                                    "of each pair of shapes that were near each other"}};
    }
    static ZqInteractionState nullObject() { return {}; }
    bool operator==(const ZqInteractionState&) const = default;
