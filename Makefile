@@ -3,6 +3,8 @@
 JOBS ?= 2
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 60
+# More for CMake when the tests are configured.
+TEST_OPTIONS ?=
 DEPENDENCIES := ./cmake/installDependencies.sh
 SOURCE_DIRS := $(wildcard zqManipulator apps examples tests benchmarks fuzz)
 CXX_FILES = $(shell find $(SOURCE_DIRS) -name '*.h' -o -name '*.cpp')
@@ -34,7 +36,7 @@ gallery: ## Run all example models: docs/gallery.html shows their replays side b
 
 test: ## Build everything and run all tests
 	@$(DEPENDENCIES)
-	cmake --preset release
+	cmake --preset release $(TEST_OPTIONS)
 	cmake --build --preset release -j $(JOBS)
 	ctest --preset release -j $(JOBS)
 
@@ -61,7 +63,7 @@ fuzz: ## Run each fuzz target for FUZZ_SECONDS (60)
 	cmake --preset fuzz
 	cmake --build --preset fuzz -j $(JOBS)
 	@set -e; for target in Reader:fuzz/corpus/reader StatedSystem:examples/models \
-	   BinaryState:fuzz/corpus/binaryState; do \
+	   BinaryState:fuzz/corpus/binaryState Checkpoint:fuzz/corpus/checkpoint; do \
 	   name=$${target%%:*}; found=build/fuzz/corpus/$$name; mkdir -p $$found; \
 	   ./build/fuzz/fuzz/fuzz$$name -max_total_time=$(FUZZ_SECONDS) $$found $${target#*:}; done
 

@@ -1,8 +1,9 @@
-# zqUnityByFolder(<target>): has a unity build (CMAKE_UNITY_BUILD) compile the sources of a folder as one,
-# so that names that a source keeps to itself have to be unique in its folder alone. To be called from the
-# folder that the target is made in, after all its sources are known.
+# zqUnityByFolder(<target>): has a target that is built as a unity (its UNITY_BUILD, from CMAKE_UNITY_BUILD)
+# compile the sources of a folder as one, so that names that a source keeps to itself have to be unique in
+# its folder alone. To be called from the folder that the target is made in, after all its sources are known.
 function(zqUnityByFolder target)
-   if(NOT CMAKE_UNITY_BUILD)
+   get_target_property(isUnity ${target} UNITY_BUILD)
+   if(NOT isUnity)
       return()
    endif()
    set_target_properties(${target} PROPERTIES UNITY_BUILD_MODE GROUP)

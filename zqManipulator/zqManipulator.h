@@ -217,6 +217,7 @@
 #include "zqManipulator/state/ZqManipulatorLinkProximityState.h"
 #include "zqManipulator/state/ZqManipulatorStamp.h"
 #include "zqManipulator/state/ZqManipulatorSystemState.h"
+#include "zqManipulator/state/ZqPairCacheState.h"
 #include "zqManipulator/state/ZqPositionState.h"
 #include "zqManipulator/state/ZqSystemActiveBoundingBoxState.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"

@@ -66,8 +66,9 @@ ExitCode simulate(const RunOptions& options)
       warnOfTimesWithoutInputs(*run.inputs, schedule);
    if (!options.contacts.empty() && !hasContact(simulation))
       complain("warning: --contacts: there is no interaction of contact in the model");
-   if (!options.energy.empty() && !simulation.settings().booksEnergy)
-      throw Failure(Usage, "--energy: the run of " + options.resume + " keeps no energy book");
+   if (options.booksEnergy() && !simulation.settings().booksEnergy)
+      throw Failure(Usage, (options.energy.empty() ? "--energy-summary: " : "--energy: ") +
+                              options.resume + " is of a run that began without");
 
    const Outcome outcome = Runner(simulation, schedule, run.inputs ? &run.inputs->table : nullptr,
                                   makeObservers(options, simulation, every), every, checkpointing)

@@ -78,7 +78,7 @@ ZqSimulation::Settings zqsim::RunOptions::settings() const
    settings.integrator = integrators.at(integrator.value_or("euler"));
    settings.closesLoops = !isNotProjected;
    settings.computesContact = !isWithoutContact;
-   settings.booksEnergy = true;
+   settings.booksEnergy = booksEnergy();
    return settings;
 }
 
@@ -338,6 +338,8 @@ void zqsim::RunOptions::declareFiles(CLI::App& arguments)
            "Where to record energies, as .csv or to standard output: a table over time of what "
            "bodies and springs hold, what drives put in, and what was lost to friction, dampers "
            "and limits");
+   arguments.add_flag("--energy-summary", tellsEnergies,
+                      "Tell the same of the end in the summary, as --energy does, too");
    arguments
       .add_option("--every", every,
                   "Record with --out, --contacts and --energy the first state, that of every Nth "

@@ -20,6 +20,7 @@ struct RunOptions
    /// Finds before a long run what would make it be in vain: a `Failure`.
    void check() const;
 
+   bool booksEnergy() const { return tellsEnergies || !energy.empty(); }
    /// Whether standard output is for data, and so not for the summary.
    bool printsData() const;
    /// Of what is shown: the file that the run begins with, without its directory.
@@ -61,6 +62,7 @@ struct RunOptions
    std::string energy;
    std::string every = "1";
    bool appends = false;
+   bool tellsEnergies = false;
    std::optional<std::string> columns;
    std::string plot;
    std::string replay;

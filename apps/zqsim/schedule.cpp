@@ -38,10 +38,12 @@ zqsim::Schedule::Schedule(ZqReal start, ZqReal end, ZqReal step)
    { return std::abs(time - std::round(time / step) * step) <= rounding; };
    m_startMultiple = isMultiple(start) ? std::round(start / step) : std::floor(start / step);
    ZqReal endMultiple = std::ceil(m_end / step);
+   m_nextMultiple = endMultiple;
    if (isMultiple(m_end))
    {
       endMultiple = std::round(m_end / step);
       m_end = endMultiple * step;
+      m_nextMultiple = endMultiple + 1.0;
    }
    m_count = static_cast<std::uint64_t>(endMultiple - m_startMultiple);
 }

@@ -20,10 +20,13 @@ public:
    ZqReal start() const { return m_start; }
    ZqReal end() const { return m_end; }
    std::uint64_t count() const { return m_count; }
-   /// After so many steps.
+   /// After so many steps, and after one more: the multiple that would come next.
    ZqReal time(std::uint64_t steps) const
    {
-      return steps < m_count ? (m_startMultiple + static_cast<ZqReal>(steps)) * m_step : m_end;
+      if (steps == m_count)
+         return m_end;
+      return steps < m_count ? (m_startMultiple + static_cast<ZqReal>(steps)) * m_step
+                             : m_nextMultiple * m_step;
    }
 
 private:
@@ -33,6 +36,7 @@ private:
    ZqReal m_end;
    ZqReal m_step;
    ZqReal m_startMultiple; ///< of the step: the last that is not after the start
+   ZqReal m_nextMultiple;  ///< the first after the end
    std::uint64_t m_count;
 };
 } // namespace zqsim

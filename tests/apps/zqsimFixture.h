@@ -7,9 +7,12 @@
 #include <unistd.h>
 
 #include <array>
+#include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -33,6 +36,34 @@ inline std::string contentOf(const std::string& fileName)
 inline std::string model(const std::string& name)
 {
    return PROJECT "examples/models/" + name + ".xml";
+}
+
+/// A table of numbers, by column.
+using Columns = std::map<std::string, std::vector<double>>;
+
+inline Columns readCsv(const std::string& fileName)
+{
+   std::istringstream file(contentOf(fileName));
+   std::string line;
+   std::string field;
+   std::getline(file, line);
+   std::vector<std::string> names;
+   for (std::istringstream head(line); std::getline(head, field, ',');)
+      names.push_back(field);
+   Columns columns;
+   while (std::getline(file, line))
+   {
+      std::size_t i = 0;
+      for (std::istringstream row(line); std::getline(row, field, ','); ++i)
+      {
+         double number = NAN;
+         const auto end = std::from_chars(field.data(), field.data() + field.size(), number);
+         EXPECT_TRUE(end.ptr == field.data() + field.size() && std::isfinite(number)) << line;
+         columns[names.at(i)].push_back(number);
+      }
+      EXPECT_EQ(i, names.size()) << line;
+   }
+   return columns;
 }
 
 struct Change

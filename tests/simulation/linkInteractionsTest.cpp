@@ -108,7 +108,7 @@ TEST(LinkInteractions, DoorsFollowTheirTable)
          }
    }
    for (const ZqRealVector& numbers :
-        {ZqRealVector{0.0}, {0.5, 0.0}, {1.0, zqTest::nan}, {1.0, 0.0, 0.0}})
+        {ZqRealVector{0.0}, {0.5, 0.0}, {1.0, zqTest::nan}, {1.0, 0.0, 4.0}})
       EXPECT_FALSE(doorOf(0, 0).setMemory({numbers}));
 }
 
@@ -207,6 +207,10 @@ TEST(LinkInteractions, SpringsConserveMomentumAndPushDownTheirEnergy)
             }
          // Some twenty roundings in frames up to ten metres away.
          EXPECT_TRUE(sum.approxEq({}, 1e-13 * size)) << sum;
+         const ZqInteractionEnergy energy = interaction.energy(active, scene.system.system());
+         const bool isSpring = interaction == spring;
+         EXPECT_NEAR(energy.linkSprings, isSpring ? now.energy : 0.0, 1e-12 * now.energy);
+         EXPECT_NEAR(energy.linkDampers, isSpring ? 0.0 : -power, 1e-12 * size);
          // Where the energy has a kink, there is no slope.
          if (interaction == spring && now.gap.mag() > 0.05 && now.turn > 0.05 && now.turn < 3.1)
          {

@@ -226,56 +226,6 @@ TEST(Simulation, HoldsLoopsClosed)
    EXPECT_NE(log.text().find("which the solver arbi ignores"), std::string::npos);
 }
 
-/// What drives and external forces do to a manipulator in the present state (W).
-ZqReal powerIn(ZqSimulation& simulation, ZqU32 index)
-{
-   ZqManipulatorActiveState& active = simulation.present().manipulatorActiveStateVector()[index];
-   const auto& rates = active.velocityState().jointVelocities();
-   ZqReal sum = 0.0;
-   for (ZqU32 j = 0; j <= rates.size(); ++j)
-   {
-      const ZqSimulation::Place place{index, j < rates.size() ? j : ZqBaseLinkIndex};
-      const ZqGeneralForce force = simulation.externalForce(place);
-      const ZqGeneralMotion& V = simulation.linkAt(place)->dhFrameVelocityInLocal(active);
-      sum += V.linear().dot(force.force()) + V.angular().dot(force.moment());
-      if (j < rates.size())
-         sum += active.actuatorState().outputTorques()[j] * rates[j];
-   }
-   return sum;
-}
-
-TEST(Simulation, EnergyComesFromWhatDrivesIt)
-{
-   for (const ZqSimulation::Solver solver :
-        {ZqSimulation::Solver::Crbi, ZqSimulation::Solver::Arbi})
-      for (const Integrator integrator : {Integrator::ImplicitMidpoint, Integrator::RungeKutta})
-         for (ZqU32 seed = 0; seed < 4; ++seed)
-         {
-            RandomScene scene(seed, {zqTest::chain(3), seed % 2 == 0, false, false});
-            ZqSimulation::Settings settings = settingsOf(integrator);
-            settings.solver = solver;
-            ZqSimulation simulation(scene.system, settings);
-            ZqSimulation idle(scene.system, settings); // what the scene has besides loses energy
-            ASSERT_TRUE(simulation.setExternalForces(scene.index, scene.external));
-            for (ZqU32 j = 0; j < 3; ++j)
-               ASSERT_TRUE(simulation.setTorque({scene.index, j}, 1.0 + j));
-            ZqReal work = 0.0;
-            ZqReal turnover = 0.0;
-            constexpr ZqReal dt = 1e-4;
-            for (int k = 0; k < 200; ++k)
-            {
-               const ZqReal power = powerIn(simulation, scene.index);
-               ASSERT_TRUE(simulation.step(dt) && idle.step(dt));
-               const ZqReal share = 0.5 * dt * (power + powerIn(simulation, scene.index));
-               work += share;
-               turnover += std::abs(share);
-            }
-            // The trapezia are of second order.
-            EXPECT_NEAR(simulation.energy().total() - idle.energy().total(), work, 1e-5 * turnover)
-               << seed << ' ' << static_cast<int>(integrator);
-         }
-}
-
 TEST(Simulation, WhoLooksAtThePresentDoesNotChangeTheSteps)
 {
    RandomScene scene(3, {zqTest::chain(4), false, true, true});

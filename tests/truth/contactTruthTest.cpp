@@ -727,48 +727,6 @@ TEST(ContactTruth, NothingIsGainedWithoutDampers)
       }
 }
 
-TEST(ContactTruth, TheBalanceOfEnergyClosesWithTheStep)
-{
-   // What is missing in the end, of a block that slides down, and of one that is dropped on its face.
-   for (const bool isDropped : {false, true})
-   {
-      std::array<ZqReal, 3> missing{};
-      for (int i = 0; i < 3; ++i)
-      {
-         const ZqReal dt = 4e-4 / (1 << i);
-         const ContactMaterial material;
-         ContactScene scene =
-            onFloor(zqTest::solidBox(1.0, cube), isDropped ? 0.06 : 0.05, material,
-                    isDropped ? ZqVector(0.0, 0.0, -g) : onSlope(1.1 * std::atan(0.5)));
-         ZqSimulation simulation(scene.system);
-         ZqReal lost = 0.0;
-         const auto stored = [&]
-         {
-            ZqReal result = simulation.energy().total();
-            for (const ZqSimulation::Contact& contact : simulation.contacts())
-               result += contact.record->response().normalEnergy +
-                         contact.record->response().tangentialEnergy;
-            return result;
-         };
-         const ZqReal before = stored();
-         run(simulation, dt, 0.5,
-             [&](ZqReal)
-             {
-                for (const ZqSimulation::Contact& contact : simulation.contacts())
-                {
-                   const ZqContactResponse& r = contact.record->response();
-                   lost += (r.normalLoss + r.tangentialLoss) * dt + r.slipLoss - r.patchGain;
-                }
-             });
-         missing[i] = stored() + lost - before;
-         EXPECT_GT(lost, 0.05);
-      }
-      EXPECT_LT(std::abs(missing[2]), 0.02);
-      EXPECT_LT(std::abs(missing[1]), 0.7 * std::abs(missing[0]) + 1e-6) << isDropped;
-      EXPECT_LT(std::abs(missing[2]), 0.7 * std::abs(missing[1]) + 1e-6) << isDropped;
-   }
-}
-
 TEST(ContactTruth, TurningExchangingAndRestoringChangeNothing)
 {
    // A block that slides and spins down a slope over a second one that sticks to it.

@@ -12,7 +12,9 @@ template class ZqXmlClass<ZqInteractionState>;
 
 namespace
 {
-constexpr std::size_t numbersOfPoint = 9;
+constexpr std::size_t numbersOfPoint = 10;
+/// As long as there was no rate.
+constexpr std::size_t leastNumbersOfPoint = 9;
 
 /// Puts numbers at the end of a list.
 class NumberSink
@@ -142,6 +144,7 @@ ZqContactState::ZqContactState(const ZqContactMemoryOfPair& pair)
       sink.put(grip.twist);
       sink.put(grip.weight);
       sink.put(grip.energy);
+      sink.put(grip.rate);
    }
 }
 
@@ -149,12 +152,14 @@ bool ZqContactState::get(ZqContactMemoryOfPair& pair) const
 {
    const std::size_t points = m_pointStates.size();
    const auto isState = [](ZqU32 state) { return state <= ZqU32(ZqPointGrip::State::Yields); };
+   const bool isWithoutRates = m_pointNumbers.size() == leastNumbersOfPoint * points;
    ZqContactMemory memory;
    if (m_times.size() > 1 || m_frictionMode > ZqU32(ZqFrictionMode::NewContact) ||
        m_stickPoints.size() != 6 || m_stickFrames.size() != 14 || m_velocities.size() != 12 ||
        m_lastVelocities.size() != 12 ||
        (m_patchNumbers.size() != 2 && m_patchNumbers.size() != 3) ||
-       points > ZqContactMemory::capacity || m_pointNumbers.size() != numbersOfPoint * points ||
+       points > ZqContactMemory::capacity ||
+       (m_pointNumbers.size() != numbersOfPoint * points && !isWithoutRates) ||
        !std::all_of(m_pointStates.begin(), m_pointStates.end(), isState) ||
        !parseNames(m_pointNames, points, memory))
       return false;
@@ -185,6 +190,8 @@ bool ZqContactState::get(ZqContactMemoryOfPair& pair) const
       source.take(grip.twist);
       source.take(grip.weight);
       source.take(grip.energy);
+      if (!isWithoutRates)
+         source.take(grip.rate);
    }
    pair = {{m_manipulatorOneIndex, m_linkOneIndex, m_shapeOneIndex},
            {m_manipulatorTwoIndex, m_linkTwoIndex, m_shapeTwoIndex},

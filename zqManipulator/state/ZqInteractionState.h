@@ -5,6 +5,7 @@
 #include "zqManipulator/foundation/xml/ZqXmlClass.h"
 #include "zqManipulator/foundation/xml/ZqXmlVectorBasicType.h"
 #include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
+#include "zqManipulator/state/ZqPairCacheState.h"
 
 extern template class ZqXmlVectorType<ZqXmlVectorBasicType<ZqReal>>;
 
@@ -58,7 +59,8 @@ public:
          ZqComponent{
             &This::m_pointNumbers, &ZqManip::ZqPointNumbersToken,
             "of each point: anchor in body 1 and in body 2 (m), twist (rad), weight, energy "
-            "stored along the normal (J)"}};
+            "stored along the normal (J), and the rate of its depth (m/s), which may be missing of "
+            "all"}};
    }
    static ZqContactState nullObject() { return {}; }
    bool operator==(const ZqContactState&) const = default;
@@ -97,6 +99,7 @@ class ZqInteractionState : public ZqXmlClass<ZqInteractionState>
 {
 public:
    using Contacts = ZqXmlVectorType<ZqContactState>;
+   using PairCaches = ZqXmlVectorType<ZqPairCacheState>;
    using Memories = ZqXmlVectorType<ZqXmlVectorBasicType<ZqReal>>;
 
    static const ZqToken& classToken() { return ZqManip::ZqInteractionStateToken; }
@@ -107,21 +110,31 @@ public:
       return std::tuple{ZqComponent{&This::m_memories, &ZqManip::ZqInteractionMemoriesToken,
                                     "of each interaction, in their order"},
                         ZqComponent{&This::m_contacts, &ZqManip::ZqContactStatesToken,
-                                    "of each pair of shapes that touch"}};
+                                    "of each pair of shapes that touch"},
+                        ZqComponent{&This::m_pairCaches, &ZqManip::ZqPairCacheStatesToken,
+                                    "of each pair of shapes that were near each other"}};
    }
    static ZqInteractionState nullObject() { return {}; }
    bool operator==(const ZqInteractionState&) const = default;
 
    /// Whether it is that of interactions which begin anew.
-   bool isEmpty() const { return m_memories.size() == 0 && m_contacts.size() == 0; }
+   bool isEmpty() const
+   {
+      return m_memories.size() == 0 && m_contacts.size() == 0 && m_pairCaches.size() == 0;
+   }
    const Memories& memories() const { return m_memories; }
    void setMemories(const Memories& memories) { m_memories = memories; }
    const Contacts& contacts() const { return m_contacts; }
    void setContacts(const Contacts& contacts) { m_contacts = contacts; }
+   /// Where searches for contacts begin. Without them a scene goes on within rounding, but for compounds that
+   /// are deep in each other, of which each way out is an answer.
+   const PairCaches& pairCaches() const { return m_pairCaches; }
+   void setPairCaches(const PairCaches& caches) { m_pairCaches = caches; }
 
 private:
    Memories m_memories;
    Contacts m_contacts;
+   PairCaches m_pairCaches;
 };
 
 extern template class ZqXmlClass<ZqInteractionState>;

@@ -21,7 +21,12 @@ struct ZqContactMaterial
    static ZqContactMaterial ofPair(const ZqContactMaterial& a, const ZqContactMaterial& b) noexcept;
    /// k d^e (N) at a depth d (m), which is above zero; 1e75 at most.
    ZqReal force(ZqReal depth) const noexcept;
-   /// The derivative of that (N/m).
+   /// Stored up to a depth (J); nothing at one that is not above zero.
+   ZqReal energy(ZqReal depth) const noexcept
+   {
+      return depth > 0.0 ? force(depth) * depth / (exponent + 1.0) : 0.0;
+   }
+   /// The derivative of the force (N/m).
    ZqReal stiffnessAt(ZqReal depth) const noexcept;
    /// That at a depth of 1 mm, by which friction is measured.
    ZqReal referenceStiffness() const noexcept { return stiffnessAt(1e-3); }

@@ -72,8 +72,9 @@ private:
    using PointRates = std::array<ZqReal, ZqContactManifold::capacity>; ///< of the depths (m/s)
 
    void placePoints();
-   ZqReal partOfPatch(const PointForces& forces, const PointRates& rates);
-   ZqReal energyBefore(const PointForces& forces, const PointRates& rates) const;
+   ZqReal partOfPatch(const ZqNormalContactLaw& law, const PointForces& forces);
+   ZqReal energyBefore(const ZqNormalContactLaw& law, const PointForces& forces);
+   ZqReal gainByWandering(const ZqNormalContactLaw& law, const ZqPointGrip& grip, int i) const;
    void takePointFriction(const ZqPatchFriction& friction);
    void rubAsOne(const ZqBaseDissipativeForceProcessor& friction, ZqReal mass);
    ZqReal radius() const;
@@ -88,6 +89,7 @@ private:
    ZqShapeCollisionData& m_data;
    ZqContactResponse& m_response;
    ZqPatchFrictionInput m_patch;
+   PointRates m_rates{};
    const zqConvex::Pose m_X1, m_X2; ///< the primary frames in the system
    OpposedForces m_forces;          ///< at the points
    ZqReal m_elapsed;                ///< since the evaluation before (s)
@@ -126,14 +128,13 @@ void PointContact::press(const ZqNormalContactLaw& normalLaw)
    placePoints();
    m_response.pointCount = m_patch.count;
    PointForces forces;
-   PointRates rates;
    for (int i = 0; i < m_patch.count; ++i)
    {
       const ZqPatchFrictionInput::Point& p = m_patch.points[i];
-      rates[i] = (velocityAt(0, p.place) - velocityAt(1, p.place)).dot(p.normal);
-      forces[i] = normalLaw.force(p.weight, p.depth, rates[i]);
+      m_rates[i] = (velocityAt(0, p.place) - velocityAt(1, p.place)).dot(p.normal);
+      forces[i] = normalLaw.force(p.weight, p.depth, m_rates[i]);
    }
-   const ZqReal part = partOfPatch(forces, rates);
+   const ZqReal part = partOfPatch(normalLaw, forces);
    for (int i = 0; i < m_patch.count; ++i)
    {
       ZqPatchFrictionInput::Point& p = m_patch.points[i];
@@ -144,7 +145,7 @@ void PointContact::press(const ZqNormalContactLaw& normalLaw)
       m_response.dampingTime = std::max(m_response.dampingTime, force.dampingTime);
       m_forces.add(p.place, p.normal * -p.normalForce);
       m_response.normalEnergy += part * force.energy;
-      m_response.normalLoss += part * (force.normal - force.spring) * rates[i];
+      m_response.normalLoss += part * (force.normal - force.spring) * m_rates[i];
       m_response.points[i] = {p.weight, p.normalForce, ZqVector(), part * force.energy};
    }
    m_response.normalForce = m_forces.force();
@@ -153,7 +154,7 @@ void PointContact::press(const ZqNormalContactLaw& normalLaw)
 /// The part of the patch's stiffness that presses. Where shares leap, as on a body that tilts from a face to an edge, the
 /// energy stored would leap with them. It may fall; it may not rise by more than what the contact has lost before, so
 /// that nothing is gained by tilting to and fro.
-ZqReal PointContact::partOfPatch(const PointForces& forces, const PointRates& rates)
+ZqReal PointContact::partOfPatch(const ZqNormalContactLaw& law, const PointForces& forces)
 {
    ZqContactMemory& memory = m_data.memory();
    constexpr ZqReal leastPart = 1.0 / 16.0;
@@ -165,7 +166,7 @@ ZqReal PointContact::partOfPatch(const PointForces& forces, const PointRates& ra
       memory.part = 1.0;
       return 1.0;
    }
-   const ZqReal before = energyBefore(forces, rates);
+   const ZqReal before = energyBefore(law, forces);
    memory.part = std::clamp((before + memory.reserve) / now, leastPart, 1.0);
    const ZqReal gain = memory.part * now - before;
    memory.reserve = std::max(0.0, memory.reserve - gain);
@@ -174,8 +175,9 @@ ZqReal PointContact::partOfPatch(const PointForces& forces, const PointRates& ra
 }
 
 /// Stored along the normal, had the points the shares that they had in the evaluation before (J). A point that was not
-/// there has the share that it has now if it is no deeper than the motion since then has taken it.
-ZqReal PointContact::energyBefore(const PointForces& forces, const PointRates& rates) const
+/// there has the share that it has now if it is no deeper than the motion since then has taken it. Books what those
+/// that were there have gained by wandering.
+ZqReal PointContact::energyBefore(const ZqNormalContactLaw& law, const PointForces& forces)
 {
    const ZqContactMemory& memory = m_data.memory();
    ZqReal energy = 0.0;
@@ -191,11 +193,26 @@ ZqReal PointContact::energyBefore(const PointForces& forces, const PointRates& r
       const bool isThere = left > 0 && m_patch.points[i].weight > 0.0;
       energy += isThere ? grip.weight * (forces[i].energy / m_patch.points[i].weight) : grip.energy;
       wasThere[i] = wasThere[i] || isThere;
+      if (isThere)
+         m_response.patchGain += gainByWandering(law, grip, i);
    }
    for (int i = 0; i < m_patch.count; ++i)
-      if (!wasThere[i] && m_patch.points[i].depth <= rates[i] * m_elapsed)
+      if (!wasThere[i] && m_patch.points[i].depth <= m_rates[i] * m_elapsed)
          energy += forces[i].energy;
    return energy;
+}
+
+/// A point that wanders over the bodies, as where two edges cross, may come to be deeper by that, or less deep. The
+/// force knows nothing of it: its power is that of the material. What the material there could not have stored since
+/// the evaluation before, with none of the rates between the one of then and the present one, was gained (J).
+ZqReal PointContact::gainByWandering(const ZqNormalContactLaw& law, const ZqPointGrip& grip,
+                                     int i) const
+{
+   const auto storedBefore = [&](ZqReal rate)
+   { return grip.weight * law.material.energy(m_patch.points[i].depth - rate * m_elapsed); };
+   const auto [slowest, fastest] = std::minmax(grip.rate, m_rates[i]);
+   return std::max(0.0, storedBefore(fastest) - grip.energy) -
+          std::max(0.0, grip.energy - storedBefore(slowest));
 }
 
 /// What the next evaluation needs, besides what friction has left. The time is that of this one (s).
@@ -212,6 +229,7 @@ void PointContact::remember(bool isGripped, ZqReal time)
          grip.weight = m_patch.points[i].weight;
       }
       grip.energy = m_response.points[i].energy;
+      grip.rate = m_rates[i];
    }
    memory.gripCount = m_patch.count;
    const ZqReal loss =

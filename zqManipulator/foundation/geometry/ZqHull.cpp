@@ -1,6 +1,7 @@
 #include "zqManipulator/foundation/geometry/ZqHull.h"
 
 #include <array>
+#include <bit>
 #include <cstdio>
 #include <map>
 #include <numeric>
@@ -525,7 +526,21 @@ std::shared_ptr<const ZqHull> ZqHull::of(std::span<const Vec3> points)
       break;
    }
    }
+   hull->makeFingerprint();
    return hull;
+}
+
+void ZqHull::makeFingerprint() noexcept
+{
+   fingerprint = vertices.size();
+   for (const Vec3& vertex : vertices)
+      for (const ZqReal x : {vertex.x, vertex.y, vertex.z})
+      {
+         // The two zeros are one place.
+         const auto bits = std::bit_cast<std::uint64_t>(x + 0.0);
+         fingerprint = (fingerprint ^ bits ^ bits >> 32) * 0x9E3779B97F4A7C15;
+         fingerprint ^= fingerprint >> 29;
+      }
 }
 
 zqConvex::Vec3 ZqHull::middleOfCell(int cell) const noexcept

@@ -31,6 +31,8 @@ struct ZqHull
    ZqReal volume = 0.0;        ///< m^3
    ZqReal radius = 0.0;        ///< m, of the vertices about the origin
    int dimension = 3;          ///< 0 a point, 1 a segment, 2 a polygon, 3 a solid
+   /// A number that follows from the vertices, the same wherever they are read again.
+   std::uint64_t fingerprint = 0;
 
    /// The hull of points (m), which are finite; of none, the origin alone. By Qhull (Barber, Dobkin and
    /// Huhdanpaa 1996); where rounding makes it give up, from the points moved apart by as little as it takes.
@@ -95,6 +97,7 @@ private:
    int cellOf(const zqConvex::Vec3& d) const noexcept;
    zqConvex::Vec3 middleOfCell(int cell) const noexcept;
    void makeStarts();
+   void makeFingerprint() noexcept;
 
    int m_cells = 0;                      ///< along an edge of the cube of directions
    std::vector<std::uint16_t> m_startOf; ///< by cell: the vertex furthest along its middle

@@ -33,6 +33,7 @@ struct ZqPointGrip
    ZqReal twist = 0.0;     ///< of the bodies about the normal, as far as it is stored (rad)
    ZqReal weight = 0.0;    ///< the point's share of the patch's stiffness
    ZqReal energy = 0.0;    ///< stored along the normal (J)
+   ZqReal rate = 0.0;      ///< with which the bodies go into each other there (m/s)
    State state = State::Open;
 };
 
@@ -102,6 +103,7 @@ struct ZqContactResponse
    ZqReal normalLoss = 0.0;       ///< by the dampers along the normal (W)
    ZqReal tangentialLoss = 0.0;   ///< and by those across it (W)
    ZqReal slipLoss = 0.0;         ///< by yielding, since the evaluation before (J)
-   ZqReal patchGain = 0.0; ///< by points that came, went or changed their shares, likewise (J)
+   /// By points that came, went, changed their shares or wandered over slanting surfaces, likewise (J).
+   ZqReal patchGain = 0.0;
    /// @}
 };

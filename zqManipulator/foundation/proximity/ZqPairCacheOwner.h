@@ -10,7 +10,8 @@
 namespace zqConvex
 {
 /// A number that cores of different sizes do not have in common, but by a chance of about 2^-40.
-/// Balls and frames do not count: caches stand in the frames of cores.
+/// Balls and frames do not count: caches stand in the frames of cores. It follows from the numbers
+/// of the core alone, so that what is stored is known again by the same shapes elsewhere.
 inline std::uint64_t fingerprint(const ZqConvex& C) noexcept
 {
    std::uint64_t number = static_cast<std::uint64_t>(C.core) + 1;
@@ -31,14 +32,7 @@ inline std::uint64_t fingerprint(const ZqConvex& C) noexcept
       for (const Vec3& corner : C.corner)
          addPoint(corner);
    if (C.core == ZqConvex::Core::Polytope)
-   {
-      const ZqHull& hull = *C.hull;
-      add(reinterpret_cast<std::uintptr_t>(&hull));
-      add(hull.vertices.size());
-      addPoint({hull.radius, hull.volume, C.size});
-      addPoint(hull.vertices.front());
-      addPoint(hull.vertices.back());
-   }
+      add(C.hull->fingerprint);
    return number ^ number >> 29;
 }
 

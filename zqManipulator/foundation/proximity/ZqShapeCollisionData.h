@@ -208,6 +208,7 @@ public:
 
    /// What the next query of the pair begins with.
    ZqShapePairCache& pairCache() noexcept { return m_pairCache; }
+   const ZqShapePairCache& pairCache() const noexcept { return m_pairCache; }
    /// All that belongs to a side goes to the other one; the manifold, which has a side, is left
    /// behind.
    void exchangeSides() noexcept;

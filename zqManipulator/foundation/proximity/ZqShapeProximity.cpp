@@ -1,6 +1,7 @@
 #include "zqManipulator/foundation/proximity/ZqShapeProximity.h"
 
 #include "zqManipulator/foundation/proximity/ZqConvexProximity.h"
+#include "zqManipulator/foundation/proximity/ZqPairCacheNumbers.h"
 #include "zqManipulator/foundation/proximity/ZqPartPairs.h"
 
 namespace zqConvex
@@ -251,6 +252,24 @@ bool contact(const ZqShape& A, const ZqShape& B, const Pose& X, ZqReal margin,
              ZqShapePairCache* cache, ZqContactManifold& out)
 {
    return contact(PartSide(A), PartSide(B), X, margin, cache, out);
+}
+
+bool isSound(const ZqShapePairCache& cache) noexcept
+{
+   const auto isUnit = [](const Vec3& v) { return std::abs(norm2(v) - 1.0) < 1e-6; };
+   ZqShapePairCache copy = cache;
+   bool isSmall = cache.convex.count >= 0 && cache.convex.count <= 4;
+   if (isSmall)
+      visitNumbers(copy, [&](ZqReal x) { isSmall = isSmall && std::abs(x) <= 1e75; });
+   return isSmall && (!cache.convex.overlapped || isUnit(cache.convex.normal)) &&
+          (norm2(cache.parting) == 0.0 || isUnit(cache.parting));
+}
+
+bool isEmpty(const ZqShapePairCache& cache) noexcept
+{
+   const ZqPairCache& convex = cache.convex;
+   return convex.count == 0 && !convex.overlapped && convex.atA == 0 && convex.atB == 0 &&
+          cache.part1 == 0 && cache.part2 == 0 && norm2(cache.parting) == 0.0;
 }
 
 void nearMembers(const ZqShape& shapeA, const ZqShape& shapeB, const Pose& X, ZqReal margin,

@@ -1,12 +1,8 @@
 #include "zqManipulator/foundation/proximity/ZqSystemShapeCollisionCache.h"
 
-#include <algorithm>
+#include "zqManipulator/foundation/proximity/ZqPairCacheNumbers.h"
 
-namespace
-{
-/// Evaluations for which the record of a pair that nobody looks at is kept.
-constexpr std::uint64_t recordLife = 64;
-} // namespace
+#include <algorithm>
 
 ZqSystemShapeCollisionCache::ZqSystemShapeCollisionCache(const ZqSystemShapeCollisionCache& other)
    : m_walked(other.m_walked), m_walkedKey(other.m_walkedKey), m_round(other.m_round),
@@ -97,20 +93,13 @@ void ZqSystemShapeCollisionCache::endTrial()
 
 std::vector<ZqContactMemoryOfPair> ZqSystemShapeCollisionCache::memories() const
 {
+   // A copy has what was before the trial.
+   if (m_isTrial)
+      return ZqSystemShapeCollisionCache(*this).memories();
    std::vector<ZqContactMemoryOfPair> result;
    for (const Place& place : m_places)
-   {
-      if (place.touched + 1 < m_evaluation)
-         continue;
-      const auto kept = std::find_if(m_kept.begin(), m_kept.end(),
-                                     [&](const Kept& k) { return k.key == place.key; });
-      const ZqShapeKey& key1 = place.record->key1();
-      const ZqShapeKey& key2 = place.record->key2();
-      if (kept == m_kept.end())
-         result.push_back({key1, key2, place.record->memory()});
-      else
-         result.push_back({kept->key1, kept->key1 == key1 ? key2 : key1, kept->memory});
-   }
+      if (place.touched + 1 >= m_evaluation)
+         result.push_back({place.record->key1(), place.record->key2(), place.record->memory()});
    return result;
 }
 
@@ -124,6 +113,37 @@ void ZqSystemShapeCollisionCache::setMemories(std::span<const ZqContactMemoryOfP
       place.touched = place.looked = m_evaluation - 1;
    }
    m_isLookedAt = false;
+}
+
+std::vector<ZqPairCacheOfPair> ZqSystemShapeCollisionCache::pairCaches() const
+{
+   if (m_isTrial)
+      return ZqSystemShapeCollisionCache(*this).pairCaches();
+   const std::uint64_t next = m_evaluation + (m_isLookedAt ? 1 : 0);
+   std::vector<ZqPairCacheOfPair> result;
+   for (const Place& place : m_places)
+   {
+      const ZqShapePairCache& cache = place.record->pairCache();
+      if (place.looked + recordLife >= next && !zqConvex::isEmpty(cache) &&
+          zqConvex::isSound(cache))
+         result.push_back({place.record->key1(), place.record->key2(),
+                           static_cast<ZqU32>(next - place.looked), cache});
+   }
+   return result;
+}
+
+void ZqSystemShapeCollisionCache::setPairCaches(std::span<const ZqPairCacheOfPair> caches)
+{
+   const bool wasLookedAt = m_isLookedAt;
+   const std::uint64_t next = m_evaluation + (wasLookedAt ? 1 : 0);
+   for (const ZqPairCacheOfPair& pair : caches)
+   {
+      if (pair.age == 0 || pair.age > recordLife)
+         continue;
+      lookAt(pair.key1, pair.key2).pairCache() = pair.cache;
+      find({pair.key1, pair.key2})->looked = next - pair.age;
+   }
+   m_isLookedAt = wasLookedAt;
 }
 
 /// Has what later evaluations depend on outlive the trial, in which the record may be used at will.
@@ -154,10 +174,9 @@ void ZqSystemShapeCollisionCache::forgetOld()
    std::erase_if(m_places,
                  [this](Place& place)
                  {
-                    const bool isOld = place.looked + recordLife < m_evaluation;
-                    if (isOld)
+                    if (isOld(place))
                        m_spare.push_back(std::move(place.record));
-                    return isOld;
+                    return place.record == nullptr;
                  });
    // Of what may be wanted again no more is kept than there is.
    if (m_spare.size() > m_places.size() + recordLife)
@@ -296,6 +315,9 @@ ZqShapeCollisionData& ZqSystemShapeCollisionCache::lookAt(const ZqShapeKey& key1
                       {key, 0, 0, 0, 0, std::move(record)});
    }
    Place& place = m_places[at];
+   // It is forgotten by its age alone, whenever it is taken away. What one trial has found is not old in it.
+   if (isOld(place) && !(m_isTrial && place.kept == m_trial))
+      place.record->pairCache() = {};
    if (!m_isTrial)
       place.looked = m_evaluation;
    keep(place);

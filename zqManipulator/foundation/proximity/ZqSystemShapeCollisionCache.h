@@ -18,6 +18,16 @@ struct ZqContactMemoryOfPair
    ZqContactMemory memory; ///< of which body 1 has the first shape
 };
 
+/// Where the search for the contact of two shapes begins, whether they touched or not.
+struct ZqPairCacheOfPair
+{
+   ZqShapeKey key1;
+   ZqShapeKey key2;
+   /// Evaluations from that which looked at the pair last to the next one: 1 or more.
+   ZqU32 age = 1;
+   ZqShapePairCache cache; ///< of which the first shape is that of key 1
+};
+
 /// The records of the contacts of a system, by pair of shapes.
 ///
 /// Records outlive the evaluations that look at them: a pair that touches in one and in the next
@@ -30,7 +40,10 @@ struct ZqContactMemoryOfPair
 /// remembered, and leave no trace in that. So an integrator may look at places on its way, and a
 /// recorder at the present.
 ///
-/// Records keep their place in memory. Those of pairs that nobody looked at for a while are taken
+/// A record has where the search for its contact ended, with which the next search begins, unless 64
+/// evaluations have passed in which nobody looked at the pair.
+///
+/// Records keep their place in memory. Those of pairs that nobody looked at for so long are taken
 /// for other pairs, so that a run settles to allocating nothing.
 class ZqSystemShapeCollisionCache
 {
@@ -72,6 +85,12 @@ public:
    std::vector<ZqContactMemoryOfPair> memories() const;
    /// Forgets all pairs but these, which are taken to have touched in the evaluation before the next one.
    void setMemories(std::span<const ZqContactMemoryOfPair> memories);
+   /// Where searches begin that do not begin anew, in the order of keys: with the memories all of the past that
+   /// the next evaluation depends on.
+   std::vector<ZqPairCacheOfPair> pairCaches() const;
+   /// Has searches begin there, of shapes of the model that it follows; those of other pairs begin as they would.
+   /// A cache of other shapes than there are does nothing.
+   void setPairCaches(std::span<const ZqPairCacheOfPair> caches);
    /// @}
 
    /// \name Both walks leave no trace
@@ -123,6 +142,9 @@ public:
    /// @}
 
 private:
+   /// Evaluations for which the record of a pair that nobody looks at is kept.
+   static constexpr std::uint64_t recordLife = 64;
+
    using Record = std::unique_ptr<ZqShapeCollisionData>;
    /// A pair in either order: of links, the lesser first, and of the numbers of their shapes.
    struct Key
@@ -165,6 +187,10 @@ private:
    {
       return place.valid == m_round || place.touched + 1 >= m_evaluation;
    }
+   bool isOld(const Place& place) const noexcept
+   {
+      return place.looked + recordLife < m_evaluation;
+   }
    void look() noexcept { m_isLookedAt = m_isLookedAt || !m_isTrial; }
 
    Places m_places; ///< sorted
@@ -174,8 +200,8 @@ private:
    std::size_t m_last = 0;
    std::size_t m_walked = 0;
    std::optional<Key> m_walkedKey;
-   std::uint64_t m_round = 1;      ///< of validity
-   std::uint64_t m_evaluation = 2; ///< above all stamps of records that never touched, by two
+   std::uint64_t m_round = 1;                   ///< of validity
+   std::uint64_t m_evaluation = recordLife + 2; ///< stamps of 0 are old
    std::uint64_t m_trial = 0;
    std::vector<Kept> m_kept;
    bool m_isLookedAt = false;

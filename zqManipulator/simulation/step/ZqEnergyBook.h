@@ -20,7 +20,7 @@ struct ZqEnergyBook
 
       ZqReal kinetic = 0.0;        ///< of bodies and motors
       ZqReal gravity = 0.0;        ///< of the bodies, zero at the origin of the system
-      ZqReal jointSprings = 0.0;   ///< in stoppers of joints and flexible shafts
+      ZqReal jointSprings = 0.0;   ///< at joints, in their stoppers and in flexible shafts
       ZqReal linkSprings = 0.0;    ///< in springs between links and of doors
       ZqReal contactSprings = 0.0; ///< where links touch
    };
@@ -33,7 +33,9 @@ struct ZqEnergyBook
    {
       ZqReal total() const noexcept { return drives + externalForces + carriers; }
 
-      ZqReal drives = 0.0;         ///< torques at the motors along these
+      /// Torques at the motors along these. A motor without inertia before a flexible shaft does what the shaft
+      /// asks for.
+      ZqReal drives = 0.0;
       ZqReal externalForces = 0.0; ///< that are given
       /// By what makes attached manipulators follow their carriers, which does not act back on these. It is the
       /// balance of these manipulators, so that nothing of them is left to the integrator.
@@ -51,12 +53,18 @@ struct ZqEnergyBook
                 limits;
       }
 
-      ZqReal jointFriction = 0.0;   ///< viscous and dry, and in gears
-      ZqReal jointDampers = 0.0;    ///< of stoppers and flexible shafts
+      /// Viscous and dry, with what springs hold where a motor sticks, in and out, and in gears: negative where a
+      /// joint drives a motor through a gear with losses.
+      ZqReal jointFriction = 0.0;
+      /// At joints, in stoppers and flexible shafts; with all that stoppers do to the motors before these, and with
+      /// what springs circulate where they couple joints unlike.
+      ZqReal jointDampers = 0.0;
       ZqReal linkDampers = 0.0;     ///< between links and of doors
       ZqReal contactDampers = 0.0;  ///< with what springs hold that end
       ZqReal contactFriction = 0.0; ///< by slipping and by the dampers across the normals
-      ZqReal limits = 0.0;          ///< by stops at limits, highest rates and stopping criteria
+      /// By stops at limits, highest rates and stopping criteria: negative where what these send back keeps the
+      /// velocity that it fell with.
+      ZqReal limits = 0.0;
    };
    Loss lost;
    /// @}

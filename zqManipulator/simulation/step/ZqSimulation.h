@@ -199,9 +199,7 @@ public:
    const Settings& settings() const { return m_settings; }
    const ZqManipulatorSystem& system() const { return m_scene.system(); }
    /// The scene as it is now, with what contacts and interactions remember, to be saved or to be simulated
-   /// further. A simulation that is made from it and driven alike goes on as this one does: to the same bits
-   /// with contacts of boxes, spheres and half-spaces, and within rounding where the search for contacts, as
-   /// of hulls and curved shapes with each other, starts from where the last one ended, which is not stored.
+   /// further. A simulation that is made from it and driven alike goes on as this one does, to the same bits.
    /// Motors, power converters and the closing of loops begin anew.
    ZqStatedSystem scene() const;
    /// The link at a place, or the base; null when there is none.
@@ -291,8 +289,7 @@ public:
    /// \name What interactions remember
    /// As of the evaluation with which the last step began; `scene` has it too. With the scene it is all that steps
    /// depend on, but for drives, inputs and constraints: a simulation that is made from the scene and given this
-   /// goes on as this one does, to rounding. Only compounds that are deep in each other may differ by more, for
-   /// their depth is looked for from where it was found before.
+   /// goes on as this one does, to the same bits.
    /// @{
    /// Empty when nothing is remembered.
    ZqInteractionState interactionState() const;
@@ -340,6 +337,7 @@ private:
    ZqString takeEvents(const ZqSimulationCheckpoint& checkpoint);
    ZqString takeGreatest(const ZqSimulationCheckpoint& checkpoint);
    ZqString takeLoops(const ZqSimulationCheckpoint& checkpoint);
+   ZqString takeBook(const ZqSimulationCheckpoint& checkpoint);
    ZqString takeMemories(const ZqSimulationCheckpoint& checkpoint);
 
    // Constraints

@@ -49,6 +49,10 @@ ZqSimulationCheckpoint::ZqSimulationCheckpoint()
 
 bool ZqSimulationCheckpoint::read(ZqXmlReader& reader)
 {
+   // A document leaves out what is not told.
+   m_stepLength = 0.0;
+   m_inputTable.clear();
+   m_inputInterpolation = 0;
    return isOfReadableVersion(reader) && ZqXmlClass::read(reader);
 }
 

@@ -84,8 +84,12 @@ public:
             "the last step that was projected to constraints (s), and then for each "
             "manipulator: 1 if all its loops were closed once, plus 2 if a message told that "
             "one stays open"},
-         ZqComponent{&This::m_energyBook, &ZqManip::ZqEnergyBookToken,
-                     "numbers of the energy book (J); none when it is not kept"},
+         ZqComponent{
+            &This::m_energyBook, &ZqManip::ZqEnergyBookToken,
+            "what was held at the start (J): kinetic, gravity, springs of joints, of links, of "
+            "contact; work of drives, external forces, carriers; lost in friction of joints, "
+            "their dampers, dampers of links, of contact, friction of contact, limits. No "
+            "numbers before the first step, and when no book is kept"},
          ZqOptionalComponent(&This::m_stepLength, &ZqManip::ZqStepLengthToken,
                              "of the run (s); 0 when it is not told"),
          ZqOptionalComponent(&This::m_inputTable, &ZqManip::ZqInputTableToken,

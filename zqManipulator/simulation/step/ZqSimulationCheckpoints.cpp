@@ -57,6 +57,16 @@ bool isStateAllFinite(const ZqManipulatorSystemState& state)
    return std::isfinite(state.time());
 }
 
+/// All of the book but what is held at present, which it does not keep.
+std::array<ZqReal*, 14> numbersOf(ZqEnergyBook& book)
+{
+   auto& [held, start, work, lost] = book;
+   return {&start.kinetic,        &start.gravity,     &start.jointSprings,  &start.linkSprings,
+           &start.contactSprings, &work.drives,       &work.externalForces, &work.carriers,
+           &lost.jointFriction,   &lost.jointDampers, &lost.linkDampers,    &lost.contactDampers,
+           &lost.contactFriction, &lost.limits};
+}
+
 /// Whether a number is a whole one that the type can hold, which is then the value.
 template <class Whole>
 bool toWhole(ZqReal number, Whole& value)
@@ -122,6 +132,10 @@ ZqSimulationCheckpoint ZqSimulation::checkpoint() const
       add(result.m_greatestDepth, {ZqReal(first.manipulator), ZqReal(first.link),
                                    ZqReal(second.manipulator), ZqReal(second.link), depth, time});
    }
+   ZqEnergyBook book = m_book;
+   if (m_hasBookBegun)
+      for (const ZqReal* number : numbersOf(book))
+         result.m_energyBook.pushBack(*number);
    return result;
 }
 
@@ -176,7 +190,7 @@ ZqString ZqSimulation::take(const ZqSimulationCheckpoint& checkpoint)
    for (const auto part :
         {&ZqSimulation::takeDrives, &ZqSimulation::takeInputs, &ZqSimulation::takeCounters,
          &ZqSimulation::takeEvents, &ZqSimulation::takeGreatest, &ZqSimulation::takeLoops,
-         &ZqSimulation::takeMemories})
+         &ZqSimulation::takeBook, &ZqSimulation::takeMemories})
    {
       const ZqString misfit = (this->*part)(checkpoint);
       if (!misfit.empty())
@@ -349,6 +363,22 @@ ZqString ZqSimulation::takeLoops(const ZqSimulationCheckpoint& checkpoint)
       m_members[i].wasClosed = (flags & wasClosedFlag) != 0;
       m_members[i].isToldOpen = (flags & isToldOpenFlag) != 0;
    }
+   return {};
+}
+
+ZqString ZqSimulation::takeBook(const ZqSimulationCheckpoint& checkpoint)
+{
+   const Numbers& numbers = checkpoint.m_energyBook;
+   m_hasBookBegun = numbers.size() > 0;
+   if (!m_hasBookBegun)
+      return {};
+   const auto book = numbersOf(m_book);
+   if (!m_settings.booksEnergy)
+      return "it has an energy book, and none is kept";
+   if (numbers.size() != book.size() || !areAllFinite(numbers))
+      return "the energy book is not of " + std::to_string(book.size()) + " finite numbers";
+   for (std::size_t k = 0; k < book.size(); ++k)
+      *book[k] = numbers[k];
    return {};
 }
 

@@ -1,3 +1,4 @@
+#include "zqManipulator/contact/proximity/ZqManipulatorCollisionTool.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/simulation/interactions/ZqLinkCollisionForce.h"
 #include "zqManipulator/simulation/step/ZqSimulationMember.h"
@@ -124,11 +125,16 @@ ZqInteractionState ZqSimulation::interactionState() const
    ZqInteractionState::Contacts contacts;
    for (const ZqContactMemoryOfPair& pair : m_active.systemShapeCollisionCache().memories())
       contacts.pushBack(ZqContactState(pair));
+   ZqInteractionState::PairCaches caches;
+   for (const ZqPairCacheOfPair& pair : m_active.systemShapeCollisionCache().pairCaches())
+      caches.pushBack(ZqPairCacheState(pair));
    const auto isEmpty = [](const auto& memory) { return memory.size() == 0; };
-   if (contacts.size() == 0 && std::all_of(memories.begin(), memories.end(), isEmpty))
+   if (contacts.size() == 0 && caches.size() == 0 &&
+       std::all_of(memories.begin(), memories.end(), isEmpty))
       return result;
    result.setMemories(memories);
    result.setContacts(contacts);
+   result.setPairCaches(caches);
    return result;
 }
 
@@ -170,18 +176,31 @@ const char* ZqSimulation::takeInteractionState(const ZqInteractionState& state)
       if (!isShape(pairs[i].key1) || !isShape(pairs[i].key2))
          return "it has a contact of shapes that there are not";
    }
-   if (!m_interacts)
-      return pairs.empty() || !m_settings.computesContact
-                ? nullptr
-                : "it has contacts, and nothing acts between links";
+   std::vector<ZqPairCacheOfPair> caches(state.pairCaches().size());
+   for (ZqU32 i = 0; i < caches.size(); ++i)
+   {
+      if (!state.pairCaches()[i].get(caches[i]))
+         return "the numbers of where a search for a contact begins do not fit";
+      if (!isShape(caches[i].key1) || !isShape(caches[i].key2))
+         return "it has a search for a contact of shapes that there are not";
+   }
    if (!m_settings.computesContact)
+   {
       pairs.clear();
+      caches.clear();
+   }
+   if (!m_interacts)
+      return pairs.empty() && caches.empty() ? nullptr
+                                             : "it has contacts, and nothing acts between links";
    dropPresent();
    endTrial();
    for (ZqU32 i = 0; i < memories.size(); ++i)
       if (m_interactions.vectorContainer()[i] != nullptr)
          m_interactions.vectorContainer()[i]->setMemory(memories[i]);
    collisions().setMemories(pairs);
+   // What is found of another model is forgotten when contacts are looked for.
+   ZqManipulatorCollisionTool().followModel(system(), m_active);
+   collisions().setPairCaches(caches);
    m_contactsOfStep.clear();
    for (const ZqContactMemoryOfPair& pair : collisions().memories())
       m_contactsOfStep.emplace_back(pair.key1, pair.key2, pair.memory);

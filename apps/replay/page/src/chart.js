@@ -1,4 +1,4 @@
-// Energies over time, with a cursor.
+// How energies changed since the start, over time, with a cursor.
 import { make } from "./panel.js";
 
 const COLOURS = ["#3d7cc9", "#e0803a", "#3f9f78", "#b7588f", "#7f6bc4", "#c9a12b", "#2f9fb0", "#c4574c"];
@@ -28,7 +28,8 @@ export class Chart {
    constructor(recording, seek) {
       this.recording = recording;
       this.series = recording.energyNames.map((name, index) => {
-         const values = recording.energies.filter((_, i) => i % recording.energyNames.length === index);
+         const column = recording.energies.filter((_, i) => i % recording.energyNames.length === index);
+         const values = column.map(value => value - column[0]);
          const greatest = values.reduce((most, x) => (Math.abs(x) > most ? Math.abs(x) : most), 0);
          return { name, index, values, greatest };
       });
@@ -142,6 +143,6 @@ export class Chart {
       this.cursor.setAttribute("x1", x);
       this.cursor.setAttribute("x2", x);
       for (const one of this.series)
-         one.value.textContent = joules(this.recording.energy(one.index, moment), this.unit);
+         one.value.textContent = joules(this.recording.energy(one.index, moment) - this.recording.energies[one.index], this.unit);
    }
 }

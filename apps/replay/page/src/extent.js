@@ -3,7 +3,7 @@ import { Box3, Sphere, Vector3 } from "three";
 
 const SAMPLES = 20000; // of bodies at frames
 const ROAMING = 7; // a run that takes so many times the room of one moment is followed
-const NEAR = 2.5; // what stands still counts when it is not larger or farther than so many times that
+const NEAR = 1.25; // what stands still counts where it is no larger and no farther than so many times that
 
 const ballOf = (sphere, matrix) => (sphere ?? new Sphere(new Vector3(), 0)).clone().applyMatrix4(matrix);
 

@@ -7,7 +7,7 @@ import { Viewer } from "./viewer.js";
 function scenesOfPage() {
    return [...document.querySelectorAll("script.zq-scene")].map((element, index) => {
       try {
-         return JSON.parse(element.textContent);
+         return JSON.parse(element.textContent) ?? {};
       } catch (error) {
          return { title: `Scene ${index + 1}`, format: `that cannot be read (${error.message})` };
       }

@@ -84,7 +84,7 @@ export class Panel {
       this.isEmpty = recording.joints.length === 0 && recording.energyNames.length === 0;
       if (recording.energyNames.length > 0) {
          this.chart = new Chart(recording, seek);
-         element.append(make("h3", "", `Energy, ${this.chart.unit.name}`), this.chart.element);
+         element.append(make("h3", "", `Energy since the start, ${this.chart.unit.name}`), this.chart.element);
       }
       if (recording.joints.length > 0) {
          this.list = make("ul");

@@ -1,5 +1,5 @@
 // The scene of a recording in space: bodies, floor, light and camera.
-import { BackSide, Color, DirectionalLight, Group, HemisphereLight, Matrix4, Mesh, MeshBasicMaterial,
+import { BackSide, Box3, Color, DirectionalLight, Group, HemisphereLight, Matrix4, Mesh, MeshBasicMaterial,
          PerspectiveCamera, Quaternion, Raycaster, Scene, Sphere, SphereGeometry, Vector2,
          Vector3 } from "three";
 import { OrbitControls } from "three/examples/jsm/controls/OrbitControls.js";
@@ -13,6 +13,7 @@ import { Skeleton } from "./skeleton.js";
 
 const Y = new Vector3(0, 1, 0);
 const Z = new Vector3(0, 0, 1);
+const ORIGIN = new Vector3();
 
 export class Stage {
    #geometries = new GeometryStore();
@@ -120,7 +121,7 @@ export class Stage {
       for (let frame = 0; frame < recording.frames; ++frame)
          capacity = Math.max(capacity, recording.starts[frame + 1] - recording.starts[frame]);
       this.arrows = new Arrows(capacity, 0.016 * reach);
-      this.newtonsPerLength = usualForce(recording) / (0.45 * reach);
+      this.newtonsPerLength = usualForce(recording) / (0.34 * reach);
       this.scene.add(this.skeleton, this.arrows);
    }
 
@@ -187,19 +188,33 @@ export class Stage {
       }
       const away = new Vector3();
       let distance = 0;
-      for (const { center, radius } of this.extent.balls) {
+      const balls = this.#isLed ? [new Sphere(target.copy(this.#middleNow()), this.extent.moment)] : this.extent.balls;
+      for (const { center, radius } of balls) {
          away.copy(center).sub(target);
          distance = Math.max(distance, away.dot(direction) + radius +
             Math.max((Math.abs(away.dot(right)) + radius) / wide, (Math.abs(away.dot(above)) + radius) / high));
       }
-      distance *= 1.12;
-      if (this.followed >= 0 && this.extent.roams)
-         target.setFromMatrixPosition(this.matrices[this.followed]);
+      distance *= this.#isLed ? 1.25 : 1.12;
       this.controls.target.copy(target);
       this.camera.position.copy(target).addScaledVector(direction, distance);
       this.controls.minDistance = 0.02 * this.radius;
       this.controls.maxDistance = 40 * distance;
       this.controls.update();
+   }
+
+   // Whether the camera goes along with a run that goes far.
+   get #isLed() {
+      return this.extent.roams && this.followed >= 0;
+   }
+
+   // The middle of what moves, where it is now.
+   #middleNow() {
+      const box = new Box3();
+      this.matrices.forEach((matrix, body) => {
+         if (this.recording.places[body] >= 0)
+            box.expandByPoint(new Vector3().copy(this.spheres[body]?.center ?? ORIGIN).applyMatrix4(matrix));
+      });
+      return box.getCenter(new Vector3());
    }
 
    /** The size of the picture, and how much of it is covered at its edges, in pixels. */
@@ -261,11 +276,11 @@ export class Stage {
 
    #aimSun() {
       const target = this.centre.clone();
-      if (this.extent.roams && this.followed >= 0)
-         target.setFromMatrixPosition(this.matrices[this.followed]);
-      if (this.extent.roams)
+      if (this.#isLed) {
+         target.copy(this.#middleNow());
          for (const { floor } of this.#floors)
             floor.fit(target, floor.uniforms.reach.value, this.grid);
+      }
       this.sun.target.position.copy(target);
       this.sun.position.copy(target).add(this.toSun);
    }

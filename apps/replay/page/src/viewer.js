@@ -186,7 +186,13 @@ export class Viewer {
    drawIfNeeded() {
       if (!this.#isDirty || !this.isVisible)
          return;
-      const stage = this.needStage();
+      try {
+         this.needStage();
+      } catch (error) {
+         this.#fail(error);
+         return;
+      }
+      const { stage } = this;
       const { width, height } = this.size ?? {};
       if (!(width > 0 && height > 0))
          return;
@@ -221,12 +227,6 @@ export class Viewer {
       if (first || this.isUntouched)
          this.stage.frameAll(this.size);
       this.changed();
-      if (!this.isTile && !this.#isFirstDrawn)
-         this.drawIfNeeded();
-   }
-
-   get #isFirstDrawn() {
-      return this.#pictures > 0;
    }
 
    #dress() {
