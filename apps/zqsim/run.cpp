@@ -64,14 +64,15 @@ ExitCode simulate(const RunOptions& options)
       checkpointing.save = [&] { writeCheckpoint(run, options.saveCheckpoint); };
    if (run.inputs)
       warnOfTimesWithoutInputs(*run.inputs, schedule);
-   if (!options.contacts.empty() && !hasContact(simulation))
-      complain("warning: --contacts: there is no interaction of contact in the model");
    if (options.booksEnergy() && !simulation.settings().booksEnergy)
       throw Failure(Usage, (options.energy.empty() ? "--energy-summary: " : "--energy: ") +
                               options.resume + " is of a run that began without");
 
+   Observers observers = makeObservers(options, simulation, every);
+   if (!options.contacts.empty() && !hasContact(simulation))
+      complain("warning: --contacts: there is no interaction of contact in the model");
    const Outcome outcome = Runner(simulation, schedule, run.inputs ? &run.inputs->table : nullptr,
-                                  makeObservers(options, simulation, every), every, checkpointing)
+                                  std::move(observers), every, checkpointing)
                               .run(!options.quiet);
    warnOfDepth(simulation);
 
