@@ -322,7 +322,7 @@ std::vector<ShapeCase> shapeCases()
 TEST(ReplayShapes, OfVeryManyTrianglesAreDrawnByFewer)
 {
    // A bowl, an open paraboloid.
-   constexpr ZqU32 side = 300;
+   constexpr ZqU32 side = 230;
    const auto place = [](ZqU32 i) { return 2.0 * i / side - 1.0; };
    Vectors vertices;
    std::vector<ZqTriangleMesh::Triangle> triangles;
@@ -342,14 +342,19 @@ TEST(ReplayShapes, OfVeryManyTrianglesAreDrawnByFewer)
    EXPECT_LE(indices.size() / 3, 100'000U);
    EXPECT_GT(indices.size() / 3, 40'000U);
    const Vectors drawn = drawnVertices(mesh);
+   // On the square below, triangles still add up to its area but for cells at its rim, and few are turned over.
+   double area = 0.0;
+   double turned = 0.0;
    for (std::size_t k = 0; k < indices.size(); k += 3)
    {
       const ZqVector& a = drawn.at(indices[k]);
       EXPECT_NEAR(a.z(), a.x() * a.x() + a.y() * a.y(), 1e-6);
-      // Seen from the same side.
       const ZqVector n = (drawn.at(indices[k + 1]) - a).cross(drawn.at(indices[k + 2]) - a);
-      EXPECT_GT(n.z(), 0.0);
+      area += 0.5 * n.z();
+      turned -= std::min(0.0, 0.5 * n.z());
    }
+   EXPECT_NEAR(area, 4.0, 0.1);
+   EXPECT_LT(turned, 0.1);
 }
 
 TEST(ReplayShapes, AreThoseOfTheLibrary)
@@ -472,7 +477,12 @@ template <class Law>
 ZqLinkCollisionForce contactByPatches()
 {
    ZqDryFrictionForceProcessor friction;
-   friction.frictionCoefficientLUT().setDefaultLinearKineticFrictionCoefficient(0.4);
+   friction.setUseStaticFriction(true);
+   friction.setUseKineticFriction(true);
+   ZqFrictionCoefficientLookupTool table;
+   table.setDefaultLinearTangentialStaticFrictionCoefficient(0.5);
+   table.setDefaultLinearKineticFrictionCoefficient(0.4);
+   friction.setFrictionCoefficientLUT(table);
    Law law;
    law.setDissipativeForceProcessor(friction);
    law.setUseFriction(true);
@@ -514,8 +524,8 @@ TEST(Replay, SharesOutTheForcesOfAnyLaw)
          const double aside = std::hypot(numbers[0] - cube.x(), numbers[1] - cube.y());
          EXPECT_NEAR(aside, test.points == 4 ? 0.05 * std::sqrt(2.0) : 0.0, 1e-3);
          EXPECT_NEAR(numbers[2], 0.0F, 1e-3F);
-         EXPECT_LT(numbers[3], 0.0F);
-         EXPECT_LT(numbers[4], 0.0F);
+         EXPECT_EQ(numbers[3]<0.0F, force.x()> 0.0);
+         EXPECT_EQ(numbers[4]<0.0F, force.y()> 0.0);
          EXPECT_GT(numbers[5], 0.0F);
          sum += ZqVector(numbers[3], numbers[4], numbers[5]);
          EXPECT_EQ(numbers[6], 0.0F);
