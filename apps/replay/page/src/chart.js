@@ -103,7 +103,9 @@ export class Chart {
       this.cursor = svg("line", { class: "cursor", y1: 0, y2: 100 });
       this.picture.append(this.cursor);
       for (const [label, value] of [[this.highest, high], [this.middle, 0], [this.lowest, low]]) {
-         label.textContent = label !== this.middle && value === 0 ? "" : `${+(value / this.unit.size).toPrecision(3)}`.replace("-", "−");
+         const isAxisTwice = label !== this.middle && value === 0;
+         const text = `${+(value / this.unit.size).toPrecision(3)}`.replace("-", "−");
+         label.textContent = isAxisTwice ? "" : text;
          label.style.top = `${y(value)}%`;
       }
       this.middle.hidden = Math.min(Math.abs(y(0) - 4), Math.abs(y(0) - 96)) < 10 && high > 0 && low < 0;
@@ -142,7 +144,9 @@ export class Chart {
       const x = (100 * (time - begin)) / (end - begin || 1);
       this.cursor.setAttribute("x1", x);
       this.cursor.setAttribute("x2", x);
-      for (const one of this.series)
-         one.value.textContent = joules(this.recording.energy(one.index, moment) - this.recording.energies[one.index], this.unit);
+      for (const one of this.series) {
+         const start = this.recording.energies[one.index];
+         one.value.textContent = joules(this.recording.energy(one.index, moment) - start, this.unit);
+      }
    }
 }

@@ -79,7 +79,9 @@ const scenes = show();
 window.zqReplay = {
    scenes,
    ready: new Promise(resolve => {
-      const isWaiting = viewer => !viewer.error && viewer.pictures === 0 && (viewer.isVisible || viewer.isInView === undefined);
+      // Whether a tile is in view is told only after a while.
+      const isWaiting = viewer => !viewer.error && viewer.pictures === 0 &&
+         (viewer.isVisible || viewer.isInView === undefined);
       const look = () => (scenes.some(isWaiting)
          ? requestAnimationFrame(look) : resolve());
       requestAnimationFrame(look);

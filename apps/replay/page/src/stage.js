@@ -182,9 +182,13 @@ export class Stage {
       // From the middle of what is seen, so far away that each ball fits.
       const target = this.centre.clone();
       for (const axis of [right, above]) {
-         const reach = this.extent.balls.map(({ center, radius }) => [center.dot(axis) - radius, center.dot(axis) + radius]);
-         const middle = (Math.min(...reach.map(([low]) => low)) + Math.max(...reach.map(([, top]) => top))) / 2;
-         target.addScaledVector(axis, middle - target.dot(axis));
+         let low = Infinity;
+         let top = -Infinity;
+         for (const { center, radius } of this.extent.balls) {
+            low = Math.min(low, center.dot(axis) - radius);
+            top = Math.max(top, center.dot(axis) + radius);
+         }
+         target.addScaledVector(axis, (low + top) / 2 - target.dot(axis));
       }
       const away = new Vector3();
       let distance = 0;

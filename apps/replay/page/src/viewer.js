@@ -295,7 +295,8 @@ export class Viewer {
       this.names?.forEach((label, body) => {
          const at = this.stage.project(body, projected);
          label.style.visibility = at.z < 1 ? "visible" : "hidden";
-         label.style.transform = `translate(${((at.x + 1) / 2) * width}px, ${((1 - at.y) / 2) * height}px) translate(-50%, -50%)`;
+         const [x, y] = [((at.x + 1) / 2) * width, ((1 - at.y) / 2) * height];
+         label.style.transform = `translate(${x}px, ${y}px) translate(-50%, -50%)`;
       });
    }
 
@@ -341,7 +342,8 @@ export class Viewer {
          this.seek(this.recording.begin + Number(time.value) * this.duration);
       });
       const isStill = this.recording.frames < 2;
-      for (const control of [time, ...this.root.querySelectorAll('[data-do="play"], [data-do="back"], [data-do="forward"]')])
+      const moving = this.root.querySelectorAll('[data-do="play"], [data-do="back"], [data-do="forward"]');
+      for (const control of [time, ...moving])
          control.disabled = isStill;
 
       const speed = this.find(".speed");
@@ -411,9 +413,11 @@ export class Viewer {
       };
       addEventListener("keydown", event => {
          const at = event.target;
-         const isOurs = this.isLarge && !document.getElementById("help").open && !event.ctrlKey && !event.metaKey &&
-            !event.altKey && !at.matches?.("select") && !(event.key === " " && at.matches?.("button, summary, input[type=checkbox]")) &&
-            !(/^Arrow|Home|End/.test(event.key) && at.matches?.(".forces"));
+         const isCommand = event.ctrlKey || event.metaKey || event.altKey;
+         const isControls = at.matches?.("select") || // what the focused control itself answers
+            (event.key === " " && at.matches?.("button, summary, input[type=checkbox]")) ||
+            (/^Arrow|Home|End/.test(event.key) && at.matches?.(".forces"));
+         const isOurs = this.isLarge && !document.getElementById("help").open && !isCommand && !isControls;
          const action = keys[event.key.length === 1 ? event.key.toLowerCase() : event.key];
          if (!isOurs || !action)
             return;
