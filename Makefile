@@ -28,7 +28,7 @@ run: ## Build zqsim and let a gripper grasp: table, plot, energies, contacts and
 	   "grasp.svg, energies.csv and contacts.csv"
 
 gallery: ## Run all example models: docs/gallery.html shows their replays side by side
-	@$(DEPENDENCIES) nodejs
+	@$(DEPENDENCIES)
 	cmake --preset release
 	cmake --build --preset release -j $(JOBS) --target zqsim
 	./cmake/gallery.sh build/release/apps/zqsim build/gallery docs/gallery.html

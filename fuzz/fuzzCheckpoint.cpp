@@ -2,6 +2,7 @@
 // stored to the same bytes again.
 
 #include "fuzzBytes.h"
+#include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/xml/ZqXmlDocument.h"
 #include "zqManipulator/simulation/step/ZqSimulationCheckpoint.h"
 

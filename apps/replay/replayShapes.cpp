@@ -12,6 +12,7 @@
 #include <array>
 #include <cmath>
 #include <functional>
+#include <map>
 #include <numeric>
 #include <optional>
 #include <utility>
@@ -24,6 +25,7 @@ using Core = ZqConvex::Core;
 using zqConvex::Pose;
 using zqConvex::Vec3;
 using Corners = ZqTriangles::Corners;
+using Triangles = std::shared_ptr<const ZqTriangles>;
 
 constexpr ZqReal pi = ZqMath::pi;
 
@@ -148,7 +150,7 @@ std::shared_ptr<const ZqHull> hullOf(const ZqConvex& convex, int quarter)
 }
 
 /// Null for what has no surface.
-std::shared_ptr<const ZqTriangles> trianglesOf(const ZqConvex& convex, int quarter)
+Triangles trianglesOf(const ZqConvex& convex, int quarter)
 {
    const auto hull = hullOf(convex, quarter);
    std::vector<Vec3> vertices;
@@ -163,6 +165,43 @@ std::shared_ptr<const ZqTriangles> trianglesOf(const ZqConvex& convex, int quart
          triangles.push_back({corner(0), corner(i - 1), corner(i)});
       }
    return triangles.empty() ? nullptr : ZqTriangles::of(std::move(vertices), std::move(triangles));
+}
+
+/// With fewer triangles where there are very many: of the vertices in a cell of a grid the first one stays.
+Triangles simplified(const Triangles& triangles)
+{
+   constexpr std::size_t mostTriangles = 100'000;
+   if (triangles->size() <= mostTriangles)
+      return triangles;
+   const auto vertices = triangles->vertices();
+   Vec3 lower = vertices[0];
+   Vec3 upper = vertices[0];
+   for (const Vec3& p : vertices)
+      for (int i = 0; i < 3; ++i)
+      {
+         lower[i] = std::min(lower[i], p[i]);
+         upper[i] = std::max(upper[i], p[i]);
+      }
+   std::vector<Corners> left;
+   for (ZqReal cells = 400.0; cells > 1.0; cells *= 0.8)
+   {
+      const ZqReal size = largest(upper - lower) / cells;
+      std::map<std::array<int, 3>, ZqU32> firstIn;
+      std::vector<ZqU32> first;
+      for (const Vec3& p : vertices)
+      {
+         const auto cell = [&](int i) { return static_cast<int>((p[i] - lower[i]) / size); };
+         const auto number = static_cast<ZqU32>(first.size());
+         first.push_back(firstIn.try_emplace({cell(0), cell(1), cell(2)}, number).first->second);
+      }
+      left.clear();
+      for (const auto& [a, b, c] : triangles->corners())
+         if (first[a] != first[b] && first[b] != first[c] && first[c] != first[a])
+            left.push_back({first[a], first[b], first[c]});
+      if (left.size() <= mostTriangles)
+         break;
+   }
+   return ZqTriangles::of({vertices.begin(), vertices.end()}, std::move(left));
 }
 
 /// The corners of triangles in sets: those at one place that look smooth together.
@@ -214,7 +253,7 @@ private:
 };
 
 /// Smooth surfaces have a vertex for each of the normals that meet at a crease.
-Json drawTriangles(const ZqTriangles& triangles, bool isFlat)
+Json drawTriangles(const ZqTriangles& triangles, bool isFlat, bool isInsideOut)
 {
    std::optional<SmoothCorners> smooth;
    if (!isFlat)
@@ -226,8 +265,7 @@ Json drawTriangles(const ZqTriangles& triangles, bool isFlat)
    for (ZqU32 t = 0; t < triangles.size(); ++t)
       for (int k = 0; k < 3; ++k)
       {
-         // Those that are inside out are turned.
-         const int corner = triangles.isClosed() && triangles.outward() < 0.0 ? 2 - k : k;
+         const int corner = isInsideOut ? 2 - k : k;
          ZqU32& number = numbers[isFlat ? triangles.corners()[t][static_cast<std::size_t>(corner)]
                                         : smooth->first(3 * t + static_cast<ZqU32>(corner))];
          if (number == ZqTriangles::none)
@@ -278,14 +316,14 @@ bool isRound(const ZqConvex& convex)
 }
 
 /// What a shape consists of: convex sets and surfaces of triangles, of which one is null.
-using Action = std::function<void(const ZqConvex*, const ZqTriangles*)>;
+using Action = std::function<void(const ZqConvex*, const Triangles&)>;
 void forEachPart(const ZqShape& shape, const Action& action)
 {
    if (const ZqConvex* convex = shape.convex())
       action(convex, nullptr);
    else if (const ZqConvexParts* parts = shape.parts())
       for (const ZqConvexParts::Member& member : parts->members())
-         action(member.triangles ? nullptr : &member.convex, member.triangles.get());
+         action(member.triangles ? nullptr : &member.convex, member.triangles);
 }
 
 void forEachShape(const ZqManipulatorLink& link, const std::function<void(const ZqShape&)>& action)
@@ -312,7 +350,13 @@ Json drawConvex(const ZqConvex& convex, const Fineness& fineness)
    if (Json plain = drawPlainly(convex); !plain.is_null())
       return plain;
    const auto triangles = trianglesOf(convex, fineness.quarter);
-   return triangles ? drawTriangles(*triangles, !isRound(convex)) : Json();
+   return triangles ? drawTriangles(*triangles, !isRound(convex), false) : Json();
+}
+/// One that is inside out is turned.
+Json drawMesh(const Triangles& triangles)
+{
+   const bool isInsideOut = triangles->isClosed() && triangles->outward() < 0.0;
+   return drawTriangles(*simplified(triangles), false, isInsideOut);
 }
 } // namespace
 
@@ -333,7 +377,7 @@ std::size_t zqReplay::countRoundMeshes(const ZqManipulatorLink& link)
                 [&](const ZqShape& shape)
                 {
                    forEachPart(shape,
-                               [&](const ZqConvex* convex, const ZqTriangles*) {
+                               [&](const ZqConvex* convex, const Triangles&) {
                                   count += convex != nullptr && isRound(*convex) &&
                                            drawPlainly(*convex).is_null();
                                });
@@ -347,10 +391,10 @@ zqReplay::Json zqReplay::drawShapes(const ZqManipulatorLink& link, const Finenes
    forEachShape(link,
                 [&](const ZqShape& shape)
                 {
-                   const auto draw = [&](const ZqConvex* convex, const ZqTriangles* triangles)
+                   const auto draw = [&](const ZqConvex* convex, const Triangles& triangles)
                    {
-                      Json drawing = convex != nullptr ? drawConvex(*convex, fineness)
-                                                       : drawTriangles(*triangles, false);
+                      Json drawing =
+                         convex != nullptr ? drawConvex(*convex, fineness) : drawMesh(triangles);
                       if (drawing.is_null())
                          return;
                       drawing["name"] = shape.identifier();

@@ -319,6 +319,39 @@ std::vector<ShapeCase> shapeCases()
            {"point", of(ZqSphere(p, 0.0)), {}}};
 }
 
+TEST(ReplayShapes, OfVeryManyTrianglesAreDrawnByFewer)
+{
+   // A bowl, an open paraboloid.
+   constexpr ZqU32 side = 300;
+   const auto place = [](ZqU32 i) { return 2.0 * i / side - 1.0; };
+   Vectors vertices;
+   std::vector<ZqTriangleMesh::Triangle> triangles;
+   for (ZqU32 i = 0; i <= side; ++i)
+      for (ZqU32 j = 0; j <= side; ++j)
+      {
+         vertices.emplace_back(place(i), place(j), place(i) * place(i) + place(j) * place(j));
+         const ZqU32 corner = i * (side + 1) + j;
+         if (i < side && j < side)
+         {
+            triangles.push_back({corner, corner + side + 1, corner + 1});
+            triangles.push_back({corner + 1, corner + side + 1, corner + side + 2});
+         }
+      }
+   const Json mesh = drawnOf(ZqTriangleMesh(vertices, triangles))[0];
+   const auto indices = arrayOf<ZqU32>(mesh["indices"]);
+   EXPECT_LE(indices.size() / 3, 100'000U);
+   EXPECT_GT(indices.size() / 3, 40'000U);
+   const Vectors drawn = drawnVertices(mesh);
+   for (std::size_t k = 0; k < indices.size(); k += 3)
+   {
+      const ZqVector& a = drawn.at(indices[k]);
+      EXPECT_NEAR(a.z(), a.x() * a.x() + a.y() * a.y(), 1e-6);
+      // Seen from the same side.
+      const ZqVector n = (drawn.at(indices[k + 1]) - a).cross(drawn.at(indices[k + 2]) - a);
+      EXPECT_GT(n.z(), 0.0);
+   }
+}
+
 TEST(ReplayShapes, AreThoseOfTheLibrary)
 {
    std::mt19937 random(2);

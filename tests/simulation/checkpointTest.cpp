@@ -119,7 +119,6 @@ void expectSameBits(const ZqStatedSystem& scene, const Settings& settings, ZqRea
       part.present();
    const std::string document = written(part.checkpoint());
    EXPECT_EQ(document, written(part.checkpoint()));
-   const zqTest::LogCapture log;
    ZqSimulationCheckpoint checkpoint;
    std::unique_ptr<ZqSimulation> resumed;
    {
@@ -172,7 +171,7 @@ TEST(Checkpoint, OfEveryExampleGoesOnToTheSameBits)
          Settings settings;
          settings.integrator = integrator;
          settings.booksEnergy = true;
-         expectSameBits(scene, settings, 5e-4, 300, events);
+         expectSameBits(scene, settings, 5e-4, 200, events);
       }
    }
    EXPECT_GT(count, 10U);
@@ -399,9 +398,9 @@ TEST(Checkpoint, IsRefusedWithTheReason)
                       {"interacts", "perhaps", "true or false"},
                       {"torques", "1 nan", "a real number"},
                       {"actuatorStates", "", "states of drives for 0 manipulators"},
-                      {"motorPositions", "1 2", "as those of its joints"},
+                      {"motorPositions", "1 2 3 4 5 6 7", "as those of its joints"},
                       {"powerConverterStates", "", "as those of its joints"},
-                      {"commands", "1 2", "commands for 2 joints"},
+                      {"commands", "1 2 3 4 5 6 7", "commands for 7 joints"},
                       {"torques", "", "torques for 0 joints"},
                       {"externalForces", "", "external forces for 0 manipulators"},
                       {"linkGeneralForces", "", "not as many as its links"},
@@ -416,11 +415,11 @@ TEST(Checkpoint, IsRefusedWithTheReason)
                       {"greatestGap", "0 7 1 1", "the greatest gap"},
                       {"greatestDepth", "0 4294967294 99 0 1 1", "the greatest depth"},
                       {"loopStates", "", "states of loops for 0 manipulators"},
-                      {"loopStates", "-1 0 0 0 0 0 0", ""},
+                      {"loopStates", "-1 0 0 0 0 0 0", "no length of time"},
                       {"energyBook", "1 2 3", "the energy book is not of 14 finite numbers"},
                       {"interactionMemories", "", "another number of interactions"},
                       {"contactStates", "<x:element/>", "the numbers of a contact do not fit"},
-                      {"manipulators", "", "for 0 manipulators"}};
+                      {"manipulators", "", "where the model has 0"}};
    const std::string document = documentOf(12);
    for (const Case& c : cases)
    {
@@ -460,8 +459,9 @@ TEST(Checkpoint, WithoutContactOtherInteractionsGoOn)
    const zqTest::LogCapture log;
    RandomRun run(4);
    ZqSimulation touching(run.scene.system, run.settings);
-   for (ZqU32 k = 1; k <= 40; ++k)
+   while (touching.contacts().empty() && touching.steps() < 200)
       touching.step(1e-3);
+   ASSERT_TRUE(touching.step(1e-3));
    const ZqStatedSystem scene = touching.scene();
    ASSERT_GT(scene.interactionState().contacts().size(), 0U);
    run.settings.computesContact = false;

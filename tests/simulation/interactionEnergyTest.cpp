@@ -23,7 +23,7 @@ struct Gap
    void add(ZqReal open) { greatest = std::max(greatest, std::abs(open)); }
 
    ZqReal greatest = 0.0;
-   ZqReal turnover = 0.0; ///< what was lost and released
+   ZqReal turnover = 0.0; ///< the most that was held, and what was lost and released
 };
 
 // What is left open is the rule's by which it is summed up: half of it with half the step.
@@ -32,7 +32,6 @@ void expectFirstOrder(const std::function<Gap(ZqReal dt)>& run, ZqReal dt)
    const Gap coarse = run(dt);
    const Gap fine = run(0.5 * dt);
    const Gap finest = run(0.25 * dt);
-   EXPECT_GT(finest.turnover, 0.0);
    EXPECT_LT(coarse.greatest, 0.1 * coarse.turnover);
    EXPECT_LT(fine.greatest, 0.65 * coarse.greatest);
    EXPECT_LT(finest.greatest, 0.65 * fine.greatest);
@@ -104,6 +103,7 @@ Gap balance(const ContactScene& scene, Integrator integrator, ZqReal dt, ZqReal 
    Gap gap;
    ZqReal start = 0.0;
    ZqReal lost = 0.0;
+   ZqReal mostHeld = 0.0;
    const int count = static_cast<int>(std::lround(end / dt));
    for (int k = 0; k <= count; ++k)
    {
@@ -114,12 +114,14 @@ Gap balance(const ContactScene& scene, Integrator integrator, ZqReal dt, ZqReal 
          start = held;
       else
          lost += now.slipped + now.released;
-      gap.turnover += std::abs(now.slipped) + std::abs(now.released) + now.contactSprings * dt;
+      mostHeld = std::max(mostHeld, now.contactSprings);
+      gap.turnover += std::abs(now.slipped) + std::abs(now.released);
       gap.add(held - start + lost);
       lost += (now.contactDampers + now.friction + now.linkDampers) * dt;
       gap.turnover += std::abs(now.contactDampers + now.friction + now.linkDampers) * dt;
       EXPECT_TRUE(simulation.stepTo((k + 1) * dt));
    }
+   gap.turnover += mostHeld;
    return gap;
 }
 
@@ -172,6 +174,11 @@ ZqLinkCollisionForce lawOf(const Law& plain, const Friction& rubs)
    ZqFrictionCoefficientLookupTool& table = friction.frictionCoefficientLUT();
    table.setDefaultLinearTangentialStaticFrictionCoefficient(0.5);
    table.setDefaultLinearKineticFrictionCoefficient(0.4);
+   if constexpr (requires { friction.setUseKineticFriction(true); })
+   {
+      friction.setUseStaticFriction(true);
+      friction.setUseKineticFriction(true);
+   }
    ZqDissipativeForceProcessorContainer container;
    container.setTopElement(friction);
    Law law = plain;
@@ -221,6 +228,11 @@ TEST(InteractionEnergy, OfContactsLeavesWhatIsTheIntegrators)
        0.5},
       {"a hull that tumbles",
        onFloor(zqTest::solidHull(1.0, brick), tilted, thrown, zqTest::contactOf(rough)), 0.5},
+      {"a coin that rolls round",
+       onFloor(zqTest::solidCylinder(1.0, 0.05, 0.01),
+               Frame({0.0, 0.0, 0.055}, ZqOrientation::xRotation(1.2)),
+               {{0.3, 0.0, 0.0}, {0.0, 0.0, 10.0}}, zqTest::contactOf(rough)),
+       0.5},
       {"a brick on the rim of a cylinder",
        onRim(zqTest::solidCylinder(1.0, 0.2, 0.2), zqTest::solidBox(1.0, brick), rough), 0.5},
       {"a disc on the rim of a box",

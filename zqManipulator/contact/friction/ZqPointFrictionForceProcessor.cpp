@@ -420,9 +420,13 @@ void PatchEvaluation::measureSpring(int i) noexcept
    const Vec3 left = acrossNormal(p.n, p.c - (a + b) * 0.5);
    p.mustAnchor =
       norm2(left) > 4.0 * norm2(p.s) + anchorReach * anchorReach || std::abs(sunk) > anchorReach;
+   // The force acts at the contact: what a spring beside it is stretched more by the turning of the bodies, they do
+   // not feel.
+   const Vec3 turning = m_body1.w - m_body2.w;
+   m_out.gain += stiffnessOf(grip) * dot(p.s, cross(turning, (a + b) * 0.5 - p.c)) * m_elapsed;
    // Of the twist only what was turned since is known by its rate.
    if (r > 0.0)
-      p.s += p.n * (r * (grip.twist + dot(p.n, m_body1.w - m_body2.w) * m_elapsed));
+      p.s += p.n * (r * (grip.twist + dot(p.n, turning) * m_elapsed));
 }
 
 bool PatchEvaluation::isBeyondStaticCone(int i) const noexcept

@@ -1,5 +1,6 @@
 // Lets viewers advance and draws those that changed, as often as the screen shows pictures.
 
+const LONGEST = 0.1; // s that time goes on at once
 const BUDGET = 12; // ms for drawing between two pictures; what is left over comes first next time
 
 export class Clock {
@@ -23,7 +24,7 @@ export class Clock {
    #tick(now) {
       this.#isWaiting = false;
       // After a rest, or while the page was hidden, time does not leap.
-      const elapsed = Math.min((now - this.#last) / 1000, 0.1);
+      const elapsed = Math.min((now - this.#last) / 1000, LONGEST);
       this.#last = now;
       const count = this.#viewers.length;
       this.#viewers.forEach(viewer => viewer.advance(elapsed));

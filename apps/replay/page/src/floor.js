@@ -1,5 +1,5 @@
 // A plane with a grid that fades into the distance.
-import { CircleGeometry, Color, Mesh, MeshStandardMaterial, Vector2, Vector3 } from "three";
+import { CircleGeometry, Color, Mesh, MeshLambertMaterial, Vector2, Vector3 } from "three";
 
 const DECLARATIONS = /* glsl */ `
    varying vec2 vPlace;
@@ -19,7 +19,7 @@ const DRAWING = /* glsl */ `
    float lines = max(0.55 * gridOf(vPlace, spacing), gridOf(vPlace, 5.0 * spacing));
    float fade = 1.0 - smoothstep(0.15, 1.0, length(vPlace - middle) / reach);
    diffuseColor.a *= fade * max(fill, lines * lineOpacity);
-   #include <lights_physical_fragment>`;
+   #include <lights_lambert_fragment>`;
 
 const LINES = /* glsl */ `
    outgoingLight = mix(outgoingLight, lineColour, lines * lineOpacity);
@@ -34,7 +34,7 @@ export function roundLength(length) {
 
 export class Floor extends Mesh {
    constructor(tint, isSolid) {
-      const material = new MeshStandardMaterial({ roughness: 0.95, metalness: 0, transparent: true });
+      const material = new MeshLambertMaterial({ transparent: true });
       super(new CircleGeometry(1, 64), material);
       this.tint = tint;
       this.uniforms = {
@@ -53,7 +53,7 @@ export class Floor extends Mesh {
                      "vPlace = middle + position.xy * reach;\nvec3 transformed = vec3(vPlace, 0.0);");
          shader.fragmentShader = shader.fragmentShader
             .replace("void main() {", `${DECLARATIONS}\nvoid main() {`)
-            .replace("#include <lights_physical_fragment>", DRAWING)
+            .replace("#include <lights_lambert_fragment>", DRAWING)
             .replace("#include <opaque_fragment>", LINES);
       };
       material.polygonOffset = true; // what lies flat on the ground is seen

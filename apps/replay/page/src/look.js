@@ -8,10 +8,10 @@ const ENVIRONMENT = "#b4b8bd";
 const MATERIALS = [
    [/rubber|tyre|tire|skin/i, "#33363b", 0.7, 0.9, 0],
    [/wood|oak|pine|beech|birch|timber|ply/i, "#c39a6b", 0.75, 0.75, 0],
-   [/alumin|brushed/i, "#d3d8de", 0.75, 0.4, 0.75],
-   [/steel|iron|metal|chrom|titan/i, "#b4bcc5", 0.75, 0.36, 0.8],
-   [/brass|bronze|gold/i, "#c9a255", 0.8, 0.3, 0.9],
-   [/copper/i, "#c07a4f", 0.8, 0.32, 0.9],
+   [/alumin|brushed/i, "#d3d8de", 0.75, 0.4, 0.3],
+   [/steel|iron|metal|chrom|titan/i, "#b4bcc5", 0.75, 0.36, 0.35],
+   [/brass|bronze|gold/i, "#c9a255", 0.8, 0.35, 0.35],
+   [/copper/i, "#c07a4f", 0.8, 0.36, 0.35],
    [/concrete|stone|cement|asphalt|rock|brick/i, "#9a9893", 0.8, 0.95, 0],
    [/ice|snow/i, "#c4e4f2", 0.85, 0.12, 0],
    [/glass/i, "#cfe6e4", 0.7, 0.08, 0],
@@ -76,11 +76,11 @@ export const floorTint = name => {
 
 export const THEMES = {
    light: {
-      sky: "#ffffff", ground: "#c9c4bb", hemisphere: 1.0, sun: 1.75, environment: 0.85,
+      sky: "#ffffff", ground: "#c9c4bb", hemisphere: 2.7, sun: 2.0, glow: 0.7,
       floor: "#eceef0", line: "#7d8894", lineOpacity: 0.45, tintShare: 0.35,
    },
    dark: {
-      sky: "#b8c7dc", ground: "#33363c", hemisphere: 0.8, sun: 1.7, environment: 0.7,
+      sky: "#b8c7dc", ground: "#737a84", hemisphere: 2.1, sun: 2.0, glow: 0.6,
       floor: "#2a3038", line: "#8fa0b3", lineOpacity: 0.3, tintShare: 0.1,
    },
 };

@@ -1,6 +1,5 @@
 // Draws stages by one graphics context, however many scenes a page has.
-import { PCFShadowMap, PMREMGenerator, NeutralToneMapping, WebGLRenderer } from "three";
-import { studio } from "./stage.js";
+import { NeutralToneMapping, PCFShadowMap, WebGLRenderer } from "three";
 
 export class Painter {
    /** The painter of a page; undefined where the browser has no WebGL. */
@@ -17,9 +16,6 @@ export class Painter {
       this.renderer.shadowMap.enabled = true;
       this.renderer.shadowMap.type = PCFShadowMap;
       this.renderer.toneMapping = NeutralToneMapping;
-      const generator = new PMREMGenerator(this.renderer);
-      this.environment = generator.fromScene(studio(), 0.03).texture;
-      generator.dispose();
       this.width = this.height = 0;
    }
 

@@ -1,7 +1,6 @@
 // The scene of a recording in space: bodies, floor, light and camera.
-import { BackSide, Box3, Color, DirectionalLight, Group, HemisphereLight, Matrix4, Mesh, MeshBasicMaterial,
-         PerspectiveCamera, Quaternion, Raycaster, Scene, Sphere, SphereGeometry, Vector2,
-         Vector3 } from "three";
+import { Box3, DirectionalLight, Group, HemisphereLight, PerspectiveCamera, Quaternion, Raycaster, Scene, Sphere,
+         Vector2, Vector3 } from "three";
 import { OrbitControls } from "three/examples/jsm/controls/OrbitControls.js";
 import { Arrows } from "./arrows.js";
 import { ShapeBatch } from "./batch.js";
@@ -11,7 +10,6 @@ import { GeometryStore, matrixOf } from "./geometry.js";
 import { floorTint, shapeColour, Surfaces, THEMES } from "./look.js";
 import { Skeleton } from "./skeleton.js";
 
-const Y = new Vector3(0, 1, 0);
 const Z = new Vector3(0, 0, 1);
 const ORIGIN = new Vector3();
 
@@ -128,6 +126,7 @@ export class Stage {
    #addLight() {
       this.hemisphere = new HemisphereLight();
       this.hemisphere.position.copy(this.up);
+      this.glow = new DirectionalLight(); // from the other side, without shadows
       this.sun = new DirectionalLight();
       this.sun.castShadow = true;
       const reach = 1.35 * Math.min(this.radius, 2 * this.extent.moment);
@@ -142,7 +141,8 @@ export class Stage {
       // Over the shoulder of the one who looks.
       this.toSun = this.#level().applyAxisAngle(this.up, -0.75).multiplyScalar(0.75).add(this.up)
          .normalize().multiplyScalar(5 * reach);
-      this.scene.add(this.hemisphere, this.sun, this.sun.target);
+      this.glow.position.copy(this.#level()).applyAxisAngle(this.up, 1.9).addScaledVector(this.up, 0.5);
+      this.scene.add(this.hemisphere, this.glow, this.sun, this.sun.target);
    }
 
    // A direction along the floor from which the run is seen at its broadest.
@@ -336,15 +336,13 @@ export class Stage {
       this.#batches.forEach(batch => (batch.castShadow = !isTransparent && !isWireframe));
    }
 
-   dress(name, environment) {
+   dress(name) {
       const theme = THEMES[name];
       this.hemisphere.color.set(theme.sky);
       this.hemisphere.groundColor.set(theme.ground);
       this.hemisphere.intensity = theme.hemisphere;
       this.sun.intensity = theme.sun;
-      this.scene.environment = environment;
-      this.scene.environmentIntensity = theme.environment;
-      this.scene.environmentRotation.setFromQuaternion(new Quaternion().setFromUnitVectors(this.up, Y));
+      this.glow.intensity = theme.glow;
       this.#floors.forEach(({ floor }) => floor.dress(theme));
       this.arrows.dress(name === "dark");
    }
@@ -389,29 +387,4 @@ function usualForce(recording) {
    }
    forces.sort((a, b) => a - b);
    return forces[Math.floor(0.9 * forces.length)] || 1;
-}
-
-/** A calm room that metal mirrors. */
-export function studio() {
-   const scene = new Scene();
-   const ball = new SphereGeometry(10, 24, 16);
-   const colours = [];
-   const { position } = ball.attributes;
-   const [low, middle, high] = ["#8d8a86", "#dfe3e8", "#ffffff"].map(colour => new Color(colour));
-   for (let i = 0; i < position.count; ++i) {
-      const height = position.getY(i) / 10;
-      const colour = height < 0 ? middle.clone().lerp(low, Math.min(1, -2 * height))
-                                : middle.clone().lerp(high, height);
-      colours.push(...colour.toArray());
-   }
-   ball.setAttribute("color", position.clone().copyArray(colours));
-   scene.add(new Mesh(ball, new MeshBasicMaterial({ vertexColors: true, side: BackSide })));
-   const lamp = new Mesh(new SphereGeometry(2.2, 16, 12), new MeshBasicMaterial({ color: "#ffffff" }));
-   lamp.material.color.multiplyScalar(5);
-   for (const place of [[5, 6, 3], [-6, 5, -2], [0, 7, -6]]) {
-      const one = lamp.clone();
-      one.position.set(...place);
-      scene.add(one);
-   }
-   return scene;
 }

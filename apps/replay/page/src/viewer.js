@@ -6,6 +6,8 @@ import { Stage } from "./stage.js";
 
 const SPEEDS = [0.1, 0.2, 0.5, 1, 2, 5, 10];
 const MOST_NAMES = 200;
+const SLOW = 0.06; // s between two pictures, from which on a run is played with fewer pixels
+const COARSEST = 0.35;
 const LEAST_SECONDS = 2.5; // a shorter run is shown slower
 
 const isDark = matchMedia("(prefers-color-scheme: dark)");
@@ -36,6 +38,7 @@ export class Viewer {
       this.time = this.recording.begin;
       this.isPlaying = this.recording.frames > 1 && !isCalm.matches;
       this.loops = true;
+      this.detail = 1;
       this.speed = SPEEDS.findLast(speed => speed <= 1 && this.duration / speed >= LEAST_SECONDS) ?? SPEEDS[0];
       if (!painter) {
          this.#fail(new Error("This browser has no WebGL 2, or it is switched off"));
@@ -98,6 +101,7 @@ export class Viewer {
    pause() {
       this.isPlaying = false;
       this.#showTime();
+      this.changed();
    }
 
    seek(time) {
@@ -172,6 +176,7 @@ export class Viewer {
          return;
       if (this.isPlaying) {
          const { begin, end } = this.recording;
+         this.#keepPace(elapsed);
          let time = this.time + elapsed * this.speed;
          if (time > end) {
             time = this.loops && this.time >= end ? begin : end;
@@ -181,6 +186,15 @@ export class Viewer {
          this.seek(time);
       }
       this.stage?.controls.update();
+   }
+
+   // Where drawing is slow, as without graphics hardware, a run is played with fewer pixels.
+   #keepPace(elapsed) {
+      this.slow = elapsed > SLOW ? (this.slow ?? 0) + 1 : 0;
+      if (this.slow < 3)
+         return;
+      this.slow = 0;
+      this.detail = Math.max(0.7 * this.detail, COARSEST);
    }
 
    drawIfNeeded() {
@@ -197,7 +211,7 @@ export class Viewer {
       if (!(width > 0 && height > 0))
          return;
       this.#isDirty = false;
-      const ratio = Math.min(devicePixelRatio || 1, 2);
+      const ratio = Math.min(devicePixelRatio || 1, 2) * (this.isPlaying ? this.detail : 1);
       const [x, y] = [Math.round(width * ratio), Math.round(height * ratio)];
       if (this.isTile && (this.canvas.width !== x || this.canvas.height !== y))
          Object.assign(this.canvas, { width: x, height: y });
@@ -230,7 +244,7 @@ export class Viewer {
    }
 
    #dress() {
-      this.stage?.dress(isDark.matches ? "dark" : "light", this.painter.environment);
+      this.stage?.dress(isDark.matches ? "dark" : "light");
       this.changed();
    }
 
