@@ -108,7 +108,6 @@ zqsim::RunStart zqsim::startRun(const RunOptions& options)
       run.simulation->setCommands(commands);
    if (options.torques)
       run.simulation->setTorques(torques);
-   warnOfLostInputs(*run.simulation, run.inputs ? &run.inputs->table : nullptr);
    return run;
 }
 
