@@ -22,28 +22,6 @@ using Place = ZqSimulation::Place;
 constexpr std::size_t numbersOfPose = 7;
 constexpr std::size_t numbersOfContact = 8;
 
-struct EnergyPart
-{
-   const char* name;
-   ZqReal (*value)(const ZqEnergyBook& book);
-};
-using Book = ZqEnergyBook;
-constexpr std::array<EnergyPart, 14> energyParts{
-   {{"kinetic", [](const Book& book) { return book.held.kinetic; }},
-    {"gravity", [](const Book& book) { return book.held.gravity; }},
-    {"joint springs", [](const Book& book) { return book.held.jointSprings; }},
-    {"link springs", [](const Book& book) { return book.held.linkSprings; }},
-    {"contact springs", [](const Book& book) { return book.held.contactSprings; }},
-    {"work of drives", [](const Book& book) { return book.work.drives; }},
-    {"work of external forces", [](const Book& book) { return book.work.externalForces; }},
-    {"work of carriers", [](const Book& book) { return book.work.carriers; }},
-    {"lost to joint friction", [](const Book& book) { return book.lost.jointFriction; }},
-    {"lost to joint dampers", [](const Book& book) { return book.lost.jointDampers; }},
-    {"lost to link dampers", [](const Book& book) { return book.lost.linkDampers; }},
-    {"lost to contact dampers", [](const Book& book) { return book.lost.contactDampers; }},
-    {"lost to contact friction", [](const Book& book) { return book.lost.contactFriction; }},
-    {"lost to limits", [](const Book& book) { return book.lost.limits; }}}};
-
 std::array<ZqReal, numbersOfPose> numbersOf(const Frame& frame)
 {
    const ZqVector& t = frame.translation();
@@ -68,8 +46,8 @@ std::vector<ZqReal> energiesOf(ZqSimulation& simulation)
 {
    const ZqEnergyBook book = simulation.energyBook();
    std::vector<ZqReal> energies;
-   for (const EnergyPart& part : energyParts)
-      energies.push_back(part.value(book));
+   ZqEnergyBook::forEachPart(book,
+                             [&](const char*, ZqReal value) { energies.push_back(value); });
    return energies;
 }
 
@@ -337,25 +315,29 @@ void zqReplay::Recording::thin()
    keepEverySecond(m_times, 1);
    keepEverySecond(m_poses, m_poseCount * numbersOfPose);
    keepEverySecond(m_values, m_jointCount);
-   keepEverySecond(m_energies, energyParts.size());
+   keepEverySecond(m_energies, ZqEnergyBook::partCount);
 }
 
 zqReplay::Json zqReplay::Recording::energies() const
 {
+   std::vector<const char*> allNames;
+   const ZqEnergyBook book;
+   ZqEnergyBook::forEachPart(book,
+                             [&](const char* name, ZqReal) { allNames.push_back(name); });
    Json names = Json::array();
    std::vector<std::size_t> parts;
-   for (std::size_t part = 0; part < energyParts.size(); ++part)
-      for (std::size_t i = part; i < m_energies.size(); i += energyParts.size())
+   for (std::size_t part = 0; part < ZqEnergyBook::partCount; ++part)
+      for (std::size_t i = part; i < m_energies.size(); i += ZqEnergyBook::partCount)
          if (m_energies[i] != 0.0F)
          {
-            names.push_back(energyParts[part].name);
+            names.push_back(allNames[part]);
             parts.push_back(part);
             break;
          }
    std::vector<float> rows;
    for (std::size_t frame = 0; frame < m_times.size(); ++frame)
       for (const std::size_t part : parts)
-         rows.push_back(m_energies[frame * energyParts.size() + part]);
+         rows.push_back(m_energies[frame * ZqEnergyBook::partCount + part]);
    return {{"names", names}, {"rows", coded(rows)}};
 }
 

@@ -10,55 +10,18 @@ namespace
 {
 using namespace zqsim;
 
-/// A part of one of the sums of a book.
-template <class Sum>
-struct Part
-{
-   const char* name; ///< for people
-   const char* key;  ///< in JSON
-   ZqReal Sum::*value;
-};
-
-using Held = ZqEnergyBook::Held;
-constexpr std::array<Part<Held>, 5> heldParts{
-   {{"kinetic", "kinetic", &Held::kinetic},
-    {"gravity", "gravity", &Held::gravity},
-    {"joint springs", "jointSprings", &Held::jointSprings},
-    {"link springs", "linkSprings", &Held::linkSprings},
-    {"contact springs", "contactSprings", &Held::contactSprings}}};
-
-using Work = ZqEnergyBook::Work;
-constexpr std::array<Part<Work>, 3> workParts{
-   {{"work of drives", "drives", &Work::drives},
-    {"work of external forces", "externalForces", &Work::externalForces},
-    {"work of carriers", "carriers", &Work::carriers}}};
-
-using Loss = ZqEnergyBook::Loss;
-constexpr std::array<Part<Loss>, 6> lossParts{
-   {{"lost to joint friction", "jointFriction", &Loss::jointFriction},
-    {"lost to joint dampers", "jointDampers", &Loss::jointDampers},
-    {"lost to link dampers", "linkDampers", &Loss::linkDampers},
-    {"lost to contact dampers", "contactDampers", &Loss::contactDampers},
-    {"lost to contact friction", "contactFriction", &Loss::contactFriction},
-    {"lost to limits", "limits", &Loss::limits}}};
-
 /// Of all parts, in the order of columns.
 template <class Action>
-void forEachPart(const ZqEnergyBook& book, Action action)
+void forEachColumn(const ZqEnergyBook& book, Action action)
 {
-   for (const auto& part : heldParts)
-      action(part.name, book.held.*part.value);
-   for (const auto& part : workParts)
-      action(part.name, book.work.*part.value);
-   for (const auto& part : lossParts)
-      action(part.name, book.lost.*part.value);
+   ZqEnergyBook::forEachPart(book, action);
    action("remainder", book.remainder());
 }
 
 std::vector<std::string> columnNames()
 {
    std::vector<std::string> names{"time"};
-   forEachPart({}, [&](const char* name, ZqReal) { names.emplace_back(name); });
+   forEachColumn({}, [&](const char* name, ZqReal) { names.emplace_back(name); });
    return names;
 }
 
@@ -76,21 +39,21 @@ private:
    {
       const ZqEnergyBook book = simulation.energyBook();
       bool isFinite = true;
-      forEachPart(book,
+      forEachColumn(book,
                   [&](const char*, ZqReal value) { isFinite = isFinite && std::isfinite(value); });
       if (!isFinite)
          return;
       table.add(simulation.state().time());
-      forEachPart(book, [&](const char*, ZqReal value) { table.add(value); });
+      forEachColumn(book, [&](const char*, ZqReal value) { table.add(value); });
       table.endLine();
    }
 };
 
-template <class Sum, std::size_t count>
-Json dataOf(const Sum& sum, const std::array<Part<Sum>, count>& parts)
+template <class Sum>
+Json dataOf(const Sum& sum)
 {
    Json data = Json::object();
-   for (const Part<Sum>& part : parts)
+   for (const auto& part : Sum::parts)
       data[part.key] = bounded(sum.*part.value);
    data["total"] = bounded(sum.total());
    return data;
@@ -103,10 +66,10 @@ void addRow(Json& rows, const char* name, const Json& start, const Json& end)
 }
 
 /// Of what came and went since the start.
-template <class Sum, std::size_t count>
-void addFlows(Json& rows, const Json& data, const std::array<Part<Sum>, count>& parts)
+template <class Sum>
+void addFlows(Json& rows, const Json& data)
 {
-   for (const Part<Sum>& part : parts)
+   for (const auto& part : Sum::parts)
       addRow(rows, part.name, 0.0, data.at(part.key));
 }
 } // namespace
@@ -123,10 +86,10 @@ zqsim::Json zqsim::summarizeEnergies(ZqSimulation& simulation)
    if (!simulation.settings().booksEnergy)
       return nullptr;
    const ZqEnergyBook book = simulation.energyBook();
-   return {{"heldAtStart", dataOf(book.heldAtStart, heldParts)},
-           {"held", dataOf(book.held, heldParts)},
-           {"work", dataOf(book.work, workParts)},
-           {"lost", dataOf(book.lost, lossParts)},
+   return {{"heldAtStart", dataOf(book.heldAtStart)},
+           {"held", dataOf(book.held)},
+           {"work", dataOf(book.work)},
+           {"lost", dataOf(book.lost)},
            {"remainder", bounded(book.remainder())}};
 }
 
@@ -137,12 +100,12 @@ std::string zqsim::describeEnergies(const Json& data)
    const Json& start = data.at("heldAtStart");
    const Json& held = data.at("held");
    Json rows = Json::array();
-   for (const auto& part : heldParts)
+   for (const auto& part : ZqEnergyBook::Held::parts)
       addRow(rows, part.name, start.at(part.key), held.at(part.key));
    rows.push_back(
       {{"name", "held in all"}, {"start", start.at("total")}, {"end", held.at("total")}});
-   addFlows(rows, data.at("work"), workParts);
-   addFlows(rows, data.at("lost"), lossParts);
+   addFlows<ZqEnergyBook::Work>(rows, data.at("work"));
+   addFlows<ZqEnergyBook::Loss>(rows, data.at("lost"));
    return table(rows, columns) + "what is left is the integrator's: " + text(data.at("remainder")) +
           " J\n";
 }

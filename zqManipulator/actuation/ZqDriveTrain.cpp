@@ -311,6 +311,19 @@ ZqDriveLoads ZqDriveTrain::flexibleLoads(ZqReal input, ZqReal efficiency,
    return loads;
 }
 
+ZqReal ZqDriveTrain::balancedFriction(ZqReal inputTorque, const ZqDriveLoads& loads,
+                                      const ZqManipulatorActiveState& state) const
+{
+   const ZqU32 j = jointIndex();
+   const auto& motors = state.ZqManipulatorActiveState::actuatorState();
+   const auto& outputTorques = motors.ZqActuatorState::outputTorques();
+   const auto& accelerations = motors.ZqActuatorState::motorAccelerations();
+   if (m_gearRatio == 0.0 || !allHave(j, outputTorques, accelerations))
+      return 0.0;
+   const ZqReal stoppers = loads.damping.motor + loads.damping.joint / m_gearRatio;
+   return inputTorque - outputTorques[j] / m_gearRatio - stoppers - m_inertia * accelerations[j];
+}
+
 ZqReal ZqDriveTrain::motorAccelerationLaw(ZqReal torque) const
 {
    return m_gearRatio != 0.0 ? torque / m_gearRatio / m_inertia : 0.0;

@@ -129,6 +129,9 @@ protected:
    /// As `loads` of the derived classes, with the torque that the gear lets through.
    ZqDriveLoads loadsLaw(ZqReal inputTorque, ZqReal efficiency,
                          const ZqManipulatorActiveState& state) const;
+   /// What of the torque at a motor that is a body neither its shaft, stoppers nor its inertia have.
+   ZqReal balancedFriction(ZqReal inputTorque, const ZqDriveLoads& loads,
+                           const ZqManipulatorActiveState& state) const;
    ZqReal effectiveInertiaLaw() const
    {
       return m_isRigid ? m_gearRatio * m_gearRatio * m_inertia : 0.0;
@@ -306,11 +309,17 @@ public:
    /// What acts at a torque at the motor, after `outputTorque` was asked for the state. The friction of a rigid
    /// drive is all that its output torque lacks, of an own class too; that of a gear with an efficiency is negative
    /// where the joint drives the motor. What the stoppers of a flexible drive do counts as damping. A flexible
-   /// drive without inertia is driven by what its shaft asks for.
+   /// drive without inertia is driven by what its shaft asks for. The friction of a flexible one of an own class is
+   /// what balances its motor, for which `acceleration` has been asked too.
    ZqDriveLoads loads(ZqReal inputTorque, const ZqManipulatorActiveState& state) const
    {
-      return loadsLaw(inputTorque, self().efficiency(), state);
+      ZqDriveLoads loads = loadsLaw(inputTorque, self().efficiency(), state);
+      if (motorIsBody() && isOfOwnClass())
+         loads.friction.motor = balancedFriction(inputTorque, loads, state);
+      return loads;
    }
+   /// Whether it is of a class that derives from this one, which may have other laws.
+   bool isOfOwnClass() const { return typeid(*this) != typeid(Derived); }
    /// @}
 
 protected:

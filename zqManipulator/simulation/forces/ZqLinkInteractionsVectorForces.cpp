@@ -1,6 +1,7 @@
 #include "zqManipulator/simulation/interactions/ZqLinkInteractionsVector.h"
 
 #include "zqManipulator/kinematics/system/ZqManipulatorSystem.h"
+#include "zqManipulator/simulation/interactions/ZqLinkCollisionForce.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
 void ZqLinkInteractionsVector::computeForces(
@@ -28,8 +29,16 @@ ZqInteractionEnergy ZqLinkInteractionsVector::energy(ZqSystemActiveState& active
                                                      const ZqManipulatorSystem& system) const
 {
    ZqInteractionEnergy sum;
+   const ZqLinkCollisionForce* contact = nullptr;
    for (const ZqBaseLinkInteractions* interaction : vectorContainer())
-      if (interaction != nullptr)
+   {
+      const auto* own = dynamic_cast<const ZqLinkCollisionForce*>(interaction);
+      if (own != nullptr && own->collisionForceContainer().topElement() != nullptr)
+         contact = own; // all have the same records, with what the last has answered
+      else if (interaction != nullptr)
          sum += interaction->energy(activeState, system);
+   }
+   if (contact != nullptr)
+      sum += contact->energy(activeState, system);
    return sum;
 }

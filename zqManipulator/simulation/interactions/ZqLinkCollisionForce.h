@@ -41,7 +41,7 @@ public:
    /// Of the contacts that are valid in the active state: so it has to be asked before they are invalidated. A spring
    /// along the normal gives back what it holds as its contact ends, those across it release it. A contact that
    /// begins holds at once what the motion of the step stored, O(dt^2) of it: nobody is told to have put it in.
-   /// Each of several of these answers the same.
+   /// Each of several of these answers the same, that of the one whose forces came last.
    ZqInteractionEnergy energy(ZqSystemActiveState& activeState,
                               const ZqManipulatorSystem& system) const override;
 

@@ -26,7 +26,8 @@ public:
    void computeForces(ZqSystemActiveState& activeState, const ZqManipulatorSystem& system,
                       const ZqReal& time, const ZqXmlVectorType<ZqManipulatorTorque>& torques,
                       ZqXmlVectorType<ZqManipulatorExternalForce>& forces) const;
-   /// The sum of what each holds and loses as of the last evaluation, which was one of this state.
+   /// The sum of what each holds and loses as of the last evaluation, which was one of this state. Of several laws of
+   /// contact, which share their records, only the last is in it.
    ZqInteractionEnergy energy(ZqSystemActiveState& activeState,
                               const ZqManipulatorSystem& system) const;
    /// What is evaluated between the two leaves no trace in what the interactions remember.

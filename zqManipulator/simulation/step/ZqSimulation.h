@@ -265,7 +265,7 @@ public:
    /// Of the present state. One that is not finite is a divergence.
    Energy energy();
    /// Where the energy is, and where it came from and went since the simulation was made. Without
-   /// `Settings::booksEnergy` nothing is known but what is held. With springs and contacts it takes an evaluation of
+   /// `Settings::booksEnergy` nothing is known but what is held, from the start on too. With springs and contacts it takes an evaluation of
    /// the present.
    ZqEnergyBook energyBook();
 
@@ -294,7 +294,8 @@ public:
    /// Empty when nothing is remembered.
    ZqInteractionState interactionState() const;
    /// With an empty one all begin anew. False, with a message and no change, for one of other interactions or
-   /// with links or shapes that there are not.
+   /// with links or shapes that there are not. What springs across the normals hold changes with it, which stays in
+   /// the remainder of `energyBook`.
    bool setInteractionState(const ZqInteractionState& state);
    /// @}
 
@@ -433,9 +434,11 @@ private:
    void bookInteractionsOfStep();
    void openStepBooks();
    void openStepBook(ZqU32 index);
+   void openBookOfCarried(ZqU32 index);
+   ZqReal heldByFollowing(ZqU32 index);
    void bookLimits(ZqU32 index, ZqReal dt);
    void noteReturn(ZqU32 index);
-   bool exchangeReturned();
+   bool takeReached();
    void closeStepBooks(ZqReal dt);
    void closeStepBook(ZqU32 index, ZqReal dt, ZqEnergyBook& book);
    ZqReal powerOnLinks(ZqU32 index, const ZqManipulatorExternalForce& forces);
@@ -447,6 +450,7 @@ private:
    Settings m_settings;
    ZqManipulatorSystemState m_state;
    ZqManipulatorSystemState m_stateBefore; ///< the present step
+   ZqManipulatorSystemState m_stateKept;   ///< with books, what was sent back
    ZqSystemActiveState m_active;
    std::vector<Member> m_members; ///< one a manipulator
    /// \name Indices of members, so that many bodies are not looked at in vain
@@ -484,7 +488,7 @@ private:
    std::optional<DeepestContact> m_deepestContact; ///< where the last step began
    std::optional<DeepestContact> m_greatestDepth;
    std::uint64_t m_slips = 0;
-   ZqEnergyBook m_book;         ///< of the steps that were done; what is held is that at the start
+   ZqEnergyBook m_book;         ///< of the steps that were done, without what is held
    bool m_hasBookBegun = false; ///< with the first step
    ZqInteractionEnergy m_interactionsOfStep; ///< where the step began
 };

@@ -1,10 +1,11 @@
+#include "zqManipulator/kinematics/system/ZqStatedSystemStruct.h"
 #include "zqManipulator/simulation/step/ZqSimulationMember.h"
 
+#include <algorithm>
 #include <cmath>
-#include <utility>
 
-// What a step puts in and loses: the forces of the evaluation with which it begins, along the mean of the
-// velocities at its start and its end. With that mean, work changes the kinetic energy of an explicit step
+// What a step puts in: the forces of the evaluation with which it begins, along the mean of the velocities at its start
+// and its end. What interactions lose is their power where it begins. With that mean, work changes the kinetic energy of an explicit step
 // exactly, for one inertia: v1 = v0 + dt a gives v1 M v1 / 2 - v0 M v0 / 2 = dt (M a) (v0 + v1) / 2.
 
 namespace
@@ -19,6 +20,11 @@ ZqReal powerOf(const ZqGeneralForce& force, const ZqGeneralMotion& velocity)
 {
    return force.force().dot(velocity.linear()) + force.moment().dot(velocity.angular());
 }
+
+ZqReal kineticEnergyOf(const ZqRigidBodyMassProperties& body, const ZqGeneralMotion& velocity)
+{
+   return 0.5 * powerOf(body.calculateForce(velocity), velocity);
+}
 } // namespace
 
 void ZqSimulation::prepareBooks()
@@ -28,11 +34,18 @@ void ZqSimulation::prepareBooks()
    for (Member& member : m_members)
    {
       member.stepBook = std::make_unique<StepBook>();
-      member.stepBook->drives.resize(member.joints.size());
+      StepBook& book = *member.stepBook;
+      book.drives.resize(member.joints.size());
+      for (const Joint& joint : member.joints)
+         book.hasOwnMotor = book.hasOwnMotor ||
+                            (joint.isFlexible && joint.driveTrain->isOfOwnClass());
    }
    for (const Carried& carried : m_carried)
-      for (const ZqU32 index : {carried.manipulator, carried.carrier.manipulator})
-         m_members[index].stepBook->isInTree = true;
+      m_members[carried.manipulator].stepBook->isCarried = true;
+   for (const Carried& carried : m_carried)
+      m_members[carried.manipulator].stepBook->isLoad =
+         !m_members[carried.carrier.manipulator].stepBook->isCarried;
+   m_stateKept = m_state;
 }
 
 ZqEnergyBook ZqSimulation::energyBook()
@@ -51,9 +64,9 @@ ZqEnergyBook ZqSimulation::energyBook()
    {
       // The next step will book it, by the same evaluation.
       book.lost.contactFriction += interactions.slipped;
-      book.lost.contactDampers += interactions.released;
+      book.lost.released += interactions.released;
    }
-   else if (m_settings.booksEnergy)
+   else
       book.heldAtStart = book.held;
    return book;
 }
@@ -113,6 +126,8 @@ ZqReal ZqSimulation::heldInTrial()
       const ZqInteractionEnergy interactions = m_interactions.energy(m_active, system());
       held.linkSprings = interactions.linkSprings;
       held.contactSprings = interactions.contactSprings;
+      // Would be held, but for what happens at once there.
+      return held.total() + interactions.slipped + interactions.released;
    }
    return held.total();
 }
@@ -137,7 +152,7 @@ void ZqSimulation::bookInteractionsOfStep()
    if (m_hasBookBegun)
    {
       book.lost.contactFriction += m_interactionsOfStep.slipped;
-      book.lost.contactDampers += m_interactionsOfStep.released;
+      book.lost.released += m_interactionsOfStep.released;
    }
    else
    {
@@ -164,6 +179,12 @@ void ZqSimulation::openStepBook(ZqU32 index)
    const ZqManipulatorActiveState& active = activeState(index);
    book.hasReturned = false;
    book.lostAtLimits = book.circulatingPower = 0.0;
+   if (book.hasOwnMotor)
+   {
+      // Told by their accelerations, which lead friction on: without a trace.
+      book.actuatorsKept = active.actuatorState();
+      computeMotorAccelerations(index);
+   }
    for (ZqU32 j = 0; j < member.joints.size(); ++j)
    {
       const Joint& joint = member.joints[j];
@@ -177,14 +198,39 @@ void ZqSimulation::openStepBook(ZqU32 index)
       book.circulatingPower +=
          joint.link->springProperties().circulatingPower(j, *member.manipulator, active);
    }
+   if (book.hasOwnMotor)
+      activeState(index).actuatorState() = book.actuatorsKept;
    book.externalPower = member.isPushed ? powerOnLinks(index, member.externalForce) : 0.0;
-   if (!book.isInTree)
-      return;
-   book.heldBefore = heldBy(index).total();
+   if (book.isCarried)
+      openBookOfCarried(index);
+}
+
+/// Of an attached manipulator: what follows, and what interactions do to it but not to its carrier.
+void ZqSimulation::openBookOfCarried(ZqU32 index)
+{
+   StepBook& book = *m_members[index].stepBook;
+   book.heldBefore = heldByFollowing(index);
    if (!m_interacts)
       return;
    book.interactions = m_active.generalForceVector()[index];
+   if (book.isLoad)
+   {
+      const auto carried = std::find_if(m_carried.begin(), m_carried.end(), [&](const Carried& each)
+                                        { return each.manipulator == index; });
+      const ZqCoordinateSystemTransformation& base =
+         m_members[index].manipulator->dhFrameInSystem(activeState(index).activePositionState());
+      book.interactions[ZqBaseLinkIndex] -= base.inverse() * carried->force;
+   }
    book.interactionPower = powerOnLinks(index, book.interactions);
+}
+
+/// By an attached manipulator without its base, if that loads a carrier which is not attached, and moves as one with it
+/// (J).
+ZqReal ZqSimulation::heldByFollowing(ZqU32 index)
+{
+   const Member& member = m_members[index];
+   const ZqReal held = heldBy(index).total();
+   return member.stepBook->isLoad ? held - energyOfBody(index, *member.manipulator).total() : held;
 }
 
 /// Of forces in the D-H frames of the links, in the state that the active state has taken over (W).
@@ -231,14 +277,15 @@ void ZqSimulation::bookLimits(ZqU32 index, ZqReal dt)
       return;
    const bool isFixed = member.manipulator->isFixedBase();
    const ZqGeneralMotion& V0 = v0.generalVelocity();
-   const ZqGeneralMotion& V1 = isFixed ? V0 : v1.generalVelocity();
+   const ZqGeneralMotion& V1 = v1.generalVelocity();
    const ZqGeneralMotion change =
       isFixed ? ZqGeneralMotion() : V1 - (V0 + book.freeAccelerations.generalAcceleration() * dt);
    const auto energyWith = [&](ZqReal sign)
    {
       ZqVelocityState& velocity = book.scratchVelocity;
       velocity = v0;
-      velocity.setGeneralVelocity((V0 + V1) * 0.5 + change * sign);
+      // A fixed base that is carried does not take part.
+      velocity.setGeneralVelocity(isFixed ? ZqGeneralMotion() : (V0 + V1) * 0.5 + change * sign);
       for (std::size_t j = 0; j < member.joints.size(); ++j)
       {
          const auto place = static_cast<ZqU32>(j);
@@ -251,48 +298,58 @@ void ZqSimulation::bookLimits(ZqU32 index, ZqReal dt)
    activeState(index).setVelocityState(v0);
 }
 
-/// Of bodies and motors of rigid joints, at other velocities, which the active state takes over (J).
+/// Of bodies with the bases that load them, and of motors of rigid joints, at other velocities, which the active state
+/// takes over (J).
 ZqReal ZqSimulation::kineticEnergyAt(ZqU32 index, const ZqVelocityState& velocity)
 {
    activeState(index).setVelocityState(velocity);
    const Member& member = m_members[index];
-   ZqReal sum = energyOfBody(index, *member.manipulator).kinetic;
+   const ZqStatedSystemStruct place(&m_scene, index);
+   const auto ofBody = [&](const ZqManipulatorLink& link) {
+      return kineticEnergyOf(link.massPropertiesInDHFrame(&place),
+                             link.dhFrameVelocityInLocal(activeState(index)));
+   };
+   ZqReal sum = ofBody(*member.manipulator);
    for (ZqU32 j = 0; j < member.joints.size(); ++j)
    {
       const Joint& joint = member.joints[j];
       const ZqReal speed = joint.gearRatio * velocity.jointVelocities()[j];
-      sum += energyOfBody(index, *joint.link).kinetic;
+      sum += ofBody(*joint.link);
       if (joint.driveTrain != nullptr && !joint.isFlexible)
          sum += 0.5 * joint.driveTrain->inertia() * speed * speed;
    }
    return sum;
 }
 
-/// Keeps what a manipulator had come to when it is sent back to where the step began. In a tree of attachments
-/// the balance has it.
+/// Keeps what a manipulator had come to when it is sent back to where the step began. Of an attached one the balance
+/// has it.
 void ZqSimulation::noteReturn(ZqU32 index)
 {
    StepBook* const book = m_members[index].stepBook.get();
-   if (book == nullptr || book->isInTree || book->hasReturned)
+   if (book == nullptr || book->isCarried || book->hasReturned)
       return;
    book->hasReturned = true;
    book->reachedPosition = m_state.positionStates()[index];
    book->reachedVelocity = m_state.velocityStates()[index];
 }
 
-/// Exchanges what was reached for what was sent back, for all of these. Whether there are any.
-bool ZqSimulation::exchangeReturned()
+/// Takes what was reached for what was sent back, which is kept. Whether there is any.
+bool ZqSimulation::takeReached()
 {
    bool isAny = false;
    for (ZqU32 i = 0; i < m_members.size(); ++i)
    {
-      StepBook& book = *m_members[i].stepBook;
+      const StepBook& book = *m_members[i].stepBook;
       if (!book.hasReturned)
          continue;
+      if (!isAny)
+         m_stateKept = m_state;
       isAny = true;
-      std::swap(book.reachedPosition, m_state.positionStates()[i]);
-      std::swap(book.reachedVelocity, m_state.velocityStates()[i]);
+      m_state.positionStates()[i] = book.reachedPosition;
+      m_state.velocityStates()[i] = book.reachedVelocity;
    }
+   if (isAny)
+      followCarriers();
    return isAny;
 }
 
@@ -303,7 +360,7 @@ void ZqSimulation::closeStepBooks(ZqReal dt)
 {
    if (!m_settings.booksEnergy)
       return;
-   const bool isAnyReturned = exchangeReturned();
+   const bool isAnyReturned = takeReached();
    m_active.setNonredundantState(m_state);
    ZqEnergyBook book = m_book;
    for (ZqU32 i = 0; i < m_members.size(); ++i)
@@ -314,7 +371,7 @@ void ZqSimulation::closeStepBooks(ZqReal dt)
    if (isAnyReturned)
    {
       const ZqReal reached = heldInTrial();
-      exchangeReturned();
+      m_state = m_stateKept;
       book.lost.limits += reached - heldInTrial();
    }
    if (isBookFinite(book))
@@ -348,12 +405,12 @@ void ZqSimulation::closeStepBook(ZqU32 index, ZqReal dt, ZqEnergyBook& book)
    if (member.isPushed)
       work.externalForces =
          0.5 * dt * (ofStep.externalPower + powerOnLinks(index, member.externalForce));
-   if (ofStep.isInTree)
+   if (ofStep.isCarried)
    {
       const ZqReal ofInteractions =
          0.5 * dt * (ofStep.interactionPower + powerOnLinks(index, ofStep.interactions));
       work.carriers =
-         heldBy(index).total() - ofStep.heldBefore + lost.total() - work.total() - ofInteractions;
+         heldByFollowing(index) - ofStep.heldBefore + lost.total() - work.total() - ofInteractions;
    }
    book.work.drives += work.drives;
    book.work.externalForces += work.externalForces;

@@ -58,13 +58,13 @@ bool isStateAllFinite(const ZqManipulatorSystemState& state)
 }
 
 /// All of the book but what is held at present, which it does not keep.
-std::array<ZqReal*, 14> numbersOf(ZqEnergyBook& book)
+template <class Book, class Action>
+void forEachNumber(Book& book, Action action)
 {
-   auto& [held, start, work, lost] = book;
-   return {&start.kinetic,        &start.gravity,     &start.jointSprings,  &start.linkSprings,
-           &start.contactSprings, &work.drives,       &work.externalForces, &work.carriers,
-           &lost.jointFriction,   &lost.jointDampers, &lost.linkDampers,    &lost.contactDampers,
-           &lost.contactFriction, &lost.limits};
+   const auto onValue = [&](const char*, auto& value) { action(value); };
+   ZqEnergyBook::forEachPartOf(book.heldAtStart, onValue);
+   ZqEnergyBook::forEachPartOf(book.work, onValue);
+   ZqEnergyBook::forEachPartOf(book.lost, onValue);
 }
 
 /// Whether a number is a whole one that the type can hold, which is then the value.
@@ -132,10 +132,8 @@ ZqSimulationCheckpoint ZqSimulation::checkpoint() const
       add(result.m_greatestDepth, {ZqReal(first.manipulator), ZqReal(first.link),
                                    ZqReal(second.manipulator), ZqReal(second.link), depth, time});
    }
-   ZqEnergyBook book = m_book;
    if (m_hasBookBegun)
-      for (const ZqReal* number : numbersOf(book))
-         result.m_energyBook.pushBack(*number);
+      forEachNumber(m_book, [&](ZqReal number) { result.m_energyBook.pushBack(number); });
    return result;
 }
 
@@ -372,13 +370,12 @@ ZqString ZqSimulation::takeBook(const ZqSimulationCheckpoint& checkpoint)
    m_hasBookBegun = numbers.size() > 0;
    if (!m_hasBookBegun)
       return {};
-   const auto book = numbersOf(m_book);
    if (!m_settings.booksEnergy)
       return "it has an energy book, and none is kept";
-   if (numbers.size() != book.size() || !areAllFinite(numbers))
-      return "the energy book is not of " + std::to_string(book.size()) + " finite numbers";
-   for (std::size_t k = 0; k < book.size(); ++k)
-      *book[k] = numbers[k];
+   if (numbers.size() != ZqEnergyBook::partCount || !areAllFinite(numbers))
+      return "the energy book is not of " + std::to_string(ZqEnergyBook::partCount) + " finite numbers";
+   ZqU32 next = 0;
+   forEachNumber(m_book, [&](ZqReal& number) { number = numbers[next++]; });
    return {};
 }
 

@@ -76,13 +76,16 @@ struct ZqSimulation::StepBook
    std::vector<ZqDriveLoads> drives;        ///< with the damper at the joint
    ZqReal circulatingPower = 0.0;           ///< of springs at joints (W)
    ZqReal externalPower = 0.0;              ///< of the forces that are given (W)
-   ZqReal interactionPower = 0.0;           ///< in trees of attachments, on its links (W)
-   ZqManipulatorExternalForce interactions; ///< likewise
-   ZqReal heldBefore = 0.0;                 ///< in trees of attachments (J)
+   ZqActuatorState actuatorsKept;
+   ZqManipulatorExternalForce interactions; ///< if it is carried, less what is passed to its carrier
+   ZqReal interactionPower = 0.0;           ///< of these (W)
+   ZqReal heldBefore = 0.0;                 ///< if it is carried, by what follows (J)
    ZqReal lostAtLimits = 0.0;               ///< J
    ZqAccelerationState freeAccelerations;   ///< without limits
    ZqVelocityState scratchVelocity;
-   bool isInTree = false;    ///< of attachments
+   bool hasOwnMotor = false; ///< a flexible drive of an own class
+   bool isCarried = false;   ///< it is attached
+   bool isLoad = false;      ///< and its carrier is not: its base moves as one with that
    bool hasReturned = false; ///< by a limit of several joints or a criterion, from
    ZqPositionState reachedPosition;
    ZqVelocityState reachedVelocity;
