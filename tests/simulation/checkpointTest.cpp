@@ -63,11 +63,8 @@ Bits seenOf(ZqSimulation& simulation, bool looks)
          bits.add(x);
    bits.add(simulation.contactStepLimit());
    const ZqEnergyBook book = simulation.energyBook();
-   for (const ZqReal x :
-        {book.held.total(), book.heldAtStart.total(), book.work.drives, book.work.externalForces,
-         book.work.carriers, book.lost.jointFriction, book.lost.jointDampers, book.lost.linkDampers,
-         book.lost.contactDampers, book.lost.contactFriction, book.lost.limits})
-      bits.add(x);
+   bits.add(book.heldAtStart.total());
+   ZqEnergyBook::forEachPart(book, [&](const char*, ZqReal x) { bits.add(x); });
    return bits;
 }
 
@@ -416,7 +413,7 @@ TEST(Checkpoint, IsRefusedWithTheReason)
                       {"greatestDepth", "0 4294967294 99 0 1 1", "the greatest depth"},
                       {"loopStates", "", "states of loops for 0 manipulators"},
                       {"loopStates", "-1 0 0 0 0 0 0", "no length of time"},
-                      {"energyBook", "1 2 3", "the energy book is not of 14 finite numbers"},
+                      {"energyBook", "1 2 3", "the energy book is not of 15 finite numbers"},
                       {"interactionMemories", "", "another number of interactions"},
                       {"contactStates", "<x:element/>", "the numbers of a contact do not fit"},
                       {"manipulators", "", "where the model has 0"}};
