@@ -46,8 +46,7 @@ std::vector<ZqReal> energiesOf(ZqSimulation& simulation)
 {
    const ZqEnergyBook book = simulation.energyBook();
    std::vector<ZqReal> energies;
-   ZqEnergyBook::forEachPart(book,
-                             [&](const char*, ZqReal value) { energies.push_back(value); });
+   ZqEnergyBook::forEachPart(book, [&](const char*, ZqReal value) { energies.push_back(value); });
    return energies;
 }
 
@@ -322,8 +321,7 @@ zqReplay::Json zqReplay::Recording::energies() const
 {
    std::vector<const char*> allNames;
    const ZqEnergyBook book;
-   ZqEnergyBook::forEachPart(book,
-                             [&](const char* name, ZqReal) { allNames.push_back(name); });
+   ZqEnergyBook::forEachPart(book, [&](const char* name, ZqReal) { allNames.push_back(name); });
    Json names = Json::array();
    std::vector<std::size_t> parts;
    for (std::size_t part = 0; part < ZqEnergyBook::partCount; ++part)

@@ -39,8 +39,8 @@ private:
    {
       const ZqEnergyBook book = simulation.energyBook();
       bool isFinite = true;
-      forEachColumn(book,
-                  [&](const char*, ZqReal value) { isFinite = isFinite && std::isfinite(value); });
+      forEachColumn(book, [&](const char*, ZqReal value)
+                    { isFinite = isFinite && std::isfinite(value); });
       if (!isFinite)
          return;
       table.add(simulation.state().time());

@@ -37,8 +37,8 @@ void ZqSimulation::prepareBooks()
       StepBook& book = *member.stepBook;
       book.drives.resize(member.joints.size());
       for (const Joint& joint : member.joints)
-         book.hasOwnMotor = book.hasOwnMotor ||
-                            (joint.isFlexible && joint.driveTrain->isOfOwnClass());
+         book.hasOwnMotor =
+            book.hasOwnMotor || (joint.isFlexible && joint.driveTrain->isOfOwnClass());
    }
    for (const Carried& carried : m_carried)
       m_members[carried.manipulator].stepBook->isCarried = true;
@@ -215,8 +215,9 @@ void ZqSimulation::openBookOfCarried(ZqU32 index)
    book.interactions = m_active.generalForceVector()[index];
    if (book.isLoad)
    {
-      const auto carried = std::find_if(m_carried.begin(), m_carried.end(), [&](const Carried& each)
-                                        { return each.manipulator == index; });
+      const auto carried =
+         std::find_if(m_carried.begin(), m_carried.end(),
+                      [&](const Carried& each) { return each.manipulator == index; });
       const ZqCoordinateSystemTransformation& base =
          m_members[index].manipulator->dhFrameInSystem(activeState(index).activePositionState());
       book.interactions[ZqBaseLinkIndex] -= base.inverse() * carried->force;
@@ -305,7 +306,8 @@ ZqReal ZqSimulation::kineticEnergyAt(ZqU32 index, const ZqVelocityState& velocit
    activeState(index).setVelocityState(velocity);
    const Member& member = m_members[index];
    const ZqStatedSystemStruct place(&m_scene, index);
-   const auto ofBody = [&](const ZqManipulatorLink& link) {
+   const auto ofBody = [&](const ZqManipulatorLink& link)
+   {
       return kineticEnergyOf(link.massPropertiesInDHFrame(&place),
                              link.dhFrameVelocityInLocal(activeState(index)));
    };

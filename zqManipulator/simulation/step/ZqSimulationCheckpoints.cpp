@@ -373,7 +373,8 @@ ZqString ZqSimulation::takeBook(const ZqSimulationCheckpoint& checkpoint)
    if (!m_settings.booksEnergy)
       return "it has an energy book, and none is kept";
    if (numbers.size() != ZqEnergyBook::partCount || !areAllFinite(numbers))
-      return "the energy book is not of " + std::to_string(ZqEnergyBook::partCount) + " finite numbers";
+      return "the energy book is not of " + std::to_string(ZqEnergyBook::partCount) +
+             " finite numbers";
    ZqU32 next = 0;
    forEachNumber(m_book, [&](ZqReal& number) { number = numbers[next++]; });
    return {};

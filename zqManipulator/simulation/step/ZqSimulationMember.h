@@ -73,15 +73,16 @@ struct ZqSimulation::Carried
 /// What a step notes of a manipulator for the book of energies, where it begins and on its way.
 struct ZqSimulation::StepBook
 {
-   std::vector<ZqDriveLoads> drives;        ///< with the damper at the joint
-   ZqReal circulatingPower = 0.0;           ///< of springs at joints (W)
-   ZqReal externalPower = 0.0;              ///< of the forces that are given (W)
+   std::vector<ZqDriveLoads> drives; ///< with the damper at the joint
+   ZqReal circulatingPower = 0.0;    ///< of springs at joints (W)
+   ZqReal externalPower = 0.0;       ///< of the forces that are given (W)
    ZqActuatorState actuatorsKept;
-   ZqManipulatorExternalForce interactions; ///< if it is carried, less what is passed to its carrier
-   ZqReal interactionPower = 0.0;           ///< of these (W)
-   ZqReal heldBefore = 0.0;                 ///< if it is carried, by what follows (J)
-   ZqReal lostAtLimits = 0.0;               ///< J
-   ZqAccelerationState freeAccelerations;   ///< without limits
+   ZqManipulatorExternalForce
+      interactions;                       ///< if it is carried, less what is passed to its carrier
+   ZqReal interactionPower = 0.0;         ///< of these (W)
+   ZqReal heldBefore = 0.0;               ///< if it is carried, by what follows (J)
+   ZqReal lostAtLimits = 0.0;             ///< J
+   ZqAccelerationState freeAccelerations; ///< without limits
    ZqVelocityState scratchVelocity;
    bool hasOwnMotor = false; ///< a flexible drive of an own class
    bool isCarried = false;   ///< it is attached
