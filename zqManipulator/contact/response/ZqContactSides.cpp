@@ -100,8 +100,7 @@ const ZqDataMap* zqSurfaceValues(const ZqManipulatorLink& link, const ZqShape* s
 }
 
 ZqContactSides::ZqContactSides(const ZqShapeCollisionData& data, ZqSystemActiveState& activeState)
-   : m_sides(recorded(data)),
-     m_booksEnergy(activeState.systemShapeCollisionCache().booksEnergy())
+   : m_sides(recorded(data)), m_booksEnergy(activeState.systemShapeCollisionCache().booksEnergy())
 {
    auto& states = activeState.manipulatorActiveStateVector();
    for (const ZqContactSide& side : m_sides)
