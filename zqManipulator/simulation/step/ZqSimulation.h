@@ -433,6 +433,8 @@ private:
    void beginBook();
    void bookInteractionsOfStep();
    void openStepBooks();
+   bool hasEntries(ZqU32 index) const;
+   bool needsMotion(ZqU32 index) const;
    void openStepBook(ZqU32 index);
    void openBookOfCarried(ZqU32 index);
    ZqReal heldByFollowing(ZqU32 index);

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 // What a step puts in: the forces of the evaluation with which it begins, along the mean of the velocities at its start
 // and its end. What interactions lose is their power where it begins. With that mean, work changes the kinetic energy of an explicit step
@@ -29,6 +30,7 @@ ZqReal kineticEnergyOf(const ZqRigidBodyMassProperties& body, const ZqGeneralMot
 
 void ZqSimulation::prepareBooks()
 {
+   collisions().setBooksEnergy(m_settings.booksEnergy);
    if (!m_settings.booksEnergy)
       return;
    for (Member& member : m_members)
@@ -144,7 +146,7 @@ void ZqSimulation::beginBook()
 /// interactions remember has been led on, also when the step fails.
 void ZqSimulation::bookInteractionsOfStep()
 {
-   if (!m_settings.booksEnergy)
+   if (!m_settings.booksEnergy || (m_hasBookBegun && !m_interacts))
       return;
    m_interactionsOfStep =
       m_interacts ? m_interactions.energy(m_active, system()) : ZqInteractionEnergy();
@@ -166,9 +168,25 @@ void ZqSimulation::bookInteractionsOfStep()
 
 void ZqSimulation::openStepBooks()
 {
-   if (m_settings.booksEnergy)
-      for (ZqU32 i = 0; i < m_members.size(); ++i)
+   if (!m_settings.booksEnergy)
+      return;
+   for (const ZqU32 i : m_watched)
+      m_members[i].stepBook->hasReturned = false;
+   for (ZqU32 i = 0; i < m_members.size(); ++i)
+      if (hasEntries(i))
          openStepBook(i);
+}
+
+/// Whether anything but interactions does work on a manipulator, or takes energy from it.
+bool ZqSimulation::hasEntries(ZqU32 index) const
+{
+   return !m_members[index].joints.empty() || needsMotion(index);
+}
+
+/// Whether its book asks how its links move.
+bool ZqSimulation::needsMotion(ZqU32 index) const
+{
+   return m_members[index].isPushed || m_members[index].stepBook->isCarried;
 }
 
 /// Notes what acts in the state with which the step begins.
@@ -177,7 +195,6 @@ void ZqSimulation::openStepBook(ZqU32 index)
    Member& member = m_members[index];
    StepBook& book = *member.stepBook;
    const ZqManipulatorActiveState& active = activeState(index);
-   book.hasReturned = false;
    book.lostAtLimits = book.circulatingPower = 0.0;
    if (book.hasOwnMotor)
    {
@@ -195,8 +212,9 @@ void ZqSimulation::openStepBook(ZqU32 index)
       const ZqDamperProperties& damper = joint.link->damperProperties();
       if (!damper.isEmpty())
          loads.damping.joint += damper.torque(*member.manipulator, active);
-      book.circulatingPower +=
-         joint.link->springProperties().circulatingPower(j, *member.manipulator, active);
+      const ZqSpringProperties& spring = joint.link->springProperties();
+      if (!spring.isEmpty())
+         book.circulatingPower += spring.circulatingPower(j, *member.manipulator, active);
    }
    if (book.hasOwnMotor)
       activeState(index).actuatorState() = book.actuatorsKept;
@@ -339,7 +357,7 @@ void ZqSimulation::noteReturn(ZqU32 index)
 bool ZqSimulation::takeReached()
 {
    bool isAny = false;
-   for (ZqU32 i = 0; i < m_members.size(); ++i)
+   for (const ZqU32 i : m_watched)
    {
       const StepBook& book = *m_members[i].stepBook;
       if (!book.hasReturned)
@@ -363,10 +381,16 @@ void ZqSimulation::closeStepBooks(ZqReal dt)
    if (!m_settings.booksEnergy)
       return;
    const bool isAnyReturned = takeReached();
-   m_active.setNonredundantState(m_state);
+   bool isMotionSet = false;
    ZqEnergyBook book = m_book;
    for (ZqU32 i = 0; i < m_members.size(); ++i)
+   {
+      if (!hasEntries(i))
+         continue;
+      if (needsMotion(i) && !std::exchange(isMotionSet, true))
+         m_active.setNonredundantState(m_state);
       closeStepBook(i, dt, book);
+   }
    book.lost.linkDampers += dt * m_interactionsOfStep.linkDampers;
    book.lost.contactDampers += dt * m_interactionsOfStep.contactDampers;
    book.lost.contactFriction += dt * m_interactionsOfStep.friction;
