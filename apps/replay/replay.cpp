@@ -101,6 +101,16 @@ Json limit(ZqReal value)
    return std::abs(value) < none ? Json(value) : Json();
 }
 
+/// In the link's frame; null where it has no mass.
+Json centerOfMass(const ZqManipulatorLink& link)
+{
+   const ZqRigidBodyMassProperties& body = link.massProperties();
+   ZqVector center;
+   body.getCenterOfMass(center);
+   const std::array numbers{center.x(), center.y(), center.z()};
+   return body.mass() > 0.0 && areFinite(numbers) ? Json(numbers) : Json();
+}
+
 /// JSON has these characters in texts alone, where they may as well stand by their number.
 std::string withoutMarkup(const std::string& json)
 {
@@ -165,6 +175,8 @@ zqReplay::Recording::Recording(ZqSimulation& simulation, const Settings& setting
          data["pose"] = areFinite(pose) ? pose : numbersOf(Frame());
       }
       data["shapes"] = drawShapes(link, fineness);
+      if (data["shapes"].empty())
+         data["centerOfMass"] = centerOfMass(link);
       bodies.push_back(std::move(data));
    }
    m_jointCount = joints.size();

@@ -603,6 +603,8 @@ TEST_F(ZqsimReplay, IsAPageOfTheRun)
       EXPECT_EQ(data.json["title"], "pendulum.xml");
       EXPECT_EQ(data.times.back(), 1.0);
       EXPECT_EQ(runCopy(run + "-").out, text);
+      const auto names = data.json["energies"]["names"].get<std::vector<std::string>>();
+      EXPECT_NE(std::ranges::find(names, "left to the integrator"), names.end());
    }
    // A run that diverges leaves what came before.
    const Result diverged =

@@ -1,17 +1,20 @@
 // The scene of a recording in space: bodies, floor, light and camera.
-import { Box3, DirectionalLight, Group, HemisphereLight, PerspectiveCamera, Quaternion, Raycaster, Scene, Sphere,
-         Vector2, Vector3 } from "three";
+import { Box3, Group, PerspectiveCamera, Quaternion, Raycaster, Scene, Sphere, Vector2, Vector3 } from "three";
 import { OrbitControls } from "three/examples/jsm/controls/OrbitControls.js";
-import { Arrows } from "./arrows.js";
 import { ShapeBatch } from "./batch.js";
-import { extentOf, radiusOf } from "./extent.js";
+import { cornersOf, extentOf, radiusOf } from "./extent.js";
 import { Floor, roundLength } from "./floor.js";
+import { Forces } from "./forces.js";
 import { GeometryStore, matrixOf } from "./geometry.js";
+import { Light } from "./light.js";
 import { floorTint, shapeColour, Surfaces, THEMES } from "./look.js";
 import { Skeleton } from "./skeleton.js";
 
 const Z = new Vector3(0, 0, 1);
-const ORIGIN = new Vector3();
+const ELEVATION = 0.42; // of the one who looks, over the distance along the floor
+const FILLED = 0.85; // of the free part of the picture, by all that is near,
+const LEAST_FILLED = 0.6; // or by what moves, where the rest is far larger
+const LED = 0.6; // by what moves at one moment, where the camera goes along
 
 export class Stage {
    #geometries = new GeometryStore();
@@ -30,16 +33,13 @@ export class Stage {
       this.matrices = recording.bodies.map(body => matrixOf(body.pose ?? [0, 0, 0, 1, 0, 0, 0]));
       this.followed = -1;
       this.frame = -1;
-      this.forceScale = 1;
-      this.showsContacts = true;
 
       this.#addShapes();
-      this.extent = extentOf(recording, this.spheres, this.matrices, frame => this.#place({ frame, part: 0 }));
+      this.extent = extentOf(recording, this.boxes, this.matrices, frame => this.#place({ frame, part: 0 }));
       this.radius = radiusOf(this.extent.box);
       this.centre = this.extent.box.getCenter(new Vector3());
       this.#addFloor();
       this.#addMarks();
-      this.#addLight();
       this.#addCamera(element);
       if (this.extent.roams)
          this.follow(recording.places.findIndex(place => place >= 0));
@@ -51,6 +51,7 @@ export class Stage {
       const moves = new Set(bodies.filter((_, i) => places[i] >= 0).map(body => body.manipulator));
       const groups = new Map();
       const linkOf = new Map();
+      this.boxes = bodies.map(() => new Box3());
       this.spheres = bodies.map((body, index) => {
          const link = linkOf.get(body.manipulator) ?? 0;
          linkOf.set(body.manipulator, link + 1);
@@ -69,6 +70,7 @@ export class Stage {
             groups.get(key).parts.push({ body: index, place, colour });
             const own = new Sphere().copy(geometry.boundingSphere).applyMatrix4(place);
             sphere = sphere ? sphere.union(own) : own;
+            this.boxes[index].union(geometry.boundingBox.clone().applyMatrix4(place));
          }
          return sphere;
       });
@@ -78,20 +80,22 @@ export class Stage {
    }
 
    #addFloor() {
-      const { bodies } = this.recording;
       this.grid = roundLength(this.radius / 3);
-      bodies.forEach((body, index) => {
+      this.recording.bodies.forEach((body, index) => {
          for (const shape of body.shapes ?? [])
             if (shape.kind === "halfSpace")
                this.#addPlane(shape.point, shape.normal, shape.material, index, true);
       });
-      if (this.#floors.length === 0) {
-         const { box } = this.extent;
-         const low = [box.min, box.max].map(p => p.dot(this.up));
-         const drop = Math.min(...low) - this.centre.dot(this.up) - 0.02 * this.radius;
-         this.#addPlane(this.centre.clone().addScaledVector(this.up, drop).toArray(), this.up.toArray(), "",
-                        -1, false);
-      }
+      if (this.#floors.length > 0)
+         return;
+      // Below what moves, and below what stands still, which it would cut.
+      const { moving, still } = this.extent;
+      const all = this.boxes.flatMap((box, body) =>
+         (this.recording.places[body] < 0 && !box.isEmpty() ? cornersOf(box, this.matrices[body]) : []));
+      const heights = [...moving, ...still, ...all].map(point => point.dot(this.up)).filter(Number.isFinite);
+      const lowest = heights.reduce((a, b) => Math.min(a, b));
+      const drop = lowest - this.centre.dot(this.up) - 0.02 * this.radius;
+      this.#addPlane(this.centre.clone().addScaledVector(this.up, drop).toArray(), this.up.toArray(), "", -1, false);
    }
 
    #addPlane(point, normal, material, body, isSolid) {
@@ -104,6 +108,7 @@ export class Stage {
       if (body >= 0)
          frame.matrix.copy(this.matrices[body]);
       frame.add(floor);
+      frame.matrixWorldNeedsUpdate = floor.matrixWorldNeedsUpdate = true;
       this.scene.add(frame);
       const level = new Vector3(...normal).transformDirection(frame.matrix).dot(this.up);
       floor.fit(this.centre, (level > 0.995 ? 14 : 5) * this.radius, this.grid);
@@ -115,34 +120,9 @@ export class Stage {
       const isBare = recording.bodies.map(body => (body.shapes ?? []).length === 0);
       const reach = Math.min(this.radius, 1.5 * this.extent.moment);
       this.skeleton = new Skeleton(recording.bodies, isBare, 0.14 * reach);
-      let capacity = 0;
-      for (let frame = 0; frame < recording.frames; ++frame)
-         capacity = Math.max(capacity, recording.starts[frame + 1] - recording.starts[frame]);
-      this.arrows = new Arrows(capacity, 0.016 * reach);
-      this.newtonsPerLength = usualForce(recording) / (0.34 * reach);
-      this.scene.add(this.skeleton, this.arrows);
-   }
-
-   #addLight() {
-      this.hemisphere = new HemisphereLight();
-      this.hemisphere.position.copy(this.up);
-      this.glow = new DirectionalLight(); // from the other side, without shadows
-      this.sun = new DirectionalLight();
-      this.sun.castShadow = true;
-      const reach = 1.35 * Math.min(this.radius, 2 * this.extent.moment);
-      const { shadow } = this.sun;
-      Object.assign(shadow.camera, {
-         left: -reach, right: reach, top: reach, bottom: -reach, near: 0.1 * reach, far: 9 * reach,
-      });
-      shadow.mapSize.set(2048, 2048);
-      shadow.normalBias = 0.004 * reach;
-      shadow.radius = 5;
-      shadow.blurSamples = 16;
-      // Over the shoulder of the one who looks.
-      this.toSun = this.#level().applyAxisAngle(this.up, -0.75).multiplyScalar(0.75).add(this.up)
-         .normalize().multiplyScalar(5 * reach);
-      this.glow.position.copy(this.#level()).applyAxisAngle(this.up, 1.9).addScaledVector(this.up, 0.5);
-      this.scene.add(this.hemisphere, this.glow, this.sun, this.sun.target);
+      this.forces = new Forces(recording, this.spheres, reach);
+      this.light = new Light(this.up, this.#level(), 1.35 * Math.min(this.radius, 2 * this.extent.moment));
+      this.scene.add(this.skeleton, this.forces, this.light);
    }
 
    // A direction along the floor from which the run is seen at its broadest.
@@ -162,47 +142,85 @@ export class Stage {
    #addCamera(element) {
       this.camera = new PerspectiveCamera(32, 1, 0.1, 100);
       this.camera.up.copy(this.up);
-      this.camera.position.copy(this.#level()).addScaledVector(this.up, 0.42);
+      this.camera.position.copy(this.#level()).addScaledVector(this.up, ELEVATION);
       this.controls = new OrbitControls(this.camera, element);
       this.controls.enableDamping = true;
       this.controls.dampingFactor = 0.12;
       this.controls.zoomToCursor = true;
    }
 
-   /** Lets the camera see the whole run in the part of the picture that nothing covers. */
-   frameAll(size = this.size) {
+   /**
+    * Lets the camera see the whole run in the part of the picture that nothing covers, from `direction`, by
+    * default from where it is seen at its broadest.
+    */
+   frameAll(size = this.size, direction = this.#level().addScaledVector(this.up, ELEVATION)) {
       this.size = size;
-      const direction = this.#level().addScaledVector(this.up, 0.42).normalize();
-      const right = this.up.clone().cross(direction).normalize();
-      const above = direction.clone().cross(right);
-      const tangent = Math.tan((this.camera.fov / 2) * (Math.PI / 180));
-      const wide = tangent * this.camera.aspect * (1 - (size?.right ?? 0) / (size?.width || 1));
-      const high = tangent * (1 - ((size?.top ?? 0) + (size?.bottom ?? 0)) / (size?.height || 1));
+      const towards = direction.clone().normalize();
+      const right = this.up.clone().cross(towards).normalize();
+      const axes = [right, towards.clone().cross(right), towards];
+      const { moving, still } = this.extent;
+      const places = this.#isLed ? this.#pointsNow() : moving;
+      const middle = new Box3().setFromPoints(places).getCenter(new Vector3());
+      let eye;
+      if (this.#isLed) {
+         eye = this.#eyeFor(places, axes, LED);
+      } else {
+         eye = this.#eyeFor(moving.concat(still), axes, FILLED);
+         const nearer = moving.length > 0 ? this.#eyeFor(moving, axes, LEAST_FILLED) : eye;
+         if (nearer.z < eye.z)
+            eye = nearer;
+      }
+      const at = depth => new Vector3().addScaledVector(axes[0], eye.x).addScaledVector(axes[1], eye.y)
+         .addScaledVector(towards, depth);
+      const target = at(Math.min(middle.dot(towards), eye.z - 1e-3 * this.radius));
+      const { controls } = this;
+      // What a drag left in motion ends here.
+      controls.enableDamping = false;
+      controls.update();
+      controls.target.copy(target);
+      this.camera.position.copy(at(eye.z));
+      controls.minDistance = 0.02 * this.radius;
+      controls.maxDistance = 40 * this.camera.position.distanceTo(target);
+      controls.update();
+      controls.enableDamping = true;
+   }
 
-      // From the middle of what is seen, so far away that each ball fits.
-      const target = this.centre.clone();
-      for (const axis of [right, above]) {
-         let low = Infinity;
-         let top = -Infinity;
-         for (const { center, radius } of this.extent.balls) {
-            low = Math.min(low, center.dot(axis) - radius);
-            top = Math.max(top, center.dot(axis) + radius);
+   // Where to look from, along axes to the right, up and to the one who looks, so that points fill a part of
+   // what is free: as near as the four sides of the picture let it come.
+   #eyeFor(points, axes, part) {
+      const { width = 1, height = 1, right = 0, top = 0, bottom = 0 } = this.size ?? {};
+      const tangent = Math.tan((this.camera.fov / 2) * (Math.PI / 180)) * part;
+      const slopes = [tangent * this.camera.aspect * Math.max(1 - right / width, 0.2),
+                      tangent * Math.max(1 - (top + bottom) / height, 0.2)];
+      const eye = new Vector3(0, 0, -Infinity);
+      slopes.forEach((slope, k) => {
+         let [most, least] = [-Infinity, -Infinity];
+         for (const point of points) {
+            const aside = point.dot(axes[k]);
+            const depth = slope * point.dot(axes[2]);
+            most = Math.max(most, depth + aside);
+            least = Math.max(least, depth - aside);
          }
-         target.addScaledVector(axis, (low + top) / 2 - target.dot(axis));
-      }
-      const away = new Vector3();
-      let distance = 0;
-      const balls = this.#isLed ? [new Sphere(target.copy(this.#middleNow()), this.extent.moment)] : this.extent.balls;
-      for (const { center, radius } of balls) {
-         away.copy(center).sub(target);
-         distance = Math.max(distance, away.dot(direction) + radius +
-            Math.max((Math.abs(away.dot(right)) + radius) / wide, (Math.abs(away.dot(above)) + radius) / high));
-      }
-      distance *= this.#isLed ? 1.25 : 1.12;
-      this.controls.target.copy(target);
-      this.camera.position.copy(target).addScaledVector(direction, distance);
-      this.controls.minDistance = 0.02 * this.radius;
-      this.controls.maxDistance = 40 * distance;
+         eye.setComponent(k, (most - least) / 2);
+         eye.z = Math.max(eye.z, (most + least) / (2 * slope));
+      });
+      return eye;
+   }
+
+   /** Looks from the front, the side or above, as the run is seen at its broadest. */
+   lookFrom(side) {
+      const front = this.#level().applyAxisAngle(this.up, -0.55);
+      const directions = {
+         front, side: front.clone().applyAxisAngle(this.up, Math.PI / 2),
+         above: this.up.clone().addScaledVector(front, 1e-3),
+      };
+      this.frameAll(this.size, directions[side]);
+   }
+
+   /** Goes nearer by a factor below one, or away. */
+   zoom(factor) {
+      const { target } = this.controls;
+      this.camera.position.sub(target).multiplyScalar(factor).add(target);
       this.controls.update();
    }
 
@@ -211,14 +229,17 @@ export class Stage {
       return this.extent.roams && this.followed >= 0;
    }
 
-   // The middle of what moves, where it is now.
-   #middleNow() {
-      const box = new Box3();
-      this.matrices.forEach((matrix, body) => {
-         if (this.recording.places[body] >= 0)
-            box.expandByPoint(new Vector3().copy(this.spheres[body]?.center ?? ORIGIN).applyMatrix4(matrix));
-      });
-      return box.getCenter(new Vector3());
+   // The corners of what moves, where it is now.
+   #pointsNow() {
+      const points = this.boxes.flatMap((box, body) =>
+         (this.recording.places[body] >= 0 ? cornersOf(box, this.matrices[body]) : []));
+      return points.filter(point => Number.isFinite(point.lengthSq()));
+   }
+
+   // Of pixels at the middle of what is looked at.
+   get pixelsPerMetre() {
+      const distance = this.camera.position.distanceTo(this.controls.target);
+      return (this.size?.height ?? 1) / (2 * Math.tan((this.camera.fov / 2) * (Math.PI / 180)) * distance);
    }
 
    /** The size of the picture, and how much of it is covered at its edges, in pixels. */
@@ -247,25 +268,14 @@ export class Stage {
    refresh() {
       this.#batches.forEach(batch => batch.follow(this.matrices));
       for (const { frame, body } of this.#floors)
-         if (body >= 0)
+         if (body >= 0) {
             frame.matrix.copy(this.matrices[body]);
+            frame.matrixWorldNeedsUpdate = true;
+         }
       this.skeleton.follow(this.matrices);
-      this.#showContacts();
+      this.forces.show(this.frame, this.matrices);
       this.#keepWith();
       this.#aimSun();
-   }
-
-   #showContacts() {
-      const { recording, arrows } = this;
-      const scale = this.forceScale / this.newtonsPerLength;
-      arrows.clear();
-      if (this.showsContacts)
-         recording.eachContact(this.frame, (point, force, first, second) => {
-            // Of a body that stands still and one that moves, the arrow is that of the second.
-            const isOther = recording.places[second] < 0 && recording.places[first] >= 0;
-            arrows.show(point, isOther ? force.map(x => -x) : force, scale);
-         });
-      arrows.commit();
    }
 
    #keepWith() {
@@ -281,12 +291,11 @@ export class Stage {
    #aimSun() {
       const target = this.centre.clone();
       if (this.#isLed) {
-         target.copy(this.#middleNow());
+         new Box3().setFromPoints(this.#pointsNow()).getCenter(target);
          for (const { floor } of this.#floors)
             floor.fit(target, floor.uniforms.reach.value, this.grid);
       }
-      this.sun.target.position.copy(target);
-      this.sun.position.copy(target).add(this.toSun);
+      this.light.aim(target);
    }
 
    /** Lets the camera go along with a body; with none for -1. */
@@ -342,13 +351,9 @@ export class Stage {
 
    dress(name) {
       const theme = THEMES[name];
-      this.hemisphere.color.set(theme.sky);
-      this.hemisphere.groundColor.set(theme.ground);
-      this.hemisphere.intensity = theme.hemisphere;
-      this.sun.intensity = theme.sun;
-      this.glow.intensity = theme.glow;
+      this.light.dress(theme);
       this.#floors.forEach(({ floor }) => floor.dress(theme));
-      this.arrows.dress(name === "dark");
+      this.forces.arrows.dress(name === "dark");
    }
 
    /** Where a body is drawn: x, y, z, w, x, y, z. */
@@ -359,7 +364,17 @@ export class Stage {
       return [place.x, place.y, place.z, turn.w, turn.x, turn.y, turn.z];
    }
 
-   draw(renderer) {
+   /** Where the grounds are drawn, each with a point of it and its normal, in the axes of the system. */
+   groundPlanes() {
+      return this.#floors.map(({ floor }) => {
+         const { elements } = floor.matrixWorld;
+         return { point: elements.slice(12, 15), normal: elements.slice(8, 11) };
+      });
+   }
+
+   /** Draws a picture of so many pixels. */
+   draw(renderer, pixels) {
+      this.light.refine(pixels);
       const distance = this.camera.position.distanceTo(this.controls.target);
       this.camera.near = Math.max(distance, 0.2 * this.radius) / 150;
       this.camera.far = 40 * this.radius + 4 * distance;
@@ -372,23 +387,9 @@ export class Stage {
       this.#batches.forEach(batch => batch.dispose());
       this.#floors.forEach(({ floor }) => floor.dispose());
       this.skeleton.dispose();
-      this.arrows.dispose();
-      this.sun.shadow.dispose();
+      this.forces.dispose();
+      this.light.dispose();
       this.#geometries.dispose();
       this.#surfaces.dispose();
    }
-}
-
-// A force that few contacts exceed: a blow does not shrink all other arrows.
-function usualForce(recording) {
-   const forces = [];
-   const rows = recording.contacts.length / 8;
-   const stride = Math.max(1, Math.floor(rows / 5000));
-   for (let row = 0; row < rows; row += stride) {
-      const force = Math.hypot(...recording.contacts.subarray(8 * row + 3, 8 * row + 6));
-      if (force > 0 && Number.isFinite(force))
-         forces.push(force);
-   }
-   forces.sort((a, b) => a - b);
-   return forces[Math.floor(0.9 * forces.length)] || 1;
 }
