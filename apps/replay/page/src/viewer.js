@@ -212,11 +212,13 @@ export class Viewer {
       this.quick = isSlow ? 0 : (this.quick ?? 0) + 1;
       if (this.slow >= 3) {
          this.slow = 0;
-         if (this.detail > COARSEST)
+         if (this.isRetrying)
             this.patience = Math.min(2 * this.patience, 16 * PATIENCE);
+         this.isRetrying = false;
          this.detail = Math.max(0.7 * this.detail, COARSEST);
       } else if (this.quick >= this.patience) {
          this.quick = 0;
+         this.isRetrying = true;
          this.detail = Math.min(this.detail / 0.7, 1);
       }
    }
