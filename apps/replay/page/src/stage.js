@@ -11,6 +11,7 @@ import { floorTint, shapeColour, Surfaces, THEMES } from "./look.js";
 import { Skeleton } from "./skeleton.js";
 
 const Z = new Vector3(0, 0, 1);
+const ORIGIN = new Vector3();
 const ELEVATION = 0.42; // of the one who looks, over the distance along the floor
 const FILLED = 0.85; // of the free part of the picture, by all that is near,
 const LEAST_FILLED = 0.6; // or by what moves, where the rest is far larger
@@ -72,6 +73,8 @@ export class Stage {
             sphere = sphere ? sphere.union(own) : own;
             this.boxes[index].union(geometry.boundingBox.clone().applyMatrix4(place));
          }
+         if (body.centerOfMass) // of a body without shapes
+            this.boxes[index].setFromPoints([ORIGIN, new Vector3(...body.centerOfMass)]);
          return sphere;
       });
       for (const { geometry, material, parts } of groups.values())
