@@ -11,7 +11,7 @@ models=examples/models
 
 # model, time (s), other options | what one sees
 runs="
-grasp           8    --interpolation linear | Motors move a gripper, which puts a block on a brick
+grasp           8    --interpolation linear | Motors have a gripper put a block on a brick
 door            9 | A latch yields to the handle, and the door swings
 tableTop        5    --dt 0.0005 | Things on a table are pushed, roll and fall
 stack           4    --dt 0.0001 | Ten cubes stand on each other until one is pushed
@@ -23,7 +23,7 @@ puma560         5 | An arm falls against the friction of its drives
 twoArms         6 | A carriage with two arms, of which one holds a tool
 planarTwoLink   6 | Two rods swing, up to the limits of their joints
 pendulum        6    --joints 2.5 --integrator midpoint | A midpoint rule keeps the energy
-minimal         6    --integrator midpoint | One rod on one axis: the smallest document of an arm
+minimal         6    --integrator midpoint | One rod: the smallest document of an arm
 quadruped       0.8 | Pushed up, a free base leaps, and its legs swing
 freeChain       1    --integrator midpoint | Five links drift and tumble as they fall
 "

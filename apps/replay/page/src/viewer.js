@@ -258,7 +258,7 @@ export class Viewer {
       this.size = {
          width, height,
          right: beside ? panel.offsetWidth + 16 : 0,
-         top: !panel.hidden && this.isLarge && isNarrow ? panel.offsetHeight + 62 : this.isLarge ? 56 : 30,
+         top: !panel.hidden && this.isLarge && isNarrow ? panel.offsetHeight + 62 : this.isLarge ? 56 : 46,
          bottom: this.find("footer").offsetHeight + 16,
       };
       if (!this.stage || !(width > 0 && height > 0))
