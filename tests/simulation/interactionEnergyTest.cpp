@@ -18,7 +18,7 @@ using Frame = ZqCoordinateSystemTransformation;
 using Integrator = ZqSimulation::Integrator;
 
 /// What the books of a run leave open (J).
-struct Gap
+struct OpenEnergy
 {
    void add(ZqReal open) { greatest = std::max(greatest, std::abs(open)); }
 
@@ -27,11 +27,11 @@ struct Gap
 };
 
 // What is left open is the rule's by which it is summed up: half of it with half the step.
-void expectFirstOrder(const std::function<Gap(ZqReal dt)>& run, ZqReal dt)
+void expectFirstOrder(const std::function<OpenEnergy(ZqReal dt)>& run, ZqReal dt)
 {
-   const Gap coarse = run(dt);
-   const Gap fine = run(0.5 * dt);
-   const Gap finest = run(0.25 * dt);
+   const OpenEnergy coarse = run(dt);
+   const OpenEnergy fine = run(0.5 * dt);
+   const OpenEnergy finest = run(0.25 * dt);
    EXPECT_LT(coarse.greatest, 0.1 * coarse.turnover);
    EXPECT_LT(fine.greatest, 0.65 * coarse.greatest);
    EXPECT_LT(finest.greatest, 0.65 * fine.greatest);
@@ -62,7 +62,7 @@ TEST(InteractionEnergy, OfDoorsIsTheirWorkHeldLostOrReleased)
          door.setUnlatchingAngleUpperBound(1.5);
          door.setClosedDoorAngleLowerBound(-0.125);
          door.setClosedDoorAngleUpperBound(0.375);
-         Gap gap;
+         OpenEnergy gap;
          ZqReal start = 0.0;
          ZqReal lost = 0.0;
          ZqReal put = 0.0;
@@ -94,13 +94,13 @@ TEST(InteractionEnergy, OfDoorsIsTheirWorkHeldLostOrReleased)
 }
 
 /// Runs a scene from outside: what its interactions tell at the start of each step.
-Gap balance(const ContactScene& scene, Integrator integrator, ZqReal dt, ZqReal end)
+OpenEnergy balance(const ContactScene& scene, Integrator integrator, ZqReal dt, ZqReal end)
 {
    ZqSimulation::Settings settings;
    settings.integrator = integrator;
    ZqSimulation simulation(scene.system, settings);
    const ZqLinkInteractionsVector& interactions = scene.system.system().linkInteractionsVector();
-   Gap gap;
+   OpenEnergy gap;
    ZqReal start = 0.0;
    ZqReal lost = 0.0;
    ZqReal mostHeld = 0.0;

@@ -258,6 +258,32 @@ ZqReal ZqDriveTrain::heldEnergyLaw(const ZqManipulatorActiveState& state) const
 ZqDriveLoads ZqDriveTrain::loadsLaw(ZqReal inputTorque, ZqReal efficiency,
                                     const ZqManipulatorActiveState& state) const
 {
+   return m_isRigid ? rigidLoads(inputTorque, state)
+                    : flexibleLoads(inputTorque, efficiency, state);
+}
+
+ZqDriveLoads ZqDriveTrain::rigidLoads(ZqReal input, const ZqManipulatorActiveState& state) const
+{
+   const ZqU32 j = jointIndex();
+   const auto& positions = positionsOf(state);
+   const auto& velocities = velocitiesOf(state);
+   const auto& outputTorques =
+      state.ZqManipulatorActiveState::actuatorState().ZqActuatorState::outputTorques();
+   ZqDriveLoads loads;
+   if (!allHave(j, positions, velocities, outputTorques))
+      return loads;
+   Motion motion;
+   motion.position = positions[j];
+   motion.velocity = velocities[j];
+   loads.driving.motor = input;
+   loads.friction.joint = input * m_gearRatio - stoppers(motion) - outputTorques[j];
+   loads.damping.joint = stopperDamping(motion);
+   return loads;
+}
+
+ZqDriveLoads ZqDriveTrain::flexibleLoads(ZqReal input, ZqReal efficiency,
+                                         const ZqManipulatorActiveState& state) const
+{
    const ZqU32 j = jointIndex();
    const auto& positions = positionsOf(state);
    const auto& velocities = velocitiesOf(state);
@@ -266,34 +292,15 @@ ZqDriveLoads ZqDriveTrain::loadsLaw(ZqReal inputTorque, ZqReal efficiency,
    const auto& centers = motors.ZqActuatorState::springDamperCenters();
    const auto& motorPositions = motors.ZqActuatorState::motorPositions();
    const auto& motorVelocities = motors.ZqActuatorState::motorVelocities();
-   const auto& outputTorques = motors.ZqActuatorState::outputTorques();
-   if (!allHave(j, positions, velocities, sticks, centers, motorPositions, motorVelocities,
-                outputTorques))
-      return {};
+   ZqDriveLoads loads;
+   if (m_gearRatio == 0.0 ||
+       !allHave(j, positions, velocities, sticks, centers, motorPositions, motorVelocities))
+      return loads;
    // The laws may change what friction remembers: of a copy.
    Flags::value_type sticksNow = sticks[j];
    ZqReal center = centers[j];
    const Motion motion{positions[j],       velocities[j], motorPositions[j],
                        motorVelocities[j], &sticksNow,    &center};
-   return m_isRigid ? rigidLoads(inputTorque, outputTorques[j], motion)
-                    : flexibleLoads(inputTorque, efficiency, motion);
-}
-
-ZqDriveLoads ZqDriveTrain::rigidLoads(ZqReal input, ZqReal output, const Motion& motion) const
-{
-   ZqDriveLoads loads;
-   loads.driving.motor = input;
-   loads.friction.joint = input * m_gearRatio - stoppers(motion) - output;
-   loads.damping.joint = stopperDamping(motion);
-   return loads;
-}
-
-ZqDriveLoads ZqDriveTrain::flexibleLoads(ZqReal input, ZqReal efficiency,
-                                         const Motion& motion) const
-{
-   ZqDriveLoads loads;
-   if (m_gearRatio == 0.0)
-      return loads;
    const Shaft atJoint = shaft(motion);
    loads.damping = {-atJoint.damper, atJoint.damper / m_gearRatio};
    if (!motorIsBody())

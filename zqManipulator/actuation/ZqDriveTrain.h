@@ -178,8 +178,9 @@ private:
    ZqReal stopperDamping(const Motion& motion) const;
    ZqReal dryFriction(ZqReal torque, const Motion& motion) const;
    Shaft shaft(const Motion& motion) const;
-   ZqDriveLoads rigidLoads(ZqReal input, ZqReal output, const Motion& motion) const;
-   ZqDriveLoads flexibleLoads(ZqReal input, ZqReal efficiency, const Motion& motion) const;
+   ZqDriveLoads rigidLoads(ZqReal input, const ZqManipulatorActiveState& state) const;
+   ZqDriveLoads flexibleLoads(ZqReal input, ZqReal efficiency,
+                              const ZqManipulatorActiveState& state) const;
    ZqU32 jointIndex() const;
 };
 

@@ -28,6 +28,7 @@ struct ZqPatchFrictionInput
    /// The materials' names; not owned, and not null.
    const ZqString* material1 = nullptr;
    const ZqString* material2 = nullptr;
+   bool booksEnergy = true; ///< the output has its gain
    int count = 0;
    std::array<Point, ZqContactManifold::capacity> points; ///< in order round the patch
 };
@@ -43,5 +44,6 @@ struct ZqPatchFriction
    ZqReal slipLoss = 0.0;    ///< by yielding since the evaluation before (J)
    ZqReal stiffness = 0.0;   ///< of the whole patch across its normal (N/m)
    ZqReal dampingTime = 0.0; ///< damper by stiffness of points that stick (s)
-   ZqReal gain = 0.0;        ///< by points that came, went or changed their shares (J)
+   /// By points that came, went or changed their shares, where that is booked (J).
+   ZqReal gain = 0.0;
 };

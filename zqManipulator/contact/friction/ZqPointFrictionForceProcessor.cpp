@@ -271,6 +271,8 @@ void PatchEvaluation::matchTheRest() noexcept
          if (!m_isMatched[i])
             inherit(i, motion);
    }
+   if (!m_input.booksEnergy)
+      return;
    // What those hold that nobody takes over is lost.
    for (int old = 0; old < m_oldCount; ++old)
       if (const ZqPointGrip& grip = m_old[old];
@@ -382,7 +384,8 @@ void PatchEvaluation::measure(int i) noexcept
    {
       measureSpring(i);
       const ZqReal gained = (p.pulls ? weight : 0.0) - grip.weight;
-      m_out.gain += 0.5 * gained * m_constants.stiffness * norm2(p.s);
+      if (m_input.booksEnergy)
+         m_out.gain += 0.5 * gained * m_constants.stiffness * norm2(p.s);
    }
    else if (p.pulls)
       p.mustAnchor = true;
@@ -423,7 +426,8 @@ void PatchEvaluation::measureSpring(int i) noexcept
    // The force acts at the contact: what a spring beside it is stretched more by the turning of the bodies, they do
    // not feel.
    const Vec3 turning = m_body1.w - m_body2.w;
-   m_out.gain += stiffnessOf(grip) * dot(p.s, cross(turning, (a + b) * 0.5 - p.c)) * m_elapsed;
+   if (m_input.booksEnergy)
+      m_out.gain += stiffnessOf(grip) * dot(p.s, cross(turning, (a + b) * 0.5 - p.c)) * m_elapsed;
    // Of the twist only what was turned since is known by its rate.
    if (r > 0.0)
       p.s += p.n * (r * (grip.twist + dot(p.n, turning) * m_elapsed));

@@ -4,6 +4,7 @@
 #include "zqManipulator/foundation/geometry/ZqShape.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/proximity/ZqShapeCollisionData.h"
+#include "zqManipulator/foundation/proximity/ZqSystemShapeCollisionCache.h"
 #include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
@@ -99,7 +100,7 @@ const ZqDataMap* zqSurfaceValues(const ZqManipulatorLink& link, const ZqShape* s
 }
 
 ZqContactSides::ZqContactSides(const ZqShapeCollisionData& data, ZqSystemActiveState& activeState)
-   : m_sides(recorded(data))
+   : m_sides(recorded(data)), m_booksEnergy(activeState.systemShapeCollisionCache().booksEnergy())
 {
    auto& states = activeState.manipulatorActiveStateVector();
    for (const ZqContactSide& side : m_sides)
@@ -191,7 +192,7 @@ ZqContactForces ZqContactSides::add(const ZqContactForces& repulsion,
    ZqContactResponse& response = data.response();
    response.normalForce = axes * repulsion[0].force();
    response.frictionForce = axes * friction[0].force();
-   if (!areInert())
+   if (m_booksEnergy && !areInert())
    {
       response.normalLoss = powerTaken(repulsion);
       response.tangentialLoss = powerTaken(friction);

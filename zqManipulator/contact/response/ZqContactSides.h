@@ -50,6 +50,8 @@ public:
    /// Whether the record knows both links, and the state both manipulators. Without that nothing below
    /// may be called.
    bool areThere() const noexcept { return m_areThere; }
+   /// Whether the response is to have what nobody but a book of energies asks for.
+   bool booksEnergy() const noexcept { return m_booksEnergy; }
    /// Whether contact of the two shapes makes no force.
    bool areInert() const;
    const ZqContactSide& operator[](std::size_t side) const noexcept { return m_sides[side]; }
@@ -73,7 +75,8 @@ public:
    /// What forces take along the motion of the two links (W).
    ZqReal powerTaken(const ZqContactForces& forces) const;
    /// Adds both forces to those on the two links, unless these are inert, and leaves both in the response of the
-   /// record, with what they take as losses; the rest of the response stays. Their sums, each in the D-H frame of its link.
+   /// record, with what they take as losses where energies are booked; the rest of the response stays. Their sums,
+   /// each in the D-H frame of its link.
    ZqContactForces add(const ZqContactForces& repulsion, const ZqContactForces& friction,
                        ZqShapeCollisionData& data,
                        ZqXmlVectorType<ZqManipulatorExternalForce>& forces) const;
@@ -99,4 +102,5 @@ public:
 private:
    std::array<ZqContactSide, 2> m_sides;
    bool m_areThere = false;
+   bool m_booksEnergy;
 };

@@ -65,7 +65,11 @@ public:
    ZqContactForces forces() const;
    void remember(bool isGripped, ZqReal time);
    /// What a law of friction takes that does not tell points apart. It is no part of the reserve.
-   void bookPatchFriction() { m_response.tangentialLoss += m_sides.powerTaken(m_patchFriction); }
+   void bookPatchFriction()
+   {
+      if (m_sides.booksEnergy())
+         m_response.tangentialLoss += m_sides.powerTaken(m_patchFriction);
+   }
 
 private:
    using PointForces = std::array<ZqNormalContactLaw::Force, ZqContactManifold::capacity>;
@@ -170,7 +174,8 @@ ZqReal PointContact::partOfPatch(const ZqNormalContactLaw& law, const PointForce
    memory.part = std::clamp((before + memory.reserve) / now, leastPart, 1.0);
    const ZqReal gain = memory.part * now - before;
    memory.reserve = std::max(0.0, memory.reserve - gain);
-   m_response.patchGain += gain;
+   if (m_sides.booksEnergy())
+      m_response.patchGain += gain;
    return memory.part;
 }
 
@@ -193,7 +198,7 @@ ZqReal PointContact::energyBefore(const ZqNormalContactLaw& law, const PointForc
       const bool isThere = left > 0 && m_patch.points[i].weight > 0.0;
       energy += isThere ? grip.weight * (forces[i].energy / m_patch.points[i].weight) : grip.energy;
       wasThere[i] = wasThere[i] || isThere;
-      if (isThere)
+      if (isThere && m_sides.booksEnergy())
          m_response.patchGain += gainByWandering(law, grip, i);
    }
    for (int i = 0; i < m_patch.count; ++i)
@@ -248,6 +253,7 @@ bool PointContact::rub(const ZqBaseDissipativeForceProcessor& friction,
    m_patch.time = time;
    m_patch.stiffness = normalLaw.material.referenceStiffness();
    m_patch.mass = normalLaw.mass;
+   m_patch.booksEnergy = m_sides.booksEnergy();
    m_patch.material1 = &m_sides.material(m_law, 0);
    m_patch.material2 = &m_sides.material(m_law, 1);
    ZqPatchFriction output;

@@ -96,7 +96,7 @@ struct ZqContactResponse
    /// @}
    /// \name Energy
    /// Where a law does not know what it stores, all that its forces take along the motion is lost, and below zero
-   /// what they give back.
+   /// what they give back. That, and `patchGain`, is zero where energies are not booked.
    /// @{
    ZqReal normalEnergy = 0.0;     ///< stored in the springs along the normal (J)
    ZqReal tangentialEnergy = 0.0; ///< and in those across it (J)

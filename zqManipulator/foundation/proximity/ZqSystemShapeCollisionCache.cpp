@@ -7,7 +7,8 @@
 ZqSystemShapeCollisionCache::ZqSystemShapeCollisionCache(const ZqSystemShapeCollisionCache& other)
    : m_walked(other.m_walked), m_walkedKey(other.m_walkedKey), m_round(other.m_round),
      m_evaluation(other.m_evaluation), m_kept(other.m_kept), m_isLookedAt(other.m_isLookedAt),
-     m_model(other.m_model), m_latestVersion(other.m_latestVersion), m_versions(other.m_versions)
+     m_booksEnergy(other.m_booksEnergy), m_model(other.m_model),
+     m_latestVersion(other.m_latestVersion), m_versions(other.m_versions)
 {
    m_places.reserve(other.m_places.size());
    for (const Place& place : other.m_places)

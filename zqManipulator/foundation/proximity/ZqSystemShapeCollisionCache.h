@@ -79,6 +79,11 @@ public:
    void endTrial();
    bool isTrial() const noexcept { return m_isTrial; }
 
+   /// Whether laws of contact leave in responses what nobody but a book of energies asks for. Forces do not depend on
+   /// it.
+   bool booksEnergy() const noexcept { return m_booksEnergy; }
+   void setBooksEnergy(bool booksEnergy) noexcept { m_booksEnergy = booksEnergy; }
+
    /// \name To be stored
    /// @{
    /// Of the pairs that touched in the last evaluation that was no trial, in the order of keys.
@@ -206,6 +211,7 @@ private:
    std::vector<Kept> m_kept;
    bool m_isLookedAt = false;
    bool m_isTrial = false;
+   bool m_booksEnergy = true;
    const void* m_model = nullptr; ///< not owned, and only compared
    std::uint64_t m_latestVersion = 0;
    std::vector<std::uint64_t> m_versions; ///< by manipulator

@@ -432,6 +432,8 @@ private:
    void beginBook();
    void bookInteractionsOfStep();
    void openStepBooks();
+   bool hasEntries(ZqU32 index) const;
+   bool needsMotion(ZqU32 index) const;
    void openStepBook(ZqU32 index);
    void bookLimits(ZqU32 index, ZqReal dt);
    void noteReturn(ZqU32 index);

@@ -23,6 +23,7 @@ ZqReal powerOf(const ZqGeneralForce& force, const ZqGeneralMotion& velocity)
 
 void ZqSimulation::prepareBooks()
 {
+   collisions().setBooksEnergy(m_settings.booksEnergy);
    if (!m_settings.booksEnergy)
       return;
    for (Member& member : m_members)
@@ -129,7 +130,7 @@ void ZqSimulation::beginBook()
 /// interactions remember has been led on, also when the step fails.
 void ZqSimulation::bookInteractionsOfStep()
 {
-   if (!m_settings.booksEnergy)
+   if (!m_settings.booksEnergy || (m_hasBookBegun && !m_interacts))
       return;
    m_interactionsOfStep =
       m_interacts ? m_interactions.energy(m_active, system()) : ZqInteractionEnergy();
@@ -151,9 +152,25 @@ void ZqSimulation::bookInteractionsOfStep()
 
 void ZqSimulation::openStepBooks()
 {
-   if (m_settings.booksEnergy)
-      for (ZqU32 i = 0; i < m_members.size(); ++i)
+   if (!m_settings.booksEnergy)
+      return;
+   for (const ZqU32 i : m_watched)
+      m_members[i].stepBook->hasReturned = false;
+   for (ZqU32 i = 0; i < m_members.size(); ++i)
+      if (hasEntries(i))
          openStepBook(i);
+}
+
+/// Whether anything but interactions does work on a manipulator, or takes energy from it.
+bool ZqSimulation::hasEntries(ZqU32 index) const
+{
+   return !m_members[index].joints.empty() || needsMotion(index);
+}
+
+/// Whether its book asks how its links move.
+bool ZqSimulation::needsMotion(ZqU32 index) const
+{
+   return m_members[index].isPushed || m_members[index].stepBook->isInTree;
 }
 
 /// Notes what acts in the state with which the step begins.
@@ -162,7 +179,6 @@ void ZqSimulation::openStepBook(ZqU32 index)
    Member& member = m_members[index];
    StepBook& book = *member.stepBook;
    const ZqManipulatorActiveState& active = activeState(index);
-   book.hasReturned = false;
    book.lostAtLimits = book.circulatingPower = 0.0;
    for (ZqU32 j = 0; j < member.joints.size(); ++j)
    {
@@ -174,8 +190,9 @@ void ZqSimulation::openStepBook(ZqU32 index)
       const ZqDamperProperties& damper = joint.link->damperProperties();
       if (!damper.isEmpty())
          loads.damping.joint += damper.torque(*member.manipulator, active);
-      book.circulatingPower +=
-         joint.link->springProperties().circulatingPower(j, *member.manipulator, active);
+      const ZqSpringProperties& spring = joint.link->springProperties();
+      if (!spring.isEmpty())
+         book.circulatingPower += spring.circulatingPower(j, *member.manipulator, active);
    }
    book.externalPower = member.isPushed ? powerOnLinks(index, member.externalForce) : 0.0;
    if (!book.isInTree)
@@ -284,7 +301,7 @@ void ZqSimulation::noteReturn(ZqU32 index)
 bool ZqSimulation::exchangeReturned()
 {
    bool isAny = false;
-   for (ZqU32 i = 0; i < m_members.size(); ++i)
+   for (const ZqU32 i : m_watched)
    {
       StepBook& book = *m_members[i].stepBook;
       if (!book.hasReturned)
@@ -304,10 +321,16 @@ void ZqSimulation::closeStepBooks(ZqReal dt)
    if (!m_settings.booksEnergy)
       return;
    const bool isAnyReturned = exchangeReturned();
-   m_active.setNonredundantState(m_state);
+   bool isMotionSet = false;
    ZqEnergyBook book = m_book;
    for (ZqU32 i = 0; i < m_members.size(); ++i)
+   {
+      if (!hasEntries(i))
+         continue;
+      if (needsMotion(i) && !std::exchange(isMotionSet, true))
+         m_active.setNonredundantState(m_state);
       closeStepBook(i, dt, book);
+   }
    book.lost.linkDampers += dt * m_interactionsOfStep.linkDampers;
    book.lost.contactDampers += dt * m_interactionsOfStep.contactDampers;
    book.lost.contactFriction += dt * m_interactionsOfStep.friction;
