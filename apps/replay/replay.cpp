@@ -239,6 +239,8 @@ void zqReplay::Recording::take(ZqSimulation& simulation)
    m_poses.insert(m_poses.end(), poses.begin(), poses.end());
    std::transform(values.begin(), values.end(), std::back_inserter(m_values), single);
    std::transform(energies.begin(), energies.end(), std::back_inserter(m_energies), single);
+   if (simulation.settings().booksEnergy)
+      m_remainders.push_back(single(simulation.energyBook().remainder()));
    for (const ZqSimulation::Contact& contact : simulation.contacts())
       takeContact(simulation, contact);
    m_contactStarts.push_back(static_cast<std::uint32_t>(m_contacts.size() / numbersOfContact));
@@ -323,7 +325,8 @@ void zqReplay::Recording::takeContact(ZqSimulation& simulation,
 std::size_t zqReplay::Recording::size() const noexcept
 {
    return (m_times.size() + m_poses.size()) * sizeof(ZqReal) +
-          (m_values.size() + m_energies.size() + m_contacts.size()) * sizeof(float) +
+          (m_values.size() + m_energies.size() + m_remainders.size() + m_contacts.size()) *
+             sizeof(float) +
           m_contactStarts.size() * sizeof(std::uint32_t);
 }
 
@@ -344,6 +347,7 @@ void zqReplay::Recording::thin()
       contacts.insert(contacts.end(), row(k), row(k + 1));
       starts.push_back(static_cast<std::uint32_t>(contacts.size() / numbersOfContact));
    }
+   keepEverySecond(m_remainders, 1);
    m_contactStarts = std::move(starts);
    m_contacts = std::move(contacts);
    keepEverySecond(m_times, 1);
@@ -373,12 +377,15 @@ zqReplay::Json zqReplay::Recording::energies() const
 
 std::string zqReplay::Recording::json() const
 {
+   Json energies = this->energies();
+   if (!m_remainders.empty())
+      energies["remainder"] = coded(m_remainders);
    const Json frames{
       {"times", coded(m_times)},
       {"poses", coded(m_poses)},
       {"values", coded(m_values)},
       {"contacts", {{"starts", coded(m_contactStarts)}, {"rows", coded(m_contacts)}}},
-      {"energies", energies()}};
+      {"energies", energies}};
    std::string result = m_head;
    result.back() = ',';
    return result + frames.dump().substr(1);
