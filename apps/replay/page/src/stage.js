@@ -1,6 +1,5 @@
-// The scene of a recording in space: bodies, floor, light and camera.
-import { Box3, Group, PerspectiveCamera, Quaternion, Raycaster, Scene, Sphere, Vector2, Vector3 } from "three";
-import { OrbitControls } from "three/examples/jsm/controls/OrbitControls.js";
+// The scene of a recording in space.
+import { Box3, Group, Quaternion, Raycaster, Scene, Sphere, Vector2, Vector3 } from "three";
 import { ShapeBatch } from "./batch.js";
 import { cornersOf, extentOf, radiusOf } from "./extent.js";
 import { Floor, roundLength } from "./floor.js";
@@ -9,13 +8,10 @@ import { GeometryStore, matrixOf } from "./geometry.js";
 import { Light } from "./light.js";
 import { floorTint, shapeColour, Surfaces, THEMES } from "./look.js";
 import { Skeleton } from "./skeleton.js";
+import { View } from "./view.js";
 
 const Z = new Vector3(0, 0, 1);
 const ORIGIN = new Vector3();
-const ELEVATION = 0.42; // of the one who looks, over the distance along the floor
-const FILLED = 0.85; // of the free part of the picture, by all that is near,
-const LEAST_FILLED = 0.6; // or by what moves, where the rest is far larger
-const LED = 0.6; // by what moves at one moment, where the camera goes along
 
 export class Stage {
    #geometries = new GeometryStore();
@@ -39,9 +35,9 @@ export class Stage {
       this.extent = extentOf(recording, this.boxes, this.matrices, frame => this.#place({ frame, part: 0 }));
       this.radius = radiusOf(this.extent.box);
       this.centre = this.extent.box.getCenter(new Vector3());
+      this.view = new View(this.up, this.extent, element);
       this.#addFloor();
       this.#addMarks();
-      this.#addCamera(element);
       if (this.extent.roams)
          this.follow(recording.places.findIndex(place => place >= 0));
       this.show(recording.begin);
@@ -124,107 +120,21 @@ export class Stage {
       const reach = Math.min(this.radius, 1.5 * this.extent.moment);
       this.skeleton = new Skeleton(recording.bodies, isBare, 0.14 * reach);
       this.forces = new Forces(recording, this.spheres, reach);
-      this.light = new Light(this.up, this.#level(), 1.35 * Math.min(this.radius, 2 * this.extent.moment));
+      this.light = new Light(this.up, this.view.level(), 1.35 * Math.min(this.radius, 2 * this.extent.moment));
       this.scene.add(this.skeleton, this.forces, this.light);
    }
 
-   // A direction along the floor from which the run is seen at its broadest.
-   #level() {
-      const east = new Vector3(1, 0, 0);
-      if (Math.abs(this.up.x) > 0.9)
-         east.set(0, 1, 0);
-      east.addScaledVector(this.up, -east.dot(this.up)).normalize();
-      const north = this.up.clone().cross(east);
-      const size = this.extent.box.getSize(new Vector3());
-      const width = direction => Math.abs(direction.x) * size.x + Math.abs(direction.y) * size.y +
-                                 Math.abs(direction.z) * size.z;
-      const away = width(east) >= 0.8 * width(north) ? north.negate() : east;
-      return away.applyAxisAngle(this.up, 0.55);
+   get camera() {
+      return this.view.camera;
    }
 
-   #addCamera(element) {
-      this.camera = new PerspectiveCamera(32, 1, 0.1, 100);
-      this.camera.up.copy(this.up);
-      this.camera.position.copy(this.#level()).addScaledVector(this.up, ELEVATION);
-      this.controls = new OrbitControls(this.camera, element);
-      this.controls.enableDamping = true;
-      this.controls.dampingFactor = 0.12;
-      this.controls.zoomToCursor = true;
+   get controls() {
+      return this.view.controls;
    }
 
-   /**
-    * Lets the camera see the whole run in the part of the picture that nothing covers, from `direction`, by
-    * default from where it is seen at its broadest.
-    */
-   frameAll(size = this.size, direction = this.#level().addScaledVector(this.up, ELEVATION)) {
-      this.size = size;
-      const towards = direction.clone().normalize();
-      const right = this.up.clone().cross(towards).normalize();
-      const axes = [right, towards.clone().cross(right), towards];
-      const { moving, still } = this.extent;
-      const places = this.#isLed ? this.#pointsNow() : moving;
-      const middle = new Box3().setFromPoints(places).getCenter(new Vector3());
-      let eye;
-      if (this.#isLed) {
-         eye = this.#eyeFor(places, axes, LED);
-      } else {
-         eye = this.#eyeFor(moving.concat(still), axes, FILLED);
-         const nearer = moving.length > 0 ? this.#eyeFor(moving, axes, LEAST_FILLED) : eye;
-         if (nearer.z < eye.z)
-            eye = nearer;
-      }
-      const at = depth => new Vector3().addScaledVector(axes[0], eye.x).addScaledVector(axes[1], eye.y)
-         .addScaledVector(towards, depth);
-      const target = at(Math.min(middle.dot(towards), eye.z - 1e-3 * this.radius));
-      const { controls } = this;
-      // What a drag left in motion ends here.
-      controls.enableDamping = false;
-      controls.update();
-      controls.target.copy(target);
-      this.camera.position.copy(at(eye.z));
-      controls.minDistance = 0.02 * this.radius;
-      controls.maxDistance = 40 * this.camera.position.distanceTo(target);
-      controls.update();
-      controls.enableDamping = true;
-   }
-
-   // Where to look from, along axes to the right, up and to the one who looks, so that points fill a part of
-   // what is free: as near as the four sides of the picture let it come.
-   #eyeFor(points, axes, part) {
-      const { width = 1, height = 1, right = 0, top = 0, bottom = 0 } = this.size ?? {};
-      const tangent = Math.tan((this.camera.fov / 2) * (Math.PI / 180)) * part;
-      const slopes = [tangent * this.camera.aspect * Math.max(1 - right / width, 0.2),
-                      tangent * Math.max(1 - (top + bottom) / height, 0.2)];
-      const eye = new Vector3(0, 0, -Infinity);
-      slopes.forEach((slope, k) => {
-         let [most, least] = [-Infinity, -Infinity];
-         for (const point of points) {
-            const aside = point.dot(axes[k]);
-            const depth = slope * point.dot(axes[2]);
-            most = Math.max(most, depth + aside);
-            least = Math.max(least, depth - aside);
-         }
-         eye.setComponent(k, (most - least) / 2);
-         eye.z = Math.max(eye.z, (most + least) / (2 * slope));
-      });
-      return eye;
-   }
-
-   /** Looks from the front, the side or above, as the run is seen at its broadest. */
-   lookFrom(side) {
-      const front = this.#level().applyAxisAngle(this.up, -0.55);
-      const directions = {
-         front, side: front.clone().applyAxisAngle(this.up, Math.PI / 2),
-         above: this.up.clone().addScaledVector(front, 1e-3),
-      };
-      this.frameAll(this.size, directions[side]);
-   }
-
-   /** Goes nearer by a factor below one, or away. */
-   zoom(factor) {
-      const { target } = this.controls;
-      this.camera.position.sub(target).multiplyScalar(factor).add(target);
-      this.controls.update();
+   /** Lets the camera see the whole run, or what moves now where it goes along, from a side of `View`. */
+   frameAll(size = this.view.size, side = "usual") {
+      this.view.frame(size, this.#isLed ? this.#pointsNow() : undefined, side);
    }
 
    // Whether the camera goes along with a run that goes far.
@@ -237,20 +147,6 @@ export class Stage {
       const points = this.boxes.flatMap((box, body) =>
          (this.recording.places[body] >= 0 ? cornersOf(box, this.matrices[body]) : []));
       return points.filter(point => Number.isFinite(point.lengthSq()));
-   }
-
-   // Of pixels at the middle of what is looked at.
-   get pixelsPerMetre() {
-      const distance = this.camera.position.distanceTo(this.controls.target);
-      return (this.size?.height ?? 1) / (2 * Math.tan((this.camera.fov / 2) * (Math.PI / 180)) * distance);
-   }
-
-   /** The size of the picture, and how much of it is covered at its edges, in pixels. */
-   resize(size) {
-      this.size = size;
-      const { width, height, right, top, bottom } = size;
-      this.camera.aspect = width / height;
-      this.camera.setViewOffset(width, height, right / 2, (bottom - top) / 2, width, height);
    }
 
    /** Shows the moment `time`. */
@@ -282,12 +178,10 @@ export class Stage {
    }
 
    #keepWith() {
-      if (this.followed < 0 || !this.controls)
+      if (this.followed < 0)
          return;
       const now = new Vector3().setFromMatrixPosition(this.matrices[this.followed]);
-      const way = now.clone().sub(this.lastPlace);
-      this.camera.position.add(way);
-      this.controls.target.add(way);
+      this.view.moveBy(now.clone().sub(this.lastPlace));
       this.lastPlace = now;
    }
 
@@ -378,15 +272,12 @@ export class Stage {
    /** Draws a picture of so many pixels. */
    draw(renderer, pixels) {
       this.light.refine(pixels);
-      const distance = this.camera.position.distanceTo(this.controls.target);
-      this.camera.near = Math.max(distance, 0.2 * this.radius) / 150;
-      this.camera.far = 40 * this.radius + 4 * distance;
-      this.camera.updateProjectionMatrix();
+      this.view.reachAll();
       renderer.render(this.scene, this.camera);
    }
 
    dispose() {
-      this.controls.dispose();
+      this.view.controls.dispose();
       this.#batches.forEach(batch => batch.dispose());
       this.#floors.forEach(({ floor }) => floor.dispose());
       this.skeleton.dispose();

@@ -263,7 +263,7 @@ export class Viewer {
       };
       if (!this.stage || !(width > 0 && height > 0))
          return;
-      this.stage.resize(this.size);
+      this.stage.view.resize(this.size);
       if (first || this.isUntouched)
          this.stage.frameAll(this.size);
       this.changed();
@@ -302,7 +302,7 @@ export class Viewer {
       scale.hidden = this.recording.contacts.length === 0 || !this.#shows.contacts;
       if (scale.hidden || !this.isLarge)
          return;
-      const newtonsPerPixel = this.stage.forces.newtonsPerLength / this.stage.pixelsPerMetre;
+      const newtonsPerPixel = this.stage.forces.newtonsPerLength / this.stage.view.pixelsPerMetre;
       const newtons = roundLength(ARROW * newtonsPerPixel);
       scale.querySelector("svg").style.width = `${Math.max(newtons / newtonsPerPixel, 12).toFixed(0)}px`;
       scale.querySelector("b").textContent = forceText(newtons);
@@ -410,13 +410,13 @@ export class Viewer {
 
    lookFrom(side) {
       this.isUntouched = false;
-      this.stage.lookFrom(side);
+      this.stage.frameAll(this.size, side);
       this.changed();
    }
 
    zoom(factor) {
       this.isUntouched = false;
-      this.stage.zoom(factor);
+      this.stage.view.zoom(factor);
       this.changed();
    }
 
