@@ -78,6 +78,16 @@ Json limit(ZqReal value)
    return std::abs(value) < none ? Json(value) : Json();
 }
 
+/// In the link's frame; null where it has no mass.
+Json centerOfMass(const ZqManipulatorLink& link)
+{
+   const ZqRigidBodyMassProperties& body = link.massProperties();
+   ZqVector center;
+   body.getCenterOfMass(center);
+   const std::array numbers{center.x(), center.y(), center.z()};
+   return body.mass() > 0.0 && areFinite(numbers) ? Json(numbers) : Json();
+}
+
 /// JSON has these characters in texts alone, where they may as well stand by their number.
 std::string withoutMarkup(const std::string& json)
 {
@@ -142,6 +152,8 @@ zqReplay::Recording::Recording(ZqSimulation& simulation, const Settings& setting
          data["pose"] = areFinite(pose) ? pose : numbersOf(Frame());
       }
       data["shapes"] = drawShapes(link, fineness);
+      if (data["shapes"].empty())
+         data["centerOfMass"] = centerOfMass(link);
       bodies.push_back(std::move(data));
    }
    m_jointCount = joints.size();
@@ -204,6 +216,8 @@ void zqReplay::Recording::take(ZqSimulation& simulation)
    m_poses.insert(m_poses.end(), poses.begin(), poses.end());
    std::transform(values.begin(), values.end(), std::back_inserter(m_values), single);
    std::transform(energies.begin(), energies.end(), std::back_inserter(m_energies), single);
+   if (simulation.settings().booksEnergy)
+      m_remainders.push_back(single(simulation.energyBook().remainder()));
    for (const ZqSimulation::Contact& contact : simulation.contacts())
       takeContact(simulation, contact);
    m_contactStarts.push_back(static_cast<std::uint32_t>(m_contacts.size() / numbersOfContact));
@@ -288,7 +302,8 @@ void zqReplay::Recording::takeContact(ZqSimulation& simulation,
 std::size_t zqReplay::Recording::size() const noexcept
 {
    return (m_times.size() + m_poses.size()) * sizeof(ZqReal) +
-          (m_values.size() + m_energies.size() + m_contacts.size()) * sizeof(float) +
+          (m_values.size() + m_energies.size() + m_remainders.size() + m_contacts.size()) *
+             sizeof(float) +
           m_contactStarts.size() * sizeof(std::uint32_t);
 }
 
@@ -309,6 +324,7 @@ void zqReplay::Recording::thin()
       contacts.insert(contacts.end(), row(k), row(k + 1));
       starts.push_back(static_cast<std::uint32_t>(contacts.size() / numbersOfContact));
    }
+   keepEverySecond(m_remainders, 1);
    m_contactStarts = std::move(starts);
    m_contacts = std::move(contacts);
    keepEverySecond(m_times, 1);
@@ -341,12 +357,15 @@ zqReplay::Json zqReplay::Recording::energies() const
 
 std::string zqReplay::Recording::json() const
 {
+   Json energies = this->energies();
+   if (!m_remainders.empty())
+      energies["remainder"] = coded(m_remainders);
    const Json frames{
       {"times", coded(m_times)},
       {"poses", coded(m_poses)},
       {"values", coded(m_values)},
       {"contacts", {{"starts", coded(m_contactStarts)}, {"rows", coded(m_contacts)}}},
-      {"energies", energies()}};
+      {"energies", energies}};
    std::string result = m_head;
    result.back() = ',';
    return result + frames.dump().substr(1);

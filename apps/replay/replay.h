@@ -88,6 +88,7 @@ private:
    std::vector<ZqReal> m_poses;
    std::vector<float> m_values;
    std::vector<float> m_energies;
+   std::vector<float> m_remainders; ///< of the books, where they are kept
    std::vector<std::uint32_t> m_contactStarts{0};
    std::vector<float> m_contacts;
 };

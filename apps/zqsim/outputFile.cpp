@@ -78,3 +78,35 @@ void zqsim::OutputFile::close()
       m_file.close();
    require(m_stream.good());
 }
+
+void zqsim::replaceFile(const std::string& name, std::string_view text)
+{
+   namespace files = std::filesystem;
+   std::error_code error;
+   const bool isInPlace = isStandardStream(name) || files::is_other(name, error);
+   // Of a link, what it leads to.
+   const files::path target = files::weakly_canonical(files::absolute(name, error), error);
+   const std::string written =
+      isInPlace ? name : target.string() + '.' + std::to_string(::getpid()) + ".new";
+   try
+   {
+      OutputFile file(written);
+      file.write(text);
+      if (!isInPlace)
+         file.sync();
+      file.close();
+      if (isInPlace)
+         return;
+      if (const files::file_status old = files::status(target, error); files::exists(old))
+         files::permissions(written, old.permissions(), error);
+      files::rename(written, target, error);
+      if (error)
+         throw Failure(Failed, name + ": " + error.message());
+   }
+   catch (const Failure&)
+   {
+      if (!isInPlace)
+         files::remove(written, error);
+      throw;
+   }
+}

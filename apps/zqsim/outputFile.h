@@ -37,4 +37,8 @@ private:
    std::ostream& m_stream;
    bool m_isAbandoned = false; ///< by who read standard output
 };
+
+/// Writes a file beside that then takes its name, so that a run that is killed leaves the old file whole. What is no
+/// file on a disk is written where it is.
+void replaceFile(const std::string& name, std::string_view text);
 } // namespace zqsim

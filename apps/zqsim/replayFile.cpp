@@ -5,7 +5,6 @@
 #include "apps/zqsim/commands.h"
 #include "apps/zqsim/outputFile.h"
 
-#include <optional>
 #include <span>
 #include <stdexcept>
 
@@ -36,21 +35,19 @@ public:
    {
    }
 
-   void open() override { m_file.emplace(m_fileName); }
    void see(ZqSimulation& simulation) override { m_recording.sample(simulation); }
    void finish(ZqSimulation& simulation) override
    {
       m_recording.sampleLast(simulation);
       const std::string scene = m_recording.json();
-      m_file->write(orFailure([&] { return zqReplay::makePage(m_page, std::span(&scene, 1)); }));
-      m_file->close();
+      replaceFile(m_fileName,
+                  orFailure([&] { return zqReplay::makePage(m_page, std::span(&scene, 1)); }));
    }
 
 private:
    std::string m_fileName;
    std::string m_page;
    zqReplay::Recording m_recording;
-   std::optional<OutputFile> m_file;
 };
 } // namespace
 

@@ -65,7 +65,7 @@ ExitCode simulate(const RunOptions& options)
    if (run.inputs)
       warnOfTimesWithoutInputs(*run.inputs, schedule);
    warnOfLostInputs(simulation, run.inputs ? &run.inputs->table : nullptr);
-   if (options.booksEnergy() && !simulation.settings().booksEnergy)
+   if (options.needsEnergyBook() && !simulation.settings().booksEnergy)
       throw Failure(Usage, (options.energy.empty() ? "--energy-summary: " : "--energy: ") +
                               options.resume + " is of a run that began without");
 

@@ -140,6 +140,7 @@ void zqsim::RunOptions::check() const
    checkThatFilesDiffer();
    checkPlace(save);
    checkPlace(saveCheckpoint);
+   checkPlace(replay);
 }
 
 void zqsim::RunOptions::checkStart() const

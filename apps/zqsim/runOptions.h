@@ -20,7 +20,9 @@ struct RunOptions
    /// Finds before a long run what would make it be in vain: a `Failure`.
    void check() const;
 
-   bool booksEnergy() const { return tellsEnergies || !energy.empty(); }
+   /// A replay shows what the books tell, and does without where a run has none.
+   bool booksEnergy() const { return needsEnergyBook() || !replay.empty(); }
+   bool needsEnergyBook() const { return tellsEnergies || !energy.empty(); }
    /// Whether standard output is for data, and so not for the summary.
    bool printsData() const;
    /// Of what is shown: the file that the run begins with, without its directory.

@@ -603,6 +603,9 @@ TEST_F(ZqsimReplay, IsAPageOfTheRun)
       EXPECT_EQ(data.json["title"], "pendulum.xml");
       EXPECT_EQ(data.times.back(), 1.0);
       EXPECT_EQ(runCopy(run + "-").out, text);
+      const auto remainders = arrayOf<float>(data.json["energies"]["remainder"]);
+      EXPECT_EQ(remainders.size(), data.times.size());
+      EXPECT_NE(remainders.back(), 0.0F);
    }
    // A run that diverges leaves what came before.
    const Result diverged =

@@ -67,6 +67,7 @@ export class Arrows extends Group {
    }
 
    dispose() {
+      [...this.batches, ...this.ghosts].forEach(batch => batch.dispose());
       this.geometries.forEach(geometry => geometry.dispose());
       this.seen.dispose();
       this.hidden.dispose();

@@ -25,6 +25,13 @@ export class Batch extends InstancedMesh {
       ++this.count;
    }
 
+   /** Where the one that was added as number `index` stands. */
+   matrixAt(index) {
+      const matrix = new Matrix4();
+      this.getMatrixAt(index, matrix);
+      return matrix;
+   }
+
    /** Hands what was added to the graphics. */
    commit() {
       this.visible = this.count > 0;

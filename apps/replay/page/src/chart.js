@@ -1,9 +1,10 @@
 // How energies changed since the start, over time, with a cursor.
+import { roundLength } from "./floor.js";
 import { make } from "./panel.js";
 
 const COLOURS = ["#3d7cc9", "#e0803a", "#3f9f78", "#b7588f", "#7f6bc4", "#c9a12b", "#2f9fb0", "#c4574c"];
 const COLUMNS = 300;
-const SMALL = 1e-4; // of the greatest, below which a line is not drawn at first
+const SMALL = 5e-3; // of the greatest, below which a line is not drawn at first
 
 function joules(value, unit) {
    return Number.isFinite(value) ? (value / unit.size).toFixed(unit.digits).replace("-", "−") : "–";
@@ -94,6 +95,10 @@ export class Chart {
             low = value < low ? value : low;
             high = value > high ? value : high;
          }
+      // To round numbers, so that the bounds can be read.
+      const step = roundLength((high - low) / 8 || this.unit.size);
+      low = step * Math.floor(low / step + 1e-9);
+      high = step * Math.ceil(high / step - 1e-9);
       const range = high - low || 1;
       const y = value => 96 - (92 * (value - low)) / range;
       this.picture.replaceChildren(svg("line", { x1: 0, x2: 100, y1: y(0), y2: y(0) }),

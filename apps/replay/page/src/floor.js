@@ -18,11 +18,13 @@ const DECLARATIONS = /* glsl */ `
 const DRAWING = /* glsl */ `
    float lines = max(0.55 * gridOf(vPlace, spacing), gridOf(vPlace, 5.0 * spacing));
    float fade = 1.0 - smoothstep(0.15, 1.0, length(vPlace - middle) / reach);
-   diffuseColor.a *= fade * max(fill, lines * lineOpacity);
+   float ruled = lines * lineOpacity;
+   float cover = ruled + fill * (1.0 - ruled); // lines over the fill
+   diffuseColor.a *= fade * cover;
    #include <lights_lambert_fragment>`;
 
 const LINES = /* glsl */ `
-   outgoingLight = mix(outgoingLight, lineColour, lines * lineOpacity);
+   outgoingLight = mix(outgoingLight, lineColour, ruled / max(cover, 1e-6));
    #include <opaque_fragment>`;
 
 /** 1, 2 or 5 times a power of ten, not above `length`. */

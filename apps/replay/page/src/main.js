@@ -7,7 +7,7 @@ import { Viewer } from "./viewer.js";
 function scenesOfPage() {
    return [...document.querySelectorAll("script.zq-scene")].map((element, index) => {
       try {
-         return JSON.parse(element.textContent) ?? {};
+         return { about: element.dataset.about, ...JSON.parse(element.textContent) };
       } catch (error) {
          return { title: `Scene ${index + 1}`, format: `that cannot be read (${error.message})` };
       }
@@ -22,11 +22,12 @@ function showOne(scene, main, tools) {
 
 function showGallery(scenes, main, tools) {
    main.className = "gallery";
-   document.title = "Gallery";
+   const heading = main.dataset.heading ?? `${scenes.length} scenes`;
+   document.title = heading;
    const top = make("div", "top");
    const all = make("button", "text");
    all.type = "button";
-   top.append(make("h1", "", `${scenes.length} scenes`), all);
+   top.append(make("h1", "", heading), all);
    const tiles = make("div", "tiles");
    main.append(top, tiles);
 

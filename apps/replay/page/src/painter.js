@@ -17,6 +17,8 @@ export class Painter {
       this.renderer.shadowMap.type = PCFShadowMap;
       this.renderer.toneMapping = NeutralToneMapping;
       this.width = this.height = 0;
+      this.onRestored = []; // what to do when the graphics come back after they were lost
+      canvas.addEventListener("webglcontextrestored", () => this.onRestored.forEach(restore => restore()));
    }
 
    /** Draws `stage` in a size in pixels of the screen, on `target` or, without one, on our canvas. */
@@ -30,7 +32,7 @@ export class Painter {
       this.renderer.setViewport(0, 0, width, height);
       this.renderer.setScissor(0, 0, width, height);
       this.renderer.setScissorTest(Boolean(target));
-      stage.draw(this.renderer);
+      stage.draw(this.renderer, Math.max(width, height));
       if (!target)
          return;
       const drawing = target.getContext("2d");

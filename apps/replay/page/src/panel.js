@@ -81,8 +81,9 @@ export class Panel {
    constructor(element, recording, seek) {
       this.element = element;
       this.recording = recording;
-      this.isEmpty = recording.joints.length === 0 && recording.energyNames.length === 0;
-      if (recording.energyNames.length > 0) {
+      const hasChart = recording.energyNames.length > 0 && recording.frames > 1;
+      this.isEmpty = recording.joints.length === 0 && !hasChart;
+      if (hasChart) {
          this.chart = new Chart(recording, seek);
          element.append(make("h3", "", `Energy since the start, ${this.chart.unit.name}`), this.chart.element);
       }

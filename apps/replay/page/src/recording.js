@@ -50,6 +50,20 @@ export class Recording {
       this.energyNames = data.energies?.names ?? [];
       this.energies = numbersOf(data.energies?.rows, Float32Array, "energies",
                                 frames * this.energyNames.length);
+      if (data.energies?.remainder)
+         this.#addEnergy("left to the integrator",
+                         numbersOf(data.energies.remainder, Float32Array, "remainder", frames));
+   }
+
+   #addEnergy(name, column) {
+      const width = this.energyNames.length;
+      const wider = new Float32Array((width + 1) * this.frames);
+      for (let frame = 0; frame < this.frames; ++frame) {
+         wider.set(this.energies.subarray(frame * width, (frame + 1) * width), frame * (width + 1));
+         wider[frame * (width + 1) + width] = column[frame];
+      }
+      this.energies = wider;
+      this.energyNames = [...this.energyNames, name];
    }
 
    get frames() {

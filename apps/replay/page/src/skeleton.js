@@ -1,4 +1,5 @@
-// Frames of bodies as axes, and lines from bodies without shapes to those that they hang on.
+// Frames of bodies as axes; rods from bodies without shapes to those that they hang on and to their
+// centres of mass.
 import { BufferAttribute, Color, CylinderGeometry, Group, Matrix4, MeshBasicMaterial, MeshStandardMaterial,
          Quaternion, SphereGeometry, Vector3 } from "three";
 import { mergeGeometries } from "three/examples/jsm/utils/BufferGeometryUtils.js";
@@ -29,8 +30,8 @@ export class Skeleton extends Group {
                         new MeshStandardMaterial({ roughness: 0.6 })];
       const [axes, rod, ball] = this.geometries;
       this.axes = new Batch(axes, this.materials[0], bodies.length);
-      this.rods = new Batch(rod, this.materials[1], bodies.length);
-      this.balls = new Batch(ball, this.materials[1], bodies.length);
+      this.rods = new Batch(rod, this.materials[1], 2 * bodies.length);
+      this.balls = new Batch(ball, this.materials[1], 2 * bodies.length);
       this.rods.castShadow = this.balls.castShadow = true;
       this.add(this.axes, this.rods, this.balls);
       this.colours = bodies.map(body => paletteColour(body.manipulator ?? 0));
@@ -40,29 +41,45 @@ export class Skeleton extends Group {
       for (const batch of [this.axes, this.rods, this.balls])
          batch.clear();
       const { size } = this;
-      this.bodies.forEach(({ parent }, i) => {
+      this.bodies.forEach(({ parent, centerOfMass }, i) => {
+         const hangsOnOther = parent !== null && parent !== undefined;
          if (this.showsAll || this.isBare[i])
             this.axes.add(part.copy(matrices[i]).scale(extent.setScalar(size)));
+         to.setFromMatrixPosition(matrices[i]);
+         if (hangsOnOther && (this.isBare[i] || this.isBare[parent]))
+            this.#addRod(from.setFromMatrixPosition(matrices[parent]), to, this.colours[i]);
          if (!this.isBare[i])
             return;
-         to.setFromMatrixPosition(matrices[i]);
-         this.balls.add(part.compose(to, turn.identity(), extent.setScalar(0.16 * size)), this.colours[i]);
-         if (parent === null || parent === undefined)
+         this.#addBall(to, 0.16, this.colours[i]);
+         if (!centerOfMass)
             return;
-         from.setFromMatrixPosition(matrices[parent]);
-         const length = way.copy(to).sub(from).length();
-         if (!(length > 1e-9))
-            return;
-         turn.setFromUnitVectors(UP, way.divideScalar(length));
-         part.compose(from.add(to).multiplyScalar(0.5), turn,
-                      extent.set(0.09 * size, length, 0.09 * size));
-         this.rods.add(part, this.colours[i]);
+         from.copy(to);
+         to.set(...centerOfMass).applyMatrix4(matrices[i]);
+         if (this.#addRod(from, to, this.colours[i]))
+            this.#addBall(to, 0.26, this.colours[i]);
       });
       for (const batch of [this.axes, this.rods, this.balls])
          batch.commit();
    }
 
+   #addBall(place, share, colour) {
+      this.balls.add(part.compose(place, turn.identity(), extent.setScalar(share * this.size)), colour);
+   }
+
+   // False for points that are one.
+   #addRod(a, b, colour) {
+      const length = way.copy(b).sub(a).length();
+      if (!(length > 1e-9))
+         return false;
+      turn.setFromUnitVectors(UP, way.divideScalar(length));
+      middle.copy(a).add(b).multiplyScalar(0.5);
+      this.rods.add(part.compose(middle, turn, extent.set(0.09 * this.size, length, 0.09 * this.size)), colour);
+      return true;
+   }
+
    dispose() {
+      for (const batch of [this.axes, this.rods, this.balls])
+         batch.dispose();
       for (const thing of [...this.geometries, ...this.materials])
          thing.dispose();
    }
@@ -71,6 +88,7 @@ export class Skeleton extends Group {
 const UP = new Vector3(0, 1, 0);
 const from = new Vector3();
 const to = new Vector3();
+const middle = new Vector3();
 const way = new Vector3();
 const extent = new Vector3();
 const turn = new Quaternion();

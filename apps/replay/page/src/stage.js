@@ -1,14 +1,14 @@
-// The scene of a recording in space: bodies, floor, light and camera.
-import { Box3, DirectionalLight, Group, HemisphereLight, PerspectiveCamera, Quaternion, Raycaster, Scene, Sphere,
-         Vector2, Vector3 } from "three";
-import { OrbitControls } from "three/examples/jsm/controls/OrbitControls.js";
-import { Arrows } from "./arrows.js";
+// The scene of a recording in space.
+import { Box3, Group, Quaternion, Raycaster, Scene, Sphere, Vector2, Vector3 } from "three";
 import { ShapeBatch } from "./batch.js";
-import { extentOf, radiusOf } from "./extent.js";
+import { cornersOf, extentOf, radiusOf } from "./extent.js";
 import { Floor, roundLength } from "./floor.js";
+import { Forces } from "./forces.js";
 import { GeometryStore, matrixOf } from "./geometry.js";
+import { Light } from "./light.js";
 import { floorTint, shapeColour, Surfaces, THEMES } from "./look.js";
 import { Skeleton } from "./skeleton.js";
+import { View } from "./view.js";
 
 const Z = new Vector3(0, 0, 1);
 const ORIGIN = new Vector3();
@@ -30,17 +30,14 @@ export class Stage {
       this.matrices = recording.bodies.map(body => matrixOf(body.pose ?? [0, 0, 0, 1, 0, 0, 0]));
       this.followed = -1;
       this.frame = -1;
-      this.forceScale = 1;
-      this.showsContacts = true;
 
       this.#addShapes();
-      this.extent = extentOf(recording, this.spheres, this.matrices, frame => this.#place({ frame, part: 0 }));
+      this.extent = extentOf(recording, this.boxes, this.matrices, frame => this.#place({ frame, part: 0 }));
       this.radius = radiusOf(this.extent.box);
       this.centre = this.extent.box.getCenter(new Vector3());
+      this.view = new View(this.up, this.extent, element);
       this.#addFloor();
       this.#addMarks();
-      this.#addLight();
-      this.#addCamera(element);
       if (this.extent.roams)
          this.follow(recording.places.findIndex(place => place >= 0));
       this.show(recording.begin);
@@ -51,6 +48,7 @@ export class Stage {
       const moves = new Set(bodies.filter((_, i) => places[i] >= 0).map(body => body.manipulator));
       const groups = new Map();
       const linkOf = new Map();
+      this.boxes = bodies.map(() => new Box3());
       this.spheres = bodies.map((body, index) => {
          const link = linkOf.get(body.manipulator) ?? 0;
          linkOf.set(body.manipulator, link + 1);
@@ -69,7 +67,10 @@ export class Stage {
             groups.get(key).parts.push({ body: index, place, colour });
             const own = new Sphere().copy(geometry.boundingSphere).applyMatrix4(place);
             sphere = sphere ? sphere.union(own) : own;
+            this.boxes[index].union(geometry.boundingBox.clone().applyMatrix4(place));
          }
+         if (body.centerOfMass) // of a body without shapes
+            this.boxes[index].setFromPoints([ORIGIN, new Vector3(...body.centerOfMass)]);
          return sphere;
       });
       for (const { geometry, material, parts } of groups.values())
@@ -78,20 +79,22 @@ export class Stage {
    }
 
    #addFloor() {
-      const { bodies } = this.recording;
       this.grid = roundLength(this.radius / 3);
-      bodies.forEach((body, index) => {
+      this.recording.bodies.forEach((body, index) => {
          for (const shape of body.shapes ?? [])
             if (shape.kind === "halfSpace")
                this.#addPlane(shape.point, shape.normal, shape.material, index, true);
       });
-      if (this.#floors.length === 0) {
-         const { box } = this.extent;
-         const low = [box.min, box.max].map(p => p.dot(this.up));
-         const drop = Math.min(...low) - this.centre.dot(this.up) - 0.02 * this.radius;
-         this.#addPlane(this.centre.clone().addScaledVector(this.up, drop).toArray(), this.up.toArray(), "",
-                        -1, false);
-      }
+      if (this.#floors.length > 0)
+         return;
+      // Below what moves, and below what stands still, which it would cut.
+      const { moving, still } = this.extent;
+      const all = this.boxes.flatMap((box, body) =>
+         (this.recording.places[body] < 0 && !box.isEmpty() ? cornersOf(box, this.matrices[body]) : []));
+      const heights = [...moving, ...still, ...all].map(point => point.dot(this.up)).filter(Number.isFinite);
+      const lowest = heights.reduce((a, b) => Math.min(a, b));
+      const drop = lowest - this.centre.dot(this.up) - 0.02 * this.radius;
+      this.#addPlane(this.centre.clone().addScaledVector(this.up, drop).toArray(), this.up.toArray(), "", -1, false);
    }
 
    #addPlane(point, normal, material, body, isSolid) {
@@ -104,6 +107,7 @@ export class Stage {
       if (body >= 0)
          frame.matrix.copy(this.matrices[body]);
       frame.add(floor);
+      frame.matrixWorldNeedsUpdate = floor.matrixWorldNeedsUpdate = true;
       this.scene.add(frame);
       const level = new Vector3(...normal).transformDirection(frame.matrix).dot(this.up);
       floor.fit(this.centre, (level > 0.995 ? 14 : 5) * this.radius, this.grid);
@@ -115,95 +119,22 @@ export class Stage {
       const isBare = recording.bodies.map(body => (body.shapes ?? []).length === 0);
       const reach = Math.min(this.radius, 1.5 * this.extent.moment);
       this.skeleton = new Skeleton(recording.bodies, isBare, 0.14 * reach);
-      let capacity = 0;
-      for (let frame = 0; frame < recording.frames; ++frame)
-         capacity = Math.max(capacity, recording.starts[frame + 1] - recording.starts[frame]);
-      this.arrows = new Arrows(capacity, 0.016 * reach);
-      this.newtonsPerLength = usualForce(recording) / (0.34 * reach);
-      this.scene.add(this.skeleton, this.arrows);
+      this.forces = new Forces(recording, this.spheres, reach);
+      this.light = new Light(this.up, this.view.level(), 1.35 * Math.min(this.radius, 2 * this.extent.moment));
+      this.scene.add(this.skeleton, this.forces, this.light);
    }
 
-   #addLight() {
-      this.hemisphere = new HemisphereLight();
-      this.hemisphere.position.copy(this.up);
-      this.glow = new DirectionalLight(); // from the other side, without shadows
-      this.sun = new DirectionalLight();
-      this.sun.castShadow = true;
-      const reach = 1.35 * Math.min(this.radius, 2 * this.extent.moment);
-      const { shadow } = this.sun;
-      Object.assign(shadow.camera, {
-         left: -reach, right: reach, top: reach, bottom: -reach, near: 0.1 * reach, far: 9 * reach,
-      });
-      shadow.mapSize.set(2048, 2048);
-      shadow.normalBias = 0.004 * reach;
-      shadow.radius = 5;
-      shadow.blurSamples = 16;
-      // Over the shoulder of the one who looks.
-      this.toSun = this.#level().applyAxisAngle(this.up, -0.75).multiplyScalar(0.75).add(this.up)
-         .normalize().multiplyScalar(5 * reach);
-      this.glow.position.copy(this.#level()).applyAxisAngle(this.up, 1.9).addScaledVector(this.up, 0.5);
-      this.scene.add(this.hemisphere, this.glow, this.sun, this.sun.target);
+   get camera() {
+      return this.view.camera;
    }
 
-   // A direction along the floor from which the run is seen at its broadest.
-   #level() {
-      const east = new Vector3(1, 0, 0);
-      if (Math.abs(this.up.x) > 0.9)
-         east.set(0, 1, 0);
-      east.addScaledVector(this.up, -east.dot(this.up)).normalize();
-      const north = this.up.clone().cross(east);
-      const size = this.extent.box.getSize(new Vector3());
-      const width = direction => Math.abs(direction.x) * size.x + Math.abs(direction.y) * size.y +
-                                 Math.abs(direction.z) * size.z;
-      const away = width(east) >= 0.8 * width(north) ? north.negate() : east;
-      return away.applyAxisAngle(this.up, 0.55);
+   get controls() {
+      return this.view.controls;
    }
 
-   #addCamera(element) {
-      this.camera = new PerspectiveCamera(32, 1, 0.1, 100);
-      this.camera.up.copy(this.up);
-      this.camera.position.copy(this.#level()).addScaledVector(this.up, 0.42);
-      this.controls = new OrbitControls(this.camera, element);
-      this.controls.enableDamping = true;
-      this.controls.dampingFactor = 0.12;
-      this.controls.zoomToCursor = true;
-   }
-
-   /** Lets the camera see the whole run in the part of the picture that nothing covers. */
-   frameAll(size = this.size) {
-      this.size = size;
-      const direction = this.#level().addScaledVector(this.up, 0.42).normalize();
-      const right = this.up.clone().cross(direction).normalize();
-      const above = direction.clone().cross(right);
-      const tangent = Math.tan((this.camera.fov / 2) * (Math.PI / 180));
-      const wide = tangent * this.camera.aspect * (1 - (size?.right ?? 0) / (size?.width || 1));
-      const high = tangent * (1 - ((size?.top ?? 0) + (size?.bottom ?? 0)) / (size?.height || 1));
-
-      // From the middle of what is seen, so far away that each ball fits.
-      const target = this.centre.clone();
-      for (const axis of [right, above]) {
-         let low = Infinity;
-         let top = -Infinity;
-         for (const { center, radius } of this.extent.balls) {
-            low = Math.min(low, center.dot(axis) - radius);
-            top = Math.max(top, center.dot(axis) + radius);
-         }
-         target.addScaledVector(axis, (low + top) / 2 - target.dot(axis));
-      }
-      const away = new Vector3();
-      let distance = 0;
-      const balls = this.#isLed ? [new Sphere(target.copy(this.#middleNow()), this.extent.moment)] : this.extent.balls;
-      for (const { center, radius } of balls) {
-         away.copy(center).sub(target);
-         distance = Math.max(distance, away.dot(direction) + radius +
-            Math.max((Math.abs(away.dot(right)) + radius) / wide, (Math.abs(away.dot(above)) + radius) / high));
-      }
-      distance *= this.#isLed ? 1.25 : 1.12;
-      this.controls.target.copy(target);
-      this.camera.position.copy(target).addScaledVector(direction, distance);
-      this.controls.minDistance = 0.02 * this.radius;
-      this.controls.maxDistance = 40 * distance;
-      this.controls.update();
+   /** Lets the camera see the whole run, or what moves now where it goes along, from a side of `View`. */
+   frameAll(size = this.view.size, side = "usual") {
+      this.view.frame(size, this.#isLed ? this.#pointsNow() : undefined, side);
    }
 
    // Whether the camera goes along with a run that goes far.
@@ -211,22 +142,11 @@ export class Stage {
       return this.extent.roams && this.followed >= 0;
    }
 
-   // The middle of what moves, where it is now.
-   #middleNow() {
-      const box = new Box3();
-      this.matrices.forEach((matrix, body) => {
-         if (this.recording.places[body] >= 0)
-            box.expandByPoint(new Vector3().copy(this.spheres[body]?.center ?? ORIGIN).applyMatrix4(matrix));
-      });
-      return box.getCenter(new Vector3());
-   }
-
-   /** The size of the picture, and how much of it is covered at its edges, in pixels. */
-   resize(size) {
-      this.size = size;
-      const { width, height, right, top, bottom } = size;
-      this.camera.aspect = width / height;
-      this.camera.setViewOffset(width, height, right / 2, (bottom - top) / 2, width, height);
+   // The corners of what moves, where it is now.
+   #pointsNow() {
+      const points = this.boxes.flatMap((box, body) =>
+         (this.recording.places[body] >= 0 ? cornersOf(box, this.matrices[body]) : []));
+      return points.filter(point => Number.isFinite(point.lengthSq()));
    }
 
    /** Shows the moment `time`. */
@@ -247,46 +167,32 @@ export class Stage {
    refresh() {
       this.#batches.forEach(batch => batch.follow(this.matrices));
       for (const { frame, body } of this.#floors)
-         if (body >= 0)
+         if (body >= 0) {
             frame.matrix.copy(this.matrices[body]);
+            frame.matrixWorldNeedsUpdate = true;
+         }
       this.skeleton.follow(this.matrices);
-      this.#showContacts();
+      this.forces.show(this.frame, this.matrices);
       this.#keepWith();
       this.#aimSun();
    }
 
-   #showContacts() {
-      const { recording, arrows } = this;
-      const scale = this.forceScale / this.newtonsPerLength;
-      arrows.clear();
-      if (this.showsContacts)
-         recording.eachContact(this.frame, (point, force, first, second) => {
-            // Of a body that stands still and one that moves, the arrow is that of the second.
-            const isOther = recording.places[second] < 0 && recording.places[first] >= 0;
-            arrows.show(point, isOther ? force.map(x => -x) : force, scale);
-         });
-      arrows.commit();
-   }
-
    #keepWith() {
-      if (this.followed < 0 || !this.controls)
+      if (this.followed < 0)
          return;
       const now = new Vector3().setFromMatrixPosition(this.matrices[this.followed]);
-      const way = now.clone().sub(this.lastPlace);
-      this.camera.position.add(way);
-      this.controls.target.add(way);
+      this.view.moveBy(now.clone().sub(this.lastPlace));
       this.lastPlace = now;
    }
 
    #aimSun() {
       const target = this.centre.clone();
       if (this.#isLed) {
-         target.copy(this.#middleNow());
+         new Box3().setFromPoints(this.#pointsNow()).getCenter(target);
          for (const { floor } of this.#floors)
             floor.fit(target, floor.uniforms.reach.value, this.grid);
       }
-      this.sun.target.position.copy(target);
-      this.sun.position.copy(target).add(this.toSun);
+      this.light.aim(target);
    }
 
    /** Lets the camera go along with a body; with none for -1. */
@@ -342,13 +248,9 @@ export class Stage {
 
    dress(name) {
       const theme = THEMES[name];
-      this.hemisphere.color.set(theme.sky);
-      this.hemisphere.groundColor.set(theme.ground);
-      this.hemisphere.intensity = theme.hemisphere;
-      this.sun.intensity = theme.sun;
-      this.glow.intensity = theme.glow;
+      this.light.dress(theme);
       this.#floors.forEach(({ floor }) => floor.dress(theme));
-      this.arrows.dress(name === "dark");
+      this.forces.arrows.dress(name === "dark");
    }
 
    /** Where a body is drawn: x, y, z, w, x, y, z. */
@@ -359,36 +261,29 @@ export class Stage {
       return [place.x, place.y, place.z, turn.w, turn.x, turn.y, turn.z];
    }
 
-   draw(renderer) {
-      const distance = this.camera.position.distanceTo(this.controls.target);
-      this.camera.near = Math.max(distance, 0.2 * this.radius) / 150;
-      this.camera.far = 40 * this.radius + 4 * distance;
-      this.camera.updateProjectionMatrix();
+   /** Where the grounds are drawn, each with a point of it and its normal, in the axes of the system. */
+   groundPlanes() {
+      return this.#floors.map(({ floor }) => {
+         const { elements } = floor.matrixWorld;
+         return { point: elements.slice(12, 15), normal: elements.slice(8, 11) };
+      });
+   }
+
+   /** Draws a picture of so many pixels. */
+   draw(renderer, pixels) {
+      this.light.refine(pixels);
+      this.view.reachAll();
       renderer.render(this.scene, this.camera);
    }
 
    dispose() {
-      this.controls.dispose();
+      this.view.controls.dispose();
       this.#batches.forEach(batch => batch.dispose());
       this.#floors.forEach(({ floor }) => floor.dispose());
       this.skeleton.dispose();
-      this.arrows.dispose();
-      this.sun.shadow.dispose();
+      this.forces.dispose();
+      this.light.dispose();
       this.#geometries.dispose();
       this.#surfaces.dispose();
    }
-}
-
-// A force that few contacts exceed: a blow does not shrink all other arrows.
-function usualForce(recording) {
-   const forces = [];
-   const rows = recording.contacts.length / 8;
-   const stride = Math.max(1, Math.floor(rows / 5000));
-   for (let row = 0; row < rows; row += stride) {
-      const force = Math.hypot(...recording.contacts.subarray(8 * row + 3, 8 * row + 6));
-      if (force > 0 && Number.isFinite(force))
-         forces.push(force);
-   }
-   forces.sort((a, b) => a - b);
-   return forces[Math.floor(0.9 * forces.length)] || 1;
 }

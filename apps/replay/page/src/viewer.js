@@ -1,13 +1,16 @@
 // One scene with its controls: over the whole window, or a tile of many that can be enlarged.
-import { Vector3 } from "three";
+import { roundLength } from "./floor.js";
+import { wireKeys } from "./keys.js";
+import { Names } from "./names.js";
 import { lengthText, make, Panel } from "./panel.js";
 import { Recording } from "./recording.js";
 import { Stage } from "./stage.js";
 
 const SPEEDS = [0.1, 0.2, 0.5, 1, 2, 5, 10];
-const MOST_NAMES = 200;
 const SLOW = 0.06; // s between two pictures, from which on a run is played with fewer pixels
 const COARSEST = 0.35;
+const PATIENCE = 60; // pictures in time, after which more pixels are tried; longer after each failure
+const ARROW = 56; // pixels, of the longest arrow of the legend
 const LEAST_SECONDS = 2.5; // a shorter run is shown slower
 
 const isDark = matchMedia("(prefers-color-scheme: dark)");
@@ -15,7 +18,6 @@ const isCalm = matchMedia("(prefers-reduced-motion: reduce)");
 
 export class Viewer {
    #shows = { contacts: true, frames: false, names: false, transparent: false, wireframe: false };
-   #pointer; // where the mouse is, while it is over the picture
    #isDirty = true;
    #pictures = 0;
 
@@ -29,6 +31,7 @@ export class Viewer {
       place.append(this.root);
       this.canvas = this.find("canvas");
       this.find(".title").textContent = String(data.title ?? "");
+      this.find(".about").textContent = String(data.about ?? "");
       try {
          this.recording = new Recording(data);
       } catch (error) {
@@ -39,6 +42,7 @@ export class Viewer {
       this.isPlaying = this.recording.frames > 1 && !isCalm.matches;
       this.loops = true;
       this.detail = 1;
+      this.patience = PATIENCE;
       this.speed = SPEEDS.findLast(speed => speed <= 1 && this.duration / speed >= LEAST_SECONDS) ?? SPEEDS[0];
       if (!painter) {
          this.#fail(new Error("This browser has no WebGL 2, or it is switched off"));
@@ -47,6 +51,8 @@ export class Viewer {
       if (!isTile)
          this.#takeCanvas();
       this.canvas.setAttribute("aria-label", `Scene ${this.recording.title}, ${this.recording.bodies.length} bodies`);
+      this.names = new Names(this);
+      painter.onRestored.push(() => this.changed());
       this.panel = new Panel(this.find(".panel"), this.recording, time => this.seek(time));
       this.#wire();
       new ResizeObserver(() => this.#resize()).observe(this.root);
@@ -65,7 +71,7 @@ export class Viewer {
    #fail(error) {
       this.error = error;
       this.find(".picture").replaceWith(make("p", "message", `This scene cannot be shown. ${error.message}.`));
-      for (const part of this.root.querySelectorAll("footer, .corner, .scale"))
+      for (const part of this.root.querySelectorAll("footer, .corner, .scale, .panel"))
          part.hidden = true;
    }
 
@@ -123,7 +129,12 @@ export class Viewer {
    }
 
    contactArrows() {
-      return this.needStage().arrows.count;
+      return this.needStage().forces.arrows.count;
+   }
+
+   /** The grounds as they are in the picture: a point and the normal, in the axes of the system. */
+   groundPlanes() {
+      return this.needStage().groundPlanes();
    }
 
    frameTimes() {
@@ -137,7 +148,7 @@ export class Viewer {
          return this.stage;
       this.stage = new Stage(this.recording, this.canvas);
       this.stage.controls.addEventListener("change", () => this.changed());
-      this.stage.controls.enabled = this.isLarge;
+      this.#enableControls();
       this.stage.show(this.time);
       this.#applyShown();
       this.#dress();
@@ -146,6 +157,12 @@ export class Viewer {
       this.#listFollowed();
       this.#showFacts();
       return this.stage;
+   }
+
+   // A tile leaves drags to the page, which scrolls.
+   #enableControls() {
+      this.stage.controls.enabled = this.isLarge;
+      this.canvas.style.touchAction = this.isLarge ? "none" : "auto";
    }
 
    /** Tells whether the viewer can be seen; one that cannot keeps nothing of the graphics. */
@@ -190,11 +207,20 @@ export class Viewer {
 
    // Where drawing is slow, as without graphics hardware, a run is played with fewer pixels.
    #keepPace(elapsed) {
-      this.slow = elapsed > SLOW ? (this.slow ?? 0) + 1 : 0;
-      if (this.slow < 3)
-         return;
-      this.slow = 0;
-      this.detail = Math.max(0.7 * this.detail, COARSEST);
+      const isSlow = elapsed > SLOW;
+      this.slow = isSlow ? (this.slow ?? 0) + 1 : 0;
+      this.quick = isSlow ? 0 : (this.quick ?? 0) + 1;
+      if (this.slow >= 3) {
+         this.slow = 0;
+         if (this.isRetrying)
+            this.patience = Math.min(2 * this.patience, 16 * PATIENCE);
+         this.isRetrying = false;
+         this.detail = Math.max(0.7 * this.detail, COARSEST);
+      } else if (this.quick >= this.patience) {
+         this.quick = 0;
+         this.isRetrying = true;
+         this.detail = Math.min(this.detail / 0.7, 1);
+      }
    }
 
    drawIfNeeded() {
@@ -217,8 +243,8 @@ export class Viewer {
          Object.assign(this.canvas, { width: x, height: y });
       this.painter.paint(stage, x, y, this.isTile ? this.canvas : undefined);
       ++this.#pictures;
-      this.#point();
-      this.#placeNames();
+      this.names.place();
+      this.#showScale();
    }
 
    // ---- size and look ----
@@ -232,12 +258,12 @@ export class Viewer {
       this.size = {
          width, height,
          right: beside ? panel.offsetWidth + 16 : 0,
-         top: !panel.hidden && this.isLarge && isNarrow ? panel.offsetHeight + 62 : this.isLarge ? 56 : 30,
+         top: !panel.hidden && this.isLarge && isNarrow ? panel.offsetHeight + 62 : this.isLarge ? 56 : 46,
          bottom: this.find("footer").offsetHeight + 16,
       };
       if (!this.stage || !(width > 0 && height > 0))
          return;
-      this.stage.resize(this.size);
+      this.stage.view.resize(this.size);
       if (first || this.isUntouched)
          this.stage.frameAll(this.size);
       this.changed();
@@ -252,13 +278,12 @@ export class Viewer {
       const { stage } = this;
       if (!stage)
          return;
-      stage.showsContacts = this.#shows.contacts;
+      stage.forces.shows = this.#shows.contacts;
+      stage.forces.enlargement = 10 ** Number(this.find(".forces").value);
       stage.skeleton.showsAll = this.#shows.frames;
       stage.look(this.#shows.transparent, this.#shows.wireframe);
-      stage.forceScale = 10 ** Number(this.find(".forces").value);
       stage.refresh();
-      this.#makeNames();
-      this.#showScale();
+      this.names.show(this.#shows.names);
       this.changed();
    }
 
@@ -271,52 +296,16 @@ export class Viewer {
       ].join(" · ");
    }
 
+   // What force an arrow stands for, as long as it is in the middle of the picture.
    #showScale() {
       const scale = this.find(".scale");
       scale.hidden = this.recording.contacts.length === 0 || !this.#shows.contacts;
-      const length = 0.2 * this.stage.radius;
-      const newtons = (length * this.stage.newtonsPerLength) / this.stage.forceScale;
-      scale.textContent = `Contact forces, ${lengthText(Number(length.toPrecision(1)))} for ` +
-         `${+((newtons * Number(length.toPrecision(1))) / length).toPrecision(2)} N`;
-   }
-
-   // ---- names ----
-
-   #makeNames() {
-      const labels = this.find(".labels");
-      labels.replaceChildren();
-      this.names = this.#shows.names
-         ? this.bodyNames().slice(0, MOST_NAMES).map(name => make("span", "", name)) : [];
-      labels.append(...this.names);
-   }
-
-   #placeNames() {
-      const { width, height } = this.size;
-      this.names?.forEach((label, body) => {
-         const at = this.stage.project(body, projected);
-         label.style.visibility = at.z < 1 ? "visible" : "hidden";
-         const [x, y] = [((at.x + 1) / 2) * width, ((1 - at.y) / 2) * height];
-         label.style.transform = `translate(${x}px, ${y}px) translate(-50%, -50%)`;
-      });
-   }
-
-   // The name of what the mouse points at.
-   #point() {
-      const tooltip = this.find(".tooltip");
-      const body = this.#pointer ? this.stage.pick(...this.#onPicture(this.#pointer)) : -1;
-      if (this.stage.highlight(body))
-         this.changed();
-      tooltip.hidden = body < 0;
-      if (body < 0)
+      if (scale.hidden || !this.isLarge)
          return;
-      tooltip.textContent = this.recording.bodies[body].name;
-      const { x, y } = this.#pointer;
-      const right = this.size.width - tooltip.offsetWidth - 8;
-      tooltip.style.transform = `translate(${Math.min(x + 14, right)}px, ${Math.max(y - 34, 4)}px)`;
-   }
-
-   #onPicture({ x, y }) {
-      return [(2 * x) / this.size.width - 1, 1 - (2 * y) / this.size.height];
+      const newtonsPerPixel = this.stage.forces.newtonsPerLength / this.stage.view.pixelsPerMetre;
+      const newtons = roundLength(ARROW * newtonsPerPixel);
+      scale.querySelector("svg").style.width = `${Math.max(newtons / newtonsPerPixel, 12).toFixed(0)}px`;
+      scale.querySelector("b").textContent = forceText(newtons);
    }
 
    // ---- controls ----
@@ -326,8 +315,8 @@ export class Viewer {
          play: () => (this.isPlaying ? this.pause() : this.play()),
          back: () => this.step(-1),
          forward: () => this.step(1),
-         loop: () => this.#setLoop(!this.loops),
-         home: () => this.#home(),
+         loop: () => this.setLoop(!this.loops),
+         home: () => this.home(),
          panel: () => this.openPanel(this.find(".panel").hidden),
          help: () => document.getElementById("help").showModal(),
          enlarge: () => this.enlarge(true),
@@ -359,7 +348,7 @@ export class Viewer {
          });
       this.find(".forces").addEventListener("input", () => this.#applyShown());
       this.#wirePicture();
-      this.#wireKeys();
+      wireKeys(this);
       document.addEventListener("pointerdown", event => {
          const menu = this.find(".menu");
          if (!menu.contains(event.target))
@@ -370,60 +359,15 @@ export class Viewer {
    #wirePicture() {
       const { canvas } = this;
       this.isUntouched = true;
-      canvas.addEventListener("pointermove", event => {
-         const { left, top } = canvas.getBoundingClientRect();
-         this.#pointer = event.buttons === 0 ? { x: event.clientX - left, y: event.clientY - top } : undefined;
-         this.changed();
-      });
-      canvas.addEventListener("pointerleave", () => {
-         this.#pointer = undefined;
-         this.changed();
-      });
       for (const kind of ["pointerdown", "wheel"])
          canvas.addEventListener(kind, () => (this.isUntouched &&= !this.isLarge), { passive: true });
       canvas.addEventListener("dblclick", event => {
          if (!this.isLarge)
             return;
          const { left, top } = canvas.getBoundingClientRect();
-         this.#follow(this.stage.pick(...this.#onPicture({ x: event.clientX - left, y: event.clientY - top })));
+         this.#follow(this.names.bodyAt({ x: event.clientX - left, y: event.clientY - top }));
       });
       canvas.addEventListener("click", () => this.isTile && !this.isLarge && this.enlarge(true));
-   }
-
-   #wireKeys() {
-      const toggle = what => () => this.find(`[data-show="${what}"]`).click();
-      const keys = {
-         " ": () => (this.isPlaying ? this.pause() : this.play()),
-         ArrowLeft: event => this.step(event.shiftKey ? -10 : -1),
-         ArrowRight: event => this.step(event.shiftKey ? 10 : 1),
-         Home: () => this.seek(this.recording.begin),
-         End: () => this.seek(this.recording.end),
-         ",": () => this.#changeSpeed(-1),
-         ".": () => this.#changeSpeed(1),
-         l: () => this.#setLoop(!this.loops),
-         r: () => this.#home(),
-         p: () => this.openPanel(this.find(".panel").hidden),
-         c: toggle("contacts"),
-         f: toggle("frames"),
-         n: toggle("names"),
-         t: toggle("transparent"),
-         w: toggle("wireframe"),
-         "?": () => document.getElementById("help").showModal(),
-         Escape: () => this.isTile && this.enlarge(false),
-      };
-      addEventListener("keydown", event => {
-         const at = event.target;
-         const isCommand = event.ctrlKey || event.metaKey || event.altKey;
-         const isControls = at.matches?.("select") || // what the focused control itself answers
-            (event.key === " " && at.matches?.("button, summary, input[type=checkbox]")) ||
-            (/^Arrow|Home|End/.test(event.key) && at.matches?.(".forces"));
-         const isOurs = this.isLarge && !document.getElementById("help").open && !isCommand && !isControls;
-         const action = keys[event.key.length === 1 ? event.key.toLowerCase() : event.key];
-         if (!isOurs || !action)
-            return;
-         event.preventDefault();
-         action(event);
-      });
    }
 
    /** Shows the frame that is so many after the one shown, and pauses. */
@@ -443,7 +387,8 @@ export class Viewer {
       this.root.classList.toggle("large", isLarge);
       document.body.classList.toggle("covered", isLarge);
       this.onEnlarge?.(isLarge);
-      this.needStage().controls.enabled = isLarge;
+      this.needStage();
+      this.#enableControls();
       this.openPanel(isLarge && innerWidth > 900);
       this.#resize();
       this.find(isLarge ? '[data-do="shrink"]' : '[data-do="enlarge"]').focus();
@@ -456,19 +401,31 @@ export class Viewer {
       this.#resize();
    }
 
-   #home() {
+   home() {
       this.#follow(this.stage.extent.roams ? this.recording.places.findIndex(place => place >= 0) : -1);
       this.isUntouched = true;
       this.stage.frameAll(this.size);
       this.changed();
    }
 
-   #setLoop(loops) {
+   lookFrom(side) {
+      this.isUntouched = false;
+      this.stage.frameAll(this.size, side);
+      this.changed();
+   }
+
+   zoom(factor) {
+      this.isUntouched = false;
+      this.stage.view.zoom(factor);
+      this.changed();
+   }
+
+   setLoop(loops) {
       this.loops = loops;
       this.find('[data-do="loop"]').setAttribute("aria-pressed", String(loops));
    }
 
-   #changeSpeed(by) {
+   changeSpeed(by) {
       const index = SPEEDS.indexOf(this.speed) + by;
       this.speed = SPEEDS[Math.min(Math.max(index, 0), SPEEDS.length - 1)];
       this.find(".speed").value = this.speed;
@@ -484,7 +441,7 @@ export class Viewer {
 
    #listFollowed() {
       const select = this.find("select.follow");
-      select.replaceChildren(new Option("Free view", -1));
+      select.replaceChildren(new Option("Follow nothing", -1));
       this.recording.bodies.forEach((body, index) => {
          if (this.recording.places[index] >= 0)
             select.append(new Option(body.name, index));
@@ -514,4 +471,7 @@ export class Viewer {
    }
 }
 
-const projected = new Vector3();
+function forceText(newtons) {
+   return newtons >= 1e3 ? `${+(newtons / 1e3).toPrecision(3)} kN`
+        : newtons >= 1 ? `${+newtons.toPrecision(3)} N` : `${+(newtons * 1e3).toPrecision(3)} mN`;
+}

@@ -2,7 +2,8 @@
 // without scenes, ZQSIM the program that fills it, ZQ_REPLAY_MODULES where the modules are.
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
-import { accessSync, constants, mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { accessSync, constants, existsSync, mkdtempSync, readdirSync, readFileSync, rmSync, statSync,
+         writeFileSync } from "node:fs";
 import { createRequire } from "node:module";
 import { tmpdir } from "node:os";
 import { delimiter, join } from "node:path";
@@ -52,7 +53,7 @@ after(async () => {
  * Opens a file, or a page of scenes, paused; hands it to `look`. Whatever the page says on the console,
  * asks of a network or throws is a failure.
  */
-async function show(what, look, { width = 640, height = 480, withoutGraphics = false } = {}) {
+async function show(what, look, { width = 640, height = 480, withoutGraphics = false, expects } = {}) {
    const file = typeof what === "string" ? what : join(directory, "page.html");
    if (typeof what !== "string")
       writeFileSync(file, pageOf(template, ...what));
@@ -60,7 +61,10 @@ async function show(what, look, { width = 640, height = 480, withoutGraphics = f
    const page = await context.newPage();
    page.setDefaultTimeout(120000);
    const complaints = [];
-   page.on("console", message => complaints.push(`${message.type()}: ${message.text()}`));
+   page.on("console", message => {
+      if (!expects?.test(message.text()))
+         complaints.push(`${message.type()}: ${message.text()}`);
+   });
    page.on("pageerror", error => complaints.push(String(error)));
    page.on("request", request => {
       if (!/^(file|data):/.test(request.url()))
@@ -98,16 +102,26 @@ function difference(pose, other) {
    return Math.max(...pose.map((x, i) => Math.abs(x - (i < 3 ? 1 : sign) * other[i])));
 }
 
+const names = readdirSync(models).filter(name => name.endsWith(".xml")).map(name => name.replace(".xml", ""));
+
+// Runs a model with its inputs, and tells where its replay is.
+function run(model, ...options) {
+   const [inputs, replay] = [join(models, `${model}.csv`), join(directory, "replay.html")];
+   execFileSync(process.env.ZQSIM, ["run", join(models, `${model}.xml`), ...options, "--replay", replay,
+                                    ...(existsSync(inputs) ? ["--inputs", inputs] : [])],
+                { stdio: ["ignore", "ignore", "ignore"] });
+   return replay;
+}
+
 test("links stand where the library says", async () => {
-   for (const [model, ...options] of [["gripper"], ["mobileBase"], ["twoArms"], ["slope", "--inputs", join(models, "slope.csv")]]) {
-      const [table, replay] = ["poses.csv", "replay.html"].map(name => join(directory, name));
-      execFileSync(process.env.ZQSIM, ["run", join(models, `${model}.xml`), "--time", "1", "--dt", "0.0005", ...options,
-                                       "--columns", "poses", "--out", table, "--replay", replay],
-                   { stdio: ["ignore", "ignore", "ignore"] });
+   assert.ok(names.length > 10);
+   for (const model of names) {
+      const table = join(directory, "poses.csv");
+      const replay = run(model, "--time", "0.3", "--dt", "0.0001", "--columns", "poses", "--out", table);
       const rows = readFileSync(table, "utf8").trim().split("\n").slice(1).map(line => line.split(",").map(Number));
       await show(replay, async page => {
          const frames = await page.evaluate(() => window.zqReplay.scenes[0].frameTimes());
-         assert.ok(frames.length > 20, `${model} has ${frames.length} frames`);
+         assert.ok(frames.length > 10, `${model} has ${frames.length} frames`);
          const times = Array.from({ length: 10 }, (_, i) => frames[Math.round((i * (frames.length - 1)) / 9)]);
          const seen = await page.evaluate(chosen => {
             const [scene] = window.zqReplay.scenes;
@@ -127,6 +141,108 @@ test("links stand where the library says", async () => {
          });
       });
    }
+});
+
+test("a page is small enough to send", () => {
+   const size = statSync(run("grasp", "--time", "8", "--interpolation", "linear")).size;
+   assert.ok(size < 3e6, `the page of grasp has ${size} bytes`);
+});
+
+test("grounds are drawn where they are", async () => {
+   const half = (point, normal, more) => ({ name: "ground", ...more,
+      shapes: [{ kind: "halfSpace", name: "ground", material: "", point, normal }] });
+   const carried = turned(0.3, [1, 0, 0]);
+   const scene = sceneOf({
+      times: [0, 1],
+      bodies: [half([0, 0, 0.7], [0, 0, 1]), half([0, 0, 0], [0.6, 0, 0.8]),
+               half([0, 0, 0.1], [0, 0, 1], { move: t => [t, 2, 3, ...carried] })],
+   });
+   await show([scene], async page => {
+      const planes = await page.evaluate(async () => {
+         const [viewer] = window.zqReplay.scenes;
+         const before = viewer.pictures;
+         viewer.seek(1);
+         while (viewer.pictures === before)
+            await new Promise(requestAnimationFrame);
+         return viewer.groundPlanes();
+      });
+      const [s, c] = [Math.sin(0.3), Math.cos(0.3)];
+      const expected = [[0, 0, 0.7, 0, 0, 1], [0, 0, 0, 0.6, 0, 0.8], [1, 2 - 0.1 * s, 3 + 0.1 * c, 0, -s, c]];
+      planes.forEach(({ point, normal }, i) => [...point, ...normal].forEach((x, k) =>
+         assert.ok(Math.abs(x - expected[i][k]) < 1e-12, `ground ${i}: ${[...point, ...normal]}`)));
+   });
+});
+
+test("what moves fills the free part of the picture, again and again", async () => {
+   await show([arm({ standing: false })], async page => {
+      const sides = await page.evaluate(() => {
+         const [{ stage, size }] = window.zqReplay.scenes;
+         const seen = stage.extent.moving.map(point => point.clone().project(stage.camera));
+         const [x, y] = ["x", "y"].map(k => seen.map(point => point[k]));
+         const free = { width: size.width - size.right, height: size.height - size.top - size.bottom };
+         const [left, right] = [Math.min(...x), Math.max(...x)].map(at => ((at + 1) / 2) * size.width);
+         const [top, bottom] = [Math.max(...y), Math.min(...y)].map(at => ((1 - at) / 2) * size.height - size.top);
+         return { ...free, left, right, top, bottom };
+      });
+      const filled = Math.max((sides.right - sides.left) / sides.width, (sides.bottom - sides.top) / sides.height);
+      assert.ok(filled > 0.5 && filled < 1, JSON.stringify(sides));
+      assert.ok(Math.min(sides.left, sides.top) > 0 && sides.right < sides.width && sides.bottom < sides.height,
+                JSON.stringify(sides));
+
+      // A drag that still coasts does not keep the camera from coming home.
+      const eye = () => page.evaluate(() => window.zqReplay.scenes[0].stage.camera.position.toArray());
+      const home = await eye();
+      await page.mouse.move(200, 200);
+      await page.mouse.down();
+      await page.mouse.move(300, 240, { steps: 4 });
+      await page.mouse.up();
+      await page.keyboard.press("3");
+      await page.keyboard.press("+");
+      await page.mouse.move(201, 200);
+      const away = await eye();
+      await page.keyboard.press("r");
+      const back = await page.evaluate(async () => {
+         const [viewer] = window.zqReplay.scenes;
+         for (let i = 0; i < 100; ++i)
+            viewer.advance(0.02);
+         return viewer.stage.camera.position.toArray();
+      });
+      assert.ok(Math.hypot(...home.map((x, k) => x - away[k])) > 0.1);
+      assert.ok(Math.hypot(...home.map((x, k) => x - back[k])) < 1e-6, `${home} and ${back}`);
+   });
+});
+
+test("fewer pixels and lost graphics come back", async () => {
+   await show([kinds()], async page => {
+      const [coarse, fine] = await page.evaluate(() => {
+         const [viewer] = window.zqReplay.scenes;
+         const advance = (count, elapsed) => {
+            viewer.play();
+            for (let i = 0; i < count; ++i)
+               viewer.advance(elapsed);
+            viewer.pause();
+            return viewer.detail;
+         };
+         return [advance(9, 0.1), advance(1000, 1 / 60)];
+      });
+      assert.ok(coarse < 0.5 && fine === 1, `${coarse}, ${fine}`);
+      const colours = await coloursOf(page);
+      await page.evaluate(async () => {
+         const [viewer] = window.zqReplay.scenes;
+         const { renderer } = viewer.painter;
+         const lost = renderer.getContext().getExtension("WEBGL_lose_context");
+         const told = what => new Promise(resolve => renderer.domElement.addEventListener(what, resolve, { once: true }));
+         const [gone, back] = [told("webglcontextlost"), told("webglcontextrestored")];
+         lost.loseContext();
+         await gone;
+         await new Promise(requestAnimationFrame);
+         lost.restoreContext();
+         await back;
+         for (let i = 0; i < 3; ++i)
+            await new Promise(requestAnimationFrame);
+      });
+      assert.ok(await coloursOf(page) > 0.9 * colours);
+   }, { expects: /CONTEXT_LOST|Context (Lost|Restored)|context/i });
 });
 
 test("between frames a body goes straight and turns the short way", async () => {
@@ -153,6 +269,16 @@ test("a picture shows bodies and arrows of contact", async () => {
          return [0, 0.3, 1.4].map(time => (scene.seek(time), scene.contactArrows()));
       });
       assert.deepEqual(arrows, [1, 0, 1]);
+      // Between frames a contact stays where it is on its body.
+      const [offset, next] = await page.evaluate(() => [0, 0.008].map(time => {
+         const [scene] = window.zqReplay.scenes;
+         scene.seek(time);
+         const body = scene.recording.contacts[7];
+         const local = scene.stage.matrices[body].clone().invert()
+            .multiply(scene.stage.forces.arrows.batches[0].matrixAt(0));
+         return local.elements.slice(12, 15);
+      }));
+      assert.ok(offset.every((x, k) => Math.abs(x - next[k]) < 1e-6), `${offset} and ${next}`);
       await page.locator("canvas").press("c");
       assert.equal(await page.evaluate(() => window.zqReplay.scenes[0].contactArrows()), 0);
    });
@@ -237,9 +363,12 @@ test("a gallery shows those in view, and one large", async () => {
       return file;
    });
    const all = join(directory, "gallery.html");
-   execFileSync(process.execPath, [gallery, all, ...files]);
+   execFileSync(process.execPath, [gallery, all, "All of <it>", ...files.flatMap((file, i) => [file, `"${i}" & more`])]);
    await show(all, async page => {
       assert.equal(await page.evaluate(() => window.zqReplay.scenes.length), 22);
+      assert.equal(await page.locator("h1").textContent(), "All of <it>");
+      assert.equal(await page.locator(".about").nth(3).textContent(), '"3" & more');
+      assert.equal(await page.locator("canvas").first().evaluate(canvas => canvas.style.touchAction), "auto");
       const drawn = () => page.evaluate(() => window.zqReplay.scenes.map(scene => Boolean(scene.stage)));
       const before = await drawn();
       assert.deepEqual([before[0], before[21]], [true, false]);
