@@ -19,7 +19,7 @@ struct Continuation
    ZqReal time; ///< of the checkpoint (s)
    /// Whether its step is one of every Nth, which are recorded; otherwise a table has a line of it only where a run ends.
    bool isRecorded;
-   ZqReal step;   ///< that led to the checkpoint (s)
+   ZqReal step;    ///< that led to the checkpoint (s)
    ZqReal longest; ///< how long before the checkpoint the line before it may be (s)
 };
 
@@ -73,8 +73,8 @@ private:
    std::string m_fileName;
    std::string m_head;
    std::optional<Continuation> m_continuation; ///< of a file that there is
-   std::uintmax_t m_keptSize = 0;            ///< until it has begun
-   std::optional<ZqReal> m_lastTime; ///< in the lines that stay (s)
+   std::uintmax_t m_keptSize = 0;              ///< until it has begun
+   std::optional<ZqReal> m_lastTime;           ///< in the lines that stay (s)
    std::optional<OutputFile> m_file;
    std::string m_line;
 };

@@ -26,8 +26,7 @@ std::optional<ZqReal> stepOfContact(bool computesContact, ZqReal step)
 [[noreturn]] void throwOfModel(const Failure& failure)
 {
    const std::string message = failure.what();
-   const std::string received =
-      "received \"" + ZqSimulationCheckpoint::classToken().token() + '"';
+   const std::string received = "received \"" + ZqSimulationCheckpoint::classToken().token() + '"';
    throw Failure(failure.code(), message.find(received) == std::string::npos
                                     ? message
                                     : message + "; a run goes on from it with --resume");

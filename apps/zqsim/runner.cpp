@@ -120,7 +120,8 @@ void zqsim::Runner::record(const ZqSimulation::Energy& energy)
 void zqsim::Runner::recordLast()
 {
    if (m_isRecorded)
-      withObservers([&](Observer& observer) { observer.recordLast(m_simulation, m_outcome.atEnd); });
+      withObservers([&](Observer& observer)
+                    { observer.recordLast(m_simulation, m_outcome.atEnd); });
    else
       record(m_outcome.atEnd);
 }

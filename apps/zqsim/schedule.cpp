@@ -12,8 +12,8 @@ namespace
 /// Within rounding.
 bool isSame(ZqReal time, ZqReal other)
 {
-   return std::abs(time - other) <= 4.0 * std::numeric_limits<ZqReal>::epsilon() *
-                                       std::max(std::abs(time), std::abs(other));
+   return std::abs(time - other) <=
+          4.0 * std::numeric_limits<ZqReal>::epsilon() * std::max(std::abs(time), std::abs(other));
 }
 } // namespace
 
@@ -25,8 +25,8 @@ zqsim::Schedule zqsim::Schedule::lasting(ZqReal duration, ZqReal start, ZqReal s
 zqsim::Schedule zqsim::Schedule::until(ZqReal end, ZqReal start, ZqReal step)
 {
    if (!(end > start || isSame(end, start)))
-      throw Failure(Usage, "--until: " + exact(end) + " s is before the start at " +
-                              exact(start) + " s");
+      throw Failure(Usage,
+                    "--until: " + exact(end) + " s is before the start at " + exact(start) + " s");
    return {start, end, step};
 }
 
