@@ -182,7 +182,7 @@ TEST_F(ZqsimResume, ARunThatIsOverLeavesItsTables)
    const std::string resume = "--resume " + checkpoint + " --append";
    for (const auto& [arguments, code] : {std::pair{" --until 0.1", 0},
                                          {" --until 0.10000000000000001", 0},
-                                         {" --time 1 --torques 1e308", 4}})
+                                         {" --until 1e300 --dt 1e300", 4}})
    {
       EXPECT_EQ(run("run --quiet " + resume + arguments + andSave).code, code) << arguments;
       expectSameTables("run", "whole");
