@@ -114,11 +114,17 @@ zqsim::Diagnostics zqsim::readAndCheckModel(const std::string& fileName, ZqState
    Diagnostics diagnostics = readDocument(fileName, scene);
    if (prepare)
       prepare();
-   for (Zq::Diagnostic& found : Zq::checkModel(scene, step))
-   {
-      found.file = inputName(fileName);
+   for (Zq::Diagnostic& found : checkModel(fileName, scene, step))
       diagnostics.push_back(std::move(found));
-   }
+   return diagnostics;
+}
+
+zqsim::Diagnostics zqsim::checkModel(const std::string& fileName, const ZqStatedSystem& scene,
+                                     std::optional<ZqReal> step)
+{
+   Diagnostics diagnostics = Zq::checkModel(scene, step);
+   for (Zq::Diagnostic& found : diagnostics)
+      found.file = inputName(fileName);
    return diagnostics;
 }
 

@@ -49,11 +49,13 @@ void setJointVelocities(ZqStatedSystem& scene, const char* option, const std::st
 /// Reads a document from a file or standard input, and answers what had to be repaired. When it cannot be
 /// read, that is a `Failure`.
 Diagnostics readDocument(const std::string& fileName, ZqXmlObject& object);
-/// The same of a model, with what is odd about the model besides, once something has been done to it; for a simulation by
-/// steps of a length (s), or of the usual one.
+/// The same of a model, with what is odd about it besides, once something has been done to it.
 Diagnostics readAndCheckModel(const std::string& fileName, ZqStatedSystem& scene,
                               std::optional<ZqReal> step,
                               const std::function<void()>& prepare = nullptr);
+/// What is odd about a model, for a simulation by steps of a length (s), or of the usual one.
+Diagnostics checkModel(const std::string& fileName, const ZqStatedSystem& scene,
+                       std::optional<ZqReal> step);
 /// Prints a warning of each, but not notes.
 void warnOf(const Diagnostics& diagnostics);
 /// Writes a document to a file or standard output. When it cannot be written, that is a `Failure`.

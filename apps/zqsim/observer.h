@@ -23,6 +23,8 @@ public:
    virtual void see(ZqSimulation&) {}
    /// The first state, that of every Nth step, and the last.
    virtual void record(ZqSimulation&, const ZqSimulation::Energy&) {}
+   /// The last state, when it was given to `record` already: for who has left it out as that of a run that goes on.
+   virtual void recordLast(ZqSimulation&, const ZqSimulation::Energy&) {}
    /// Hands to the system what was recorded until now.
    virtual void flush() {}
    /// Brings what was recorded until now to the disk.

@@ -3,6 +3,7 @@
 #include "apps/zqsim/commands.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,29 +13,52 @@
 
 namespace
 {
-/// Whether the bytes of a file, or the names in a directory, are on the disk.
-bool isSynced(const std::filesystem::path& path)
+/// A second descriptor of a file that is open, as streams do not tell theirs; -1 of what is no file on a disk.
+int descriptorOf(const std::string& name)
 {
-   const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-   if (descriptor < 0)
-      return false;
-   // Some file systems cannot do it for directories.
-   const bool isSynced = ::fsync(descriptor) == 0 || errno == EINVAL;
+   const int descriptor = ::open(name.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+   struct stat status = {};
+   if (descriptor < 0 || (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)))
+      return descriptor;
    ::close(descriptor);
-   return isSynced;
+   return -1;
+}
+
+/// Brings the name of a file to the disk, where the file system can do that.
+void syncDirectoryOf(const std::string& name)
+{
+   std::error_code error;
+   const auto directory = std::filesystem::absolute(name, error).parent_path();
+   const int descriptor = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+   if (descriptor < 0)
+      return;
+   ::fsync(descriptor);
+   ::close(descriptor);
 }
 } // namespace
 
-zqsim::OutputFile::OutputFile(const std::string& name, std::uintmax_t keptSize)
+zqsim::OutputFile::OutputFile(const std::string& name, bool isKept)
    : m_name(isStandardStream(name) ? "standard output" : name),
      m_stream(isStandardStream(name) ? std::cout : m_file)
 {
    errno = 0;
-   if (keptSize > 0)
-      require(::truncate(name.c_str(), static_cast<off_t>(keptSize)) == 0);
    if (!isStandardStream(name))
-      m_file.open(name, keptSize > 0 ? std::ios::binary | std::ios::app : std::ios::binary);
+      m_file.open(name, isKept ? std::ios::binary | std::ios::app : std::ios::binary);
    require(m_stream.good());
+   if (m_file.is_open())
+      m_descriptor = descriptorOf(name);
+}
+
+zqsim::OutputFile::~OutputFile()
+{
+   if (m_descriptor >= 0)
+      ::close(m_descriptor);
+}
+
+void zqsim::OutputFile::cut(std::uintmax_t size)
+{
+   errno = 0;
+   require(::ftruncate(m_descriptor, static_cast<off_t>(size)) == 0);
 }
 
 void zqsim::OutputFile::require(bool isGood)
@@ -62,12 +86,13 @@ void zqsim::OutputFile::flush()
 void zqsim::OutputFile::sync()
 {
    flush();
-   std::error_code error;
-   if (!m_file.is_open() || !std::filesystem::is_regular_file(m_name, error))
+   if (m_descriptor < 0)
       return;
    errno = 0;
-   const auto directory = std::filesystem::absolute(m_name, error).parent_path();
-   require(isSynced(m_name) && isSynced(directory));
+   require(::fsync(m_descriptor) == 0 || errno == EINVAL);
+   if (!m_isNameSynced)
+      syncDirectoryOf(m_name);
+   m_isNameSynced = true;
 }
 
 void zqsim::OutputFile::close()

@@ -13,13 +13,19 @@ inline bool isStandardStream(std::string_view name)
    return name == "-";
 }
 
-/// A file that is written anew, or from some size on, or standard output. What cannot be done with it is a `Failure`, which
+/// A file that is written anew, or goes on, or standard output. What cannot be done with it is a `Failure`, which
 /// names it; but when nobody reads standard output any more, what is left is dropped.
 class OutputFile
 {
 public:
-   /// Of what the file has, the first bytes may stay.
-   explicit OutputFile(const std::string& name, std::uintmax_t keptSize = 0);
+   /// What the file has may be kept, to go on behind it.
+   explicit OutputFile(const std::string& name, bool isKept = false);
+   OutputFile(const OutputFile&) = delete;
+   OutputFile& operator=(const OutputFile&) = delete;
+   ~OutputFile();
+
+   /// Drops what a file that is kept has behind so many bytes.
+   void cut(std::uintmax_t size);
 
    std::ostream& stream() { return m_stream; }
    /// Whether what was done with the stream went well.
@@ -35,6 +41,8 @@ private:
    std::string m_name;   ///< for people
    std::ofstream m_file; ///< closed when it is standard output
    std::ostream& m_stream;
+   int m_descriptor = -1; ///< of the same file; none of what is no file on a disk
+   bool m_isNameSynced = false;
    bool m_isAbandoned = false; ///< by who read standard output
 };
 

@@ -48,7 +48,7 @@ public:
       : TableRecorder(fileName,
                       {"time", "first", "first shape", "second", "second shape", "points", "depth",
                        "normal force", "friction force", "mode"},
-                      continuation)
+                      continuation, TableLines::WhereSomethingIs)
    {
    }
 

@@ -1,6 +1,7 @@
 #include "apps/zqsim/columns.h"
 #include "apps/zqsim/commands.h"
 #include "apps/zqsim/contacts.h"
+#include "apps/zqsim/csvTable.h"
 #include "apps/zqsim/energies.h"
 #include "apps/zqsim/numbers.h"
 #include "apps/zqsim/output.h"
@@ -23,12 +24,32 @@ namespace
 {
 using namespace zqsim;
 
-/// All that is to be shown the run.
-Observers makeObservers(const RunOptions& options, ZqSimulation& simulation, std::uint64_t every)
+/// Where tables go on.
+Continuation continuationOf(const RunStart& run, std::uint64_t every)
 {
+   const std::uint64_t steps = run.simulation->steps();
+   const std::uint64_t sinceLine = steps == 0 ? 0 : (steps - 1) % every + 1;
+   return {run.simulation->state().time(), steps % every == 0, run.stepBefore,
+           static_cast<ZqReal>(sinceLine) * run.stepBefore};
+}
+
+void warnOfLostLines(const RunOptions& options, ZqReal time)
+{
+   for (const std::string* table : {&options.out, &options.contacts, &options.energy})
+      if (beginsBefore(*table, time))
+         complain("warning: " + *table + " is written anew and loses its lines from before " +
+                  exact(time) + " s: --append goes on with it");
+}
+
+/// All that is to be shown the run.
+Observers makeObservers(const RunOptions& options, const RunStart& run, std::uint64_t every)
+{
+   ZqSimulation& simulation = *run.simulation;
    std::optional<Continuation> continuation;
    if (options.appends)
-      continuation = {simulation.state().time(), simulation.steps() % every == 0};
+      continuation = continuationOf(run, every);
+   else if (!options.resume.empty())
+      warnOfLostLines(options, simulation.state().time());
    Observers observers;
    if (!options.out.empty())
       observers.push_back(
@@ -69,7 +90,7 @@ ExitCode simulate(const RunOptions& options)
       throw Failure(Usage, (options.energy.empty() ? "--energy-summary: " : "--energy: ") +
                               options.resume + " is of a run that began without");
 
-   Observers observers = makeObservers(options, simulation, every);
+   Observers observers = makeObservers(options, run, every);
    if (!options.contacts.empty() && !hasContact(simulation))
       complain("warning: --contacts: there is no interaction of contact in the model");
    const Outcome outcome = Runner(simulation, schedule, run.inputs ? &run.inputs->table : nullptr,
@@ -88,21 +109,18 @@ ExitCode simulate(const RunOptions& options)
 }
 
 constexpr const char* explanation =
-   "Each step takes the accelerations under gravity, drives, springs and constraints, and moves\n"
-   "everything by the integrator. Steps end at multiples of dt, also when a run goes on from "
-   "another;\n"
-   "the last one ends at start + time. A joint that comes to a limit stops there. Loops are held "
-   "closed. Manipulators\n"
-   "that are attached ride on their carriers, which bear their bases. Springs, doors and contact\n"
-   "between links act as the interactions of the model tell. The run ends early when a\n"
-   "stopping criterion is met, when something is not finite any more or the step is far too long "
-   "for\n"
-   "a contact (exit code 4), and at Ctrl-C or SIGTERM (130); files then hold what there is. When "
-   "a\n"
-   "file is standard output, no summary is written.\n\n"
-   "With --resume a run goes on from a checkpoint to the same numbers as if it had never ended;\n"
-   "--inputs, --interpolation, --commands, --torques and --dt may be given anew. With --append a\n"
-   "run that was killed and resumed leaves the same tables as one that was not.";
+   "Each step takes the accelerations under gravity, drives, springs and constraints, and\n"
+   "moves everything by the integrator. Steps end at multiples of dt, also when a run goes on\n"
+   "from another; the last one ends at start + --time, or at --until. A joint that comes to a\n"
+   "limit stops there. Loops are held closed. Manipulators that are attached ride on their\n"
+   "carriers, which bear their bases. Springs, doors and contact between links act as the\n"
+   "interactions of the model tell. The run ends early when a stopping criterion is met, when\n"
+   "something is not finite any more or the step is far too long for a contact (exit code 4),\n"
+   "and at Ctrl-C or SIGTERM (130); files then hold what there is. When a file is standard\n"
+   "output, no summary is written.\n\n"
+   "With --resume a run goes on from a checkpoint to the same numbers as if it had never\n"
+   "ended; --inputs, --interpolation, --commands, --torques and --dt may be given anew. With\n"
+   "--append a run that was killed and resumed leaves the same tables as one that was not.";
 } // namespace
 
 zqsim::Run zqsim::run(CLI::App& arguments)

@@ -59,8 +59,9 @@ void checkPlace(const std::string& saved)
    std::error_code error;
    if (std::filesystem::is_directory(saved, error))
       throw Failure(Failed, saved + ": " + std::strerror(EISDIR));
+   // The dot asks for a directory.
    if (!saved.empty() && !isStandardStream(saved) && !std::filesystem::is_other(saved, error) &&
-       access(plainPath(saved).parent_path().c_str(), W_OK) != 0)
+       access((plainPath(saved).parent_path() / ".").c_str(), W_OK) != 0)
       throw Failure(Failed, saved + ": " + std::strerror(errno));
 }
 
@@ -190,7 +191,7 @@ void zqsim::RunOptions::checkFiles() const
    if (columns && plot.empty() && (out.empty() || out.ends_with(".xml")))
       throw Failure(Usage, "--columns: there is neither a table nor a plot to have them");
    if (checkpointEvery && saveCheckpoint.empty())
-      throw Failure(Usage, "--checkpoint-every: there is no --save-checkpoint to have them");
+      throw Failure(Usage, "--checkpoint-every needs --save-checkpoint");
    if (checkpointEvery && isStandardStream(saveCheckpoint))
       throw Failure(Usage, "--checkpoint-every: each takes the place of the one before, which "
                            "standard output cannot");
@@ -264,24 +265,23 @@ void zqsim::RunOptions::declareStart(CLI::App& arguments)
    arguments.add_option("--time", time, "How long to simulate (s)")->type_name("NUMBER");
    arguments.add_option("--until", until, "In place of --time, the time at which to end (s)")
       ->type_name("NUMBER");
-   arguments.add_option("--dt", step, "Length of a step (s)")
-      ->type_name("NUMBER")
-      ->default_str("0.001");
+   arguments
+      .add_option("--dt", step,
+                  "Length of a step (s); if not given, 0.001, or with --resume as before")
+      ->type_name("NUMBER");
    arguments
       .add_option("--solver", solver,
-                  "How accelerations are computed: crbi by composite bodies, for models with "
-                  "constraints too; arbi by articulated bodies, for long chains")
+                  "How accelerations are computed: crbi, if not given, by composite bodies, for "
+                  "models with constraints too; arbi by articulated bodies, for long chains")
       ->check(CLI::IsMember(solvers))
-      ->type_name("NAME")
-      ->default_str("crbi");
+      ->type_name("NAME");
    arguments
       .add_option(
          "--integrator", integrator,
-         "euler: semi-implicit, of first order; midpoint: implicit, of second order, keeps "
-         "energy and momentum of free bodies; rk4: of fourth order, for smooth motion")
+         "euler, if not given: semi-implicit, of first order; midpoint: implicit, of second "
+         "order, keeps energy and momentum of free bodies; rk4: of fourth order, for smooth motion")
       ->check(CLI::IsMember(integrators))
-      ->type_name("NAME")
-      ->default_str("euler");
+      ->type_name("NAME");
    arguments.add_flag("--no-projection", isNotProjected,
                       "Leave the gaps that steps open in loops as they are");
    arguments.add_flag("--no-contact", isWithoutContact,
@@ -315,10 +315,10 @@ void zqsim::RunOptions::declareInputs(CLI::App& arguments)
            "is answered with those that there are");
    arguments
       .add_option("--interpolation", interpolation,
-                  "Between lines of --inputs: hold the last one, or linear")
+                  "Between lines of --inputs: hold the last one, or linear; if not given, hold, "
+                  "or with --resume as before")
       ->check(CLI::IsMember(interpolations))
-      ->type_name("NAME")
-      ->default_str("hold");
+      ->type_name("NAME");
 }
 
 void zqsim::RunOptions::declareFiles(CLI::App& arguments)
@@ -340,7 +340,7 @@ void zqsim::RunOptions::declareFiles(CLI::App& arguments)
            "bodies and springs hold, what drives put in, and what was lost to friction, dampers "
            "and limits");
    arguments.add_flag("--energy-summary", tellsEnergies,
-                      "Tell the same of the end in the summary, as --energy does, too");
+                      "Tell energies at the end in the summary, also without a table");
    arguments
       .add_option("--every", every,
                   "Record with --out, --contacts and --energy the first state, that of every Nth "
@@ -361,7 +361,7 @@ void zqsim::RunOptions::declareFiles(CLI::App& arguments)
            "Where to write, at the end, all that --resume needs to go on to the same numbers");
    arguments
       .add_option("--checkpoint-every", checkpointEvery,
-                  "Write the checkpoint after every Nth step, too")
+                  "Write the checkpoint after every Nth step since the beginning, too")
       ->type_name("N");
    arguments.add_flag("--json", json, "Write JSON");
    arguments.add_flag("--quiet", quiet, "Write nothing when all goes well");

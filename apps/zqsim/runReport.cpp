@@ -66,8 +66,11 @@ std::vector<zqsim::Failure> zqsim::reportRun(const RunOptions& options, const Ru
             writeDocument(simulation.scene(), options.save);
             saved = "; saved is the state at " + time;
          });
-   if (!options.saveCheckpoint.empty() && !outcome.isCheckpointSaved)
-      complain("warning: no checkpoint is saved of the end, at " + time);
+   if (!options.saveCheckpoint.empty() && outcome.checkpointTime != simulation.state().time())
+      complain("warning: no checkpoint is saved of the end, at " + time +
+               (outcome.checkpointTime
+                   ? "; the last one is of " + text(*outcome.checkpointTime) + " s"
+                   : "; the run has saved none"));
    if (!options.quiet && !options.printsData())
       attempt(
          [&]

@@ -9,6 +9,7 @@
 #include "zqManipulator/simulation/step/ZqSimulationCheckpoint.h"
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace
@@ -16,6 +17,21 @@ namespace
 using namespace zqsim;
 
 /// Contact is not looked at when it is not computed.
+std::optional<ZqReal> stepOfContact(bool computesContact, ZqReal step)
+{
+   return computesContact ? std::optional(step) : std::nullopt;
+}
+
+/// Tells who has given a checkpoint in place of a model what it is.
+[[noreturn]] void throwOfModel(const Failure& failure)
+{
+   const std::string message = failure.what();
+   const std::string received = "received \"" + ZqSimulationCheckpoint::classToken().token() + '"';
+   throw Failure(failure.code(), message.find(received) == std::string::npos
+                                    ? message
+                                    : message + "; a run goes on from it with --resume");
+}
+
 void readModel(const RunOptions& options, RunStart& run)
 {
    const auto setInitialState = [&]
@@ -25,20 +41,37 @@ void readModel(const RunOptions& options, RunStart& run)
       if (options.velocities)
          setJointVelocities(run.scene, "--velocities", *options.velocities);
    };
-   std::optional<ZqReal> stepOfContact;
-   if (!options.isWithoutContact)
-      stepOfContact = run.step;
-   warnOf(readAndCheckModel(options.model, run.scene, stepOfContact, setInitialState));
+   try
+   {
+      warnOf(readAndCheckModel(options.model, run.scene,
+                               stepOfContact(!options.isWithoutContact, run.step),
+                               setInitialState));
+   }
+   catch (const Failure& failure)
+   {
+      throwOfModel(failure);
+   }
 }
 
-void requireSameModel(const RunOptions& options, const ZqManipulatorSystem& system)
+bool isSame(const ZqXmlObject& a, const ZqXmlObject& b)
+{
+   ZqString textOfA;
+   ZqString textOfB;
+   return Zq::toXml(a, textOfA) && Zq::toXml(b, textOfB) && textOfA == textOfB;
+}
+
+/// Whatever its state.
+void requireSameModel(const RunOptions& options, const ZqStatedSystem& expected)
 {
    ZqStatedSystem scene;
    readDocument(options.model, scene);
-   ZqString expected;
-   ZqString given;
-   if (!Zq::toXml(system, expected) || !Zq::toXml(scene.system(), given) || given != expected)
-      throw Failure(InvalidInput, options.model + ": is not the model of " + options.resume);
+   for (const auto& [isTheSame, difference] :
+        {std::pair{isSame(scene.system(), expected.system()), ""},
+         std::pair{isSame(scene.configuration(), expected.configuration()),
+                   ": its attachments or exclusions are others"}})
+      if (!isTheSame)
+         throw Failure(InvalidInput,
+                       options.model + ": is not the model of " + options.resume + difference);
 }
 
 void resume(const RunOptions& options, RunStart& run)
@@ -51,10 +84,14 @@ void resume(const RunOptions& options, RunStart& run)
       throw Failure(InvalidInput, options.resume + ": " + reason(options.resume, diagnostics));
    warnOf(diagnostics);
    if (!options.model.empty())
-      requireSameModel(options, run.simulation->system());
+      requireSameModel(options, checkpoint.scene());
    run.scene = checkpoint.scene();
-   if (!options.step)
+   const bool computesContact = checkpoint.settings().computesContact;
+   if (options.step)
+      warnOf(checkModel(options.resume, run.scene, stepOfContact(computesContact, run.step)));
+   else
       run.step = checkpoint.stepLength();
+   run.stepBefore = checkpoint.stepLength() > 0.0 ? checkpoint.stepLength() : run.step;
    if (!(run.step > 0.0))
       throw Failure(Usage, "--dt is required: " + options.resume + " does not tell a step");
    if (!checkpoint.inputTable().empty())

@@ -42,11 +42,21 @@ zqsim::Outcome zqsim::Runner::run(bool showProgress)
       record(m_outcome.atStart);
       doSteps(showProgress);
       m_outcome.atEnd = m_simulation.energy();
-      if (!m_isRecorded && std::isfinite(m_outcome.atEnd.total()))
-         record(m_outcome.atEnd);
+      if (std::isfinite(m_outcome.atEnd.total()))
+         recordLast();
    }
    finish();
    return m_outcome;
+}
+
+/// Why no step follows the present state; null when one does.
+const char* zqsim::Runner::reasonToEnd() const
+{
+   if (!m_simulation.firedCriteria().empty())
+      return "stopping criterion";
+   if (isInterrupted())
+      return "interrupted";
+   return m_outcome.steps < m_schedule.count() ? nullptr : "time reached";
 }
 
 void zqsim::Runner::doSteps(bool showProgress)
@@ -55,12 +65,13 @@ void zqsim::Runner::doSteps(bool showProgress)
    constexpr std::uint64_t stepsBetweenLooks = 16;
    const InterruptionGuard guard;
    Progress progress(m_schedule.start(), m_schedule.end(), showProgress);
-   while (m_outcome.steps < m_schedule.count() && m_outcome.failures.empty() &&
+   const char* end = reasonToEnd();
+   while (end == nullptr && m_outcome.failures.empty() &&
           m_simulation.stepTo(m_schedule.time(m_outcome.steps + 1)))
    {
       ++m_outcome.steps;
       setInputs();
-      m_isRecorded = m_outcome.isCheckpointSaved = false;
+      m_isRecorded = false;
       withObservers([&](Observer& observer) { observer.see(m_simulation); });
       if (!m_observers.empty() && m_simulation.steps() % m_every == 0)
       {
@@ -69,21 +80,16 @@ void zqsim::Runner::doSteps(bool showProgress)
             break;
          record(energy);
       }
-      if (m_checkpointing.every != 0 && m_simulation.steps() % m_checkpointing.every == 0)
+      end = reasonToEnd();
+      // That of the end waits for the last line.
+      if (end == nullptr && m_checkpointing.every != 0 &&
+          m_simulation.steps() % m_checkpointing.every == 0)
          saveCheckpoint();
       if (m_outcome.steps % stepsBetweenLooks == 0 && progress.update(m_simulation.state().time()))
          withObservers([](Observer& observer) { observer.flush(); });
-      if (!m_simulation.firedCriteria().empty())
-      {
-         m_outcome.end = "stopping criterion";
-         break;
-      }
-      if (isInterrupted())
-      {
-         m_outcome.end = "interrupted";
-         break;
-      }
    }
+   if (end != nullptr)
+      m_outcome.end = end;
    m_outcome.wallTime = progress.elapsed();
 }
 
@@ -111,12 +117,22 @@ void zqsim::Runner::record(const ZqSimulation::Energy& energy)
    m_isRecorded = true;
 }
 
+void zqsim::Runner::recordLast()
+{
+   if (m_isRecorded)
+      withObservers([&](Observer& observer)
+                    { observer.recordLast(m_simulation, m_outcome.atEnd); });
+   else
+      record(m_outcome.atEnd);
+}
+
 /// What cannot be saved ends the run, and so does what cannot be recorded: a checkpoint with which tables have a gap
 /// is of no use.
 void zqsim::Runner::saveCheckpoint()
 {
-   if (!m_checkpointing.save || m_outcome.isCheckpointSaved)
+   if (!m_checkpointing.save)
       return;
    withObservers([](Observer& observer) { observer.sync(); });
-   m_outcome.isCheckpointSaved = m_outcome.failures.empty() && succeeds(m_checkpointing.save);
+   if (m_outcome.failures.empty() && succeeds(m_checkpointing.save))
+      m_outcome.checkpointTime = m_simulation.state().time();
 }

@@ -37,9 +37,11 @@ public:
 
 private:
    void doSteps(bool showProgress);
+   const char* reasonToEnd() const;
    void finish();
    void setInputs();
    void record(const ZqSimulation::Energy& energy);
+   void recordLast();
    void saveCheckpoint();
    template <class Action>
    void withObservers(Action action);

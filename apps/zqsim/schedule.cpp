@@ -7,19 +7,26 @@
 #include <cmath>
 #include <limits>
 
+namespace
+{
+/// Within rounding.
+bool isSame(ZqReal time, ZqReal other)
+{
+   return std::abs(time - other) <=
+          4.0 * std::numeric_limits<ZqReal>::epsilon() * std::max(std::abs(time), std::abs(other));
+}
+} // namespace
+
 zqsim::Schedule zqsim::Schedule::lasting(ZqReal duration, ZqReal start, ZqReal step)
 {
-   if (!(step <= duration))
-      throw Failure(Usage, "--dt: a step of " + exact(step) + " s is longer than --time, " +
-                              exact(duration) + " s");
    return {start, start + duration, step};
 }
 
 zqsim::Schedule zqsim::Schedule::until(ZqReal end, ZqReal start, ZqReal step)
 {
-   if (!(end > start))
-      throw Failure(Usage, "--until: " + exact(end) + " s is not after the start at " +
-                              exact(start) + " s");
+   if (!(end > start || isSame(end, start)))
+      throw Failure(Usage,
+                    "--until: " + exact(end) + " s is before the start at " + exact(start) + " s");
    return {start, end, step};
 }
 
@@ -32,10 +39,8 @@ zqsim::Schedule::Schedule(ZqReal start, ZqReal end, ZqReal step)
    if (!(farthest / step <= most && duration / step <= most))
       throw Failure(Usage, "--dt: steps of " + exact(step) + " s are too short from " +
                               exact(start) + " s to " + exact(end) + " s");
-   // What differs from a multiple by rounding is that multiple.
-   const ZqReal rounding = 4.0 * std::numeric_limits<ZqReal>::epsilon() * farthest;
    const auto isMultiple = [&](ZqReal time)
-   { return std::abs(time - std::round(time / step) * step) <= rounding; };
+   { return isSame(time, std::round(time / step) * step); };
    m_startMultiple = isMultiple(start) ? std::round(start / step) : std::floor(start / step);
    ZqReal endMultiple = std::ceil(m_end / step);
    m_nextMultiple = endMultiple;
@@ -45,5 +50,6 @@ zqsim::Schedule::Schedule(ZqReal start, ZqReal end, ZqReal step)
       m_end = endMultiple * step;
       m_nextMultiple = endMultiple + 1.0;
    }
-   m_count = static_cast<std::uint64_t>(endMultiple - m_startMultiple);
+   if (!isSame(m_end, m_start))
+      m_count = static_cast<std::uint64_t>(endMultiple - m_startMultiple);
 }

@@ -7,7 +7,8 @@
 namespace zqsim
 {
 /// The times of steps: multiples of their nominal length, so that a run that goes on where another has
-/// ended steps at the same times as one run. A first or last step to or from another time is shorter.
+/// ended steps at the same times as one run. A first or last step to or from another time is shorter. There is none when
+/// it ends where it starts.
 class Schedule
 {
 public:
@@ -37,6 +38,6 @@ private:
    ZqReal m_step;
    ZqReal m_startMultiple; ///< of the step: the last that is not after the start
    ZqReal m_nextMultiple;  ///< the first after the end
-   std::uint64_t m_count;
+   std::uint64_t m_count = 0;
 };
 } // namespace zqsim

@@ -5,6 +5,7 @@
 #include "zqManipulator/simulation/step/ZqSimulation.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,8 +22,8 @@ struct Outcome
    ZqReal wallTime = 0.0;
    ZqSimulation::Energy atStart;
    ZqSimulation::Energy atEnd;
-   std::vector<Failure> failures;  ///< of observers and checkpoints
-   bool isCheckpointSaved = false; ///< of the end
+   std::vector<Failure> failures;        ///< of observers and checkpoints
+   std::optional<ZqReal> checkpointTime; ///< of the last one that was saved (s)
 };
 
 /// What a run was asked for, as its summary repeats it.

@@ -149,9 +149,12 @@ TEST_F(ZqsimResume, WhatDoesNotFitIsRefusedAndLeftAsItIs)
            {resume + " --energy a.csv", 2, "run.ck is of a run that began without"},
            {resume + " --no-contact", 2, "--no-contact: with --resume"},
            {resume + " --until 1", 2, "--until: it stands in place of --time"},
-           {"--resume " + checkpoint + " --until 0.1", 2, "0.1 s is not after the start at 0.1"},
+           {"--resume " + checkpoint + " --until 0.09", 2, "0.09 s is before the start at 0.1"},
+           {checkpoint + " --time 1", 3, "a run goes on from it with --resume"},
+           {resume + " --append --out " + scratch(""), 3, "--append: it is no file to go on with"},
+           {resume + " --save " + checkpoint + "/x", 1, "run.ck/x: Not a directory"},
            {"--time 1", 2, "MODEL is required"},
-           {resume + " --checkpoint-every 3", 2, "there is no --save-checkpoint"},
+           {resume + " --checkpoint-every 3", 2, "--checkpoint-every needs --save-checkpoint"},
            {resume + " --checkpoint-every 0 --save-checkpoint a.ck", 2,
             "--checkpoint-every: \"0\""},
            {resume + " --save " + checkpoint, 2, "is the file of --resume"},
@@ -165,6 +168,55 @@ TEST_F(ZqsimResume, WhatDoesNotFitIsRefusedAndLeftAsItIs)
    }
    EXPECT_EQ(contentOf(table), lines);
    EXPECT_EQ(contentOf(scratch("a.csv")), "time,x\n");
+}
+
+TEST_F(ZqsimResume, ARunThatIsOverLeavesItsTables)
+{
+   // The checkpoint is beside what is recorded: the line of the end is there because the run ended.
+   const std::string checkpoint = scratch("run.ck");
+   const std::string andSave = " --save-checkpoint " + checkpoint + " --every 7" + tables("run");
+   expectDone(model("pendulum") + " --until 0.1" + andSave);
+   std::filesystem::copy_file(checkpoint, scratch("before.ck"));
+   for (const std::string table : {".csv", "Contacts.csv", "Energy.csv"})
+      std::filesystem::copy_file(scratch("run" + table), scratch("whole" + table));
+   const std::string resume = "--resume " + checkpoint + " --append";
+   for (const auto& [arguments, code] : {std::pair{" --until 0.1", 0},
+                                         {" --until 0.10000000000000001", 0},
+                                         {" --until 1e300 --dt 1e300", 4}})
+   {
+      EXPECT_EQ(run("run --quiet " + resume + arguments + andSave).code, code) << arguments;
+      expectSameTables("run", "whole");
+      EXPECT_TRUE(contentOf(checkpoint) == contentOf(scratch("before.ck"))) << arguments;
+   }
+}
+
+TEST_F(ZqsimResume, OnlyATornEndOfATableIsDropped)
+{
+   const std::string checkpoint = scratch("run.ck");
+   const std::string table = scratch("table.csv");
+   const std::string columns = " --columns energy --append --every 5 --out " + table;
+   expectDone(model("pendulum") + " --time 0.05 --every 5 --columns energy --out " + table +
+              " --save-checkpoint " + checkpoint);
+   const std::string whole = contentOf(table);
+   const auto lineOf = [&](const char* time) { return whole.find(std::string("\n") + time) + 1; };
+   const auto without = [&](const char* from, const char* to)
+   { return std::string(whole).erase(lineOf(from), lineOf(to) - lineOf(from)); };
+   for (const auto& [text, message] : std::initializer_list<std::pair<std::string, std::string>>{
+           {whole + "0.051,1", ""},
+           {whole + std::string(9, '\0') + "\nx\n", ""},
+           {std::string(whole).insert(lineOf("0.02,"), "x\n"), "line 6 cannot be read, but line 7"},
+           {std::string(whole).insert(lineOf("0.02,"), "0.02,1\n"), "line 6 has 2 fields, and not"},
+           {std::string(whole).insert(lineOf("0.02,"), "0.03,1,1,1\n"), "line 7 is of an earlier"},
+           {std::string(whole).insert(lineOf("0.02,"), "\""), "line 6 has no end, but lines"},
+           {whole.substr(0, lineOf("0.04,")), "lines are missing between 0.035 s and"}})
+   {
+      std::ofstream(table) << text;
+      const Result result = run("run --quiet --resume " + checkpoint + " --until 0.05" + columns);
+      EXPECT_EQ(result.code, message.empty() ? 0 : 3) << message << result.err;
+      EXPECT_NE(result.err.find(message), std::string::npos) << message << '\n' << result.err;
+      if (!message.empty())
+         EXPECT_TRUE(contentOf(table) == text) << message;
+   }
 }
 
 TEST_F(ZqsimResume, AFullDiskOrADivergenceLeavesTheCheckpointBefore)

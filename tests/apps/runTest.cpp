@@ -304,7 +304,6 @@ TEST_F(ZqsimRun, WrongOptionsAreToldBeforeARun)
            {arm + " --time 1 --dt 0", 2, "--dt: \"0\""},
            {arm + " --time 1 --dt -0.1", 2, "--dt: \"-0.1\""},
            {arm + " --time 1 --dt inf", 2, "--dt: \"inf\""},
-           {arm + " --time 1 --dt 2", 2, "a step of 2 s is longer than --time, 1 s"},
            {arm + " --time 1 --dt 1e-300", 2, "too short"},
            {changed("pendulum", {{"<time>0<", "<time>1e20<"}}) + " --time 1", 2, "too short"},
            {arm + " --time 1 --every 0", 2, "--every: \"0\" is not a whole number above zero"},

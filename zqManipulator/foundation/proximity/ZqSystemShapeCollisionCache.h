@@ -93,8 +93,8 @@ public:
    /// Where searches begin that do not begin anew, in the order of keys: with the memories all of the past that
    /// the next evaluation depends on.
    std::vector<ZqPairCacheOfPair> pairCaches() const;
-   /// Has searches begin there, of shapes of the model that it follows; those of other pairs begin as they would.
-   /// A cache of other shapes than there are does nothing.
+   /// The next searches of these pairs begin with their caches, and those of all other pairs as if there were none
+   /// to set. A cache of a pair that the model does not have is left out.
    void setPairCaches(std::span<const ZqPairCacheOfPair> caches);
    /// @}
 

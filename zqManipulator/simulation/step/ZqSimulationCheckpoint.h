@@ -27,7 +27,7 @@ class ZqSimulationCheckpoint : public ZqXmlClass<ZqSimulationCheckpoint>
 public:
    using Reals = ZqXmlVectorBasicType<ZqReal>;
 
-   /// That is written, and the latest that is read.
+   /// The one that is written, and the latest that is read.
    static constexpr ZqU32 latestVersion = 1;
 
    static const ZqToken& classToken() { return ZqManip::ZqSimulationCheckpointToken; }
