@@ -180,11 +180,9 @@ TEST_F(ZqsimResume, ARunThatIsOverLeavesItsTables)
    for (const std::string table : {".csv", "Contacts.csv", "Energy.csv"})
       std::filesystem::copy_file(scratch("run" + table), scratch("whole" + table));
    const std::string resume = "--resume " + checkpoint + " --append";
-   for (const auto& [arguments, code] : {std::pair{" --until 0.1", 0},
-                                         {" --until 0.10000000000000001", 0},
-                                         {" --until 1e300 --dt 1e300", 4}})
+   for (const std::string arguments : {" --until 0.1", " --until 0.10000000000000001"})
    {
-      EXPECT_EQ(run("run --quiet " + resume + arguments + andSave).code, code) << arguments;
+      expectDone(resume + arguments + andSave);
       expectSameTables("run", "whole");
       EXPECT_TRUE(contentOf(checkpoint) == contentOf(scratch("before.ck"))) << arguments;
    }
