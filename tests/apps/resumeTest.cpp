@@ -124,6 +124,8 @@ TEST_F(ZqsimResume, WhatDoesNotFitIsRefusedAndLeftAsItIs)
    const std::string version = "checkpointVersion=\"";
    later.replace(later.find(version) + version.size(), 1, "9");
    const std::string resume = "--resume " + checkpoint + " --time 1";
+   const std::string folder = scratch("folder.csv");
+   std::filesystem::create_directory(folder);
    struct Case
    {
       std::string arguments;
@@ -137,9 +139,10 @@ TEST_F(ZqsimResume, WhatDoesNotFitIsRefusedAndLeftAsItIs)
            {"--resume " + model("pendulum") + " --time 1", 3, "pendulum.xml:"},
            {"--resume none.ck --time 1", 3, "none.ck: the file cannot be opened"},
            {model("planarTwoLink") + ' ' + resume, 3, "is not the model of"},
-           {resume + " --append --out " + table + " --columns energy", 3, "its columns are not"},
+           {resume + " --append --out " + table + " --columns energy", 3,
+            "its column 2 is \"pendulum/bob position\""},
            {resume + " --append --out " + table + " --contacts " + write("a.csv", "time,x\n"), 3,
-            "a.csv: --append: its columns are not"},
+            "a.csv: --append: its column 2 is \"x\""},
            {resume + " --append --out a.xml", 2, "--append: goes on with tables"},
            {resume + " --append --out -", 2, "--append: standard output"},
            {resume + " --append", 2, "--append: there is no table"},
@@ -151,7 +154,7 @@ TEST_F(ZqsimResume, WhatDoesNotFitIsRefusedAndLeftAsItIs)
            {resume + " --until 1", 2, "--until: it stands in place of --time"},
            {"--resume " + checkpoint + " --until 0.09", 2, "0.09 s is before the start at 0.1"},
            {checkpoint + " --time 1", 3, "a run goes on from it with --resume"},
-           {resume + " --append --out " + scratch(""), 3, "--append: it is no file to go on with"},
+           {resume + " --append --out " + folder, 3, "--append: it is no file to go on with"},
            {resume + " --save " + checkpoint + "/x", 1, "run.ck/x: Not a directory"},
            {"--time 1", 2, "MODEL is required"},
            {resume + " --checkpoint-every 3", 2, "--checkpoint-every needs --save-checkpoint"},

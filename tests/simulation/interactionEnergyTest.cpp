@@ -98,6 +98,7 @@ OpenEnergy balance(const ContactScene& scene, Integrator integrator, ZqReal dt, 
 {
    ZqSimulation::Settings settings;
    settings.integrator = integrator;
+   settings.booksEnergy = true; // contacts tell all of what they lose to who keeps books alone
    ZqSimulation simulation(scene.system, settings);
    const ZqLinkInteractionsVector& interactions = scene.system.system().linkInteractionsVector();
    OpenEnergy gap;
