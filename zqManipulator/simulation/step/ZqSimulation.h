@@ -490,7 +490,7 @@ private:
    std::optional<DeepestContact> m_deepestContact; ///< where the last step began
    std::optional<DeepestContact> m_greatestDepth;
    std::uint64_t m_slips = 0;
-   ZqEnergyBook m_book;         ///< of the steps that were done, without what is held
-   bool m_hasBookBegun = false; ///< with the first step
+   ZqEnergyBook m_book;                      ///< of the steps that were done, without what is held
+   bool m_hasBookBegun = false;              ///< with the first step
    ZqInteractionEnergy m_interactionsOfStep; ///< where the step began
 };
