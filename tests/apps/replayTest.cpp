@@ -43,7 +43,8 @@ std::vector<Number> arrayOf(const Json& text)
    const std::string bytes = bytesOf(text.get<std::string>());
    std::vector<Number> numbers(bytes.size() / sizeof(Number));
    EXPECT_EQ(numbers.size() * sizeof(Number), bytes.size());
-   std::memcpy(numbers.data(), bytes.data(), bytes.size());
+   if (!bytes.empty())
+      std::memcpy(numbers.data(), bytes.data(), bytes.size());
    for (const Number number : numbers)
       EXPECT_TRUE(std::isfinite(static_cast<double>(number)));
    return numbers;
