@@ -23,6 +23,12 @@ namespace ZqGeom
 extern const ZqToken ns;
 }
 
+/// Tokens of functions of joint positions.
+namespace ZqFunction
+{
+extern const ZqToken ns;
+}
+
 /// Tokens of sensors.
 namespace ZqSensorInterface
 {

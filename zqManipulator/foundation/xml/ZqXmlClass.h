@@ -53,6 +53,15 @@ constexpr ZqComponent<Owner, Member> ZqAttributeComponent(Member Owner::*member,
    return {member, token, documentation, true, false};
 }
 
+/// The same for an attribute that is never written where it equals its default.
+template <class Owner, class Member>
+constexpr ZqComponent<Owner, Member>
+ZqOptionalAttributeComponent(Member Owner::*member, const ZqToken* token,
+                             const char* documentation = nullptr)
+{
+   return {member, token, documentation, true, false, true};
+}
+
 /// Builds the table of a class from the lists of the class and of its bases.
 namespace ZqXmlTables
 {
