@@ -482,6 +482,11 @@ public:
    /// Restates shapes, masses, named points and named frames in a frame that is moved: what was at x is then
    /// at T x. The joint stays.
    virtual void transformComponentsBy(const ZqCoordinateSystemTransformation& T);
+   /// Changes the primary frame, and restates in it what is stated in it: nothing moves. False, with a
+   /// message and no change, for a link without a joint, which keeps the identity.
+   ///
+   /// What others state in the primary frame follows with the operation of the manipulator.
+   virtual bool transformPrimaryFrame(const ZqCoordinateSystemTransformation& frame);
    /// Gives another link the label, damper, drive, joint, masses, spring and shapes of this one; the shapes
    /// are its own.
    void copyLinkProperties(ZqManipulatorLink& target) const;
@@ -518,7 +523,7 @@ public:
    virtual void registerComponentsForBase();
    virtual void updateMassProperties();
    /// Changes the labels that springs, dampers and references in the subtree hold as an edit of the
-   /// manipulator's links says.
+   /// manipulator's links says, and what drives, springs and dampers say of positions of joints.
    void apply(const ZqLinkEdit& edit);
 
 protected:
@@ -563,6 +568,7 @@ private:
       return referencedShapeOwner();
    }
    const ZqManipulatorLink& referencedShapeOwner() const;
+   void transformAllButShapesBy(const ZqCoordinateSystemTransformation& T);
    void replaceShape(const ZqShape& shape, ZqU32 shapeIndex, bool replaceAll);
    void takeShapes(ZqShapeContainer&& shapes);
    ZqReal reachOfShape() const;

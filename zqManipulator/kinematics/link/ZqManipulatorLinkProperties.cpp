@@ -199,6 +199,11 @@ void ZqManipulatorLink::transformComponentsBy(const ZqCoordinateSystemTransforma
    removeLinkReferences();
    m_shapes.m_container.transformBy(T);
    mapShapes();
+   transformAllButShapesBy(T);
+}
+
+void ZqManipulatorLink::transformAllButShapesBy(const ZqCoordinateSystemTransformation& T)
+{
    m_baseMassProperties.transformBy(T);
    for (auto& [name, properties] : m_massPropertiesMap.mapContainer())
       properties.transformBy(T);
@@ -208,6 +213,16 @@ void ZqManipulatorLink::transformComponentsBy(const ZqCoordinateSystemTransforma
       frame = T * frame;
    updateMassProperties();
    updateDHMassProperties();
+}
+
+bool ZqManipulatorLink::transformPrimaryFrame(const ZqCoordinateSystemTransformation& frame)
+{
+   const ZqCoordinateSystemTransformation toNew = frame.inverse() * primaryFrame();
+   setPrimaryFrame(frame);
+   if (!(primaryFrame() == frame))
+      return false;
+   transformComponentsBy(toNew);
+   return true;
 }
 
 void ZqManipulatorLink::copyLinkProperties(ZqManipulatorLink& target) const

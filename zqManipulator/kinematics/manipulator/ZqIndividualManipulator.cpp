@@ -361,7 +361,7 @@ void ZqIndividualManipulator::keepRecord(Record* record)
 
 void ZqIndividualManipulator::apply(const ZqLinkEdit& edit)
 {
-   if (edit.hasLabels())
+   if (edit.hasLabels() || edit.hasRestatements())
    {
       ZqManipulatorLink::apply(edit);
       m_selfCollisionLinkMap.apply(edit);
@@ -601,17 +601,6 @@ ZqU32 ZqIndividualManipulator::linkIndexByIdentifier(const ZqString& label) cons
    if (found != links.end())
       return static_cast<ZqU32>(found - links.begin());
    return label == linkLabel() ? ZqBaseLinkIndex : ZqNoLinkIndex;
-}
-
-bool ZqIndividualManipulator::replaceLinkKinematics(const ZqString& label,
-                                                    const ZqLinkKinematics& joint)
-{
-   ZqManipulatorLink* link = linkByIdentifier(label);
-   if (link == nullptr)
-      return false;
-   link->setLinkKinematics(joint);
-   fitAbsoluteBoundingSphere();
-   return true;
 }
 
 bool ZqIndividualManipulator::setChildLinkNamedFrames(ZqU32 index, const NamedFrames& frames)
