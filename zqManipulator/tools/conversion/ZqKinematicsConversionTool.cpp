@@ -60,24 +60,22 @@ bool ZqKinematicsConversionTool::reconfigureDhToPrecursor(ZqIndividualManipulato
    const auto [link, old] = linkWithDh(manipulator, linkLabel);
    if (link == nullptr)
       return false;
-   if (old->dhType() == Dh::General)
-      return true;
-
    // What stands before the joint's own turn or slide, and what stands behind it.
    Dh joint = *old;
-   Transform inboard = old->dhType() == Dh::GeneralPaul || old->dhType() == Dh::GeneralCraig
-                          ? old->precursor()
-                          : Transform();
+   const bool hasPrecursor = old->dhType() != Dh::Paul && old->dhType() != Dh::Craig;
+   Transform inboard = hasPrecursor ? old->precursor() : Transform();
    Transform outboard;
-   const bool isPaul = old->dhType() <= Dh::GeneralPaul;
-   Transform& twist = isPaul ? outboard : inboard;
-   twist *= Transform(ZqVector::xVector(old->dhA())) *
-            Transform(ZqOrientation::xRotation(old->dhAlpha()));
-   inboard *= old->jointType() == Dh::Rotational
-                 ? Transform(ZqVector::zVector(old->dhD()))
-                 : Transform(ZqOrientation::zRotation(old->dhTheta()));
+   if (old->dhType() != Dh::General)
+   {
+      const bool isPaul = old->dhType() <= Dh::GeneralPaul;
+      (isPaul ? outboard : inboard) *=
+         Transform(ZqVector::xVector(old->dhA()), ZqOrientation::xRotation(old->dhAlpha()));
+      inboard *= old->jointType() == Dh::Rotational
+                    ? Transform(ZqVector::zVector(old->dhD()))
+                    : Transform(ZqOrientation::zRotation(old->dhTheta()));
+      joint.setDhType(isPaul ? Dh::GeneralPaul : Dh::GeneralCraig);
+   }
    joint.setPrecursor(inboard);
-   joint.setDhType(isPaul ? Dh::GeneralPaul : Dh::GeneralCraig);
    joint.setDhA(0.0);
    joint.setDhD(0.0);
    joint.setDhAlpha(0.0);
