@@ -160,7 +160,8 @@ bool ZqKinematicsConversionTool::add3SagJoints(ZqIndividualManipulator& manipula
 bool ZqKinematicsConversionTool::reconfigureForIdentityPrimaryFrames(
    ZqStatedSystem& system, unsigned int manipulatorIndex) const
 {
-   if (system.editManipulator(manipulatorIndex, [](ZqIndividualManipulator& manipulator)
+   if (manipulatorIndex < system.numberOfManipulators() &&
+       system.editManipulator(manipulatorIndex, [](ZqIndividualManipulator& manipulator)
                               { manipulator.transformAllPrimaryFramesToIdentity(); }))
       return true;
    Zq::Print::instance().write(Zq::Rejected,
