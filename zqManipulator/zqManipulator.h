@@ -155,6 +155,8 @@
 #include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
 #include "zqManipulator/kinematics/joint/ZqLinkKinematics.h"
 #include "zqManipulator/kinematics/joint/ZqLinkKinematicsContainer.h"
+#include "zqManipulator/kinematics/joint/ZqQuadrilateralTypeLink.h"
+#include "zqManipulator/kinematics/joint/ZqScrewTypeLink.h"
 #include "zqManipulator/kinematics/link/ZqBaseLinkInterface.h"
 #include "zqManipulator/kinematics/link/ZqLinkContents.h"
 #include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
