@@ -22,6 +22,12 @@
 //    d tau_i / dqd_j = S_i . 2 (I_j S'_j + B_j S_j)
 //    d tau_j / dqd_i = S_j . 2 (I_j S'_i + B_j S_i)
 //
+// The unit motion of a slot changes with its position too, in the axes of its link: by s = dS/dq and t = d2S/dq2.
+// With R = s qd, S' = V x S + R holds its own rate, and where its position moves bodies outboard of it, these
+// have R of velocity more, and of acceleration s qdd + t qd^2 + V_i x R, besides R x (V_k - V_i) for a body k that
+// moves by itself. So S'' = A x S + V x (V x S) + s qdd + t qd^2 + 2 V_i x R, and the torque of the slot itself
+// changes by s . F besides.
+//
 // External forces are constant in the axes of their links. They turn with the bodies, as F does, and are part
 // of it.
 namespace zqMotion
@@ -151,9 +157,9 @@ ZQ_MOTION_INLINE Vec6<ZqReal> baseDirection(int k)
 }
 
 /// Unit motions with their rates, and the velocities and accelerations of all links: V = V_parent + S qd,
-/// A = A_parent + S qdd + S' qd. Null accelerations stand for zeros.
+/// A = A_parent + S qdd + S' qd. Null accelerations stand for zeros. Slots stand beside their changes.
 void moveInBase(const Tree& tree, const BaseMotion<ZqReal>& base, const Place<ZqReal>* places,
-                const Slot<ZqReal>* slots, const ZqReal* qd, const ZqReal* qdd,
+                const Slot<ZqReal>* slots, const SlotChange* changes, const ZqReal* qd, const ZqReal* qdd,
                 const GradientWork& work);
 /// The sums of each link alone. What is added to the forces stands in axis frames, the base's first: external
 /// forces, negative. Null for nothing.
@@ -177,9 +183,13 @@ ZQ_MOTION_INLINE SubtreeSums<T> sumsAt(const ZqReal* x, int stride)
 void gatherGradients(const Tree& tree, ZqReal* torques, const GradientWork& work);
 /// Zeros for joints on different branches.
 void clearBetweenBranches(const Tree& tree, const GradientMatrix& matrix);
-/// The gradients of the torques by positions and velocities of the joints.
+/// The gradients of the torques by positions and velocities of the joints. What is not known of a slot's changes is
+/// missing in the column of its position.
 void writeGradients(const Tree& tree, const GradientWork& work, const GradientMatrix& byPosition,
                     const GradientMatrix& byVelocity);
+/// What the torque of a slot itself changes with its position by: to be added to what is written.
+ZqReal torqueByOwnChange(int link, const Place<ZqReal>& place, const SlotChange& change,
+                         const GradientWork& work);
 /// Rows and columns of a free base: the force on it, its position, velocity and acceleration, in its axes.
 void writeBaseGradients(const Tree& tree, const BaseMotion<ZqReal>& base, const GradientWork& work,
                         const GradientMatrix& byPosition, const GradientMatrix& byVelocity);
