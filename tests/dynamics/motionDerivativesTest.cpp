@@ -233,8 +233,7 @@ ZqReArray differenceOfTorques(const MovingScene& scene, By by, ZqU32 k)
       moved.change(by, k, offset);
       moved.setActive();
       inverse.setManipulator(&moved.manipulator());
-      const ZqManipulatorTorque& torques =
-         inverse.torques(moved.external, moved.active, nullptr);
+      const ZqManipulatorTorque& torques = inverse.torques(moved.external, moved.active, nullptr);
       return moved.column(torques.generalForce(), torques.jointTorques().values());
    };
    return ((at(step) - at(-step)) * 8.0 - (at(2.0 * step) - at(-2.0 * step))) *

@@ -46,17 +46,16 @@ TEST(LinkageJoints, CloseAsCirclesMeet)
       const ZqReal q = random.real(-2.0, 2.0);
       const FrameMotion pivot(zqTest::frameOf(joint, q));
       EXPECT_TRUE(joint.calculateTransform(q).translation().approxEq(pivot.p, tolerance));
-      EXPECT_TRUE(
-         (joint.calculateTransform(q).orientation() * ZqVector::xVector(1.0))
-            .approxEq(pivot.axes[0], tolerance));
+      EXPECT_TRUE((joint.calculateTransform(q).orientation() * ZqVector::xVector(1.0))
+                     .approxEq(pivot.axes[0], tolerance));
       EXPECT_TRUE(joint.closesAt(q));
 
       // The default form: each position by itself, and at the height of the triangle.
       joint.setPivotFrame(false);
       const CirclesOfLinkage circles(joint, q);
       const int side = circles.side();
-      const ZqReal height = static_cast<ZqReal>(std::abs(
-         circles.A.x * circles.sine[side].x + joint.d1Length() * circles.cosine[side].x));
+      const ZqReal height = static_cast<ZqReal>(
+         std::abs(circles.A.x * circles.sine[side].x + joint.d1Length() * circles.cosine[side].x));
       const Transformation local = joint.precursor().inverse() * joint.calculateTransform(q);
       EXPECT_TRUE(
          local.translation().approxEq({height, 0.0, joint.zDistanceA()}, 10.0 * tolerance));
@@ -74,8 +73,7 @@ TEST(LinkageJoints, CloseAsCirclesMeet)
       EXPECT_TRUE((B * ZqVector::xVector(-side2))
                      .approxEq({0.0, joint.d1Length(), joint.zDistanceB()}, 10.0 * tolerance));
       EXPECT_TRUE(joint.frameCTransform(q).approxEq(
-         joint.frameBTransform(q) *
-            Transformation(ZqVector::xVector(-(q + joint.nominalLength()))),
+         joint.frameBTransform(q) * Transformation(ZqVector::xVector(-(q + joint.nominalLength()))),
          10.0 * tolerance));
       EXPECT_TRUE(joint.frameATransform(q).approxEq(
          joint.precursor() * Transformation(ZqVector(A, 0.0, joint.zDistanceA())), tolerance));
@@ -98,8 +96,8 @@ TEST(LinkageJoints, MoveAsTheirFrames)
       constexpr ZqReal within = 1e-12; // the lever of the angle goes down to a tenth of the lengths
       EXPECT_TRUE(joint->transformAt(q).translation().approxEq(expected.p, within));
       EXPECT_TRUE(joint->velocityAt(q, qd).approxEq(inFrame(expected.v, expected.w), within));
-      EXPECT_TRUE(joint->accelerationAt(q, qd, qdd).approxEq(inFrame(expected.a, expected.alpha),
-                                                             10.0 * within));
+      EXPECT_TRUE(joint->accelerationAt(q, qd, qdd)
+                     .approxEq(inFrame(expected.a, expected.alpha), 10.0 * within));
       EXPECT_EQ(joint->calculateVelocity(q, qd), joint->velocityAt(q, qd));
       EXPECT_EQ(joint->calculateAcceleration(q, qd, qdd), joint->accelerationAt(q, qd, qdd));
       EXPECT_EQ(joint->calculateTransform(q), joint->transformAt(q));
@@ -116,9 +114,8 @@ TEST(LinkageJoints, MoveAsTheirFrames)
       ASSERT_TRUE(joint->unitMotionDerivatives(q + 1e-5, after, unused));
       ASSERT_TRUE(joint->unitMotionDerivatives(q - 1e-5, before, unused));
       EXPECT_TRUE(((after - before) * 0.5e5).approxEq(second, 1e-7));
-      EXPECT_TRUE(
-         ((joint->velocityAt(q + 1e-5, 1.0) - joint->velocityAt(q - 1e-5, 1.0)) * 0.5e5)
-            .approxEq(first, 1e-7));
+      EXPECT_TRUE(((joint->velocityAt(q + 1e-5, 1.0) - joint->velocityAt(q - 1e-5, 1.0)) * 0.5e5)
+                     .approxEq(first, 1e-7));
    }
 }
 
@@ -182,7 +179,8 @@ TEST(LinkageJoints, LieFlatWhereTheyDoNotClose)
                const ZqVector fromC = ZqVector(3.0, -d1, 0.0) / std::hypot(3.0, d1);
                EXPECT_TRUE((X.orientation() * ZqVector::xVector(1.0))
                               .approxEq(fromC * (tooLong ? 1.0 : -1.0), tolerance));
-               EXPECT_TRUE(X.translation().approxEq({pivotFrame ? 3.0 : 0.0, 0.0, 0.25}, tolerance));
+               EXPECT_TRUE(
+                  X.translation().approxEq({pivotFrame ? 3.0 : 0.0, 0.0, 0.25}, tolerance));
                for (const Transformation* frame :
                     {&joint.frameBTransform(0.0), &joint.frameCTransform(0.0)})
                   EXPECT_LE(zqTest::lengthError(frame->orientation()), 1e-15);
@@ -193,8 +191,8 @@ TEST(LinkageJoints, LieFlatWhereTheyDoNotClose)
                EXPECT_NEAR(joint.velocityAt(0.0, 2.0).angular().z(), 2.0 * w, tolerance);
                const ZqReal change = joint.velocityAt(1e-6, 2.0).angular().z() -
                                      joint.velocityAt(-1e-6, 2.0).angular().z();
-               EXPECT_NEAR(joint.accelerationAt(0.0, 2.0, 3.0).angular().z(), change * 1e6 + 3.0 * w,
-                           1e-8);
+               EXPECT_NEAR(joint.accelerationAt(0.0, 2.0, 3.0).angular().z(),
+                           change * 1e6 + 3.0 * w, 1e-8);
                ZqGeneralMotion first;
                ZqGeneralMotion second;
                EXPECT_TRUE(joint.unitMotionDerivatives(0.0, first, second));

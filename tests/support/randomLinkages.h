@@ -27,12 +27,11 @@ inline ZqQuadrilateralTypeLink randomLinkage(RandomValues& random)
       ZqReal nominal, opposite, d1;
    };
    using enum ZqQuadrilateralTypeLink::JointType;
-   static constexpr Lengths linkages[] = {{FixedSlider, 8.0, 10.0, 6.0},
-                                          {FixedSlider, 8.0, 10.0, -6.0},
-                                          {FixedSlider, 2.1, 11.0, -8.2}, // of the second assembly
-                                          {PivotedSlider, 10.0, 8.0, 6.0},
-                                          {PivotedSlider, 10.0, 8.0, -6.0},
-                                          {PivotedSlider, 10.3, 2.0, -8.2}}; // as well
+   static constexpr Lengths linkages[] = {
+      {FixedSlider, 8.0, 10.0, 6.0},   {FixedSlider, 8.0, 10.0, -6.0},
+      {FixedSlider, 2.1, 11.0, -8.2}, // of the second assembly
+      {PivotedSlider, 10.0, 8.0, 6.0}, {PivotedSlider, 10.0, 8.0, -6.0},
+      {PivotedSlider, 10.3, 2.0, -8.2}}; // as well
    const Lengths& lengths = linkages[random.index(0, 5)];
    ZqQuadrilateralTypeLink joint;
    joint.setPivotFrame(true);

@@ -17,7 +17,7 @@ struct SceneKind
    Parents parents;
    bool isFixedBase = true;
    bool hasSprings = true;
-   bool hasLosses = true; ///< in drives; and springs feel other joints
+   bool hasLosses = true;    ///< in drives; and springs feel other joints
    bool hasLinkages = false; ///< every other joint, or so, is a screw or a linkage
 
    /// Chains and trees of 0 to 40 links.

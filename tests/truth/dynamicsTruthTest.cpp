@@ -38,8 +38,8 @@ TEST(DynamicsTruth, SolversAgreeAndInverseDynamicsGivesBackTheTorques)
    for (ZqU32 seed = 0; seed < 300; ++seed)
    {
       SCOPED_TRACE(seed);
-      const RandomScene scene(seed, seed < 250 ? SceneKind::ofSeed(seed)
-                                               : SceneKind::withLinkages(seed));
+      const RandomScene scene(seed,
+                              seed < 250 ? SceneKind::ofSeed(seed) : SceneKind::withLinkages(seed));
       const ZqIndividualManipulator& manipulator = scene.manipulator();
       const ZqStatedSystemStruct structure = scene.structure();
       const ReferenceDynamics reference(scene);
@@ -175,8 +175,7 @@ TEST(DynamicsTruth, PowerIsTheRateOfEnergy)
    for (ZqU32 seed = 0; seed < 80; ++seed)
    {
       SCOPED_TRACE(seed);
-      RandomScene scene(seed,
-                        seed < 60 ? SceneKind::ofSeed(seed) : SceneKind::withLinkages(seed));
+      RandomScene scene(seed, seed < 60 ? SceneKind::ofSeed(seed) : SceneKind::withLinkages(seed));
       const ZqIndividualManipulator& manipulator = scene.manipulator();
       if (manipulator.isFixedBase())
          scene.velocity.setGeneralVelocity({});

@@ -44,6 +44,13 @@ struct SubtreeSums
    Vec6<T> f; ///< the force that moves it, less external ones
 };
 
+/// How the unit motion of a slot, in the axes of the DH frame, changes with its position: dS/dq and d2S/dq2.
+struct SlotChange
+{
+   Vec6<ZqReal> first, second;
+   bool isKnown; ///< else they are not used
+};
+
 /// The work space of the sweeps below. Owns nothing. Numbers stand in columns: component k of joint i at
 /// k * stride + i; of link i at k * stride + i + 1, since the base is first. So two neighbours are a pack, and
 /// take the same steps at once.
@@ -159,8 +166,8 @@ ZQ_MOTION_INLINE Vec6<ZqReal> baseDirection(int k)
 /// Unit motions with their rates, and the velocities and accelerations of all links: V = V_parent + S qd,
 /// A = A_parent + S qdd + S' qd. Null accelerations stand for zeros. Slots stand beside their changes.
 void moveInBase(const Tree& tree, const BaseMotion<ZqReal>& base, const Place<ZqReal>* places,
-                const Slot<ZqReal>* slots, const SlotChange* changes, const ZqReal* qd, const ZqReal* qdd,
-                const GradientWork& work);
+                const Slot<ZqReal>* slots, const SlotChange* changes, const ZqReal* qd,
+                const ZqReal* qdd, const GradientWork& work);
 /// The sums of each link alone. What is added to the forces stands in axis frames, the base's first: external
 /// forces, negative. Null for nothing.
 void weighBodies(const Tree& tree, const Place<ZqReal>* places, const LinkForce<ZqReal>* added,

@@ -58,13 +58,6 @@ struct Slot
    Vec6<T> a;    ///< the acceleration that it adds
 };
 
-/// How the unit motion of such a joint, in the axes of the DH frame, changes with its position: dS/dq and d2S/dq2.
-struct SlotChange
-{
-   Vec6<ZqReal> first, second;
-   bool isKnown; ///< else they are not used
-};
-
 /// A model, or its first links where a state has fewer joints. Owns nothing.
 struct Tree
 {

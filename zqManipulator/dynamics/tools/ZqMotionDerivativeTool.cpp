@@ -50,7 +50,7 @@ struct ZqMotionDerivativeTool::Work
       resize(count);
       if (tree.slots > 0)
          stages.motions(); // fills them
-      takeSlotChanges(manipulator, stages);
+      takeSlotChanges(manipulator, stages, activeState);
       const ZqGeneralMotion& V = manipulator.dhFrameVelocityInLocal(activeState);
       base = {{}, plain(V.linear()), plain(V.angular()), {}, {}};
       if (withAccelerations)
@@ -63,12 +63,15 @@ struct ZqMotionDerivativeTool::Work
       filled(activeState.accelerationState().jointAccelerations(), count, accelerations);
       zqMotion::placeInBase(tree, stages.turns(), places.data());
       zqMotion::moveInBase(tree, base, places.data(), stages.work().slots.data(), changes.data(),
-                           velocities.data(), withAccelerations ? accelerations.data() : nullptr, sweep);
+                           velocities.data(), withAccelerations ? accelerations.data() : nullptr,
+                           sweep);
    }
 
    /// What the joints know of how their unit motions change.
-   void takeSlotChanges(const ZqIndividualManipulator& manipulator, const ZqMotionStages& stages)
+   void takeSlotChanges(const ZqIndividualManipulator& manipulator, const ZqMotionStages& stages,
+                        const ZqManipulatorActiveState& activeState)
    {
+      const auto& positions = activeState.positionState().jointPositions();
       changes.resize(static_cast<std::size_t>(stages.tree().slots));
       for (std::size_t k = 0; k < changes.size(); ++k)
       {
@@ -77,7 +80,7 @@ struct ZqMotionDerivativeTool::Work
             manipulator.linkPointerVector()[link]->linkKinematicsContainer().topElement();
          ZqGeneralMotion first, second;
          const bool isKnown =
-            joint != nullptr && joint->unitMotionDerivatives(stages.position(link), first, second);
+            joint != nullptr && joint->unitMotionDerivatives(positions[link], first, second);
          changes[k] = {plain(first), plain(second), isKnown};
       }
    }

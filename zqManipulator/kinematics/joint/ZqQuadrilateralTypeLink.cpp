@@ -140,6 +140,24 @@ ZqQuadrilateralTypeLink::Closure ZqQuadrilateralTypeLink::closureAt(ZqReal q) co
    return {L, A, k, lever, sine, cosine, closes};
 }
 
+/// The sides reach each other where the distance of P from C is between the difference and the sum of d2 and B.
+std::optional<std::pair<ZqReal, ZqReal>> ZqQuadrilateralTypeLink::closingRange() const
+{
+   const ZqReal d2 = std::abs(m_d2Length);
+   const auto slider = [this](ZqReal length) { return length - m_nominalLength; };
+   if (!isFixedSlider())
+   {
+      const ZqReal distance = std::hypot(m_oppositeLength, m_d1Length);
+      return std::pair{slider(std::abs(distance - d2)), slider(distance + d2)};
+   }
+   const ZqReal B = std::abs(m_oppositeLength);
+   const auto lengthAt = [this](ZqReal distance)
+   { return std::sqrt(std::max(0.0, (distance - m_d1Length) * (distance + m_d1Length))); };
+   if (!(d2 + B >= std::abs(m_d1Length)))
+      return std::nullopt;
+   return std::pair{slider(lengthAt(std::abs(d2 - B))), slider(lengthAt(d2 + B))};
+}
+
 /// The rates of the lengths in d1 sin(theta) - A cos(theta) = k, whose derivative by theta is the lever: it
 /// changes with q by A' sin(theta) - k theta'.
 ZqQuadrilateralTypeLink::Rates ZqQuadrilateralTypeLink::ratesAt(const Closure& linkage) const

@@ -3,7 +3,9 @@
 #include "zqManipulator/foundation/xml/ZqXmlEnumType.h"
 #include "zqManipulator/kinematics/joint/ZqLinkKinematics.h"
 
+#include <optional>
 #include <typeinfo>
+#include <utility>
 
 /// A joint that turns about z by a linkage of four sides, one of which is a slider of variable length:
 /// the joint position is by how much the slider is longer than its nominal length.
@@ -156,6 +158,9 @@ public:
    void setPivotFrame(bool pivotFrame);
    /// Whether the sides reach each other.
    bool closesAt(ZqReal jointPosition) const { return closureAt(jointPosition).closes; }
+   /// The lowest and the highest joint position for which they do, of those with a slider that is not shorter than
+   /// nothing. None where there is none.
+   std::optional<std::pair<ZqReal, ZqReal>> closingRange() const;
 
 private:
    /// The linkage in one position.

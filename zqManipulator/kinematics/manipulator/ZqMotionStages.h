@@ -40,8 +40,6 @@ public:
    const ZqMotionPlan& plan() const noexcept { return *m_plan; }
    ZqMotionWorkspace& work() const noexcept { return m_work; }
    const zqMotion::Joint& joint(ZqU32 link) const noexcept { return m_work.tree.joints[link]; }
-   /// Of a joint of the tree.
-   ZqReal position(ZqU32 link) const noexcept { return m_q[link]; }
 
    /// The axis frame of one link in the system, and of others as far as that is cheaper than to place them
    /// one by one.
