@@ -17,21 +17,21 @@ inline ZqScrewTypeLink randomScrew(RandomValues& random)
    return joint;
 }
 
-/// A linkage that closes from -2 to 2, and whose pivot stands at its precursor for 0: of each slider and each
+/// A linkage that closes from -3 to 3, and whose pivot stands at its precursor for 0: of each slider and each
 /// assembly, with C above and below.
 inline ZqQuadrilateralTypeLink randomLinkage(RandomValues& random)
 {
    struct Lengths
    {
       ZqQuadrilateralTypeLink::JointType type;
-      ZqReal nominal, opposite, d1;
+      ZqReal nominal, opposite, d1, d2;
    };
    using enum ZqQuadrilateralTypeLink::JointType;
    static constexpr Lengths linkages[] = {
-      {FixedSlider, 8.0, 10.0, 6.0},   {FixedSlider, 8.0, 10.0, -6.0},
-      {FixedSlider, 2.1, 11.0, -8.2}, // of the second assembly
-      {PivotedSlider, 10.0, 8.0, 6.0}, {PivotedSlider, 10.0, 8.0, -6.0},
-      {PivotedSlider, 10.3, 2.0, -8.2}}; // as well
+      {FixedSlider, 8.0, 10.0, 6.0, 4.0},    {FixedSlider, 8.0, 10.0, -6.0, 4.0},
+      {FixedSlider, 4.2, 22.0, -16.4, 8.0}, // of the second assembly
+      {PivotedSlider, 10.0, 8.0, 6.0, 4.0},  {PivotedSlider, 10.0, 8.0, -6.0, 4.0},
+      {PivotedSlider, 21.0, 4.0, -16.4, 8.0}}; // as well
    const Lengths& lengths = linkages[random.index(0, 5)];
    ZqQuadrilateralTypeLink joint;
    joint.setPivotFrame(true);
@@ -39,7 +39,7 @@ inline ZqQuadrilateralTypeLink randomLinkage(RandomValues& random)
    joint.setNominalLength(lengths.nominal);
    joint.setOppositeLength(lengths.opposite);
    joint.setD1Length(lengths.d1);
-   joint.setD2Length(4.0);
+   joint.setD2Length(lengths.d2);
    joint.setZDistanceA(random.real());
    joint.setZDistanceB(random.real());
    const ZqReal pivot = lengths.type == FixedSlider ? lengths.nominal : lengths.opposite;
