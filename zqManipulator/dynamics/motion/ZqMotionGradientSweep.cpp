@@ -71,10 +71,11 @@ ZQ_MOTION_INLINE Vec6<ZqReal> moveLink(const GradientWork& work, int parent, int
    }
    const Vec6<ZqReal> rate = motionInBase(X, change.first * qd);
    const Vec6<ZqReal> v = moveLink(work, parent, i, motionInBase(X, slot.s), rate, qd, qdd);
+   const Vec6<ZqReal> inboard = vec6At<ZqReal>(work.v + parent + 1, work.stride);
    const Vec6<ZqReal> ownChange = motionInBase(X, change.first * qdd + change.second * (qd * qd));
    ZqReal* const sDotDot = work.sDotDot + i;
    put(sDotDot, work.stride,
-       vec6At<ZqReal>(sDotDot, work.stride) + ownChange + crossMotion(v, rate) * 2.0);
+       vec6At<ZqReal>(sDotDot, work.stride) + ownChange + crossMotion(v + inboard, rate));
 }
 } // namespace
 

@@ -23,10 +23,9 @@
 //    d tau_j / dqd_i = S_j . 2 (I_j S'_i + B_j S_i)
 //
 // The unit motion of a slot changes with its position too, in the axes of its link: by s = dS/dq and t = d2S/dq2.
-// With R = s qd, S' = V x S + R holds its own rate, and where its position moves bodies outboard of it, these
-// have R of velocity more, and of acceleration s qdd + t qd^2 + V_i x R, besides R x (V_k - V_i) for a body k that
-// moves by itself. So S'' = A x S + V x (V x S) + s qdd + t qd^2 + 2 V_i x R, and the torque of the slot itself
-// changes by s . F besides.
+// With R = s qd, S' = V x S + R has its own rate. Then its position moves the bodies outboard of it by S; their
+// velocities change by S' besides, so that S'' = A x S + V x (V x S) + s qdd + t qd^2 + (V + V_i) x R, where V_i is
+// the velocity of its link. The torque of the slot itself changes by s . F besides.
 //
 // External forces are constant in the axes of their links. They turn with the bodies, as F does, and are part
 // of it.
