@@ -55,6 +55,7 @@ bool ZqQuadrilateralTypeLink::xmlInit()
 bool ZqQuadrilateralTypeLink::read(ZqXmlReader& reader)
 {
    invalidateAllTransforms();
+   m_pivotFrame = false; // where the document does not say so
    return ZqLinkKinematics::read(reader);
 }
 
