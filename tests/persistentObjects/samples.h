@@ -146,6 +146,12 @@ private:
       joint.setJointType(ZqDenavitHartenberg::Prismatic);
       joint.setDhType(ZqDenavitHartenberg::GeneralCraig);
    }
+   template <std::derived_from<ZqLinkKinematics> Joint>
+   void fill(Joint& joint)
+   {
+      fillMembers(joint);
+      joint.setPrimaryFrame(joint.primaryFrame()); // and its inverse
+   }
    void fill(ZqLinkKinematicsContainer& container)
    {
       container.setTopElement(filled<ZqDenavitHartenberg>());
@@ -218,6 +224,13 @@ private:
    void fill(ZqManipulatorAttachmentMap& map)
    {
       map.attachManipulator(25, 26, "hand", filled<ZqCoordinateSystemTransformation>(), "held");
+   }
+   void fill(ZqGeneralBoundObjectVector& objects)
+   {
+      objects.pushBack(filled<ZqQuadrilateralFixedSliderJointOAObject>());
+      objects.pushBack(filled<ZqQuadrilateralFixedSliderJointCBObject>());
+      objects.pushBack(filled<ZqQuadrilateralPivotedSliderJointBObject>());
+      objects.pushBack(filled<ZqQuadrilateralPivotedSliderJointCObject>());
    }
    void fill(ZqStoppingCriterionVector& criteria)
    {
@@ -318,6 +331,7 @@ private:
       description.setIsManipulatorReferenced(false);
       manipulator.setManipulatorReferenceDescription(description);
       manipulator.setStateEqualityConstraints(filled<ZqStateEqualityConstraintVector>());
+      manipulator.setGeneralBoundObjects(filled<ZqGeneralBoundObjectVector>());
       manipulator.setStoppingCriteria(filled<ZqStoppingCriterionVector>());
       manipulator.setDisplayLinkIndices({11, 12});
       manipulator.buildSelfCollisionLinkMap();
