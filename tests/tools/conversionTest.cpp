@@ -403,6 +403,7 @@ TEST(KinematicsConversion, FormsThatAreKnown)
       joint.setDhA(0.1 + 0.1 * i);
       joint.setDhAlpha(0.3 * (i + 1.0));
       joint.setDhD(i - 1.5);
+      link.setLinkLabel(std::to_string(i));
       link.setLinkKinematics(joint);
       paul.addLinkToEndOfChain(link);
    }
@@ -440,6 +441,7 @@ TEST(KinematicsConversion, WhatCannotBeConvertedStays)
    Dh slide;
    slide.setJointType(Dh::Prismatic);
    ZqManipulatorLink link;
+   link.setLinkLabel("first");
    link.setLinkKinematics(slide);
    ZqIndividualManipulator manipulator;
    manipulator.addChild(link);
@@ -461,16 +463,12 @@ TEST(KinematicsConversion, WhatCannotBeConvertedStays)
       {[&] { return tool.convertManipulatorToCraigsDhForm(scene, scene, 1); },
        "convertBifurcatingManipulatorToCraigsDhForm(): system with non-rotational DH kinematics "
        "cannot be converted.\n"},
-      {[&] { return tool.convertSerialManipulatorToCraigsDhForm(scene, scene, 1); },
-       "convertSerialManipulatorToCraigsDhForm(): bifuracting system cannot be converted.\n"},
       {[&]
        {
           return tool.convertManipulatorToCraigsDhForm(scene, scene, 0, {}, {}, {}, {}, &endless,
                                                        nullptr);
        },
        "convertManipulatorToCraigsDhForm(): centers and shifts must be finite.\n"},
-      {[&] { return tool.convertBifurcatingLinkAndChildrenToCraigsDhForm(scene, 0, 3, {}, true); },
-       "convertBifurcatingLinkAndChildrenToCraigsDhForm(): link index (3) out of range\n"},
       {[&] { return tool.recenterJointLimits(scene, 2, {}); },
        "recenterJointLimits(): bad manipulator index, 2\n"},
       {[&] { return Tool::flipJointSign(manipulator, "none"); },
