@@ -26,8 +26,7 @@ constexpr ZqReal rounding = 4.0 * std::numeric_limits<ZqReal>::epsilon();
 void ZqSimulation::stopAtLimits(ZqU32 index, ZqReal dt)
 {
    Member& member = m_members[index];
-   for (const Stop& stop : member.stops)
-      member.isFree[stop.joint] = true;
+   std::fill(member.isFree.begin(), member.isFree.end(), true);
    member.stops.clear();
    for (Limit& limit : member.limits)
       limit.stops = 0;
