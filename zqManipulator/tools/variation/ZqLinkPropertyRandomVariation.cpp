@@ -158,33 +158,34 @@ void ZqMassPropertyRandomVariation::getPossibleMassProperty(const ZqRigidBodyMas
                                                             ZqRigidBodyMassProperties& out) const
 {
    const ZqReal m = in.mass();
-   const ZqReal s = m_massRandomVariation;
+   const bool isBody = m > ZqRigidBodyMassProperties::smallestMass;
+   const ZqReal s = isBody ? m_massRandomVariation : 0.0;
    const ZqReal drawn = std::max(drawWithin(m, s, m), ZqRigidBodyMassProperties::smallestMass);
    ZqVector center;
    in.getCenterOfMass(center);
    ZqRigidBodyMassProperties centered = in;
    centered.transformBy(center * -1.0);
-   const ZqSecondMoment I = centered.secondMoment();
+   ZqSecondMoment I = centered.secondMoment();
    const ZqReal halfTrace = 0.5 * (I.xx() + I.yy() + I.zz());
    const auto shiftAlong = [&](ZqReal moment)
    {
-      const ZqReal gyration = m > 0.0 ? ZqMath::sqrt((halfTrace - moment) / m) : 0.0;
-      return drawWithin(0.0, m > 0.0 ? gyration * (s / m) : 0.0, gyration * std::numbers::sqrt3);
+      const ZqReal gyration = isBody ? ZqMath::sqrt((halfTrace - moment) / m) : 0.0;
+      return drawWithin(0.0, gyration * (s / ZqMath::nonZeroPos(m)),
+                        gyration * std::numbers::sqrt3);
    };
    ZqVector shift;
    shift.setX(shiftAlong(I.xx()));
    shift.setY(shiftAlong(I.yy()));
    shift.setZ(shiftAlong(I.zz()));
+   const bool isPossible = in.isPossible();
    if (&out != &in)
       out = in;
-   if (drawn == m && shift == ZqVector())
+   if (s == 0.0)
       return;
-   const ZqReal density = m > 0.0 ? drawn / m : 1.0;
-   ZqSecondMoment scaled = I;
-   scaled *= density;
-   if (!in.isPossible())
-      scaled.makeValid();
-   out = ZqRigidBodyMassProperties(drawn, ZqVector(), scaled);
+   I *= drawn / m;
+   if (!isPossible)
+      I.makeValid();
+   out = ZqRigidBodyMassProperties(drawn, ZqVector(), I);
    out.transformBy(center + shift);
 }
 

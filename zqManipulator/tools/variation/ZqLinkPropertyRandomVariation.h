@@ -143,8 +143,8 @@ public:
    /// body. The moments about the center of mass follow the mass, as by another density. The center moves
    /// as by a mass of s that is added anywhere in the body: along each axis with the deviation r s / m,
    /// where r is the body's radius of gyration from the plane across it, folded back into the box of
-   /// uniform density with the same r, whose half-extents are r sqrt(3). A body that could not be is mended
-   /// when it is varied.
+   /// uniform density with the same r, whose half-extents are r sqrt(3). A body of the least
+   /// mass stands for none, and stays; one that could not be is mended when it is varied.
    void getPossibleMassProperty(const ZqRigidBodyMassProperties& in,
                                 ZqRigidBodyMassProperties& out) const;
    /// \name Deviation of a moment
