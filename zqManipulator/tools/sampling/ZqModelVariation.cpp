@@ -1,5 +1,6 @@
 #include "zqManipulator/tools/sampling/ZqModelVariation.h"
 
+#include "zqManipulator/dynamics/constraints/ZqConstraintFactor.h"
 #include "zqManipulator/dynamics/tools/ZqConstraintProjection.h"
 #include "zqManipulator/foundation/algebra/ZqRandom.h"
 #include "zqManipulator/foundation/log/ZqDiagnostic.h"
@@ -148,6 +149,7 @@ private:
    }
    void closeLoops(ZqU32 index);
    bool project(ZqU32 index);
+   bool hasLostFreedom(ZqU32 index) const;
    void restoreJoints(ZqU32 index);
    bool isAttached(ZqU32 index) const
    {
@@ -239,7 +241,8 @@ void Sampler::closeLoops(ZqU32 index)
         m_state.positionStates()[index] == original.positionStates()[index] &&
         m_state.velocityStates()[index] == original.velocityStates()[index]))
       return;
-   if (project(index))
+   const bool isClosed = project(index);
+   if (isClosed && !(m_hasNewJoints[index] && hasLostFreedom(index)))
       return;
    const ZqString label = manipulator.manipulatorLabel();
    ZqString kept = "joints";
@@ -265,7 +268,7 @@ bool Sampler::project(ZqU32 index)
 {
    const ZqIndividualManipulator& manipulator = *m_scene.manipulatorByIndex(index);
    ZqPositionState position = m_scene.state().positionStates()[index];
-   ZqVelocityState velocity = m_state.velocityStates()[index];
+   ZqVelocityState velocity = m_scene.state().velocityStates()[index];
    const auto closed = m_projection.projectPosition(m_scene, manipulator, position);
    if (!closed.converged || closed.jointBeyondLimit != ZqNoLinkIndex)
       return false;
@@ -273,6 +276,25 @@ bool Sampler::project(ZqU32 index)
    m_state.positionStates()[index] = position;
    m_state.velocityStates()[index] = velocity;
    return true;
+}
+
+/// Whether the constraints hold more than they did in the scene, as those of a plane mechanism do whose axes are no
+/// longer parallel: it may close somewhere, but cannot move there.
+bool Sampler::hasLostFreedom(ZqU32 index) const
+{
+   const auto rankOf = [&](const ZqStatedSystem& scene, const ZqManipulatorSystemState& state)
+   {
+      const ZqIndividualManipulator& manipulator = *scene.manipulatorByIndex(index);
+      ZqManipulatorActiveState active;
+      active.setPositionState(state.positionStates()[index]);
+      active.setVelocityState(state.velocityStates()[index]);
+      ZqConstraintKinematics kinematics;
+      manipulator.stateEqualityConstraints().getKinematics(manipulator, active, kinematics);
+      ZqConstraintFactor factor;
+      factor.factor(kinematics.jacobian);
+      return factor.rank();
+   };
+   return rankOf(m_scene, m_state) > rankOf(m_original, m_original.state());
 }
 
 void Sampler::restoreJoints(ZqU32 index)

@@ -12,7 +12,8 @@ namespace Zq
 ///
 /// What is drawn for a link, or for the state of a manipulator, follows from the seed, the sample and its index
 /// alone: another deviation, a link or a sample more leave the others as they are, and samples may be made in any
-/// order by any number of threads. The bits are the same on every platform (`ZqRandom`). What has no
+/// order by any number of threads. The bits are the same on every platform (`ZqRandom`), except that loops are closed
+/// to the bits that a simulation closes them to. What has no
 /// deviation stays exactly as it is; a study of zeros gives the scene itself.
 ///
 /// | part      | how it is drawn                                                                      |
@@ -30,8 +31,8 @@ namespace Zq
 /// differ afterwards have models of their own.
 ///
 /// Loops of constraints are closed, by `ZqConstraintProjection`, in every manipulator of which joints or state
-/// have changed. Where joints that have moved do not let them close, as in a plane mechanism whose axes are no
-/// longer parallel, the manipulator keeps the joints of the scene, and where that does not help, its
+/// have changed. Where joints that have moved do not let them close, or take away a freedom, as in a plane mechanism
+/// whose axes are no longer parallel, the manipulator keeps the joints of the scene, and where that does not help, its
 /// positions and rates; a warning with the code "variation-loop" tells.
 ///
 /// False, with a message, for deviations that are negative, not finite or too great, and for a study that names a
