@@ -1,5 +1,4 @@
 #include "support/logCapture.h"
-#include "support/randomManipulators.h"
 #include "zqManipulator/dynamics/tools/ZqMassMatrixTool.h"
 #include "zqManipulator/foundation/algebra/ZqMath.h"
 #include "zqManipulator/foundation/algebra/ZqRandom.h"
@@ -41,22 +40,28 @@ ZqDataMap metal(ZqReal spring)
    return surface;
 }
 
-/// An arm with limits on drives, shapes of one link shared with another, and a second arm that is a
-/// reference to the first.
+/// An arm on a free base with limits on its drives, and another one that is a reference to it.
 ZqStatedSystem armScene()
 {
-   zqTest::RandomValues random(3);
-   ZqIndividualManipulator arm = zqTest::randomManipulator(random, 4);
+   ZqIndividualManipulator arm;
+   arm.setIsFixedBase(false);
    arm.setManipulatorLabel("arm");
-   for (ZqU32 i = 0; i < arm.jointDof(); ++i)
+   arm.setBaseMassProperties(skewBody());
+   for (const ZqReal i : {0.0, 1.0, 2.0, 3.0})
    {
-      ZqManipulatorLink& link = *arm.linkByIndex(i);
+      ZqManipulatorLink link;
+      link.setLinkLabel("link" + std::to_string(static_cast<int>(i)));
+      ZqDenavitHartenberg joint;
+      joint.setDhType(ZqDenavitHartenberg::Craig);
+      joint.setDhA(0.25 + 0.125 * i);
+      joint.setDhAlpha(0.5 * i);
+      link.setLinkKinematics(joint);
       link.setBaseMassProperties(skewBody());
       ZqJointActuator drive = ZqJointActuator::defaultObject();
       drive.setMinTorque(-3.0 - i);
       drive.setMaxTorque(4.0 + i);
       drive.setLowerLimit(-1.5);
-      drive.setUpperLimit(i == 2 ? 1e300 : 2.0);
+      drive.setUpperLimit(i == 2.0 ? 1e300 : 2.0);
       drive.setMaxOutputRate(1.25);
       link.setJointActuator(drive);
       ZqBox box({}, {0.1, 0.2, 0.3});
@@ -64,6 +69,7 @@ ZqStatedSystem armScene()
       surfaces.add("0", metal(1e5));
       box.setSurfaces(surfaces);
       link.setShape(box);
+      arm.addLinkToEndOfChain(link);
    }
    ZqStatedSystem scene;
    scene.addManipulator(arm);
@@ -308,7 +314,7 @@ TEST(ModelVariation, SampleFollowsFromSeedAndNumberAlone)
    EXPECT_NE(documentOf(varied(scene, study, 10, 4)), document);
    // The same on every platform.
    EXPECT_EQ(Zq::sha256(document),
-             "ead93e3fa02fcd0912083ae4d34074646f02d3a85b54c29d1d13e1e739120726");
+             "00a1edcc2d67fb84936ab677d4b4409baeaeaafb3ec6ade8f5bbc6510a482837");
 
    // A link that is exact leaves the others as they are.
    ZqVariationStudy other = study;
@@ -362,6 +368,7 @@ void expectPossible(const ZqJointActuator& drive, ZqReal position)
 TEST(ModelVariation, VariedModelsArePossibleHoweverWideTheStudy)
 {
    const ZqStatedSystem scene = armScene();
+   ZqMassMatrixTool tool;
    for (const ZqReal sigma : {0.1, 10.0, 1e4, ZqVariationStudy::greatestSigma / 1e4})
       for (ZqU32 sample = 0; sample < 100; ++sample)
       {
@@ -370,6 +377,14 @@ TEST(ModelVariation, VariedModelsArePossibleHoweverWideTheStudy)
          {
             const ZqIndividualManipulator& arm = *made.manipulatorByIndex(i);
             EXPECT_FALSE(arm.manipulatorReferenceDescription().isManipulatorReferenced());
+            ZqManipulatorActiveState state;
+            state.setPositionState(made.state().positionStates()[i]);
+            state.setVelocityState(made.state().velocityStates()[i]);
+            tool.setManipulator(&arm);
+            ZqReArray factor;
+            // Beyond that, bodies are too far from the joints to be seen beside their mass.
+            EXPECT_TRUE(sigma > 10.0 ||
+                        tool.extendedMassMatrixInBase(state, nullptr).choleskyFactor(factor));
             for (ZqU32 j = 0; j < arm.jointDof(); ++j)
             {
                const ZqManipulatorLink& link = *arm.linkByIndex(j);
@@ -392,23 +407,6 @@ TEST(ModelVariation, VariedModelsArePossibleHoweverWideTheStudy)
       }
    // The scene itself still has one model and its shapes.
    EXPECT_EQ(documentOf(scene), documentOf(armScene()));
-}
-
-TEST(ModelVariation, MassMatricesArePositiveDefinite)
-{
-   const ZqStatedSystem scene = armScene();
-   ZqMassMatrixTool tool;
-   for (ZqU32 sample = 0; sample < 200; ++sample)
-   {
-      const ZqStatedSystem made = varied(scene, studyOf(3.0), 2, sample);
-      const ZqIndividualManipulator& arm = *made.manipulatorByIndex(0);
-      ZqManipulatorActiveState state;
-      state.setPositionState(made.state().positionStates()[0]);
-      state.setVelocityState(made.state().velocityStates()[0]);
-      tool.setManipulator(&arm);
-      ZqReArray factor;
-      EXPECT_TRUE(tool.extendedMassMatrixInBase(state, nullptr).choleskyFactor(factor)) << sample;
-   }
 }
 
 /// A swing in the plane of x and y: two hangers, and a seat between them.
