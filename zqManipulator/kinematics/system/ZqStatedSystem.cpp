@@ -89,6 +89,7 @@ bool ZqStatedSystem::read(ZqXmlReader& reader)
    // The system is about to be replaced.
    m_configuration.setManipulatorSystem(nullptr);
    m_propagationResults.clear();
+   m_variationOrigin = {}; // which is written only where there is one
    const bool isRead = ZqXmlClass::read(reader);
    takeLegacySystem();
    const bool isStateOfSystem = validateTopLevelDimensions();
