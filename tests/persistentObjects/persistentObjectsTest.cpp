@@ -287,7 +287,11 @@ INSTANTIATE_TEST_SUITE_P(
       ZqLinkKinematicsContainer, ZqSystemEnvironment, ZqManipulatorSystem,
       ZqManipulatorSystemConfiguration, ZqManipulatorSystemContainer, ZqStatedSystem,
       ZqLinkReferenceDescription, ZqManipulatorReferenceDescription, ZqManipulatorLinkIdentifier,
-      ZqBaseLinkInterface, ZqManipulatorLink, ZqIndividualManipulator, ZqSimulationCheckpoint>()),
+      ZqBaseLinkInterface, ZqManipulatorLink, ZqIndividualManipulator, ZqSimulationCheckpoint,
+      ZqJointActuatorRandomVariation, ZqLinkKinematicsRandomVariation,
+      ZqMassPropertyRandomVariation, ZqSurfacePropertyRandomVariation,
+      ZqLinkPropertyRandomVariation, ZqPositionStateRandomVariation, ZqVelocityStateRandomVariation,
+      ZqStateRandomVariation, ZqSystemRandomVariation, ZqVariationStudy, ZqVariationOrigin>()),
    testing::PrintToStringParamName());
 
 TEST(PersistentObjects, SchemaTellsDocumentsApart)

@@ -323,6 +323,7 @@ private:
       configuration.attachmentMap().attachManipulator(1, 0, "label0", {}, "tool");
       stated.setConfiguration(configuration);
       stated.setInteractionState(filled<ZqInteractionState>());
+      stated.setVariationOrigin(filled<ZqVariationOrigin>());
    }
    /// Later versions are refused.
    void fill(ZqSimulationCheckpoint& checkpoint)
