@@ -38,6 +38,7 @@ class ZqCollisionDescriptor;
 class ZqCollisionExclusionData;
 class ZqCollisionForceContainer;
 class ZqComPolygonalStoppingCriterion;
+class ZqCombination;
 class ZqCompositeBodySweep;
 class ZqConditionalJointStateConstraint;
 class ZqCone;

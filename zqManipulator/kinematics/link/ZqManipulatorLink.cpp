@@ -416,6 +416,8 @@ void ZqManipulatorLink::apply(const ZqLinkEdit& edit)
 {
    applyLabels(edit);
    applyIndices(edit);
+   if (m_union)
+      applyToUnion(edit);
    for (ZqManipulatorLink& child : m_childLinks)
       child.apply(edit);
 }

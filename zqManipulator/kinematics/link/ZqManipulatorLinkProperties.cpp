@@ -138,6 +138,8 @@ void ZqManipulatorLink::scaleIndividualLinkBy(ZqReal scale)
    const ZqReal isLength = m_linkKinematicsContainer.jointParameterScalability();
    m_jointActuator.scaleBy(scale, isLength * scale + (1.0 - isLength));
    updateDefaultLimitConstraints();
+   if (m_union)
+      scaleUnionBy(scale);
    updateMassProperties();
    updateDHMassProperties();
 }
@@ -208,8 +210,20 @@ void ZqManipulatorLink::transformComponentsBy(const ZqCoordinateSystemTransforma
       point = T * point;
    for (auto& [name, frame] : m_namedFrames.mapContainer())
       frame = T * frame;
+   if (m_union)
+      transformUnionBy(T);
    updateMassProperties();
    updateDHMassProperties();
+}
+
+ZqBoolean ZqManipulatorLink::transformLinkTreeBy(const ZqCoordinateSystemTransformation& T)
+{
+   // A copy of the joint, so that whoever shares results of the old one keeps these.
+   ZqLinkKinematicsContainer container = m_linkKinematicsContainer;
+   if (!container.transformBy(T))
+      return false;
+   setLinkKinematicsContainer(container);
+   return true;
 }
 
 void ZqManipulatorLink::copyLinkProperties(ZqManipulatorLink& target) const

@@ -417,6 +417,8 @@ void ZqIndividualManipulator::applyToLinks(const ZqLinkEdit& edit)
 {
    if (edit.hasLabels())
       applyLabels(edit);
+   if (m_union)
+      applyToUnion(edit);
    std::vector<bool> wasThere(edit.hasIndices() ? ownLinkCount() : 0);
    for (ZqU32 i = 0; i < m_linkPointerVector.size(); ++i)
       if (const ZqU32 place = edit.index(i); place < wasThere.size())
@@ -430,6 +432,8 @@ void ZqIndividualManipulator::applyToLinks(const ZqLinkEdit& edit)
             link.applyLabels(edit);
          if (edit.hasIndices() && wasThere[index])
             link.applyIndices(edit);
+         if (link.m_union && (edit.hasLabels() || wasThere[index]))
+            link.applyToUnion(edit);
          ++index;
          self(self, link.m_childLinks);
       }
