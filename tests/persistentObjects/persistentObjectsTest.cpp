@@ -273,7 +273,11 @@ INSTANTIATE_TEST_SUITE_P(
       ZqMassSpringDamperCollisionForceProcessor, ZqPointContactForceProcessor,
       ZqCollisionForceContainer, ZqSpringProperties, ZqDamperProperties,
       ZqLinearStateEqualityConstraint, ZqPointStateEqualityConstraint, ZqXyStateEqualityConstraint,
-      ZqStateEqualityConstraintVector, ZqPropagationDescriptor, ZqPropagationResultData,
+      ZqStateEqualityConstraintVector, ZqLinearScalarFunction, ZqScalarFunctionContainer,
+      ZqLinearMultivariableConstraint, ZqMultivariableConstraintContainer,
+      ZqMultivariableConstraintVector, ZqMultivariableJointStateConstraint,
+      ZqConditionalJointStateConstraint, ZqStateConstraintContainer, ZqStateConstraintVector,
+      ZqSensorVector, ZqManipulatorConstraintTool, ZqPropagationDescriptor, ZqPropagationResultData,
       ZqLinkPointEvent, ZqManipulatorPointEvent, ZqSystemPointEvent, ZqSpringAndDamperBetweenLinks,
       ZqLatchedDoorLinks, ZqLinkCollisionForce, ZqLinkInteractionsVector,
       ZqComPolygonalStoppingCriterion, ZqStoppingCriterionVector, ZqDenavitHartenberg,
@@ -283,7 +287,11 @@ INSTANTIATE_TEST_SUITE_P(
       ZqLinkKinematicsContainer, ZqSystemEnvironment, ZqManipulatorSystem,
       ZqManipulatorSystemConfiguration, ZqManipulatorSystemContainer, ZqStatedSystem,
       ZqLinkReferenceDescription, ZqManipulatorReferenceDescription, ZqManipulatorLinkIdentifier,
-      ZqBaseLinkInterface, ZqManipulatorLink, ZqIndividualManipulator, ZqSimulationCheckpoint>()),
+      ZqBaseLinkInterface, ZqManipulatorLink, ZqIndividualManipulator, ZqSimulationCheckpoint,
+      ZqJointActuatorRandomVariation, ZqLinkKinematicsRandomVariation,
+      ZqMassPropertyRandomVariation, ZqSurfacePropertyRandomVariation,
+      ZqLinkPropertyRandomVariation, ZqPositionStateRandomVariation, ZqVelocityStateRandomVariation,
+      ZqStateRandomVariation, ZqSystemRandomVariation, ZqVariationStudy, ZqVariationOrigin>()),
    testing::PrintToStringParamName());
 
 TEST(PersistentObjects, SchemaTellsDocumentsApart)
