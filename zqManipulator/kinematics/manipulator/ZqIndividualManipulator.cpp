@@ -29,6 +29,7 @@ ZqIndividualManipulator::ZqIndividualManipulator(const ZqIndividualManipulator& 
    : ZqXmlClass(other), ZqManipulatorValues(other.presentValues())
 {
    setParentLink(nullptr);
+   m_generalBoundObjects.setManipulator(this);
    ZqIndividualManipulator::mapManipulator();
 }
 
@@ -69,6 +70,7 @@ void ZqIndividualManipulator::takeMapsFrom(ZqIndividualManipulator& other,
                                            bool mapsAreRight) noexcept
 {
    m_concreteReference = this;
+   m_generalBoundObjects.setManipulator(this);
    modelIsNew();
    other.modelIsNew();
    m_staleness = mapsAreRight ? 0 : TreeChanged;
@@ -120,6 +122,7 @@ bool ZqIndividualManipulator::read(ZqXmlReader& reader)
    if (m_manipulatorLabel.empty())
       m_manipulatorLabel = linkLabel();
    m_allPairsAreExcluded = false;
+   m_generalBoundObjects.setManipulator(this);
    mapManipulator();
    fitAbsoluteBoundingSphere();
    mapLinkCollisionCandidates();
@@ -390,6 +393,7 @@ void ZqIndividualManipulator::apply(const ZqLinkEdit& edit)
       m_selfCollisionLinkMap.apply(edit);
       m_linkLabelMapping.apply(edit);
       m_stoppingCriteria.apply(edit);
+      m_generalBoundObjects.apply(edit);
    }
    if (!edit.isIdentity())
    {

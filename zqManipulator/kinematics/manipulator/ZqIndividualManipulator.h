@@ -65,6 +65,9 @@ public:
             ZqComponent{&This::m_manipulatorReferenceDescription,
                         &ZqManip::ZqManipulatorReferenceDescriptionToken,
                         "whose model the manipulator uses"},
+            ZqOptionalComponent(&This::m_generalBoundObjects,
+                                &ZqManip::ZqGeneralBoundObjectVectorToken,
+                                "shapes that go with sides of linkages"),
             ZqOptionalComponent(&This::m_stateConstraints, &ZqManip::ZqStateConstraintVectorToken,
                                 "functions of the joint positions that are zero or more where they "
                                 "are allowed, for a client that keeps to them"),
@@ -237,6 +240,16 @@ public:
    /// none of the label; it is then its own concrete reference.
    virtual bool configureManipulatorReference(Manipulators& manipulators);
    virtual const ZqIndividualManipulator& concreteReference() const { return *m_concreteReference; }
+   /// Shapes that members carry which are no links.
+   virtual const ZqGeneralBoundObjectVector& generalBoundObjects() const
+   {
+      return m_generalBoundObjects;
+   }
+   virtual void setGeneralBoundObjects(const ZqGeneralBoundObjectVector& objects)
+   {
+      m_generalBoundObjects = objects;
+      m_generalBoundObjects.setManipulator(this);
+   }
    /// The links below the base, by link index.
    virtual const LinkPointerVector& linkPointerVector() const;
    /// By label, the base included.
@@ -319,6 +332,12 @@ public:
    void setLinkIndex(ZqU32) override {}
    const ZqCoordinateSystemTransformation&
    dhFrameInSystem(ZqManipulatorActivePositionState& activeState) const override;
+   /// With the bound objects.
+   void scaleIndividualLinkBy(ZqReal scale) override
+   {
+      ZqManipulatorLink::scaleIndividualLinkBy(scale);
+      m_generalBoundObjects.scaleBy(scale);
+   }
    /// Of all links.
    void truncateValues(ZqReal tolerance) override;
    /// Keeps the values for the manipulator as well, when any shape has a surface of the name.

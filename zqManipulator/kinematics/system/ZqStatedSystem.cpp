@@ -21,7 +21,7 @@ ZqStatedSystem::ZqStatedSystem(const ZqStatedSystem& other, ZqFoundCommon::DeepC
      m_selectedShapeKeyVector(other.m_selectedShapeKeyVector),
      m_transparencyAlpha(other.m_transparencyAlpha),
      m_selectionDataChanged(other.m_selectionDataChanged),
-     m_transparentDisplay(other.m_transparentDisplay)
+     m_transparentDisplay(other.m_transparentDisplay), m_variationOrigin(other.m_variationOrigin)
 {
    attachConfiguration();
    ZqStatedSystem::makeDeepCopy(flag);
@@ -43,6 +43,7 @@ ZqStatedSystem& ZqStatedSystem::operator=(const ZqStatedSystem& other)
    m_selectionDataChanged = other.m_selectionDataChanged;
    m_transparentDisplay = other.m_transparentDisplay;
    m_interactionState = other.m_interactionState;
+   m_variationOrigin = other.m_variationOrigin;
    m_activeState.reset();
    m_reportActiveState.reset();
    m_propagationResults.clear();
@@ -68,7 +69,8 @@ bool ZqStatedSystem::operator==(const ZqStatedSystem& other) const
           m_transparencyAlpha == other.m_transparencyAlpha &&
           m_selectionDataChanged == other.m_selectionDataChanged &&
           m_transparentDisplay == other.m_transparentDisplay &&
-          m_interactionState == other.m_interactionState;
+          m_interactionState == other.m_interactionState &&
+          m_variationOrigin == other.m_variationOrigin;
 }
 
 // Documents
@@ -87,6 +89,7 @@ bool ZqStatedSystem::read(ZqXmlReader& reader)
    // The system is about to be replaced.
    m_configuration.setManipulatorSystem(nullptr);
    m_propagationResults.clear();
+   m_variationOrigin = {}; // which is written only where there is one
    const bool isRead = ZqXmlClass::read(reader);
    takeLegacySystem();
    const bool isStateOfSystem = validateTopLevelDimensions();

@@ -6,6 +6,7 @@
 #include "zqManipulator/simulation/records/ZqPropagationResultData.h"
 #include "zqManipulator/state/ZqInteractionState.h"
 #include "zqManipulator/state/ZqManipulatorSystemState.h"
+#include "zqManipulator/tools/variation/ZqVariationStudy.h"
 
 #include <memory>
 #include <vector>
@@ -40,7 +41,9 @@ public:
          ZqComponent{&This::m_configuration, &ZqManip::ZqManipulatorSystemConfigurationToken,
                      "attachments and exclusions that change at run time"},
          ZqOptionalComponent(&This::m_interactionState, &ZqManip::ZqInteractionStateToken,
-                             "what contacts and interactions remember at the time of the state")};
+                             "what contacts and interactions remember at the time of the state"),
+         ZqOptionalComponent(&This::m_variationOrigin, &ZqManip::ZqVariationOriginToken,
+                             "what a varied scene comes from")};
    }
    /// The system of an old document is a component that is made for reading alone.
    void registerComponents() override;
@@ -157,6 +160,11 @@ public:
    void setInteractionState(const ZqInteractionState& state) { m_interactionState = state; }
    /// @}
    /// @}
+
+   /// What a varied scene comes from (`Zq::varyModel`); the default for all others. Copies and documents keep it,
+   /// whatever changes.
+   const ZqVariationOrigin& variationOrigin() const { return m_variationOrigin; }
+   void setVariationOrigin(const ZqVariationOrigin& origin) { m_variationOrigin = origin; }
 
    virtual ZqManipulatorSystemConfiguration& configuration() { return m_configuration; }
    virtual const ZqManipulatorSystemConfiguration& configuration() const { return m_configuration; }
@@ -368,6 +376,7 @@ private:
    mutable bool m_selectionDataChanged = false;
    mutable bool m_transparentDisplay = false;
    ZqInteractionState m_interactionState;
+   ZqVariationOrigin m_variationOrigin;
 };
 
 extern template class ZqXmlClass<ZqStatedSystem>;
