@@ -675,8 +675,7 @@ bool ZqIndividualManipulator::setChildLinkNamedFrames(ZqU32 index, const NamedFr
 
 void ZqIndividualManipulator::setManipulatorIndex(ZqU32 index)
 {
-   if (m_manipulatorIndex == index)
-      return;
+   // Also where it stays: the sensors may have come with the tree of another manipulator.
    m_manipulatorIndex = index;
    const auto tell = [](const auto& self, ZqManipulatorLink& link) -> void
    {
