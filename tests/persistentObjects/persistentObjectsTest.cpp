@@ -284,7 +284,7 @@ INSTANTIATE_TEST_SUITE_P(
       ZqScrewTypeLink, ZqQuadrilateralTypeLink, ZqQuadrilateralFixedSliderJointOAObject,
       ZqQuadrilateralFixedSliderJointCBObject, ZqQuadrilateralPivotedSliderJointBObject,
       ZqQuadrilateralPivotedSliderJointCObject, ZqGeneralBoundObjectVector,
-      ZqLinkKinematicsContainer, ZqSystemEnvironment, ZqManipulatorSystem,
+      ZqLinkKinematicsContainer, ZqSystemEnvironment, ZqManipulatorSystem, ZqCombination,
       ZqManipulatorSystemConfiguration, ZqManipulatorSystemContainer, ZqStatedSystem,
       ZqLinkReferenceDescription, ZqManipulatorReferenceDescription, ZqManipulatorLinkIdentifier,
       ZqBaseLinkInterface, ZqManipulatorLink, ZqIndividualManipulator, ZqSimulationCheckpoint,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "zqManipulator/foundation/proximity/ZqShapeKeys.h"
+#include "zqManipulator/kinematics/system/ZqCombination.h"
 #include "zqManipulator/kinematics/system/ZqManipulatorSystemConfiguration.h"
 #include "zqManipulator/kinematics/system/ZqManipulatorSystemContainer.h"
 #include "zqManipulator/simulation/records/ZqPropagationResultData.h"
@@ -43,7 +44,9 @@ public:
          ZqOptionalComponent(&This::m_interactionState, &ZqManip::ZqInteractionStateToken,
                              "what contacts and interactions remember at the time of the state"),
          ZqOptionalComponent(&This::m_variationOrigin, &ZqManip::ZqVariationOriginToken,
-                             "what a varied scene comes from")};
+                             "what a varied scene comes from"),
+         ZqOptionalComponent(&This::m_combinations, &ZqManip::ZqCombinationsToken,
+                             "of what manipulators are made that can be taken apart again")};
    }
    /// The system of an old document is a component that is made for reading alone.
    void registerComponents() override;
@@ -120,6 +123,24 @@ public:
    /// Labels a link anew. False also when there is no such link or the new label is taken.
    bool changeLinkLabel(ZqU32 index, const ZqString& oldLabel, const ZqString& newLabel);
    /// @}
+   /// \name Manipulators that become one, and two again
+   /// As those of the system; state and configuration follow.
+   /// @{
+   /// Joints keep positions and rates. The base of the first manipulator is where the link has it from now on.
+   virtual bool combineManipulator(ZqU32 first, ZqU32 second, const ZqString& link,
+                                   const ZqCoordinateSystemTransformation& transform);
+   bool combineManipulator(const ZqString& first, const ZqString& second, const ZqString& link,
+                           const ZqCoordinateSystemTransformation& transform);
+   /// Joints keep positions and rates, and the base of what is taken off starts where the link has it, with the
+   /// velocity of the link there: nothing jumps. A base that is fixed has no velocity.
+   virtual bool uncombineManipulator(const ZqString& label, ZqU32& parent, ZqU32& child,
+                                     ZqCoordinateSystemTransformation& transform);
+   /// @}
+   /// Has the next document remember of what manipulators are made, so that whoever reads it can take them apart
+   /// again. To be called when all is done and before it is written: a change of the system drops it. A manipulator
+   /// that was changed since in such a way that its parts do not make it any more is left out, with a message, and
+   /// the answer is false.
+   bool keepCombinations();
    virtual const ZqSystemEnvironment& environment() const;
    virtual void setEnvironment(const ZqSystemEnvironment& environment);
    /// What acts between links; goes to the stated system's own model.
@@ -340,6 +361,13 @@ private:
       forgetInteractions();
       return m_state;
    }
+   /// To be called with every change of the system.
+   void systemChanges()
+   {
+      m_systemModified = true;
+      forgetInteractions();
+      m_combinations.clear();
+   }
    void forgetInteractions()
    {
       if (!m_interactionState.isEmpty())
@@ -353,6 +381,8 @@ private:
    }
    void takeLegacySystem();
    void deleteState(ZqU32 index);
+   void takeCombinations();
+   void follow(const ZqModelEdit& edit);
    void fitJoints(ZqU32 index);
    void placeReferences();
    void reportOldAttachments() const;
@@ -377,6 +407,8 @@ private:
    mutable bool m_transparentDisplay = false;
    ZqInteractionState m_interactionState;
    ZqVariationOrigin m_variationOrigin;
+   ZqBeforeCombining<ZqManipulatorSystemConfiguration> m_beforeCombining;
+   ZqCombination::Combinations m_combinations; ///< of the document
 };
 
 extern template class ZqXmlClass<ZqStatedSystem>;

@@ -42,9 +42,12 @@ bool ZqSimulation::findStops(ZqU32 index, ZqReal dt)
 {
    Member& member = m_members[index];
    const std::size_t before = member.stops.size();
-   predict(index, dt);
-   findJointsAtLimits(index);
-   findLimitsOfSeveral(index);
+   findJointsAtLimits(index, dt);
+   if (!member.limits.empty())
+   {
+      predict(index, dt);
+      findLimitsOfSeveral(index);
+   }
    return member.stops.size() > before;
 }
 
@@ -65,17 +68,19 @@ void ZqSimulation::predict(ZqU32 index, ZqReal dt)
 }
 
 /// Those that the step would take beyond the limits of their drives are free no more.
-void ZqSimulation::findJointsAtLimits(ZqU32 index)
+void ZqSimulation::findJointsAtLimits(ZqU32 index, ZqReal dt)
 {
    Member& member = m_members[index];
-   const auto& positions = member.scratchPosition.jointPositions().values();
+   const auto& positions = m_state.positionStates()[index].jointPositions().values();
    const auto& velocities = m_state.velocityStates()[index].jointVelocities().values();
+   const auto& accelerations = member.accelerations.jointAccelerations().values();
    for (std::size_t j = 0; j < member.joints.size(); ++j)
    {
       const Joint& joint = member.joints[j];
-      const ZqReal velocity = clipped(member.nextVelocities[j], joint.maxRate);
-      const bool isAbove = joint.upperLimit < positions[j] && velocity > 0.0;
-      const bool isBelow = positions[j] < joint.lowerLimit && velocity < 0.0;
+      const ZqReal velocity = clipped(velocities[j] + dt * accelerations[j], joint.maxRate);
+      const ZqReal position = positions[j] + dt * velocity;
+      const bool isAbove = joint.upperLimit < position && velocity > 0.0;
+      const bool isBelow = position < joint.lowerLimit && velocity < 0.0;
       if (!(isAbove || isBelow) || !member.isFree[j])
          continue;
       member.isFree[j] = false;
