@@ -7,13 +7,6 @@
 template class ZqXmlClass<ZqVariationStudy>;
 template class ZqXmlClass<ZqVariationOrigin, ZqVariationStudy>;
 
-const ZqToken& ZqVariationStudy::classToken()
-{
-   // Never destroyed, so that it serves the destructors of static objects as well.
-   static const auto& theToken = *new ZqToken(ZqManip::ns + "variationStudy");
-   return theToken;
-}
-
 namespace
 {
 ZqString faultOf(ZqReal sigma)

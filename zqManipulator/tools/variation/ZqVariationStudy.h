@@ -12,7 +12,7 @@ public:
    /// overflows.
    static constexpr ZqReal greatestSigma = 1e30;
 
-   static const ZqToken& classToken();
+   static const ZqToken& classToken() { return ZqManip::ZqVariationStudyToken; }
    static constexpr const char* documentation =
       "how uncertain a scene is, as standard deviations of its properties";
    template <class This = ZqVariationStudy>
