@@ -6,6 +6,7 @@
 #include "zqManipulator/foundation/geometry/ZqSphere.h"
 #include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
 #include "zqManipulator/kinematics/joint/ZqGeneralBoundObjectVector.h"
+#include "zqManipulator/simulation/constraints/ZqStateConstraintVector.h"
 #include "zqManipulator/simulation/constraints/ZqStateEqualityConstraintVector.h"
 #include "zqManipulator/simulation/records/ZqStoppingCriterionVector.h"
 #include "zqManipulator/tools/labels/ZqManipulatorLinkLabelMapping.h"
@@ -32,6 +33,7 @@ protected:
    bool m_optimizeOnLoad = false;
    ZqManipulatorReferenceDescription m_manipulatorReferenceDescription;
    ZqGeneralBoundObjectVector m_generalBoundObjects;
+   ZqStateConstraintVector m_stateConstraints;
    ZqStateEqualityConstraintVector m_stateEqualityConstraints;
    ZqStoppingCriterionVector m_stoppingCriteria;
    DisplayLinkIndices m_displayLinkIndices;

@@ -107,12 +107,20 @@ ZqLinkEdit ZqLinkEdit::matched(const Labels& before, const Labels& after)
 ZqLinkEdit ZqLinkEdit::moved(ZqRenumbering indices, std::map<ZqString, ZqString> labels,
                              ZqU32 newBaseIndex)
 {
+   ZqLinkEdit result = carried(std::move(indices), {labels.begin(), labels.end()}, newBaseIndex);
+   result.m_otherLabelsGo = true;
+   return result;
+}
+
+ZqLinkEdit ZqLinkEdit::carried(ZqRenumbering indices,
+                               std::map<ZqString, std::optional<ZqString>> labels,
+                               ZqU32 newBaseIndex)
+{
    ZqLinkEdit result;
    result.m_indices = std::move(indices);
    result.m_base = newBaseIndex;
-   for (const auto& [from, to] : labels)
-      result.m_labels[from] = to;
-   result.m_otherLabelsGo = true;
+   result.m_baseIsMerged = newBaseIndex != ZqNoLinkIndex;
+   result.m_labels = std::move(labels);
    return result;
 }
 
@@ -180,6 +188,7 @@ ZqLinkEdit ZqLinkEdit::then(const ZqLinkEdit& next) const
    result.m_restatedLabels.insert(next.m_restatedLabels.begin(), next.m_restatedLabels.end());
    result.m_indices = m_indices.then(next.m_indices);
    result.m_base = next.index(m_base);
+   result.m_baseIsMerged = m_baseIsMerged || next.m_baseIsMerged;
    result.m_otherLabelsGo = m_otherLabelsGo || next.m_otherLabelsGo;
    for (auto& [from, to] : result.m_labels)
       if (to && !next.apply(*to))

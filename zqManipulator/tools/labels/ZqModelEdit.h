@@ -95,9 +95,14 @@ public:
    /// The tree was replaced or changed in unknown ways: links of one label are the same, the first of
    /// several of one label the first. What has no match is gone.
    static ZqLinkEdit matched(const Labels& before, const Labels& after);
-   /// Only the labels that are listed stay, or go with their links to another manipulator.
+   /// Links go to another manipulator: only the labels that are listed stay. The base becomes a part of the link
+   /// of an index there, unless it stays behind (`ZqNoLinkIndex`).
    static ZqLinkEdit moved(ZqRenumbering indices, std::map<ZqString, ZqString> labels,
                            ZqU32 newBaseIndex);
+   /// The same, but labels that are not listed stay. Those listed without a new one are gone.
+   static ZqLinkEdit carried(ZqRenumbering indices,
+                             std::map<ZqString, std::optional<ZqString>> labels,
+                             ZqU32 newBaseIndex);
 
    /// What is told of a link, by its new index and label, is told anew after all else of this edit.
    void restate(ZqU32 index, const ZqString& label, const ZqLinkRestatement& restatement);
@@ -105,6 +110,8 @@ public:
    bool isIdentity() const { return !hasLabels() && !hasIndices() && !hasRestatements(); }
    bool hasLabels() const { return !m_labels.empty() || m_otherLabelsGo; }
    bool hasIndices() const { return !m_indices.isIdentity() || m_base != ZqBaseLinkIndex; }
+   /// The base becomes a part of another link, and has no motion of its own any more.
+   bool baseIsMerged() const { return m_baseIsMerged; }
    /// `ZqNoLinkIndex` when the link is gone.
    ZqU32 index(ZqU32 oldIndex) const;
    const ZqRenumbering& indices() const { return m_indices; }
@@ -126,6 +133,7 @@ public:
 private:
    ZqRenumbering m_indices;
    ZqU32 m_base = ZqBaseLinkIndex;
+   bool m_baseIsMerged = false;
    std::map<ZqString, std::optional<ZqString>> m_labels; ///< of those that changed
    bool m_otherLabelsGo = false;
    std::map<ZqU32, ZqLinkRestatement> m_restatements; ///< by new index
