@@ -204,29 +204,60 @@ private:
    ZqLinkEdit m_edit;
 };
 
-void reject(const char* operation, const char* message, unsigned number = 0)
+void reject(const char* message, unsigned number = 0)
 {
-   const std::string text =
-      std::string("ZqKinematicsConversionTool::") + operation + "(): " + message;
-   Zq::Print::instance().write(Zq::Rejected, text.c_str(), static_cast<int>(number));
+   Zq::Print::instance().write(Zq::Rejected, message, static_cast<int>(number));
 }
 
+/// What an operation says of a manipulator that it does not convert.
+struct Messages
+{
+   const char* badManipulator;
+   const char* badLink;
+   const char* badJoint;
+};
+
+constexpr Messages ofAny{
+   "ZqKinematicsConversionTool::convertManipulatorToCraigsDhForm(): index (%d) out of range\n",
+   "ZqKinematicsConversionTool::convertManipulatorToCraigsDhForm(): bad link index (%d).\n",
+   "ZqKinematicsConversionTool::convertManipulatorToCraigsDhForm(): system with non-rotational DH "
+   "kinematics cannot be converted.\n"};
+constexpr Messages ofChain{
+   "ZqKinematicsConversionTool::convertSerialManipulatorToCraigsDhForm(): index (%d) out of "
+   "range\n",
+   "ZqKinematicsConversionTool::convertSerialManipulatorToCraigsDhForm(): bad link index (%d).\n",
+   "ZqKinematicsConversionTool::convertSerialManipulatorToCraigsDhForm(): system with "
+   "non-rotational DH kinematics cannot be converted.\n"};
+constexpr Messages ofTree{"ZqKinematicsConversionTool::convertBifurcatingManipulatorToCraigsDhForm("
+                          "): index (%d) out of range\n",
+                          "ZqKinematicsConversionTool::convertBifurcatingManipulatorToCraigsDhForm("
+                          "): bad link index (%d).\n",
+                          "ZqKinematicsConversionTool::convertBifurcatingManipulatorToCraigsDhForm("
+                          "): system with non-rotational DH kinematics cannot be converted.\n"};
+constexpr Messages ofLink{
+   "ZqKinematicsConversionTool::convertBifurcatingLinkAndChildrenToCraigsDhForm(): manipulator "
+   "index (%d) out of range\n",
+   "ZqKinematicsConversionTool::convertBifurcatingLinkAndChildrenToCraigsDhForm(): link index (%d) "
+   "out of range\n",
+   "ZqKinematicsConversionTool::convertBifurcatingLinkAndChildrenToCraigsDhForm(): system with "
+   "non-rotational DH kinematics cannot be converted.\n"};
+
 /// Whether all joints of a manipulator that there is can be converted; otherwise a message.
-bool canBeConverted(const char* operation, const ZqStatedSystem& source, unsigned index)
+bool canBeConverted(const Messages& messages, const ZqStatedSystem& source, unsigned index)
 {
    const ZqIndividualManipulator* manipulator = source.manipulatorByIndex(index);
    if (manipulator == nullptr)
    {
-      reject(operation, "index (%d) out of range\n", index);
+      reject(messages.badManipulator, index);
       return false;
    }
    for (ZqU32 i = 0; i < manipulator->jointDof(); ++i)
    {
       const ZqManipulatorLink* link = manipulator->linkByIndex(i);
       if (link == nullptr)
-         reject(operation, "bad link index (%d).\n", i);
+         reject(messages.badLink, i);
       else if (!canBeConverted(*link))
-         reject(operation, "system with non-rotational DH kinematics cannot be converted.\n");
+         reject(messages.badJoint);
       else
          continue;
       return false;
@@ -266,14 +297,14 @@ bool convertTree(ZqStatedSystem& system, unsigned index, bool withBase, const Tu
 bool convertSerial(const ZqStatedSystem& source, ZqStatedSystem& result, unsigned index,
                    const Turns& turns)
 {
-   static constexpr const char* operation = "convertSerialManipulatorToCraigsDhForm";
    if (const ZqIndividualManipulator* manipulator = source.manipulatorByIndex(index);
        manipulator != nullptr && hasFork(*manipulator))
    {
-      reject(operation, "bifuracting system cannot be converted.\n");
+      reject("ZqKinematicsConversionTool::convertSerialManipulatorToCraigsDhForm(): bifuracting "
+             "system cannot be converted.\n");
       return false;
    }
-   if (!canBeConverted(operation, source, index))
+   if (!canBeConverted(ofChain, source, index))
       return false;
    result = source;
    return convertTree(result, index, true, turns);
@@ -282,7 +313,7 @@ bool convertSerial(const ZqStatedSystem& source, ZqStatedSystem& result, unsigne
 bool convertForked(const ZqStatedSystem& source, ZqStatedSystem& result, unsigned index,
                    const Turns& turns)
 {
-   if (!canBeConverted("convertBifurcatingManipulatorToCraigsDhForm", source, index))
+   if (!canBeConverted(ofTree, source, index))
       return false;
    result = source;
    return convertTree(result, index, false, turns);
@@ -294,8 +325,7 @@ bool convert(const ZqStatedSystem& source, ZqStatedSystem& result, unsigned inde
    if (const ZqIndividualManipulator* manipulator = source.manipulatorByIndex(index);
        manipulator != nullptr && hasFork(*manipulator))
       return convertForked(source, result, index, turns);
-   return canBeConverted("convertManipulatorToCraigsDhForm", source, index) &&
-          convertSerial(source, result, index, turns);
+   return canBeConverted(ofAny, source, index) && convertSerial(source, result, index, turns);
 }
 
 /// An angle, with whole turns more or less, as near to a target as can be.
@@ -322,7 +352,8 @@ bool ZqKinematicsConversionTool::convertManipulatorToCraigsDhForm(
        !std::all_of(shifts.begin(), shifts.end(), isFinite) ||
        (center != nullptr && !isFinite(*center)) || (shift != nullptr && !isFinite(*shift)))
    {
-      reject("convertManipulatorToCraigsDhForm", "centers and shifts must be finite.\n");
+      reject("ZqKinematicsConversionTool::convertManipulatorToCraigsDhForm(): centers and shifts "
+             "must be finite.\n");
       return false;
    }
    const auto chosen = [](const std::vector<bool>& uses, const std::vector<double>& values, ZqU32 i)
@@ -371,16 +402,15 @@ bool ZqKinematicsConversionTool::convertBifurcatingLinkAndChildrenToCraigsDhForm
    ZqStatedSystem& system, unsigned int manipulatorIndex, unsigned int linkIndex,
    const ZqCoordinateSystemTransformation& inboardChange, bool withChildren) const
 {
-   static constexpr const char* operation = "convertBifurcatingLinkAndChildrenToCraigsDhForm";
    const ZqIndividualManipulator* source = system.manipulatorByIndex(manipulatorIndex);
    if (source == nullptr)
    {
-      reject(operation, "manipulator index (%d) out of range\n", manipulatorIndex);
+      reject(ofLink.badManipulator, manipulatorIndex);
       return false;
    }
    if (linkIndex >= source->jointDof())
    {
-      reject(operation, "link index (%d) out of range\n", linkIndex);
+      reject(ofLink.badLink, linkIndex);
       return false;
    }
    const ZqU32 end =
@@ -388,7 +418,7 @@ bool ZqKinematicsConversionTool::convertBifurcatingLinkAndChildrenToCraigsDhForm
    for (ZqU32 i = linkIndex; i < end; ++i)
       if (!canBeConverted(*source->linkByIndex(i)))
       {
-         reject(operation, "system with non-rotational DH kinematics cannot be converted.\n");
+         reject(ofLink.badJoint);
          return false;
       }
    const Transform change = inboardChange;
