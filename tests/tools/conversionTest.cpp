@@ -36,12 +36,6 @@ enum Kind
 };
 constexpr std::array kinds{Craig, Precursor, IdentityFrames, Recenter, Flip, Sag};
 
-/// The link of a manipulator on which sag joints are put.
-const ZqString& middleLabel(const ZqIndividualManipulator& manipulator)
-{
-   return manipulator.linkByIndex(manipulator.jointDof() / 2)->linkLabel();
-}
-
 bool convert(Kind kind, const ZqStatedSystem& source, ZqU32 index, ZqStatedSystem& result)
 {
    const Tool tool;
@@ -64,7 +58,8 @@ bool convert(Kind kind, const ZqStatedSystem& source, ZqU32 index, ZqStatedSyste
                                           : Tool::reconfigureDhToPrecursor(manipulator, label));
       }
       if (kind == Sag)
-         isConverted = Tool::add3SagJoints(manipulator, middleLabel(manipulator), added);
+         isConverted = Tool::add3SagJoints(
+            manipulator, manipulator.linkByIndex(manipulator.jointDof() / 2)->linkLabel(), added);
    };
    return result.editManipulator(index, convertLinks) && isConverted;
 }
@@ -123,8 +118,8 @@ public:
 private:
    ZqU32 place(ZqU32 i) const
    {
-      const auto& old = *m_source.manipulatorByIndex(m_index);
-      return result().linkIndexByIdentifier(old.linkByIndex(i)->linkLabel());
+      const auto& link = *m_source.manipulatorByIndex(m_index)->linkByIndex(i);
+      return result().linkIndexByIdentifier(link.linkLabel());
    }
    ZqReal at(ZqU32 k, ZqU32 i) const
    {
