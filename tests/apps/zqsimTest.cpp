@@ -236,6 +236,26 @@ TEST_F(Zqsim, PumaReachesWhereItsGeometrySays)
    }
 }
 
+TEST_F(Zqsim, ConvertTellsAModelInOtherConventionsAndWhatCannotBe)
+{
+   const std::string out = scratch("converted.xml");
+   const std::string convert = "convert " + model("gripper") + ' ' + out + " --json --to ";
+   for (const std::string form : {"craig", "precursor", "identity-frames"})
+   {
+      const Result result = run(convert + form);
+      const Json list = Json::parse(result.out).at("manipulators");
+      bool areAll = true;
+      for (const Json& entry : list)
+         areAll = areAll && (entry.at("isConverted") || !entry.at("reason").empty()) &&
+                  entry.at("isConverted");
+      EXPECT_EQ(result.code, areAll ? 0 : 5) << result.err;
+      EXPECT_EQ(areAll, form != "craig"); // its fingers slide
+      EXPECT_EQ(runForJson("info " + out).at("manipulators").size(), list.size());
+   }
+   EXPECT_EQ(run(convert + "craig --manipulator none").code, 2);
+   EXPECT_EQ(run("convert " + model("gripper") + " - --json --to craig").code, 2);
+}
+
 TEST_F(Zqsim, DistancesAreThoseOfTheShapes)
 {
    // A ball on an arm that turns about z, beside two others that stand.

@@ -18,8 +18,8 @@ ZqReal clipped(ZqReal velocity, ZqReal maxRate)
    return velocity;
 }
 
-/// What stops leave of a velocity is less than rounding, which must not lead outward.
-constexpr ZqReal rounding = 4.0 * std::numeric_limits<ZqReal>::epsilon();
+/// Less than this part of a velocity is left where it stops, and must not lead outward.
+constexpr ZqReal restOfStop = 4.0 * std::numeric_limits<ZqReal>::epsilon();
 } // namespace
 
 /// Finds the accelerations beside stops.
@@ -85,7 +85,7 @@ void ZqSimulation::findJointsAtLimits(ZqU32 index, ZqReal dt)
          continue;
       member.isFree[j] = false;
       const ZqReal sign = isAbove ? -1.0 : 1.0;
-      addStop(index, {static_cast<ZqU32>(j), sign, rounding * std::abs(velocities[j]), true})[j] =
+      addStop(index, {static_cast<ZqU32>(j), sign, restOfStop * std::abs(velocities[j]), true})[j] =
          sign;
    }
 }
@@ -114,7 +114,7 @@ void ZqSimulation::findLimitsOfSeveral(ZqU32 index)
             member.gradient[j] * clipped(member.nextVelocities[j], member.joints[j].maxRate);
          rate += part;
          size += std::abs(part);
-         least += rounding * std::abs(member.gradient[j] * velocities[j]);
+         least += restOfStop * std::abs(member.gradient[j] * velocities[j]);
       }
       if (!(rate < (limit.stops > 0 ? -restOfGradient * size : 0.0)))
          continue;
