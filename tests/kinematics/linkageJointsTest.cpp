@@ -1,7 +1,7 @@
 #include "support/logCapture.h"
 #include "support/referenceDynamics.h"
-#include "zqManipulator/dynamics/tools/ZqArbiAccelerationTool.h"
 #include "zqManipulator/kinematics/joint/ZqQuadrilateralObjects.h"
+#include "zqManipulator/simulation/step/ZqSimulation.h"
 
 #include <gtest/gtest.h>
 
@@ -106,11 +106,7 @@ TEST(LinkageJoints, MoveAsTheirFrames)
       EXPECT_EQ(joint->calculateAcceleration(q, qd, qdd), joint->accelerationAt(q, qd, qdd));
       EXPECT_EQ(joint->calculateTransform(q), joint->transformAt(q));
       // What the unit motion changes by is the difference of it.
-      ZqGeneralMotion first;
-      ZqGeneralMotion second;
-      ZqGeneralMotion after;
-      ZqGeneralMotion before;
-      ZqGeneralMotion unused;
+      ZqGeneralMotion first, second, after, before, unused;
       ASSERT_TRUE(joint->unitMotionDerivatives(q, first, second));
       ASSERT_TRUE(joint->unitMotionDerivatives(q + 1e-5, after, unused));
       ASSERT_TRUE(joint->unitMotionDerivatives(q - 1e-5, before, unused));
@@ -120,7 +116,7 @@ TEST(LinkageJoints, MoveAsTheirFrames)
    }
 }
 
-// Of the sides 3, 4, 5: with h = 3 the angle is that of sine 1 or so, all by hand.
+// By hand, of the lengths 3 and 4 beside the right angle.
 TEST(LinkageJoints, DefaultFormHasItsRates)
 {
    struct Case
@@ -405,74 +401,33 @@ TEST_F(BoundObjects, FollowTheirLinks)
    EXPECT_TRUE(log.contains("bound object 3 is removed with its link")) << log.text();
 }
 
-/// Kinetic energy and that of weight.
-ZqReal energyOf(const zqTest::RandomScene& scene)
-{
-   ZqManipulatorActiveState state = scene.activeState();
-   return scene.kineticEnergy(state) + scene.potentialEnergy(state);
-}
-
-// Four links under their weight, by the method of Runge and Kutta: what is lost goes with the fourth power of the
-// step, or is rounding.
+// Four links under their weight: what Runge and Kutta lose in so small steps is rounding.
 TEST(LinkageJoints, KeepTheEnergyOfWhatTheyMove)
 {
-   ZqArbiAccelerationTool tool;
    for (ZqU32 seed = 0; seed < 6; ++seed)
    {
       SCOPED_TRACE(seed);
-      zqTest::SceneKind kind{zqTest::chain(4), true, false, false, true};
-      zqTest::RandomScene scene(seed, kind);
-      scene.velocity.setGeneralVelocity({});
-      const ZqU32 n = scene.jointDof();
-      scene.velocity.setJointVelocities(ZqRealVector(n));
-      for (ZqReal& q : scene.position.jointPositions())
+      const zqTest::RandomScene random(seed, {zqTest::chain(4), true, false, false, true});
+      ZqPositionState position = random.position;
+      for (ZqReal& q : position.jointPositions())
          q *= 0.5; // so that linkages close all the time
-      scene.external = {};
-      scene.external.resize(n);
-      const auto accelerationsAt = [&](const ZqRealVector& q, const ZqRealVector& qd)
-      {
-         scene.position.setJointPositions(q);
-         scene.velocity.setJointVelocities(qd);
-         ZqManipulatorActiveState state = scene.activeState();
-         ZqManipulatorTorque none;
-         none.setJointTorques(ZqRealVector(n));
-         ZqAccelerationState result;
-         tool.acceleration(scene.system, scene.manipulator(), scene.position, scene.velocity, none,
-                           scene.external, result, state);
-         return result.jointAccelerations().values();
-      };
-      const auto along = [](ZqRealVector x, const ZqRealVector& by, ZqReal time)
-      {
-         for (std::size_t i = 0; i < x.size(); ++i)
-            x[i] += time * by[i];
-         return x;
-      };
-      const ZqReal start = energyOf(scene);
+      ZqStatedSystem scene;
+      scene.setEnvironment(random.system.environment());
+      ZqVelocityState rest;
+      rest.setJointVelocities(ZqRealVector(random.jointDof()));
+      scene.addManipulator(random.manipulator(), position, rest);
+      ZqSimulation::Settings settings;
+      settings.integrator = ZqSimulation::Integrator::RungeKutta;
+      ZqSimulation simulation(scene, settings);
+      const ZqReal start = simulation.energy().total();
       ZqReal motion = 0.0;
-      ZqRealVector q = scene.position.jointPositions().values();
-      ZqRealVector v = scene.velocity.jointVelocities().values();
-      constexpr ZqReal h = 1e-3;
-      for (int step = 0; step < 300; ++step)
+      for (int i = 0; i < 300; ++i)
       {
-         const ZqRealVector a1 = accelerationsAt(q, v);
-         const ZqRealVector v2 = along(v, a1, h / 2.0);
-         const ZqRealVector a2 = accelerationsAt(along(q, v, h / 2.0), v2);
-         const ZqRealVector v3 = along(v, a2, h / 2.0);
-         const ZqRealVector a3 = accelerationsAt(along(q, v2, h / 2.0), v3);
-         const ZqRealVector v4 = along(v, a3, h);
-         const ZqRealVector a4 = accelerationsAt(along(q, v3, h), v4);
-         for (std::size_t i = 0; i < n; ++i)
-         {
-            q[i] += h / 6.0 * (v[i] + 2.0 * v2[i] + 2.0 * v3[i] + v4[i]);
-            v[i] += h / 6.0 * (a1[i] + 2.0 * a2[i] + 2.0 * a3[i] + a4[i]);
-         }
-         scene.position.setJointPositions(q);
-         scene.velocity.setJointVelocities(v);
-         ZqManipulatorActiveState state = scene.activeState();
-         motion = std::max(motion, scene.kineticEnergy(state));
+         ASSERT_TRUE(simulation.step(1e-3));
+         motion = std::max(motion, simulation.energy().kinetic);
       }
       EXPECT_GT(motion, 10.0);
-      EXPECT_NEAR(energyOf(scene), start, 1e-8 * motion);
+      EXPECT_NEAR(simulation.energy().total(), start, 1e-10 * motion);
    }
 }
 } // namespace
