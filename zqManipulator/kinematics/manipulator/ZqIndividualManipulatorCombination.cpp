@@ -317,8 +317,10 @@ ZqIndividualManipulator::combine(const ZqString& linkLabel,
    labels.pop_back();
    // The other's links, each with a shape that does not depend on the base.
    ChildLinks children = model.ZqManipulatorLink::childLinks();
-   ZqManipulatorLink merged(*link);
-   merged.setReferenceLink(const_cast<ZqManipulatorLink*>(link->referenceLink()));
+   ZqManipulatorLink merged;
+   merged.copyAllButChildLinksFrom(*link);
+   if (merged.linkReferenceDescription().isShapeReferenced())
+      merged.setReferenceLink(const_cast<ZqManipulatorLink*>(link->referenceLink()));
    const LinkPointerVector& sources = model.linkPointerVector();
    std::size_t i = 0;
    forEachLinkOf(children,
@@ -337,20 +339,18 @@ ZqIndividualManipulator::combine(const ZqString& linkLabel,
    origin.manipulatorIndex = manipulator.manipulatorIndex();
    const Member* last = ZqLinkUnion::lastIn(*this);
    origin.number = last != nullptr ? last->origin.number + 1 : 0;
+   // What names none of its links is not to name one of these.
+   std::set<ZqString> others{model.linkLabel()};
    if (speaksOfOthers(model, children))
-   {
-      // What names none of its links is not to name one of these.
-      std::set<ZqString> others(ownLabels.begin(), ownLabels.end());
-      others.insert(model.linkLabel());
-      for (const ZqString& label : others)
-         if (!newLabels.contains(label))
-         {
-            const ZqString free = pool.unusedLabel(label);
-            pool.addUsedLabel(free);
-            newLabels[label] = free;
-            origin.others.push_back({label, free});
-         }
-   }
+      others.insert(ownLabels.begin(), ownLabels.end());
+   for (const ZqString& label : others)
+      if (!newLabels.contains(label))
+      {
+         const ZqString free = pool.unusedLabel(label);
+         pool.addUsedLabel(free);
+         newLabels[label] = free;
+         origin.others.push_back({label, free});
+      }
    for (const auto& [name, values] : model.surfaces().mapContainer())
       if (!m_surfaces.mapContainer().contains(name))
          origin.surfaces.push_back(name);
@@ -367,8 +367,6 @@ ZqIndividualManipulator::combine(const ZqString& linkLabel,
       rejectCombination("combineManipulator", what, "shapes would stand too deep in others");
       return std::nullopt;
    }
-   for (const ZqManipulatorLink& child : children)
-      merged.addChild(child);
 
    // From here on nothing fails.
    ZqLinkUnion changed = *merged.linkUnion();
@@ -376,6 +374,10 @@ ZqIndividualManipulator::combine(const ZqString& linkLabel,
       if (other->linkReferenceDescription().isShapeReferenced() && other->referenceLink() == link)
          changed.sharers.push_back(label);
    ZqLinkUnion::set(merged, std::move(changed));
+   aboutToModifyLink(linkLabel);
+   for (const ChildLinks* list : {&link->m_childLinks, &children})
+      for (const ZqManipulatorLink& child : *list)
+         merged.addChild(child);
    const ZqManipulatorSelfCollisionLinkMap pairs =
       m_allPairsAreExcluded ? ZqManipulatorSelfCollisionLinkMap() : m_selfCollisionLinkMap;
    const bool allPairsWereExcluded = m_allPairsAreExcluded;
@@ -529,6 +531,38 @@ void moveBack(ZqManipulatorLink& child, const Popped& popped)
    undo(popped.member.origin);
    child.setLinkKinematicsContainer(joint);
 }
+
+/// Which names of surfaces that came with a manipulator go from the combined one when it is taken off its link:
+/// those that came on with every manipulator that it was a part of by then. These forget them.
+std::vector<ZqString> namesToDrop(ZqIndividualManipulator& combined, const ZqString& carrier,
+                                  const ZqString& label, std::vector<ZqString> names)
+{
+   std::vector<std::pair<ZqManipulatorLink*, std::size_t>> outer;
+   const auto memberAt = [](const auto& place) -> const Member&
+   { return place.first->linkUnion()->members[place.second]; };
+   for (const auto& [name, link] : combined.linkPointerMap())
+      for (std::size_t i = 0; link->linkUnion() != nullptr && i < link->linkUnion()->members.size();
+           ++i)
+      {
+         const Member& member = link->linkUnion()->members[i];
+         const auto& links = member.origin.links;
+         if (member.manipulator.usingManipulatorLabels().contains(label) &&
+             std::any_of(links.begin(), links.end(),
+                         [&carrier](const Name& own) { return own.present == carrier; }))
+            outer.emplace_back(link, i);
+      }
+   // The innermost first, which has the fewest links.
+   std::sort(outer.begin(), outer.end(),
+             [&](const auto& a, const auto& b)
+             { return memberAt(a).origin.links.size() < memberAt(b).origin.links.size(); });
+   for (const auto& [link, i] : outer)
+   {
+      ZqLinkUnion changed = *link->linkUnion();
+      changed.members[i].forget(label, names);
+      ZqLinkUnion::set(*link, std::move(changed));
+   }
+   return names;
+}
 } // namespace
 
 /// Pairs of what is taken off may collide as they may now.
@@ -615,6 +649,9 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
                         "no link of it has that merged in");
       return std::nullopt;
    }
+   if (const ZqLinkReferenceDescription& shared = rest.linkReferenceDescription();
+       shared.isShapeReferenced() && !linkPointerMap().contains(shared.referencedLinkLabel()))
+      rest.setShapeContainer(carrier->linkUnion()->sharedShape);
    const ZqLinkEdit::Labels ownLabels = linkLabels();
    const ZqString carrierLabel = carrier->linkLabel();
    const std::vector<ZqString> sharers = carrier->linkUnion()->sharers;
@@ -655,6 +692,7 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
          ownNames.emplace(*name.present, name.own);
    }
    ChildLinks going;
+   aboutToModifyLink(carrierLabel);
    for (const ZqManipulatorLink& child : carrier->m_childLinks)
       if (ownNames.contains(child.linkLabel()))
          going.pushBack(child);
@@ -727,7 +765,7 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
    for (ZqU32& index : taken.m_displayLinkIndices)
       index = outwards.restored.index(index);
    std::erase(taken.m_displayLinkIndices.vectorContainer(), ZqNoLinkIndex);
-   for (const ZqString& name : popped.surfaces)
+   for (const ZqString& name : namesToDrop(*this, carrierLabel, label, std::move(popped.surfaces)))
    {
       const ZqDataMap* values = m_surfaces.lookupPointer(name);
       const ZqDataMap* own = taken.m_surfaces.lookupPointer(name);

@@ -41,6 +41,10 @@ public:
       ZqIndividualManipulator manipulator;        ///< without links below its base
       ZqCoordinateSystemTransformation transform; ///< its primary frame in that of the link
       Origin origin;
+
+      /// Another one that it had taken in is gone, with names of surfaces. What is left of these came with this
+      /// one, too.
+      void forget(const ZqString& label, std::vector<ZqString>& surfaces);
    };
    /// What is taken out of a union.
    struct Popped
