@@ -373,6 +373,8 @@ ZqIndividualManipulator::combine(const ZqString& linkLabel,
    for (const auto& [label, other] : linkPointerMap())
       if (other->linkReferenceDescription().isShapeReferenced() && other->referenceLink() == link)
          changed.sharers.push_back(label);
+      else if (ZqLinkUnion::endSharing(*other, linkLabel))
+         changed.sharers.push_back(label);
    ZqLinkUnion::set(merged, std::move(changed));
    aboutToModifyLink(linkLabel);
    for (const ChildLinks* list : {&link->m_childLinks, &children})
@@ -772,6 +774,21 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
       if (values != nullptr && own != nullptr && *values == *own)
          m_surfaces.erase(name);
    }
+   // Surfaces of what came to its links later, and goes with them.
+   for (const auto& [name, link] : taken.linkPointerMap())
+      for (std::size_t i = 0; link->linkUnion() != nullptr && i < link->linkUnion()->members.size();
+           ++i)
+      {
+         const Member& later = link->linkUnion()->members[i];
+         if (taken.m_usingManipulatorLabels.contains(later.manipulator.m_manipulatorLabel))
+            continue;
+         for (const ZqString& surface : later.origin.surfaces)
+            if (const ZqDataMap* values = m_surfaces.lookupPointer(surface))
+            {
+               taken.m_surfaces.mapContainer().try_emplace(surface, *values);
+               m_surfaces.erase(surface);
+            }
+      }
    giveCollisionPairs(taken, names, carrierLabel, outwards.restored);
    giveLabelMapping(taken, moved);
 
@@ -779,11 +796,20 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
    const bool allPairsWereExcluded = m_allPairsAreExcluded;
    ZqManipulatorSelfCollisionLinkMap pairs =
       allPairsWereExcluded ? ZqManipulatorSelfCollisionLinkMap() : m_selfCollisionLinkMap;
+   std::set<ZqString> emptyRows;
+   for (const auto& [name, row] : pairs.mapContainer())
+      if (row.mapContainer().empty())
+         emptyRows.insert(name);
    if (!replaceLinkAndChildren(carrierLabel, rest))
       return std::nullopt;
    if (!allPairsWereExcluded)
    {
       pairs.apply(outwards.remaining);
+      // Rows that the pairs had come with.
+      std::erase_if(pairs.mapContainer(),
+                    [&](const auto& row) {
+                       return row.second.mapContainer().empty() && !emptyRows.contains(row.first);
+                    });
       m_selfCollisionLinkMap = std::move(pairs);
       m_allPairsAreExcluded = false;
       mapLinkCollisionCandidates();

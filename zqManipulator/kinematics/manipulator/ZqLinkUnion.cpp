@@ -269,6 +269,17 @@ void ZqLinkUnion::shareShape(ZqManipulatorLink& link, const ZqManipulatorLink& o
    set(link, std::move(changed));
 }
 
+bool ZqLinkUnion::endSharing(ZqManipulatorLink& link, const ZqString& owner)
+{
+   if (!link.m_union || !link.m_union->before.linkReferenceDescription().isShapeReferenced() ||
+       link.m_union->before.linkReferenceDescription().referencedLinkLabel() != owner)
+      return false;
+   ZqLinkUnion changed = *link.m_union;
+   changed.ownShape();
+   set(link, std::move(changed));
+   return true;
+}
+
 // What happens to the link
 
 /// Ends the sharing of the shape.

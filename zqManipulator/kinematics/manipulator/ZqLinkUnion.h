@@ -73,6 +73,10 @@ public:
    /// Has a link use the shape of another one, which equals its own. Labels are to be mapped afterwards.
    static void shareShape(ZqManipulatorLink& link, const ZqManipulatorLink& owner);
 
+   /// Gives what a link was before its own merges the shape that it shared with a link of a label. False when
+   /// it shared none.
+   static bool endSharing(ZqManipulatorLink& link, const ZqString& owner);
+
    void apply(const ZqLinkEdit& edit);
    /// The link's contents were moved, or scaled: so were those of what it was made of.
    /// @{
