@@ -181,8 +181,8 @@ struct Outwards
 
 /// Moves elements from a list to that of the manipulator that is taken off: as they were where they have
 /// not been changed, and else those that speak of its links.
-template <class List>
-void giveElements(List& list, List& to, const Outwards& outwards)
+template <class List, class Later>
+void giveElements(List& list, List& to, const Outwards& outwards, const Later& laterOnes)
 {
    const List originals = to;
    to.clear();
@@ -194,6 +194,14 @@ void giveElements(List& list, List& to, const Outwards& outwards)
       for (const Inwards& step : outwards.inwards)
          if (present)
             present = carried(*present, step);
+      if (!present)
+      {
+         // It could not come along, and has been waiting.
+         present = cloneOf(*original);
+         if (present->apply(outwards.restored))
+            to.pushBack(*present);
+         continue;
+      }
       for (ZqU32 i = 0; present && i < list.size(); ++i)
       {
          const auto* element = list.vectorContainer()[i];
@@ -205,6 +213,18 @@ void giveElements(List& list, List& to, const Outwards& outwards)
             to.pushBack(*present);
          break;
       }
+   }
+   for (const auto& later : laterOnes)
+   {
+      const auto back = cloneOf(*later);
+      for (ZqU32 i = 0; i < list.size(); ++i)
+         if (list.vectorContainer()[i] != nullptr &&
+             list.vectorContainer()[i]->equality(later.get()) && back->apply(outwards.edit))
+         {
+            to.pushBack(*back);
+            list.erase(i);
+            break;
+         }
    }
    for (ZqU32 i = 0; i < list.size();)
    {
@@ -729,6 +749,33 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
    }
    indices.pop_back();
    outwards.remaining = ZqLinkEdit::matched(ownLabels, remaining);
+   // What came to its links later brought this.
+   std::vector<std::unique_ptr<ZqBaseStateEqualityConstraint>> laterConstraints;
+   std::vector<std::unique_ptr<ZqBaseStoppingCriterion>> laterCriteria;
+   const auto& earlier = popped.member.manipulator.m_usingManipulatorLabels;
+   forEachLinkOf(
+      going,
+      [&](const ZqManipulatorLink& link)
+      {
+         for (std::size_t i = 0;
+              link.linkUnion() != nullptr && i < link.linkUnion()->members.size(); ++i)
+         {
+            const Member& later = link.linkUnion()->members[i];
+            if (earlier.contains(later.manipulator.m_manipulatorLabel))
+               continue;
+            const Inwards inwards{editInto(later, link.linkLabel(),
+                                           [this](const ZqString& name)
+                                           { return linkIndexByIdentifier(name); }),
+                                  later.manipulator.isFixedBase()};
+            for (const auto* element :
+                 later.manipulator.m_stateEqualityConstraints.vectorContainer())
+               if (auto present = element != nullptr ? carried(*element, inwards) : nullptr)
+                  laterConstraints.push_back(std::move(present));
+            for (const auto* element : later.manipulator.m_stoppingCriteria.vectorContainer())
+               if (auto present = element != nullptr ? carried(*element, inwards) : nullptr)
+                  laterCriteria.push_back(std::move(present));
+         }
+      });
    for (ZqManipulatorLink& child : going)
       moveBack(child, popped);
    relabelTrees(going, labels, ZqLinkEdit::carried({}, newLabels, ZqNoLinkIndex));
@@ -762,8 +809,9 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
       ZqLinkEdit::carried(ZqRenumbering::to(std::move(restored)), std::move(lost), ZqBaseLinkIndex);
 
    // What it held.
-   giveElements(m_stateEqualityConstraints, taken.m_stateEqualityConstraints, outwards);
-   giveElements(m_stoppingCriteria, taken.m_stoppingCriteria, outwards);
+   giveElements(m_stateEqualityConstraints, taken.m_stateEqualityConstraints, outwards,
+                laterConstraints);
+   giveElements(m_stoppingCriteria, taken.m_stoppingCriteria, outwards, laterCriteria);
    for (ZqU32& index : taken.m_displayLinkIndices)
       index = outwards.restored.index(index);
    std::erase(taken.m_displayLinkIndices.vectorContainer(), ZqNoLinkIndex);
