@@ -181,8 +181,8 @@ struct Outwards
 
 /// Moves elements from a list to that of the manipulator that is taken off: as they were where they have
 /// not been changed, and else those that speak of its links.
-template <class List>
-void giveElements(List& list, List& to, const Outwards& outwards)
+template <class List, class Later>
+void giveElements(List& list, List& to, const Outwards& outwards, const Later& laterOnes)
 {
    const List originals = to;
    to.clear();
@@ -194,6 +194,14 @@ void giveElements(List& list, List& to, const Outwards& outwards)
       for (const Inwards& step : outwards.inwards)
          if (present)
             present = carried(*present, step);
+      if (!present)
+      {
+         // It could not come along, and has been waiting.
+         present = cloneOf(*original);
+         if (present->apply(outwards.restored))
+            to.pushBack(*present);
+         continue;
+      }
       for (ZqU32 i = 0; present && i < list.size(); ++i)
       {
          const auto* element = list.vectorContainer()[i];
@@ -205,6 +213,18 @@ void giveElements(List& list, List& to, const Outwards& outwards)
             to.pushBack(*present);
          break;
       }
+   }
+   for (const auto& later : laterOnes)
+   {
+      const auto back = cloneOf(*later);
+      for (ZqU32 i = 0; i < list.size(); ++i)
+         if (list.vectorContainer()[i] != nullptr &&
+             list.vectorContainer()[i]->equality(later.get()) && back->apply(outwards.edit))
+         {
+            to.pushBack(*back);
+            list.erase(i);
+            break;
+         }
    }
    for (ZqU32 i = 0; i < list.size();)
    {
@@ -317,8 +337,10 @@ ZqIndividualManipulator::combine(const ZqString& linkLabel,
    labels.pop_back();
    // The other's links, each with a shape that does not depend on the base.
    ChildLinks children = model.ZqManipulatorLink::childLinks();
-   ZqManipulatorLink merged(*link);
-   merged.setReferenceLink(const_cast<ZqManipulatorLink*>(link->referenceLink()));
+   ZqManipulatorLink merged;
+   merged.copyAllButChildLinksFrom(*link);
+   if (merged.linkReferenceDescription().isShapeReferenced())
+      merged.setReferenceLink(const_cast<ZqManipulatorLink*>(link->referenceLink()));
    const LinkPointerVector& sources = model.linkPointerVector();
    std::size_t i = 0;
    forEachLinkOf(children,
@@ -337,20 +359,18 @@ ZqIndividualManipulator::combine(const ZqString& linkLabel,
    origin.manipulatorIndex = manipulator.manipulatorIndex();
    const Member* last = ZqLinkUnion::lastIn(*this);
    origin.number = last != nullptr ? last->origin.number + 1 : 0;
+   // What names none of its links is not to name one of these.
+   std::set<ZqString> others{model.linkLabel()};
    if (speaksOfOthers(model, children))
-   {
-      // What names none of its links is not to name one of these.
-      std::set<ZqString> others(ownLabels.begin(), ownLabels.end());
-      others.insert(model.linkLabel());
-      for (const ZqString& label : others)
-         if (!newLabels.contains(label))
-         {
-            const ZqString free = pool.unusedLabel(label);
-            pool.addUsedLabel(free);
-            newLabels[label] = free;
-            origin.others.push_back({label, free});
-         }
-   }
+      others.insert(ownLabels.begin(), ownLabels.end());
+   for (const ZqString& label : others)
+      if (!newLabels.contains(label))
+      {
+         const ZqString free = pool.unusedLabel(label);
+         pool.addUsedLabel(free);
+         newLabels[label] = free;
+         origin.others.push_back({label, free});
+      }
    for (const auto& [name, values] : model.surfaces().mapContainer())
       if (!m_surfaces.mapContainer().contains(name))
          origin.surfaces.push_back(name);
@@ -367,15 +387,19 @@ ZqIndividualManipulator::combine(const ZqString& linkLabel,
       rejectCombination("combineManipulator", what, "shapes would stand too deep in others");
       return std::nullopt;
    }
-   for (const ZqManipulatorLink& child : children)
-      merged.addChild(child);
 
    // From here on nothing fails.
    ZqLinkUnion changed = *merged.linkUnion();
    for (const auto& [label, other] : linkPointerMap())
       if (other->linkReferenceDescription().isShapeReferenced() && other->referenceLink() == link)
          changed.sharers.push_back(label);
+      else if (ZqLinkUnion::endSharing(*other, linkLabel))
+         changed.sharers.push_back(label);
    ZqLinkUnion::set(merged, std::move(changed));
+   aboutToModifyLink(linkLabel);
+   for (const ChildLinks* list : {&link->m_childLinks, &children})
+      for (const ZqManipulatorLink& child : *list)
+         merged.addChild(child);
    const ZqManipulatorSelfCollisionLinkMap pairs =
       m_allPairsAreExcluded ? ZqManipulatorSelfCollisionLinkMap() : m_selfCollisionLinkMap;
    const bool allPairsWereExcluded = m_allPairsAreExcluded;
@@ -529,6 +553,38 @@ void moveBack(ZqManipulatorLink& child, const Popped& popped)
    undo(popped.member.origin);
    child.setLinkKinematicsContainer(joint);
 }
+
+/// Which names of surfaces that came with a manipulator go from the combined one when it is taken off its link:
+/// those that came on with every manipulator that it was a part of by then. These forget them.
+std::vector<ZqString> namesToDrop(ZqIndividualManipulator& combined, const ZqString& carrier,
+                                  const ZqString& label, std::vector<ZqString> names)
+{
+   std::vector<std::pair<ZqManipulatorLink*, std::size_t>> outer;
+   const auto memberAt = [](const auto& place) -> const Member&
+   { return place.first->linkUnion()->members[place.second]; };
+   for (const auto& [name, link] : combined.linkPointerMap())
+      for (std::size_t i = 0; link->linkUnion() != nullptr && i < link->linkUnion()->members.size();
+           ++i)
+      {
+         const Member& member = link->linkUnion()->members[i];
+         const auto& links = member.origin.links;
+         if (member.manipulator.usingManipulatorLabels().contains(label) &&
+             std::any_of(links.begin(), links.end(),
+                         [&carrier](const Name& own) { return own.present == carrier; }))
+            outer.emplace_back(link, i);
+      }
+   // The innermost first, which has the fewest links.
+   std::sort(outer.begin(), outer.end(),
+             [&](const auto& a, const auto& b)
+             { return memberAt(a).origin.links.size() < memberAt(b).origin.links.size(); });
+   for (const auto& [link, i] : outer)
+   {
+      ZqLinkUnion changed = *link->linkUnion();
+      changed.members[i].forget(label, names);
+      ZqLinkUnion::set(*link, std::move(changed));
+   }
+   return names;
+}
 } // namespace
 
 /// Pairs of what is taken off may collide as they may now.
@@ -615,6 +671,9 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
                         "no link of it has that merged in");
       return std::nullopt;
    }
+   if (const ZqLinkReferenceDescription& shared = rest.linkReferenceDescription();
+       shared.isShapeReferenced() && !linkPointerMap().contains(shared.referencedLinkLabel()))
+      rest.setShapeContainer(carrier->linkUnion()->sharedShape);
    const ZqLinkEdit::Labels ownLabels = linkLabels();
    const ZqString carrierLabel = carrier->linkLabel();
    const std::vector<ZqString> sharers = carrier->linkUnion()->sharers;
@@ -655,6 +714,7 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
          ownNames.emplace(*name.present, name.own);
    }
    ChildLinks going;
+   aboutToModifyLink(carrierLabel);
    for (const ZqManipulatorLink& child : carrier->m_childLinks)
       if (ownNames.contains(child.linkLabel()))
          going.pushBack(child);
@@ -689,6 +749,33 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
    }
    indices.pop_back();
    outwards.remaining = ZqLinkEdit::matched(ownLabels, remaining);
+   // What came to its links later brought this.
+   std::vector<std::unique_ptr<ZqBaseStateEqualityConstraint>> laterConstraints;
+   std::vector<std::unique_ptr<ZqBaseStoppingCriterion>> laterCriteria;
+   const auto& earlier = popped.member.manipulator.m_usingManipulatorLabels;
+   forEachLinkOf(
+      going,
+      [&](const ZqManipulatorLink& link)
+      {
+         for (std::size_t i = 0;
+              link.linkUnion() != nullptr && i < link.linkUnion()->members.size(); ++i)
+         {
+            const Member& later = link.linkUnion()->members[i];
+            if (earlier.contains(later.manipulator.m_manipulatorLabel))
+               continue;
+            const Inwards inwards{editInto(later, link.linkLabel(),
+                                           [this](const ZqString& name)
+                                           { return linkIndexByIdentifier(name); }),
+                                  later.manipulator.isFixedBase()};
+            for (const auto* element :
+                 later.manipulator.m_stateEqualityConstraints.vectorContainer())
+               if (auto present = element != nullptr ? carried(*element, inwards) : nullptr)
+                  laterConstraints.push_back(std::move(present));
+            for (const auto* element : later.manipulator.m_stoppingCriteria.vectorContainer())
+               if (auto present = element != nullptr ? carried(*element, inwards) : nullptr)
+                  laterCriteria.push_back(std::move(present));
+         }
+      });
    for (ZqManipulatorLink& child : going)
       moveBack(child, popped);
    relabelTrees(going, labels, ZqLinkEdit::carried({}, newLabels, ZqNoLinkIndex));
@@ -723,18 +810,34 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
       ZqLinkEdit::carried(ZqRenumbering::to(std::move(restored)), std::move(lost), ZqBaseLinkIndex);
 
    // What it held.
-   giveElements(m_stateEqualityConstraints, taken.m_stateEqualityConstraints, outwards);
-   giveElements(m_stoppingCriteria, taken.m_stoppingCriteria, outwards);
+   giveElements(m_stateEqualityConstraints, taken.m_stateEqualityConstraints, outwards,
+                laterConstraints);
+   giveElements(m_stoppingCriteria, taken.m_stoppingCriteria, outwards, laterCriteria);
    for (ZqU32& index : taken.m_displayLinkIndices)
       index = outwards.restored.index(index);
    std::erase(taken.m_displayLinkIndices.vectorContainer(), ZqNoLinkIndex);
-   for (const ZqString& name : popped.surfaces)
+   for (const ZqString& name : namesToDrop(*this, carrierLabel, label, std::move(popped.surfaces)))
    {
       const ZqDataMap* values = m_surfaces.lookupPointer(name);
       const ZqDataMap* own = taken.m_surfaces.lookupPointer(name);
       if (values != nullptr && own != nullptr && *values == *own)
          m_surfaces.erase(name);
    }
+   // Surfaces of what came to its links later, and goes with them.
+   for (const auto& [name, link] : taken.linkPointerMap())
+      for (std::size_t i = 0; link->linkUnion() != nullptr && i < link->linkUnion()->members.size();
+           ++i)
+      {
+         const Member& later = link->linkUnion()->members[i];
+         if (taken.m_usingManipulatorLabels.contains(later.manipulator.m_manipulatorLabel))
+            continue;
+         for (const ZqString& surface : later.origin.surfaces)
+            if (const ZqDataMap* values = m_surfaces.lookupPointer(surface))
+            {
+               taken.m_surfaces.mapContainer().try_emplace(surface, *values);
+               m_surfaces.erase(surface);
+            }
+      }
    giveCollisionPairs(taken, names, carrierLabel, outwards.restored);
    giveLabelMapping(taken, moved);
 
@@ -742,11 +845,20 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
    const bool allPairsWereExcluded = m_allPairsAreExcluded;
    ZqManipulatorSelfCollisionLinkMap pairs =
       allPairsWereExcluded ? ZqManipulatorSelfCollisionLinkMap() : m_selfCollisionLinkMap;
+   std::set<ZqString> emptyRows;
+   for (const auto& [name, row] : pairs.mapContainer())
+      if (row.mapContainer().empty())
+         emptyRows.insert(name);
    if (!replaceLinkAndChildren(carrierLabel, rest))
       return std::nullopt;
    if (!allPairsWereExcluded)
    {
       pairs.apply(outwards.remaining);
+      // Rows that the pairs had come with.
+      std::erase_if(pairs.mapContainer(),
+                    [&](const auto& row) {
+                       return row.second.mapContainer().empty() && !emptyRows.contains(row.first);
+                    });
       m_selfCollisionLinkMap = std::move(pairs);
       m_allPairsAreExcluded = false;
       mapLinkCollisionCandidates();

@@ -187,6 +187,15 @@ void ZqLinkUnion::set(ZqManipulatorLink& link, ZqLinkUnion&& changed)
    link.m_union = changed.members.empty() ? nullptr : new ZqLinkUnion(std::move(changed));
 }
 
+void ZqLinkUnion::Member::forget(const ZqString& label, std::vector<ZqString>& surfaces)
+{
+   manipulator.m_usingManipulatorLabels.erase(label);
+   for (const ZqString& name : surfaces)
+      manipulator.m_surfaces.erase(name);
+   std::erase_if(surfaces,
+                 [this](const ZqString& name) { return std::erase(origin.surfaces, name) == 0; });
+}
+
 bool ZqLinkUnion::pop(ZqManipulatorLink& link, const ZqString& label, Popped& popped)
 {
    if (!link.m_union)
@@ -204,8 +213,19 @@ bool ZqLinkUnion::pop(ZqManipulatorLink& link, const ZqString& label, Popped& po
          rest.members.erase(rest.members.begin() + static_cast<std::ptrdiff_t>(i));
          found = true;
       }
-      else if (pop(member.manipulator, label, popped))
+      else if (const ZqLinkUnionPointer inner = member.manipulator.m_union;
+               pop(member.manipulator, label, popped))
       {
+         // Sharing of shapes that the inner merge had ended is as if the outer one had.
+         if (member.manipulator.linkUnion() == nullptr)
+            member.origin.sharers.insert(member.origin.sharers.end(), inner->sharers.begin(),
+                                         inner->sharers.end());
+         if (const auto& shared = member.manipulator.linkReferenceDescription();
+             shared.isShapeReferenced())
+         {
+            member.origin.baseReference = shared;
+            member.manipulator.setShapeContainer(inner->sharedShape);
+         }
          // Out of the member, and with it out of this link.
          popped.transform = member.transform * popped.transform;
          popped.within.insert(popped.within.begin(), member);
@@ -213,8 +233,7 @@ bool ZqLinkUnion::pop(ZqManipulatorLink& link, const ZqString& label, Popped& po
             for (Name& name : member.origin.links)
                if (gone.present == name.own)
                   name.present.reset();
-         std::erase_if(popped.surfaces, [&member](const ZqString& name)
-                       { return std::erase(member.origin.surfaces, name) == 0; });
+         member.forget(label, popped.surfaces);
          found = true;
       }
    }
@@ -227,14 +246,38 @@ bool ZqLinkUnion::pop(ZqManipulatorLink& link, const ZqString& label, Popped& po
 
 void ZqLinkUnion::shareShape(ZqManipulatorLink& link, const ZqManipulatorLink& owner)
 {
-   if (link.linkReferenceDescription().isShapeReferenced() || &link == &owner ||
-       !(link.memberShapeContainer() == owner.memberShapeContainer()))
+   if (&link == &owner)
       return;
-   ZqLinkReferenceDescription description;
-   description.setReferencedLinkLabel(owner.linkLabel());
-   description.setIsShapeReferenced(true);
-   link.m_shapes = ZqLinkShapes();
-   link.setLinkReferenceDescription(description);
+   const ZqShapeContainer shape = owner.shapeContainer();
+   const auto share = [&](ZqManipulatorLink& sharer)
+   {
+      if (sharer.linkReferenceDescription().isShapeReferenced() ||
+          !(sharer.memberShapeContainer() == shape))
+         return;
+      ZqLinkReferenceDescription description;
+      description.setReferencedLinkLabel(owner.linkLabel());
+      description.setIsShapeReferenced(true);
+      sharer.m_shapes = ZqLinkShapes();
+      sharer.setLinkReferenceDescription(description);
+   };
+   if (!link.m_union)
+      return share(link);
+   // Others were merged in since: it is the link without them that shares.
+   ZqLinkUnion changed = *link.m_union;
+   share(changed.before);
+   changed.sharedShape = shape;
+   set(link, std::move(changed));
+}
+
+bool ZqLinkUnion::endSharing(ZqManipulatorLink& link, const ZqString& owner)
+{
+   if (!link.m_union || !link.m_union->before.linkReferenceDescription().isShapeReferenced() ||
+       link.m_union->before.linkReferenceDescription().referencedLinkLabel() != owner)
+      return false;
+   ZqLinkUnion changed = *link.m_union;
+   changed.ownShape();
+   set(link, std::move(changed));
+   return true;
 }
 
 // What happens to the link

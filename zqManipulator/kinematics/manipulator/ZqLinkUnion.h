@@ -41,6 +41,10 @@ public:
       ZqIndividualManipulator manipulator;        ///< without links below its base
       ZqCoordinateSystemTransformation transform; ///< its primary frame in that of the link
       Origin origin;
+
+      /// Another one that it had taken in is gone, with names of surfaces. What is left of these came with this
+      /// one, too.
+      void forget(const ZqString& label, std::vector<ZqString>& surfaces);
    };
    /// What is taken out of a union.
    struct Popped
@@ -68,6 +72,10 @@ public:
    static void set(ZqManipulatorLink& link, ZqLinkUnion&& changed);
    /// Has a link use the shape of another one, which equals its own. Labels are to be mapped afterwards.
    static void shareShape(ZqManipulatorLink& link, const ZqManipulatorLink& owner);
+
+   /// Gives what a link was before its own merges the shape that it shared with a link of a label. False when
+   /// it shared none.
+   static bool endSharing(ZqManipulatorLink& link, const ZqString& owner);
 
    void apply(const ZqLinkEdit& edit);
    /// The link's contents were moved, or scaled: so were those of what it was made of.
