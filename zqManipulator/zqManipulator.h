@@ -231,5 +231,6 @@
 #include "zqManipulator/tools/labels/ZqManipulatorLinkLabelMapping.h"
 #include "zqManipulator/tools/labels/ZqManufacturerData.h"
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
+#include "zqManipulator/tools/labels/ZqModelScaling.h"
 #include "zqManipulator/tools/labels/ZqReferenceDescription.h"
 #include "zqManipulator/zqManipulatorForward.h"

@@ -153,6 +153,7 @@ class ZqMatrixDTool;
 class ZqMechanicalActuatorComponent;
 class ZqMechanicalActuatorComponentContainer;
 class ZqModelEdit;
+struct ZqModelScaling;
 class ZqMotionBatch;
 class ZqMotionDerivativeTool;
 class ZqNetTorques;

@@ -26,6 +26,7 @@ class ZqManipulatorExternalForce;
 class ZqManipulatorTorque;
 class ZqOldJointActuator;
 class ZqStatedSystemStruct;
+struct ZqModelScaling;
 
 /// One rigid body of a manipulator, with the joint that connects it to its parent and, by value, its
 /// children. The root of a tree is a `ZqIndividualManipulator`.
@@ -350,10 +351,14 @@ public:
    /// Labels the subtree, parents first, by the prefix and a counter, which counts on.
    virtual void relabelSubtree(const ZqString& prefix, ZqU32& counter);
    /// Scales shapes, joint, drive and bare masses by a length scale, at constant density. Masses that were
-   /// added, named points and named frames stay.
+   /// added, named points and named frames stay. What is no scale (`ZqModelScaling::isScale`) is rejected
+   /// with a message.
    virtual void scaleIndividualLinkBy(ZqReal scale);
    /// The same for the subtree.
    virtual void scaleBy(ZqReal scale);
+   /// All of the subtree: with what `scaleBy` does, also masses that were added, named points and frames, and
+   /// the springs and dampers at the joints, by which these take as long as before.
+   void resize(const ZqModelScaling& scaling);
 
    /// \name Shapes
    /// In the primary frame. A link that refers to another one for its shapes has none of its own: what is
@@ -552,6 +557,7 @@ private:
    void treeChanges() noexcept;
    void labelChanges() noexcept;
    void modelChanges() noexcept;
+   bool isScaleOf(ZqReal scale, const char* operation) const;
    void shapesChange() noexcept;
    void leaveManipulator() noexcept;
    ZqShapeContainer& shapeComponent() { return m_shapes.m_container; }

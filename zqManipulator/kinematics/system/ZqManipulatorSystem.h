@@ -71,6 +71,10 @@ public:
    /// theirs are taken, and its collision exclusions, which are shifted by the number of its own
    /// manipulators. Interactions of the other system are left out. True.
    virtual bool mergeWith(const ZqManipulatorSystem& other);
+   /// Appends a copy as `mergeWith` does, with all that names its manipulators by index: its exclusions are
+   /// shifted by the number of manipulators that were there before, and its interactions come too. Of two laws
+   /// of contact the first stays, and a message says so.
+   void append(const ZqManipulatorSystem& other);
    virtual ZqU32 jointDof(ZqU32 index) const;
    /// \name Totals over all manipulators
    /// @{
@@ -106,6 +110,9 @@ public:
    /// throws comes through, when everybody has followed what it did until then.
    std::optional<ZqModelEdit>
    editManipulator(ZqU32 index, const std::function<void(ZqIndividualManipulator&)>& change);
+   /// Changes the size of one manipulator and of what acts on its links, as `ZqModelScaling` tells. False for
+   /// an index that does not exist.
+   bool resizeManipulator(const ZqModelScaling& scaling);
    /// Null for an unknown label.
    virtual const ZqIndividualManipulator* manipulatorByIdentifier(const ZqString& label) const;
    /// Numbers the manipulators, makes their labels unique and binds references to their models. Where

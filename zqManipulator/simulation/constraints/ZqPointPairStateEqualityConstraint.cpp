@@ -1,6 +1,7 @@
 #include "zqManipulator/simulation/constraints/ZqPointPairStateEqualityConstraint.h"
 
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
+#include "zqManipulator/tools/labels/ZqModelScaling.h"
 
 ZqString ZqPointPairStateEqualityConstraint::description() const
 {
@@ -12,4 +13,10 @@ bool ZqPointPairStateEqualityConstraint::apply(const ZqLinkEdit& edit)
 {
    const bool firstStays = edit.apply(m_firstLinkLabel);
    return edit.apply(m_secondLinkLabel) && firstStays;
+}
+
+void ZqPointPairStateEqualityConstraint::scaleBy(const ZqModelScaling& scaling)
+{
+   m_firstLinkPoint = scaling.scaled(m_firstLinkLabel, m_firstLinkPoint);
+   m_secondLinkPoint = scaling.scaled(m_secondLinkLabel, m_secondLinkPoint);
 }

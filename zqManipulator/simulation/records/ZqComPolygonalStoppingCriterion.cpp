@@ -2,6 +2,7 @@
 
 #include "zqManipulator/foundation/algebra/ZqMath.h"
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
+#include "zqManipulator/tools/labels/ZqModelScaling.h"
 
 template class ZqXmlClass<ZqComPolygonalStoppingCriterion, ZqBaseStoppingCriterion>;
 
@@ -95,4 +96,11 @@ bool ZqComPolygonalStoppingCriterion::isInsidePolygon(const ZqPlanarVector& poin
 bool ZqComPolygonalStoppingCriterion::apply(const ZqLinkEdit& edit)
 {
    return m_referenceLinkLabel.empty() || edit.apply(m_referenceLinkLabel);
+}
+
+void ZqComPolygonalStoppingCriterion::scaleBy(const ZqModelScaling& scaling)
+{
+   for (ZqVector& vertex : m_polygonVertices)
+      vertex = scaling.scaled(m_referenceLinkLabel, vertex);
+   calculatePlanarValues();
 }

@@ -1,6 +1,9 @@
 #include "zqManipulator/simulation/records/ZqDamperProperties.h"
 
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
+#include "zqManipulator/tools/labels/ZqModelScaling.h"
+
+#include <algorithm>
 
 template class ZqXmlClass<ZqDamperProperties>;
 
@@ -17,4 +20,11 @@ void ZqDamperProperties::apply(const ZqLinkEdit& edit)
          eraseAt(m_associatedJoints.vectorContainer(), i);
          eraseAt(m_weightingFactors.values(), i);
       }
+}
+
+void ZqDamperProperties::scaleBy(const ZqModelScaling& scaling, ZqReal jointFactor)
+{
+   m_damperConstant *= scaling.power(5) / jointFactor;
+   for (ZqU32 i = 0; i < std::min(m_associatedJoints.size(), m_weightingFactors.size()); ++i)
+      m_weightingFactors[i] /= scaling.jointFactor(m_associatedJoints[i]);
 }
