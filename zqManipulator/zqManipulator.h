@@ -139,6 +139,7 @@
 #include "zqManipulator/foundation/xml/ZqXmlObject.h"
 #include "zqManipulator/foundation/xml/ZqXmlObjectVisitor.h"
 #include "zqManipulator/foundation/xml/ZqXmlPairType.h"
+#include "zqManipulator/foundation/xml/ZqXmlPlainTypes.h"
 #include "zqManipulator/foundation/xml/ZqXmlReader.h"
 #include "zqManipulator/foundation/xml/ZqXmlSchema.h"
 #include "zqManipulator/foundation/xml/ZqXmlSetType.h"

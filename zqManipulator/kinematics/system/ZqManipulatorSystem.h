@@ -1,6 +1,7 @@
 #pragma once
 
 #include "zqManipulator/contact/exclusion/ZqSystemCollisionExclusionMap.h"
+#include "zqManipulator/foundation/proximity/ZqBoxTreeNode.h"
 #include "zqManipulator/foundation/xml/ZqDeepCopyFlag.h"
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
 #include "zqManipulator/kinematics/system/ZqSystemEnvironment.h"
@@ -119,6 +120,12 @@ public:
    /// several have the same label, the first that is no reference keeps it, or else the first; the
    /// others get new labels.
    virtual void mapManipulators();
+   /// Builds the tree of the boxes, in the system and in a state, of all links of the environment: of the
+   /// manipulators with a fixed base that have joints. A leaf tells its manipulator and link by index. False,
+   /// whatever the tree holds.
+   virtual bool buildBoundingBoxTreeFromEnvironment(ZqSystemActiveState& states);
+   /// As it was built last; empty before.
+   const ZqBoxTreeNode& boundingBoxTree() const { return m_boundingBoxTree; }
    /// Becomes a system of one manipulator, without interactions; environment and collision exclusions
    /// stay.
    virtual void setFromIndividualManipulator(const ZqIndividualManipulator& manipulator);
@@ -235,6 +242,7 @@ private:
    mutable ZqU32 m_totalReadableLinkCount = 0; ///< of the document; not copied
    ZqLabelPool m_labelPool;
    ZqU32 m_collisionDetectionPrecisionLevel = 0;
+   ZqBoxTreeNode m_boundingBoxTree; ///< of a state; neither copied nor compared
    /// The manipulators that are references, by the label that they refer to, since the last mapping.
    std::multimap<ZqString, ZqU32> m_references;
 };
