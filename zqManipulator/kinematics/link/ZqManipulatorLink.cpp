@@ -416,6 +416,8 @@ void ZqManipulatorLink::apply(const ZqLinkEdit& edit)
       else
          m_linkReferenceDescription = ZqLinkReferenceDescription();
    }
+   if (m_union)
+      applyToUnion(edit);
    for (ZqManipulatorLink& child : m_childLinks)
       child.apply(edit);
 }

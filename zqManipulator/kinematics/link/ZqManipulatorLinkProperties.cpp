@@ -159,6 +159,8 @@ void ZqManipulatorLink::scaleIndividualLinkBy(ZqReal scale)
    m_linkKinematicsContainer.scaleBy(scale);
    const ZqReal isLength = m_linkKinematicsContainer.jointParameterScalability();
    m_jointActuator.scaleBy(scale, isLength * scale + (1.0 - isLength));
+   if (m_union)
+      scaleUnionBy(scale);
    updateMassProperties();
    updateDHMassProperties();
 }
@@ -247,8 +249,20 @@ void ZqManipulatorLink::transformComponentsBy(const ZqCoordinateSystemTransforma
       point = T * point;
    for (auto& [name, frame] : m_namedFrames.mapContainer())
       frame = T * frame;
+   if (m_union)
+      transformUnionBy(T);
    updateMassProperties();
    updateDHMassProperties();
+}
+
+ZqBoolean ZqManipulatorLink::transformLinkTreeBy(const ZqCoordinateSystemTransformation& T)
+{
+   // A copy of the joint, so that whoever shares results of the old one keeps these.
+   ZqLinkKinematicsContainer container = m_linkKinematicsContainer;
+   if (!container.transformBy(T))
+      return false;
+   setLinkKinematicsContainer(container);
+   return true;
 }
 
 void ZqManipulatorLink::copyLinkProperties(ZqManipulatorLink& target) const

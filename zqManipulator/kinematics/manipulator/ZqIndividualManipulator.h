@@ -188,6 +188,52 @@ public:
                                        ZqVelocityState& velocity) const;
    /// @}
 
+   /// \name Trees that are put together, and taken apart
+   /// Nothing changes where false is answered, or none; a message then names manipulators and link.
+   /// @{
+   /// Mounts a copy of another manipulator on a link: its base, whose primary frame stands at the rigid
+   /// transformation in the primary frame of the link, becomes a part of the link
+   /// (`ZqManipulatorLink::addLinkToUnion`), and its links become children of the link. Their labels stay where
+   /// they are free. Springs, dampers, shapes that links share, constraints, stopping criteria, links to
+   /// display and pairs that may collide come along. A named surface of the manipulator that is taken keeps what
+   /// it has, with a message. A constraint on the velocity of the other's base is dropped, since it has none of
+   /// its own any more.
+   ///
+   /// False for a link that does not exist, for a manipulator that is this one, that refers to it or to which it
+   /// refers, and when links on the other's base have no joint.
+   virtual ZqBoolean combineManipulator(const ZqString& linkLabel,
+                                        const ZqIndividualManipulator& manipulator,
+                                        const ZqCoordinateSystemTransformation& transform);
+   /// Takes a manipulator off again: answers it with its own labels and joints and with what it brought, the
+   /// link that it was on, and where the primary frame of its base stood in that of the link. What was not changed
+   /// meanwhile is to the bit as it was, in the manipulator and in this one; links that were added to those of
+   /// the manipulator go with them. Any number of manipulators is taken off in any order, also one that came within
+   /// another one. Of several with one label it is the first one.
+   virtual ZqBoolean uncombineManipulator(const ZqString& label, ZqString& linkLabel,
+                                          ZqIndividualManipulator& manipulator,
+                                          ZqCoordinateSystemTransformation& transform);
+   /// What moved. The two operations answer it for those who hold indices and labels of links.
+   struct CombinationRecord
+   {
+      ZqLinkEdit links; ///< of this manipulator
+      ZqLinkEdit
+         transfer; ///< of links that came from the other one, or went to it; with the placement
+      ZqString linkLabel; ///< of the link that carries the other one
+   };
+   std::optional<CombinationRecord> combine(const ZqString& linkLabel,
+                                            const ZqIndividualManipulator& manipulator,
+                                            const ZqCoordinateSystemTransformation& transform);
+   std::optional<CombinationRecord> uncombine(const ZqString& label,
+                                              ZqIndividualManipulator& manipulator,
+                                              ZqCoordinateSystemTransformation& transform);
+   /// Replaces a link and all below it by a copy of another one. Other links keep the shapes that they share
+   /// with the link, what is held by label follows links of the same label, and all pairs of links are excluded
+   /// from collision. False when there is no such link.
+   virtual ZqBoolean replaceLinkAndChildren(const ZqString& label, const ZqManipulatorLink& link);
+   /// `ZqManipulatorLink::transformLinkTreeBy` of a link. False also when there is none.
+   virtual ZqBoolean transformLinkSubtreeBy(const ZqString& label,
+                                            const ZqCoordinateSystemTransformation& transform);
+   /// @}
    /// Turns links with equal shapes into references. True.
    virtual bool findAndConvertToReferences();
    /// To be called before the shapes of a link change: links that use them get their own copies.
@@ -422,6 +468,7 @@ public:
    void keepRecord(Record* record);
 
 private:
+   friend class ZqLinkUnion;       // keeps what a base brings
    friend class ZqManipulatorLink; // tells of changes
 
    /// Why the maps may not be right: bits.
@@ -469,6 +516,17 @@ private:
    }
    void rebuildPlan() const;
    void fillCollisionTest();
+   ZqString whyNotCombined(const ZqManipulatorLink* link,
+                           const ZqIndividualManipulator& manipulator,
+                           const ZqCoordinateSystemTransformation& transform) const;
+   void takeContents(const ZqManipulatorLink& carrier, const ZqLinkEdit::Labels& ownLabels,
+                     bool allPairsWereExcluded);
+   void mapCombinedLabels();
+   template <class Names>
+   void giveCollisionPairs(ZqIndividualManipulator& to, const Names& names, const ZqString& carrier,
+                           const ZqLinkEdit& restored) const;
+   void giveLabelMapping(ZqIndividualManipulator& to,
+                         const std::map<ZqString, ZqString>& moved) const;
    void addBoundingVolumes(ZqU32 type, bool onlyWhereNone);
    bool lentChildrenChanged() const;
    void childrenAreLent(const ZqManipulatorLink& lender);

@@ -87,9 +87,10 @@ void ZqOldManipulatorAttachmentMap::apply(const ZqModelEdit& edit)
    {
       ZqManipulatorLinkIdentifier carrier = place.first();
       const ZqU32 newIndex = edit.manipulator(index);
+      const ZqCoordinateSystemTransformation offset =
+         edit.placement(carrier.manipulatorId(), carrier.linkId()) * place.second();
       if (newIndex != ZqRenumbering::gone && carrier.apply(edit))
-         applied.attachManipulator(newIndex, carrier.manipulatorId(), carrier.linkId(),
-                                   place.second());
+         applied.attachManipulator(newIndex, carrier.manipulatorId(), carrier.linkId(), offset);
    }
    *this = std::move(applied);
 }

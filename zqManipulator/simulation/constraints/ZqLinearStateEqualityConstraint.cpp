@@ -15,10 +15,15 @@ ZqU32 ZqLinearStateEqualityConstraint::doc() const
 bool ZqLinearStateEqualityConstraint::apply(const ZqLinkEdit& edit)
 {
    const ZqU32 before = doc();
+   // What moves as a part of another link has no velocity of its own.
+   const bool baseStays =
+      edit.index(ZqBaseLinkIndex) == ZqBaseLinkIndex && edit.placement(ZqBaseLinkIndex) == nullptr;
    for (ZqU32 row = m_jointWeights.size(); row-- > 0;)
    {
       std::vector<ZqReal>& weights = m_jointWeights[row].values();
-      bool stays = true;
+      bool stays = baseStays || row >= m_baseWeights.size() ||
+                   std::all_of(m_baseWeights[row].begin(), m_baseWeights[row].end(),
+                               [](ZqReal weight) { return weight == 0.0; });
       for (ZqU32 i = 0; i < weights.size(); ++i)
          stays = stays && (weights[i] == 0.0 || edit.index(i) != ZqNoLinkIndex);
       if (stays)

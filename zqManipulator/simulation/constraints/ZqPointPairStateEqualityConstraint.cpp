@@ -11,8 +11,14 @@ ZqString ZqPointPairStateEqualityConstraint::description() const
 
 bool ZqPointPairStateEqualityConstraint::apply(const ZqLinkEdit& edit)
 {
-   const bool firstStays = edit.apply(m_firstLinkLabel);
-   return edit.apply(m_secondLinkLabel) && firstStays;
+   const auto follow = [&edit](ZqString& label, ZqVector& point)
+   {
+      if (const ZqCoordinateSystemTransformation* placement = edit.placement(label))
+         point = *placement * point;
+      return edit.apply(label);
+   };
+   const bool firstStays = follow(m_firstLinkLabel, m_firstLinkPoint);
+   return follow(m_secondLinkLabel, m_secondLinkPoint) && firstStays;
 }
 
 void ZqPointPairStateEqualityConstraint::scaleBy(const ZqModelScaling& scaling)

@@ -95,7 +95,15 @@ bool ZqComPolygonalStoppingCriterion::isInsidePolygon(const ZqPlanarVector& poin
 
 bool ZqComPolygonalStoppingCriterion::apply(const ZqLinkEdit& edit)
 {
-   return m_referenceLinkLabel.empty() || edit.apply(m_referenceLinkLabel);
+   if (m_referenceLinkLabel.empty())
+      return true;
+   if (const ZqCoordinateSystemTransformation* placement = edit.placement(m_referenceLinkLabel))
+   {
+      for (ZqVector& vertex : m_polygonVertices)
+         vertex = *placement * vertex;
+      calculatePlanarValues();
+   }
+   return edit.apply(m_referenceLinkLabel);
 }
 
 void ZqComPolygonalStoppingCriterion::scaleBy(const ZqModelScaling& scaling)

@@ -116,6 +116,17 @@ ZqLinkEdit ZqLinkEdit::moved(ZqRenumbering indices, std::map<ZqString, ZqString>
    return result;
 }
 
+ZqLinkEdit ZqLinkEdit::carried(ZqRenumbering indices,
+                               std::map<ZqString, std::optional<ZqString>> labels,
+                               ZqU32 newBaseIndex)
+{
+   ZqLinkEdit result;
+   result.m_indices = std::move(indices);
+   result.m_base = newBaseIndex;
+   result.m_labels = std::move(labels);
+   return result;
+}
+
 ZqU32 ZqLinkEdit::index(ZqU32 oldIndex) const
 {
    return oldIndex == ZqBaseLinkIndex ? m_base : m_indices(oldIndex);
@@ -146,6 +157,14 @@ ZqLinkEdit ZqLinkEdit::then(const ZqLinkEdit& next) const
    for (auto& [from, to] : result.m_labels)
       if (to && !next.apply(*to))
          to = std::nullopt;
+   if (next.m_placed)
+   {
+      // The link of the first placement is that of the second one now, or else there is none so far.
+      if (result.m_placed && next.m_placed->index == index(result.m_placed->index))
+         result.m_placed->frame = next.m_placed->frame * result.m_placed->frame;
+      else if (!result.m_placed)
+         result.m_placed = next.m_placed;
+   }
    // A label that only the second edit knows: as it was before the first.
    if (!m_otherLabelsGo)
       for (const auto& entry : next.m_labels)
@@ -169,28 +188,70 @@ const ZqLinkEdit& ZqModelEdit::links(ZqU32 oldManipulator) const
    return found != m_links.end() ? found->second : nothing;
 }
 
+namespace
+{
+constinit const ZqCoordinateSystemTransformation staysInPlace;
+
+auto keepsIndex(ZqU32 link)
+{
+   return [link](const ZqLinkEdit& edit) { return edit.index(link) != ZqNoLinkIndex; };
+}
+
+auto keepsLabel(const ZqString& label)
+{
+   return [&label](const ZqLinkEdit& edit) { return edit.label(label) != nullptr; };
+}
+} // namespace
+
+template <class Stays>
+const ZqLinkEdit* ZqModelEdit::editOf(ZqU32 from, ZqU32& to, const Stays& stays) const
+{
+   to = manipulator(from);
+   if (to != ZqRenumbering::gone && stays(links(from)))
+      return &links(from);
+   for (const Transfer& transfer : m_transfers)
+      if (transfer.from == from && stays(transfer.links))
+      {
+         to = transfer.to;
+         return &transfer.links;
+      }
+   return nullptr;
+}
+
 std::optional<ZqManipulatorLinkIndex>
 ZqModelEdit::place(const ZqManipulatorLinkIndex& oldPlace) const
 {
-   const ZqU32 from = oldPlace.manipulatorIndex;
-   const ZqU32 own = links(from).index(oldPlace.linkIndex);
-   if (manipulator(from) != ZqRenumbering::gone && own != ZqNoLinkIndex)
-      return ZqManipulatorLinkIndex{manipulator(from), own};
-   for (const Transfer& transfer : m_transfers)
-      if (transfer.from == from && transfer.links.index(oldPlace.linkIndex) != ZqNoLinkIndex)
-         return ZqManipulatorLinkIndex{transfer.to, transfer.links.index(oldPlace.linkIndex)};
-   return std::nullopt;
+   ZqU32 to = 0;
+   const ZqLinkEdit* edit = editOf(oldPlace.manipulatorIndex, to, keepsIndex(oldPlace.linkIndex));
+   if (edit == nullptr)
+      return std::nullopt;
+   return ZqManipulatorLinkIndex{to, edit->index(oldPlace.linkIndex)};
 }
 
 std::optional<ZqModelEdit::LinkName> ZqModelEdit::name(ZqU32 oldManipulator,
                                                        const ZqString& oldLabel) const
 {
-   const ZqString* own = links(oldManipulator).label(oldLabel);
-   if (manipulator(oldManipulator) != ZqRenumbering::gone && own != nullptr)
-      return LinkName(manipulator(oldManipulator), *own);
-   for (const Transfer& transfer : m_transfers)
-      if (const ZqString* label = transfer.links.label(oldLabel);
-          transfer.from == oldManipulator && label != nullptr)
-         return LinkName(transfer.to, *label);
-   return std::nullopt;
+   ZqU32 to = 0;
+   const ZqLinkEdit* edit = editOf(oldManipulator, to, keepsLabel(oldLabel));
+   if (edit == nullptr)
+      return std::nullopt;
+   return LinkName(to, *edit->label(oldLabel));
+}
+
+const ZqCoordinateSystemTransformation&
+ZqModelEdit::placement(const ZqManipulatorLinkIndex& oldPlace) const
+{
+   ZqU32 to = 0;
+   const ZqLinkEdit* edit = editOf(oldPlace.manipulatorIndex, to, keepsIndex(oldPlace.linkIndex));
+   const auto* frame = edit != nullptr ? edit->placement(oldPlace.linkIndex) : nullptr;
+   return frame != nullptr ? *frame : staysInPlace;
+}
+
+const ZqCoordinateSystemTransformation& ZqModelEdit::placement(ZqU32 oldManipulator,
+                                                               const ZqString& oldLabel) const
+{
+   ZqU32 to = 0;
+   const ZqLinkEdit* edit = editOf(oldManipulator, to, keepsLabel(oldLabel));
+   const auto* frame = edit != nullptr ? edit->placement(oldLabel) : nullptr;
+   return frame != nullptr ? *frame : staysInPlace;
 }

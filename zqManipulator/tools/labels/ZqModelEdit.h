@@ -1,6 +1,7 @@
 #pragma once
 
 #include "zqManipulator/foundation/algebra/ZqTypes.h"
+#include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
 #include "zqManipulator/tools/labels/ZqManipulatorLinkIndex.h"
 
 #include <map>
@@ -70,6 +71,18 @@ public:
    /// Only the labels that are listed stay, or go with their links to another manipulator.
    static ZqLinkEdit moved(ZqRenumbering indices, std::map<ZqString, ZqString> labels,
                            ZqU32 newBaseIndex);
+   /// The same, but labels that are not listed stay. Those listed without a new one are gone.
+   static ZqLinkEdit carried(ZqRenumbering indices,
+                             std::map<ZqString, std::optional<ZqString>> labels,
+                             ZqU32 newBaseIndex);
+   /// Says that a link becomes a part of the one that its label and index lead to, and where its primary
+   /// frame then stands in the primary frame of that one: what is stated in coordinates of the link is to be
+   /// restated.
+   void setPlacement(const ZqString& oldLabel, ZqU32 oldIndex,
+                     const ZqCoordinateSystemTransformation& placement)
+   {
+      m_placed = Placed{oldLabel, oldIndex, placement};
+   }
 
    bool isIdentity() const { return !hasLabels() && !hasIndices(); }
    bool hasLabels() const { return !m_labels.empty() || m_otherLabelsGo; }
@@ -83,14 +96,35 @@ public:
    const ZqString* label(const ZqString& oldLabel) const;
    /// Gives a label its new value. False, with no change, when the link is gone.
    bool apply(ZqString& label) const;
-   /// This edit, and then another one.
+   /// Where the primary frame of a link stands in that of the link of which it becomes a part; null for a
+   /// link that stays itself.
+   /// @{
+   const ZqCoordinateSystemTransformation* placement(const ZqString& oldLabel) const
+   {
+      return m_placed && m_placed->label == oldLabel ? &m_placed->frame : nullptr;
+   }
+   const ZqCoordinateSystemTransformation* placement(ZqU32 oldIndex) const
+   {
+      return m_placed && m_placed->index == oldIndex ? &m_placed->frame : nullptr;
+   }
+   /// @}
+   /// This edit, and then another one. Of two placements the first counts, unless the second is of the same
+   /// link.
    ZqLinkEdit then(const ZqLinkEdit& next) const;
 
 private:
+   struct Placed
+   {
+      ZqString label;
+      ZqU32 index;
+      ZqCoordinateSystemTransformation frame;
+   };
+
    ZqRenumbering m_indices;
    ZqU32 m_base = ZqBaseLinkIndex;
    std::map<ZqString, std::optional<ZqString>> m_labels; ///< of those that changed
    bool m_otherLabelsGo = false;
+   std::optional<Placed> m_placed;
 };
 
 /// The record of an edit of a scene: where manipulators, their links and their labels went.
@@ -141,6 +175,13 @@ public:
    /// None when the link is gone.
    std::optional<ZqManipulatorLinkIndex> place(const ZqManipulatorLinkIndex& oldPlace) const;
    std::optional<LinkName> name(ZqU32 oldManipulator, const ZqString& oldLabel) const;
+   /// Where the primary frame of a link stands in that of the link, told by `place` or `name`, of which it
+   /// becomes a part; the identity for all others.
+   /// @{
+   const ZqCoordinateSystemTransformation& placement(const ZqManipulatorLinkIndex& oldPlace) const;
+   const ZqCoordinateSystemTransformation& placement(ZqU32 oldManipulator,
+                                                     const ZqString& oldLabel) const;
+   /// @}
 
 private:
    struct Transfer
@@ -149,6 +190,11 @@ private:
       ZqU32 to;
       ZqLinkEdit links;
    };
+
+   /// The edit that a link goes through: that of its own manipulator, or of a transfer, with the new index of
+   /// the manipulator that it is in then; null when it is gone.
+   template <class Stays>
+   const ZqLinkEdit* editOf(ZqU32 from, ZqU32& to, const Stays& stays) const;
 
    ZqRenumbering m_manipulators;
    std::map<ZqU32, ZqLinkEdit> m_links;
