@@ -585,6 +585,8 @@ private:
    void applyToUnion(const ZqLinkEdit& edit);
    void transformUnionBy(const ZqCoordinateSystemTransformation& T);
    void scaleUnionBy(ZqReal scale);
+   void resizeUnion(const ZqModelScaling& scaling);
+   void scaleContentsBy(ZqReal scale);
    void labelChanges() noexcept;
    void modelChanges() noexcept;
    bool isScaleOf(ZqReal scale, const char* operation) const;

@@ -150,6 +150,14 @@ void ZqManipulatorLink::scaleIndividualLinkBy(ZqReal scale)
 {
    if (!isScaleOf(scale, "scaleIndividualLinkBy"))
       return;
+   if (m_union)
+      scaleUnionBy(scale);
+   scaleContentsBy(scale);
+}
+
+/// All that `scaleIndividualLinkBy` scales but the union.
+void ZqManipulatorLink::scaleContentsBy(ZqReal scale)
+{
    if (m_shapes.m_container.topElement() != nullptr)
    {
       m_shapes.m_container.scaleBy(scale);
@@ -159,8 +167,6 @@ void ZqManipulatorLink::scaleIndividualLinkBy(ZqReal scale)
    m_linkKinematicsContainer.scaleBy(scale);
    const ZqReal isLength = m_linkKinematicsContainer.jointParameterScalability();
    m_jointActuator.scaleBy(scale, isLength * scale + (1.0 - isLength));
-   if (m_union)
-      scaleUnionBy(scale);
    updateMassProperties();
    updateDHMassProperties();
 }
@@ -185,7 +191,9 @@ void ZqManipulatorLink::resize(const ZqModelScaling& scaling)
    const ZqReal jointFactor = scaling.jointFactor(linkIndex());
    m_springProperties.scaleBy(scaling, jointFactor);
    m_damperProperties.scaleBy(scaling, jointFactor);
-   scaleIndividualLinkBy(scaling.factor);
+   if (m_union)
+      resizeUnion(scaling);
+   scaleContentsBy(scaling.factor);
    for (ZqManipulatorLink& child : childLinks())
       child.resize(scaling);
 }

@@ -259,6 +259,14 @@ void ZqLinkUnion::transformBy(const ZqCoordinateSystemTransformation& T)
       member.transform = T * member.transform;
 }
 
+void ZqLinkUnion::Member::scalePlacesBy(ZqReal scale)
+{
+   transform.scaleTranslationBy(scale);
+   origin.X.scaleTranslationBy(scale);
+   for (auto& [label, joint] : origin.joints)
+      joint.scaleBy(scale);
+}
+
 void ZqLinkUnion::scaleBy(ZqReal scale)
 {
    ownShape();
@@ -266,10 +274,26 @@ void ZqLinkUnion::scaleBy(ZqReal scale)
    for (Member& member : members)
    {
       member.manipulator.scaleIndividualLinkBy(scale);
-      member.transform.scaleTranslationBy(scale);
-      member.origin.X.scaleTranslationBy(scale);
-      for (auto& [label, joint] : member.origin.joints)
-         joint.scaleBy(scale);
+      member.scalePlacesBy(scale);
+   }
+}
+
+void ZqLinkUnion::resize(const ZqModelScaling& scaling)
+{
+   ownShape();
+   before.resize(scaling);
+   for (Member& member : members)
+   {
+      // What it holds names its links as they were.
+      ZqModelScaling own{scaling.manipulator, scaling.factor, scaling.center, {}, {}};
+      own.links[member.manipulator.linkLabel()] = ZqBaseLinkIndex;
+      for (const Name& name : member.origin.links)
+      {
+         own.links[name.own] = static_cast<ZqU32>(own.jointFactors.size());
+         own.jointFactors.push_back(name.present ? scaling.jointFactor(*name.present) : 1.0);
+      }
+      member.manipulator.resize(own);
+      member.scalePlacesBy(scaling.factor);
    }
 }
 
@@ -332,6 +356,13 @@ void ZqManipulatorLink::transformUnionBy(const ZqCoordinateSystemTransformation&
 {
    ZqLinkUnion changed = *m_union;
    changed.transformBy(T);
+   ZqLinkUnion::set(*this, std::move(changed));
+}
+
+void ZqManipulatorLink::resizeUnion(const ZqModelScaling& scaling)
+{
+   ZqLinkUnion changed = *m_union;
+   changed.resize(scaling);
    ZqLinkUnion::set(*this, std::move(changed));
 }
 

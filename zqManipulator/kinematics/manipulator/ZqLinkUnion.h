@@ -39,6 +39,8 @@ public:
       ZqIndividualManipulator manipulator;        ///< without links below its base
       ZqCoordinateSystemTransformation transform; ///< its primary frame in that of the link
       Origin origin;
+
+      void scalePlacesBy(ZqReal scale);
    };
    /// What is taken out of a union.
    struct Popped
@@ -68,6 +70,7 @@ public:
    /// @{
    void transformBy(const ZqCoordinateSystemTransformation& T);
    void scaleBy(ZqReal scale);
+   void resize(const ZqModelScaling& scaling);
    /// @}
    bool operator==(const ZqLinkUnion& other) const;
 
