@@ -40,6 +40,7 @@ private:
 using Run = std::function<ExitCode()>;
 Run attach(CLI::App& arguments);
 Run check(CLI::App& arguments);
+Run combine(CLI::App& arguments);
 Run convert(CLI::App& arguments);
 Run detach(CLI::App& arguments);
 Run distance(CLI::App& arguments);
@@ -51,5 +52,6 @@ Run relabel(CLI::App& arguments);
 Run run(CLI::App& arguments);
 Run scale(CLI::App& arguments);
 Run schema(CLI::App& arguments);
+Run separate(CLI::App& arguments);
 /// @}
 } // namespace zqsim

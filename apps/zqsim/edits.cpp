@@ -93,13 +93,25 @@ zqsim::ExitCode zqsim::runEdit(const EditArguments& arguments, const Edit& edit)
    return Done;
 }
 
+namespace
+{
+/// What the first message says, without the name of an operation.
+std::string reasonOf(const Diagnostics& diagnostics)
+{
+   if (diagnostics.empty())
+      return "the model cannot be changed so";
+   const std::string text = Zq::toString(diagnostics.front());
+   const std::size_t end = text.starts_with("Zq") ? text.find("(): ") : std::string::npos;
+   return end == std::string::npos ? text : text.substr(end + 4);
+}
+} // namespace
+
 void zqsim::require(const std::function<bool()>& operation)
 {
    bool isDone = false;
    const Diagnostics diagnostics = diagnosticsOf([&] { isDone = operation(); });
    if (!isDone)
-      throw Failure(Usage, diagnostics.empty() ? "the model cannot be changed so"
-                                               : Zq::toString(diagnostics.front()));
+      throw Failure(Usage, reasonOf(diagnostics));
    warnOf(diagnostics);
 }
 
