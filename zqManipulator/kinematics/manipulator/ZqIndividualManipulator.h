@@ -215,10 +215,10 @@ public:
    /// What moved. The two operations answer it for those who hold indices and labels of links.
    struct CombinationRecord
    {
-      ZqLinkEdit links; ///< of this manipulator
-      ZqLinkEdit
-         transfer; ///< of links that came from the other one, or went to it; with the placement
-      ZqString linkLabel; ///< of the link that carries the other one
+      ZqLinkEdit links;    ///< of this manipulator
+      ZqLinkEdit transfer; ///< of links that came from the other one, or went to it
+      ZqString linkLabel;  ///< of the link that carries the other one
+      ZqU32 otherIndex;    ///< of the other one in its system, before it was combined
    };
    std::optional<CombinationRecord> combine(const ZqString& linkLabel,
                                             const ZqIndividualManipulator& manipulator,

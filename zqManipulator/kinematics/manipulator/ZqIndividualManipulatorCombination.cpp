@@ -334,6 +334,7 @@ ZqIndividualManipulator::combine(const ZqString& linkLabel,
                     }
                  });
    origin.baseReference = model.linkReferenceDescription();
+   origin.manipulatorIndex = manipulator.manipulatorIndex();
    if (speaksOfOthers(model, children))
    {
       // What names none of its links is not to name one of these.
@@ -384,7 +385,8 @@ ZqIndividualManipulator::combine(const ZqString& linkLabel,
    takeContents(*link, ownLabels, allPairsWereExcluded);
    const Member& kept = link->linkUnion()->members.back();
 
-   CombinationRecord record{ZqLinkEdit::matched(ownLabels, linkLabels()), {}, linkLabel};
+   CombinationRecord record{
+      ZqLinkEdit::matched(ownLabels, linkLabels()), {}, linkLabel, kept.origin.manipulatorIndex};
    std::map<ZqString, ZqString> moved{{model.linkLabel(), linkLabel}};
    std::vector<ZqU32> indices;
    for (const Name& name : kept.origin.links)
@@ -762,5 +764,5 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
    return CombinationRecord{
       outwards.remaining,
       ZqLinkEdit::moved(ZqRenumbering::to(std::move(indices)), std::move(moved), ZqNoLinkIndex),
-      carrierLabel};
+      carrierLabel, popped.member.origin.manipulatorIndex};
 }

@@ -33,6 +33,7 @@ public:
       std::vector<ZqString> surfaces;           ///< names that came into the combined manipulator
       std::vector<ZqString> sharers;            ///< own labels of links that used the base's shape
       ZqLinkReferenceDescription baseReference; ///< whose shape the base used
+      ZqU32 manipulatorIndex = 0;               ///< in the system
    };
    struct Member
    {

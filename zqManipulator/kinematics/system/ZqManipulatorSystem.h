@@ -195,6 +195,39 @@ public:
    /// `ZqIndividualManipulator::replaceLinkShape` in one manipulator.
    virtual bool replaceLinkShape(ZqU32 index, const ZqString& linkLabel, const ZqShape& shape,
                                  ZqU32 shapeIndex, bool replaceAll);
+   /// \name Manipulators that become one, and two again
+   /// What the system holds by index or label of links follows them. References to the manipulators keep their
+   /// models. False, with no change and a message, for an index or a label that does not exist, for two of which
+   /// one is the other or refers to it, and for all that the operations of the manipulator reject.
+   /// @{
+   /// Mounts the first manipulator on a link of the second one (`ZqIndividualManipulator::combineManipulator`),
+   /// and removes it. Its label stays in use. Where it was excluded from collision with a whole manipulator, its
+   /// links below the base still are.
+   virtual bool combineManipulator(ZqU32 first, ZqU32 second, const ZqString& link,
+                                   const ZqCoordinateSystemTransformation& transform);
+   bool combineManipulator(const ZqString& first, const ZqString& second, const ZqString& link,
+                           const ZqCoordinateSystemTransformation& transform);
+   /// Takes the manipulator of a label off the one that it came to, or that it is a part of since. Answers the
+   /// indices of the two as they are then, and where the primary frame of its base stood in that of the link.
+   /// It comes to the index that it had, if there are as many manipulators. What spoke of its base speaks of
+   /// the link that carried it.
+   virtual bool uncombineManipulator(const ZqString& label, ZqU32& parent, ZqU32& child,
+                                     ZqCoordinateSystemTransformation& transform);
+   /// The record of what moved, for those who hold more, such as states; none where nothing changed.
+   /// @{
+   std::optional<ZqModelEdit> combine(ZqU32 first, ZqU32 second, const ZqString& link,
+                                      const ZqCoordinateSystemTransformation& transform);
+   struct Uncombined
+   {
+      ZqModelEdit edit;
+      ZqU32 parent;       ///< index afterwards
+      ZqU32 child;        ///< index afterwards
+      ZqString linkLabel; ///< of the link that carried it
+      ZqCoordinateSystemTransformation transform;
+   };
+   std::optional<Uncombined> uncombine(const ZqString& label);
+   /// @}
+   /// @}
    virtual const ZqLabelPool& labelPool() const { return m_labelPool; }
    /// `ZqIndividualManipulator::replaceLinkKinematics` in one manipulator.
    virtual bool replaceLinkKinematics(ZqU32 index, const ZqString& linkLabel,
@@ -226,6 +259,7 @@ private:
    friend class ZqStatedSystem; // builds a manipulator in place
 
    bool findManipulator(const ZqString& label, ZqU32& index) const;
+   void follow(const ZqModelEdit& edit);
    bool isAboutToModify(ZqU32 index, const char* operation);
    bool separate(ZqU32 index);
    void takeModelOfReferenced(ZqU32 index);

@@ -139,6 +139,19 @@ public:
    /// hangs on it stays on it. False, with a message and no change, when it is not attached or there is none.
    bool detachManipulator(const ZqString& label);
    /// @}
+   /// \name Manipulators that become one, and two again
+   /// As those of the system; state and configuration follow.
+   /// @{
+   /// Joints keep positions and rates. The base of the first manipulator is where the link has it from now on.
+   virtual bool combineManipulator(ZqU32 first, ZqU32 second, const ZqString& link,
+                                   const ZqCoordinateSystemTransformation& transform);
+   bool combineManipulator(const ZqString& first, const ZqString& second, const ZqString& link,
+                           const ZqCoordinateSystemTransformation& transform);
+   /// Joints keep positions and rates, and the base of what is taken off starts where the link has it, with the
+   /// velocity of the link there: nothing jumps. A base that is fixed has no velocity.
+   virtual bool uncombineManipulator(const ZqString& label, ZqU32& parent, ZqU32& child,
+                                     ZqCoordinateSystemTransformation& transform);
+   /// @}
    virtual const ZqSystemEnvironment& environment() const;
    virtual void setEnvironment(const ZqSystemEnvironment& environment);
    /// What acts between links; goes to the stated system's own model.
@@ -368,6 +381,7 @@ private:
    }
    void takeLegacySystem();
    void deleteState(ZqU32 index);
+   void follow(const ZqModelEdit& edit);
    void fitJoints(ZqU32 index);
    bool isScaleOf(ZqU32 index, ZqReal factor, const char* operation) const;
    void scaleJoints(const ZqModelScaling& scaling);
