@@ -5,8 +5,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <array>
-#include <map>
 #include <utility>
 #include <vector>
 
@@ -14,17 +14,37 @@ namespace
 {
 using namespace zqsim;
 
-/// The base frames of all manipulators in the system, by label.
-std::map<std::string, ZqCoordinateSystemTransformation> baseFrames(const ZqStatedSystem& scene)
+/// A manipulator in the system: its label, and its base frame.
+using Placed = std::pair<std::string, ZqCoordinateSystemTransformation>;
+
+std::vector<Placed> placedManipulators(const ZqStatedSystem& scene)
 {
-   std::map<std::string, ZqCoordinateSystemTransformation> frames;
+   std::vector<Placed> placed;
    for (ZqU32 i = 0; i < scene.numberOfManipulators(); ++i)
+      placed.emplace_back(labelOf(scene, i), scene.system().manipulators()[i].coordSysXForm() *
+                                                scene.state().positionStates()[i].coordSysXForm());
+   return placed;
+}
+
+/// Adds which base frames moved: of manipulators of one index, or of one label if some came or went.
+void addMoves(const std::vector<Placed>& before, const std::vector<Placed>& after, Changes& changes)
+{
+   for (std::size_t i = 0; i < after.size(); ++i)
    {
-      const ZqIndividualManipulator& manipulator = scene.system().manipulators()[i];
-      frames[manipulator.manipulatorLabel()] =
-         manipulator.coordSysXForm() * scene.state().positionStates()[i].coordSysXForm();
+      const auto& [label, frame] = after[i];
+      const auto old =
+         before.size() == after.size()
+            ? before.begin() + static_cast<std::ptrdiff_t>(i)
+            : std::find_if(before.begin(), before.end(),
+                           [&](const Placed& placed) { return placed.first == label; });
+      if (old == before.end())
+         continue;
+      const Json from = toJson(old->second);
+      const Json to = toJson(frame);
+      for (const char* part : {"position", "orientation"})
+         if (from.at(part) != to.at(part))
+            changes.add((std::string("base ") + part).c_str(), label, from.at(part), to.at(part));
    }
-   return frames;
 }
 
 Json describeManipulators(const ZqStatedSystem& scene)
@@ -75,12 +95,10 @@ zqsim::ExitCode zqsim::runEdit(const EditArguments& arguments, const Edit& edit)
       throw Failure(Usage, "--json: standard output is where the model goes");
    ZqStatedSystem scene;
    warnOf(readDocument(arguments.model, scene));
-   const auto before = baseFrames(scene);
+   const std::vector<Placed> before = placedManipulators(scene);
    Changes changes;
    edit(scene, changes);
-   for (const auto& [label, frame] : baseFrames(scene))
-      if (const auto old = before.find(label); old != before.end() && !(old->second == frame))
-         changes.add("base frame", label, toJson(old->second), toJson(frame));
+   addMoves(before, placedManipulators(scene), changes);
    writeDocument(scene, arguments.out, !arguments.brief);
    const Json data{{"model", arguments.model},
                    {"out", arguments.out},

@@ -559,6 +559,7 @@ protected:
    static const ZqGeneralMotion m_theDummyGeneralVelocity;
    static const ZqGeneralMotion m_theDummyGeneralAcceleration;
    static const ZqGeneralMotion m_theDummySpatialMomentum;
+   static const ZqGeneralMotion m_theDummySpatialMomentumRate;
    static const ZqGeneralForce m_theDummyGeneralForce;
    static const ZqRigidBodyMassProperties m_theDummyCrbi;
    static const ZqArticulatedBodyDynamics m_theDummyArbd;
