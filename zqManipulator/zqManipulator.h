@@ -161,6 +161,8 @@
 #include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
 #include "zqManipulator/kinematics/manipulator/ZqManipulatorContents.h"
+#include "zqManipulator/kinematics/system/ZqBeforeCombining.h"
+#include "zqManipulator/kinematics/system/ZqCombination.h"
 #include "zqManipulator/kinematics/system/ZqManipulatorSystem.h"
 #include "zqManipulator/kinematics/system/ZqManipulatorSystemConfiguration.h"
 #include "zqManipulator/kinematics/system/ZqManipulatorSystemContainer.h"

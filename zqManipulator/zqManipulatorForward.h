@@ -32,6 +32,7 @@ class ZqCollisionDescriptor;
 class ZqCollisionExclusionData;
 class ZqCollisionForceContainer;
 class ZqComPolygonalStoppingCriterion;
+class ZqCombination;
 class ZqCompositeBodySweep;
 class ZqCone;
 class ZqConstraintFactor;

@@ -277,7 +277,7 @@ INSTANTIATE_TEST_SUITE_P(
       ZqLinkPointEvent, ZqManipulatorPointEvent, ZqSystemPointEvent, ZqSpringAndDamperBetweenLinks,
       ZqLatchedDoorLinks, ZqLinkCollisionForce, ZqLinkInteractionsVector,
       ZqComPolygonalStoppingCriterion, ZqStoppingCriterionVector, ZqDenavitHartenberg,
-      ZqLinkKinematicsContainer, ZqSystemEnvironment, ZqManipulatorSystem,
+      ZqLinkKinematicsContainer, ZqSystemEnvironment, ZqManipulatorSystem, ZqCombination,
       ZqManipulatorSystemConfiguration, ZqManipulatorSystemContainer, ZqStatedSystem,
       ZqLinkReferenceDescription, ZqManipulatorReferenceDescription, ZqManipulatorLinkIdentifier,
       ZqBaseLinkInterface, ZqManipulatorLink, ZqIndividualManipulator, ZqSimulationCheckpoint>()),

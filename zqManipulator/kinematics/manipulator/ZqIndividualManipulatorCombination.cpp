@@ -335,6 +335,8 @@ ZqIndividualManipulator::combine(const ZqString& linkLabel,
                  });
    origin.baseReference = model.linkReferenceDescription();
    origin.manipulatorIndex = manipulator.manipulatorIndex();
+   const Member* last = ZqLinkUnion::lastIn(*this);
+   origin.number = last != nullptr ? last->origin.number + 1 : 0;
    if (speaksOfOthers(model, children))
    {
       // What names none of its links is not to name one of these.

@@ -47,6 +47,23 @@ ZqIndividualManipulator ZqLinkUnion::baseOf(const ZqIndividualManipulator& manip
    return base;
 }
 
+const ZqLinkUnion::Member* ZqLinkUnion::lastIn(const ZqIndividualManipulator& manipulator)
+{
+   const Member* last = nullptr;
+   for (const auto& [label, link] : manipulator.linkPointerMap())
+      if (link->m_union)
+         for (const Member& member : link->m_union->members)
+            if (last == nullptr || member.origin.number >= last->origin.number)
+               last = &member;
+   return last;
+}
+
+void ZqLinkUnion::forget(ZqIndividualManipulator& manipulator)
+{
+   for (const auto& [label, link] : manipulator.linkPointerMap())
+      link->m_union = nullptr;
+}
+
 // What the link is made of
 
 namespace

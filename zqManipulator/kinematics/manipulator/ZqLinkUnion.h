@@ -33,6 +33,7 @@ public:
       std::vector<ZqString> surfaces;           ///< names that came into the combined manipulator
       std::vector<ZqString> sharers;            ///< own labels of links that used the base's shape
       ZqLinkReferenceDescription baseReference; ///< whose shape the base used
+      ZqU32 number = 0;                         ///< in the order in which they came
       ZqU32 manipulatorIndex = 0;               ///< in the system
    };
    struct Member
@@ -54,6 +55,10 @@ public:
       std::vector<ZqString> surfaces;
    };
 
+   /// Of those that came to links of a manipulator, the label of the last one; null when there is none.
+   static const Member* lastIn(const ZqIndividualManipulator& manipulator);
+   /// Has all links of a manipulator forget what is merged into them.
+   static void forget(ZqIndividualManipulator& manipulator);
    static bool isRigid(const ZqCoordinateSystemTransformation& T);
    /// A manipulator without the links below its base. What it holds of them stays as it is.
    static ZqIndividualManipulator baseOf(const ZqIndividualManipulator& manipulator);

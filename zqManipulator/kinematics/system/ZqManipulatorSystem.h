@@ -4,6 +4,7 @@
 #include "zqManipulator/foundation/proximity/ZqBoxTreeNode.h"
 #include "zqManipulator/foundation/xml/ZqDeepCopyFlag.h"
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
+#include "zqManipulator/kinematics/system/ZqBeforeCombining.h"
 #include "zqManipulator/kinematics/system/ZqSystemEnvironment.h"
 #include "zqManipulator/simulation/attachments/ZqOldManipulatorAttachmentMap.h"
 #include "zqManipulator/simulation/interactions/ZqLinkInteractionsVector.h"
@@ -209,8 +210,8 @@ public:
                            const ZqCoordinateSystemTransformation& transform);
    /// Takes the manipulator of a label off the one that it came to, or that it is a part of since. Answers the
    /// indices of the two as they are then, and where the primary frame of its base stood in that of the link.
-   /// It comes to the index that it had, if there are as many manipulators. What spoke of its base speaks of
-   /// the link that carried it.
+   /// It comes to the index that it had, if there are as many manipulators. What spoke of its base does so again
+   /// if nothing of that kind has changed since; else it speaks of the link that carried it.
    virtual bool uncombineManipulator(const ZqString& label, ZqU32& parent, ZqU32& child,
                                      ZqCoordinateSystemTransformation& transform);
    /// The record of what moved, for those who hold more, such as states; none where nothing changed.
@@ -260,6 +261,7 @@ private:
 
    bool findManipulator(const ZqString& label, ZqU32& index) const;
    void follow(const ZqModelEdit& edit);
+   std::vector<ZqString> manipulatorLabels() const;
    bool isAboutToModify(ZqU32 index, const char* operation);
    bool separate(ZqU32 index);
    void takeModelOfReferenced(ZqU32 index);
@@ -275,6 +277,20 @@ private:
    ZqOldManipulatorAttachmentMap m_manipulatorAttachmentMap;
    mutable ZqU32 m_totalReadableLinkCount = 0; ///< of the document; not copied
    ZqLabelPool m_labelPool;
+   /// What speaks of links.
+   struct Holders
+   {
+      ZqLinkInteractionsVector interactions;
+      ZqSystemCollisionExclusionMap exclusions;
+      ZqOldManipulatorAttachmentMap attachments;
+
+      bool operator==(const Holders&) const = default;
+   };
+   Holders holders() const
+   {
+      return {m_linkInteractionsVector, m_collisionExclusionMap, m_manipulatorAttachmentMap};
+   }
+   ZqBeforeCombining<Holders> m_beforeCombining;
    ZqU32 m_collisionDetectionPrecisionLevel = 0;
    ZqBoxTreeNode m_boundingBoxTree; ///< of a state; neither copied nor compared
    /// The manipulators that are references, by the label that they refer to, since the last mapping.

@@ -42,6 +42,14 @@ void ZqManipulatorSystem::follow(const ZqModelEdit& edit)
    attachCollisionExclusionMap();
 }
 
+std::vector<ZqString> ZqManipulatorSystem::manipulatorLabels() const
+{
+   std::vector<ZqString> labels;
+   for (const ZqIndividualManipulator& manipulator : m_manipulators)
+      labels.push_back(manipulator.manipulatorLabel());
+   return labels;
+}
+
 bool ZqManipulatorSystem::combineManipulator(ZqU32 first, ZqU32 second, const ZqString& link,
                                              const ZqCoordinateSystemTransformation& transform)
 {
@@ -99,6 +107,8 @@ ZqManipulatorSystem::combine(ZqU32 first, ZqU32 second, const ZqString& link,
    // Those that refer to one of the two keep its model.
    separate(second);
    separate(first);
+   Holders before = holders();
+   const ZqString label = m_manipulators[first].manipulatorLabel();
    ZqLinkEdit::Labels labels = m_manipulators[first].linkLabels();
    labels.pop_back();
    m_collisionExclusionMap.excludeByLinks(first, labels);
@@ -111,6 +121,7 @@ ZqManipulatorSystem::combine(ZqU32 first, ZqU32 second, const ZqString& link,
    edit.addTransfer(first, second - (first < second ? 1 : 0), record->transfer);
    m_manipulators.erase(first);
    follow(edit);
+   m_beforeCombining.keep(label, manipulatorLabels(), std::move(before), holders());
    return edit;
 }
 
@@ -150,6 +161,7 @@ std::optional<ZqManipulatorSystem::Uncombined> ZqManipulatorSystem::uncombine(co
       return std::nullopt;
 
    separate(index);
+   std::optional<Holders> before = m_beforeCombining.take(label, manipulatorLabels(), holders());
    const auto record = m_manipulators[index].uncombine(label, taken, result.transform);
    if (!record)
       return std::nullopt;
@@ -162,6 +174,13 @@ std::optional<ZqManipulatorSystem::Uncombined> ZqManipulatorSystem::uncombine(co
    auto& manipulators = m_manipulators.vectorContainer();
    manipulators.insert(manipulators.begin() + result.child, std::move(taken));
    follow(result.edit);
+   if (before)
+   {
+      m_linkInteractionsVector = std::move(before->interactions);
+      m_collisionExclusionMap = std::move(before->exclusions);
+      m_manipulatorAttachmentMap = std::move(before->attachments);
+      attachCollisionExclusionMap();
+   }
    return result;
 }
 
@@ -196,10 +215,13 @@ bool ZqStatedSystem::combineManipulator(ZqU32 first, ZqU32 second, const ZqStrin
    const std::optional<ZqModelEdit> edit = combined.combine(first, second, link, transform);
    if (!edit)
       return false;
+   const ZqString label = mounted->manipulatorLabel();
    setSystem(combined);
+   ZqManipulatorSystemConfiguration before = m_configuration;
    m_configuration.collisionExclusionMap().excludeByLinks(first, labels);
    m_configuration.collisionExclusionMapForCA().excludeByLinks(first, labels);
    follow(*edit);
+   m_beforeCombining.keep(label, system().manipulatorLabels(), std::move(before), m_configuration);
    return true;
 }
 
@@ -226,8 +248,14 @@ bool ZqStatedSystem::uncombineManipulator(const ZqString& label, ZqU32& parent, 
    const auto uncombined = apart.uncombine(label);
    if (!uncombined)
       return false;
+   auto before = m_beforeCombining.take(label, system().manipulatorLabels(), m_configuration);
    setSystem(apart);
    follow(uncombined->edit);
+   if (before)
+   {
+      m_configuration = std::move(*before);
+      attachConfiguration();
+   }
 
    // The base moves on as the link had it.
    const ZqIndividualManipulator& carrier = *manipulatorByIndex(uncombined->parent);
@@ -254,4 +282,65 @@ bool ZqStatedSystem::uncombineManipulator(const ZqString& label, ZqU32& parent, 
    child = uncombined->child;
    transform = uncombined->transform;
    return true;
+}
+
+bool ZqStatedSystem::keepCombinations()
+{
+   m_combinations.clear();
+   bool allAreKept = true;
+   for (const ZqIndividualManipulator& manipulator : system().manipulators())
+   {
+      if (manipulator.usingManipulatorLabels().empty() ||
+          ZqCombination::append(manipulator, m_combinations))
+         continue;
+      allAreKept = false;
+      Zq::Print::instance().write(Zq::Oddity,
+                                  "ZqStatedSystem::keepCombinations(): manipulator \"%s\" was "
+                                  "changed since it was combined, and its parts are left out.\n",
+                                  manipulator.manipulatorLabel().c_str());
+   }
+   return allAreKept;
+}
+
+/// Puts together what a document says that its manipulators are made of, where that makes just these.
+void ZqStatedSystem::takeCombinations()
+{
+   const ZqCombination::Combinations& combinations = m_combinations;
+   auto& manipulators = m_systemContainer.element()->m_manipulators;
+   bool anyIsMade = false;
+   for (ZqU32 i = 0; i < combinations.size(); ++i)
+   {
+      if (combinations[i].carrier() != ZqCombination::noCarrier)
+         continue;
+      const ZqString& label = combinations[i].manipulator().manipulatorLabel();
+      const auto manipulator = std::find_if(manipulators.begin(), manipulators.end(),
+                                            [&label](const ZqIndividualManipulator& candidate)
+                                            { return candidate.manipulatorLabel() == label; });
+      ZqIndividualManipulator built;
+      bool isMade = false;
+      if (manipulator != manipulators.end())
+      {
+         const Zq::DiagnosticCollector unheard;
+         isMade = ZqCombination::build(combinations, i, built) &&
+                  ZqCombination::areAlike(built, *manipulator);
+      }
+      if (isMade)
+      {
+         *manipulator = std::move(built);
+         anyIsMade = true;
+      }
+      else
+         Zq::Print::instance().report(
+            Zq::Rejected,
+            {Zq::Severity::Warning,
+             "combination-unknown",
+             {},
+             0,
+             "manipulator '" + Zq::oneLine(label) + "'",
+             "is not what its parts make; it cannot be taken apart"},
+            "ZqStatedSystem::read(): manipulator \"" + label +
+               "\" is not what its parts make; it cannot be taken apart.\n");
+   }
+   if (anyIsMade)
+      m_systemContainer.element()->mapManipulators();
 }

@@ -26,6 +26,8 @@ ZqStatedSystem::ZqStatedSystem(const ZqStatedSystem& other, ZqFoundCommon::DeepC
    attachConfiguration();
    ZqStatedSystem::makeDeepCopy(flag);
    m_interactionState = other.m_interactionState;
+   m_combinations = other.m_combinations;
+   m_beforeCombining = other.m_beforeCombining;
 }
 
 ZqStatedSystem& ZqStatedSystem::operator=(const ZqStatedSystem& other)
@@ -43,6 +45,8 @@ ZqStatedSystem& ZqStatedSystem::operator=(const ZqStatedSystem& other)
    m_selectionDataChanged = other.m_selectionDataChanged;
    m_transparentDisplay = other.m_transparentDisplay;
    m_interactionState = other.m_interactionState;
+   m_combinations = other.m_combinations;
+   m_beforeCombining = other.m_beforeCombining;
    m_activeState.reset();
    m_reportActiveState.reset();
    m_propagationResults.clear();
@@ -68,7 +72,7 @@ bool ZqStatedSystem::operator==(const ZqStatedSystem& other) const
           m_transparencyAlpha == other.m_transparencyAlpha &&
           m_selectionDataChanged == other.m_selectionDataChanged &&
           m_transparentDisplay == other.m_transparentDisplay &&
-          m_interactionState == other.m_interactionState;
+          m_interactionState == other.m_interactionState && m_combinations == other.m_combinations;
 }
 
 // Documents
@@ -89,6 +93,7 @@ bool ZqStatedSystem::read(ZqXmlReader& reader)
    m_propagationResults.clear();
    const bool isRead = ZqXmlClass::read(reader);
    takeLegacySystem();
+   takeCombinations();
    const bool isStateOfSystem = validateTopLevelDimensions();
    if (!validateLowLevelDimensions() || !isStateOfSystem)
       forgetInteractions();
@@ -246,8 +251,7 @@ void ZqStatedSystem::aboutToModifySystem()
 {
    m_systemContainer.makeSelfUnique();
    attachConfiguration();
-   m_systemModified = true;
-   forgetInteractions();
+   systemChanges();
 }
 
 ZqManipulatorSystem& ZqStatedSystem::systemToModify()
@@ -262,10 +266,12 @@ void ZqStatedSystem::makeDeepCopy(ZqFoundCommon::DeepCopyFlag flag)
       return;
    // The model stays as it is, only in another place.
    ZqInteractionState interactionState = std::move(m_interactionState);
+   ZqCombination::Combinations combinations = std::move(m_combinations);
    aboutToModifySystem();
    if (flag == ZqFoundCommon::CopyAll)
       m_systemContainer.element()->unreferenceShapes();
    m_interactionState = std::move(interactionState);
+   m_combinations = std::move(combinations);
 }
 
 // Whole systems
@@ -275,8 +281,7 @@ void ZqStatedSystem::setSystem(const ZqManipulatorSystem& system)
    m_systemContainer.setElement(system);
    m_propagationResults.clear();
    attachConfiguration();
-   m_systemModified = true;
-   forgetInteractions();
+   systemChanges();
 }
 
 void ZqStatedSystem::setAndDeleteSystemPointer(ZqManipulatorSystem* system)
@@ -285,8 +290,7 @@ void ZqStatedSystem::setAndDeleteSystemPointer(ZqManipulatorSystem* system)
    m_configuration.setManipulatorSystem(nullptr);
    m_systemContainer.setAndDeleteElementPointer(system);
    m_propagationResults.clear();
-   m_systemModified = true;
-   forgetInteractions();
+   systemChanges();
 }
 
 void ZqStatedSystem::setFromSystem(const ZqManipulatorSystem& system)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "zqManipulator/foundation/proximity/ZqShapeKeys.h"
+#include "zqManipulator/kinematics/system/ZqCombination.h"
 #include "zqManipulator/kinematics/system/ZqManipulatorSystemConfiguration.h"
 #include "zqManipulator/kinematics/system/ZqManipulatorSystemContainer.h"
 #include "zqManipulator/simulation/records/ZqPropagationResultData.h"
@@ -40,7 +41,9 @@ public:
          ZqComponent{&This::m_configuration, &ZqManip::ZqManipulatorSystemConfigurationToken,
                      "attachments and exclusions that change at run time"},
          ZqOptionalComponent(&This::m_interactionState, &ZqManip::ZqInteractionStateToken,
-                             "what contacts and interactions remember at the time of the state")};
+                             "what contacts and interactions remember at the time of the state"),
+         ZqOptionalComponent(&This::m_combinations, &ZqManip::ZqCombinationsToken,
+                             "of what manipulators are made that can be taken apart again")};
    }
    /// The system of an old document is a component that is made for reading alone.
    void registerComponents() override;
@@ -152,6 +155,11 @@ public:
    virtual bool uncombineManipulator(const ZqString& label, ZqU32& parent, ZqU32& child,
                                      ZqCoordinateSystemTransformation& transform);
    /// @}
+   /// Has the next document remember of what manipulators are made, so that whoever reads it can take them apart
+   /// again. To be called when all is done and before it is written: a change of the system drops it. A manipulator
+   /// that was changed since in such a way that its parts do not make it any more is left out, with a message, and
+   /// the answer is false.
+   bool keepCombinations();
    virtual const ZqSystemEnvironment& environment() const;
    virtual void setEnvironment(const ZqSystemEnvironment& environment);
    /// What acts between links; goes to the stated system's own model.
@@ -368,6 +376,13 @@ private:
       forgetInteractions();
       return m_state;
    }
+   /// To be called with every change of the system.
+   void systemChanges()
+   {
+      m_systemModified = true;
+      forgetInteractions();
+      m_combinations.clear();
+   }
    void forgetInteractions()
    {
       if (!m_interactionState.isEmpty())
@@ -381,6 +396,7 @@ private:
    }
    void takeLegacySystem();
    void deleteState(ZqU32 index);
+   void takeCombinations();
    void follow(const ZqModelEdit& edit);
    void fitJoints(ZqU32 index);
    bool isScaleOf(ZqU32 index, ZqReal factor, const char* operation) const;
@@ -408,6 +424,8 @@ private:
    mutable bool m_selectionDataChanged = false;
    mutable bool m_transparentDisplay = false;
    ZqInteractionState m_interactionState;
+   ZqBeforeCombining<ZqManipulatorSystemConfiguration> m_beforeCombining;
+   ZqCombination::Combinations m_combinations; ///< of the document
 };
 
 extern template class ZqXmlClass<ZqStatedSystem>;
