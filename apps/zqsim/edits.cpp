@@ -99,6 +99,8 @@ zqsim::ExitCode zqsim::runEdit(const EditArguments& arguments, const Edit& edit)
    Changes changes;
    edit(scene, changes);
    addMoves(before, placedManipulators(scene), changes);
+   // What is combined can be taken apart again by who reads the document.
+   warnOf(diagnosticsOf([&] { scene.keepCombinations(); }));
    writeDocument(scene, arguments.out, !arguments.brief);
    const Json data{{"model", arguments.model},
                    {"out", arguments.out},
@@ -118,9 +120,12 @@ std::string reasonOf(const Diagnostics& diagnostics)
 {
    if (diagnostics.empty())
       return "the model cannot be changed so";
-   const std::string text = Zq::toString(diagnostics.front());
-   const std::size_t end = text.starts_with("Zq") ? text.find("(): ") : std::string::npos;
-   return end == std::string::npos ? text : text.substr(end + 4);
+   std::string text = Zq::toString(diagnostics.front());
+   if (const std::size_t end = text.find("(): "); text.starts_with("Zq") && end != text.npos)
+      text.erase(0, end + 4);
+   if (text.ends_with('.'))
+      text.pop_back();
+   return text;
 }
 } // namespace
 

@@ -108,6 +108,40 @@ TEST_F(ZqsimEdits, AScaledCarrierTakesAlongWhatItCarries)
    EXPECT_EQ(framesOf(scratch("back.xml")), before);
 }
 
+TEST_F(ZqsimEdits, WhatIsCombinedIsTakenApartFromTheDocument)
+{
+   const auto puma = framesOf(model("puma560"));
+   const std::string turned = " --offset '0 0 .1 0 0 " + std::to_string(M_PI / 2) + '\'';
+   const Json told = edit("combine", model("puma560") + ' ' + model("pendulum"),
+                          "--at flange" + turned, "one.xml");
+   EXPECT_EQ(told.at("manipulators").size(), 1U);
+   EXPECT_EQ(told.at("manipulators")[0].at("joints"), 7);
+   EXPECT_EQ(told.at("changes")[0].at("to"), "puma560/flange");
+   const auto one = framesOf(scratch("one.xml"));
+   for (const auto& [link, frame] : puma)
+      EXPECT_EQ(positionOf(one, link), positionOf(puma, link)) << link;
+
+   // Whatever was done to the whole was done to its parts.
+   edit("relabel", scratch("one.xml"), "--manipulator puma560=arm", "arm.xml");
+   edit("scale", scratch("arm.xml"), "--by 2", "big.xml");
+   const auto big = framesOf(scratch("big.xml"));
+   const Json apart = edit("separate", scratch("big.xml"), "--manipulator pendulum", "two.xml");
+   EXPECT_EQ(apart.at("manipulators").size(), 2U);
+   const auto two = framesOf(scratch("two.xml"));
+   EXPECT_EQ(two.size(), big.size() + 1U); // the base of the pendulum
+   expectNear(positionOf(two, "pendulum/bob"), positionOf(one, "puma560/bob"), 1e-12, 2.0);
+   for (const auto& [link, frame] : puma)
+      EXPECT_EQ(positionOf(two, "arm/" + link.substr(8)), positionOf(big, "arm/" + link.substr(8)));
+
+   // Both models have all labels.
+   edit("combine", model("twoArms") + ' ' + model("twoArms"),
+        "--at leftArm/hand --manipulator tool", "arms.xml");
+   EXPECT_EQ(run("check " + scratch("arms.xml")).code, 0);
+   const Json info = runForJson("info " + scratch("arms.xml"));
+   EXPECT_EQ(info.at("joints"), 18);
+   EXPECT_EQ(info.at("attachments").size(), 5U); // one tool is a part of a hand
+}
+
 TEST_F(ZqsimEdits, WhatCannotBeDoneWritesNothing)
 {
    const std::string arms = model("twoArms");
@@ -138,6 +172,12 @@ TEST_F(ZqsimEdits, WhatCannotBeDoneWritesNothing)
       {"attach IN -o IN --manipulator leftArm --to leftArm/hand", 2, "it would hang on itself"},
       {"attach IN -o IN --manipulator carrier --to leftArm/hand", 2, "\"leftArm\" hangs on it"},
       {"attach IN -o IN --manipulator leftArm --to carriage --offset '1 2'", 2, "received 2"},
+      {"combine IN IN -o IN --at x", 2, "no link \"x\""},
+      {"combine IN IN -o IN --at leftArm/hand", 2, "has 4 manipulators; say which"},
+      {"combine IN " + scratch("none.xml") + " -o IN --at leftArm/hand", 3, "cannot be opened"},
+      {"combine IN IN -o IN --at leftArm/hand --manipulator leftArm --offset nan", 2, "\"nan\""},
+      {"combine - - -o IN --at hand", 2, "one of the models only"},
+      {"separate IN -o IN --manipulator tool", 2, "\"tool\" merged in"},
       {"detach IN -o IN --manipulator carrier", 2, "it is not attached"},
       {"detach " + scratch("none.xml") + " -o IN --manipulator carrier", 3, "cannot be opened"},
       {"detach IN -o " + scratch("no/where.xml") + " --manipulator leftArm", 1, "No such file"}};
