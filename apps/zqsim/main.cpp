@@ -24,7 +24,7 @@ struct Command
    const char* description;
    Run (*declare)(CLI::App& arguments);
 };
-constexpr std::array<Command, 14> commands{
+constexpr std::array<Command, 15> commands{
    {{"info", "Tell what is in a model: manipulators, links, masses and state", info},
     {"frames", "Compute where the links of a model are", frames},
     {"distance", "Tell how near the links of a model are to each other", distance},
@@ -37,6 +37,7 @@ constexpr std::array<Command, 14> commands{
     {"scale", "Make manipulators of a model greater or smaller", scale},
     {"relabel", "Give manipulators and links of a model new labels", relabel},
     {"run", "Simulate a model, step by step", zqsim::run},
+    {"vary", "Make models that differ by chance from one", vary},
     {"schema", "Print the XML Schema of models, with what each element means", schema},
     {"generate", "Make the manual page and the completions of shells", generate}}};
 

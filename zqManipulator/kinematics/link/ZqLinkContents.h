@@ -5,7 +5,9 @@
 #include "zqManipulator/foundation/geometry/ZqShapeContainer.h"
 #include "zqManipulator/foundation/xml/ZqXmlMapType.h"
 #include "zqManipulator/kinematics/joint/ZqLinkKinematicsContainer.h"
+#include "zqManipulator/simulation/constraints/ZqStateConstraintContainer.h"
 #include "zqManipulator/simulation/records/ZqDamperProperties.h"
+#include "zqManipulator/simulation/records/ZqSensorVector.h"
 #include "zqManipulator/simulation/records/ZqSpringProperties.h"
 #include "zqManipulator/tools/labels/ZqReferenceDescription.h"
 
@@ -119,6 +121,9 @@ protected:
    ZqSpringProperties m_springProperties;
    ZqDamperProperties m_damperProperties;
    ZqLinkShapes m_shapes;
+   ZqStateConstraintContainer m_upperLimitConstraint;
+   ZqStateConstraintContainer m_lowerLimitConstraint;
+   ZqSensorVector m_sensorVector;
    ZqLinkUnionPointer m_union; ///< null for a link into which nothing is merged; not in documents
 };
 

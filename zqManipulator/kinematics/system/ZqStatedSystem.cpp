@@ -21,7 +21,7 @@ ZqStatedSystem::ZqStatedSystem(const ZqStatedSystem& other, ZqFoundCommon::DeepC
      m_selectedShapeKeyVector(other.m_selectedShapeKeyVector),
      m_transparencyAlpha(other.m_transparencyAlpha),
      m_selectionDataChanged(other.m_selectionDataChanged),
-     m_transparentDisplay(other.m_transparentDisplay)
+     m_transparentDisplay(other.m_transparentDisplay), m_variationOrigin(other.m_variationOrigin)
 {
    attachConfiguration();
    ZqStatedSystem::makeDeepCopy(flag);
@@ -45,6 +45,7 @@ ZqStatedSystem& ZqStatedSystem::operator=(const ZqStatedSystem& other)
    m_selectionDataChanged = other.m_selectionDataChanged;
    m_transparentDisplay = other.m_transparentDisplay;
    m_interactionState = other.m_interactionState;
+   m_variationOrigin = other.m_variationOrigin;
    m_combinations = other.m_combinations;
    m_beforeCombining = other.m_beforeCombining;
    m_activeState.reset();
@@ -72,7 +73,8 @@ bool ZqStatedSystem::operator==(const ZqStatedSystem& other) const
           m_transparencyAlpha == other.m_transparencyAlpha &&
           m_selectionDataChanged == other.m_selectionDataChanged &&
           m_transparentDisplay == other.m_transparentDisplay &&
-          m_interactionState == other.m_interactionState && m_combinations == other.m_combinations;
+          m_interactionState == other.m_interactionState &&
+          m_variationOrigin == other.m_variationOrigin && m_combinations == other.m_combinations;
 }
 
 // Documents
@@ -91,6 +93,7 @@ bool ZqStatedSystem::read(ZqXmlReader& reader)
    // The system is about to be replaced.
    m_configuration.setManipulatorSystem(nullptr);
    m_propagationResults.clear();
+   m_variationOrigin = {}; // which is written only where there is one
    const bool isRead = ZqXmlClass::read(reader);
    takeLegacySystem();
    takeCombinations();

@@ -7,6 +7,7 @@
 #include "zqManipulator/simulation/records/ZqPropagationResultData.h"
 #include "zqManipulator/state/ZqInteractionState.h"
 #include "zqManipulator/state/ZqManipulatorSystemState.h"
+#include "zqManipulator/tools/variation/ZqVariationStudy.h"
 
 #include <memory>
 #include <vector>
@@ -42,6 +43,8 @@ public:
                      "attachments and exclusions that change at run time"},
          ZqOptionalComponent(&This::m_interactionState, &ZqManip::ZqInteractionStateToken,
                              "what contacts and interactions remember at the time of the state"),
+         ZqOptionalComponent(&This::m_variationOrigin, &ZqManip::ZqVariationOriginToken,
+                             "what a varied scene comes from"),
          ZqOptionalComponent(&This::m_combinations, &ZqManip::ZqCombinationsToken,
                              "of what manipulators are made that can be taken apart again")};
    }
@@ -200,6 +203,11 @@ public:
    void setInteractionState(const ZqInteractionState& state) { m_interactionState = state; }
    /// @}
    /// @}
+
+   /// What a varied scene comes from (`Zq::varyModel`); the default for all others. Copies and documents keep it,
+   /// whatever changes.
+   const ZqVariationOrigin& variationOrigin() const { return m_variationOrigin; }
+   void setVariationOrigin(const ZqVariationOrigin& origin) { m_variationOrigin = origin; }
 
    virtual ZqManipulatorSystemConfiguration& configuration() { return m_configuration; }
    virtual const ZqManipulatorSystemConfiguration& configuration() const { return m_configuration; }
@@ -424,6 +432,7 @@ private:
    mutable bool m_selectionDataChanged = false;
    mutable bool m_transparentDisplay = false;
    ZqInteractionState m_interactionState;
+   ZqVariationOrigin m_variationOrigin;
    ZqBeforeCombining<ZqManipulatorSystemConfiguration> m_beforeCombining;
    ZqCombination::Combinations m_combinations; ///< of the document
 };
