@@ -1,7 +1,10 @@
 #include "support/logCapture.h"
 #include "support/randomScene.h"
 #include "zqManipulator/dynamics/tools/ZqCrbiAccelerationTool.h"
+#include "zqManipulator/foundation/function/ZqLinearMultivariableConstraint.h"
+#include "zqManipulator/kinematics/joint/ZqScrewTypeLink.h"
 #include "zqManipulator/simulation/constraints/ZqConstraintKinematics.h"
+#include "zqManipulator/simulation/constraints/ZqMultivariableJointStateConstraint.h"
 #include "zqManipulator/simulation/constraints/ZqPointStateEqualityConstraint.h"
 #include "zqManipulator/simulation/interactions/ZqSpringAndDamperBetweenLinks.h"
 #include "zqManipulator/simulation/records/ZqComPolygonalStoppingCriterion.h"
@@ -105,6 +108,19 @@ private:
          damper.setAssociatedJoints({link.linkLabel(), m.linkByIndex(0)->linkLabel()});
          link.setDamperProperties(damper);
       }
+      if (m.jointDof() > 1)
+      {
+         ZqScrewTypeLink screw;
+         screw.setPitch(random.real(0.2, 0.8));
+         screw.setPrecursor(zqTest::randomFrame(random));
+         screw.setPrimaryFrame(zqTest::randomFrame(random));
+         m.linkByIndex(1)->setLinkKinematics(screw);
+         ZqLinearMultivariableConstraint sum;
+         sum.setConstantTerm(random.real(1.0, 2.0));
+         sum.setCoefficient(0, random.real(0.5, 1.0));
+         sum.setCoefficient(1, random.real(0.5, 1.0));
+         m.linkByIndex(1)->setUpperLimitConstraint(ZqMultivariableJointStateConstraint(sum));
+      }
       ZqManipulatorLink& link =
          *m.linkByIndex(m.jointDof() > 0 ? m.jointDof() - 1 : ZqBaseLinkIndex);
       link.addNamedPoint("point", point);
@@ -138,6 +154,11 @@ TEST(Scaling, AResizedManipulatorMovesAlike)
       const std::vector<ZqVector> resized = scene.lengths();
       for (std::size_t i = 0; i < lengths.size(); ++i)
          EXPECT_TRUE(resized[i].approxEq(lengths[i] * s, 1e-11 * (1.0 + s))) << i;
+      if (scene.jointDof() > 1)
+      {
+         EXPECT_NEAR(scene.link(1).upperLimitConstraint().evaluate(scene.position),
+                     before.link(1).upperLimitConstraint().evaluate(before.position), 1e-13);
+      }
       const ZqAccelerationState expected = before.acceleration();
       const ZqAccelerationState result = scene.acceleration();
       const ZqModelScaling scaling = scene.manipulator().scaling(s, {});

@@ -15,6 +15,7 @@ class ZqBaseMultivariableConstraint
 public:
    /// Answers the new index of a variable, or `gone`.
    using NewIndex = std::function<ZqU32(ZqU32)>;
+   using Factor = std::function<ZqReal(ZqU32)>;
    static constexpr ZqU32 gone = 0xFFFFFFFF;
 
    /// Zero or more where the constraint is fulfilled. A variable that the list lacks is zero.
@@ -25,6 +26,9 @@ public:
    /// Follows variables that have moved in the list. False when one that it depends on is gone, and the
    /// constraint with it. A class that has no indices stays as it is.
    virtual bool apply(const NewIndex&) { return true; }
+   /// Has each variable, by its index, grow by a positive factor: the value for the grown ones is that for the
+   /// old ones before. A class that does not override this stays as it is.
+   virtual void scaleVariables(const Factor&) {}
 
    bool operator==(const ZqBaseMultivariableConstraint&) const noexcept { return true; }
 };

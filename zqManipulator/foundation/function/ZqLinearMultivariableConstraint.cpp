@@ -76,3 +76,9 @@ bool ZqLinearMultivariableConstraint::apply(const NewIndex& newIndex)
    }
    return true;
 }
+
+void ZqLinearMultivariableConstraint::scaleVariables(const Factor& factor)
+{
+   for (std::size_t i = 0; i < count(); ++i)
+      m_coefficients.values()[i] /= factor(m_indices.values()[i]);
+}

@@ -29,6 +29,7 @@ public:
    void getGradient(const std::vector<ZqReal>& variables,
                     std::vector<ZqReal>& gradient) const override;
    bool apply(const NewIndex& newIndex) override;
+   void scaleVariables(const Factor& factor) override;
 
    ZqReal constantTerm() const noexcept { return m_constantTerm; }
    void setConstantTerm(ZqReal value) noexcept { m_constantTerm = value; }

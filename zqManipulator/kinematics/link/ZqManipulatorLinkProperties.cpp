@@ -153,10 +153,11 @@ void ZqManipulatorLink::scaleIndividualLinkBy(ZqReal scale)
       return;
    if (m_union)
       scaleUnionBy(scale);
+   m_linkKinematicsContainer.scaleBy(scale);
    scaleContentsBy(scale);
 }
 
-/// All that `scaleIndividualLinkBy` scales but the union.
+/// All that `scaleIndividualLinkBy` scales but the union and the joint.
 void ZqManipulatorLink::scaleContentsBy(ZqReal scale)
 {
    if (m_shapes.m_container.topElement() != nullptr)
@@ -165,7 +166,6 @@ void ZqManipulatorLink::scaleContentsBy(ZqReal scale)
       mapShapes();
    }
    scaleBody(m_baseMassProperties, scale);
-   m_linkKinematicsContainer.scaleBy(scale);
    const ZqReal isLength = m_linkKinematicsContainer.jointParameterScalability();
    m_jointActuator.scaleBy(scale, isLength * scale + (1.0 - isLength));
    updateDefaultLimitConstraints();
@@ -193,8 +193,12 @@ void ZqManipulatorLink::resize(const ZqModelScaling& scaling)
    const ZqReal jointFactor = scaling.jointFactor(linkIndex());
    m_springProperties.scaleBy(scaling, jointFactor);
    m_damperProperties.scaleBy(scaling, jointFactor);
+   for (ZqStateConstraintContainer* limit : {&m_upperLimitConstraint, &m_lowerLimitConstraint})
+      if (ZqBaseStateConstraint* constraint = limit->topElement())
+         constraint->scaleBy(scaling);
    if (m_union)
       resizeUnion(scaling);
+   m_linkKinematicsContainer.resizeBy(scaling.factor);
    scaleContentsBy(scaling.factor);
    for (ZqManipulatorLink& child : childLinks())
       child.resize(scaling);

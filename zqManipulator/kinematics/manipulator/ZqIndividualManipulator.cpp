@@ -914,6 +914,10 @@ ZqModelScaling ZqIndividualManipulator::scaling(ZqReal factor, const ZqVector& c
 void ZqIndividualManipulator::resize(const ZqModelScaling& scaling)
 {
    ZqManipulatorLink::resize(scaling);
+   m_generalBoundObjects.scaleBy(scaling.factor);
+   for (ZqBaseStateConstraint* constraint : m_stateConstraints.vectorContainer())
+      if (constraint != nullptr)
+         constraint->scaleBy(scaling);
    m_stateEqualityConstraints.scaleBy(scaling);
    m_stoppingCriteria.scaleBy(scaling);
    fitAbsoluteBoundingSphere();

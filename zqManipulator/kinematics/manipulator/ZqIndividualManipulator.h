@@ -383,7 +383,8 @@ public:
    void scaleIndividualLinkBy(ZqReal scale) override
    {
       ZqManipulatorLink::scaleIndividualLinkBy(scale);
-      m_generalBoundObjects.scaleBy(scale);
+      if (ZqModelScaling::isScale(scale))
+         m_generalBoundObjects.scaleBy(scale);
    }
    /// Of all links.
    void truncateValues(ZqReal tolerance) override;

@@ -276,14 +276,6 @@ void ZqLinkUnion::transformBy(const ZqCoordinateSystemTransformation& T)
       member.transform = T * member.transform;
 }
 
-void ZqLinkUnion::Member::scalePlacesBy(ZqReal scale)
-{
-   transform.scaleTranslationBy(scale);
-   origin.X.scaleTranslationBy(scale);
-   for (auto& [label, joint] : origin.joints)
-      joint.scaleBy(scale);
-}
-
 void ZqLinkUnion::scaleBy(ZqReal scale)
 {
    ownShape();
@@ -291,7 +283,10 @@ void ZqLinkUnion::scaleBy(ZqReal scale)
    for (Member& member : members)
    {
       member.manipulator.scaleIndividualLinkBy(scale);
-      member.scalePlacesBy(scale);
+      member.transform.scaleTranslationBy(scale);
+      member.origin.X.scaleTranslationBy(scale);
+      for (auto& [label, joint] : member.origin.joints)
+         joint.scaleBy(scale);
    }
 }
 
@@ -310,7 +305,10 @@ void ZqLinkUnion::resize(const ZqModelScaling& scaling)
          own.jointFactors.push_back(name.present ? scaling.jointFactor(*name.present) : 1.0);
       }
       member.manipulator.resize(own);
-      member.scalePlacesBy(scaling.factor);
+      member.transform.scaleTranslationBy(scaling.factor);
+      member.origin.X.scaleTranslationBy(scaling.factor);
+      for (auto& [label, joint] : member.origin.joints)
+         joint.resizeBy(scaling.factor);
    }
 }
 

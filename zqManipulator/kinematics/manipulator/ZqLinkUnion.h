@@ -41,8 +41,6 @@ public:
       ZqIndividualManipulator manipulator;        ///< without links below its base
       ZqCoordinateSystemTransformation transform; ///< its primary frame in that of the link
       Origin origin;
-
-      void scalePlacesBy(ZqReal scale);
    };
    /// What is taken out of a union.
    struct Popped

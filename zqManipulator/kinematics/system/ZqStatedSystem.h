@@ -128,10 +128,11 @@ public:
    bool changeLinkLabel(ZqU32 index, const ZqString& oldLabel, const ZqString& newLabel);
    /// Makes a manipulator a greater or smaller one of the same kind, about the origin of its base, as
    /// `ZqModelScaling` tells: with what `scaleManipulatorBy` scales also masses that were added, named points
-   /// and frames, springs and dampers, the points of constraints and stopping criteria, and the attachments on
-   /// its links, whose manipulators go with these and keep their own size. False also, with a message, for
-   /// what is no scale. Without gravity, and where drives have neither inertia nor viscous friction, it
-   /// moves as it did before, by torques that grow with the fifth power of the factor and forces with the fourth.
+   /// and frames, the primary frames of all kinds of joints, springs and dampers, limits of several joints, the
+   /// points of constraints and stopping criteria, and the attachments on its links, whose manipulators go with
+   /// these and keep their own size. False also, with a message, for what is no scale. Without gravity, and
+   /// where drives have neither inertia nor viscous friction, it moves as it did before, by torques that grow
+   /// with the fifth power of the factor and forces with the fourth.
    bool resizeManipulator(ZqU32 index, ZqReal factor);
    /// Hangs a manipulator, with all that hangs on it, on a link of another one, by their labels; the offset is
    /// in the primary frame of the link. What was attached elsewhere moves. Base frames and velocities
@@ -139,8 +140,8 @@ public:
    /// manipulator on itself or on what hangs on it, an offset that is not finite, and a chain that gets too
    /// long.
    bool attachManipulator(const ZqString& label, const ZqString& carrierLabel,
-                          const ZqString& linkLabel,
-                          const ZqCoordinateSystemTransformation& offset, const ZqString& name);
+                          const ZqString& linkLabel, const ZqCoordinateSystemTransformation& offset,
+                          const ZqString& name);
    /// Takes a manipulator off its carrier; it stays where it is, with the velocity that it has there, and what
    /// hangs on it stays on it. False, with a message and no change, when it is not attached or there is none.
    bool detachManipulator(const ZqString& label);

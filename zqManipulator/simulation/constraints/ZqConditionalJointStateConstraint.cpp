@@ -2,6 +2,7 @@
 
 #include "zqManipulator/state/ZqPositionState.h"
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
+#include "zqManipulator/tools/labels/ZqModelScaling.h"
 
 #include <algorithm>
 
@@ -56,4 +57,13 @@ bool ZqConditionalJointStateConstraint::apply(const ZqLinkEdit& edit)
                          return function == nullptr ||
                                 function->apply([&](ZqU32 index) { return edit.index(index); });
                       });
+}
+
+void ZqConditionalJointStateConstraint::scaleBy(const ZqModelScaling& scaling)
+{
+   for (ZqReal& bound : m_conditionals.values())
+      bound *= scaling.jointFactor(m_index);
+   for (ZqBaseMultivariableConstraint* function : m_constraints.vectorContainer())
+      if (function != nullptr)
+         function->scaleVariables([&](ZqU32 index) { return scaling.jointFactor(index); });
 }

@@ -2,6 +2,7 @@
 
 #include "zqManipulator/state/ZqPositionState.h"
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
+#include "zqManipulator/tools/labels/ZqModelScaling.h"
 
 template class ZqXmlClass<ZqMultivariableJointStateConstraint, ZqBaseStateConstraint>;
 
@@ -24,4 +25,10 @@ bool ZqMultivariableJointStateConstraint::apply(const ZqLinkEdit& edit)
 {
    ZqBaseMultivariableConstraint* const function = constraint();
    return function == nullptr || function->apply([&](ZqU32 index) { return edit.index(index); });
+}
+
+void ZqMultivariableJointStateConstraint::scaleBy(const ZqModelScaling& scaling)
+{
+   if (ZqBaseMultivariableConstraint* const function = constraint())
+      function->scaleVariables([&](ZqU32 index) { return scaling.jointFactor(index); });
 }
