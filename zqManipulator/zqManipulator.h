@@ -250,6 +250,7 @@
 #include "zqManipulator/state/ZqUncopied.h"
 #include "zqManipulator/state/ZqVelocityState.h"
 #include "zqManipulator/tools/checks/ZqModelCheck.h"
+#include "zqManipulator/tools/conversion/ZqKinematicsConversionTool.h"
 #include "zqManipulator/tools/labels/ZqLabelPool.h"
 #include "zqManipulator/tools/labels/ZqManipulatorLinkIdentifier.h"
 #include "zqManipulator/tools/labels/ZqManipulatorLinkIndex.h"

@@ -168,7 +168,7 @@ TEST_F(Zqsim, FailuresHaveTheirCodeAndOneLine)
            {"vary " + puma + " --seed -1 --sigma-mass 1 -o " + scratch("new.xml"), 2, "--seed"},
            {"vary " + puma + " --count 2 --sigma-mass 1 -o " + scratch("new.xml"), 2, "%k"},
            {"vary " + model("door") + " --study examples/pumaStudy.xml -o " + scratch("new.xml"), 3,
-            "examples/pumaStudy.xml: manipulator 'door' has no link 'upperArm'"},
+            "manipulator 'door' has no link 'upperArm'"},
            {"info " + puma + " >/dev/full", 1, "standard output"}})
    {
       const Result result = run(arguments);
@@ -235,6 +235,26 @@ TEST_F(Zqsim, PumaReachesWhereItsGeometrySays)
       for (std::size_t i = 0; i < 3; ++i)
          EXPECT_NEAR(tip.at("position")[i], expected[i], 1e-14); // a few roundings of a metre
    }
+}
+
+TEST_F(Zqsim, ConvertTellsAModelInOtherConventionsAndWhatCannotBe)
+{
+   const std::string out = scratch("converted.xml");
+   const std::string convert = "convert " + model("gripper") + ' ' + out + " --json --to ";
+   for (const std::string form : {"craig", "precursor", "identity-frames"})
+   {
+      const Result result = run(convert + form);
+      const Json list = Json::parse(result.out).at("manipulators");
+      bool areAll = true;
+      for (const Json& entry : list)
+         areAll = areAll && (entry.at("isConverted") || !entry.at("reason").empty()) &&
+                  entry.at("isConverted");
+      EXPECT_EQ(result.code, areAll ? 0 : 5) << result.err;
+      EXPECT_EQ(areAll, form != "craig"); // its fingers slide
+      EXPECT_EQ(runForJson("info " + out).at("manipulators").size(), list.size());
+   }
+   EXPECT_EQ(run(convert + "craig --manipulator none").code, 2);
+   EXPECT_EQ(run("convert " + model("gripper") + " - --json --to craig").code, 2);
 }
 
 TEST_F(Zqsim, DistancesAreThoseOfTheShapes)

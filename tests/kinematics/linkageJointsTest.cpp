@@ -20,10 +20,10 @@ using zqTest::RandomValues;
 using zqTest::Real;
 
 /// Of lengths of ten.
-constexpr ZqReal tolerance = 1e-13;
+constexpr ZqReal linkageTolerance = 1e-13;
 
 /// A linkage in the plane of its frame; by default with C at (0, 4) and the pivot at (3, 0).
-Linkage plane(ZqU32 type, ZqReal slider, ZqReal opposite, ZqReal d1 = 4.0, ZqReal d2 = 5.0)
+Linkage linkageInPlane(ZqU32 type, ZqReal slider, ZqReal opposite, ZqReal d1 = 4.0, ZqReal d2 = 5.0)
 {
    Linkage joint;
    joint.setJointType(type);
@@ -45,9 +45,9 @@ TEST(LinkageJoints, CloseAsCirclesMeet)
       Linkage joint = zqTest::randomLinkage(random);
       const ZqReal q = random.real(-2.0, 2.0);
       const FrameMotion pivot(zqTest::frameOf(joint, q));
-      EXPECT_TRUE(joint.calculateTransform(q).translation().approxEq(pivot.p, tolerance));
+      EXPECT_TRUE(joint.calculateTransform(q).translation().approxEq(pivot.p, linkageTolerance));
       EXPECT_TRUE((joint.calculateTransform(q).orientation() * ZqVector::xVector(1.0))
-                     .approxEq(pivot.axes[0], tolerance));
+                     .approxEq(pivot.axes[0], linkageTolerance));
       EXPECT_TRUE(joint.closesAt(q));
 
       // The default form: each position by itself, and at the height of the triangle.
@@ -58,25 +58,29 @@ TEST(LinkageJoints, CloseAsCirclesMeet)
          std::abs(circles.A.x * circles.sine[side].x + joint.d1Length() * circles.cosine[side].x));
       const Transformation local = joint.precursor().inverse() * joint.calculateTransform(q);
       EXPECT_TRUE(
-         local.translation().approxEq({height, 0.0, joint.zDistanceA()}, 10.0 * tolerance));
+         local.translation().approxEq({height, 0.0, joint.zDistanceA()}, 10.0 * linkageTolerance));
       const ZqVector direction(static_cast<ZqReal>(circles.cosine[side].x),
                                static_cast<ZqReal>(circles.sine[side].x), 0.0);
-      EXPECT_TRUE((local.orientation() * ZqVector::xVector(1.0)).approxEq(direction, tolerance));
+      EXPECT_TRUE(
+         (local.orientation() * ZqVector::xVector(1.0)).approxEq(direction, linkageTolerance));
 
       // B stands at the end of d2, with C behind it; A at the pivot.
       const bool isFixed = joint.jointType() == Linkage::FixedSlider;
       const ZqReal A = static_cast<ZqReal>(circles.A.x);
       const ZqReal side2 = isFixed ? joint.oppositeLength() : q + joint.nominalLength();
       const Transformation B = joint.precursor().inverse() * joint.frameBTransform(q);
-      EXPECT_TRUE(B.translation().approxEq(
-         ZqVector(A, 0.0, joint.zDistanceB()) + direction * joint.d2Length(), 10.0 * tolerance));
-      EXPECT_TRUE((B * ZqVector::xVector(-side2))
-                     .approxEq({0.0, joint.d1Length(), joint.zDistanceB()}, 10.0 * tolerance));
+      EXPECT_TRUE(B.translation().approxEq(ZqVector(A, 0.0, joint.zDistanceB()) +
+                                              direction * joint.d2Length(),
+                                           10.0 * linkageTolerance));
+      EXPECT_TRUE(
+         (B * ZqVector::xVector(-side2))
+            .approxEq({0.0, joint.d1Length(), joint.zDistanceB()}, 10.0 * linkageTolerance));
       EXPECT_TRUE(joint.frameCTransform(q).approxEq(
          joint.frameBTransform(q) * Transformation(ZqVector::xVector(-(q + joint.nominalLength()))),
-         10.0 * tolerance));
+         10.0 * linkageTolerance));
       EXPECT_TRUE(joint.frameATransform(q).approxEq(
-         joint.precursor() * Transformation(ZqVector(A, 0.0, joint.zDistanceA())), tolerance));
+         joint.precursor() * Transformation(ZqVector(A, 0.0, joint.zDistanceA())),
+         linkageTolerance));
    }
 }
 
@@ -139,13 +143,14 @@ TEST(LinkageJoints, DefaultFormHasItsRates)
    for (const Case& c : cases)
    {
       SCOPED_TRACE(c.type);
-      const Linkage joint = plane(c.type, c.slider, c.opposite);
+      const Linkage joint = linkageInPlane(c.type, c.slider, c.opposite);
       EXPECT_TRUE(joint.calculateTransform(0.0).approxEq(
-         {ZqVector(4.8, 0.0, 0.25), ZqOrientation::zRotation(std::atan2(0.8, 0.6))}, tolerance));
+         {ZqVector(4.8, 0.0, 0.25), ZqOrientation::zRotation(std::atan2(0.8, 0.6))},
+         linkageTolerance));
       EXPECT_TRUE(joint.calculateVelocity(0.0, 2.0).approxEq(
-         {{2.0 * c.linear, 0.0, 0.0}, {0.0, 0.0, c.w}}, tolerance));
+         {{2.0 * c.linear, 0.0, 0.0}, {0.0, 0.0, c.w}}, linkageTolerance));
       EXPECT_TRUE(joint.calculateAcceleration(0.0, 2.0, 3.0)
-                     .approxEq({{3.0 * c.linear, 0.0, 0.0}, {0.0, 0.0, c.wd}}, tolerance));
+                     .approxEq({{3.0 * c.linear, 0.0, 0.0}, {0.0, 0.0, c.wd}}, linkageTolerance));
       ZqGeneralMotion unused;
       EXPECT_FALSE(joint.unitMotionDerivatives(0.0, unused, unused));
       EXPECT_EQ(joint.upperBoundDhFrameDistance(ZqJointActuator::defaultObject()), 0.0);
@@ -163,7 +168,7 @@ TEST(LinkageJoints, LieFlatWhereTheyDoNotClose)
                // The side from C is too long, or too short, by far.
                const ZqReal B = tooLong ? 30.0 : 0.01;
                const bool isFixed = type == Linkage::FixedSlider;
-               Linkage joint = plane(type, isFixed ? 3.0 : B, isFixed ? B : 3.0, d1, 0.5);
+               Linkage joint = linkageInPlane(type, isFixed ? 3.0 : B, isFixed ? B : 3.0, d1, 0.5);
                joint.setPivotFrame(pivotFrame);
                LogCapture log;
                const Transformation X = joint.calculateTransform(0.0);
@@ -175,9 +180,9 @@ TEST(LinkageJoints, LieFlatWhereTheyDoNotClose)
                // The end of d2 is the point of its circle that is farthest from C, or nearest to it.
                const ZqVector fromC = ZqVector(3.0, -d1, 0.0) / std::hypot(3.0, d1);
                EXPECT_TRUE((X.orientation() * ZqVector::xVector(1.0))
-                              .approxEq(fromC * (tooLong ? 1.0 : -1.0), tolerance));
+                              .approxEq(fromC * (tooLong ? 1.0 : -1.0), linkageTolerance));
                EXPECT_TRUE(
-                  X.translation().approxEq({pivotFrame ? 3.0 : 0.0, 0.0, 0.25}, tolerance));
+                  X.translation().approxEq({pivotFrame ? 3.0 : 0.0, 0.0, 0.25}, linkageTolerance));
                for (const Transformation* frame :
                     {&joint.frameBTransform(0.0), &joint.frameCTransform(0.0)})
                   EXPECT_LE(zqTest::lengthError(frame->orientation()), 1e-15);
@@ -185,7 +190,7 @@ TEST(LinkageJoints, LieFlatWhereTheyDoNotClose)
                   continue;
                // It goes with the line from C to the pivot.
                const ZqReal w = isFixed ? d1 / (9.0 + d1 * d1) : 0.0;
-               EXPECT_NEAR(joint.velocityAt(0.0, 2.0).angular().z(), 2.0 * w, tolerance);
+               EXPECT_NEAR(joint.velocityAt(0.0, 2.0).angular().z(), 2.0 * w, linkageTolerance);
                const ZqReal change = joint.velocityAt(1e-6, 2.0).angular().z() -
                                      joint.velocityAt(-1e-6, 2.0).angular().z();
                EXPECT_NEAR(joint.accelerationAt(0.0, 2.0, 3.0).angular().z(),
@@ -195,8 +200,9 @@ TEST(LinkageJoints, LieFlatWhereTheyDoNotClose)
                EXPECT_TRUE(joint.unitMotionDerivatives(0.0, first, second));
             }
    // Degenerate sides have frames and motions that are numbers; a dead point rests at rest.
-   const Linkage odd[] = {plane(0, 0.0, 5.0, 0.0), plane(1, 5.0, 0.0, 0.0, 5.0),
-                          plane(1, 5.0, 3.0, 4.0, 0.0), plane(1, 10.0, 3.0), plane(0, 3.0, 10.0)};
+   const Linkage odd[] = {linkageInPlane(0, 0.0, 5.0, 0.0), linkageInPlane(1, 5.0, 0.0, 0.0, 5.0),
+                          linkageInPlane(1, 5.0, 3.0, 4.0, 0.0), linkageInPlane(1, 10.0, 3.0),
+                          linkageInPlane(0, 3.0, 10.0)};
    LogCapture log;
    for (Linkage joint : odd)
    {
@@ -246,11 +252,12 @@ void expectToBeMovedAndScaled(RandomValues& random)
    Joint moved = joint;
    moved.calculateTransform(0.3);
    moved.transformBy(X);
-   EXPECT_TRUE(moved.calculateTransform(0.3).approxEq(X * joint.transformAt(0.3), 10 * tolerance));
+   EXPECT_TRUE(
+      moved.calculateTransform(0.3).approxEq(X * joint.transformAt(0.3), 10 * linkageTolerance));
    moved = joint;
    moved.calculateTransform(0.3);
    moved.changeInboardFrameBy(X);
-   EXPECT_TRUE(moved.precursor().approxEq(joint.precursor() * X, tolerance));
+   EXPECT_TRUE(moved.precursor().approxEq(joint.precursor() * X, linkageTolerance));
    EXPECT_EQ(moved.calculateTransform(0.3), moved.transformAt(0.3));
    // A scaled joint is at the scaled place where its position is scaled.
    moved = joint;
@@ -258,7 +265,7 @@ void expectToBeMovedAndScaled(RandomValues& random)
    moved.scaleBy(2.0);
    Transformation scaled = joint.transformAt(0.3);
    scaled.scaleTranslationBy(2.0);
-   EXPECT_TRUE(moved.calculateTransform(0.6).approxEq(scaled, 10.0 * tolerance));
+   EXPECT_TRUE(moved.calculateTransform(0.6).approxEq(scaled, 10.0 * linkageTolerance));
    EXPECT_EQ(moved.primaryFrame(), joint.primaryFrame());
    EXPECT_EQ(moved.jointParameterScalability(), 1.0);
    EXPECT_EQ(moved.unitType(), 0u);
@@ -270,7 +277,7 @@ void expectToBeMovedAndScaled(RandomValues& random)
    limits.setUpperLimit(1.5);
    const ZqReal bound = joint.upperBoundDhFrameDistance(limits);
    for (ZqReal q = -2.0; q <= 1.5; q += 0.25)
-      EXPECT_LE(joint.transformAt(q).translation().mag(), bound + tolerance);
+      EXPECT_LE(joint.transformAt(q).translation().mag(), bound + linkageTolerance);
 }
 
 TEST(LinkageJoints, AreMovedAndScaled)
@@ -353,8 +360,9 @@ TEST_F(BoundObjects, StandAtTheMembersOfTheirLinkages)
                                                 : joint.frameBTransform(q);
          const ZqBaseQuadrilateralObject& at = object(*manipulator, i);
          EXPECT_EQ(at.manipulator(), manipulator);
-         EXPECT_TRUE(at.locationInSystem(state).approxEq(
-            link.parentLink()->dhFrameInSystem(state) * frame * at.primaryFrame(), tolerance));
+         EXPECT_TRUE(at.locationInSystem(state).approxEq(link.parentLink()->dhFrameInSystem(state) *
+                                                            frame * at.primaryFrame(),
+                                                         linkageTolerance));
       }
 }
 
@@ -390,7 +398,7 @@ TEST_F(BoundObjects, FollowTheirLinks)
    EXPECT_EQ(object(model, 2).linkIdentifier(), "boom");
    const ZqReal before = object(model, 0).primaryFrame().translation().mag();
    model.scaleBy(2.0);
-   EXPECT_NEAR(object(model, 0).primaryFrame().translation().mag(), 2.0 * before, tolerance);
+   EXPECT_NEAR(object(model, 0).primaryFrame().translation().mag(), 2.0 * before, linkageTolerance);
    LogCapture log;
    model.clearChildLinks();
    EXPECT_EQ(model.generalBoundObjects().size(), 0u);

@@ -1,3 +1,4 @@
+#include "support/allocationCount.h"
 #include "support/logCapture.h"
 #include "support/randomScene.h"
 #include "zqManipulator/dynamics/constraints/ZqStopFactor.h"
@@ -337,7 +338,9 @@ TEST(LimitsOfSeveralJoints, ThatCurveAreKept)
       ZqReal speed = 0.0;
       for (int k = 1; k <= 2000; ++k)
       {
+         const zqTest::AllocationCount allocations;
          ASSERT_TRUE(simulation.stepTo(1e-3 * k));
+         ASSERT_TRUE(k <= 1000 || allocations.count() == 0);
          ASSERT_GE(ball.evaluate(simulation.state().positionStates()[0].jointPositions()), -1e-6);
          const Reals v = simulation.state().velocityStates()[0].jointVelocities();
          speed = dot(v, v);
@@ -400,6 +403,51 @@ TEST(LimitsOfSeveralJoints, PushAndDoNotPull)
       ++pushed;
    }
    EXPECT_GT(pushed, 50);
+}
+
+class Gauge : public ZqXmlClass<Gauge, ZqBaseSensor>
+{
+public:
+   static const ZqToken& classToken()
+   {
+      static const auto& token = *new ZqToken("http://example.org/sensors#gauge");
+      return token;
+   }
+   static constexpr const char* documentation = "a gauge";
+   bool operator==(const Gauge&) const = default;
+};
+
+TEST(Sensors, KnowTheirLinkAndTheirManipulator)
+{
+   RandomValues random(16);
+   const Gauge gauge;
+   ZqManipulatorLink link = zqTest::randomLink(random);
+   link.setLinkLabel("wrist");
+   EXPECT_TRUE(!link.addSensor(nullptr) && link.addSensor(&gauge));
+   ZqIndividualManipulator arm = zqTest::randomManipulator(random, 2);
+   EXPECT_TRUE(arm.addSensor(&gauge));
+   arm.addChild(link);
+   arm.setManipulatorLabel("arm");
+   ZqStatedSystem system;
+   ZqIndividualManipulator other = zqTest::randomManipulator(random, 1);
+   other.setManipulatorLabel("other");
+   for (const ZqIndividualManipulator* one : {&other, &arm})
+      system.addManipulator(*one);
+   EXPECT_TRUE(system.changeLinkLabel(1, "wrist", "hand"));
+   const auto expectSensors = [&](ZqU32 index)
+   {
+      const ZqIndividualManipulator& m = *system.manipulatorByIndex(index);
+      for (const ZqManipulatorLink* one :
+           {m.linkByIdentifier("hand"), m.linkByIndex(ZqBaseLinkIndex)})
+      {
+         ASSERT_EQ(one->sensorVector().size(), 1U);
+         EXPECT_EQ(one->sensorVector()[0].linkLabel(), one->linkLabel());
+         EXPECT_EQ(one->sensorVector()[0].manipulatorIndex(), index);
+      }
+   };
+   expectSensors(1);
+   EXPECT_TRUE(system.removeManipulator(0));
+   expectSensors(0);
 }
 
 TEST(JacobianState, KernelIsThatOfTheJacobianWithoutPadding)

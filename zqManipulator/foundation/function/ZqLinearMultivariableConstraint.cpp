@@ -63,22 +63,19 @@ void ZqLinearMultivariableConstraint::removeTerm(std::size_t place)
    m_coefficients.values().erase(m_coefficients.begin() + offset);
 }
 
-bool ZqLinearMultivariableConstraint::apply(const NewIndex& newIndex)
+bool ZqLinearMultivariableConstraint::apply(const NewVariable& newVariable)
 {
    for (std::size_t i = count(); i-- > 0;)
    {
-      m_indices[i] = newIndex(m_indices[i]);
-      if (m_indices[i] != gone)
+      const Moved moved = newVariable(m_indices[i]);
+      m_indices[i] = moved.index;
+      m_coefficients[i] /= moved.sign;
+      m_constantTerm -= m_coefficients[i] * moved.shift;
+      if (moved.index != gone)
          continue;
       if (m_coefficients[i] != 0.0)
          return false;
       removeTerm(i);
    }
    return true;
-}
-
-void ZqLinearMultivariableConstraint::scaleVariables(const Factor& factor)
-{
-   for (std::size_t i = 0; i < count(); ++i)
-      m_coefficients.values()[i] /= factor(m_indices.values()[i]);
 }

@@ -12,7 +12,7 @@ namespace
 /// The step of numeric differentiation, in units of the joint position. Differences of fourth order err by
 /// step^4 / 30 times a fifth derivative and by rounding of about epsilon / step, which over this step is about
 /// the same, 1e-13. A power of two, so that steps are exact.
-constexpr ZqReal step = 0x1p-10;
+constexpr ZqReal differenceStep = 0x1p-10;
 
 /// By fourth-order central differences: f(i) is the value at i steps, for i of -2, -1, 1 and 2.
 template <class Function>
@@ -20,7 +20,7 @@ auto derivative(const Function& f)
 {
    const auto near = f(1) - f(-1);
    const auto far = f(2) - f(-2);
-   return (near * 8.0 - far) * (1.0 / (12.0 * step));
+   return (near * 8.0 - far) * (1.0 / (12.0 * differenceStep));
 }
 
 /// The components of a quaternion, as a vector of numbers.
@@ -119,7 +119,7 @@ const ZqGeneralMotion& ZqLinkKinematics::calculateVelocity(ZqReal jointPosition,
 {
    std::array<ZqCoordinateSystemTransformation, 5> T;
    for (int i = -2; i <= 2; ++i)
-      T[static_cast<std::size_t>(i + 2)] = calculateTransform(jointPosition + i * step);
+      T[static_cast<std::size_t>(i + 2)] = calculateTransform(jointPosition + i * differenceStep);
    const auto at = [&](int i) -> const ZqCoordinateSystemTransformation&
    { return T[static_cast<std::size_t>(i + 2)]; };
    const ZqOrientation& o = at(0).orientation();
@@ -151,7 +151,7 @@ const ZqGeneralMotion& ZqLinkKinematics::calculateAcceleration(ZqReal jointPosit
       const ZqGeneralMotion products = derivative(
          [&](int i)
          {
-            const ZqReal q = jointPosition + i * step;
+            const ZqReal q = jointPosition + i * differenceStep;
             ZqGeneralMotion V = calculateVelocity(q, jointVelocity);
             V.transformBy(calculateTransform(q).orientation());
             return V;

@@ -427,6 +427,19 @@ void ZqManipulatorLink::applyLabels(const ZqLinkEdit& edit)
 {
    m_springProperties.apply(edit);
    m_damperProperties.apply(edit);
+   if (const ZqLinkRestatement& restatement = edit.restatement(m_linkLabel);
+       restatement.isOfJoint())
+   {
+      m_jointActuator.apply(restatement);
+      if (restatement.jointSign < 0.0)
+      {
+         m_springProperties.turnTorque();
+         m_damperProperties.turnTorque();
+         std::swap(m_upperLimitConstraint, m_lowerLimitConstraint);
+      }
+      updateDefaultLimitConstraints();
+      modelChanges();
+   }
    if (m_linkReferenceDescription.isShapeReferenced())
    {
       ZqString referenced = m_linkReferenceDescription.referencedLinkLabel();

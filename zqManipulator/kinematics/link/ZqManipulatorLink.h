@@ -521,6 +521,11 @@ public:
    /// Null for a link into which nothing is merged.
    const ZqLinkUnion* linkUnion() const { return m_union.get(); }
    /// @}
+   /// Changes the primary frame, and restates in it what is stated in it: nothing moves. False, with a
+   /// message and no change, for a link without a joint, which keeps the identity.
+   ///
+   /// What others state in the primary frame follows with the operation of the manipulator.
+   virtual bool transformPrimaryFrame(const ZqCoordinateSystemTransformation& frame);
    /// Gives another link the label, damper, drive, joint, masses, spring and shapes of this one; the shapes
    /// are its own.
    void copyLinkProperties(ZqManipulatorLink& target) const;
@@ -598,7 +603,8 @@ public:
    /// has changed these.
    virtual void updateDefaultLimitConstraints();
    /// Changes the labels that springs, dampers and references in the subtree hold, and the indices that
-   /// limits hold, as an edit of the manipulator's links says.
+   /// limits hold, as an edit of the manipulator's links says, and what drives, springs and dampers say of
+   /// positions of joints.
    void apply(const ZqLinkEdit& edit);
 
 protected:
@@ -658,6 +664,7 @@ private:
       return referencedShapeOwner();
    }
    const ZqManipulatorLink& referencedShapeOwner() const;
+   void transformAllButShapesBy(const ZqCoordinateSystemTransformation& T);
    void replaceShape(const ZqShape& shape, ZqU32 shapeIndex, bool replaceAll);
    void takeShapes(ZqShapeContainer&& shapes);
    ZqReal reachOfShape() const;

@@ -256,6 +256,11 @@ void ZqManipulatorLink::transformComponentsBy(const ZqCoordinateSystemTransforma
    removeLinkReferences();
    m_shapes.m_container.transformBy(T);
    mapShapes();
+   transformAllButShapesBy(T);
+}
+
+void ZqManipulatorLink::transformAllButShapesBy(const ZqCoordinateSystemTransformation& T)
+{
    m_baseMassProperties.transformBy(T);
    for (auto& [name, properties] : m_massPropertiesMap.mapContainer())
       properties.transformBy(T);
@@ -276,6 +281,16 @@ ZqBoolean ZqManipulatorLink::transformLinkTreeBy(const ZqCoordinateSystemTransfo
    if (!container.transformBy(T))
       return false;
    setLinkKinematicsContainer(container);
+   return true;
+}
+
+bool ZqManipulatorLink::transformPrimaryFrame(const ZqCoordinateSystemTransformation& frame)
+{
+   const ZqCoordinateSystemTransformation toNew = frame.inverse() * primaryFrame();
+   setPrimaryFrame(frame);
+   if (!(primaryFrame() == frame))
+      return false;
+   transformComponentsBy(toNew);
    return true;
 }
 

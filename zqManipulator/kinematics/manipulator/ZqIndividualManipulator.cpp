@@ -388,7 +388,7 @@ void ZqIndividualManipulator::apply(const ZqLinkEdit& edit)
 {
    if (!edit.isIdentity())
       applyToLinks(edit);
-   if (edit.hasLabels())
+   if (edit.hasLabels() || edit.hasRestatements())
    {
       m_selfCollisionLinkMap.apply(edit);
       m_linkLabelMapping.apply(edit);
@@ -415,11 +415,12 @@ void ZqIndividualManipulator::apply(const ZqLinkEdit& edit)
 /// that a link holds that came with the edit speak of the links as they are now.
 void ZqIndividualManipulator::applyToLinks(const ZqLinkEdit& edit)
 {
-   if (edit.hasLabels())
+   const bool hasNames = edit.hasLabels() || edit.hasRestatements();
+   if (hasNames)
       applyLabels(edit);
    if (m_union)
       applyToUnion(edit);
-   std::vector<bool> wasThere(edit.hasIndices() ? ownLinkCount() : 0);
+   std::vector<bool> wasThere(ownLinkCount());
    for (ZqU32 i = 0; i < m_linkPointerVector.size(); ++i)
       if (const ZqU32 place = edit.index(i); place < wasThere.size())
          wasThere[place] = true;
@@ -428,9 +429,9 @@ void ZqIndividualManipulator::applyToLinks(const ZqLinkEdit& edit)
    {
       for (ZqManipulatorLink& link : links)
       {
-         if (edit.hasLabels())
+         if (hasNames)
             link.applyLabels(edit);
-         if (edit.hasIndices() && wasThere[index])
+         if (wasThere[index])
             link.applyIndices(edit);
          if (link.m_union && (edit.hasLabels() || wasThere[index]))
             link.applyToUnion(edit);
@@ -663,17 +664,6 @@ ZqU32 ZqIndividualManipulator::linkIndexByIdentifier(const ZqString& label) cons
    return label == linkLabel() ? ZqBaseLinkIndex : ZqNoLinkIndex;
 }
 
-bool ZqIndividualManipulator::replaceLinkKinematics(const ZqString& label,
-                                                    const ZqLinkKinematics& joint)
-{
-   ZqManipulatorLink* link = linkByIdentifier(label);
-   if (link == nullptr)
-      return false;
-   link->setLinkKinematics(joint);
-   fitAbsoluteBoundingSphere();
-   return true;
-}
-
 bool ZqIndividualManipulator::setChildLinkNamedFrames(ZqU32 index, const NamedFrames& frames)
 {
    ZqManipulatorLink* link = linkByIndex(index);
@@ -685,8 +675,7 @@ bool ZqIndividualManipulator::setChildLinkNamedFrames(ZqU32 index, const NamedFr
 
 void ZqIndividualManipulator::setManipulatorIndex(ZqU32 index)
 {
-   if (m_manipulatorIndex == index)
-      return;
+   // Also where it stays: the sensors may have come with the tree of another manipulator.
    m_manipulatorIndex = index;
    const auto tell = [](const auto& self, ZqManipulatorLink& link) -> void
    {

@@ -267,6 +267,15 @@ public:
    void addSphereBoundingVolumeToLinks();
    void addConvexHullToLinks();
    /// @}
+   /// Makes a bounding volume of each link that has one around a shape of its own its only shape: the
+   /// coarsest one, or the finest. Its one surface, "Bounding", has the values that are given, and of the
+   /// shape that goes the material and the spring constant, where one of its surfaces has them.
+   virtual void simplifyLinkShapesWithBoundingVolumes(const ZqDataMap& data, bool withCoarsest);
+   /// The same with new bounding volumes, in place of those that there are.
+   /// @{
+   virtual void simplifyLinkShapesWithCapsules(const ZqDataMap& data);
+   virtual void simplifyLinkShapesWithConvexHulls(const ZqDataMap& data);
+   /// @}
    /// Sets the surfaces of a shape of a link, by index; links that share the shape share them.
    virtual bool setSurfacesByIDs(ZqU32 linkIndex, ZqU32 shapeIndex,
                                  const ZqShape::Surfaces& surfaces);
@@ -281,8 +290,30 @@ public:
                                                     ZqManipulatorPointEvent& event,
                                                     ZqManipulatorActivePositionState& activeState,
                                                     ZqU32 level) const;
-   /// Replaces the joint of a link. False when there is no such link.
+   /// \name Joints and frames of links
+   /// False, with no change, when there is no such link.
+   /// @{
+   /// Replaces the joint of a link, and with it the primary frame.
    virtual bool replaceLinkKinematics(const ZqString& label, const ZqLinkKinematics& joint);
+   virtual bool replaceLinkKinematics(ZqU32 index, const ZqLinkKinematics& joint);
+   /// Replaces the primary frame of a link. What is stated in it stays as it is told, and moves.
+   virtual bool replaceLinkPrimaryFrame(const ZqString& label,
+                                        const ZqCoordinateSystemTransformation& frame);
+   virtual bool replaceLinkPrimaryFrame(ZqU32 index, const ZqCoordinateSystemTransformation& frame);
+   /// Changes the primary frame of a link, and restates what is stated in it: nothing moves. Points of
+   /// constraints and polygons of stopping criteria follow; so does what a scene states of the link, in
+   /// `editManipulator`. Links that use the shapes of this one get their own. False, with a message, also
+   /// for a link without a joint.
+   virtual bool transformPrimaryFrame(const ZqString& label,
+                                      const ZqCoordinateSystemTransformation& frame);
+   using ZqManipulatorLink::transformPrimaryFrame;
+   /// The same for all links, with the identity. Links that share shapes go on sharing them if they have
+   /// the same primary frame; the others get their own. True.
+   virtual bool transformAllPrimaryFramesToIdentity();
+   /// `transformComponentsBy` of a link: its contents move. Links that use its shapes get their own.
+   virtual bool transformLinkComponentsBy(const ZqString& label,
+                                          const ZqCoordinateSystemTransformation& T);
+   /// @}
    /// Finds the manipulator that this one refers to. False when this one is no reference, or there is
    /// none of the label; it is then its own concrete reference.
    virtual bool configureManipulatorReference(Manipulators& manipulators);

@@ -107,7 +107,7 @@ ZqLinkEdit editInto(const Member& member, const ZqString& carrier, const IndexOf
    labels[baseLabel] = carrier;
    ZqLinkEdit edit = ZqLinkEdit::carried(ZqRenumbering::to(std::move(indices)), std::move(labels),
                                          indexOf(carrier));
-   edit.setPlacement(baseLabel, ZqBaseLinkIndex, member.transform);
+   edit.restate(indexOf(carrier), carrier, {member.transform});
    return edit;
 }
 
@@ -398,7 +398,7 @@ ZqIndividualManipulator::combine(const ZqString& linkLabel,
    }
    record.transfer =
       ZqLinkEdit::moved(ZqRenumbering::to(std::move(indices)), std::move(moved), link->linkIndex());
-   record.transfer.setPlacement(model.linkLabel(), ZqBaseLinkIndex, transform);
+   record.transfer.restate(link->linkIndex(), linkLabel, {transform});
    return record;
 }
 
@@ -694,7 +694,8 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
    relabelTrees(going, labels, ZqLinkEdit::carried({}, newLabels, ZqNoLinkIndex));
    newLabels[carrierLabel] = popped.member.manipulator.linkLabel();
    outwards.edit = ZqLinkEdit::carried(ZqRenumbering::to(indices), newLabels, ZqNoLinkIndex);
-   outwards.edit.setPlacement(carrierLabel, carrier->linkIndex(), popped.transform.inverse());
+   outwards.edit.restate(ZqBaseLinkIndex, popped.member.manipulator.linkLabel(),
+                         {popped.transform.inverse()});
 
    // The manipulator as it was, with the links that are left of it.
    ZqIndividualManipulator taken = std::move(popped.member.manipulator);

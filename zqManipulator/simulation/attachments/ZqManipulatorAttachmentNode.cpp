@@ -208,7 +208,7 @@ bool ZqManipulatorAttachmentNode::apply(const ZqModelEdit& edit, ZqManipulatorAt
                               : edit.name(oldIndex, child.m_linkLabel);
       child.m_parentNode = nullptr;
       if (carrier && !isSystem)
-         child.m_offset = edit.placement(oldIndex, child.m_linkLabel) * child.m_offset;
+         child.m_offset = edit.restatement(oldIndex, child.m_linkLabel).T * child.m_offset;
       if (carrier)
          child.m_linkLabel = carrier->second;
       if (!carrier)

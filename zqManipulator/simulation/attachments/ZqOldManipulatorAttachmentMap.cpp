@@ -86,11 +86,12 @@ void ZqOldManipulatorAttachmentMap::apply(const ZqModelEdit& edit)
    for (const auto& [index, place] : mapContainer())
    {
       ZqManipulatorLinkIdentifier carrier = place.first();
+      const ZqCoordinateSystemTransformation& T =
+         edit.restatement(carrier.manipulatorId(), carrier.linkId()).T;
       const ZqU32 newIndex = edit.manipulator(index);
-      const ZqCoordinateSystemTransformation offset =
-         edit.placement(carrier.manipulatorId(), carrier.linkId()) * place.second();
       if (newIndex != ZqRenumbering::gone && carrier.apply(edit))
-         applied.attachManipulator(newIndex, carrier.manipulatorId(), carrier.linkId(), offset);
+         applied.attachManipulator(newIndex, carrier.manipulatorId(), carrier.linkId(),
+                                   T * place.second());
    }
    *this = std::move(applied);
 }

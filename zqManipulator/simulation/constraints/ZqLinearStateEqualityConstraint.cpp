@@ -16,8 +16,7 @@ bool ZqLinearStateEqualityConstraint::apply(const ZqLinkEdit& edit)
 {
    const ZqU32 before = doc();
    // What moves as a part of another link has no velocity of its own.
-   const bool baseStays =
-      edit.index(ZqBaseLinkIndex) == ZqBaseLinkIndex && edit.placement(ZqBaseLinkIndex) == nullptr;
+   const bool baseStays = edit.index(ZqBaseLinkIndex) == ZqBaseLinkIndex && !edit.baseIsMerged();
    for (ZqU32 row = m_jointWeights.size(); row-- > 0;)
    {
       std::vector<ZqReal>& weights = m_jointWeights[row].values();
@@ -29,6 +28,7 @@ bool ZqLinearStateEqualityConstraint::apply(const ZqLinkEdit& edit)
       if (stays)
       {
          weights = edit.indices().moved(weights, 0.0);
+         restate(weights, row, edit);
          continue;
       }
       m_jointWeights.erase(row);
@@ -48,4 +48,17 @@ void ZqLinearStateEqualityConstraint::scaleBy(const ZqModelScaling& scaling)
    for (ZqXmlVectorBasicType<ZqReal>& weights : m_baseWeights)
       for (ZqU32 i = 0; i < std::min(weights.size(), 3U); ++i)
          weights[i] /= scaling.factor;
+}
+
+/// The sum of w q stays what it was, told by other values of q.
+void ZqLinearStateEqualityConstraint::restate(std::vector<ZqReal>& weights, ZqU32 row,
+                                              const ZqLinkEdit& edit)
+{
+   for (ZqU32 i = 0; edit.hasRestatements() && i < weights.size(); ++i)
+   {
+      const ZqLinkRestatement& restatement = edit.restatement(i);
+      weights[i] *= restatement.jointSign;
+      if (row < m_weightedSums.size())
+         m_weightedSums[row] += weights[i] * restatement.jointShift;
+   }
 }

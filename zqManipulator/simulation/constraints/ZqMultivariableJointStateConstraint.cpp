@@ -24,11 +24,15 @@ void ZqMultivariableJointStateConstraint::getGradient(const ZqPositionState& pos
 bool ZqMultivariableJointStateConstraint::apply(const ZqLinkEdit& edit)
 {
    ZqBaseMultivariableConstraint* const function = constraint();
-   return function == nullptr || function->apply([&](ZqU32 index) { return edit.index(index); });
+   return function == nullptr ||
+          function->apply([&](ZqU32 index) { return movedJoint(edit, index); });
 }
 
 void ZqMultivariableJointStateConstraint::scaleBy(const ZqModelScaling& scaling)
 {
    if (ZqBaseMultivariableConstraint* const function = constraint())
-      function->scaleVariables([&](ZqU32 index) { return scaling.jointFactor(index); });
+      function->apply(
+         [&](ZqU32 index) {
+            return ZqBaseMultivariableConstraint::Moved{index, scaling.jointFactor(index), 0.0};
+         });
 }

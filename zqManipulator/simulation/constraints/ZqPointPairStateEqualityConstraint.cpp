@@ -11,14 +11,11 @@ ZqString ZqPointPairStateEqualityConstraint::description() const
 
 bool ZqPointPairStateEqualityConstraint::apply(const ZqLinkEdit& edit)
 {
-   const auto follow = [&edit](ZqString& label, ZqVector& point)
-   {
-      if (const ZqCoordinateSystemTransformation* placement = edit.placement(label))
-         point = *placement * point;
-      return edit.apply(label);
-   };
-   const bool firstStays = follow(m_firstLinkLabel, m_firstLinkPoint);
-   return follow(m_secondLinkLabel, m_secondLinkPoint) && firstStays;
+   const bool firstStays = edit.apply(m_firstLinkLabel);
+   const bool secondStays = edit.apply(m_secondLinkLabel);
+   m_firstLinkPoint = edit.restatement(m_firstLinkLabel).T * m_firstLinkPoint;
+   m_secondLinkPoint = edit.restatement(m_secondLinkLabel).T * m_secondLinkPoint;
+   return firstStays && secondStays;
 }
 
 void ZqPointPairStateEqualityConstraint::scaleBy(const ZqModelScaling& scaling)

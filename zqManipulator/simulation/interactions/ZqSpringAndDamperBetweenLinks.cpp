@@ -11,13 +11,13 @@ namespace
 bool followLink(ZqU32& manipulator, int& link, ZqCoordinateSystemTransformation& frame,
                 const ZqModelEdit& edit)
 {
-   const ZqManipulatorLinkIndex old{manipulator, static_cast<ZqU32>(link)};
-   if (old.linkIndex == ZqNoLinkIndex)
+   if (static_cast<ZqU32>(link) == ZqNoLinkIndex)
       return true;
-   const auto place = edit.place(old);
+   const ZqManipulatorLinkIndex oldPlace{manipulator, static_cast<ZqU32>(link)};
+   const auto place = edit.place(oldPlace);
    if (!place)
       return false;
-   frame = edit.placement(old) * frame;
+   frame = edit.restatement(oldPlace).T * frame;
    manipulator = place->manipulatorIndex;
    link = static_cast<int>(place->linkIndex);
    return true;

@@ -97,13 +97,15 @@ bool ZqComPolygonalStoppingCriterion::apply(const ZqLinkEdit& edit)
 {
    if (m_referenceLinkLabel.empty())
       return true;
-   if (const ZqCoordinateSystemTransformation* placement = edit.placement(m_referenceLinkLabel))
+   const bool stays = edit.apply(m_referenceLinkLabel);
+   if (const ZqCoordinateSystemTransformation& T = edit.restatement(m_referenceLinkLabel).T;
+       T.mode() != ZqCoordinateSystemTransformation::NoChange)
    {
       for (ZqVector& vertex : m_polygonVertices)
-         vertex = *placement * vertex;
+         vertex = T * vertex;
       calculatePlanarValues();
    }
-   return edit.apply(m_referenceLinkLabel);
+   return stays;
 }
 
 void ZqComPolygonalStoppingCriterion::scaleBy(const ZqModelScaling& scaling)

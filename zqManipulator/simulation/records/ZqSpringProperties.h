@@ -75,6 +75,8 @@ public:
    void apply(const ZqLinkEdit& edit);
    /// Follows a change of size of its manipulator; its own joint grows by `jointFactor`.
    void scaleBy(const ZqModelScaling& scaling, ZqReal jointFactor);
+   /// The torque counts in the other sense.
+   void turnTorque();
    /// Whether there is no spring.
    bool isEmpty() const
    {

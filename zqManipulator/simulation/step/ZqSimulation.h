@@ -418,7 +418,7 @@ private:
    void stopAtLimits(ZqU32 index, ZqReal dt);
    void moveWithinLimits(ZqU32 index, ZqReal dt);
    bool findStops(ZqU32 index, ZqReal dt);
-   void findJointsAtLimits(ZqU32 index);
+   void findJointsAtLimits(ZqU32 index, ZqReal dt);
    void findLimitsOfSeveral(ZqU32 index);
    void findHighestRates(ZqU32 index);
    void predict(ZqU32 index, ZqReal dt);

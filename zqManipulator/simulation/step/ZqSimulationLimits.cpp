@@ -18,8 +18,8 @@ ZqReal clipped(ZqReal velocity, ZqReal maxRate)
    return velocity;
 }
 
-/// What stops leave of a velocity is less than rounding, which must not lead outward.
-constexpr ZqReal rounding = 4.0 * std::numeric_limits<ZqReal>::epsilon();
+/// Less than this part of a velocity is left where it stops, and must not lead outward.
+constexpr ZqReal restOfStop = 4.0 * std::numeric_limits<ZqReal>::epsilon();
 } // namespace
 
 /// Finds the accelerations beside stops.
@@ -42,9 +42,12 @@ bool ZqSimulation::findStops(ZqU32 index, ZqReal dt)
 {
    Member& member = m_members[index];
    const std::size_t before = member.stops.size();
-   predict(index, dt);
-   findJointsAtLimits(index);
-   findLimitsOfSeveral(index);
+   findJointsAtLimits(index, dt);
+   if (!member.limits.empty())
+   {
+      predict(index, dt);
+      findLimitsOfSeveral(index);
+   }
    return member.stops.size() > before;
 }
 
@@ -65,22 +68,24 @@ void ZqSimulation::predict(ZqU32 index, ZqReal dt)
 }
 
 /// Those that the step would take beyond the limits of their drives are free no more.
-void ZqSimulation::findJointsAtLimits(ZqU32 index)
+void ZqSimulation::findJointsAtLimits(ZqU32 index, ZqReal dt)
 {
    Member& member = m_members[index];
-   const auto& positions = member.scratchPosition.jointPositions().values();
+   const auto& positions = m_state.positionStates()[index].jointPositions().values();
    const auto& velocities = m_state.velocityStates()[index].jointVelocities().values();
+   const auto& accelerations = member.accelerations.jointAccelerations().values();
    for (std::size_t j = 0; j < member.joints.size(); ++j)
    {
       const Joint& joint = member.joints[j];
-      const ZqReal velocity = clipped(member.nextVelocities[j], joint.maxRate);
-      const bool isAbove = joint.upperLimit < positions[j] && velocity > 0.0;
-      const bool isBelow = positions[j] < joint.lowerLimit && velocity < 0.0;
+      const ZqReal velocity = clipped(velocities[j] + dt * accelerations[j], joint.maxRate);
+      const ZqReal position = positions[j] + dt * velocity;
+      const bool isAbove = joint.upperLimit < position && velocity > 0.0;
+      const bool isBelow = position < joint.lowerLimit && velocity < 0.0;
       if (!(isAbove || isBelow) || !member.isFree[j])
          continue;
       member.isFree[j] = false;
       const ZqReal sign = isAbove ? -1.0 : 1.0;
-      addStop(index, {static_cast<ZqU32>(j), sign, rounding * std::abs(velocities[j]), true})[j] =
+      addStop(index, {static_cast<ZqU32>(j), sign, restOfStop * std::abs(velocities[j]), true})[j] =
          sign;
    }
 }
@@ -109,7 +114,7 @@ void ZqSimulation::findLimitsOfSeveral(ZqU32 index)
             member.gradient[j] * clipped(member.nextVelocities[j], member.joints[j].maxRate);
          rate += part;
          size += std::abs(part);
-         least += rounding * std::abs(member.gradient[j] * velocities[j]);
+         least += restOfStop * std::abs(member.gradient[j] * velocities[j]);
       }
       if (!(rate < (limit.stops > 0 ? -restOfGradient * size : 0.0)))
          continue;

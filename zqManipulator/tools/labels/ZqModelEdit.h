@@ -49,6 +49,33 @@ private:
    bool m_othersGo = false;         ///< those behind are gone
 };
 
+/// How what is told of a link changes in an edit by which nothing moves in space: with another primary
+/// frame of the link, another zero or another sense of its joint.
+struct ZqLinkRestatement
+{
+   /// What was at x in the primary frame is at T x in the new one.
+   ZqCoordinateSystemTransformation T;
+   ZqReal jointSign = 1.0;  ///< 1 or -1
+   ZqReal jointShift = 0.0; ///< rad, or m
+
+   /// The new value of a position of the joint.
+   ZqReal position(ZqReal q) const { return jointSign * q + jointShift; }
+   bool isOfJoint() const { return jointSign != 1.0 || jointShift != 0.0; }
+   /// Has a lower and an upper position of the joint follow.
+   void restate(ZqReal& lower, ZqReal& upper) const
+   {
+      lower = position(lower);
+      upper = position(upper);
+      if (jointSign < 0.0)
+         std::swap(lower, upper);
+   }
+   /// This one, and then another one.
+   ZqLinkRestatement then(const ZqLinkRestatement& next) const
+   {
+      return {next.T * T, next.jointSign * jointSign, next.position(jointShift)};
+   }
+};
+
 /// What moved among the links of one manipulator: a new index or none for each old one, and a new label
 /// or none for each old one. The base has a label and an index like any other link, and stays unless it
 /// is said to become something else.
@@ -68,25 +95,23 @@ public:
    /// The tree was replaced or changed in unknown ways: links of one label are the same, the first of
    /// several of one label the first. What has no match is gone.
    static ZqLinkEdit matched(const Labels& before, const Labels& after);
-   /// Only the labels that are listed stay, or go with their links to another manipulator.
+   /// Links go to another manipulator: only the labels that are listed stay. The base becomes a part of the link
+   /// of an index there, unless it stays behind (`ZqNoLinkIndex`).
    static ZqLinkEdit moved(ZqRenumbering indices, std::map<ZqString, ZqString> labels,
                            ZqU32 newBaseIndex);
    /// The same, but labels that are not listed stay. Those listed without a new one are gone.
    static ZqLinkEdit carried(ZqRenumbering indices,
                              std::map<ZqString, std::optional<ZqString>> labels,
                              ZqU32 newBaseIndex);
-   /// Says that a link becomes a part of the one that its label and index lead to, and where its primary
-   /// frame then stands in the primary frame of that one: what is stated in coordinates of the link is to be
-   /// restated.
-   void setPlacement(const ZqString& oldLabel, ZqU32 oldIndex,
-                     const ZqCoordinateSystemTransformation& placement)
-   {
-      m_placed = Placed{oldLabel, oldIndex, placement};
-   }
 
-   bool isIdentity() const { return !hasLabels() && !hasIndices(); }
+   /// What is told of a link, by its new index and label, is told anew after all else of this edit.
+   void restate(ZqU32 index, const ZqString& label, const ZqLinkRestatement& restatement);
+
+   bool isIdentity() const { return !hasLabels() && !hasIndices() && !hasRestatements(); }
    bool hasLabels() const { return !m_labels.empty() || m_otherLabelsGo; }
    bool hasIndices() const { return !m_indices.isIdentity() || m_base != ZqBaseLinkIndex; }
+   /// The base becomes a part of another link, and has no motion of its own any more.
+   bool baseIsMerged() const { return m_baseIsMerged; }
    /// `ZqNoLinkIndex` when the link is gone.
    ZqU32 index(ZqU32 oldIndex) const;
    const ZqRenumbering& indices() const { return m_indices; }
@@ -96,38 +121,27 @@ public:
    const ZqString* label(const ZqString& oldLabel) const;
    /// Gives a label its new value. False, with no change, when the link is gone.
    bool apply(ZqString& label) const;
-   /// Where the primary frame of a link stands in that of the link of which it becomes a part; null for a
-   /// link that stays itself.
+   /// \name How what is told of a link changes, by the new index or label of the link
    /// @{
-   const ZqCoordinateSystemTransformation* placement(const ZqString& oldLabel) const
-   {
-      return m_placed && m_placed->label == oldLabel ? &m_placed->frame : nullptr;
-   }
-   const ZqCoordinateSystemTransformation* placement(ZqU32 oldIndex) const
-   {
-      return m_placed && m_placed->index == oldIndex ? &m_placed->frame : nullptr;
-   }
+   bool hasRestatements() const { return !m_restatements.empty(); }
+   const ZqLinkRestatement& restatement(ZqU32 newIndex) const;
+   const ZqLinkRestatement& restatement(const ZqString& newLabel) const;
    /// @}
-   /// This edit, and then another one. Of two placements the first counts, unless the second is of the same
-   /// link.
+   /// This edit, and then another one.
    ZqLinkEdit then(const ZqLinkEdit& next) const;
 
 private:
-   struct Placed
-   {
-      ZqString label;
-      ZqU32 index;
-      ZqCoordinateSystemTransformation frame;
-   };
-
    ZqRenumbering m_indices;
    ZqU32 m_base = ZqBaseLinkIndex;
+   bool m_baseIsMerged = false;
    std::map<ZqString, std::optional<ZqString>> m_labels; ///< of those that changed
    bool m_otherLabelsGo = false;
-   std::optional<Placed> m_placed;
+   std::map<ZqU32, ZqLinkRestatement> m_restatements; ///< by new index
+   std::map<ZqString, ZqU32> m_restatedLabels;        ///< the new indices of new labels
 };
 
-/// The record of an edit of a scene: where manipulators, their links and their labels went.
+/// The record of an edit of a scene: where manipulators, their links and their labels went, and what is
+/// told anew of links that stayed in space.
 ///
 /// Whoever holds an index or a label has an operation `apply` that takes the record: states move their
 /// values, exclusions and attachments their names, springs, constraints and criteria the labels of
@@ -175,12 +189,10 @@ public:
    /// None when the link is gone.
    std::optional<ZqManipulatorLinkIndex> place(const ZqManipulatorLinkIndex& oldPlace) const;
    std::optional<LinkName> name(ZqU32 oldManipulator, const ZqString& oldLabel) const;
-   /// Where the primary frame of a link stands in that of the link, told by `place` or `name`, of which it
-   /// becomes a part; the identity for all others.
+   /// \name How what is told of a link changes, by its old place
    /// @{
-   const ZqCoordinateSystemTransformation& placement(const ZqManipulatorLinkIndex& oldPlace) const;
-   const ZqCoordinateSystemTransformation& placement(ZqU32 oldManipulator,
-                                                     const ZqString& oldLabel) const;
+   const ZqLinkRestatement& restatement(const ZqManipulatorLinkIndex& oldPlace) const;
+   const ZqLinkRestatement& restatement(ZqU32 oldManipulator, const ZqString& oldLabel) const;
    /// @}
 
 private:
@@ -191,10 +203,14 @@ private:
       ZqLinkEdit links;
    };
 
-   /// The edit that a link goes through: that of its own manipulator, or of a transfer, with the new index of
-   /// the manipulator that it is in then; null when it is gone.
-   template <class Stays>
-   const ZqLinkEdit* editOf(ZqU32 from, ZqU32& to, const Stays& stays) const;
+   template <class IsKnown>
+   std::pair<ZqU32, const ZqLinkEdit*> follow(ZqU32 from, const IsKnown& isKnown) const;
+   /// The manipulator to which a link went, and the edit that tells of it; null when the link is gone.
+   /// @{
+   std::pair<ZqU32, const ZqLinkEdit*> followPlace(const ZqManipulatorLinkIndex& oldPlace) const;
+   std::pair<ZqU32, const ZqLinkEdit*> followLabel(ZqU32 oldManipulator,
+                                                   const ZqString& oldLabel) const;
+   /// @}
 
    ZqRenumbering m_manipulators;
    std::map<ZqU32, ZqLinkEdit> m_links;

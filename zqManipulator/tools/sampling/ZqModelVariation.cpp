@@ -191,6 +191,7 @@ void Sampler::varyLinks(ZqU32 index)
             if (variation.linkKinematicsRandomVariation() != ZqLinkKinematicsRandomVariation())
                m_hasNewJoints[index] = true;
          }
+         manipulator.fitAbsoluteBoundingSphere();
       });
    m_hasMoved = m_hasMoved || m_hasNewJoints[index];
 }
@@ -306,6 +307,7 @@ void Sampler::restoreJoints(ZqU32 index)
                               for (ZqU32 i = 0; i < manipulator.jointDof(); ++i)
                                  manipulator.linkByIndex(i)->setLinkKinematicsContainer(
                                     original.linkByIndex(i)->linkKinematicsContainer());
+                              manipulator.fitAbsoluteBoundingSphere();
                            });
 }
 } // namespace
