@@ -172,6 +172,7 @@ class ZqMatrixDTool;
 class ZqMechanicalActuatorComponent;
 class ZqMechanicalActuatorComponentContainer;
 class ZqModelEdit;
+struct ZqModelScaling;
 class ZqMotionBatch;
 class ZqMotionDerivativeTool;
 class ZqMultivariableConstraintContainer;

@@ -24,12 +24,18 @@ struct Command
    const char* description;
    Run (*declare)(CLI::App& arguments);
 };
-constexpr std::array<Command, 9> commands{
+constexpr std::array<Command, 15> commands{
    {{"info", "Tell what is in a model: manipulators, links, masses and state", info},
     {"frames", "Compute where the links of a model are", frames},
     {"distance", "Tell how near the links of a model are to each other", distance},
     {"check", "List what was repaired and what is odd in a model", check},
     {"convert", "Read a model and write it anew", convert},
+    {"combine", "Mount a manipulator of another model on a link, as one tree", combine},
+    {"separate", "Take off again what was mounted by combine", separate},
+    {"attach", "Hang a manipulator of a model on a link of another one", attach},
+    {"detach", "Take a manipulator off the link that it is attached to", detach},
+    {"scale", "Make manipulators of a model greater or smaller", scale},
+    {"relabel", "Give manipulators and links of a model new labels", relabel},
     {"run", "Simulate a model, step by step", zqsim::run},
     {"vary", "Make models that differ by chance from one", vary},
     {"schema", "Print the XML Schema of models, with what each element means", schema},
