@@ -24,9 +24,10 @@ struct Command
    const char* description;
    Run (*declare)(CLI::App& arguments);
 };
-constexpr std::array<Command, 8> commands{
+constexpr std::array<Command, 9> commands{
    {{"info", "Tell what is in a model: manipulators, links, masses and state", info},
     {"frames", "Compute where the links of a model are", frames},
+    {"diff", "Tell what differs between two models, or whether they move alike", diff},
     {"distance", "Tell how near the links of a model are to each other", distance},
     {"check", "List what was repaired and what is odd in a model", check},
     {"convert", "Read a model and write it anew", convert},
