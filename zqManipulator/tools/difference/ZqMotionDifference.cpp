@@ -110,9 +110,10 @@ void compareFrames(const Couple& couple, ZqU32 number, ZqMotionDifference& resul
       const ZqString place = couple.manipulators[0]->manipulatorLabel() + '/' + first.linkLabel();
       result.position.include((A.translation() - B.translation()).mag(), place, number);
       result.orientation.include(angleBetween(A.orientation(), B.orientation()), place, number);
-      if (number == 0)
-         result.mass.include(std::abs(first.massProperties().mass() - second.massProperties().mass()),
-                             place, number);
+      // As plain numbers: the difference of two masses may be negative.
+      const ZqReal massA = first.massProperties().mass();
+      const ZqReal massB = second.massProperties().mass();
+      result.mass.include(std::abs(massA - massB), place, number);
    }
 }
 
