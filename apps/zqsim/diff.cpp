@@ -67,8 +67,9 @@ void DiffOptions::declare(CLI::App& arguments)
       arguments.add_option("--limit", limit, "How many differences are told")
          ->type_name("N")
          ->capture_default_str();
-   CLI::Option* const motionOption = arguments.add_flag(
-      "--motion", motion, "Compare how the models move in random states, not what they are made of");
+   CLI::Option* const motionOption =
+      arguments.add_flag("--motion", motion,
+                         "Compare how the models move in random states, not what they are made of");
    motionOption->excludes(relativeOption)->excludes(ignoreOption)->excludes(limitOption);
    arguments.add_option("--states", states, "How many states")
       ->type_name("N")
@@ -150,7 +151,8 @@ ExitCode DiffOptions::compareModels(const ZqStatedSystem& a, const ZqStatedSyste
 ExitCode DiffOptions::compareMotion(const ZqStatedSystem& a, const ZqStatedSystem& b) const
 {
    const ZqReal most = numberOr("--tolerance", tolerance, 1e-9);
-   const ZqMotionDifference::Settings settings{countOf("--states", states), countOf("--seed", seed)};
+   const ZqMotionDifference::Settings settings{countOf("--states", states),
+                                               countOf("--seed", seed)};
    const ZqMotionDifference difference = ZqMotionDifference::between(a, b, settings);
    const bool isAlike = difference.isWithin(most);
    using Deviation = ZqMotionDifference::Deviation;
@@ -164,16 +166,20 @@ ExitCode DiffOptions::compareMotion(const ZqStatedSystem& a, const ZqStatedSyste
                                   {"orientation", "rad", difference.orientation},
                                   {"mass", "kg", difference.mass},
                                   {"acceleration", "relative", difference.acceleration}}};
-   Json data{{"a", first},           {"b", second},
-             {"states", settings.states}, {"seed", settings.seed},
-             {"tolerance", most},    {"alike", isAlike},
+   Json data{{"a", first},
+             {"b", second},
+             {"states", settings.states},
+             {"seed", settings.seed},
+             {"tolerance", most},
+             {"alike", isAlike},
              {"deviations", Json::array()}};
    for (const auto& [name, unit, deviation] : rows)
-      data["deviations"].push_back({{"of", name},
-                                    {"unit", unit},
-                                    {"greatest", bounded(deviation.value)},
-                                    {"place", deviation.place.empty() ? Json() : Json(deviation.place)},
-                                    {"state", deviation.state}});
+      data["deviations"].push_back(
+         {{"of", name},
+          {"unit", unit},
+          {"greatest", bounded(deviation.value)},
+          {"place", deviation.place.empty() ? Json() : Json(deviation.place)},
+          {"state", deviation.state}});
    data["onlyInA"] = difference.onlyInFirst;
    data["onlyInB"] = difference.onlyInSecond;
    if (json)

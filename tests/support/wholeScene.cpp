@@ -95,8 +95,9 @@ ZqManipulatorLink withExtras(ZqManipulatorLink link, RandomValues& random, ZqU32
 /// Above the floor, with a loop that can be closed or one that cannot be, and a criterion for its support.
 ZqIndividualManipulator randomArm(RandomValues& random, ZqU32 links)
 {
-   ZqIndividualManipulator arm = makeManipulator(
-      randomTree(random, links), [&](ZqU32 i) { return withExtras(randomDrivenLink(random), random, i); });
+   ZqIndividualManipulator arm =
+      makeManipulator(randomTree(random, links),
+                      [&](ZqU32 i) { return withExtras(randomDrivenLink(random), random, i); });
    arm.setMassProperties(solidBox(5.0, {0.1, 0.1, 0.1}).mass);
    arm.setIsFixedBase(random.index(0, 1) == 0);
    ZqStateEqualityConstraintVector constraints;
@@ -171,7 +172,8 @@ ContactScene wholeScene(RandomValues& random)
    ZqIndividualManipulator other;
    ZqManipulatorReferenceDescription description;
    description.setIsManipulatorReferenced(true);
-   description.setReferencedManipulatorLabel(scene.system.manipulatorByIndex(arm)->manipulatorLabel());
+   description.setReferencedManipulatorLabel(
+      scene.system.manipulatorByIndex(arm)->manipulatorLabel());
    other.setManipulatorReferenceDescription(description);
    other.fitAbsoluteBoundingSphere();
    other.setIsFixedBase(scene.system.manipulatorByIndex(arm)->isFixedBase());

@@ -30,11 +30,11 @@ struct Edited
       const ZqU32 j = random.index(0, n);
       return (j == n ? at(i).concreteReference() : *at(i).linkByIndex(j)).linkLabel();
    }
-   /// The same but for the base; none where there is none.
+   /// The same but for the base, whose reach depends on a drive that documents do not have.
    ZqString someJoint(ZqU32 i)
    {
       const ZqU32 n = at(i).jointDof();
-      return n == 0 ? ZqString() : at(i).linkByIndex(random.index(0, n - 1))->linkLabel();
+      return n == 0 ? ZqString("none") : at(i).linkByIndex(random.index(0, n - 1))->linkLabel();
    }
    ZqString newLabel() { return "new" + std::to_string(++last); }
    ZqManipulatorLink newLink()
@@ -94,15 +94,17 @@ const Operation operations[]{
    {"deleteManipulator", [](Edited& e, ZqU32 i) { e.scene.deleteManipulator(i); }},
    {"changeManipulatorLabel", [](Edited& e, ZqU32 i)
     { e.scene.changeManipulatorLabel(e.at(i).manipulatorLabel(), e.newLabel()); }},
-   {"changeManipulatorLabel to one that is taken", [](Edited& e, ZqU32 i)
+   {"changeManipulatorLabel to one that is taken",
+    [](Edited& e, ZqU32 i)
     {
        e.scene.changeManipulatorLabel(e.at(i).manipulatorLabel(),
                                       e.at(e.someManipulator()).manipulatorLabel());
     }},
-   {"addShapeAsManipulator", [](Edited& e, ZqU32)
+   {"addShapeAsManipulator",
+    [](Edited& e, ZqU32)
     {
-       e.scene.addShapeAsManipulator(ZqSphere(e.random.vector(), 0.1), zqTest::randomFrame(e.random),
-                                     e.newLabel(), {});
+       e.scene.addShapeAsManipulator(ZqSphere(e.random.vector(), 0.1),
+                                     zqTest::randomFrame(e.random), e.newLabel(), {});
     }},
    {"mergeWith",
     [](Edited& e, ZqU32 i)
@@ -128,14 +130,15 @@ const Operation operations[]{
     [](Edited& e, ZqU32 i)
     {
        const bool isUpper = e.random.index(0, 1) == 0;
-       e.scene.setJointLimit(i, e.someLink(i), isUpper, e.random.real(0.5, 1.0) * (isUpper ? 1 : -1));
+       e.scene.setJointLimit(i, e.someLink(i), isUpper,
+                             e.random.real(0.5, 1.0) * (isUpper ? 1 : -1));
     }},
    {"replaceLinkKinematics", [](Edited& e, ZqU32 i)
-    { e.scene.replaceLinkKinematics(i, e.someLink(i), zqTest::randomJoint(e.random)); }},
+    { e.scene.replaceLinkKinematics(i, e.someJoint(i), zqTest::randomJoint(e.random)); }},
    {"replaceLinkProperties",
     [](Edited& e, ZqU32 i)
     {
-       const ZqString label = e.someJoint(i); // documents have no drive of a base
+       const ZqString label = e.someJoint(i);
        e.scene.replaceLinkProperties(i, label, e.newLink(), e.random.index(0, 1) == 0);
     }},
    {"replaceLinkShape",
@@ -146,7 +149,8 @@ const Operation operations[]{
                                 e.random.index(0, 1) == 0);
     }},
    {"scaleManipulatorBy",
-    [](Edited& e, ZqU32 i) { e.scene.scaleManipulatorBy(i, e.random.real(0.5, 2.0)); }},
+    // Not down, since what has no mass has the least.
+    [](Edited& e, ZqU32 i) { e.scene.scaleManipulatorBy(i, e.random.real(1.0, 1.5)); }},
    {"findAndConvertToReferences", [](Edited& e, ZqU32) { e.scene.findAndConvertToReferences(); }},
    {"attachManipulator",
     [](Edited& e, ZqU32 i)
@@ -156,8 +160,7 @@ const Operation operations[]{
           i, carrier, e.someLink(carrier), zqTest::randomFrame(e.random), e.newLabel());
        e.scene.placeAttachedManipulators();
     }},
-   {"removeManipulatorAttachment",
-    [](Edited& e, ZqU32 i)
+   {"removeManipulatorAttachment", [](Edited& e, ZqU32 i)
     { e.scene.configuration().attachmentMap().removeManipulatorAttachment(i); }},
    {"setToMidpointState", [](Edited& e, ZqU32) { e.scene.setToMidpointState(); }},
    {"truncateValues", [](Edited& e, ZqU32) { e.scene.truncateValues(1e-6); }},
@@ -170,7 +173,8 @@ const Operation operations[]{
        map.excludeLinkCollisionCandidate(i, label, other, e.someLink(other));
        e.scene.setCollisionExclusionMap(map);
     }},
-   {"addChild", [](Edited& e, ZqU32 i) { e.edit(i, [&](Manipulator& m) { m.addChild(e.newLink()); }); }},
+   {"addChild",
+    [](Edited& e, ZqU32 i) { e.edit(i, [&](Manipulator& m) { m.addChild(e.newLink()); }); }},
    {"addLinkToChildLinkByName",
     [](Edited& e, ZqU32 i)
     {
@@ -189,10 +193,10 @@ const Operation operations[]{
     }},
    {"rotate children",
     [](Edited& e, ZqU32 i) { e.edit(i, [](Manipulator& m) { m.childLinks().leftRotate(1); }); }},
-   {"clearChildLinks", [](Edited& e, ZqU32 i)
-    { e.edit(i, [](Manipulator& m) { m.clearChildLinks(); }); }},
-   {"appendToAllLabels", [](Edited& e, ZqU32 i)
-    { e.edit(i, [](Manipulator& m) { m.appendToAllLabels("x"); }); }},
+   {"clearChildLinks",
+    [](Edited& e, ZqU32 i) { e.edit(i, [](Manipulator& m) { m.clearChildLinks(); }); }},
+   {"appendToAllLabels",
+    [](Edited& e, ZqU32 i) { e.edit(i, [](Manipulator& m) { m.appendToAllLabels("x"); }); }},
    {"relabelSubtree",
     [](Edited& e, ZqU32 i)
     {
@@ -205,8 +209,8 @@ const Operation operations[]{
 bool isBroken(const Zq::Diagnostic& diagnostic)
 {
    static const std::set<std::string> codes{
-      "not-finite",         "state-size",        "reference-missing",   "reference-cycle",
-      "reference-chain",    "label-repeated",    "attachment-missing",  "exclusion-missing",
+      "not-finite",          "state-size",     "reference-missing",  "reference-cycle",
+      "reference-chain",     "label-repeated", "attachment-missing", "exclusion-missing",
       "interaction-missing", "limits-empty"};
    return codes.contains(diagnostic.code);
 }

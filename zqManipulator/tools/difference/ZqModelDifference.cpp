@@ -129,7 +129,8 @@ bool Tree::make(const ZqXmlObject& object)
          if (isEntry)
             element.links = parent->links;
          else if (name == "childLinks")
-            element.links = parent != nullptr && parent->links != nullptr ? parent->links : &element;
+            element.links =
+               parent != nullptr && parent->links != nullptr ? parent->links : &element;
          if (home != parent)
             add(&element, "parent").text = parent->parent->label;
          else if (element.links != nullptr && isEntry)
@@ -327,7 +328,8 @@ bool Walk::isIgnored(const std::vector<ZqString>& steps) const
                       [&](const std::vector<ZqString>& pattern)
                       {
                          return std::search(steps.begin(), steps.end(), pattern.begin(),
-                                            pattern.end(), [](const auto& step, const auto& name)
+                                            pattern.end(),
+                                            [](const auto& step, const auto& name)
                                             { return isStepOf(name, step); }) != steps.end();
                       });
 }
@@ -363,8 +365,8 @@ bool Walk::areEqual(std::string_view first, std::string_view second, ZqReal sign
       return false;
    const ZqReal x = *a;
    const ZqReal y = sign * *b;
-   return x == y || std::abs(x - y) <= m_settings.tolerance + m_settings.relative *
-                                                                std::max(std::abs(x), std::abs(y));
+   return x == y || std::abs(x - y) <= m_settings.tolerance +
+                                          m_settings.relative * std::max(std::abs(x), std::abs(y));
 }
 
 void Walk::compareTexts(const Element& first, const Element& second)
@@ -375,8 +377,8 @@ void Walk::compareTexts(const Element& first, const Element& second)
    const auto b = wordsOf(second.text);
    const auto areAllEqual = [&](ZqReal sign)
    {
-      return std::equal(a.begin(), a.end(), b.begin(), b.end(), [&](auto x, auto y)
-                        { return areEqual(x, y, sign); });
+      return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                        [&](auto x, auto y) { return areEqual(x, y, sign); });
    };
    if (areAllEqual(1.0) || (first.name == "orientation" && areAllEqual(-1.0)))
       return;
@@ -445,14 +447,14 @@ void Walk::compareChildren(const Element& first, const Element& second)
    m_waiting.insert(m_waiting.end(), matched.rbegin(), matched.rend());
 }
 
-/// Of what both have, in the order of the first.
+/// Of links and manipulators that both have: states follow them, and maps have the order of their keys.
 void Walk::compareOrder(const Element& list, const std::vector<Pair>& matched)
 {
-   if (matched.empty() || matched.front().first->label.empty())
+   if (list.links != &list && list.name != "manipulators")
       return;
    std::vector<Pair> bySecond(matched);
-   std::stable_sort(bySecond.begin(), bySecond.end(), [](const Pair& x, const Pair& y)
-                    { return x.second->place < y.second->place; });
+   std::stable_sort(bySecond.begin(), bySecond.end(),
+                    [](const Pair& x, const Pair& y) { return x.second->place < y.second->place; });
    for (std::size_t i = 0; i < matched.size(); ++i)
       if (matched[i].second != bySecond[i].second)
       {

@@ -17,8 +17,8 @@ class ZqXmlObject;
 /// in one list, each with the label of its parent (`parent`; `<base>` below the base), so that a link that comes
 /// between two others is one entry, and one more for the new parent of its child. States of joints and
 /// manipulators go by the labels of these. What a link or a manipulator that only one of the two has brings along
-/// in states and self collision maps is not told again. Lists of entries that stand in another order differ in
-/// `order`, by the first two labels that do. An orientation and its negative are the same.
+/// in states and self collision maps is not told again. Links and manipulators that stand in another order differ
+/// in `order` of their list, by the first two labels that do. An orientation and its negative are the same.
 class ZqModelDifference
 {
 public:
@@ -40,7 +40,8 @@ public:
    /// four; when there are not as many in both, the values tell how many.
    struct Entry
    {
-      ZqString path; ///< `manipulatorSystem/manipulators[puma]/childLinks[hand]/massProperties/mass`
+      ZqString
+         path; ///< `manipulatorSystem/manipulators[puma]/childLinks[hand]/massProperties/mass`
       std::optional<ZqString> first;
       std::optional<ZqString> second;
 

@@ -159,11 +159,10 @@ std::vector<Couple> matched(const ZqStatedSystem& first, const ZqStatedSystem& s
          continue;
       }
       const ZqU32 j = b->manipulatorIndex();
-      couples.push_back(
-         {{&first, &second},
-          {&a, b},
-          {first.state().positionStates()[i], second.state().positionStates()[j]},
-          {first.state().velocityStates()[i], second.state().velocityStates()[j]}});
+      couples.push_back({{&first, &second},
+                         {&a, b},
+                         {first.state().positionStates()[i], second.state().positionStates()[j]},
+                         {first.state().velocityStates()[i], second.state().velocityStates()[j]}});
       const ZqString prefix = a.manipulatorLabel() + '/';
       std::map<ZqString, ZqU32> others;
       for (ZqU32 k = 0; k < b->jointDof(); ++k)
