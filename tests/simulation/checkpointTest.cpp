@@ -263,7 +263,7 @@ TEST(Checkpoint, IsRefusedWithTheReason)
                       {"greatestGap", "0 7 1 1", "the greatest gap"},
                       {"greatestDepth", "0 4294967294 99 0 1 1", "the greatest depth"},
                       {"loopStates", "", "states of loops for 0 manipulators"},
-                      {"loopStates", "-1 0 0 0 0 0 0", "no length of time"},
+                      {"loopStates", "-1 0 0 0 0 0 0 0 0", "no length of time"},
                       {"energyBook", "1 2 3", "the energy book is not of 15 finite numbers"},
                       {"interactionMemories", "", "another number of interactions"},
                       {"contactStates", "<x:element/>", "the numbers of a contact do not fit"},

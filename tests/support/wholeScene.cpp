@@ -119,7 +119,7 @@ ZqIndividualManipulator randomArm(RandomValues& random, ZqU32 links)
    }
    arm.setStateEqualityConstraints(constraints);
    ZqComPolygonalStoppingCriterion support;
-   const ZqReal w = random.real(0.05, 1.0);
+   const ZqReal w = random.real(0.02, 0.5);
    support.setPolygonVertices({{w, w, 0.0}, {-w, w, 0.0}, {-w, -w, 0.0}, {w, -w, 0.0}});
    support.setDescriptiveText("left its \"support\" <" + std::to_string(links) + ">");
    ZqStoppingCriterionVector criteria;
