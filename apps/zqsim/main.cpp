@@ -32,6 +32,7 @@ constexpr std::array<Command, 9> commands{
     {"check", "List what was repaired and what is odd in a model", check},
     {"convert", "Read a model and write it anew", convert},
     {"run", "Simulate a model, step by step", zqsim::run},
+    {"vary", "Make models that differ by chance from one", vary},
     {"schema", "Print the XML Schema of models, with what each element means", schema},
     {"generate", "Make the manual page and the completions of shells", generate}}};
 

@@ -8,6 +8,19 @@
 
 namespace zqTest
 {
+/// Of a user: the library has none.
+class Thermometer : public ZqXmlClass<Thermometer, ZqBaseSensor>
+{
+public:
+   static const ZqToken& classToken()
+   {
+      static const auto& token = *new ZqToken("http://example.org/sensors#thermometer");
+      return token;
+   }
+   static constexpr const char* documentation = "measures a temperature";
+   bool operator==(const Thermometer&) const = default;
+};
+
 /// Fills objects by their lists of members, without a zero, a one or a repeated number, and with no
 /// component of its default. What documents of a class have to be more than that is told for the class.
 class Filler
@@ -146,6 +159,12 @@ private:
       joint.setJointType(ZqDenavitHartenberg::Prismatic);
       joint.setDhType(ZqDenavitHartenberg::GeneralCraig);
    }
+   template <std::derived_from<ZqLinkKinematics> Joint>
+   void fill(Joint& joint)
+   {
+      fillMembers(joint);
+      joint.setPrimaryFrame(joint.primaryFrame()); // and its inverse
+   }
    void fill(ZqLinkKinematicsContainer& container)
    {
       container.setTopElement(filled<ZqDenavitHartenberg>());
@@ -219,10 +238,50 @@ private:
    {
       map.attachManipulator(25, 26, "hand", filled<ZqCoordinateSystemTransformation>(), "held");
    }
+   void fill(ZqGeneralBoundObjectVector& objects)
+   {
+      objects.pushBack(filled<ZqQuadrilateralFixedSliderJointOAObject>());
+      objects.pushBack(filled<ZqQuadrilateralFixedSliderJointCBObject>());
+      objects.pushBack(filled<ZqQuadrilateralPivotedSliderJointBObject>());
+      objects.pushBack(filled<ZqQuadrilateralPivotedSliderJointCObject>());
+   }
    void fill(ZqStoppingCriterionVector& criteria)
    {
       for (int i = 0; i < 2; ++i)
          criteria.pushBack(filled<ZqComPolygonalStoppingCriterion>());
+   }
+   template <class A, class B>
+   void fill(ZqXmlPairType<A, B>& pair)
+   {
+      fill(pair.first());
+      fill(pair.second());
+   }
+   void fill(ZqScalarFunctionContainer& container)
+   {
+      container.setTopElement(filled<ZqLinearScalarFunction>());
+   }
+   void fill(ZqMultivariableConstraintContainer& container)
+   {
+      container.setTopElement(filled<ZqLinearMultivariableConstraint>());
+   }
+   void fill(ZqMultivariableConstraintVector& constraints)
+   {
+      for (int i = 0; i < 2; ++i)
+         constraints.pushBack(filled<ZqLinearMultivariableConstraint>());
+   }
+   void fill(ZqStateConstraintContainer& container)
+   {
+      container.setTopElement(filled<ZqConditionalJointStateConstraint>());
+   }
+   void fill(ZqStateConstraintVector& constraints)
+   {
+      constraints.pushBack(filled<ZqMultivariableJointStateConstraint>());
+      constraints.pushBack(filled<ZqConditionalJointStateConstraint>());
+   }
+   void fill(ZqSensorVector& sensors)
+   {
+      Zq::registerClass<Thermometer>();
+      sensors.pushBack(filled<Thermometer>());
    }
    void fill(ZqLatchedDoorLinks& door)
    {
@@ -264,6 +323,7 @@ private:
       configuration.attachmentMap().attachManipulator(1, 0, "label0", {}, "tool");
       stated.setConfiguration(configuration);
       stated.setInteractionState(filled<ZqInteractionState>());
+      stated.setVariationOrigin(filled<ZqVariationOrigin>());
    }
    /// Later versions are refused.
    void fill(ZqSimulationCheckpoint& checkpoint)
@@ -290,6 +350,11 @@ private:
       link.addNamedPoint("tip", {8.25, -8.5, 8.75});
       link.addNamedFrame("flange", filled<ZqCoordinateSystemTransformation>());
       link.setIsConstrained(true);
+      link.setUpperLimitConstraintContainer(filled<ZqStateConstraintContainer>());
+      link.setLowerLimitConstraintContainer(filled<ZqStateConstraintContainer>());
+      Zq::registerClass<Thermometer>();
+      const Thermometer sensor;
+      link.addSensor(&sensor);
    }
    void fill(ZqStateEqualityConstraintVector& constraints)
    {
@@ -308,6 +373,8 @@ private:
       base.setJointActuator({});
       base.setSpringProperties({});
       base.setDamperProperties({});
+      base.setUpperLimitConstraintContainer({});
+      base.setLowerLimitConstraintContainer({});
       manipulator.setFromLink(base);
       manipulator.setManipulatorLabel("left");
       manipulator.setCoordSysXForm(ZqVector(9.25, -9.5, 9.75));
@@ -317,7 +384,9 @@ private:
       auto description = filled<ZqManipulatorReferenceDescription>();
       description.setIsManipulatorReferenced(false);
       manipulator.setManipulatorReferenceDescription(description);
+      manipulator.setStateConstraints(filled<ZqStateConstraintVector>());
       manipulator.setStateEqualityConstraints(filled<ZqStateEqualityConstraintVector>());
+      manipulator.setGeneralBoundObjects(filled<ZqGeneralBoundObjectVector>());
       manipulator.setStoppingCriteria(filled<ZqStoppingCriterionVector>());
       manipulator.setDisplayLinkIndices({11, 12});
       manipulator.buildSelfCollisionLinkMap();

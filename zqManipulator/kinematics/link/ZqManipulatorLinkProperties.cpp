@@ -82,6 +82,7 @@ bool ZqManipulatorLink::setJointLimit(const ZqString& label, bool isLower, ZqRea
    if (linkLabel() == label)
    {
       isLower ? m_jointActuator.setLowerLimit(value) : m_jointActuator.setUpperLimit(value);
+      updateDefaultLimitConstraints();
       return true;
    }
    return std::any_of(childLinks().begin(), childLinks().end(),
@@ -136,6 +137,9 @@ void ZqManipulatorLink::scaleIndividualLinkBy(ZqReal scale)
    m_linkKinematicsContainer.scaleBy(scale);
    const ZqReal isLength = m_linkKinematicsContainer.jointParameterScalability();
    m_jointActuator.scaleBy(scale, isLength * scale + (1.0 - isLength));
+   updateDefaultLimitConstraints();
+   if (m_union)
+      scaleUnionBy(scale);
    updateMassProperties();
    updateDHMassProperties();
 }
@@ -199,6 +203,11 @@ void ZqManipulatorLink::transformComponentsBy(const ZqCoordinateSystemTransforma
    removeLinkReferences();
    m_shapes.m_container.transformBy(T);
    mapShapes();
+   transformAllButShapesBy(T);
+}
+
+void ZqManipulatorLink::transformAllButShapesBy(const ZqCoordinateSystemTransformation& T)
+{
    m_baseMassProperties.transformBy(T);
    for (auto& [name, properties] : m_massPropertiesMap.mapContainer())
       properties.transformBy(T);
@@ -206,8 +215,30 @@ void ZqManipulatorLink::transformComponentsBy(const ZqCoordinateSystemTransforma
       point = T * point;
    for (auto& [name, frame] : m_namedFrames.mapContainer())
       frame = T * frame;
+   if (m_union)
+      transformUnionBy(T);
    updateMassProperties();
    updateDHMassProperties();
+}
+
+ZqBoolean ZqManipulatorLink::transformLinkTreeBy(const ZqCoordinateSystemTransformation& T)
+{
+   // A copy of the joint, so that whoever shares results of the old one keeps these.
+   ZqLinkKinematicsContainer container = m_linkKinematicsContainer;
+   if (!container.transformBy(T))
+      return false;
+   setLinkKinematicsContainer(container);
+   return true;
+}
+
+bool ZqManipulatorLink::transformPrimaryFrame(const ZqCoordinateSystemTransformation& frame)
+{
+   const ZqCoordinateSystemTransformation toNew = frame.inverse() * primaryFrame();
+   setPrimaryFrame(frame);
+   if (!(primaryFrame() == frame))
+      return false;
+   transformComponentsBy(toNew);
+   return true;
 }
 
 void ZqManipulatorLink::copyLinkProperties(ZqManipulatorLink& target) const

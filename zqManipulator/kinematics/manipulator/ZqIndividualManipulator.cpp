@@ -29,6 +29,7 @@ ZqIndividualManipulator::ZqIndividualManipulator(const ZqIndividualManipulator& 
    : ZqXmlClass(other), ZqManipulatorValues(other.presentValues())
 {
    setParentLink(nullptr);
+   m_generalBoundObjects.setManipulator(this);
    ZqIndividualManipulator::mapManipulator();
 }
 
@@ -69,6 +70,7 @@ void ZqIndividualManipulator::takeMapsFrom(ZqIndividualManipulator& other,
                                            bool mapsAreRight) noexcept
 {
    m_concreteReference = this;
+   m_generalBoundObjects.setManipulator(this);
    modelIsNew();
    other.modelIsNew();
    m_staleness = mapsAreRight ? 0 : TreeChanged;
@@ -120,6 +122,7 @@ bool ZqIndividualManipulator::read(ZqXmlReader& reader)
    if (m_manipulatorLabel.empty())
       m_manipulatorLabel = linkLabel();
    m_allPairsAreExcluded = false;
+   m_generalBoundObjects.setManipulator(this);
    mapManipulator();
    fitAbsoluteBoundingSphere();
    mapLinkCollisionCandidates();
@@ -188,6 +191,7 @@ bool ZqIndividualManipulator::numberLinks()
 bool ZqIndividualManipulator::mapManipulator(LinkPointerVector& links, LinkPointerMap& labelToLink)
 {
    setManipulatorPointer(this);
+   tellSensors();
    labelToLink.insert_or_assign(linkLabel(), this);
    if (isReference())
    {
@@ -296,6 +300,27 @@ void ZqManipulatorLink::shapesChange() noexcept
    m_manipulator->m_shapesVersion = ZqIndividualManipulator::newVersion();
 }
 
+bool ZqManipulatorLink::addSensor(const ZqBaseSensor* sensor)
+{
+   if (sensor == nullptr)
+      return false;
+   m_sensorVector.pushBack(*sensor);
+   tellSensors();
+   return true;
+}
+
+void ZqManipulatorLink::tellSensors()
+{
+   for (ZqBaseSensor* sensor : m_sensorVector.vectorContainer())
+   {
+      if (sensor == nullptr)
+         continue;
+      sensor->setLinkLabel(m_linkLabel);
+      if (m_manipulator != nullptr)
+         sensor->setManipulatorIndex(m_manipulator->manipulatorIndex());
+   }
+}
+
 void ZqManipulatorLink::labelChanges() noexcept
 {
    if (m_manipulator != nullptr)
@@ -361,15 +386,20 @@ void ZqIndividualManipulator::keepRecord(Record* record)
 
 void ZqIndividualManipulator::apply(const ZqLinkEdit& edit)
 {
-   if (edit.hasLabels())
+   if (!edit.isIdentity())
+      applyToLinks(edit);
+   if (edit.hasLabels() || edit.hasRestatements())
    {
-      ZqManipulatorLink::apply(edit);
       m_selfCollisionLinkMap.apply(edit);
       m_linkLabelMapping.apply(edit);
       m_stoppingCriteria.apply(edit);
+      m_generalBoundObjects.apply(edit);
    }
    if (!edit.isIdentity())
+   {
+      m_stateConstraints.apply(edit);
       m_stateEqualityConstraints.apply(edit);
+   }
    for (ZqU32& index : m_displayLinkIndices)
       index = edit.index(index);
    std::erase(m_displayLinkIndices.vectorContainer(), ZqNoLinkIndex);
@@ -379,6 +409,37 @@ void ZqIndividualManipulator::apply(const ZqLinkEdit& edit)
       m_record->edit = m_record->edit.then(edit);
       m_record->labels = linkLabels();
    }
+}
+
+/// The tree is as it is after the edit; the vector of links has as many as there were before. The indices
+/// that a link holds that came with the edit speak of the links as they are now.
+void ZqIndividualManipulator::applyToLinks(const ZqLinkEdit& edit)
+{
+   const bool hasNames = edit.hasLabels() || edit.hasRestatements();
+   if (hasNames)
+      applyLabels(edit);
+   if (m_union)
+      applyToUnion(edit);
+   std::vector<bool> wasThere(ownLinkCount());
+   for (ZqU32 i = 0; i < m_linkPointerVector.size(); ++i)
+      if (const ZqU32 place = edit.index(i); place < wasThere.size())
+         wasThere[place] = true;
+   ZqU32 index = 0;
+   const auto applyBelow = [&](const auto& self, ChildLinks& links) -> void
+   {
+      for (ZqManipulatorLink& link : links)
+      {
+         if (hasNames)
+            link.applyLabels(edit);
+         if (wasThere[index])
+            link.applyIndices(edit);
+         if (link.m_union && (edit.hasLabels() || wasThere[index]))
+            link.applyToUnion(edit);
+         ++index;
+         self(self, link.m_childLinks);
+      }
+   };
+   applyBelow(applyBelow, m_childLinks);
 }
 
 /// Finds what changed without an operation of the manipulator, by comparing labels, and applies it.
@@ -603,17 +664,6 @@ ZqU32 ZqIndividualManipulator::linkIndexByIdentifier(const ZqString& label) cons
    return label == linkLabel() ? ZqBaseLinkIndex : ZqNoLinkIndex;
 }
 
-bool ZqIndividualManipulator::replaceLinkKinematics(const ZqString& label,
-                                                    const ZqLinkKinematics& joint)
-{
-   ZqManipulatorLink* link = linkByIdentifier(label);
-   if (link == nullptr)
-      return false;
-   link->setLinkKinematics(joint);
-   fitAbsoluteBoundingSphere();
-   return true;
-}
-
 bool ZqIndividualManipulator::setChildLinkNamedFrames(ZqU32 index, const NamedFrames& frames)
 {
    ZqManipulatorLink* link = linkByIndex(index);
@@ -621,6 +671,19 @@ bool ZqIndividualManipulator::setChildLinkNamedFrames(ZqU32 index, const NamedFr
       return false;
    link->setNamedFrames(frames);
    return true;
+}
+
+void ZqIndividualManipulator::setManipulatorIndex(ZqU32 index)
+{
+   // Also where it stays: the sensors may have come with the tree of another manipulator.
+   m_manipulatorIndex = index;
+   const auto tell = [](const auto& self, ZqManipulatorLink& link) -> void
+   {
+      link.tellSensors();
+      for (ZqManipulatorLink& child : link.m_childLinks)
+         self(self, child);
+   };
+   tell(tell, *this);
 }
 
 void ZqIndividualManipulator::fitAbsoluteBoundingSphere()
@@ -665,6 +728,22 @@ bool ZqIndividualManipulator::getCraigDhParameters(std::vector<ZqReal>& paramete
       allAreCraig = allAreCraig && isCraig;
    }
    return allAreCraig;
+}
+
+bool ZqIndividualManipulator::checkLimitConstraints(const ZqPositionState& position,
+                                                    ZqU32& failedIndex) const
+{
+   const LinkPointerVector& links = linkPointerVector();
+   const auto end =
+      links.begin() + std::min<std::ptrdiff_t>(static_cast<std::ptrdiff_t>(links.size()),
+                                               position.jointPositions().size());
+   const auto failed = std::find_if_not(links.begin(), end,
+                                        [&](const ZqManipulatorLink* link)
+                                        { return link->isWithinLimits(position); });
+   if (failed == end)
+      return true;
+   failedIndex = static_cast<ZqU32>(failed - links.begin());
+   return false;
 }
 
 // References

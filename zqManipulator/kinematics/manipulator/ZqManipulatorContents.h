@@ -5,6 +5,8 @@
 #include "zqManipulator/foundation/geometry/ZqShape.h"
 #include "zqManipulator/foundation/geometry/ZqSphere.h"
 #include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
+#include "zqManipulator/kinematics/joint/ZqGeneralBoundObjectVector.h"
+#include "zqManipulator/simulation/constraints/ZqStateConstraintVector.h"
 #include "zqManipulator/simulation/constraints/ZqStateEqualityConstraintVector.h"
 #include "zqManipulator/simulation/records/ZqStoppingCriterionVector.h"
 #include "zqManipulator/tools/labels/ZqManipulatorLinkLabelMapping.h"
@@ -30,6 +32,8 @@ protected:
    bool m_isFixedBase = true;
    bool m_optimizeOnLoad = false;
    ZqManipulatorReferenceDescription m_manipulatorReferenceDescription;
+   ZqGeneralBoundObjectVector m_generalBoundObjects;
+   ZqStateConstraintVector m_stateConstraints;
    ZqStateEqualityConstraintVector m_stateEqualityConstraints;
    ZqStoppingCriterionVector m_stoppingCriteria;
    DisplayLinkIndices m_displayLinkIndices;

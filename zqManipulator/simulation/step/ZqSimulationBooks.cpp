@@ -283,7 +283,7 @@ void ZqSimulation::bookLimits(ZqU32 index, ZqReal dt)
    StepBook& book = *member.stepBook;
    const ZqVelocityState& v0 = m_stateBefore.velocityStates()[index];
    const ZqVelocityState& v1 = m_state.velocityStates()[index];
-   const auto& a = book.freeAccelerations.jointAccelerations().values();
+   const auto& a = member.freeAccelerations.jointAccelerations().values();
    const auto changeOf = [&](std::size_t j)
    {
       const auto place = static_cast<ZqU32>(j);
@@ -298,7 +298,7 @@ void ZqSimulation::bookLimits(ZqU32 index, ZqReal dt)
    const ZqGeneralMotion& V0 = v0.generalVelocity();
    const ZqGeneralMotion& V1 = v1.generalVelocity();
    const ZqGeneralMotion change =
-      isFixed ? ZqGeneralMotion() : V1 - (V0 + book.freeAccelerations.generalAcceleration() * dt);
+      isFixed ? ZqGeneralMotion() : V1 - (V0 + member.freeAccelerations.generalAcceleration() * dt);
    const auto energyWith = [&](ZqReal sign)
    {
       ZqVelocityState& velocity = book.scratchVelocity;

@@ -49,7 +49,7 @@ bool ZqSimulation::advance(ZqReal dt)
    bool isDone = (this->*scheme(m_settings.integrator).step)(dt);
    for (ZqU32 i = 0; i < m_members.size(); ++i)
    {
-      m_members[i].isAnyHeld = false;
+      m_members[i].stops.clear();
       isDone = isDone && !isBeyondALimit(i);
    }
    if (isDone)
