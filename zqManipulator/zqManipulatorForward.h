@@ -173,6 +173,7 @@ class ZqMechanicalActuatorComponent;
 class ZqMechanicalActuatorComponentContainer;
 class ZqModelDifference;
 class ZqModelEdit;
+struct ZqModelScaling;
 class ZqMotionBatch;
 class ZqMotionDerivativeTool;
 struct ZqMotionDifference;

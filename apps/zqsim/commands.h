@@ -38,16 +38,22 @@ private:
 /// Each declares its arguments, and answers what runs it once they are parsed.
 /// @{
 using Run = std::function<ExitCode()>;
+Run attach(CLI::App& arguments);
 Run check(CLI::App& arguments);
+Run combine(CLI::App& arguments);
 Run convert(CLI::App& arguments);
+Run detach(CLI::App& arguments);
 Run diff(CLI::App& arguments);
 Run distance(CLI::App& arguments);
 Run frames(CLI::App& arguments);
 /// Makes the manual page and the completions of shells. Nobody is shown it.
 Run generate(CLI::App& arguments);
 Run info(CLI::App& arguments);
+Run relabel(CLI::App& arguments);
 Run run(CLI::App& arguments);
+Run scale(CLI::App& arguments);
 Run schema(CLI::App& arguments);
+Run separate(CLI::App& arguments);
 Run vary(CLI::App& arguments);
 /// @}
 } // namespace zqsim

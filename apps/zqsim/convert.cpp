@@ -1,4 +1,5 @@
 #include "apps/zqsim/commands.h"
+#include "apps/zqsim/edits.h"
 #include "apps/zqsim/meshFile.h"
 #include "apps/zqsim/model.h"
 #include "apps/zqsim/output.h"
@@ -16,42 +17,13 @@ namespace
 {
 using namespace zqsim;
 
-/// The manipulator that has a link, and the label of the link in it.
-struct Place
-{
-   ZqU32 manipulator = 0;
-   std::string link;
-};
-
-/// By the label of the link, or "MANIPULATOR/LINK" where more than one manipulator has a link of the label.
-Place findLink(const ZqStatedSystem& scene, const std::string& name)
-{
-   std::vector<Place> found;
-   for (ZqU32 i = 0; i < scene.numberOfManipulators(); ++i)
-   {
-      const ZqIndividualManipulator& manipulator = *scene.manipulatorByIndex(i);
-      const std::string prefix = manipulator.manipulatorLabel() + '/';
-      if (manipulator.linkByIdentifier(name) != nullptr)
-         found.push_back({i, name});
-      else if (name.starts_with(prefix) &&
-               manipulator.linkByIdentifier(name.substr(prefix.size())) != nullptr)
-         found.push_back({i, name.substr(prefix.size())});
-   }
-   if (found.empty())
-      throw Failure(Usage, "--mesh: the model has no link \"" + name + '"');
-   if (found.size() > 1)
-      throw Failure(Usage, "--mesh: more than one manipulator has a link \"" + name +
-                              "\"; give it as MANIPULATOR/LINK");
-   return found.front();
-}
-
 /// Sets the shape of a link to what is in a file, as "LINK=FILE" says.
 void setMesh(ZqStatedSystem& scene, const std::string& argument, bool asHull)
 {
    const std::size_t sign = argument.find('=');
    if (sign == std::string::npos)
       throw Failure(Usage, "--mesh: expected LINK=FILE, but received \"" + argument + '"');
-   const Place place = findLink(scene, argument.substr(0, sign));
+   const LinkPlace place = findLink(scene, "--mesh", argument.substr(0, sign));
    ZqTriangleMesh mesh;
    warnOf(diagnosticsOf([&] { mesh = readMesh(argument.substr(sign + 1)); }));
    const auto set = [&](const ZqShape& shape)

@@ -24,17 +24,23 @@ struct Command
    const char* description;
    Run (*declare)(CLI::App& arguments);
 };
-constexpr std::array<Command, 9> commands{
+constexpr auto commands = std::to_array<Command>(
    {{"info", "Tell what is in a model: manipulators, links, masses and state", info},
     {"frames", "Compute where the links of a model are", frames},
     {"diff", "Tell what differs between two models, or whether they move alike", diff},
     {"distance", "Tell how near the links of a model are to each other", distance},
     {"check", "List what was repaired and what is odd in a model", check},
     {"convert", "Read a model and write it anew", convert},
+    {"combine", "Mount a manipulator of another model on a link, as one tree", combine},
+    {"separate", "Take off again what was mounted by combine", separate},
+    {"attach", "Hang a manipulator of a model on a link of another one", attach},
+    {"detach", "Take a manipulator off the link that it is attached to", detach},
+    {"scale", "Make manipulators of a model greater or smaller", scale},
+    {"relabel", "Give manipulators and links of a model new labels", relabel},
     {"run", "Simulate a model, step by step", zqsim::run},
     {"vary", "Make models that differ by chance from one", vary},
     {"schema", "Print the XML Schema of models, with what each element means", schema},
-    {"generate", "Make the manual page and the completions of shells", generate}}};
+    {"generate", "Make the manual page and the completions of shells", generate}});
 
 constexpr const char* exitCodes =
    "Exit codes: 0 done, 1 failed at run time, 2 usage, 3 invalid input,\n"

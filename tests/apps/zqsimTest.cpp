@@ -106,7 +106,8 @@ TEST_F(Zqsim, ShellsAndManualsKnowWhatTheProgramDeclares)
    const std::string page = run("generate man").out;
    const std::string completions = run("generate zsh").out + run("generate fish").out;
    EXPECT_EQ(page.find("generate"), std::string::npos);
-   for (const std::string command : {"info", "frames", "check", "convert", "run", "vary", "schema"})
+   for (const std::string command :
+        {"info", "frames", "check", "convert", "attach", "relabel", "run", "vary", "schema"})
    {
       const std::string help = run(command + " --help").out;
       for (auto place = help.find("\n  --"); place != std::string::npos;

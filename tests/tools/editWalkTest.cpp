@@ -59,6 +59,7 @@ struct Edited
    RandomValues random;
    ZqStatedSystem scene;
    ZqU32 last = 0;
+   std::vector<ZqString> combined; ///< labels of what was combined
 };
 
 /// An edit that may be refused.
@@ -117,6 +118,58 @@ const Operation operations[]{
              other.removeManipulator(j);
        if (e.count() + other.numberOfManipulators() < 16)
           e.scene.mergeWith(other);
+    }},
+   {"append",
+    [](Edited& e, ZqU32 i)
+    {
+       ZqStatedSystem other(e.scene);
+       other.removeManipulator(i);
+       if (e.count() + other.numberOfManipulators() < 16)
+          e.scene.append(other);
+    }},
+   {"resizeManipulator",
+    [](Edited& e, ZqU32 i) { e.scene.resizeManipulator(i, e.random.real(1.0, 1.5)); }},
+   {"attachManipulator of the scene",
+    [](Edited& e, ZqU32 i)
+    {
+       const ZqU32 carrier = e.someManipulator();
+       e.scene.attachManipulator(e.at(i).manipulatorLabel(), e.at(carrier).manipulatorLabel(),
+                                 e.someLink(carrier), zqTest::randomFrame(e.random), e.newLabel());
+    }},
+   {"detachManipulator",
+    [](Edited& e, ZqU32 i) { e.scene.detachManipulator(e.at(i).manipulatorLabel()); }},
+   {"combineManipulator",
+    [](Edited& e, ZqU32 i)
+    {
+       const ZqU32 other = e.someManipulator();
+       const ZqString label = e.at(other).manipulatorLabel();
+       if (e.scene.combineManipulator(i, other, e.someLink(i), zqTest::randomFrame(e.random)))
+          e.combined.push_back(label);
+    }},
+   {"uncombineManipulator",
+    [](Edited& e, ZqU32)
+    {
+       if (e.combined.empty())
+          return;
+       ZqU32 parent = 0;
+       ZqU32 child = 0;
+       ZqCoordinateSystemTransformation X;
+       e.scene.uncombineManipulator(
+          e.combined[e.random.index(0, static_cast<ZqU32>(e.combined.size()) - 1)], parent, child,
+          X);
+    }},
+   {"replaceLinkAndChildren",
+    [](Edited& e, ZqU32 i)
+    {
+       const ZqString label = e.someJoint(i);
+       e.edit(i, [&](Manipulator& m) { m.replaceLinkAndChildren(label, e.newLink()); });
+    }},
+   {"transformLinkSubtreeBy",
+    [](Edited& e, ZqU32 i)
+    {
+       const ZqString label = e.someJoint(i);
+       e.edit(i, [&](Manipulator& m)
+              { m.transformLinkSubtreeBy(label, zqTest::randomFrame(e.random)); });
     }},
    {"changeLinkLabel",
     [](Edited& e, ZqU32 i) { e.scene.changeLinkLabel(i, e.someLink(i), e.newLabel()); }},

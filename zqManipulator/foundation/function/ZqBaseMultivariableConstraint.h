@@ -19,7 +19,7 @@ public:
    struct Moved
    {
       ZqU32 index;
-      ZqReal sign = 1.0; ///< 1 or -1
+      ZqReal sign = 1.0; ///< 1 or -1, or by what it grows
       ZqReal shift = 0.0;
    };
    /// Answers that for an old index.

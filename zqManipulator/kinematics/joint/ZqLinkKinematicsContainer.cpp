@@ -64,6 +64,15 @@ bool ZqLinkKinematicsContainer::addChildArbdToParent(ZqArticulatedBodyDynamics& 
           joint->addChildArbdToParent(parent, child, jointPosition, jointTorque, effectiveInertia);
 }
 
+void ZqLinkKinematicsContainer::resizeBy(ZqReal scale)
+{
+   ZqCoordinateSystemTransformation frame = primaryFrame();
+   frame.scaleTranslationBy(scale);
+   scaleBy(scale);
+   if (!(primaryFrame() == frame))
+      setPrimaryFrame(frame);
+}
+
 void ZqLinkKinematicsContainer::scaleBy(ZqReal scale)
 {
    if (ZqLinkKinematics* joint = topElement())

@@ -40,6 +40,8 @@ public:
    virtual ZqReal jointParameterScalability() const;                                      ///< 0.0
    virtual const ZqCoordinateSystemTransformation& primaryFrame() const;        ///< the identity
    virtual const ZqCoordinateSystemTransformation& primaryFrameInverse() const; ///< the identity
+   /// Scales the joint and its primary frame, which not every joint scales itself.
+   void resizeBy(ZqReal scale);
    /// An empty container rejects, with a message, any frame but the identity.
    virtual void setPrimaryFrame(const ZqCoordinateSystemTransformation& frame);
    virtual const ZqCoordinateSystemTransformation&

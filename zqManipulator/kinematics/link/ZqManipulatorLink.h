@@ -29,6 +29,7 @@ class ZqManipulatorTorque;
 class ZqOldJointActuator;
 class ZqPositionState;
 class ZqStatedSystemStruct;
+struct ZqModelScaling;
 
 /// One rigid body of a manipulator, with the joint that connects it to its parent and, by value, its
 /// children. The root of a tree is a `ZqIndividualManipulator`.
@@ -359,10 +360,14 @@ public:
    /// Labels the subtree, parents first, by the prefix and a counter, which counts on.
    virtual void relabelSubtree(const ZqString& prefix, ZqU32& counter);
    /// Scales shapes, joint, drive and bare masses by a length scale, at constant density. Masses that were
-   /// added, named points and named frames stay.
+   /// added, named points and named frames stay. What is no scale (`ZqModelScaling::isScale`) is rejected
+   /// with a message.
    virtual void scaleIndividualLinkBy(ZqReal scale);
    /// The same for the subtree.
    virtual void scaleBy(ZqReal scale);
+   /// All of the subtree: with what `scaleBy` does, also masses that were added, named points and frames, and
+   /// the springs and dampers at the joints, by which these take as long as before.
+   void resize(const ZqModelScaling& scaling);
 
    /// \name Shapes
    /// In the primary frame. A link that refers to another one for its shapes has none of its own: what is
@@ -609,6 +614,7 @@ protected:
    static const ZqGeneralMotion m_theDummyGeneralVelocity;
    static const ZqGeneralMotion m_theDummyGeneralAcceleration;
    static const ZqGeneralMotion m_theDummySpatialMomentum;
+   static const ZqGeneralMotion m_theDummySpatialMomentumRate;
    static const ZqGeneralForce m_theDummyGeneralForce;
    static const ZqRigidBodyMassProperties m_theDummyCrbi;
    static const ZqArticulatedBodyDynamics m_theDummyArbd;
@@ -642,8 +648,11 @@ private:
    void applyToUnion(const ZqLinkEdit& edit);
    void transformUnionBy(const ZqCoordinateSystemTransformation& T);
    void scaleUnionBy(ZqReal scale);
+   void resizeUnion(const ZqModelScaling& scaling);
+   void scaleContentsBy(ZqReal scale);
    void labelChanges() noexcept;
    void modelChanges() noexcept;
+   bool isScaleOf(ZqReal scale, const char* operation) const;
    void shapesChange() noexcept;
    void leaveManipulator() noexcept;
    ZqShapeContainer& shapeComponent() { return m_shapes.m_container; }

@@ -1,5 +1,7 @@
-#include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
+
+#include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/tools/labels/ZqModelScaling.h"
 
 #include <algorithm>
 
@@ -123,32 +125,83 @@ ZqReal ZqManipulatorLink::totalLocalTorque(const ZqManipulatorActiveState& activ
           m_springProperties.torque(*m_manipulator, activeState);
 }
 
+namespace
+{
+/// Assigned, since a copy has none of the results that were computed for the unscaled body.
+void scaleBody(ZqRigidBodyMassProperties& body, ZqReal scale)
+{
+   ZqRigidBodyMassProperties scaled = body;
+   scaled.scaleBy(scale);
+   body = scaled;
+}
+} // namespace
+
+/// False, with a message of the operation, for what is no scale.
+bool ZqManipulatorLink::isScaleOf(ZqReal scale, const char* operation) const
+{
+   if (ZqModelScaling::isScale(scale))
+      return true;
+   Zq::Print::instance().write(Zq::Rejected,
+                               "ZqManipulatorLink::%s(): %g is no scale for link \"%s\".\n",
+                               operation, scale, linkLabel().c_str());
+   return false;
+}
+
 void ZqManipulatorLink::scaleIndividualLinkBy(ZqReal scale)
+{
+   if (!isScaleOf(scale, "scaleIndividualLinkBy"))
+      return;
+   if (m_union)
+      scaleUnionBy(scale);
+   m_linkKinematicsContainer.scaleBy(scale);
+   scaleContentsBy(scale);
+}
+
+/// All that `scaleIndividualLinkBy` scales but the union and the joint.
+void ZqManipulatorLink::scaleContentsBy(ZqReal scale)
 {
    if (m_shapes.m_container.topElement() != nullptr)
    {
       m_shapes.m_container.scaleBy(scale);
       mapShapes();
    }
-   // Assigned, since a copy has none of the results that were computed for the unscaled body.
-   ZqRigidBodyMassProperties scaled = m_baseMassProperties;
-   scaled.scaleBy(scale);
-   m_baseMassProperties = scaled;
-   m_linkKinematicsContainer.scaleBy(scale);
+   scaleBody(m_baseMassProperties, scale);
    const ZqReal isLength = m_linkKinematicsContainer.jointParameterScalability();
    m_jointActuator.scaleBy(scale, isLength * scale + (1.0 - isLength));
    updateDefaultLimitConstraints();
-   if (m_union)
-      scaleUnionBy(scale);
    updateMassProperties();
    updateDHMassProperties();
 }
 
 void ZqManipulatorLink::scaleBy(ZqReal scale)
 {
+   if (!isScaleOf(scale, "scaleBy"))
+      return;
    scaleIndividualLinkBy(scale);
    for (ZqManipulatorLink& child : childLinks())
       child.scaleBy(scale);
+}
+
+void ZqManipulatorLink::resize(const ZqModelScaling& scaling)
+{
+   for (auto& [name, body] : m_massPropertiesMap.mapContainer())
+      scaleBody(body, scaling.factor);
+   for (auto& [name, point] : m_namedPoints.mapContainer())
+      point *= scaling.factor;
+   for (auto& [name, frame] : m_namedFrames.mapContainer())
+      frame.scaleTranslationBy(scaling.factor);
+   const ZqReal jointFactor = scaling.jointFactor(linkIndex());
+   m_springProperties.scaleBy(scaling, jointFactor);
+   m_damperProperties.scaleBy(scaling, jointFactor);
+   for (ZqStateConstraintContainer* limit : {&m_upperLimitConstraint, &m_lowerLimitConstraint})
+      if (ZqBaseStateConstraint* constraint = limit->topElement())
+         constraint->scaleBy(scaling);
+   if (m_union)
+      resizeUnion(scaling);
+   m_linkKinematicsContainer.resizeBy(scaling.factor);
+   scaleContentsBy(scaling.factor);
+   for (ZqManipulatorLink& child : childLinks())
+      child.resize(scaling);
 }
 
 ZqReal ZqManipulatorLink::upperBoundExtentDistance() const

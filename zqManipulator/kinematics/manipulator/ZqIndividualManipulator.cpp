@@ -883,3 +883,31 @@ bool ZqIndividualManipulator::canCollide(ZqU32 first, ZqU32 second) const
                                static_cast<int>(first), static_cast<int>(second));
    return false;
 }
+
+// Size
+
+ZqModelScaling ZqIndividualManipulator::scaling(ZqReal factor, const ZqVector& center) const
+{
+   ZqModelScaling result{m_manipulatorIndex, factor, center, {}, {}};
+   const LinkPointerVector& links = linkPointerVector();
+   result.links[concreteReference().linkLabel()] = ZqBaseLinkIndex;
+   for (ZqU32 i = 0; i < links.size(); ++i)
+   {
+      const ZqReal isLength = links[i]->linkKinematicsContainer().jointParameterScalability();
+      result.jointFactors.push_back(isLength * factor + (1.0 - isLength));
+      result.links[links[i]->linkLabel()] = i;
+   }
+   return result;
+}
+
+void ZqIndividualManipulator::resize(const ZqModelScaling& scaling)
+{
+   ZqManipulatorLink::resize(scaling);
+   m_generalBoundObjects.scaleBy(scaling.factor);
+   for (ZqBaseStateConstraint* constraint : m_stateConstraints.vectorContainer())
+      if (constraint != nullptr)
+         constraint->scaleBy(scaling);
+   m_stateEqualityConstraints.scaleBy(scaling);
+   m_stoppingCriteria.scaleBy(scaling);
+   fitAbsoluteBoundingSphere();
+}

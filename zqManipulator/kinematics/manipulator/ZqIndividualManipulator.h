@@ -4,6 +4,7 @@
 #include "zqManipulator/kinematics/manipulator/ZqManipulatorContents.h"
 #include "zqManipulator/simulation/records/ZqPropagationResultData.h"
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
+#include "zqManipulator/tools/labels/ZqModelScaling.h"
 
 #include <algorithm>
 #include <atomic>
@@ -413,7 +414,8 @@ public:
    void scaleIndividualLinkBy(ZqReal scale) override
    {
       ZqManipulatorLink::scaleIndividualLinkBy(scale);
-      m_generalBoundObjects.scaleBy(scale);
+      if (ZqModelScaling::isScale(scale))
+         m_generalBoundObjects.scaleBy(scale);
    }
    /// Of all links.
    void truncateValues(ZqReal tolerance) override;
@@ -515,6 +517,12 @@ public:
    /// Changes what the manipulator holds by label or index of its links as an edit says. An operation
    /// that changes the tree calls it with the record of the change, and then `mapManipulator`.
    void apply(const ZqLinkEdit& edit);
+   /// How the manipulator changes its size, for those who hold lengths on it, in a system where the origin of
+   /// its base stands at a point.
+   ZqModelScaling scaling(ZqReal factor, const ZqVector& center) const;
+   /// Changes the size of all that the manipulator holds: of its tree, its constraints and its stopping
+   /// criteria.
+   void resize(const ZqModelScaling& scaling);
    /// From now on, until null is given, the record collects how links are moved, added, removed and
    /// labelled anew. Links that are changed in other ways than by operations of the manipulator are
    /// recognised by their labels, and what the manipulator holds follows them as well.

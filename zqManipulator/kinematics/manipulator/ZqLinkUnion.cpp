@@ -290,6 +290,28 @@ void ZqLinkUnion::scaleBy(ZqReal scale)
    }
 }
 
+void ZqLinkUnion::resize(const ZqModelScaling& scaling)
+{
+   ownShape();
+   before.resize(scaling);
+   for (Member& member : members)
+   {
+      // What it holds names its links as they were.
+      ZqModelScaling own{scaling.manipulator, scaling.factor, scaling.center, {}, {}};
+      own.links[member.manipulator.linkLabel()] = ZqBaseLinkIndex;
+      for (const Name& name : member.origin.links)
+      {
+         own.links[name.own] = static_cast<ZqU32>(own.jointFactors.size());
+         own.jointFactors.push_back(name.present ? scaling.jointFactor(*name.present) : 1.0);
+      }
+      member.manipulator.resize(own);
+      member.transform.scaleTranslationBy(scaling.factor);
+      member.origin.X.scaleTranslationBy(scaling.factor);
+      for (auto& [label, joint] : member.origin.joints)
+         joint.resizeBy(scaling.factor);
+   }
+}
+
 // Operations of the link
 
 bool ZqLinkUnion::isRigid(const ZqCoordinateSystemTransformation& T)
@@ -349,6 +371,13 @@ void ZqManipulatorLink::transformUnionBy(const ZqCoordinateSystemTransformation&
 {
    ZqLinkUnion changed = *m_union;
    changed.transformBy(T);
+   ZqLinkUnion::set(*this, std::move(changed));
+}
+
+void ZqManipulatorLink::resizeUnion(const ZqModelScaling& scaling)
+{
+   ZqLinkUnion changed = *m_union;
+   changed.resize(scaling);
    ZqLinkUnion::set(*this, std::move(changed));
 }
 

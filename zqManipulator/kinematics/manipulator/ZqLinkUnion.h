@@ -74,6 +74,7 @@ public:
    /// @{
    void transformBy(const ZqCoordinateSystemTransformation& T);
    void scaleBy(ZqReal scale);
+   void resize(const ZqModelScaling& scaling);
    /// @}
    bool operator==(const ZqLinkUnion& other) const;
 

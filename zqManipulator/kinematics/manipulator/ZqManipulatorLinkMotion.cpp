@@ -15,6 +15,7 @@
 const ZqGeneralMotion ZqManipulatorLink::m_theDummyGeneralVelocity;
 const ZqGeneralMotion ZqManipulatorLink::m_theDummyGeneralAcceleration;
 const ZqGeneralMotion ZqManipulatorLink::m_theDummySpatialMomentum;
+const ZqGeneralMotion ZqManipulatorLink::m_theDummySpatialMomentumRate;
 const ZqGeneralForce ZqManipulatorLink::m_theDummyGeneralForce;
 const ZqRigidBodyMassProperties ZqManipulatorLink::m_theDummyCrbi =
    ZqRigidBodyMassProperties::nullObject();
@@ -377,7 +378,7 @@ ZqManipulatorLink::spatialMomentumRateInLocal(ZqManipulatorActiveState& activeSt
    {
       rejectIndex("ZqManipulatorLink::spatialMomentumRateInLocal(): index (%d) out of range.\n",
                   index);
-      return m_theDummySpatialMomentum;
+      return m_theDummySpatialMomentumRate;
    }
    if (!own->localMomentumRateValid())
    {
@@ -445,7 +446,7 @@ const ZqGeneralMotion& ZqManipulatorLink::compositeSpatialMomentumRateInLocal(
       rejectIndex(
          "ZqManipulatorLink::compositeSpatialMomentumRateInLocal(): index (%d) out of range.\n",
          index);
-      return m_theDummySpatialMomentum;
+      return m_theDummySpatialMomentumRate;
    }
    if (!own->compositeMomentumRateValid())
       own->setCompositeMomentumRateInLocal(

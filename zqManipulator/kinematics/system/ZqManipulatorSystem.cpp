@@ -372,6 +372,35 @@ void ZqManipulatorSystem::getNumberOfShapes(
    }
 }
 
+bool ZqManipulatorSystem::buildBoundingBoxTreeFromEnvironment(ZqSystemActiveState& states)
+{
+   constexpr unsigned branching = 3;
+   std::vector<ZqAxisAlignedBoundingBox> boxes;
+   std::vector<ZqBoxTreeNode::IndexPair> owners;
+   const ZqU32 count =
+      std::min(numberOfManipulators(), states.manipulatorActiveStateVector().size());
+   for (ZqU32 i = 0; i < count; ++i)
+   {
+      const ZqIndividualManipulator& manipulator = m_manipulators[i];
+      if (!manipulator.isFixedBase() || manipulator.jointDof() == 0)
+         continue;
+      auto& state = states.manipulatorActiveStateVector()[i].activePositionState();
+      manipulator.placeBase(state);
+      const auto append = [&](const ZqManipulatorLink& link)
+      {
+         ZqXmlVectorType<ZqAxisAlignedBoundingBox> ofLink;
+         link.axisAlignedBoundingBoxVectorInSystem(state, ofLink);
+         boxes.insert(boxes.end(), ofLink.begin(), ofLink.end());
+         owners.resize(boxes.size(), {i, link.linkIndex()});
+      };
+      append(manipulator.concreteReference());
+      for (const ZqManipulatorLink* link : manipulator.linkPointerVector())
+         append(*link);
+   }
+   m_boundingBoxTree = ZqBoxTreeNode(boxes, owners, branching, ZqBBTreeHeuristic());
+   return false;
+}
+
 bool ZqManipulatorSystem::setNamedFrames(ZqU32 manipulator, ZqU32 link,
                                          const ZqManipulatorLink::NamedFrames& frames)
 {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "zqManipulator/contact/exclusion/ZqSystemCollisionExclusionMap.h"
+#include "zqManipulator/foundation/proximity/ZqBoxTreeNode.h"
 #include "zqManipulator/foundation/xml/ZqDeepCopyFlag.h"
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
 #include "zqManipulator/kinematics/system/ZqBeforeCombining.h"
@@ -72,6 +73,10 @@ public:
    /// theirs are taken, and its collision exclusions, which are shifted by the number of its own
    /// manipulators. Interactions of the other system are left out. True.
    virtual bool mergeWith(const ZqManipulatorSystem& other);
+   /// Appends a copy as `mergeWith` does, with all that names its manipulators by index: its exclusions are
+   /// shifted by the number of manipulators that were there before, and its interactions come too. Of two laws
+   /// of contact the first stays, and a message says so.
+   void append(const ZqManipulatorSystem& other);
    virtual ZqU32 jointDof(ZqU32 index) const;
    /// \name Totals over all manipulators
    /// @{
@@ -107,12 +112,21 @@ public:
    /// throws comes through, when everybody has followed what it did until then.
    std::optional<ZqModelEdit>
    editManipulator(ZqU32 index, const std::function<void(ZqIndividualManipulator&)>& change);
+   /// Changes the size of one manipulator and of what acts on its links, as `ZqModelScaling` tells. False for
+   /// an index that does not exist.
+   bool resizeManipulator(const ZqModelScaling& scaling);
    /// Null for an unknown label.
    virtual const ZqIndividualManipulator* manipulatorByIdentifier(const ZqString& label) const;
    /// Numbers the manipulators, makes their labels unique and binds references to their models. Where
    /// several have the same label, the first that is no reference keeps it, or else the first; the
    /// others get new labels.
    virtual void mapManipulators();
+   /// Builds the tree of the boxes, in the system and in a state, of all links of the environment: of the
+   /// manipulators with a fixed base that have joints. A leaf tells its manipulator and link by index. False,
+   /// whatever the tree holds.
+   virtual bool buildBoundingBoxTreeFromEnvironment(ZqSystemActiveState& states);
+   /// As it was built last; empty before.
+   const ZqBoxTreeNode& boundingBoxTree() const { return m_boundingBoxTree; }
    /// Becomes a system of one manipulator, without interactions; environment and collision exclusions
    /// stay.
    virtual void setFromIndividualManipulator(const ZqIndividualManipulator& manipulator);
@@ -278,6 +292,7 @@ private:
    }
    ZqBeforeCombining<Holders> m_beforeCombining;
    ZqU32 m_collisionDetectionPrecisionLevel = 0;
+   ZqBoxTreeNode m_boundingBoxTree; ///< of a state; neither copied nor compared
    /// The manipulators that are references, by the label that they refer to, since the last mapping.
    std::multimap<ZqString, ZqU32> m_references;
 };

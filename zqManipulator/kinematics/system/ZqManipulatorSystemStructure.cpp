@@ -1,5 +1,6 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/kinematics/system/ZqManipulatorSystem.h"
+#include "zqManipulator/simulation/interactions/ZqLinkCollisionForce.h"
 
 #include <algorithm>
 #include <exception>
@@ -283,6 +284,15 @@ ZqManipulatorSystem::editManipulator(ZqU32 index,
    return edit;
 }
 
+bool ZqManipulatorSystem::resizeManipulator(const ZqModelScaling& scaling)
+{
+   if (!editManipulator(scaling.manipulator,
+                        [&](ZqIndividualManipulator& manipulator) { manipulator.resize(scaling); }))
+      return false;
+   m_linkInteractionsVector.scaleBy(scaling);
+   return true;
+}
+
 bool ZqManipulatorSystem::deleteManipulator(ZqU32 index)
 {
    if (index >= numberOfManipulators())
@@ -341,6 +351,45 @@ bool ZqManipulatorSystem::mergeWith(const ZqManipulatorSystem& other)
    mapManipulators();
    attachCollisionExclusionMap();
    return true;
+}
+
+void ZqManipulatorSystem::append(const ZqManipulatorSystem& other)
+{
+   ZqModelEdit shift;
+   shift.setManipulators(ZqRenumbering::inserted(0, numberOfManipulators()));
+   ZqManipulatorSystem appended(other);
+   ZqSystemCollisionExclusionMap exclusions = appended.m_collisionExclusionMap;
+   appended.m_collisionExclusionMap = {};
+   mergeWith(appended);
+   exclusions.apply(shift);
+   m_collisionExclusionMap.mergeWith(exclusions);
+
+   const auto isContact = [](const ZqBaseLinkInteractions* interaction)
+   { return dynamic_cast<const ZqLinkCollisionForce*>(interaction) != nullptr; };
+   const auto& own = m_linkInteractionsVector.vectorContainer();
+   const bool hasContact = std::any_of(own.begin(), own.end(), isContact);
+   appended.m_linkInteractionsVector.apply(shift);
+   for (const ZqBaseLinkInteractions* interaction :
+        appended.m_linkInteractionsVector.vectorContainer())
+   {
+      if (interaction == nullptr)
+         continue;
+      if (!hasContact || !isContact(interaction))
+         m_linkInteractionsVector.pushBack(*interaction);
+      else
+         Zq::Print::instance().report(
+            Zq::Oddity,
+            {Zq::Severity::Warning,
+             "contact-kept",
+             {},
+             0,
+             {},
+             "both scenes have a law of contact: that of the first stays"},
+            "ZqManipulatorSystem::append(): both systems have a law of contact: that of the first "
+            "stays.\n");
+   }
+   computeCollisionDetectionPrecisionLevel();
+   attachCollisionExclusionMap();
 }
 
 // References

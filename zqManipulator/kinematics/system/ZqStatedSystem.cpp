@@ -332,38 +332,6 @@ bool ZqStatedSystem::mergeWith(const ZqStatedSystem& other)
    return systemMerged && stateMerged;
 }
 
-bool ZqStatedSystem::scaleManipulatorBy(ZqU32 index, ZqReal factor)
-{
-   if (index >= numberOfManipulators())
-      return false;
-   systemToModify().aboutToModifyManipulator(index);
-   ZqManipulatorSystem::Manipulators manipulators = system().manipulators();
-   manipulators[index].scaleBy(factor);
-   manipulators[index].fitAbsoluteBoundingSphere();
-
-   // Positions and rates of prismatic joints are lengths, and are scaled; those of others are not.
-   const ZqIndividualManipulator& manipulator = system().manipulators()[index];
-   const auto scale = [&](std::vector<ZqReal>& values)
-   {
-      const ZqU32 count = std::min(manipulator.jointDof(), static_cast<ZqU32>(values.size()));
-      for (ZqU32 j = 0; j < count; ++j)
-      {
-         const ZqReal isLength =
-            manipulator.linkByIndex(j)->linkKinematicsContainer().jointParameterScalability();
-         values[j] *= isLength * factor + (1.0 - isLength);
-      }
-   };
-   if (index < m_state.positionStates().size())
-      scale(m_state.positionStates()[index].jointPositions().values());
-   if (index < m_state.velocityStates().size())
-      scale(m_state.velocityStates()[index].jointVelocities().values());
-
-   ZqManipulatorSystem scaled = system();
-   scaled.setManipulators(manipulators);
-   setSystem(scaled);
-   return true;
-}
-
 // Manipulators that come and go
 
 void ZqStatedSystem::addManipulator(const ZqIndividualManipulator& manipulator)

@@ -112,6 +112,10 @@ public:
    /// interactions, attachments with the records of their changes, results that are kept, and what manipulators hold.
    /// False for an index that does not exist.
    /// @{
+   /// Appends another stated system as `mergeWith` does, with what acts between its links and with exclusions
+   /// that name what they named. Environment, time and a law of contact stay those of this one; messages say
+   /// where the other's are others.
+   void append(const ZqStatedSystem& other);
    /// As `deleteManipulator` by index, but what is attached to what hung on the manipulator stays
    /// attached to that.
    bool removeManipulator(ZqU32 index);
@@ -122,6 +126,25 @@ public:
    bool editManipulator(ZqU32 index, const std::function<void(ZqIndividualManipulator&)>& change);
    /// Labels a link anew. False also when there is no such link or the new label is taken.
    bool changeLinkLabel(ZqU32 index, const ZqString& oldLabel, const ZqString& newLabel);
+   /// Makes a manipulator a greater or smaller one of the same kind, about the origin of its base, as
+   /// `ZqModelScaling` tells: with what `scaleManipulatorBy` scales also masses that were added, named points
+   /// and frames, the primary frames of all kinds of joints, springs and dampers, limits of several joints, the
+   /// points of constraints and stopping criteria, and the attachments on its links, whose manipulators go with
+   /// these and keep their own size. False also, with a message, for what is no scale. Without gravity, and
+   /// where drives have neither inertia nor viscous friction, it moves as it did before, by torques that grow
+   /// with the fifth power of the factor and forces with the fourth.
+   bool resizeManipulator(ZqU32 index, ZqReal factor);
+   /// Hangs a manipulator, with all that hangs on it, on a link of another one, by their labels; the offset is
+   /// in the primary frame of the link. What was attached elsewhere moves. Base frames and velocities
+   /// become those that follow. False, with a message and no change, for a label that there is not, a
+   /// manipulator on itself or on what hangs on it, an offset that is not finite, and a chain that gets too
+   /// long.
+   bool attachManipulator(const ZqString& label, const ZqString& carrierLabel,
+                          const ZqString& linkLabel, const ZqCoordinateSystemTransformation& offset,
+                          const ZqString& name);
+   /// Takes a manipulator off its carrier; it stays where it is, with the velocity that it has there, and what
+   /// hangs on it stays on it. False, with a message and no change, when it is not attached or there is none.
+   bool detachManipulator(const ZqString& label);
    /// @}
    /// \name Manipulators that become one, and two again
    /// As those of the system; state and configuration follow.
@@ -276,7 +299,8 @@ public:
    virtual void intersectLineSegment(const ZqLineSegment& segment, ZqSystemPointEvent& event,
                                      ZqSystemActiveState* activeState, ZqU32 level) const;
    /// Scales the lengths of one manipulator, at constant density, and its joint positions and rates
-   /// that are lengths.
+   /// that are lengths, but not what else is on it: `resizeManipulator` does. What is no scale
+   /// (`ZqModelScaling::isScale`) is rejected with a message.
    virtual bool scaleManipulatorBy(ZqU32 index, ZqReal factor);
    /// \name Operations of the system
    /// @{
@@ -384,6 +408,9 @@ private:
    void takeCombinations();
    void follow(const ZqModelEdit& edit);
    void fitJoints(ZqU32 index);
+   bool isScaleOf(ZqU32 index, ZqReal factor, const char* operation) const;
+   void scaleJoints(const ZqModelScaling& scaling);
+   void carryAlong(ZqU32 index);
    void placeReferences();
    void reportOldAttachments() const;
    ZqSystemActiveState& activeStateOr(ZqSystemActiveState* activeState) const;

@@ -4,6 +4,7 @@
 #include "zqManipulator/foundation/xml/ZqXmlReader.h"
 #include "zqManipulator/simulation/attachments/ZqOldManipulatorAttachmentMap.h"
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
+#include "zqManipulator/tools/labels/ZqModelScaling.h"
 
 #include <algorithm>
 #include <unordered_set>
@@ -402,4 +403,25 @@ void ZqManipulatorAttachmentMap::applyToChanges(const ZqModelEdit& edit)
    if (m_lastAttachmentChange != ZqManipulatorAttachmentChange() &&
        !m_lastAttachmentChange.apply(edit))
       m_lastAttachmentChange = ZqManipulatorAttachmentChange();
+}
+
+void ZqManipulatorAttachmentMap::scaleBy(const ZqModelScaling& scaling)
+{
+   if (ZqManipulatorAttachmentNode* carrier = findNode(scaling.manipulator))
+      for (ZqManipulatorAttachmentNode& carried : carrier->m_childNodes)
+         carried.m_offset.scaleTranslationBy(scaling.factor);
+   const auto scale = [&](ZqManipulatorAttachmentChange& change)
+   {
+      if (change.isAttach() && change.baseManipulatorIndex() == scaling.manipulator)
+      {
+         ZqCoordinateSystemTransformation offset = change.offset();
+         offset.scaleTranslationBy(scaling.factor);
+         change.setFromManipulatorAttach(change.manipulatorIndex(), change.baseManipulatorIndex(),
+                                         ZqString(change.baseLinkLabel()), offset,
+                                         ZqString(change.name()));
+      }
+   };
+   scale(m_lastAttachmentChange);
+   for (ZqManipulatorAttachmentChange& change : m_attachmentChangeVector)
+      scale(change);
 }

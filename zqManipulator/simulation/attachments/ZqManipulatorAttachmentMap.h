@@ -5,6 +5,7 @@
 
 class ZqModelEdit;
 class ZqOldManipulatorAttachmentMap;
+struct ZqModelScaling;
 
 /// Which manipulators of a system hang on links of others: a forest, in which a manipulator occurs at
 /// most once. A base node is the root of a tree, and moves by itself. The base frames of all others
@@ -124,6 +125,8 @@ public:
    /// Attachments follow manipulators and links, and so do the records of their changes. What hangs on
    /// something that is gone comes off, and keeps what hangs on it in turn.
    void apply(const ZqModelEdit& edit);
+   /// What is attached to a manipulator that changes its size stays where it is on its links.
+   void scaleBy(const ZqModelScaling& scaling);
 
 private:
    void applyToChanges(const ZqModelEdit& edit);

@@ -10,6 +10,7 @@
 
 class ZqLinkEdit;
 class ZqPositionState;
+struct ZqModelScaling;
 
 /// A function of the joint positions of one manipulator that is zero or more where a position is
 /// allowed: a limit, of one joint or of several.
@@ -31,6 +32,8 @@ public:
                             std::vector<ZqReal>& gradient) const = 0;
    /// Follows the joints that it speaks of. False when one of them is gone, and the constraint with it.
    virtual bool apply(const ZqLinkEdit&) { return true; }
+   /// Follows a change of size of its manipulator. One that depends on angles alone stays as it is.
+   virtual void scaleBy(const ZqModelScaling&) {}
 
    /// Gradients are results, and no part of the value.
    bool operator==(const ZqBaseStateConstraint&) const noexcept { return true; }

@@ -12,6 +12,7 @@ class ZqIndividualManipulator;
 class ZqLinkEdit;
 class ZqManipulatorActiveState;
 class ZqVelocityState;
+struct ZqModelScaling;
 
 /// A relation between the degrees of freedom of one manipulator that holds in both directions, such as
 /// a closed loop of links. Forward dynamics finds forces by which G a + G' v = 0, with v the velocity,
@@ -70,6 +71,9 @@ public:
    /// Follows the links that it speaks of. False when one of them is gone, and the constraint with it.
    /// A constraint that names no link stays as it is.
    virtual bool apply(const ZqLinkEdit&) { return true; }
+   /// Follows a change of size of its manipulator, so that what agreed with it does so still. One that has
+   /// neither lengths nor what depends on them stays as it is.
+   virtual void scaleBy(const ZqModelScaling&) {}
 
    /// Writes the rows of this constraint, from a first row on, into a record that has room for them and
    /// holds zeros there. Position and velocity are those of the active state, whose frames and

@@ -3,6 +3,7 @@
 #include "zqManipulator/foundation/function/ZqLinearMultivariableConstraint.h"
 #include "zqManipulator/state/ZqPositionState.h"
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
+#include "zqManipulator/tools/labels/ZqModelScaling.h"
 
 #include <algorithm>
 #include <limits>
@@ -61,6 +62,18 @@ bool ZqConditionalJointStateConstraint::apply(const ZqLinkEdit& edit)
                                 function->apply([&](ZqU32 index)
                                                 { return movedJoint(edit, index); });
                       });
+}
+
+void ZqConditionalJointStateConstraint::scaleBy(const ZqModelScaling& scaling)
+{
+   for (ZqReal& bound : m_conditionals.values())
+      bound *= scaling.jointFactor(m_index);
+   for (ZqBaseMultivariableConstraint* function : m_constraints.vectorContainer())
+      if (function != nullptr)
+         function->apply(
+            [&](ZqU32 index) {
+               return ZqBaseMultivariableConstraint::Moved{index, scaling.jointFactor(index), 0.0};
+            });
 }
 
 /// The ranges keep their functions when the joint that selects is told by other positions. Where its sense

@@ -37,6 +37,7 @@ public:
    /// Zeros where no constraint is selected.
    void getGradient(const ZqPositionState& position, std::vector<ZqReal>& gradient) const override;
    bool apply(const ZqLinkEdit& edit) override;
+   void scaleBy(const ZqModelScaling& scaling) override;
 
    virtual ZqU32 index() const { return m_index; }
    virtual void setIndex(ZqU32 index) { m_index = index; }

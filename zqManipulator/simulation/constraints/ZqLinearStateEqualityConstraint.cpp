@@ -1,6 +1,7 @@
 #include "zqManipulator/simulation/constraints/ZqLinearStateEqualityConstraint.h"
 
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
+#include "zqManipulator/tools/labels/ZqModelScaling.h"
 
 #include <algorithm>
 
@@ -37,6 +38,16 @@ bool ZqLinearStateEqualityConstraint::apply(const ZqLinkEdit& edit)
          m_weightedSums.values().erase(m_weightedSums.begin() + row);
    }
    return before == 0 || doc() > 0;
+}
+
+void ZqLinearStateEqualityConstraint::scaleBy(const ZqModelScaling& scaling)
+{
+   for (ZqXmlVectorBasicType<ZqReal>& weights : m_jointWeights)
+      for (ZqU32 i = 0; i < weights.size(); ++i)
+         weights[i] /= scaling.jointFactor(i);
+   for (ZqXmlVectorBasicType<ZqReal>& weights : m_baseWeights)
+      for (ZqU32 i = 0; i < std::min(weights.size(), 3U); ++i)
+         weights[i] /= scaling.factor;
 }
 
 /// The sum of w q stays what it was, told by other values of q.

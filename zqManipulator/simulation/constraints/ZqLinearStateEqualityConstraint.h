@@ -46,6 +46,8 @@ public:
                       ZqConstraintKinematics& kinematics) const override;
    /// A sum in which a joint that is gone had weight is no constraint any more.
    bool apply(const ZqLinkEdit& edit) override;
+   /// Weights of velocities that grow become as much smaller.
+   void scaleBy(const ZqModelScaling& scaling) override;
 
    virtual const Weights& jointWeights() const { return m_jointWeights; }
    virtual void setJointWeights(const Weights& weights) { m_jointWeights = weights; }

@@ -2,6 +2,7 @@
 
 #include "zqManipulator/state/ZqPositionState.h"
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
+#include "zqManipulator/tools/labels/ZqModelScaling.h"
 
 template class ZqXmlClass<ZqMultivariableJointStateConstraint, ZqBaseStateConstraint>;
 
@@ -25,4 +26,13 @@ bool ZqMultivariableJointStateConstraint::apply(const ZqLinkEdit& edit)
    ZqBaseMultivariableConstraint* const function = constraint();
    return function == nullptr ||
           function->apply([&](ZqU32 index) { return movedJoint(edit, index); });
+}
+
+void ZqMultivariableJointStateConstraint::scaleBy(const ZqModelScaling& scaling)
+{
+   if (ZqBaseMultivariableConstraint* const function = constraint())
+      function->apply(
+         [&](ZqU32 index) {
+            return ZqBaseMultivariableConstraint::Moved{index, scaling.jointFactor(index), 0.0};
+         });
 }

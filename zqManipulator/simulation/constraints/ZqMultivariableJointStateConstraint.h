@@ -30,6 +30,7 @@ public:
    ZqReal evaluate(const ZqPositionState& position) const override;
    void getGradient(const ZqPositionState& position, std::vector<ZqReal>& gradient) const override;
    bool apply(const ZqLinkEdit& edit) override;
+   void scaleBy(const ZqModelScaling& scaling) override;
 
    /// Null when there is none.
    virtual const ZqBaseMultivariableConstraint* constraint() const

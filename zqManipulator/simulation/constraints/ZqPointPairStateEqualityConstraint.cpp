@@ -1,6 +1,7 @@
 #include "zqManipulator/simulation/constraints/ZqPointPairStateEqualityConstraint.h"
 
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
+#include "zqManipulator/tools/labels/ZqModelScaling.h"
 
 ZqString ZqPointPairStateEqualityConstraint::description() const
 {
@@ -15,4 +16,10 @@ bool ZqPointPairStateEqualityConstraint::apply(const ZqLinkEdit& edit)
    m_firstLinkPoint = edit.restatement(m_firstLinkLabel).T * m_firstLinkPoint;
    m_secondLinkPoint = edit.restatement(m_secondLinkLabel).T * m_secondLinkPoint;
    return firstStays && secondStays;
+}
+
+void ZqPointPairStateEqualityConstraint::scaleBy(const ZqModelScaling& scaling)
+{
+   m_firstLinkPoint = scaling.scaled(m_firstLinkLabel, m_firstLinkPoint);
+   m_secondLinkPoint = scaling.scaled(m_secondLinkLabel, m_secondLinkPoint);
 }

@@ -39,6 +39,7 @@ public:
    virtual const ZqVector& secondLinkPoint() const { return m_secondLinkPoint; }
    virtual void setSecondLinkPoint(const ZqVector& point) { m_secondLinkPoint = point; }
    bool apply(const ZqLinkEdit& edit) override;
+   void scaleBy(const ZqModelScaling& scaling) override;
 
 protected:
    /// The velocity, in the system, of a point in the primary frame of a link per unit rate of a joint

@@ -103,3 +103,10 @@ void ZqStateEqualityConstraintVector::apply(const ZqLinkEdit& edit)
          i);
    }
 }
+
+void ZqStateEqualityConstraintVector::scaleBy(const ZqModelScaling& scaling)
+{
+   for (ZqBaseStateEqualityConstraint* constraint : vectorContainer())
+      if (constraint != nullptr)
+         constraint->scaleBy(scaling);
+}

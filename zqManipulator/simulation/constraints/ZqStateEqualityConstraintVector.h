@@ -76,6 +76,7 @@ public:
    /// Changes the labels of links in each constraint as the edit says. Those that name a link that is
    /// gone are removed, with a message.
    void apply(const ZqLinkEdit& edit);
+   void scaleBy(const ZqModelScaling& scaling);
 
 private:
    mutable ZqUncopied<ZqConstraintKinematics> m_kinematics;

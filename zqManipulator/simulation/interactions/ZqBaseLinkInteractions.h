@@ -10,6 +10,7 @@ class ZqCoordinateSystemTransformation;
 class ZqManipulatorSystem;
 class ZqModelEdit;
 class ZqSystemActiveState;
+struct ZqModelScaling;
 
 /// What acts between links of a scene, of one manipulator or of several.
 class ZqBaseLinkInteractions : public ZqXmlAbstractClass<ZqBaseLinkInteractions, ZqXmlCompoundType>
@@ -48,6 +49,9 @@ public:
    /// Follows the manipulators and links that it speaks of. False when one of them is gone, and the
    /// interaction with it.
    virtual bool apply(const ZqModelEdit&) { return true; }
+   /// Follows a change of size of a manipulator: frames and points on it go with its links. What acts between
+   /// links of it alone grows as its joint springs do; what it shares with others stays as strong.
+   virtual void scaleBy(const ZqModelScaling&) {}
 
 protected:
    /// For setters: what is not finite is rejected with a message that names the operation, and changes

@@ -2,6 +2,7 @@
 
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
+#include "zqManipulator/tools/labels/ZqModelScaling.h"
 
 #include <algorithm>
 #include <cmath>
@@ -226,4 +227,19 @@ void ZqLatchedDoorLinks::setClosedDoorAngleLowerBound(ZqReal angle)
 void ZqLatchedDoorLinks::setClosedDoorAngleUpperBound(ZqReal angle)
 {
    take(m_closedDoorAngleUpperBound, angle, "ZqLatchedDoorLinks::setClosedDoorAngleUpperBound()");
+}
+
+void ZqLatchedDoorLinks::scaleBy(const ZqModelScaling& scaling)
+{
+   if (m_manipulatorId != scaling.manipulator)
+      return;
+   const ZqReal door = scaling.jointFactor(m_doorLinkId);
+   const ZqReal handle = scaling.jointFactor(m_handleLinkId);
+   m_springConstant *= scaling.power(5) / door;
+   m_damperConstant *= scaling.power(5) / door;
+   m_closedDoorAngleLowerBound *= door;
+   m_closedDoorAngleUpperBound *= door;
+   m_unlatchingAngleLowerBound *= handle;
+   m_unlatchingAngleUpperBound *= handle;
+   setMemory({}); // which has the middle of the frame
 }

@@ -90,6 +90,7 @@ public:
    void beginTrial() const override;
    void endTrial() const override;
    bool apply(const ZqModelEdit& edit) override;
+   void scaleBy(const ZqModelScaling& scaling) override;
    virtual void registerLatchTypeEnumerations();
 
    virtual const ZqU32& latchType() const { return m_latchType; }

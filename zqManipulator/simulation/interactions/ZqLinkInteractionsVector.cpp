@@ -65,3 +65,10 @@ void ZqLinkInteractionsVector::apply(const ZqModelEdit& edit)
          i);
    }
 }
+
+void ZqLinkInteractionsVector::scaleBy(const ZqModelScaling& scaling)
+{
+   for (ZqBaseLinkInteractions* interaction : vectorContainer())
+      if (interaction != nullptr)
+         interaction->scaleBy(scaling);
+}

@@ -36,4 +36,5 @@ public:
    /// Those that speak of a manipulator or link that is gone are removed, with a message; the others
    /// follow.
    void apply(const ZqModelEdit& edit);
+   void scaleBy(const ZqModelScaling& scaling);
 };

@@ -1,6 +1,7 @@
 #include "zqManipulator/simulation/interactions/ZqSpringAndDamperBetweenLinks.h"
 
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
+#include "zqManipulator/tools/labels/ZqModelScaling.h"
 
 template class ZqXmlClass<ZqSpringAndDamperBetweenLinks, ZqBaseLinkInteractions>;
 
@@ -27,6 +28,23 @@ bool ZqSpringAndDamperBetweenLinks::apply(const ZqModelEdit& edit)
 {
    return followLink(m_manipulatorOneIndex, m_linkOneIndex, m_frameOffsetOne, edit) &&
           followLink(m_manipulatorTwoIndex, m_linkTwoIndex, m_frameOffsetTwo, edit);
+}
+
+void ZqSpringAndDamperBetweenLinks::scaleBy(const ZqModelScaling& scaling)
+{
+   const bool hasOne = m_manipulatorOneIndex == scaling.manipulator;
+   const bool hasTwo = m_manipulatorTwoIndex == scaling.manipulator;
+   if (hasOne)
+      m_frameOffsetOne.scaleTranslationBy(scaling.factor);
+   if (hasTwo)
+      m_frameOffsetTwo.scaleTranslationBy(scaling.factor);
+   if (!hasOne || !hasTwo)
+      return;
+   m_linearSpringOffset *= scaling.factor;
+   m_linearSpringConstant *= scaling.power(3);
+   m_linearDamperConstant *= scaling.power(3);
+   m_angularSpringConstant *= scaling.power(5);
+   m_angularDamperConstant *= scaling.power(5);
 }
 
 void ZqSpringAndDamperBetweenLinks::setLinearSpringConstant(ZqReal constant)

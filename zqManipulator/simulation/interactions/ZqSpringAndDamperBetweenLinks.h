@@ -65,6 +65,7 @@ public:
    ZqInteractionEnergy energy(ZqSystemActiveState& activeState,
                               const ZqManipulatorSystem& system) const override;
    bool apply(const ZqModelEdit& edit) override;
+   void scaleBy(const ZqModelScaling& scaling) override;
 
    virtual const ZqReal& linearSpringConstant() const { return m_linearSpringConstant; }
    virtual void setLinearSpringConstant(ZqReal constant);

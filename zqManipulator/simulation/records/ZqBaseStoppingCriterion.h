@@ -6,6 +6,7 @@ class ZqLinkEdit;
 class ZqPropagationResultData;
 class ZqStatedSystem;
 class ZqSystemActiveState;
+struct ZqModelScaling;
 
 /// What a manipulator must not come to. It is asked at the end of each step of
 /// `ZqStatedSystem::propagateTo`; a manipulator that has come to it goes back to where the step began.
@@ -22,6 +23,8 @@ public:
                      ZqPropagationResultData& results) const = 0;
    /// Follows the links that it speaks of. False when one of them is gone, and the criterion with it.
    virtual bool apply(const ZqLinkEdit&) { return true; }
+   /// Follows a change of size of its manipulator.
+   virtual void scaleBy(const ZqModelScaling&) {}
 
    bool operator==(const ZqBaseStoppingCriterion&) const noexcept { return true; }
 };

@@ -2,6 +2,7 @@
 
 #include "zqManipulator/foundation/algebra/ZqMath.h"
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
+#include "zqManipulator/tools/labels/ZqModelScaling.h"
 
 template class ZqXmlClass<ZqComPolygonalStoppingCriterion, ZqBaseStoppingCriterion>;
 
@@ -105,4 +106,11 @@ bool ZqComPolygonalStoppingCriterion::apply(const ZqLinkEdit& edit)
       calculatePlanarValues();
    }
    return stays;
+}
+
+void ZqComPolygonalStoppingCriterion::scaleBy(const ZqModelScaling& scaling)
+{
+   for (ZqVector& vertex : m_polygonVertices)
+      vertex = scaling.scaled(m_referenceLinkLabel, vertex);
+   calculatePlanarValues();
 }

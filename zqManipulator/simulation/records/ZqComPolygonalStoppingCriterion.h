@@ -46,6 +46,7 @@ public:
              const ZqReal& time, ZqU32 manipulatorIndex,
              ZqPropagationResultData& results) const override;
    bool apply(const ZqLinkEdit& edit) override;
+   void scaleBy(const ZqModelScaling& scaling) override;
    virtual const ZqXmlVectorVector& polygonVertices() const { return m_polygonVertices; }
    virtual void setPolygonVertices(const ZqXmlVectorVector& vertices);
    virtual const ZqString& referenceLinkLabel() const { return m_referenceLinkLabel; }

@@ -1,6 +1,9 @@
 #include "zqManipulator/simulation/records/ZqDamperProperties.h"
 
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
+#include "zqManipulator/tools/labels/ZqModelScaling.h"
+
+#include <algorithm>
 
 template class ZqXmlClass<ZqDamperProperties>;
 
@@ -29,4 +32,11 @@ void ZqDamperProperties::turnTorque()
 {
    for (ZqReal& weight : m_weightingFactors)
       weight = -weight;
+}
+
+void ZqDamperProperties::scaleBy(const ZqModelScaling& scaling, ZqReal jointFactor)
+{
+   m_damperConstant *= scaling.power(5) / jointFactor;
+   for (ZqU32 i = 0; i < std::min(m_associatedJoints.size(), m_weightingFactors.size()); ++i)
+      m_weightingFactors[i] /= scaling.jointFactor(m_associatedJoints[i]);
 }

@@ -9,6 +9,7 @@ class ZqIndividualManipulator;
 class ZqLinkEdit;
 class ZqManipulatorActiveState;
 class ZqVelocityState;
+struct ZqModelScaling;
 
 /// A damper at a joint, which the velocities of any joints of its manipulator move:
 ///
@@ -54,6 +55,8 @@ public:
                          const ZqManipulatorActiveState& state) const;
    /// Follows the links of the associated joints; a joint that is gone is one no longer.
    void apply(const ZqLinkEdit& edit);
+   /// Follows a change of size of its manipulator; its own joint grows by `jointFactor`.
+   void scaleBy(const ZqModelScaling& scaling, ZqReal jointFactor);
    /// The torque counts in the other sense.
    void turnTorque();
    /// Whether there is no damper.

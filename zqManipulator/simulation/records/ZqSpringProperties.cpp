@@ -1,6 +1,9 @@
 #include "zqManipulator/simulation/records/ZqSpringProperties.h"
 
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
+#include "zqManipulator/tools/labels/ZqModelScaling.h"
+
+#include <algorithm>
 
 template class ZqXmlClass<ZqSpringProperties>;
 
@@ -32,4 +35,13 @@ void ZqSpringProperties::turnTorque()
 {
    for (ZqReal& weight : m_weightingFactors)
       weight = -weight;
+}
+
+void ZqSpringProperties::scaleBy(const ZqModelScaling& scaling, ZqReal jointFactor)
+{
+   m_springConstant *= scaling.power(5) / jointFactor;
+   for (ZqU32 i = 0; i < std::min(m_associatedJoints.size(), m_weightingFactors.size()); ++i)
+      m_weightingFactors[i] /= scaling.jointFactor(m_associatedJoints[i]);
+   for (ZqU32 i = 0; i < std::min(m_associatedJoints.size(), m_springOffsets.size()); ++i)
+      m_springOffsets[i] *= scaling.jointFactor(m_associatedJoints[i]);
 }

@@ -9,6 +9,7 @@ class ZqIndividualManipulator;
 class ZqLinkEdit;
 class ZqManipulatorActiveState;
 class ZqPositionState;
+struct ZqModelScaling;
 
 /// A spring at a joint, which the positions of any joints of its manipulator stretch:
 ///
@@ -72,6 +73,8 @@ public:
    /// @}
    /// Follows the links of the associated joints; a joint that is gone is one no longer.
    void apply(const ZqLinkEdit& edit);
+   /// Follows a change of size of its manipulator; its own joint grows by `jointFactor`.
+   void scaleBy(const ZqModelScaling& scaling, ZqReal jointFactor);
    /// The torque counts in the other sense.
    void turnTorque();
    /// Whether there is no spring.

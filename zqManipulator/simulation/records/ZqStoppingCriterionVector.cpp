@@ -46,3 +46,10 @@ void ZqStoppingCriterionVector::apply(const ZqLinkEdit& edit)
                                   i);
    }
 }
+
+void ZqStoppingCriterionVector::scaleBy(const ZqModelScaling& scaling)
+{
+   for (ZqBaseStoppingCriterion* criterion : vectorContainer())
+      if (criterion != nullptr)
+         criterion->scaleBy(scaling);
+}

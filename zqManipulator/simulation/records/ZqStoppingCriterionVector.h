@@ -23,5 +23,6 @@ public:
    /// Changes the labels of links in each criterion as the edit says. Those that name a link that is
    /// gone are removed, with a message.
    void apply(const ZqLinkEdit& edit);
+   void scaleBy(const ZqModelScaling& scaling);
    bool operator==(const ZqStoppingCriterionVector&) const = default;
 };
