@@ -171,6 +171,67 @@ const Operation operations[]{
        e.edit(i, [&](Manipulator& m)
               { m.transformLinkSubtreeBy(label, zqTest::randomFrame(e.random)); });
     }},
+   {"convertManipulatorToCraigsDhForm",
+    [](Edited& e, ZqU32 i)
+    {
+       ZqStatedSystem result;
+       if (ZqKinematicsConversionTool().convertManipulatorToCraigsDhForm(e.scene, result, i))
+          e.scene = result;
+    }},
+   {"reconfigureForIdentityPrimaryFrames", [](Edited& e, ZqU32 i)
+    { ZqKinematicsConversionTool().reconfigureForIdentityPrimaryFrames(e.scene, i); }},
+   {"recenterJointLimits",
+    [](Edited& e, ZqU32 i)
+    {
+       const std::vector<double> centers(e.at(i).jointDof(), e.random.real(-9.0, 9.0));
+       ZqKinematicsConversionTool().recenterJointLimits(e.scene, i, centers);
+    }},
+   {"reconfigureDhToPrecursor",
+    [](Edited& e, ZqU32 i)
+    {
+       const ZqString label = e.someJoint(i);
+       e.edit(i, [&](Manipulator& m)
+              { ZqKinematicsConversionTool::reconfigureDhToPrecursor(m, label); });
+    }},
+   {"flipJointSign",
+    [](Edited& e, ZqU32 i)
+    {
+       const ZqString label = e.someJoint(i);
+       e.edit(i, [&](Manipulator& m) { ZqKinematicsConversionTool::flipJointSign(m, label); });
+    }},
+   {"add3SagJoints",
+    [](Edited& e, ZqU32 i)
+    {
+       const ZqString label = e.someJoint(i);
+       std::vector<std::string> labels;
+       e.edit(i,
+              [&](Manipulator& m) { ZqKinematicsConversionTool::add3SagJoints(m, label, labels); });
+    }},
+   {"transformPrimaryFrame",
+    [](Edited& e, ZqU32 i)
+    {
+       const ZqString label = e.someLink(i);
+       e.edit(i, [&](Manipulator& m)
+              { m.transformPrimaryFrame(label, zqTest::randomFrame(e.random)); });
+    }},
+   {"simplifyLinkShapesWithCapsules", [](Edited& e, ZqU32 i)
+    { e.edit(i, [](Manipulator& m) { m.simplifyLinkShapesWithCapsules({}); }); }},
+   {"varyModel",
+    [](Edited& e, ZqU32)
+    {
+       ZqLinkPropertyRandomVariation link;
+       link.setLinkKinematicsRandomVariation({0.01, 0.01});
+       ZqMassPropertyRandomVariation mass;
+       mass.setMassRandomVariation(0.01);
+       link.setMassPropertyRandomVariation(mass);
+       ZqSystemRandomVariation system;
+       system.setDefaultLinkPropertyRandomVariation(link);
+       ZqVariationStudy study;
+       study.setSystemRandomVariation(system);
+       ZqStatedSystem varied;
+       if (Zq::varyModel(e.scene, {study, ++e.last, 0}, varied))
+          e.scene = varied;
+    }},
    {"changeLinkLabel",
     [](Edited& e, ZqU32 i) { e.scene.changeLinkLabel(i, e.someLink(i), e.newLabel()); }},
    {"changeLinkLabel to one that is taken",
