@@ -106,6 +106,8 @@ TEST_F(ZqsimEdits, AScaledCarrierTakesAlongWhatItCarries)
    // And back; all of it is found there.
    edit("scale", scratch("big.xml"), "--by .5 --manipulator carrier", "back.xml");
    EXPECT_EQ(framesOf(scratch("back.xml")), before);
+   edit("scale", model("planarTwoLink"), "--by .25", "small.xml");
+   EXPECT_EQ(run("check " + scratch("small.xml")).code, 0);
 }
 
 TEST_F(ZqsimEdits, WhatIsCombinedIsTakenApartFromTheDocument)

@@ -185,7 +185,10 @@ void ZqManipulatorLink::scaleBy(ZqReal scale)
 void ZqManipulatorLink::resize(const ZqModelScaling& scaling)
 {
    for (auto& [name, body] : m_massPropertiesMap.mapContainer())
+   {
       scaleBody(body, scaling.factor);
+      body.makeValid();
+   }
    for (auto& [name, point] : m_namedPoints.mapContainer())
       point *= scaling.factor;
    for (auto& [name, frame] : m_namedFrames.mapContainer())
@@ -200,6 +203,10 @@ void ZqManipulatorLink::resize(const ZqModelScaling& scaling)
       resizeUnion(scaling);
    m_linkKinematicsContainer.resizeBy(scaling.factor);
    scaleContentsBy(scaling.factor);
+   // The least mass stands for none, and does not become less.
+   m_baseMassProperties.makeValid();
+   updateMassProperties();
+   updateDHMassProperties();
    for (ZqManipulatorLink& child : childLinks())
       child.resize(scaling);
 }
