@@ -251,6 +251,8 @@
 #include "zqManipulator/state/ZqVelocityState.h"
 #include "zqManipulator/tools/checks/ZqModelCheck.h"
 #include "zqManipulator/tools/conversion/ZqKinematicsConversionTool.h"
+#include "zqManipulator/tools/difference/ZqModelDifference.h"
+#include "zqManipulator/tools/difference/ZqMotionDifference.h"
 #include "zqManipulator/tools/labels/ZqLabelPool.h"
 #include "zqManipulator/tools/labels/ZqManipulatorLinkIdentifier.h"
 #include "zqManipulator/tools/labels/ZqManipulatorLinkIndex.h"

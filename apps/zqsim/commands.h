@@ -43,6 +43,7 @@ Run check(CLI::App& arguments);
 Run combine(CLI::App& arguments);
 Run convert(CLI::App& arguments);
 Run detach(CLI::App& arguments);
+Run diff(CLI::App& arguments);
 Run distance(CLI::App& arguments);
 Run frames(CLI::App& arguments);
 /// Makes the manual page and the completions of shells. Nobody is shown it.

@@ -24,9 +24,10 @@ struct Command
    const char* description;
    Run (*declare)(CLI::App& arguments);
 };
-constexpr std::array<Command, 15> commands{
+constexpr auto commands = std::to_array<Command>(
    {{"info", "Tell what is in a model: manipulators, links, masses and state", info},
     {"frames", "Compute where the links of a model are", frames},
+    {"diff", "Tell what differs between two models, or whether they move alike", diff},
     {"distance", "Tell how near the links of a model are to each other", distance},
     {"check", "List what was repaired and what is odd in a model", check},
     {"convert", "Read a model and write it anew", convert},
@@ -39,7 +40,7 @@ constexpr std::array<Command, 15> commands{
     {"run", "Simulate a model, step by step", zqsim::run},
     {"vary", "Make models that differ by chance from one", vary},
     {"schema", "Print the XML Schema of models, with what each element means", schema},
-    {"generate", "Make the manual page and the completions of shells", generate}}};
+    {"generate", "Make the manual page and the completions of shells", generate}});
 
 constexpr const char* exitCodes =
    "Exit codes: 0 done, 1 failed at run time, 2 usage, 3 invalid input,\n"

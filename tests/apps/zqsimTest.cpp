@@ -163,6 +163,11 @@ TEST_F(Zqsim, FailuresHaveTheirCodeAndOneLine)
            {"check " + scratch("truncated.xml"), 3, "not well-formed"},
            {"convert " + scratch("truncated.xml") + " " + scratch("new.xml"), 3, "not well-formed"},
            {"convert " + puma + " " + scratch("none/new.xml"), 1, "No such file or directory"},
+           {"diff " + puma + ' ' + scratch("empty.xml"), 3, "empty"},
+           {"diff - -", 2, "one of the models"},
+           {"diff " + puma + ' ' + puma + " --tolerance -1", 2, "--tolerance"},
+           {"diff " + puma + ' ' + puma + " --states 5", 2, "--motion"},
+           {"diff " + puma + ' ' + puma + " --motion --ignore mass", 2, "--motion"},
            {"vary " + puma + " -o " + scratch("new.xml"), 2, "expected --study or one of --sigma"},
            {"vary " + puma + " --sigma-mass -1 -o " + scratch("new.xml"), 2, "--sigma-mass"},
            {"vary " + puma + " --seed -1 --sigma-mass 1 -o " + scratch("new.xml"), 2, "--seed"},
@@ -437,6 +442,33 @@ TEST_F(Zqsim, WarningsSayWhatCheckFinds)
    EXPECT_EQ(run("convert " + broken + " " + scratch("repaired.xml")).err,
              "zqsim: " + found.substr(0, found.find('\n') + 1));
    EXPECT_EQ(runForJson("check " + scratch("repaired.xml"), 5).at("diagnostics").size(), 2U);
+}
+
+TEST_F(Zqsim, DiffTellsWhatDiffersAndHowItMoves)
+{
+   const std::string puma = model("puma560");
+   const std::string other =
+      changed("puma560", {{"<mass>17.4</mass>", "<mass>17.5</mass>"}, {"<time>0", "<time>1"}});
+   const std::string both = puma + ' ' + other;
+   EXPECT_EQ(run("diff " + puma + ' ' + puma).out, "no difference\n");
+   const Result told = run("diff " + both);
+   EXPECT_EQ(told.code, 5);
+   EXPECT_EQ(told.out, "manipulatorSystemContainer/manipulatorSystem/manipulators[puma560]/"
+                       "childLinks[upperArm]/massProperties/mass: 17.4 | 17.5\n"
+                       "state/time: 0 | 1\n2 differences\n");
+   EXPECT_EQ(run("diff - " + other + " --relative 0.01 --ignore time <" + puma).code, 0);
+   const Json limited = runForJson("diff --limit 1 " + both, 5);
+   EXPECT_EQ(limited.at("count"), 2);
+   EXPECT_EQ(limited.at("differences").size(), 1U);
+   EXPECT_EQ(limited.at("differences").at(0).at("b"), "17.5");
+
+   EXPECT_EQ(run("diff --motion " + puma + ' ' + puma).code, 0);
+   const Json motion = runForJson("diff --motion --states 5 --seed 7 " + both, 5);
+   EXPECT_EQ(motion.at("alike"), false);
+   EXPECT_EQ(motion.at("deviations").at(0).at("greatest"), 0.0);
+   EXPECT_EQ(motion.at("deviations").at(2).at("place"), "puma560/upperArm");
+   EXPECT_NEAR(motion.at("deviations").at(2).at("greatest"), 0.1, 1e-14);
+   EXPECT_EQ(run("diff --motion --tolerance 1 " + both).code, 0);
 }
 
 TEST_F(Zqsim, AnOldDocumentIsConverted)

@@ -188,6 +188,8 @@ TEST_P(PersistentObject, EveryComponentCounts)
       ASSERT_TRUE(Zq::fromXml(*components[i], written(*filled[i])));
       EXPECT_TRUE(components[i]->equality(filled[i]));
       EXPECT_FALSE(equal(changed, defaultObject));
+      const ZqModelDifference difference(*defaultObject, *changed);
+      EXPECT_TRUE(difference.isValid() && difference.count() > 0);
    }
 }
 

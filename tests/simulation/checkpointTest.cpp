@@ -1,7 +1,6 @@
 #include "support/bits.h"
-#include "support/contactScene.h"
 #include "support/logCapture.h"
-#include "support/randomManipulators.h"
+#include "support/wholeScene.h"
 #include "support/xmlSamples.h"
 
 #include <gtest/gtest.h>
@@ -176,98 +175,6 @@ TEST(Checkpoint, OfEveryExampleGoesOnToTheSameBits)
 
 // Scenes of all that there is
 
-ZqManipulatorLink randomDrivenLink(RandomValues& random)
-{
-   ZqDenavitHartenberg joint;
-   joint.setJointType(random.index(0, 1));
-   joint.setPrecursor({random.vector(0.3), random.orientation()});
-   ZqMechanicalActuatorComponent train;
-   train.setGearRatio(random.real(2.0, 20.0));
-   train.setInertia(0.001);
-   train.setFrictionCoefficient(0.002);
-   train.setLowerLimit(-0.3);
-   train.setUpperLimit(0.3);
-   train.setStopperZone(0.1);
-   train.setStopperSpringCoefficient(10.0);
-   train.setStaticCoulombFriction(random.index(0, 1) * 0.02);
-   train.setKineticCoulombFrictionPercentage(0.7);
-   train.setStaticCoulombSpringCoefficient(10.0);
-   train.setLimitingVelocityStickRegion(0.3);
-   train.setIsRigid(random.index(0, 2) != 0);
-   train.setJointFlexibilityStiffness(200.0);
-   train.setJointFlexibilityDamping(1.0);
-   train.setBacklash(random.index(0, 1) * 0.01);
-   ZqDcElectricMotor motor;
-   motor.setArmatureInductance(0.01);
-   motor.setArmatureResistance(2.0);
-   motor.setTorqueConstant(0.05);
-   ZqHydraulicCylinder cylinder;
-   cylinder.setFluidBulkModulus(10.0);
-   cylinder.setFluidDensity(2.0);
-   cylinder.setSupplyPressure(1.0);
-   cylinder.setDischargeCoefficient(0.5);
-   cylinder.setFlowAreaGradient(4.0);
-   cylinder.setMaximumValveOpening(0.5);
-   cylinder.setEffectiveArea1(0.02);
-   cylinder.setEffectiveArea2(0.01);
-   cylinder.setFluidVolume1(3.0);
-   cylinder.setFluidVolume2(4.0);
-   const std::array<const ZqBasePowerConverter*, 4> converters{nullptr, &motor, &cylinder, &motor};
-   const ZqBasePowerConverter* const converter = converters[random.index(0, 3)];
-   ZqJointActuator drive;
-   drive.setMechanicalComponent(train);
-   if (converter != nullptr)
-   {
-      std::unique_ptr<ZqBasePowerConverter> strong(
-         dynamic_cast<ZqBasePowerConverter*>(converter->clone()));
-      strong->setMinTorque(-1.0);
-      strong->setMaxTorque(1.0);
-      drive.setPowerConverter(*strong);
-   }
-   const zqTest::SolidBody body = zqTest::solidBox(random.real(0.5, 2.0), {0.05, 0.08, 0.1});
-   ZqManipulatorLink link;
-   link.setLinkKinematics(joint);
-   link.setJointActuator(drive);
-   link.setShape(*body.shape);
-   link.setMassProperties(body.mass);
-   return link;
-}
-
-/// Above the floor, with a loop that can be closed or one that cannot be, and a criterion for its support.
-ZqIndividualManipulator randomArm(RandomValues& random, ZqU32 links)
-{
-   ZqIndividualManipulator arm = zqTest::makeManipulator(
-      zqTest::randomTree(random, links), [&](ZqU32) { return randomDrivenLink(random); });
-   arm.setMassProperties(zqTest::solidBox(5.0, {0.1, 0.1, 0.1}).mass);
-   arm.setIsFixedBase(random.index(0, 1) == 0);
-   ZqStateEqualityConstraintVector constraints;
-   const ZqU32 kind = random.index(0, 3);
-   if (kind == 1)
-   {
-      ZqPointStateEqualityConstraint loop;
-      loop.setFirstLinkLabel("label" + std::to_string(links - 1));
-      loop.setSecondLinkLabel("label0");
-      loop.setFirstLinkPoint(random.vector(0.1));
-      constraints.pushBack(loop);
-   }
-   else if (kind == 2)
-   {
-      ZqLinearStateEqualityConstraint coupling;
-      coupling.setJointWeights({{1.0, -0.5}});
-      coupling.setWeightedSums({0.01});
-      constraints.pushBack(coupling);
-   }
-   arm.setStateEqualityConstraints(constraints);
-   ZqComPolygonalStoppingCriterion support;
-   const ZqReal w = random.real(0.05, 1.0);
-   support.setPolygonVertices({{w, w, 0.0}, {-w, w, 0.0}, {-w, -w, 0.0}, {w, -w, 0.0}});
-   support.setDescriptiveText("left its \"support\" <" + std::to_string(links) + ">");
-   ZqStoppingCriterionVector criteria;
-   criteria.pushBack(support);
-   arm.setStoppingCriteria(criteria);
-   return arm;
-}
-
 struct RandomRun
 {
    explicit RandomRun(ZqU32 seed);
@@ -279,63 +186,7 @@ struct RandomRun
 RandomRun::RandomRun(ZqU32 seed)
 {
    RandomValues random(seed);
-   scene.setGravity({random.real(), random.real(), -9.8});
-   scene.addFloor();
-   const ZqU32 bodies = random.index(1, 4);
-   for (ZqU32 i = 0; i < bodies; ++i)
-   {
-      const ZqReal h = 0.05;
-      const std::array solids{zqTest::solidBox(1.0, {h, h, h}),  zqTest::solidSphere(1.0, h),
-                              zqTest::solidCylinder(1.0, h, h),  zqTest::solidCapsule(1.0, h, h),
-                              zqTest::solidHull(1.0, {h, h, h}), zqTest::meshBox(1.0, {h, h, h})};
-      const ZqVector place(0.08 * i, 0.3 * random.real(), h * random.real(1.0, 1.2));
-      scene.addFree(solids[random.index(0, 5)],
-                    {place, ZqOrientation::exponential(random.vector(0.1))},
-                    {random.vector(), random.vector()});
-   }
-   const ZqU32 links = random.index(2, 6);
-   ZqPositionState position;
-   std::vector<ZqReal> joints(links);
-   for (ZqReal& q : joints)
-      q = random.real(-0.3, 0.3);
-   position.setJointPositions(joints);
-   position.setCoordSysXForm({ZqVector(0.0, 0.0, 0.5), random.orientation()});
-   ZqVelocityState velocity;
-   velocity.setJointVelocities(std::vector<ZqReal>(links, random.real()));
-   const ZqU32 arm = scene.add(randomArm(random, links), position, velocity);
-   // A tool on its last link.
-   if (random.index(0, 1) == 0)
-   {
-      const ZqU32 tool = scene.addFree(zqTest::solidSphere(0.3, 0.1), {});
-      ZqManipulatorSystemConfiguration configuration = scene.system.configuration();
-      ZqManipulatorAttachmentMap map;
-      EXPECT_TRUE(map.attachManipulator(tool, arm, "label" + std::to_string(links - 1),
-                                        ZqVector(0.0, 0.0, 0.2), "tool"));
-      configuration.setAttachmentMap(map);
-      scene.system.setConfiguration(configuration);
-      scene.system.placeAttachedManipulators();
-   }
-   ZqLinkInteractionsVector interactions;
-   interactions.pushBack(zqTest::contactOf(zqTest::ContactMaterial()));
-   ZqSpringAndDamperBetweenLinks spring;
-   spring.setManipulatorTwoIndex(1);
-   spring.setLinkOneIndex(-2);
-   spring.setLinkTwoIndex(-2);
-   spring.setLinearSpringConstant(10.0);
-   spring.setLinearDamperConstant(0.1);
-   interactions.pushBack(spring);
-   ZqLatchedDoorLinks door;
-   door.setManipulatorId(arm);
-   door.setHandleLinkId(1);
-   door.setSpringConstant(5.0);
-   door.setLatchType(random.index(0, 1));
-   door.setUnlatchingAngleLowerBound(random.real(-0.2, 0.0));
-   door.setUnlatchingAngleUpperBound(0.1);
-   door.setClosedDoorAngleLowerBound(-0.05);
-   door.setClosedDoorAngleUpperBound(0.1);
-   interactions.pushBack(door);
-   scene.system.setLinkInteractionsVector(interactions);
-
+   scene = zqTest::wholeScene(random);
    settings.integrator = static_cast<ZqSimulation::Integrator>(seed % 3);
    settings.solver = static_cast<ZqSimulation::Solver>(seed / 3 % 2);
    settings.closesLoops = seed % 5 != 1;
@@ -412,7 +263,7 @@ TEST(Checkpoint, IsRefusedWithTheReason)
                       {"greatestGap", "0 7 1 1", "the greatest gap"},
                       {"greatestDepth", "0 4294967294 99 0 1 1", "the greatest depth"},
                       {"loopStates", "", "states of loops for 0 manipulators"},
-                      {"loopStates", "-1 0 0 0 0 0 0", "no length of time"},
+                      {"loopStates", "-1 0 0 0 0 0 0 0 0", "no length of time"},
                       {"energyBook", "1 2 3", "the energy book is not of 15 finite numbers"},
                       {"interactionMemories", "", "another number of interactions"},
                       {"contactStates", "<x:element/>", "the numbers of a contact do not fit"},
