@@ -101,6 +101,10 @@ public:
       bool computesContact = true;
       /// Whether `energyBook` is kept. Steps are the same with it, and take longer.
       bool booksEnergy = false;
+      /// Whether what is attached acts back: a manipulator and all that hangs on it are solved as one tree. Without
+      /// it what is attached loads its carrier with the mass of its base alone, and does not feel the
+      /// acceleration of its carrier.
+      bool couplesAttachments = true;
    };
 
    /// In J: of the motion of bodies and motors, and of the bodies in gravity, zero at the origin of the
@@ -234,6 +238,24 @@ public:
    ZqGeneralForce externalForce(const Place& place) const;
    /// @}
 
+   /// \name What hangs on what
+   /// Changes between steps. `scene` and `checkpoint` have them.
+   /// @{
+   const ZqManipulatorAttachmentMap& attachments() const;
+   /// Attaches a manipulator, with all that hangs on it, to a link of another one, or moves it there: as it
+   /// stands now, or with an offset in the primary frame of the link. Where it moves otherwise than the link, both
+   /// come to move as one at once, by an impulse between them that keeps their momentum; `energyBook` has what
+   /// that costs with the limits. Without `Settings::couplesAttachments` it takes on the motion of the link,
+   /// which goes on as it was. False, with a message and no change, for a place that there is not, an offset that
+   /// is not finite, where it hangs already, and on what it carries.
+   bool attach(ZqU32 manipulator, const Place& carrier,
+               const std::optional<ZqCoordinateSystemTransformation>& offset = {},
+               const ZqString& name = {});
+   /// Releases a manipulator, which goes on as it moves with all that hangs on it; a fixed base stops where it is.
+   /// False, with a message, when it is not attached.
+   bool detach(ZqU32 manipulator);
+   /// @}
+
    /// \name What follows from the present state
    /// And from what drives it now. Computed when first asked for after a change, at the price of one
    /// evaluation of the accelerations; the steps do not depend on whether it is asked for.
@@ -307,6 +329,10 @@ private:
    struct Solvers;
    struct StepBook;
    struct Member;
+   struct Tree;
+   struct TreeMaker;
+   struct Unit;
+   class PartConstraint;
 
    struct Bare
    {
@@ -317,7 +343,13 @@ private:
    void begin();
    void takeInteractions();
    Member makeMember(ZqU32 index);
+   void takeModel(Member& member) const;
+   static void initializeDrives(const Member& member, ZqManipulatorActiveState& active);
+   void bind(ZqU32 index);
+   void bindAll();
    void listMembers();
+   Unit unitOf(ZqU32 index);
+   void placeActive(const Unit& unit);
    ZqManipulatorActiveState& activeState(ZqU32 index)
    {
       return m_active.manipulatorActiveStateVector()[index];
@@ -342,10 +374,16 @@ private:
    ZqString takeMemories(const ZqSimulationCheckpoint& checkpoint);
 
    // Constraints
-   void beginWithClosedLoops(ZqU32 index);
+   void beginWithClosedLoops();
+   void beginWithClosedLoops(const Unit& unit);
    void setProjectedStep(ZqReal dt);
-   void closeLoops(ZqU32 index);
-   ZqStateEqualityConstraintVector::Gap gapOf(ZqU32 index);
+   void closeAllLoops();
+   void closeLoops(const Unit& unit);
+   ZqStateEqualityConstraintVector::Gap gapOf(const Unit& unit);
+   Place constraintAt(const Unit& unit, ZqU32 constraint) const;
+   ZqString descriptionOf(const Place& constraint) const;
+   Member& ownerOfLoops(ZqU32 index);
+   const Member& ownerOfLoops(ZqU32 index) const;
 
    // Integrators
    struct Scheme;
@@ -362,7 +400,8 @@ private:
    void moveToMiddle(ZqReal dt);
    void moveToEnd(ZqReal dt);
    ZqReal improveEnd(ZqReal dt);
-   Momentum momentum(ZqU32 index);
+   bool keepsMomentum(ZqU32 index) const;
+   Momentum momentum(const Unit& unit);
    void keepMomentum(ZqU32 index, ZqReal dt, bool withPosition);
 
    // Accelerations
@@ -370,10 +409,27 @@ private:
    void computeTrialAccelerations(ZqReal time);
    void takeState();
    void solveAll();
-   void solve(ZqU32 index);
+   void solve(const Unit& unit);
    void findRigidBody(Member& member) const;
    void accelerateRigidBody(ZqU32 index);
    void moveRigidBody(ZqU32 index, ZqReal dt);
+
+   // Attachments
+   void changeAttachments(const ZqManipulatorAttachmentMap& map, ZqU32 manipulator);
+   bool isCarriedBy(ZqU32 manipulator, ZqU32 carrier) const;
+   void strike(Tree& tree, ZqU32 manipulator, const ZqGeneralMotion& excess);
+   void makeTrees();
+   void gatherState(Tree& tree, ZqPositionState& position, ZqVelocityState& velocity) const;
+   void gatherState(Tree& tree);
+   void gatherLoads(Tree& tree);
+   void scatterState(const Tree& tree);
+   void scatterAccelerations(const Tree& tree);
+   void scatterDrives(const Tree& tree);
+   void accelerateBases(Tree& tree);
+   void solve(Tree& tree);
+   void presentTree(Tree& tree);
+   void stopAtLimits(Tree& tree, ZqReal dt);
+   void bookLimits(Tree& tree, ZqReal dt);
 
    // Interactions
    struct Carried;
@@ -409,10 +465,10 @@ private:
    void advanceMotors(ZqU32 index, ZqReal dt);
 
    // Limits
-   void stopAtLimits(ZqU32 index, ZqReal dt);
+   void stopAtLimits(const Unit& unit, ZqReal dt);
    void moveWithinLimits(ZqU32 index, ZqReal dt);
-   bool findJointsAtLimits(ZqU32 index, ZqReal dt);
-   void solveAtLimits(ZqU32 index, ZqReal dt);
+   static bool findJointsAtLimits(const Unit& unit, ZqReal dt);
+   static void solveAtLimits(const Unit& unit, ZqReal dt);
    bool isBeyondALimit(ZqU32 index);
    void noteLimit(ZqU32 manipulator, ZqU32 joint);
 
@@ -426,7 +482,7 @@ private:
    // Energies
    Energy energyOfBody(ZqU32 index, const ZqManipulatorLink& link);
    Energy energyOfMotor(ZqU32 index, ZqU32 jointIndex);
-   ZqReal kineticEnergyAt(ZqU32 index, const ZqVelocityState& velocity);
+   static ZqReal kineticEnergyAt(const Unit& unit, const ZqVelocityState& velocity);
 
    // Books
    void prepareBooks();
@@ -438,7 +494,8 @@ private:
    void openStepBook(ZqU32 index);
    void openBookOfCarried(ZqU32 index);
    ZqReal heldByFollowing(ZqU32 index);
-   void bookLimits(ZqU32 index, ZqReal dt);
+   static void bookLimits(const Unit& unit, const ZqVelocityState& before,
+                          const ZqVelocityState& after, ZqReal dt);
    void noteReturn(ZqU32 index);
    bool takeReached();
    void closeStepBooks(ZqReal dt);
@@ -448,17 +505,18 @@ private:
    ZqEnergyBook::Held heldBetweenInteractions();
    ZqReal heldInTrial();
 
-   const ZqStatedSystem m_scene; ///< as it was at the beginning
+   ZqStatedSystem m_scene; ///< as it was at the beginning, but for attachments
    Settings m_settings;
    ZqManipulatorSystemState m_state;
    ZqManipulatorSystemState m_stateBefore; ///< the present step
    ZqManipulatorSystemState m_stateKept;   ///< with books, what was sent back
    ZqSystemActiveState m_active;
    std::vector<Member> m_members; ///< one a manipulator
+   std::vector<std::unique_ptr<Tree>> m_trees;
    /// \name Indices of members, so that many bodies are not looked at in vain
    /// @{
    std::vector<ZqU32> m_jointed;
-   std::vector<ZqU32> m_constrained; ///< by what the solver heeds
+   std::vector<ZqU32> m_constrained; ///< by what the solver heeds, and solved by themselves
    std::vector<ZqU32> m_watched;     ///< for limits and by criteria
    /// Of which the active state has the accelerations at the end of a step. Of the others, rigid bodies that
    /// no criterion may ask for, it has but gravity.

@@ -18,24 +18,24 @@ ZqReal clipped(ZqReal velocity, ZqReal maxRate)
 } // namespace
 
 /// Finds the accelerations beside joints that the step brings to rest in their limits.
-void ZqSimulation::stopAtLimits(ZqU32 index, ZqReal dt)
+void ZqSimulation::stopAtLimits(const Unit& unit, ZqReal dt)
 {
-   Member& member = m_members[index];
+   Member& member = unit.member;
    std::fill(member.isFree.begin(), member.isFree.end(), true);
    member.isAnyHeld = false;
    if (member.stepBook)
       member.stepBook->freeAccelerations = member.accelerations;
    // To hold one joint may push another into its limit.
-   while (findJointsAtLimits(index, dt))
-      solveAtLimits(index, dt);
+   while (findJointsAtLimits(unit, dt))
+      solveAtLimits(unit, dt);
 }
 
 /// Whether the step would take joints that are free beyond their limits; they are free no more.
-bool ZqSimulation::findJointsAtLimits(ZqU32 index, ZqReal dt)
+bool ZqSimulation::findJointsAtLimits(const Unit& unit, ZqReal dt)
 {
-   Member& member = m_members[index];
-   const auto& positions = m_state.positionStates()[index].jointPositions().values();
-   const auto& velocities = m_state.velocityStates()[index].jointVelocities().values();
+   Member& member = unit.member;
+   const auto& positions = unit.position.jointPositions().values();
+   const auto& velocities = unit.velocity.jointVelocities().values();
    const auto& accelerations = member.accelerations.jointAccelerations().values();
    bool isAnyFound = false;
    for (std::size_t j = 0; j < member.joints.size(); ++j)
@@ -61,22 +61,21 @@ bool ZqSimulation::findJointsAtLimits(ZqU32 index, ZqReal dt)
 
 /// The accelerations with all joints at limits coming to rest. The torques that this needs are the
 /// reactions of the stops.
-void ZqSimulation::solveAtLimits(ZqU32 index, ZqReal dt)
+void ZqSimulation::solveAtLimits(const Unit& unit, ZqReal dt)
 {
-   Member& member = m_members[index];
-   ZqManipulatorActiveState& active = activeState(index);
-   const auto& velocities = m_state.velocityStates()[index].jointVelocities().values();
+   Member& member = unit.member;
+   const auto& velocities = unit.velocity.jointVelocities().values();
    auto& accelerations = member.accelerations.jointAccelerations().values();
    for (std::size_t j = 0; j < member.joints.size(); ++j)
       if (!member.isFree[j])
          accelerations[j] = (member.joints[j].velocityAtLimit - velocities[j]) / dt;
-   member.torqueAtLimits = m_torques[index];
-   member.solvers->crbi.hybridTorqueAcceleration(m_scene, *member.manipulator, member.force,
+   member.torqueAtLimits = unit.torque;
+   member.solvers->crbi.hybridTorqueAcceleration(unit.scene, *member.manipulator, member.force,
                                                  member.isFree, member.torqueAtLimits,
-                                                 member.accelerations, active, true);
+                                                 member.accelerations, unit.active, true);
    // That of a free base comes in the axes of the base.
    member.accelerations.generalAcceleration().transformBy(
-      member.manipulator->dhFrameInSystem(active.activePositionState()).orientation());
+      member.manipulator->dhFrameInSystem(unit.active.activePositionState()).orientation());
 }
 
 /// Moves a manipulator by its accelerations: back to where it was, when that meets a limit that depends
@@ -87,7 +86,8 @@ void ZqSimulation::moveWithinLimits(ZqU32 index, ZqReal dt)
    ZqPositionState& position = m_state.positionStates()[index];
    ZqVelocityState& velocity = m_state.velocityStates()[index];
    manipulator.propagateVelocityState(m_members[index].accelerations, dt, velocity);
-   bookLimits(index, dt);
+   if (m_members[index].tree == nullptr)
+      bookLimits(unitOf(index), m_stateBefore.velocityStates()[index], velocity, dt);
    manipulator.propagateState(velocity, dt, position, m_results[index]);
    if (!m_results[index].hitJointLimit())
       return;
