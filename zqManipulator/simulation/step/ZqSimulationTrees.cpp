@@ -1,4 +1,5 @@
 #include "zqManipulator/dynamics/tools/ZqMotionDerivativeTool.h"
+#include "zqManipulator/simulation/constraints/ZqLinearStateEqualityConstraint.h"
 #include "zqManipulator/simulation/step/ZqSimulationMember.h"
 
 #include <algorithm>
@@ -341,21 +342,27 @@ void ZqSimulation::TreeMaker::addConstraints(ZqU32 index, ZqStateEqualityConstra
    if (own.empty())
       return;
    // Without an owner: the scene has it.
-   std::shared_ptr<const ZqIndividualManipulator> asked(std::shared_ptr<void>(), &manipulator);
+   const std::shared_ptr<const ZqIndividualManipulator> asItIs(std::shared_ptr<void>(),
+                                                               &manipulator);
+   std::shared_ptr<const ZqIndividualManipulator> moving = asItIs;
    if (index > 0 && manipulator.isFixedBase())
    {
       // Its base moves with the carrier.
-      auto moving = std::make_shared<ZqIndividualManipulator>(manipulator.concreteReference());
-      moving->setCoordSysXForm(manipulator.coordSysXForm());
-      moving->setIsFixedBase(false);
-      asked = std::move(moving);
+      auto copy = std::make_shared<ZqIndividualManipulator>(manipulator.concreteReference());
+      copy->setCoordSysXForm(manipulator.coordSysXForm());
+      copy->setIsFixedBase(false);
+      moving = std::move(copy);
    }
    for (ZqU32 k = 0; k < own.size(); ++k)
-      if (own[k] != nullptr)
-      {
-         all.pushBack(PartConstraint(*own[k], asked, part));
-         constraints.emplace_back(part.manipulator, k);
-      }
+   {
+      if (own[k] == nullptr)
+         continue;
+      // Weights of a fixed base have no effect.
+      const bool isOfWeights =
+         dynamic_cast<const ZqLinearStateEqualityConstraint*>(own[k]) != nullptr;
+      all.pushBack(PartConstraint(*own[k], isOfWeights ? asItIs : moving, part));
+      constraints.emplace_back(part.manipulator, k);
+   }
    part.rows = all.doc() - part.firstRow;
 }
 
