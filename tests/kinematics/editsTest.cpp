@@ -1,8 +1,10 @@
 #include "support/logCapture.h"
 #include "support/randomScene.h"
 #include "zqManipulator/contact/exclusion/ZqCollisionExclusionData.h"
+#include "zqManipulator/foundation/function/ZqLinearMultivariableConstraint.h"
 #include "zqManipulator/simulation/attachments/ZqLinkAttachment.h"
 #include "zqManipulator/simulation/constraints/ZqLinearStateEqualityConstraint.h"
+#include "zqManipulator/simulation/constraints/ZqMultivariableJointStateConstraint.h"
 #include "zqManipulator/simulation/constraints/ZqPointStateEqualityConstraint.h"
 #include "zqManipulator/simulation/interactions/ZqLatchedDoorLinks.h"
 #include "zqManipulator/simulation/interactions/ZqSpringAndDamperBetweenLinks.h"
@@ -75,6 +77,7 @@ public:
       { return isGone(ids.first) || isGone(ids.second); };
       std::erase_if(m_attached, eitherIsGone);
       std::erase_if(m_shapes, eitherIsGone);
+      std::erase_if(m_limits, eitherIsGone);
       std::erase_if(m_interactions, eitherIsGone);
       for (auto& excluded : m_excluded)
          std::erase_if(excluded, eitherIsGone);
@@ -208,7 +211,7 @@ private:
    /// Has the scene hold one thing more.
    void hold(ZqU32 i)
    {
-      const ZqU32 kind = m_random.index(0, 9);
+      const ZqU32 kind = m_random.index(0, 10);
       const ZqManipulatorLink& first = someLink(i, true);
       const ZqManipulatorLink& second = someLink(i, true);
       const Pair ids(idOf(first), idOf(second));
@@ -295,7 +298,20 @@ private:
          m_scene.setSollisionExclusionMapForCA(maps[2]);
          m_excluded[k].insert(std::minmax(ids.first, idOf(link)));
       }
-      else if (kind >= 8)
+      else if (kind == 10 && haveJoints)
+      {
+         ZqLinearMultivariableConstraint sum;
+         sum.setCoefficient(first.linkIndex(), 2.0);
+         sum.setCoefficient(second.linkIndex(), 3.0);
+         edit(
+            [&](Manipulator& m)
+            {
+               m.linkByIdentifier(labels[0])->setUpperLimitConstraint(
+                  ZqMultivariableJointStateConstraint(sum));
+            });
+         m_limits[ids.first] = ids.second;
+      }
+      else if (kind == 8 || kind == 9)
          interact(i, first, kind == 8 ? someLink(other, true) : second, kind == 8);
       // Joints have positions to be known by.
       ZqManipulatorSystemState state = m_scene.state();
@@ -401,6 +417,17 @@ private:
          for (ZqU32 k = 0; k < spring.weightingFactors().size(); ++k)
             weights[spring.associatedJoints()[k]] += spring.weightingFactors()[k];
          ASSERT_EQ(weights, expected);
+         const auto limit = m_limits.find(idOf(*a));
+         const auto* own = dynamic_cast<const ZqMultivariableJointStateConstraint*>(
+            a->upperLimitConstraintContainer().topElement());
+         ASSERT_EQ(own != nullptr, limit != m_limits.end());
+         if (own != nullptr)
+         {
+            const auto& sum =
+               dynamic_cast<const ZqLinearMultivariableConstraint&>(*own->constraint());
+            ASSERT_EQ(sum.coefficient(links.at(limit->second).second->linkIndex()), 3.0);
+            ASSERT_EQ(sum.coefficient(a->linkIndex()), limit->first == limit->second ? 3.0 : 2.0);
+         }
          const auto shape = m_shapes.find(idOf(*a));
          ASSERT_EQ(a->referenceLink(),
                    shape == m_shapes.end() ? a : links.at(shape->second).second);
@@ -412,6 +439,7 @@ private:
    Id m_last = 0;
    std::map<Id, Held> m_held; ///< by base
    std::map<Id, Id> m_shapes;
+   std::map<Id, Id> m_limits;   ///< from the link that holds one to the other joint in it
    std::map<Id, Id> m_attached; ///< from base to link
    std::set<Pair> m_excluded[3];
    std::vector<Pair> m_interactions;

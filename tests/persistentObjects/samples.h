@@ -8,6 +8,19 @@
 
 namespace zqTest
 {
+/// Of a user: the library has none.
+class Thermometer : public ZqXmlClass<Thermometer, ZqBaseSensor>
+{
+public:
+   static const ZqToken& classToken()
+   {
+      static const auto& token = *new ZqToken("http://example.org/sensors#thermometer");
+      return token;
+   }
+   static constexpr const char* documentation = "measures a temperature";
+   bool operator==(const Thermometer&) const = default;
+};
+
 /// Fills objects by their lists of members, without a zero, a one or a repeated number, and with no
 /// component of its default. What documents of a class have to be more than that is told for the class.
 class Filler
@@ -224,6 +237,39 @@ private:
       for (int i = 0; i < 2; ++i)
          criteria.pushBack(filled<ZqComPolygonalStoppingCriterion>());
    }
+   template <class A, class B>
+   void fill(ZqXmlPairType<A, B>& pair)
+   {
+      fill(pair.first());
+      fill(pair.second());
+   }
+   void fill(ZqScalarFunctionContainer& container)
+   {
+      container.setTopElement(filled<ZqLinearScalarFunction>());
+   }
+   void fill(ZqMultivariableConstraintContainer& container)
+   {
+      container.setTopElement(filled<ZqLinearMultivariableConstraint>());
+   }
+   void fill(ZqMultivariableConstraintVector& constraints)
+   {
+      for (int i = 0; i < 2; ++i)
+         constraints.pushBack(filled<ZqLinearMultivariableConstraint>());
+   }
+   void fill(ZqStateConstraintContainer& container)
+   {
+      container.setTopElement(filled<ZqConditionalJointStateConstraint>());
+   }
+   void fill(ZqStateConstraintVector& constraints)
+   {
+      constraints.pushBack(filled<ZqMultivariableJointStateConstraint>());
+      constraints.pushBack(filled<ZqConditionalJointStateConstraint>());
+   }
+   void fill(ZqSensorVector& sensors)
+   {
+      Zq::registerClass<Thermometer>();
+      sensors.pushBack(filled<Thermometer>());
+   }
    void fill(ZqLatchedDoorLinks& door)
    {
       fillMembers(door);
@@ -290,6 +336,11 @@ private:
       link.addNamedPoint("tip", {8.25, -8.5, 8.75});
       link.addNamedFrame("flange", filled<ZqCoordinateSystemTransformation>());
       link.setIsConstrained(true);
+      link.setUpperLimitConstraintContainer(filled<ZqStateConstraintContainer>());
+      link.setLowerLimitConstraintContainer(filled<ZqStateConstraintContainer>());
+      Zq::registerClass<Thermometer>();
+      const Thermometer sensor;
+      link.addSensor(&sensor);
    }
    void fill(ZqStateEqualityConstraintVector& constraints)
    {
@@ -308,6 +359,8 @@ private:
       base.setJointActuator({});
       base.setSpringProperties({});
       base.setDamperProperties({});
+      base.setUpperLimitConstraintContainer({});
+      base.setLowerLimitConstraintContainer({});
       manipulator.setFromLink(base);
       manipulator.setManipulatorLabel("left");
       manipulator.setCoordSysXForm(ZqVector(9.25, -9.5, 9.75));
@@ -317,6 +370,7 @@ private:
       auto description = filled<ZqManipulatorReferenceDescription>();
       description.setIsManipulatorReferenced(false);
       manipulator.setManipulatorReferenceDescription(description);
+      manipulator.setStateConstraints(filled<ZqStateConstraintVector>());
       manipulator.setStateEqualityConstraints(filled<ZqStateEqualityConstraintVector>());
       manipulator.setStoppingCriteria(filled<ZqStoppingCriterionVector>());
       manipulator.setDisplayLinkIndices({11, 12});

@@ -1,6 +1,8 @@
 #include "support/logCapture.h"
+#include "zqManipulator/foundation/function/ZqLinearMultivariableConstraint.h"
 #include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
+#include "zqManipulator/simulation/constraints/ZqMultivariableJointStateConstraint.h"
 #include "zqManipulator/simulation/constraints/ZqPointStateEqualityConstraint.h"
 #include "zqManipulator/tools/checks/ZqModelCheck.h"
 
@@ -80,6 +82,25 @@ TEST(ModelCheck, FindsLoopsThatAreOpen)
       "loop-open: manipulator 'm'/stateEqualityConstraintVector: constraint 1 "
       "(pointStateEqualityConstraint between \"arm\" and \"\") is open by 0.5 m in the stored "
       "state\n");
+}
+
+TEST(ModelCheck, FindsLimitsOfSeveralJointsThatDoNotHold)
+{
+   ZqStatedSystem scene = sceneOf(bodyOf(1.0, {}, 1.0));
+   ZqLinearMultivariableConstraint function;
+   function.setConstantTerm(-0.25);
+   function.setCoefficient(3, 1.0);
+   EXPECT_TRUE(scene.editManipulator(0,
+                                     [&](ZqIndividualManipulator& m) {
+                                        m.linkByIndex(0)->setUpperLimitConstraint(
+                                           ZqMultivariableJointStateConstraint(function));
+                                     }));
+   EXPECT_EQ(
+      textsOf(scene),
+      "joint-missing: manipulator 'm'/link 'arm': a limit depends on a joint that the "
+      "manipulator does not have, which has 1\n"
+      "beyond-limit: manipulator 'm'/link 'arm': the joint positions are beyond a limit that "
+      "depends on several: its value is -0.25\n");
 }
 
 TEST(ModelCheck, ASceneIsLookedAtWithoutAWordWhateverItsState)

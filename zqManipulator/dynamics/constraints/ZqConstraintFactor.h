@@ -25,6 +25,7 @@ public:
    /// Factors G. A part of the columns of a Jacobian is judged by the longest row of the whole.
    void factor(const ZqReArray& G, ZqReal longestRow = 0.0);
    ZqU32 rank() const noexcept { return m_Q.rows(); }
+   ZqU32 constraintCount() const noexcept { return m_U.columns(); }
    /// Q, for which the caller finds M^-1 Q^T before the following operations.
    const ZqReArray& basis() const noexcept { return m_Q; }
    /// M^-1 Q^T (n x r).

@@ -5,7 +5,9 @@
 #include "zqManipulator/foundation/geometry/ZqShapeContainer.h"
 #include "zqManipulator/foundation/xml/ZqXmlMapType.h"
 #include "zqManipulator/kinematics/joint/ZqLinkKinematicsContainer.h"
+#include "zqManipulator/simulation/constraints/ZqStateConstraintContainer.h"
 #include "zqManipulator/simulation/records/ZqDamperProperties.h"
+#include "zqManipulator/simulation/records/ZqSensorVector.h"
 #include "zqManipulator/simulation/records/ZqSpringProperties.h"
 #include "zqManipulator/tools/labels/ZqReferenceDescription.h"
 
@@ -94,6 +96,9 @@ protected:
    ZqSpringProperties m_springProperties;
    ZqDamperProperties m_damperProperties;
    ZqLinkShapes m_shapes;
+   ZqStateConstraintContainer m_upperLimitConstraint;
+   ZqStateConstraintContainer m_lowerLimitConstraint;
+   ZqSensorVector m_sensorVector;
 };
 
 /// All of a link that is copied and moved as it is: the contents, the label, which is compared apart,

@@ -31,7 +31,10 @@ ZqManipulatorLink::ZqManipulatorLink()
    m_jointActuator.setManipulatorLink(this);
 }
 
-ZqManipulatorLink::~ZqManipulatorLink() = default;
+ZqManipulatorLink::~ZqManipulatorLink()
+{
+   dropDefaultLimits();
+}
 
 ZqManipulatorLink::ZqManipulatorLink(const ZqManipulatorLink& other)
    : ZqXmlClass(other), ZqLinkPlace(other), ZqLinkValues(other), m_childLinks(other.m_childLinks)
@@ -100,6 +103,7 @@ void ZqManipulatorLink::attachParts() noexcept
 {
    m_referenceLink = this;
    m_jointActuator.setManipulatorLink(this);
+   ZqManipulatorLink::updateDefaultLimitConstraints();
    for (ZqManipulatorLink& child : m_childLinks)
       child.m_parentLink = this;
 }
@@ -198,6 +202,7 @@ void ZqManipulatorLink::registerComponentsForBase()
 void ZqManipulatorLink::setLinkLabel(const ZqString& label)
 {
    m_linkLabel = label;
+   tellSensors();
    labelChanges();
 }
 
@@ -242,6 +247,7 @@ void ZqManipulatorLink::setJointActuator(const ZqJointActuator& actuator)
 {
    m_jointActuator = actuator;
    m_jointActuator.setManipulatorLink(this);
+   updateDefaultLimitConstraints();
    modelChanges();
 }
 
@@ -324,6 +330,8 @@ bool ZqManipulatorLink::mapLinks(LinkPointerVector& links, LinkPointerMap& label
       child.setManipulatorPointer(m_manipulator);
       mapped = child.mapLinks(links, labelToLink) && mapped;
    }
+   tellSensors();
+   updateDefaultLimitConstraints();
    return mapped;
 }
 
@@ -406,6 +414,15 @@ bool ZqManipulatorLink::removeLinkReferences()
 
 void ZqManipulatorLink::apply(const ZqLinkEdit& edit)
 {
+   applyLabels(edit);
+   applyIndices(edit);
+   for (ZqManipulatorLink& child : m_childLinks)
+      child.apply(edit);
+}
+
+/// What this link alone holds by label.
+void ZqManipulatorLink::applyLabels(const ZqLinkEdit& edit)
+{
    m_springProperties.apply(edit);
    m_damperProperties.apply(edit);
    if (m_linkReferenceDescription.isShapeReferenced())
@@ -416,8 +433,13 @@ void ZqManipulatorLink::apply(const ZqLinkEdit& edit)
       else
          m_linkReferenceDescription = ZqLinkReferenceDescription();
    }
-   for (ZqManipulatorLink& child : m_childLinks)
-      child.apply(edit);
+}
+
+/// What this link alone holds by index.
+void ZqManipulatorLink::applyIndices(const ZqLinkEdit& edit)
+{
+   m_upperLimitConstraint.apply(edit);
+   m_lowerLimitConstraint.apply(edit);
 }
 
 /// The link and its subtree belong to no manipulator any more.

@@ -3,6 +3,7 @@
 #include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
 #include "zqManipulator/kinematics/link/ZqLinkContents.h"
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <vector>
@@ -25,6 +26,7 @@ class ZqManipulatorActiveState;
 class ZqManipulatorExternalForce;
 class ZqManipulatorTorque;
 class ZqOldJointActuator;
+class ZqPositionState;
 class ZqStatedSystemStruct;
 
 /// One rigid body of a manipulator, with the joint that connects it to its parent and, by value, its
@@ -79,6 +81,10 @@ public:
                      "damper at the joint"},
          ZqComponent{&This::m_linkReferenceDescription, &ZqManip::ZqLinkReferenceDescriptionToken,
                      "whose shapes the link uses"},
+         ZqOptionalComponent(&This::m_upperLimitConstraint, &ZqManip::ZqUpperLimitConstraintToken,
+                             "upper limit that depends on several joints"),
+         ZqOptionalComponent(&This::m_lowerLimitConstraint, &ZqManip::ZqLowerLimitConstraintToken,
+                             "lower limit that depends on several joints"),
          ZqComponent{&This::m_namedPoints, &ZqManip::ZqNamedPointsToken,
                      "x y z of points (m) by name, in the primary frame"},
          ZqComponent{&This::m_namedFrames, &ZqManip::ZqNamedFramesToken,
@@ -86,17 +92,19 @@ public:
          ZqComponent{&This::m_isConstrained, &ZqManip::ZqIsConstrainedToken,
                      "whether the position of the joint is not free"},
          ZqComponent{&This::m_massPropertiesMap, &ZqManip::ZqMassPropertiesMapToken,
-                     "further masses by name, in the primary frame, which add up"}};
+                     "further masses by name, in the primary frame, which add up"},
+         ZqOptionalComponent(&This::m_sensorVector, &ZqSensorInterface::ZqSensorVectorToken,
+                             "sensors on the link")};
    }
    /// The components of the base of a manipulator, which has no joint to drive or to limit.
    template <class This = ZqManipulatorLink>
    static constexpr auto componentsForBase()
    {
-      // Identifier, joint, children, shape; mass; whose shapes, points, frames; further masses.
+      // Identifier, joint, children, shape; mass; whose shapes, points, frames; further masses, sensors.
       constexpr auto all = components<This>();
-      return std::tuple{std::get<0>(all),  std::get<1>(all),  std::get<2>(all),
-                        std::get<3>(all),  std::get<7>(all),  std::get<10>(all),
-                        std::get<11>(all), std::get<12>(all), std::get<14>(all)};
+      return std::tuple{std::get<0>(all),  std::get<1>(all),  std::get<2>(all),  std::get<3>(all),
+                        std::get<7>(all),  std::get<10>(all), std::get<13>(all), std::get<14>(all),
+                        std::get<16>(all), std::get<17>(all)};
    }
    bool read(ZqXmlReader& reader) override;
    /// Messages about what follows the label name the link.
@@ -489,6 +497,36 @@ public:
    /// Sets a limit of the joint of the first link of the subtree with the label. False when there is
    /// none.
    virtual bool setJointLimit(const ZqString& label, bool isLower, ZqReal value);
+   /// \name Limits as constraints
+   /// Functions of the joint positions that are zero or more within the limit. A link may hold one for each
+   /// limit, which may depend on several joints, by link index; it goes beside the limit that the drive
+   /// has, and follows the joints when the manipulator changes. Without one, that of the drive is answered
+   /// as a `ZqLinearMultivariableConstraint` of this joint, which lives and follows the drive as long as
+   /// the link.
+   /// @{
+   virtual const ZqStateConstraintContainer& upperLimitConstraintContainer() const
+   {
+      return m_upperLimitConstraint;
+   }
+   void setUpperLimitConstraintContainer(const ZqStateConstraintContainer& container);
+   virtual const ZqBaseStateConstraint& upperLimitConstraint() const;
+   virtual void setUpperLimitConstraint(const ZqBaseStateConstraint& constraint);
+   virtual const ZqStateConstraintContainer& lowerLimitConstraintContainer() const
+   {
+      return m_lowerLimitConstraint;
+   }
+   void setLowerLimitConstraintContainer(const ZqStateConstraintContainer& container);
+   virtual const ZqBaseStateConstraint& lowerLimitConstraint() const;
+   virtual void setLowerLimitConstraint(const ZqBaseStateConstraint& constraint);
+   /// Whether the link holds a limit of its own.
+   bool hasLimitConstraint() const
+   {
+      return m_upperLimitConstraint.topElement() != nullptr ||
+             m_lowerLimitConstraint.topElement() != nullptr;
+   }
+   /// Whether a joint position keeps to the limits of the link, of both kinds.
+   bool isWithinLimits(const ZqPositionState& position) const;
+   /// @}
    /// Takes mass, joint, drive, spring and damper, points and frames, and with `withShapes` the shapes,
    /// from another link, for the first link of the subtree with the label. False when there is none.
    virtual bool replaceLinkProperties(const ZqString& label, const ZqManipulatorLink& link,
@@ -512,13 +550,24 @@ public:
    virtual void addNamedFrame(const ZqString& name, const ZqCoordinateSystemTransformation& frame);
    /// @}
 
+   /// \name Sensors
+   /// @{
+   virtual const ZqSensorVector& sensorVector() const { return m_sensorVector; }
+   virtual void setSensorVector(const ZqSensorVector& sensors) { m_sensorVector = sensors; }
+   /// Adds a copy, which is told the label of the link and the index of its manipulator. False for null.
+   virtual bool addSensor(const ZqBaseSensor* sensor);
+   /// @}
+
    virtual bool isConstrained() const { return m_isConstrained; }
    virtual void setIsConstrained(bool constrained) { m_isConstrained = constrained; }
    /// Registers the components that the base of a manipulator has.
    virtual void registerComponentsForBase();
    virtual void updateMassProperties();
-   /// Changes the labels that springs, dampers and references in the subtree hold as an edit of the
-   /// manipulator's links says.
+   /// Has the default limits follow drive and index: to be called when a class that is derived from this one
+   /// has changed these.
+   virtual void updateDefaultLimitConstraints();
+   /// Changes the labels that springs, dampers and references in the subtree hold, and the indices that
+   /// limits hold, as an edit of the manipulator's links says.
    void apply(const ZqLinkEdit& edit);
 
 protected:
@@ -545,7 +594,14 @@ private:
    friend class ZqIndividualManipulator; // numbers the tree
 
    struct OldDrives;
+   struct DefaultLimits;
 
+   void applyLabels(const ZqLinkEdit& edit);
+   void applyIndices(const ZqLinkEdit& edit);
+   void setDefaultLimits(DefaultLimits& limits) const;
+   const DefaultLimits& defaultLimits() const;
+   void dropDefaultLimits() noexcept;
+   void tellSensors();
    void attachParts() noexcept;
    // Tell the manipulator that its maps may not be right any more.
    void lendChildren();
@@ -585,6 +641,8 @@ private:
    ZqIndividualManipulator* m_manipulator = nullptr; ///< not owned
    ZqManipulatorLink* m_referenceLink = this;        ///< not owned
    ChildLinks m_childLinks;
+   /// Owned; null until it is first asked for. Several threads may ask at once.
+   mutable std::atomic<DefaultLimits*> m_defaultLimits = nullptr;
    std::unique_ptr<OldDrives> m_oldDrives; ///< while a document is read that has them
 };
 

@@ -82,6 +82,7 @@ bool ZqManipulatorLink::setJointLimit(const ZqString& label, bool isLower, ZqRea
    if (linkLabel() == label)
    {
       isLower ? m_jointActuator.setLowerLimit(value) : m_jointActuator.setUpperLimit(value);
+      updateDefaultLimitConstraints();
       return true;
    }
    return std::any_of(childLinks().begin(), childLinks().end(),
@@ -136,6 +137,7 @@ void ZqManipulatorLink::scaleIndividualLinkBy(ZqReal scale)
    m_linkKinematicsContainer.scaleBy(scale);
    const ZqReal isLength = m_linkKinematicsContainer.jointParameterScalability();
    m_jointActuator.scaleBy(scale, isLength * scale + (1.0 - isLength));
+   updateDefaultLimitConstraints();
    updateMassProperties();
    updateDHMassProperties();
 }

@@ -188,6 +188,7 @@ bool ZqIndividualManipulator::numberLinks()
 bool ZqIndividualManipulator::mapManipulator(LinkPointerVector& links, LinkPointerMap& labelToLink)
 {
    setManipulatorPointer(this);
+   tellSensors();
    labelToLink.insert_or_assign(linkLabel(), this);
    if (isReference())
    {
@@ -296,6 +297,27 @@ void ZqManipulatorLink::shapesChange() noexcept
    m_manipulator->m_shapesVersion = ZqIndividualManipulator::newVersion();
 }
 
+bool ZqManipulatorLink::addSensor(const ZqBaseSensor* sensor)
+{
+   if (sensor == nullptr)
+      return false;
+   m_sensorVector.pushBack(*sensor);
+   tellSensors();
+   return true;
+}
+
+void ZqManipulatorLink::tellSensors()
+{
+   for (ZqBaseSensor* sensor : m_sensorVector.vectorContainer())
+   {
+      if (sensor == nullptr)
+         continue;
+      sensor->setLinkLabel(m_linkLabel);
+      if (m_manipulator != nullptr)
+         sensor->setManipulatorIndex(m_manipulator->manipulatorIndex());
+   }
+}
+
 void ZqManipulatorLink::labelChanges() noexcept
 {
    if (m_manipulator != nullptr)
@@ -361,15 +383,19 @@ void ZqIndividualManipulator::keepRecord(Record* record)
 
 void ZqIndividualManipulator::apply(const ZqLinkEdit& edit)
 {
+   if (!edit.isIdentity())
+      applyToLinks(edit);
    if (edit.hasLabels())
    {
-      ZqManipulatorLink::apply(edit);
       m_selfCollisionLinkMap.apply(edit);
       m_linkLabelMapping.apply(edit);
       m_stoppingCriteria.apply(edit);
    }
    if (!edit.isIdentity())
+   {
+      m_stateConstraints.apply(edit);
       m_stateEqualityConstraints.apply(edit);
+   }
    for (ZqU32& index : m_displayLinkIndices)
       index = edit.index(index);
    std::erase(m_displayLinkIndices.vectorContainer(), ZqNoLinkIndex);
@@ -379,6 +405,32 @@ void ZqIndividualManipulator::apply(const ZqLinkEdit& edit)
       m_record->edit = m_record->edit.then(edit);
       m_record->labels = linkLabels();
    }
+}
+
+/// The tree is as it is after the edit; the vector of links has as many as there were before. The indices
+/// that a link holds that came with the edit speak of the links as they are now.
+void ZqIndividualManipulator::applyToLinks(const ZqLinkEdit& edit)
+{
+   if (edit.hasLabels())
+      applyLabels(edit);
+   std::vector<bool> wasThere(edit.hasIndices() ? ownLinkCount() : 0);
+   for (ZqU32 i = 0; i < m_linkPointerVector.size(); ++i)
+      if (const ZqU32 place = edit.index(i); place < wasThere.size())
+         wasThere[place] = true;
+   ZqU32 index = 0;
+   const auto applyBelow = [&](const auto& self, ChildLinks& links) -> void
+   {
+      for (ZqManipulatorLink& link : links)
+      {
+         if (edit.hasLabels())
+            link.applyLabels(edit);
+         if (edit.hasIndices() && wasThere[index])
+            link.applyIndices(edit);
+         ++index;
+         self(self, link.m_childLinks);
+      }
+   };
+   applyBelow(applyBelow, m_childLinks);
 }
 
 /// Finds what changed without an operation of the manipulator, by comparing labels, and applies it.
@@ -623,6 +675,20 @@ bool ZqIndividualManipulator::setChildLinkNamedFrames(ZqU32 index, const NamedFr
    return true;
 }
 
+void ZqIndividualManipulator::setManipulatorIndex(ZqU32 index)
+{
+   if (m_manipulatorIndex == index)
+      return;
+   m_manipulatorIndex = index;
+   const auto tell = [](const auto& self, ZqManipulatorLink& link) -> void
+   {
+      link.tellSensors();
+      for (ZqManipulatorLink& child : link.m_childLinks)
+         self(self, child);
+   };
+   tell(tell, *this);
+}
+
 void ZqIndividualManipulator::fitAbsoluteBoundingSphere()
 {
    m_absoluteBoundingSphere.setRadius(upperBoundSubmanipulatorExtentDistance());
@@ -665,6 +731,22 @@ bool ZqIndividualManipulator::getCraigDhParameters(std::vector<ZqReal>& paramete
       allAreCraig = allAreCraig && isCraig;
    }
    return allAreCraig;
+}
+
+bool ZqIndividualManipulator::checkLimitConstraints(const ZqPositionState& position,
+                                                    ZqU32& failedIndex) const
+{
+   const LinkPointerVector& links = linkPointerVector();
+   const auto end =
+      links.begin() + std::min<std::ptrdiff_t>(static_cast<std::ptrdiff_t>(links.size()),
+                                               position.jointPositions().size());
+   const auto failed = std::find_if_not(links.begin(), end,
+                                        [&](const ZqManipulatorLink* link)
+                                        { return link->isWithinLimits(position); });
+   if (failed == end)
+      return true;
+   failedIndex = static_cast<ZqU32>(failed - links.begin());
+   return false;
 }
 
 // References

@@ -65,6 +65,9 @@ public:
             ZqComponent{&This::m_manipulatorReferenceDescription,
                         &ZqManip::ZqManipulatorReferenceDescriptionToken,
                         "whose model the manipulator uses"},
+            ZqOptionalComponent(&This::m_stateConstraints, &ZqManip::ZqStateConstraintVectorToken,
+                                "functions of the joint positions that are zero or more where they "
+                                "are allowed, for a client that keeps to them"),
             ZqComponent{&This::m_stateEqualityConstraints,
                         &ZqManip::ZqStateEqualityConstraintVectorToken,
                         "relations between joints that forward dynamics holds"},
@@ -175,7 +178,9 @@ public:
    /// nothing changes. Joints are moved as far as all records have them.
    /// @{
    /// Moves the joints, and a free base, whose velocity stands in the system frame. A joint that moves
-   /// towards a limit stops at it, which the results tell; one that is beyond it may come back.
+   /// towards a limit stops at it, which the results tell; one that is beyond it may come back. The
+   /// results also tell of a limit that depends on several joints (`ZqManipulatorLink::upperLimitConstraint`)
+   /// of a joint that moves towards it; it stops nothing.
    virtual void propagateState(const ZqVelocityState& velocity, ZqReal dt,
                                ZqPositionState& position, ZqPropagationResultData& results) const;
    /// The same; the results are dropped.
@@ -267,6 +272,16 @@ public:
    /// manipulator and its kind of base; without one, work space is made.
    virtual ZqReal computeKineticEnergy(ZqManipulatorActiveState& activeState,
                                        ZqMassMatrixTool* tool) const;
+   /// False when a link has a limit that a position does not keep to, where it has a number for the joint;
+   /// the index is then that of the first such link, and otherwise stays as it was. A value that is NaN
+   /// keeps to no limit.
+   virtual bool checkLimitConstraints(const ZqPositionState& position, ZqU32& failedIndex) const;
+   /// What a client is to keep to: steps in time heed the limits of links, and not these.
+   virtual const ZqStateConstraintVector& stateConstraints() const { return m_stateConstraints; }
+   virtual void setStateConstraints(const ZqStateConstraintVector& constraints)
+   {
+      m_stateConstraints = constraints;
+   }
    virtual const ZqStateEqualityConstraintVector& stateEqualityConstraints() const
    {
       return m_stateEqualityConstraints;
@@ -352,7 +367,7 @@ public:
    const ZqManipulatorLinkLabelMapping& linkLabelMapping() const { return m_linkLabelMapping; }
    /// The labels, besides its own, that this manipulator keeps in use in its system.
    const std::set<ZqString>& usingManipulatorLabels() const { return m_usingManipulatorLabels; }
-   void setManipulatorIndex(ZqU32 index) { m_manipulatorIndex = index; }
+   void setManipulatorIndex(ZqU32 index);
    /// Computes the base frame of a reference in the active state, from where the reference is placed.
    /// Links of a reference are those of its concrete reference, and would else find the base where that
    /// one is placed. To be called before the first query of a link with an active state that a user has
@@ -431,6 +446,7 @@ private:
    template <class Operation>
    void relabel(const Operation& operation);
    void followUnknownChange();
+   void applyToLinks(const ZqLinkEdit& edit);
    template <class Operation>
    bool insertLinks(ZqU32 at, const Operation& operation);
    ZqU32 ownLinkCount() const { return ZqManipulatorLink::subtreeLinkCount() - 1; }

@@ -68,6 +68,7 @@ void setDrive(const ZqManipulatorLink& link, zqMotion::Joint& joint, ZqMotionPla
       plan.anyDrive = true;
       plan.anyOwnDrive = plan.anyOwnDrive || isOwnDrive(*drive);
    }
+   plan.anyLimitConstraint = plan.anyLimitConstraint || link.hasLimitConstraint();
    plan.anySpringOrDamper = plan.anySpringOrDamper || !link.springProperties().isEmpty() ||
                             !link.damperProperties().isEmpty();
 }

@@ -20,6 +20,26 @@ bool isStep(ZqReal dt, const char* operation)
    return false;
 }
 
+/// Tells whether joints move towards limits that depend on several joints, beyond which the position is.
+void tellOfLimits(const std::vector<ZqManipulatorLink*>& links, std::size_t count,
+                  const ZqReal* rates, const ZqPositionState& position,
+                  ZqPropagationResultData& results)
+{
+   for (std::size_t i = 0; i < count; ++i)
+   {
+      const ZqBaseStateConstraint* const upper =
+         links[i]->upperLimitConstraintContainer().topElement();
+      const ZqBaseStateConstraint* const lower =
+         links[i]->lowerLimitConstraintContainer().topElement();
+      if ((upper != nullptr && rates[i] > 0.0 && upper->evaluate(position) < 0.0) ||
+          (lower != nullptr && rates[i] < 0.0 && lower->evaluate(position) < 0.0))
+      {
+         results.setHitJointLimit(true);
+         results.setLinkIndexAtJointLimit(static_cast<ZqU32>(i));
+      }
+   }
+}
+
 /// What limits the joints of a model without drives, whose links need not be touched then.
 constexpr ZqReal withoutDrive = 1e300;
 } // namespace
@@ -65,6 +85,8 @@ void ZqIndividualManipulator::propagateState(const ZqVelocityState& velocity, Zq
             stopAt(i, lower);
       }
    }
+   if (motionPlan().anyLimitConstraint)
+      tellOfLimits(links, count, rates, position, results);
    if (isFixedBase())
       return;
 

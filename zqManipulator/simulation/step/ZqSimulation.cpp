@@ -88,6 +88,10 @@ void ZqSimulation::takeModel(Member& member) const
                                drive.powerConverterContainer().topElement(), drive.gearRatio(),
                                drive.lowerLimit(), drive.upperLimit(), drive.maxOutputRate(),
                                !drive.isRigid()});
+      for (const ZqStateConstraintContainer* limit :
+           {&link->upperLimitConstraintContainer(), &link->lowerLimitConstraintContainer()})
+         if (limit->topElement() != nullptr)
+            member.limits.push_back({link->linkIndex(), limit->topElement()});
    }
 
    const auto jointCount = static_cast<unsigned>(member.joints.size());
@@ -428,21 +432,12 @@ void ZqSimulation::collectResults()
    for (const ZqU32 i : m_watched)
    {
       Member& member = m_members[i];
-      if (member.isAnyHeld)
-         for (std::size_t j = 0; j < member.joints.size(); ++j)
-            if (!member.isFree[j])
-               noteLimit(i, static_cast<ZqU32>(j));
+      for (const Stop& stop : member.stops)
+         if (stop.isLimit)
+            noteLimit(i, stop.joint);
       ZqPropagationResultData& result = m_results[i];
       if (!result.exceptionOccurred())
          continue;
-      if (result.hitJointLimit())
-      {
-         // A limit that depends on several joints: the manipulator went back to where it was, and
-         // would do so for ever.
-         noteLimit(i, result.linkIndexAtJointLimit());
-         auto& velocities = m_state.velocityStates()[i].jointVelocities().values();
-         std::fill(velocities.begin(), velocities.end(), 0.0);
-      }
       if (result.hitGeneralStoppingCriterion() && !member.hasFiredCriterion)
       {
          member.hasFiredCriterion = true;

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 
 class ZqInteractionState;
@@ -45,8 +46,11 @@ struct ZqContactMemory;
 ///   goes back to where the step began, and keeps its velocity.
 ///
 /// A joint that the step would take beyond a limit is brought to rest in it, and the others accelerate
-/// as they do beside a joint at rest: an inelastic stop. A limit that depends on several joints sends
-/// the manipulator back to where the step began, with all joints at rest.
+/// as they do beside a joint at rest: an inelastic stop. So is a limit that depends on several joints, a
+/// function g of their positions that a link holds: the step ends with no speed beyond it, by the least
+/// change in the metric of the mass matrix, so that motions along the limit go on. All that stop at once push
+/// and do not pull. A limit is looked at where the step would end, with its gradient there. Where a highest
+/// rate is met in such a step, what keeps to it pushes as well.
 ///
 /// A manipulator that is attached loads its carrier with the mass of its base; the motion of its links
 /// does not act back, and it does not feel the acceleration of its carrier. What interactions do to its links
@@ -323,6 +327,8 @@ public:
 
 private:
    struct Joint;
+   struct Limit;
+   struct Stop;
    struct Motion;
    struct Momentum;
    struct RigidBody;
@@ -465,10 +471,16 @@ private:
    void advanceMotors(ZqU32 index, ZqReal dt);
 
    // Limits
-   void stopAtLimits(const Unit& unit, ZqReal dt);
+   static void stopAtLimits(const Unit& unit, ZqReal dt);
    void moveWithinLimits(ZqU32 index, ZqReal dt);
-   static bool findJointsAtLimits(const Unit& unit, ZqReal dt);
-   static void solveAtLimits(const Unit& unit, ZqReal dt);
+   static bool findStops(const Unit& unit, ZqReal dt);
+   static void findJointsAtLimits(const Unit& unit);
+   static void findLimitsOfSeveral(const Unit& unit);
+   static void findHighestRates(const Unit& unit);
+   static void predict(const Unit& unit, ZqReal dt);
+   static std::span<ZqReal> addStop(const Unit& unit, const Stop& stop);
+   static void factorStops(const Unit& unit);
+   static void solveAtStops(const Unit& unit, ZqReal dt);
    bool isBeyondALimit(ZqU32 index);
    void noteLimit(ZqU32 manipulator, ZqU32 joint);
 

@@ -286,7 +286,7 @@ void ZqSimulation::bookLimits(const Unit& unit, const ZqVelocityState& v0,
    if (!member.stepBook)
       return;
    StepBook& book = *member.stepBook;
-   const auto& a = book.freeAccelerations.jointAccelerations().values();
+   const auto& a = member.freeAccelerations.jointAccelerations().values();
    const auto changeOf = [&](std::size_t j)
    {
       const auto place = static_cast<ZqU32>(j);
@@ -301,7 +301,7 @@ void ZqSimulation::bookLimits(const Unit& unit, const ZqVelocityState& v0,
    const ZqGeneralMotion& V0 = v0.generalVelocity();
    const ZqGeneralMotion& V1 = v1.generalVelocity();
    const ZqGeneralMotion change =
-      isFixed ? ZqGeneralMotion() : V1 - (V0 + book.freeAccelerations.generalAcceleration() * dt);
+      isFixed ? ZqGeneralMotion() : V1 - (V0 + member.freeAccelerations.generalAcceleration() * dt);
    const auto energyWith = [&](ZqReal sign)
    {
       ZqVelocityState& velocity = book.scratchVelocity;

@@ -47,9 +47,11 @@ bool ZqSimulation::advance(ZqReal dt)
    for (ZqU32 i = 0; i < m_members.size(); ++i)
       readStart(i);
    bool isDone = (this->*scheme(m_settings.integrator).step)(dt);
+   for (const auto& tree : m_trees)
+      tree->whole.stops.clear();
    for (ZqU32 i = 0; i < m_members.size(); ++i)
    {
-      m_members[i].isAnyHeld = false;
+      m_members[i].stops.clear();
       isDone = isDone && !isBeyondALimit(i);
    }
    if (isDone)

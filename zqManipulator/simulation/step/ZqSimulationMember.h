@@ -1,5 +1,6 @@
 #pragma once
 
+#include "zqManipulator/dynamics/constraints/ZqStopFactor.h"
 #include "zqManipulator/dynamics/motion/ZqArticulatedSweep.h"
 #include "zqManipulator/dynamics/tools/ZqArbiAccelerationTool.h"
 #include "zqManipulator/dynamics/tools/ZqConstraintProjection.h"
@@ -23,8 +24,24 @@ struct ZqSimulation::Joint
    bool isFlexible;
    ZqReal command = 0.0;
    ZqReal torque = 0.0;
-   ZqReal velocityAtLimit = 0.0; ///< while a limit holds it
    bool wasAtLimit = false;
+};
+
+/// A limit that depends on several joints, of one of them.
+struct ZqSimulation::Limit
+{
+   ZqU32 joint;
+   const ZqBaseStateConstraint* constraint;
+   int stops = 0; ///< of the step, one a gradient
+};
+
+/// What a step must not exceed: the speed along a row of `ZqStopFactor` is to be a least one at its end.
+struct ZqSimulation::Stop
+{
+   ZqU32 joint; ///< whose limit it is
+   ZqReal sign; ///< of the only joint in the row; zero where there are several
+   ZqReal least;
+   bool isLimit; ///< and not a highest rate
 };
 
 /// What an integrator moves: joints, then the origin of a free base, then motors; and the turn of the
@@ -79,16 +96,15 @@ struct ZqSimulation::StepBook
    ZqReal externalPower = 0.0;       ///< of the forces that are given (W)
    ZqActuatorState actuatorsKept;
    ZqManipulatorExternalForce
-      interactions;                       ///< if it is carried, less what is passed to its carrier
-   ZqReal interactionPower = 0.0;         ///< of these (W)
-   ZqReal heldBefore = 0.0;               ///< if it is carried, by what follows (J)
-   ZqReal lostAtLimits = 0.0;             ///< J
-   ZqAccelerationState freeAccelerations; ///< without limits
+      interactions;               ///< if it is carried, less what is passed to its carrier
+   ZqReal interactionPower = 0.0; ///< of these (W)
+   ZqReal heldBefore = 0.0;       ///< if it is carried, by what follows (J)
+   ZqReal lostAtLimits = 0.0;     ///< J
    ZqVelocityState scratchVelocity;
    bool hasOwnMotor = false; ///< a flexible drive of an own class
    bool isCarried = false;   ///< it is attached
    bool isLoad = false;      ///< and its carrier is not: its base moves as one with that
-   bool hasReturned = false; ///< by a limit of several joints or a criterion, from
+   bool hasReturned = false; ///< by a criterion, from
    ZqPositionState reachedPosition;
    ZqVelocityState reachedVelocity;
 };
@@ -110,6 +126,11 @@ struct ZqSimulation::Solvers
    ZqCrbiAccelerationTool crbi;
    ZqArbiAccelerationTool arbi;
    ZqConstraintProjection projection;
+   ZqStopFactor stops;
+   ZqConstraintFactor constraintsBesideStops;
+   ZqReArray jacobian;
+   ZqMassMatrixFactor* massMatrix = nullptr; ///< with which the present step stops
+   std::vector<ZqReal> lacking;              ///< speed, one a stop
 };
 
 /// A contact that pushes so hard that the step may be too long for it.
@@ -141,7 +162,6 @@ struct ZqSimulation::Member
    std::optional<RigidBody> rigidBody;
    ZqAccelerationState accelerations;
    ZqAccelerationState gravity;
-   ZqManipulatorTorque torqueAtLimits;
    ZqManipulatorExternalForce externalForce; ///< that is given
    bool isPushed = false;                    ///< by it
    ZqManipulatorExternalForce force;         ///< with that of interactions
@@ -152,8 +172,12 @@ struct ZqSimulation::Member
    bool isConstrained = false;       ///< and the solver heeds it
    bool wasClosed = false;           ///< all loops, at the start or since
    bool isToldOpen = false;          ///< by a message
-   std::vector<bool> isFree;         ///< of the joints, those that no limit holds
-   bool isAnyHeld = false;
+   std::vector<bool> isFree;         ///< of the joints, those that no limit of their drives holds
+   std::vector<Limit> limits;
+   std::vector<Stop> stops;               ///< of the step, each with a row
+   ZqAccelerationState freeAccelerations; ///< without stops
+   std::vector<ZqReal> nextVelocities;    ///< of the joints at the end of the step
+   std::vector<ZqReal> gradient;
    bool hasFiredCriterion = false;
    std::unique_ptr<StepBook> stepBook; ///< null without books
 
@@ -200,6 +224,7 @@ struct ZqSimulation::Tree
    Unit unit();
 
    std::vector<Part> parts; ///< carriers before what they carry
+   std::vector<Place> places; ///< of its joints
    ZqStatedSystem scene;    ///< with nothing but the one manipulator
    ZqManipulatorActiveState active;
    ZqPositionState position;

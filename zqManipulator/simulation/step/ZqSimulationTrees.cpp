@@ -206,7 +206,7 @@ struct ZqSimulation::TreeMaker
    void grow(const ZqManipulatorAttachmentNode& node, ZqU32 part, const ZqManipulatorLink& from,
              const ZqCoordinateSystemTransformation& X, ZqManipulatorLink& to);
    void numberJoints(ZqIndividualManipulator& tree);
-   void coupleSprings(ZqU32 part, ZqIndividualManipulator& tree) const;
+   void connect(ZqU32 part, ZqIndividualManipulator& tree) const;
    void addConstraints(ZqU32 part, ZqStateEqualityConstraintVector& all);
    ZqString newLabel(const ZqString& wanted);
 };
@@ -231,7 +231,7 @@ ZqIndividualManipulator ZqSimulation::TreeMaker::make(const ZqManipulatorAttachm
    ZqStateEqualityConstraintVector all;
    for (ZqU32 part = 0; part < parts.size(); ++part)
    {
-      coupleSprings(part, tree);
+      connect(part, tree);
       if (heedsConstraints)
          addConstraints(part, all);
    }
@@ -313,23 +313,39 @@ void ZqSimulation::TreeMaker::numberJoints(ZqIndividualManipulator& tree)
    }
 }
 
-/// Springs and dampers name the joints that move them.
-void ZqSimulation::TreeMaker::coupleSprings(ZqU32 part, ZqIndividualManipulator& tree) const
+/// Springs and dampers name the joints that move them; limits that depend on several joints have their indices.
+void ZqSimulation::TreeMaker::connect(ZqU32 part, ZqIndividualManipulator& tree) const
 {
-   const auto edit =
+   const std::vector<ZqU32>& joints = parts[part].joints;
+   const auto newLabels =
       ZqLinkEdit::relabelled(manipulators[parts[part].manipulator].concreteReference().linkLabels(),
                              labels[part]);
-   for (const ZqU32 joint : parts[part].joints)
+   // Those of a part come in their order.
+   ZqLinkEdit newIndices;
+   for (ZqU32 j = 0, next = 0; j < joints.size(); next = joints[j++] + 1)
+      if (joints[j] > next)
+         newIndices = newIndices.then(ZqLinkEdit::inserted(next, joints[j] - next));
+   for (const ZqU32 joint : joints)
    {
       ZqManipulatorLink& link = *tree.linkByIndex(joint);
-      ZqSpringProperties spring = link.springProperties();
-      ZqDamperProperties damper = link.damperProperties();
-      if (spring.isEmpty() && damper.isEmpty())
-         continue;
-      spring.apply(edit);
-      damper.apply(edit);
-      link.setSpringProperties(spring);
-      link.setDamperProperties(damper);
+      if (!link.springProperties().isEmpty() || !link.damperProperties().isEmpty())
+      {
+         ZqSpringProperties spring = link.springProperties();
+         ZqDamperProperties damper = link.damperProperties();
+         spring.apply(newLabels);
+         damper.apply(newLabels);
+         link.setSpringProperties(spring);
+         link.setDamperProperties(damper);
+      }
+      if (link.hasLimitConstraint())
+      {
+         ZqStateConstraintContainer upper = link.upperLimitConstraintContainer();
+         ZqStateConstraintContainer lower = link.lowerLimitConstraintContainer();
+         upper.apply(newIndices);
+         lower.apply(newIndices);
+         link.setUpperLimitConstraintContainer(upper);
+         link.setLowerLimitConstraintContainer(lower);
+      }
    }
 }
 
@@ -378,6 +394,10 @@ ZqSimulation::Tree::Tree(std::vector<Part> ofWhat, const ZqIndividualManipulator
                                   }()),
      whole(scene.system().manipulators()[0])
 {
+   places.resize(manipulator.jointDof());
+   for (const Part& part : parts)
+      for (ZqU32 j = 0; j < part.joints.size(); ++j)
+         places[part.joints[j]] = {part.manipulator, j};
 }
 
 ZqSimulation::Unit ZqSimulation::Tree::unit()
@@ -606,14 +626,17 @@ void ZqSimulation::presentTree(Tree& tree)
 void ZqSimulation::stopAtLimits(Tree& tree, ZqReal dt)
 {
    stopAtLimits(tree.unit(), dt);
-   scatterAccelerations(tree);
-   scatterDrives(tree);
    for (const Tree::Part& part : tree.parts)
+      m_members[part.manipulator].stops.clear();
+   if (tree.whole.stops.empty())
+      return;
+   scatterAccelerations(tree);
+   for (const Stop& stop : tree.whole.stops)
    {
-      Member& member = m_members[part.manipulator];
-      member.isAnyHeld = tree.whole.isAnyHeld;
-      for (ZqU32 j = 0; j < part.joints.size(); ++j)
-         member.isFree[j] = tree.whole.isFree[part.joints[j]];
+      const Place& place = tree.places[stop.joint];
+      std::vector<Stop>& stops = m_members[place.manipulator].stops;
+      stops.push_back(stop);
+      stops.back().joint = place.link;
    }
 }
 

@@ -13,8 +13,10 @@
 #include <charconv>
 #include <cmath>
 #include <numbers>
+#include <numeric>
 #include <set>
 #include <utility>
+#include <vector>
 
 namespace
 {
@@ -322,6 +324,35 @@ void checkLimits(Inspection& inspection, ZqU32 index)
    }
 }
 
+/// Limits that depend on several joints.
+void checkLimitsOfSeveral(Inspection& inspection, ZqU32 index)
+{
+   const ZqIndividualManipulator& manipulator = inspection.manipulator(index);
+   const ZqPositionState& position = inspection.state().positionStates()[index];
+   std::vector<ZqU32> joints(manipulator.jointDof());
+   std::iota(joints.begin(), joints.end(), 0);
+   const ZqLinkEdit allOthersGo = ZqLinkEdit::moved(ZqRenumbering::to(joints), {}, ZqBaseLinkIndex);
+   for (const ZqManipulatorLink* link : manipulator.linkPointerVector())
+      for (const ZqStateConstraintContainer* limit :
+           {&link->upperLimitConstraintContainer(), &link->lowerLimitConstraintContainer()})
+      {
+         ZqStateConstraintContainer copy = *limit;
+         if (copy.topElement() == nullptr)
+            continue;
+         if (!copy.topElement()->apply(allOthersGo))
+            inspection.report(Severity::Warning, "joint-missing", pathOf(manipulator, *link),
+                              "a limit depends on a joint that the manipulator does not have, "
+                              "which has " +
+                                 std::to_string(joints.size()));
+         const ZqReal value = limit->topElement()->evaluate(position);
+         if (!(value >= -placeTolerance))
+            inspection.report(Severity::Warning, "beyond-limit", pathOf(manipulator, *link),
+                              "the joint positions are beyond a limit that depends on several: "
+                              "its value is " +
+                                 exact(value));
+      }
+}
+
 void checkFinite(Inspection& inspection, ZqU32 index)
 {
    const ZqIndividualManipulator& manipulator = inspection.manipulator(index);
@@ -531,8 +562,8 @@ void checkSelfCollision(Inspection& inspection, ZqU32 index)
 std::vector<Zq::Diagnostic> Zq::checkModel(const ZqStatedSystem& scene, std::optional<ZqReal> step)
 {
    constexpr std::array checksOfManipulator{
-      checkReference, checkLabels, checkMasses, checkBodies,        checkAngles,
-      checkLimits,    checkFinite, checkLoops,  checkSelfCollision, checkShapes};
+      checkReference,       checkLabels, checkMasses, checkBodies,        checkAngles, checkLimits,
+      checkLimitsOfSeveral, checkFinite, checkLoops,  checkSelfCollision, checkShapes};
    // What the scene answers to questions that it has no answer to is told by what is found.
    const DiagnosticCollector log;
    Inspection inspection(scene);

@@ -1,0 +1,474 @@
+#include "support/logCapture.h"
+#include "support/randomScene.h"
+#include "zqManipulator/dynamics/tools/ZqMassMatrixTool.h"
+#include "zqManipulator/foundation/function/ZqLinearMultivariableConstraint.h"
+#include "zqManipulator/foundation/function/ZqLinearScalarFunction.h"
+#include "zqManipulator/simulation/constraints/ZqConditionalJointStateConstraint.h"
+#include "zqManipulator/simulation/constraints/ZqLinearStateEqualityConstraint.h"
+#include "zqManipulator/simulation/constraints/ZqMultivariableJointStateConstraint.h"
+#include "zqManipulator/simulation/step/ZqSimulation.h"
+#include "zqManipulator/state/ZqJacobianState.h"
+#include "zqManipulator/tools/posture/ZqManipulatorConstraintTool.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+namespace
+{
+using zqTest::LogCapture;
+using zqTest::RandomScene;
+using zqTest::RandomValues;
+using Integrator = ZqSimulation::Integrator;
+using Linear = ZqLinearMultivariableConstraint;
+using OfSeveral = ZqMultivariableJointStateConstraint;
+using Reals = std::vector<ZqReal>;
+
+Linear linear(ZqReal constant, const Reals& coefficients)
+{
+   Linear result;
+   result.setConstantTerm(constant);
+   for (ZqU32 i = 0; i < coefficients.size(); ++i)
+      result.setCoefficient(i, coefficients[i]);
+   return result;
+}
+
+ZqPositionState at(const Reals& q)
+{
+   ZqPositionState position;
+   position.setJointPositions(q);
+   return position;
+}
+
+ZqReal dot(const Reals& a, const Reals& b)
+{
+   return std::inner_product(a.begin(), a.end(), b.begin(), 0.0);
+}
+
+TEST(StateConstraint, ConditionsSelectByUpperBounds)
+{
+   ZqMultivariableConstraintVector functions;
+   for (const ZqReal value : {10.0, 20.0, 30.0})
+      functions.pushBack(linear(value, {1.0, 0.0, 2.0}));
+   struct Case
+   {
+      ZqU32 index;
+      Reals bounds;
+      unsigned functions;
+      Reals q;
+      ZqReal value;
+      Reals gradient;
+   };
+   const Reals own{1.0, 0.0, 2.0}, none{0.0, 0.0, 0.0};
+   const Case cases[]{
+      {1, {-1.0, 1.0, 5.0}, 3, {3.0, -1.0, 0.5}, 14.0, own}, // at a bound
+      {1, {-1.0, 1.0, 5.0}, 3, {3.0, -0.5, 0.5}, 24.0, own},
+      {1, {-1.0, 1.0, 5.0}, 3, {3.0, 5.5, 0.5}, 0.0, none}, // beyond all
+      {1, {-1.0, 1.0, 5.0}, 2, {3.0, 4.0, 0.5}, 0.0, none}, // a bound without a function
+      {1, {-1.0}, 3, {3.0, 0.0, 0.5}, 0.0, none},           // functions without a bound
+      {7, {9.0}, 1, {3.0, 0.0, 0.5}, 0.0, none},            // no such joint
+      {7, {}, 1, {3.0, 0.0, 0.5}, 14.0, own},               // which is not looked at
+      {1, {}, 2, {3.0, 0.0, 0.5}, 0.0, none},
+      {1, {9.0}, 1, {3.0, NAN, 0.5}, 0.0, none},
+      {1, {9.0}, 1, {3.0}, 0.0, {0.0}},
+   };
+   for (const Case& one : cases)
+   {
+      SCOPED_TRACE(&one - cases);
+      ZqConditionalJointStateConstraint constraint;
+      constraint.setIndex(one.index);
+      constraint.setConditionals(one.bounds);
+      ZqMultivariableConstraintVector some = functions;
+      some.resize(one.functions);
+      constraint.setConstraints(some);
+      EXPECT_EQ(constraint.evaluate(at(one.q)), one.value);
+      EXPECT_EQ(constraint.gradient(at(one.q), true), one.gradient);
+   }
+}
+
+TEST(StateConstraint, LinearFunctionsAreSparseAndTheirOwnGradient)
+{
+   RandomValues random(11);
+   for (int i = 0; i < 100; ++i)
+   {
+      Linear function;
+      Reals dense(20), q(20), gradient;
+      for (ZqReal& x : q)
+         x = random.real(-3.0, 3.0);
+      for (int k = 0; k < 8; ++k)
+      {
+         const ZqU32 index = random.index(0, 24);
+         const ZqReal value = random.index(0, 3) == 0 ? 0.0 : random.real(-2.0, 2.0);
+         function.setCoefficient(index, value);
+         if (index < 20)
+            dense[index] = value;
+      }
+      EXPECT_LE(function.indices().size(), 8U);
+      EXPECT_TRUE(std::is_sorted(function.indices().begin(), function.indices().end()));
+      function.getGradient(q, gradient);
+      EXPECT_EQ(gradient, dense);
+      EXPECT_NEAR(function.evaluate(q), dot(dense, q), 1e-13);
+   }
+}
+
+TEST(LimitConstraints, FollowTheDriveOrStandBesideIt)
+{
+   RandomValues random(12);
+   for (int i = 0; i < 50; ++i)
+   {
+      ZqIndividualManipulator arm = zqTest::randomManipulator(random, 4);
+      const ZqU32 j = random.index(0, 3);
+      ZqManipulatorLink& link = *arm.linkByIndex(j);
+      const ZqBaseStateConstraint& upper = link.upperLimitConstraint();
+      EXPECT_TRUE(arm.setJointLimit(link.linkLabel(), false, 2.5));
+      EXPECT_TRUE(arm.setJointLimit(link.linkLabel(), true, -2.0));
+      Reals q(4, 0.0);
+      q[j] = 2.5;
+      EXPECT_EQ(upper.evaluate(at(q)), 0.0);
+      EXPECT_EQ(link.lowerLimitConstraint().evaluate(at(q)), 4.5);
+      ZqU32 failed = 77;
+      EXPECT_TRUE(arm.checkLimitConstraints(at(q), failed) && failed == 77);
+      q[j] = std::nextafter(2.5, 3.0);
+      EXPECT_LT(upper.evaluate(at(q)), 0.0);
+      EXPECT_TRUE(!arm.checkLimitConstraints(at(q), failed) && failed == j);
+
+      // The joint of a link that moves is another one; a copy has its own.
+      ZqManipulatorLink first = zqTest::randomLink(random);
+      first.setLinkLabel("first");
+      ZqManipulatorLink::ChildLinks children{first};
+      for (const ZqManipulatorLink& child : arm.childLinks())
+         children.pushBack(child);
+      arm.setChildLinks(children);
+      q.insert(q.begin(), 0.0);
+      EXPECT_LT(arm.linkByIndex(j + 1)->upperLimitConstraint().evaluate(at(q)), 0.0);
+      ZqIndividualManipulator copy(arm);
+      EXPECT_TRUE(copy.setJointLimit(copy.linkByIndex(j + 1)->linkLabel(), false, 1.5));
+      EXPECT_GT(arm.linkByIndex(j + 1)->upperLimitConstraint().evaluate(at(q)),
+                copy.linkByIndex(j + 1)->upperLimitConstraint().evaluate(at(q)));
+
+      // One of several joints stands instead, and counts in steps only while its joint goes that way.
+      const OfSeveral slanted(linear(0.1, {-1.0, 0.0, -1.0}));
+      arm.linkByIndex(2)->setUpperLimitConstraint(slanted);
+      EXPECT_FALSE(arm == copy);
+      EXPECT_EQ(&arm.linkByIndex(2)->upperLimitConstraint(),
+                arm.linkByIndex(2)->upperLimitConstraintContainer().topElement());
+      for (const ZqReal rate : {1.0, 0.0, -1.0})
+      {
+         ZqVelocityState velocity;
+         velocity.setJointVelocities(Reals{1.0, 0.0, rate, 0.0, 0.0});
+         ZqPositionState position = at(Reals(5, 0.06));
+         ZqPropagationResultData result;
+         arm.propagateState(velocity, 0.0, position, result);
+         EXPECT_EQ(result.hitJointLimit(), rate > 0.0);
+         EXPECT_EQ(position, at(Reals(5, 0.06)));
+      }
+      EXPECT_TRUE(!arm.checkLimitConstraints(at(Reals(5, 0.06)), failed) && failed == 2);
+   }
+}
+
+/// An arm that moves towards limits that depend on several joints.
+struct PressedArm
+{
+   PressedArm(ZqU32 seed, ZqU32 limitCount, bool isFixedBase, bool isLooped)
+      : scene(seed, {zqTest::chain(4), isFixedBase, false, false}), model(scene.manipulator())
+   {
+      RandomValues& random = scene.random;
+      for (ZqU32 j = 0; j < 4; ++j)
+      {
+         model.linkByIndex(j)->setJointActuator({});
+         if (j >= limitCount)
+            continue;
+         Reals c(4);
+         for (ZqReal& x : c)
+            x = random.real(-1.0, 1.0);
+         if (j == 2) // the first once more
+            for (ZqU32 i = 0; i < 4; ++i)
+               c[i] = 3.0 * limits.front().coefficient(i);
+         const ZqReal rate = dot(c, scene.velocity.jointVelocities());
+         for (ZqReal& x : c)
+            x *= rate > 0.0 ? -1.0 : 1.0;
+         limits.push_back(
+            linear((j == 2 ? 0.06 : 0.02) - dot(c, scene.position.jointPositions()), c));
+         model.linkByIndex(j)->setLowerLimitConstraint(OfSeveral(limits.back()));
+      }
+      if (isLooped)
+      {
+         ZqLinearStateEqualityConstraint gear;
+         gear.setJointWeights({Reals{1.0, 0.0, 0.0, 2.0}});
+         gear.setBaseWeights(ZqLinearStateEqualityConstraint::Weights(1));
+         gear.setWeightedSums({0.0});
+         ZqStateEqualityConstraintVector gears;
+         gears.pushBack(gear);
+         model.setStateEqualityConstraints(gears);
+      }
+      system.addManipulator(model, scene.position, scene.velocity); // without gravity
+   }
+   ZqReal least(const ZqManipulatorSystemState& state) const
+   {
+      ZqReal result = 1e300;
+      for (const Linear& limit : limits)
+         result = std::min(result, limit.evaluate(state.positionStates()[0].jointPositions()));
+      return result;
+   }
+
+   RandomScene scene;
+   ZqIndividualManipulator model;
+   std::vector<Linear> limits;
+   ZqStatedSystem system;
+};
+
+TEST(LimitsOfSeveralJoints, StopAlongTheirGradientsAndLetTheRestMove)
+{
+   constexpr Integrator integrators[]{Integrator::SemiImplicitEuler, Integrator::ImplicitMidpoint,
+                                      Integrator::RungeKutta};
+   int touched = 0;
+   for (ZqU32 seed = 0; seed < 48; ++seed)
+   {
+      SCOPED_TRACE(seed);
+      const PressedArm arm(seed, 1 + seed % 4, seed % 2 == 0, seed % 3 == 0);
+      ZqSimulation::Settings settings;
+      settings.integrator = integrators[seed / 4 % 3];
+      settings.booksEnergy = true;
+      ZqSimulation simulation(arm.system, settings);
+      for (int k = 1; k <= 400; ++k)
+      {
+         const Reals before = simulation.state().velocityStates()[0].jointVelocities();
+         const std::size_t hits = simulation.limitHits().size();
+         ASSERT_TRUE(simulation.stepTo(1e-3 * k));
+         ASSERT_GE(arm.least(simulation.state()), -1e-12);
+         const Reals after = simulation.state().velocityStates()[0].jointVelocities();
+         // What a stop takes is along the limit's gradient: most of the motion goes on.
+         if (simulation.limitHits().size() > hits)
+            ++touched;
+         ASSERT_GT(dot(after, after), 1e-6);
+      }
+      const ZqEnergyBook book = simulation.energyBook();
+      EXPECT_GE(book.lost.limits, 0.0);
+      EXPECT_LE(book.held.kinetic, book.heldAtStart.kinetic * (1.0 + 1e-2));
+      EXPECT_LE(std::abs(book.remainder()), 1e-2 * book.heldAtStart.kinetic);
+      EXPECT_FALSE(simulation.limitHits().empty());
+   }
+   EXPECT_GT(touched, 48);
+}
+
+/// Of a user: joint positions within a ball.
+class Ball : public ZqXmlClass<Ball, ZqBaseMultivariableConstraint>
+{
+public:
+   static const ZqToken& classToken()
+   {
+      static const auto& token = *new ZqToken("http://example.org/functions#ball");
+      return token;
+   }
+   static constexpr const char* documentation = "a ball";
+   bool operator==(const Ball&) const = default;
+   ZqReal evaluate(const Reals& q) const override
+   {
+      ZqReal squares = 0.0;
+      for (std::size_t j = 0; j < q.size(); ++j)
+         squares += (q[j] - center[j]) * (q[j] - center[j]);
+      return 0.01 - squares;
+   }
+   void getGradient(const Reals& q, Reals& gradient) const override
+   {
+      gradient.resize(q.size());
+      for (std::size_t j = 0; j < q.size(); ++j)
+         gradient[j] = -2.0 * (q[j] - center[j]);
+   }
+
+   Reals center;
+};
+
+TEST(LimitsOfSeveralJoints, ThatCurveAreKept)
+{
+   for (ZqU32 seed = 0; seed < 12; ++seed)
+   {
+      SCOPED_TRACE(seed);
+      PressedArm arm(seed, 0, seed % 2 == 0, false);
+      Ball ball;
+      ball.center = arm.scene.position.jointPositions();
+      arm.model.linkByIndex(3)->setUpperLimitConstraint(OfSeveral(ball));
+      arm.system.editManipulator(0, [&](ZqIndividualManipulator& m) { m = arm.model; });
+      ZqSimulation simulation(arm.system);
+      ZqReal speed = 0.0;
+      for (int k = 1; k <= 2000; ++k)
+      {
+         ASSERT_TRUE(simulation.stepTo(1e-3 * k));
+         ASSERT_GE(ball.evaluate(simulation.state().positionStates()[0].jointPositions()), -1e-6);
+         const Reals v = simulation.state().velocityStates()[0].jointVelocities();
+         speed = dot(v, v);
+      }
+      EXPECT_EQ(simulation.limitHits().size(), 1U);
+      EXPECT_GT(speed, 1e-3); // it slides on
+   }
+}
+
+/// A step that stops changes velocities by M^-1 C^T p with p >= 0, and leaves no speed along what pushed.
+TEST(LimitsOfSeveralJoints, PushAndDoNotPull)
+{
+   int pushed = 0;
+   for (ZqU32 seed = 100; seed < 160; ++seed)
+   {
+      SCOPED_TRACE(seed);
+      const PressedArm arm(seed, 1 + seed % 3, true, false);
+      ZqStatedSystem free = arm.system;
+      ZqIndividualManipulator unlimited(arm.model);
+      for (ZqU32 j = 0; j < 4; ++j)
+         unlimited.linkByIndex(j)->setLowerLimitConstraintContainer({});
+      free.editManipulator(0, [&](ZqIndividualManipulator& m) { m = unlimited; });
+      constexpr ZqReal dt = 0.2; // across all limits
+      ZqSimulation with(arm.system), without(free);
+      ASSERT_TRUE(with.stepTo(dt) && without.stepTo(dt));
+      ZqReArray change(4, 1);
+      const Reals v = with.state().velocityStates()[0].jointVelocities();
+      for (ZqU32 j = 0; j < 4; ++j)
+         change[j][0] = v[j] - without.state().velocityStates()[0].jointVelocities()[j];
+      ZqManipulatorActiveState active;
+      active.setPositionState(arm.scene.position);
+      active.setVelocityState(arm.scene.velocity);
+      ZqMassMatrixTool tool;
+      tool.setManipulator(&arm.model);
+      const ZqReArray impulse = tool.massMatrix(active, nullptr) * change;
+      // By the limits that have come to rest: p by least squares, of those the first stands for its double.
+      ZqReArray C(0, 4);
+      for (std::size_t k = 0; k < std::min<std::size_t>(arm.limits.size(), 2); ++k)
+      {
+         Reals c;
+         arm.limits[k].getGradient(Reals(4), c);
+         ASSERT_GE(dot(c, v), -1e-12);
+         if (dot(c, v) > 1e-12)
+            continue;
+         C.resize(C.rows() + 1, 4);
+         std::copy(c.begin(), c.end(), C[C.rows() - 1].begin());
+      }
+      if (C.rows() == 0)
+         continue;
+      ZqReArray gram, L, b, p, back;
+      C.multiplyByTranspose(C, gram);
+      C.multiply(impulse, b);
+      gram.choleskyFactor(L);
+      L.choleskySolve(b, p);
+      for (ZqU32 k = 0; k < p.rows(); ++k)
+         EXPECT_GE(p[k][0], -1e-12);
+      C.leftTransposeMultiply(p, back);
+      EXPECT_TRUE(back.approxEq(impulse, 1e-10)) << back << impulse;
+      ++pushed;
+   }
+   EXPECT_GT(pushed, 50);
+}
+
+TEST(JacobianState, KernelIsThatOfTheJacobianWithoutPadding)
+{
+   RandomValues random(13);
+   for (int i = 0; i < 200; ++i)
+   {
+      SCOPED_TRACE(i);
+      const ZqU32 r = random.index(1, 9), c = random.index(1, 9);
+      const ZqU32 rank = random.index(0, std::min(r, c));
+      const auto filled = [&](ZqU32 rows, ZqU32 columns)
+      {
+         ZqReArray A(rows, columns);
+         std::generate_n(A.data(), rows * columns, [&] { return random.real(-1.0, 1.0); });
+         return A;
+      };
+      const ZqReArray J = rank == 0 ? ZqReArray(r, c) : filled(r, rank) * filled(rank, c);
+      ZqJacobianState state;
+      state.setIsSparse(i % 2 == 0);
+      state.setJacobian(filled(c, r)); // of another shape
+      state.nullSpace();
+      state.setJacobian(J);
+      const ZqReArray N = state.nullSpace();
+      ASSERT_EQ(N.rows(), c);
+      ASSERT_EQ(N.columns(), c - rank);
+      ASSERT_TRUE(state.nullSpaceValid());
+      EXPECT_EQ(state.jacobianLU().rows(), std::max(r, c));
+      ZqReArray zero(r, c - rank), gram, L;
+      EXPECT_TRUE((J * N).approxEq(zero, 1e-9));
+      N.leftTransposeMultiply(N, gram);
+      EXPECT_TRUE(gram.choleskyFactor(L)); // of full rank
+   }
+   ZqJacobianState state;
+   const auto expectMessage = [&](const auto& ask, const char* message)
+   {
+      const LogCapture log;
+      ask();
+      EXPECT_EQ(log.text(), message);
+   };
+   expectMessage([&] { EXPECT_EQ(state.nullSpace().rows(), 0U); }, "Jacobian not available.");
+   expectMessage([&] { state.softJacobian(); }, "Soft Jacobian not ready");
+   state.setJacobian(ZqReArray::identity(2));
+   state.setSoftJacobian(ZqReArray::identity(3));
+   expectMessage([&] { EXPECT_EQ(state.nullSpace().columns(), 0U); }, "");
+   state.invalidateAll();
+   expectMessage([&] { EXPECT_EQ(state.jacobian(), ZqReArray::identity(2)); },
+                 "Jacobian not ready");
+   state.jacobianReferenceToSet()[0][0] = NAN;
+   state.calculateNullSpaceAndJacobianLU();
+   EXPECT_FALSE(state.nullSpaceValid());
+}
+
+TEST(ManipulatorConstraintTool, LeadsGroupsOfJointsWithinTheirLimits)
+{
+   RandomValues random(14);
+   ZqStatedSystem system;
+   for (const ZqU32 links : {3U, 2U})
+   {
+      ZqIndividualManipulator manipulator = zqTest::randomManipulator(random, links);
+      manipulator.setManipulatorLabel("m" + std::to_string(links));
+      system.addManipulator(manipulator);
+   }
+   using Tool = ZqManipulatorConstraintTool;
+   Tool tool;
+   EXPECT_TRUE(tool.setToOneGroup(system));
+   ASSERT_EQ(tool.manipulatorConstraints()[0].size(), 5U);
+   for (const ZqReal t : {-0.5, 0.0, 0.25, 1.0, 7.0})
+   {
+      ZqManipulatorSystemState state = system.state();
+      const LogCapture log;
+      EXPECT_TRUE(tool.convert({t}, system, state));
+      EXPECT_EQ(log.size(), 2U); // of the second manipulator
+      for (ZqU32 m = 0; m < 2; ++m)
+         for (ZqU32 j = 0; j < 3 - m; ++j)
+         {
+            const ZqJointActuator& drive =
+               system.system().manipulators()[m].linkByIndex(j)->jointActuator();
+            const ZqReal part = std::clamp(t, 0.0, 1.0);
+            EXPECT_EQ(state.positionStates()[m].jointPositions()[j],
+                      (1.0 - part) * drive.lowerLimit() + part * drive.upperLimit());
+         }
+   }
+
+   const auto tell = [&](const ZqString& label, ZqU32 groups, std::size_t values)
+   {
+      Tool::Group group = tool.manipulatorConstraints()[0];
+      Tool::Element unknown = group[1];
+      unknown.first().second() = label;
+      group.pushBack(unknown);
+      Tool other;
+      other.setManipulatorConstraints(Tool::Groups(groups, group));
+      ZqManipulatorSystemState state = system.state();
+      const LogCapture log;
+      EXPECT_FALSE(other.convert(Reals(values, 0.3), system, state));
+      EXPECT_EQ(state, system.state());
+      return log.messages().back().text;
+   };
+   const ZqString sizes = "ZqManipulatorConstraintTool::convert group size problem.";
+   EXPECT_EQ(tell("label0", 0, 0), sizes);
+   EXPECT_EQ(tell("label0", 2, 1), sizes);
+   EXPECT_EQ(tell("nobody", 1, 1), "ZqManipulatorConstraintTool::convert link not found");
+
+   Tool::Element bare = tool.manipulatorConstraints()[0][0];
+   bare.second().setTopElement(ZqLinearScalarFunction(8.0, 9.0));
+   Tool reset;
+   Tool::Element empty = bare;
+   empty.second().setAndDeleteTopElementPointer(nullptr);
+   reset.setManipulatorConstraints({Tool::Group{bare, empty}});
+   const LogCapture log;
+   EXPECT_TRUE(reset.setConstraintToJointLimit(system));
+   EXPECT_EQ(log.text(),
+             "Bad function type in ZqManipulatorConstraintTool::setConstraintToJointLimit()\n");
+   EXPECT_EQ(reset.manipulatorConstraints()[0][0], tool.manipulatorConstraints()[0][0]);
+}
+} // namespace

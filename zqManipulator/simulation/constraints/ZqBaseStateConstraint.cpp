@@ -1,0 +1,22 @@
+#include "zqManipulator/simulation/constraints/ZqBaseStateConstraint.h"
+
+#include <cmath>
+
+const std::vector<ZqReal>& ZqBaseStateConstraint::gradient(const ZqPositionState& position,
+                                                           bool) const
+{
+   getGradient(position, gradientBuffer());
+   return gradientBuffer();
+}
+
+void ZqBaseStateConstraint::normalizeGradient() const
+{
+   ZqReal squares = 0.0;
+   for (const ZqReal value : gradientBuffer())
+      squares += value * value;
+   if (!(squares > 0.0))
+      return;
+   const ZqReal length = std::sqrt(squares);
+   for (ZqReal& value : gradientBuffer())
+      value /= length;
+}

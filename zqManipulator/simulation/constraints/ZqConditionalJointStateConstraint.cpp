@@ -1,0 +1,59 @@
+#include "zqManipulator/simulation/constraints/ZqConditionalJointStateConstraint.h"
+
+#include "zqManipulator/state/ZqPositionState.h"
+#include "zqManipulator/tools/labels/ZqModelEdit.h"
+
+#include <algorithm>
+
+template class ZqXmlClass<ZqConditionalJointStateConstraint, ZqBaseStateConstraint>;
+
+const ZqBaseMultivariableConstraint*
+ZqConditionalJointStateConstraint::getActiveConstraint(ZqReal x) const
+{
+   const auto& constraints = m_constraints.vectorContainer();
+   for (std::size_t i = 0; i < std::min<std::size_t>(constraints.size(), m_conditionals.size());
+        ++i)
+      if (x <= m_conditionals[i])
+         return constraints[i];
+   return nullptr;
+}
+
+const ZqBaseMultivariableConstraint*
+ZqConditionalJointStateConstraint::constraintAt(const ZqPositionState& position) const
+{
+   if (isUnconditional())
+      return m_constraints.vectorContainer().front();
+   const std::vector<ZqReal>& q = position.jointPositions();
+   return m_index < q.size() ? getActiveConstraint(q[m_index]) : nullptr;
+}
+
+ZqReal ZqConditionalJointStateConstraint::evaluate(const ZqPositionState& position) const
+{
+   const ZqBaseMultivariableConstraint* const function = constraintAt(position);
+   return function != nullptr ? function->evaluate(position.jointPositions()) : 0.0;
+}
+
+void ZqConditionalJointStateConstraint::getGradient(const ZqPositionState& position,
+                                                    std::vector<ZqReal>& gradient) const
+{
+   if (const ZqBaseMultivariableConstraint* const function = constraintAt(position))
+      function->getGradient(position.jointPositions(), gradient);
+   else
+      gradient.assign(position.jointPositions().size(), 0.0);
+}
+
+bool ZqConditionalJointStateConstraint::apply(const ZqLinkEdit& edit)
+{
+   if (!isUnconditional())
+   {
+      m_index = edit.index(m_index);
+      if (m_index == ZqNoLinkIndex)
+         return false;
+   }
+   const auto& constraints = m_constraints.vectorContainer();
+   return std::all_of(constraints.begin(), constraints.end(),
+                      [&](ZqBaseMultivariableConstraint* function) {
+                         return function == nullptr ||
+                                function->apply([&](ZqU32 index) { return edit.index(index); });
+                      });
+}
