@@ -78,7 +78,8 @@ struct Forest
          const ZqString label = link < links.size()
                                    ? links[link]->linkLabel()
                                    : scene.system().manipulators()[carrier].linkLabel();
-         hanging.push_back({i, carrier, label, zqTest::randomFrame(random, random.index(0, 3), 0.5)});
+         hanging.push_back(
+            {i, carrier, label, zqTest::randomFrame(random, random.index(0, 3), 0.5)});
          EXPECT_TRUE(scene.configuration().attachmentMap().attachManipulator(
             i, carrier, label, hanging.back().offset, "held"));
       }
@@ -144,9 +145,8 @@ ZqReal residualOf(ZqSimulation& simulation, const Forest& forest)
          residual = std::max(residual, std::abs(rate));
       }
       for (ZqU32 j = 0; j < manipulator.jointDof(); ++j)
-         residual = std::max(residual,
-                             std::abs(left.jointTorques()[j] -
-                                      states[i].actuatorState().outputTorques()[j]));
+         residual = std::max(residual, std::abs(left.jointTorques()[j] -
+                                                states[i].actuatorState().outputTorques()[j]));
       const ZqGeneralForce needed = left.generalForce() - X.orientation().inverse() * onBase;
       const auto hanging =
          std::find_if(forest.hanging.begin(), forest.hanging.end(),
@@ -170,9 +170,9 @@ ZqReal residualOf(ZqSimulation& simulation, const Forest& forest)
       ZqXmlVectorBasicType<ZqReal> numbers;
       attachment.calculateAcceleration(manipulators[carrier], active[carrier], numbers, 0);
       for (ZqU32 k = 0; k < 6; ++k)
-         residual = std::max(residual,
-                             std::abs(numbers[k] -
-                                      active[i].accelerationState().generalAcceleration()[k]));
+         residual =
+            std::max(residual,
+                     std::abs(numbers[k] - active[i].accelerationState().generalAcceleration()[k]));
    }
    return residual;
 }
@@ -215,6 +215,7 @@ void constrain(Forest& forest)
 TEST(Coupling, FulfilsTheEquationsOfMotionOfEachPart)
 {
    ZqU32 carried = 0;
+   ZqU32 contradictory = 0;
    for (ZqU32 seed = 0; seed < 60; ++seed)
    {
       SCOPED_TRACE(seed);
@@ -243,9 +244,315 @@ TEST(Coupling, FulfilsTheEquationsOfMotionOfEachPart)
             }
          }
          // Forces are of 10 to 1000 N, and mass matrices of a condition of some 1e3.
-         EXPECT_LT(residualOf(simulation, forest), 1e-8) << log.text();
+         // Some ask for more than there is to be moved.
+         if (const ZqReal residual = residualOf(simulation, forest);
+             log.text().find("contradicts others") == std::string::npos)
+            EXPECT_LT(residual, 1e-8);
+         else
+            ++contradictory;
       }
    }
    EXPECT_GT(carried, 100U);
+   EXPECT_LT(contradictory, 3U);
+}
+
+// Against a tree that is built by hand
+
+/// A chain with a second one on its last link, and the same as one manipulator.
+struct Pair
+{
+   explicit Pair(ZqU32 seed)
+      : carrier(seed, {zqTest::chain(3), seed % 2 == 0, true, true}),
+        tool(seed + 1000, {zqTest::chain(3), seed % 3 == 0, true, true}),
+        offset(zqTest::randomFrame(carrier.random, 3, 0.3))
+   {
+      ZqIndividualManipulator model(tool.manipulator());
+      model.appendToAllLabels("t");
+      model.setManipulatorLabel("tool");
+      flex(model, "label1t");
+      ZqIndividualManipulator arm(carrier.manipulator());
+      arm.setManipulatorLabel("arm");
+
+      ZqIndividualManipulator both(arm);
+      ZqManipulatorLink& last = *both.linkByIndex(2);
+      ZqRigidBodyMassProperties load = model.massPropertiesInDHFrame();
+      last.addMassProperties("load", load.transformBy(offset));
+      ZqManipulatorLink child = model.childLinks()[0];
+      ZqLinkKinematicsContainer joint = child.linkKinematicsContainer();
+      joint.transformBy(last.primaryFrame() * offset);
+      child.setLinkKinematicsContainer(joint);
+      last.addChild(child);
+      // Two joints of the one and the other are geared.
+      ZqLinearStateEqualityConstraint gear;
+      gear.setJointWeights({{0.0, 1.0, -0.7}});
+      gear.setBaseWeights({{}});
+      gear.setWeightedSums({0.0});
+      ZqStateEqualityConstraintVector constraints;
+      constraints.pushBack(gear);
+      if (seed % 4 == 1)
+      {
+         model.setStateEqualityConstraints(constraints);
+         gear.setJointWeights({{0.0, 0.0, 0.0, 0.0, 1.0, -0.7}});
+         constraints.clear();
+         constraints.pushBack(gear);
+         both.setStateEqualityConstraints(constraints);
+      }
+      ZqSystemEnvironment environment;
+      environment.setUpGravityVector(carrier.gravity);
+      apart.addManipulator(arm, carrier.position, carrier.velocity);
+      apart.addManipulator(model, tool.position, tool.velocity);
+      EXPECT_TRUE(
+         apart.configuration().attachmentMap().attachManipulator(1, 0, "label2", offset, "held"));
+      apart.placeAttachedManipulators();
+      ZqPositionState position = carrier.position;
+      ZqVelocityState velocity = carrier.velocity;
+      for (ZqU32 j = 0; j < 3; ++j)
+      {
+         position.jointPositions().pushBack(tool.position.jointPositions()[j]);
+         velocity.jointVelocities().pushBack(tool.velocity.jointVelocities()[j]);
+      }
+      one.addManipulator(both, position, velocity);
+      // A few stops on the way.
+      const ZqReal limit = tool.position.jointPositions()[0] + 0.02;
+      EXPECT_TRUE(apart.setJointLimit(1, "label0t", true, limit));
+      EXPECT_TRUE(one.setJointLimit(0, "label0t", true, limit));
+      apart.setEnvironment(environment);
+      one.setEnvironment(environment);
+   }
+   static void flex(ZqIndividualManipulator& model, const ZqString& label)
+   {
+      ZqMechanicalActuatorComponent drive;
+      drive.setGearRatio(10.0);
+      drive.setInertia(0.001);
+      drive.setFrictionCoefficient(0.001);
+      drive.setIsRigid(false);
+      drive.setJointFlexibilityStiffness(200.0);
+      drive.setJointFlexibilityDamping(1.0);
+      ZqJointActuator actuator;
+      actuator.setMechanicalComponent(drive);
+      model.linkByIdentifier(label)->setJointActuator(actuator);
+   }
+
+   RandomScene carrier, tool;
+   ZqCoordinateSystemTransformation offset;
+   ZqStatedSystem apart, one;
+};
+
+TEST(Coupling, MovesAsOneManipulatorThatIsBuiltByHand)
+{
+   std::size_t stops = 0;
+   for (ZqU32 seed = 0; seed < 12; ++seed)
+      for (const Integrator integrator : everyIntegrator)
+      {
+         SCOPED_TRACE(testing::Message() << seed << " by " << static_cast<int>(integrator));
+         const Pair pair(seed);
+         ZqSimulation::Settings settings = couplingSettings(
+            integrator, seed % 4 == 1 || seed % 3 == 0 ? Solver::Crbi : Solver::Arbi);
+         settings.booksEnergy = true;
+         ZqSimulation apart(pair.apart, settings);
+         ZqSimulation one(pair.one, settings);
+         apart.setTorques({0.1, 0.2, 0.3, 0.4, 0.5, 0.6});
+         one.setTorques({0.1, 0.2, 0.3, 0.4, 0.5, 0.6});
+         const ZqGeneralForce force({1.0, 2.0, 3.0}, {0.1, 0.2, 0.3});
+         const ZqManipulatorLink& last = *one.linkAt({0, 2});
+         apart.setExternalForce({1, ZqBaseLinkIndex}, force);
+         one.setExternalForce({0, 2}, last.primaryFrame() * pair.offset * force);
+         for (int k = 1; k <= 100; ++k)
+            ASSERT_TRUE(apart.stepTo(1e-3 * k) && one.stepTo(1e-3 * k));
+         // Rounding, that 100 steps have made more of.
+         constexpr ZqReal tolerance = 1e-9;
+         for (ZqU32 j = 0; j < 6; ++j)
+         {
+            const ZqVelocityState& velocity = apart.state().velocityStates()[j / 3];
+            EXPECT_NEAR(velocity.jointVelocities()[j % 3],
+                        one.state().velocityStates()[0].jointVelocities()[j], tolerance);
+         }
+         EXPECT_TRUE(apart.state().positionStates()[0].coordSysXForm().approxEq(
+            one.state().positionStates()[0].coordSysXForm(), tolerance));
+         EXPECT_EQ(apart.substitutedSteps(), one.substitutedSteps());
+         EXPECT_EQ(apart.limitHits().size(), one.limitHits().size());
+         stops += one.limitHits().size();
+         const ZqEnergyBook ofApart = apart.energyBook();
+         const ZqEnergyBook ofOne = one.energyBook();
+         std::vector<ZqReal> parts;
+         ZqEnergyBook::forEachPart(ofOne, [&](const char*, ZqReal part) { parts.push_back(part); });
+         std::size_t next = 0;
+         ZqEnergyBook::forEachPart(ofApart, [&](const char* name, ZqReal part)
+                                   { EXPECT_NEAR(part, parts[next++], 1e-7) << name; });
+         EXPECT_EQ(ofApart.work.carriers, 0.0);
+      }
+   EXPECT_GT(stops, 5U);
+}
+
+// Attaching and releasing on the way
+
+/// Free chains, without gravity and without anything that loses energy.
+ZqStatedSystem freeChains(ZqU32 seed)
+{
+   ZqStatedSystem scene;
+   for (ZqU32 i = 0; i < 3; ++i)
+   {
+      RandomScene one(10 * seed + i, {zqTest::chain(i), false, false, false});
+      ZqIndividualManipulator model(one.manipulator());
+      model.setManipulatorLabel("m" + std::to_string(i));
+      scene.addManipulator(model, one.position, one.velocity);
+   }
+   ZqSystemEnvironment environment;
+   environment.setUpGravityVector({});
+   scene.setEnvironment(environment);
+   return scene;
+}
+
+/// The active states of all, in a state.
+std::vector<ZqManipulatorActiveState> activeStatesOf(const ZqManipulatorSystemState& state)
+{
+   std::vector<ZqManipulatorActiveState> result(state.positionStates().size());
+   for (ZqU32 i = 0; i < result.size(); ++i)
+   {
+      result[i].setPositionState(state.positionStates()[i]);
+      result[i].setVelocityState(state.velocityStates()[i]);
+   }
+   return result;
+}
+
+/// Of all bodies, about the origin of the system.
+ZqGeneralForce totalMomentum(const ZqSimulation& simulation)
+{
+   ZqGeneralForce sum;
+   auto states = activeStatesOf(simulation.state());
+   for (ZqU32 i = 0; i < states.size(); ++i)
+      for (const ZqManipulatorLink* link :
+           zqTest::inPreorder(simulation.system().manipulators()[i]))
+         sum +=
+            link->dhFrameInSystem(states[i].activePositionState()) *
+            link->massPropertiesInDHFrame().calculateForce(link->dhFrameVelocityInLocal(states[i]));
+   return sum;
+}
+
+void expectSameMomentum(const ZqGeneralForce& one, const ZqGeneralForce& other, ZqReal tolerance)
+{
+   for (ZqU32 k = 0; k < 6; ++k)
+      EXPECT_NEAR(one[k], other[k], tolerance) << k;
+}
+
+/// Of bodies and motors, with the difference of two velocities.
+ZqReal kineticEnergyOfChange(const ZqStatedSystem& scene, const ZqManipulatorSystemState& before,
+                             const ZqManipulatorSystemState& after)
+{
+   ZqManipulatorSystemState change = after;
+   for (ZqU32 i = 0; i < change.velocityStates().size(); ++i)
+   {
+      ZqVelocityState& velocity = change.velocityStates()[i];
+      velocity.setGeneralVelocity(velocity.generalVelocity() -
+                                  before.velocityStates()[i].generalVelocity());
+      for (ZqU32 j = 0; j < velocity.jointVelocities().size(); ++j)
+         velocity.jointVelocities()[j] -= before.velocityStates()[i].jointVelocities()[j];
+   }
+   ZqStatedSystem changing(scene);
+   changing.setState(change);
+   return ZqSimulation(changing).energy().kinetic;
+}
+
+TEST(Coupling, AttachingAndReleasingKeepMomentum)
+{
+   for (ZqU32 seed = 0; seed < 8; ++seed)
+   {
+      SCOPED_TRACE(seed);
+      ZqSimulation::Settings settings = couplingSettings(Integrator::ImplicitMidpoint);
+      settings.booksEnergy = true;
+      const ZqStatedSystem scene = freeChains(seed);
+      ZqSimulation simulation(scene, settings);
+      const ZqGeneralForce momentum = totalMomentum(simulation);
+      int steps = 0;
+      const auto go = [&]
+      {
+         for (int k = 0; k < 20; ++k)
+            ASSERT_TRUE(simulation.stepTo(1e-3 * ++steps));
+         expectSameMomentum(totalMomentum(simulation), momentum, 1e-9);
+         EXPECT_NEAR(simulation.energyBook().remainder(), 0.0, 1e-6);
+      };
+      go();
+      // Whatever is attached has its velocities changed by the least.
+      const auto attach = [&](ZqU32 manipulator, const ZqSimulation::Place& carrier)
+      {
+         const ZqManipulatorSystemState before = simulation.state();
+         const ZqReal energy = simulation.energy().kinetic;
+         ASSERT_TRUE(simulation.attach(manipulator, carrier));
+         const ZqReal lost = energy - simulation.energy().kinetic;
+         EXPECT_GT(lost, 1e-3);
+         EXPECT_NEAR(kineticEnergyOfChange(scene, before, simulation.state()), lost, 1e-9);
+         for (ZqU32 i = 0; i < 3; ++i)
+            EXPECT_TRUE(
+               simulation.state().positionStates()[i].approxEq(before.positionStates()[i], 1e-12));
+      };
+      attach(1, {2, 0});
+      go();
+      attach(0, {1, 0});
+      go();
+      const ZqManipulatorSystemState before = simulation.state();
+      ASSERT_TRUE(simulation.detach(1));
+      EXPECT_EQ(kineticEnergyOfChange(scene, before, simulation.state()), 0.0);
+      go();
+      EXPECT_EQ(simulation.attachments().baseManipulatorIndex(0), 1U);
+      ASSERT_TRUE(simulation.detach(0));
+      go();
+   }
+}
+
+TEST(Coupling, RefusesWhatCannotBeAttached)
+{
+   ZqSimulation simulation(freeChains(1));
+   ASSERT_TRUE(simulation.attach(1, {2, 0}));
+   const ZqManipulatorSystemState state = simulation.state();
+   const ZqReal nan = std::nan("");
+   const zqTest::LogCapture log;
+   EXPECT_FALSE(simulation.attach(3, {0, ZqBaseLinkIndex}));
+   EXPECT_FALSE(simulation.attach(0, {1, 7}));
+   EXPECT_FALSE(simulation.attach(0, {1, 0}, ZqVector(nan, 0.0, 0.0)));
+   EXPECT_FALSE(simulation.attach(1, {1, 0}));
+   EXPECT_FALSE(simulation.attach(2, {1, 0}));
+   EXPECT_FALSE(simulation.detach(0));
+   EXPECT_FALSE(simulation.detach(9));
+   EXPECT_EQ(std::count(log.text().begin(), log.text().end(), ':'), 2 * 7);
+   EXPECT_EQ(simulation.state(), state);
+}
+
+TEST(Coupling, GoesOnFromCheckpointsAndAllocatesNothing)
+{
+   for (ZqU32 seed = 0; seed < 6; ++seed)
+   {
+      SCOPED_TRACE(seed);
+      Forest forest(seed + 200);
+      if (seed % 2 == 0)
+         constrain(forest);
+      forest.hang();
+      const zqTest::LogCapture log;
+      ZqSimulation::Settings settings = couplingSettings(everyIntegrator[seed % 3]);
+      settings.booksEnergy = seed % 2 == 1;
+      ZqSimulation all(forest.scene, settings);
+      for (int k = 1; k <= 20; ++k)
+         ASSERT_TRUE(all.stepTo(1e-4 * k));
+      const zqTest::AllocationCount allocations;
+      for (int k = 21; k <= 30; ++k)
+         ASSERT_TRUE(all.stepTo(1e-4 * k));
+      EXPECT_EQ(allocations.count(), 0U);
+      ASSERT_TRUE(all.detach(forest.hanging[0].manipulator));
+      ASSERT_TRUE(all.stepTo(31e-4));
+      ASSERT_TRUE(all.attach(forest.hanging[0].manipulator, {0, 0}));
+      ZqString text;
+      ASSERT_TRUE(Zq::toXml(all.checkpoint(), text));
+      ZqSimulationCheckpoint checkpoint;
+      ASSERT_TRUE(Zq::fromXml(checkpoint, text));
+      const auto rest = ZqSimulation::resume(checkpoint);
+      ASSERT_NE(rest, nullptr);
+      EXPECT_TRUE(rest->settings().couplesAttachments);
+      for (int k = 32; k <= 60; ++k)
+      {
+         for (ZqSimulation* simulation : {&all, rest.get()})
+            EXPECT_TRUE(k != 50 || simulation->detach(forest.hanging[0].manipulator));
+         ASSERT_TRUE(all.stepTo(1e-4 * k) && rest->stepTo(1e-4 * k));
+      }
+      EXPECT_EQ(all.checkpoint(), rest->checkpoint());
+   }
 }
 } // namespace

@@ -136,7 +136,8 @@ void ZqSimulation::bind(ZqU32 index)
    const ZqManipulatorAttachmentMap& map = attachments();
    const bool isCarried = map.findNode(index) != nullptr && map.findBaseNode(index) == nullptr;
    const bool isSolvedAlone = member.tree == nullptr;
-   const ZqIndividualManipulator& solved = isSolvedAlone ? manipulator : *member.tree->whole.manipulator;
+   const ZqIndividualManipulator& solved =
+      isSolvedAlone ? manipulator : *member.tree->whole.manipulator;
    const bool isConstrained = solved.stateEqualityConstraints().size() > 0;
    const bool isBound = isSolvedAlone ? map.findNode(index) != nullptr : isCarried;
    member.isUnbound = !manipulator.isFixedBase() && !isConstrained && !isBound;
@@ -378,10 +379,9 @@ void ZqSimulation::solve(const Unit& unit)
       member.solvers->crbi.acceleration(unit.scene, *member.manipulator, unit.torque, member.force,
                                         member.accelerations, unit.active, true);
    else
-      member.solvers->arbi.acceleration(unit.scene, *member.manipulator,
-                                        unit.active.positionState(), unit.active.velocityState(),
-                                        unit.torque, member.force, member.accelerations,
-                                        unit.active);
+      member.solvers->arbi.acceleration(
+         unit.scene, *member.manipulator, unit.active.positionState(), unit.active.velocityState(),
+         unit.torque, member.force, member.accelerations, unit.active);
 }
 
 /// Puts attached manipulators where those that carry them are, moving as they do.

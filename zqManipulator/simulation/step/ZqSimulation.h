@@ -52,9 +52,12 @@ struct ZqContactMemory;
 /// and do not pull. A limit is looked at where the step would end, with its gradient there. Where a highest
 /// rate is met in such a step, what keeps to it pushes as well.
 ///
-/// A manipulator that is attached loads its carrier with the mass of its base; the motion of its links
-/// does not act back, and it does not feel the acceleration of its carrier. What interactions do to its links
-/// moves these, and as a whole acts on the carrier too: a gripper that hangs on an arm presses with it.
+/// Manipulators that are attached to each other are solved as one tree, in which the base of one is a part of the
+/// link that carries it; states, inputs and answers are those of each manipulator all the same. The base of
+/// what is attached goes where its carrier goes, whether or not it is fixed. Without
+/// `Settings::couplesAttachments` what is attached loads its carrier with the mass of its base; the motion of its
+/// links does not act back, and it does not feel the acceleration of its carrier. What interactions do to its
+/// links moves these, and as a whole acts on the carrier too: a gripper that hangs on an arm presses with it.
 ///
 /// Interactions remember things, as where a contact sticks. Only the evaluation with which a step begins
 /// changes that: what an integrator tries on its way, and who looks at the present, leave no trace.
@@ -83,7 +86,7 @@ public:
       /// v += dt a and x += dt v, both at the middle of the step, for the turn of a base in the axes of
       /// the body and by the Cayley map: of second order, and the same backwards in time. A free body
       /// keeps energy and momentum to rounding, however long it tumbles; a free manipulator without
-      /// constraints and attachments keeps its momentum to rounding, and its energy does not drift.
+      /// constraints keeps its momentum to rounding, with all that hangs on it, and its energy does not drift.
       /// Five to fifteen evaluations.
       ImplicitMidpoint,
       /// The classical method of Runge and Kutta, on the rotations of a base as a Lie group (Munthe-Kaas

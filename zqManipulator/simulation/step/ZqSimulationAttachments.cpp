@@ -113,10 +113,12 @@ void ZqSimulation::strike(Tree& tree, ZqU32 manipulator, const ZqGeneralMotion& 
    tool.setManipulator(&whole);
    ZqReArray impulse;
    impulse.setToZeros(whole.totalDof(), 1);
-   const ZqVector origin = m_members[manipulator]
-                              .manipulator->dhFrameInSystem(activeState(manipulator).activePositionState())
-                              .translation();
-   const auto add = [&](ZqU32 index, const ZqManipulatorLink& link, ZqU32 place, const ZqVector& point)
+   const ZqVector origin =
+      m_members[manipulator]
+         .manipulator->dhFrameInSystem(activeState(manipulator).activePositionState())
+         .translation();
+   const auto add =
+      [&](ZqU32 index, const ZqManipulatorLink& link, ZqU32 place, const ZqVector& point)
    {
       const auto X = link.dhFrameInSystem(activeState(index).activePositionState());
       ZqGeneralMotion ofBody = excess;

@@ -163,8 +163,8 @@ void ZqSimulation::factorStops(const Unit& unit)
    const ZqIndividualManipulator& manipulator = *member.manipulator;
    if (solvers.massMatrix == nullptr)
    {
-      solvers.massMatrix =
-         &solvers.crbi.factorMassMatrix(manipulator, active, ZqStatedSystemStruct(&unit.scene, manipulator.manipulatorIndex()));
+      solvers.massMatrix = &solvers.crbi.factorMassMatrix(
+         manipulator, active, ZqStatedSystemStruct(&unit.scene, manipulator.manipulatorIndex()));
       if (member.isConstrained)
       {
          manipulator.stateEqualityConstraints().getKinematics(manipulator, active,

@@ -223,9 +223,9 @@ struct ZqSimulation::Tree
    ZqU32 root() const { return parts.front().manipulator; }
    Unit unit();
 
-   std::vector<Part> parts; ///< carriers before what they carry
+   std::vector<Part> parts;   ///< carriers before what they carry
    std::vector<Place> places; ///< of its joints
-   ZqStatedSystem scene;    ///< with nothing but the one manipulator
+   ZqStatedSystem scene;      ///< with nothing but the one manipulator
    ZqManipulatorActiveState active;
    ZqPositionState position;
    ZqVelocityState velocity;

@@ -40,7 +40,8 @@ bool ZqSimulation::stepByImplicitMidpoint(ZqReal dt)
       for (std::size_t k = 0; k < member.size(); ++k)
          member.end.rates[k] = member.start.rates[k] + dt * member.slopes[k];
       if (keepsMomentum(i))
-         member.momentumAtStart = momentum(member.tree != nullptr ? member.tree->unit() : unitOf(i));
+         member.momentumAtStart =
+            momentum(member.tree != nullptr ? member.tree->unit() : unitOf(i));
    }
    constexpr int mostIterations = 100;
    constexpr ZqReal rounding = 4.0 * std::numeric_limits<ZqReal>::epsilon();
@@ -149,7 +150,8 @@ bool ZqSimulation::keepsMomentum(ZqU32 index) const
    return member.isLeftAlone && !member.isPushed &&
           (member.tree == nullptr ||
            std::none_of(member.tree->parts.begin(), member.tree->parts.end(),
-                        [&](const Tree::Part& part) { return m_members[part.manipulator].isPushed; }));
+                        [&](const Tree::Part& part)
+                        { return m_members[part.manipulator].isPushed; }));
 }
 
 /// In the present state: the sum over all bodies, about the origin of the base and then about the center.

@@ -195,8 +195,9 @@ struct ZqSimulation::TreeMaker
    bool heedsConstraints;
    std::vector<bool>& isTaken; ///< of the manipulators, those that are in a tree
    std::vector<Tree::Part> parts = {};
-   std::vector<ZqString> hosts = {};                ///< their labels, by part
-   std::vector<std::vector<ZqString>> labels = {};  ///< of the links in the tree, the base last, by part
+   std::vector<ZqString> hosts = {}; ///< their labels, by part
+   std::vector<std::vector<ZqString>> labels =
+      {}; ///< of the links in the tree, the base last, by part
    std::set<ZqString> takenLabels = {};
    std::vector<std::pair<ZqU32, ZqU32>> constraints = {};
 
@@ -317,9 +318,8 @@ void ZqSimulation::TreeMaker::numberJoints(ZqIndividualManipulator& tree)
 void ZqSimulation::TreeMaker::connect(ZqU32 part, ZqIndividualManipulator& tree) const
 {
    const std::vector<ZqU32>& joints = parts[part].joints;
-   const auto newLabels =
-      ZqLinkEdit::relabelled(manipulators[parts[part].manipulator].concreteReference().linkLabels(),
-                             labels[part]);
+   const auto newLabels = ZqLinkEdit::relabelled(
+      manipulators[parts[part].manipulator].concreteReference().linkLabels(), labels[part]);
    // Those of a part come in their order.
    ZqLinkEdit newIndices;
    for (ZqU32 j = 0, next = 0; j < joints.size(); next = joints[j++] + 1)
@@ -421,8 +421,7 @@ void ZqSimulation::makeTrees()
    if (!m_settings.couplesAttachments)
       return;
    std::vector<bool> isTaken(m_members.size(), false);
-   for (const ZqManipulatorAttachmentNode& root :
-        attachments().baseNodes().vectorContainer())
+   for (const ZqManipulatorAttachmentNode& root : attachments().baseNodes().vectorContainer())
    {
       if (root.manipulatorIndex() >= m_members.size() || isTaken[root.manipulatorIndex()])
          continue;
