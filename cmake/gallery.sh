@@ -19,6 +19,7 @@ slope           4    --interpolation linear | Blocks stick or slide, by the slop
 bouncingBall    3    --dt 0.00005 --integrator rk4 | Each bounce loses what the surfaces tell
 mobileBase      6    --dt 0.0005 | Four wheels roll and slip under an arm
 gripper         6    --dt 0.0002 | Fingers lift a wooden block
+loader          6    --dt 0.0005 | Cylinders lift a boom and tip its bucket through linkages
 puma560         5 | An arm falls against the friction of its drives
 twoArms         6 | A carriage with two arms, of which one holds a tool
 planarTwoLink   6 | Two rods swing, up to the limits of their joints

@@ -47,5 +47,6 @@ Run generate(CLI::App& arguments);
 Run info(CLI::App& arguments);
 Run run(CLI::App& arguments);
 Run schema(CLI::App& arguments);
+Run vary(CLI::App& arguments);
 /// @}
 } // namespace zqsim

@@ -1,10 +1,14 @@
 #include "apps/zqsim/commands.h"
 #include "apps/zqsim/meshFile.h"
 #include "apps/zqsim/model.h"
+#include "apps/zqsim/output.h"
 #include "zqManipulator/foundation/geometry/ZqConvexHull.h"
+#include "zqManipulator/tools/conversion/ZqKinematicsConversionTool.h"
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -65,6 +69,79 @@ void setMesh(ZqStatedSystem& scene, const std::string& argument, bool asHull)
    hull.removeRedundancy(0.0); // keeps the corners alone
    set(hull);
 }
+
+/// Tells the joints of a manipulator by precursors alone; all of them or, as a failure tells, none.
+bool reconfigureToPrecursors(ZqStatedSystem& scene, ZqU32 index)
+{
+   bool isConverted = true;
+   ZqStatedSystem converted = scene;
+   converted.editManipulator(index,
+                             [&](ZqIndividualManipulator& manipulator)
+                             {
+                                for (ZqU32 i = 0; i < manipulator.jointDof() && isConverted; ++i)
+                                   isConverted =
+                                      ZqKinematicsConversionTool::reconfigureDhToPrecursor(
+                                         manipulator, manipulator.linkByIndex(i)->linkLabel());
+                             });
+   if (isConverted)
+      scene = converted;
+   return isConverted;
+}
+
+bool convertManipulator(const std::string& form, ZqStatedSystem& scene, ZqU32 index)
+{
+   const ZqKinematicsConversionTool tool;
+   if (form == "craig")
+      return tool.convertManipulatorToCraigsDhForm(scene, scene, index);
+   if (form == "precursor")
+      return reconfigureToPrecursors(scene, index);
+   return tool.reconfigureForIdentityPrimaryFrames(scene, index);
+}
+
+/// By how much the positions of joints are told otherwise, by the labels of their links.
+Json shiftsOf(const ZqIndividualManipulator& manipulator, const ZqPositionState& before,
+              const ZqPositionState& after)
+{
+   Json shifts = Json::object();
+   for (ZqU32 i = 0; i < manipulator.jointDof(); ++i)
+      if (const ZqReal shift = after.jointPositions()[i] - before.jointPositions()[i]; shift != 0.0)
+         shifts[manipulator.linkByIndex(i)->linkLabel()] = shift;
+   return shifts;
+}
+
+/// Converts one manipulator, or all of them, and answers what became of each. What cannot be converted
+/// stays, with a warning.
+Json convertTo(const std::string& form, ZqStatedSystem& scene, const std::string& label)
+{
+   Json list = Json::array();
+   for (ZqU32 i = 0; i < scene.numberOfManipulators(); ++i)
+   {
+      const std::string name = scene.manipulatorByIndex(i)->manipulatorLabel();
+      if (!label.empty() && name != label)
+         continue;
+      const ZqPositionState before = scene.state().positionStates()[i];
+      bool isConverted = false;
+      const Diagnostics diagnostics =
+         diagnosticsOf([&] { isConverted = convertManipulator(form, scene, i); });
+      Json entry{{"manipulator", name}, {"isConverted", isConverted}};
+      if (isConverted)
+         entry["shifts"] =
+            shiftsOf(*scene.manipulatorByIndex(i), before, scene.state().positionStates()[i]);
+      else
+      {
+         // Without the name of the operation, which stands before the text.
+         const std::string text = diagnostics.empty() ? "" : diagnostics.front().text;
+         const std::size_t begin = text.find(": ");
+         entry["reason"] = begin == std::string::npos ? text : text.substr(begin + 2);
+         complain("warning: manipulator \"" + name +
+                  "\" is not converted: " + entry["reason"].get<std::string>());
+      }
+      list.push_back(entry);
+   }
+   if (list.empty() && !label.empty())
+      throw Failure(Usage, "--manipulator: the model has no manipulator \"" + label + '"');
+   return list;
+}
 } // namespace
 
 zqsim::Run zqsim::convert(CLI::App& arguments)
@@ -75,6 +152,9 @@ zqsim::Run zqsim::convert(CLI::App& arguments)
       std::string out;
       std::vector<std::string> meshes;
       std::string meshAs = "mesh";
+      std::string form;
+      std::string manipulator;
+      bool json = false;
       bool brief = false;
    };
    const auto options = std::make_shared<Options>();
@@ -101,14 +181,47 @@ zqsim::Run zqsim::convert(CLI::App& arguments)
       .add_option("--mesh-as", options->meshAs,
                   "What --mesh makes of the triangles: a mesh, or the convex hull of their corners")
       ->check(CLI::IsMember({"mesh", "hull"}));
+   CLI::Option* form =
+      arguments
+         .add_option(
+            "--to", options->form,
+            "Tell joints and frames in another convention, in which nothing moves: craig, by "
+            "Craig's "
+            "Denavit-Hartenberg parameters, with a precursor where these do not say all; "
+            "precursor, "
+            "without parameters; identity-frames, with the D-H frame of each link as its primary "
+            "frame. "
+            "What cannot be told so, such as a slide in Craig's form, stays as it is, and the exit "
+            "code is then 5")
+         ->check(CLI::IsMember({"craig", "precursor", "identity-frames"}));
+   arguments.add_option("--manipulator", options->manipulator, "Convert this manipulator alone")
+      ->type_name("LABEL")
+      ->needs(form);
+   arguments
+      .add_flag(
+         "--json", options->json,
+         "Print what became of each manipulator as JSON: whether it is converted, or the "
+         "reason why not, and the shift of each joint position (rad) that is told otherwise. "
+         "OUT is a file then")
+      ->needs(form);
    arguments.add_flag("--brief", options->brief, "Leave out what equals its default");
    return [options]
    {
+      if (options->json && options->out == "-")
+         throw Failure(Usage, "--json: OUT must be a file");
       ZqStatedSystem scene;
       warnOf(readDocument(options->in, scene));
       for (const std::string& mesh : options->meshes)
          setMesh(scene, mesh, options->meshAs == "hull");
+      Json manipulators = Json::array();
+      if (!options->form.empty())
+         manipulators = convertTo(options->form, scene, options->manipulator);
       writeDocument(scene, options->out, !options->brief);
-      return Done;
+      if (options->json)
+         print(Json{{"to", options->form}, {"manipulators", manipulators}});
+      const bool areConverted =
+         std::all_of(manipulators.begin(), manipulators.end(),
+                     [](const Json& entry) { return entry["isConverted"].get<bool>(); });
+      return areConverted ? Done : Findings;
    };
 }

@@ -24,13 +24,14 @@ struct Command
    const char* description;
    Run (*declare)(CLI::App& arguments);
 };
-constexpr std::array<Command, 8> commands{
+constexpr std::array<Command, 9> commands{
    {{"info", "Tell what is in a model: manipulators, links, masses and state", info},
     {"frames", "Compute where the links of a model are", frames},
     {"distance", "Tell how near the links of a model are to each other", distance},
     {"check", "List what was repaired and what is odd in a model", check},
     {"convert", "Read a model and write it anew", convert},
     {"run", "Simulate a model, step by step", zqsim::run},
+    {"vary", "Make models that differ by chance from one", vary},
     {"schema", "Print the XML Schema of models, with what each element means", schema},
     {"generate", "Make the manual page and the completions of shells", generate}}};
 

@@ -25,6 +25,8 @@ zqsim::Run zqsim::schema(CLI::App& arguments)
       ZqXmlSchema schema;
       const ZqStatedSystem scene;
       schema.addRoot(scene.token(), scene);
+      const ZqVariationStudy study;
+      schema.addRoot(study.token(), study);
       std::string printed;
       for (const auto& [name, text] : schema.files(isStandardStream(*out) ? "model.xsd" : *out))
          if (isStandardStream(*out))

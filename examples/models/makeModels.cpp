@@ -323,6 +323,92 @@ ZqStatedSystem twoArms()
    return scene;
 }
 
+/// A cylinder of a working pressure of 25 MPa.
+ZqJointActuator cylinderDrive(ZqReal stroke, ZqReal pistonArea, ZqReal rodSideArea)
+{
+   ZqHydraulicCylinder cylinder;
+   cylinder.setFluidBulkModulus(1.4e9);
+   cylinder.setFluidDensity(860.0);
+   cylinder.setSupplyPressure(25e6);
+   cylinder.setDrainPressure(1e5);
+   cylinder.setDischargeCoefficient(0.6);
+   cylinder.setFlowAreaGradient(6e-5);
+   cylinder.setMaximumValveOpening(1.0);
+   cylinder.setEffectiveArea1(pistonArea);
+   cylinder.setEffectiveArea2(rodSideArea);
+   cylinder.setFluidVolume1(1e-3);
+   cylinder.setFluidVolume2(1e-3);
+   cylinder.setMaximumFluidLength(stroke);
+   ZqJointActuator actuator = drive(0.0, stroke);
+   actuator.setPowerConverter(cylinder);
+   return actuator;
+}
+
+/// A joint that a cylinder pushes: from C, at d1 along y of the precursor, to the end of the link's side d2, whose
+/// pivot is at the distance along x. The joint position is how far the cylinder is out.
+ZqQuadrilateralTypeLink pushed(const ZqCoordinateSystemTransformation& precursor, ZqReal distance,
+                               ZqReal d1, ZqReal d2, ZqReal closedCylinder)
+{
+   ZqQuadrilateralTypeLink joint;
+   joint.setPivotFrame(true);
+   joint.setJointType(ZqQuadrilateralTypeLink::PivotedSlider);
+   joint.setPrecursor(precursor);
+   joint.setOppositeLength(distance);
+   joint.setD1Length(d1);
+   joint.setD2Length(d2);
+   joint.setNominalLength(closedCylinder);
+   return joint;
+}
+
+/// Half of a cylinder as it is drawn, at one of its ends.
+template <class End>
+End halfOfCylinder(const ZqString& link, ZqReal from, ZqReal to, ZqReal radius)
+{
+   End end;
+   end.setlinkIdentifier(link);
+   end.setShape(cylinder({from, 0.0, 0.0}, {to, 0.0, 0.0}, radius));
+   return end;
+}
+
+/// A wheel loader, x ahead: a boom that a cylinder lifts, and a bucket that another one tips.
+ZqStatedSystem loader()
+{
+   using Bottom = ZqQuadrilateralPivotedSliderJointCObject;
+   using Rod = ZqQuadrilateralPivotedSliderJointBObject;
+   const ZqString boomLabel = "boom";
+   const ZqString bucketLabel = "bucket";
+   // The pivot is 1.8 m above the ground and 1.2 m above the foot of the cylinder, which is ahead of it.
+   const ZqCoordinateSystemTransformation belowPivot(ZqVector(0.0, 0.0, 0.6), alongY);
+   const ZqManipulatorLink boom =
+      shaped(link(boomLabel, pushed(belowPivot, 1.2, 0.3, 0.8, 0.9),
+                  rod(800.0, ZqVector(1.2, 0.0, 0.0), 2.4), cylinderDrive(0.7, 0.0245, 0.0156)),
+             capsule({}, {2.4, 0.0, 0.0}, 0.1));
+   // On the boom, with y up: the lever of the bucket stands up, and the bucket lies ahead of it.
+   ZqQuadrilateralTypeLink tipping =
+      pushed({ZqVector(1.2, 0.0, 0.0), ZqOrientation(0.0, 1.0, 0.0, 0.0)}, 1.2, 0.35, 0.35, 0.95);
+   tipping.setPrimaryFrame(ZqOrientation::zRotation(-90.0 * degree));
+   const ZqVector middle(0.5, 0.0, 0.0);
+   const ZqVector size(0.7, 0.6, 2.4);
+   const ZqManipulatorLink bucket = shaped(
+      link(bucketLabel, tipping, box(600.0, middle, size), cylinderDrive(0.5, 0.0123, 0.0078)),
+      ZqBox(middle, size * 0.5));
+
+   ZqIndividualManipulator machine =
+      manipulator("loader", box(9000.0, ZqVector(-1.2, 0.0, 1.2), ZqVector(2.2, 1.6, 1.4)),
+                  {chain({boom, bucket})});
+   machine.setShape(ZqBox(ZqVector(-1.3, 0.0, 1.2), ZqVector(1.1, 0.8, 0.7)));
+   ZqGeneralBoundObjectVector cylinders;
+   cylinders.pushBack(halfOfCylinder<Bottom>(boomLabel, 0.0, 0.85, 0.09));
+   cylinders.pushBack(halfOfCylinder<Rod>(boomLabel, -0.85, 0.0, 0.05));
+   cylinders.pushBack(halfOfCylinder<Bottom>(bucketLabel, 0.0, 0.9, 0.07));
+   cylinders.pushBack(halfOfCylinder<Rod>(bucketLabel, -0.9, 0.0, 0.04));
+   machine.setGeneralBoundObjects(cylinders);
+
+   ZqStatedSystem scene = emptyScene();
+   scene.addManipulator(machine, position({0.3, 0.25}), rest(2));
+   return scene;
+}
+
 struct Model
 {
    const char* name;
@@ -335,7 +421,8 @@ constexpr std::array allModels{
    Model{"gripper", gripper},       Model{"tableTop", tableTop},
    Model{"mobileBase", mobileBase}, Model{"slope", slope},
    Model{"stack", stack},           Model{"bouncingBall", bouncingBall},
-   Model{"grasp", grasp},           Model{"door", door}};
+   Model{"grasp", grasp},           Model{"door", door},
+   Model{"loader", loader}};
 } // namespace
 
 int main(int argumentCount, char** arguments)

@@ -1,6 +1,7 @@
 #include "apps/zqsimFixture.h"
 #include "zqManipulator/foundation/geometry/ZqSphere.h"
 #include "zqManipulator/foundation/geometry/ZqTriangleMesh.h"
+#include "zqManipulator/foundation/xml/ZqSha256.h"
 #include "zqManipulator/foundation/xml/ZqXmlDocument.h"
 #include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
@@ -105,7 +106,7 @@ TEST_F(Zqsim, ShellsAndManualsKnowWhatTheProgramDeclares)
    const std::string page = run("generate man").out;
    const std::string completions = run("generate zsh").out + run("generate fish").out;
    EXPECT_EQ(page.find("generate"), std::string::npos);
-   for (const std::string command : {"info", "frames", "check", "convert", "run", "schema"})
+   for (const std::string command : {"info", "frames", "check", "convert", "run", "vary", "schema"})
    {
       const std::string help = run(command + " --help").out;
       for (auto place = help.find("\n  --"); place != std::string::npos;
@@ -161,6 +162,12 @@ TEST_F(Zqsim, FailuresHaveTheirCodeAndOneLine)
            {"check " + scratch("truncated.xml"), 3, "not well-formed"},
            {"convert " + scratch("truncated.xml") + " " + scratch("new.xml"), 3, "not well-formed"},
            {"convert " + puma + " " + scratch("none/new.xml"), 1, "No such file or directory"},
+           {"vary " + puma + " -o " + scratch("new.xml"), 2, "expected --study or one of --sigma"},
+           {"vary " + puma + " --sigma-mass -1 -o " + scratch("new.xml"), 2, "--sigma-mass"},
+           {"vary " + puma + " --seed -1 --sigma-mass 1 -o " + scratch("new.xml"), 2, "--seed"},
+           {"vary " + puma + " --count 2 --sigma-mass 1 -o " + scratch("new.xml"), 2, "%k"},
+           {"vary " + model("door") + " --study examples/pumaStudy.xml -o " + scratch("new.xml"), 3,
+            "manipulator 'door' has no link 'upperArm'"},
            {"info " + puma + " >/dev/full", 1, "standard output"}})
    {
       const Result result = run(arguments);
@@ -171,6 +178,30 @@ TEST_F(Zqsim, FailuresHaveTheirCodeAndOneLine)
       EXPECT_NE(result.err.find(message), std::string::npos) << arguments << '\n' << result.err;
    }
    EXPECT_FALSE(std::filesystem::exists(scratch("new.xml")));
+}
+
+TEST_F(Zqsim, SamplesAreTheSameInWhateverRun)
+{
+   const std::string study =
+      "vary " + model("puma560") + " --seed 7 --study examples/pumaStudy.xml";
+   const Json told = runForJson(study + " --count 3 -o " + scratch("puma-%k.xml"));
+   EXPECT_EQ(told.at("source"), "puma560.xml");
+   EXPECT_EQ(told.at("sourceHash"), Zq::sha256(contentOf(model("puma560"))));
+   EXPECT_EQ(told.at("samples")[2].at("file"), scratch("puma-2.xml"));
+   const std::string sample = contentOf(scratch("puma-2.xml"));
+   EXPECT_EQ(run(study + " --first 2 -o -").out, sample);
+   EXPECT_NE(contentOf(scratch("puma-1.xml")), sample);
+   EXPECT_EQ(run("convert " + scratch("puma-2.xml") + " -").out, sample);
+   EXPECT_EQ(run("check " + scratch("puma-2.xml")).out,
+             scratch("puma-2.xml") + ": nothing to complain of\n");
+   if (std::system("xmllint --version >/dev/null 2>&1") == 0)
+   {
+      EXPECT_EQ(run("schema --out " + scratch("model.xsd")).code, 0);
+      EXPECT_EQ(run("", "xmllint --noout --schema " + scratch("model.xsd") +
+                           " examples/pumaStudy.xml " + scratch("puma-2.xml") + " 2>&1; true ")
+                   .out,
+                "examples/pumaStudy.xml validates\n" + scratch("puma-2.xml") + " validates\n");
+   }
 }
 
 TEST_F(Zqsim, AReaderThatGoesAwayIsNoFailure)
@@ -203,6 +234,26 @@ TEST_F(Zqsim, PumaReachesWhereItsGeometrySays)
       for (std::size_t i = 0; i < 3; ++i)
          EXPECT_NEAR(tip.at("position")[i], expected[i], 1e-14); // a few roundings of a metre
    }
+}
+
+TEST_F(Zqsim, ConvertTellsAModelInOtherConventionsAndWhatCannotBe)
+{
+   const std::string out = scratch("converted.xml");
+   const std::string convert = "convert " + model("gripper") + ' ' + out + " --json --to ";
+   for (const std::string form : {"craig", "precursor", "identity-frames"})
+   {
+      const Result result = run(convert + form);
+      const Json list = Json::parse(result.out).at("manipulators");
+      bool areAll = true;
+      for (const Json& entry : list)
+         areAll = areAll && (entry.at("isConverted") || !entry.at("reason").empty()) &&
+                  entry.at("isConverted");
+      EXPECT_EQ(result.code, areAll ? 0 : 5) << result.err;
+      EXPECT_EQ(areAll, form != "craig"); // its fingers slide
+      EXPECT_EQ(runForJson("info " + out).at("manipulators").size(), list.size());
+   }
+   EXPECT_EQ(run(convert + "craig --manipulator none").code, 2);
+   EXPECT_EQ(run("convert " + model("gripper") + " - --json --to craig").code, 2);
 }
 
 TEST_F(Zqsim, DistancesAreThoseOfTheShapes)

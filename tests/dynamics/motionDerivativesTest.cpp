@@ -221,6 +221,46 @@ TEST(MotionDerivatives, OfInverseDynamicsAreThoseOfAComplexStep)
    }
 }
 
+/// By central differences of fourth order of the torques of a scene, which may have joints whose unit motions change.
+ZqReArray differenceOfTorques(const MovingScene& scene, By by, ZqU32 k)
+{
+   constexpr ZqReal step = 1e-3;
+   ZqTotalTorqueTool inverse;
+   inverse.setTotalTorqueType(ZqTotalTorqueTool::BodyTorque);
+   const auto at = [&](ZqReal offset)
+   {
+      MovingScene moved = scene;
+      moved.change(by, k, offset);
+      moved.setActive();
+      inverse.setManipulator(&moved.manipulator());
+      const ZqManipulatorTorque& torques = inverse.torques(moved.external, moved.active, nullptr);
+      return moved.column(torques.generalForce(), torques.jointTorques().values());
+   };
+   return ((at(step) - at(-step)) * 8.0 - (at(2.0 * step) - at(-2.0 * step))) *
+          (1.0 / (12.0 * step));
+}
+
+TEST(MotionDerivatives, OfLinkagesAreThoseOfTheirTorques)
+{
+   for (ZqU32 seed = 0; seed < 40; ++seed)
+   {
+      SCOPED_TRACE(seed);
+      MovingScene scene(seed, Kind::withLinkages(seed));
+      ASSERT_TRUE(scene.tool.computeInverseDynamicsGradients(scene.external, scene.active));
+      Comparison compare;
+      for (ZqU32 k = 0; k < scene.dof(); ++k)
+      {
+         compare("by position", columnOf(scene.tool.torqueByPosition(), k),
+                 differenceOfTorques(scene, By::Position, k));
+         compare("by velocity", columnOf(scene.tool.torqueByVelocity(), k),
+                 differenceOfTorques(scene, By::Velocity, k));
+      }
+      compare.scale("by velocity", 1.0); // zero where there is one joint
+      // Over such a step differences err by about epsilon / step and step^4 / 30 of fifth derivatives.
+      compare.expectWithin(1e-10L);
+   }
+}
+
 /// By central differences of a function of a scene. By a velocity it is a parabola.
 template <class Function>
 ZqReArray difference(const MovingScene& scene, By by, ZqU32 k, Function function)

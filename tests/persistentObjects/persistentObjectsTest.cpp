@@ -281,10 +281,17 @@ INSTANTIATE_TEST_SUITE_P(
       ZqLinkPointEvent, ZqManipulatorPointEvent, ZqSystemPointEvent, ZqSpringAndDamperBetweenLinks,
       ZqLatchedDoorLinks, ZqLinkCollisionForce, ZqLinkInteractionsVector,
       ZqComPolygonalStoppingCriterion, ZqStoppingCriterionVector, ZqDenavitHartenberg,
-      ZqLinkKinematicsContainer, ZqSystemEnvironment, ZqManipulatorSystem,
+      ZqScrewTypeLink, ZqQuadrilateralTypeLink, ZqQuadrilateralFixedSliderJointOAObject,
+      ZqQuadrilateralFixedSliderJointCBObject, ZqQuadrilateralPivotedSliderJointBObject,
+      ZqQuadrilateralPivotedSliderJointCObject, ZqGeneralBoundObjectVector,
+      ZqLinkKinematicsContainer, ZqSystemEnvironment, ZqManipulatorSystem, ZqCombination,
       ZqManipulatorSystemConfiguration, ZqManipulatorSystemContainer, ZqStatedSystem,
       ZqLinkReferenceDescription, ZqManipulatorReferenceDescription, ZqManipulatorLinkIdentifier,
-      ZqBaseLinkInterface, ZqManipulatorLink, ZqIndividualManipulator, ZqSimulationCheckpoint>()),
+      ZqBaseLinkInterface, ZqManipulatorLink, ZqIndividualManipulator, ZqSimulationCheckpoint,
+      ZqJointActuatorRandomVariation, ZqLinkKinematicsRandomVariation,
+      ZqMassPropertyRandomVariation, ZqSurfacePropertyRandomVariation,
+      ZqLinkPropertyRandomVariation, ZqPositionStateRandomVariation, ZqVelocityStateRandomVariation,
+      ZqStateRandomVariation, ZqSystemRandomVariation, ZqVariationStudy, ZqVariationOrigin>()),
    testing::PrintToStringParamName());
 
 TEST(PersistentObjects, SchemaTellsDocumentsApart)

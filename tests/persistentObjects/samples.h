@@ -159,6 +159,12 @@ private:
       joint.setJointType(ZqDenavitHartenberg::Prismatic);
       joint.setDhType(ZqDenavitHartenberg::GeneralCraig);
    }
+   template <std::derived_from<ZqLinkKinematics> Joint>
+   void fill(Joint& joint)
+   {
+      fillMembers(joint);
+      joint.setPrimaryFrame(joint.primaryFrame()); // and its inverse
+   }
    void fill(ZqLinkKinematicsContainer& container)
    {
       container.setTopElement(filled<ZqDenavitHartenberg>());
@@ -231,6 +237,13 @@ private:
    void fill(ZqManipulatorAttachmentMap& map)
    {
       map.attachManipulator(25, 26, "hand", filled<ZqCoordinateSystemTransformation>(), "held");
+   }
+   void fill(ZqGeneralBoundObjectVector& objects)
+   {
+      objects.pushBack(filled<ZqQuadrilateralFixedSliderJointOAObject>());
+      objects.pushBack(filled<ZqQuadrilateralFixedSliderJointCBObject>());
+      objects.pushBack(filled<ZqQuadrilateralPivotedSliderJointBObject>());
+      objects.pushBack(filled<ZqQuadrilateralPivotedSliderJointCObject>());
    }
    void fill(ZqStoppingCriterionVector& criteria)
    {
@@ -310,6 +323,7 @@ private:
       configuration.attachmentMap().attachManipulator(1, 0, "label0", {}, "tool");
       stated.setConfiguration(configuration);
       stated.setInteractionState(filled<ZqInteractionState>());
+      stated.setVariationOrigin(filled<ZqVariationOrigin>());
    }
    /// Later versions are refused.
    void fill(ZqSimulationCheckpoint& checkpoint)
@@ -372,6 +386,7 @@ private:
       manipulator.setManipulatorReferenceDescription(description);
       manipulator.setStateConstraints(filled<ZqStateConstraintVector>());
       manipulator.setStateEqualityConstraints(filled<ZqStateEqualityConstraintVector>());
+      manipulator.setGeneralBoundObjects(filled<ZqGeneralBoundObjectVector>());
       manipulator.setStoppingCriteria(filled<ZqStoppingCriterionVector>());
       manipulator.setDisplayLinkIndices({11, 12});
       manipulator.buildSelfCollisionLinkMap();

@@ -1,5 +1,7 @@
+#include "support/allocationCount.h"
 #include "support/logCapture.h"
 #include "support/randomScene.h"
+#include "zqManipulator/dynamics/constraints/ZqStopFactor.h"
 #include "zqManipulator/dynamics/tools/ZqMassMatrixTool.h"
 #include "zqManipulator/foundation/function/ZqLinearMultivariableConstraint.h"
 #include "zqManipulator/foundation/function/ZqLinearScalarFunction.h"
@@ -168,6 +170,51 @@ TEST(LimitConstraints, FollowTheDriveOrStandBesideIt)
    }
 }
 
+TEST(StopFactor, PushesAsLittleAsItCan)
+{
+   RandomValues random(15);
+   ZqStopFactor stops;
+   for (int i = 0; i < 3000; ++i)
+   {
+      SCOPED_TRACE(i);
+      const ZqU32 n = random.index(1, 6), k = random.index(1, 9);
+      ZqReArray A(n, n), M, L;
+      std::generate_n(A.data(), n * n, [&] { return random.real(-1.0, 1.0); });
+      A.multiplyByTranspose(A, M);
+      for (ZqU32 j = 0; j < n; ++j)
+         M[j][j] += 0.05;
+      M.choleskyFactor(L);
+      // Some rows repeat the first; some have one number. A point is within all of them.
+      Reals inside(n), b(k);
+      for (ZqReal& x : inside)
+         x = random.real(-2.0, 2.0);
+      stops.clear(n);
+      for (ZqU32 row = 0; row < k; ++row)
+      {
+         const std::span<ZqReal> c = stops.addRow();
+         const ZqU32 kind = random.index(0, 2);
+         for (ZqU32 j = 0; j < n; ++j)
+            c[j] = kind == 0 && row > 0 ? 7.0 * stops.rows()[0][j] : random.real(-1.0, 1.0);
+         for (ZqU32 j = 0; j + 1 < n && kind == 1; ++j)
+            c[j] = 0.0;
+         b[row] = std::inner_product(c.begin(), c.end(), inside.begin(), 0.0) -
+                  random.index(0, 1) * random.real(0.0, 1.0);
+      }
+      L.choleskySolveTranspose(stops.rows(), stops.inertialRows());
+      const ZqReArray& x = stops.leastChange(b);
+      // What pushes is met, and pushes; nothing lacks anything. That is the least change, M being convex.
+      for (ZqU32 row = 0; row < k; ++row)
+      {
+         ZqReal excess = -b[row];
+         for (ZqU32 j = 0; j < n; ++j)
+            excess += stops.rows()[row][j] * x[j][0];
+         EXPECT_GE(excess, -1e-6);
+         EXPECT_GE(stops.impulses()[row], 0.0);
+         EXPECT_TRUE(stops.impulses()[row] == 0.0 || excess < 1e-6) << excess;
+      }
+   }
+}
+
 /// An arm that moves towards limits that depend on several joints.
 struct PressedArm
 {
@@ -234,23 +281,19 @@ TEST(LimitsOfSeveralJoints, StopAlongTheirGradientsAndLetTheRestMove)
       ZqSimulation simulation(arm.system, settings);
       for (int k = 1; k <= 400; ++k)
       {
-         const Reals before = simulation.state().velocityStates()[0].jointVelocities();
-         const std::size_t hits = simulation.limitHits().size();
          ASSERT_TRUE(simulation.stepTo(1e-3 * k));
          ASSERT_GE(arm.least(simulation.state()), -1e-12);
          const Reals after = simulation.state().velocityStates()[0].jointVelocities();
-         // What a stop takes is along the limit's gradient: most of the motion goes on.
-         if (simulation.limitHits().size() > hits)
-            ++touched;
-         ASSERT_GT(dot(after, after), 1e-6);
+         // Between several an arm may be caught; along one it goes on.
+         ASSERT_TRUE(arm.limits.size() > 1 || dot(after, after) > 1e-3);
       }
+      touched += static_cast<int>(simulation.limitHits().size());
       const ZqEnergyBook book = simulation.energyBook();
       EXPECT_GE(book.lost.limits, 0.0);
       EXPECT_LE(book.held.kinetic, book.heldAtStart.kinetic * (1.0 + 1e-2));
       EXPECT_LE(std::abs(book.remainder()), 1e-2 * book.heldAtStart.kinetic);
-      EXPECT_FALSE(simulation.limitHits().empty());
    }
-   EXPECT_GT(touched, 48);
+   EXPECT_GT(touched, 60);
 }
 
 /// Of a user: joint positions within a ball.
@@ -295,7 +338,9 @@ TEST(LimitsOfSeveralJoints, ThatCurveAreKept)
       ZqReal speed = 0.0;
       for (int k = 1; k <= 2000; ++k)
       {
+         const zqTest::AllocationCount allocations;
          ASSERT_TRUE(simulation.stepTo(1e-3 * k));
+         ASSERT_TRUE(k <= 1000 || allocations.count() == 0);
          ASSERT_GE(ball.evaluate(simulation.state().positionStates()[0].jointPositions()), -1e-6);
          const Reals v = simulation.state().velocityStates()[0].jointVelocities();
          speed = dot(v, v);
@@ -337,8 +382,9 @@ TEST(LimitsOfSeveralJoints, PushAndDoNotPull)
       {
          Reals c;
          arm.limits[k].getGradient(Reals(4), c);
-         ASSERT_GE(dot(c, v), -1e-12);
-         if (dot(c, v) > 1e-12)
+         ASSERT_GE(arm.limits[k].evaluate(with.state().positionStates()[0].jointPositions()),
+                   -1e-12);
+         if (std::abs(dot(c, v)) > 1e-12)
             continue;
          C.resize(C.rows() + 1, 4);
          std::copy(c.begin(), c.end(), C[C.rows() - 1].begin());
@@ -357,6 +403,51 @@ TEST(LimitsOfSeveralJoints, PushAndDoNotPull)
       ++pushed;
    }
    EXPECT_GT(pushed, 50);
+}
+
+class Gauge : public ZqXmlClass<Gauge, ZqBaseSensor>
+{
+public:
+   static const ZqToken& classToken()
+   {
+      static const auto& token = *new ZqToken("http://example.org/sensors#gauge");
+      return token;
+   }
+   static constexpr const char* documentation = "a gauge";
+   bool operator==(const Gauge&) const = default;
+};
+
+TEST(Sensors, KnowTheirLinkAndTheirManipulator)
+{
+   RandomValues random(16);
+   const Gauge gauge;
+   ZqManipulatorLink link = zqTest::randomLink(random);
+   link.setLinkLabel("wrist");
+   EXPECT_TRUE(!link.addSensor(nullptr) && link.addSensor(&gauge));
+   ZqIndividualManipulator arm = zqTest::randomManipulator(random, 2);
+   EXPECT_TRUE(arm.addSensor(&gauge));
+   arm.addChild(link);
+   arm.setManipulatorLabel("arm");
+   ZqStatedSystem system;
+   ZqIndividualManipulator other = zqTest::randomManipulator(random, 1);
+   other.setManipulatorLabel("other");
+   for (const ZqIndividualManipulator* one : {&other, &arm})
+      system.addManipulator(*one);
+   EXPECT_TRUE(system.changeLinkLabel(1, "wrist", "hand"));
+   const auto expectSensors = [&](ZqU32 index)
+   {
+      const ZqIndividualManipulator& m = *system.manipulatorByIndex(index);
+      for (const ZqManipulatorLink* one :
+           {m.linkByIdentifier("hand"), m.linkByIndex(ZqBaseLinkIndex)})
+      {
+         ASSERT_EQ(one->sensorVector().size(), 1U);
+         EXPECT_EQ(one->sensorVector()[0].linkLabel(), one->linkLabel());
+         EXPECT_EQ(one->sensorVector()[0].manipulatorIndex(), index);
+      }
+   };
+   expectSensors(1);
+   EXPECT_TRUE(system.removeManipulator(0));
+   expectSensors(0);
 }
 
 TEST(JacobianState, KernelIsThatOfTheJacobianWithoutPadding)
@@ -394,7 +485,8 @@ TEST(JacobianState, KernelIsThatOfTheJacobianWithoutPadding)
    {
       const LogCapture log;
       ask();
-      EXPECT_EQ(log.text(), message);
+      EXPECT_EQ(log.size(), *message == '\0' ? 0U : 1U);
+      EXPECT_TRUE(log.size() == 0 || log.messages().front().text == message);
    };
    expectMessage([&] { EXPECT_EQ(state.nullSpace().rows(), 0U); }, "Jacobian not available.");
    expectMessage([&] { state.softJacobian(); }, "Soft Jacobian not ready");
@@ -467,7 +559,7 @@ TEST(ManipulatorConstraintTool, LeadsGroupsOfJointsWithinTheirLimits)
    reset.setManipulatorConstraints({Tool::Group{bare, empty}});
    const LogCapture log;
    EXPECT_TRUE(reset.setConstraintToJointLimit(system));
-   EXPECT_EQ(log.text(),
+   EXPECT_EQ(log.messages().front().text,
              "Bad function type in ZqManipulatorConstraintTool::setConstraintToJointLimit()\n");
    EXPECT_EQ(reset.manipulatorConstraints()[0][0], tool.manipulatorConstraints()[0][0]);
 }

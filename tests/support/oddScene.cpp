@@ -94,6 +94,8 @@ ZqLinkKinematicsContainer randomContainer(RandomValues& random, bool hasUnknownT
       crank.setPrimaryFrame(randomFrame(random));
       container.setTopElement(crank);
    }
+   if (kind == 5)
+      container.setTopElement(*randomLinkageOrScrew(random));
    return kind == 4 ? ZqLinkKinematicsContainer() : container;
 }
 

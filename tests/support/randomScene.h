@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/randomBodies.h"
+#include "support/randomLinkages.h"
 #include "support/randomManipulators.h"
 #include "zqManipulator/dynamics/bodies/ZqManipulatorExternalForce.h"
 #include "zqManipulator/dynamics/bodies/ZqManipulatorTorque.h"
@@ -16,7 +17,8 @@ struct SceneKind
    Parents parents;
    bool isFixedBase = true;
    bool hasSprings = true;
-   bool hasLosses = true; ///< in drives; and springs feel other joints
+   bool hasLosses = true;    ///< in drives; and springs feel other joints
+   bool hasLinkages = false; ///< every other joint, or so, is a screw or a linkage
 
    /// Chains and trees of 0 to 40 links.
    static SceneKind ofSeed(ZqU32 seed)
@@ -25,6 +27,13 @@ struct SceneKind
       const ZqU32 links = seed % 24 == 0 ? 40 : random.index(seed % 8 == 1 ? 0 : 1, 12);
       const Parents shapes[] = {chain(links), balancedTree(links), randomTree(random, links)};
       return {shapes[random.index(0, 2)], random.index(0, 1) == 0, random.index(0, 1) == 0};
+   }
+   /// The same, with linkages.
+   static SceneKind withLinkages(ZqU32 seed)
+   {
+      SceneKind kind = ofSeed(seed);
+      kind.hasLinkages = true;
+      return kind;
    }
 };
 
@@ -207,7 +216,10 @@ private:
       const std::string label = "label" + std::to_string(i);
       const std::string other = kind.hasLosses ? "label" + std::to_string(i / 2) : label;
       ZqManipulatorLink link;
-      link.setLinkKinematics(makeJoint());
+      if (kind.hasLinkages && random.index(0, 1) == 0)
+         link.setLinkKinematics(*randomLinkageOrScrew(random));
+      else
+         link.setLinkKinematics(makeJoint());
       link.setMassProperties(addBody(label));
       if (random.index(0, 3) == 0)
          link.addMassProperties("tool", addBody(label));

@@ -25,6 +25,17 @@ struct Jet
    }
    Jet& operator+=(const Jet& q) { return *this = *this + q; }
    Jet& operator-=(const Jet& q) { return *this = *this + -q; }
+   /// To a power of one half or minus one.
+   friend Jet sqrt(const Jet& p)
+   {
+      const Real f = std::sqrt(p.x);
+      return {f, p.v / (2 * f), (p.a - p.v * p.v / (2 * p.x)) / (2 * f)};
+   }
+   friend Jet inverse(const Jet& p)
+   {
+      const Real f = 1 / p.x;
+      return {f, -p.v * f * f, (2 * p.v * p.v * f - p.a) * f * f};
+   }
    friend Jet sin(const Jet& p) { return p.chain(std::sin(p.x), std::cos(p.x)); }
    friend Jet cos(const Jet& p) { return p.chain(std::cos(p.x), -std::sin(p.x)); }
 
@@ -35,6 +46,59 @@ private:
    Jet chain(Real f, Real slope) const { return {f, slope * v, slope * a - f * v * v}; }
 };
 using JetFrame = BasicReferenceFrame<Jet>;
+
+/// A linkage in the plane, as two circles meet: about the pivot P at (A, 0) with radius d2, and about C at (0, d1)
+/// with radius B.
+struct CirclesOfLinkage
+{
+   CirclesOfLinkage(const ZqQuadrilateralTypeLink& joint, const Jet& q)
+   {
+      const Jet slider = q + Jet(joint.nominalLength());
+      const Jet opposite(joint.oppositeLength());
+      const bool isFixed = joint.jointType() == ZqQuadrilateralTypeLink::FixedSlider;
+      A = isFixed ? slider : opposite;
+      const Jet B = isFixed ? opposite : slider;
+      const Jet d1(joint.d1Length());
+      const Jet d2(joint.d2Length());
+      const Jet perDistance = inverse(A * A + d1 * d1); // of the centers, squared
+      const Jet along = Jet(0.5L) + (d2 * d2 + -(B * B)) * perDistance * 0.5L;
+      const Jet across = sqrt(d2 * d2 * perDistance + -(along * along));
+      for (const int side : {0, 1})
+      {
+         const Jet u = side == 0 ? across : -across;
+         cosine[side] = (-(along * A) + u * d1) * inverse(d2);
+         sine[side] = (along * d1 + u * A) * inverse(d2);
+      }
+   }
+   /// Which of the two is taken: the flatter one of those above, or else the upper one; where P is right of C.
+   int side() const
+   {
+      if (sine[0].x >= 0 && sine[1].x >= 0)
+         return cosine[0].x > cosine[1].x ? 0 : 1;
+      return sine[0].x > sine[1].x ? 0 : 1;
+   }
+
+   Jet A, cosine[2], sine[2];
+};
+
+/// The transformation of any joint of the library, of a linkage with its frame at the pivot.
+inline JetFrame frameOf(const ZqLinkKinematics& joint, const Jet& q)
+{
+   if (const auto* screw = dynamic_cast<const ZqScrewTypeLink*>(&joint))
+      return JetFrame(screw->precursor()) * JetFrame::translation(2, q) *
+             JetFrame::rotation(2, q * (2 * std::numbers::pi_v<Real> * screw->pitch()));
+   const auto* linkage = dynamic_cast<const ZqQuadrilateralTypeLink*>(&joint);
+   if (linkage == nullptr)
+      return JetFrame::ofJoint(dynamic_cast<const ZqDenavitHartenberg&>(joint), q);
+   const int side = CirclesOfLinkage(*linkage, 0).side();
+   const CirclesOfLinkage circles(*linkage, q);
+   JetFrame turn;
+   turn.m[0][0] = turn.m[1][1] = circles.cosine[side];
+   turn.m[1][0] = circles.sine[side];
+   turn.m[0][1] = -circles.sine[side];
+   return JetFrame(linkage->precursor()) * JetFrame::translation(0, circles.A) *
+          JetFrame::translation(2, Jet(linkage->zDistanceA())) * turn;
+}
 
 /// A frame in motion, in the axes of the system: its own axes, and the position, velocity and
 /// acceleration of its origin, and the angular ones.
@@ -123,10 +187,9 @@ struct ReferenceMotion
       for (ZqU32 i = 0; i < n; ++i)
       {
          const ZqManipulatorLink& link = scene.link(i);
-         const auto& joint =
-            dynamic_cast<const ZqDenavitHartenberg&>(*link.linkKinematicsContainer().topElement());
+         const ZqLinkKinematics& joint = *link.linkKinematicsContainer().topElement();
          const Jet q = path(i, scene.position.jointPositions()[i]);
-         add(scene, link, frames[bodyOf(*link.parentLink())] * JetFrame::ofJoint(joint, q));
+         add(scene, link, frames[bodyOf(*link.parentLink())] * frameOf(joint, q));
       }
    }
    static std::size_t bodyOf(const ZqManipulatorLink& link)

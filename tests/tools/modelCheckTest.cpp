@@ -1,6 +1,8 @@
 #include "support/logCapture.h"
 #include "zqManipulator/foundation/function/ZqLinearMultivariableConstraint.h"
 #include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
+#include "zqManipulator/kinematics/joint/ZqQuadrilateralTypeLink.h"
+#include "zqManipulator/kinematics/joint/ZqScrewTypeLink.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 #include "zqManipulator/simulation/constraints/ZqMultivariableJointStateConstraint.h"
 #include "zqManipulator/simulation/constraints/ZqPointStateEqualityConstraint.h"
@@ -82,6 +84,58 @@ TEST(ModelCheck, FindsLoopsThatAreOpen)
       "loop-open: manipulator 'm'/stateEqualityConstraintVector: constraint 1 "
       "(pointStateEqualityConstraint between \"arm\" and \"\") is open by 0.5 m in the stored "
       "state\n");
+}
+
+TEST(ModelCheck, TellsOfLinkagesThatDoNotClose)
+{
+   struct Case
+   {
+      bool pivotFrame;
+      ZqU32 type;
+      ZqReal opposite, lower, upper;
+      std::vector<std::string> codes;
+   };
+   // d1 = 4 and d2 = 5 with a slider of 3 + q; as the other side 3 the pivot is at 5 from C.
+   const Case cases[] = {{true, 1, 3.0, -3.0, 7.0, {}},
+                         {false, 1, 3.0, -1.0, 1.0, {"linkage-frame"}},
+                         {true, 1, 3.0, -1.0, 7.1, {"linkage-limits"}},
+                         {true, 1, 3.0, 7.1, 8.0, {"linkage-open"}},
+                         {true, 0, 1.0, -2.0, 1.4, {}}, // 4 to 6 from C: 0 to 4.47 m of slider
+                         {true, 0, 1.0, -2.0, 1.5, {"linkage-limits"}},
+                         {true, 0, 20.0, -2.0, 1.4, {"linkage-open"}},
+                         {true, 0, 20.0, 15.0, 16.0, {}}};
+   for (const Case& c : cases)
+   {
+      ZqQuadrilateralTypeLink joint;
+      joint.setPivotFrame(c.pivotFrame);
+      joint.setJointType(c.type);
+      joint.setNominalLength(3.0);
+      joint.setOppositeLength(c.opposite);
+      joint.setD1Length(4.0);
+      joint.setD2Length(5.0);
+      ZqStatedSystem scene = sceneOf(bodyOf(1.0, {}, 1.0));
+      scene.editManipulator(0,
+                            [&](ZqIndividualManipulator& model)
+                            {
+                               ZqMechanicalActuatorComponent drive;
+                               drive.setLowerLimit(c.lower);
+                               drive.setUpperLimit(c.upper);
+                               ZqJointActuator actuator;
+                               actuator.setMechanicalComponent(drive);
+                               model.linkByIndex(0)->setLinkKinematics(joint);
+                               model.linkByIndex(0)->setJointActuator(actuator);
+                            });
+      std::vector<std::string> codes;
+      for (const Zq::Diagnostic& found : Zq::checkModel(scene))
+         if (found.code.starts_with("linkage"))
+            codes.push_back(found.code);
+      EXPECT_EQ(codes, c.codes) << c.type << ' ' << c.opposite << ' ' << c.upper;
+   }
+   ZqStatedSystem scene = sceneOf(bodyOf(1.0, {}, 1.0));
+   scene.editManipulator(0, [](ZqIndividualManipulator& model)
+                         { model.linkByIndex(0)->setLinkKinematics(ZqScrewTypeLink()); });
+   EXPECT_NE(textsOf(scene).find("screw-without-pitch: manipulator 'm'/link 'arm'"),
+             std::string::npos);
 }
 
 TEST(ModelCheck, FindsLimitsOfSeveralJointsThatDoNotHold)

@@ -35,10 +35,11 @@ TEST(DynamicsTruth, SolversAgreeAndInverseDynamicsGivesBackTheTorques)
    ZqCrbiAccelerationTool crbi;
    ZqArbiAccelerationTool arbi;
    ZqTotalTorqueTool inverse;
-   for (ZqU32 seed = 0; seed < 250; ++seed)
+   for (ZqU32 seed = 0; seed < 300; ++seed)
    {
       SCOPED_TRACE(seed);
-      const RandomScene scene(seed);
+      const RandomScene scene(seed,
+                              seed < 250 ? SceneKind::ofSeed(seed) : SceneKind::withLinkages(seed));
       const ZqIndividualManipulator& manipulator = scene.manipulator();
       const ZqStatedSystemStruct structure = scene.structure();
       const ReferenceDynamics reference(scene);
@@ -76,10 +77,11 @@ TEST(DynamicsTruth, MassMatrixIsThatOfThePointsOfMassAndOfInverseDynamics)
 {
    ZqMassMatrixTool tool;
    ZqGravitationalTorqueTool gravity;
-   for (ZqU32 seed = 0; seed < 150; ++seed)
+   for (ZqU32 seed = 0; seed < 170; ++seed)
    {
       SCOPED_TRACE(seed);
       SceneKind kind = SceneKind::ofSeed(seed);
+      kind.hasLinkages = seed >= 150;
       kind.hasSprings = kind.hasLosses = false;
       RandomScene scene(seed, kind);
       const ZqU32 n = scene.jointDof();
@@ -170,10 +172,10 @@ TEST(DynamicsTruth, HybridSolutionsSatisfyTheEquationsOfMotion)
 TEST(DynamicsTruth, PowerIsTheRateOfEnergy)
 {
    ZqArbiAccelerationTool tool;
-   for (ZqU32 seed = 0; seed < 60; ++seed)
+   for (ZqU32 seed = 0; seed < 80; ++seed)
    {
       SCOPED_TRACE(seed);
-      RandomScene scene(seed);
+      RandomScene scene(seed, seed < 60 ? SceneKind::ofSeed(seed) : SceneKind::withLinkages(seed));
       const ZqIndividualManipulator& manipulator = scene.manipulator();
       if (manipulator.isFixedBase())
          scene.velocity.setGeneralVelocity({});

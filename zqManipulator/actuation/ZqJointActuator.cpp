@@ -1,7 +1,9 @@
 #include "zqManipulator/actuation/ZqJointActuator.h"
 
+#include "zqManipulator/actuation/ZqHydraulicCylinder.h"
 #include "zqManipulator/actuation/ZqOldJointActuator.h"
 #include "zqManipulator/actuation/ZqPassThroughPowerConverter.h"
+#include "zqManipulator/tools/labels/ZqModelEdit.h"
 
 template class ZqXmlClass<ZqJointActuator, ZqBaseJointActuator>;
 
@@ -127,6 +129,32 @@ void ZqJointActuator::initializeActuatorStates(ZqManipulatorActiveState& state) 
 {
    if (const auto* part = component())
       part->initializeActuatorStates(state);
+}
+
+void ZqJointActuator::apply(const ZqLinkRestatement& restatement)
+{
+   if (auto* part = component())
+   {
+      ZqReal lower = part->lowerLimit();
+      ZqReal upper = part->upperLimit();
+      restatement.restate(lower, upper);
+      part->setLowerLimit(lower);
+      part->setUpperLimit(upper);
+   }
+   if (auto* cylinder = dynamic_cast<ZqHydraulicCylinder*>(converter()))
+   {
+      setGearRatio(restatement.jointSign * gearRatio());
+      // Chamber 1 begins, and the stroke ends, where they did.
+      const ZqReal shift = gearRatio() * restatement.jointShift;
+      cylinder->setMaximumFluidLength(cylinder->maximumFluidLength() + shift);
+      cylinder->setFluidVolume1(cylinder->fluidVolume1() - cylinder->effectiveArea1() * shift);
+   }
+   else if (restatement.jointSign < 0.0)
+   {
+      const ZqReal greatest = -minTorque();
+      setMinTorque(-maxTorque());
+      setMaxTorque(greatest);
+   }
 }
 
 void ZqJointActuator::setFromOldJointActuator(const ZqOldJointActuator& old)

@@ -7,6 +7,7 @@
 #include "zqManipulator/tools/labels/ZqManufacturerData.h"
 
 class ZqOldJointActuator;
+struct ZqLinkRestatement;
 
 /// The drive of one joint, made of parts: a drive train, a power converter, and the records of who
 /// made them. It owns its parts, and any may be missing. What a missing part would answer is
@@ -153,6 +154,10 @@ public:
    virtual void initializeActuatorStates(ZqManipulatorActiveState& state) const;
    /// Replaces the parts by a drive train of the same parameters, and a converter whose command is
    /// the torque, with the same limits. The records of makers stay.
+   /// Follows another zero or sense of its joint: its limits, and in another sense its least and greatest
+   /// torque. A hydraulic cylinder, which is not alike in both senses, turns with its gear instead, and its
+   /// piston and chambers get the new zero.
+   void apply(const ZqLinkRestatement& restatement);
    virtual void setFromOldJointActuator(const ZqOldJointActuator& old);
 
 private:

@@ -211,10 +211,11 @@ bool ZqManipulatorSystemState::validateLowLevelDimensions()
 
 namespace
 {
-/// The states of manipulators in their new places, and in each the values of the joints that came there.
-template <class State, class Values>
+/// The states of manipulators in their new places, and in each the values of the joints that came there,
+/// as they are told now.
+template <class State, class Values, class Restate>
 void follow(ZqXmlVectorType<State>& states, const ZqModelEdit& edit, ZqReal filling,
-            const Values& valuesOf)
+            const Values& valuesOf, const Restate& restated)
 {
    std::vector<State> result = edit.manipulators().moved(states.vectorContainer(), {});
    for (State& state : result)
@@ -230,7 +231,7 @@ void follow(ZqXmlVectorType<State>& states, const ZqModelEdit& edit, ZqReal fill
             std::vector<ZqReal>& target = valuesOf(result[place->manipulatorIndex]);
             if (target.size() <= place->linkIndex)
                target.resize(place->linkIndex + std::size_t{1}, filling);
-            target[place->linkIndex] = values[j];
+            target[place->linkIndex] = restated(edit.restatement({i, j}), values[j]);
          }
    }
    states.vectorContainer() = std::move(result);
@@ -241,10 +242,14 @@ void ZqManipulatorSystemState::apply(const ZqModelEdit& edit)
 {
    if (edit.isIdentity())
       return;
-   follow(m_positionStates, edit, 1e-9,
-          [](ZqPositionState& state) -> std::vector<ZqReal>&
-          { return state.jointPositions().values(); });
-   follow(m_velocityStates, edit, 0.0,
-          [](ZqVelocityState& state) -> std::vector<ZqReal>&
-          { return state.jointVelocities().values(); });
+   follow(
+      m_positionStates, edit, 1e-9,
+      [](ZqPositionState& state) -> std::vector<ZqReal>&
+      { return state.jointPositions().values(); },
+      [](const ZqLinkRestatement& restatement, ZqReal q) { return restatement.position(q); });
+   follow(
+      m_velocityStates, edit, 0.0,
+      [](ZqVelocityState& state) -> std::vector<ZqReal>&
+      { return state.jointVelocities().values(); },
+      [](const ZqLinkRestatement& restatement, ZqReal qd) { return restatement.jointSign * qd; });
 }

@@ -29,6 +29,60 @@ TEST(Random, UniformStreamIsThatOfTheSeed)
    EXPECT_EQ(ZqRandom::uniformRandom(0.0, 1.0), fromThread);
 }
 
+// The draws of the polar method, with the logarithm of the C library; and of a key, by the standard's sequence of
+// seeds.
+TEST(Random, NormalStreamIsThatOfTheKey)
+{
+   ZqRandom::setSeed(3);
+   const ZqReal outside = ZqRandom::uniformRandom(0.0, 1.0);
+   const ZqReal next = ZqRandom::uniformRandom(0.0, 1.0);
+   ZqRandom::setSeed(3);
+   EXPECT_EQ(ZqRandom::uniformRandom(0.0, 1.0), outside);
+   {
+      const ZqRandom::Stream stream{7, 0, 4294967295};
+      std::seed_seq key{7U, 0U, 4294967295U};
+      std::mt19937 engine(key);
+      const auto uniform = [&]
+      {
+         const auto low = static_cast<ZqReal>(engine());
+         const auto high = static_cast<ZqReal>(engine());
+         return -1.0 + 2.0 * ((low + high * 4294967296.0) / 18446744073709551616.0);
+      };
+      for (int i = 0; i < 10000; ++i)
+      {
+         ZqReal x = 0.0;
+         ZqReal square = 0.0;
+         do
+         {
+            x = uniform();
+            const ZqReal y = uniform();
+            square = x * x + y * y;
+         } while (square >= 1.0);
+         const ZqReal expected = x * std::sqrt(-2.0 * std::log(square) / square);
+         // A logarithm that is off by two units in the last place.
+         EXPECT_NEAR(ZqRandom::normalRandom(0.0, 1.0), expected, 1e-15 * std::abs(expected));
+      }
+      {
+         const ZqRandom::Stream inner{1};
+         ZqRandom::uniformRandom(0.0, 1.0);
+      }
+      EXPECT_EQ(ZqRandom::uniformRandom(-1.0, 1.0), uniform());
+   }
+   EXPECT_EQ(ZqRandom::uniformRandom(0.0, 1.0), next);
+}
+
+TEST(Random, FoldedNumbersStayInTheirRange)
+{
+   struct Case
+   {
+      ZqReal value, low, high, folded;
+   };
+   for (const auto& [value, low, high, folded] :
+        {Case{-0.0, -1.0, 1.0, -0.0}, Case{1.25, -1.0, 1.0, 0.75}, Case{-3.5, -1.0, 1.0, 0.5},
+         Case{5.5, 0.0, 2.0, 1.5}, Case{7.0, 3.0, 3.0, 3.0}, Case{-2.0, -1.0, 1e300, 0.0}})
+      EXPECT_EQ(ZqRandom::folded(value, low, high), folded) << value;
+}
+
 TEST(Random, MomentsAreThoseOfTheDistributions)
 {
    ZqRandom::setSeed(7);

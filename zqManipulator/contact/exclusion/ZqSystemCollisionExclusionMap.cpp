@@ -346,6 +346,23 @@ void ZqSystemCollisionExclusionMap::conditionallyShiftManipulatorIndices(ZqU32 t
    shiftKeysAndMembers(m_linkExclusionMap, threshold, offset);
 }
 
+void ZqSystemCollisionExclusionMap::excludeByLinks(ZqU32 manipulator,
+                                                   const std::vector<ZqString>& links)
+{
+   std::set<ZqU32> others;
+   for (const auto& [lesser, greater] : m_manipulatorExclusionMap.mapContainer())
+      for (const ZqU32 other : greater.setContainer())
+         if (lesser == manipulator || other == manipulator)
+            others.insert(lesser == manipulator ? other : lesser);
+   for (const ZqU32 other : others)
+      for (const ZqString& link : links)
+         excludeLinkCollisionCandidates(manipulator, link, other);
+   for (const auto& [other, manipulators] : m_linkManipulatorExclusionMap.mapContainer())
+      if (manipulators.setContainer().contains(manipulator))
+         for (const ZqString& link : links)
+            excludeLinkCollisionCandidate(manipulator, link, other.manipulatorId(), other.linkId());
+}
+
 void ZqSystemCollisionExclusionMap::apply(const ZqModelEdit& edit)
 {
    follow(m_manipulatorExclusionMap, edit);

@@ -130,6 +130,9 @@ public:
    virtual bool mergeWith(const ZqSystemCollisionExclusionMap& other);
    /// Erases what names the manipulator, and moves those behind it up by one.
    virtual void deleteManipulatorAndShift(ZqU32 manipulator);
+   /// States what is said of a whole manipulator of these of its links too, one by one: for a manipulator that is
+   /// about to become a part of another one.
+   void excludeByLinks(ZqU32 manipulator, const std::vector<ZqString>& links);
    /// Exclusions follow manipulators and links, and go with them; two links that came into one
    /// manipulator are excluded no longer. `buildMapFromSystem` is to be called after it.
    void apply(const ZqModelEdit& edit);

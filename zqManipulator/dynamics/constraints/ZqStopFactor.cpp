@@ -130,6 +130,8 @@ ZqU32 ZqStopFactor::mostWanting() const
 bool ZqStopFactor::solveActive()
 {
    const auto count = static_cast<ZqU32>(m_active.size());
+   if (count == 0)
+      return true;
    m_A.resize(count, count);
    m_b.resize(count, 1);
    for (ZqU32 i = 0; i < count; ++i)
@@ -139,6 +141,14 @@ bool ZqStopFactor::solveActive()
          m_A[i][j] = m_K[m_active[i]][m_active[j]];
    }
    m_A.choleskyFactor(m_L);
+   // The square of the sine of its angle to the others.
+   constexpr ZqReal dependent = 1e-11;
+   ZqReal& pivot = m_L[count - 1][count - 1];
+   if (!(pivot * pivot > dependent))
+   {
+      pivot = 0.0;
+      return exchangeLast();
+   }
    m_L.choleskySolve(m_b, m_solution);
    ZqReal part = 1.0;
    ZqU32 first = count;
@@ -155,6 +165,36 @@ bool ZqStopFactor::solveActive()
       m_impulses[m_active[i]] += part * (m_solution[i][0] - m_impulses[m_active[i]]);
    if (first == count)
       return true;
+   takeOut(first);
+   return false;
+}
+
+/// The last active row is a combination of the others, and lacks something all the same: impulses go over to it
+/// from those that it has a positive part of, until one of these is active no more. True when there are none,
+/// and nothing fulfils all of them: then it is the last that is not.
+bool ZqStopFactor::exchangeLast()
+{
+   const auto last = static_cast<ZqU32>(m_active.size() - 1);
+   for (ZqU32 i = 0; i < last; ++i)
+      m_b[i][0] = m_A[i][last];
+   m_b[last][0] = 0.0;
+   m_L.choleskySolve(m_b, m_solution);
+   constexpr ZqReal noPart = 1e-6;
+   ZqU32 first = last;
+   for (ZqU32 i = 0; i < last; ++i)
+      if (m_solution[i][0] > noPart &&
+          (first == last || m_impulses[m_active[i]] * m_solution[first][0] <
+                               m_impulses[m_active[first]] * m_solution[i][0]))
+         first = i;
+   if (first == last)
+   {
+      takeOut(last);
+      return true;
+   }
+   const ZqReal way = m_impulses[m_active[first]] / m_solution[first][0];
+   for (ZqU32 i = 0; i < last; ++i)
+      m_impulses[m_active[i]] = std::max(m_impulses[m_active[i]] - way * m_solution[i][0], 0.0);
+   m_impulses[m_active[last]] += way;
    takeOut(first);
    return false;
 }

@@ -37,6 +37,7 @@ private:
    void findImpulses();
    ZqU32 mostWanting() const;
    bool solveActive();
+   bool exchangeLast();
    void takeOut(ZqU32 place);
 
    ZqReArray m_rows;

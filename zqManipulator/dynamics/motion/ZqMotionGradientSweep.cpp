@@ -36,37 +36,52 @@ ZQ_MOTION_INLINE Vec6<ZqReal> unitMotion(const Joint& joint, const Place<ZqReal>
                                             : Vec6<ZqReal>{z, zeroVec3<ZqReal>()};
 }
 
-/// Moves link i by its joint's unit motion S, which changes by itself at a rate.
-ZQ_MOTION_INLINE void moveLink(const GradientWork& work, int parent, int i, const Vec6<ZqReal>& s,
-                               const Vec6<ZqReal>& ownRate, ZqReal qd, ZqReal qdd)
+/// Moves link i by its joint's unit motion S, which changes by itself at a rate. Answers the link's velocity.
+ZQ_MOTION_INLINE Vec6<ZqReal> moveLink(const GradientWork& work, int parent, int i,
+                                       const Vec6<ZqReal>& s, const Vec6<ZqReal>& ownRate,
+                                       ZqReal qd, ZqReal qdd)
 {
    const int stride = work.stride;
    const Vec6<ZqReal> v = vec6At<ZqReal>(work.v + parent + 1, stride);
    const Vec6<ZqReal> a = vec6At<ZqReal>(work.a + parent + 1, stride);
    const Vec6<ZqReal> carried = crossMotion(v, s);
    const Vec6<ZqReal> sDot = carried + ownRate;
+   const Vec6<ZqReal> ofLink = v + s * qd;
    put(work.s + i, stride, s);
    put(work.sDot + i, stride, sDot);
    put(work.sDotDot + i, stride, crossMotion(a, s) + crossMotion(v, carried));
-   put(work.v + i + 1, stride, v + s * qd);
+   put(work.v + i + 1, stride, ofLink);
    put(work.a + i + 1, stride, a + s * qdd + sDot * qd);
+   return ofLink;
 }
 
 /// The same for a slot. The bias of its joint is the rate of S in the axes of the DH frame times qd and, since
 /// it is the acceleration of a point, the inward one of a joint that turns about a distant axis.
 [[gnu::noinline]] void moveSlot(const GradientWork& work, int parent, int i, const Place<ZqReal>& X,
-                                const Slot<ZqReal>& slot, ZqReal qd, ZqReal qdd)
+                                const Slot<ZqReal>& slot, const SlotChange& change, ZqReal qd,
+                                ZqReal qdd)
 {
-   const Vec6<ZqReal> bias{slot.bias.linear - cross(slot.v.angular, slot.v.linear),
-                           slot.bias.angular};
-   const Vec6<ZqReal> rate = bias * (qd != 0.0 ? 1.0 / qd : 0.0);
-   moveLink(work, parent, i, motionInBase(X, slot.s), motionInBase(X, rate), qd, qdd);
+   if (!change.isKnown)
+   {
+      const Vec6<ZqReal> bias{slot.bias.linear - cross(slot.v.angular, slot.v.linear),
+                              slot.bias.angular};
+      const Vec6<ZqReal> rate = bias * (qd != 0.0 ? 1.0 / qd : 0.0);
+      moveLink(work, parent, i, motionInBase(X, slot.s), motionInBase(X, rate), qd, qdd);
+      return;
+   }
+   const Vec6<ZqReal> rate = motionInBase(X, change.first * qd);
+   const Vec6<ZqReal> v = moveLink(work, parent, i, motionInBase(X, slot.s), rate, qd, qdd);
+   const Vec6<ZqReal> inboard = vec6At<ZqReal>(work.v + parent + 1, work.stride);
+   const Vec6<ZqReal> ownChange = motionInBase(X, change.first * qdd + change.second * (qd * qd));
+   ZqReal* const sDotDot = work.sDotDot + i;
+   put(sDotDot, work.stride,
+       vec6At<ZqReal>(sDotDot, work.stride) + ownChange + crossMotion(v + inboard, rate));
 }
 } // namespace
 
 void moveInBase(const Tree& tree, const BaseMotion<ZqReal>& base, const Place<ZqReal>* places,
-                const Slot<ZqReal>* slots, const ZqReal* qd, const ZqReal* qdd,
-                const GradientWork& work)
+                const Slot<ZqReal>* slots, const SlotChange* changes, const ZqReal* qd,
+                const ZqReal* qdd, const GradientWork& work)
 {
    const Vec6<ZqReal> still{zeroVec3<ZqReal>(), zeroVec3<ZqReal>()};
    put(work.v, work.stride, Vec6<ZqReal>{zeroVec3<ZqReal>(), base.omega});
@@ -77,7 +92,8 @@ void moveInBase(const Tree& tree, const BaseMotion<ZqReal>& base, const Place<Zq
       const Place<ZqReal>& X = places[i + 1];
       const ZqReal acceleration = qdd != nullptr ? qdd[i] : 0.0;
       if (joint.kind == JointKind::Slot)
-         moveSlot(work, joint.parent, i, X, slots[joint.slot], qd[i], acceleration);
+         moveSlot(work, joint.parent, i, X, slots[joint.slot], changes[joint.slot], qd[i],
+                  acceleration);
       else
          moveLink(work, joint.parent, i, unitMotion(joint, X), still, qd[i], acceleration);
    }
@@ -314,6 +330,13 @@ void clearBetweenBranches(const Tree& tree, const GradientMatrix& matrix)
       for (int j = joint.end; j < tree.count; ++j)
          row[j] = 0.0;
    }
+}
+
+ZqReal torqueByOwnChange(int link, const Place<ZqReal>& place, const SlotChange& change,
+                         const GradientWork& work)
+{
+   return dot(motionInBase(place, change.first),
+              sumsAt<ZqReal>(work.sums + link + 1, work.stride).f);
 }
 
 void writeGradients(const Tree& tree, const GradientWork& work, const GradientMatrix& byPosition,

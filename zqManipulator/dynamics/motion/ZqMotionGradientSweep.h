@@ -22,6 +22,11 @@
 //    d tau_i / dqd_j = S_i . 2 (I_j S'_j + B_j S_j)
 //    d tau_j / dqd_i = S_j . 2 (I_j S'_i + B_j S_i)
 //
+// The unit motion of a slot changes with its position too, in the axes of its link: by s = dS/dq and t = d2S/dq2.
+// With R = s qd, S' = V x S + R has its own rate. Then its position moves the bodies outboard of it by S; their
+// velocities change by S' besides, so that S'' = A x S + V x (V x S) + s qdd + t qd^2 + (V + V_i) x R, where V_i is
+// the velocity of its link. The torque of the slot itself changes by s . F besides.
+//
 // External forces are constant in the axes of their links. They turn with the bodies, as F does, and are part
 // of it.
 namespace zqMotion
@@ -36,6 +41,13 @@ struct SubtreeSums
    Vec3<T> p; ///< integral of v dm: the momentum (kg m/s)
    Mat3<T> Q; ///< integral of v r^T dm (kg m^2/s)
    Vec6<T> f; ///< the force that moves it, less external ones
+};
+
+/// How the unit motion of a slot, in the axes of the DH frame, changes with its position: dS/dq and d2S/dq2.
+struct SlotChange
+{
+   Vec6<ZqReal> first, second;
+   bool isKnown; ///< else they are not used
 };
 
 /// The work space of the sweeps below. Owns nothing. Numbers stand in columns: component k of joint i at
@@ -151,10 +163,10 @@ ZQ_MOTION_INLINE Vec6<ZqReal> baseDirection(int k)
 }
 
 /// Unit motions with their rates, and the velocities and accelerations of all links: V = V_parent + S qd,
-/// A = A_parent + S qdd + S' qd. Null accelerations stand for zeros.
+/// A = A_parent + S qdd + S' qd. Null accelerations stand for zeros. Slots stand beside their changes.
 void moveInBase(const Tree& tree, const BaseMotion<ZqReal>& base, const Place<ZqReal>* places,
-                const Slot<ZqReal>* slots, const ZqReal* qd, const ZqReal* qdd,
-                const GradientWork& work);
+                const Slot<ZqReal>* slots, const SlotChange* changes, const ZqReal* qd,
+                const ZqReal* qdd, const GradientWork& work);
 /// The sums of each link alone. What is added to the forces stands in axis frames, the base's first: external
 /// forces, negative. Null for nothing.
 void weighBodies(const Tree& tree, const Place<ZqReal>* places, const LinkForce<ZqReal>* added,
@@ -177,9 +189,13 @@ ZQ_MOTION_INLINE SubtreeSums<T> sumsAt(const ZqReal* x, int stride)
 void gatherGradients(const Tree& tree, ZqReal* torques, const GradientWork& work);
 /// Zeros for joints on different branches.
 void clearBetweenBranches(const Tree& tree, const GradientMatrix& matrix);
-/// The gradients of the torques by positions and velocities of the joints.
+/// The gradients of the torques by positions and velocities of the joints. What is not known of a slot's changes is
+/// missing in the column of its position.
 void writeGradients(const Tree& tree, const GradientWork& work, const GradientMatrix& byPosition,
                     const GradientMatrix& byVelocity);
+/// What the torque of a slot itself changes with its position by: to be added to what is written.
+ZqReal torqueByOwnChange(int link, const Place<ZqReal>& place, const SlotChange& change,
+                         const GradientWork& work);
 /// Rows and columns of a free base: the force on it, its position, velocity and acceleration, in its axes.
 void writeBaseGradients(const Tree& tree, const BaseMotion<ZqReal>& base, const GradientWork& work,
                         const GradientMatrix& byPosition, const GradientMatrix& byVelocity);

@@ -50,6 +50,7 @@ struct ZqMotionDerivativeTool::Work
       resize(count);
       if (tree.slots > 0)
          stages.motions(); // fills them
+      takeSlotChanges(manipulator, stages, activeState);
       const ZqGeneralMotion& V = manipulator.dhFrameVelocityInLocal(activeState);
       base = {{}, plain(V.linear()), plain(V.angular()), {}, {}};
       if (withAccelerations)
@@ -61,8 +62,27 @@ struct ZqMotionDerivativeTool::Work
       filled(activeState.velocityState().jointVelocities(), count, velocities);
       filled(activeState.accelerationState().jointAccelerations(), count, accelerations);
       zqMotion::placeInBase(tree, stages.turns(), places.data());
-      zqMotion::moveInBase(tree, base, places.data(), stages.work().slots.data(), velocities.data(),
-                           withAccelerations ? accelerations.data() : nullptr, sweep);
+      zqMotion::moveInBase(tree, base, places.data(), stages.work().slots.data(), changes.data(),
+                           velocities.data(), withAccelerations ? accelerations.data() : nullptr,
+                           sweep);
+   }
+
+   /// What the joints know of how their unit motions change.
+   void takeSlotChanges(const ZqIndividualManipulator& manipulator, const ZqMotionStages& stages,
+                        const ZqManipulatorActiveState& activeState)
+   {
+      const auto& positions = activeState.positionState().jointPositions();
+      changes.resize(static_cast<std::size_t>(stages.tree().slots));
+      for (std::size_t k = 0; k < changes.size(); ++k)
+      {
+         const ZqU32 link = stages.plan().slotLinks[k];
+         const ZqLinkKinematics* const joint =
+            manipulator.linkPointerVector()[link]->linkKinematicsContainer().topElement();
+         ZqGeneralMotion first, second;
+         const bool isKnown =
+            joint != nullptr && joint->unitMotionDerivatives(positions[link], first, second);
+         changes[k] = {plain(first), plain(second), isKnown};
+      }
    }
 
    /// The factors of the mass matrix, from what the sweep has left.
@@ -108,6 +128,7 @@ struct ZqMotionDerivativeTool::Work
    std::vector<ZqReal> numbers;
    std::vector<zqMotion::Place<ZqReal>> places;
    std::vector<zqMotion::LinkForce<ZqReal>> external;
+   std::vector<zqMotion::SlotChange> changes;
    std::vector<ZqReal> velocities, accelerations, torques;
    zqMotion::BaseMotion<ZqReal> base{};
    zqMotion::GradientWork sweep{};
@@ -204,14 +225,24 @@ bool ZqMotionDerivativeTool::computeInverseDynamicsGradients(
    const GradientMatrix v =
       gradientOf(m_torqueByVelocity, m_manipulator->totalDof(), firstJoint(), tree.count);
    zqMotion::writeGradients(tree, work.sweep, q, v);
+   for (std::size_t k = 0; k < work.changes.size(); ++k)
+   {
+      const auto link = static_cast<int>(stages.plan().slotLinks[k]);
+      if (work.changes[k].isKnown)
+         *q.ofJoints(link, link) += zqMotion::torqueByOwnChange(
+            link, work.places[static_cast<std::size_t>(link) + 1], work.changes[k], work.sweep);
+   }
    if (firstJoint() > 0)
       zqMotion::writeBaseGradients(tree, work.base, work.sweep, q, v);
    takeTorques(stages, activeState);
    if (stages.plan().anySpringOrDamper)
       addSprings(tree.count);
-   for (int k = 0; k < tree.slots; ++k)
-      differentiateSlot(stages.plan().slotLinks[static_cast<std::size_t>(k)], externalForce,
-                        activeState, stateStruct);
+   for (std::size_t k = 0; k < work.changes.size(); ++k)
+   {
+      const ZqU32 link = stages.plan().slotLinks[k];
+      if (!work.changes[k].isKnown)
+         differentiateSlot(link, externalForce, activeState, stateStruct);
+   }
    return true;
 }
 
@@ -254,20 +285,21 @@ void ZqMotionDerivativeTool::addSprings(int count)
    }
 }
 
-/// The column of a joint whose unit motion may change with its position.
+/// The column of a joint whose unit motion changes with its position in a way that it does not tell: by central
+/// differences of fourth order.
 void ZqMotionDerivativeTool::differentiateSlot(ZqU32 link,
                                                const ZqManipulatorExternalForce& externalForce,
                                                const ZqManipulatorActiveState& activeState,
                                                const ZqStatedSystemStruct* stateStruct)
 {
-   constexpr ZqReal step = 1e-4;
+   constexpr ZqReal step = 1e-3;
    const ZqU32 first = firstJoint();
    m_torqueTool.setManipulator(m_manipulator);
    m_torqueTool.setTotalTorqueType(ZqTotalTorqueTool::BodyTorque);
    m_probe = activeState;
    m_probe.setAccelerationState(activeState.accelerationState());
    const ZqReal q = activeState.positionState().jointPositions()[link];
-   const auto add = [&](ZqReal offset)
+   const auto add = [&](ZqReal offset, ZqReal weight)
    {
       ZqPositionState position = activeState.positionState();
       position.jointPositions()[link] = q + offset;
@@ -276,13 +308,15 @@ void ZqMotionDerivativeTool::differentiateSlot(ZqU32 link,
          m_torqueTool.torques(externalForce, m_probe, stateStruct);
       for (ZqU32 i = 0; i < m_torqueByPosition.rows(); ++i)
          m_torqueByPosition[i][first + link] +=
-            (i < first ? torques.generalForce()[i] : torques.jointTorques()[i - first]) /
-            (2.0 * offset);
+            (i < first ? torques.generalForce()[i] : torques.jointTorques()[i - first]) * weight;
    };
    for (ZqU32 i = 0; i < m_torqueByPosition.rows(); ++i)
       m_torqueByPosition[i][first + link] = 0.0;
-   add(step);
-   add(-step);
+   for (const ZqReal sign : {1.0, -1.0})
+   {
+      add(sign * step, sign * 2.0 / (3.0 * step));
+      add(sign * 2.0 * step, -sign / (12.0 * step));
+   }
 }
 
 const ZqReArray&

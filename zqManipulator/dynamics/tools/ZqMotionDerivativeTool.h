@@ -36,8 +36,9 @@ struct JacobianView;
 /// part of the base's acceleration. Columns by a joint are per rad, or per m where it is prismatic, and so on.
 /// External forces are constant in the DH frames of their links. Torques are those at the joints, as of
 /// `ZqTotalTorqueTool::BodyTorque`: springs, dampers and the inertia of drives count, which is taken for
-/// constant; drives are not differentiated else. A joint of a class of its own has the column of its position by
-/// central differences over 1e-4, good to about 1e-8 where the joint itself is exact.
+/// constant; drives are not differentiated else. A joint that does not tell how its unit motion changes
+/// (`ZqLinkKinematics::unitMotionDerivatives`) has the column of its position by central differences of fourth
+/// order over 1e-3, good to about 1e-11 where the joint itself is exact.
 ///
 /// The active state says positions, velocities and accelerations; a scene, which may be null, adds the masses
 /// of what is attached. Joints that the state lacks have zeros. The tool does not own the manipulator. Results

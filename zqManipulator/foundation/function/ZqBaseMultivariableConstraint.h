@@ -13,18 +13,26 @@ class ZqBaseMultivariableConstraint
    : public ZqXmlAbstractClass<ZqBaseMultivariableConstraint, ZqBaseExpressionTreeElement>
 {
 public:
-   /// Answers the new index of a variable, or `gone`.
-   using NewIndex = std::function<ZqU32(ZqU32)>;
    static constexpr ZqU32 gone = 0xFFFFFFFF;
+   /// What has become of a variable x: it has another index, or is `gone`, and its value is now
+   /// sign x + shift.
+   struct Moved
+   {
+      ZqU32 index;
+      ZqReal sign = 1.0; ///< 1 or -1
+      ZqReal shift = 0.0;
+   };
+   /// Answers that for an old index.
+   using NewVariable = std::function<Moved(ZqU32)>;
 
    /// Zero or more where the constraint is fulfilled. A variable that the list lacks is zero.
    virtual ZqReal evaluate(const std::vector<ZqReal>& variables) const = 0;
    /// The derivatives by the variables of the list, as many as it has.
    virtual void getGradient(const std::vector<ZqReal>& variables,
                             std::vector<ZqReal>& gradient) const = 0;
-   /// Follows variables that have moved in the list. False when one that it depends on is gone, and the
+   /// Follows variables that have moved in the list or are told by other values. False when one that it depends on is gone, and the
    /// constraint with it. A class that has no indices stays as it is.
-   virtual bool apply(const NewIndex&) { return true; }
+   virtual bool apply(const NewVariable&) { return true; }
 
    bool operator==(const ZqBaseMultivariableConstraint&) const noexcept { return true; }
 };

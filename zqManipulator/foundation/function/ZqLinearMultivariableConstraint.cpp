@@ -63,12 +63,15 @@ void ZqLinearMultivariableConstraint::removeTerm(std::size_t place)
    m_coefficients.values().erase(m_coefficients.begin() + offset);
 }
 
-bool ZqLinearMultivariableConstraint::apply(const NewIndex& newIndex)
+bool ZqLinearMultivariableConstraint::apply(const NewVariable& newVariable)
 {
    for (std::size_t i = count(); i-- > 0;)
    {
-      m_indices[i] = newIndex(m_indices[i]);
-      if (m_indices[i] != gone)
+      const Moved moved = newVariable(m_indices[i]);
+      m_indices[i] = moved.index;
+      m_coefficients[i] *= moved.sign;
+      m_constantTerm -= m_coefficients[i] * moved.shift;
+      if (moved.index != gone)
          continue;
       if (m_coefficients[i] != 0.0)
          return false;

@@ -28,7 +28,7 @@ public:
    ZqReal evaluate(const std::vector<ZqReal>& variables) const override;
    void getGradient(const std::vector<ZqReal>& variables,
                     std::vector<ZqReal>& gradient) const override;
-   bool apply(const NewIndex& newIndex) override;
+   bool apply(const NewVariable& newVariable) override;
 
    ZqReal constantTerm() const noexcept { return m_constantTerm; }
    void setConstantTerm(ZqReal value) noexcept { m_constantTerm = value; }

@@ -134,7 +134,7 @@ const ZqU32& ZqDenavitHartenberg::jointType() const
 void ZqDenavitHartenberg::setJointType(ZqU32 jointType)
 {
    m_jointType = jointType;
-   m_transformValid = false;
+   forgetTransform();
 }
 
 const ZqU32& ZqDenavitHartenberg::dhType() const
@@ -145,7 +145,7 @@ const ZqU32& ZqDenavitHartenberg::dhType() const
 void ZqDenavitHartenberg::setDhType(ZqU32 dhType)
 {
    m_dhType = dhType;
-   m_transformValid = false;
+   forgetTransform();
 }
 
 const ZqCoordinateSystemTransformation& ZqDenavitHartenberg::precursor() const
@@ -156,7 +156,7 @@ const ZqCoordinateSystemTransformation& ZqDenavitHartenberg::precursor() const
 void ZqDenavitHartenberg::setPrecursor(const ZqCoordinateSystemTransformation& precursor)
 {
    m_precursor = precursor;
-   m_transformValid = false;
+   forgetTransform();
 }
 
 const ZqAngle& ZqDenavitHartenberg::dhTheta() const
@@ -167,7 +167,7 @@ const ZqAngle& ZqDenavitHartenberg::dhTheta() const
 void ZqDenavitHartenberg::setDhTheta(const ZqAngle& theta)
 {
    m_theta = theta;
-   m_transformValid = false;
+   forgetTransform();
 }
 
 const ZqReal& ZqDenavitHartenberg::dhD() const
@@ -178,7 +178,7 @@ const ZqReal& ZqDenavitHartenberg::dhD() const
 void ZqDenavitHartenberg::setDhD(ZqReal d)
 {
    m_d = d;
-   m_transformValid = false;
+   forgetTransform();
 }
 
 const ZqReal& ZqDenavitHartenberg::dhA() const
@@ -189,7 +189,7 @@ const ZqReal& ZqDenavitHartenberg::dhA() const
 void ZqDenavitHartenberg::setDhA(ZqReal a)
 {
    m_a = a;
-   m_transformValid = false;
+   forgetTransform();
 }
 
 const ZqAngle& ZqDenavitHartenberg::dhAlpha() const
@@ -201,7 +201,7 @@ void ZqDenavitHartenberg::setDhAlpha(const ZqAngle& alpha)
 {
    m_alpha = alpha;
    m_halfAlpha = ZqHalfAngle(m_alpha.cos(), m_alpha.sin());
-   m_transformValid = false;
+   forgetTransform();
 }
 
 ZqDenavitHartenberg::Family ZqDenavitHartenberg::family() const
@@ -214,13 +214,7 @@ ZqDenavitHartenberg::Family ZqDenavitHartenberg::family() const
 const ZqCoordinateSystemTransformation&
 ZqDenavitHartenberg::calculateTransform(ZqReal jointPosition) const
 {
-   if (m_transformValid && jointPosition == m_lastJointPosition)
-      return m_currentTransform;
-   m_lastJointPosition = jointPosition;
-   m_currentTransform.setToIdentity();
-   transformBy(m_currentTransform, jointPosition);
-   m_transformValid = true;
-   return m_currentTransform;
+   return keptTransform(jointPosition);
 }
 
 void ZqDenavitHartenberg::transformBy(ZqCoordinateSystemTransformation& result,
@@ -270,14 +264,14 @@ ZqCoordinateSystemTransformation ZqDenavitHartenberg::takePrecursor()
 void ZqDenavitHartenberg::transformBy(const ZqCoordinateSystemTransformation& transformation)
 {
    m_precursor = transformation * takePrecursor();
-   m_transformValid = false;
+   forgetTransform();
 }
 
 void ZqDenavitHartenberg::changeInboardFrameBy(
    const ZqCoordinateSystemTransformation& transformation)
 {
    m_precursor = takePrecursor() * transformation;
-   m_transformValid = false;
+   forgetTransform();
 }
 
 /// The axis of the joint in the DH frame. In Paul's conventions that frame lies behind the twist and the
@@ -466,7 +460,7 @@ void ZqDenavitHartenberg::scaleBy(ZqReal scale)
    m_precursor.scaleTranslationBy(scale);
    m_d *= scale;
    m_a *= scale;
-   m_transformValid = false;
+   forgetTransform();
 }
 
 bool ZqDenavitHartenberg::addChildArbdToParent(ZqArticulatedBodyDynamics& parent,

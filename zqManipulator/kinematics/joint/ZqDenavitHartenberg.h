@@ -164,8 +164,6 @@ private:
    ZqReal m_a = 0.0;
    ZqAngle m_alpha; ///< with its sine and cosine
    ZqHalfAngle m_halfAlpha;
-   mutable ZqReal m_lastJointPosition = 0.0;
-   mutable ZqBoolean m_transformValid = false;
 };
 
 extern template class ZqXmlClass<ZqDenavitHartenberg, ZqLinkKinematics>;

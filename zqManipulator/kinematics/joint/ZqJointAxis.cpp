@@ -90,6 +90,6 @@ void accelerate(const ZqLinkKinematicsContainer& joint, ZqReal q, ZqReal qd, ZqR
 {
    move(joint, q, qd, slot);
    slot.bias = plain(joint.accelerationAt(q, qd, 0.0));
-   slot.a = plain(joint.accelerationAt(q, qd, qdd));
+   slot.a = slot.bias + slot.s * qdd;
 }
 } // namespace zqMotion

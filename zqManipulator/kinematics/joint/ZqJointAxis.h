@@ -37,7 +37,7 @@ void place(const ZqLinkKinematicsContainer& joint, const Joint* parent, ZqReal q
            Slot<ZqReal>& slot);
 /// The velocity that it adds.
 void move(const ZqLinkKinematicsContainer& joint, ZqReal q, ZqReal qd, Slot<ZqReal>& slot);
-/// The accelerations that it adds.
+/// The accelerations that it adds, in a slot that has been placed.
 void accelerate(const ZqLinkKinematicsContainer& joint, ZqReal q, ZqReal qd, ZqReal qdd,
                 Slot<ZqReal>& slot);
 /// @}

@@ -2,6 +2,8 @@
 
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
+#include "zqManipulator/kinematics/joint/ZqQuadrilateralTypeLink.h"
+#include "zqManipulator/kinematics/joint/ZqScrewTypeLink.h"
 
 #include <typeinfo>
 
@@ -37,6 +39,9 @@ const ZqToken& ZqLinkKinematicsContainer::token() const
 void ZqLinkKinematicsContainer::registerComponentCreators()
 {
    registerComponentCreator(ZqDenavitHartenberg::classToken(), ZqDenavitHartenberg::creator);
+   registerComponentCreator(ZqScrewTypeLink::classToken(), ZqScrewTypeLink::creator);
+   registerComponentCreator(ZqQuadrilateralTypeLink::classToken(),
+                            ZqQuadrilateralTypeLink::creator);
 }
 
 void ZqLinkKinematicsContainer::setTopElement(const ZqLinkKinematics& element)

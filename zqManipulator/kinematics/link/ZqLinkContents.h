@@ -11,10 +11,35 @@
 #include "zqManipulator/simulation/records/ZqSpringProperties.h"
 #include "zqManipulator/tools/labels/ZqReferenceDescription.h"
 
+#include <boost/smart_ptr/intrusive_ptr.hpp>
+
 #include <utility>
 #include <vector>
 
+class ZqLinkUnion;
 class ZqManipulatorLink;
+
+/// \name Ownership of a union by `boost::intrusive_ptr`
+/// @{
+void intrusive_ptr_add_ref(const ZqLinkUnion* held) noexcept;
+void intrusive_ptr_release(const ZqLinkUnion* held) noexcept;
+/// @}
+
+/// What was merged into a link. Copies share it: it is not changed, but replaced by another one.
+class ZqLinkUnionPointer : public boost::intrusive_ptr<const ZqLinkUnion>
+{
+public:
+   using intrusive_ptr::intrusive_ptr;
+   /// By what is merged.
+   bool operator==(const ZqLinkUnionPointer& other) const
+   {
+      return get() == other.get() ||
+             (get() != nullptr && other.get() != nullptr && isEqual(*get(), *other.get()));
+   }
+
+private:
+   static bool isEqual(const ZqLinkUnion& a, const ZqLinkUnion& b);
+};
 
 extern template class ZqXmlMapType<ZqString, ZqRigidBodyMassProperties>;
 extern template class ZqXmlMapType<ZqString, ZqVector>;
@@ -99,6 +124,7 @@ protected:
    ZqStateConstraintContainer m_upperLimitConstraint;
    ZqStateConstraintContainer m_lowerLimitConstraint;
    ZqSensorVector m_sensorVector;
+   ZqLinkUnionPointer m_union; ///< null for a link into which nothing is merged; not in documents
 };
 
 /// All of a link that is copied and moved as it is: the contents, the label, which is compared apart,

@@ -416,6 +416,8 @@ void ZqManipulatorLink::apply(const ZqLinkEdit& edit)
 {
    applyLabels(edit);
    applyIndices(edit);
+   if (m_union)
+      applyToUnion(edit);
    for (ZqManipulatorLink& child : m_childLinks)
       child.apply(edit);
 }
@@ -425,6 +427,19 @@ void ZqManipulatorLink::applyLabels(const ZqLinkEdit& edit)
 {
    m_springProperties.apply(edit);
    m_damperProperties.apply(edit);
+   if (const ZqLinkRestatement& restatement = edit.restatement(m_linkLabel);
+       restatement.isOfJoint())
+   {
+      m_jointActuator.apply(restatement);
+      if (restatement.jointSign < 0.0)
+      {
+         m_springProperties.turnTorque();
+         m_damperProperties.turnTorque();
+         std::swap(m_upperLimitConstraint, m_lowerLimitConstraint);
+      }
+      updateDefaultLimitConstraints();
+      modelChanges();
+   }
    if (m_linkReferenceDescription.isShapeReferenced())
    {
       ZqString referenced = m_linkReferenceDescription.referencedLinkLabel();

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <map>
 #include <memory>
+#include <set>
 #include <vector>
 
 class ZqArticulatedBodyDynamics;
@@ -490,6 +491,36 @@ public:
    /// Restates shapes, masses, named points and named frames in a frame that is moved: what was at x is then
    /// at T x. The joint stays.
    virtual void transformComponentsBy(const ZqCoordinateSystemTransformation& T);
+   /// Moves the link and all below it with respect to the parent: what the joint placed at x in the parent's DH
+   /// frame it places at T x. The precursor of the joint takes T in. False, with no change, for a link without a
+   /// joint.
+   virtual ZqBoolean transformLinkTreeBy(const ZqCoordinateSystemTransformation& T);
+   /// \name Unions
+   /// Other manipulators' bases may be merged into the link, which is then one rigid body with them. The link
+   /// remembers itself as it was, and each base by the label of its manipulator; copies remember it too,
+   /// documents do not. `ZqIndividualManipulator::combineManipulator` merges whole trees.
+   /// @{
+   /// Merges the base of a manipulator, whose primary frame stands at the transformation in that of the
+   /// link: its shape, its named points and frames, and its masses. A name of a point or frame that is taken
+   /// keeps what it has, and masses under such a name get a new one; messages tell. False, with no change
+   /// and a message, when the transformation is not rigid or shapes would stand too deep in others.
+   virtual bool addLinkToUnion(const ZqIndividualManipulator& manipulator,
+                               const ZqCoordinateSystemTransformation& transform);
+   /// Undoes the first merge of the label, also one within what was merged: answers the manipulator, without
+   /// its links below the base, and where it stood in this link's primary frame. What the link is without
+   /// it is put together anew from what it was before all merges. False when there is none of the label.
+   virtual bool popLinkFromUnion(const ZqString& label, ZqIndividualManipulator& manipulator,
+                                 ZqCoordinateSystemTransformation& transform);
+   /// Adds the labels of all manipulators of which the bases are merged in, also those merged into these.
+   virtual void manipulatorLabelsInUnion(std::set<ZqString>& labels) const;
+   /// Null for a link into which nothing is merged.
+   const ZqLinkUnion* linkUnion() const { return m_union.get(); }
+   /// @}
+   /// Changes the primary frame, and restates in it what is stated in it: nothing moves. False, with a
+   /// message and no change, for a link without a joint, which keeps the identity.
+   ///
+   /// What others state in the primary frame follows with the operation of the manipulator.
+   virtual bool transformPrimaryFrame(const ZqCoordinateSystemTransformation& frame);
    /// Gives another link the label, damper, drive, joint, masses, spring and shapes of this one; the shapes
    /// are its own.
    void copyLinkProperties(ZqManipulatorLink& target) const;
@@ -567,7 +598,8 @@ public:
    /// has changed these.
    virtual void updateDefaultLimitConstraints();
    /// Changes the labels that springs, dampers and references in the subtree hold, and the indices that
-   /// limits hold, as an edit of the manipulator's links says.
+   /// limits hold, as an edit of the manipulator's links says, and what drives, springs and dampers say of
+   /// positions of joints.
    void apply(const ZqLinkEdit& edit);
 
 protected:
@@ -592,6 +624,7 @@ protected:
 
 private:
    friend class ZqIndividualManipulator; // numbers the tree
+   friend class ZqLinkUnion;             // puts the link together
 
    struct OldDrives;
    struct DefaultLimits;
@@ -606,6 +639,9 @@ private:
    // Tell the manipulator that its maps may not be right any more.
    void lendChildren();
    void treeChanges() noexcept;
+   void applyToUnion(const ZqLinkEdit& edit);
+   void transformUnionBy(const ZqCoordinateSystemTransformation& T);
+   void scaleUnionBy(ZqReal scale);
    void labelChanges() noexcept;
    void modelChanges() noexcept;
    void shapesChange() noexcept;
@@ -619,6 +655,7 @@ private:
       return referencedShapeOwner();
    }
    const ZqManipulatorLink& referencedShapeOwner() const;
+   void transformAllButShapesBy(const ZqCoordinateSystemTransformation& T);
    void replaceShape(const ZqShape& shape, ZqU32 shapeIndex, bool replaceAll);
    void takeShapes(ZqShapeContainer&& shapes);
    ZqReal reachOfShape() const;

@@ -138,6 +138,8 @@ void ZqManipulatorLink::scaleIndividualLinkBy(ZqReal scale)
    const ZqReal isLength = m_linkKinematicsContainer.jointParameterScalability();
    m_jointActuator.scaleBy(scale, isLength * scale + (1.0 - isLength));
    updateDefaultLimitConstraints();
+   if (m_union)
+      scaleUnionBy(scale);
    updateMassProperties();
    updateDHMassProperties();
 }
@@ -201,6 +203,11 @@ void ZqManipulatorLink::transformComponentsBy(const ZqCoordinateSystemTransforma
    removeLinkReferences();
    m_shapes.m_container.transformBy(T);
    mapShapes();
+   transformAllButShapesBy(T);
+}
+
+void ZqManipulatorLink::transformAllButShapesBy(const ZqCoordinateSystemTransformation& T)
+{
    m_baseMassProperties.transformBy(T);
    for (auto& [name, properties] : m_massPropertiesMap.mapContainer())
       properties.transformBy(T);
@@ -208,8 +215,30 @@ void ZqManipulatorLink::transformComponentsBy(const ZqCoordinateSystemTransforma
       point = T * point;
    for (auto& [name, frame] : m_namedFrames.mapContainer())
       frame = T * frame;
+   if (m_union)
+      transformUnionBy(T);
    updateMassProperties();
    updateDHMassProperties();
+}
+
+ZqBoolean ZqManipulatorLink::transformLinkTreeBy(const ZqCoordinateSystemTransformation& T)
+{
+   // A copy of the joint, so that whoever shares results of the old one keeps these.
+   ZqLinkKinematicsContainer container = m_linkKinematicsContainer;
+   if (!container.transformBy(T))
+      return false;
+   setLinkKinematicsContainer(container);
+   return true;
+}
+
+bool ZqManipulatorLink::transformPrimaryFrame(const ZqCoordinateSystemTransformation& frame)
+{
+   const ZqCoordinateSystemTransformation toNew = frame.inverse() * primaryFrame();
+   setPrimaryFrame(frame);
+   if (!(primaryFrame() == frame))
+      return false;
+   transformComponentsBy(toNew);
+   return true;
 }
 
 void ZqManipulatorLink::copyLinkProperties(ZqManipulatorLink& target) const

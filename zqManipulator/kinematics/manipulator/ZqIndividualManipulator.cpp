@@ -29,6 +29,7 @@ ZqIndividualManipulator::ZqIndividualManipulator(const ZqIndividualManipulator& 
    : ZqXmlClass(other), ZqManipulatorValues(other.presentValues())
 {
    setParentLink(nullptr);
+   m_generalBoundObjects.setManipulator(this);
    ZqIndividualManipulator::mapManipulator();
 }
 
@@ -69,6 +70,7 @@ void ZqIndividualManipulator::takeMapsFrom(ZqIndividualManipulator& other,
                                            bool mapsAreRight) noexcept
 {
    m_concreteReference = this;
+   m_generalBoundObjects.setManipulator(this);
    modelIsNew();
    other.modelIsNew();
    m_staleness = mapsAreRight ? 0 : TreeChanged;
@@ -120,6 +122,7 @@ bool ZqIndividualManipulator::read(ZqXmlReader& reader)
    if (m_manipulatorLabel.empty())
       m_manipulatorLabel = linkLabel();
    m_allPairsAreExcluded = false;
+   m_generalBoundObjects.setManipulator(this);
    mapManipulator();
    fitAbsoluteBoundingSphere();
    mapLinkCollisionCandidates();
@@ -385,11 +388,12 @@ void ZqIndividualManipulator::apply(const ZqLinkEdit& edit)
 {
    if (!edit.isIdentity())
       applyToLinks(edit);
-   if (edit.hasLabels())
+   if (edit.hasLabels() || edit.hasRestatements())
    {
       m_selfCollisionLinkMap.apply(edit);
       m_linkLabelMapping.apply(edit);
       m_stoppingCriteria.apply(edit);
+      m_generalBoundObjects.apply(edit);
    }
    if (!edit.isIdentity())
    {
@@ -411,9 +415,12 @@ void ZqIndividualManipulator::apply(const ZqLinkEdit& edit)
 /// that a link holds that came with the edit speak of the links as they are now.
 void ZqIndividualManipulator::applyToLinks(const ZqLinkEdit& edit)
 {
-   if (edit.hasLabels())
+   const bool hasNames = edit.hasLabels() || edit.hasRestatements();
+   if (hasNames)
       applyLabels(edit);
-   std::vector<bool> wasThere(edit.hasIndices() ? ownLinkCount() : 0);
+   if (m_union)
+      applyToUnion(edit);
+   std::vector<bool> wasThere(ownLinkCount());
    for (ZqU32 i = 0; i < m_linkPointerVector.size(); ++i)
       if (const ZqU32 place = edit.index(i); place < wasThere.size())
          wasThere[place] = true;
@@ -422,10 +429,12 @@ void ZqIndividualManipulator::applyToLinks(const ZqLinkEdit& edit)
    {
       for (ZqManipulatorLink& link : links)
       {
-         if (edit.hasLabels())
+         if (hasNames)
             link.applyLabels(edit);
-         if (edit.hasIndices() && wasThere[index])
+         if (wasThere[index])
             link.applyIndices(edit);
+         if (link.m_union && (edit.hasLabels() || wasThere[index]))
+            link.applyToUnion(edit);
          ++index;
          self(self, link.m_childLinks);
       }
@@ -655,17 +664,6 @@ ZqU32 ZqIndividualManipulator::linkIndexByIdentifier(const ZqString& label) cons
    return label == linkLabel() ? ZqBaseLinkIndex : ZqNoLinkIndex;
 }
 
-bool ZqIndividualManipulator::replaceLinkKinematics(const ZqString& label,
-                                                    const ZqLinkKinematics& joint)
-{
-   ZqManipulatorLink* link = linkByIdentifier(label);
-   if (link == nullptr)
-      return false;
-   link->setLinkKinematics(joint);
-   fitAbsoluteBoundingSphere();
-   return true;
-}
-
 bool ZqIndividualManipulator::setChildLinkNamedFrames(ZqU32 index, const NamedFrames& frames)
 {
    ZqManipulatorLink* link = linkByIndex(index);
@@ -677,8 +675,7 @@ bool ZqIndividualManipulator::setChildLinkNamedFrames(ZqU32 index, const NamedFr
 
 void ZqIndividualManipulator::setManipulatorIndex(ZqU32 index)
 {
-   if (m_manipulatorIndex == index)
-      return;
+   // Also where it stays: the sensors may have come with the tree of another manipulator.
    m_manipulatorIndex = index;
    const auto tell = [](const auto& self, ZqManipulatorLink& link) -> void
    {

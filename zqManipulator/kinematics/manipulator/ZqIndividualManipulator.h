@@ -65,6 +65,9 @@ public:
             ZqComponent{&This::m_manipulatorReferenceDescription,
                         &ZqManip::ZqManipulatorReferenceDescriptionToken,
                         "whose model the manipulator uses"},
+            ZqOptionalComponent(&This::m_generalBoundObjects,
+                                &ZqManip::ZqGeneralBoundObjectVectorToken,
+                                "shapes that go with sides of linkages"),
             ZqOptionalComponent(&This::m_stateConstraints, &ZqManip::ZqStateConstraintVectorToken,
                                 "functions of the joint positions that are zero or more where they "
                                 "are allowed, for a client that keeps to them"),
@@ -192,6 +195,52 @@ public:
                                        ZqVelocityState& velocity) const;
    /// @}
 
+   /// \name Trees that are put together, and taken apart
+   /// Nothing changes where false is answered, or none; a message then names manipulators and link.
+   /// @{
+   /// Mounts a copy of another manipulator on a link: its base, whose primary frame stands at the rigid
+   /// transformation in the primary frame of the link, becomes a part of the link
+   /// (`ZqManipulatorLink::addLinkToUnion`), and its links become children of the link. Their labels stay where
+   /// they are free. Springs, dampers, shapes that links share, constraints, stopping criteria, links to
+   /// display and pairs that may collide come along. A named surface of the manipulator that is taken keeps what
+   /// it has, with a message. A constraint on the velocity of the other's base is dropped, since it has none of
+   /// its own any more.
+   ///
+   /// False for a link that does not exist, for a manipulator that is this one, that refers to it or to which it
+   /// refers, and when links on the other's base have no joint.
+   virtual ZqBoolean combineManipulator(const ZqString& linkLabel,
+                                        const ZqIndividualManipulator& manipulator,
+                                        const ZqCoordinateSystemTransformation& transform);
+   /// Takes a manipulator off again: answers it with its own labels and joints and with what it brought, the
+   /// link that it was on, and where the primary frame of its base stood in that of the link. What was not changed
+   /// meanwhile is to the bit as it was, in the manipulator and in this one; links that were added to those of
+   /// the manipulator go with them. Any number of manipulators is taken off in any order, also one that came within
+   /// another one. Of several with one label it is the first one.
+   virtual ZqBoolean uncombineManipulator(const ZqString& label, ZqString& linkLabel,
+                                          ZqIndividualManipulator& manipulator,
+                                          ZqCoordinateSystemTransformation& transform);
+   /// What moved. The two operations answer it for those who hold indices and labels of links.
+   struct CombinationRecord
+   {
+      ZqLinkEdit links;    ///< of this manipulator
+      ZqLinkEdit transfer; ///< of links that came from the other one, or went to it
+      ZqString linkLabel;  ///< of the link that carries the other one
+      ZqU32 otherIndex;    ///< of the other one in its system, before it was combined
+   };
+   std::optional<CombinationRecord> combine(const ZqString& linkLabel,
+                                            const ZqIndividualManipulator& manipulator,
+                                            const ZqCoordinateSystemTransformation& transform);
+   std::optional<CombinationRecord> uncombine(const ZqString& label,
+                                              ZqIndividualManipulator& manipulator,
+                                              ZqCoordinateSystemTransformation& transform);
+   /// Replaces a link and all below it by a copy of another one. Other links keep the shapes that they share
+   /// with the link, what is held by label follows links of the same label, and all pairs of links are excluded
+   /// from collision. False when there is no such link.
+   virtual ZqBoolean replaceLinkAndChildren(const ZqString& label, const ZqManipulatorLink& link);
+   /// `ZqManipulatorLink::transformLinkTreeBy` of a link. False also when there is none.
+   virtual ZqBoolean transformLinkSubtreeBy(const ZqString& label,
+                                            const ZqCoordinateSystemTransformation& transform);
+   /// @}
    /// Turns links with equal shapes into references. True.
    virtual bool findAndConvertToReferences();
    /// To be called before the shapes of a link change: links that use them get their own copies.
@@ -217,6 +266,15 @@ public:
    void addSphereBoundingVolumeToLinks();
    void addConvexHullToLinks();
    /// @}
+   /// Makes a bounding volume of each link that has one around a shape of its own its only shape: the
+   /// coarsest one, or the finest. Its one surface, "Bounding", has the values that are given, and of the
+   /// shape that goes the material and the spring constant, where one of its surfaces has them.
+   virtual void simplifyLinkShapesWithBoundingVolumes(const ZqDataMap& data, bool withCoarsest);
+   /// The same with new bounding volumes, in place of those that there are.
+   /// @{
+   virtual void simplifyLinkShapesWithCapsules(const ZqDataMap& data);
+   virtual void simplifyLinkShapesWithConvexHulls(const ZqDataMap& data);
+   /// @}
    /// Sets the surfaces of a shape of a link, by index; links that share the shape share them.
    virtual bool setSurfacesByIDs(ZqU32 linkIndex, ZqU32 shapeIndex,
                                  const ZqShape::Surfaces& surfaces);
@@ -231,12 +289,44 @@ public:
                                                     ZqManipulatorPointEvent& event,
                                                     ZqManipulatorActivePositionState& activeState,
                                                     ZqU32 level) const;
-   /// Replaces the joint of a link. False when there is no such link.
+   /// \name Joints and frames of links
+   /// False, with no change, when there is no such link.
+   /// @{
+   /// Replaces the joint of a link, and with it the primary frame.
    virtual bool replaceLinkKinematics(const ZqString& label, const ZqLinkKinematics& joint);
+   virtual bool replaceLinkKinematics(ZqU32 index, const ZqLinkKinematics& joint);
+   /// Replaces the primary frame of a link. What is stated in it stays as it is told, and moves.
+   virtual bool replaceLinkPrimaryFrame(const ZqString& label,
+                                        const ZqCoordinateSystemTransformation& frame);
+   virtual bool replaceLinkPrimaryFrame(ZqU32 index, const ZqCoordinateSystemTransformation& frame);
+   /// Changes the primary frame of a link, and restates what is stated in it: nothing moves. Points of
+   /// constraints and polygons of stopping criteria follow; so does what a scene states of the link, in
+   /// `editManipulator`. Links that use the shapes of this one get their own. False, with a message, also
+   /// for a link without a joint.
+   virtual bool transformPrimaryFrame(const ZqString& label,
+                                      const ZqCoordinateSystemTransformation& frame);
+   using ZqManipulatorLink::transformPrimaryFrame;
+   /// The same for all links, with the identity. Links that share shapes go on sharing them if they have
+   /// the same primary frame; the others get their own. True.
+   virtual bool transformAllPrimaryFramesToIdentity();
+   /// `transformComponentsBy` of a link: its contents move. Links that use its shapes get their own.
+   virtual bool transformLinkComponentsBy(const ZqString& label,
+                                          const ZqCoordinateSystemTransformation& T);
+   /// @}
    /// Finds the manipulator that this one refers to. False when this one is no reference, or there is
    /// none of the label; it is then its own concrete reference.
    virtual bool configureManipulatorReference(Manipulators& manipulators);
    virtual const ZqIndividualManipulator& concreteReference() const { return *m_concreteReference; }
+   /// Shapes that members carry which are no links.
+   virtual const ZqGeneralBoundObjectVector& generalBoundObjects() const
+   {
+      return m_generalBoundObjects;
+   }
+   virtual void setGeneralBoundObjects(const ZqGeneralBoundObjectVector& objects)
+   {
+      m_generalBoundObjects = objects;
+      m_generalBoundObjects.setManipulator(this);
+   }
    /// The links below the base, by link index.
    virtual const LinkPointerVector& linkPointerVector() const;
    /// By label, the base included.
@@ -319,6 +409,12 @@ public:
    void setLinkIndex(ZqU32) override {}
    const ZqCoordinateSystemTransformation&
    dhFrameInSystem(ZqManipulatorActivePositionState& activeState) const override;
+   /// With the bound objects.
+   void scaleIndividualLinkBy(ZqReal scale) override
+   {
+      ZqManipulatorLink::scaleIndividualLinkBy(scale);
+      m_generalBoundObjects.scaleBy(scale);
+   }
    /// Of all links.
    void truncateValues(ZqReal tolerance) override;
    /// Keeps the values for the manipulator as well, when any shape has a surface of the name.
@@ -430,6 +526,7 @@ public:
    void keepRecord(Record* record);
 
 private:
+   friend class ZqLinkUnion;       // keeps what a base brings
    friend class ZqManipulatorLink; // tells of changes
 
    /// Why the maps may not be right: bits.
@@ -478,6 +575,17 @@ private:
    }
    void rebuildPlan() const;
    void fillCollisionTest();
+   ZqString whyNotCombined(const ZqManipulatorLink* link,
+                           const ZqIndividualManipulator& manipulator,
+                           const ZqCoordinateSystemTransformation& transform) const;
+   void takeContents(const ZqManipulatorLink& carrier, const ZqLinkEdit::Labels& ownLabels,
+                     bool allPairsWereExcluded);
+   void mapCombinedLabels();
+   template <class Names>
+   void giveCollisionPairs(ZqIndividualManipulator& to, const Names& names, const ZqString& carrier,
+                           const ZqLinkEdit& restored) const;
+   void giveLabelMapping(ZqIndividualManipulator& to,
+                         const std::map<ZqString, ZqString>& moved) const;
    void addBoundingVolumes(ZqU32 type, bool onlyWhereNone);
    bool lentChildrenChanged() const;
    void childrenAreLent(const ZqManipulatorLink& lender);

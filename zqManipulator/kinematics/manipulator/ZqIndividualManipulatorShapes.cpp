@@ -1,4 +1,5 @@
 #include "zqManipulator/contact/records/ZqPointEvents.h"
+#include "zqManipulator/foundation/tokens/ZqFoundationTokens.h"
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
 
 #include <algorithm>
@@ -108,6 +109,59 @@ void ZqIndividualManipulator::addSphereBoundingVolumeToLinks()
 void ZqIndividualManipulator::addConvexHullToLinks()
 {
    addBoundingVolumes(ZqShape::ConvexHullShape, false);
+}
+
+namespace
+{
+/// Copies a value of the first surface of a shape that has it.
+template <class Value>
+void takeOver(const ZqToken& name, const ZqShape& shape, ZqDataMap& data)
+{
+   const ZqString key(name.localName());
+   Value value{};
+   for (const auto& [surface, values] : shape.surfaces().mapContainer())
+      if (values.lookup(key, value))
+      {
+         data.add(key, value);
+         return;
+      }
+}
+} // namespace
+
+void ZqIndividualManipulator::simplifyLinkShapesWithBoundingVolumes(const ZqDataMap& data,
+                                                                    bool withCoarsest)
+{
+   const auto simplify = [&](ZqManipulatorLink& link)
+   {
+      const auto volumes = link.boundingVolumes();
+      if (link.linkReferenceDescription().isShapeReferenced() || volumes.empty())
+         return;
+      ZqDataMap values = data;
+      takeOver<ZqString>(ZqFoundCommon::ZqSurfaceMaterialTypeToken, *link.shape(), values);
+      takeOver<ZqReal>(ZqFoundCommon::ZqSurfaceTensionSpringConstantToken, *link.shape(), values);
+      const std::unique_ptr<ZqShape> volume(
+         (withCoarsest ? volumes.back() : volumes.front())->clonedShape());
+      volume->deleteAllBoundingVolumes();
+      volume->setSurfaces({{"Bounding", values}});
+      link.setShape(*volume);
+   };
+   for (ZqManipulatorLink* link : linkPointerVector())
+      simplify(*link);
+   simplify(*m_concreteReference);
+}
+
+void ZqIndividualManipulator::simplifyLinkShapesWithCapsules(const ZqDataMap& data)
+{
+   deleteAllBoundingVolumes();
+   addCapsuleBoundingVolumeToLinks();
+   simplifyLinkShapesWithBoundingVolumes(data, true);
+}
+
+void ZqIndividualManipulator::simplifyLinkShapesWithConvexHulls(const ZqDataMap& data)
+{
+   deleteAllBoundingVolumes();
+   addConvexHullToLinks();
+   simplifyLinkShapesWithBoundingVolumes(data, true);
 }
 
 bool ZqIndividualManipulator::setSurfacesByIDs(ZqU32 linkIndex, ZqU32 shapeIndex,

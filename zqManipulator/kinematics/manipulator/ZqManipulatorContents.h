@@ -5,6 +5,7 @@
 #include "zqManipulator/foundation/geometry/ZqShape.h"
 #include "zqManipulator/foundation/geometry/ZqSphere.h"
 #include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
+#include "zqManipulator/kinematics/joint/ZqGeneralBoundObjectVector.h"
 #include "zqManipulator/simulation/constraints/ZqStateConstraintVector.h"
 #include "zqManipulator/simulation/constraints/ZqStateEqualityConstraintVector.h"
 #include "zqManipulator/simulation/records/ZqStoppingCriterionVector.h"
@@ -31,6 +32,7 @@ protected:
    bool m_isFixedBase = true;
    bool m_optimizeOnLoad = false;
    ZqManipulatorReferenceDescription m_manipulatorReferenceDescription;
+   ZqGeneralBoundObjectVector m_generalBoundObjects;
    ZqStateConstraintVector m_stateConstraints;
    ZqStateEqualityConstraintVector m_stateEqualityConstraints;
    ZqStoppingCriterionVector m_stoppingCriteria;

@@ -27,6 +27,7 @@ ZqManipulatorSystem::ZqManipulatorSystem(const ZqManipulatorSystem& other,
      m_linkInteractionsVector(other.m_linkInteractionsVector),
      m_collisionExclusionMap(other.m_collisionExclusionMap),
      m_manipulatorAttachmentMap(other.m_manipulatorAttachmentMap), m_labelPool(other.m_labelPool),
+     m_beforeCombining(other.m_beforeCombining),
      m_collisionDetectionPrecisionLevel(other.m_collisionDetectionPrecisionLevel)
 {
    ZqManipulatorSystem::mapManipulators();
@@ -46,6 +47,7 @@ ZqManipulatorSystem& ZqManipulatorSystem::operator=(const ZqManipulatorSystem& o
       m_collisionExclusionMap = other.m_collisionExclusionMap;
       m_manipulatorAttachmentMap = other.m_manipulatorAttachmentMap;
       m_labelPool = other.m_labelPool;
+      m_beforeCombining = other.m_beforeCombining;
       m_collisionDetectionPrecisionLevel = other.m_collisionDetectionPrecisionLevel;
    }
    mapManipulators();

@@ -3,6 +3,7 @@
 #include "zqManipulator/contact/exclusion/ZqSystemCollisionExclusionMap.h"
 #include "zqManipulator/foundation/xml/ZqDeepCopyFlag.h"
 #include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
+#include "zqManipulator/kinematics/system/ZqBeforeCombining.h"
 #include "zqManipulator/kinematics/system/ZqSystemEnvironment.h"
 #include "zqManipulator/simulation/attachments/ZqOldManipulatorAttachmentMap.h"
 #include "zqManipulator/simulation/interactions/ZqLinkInteractionsVector.h"
@@ -181,6 +182,39 @@ public:
    /// `ZqIndividualManipulator::replaceLinkShape` in one manipulator.
    virtual bool replaceLinkShape(ZqU32 index, const ZqString& linkLabel, const ZqShape& shape,
                                  ZqU32 shapeIndex, bool replaceAll);
+   /// \name Manipulators that become one, and two again
+   /// What the system holds by index or label of links follows them. References to the manipulators keep their
+   /// models. False, with no change and a message, for an index or a label that does not exist, for two of which
+   /// one is the other or refers to it, and for all that the operations of the manipulator reject.
+   /// @{
+   /// Mounts the first manipulator on a link of the second one (`ZqIndividualManipulator::combineManipulator`),
+   /// and removes it. Its label stays in use. Where it was excluded from collision with a whole manipulator, its
+   /// links below the base still are.
+   virtual bool combineManipulator(ZqU32 first, ZqU32 second, const ZqString& link,
+                                   const ZqCoordinateSystemTransformation& transform);
+   bool combineManipulator(const ZqString& first, const ZqString& second, const ZqString& link,
+                           const ZqCoordinateSystemTransformation& transform);
+   /// Takes the manipulator of a label off the one that it came to, or that it is a part of since. Answers the
+   /// indices of the two as they are then, and where the primary frame of its base stood in that of the link.
+   /// It comes to the index that it had, if there are as many manipulators. What spoke of its base does so again
+   /// if nothing of that kind has changed since; else it speaks of the link that carried it.
+   virtual bool uncombineManipulator(const ZqString& label, ZqU32& parent, ZqU32& child,
+                                     ZqCoordinateSystemTransformation& transform);
+   /// The record of what moved, for those who hold more, such as states; none where nothing changed.
+   /// @{
+   std::optional<ZqModelEdit> combine(ZqU32 first, ZqU32 second, const ZqString& link,
+                                      const ZqCoordinateSystemTransformation& transform);
+   struct Uncombined
+   {
+      ZqModelEdit edit;
+      ZqU32 parent;       ///< index afterwards
+      ZqU32 child;        ///< index afterwards
+      ZqString linkLabel; ///< of the link that carried it
+      ZqCoordinateSystemTransformation transform;
+   };
+   std::optional<Uncombined> uncombine(const ZqString& label);
+   /// @}
+   /// @}
    virtual const ZqLabelPool& labelPool() const { return m_labelPool; }
    /// `ZqIndividualManipulator::replaceLinkKinematics` in one manipulator.
    virtual bool replaceLinkKinematics(ZqU32 index, const ZqString& linkLabel,
@@ -212,6 +246,8 @@ private:
    friend class ZqStatedSystem; // builds a manipulator in place
 
    bool findManipulator(const ZqString& label, ZqU32& index) const;
+   void follow(const ZqModelEdit& edit);
+   std::vector<ZqString> manipulatorLabels() const;
    bool isAboutToModify(ZqU32 index, const char* operation);
    bool separate(ZqU32 index);
    void takeModelOfReferenced(ZqU32 index);
@@ -227,6 +263,20 @@ private:
    ZqOldManipulatorAttachmentMap m_manipulatorAttachmentMap;
    mutable ZqU32 m_totalReadableLinkCount = 0; ///< of the document; not copied
    ZqLabelPool m_labelPool;
+   /// What speaks of links.
+   struct Holders
+   {
+      ZqLinkInteractionsVector interactions;
+      ZqSystemCollisionExclusionMap exclusions;
+      ZqOldManipulatorAttachmentMap attachments;
+
+      bool operator==(const Holders&) const = default;
+   };
+   Holders holders() const
+   {
+      return {m_linkInteractionsVector, m_collisionExclusionMap, m_manipulatorAttachmentMap};
+   }
+   ZqBeforeCombining<Holders> m_beforeCombining;
    ZqU32 m_collisionDetectionPrecisionLevel = 0;
    /// The manipulators that are references, by the label that they refer to, since the last mapping.
    std::multimap<ZqString, ZqU32> m_references;

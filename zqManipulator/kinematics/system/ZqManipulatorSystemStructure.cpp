@@ -1,8 +1,6 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/kinematics/system/ZqManipulatorSystem.h"
 
-#include <boost/lexical_cast.hpp>
-
 #include <algorithm>
 #include <exception>
 #include <map>
@@ -10,20 +8,6 @@
 
 namespace
 {
-/// A label like this one that was never taken. One whose number is too large to count on from gets a
-/// number of its own.
-ZqString unusedLabel(const ZqLabelPool& pool, const ZqString& label)
-{
-   try
-   {
-      return pool.nextUnusedLabel(label);
-   }
-   catch (const boost::bad_lexical_cast&)
-   {
-      return pool.nextUnusedLabel(label + "-1");
-   }
-}
-
 bool isReference(const ZqIndividualManipulator& manipulator)
 {
    return manipulator.manipulatorReferenceDescription().isManipulatorReferenced();
@@ -78,7 +62,7 @@ void ZqManipulatorSystem::mapManipulators()
       if (m_labelPool.addUsingLabel(label, i))
          return;
       ZqString& lastLabel = lastLabels.try_emplace(label, label).first->second;
-      lastLabel = unusedLabel(m_labelPool, lastLabel);
+      lastLabel = m_labelPool.unusedLabel(lastLabel);
       const ZqString number = std::to_string(i);
       Zq::Print::instance().report(
          Zq::Oddity,
@@ -215,7 +199,7 @@ void ZqManipulatorSystem::labelNewManipulator(ZqU32 index)
 {
    ZqIndividualManipulator& manipulator = m_manipulators[index];
    if (!m_labelPool.addUsingLabel(manipulator.manipulatorLabel(), index))
-      manipulator.setManipulatorLabel(unusedLabel(m_labelPool, manipulator.manipulatorLabel()));
+      manipulator.setManipulatorLabel(m_labelPool.unusedLabel(manipulator.manipulatorLabel()));
 }
 
 void ZqManipulatorSystem::setManipulators(const Manipulators& manipulators)
@@ -336,11 +320,11 @@ bool ZqManipulatorSystem::mergeWith(const ZqManipulatorSystem& other)
       const ZqString oldLabel = appended.m_manipulators[k].manipulatorLabel();
       if (m_labelPool.addUsingLabel(oldLabel, size + k))
          continue;
-      ZqString label = unusedLabel(m_labelPool, oldLabel);
+      ZqString label = m_labelPool.unusedLabel(oldLabel);
       while (appended.m_labelPool.isLabelUsing(label))
       {
          m_labelPool.addUsedLabel(label);
-         label = unusedLabel(m_labelPool, oldLabel);
+         label = m_labelPool.unusedLabel(oldLabel);
       }
       appended.changeManipulatorLabelWithoutCheckingUniqueness(k, label);
       appended.m_labelPool.deleteUsingLabel(oldLabel);

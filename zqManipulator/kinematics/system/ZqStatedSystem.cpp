@@ -21,11 +21,13 @@ ZqStatedSystem::ZqStatedSystem(const ZqStatedSystem& other, ZqFoundCommon::DeepC
      m_selectedShapeKeyVector(other.m_selectedShapeKeyVector),
      m_transparencyAlpha(other.m_transparencyAlpha),
      m_selectionDataChanged(other.m_selectionDataChanged),
-     m_transparentDisplay(other.m_transparentDisplay)
+     m_transparentDisplay(other.m_transparentDisplay), m_variationOrigin(other.m_variationOrigin)
 {
    attachConfiguration();
    ZqStatedSystem::makeDeepCopy(flag);
    m_interactionState = other.m_interactionState;
+   m_combinations = other.m_combinations;
+   m_beforeCombining = other.m_beforeCombining;
 }
 
 ZqStatedSystem& ZqStatedSystem::operator=(const ZqStatedSystem& other)
@@ -43,6 +45,9 @@ ZqStatedSystem& ZqStatedSystem::operator=(const ZqStatedSystem& other)
    m_selectionDataChanged = other.m_selectionDataChanged;
    m_transparentDisplay = other.m_transparentDisplay;
    m_interactionState = other.m_interactionState;
+   m_variationOrigin = other.m_variationOrigin;
+   m_combinations = other.m_combinations;
+   m_beforeCombining = other.m_beforeCombining;
    m_activeState.reset();
    m_reportActiveState.reset();
    m_propagationResults.clear();
@@ -68,7 +73,8 @@ bool ZqStatedSystem::operator==(const ZqStatedSystem& other) const
           m_transparencyAlpha == other.m_transparencyAlpha &&
           m_selectionDataChanged == other.m_selectionDataChanged &&
           m_transparentDisplay == other.m_transparentDisplay &&
-          m_interactionState == other.m_interactionState;
+          m_interactionState == other.m_interactionState &&
+          m_variationOrigin == other.m_variationOrigin && m_combinations == other.m_combinations;
 }
 
 // Documents
@@ -87,8 +93,10 @@ bool ZqStatedSystem::read(ZqXmlReader& reader)
    // The system is about to be replaced.
    m_configuration.setManipulatorSystem(nullptr);
    m_propagationResults.clear();
+   m_variationOrigin = {}; // which is written only where there is one
    const bool isRead = ZqXmlClass::read(reader);
    takeLegacySystem();
+   takeCombinations();
    const bool isStateOfSystem = validateTopLevelDimensions();
    if (!validateLowLevelDimensions() || !isStateOfSystem)
       forgetInteractions();
@@ -246,8 +254,7 @@ void ZqStatedSystem::aboutToModifySystem()
 {
    m_systemContainer.makeSelfUnique();
    attachConfiguration();
-   m_systemModified = true;
-   forgetInteractions();
+   systemChanges();
 }
 
 ZqManipulatorSystem& ZqStatedSystem::systemToModify()
@@ -262,10 +269,12 @@ void ZqStatedSystem::makeDeepCopy(ZqFoundCommon::DeepCopyFlag flag)
       return;
    // The model stays as it is, only in another place.
    ZqInteractionState interactionState = std::move(m_interactionState);
+   ZqCombination::Combinations combinations = std::move(m_combinations);
    aboutToModifySystem();
    if (flag == ZqFoundCommon::CopyAll)
       m_systemContainer.element()->unreferenceShapes();
    m_interactionState = std::move(interactionState);
+   m_combinations = std::move(combinations);
 }
 
 // Whole systems
@@ -275,8 +284,7 @@ void ZqStatedSystem::setSystem(const ZqManipulatorSystem& system)
    m_systemContainer.setElement(system);
    m_propagationResults.clear();
    attachConfiguration();
-   m_systemModified = true;
-   forgetInteractions();
+   systemChanges();
 }
 
 void ZqStatedSystem::setAndDeleteSystemPointer(ZqManipulatorSystem* system)
@@ -285,8 +293,7 @@ void ZqStatedSystem::setAndDeleteSystemPointer(ZqManipulatorSystem* system)
    m_configuration.setManipulatorSystem(nullptr);
    m_systemContainer.setAndDeleteElementPointer(system);
    m_propagationResults.clear();
-   m_systemModified = true;
-   forgetInteractions();
+   systemChanges();
 }
 
 void ZqStatedSystem::setFromSystem(const ZqManipulatorSystem& system)

@@ -1,11 +1,13 @@
 #pragma once
 
 #include "zqManipulator/foundation/proximity/ZqShapeKeys.h"
+#include "zqManipulator/kinematics/system/ZqCombination.h"
 #include "zqManipulator/kinematics/system/ZqManipulatorSystemConfiguration.h"
 #include "zqManipulator/kinematics/system/ZqManipulatorSystemContainer.h"
 #include "zqManipulator/simulation/records/ZqPropagationResultData.h"
 #include "zqManipulator/state/ZqInteractionState.h"
 #include "zqManipulator/state/ZqManipulatorSystemState.h"
+#include "zqManipulator/tools/variation/ZqVariationStudy.h"
 
 #include <memory>
 #include <vector>
@@ -40,7 +42,11 @@ public:
          ZqComponent{&This::m_configuration, &ZqManip::ZqManipulatorSystemConfigurationToken,
                      "attachments and exclusions that change at run time"},
          ZqOptionalComponent(&This::m_interactionState, &ZqManip::ZqInteractionStateToken,
-                             "what contacts and interactions remember at the time of the state")};
+                             "what contacts and interactions remember at the time of the state"),
+         ZqOptionalComponent(&This::m_variationOrigin, &ZqManip::ZqVariationOriginToken,
+                             "what a varied scene comes from"),
+         ZqOptionalComponent(&This::m_combinations, &ZqManip::ZqCombinationsToken,
+                             "of what manipulators are made that can be taken apart again")};
    }
    /// The system of an old document is a component that is made for reading alone.
    void registerComponents() override;
@@ -117,6 +123,24 @@ public:
    /// Labels a link anew. False also when there is no such link or the new label is taken.
    bool changeLinkLabel(ZqU32 index, const ZqString& oldLabel, const ZqString& newLabel);
    /// @}
+   /// \name Manipulators that become one, and two again
+   /// As those of the system; state and configuration follow.
+   /// @{
+   /// Joints keep positions and rates. The base of the first manipulator is where the link has it from now on.
+   virtual bool combineManipulator(ZqU32 first, ZqU32 second, const ZqString& link,
+                                   const ZqCoordinateSystemTransformation& transform);
+   bool combineManipulator(const ZqString& first, const ZqString& second, const ZqString& link,
+                           const ZqCoordinateSystemTransformation& transform);
+   /// Joints keep positions and rates, and the base of what is taken off starts where the link has it, with the
+   /// velocity of the link there: nothing jumps. A base that is fixed has no velocity.
+   virtual bool uncombineManipulator(const ZqString& label, ZqU32& parent, ZqU32& child,
+                                     ZqCoordinateSystemTransformation& transform);
+   /// @}
+   /// Has the next document remember of what manipulators are made, so that whoever reads it can take them apart
+   /// again. To be called when all is done and before it is written: a change of the system drops it. A manipulator
+   /// that was changed since in such a way that its parts do not make it any more is left out, with a message, and
+   /// the answer is false.
+   bool keepCombinations();
    virtual const ZqSystemEnvironment& environment() const;
    virtual void setEnvironment(const ZqSystemEnvironment& environment);
    /// What acts between links; goes to the stated system's own model.
@@ -157,6 +181,11 @@ public:
    void setInteractionState(const ZqInteractionState& state) { m_interactionState = state; }
    /// @}
    /// @}
+
+   /// What a varied scene comes from (`Zq::varyModel`); the default for all others. Copies and documents keep it,
+   /// whatever changes.
+   const ZqVariationOrigin& variationOrigin() const { return m_variationOrigin; }
+   void setVariationOrigin(const ZqVariationOrigin& origin) { m_variationOrigin = origin; }
 
    virtual ZqManipulatorSystemConfiguration& configuration() { return m_configuration; }
    virtual const ZqManipulatorSystemConfiguration& configuration() const { return m_configuration; }
@@ -332,6 +361,13 @@ private:
       forgetInteractions();
       return m_state;
    }
+   /// To be called with every change of the system.
+   void systemChanges()
+   {
+      m_systemModified = true;
+      forgetInteractions();
+      m_combinations.clear();
+   }
    void forgetInteractions()
    {
       if (!m_interactionState.isEmpty())
@@ -345,6 +381,8 @@ private:
    }
    void takeLegacySystem();
    void deleteState(ZqU32 index);
+   void takeCombinations();
+   void follow(const ZqModelEdit& edit);
    void fitJoints(ZqU32 index);
    void placeReferences();
    void reportOldAttachments() const;
@@ -368,6 +406,9 @@ private:
    mutable bool m_selectionDataChanged = false;
    mutable bool m_transparentDisplay = false;
    ZqInteractionState m_interactionState;
+   ZqVariationOrigin m_variationOrigin;
+   ZqBeforeCombining<ZqManipulatorSystemConfiguration> m_beforeCombining;
+   ZqCombination::Combinations m_combinations; ///< of the document
 };
 
 extern template class ZqXmlClass<ZqStatedSystem>;

@@ -56,6 +56,8 @@ public:
       m_manipulatorIndex = edit.manipulator(m_manipulatorIndex);
       const auto carrier = edit.name(m_baseManipulatorIndex, m_baseLinkLabel);
       if (m_isAttach && carrier)
+         m_offset = edit.restatement(m_baseManipulatorIndex, m_baseLinkLabel).T * m_offset;
+      if (m_isAttach && carrier)
          std::tie(m_baseManipulatorIndex, m_baseLinkLabel) = *carrier;
       return m_manipulatorIndex != ZqRenumbering::gone && (!m_isAttach || carrier);
    }

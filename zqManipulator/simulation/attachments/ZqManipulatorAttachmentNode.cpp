@@ -207,6 +207,8 @@ bool ZqManipulatorAttachmentNode::apply(const ZqModelEdit& edit, ZqManipulatorAt
                               ? std::optional(ZqModelEdit::LinkName(oldIndex, child.m_linkLabel))
                               : edit.name(oldIndex, child.m_linkLabel);
       child.m_parentNode = nullptr;
+      if (carrier && !isSystem)
+         child.m_offset = edit.restatement(oldIndex, child.m_linkLabel).T * child.m_offset;
       if (carrier)
          child.m_linkLabel = carrier->second;
       if (!carrier)

@@ -86,10 +86,12 @@ void ZqOldManipulatorAttachmentMap::apply(const ZqModelEdit& edit)
    for (const auto& [index, place] : mapContainer())
    {
       ZqManipulatorLinkIdentifier carrier = place.first();
+      const ZqCoordinateSystemTransformation& T =
+         edit.restatement(carrier.manipulatorId(), carrier.linkId()).T;
       const ZqU32 newIndex = edit.manipulator(index);
       if (newIndex != ZqRenumbering::gone && carrier.apply(edit))
          applied.attachManipulator(newIndex, carrier.manipulatorId(), carrier.linkId(),
-                                   place.second());
+                                   T * place.second());
    }
    *this = std::move(applied);
 }

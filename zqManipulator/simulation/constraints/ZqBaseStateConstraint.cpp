@@ -1,5 +1,7 @@
 #include "zqManipulator/simulation/constraints/ZqBaseStateConstraint.h"
 
+#include "zqManipulator/tools/labels/ZqModelEdit.h"
+
 #include <cmath>
 
 const std::vector<ZqReal>& ZqBaseStateConstraint::gradient(const ZqPositionState& position,
@@ -7,6 +9,14 @@ const std::vector<ZqReal>& ZqBaseStateConstraint::gradient(const ZqPositionState
 {
    getGradient(position, gradientBuffer());
    return gradientBuffer();
+}
+
+ZqBaseMultivariableConstraint::Moved ZqBaseStateConstraint::movedJoint(const ZqLinkEdit& edit,
+                                                                       ZqU32 index)
+{
+   const ZqU32 newIndex = edit.index(index);
+   const ZqLinkRestatement& restatement = edit.restatement(newIndex);
+   return {newIndex, restatement.jointSign, restatement.jointShift};
 }
 
 void ZqBaseStateConstraint::normalizeGradient() const

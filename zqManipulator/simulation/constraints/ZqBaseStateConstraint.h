@@ -1,5 +1,6 @@
 #pragma once
 
+#include "zqManipulator/foundation/function/ZqBaseMultivariableConstraint.h"
 #include "zqManipulator/foundation/tokens/ZqManipTokens.h"
 #include "zqManipulator/foundation/xml/ZqBaseExpressionTree.h"
 #include "zqManipulator/foundation/xml/ZqXmlClass.h"
@@ -35,6 +36,8 @@ public:
    bool operator==(const ZqBaseStateConstraint&) const noexcept { return true; }
 
 protected:
+   /// What an edit makes of a joint position.
+   static ZqBaseMultivariableConstraint::Moved movedJoint(const ZqLinkEdit& edit, ZqU32 index);
    /// Divides the list that `gradient` answers by its length; a list of zeros stays.
    void normalizeGradient() const;
    std::vector<ZqReal>& gradientBuffer() const noexcept { return m_gradient.get(); }

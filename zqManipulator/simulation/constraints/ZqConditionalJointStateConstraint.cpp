@@ -1,9 +1,11 @@
 #include "zqManipulator/simulation/constraints/ZqConditionalJointStateConstraint.h"
 
+#include "zqManipulator/foundation/function/ZqLinearMultivariableConstraint.h"
 #include "zqManipulator/state/ZqPositionState.h"
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
 
 #include <algorithm>
+#include <limits>
 
 template class ZqXmlClass<ZqConditionalJointStateConstraint, ZqBaseStateConstraint>;
 
@@ -49,11 +51,35 @@ bool ZqConditionalJointStateConstraint::apply(const ZqLinkEdit& edit)
       m_index = edit.index(m_index);
       if (m_index == ZqNoLinkIndex)
          return false;
+      restateBounds(edit.restatement(m_index));
    }
    const auto& constraints = m_constraints.vectorContainer();
    return std::all_of(constraints.begin(), constraints.end(),
-                      [&](ZqBaseMultivariableConstraint* function) {
+                      [&](ZqBaseMultivariableConstraint* function)
+                      {
                          return function == nullptr ||
-                                function->apply([&](ZqU32 index) { return edit.index(index); });
+                                function->apply([&](ZqU32 index)
+                                                { return movedJoint(edit, index); });
                       });
+}
+
+/// The ranges keep their functions when the joint that selects is told by other positions. Where its sense
+/// turns, the last range is the first one, before it stands the one without a limit, and the first, which had no
+/// lower bound, has no upper one.
+void ZqConditionalJointStateConstraint::restateBounds(const ZqLinkRestatement& restatement)
+{
+   for (ZqReal& bound : m_conditionals.values())
+      bound = restatement.position(bound);
+   if (restatement.jointSign > 0.0 || m_conditionals.size() == 0)
+      return;
+   auto& bounds = m_conditionals.values();
+   const std::size_t count = std::min<std::size_t>(bounds.size(), m_constraints.size());
+   bounds.resize(count);
+   std::reverse(bounds.begin(), bounds.end());
+   bounds.push_back(std::numeric_limits<ZqReal>::max());
+   ZqMultivariableConstraintVector turned;
+   turned.pushBack(ZqLinearMultivariableConstraint());
+   for (std::size_t i = count; i-- > 0;)
+      turned.pushBack(*m_constraints.vectorContainer()[i]);
+   m_constraints = turned;
 }

@@ -55,6 +55,7 @@ public:
    virtual void setWeightedSums(const ZqXmlVectorBasicType<ZqReal>& sums) { m_weightedSums = sums; }
 
 private:
+   void restate(std::vector<ZqReal>& weights, ZqU32 row, const ZqLinkEdit& edit);
    void copyWeights(const ZqIndividualManipulator& manipulator, ZqU32 firstRow,
                     ZqReArray& rows) const;
 

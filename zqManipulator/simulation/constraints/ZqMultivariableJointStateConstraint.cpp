@@ -23,5 +23,6 @@ void ZqMultivariableJointStateConstraint::getGradient(const ZqPositionState& pos
 bool ZqMultivariableJointStateConstraint::apply(const ZqLinkEdit& edit)
 {
    ZqBaseMultivariableConstraint* const function = constraint();
-   return function == nullptr || function->apply([&](ZqU32 index) { return edit.index(index); });
+   return function == nullptr ||
+          function->apply([&](ZqU32 index) { return movedJoint(edit, index); });
 }

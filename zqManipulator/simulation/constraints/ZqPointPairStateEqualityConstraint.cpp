@@ -11,5 +11,8 @@ ZqString ZqPointPairStateEqualityConstraint::description() const
 bool ZqPointPairStateEqualityConstraint::apply(const ZqLinkEdit& edit)
 {
    const bool firstStays = edit.apply(m_firstLinkLabel);
-   return edit.apply(m_secondLinkLabel) && firstStays;
+   const bool secondStays = edit.apply(m_secondLinkLabel);
+   m_firstLinkPoint = edit.restatement(m_firstLinkLabel).T * m_firstLinkPoint;
+   m_secondLinkPoint = edit.restatement(m_secondLinkLabel).T * m_secondLinkPoint;
+   return firstStays && secondStays;
 }

@@ -30,6 +30,7 @@ public:
    bool operator==(const ZqXyStateEqualityConstraint&) const = default;
 
    ZqU32 doc() const override { return 2; }
+   bool apply(const ZqLinkEdit& edit) override;
    const ZqReArray& jacobian(const ZqIndividualManipulator& manipulator,
                              const ZqPositionState& position) const override;
    void addKinematics(const ZqIndividualManipulator& manipulator,

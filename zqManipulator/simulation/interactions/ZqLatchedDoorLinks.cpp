@@ -179,6 +179,10 @@ bool ZqLatchedDoorLinks::apply(const ZqModelEdit& edit)
    if (!door || !handle || door->manipulatorIndex != handle->manipulatorIndex ||
        door->linkIndex == ZqBaseLinkIndex || handle->linkIndex == ZqBaseLinkIndex)
       return false;
+   edit.restatement({m_manipulatorId, m_doorLinkId})
+      .restate(m_closedDoorAngleLowerBound, m_closedDoorAngleUpperBound);
+   edit.restatement({m_manipulatorId, m_handleLinkId})
+      .restate(m_unlatchingAngleLowerBound, m_unlatchingAngleUpperBound);
    m_manipulatorId = door->manipulatorIndex;
    m_doorLinkId = door->linkIndex;
    m_handleLinkId = handle->linkIndex;

@@ -7,13 +7,16 @@ template class ZqXmlClass<ZqSpringAndDamperBetweenLinks, ZqBaseLinkInteractions>
 namespace
 {
 /// False when the link is gone. One that there never was stays so.
-bool followLink(ZqU32& manipulator, int& link, const ZqModelEdit& edit)
+bool followLink(ZqU32& manipulator, int& link, ZqCoordinateSystemTransformation& frame,
+                const ZqModelEdit& edit)
 {
    if (static_cast<ZqU32>(link) == ZqNoLinkIndex)
       return true;
-   const auto place = edit.place({manipulator, static_cast<ZqU32>(link)});
+   const ZqManipulatorLinkIndex oldPlace{manipulator, static_cast<ZqU32>(link)};
+   const auto place = edit.place(oldPlace);
    if (!place)
       return false;
+   frame = edit.restatement(oldPlace).T * frame;
    manipulator = place->manipulatorIndex;
    link = static_cast<int>(place->linkIndex);
    return true;
@@ -22,8 +25,8 @@ bool followLink(ZqU32& manipulator, int& link, const ZqModelEdit& edit)
 
 bool ZqSpringAndDamperBetweenLinks::apply(const ZqModelEdit& edit)
 {
-   return followLink(m_manipulatorOneIndex, m_linkOneIndex, edit) &&
-          followLink(m_manipulatorTwoIndex, m_linkTwoIndex, edit);
+   return followLink(m_manipulatorOneIndex, m_linkOneIndex, m_frameOffsetOne, edit) &&
+          followLink(m_manipulatorTwoIndex, m_linkTwoIndex, m_frameOffsetTwo, edit);
 }
 
 void ZqSpringAndDamperBetweenLinks::setLinearSpringConstant(ZqReal constant)

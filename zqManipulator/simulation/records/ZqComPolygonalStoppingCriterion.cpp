@@ -94,5 +94,15 @@ bool ZqComPolygonalStoppingCriterion::isInsidePolygon(const ZqPlanarVector& poin
 
 bool ZqComPolygonalStoppingCriterion::apply(const ZqLinkEdit& edit)
 {
-   return m_referenceLinkLabel.empty() || edit.apply(m_referenceLinkLabel);
+   if (m_referenceLinkLabel.empty())
+      return true;
+   const bool stays = edit.apply(m_referenceLinkLabel);
+   if (const ZqCoordinateSystemTransformation& T = edit.restatement(m_referenceLinkLabel).T;
+       T.mode() != ZqCoordinateSystemTransformation::NoChange)
+   {
+      for (ZqVector& vertex : m_polygonVertices)
+         vertex = T * vertex;
+      calculatePlanarValues();
+   }
+   return stays;
 }

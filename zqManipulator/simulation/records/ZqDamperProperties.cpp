@@ -17,4 +17,16 @@ void ZqDamperProperties::apply(const ZqLinkEdit& edit)
          eraseAt(m_associatedJoints.vectorContainer(), i);
          eraseAt(m_weightingFactors.values(), i);
       }
+      else if (const ZqLinkRestatement& restatement = edit.restatement(m_associatedJoints[i]);
+               restatement.isOfJoint())
+      {
+         if (i < m_weightingFactors.size())
+            m_weightingFactors[i] *= restatement.jointSign;
+      }
+}
+
+void ZqDamperProperties::turnTorque()
+{
+   for (ZqReal& weight : m_weightingFactors)
+      weight = -weight;
 }

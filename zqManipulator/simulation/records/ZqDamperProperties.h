@@ -54,6 +54,8 @@ public:
                          const ZqManipulatorActiveState& state) const;
    /// Follows the links of the associated joints; a joint that is gone is one no longer.
    void apply(const ZqLinkEdit& edit);
+   /// The torque counts in the other sense.
+   void turnTorque();
    /// Whether there is no damper.
    bool isEmpty() const
    {

@@ -18,4 +18,18 @@ void ZqSpringProperties::apply(const ZqLinkEdit& edit)
          eraseAt(m_weightingFactors.values(), i);
          eraseAt(m_springOffsets.values(), i);
       }
+      else if (const ZqLinkRestatement& restatement = edit.restatement(m_associatedJoints[i]);
+               restatement.isOfJoint())
+      {
+         if (i < m_weightingFactors.size())
+            m_weightingFactors[i] *= restatement.jointSign;
+         if (i < m_springOffsets.size())
+            m_springOffsets[i] = restatement.position(m_springOffsets[i]);
+      }
+}
+
+void ZqSpringProperties::turnTorque()
+{
+   for (ZqReal& weight : m_weightingFactors)
+      weight = -weight;
 }

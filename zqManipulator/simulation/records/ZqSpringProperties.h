@@ -72,6 +72,8 @@ public:
    /// @}
    /// Follows the links of the associated joints; a joint that is gone is one no longer.
    void apply(const ZqLinkEdit& edit);
+   /// The torque counts in the other sense.
+   void turnTorque();
    /// Whether there is no spring.
    bool isEmpty() const
    {

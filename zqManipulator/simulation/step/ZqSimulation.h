@@ -477,7 +477,7 @@ private:
    static void stopAtLimits(const Unit& unit, ZqReal dt);
    void moveWithinLimits(ZqU32 index, ZqReal dt);
    static bool findStops(const Unit& unit, ZqReal dt);
-   static void findJointsAtLimits(const Unit& unit);
+   static void findJointsAtLimits(const Unit& unit, ZqReal dt);
    static void findLimitsOfSeveral(const Unit& unit);
    static void findHighestRates(const Unit& unit);
    static void predict(const Unit& unit, ZqReal dt);

@@ -18,16 +18,15 @@ ZqReal clipped(ZqReal velocity, ZqReal maxRate)
    return velocity;
 }
 
-/// What stops leave of a velocity is less than rounding, which must not lead outward.
-constexpr ZqReal rounding = 4.0 * std::numeric_limits<ZqReal>::epsilon();
+/// Less than this part of a velocity is left where it stops, and must not lead outward.
+constexpr ZqReal restOfStop = 4.0 * std::numeric_limits<ZqReal>::epsilon();
 } // namespace
 
 /// Finds the accelerations beside stops.
 void ZqSimulation::stopAtLimits(const Unit& unit, ZqReal dt)
 {
    Member& member = unit.member;
-   for (const Stop& stop : member.stops)
-      member.isFree[stop.joint] = true;
+   std::fill(member.isFree.begin(), member.isFree.end(), true);
    member.stops.clear();
    for (Limit& limit : member.limits)
       limit.stops = 0;
@@ -43,9 +42,12 @@ bool ZqSimulation::findStops(const Unit& unit, ZqReal dt)
 {
    Member& member = unit.member;
    const std::size_t before = member.stops.size();
-   predict(unit, dt);
-   findJointsAtLimits(unit);
-   findLimitsOfSeveral(unit);
+   findJointsAtLimits(unit, dt);
+   if (!member.limits.empty())
+   {
+      predict(unit, dt);
+      findLimitsOfSeveral(unit);
+   }
    return member.stops.size() > before;
 }
 
@@ -66,22 +68,24 @@ void ZqSimulation::predict(const Unit& unit, ZqReal dt)
 }
 
 /// Those that the step would take beyond the limits of their drives are free no more.
-void ZqSimulation::findJointsAtLimits(const Unit& unit)
+void ZqSimulation::findJointsAtLimits(const Unit& unit, ZqReal dt)
 {
    Member& member = unit.member;
-   const auto& positions = member.scratchPosition.jointPositions().values();
+   const auto& positions = unit.position.jointPositions().values();
    const auto& velocities = unit.velocity.jointVelocities().values();
+   const auto& accelerations = member.accelerations.jointAccelerations().values();
    for (std::size_t j = 0; j < member.joints.size(); ++j)
    {
       const Joint& joint = member.joints[j];
-      const ZqReal velocity = clipped(member.nextVelocities[j], joint.maxRate);
-      const bool isAbove = joint.upperLimit < positions[j] && velocity > 0.0;
-      const bool isBelow = positions[j] < joint.lowerLimit && velocity < 0.0;
+      const ZqReal velocity = clipped(velocities[j] + dt * accelerations[j], joint.maxRate);
+      const ZqReal position = positions[j] + dt * velocity;
+      const bool isAbove = joint.upperLimit < position && velocity > 0.0;
+      const bool isBelow = position < joint.lowerLimit && velocity < 0.0;
       if (!(isAbove || isBelow) || !member.isFree[j])
          continue;
       member.isFree[j] = false;
       const ZqReal sign = isAbove ? -1.0 : 1.0;
-      addStop(unit, {static_cast<ZqU32>(j), sign, rounding * std::abs(velocities[j]), true})[j] =
+      addStop(unit, {static_cast<ZqU32>(j), sign, restOfStop * std::abs(velocities[j]), true})[j] =
          sign;
    }
 }
@@ -110,7 +114,7 @@ void ZqSimulation::findLimitsOfSeveral(const Unit& unit)
             member.gradient[j] * clipped(member.nextVelocities[j], member.joints[j].maxRate);
          rate += part;
          size += std::abs(part);
-         least += rounding * std::abs(member.gradient[j] * velocities[j]);
+         least += restOfStop * std::abs(member.gradient[j] * velocities[j]);
       }
       if (!(rate < (limit.stops > 0 ? -restOfGradient * size : 0.0)))
          continue;

@@ -3,6 +3,8 @@
 #include "zqManipulator/contact/proximity/ZqProximityQuery.h"
 #include "zqManipulator/foundation/geometry/ZqTriangleMesh.h"
 #include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
+#include "zqManipulator/kinematics/joint/ZqQuadrilateralTypeLink.h"
+#include "zqManipulator/kinematics/joint/ZqScrewTypeLink.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystemStruct.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
@@ -292,6 +294,45 @@ void checkAngles(Inspection& inspection, ZqU32 index)
    }
 }
 
+void checkLinkage(Inspection& inspection, const ZqQuadrilateralTypeLink& joint,
+                  const ZqJointActuator& drive, const ZqString& path)
+{
+   const ZqString name = path + "/linkKinematicsContainer/quadrilateralTypeLink";
+   if (!joint.pivotFrame())
+      inspection.report(Severity::Warning, "linkage-frame", name,
+                        "the frame of the link does not stand at its pivot, so that energy is not "
+                        "kept and other links see it elsewhere; pivotFrame=\"true\" puts it there");
+   const auto range = joint.closingRange();
+   const ZqString closes = range ? "the linkage closes for positions from " +
+                                      rounded(range->first) + " to " + rounded(range->second) + " m"
+                                 : ZqString("the linkage closes for no length of the slider");
+   if (!range || !(range->first <= drive.upperLimit() && drive.lowerLimit() <= range->second))
+      inspection.report(Severity::Error, "linkage-open", name,
+                        closes + (range ? ", and for none between the limits" : ""));
+   else if (!(range->first <= drive.lowerLimit() && drive.upperLimit() <= range->second))
+      inspection.report(Severity::Warning, "linkage-limits", name,
+                        closes + "; the limits let it go beyond, where it lies flat");
+}
+
+void checkScrewsAndLinkages(Inspection& inspection, ZqU32 index)
+{
+   const ZqIndividualManipulator& manipulator = inspection.manipulator(index);
+   if (isReference(manipulator))
+      return;
+   for (const ZqManipulatorLink* link : manipulator.linkPointerVector())
+   {
+      const ZqLinkKinematics* joint = link->linkKinematicsContainer().topElement();
+      const ZqString path = pathOf(manipulator, *link);
+      if (const auto* linkage = dynamic_cast<const ZqQuadrilateralTypeLink*>(joint))
+         checkLinkage(inspection, *linkage, link->jointActuator(), path);
+      const auto* screw = dynamic_cast<const ZqScrewTypeLink*>(joint);
+      if (screw != nullptr && screw->pitch() == 0.0)
+         inspection.report(Severity::Warning, "screw-without-pitch",
+                           path + "/linkKinematicsContainer/screwTypeLink",
+                           "the pitch, in turns per m, is 0: the joint slides and does not turn");
+   }
+}
+
 // The state
 
 void checkLimits(Inspection& inspection, ZqU32 index)
@@ -562,8 +603,9 @@ void checkSelfCollision(Inspection& inspection, ZqU32 index)
 std::vector<Zq::Diagnostic> Zq::checkModel(const ZqStatedSystem& scene, std::optional<ZqReal> step)
 {
    constexpr std::array checksOfManipulator{
-      checkReference,       checkLabels, checkMasses, checkBodies,        checkAngles, checkLimits,
-      checkLimitsOfSeveral, checkFinite, checkLoops,  checkSelfCollision, checkShapes};
+      checkReference,         checkLabels, checkMasses,          checkBodies, checkAngles,
+      checkScrewsAndLinkages, checkLimits, checkLimitsOfSeveral, checkFinite, checkLoops,
+      checkSelfCollision,     checkShapes};
    // What the scene answers to questions that it has no answer to is told by what is found.
    const DiagnosticCollector log;
    Inspection inspection(scene);

@@ -6,6 +6,19 @@
 #include <iterator>
 #include <string_view>
 
+ZqString ZqLabelPool::unusedLabel(const ZqString& label) const
+{
+   try
+   {
+      return nextUnusedLabel(label);
+   }
+   catch (const boost::bad_lexical_cast&)
+   {
+      // A number of its own, to count on from.
+      return nextUnusedLabel(label + "-1");
+   }
+}
+
 void ZqLabelPool::addUsedLabel(const ZqString& label)
 {
    take(label);

@@ -36,6 +36,9 @@ public:
    /// Throws boost::bad_lexical_cast if the label is taken and its n is out of the range of int.
    ZqString nextUnusedLabel(const ZqString& label) const;
 
+   /// The same, but never throws: a label whose n is out of range counts as a base.
+   ZqString unusedLabel(const ZqString& label) const;
+
    const std::set<ZqString>& usedLabels() const { return m_usedLabels; }
    const std::map<ZqString, ZqU32>& usingLabels() const { return m_usingLabels; }
 

@@ -107,13 +107,28 @@ ZqLinkEdit ZqLinkEdit::matched(const Labels& before, const Labels& after)
 ZqLinkEdit ZqLinkEdit::moved(ZqRenumbering indices, std::map<ZqString, ZqString> labels,
                              ZqU32 newBaseIndex)
 {
+   ZqLinkEdit result = carried(std::move(indices), {labels.begin(), labels.end()}, newBaseIndex);
+   result.m_otherLabelsGo = true;
+   return result;
+}
+
+ZqLinkEdit ZqLinkEdit::carried(ZqRenumbering indices,
+                               std::map<ZqString, std::optional<ZqString>> labels,
+                               ZqU32 newBaseIndex)
+{
    ZqLinkEdit result;
    result.m_indices = std::move(indices);
    result.m_base = newBaseIndex;
-   for (const auto& [from, to] : labels)
-      result.m_labels[from] = to;
-   result.m_otherLabelsGo = true;
+   result.m_baseIsMerged = newBaseIndex != ZqNoLinkIndex;
+   result.m_labels = std::move(labels);
    return result;
+}
+
+void ZqLinkEdit::restate(ZqU32 index, const ZqString& label, const ZqLinkRestatement& restatement)
+{
+   ZqLinkRestatement& own = m_restatements[index];
+   own = own.then(restatement);
+   m_restatedLabels[label] = index;
 }
 
 ZqU32 ZqLinkEdit::index(ZqU32 oldIndex) const
@@ -137,11 +152,43 @@ bool ZqLinkEdit::apply(ZqString& label) const
    return newLabel != nullptr;
 }
 
+namespace
+{
+const ZqLinkRestatement& unchanged()
+{
+   static const auto& result = *new ZqLinkRestatement();
+   return result;
+}
+} // namespace
+
+const ZqLinkRestatement& ZqLinkEdit::restatement(ZqU32 newIndex) const
+{
+   const auto found = m_restatements.find(newIndex);
+   return found != m_restatements.end() ? found->second : unchanged();
+}
+
+const ZqLinkRestatement& ZqLinkEdit::restatement(const ZqString& newLabel) const
+{
+   const auto found = m_restatedLabels.find(newLabel);
+   return found != m_restatedLabels.end() ? restatement(found->second) : unchanged();
+}
+
 ZqLinkEdit ZqLinkEdit::then(const ZqLinkEdit& next) const
 {
    ZqLinkEdit result = *this;
+   result.m_restatements.clear();
+   result.m_restatedLabels.clear();
+   for (const auto& [place, restatement] : m_restatements)
+      if (const ZqU32 newPlace = next.index(place); newPlace != ZqNoLinkIndex)
+         result.m_restatements[newPlace] = restatement.then(next.restatement(newPlace));
+   result.m_restatements.insert(next.m_restatements.begin(), next.m_restatements.end());
+   for (const auto& [label, place] : m_restatedLabels)
+      if (const ZqString* const newLabel = next.label(label); newLabel != nullptr)
+         result.m_restatedLabels[*newLabel] = next.index(place);
+   result.m_restatedLabels.insert(next.m_restatedLabels.begin(), next.m_restatedLabels.end());
    result.m_indices = m_indices.then(next.m_indices);
    result.m_base = next.index(m_base);
+   result.m_baseIsMerged = m_baseIsMerged || next.m_baseIsMerged;
    result.m_otherLabelsGo = m_otherLabelsGo || next.m_otherLabelsGo;
    for (auto& [from, to] : result.m_labels)
       if (to && !next.apply(*to))
@@ -169,28 +216,60 @@ const ZqLinkEdit& ZqModelEdit::links(ZqU32 oldManipulator) const
    return found != m_links.end() ? found->second : nothing;
 }
 
+/// The manipulator to which links of one went that an edit knows, and the edit; null when there is none.
+template <class IsKnown>
+std::pair<ZqU32, const ZqLinkEdit*> ZqModelEdit::follow(ZqU32 from, const IsKnown& isKnown) const
+{
+   if (const ZqLinkEdit& own = links(from);
+       manipulator(from) != ZqRenumbering::gone && isKnown(own))
+      return {manipulator(from), &own};
+   for (const Transfer& transfer : m_transfers)
+      if (transfer.from == from && isKnown(transfer.links))
+         return {transfer.to, &transfer.links};
+   return {ZqRenumbering::gone, nullptr};
+}
+
+std::pair<ZqU32, const ZqLinkEdit*>
+ZqModelEdit::followPlace(const ZqManipulatorLinkIndex& oldPlace) const
+{
+   return follow(oldPlace.manipulatorIndex, [&](const ZqLinkEdit& edit)
+                 { return edit.index(oldPlace.linkIndex) != ZqNoLinkIndex; });
+}
+
+std::pair<ZqU32, const ZqLinkEdit*> ZqModelEdit::followLabel(ZqU32 oldManipulator,
+                                                             const ZqString& oldLabel) const
+{
+   return follow(oldManipulator,
+                 [&](const ZqLinkEdit& edit) { return edit.label(oldLabel) != nullptr; });
+}
+
 std::optional<ZqManipulatorLinkIndex>
 ZqModelEdit::place(const ZqManipulatorLinkIndex& oldPlace) const
 {
-   const ZqU32 from = oldPlace.manipulatorIndex;
-   const ZqU32 own = links(from).index(oldPlace.linkIndex);
-   if (manipulator(from) != ZqRenumbering::gone && own != ZqNoLinkIndex)
-      return ZqManipulatorLinkIndex{manipulator(from), own};
-   for (const Transfer& transfer : m_transfers)
-      if (transfer.from == from && transfer.links.index(oldPlace.linkIndex) != ZqNoLinkIndex)
-         return ZqManipulatorLinkIndex{transfer.to, transfer.links.index(oldPlace.linkIndex)};
-   return std::nullopt;
+   const auto [to, edit] = followPlace(oldPlace);
+   if (edit == nullptr)
+      return std::nullopt;
+   return ZqManipulatorLinkIndex{to, edit->index(oldPlace.linkIndex)};
 }
 
 std::optional<ZqModelEdit::LinkName> ZqModelEdit::name(ZqU32 oldManipulator,
                                                        const ZqString& oldLabel) const
 {
-   const ZqString* own = links(oldManipulator).label(oldLabel);
-   if (manipulator(oldManipulator) != ZqRenumbering::gone && own != nullptr)
-      return LinkName(manipulator(oldManipulator), *own);
-   for (const Transfer& transfer : m_transfers)
-      if (const ZqString* label = transfer.links.label(oldLabel);
-          transfer.from == oldManipulator && label != nullptr)
-         return LinkName(transfer.to, *label);
-   return std::nullopt;
+   const auto [to, edit] = followLabel(oldManipulator, oldLabel);
+   if (edit == nullptr)
+      return std::nullopt;
+   return LinkName(to, *edit->label(oldLabel));
+}
+
+const ZqLinkRestatement& ZqModelEdit::restatement(const ZqManipulatorLinkIndex& oldPlace) const
+{
+   const ZqLinkEdit* const edit = followPlace(oldPlace).second;
+   return edit != nullptr ? edit->restatement(edit->index(oldPlace.linkIndex)) : unchanged();
+}
+
+const ZqLinkRestatement& ZqModelEdit::restatement(ZqU32 oldManipulator,
+                                                  const ZqString& oldLabel) const
+{
+   const ZqLinkEdit* const edit = followLabel(oldManipulator, oldLabel).second;
+   return edit != nullptr ? edit->restatement(*edit->label(oldLabel)) : unchanged();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "zqManipulator/foundation/algebra/ZqTypes.h"
+#include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
 #include "zqManipulator/tools/labels/ZqManipulatorLinkIndex.h"
 
 #include <map>
@@ -48,6 +49,33 @@ private:
    bool m_othersGo = false;         ///< those behind are gone
 };
 
+/// How what is told of a link changes in an edit by which nothing moves in space: with another primary
+/// frame of the link, another zero or another sense of its joint.
+struct ZqLinkRestatement
+{
+   /// What was at x in the primary frame is at T x in the new one.
+   ZqCoordinateSystemTransformation T;
+   ZqReal jointSign = 1.0;  ///< 1 or -1
+   ZqReal jointShift = 0.0; ///< rad, or m
+
+   /// The new value of a position of the joint.
+   ZqReal position(ZqReal q) const { return jointSign * q + jointShift; }
+   bool isOfJoint() const { return jointSign != 1.0 || jointShift != 0.0; }
+   /// Has a lower and an upper position of the joint follow.
+   void restate(ZqReal& lower, ZqReal& upper) const
+   {
+      lower = position(lower);
+      upper = position(upper);
+      if (jointSign < 0.0)
+         std::swap(lower, upper);
+   }
+   /// This one, and then another one.
+   ZqLinkRestatement then(const ZqLinkRestatement& next) const
+   {
+      return {next.T * T, next.jointSign * jointSign, next.position(jointShift)};
+   }
+};
+
 /// What moved among the links of one manipulator: a new index or none for each old one, and a new label
 /// or none for each old one. The base has a label and an index like any other link, and stays unless it
 /// is said to become something else.
@@ -67,13 +95,23 @@ public:
    /// The tree was replaced or changed in unknown ways: links of one label are the same, the first of
    /// several of one label the first. What has no match is gone.
    static ZqLinkEdit matched(const Labels& before, const Labels& after);
-   /// Only the labels that are listed stay, or go with their links to another manipulator.
+   /// Links go to another manipulator: only the labels that are listed stay. The base becomes a part of the link
+   /// of an index there, unless it stays behind (`ZqNoLinkIndex`).
    static ZqLinkEdit moved(ZqRenumbering indices, std::map<ZqString, ZqString> labels,
                            ZqU32 newBaseIndex);
+   /// The same, but labels that are not listed stay. Those listed without a new one are gone.
+   static ZqLinkEdit carried(ZqRenumbering indices,
+                             std::map<ZqString, std::optional<ZqString>> labels,
+                             ZqU32 newBaseIndex);
 
-   bool isIdentity() const { return !hasLabels() && !hasIndices(); }
+   /// What is told of a link, by its new index and label, is told anew after all else of this edit.
+   void restate(ZqU32 index, const ZqString& label, const ZqLinkRestatement& restatement);
+
+   bool isIdentity() const { return !hasLabels() && !hasIndices() && !hasRestatements(); }
    bool hasLabels() const { return !m_labels.empty() || m_otherLabelsGo; }
    bool hasIndices() const { return !m_indices.isIdentity() || m_base != ZqBaseLinkIndex; }
+   /// The base becomes a part of another link, and has no motion of its own any more.
+   bool baseIsMerged() const { return m_baseIsMerged; }
    /// `ZqNoLinkIndex` when the link is gone.
    ZqU32 index(ZqU32 oldIndex) const;
    const ZqRenumbering& indices() const { return m_indices; }
@@ -83,17 +121,27 @@ public:
    const ZqString* label(const ZqString& oldLabel) const;
    /// Gives a label its new value. False, with no change, when the link is gone.
    bool apply(ZqString& label) const;
+   /// \name How what is told of a link changes, by the new index or label of the link
+   /// @{
+   bool hasRestatements() const { return !m_restatements.empty(); }
+   const ZqLinkRestatement& restatement(ZqU32 newIndex) const;
+   const ZqLinkRestatement& restatement(const ZqString& newLabel) const;
+   /// @}
    /// This edit, and then another one.
    ZqLinkEdit then(const ZqLinkEdit& next) const;
 
 private:
    ZqRenumbering m_indices;
    ZqU32 m_base = ZqBaseLinkIndex;
+   bool m_baseIsMerged = false;
    std::map<ZqString, std::optional<ZqString>> m_labels; ///< of those that changed
    bool m_otherLabelsGo = false;
+   std::map<ZqU32, ZqLinkRestatement> m_restatements; ///< by new index
+   std::map<ZqString, ZqU32> m_restatedLabels;        ///< the new indices of new labels
 };
 
-/// The record of an edit of a scene: where manipulators, their links and their labels went.
+/// The record of an edit of a scene: where manipulators, their links and their labels went, and what is
+/// told anew of links that stayed in space.
 ///
 /// Whoever holds an index or a label has an operation `apply` that takes the record: states move their
 /// values, exclusions and attachments their names, springs, constraints and criteria the labels of
@@ -141,6 +189,11 @@ public:
    /// None when the link is gone.
    std::optional<ZqManipulatorLinkIndex> place(const ZqManipulatorLinkIndex& oldPlace) const;
    std::optional<LinkName> name(ZqU32 oldManipulator, const ZqString& oldLabel) const;
+   /// \name How what is told of a link changes, by its old place
+   /// @{
+   const ZqLinkRestatement& restatement(const ZqManipulatorLinkIndex& oldPlace) const;
+   const ZqLinkRestatement& restatement(ZqU32 oldManipulator, const ZqString& oldLabel) const;
+   /// @}
 
 private:
    struct Transfer
@@ -149,6 +202,15 @@ private:
       ZqU32 to;
       ZqLinkEdit links;
    };
+
+   template <class IsKnown>
+   std::pair<ZqU32, const ZqLinkEdit*> follow(ZqU32 from, const IsKnown& isKnown) const;
+   /// The manipulator to which a link went, and the edit that tells of it; null when the link is gone.
+   /// @{
+   std::pair<ZqU32, const ZqLinkEdit*> followPlace(const ZqManipulatorLinkIndex& oldPlace) const;
+   std::pair<ZqU32, const ZqLinkEdit*> followLabel(ZqU32 oldManipulator,
+                                                   const ZqString& oldLabel) const;
+   /// @}
 
    ZqRenumbering m_manipulators;
    std::map<ZqU32, ZqLinkEdit> m_links;

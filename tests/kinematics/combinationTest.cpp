@@ -1,0 +1,601 @@
+#include "support/comparison.h"
+#include "support/logCapture.h"
+#include "support/randomManipulators.h"
+#include "zqManipulator/foundation/geometry/ZqSphere.h"
+#include "zqManipulator/foundation/xml/ZqXmlReader.h"
+#include "zqManipulator/foundation/xml/ZqXmlWriter.h"
+#include "zqManipulator/kinematics/system/ZqStatedSystem.h"
+#include "zqManipulator/simulation/constraints/ZqLinearStateEqualityConstraint.h"
+#include "zqManipulator/simulation/constraints/ZqPointStateEqualityConstraint.h"
+#include "zqManipulator/simulation/interactions/ZqSpringAndDamperBetweenLinks.h"
+#include "zqManipulator/simulation/records/ZqComPolygonalStoppingCriterion.h"
+#include "zqManipulator/state/ZqSystemActiveState.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+namespace
+{
+using Manipulator = ZqIndividualManipulator;
+using Frame = ZqCoordinateSystemTransformation;
+using zqTest::RandomValues;
+
+/// A manipulator with everything in it that may speak of its links.
+Manipulator withContents(RandomValues& random, const ZqString& label, ZqU32 links)
+{
+   Manipulator result = zqTest::randomManipulator(random, links);
+   result.setManipulatorLabel(label);
+   const auto anyLabel = [&]
+   {
+      return random.index(0, links) == 0 ? ZqString("base")
+                                         : "label" + std::to_string(random.index(0, links - 1));
+   };
+   for (ZqU32 i = 0; i <= links; ++i)
+   {
+      ZqManipulatorLink& link = *result.linkByIndex(i < links ? i : ZqBaseLinkIndex);
+      if (random.index(0, 3) != 0)
+         link.setShape(ZqSphere(random.vector(), random.real(0.1, 0.3)));
+      if (i == links || links == 0)
+         continue;
+      ZqSpringProperties spring;
+      spring.setSpringConstant(random.real());
+      spring.setWeightingFactors(ZqRealVector{1.0, 0.5});
+      spring.setSpringOffsets(ZqRealVector{random.real(), 0.0});
+      spring.setAssociatedJoints(
+         {link.linkLabel(), "label" + std::to_string(random.index(0, links - 1))});
+      link.setSpringProperties(spring);
+   }
+   if (links > 1)
+      for (ZqU32 i = 0; i < 2; ++i)
+         if (const ZqString from = anyLabel(), to = anyLabel(); from != to)
+         {
+            ZqLinkReferenceDescription description;
+            description.setReferencedLinkLabel(to);
+            description.setIsShapeReferenced(true);
+            ZqManipulatorLink& link = *result.linkByIdentifier(from);
+            const ZqManipulatorLink& owner = *result.linkByIdentifier(to);
+            if (owner.linkReferenceDescription().isShapeReferenced())
+               continue;
+            link.setShapeContainer({});
+            link.setLinkReferenceDescription(description);
+         }
+   ZqStateEqualityConstraintVector constraints;
+   for (ZqU32 i = random.index(0, 2); i-- > 0;)
+   {
+      ZqPointStateEqualityConstraint point;
+      point.setFirstLinkLabel(anyLabel());
+      point.setSecondLinkLabel(random.index(0, 2) == 0 ? ZqString("environment") : anyLabel());
+      point.setFirstLinkPoint(random.vector());
+      point.setSecondLinkPoint(random.vector());
+      constraints.pushBack(point);
+      ZqLinearStateEqualityConstraint linear;
+      linear.setJointWeights({ZqRealVector(links, random.real(1.0, 2.0))});
+      linear.setBaseWeights({ZqRealVector(6, result.isFixedBase() ? 1.0 : 0.0)});
+      linear.setWeightedSums(ZqRealVector{random.real()});
+      if (links > 0)
+         constraints.pushBack(linear);
+   }
+   result.setStateEqualityConstraints(constraints);
+   ZqStoppingCriterionVector criteria;
+   ZqComPolygonalStoppingCriterion criterion;
+   criterion.setPolygonVertices(
+      ZqXmlVectorVector{random.vector(), random.vector(), random.vector()});
+   criterion.setReferenceLinkLabel(random.index(0, 2) == 0 ? ZqString() : anyLabel());
+   criteria.pushBack(criterion);
+   result.setStoppingCriteria(criteria);
+   result.setDisplayLinkIndices({ZqBaseLinkIndex, links / 2});
+   ZqDataMap surface;
+   surface.add("value", random.real());
+   ZqShape::Surfaces surfaces;
+   surfaces.add(label, surface);
+   surfaces.add("paint", surface);
+   result.setSurfaces(surfaces);
+   ZqManipulatorSelfCollisionLinkMap pairs;
+   for (ZqU32 i = 0; i < links; ++i)
+      pairs.setLinkCollisionCanditateByIdentifier(anyLabel(), anyLabel(), random.index(0, 1) == 0);
+   if (random.index(0, 3) != 0)
+      result.setSelfCollisionLinkMap(pairs);
+   result.fitAbsoluteBoundingSphere();
+   return result;
+}
+
+ZqString document(const Manipulator& manipulator)
+{
+   std::ostringstream stream;
+   ZqXmlWriter writer("test.xml", stream);
+   manipulator.write(writer);
+   writer.flush();
+   return stream.str();
+}
+
+ZqString anyLink(RandomValues& random, const Manipulator& manipulator)
+{
+   const ZqU32 i = random.index(0, manipulator.jointDof());
+   return manipulator.linkByIndex(i < manipulator.jointDof() ? i : ZqBaseLinkIndex)->linkLabel();
+}
+
+void expectSame(const Manipulator& manipulator, const Manipulator& before)
+{
+   EXPECT_TRUE(zqTest::mapsAreRight(manipulator) && zqTest::parentsAreRight(manipulator));
+   EXPECT_TRUE(manipulator == before);
+   EXPECT_EQ(document(manipulator), document(before));
+   EXPECT_EQ(manipulator.linkLabelMapping(), before.linkLabelMapping());
+   EXPECT_EQ(manipulator.usingManipulatorLabels(), before.usingManipulatorLabels());
+}
+} // namespace
+
+// Each manipulator comes to any link of what is there, in any order of combination: C on B before B comes to A,
+// or on what A and B are. They are taken off in another order.
+TEST(Combination, IsUndoneToTheBitInAnyOrder)
+{
+   const zqTest::LogCapture log;
+   for (ZqU32 seed = 0; seed < 200 && !HasFailure(); ++seed)
+   {
+      SCOPED_TRACE(seed);
+      RandomValues random(seed);
+      const Manipulator a = withContents(random, "A", random.index(0, 6));
+      const Manipulator b = withContents(random, "B", random.index(0, 5));
+      const Manipulator c = withContents(random, "C", random.index(0, 4));
+      const bool cIsWithinB = seed % 2 == 0;
+      const bool cGoesFirst = seed % 4 < 2;
+      const Frame placeB = zqTest::randomFrame(random, random.index(0, 3));
+      const Frame placeC = zqTest::randomFrame(random, random.index(0, 3));
+      const bool onBase = random.index(0, 1) == 0;
+
+      Manipulator whole = a;
+      Manipulator middle = b;
+      const ZqString carrierOfB = anyLink(random, a);
+      if (cIsWithinB)
+      {
+         ASSERT_TRUE(middle.combineManipulator(onBase ? "base" : anyLink(random, b), c, placeC));
+      }
+      ASSERT_TRUE(whole.combineManipulator(carrierOfB, middle, placeB));
+      const Manipulator first = whole;
+      ZqString carrierOfC = onBase ? carrierOfB : anyLink(random, whole);
+      if (!cIsWithinB)
+      {
+         ASSERT_TRUE(whole.combineManipulator(carrierOfC, c, placeC));
+      }
+      EXPECT_TRUE(zqTest::mapsAreRight(whole) && zqTest::parentsAreRight(whole));
+      EXPECT_EQ(whole.jointDof(), a.jointDof() + b.jointDof() + c.jointDof());
+      EXPECT_EQ(whole.linkPointerMap().size(), whole.jointDof() + 1U);
+      EXPECT_EQ(whole.usingManipulatorLabels(), (std::set<ZqString>{"B", "C"}));
+      EXPECT_EQ(whole.linkLabelMapping().newLabelToManipulatorLinkLabel().size(),
+                whole.jointDof() + 1U);
+
+      ZqString link;
+      Manipulator taken;
+      Frame place;
+      if (cGoesFirst)
+      {
+         ASSERT_TRUE(whole.uncombineManipulator("C", link, taken, place));
+         expectSame(taken, c);
+         if (!cIsWithinB)
+         {
+            EXPECT_EQ(place, placeC);
+            EXPECT_EQ(link, carrierOfC);
+            expectSame(whole, first);
+         }
+         ASSERT_TRUE(whole.uncombineManipulator("B", link, taken, place));
+         EXPECT_EQ(place, placeB);
+         EXPECT_EQ(link, carrierOfB);
+         expectSame(taken, b);
+      }
+      else
+      {
+         ASSERT_TRUE(whole.uncombineManipulator("B", link, taken, place));
+         EXPECT_EQ(place, placeB);
+         if (cIsWithinB)
+            expectSame(taken, middle);
+         Manipulator& holder = whole.usingManipulatorLabels().contains("C") ? whole : taken;
+         Manipulator lastOne;
+         ASSERT_TRUE(holder.uncombineManipulator("C", link, lastOne, place));
+         EXPECT_EQ(place, placeC);
+         expectSame(lastOne, c);
+         expectSame(taken, b);
+      }
+      expectSame(whole, a);
+      EXPECT_FALSE(whole.uncombineManipulator("B", link, taken, place));
+      expectSame(whole, a);
+   }
+}
+
+// The other one apart, with its base where the link carries it, moves as it does in the combination, has the same
+// energies together with the rest, and the pairs that might collide may.
+TEST(Combination, MovesAsTheTwoWeldedTogether)
+{
+   const zqTest::LogCapture log;
+   zqTest::Comparison compare;
+   for (ZqU32 seed = 0; seed < 100; ++seed)
+   {
+      RandomValues random(seed);
+      const Manipulator a = withContents(random, "A", random.index(0, 6));
+      const Manipulator b = withContents(random, "B", random.index(0, 5));
+      const ZqString carrier = anyLink(random, a);
+      const Frame place = zqTest::randomFrame(random);
+      Manipulator whole = a;
+      const auto record = whole.combine(carrier, b, place);
+      ASSERT_TRUE(record);
+
+      // States, taken apart by the record.
+      ZqPositionState position = zqTest::randomPosition(random, whole);
+      ZqVelocityState velocity;
+      ZqRealVector rates(whole.jointDof());
+      for (ZqReal& rate : rates)
+         rate = random.real();
+      velocity.setJointVelocities(rates);
+      velocity.setGeneralVelocity(zqTest::randomMotion(random));
+      const auto part = [&](const auto& values, const ZqLinkEdit& edit, ZqU32 count)
+      {
+         ZqRealVector result(count);
+         for (ZqU32 i = 0; i < count; ++i)
+            result[i] = values[edit.index(i)];
+         return result;
+      };
+      ZqManipulatorActiveState wholeState, stateA, stateB;
+      wholeState.setPositionState(position);
+      wholeState.setVelocityState(velocity);
+      ZqPositionState positionA = position, positionB = position;
+      ZqVelocityState velocityA = velocity, velocityB = velocity;
+      positionA.setJointPositions(part(position.jointPositions(), record->links, a.jointDof()));
+      velocityA.setJointVelocities(part(rates, record->links, a.jointDof()));
+      stateA.setPositionState(positionA);
+      stateA.setVelocityState(velocityA);
+      positionB.setJointPositions(part(position.jointPositions(), record->transfer, b.jointDof()));
+      velocityB.setJointVelocities(part(rates, record->transfer, b.jointDof()));
+      const ZqManipulatorLink& link = *a.linkByIdentifier(carrier);
+      const Frame baseInSystem = link.primaryFrameInSystem(stateA.activePositionState()) * place *
+                                 b.primaryFrame().inverse();
+      positionB.setCoordSysXForm(b.coordSysXForm().inverse() * baseInSystem);
+      const Frame& dh = link.dhFrameInSystem(stateA.activePositionState());
+      const ZqGeneralMotion& v = link.dhFrameVelocityInSystem(stateA);
+      const ZqVector lever = baseInSystem.translation() - dh.translation();
+      velocityB.setGeneralVelocity({v.linear() + v.angular().cross(lever), v.angular()});
+      stateB.setPositionState(positionB);
+      stateB.setVelocityState(velocityB);
+
+      const auto compareFrames = [&](const char* name, const Frame& X, const Frame& Y)
+      {
+         for (std::size_t i = 0; i < 3; ++i)
+            compare(name, X.translation()[i], Y.translation()[i]);
+         const auto unit = [](std::size_t i)
+         { return ZqVector(i == 0 ? 1.0 : 0.0, i == 1 ? 1.0 : 0.0, i == 2 ? 1.0 : 0.0); };
+         for (std::size_t i = 0; i < 3; ++i)
+         {
+            const ZqVector x = X.orientation() * unit(i), y = Y.orientation() * unit(i);
+            compare("axes", (x - y).mag(), 0.0);
+         }
+         compare.scale("axes", 1.0);
+      };
+      for (ZqU32 i = 0; i < b.jointDof(); ++i)
+      {
+         const ZqManipulatorLink& there = *whole.linkByIndex(record->transfer.index(i));
+         EXPECT_EQ(there.linkLabel(), *record->transfer.label(b.linkByIndex(i)->linkLabel()));
+         compareFrames("frame", there.primaryFrameInSystem(wholeState.activePositionState()),
+                       b.linkByIndex(i)->primaryFrameInSystem(stateB.activePositionState()));
+         for (ZqU32 j = 0; j <= b.jointDof(); ++j)
+         {
+            const ZqU32 other = j < b.jointDof() ? j : ZqBaseLinkIndex;
+            EXPECT_EQ(whole.canCollide(record->transfer.index(i), record->transfer.index(other)),
+                      b.canCollide(i, other));
+         }
+      }
+      for (ZqU32 i = 0; i < a.jointDof(); ++i)
+         compareFrames("frame",
+                       whole.linkByIndex(record->links.index(i))
+                          ->primaryFrameInSystem(wholeState.activePositionState()),
+                       a.linkByIndex(i)->primaryFrameInSystem(stateA.activePositionState()));
+      compare("kinetic energy", whole.computeKineticEnergy(wholeState, nullptr),
+              a.computeKineticEnergy(stateA, nullptr) + b.computeKineticEnergy(stateB, nullptr));
+      const ZqReal massA = a.crbi(stateA, nullptr).mass(), massB = b.crbi(stateB, nullptr).mass();
+      const ZqVector center = whole.getCenterOfMassInSystem(wholeState);
+      const ZqVector expected =
+         (a.getCenterOfMassInSystem(stateA) * massA + b.getCenterOfMassInSystem(stateB) * massB) /
+         (massA + massB);
+      for (std::size_t i = 0; i < 3; ++i)
+         compare("center of mass", center[i], expected[i]);
+      // Springs at the joints, by the same labels.
+      for (ZqU32 i = 0; i < b.jointDof(); ++i)
+         compare("spring",
+                 whole.linkByIndex(record->transfer.index(i))->totalLocalTorque(wholeState),
+                 b.linkByIndex(i)->totalLocalTorque(stateB));
+   }
+   compare.expectWithin(1e-12);
+}
+
+namespace
+{
+ZqString documentOf(const ZqStatedSystem& scene)
+{
+   std::ostringstream stream;
+   ZqXmlWriter writer("test.xml", stream);
+   scene.write(writer);
+   writer.flush();
+   return stream.str();
+}
+
+struct Scene
+{
+   ZqStatedSystem system;
+   ZqString carrier; ///< of A, where C stands at a place as if it were a part of it
+   Frame place;
+};
+
+/// Three manipulators, A, B and C, with springs between their links, exclusions and attachments, which move; C, at
+/// index 2 or before the others, moves with a link of A.
+Scene makeScene(RandomValues& random, ZqU32 placeOfC)
+{
+   Scene scene;
+   std::vector<Manipulator> manipulators{withContents(random, "A", random.index(1, 5)),
+                                         withContents(random, "B", random.index(1, 4))};
+   manipulators.insert(manipulators.begin() + placeOfC,
+                       withContents(random, "C", random.index(0, 4)));
+   for (Manipulator& manipulator : manipulators)
+   {
+      ZqVelocityState velocity;
+      ZqRealVector rates(manipulator.jointDof());
+      for (ZqReal& rate : rates)
+         rate = random.real();
+      velocity.setJointVelocities(rates);
+      manipulator.setIsFixedBase(false);
+      velocity.setGeneralVelocity(zqTest::randomMotion(random));
+      scene.system.addManipulator(manipulator, zqTest::randomPosition(random, manipulator),
+                                  velocity);
+   }
+   const auto index = [&](const char* label)
+   { return scene.system.manipulatorByIdentifier(label)->manipulatorIndex(); };
+   const ZqU32 a = index("A"), b = index("B"), c = index("C");
+   const auto at = [&](ZqU32 i) -> const Manipulator&
+   { return *scene.system.manipulatorByIndex(i); };
+   const auto anyOf = [&](ZqU32 i) { return at(i).linkIndexByIdentifier(anyLink(random, at(i))); };
+
+   scene.carrier = anyLink(random, at(a));
+   scene.place = zqTest::randomFrame(random);
+   ZqManipulatorActiveState state;
+   state.setPositionState(scene.system.state().positionStates()[a]);
+   state.setVelocityState(scene.system.state().velocityStates()[a]);
+   const ZqManipulatorLink& link = *at(a).linkByIdentifier(scene.carrier);
+   const Frame inSystem = link.primaryFrameInSystem(state.activePositionState()) * scene.place *
+                          at(c).primaryFrame().inverse();
+   const ZqGeneralMotion& v = link.dhFrameVelocityInSystem(state);
+   const ZqVector lever =
+      inSystem.translation() - link.dhFrameInSystem(state.activePositionState()).translation();
+   ZqPositionState position = scene.system.state().positionStates()[c];
+   position.setCoordSysXForm(at(c).coordSysXForm().inverse() * inSystem);
+   ZqVelocityState velocity = scene.system.state().velocityStates()[c];
+   velocity.setGeneralVelocity({v.linear() + v.angular().cross(lever), v.angular()});
+   scene.system.setIndividualPositionState(c, position);
+   scene.system.setIndividualVelocityState(c, velocity);
+
+   ZqLinkInteractionsVector interactions;
+   for (int i = 0; i < 6; ++i)
+   {
+      ZqSpringAndDamperBetweenLinks spring;
+      spring.setManipulatorOneIndex(random.index(0, 2));
+      spring.setManipulatorTwoIndex(random.index(0, 2));
+      spring.setLinkOneIndex(static_cast<int>(anyOf(spring.manipulatorOneIndex())));
+      spring.setLinkTwoIndex(static_cast<int>(anyOf(spring.manipulatorTwoIndex())));
+      spring.setFrameOffsetOne(zqTest::randomFrame(random));
+      spring.setFrameOffsetTwo(zqTest::randomFrame(random));
+      spring.setLinearSpringConstant(random.real(1.0, 2.0));
+      interactions.pushBack(spring);
+   }
+   scene.system.setLinkInteractionsVector(interactions);
+   ZqSystemCollisionExclusionMap maps[3];
+   for (auto& map : maps)
+   {
+      for (int i = 0; i < 6; ++i)
+      {
+         const ZqU32 first = random.index(0, 2), second = random.index(0, 2);
+         map.excludeLinkCollisionCandidate(first, anyLink(random, at(first)), second,
+                                           anyLink(random, at(second)));
+      }
+      if (random.index(0, 2) == 0)
+         map.excludeManipulatorCollisionCandidates(b, c);
+      if (random.index(0, 2) == 0)
+         map.excludeLinkCollisionCandidates(b, anyLink(random, at(b)), c);
+   }
+   scene.system.setCollisionExclusionMap(maps[0]);
+   scene.system.setDynamicCollisionExclusionMap(maps[1]);
+   scene.system.setSollisionExclusionMapForCA(maps[2]);
+   ZqManipulatorAttachmentMap attachments;
+   attachments.attachManipulator(b, c, anyLink(random, at(c)), zqTest::randomFrame(random), "b");
+   if (random.index(0, 1) == 0)
+      attachments.attachManipulator(c, a, scene.carrier, scene.place, "c");
+   scene.system.setManipulatorAttachmentMap(attachments);
+   return scene;
+}
+
+/// Where the links, the ends of springs and what is attached to links are in the system, by labels of links that
+/// are told of their manipulators.
+std::map<ZqString, Frame> placesIn(const ZqStatedSystem& scene)
+{
+   std::map<ZqString, Frame> result;
+   std::vector<ZqManipulatorActiveState> states(scene.numberOfManipulators());
+   const auto linkFrame = [&](ZqU32 i, ZqU32 link)
+   {
+      return scene.manipulatorByIndex(i)->linkByIndex(link)->primaryFrameInSystem(
+         states[i].activePositionState());
+   };
+   for (ZqU32 i = 0; i < states.size(); ++i)
+   {
+      states[i].setPositionState(scene.state().positionStates()[i]);
+      const Manipulator& manipulator = *scene.manipulatorByIndex(i);
+      const auto& sources = manipulator.linkLabelMapping().newLabelToManipulatorLinkLabel();
+      for (ZqU32 j = 0; j < manipulator.jointDof(); ++j)
+      {
+         const ZqString& label = manipulator.linkByIndex(j)->linkLabel();
+         const auto source = sources.find(label);
+         const auto name = source != sources.end()
+                              ? source->second
+                              : std::pair(manipulator.manipulatorLabel(), label);
+         result[name.first + '/' + name.second] = linkFrame(i, j);
+      }
+      ZqU32 base = 0;
+      ZqString label;
+      Frame offset;
+      if (scene.configuration().attachmentMap().getDependentManipulatorInfo(i, base, label, offset))
+         result["attached " + manipulator.manipulatorLabel()] =
+            linkFrame(base, scene.manipulatorByIndex(base)->linkIndexByIdentifier(label)) * offset;
+   }
+   const ZqLinkInteractionsVector& interactions = scene.system().linkInteractionsVector();
+   for (ZqU32 i = 0; i < interactions.size(); ++i)
+   {
+      const auto& spring =
+         dynamic_cast<const ZqSpringAndDamperBetweenLinks&>(*interactions.vectorContainer()[i]);
+      result["one " + std::to_string(i)] =
+         linkFrame(spring.manipulatorOneIndex(), static_cast<ZqU32>(spring.linkOneIndex())) *
+         spring.frameOffsetOne();
+      result["two " + std::to_string(i)] =
+         linkFrame(spring.manipulatorTwoIndex(), static_cast<ZqU32>(spring.linkTwoIndex())) *
+         spring.frameOffsetTwo();
+   }
+   return result;
+}
+
+void expectSameState(const ZqManipulatorSystemState& a, const ZqManipulatorSystemState& b)
+{
+   ASSERT_EQ(a.positionStates().size(), b.positionStates().size());
+   for (ZqU32 i = 0; i < a.positionStates().size(); ++i)
+   {
+      EXPECT_EQ(a.positionStates()[i].jointPositions(), b.positionStates()[i].jointPositions());
+      EXPECT_EQ(a.velocityStates()[i].jointVelocities(), b.velocityStates()[i].jointVelocities());
+      // Frames are of some metres, and go through a few products.
+      EXPECT_TRUE(a.positionStates()[i].coordSysXForm().approxEq(
+         b.positionStates()[i].coordSysXForm(), 1e-13));
+      const ZqGeneralMotion v = a.velocityStates()[i].generalVelocity();
+      const ZqGeneralMotion w = b.velocityStates()[i].generalVelocity();
+      EXPECT_LE((v.linear() - w.linear()).mag() + (v.angular() - w.angular()).mag(), 1e-12);
+   }
+}
+} // namespace
+
+TEST(CombinationInScenes, MovesNothingAndIsUndone)
+{
+   const zqTest::LogCapture log;
+   for (ZqU32 seed = 0; seed < 100 && !HasFailure(); ++seed)
+   {
+      SCOPED_TRACE(seed);
+      RandomValues random(seed);
+      Scene scene = makeScene(random, seed % 3);
+      ZqStatedSystem& system = scene.system;
+      const ZqStatedSystem before = system;
+      const auto places = placesIn(system);
+      const ZqU32 c = system.manipulatorByIdentifier("C")->manipulatorIndex();
+      ASSERT_TRUE(system.combineManipulator("C", "A", scene.carrier, scene.place));
+      EXPECT_EQ(before.numberOfManipulators(), 3U);
+      ASSERT_EQ(system.numberOfManipulators(), 2U);
+      EXPECT_TRUE(system.system().labelPool().isLabelUsing("C"));
+      for (const auto& [name, frame] : placesIn(system))
+      {
+         ASSERT_TRUE(places.contains(name)) << name;
+         EXPECT_TRUE(frame.approxEq(places.at(name), 1e-12)) << name;
+      }
+      // Pairs of B with what was in the other two.
+      const ZqIndividualManipulator& b = *system.manipulatorByIdentifier("B");
+      const ZqIndividualManipulator& whole = *system.manipulatorByIdentifier("A");
+      for (ZqU32 j = 0; j < whole.jointDof(); ++j)
+      {
+         const auto& source = whole.linkLabelMapping().newLabelToManipulatorLinkLabel().at(
+            whole.linkByIndex(j)->linkLabel());
+         const Manipulator& own = *before.manipulatorByIdentifier(source.first);
+         const ZqU32 oldB = before.manipulatorByIdentifier("B")->manipulatorIndex();
+         for (ZqU32 k = 0; k < b.jointDof() && whole.linkByIndex(j)->linkLabel() != scene.carrier;
+              ++k)
+            for (const bool forCA : {false, true})
+               EXPECT_EQ(
+                  system.canCollide(whole.manipulatorIndex(), j, b.manipulatorIndex(), k, forCA),
+                  before.canCollide(own.manipulatorIndex(),
+                                    own.linkIndexByIdentifier(source.second), oldB, k, forCA));
+      }
+
+      // A document remembers, when it is asked to.
+      const ZqString plain = documentOf(system);
+      EXPECT_TRUE(system.keepCombinations());
+      const ZqString keeping = documentOf(system);
+      EXPECT_EQ(plain.find("combination"), std::string::npos);
+      ZqStatedSystem read;
+      std::istringstream stream(keeping);
+      ZqXmlReader reader("test.xml", stream);
+      ASSERT_TRUE(read.read(reader));
+      EXPECT_EQ(documentOf(read), keeping);
+
+      for (ZqStatedSystem* which : {&system, &read})
+      {
+         ZqU32 parent = 9, child = 9;
+         Frame place;
+         ASSERT_TRUE(which->uncombineManipulator("C", parent, child, place));
+         EXPECT_EQ(parent, before.manipulatorByIdentifier("A")->manipulatorIndex());
+         EXPECT_EQ(child, c);
+         EXPECT_EQ(place, scene.place);
+         EXPECT_TRUE(which->system().manipulators() == before.system().manipulators());
+         expectSameState(which->state(), before.state());
+      }
+      ZqStatedSystem undone = system;
+      undone.setState(before.state());
+      EXPECT_EQ(documentOf(undone), documentOf(before));
+   }
+}
+
+TEST(CombinationInScenes, KeepsReferencesAndRejectsWhatCannotBe)
+{
+   RandomValues random(7);
+   Scene scene = makeScene(random, 2);
+   ZqStatedSystem& system = scene.system;
+   Manipulator reference;
+   reference.setLinkLabel("base");
+   ZqManipulatorReferenceDescription description;
+   description.setIsManipulatorReferenced(true);
+   for (const char* label : {"A", "C"})
+   {
+      description.setReferencedManipulatorLabel(label);
+      reference.setManipulatorReferenceDescription(description);
+      reference.setManipulatorLabel(ZqString("like") + label);
+      system.addManipulator(reference);
+   }
+   const ZqU32 a = 0, c = 2, likeA = 3;
+   Frame bent(ZqVector(), ZqOrientation(2.0, 0.0, 0.0, 0.0));
+   const Frame lost(ZqVector(zqTest::nan, 0.0, 0.0));
+   const ZqString before = documentOf(system);
+   struct Case
+   {
+      ZqU32 first, second;
+      const char* link;
+      Frame transform;
+      const char* says;
+   };
+   const Case cases[] = {{a, a, "base", {}, "\"A\" on link \"base\""},
+                         {a, likeA, "base", {}, "refers to the other"},
+                         {likeA, a, "base", {}, "refers to the other"},
+                         {9, a, "base", {}, "no manipulator 9"},
+                         {c, 9, "base", {}, "no manipulator 9"},
+                         {c, a, "none", {}, "\"C\" on link \"none\" of manipulator \"A\""},
+                         {c, a, "base", bent, "not rigid"},
+                         {c, a, "base", lost, "not rigid"}};
+   for (const Case& bad : cases)
+   {
+      const zqTest::LogCapture log;
+      EXPECT_FALSE(system.combineManipulator(bad.first, bad.second, bad.link, bad.transform));
+      EXPECT_TRUE(log.contains(bad.says)) << log.text();
+      EXPECT_EQ(log.size(), 1U);
+   }
+   {
+      const zqTest::LogCapture log;
+      ZqU32 parent = 0, child = 0;
+      Frame place;
+      EXPECT_FALSE(system.uncombineManipulator("C", parent, child, place));
+      EXPECT_TRUE(log.contains("\"C\""));
+      EXPECT_FALSE(system.combineManipulator("C", "X", "base", place));
+      EXPECT_TRUE(log.contains("\"X\""));
+   }
+   EXPECT_EQ(documentOf(system), before);
+
+   // Those that refer to one of the two have its model from now on.
+   const zqTest::LogCapture log;
+   const ZqU32 dofA = system.jointDof(a), dofC = system.jointDof(c);
+   ASSERT_TRUE(system.combineManipulator("C", "A", "base", Frame()));
+   EXPECT_EQ(system.manipulatorByIdentifier("A")->jointDof(), dofA + dofC);
+   EXPECT_EQ(system.manipulatorByIdentifier("likeA")->jointDof(), dofA);
+   EXPECT_EQ(system.manipulatorByIdentifier("likeC")->jointDof(), dofC);
+}

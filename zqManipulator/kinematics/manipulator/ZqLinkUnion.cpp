@@ -1,0 +1,360 @@
+#include "zqManipulator/kinematics/manipulator/ZqLinkUnion.h"
+
+#include "zqManipulator/foundation/geometry/ZqShapeUnion.h"
+#include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/tools/labels/ZqLabelPool.h"
+
+#include <algorithm>
+#include <cmath>
+
+void intrusive_ptr_add_ref(const ZqLinkUnion* held) noexcept
+{
+   boost::sp_adl_block::intrusive_ptr_add_ref(held);
+}
+
+void intrusive_ptr_release(const ZqLinkUnion* held) noexcept
+{
+   boost::sp_adl_block::intrusive_ptr_release(held);
+}
+
+bool ZqLinkUnionPointer::isEqual(const ZqLinkUnion& a, const ZqLinkUnion& b)
+{
+   return a == b;
+}
+
+bool ZqLinkUnion::operator==(const ZqLinkUnion& other) const
+{
+   return before == other.before &&
+          std::equal(members.begin(), members.end(), other.members.begin(), other.members.end(),
+                     [](const Member& a, const Member& b)
+                     { return a.transform == b.transform && a.manipulator == b.manipulator; });
+}
+
+ZqIndividualManipulator ZqLinkUnion::baseOf(const ZqIndividualManipulator& manipulator)
+{
+   const ZqIndividualManipulator& model = manipulator.concreteReference();
+   ZqIndividualManipulator base;
+   static_cast<ZqManipulatorValues&>(base) = model.presentValues();
+   static_cast<ZqManipulatorLink&>(base).copyAllButChildLinksFrom(model);
+   if (base.linkReferenceDescription().isShapeReferenced())
+      base.setShapeContainer(model.shapeContainer());
+   // A reference stands where it is placed itself.
+   base.setManipulatorLabel(manipulator.manipulatorLabel());
+   base.setCoordSysXForm(manipulator.coordSysXForm());
+   base.setIsFixedBase(manipulator.isFixedBase());
+   base.setManipulatorIndex(manipulator.manipulatorIndex());
+   base.ZqIndividualManipulator::mapManipulator();
+   return base;
+}
+
+const ZqLinkUnion::Member* ZqLinkUnion::lastIn(const ZqIndividualManipulator& manipulator)
+{
+   const Member* last = nullptr;
+   for (const auto& [label, link] : manipulator.linkPointerMap())
+      if (link->m_union)
+         for (const Member& member : link->m_union->members)
+            if (last == nullptr || member.origin.number >= last->origin.number)
+               last = &member;
+   return last;
+}
+
+void ZqLinkUnion::forget(ZqIndividualManipulator& manipulator)
+{
+   for (const auto& [label, link] : manipulator.linkPointerMap())
+      link->m_union = nullptr;
+}
+
+// What the link is made of
+
+namespace
+{
+void tellClash(const ZqManipulatorLink& link, const ZqIndividualManipulator& manipulator,
+               const char* what, const ZqString& name, const ZqString& newName)
+{
+   const ZqString end = newName.empty() ? "is left out" : "becomes \"" + newName + "\"";
+   Zq::Print::instance().write(Zq::Oddity,
+                               "ZqManipulatorLink::addLinkToUnion(): link \"%s\" keeps its %s "
+                               "\"%s\"; that of manipulator \"%s\" %s.\n",
+                               link.linkLabel().c_str(), what, name.c_str(),
+                               manipulator.manipulatorLabel().c_str(), end.c_str());
+}
+
+/// A map with the values of another one under names that are not taken.
+template <class Map, class Moved, class Taken>
+Map withValuesOf(Map map, const Map& others, const Moved& moved, const Taken& taken)
+{
+   for (const auto& [name, value] : others.mapContainer())
+      if (!map.mapContainer().try_emplace(name, moved(value)).second)
+         taken(map, name, moved(value));
+   return map;
+}
+} // namespace
+
+/// Merges a base into the link, of which nothing is remembered.
+bool ZqLinkUnion::add(ZqManipulatorLink& link, const Member& member, bool tellsClashes)
+{
+   const ZqIndividualManipulator& other = member.manipulator;
+   const ZqCoordinateSystemTransformation& T = member.transform;
+   if (const ZqShape* shape = other.shape())
+   {
+      ZqShapeContainer moved;
+      moved.setTopElement(*shape);
+      moved.transformBy(T);
+      if (const ZqShape* own = link.shape())
+      {
+         ZqShapeUnion both;
+         if (!both.addShapeToUnion(*moved.topElement()) || !both.addShapeToUnion(*own))
+            return false;
+         moved.setTopElement(both);
+      }
+      link.setShapeContainer(moved);
+   }
+   const auto keepFirst = [&](const char* what)
+   {
+      return [&, what](const auto&, const ZqString& name, const auto&)
+      {
+         if (tellsClashes)
+            tellClash(link, other, what, name, {});
+      };
+   };
+   const auto place = [&T](const auto& value) { return T * value; };
+   link.setNamedFrames(
+      withValuesOf(link.namedFrames(), other.namedFrames(), place, keepFirst("named frame")));
+   link.setNamedPoints(
+      withValuesOf(link.namedPoints(), other.namedPoints(), place, keepFirst("named point")));
+
+   const auto placeMasses = [&T](ZqRigidBodyMassProperties masses)
+   { return masses.transformBy(T); };
+   // Masses must not be lost: they get another name.
+   const auto rename = [&](auto& map, const ZqString& name, const ZqRigidBodyMassProperties& masses)
+   {
+      ZqLabelPool names;
+      for (const auto& entry : map.mapContainer())
+         names.addUsedLabel(entry.first);
+      for (const auto& entry : other.massPropertiesMap().mapContainer())
+         names.addUsedLabel(entry.first);
+      const ZqString newName = names.unusedLabel(name);
+      map.mapContainer().emplace(newName, masses);
+      if (tellsClashes)
+         tellClash(link, other, "masses", name, newName);
+   };
+   link.setMassPropertiesMap(
+      withValuesOf(link.massPropertiesMap(), other.massPropertiesMap(), placeMasses, rename));
+   ZqRigidBodyMassProperties masses = link.baseMassProperties();
+   masses += placeMasses(other.baseMassProperties());
+   link.setBaseMassProperties(masses);
+   return true;
+}
+
+bool ZqLinkUnion::merge(ZqManipulatorLink& link, Member member)
+{
+   boost::intrusive_ptr<ZqLinkUnion> merged(new ZqLinkUnion());
+   if (link.m_union)
+      *merged = *link.m_union;
+   else
+   {
+      merged->before.copyAllButChildLinksFrom(link);
+      merged->before.setParentLink(nullptr);
+      if (link.linkReferenceDescription().isShapeReferenced())
+         merged->sharedShape = link.shapeContainer();
+   }
+   if (!add(link, member, true))
+      return false;
+   merged->members.push_back(std::move(member));
+   link.m_union = merged;
+   return true;
+}
+
+void ZqLinkUnion::rebuild(ZqManipulatorLink& link) const
+{
+   if (before.linkReferenceDescription().isShapeReferenced())
+   {
+      link.m_shapes = ZqLinkShapes();
+      link.setLinkReferenceDescription(before.linkReferenceDescription());
+   }
+   else
+      link.setShapeContainer(before.memberShapeContainer());
+   link.setNamedFrames(before.namedFrames());
+   link.setNamedPoints(before.namedPoints());
+   link.setMassPropertiesMap(before.massPropertiesMap());
+   link.setBaseMassProperties(before.baseMassProperties());
+   for (const Member& member : members)
+      add(link, member, false);
+}
+
+void ZqLinkUnion::set(ZqManipulatorLink& link, ZqLinkUnion&& changed)
+{
+   link.m_union = changed.members.empty() ? nullptr : new ZqLinkUnion(std::move(changed));
+}
+
+bool ZqLinkUnion::pop(ZqManipulatorLink& link, const ZqString& label, Popped& popped)
+{
+   if (!link.m_union)
+      return false;
+   ZqLinkUnion rest = *link.m_union;
+   bool found = false;
+   for (std::size_t i = 0; !found && i < rest.members.size(); ++i)
+   {
+      Member& member = rest.members[i];
+      if (member.manipulator.manipulatorLabel() == label)
+      {
+         popped.member = std::move(member);
+         popped.transform = popped.member.transform;
+         popped.surfaces = popped.member.origin.surfaces;
+         rest.members.erase(rest.members.begin() + static_cast<std::ptrdiff_t>(i));
+         found = true;
+      }
+      else if (pop(member.manipulator, label, popped))
+      {
+         // Out of the member, and with it out of this link.
+         popped.transform = member.transform * popped.transform;
+         popped.within.insert(popped.within.begin(), member);
+         for (const Name& gone : popped.member.origin.links)
+            for (Name& name : member.origin.links)
+               if (gone.present == name.own)
+                  name.present.reset();
+         std::erase_if(popped.surfaces, [&member](const ZqString& name)
+                       { return std::erase(member.origin.surfaces, name) == 0; });
+         found = true;
+      }
+   }
+   if (!found)
+      return false;
+   rest.rebuild(link);
+   set(link, std::move(rest));
+   return true;
+}
+
+void ZqLinkUnion::shareShape(ZqManipulatorLink& link, const ZqManipulatorLink& owner)
+{
+   if (link.linkReferenceDescription().isShapeReferenced() || &link == &owner ||
+       !(link.memberShapeContainer() == owner.memberShapeContainer()))
+      return;
+   ZqLinkReferenceDescription description;
+   description.setReferencedLinkLabel(owner.linkLabel());
+   description.setIsShapeReferenced(true);
+   link.m_shapes = ZqLinkShapes();
+   link.setLinkReferenceDescription(description);
+}
+
+// What happens to the link
+
+/// Ends the sharing of the shape.
+void ZqLinkUnion::ownShape()
+{
+   if (before.linkReferenceDescription().isShapeReferenced())
+      before.setShapeContainer(sharedShape);
+}
+
+void ZqLinkUnion::apply(const ZqLinkEdit& edit)
+{
+   const bool shared = before.linkReferenceDescription().isShapeReferenced();
+   before.apply(edit);
+   if (shared && !before.linkReferenceDescription().isShapeReferenced())
+      before.setShapeContainer(sharedShape);
+   std::erase_if(sharers, [&edit](ZqString& label) { return !edit.apply(label); });
+   for (Member& member : members)
+   {
+      const auto follow = [&edit](std::vector<Name>& names)
+      {
+         for (Name& name : names)
+            if (name.present && !edit.apply(*name.present))
+               name.present.reset();
+      };
+      follow(member.origin.links);
+      follow(member.origin.others);
+      std::erase_if(member.origin.joints,
+                    [&edit](auto& joint) { return !edit.apply(joint.first); });
+   }
+}
+
+void ZqLinkUnion::transformBy(const ZqCoordinateSystemTransformation& T)
+{
+   ownShape();
+   before.transformComponentsBy(T);
+   for (Member& member : members)
+      member.transform = T * member.transform;
+}
+
+void ZqLinkUnion::scaleBy(ZqReal scale)
+{
+   ownShape();
+   before.scaleIndividualLinkBy(scale);
+   for (Member& member : members)
+   {
+      member.manipulator.scaleIndividualLinkBy(scale);
+      member.transform.scaleTranslationBy(scale);
+      member.origin.X.scaleTranslationBy(scale);
+      for (auto& [label, joint] : member.origin.joints)
+         joint.scaleBy(scale);
+   }
+}
+
+// Operations of the link
+
+bool ZqLinkUnion::isRigid(const ZqCoordinateSystemTransformation& T)
+{
+   // Quaternions of documents are of unit length within rounding.
+   constexpr ZqReal tolerance = 1e-9;
+   const ZqOrientation& q = T.orientation();
+   const ZqReal squared = q[0] * q[0] + q[1] * q[1] + q[2] * q[2] + q[3] * q[3];
+   const ZqVector& p = T.translation();
+   return std::abs(squared - 1.0) <= tolerance && std::isfinite(p[0]) && std::isfinite(p[1]) &&
+          std::isfinite(p[2]);
+}
+bool ZqManipulatorLink::addLinkToUnion(const ZqIndividualManipulator& manipulator,
+                                       const ZqCoordinateSystemTransformation& transform)
+{
+   if (ZqLinkUnion::isRigid(transform) &&
+       ZqLinkUnion::merge(*this, {ZqLinkUnion::baseOf(manipulator), transform, {}}))
+      return true;
+   Zq::Print::instance().write(Zq::Rejected,
+                               "ZqManipulatorLink::addLinkToUnion(): manipulator \"%s\" is not "
+                               "merged into link \"%s\".\n",
+                               manipulator.manipulatorLabel().c_str(), linkLabel().c_str());
+   return false;
+}
+
+bool ZqManipulatorLink::popLinkFromUnion(const ZqString& label,
+                                         ZqIndividualManipulator& manipulator,
+                                         ZqCoordinateSystemTransformation& transform)
+{
+   ZqLinkUnion::Popped popped;
+   if (!ZqLinkUnion::pop(*this, label, popped))
+      return false;
+   transform = popped.transform;
+   manipulator = std::move(popped.member.manipulator);
+   return true;
+}
+
+void ZqManipulatorLink::manipulatorLabelsInUnion(std::set<ZqString>& labels) const
+{
+   if (!m_union)
+      return;
+   for (const ZqLinkUnion::Member& member : m_union->members)
+   {
+      labels.insert(member.manipulator.manipulatorLabel());
+      member.manipulator.manipulatorLabelsInUnion(labels);
+   }
+}
+
+void ZqManipulatorLink::applyToUnion(const ZqLinkEdit& edit)
+{
+   ZqLinkUnion changed = *m_union;
+   changed.apply(edit);
+   ZqLinkUnion::set(*this, std::move(changed));
+}
+
+void ZqManipulatorLink::transformUnionBy(const ZqCoordinateSystemTransformation& T)
+{
+   ZqLinkUnion changed = *m_union;
+   changed.transformBy(T);
+   ZqLinkUnion::set(*this, std::move(changed));
+}
+
+void ZqManipulatorLink::scaleUnionBy(ZqReal scale)
+{
+   ZqLinkUnion changed = *m_union;
+   changed.scaleBy(scale);
+   ZqLinkUnion::set(*this, std::move(changed));
+}
