@@ -235,7 +235,7 @@ void ZqSimulation::moveWithinLimits(ZqU32 index, ZqReal dt)
    const ZqIndividualManipulator& manipulator = *m_members[index].manipulator;
    ZqVelocityState& velocity = m_state.velocityStates()[index];
    manipulator.propagateVelocityState(m_members[index].accelerations, dt, velocity);
-   if (m_members[index].tree == nullptr)
+   if (m_members[index].stepBook != nullptr && m_members[index].tree == nullptr)
       bookLimits(unitOf(index), m_stateBefore.velocityStates()[index], velocity, dt);
    manipulator.propagateState(velocity, dt, m_state.positionStates()[index], m_results[index]);
    // It tells of what is beyond by rounding.
