@@ -80,7 +80,7 @@ ZqSimulation::Settings zqsim::RunOptions::settings() const
    settings.closesLoops = !isNotProjected;
    settings.computesContact = !isWithoutContact;
    settings.booksEnergy = booksEnergy();
-   settings.couplesAttachments = isCoupled.value_or(true);
+   settings.couplesAttachments = !isNotCoupled;
    return settings;
 }
 
@@ -169,7 +169,7 @@ void zqsim::RunOptions::checkStart() const
                                            {"--velocities", velocities.has_value()},
                                            {"--no-projection", isNotProjected},
                                            {"--no-contact", isWithoutContact},
-                                           {"--coupling", isCoupled.has_value()}}};
+                                           {"--coupling", isCoupled || isNotCoupled}}};
    for (const Option& option : ofTheStart)
       if (option.isGiven)
          throw Failure(Usage, std::string(option.name) + ": with --resume it is that of " + resume);
