@@ -80,7 +80,7 @@ ZqSimulation::Settings zqsim::RunOptions::settings() const
    settings.closesLoops = !isNotProjected;
    settings.computesContact = !isWithoutContact;
    settings.booksEnergy = booksEnergy();
-   settings.couplesAttachments = isCoupled.value_or(true);
+   settings.couplesAttachments = !isNotCoupled;
    return settings;
 }
 
@@ -169,7 +169,7 @@ void zqsim::RunOptions::checkStart() const
                                            {"--velocities", velocities.has_value()},
                                            {"--no-projection", isNotProjected},
                                            {"--no-contact", isWithoutContact},
-                                           {"--coupling", isCoupled.has_value()}}};
+                                           {"--coupling", isCoupled || isNotCoupled}}};
    for (const Option& option : ofTheStart)
       if (option.isGiven)
          throw Failure(Usage, std::string(option.name) + ": with --resume it is that of " + resume);
@@ -289,10 +289,13 @@ void zqsim::RunOptions::declareStart(CLI::App& arguments)
                       "Leave the gaps that steps open in loops as they are");
    arguments.add_flag("--no-contact", isWithoutContact,
                       "Let links pass through each other; springs between links and doors stay");
-   arguments.add_flag(
-      "--coupling,!--no-coupling", isCoupled,
-      "Have what is attached act back on what carries it, which is so if not given; "
-      "--no-coupling loads carriers with the bases alone");
+   arguments.add_flag("--no-coupling", isNotCoupled,
+                      "Load carriers with no more than the bases of what is attached to them, "
+                      "which does not act back");
+   arguments
+      .add_flag("--coupling", isCoupled,
+                "Have what is attached act back on what carries it, which is so if not given")
+      ->excludes("--no-coupling");
    arguments
       .add_option("--joints", joints,
                   "Positions (rad, m) of all joints to begin with, in place of those of the "

@@ -49,7 +49,8 @@ struct RunOptions
    std::optional<std::string> integrator;
    bool isNotProjected = false;
    bool isWithoutContact = false;
-   std::optional<bool> isCoupled;
+   bool isCoupled = false;
+   bool isNotCoupled = false;
    /// @}
    /// \name What drives it
    /// @{
