@@ -11,8 +11,10 @@ class ZqConstraintFactor;
 ///
 /// x = M^-1 C^T p with impulses p >= 0, of which those are zero whose rows are exceeded: a linear
 /// complementarity problem, which is that of least squares with nonnegative unknowns and is solved as such,
-/// by an active set (Lawson, Hanson 1974, chapter 23). Rows that repeat others share what these do. A row that
-/// nothing can move takes no part.
+/// by an active set (Lawson, Hanson 1974, chapter 23). Rows that repeat others share what these do, and rows may be
+/// opposite: where those leave room for x = -v at b = -C v, the energy of v + x is no more than that of v, however
+/// narrow. What all want together is kept to within 1e-11 of x for rows at ordinary angles, and to within 1e-6 where
+/// rows are opposite to 1e-2 and less. A row that nothing can move takes no part.
 class ZqStopFactor
 {
 public:
@@ -35,9 +37,9 @@ public:
 private:
    void scaleRows(const std::vector<ZqReal>& b);
    void findImpulses();
+   void pushWhatLacks();
    ZqU32 mostWanting() const;
    bool solveActive();
-   bool exchangeLast();
    void takeOut(ZqU32 place);
 
    ZqReArray m_rows;
@@ -47,9 +49,9 @@ private:
    ZqReArray m_K; ///< C M^-1 C^T, scaled to a diagonal of ones
    std::vector<ZqReal> m_scales;
    std::vector<ZqReal> m_wanted; ///< b, scaled
+   std::vector<ZqReal> m_target; ///< with what rows yield
    std::vector<ZqReal> m_impulses;
    std::vector<bool> m_isActive;
-   std::vector<bool> m_isExcluded; ///< repeats active ones
    std::vector<ZqU32> m_active;
    ZqReArray m_A; ///< of the active rows
    ZqReArray m_L;
