@@ -11,10 +11,11 @@ class ZqConstraintFactor;
 ///
 /// x = M^-1 C^T p with impulses p >= 0, of which those are zero whose rows are exceeded: a linear
 /// complementarity problem, which is that of least squares with nonnegative unknowns and is solved as such,
-/// by an active set (Lawson, Hanson 1974, chapter 23). Rows that repeat others share what these do, and rows may be
-/// opposite: where those leave room for x = -v at b = -C v, the energy of v + x is no more than that of v, however
-/// narrow. What all want together is kept to within 1e-11 of x for rows at ordinary angles, and to within 1e-6 where
-/// rows are opposite to 1e-2 and less. A row that nothing can move takes no part.
+/// by an active set (Lawson, Hanson 1974, chapter 23). Rows that repeat others share what these do. Rows may
+/// be opposite, however little room they leave: v + x, where C (v + x) >= 0 is wanted, has no more energy than v.
+/// What is wanted is met to within 1e-11 of x by rows at ordinary angles, and to within 1e-6 by rows that are
+/// opposite but for an angle below 1e-2; to less where masses are apart by 1e12. A row that nothing can move takes
+/// no part.
 class ZqStopFactor
 {
 public:
