@@ -404,8 +404,9 @@ std::map<ZqString, Frame> placesIn(const ZqStatedSystem& scene)
          states[i].activePositionState());
    };
    for (ZqU32 i = 0; i < states.size(); ++i)
-   {
       states[i].setPositionState(scene.state().positionStates()[i]);
+   for (ZqU32 i = 0; i < states.size(); ++i)
+   {
       const Manipulator& manipulator = *scene.manipulatorByIndex(i);
       const auto& sources = manipulator.linkLabelMapping().newLabelToManipulatorLinkLabel();
       for (ZqU32 j = 0; j < manipulator.jointDof(); ++j)

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <numeric>
 #include <set>
 
 // Parts of trees
@@ -179,6 +180,17 @@ struct Outwards
    ZqLinkEdit edit;              ///< of what goes
 };
 
+/// What elements became that came with a manipulator.
+template <class Element>
+using Later = std::vector<std::unique_ptr<Element>>;
+template <class Element, class List>
+void addPresent(Later<Element>& later, const List& list, const Inwards& inwards)
+{
+   for (const Element* element : list.vectorContainer())
+      if (auto present = element != nullptr ? carried(*element, inwards) : nullptr)
+         later.push_back(std::move(present));
+}
+
 /// Moves elements from a list to that of the manipulator that is taken off: as they were where they have
 /// not been changed, and else those that speak of its links.
 template <class List, class Later>
@@ -262,13 +274,23 @@ bool speaksOfOthers(const ZqIndividualManipulator& model,
       labels[label] = label;
    const ZqLinkEdit onlyLinks = ZqLinkEdit::moved({}, labels, ZqBaseLinkIndex);
    if (losesAny(model.stateEqualityConstraints(), onlyLinks) ||
-       losesAny(model.stoppingCriteria(), onlyLinks))
+       losesAny(model.stoppingCriteria(), onlyLinks) ||
+       losesAny(model.generalBoundObjects(), onlyLinks))
       return true;
    labels.erase(model.linkLabel());
    ZqManipulatorLink::ChildLinks copy = children;
    for (ZqManipulatorLink& child : copy)
       child.apply(ZqLinkEdit::moved({}, labels, ZqBaseLinkIndex));
    return !(copy == children);
+}
+
+/// The index of a child that is added to a link: behind all that stands below it.
+ZqU32 indexBehind(const ZqManipulatorLink& link)
+{
+   const ZqManipulatorLink* last = &link;
+   while (last->childLinks().size() > 0)
+      last = &last->childLinks()[last->childLinks().size() - 1];
+   return last->linkIndex() == ZqBaseLinkIndex ? 0 : last->linkIndex() + 1;
 }
 } // namespace
 
@@ -374,7 +396,11 @@ ZqIndividualManipulator::combine(const ZqString& linkLabel,
    for (const auto& [name, values] : model.surfaces().mapContainer())
       if (!m_surfaces.mapContainer().contains(name))
          origin.surfaces.push_back(name);
-   relabelTrees(children, labels, ZqLinkEdit::carried({}, std::move(newLabels), ZqBaseLinkIndex));
+   std::vector<ZqU32> newIndices(labels.size());
+   std::iota(newIndices.begin(), newIndices.end(), indexBehind(*link));
+   relabelTrees(children, labels,
+                ZqLinkEdit::carried(ZqRenumbering::to(std::move(newIndices)), std::move(newLabels),
+                                    ZqBaseLinkIndex));
 
    origin.X = link->primaryFrame() * transform * model.primaryFrame().inverse();
    for (ZqManipulatorLink& child : children)
@@ -391,10 +417,12 @@ ZqIndividualManipulator::combine(const ZqString& linkLabel,
    // From here on nothing fails.
    ZqLinkUnion changed = *merged.linkUnion();
    for (const auto& [label, other] : linkPointerMap())
-      if (other->linkReferenceDescription().isShapeReferenced() && other->referenceLink() == link)
+   {
+      const bool isSharer =
+         other->linkReferenceDescription().isShapeReferenced() && other->referenceLink() == link;
+      if (ZqLinkUnion::endSharing(*other, linkLabel) || isSharer)
          changed.sharers.push_back(label);
-      else if (ZqLinkUnion::endSharing(*other, linkLabel))
-         changed.sharers.push_back(label);
+   }
    ZqLinkUnion::set(merged, std::move(changed));
    aboutToModifyLink(linkLabel);
    for (const ChildLinks* list : {&link->m_childLinks, &children})
@@ -439,8 +467,12 @@ void ZqIndividualManipulator::takeContents(const ZqManipulatorLink& carrier,
                          other.isFixedBase()};
    takeElements(m_stateEqualityConstraints, other.m_stateEqualityConstraints, inwards, member,
                 "constraint");
+   takeElements(m_stateConstraints, other.m_stateConstraints, inwards, member, "state constraint");
    takeElements(m_stoppingCriteria, other.m_stoppingCriteria, inwards, member,
                 "stopping criterion");
+   takeElements(m_generalBoundObjects, other.m_generalBoundObjects, inwards, member,
+                "bound object");
+   m_generalBoundObjects.setManipulator(this);
    for (const ZqU32 index : other.m_displayLinkIndices)
       if (index != ZqBaseLinkIndex && inwards.edit.index(index) != ZqNoLinkIndex)
          m_displayLinkIndices.pushBack(inwards.edit.index(index));
@@ -585,6 +617,19 @@ std::vector<ZqString> namesToDrop(ZqIndividualManipulator& combined, const ZqStr
    }
    return names;
 }
+
+/// Rows go with the last of the pairs that they had come with.
+void applyToPairs(const ZqLinkEdit& edit, ZqManipulatorSelfCollisionLinkMap& pairs)
+{
+   std::set<ZqString> emptyRows;
+   for (const auto& [name, row] : pairs.mapContainer())
+      if (row.mapContainer().empty())
+         emptyRows.insert(name);
+   pairs.apply(edit);
+   std::erase_if(pairs.mapContainer(),
+                 [&](const auto& row)
+                 { return row.second.mapContainer().empty() && !emptyRows.contains(row.first); });
+}
 } // namespace
 
 /// Pairs of what is taken off may collide as they may now.
@@ -610,7 +655,7 @@ void ZqIndividualManipulator::giveCollisionPairs(ZqIndividualManipulator& to, co
                                                                       mayCollide);
             to.m_allPairsAreExcluded = to.m_allPairsAreExcluded && !mayCollide;
          }
-   to.m_selfCollisionLinkMap.apply(restored);
+   applyToPairs(restored, to.m_selfCollisionLinkMap);
 }
 
 void ZqIndividualManipulator::giveLabelMapping(ZqIndividualManipulator& to,
@@ -750,8 +795,10 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
    indices.pop_back();
    outwards.remaining = ZqLinkEdit::matched(ownLabels, remaining);
    // What came to its links later brought this.
-   std::vector<std::unique_ptr<ZqBaseStateEqualityConstraint>> laterConstraints;
-   std::vector<std::unique_ptr<ZqBaseStoppingCriterion>> laterCriteria;
+   Later<ZqBaseStateEqualityConstraint> laterConstraints;
+   Later<ZqBaseStateConstraint> laterLimits;
+   Later<ZqBaseStoppingCriterion> laterCriteria;
+   Later<ZqBaseGeneralBoundObject> laterObjects;
    const auto& earlier = popped.member.manipulator.m_usingManipulatorLabels;
    forEachLinkOf(
       going,
@@ -767,18 +814,16 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
                                            [this](const ZqString& name)
                                            { return linkIndexByIdentifier(name); }),
                                   later.manipulator.isFixedBase()};
-            for (const auto* element :
-                 later.manipulator.m_stateEqualityConstraints.vectorContainer())
-               if (auto present = element != nullptr ? carried(*element, inwards) : nullptr)
-                  laterConstraints.push_back(std::move(present));
-            for (const auto* element : later.manipulator.m_stoppingCriteria.vectorContainer())
-               if (auto present = element != nullptr ? carried(*element, inwards) : nullptr)
-                  laterCriteria.push_back(std::move(present));
+            addPresent(laterConstraints, later.manipulator.m_stateEqualityConstraints, inwards);
+            addPresent(laterLimits, later.manipulator.m_stateConstraints, inwards);
+            addPresent(laterCriteria, later.manipulator.m_stoppingCriteria, inwards);
+            addPresent(laterObjects, later.manipulator.m_generalBoundObjects, inwards);
          }
       });
    for (ZqManipulatorLink& child : going)
       moveBack(child, popped);
-   relabelTrees(going, labels, ZqLinkEdit::carried({}, newLabels, ZqNoLinkIndex));
+   relabelTrees(going, labels,
+                ZqLinkEdit::carried(ZqRenumbering::to(indices), newLabels, ZqNoLinkIndex));
    newLabels[carrierLabel] = popped.member.manipulator.linkLabel();
    outwards.edit = ZqLinkEdit::carried(ZqRenumbering::to(indices), newLabels, ZqNoLinkIndex);
    outwards.edit.restate(ZqBaseLinkIndex, popped.member.manipulator.linkLabel(),
@@ -797,22 +842,18 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
              taken.linkByIdentifier(popped.member.origin.baseReference.referencedLinkLabel()))
          ZqLinkUnion::shareShape(taken, *owner);
    taken.mapManipulator();
-   std::vector<ZqU32> restored;
-   std::map<ZqString, std::optional<ZqString>> lost;
+   ZqLinkEdit::Labels formerLabels;
    for (const Name& name : names)
-   {
-      const bool isThere = name.present && moved.contains(*name.present);
-      restored.push_back(isThere ? taken.linkIndexByIdentifier(name.own) : ZqNoLinkIndex);
-      if (!isThere)
-         lost[name.own] = std::nullopt;
-   }
-   outwards.restored =
-      ZqLinkEdit::carried(ZqRenumbering::to(std::move(restored)), std::move(lost), ZqBaseLinkIndex);
+      formerLabels.push_back(name.own);
+   formerLabels.push_back(taken.linkLabel());
+   outwards.restored = ZqLinkEdit::matched(formerLabels, taken.linkLabels());
 
    // What it held.
    giveElements(m_stateEqualityConstraints, taken.m_stateEqualityConstraints, outwards,
                 laterConstraints);
+   giveElements(m_stateConstraints, taken.m_stateConstraints, outwards, laterLimits);
    giveElements(m_stoppingCriteria, taken.m_stoppingCriteria, outwards, laterCriteria);
+   giveElements(m_generalBoundObjects, taken.m_generalBoundObjects, outwards, laterObjects);
    for (ZqU32& index : taken.m_displayLinkIndices)
       index = outwards.restored.index(index);
    std::erase(taken.m_displayLinkIndices.vectorContainer(), ZqNoLinkIndex);
@@ -845,20 +886,11 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
    const bool allPairsWereExcluded = m_allPairsAreExcluded;
    ZqManipulatorSelfCollisionLinkMap pairs =
       allPairsWereExcluded ? ZqManipulatorSelfCollisionLinkMap() : m_selfCollisionLinkMap;
-   std::set<ZqString> emptyRows;
-   for (const auto& [name, row] : pairs.mapContainer())
-      if (row.mapContainer().empty())
-         emptyRows.insert(name);
    if (!replaceLinkAndChildren(carrierLabel, rest))
       return std::nullopt;
    if (!allPairsWereExcluded)
    {
-      pairs.apply(outwards.remaining);
-      // Rows that the pairs had come with.
-      std::erase_if(pairs.mapContainer(),
-                    [&](const auto& row) {
-                       return row.second.mapContainer().empty() && !emptyRows.contains(row.first);
-                    });
+      applyToPairs(outwards.remaining, pairs);
       m_selfCollisionLinkMap = std::move(pairs);
       m_allPairsAreExcluded = false;
       mapLinkCollisionCandidates();

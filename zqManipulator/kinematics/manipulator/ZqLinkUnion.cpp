@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 
 void intrusive_ptr_add_ref(const ZqLinkUnion* held) noexcept
 {
@@ -160,20 +161,30 @@ bool ZqLinkUnion::merge(ZqManipulatorLink& link, Member member)
    }
    if (!add(link, member, true))
       return false;
+   for (const ZqBaseSensor* sensor : member.manipulator.sensorVector().vectorContainer())
+      link.addSensor(sensor);
    merged->members.push_back(std::move(member));
    link.m_union = merged;
    return true;
 }
 
+/// Whether anything that is merged in brought a shape: a link that shared one has its own since.
+bool ZqLinkUnion::hasShapes() const
+{
+   return std::any_of(members.begin(), members.end(),
+                      [](const Member& member) { return member.manipulator.shape() != nullptr; });
+}
+
 void ZqLinkUnion::rebuild(ZqManipulatorLink& link) const
 {
-   if (before.linkReferenceDescription().isShapeReferenced())
+   const bool wasShared = before.linkReferenceDescription().isShapeReferenced();
+   if (wasShared && !hasShapes())
    {
       link.m_shapes = ZqLinkShapes();
       link.setLinkReferenceDescription(before.linkReferenceDescription());
    }
    else
-      link.setShapeContainer(before.memberShapeContainer());
+      link.setShapeContainer(wasShared ? sharedShape : before.memberShapeContainer());
    link.setNamedFrames(before.namedFrames());
    link.setNamedPoints(before.namedPoints());
    link.setMassPropertiesMap(before.massPropertiesMap());
@@ -194,6 +205,27 @@ void ZqLinkUnion::Member::forget(const ZqString& label, std::vector<ZqString>& s
       manipulator.m_surfaces.erase(name);
    std::erase_if(surfaces,
                  [this](const ZqString& name) { return std::erase(origin.surfaces, name) == 0; });
+}
+
+/// Takes the sensors off a link that came with a base, but for those that were changed since.
+void ZqLinkUnion::dropSensors(ZqManipulatorLink& link, const ZqManipulatorLink& base)
+{
+   ZqSensorVector sensors = link.sensorVector();
+   for (const ZqBaseSensor* sensor : base.sensorVector().vectorContainer())
+      for (ZqU32 i = sensors.size(); sensor != nullptr && i-- > 0;)
+      {
+         const ZqBaseSensor* const candidate = sensors.vectorContainer()[i];
+         if (candidate == nullptr)
+            continue;
+         const std::unique_ptr<ZqBaseSensor> told(static_cast<ZqBaseSensor*>(sensor->clone()));
+         told->setLinkLabel(candidate->linkLabel());
+         told->setManipulatorIndex(candidate->manipulatorIndex());
+         if (!candidate->equality(told.get()))
+            continue;
+         sensors.erase(i);
+         break;
+      }
+   link.setSensorVector(sensors);
 }
 
 bool ZqLinkUnion::pop(ZqManipulatorLink& link, const ZqString& label, Popped& popped)
@@ -239,6 +271,7 @@ bool ZqLinkUnion::pop(ZqManipulatorLink& link, const ZqString& label, Popped& po
    }
    if (!found)
       return false;
+   dropSensors(link, popped.member.manipulator);
    rest.rebuild(link);
    set(link, std::move(rest));
    return true;
@@ -266,6 +299,8 @@ void ZqLinkUnion::shareShape(ZqManipulatorLink& link, const ZqManipulatorLink& o
    ZqLinkUnion changed = *link.m_union;
    share(changed.before);
    changed.sharedShape = shape;
+   if (!changed.hasShapes())
+      share(link);
    set(link, std::move(changed));
 }
 

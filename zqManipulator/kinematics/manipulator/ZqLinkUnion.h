@@ -93,6 +93,8 @@ public:
 
 private:
    void ownShape();
+   bool hasShapes() const;
+   static void dropSensors(ZqManipulatorLink& link, const ZqManipulatorLink& base);
    static bool add(ZqManipulatorLink& link, const Member& member, bool tellsClashes);
    void rebuild(ZqManipulatorLink& link) const;
 };
