@@ -838,7 +838,7 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
       if (ZqManipulatorLink* link = taken.linkByIdentifier(name))
          ZqLinkUnion::shareShape(*link, taken);
    if (popped.member.origin.baseReference.isShapeReferenced())
-      if (const ZqManipulatorLink* owner =
+      if (ZqManipulatorLink* owner =
              taken.linkByIdentifier(popped.member.origin.baseReference.referencedLinkLabel()))
          ZqLinkUnion::shareShape(taken, *owner);
    taken.mapManipulator();
@@ -901,6 +901,14 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
       for (const ZqString& name : sharers)
          if (ZqManipulatorLink* link = linkByIdentifier(name))
             ZqLinkUnion::shareShape(*link, *left);
+         else
+            for (const auto& [label, other] : linkPointerMap())
+               if (other->linkUnion() != nullptr)
+               {
+                  ZqLinkUnion changed = *other->linkUnion();
+                  changed.shareShapeOfBase(name, carrierLabel);
+                  ZqLinkUnion::set(*other, std::move(changed));
+               }
       mapManipulator();
    }
    mapCombinedLabels();

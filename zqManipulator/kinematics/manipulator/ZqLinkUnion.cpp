@@ -277,10 +277,17 @@ bool ZqLinkUnion::pop(ZqManipulatorLink& link, const ZqString& label, Popped& po
    return true;
 }
 
-void ZqLinkUnion::shareShape(ZqManipulatorLink& link, const ZqManipulatorLink& owner)
+void ZqLinkUnion::shareShape(ZqManipulatorLink& link, ZqManipulatorLink& owner)
 {
    if (&link == &owner)
       return;
+   if (owner.m_union && owner.m_union->hasShapes())
+   {
+      // Once these are gone.
+      ZqLinkUnion changed = *owner.m_union;
+      changed.sharers.push_back(link.linkLabel());
+      return set(owner, std::move(changed));
+   }
    const ZqShapeContainer shape = owner.shapeContainer();
    const auto share = [&](ZqManipulatorLink& sharer)
    {
@@ -302,6 +309,34 @@ void ZqLinkUnion::shareShape(ZqManipulatorLink& link, const ZqManipulatorLink& o
    if (!changed.hasShapes())
       share(link);
    set(link, std::move(changed));
+}
+
+void ZqLinkUnion::shareShapeOfBase(const ZqString& sharer, const ZqString& owner)
+{
+   const auto own = [](const std::vector<Name>& names, const ZqString& present) -> const ZqString*
+   {
+      const auto found = std::find_if(names.begin(), names.end(), [&present](const Name& name)
+                                      { return name.present == present; });
+      return found != names.end() ? &found->own : nullptr;
+   };
+   for (Member& member : members)
+   {
+      const ZqString* const base = own(member.origin.others, sharer);
+      const ZqString* const link = own(member.origin.links, owner);
+      if (base == nullptr || link == nullptr)
+         continue;
+      if (*base == member.manipulator.linkLabel())
+      {
+         member.origin.baseReference.setReferencedLinkLabel(*link);
+         member.origin.baseReference.setIsShapeReferenced(true);
+      }
+      else if (member.manipulator.m_union)
+      {
+         ZqLinkUnion changed = *member.manipulator.m_union;
+         changed.shareShapeOfBase(*base, *link);
+         set(member.manipulator, std::move(changed));
+      }
+   }
 }
 
 bool ZqLinkUnion::endSharing(ZqManipulatorLink& link, const ZqString& owner)

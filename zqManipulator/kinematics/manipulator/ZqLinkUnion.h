@@ -70,8 +70,11 @@ public:
    static bool pop(ZqManipulatorLink& link, const ZqString& label, Popped& popped);
    /// Replaces what is remembered, without a change of the link.
    static void set(ZqManipulatorLink& link, ZqLinkUnion&& changed);
-   /// Has a link use the shape of another one, which equals its own. Labels are to be mapped afterwards.
-   static void shareShape(ZqManipulatorLink& link, const ZqManipulatorLink& owner);
+   /// Has a link use the shape of another one, which equals its own; as soon as it does, where others are
+   /// merged into that one. Labels are to be mapped afterwards.
+   static void shareShape(ZqManipulatorLink& link, ZqManipulatorLink& owner);
+   /// The same for a base that was merged in, by the present labels: when it is taken off.
+   void shareShapeOfBase(const ZqString& sharer, const ZqString& owner);
 
    /// Gives what a link was before its own merges the shape that it shared with a link of a label. False when
    /// it shared none.
