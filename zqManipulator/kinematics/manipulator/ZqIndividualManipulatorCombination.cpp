@@ -716,9 +716,13 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
                         "no link of it has that merged in");
       return std::nullopt;
    }
+   ZqString missingOwner;
    if (const ZqLinkReferenceDescription& shared = rest.linkReferenceDescription();
        shared.isShapeReferenced() && !linkPointerMap().contains(shared.referencedLinkLabel()))
+   {
+      missingOwner = shared.referencedLinkLabel();
       rest.setShapeContainer(carrier->linkUnion()->sharedShape);
+   }
    const ZqLinkEdit::Labels ownLabels = linkLabels();
    const ZqString carrierLabel = carrier->linkLabel();
    const std::vector<ZqString> sharers = carrier->linkUnion()->sharers;
@@ -895,6 +899,8 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
       m_allPairsAreExcluded = false;
       mapLinkCollisionCandidates();
    }
+   if (!missingOwner.empty())
+      ZqLinkUnion::shareShapeApart(*this, carrierLabel, missingOwner);
    ZqManipulatorLink* left = linkByIdentifier(carrierLabel);
    if (left->linkUnion() == nullptr && !sharers.empty())
    {
@@ -902,13 +908,7 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
          if (ZqManipulatorLink* link = linkByIdentifier(name))
             ZqLinkUnion::shareShape(*link, *left);
          else
-            for (const auto& [label, other] : linkPointerMap())
-               if (other->linkUnion() != nullptr)
-               {
-                  ZqLinkUnion changed = *other->linkUnion();
-                  changed.shareShapeOfBase(name, carrierLabel);
-                  ZqLinkUnion::set(*other, std::move(changed));
-               }
+            ZqLinkUnion::shareShapeApart(*this, name, carrierLabel);
       mapManipulator();
    }
    mapCombinedLabels();

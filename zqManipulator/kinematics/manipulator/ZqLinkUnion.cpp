@@ -311,32 +311,49 @@ void ZqLinkUnion::shareShape(ZqManipulatorLink& link, ZqManipulatorLink& owner)
    set(link, std::move(changed));
 }
 
-void ZqLinkUnion::shareShapeOfBase(const ZqString& sharer, const ZqString& owner)
+void ZqLinkUnion::shareShapeApart(const ZqString& sharer, const ZqString& owner)
 {
-   const auto own = [](const std::vector<Name>& names, const ZqString& present) -> const ZqString*
-   {
-      const auto found = std::find_if(names.begin(), names.end(), [&present](const Name& name)
-                                      { return name.present == present; });
-      return found != names.end() ? &found->own : nullptr;
-   };
    for (Member& member : members)
    {
-      const ZqString* const base = own(member.origin.others, sharer);
-      const ZqString* const link = own(member.origin.links, owner);
-      if (base == nullptr || link == nullptr)
-         continue;
-      if (*base == member.manipulator.linkLabel())
+      const auto own = [&origin = member.origin](const ZqString& present) -> const ZqString*
       {
-         member.origin.baseReference.setReferencedLinkLabel(*link);
+         for (const std::vector<Name>* list : {&origin.links, &origin.others})
+            for (const Name& name : *list)
+               if (name.present == present)
+                  return &name.own;
+         return nullptr;
+      };
+      const ZqString* const ownSharer = own(sharer);
+      const ZqString* const ownOwner = own(owner);
+      if (ownSharer == nullptr || ownOwner == nullptr)
+         continue;
+      const ZqString& base = member.manipulator.linkLabel();
+      if (*ownSharer == base)
+      {
+         member.origin.baseReference.setReferencedLinkLabel(*ownOwner);
          member.origin.baseReference.setIsShapeReferenced(true);
       }
+      else if (*ownOwner == base)
+         member.origin.sharers.push_back(*ownSharer);
       else if (member.manipulator.m_union)
       {
          ZqLinkUnion changed = *member.manipulator.m_union;
-         changed.shareShapeOfBase(*base, *link);
+         changed.shareShapeApart(*ownSharer, *ownOwner);
          set(member.manipulator, std::move(changed));
       }
    }
+}
+
+void ZqLinkUnion::shareShapeApart(ZqIndividualManipulator& manipulator, const ZqString& sharer,
+                                  const ZqString& owner)
+{
+   for (const auto& [label, link] : manipulator.linkPointerMap())
+      if (link->m_union)
+      {
+         ZqLinkUnion changed = *link->m_union;
+         changed.shareShapeApart(sharer, owner);
+         set(*link, std::move(changed));
+      }
 }
 
 bool ZqLinkUnion::endSharing(ZqManipulatorLink& link, const ZqString& owner)

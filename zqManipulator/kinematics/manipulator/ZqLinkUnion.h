@@ -73,8 +73,10 @@ public:
    /// Has a link use the shape of another one, which equals its own; as soon as it does, where others are
    /// merged into that one. Labels are to be mapped afterwards.
    static void shareShape(ZqManipulatorLink& link, ZqManipulatorLink& owner);
-   /// The same for a base that was merged in, by the present labels: when it is taken off.
-   void shareShapeOfBase(const ZqString& sharer, const ZqString& owner);
+   /// The same where one of the two is a base that was merged in, by labels of a combined manipulator: when it
+   /// is taken off.
+   static void shareShapeApart(ZqIndividualManipulator& manipulator, const ZqString& sharer,
+                               const ZqString& owner);
 
    /// Gives what a link was before its own merges the shape that it shared with a link of a label. False when
    /// it shared none.
@@ -96,6 +98,7 @@ public:
 
 private:
    void ownShape();
+   void shareShapeApart(const ZqString& sharer, const ZqString& owner);
    bool hasShapes() const;
    static void dropSensors(ZqManipulatorLink& link, const ZqManipulatorLink& base);
    static bool add(ZqManipulatorLink& link, const Member& member, bool tellsClashes);
