@@ -214,7 +214,8 @@ void giveElements(List& list, List& to, const Outwards& outwards, const Later& l
             to.pushBack(*present);
          continue;
       }
-      for (ZqU32 i = 0; present && i < list.size(); ++i)
+      // Of those that are equal, the combined manipulator's own stand first.
+      for (ZqU32 i = list.size(); present && i-- > 0;)
       {
          const auto* element = list.vectorContainer()[i];
          if (element == nullptr || !element->equality(present.get()))

@@ -281,12 +281,14 @@ void ZqLinkUnion::shareShape(ZqManipulatorLink& link, ZqManipulatorLink& owner)
 {
    if (&link == &owner)
       return;
-   if (owner.m_union && owner.m_union->hasShapes())
+   if (owner.m_union)
    {
-      // Once these are gone.
+      // Again, once what was merged in is gone.
       ZqLinkUnion changed = *owner.m_union;
       changed.sharers.push_back(link.linkLabel());
-      return set(owner, std::move(changed));
+      set(owner, std::move(changed));
+      if (owner.m_union->hasShapes())
+         return;
    }
    const ZqShapeContainer shape = owner.shapeContainer();
    const auto share = [&](ZqManipulatorLink& sharer)
