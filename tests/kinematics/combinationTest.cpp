@@ -16,6 +16,7 @@
 #include "zqManipulator/simulation/interactions/ZqSpringAndDamperBetweenLinks.h"
 #include "zqManipulator/simulation/records/ZqComPolygonalStoppingCriterion.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
+#include "zqManipulator/tools/conversion/ZqKinematicsConversionTool.h"
 
 #include <gtest/gtest.h>
 
@@ -589,6 +590,35 @@ std::map<ZqString, Frame> placesIn(const ZqStatedSystem& scene)
    return result;
 }
 
+/// The kinetic energy (J), the center of all masses (m), and the number of joints of C, or of the links that came
+/// from it.
+std::vector<ZqReal> motionOf(const ZqStatedSystem& scene)
+{
+   std::vector<ZqReal> result(5);
+   ZqReal mass = 0.0;
+   for (ZqU32 i = 0; i < scene.numberOfManipulators(); ++i)
+   {
+      const Manipulator& manipulator = *scene.manipulatorByIndex(i);
+      ZqManipulatorActiveState state;
+      state.setPositionState(scene.state().positionStates()[i]);
+      state.setVelocityState(scene.state().velocityStates()[i]);
+      result[0] += manipulator.computeKineticEnergy(state, nullptr);
+      const ZqReal own = manipulator.crbi(state, nullptr).mass();
+      const ZqVector center = manipulator.getCenterOfMassInSystem(state);
+      mass += own;
+      for (std::size_t k = 0; k < 3; ++k)
+         result[1 + k] += own * center[k];
+      if (manipulator.manipulatorLabel() == "C")
+         result[4] += manipulator.jointDof();
+      for (const auto& [label, source] : manipulator.linkLabelMapping().newLabelToManipulatorLinkLabel())
+         if (source.first == "C")
+            result[4] += 1.0;
+   }
+   for (std::size_t k = 0; k < 3; ++k)
+      result[1 + k] /= mass;
+   return result;
+}
+
 void expectSameState(const ZqManipulatorSystemState& a, const ZqManipulatorSystemState& b)
 {
    ASSERT_EQ(a.positionStates().size(), b.positionStates().size());
@@ -670,6 +700,71 @@ TEST(CombinationInScenes, MovesNothingAndIsUndone)
       undone.setState(before.state());
       EXPECT_TRUE(zqTest::written(undone) == zqTest::written(before));
    }
+}
+
+// Frames, joints, labels and sizes are told anew while the two are one: taken apart, they are where the one was.
+TEST(CombinationInScenes, AreTakenApartAfterEdits)
+{
+   const zqTest::LogCapture log;
+   zqTest::Comparison compare;
+   for (ZqU32 seed = 0; seed < 100 && !HasFailure(); ++seed)
+   {
+      SCOPED_TRACE(seed);
+      RandomValues random(seed);
+      Scene scene = makeScene(random, seed % 3);
+      ZqStatedSystem& system = scene.system;
+      ASSERT_TRUE(system.combineManipulator("C", "A", scene.carrier, scene.place));
+      ZqU32 a = system.manipulatorByIdentifier("A")->manipulatorIndex();
+      using Tool = ZqKinematicsConversionTool;
+      for (int i = 0; i < 3; ++i)
+      {
+         const Manipulator& whole = *system.manipulatorByIndex(a);
+         const ZqString label = random.index(0, 1) == 0 ? whole.linkByIdentifier(scene.carrier)->linkLabel()
+                                                        : anyLink(random, whole);
+         const ZqU32 kind = random.index(0, 6);
+         system.editManipulator(a,
+                                [&](Manipulator& m)
+                                {
+                                   if (kind == 0)
+                                      m.transformPrimaryFrame(label, zqTest::randomFrame(random));
+                                   else if (kind == 1)
+                                      m.transformAllPrimaryFramesToIdentity();
+                                   else if (kind == 2)
+                                      Tool::reconfigureDhToPrecursor(m, label);
+                                   else if (kind == 3)
+                                      Tool::flipJointSign(m, label);
+                                   else if (kind == 4 && label != scene.carrier)
+                                      m.changeLinkLabel(label, label + "-again");
+                                });
+         if (kind == 5)
+            EXPECT_TRUE(Tool().convertManipulatorToCraigsDhForm(system, system, a));
+         else if (kind == 6)
+            EXPECT_TRUE(system.resizeManipulator(a, random.real(0.5, 2.0)));
+      }
+      const auto before = motionOf(system);
+      ZqU32 child = 0;
+      Frame place;
+      ASSERT_TRUE(system.uncombineManipulator("C", a, child, place)) << log.text();
+      const auto after = motionOf(system);
+      for (std::size_t i = 0; i < before.size(); ++i)
+         compare(i == 0 ? "energy" : "center", after[i], before[i]);
+      for (const Manipulator& manipulator : system.system().manipulators())
+         EXPECT_TRUE(zqTest::mapsAreRight(manipulator) && zqTest::parentsAreRight(manipulator));
+
+      // What hangs on something else by now cannot go.
+      ASSERT_TRUE(system.combineManipulator("C", "A", scene.carrier, scene.place));
+      a = system.manipulatorByIdentifier("A")->manipulatorIndex();
+      std::vector<std::string> labels;
+      if (scene.carrier == "base" || before.back() == 0.0)
+         continue;
+      ASSERT_TRUE(system.editManipulator(
+         a, [&](Manipulator& m) { Tool::add3SagJoints(m, scene.carrier, labels); }));
+      const ZqString written = zqTest::written(system);
+      EXPECT_FALSE(system.uncombineManipulator("C", a, child, place));
+      EXPECT_TRUE(log.contains("does not hang on link \"" + scene.carrier + "\""));
+      EXPECT_TRUE(zqTest::written(system) == written);
+   }
+   compare.expectWithin(1e-11);
 }
 
 TEST(CombinationInScenes, KeepsReferencesAndRejectsWhatCannotBe)

@@ -559,32 +559,56 @@ std::vector<Name> presentNames(const std::vector<Name>& names, const std::vector
    return result;
 }
 
-/// Undoes what merges did to the joint of a link on the base: exactly, unless the joint was changed since.
-void moveBack(ZqManipulatorLink& child, const Popped& popped)
+/// Undoes what merges did to the joint of a link on the base: exactly, unless the joint was changed since. X is the
+/// base's DH frame in that of the link as it is now.
+void moveBack(ZqManipulatorLink& child, const Popped& popped,
+              const ZqCoordinateSystemTransformation& X)
 {
-   ZqLinkKinematicsContainer joint = child.linkKinematicsContainer();
+   // Its labels from the outermost merge to its own.
+   std::vector<const ZqLinkUnion::Origin*> origins;
+   for (const Member& outer : popped.within)
+      origins.push_back(&outer.origin);
+   origins.push_back(&popped.member.origin);
    ZqString label = child.linkLabel();
-   const auto undo = [&](const ZqLinkUnion::Origin& origin)
-   {
-      const auto found = std::find_if(origin.joints.begin(), origin.joints.end(),
-                                      [&](const auto& entry) { return entry.first == label; });
-      ZqLinkKinematicsContainer moved =
-         found != origin.joints.end() ? found->second : ZqLinkKinematicsContainer();
-      if (moved.transformBy(origin.X) && moved == joint)
-         joint = found->second;
-      else
-         joint.transformBy(origin.X.inverse());
-      for (const Name& name : origin.links)
+   for (std::size_t i = 0; i + 1 < origins.size(); ++i)
+      for (const Name& name : origins[i]->links)
          if (name.present == label)
          {
             label = name.own;
             break;
          }
-   };
-   for (const Member& outer : popped.within)
-      undo(outer.origin);
-   undo(popped.member.origin);
+   const auto& joints = popped.member.origin.joints;
+   const auto found = std::find_if(joints.begin(), joints.end(),
+                                   [&](const auto& entry) { return entry.first == label; });
+   ZqLinkKinematicsContainer joint = child.linkKinematicsContainer();
+   if (found != joints.end())
+   {
+      ZqLinkKinematicsContainer moved = found->second;
+      for (auto origin = origins.rbegin(); origin != origins.rend(); ++origin)
+         moved.transformBy((*origin)->X);
+      if (moved == joint)
+         return child.setLinkKinematicsContainer(found->second);
+   }
+   joint.transformBy(X.inverse());
    child.setLinkKinematicsContainer(joint);
+}
+
+/// The first link of a manipulator that was merged into a carrier which does not hang on that any more; null when
+/// there is none.
+const ZqManipulatorLink* strayLink(const ZqIndividualManipulator& combined,
+                                   const ZqManipulatorLink& carrier,
+                                   const std::map<ZqString, ZqString>& ownNames)
+{
+   for (const auto& [present, own] : ownNames)
+   {
+      const ZqManipulatorLink* const link = combined.linkByIdentifier(present);
+      const ZqManipulatorLink* top = link;
+      while (top != nullptr && top->parentLink() != &carrier)
+         top = top->parentLink();
+      if (link != nullptr && (top == nullptr || !ownNames.contains(top->linkLabel())))
+         return link;
+   }
+   return nullptr;
 }
 
 /// Which names of surfaces that came with a manipulator go from the combined one when it is taken off its link:
@@ -763,6 +787,15 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
       if (name.present)
          ownNames.emplace(*name.present, name.own);
    }
+   if (const ZqManipulatorLink* stray = strayLink(*this, *carrier, ownNames))
+   {
+      rejectCombination("uncombineManipulator",
+                        "manipulator \"" + label + "\" off manipulator \"" + m_manipulatorLabel +
+                           "\"",
+                        "its link \"" + stray->linkLabel() + "\" does not hang on link \"" +
+                           carrierLabel + "\" any more");
+      return std::nullopt;
+   }
    ChildLinks going;
    aboutToModifyLink(carrierLabel);
    for (const ZqManipulatorLink& child : carrier->m_childLinks)
@@ -825,8 +858,10 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
             addPresent(laterObjects, later.manipulator.m_generalBoundObjects, inwards);
          }
       });
+   const ZqCoordinateSystemTransformation X = carrier->primaryFrame() * popped.transform *
+                                              popped.member.manipulator.primaryFrame().inverse();
    for (ZqManipulatorLink& child : going)
-      moveBack(child, popped);
+      moveBack(child, popped, X);
    relabelTrees(going, labels,
                 ZqLinkEdit::carried(ZqRenumbering::to(indices), newLabels, ZqNoLinkIndex));
    newLabels[carrierLabel] = popped.member.manipulator.linkLabel();
