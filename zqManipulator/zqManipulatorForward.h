@@ -127,6 +127,7 @@ struct ZqLinkRestatement;
 struct ZqLinkSeparation;
 class ZqLinkShapes;
 class ZqLinkStateCacheKey;
+class ZqLinkUnionPointer;
 class ZqLinkValues;
 class ZqLinkVelocityState;
 class ZqLozenge;

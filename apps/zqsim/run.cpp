@@ -90,11 +90,19 @@ ExitCode simulate(const RunOptions& options)
       throw Failure(Usage, (options.energy.empty() ? "--energy-summary: " : "--energy: ") +
                               options.resume + " is of a run that began without");
 
+   std::vector<AttachmentEvent> events =
+      parseEvents(options.attachments, options.releases, simulation.system());
+   // Those of its own time the run before has done.
+   if (!options.resume.empty())
+      std::erase_if(events, [&](const AttachmentEvent& event) { return event.isDue(start); });
+   else if (!events.empty() && events.front().time < start)
+      throw Failure(Usage, events.front().text + ": the run begins later");
+
    Observers observers = makeObservers(options, run, every);
    if (!options.contacts.empty() && !hasContact(simulation))
       complain("warning: --contacts: there is no interaction of contact in the model");
    const Outcome outcome = Runner(simulation, schedule, run.inputs ? &run.inputs->table : nullptr,
-                                  std::move(observers), every, checkpointing)
+                                  std::move(events), std::move(observers), every, checkpointing)
                               .run(!options.quiet);
    warnOfDepth(simulation);
 
@@ -112,9 +120,10 @@ constexpr const char* explanation =
    "Each step takes the accelerations under gravity, drives, springs and constraints, and\n"
    "moves everything by the integrator. Steps end at multiples of dt, also when a run goes on\n"
    "from another; the last one ends at start + --time, or at --until. A joint that comes to a\n"
-   "limit stops there. Loops are held closed. Manipulators that are attached ride on their\n"
-   "carriers, which bear their bases. Springs, doors and contact between links act as the\n"
-   "interactions of the model tell. The run ends early when a stopping criterion is met, when\n"
+   "limit stops there. Loops are held closed. Manipulators that are attached move as one\n"
+   "with their carriers, or with --no-coupling ride on them. Springs, doors and contact\n"
+   "between links act as the interactions of the model tell. The run ends early when a stopping "
+   "criterion is met, when\n"
    "something is not finite any more or the step is far too long for a contact (exit code 4),\n"
    "and at Ctrl-C or SIGTERM (130); files then hold what there is. When a file is standard\n"
    "output, no summary is written.\n\n"

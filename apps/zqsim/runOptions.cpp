@@ -80,6 +80,7 @@ ZqSimulation::Settings zqsim::RunOptions::settings() const
    settings.closesLoops = !isNotProjected;
    settings.computesContact = !isWithoutContact;
    settings.booksEnergy = booksEnergy();
+   settings.couplesAttachments = !isNotCoupled;
    return settings;
 }
 
@@ -162,12 +163,13 @@ void zqsim::RunOptions::checkStart() const
       const char* name;
       bool isGiven;
    };
-   const std::array<Option, 6> ofTheStart{{{"--solver", solver.has_value()},
+   const std::array<Option, 7> ofTheStart{{{"--solver", solver.has_value()},
                                            {"--integrator", integrator.has_value()},
                                            {"--joints", joints.has_value()},
                                            {"--velocities", velocities.has_value()},
                                            {"--no-projection", isNotProjected},
-                                           {"--no-contact", isWithoutContact}}};
+                                           {"--no-contact", isWithoutContact},
+                                           {"--coupling", isCoupled || isNotCoupled}}};
    for (const Option& option : ofTheStart)
       if (option.isGiven)
          throw Failure(Usage, std::string(option.name) + ": with --resume it is that of " + resume);
@@ -252,6 +254,7 @@ void zqsim::RunOptions::declare(CLI::App& arguments)
 {
    declareStart(arguments);
    declareInputs(arguments);
+   declareAttachments(arguments);
    declareFiles(arguments);
 }
 
@@ -286,6 +289,13 @@ void zqsim::RunOptions::declareStart(CLI::App& arguments)
                       "Leave the gaps that steps open in loops as they are");
    arguments.add_flag("--no-contact", isWithoutContact,
                       "Let links pass through each other; springs between links and doors stay");
+   arguments.add_flag("--no-coupling", isNotCoupled,
+                      "Load carriers with no more than the bases of what is attached to them, "
+                      "which does not act back");
+   arguments
+      .add_flag("--coupling", isCoupled,
+                "Have what is attached act back on what carries it, which is so if not given")
+      ->excludes("--no-coupling");
    arguments
       .add_option("--joints", joints,
                   "Positions (rad, m) of all joints to begin with, in place of those of the "
@@ -319,6 +329,22 @@ void zqsim::RunOptions::declareInputs(CLI::App& arguments)
                   "or with --resume as before")
       ->check(CLI::IsMember(interpolations))
       ->type_name("NAME");
+}
+
+void zqsim::RunOptions::declareAttachments(CLI::App& arguments)
+{
+   arguments
+      .add_option("--attach", attachments,
+                  "At a time (s), attach a manipulator to a link of another one as it stands then, "
+                  "as one argument: \"0.5 peg arm:hand\"; may be given again. With --resume give "
+                  "again what is to come")
+      ->allow_extra_args(false)
+      ->type_name("EVENT");
+   arguments
+      .add_option("--release", releases,
+                  "At a time (s), release a manipulator, likewise: \"1.5 peg\"")
+      ->allow_extra_args(false)
+      ->type_name("EVENT");
 }
 
 void zqsim::RunOptions::declareFiles(CLI::App& arguments)

@@ -49,6 +49,8 @@ struct RunOptions
    std::optional<std::string> integrator;
    bool isNotProjected = false;
    bool isWithoutContact = false;
+   bool isCoupled = false;
+   bool isNotCoupled = false;
    /// @}
    /// \name What drives it
    /// @{
@@ -56,6 +58,8 @@ struct RunOptions
    std::optional<std::string> commands;
    std::optional<std::string> inputs;
    std::optional<std::string> interpolation;
+   std::vector<std::string> attachments;
+   std::vector<std::string> releases;
    /// @}
    /// \name What it writes
    /// @{
@@ -85,6 +89,7 @@ private:
    std::vector<File> outputs() const;
    void declareStart(CLI::App& arguments);
    void declareInputs(CLI::App& arguments);
+   void declareAttachments(CLI::App& arguments);
    void declareFiles(CLI::App& arguments);
    void checkStart() const;
    void checkFiles() const;

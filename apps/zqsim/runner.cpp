@@ -32,7 +32,7 @@ zqsim::Outcome zqsim::Runner::run(bool showProgress)
 {
    for (const auto& observer : m_observers)
       observer->open();
-   setInputs();
+   prepareStep();
    m_outcome.stepsBefore = m_simulation.steps();
    m_outcome.atStart = m_simulation.energy();
    m_outcome.atEnd = m_outcome.atStart;
@@ -70,7 +70,7 @@ void zqsim::Runner::doSteps(bool showProgress)
           m_simulation.stepTo(m_schedule.time(m_outcome.steps + 1)))
    {
       ++m_outcome.steps;
-      setInputs();
+      prepareStep();
       m_isRecorded = false;
       withObservers([&](Observer& observer) { observer.see(m_simulation); });
       if (!m_observers.empty() && m_simulation.steps() % m_every == 0)
@@ -104,9 +104,12 @@ void zqsim::Runner::finish()
    withObservers([&](Observer& observer) { observer.finish(m_simulation); });
 }
 
-/// Those of the next step, which are recorded with the present state.
-void zqsim::Runner::setInputs()
+/// Attaches and releases what is due, and sets the inputs of the next step, which are recorded with the present state.
+void zqsim::Runner::prepareStep()
 {
+   const ZqReal now = m_simulation.state().time();
+   for (; m_nextEvent < m_events.size() && m_events[m_nextEvent].isDue(now); ++m_nextEvent)
+      succeeds([&] { m_events[m_nextEvent].apply(m_simulation); });
    if (m_inputs != nullptr)
       m_inputs->apply(m_simulation, m_schedule.time(m_outcome.steps + 1));
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "apps/zqsim/attachmentEvents.h"
 #include "apps/zqsim/observer.h"
 #include "apps/zqsim/summary.h"
 #include "zqManipulator/simulation/step/ZqInputTable.h"
@@ -24,11 +25,13 @@ struct Checkpointing
 class Runner
 {
 public:
-   /// Inputs may be null. The states of every so many steps since the beginning are recorded.
+   /// Inputs may be null. Events, in the order of their times, come when these are reached. The states of every so many steps since the beginning are recorded.
    Runner(ZqSimulation& simulation, const Schedule& schedule, const ZqInputTable* inputs,
-          Observers observers, std::uint64_t every, Checkpointing checkpointing)
+          std::vector<AttachmentEvent> events, Observers observers, std::uint64_t every,
+          Checkpointing checkpointing)
       : m_simulation(simulation), m_schedule(schedule), m_inputs(inputs),
-        m_observers(std::move(observers)), m_every(every), m_checkpointing(std::move(checkpointing))
+        m_events(std::move(events)), m_observers(std::move(observers)), m_every(every),
+        m_checkpointing(std::move(checkpointing))
    {
    }
 
@@ -39,7 +42,7 @@ private:
    void doSteps(bool showProgress);
    const char* reasonToEnd() const;
    void finish();
-   void setInputs();
+   void prepareStep();
    void record(const ZqSimulation::Energy& energy);
    void recordLast();
    void saveCheckpoint();
@@ -51,6 +54,8 @@ private:
    ZqSimulation& m_simulation;
    const Schedule& m_schedule;
    const ZqInputTable* m_inputs;
+   std::vector<AttachmentEvent> m_events;
+   std::size_t m_nextEvent = 0;
    Observers m_observers;
    std::uint64_t m_every;
    Checkpointing m_checkpointing;

@@ -60,9 +60,10 @@ struct ZqEnergyBook
       /// asks for.
       ZqReal drives = 0.0;
       ZqReal externalForces = 0.0; ///< that are given
-      /// By what makes the joints and links of attached manipulators follow their carriers, on which these do not
-      /// act back. It is the balance of these joints and links, so that nothing of them is left to the integrator. A
-      /// carrier with the bases that load it is as any other manipulator.
+      /// Where attachments are not coupled, by what makes the joints and links of attached manipulators follow their
+      /// carriers, on which these do not act back; else zero. It is the balance of these joints and links, so that
+      /// nothing of them is left to the integrator. A carrier with the bases that load it is as any other
+      /// manipulator.
       ZqReal carriers = 0.0;
 
       static constexpr std::array<Part<Work>, 3> parts{

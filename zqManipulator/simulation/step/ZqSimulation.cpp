@@ -12,8 +12,7 @@ ZqSimulation::ZqSimulation(const ZqStatedSystem& scene, const Settings& settings
 
 ZqSimulation::ZqSimulation(const ZqStatedSystem& scene, const Settings& settings, Bare)
    : m_scene(scene), m_settings(settings), m_state(scene.state()),
-     m_interactions(scene.system().linkInteractionsVector()),
-     m_hasAttachments(scene.configuration().attachmentMap().baseNodes().size() > 0)
+     m_interactions(scene.system().linkInteractionsVector())
 {
    scene.rightSizeState(m_state);
    m_active.setNonredundantState(m_state);
@@ -23,9 +22,7 @@ ZqSimulation::ZqSimulation(const ZqStatedSystem& scene, const Settings& settings
    m_torques.resize(scene.numberOfManipulators());
    for (ZqU32 i = 0; i < scene.numberOfManipulators(); ++i)
       m_members.push_back(makeMember(i));
-   listMembers();
-   findCarriers();
-   prepareBooks();
+   bindAll();
    beginTrial();
 }
 
@@ -33,18 +30,23 @@ ZqSimulation::ZqSimulation(const ZqStatedSystem& scene, const Settings& settings
 void ZqSimulation::begin()
 {
    for (ZqU32 i = 0; i < m_members.size(); ++i)
-   {
       if (m_members[i].manipulator->isFixedBase())
          m_state.velocityStates()[i].setGeneralVelocity(ZqGeneralMotion());
-      beginWithClosedLoops(i);
-   }
-   const auto stored = m_state.positionStates();
-   followCarriers();
-   for (ZqU32 i = 0; i < m_members.size(); ++i)
-      if (!m_state.positionStates()[i].coordSysXForm().approxEq(stored[i].coordSysXForm(), 1e-6))
-         Zq::Print::instance().write(
-            Zq::Oddity, "the base of %s is not where it is attached, and is moved there.\n",
-            m_members[i].manipulator->manipulatorLabel().c_str());
+   const auto putOnCarriers = [&]
+   {
+      const auto stored = m_state.positionStates();
+      followCarriers();
+      for (ZqU32 i = 0; i < m_members.size(); ++i)
+         if (!m_state.positionStates()[i].coordSysXForm().approxEq(stored[i].coordSysXForm(), 1e-6))
+            Zq::Print::instance().write(
+               Zq::Oddity, "the base of %s is not where it is attached, and is moved there.\n",
+               m_members[i].manipulator->manipulatorLabel().c_str());
+   };
+   // Loops of a tree close where its parts are.
+   if (!m_trees.empty())
+      putOnCarriers();
+   beginWithClosedLoops();
+   m_trees.empty() ? putOnCarriers() : followCarriers();
    if (!m_settings.interacts)
       return;
    if (const char* misfit = takeInteractionState(m_scene.interactionState()))
@@ -59,6 +61,25 @@ ZqSimulation::~ZqSimulation() = default;
 ZqSimulation::Member ZqSimulation::makeMember(ZqU32 index)
 {
    Member member(m_scene.system().manipulators()[index]);
+   takeModel(member);
+   const auto jointCount = static_cast<unsigned>(member.joints.size());
+   m_torques[index].jointTorques().resize(jointCount);
+   member.externalForce.resize(jointCount);
+   member.toPlace = member.manipulator->coordSysXForm().orientation().inverse();
+   for (Motion* motion : {&member.start, &member.trial, &member.end})
+      motion->resize(member.size());
+   for (auto* list : {&member.slopes, &member.rateSum, &member.slopeSum, &member.previousEndRates})
+      list->resize(member.size());
+   member.isStill = member.manipulator->isFixedBase() && jointCount == 0;
+   findSizes(member);
+   activeState(index).setAccelerationState(member.gravity);
+   initializeDrives(member, activeState(index));
+   return member;
+}
+
+/// What a manipulator of the scene and a tree have alike.
+void ZqSimulation::takeModel(Member& member) const
+{
    const ZqIndividualManipulator& manipulator = *member.manipulator;
    for (const ZqManipulatorLink* link : manipulator.linkPointerVector())
    {
@@ -77,34 +98,13 @@ ZqSimulation::Member ZqSimulation::makeMember(ZqU32 index)
    member.gravity.resize(jointCount);
    member.gravity.setGeneralAcceleration(
       ZqGeneralMotion(m_scene.environment().upGravityVector(), ZqVector()));
-   m_torques[index].jointTorques().resize(jointCount);
-   member.externalForce.resize(jointCount);
-   member.force = member.externalForce;
+   member.force.resize(jointCount);
    member.isFree.assign(jointCount, true);
-   member.toPlace = manipulator.coordSysXForm().orientation().inverse();
-   for (Motion* motion : {&member.start, &member.trial, &member.end})
-      motion->resize(member.size());
-   for (auto* list : {&member.slopes, &member.rateSum, &member.slopeSum, &member.previousEndRates})
-      list->resize(member.size());
-   const bool isConstrained = manipulator.stateEqualityConstraints().size() > 0;
-   member.isUnbound = !manipulator.isFixedBase() && !isConstrained &&
-                      m_scene.configuration().attachmentMap().findNode(index) == nullptr &&
-                      m_scene.configuration().attachmentMap().findBaseNode(index) == nullptr;
-   member.isLeftAlone = member.isUnbound && !m_interacts;
-   member.isStill = manipulator.isFixedBase() && jointCount == 0;
-   member.isBaseStill = manipulator.isFixedBase() &&
-                        m_scene.configuration().attachmentMap().findNode(index) == nullptr;
-   findRigidBody(member);
-   if (!member.rigidBody)
-      member.solvers = std::make_unique<Solvers>();
-   member.isConstrained =
-      m_settings.solver == Solver::Crbi && manipulator.stateEqualityConstraints().doc() > 0;
-   if (member.isConstrained)
-      member.solvers->crbi.setUsesConstraintKinematics(true);
-   findSizes(member);
+}
 
-   ZqManipulatorActiveState& active = activeState(index);
-   active.setAccelerationState(member.gravity);
+void ZqSimulation::initializeDrives(const Member& member, ZqManipulatorActiveState& active)
+{
+   const auto jointCount = static_cast<unsigned>(member.joints.size());
    ZqActuatorState& drives = active.actuatorState();
    drives.resize(jointCount);
    drives.powerConverterStates().resize(jointCount);
@@ -115,11 +115,54 @@ ZqSimulation::Member ZqSimulation::makeMember(ZqU32 index)
       if (joint.converter != nullptr)
          drives.powerConverterStates()[j].resize(joint.converter->numStateVariables());
    }
-   return member;
+}
+
+/// Makes of all manipulators what the attachments make of them.
+void ZqSimulation::bindAll()
+{
+   m_hasAttachments = attachments().baseNodes().size() > 0;
+   makeTrees();
+   for (ZqU32 i = 0; i < m_members.size(); ++i)
+      bind(i);
+   listMembers();
+   findCarriers();
+   prepareBooks();
+}
+
+void ZqSimulation::bind(ZqU32 index)
+{
+   Member& member = m_members[index];
+   const ZqIndividualManipulator& manipulator = *member.manipulator;
+   const ZqManipulatorAttachmentMap& map = attachments();
+   const bool isCarried = map.findNode(index) != nullptr && map.findBaseNode(index) == nullptr;
+   const bool isSolvedAlone = member.tree == nullptr;
+   const ZqIndividualManipulator& solved =
+      isSolvedAlone ? manipulator : *member.tree->whole.manipulator;
+   const bool isConstrained = solved.stateEqualityConstraints().size() > 0;
+   const bool isBound = isSolvedAlone ? map.findNode(index) != nullptr : isCarried;
+   member.isUnbound = !manipulator.isFixedBase() && !isConstrained && !isBound;
+   member.isLeftAlone = member.isUnbound && !m_interacts;
+   member.isBaseStill = manipulator.isFixedBase() && map.findNode(index) == nullptr;
+   member.rigidBody.reset();
+   member.solvers.reset();
+   member.isConstrained = false;
+   if (!isSolvedAlone)
+      return;
+   findRigidBody(member);
+   if (!member.rigidBody)
+      member.solvers = std::make_unique<Solvers>();
+   member.isConstrained =
+      m_settings.solver == Solver::Crbi && manipulator.stateEqualityConstraints().doc() > 0;
+   if (!member.isConstrained)
+      return;
+   member.solvers->crbi.setUsesConstraintKinematics(true);
+   member.solvers->crbi.setProjectedStep(m_projectedStep);
 }
 
 void ZqSimulation::listMembers()
 {
+   for (auto* list : {&m_jointed, &m_constrained, &m_watched, &m_accelerated})
+      list->clear();
    bool isAnyCriterion = false;
    for (ZqU32 i = 0; i < m_members.size(); ++i)
    {
@@ -195,8 +238,7 @@ bool ZqSimulation::stepTo(ZqReal time)
          m_results[i].reset();
       return false;
    }
-   for (const ZqU32 i : m_constrained)
-      closeLoops(i);
+   closeAllLoops();
    if (meetStoppingCriteria() || m_greatestGap)
       followCarriers();
    collectResults();
@@ -234,6 +276,8 @@ ZqSystemActiveState& ZqSimulation::present()
       return m_active;
    keepDrives();
    computeTrialAccelerations(m_state.time());
+   for (const auto& tree : m_trees)
+      presentTree(*tree);
    for (ZqU32 i = 0; i < m_members.size(); ++i)
    {
       Member& member = m_members[i];
@@ -301,21 +345,43 @@ void ZqSimulation::solveAll()
    for (ZqU32 i = 0; i < m_members.size(); ++i)
       if (m_members[i].rigidBody)
          accelerateRigidBody(i);
-      else if (!m_members[i].isStill)
-         solve(i);
+      else if (!m_members[i].isStill && m_members[i].tree == nullptr)
+         solve(unitOf(i));
+   for (const auto& tree : m_trees)
+      solve(*tree);
 }
 
-void ZqSimulation::solve(ZqU32 index)
+ZqSimulation::Unit ZqSimulation::unitOf(ZqU32 index)
 {
-   Member& member = m_members[index];
-   ZqManipulatorActiveState& active = activeState(index);
-   if (m_settings.solver == Solver::Crbi)
-      member.solvers->crbi.acceleration(m_scene, *member.manipulator, m_torques[index],
-                                        member.force, member.accelerations, active, true);
+   return {index,
+           m_scene,
+           m_members[index],
+           activeState(index),
+           m_state.positionStates()[index],
+           m_state.velocityStates()[index],
+           m_torques[index],
+           nullptr};
+}
+
+/// Tells the active state the position.
+void ZqSimulation::placeActive(const Unit& unit)
+{
+   if (unit.tree != nullptr)
+      unit.active.setPositionState(unit.position);
    else
-      member.solvers->arbi.acceleration(m_scene, *member.manipulator, active.positionState(),
-                                        active.velocityState(), m_torques[index], member.force,
-                                        member.accelerations, active);
+      m_active.setManipulatorNonredundantPositionState(unit.position, unit.index);
+}
+
+void ZqSimulation::solve(const Unit& unit)
+{
+   Member& member = unit.member;
+   if (m_settings.solver == Solver::Crbi)
+      member.solvers->crbi.acceleration(unit.scene, *member.manipulator, unit.torque, member.force,
+                                        member.accelerations, unit.active, true);
+   else
+      member.solvers->arbi.acceleration(
+         unit.scene, *member.manipulator, unit.active.positionState(), unit.active.velocityState(),
+         unit.torque, member.force, member.accelerations, unit.active);
 }
 
 /// Puts attached manipulators where those that carry them are, moving as they do.

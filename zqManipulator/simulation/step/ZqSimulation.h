@@ -52,9 +52,12 @@ struct ZqContactMemory;
 /// and do not pull. A limit is looked at where the step would end, with its gradient there. Where a highest
 /// rate is met in such a step, what keeps to it pushes as well.
 ///
-/// A manipulator that is attached loads its carrier with the mass of its base; the motion of its links
-/// does not act back, and it does not feel the acceleration of its carrier. What interactions do to its links
-/// moves these, and as a whole acts on the carrier too: a gripper that hangs on an arm presses with it.
+/// Manipulators that are attached to each other are solved as one tree, in which the base of one is a part of the
+/// link that carries it; states, inputs and answers are those of each manipulator all the same. The base of
+/// what is attached goes where its carrier goes, whether or not it is fixed. Without
+/// `Settings::couplesAttachments` what is attached loads its carrier with the mass of its base; the motion of its
+/// links does not act back, and it does not feel the acceleration of its carrier. What interactions do to its
+/// links moves these, and as a whole acts on the carrier too: a gripper that hangs on an arm presses with it.
 ///
 /// Interactions remember things, as where a contact sticks. Only the evaluation with which a step begins
 /// changes that: what an integrator tries on its way, and who looks at the present, leave no trace.
@@ -83,7 +86,7 @@ public:
       /// v += dt a and x += dt v, both at the middle of the step, for the turn of a base in the axes of
       /// the body and by the Cayley map: of second order, and the same backwards in time. A free body
       /// keeps energy and momentum to rounding, however long it tumbles; a free manipulator without
-      /// constraints and attachments keeps its momentum to rounding, and its energy does not drift.
+      /// constraints keeps its momentum to rounding, with all that hangs on it, and its energy does not drift.
       /// Five to fifteen evaluations.
       ImplicitMidpoint,
       /// The classical method of Runge and Kutta, on the rotations of a base as a Lie group (Munthe-Kaas
@@ -105,6 +108,10 @@ public:
       bool computesContact = true;
       /// Whether `energyBook` is kept. Steps are the same with it, and take longer.
       bool booksEnergy = false;
+      /// Whether what is attached acts back: a manipulator and all that hangs on it are solved as one tree. Without
+      /// it what is attached loads its carrier with the mass of its base alone, and does not feel the
+      /// acceleration of its carrier.
+      bool couplesAttachments = true;
    };
 
    /// In J: of the motion of bodies and motors, and of the bodies in gravity, zero at the origin of the
@@ -238,6 +245,24 @@ public:
    ZqGeneralForce externalForce(const Place& place) const;
    /// @}
 
+   /// \name What hangs on what
+   /// Changes between steps. `scene` and `checkpoint` have them.
+   /// @{
+   const ZqManipulatorAttachmentMap& attachments() const;
+   /// Attaches a manipulator, with all that hangs on it, to a link of another one, or moves it there: as it
+   /// stands now, or with an offset in the primary frame of the link. Where it moves otherwise than the link, both
+   /// come to move as one at once, by an impulse between them that keeps their momentum; `energyBook` has what
+   /// that costs with the limits. Without `Settings::couplesAttachments` it takes on the motion of the link,
+   /// which goes on as it was. False, with a message and no change, for a place that there is not, an offset that
+   /// is not finite, where it hangs already, and on what it carries.
+   bool attach(ZqU32 manipulator, const Place& carrier,
+               const std::optional<ZqCoordinateSystemTransformation>& offset = {},
+               const ZqString& name = {});
+   /// Releases a manipulator, which goes on as it moves with all that hangs on it; a fixed base stops where it is.
+   /// False, with a message, when it is not attached.
+   bool detach(ZqU32 manipulator);
+   /// @}
+
    /// \name What follows from the present state
    /// And from what drives it now. Computed when first asked for after a change, at the price of one
    /// evaluation of the accelerations; the steps do not depend on whether it is asked for.
@@ -313,6 +338,10 @@ private:
    struct Solvers;
    struct StepBook;
    struct Member;
+   struct Tree;
+   struct TreeMaker;
+   struct Unit;
+   class PartConstraint;
 
    struct Bare
    {
@@ -323,7 +352,13 @@ private:
    void begin();
    void takeInteractions();
    Member makeMember(ZqU32 index);
+   void takeModel(Member& member) const;
+   static void initializeDrives(const Member& member, ZqManipulatorActiveState& active);
+   void bind(ZqU32 index);
+   void bindAll();
    void listMembers();
+   Unit unitOf(ZqU32 index);
+   void placeActive(const Unit& unit);
    ZqManipulatorActiveState& activeState(ZqU32 index)
    {
       return m_active.manipulatorActiveStateVector()[index];
@@ -348,10 +383,16 @@ private:
    ZqString takeMemories(const ZqSimulationCheckpoint& checkpoint);
 
    // Constraints
-   void beginWithClosedLoops(ZqU32 index);
+   void beginWithClosedLoops();
+   void beginWithClosedLoops(const Unit& unit);
    void setProjectedStep(ZqReal dt);
-   void closeLoops(ZqU32 index);
-   ZqStateEqualityConstraintVector::Gap gapOf(ZqU32 index);
+   void closeAllLoops();
+   void closeLoops(const Unit& unit);
+   ZqStateEqualityConstraintVector::Gap gapOf(const Unit& unit);
+   Place constraintAt(const Unit& unit, ZqU32 constraint) const;
+   ZqString descriptionOf(const Place& constraint) const;
+   Member& ownerOfLoops(ZqU32 index);
+   const Member& ownerOfLoops(ZqU32 index) const;
 
    // Integrators
    struct Scheme;
@@ -368,7 +409,8 @@ private:
    void moveToMiddle(ZqReal dt);
    void moveToEnd(ZqReal dt);
    ZqReal improveEnd(ZqReal dt);
-   Momentum momentum(ZqU32 index);
+   bool keepsMomentum(ZqU32 index) const;
+   Momentum momentum(const Unit& unit);
    void keepMomentum(ZqU32 index, ZqReal dt, bool withPosition);
 
    // Accelerations
@@ -376,10 +418,27 @@ private:
    void computeTrialAccelerations(ZqReal time);
    void takeState();
    void solveAll();
-   void solve(ZqU32 index);
+   void solve(const Unit& unit);
    void findRigidBody(Member& member) const;
    void accelerateRigidBody(ZqU32 index);
    void moveRigidBody(ZqU32 index, ZqReal dt);
+
+   // Attachments
+   void changeAttachments(const ZqManipulatorAttachmentMap& map, ZqU32 manipulator);
+   bool isCarriedBy(ZqU32 manipulator, ZqU32 carrier) const;
+   void strike(Tree& tree, ZqU32 manipulator, const ZqGeneralMotion& excess);
+   void makeTrees();
+   void gatherState(Tree& tree, ZqPositionState& position, ZqVelocityState& velocity) const;
+   void gatherState(Tree& tree);
+   void gatherLoads(Tree& tree);
+   void scatterState(const Tree& tree);
+   void scatterAccelerations(const Tree& tree);
+   void scatterDrives(const Tree& tree);
+   void accelerateBases(Tree& tree);
+   void solve(Tree& tree);
+   void presentTree(Tree& tree);
+   void stopAtLimits(Tree& tree, ZqReal dt);
+   void bookLimits(Tree& tree, ZqReal dt);
 
    // Interactions
    struct Carried;
@@ -415,16 +474,16 @@ private:
    void advanceMotors(ZqU32 index, ZqReal dt);
 
    // Limits
-   void stopAtLimits(ZqU32 index, ZqReal dt);
+   static void stopAtLimits(const Unit& unit, ZqReal dt);
    void moveWithinLimits(ZqU32 index, ZqReal dt);
-   bool findStops(ZqU32 index, ZqReal dt);
-   void findJointsAtLimits(ZqU32 index, ZqReal dt);
-   void findLimitsOfSeveral(ZqU32 index);
-   void findHighestRates(ZqU32 index);
-   void predict(ZqU32 index, ZqReal dt);
-   std::span<ZqReal> addStop(ZqU32 index, const Stop& stop);
-   void factorStops(ZqU32 index);
-   void solveAtStops(ZqU32 index, ZqReal dt);
+   static bool findStops(const Unit& unit, ZqReal dt);
+   static void findJointsAtLimits(const Unit& unit, ZqReal dt);
+   static void findLimitsOfSeveral(const Unit& unit);
+   static void findHighestRates(const Unit& unit);
+   static void predict(const Unit& unit, ZqReal dt);
+   static std::span<ZqReal> addStop(const Unit& unit, const Stop& stop);
+   static void factorStops(const Unit& unit);
+   static void solveAtStops(const Unit& unit, ZqReal dt);
    bool isBeyondALimit(ZqU32 index);
    void noteLimit(ZqU32 manipulator, ZqU32 joint);
 
@@ -438,7 +497,7 @@ private:
    // Energies
    Energy energyOfBody(ZqU32 index, const ZqManipulatorLink& link);
    Energy energyOfMotor(ZqU32 index, ZqU32 jointIndex);
-   ZqReal kineticEnergyAt(ZqU32 index, const ZqVelocityState& velocity);
+   static ZqReal kineticEnergyAt(const Unit& unit, const ZqVelocityState& velocity);
 
    // Books
    void prepareBooks();
@@ -450,7 +509,8 @@ private:
    void openStepBook(ZqU32 index);
    void openBookOfCarried(ZqU32 index);
    ZqReal heldByFollowing(ZqU32 index);
-   void bookLimits(ZqU32 index, ZqReal dt);
+   static void bookLimits(const Unit& unit, const ZqVelocityState& before,
+                          const ZqVelocityState& after, ZqReal dt);
    void noteReturn(ZqU32 index);
    bool takeReached();
    void closeStepBooks(ZqReal dt);
@@ -460,17 +520,18 @@ private:
    ZqEnergyBook::Held heldBetweenInteractions();
    ZqReal heldInTrial();
 
-   const ZqStatedSystem m_scene; ///< as it was at the beginning
+   ZqStatedSystem m_scene; ///< as it was at the beginning, but for attachments
    Settings m_settings;
    ZqManipulatorSystemState m_state;
    ZqManipulatorSystemState m_stateBefore; ///< the present step
    ZqManipulatorSystemState m_stateKept;   ///< with books, what was sent back
    ZqSystemActiveState m_active;
    std::vector<Member> m_members; ///< one a manipulator
+   std::vector<std::unique_ptr<Tree>> m_trees;
    /// \name Indices of members, so that many bodies are not looked at in vain
    /// @{
    std::vector<ZqU32> m_jointed;
-   std::vector<ZqU32> m_constrained; ///< by what the solver heeds
+   std::vector<ZqU32> m_constrained; ///< by what the solver heeds, and solved by themselves
    std::vector<ZqU32> m_watched;     ///< for limits and by criteria
    /// Of which the active state has the accelerations at the end of a step. Of the others, rigid bodies that
    /// no criterion may ask for, it has but gravity.

@@ -42,6 +42,8 @@ void ZqSimulation::prepareBooks()
          book.hasOwnMotor =
             book.hasOwnMotor || (joint.isFlexible && joint.driveTrain->isOfOwnClass());
    }
+   for (const auto& tree : m_trees)
+      tree->whole.stepBook = std::make_unique<StepBook>();
    for (const Carried& carried : m_carried)
       m_members[carried.manipulator].stepBook->isCarried = true;
    for (const Carried& carried : m_carried)
@@ -172,6 +174,8 @@ void ZqSimulation::openStepBooks()
       return;
    for (const ZqU32 i : m_watched)
       m_members[i].stepBook->hasReturned = false;
+   for (const auto& tree : m_trees)
+      tree->whole.stepBook->lostAtLimits = 0.0;
    for (ZqU32 i = 0; i < m_members.size(); ++i)
       if (hasEntries(i))
          openStepBook(i);
@@ -275,14 +279,13 @@ ZqReal ZqSimulation::powerOnLinks(ZqU32 index, const ZqManipulatorExternalForce&
 /// Books what stops and highest rates have changed of the velocities, while the active state is that of the
 /// start: the impulses M y, with y the change of the velocities, along the mean velocities x of the step. That
 /// is x M y = (T(x + y) - T(x - y)) / 2, with T the kinetic energy.
-void ZqSimulation::bookLimits(ZqU32 index, ZqReal dt)
+void ZqSimulation::bookLimits(const Unit& unit, const ZqVelocityState& v0,
+                              const ZqVelocityState& v1, ZqReal dt)
 {
-   Member& member = m_members[index];
+   const Member& member = unit.member;
    if (!member.stepBook)
       return;
    StepBook& book = *member.stepBook;
-   const ZqVelocityState& v0 = m_stateBefore.velocityStates()[index];
-   const ZqVelocityState& v1 = m_state.velocityStates()[index];
    const auto& a = member.freeAccelerations.jointAccelerations().values();
    const auto changeOf = [&](std::size_t j)
    {
@@ -311,23 +314,23 @@ void ZqSimulation::bookLimits(ZqU32 index, ZqReal dt)
          velocity.jointVelocities()[place] =
             0.5 * (v0.jointVelocities()[place] + v1.jointVelocities()[place]) + sign * changeOf(j);
       }
-      return kineticEnergyAt(index, velocity);
+      return kineticEnergyAt(unit, velocity);
    };
    book.lostAtLimits = 0.5 * (energyWith(-1.0) - energyWith(1.0));
-   activeState(index).setVelocityState(v0);
+   unit.active.setVelocityState(v0);
 }
 
 /// Of bodies with the bases that load them, and of motors of rigid joints, at other velocities, which the active state
 /// takes over (J).
-ZqReal ZqSimulation::kineticEnergyAt(ZqU32 index, const ZqVelocityState& velocity)
+ZqReal ZqSimulation::kineticEnergyAt(const Unit& unit, const ZqVelocityState& velocity)
 {
-   activeState(index).setVelocityState(velocity);
-   const Member& member = m_members[index];
-   const ZqStatedSystemStruct place(&m_scene, index);
+   unit.active.setVelocityState(velocity);
+   const Member& member = unit.member;
+   const ZqStatedSystemStruct place(&unit.scene, member.manipulator->manipulatorIndex());
    const auto ofBody = [&](const ZqManipulatorLink& link)
    {
       return kineticEnergyOf(link.massPropertiesInDHFrame(&place),
-                             link.dhFrameVelocityInLocal(activeState(index)));
+                             link.dhFrameVelocityInLocal(unit.active));
    };
    ZqReal sum = ofBody(*member.manipulator);
    for (ZqU32 j = 0; j < member.joints.size(); ++j)
@@ -391,6 +394,8 @@ void ZqSimulation::closeStepBooks(ZqReal dt)
          m_active.setNonredundantState(m_state);
       closeStepBook(i, dt, book);
    }
+   for (const auto& tree : m_trees)
+      book.lost.limits += tree->whole.stepBook->lostAtLimits;
    book.lost.linkDampers += dt * m_interactionsOfStep.linkDampers;
    book.lost.contactDampers += dt * m_interactionsOfStep.contactDampers;
    book.lost.contactFriction += dt * m_interactionsOfStep.friction;

@@ -50,6 +50,7 @@ ZqSimulationCheckpoint::ZqSimulationCheckpoint()
 bool ZqSimulationCheckpoint::read(ZqXmlReader& reader)
 {
    // A document leaves out what is not told.
+   m_couplesAttachments = false;
    m_stepLength = 0.0;
    m_inputTable.clear();
    m_inputInterpolation = 0;
@@ -84,6 +85,7 @@ ZqSimulation::Settings ZqSimulationCheckpoint::settings() const
    settings.interacts = m_interacts;
    settings.computesContact = m_computesContact;
    settings.booksEnergy = m_booksEnergy;
+   settings.couplesAttachments = m_couplesAttachments;
    return settings;
 }
 

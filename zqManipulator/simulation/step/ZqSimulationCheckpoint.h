@@ -90,6 +90,8 @@ public:
             "contact; work of drives, external forces, carriers; lost in friction of joints, "
             "their dampers, dampers of links, of contact, friction of contact, limits. No "
             "numbers before the first step, and when no book is kept"},
+         ZqOptionalComponent(&This::m_couplesAttachments, &ZqManip::ZqCouplesAttachmentsToken,
+                             "whether what is attached acts back on what carries it"),
          ZqOptionalComponent(&This::m_stepLength, &ZqManip::ZqStepLengthToken,
                              "of the run (s); 0 when it is not told"),
          ZqOptionalComponent(&This::m_inputTable, &ZqManip::ZqInputTableToken,
@@ -146,6 +148,7 @@ private:
    bool m_interacts = true;
    bool m_computesContact = true;
    bool m_booksEnergy = false;
+   bool m_couplesAttachments = false;
    ZqXmlVectorType<ZqActuatorState> m_actuatorStates;
    Reals m_commands;
    Reals m_torques;

@@ -97,6 +97,7 @@ ZqSimulationCheckpoint ZqSimulation::checkpoint() const
    result.m_interacts = m_settings.interacts;
    result.m_computesContact = m_settings.computesContact;
    result.m_booksEnergy = m_settings.booksEnergy;
+   result.m_couplesAttachments = m_settings.couplesAttachments;
    for (const std::uint64_t count : {m_steps, m_substitutedSteps, m_slips})
       result.m_counters.pushBack(static_cast<ZqReal>(count));
    result.m_loopStates.pushBack(m_projectedStep);
@@ -105,8 +106,9 @@ ZqSimulationCheckpoint ZqSimulation::checkpoint() const
       const Member& member = m_members[i];
       result.m_actuatorStates.pushBack(drivesOf(i));
       result.m_externalForces.pushBack(member.externalForce);
-      result.m_loopStates.pushBack((member.wasClosed ? wasClosedFlag : 0) +
-                                   (member.isToldOpen ? isToldOpenFlag : 0));
+      const Member& loops = ownerOfLoops(i);
+      result.m_loopStates.pushBack((loops.wasClosed ? wasClosedFlag : 0) +
+                                   (loops.isToldOpen ? isToldOpenFlag : 0));
       for (const Joint& joint : member.joints)
       {
          result.m_commands.pushBack(joint.command);
@@ -358,8 +360,9 @@ ZqString ZqSimulation::takeLoops(const ZqSimulationCheckpoint& checkpoint)
       if (!toWhole(loops[i + 1], flags) || flags > (wasClosedFlag | isToldOpenFlag))
          return "the state of the loops of '" + m_members[i].manipulator->manipulatorLabel() +
                 "' is none";
-      m_members[i].wasClosed = (flags & wasClosedFlag) != 0;
-      m_members[i].isToldOpen = (flags & isToldOpenFlag) != 0;
+      Member& owner = ownerOfLoops(static_cast<ZqU32>(i));
+      owner.wasClosed = (flags & wasClosedFlag) != 0;
+      owner.isToldOpen = (flags & isToldOpenFlag) != 0;
    }
    return {};
 }

@@ -47,6 +47,8 @@ bool ZqSimulation::advance(ZqReal dt)
    for (ZqU32 i = 0; i < m_members.size(); ++i)
       readStart(i);
    bool isDone = (this->*scheme(m_settings.integrator).step)(dt);
+   for (const auto& tree : m_trees)
+      tree->whole.stops.clear();
    for (ZqU32 i = 0; i < m_members.size(); ++i)
    {
       m_members[i].stops.clear();
@@ -62,10 +64,13 @@ bool ZqSimulation::advance(ZqReal dt)
 /// The velocities by the accelerations, then the positions by the new velocities.
 bool ZqSimulation::stepBySemiImplicitEuler(ZqReal dt)
 {
+   for (const ZqU32 i : m_jointed)
+      if (m_members[i].tree == nullptr)
+         stopAtLimits(unitOf(i), dt);
+   for (const auto& tree : m_trees)
+      stopAtLimits(*tree, dt);
    for (ZqU32 i = 0; i < m_members.size(); ++i)
    {
-      if (!m_members[i].rigidBody)
-         stopAtLimits(i, dt);
       if (const std::optional<Place> place = firstNotFinite(i, dt))
       {
          diverge(*place, "motion");
@@ -75,6 +80,11 @@ bool ZqSimulation::stepBySemiImplicitEuler(ZqReal dt)
          moveRigidBody(i, dt);
       else
          moveWithinLimits(i, dt);
+   }
+   for (const auto& tree : m_trees)
+   {
+      bookLimits(*tree, dt);
+      accelerateBases(*tree);
    }
    for (const ZqU32 i : m_accelerated)
       activeState(i).setAccelerationState(m_members[i].accelerations);

@@ -61,9 +61,12 @@ void ZqSimulation::interact(ZqReal time)
    passForcesToCarriers();
 }
 
-/// The links that attached manipulators hang on, carriers before what they carry.
+/// The links that attached manipulators hang on, carriers before what they carry: of those that do not act back.
 void ZqSimulation::findCarriers()
 {
+   m_carried.clear();
+   if (m_settings.couplesAttachments)
+      return;
    const ZqManipulatorAttachmentMap& map = m_scene.configuration().attachmentMap();
    for (const ZqManipulatorAttachmentNode& tree : map.baseNodes().vectorContainer())
       for (const ZqU32 index : map.dependentManipulators(tree.manipulatorIndex()))

@@ -23,9 +23,9 @@ constexpr ZqReal restOfStop = 4.0 * std::numeric_limits<ZqReal>::epsilon();
 } // namespace
 
 /// Finds the accelerations beside stops.
-void ZqSimulation::stopAtLimits(ZqU32 index, ZqReal dt)
+void ZqSimulation::stopAtLimits(const Unit& unit, ZqReal dt)
 {
-   Member& member = m_members[index];
+   Member& member = unit.member;
    std::fill(member.isFree.begin(), member.isFree.end(), true);
    member.stops.clear();
    for (Limit& limit : member.limits)
@@ -33,31 +33,31 @@ void ZqSimulation::stopAtLimits(ZqU32 index, ZqReal dt)
    if (member.stepBook)
       member.freeAccelerations = member.accelerations;
    // To stop one joint may push another into its limit.
-   while (findStops(index, dt))
-      solveAtStops(index, dt);
+   while (findStops(unit, dt))
+      solveAtStops(unit, dt);
 }
 
 /// Whether the step would exceed anything that is no stop yet; it is one then.
-bool ZqSimulation::findStops(ZqU32 index, ZqReal dt)
+bool ZqSimulation::findStops(const Unit& unit, ZqReal dt)
 {
-   Member& member = m_members[index];
+   Member& member = unit.member;
    const std::size_t before = member.stops.size();
-   findJointsAtLimits(index, dt);
+   findJointsAtLimits(unit, dt);
    if (!member.limits.empty())
    {
-      predict(index, dt);
-      findLimitsOfSeveral(index);
+      predict(unit, dt);
+      findLimitsOfSeveral(unit);
    }
    return member.stops.size() > before;
 }
 
 /// Where the step would lead: velocities, not clipped to the highest rates, and positions.
-void ZqSimulation::predict(ZqU32 index, ZqReal dt)
+void ZqSimulation::predict(const Unit& unit, ZqReal dt)
 {
-   Member& member = m_members[index];
-   const auto& velocities = m_state.velocityStates()[index].jointVelocities().values();
+   Member& member = unit.member;
+   const auto& velocities = unit.velocity.jointVelocities().values();
    const auto& accelerations = member.accelerations.jointAccelerations().values();
-   member.scratchPosition = m_state.positionStates()[index];
+   member.scratchPosition = unit.position;
    auto& positions = member.scratchPosition.jointPositions().values();
    member.nextVelocities.resize(member.joints.size());
    for (std::size_t j = 0; j < member.joints.size(); ++j)
@@ -68,11 +68,11 @@ void ZqSimulation::predict(ZqU32 index, ZqReal dt)
 }
 
 /// Those that the step would take beyond the limits of their drives are free no more.
-void ZqSimulation::findJointsAtLimits(ZqU32 index, ZqReal dt)
+void ZqSimulation::findJointsAtLimits(const Unit& unit, ZqReal dt)
 {
-   Member& member = m_members[index];
-   const auto& positions = m_state.positionStates()[index].jointPositions().values();
-   const auto& velocities = m_state.velocityStates()[index].jointVelocities().values();
+   Member& member = unit.member;
+   const auto& positions = unit.position.jointPositions().values();
+   const auto& velocities = unit.velocity.jointVelocities().values();
    const auto& accelerations = member.accelerations.jointAccelerations().values();
    for (std::size_t j = 0; j < member.joints.size(); ++j)
    {
@@ -85,19 +85,19 @@ void ZqSimulation::findJointsAtLimits(ZqU32 index, ZqReal dt)
          continue;
       member.isFree[j] = false;
       const ZqReal sign = isAbove ? -1.0 : 1.0;
-      addStop(index, {static_cast<ZqU32>(j), sign, restOfStop * std::abs(velocities[j]), true})[j] =
+      addStop(unit, {static_cast<ZqU32>(j), sign, restOfStop * std::abs(velocities[j]), true})[j] =
          sign;
    }
 }
 
 /// Limits that depend on several joints, by their gradients where the step would lead: by another one, up to a
 /// few, where the first stops lead to another part of the limit.
-void ZqSimulation::findLimitsOfSeveral(ZqU32 index)
+void ZqSimulation::findLimitsOfSeveral(const Unit& unit)
 {
    constexpr int mostGradients = 4;
    constexpr ZqReal restOfGradient = 1e-12;
-   Member& member = m_members[index];
-   const auto& velocities = m_state.velocityStates()[index].jointVelocities().values();
+   Member& member = unit.member;
+   const auto& velocities = unit.velocity.jointVelocities().values();
    bool isAnyStop = false;
    for (Limit& limit : member.limits)
    {
@@ -120,17 +120,17 @@ void ZqSimulation::findLimitsOfSeveral(ZqU32 index)
          continue;
       ++limit.stops;
       isAnyStop = true;
-      const std::span<ZqReal> row = addStop(index, {limit.joint, 0.0, least, true});
+      const std::span<ZqReal> row = addStop(unit, {limit.joint, 0.0, least, true});
       std::copy(member.gradient.begin(), member.gradient.end(), row.begin());
    }
    if (isAnyStop)
-      findHighestRates(index);
+      findHighestRates(unit);
 }
 
 /// Beside a limit that depends on several joints, a velocity that is clipped would lead beyond it.
-void ZqSimulation::findHighestRates(ZqU32 index)
+void ZqSimulation::findHighestRates(const Unit& unit)
 {
-   Member& member = m_members[index];
+   Member& member = unit.member;
    for (std::size_t j = 0; j < member.joints.size(); ++j)
    {
       const ZqReal most = member.joints[j].maxRate;
@@ -140,14 +140,14 @@ void ZqSimulation::findHighestRates(ZqU32 index)
           std::none_of(member.stops.begin(), member.stops.end(),
                        [&](const Stop& stop)
                        { return !stop.isLimit && stop.joint == joint && stop.sign == sign; }))
-         addStop(index, {joint, sign, -most, false})[j] = sign;
+         addStop(unit, {joint, sign, -most, false})[j] = sign;
    }
 }
 
 /// The part of its row that is for the joints.
-std::span<ZqReal> ZqSimulation::addStop(ZqU32 index, const Stop& stop)
+std::span<ZqReal> ZqSimulation::addStop(const Unit& unit, const Stop& stop)
 {
-   Member& member = m_members[index];
+   Member& member = unit.member;
    if (member.stops.empty())
    {
       member.freeAccelerations = member.accelerations;
@@ -159,16 +159,16 @@ std::span<ZqReal> ZqSimulation::addStop(ZqU32 index, const Stop& stop)
 }
 
 /// Finds what the mass matrix, and the constraints, make of the rows of the stops.
-void ZqSimulation::factorStops(ZqU32 index)
+void ZqSimulation::factorStops(const Unit& unit)
 {
-   Member& member = m_members[index];
+   Member& member = unit.member;
    Solvers& solvers = *member.solvers;
-   ZqManipulatorActiveState& active = activeState(index);
+   ZqManipulatorActiveState& active = unit.active;
    const ZqIndividualManipulator& manipulator = *member.manipulator;
    if (solvers.massMatrix == nullptr)
    {
-      solvers.massMatrix =
-         &solvers.crbi.factorMassMatrix(manipulator, active, ZqStatedSystemStruct(&m_scene, index));
+      solvers.massMatrix = &solvers.crbi.factorMassMatrix(
+         manipulator, active, ZqStatedSystemStruct(&unit.scene, manipulator.manipulatorIndex()));
       if (member.isConstrained)
       {
          manipulator.stateEqualityConstraints().getKinematics(manipulator, active,
@@ -190,12 +190,12 @@ void ZqSimulation::factorStops(ZqU32 index)
 
 /// The accelerations with nothing exceeded that is a stop. The impulses that this needs are the reactions of
 /// the stops.
-void ZqSimulation::solveAtStops(ZqU32 index, ZqReal dt)
+void ZqSimulation::solveAtStops(const Unit& unit, ZqReal dt)
 {
-   Member& member = m_members[index];
+   Member& member = unit.member;
    Solvers& solvers = *member.solvers;
-   factorStops(index);
-   const auto& velocities = m_state.velocityStates()[index].jointVelocities().values();
+   factorStops(unit);
+   const auto& velocities = unit.velocity.jointVelocities().values();
    member.accelerations = member.freeAccelerations;
    auto& accelerations = member.accelerations.jointAccelerations().values();
    solvers.lacking.clear();
@@ -225,7 +225,7 @@ void ZqSimulation::solveAtStops(ZqU32 index, ZqReal dt)
    ofBase.copyFromArray(change);
    // In the axes of the base.
    ofBase.transformBy(
-      member.manipulator->dhFrameInSystem(activeState(index).activePositionState()).orientation());
+      member.manipulator->dhFrameInSystem(unit.active.activePositionState()).orientation());
    member.accelerations.generalAcceleration() += ofBase * (1.0 / dt);
 }
 
@@ -235,7 +235,8 @@ void ZqSimulation::moveWithinLimits(ZqU32 index, ZqReal dt)
    const ZqIndividualManipulator& manipulator = *m_members[index].manipulator;
    ZqVelocityState& velocity = m_state.velocityStates()[index];
    manipulator.propagateVelocityState(m_members[index].accelerations, dt, velocity);
-   bookLimits(index, dt);
+   if (m_members[index].stepBook != nullptr && m_members[index].tree == nullptr)
+      bookLimits(unitOf(index), m_stateBefore.velocityStates()[index], velocity, dt);
    manipulator.propagateState(velocity, dt, m_state.positionStates()[index], m_results[index]);
    // It tells of what is beyond by rounding.
    if (m_results[index].hitJointLimit())

@@ -10,6 +10,7 @@
 
 #include <array>
 #include <memory>
+#include <utility>
 #include <vector>
 
 /// A joint with its drive, and what goes into it.
@@ -151,9 +152,8 @@ struct ZqSimulation::Member
    explicit Member(const ZqIndividualManipulator& ofWhich) : manipulator(&ofWhich) {}
 
    std::size_t size() const { return 2 * joints.size() + 3; } ///< of a motion
-   bool keepsMomentum() const { return isLeftAlone && !isPushed; }
-
    const ZqIndividualManipulator* manipulator;
+   Tree* tree = nullptr; ///< with which it is solved; null for one that is solved by itself
    std::vector<Joint> joints;
    std::vector<ZqReal> linkSizes; ///< of the base first: the longest extents of their boxes (m)
    bool isStill = false;          ///< for ever: a fixed base without joints
@@ -196,7 +196,56 @@ struct ZqSimulation::Member
    ZqManipulatorExternalForce forceAtStart;
    ZqPositionState scratchPosition;
    Momentum momentumAtStart;
-   bool isUnbound = false; ///< its base is free, and there are neither constraints nor attachments
+   /// Its base is free, and there are neither constraints nor attachments, but for those that are solved with it.
+   bool isUnbound = false;
    bool isLeftAlone = false; ///< nothing but gravity and external forces acts from outside
    /// @}
+};
+
+/// Manipulators that are attached to each other, as one with all of their joints. States, forces and drives are
+/// gathered from those that it is made of, and what the solver finds is scattered to them.
+struct ZqSimulation::Tree
+{
+   /// One of the manipulators.
+   struct Part
+   {
+      ZqU32 manipulator;
+      ZqU32 host; ///< the link of the tree of which its base is a part, or `ZqBaseLinkIndex`
+      ZqCoordinateSystemTransformation base; ///< the D-H frame of its base in that of the host
+      std::vector<ZqU32> joints = {};        ///< of the tree, by link index
+      ZqU32 firstRow = 0;                    ///< of its constraints
+      ZqU32 rows = 0;
+   };
+
+   Tree(std::vector<Part> ofWhat, const ZqIndividualManipulator& manipulator,
+        const ZqSystemEnvironment& environment);
+
+   ZqU32 root() const { return parts.front().manipulator; }
+   Unit unit();
+
+   std::vector<Part> parts;   ///< carriers before what they carry
+   std::vector<Place> places; ///< of its joints
+   ZqStatedSystem scene;      ///< with nothing but the one manipulator
+   ZqManipulatorActiveState active;
+   ZqPositionState position;
+   ZqVelocityState velocity;
+   ZqVelocityState velocityAfter; ///< the step, for the book
+   ZqManipulatorTorque torque;
+   Member whole;
+   /// Of the constraints of the whole, the manipulator and its index there.
+   std::vector<std::pair<ZqU32, ZqU32>> constraints;
+   ZqReArray constraintForces;
+};
+
+/// What a solver is asked about: a manipulator by itself, or a tree.
+struct ZqSimulation::Unit
+{
+   ZqU32 index; ///< of the manipulator, or of the one that carries the others
+   const ZqStatedSystem& scene;
+   Member& member;
+   ZqManipulatorActiveState& active;
+   ZqPositionState& position;
+   ZqVelocityState& velocity;
+   ZqManipulatorTorque& torque;
+   Tree* tree; ///< null for a manipulator by itself
 };

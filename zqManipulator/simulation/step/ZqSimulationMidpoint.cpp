@@ -39,8 +39,9 @@ bool ZqSimulation::stepByImplicitMidpoint(ZqReal dt)
       member.endInBody = member.startInBody + toBody * member.angularSlope * dt;
       for (std::size_t k = 0; k < member.size(); ++k)
          member.end.rates[k] = member.start.rates[k] + dt * member.slopes[k];
-      if (member.keepsMomentum())
-         member.momentumAtStart = momentum(i);
+      if (keepsMomentum(i))
+         member.momentumAtStart =
+            momentum(member.tree != nullptr ? member.tree->unit() : unitOf(i));
    }
    constexpr int mostIterations = 100;
    constexpr ZqReal rounding = 4.0 * std::numeric_limits<ZqReal>::epsilon();
@@ -84,8 +85,10 @@ ZqReal ZqSimulation::improveEnd(ZqReal dt)
       member.endInBody =
          member.startInBody + member.trial.orientation.inverse() * member.angularSlope * dt;
    }
-   if (std::any_of(m_members.begin(), m_members.end(),
-                   [](const Member& member) { return member.keepsMomentum(); }))
+   bool isAnyKept = false;
+   for (ZqU32 i = 0; i < m_members.size() && !isAnyKept; ++i)
+      isAnyKept = keepsMomentum(i);
+   if (isAnyKept)
    {
       moveToEnd(dt);
       for (ZqU32 i = 0; i < m_members.size(); ++i)
@@ -140,13 +143,24 @@ void ZqSimulation::moveToEnd(ZqReal dt)
    moveTo(&Member::end);
 }
 
-/// In the present state: the sum over all bodies, about the origin of the base and then about the center.
-ZqSimulation::Momentum ZqSimulation::momentum(ZqU32 index)
+/// Whether nothing but gravity acts on a manipulator, or on the tree that it carries, from outside.
+bool ZqSimulation::keepsMomentum(ZqU32 index) const
 {
    const Member& member = m_members[index];
+   return member.isLeftAlone && !member.isPushed &&
+          (member.tree == nullptr ||
+           std::none_of(member.tree->parts.begin(), member.tree->parts.end(),
+                        [&](const Tree::Part& part)
+                        { return m_members[part.manipulator].isPushed; }));
+}
+
+/// In the present state: the sum over all bodies, about the origin of the base and then about the center.
+ZqSimulation::Momentum ZqSimulation::momentum(const Unit& unit)
+{
+   const Member& member = unit.member;
    const ZqIndividualManipulator& manipulator = *member.manipulator;
-   ZqManipulatorActiveState& active = activeState(index);
-   const ZqStatedSystemStruct stateStruct(&m_scene, index);
+   ZqManipulatorActiveState& active = unit.active;
+   const ZqStatedSystemStruct stateStruct(&unit.scene, manipulator.manipulatorIndex());
    const auto& X = manipulator.dhFrameInSystem(active.activePositionState());
    ZqRigidBodyMassProperties allBodies = manipulator.crbi(active, &stateStruct);
    ZqVector center;
@@ -181,12 +195,15 @@ ZqSimulation::Momentum ZqSimulation::momentum(ZqU32 index)
 void ZqSimulation::keepMomentum(ZqU32 index, ZqReal dt, bool withPosition)
 {
    Member& member = m_members[index];
-   if (!member.keepsMomentum())
+   if (!keepsMomentum(index))
       return;
-   m_active.setManipulatorNonredundantPositionState(m_state.positionStates()[index], index);
-   activeState(index).setVelocityState(m_state.velocityStates()[index]);
+   if (member.tree != nullptr)
+      gatherState(*member.tree, member.tree->position, member.tree->velocity);
+   const Unit unit = member.tree != nullptr ? member.tree->unit() : unitOf(index);
+   placeActive(unit);
+   unit.active.setVelocityState(unit.velocity);
    const Momentum& start = member.momentumAtStart;
-   const Momentum end = momentum(index);
+   const Momentum end = momentum(unit);
    const ZqVector linear = start.linear - m_scene.environment().upGravityVector() * (end.mass * dt);
    const ZqVector turnInBody =
       end.inverseInertia * (end.base.inverse() * (start.angular - end.angular));
