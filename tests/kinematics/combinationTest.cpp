@@ -435,9 +435,10 @@ TEST(Combination, MovesAsTheTwoWeldedTogether)
                     limit->evaluate(isOfA ? positionA : positionB));
          }
       for (ZqU32 i = 0; i < b.jointDof(); ++i)
-         compare("limit of a link",
-                 whole.linkByIndex(record->transfer.index(i))->upperLimitConstraint().evaluate(position),
-                 b.linkByIndex(i)->upperLimitConstraint().evaluate(positionB));
+         compare(
+            "limit of a link",
+            whole.linkByIndex(record->transfer.index(i))->upperLimitConstraint().evaluate(position),
+            b.linkByIndex(i)->upperLimitConstraint().evaluate(positionB));
       compareAccelerations(compare, seed, whole, welded(a, b, carrier, place));
       // Springs at the joints, by the same labels.
       for (ZqU32 i = 0; i < b.jointDof(); ++i)
@@ -610,7 +611,8 @@ std::vector<ZqReal> motionOf(const ZqStatedSystem& scene)
          result[1 + k] += own * center[k];
       if (manipulator.manipulatorLabel() == "C")
          result[4] += manipulator.jointDof();
-      for (const auto& [label, source] : manipulator.linkLabelMapping().newLabelToManipulatorLinkLabel())
+      for (const auto& [label, source] :
+           manipulator.linkLabelMapping().newLabelToManipulatorLinkLabel())
          if (source.first == "C")
             result[4] += 1.0;
    }
@@ -719,8 +721,9 @@ TEST(CombinationInScenes, AreTakenApartAfterEdits)
       for (int i = 0; i < 3; ++i)
       {
          const Manipulator& whole = *system.manipulatorByIndex(a);
-         const ZqString label = random.index(0, 1) == 0 ? whole.linkByIdentifier(scene.carrier)->linkLabel()
-                                                        : anyLink(random, whole);
+         const ZqString label = random.index(0, 1) == 0
+                                   ? whole.linkByIdentifier(scene.carrier)->linkLabel()
+                                   : anyLink(random, whole);
          const ZqU32 kind = random.index(0, 6);
          system.editManipulator(a,
                                 [&](Manipulator& m)
@@ -757,8 +760,8 @@ TEST(CombinationInScenes, AreTakenApartAfterEdits)
       std::vector<std::string> labels;
       if (scene.carrier == "base" || before.back() == 0.0)
          continue;
-      ASSERT_TRUE(system.editManipulator(
-         a, [&](Manipulator& m) { Tool::add3SagJoints(m, scene.carrier, labels); }));
+      ASSERT_TRUE(system.editManipulator(a, [&](Manipulator& m)
+                                         { Tool::add3SagJoints(m, scene.carrier, labels); }));
       const ZqString written = zqTest::written(system);
       EXPECT_FALSE(system.uncombineManipulator("C", a, child, place));
       EXPECT_TRUE(log.contains("does not hang on link \"" + scene.carrier + "\""));

@@ -651,8 +651,7 @@ void applyToPairs(const ZqLinkEdit& edit, ZqManipulatorSelfCollisionLinkMap& pai
       if (row.mapContainer().empty())
          emptyRows.insert(name);
    pairs.apply(edit);
-   std::erase_if(pairs.mapContainer(),
-                 [&](const auto& row)
+   std::erase_if(pairs.mapContainer(), [&](const auto& row)
                  { return row.second.mapContainer().empty() && !emptyRows.contains(row.first); });
 }
 } // namespace
@@ -838,26 +837,26 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
    Later<ZqBaseStoppingCriterion> laterCriteria;
    Later<ZqBaseGeneralBoundObject> laterObjects;
    const auto& earlier = popped.member.manipulator.m_usingManipulatorLabels;
-   forEachLinkOf(
-      going,
-      [&](const ZqManipulatorLink& link)
-      {
-         for (std::size_t i = 0;
-              link.linkUnion() != nullptr && i < link.linkUnion()->members.size(); ++i)
-         {
-            const Member& later = link.linkUnion()->members[i];
-            if (earlier.contains(later.manipulator.m_manipulatorLabel))
-               continue;
-            const Inwards inwards{editInto(later, link.linkLabel(),
-                                           [this](const ZqString& name)
-                                           { return linkIndexByIdentifier(name); }),
-                                  later.manipulator.isFixedBase()};
-            addPresent(laterConstraints, later.manipulator.m_stateEqualityConstraints, inwards);
-            addPresent(laterLimits, later.manipulator.m_stateConstraints, inwards);
-            addPresent(laterCriteria, later.manipulator.m_stoppingCriteria, inwards);
-            addPresent(laterObjects, later.manipulator.m_generalBoundObjects, inwards);
-         }
-      });
+   forEachLinkOf(going,
+                 [&](const ZqManipulatorLink& link)
+                 {
+                    for (std::size_t i = 0;
+                         link.linkUnion() != nullptr && i < link.linkUnion()->members.size(); ++i)
+                    {
+                       const Member& later = link.linkUnion()->members[i];
+                       if (earlier.contains(later.manipulator.m_manipulatorLabel))
+                          continue;
+                       const Inwards inwards{editInto(later, link.linkLabel(),
+                                                      [this](const ZqString& name)
+                                                      { return linkIndexByIdentifier(name); }),
+                                             later.manipulator.isFixedBase()};
+                       addPresent(laterConstraints, later.manipulator.m_stateEqualityConstraints,
+                                  inwards);
+                       addPresent(laterLimits, later.manipulator.m_stateConstraints, inwards);
+                       addPresent(laterCriteria, later.manipulator.m_stoppingCriteria, inwards);
+                       addPresent(laterObjects, later.manipulator.m_generalBoundObjects, inwards);
+                    }
+                 });
    const ZqCoordinateSystemTransformation X = carrier->primaryFrame() * popped.transform *
                                               popped.member.manipulator.primaryFrame().inverse();
    for (ZqManipulatorLink& child : going)
