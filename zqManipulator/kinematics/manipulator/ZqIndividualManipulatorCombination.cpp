@@ -541,24 +541,6 @@ void ZqIndividualManipulator::mapCombinedLabels()
 
 namespace
 {
-/// The names of a manipulator that was merged, as they are in the outermost combined manipulator.
-std::vector<Name> presentNames(const std::vector<Name>& names, const std::vector<Member>& within)
-{
-   std::vector<Name> result = names;
-   for (auto outer = within.rbegin(); outer != within.rend(); ++outer)
-   {
-      std::map<ZqString, std::optional<ZqString>> outwards;
-      for (const std::vector<Name>* list : {&outer->origin.others, &outer->origin.links})
-         for (const Name& name : *list)
-            outwards[name.own] = name.present;
-      for (Name& name : result)
-         if (name.present)
-            if (const auto found = outwards.find(*name.present); found != outwards.end())
-               name.present = found->second;
-   }
-   return result;
-}
-
 /// Undoes what merges did to the joint of a link on the base: exactly, unless the joint was changed since. X is the
 /// base's DH frame in that of the link as it is now.
 void moveBack(ZqManipulatorLink& child, const Popped& popped,
@@ -750,7 +732,7 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
    const ZqLinkEdit::Labels ownLabels = linkLabels();
    const ZqString carrierLabel = carrier->linkLabel();
    const std::vector<ZqString> sharers = carrier->linkUnion()->sharers;
-   const std::vector<Name> names = presentNames(popped.member.origin.links, popped.within);
+   const std::vector<Name> names = ZqLinkUnion::presentNames(popped.member.origin.links, popped.within);
 
    // How it came: from merge to merge, and last into this manipulator.
    Outwards outwards;
@@ -805,7 +787,7 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
    std::map<ZqString, std::optional<ZqString>> newLabels;
    for (const ZqString& name : ownLabels)
       newLabels[name] = std::nullopt;
-   for (const Name& name : presentNames(popped.member.origin.others, popped.within))
+   for (const Name& name : ZqLinkUnion::presentNames(popped.member.origin.others, popped.within))
       if (name.present)
          newLabels[*name.present] = name.own;
    std::vector<ZqString> labels;

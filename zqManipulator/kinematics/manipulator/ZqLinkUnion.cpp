@@ -207,6 +207,24 @@ void ZqLinkUnion::Member::forget(const ZqString& label, std::vector<ZqString>& s
                  [this](const ZqString& name) { return std::erase(origin.surfaces, name) == 0; });
 }
 
+std::vector<ZqLinkUnion::Name> ZqLinkUnion::presentNames(const std::vector<Name>& names,
+                                                          const std::vector<Member>& within)
+{
+   std::vector<Name> result = names;
+   for (auto outer = within.rbegin(); outer != within.rend(); ++outer)
+   {
+      std::map<ZqString, std::optional<ZqString>> outwards;
+      for (const std::vector<Name>* list : {&outer->origin.others, &outer->origin.links})
+         for (const Name& name : *list)
+            outwards[name.own] = name.present;
+      for (Name& name : result)
+         if (name.present)
+            if (const auto found = outwards.find(*name.present); found != outwards.end())
+               name.present = found->second;
+   }
+   return result;
+}
+
 /// Takes the sensors off a link that came with a base, but for those that were changed since.
 void ZqLinkUnion::dropSensors(ZqManipulatorLink& link, const ZqManipulatorLink& base)
 {
@@ -260,10 +278,11 @@ bool ZqLinkUnion::pop(ZqManipulatorLink& link, const ZqString& label, Popped& po
          }
          // Out of the member, and with it out of this link.
          popped.transform = member.transform * popped.transform;
+         const std::vector<Name> gone = presentNames(popped.member.origin.links, popped.within);
          popped.within.insert(popped.within.begin(), member);
-         for (const Name& gone : popped.member.origin.links)
+         for (const Name& link : gone)
             for (Name& name : member.origin.links)
-               if (gone.present == name.own)
+               if (link.present == name.own)
                   name.present.reset();
          member.forget(label, popped.surfaces);
          found = true;

@@ -68,6 +68,9 @@ public:
    static bool merge(ZqManipulatorLink& link, Member member);
    /// Takes out the first of a label. False when there is none.
    static bool pop(ZqManipulatorLink& link, const ZqString& label, Popped& popped);
+   /// The names of a manipulator that was merged, as they are in the outermost of those that it is a part of.
+   static std::vector<Name> presentNames(const std::vector<Name>& names,
+                                         const std::vector<Member>& within);
    /// Replaces what is remembered, without a change of the link.
    static void set(ZqManipulatorLink& link, ZqLinkUnion&& changed);
    /// Has a link use the shape of another one, which equals its own; as soon as it does, where others are
