@@ -348,6 +348,9 @@ ZqIndividualManipulator::combine(const ZqString& linkLabel,
    ZqLinkEdit::Labels labels = model.linkLabels();
    for (const ZqString& label : ownLabels)
       pool.addUsedLabel(label);
+   for (const ZqIndividualManipulator* one : {static_cast<const ZqIndividualManipulator*>(this), &model})
+      for (const auto& [label, other] : one->linkPointerMap())
+         ZqLinkUnion::addOtherLabels(*other, pool);
    std::map<ZqString, std::optional<ZqString>> newLabels;
    for (std::size_t i = 0; i + 1 < labels.size(); ++i)
    {
@@ -619,7 +622,7 @@ std::vector<ZqString> namesToDrop(ZqIndividualManipulator& combined, const ZqStr
    for (const auto& [link, i] : outer)
    {
       ZqLinkUnion changed = *link->linkUnion();
-      changed.members[i].forget(label, names);
+      changed.members[i].forgetOn(carrier, label, names);
       ZqLinkUnion::set(*link, std::move(changed));
    }
    return names;

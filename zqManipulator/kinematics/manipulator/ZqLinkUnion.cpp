@@ -207,6 +207,37 @@ void ZqLinkUnion::Member::forget(const ZqString& label, std::vector<ZqString>& s
                  [this](const ZqString& name) { return std::erase(origin.surfaces, name) == 0; });
 }
 
+void ZqLinkUnion::Member::forgetOn(const ZqString& carrier, const ZqString& label,
+                                   std::vector<ZqString>& surfaces)
+{
+   const auto& links = origin.links;
+   const auto found = std::find_if(links.begin(), links.end(),
+                                   [&](const Name& name) { return name.present == carrier; });
+   if (found == links.end() || !manipulator.usingManipulatorLabels().contains(label))
+      return;
+   if (manipulator.m_union)
+   {
+      ZqLinkUnion changed = *manipulator.m_union;
+      for (Member& inner : changed.members)
+         inner.forgetOn(found->own, label, surfaces);
+      set(manipulator, std::move(changed));
+   }
+   forget(label, surfaces);
+}
+
+void ZqLinkUnion::addOtherLabels(const ZqManipulatorLink& link, ZqLabelPool& pool)
+{
+   if (!link.m_union)
+      return;
+   for (const Member& member : link.m_union->members)
+   {
+      for (const Name& name : member.origin.others)
+         if (name.present)
+            pool.addUsedLabel(*name.present);
+      addOtherLabels(member.manipulator, pool);
+   }
+}
+
 std::vector<ZqLinkUnion::Name> ZqLinkUnion::presentNames(const std::vector<Name>& names,
                                                           const std::vector<Member>& within)
 {
@@ -334,32 +365,39 @@ void ZqLinkUnion::shareShape(ZqManipulatorLink& link, ZqManipulatorLink& owner)
 
 void ZqLinkUnion::shareShapeApart(const ZqString& sharer, const ZqString& owner)
 {
+   const auto find = [](const std::vector<Name>& names, const ZqString& present) -> const ZqString*
+   {
+      const auto found = std::find_if(names.begin(), names.end(), [&present](const Name& name)
+                                      { return name.present == present; });
+      return found != names.end() ? &found->own : nullptr;
+   };
    for (Member& member : members)
    {
-      const auto own = [&origin = member.origin](const ZqString& present) -> const ZqString*
+      // One of the two is a link of it, and the other a base, the label of which stays where it is free.
+      const Origin& origin = member.origin;
+      if (find(origin.links, sharer) == nullptr && find(origin.links, owner) == nullptr)
+         continue;
+      const auto own = [&](const ZqString& present)
       {
          for (const std::vector<Name>* list : {&origin.links, &origin.others})
-            for (const Name& name : *list)
-               if (name.present == present)
-                  return &name.own;
-         return nullptr;
+            if (const ZqString* const name = find(*list, present))
+               return *name;
+         return present;
       };
-      const ZqString* const ownSharer = own(sharer);
-      const ZqString* const ownOwner = own(owner);
-      if (ownSharer == nullptr || ownOwner == nullptr)
-         continue;
+      const ZqString ownSharer = own(sharer);
+      const ZqString ownOwner = own(owner);
       const ZqString& base = member.manipulator.linkLabel();
-      if (*ownSharer == base)
+      if (ownSharer == base)
       {
-         member.origin.baseReference.setReferencedLinkLabel(*ownOwner);
+         member.origin.baseReference.setReferencedLinkLabel(ownOwner);
          member.origin.baseReference.setIsShapeReferenced(true);
       }
-      else if (*ownOwner == base)
-         member.origin.sharers.push_back(*ownSharer);
+      else if (ownOwner == base)
+         member.origin.sharers.push_back(ownSharer);
       else if (member.manipulator.m_union)
       {
          ZqLinkUnion changed = *member.manipulator.m_union;
-         changed.shareShapeApart(*ownSharer, *ownOwner);
+         changed.shareShapeApart(ownSharer, ownOwner);
          set(member.manipulator, std::move(changed));
       }
    }

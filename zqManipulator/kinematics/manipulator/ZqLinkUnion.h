@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+class ZqLabelPool;
+
 /// What is merged into a link: the link as it was before, and the bases of other manipulators.
 ///
 /// A base brings its tree with it when manipulators are combined. Then its origin tells what became of the
@@ -45,6 +47,9 @@ public:
       /// Another one that it had taken in is gone, with names of surfaces. What is left of these came with this
       /// one, too.
       void forget(const ZqString& label, std::vector<ZqString>& surfaces);
+      /// The same for one that was on a link of it, by the present label, and for all within that had the link.
+      void forgetOn(const ZqString& carrier, const ZqString& label,
+                    std::vector<ZqString>& surfaces);
    };
    /// What is taken out of a union.
    struct Popped
@@ -71,6 +76,8 @@ public:
    /// The names of a manipulator that was merged, as they are in the outermost of those that it is a part of.
    static std::vector<Name> presentNames(const std::vector<Name>& names,
                                          const std::vector<Member>& within);
+   /// Tells a pool what stands for names of no links in what is merged into a link.
+   static void addOtherLabels(const ZqManipulatorLink& link, ZqLabelPool& pool);
    /// Replaces what is remembered, without a change of the link.
    static void set(ZqManipulatorLink& link, ZqLinkUnion&& changed);
    /// Has a link use the shape of another one, which equals its own; as soon as it does, where others are
