@@ -902,6 +902,12 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
                taken.m_surfaces.mapContainer().try_emplace(surface, *values);
                m_surfaces.erase(surface);
             }
+         const ZqString& laterLabel = later.manipulator.m_manipulatorLabel;
+         std::vector<ZqString> surfaces = later.origin.surfaces;
+         ZqLinkUnion::forgetWithin(rest, laterLabel, surfaces);
+         for (const auto& [other, staying] : linkPointerMap())
+            if (surfaces = later.origin.surfaces; !moved.contains(other))
+               ZqLinkUnion::forgetWithin(*staying, laterLabel, surfaces);
       }
    giveCollisionPairs(taken, names, carrierLabel, outwards.restored);
    giveLabelMapping(taken, moved);

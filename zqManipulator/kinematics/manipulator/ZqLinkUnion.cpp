@@ -225,6 +225,21 @@ void ZqLinkUnion::Member::forgetOn(const ZqString& carrier, const ZqString& labe
    forget(label, surfaces);
 }
 
+void ZqLinkUnion::forgetWithin(ZqManipulatorLink& link, const ZqString& label,
+                               std::vector<ZqString>& surfaces)
+{
+   if (!link.m_union)
+      return;
+   ZqLinkUnion changed = *link.m_union;
+   for (Member& member : changed.members)
+      if (member.manipulator.usingManipulatorLabels().contains(label))
+      {
+         forgetWithin(member.manipulator, label, surfaces);
+         member.forget(label, surfaces);
+      }
+   set(link, std::move(changed));
+}
+
 void ZqLinkUnion::addOtherLabels(const ZqManipulatorLink& link, ZqLabelPool& pool)
 {
    if (!link.m_union)

@@ -76,6 +76,9 @@ public:
    /// The names of a manipulator that was merged, as they are in the outermost of those that it is a part of.
    static std::vector<Name> presentNames(const std::vector<Name>& names,
                                          const std::vector<Member>& within);
+   /// Has all that is merged into a link forget of another one, which goes with one that it had come to.
+   static void forgetWithin(ZqManipulatorLink& link, const ZqString& label,
+                            std::vector<ZqString>& surfaces);
    /// Tells a pool what stands for names of no links in what is merged into a link.
    static void addOtherLabels(const ZqManipulatorLink& link, ZqLabelPool& pool);
    /// Replaces what is remembered, without a change of the link.
