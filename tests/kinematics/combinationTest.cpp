@@ -300,6 +300,49 @@ void compareAccelerations(zqTest::Comparison& compare, ZqU32 seed, Manipulator f
 }
 } // namespace
 
+// Four become one in any tree of combinations, and are taken apart in any order.
+TEST(Combination, OfAnyTreeIsUndoneInAnyOrder)
+{
+   const zqTest::LogCapture log;
+   for (ZqU32 seed = 0; seed < 100 && !HasFailure(); ++seed)
+   {
+      SCOPED_TRACE(seed);
+      RandomValues random(seed);
+      std::map<ZqString, Manipulator> originals;
+      std::vector<Manipulator> there;
+      for (const char* label : {"A", "B", "C", "D"})
+      {
+         there.push_back(withContents(random, label, random.index(0, 3)));
+         originals.emplace(label, there.back());
+      }
+      while (there.size() > 1)
+      {
+         const Manipulator other = there.back();
+         there.pop_back();
+         Manipulator& carrier = there[random.index(0, static_cast<ZqU32>(there.size()) - 1)];
+         ASSERT_TRUE(carrier.combineManipulator(anyLink(random, carrier), other,
+                                                zqTest::randomFrame(random)));
+         std::swap(carrier, there[random.index(0, static_cast<ZqU32>(there.size()) - 1)]);
+      }
+      while (there.size() < originals.size())
+      {
+         std::vector<std::pair<std::size_t, ZqString>> choices;
+         for (std::size_t i = 0; i < there.size(); ++i)
+            for (const ZqString& label : there[i].usingManipulatorLabels())
+               choices.emplace_back(i, label);
+         ASSERT_FALSE(choices.empty());
+         const auto& [i, label] = choices[random.index(0, static_cast<ZqU32>(choices.size()) - 1)];
+         Manipulator taken;
+         ZqString link;
+         Frame place;
+         ASSERT_TRUE(there[i].uncombineManipulator(label, link, taken, place));
+         there.push_back(taken);
+      }
+      for (const Manipulator& manipulator : there)
+         expectSame(manipulator, originals.at(manipulator.manipulatorLabel()));
+   }
+}
+
 TEST(Combination, TakesTheSameModelTwice)
 {
    const zqTest::LogCapture log;

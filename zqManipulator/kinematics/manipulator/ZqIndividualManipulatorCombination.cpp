@@ -348,7 +348,8 @@ ZqIndividualManipulator::combine(const ZqString& linkLabel,
    ZqLinkEdit::Labels labels = model.linkLabels();
    for (const ZqString& label : ownLabels)
       pool.addUsedLabel(label);
-   for (const ZqIndividualManipulator* one : {static_cast<const ZqIndividualManipulator*>(this), &model})
+   for (const ZqIndividualManipulator* one :
+        {static_cast<const ZqIndividualManipulator*>(this), &model})
       for (const auto& [label, other] : one->linkPointerMap())
          ZqLinkUnion::addOtherLabels(*other, pool);
    std::map<ZqString, std::optional<ZqString>> newLabels;
@@ -735,7 +736,8 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
    const ZqLinkEdit::Labels ownLabels = linkLabels();
    const ZqString carrierLabel = carrier->linkLabel();
    const std::vector<ZqString> sharers = carrier->linkUnion()->sharers;
-   const std::vector<Name> names = ZqLinkUnion::presentNames(popped.member.origin.links, popped.within);
+   const std::vector<Name> names =
+      ZqLinkUnion::presentNames(popped.member.origin.links, popped.within);
 
    // How it came: from merge to merge, and last into this manipulator.
    Outwards outwards;

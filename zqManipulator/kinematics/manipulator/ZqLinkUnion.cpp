@@ -254,7 +254,7 @@ void ZqLinkUnion::addOtherLabels(const ZqManipulatorLink& link, ZqLabelPool& poo
 }
 
 std::vector<ZqLinkUnion::Name> ZqLinkUnion::presentNames(const std::vector<Name>& names,
-                                                          const std::vector<Member>& within)
+                                                         const std::vector<Member>& within)
 {
    std::vector<Name> result = names;
    for (auto outer = within.rbegin(); outer != within.rend(); ++outer)
@@ -353,7 +353,10 @@ void ZqLinkUnion::shareShape(ZqManipulatorLink& link, ZqManipulatorLink& owner)
       changed.sharers.push_back(link.linkLabel());
       set(owner, std::move(changed));
       if (owner.m_union->hasShapes())
+      {
+         endSharing(link, owner.linkLabel());
          return;
+      }
    }
    const ZqShapeContainer shape = owner.shapeContainer();
    const auto share = [&](ZqManipulatorLink& sharer)
@@ -382,8 +385,9 @@ void ZqLinkUnion::shareShapeApart(const ZqString& sharer, const ZqString& owner)
 {
    const auto find = [](const std::vector<Name>& names, const ZqString& present) -> const ZqString*
    {
-      const auto found = std::find_if(names.begin(), names.end(), [&present](const Name& name)
-                                      { return name.present == present; });
+      const auto found =
+         std::find_if(names.begin(), names.end(),
+                      [&present](const Name& name) { return name.present == present; });
       return found != names.end() ? &found->own : nullptr;
    };
    for (Member& member : members)
