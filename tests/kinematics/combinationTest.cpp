@@ -180,7 +180,7 @@ void expectSame(const Manipulator& manipulator, const Manipulator& before)
 TEST(Combination, IsUndoneToTheBitInAnyOrder)
 {
    const zqTest::LogCapture log;
-   for (ZqU32 seed = 0; seed < 200 && !HasFailure(); ++seed)
+   for (ZqU32 seed = 0; seed < 100 && !HasFailure(); ++seed)
    {
       SCOPED_TRACE(seed);
       RandomValues random(seed);
@@ -785,7 +785,9 @@ TEST(CombinationInScenes, AreTakenApartAfterEdits)
          if (kind == 5)
             Tool().convertManipulatorToCraigsDhForm(system, system, a); // unless a joint slides
          else if (kind == 6)
+         {
             EXPECT_TRUE(system.resizeManipulator(a, random.real(0.5, 2.0)));
+         }
       }
       const auto before = motionOf(system);
       ZqU32 child = 0;

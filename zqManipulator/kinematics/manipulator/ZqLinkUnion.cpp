@@ -326,9 +326,9 @@ bool ZqLinkUnion::pop(ZqManipulatorLink& link, const ZqString& label, Popped& po
          popped.transform = member.transform * popped.transform;
          const std::vector<Name> gone = presentNames(popped.member.origin.links, popped.within);
          popped.within.insert(popped.within.begin(), member);
-         for (const Name& link : gone)
+         for (const Name& goneName : gone)
             for (Name& name : member.origin.links)
-               if (link.present == name.own)
+               if (goneName.present == name.own)
                   name.present.reset();
          member.forget(label, popped.surfaces);
          found = true;
