@@ -49,6 +49,18 @@ ExitCode runEdit(const EditArguments& arguments, const Edit& edit);
 /// else its messages are warnings.
 void require(const std::function<bool()>& operation);
 
+/// Another model that comes into the scene.
+struct Arrival
+{
+   ZqStatedSystem model;
+   ZqU32 manipulator = 0; ///< which of its manipulators is meant
+
+   /// Of the model in a file, with a manipulator by its label, or the only one.
+   Arrival(const std::string& fileName, const std::string& label, bool isAlone);
+   /// Brings it in, and answers where in the scene the manipulator is.
+   ZqU32 joinTo(ZqStatedSystem& scene, Changes& changes) const;
+};
+
 /// \name Parts of a model, by what stands on the command line
 /// What there is not is a `Failure`, which names the option.
 /// @{

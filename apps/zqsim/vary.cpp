@@ -188,7 +188,7 @@ Json vary(const VaryOptions& options, const ZqStatedSystem& scene, const ZqVaria
                     reason(options.study.empty() ? options.model : options.study, diagnostics));
    warnOf(diagnostics);
    const std::string file = fileOf(options.out, origin.sample());
-   writeDocument(varied, file, !options.brief);
+   writeScene(varied, file, !options.brief);
    Json warnings = Json::array();
    for (const Zq::Diagnostic& diagnostic : diagnostics)
       warnings.push_back(lineOf(diagnostic));
