@@ -111,6 +111,12 @@ zqsim::ExitCode zqsim::runEdit(const EditArguments& arguments, const Edit& edit)
    return Done;
 }
 
+void zqsim::writeScene(ZqStatedSystem& scene, const std::string& fileName, bool writeDefaults)
+{
+   warnOf(diagnosticsOf([&] { scene.keepCombinations(); }));
+   writeDocument(scene, fileName, writeDefaults);
+}
+
 namespace
 {
 /// What the first message says, without the name of an operation.

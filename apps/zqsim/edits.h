@@ -45,6 +45,8 @@ using Edit = std::function<void(ZqStatedSystem&, Changes&)>;
 /// Reads the model, edits it, writes it, and tells what changed, together with the base frames that moved. What
 /// fails is a `Failure`, and nothing is written.
 ExitCode runEdit(const EditArguments& arguments, const Edit& edit);
+/// Writes a scene so that who reads it can take apart again what was combined, where it still is what its parts make.
+void writeScene(ZqStatedSystem& scene, const std::string& fileName, bool writeDefaults);
 /// Runs an operation of the library that answers whether it did something. If it did not, its message is a `Failure`;
 /// else its messages are warnings.
 void require(const std::function<bool()>& operation);

@@ -165,9 +165,3 @@ void zqsim::writeDocument(const ZqXmlObject& object, const std::string& fileName
    if (isStandardStream(fileName))
       print(document);
 }
-
-void zqsim::writeScene(ZqStatedSystem& scene, const std::string& fileName, bool writeDefaults)
-{
-   warnOf(diagnosticsOf([&] { scene.keepCombinations(); }));
-   writeDocument(scene, fileName, writeDefaults);
-}

@@ -61,6 +61,4 @@ void warnOf(const Diagnostics& diagnostics);
 /// Writes a document to a file or standard output. When it cannot be written, that is a `Failure`.
 void writeDocument(const ZqXmlObject& object, const std::string& fileName,
                    bool writeDefaults = true);
-/// Writes a scene so that who reads it can take apart again what was combined, where it still is what its parts make.
-void writeScene(ZqStatedSystem& scene, const std::string& fileName, bool writeDefaults = true);
 } // namespace zqsim

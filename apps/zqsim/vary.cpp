@@ -1,4 +1,5 @@
 #include "apps/zqsim/commands.h"
+#include "apps/zqsim/edits.h"
 #include "apps/zqsim/inputs.h"
 #include "apps/zqsim/model.h"
 #include "apps/zqsim/numbers.h"
