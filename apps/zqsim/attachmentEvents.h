@@ -24,9 +24,12 @@ struct AttachmentEvent
    void apply(ZqSimulation& simulation) const;
 };
 
-/// Reads "TIME MANIPULATOR CARRIER:LINK" and "TIME MANIPULATOR", by their names, in the order of their times. What
+/// Reads "TIME MANIPULATOR CARRIER/LINK" and "TIME MANIPULATOR", by their names, in the order of their times. What
 /// does not exist is a `Failure`.
 std::vector<AttachmentEvent> parseEvents(const std::vector<std::string>& attachments,
                                          const std::vector<std::string>& releases,
                                          const ZqManipulatorSystem& system);
+/// What cannot be, one after the other from some attachments on, is a `Failure`.
+void requirePossible(const std::vector<AttachmentEvent>& events,
+                     ZqManipulatorAttachmentMap attachments, const ZqManipulatorSystem& system);
 } // namespace zqsim

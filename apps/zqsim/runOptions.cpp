@@ -336,7 +336,7 @@ void zqsim::RunOptions::declareAttachments(CLI::App& arguments)
    arguments
       .add_option("--attach", attachments,
                   "At a time (s), attach a manipulator to a link of another one as it stands then, "
-                  "as one argument: \"0.5 peg arm:hand\"; may be given again. With --resume give "
+                  "as one argument: \"0.5 peg arm/hand\"; may be given again. With --resume give "
                   "again what is to come")
       ->allow_extra_args(false)
       ->type_name("EVENT");
