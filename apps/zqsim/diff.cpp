@@ -67,9 +67,11 @@ void DiffOptions::declare(CLI::App& arguments)
       arguments.add_option("--limit", limit, "How many differences are told")
          ->type_name("N")
          ->capture_default_str();
-   CLI::Option* const motionOption =
-      arguments.add_flag("--motion", motion,
-                         "Compare how the models move in random states, not what they are made of");
+   CLI::Option* const motionOption = arguments.add_flag(
+      "--motion", motion,
+      "Compare how the models move, not what they are made of: joints go as far at "
+      "random from the states of both, so that zeros, senses and frames may be told "
+      "in other conventions");
    motionOption->excludes(relativeOption)->excludes(ignoreOption)->excludes(limitOption);
    arguments.add_option("--states", states, "How many states")
       ->type_name("N")
@@ -162,9 +164,10 @@ ExitCode DiffOptions::compareMotion(const ZqStatedSystem& a, const ZqStatedSyste
       const char* unit;
       const Deviation& deviation;
    };
-   const std::array<Row, 4> rows{{{"position", "m", difference.position},
+   const std::array<Row, 5> rows{{{"position", "m", difference.position},
                                   {"orientation", "rad", difference.orientation},
                                   {"mass", "kg", difference.mass},
+                                  {"inertia", "kg m^2", difference.inertia},
                                   {"acceleration", "relative", difference.acceleration}}};
    Json data{{"a", first},
              {"b", second},
