@@ -4,6 +4,7 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
+#include "zqManipulator/tools/conversion/ZqDhFrameChange.h"
 
 #include <algorithm>
 #include <cmath>
@@ -20,8 +21,8 @@ void setJoint(ZqManipulatorLink& link, ZqDenavitHartenberg& joint, const Transfo
 {
    joint.setPrimaryFrame(oldInNew * joint.primaryFrame());
    link.setLinkKinematics(joint);
-   for (ZqManipulatorLink& child : link.childLinks())
-      child.transformLinkTreeBy(oldInNew);
+   zqDhFrameChange::tellUnion(link, oldInNew);
+   zqDhFrameChange::tellChildren(link, oldInNew);
 }
 
 /// The link of a label with its joint, which is of D-H; null, with a message, when there is none, or when a link

@@ -2,8 +2,8 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
 #include "zqManipulator/kinematics/joint/ZqJointAxis.h"
-#include "zqManipulator/kinematics/manipulator/ZqLinkUnion.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
+#include "zqManipulator/tools/conversion/ZqDhFrameChange.h"
 #include "zqManipulator/tools/conversion/ZqKinematicsConversionTool.h"
 
 #include <algorithm>
@@ -160,6 +160,7 @@ public:
       joint.setDhD(placement.form.d);
       joint.setPrimaryFrame(outboardChange * old.primaryFrame());
       link.setLinkKinematics(joint);
+      zqDhFrameChange::tellUnion(link, outboardChange);
       // What is no more than rounding leaves the zero where it is.
       const ZqReal theta = placement.form.theta;
       moveZero(link, std::abs(theta) < 0.125 * rounding ? 0.0 : theta);
@@ -451,8 +452,8 @@ bool ZqKinematicsConversionTool::convertBifurcatingLinkAndChildrenToCraigsDhForm
          }
          // Children that are not converted stay where they are.
          if (!withChildren)
-            for (ZqManipulatorLink& child : manipulator.linkByIndex(linkIndex)->childLinks())
-               child.transformLinkTreeBy(conversion.oldInNew(linkIndex));
+            zqDhFrameChange::tellChildren(*manipulator.linkByIndex(linkIndex),
+                                          conversion.oldInNew(linkIndex));
          conversion.finish();
       });
 }

@@ -16,8 +16,9 @@ class ZqStatedSystem;
 ///
 /// A link is where its mass is: its center is compared in each state, and its moments about that in the scenes' own.
 /// One without a mass is where its primary frame or, if that stands elsewhere in the two scenes, its D-H frame is.
-/// Its orientation is how far it has turned since the scenes' own states. The greatest of all deviations counts, and one that is not a number is greater than any. What state
-/// equality constraints, interactions, contacts and drives do beyond their inertia and friction plays no part.
+/// Its orientation is how far it has turned since the scenes' own states. The greatest of all deviations counts, and
+/// one that is not a number is greater than any. What state equality constraints, interactions, contacts and drives do
+/// beyond their inertia and friction plays no part.
 struct ZqMotionDifference
 {
    struct Settings
