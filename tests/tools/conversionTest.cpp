@@ -3,10 +3,10 @@
 #include "zqManipulator/actuation/ZqHydraulicCylinder.h"
 #include "zqManipulator/actuation/ZqPassThroughPowerConverter.h"
 #include "zqManipulator/dynamics/tools/ZqCrbiAccelerationTool.h"
+#include "zqManipulator/foundation/function/ZqLinearMultivariableConstraint.h"
 #include "zqManipulator/foundation/geometry/ZqAxisAlignedBoundingBox.h"
 #include "zqManipulator/foundation/geometry/ZqBox.h"
 #include "zqManipulator/foundation/tokens/ZqFoundationTokens.h"
-#include "zqManipulator/foundation/function/ZqLinearMultivariableConstraint.h"
 #include "zqManipulator/simulation/constraints/ZqConditionalJointStateConstraint.h"
 #include "zqManipulator/simulation/constraints/ZqLinearStateEqualityConstraint.h"
 #include "zqManipulator/simulation/constraints/ZqMultivariableJointStateConstraint.h"
@@ -418,7 +418,7 @@ std::vector<Transform> framesApart(ZqStatedSystem system)
    state.setPositionState(system.state().positionStates()[child]);
    std::vector<Transform> frames;
    for (const ZqManipulatorLink* link : zqTest::inPreorder(*system.manipulatorByIndex(child)))
-      frames.push_back(link->primaryFrameInSystem(state));
+      frames.push_back(frameOf(*link, state));
    return frames;
 }
 
@@ -443,8 +443,9 @@ TEST(KinematicsConversion, AllThatActsInASceneFollows)
    for (ZqU32 seed = 0; seed < 12; ++seed)
    {
       const bool isChain = seed % 3 == 0;
-      RandomScene scene(seed, {isChain ? zqTest::chain(5) : zqTest::Parents{zqTest::onBase, 0, 1, 1, 3},
-                               seed % 2 == 0});
+      RandomScene scene(
+         seed,
+         {isChain ? zqTest::chain(5) : zqTest::Parents{zqTest::onBase, 0, 1, 1, 3}, seed % 2 == 0});
       scene.system.editManipulator(scene.index,
                                    [&](ZqIndividualManipulator& manipulator)
                                    {
@@ -463,6 +464,7 @@ TEST(KinematicsConversion, AllThatActsInASceneFollows)
          zqTest::chain(1), [&](ZqU32) { return zqTest::randomLink(scene.random); });
       tool.setManipulatorLabel("tool");
       tool.linkByIndex(0)->setLinkKinematics(delicateJoint(scene.random));
+      tool.linkByIndex(0)->addNamedFrame("flange", {});
       tool.changeLinkLabel("label0", "finger");
       scene.system.addManipulator(tool);
       ASSERT_TRUE(scene.system.combineManipulator("tool", scene.manipulator().manipulatorLabel(),
@@ -587,9 +589,9 @@ TEST(KinematicsConversion, WhatCannotBeConvertedStays)
        "recenterJointLimits(): bad manipulator index, 4\n"},
       {[&] { return convert(Flip, ZqStatedSystem(scene), 2, scene); },
        "reconfigureDhToPrecursor: the child \"fixed\" of link \"second\" has no joint.\n"},
-      {[&]
-       {
-          return tool.convertBifurcatingLinkAndChildrenToCraigsDhForm(scene, 2, 0, Transform(), false);
+      {[&] {
+          return tool.convertBifurcatingLinkAndChildrenToCraigsDhForm(scene, 2, 0, Transform(),
+                                                                      false);
        },
        ofLink + "a child has no joint, and would move.\n"},
       {[&]

@@ -339,7 +339,8 @@ TEST(ModelVariation, SampleFollowsFromSeedAndNumberAlone)
    load.setManipulatorLabel("load");
    load.setMassProperties(ZqRigidBodyMassProperties::uniformSolidSphere(2.0, 0.1));
    whole.addManipulator(load);
-   ASSERT_TRUE(whole.combineManipulator("load", scene.manipulatorByIndex(0)->manipulatorLabel(), label,
+   ASSERT_TRUE(whole.combineManipulator("load", scene.manipulatorByIndex(0)->manipulatorLabel(),
+                                        label,
                                         ZqCoordinateSystemTransformation(ZqVector(0.1, 0.2, 0.3))));
    ZqStatedSystem apart = varied(whole, study, 9, 4);
    const ZqReal ratio = massOf(apart, 1).mass() / massOf(whole, 1).mass();

@@ -423,12 +423,13 @@ bool ZqKinematicsConversionTool::convertBifurcatingLinkAndChildrenToCraigsDhForm
          reject(ofLink.badJoint);
          return false;
       }
-   const char* fault =
-      ZqLinkUnion::isRigid(inboardChange) ? nullptr : "the transformation is not a rigid one";
+   const char* fault = nullptr;
    if (!withChildren)
       for (const ZqManipulatorLink& child : source->linkByIndex(linkIndex)->childLinks())
          if (child.linkKinematicsContainer().topElement() == nullptr)
             fault = "a child has no joint, and would move";
+   if (!ZqLinkUnion::isRigid(inboardChange))
+      fault = "the transformation is not a rigid one";
    if (fault != nullptr)
    {
       Zq::Print::instance().write(
