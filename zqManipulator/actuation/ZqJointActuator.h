@@ -156,9 +156,10 @@ public:
    /// torque, so that a command is to be turned, too. What is not alike in both senses turns with its gear
    /// instead, and its motor is driven as before: a hydraulic cylinder, whose piston and chambers get the
    /// new zero, and a flexible shaft, whose play is on one side.
-   /// What is missing, a drive train or a converter, is passed over.
    void apply(const ZqLinkRestatement& restatement);
-   virtual void setFromOldJointActuator(const ZqOldJointActuator& old); ///< parts anew; records stay
+   /// Replaces the parts by a drive train of the same parameters, and a converter whose command is
+   /// the torque, with the same limits. The records of makers stay.
+   virtual void setFromOldJointActuator(const ZqOldJointActuator& old);
 
 private:
    ZqMechanicalActuatorComponent* component()
