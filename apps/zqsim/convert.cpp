@@ -47,14 +47,14 @@ bool reconfigureToPrecursors(ZqStatedSystem& scene, ZqU32 index)
 {
    bool isConverted = true;
    ZqStatedSystem converted = scene;
-   converted.editManipulator(index,
-                             [&](ZqIndividualManipulator& manipulator)
-                             {
-                                for (ZqU32 i = 0; i < manipulator.jointDof() && isConverted; ++i)
-                                   isConverted =
-                                      ZqKinematicsConversionTool::reconfigureDhToPrecursor(
-                                         manipulator, manipulator.linkByIndex(i)->linkLabel());
-                             });
+   converted.restateManipulator(index,
+                                [&](ZqIndividualManipulator& manipulator)
+                                {
+                                   for (ZqU32 i = 0; i < manipulator.jointDof() && isConverted; ++i)
+                                      isConverted =
+                                         ZqKinematicsConversionTool::reconfigureDhToPrecursor(
+                                            manipulator, manipulator.linkByIndex(i)->linkLabel());
+                                });
    if (isConverted)
       scene = converted;
    return isConverted;
@@ -97,8 +97,11 @@ Json convertTo(const std::string& form, ZqStatedSystem& scene, const std::string
          diagnosticsOf([&] { isConverted = convertManipulator(form, scene, i); });
       Json entry{{"manipulator", name}, {"isConverted", isConverted}};
       if (isConverted)
+      {
+         warnOf(diagnostics);
          entry["shifts"] =
             shiftsOf(*scene.manipulatorByIndex(i), before, scene.state().positionStates()[i]);
+      }
       else
       {
          // Without the name of the operation, which stands before the text.

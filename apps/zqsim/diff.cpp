@@ -38,7 +38,6 @@ private:
    std::string states = "100";
    std::string seed = "1";
    bool motion = false;
-   bool fromState = false;
    bool json = false;
 };
 
@@ -68,9 +67,11 @@ void DiffOptions::declare(CLI::App& arguments)
       arguments.add_option("--limit", limit, "How many differences are told")
          ->type_name("N")
          ->capture_default_str();
-   CLI::Option* const motionOption =
-      arguments.add_flag("--motion", motion,
-                         "Compare how the models move in random states, not what they are made of");
+   CLI::Option* const motionOption = arguments.add_flag(
+      "--motion", motion,
+      "Compare how the models move, not what they are made of: joints go as far at "
+      "random from the states of both, so that zeros, senses and frames may be told "
+      "in other conventions");
    motionOption->excludes(relativeOption)->excludes(ignoreOption)->excludes(limitOption);
    arguments.add_option("--states", states, "How many states")
       ->type_name("N")
@@ -80,13 +81,7 @@ void DiffOptions::declare(CLI::App& arguments)
       ->type_name("N")
       ->capture_default_str()
       ->needs(motionOption);
-   arguments
-      .add_flag("--from-state", fromState,
-                "Compare how they move away from where the state of each has them: zeros of joints "
-                "and frames of links may differ, as after convert --to")
-      ->needs(motionOption);
    arguments.add_flag("--json", json, "Print JSON");
-   arguments.footer("The exit code is 5 if they differ, or do not move alike.");
 }
 
 ZqReal DiffOptions::numberOr(const char* option, const std::string& given, ZqReal other) const
@@ -158,8 +153,8 @@ ExitCode DiffOptions::compareModels(const ZqStatedSystem& a, const ZqStatedSyste
 ExitCode DiffOptions::compareMotion(const ZqStatedSystem& a, const ZqStatedSystem& b) const
 {
    const ZqReal most = numberOr("--tolerance", tolerance, 1e-9);
-   const ZqMotionDifference::Settings settings{countOf("--states", states), countOf("--seed", seed),
-                                               fromState};
+   const ZqMotionDifference::Settings settings{countOf("--states", states),
+                                               countOf("--seed", seed)};
    const ZqMotionDifference difference = ZqMotionDifference::between(a, b, settings);
    const bool isAlike = difference.isWithin(most);
    using Deviation = ZqMotionDifference::Deviation;
@@ -169,9 +164,10 @@ ExitCode DiffOptions::compareMotion(const ZqStatedSystem& a, const ZqStatedSyste
       const char* unit;
       const Deviation& deviation;
    };
-   const std::array<Row, 4> rows{{{"position", "m", difference.position},
+   const std::array<Row, 5> rows{{{"position", "m", difference.position},
                                   {"orientation", "rad", difference.orientation},
                                   {"mass", "kg", difference.mass},
+                                  {"inertia", "kg m^2", difference.inertia},
                                   {"acceleration", "relative", difference.acceleration}}};
    Json data{{"a", first},
              {"b", second},

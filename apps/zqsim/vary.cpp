@@ -141,9 +141,9 @@ ZqVariationStudy studyOf(const VaryOptions& options)
       if (options.sigmas[i].empty())
          continue;
       const ZqReal sigma = parseNumber(deviations[i].option, options.sigmas[i]);
-      if (!(sigma >= 0.0))
+      if (!(sigma >= 0.0 && sigma <= ZqVariationStudy::greatestSigma))
          throw Failure(Usage, std::string(deviations[i].option) +
-                                 ": expected a number that is not negative, but received " +
+                                 ": expected a number of 0 to 1e30, but received " +
                                  options.sigmas[i]);
       deviations[i].set(defaults, sigma);
       isAny = true;

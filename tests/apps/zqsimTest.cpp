@@ -170,6 +170,7 @@ TEST_F(Zqsim, FailuresHaveTheirCodeAndOneLine)
            {"diff " + puma + ' ' + puma + " --motion --ignore mass", 2, "--motion"},
            {"vary " + puma + " -o " + scratch("new.xml"), 2, "expected --study or one of --sigma"},
            {"vary " + puma + " --sigma-mass -1 -o " + scratch("new.xml"), 2, "--sigma-mass"},
+           {"vary " + puma + " --sigma-mass 1e31 -o " + scratch("new.xml"), 2, "--sigma-mass"},
            {"vary " + puma + " --seed -1 --sigma-mass 1 -o " + scratch("new.xml"), 2, "--seed"},
            {"vary " + puma + " --count 2 --sigma-mass 1 -o " + scratch("new.xml"), 2, "%k"},
            {"vary " + model("door") + " --study examples/pumaStudy.xml -o " + scratch("new.xml"), 3,
@@ -245,21 +246,44 @@ TEST_F(Zqsim, PumaReachesWhereItsGeometrySays)
 TEST_F(Zqsim, ConvertTellsAModelInOtherConventionsAndWhatCannotBe)
 {
    const std::string out = scratch("converted.xml");
-   const std::string convert = "convert " + model("gripper") + ' ' + out + " --json --to ";
-   for (const std::string form : {"craig", "precursor", "identity-frames"})
+   const std::string alike = "diff --motion --states 20 ";
+   for (const auto& entry : std::filesystem::directory_iterator(PROJECT "examples/models"))
+      for (const std::string form : {"craig", "precursor", "identity-frames"})
+      {
+         const std::string file = entry.path();
+         if (!file.ends_with(".xml"))
+            continue;
+         SCOPED_TRACE(file + " to " + form);
+         const Result result = run("convert " + file + ' ' + out + " --json --to " + form);
+         bool areAll = true;
+         for (const Json& told : Json::parse(result.out).at("manipulators"))
+         {
+            areAll = areAll && told.at("isConverted");
+            EXPECT_TRUE(told.at("isConverted") || !told.at("reason").empty());
+         }
+         EXPECT_EQ(result.code, areAll ? 0 : 5) << result.err;
+         EXPECT_TRUE(areAll || form == "craig"); // where joints slide
+         const Result motion = run(alike + file + ' ' + out);
+         EXPECT_EQ(motion.code, 0) << motion.out;
+      }
+   // A run goes on as it would have, with what contacts remember. Forces hang on penetrations of 1e-6 m, and follow
+   // roundings of 1e-16 m for some thousand steps.
+   const std::string half = scratch("half.xml"), whole = scratch("whole.xml");
+   for (const std::string name : {"slope", "grasp"})
    {
-      const Result result = run(convert + form);
-      const Json list = Json::parse(result.out).at("manipulators");
-      bool areAll = true;
-      for (const Json& entry : list)
-         areAll = areAll && (entry.at("isConverted") || !entry.at("reason").empty()) &&
-                  entry.at("isConverted");
-      EXPECT_EQ(result.code, areAll ? 0 : 5) << result.err;
-      EXPECT_EQ(areAll, form != "craig"); // its fingers slide
-      EXPECT_EQ(runForJson("info " + out).at("manipulators").size(), list.size());
+      ASSERT_EQ(run("run " + model(name) + " --quiet --time 0.2 --save " + half).code, 0);
+      ASSERT_EQ(run("run " + half + " --quiet --time 0.2 --save " + whole).code, 0);
+      for (const std::string form : {"precursor", "identity-frames"})
+      {
+         ASSERT_EQ(run("convert " + half + ' ' + out + " --to " + form).code, 0);
+         ASSERT_EQ(run("run " + out + " --quiet --time 0.2 --save " + out).code, 0);
+         const Result motion = run(alike + "--tolerance 1e-7 " + whole + ' ' + out);
+         EXPECT_EQ(motion.code, 0) << name << " to " << form << '\n' << motion.out;
+      }
    }
-   EXPECT_EQ(run(convert + "craig --manipulator none").code, 2);
-   EXPECT_EQ(run("convert " + model("gripper") + " - --json --to craig").code, 2);
+   const std::string convert = "convert " + model("gripper");
+   EXPECT_EQ(run(convert + ' ' + out + " --json --to craig --manipulator none").code, 2);
+   EXPECT_EQ(run(convert + " - --json --to craig").code, 2);
 }
 
 TEST_F(Zqsim, DistancesAreThoseOfTheShapes)
@@ -465,7 +489,7 @@ TEST_F(Zqsim, DiffTellsWhatDiffersAndHowItMoves)
    EXPECT_EQ(run("diff --motion " + puma + ' ' + puma).code, 0);
    const Json motion = runForJson("diff --motion --states 5 --seed 7 " + both, 5);
    EXPECT_EQ(motion.at("alike"), false);
-   EXPECT_EQ(motion.at("deviations").at(0).at("greatest"), 0.0);
+   EXPECT_LT(motion.at("deviations").at(1).at("greatest"), 1e-14);
    EXPECT_EQ(motion.at("deviations").at(2).at("place"), "puma560/upperArm");
    EXPECT_NEAR(motion.at("deviations").at(2).at("greatest"), 0.1, 1e-14);
    EXPECT_EQ(run("diff --motion --tolerance 1 " + both).code, 0);

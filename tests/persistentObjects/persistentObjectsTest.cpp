@@ -26,7 +26,7 @@ constexpr bool keepsEntriesOf =
    std::same_as<T, ZqManipulatorSystem> || std::same_as<T, ZqManipulatorSystemConfiguration> ||
    std::same_as<T, ZqDataMap> || std::same_as<T, ZqFrictionCoefficientLookupTool> ||
    std::derived_from<T, ZqBaseDissipativeForceProcessor> || std::derived_from<T, ZqShape> ||
-   std::derived_from<T, ZqManipulatorLink>;
+   std::same_as<T, ZqCombination> || std::derived_from<T, ZqManipulatorLink>;
 
 /// What a document may hold that is nearest to the default: a body whose default is invalid reads back
 /// as its null object, a hull has a point, and the sphere of a manipulator is fitted.
@@ -40,6 +40,8 @@ T plainOf()
       object = T({ZqVector()});
    if constexpr (std::same_as<T, ZqIndividualManipulator>)
       object.fitAbsoluteBoundingSphere();
+   if constexpr (std::same_as<T, ZqCombination>)
+      (object.*std::get<4>(T::components()).member).fitAbsoluteBoundingSphere();
    return object;
 }
 

@@ -3,13 +3,17 @@
 #include "zqManipulator/actuation/ZqHydraulicCylinder.h"
 #include "zqManipulator/actuation/ZqPassThroughPowerConverter.h"
 #include "zqManipulator/dynamics/tools/ZqCrbiAccelerationTool.h"
+#include "zqManipulator/foundation/function/ZqLinearMultivariableConstraint.h"
 #include "zqManipulator/foundation/geometry/ZqAxisAlignedBoundingBox.h"
 #include "zqManipulator/foundation/geometry/ZqBox.h"
 #include "zqManipulator/foundation/tokens/ZqFoundationTokens.h"
+#include "zqManipulator/simulation/constraints/ZqConditionalJointStateConstraint.h"
 #include "zqManipulator/simulation/constraints/ZqLinearStateEqualityConstraint.h"
+#include "zqManipulator/simulation/constraints/ZqMultivariableJointStateConstraint.h"
 #include "zqManipulator/simulation/constraints/ZqXyStateEqualityConstraint.h"
 #include "zqManipulator/simulation/interactions/ZqLatchedDoorLinks.h"
 #include "zqManipulator/simulation/interactions/ZqSpringAndDamperBetweenLinks.h"
+#include "zqManipulator/simulation/records/ZqComPolygonalStoppingCriterion.h"
 #include "zqManipulator/simulation/step/ZqSimulation.h"
 #include "zqManipulator/tools/conversion/ZqKinematicsConversionTool.h"
 
@@ -61,7 +65,9 @@ bool convert(Kind kind, const ZqStatedSystem& source, ZqU32 index, ZqStatedSyste
          isConverted = Tool::add3SagJoints(
             manipulator, manipulator.linkByIndex(manipulator.jointDof() / 2)->linkLabel(), added);
    };
-   return result.editManipulator(index, convertLinks) && isConverted;
+   return (kind == Sag ? result.editManipulator(index, convertLinks)
+                       : result.restateManipulator(index, convertLinks)) &&
+          isConverted;
 }
 
 /// A joint that turns, of any D-H type; its axis is often parallel to that before it, or meets it, or
@@ -283,9 +289,40 @@ void holdAll(RandomScene& scene)
    ZqStateEqualityConstraintVector constraints;
    constraints.pushBack(slider);
    constraints.pushBack(gear);
+   const auto& q = scene.position.jointPositions();
+   const auto sum = [&random](ZqReal constant)
+   {
+      ZqLinearMultivariableConstraint function;
+      function.setConstantTerm(constant);
+      for (ZqU32 i = 0; i < 5; ++i)
+         function.setCoefficient(i, random.real(-0.2, 0.2));
+      return function;
+   };
+   ZqConditionalJointStateConstraint either;
+   either.setIndex(1);
+   either.setConditionals({q[1] + 0.1, q[1] + 9.0});
+   ZqMultivariableConstraintVector functions;
+   functions.pushBack(sum(1.0));
+   functions.pushBack(sum(2.0));
+   either.setConstraints(functions);
+   ZqStateConstraintVector limits;
+   limits.pushBack(either);
+   ZqComPolygonalStoppingCriterion polygon;
+   polygon.setReferenceLinkLabel("label2");
+   polygon.setPolygonVertices(
+      ZqXmlVectorVector({random.vector(), random.vector(), random.vector()}));
+   ZqStoppingCriterionVector criteria;
+   criteria.pushBack(polygon);
    ZqMechanicalActuatorComponent train;
    train.setGearRatio(2.0);
    train.setInertia(0.01);
+   ZqMechanicalActuatorComponent shaft = train;
+   shaft.setIsRigid(false);
+   shaft.setJointFlexibilityStiffness(50.0);
+   shaft.setBacklash(0.01);
+   ZqJointActuator flexible;
+   flexible.setMechanicalComponent(shaft);
+   flexible.setPowerConverter(ZqPassThroughPowerConverter());
    ZqHydraulicCylinder cylinder;
    cylinder.setFluidBulkModulus(1e6);
    cylinder.setFluidDensity(900.0);
@@ -301,7 +338,12 @@ void holdAll(RandomScene& scene)
                                 [&](ZqIndividualManipulator& manipulator)
                                 {
                                    manipulator.setStateEqualityConstraints(constraints);
+                                   manipulator.setStateConstraints(limits);
+                                   manipulator.setStoppingCriteria(criteria);
                                    manipulator.linkByIndex(2)->setJointActuator(hydraulic);
+                                   manipulator.linkByIndex(3)->setJointActuator(flexible);
+                                   manipulator.linkByIndex(0)->setUpperLimitConstraint(
+                                      ZqMultivariableJointStateConstraint(sum(q[0] + 20.0)));
                                 });
 
    ZqSpringAndDamperBetweenLinks spring;
@@ -318,7 +360,6 @@ void holdAll(RandomScene& scene)
    door.setDoorLinkId(1);
    door.setHandleLinkId(4);
    door.setSpringConstant(30.0);
-   const auto& q = scene.position.jointPositions();
    door.setClosedDoorAngleLowerBound(q[1] - 0.5);
    door.setClosedDoorAngleUpperBound(q[1] + 0.2);
    door.setUnlatchingAngleLowerBound(q[4] + 0.01);
@@ -327,6 +368,9 @@ void holdAll(RandomScene& scene)
    interactions.pushBack(spring);
    interactions.pushBack(door);
    scene.system.setLinkInteractionsVector(interactions);
+   // The door is held elsewhere than in the middle of its frame.
+   ZqInteractionState remembered;
+   remembered.setMemories({{}, ZqXmlVectorBasicType<ZqReal>({0.0, q[1] - 0.4})});
 
    ZqIndividualManipulator body;
    body.setManipulatorLabel("body");
@@ -336,6 +380,46 @@ void holdAll(RandomScene& scene)
       scene.system.numberOfManipulators() - 1, scene.index, "label2", zqTest::randomFrame(random),
       "grip"));
    scene.system.placeAttachedManipulators();
+   scene.system.setInteractionState(remembered);
+}
+
+/// What does not act in a run: a constraint of the state, how far a joint is from limits of several joints, the
+/// corners of a polygon in the system.
+std::vector<ZqReal> valuesOf(const ZqStatedSystem& system, ZqU32 index)
+{
+   const ZqIndividualManipulator& manipulator = *system.manipulatorByIndex(index);
+   const ZqPositionState& position = system.state().positionStates()[index];
+   std::vector<ZqReal> values{
+      manipulator.stateConstraints().vectorContainer()[0]->evaluate(position)};
+   const ZqManipulatorLink& link = *manipulator.linkByIndex(0);
+   for (const auto* limit : {link.upperLimitConstraintContainer().topElement(),
+                             link.lowerLimitConstraintContainer().topElement()})
+      if (limit != nullptr)
+         values.push_back(limit->evaluate(position));
+   ZqManipulatorActivePositionState state;
+   state.setPositionState(position);
+   const auto& polygon = dynamic_cast<const ZqComPolygonalStoppingCriterion&>(
+      *manipulator.stoppingCriteria().vectorContainer()[0]);
+   const Transform frame = manipulator.linkByIdentifier("label2")->primaryFrameInSystem(state);
+   for (const ZqVector& vertex : polygon.polygonVertices())
+      for (ZqU32 k = 0; k < 3; ++k)
+         values.push_back((frame * vertex)[k]);
+   return values;
+}
+
+/// What has been combined, taken apart again: where its links are.
+std::vector<Transform> framesApart(ZqStatedSystem system)
+{
+   ZqU32 parent = 0;
+   ZqU32 child = 0;
+   Transform place;
+   EXPECT_TRUE(system.uncombineManipulator("tool", parent, child, place));
+   ZqManipulatorActivePositionState state;
+   state.setPositionState(system.state().positionStates()[child]);
+   std::vector<Transform> frames;
+   for (const ZqManipulatorLink* link : zqTest::inPreorder(*system.manipulatorByIndex(child)))
+      frames.push_back(frameOf(*link, state));
+   return frames;
 }
 
 /// Where the links and the body that one of them carries are after a while.
@@ -358,7 +442,10 @@ TEST(KinematicsConversion, AllThatActsInASceneFollows)
 {
    for (ZqU32 seed = 0; seed < 12; ++seed)
    {
-      RandomScene scene(seed, {zqTest::chain(5), seed % 2 == 0});
+      const bool isChain = seed % 3 == 0;
+      RandomScene scene(
+         seed,
+         {isChain ? zqTest::chain(5) : zqTest::Parents{zqTest::onBase, 0, 1, 1, 3}, seed % 2 == 0});
       scene.system.editManipulator(scene.index,
                                    [&](ZqIndividualManipulator& manipulator)
                                    {
@@ -373,8 +460,19 @@ TEST(KinematicsConversion, AllThatActsInASceneFollows)
                                       }
                                       manipulator.addNamedFrame("flange", {});
                                    });
+      ZqIndividualManipulator tool = zqTest::makeManipulator(
+         zqTest::chain(1), [&](ZqU32) { return zqTest::randomLink(scene.random); });
+      tool.setManipulatorLabel("tool");
+      tool.linkByIndex(0)->setLinkKinematics(delicateJoint(scene.random));
+      tool.linkByIndex(0)->addNamedFrame("flange", {});
+      tool.changeLinkLabel("label0", "finger");
+      scene.system.addManipulator(tool);
+      ASSERT_TRUE(scene.system.combineManipulator("tool", scene.manipulator().manipulatorLabel(),
+                                                  "label4", zqTest::randomFrame(scene.random)));
       holdAll(scene);
       const std::vector<Transform> expected = framesAfterARun(scene.system, scene.index);
+      const std::vector<ZqReal> values = valuesOf(scene.system, scene.index);
+      const std::vector<Transform> apart = framesApart(scene.system);
       for (const Kind kind : {Craig, Precursor, IdentityFrames, Recenter, Flip})
       {
          ZqStatedSystem result;
@@ -383,6 +481,15 @@ TEST(KinematicsConversion, AllThatActsInASceneFollows)
          for (std::size_t i = 0; i < frames.size(); ++i)
             EXPECT_LE(distance(frames[i], expected[i], 1.0), 1e-9)
                << "seed " << seed << " kind " << kind << " frame " << i;
+         const std::vector<ZqReal> valuesNow = valuesOf(result, scene.index);
+         ASSERT_EQ(valuesNow.size(), values.size());
+         for (std::size_t i = 0; i < values.size(); ++i)
+            EXPECT_NEAR(valuesNow[i], values[i], 1e-12) << "seed " << seed << " kind " << kind;
+         const std::vector<Transform> apartNow = framesApart(result);
+         ASSERT_EQ(apartNow.size(), apart.size());
+         for (std::size_t i = 0; i < apart.size(); ++i)
+            EXPECT_LE(distance(apartNow[i], apart[i], 1.0), 1e-12)
+               << "seed " << seed << " kind " << kind;
       }
    }
 }
@@ -445,13 +552,25 @@ TEST(KinematicsConversion, WhatCannotBeConvertedStays)
    link.setLinkLabel("second");
    manipulator.addChild(link);
    scene.addManipulator(manipulator);
+   // The third has a link without a joint behind one that turns.
+   ZqManipulatorLink fixed;
+   fixed.setLinkLabel("fixed");
+   link.setLinkKinematics(Dh());
+   link.addChild(fixed);
+   ZqIndividualManipulator third;
+   third.addChild(link);
+   scene.addManipulator(third);
+   const Transform endlessFrame(ZqVector(0.0, zqTest::infinity, 0.0));
+   const Transform skew(ZqVector(), ZqOrientation(2.0, 0.0, 0.0, 0.0));
+   const std::string ofLink =
+      "convertBifurcatingLinkAndChildrenToCraigsDhForm(): link \"second\": ";
    const ZqStatedSystem before = scene;
    const Tool tool;
    std::vector<std::string> labels;
    const double endless = zqTest::infinity;
-   const std::pair<std::function<bool()>, const char*> cases[] = {
-      {[&] { return tool.convertManipulatorToCraigsDhForm(scene, scene, 2); },
-       "convertManipulatorToCraigsDhForm(): index (2) out of range\n"},
+   const std::pair<std::function<bool()>, std::string> cases[] = {
+      {[&] { return tool.convertManipulatorToCraigsDhForm(scene, scene, 3); },
+       "convertManipulatorToCraigsDhForm(): index (3) out of range\n"},
       {[&] { return tool.convertManipulatorToCraigsDhForm(scene, scene, 0); },
        "convertManipulatorToCraigsDhForm(): system with non-rotational DH kinematics cannot be "
        "converted.\n"},
@@ -464,8 +583,18 @@ TEST(KinematicsConversion, WhatCannotBeConvertedStays)
                                                        nullptr);
        },
        "convertManipulatorToCraigsDhForm(): centers and shifts must be finite.\n"},
-      {[&] { return tool.recenterJointLimits(scene, 2, {}); },
-       "recenterJointLimits(): bad manipulator index, 2\n"},
+      {[&] { return tool.recenterJointLimits(scene, 3, {}); },
+       "recenterJointLimits(): bad manipulator index, 3\n"},
+      {[&] { return convert(Flip, ZqStatedSystem(scene), 2, scene); },
+       "reconfigureDhToPrecursor: the child \"fixed\" of link \"second\" has no joint.\n"},
+      {[&] {
+          return tool.convertBifurcatingLinkAndChildrenToCraigsDhForm(scene, 2, 0, Transform(),
+                                                                      false);
+       },
+       ofLink + "a child has no joint, and would move.\n"},
+      {[&]
+       { return tool.convertBifurcatingLinkAndChildrenToCraigsDhForm(scene, 2, 0, skew, false); },
+       ofLink + "the transformation is not a rigid one.\n"},
       {[&] { return Tool::flipJointSign(manipulator, "none"); },
        "reconfigureDhToPrecursor: incorrect link label.\n"},
       {[&] { return Tool::add3SagJoints(manipulator, "none", labels); },
@@ -474,8 +603,16 @@ TEST(KinematicsConversion, WhatCannotBeConvertedStays)
    {
       const zqTest::LogCapture log;
       EXPECT_FALSE(convert()) << message;
-      EXPECT_EQ(log.text(), ZqString("ZqKinematicsConversionTool::") + message + '\n');
+      EXPECT_EQ(log.text(), "ZqKinematicsConversionTool::" + message + '\n');
       EXPECT_EQ(scene, before);
+   }
+   const ZqIndividualManipulator unchanged = manipulator;
+   for (const Transform& frame : {endlessFrame, skew})
+   {
+      const zqTest::LogCapture log;
+      EXPECT_FALSE(manipulator.transformPrimaryFrame("first", frame));
+      EXPECT_NE(log.text().find("\"first\": the frame is not a rigid one"), ZqString::npos);
+      EXPECT_EQ(manipulator, unchanged);
    }
 }
 

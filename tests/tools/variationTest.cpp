@@ -332,6 +332,24 @@ TEST(ModelVariation, SampleFollowsFromSeedAndNumberAlone)
    EXPECT_EQ(massOf(without, 1), massOf(scene, 1));
    EXPECT_NE(massOf(with, 1), massOf(scene, 1));
    EXPECT_EQ(massOf(without, 2), massOf(with, 2));
+
+   // What is merged into a link has its part of the mass that is drawn.
+   ZqStatedSystem whole = scene;
+   ZqIndividualManipulator load;
+   load.setManipulatorLabel("load");
+   load.setMassProperties(ZqRigidBodyMassProperties::uniformSolidSphere(2.0, 0.1));
+   whole.addManipulator(load);
+   ASSERT_TRUE(whole.combineManipulator("load", scene.manipulatorByIndex(0)->manipulatorLabel(),
+                                        label,
+                                        ZqCoordinateSystemTransformation(ZqVector(0.1, 0.2, 0.3))));
+   ZqStatedSystem apart = varied(whole, study, 9, 4);
+   const ZqReal ratio = massOf(apart, 1).mass() / massOf(whole, 1).mass();
+   ZqU32 parent = 0, child = 0;
+   ZqCoordinateSystemTransformation place;
+   ASSERT_TRUE(apart.uncombineManipulator("load", parent, child, place));
+   EXPECT_GT(std::abs(ratio - 1.0), 1e-4);
+   EXPECT_NEAR(apart.manipulatorByIndex(child)->massProperties().mass(), 2.0 * ratio, 1e-14);
+   EXPECT_NEAR(massOf(apart, 1).mass(), massOf(scene, 1).mass() * ratio, 1e-13);
 }
 
 TEST(ModelVariation, OriginStaysInDocumentsAndIsEnoughToRepeat)

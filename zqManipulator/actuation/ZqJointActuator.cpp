@@ -149,6 +149,9 @@ void ZqJointActuator::apply(const ZqLinkRestatement& restatement)
       cylinder->setMaximumFluidLength(cylinder->maximumFluidLength() + shift);
       cylinder->setFluidVolume1(cylinder->fluidVolume1() - cylinder->effectiveArea1() * shift);
    }
+   else if (const auto* part = component();
+            restatement.jointSign < 0.0 && part != nullptr && !part->isRigid())
+      setGearRatio(-gearRatio()); // the play is on one side of the motor
    else if (restatement.jointSign < 0.0)
    {
       const ZqReal greatest = -minTorque();

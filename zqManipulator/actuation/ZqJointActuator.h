@@ -152,12 +152,13 @@ public:
    virtual void scaleBy(ZqReal scale, ZqReal jointScale);
    /// As `ZqMechanicalActuatorComponent::initializeActuatorStates`.
    virtual void initializeActuatorStates(ZqManipulatorActiveState& state) const;
+   /// Follows another zero or sense of its joint: its limits, and in another sense its least and greatest
+   /// torque, so that a command is to be turned, too. What is not alike in both senses turns with its gear
+   /// instead, and its motor is driven as before: a hydraulic cylinder, whose piston and chambers get the
+   /// new zero, and a flexible shaft, whose play is on one side.
+   void apply(const ZqLinkRestatement& restatement);
    /// Replaces the parts by a drive train of the same parameters, and a converter whose command is
    /// the torque, with the same limits. The records of makers stay.
-   /// Follows another zero or sense of its joint: its limits, and in another sense its least and greatest
-   /// torque. A hydraulic cylinder, which is not alike in both senses, turns with its gear instead, and its
-   /// piston and chambers get the new zero.
-   void apply(const ZqLinkRestatement& restatement);
    virtual void setFromOldJointActuator(const ZqOldJointActuator& old);
 
 private:

@@ -1,6 +1,7 @@
 #include "zqManipulator/state/ZqInteractionState.h"
 
 #include "zqManipulator/foundation/xml/ZqXmlWhiteSpace.h"
+#include "zqManipulator/tools/labels/ZqModelEdit.h"
 
 #include <algorithm>
 #include <charconv>
@@ -197,4 +198,59 @@ bool ZqContactState::get(ZqContactMemoryOfPair& pair) const
            {m_manipulatorTwoIndex, m_linkTwoIndex, m_shapeTwoIndex},
            memory};
    return true;
+}
+
+namespace
+{
+ZqManipulatorLinkIndex placeOf(const ZqShapeKey& key)
+{
+   return {key.manipulatorIndex(), key.linkIndex()};
+}
+
+bool hasOtherFrame(const ZqModelEdit& edit, const ZqShapeKey& key)
+{
+   return !(edit.restatement(placeOf(key)).T == ZqCoordinateSystemTransformation::identity());
+}
+
+/// Of one body, in a new primary frame.
+void restateSide(ZqContactMemory& memory, std::size_t side,
+                 const ZqCoordinateSystemTransformation& T, const ZqOrientation& newOrientation)
+{
+   memory.stickPoint[side] = T * memory.stickPoint[side];
+   memory.stickFrame[side] = memory.stickFrame[side] * T.inverse();
+   for (int i = 0; i < memory.gripCount; ++i)
+   {
+      ZqVector& anchor = side == 0 ? memory.grips[i].anchor1 : memory.grips[i].anchor2;
+      anchor = T * anchor;
+   }
+   const ZqVector toNewOrigin = newOrientation * T.translation() * -1.0;
+   for (ZqGeneralMotion* velocity : {&memory.velocity[side], &memory.lastVelocity[side]})
+      *velocity = {velocity->linear() + velocity->angular().cross(toNewOrigin),
+                   velocity->angular()};
+}
+} // namespace
+
+void ZqInteractionState::restate(
+   const ZqModelEdit& edit,
+   const std::function<ZqOrientation(const ZqManipulatorLinkIndex&)>& newOrientationOf)
+{
+   for (ZqContactState& contact : m_contacts)
+   {
+      ZqContactMemoryOfPair pair;
+      if (!contact.get(pair) ||
+          (!hasOtherFrame(edit, pair.key1) && !hasOtherFrame(edit, pair.key2)))
+         continue;
+      for (std::size_t side = 0; side < 2; ++side)
+         if (const ZqShapeKey& key = side == 0 ? pair.key1 : pair.key2; hasOtherFrame(edit, key))
+            restateSide(pair.memory, side, edit.restatement(placeOf(key)).T,
+                        newOrientationOf(placeOf(key)));
+      contact = ZqContactState(pair);
+   }
+   std::erase_if(m_pairCaches.vectorContainer(),
+                 [&](const ZqPairCacheState& cache)
+                 {
+                    ZqPairCacheOfPair pair;
+                    return cache.get(pair) &&
+                           (hasOtherFrame(edit, pair.key1) || hasOtherFrame(edit, pair.key2));
+                 });
 }

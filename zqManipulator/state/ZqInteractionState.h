@@ -7,6 +7,11 @@
 #include "zqManipulator/foundation/xml/ZqXmlVectorType.h"
 #include "zqManipulator/state/ZqPairCacheState.h"
 
+#include <functional>
+
+class ZqModelEdit;
+struct ZqManipulatorLinkIndex;
+
 extern template class ZqXmlVectorType<ZqXmlVectorBasicType<ZqReal>>;
 
 /// What is remembered of a contact of two shapes, to be stored to the last bit.
@@ -130,6 +135,12 @@ public:
    /// are deep in each other, of which each way out is an answer.
    const PairCaches& pairCaches() const { return m_pairCaches; }
    void setPairCaches(const PairCaches& caches) { m_pairCaches = caches; }
+   /// Tells what contacts remember in other primary frames of links that stay in space and in their places; where
+   /// shapes are told anew, searches for contacts begin anew. The function answers the orientation of the new
+   /// primary frame of a link in the system.
+   void
+   restate(const ZqModelEdit& edit,
+           const std::function<ZqOrientation(const ZqManipulatorLinkIndex&)>& newOrientationOf);
 
 private:
    Memories m_memories;

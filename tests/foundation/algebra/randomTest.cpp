@@ -79,7 +79,8 @@ TEST(Random, FoldedNumbersStayInTheirRange)
    };
    for (const auto& [value, low, high, folded] :
         {Case{-0.0, -1.0, 1.0, -0.0}, Case{1.25, -1.0, 1.0, 0.75}, Case{-3.5, -1.0, 1.0, 0.5},
-         Case{5.5, 0.0, 2.0, 1.5}, Case{7.0, 3.0, 3.0, 3.0}, Case{-2.0, -1.0, 1e300, 0.0}})
+         Case{5.5, 0.0, 2.0, 1.5}, Case{7.0, 3.0, 3.0, 3.0}, Case{-2.0, -1.0, 1e300, 0.0},
+         Case{3.0, -1e300, 2.0, 1.0}, Case{3.0, -HUGE_VAL, 2.0, 1.0}})
       EXPECT_EQ(ZqRandom::folded(value, low, high), folded) << value;
 }
 

@@ -106,6 +106,10 @@ ZqReal ZqRandom::folded(ZqReal value, ZqReal low, ZqReal high)
       return value;
    if (!(low < high))
       return low;
+   // At the end that was crossed; the other one may be too far away for a period to have digits.
+   const ZqReal reflected = value > high ? high - (value - high) : low + (low - value);
+   if (reflected >= low && reflected <= high)
+      return reflected;
    // The remainder is exact; the sum may be rounded beyond the end.
    const ZqReal period = 2.0 * (high - low);
    return std::clamp(low + std::abs(std::remainder(value - low, period)), low, high);

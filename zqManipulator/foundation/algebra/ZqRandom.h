@@ -40,12 +40,12 @@ public:
 
    /// A number of the normal distribution; the mean itself for sigma 0.
    static ZqReal normalRandom(ZqReal mean, ZqReal sigma);
-   /// A number in [low, high), with 53 random bits.
+   /// A number in [low, high), with 53 random bits; rounding of the sum may give `high` itself.
    static ZqReal uniformRandom(ZqReal low, ZqReal high);
    /// A direction, uniform over the unit sphere.
    static ZqVector randomUnitVector();
 
-   /// A number that is folded back at the ends of [low, high] until it lies in it, as a strip of paper. It is
-   /// itself where it does already. A symmetric distribution keeps its mean if that is the middle.
+   /// A number that is folded back, as a strip of paper, at the end of [low, high] that it crossed, and at the other
+   /// if need be, until it lies in it; one that does stays. A symmetric distribution keeps a mean in the middle.
    static ZqReal folded(ZqReal value, ZqReal low, ZqReal high);
 };

@@ -521,8 +521,8 @@ public:
    /// Null for a link into which nothing is merged.
    const ZqLinkUnion* linkUnion() const { return m_union.get(); }
    /// @}
-   /// Changes the primary frame, and restates in it what is stated in it: nothing moves. False, with a
-   /// message and no change, for a link without a joint, which keeps the identity.
+   /// Changes the primary frame, and restates in it what is stated in it: nothing moves. False, with a message and
+   /// no change, for a link without a joint, which keeps the identity, and for a frame not rigid within 1e-9.
    ///
    /// What others state in the primary frame follows with the operation of the manipulator.
    virtual bool transformPrimaryFrame(const ZqCoordinateSystemTransformation& frame);

@@ -291,16 +291,6 @@ ZqBoolean ZqManipulatorLink::transformLinkTreeBy(const ZqCoordinateSystemTransfo
    return true;
 }
 
-bool ZqManipulatorLink::transformPrimaryFrame(const ZqCoordinateSystemTransformation& frame)
-{
-   const ZqCoordinateSystemTransformation toNew = frame.inverse() * primaryFrame();
-   setPrimaryFrame(frame);
-   if (!(primaryFrame() == frame))
-      return false;
-   transformComponentsBy(toNew);
-   return true;
-}
-
 void ZqManipulatorLink::copyLinkProperties(ZqManipulatorLink& target) const
 {
    target.setLinkLabel(linkLabel());

@@ -304,8 +304,8 @@ public:
    virtual bool replaceLinkPrimaryFrame(ZqU32 index, const ZqCoordinateSystemTransformation& frame);
    /// Changes the primary frame of a link, and restates what is stated in it: nothing moves. Points of
    /// constraints and polygons of stopping criteria follow; so does what a scene states of the link, in
-   /// `editManipulator`. Links that use the shapes of this one get their own. False, with a message, also
-   /// for a link without a joint.
+   /// `editManipulator`. Links that use the shapes of this one get their own. False, with a message
+   /// and no change, also as `ZqManipulatorLink::transformPrimaryFrame` tells.
    virtual bool transformPrimaryFrame(const ZqString& label,
                                       const ZqCoordinateSystemTransformation& frame);
    using ZqManipulatorLink::transformPrimaryFrame;

@@ -1,7 +1,34 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
-#include "zqManipulator/kinematics/manipulator/ZqIndividualManipulator.h"
+#include "zqManipulator/kinematics/manipulator/ZqLinkUnion.h"
 
 #include <vector>
+
+namespace
+{
+/// Whether a link can have a frame as its primary one; otherwise a message.
+bool takesPrimaryFrame(const ZqManipulatorLink& link, const ZqCoordinateSystemTransformation& frame)
+{
+   const bool isRigid = ZqLinkUnion::isRigid(frame);
+   if (isRigid && (link.linkKinematicsContainer().topElement() != nullptr ||
+                   frame == ZqCoordinateSystemTransformation::identity()))
+      return true;
+   Zq::Print::instance().write(
+      Zq::Rejected, "ZqManipulatorLink::transformPrimaryFrame(): link \"%s\": %s.\n",
+      link.linkLabel().c_str(),
+      isRigid ? "it has no joint, and keeps the identity" : "the frame is not a rigid one");
+   return false;
+}
+} // namespace
+
+bool ZqManipulatorLink::transformPrimaryFrame(const ZqCoordinateSystemTransformation& frame)
+{
+   if (!takesPrimaryFrame(*this, frame))
+      return false;
+   const ZqCoordinateSystemTransformation toNew = frame.inverse() * primaryFrame();
+   setPrimaryFrame(frame);
+   transformComponentsBy(toNew);
+   return true;
+}
 
 bool ZqIndividualManipulator::replaceLinkKinematics(const ZqString& label,
                                                     const ZqLinkKinematics& joint)
@@ -58,10 +85,11 @@ bool ZqIndividualManipulator::transformPrimaryFrame(const ZqString& label,
       return false;
    }
    ZqManipulatorLink& link = *found->second;
+   if (!takesPrimaryFrame(link, frame))
+      return false;
    aboutToModifyLink(label);
    const ZqCoordinateSystemTransformation T = frame.inverse() * link.primaryFrame();
-   if (!link.transformPrimaryFrame(frame))
-      return false;
+   link.transformPrimaryFrame(frame);
    ZqLinkEdit edit;
    edit.restate(link.linkIndex(), label, {T});
    apply(edit);

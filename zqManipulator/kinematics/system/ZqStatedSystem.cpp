@@ -431,8 +431,49 @@ bool ZqStatedSystem::removeManipulator(ZqU32 index)
 bool ZqStatedSystem::editManipulator(ZqU32 index,
                                      const std::function<void(ZqIndividualManipulator&)>& change)
 {
+   return this->change(index, change).has_value();
+}
+
+bool ZqStatedSystem::restateManipulator(ZqU32 index,
+                                        const std::function<void(ZqIndividualManipulator&)>& change)
+{
+   ZqInteractionState remembered = m_interactionState;
+   ZqLinkInteractionsVector interactions = system().linkInteractionsVector();
+   ZqInteractionState::Memories memories = remembered.memories();
+   const ZqU32 count = std::min(memories.size(), interactions.size());
+   for (ZqU32 i = 0; i < count; ++i)
+      if (interactions.vectorContainer()[i] != nullptr)
+         interactions.vectorContainer()[i]->setMemory(memories[i]);
+   const std::optional<ZqModelEdit> edit = this->change(index, change);
+   if (!edit)
+      return false;
+   if (edit->links(index).hasIndices())
+      return true;
+   interactions.apply(*edit);
+   for (ZqU32 i = 0; i < std::min(count, interactions.size()); ++i)
+      if (interactions.vectorContainer()[i] != nullptr)
+         memories[i] = interactions.vectorContainer()[i]->memory();
+   remembered.setMemories(memories);
+   remembered.restate(*edit,
+                      [this](const ZqManipulatorLinkIndex& place)
+                      {
+                         ZqManipulatorActivePositionState state;
+                         state.setPositionState(m_state.positionStates()[place.manipulatorIndex]);
+                         return manipulatorByIndex(place.manipulatorIndex)
+                            ->linkByIndex(place.linkIndex)
+                            ->primaryFrameInSystem(state)
+                            .orientation();
+                      });
+   m_interactionState = std::move(remembered);
+   return true;
+}
+
+/// The record of what moved; none for an index that does not exist.
+std::optional<ZqModelEdit>
+ZqStatedSystem::change(ZqU32 index, const std::function<void(ZqIndividualManipulator&)>& change)
+{
    std::exception_ptr thrown;
-   const std::optional<ZqModelEdit> edit =
+   std::optional<ZqModelEdit> edit =
       systemToModify().editManipulator(index,
                                        [&](ZqIndividualManipulator& manipulator)
                                        {
@@ -446,7 +487,7 @@ bool ZqStatedSystem::editManipulator(ZqU32 index,
                                           }
                                        });
    if (!edit)
-      return false;
+      return edit;
    m_state.apply(*edit);
    fitJoints(index);
    m_configuration.apply(*edit);
@@ -458,7 +499,7 @@ bool ZqStatedSystem::editManipulator(ZqU32 index,
    resetReportActiveState();
    if (thrown)
       std::rethrow_exception(thrown);
-   return true;
+   return edit;
 }
 
 /// Gives the state of a manipulator, if there is one, the joints that came behind those it has.

@@ -9,7 +9,9 @@
 #include "zqManipulator/state/ZqManipulatorSystemState.h"
 #include "zqManipulator/tools/variation/ZqVariationStudy.h"
 
+#include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 class ZqAccelerationState;
@@ -123,7 +125,15 @@ public:
    ///
    ///     scene.editManipulator(0, [](ZqIndividualManipulator& arm)
    ///                           { arm.linkByIdentifier("wrist")->addChild(tool); });
+   ///
+   /// What contacts and interactions remember is forgotten. The motors of flexible drives, and what friction in
+   /// drives remembers, are no part of a scene: a simulation starts them from the joints, as if at rest with them.
    bool editManipulator(ZqU32 index, const std::function<void(ZqIndividualManipulator&)>& change);
+   /// The same for a function that tells joints and primary frames in another way only, so that nothing moves:
+   /// `flipJointSign` and the like. What contacts and interactions remember is told anew, and kept; where links
+   /// came or went, it is forgotten.
+   bool restateManipulator(ZqU32 index,
+                           const std::function<void(ZqIndividualManipulator&)>& change);
    /// Labels a link anew. False also when there is no such link or the new label is taken.
    bool changeLinkLabel(ZqU32 index, const ZqString& oldLabel, const ZqString& newLabel);
    /// Makes a manipulator a greater or smaller one of the same kind, about the origin of its base, as
@@ -408,6 +418,8 @@ private:
    void deleteState(ZqU32 index);
    void takeCombinations();
    void follow(const ZqModelEdit& edit);
+   std::optional<ZqModelEdit> change(ZqU32 index,
+                                     const std::function<void(ZqIndividualManipulator&)>& change);
    void fitJoints(ZqU32 index);
    bool isScaleOf(ZqU32 index, ZqReal factor, const char* operation) const;
    void scaleJoints(const ZqModelScaling& scaling);

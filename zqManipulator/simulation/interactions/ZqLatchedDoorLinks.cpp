@@ -180,8 +180,11 @@ bool ZqLatchedDoorLinks::apply(const ZqModelEdit& edit)
    if (!door || !handle || door->manipulatorIndex != handle->manipulatorIndex ||
        door->linkIndex == ZqBaseLinkIndex || handle->linkIndex == ZqBaseLinkIndex)
       return false;
-   edit.restatement({m_manipulatorId, m_doorLinkId})
-      .restate(m_closedDoorAngleLowerBound, m_closedDoorAngleUpperBound);
+   const ZqLinkRestatement& ofDoor = edit.restatement({m_manipulatorId, m_doorLinkId});
+   ofDoor.restate(m_closedDoorAngleLowerBound, m_closedDoorAngleUpperBound);
+   m_latch.get().closedDoorCenter = ofDoor.position(m_latch.get().closedDoorCenter);
+   if (m_kept.get())
+      m_kept.get()->closedDoorCenter = ofDoor.position(m_kept.get()->closedDoorCenter);
    edit.restatement({m_manipulatorId, m_handleLinkId})
       .restate(m_unlatchingAngleLowerBound, m_unlatchingAngleUpperBound);
    m_manipulatorId = door->manipulatorIndex;

@@ -4,6 +4,7 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
+#include "zqManipulator/tools/conversion/ZqDhFrameChange.h"
 
 #include <algorithm>
 #include <cmath>
@@ -20,15 +21,11 @@ void setJoint(ZqManipulatorLink& link, ZqDenavitHartenberg& joint, const Transfo
 {
    joint.setPrimaryFrame(oldInNew * joint.primaryFrame());
    link.setLinkKinematics(joint);
-   for (ZqManipulatorLink& child : link.childLinks())
-   {
-      ZqLinkKinematicsContainer kinematics = child.linkKinematicsContainer();
-      kinematics.transformBy(oldInNew);
-      child.setLinkKinematicsContainer(kinematics);
-   }
+   zqDhFrameChange::tellChildren(link, oldInNew);
 }
 
-/// The link of a label with its joint, which is of D-H; null, with a message, when there is none.
+/// The link of a label with its joint, which is of D-H; null, with a message, when there is none, or when a link
+/// without a joint stands on its D-H frame, with which it would move.
 std::pair<ZqManipulatorLink*, const ZqDenavitHartenberg*>
 linkWithDh(ZqIndividualManipulator& manipulator, const std::string& label)
 {
@@ -49,6 +46,16 @@ linkWithDh(ZqIndividualManipulator& manipulator, const std::string& label)
          Zq::Rejected, "ZqKinematicsConversionTool::reconfigureDhToPrecursor: not D-H.\n");
       return {nullptr, nullptr};
    }
+   for (const ZqManipulatorLink& child : std::as_const(*link).childLinks())
+      if (child.linkKinematicsContainer().topElement() == nullptr)
+      {
+         Zq::Print::instance().write(
+            Zq::Rejected,
+            "ZqKinematicsConversionTool::reconfigureDhToPrecursor: the child "
+            "\"%s\" of link \"%s\" has no joint.\n",
+            child.linkLabel().c_str(), label.c_str());
+         return {nullptr, nullptr};
+      }
    return {link, joint};
 }
 } // namespace
@@ -161,8 +168,8 @@ bool ZqKinematicsConversionTool::reconfigureForIdentityPrimaryFrames(
    ZqStatedSystem& system, unsigned int manipulatorIndex) const
 {
    if (manipulatorIndex < system.numberOfManipulators() &&
-       system.editManipulator(manipulatorIndex, [](ZqIndividualManipulator& manipulator)
-                              { manipulator.transformAllPrimaryFramesToIdentity(); }))
+       system.restateManipulator(manipulatorIndex, [](ZqIndividualManipulator& manipulator)
+                                 { manipulator.transformAllPrimaryFramesToIdentity(); }))
       return true;
    Zq::Print::instance().write(Zq::Rejected,
                                "ZqKinematicsConversionTool::reconfigureForIdentityPrimaryFrames(): "
@@ -199,7 +206,7 @@ bool ZqKinematicsConversionTool::recenterJointLimits(ZqStatedSystem& system,
       Zq::Print::instance().write(Zq::Rejected, failure, static_cast<int>(manipulatorIndex));
       return false;
    }
-   return system.editManipulator(
+   return system.restateManipulator(
       manipulatorIndex,
       [&](ZqIndividualManipulator& manipulator)
       {

@@ -18,11 +18,14 @@ class ZqStatedSystem;
 /// What speaks of a joint's position follows where the zero or the sense of the joint changes: limits and
 /// least and greatest torques of its drive, the chambers of a hydraulic cylinder, offsets and weights of
 /// springs and dampers, weights and sums of linear equality constraints, and in a scene positions and
-/// rates of the state and the angles of latched doors. What is stated in a primary frame follows where
+/// rates of the state and the angles of latched doors, with what these remember. What is stated in a primary frame follows where
 /// that changes: shapes, masses, named points and frames, points and planes of equality constraints,
 /// polygons of stopping criteria, and in a scene offsets of attachments and frames of springs between
 /// links. What acts in a D-H frame, as external forces and the moment of a latched door, does so in the
 /// new one. Trajectories and commands are the user's own matter.
+///
+/// What contacts and interactions remember is told anew, so that a run goes on as it would have; but the motors of
+/// drives start from the joints, as at every start of a simulation.
 ///
 /// A scene may be its own result. Failures are logged, and leave the result as far as it was copied.
 ///
@@ -80,7 +83,8 @@ public:
                                                             unsigned int manipulatorIndex) const;
    /// A link and, with `withChildren`, all below it; otherwise its children keep their convention, and
    /// their precursors what moved below them. The transformation is the D-H frame that the link's parent
-   /// had, in the one that it has now.
+   /// had, in the one that it has now. One that is not rigid, and without `withChildren` a child that has no
+   /// joint, is refused.
    virtual bool convertBifurcatingLinkAndChildrenToCraigsDhForm(
       ZqStatedSystem& system, unsigned int manipulatorIndex, unsigned int linkIndex,
       const ZqCoordinateSystemTransformation& inboardChange, bool withChildren) const;
@@ -96,11 +100,12 @@ public:
                                     const std::vector<double>& centers) const;
 
    /// \name In a manipulator
-   /// Within `ZqStatedSystem::editManipulator`, the scene follows.
+   /// Within `ZqStatedSystem::restateManipulator`, and with new links within `editManipulator`, the scene follows.
    /// @{
    /// Makes the precursor say all: a, d, alpha and theta become zero. What stands behind the joint, as in
    /// Paul's form, goes into the primary frame and into the precursors of the children. Paul's types become
-   /// generalPaul, and Craig's generalCraig; a general joint says no more already.
+   /// generalPaul, and Craig's generalCraig; a general joint says no more already. A link with a child without a
+   /// joint, which has no precursor, is refused.
    static bool reconfigureDhToPrecursor(ZqIndividualManipulator& manipulator,
                                         const std::string& linkLabel);
    /// The same, and the joint then turns or slides in the other sense.
@@ -111,7 +116,8 @@ public:
    ///
    /// The body stays with the link: its mass, shapes, points and all that hangs on them; it is the children
    /// that sag. The new links have no mass, and each a drive of its own, `ZqJointActuator::defaultObject`,
-   /// whose inertia keeps their equations regular; give them springs, or hold them. False, with a message,
+   /// whose inertia keeps their equations regular; give them springs, or hold them. In a scene they start at 1e-9,
+   /// as all new joints, and so the children move by as much times their distance. False, with a message,
    /// also when one of the labels is taken, and for the base.
    static bool add3SagJoints(ZqIndividualManipulator& manipulator, const std::string& linkLabel,
                              std::vector<std::string>& newLabels);

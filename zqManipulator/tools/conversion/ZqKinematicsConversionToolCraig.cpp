@@ -2,7 +2,9 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
 #include "zqManipulator/kinematics/joint/ZqJointAxis.h"
+#include "zqManipulator/kinematics/manipulator/ZqLinkUnion.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
+#include "zqManipulator/tools/conversion/ZqDhFrameChange.h"
 #include "zqManipulator/tools/conversion/ZqKinematicsConversionTool.h"
 
 #include <algorithm>
@@ -242,41 +244,44 @@ constexpr Messages ofLink{
    "ZqKinematicsConversionTool::convertBifurcatingLinkAndChildrenToCraigsDhForm(): system with "
    "non-rotational DH kinematics cannot be converted.\n"};
 
-/// Whether all joints of a manipulator that there is can be converted; otherwise a message.
-bool canBeConverted(const Messages& messages, const ZqStatedSystem& source, unsigned index)
+/// What a walk over the joints of a manipulator meets first.
+enum class Finding
+{
+   None,
+   Fork,
+   Misfit ///< of which a message tells
+};
+
+Finding walk(const Messages& messages, const ZqStatedSystem& source, unsigned index,
+             bool stopsAtForks)
 {
    const ZqIndividualManipulator* manipulator = source.manipulatorByIndex(index);
    if (manipulator == nullptr)
    {
       reject(messages.badManipulator, index);
-      return false;
+      return Finding::Misfit;
    }
+   if (stopsAtForks && manipulator->childLinks().size() > 1)
+      return Finding::Fork;
    for (ZqU32 i = 0; i < manipulator->jointDof(); ++i)
    {
       const ZqManipulatorLink* link = manipulator->linkByIndex(i);
       if (link == nullptr)
          reject(messages.badLink, i);
+      else if (stopsAtForks && link->childLinks().size() > 1)
+         return Finding::Fork;
       else if (!canBeConverted(*link))
          reject(messages.badJoint);
       else
          continue;
-      return false;
+      return Finding::Misfit;
    }
-   return true;
-}
-
-bool hasFork(const ZqIndividualManipulator& manipulator)
-{
-   const auto& links = manipulator.linkPointerVector();
-   return manipulator.childLinks().size() > 1 ||
-          std::any_of(links.begin(), links.end(),
-                      [](const ZqManipulatorLink* link)
-                      { return std::as_const(*link).childLinks().size() > 1; });
+   return Finding::None;
 }
 
 bool convertTree(ZqStatedSystem& system, unsigned index, bool withBase, const Turns& turns)
 {
-   return system.editManipulator(
+   return system.restateManipulator(
       index,
       [&](ZqIndividualManipulator& manipulator)
       {
@@ -297,14 +302,11 @@ bool convertTree(ZqStatedSystem& system, unsigned index, bool withBase, const Tu
 bool convertSerial(const ZqStatedSystem& source, ZqStatedSystem& result, unsigned index,
                    const Turns& turns)
 {
-   if (const ZqIndividualManipulator* manipulator = source.manipulatorByIndex(index);
-       manipulator != nullptr && hasFork(*manipulator))
-   {
+   const Finding finding = walk(ofChain, source, index, true);
+   if (finding == Finding::Fork)
       reject("ZqKinematicsConversionTool::convertSerialManipulatorToCraigsDhForm(): bifuracting "
              "system cannot be converted.\n");
-      return false;
-   }
-   if (!canBeConverted(ofChain, source, index))
+   if (finding != Finding::None)
       return false;
    result = source;
    return convertTree(result, index, true, turns);
@@ -313,7 +315,7 @@ bool convertSerial(const ZqStatedSystem& source, ZqStatedSystem& result, unsigne
 bool convertForked(const ZqStatedSystem& source, ZqStatedSystem& result, unsigned index,
                    const Turns& turns)
 {
-   if (!canBeConverted(ofTree, source, index))
+   if (walk(ofTree, source, index, false) != Finding::None)
       return false;
    result = source;
    return convertTree(result, index, false, turns);
@@ -322,10 +324,10 @@ bool convertForked(const ZqStatedSystem& source, ZqStatedSystem& result, unsigne
 bool convert(const ZqStatedSystem& source, ZqStatedSystem& result, unsigned index,
              const Turns& turns)
 {
-   if (const ZqIndividualManipulator* manipulator = source.manipulatorByIndex(index);
-       manipulator != nullptr && hasFork(*manipulator))
+   const Finding finding = walk(ofAny, source, index, true);
+   if (finding == Finding::Fork)
       return convertForked(source, result, index, turns);
-   return canBeConverted(ofAny, source, index) && convertSerial(source, result, index, turns);
+   return finding == Finding::None && convertSerial(source, result, index, turns);
 }
 
 /// An angle, with whole turns more or less, as near to a target as can be.
@@ -421,8 +423,24 @@ bool ZqKinematicsConversionTool::convertBifurcatingLinkAndChildrenToCraigsDhForm
          reject(ofLink.badJoint);
          return false;
       }
+   const char* fault = nullptr;
+   if (!withChildren)
+      for (const ZqManipulatorLink& child : source->linkByIndex(linkIndex)->childLinks())
+         if (child.linkKinematicsContainer().topElement() == nullptr)
+            fault = "a child has no joint, and would move";
+   if (!ZqLinkUnion::isRigid(inboardChange))
+      fault = "the transformation is not a rigid one";
+   if (fault != nullptr)
+   {
+      Zq::Print::instance().write(
+         Zq::Rejected,
+         "ZqKinematicsConversionTool::"
+         "convertBifurcatingLinkAndChildrenToCraigsDhForm(): link \"%s\": %s.\n",
+         source->linkByIndex(linkIndex)->linkLabel().c_str(), fault);
+      return false;
+   }
    const Transform change = inboardChange;
-   return system.editManipulator(
+   return system.restateManipulator(
       manipulatorIndex,
       [&](ZqIndividualManipulator& manipulator)
       {
@@ -435,12 +453,8 @@ bool ZqKinematicsConversionTool::convertBifurcatingLinkAndChildrenToCraigsDhForm
          }
          // Children that are not converted stay where they are.
          if (!withChildren)
-            for (ZqManipulatorLink& child : manipulator.linkByIndex(linkIndex)->childLinks())
-            {
-               ZqLinkKinematicsContainer kinematics = child.linkKinematicsContainer();
-               kinematics.transformBy(conversion.oldInNew(linkIndex));
-               child.setLinkKinematicsContainer(kinematics);
-            }
+            zqDhFrameChange::tellChildren(*manipulator.linkByIndex(linkIndex),
+                                          conversion.oldInNew(linkIndex));
          conversion.finish();
       });
 }

@@ -5,6 +5,7 @@
 #include "zqManipulator/foundation/algebra/ZqRandom.h"
 #include "zqManipulator/foundation/log/ZqDiagnostic.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
+#include "zqManipulator/kinematics/manipulator/ZqLinkUnion.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 #include "zqManipulator/tools/variation/ZqVariationStudy.h"
 
@@ -40,7 +41,7 @@ ZqDataMap variedSurface(const ZqDataMap& surface, const ZqLinkPropertyRandomVari
    ZqDataMap values = surface;
    for (const ZqSurfacePropertyRandomVariation& record :
         variation.surfacePropertyRandomVariationVector())
-      if (record.concerns(surface) && !record.isExact())
+      if (record.concerns(surface))
          record.getPossibleSurfaceProperty(values, values);
    return values;
 }
@@ -73,15 +74,45 @@ void varyShapes(const ZqLinkPropertyRandomVariation& variation, ZqManipulatorLin
       link.setSurfacesByShapeID(shape, surfaces);
 }
 
+/// Gives all that is merged into a link its part of a drawn mass, so that it is the same body taken apart: a factor,
+/// and a move in the link's primary frame.
+void varyUnion(ZqManipulatorLink& link, ZqReal factor, const ZqVector& move)
+{
+   if (link.linkUnion() == nullptr)
+      return;
+   ZqLinkUnion parts = *link.linkUnion();
+   const auto vary = [factor](ZqManipulatorLink& part, const ZqVector& moveOfPart)
+   {
+      const ZqRigidBodyMassProperties& old = part.baseMassProperties();
+      ZqSecondMoment I = old.secondMoment();
+      I *= factor;
+      ZqRigidBodyMassProperties masses(old.mass() * factor, old.firstMoment() * factor, I);
+      masses.transformBy(moveOfPart);
+      part.setBaseMassProperties(masses);
+      varyUnion(part, factor, moveOfPart);
+   };
+   vary(parts.before, move);
+   for (ZqLinkUnion::Member& member : parts.members)
+      vary(member.manipulator, member.transform.orientation().inverse() * move);
+   ZqLinkUnion::set(link, std::move(parts));
+}
+
 /// Draws the properties of one link.
 void varyLink(const ZqLinkPropertyRandomVariation& variation, ZqManipulatorLink& link,
               ZqIndividualManipulator& manipulator)
 {
    const bool isBase = &link == manipulator.linkByIndex(ZqBaseLinkIndex);
+   const ZqRigidBodyMassProperties before = link.baseMassProperties();
    ZqRigidBodyMassProperties masses;
-   variation.massPropertyRandomVariation().getPossibleMassProperty(link.baseMassProperties(),
-                                                                   masses);
+   variation.massPropertyRandomVariation().getPossibleMassProperty(before, masses);
    link.setBaseMassProperties(masses);
+   if (!(masses == before))
+   {
+      ZqVector centers[2];
+      before.getCenterOfMass(centers[0]);
+      masses.getCenterOfMass(centers[1]);
+      varyUnion(link, masses.mass() / before.mass(), centers[1] - centers[0]);
+   }
    if (!isBase)
    {
       ZqLinkKinematicsContainer joint;

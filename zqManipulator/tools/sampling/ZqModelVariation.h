@@ -11,10 +11,10 @@ namespace Zq
 /// which may be the scene itself, becomes the varied scene, and keeps the origin.
 ///
 /// What is drawn for a link, or for the state of a manipulator, follows from the seed, the sample and its index
-/// alone: another deviation, a link or a sample more leave the others as they are, and samples may be made in any
-/// order by any number of threads. The bits are the same on every platform (`ZqRandom`), except that loops are closed
-/// to the bits that a simulation closes them to. What has no
-/// deviation stays exactly as it is; a study of zeros gives the scene itself.
+/// alone: another deviation, a link more behind them or a sample more leave the others as they are, and samples may
+/// be made in any order by any number of threads. The bits are the same on every platform (`ZqRandom`), except that
+/// loops are closed to the bits that a simulation closes them to. What has no deviation stays exactly as it is; a
+/// study of zeros gives the scene itself.
 ///
 /// | part      | how it is drawn                                                                      |
 /// |-----------|--------------------------------------------------------------------------------------|
@@ -28,7 +28,7 @@ namespace Zq
 ///
 /// So the varied scene is as possible as the scene is: no mass, stiffness or greatest torque gets negative, each
 /// body is one that can be, and lower limits stay below upper ones. Manipulators and links that shared a model and
-/// differ afterwards have models of their own.
+/// differ afterwards have models of their own. What is merged into a link has its part of a mass that was drawn.
 ///
 /// Loops of constraints are closed, by `ZqConstraintProjection`, in every manipulator of which joints or state
 /// have changed. Where joints that have moved do not let them close, or take away a freedom, as in a plane mechanism
