@@ -19,16 +19,16 @@ std::optional<ZqU32> manipulatorNamed(std::string_view name, const ZqManipulator
    return std::nullopt;
 }
 
-/// Names may have colons in them.
+/// Names may have what stands between them in them.
 std::optional<ZqSimulation::Place> placeNamed(std::string_view name,
                                               const ZqManipulatorSystem& system)
 {
-   for (std::size_t colon = name.find(':'); colon != std::string_view::npos;
-        colon = name.find(':', colon + 1))
-      if (const auto manipulator = manipulatorNamed(name.substr(0, colon), system))
+   for (std::size_t end = name.find_first_of("/:"); end != std::string_view::npos;
+        end = name.find_first_of("/:", end + 1))
+      if (const auto manipulator = manipulatorNamed(name.substr(0, end), system))
       {
          const ZqU32 link = system.manipulators()[*manipulator].linkIndexByIdentifier(
-            ZqString(name.substr(colon + 1)));
+            ZqString(name.substr(end + 1)));
          if (link != ZqNoLinkIndex)
             return ZqSimulation::Place{*manipulator, link};
       }
@@ -65,7 +65,7 @@ AttachmentEvent parseEvent(const char* option, const std::string& text, bool isA
       return event;
    }
    throw Failure(Usage, event.text + ": after the time " +
-                           (isAttachment ? "there are no MANIPULATOR and CARRIER:LINK of the model"
+                           (isAttachment ? "there are no MANIPULATOR and CARRIER/LINK of the model"
                                          : "there is no MANIPULATOR of the model"));
 }
 } // namespace
@@ -84,6 +84,19 @@ std::vector<zqsim::AttachmentEvent> zqsim::parseEvents(const std::vector<std::st
                     [](const AttachmentEvent& a, const AttachmentEvent& b)
                     { return a.time < b.time; });
    return events;
+}
+
+std::set<ZqU32> zqsim::findCarried(const ZqSimulation& simulation,
+                                   const std::vector<AttachmentEvent>& events)
+{
+   std::set<ZqU32> result;
+   for (ZqU32 i = 0; i < simulation.system().numberOfManipulators(); ++i)
+      if (const ZqManipulatorAttachmentNode* node = simulation.attachments().findNode(i);
+          node != nullptr && node->parentNode() != nullptr)
+         result.insert(i);
+   for (const AttachmentEvent& event : events)
+      result.insert(event.manipulator);
+   return result;
 }
 
 void zqsim::AttachmentEvent::apply(ZqSimulation& simulation) const

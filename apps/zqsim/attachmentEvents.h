@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -24,9 +25,13 @@ struct AttachmentEvent
    void apply(ZqSimulation& simulation) const;
 };
 
-/// Reads "TIME MANIPULATOR CARRIER:LINK" and "TIME MANIPULATOR", by their names, in the order of their times. What
+/// Reads "TIME MANIPULATOR CARRIER/LINK" and "TIME MANIPULATOR", by their names, in the order of their times. What
 /// does not exist is a `Failure`.
 std::vector<AttachmentEvent> parseEvents(const std::vector<std::string>& attachments,
                                          const std::vector<std::string>& releases,
                                          const ZqManipulatorSystem& system);
+
+/// The manipulators that are carried now, or that events name: at some time of the whole run they may be.
+std::set<ZqU32> findCarried(const ZqSimulation& simulation,
+                            const std::vector<AttachmentEvent>& events);
 } // namespace zqsim
