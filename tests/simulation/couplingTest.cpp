@@ -33,6 +33,15 @@ void setGravity(ZqStatedSystem& scene, const ZqVector& up)
    scene.setEnvironment(environment);
 }
 
+/// Puts a changed manipulator in the place of one, as that is and moves.
+void exchange(ZqStatedSystem& scene, ZqU32 index, ZqIndividualManipulator& model)
+{
+   model.setManipulatorLabel("changed " + std::to_string(index));
+   const ZqManipulatorSystemState state = scene.state();
+   scene.exchangeManipulator(index, model, state.positionStates()[index],
+                             state.velocityStates()[index]);
+}
+
 /// Manipulators on each other, in motion.
 struct Forest
 {
@@ -183,7 +192,6 @@ void constrain(Forest& forest)
    for (ZqU32 i = 0; i < forest.scene.numberOfManipulators(); ++i)
    {
       ZqIndividualManipulator model(forest.scene.system().manipulators()[i].concreteReference());
-      model.setManipulatorLabel("constrained " + std::to_string(i));
       ZqStateEqualityConstraintVector constraints;
       ZqLinearStateEqualityConstraint linear;
       const auto weights = [&](ZqU32 count)
@@ -205,9 +213,7 @@ void constrain(Forest& forest)
       if (i + 1 == forest.scene.numberOfManipulators() && !model.isFixedBase())
          constraints.pushBack(point);
       model.setStateEqualityConstraints(constraints);
-      const ZqManipulatorSystemState state = forest.scene.state();
-      forest.scene.exchangeManipulator(i, model, state.positionStates()[i],
-                                       state.velocityStates()[i]);
+      exchange(forest.scene, i, model);
    }
 }
 
@@ -268,7 +274,14 @@ struct Pair
       ZqIndividualManipulator model(tool.manipulator());
       model.appendToAllLabels("t");
       model.setManipulatorLabel("tool");
-      flex(model, "label1t");
+      ZqMechanicalActuatorComponent flexible;
+      flexible.setGearRatio(10.0);
+      flexible.setInertia(0.001);
+      flexible.setIsRigid(false);
+      flexible.setJointFlexibilityStiffness(200.0);
+      ZqJointActuator drive;
+      drive.setMechanicalComponent(flexible);
+      model.linkByIdentifier("label1t")->setJointActuator(drive);
       ZqIndividualManipulator arm(carrier.manipulator());
       arm.setManipulatorLabel("arm");
 
@@ -281,33 +294,26 @@ struct Pair
       joint.transformBy(last.primaryFrame() * offset);
       child.setLinkKinematicsContainer(joint);
       last.addChild(child);
-      // Two joints of the one and the other are geared.
-      ZqLinearStateEqualityConstraint gear;
-      gear.setJointWeights({{0.0, 1.0, -0.7}});
-      gear.setBaseWeights({{}});
-      gear.setWeightedSums({0.0});
-      const auto setGear = [&](ZqIndividualManipulator& geared)
-      {
-         ZqStateEqualityConstraintVector constraints;
-         constraints.pushBack(gear);
-         geared.setStateEqualityConstraints(constraints);
-      };
-      if (seed % 4 == 1)
-      {
-         setGear(model);
-         gear.setJointWeights({{0.0, 0.0, 0.0, 0.0, 1.0, -0.7}});
-         setGear(both);
-      }
-      // A limit of two joints together, which have other places in the tree.
+      // Joints of the tool, which have other places in the tree: two are geared, two have a limit together.
       const auto& q = tool.position.jointPositions();
-      for (const auto& [limited, first] : {std::pair(&model, 0U), std::pair(&both, 3U)})
+      for (const auto& [changed, first] : {std::pair(&model, 0U), std::pair(&both, 3U)})
       {
          ZqLinearMultivariableConstraint limit;
          limit.setConstantTerm(0.02 + q[0] + 0.7 * q[2]);
          limit.setCoefficient(first, -1.0);
          limit.setCoefficient(first + 2, -0.7);
-         limited->linkByIdentifier("label2t")->setUpperLimitConstraint(
+         changed->linkByIdentifier("label2t")->setUpperLimitConstraint(
             ZqMultivariableJointStateConstraint(limit));
+         ZqRealVector weights(first + 1, 0.0);
+         weights.insert(weights.end(), {1.0, -0.7});
+         ZqLinearStateEqualityConstraint gear;
+         gear.setJointWeights({weights});
+         gear.setBaseWeights({{}});
+         gear.setWeightedSums({0.0});
+         ZqStateEqualityConstraintVector constraints;
+         constraints.pushBack(gear);
+         if (seed % 4 == 1)
+            changed->setStateEqualityConstraints(constraints);
       }
       apart.addManipulator(arm, carrier.position, carrier.velocity);
       apart.addManipulator(model, tool.position, tool.velocity);
@@ -329,20 +335,6 @@ struct Pair
       for (ZqStatedSystem* scene : {&apart, &one})
          setGravity(*scene, carrier.gravity);
    }
-   static void flex(ZqIndividualManipulator& model, const ZqString& label)
-   {
-      ZqMechanicalActuatorComponent drive;
-      drive.setGearRatio(10.0);
-      drive.setInertia(0.001);
-      drive.setFrictionCoefficient(0.001);
-      drive.setIsRigid(false);
-      drive.setJointFlexibilityStiffness(200.0);
-      drive.setJointFlexibilityDamping(1.0);
-      ZqJointActuator actuator;
-      actuator.setMechanicalComponent(drive);
-      model.linkByIdentifier(label)->setJointActuator(actuator);
-   }
-
    RandomScene carrier, tool;
    ZqCoordinateSystemTransformation offset;
    ZqStatedSystem apart, one;
@@ -502,11 +494,8 @@ TEST(Coupling, AttachingAndReleasingKeepMomentum)
 ZqStatedSystem withFixedBase(ZqStatedSystem scene, ZqU32 index)
 {
    ZqIndividualManipulator model(scene.system().manipulators()[index].concreteReference());
-   model.setManipulatorLabel("fixed");
    model.setIsFixedBase(true);
-   const ZqManipulatorSystemState state = scene.state();
-   scene.exchangeManipulator(index, model, state.positionStates()[index],
-                             state.velocityStates()[index]);
+   exchange(scene, index, model);
    return scene;
 }
 
@@ -578,8 +567,7 @@ TEST(Coupling, CriteriaSeeHowCarriedBasesAccelerate)
       ZqStoppingCriterionVector criteria;
       criteria.pushBack(BaseWatcher());
       tool.setStoppingCriteria(criteria);
-      scene.exchangeManipulator(1, tool, ZqPositionState(scene.state().positionStates()[1]),
-                                ZqVelocityState(scene.state().velocityStates()[1]));
+      exchange(scene, 1, tool);
       ZqSimulation simulation(scene, couplingSettings(integrator));
       ASSERT_TRUE(simulation.stepTo(1e-6));
       const ZqGeneralMotion now = simulation.present()
