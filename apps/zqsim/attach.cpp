@@ -1,4 +1,5 @@
 #include "apps/zqsim/edits.h"
+#include "apps/zqsim/outputFile.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
 #include <CLI/CLI.hpp>
@@ -38,6 +39,8 @@ zqsim::Run zqsim::attach(CLI::App& arguments)
       std::string carrier;
       std::string offset = "0 0 0";
       std::string name;
+      std::string from;
+      bool alone = false;
       bool inPlace = false;
    };
    const auto options = std::make_shared<Options>();
@@ -50,6 +53,14 @@ zqsim::Run zqsim::attach(CLI::App& arguments)
                   "The link to attach it to: its label, or MANIPULATOR/LINK")
       ->required()
       ->type_name("LINK");
+   CLI::Option* from = arguments
+                          .add_option("--from", options->from,
+                                      "Another model to take it from, which comes along as it is")
+                          ->type_name("FILE");
+   arguments
+      .add_flag("--alone", options->alone,
+                "Leave out the other manipulators of the model of --from")
+      ->needs(from);
    CLI::Option* offset = arguments
                             .add_option("--offset", options->offset,
                                         "Where its base stands in the primary frame of the link, "
@@ -63,13 +74,19 @@ zqsim::Run zqsim::attach(CLI::App& arguments)
                     "the link goes, with all that is attached to it.");
    return [options]
    {
+      if (isStandardStream(options->model) && isStandardStream(options->from))
+         throw Failure(Usage, "attach: standard input can be one of the models only");
       return runEdit(
          *options,
          [&](ZqStatedSystem& scene, Changes& changes)
          {
-            scene.placeAttachedManipulators();
-            const ZqU32 index = findManipulator(scene, "--manipulator", options->manipulator);
             const LinkPlace carrier = findLink(scene, "--to", options->carrier);
+            const ZqU32 index = options->from.empty()
+                                   ? findManipulator(scene, "--manipulator", options->manipulator)
+                                   : Arrival(options->from, options->manipulator, options->alone)
+                                        .joinTo(scene, changes);
+            const std::string label = labelOf(scene, index);
+            scene.placeAttachedManipulators();
             const Json before = carrierOf(scene, index);
             const ZqCoordinateSystemTransformation frame =
                options->inPlace ? frameOnLink(scene, index, carrier)
@@ -77,11 +94,10 @@ zqsim::Run zqsim::attach(CLI::App& arguments)
             require(
                [&]
                {
-                  return scene.attachManipulator(options->manipulator,
-                                                 labelOf(scene, carrier.manipulator), carrier.link,
-                                                 frame, options->name);
+                  return scene.attachManipulator(label, labelOf(scene, carrier.manipulator),
+                                                 carrier.link, frame, options->name);
                });
-            changes.add("carrier", options->manipulator, before, carrierOf(scene, index));
+            changes.add("carrier", label, before, carrierOf(scene, index));
          });
    };
 }

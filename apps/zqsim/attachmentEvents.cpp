@@ -19,16 +19,16 @@ std::optional<ZqU32> manipulatorNamed(std::string_view name, const ZqManipulator
    return std::nullopt;
 }
 
-/// Names may have what stands between them in them.
+/// By CARRIER/LINK, or with a colon between them; names may have either in them.
 std::optional<ZqSimulation::Place> placeNamed(std::string_view name,
                                               const ZqManipulatorSystem& system)
 {
-   for (std::size_t end = name.find_first_of("/:"); end != std::string_view::npos;
-        end = name.find_first_of("/:", end + 1))
-      if (const auto manipulator = manipulatorNamed(name.substr(0, end), system))
+   for (std::size_t sign = name.find_first_of("/:"); sign != std::string_view::npos;
+        sign = name.find_first_of("/:", sign + 1))
+      if (const auto manipulator = manipulatorNamed(name.substr(0, sign), system))
       {
          const ZqU32 link = system.manipulators()[*manipulator].linkIndexByIdentifier(
-            ZqString(name.substr(end + 1)));
+            ZqString(name.substr(sign + 1)));
          if (link != ZqNoLinkIndex)
             return ZqSimulation::Place{*manipulator, link};
       }
@@ -97,6 +97,44 @@ std::set<ZqU32> zqsim::findCarried(const ZqSimulation& simulation,
    for (const AttachmentEvent& event : events)
       result.insert(event.manipulator);
    return result;
+}
+
+void zqsim::requirePossible(const std::vector<AttachmentEvent>& events,
+                            ZqManipulatorAttachmentMap attachments,
+                            const ZqManipulatorSystem& system)
+{
+   const auto require =
+      [&](const AttachmentEvent& event, bool isPossible, const std::string& reason)
+   {
+      if (!isPossible)
+         throw Failure(Usage, event.text + ": \"" +
+                                 system.manipulators()[event.manipulator].manipulatorLabel() +
+                                 "\" " + reason);
+   };
+   for (const AttachmentEvent& event : events)
+   {
+      if (!event.carrier)
+      {
+         require(event, attachments.removeManipulatorAttachment(event.manipulator),
+                 "is not attached then");
+         continue;
+      }
+      const ZqIndividualManipulator& carrier = system.manipulators()[event.carrier->manipulator];
+      const ZqString link = event.carrier->link == ZqBaseLinkIndex
+                               ? carrier.concreteReference().linkLabel()
+                               : carrier.linkByIndex(event.carrier->link)->linkLabel();
+      ZqU32 present = 0;
+      ZqString presentLink;
+      ZqCoordinateSystemTransformation offset;
+      const bool isThere =
+         attachments.getDependentManipulatorInfo(event.manipulator, present, presentLink, offset) &&
+         present == event.carrier->manipulator && presentLink == link;
+      require(event, !isThere, "is attached there already");
+      require(
+         event,
+         attachments.attachManipulator(event.manipulator, event.carrier->manipulator, link, {}, {}),
+         "would hang on itself");
+   }
 }
 
 void zqsim::AttachmentEvent::apply(ZqSimulation& simulation) const

@@ -55,6 +55,7 @@ zqsim::Run zqsim::combine(CLI::App& arguments)
       std::string at;
       std::string manipulator;
       std::string offset = "0 0 0";
+      bool alone = false;
    };
    const auto options = std::make_shared<Options>();
    arguments.add_option("MODEL", options->model, "The model to mount something on")
@@ -73,6 +74,7 @@ zqsim::Run zqsim::combine(CLI::App& arguments)
       .add_option("--manipulator", options->manipulator,
                   "Which manipulator of OTHER to mount; it need not be given if there is only one")
       ->type_name("LABEL");
+   arguments.add_flag("--alone", options->alone, "Leave out the other manipulators of OTHER");
    arguments
       .add_option(
          "--offset", options->offset,
@@ -94,16 +96,8 @@ zqsim::Run zqsim::combine(CLI::App& arguments)
          {
             const LinkPlace at = findLink(scene, "--at", options->at);
             const ZqCoordinateSystemTransformation offset = parseFrame("--offset", options->offset);
-            ZqStatedSystem other;
-            warnOf(readDocument(options->other, other));
-            const ZqU32 count = scene.numberOfManipulators();
             const ZqU32 mounted =
-               count + findManipulatorOrOnly(other, "--manipulator", options->manipulator);
-            warnOf(diagnosticsOf([&] { scene.append(other); }));
-            for (ZqU32 i = 0; i < other.numberOfManipulators(); ++i)
-               if (labelOf(scene, count + i) != labelOf(other, i))
-                  changes.add("label", labelOf(other, i), labelOf(other, i),
-                              labelOf(scene, count + i));
+               Arrival(options->other, options->manipulator, options->alone).joinTo(scene, changes);
             const std::string label = labelOf(scene, mounted);
             require([&]
                     { return scene.combineManipulator(mounted, at.manipulator, at.link, offset); });
@@ -143,7 +137,10 @@ zqsim::Run zqsim::separate(CLI::App& arguments)
             ZqCoordinateSystemTransformation offset;
             require([&] { return scene.uncombineManipulator(label, parent, child, offset); });
             changes.add("mount", labelOf(scene, child), mount, {});
-            changes.add("offset", labelOf(scene, child), toJson(offset), {});
+            const Json frame = toJson(offset);
+            for (const char* part : {"position", "orientation"})
+               changes.add((std::string("offset ") + part).c_str(), labelOf(scene, child),
+                           frame.at(part), {});
             for (const auto& [present, own] : links)
                changes.add("link", own, present, own);
          });

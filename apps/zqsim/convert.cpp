@@ -188,7 +188,7 @@ zqsim::Run zqsim::convert(CLI::App& arguments)
       Json manipulators = Json::array();
       if (!options->form.empty())
          manipulators = convertTo(options->form, scene, options->manipulator);
-      writeDocument(scene, options->out, !options->brief);
+      writeScene(scene, options->out, !options->brief);
       if (options->json)
          print(Json{{"to", options->form}, {"manipulators", manipulators}});
       const bool areConverted =

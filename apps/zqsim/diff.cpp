@@ -38,6 +38,7 @@ private:
    std::string states = "100";
    std::string seed = "1";
    bool motion = false;
+   bool fromState = false;
    bool json = false;
 };
 
@@ -79,7 +80,13 @@ void DiffOptions::declare(CLI::App& arguments)
       ->type_name("N")
       ->capture_default_str()
       ->needs(motionOption);
+   arguments
+      .add_flag("--from-state", fromState,
+                "Compare how they move away from where the state of each has them: zeros of joints "
+                "and frames of links may differ, as after convert --to")
+      ->needs(motionOption);
    arguments.add_flag("--json", json, "Print JSON");
+   arguments.footer("The exit code is 5 if they differ, or do not move alike.");
 }
 
 ZqReal DiffOptions::numberOr(const char* option, const std::string& given, ZqReal other) const
@@ -151,8 +158,8 @@ ExitCode DiffOptions::compareModels(const ZqStatedSystem& a, const ZqStatedSyste
 ExitCode DiffOptions::compareMotion(const ZqStatedSystem& a, const ZqStatedSystem& b) const
 {
    const ZqReal most = numberOr("--tolerance", tolerance, 1e-9);
-   const ZqMotionDifference::Settings settings{countOf("--states", states),
-                                               countOf("--seed", seed)};
+   const ZqMotionDifference::Settings settings{countOf("--states", states), countOf("--seed", seed),
+                                               fromState};
    const ZqMotionDifference difference = ZqMotionDifference::between(a, b, settings);
    const bool isAlike = difference.isWithin(most);
    using Deviation = ZqMotionDifference::Deviation;

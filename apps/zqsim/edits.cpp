@@ -99,9 +99,7 @@ zqsim::ExitCode zqsim::runEdit(const EditArguments& arguments, const Edit& edit)
    Changes changes;
    edit(scene, changes);
    addMoves(before, placedManipulators(scene), changes);
-   // What is combined can be taken apart again by who reads the document.
-   warnOf(diagnosticsOf([&] { scene.keepCombinations(); }));
-   writeDocument(scene, arguments.out, !arguments.brief);
+   writeScene(scene, arguments.out, !arguments.brief);
    const Json data{{"model", arguments.model},
                    {"out", arguments.out},
                    {"changes", changes.rows()},
@@ -111,6 +109,12 @@ zqsim::ExitCode zqsim::runEdit(const EditArguments& arguments, const Edit& edit)
    else if (isToldApart)
       print(describe(data));
    return Done;
+}
+
+void zqsim::writeScene(ZqStatedSystem& scene, const std::string& fileName, bool writeDefaults)
+{
+   warnOf(diagnosticsOf([&] { scene.keepCombinations(); }));
+   writeDocument(scene, fileName, writeDefaults);
 }
 
 namespace
@@ -136,6 +140,28 @@ void zqsim::require(const std::function<bool()>& operation)
    if (!isDone)
       throw Failure(Usage, reasonOf(diagnostics));
    warnOf(diagnostics);
+}
+
+zqsim::Arrival::Arrival(const std::string& fileName, const std::string& label, bool isAlone)
+{
+   warnOf(readDocument(fileName, model));
+   manipulator = findManipulatorOrOnly(model, "--manipulator", label);
+   if (!isAlone)
+      return;
+   for (ZqU32 i = model.numberOfManipulators(); i-- > 0;)
+      if (i != manipulator)
+         require([&] { return model.removeManipulator(i); });
+   manipulator = 0;
+}
+
+ZqU32 zqsim::Arrival::joinTo(ZqStatedSystem& scene, Changes& changes) const
+{
+   const ZqU32 count = scene.numberOfManipulators();
+   warnOf(diagnosticsOf([&] { scene.append(model); }));
+   for (ZqU32 i = 0; i < model.numberOfManipulators(); ++i)
+      if (labelOf(scene, count + i) != labelOf(model, i))
+         changes.add("label", labelOf(model, i), labelOf(model, i), labelOf(scene, count + i));
+   return count + manipulator;
 }
 
 zqsim::LinkPlace zqsim::findLink(const ZqStatedSystem& scene, const char* option,

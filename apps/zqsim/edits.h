@@ -45,9 +45,23 @@ using Edit = std::function<void(ZqStatedSystem&, Changes&)>;
 /// Reads the model, edits it, writes it, and tells what changed, together with the base frames that moved. What
 /// fails is a `Failure`, and nothing is written.
 ExitCode runEdit(const EditArguments& arguments, const Edit& edit);
+/// Writes a scene so that who reads it can take apart again what was combined, where it still is what its parts make.
+void writeScene(ZqStatedSystem& scene, const std::string& fileName, bool writeDefaults);
 /// Runs an operation of the library that answers whether it did something. If it did not, its message is a `Failure`;
 /// else its messages are warnings.
 void require(const std::function<bool()>& operation);
+
+/// Another model that comes into the scene.
+struct Arrival
+{
+   ZqStatedSystem model;
+   ZqU32 manipulator = 0; ///< which of its manipulators is meant
+
+   /// Of the model in a file, with a manipulator by its label, or the only one.
+   Arrival(const std::string& fileName, const std::string& label, bool isAlone);
+   /// Brings it in, and answers where in the scene the manipulator is.
+   ZqU32 joinTo(ZqStatedSystem& scene, Changes& changes) const;
+};
 
 /// \name Parts of a model, by what stands on the command line
 /// What there is not is a `Failure`, which names the option.

@@ -108,6 +108,7 @@ ExitCode simulate(const RunOptions& options)
       std::erase_if(events, [&](const AttachmentEvent& event) { return event.isDue(start); });
    else if (!events.empty() && events.front().time < start)
       throw Failure(Usage, events.front().text + ": the run begins later");
+   requirePossible(events, simulation.attachments(), simulation.system());
    warnOfLateEvents(events, schedule);
 
    Observers observers = makeObservers(options, run, carried, every);

@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -67,7 +68,13 @@ zqsim::Run zqsim::scale(CLI::App& arguments)
                         const ZqReal factor = parsePositive("--by", options->factor);
                         std::vector<ZqU32> indices;
                         for (const std::string& label : options->manipulators)
-                           indices.push_back(findManipulator(scene, "--manipulator", label));
+                        {
+                           const ZqU32 index = findManipulator(scene, "--manipulator", label);
+                           if (std::count(indices.begin(), indices.end(), index) != 0)
+                              throw Failure(Usage,
+                                            "--manipulator: \"" + label + "\" is given twice");
+                           indices.push_back(index);
+                        }
                         if (options->manipulators.empty())
                            for (ZqU32 i = 0; i < scene.numberOfManipulators(); ++i)
                               indices.push_back(i);

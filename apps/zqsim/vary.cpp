@@ -1,4 +1,5 @@
 #include "apps/zqsim/commands.h"
+#include "apps/zqsim/edits.h"
 #include "apps/zqsim/inputs.h"
 #include "apps/zqsim/model.h"
 #include "apps/zqsim/numbers.h"
@@ -188,7 +189,7 @@ Json vary(const VaryOptions& options, const ZqStatedSystem& scene, const ZqVaria
                     reason(options.study.empty() ? options.model : options.study, diagnostics));
    warnOf(diagnostics);
    const std::string file = fileOf(options.out, origin.sample());
-   writeDocument(varied, file, !options.brief);
+   writeScene(varied, file, !options.brief);
    Json warnings = Json::array();
    for (const Zq::Diagnostic& diagnostic : diagnostics)
       warnings.push_back(lineOf(diagnostic));

@@ -125,6 +125,7 @@ TEST_F(ZqsimEdits, WhatIsCombinedIsTakenApartFromTheDocument)
 
    // Whatever was done to the whole was done to its parts.
    edit("relabel", scratch("one.xml"), "--manipulator puma560=arm", "arm.xml");
+   run("convert " + scratch("arm.xml") + " -o " + scratch("arm.xml") + " --to precursor");
    edit("scale", scratch("arm.xml"), "--by 2", "big.xml");
    const auto big = framesOf(scratch("big.xml"));
    const Json apart = edit("separate", scratch("big.xml"), "--manipulator pendulum", "two.xml");
@@ -169,6 +170,10 @@ TEST_F(ZqsimEdits, WhatCannotBeDoneWritesNothing)
       {"scale IN -o IN --by nan", 2, "\"nan\""},
       {"scale IN -o IN --by 1e99", 2, "1e+99 is no scale for manipulator \"carrier\""},
       {"scale IN -o IN --by 2 --manipulator x", 2, "no manipulator \"x\""},
+      {"scale IN -o IN --by 2 --manipulator tool --manipulator tool", 2, "given twice"},
+      {"run IN --time 1 --save IN --release '.1 carrier'", 2, "\"carrier\" is not attached then"},
+      {"run IN --time 1 --save IN --attach '.1 leftArm carrier/carriage'", 2, "there already"},
+      {"run IN --time 1 --save IN --attach '.1 carrier tool:base'", 2, "would hang on itself"},
       {"attach IN -o IN --manipulator leftArm --to x", 2, "no link \"x\""},
       {"attach IN -o IN --manipulator x --to carriage", 2, "no manipulator \"x\""},
       {"attach IN -o IN --manipulator leftArm --to leftArm/hand", 2, "it would hang on itself"},

@@ -318,12 +318,17 @@ private:
    void fill(ZqStatedSystem& stated)
    {
       stated.setFromSystem(filled<ZqManipulatorSystem>());
+      zqTest::RandomValues random(2);
+      stated.addManipulator(zqTest::randomManipulator(random, 2));
+      EXPECT_TRUE(stated.combineManipulator(
+         2, 0, stated.manipulatorByIndex(0)->linkByIndex(0)->linkLabel(), {}));
       stated.setToMidpointState();
       ZqManipulatorSystemConfiguration configuration;
       configuration.attachmentMap().attachManipulator(1, 0, "label0", {}, "tool");
       stated.setConfiguration(configuration);
       stated.setInteractionState(filled<ZqInteractionState>());
       stated.setVariationOrigin(filled<ZqVariationOrigin>());
+      EXPECT_TRUE(stated.keepCombinations());
    }
    /// Later versions are refused.
    void fill(ZqSimulationCheckpoint& checkpoint)

@@ -82,7 +82,7 @@ struct Forest
             continue;
          const ZqU32 carrier = random.index(0, i - 1);
          const auto& links = scene.system().manipulators()[carrier].linkPointerVector();
-         const ZqU32 link = random.index(0, links.size());
+         const ZqU32 link = random.index(0, static_cast<ZqU32>(links.size()));
          const ZqString label = link < links.size()
                                    ? links[link]->linkLabel()
                                    : scene.system().manipulators()[carrier].linkLabel();

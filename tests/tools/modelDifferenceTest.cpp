@@ -266,6 +266,7 @@ TEST(MotionDifference, FindsWhatMovesOtherwise)
    EXPECT_NEAR(frames.orientation.value, 0.1, 1e-14);
    EXPECT_EQ(frames.position.place, "left/label1");
    EXPECT_LT(frames.mass.value + frames.acceleration.value, 1e-10);
+   EXPECT_TRUE(ZqMotionDifference::between(scene, moved, {20, 3, true}).isWithin(1e-10));
 
    ZqStatedSystem renamed(scene);
    renamed.changeLinkLabel(1, "label3", "hand");

@@ -43,8 +43,8 @@ public:
    /// \name Where a sparse Jacobian has its nonzeros
    /// In row i from column sparsityIndices[i], the first, to zeroStart[i], one after the last.
    /// @{
-   virtual const std::vector<ZqU32>& sparsityIndices() const { return m_sparsityIndices; }
    virtual std::vector<ZqU32>& sparsityIndices() { return m_sparsityIndices; }
+   virtual const std::vector<ZqU32>& sparsityIndices() const { return m_sparsityIndices; }
    virtual std::vector<ZqU32>& zeroStart() { return m_zeroStart; }
    /// For the producer: whether the lists are those of the present model.
    virtual bool sparsityValid() const { return m_sparsityValid; }

@@ -5,6 +5,13 @@
 #include <algorithm>
 #include <cmath>
 
+namespace
+{
+/// Of a row, for the impulse that moves it by one: it tells rows apart that depend on each other, and is far more
+/// than rounding.
+constexpr ZqReal softness = 1e-13;
+} // namespace
+
 void ZqStopFactor::clear(ZqU32 columns)
 {
    m_rows.resize(0, columns);
@@ -75,28 +82,38 @@ void ZqStopFactor::scaleRows(const std::vector<ZqReal>& b)
          m_K[i][j] *= m_scales[i] * m_scales[j];
 }
 
+/// Each row yields to its impulse by `softness`, so that rows that depend on each other have impulses of their
+/// own. In a second pass as much is wanted more of it, which leaves no more than the square of that (the method of
+/// multipliers, Rockafellar 1976).
 void ZqStopFactor::findImpulses()
 {
    const ZqU32 count = m_rows.rows();
    m_impulses.assign(count, 0.0);
    m_isActive.assign(count, false);
-   m_isExcluded.assign(count, false);
    m_active.clear();
+   m_target = m_wanted;
+   pushWhatLacks();
+   for (ZqU32 i = 0; i < count; ++i)
+      m_target[i] += softness * m_impulses[i];
+   while (!solveActive())
+   {
+   }
+   pushWhatLacks();
+}
+
+void ZqStopFactor::pushWhatLacks()
+{
    // In exact arithmetic no active set comes twice: with rounding, this ends it.
-   for (ZqU32 round = 0; round < 4 * count; ++round)
+   for (ZqU32 round = 0; round < 4 * m_rows.rows(); ++round)
    {
       const ZqU32 next = mostWanting();
-      if (next == count)
+      if (next == m_rows.rows())
          return;
       m_isActive[next] = true;
       m_active.push_back(next);
       while (!solveActive())
       {
       }
-      if (m_isActive[next])
-         m_isExcluded.assign(count, false);
-      else
-         m_isExcluded[next] = true;
    }
 }
 
@@ -111,9 +128,9 @@ ZqU32 ZqStopFactor::mostWanting() const
       most = std::max(most, rounding * std::abs(wanted));
    for (ZqU32 i = 0; i < m_rows.rows(); ++i)
    {
-      if (m_isActive[i] || m_isExcluded[i] || m_scales[i] == 0.0)
+      if (m_isActive[i] || m_scales[i] == 0.0)
          continue;
-      ZqReal lacking = m_wanted[i];
+      ZqReal lacking = m_target[i];
       for (const ZqU32 j : m_active)
          lacking -= m_K[i][j] * m_impulses[j];
       if (lacking > most)
@@ -136,19 +153,12 @@ bool ZqStopFactor::solveActive()
    m_b.resize(count, 1);
    for (ZqU32 i = 0; i < count; ++i)
    {
-      m_b[i][0] = m_wanted[m_active[i]];
+      m_b[i][0] = m_target[m_active[i]];
       for (ZqU32 j = 0; j < count; ++j)
          m_A[i][j] = m_K[m_active[i]][m_active[j]];
+      m_A[i][i] += softness;
    }
    m_A.choleskyFactor(m_L);
-   // The square of the sine of its angle to the others.
-   constexpr ZqReal dependent = 1e-11;
-   ZqReal& pivot = m_L[count - 1][count - 1];
-   if (!(pivot * pivot > dependent))
-   {
-      pivot = 0.0;
-      return exchangeLast();
-   }
    m_L.choleskySolve(m_b, m_solution);
    ZqReal part = 1.0;
    ZqU32 first = count;
@@ -165,36 +175,6 @@ bool ZqStopFactor::solveActive()
       m_impulses[m_active[i]] += part * (m_solution[i][0] - m_impulses[m_active[i]]);
    if (first == count)
       return true;
-   takeOut(first);
-   return false;
-}
-
-/// The last active row is a combination of the others, and lacks something all the same: impulses go over to it
-/// from those that it has a positive part of, until one of these is active no more. True when there are none,
-/// and nothing fulfils all of them: then it is the last that is not.
-bool ZqStopFactor::exchangeLast()
-{
-   const auto last = static_cast<ZqU32>(m_active.size() - 1);
-   for (ZqU32 i = 0; i < last; ++i)
-      m_b[i][0] = m_A[i][last];
-   m_b[last][0] = 0.0;
-   m_L.choleskySolve(m_b, m_solution);
-   constexpr ZqReal noPart = 1e-6;
-   ZqU32 first = last;
-   for (ZqU32 i = 0; i < last; ++i)
-      if (m_solution[i][0] > noPart &&
-          (first == last || m_impulses[m_active[i]] * m_solution[first][0] <
-                               m_impulses[m_active[first]] * m_solution[i][0]))
-         first = i;
-   if (first == last)
-   {
-      takeOut(last);
-      return true;
-   }
-   const ZqReal way = m_impulses[m_active[first]] / m_solution[first][0];
-   for (ZqU32 i = 0; i < last; ++i)
-      m_impulses[m_active[i]] = std::max(m_impulses[m_active[i]] - way * m_solution[i][0], 0.0);
-   m_impulses[m_active[last]] += way;
    takeOut(first);
    return false;
 }

@@ -15,11 +15,11 @@ class ZqBaseMultivariableConstraint
 public:
    static constexpr ZqU32 gone = 0xFFFFFFFF;
    /// What has become of a variable x: it has another index, or is `gone`, and its value is now
-   /// sign x + shift.
+   /// factor x + shift.
    struct Moved
    {
       ZqU32 index;
-      ZqReal sign = 1.0; ///< 1 or -1, or by what it grows
+      ZqReal factor = 1.0; ///< not zero; -1 where its sense turns
       ZqReal shift = 0.0;
    };
    /// Answers that for an old index.
@@ -30,8 +30,8 @@ public:
    /// The derivatives by the variables of the list, as many as it has.
    virtual void getGradient(const std::vector<ZqReal>& variables,
                             std::vector<ZqReal>& gradient) const = 0;
-   /// Follows variables that have moved in the list or are told by other values. False when one that it depends on is gone, and the
-   /// constraint with it. A class that has no indices stays as it is.
+   /// Follows variables that have moved in the list or are told by other values. False when one
+   /// that it depends on is gone, and the constraint with it. A class that has no indices stays as it is.
    virtual bool apply(const NewVariable&) { return true; }
 
    bool operator==(const ZqBaseMultivariableConstraint&) const noexcept { return true; }

@@ -69,7 +69,7 @@ bool ZqLinearMultivariableConstraint::apply(const NewVariable& newVariable)
    {
       const Moved moved = newVariable(m_indices[i]);
       m_indices[i] = moved.index;
-      m_coefficients[i] /= moved.sign;
+      m_coefficients[i] /= moved.factor;
       m_constantTerm -= m_coefficients[i] * moved.shift;
       if (moved.index != gone)
          continue;

@@ -20,8 +20,8 @@ class ZqJointActuator;
 ///
 /// The operations `calculate...` answer with references into the joint, which the next query of the same
 /// kind overwrites: they are for one thread at a time. All else that is const serves any number of threads;
-/// `transformAt`, `velocityAt` and `accelerationAt` answer the same by value. For a joint of a class of
-/// one's own they ask the former, under a lock that all such joints share; a class that computes without
+/// `transformAt`, `velocityAt` and `accelerationAt` answer the same by value, but zeros where a message tells
+/// that the former answer what they kept. For a joint of a class of one's own they ask the former, under a lock that all such joints share; a class that computes without
 /// a cache overrides them, and does without the lock.
 class ZqLinkKinematics : public ZqXmlAbstractClass<ZqLinkKinematics, ZqBaseExpressionTreeElement>
 {

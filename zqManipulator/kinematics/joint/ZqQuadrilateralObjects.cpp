@@ -16,7 +16,7 @@ const ZqBaseQuadrilateralObject::Member& ZqQuadrilateralFixedSliderJointOAObject
 {
    static constexpr Member member{"ZqQuadrilateralFixedSliderJointOAObject",
                                   ZqQuadrilateralTypeLink::FixedSlider,
-                                  &ZqQuadrilateralTypeLink::frameATransform};
+                                  &ZqQuadrilateralTypeLink::frameAAt};
    return member;
 }
 
@@ -24,7 +24,7 @@ const ZqBaseQuadrilateralObject::Member& ZqQuadrilateralFixedSliderJointCBObject
 {
    static constexpr Member member{"ZqQuadrilateralFixedSliderJointCBObject",
                                   ZqQuadrilateralTypeLink::FixedSlider,
-                                  &ZqQuadrilateralTypeLink::frameBTransform};
+                                  &ZqQuadrilateralTypeLink::frameBAt};
    return member;
 }
 
@@ -32,7 +32,7 @@ const ZqBaseQuadrilateralObject::Member& ZqQuadrilateralPivotedSliderJointBObjec
 {
    static constexpr Member member{"ZqQuadrilateralPivotedSliderJointBObject",
                                   ZqQuadrilateralTypeLink::PivotedSlider,
-                                  &ZqQuadrilateralTypeLink::frameBTransform};
+                                  &ZqQuadrilateralTypeLink::frameBAt};
    return member;
 }
 
@@ -40,6 +40,6 @@ const ZqBaseQuadrilateralObject::Member& ZqQuadrilateralPivotedSliderJointCObjec
 {
    static constexpr Member member{"ZqQuadrilateralPivotedSliderJointCObject",
                                   ZqQuadrilateralTypeLink::PivotedSlider,
-                                  &ZqQuadrilateralTypeLink::frameCTransform};
+                                  &ZqQuadrilateralTypeLink::frameCAt};
    return member;
 }

@@ -18,8 +18,8 @@ public:
 
    virtual const ZqString& linkIdentifier() const { return m_linkIdentifier; }
    virtual void setlinkIdentifier(const ZqString& label) { m_linkIdentifier = label; }
-   /// A link that is not there, whose joint is none of this kind, or that the state does not have is rejected
-   /// with a message, and so is an object that belongs to no manipulator.
+   /// A link that is not there, whose joint is none of this kind, or that the state does not have is
+   /// rejected with a message, and so is an object that belongs to no manipulator.
    const ZqCoordinateSystemTransformation&
    locationInSystem(ZqManipulatorActivePositionState& activeState) const override;
    bool apply(const ZqLinkEdit& edit) override;
@@ -30,7 +30,7 @@ protected:
    {
       const char* name; ///< of the class
       ZqQuadrilateralTypeLink::JointType jointType;
-      const ZqCoordinateSystemTransformation& (ZqQuadrilateralTypeLink::*frame)(ZqReal) const;
+      ZqCoordinateSystemTransformation (ZqQuadrilateralTypeLink::*frame)(ZqReal) const;
    };
 
 private:

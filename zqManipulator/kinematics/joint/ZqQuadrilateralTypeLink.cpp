@@ -141,6 +141,15 @@ ZqQuadrilateralTypeLink::Closure ZqQuadrilateralTypeLink::closureAt(ZqReal q) co
    return {L, A, k, lever, sine, cosine, closes};
 }
 
+/// With a message where the sides do not reach each other.
+ZqQuadrilateralTypeLink::Closure ZqQuadrilateralTypeLink::closureToldAt(ZqReal q) const
+{
+   const Closure linkage = closureAt(q);
+   if (!linkage.closes)
+      rejectSlider("ZqQuadrilateralTypeLink::transformBy()-Invalid joint position\n");
+   return linkage;
+}
+
 /// The sides reach each other where the distance of P from C is between the difference and the sum of d2 and B.
 std::optional<std::pair<ZqReal, ZqReal>> ZqQuadrilateralTypeLink::closingRange() const
 {
@@ -199,9 +208,7 @@ void ZqQuadrilateralTypeLink::transformBy(ZqCoordinateSystemTransformation& resu
       rejectSlider("ZqQuadrilateralTypeLink::transformBy() bad joint type:\n");
       return;
    }
-   const Closure linkage = closureAt(jointPosition);
-   if (!linkage.closes)
-      rejectSlider("ZqQuadrilateralTypeLink::transformBy()-Invalid joint position\n");
+   const Closure linkage = closureToldAt(jointPosition);
    result.outboardTransformBy(
       ZqVector(m_pivotFrame ? linkage.A : std::abs(linkage.lever), 0.0, m_zDistanceA),
       turnAboutZ(linkage.cosine, linkage.sine));
@@ -349,10 +356,27 @@ ZqQuadrilateralTypeLink::frameATransform(ZqReal jointPosition) const
       rejectSlider("ZqQuadrilateralTypeLink::frameATransform() bad joint type:\n");
       return m_frameA;
    }
+   return m_frameA = frameAAt(jointPosition);
+}
+
+ZqCoordinateSystemTransformation ZqQuadrilateralTypeLink::frameAAt(ZqReal jointPosition) const
+{
    const ZqReal A = isFixedSlider() ? jointPosition + m_nominalLength : m_oppositeLength;
-   m_frameA = m_precursor;
-   m_frameA.outboardTransformBy(ZqVector(A, 0.0, m_zDistanceA));
-   return m_frameA;
+   ZqCoordinateSystemTransformation result = m_precursor;
+   result.outboardTransformBy(ZqVector(A, 0.0, m_zDistanceA));
+   return result;
+}
+
+ZqCoordinateSystemTransformation ZqQuadrilateralTypeLink::frameBAt(ZqReal jointPosition) const
+{
+   return frameB(closureToldAt(jointPosition));
+}
+
+ZqCoordinateSystemTransformation ZqQuadrilateralTypeLink::frameCAt(ZqReal jointPosition) const
+{
+   ZqCoordinateSystemTransformation result = frameBAt(jointPosition);
+   result.outboardTransformBy(ZqVector::xVector(-(jointPosition + m_nominalLength)));
+   return result;
 }
 
 const ZqCoordinateSystemTransformation&

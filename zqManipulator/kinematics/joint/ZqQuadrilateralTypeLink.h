@@ -32,8 +32,8 @@
 /// | zDistanceA, B  | offsets along z of the link's frame and of A; of B and C      | m    |
 ///
 /// The cosine rule gives k = (A A + d1 d1 + d2 d2 - B B) / (2 d2). Of the two assemblies, the one with the
-/// larger cosine is taken where both sines are positive, else the one with the larger sine. A slider for which the
-/// linkage does not close logs a message: the linkage then lies flat, with the angle of the nearest one.
+/// larger cosine is taken if d1 is positive, or else if its sine is not negative, and the other one if it is; where
+/// d1 is zero, and the cosines are one, the one with the positive sine. A slider for which the linkage does not close logs a message: the linkage then lies flat, with the angle of the nearest one.
 ///
 /// The frame of the link stands in one of two places. They differ in what the motions are:
 ///
@@ -154,6 +154,12 @@ public:
    /// Frame B, moved back along x by the length of the slider: at C, where that is the pivoted slider.
    virtual const ZqCoordinateSystemTransformation& frameCTransform(ZqReal jointPosition) const;
    /// @}
+   /// \name The same by value, with nothing kept
+   /// @{
+   ZqCoordinateSystemTransformation frameAAt(ZqReal jointPosition) const;
+   ZqCoordinateSystemTransformation frameBAt(ZqReal jointPosition) const;
+   ZqCoordinateSystemTransformation frameCAt(ZqReal jointPosition) const;
+   /// @}
    bool pivotFrame() const { return m_pivotFrame; }
    void setPivotFrame(bool pivotFrame);
    /// Whether the sides reach each other.
@@ -185,6 +191,7 @@ private:
    void invalidateAllTransforms();
    Closure closureAt(ZqReal q) const;
    Rates ratesAt(const Closure& linkage) const;
+   Closure closureToldAt(ZqReal q) const;
    ZqCoordinateSystemTransformation frameB(const Closure& linkage) const;
    ZqGeneralMotion velocityOf(ZqReal q, ZqReal qd) const;
    ZqGeneralMotion accelerationOf(ZqReal q, ZqReal qd, ZqReal qdd) const;

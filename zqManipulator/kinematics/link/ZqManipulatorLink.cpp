@@ -313,6 +313,18 @@ void ZqManipulatorLink::collectLeafLinks(std::vector<const ZqManipulatorLink*>& 
       child.collectLeafLinks(leaves);
 }
 
+void ZqManipulatorLink::setLinkIndex(ZqU32 index)
+{
+   m_linkIndex = index;
+   updateDefaultLimitConstraints();
+}
+
+void ZqManipulatorLink::setSensorVector(const ZqSensorVector& sensors)
+{
+   m_sensorVector = sensors;
+   tellSensors();
+}
+
 bool ZqManipulatorLink::mapLinks(LinkPointerVector& links, LinkPointerMap& labelToLink)
 {
    setLinkIndex(static_cast<ZqU32>(links.size()));
@@ -331,7 +343,6 @@ bool ZqManipulatorLink::mapLinks(LinkPointerVector& links, LinkPointerMap& label
       mapped = child.mapLinks(links, labelToLink) && mapped;
    }
    tellSensors();
-   updateDefaultLimitConstraints();
    return mapped;
 }
 

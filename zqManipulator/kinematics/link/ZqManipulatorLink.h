@@ -233,7 +233,7 @@ public:
    virtual void setParentLink(ZqManipulatorLink* parent) { m_parentLink = parent; }
    /// The place of the link's joint in states: set by `mapLinks`, until then `ZqNoLinkIndex`.
    virtual ZqU32 linkIndex() const { return m_linkIndex; }
-   virtual void setLinkIndex(ZqU32 index) { m_linkIndex = index; }
+   virtual void setLinkIndex(ZqU32 index);
    /// The number of links in the subtree, this one included.
    virtual ZqU32 subtreeLinkCount() const;
    /// Numbers the subtree from the size of the vector on, parents before their children, tells each
@@ -589,8 +589,9 @@ public:
    /// \name Sensors
    /// @{
    virtual const ZqSensorVector& sensorVector() const { return m_sensorVector; }
-   virtual void setSensorVector(const ZqSensorVector& sensors) { m_sensorVector = sensors; }
-   /// Adds a copy, which is told the label of the link and the index of its manipulator. False for null.
+   /// Sets copies, which are told the label of the link and the index of its manipulator.
+   virtual void setSensorVector(const ZqSensorVector& sensors);
+   /// Adds one more copy. False for null.
    virtual bool addSensor(const ZqBaseSensor* sensor);
    /// @}
 

@@ -202,10 +202,11 @@ public:
    /// Mounts a copy of another manipulator on a link: its base, whose primary frame stands at the rigid
    /// transformation in the primary frame of the link, becomes a part of the link
    /// (`ZqManipulatorLink::addLinkToUnion`), and its links become children of the link. Their labels stay where
-   /// they are free. Springs, dampers, shapes that links share, constraints, stopping criteria, links to
-   /// display and pairs that may collide come along. A named surface of the manipulator that is taken keeps what
-   /// it has, with a message. A constraint on the velocity of the other's base is dropped, since it has none of
-   /// its own any more.
+   /// they are free. Springs, dampers, sensors, limits, shapes that links share, bound objects, constraints,
+   /// stopping criteria, links to display and pairs that may collide come along. A sensor of the base stays as it
+   /// is, whatever it knows of a place on it. A named surface of the manipulator that is taken keeps what it has,
+   /// with a message. A constraint on the velocity of the other's base is dropped, since it has none of its own
+   /// any more.
    ///
    /// False for a link that does not exist, for a manipulator that is this one, that refers to it or to which it
    /// refers, and when links on the other's base have no joint.
@@ -216,7 +217,8 @@ public:
    /// link that it was on, and where the primary frame of its base stood in that of the link. What was not changed
    /// meanwhile is to the bit as it was, in the manipulator and in this one; links that were added to those of
    /// the manipulator go with them. Any number of manipulators is taken off in any order, also one that came within
-   /// another one. Of several with one label it is the first one.
+   /// another one. Of several with one label it is the first one. False also when one of its links does not hang
+   /// on the link that it was mounted on any more, as when others were put between.
    virtual ZqBoolean uncombineManipulator(const ZqString& label, ZqString& linkLabel,
                                           ZqIndividualManipulator& manipulator,
                                           ZqCoordinateSystemTransformation& transform);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <numeric>
 #include <set>
 
 // Parts of trees
@@ -179,6 +180,17 @@ struct Outwards
    ZqLinkEdit edit;              ///< of what goes
 };
 
+/// What elements became that came with a manipulator.
+template <class Element>
+using Later = std::vector<std::unique_ptr<Element>>;
+template <class Element, class List>
+void addPresent(Later<Element>& later, const List& list, const Inwards& inwards)
+{
+   for (const Element* element : list.vectorContainer())
+      if (auto present = element != nullptr ? carried(*element, inwards) : nullptr)
+         later.push_back(std::move(present));
+}
+
 /// Moves elements from a list to that of the manipulator that is taken off: as they were where they have
 /// not been changed, and else those that speak of its links.
 template <class List, class Later>
@@ -202,7 +214,8 @@ void giveElements(List& list, List& to, const Outwards& outwards, const Later& l
             to.pushBack(*present);
          continue;
       }
-      for (ZqU32 i = 0; present && i < list.size(); ++i)
+      // Of those that are equal, the combined manipulator's own stand first.
+      for (ZqU32 i = list.size(); present && i-- > 0;)
       {
          const auto* element = list.vectorContainer()[i];
          if (element == nullptr || !element->equality(present.get()))
@@ -262,13 +275,23 @@ bool speaksOfOthers(const ZqIndividualManipulator& model,
       labels[label] = label;
    const ZqLinkEdit onlyLinks = ZqLinkEdit::moved({}, labels, ZqBaseLinkIndex);
    if (losesAny(model.stateEqualityConstraints(), onlyLinks) ||
-       losesAny(model.stoppingCriteria(), onlyLinks))
+       losesAny(model.stoppingCriteria(), onlyLinks) ||
+       losesAny(model.generalBoundObjects(), onlyLinks))
       return true;
    labels.erase(model.linkLabel());
    ZqManipulatorLink::ChildLinks copy = children;
    for (ZqManipulatorLink& child : copy)
       child.apply(ZqLinkEdit::moved({}, labels, ZqBaseLinkIndex));
    return !(copy == children);
+}
+
+/// The index of a child that is added to a link: behind all that stands below it.
+ZqU32 indexBehind(const ZqManipulatorLink& link)
+{
+   const ZqManipulatorLink* last = &link;
+   while (last->childLinks().size() > 0)
+      last = &last->childLinks()[last->childLinks().size() - 1];
+   return last->linkIndex() == ZqBaseLinkIndex ? 0 : last->linkIndex() + 1;
 }
 } // namespace
 
@@ -325,6 +348,10 @@ ZqIndividualManipulator::combine(const ZqString& linkLabel,
    ZqLinkEdit::Labels labels = model.linkLabels();
    for (const ZqString& label : ownLabels)
       pool.addUsedLabel(label);
+   for (const ZqIndividualManipulator* one :
+        {static_cast<const ZqIndividualManipulator*>(this), &model})
+      for (const auto& [label, other] : one->linkPointerMap())
+         ZqLinkUnion::addOtherLabels(*other, pool);
    std::map<ZqString, std::optional<ZqString>> newLabels;
    for (std::size_t i = 0; i + 1 < labels.size(); ++i)
    {
@@ -374,7 +401,11 @@ ZqIndividualManipulator::combine(const ZqString& linkLabel,
    for (const auto& [name, values] : model.surfaces().mapContainer())
       if (!m_surfaces.mapContainer().contains(name))
          origin.surfaces.push_back(name);
-   relabelTrees(children, labels, ZqLinkEdit::carried({}, std::move(newLabels), ZqBaseLinkIndex));
+   std::vector<ZqU32> newIndices(labels.size());
+   std::iota(newIndices.begin(), newIndices.end(), indexBehind(*link));
+   relabelTrees(children, labels,
+                ZqLinkEdit::carried(ZqRenumbering::to(std::move(newIndices)), std::move(newLabels),
+                                    ZqBaseLinkIndex));
 
    origin.X = link->primaryFrame() * transform * model.primaryFrame().inverse();
    for (ZqManipulatorLink& child : children)
@@ -391,10 +422,12 @@ ZqIndividualManipulator::combine(const ZqString& linkLabel,
    // From here on nothing fails.
    ZqLinkUnion changed = *merged.linkUnion();
    for (const auto& [label, other] : linkPointerMap())
-      if (other->linkReferenceDescription().isShapeReferenced() && other->referenceLink() == link)
+   {
+      const bool isSharer =
+         other->linkReferenceDescription().isShapeReferenced() && other->referenceLink() == link;
+      if (ZqLinkUnion::endSharing(*other, linkLabel) || isSharer)
          changed.sharers.push_back(label);
-      else if (ZqLinkUnion::endSharing(*other, linkLabel))
-         changed.sharers.push_back(label);
+   }
    ZqLinkUnion::set(merged, std::move(changed));
    aboutToModifyLink(linkLabel);
    for (const ChildLinks* list : {&link->m_childLinks, &children})
@@ -439,8 +472,12 @@ void ZqIndividualManipulator::takeContents(const ZqManipulatorLink& carrier,
                          other.isFixedBase()};
    takeElements(m_stateEqualityConstraints, other.m_stateEqualityConstraints, inwards, member,
                 "constraint");
+   takeElements(m_stateConstraints, other.m_stateConstraints, inwards, member, "state constraint");
    takeElements(m_stoppingCriteria, other.m_stoppingCriteria, inwards, member,
                 "stopping criterion");
+   takeElements(m_generalBoundObjects, other.m_generalBoundObjects, inwards, member,
+                "bound object");
+   m_generalBoundObjects.setManipulator(this);
    for (const ZqU32 index : other.m_displayLinkIndices)
       if (index != ZqBaseLinkIndex && inwards.edit.index(index) != ZqNoLinkIndex)
          m_displayLinkIndices.pushBack(inwards.edit.index(index));
@@ -508,50 +545,56 @@ void ZqIndividualManipulator::mapCombinedLabels()
 
 namespace
 {
-/// The names of a manipulator that was merged, as they are in the outermost combined manipulator.
-std::vector<Name> presentNames(const std::vector<Name>& names, const std::vector<Member>& within)
+/// Undoes what merges did to the joint of a link on the base: exactly, unless the joint was changed since. X is the
+/// base's DH frame in that of the link as it is now.
+void moveBack(ZqManipulatorLink& child, const Popped& popped,
+              const ZqCoordinateSystemTransformation& X)
 {
-   std::vector<Name> result = names;
-   for (auto outer = within.rbegin(); outer != within.rend(); ++outer)
-   {
-      std::map<ZqString, std::optional<ZqString>> outwards;
-      for (const std::vector<Name>* list : {&outer->origin.others, &outer->origin.links})
-         for (const Name& name : *list)
-            outwards[name.own] = name.present;
-      for (Name& name : result)
-         if (name.present)
-            if (const auto found = outwards.find(*name.present); found != outwards.end())
-               name.present = found->second;
-   }
-   return result;
-}
-
-/// Undoes what merges did to the joint of a link on the base: exactly, unless the joint was changed since.
-void moveBack(ZqManipulatorLink& child, const Popped& popped)
-{
-   ZqLinkKinematicsContainer joint = child.linkKinematicsContainer();
+   // Its labels from the outermost merge to its own.
+   std::vector<const ZqLinkUnion::Origin*> origins;
+   for (const Member& outer : popped.within)
+      origins.push_back(&outer.origin);
+   origins.push_back(&popped.member.origin);
    ZqString label = child.linkLabel();
-   const auto undo = [&](const ZqLinkUnion::Origin& origin)
-   {
-      const auto found = std::find_if(origin.joints.begin(), origin.joints.end(),
-                                      [&](const auto& entry) { return entry.first == label; });
-      ZqLinkKinematicsContainer moved =
-         found != origin.joints.end() ? found->second : ZqLinkKinematicsContainer();
-      if (moved.transformBy(origin.X) && moved == joint)
-         joint = found->second;
-      else
-         joint.transformBy(origin.X.inverse());
-      for (const Name& name : origin.links)
+   for (std::size_t i = 0; i + 1 < origins.size(); ++i)
+      for (const Name& name : origins[i]->links)
          if (name.present == label)
          {
             label = name.own;
             break;
          }
-   };
-   for (const Member& outer : popped.within)
-      undo(outer.origin);
-   undo(popped.member.origin);
+   const auto& joints = popped.member.origin.joints;
+   const auto found = std::find_if(joints.begin(), joints.end(),
+                                   [&](const auto& entry) { return entry.first == label; });
+   ZqLinkKinematicsContainer joint = child.linkKinematicsContainer();
+   if (found != joints.end())
+   {
+      ZqLinkKinematicsContainer moved = found->second;
+      for (auto origin = origins.rbegin(); origin != origins.rend(); ++origin)
+         moved.transformBy((*origin)->X);
+      if (moved == joint)
+         return child.setLinkKinematicsContainer(found->second);
+   }
+   joint.transformBy(X.inverse());
    child.setLinkKinematicsContainer(joint);
+}
+
+/// The first link of a manipulator that was merged into a carrier which does not hang on that any more; null when
+/// there is none.
+const ZqManipulatorLink* strayLink(const ZqIndividualManipulator& combined,
+                                   const ZqManipulatorLink& carrier,
+                                   const std::map<ZqString, ZqString>& ownNames)
+{
+   for (const auto& [present, own] : ownNames)
+   {
+      const ZqManipulatorLink* const link = combined.linkByIdentifier(present);
+      const ZqManipulatorLink* top = link;
+      while (top != nullptr && top->parentLink() != &carrier)
+         top = top->parentLink();
+      if (link != nullptr && (top == nullptr || !ownNames.contains(top->linkLabel())))
+         return link;
+   }
+   return nullptr;
 }
 
 /// Which names of surfaces that came with a manipulator go from the combined one when it is taken off its link:
@@ -580,10 +623,22 @@ std::vector<ZqString> namesToDrop(ZqIndividualManipulator& combined, const ZqStr
    for (const auto& [link, i] : outer)
    {
       ZqLinkUnion changed = *link->linkUnion();
-      changed.members[i].forget(label, names);
+      changed.members[i].forgetOn(carrier, label, names);
       ZqLinkUnion::set(*link, std::move(changed));
    }
    return names;
+}
+
+/// Rows go with the last of the pairs that they had come with.
+void applyToPairs(const ZqLinkEdit& edit, ZqManipulatorSelfCollisionLinkMap& pairs)
+{
+   std::set<ZqString> emptyRows;
+   for (const auto& [name, row] : pairs.mapContainer())
+      if (row.mapContainer().empty())
+         emptyRows.insert(name);
+   pairs.apply(edit);
+   std::erase_if(pairs.mapContainer(), [&](const auto& row)
+                 { return row.second.mapContainer().empty() && !emptyRows.contains(row.first); });
 }
 } // namespace
 
@@ -610,7 +665,7 @@ void ZqIndividualManipulator::giveCollisionPairs(ZqIndividualManipulator& to, co
                                                                       mayCollide);
             to.m_allPairsAreExcluded = to.m_allPairsAreExcluded && !mayCollide;
          }
-   to.m_selfCollisionLinkMap.apply(restored);
+   applyToPairs(restored, to.m_selfCollisionLinkMap);
 }
 
 void ZqIndividualManipulator::giveLabelMapping(ZqIndividualManipulator& to,
@@ -671,13 +726,18 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
                         "no link of it has that merged in");
       return std::nullopt;
    }
+   ZqString missingOwner;
    if (const ZqLinkReferenceDescription& shared = rest.linkReferenceDescription();
        shared.isShapeReferenced() && !linkPointerMap().contains(shared.referencedLinkLabel()))
+   {
+      missingOwner = shared.referencedLinkLabel();
       rest.setShapeContainer(carrier->linkUnion()->sharedShape);
+   }
    const ZqLinkEdit::Labels ownLabels = linkLabels();
    const ZqString carrierLabel = carrier->linkLabel();
    const std::vector<ZqString> sharers = carrier->linkUnion()->sharers;
-   const std::vector<Name> names = presentNames(popped.member.origin.links, popped.within);
+   const std::vector<Name> names =
+      ZqLinkUnion::presentNames(popped.member.origin.links, popped.within);
 
    // How it came: from merge to merge, and last into this manipulator.
    Outwards outwards;
@@ -713,6 +773,15 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
       if (name.present)
          ownNames.emplace(*name.present, name.own);
    }
+   if (const ZqManipulatorLink* stray = strayLink(*this, *carrier, ownNames))
+   {
+      rejectCombination("uncombineManipulator",
+                        "manipulator \"" + label + "\" off manipulator \"" + m_manipulatorLabel +
+                           "\"",
+                        "its link \"" + stray->linkLabel() + "\" does not hang on link \"" +
+                           carrierLabel + "\" any more");
+      return std::nullopt;
+   }
    ChildLinks going;
    aboutToModifyLink(carrierLabel);
    for (const ZqManipulatorLink& child : carrier->m_childLinks)
@@ -723,7 +792,7 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
    std::map<ZqString, std::optional<ZqString>> newLabels;
    for (const ZqString& name : ownLabels)
       newLabels[name] = std::nullopt;
-   for (const Name& name : presentNames(popped.member.origin.others, popped.within))
+   for (const Name& name : ZqLinkUnion::presentNames(popped.member.origin.others, popped.within))
       if (name.present)
          newLabels[*name.present] = name.own;
    std::vector<ZqString> labels;
@@ -750,35 +819,37 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
    indices.pop_back();
    outwards.remaining = ZqLinkEdit::matched(ownLabels, remaining);
    // What came to its links later brought this.
-   std::vector<std::unique_ptr<ZqBaseStateEqualityConstraint>> laterConstraints;
-   std::vector<std::unique_ptr<ZqBaseStoppingCriterion>> laterCriteria;
+   Later<ZqBaseStateEqualityConstraint> laterConstraints;
+   Later<ZqBaseStateConstraint> laterLimits;
+   Later<ZqBaseStoppingCriterion> laterCriteria;
+   Later<ZqBaseGeneralBoundObject> laterObjects;
    const auto& earlier = popped.member.manipulator.m_usingManipulatorLabels;
-   forEachLinkOf(
-      going,
-      [&](const ZqManipulatorLink& link)
-      {
-         for (std::size_t i = 0;
-              link.linkUnion() != nullptr && i < link.linkUnion()->members.size(); ++i)
-         {
-            const Member& later = link.linkUnion()->members[i];
-            if (earlier.contains(later.manipulator.m_manipulatorLabel))
-               continue;
-            const Inwards inwards{editInto(later, link.linkLabel(),
-                                           [this](const ZqString& name)
-                                           { return linkIndexByIdentifier(name); }),
-                                  later.manipulator.isFixedBase()};
-            for (const auto* element :
-                 later.manipulator.m_stateEqualityConstraints.vectorContainer())
-               if (auto present = element != nullptr ? carried(*element, inwards) : nullptr)
-                  laterConstraints.push_back(std::move(present));
-            for (const auto* element : later.manipulator.m_stoppingCriteria.vectorContainer())
-               if (auto present = element != nullptr ? carried(*element, inwards) : nullptr)
-                  laterCriteria.push_back(std::move(present));
-         }
-      });
+   forEachLinkOf(going,
+                 [&](const ZqManipulatorLink& link)
+                 {
+                    for (std::size_t i = 0;
+                         link.linkUnion() != nullptr && i < link.linkUnion()->members.size(); ++i)
+                    {
+                       const Member& later = link.linkUnion()->members[i];
+                       if (earlier.contains(later.manipulator.m_manipulatorLabel))
+                          continue;
+                       const Inwards inwards{editInto(later, link.linkLabel(),
+                                                      [this](const ZqString& name)
+                                                      { return linkIndexByIdentifier(name); }),
+                                             later.manipulator.isFixedBase()};
+                       addPresent(laterConstraints, later.manipulator.m_stateEqualityConstraints,
+                                  inwards);
+                       addPresent(laterLimits, later.manipulator.m_stateConstraints, inwards);
+                       addPresent(laterCriteria, later.manipulator.m_stoppingCriteria, inwards);
+                       addPresent(laterObjects, later.manipulator.m_generalBoundObjects, inwards);
+                    }
+                 });
+   const ZqCoordinateSystemTransformation X = carrier->primaryFrame() * popped.transform *
+                                              popped.member.manipulator.primaryFrame().inverse();
    for (ZqManipulatorLink& child : going)
-      moveBack(child, popped);
-   relabelTrees(going, labels, ZqLinkEdit::carried({}, newLabels, ZqNoLinkIndex));
+      moveBack(child, popped, X);
+   relabelTrees(going, labels,
+                ZqLinkEdit::carried(ZqRenumbering::to(indices), newLabels, ZqNoLinkIndex));
    newLabels[carrierLabel] = popped.member.manipulator.linkLabel();
    outwards.edit = ZqLinkEdit::carried(ZqRenumbering::to(indices), newLabels, ZqNoLinkIndex);
    outwards.edit.restate(ZqBaseLinkIndex, popped.member.manipulator.linkLabel(),
@@ -793,26 +864,22 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
       if (ZqManipulatorLink* link = taken.linkByIdentifier(name))
          ZqLinkUnion::shareShape(*link, taken);
    if (popped.member.origin.baseReference.isShapeReferenced())
-      if (const ZqManipulatorLink* owner =
+      if (ZqManipulatorLink* owner =
              taken.linkByIdentifier(popped.member.origin.baseReference.referencedLinkLabel()))
          ZqLinkUnion::shareShape(taken, *owner);
    taken.mapManipulator();
-   std::vector<ZqU32> restored;
-   std::map<ZqString, std::optional<ZqString>> lost;
+   ZqLinkEdit::Labels formerLabels;
    for (const Name& name : names)
-   {
-      const bool isThere = name.present && moved.contains(*name.present);
-      restored.push_back(isThere ? taken.linkIndexByIdentifier(name.own) : ZqNoLinkIndex);
-      if (!isThere)
-         lost[name.own] = std::nullopt;
-   }
-   outwards.restored =
-      ZqLinkEdit::carried(ZqRenumbering::to(std::move(restored)), std::move(lost), ZqBaseLinkIndex);
+      formerLabels.push_back(name.own);
+   formerLabels.push_back(taken.linkLabel());
+   outwards.restored = ZqLinkEdit::matched(formerLabels, taken.linkLabels());
 
    // What it held.
    giveElements(m_stateEqualityConstraints, taken.m_stateEqualityConstraints, outwards,
                 laterConstraints);
+   giveElements(m_stateConstraints, taken.m_stateConstraints, outwards, laterLimits);
    giveElements(m_stoppingCriteria, taken.m_stoppingCriteria, outwards, laterCriteria);
+   giveElements(m_generalBoundObjects, taken.m_generalBoundObjects, outwards, laterObjects);
    for (ZqU32& index : taken.m_displayLinkIndices)
       index = outwards.restored.index(index);
    std::erase(taken.m_displayLinkIndices.vectorContainer(), ZqNoLinkIndex);
@@ -837,6 +904,12 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
                taken.m_surfaces.mapContainer().try_emplace(surface, *values);
                m_surfaces.erase(surface);
             }
+         const ZqString& laterLabel = later.manipulator.m_manipulatorLabel;
+         std::vector<ZqString> surfaces = later.origin.surfaces;
+         ZqLinkUnion::forgetWithin(rest, laterLabel, surfaces);
+         for (const auto& [other, staying] : linkPointerMap())
+            if (surfaces = later.origin.surfaces; !moved.contains(other))
+               ZqLinkUnion::forgetWithin(*staying, laterLabel, surfaces);
       }
    giveCollisionPairs(taken, names, carrierLabel, outwards.restored);
    giveLabelMapping(taken, moved);
@@ -845,30 +918,25 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
    const bool allPairsWereExcluded = m_allPairsAreExcluded;
    ZqManipulatorSelfCollisionLinkMap pairs =
       allPairsWereExcluded ? ZqManipulatorSelfCollisionLinkMap() : m_selfCollisionLinkMap;
-   std::set<ZqString> emptyRows;
-   for (const auto& [name, row] : pairs.mapContainer())
-      if (row.mapContainer().empty())
-         emptyRows.insert(name);
    if (!replaceLinkAndChildren(carrierLabel, rest))
       return std::nullopt;
    if (!allPairsWereExcluded)
    {
-      pairs.apply(outwards.remaining);
-      // Rows that the pairs had come with.
-      std::erase_if(pairs.mapContainer(),
-                    [&](const auto& row) {
-                       return row.second.mapContainer().empty() && !emptyRows.contains(row.first);
-                    });
+      applyToPairs(outwards.remaining, pairs);
       m_selfCollisionLinkMap = std::move(pairs);
       m_allPairsAreExcluded = false;
       mapLinkCollisionCandidates();
    }
+   if (!missingOwner.empty())
+      ZqLinkUnion::shareShapeApart(*this, carrierLabel, missingOwner);
    ZqManipulatorLink* left = linkByIdentifier(carrierLabel);
    if (left->linkUnion() == nullptr && !sharers.empty())
    {
       for (const ZqString& name : sharers)
          if (ZqManipulatorLink* link = linkByIdentifier(name))
             ZqLinkUnion::shareShape(*link, *left);
+         else
+            ZqLinkUnion::shareShapeApart(*this, name, carrierLabel);
       mapManipulator();
    }
    mapCombinedLabels();

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 
 void intrusive_ptr_add_ref(const ZqLinkUnion* held) noexcept
 {
@@ -160,20 +161,30 @@ bool ZqLinkUnion::merge(ZqManipulatorLink& link, Member member)
    }
    if (!add(link, member, true))
       return false;
+   for (const ZqBaseSensor* sensor : member.manipulator.sensorVector().vectorContainer())
+      link.addSensor(sensor);
    merged->members.push_back(std::move(member));
    link.m_union = merged;
    return true;
 }
 
+/// Whether anything that is merged in brought a shape: a link that shared one has its own since.
+bool ZqLinkUnion::hasShapes() const
+{
+   return std::any_of(members.begin(), members.end(),
+                      [](const Member& member) { return member.manipulator.shape() != nullptr; });
+}
+
 void ZqLinkUnion::rebuild(ZqManipulatorLink& link) const
 {
-   if (before.linkReferenceDescription().isShapeReferenced())
+   const bool wasShared = before.linkReferenceDescription().isShapeReferenced();
+   if (wasShared && !hasShapes())
    {
       link.m_shapes = ZqLinkShapes();
       link.setLinkReferenceDescription(before.linkReferenceDescription());
    }
    else
-      link.setShapeContainer(before.memberShapeContainer());
+      link.setShapeContainer(wasShared ? sharedShape : before.memberShapeContainer());
    link.setNamedFrames(before.namedFrames());
    link.setNamedPoints(before.namedPoints());
    link.setMassPropertiesMap(before.massPropertiesMap());
@@ -194,6 +205,91 @@ void ZqLinkUnion::Member::forget(const ZqString& label, std::vector<ZqString>& s
       manipulator.m_surfaces.erase(name);
    std::erase_if(surfaces,
                  [this](const ZqString& name) { return std::erase(origin.surfaces, name) == 0; });
+}
+
+void ZqLinkUnion::Member::forgetOn(const ZqString& carrier, const ZqString& label,
+                                   std::vector<ZqString>& surfaces)
+{
+   const auto& links = origin.links;
+   const auto found = std::find_if(links.begin(), links.end(),
+                                   [&](const Name& name) { return name.present == carrier; });
+   if (found == links.end() || !manipulator.usingManipulatorLabels().contains(label))
+      return;
+   if (manipulator.m_union)
+   {
+      ZqLinkUnion changed = *manipulator.m_union;
+      for (Member& inner : changed.members)
+         inner.forgetOn(found->own, label, surfaces);
+      set(manipulator, std::move(changed));
+   }
+   forget(label, surfaces);
+}
+
+void ZqLinkUnion::forgetWithin(ZqManipulatorLink& link, const ZqString& label,
+                               std::vector<ZqString>& surfaces)
+{
+   if (!link.m_union)
+      return;
+   ZqLinkUnion changed = *link.m_union;
+   for (Member& member : changed.members)
+      if (member.manipulator.usingManipulatorLabels().contains(label))
+      {
+         forgetWithin(member.manipulator, label, surfaces);
+         member.forget(label, surfaces);
+      }
+   set(link, std::move(changed));
+}
+
+void ZqLinkUnion::addOtherLabels(const ZqManipulatorLink& link, ZqLabelPool& pool)
+{
+   if (!link.m_union)
+      return;
+   for (const Member& member : link.m_union->members)
+   {
+      for (const Name& name : member.origin.others)
+         if (name.present)
+            pool.addUsedLabel(*name.present);
+      addOtherLabels(member.manipulator, pool);
+   }
+}
+
+std::vector<ZqLinkUnion::Name> ZqLinkUnion::presentNames(const std::vector<Name>& names,
+                                                         const std::vector<Member>& within)
+{
+   std::vector<Name> result = names;
+   for (auto outer = within.rbegin(); outer != within.rend(); ++outer)
+   {
+      std::map<ZqString, std::optional<ZqString>> outwards;
+      for (const std::vector<Name>* list : {&outer->origin.others, &outer->origin.links})
+         for (const Name& name : *list)
+            outwards[name.own] = name.present;
+      for (Name& name : result)
+         if (name.present)
+            if (const auto found = outwards.find(*name.present); found != outwards.end())
+               name.present = found->second;
+   }
+   return result;
+}
+
+/// Takes the sensors off a link that came with a base, but for those that were changed since.
+void ZqLinkUnion::dropSensors(ZqManipulatorLink& link, const ZqManipulatorLink& base)
+{
+   ZqSensorVector sensors = link.sensorVector();
+   for (const ZqBaseSensor* sensor : base.sensorVector().vectorContainer())
+      for (ZqU32 i = sensors.size(); sensor != nullptr && i-- > 0;)
+      {
+         const ZqBaseSensor* const candidate = sensors.vectorContainer()[i];
+         if (candidate == nullptr)
+            continue;
+         const std::unique_ptr<ZqBaseSensor> told(static_cast<ZqBaseSensor*>(sensor->clone()));
+         told->setLinkLabel(candidate->linkLabel());
+         told->setManipulatorIndex(candidate->manipulatorIndex());
+         if (!candidate->equality(told.get()))
+            continue;
+         sensors.erase(i);
+         break;
+      }
+   link.setSensorVector(sensors);
 }
 
 bool ZqLinkUnion::pop(ZqManipulatorLink& link, const ZqString& label, Popped& popped)
@@ -228,10 +324,11 @@ bool ZqLinkUnion::pop(ZqManipulatorLink& link, const ZqString& label, Popped& po
          }
          // Out of the member, and with it out of this link.
          popped.transform = member.transform * popped.transform;
+         const std::vector<Name> gone = presentNames(popped.member.origin.links, popped.within);
          popped.within.insert(popped.within.begin(), member);
-         for (const Name& gone : popped.member.origin.links)
+         for (const Name& goneName : gone)
             for (Name& name : member.origin.links)
-               if (gone.present == name.own)
+               if (goneName.present == name.own)
                   name.present.reset();
          member.forget(label, popped.surfaces);
          found = true;
@@ -239,15 +336,28 @@ bool ZqLinkUnion::pop(ZqManipulatorLink& link, const ZqString& label, Popped& po
    }
    if (!found)
       return false;
+   dropSensors(link, popped.member.manipulator);
    rest.rebuild(link);
    set(link, std::move(rest));
    return true;
 }
 
-void ZqLinkUnion::shareShape(ZqManipulatorLink& link, const ZqManipulatorLink& owner)
+void ZqLinkUnion::shareShape(ZqManipulatorLink& link, ZqManipulatorLink& owner)
 {
    if (&link == &owner)
       return;
+   if (owner.m_union)
+   {
+      // Again, once what was merged in is gone.
+      ZqLinkUnion changed = *owner.m_union;
+      changed.sharers.push_back(link.linkLabel());
+      set(owner, std::move(changed));
+      if (owner.m_union->hasShapes())
+      {
+         endSharing(link, owner.linkLabel());
+         return;
+      }
+   }
    const ZqShapeContainer shape = owner.shapeContainer();
    const auto share = [&](ZqManipulatorLink& sharer)
    {
@@ -266,7 +376,62 @@ void ZqLinkUnion::shareShape(ZqManipulatorLink& link, const ZqManipulatorLink& o
    ZqLinkUnion changed = *link.m_union;
    share(changed.before);
    changed.sharedShape = shape;
+   if (!changed.hasShapes())
+      share(link);
    set(link, std::move(changed));
+}
+
+void ZqLinkUnion::shareShapeApart(const ZqString& sharer, const ZqString& owner)
+{
+   const auto find = [](const std::vector<Name>& names, const ZqString& present) -> const ZqString*
+   {
+      const auto found =
+         std::find_if(names.begin(), names.end(),
+                      [&present](const Name& name) { return name.present == present; });
+      return found != names.end() ? &found->own : nullptr;
+   };
+   for (Member& member : members)
+   {
+      // One of the two is a link of it, and the other a base, the label of which stays where it is free.
+      const Origin& origin = member.origin;
+      if (find(origin.links, sharer) == nullptr && find(origin.links, owner) == nullptr)
+         continue;
+      const auto own = [&](const ZqString& present)
+      {
+         for (const std::vector<Name>* list : {&origin.links, &origin.others})
+            if (const ZqString* const name = find(*list, present))
+               return *name;
+         return present;
+      };
+      const ZqString ownSharer = own(sharer);
+      const ZqString ownOwner = own(owner);
+      const ZqString& base = member.manipulator.linkLabel();
+      if (ownSharer == base)
+      {
+         member.origin.baseReference.setReferencedLinkLabel(ownOwner);
+         member.origin.baseReference.setIsShapeReferenced(true);
+      }
+      else if (ownOwner == base)
+         member.origin.sharers.push_back(ownSharer);
+      else if (member.manipulator.m_union)
+      {
+         ZqLinkUnion changed = *member.manipulator.m_union;
+         changed.shareShapeApart(ownSharer, ownOwner);
+         set(member.manipulator, std::move(changed));
+      }
+   }
+}
+
+void ZqLinkUnion::shareShapeApart(ZqIndividualManipulator& manipulator, const ZqString& sharer,
+                                  const ZqString& owner)
+{
+   for (const auto& [label, link] : manipulator.linkPointerMap())
+      if (link->m_union)
+      {
+         ZqLinkUnion changed = *link->m_union;
+         changed.shareShapeApart(sharer, owner);
+         set(*link, std::move(changed));
+      }
 }
 
 bool ZqLinkUnion::endSharing(ZqManipulatorLink& link, const ZqString& owner)

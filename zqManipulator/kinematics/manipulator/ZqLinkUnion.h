@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+class ZqLabelPool;
+
 /// What is merged into a link: the link as it was before, and the bases of other manipulators.
 ///
 /// A base brings its tree with it when manipulators are combined. Then its origin tells what became of the
@@ -45,6 +47,9 @@ public:
       /// Another one that it had taken in is gone, with names of surfaces. What is left of these came with this
       /// one, too.
       void forget(const ZqString& label, std::vector<ZqString>& surfaces);
+      /// The same for one that was on a link of it, by the present label, and for all within that had the link.
+      void forgetOn(const ZqString& carrier, const ZqString& label,
+                    std::vector<ZqString>& surfaces);
    };
    /// What is taken out of a union.
    struct Popped
@@ -68,10 +73,23 @@ public:
    static bool merge(ZqManipulatorLink& link, Member member);
    /// Takes out the first of a label. False when there is none.
    static bool pop(ZqManipulatorLink& link, const ZqString& label, Popped& popped);
+   /// The names of a manipulator that was merged, as they are in the outermost of those that it is a part of.
+   static std::vector<Name> presentNames(const std::vector<Name>& names,
+                                         const std::vector<Member>& within);
+   /// Has all that is merged into a link forget of another one, which goes with one that it had come to.
+   static void forgetWithin(ZqManipulatorLink& link, const ZqString& label,
+                            std::vector<ZqString>& surfaces);
+   /// Tells a pool what stands for names of no links in what is merged into a link.
+   static void addOtherLabels(const ZqManipulatorLink& link, ZqLabelPool& pool);
    /// Replaces what is remembered, without a change of the link.
    static void set(ZqManipulatorLink& link, ZqLinkUnion&& changed);
-   /// Has a link use the shape of another one, which equals its own. Labels are to be mapped afterwards.
-   static void shareShape(ZqManipulatorLink& link, const ZqManipulatorLink& owner);
+   /// Has a link use the shape of another one, which equals its own; as soon as it does, where others are
+   /// merged into that one. Labels are to be mapped afterwards.
+   static void shareShape(ZqManipulatorLink& link, ZqManipulatorLink& owner);
+   /// The same where one of the two is a base that was merged in, by labels of a combined manipulator: when it
+   /// is taken off.
+   static void shareShapeApart(ZqIndividualManipulator& manipulator, const ZqString& sharer,
+                               const ZqString& owner);
 
    /// Gives what a link was before its own merges the shape that it shared with a link of a label. False when
    /// it shared none.
@@ -93,6 +111,9 @@ public:
 
 private:
    void ownShape();
+   void shareShapeApart(const ZqString& sharer, const ZqString& owner);
+   bool hasShapes() const;
+   static void dropSensors(ZqManipulatorLink& link, const ZqManipulatorLink& base);
    static bool add(ZqManipulatorLink& link, const Member& member, bool tellsClashes);
    void rebuild(ZqManipulatorLink& link) const;
 };

@@ -29,6 +29,8 @@ public:
          ZqComponent{&This::m_manipulator, &ZqManip::ZqIndividualManipulatorToken,
                      "the manipulator"}};
    }
+   /// Of a manipulator as reading one leaves it.
+   ZqCombination() { m_manipulator.fitAbsoluteBoundingSphere(); }
    bool operator==(const ZqCombination&) const = default;
 
    using Combinations = ZqXmlVectorType<ZqCombination>;

@@ -162,7 +162,8 @@ public:
    /// Has the next document remember of what manipulators are made, so that whoever reads it can take them apart
    /// again. To be called when all is done and before it is written: a change of the system drops it. A manipulator
    /// that was changed since in such a way that its parts do not make it any more is left out, with a message, and
-   /// the answer is false.
+   /// the answer is false. What had spoken of a base before it was merged (springs, exclusions, attachments) is not
+   /// remembered: taken apart after reading, it stays with the link that the base came to.
    bool keepCombinations();
    virtual const ZqSystemEnvironment& environment() const;
    virtual void setEnvironment(const ZqSystemEnvironment& environment);

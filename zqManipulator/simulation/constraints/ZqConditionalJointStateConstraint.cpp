@@ -6,9 +6,24 @@
 #include "zqManipulator/tools/labels/ZqModelScaling.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
+#include <utility>
 
 template class ZqXmlClass<ZqConditionalJointStateConstraint, ZqBaseStateConstraint>;
+
+namespace
+{
+/// No position is beyond it.
+constexpr ZqReal noBound = std::numeric_limits<ZqReal>::max();
+
+bool allowsEverything(const ZqBaseMultivariableConstraint* function)
+{
+   const auto* const linear = dynamic_cast<const ZqLinearMultivariableConstraint*>(function);
+   return function == nullptr ||
+          (linear != nullptr && *linear == ZqLinearMultivariableConstraint());
+}
+} // namespace
 
 const ZqBaseMultivariableConstraint*
 ZqConditionalJointStateConstraint::getActiveConstraint(ZqReal x) const
@@ -52,7 +67,10 @@ bool ZqConditionalJointStateConstraint::apply(const ZqLinkEdit& edit)
       m_index = edit.index(m_index);
       if (m_index == ZqNoLinkIndex)
          return false;
-      restateBounds(edit.restatement(m_index));
+      const ZqLinkRestatement& restatement = edit.restatement(m_index);
+      if (restatement.jointSign < 0.0)
+         turn();
+      moveBounds(1.0, restatement.jointShift);
    }
    const auto& constraints = m_constraints.vectorContainer();
    return std::all_of(constraints.begin(), constraints.end(),
@@ -66,8 +84,7 @@ bool ZqConditionalJointStateConstraint::apply(const ZqLinkEdit& edit)
 
 void ZqConditionalJointStateConstraint::scaleBy(const ZqModelScaling& scaling)
 {
-   for (ZqReal& bound : m_conditionals.values())
-      bound *= scaling.jointFactor(m_index);
+   moveBounds(scaling.jointFactor(m_index), 0.0);
    for (ZqBaseMultivariableConstraint* function : m_constraints.vectorContainer())
       if (function != nullptr)
          function->apply(
@@ -76,23 +93,47 @@ void ZqConditionalJointStateConstraint::scaleBy(const ZqModelScaling& scaling)
             });
 }
 
-/// The ranges keep their functions when the joint that selects is told by other positions. Where its sense
-/// turns, the last range is the first one, before it stands the one without a limit, and the first, which had no
-/// lower bound, has no upper one.
-void ZqConditionalJointStateConstraint::restateBounds(const ZqLinkRestatement& restatement)
+/// One beyond all positions stays so.
+void ZqConditionalJointStateConstraint::moveBounds(ZqReal factor, ZqReal shift)
 {
    for (ZqReal& bound : m_conditionals.values())
-      bound = restatement.position(bound);
-   if (restatement.jointSign > 0.0 || m_conditionals.size() == 0)
+      if (std::abs(bound) < noBound)
+         bound = std::clamp(factor * bound + shift, -noBound, noBound);
+}
+
+/// Has the ranges keep their functions when positions x become -x. One that went up to its bound, from after the
+/// bound before, ends just before that one now; the last is the first, and before it stands what was beyond all
+/// bounds. Turned twice, each selects what it did.
+void ZqConditionalJointStateConstraint::turn()
+{
+   const auto& functions = m_constraints.vectorContainer();
+   const std::vector<ZqReal>& bounds = m_conditionals.values();
+   // The bounds below which ranges begin, for those that select anything.
+   std::vector<std::pair<ZqReal, const ZqBaseMultivariableConstraint*>> ranges;
+   ZqReal last = -noBound;
+   for (std::size_t i = 0; i < std::min<std::size_t>(functions.size(), bounds.size()); ++i)
+      if (bounds[i] > last)
+      {
+         ranges.emplace_back(last, functions[i]);
+         last = bounds[i];
+      }
+   if (ranges.empty())
       return;
-   auto& bounds = m_conditionals.values();
-   const std::size_t count = std::min<std::size_t>(bounds.size(), m_constraints.size());
-   bounds.resize(count);
-   std::reverse(bounds.begin(), bounds.end());
-   bounds.push_back(std::numeric_limits<ZqReal>::max());
+   const ZqLinearMultivariableConstraint everything;
+   if (last < noBound)
+      ranges.emplace_back(last, &everything);
+   // What is beyond all bounds needs no function.
+   if (allowsEverything(ranges.front().second))
+      ranges.erase(ranges.begin());
+
+   std::vector<ZqReal> turnedBounds;
    ZqMultivariableConstraintVector turned;
-   turned.pushBack(ZqLinearMultivariableConstraint());
-   for (std::size_t i = count; i-- > 0;)
-      turned.pushBack(*m_constraints.vectorContainer()[i]);
+   for (auto range = ranges.rbegin(); range != ranges.rend(); ++range)
+   {
+      const auto& [start, function] = *range;
+      turnedBounds.push_back(start > -noBound ? std::nextafter(-start, -noBound) : noBound);
+      turned.pushBack(function != nullptr ? *function : everything);
+   }
+   m_conditionals = turnedBounds;
    m_constraints = turned;
 }

@@ -4,8 +4,6 @@
 #include "zqManipulator/foundation/xml/ZqXmlVectorBasicType.h"
 #include "zqManipulator/simulation/constraints/ZqBaseStateConstraint.h"
 
-struct ZqLinkRestatement;
-
 /// One of several constraints, selected by the position x of one joint: the first whose upper bound is
 /// not below x. Beyond the last bound everything is allowed. A single constraint without a bound holds
 /// everywhere.
@@ -58,7 +56,8 @@ protected:
 
 private:
    bool isUnconditional() const { return m_conditionals.size() == 0 && m_constraints.size() == 1; }
-   void restateBounds(const ZqLinkRestatement& restatement);
+   void moveBounds(ZqReal factor, ZqReal shift);
+   void turn();
    const ZqBaseMultivariableConstraint* constraintAt(const ZqPositionState& position) const;
 
    ZqU32 m_index = 0;

@@ -448,7 +448,7 @@ void ZqSimulation::collectResults()
    {
       Member& member = m_members[i];
       for (const Stop& stop : member.stops)
-         if (stop.isLimit)
+         if (stop.isLimit && stop.acts)
             noteLimit(i, stop.joint);
       ZqPropagationResultData& result = m_results[i];
       if (!result.exceptionOccurred())

@@ -43,10 +43,11 @@ bool ZqSimulation::findStops(const Unit& unit, ZqReal dt)
    Member& member = unit.member;
    const std::size_t before = member.stops.size();
    findJointsAtLimits(unit, dt);
-   if (!member.limits.empty())
+   if (!member.limits.empty() || !member.stops.empty())
    {
       predict(unit, dt);
       findLimitsOfSeveral(unit);
+      findHighestRates(unit);
    }
    return member.stops.size() > before;
 }
@@ -98,10 +99,8 @@ void ZqSimulation::findLimitsOfSeveral(const Unit& unit)
    constexpr ZqReal restOfGradient = 1e-12;
    Member& member = unit.member;
    const auto& velocities = unit.velocity.jointVelocities().values();
-   bool isAnyStop = false;
    for (Limit& limit : member.limits)
    {
-      isAnyStop = isAnyStop || limit.stops > 0;
       if (limit.stops == mostGradients ||
           !(limit.constraint->evaluate(member.scratchPosition) < 0.0))
          continue;
@@ -119,18 +118,18 @@ void ZqSimulation::findLimitsOfSeveral(const Unit& unit)
       if (!(rate < (limit.stops > 0 ? -restOfGradient * size : 0.0)))
          continue;
       ++limit.stops;
-      isAnyStop = true;
       const std::span<ZqReal> row = addStop(unit, {limit.joint, 0.0, least, true});
       std::copy(member.gradient.begin(), member.gradient.end(), row.begin());
    }
-   if (isAnyStop)
-      findHighestRates(unit);
 }
 
-/// Beside a limit that depends on several joints, a velocity that is clipped would lead beyond it.
+/// Beside stops a velocity is not just clipped: that would lead beyond limits of several joints, and a joint that
+/// the impulse of a stop throws, or another that it turns, would be faster than its energy allows.
 void ZqSimulation::findHighestRates(const Unit& unit)
 {
    Member& member = unit.member;
+   if (member.stops.empty())
+      return;
    for (std::size_t j = 0; j < member.joints.size(); ++j)
    {
       const ZqReal most = member.joints[j].maxRate;
@@ -214,9 +213,10 @@ void ZqSimulation::solveAtStops(const Unit& unit, ZqReal dt)
       accelerations[j] += change[base + j][0] / dt;
    for (std::size_t k = 0; k < member.stops.size(); ++k)
    {
+      Stop& stop = member.stops[k];
+      stop.acts = solvers.stops.impulses()[k] > 0.0 || !solvers.stops.isMovable(k);
       // Exactly, also for a joint without inertia.
-      const Stop& stop = member.stops[k];
-      if (stop.sign != 0.0 && (solvers.stops.impulses()[k] > 0.0 || !solvers.stops.isMovable(k)))
+      if (stop.sign != 0.0 && stop.acts)
          accelerations[stop.joint] = (stop.sign * stop.least - velocities[stop.joint]) / dt;
    }
    if (base == 0)
@@ -243,25 +243,32 @@ void ZqSimulation::moveWithinLimits(ZqU32 index, ZqReal dt)
       m_results[index].reset();
 }
 
-/// Whether the present state is beyond a limit or a rate, and on its way further out.
+/// Whether the present state is beyond a rate, or beyond a limit on its way further out, or where the step began
+/// within that limit.
 bool ZqSimulation::isBeyondALimit(ZqU32 index)
 {
    Member& member = m_members[index];
    const ZqPositionState& position = m_state.positionStates()[index];
+   const ZqPositionState& positionBefore = m_stateBefore.positionStates()[index];
    const auto& positions = position.jointPositions().values();
+   const auto& before = positionBefore.jointPositions().values();
    const auto& velocities = m_state.velocityStates()[index].jointVelocities().values();
    for (std::size_t j = 0; j < member.joints.size(); ++j)
    {
       const Joint& joint = member.joints[j];
       if (std::abs(velocities[j]) > joint.maxRate ||
-          (joint.upperLimit < positions[j] && velocities[j] > 0.0) ||
-          (positions[j] < joint.lowerLimit && velocities[j] < 0.0))
+          (joint.upperLimit < positions[j] &&
+           (velocities[j] > 0.0 || before[j] <= joint.upperLimit)) ||
+          (positions[j] < joint.lowerLimit &&
+           (velocities[j] < 0.0 || joint.lowerLimit <= before[j])))
          return true;
    }
    for (const Limit& limit : member.limits)
    {
       if (!(limit.constraint->evaluate(position) < 0.0))
          continue;
+      if (limit.constraint->evaluate(positionBefore) >= 0.0)
+         return true;
       limit.constraint->getGradient(position, member.gradient);
       member.gradient.resize(member.joints.size());
       if (std::inner_product(member.gradient.begin(), member.gradient.end(), velocities.begin(),

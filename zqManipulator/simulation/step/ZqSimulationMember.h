@@ -41,7 +41,8 @@ struct ZqSimulation::Stop
    ZqU32 joint; ///< whose limit it is
    ZqReal sign; ///< of the only joint in the row; zero where there are several
    ZqReal least;
-   bool isLimit; ///< and not a highest rate
+   bool isLimit;      ///< and not a highest rate
+   bool acts = false; ///< by an impulse, or nothing can move what it stops
 };
 
 /// What an integrator moves: joints, then the origin of a free base, then motors; and the turn of the

@@ -48,6 +48,10 @@ struct Couple
    ZqPositionState positions[2];
    ZqVelocityState velocities[2];
    Links links = {}; ///< the joints that both have, by index
+   /// For each of them: by how much more its position is in the second scene, and where its frame there is in
+   /// that of the first one. The last frames are those of the bases.
+   std::vector<ZqReal> shifts = {};
+   std::vector<ZqCoordinateSystemTransformation> offsets = {};
 };
 
 /// By the angle of the rotation from one to the other.
@@ -62,14 +66,16 @@ ZqReal angleBetween(const ZqOrientation& first, const ZqOrientation& second)
 void setJoints(Couple& couple, Numbers& numbers)
 {
    constexpr ZqReal farthest = std::numbers::pi;
-   for (const auto& [a, b] : couple.links)
+   for (std::size_t i = 0; i < couple.links.size(); ++i)
    {
+      const auto& [a, b] = couple.links[i];
       const ZqJointActuator& drive = couple.manipulators[0]->linkByIndex(a)->jointActuator();
       const ZqReal low = std::min(std::max(drive.lowerLimit(), -farthest), drive.upperLimit());
       const ZqReal high = std::max(low, std::min(drive.upperLimit(), farthest));
       const ZqReal q = numbers.between(low, high);
       const ZqReal rate = numbers.between(-1.0, 1.0);
-      couple.positions[0].jointPositions()[a] = couple.positions[1].jointPositions()[b] = q;
+      couple.positions[0].jointPositions()[a] = q;
+      couple.positions[1].jointPositions()[b] = q + couple.shifts[i];
       couple.velocities[0].jointVelocities()[a] = couple.velocities[1].jointVelocities()[b] = rate;
    }
 }
@@ -94,19 +100,52 @@ const ZqManipulatorLink* linkOf(const ZqIndividualManipulator& manipulator, ZqU3
                                    : manipulator.linkByIndex(index);
 }
 
+Links withBase(const Links& links)
+{
+   Links all(links);
+   all.emplace_back(ZqBaseLinkIndex, ZqBaseLinkIndex);
+   return all;
+}
+
+/// The primary frames of the links in the system, or in the base.
+std::vector<ZqCoordinateSystemTransformation> framesOf(const Couple& couple, int k, bool inBase)
+{
+   ZqManipulatorActiveState state;
+   state.setPositionState(couple.positions[k]);
+   const auto base = couple.manipulators[k]->dhFrameInSystem(state.activePositionState()).inverse();
+   std::vector<ZqCoordinateSystemTransformation> frames;
+   for (const auto& [a, b] : withBase(couple.links))
+   {
+      const ZqManipulatorLink& link = *linkOf(*couple.manipulators[k], k == 0 ? a : b);
+      const auto& frame = link.primaryFrameInSystem(state.activePositionState());
+      frames.push_back(inBase ? base * frame : frame);
+   }
+   return frames;
+}
+
+/// Takes the states in which the manipulators are for the same place.
+void alignStates(Couple& couple)
+{
+   for (std::size_t i = 0; i < couple.links.size(); ++i)
+      couple.shifts[i] = couple.positions[1].jointPositions()[couple.links[i].second] -
+                         couple.positions[0].jointPositions()[couple.links[i].first];
+   const auto first = framesOf(couple, 0, true);
+   const auto second = framesOf(couple, 1, true);
+   for (std::size_t i = 0; i < first.size(); ++i)
+      couple.offsets[i] = first[i].inverse() * second[i];
+}
+
 void compareFrames(const Couple& couple, ZqU32 number, ZqMotionDifference& result)
 {
-   ZqManipulatorActiveState states[2];
-   for (int k = 0; k < 2; ++k)
-      states[k].setPositionState(couple.positions[k]);
-   Links all(couple.links);
-   all.emplace_back(ZqBaseLinkIndex, ZqBaseLinkIndex);
-   for (const auto& [a, b] : all)
+   const auto framesOfFirst = framesOf(couple, 0, false);
+   const auto framesOfSecond = framesOf(couple, 1, false);
+   const Links all = withBase(couple.links);
+   for (std::size_t i = 0; i < all.size(); ++i)
    {
-      const ZqManipulatorLink& first = *linkOf(*couple.manipulators[0], a);
-      const ZqManipulatorLink& second = *linkOf(*couple.manipulators[1], b);
-      const auto& A = first.primaryFrameInSystem(states[0].activePositionState());
-      const auto& B = second.primaryFrameInSystem(states[1].activePositionState());
+      const ZqManipulatorLink& first = *linkOf(*couple.manipulators[0], all[i].first);
+      const ZqManipulatorLink& second = *linkOf(*couple.manipulators[1], all[i].second);
+      const auto& A = framesOfFirst[i];
+      const auto B = framesOfSecond[i] * couple.offsets[i].inverse();
       const ZqString place = couple.manipulators[0]->manipulatorLabel() + '/' + first.linkLabel();
       result.position.include((A.translation() - B.translation()).mag(), place, number);
       result.orientation.include(angleBetween(A.orientation(), B.orientation()), place, number);
@@ -203,6 +242,13 @@ ZqMotionDifference ZqMotionDifference::between(const ZqStatedSystem& first,
 {
    ZqMotionDifference result;
    std::vector<Couple> couples = matched(first, second, result);
+   for (Couple& couple : couples)
+   {
+      couple.shifts.resize(couple.links.size());
+      couple.offsets.resize(couple.links.size() + 1);
+      if (settings.startsAtStates)
+         alignStates(couple);
+   }
    Numbers numbers(settings.seed);
    for (ZqU32 number = 0; number < settings.states; ++number)
       for (Couple& couple : couples)

@@ -19,6 +19,10 @@ struct ZqMotionDifference
    {
       ZqU32 states = 100;
       ZqU32 seed = 1; ///< the same states come of it everywhere
+      /// Joints of the second scene go as far from its state as those of the first go from theirs, and its
+      /// links are where they stand in the state of the first, moved as they move: zeros of joints and primary
+      /// frames may differ.
+      bool startsAtStates = false;
    };
    struct Deviation
    {

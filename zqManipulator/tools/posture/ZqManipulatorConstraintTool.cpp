@@ -5,6 +5,7 @@
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 
 #include <algorithm>
+#include <cmath>
 
 template class ZqXmlClass<ZqManipulatorConstraintTool>;
 
@@ -77,6 +78,14 @@ bool ZqManipulatorConstraintTool::convert(const std::vector<ZqReal>& groupValues
       const ZqBaseScalarFunction* const function = element.second().topElement();
       const ZqReal wanted =
          function != nullptr ? function->evaluate(groupValues[group]) : groupValues[group];
+      if (std::isnan(wanted))
+      {
+         Zq::Print::instance().write(Zq::Rejected,
+                                     "ZqManipulatorConstraintTool::convert(): the value of group "
+                                     "%u leads to no position of joint %u of manipulator %u.\n",
+                                     group, joint, manipulator);
+         return false;
+      }
       const ZqJointActuator& drive = link.jointActuator();
       positions[manipulator].jointPositions()[joint] =
          std::max(std::min(wanted, drive.upperLimit()), drive.lowerLimit());
