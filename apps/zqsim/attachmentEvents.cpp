@@ -86,6 +86,19 @@ std::vector<zqsim::AttachmentEvent> zqsim::parseEvents(const std::vector<std::st
    return events;
 }
 
+std::set<ZqU32> zqsim::findCarried(const ZqSimulation& simulation,
+                                   const std::vector<AttachmentEvent>& events)
+{
+   std::set<ZqU32> result;
+   for (ZqU32 i = 0; i < simulation.system().numberOfManipulators(); ++i)
+      if (const ZqManipulatorAttachmentNode* node = simulation.attachments().findNode(i);
+          node != nullptr && node->parentNode() != nullptr)
+         result.insert(i);
+   for (const AttachmentEvent& event : events)
+      result.insert(event.manipulator);
+   return result;
+}
+
 void zqsim::requirePossible(const std::vector<AttachmentEvent>& events,
                             ZqManipulatorAttachmentMap attachments,
                             const ZqManipulatorSystem& system)

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,9 @@ struct AttachmentEvent
 std::vector<AttachmentEvent> parseEvents(const std::vector<std::string>& attachments,
                                          const std::vector<std::string>& releases,
                                          const ZqManipulatorSystem& system);
+/// The manipulators that are carried now, or that events name: at some time of the whole run they may be.
+std::set<ZqU32> findCarried(const ZqSimulation& simulation,
+                            const std::vector<AttachmentEvent>& events);
 /// What cannot be, one after the other from some attachments on, is a `Failure`.
 void requirePossible(const std::vector<AttachmentEvent>& events,
                      ZqManipulatorAttachmentMap attachments, const ZqManipulatorSystem& system);

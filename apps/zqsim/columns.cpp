@@ -16,13 +16,14 @@ using Energy = ZqSimulation::Energy;
 class Adder
 {
 public:
-   Adder(const ZqSimulation& simulation, ZqU32 index, std::vector<Trace>& traces)
-      : m_simulation(simulation), m_index(index), m_traces(traces)
+   Adder(const ZqSimulation& simulation, ZqU32 index, bool isCarried, std::vector<Trace>& traces)
+      : m_simulation(simulation), m_index(index), m_isCarried(isCarried), m_traces(traces)
    {
    }
 
    const ZqSimulation& simulation() const { return m_simulation; }
    ZqU32 index() const { return m_index; }
+   bool isBaseMoving() const { return m_isCarried || !manipulator().isFixedBase(); }
    const ZqIndividualManipulator& manipulator() const
    {
       return m_simulation.system().manipulators()[m_index];
@@ -66,6 +67,7 @@ public:
 private:
    const ZqSimulation& m_simulation;
    ZqU32 m_index;
+   bool m_isCarried; ///< at some time
    std::vector<Trace>& m_traces;
 };
 
@@ -112,15 +114,11 @@ void addVelocities(Adder& adder)
                      { return simulation.state().velocityStates()[i].jointVelocities()[joint]; });
 }
 
-/// Of a base that is free or carried.
+/// Of a base that is free, or carried at some time.
 void addBase(Adder& adder)
 {
    const ZqU32 i = adder.index();
-   const ZqStatedSystem scene = adder.simulation().scene();
-   const ZqManipulatorAttachmentMap& attachments = scene.configuration().attachmentMap();
-   const bool isCarried =
-      attachments.findNode(i) != nullptr && attachments.findBaseNode(i) == nullptr;
-   if (adder.manipulator().isFixedBase() && !isCarried)
+   if (!adder.isBaseMoving())
       return;
    addFrame(adder, adder.base(), "",
             [i](ZqSimulation& simulation)
@@ -277,14 +275,15 @@ std::vector<std::string> zqsim::parseGroups(std::string_view option, const std::
 }
 
 std::vector<Trace> zqsim::makeTraces(const ZqSimulation& simulation,
-                                     const std::vector<std::string>& groups)
+                                     const std::vector<std::string>& groups,
+                                     const std::set<ZqU32>& carried)
 {
    const auto isChosen = [&](const Group& group)
    { return std::find(groups.begin(), groups.end(), group.name) != groups.end(); };
    std::vector<Trace> traces;
    for (ZqU32 i = 0; i < simulation.system().numberOfManipulators(); ++i)
    {
-      Adder adder(simulation, i, traces);
+      Adder adder(simulation, i, carried.contains(i), traces);
       for (const Group& group : allGroups)
          if (group.addOfManipulator != nullptr && isChosen(group))
             group.addOfManipulator(adder);

@@ -3,6 +3,7 @@
 #include "zqManipulator/simulation/step/ZqSimulation.h"
 
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -26,7 +27,9 @@ std::vector<std::string> parseGroups(std::string_view option, const std::string&
 /// The names of all groups, for people.
 std::string groupNames();
 
-/// Those of some groups, manipulator by manipulator, in the order of the groups.
+/// Those of some groups, manipulator by manipulator, in the order of the groups; with the bases of manipulators that are
+/// carried at some time, also where they are fixed.
 std::vector<Trace> makeTraces(const ZqSimulation& simulation,
-                              const std::vector<std::string>& groups);
+                              const std::vector<std::string>& groups,
+                              const std::set<ZqU32>& carried);
 } // namespace zqsim

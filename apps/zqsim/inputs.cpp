@@ -35,12 +35,15 @@ bool isGiven(const ZqInputTable::Input& input, const ZqSimulation& simulation,
 }
 
 /// What keeps an input from acting; empty when nothing does.
-std::string obstacleTo(const ZqInputTable::Input& input, const ZqSimulation& simulation)
+std::string obstacleTo(const ZqInputTable::Input& input, const ZqSimulation& simulation,
+                       const std::set<ZqU32>& carried)
 {
    const bool isForce = input.quantity != Quantity::Command && input.quantity != Quantity::Torque;
    const auto& manipulator = simulation.system().manipulators()[input.place.manipulator];
+   const bool isHeldByCarrier =
+      simulation.settings().couplesAttachments && carried.contains(input.place.manipulator);
    if (isForce)
-      return input.place.link == ZqBaseLinkIndex && manipulator.isFixedBase()
+      return input.place.link == ZqBaseLinkIndex && manipulator.isFixedBase() && !isHeldByCarrier
                 ? " is fixed, and feels no force"
                 : "";
    const ZqJointActuator& drive = simulation.linkAt(input.place)->jointActuator();
@@ -92,12 +95,13 @@ void zqsim::readTable(Inputs& inputs, const ZqManipulatorSystem& system)
       throw Failure(InvalidInput, reason(inputs.name, diagnostics));
 }
 
-void zqsim::warnOfLostInputs(const ZqSimulation& simulation, const ZqInputTable* table)
+void zqsim::warnOfLostInputs(const ZqSimulation& simulation, const ZqInputTable* table,
+                             const std::set<ZqU32>& carried)
 {
    std::set<std::string> told;
    for (const ZqInputTable::Input& input : ZqInputTable::inputsOf(simulation.system()))
    {
-      const std::string obstacle = obstacleTo(input, simulation);
+      const std::string obstacle = obstacleTo(input, simulation, carried);
       if (obstacle.empty() || !isGiven(input, simulation, table))
          continue;
       const std::string warning = "warning: " + nameOf(simulation, input.place) + obstacle;

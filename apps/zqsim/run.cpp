@@ -18,6 +18,7 @@
 
 #include <memory>
 #include <optional>
+#include <set>
 #include <utility>
 
 namespace
@@ -41,8 +42,17 @@ void warnOfLostLines(const RunOptions& options, ZqReal time)
                   exact(time) + " s: --append goes on with it");
 }
 
+void warnOfLateEvents(const std::vector<AttachmentEvent>& events, const Schedule& schedule)
+{
+   for (const AttachmentEvent& event : events)
+      if (!event.isDue(schedule.end()))
+         complain("warning: " + event.text + ": the run ends before, at " + exact(schedule.end()) +
+                  " s");
+}
+
 /// All that is to be shown the run.
-Observers makeObservers(const RunOptions& options, const RunStart& run, std::uint64_t every)
+Observers makeObservers(const RunOptions& options, const RunStart& run,
+                        const std::set<ZqU32>& carried, std::uint64_t every)
 {
    ZqSimulation& simulation = *run.simulation;
    std::optional<Continuation> continuation;
@@ -52,15 +62,15 @@ Observers makeObservers(const RunOptions& options, const RunStart& run, std::uin
       warnOfLostLines(options, simulation.state().time());
    Observers observers;
    if (!options.out.empty())
-      observers.push_back(
-         makeRecorder(options.out, makeTraces(simulation, options.tableGroups()), continuation));
+      observers.push_back(makeRecorder(
+         options.out, makeTraces(simulation, options.tableGroups(), carried), continuation));
    if (!options.contacts.empty())
       observers.push_back(makeContactRecorder(options.contacts, continuation));
    if (!options.energy.empty())
       observers.push_back(makeEnergyRecorder(options.energy, continuation));
    if (!options.plot.empty())
-      observers.push_back(
-         std::make_unique<Plot>(options.plot, makeTraces(simulation, options.plotGroups())));
+      observers.push_back(std::make_unique<Plot>(
+         options.plot, makeTraces(simulation, options.plotGroups(), carried)));
    if (!options.replay.empty())
       observers.push_back(makeReplay(options.replay, options.title(), simulation));
    return observers;
@@ -85,21 +95,23 @@ ExitCode simulate(const RunOptions& options)
       checkpointing.save = [&] { writeCheckpoint(run, options.saveCheckpoint); };
    if (run.inputs)
       warnOfTimesWithoutInputs(*run.inputs, schedule);
-   warnOfLostInputs(simulation, run.inputs ? &run.inputs->table : nullptr);
+   std::vector<AttachmentEvent> events =
+      parseEvents(options.attachments, options.releases, simulation.system());
+   const std::set<ZqU32> carried = findCarried(simulation, events);
+   warnOfLostInputs(simulation, run.inputs ? &run.inputs->table : nullptr, carried);
    if (options.needsEnergyBook() && !simulation.settings().booksEnergy)
       throw Failure(Usage, (options.energy.empty() ? "--energy-summary: " : "--energy: ") +
                               options.resume + " is of a run that began without");
 
-   std::vector<AttachmentEvent> events =
-      parseEvents(options.attachments, options.releases, simulation.system());
    // Those of its own time the run before has done.
    if (!options.resume.empty())
       std::erase_if(events, [&](const AttachmentEvent& event) { return event.isDue(start); });
    else if (!events.empty() && events.front().time < start)
       throw Failure(Usage, events.front().text + ": the run begins later");
    requirePossible(events, simulation.attachments(), simulation.system());
+   warnOfLateEvents(events, schedule);
 
-   Observers observers = makeObservers(options, run, every);
+   Observers observers = makeObservers(options, run, carried, every);
    if (!options.contacts.empty() && !hasContact(simulation))
       complain("warning: --contacts: there is no interaction of contact in the model");
    const Outcome outcome = Runner(simulation, schedule, run.inputs ? &run.inputs->table : nullptr,

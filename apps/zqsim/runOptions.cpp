@@ -163,13 +163,14 @@ void zqsim::RunOptions::checkStart() const
       const char* name;
       bool isGiven;
    };
-   const std::array<Option, 7> ofTheStart{{{"--solver", solver.has_value()},
-                                           {"--integrator", integrator.has_value()},
-                                           {"--joints", joints.has_value()},
-                                           {"--velocities", velocities.has_value()},
-                                           {"--no-projection", isNotProjected},
-                                           {"--no-contact", isWithoutContact},
-                                           {"--coupling", isCoupled || isNotCoupled}}};
+   const std::array<Option, 7> ofTheStart{
+      {{"--solver", solver.has_value()},
+       {"--integrator", integrator.has_value()},
+       {"--joints", joints.has_value()},
+       {"--velocities", velocities.has_value()},
+       {"--no-projection", isNotProjected},
+       {"--no-contact", isWithoutContact},
+       {isNotCoupled ? "--no-coupling" : "--coupling", isCoupled || isNotCoupled}}};
    for (const Option& option : ofTheStart)
       if (option.isGiven)
          throw Failure(Usage, std::string(option.name) + ": with --resume it is that of " + resume);
@@ -337,7 +338,7 @@ void zqsim::RunOptions::declareAttachments(CLI::App& arguments)
       .add_option("--attach", attachments,
                   "At a time (s), attach a manipulator to a link of another one as it stands then, "
                   "as one argument: \"0.5 peg arm/hand\"; may be given again. With --resume give "
-                  "again what is to come")
+                  "all of them again")
       ->allow_extra_args(false)
       ->type_name("EVENT");
    arguments

@@ -96,7 +96,7 @@ void zqsim::Runner::doSteps(bool showProgress)
 void zqsim::Runner::finish()
 {
    if (!m_outcome.failures.empty())
-      m_outcome.end = "recording failed";
+      m_outcome.end = m_failedEnd;
    if (m_simulation.divergence())
       m_outcome.end = "diverged";
    else if (m_outcome.failures.empty())
@@ -109,7 +109,8 @@ void zqsim::Runner::prepareStep()
 {
    const ZqReal now = m_simulation.state().time();
    for (; m_nextEvent < m_events.size() && m_events[m_nextEvent].isDue(now); ++m_nextEvent)
-      succeeds([&] { m_events[m_nextEvent].apply(m_simulation); });
+      if (!succeeds([&] { m_events[m_nextEvent].apply(m_simulation); }))
+         m_failedEnd = "attachment refused";
    if (m_inputs != nullptr)
       m_inputs->apply(m_simulation, m_schedule.time(m_outcome.steps + 1));
 }

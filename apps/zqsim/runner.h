@@ -25,7 +25,8 @@ struct Checkpointing
 class Runner
 {
 public:
-   /// Inputs may be null. Events, in the order of their times, come when these are reached. The states of every so many steps since the beginning are recorded.
+   /// Inputs may be null. Events, in the order of their times, come when these are reached. The states of every so
+   /// many steps since the beginning are recorded.
    Runner(ZqSimulation& simulation, const Schedule& schedule, const ZqInputTable* inputs,
           std::vector<AttachmentEvent> events, Observers observers, std::uint64_t every,
           Checkpointing checkpointing)
@@ -60,6 +61,7 @@ private:
    std::uint64_t m_every;
    Checkpointing m_checkpointing;
    Outcome m_outcome;
-   bool m_isRecorded = false; ///< the present state
+   bool m_isRecorded = false;                    ///< the present state
+   const char* m_failedEnd = "recording failed"; ///< with failures
 };
 } // namespace zqsim

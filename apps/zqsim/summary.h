@@ -22,7 +22,7 @@ struct Outcome
    ZqReal wallTime = 0.0;
    ZqSimulation::Energy atStart;
    ZqSimulation::Energy atEnd;
-   std::vector<Failure> failures;        ///< of observers and checkpoints
+   std::vector<Failure> failures;        ///< of observers, events and checkpoints
    std::optional<ZqReal> checkpointTime; ///< of the last one that was saved (s)
 };
 

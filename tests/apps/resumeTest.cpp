@@ -89,6 +89,32 @@ TEST_F(ZqsimResume, AKilledRunLosesNothing)
    EXPECT_GT(readCsv(scratch("whole.csv")).at("time").size(), 3000U);
 }
 
+TEST_F(ZqsimResume, AttachmentsChangeInPartsAsInOneRun)
+{
+   const std::string events =
+      " --release '0.02 leftArm' --attach '0.05 leftArm carrier/carriage' --every 7 ";
+   for (const std::string coupling : {"", " --no-coupling"})
+   {
+      SCOPED_TRACE(coupling);
+      const std::string start = model("twoArms") + " --dt 0.0005" + coupling + events;
+      const std::string checkpoint = scratch("run.ck");
+      expectDone(start + "--until 0.08" + tables("whole"));
+      EXPECT_EQ(runForJson("run " + start + "--until 0.03 --save-checkpoint " + checkpoint +
+                           tables("parts"))
+                   .at("end"),
+                "time reached");
+      expectDone("--resume " + checkpoint + events + "--until 0.08 --append" + tables("parts"));
+      expectSameTables("parts", "whole");
+      // The released arm stays where it is. Arms that swing move the carriage, if they act back.
+      const auto& places = readCsv(scratch("whole.csv")).at("leftArm/base position x");
+      EXPECT_EQ(places[8], places[13]);
+      EXPECT_EQ(places[0] == places[13], !coupling.empty());
+   }
+   const Result early = run("run " + model("twoArms") + events + "--until 0.03 --quiet");
+   EXPECT_EQ(early.code, 0);
+   EXPECT_NE(early.err.find("\": the run ends before, at 0.03 s"), std::string::npos) << early.err;
+}
+
 TEST_F(ZqsimResume, WhatDrivesItMayBeGivenAnew)
 {
    const std::string checkpoint = scratch("run.ck");

@@ -1,13 +1,7 @@
 #include "support/allocationCount.h"
+#include "support/contactScene.h"
 #include "support/logCapture.h"
 #include "support/randomScene.h"
-#include "zqManipulator/dynamics/tools/ZqTotalTorqueTool.h"
-#include "zqManipulator/foundation/xml/ZqXmlDocument.h"
-#include "zqManipulator/simulation/attachments/ZqLinkAttachment.h"
-#include "zqManipulator/simulation/constraints/ZqLinearStateEqualityConstraint.h"
-#include "zqManipulator/simulation/constraints/ZqPointStateEqualityConstraint.h"
-#include "zqManipulator/simulation/step/ZqSimulation.h"
-#include "zqManipulator/simulation/step/ZqSimulationCheckpoint.h"
 
 #include <gtest/gtest.h>
 
@@ -31,6 +25,22 @@ ZqSimulation::Settings couplingSettings(Integrator integrator, Solver solver = S
 
 constexpr Integrator everyIntegrator[] = {Integrator::SemiImplicitEuler,
                                           Integrator::ImplicitMidpoint, Integrator::RungeKutta};
+
+void setGravity(ZqStatedSystem& scene, const ZqVector& up)
+{
+   ZqSystemEnvironment environment;
+   environment.setUpGravityVector(up);
+   scene.setEnvironment(environment);
+}
+
+/// Puts a changed manipulator in the place of one, as that is and moves.
+void exchange(ZqStatedSystem& scene, ZqU32 index, ZqIndividualManipulator& model)
+{
+   model.setManipulatorLabel("changed " + std::to_string(index));
+   const ZqManipulatorSystemState state = scene.state();
+   scene.exchangeManipulator(index, model, state.positionStates()[index],
+                             state.velocityStates()[index]);
+}
 
 /// Manipulators on each other, in motion.
 struct Forest
@@ -61,9 +71,7 @@ struct Forest
          }
       }
       scene.findAndConvertToReferences();
-      ZqSystemEnvironment environment;
-      environment.setUpGravityVector(random.unitVector() * 9.8);
-      scene.setEnvironment(environment);
+      setGravity(scene, random.unitVector() * 9.8);
    }
    /// Most hang on another one, the first on none.
    void hang()
@@ -184,7 +192,6 @@ void constrain(Forest& forest)
    for (ZqU32 i = 0; i < forest.scene.numberOfManipulators(); ++i)
    {
       ZqIndividualManipulator model(forest.scene.system().manipulators()[i].concreteReference());
-      model.setManipulatorLabel("constrained " + std::to_string(i));
       ZqStateEqualityConstraintVector constraints;
       ZqLinearStateEqualityConstraint linear;
       const auto weights = [&](ZqU32 count)
@@ -206,9 +213,7 @@ void constrain(Forest& forest)
       if (i + 1 == forest.scene.numberOfManipulators() && !model.isFixedBase())
          constraints.pushBack(point);
       model.setStateEqualityConstraints(constraints);
-      const ZqManipulatorSystemState state = forest.scene.state();
-      forest.scene.exchangeManipulator(i, model, state.positionStates()[i],
-                                       state.velocityStates()[i]);
+      exchange(forest.scene, i, model);
    }
 }
 
@@ -269,7 +274,14 @@ struct Pair
       ZqIndividualManipulator model(tool.manipulator());
       model.appendToAllLabels("t");
       model.setManipulatorLabel("tool");
-      flex(model, "label1t");
+      ZqMechanicalActuatorComponent flexible;
+      flexible.setGearRatio(10.0);
+      flexible.setInertia(0.001);
+      flexible.setIsRigid(false);
+      flexible.setJointFlexibilityStiffness(200.0);
+      ZqJointActuator drive;
+      drive.setMechanicalComponent(flexible);
+      model.linkByIdentifier("label1t")->setJointActuator(drive);
       ZqIndividualManipulator arm(carrier.manipulator());
       arm.setManipulatorLabel("arm");
 
@@ -282,23 +294,27 @@ struct Pair
       joint.transformBy(last.primaryFrame() * offset);
       child.setLinkKinematicsContainer(joint);
       last.addChild(child);
-      // Two joints of the one and the other are geared.
-      ZqLinearStateEqualityConstraint gear;
-      gear.setJointWeights({{0.0, 1.0, -0.7}});
-      gear.setBaseWeights({{}});
-      gear.setWeightedSums({0.0});
-      ZqStateEqualityConstraintVector constraints;
-      constraints.pushBack(gear);
-      if (seed % 4 == 1)
+      // Joints of the tool, which have other places in the tree: two are geared, two have a limit together.
+      const auto& q = tool.position.jointPositions();
+      for (const auto& [changed, first] : {std::pair(&model, 0U), std::pair(&both, 3U)})
       {
-         model.setStateEqualityConstraints(constraints);
-         gear.setJointWeights({{0.0, 0.0, 0.0, 0.0, 1.0, -0.7}});
-         constraints.clear();
+         ZqLinearMultivariableConstraint limit;
+         limit.setConstantTerm(0.02 + q[0] + 0.7 * q[2]);
+         limit.setCoefficient(first, -1.0);
+         limit.setCoefficient(first + 2, -0.7);
+         changed->linkByIdentifier("label2t")->setUpperLimitConstraint(
+            ZqMultivariableJointStateConstraint(limit));
+         ZqRealVector weights(first + 1, 0.0);
+         weights.insert(weights.end(), {1.0, -0.7});
+         ZqLinearStateEqualityConstraint gear;
+         gear.setJointWeights({weights});
+         gear.setBaseWeights({{}});
+         gear.setWeightedSums({0.0});
+         ZqStateEqualityConstraintVector constraints;
          constraints.pushBack(gear);
-         both.setStateEqualityConstraints(constraints);
+         if (seed % 4 == 1)
+            changed->setStateEqualityConstraints(constraints);
       }
-      ZqSystemEnvironment environment;
-      environment.setUpGravityVector(carrier.gravity);
       apart.addManipulator(arm, carrier.position, carrier.velocity);
       apart.addManipulator(model, tool.position, tool.velocity);
       EXPECT_TRUE(
@@ -316,23 +332,9 @@ struct Pair
       const ZqReal limit = tool.position.jointPositions()[0] + 0.02;
       EXPECT_TRUE(apart.setJointLimit(1, "label0t", true, limit));
       EXPECT_TRUE(one.setJointLimit(0, "label0t", true, limit));
-      apart.setEnvironment(environment);
-      one.setEnvironment(environment);
+      for (ZqStatedSystem* scene : {&apart, &one})
+         setGravity(*scene, carrier.gravity);
    }
-   static void flex(ZqIndividualManipulator& model, const ZqString& label)
-   {
-      ZqMechanicalActuatorComponent drive;
-      drive.setGearRatio(10.0);
-      drive.setInertia(0.001);
-      drive.setFrictionCoefficient(0.001);
-      drive.setIsRigid(false);
-      drive.setJointFlexibilityStiffness(200.0);
-      drive.setJointFlexibilityDamping(1.0);
-      ZqJointActuator actuator;
-      actuator.setMechanicalComponent(drive);
-      model.linkByIdentifier(label)->setJointActuator(actuator);
-   }
-
    RandomScene carrier, tool;
    ZqCoordinateSystemTransformation offset;
    ZqStatedSystem apart, one;
@@ -397,35 +399,24 @@ ZqStatedSystem freeChains(ZqU32 seed)
       model.setManipulatorLabel("m" + std::to_string(i));
       scene.addManipulator(model, one.position, one.velocity);
    }
-   ZqSystemEnvironment environment;
-   environment.setUpGravityVector({});
-   scene.setEnvironment(environment);
+   setGravity(scene, {});
    return scene;
-}
-
-/// The active states of all, in a state.
-std::vector<ZqManipulatorActiveState> activeStatesOf(const ZqManipulatorSystemState& state)
-{
-   std::vector<ZqManipulatorActiveState> result(state.positionStates().size());
-   for (ZqU32 i = 0; i < result.size(); ++i)
-   {
-      result[i].setPositionState(state.positionStates()[i]);
-      result[i].setVelocityState(state.velocityStates()[i]);
-   }
-   return result;
 }
 
 /// Of all bodies, about the origin of the system.
 ZqGeneralForce totalMomentum(const ZqSimulation& simulation)
 {
    ZqGeneralForce sum;
-   auto states = activeStatesOf(simulation.state());
-   for (ZqU32 i = 0; i < states.size(); ++i)
-      for (const ZqManipulatorLink* link :
-           zqTest::inPreorder(simulation.system().manipulators()[i]))
+   for (ZqU32 i = 0; i < simulation.state().positionStates().size(); ++i)
+   {
+      ZqManipulatorActiveState active;
+      active.setPositionState(simulation.state().positionStates()[i]);
+      active.setVelocityState(simulation.state().velocityStates()[i]);
+      for (const auto* link : zqTest::inPreorder(simulation.system().manipulators()[i]))
          sum +=
-            link->dhFrameInSystem(states[i].activePositionState()) *
-            link->massPropertiesInDHFrame().calculateForce(link->dhFrameVelocityInLocal(states[i]));
+            link->dhFrameInSystem(active.activePositionState()) *
+            link->massPropertiesInDHFrame().calculateForce(link->dhFrameVelocityInLocal(active));
+   }
    return sum;
 }
 
@@ -499,25 +490,155 @@ TEST(Coupling, AttachingAndReleasingKeepMomentum)
    }
 }
 
+/// A scene in which a manipulator has a fixed base.
+ZqStatedSystem withFixedBase(ZqStatedSystem scene, ZqU32 index)
+{
+   ZqIndividualManipulator model(scene.system().manipulators()[index].concreteReference());
+   model.setIsFixedBase(true);
+   exchange(scene, index, model);
+   return scene;
+}
+
+TEST(Coupling, ReleasingAFixedBaseStopsItByAnImpulse)
+{
+   for (ZqU32 seed = 0; seed < 8; ++seed)
+   {
+      SCOPED_TRACE(seed);
+      ZqSimulation::Settings settings = couplingSettings(Integrator::RungeKutta);
+      settings.booksEnergy = true;
+      const ZqStatedSystem scene = freeChains(seed);
+      ZqSimulation simulation(withFixedBase(scene, 1), settings);
+      ZqReal lost = simulation.energy().kinetic;
+      ASSERT_TRUE(simulation.attach(1, {2, 0}) && (seed % 2 == 0 || simulation.attach(0, {1, 0})));
+      lost -= simulation.energy().kinetic;
+      // Also before the first step.
+      EXPECT_NEAR(simulation.energyBook().lost.limits, lost, 1e-9);
+      ASSERT_TRUE(simulation.stepTo(1e-3));
+      const ZqManipulatorSystemState before = simulation.state();
+      const ZqReal energy = simulation.energy().kinetic;
+      ASSERT_TRUE(simulation.detach(1));
+      EXPECT_EQ(simulation.state().velocityStates()[1].generalVelocity(), ZqGeneralMotion());
+      // The change is across all that is left: joints feel nothing but what the base does.
+      const ZqReal change = energy - simulation.energy().kinetic;
+      EXPECT_GT(change, 1e-3);
+      EXPECT_NEAR(kineticEnergyOfChange(scene, before, simulation.state()), change, 1e-9);
+      EXPECT_NEAR(simulation.energyBook().remainder(), 0.0, 1e-6);
+   }
+}
+
+TEST(Coupling, AttachingHeedsConstraintsThatStepsDoNotClose)
+{
+   const Pair pair(1);
+   ZqSimulation::Settings settings = couplingSettings(Integrator::RungeKutta);
+   settings.closesLoops = false;
+   ZqSimulation simulation(pair.apart, settings);
+   ASSERT_TRUE(simulation.detach(1) && simulation.attach(1, {0, 0}));
+   const auto& rates = simulation.state().velocityStates()[1].jointVelocities();
+   EXPECT_NEAR(rates[1] - 0.7 * rates[2], 0.0, 1e-12);
+}
+
+/// Keeps what it is shown of a base.
+struct BaseWatcher : ZqXmlClass<BaseWatcher, ZqBaseStoppingCriterion>
+{
+   static const ZqToken& classToken()
+   {
+      static constinit const ZqToken token(ZqToken::Literal{"baseWatcher"});
+      return token;
+   }
+   static constexpr const char* documentation = "keeps what it is shown";
+   bool operator==(const BaseWatcher&) const noexcept { return true; }
+   const ZqString& descriptiveText() const override { return none; }
+   bool stop(ZqSystemActiveState& states, const ZqStatedSystem&, const ZqReal&, ZqU32 index,
+             ZqPropagationResultData&) const override
+   {
+      seen = states.manipulatorActiveStateVector()[index].accelerationState().generalAcceleration();
+      return false;
+   }
+   static inline ZqGeneralMotion seen;
+   static inline const ZqString none;
+};
+
+TEST(Coupling, CriteriaSeeHowCarriedBasesAccelerate)
+{
+   for (const Integrator integrator : everyIntegrator)
+   {
+      ZqStatedSystem scene = Pair(4).apart;
+      ZqIndividualManipulator tool(scene.system().manipulators()[1].concreteReference());
+      ZqStoppingCriterionVector criteria;
+      criteria.pushBack(BaseWatcher());
+      tool.setStoppingCriteria(criteria);
+      exchange(scene, 1, tool);
+      ZqSimulation simulation(scene, couplingSettings(integrator));
+      ASSERT_TRUE(simulation.stepTo(1e-6));
+      const ZqGeneralMotion now = simulation.present()
+                                     .manipulatorActiveStateVector()[1]
+                                     .accelerationState()
+                                     .generalAcceleration();
+      EXPECT_GT(now.linear().mag(), 1.0);
+      // As much as it changes in the step.
+      for (ZqU32 k = 0; k < 6; ++k)
+         EXPECT_NEAR(BaseWatcher::seen[k], now[k], 1e-3 * now.linear().mag());
+   }
+}
+
+TEST(Coupling, ContactsGoOnAlikeFromCheckpoints)
+{
+   zqTest::ContactScene contact;
+   contact.addFloor();
+   const ZqU32 carrier =
+      contact.addFree(zqTest::solidBox(2.0, {0.1, 0.1, 0.1}), ZqVector(0.0, 0.0, 0.1999));
+   const ZqU32 tool =
+      contact.addFree(zqTest::solidBox(1.0, {0.05, 0.05, 0.05}), ZqVector(0.0, 0.0, 0.05));
+   contact.setContact(zqTest::ContactMaterial());
+   for (const bool couples : {true, false})
+   {
+      ZqSimulation::Settings settings;
+      settings.couplesAttachments = couples;
+      ZqSimulation all(withFixedBase(contact.system, tool), settings);
+      ASSERT_TRUE(all.attach(tool, {carrier, ZqBaseLinkIndex}));
+      for (int k = 1; k <= 30; ++k)
+      {
+         ASSERT_TRUE(k != 20 || all.detach(tool));
+         const auto rest = ZqSimulation::resume(all.checkpoint());
+         ASSERT_NE(rest, nullptr);
+         EXPECT_EQ(rest->contactStepLimit(), all.contactStepLimit()) << k;
+         ASSERT_TRUE(all.stepTo(1e-3 * k) && rest->stepTo(1e-3 * k));
+         EXPECT_EQ(rest->state(), all.state()) << k;
+         // Of one body there are none; what is fixed and released touches the floor in vain.
+         if (couples)
+            EXPECT_EQ(all.contacts().size(), 1U) << k;
+      }
+   }
+}
+
 TEST(Coupling, RefusesWhatCannotBeAttached)
 {
    ZqSimulation simulation(freeChains(1));
    ASSERT_TRUE(simulation.attach(1, {2, 0}));
    const ZqManipulatorSystemState state = simulation.state();
-   const ZqReal nan = std::nan("");
+   const ZqManipulatorAttachmentMap map = simulation.attachments();
+   using Place = ZqSimulation::Place;
+   using Offset = std::optional<ZqCoordinateSystemTransformation>;
+   const ZqCoordinateSystemTransformation twice({}, ZqOrientation(2.0, 0.0, 0.0, 0.0));
+   for (const auto& [what, where, offset, reason] :
+        {std::tuple(3U, Place{0, ZqBaseLinkIndex}, Offset(), "there is no manipulator 3"),
+         std::tuple(0U, Place{1, 7}, Offset(), "\"m1\" has no link 7"),
+         std::tuple(0U, Place{1, 0}, Offset(ZqVector(std::nan(""), 0.0, 0.0)), "not finite"),
+         std::tuple(0U, Place{1, 0}, Offset(twice), "its orientation not of length 1"),
+         std::tuple(0U, Place{1, 0}, Offset(ZqVector(1e200, 0.0, 0.0)), "would not be finite"),
+         std::tuple(1U, Place{1, 0}, Offset(), "it would hang on itself"),
+         std::tuple(1U, Place{2, 0}, Offset(), "it hangs there"),
+         std::tuple(2U, Place{1, 0}, Offset(),
+                    "\"m2\" cannot be attached to \"m1/label0\": \"m1\" hangs on it")})
+   {
+      const zqTest::LogCapture log;
+      EXPECT_FALSE(simulation.attach(what, where, offset));
+      EXPECT_NE(log.text().find(reason), std::string::npos) << log.text();
+   }
    const zqTest::LogCapture log;
-   EXPECT_FALSE(simulation.attach(3, {0, ZqBaseLinkIndex}));
-   EXPECT_FALSE(simulation.attach(0, {1, 7}));
-   EXPECT_FALSE(simulation.attach(0, {1, 0}, ZqVector(nan, 0.0, 0.0)));
-   EXPECT_FALSE(simulation.attach(1, {1, 0}));
-   EXPECT_FALSE(simulation.attach(2, {1, 0}));
-   EXPECT_FALSE(simulation.detach(0));
-   EXPECT_FALSE(simulation.detach(9));
-   std::size_t messages = 0;
-   for (std::size_t at = 0; (at = log.text().find("ZqSimulation::", at)) != std::string::npos; ++at)
-      ++messages;
-   EXPECT_EQ(messages, 7U) << log.text();
-   EXPECT_EQ(simulation.state(), state);
+   EXPECT_FALSE(simulation.detach(0) || simulation.detach(9));
+   EXPECT_TRUE(simulation.state() == state && simulation.attachments() == map);
+   EXPECT_TRUE(simulation.stepTo(1e-3));
 }
 
 TEST(Coupling, GoesOnFromCheckpointsAndAllocatesNothing)

@@ -92,7 +92,7 @@ struct ZqEnergyBook
       /// they gain.
       ZqReal released = 0.0;
       /// By stops at limits, highest rates and stopping criteria: negative where what these send back keeps the
-      /// velocity that it fell with.
+      /// velocity that it fell with. And by attaching and releasing on the way, where attachments are coupled.
       ZqReal limits = 0.0;
 
       static constexpr std::array<Part<Loss>, 7> parts{

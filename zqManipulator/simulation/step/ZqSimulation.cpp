@@ -121,6 +121,8 @@ void ZqSimulation::initializeDrives(const Member& member, ZqManipulatorActiveSta
 void ZqSimulation::bindAll()
 {
    m_hasAttachments = attachments().baseNodes().size() > 0;
+   // Contacts ask who is carried, from the first evaluation on.
+   findBaseMotions();
    makeTrees();
    for (ZqU32 i = 0; i < m_members.size(); ++i)
       bind(i);
@@ -134,15 +136,19 @@ void ZqSimulation::bind(ZqU32 index)
    Member& member = m_members[index];
    const ZqIndividualManipulator& manipulator = *member.manipulator;
    const ZqManipulatorAttachmentMap& map = attachments();
-   const bool isCarried = map.findNode(index) != nullptr && map.findBaseNode(index) == nullptr;
+   const std::vector<ZqU32>& carried =
+      m_active.attachmentMapState().systemAttachmentState().dependentManipulatorIndices().values();
+   const bool isCarried = std::find(carried.begin(), carried.end(), index) != carried.end();
+   const ZqManipulatorAttachmentNode* node = map.findNode(index);
+   const bool carries = node != nullptr && node->childNodes().size() > 0;
    const bool isSolvedAlone = member.tree == nullptr;
    const ZqIndividualManipulator& solved =
       isSolvedAlone ? manipulator : *member.tree->whole.manipulator;
    const bool isConstrained = solved.stateEqualityConstraints().size() > 0;
-   const bool isBound = isSolvedAlone ? map.findNode(index) != nullptr : isCarried;
+   const bool isBound = isCarried || (isSolvedAlone && carries);
    member.isUnbound = !manipulator.isFixedBase() && !isConstrained && !isBound;
    member.isLeftAlone = member.isUnbound && !m_interacts;
-   member.isBaseStill = manipulator.isFixedBase() && map.findNode(index) == nullptr;
+   member.isBaseStill = manipulator.isFixedBase() && !isCarried;
    member.rigidBody.reset();
    member.solvers.reset();
    member.isConstrained = false;
@@ -163,7 +169,7 @@ void ZqSimulation::listMembers()
 {
    for (auto* list : {&m_jointed, &m_constrained, &m_watched, &m_accelerated})
       list->clear();
-   bool isAnyCriterion = false;
+   m_hasCriteria = false;
    for (ZqU32 i = 0; i < m_members.size(); ++i)
    {
       const Member& member = m_members[i];
@@ -174,10 +180,10 @@ void ZqSimulation::listMembers()
       const bool hasCriteria = member.manipulator->stoppingCriteria().size() > 0;
       if (hasCriteria || !member.joints.empty())
          m_watched.push_back(i);
-      isAnyCriterion = isAnyCriterion || hasCriteria;
+      m_hasCriteria = m_hasCriteria || hasCriteria;
    }
    for (ZqU32 i = 0; i < m_members.size(); ++i)
-      if (!m_members[i].rigidBody || isAnyCriterion ||
+      if (!m_members[i].rigidBody || m_hasCriteria ||
           m_settings.integrator != Integrator::SemiImplicitEuler)
          m_accelerated.push_back(i);
 }
@@ -238,8 +244,10 @@ bool ZqSimulation::stepTo(ZqReal time)
          m_results[i].reset();
       return false;
    }
-   closeAllLoops();
-   if (meetStoppingCriteria() || m_greatestGap)
+   if (m_hasCriteria)
+      tellAccelerationsOfBases();
+   const bool areLoopsClosed = closeAllLoops();
+   if (meetStoppingCriteria() || areLoopsClosed)
       followCarriers();
    collectResults();
    closeStepBooks(dt);
@@ -390,17 +398,24 @@ void ZqSimulation::followCarriers()
    if (!m_hasAttachments)
       return;
    m_active.setNonredundantState(m_state);
-   ZqAttachmentNodeState& attached = m_active.attachmentMapState().systemAttachmentState();
+   findBaseMotions();
+   const ZqAttachmentNodeState& attached = m_active.attachmentMapState().systemAttachmentState();
    const std::vector<ZqU32>& indices = attached.dependentManipulatorIndices().values();
-   m_scene.configuration().attachmentMap().calculateBaseMotions(
-      m_scene.system().manipulators(), m_active.manipulatorActiveStateVector(),
-      attached.dependentManipulatorIndices().values(), attached.basePositions().vectorContainer(),
-      attached.baseVelocities().vectorContainer());
    for (ZqU32 i = 0; i < indices.size(); ++i)
    {
       m_state.positionStates()[indices[i]].setCoordSysXForm(attached.basePositions()[i]);
       m_state.velocityStates()[indices[i]].setGeneralVelocity(attached.baseVelocities()[i]);
    }
+}
+
+/// Has the active state tell what is carried, and how that moves with its carriers.
+void ZqSimulation::findBaseMotions()
+{
+   ZqAttachmentNodeState& attached = m_active.attachmentMapState().systemAttachmentState();
+   attachments().calculateBaseMotions(
+      m_scene.system().manipulators(), m_active.manipulatorActiveStateVector(),
+      attached.dependentManipulatorIndices().values(), attached.basePositions().vectorContainer(),
+      attached.baseVelocities().vectorContainer());
 }
 
 /// Asks all criteria about the state that the step has led to. Whether any sends a manipulator back.

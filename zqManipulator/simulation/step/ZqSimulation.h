@@ -253,13 +253,16 @@ public:
    /// stands now, or with an offset in the primary frame of the link. Where it moves otherwise than the link, both
    /// come to move as one at once, by an impulse between them that keeps their momentum; `energyBook` has what
    /// that costs with the limits. Without `Settings::couplesAttachments` it takes on the motion of the link,
-   /// which goes on as it was. False, with a message and no change, for a place that there is not, an offset that
-   /// is not finite, where it hangs already, and on what it carries.
+   /// which goes on as it was. The name is that of a new attachment; what only moves on its carrier keeps its own.
+   /// False, with a message and no change, for a place that there is not, an offset that is not finite or does not
+   /// have an orientation of length 1, to 1e-6, or with which the motion would not be finite, a link of which another
+   /// one has the label, where it hangs already, and on what it carries.
    bool attach(ZqU32 manipulator, const Place& carrier,
                const std::optional<ZqCoordinateSystemTransformation>& offset = {},
                const ZqString& name = {});
-   /// Releases a manipulator, which goes on as it moves with all that hangs on it; a fixed base stops where it is.
-   /// False, with a message, when it is not attached.
+   /// Releases a manipulator, which goes on as it moves with all that hangs on it. A fixed base stops where it
+   /// is: if attachments are coupled, by an impulse on it that its joints feel and that `energyBook` has with the
+   /// limits. False, with a message, when it is not attached.
    bool detach(ZqU32 manipulator);
    /// @}
 
@@ -294,8 +297,8 @@ public:
    /// Of the present state. One that is not finite is a divergence.
    Energy energy();
    /// Where the energy is, and where it came from and went since the simulation was made. Without
-   /// `Settings::booksEnergy` nothing is known but what is held, from the start on too. With springs and contacts it takes an evaluation of
-   /// the present.
+   /// `Settings::booksEnergy` nothing is known but what is held, from the start on too. With springs and contacts it
+   /// takes an evaluation of the present.
    ZqEnergyBook energyBook();
 
    /// The joints that were at a limit, each with the first time.
@@ -366,6 +369,7 @@ private:
    void keepDrives();
    void dropPresent();
    void followCarriers();
+   void findBaseMotions();
    bool meetStoppingCriteria();
    void collectResults();
 
@@ -386,7 +390,7 @@ private:
    void beginWithClosedLoops();
    void beginWithClosedLoops(const Unit& unit);
    void setProjectedStep(ZqReal dt);
-   void closeAllLoops();
+   bool closeAllLoops();
    void closeLoops(const Unit& unit);
    ZqStateEqualityConstraintVector::Gap gapOf(const Unit& unit);
    Place constraintAt(const Unit& unit, ZqU32 constraint) const;
@@ -424,9 +428,16 @@ private:
    void moveRigidBody(ZqU32 index, ZqReal dt);
 
    // Attachments
-   void changeAttachments(const ZqManipulatorAttachmentMap& map, ZqU32 manipulator);
+   ZqString labelOf(const Place& place) const;
+   ZqString reasonNotToAttach(ZqU32 manipulator, const Place& carrier,
+                              const std::optional<ZqCoordinateSystemTransformation>& offset) const;
+   bool changeAttachments(const ZqManipulatorAttachmentMap& map, ZqU32 manipulator);
+   void takeAttachments(const ZqManipulatorAttachmentMap& map);
+   void bookChange(const ZqEnergyBook::Held& heldBefore);
+   void meet(ZqU32 manipulator, const ZqGeneralMotion& excess);
    bool isCarriedBy(ZqU32 manipulator, ZqU32 carrier) const;
-   void strike(Tree& tree, ZqU32 manipulator, const ZqGeneralMotion& excess);
+   ZqReArray impulseOf(const Unit& unit, ZqU32 manipulator, const ZqGeneralMotion& velocity);
+   void strike(const Unit& unit, ZqU32 manipulator, const ZqGeneralMotion& excess);
    void makeTrees();
    void gatherState(Tree& tree, ZqPositionState& position, ZqVelocityState& velocity) const;
    void gatherState(Tree& tree);
@@ -435,6 +446,9 @@ private:
    void scatterAccelerations(const Tree& tree);
    void scatterDrives(const Tree& tree);
    void accelerateBases(Tree& tree);
+   void tellAccelerationsOfBases();
+   void takeLoopsOfParts(Tree& tree);
+   void leaveLoopsToParts(Tree& tree);
    void solve(Tree& tree);
    void presentTree(Tree& tree);
    void stopAtLimits(Tree& tree, ZqReal dt);
@@ -456,6 +470,7 @@ private:
    ZqReal separationSpeed(const Push& push);
    bool isAnyContactLost(ZqReal dt);
    bool areStill(const ZqShapeCollisionData& record) const;
+   ZqU32 linkOfTree(const Place& place) const;
    bool isShape(const ZqShapeKey& key) const;
    const char* takeInteractionState(const ZqInteractionState& state);
    static ContactMode modeOf(const ZqContactMemory& memory);
@@ -518,7 +533,7 @@ private:
    ZqReal powerOnLinks(ZqU32 index, const ZqManipulatorExternalForce& forces);
    ZqEnergyBook::Held heldBy(ZqU32 index);
    ZqEnergyBook::Held heldBetweenInteractions();
-   ZqReal heldInTrial();
+   ZqEnergyBook::Held heldInTrial();
 
    ZqStatedSystem m_scene; ///< as it was at the beginning, but for attachments
    Settings m_settings;
@@ -543,7 +558,8 @@ private:
    ZqReal m_projectedStep = 0.0; ///< the last one that was projected to constraints (s)
    ZqStatedSystem::PropagationResults m_results;
    bool m_hasAttachments = false;
-   bool m_isPresent = false; ///< what the active state holds, with all that follows from it
+   bool m_hasCriteria = false; ///< any manipulator
+   bool m_isPresent = false;   ///< what the active state holds, with all that follows from it
    ZqXmlVectorBasicType<ZqReal> m_derivatives;
    ZqXmlVectorBasicType<ZqReal> m_nearbyDerivatives;
    std::vector<ZqReal> m_nextConverterState;

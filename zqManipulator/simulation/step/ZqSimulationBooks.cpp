@@ -5,9 +5,10 @@
 #include <cmath>
 #include <utility>
 
-// What a step puts in: the forces of the evaluation with which it begins, along the mean of the velocities at its start
-// and its end. What interactions lose is their power where it begins. With that mean, work changes the kinetic energy of an explicit step
-// exactly, for one inertia: v1 = v0 + dt a gives v1 M v1 / 2 - v0 M v0 / 2 = dt (M a) (v0 + v1) / 2.
+// What a step puts in: the forces of the evaluation with which it begins, along the mean of the velocities at its
+// start and its end. What interactions lose is their power where it begins. With that mean, work changes the kinetic
+// energy of an explicit step exactly, for one inertia: v1 = v0 + dt a gives
+// v1 M v1 / 2 - v0 M v0 / 2 = dt (M a) (v0 + v1) / 2.
 
 namespace
 {
@@ -117,8 +118,8 @@ ZqEnergyBook::Held ZqSimulation::heldBy(ZqU32 index)
    return held;
 }
 
-/// By all in the present state, without a trace (J).
-ZqReal ZqSimulation::heldInTrial()
+/// By all in the present state, without a trace.
+ZqEnergyBook::Held ZqSimulation::heldInTrial()
 {
    ZqEnergyBook::Held held = heldBetweenInteractions();
    if (m_interacts)
@@ -129,11 +130,11 @@ ZqReal ZqSimulation::heldInTrial()
                                    m_active.generalForceVector());
       const ZqInteractionEnergy interactions = m_interactions.energy(m_active, system());
       held.linkSprings = interactions.linkSprings;
-      held.contactSprings = interactions.contactSprings;
       // Would be held, but for what happens at once there.
-      return held.total() + interactions.slipped + interactions.released;
+      held.contactSprings =
+         interactions.contactSprings + interactions.slipped + interactions.released;
    }
-   return held.total();
+   return held;
 }
 
 // Where a step begins
@@ -401,9 +402,9 @@ void ZqSimulation::closeStepBooks(ZqReal dt)
    book.lost.contactFriction += dt * m_interactionsOfStep.friction;
    if (isAnyReturned)
    {
-      const ZqReal reached = heldInTrial();
+      const ZqReal reached = heldInTrial().total();
       m_state = m_stateKept;
-      book.lost.limits += reached - heldInTrial();
+      book.lost.limits += reached - heldInTrial().total();
    }
    if (isBookFinite(book))
       m_book = book;

@@ -71,8 +71,10 @@ void ZqSimulation::setProjectedStep(ZqReal dt)
       tree->whole.solvers->crbi.setProjectedStep(dt);
 }
 
-void ZqSimulation::closeAllLoops()
+/// Whether there are any.
+bool ZqSimulation::closeAllLoops()
 {
+   bool isAny = !m_constrained.empty();
    for (const ZqU32 i : m_constrained)
       closeLoops(unitOf(i));
    for (const auto& tree : m_trees)
@@ -81,7 +83,9 @@ void ZqSimulation::closeAllLoops()
          continue;
       gatherState(*tree, tree->position, tree->velocity);
       closeLoops(tree->unit());
+      isAny = true;
    }
+   return isAny;
 }
 
 /// Projects the present state onto the constraints, and takes down what gap is left. A loop that cannot be
@@ -101,9 +105,10 @@ void ZqSimulation::closeLoops(const Unit& unit)
       if (!isClosed && !member.isToldOpen)
       {
          member.isToldOpen = true;
+         const Place open = constraintAt(unit, gapOf(unit).constraint);
          Zq::Print::instance().write(
             Zq::Oddity, "%s: a loop that is open at %g s cannot be closed, and stays as it is.\n",
-            manipulator.manipulatorLabel().c_str(), m_state.time());
+            m_members[open.manipulator].manipulator->manipulatorLabel().c_str(), m_state.time());
       }
       member.solvers->projection.projectVelocity(unit.scene, manipulator, position, unit.velocity);
       if (unit.tree != nullptr)

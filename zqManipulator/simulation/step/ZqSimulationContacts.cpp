@@ -73,13 +73,25 @@ ZqReal ZqSimulation::sizeAt(const Place& place) const
       .linkSizes[place.link == ZqBaseLinkIndex ? 0 : place.link + 1];
 }
 
-/// Whether neither of its links ever moves, so that nothing comes of it.
+/// Whether neither of its links ever moves, or both are parts of one body of a tree, so that nothing comes of it.
 bool ZqSimulation::areStill(const ZqShapeCollisionData& record) const
 {
-   const auto isStill = [&](ZqU32 manipulator, ZqU32 link)
-   { return link == ZqBaseLinkIndex && m_members[manipulator].isBaseStill; };
-   return isStill(record.manipulatorOneID(), record.linkOneID()) &&
-          isStill(record.manipulatorTwoID(), record.linkTwoID());
+   const Place first{record.manipulatorOneID(), record.linkOneID()};
+   const Place second{record.manipulatorTwoID(), record.linkTwoID()};
+   const auto isStill = [&](const Place& place)
+   { return place.link == ZqBaseLinkIndex && m_members[place.manipulator].isBaseStill; };
+   const Tree* tree = m_members[first.manipulator].tree;
+   return (isStill(first) && isStill(second)) ||
+          (tree != nullptr && tree == m_members[second.manipulator].tree &&
+           linkOfTree(first) == linkOfTree(second));
+}
+
+/// The link of a tree that has a link of one of its parts.
+ZqU32 ZqSimulation::linkOfTree(const Place& place) const
+{
+   const Member& member = m_members[place.manipulator];
+   const Tree::Part& part = member.tree->parts[member.partOfTree];
+   return place.link == ZqBaseLinkIndex ? part.host : part.joints[place.link];
 }
 
 /// Takes down what the evaluation has found with which a step begins. What it found before is walked

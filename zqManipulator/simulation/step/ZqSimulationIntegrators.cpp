@@ -82,10 +82,7 @@ bool ZqSimulation::stepBySemiImplicitEuler(ZqReal dt)
          moveWithinLimits(i, dt);
    }
    for (const auto& tree : m_trees)
-   {
       bookLimits(*tree, dt);
-      accelerateBases(*tree);
-   }
    for (const ZqU32 i : m_accelerated)
       activeState(i).setAccelerationState(m_members[i].accelerations);
    for (const ZqU32 i : m_jointed)

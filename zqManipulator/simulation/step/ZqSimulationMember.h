@@ -155,6 +155,7 @@ struct ZqSimulation::Member
    std::size_t size() const { return 2 * joints.size() + 3; } ///< of a motion
    const ZqIndividualManipulator* manipulator;
    Tree* tree = nullptr; ///< with which it is solved; null for one that is solved by itself
+   ZqU32 partOfTree = 0; ///< which one it is
    std::vector<Joint> joints;
    std::vector<ZqReal> linkSizes; ///< of the base first: the longest extents of their boxes (m)
    bool isStill = false;          ///< for ever: a fixed base without joints

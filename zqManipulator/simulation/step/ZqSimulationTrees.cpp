@@ -3,6 +3,7 @@
 #include "zqManipulator/simulation/step/ZqSimulationMember.h"
 
 #include <algorithm>
+#include <cmath>
 #include <set>
 
 // What is attached to each other becomes one manipulator, for the solvers alone: the bases of what is attached are
@@ -291,8 +292,9 @@ void ZqSimulation::TreeMaker::grow(const ZqManipulatorAttachmentNode& node, ZqU3
    for (const ZqManipulatorAttachmentNode& child : node.childNodes())
    {
       const ZqU32 index = child.manipulatorIndex();
-      if (index >= manipulators.size() || isTaken[index] ||
-          carrier.linkIndexByIdentifier(child.linkLabel()) != from.linkIndex())
+      const ZqManipulatorLink* link = carrier.linkByIdentifier(child.linkLabel());
+      if (index >= manipulators.size() || isTaken[index] || link == nullptr ||
+          link->linkIndex() != from.linkIndex())
          continue;
       const ZqIndividualManipulator& attached = manipulators[index];
       const ZqCoordinateSystemTransformation base = X * from.primaryFrame() * child.offset();
@@ -408,13 +410,8 @@ ZqSimulation::Unit ZqSimulation::Tree::unit()
 /// Trees of what is attached, unless it is not to act back.
 void ZqSimulation::makeTrees()
 {
-   // What is known of the loops goes on, whoever solves them now.
    for (const auto& tree : m_trees)
-      for (const Tree::Part& part : tree->parts)
-      {
-         m_members[part.manipulator].wasClosed = tree->whole.wasClosed;
-         m_members[part.manipulator].isToldOpen = tree->whole.isToldOpen;
-      }
+      leaveLoopsToParts(*tree);
    m_trees.clear();
    for (Member& member : m_members)
       member.tree = nullptr;
@@ -434,8 +431,11 @@ void ZqSimulation::makeTrees()
                                                m_scene.system().environment()));
       Tree& tree = *m_trees.back();
       tree.constraints = std::move(maker.constraints);
-      for (const Tree::Part& part : tree.parts)
-         m_members[part.manipulator].tree = &tree;
+      for (ZqU32 p = 0; p < tree.parts.size(); ++p)
+      {
+         m_members[tree.parts[p].manipulator].tree = &tree;
+         m_members[tree.parts[p].manipulator].partOfTree = p;
+      }
       takeModel(tree.whole);
       const auto jointCount = static_cast<unsigned>(tree.whole.joints.size());
       tree.torque.jointTorques().resize(jointCount);
@@ -450,8 +450,43 @@ void ZqSimulation::makeTrees()
       tree.whole.isConstrained = tree.whole.manipulator->stateEqualityConstraints().doc() > 0;
       tree.whole.solvers->crbi.setUsesConstraintKinematics(tree.whole.isConstrained);
       tree.whole.solvers->crbi.setProjectedStep(m_projectedStep);
-      tree.whole.wasClosed = m_members[tree.root()].wasClosed;
-      tree.whole.isToldOpen = m_members[tree.root()].isToldOpen;
+      takeLoopsOfParts(tree);
+   }
+}
+
+/// A tree was closed where all of its parts were.
+void ZqSimulation::takeLoopsOfParts(Tree& tree)
+{
+   tree.whole.wasClosed = tree.whole.isConstrained;
+   tree.whole.isToldOpen = false;
+   for (const Tree::Part& part : tree.parts)
+   {
+      const Member& member = m_members[part.manipulator];
+      tree.whole.wasClosed = tree.whole.wasClosed && (part.rows == 0 || member.wasClosed);
+      tree.whole.isToldOpen = tree.whole.isToldOpen || (part.rows > 0 && member.isToldOpen);
+   }
+}
+
+/// What is known of the loops goes on, whoever solves them next. Where those of a tree are not all closed, those of a
+/// part may be.
+void ZqSimulation::leaveLoopsToParts(Tree& tree)
+{
+   if (tree.whole.isConstrained)
+   {
+      gatherState(tree);
+      gapOf(tree.unit());
+   }
+   const ZqConstraintKinematics& kinematics = tree.whole.constraintKinematics;
+   for (const Tree::Part& part : tree.parts)
+   {
+      bool isClosed = part.rows > 0;
+      for (ZqU32 row = part.firstRow; row < part.firstRow + part.rows; ++row)
+         isClosed =
+            isClosed && !(kinematics.hasGap[row] && std::abs(kinematics.gap[row][0]) >
+                                                       tree.whole.solvers->projection.tolerance());
+      Member& member = m_members[part.manipulator];
+      member.wasClosed = part.rows > 0 && (tree.whole.wasClosed || isClosed);
+      member.isToldOpen = part.rows > 0 && tree.whole.isToldOpen;
    }
 }
 
@@ -589,6 +624,18 @@ void ZqSimulation::accelerateBases(Tree& tree)
       m_members[part.manipulator].accelerations.setGeneralAcceleration(
          {toSystem * (A.linear() + A.angular().cross(p) + omega.cross(omega.cross(p))),
           toSystem * A.angular()});
+   }
+}
+
+/// The active state, which has the others, is that of the last evaluation.
+void ZqSimulation::tellAccelerationsOfBases()
+{
+   for (const auto& tree : m_trees)
+   {
+      accelerateBases(*tree);
+      for (const Tree::Part& part : tree->parts)
+         activeState(part.manipulator)
+            .setAccelerationState(m_members[part.manipulator].accelerations);
    }
 }
 
