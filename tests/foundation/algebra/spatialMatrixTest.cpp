@@ -11,6 +11,26 @@ using zqTest::nan;
 /// Sums of a few dozen products of numbers up to one.
 constexpr ZqReal matrixTolerance = 100.0 * zqTest::epsilon;
 
+TEST(SpatialMatrix, TurnsAndMultipliesByCrossProducts)
+{
+   zqTest::RandomValues random(2);
+   for (int i = 0; i < 100; ++i)
+   {
+      const ZqSpatialMatrix A = random.spatialMatrix();
+      const ZqVector u = random.vector();
+      const ZqVector v = random.vector();
+      ZqSpatialMatrix right = A;
+      right.multiplyOnRightByCrossProductMatrix(v);
+      EXPECT_TRUE((right * u).approxEq(A * v.cross(u), matrixTolerance));
+      ZqSpatialMatrix left = A;
+      left.multiplyOnLeftByCrossProductMatrix(v);
+      EXPECT_TRUE((left * u).approxEq(v.cross(A * u), matrixTolerance));
+      EXPECT_NEAR(u.dot(A * v), A.transposeTimes(u).dot(v), matrixTolerance);
+      const ZqOrientation q = random.orientation();
+      EXPECT_TRUE((A.rotated(q) * (q * u)).approxEq(q * (A * u), matrixTolerance));
+   }
+}
+
 TEST(SpatialMatrix, InverseAtAnyScale)
 {
    zqTest::RandomValues random(3);
