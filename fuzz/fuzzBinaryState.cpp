@@ -1,27 +1,13 @@
 // Feeds bytes to the binary form of states. What is accepted must read back as it is written, and what
 // is not must leave an object that can be used.
 
-#include "zqManipulator/foundation/log/ZqPrint.h"
+#include "fuzzBytes.h"
 #include "zqManipulator/state/ZqManipulatorSystemState.h"
 
 #include <cstdint>
-#include <cstdlib>
 #include <sstream>
 
-namespace
-{
-void require(bool condition)
-{
-   if (!condition)
-      std::abort();
-}
-} // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-   Zq::Print::instance().setSink([](unsigned, std::string_view) {});
-   return 0;
-}
+using zqFuzz::require;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

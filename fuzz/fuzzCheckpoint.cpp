@@ -2,17 +2,10 @@
 // stored to the same bytes again.
 
 #include "fuzzBytes.h"
-#include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/xml/ZqXmlDocument.h"
 #include "zqManipulator/simulation/step/ZqSimulationCheckpoint.h"
 
 #include <string_view>
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-   Zq::Print::instance().setSink([](unsigned, std::string_view) {});
-   return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -373,12 +373,6 @@ void run(const ZqStatedSystem& scene, const ZqSimulation::Settings& settings, Zq
 }
 } // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-   Zq::Print::instance().setSink([](unsigned, std::string_view) {});
-   return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
    Bytes bytes(data, size);

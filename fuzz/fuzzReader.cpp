@@ -1,7 +1,7 @@
 // Feeds documents to the reader. The first byte chooses the class of the root, the second the number
 // of bytes that the parser is given at a time. What is accepted must read back as it is written.
 
-#include "zqManipulator/foundation/log/ZqPrint.h"
+#include "fuzzBytes.h"
 #include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
 #include "zqManipulator/foundation/xml/ZqXmlBasicType.h"
 #include "zqManipulator/foundation/xml/ZqXmlDocument.h"
@@ -16,10 +16,11 @@
 #include "zqManipulator/tools/labels/ZqManufacturerData.h"
 
 #include <cstdint>
-#include <cstdlib>
 #include <iterator>
 #include <memory>
 #include <sstream>
+
+using zqFuzz::require;
 
 namespace
 {
@@ -45,19 +46,7 @@ constexpr std::unique_ptr<ZqXmlObject> (*kinds[])() = {
    make<ZqManufacturerData>,
    make<ZqXmlBasicType<ZqAngle>>,
 };
-
-void require(bool condition)
-{
-   if (!condition)
-      std::abort();
-}
 } // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-   Zq::Print::instance().setSink([](unsigned, std::string_view) {});
-   return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

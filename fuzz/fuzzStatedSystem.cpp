@@ -1,7 +1,7 @@
 // Feeds documents of stated systems to the library. Whatever can be read, with its repairs, must be
 // consistent: queries answer, changes leave it consistent, and it reads back as it is written.
 
-#include "zqManipulator/foundation/log/ZqPrint.h"
+#include "fuzzBytes.h"
 #include "zqManipulator/foundation/xml/ZqXmlDocument.h"
 #include "zqManipulator/foundation/xml/ZqXmlReader.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
@@ -9,17 +9,12 @@
 #include "zqManipulator/state/ZqSystemActiveState.h"
 
 #include <cstdint>
-#include <cstdlib>
 #include <sstream>
+
+using zqFuzz::require;
 
 namespace
 {
-void require(bool condition)
-{
-   if (!condition)
-      std::abort();
-}
-
 /// Asks for all that can be asked for.
 void query(const ZqStatedSystem& scene)
 {
@@ -50,12 +45,6 @@ void query(const ZqStatedSystem& scene)
    scene.absoluteBoundingSphere();
 }
 } // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-   Zq::Print::instance().setSink([](unsigned, std::string_view) {});
-   return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

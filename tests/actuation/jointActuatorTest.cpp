@@ -2,46 +2,10 @@
 #include "zqManipulator/actuation/ZqJointActuator.h"
 #include "zqManipulator/kinematics/link/ZqManipulatorLink.h"
 
-#include <array>
-
 namespace
 {
 using Actuator = ZqJointActuator;
 using Component = ZqMechanicalActuatorComponent;
-
-TEST(JointActuator, PassesParametersToItsDriveTrainOrIsNeutral)
-{
-   const auto set = [](auto& drive)
-   {
-      drive.setLowerLimit(2.5);
-      drive.setUpperLimit(3.5);
-      drive.setMaxOutputRate(4.5);
-      drive.setInertia(5.5);
-      drive.setFrictionCoefficient(6.5);
-      drive.setGearRatio(7.5);
-   };
-   const auto get = [](const auto& drive)
-   {
-      return std::array<ZqReal, 6>{drive.lowerLimit(),          drive.upperLimit(),
-                                   drive.maxOutputRate(),       drive.inertia(),
-                                   drive.frictionCoefficient(), drive.gearRatio()};
-   };
-   Actuator empty;
-   Actuator full = Actuator::defaultObject();
-   Component component(*full.mechanicalComponentContainer().topElement());
-   set(empty);
-   set(full);
-   set(component);
-   EXPECT_EQ(*full.mechanicalComponentContainer().topElement(), component);
-   EXPECT_EQ(get(full), get(component));
-   EXPECT_EQ(get(empty), (std::array{-1e300, 1e300, 1e300, 0.0, 0.0, 1.0}));
-   empty.setMaxTorque(2.0);
-   empty.setIsRigid(false);
-   empty.scaleBy(2.0, 3.0);
-   EXPECT_EQ(empty, Actuator());
-   EXPECT_TRUE(empty.minTorque() == -1e300 && empty.maxTorque() == 1e300 && empty.isRigid());
-   EXPECT_EQ(empty.effectiveInertia(3.0), 0.0);
-}
 
 TEST(JointActuator, ScalingKeepsTheMotionAtStoppersAndInStiction)
 {

@@ -1,7 +1,6 @@
 #include "support/allocationCount.h"
 #include "support/randomManipulators.h"
 #include "support/xmlSamples.h"
-#include "zqManipulator/contact/exclusion/ZqCollisionExclusionData.h"
 #include "zqManipulator/kinematics/system/ZqManipulatorSystem.h"
 
 #include <tuple>
@@ -207,12 +206,4 @@ TEST(SystemCollisionExclusionMap, RenumbersAndMergesManipulators)
    EXPECT_EQ(map.manipulatorExclusionMap(), (Map::ManipulatorExclusionMap{{0, {1}}, {3, {4}}}));
 }
 
-TEST(CollisionExclusionData, ReplacesMapsByName)
-{
-   ZqCollisionExclusionData data;
-   data.addCollisionExclusionMap("a", Map());
-   data.addCollisionExclusionMap("a", mapOf({{2, {3}}}, {}, {}));
-   EXPECT_EQ(data.getCollisionExclusionMap("a"), mapOf({{2, {3}}}, {}, {}));
-   EXPECT_EQ(data.getCollisionExclusionMap("b"), Map());
-}
 } // namespace

@@ -672,30 +672,11 @@ TEST(CollisionForces, OfferStepsToDerivedLaws)
    EXPECT_TRUE(event.force().approxEq(expected, 1e-14));
    EXPECT_EQ(event.point(), point);
    EXPECT_TRUE(sum.approxEq(expected * 2.0, 1e-14));
-
-   // A shape's own values go before those of the manipulator.
-   ZqSphere shape;
-   shape.setSurfaces({{"own", randomSurface(touch.random)}, {"both", randomSurface(touch.random)}});
-   ZqIndividualManipulator arm;
-   arm.setShape(shape);
-   arm.ZqIndividualManipulator::setSurfaces({{"both", randomSurface(touch.random)}});
-   const ZqDataMap* own = arm.shape()->surfaces().lookupPointer("both");
-   const ZqDataMap* values = nullptr;
-   EXPECT_TRUE(law.lookupSurfaceProperty(arm, 0, 3, "both", values));
-   EXPECT_EQ(values, own);
-   EXPECT_TRUE(law.lookupSurfaceProperty(arm, 5, 3, "both", values));
-   EXPECT_EQ(values, arm.surfaces().lookupPointer("both"));
-   EXPECT_TRUE(law.lookupSurfaceProperty(arm, 5, 3, "own", values));
-   EXPECT_FALSE(law.lookupSurfaceProperty(arm, 0, 3, "none", values));
-   EXPECT_EQ(values, nullptr);
 }
 
 TEST(CollisionForces, CombineConstantsOfTwoSurfaces)
 {
    const MassSpring law;
-   EXPECT_EQ(law.getSpringConstant(nullptr, nullptr), 5000.0);
-   EXPECT_EQ(law.getDamperConstant(nullptr, nullptr), 5.0);
-   EXPECT_EQ(law.getSpringExponent(nullptr, nullptr), 1.0);
    for (const ZqReal c : {0.0, 3.0})
    {
       ZqDataMap a;
@@ -706,18 +687,4 @@ TEST(CollisionForces, CombineConstantsOfTwoSurfaces)
    }
 }
 
-TEST(ContactRegion, ComparesItsNumbersInEitherOrder)
-{
-   const ZqContactRegion region;
-   void (ZqContactRegion::*const setters[])(ZqReal) = {
-      &ZqContactRegion::setMomentX, &ZqContactRegion::setMomentY, &ZqContactRegion::setMomentZ};
-   for (const auto set : setters)
-   {
-      ZqContactRegion other;
-      (other.*set)(0.25);
-      EXPECT_TRUE(region.approxEq(other, 0.25));
-      EXPECT_FALSE(region.approxEq(other, 0.2));
-      EXPECT_FALSE(other.approxEq(region, 0.2));
-   }
-}
 } // namespace

@@ -85,31 +85,6 @@ TEST(FrictionTable, AnswersPairsInEitherOrderAndOthersByDefault)
    EXPECT_GT(byDefault, 10U);
 }
 
-TEST(FrictionTable, KnowsSteelMetalWoodAndIce)
-{
-   const std::array<std::array<ZqReal, 6>, 5> expected{{
-      // along the surface, kinetic, viscous, scale of the moment, mass, along the normal
-      {0.84, 0.42, 0.5, 1.0, 100.0, 0.84}, // steel on steel
-      {0.94, 0.3, 0.5, 1.0, 100.0, 0.94},  // steel on wood
-      {0.1, 0.1, 0.5, 1.0, 100.0, 0.1},    // ice on steel
-      {0.3, 0.4, 0.5, 1.0, 100.0, 0.35},   // wood on wood
-      {0.5, 0.25, 0.5, 0.25, 100.0, 0.5},  // metal on metal
-   }};
-   const std::array<std::array<const char*, 2>, 5> pairs{{{"steel", "steel"},
-                                                          {"steel", "wood"},
-                                                          {"ice", "steel"},
-                                                          {"wood", "wood"},
-                                                          {"metal", "metal"}}};
-   for (std::size_t i = 0; i < pairs.size(); ++i)
-      for (std::size_t q = 0; q < frictionQuantities.size(); ++q)
-         EXPECT_EQ(
-            (FrictionTool::defaultObject().*frictionQuantities[q].ask)(pairs[i][0], pairs[i][1]),
-            expected[i][q])
-            << pairs[i][0] << ' ' << pairs[i][1] << ' ' << q;
-   EXPECT_EQ(FrictionTool::defaultObject().coefficientOfKineticFriction("wood", "ice"), 0.3);
-   EXPECT_EQ(FrictionTool().tangentialCoefficientOfStaticFriction("steel", "steel"), 0.3);
-}
-
 // Of a pair that stands in both orders the later one counts, by the order of a table's rows.
 TEST(FrictionTable, IsPutInOrderWhenItIsRead)
 {
@@ -129,25 +104,6 @@ TEST(FrictionTable, IsPutInOrderWhenItIsRead)
       EXPECT_EQ((read.*q.ask)("a", "c"), 3.0);
       zqTest::expectRoundTrip(read);
    }
-}
-
-TEST(FrictionInput, ComparesMaterialsByNameAndAllocatesNothing)
-{
-   const ZqString steel = "steel";
-   const ZqString alsoSteel = steel;
-   const ZqString empty;
-   const zqTest::AllocationCount allocations;
-   ZqDissipativeForceInput a;
-   ZqDissipativeForceInput b;
-   EXPECT_EQ(a.body1MaterialType(), "");
-   b.setBody1MaterialType(empty);
-   EXPECT_EQ(a, b);
-   a.setBody2MaterialType(steel);
-   EXPECT_NE(a, b);
-   b.setBody2MaterialType(alsoSteel);
-   EXPECT_EQ(a, b);
-   EXPECT_EQ(&b.body2MaterialType(), &alsoSteel);
-   EXPECT_EQ(allocations.count(), 0U);
 }
 
 TEST(FrictionContainer, HoldsAnyOfTheLawsAndPassesTheTableOn)

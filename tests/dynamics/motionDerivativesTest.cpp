@@ -221,23 +221,43 @@ TEST(MotionDerivatives, OfInverseDynamicsAreThoseOfAComplexStep)
    }
 }
 
+ZqReArray torquesOf(MovingScene& scene)
+{
+   ZqTotalTorqueTool inverse;
+   inverse.setTotalTorqueType(ZqTotalTorqueTool::BodyTorque);
+   inverse.setManipulator(&scene.manipulator());
+   const ZqManipulatorTorque& torques = inverse.torques(scene.external, scene.active, nullptr);
+   return scene.column(torques.generalForce(), torques.jointTorques().values());
+}
+
 /// By central differences of fourth order of the torques of a scene, which may have joints whose unit motions change.
 ZqReArray differenceOfTorques(const MovingScene& scene, By by, ZqU32 k)
 {
    constexpr ZqReal step = 1e-3;
-   ZqTotalTorqueTool inverse;
-   inverse.setTotalTorqueType(ZqTotalTorqueTool::BodyTorque);
    const auto at = [&](ZqReal offset)
    {
       MovingScene moved = scene;
       moved.change(by, k, offset);
       moved.setActive();
-      inverse.setManipulator(&moved.manipulator());
-      const ZqManipulatorTorque& torques = inverse.torques(moved.external, moved.active, nullptr);
-      return moved.column(torques.generalForce(), torques.jointTorques().values());
+      return torquesOf(moved);
    };
    return ((at(step) - at(-step)) * 8.0 - (at(2.0 * step) - at(-2.0 * step))) *
           (1.0 / (12.0 * step));
+}
+
+void expectGradientsOfTorques(MovingScene& scene, Comparison::Real tolerance)
+{
+   ASSERT_TRUE(scene.tool.computeInverseDynamicsGradients(scene.external, scene.active));
+   Comparison compare;
+   for (ZqU32 k = 0; k < scene.dof(); ++k)
+   {
+      compare("by position", columnOf(scene.tool.torqueByPosition(), k),
+              differenceOfTorques(scene, By::Position, k));
+      compare("by velocity", columnOf(scene.tool.torqueByVelocity(), k),
+              differenceOfTorques(scene, By::Velocity, k));
+   }
+   compare.scale("by velocity", 1.0); // zero where there is one joint
+   compare.expectWithin(tolerance);
 }
 
 TEST(MotionDerivatives, OfLinkagesAreThoseOfTheirTorques)
@@ -246,18 +266,8 @@ TEST(MotionDerivatives, OfLinkagesAreThoseOfTheirTorques)
    {
       SCOPED_TRACE(seed);
       MovingScene scene(seed, Kind::withLinkages(seed));
-      ASSERT_TRUE(scene.tool.computeInverseDynamicsGradients(scene.external, scene.active));
-      Comparison compare;
-      for (ZqU32 k = 0; k < scene.dof(); ++k)
-      {
-         compare("by position", columnOf(scene.tool.torqueByPosition(), k),
-                 differenceOfTorques(scene, By::Position, k));
-         compare("by velocity", columnOf(scene.tool.torqueByVelocity(), k),
-                 differenceOfTorques(scene, By::Velocity, k));
-      }
-      compare.scale("by velocity", 1.0); // zero where there is one joint
       // Over such a step differences err by about epsilon / step and step^4 / 30 of fifth derivatives.
-      compare.expectWithin(1e-10L);
+      expectGradientsOfTorques(scene, 1e-10L);
    }
 }
 
@@ -459,30 +469,11 @@ TEST(MotionDerivatives, OfJointsOfOwnClassesAreThoseOfDifferences)
             if (random.index(0, 1) == 0)
                link.setLinkKinematics(LinkageJoint(zqTest::randomJoint(random)));
          });
-      const auto torques = [&](const MovingScene& moved)
-      {
-         ZqTotalTorqueTool tool;
-         tool.setManipulator(&moved.manipulator());
-         tool.setTotalTorqueType(ZqTotalTorqueTool::BodyTorque);
-         ZqManipulatorActiveState active = moved.activeState();
-         active.setAccelerationState(scene.acceleration);
-         const ZqManipulatorTorque& result = tool.torques(scene.external, active, nullptr);
-         return scene.column(result.generalForce(), result.jointTorques().values());
-      };
-      ASSERT_TRUE(scene.tool.computeInverseDynamicsGradients(scene.external, scene.active));
+      expectGradientsOfTorques(scene, 1e-7L);
       const ZqManipulatorTorque& own = scene.tool.torques();
       Comparison exact;
       exact("torques", scene.column(own.generalForce(), own.jointTorques().values()),
-            torques(scene));
-      Comparison compare;
-      for (ZqU32 k = 0; k < scene.dof(); ++k)
-      {
-         compare("by position", columnOf(scene.tool.torqueByPosition(), k),
-                 difference(scene, By::Position, k, torques));
-         compare("by velocity", columnOf(scene.tool.torqueByVelocity(), k),
-                 difference(scene, By::Velocity, k, torques));
-      }
-      compare.expectWithin(1e-7L);
+            torquesOf(scene));
       scene.holdFixedBase();
       compareJacobians(exact, scene, 5, random.vector());
       exact.expectWithin(1e-12L);

@@ -1,8 +1,8 @@
 #include "support/allocationCount.h"
 #include "support/logCapture.h"
+#include "support/loops.h"
 #include "support/randomScene.h"
 #include "zqManipulator/dynamics/tools/ZqConstraintProjection.h"
-#include "zqManipulator/simulation/constraints/ZqLinearStateEqualityConstraint.h"
 #include "zqManipulator/simulation/constraints/ZqPointStateEqualityConstraint.h"
 #include "zqManipulator/simulation/constraints/ZqXyStateEqualityConstraint.h"
 #include "zqManipulator/simulation/step/ZqSimulation.h"
@@ -13,7 +13,9 @@
 
 namespace
 {
+using zqTest::pin;
 using zqTest::RandomValues;
+using zqTest::rod;
 
 constexpr ZqReal hanger = 0.5;
 constexpr ZqReal seat = 0.8;
@@ -24,21 +26,6 @@ ZqOrientation turnAbout(const ZqVector& axis, ZqReal angle)
 {
    const ZqVector v = std::sin(0.5 * angle) * axis;
    return {std::cos(0.5 * angle), v.x(), v.y(), v.z()};
-}
-
-/// A uniform rod along x, of 1 kg a metre, hinged about z at the end of the one before it.
-ZqManipulatorLink rod(const ZqString& label, ZqReal before, ZqReal length)
-{
-   ZqDenavitHartenberg joint;
-   joint.setDhType(ZqDenavitHartenberg::Craig);
-   joint.setDhA(before);
-   const ZqReal inertia = length * length * length / 3.0;
-   ZqManipulatorLink link;
-   link.setLinkLabel(label);
-   link.setLinkKinematics(joint);
-   link.setMassProperties({length, ZqVector(0.5 * length * length, 0.0, 0.0),
-                           ZqSecondMoment(0.0, inertia, inertia, 0.0, 0.0, 0.0)});
-   return link;
 }
 
 /// A slide along the y axis of what is before it, turned by theta about its own axis.
@@ -54,18 +41,6 @@ ZqManipulatorLink slide(const ZqString& label, ZqReal theta, ZqReal mass)
    link.setLinkKinematics(joint);
    link.setMassProperties({mass, ZqVector(), ZqSecondMoment()});
    return link;
-}
-
-template <class Constraint>
-Constraint pin(const ZqString& first, const ZqVector& p1, const ZqString& second,
-               const ZqVector& p2)
-{
-   Constraint constraint;
-   constraint.setFirstLinkLabel(first);
-   constraint.setSecondLinkLabel(second);
-   constraint.setFirstLinkPoint(p1);
-   constraint.setSecondLinkPoint(p2);
-   return constraint;
 }
 
 /// A loop in the plane of x and y: a chain, and what closes it.

@@ -1,7 +1,7 @@
 #include "support/allocationCount.h"
-#include "support/contactScene.h"
 #include "support/logCapture.h"
 #include "support/randomScene.h"
+#include "support/wholeScene.h"
 #include "support/xmlSamples.h"
 
 #include <gtest/gtest.h>
@@ -39,85 +39,44 @@ ZqReal restHeight()
    return half - g / ContactMaterial().stiffness;
 }
 
-/// A door without weight that swings into its frame and latches there, by the interaction that is added.
-void addDoor(ContactScene& scene)
+/// A scene of all kinds of interactions, which has gone on until bodies touched.
+ZqStatedSystem touchedScene()
 {
-   ZqManipulatorLink door;
-   door.setLinkLabel("door");
-   door.setMassProperties({1.0, ZqVector(0.5, 0.0, 0.0), {0.0, 0.3, 0.3, 0.0, 0.0, 0.0}});
-   ZqManipulatorLink handle = door;
-   handle.setLinkLabel("handle");
-   door.addChild(handle);
-   ZqIndividualManipulator wall;
-   wall.setLinkLabel("wall");
-   wall.addChild(door);
-   ZqPositionState position;
-   position.setJointPositions({0.1, 0.0});
-   ZqVelocityState velocity;
-   velocity.setJointVelocities(ZqXmlVectorBasicType<ZqReal>{-1.0, 0.0});
-   ZqLatchedDoorLinks latch;
-   latch.setLatchType(ZqLatchedDoorLinks::ClosedWithoutTurn);
-   latch.setSpringConstant(200.0);
-   latch.setDamperConstant(1.0);
-   latch.setManipulatorId(scene.add(wall, position, velocity));
-   latch.setDoorLinkId(0);
-   latch.setHandleLinkId(1);
-   latch.setUnlatchingAngleLowerBound(1.0);
-   latch.setUnlatchingAngleUpperBound(2.0);
-   latch.setClosedDoorAngleLowerBound(-0.05);
-   latch.setClosedDoorAngleUpperBound(0.05);
-   ZqManipulatorSystem system = scene.system.system();
-   ZqLinkInteractionsVector interactions = system.linkInteractionsVector();
-   interactions.pushBack(latch);
-   system.setLinkInteractionsVector(interactions);
-   const ZqManipulatorSystemState state = scene.system.state();
-   scene.system.setSystem(system);
-   scene.system.setState(state);
+   zqTest::RandomValues random(4);
+   ZqSimulation simulation(zqTest::wholeScene(random).system);
+   while (simulation.contacts().empty() && simulation.steps() < 200)
+      simulation.step(1e-3);
+   EXPECT_TRUE(simulation.step(1e-3));
+   EXPECT_GT(simulation.interactionState().contacts().size(), 0U);
+   return simulation.scene();
 }
 
-/// On a slope a cube slides, one sticks, and one falls askew onto another one; and a door.
-ZqStatedSystem busyScene()
+TEST(SimulationContact, RefusesToRememberWhatDoesNotFit)
 {
-   ContactScene scene({0.3 * g, 0.0, -g});
-   scene.addFloor();
-   scene.addFree(cube(), Frame(ZqVector(0.0, 0.0, restHeight())), {{0.5, 0.1, 0.0}, {}});
-   scene.addFree(cube(), Frame(ZqVector(0.0, 1.0, restHeight())));
-   scene.addFree(cube(), Frame(ZqVector(1.0, 0.0, restHeight())));
-   scene.addFree(cube(), {ZqVector(1.02, 0.03, 0.2), ZqOrientation::exponential({0.4, -0.3, 0.2})},
-                 {{0.0, 0.0, -0.5}, {1.0, 2.0, 3.0}});
-   scene.setContact(ContactMaterial());
-   addDoor(scene);
-   return scene.system;
-}
-
-TEST(SimulationContact, WhoLooksAtContactsDoesNotChangeTheSteps)
-{
-   for (const Integrator integrator : integrators)
-   {
-      const ZqStatedSystem scene = busyScene();
-      ZqSimulation watched(scene, by(integrator));
-      ZqSimulation alone(scene, by(integrator));
-      for (int k = 1; k <= 600; ++k)
-      {
-         // Now and then, so that what a look leaves would show in the steps after it.
-         if (k % 3 == 0)
-            watched.contacts();
-         if (k % 7 == 0)
-         {
-            watched.interactionState();
-            watched.energy();
-         }
-         if (k % 10 == 1)
-            watched.contactStepLimit();
-         ASSERT_TRUE(watched.stepTo(5e-4 * k) && alone.stepTo(5e-4 * k));
-         ASSERT_TRUE(watched.state() == alone.state()) << k;
-      }
-      EXPECT_TRUE(watched.interactionState() == alone.interactionState());
-      EXPECT_TRUE(watched.slips() == alone.slips() && alone.slips() > 0);
-      EXPECT_GT(alone.greatestDepth()->depth, 2.0 * g / ContactMaterial().stiffness);
-      // The door has latched.
-      EXPECT_EQ(alone.interactionState().memories()[1][0], 0.0);
-   }
+   ZqStatedSystem scene = touchedScene();
+   const ZqInteractionState stored = scene.interactionState();
+   ContactScene bare;
+   bare.addFloor();
+   bare.system.setLinkInteractionsVector(scene.system().linkInteractionsVector());
+   ZqSimulation::Settings without;
+   without.interacts = false;
+   ZqSimulation simulation(scene);
+   ZqSimulation bodiless(bare.system);
+   ZqSimulation calm(scene, without);
+   ZqInteractionState fewer = stored;
+   fewer.setMemories({});
+   const zqTest::LogCapture log;
+   EXPECT_FALSE(bodiless.setInteractionState(stored));
+   EXPECT_FALSE(calm.setInteractionState(stored));
+   EXPECT_FALSE(simulation.setInteractionState(fewer));
+   EXPECT_EQ(log.size(), 3U) << log.text();
+   EXPECT_TRUE(simulation.interactionState() == stored);
+   scene.setInteractionState(fewer);
+   EXPECT_TRUE(ZqSimulation(scene).interactionState().isEmpty());
+   EXPECT_EQ(log.size(), 4U) << log.text();
+   EXPECT_TRUE(ZqSimulation(scene, without).scene().interactionState().isEmpty());
+   EXPECT_EQ(log.size(), 4U) << log.text();
+   EXPECT_TRUE(simulation.setInteractionState({}) && simulation.interactionState().isEmpty());
 }
 
 TEST(SimulationContact, TakesNoNoticeOfWhatNeverMoves)
@@ -142,68 +101,9 @@ TEST(SimulationContact, TakesNoNoticeOfWhatNeverMoves)
    EXPECT_TRUE(log.messages().empty());
 }
 
-TEST(SimulationContact, GoesOnFromWhatIsStored)
-{
-   const ZqStatedSystem scene = busyScene();
-   ZqSimulation whole(scene);
-   EXPECT_TRUE(whole.scene().interactionState().isEmpty());
-   for (int k = 1; k <= 100; ++k)
-      ASSERT_TRUE(whole.stepTo(1e-3 * k));
-   using Mode = ZqSimulation::ContactMode;
-   ASSERT_TRUE(whole.contacts()[0].mode == Mode::Slips && whole.contacts()[1].mode == Mode::Sticks);
-   EXPECT_NEAR(whole.contacts()[0].frictionForce, ContactMaterial().kineticFriction * g, 1e-3 * g);
-   ZqStatedSystem document;
-   ASSERT_TRUE(zqTest::readFrom(document, zqTest::written(whole.scene())));
-   const ZqInteractionState stored = document.interactionState();
-   EXPECT_TRUE(stored == whole.interactionState());
-   EXPECT_EQ(stored.memories()[1][0], 0.0); // the door has latched
-
-   ZqSimulation later(document);
-   ZqSimulation forgetful(document);
-   ASSERT_TRUE(forgetful.setInteractionState({}));
-   EXPECT_TRUE(forgetful.interactionState().isEmpty());
-   const std::uint64_t slips = whole.slips();
-   bool isForgetfulSame = true;
-   for (int k = 101; k <= 600; ++k)
-   {
-      ASSERT_TRUE(whole.stepTo(1e-3 * k) && later.stepTo(1e-3 * k) && forgetful.stepTo(1e-3 * k));
-      ASSERT_TRUE(whole.state() == later.state()) << k;
-      isForgetfulSame = isForgetfulSame && whole.state() == forgetful.state();
-   }
-   EXPECT_EQ(whole.slips() - slips, later.slips());
-   EXPECT_FALSE(isForgetfulSame);
-
-   // What does not fit changes nothing.
-   const ZqInteractionState before = later.interactionState();
-   ContactScene other;
-   other.setContact(ContactMaterial());
-   addDoor(other);
-   ZqSimulation doors(other.system);
-   ZqSimulation::Settings without;
-   without.interacts = false;
-   ZqSimulation calm(scene, without);
-   const zqTest::LogCapture log;
-   EXPECT_FALSE(doors.setInteractionState(stored)); // without cubes
-   EXPECT_FALSE(calm.setInteractionState(stored));
-   ZqInteractionState fewer = stored;
-   fewer.setMemories({});
-   EXPECT_FALSE(later.setInteractionState(fewer));
-   EXPECT_EQ(log.size(), 3U) << log.text();
-   EXPECT_TRUE(later.interactionState() == before);
-   document.setInteractionState(fewer);
-   EXPECT_TRUE(ZqSimulation(document).interactionState().isEmpty());
-   EXPECT_EQ(log.size(), 4U) << log.text();
-   EXPECT_TRUE(ZqSimulation(document, without).scene().interactionState().isEmpty());
-   EXPECT_EQ(log.size(), 4U) << log.text();
-}
-
 TEST(SimulationContact, WhatIsRememberedBelongsToItsSceneAlone)
 {
-   ZqSimulation simulation(busyScene());
-   for (int k = 1; k <= 10; ++k)
-      ASSERT_TRUE(simulation.stepTo(1e-3 * k));
-   const ZqStatedSystem scene = simulation.scene();
-   ASSERT_FALSE(scene.interactionState().isEmpty());
+   const ZqStatedSystem scene = touchedScene();
    for (const auto flag : {ZqFoundCommon::ShareWhatMayBeShared, ZqFoundCommon::CopyAll})
       EXPECT_TRUE(ZqStatedSystem(scene, flag).interactionState() == scene.interactionState());
 
@@ -406,30 +306,6 @@ TEST(SimulationContact, CarriersFeelWhatTheirLoadTouches)
                   1e-10 * (1.0 + std::abs(expected[j])));
 }
 
-TEST(SimulationContact, BadStartsEndVisibly)
-{
-   // Deep within each other and the floor, with steps that are far too long.
-   for (const Integrator integrator : integrators)
-      for (const ZqReal dt : {1e-3, 0.1, 10.0})
-      {
-         ContactScene scene;
-         scene.addFloor();
-         for (int i = 1; i <= 4; ++i)
-            scene.addFree(cube(), {ZqVector(1e-3 * i, 7e-4 * i, -0.2),
-                                   ZqOrientation::exponential({0.3 * i, 0.2, 0.1})});
-         scene.setContact(ContactMaterial());
-         ZqSimulation simulation(scene.system, by(integrator));
-         int k = 0;
-         while (k < 200 && simulation.step(dt))
-            ++k;
-         EXPECT_EQ(k < 200, simulation.divergence().has_value());
-         EXPECT_TRUE(!simulation.divergence() ||
-                     simulation.divergence()->deepestContact.has_value());
-         EXPECT_GT(simulation.greatestDepth()->depth, 0.01);
-         for (const ZqPositionState& position : simulation.state().positionStates())
-            EXPECT_TRUE(std::isfinite(position.coordSysXForm().translation().mag()));
-      }
-}
 // With a step that is far too long the energy of what falls would grow by orders; so would that of bodies which begin
 // deep in each other, but a step that suits their depth parts them.
 TEST(SimulationContact, StepsThatAreFarTooLongEndVisibly)

@@ -1,5 +1,6 @@
 #include "support/allocationCount.h"
 #include "support/logCapture.h"
+#include "support/loops.h"
 #include "support/randomScene.h"
 #include "zqManipulator/dynamics/tools/ZqTotalTorqueTool.h"
 #include "zqManipulator/simulation/constraints/ZqXyStateEqualityConstraint.h"
@@ -159,32 +160,15 @@ TEST(Simulation, MidpointsKeepWhatFreeBodiesKeep)
 /// Four bars in a vertical plane, of which the ground is one; the loop is open by some centimetres.
 ZqStatedSystem openLinkage()
 {
-   const auto bar = [](const char* label, ZqReal before, ZqReal length)
-   {
-      ZqDenavitHartenberg hinge;
-      hinge.setDhType(ZqDenavitHartenberg::Craig);
-      hinge.setDhA(before);
-      const ZqReal inertia = length * length * length / 3.0;
-      ZqManipulatorLink link;
-      link.setLinkLabel(label);
-      link.setLinkKinematics(hinge);
-      link.setMassProperties({length, ZqVector(0.5 * length * length, 0.0, 0.0),
-                              ZqSecondMoment(0.0, inertia, inertia, 0.0, 0.0, 0.0)});
-      return link;
-   };
-   ZqManipulatorLink chain = bar("crank", 0.0, 0.5);
-   chain.addLinkToEndOfChain(bar("coupler", 0.5, 0.8));
-   chain.addLinkToEndOfChain(bar("rocker", 0.8, 0.4));
+   ZqManipulatorLink chain = zqTest::rod("crank", 0.0, 0.5);
+   chain.addLinkToEndOfChain(zqTest::rod("coupler", 0.5, 0.8));
+   chain.addLinkToEndOfChain(zqTest::rod("rocker", 0.8, 0.4));
    ZqIndividualManipulator linkage;
    linkage.setLinkLabel("ground");
    linkage.addChild(chain);
-   ZqXyStateEqualityConstraint pin;
-   pin.setFirstLinkLabel("rocker");
-   pin.setFirstLinkPoint({0.4, 0.0, 0.0});
-   pin.setSecondLinkLabel("ground");
-   pin.setSecondLinkPoint({0.72, 0.0, 0.0});
    ZqStateEqualityConstraintVector constraints;
-   constraints.pushBack(pin);
+   constraints.pushBack(zqTest::pin<ZqXyStateEqualityConstraint>("rocker", {0.4, 0.0, 0.0},
+                                                                 "ground", {0.72, 0.0, 0.0}));
    linkage.setStateEqualityConstraints(constraints);
    ZqSystemEnvironment environment;
    environment.setUpGravityVector({0.0, 9.8, 0.0});
@@ -224,27 +208,6 @@ TEST(Simulation, HoldsLoopsClosed)
    settings.solver = ZqSimulation::Solver::Arbi;
    EXPECT_FALSE(ZqSimulation(scene, settings).greatestGap());
    EXPECT_NE(log.text().find("which the solver arbi ignores"), std::string::npos);
-}
-
-TEST(Simulation, WhoLooksAtThePresentDoesNotChangeTheSteps)
-{
-   RandomScene scene(3, {zqTest::chain(4), false, true, true});
-   makeFlexible(scene);
-   ZqSimulation watched(scene.system);
-   ZqSimulation alone(scene.system);
-   // Nor does it matter what becomes of the scene.
-   EXPECT_TRUE(scene.system.setJointLimit(scene.index, "label0", true, -100.0));
-   scene.system = ZqStatedSystem();
-   for (int k = 1; k <= 200; ++k)
-   {
-      watched.present();
-      watched.setTorques({0.1 * k});
-      alone.setTorques({0.1 * k});
-      watched.motorTorques(0);
-      ASSERT_TRUE(watched.stepTo(1e-3 * k) && alone.stepTo(1e-3 * k));
-   }
-   EXPECT_EQ(numbersOf(watched.state()), numbersOf(alone.state()));
-   EXPECT_EQ(numbersOf(watched.scene().state()), numbersOf(alone.state()));
 }
 
 TEST(Simulation, ForcesOfConstraintsAccelerateWithTheRest)

@@ -1,4 +1,5 @@
 #include "support/logCapture.h"
+#include "support/loops.h"
 #include "support/referenceDynamics.h"
 #include "zqManipulator/simulation/constraints/ZqLinearStateEqualityConstraint.h"
 #include "zqManipulator/simulation/constraints/ZqPointStateEqualityConstraint.h"
@@ -125,18 +126,6 @@ void expectKinematics(const RandomScene& scene,
    }
 }
 
-template <class Constraint>
-Constraint between(const ZqString& first, const ZqVector& p1, const ZqString& second,
-                   const ZqVector& p2)
-{
-   Constraint constraint;
-   constraint.setFirstLinkLabel(first);
-   constraint.setSecondLinkLabel(second);
-   constraint.setFirstLinkPoint(p1);
-   constraint.setSecondLinkPoint(p2);
-   return constraint;
-}
-
 TEST(StateEqualityConstraint, JacobianIsTheDerivativeOfTheGapAndHasARate)
 {
    const Gap none = [](const ReferenceMotion&) { return JetFrame(); };
@@ -169,14 +158,14 @@ TEST(StateEqualityConstraint, JacobianIsTheDerivativeOfTheGapAndHasARate)
          zqTest::FrameMotion(frameOf(scene, start, second).inverse() * place(start, first, p1)).p;
       const Gap gap = [&](const ReferenceMotion& motion)
       { return minus(place(motion, first, p1), place(motion, second, closing)); };
-      const auto point = between<ZqPointStateEqualityConstraint>(first, p1, second, closing);
+      const auto point = zqTest::pin<ZqPointStateEqualityConstraint>(first, p1, second, closing);
       expectJacobian(scene, point, gap, gap);
       expectRate(scene, point);
-      expectKinematics(scene, between<ZqPointStateEqualityConstraint>(first, p1, second, -p1),
+      expectKinematics(scene, zqTest::pin<ZqPointStateEqualityConstraint>(first, p1, second, -p1),
                        JetFrame(Transformation(-p1)));
 
       const ZqVector p2 = scene.random.vector();
-      auto xy = between<ZqXyStateEqualityConstraint>(first, p1, second, p2);
+      auto xy = zqTest::pin<ZqXyStateEqualityConstraint>(first, p1, second, p2);
       xy.setXyOrientation(scene.random.orientation());
       const Gap inPlane = [&](const ReferenceMotion& motion)
       {
@@ -275,7 +264,7 @@ TEST(StateEqualityConstraint, StateOfAnotherSizeIsSurvived)
       position.setJointPositions(ZqXmlVectorBasicType<ZqReal>(joints, 0.5));
       ZqVelocityState velocity;
       velocity.setJointVelocities(ZqXmlVectorBasicType<ZqReal>(9 - joints, 0.5));
-      const auto constraint = between<ZqXyStateEqualityConstraint>("label4", {}, "label1", {});
+      const auto constraint = zqTest::pin<ZqXyStateEqualityConstraint>("label4", {}, "label1", {});
       EXPECT_EQ(constraint.jacobianDerivative(scene.manipulator(), position, velocity).columns(),
                 scene.manipulator().totalDof());
    }

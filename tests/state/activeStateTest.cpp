@@ -4,7 +4,6 @@
 
 #include <functional>
 #include <optional>
-#include <utility>
 
 namespace
 {
@@ -267,24 +266,10 @@ TEST(ActiveState, AChangeClearsWhatItCanAffectAndNoMore)
    EXPECT_TRUE(state.setPositionState(position({nan})));
 }
 
-TEST(ActiveState, RecordsFollowTheNumberOfJoints)
+// Resized by itself.
+TEST(ActiveState, OnlyTheRecordOfForcesClearsItsFlags)
 {
    ActiveState state;
-   setRaised(state);
-   EXPECT_TRUE(state.setPositionState(position({1.0, 2.0, 3.0, 4.0})));
-   EXPECT_EQ(sizes(state), std::vector<unsigned>(7, 4));
-   EXPECT_EQ(summary(state), "------");
-   raise(state);
-   EXPECT_TRUE(state.setVelocityState(velocity({1.0})));
-   EXPECT_EQ(sizes(state), (std::vector<unsigned>{4, 1, 4, 4, 4, 4, 4}));
-   state.setAccelerationState(acceleration({1.0, 2.0}));
-   EXPECT_EQ(sizes(state), (std::vector<unsigned>{4, 1, 2, 4, 4, 4, 4}));
-   raise(state);
-   EXPECT_TRUE(state.setPositionState(position({})));
-   EXPECT_EQ(sizes(state), std::vector<unsigned>(7, 0));
-   EXPECT_EQ(summary(state), "------");
-
-   // Resized by itself, only the record of forces clears its flags.
    setRaised(state);
    state.activeVelocityState().resize(1);
    state.activeAccelerationState().resize(1);

@@ -69,10 +69,4 @@ TEST(NonNegReal, StopsAtZero)
    EXPECT_EQ(log.size(), 1U);
 }
 
-TEST(Int2String, WritesAnyBase)
-{
-   EXPECT_EQ(ZqINT2STRING(0, 10), "0");
-   EXPECT_EQ(ZqINT2STRING(0xFFFFFFFF, 2), ZqString(32, '1'));
-   EXPECT_EQ(ZqINT2STRING(5, 1) + ZqINT2STRING(5, 37), "");
-}
 } // namespace

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <thread>
 
 namespace
 {
@@ -230,26 +229,4 @@ TEST(Hull, OfPointsInAPlaneOnALineAndInOnePlace)
    }
 }
 
-TEST(Hull, IsTheSameFromAnyThread)
-{
-   RandomValues random(75);
-   const Points points = onSphere<400>(random);
-   const auto hull = ZqHull::of(points);
-   std::vector<std::shared_ptr<const ZqHull>> made(4);
-   std::vector<std::thread> threads;
-   for (auto& one : made)
-      threads.emplace_back(
-         [&]
-         {
-            for (int i = 0; i < 5; ++i)
-               one = ZqHull::of(points);
-         });
-   for (std::thread& thread : threads)
-      thread.join();
-   for (const auto& one : made)
-   {
-      EXPECT_EQ(one->vertices, hull->vertices);
-      EXPECT_EQ(one->corners, hull->corners);
-   }
-}
 } // namespace

@@ -91,23 +91,6 @@ TEST(ShapeStack, SurvivesWhateverBecomesOfItsShape)
    EXPECT_EQ(stackOf(shape), Sizes{4.0});
 }
 
-TEST(ShapeStack, SurfacesAreFoundByTheNumberOfAFeature)
-{
-   ZqBox box;
-   const ZqDataMap* data = nullptr;
-   EXPECT_EQ(box.surfaceKey(3, {}), "0");
-   EXPECT_FALSE(box.surfaceData("0", data));
-   ZqDataMap rubber;
-   rubber.add("friction", 0.9);
-   box.surfaces().add("3", rubber);
-   EXPECT_EQ(box.surfaceKey(3, {}), "3");
-   EXPECT_EQ(box.surfaceKey(4, {}), "0");
-   ASSERT_TRUE(box.surfaceData("3", data));
-   EXPECT_EQ(*data, rubber);
-   EXPECT_FALSE(box.surfaceData("4", data));
-   EXPECT_EQ(data, nullptr);
-}
-
 ZqString spaceOf(const ZqToken& token)
 {
    const ZqString text(token.view());

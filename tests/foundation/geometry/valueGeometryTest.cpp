@@ -1,7 +1,6 @@
 #include "support/randomModels.h"
 #include "support/xmlSamples.h"
 #include "zqManipulator/foundation/geometry/ZqLine.h"
-#include "zqManipulator/foundation/geometry/ZqLineSegment.h"
 #include "zqManipulator/foundation/geometry/ZqSphere.h"
 
 namespace
@@ -104,13 +103,4 @@ TEST(Line, IsNearestWhereTheWayIsPerpendicularToBoth)
    EXPECT_EQ(t, 5.0);
 }
 
-TEST(LineSegment, TurnsAndMovesAsAWhole)
-{
-   ZqLineSegment segment({1.0, 0.0, 0.0}, {3.0, 0.0, 4.0});
-   EXPECT_EQ(segment.center(), ZqVector(2.0, 0.0, 2.0));
-   segment.transformBy({ZqVector(0.0, 5.0, 0.0), ZqOrientation(0.0, 0.0, 0.0, 1.0)});
-   EXPECT_EQ(segment, ZqLineSegment({-1.0, 5.0, 0.0}, {-3.0, 5.0, 4.0}));
-   EXPECT_EQ(segment.length(), std::sqrt(20.0));
-   EXPECT_EQ(ZqLineSegment::nullObject(), ZqLineSegment());
-}
 } // namespace

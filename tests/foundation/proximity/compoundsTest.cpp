@@ -1,4 +1,5 @@
 #include "support/allocationCount.h"
+#include "support/contactScene.h"
 #include "support/randomManipulators.h"
 #include "support/randomValues.h"
 
@@ -18,7 +19,6 @@
 
 #include <algorithm>
 #include <array>
-#include <memory>
 
 using namespace zqConvex;
 using zqTest::RandomValues;
@@ -29,23 +29,9 @@ constexpr ZqReal closeness = 1e-10;
 
 ZqTriangleMesh boxMesh(const ZqVector& h)
 {
-   std::vector<ZqVector> v;
-   for (int i = 0; i < 8; ++i)
-      v.emplace_back(i & 1 ? h.x() : -h.x(), i & 2 ? h.y() : -h.y(), i & 4 ? h.z() : -h.z());
-   return {v,
-           {{0, 2, 1},
-            {1, 2, 3},
-            {4, 5, 6},
-            {5, 7, 6},
-            {0, 1, 4},
-            {1, 5, 4},
-            {2, 6, 3},
-            {3, 6, 7},
-            {0, 4, 2},
-            {2, 4, 6},
-            {1, 3, 5},
-            {3, 7, 5}}};
+   return dynamic_cast<const ZqTriangleMesh&>(*zqTest::meshBox(1.0, h).shape);
 }
+
 /// A ring about z, of n by m squares; without `whole` a trough that is half of it.
 ZqTriangleMesh ring(ZqReal outer, ZqReal inner, ZqU32 n, ZqU32 m, bool isWhole = true)
 {
