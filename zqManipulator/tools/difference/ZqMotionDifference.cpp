@@ -129,8 +129,8 @@ Body bodyOf(const Couple& couple, const ZqManipulatorLink& first, const ZqManipu
 {
    Body body{{&first, &second}, {}, {}};
    const ZqRigidBodyMassProperties* masses[] = {&first.massProperties(), &second.massProperties()};
-   // As plain numbers: the difference of two masses may be negative.
-   body.mass = std::abs(masses[0]->mass() - masses[1]->mass());
+   // As plain numbers: a mass is never negative, nor is what is left of one.
+   body.mass = std::abs(ZqReal(masses[0]->mass()) - ZqReal(masses[1]->mass()));
    Transform frames[2];
    for (int k = 0; k < 2; ++k)
    {
