@@ -22,7 +22,7 @@ struct ZqMotionPlan
    bool hasOwnBase = false;
    bool anySpringOrDamper = false;
    bool anyLimitConstraint = false; ///< at any link: a limit that depends on several joints
-   bool anyDrive = false; ///< a mechanical component at any joint
+   bool anyDrive = false;           ///< a mechanical component at any joint
    /// A drive of a class that is not the library's: its inertia may depend on the position.
    bool anyOwnDrive = false;
 
