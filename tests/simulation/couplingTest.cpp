@@ -606,7 +606,9 @@ TEST(Coupling, ContactsGoOnAlikeFromCheckpoints)
          EXPECT_EQ(rest->state(), all.state()) << k;
          // Of one body there are none; what is fixed and released touches the floor in vain.
          if (couples)
+         {
             EXPECT_EQ(all.contacts().size(), 1U) << k;
+         }
       }
    }
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zqManipulator/foundation/tokens/ZqManipTokens.h"
+#include "zqManipulator/foundation/tokens/ZqFoundationTokens.h"
 #include "zqManipulator/foundation/xml/ZqXmlClass.h"
 
 /// Something that measures, mounted on a link. What it measures and how is for the class of a user,
