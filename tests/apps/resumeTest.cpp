@@ -106,7 +106,7 @@ TEST_F(ZqsimResume, AttachmentsChangeInPartsAsInOneRun)
       expectDone("--resume " + checkpoint + events + "--until 0.08 --append" + tables("parts"));
       expectSameTables("parts", "whole");
       // The released arm stays where it is. Arms that swing move the carriage, if they act back.
-      const std::vector<double> places = readCsv(scratch("whole.csv")).at("leftArm/base position x");
+      const auto places = readCsv(scratch("whole.csv")).at("leftArm/base position x");
       EXPECT_EQ(places[8], places[13]);
       EXPECT_EQ(places[0] == places[13], !coupling.empty());
    }
