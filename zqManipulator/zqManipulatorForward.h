@@ -55,6 +55,7 @@ class ZqContactRegion;
 struct ZqContactResponse;
 class ZqContactState;
 struct ZqConvex;
+struct ZqConversionLoss;
 class ZqConvexHull;
 class ZqConvexParts;
 class ZqConvexShape;

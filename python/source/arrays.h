@@ -1,0 +1,56 @@
+#pragma once
+
+#include "python/source/bindings.h"
+#include "zqManipulator/foundation/algebra/ZqTypes.h"
+#include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
+#include "zqManipulator/foundation/spatial/ZqGeneralForce.h"
+#include "zqManipulator/foundation/spatial/ZqGeneralMotion.h"
+
+#include <initializer_list>
+#include <memory>
+#include <span>
+#include <vector>
+
+/// Numbers between Python and the library. Arrays of double precision that lie in rows are read where they
+/// are; of what is otherwise a copy is made. Whatever cannot become such an array is a `TypeError`, and one of
+/// another shape a `ValueError` that tells both shapes.
+namespace zqPython
+{
+using Array = py::array_t<ZqReal, py::array::c_style | py::array::forcecast>;
+using Shape = std::vector<py::ssize_t>;
+
+/// A length that an array may have as it likes.
+constexpr py::ssize_t anyLength = -1;
+
+/// Refuses, by the name of the argument, an array of another shape.
+void require(const Array& array, const char* name, std::initializer_list<py::ssize_t> shape);
+
+/// The numbers of an array, for as long as that lives.
+std::span<const ZqReal> numbersOf(const Array& array);
+
+/// A new array of zeros.
+Array zeros(const Shape& shape);
+/// The numbers of a new array, to be written.
+std::span<ZqReal> numbersOf(Array& array);
+/// A new array with the numbers of a list, which is as long as the shape tells.
+Array copyOf(std::span<const ZqReal> numbers, const Shape& shape);
+/// The same without a copy: the array owns the list.
+Array take(std::vector<ZqReal>&& numbers, const Shape& shape);
+
+/// \name Values
+/// Vectors as 3 numbers; orientations as 4, w x y z, of a length of 1; spatial vectors as 6, the linear part
+/// first; frames as 4 x 4 matrices, which may also come as 7 numbers, x y z and then w x y z. What is not finite
+/// or no rotation to 1e-9 is a `ValueError`.
+/// @{
+ZqVector vectorOf(const Array& array, const char* name);
+ZqOrientation orientationOf(const Array& array, const char* name);
+ZqCoordinateSystemTransformation frameOf(const Array& array, const char* name);
+ZqGeneralForce forceOf(const Array& array, const char* name);
+ZqGeneralMotion motionOf(const Array& array, const char* name);
+Array arrayOf(const ZqVector& vector);
+Array arrayOf(const ZqOrientation& orientation);
+Array arrayOf(const ZqCoordinateSystemTransformation& frame);
+Array arrayOf(const ZqGeneralForce& force);
+Array arrayOf(const ZqGeneralMotion& motion);
+/// @}
+} // namespace zqPython

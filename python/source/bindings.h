@@ -1,0 +1,19 @@
+#pragma once
+
+#include <pybind11/numpy.h>
+#include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
+
+/// The Python module, a source for each theme. A binding takes and gives NumPy arrays (`arrays.h`), and has
+/// what the library logs raised or warned of (`failures.h`).
+namespace zqPython
+{
+namespace py = pybind11;
+
+/// \name Themes
+/// Each adds its classes and functions to the module. One that uses the classes of another comes after it.
+/// @{
+void bindFailures(py::module_& module);
+void bindScene(py::module_& module);
+/// @}
+} // namespace zqPython

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "python/source/bindings.h"
+#include "zqManipulator/foundation/log/ZqDiagnostic.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+/// What the library tells of in messages, as exceptions and warnings of Python.
+namespace zqPython
+{
+/// Raises `zqmanipulator.Error`, which carries the diagnostics: its text is those of the errors, or else what
+/// was being done.
+[[noreturn]] void fail(const std::string& doing, const std::vector<Zq::Diagnostic>& diagnostics);
+/// Warns of diagnostics by `zqmanipulator.Warning`, but not of notes.
+void warn(const std::vector<Zq::Diagnostic>& diagnostics);
+
+/// Does something that answers whether it succeeded, with the interpreter's lock released. What is logged on the
+/// way is raised when it did not, and warned of when it did.
+template <class Action>
+void perform(const std::string& doing, Action&& action)
+{
+   bool succeeds = false;
+   std::vector<Zq::Diagnostic> diagnostics;
+   {
+      const py::gil_scoped_release release;
+      const Zq::DiagnosticCollector collector;
+      succeeds = std::forward<Action>(action)();
+      diagnostics = collector.diagnostics();
+   }
+   if (!succeeds)
+      fail(doing, diagnostics);
+   warn(diagnostics);
+}
+} // namespace zqPython

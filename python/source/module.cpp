@@ -1,0 +1,9 @@
+#include "python/source/bindings.h"
+
+PYBIND11_MODULE(_core, module)
+{
+   module.doc() = "What is compiled of zqmanipulator.";
+   module.attr("__version__") = ZQ_VERSION;
+   zqPython::bindFailures(module);
+   zqPython::bindScene(module);
+}
