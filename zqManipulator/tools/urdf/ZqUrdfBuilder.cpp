@@ -251,9 +251,9 @@ void Builder::checkMasses()
    }
    if (lightCount > 0)
       lose("robot", "inertial",
-           std::to_string(lightCount) +
-              " links move and have no mass, nor has what they carry, as link " +
-              quoted(light->label) + ": each is given 1e-9 kg and 1e-9 kg m^2",
+           "links that move and have no mass, nor has what they carry, as link " +
+              quoted(light->label) +
+              ", are each given 1e-9 kg and 1e-9 kg m^2: " + std::to_string(lightCount),
            light->line);
 }
 
