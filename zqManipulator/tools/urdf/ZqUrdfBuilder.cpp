@@ -82,6 +82,10 @@ ZqU32 Builder::takeFloatingBase()
    const Joint& joint = m_robot.joints[below.front()];
    m_isFree = true;
    m_baseFrame = joint.origin;
+   if (root.name != "world")
+      lose("link " + quoted(root.name), "name",
+           "the root is no more than a name, and stands for the system", root.line,
+           ZqConversionLoss::Kind::Lost);
    addFrame(joint.name, {}, "joint " + quoted(joint.name), joint.line, m_bodies.front());
    return m_linkNumbers.at(joint.child);
 }
