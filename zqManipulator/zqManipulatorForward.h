@@ -264,6 +264,7 @@ class ZqTotalTorqueTool;
 class ZqTriangleMesh;
 class ZqTriangles;
 class ZqTriangularLozenge;
+class ZqUrdfReader;
 class ZqVariationOrigin;
 class ZqVariationStudy;
 class ZqVector;
