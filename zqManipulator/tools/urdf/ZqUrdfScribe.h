@@ -5,15 +5,13 @@
 #include "zqManipulator/tools/urdf/ZqConversionLoss.h"
 #include "zqManipulator/tools/urdf/ZqUrdfText.h"
 
+#include <array>
 #include <map>
 #include <optional>
 #include <set>
-#include <span>
 #include <vector>
 
-class ZqConvexHull;
-
-namespace zqUrdf
+namespace ZqUrdf
 {
 /// Where files of triangles go, and how the document names them.
 struct MeshFolder
@@ -31,10 +29,8 @@ public:
    {
    }
    /// The shape stands in a frame in the frame of the link. False when a file cannot be written.
-   bool write(const ZqString& linkName, const ZqShape& shape,
+   bool write(const ZqString& label, const ZqString& name, const ZqShape& shape,
               const ZqCoordinateSystemTransformation& frame);
-   /// Whether all numbers were finite.
-   bool isFinite() const { return m_isFinite; }
 
 private:
    struct Geometry
@@ -43,26 +39,30 @@ private:
       std::string_view element;
       std::vector<std::pair<std::string_view, ZqString>> attributes;
    };
-   struct Triangles
+   using Triangles = std::vector<std::array<ZqVector, 3>>;
+   struct Written
    {
-      std::vector<ZqVector> vertices;
-      std::vector<std::array<ZqU32, 3>> corners;
+      const ZqShape* shape;
+      std::vector<Geometry> geometries;
    };
 
    void lose(ZqConversionLoss::Kind kind, const ZqString& element, const ZqString& text);
+   void loseOfShape(const ZqShape& shape);
    bool geometriesOf(const ZqShape& shape, std::vector<Geometry>& geometries);
+   bool addMesh(const ZqShape& shape, std::vector<Geometry>& geometries);
+   void addSurface(const ZqConvex& convex, Triangles& triangles);
    bool addTriangles(const Triangles& triangles, std::vector<Geometry>& geometries);
-   void writeElements(const ZqShape& shape, const std::vector<Geometry>& geometries,
+   ZqString freeFileName();
+   void writeElements(const char* element, const Written& written,
                       const ZqCoordinateSystemTransformation& frame);
    void writeMaterial(const ZqShape& shape);
-   ZqString fileName();
 
    const std::optional<MeshFolder>& m_folder;
    Text& m_text;
    ZqConversionLosses& m_losses;
-   ZqString m_link;
+   ZqString m_label; ///< of the link
+   ZqString m_name;  ///< in the document
    std::set<ZqString> m_fileNames;
-   bool m_isFinite = true;
 };
 
 /// Writes one document.
@@ -85,26 +85,29 @@ private:
    /// What its name in URDF, its frame and its joint are.
    struct Node
    {
-      const ZqManipulatorLink* link;
-      ZqU32 manipulator;
-      ZqU32 parent; ///< by number; none of the root
+      const ZqManipulatorLink* link = nullptr;
+      ZqU32 manipulator = 0;
+      ZqU32 parent = none; ///< by number; none of the root
       ZqString name;
-      Transform place;        ///< of a base: in the link of the parent, or in the system
-      Transform primary;      ///< the primary frame in the frame of the link
-      Transform dhFrame;      ///< the DH frame in the frame of the link
-      Transform origin;       ///< of the joint, in the link of the parent
-      ZqVector axis{};        ///< in the frame of the link
-      ZqVector rpy{};
+      Transform place;              ///< of a base: in the link of the parent, or in the system
+      Transform primary;            ///< the primary frame in the frame of the link
+      Transform dhFrame;            ///< the DH frame in the frame of the link
+      ZqVector xyz;                 ///< of the joint, in the link of the parent
+      ZqVector rpy;                 ///< of the joint
+      ZqVector axis{0.0, 0.0, 1.0}; ///< in the frame of the link
       const char* type = "fixed";
-      ZqString jointName{};
-      bool hasFrame = false;  ///< the primary frame is a link of its own
+      ZqString jointName;
+      bool hasFrame = false; ///< the primary frame is a link of its own
       struct Mimic
       {
          ZqU32 leader;
          ZqReal multiplier;
          ZqReal offset;
       };
-      std::optional<Mimic> mimic{};
+      std::optional<Mimic> mimic;
+
+      void setOrigin(const Transform& X);
+      bool moves() const { return *type != 'f'; }
    };
 
    void lose(const ZqString& place, std::string_view element, const ZqString& text,
@@ -116,7 +119,6 @@ private:
    ZqReal positionOf(const Node& node) const;
 
    void collect(ZqU32 manipulator);
-   void appendChildren(ZqU32 node, std::vector<Node>& waiting) const;
    ZqString freeName(const ZqString& wanted);
    void nameLinks();
    void nameJoint(Node& node);
@@ -128,12 +130,15 @@ private:
    bool follows(ZqU32 follower, ZqU32 leader) const;
 
    void writeWorld();
-   bool writeNode(Node& node);
+   bool writeNode(const Node& node);
    void writeLimit(const Node& node);
    void writeDynamics(const Node& node);
    void writeJoint(const Node& node);
    void writeMass(const Node& node);
    void writeFrames(const Node& node);
+   bool hasOwnDamper(const Node& node) const;
+   void writeNamed(const Node& node, const ZqString& name, const Transform& frame,
+                   std::string_view element);
    void writeFrame(const Node& node, const ZqString& name, const ZqString& joint,
                    const Transform& frame);
    void writeTransmission(const Node& node);
@@ -147,9 +152,10 @@ private:
    ZqConversionLosses& m_losses;
    Text m_text;
    ShapeScribe m_shapes;
-   std::vector<Node> m_nodes; ///< parents before their children
+   std::vector<Node> m_nodes;  ///< parents before their children
    std::set<ZqString> m_names; ///< of links and joints
    std::set<ZqU32> m_written;  ///< manipulators
-   bool m_isFinite = true;
+   ZqString m_world;
+   bool m_hasWorld = false;
 };
-} // namespace zqUrdf
+} // namespace ZqUrdf

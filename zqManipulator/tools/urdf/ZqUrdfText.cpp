@@ -1,7 +1,7 @@
 #include "zqManipulator/tools/urdf/ZqUrdfText.h"
 
 #include "zqManipulator/foundation/algebra/ZqValueText.h"
-#include "zqManipulator/tools/urdf/ZqRollPitchYaw.h"
+#include "zqManipulator/tools/urdf/ZqUrdfRotations.h"
 
 #include <cmath>
 
@@ -34,16 +34,17 @@ void appendEscaped(ZqString& text, std::string_view value)
 }
 } // namespace
 
-namespace zqUrdf
+namespace ZqUrdf
 {
-ZqString number(ZqReal value)
+ZqString Text::numbers(ZqReal value)
 {
+   m_isFinite = m_isFinite && std::isfinite(value);
    return ZqValueText::number(value == 0.0 ? 0.0 : value); // not -0
 }
 
-ZqString numbers(const ZqVector& v)
+ZqString Text::numbers(const ZqVector& v)
 {
-   return number(v.x()) + ' ' + number(v.y()) + ' ' + number(v.z());
+   return numbers(v.x()) + ' ' + numbers(v.y()) + ' ' + numbers(v.z());
 }
 
 void Text::begin(std::string_view element, const Attributes& attributes)
@@ -103,7 +104,6 @@ void Text::origin(const ZqVector& xyz, const ZqVector& rpy)
 
 void Text::origin(const ZqCoordinateSystemTransformation& X)
 {
-   origin(X.translation(), X.orientation().isIdentity() ? ZqVector()
-                                                        : ZqRollPitchYaw::angles(X.orientation()));
+   origin(X.translation(), anglesOf(X.orientation()));
 }
-} // namespace zqUrdf
+} // namespace ZqUrdf

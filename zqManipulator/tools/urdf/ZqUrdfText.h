@@ -2,22 +2,17 @@
 
 #include "zqManipulator/foundation/spatial/ZqCoordinateSystemTransformation.h"
 
-#include <initializer_list>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-namespace zqUrdf
+namespace ZqUrdf
 {
-/// Numbers that read back the same, with blanks between them.
-ZqString number(ZqReal value);
-ZqString numbers(const ZqVector& v);
-
 /// A document in XML that is written from the beginning to the end, a line for each tag.
 class Text
 {
 public:
-   using Attributes = std::initializer_list<std::pair<std::string_view, ZqString>>;
+   using Attributes = std::vector<std::pair<std::string_view, ZqString>>;
 
    void open(std::string_view element, const Attributes& attributes = {});
    void close();
@@ -28,6 +23,13 @@ public:
    void origin(const ZqCoordinateSystemTransformation& X);
    void origin(const ZqVector& xyz, const ZqVector& rpy);
 
+   /// Numbers that read back the same, with blanks between them.
+   /// @{
+   ZqString numbers(ZqReal value);
+   ZqString numbers(const ZqVector& v);
+   /// @}
+   /// Whether all of them were finite.
+   bool isFinite() const { return m_isFinite; }
    const ZqString& document() const { return m_text; }
 
 private:
@@ -35,5 +37,6 @@ private:
 
    ZqString m_text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
    std::vector<ZqString> m_open;
+   bool m_isFinite = true;
 };
-} // namespace zqUrdf
+} // namespace ZqUrdf

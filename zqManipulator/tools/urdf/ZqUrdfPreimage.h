@@ -2,6 +2,7 @@
 
 #include "zqManipulator/foundation/algebra/ZqVector.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
@@ -9,8 +10,15 @@
 
 /// What is written, read and written again should not drift: numbers that come out of rounded arithmetic are replaced
 /// by such that lead to the same value again.
-namespace zqUrdf
+namespace ZqUrdf
 {
+/// The largest component, for `preimage` of a vector of one unit; 1 of zero.
+inline ZqReal scaleOf(const ZqVector& v)
+{
+   const ZqReal largest = std::max({std::abs(v.x()), std::abs(v.y()), std::abs(v.z())});
+   return largest > 0.0 && std::isfinite(largest) ? largest : 1.0;
+}
+
 /// A number without the rounding of the arithmetic that it comes from, which is a few times 2^-53 of a scale: the
 /// decimal number of ten places next to it, or else the multiple of a step.
 struct Candidates
@@ -62,4 +70,4 @@ ZqVector preimage(const Value& target, const Inverse& inverse, const Image& imag
                          Candidates(start.z(), scale).values[0]);
    return exactPreimage(image(nearby), inverse, image, scale).value_or(nearby);
 }
-} // namespace zqUrdf
+} // namespace ZqUrdf
