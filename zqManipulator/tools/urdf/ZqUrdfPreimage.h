@@ -1,5 +1,6 @@
 #pragma once
 
+#include "zqManipulator/foundation/algebra/ZqMath.h"
 #include "zqManipulator/foundation/algebra/ZqVector.h"
 
 #include <algorithm>
@@ -19,19 +20,35 @@ inline ZqReal scaleOf(const ZqVector& v)
    return largest > 0.0 && std::isfinite(largest) ? largest : 1.0;
 }
 
-/// A number without the rounding of the arithmetic that it comes from, which is a few times 2^-53 of a scale: the
-/// decimal number of ten places next to it, or else the multiple of a step.
+enum class Unit
+{
+   Length, ///< or any other
+   Angle   ///< rad
+};
+
+/// The number that somebody may have meant by one next to it: of ten decimal places, or of an angle of whole
+/// degrees. The number itself where there is none within the tolerance.
+inline ZqReal roundNumber(ZqReal value, ZqReal tolerance, Unit unit)
+{
+   const ZqReal decimal = std::round(value * 1e10) / 1e10;
+   if (std::abs(decimal - value) <= tolerance)
+      return decimal;
+   const ZqReal degrees = std::round(value * (180.0 / ZqMath::pi)) * ZqMath::pi / 180.0;
+   return unit == Unit::Angle && std::abs(degrees - value) <= tolerance ? degrees : value;
+}
+
+/// A number without the rounding of the arithmetic that it comes from, which is a few times 2^-53 of a scale: first
+/// the one that may be meant, then multiples of a step.
 struct Candidates
 {
    static constexpr std::array steps{0, 1, -1, 2, -2, 3, -3};
 
-   Candidates(ZqReal value, ZqReal scale)
+   Candidates(ZqReal value, ZqReal scale, Unit unit)
    {
       const ZqReal step = std::ldexp(1.0, std::ilogb(scale) - 52);
-      const ZqReal decimal = std::round(value * 1e10) / 1e10;
       const ZqReal multiple = std::round(value / step) * step;
-      const bool isDecimal = std::abs(decimal - value) <= 4.0 * step;
-      values[0] = isDecimal ? decimal : multiple;
+      const ZqReal meant = roundNumber(value, 4.0 * step, unit);
+      values[0] = meant == value ? multiple : meant;
       for (const int k : steps)
          values[++last] = multiple + k * step;
    }
@@ -44,11 +61,11 @@ struct Candidates
 /// `inverse` makes of the target, which is right but for rounding; the first in a fixed order.
 template <class Value, class Inverse, class Image>
 std::optional<ZqVector> exactPreimage(const Value& target, const Inverse& inverse,
-                                      const Image& image, ZqReal scale)
+                                      const Image& image, ZqReal scale, Unit unit = Unit::Length)
 {
    const ZqVector start = inverse(target);
-   const std::array c{Candidates(start.x(), scale), Candidates(start.y(), scale),
-                      Candidates(start.z(), scale)};
+   const std::array c{Candidates(start.x(), scale, unit), Candidates(start.y(), scale, unit),
+                      Candidates(start.z(), scale, unit)};
    for (const ZqReal z : c[2].values)
       for (const ZqReal y : c[1].values)
          for (const ZqReal x : c[0].values)
@@ -60,14 +77,15 @@ std::optional<ZqVector> exactPreimage(const Value& target, const Inverse& invers
 /// The vector of which `image` makes the target, or, where rounding leaves none, its nearest neighbour. For the
 /// image of an answer it answers the same again.
 template <class Value, class Inverse, class Image>
-ZqVector preimage(const Value& target, const Inverse& inverse, const Image& image, ZqReal scale)
+ZqVector preimage(const Value& target, const Inverse& inverse, const Image& image, ZqReal scale,
+                  Unit unit = Unit::Length)
 {
-   if (const auto exact = exactPreimage(target, inverse, image, scale))
+   if (const auto exact = exactPreimage(target, inverse, image, scale, unit))
       return *exact;
    const ZqVector start = inverse(target);
-   const ZqVector nearby(Candidates(start.x(), scale).values[0],
-                         Candidates(start.y(), scale).values[0],
-                         Candidates(start.z(), scale).values[0]);
-   return exactPreimage(image(nearby), inverse, image, scale).value_or(nearby);
+   const ZqVector nearby(Candidates(start.x(), scale, unit).values[0],
+                         Candidates(start.y(), scale, unit).values[0],
+                         Candidates(start.z(), scale, unit).values[0]);
+   return exactPreimage(image(nearby), inverse, image, scale, unit).value_or(nearby);
 }
 } // namespace ZqUrdf

@@ -42,7 +42,7 @@ ZqVector ZqUrdf::anglesOf(const ZqOrientation& orientation) noexcept
 {
    if (orientation.isIdentity())
       return {};
-   return preimage(orientation, roundedAngles, orientationOf, 1.0);
+   return preimage(orientation, roundedAngles, orientationOf, 1.0, Unit::Angle);
 }
 
 ZqVector ZqUrdf::unitAxis(const ZqVector& v) noexcept

@@ -241,7 +241,8 @@ void Scribe::placeJoint(Node& node, const ZqJointAxis& axis)
    const auto nearXyz = [&](const ZqVector& v) { return parentAxis.orientation() * v; };
    const auto imageOfRpy = [&](const ZqVector& rpy) { return image({}, rpy).orientation(); };
    const auto imageOfXyz = [&](const ZqVector& xyz) { return image(xyz, {}).translation(); };
-   node.rpy = exactPreimage(target.orientation(), nearRpy, imageOfRpy, 1.0).value_or(node.rpy);
+   node.rpy =
+      exactPreimage(target.orientation(), nearRpy, imageOfRpy, 1.0, Unit::Angle).value_or(node.rpy);
    node.xyz =
       exactPreimage(target.translation(), nearXyz, imageOfXyz, scaleOf(target.translation()))
          .value_or(node.xyz);
@@ -344,8 +345,7 @@ void Scribe::writeWorld()
 {
    if (!m_hasWorld)
       return;
-   m_text.open("link", {{"name", m_world}});
-   m_text.close();
+   m_text.leaf("link", {{"name", m_world}});
 }
 
 bool Scribe::writeNode(const Node& node)

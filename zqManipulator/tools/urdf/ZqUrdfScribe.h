@@ -33,11 +33,14 @@ public:
               const ZqCoordinateSystemTransformation& frame);
 
 private:
+   using Frame = ZqCoordinateSystemTransformation;
+
    struct Geometry
    {
-      ZqCoordinateSystemTransformation origin;
+      ZqVector xyz; ///< in the link
+      ZqVector rpy;
       std::string_view element;
-      std::vector<std::pair<std::string_view, ZqString>> attributes;
+      Text::Attributes attributes;
    };
    using Triangles = std::vector<std::array<ZqVector, 3>>;
    struct Written
@@ -48,13 +51,14 @@ private:
 
    void lose(ZqConversionLoss::Kind kind, const ZqString& element, const ZqString& text);
    void loseOfShape(const ZqShape& shape);
-   bool geometriesOf(const ZqShape& shape, std::vector<Geometry>& geometries);
-   bool addMesh(const ZqShape& shape, std::vector<Geometry>& geometries);
+   bool geometriesOf(const ZqShape& shape, const Frame& frame, std::vector<Geometry>& geometries);
+   Geometry cylinder(ZqLineSegment segment, ZqReal radius, const Frame& frame);
+   bool addMesh(const ZqShape& shape, const Frame& frame, std::vector<Geometry>& geometries);
    void addSurface(const ZqConvex& convex, Triangles& triangles);
-   bool addTriangles(const Triangles& triangles, std::vector<Geometry>& geometries);
+   bool addTriangles(const Triangles& triangles, const Frame& frame,
+                     std::vector<Geometry>& geometries);
    ZqString freeFileName();
-   void writeElements(const char* element, const Written& written,
-                      const ZqCoordinateSystemTransformation& frame);
+   void writeElements(const char* element, const Written& written);
    void writeMaterial(const ZqShape& shape);
 
    const std::optional<MeshFolder>& m_folder;

@@ -21,7 +21,7 @@ ZqString placeOf(const ZqIndividualManipulator& manipulator)
    return "manipulator '" + manipulator.manipulatorLabel() + '\'';
 }
 
-/// Calls a function with the name of each member of a list that is not as in another object.
+/// Calls a function with the name and the documentation of each member of a list that is not as in another object.
 template <class Object, class Tell>
 void forEachDifference(const Object& object, const Object& other, Tell tell)
 {
@@ -31,7 +31,7 @@ void forEachDifference(const Object& object, const Object& other, Tell tell)
          const auto look = [&](const auto& one)
          {
             if (!(object.*one.member == other.*one.member))
-               tell(one.token->localName());
+               tell(one.token->localName(), one.documentation);
          };
          (look(component), ...);
       },
@@ -76,11 +76,11 @@ void Scribe::loseOfDrive(const Node& node)
                                             "frictionCoefficient",
                                             "staticCoulombFriction",
                                             "limitingVelocityStickRegion"};
-      const auto tell = [&](std::string_view name)
+      const auto tell = [&](std::string_view name, const char* text)
       {
          if (!node.moves() ||
              std::find(std::begin(known), std::end(known), name) == std::end(known))
-            lose(place, name, "of the drive");
+            lose(place, name, text);
       };
       forEachDifference(*train, ZqMechanicalActuatorComponent(), tell);
    }

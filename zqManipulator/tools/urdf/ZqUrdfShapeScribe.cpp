@@ -8,6 +8,7 @@
 #include "zqManipulator/foundation/geometry/ZqTriangleMesh.h"
 #include "zqManipulator/foundation/xml/ZqXmlDocument.h"
 #include "zqManipulator/tools/urdf/ZqUrdfPreimage.h"
+#include "zqManipulator/tools/urdf/ZqUrdfRotations.h"
 #include "zqManipulator/tools/urdf/ZqUrdfScribe.h"
 
 #include <algorithm>
@@ -22,29 +23,39 @@ namespace
 using Kind = ZqConversionLoss::Kind;
 
 /// A length or an angle to 2^-48 of a scale: what a segment in another frame and back has lost is not told.
-ZqReal rounded(ZqReal value, ZqReal scale)
+ZqReal rounded(ZqReal value, ZqReal scale, Unit unit)
 {
    const ZqReal step = std::ldexp(1.0, std::ilogb(scale) - 48);
-   const ZqReal decimal = std::round(value * 1e10) / 1e10;
-   return std::abs(decimal - value) <= step ? decimal : std::round(value / step) * step;
+   const ZqReal meant = roundNumber(value, step, unit);
+   return meant != value ? meant : std::round(value / step) * step;
 }
 
-/// The middle of a segment, with an x axis that is level in the frame and z along the segment.
-ZqCoordinateSystemTransformation frameAlong(const ZqLineSegment& segment, ZqReal& length)
+ZqVector rounded(const ZqVector& v, ZqReal scale, Unit unit)
 {
-   const ZqVector p = segment.center();
+   return {rounded(v.x(), scale, unit), rounded(v.y(), scale, unit), rounded(v.z(), scale, unit)};
+}
+} // namespace
+
+/// Stands in the middle of a segment, with an x axis that is level in the frame and z along the segment.
+ShapeScribe::Geometry ShapeScribe::cylinder(ZqLineSegment segment, ZqReal radius,
+                                            const Frame& frame)
+{
+   segment.transformBy(frame);
    const ZqVector along = segment.endpoint1() - segment.endpoint0();
    const ZqReal scale = std::max(scaleOf(segment.endpoint0()), scaleOf(segment.endpoint1())); // m
-   length = rounded(along.mag(), scale);
+   const ZqReal length = rounded(along.mag(), scale, Unit::Length);
    const ZqVector z = length > 0.0 ? along.unitVector() : ZqVector(0.0, 0.0, 1.0);
    constexpr ZqReal vertical = 1e-12;
    const ZqReal inPlane = std::hypot(z.x(), z.z());
-   const ZqReal roll = rounded(std::atan2(-z.y(), inPlane), 1.0);
-   const ZqReal pitch = inPlane > vertical ? rounded(std::atan2(z.x(), z.z()), 1.0) : 0.0;
-   return {{rounded(p.x(), scale), rounded(p.y(), scale), rounded(p.z(), scale)},
-           ZqOrientation::yRotation(pitch) * ZqOrientation::xRotation(roll)};
+   const ZqReal pitch = inPlane > vertical ? std::atan2(z.x(), z.z()) : 0.0;
+   return {rounded(segment.center(), scale, Unit::Length),
+           rounded({std::atan2(-z.y(), inPlane), pitch, 0.0}, 1.0, Unit::Angle),
+           "cylinder",
+           {{"radius", m_text.numbers(radius)}, {"length", m_text.numbers(length)}}};
 }
 
+namespace
+{
 void appendLittleEndian(ZqString& bytes, std::uint32_t value, int count)
 {
    for (int i = 0; i < count; ++i)
@@ -79,7 +90,7 @@ void ShapeScribe::lose(Kind kind, const ZqString& element, const ZqString& text)
 }
 
 bool ShapeScribe::write(const ZqString& label, const ZqString& name, const ZqShape& shape,
-                        const ZqCoordinateSystemTransformation& frame)
+                        const Frame& frame)
 {
    m_label = label;
    m_name = name;
@@ -91,13 +102,13 @@ bool ShapeScribe::write(const ZqString& label, const ZqString& name, const ZqSha
    for (const ZqShape* member : members)
    {
       Written& one = written.emplace_back(Written{member, {}});
-      if (!geometriesOf(*member, one.geometries))
+      if (!geometriesOf(*member, frame, one.geometries))
          return false;
       loseOfShape(*member);
    }
    for (const char* const element : {"visual", "collision"})
       for (const Written& one : written)
-         writeElements(element, one, frame);
+         writeElements(element, one);
    return true;
 }
 
@@ -123,29 +134,23 @@ void ShapeScribe::loseOfShape(const ZqShape& shape)
 }
 
 /// False when a file cannot be written. A shape that has no place in URDF has no geometries.
-bool ShapeScribe::geometriesOf(const ZqShape& shape, std::vector<Geometry>& geometries)
+bool ShapeScribe::geometriesOf(const ZqShape& shape, const Frame& frame,
+                               std::vector<Geometry>& geometries)
 {
-   const auto sphere = [&](const ZqVector& center, ZqReal radius)
-   {
-      geometries.push_back({ZqCoordinateSystemTransformation(center),
-                            "sphere",
-                            {{"radius", m_text.numbers(radius)}}});
-   };
-   const auto cylinder = [&](const ZqLineSegment& segment, ZqReal radius)
-   {
-      ZqReal length = 0.0;
-      const ZqCoordinateSystemTransformation frame = frameAlong(segment, length);
-      geometries.push_back(
-         {frame,
-          "cylinder",
-          {{"radius", m_text.numbers(radius)}, {"length", m_text.numbers(length)}}});
+   const auto add = [&](Geometry geometry) { geometries.push_back(std::move(geometry)); };
+   const auto sphere = [&](const ZqVector& center, ZqReal radius) {
+      add({frame * center, {}, "sphere", {{"radius", m_text.numbers(radius)}}});
    };
    switch (shape.shapeType())
    {
    case ZqShape::BoxShape:
    {
       const auto& box = static_cast<const ZqBox&>(shape);
-      geometries.push_back({box.frame(), "box", {{"size", m_text.numbers(box.extents() * 2.0)}}});
+      const auto X = frame * box.frame();
+      add({X.translation(),
+           anglesOf(X.orientation()),
+           "box",
+           {{"size", m_text.numbers(box.extents() * 2.0)}}});
       return true;
    }
    case ZqShape::SphereShape:
@@ -157,25 +162,26 @@ bool ShapeScribe::geometriesOf(const ZqShape& shape, std::vector<Geometry>& geom
    case ZqShape::CylinderShape:
    {
       const auto& turned = static_cast<const ZqCylinder&>(shape);
-      cylinder(turned.lineSegment(), turned.radius());
+      add(cylinder(turned.lineSegment(), turned.radius(), frame));
       return true;
    }
    case ZqShape::CapsuleShape:
    {
       const auto& capsule = static_cast<const ZqCapsule&>(shape);
-      cylinder(capsule.lineSegment(), capsule.radius());
+      add(cylinder(capsule.lineSegment(), capsule.radius(), frame));
       sphere(capsule.lineSegment().endpoint0(), capsule.radius());
       sphere(capsule.lineSegment().endpoint1(), capsule.radius());
       lose(Kind::Changed, "capsule", "a cylinder and two spheres");
       return true;
    }
    default:
-      return addMesh(shape, geometries);
+      return addMesh(shape, frame, geometries);
    }
 }
 
 /// The triangles of a mesh, of a polytope, or of points on the surface of another convex shape.
-bool ShapeScribe::addMesh(const ZqShape& shape, std::vector<Geometry>& geometries)
+bool ShapeScribe::addMesh(const ZqShape& shape, const Frame& frame,
+                          std::vector<Geometry>& geometries)
 {
    const ZqString element(shape.token().localName());
    const auto* const mesh = dynamic_cast<const ZqTriangleMesh*>(&shape);
@@ -219,7 +225,7 @@ bool ShapeScribe::addMesh(const ZqShape& shape, std::vector<Geometry>& geometrie
                   });
    if (mesh != nullptr && !isSingle)
       lose(Kind::Changed, element, "corners are rounded to single precision");
-   return addTriangles(triangles, geometries);
+   return addTriangles(triangles, frame, geometries);
 }
 
 void ShapeScribe::addSurface(const ZqConvex& convex, Triangles& triangles)
@@ -250,7 +256,8 @@ void ShapeScribe::addSurface(const ZqConvex& convex, Triangles& triangles)
 }
 
 /// A binary STL file, of which all readers take the bytes alike.
-bool ShapeScribe::addTriangles(const Triangles& triangles, std::vector<Geometry>& geometries)
+bool ShapeScribe::addTriangles(const Triangles& triangles, const Frame& frame,
+                               std::vector<Geometry>& geometries)
 {
    ZqString bytes(80, '\0');
    appendLittleEndian(bytes, static_cast<std::uint32_t>(triangles.size()), 4);
@@ -264,7 +271,10 @@ bool ShapeScribe::addTriangles(const Triangles& triangles, std::vector<Geometry>
    const ZqString name = freeFileName();
    if (!Zq::saveBytes(bytes, m_folder->folder + '/' + name))
       return false;
-   geometries.push_back({{}, "mesh", {{"filename", m_folder->uri + name}}});
+   geometries.push_back({frame.translation(),
+                         anglesOf(frame.orientation()),
+                         "mesh",
+                         {{"filename", m_folder->uri + name}}});
    return true;
 }
 
@@ -284,8 +294,7 @@ ZqString ShapeScribe::freeFileName()
    return name;
 }
 
-void ShapeScribe::writeElements(const char* element, const Written& written,
-                                const ZqCoordinateSystemTransformation& frame)
+void ShapeScribe::writeElements(const char* element, const Written& written)
 {
    for (const Geometry& geometry : written.geometries)
    {
@@ -293,7 +302,7 @@ void ShapeScribe::writeElements(const char* element, const Written& written,
          m_text.open(element);
       else
          m_text.open(element, {{"name", written.shape->identifier()}});
-      m_text.origin(frame * geometry.origin);
+      m_text.origin(geometry.xyz, geometry.rpy);
       m_text.open("geometry");
       m_text.leaf(geometry.element, geometry.attributes);
       m_text.close();

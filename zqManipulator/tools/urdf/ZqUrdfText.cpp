@@ -67,12 +67,18 @@ void Text::open(std::string_view element, const Attributes& attributes)
    begin(element, attributes);
    m_text += ">\n";
    m_open.emplace_back(element);
+   m_lastOpen = m_text.size();
 }
 
 void Text::close()
 {
    const ZqString element = m_open.back();
    m_open.pop_back();
+   if (m_text.size() == m_lastOpen)
+   {
+      m_text.replace(m_lastOpen - 2, 2, "/>\n");
+      return;
+   }
    m_text.append(2 * m_open.size(), ' ');
    m_text += "</" + element + ">\n";
 }

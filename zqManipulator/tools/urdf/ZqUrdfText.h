@@ -37,6 +37,7 @@ private:
 
    ZqString m_text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
    std::vector<ZqString> m_open;
+   std::size_t m_lastOpen = 0; ///< where the content of the element that was opened last begins
    bool m_isFinite = true;
 };
 } // namespace ZqUrdf
