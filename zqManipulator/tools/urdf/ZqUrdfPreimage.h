@@ -27,14 +27,16 @@ enum class Unit
 };
 
 /// The number that somebody may have meant by one next to it: of ten decimal places, or of an angle of whole
-/// degrees. The number itself where there is none within the tolerance.
-inline ZqReal roundNumber(ZqReal value, ZqReal tolerance, Unit unit)
+/// degrees. None within the tolerance is none.
+inline std::optional<ZqReal> numberMeant(ZqReal value, ZqReal tolerance, Unit unit)
 {
    const ZqReal decimal = std::round(value * 1e10) / 1e10;
    if (std::abs(decimal - value) <= tolerance)
       return decimal;
    const ZqReal degrees = std::round(value * (180.0 / ZqMath::pi)) * ZqMath::pi / 180.0;
-   return unit == Unit::Angle && std::abs(degrees - value) <= tolerance ? degrees : value;
+   if (unit == Unit::Angle && std::abs(degrees - value) <= tolerance)
+      return degrees;
+   return std::nullopt;
 }
 
 /// A number without the rounding of the arithmetic that it comes from, which is a few times 2^-53 of a scale: first
@@ -47,8 +49,7 @@ struct Candidates
    {
       const ZqReal step = std::ldexp(1.0, std::ilogb(scale) - 52);
       const ZqReal multiple = std::round(value / step) * step;
-      const ZqReal meant = roundNumber(value, 4.0 * step, unit);
-      values[0] = meant == value ? multiple : meant;
+      values[0] = numberMeant(value, 4.0 * step, unit).value_or(multiple);
       for (const int k : steps)
          values[++last] = multiple + k * step;
    }

@@ -471,7 +471,7 @@ void Scribe::writeMass(const Node& node)
       };
       const auto inverse = [&](const ZqVector& about) { return about - part(shift, isDiagonal); };
       const ZqVector about = part(body.secondMoment(), isDiagonal);
-      moments[isDiagonal ? 0 : 1] = preimage(about, inverse, image, scaleOf(inverse(about)));
+      moments[isDiagonal ? 0 : 1] = preimage(about, inverse, image, scaleOf(about));
    }
    m_text.open("inertial");
    m_text.origin(center, {});

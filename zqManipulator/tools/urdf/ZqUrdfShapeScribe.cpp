@@ -26,8 +26,7 @@ using Kind = ZqConversionLoss::Kind;
 ZqReal rounded(ZqReal value, ZqReal scale, Unit unit)
 {
    const ZqReal step = std::ldexp(1.0, std::ilogb(scale) - 48);
-   const ZqReal meant = roundNumber(value, step, unit);
-   return meant != value ? meant : std::round(value / step) * step;
+   return numberMeant(value, step, unit).value_or(std::round(value / step) * step);
 }
 
 ZqVector rounded(const ZqVector& v, ZqReal scale, Unit unit)
