@@ -63,7 +63,7 @@ fuzz: ## Run each fuzz target for FUZZ_SECONDS (60)
 	cmake --preset fuzz
 	cmake --build --preset fuzz -j $(JOBS)
 	@set -e; for target in Reader:fuzz/corpus/reader StatedSystem:examples/models \
-	   BinaryState:fuzz/corpus/binaryState Checkpoint:fuzz/corpus/checkpoint; do \
+	   BinaryState:fuzz/corpus/binaryState Checkpoint:fuzz/corpus/checkpoint Urdf:fuzz/corpus/urdf; do \
 	   name=$${target%%:*}; found=build/fuzz/corpus/$$name; mkdir -p $$found; \
 	   ./build/fuzz/fuzz/fuzz$$name -max_total_time=$(FUZZ_SECONDS) $$found $${target#*:}; done
 

@@ -1,8 +1,11 @@
+#include "apps/meshFiles/meshFiles.h"
 #include "apps/zqsim/commands.h"
 #include "apps/zqsim/edits.h"
-#include "apps/zqsim/meshFile.h"
+#include "apps/zqsim/losses.h"
 #include "apps/zqsim/model.h"
 #include "apps/zqsim/output.h"
+#include "apps/zqsim/outputFile.h"
+#include "apps/zqsim/urdfFile.h"
 #include "zqManipulator/foundation/geometry/ZqConvexHull.h"
 #include "zqManipulator/tools/conversion/ZqKinematicsConversionTool.h"
 
@@ -11,11 +14,23 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
+#include <stdexcept>
 #include <vector>
 
 namespace
 {
 using namespace zqsim;
+
+ZqTriangleMesh readMesh(const std::string& fileName)
+try
+{
+   return meshFiles::read(fileName);
+}
+catch (const std::runtime_error& error)
+{
+   throw Failure(meshFiles::canRead() ? InvalidInput : Failed, error.what());
+}
 
 /// Sets the shape of a link to what is in a file, as "LINK=FILE" says.
 void setMesh(ZqStatedSystem& scene, const std::string& argument, bool asHull)
@@ -117,6 +132,17 @@ Json convertTo(const std::string& form, ZqStatedSystem& scene, const std::string
       throw Failure(Usage, "--manipulator: the model has no manipulator \"" + label + '"');
    return list;
 }
+
+Json reportOf(const std::string& form, const Json& manipulators,
+              const std::optional<ZqConversionLosses>& losses)
+{
+   Json report = Json::object();
+   if (!form.empty())
+      report = {{"to", form}, {"manipulators", manipulators}};
+   if (losses)
+      report["losses"] = toJson(*losses);
+   return report;
+}
 } // namespace
 
 zqsim::Run zqsim::convert(CLI::App& arguments)
@@ -129,6 +155,8 @@ zqsim::Run zqsim::convert(CLI::App& arguments)
       std::string meshAs = "mesh";
       std::string form;
       std::string manipulator;
+      UrdfOptions urdf;
+      bool strict = false;
       bool json = false;
       bool brief = false;
    };
@@ -173,19 +201,33 @@ zqsim::Run zqsim::convert(CLI::App& arguments)
       ->type_name("LABEL")
       ->needs(form);
    arguments
-      .add_flag(
-         "--json", options->json,
-         "Print what became of each manipulator as JSON: whether it is converted, or the "
-         "reason why not, and the shift of each joint position (rad) that is told otherwise. "
-         "OUT is a file then")
-      ->needs(form);
+      .add_option(
+         "--package", options->urdf.packages,
+         "Where package://NAME of a model in URDF is. A package that is not told is looked for "
+         "above IN. May be given for several packages")
+      ->type_name("NAME=DIR")
+      ->expected(1)
+      ->take_all();
+   arguments.add_flag("--free-base", options->urdf.hasFreeBase,
+                      "Leave the base of a model in URDF free, of which URDF says nothing");
+   arguments.add_flag(
+      "--strict", options->strict,
+      "Answer 5 when anything of a model in URDF was lost or changed. OUT is written all the same");
+   arguments.add_flag(
+      "--json", options->json,
+      "Print as JSON what became of each manipulator: whether it is converted, or the "
+      "reason why not, and the shift of each joint position (rad) that is told otherwise; and of a "
+      "model in URDF what was lost. OUT is a file then");
    arguments.add_flag("--brief", options->brief, "Leave out what equals its default");
    return [options]
    {
       if (options->json && options->out == "-")
          throw Failure(Usage, "--json: OUT must be a file");
       ZqStatedSystem scene;
-      warnOf(readDocument(options->in, scene));
+      std::optional<ZqConversionLosses> losses;
+      warnOf(readModel(options->in, options->urdf, scene, losses));
+      if (options->json && options->form.empty() && !losses)
+         throw Failure(Usage, "--json: there is nothing to tell without --to or a model in URDF");
       for (const std::string& mesh : options->meshes)
          setMesh(scene, mesh, options->meshAs == "hull");
       Json manipulators = Json::array();
@@ -193,10 +235,15 @@ zqsim::Run zqsim::convert(CLI::App& arguments)
          manipulators = convertTo(options->form, scene, options->manipulator);
       writeScene(scene, options->out, !options->brief);
       if (options->json)
-         print(Json{{"to", options->form}, {"manipulators", manipulators}});
+         print(reportOf(options->form, manipulators, losses));
+      else if (losses && isStandardStream(options->out))
+         warnOfLosses(*losses);
+      else if (losses)
+         printLosses(*losses, false);
       const bool areConverted =
          std::all_of(manipulators.begin(), manipulators.end(),
                      [](const Json& entry) { return entry["isConverted"].get<bool>(); });
-      return areConverted ? Done : Findings;
+      const bool isKept = !options->strict || !losses || losses->empty();
+      return areConverted && isKept ? Done : Findings;
    };
 }

@@ -76,6 +76,10 @@ ZqU32 Builder::takeBase()
       return m_tree.root;
    m_isFree = m_isFree || floats;
    m_baseFrame = joint.origin;
+   if (root.name != "world")
+      lose("link " + quoted(root.name), "name",
+           "the root is no more than a name, and stands for the system", root.line,
+           ZqConversionLoss::Kind::Lost);
    addFrame(joint.name, {}, "joint " + quoted(joint.name), joint.line, m_bodies.front());
    return m_linkNumbers.at(joint.child);
 }
@@ -245,9 +249,9 @@ void Builder::checkMasses()
    }
    if (lightCount > 0)
       lose("robot", "inertial",
-           std::to_string(lightCount) +
-              " links move and have no mass, nor has what they carry, as link " +
-              quoted(light->label) + ": each is given 1e-9 kg and 1e-9 kg m^2",
+           "links that move and have no mass, nor has what they carry, as link " +
+              quoted(light->label) +
+              ", are each given 1e-9 kg and 1e-9 kg m^2: " + std::to_string(lightCount),
            light->line);
 }
 

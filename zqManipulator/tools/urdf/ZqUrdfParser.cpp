@@ -307,14 +307,27 @@ void Parser::readRobot()
                   }}});
 }
 
+/// The name of a link or joint, which is where things stand from now on.
+bool Parser::takeName(Attributes& attributes, const char* kind, ZqString& name)
+{
+   if (!attributes.require("name"))
+      return false;
+   name = m_reader.attributeValue();
+   setPlace(kind, name);
+   if (name.empty())
+      m_reader.failAttributeValue("a name");
+   return !stopped();
+}
+
 void Parser::readLink()
 {
    Link link;
    link.line = m_reader.lineNumber();
-   link.name = readName("name");
-   if (stopped())
-      return;
-   setPlace("link", link.name);
+   {
+      Attributes attributes(*this);
+      if (!takeName(attributes, "link", link.name))
+         return;
+   }
    readChildren({{"inertial", false, [&] { readInertial(link); }},
                  {"visual", true, [&] { readShape(link.visuals, true); }},
                  {"collision", true, [&] { readShape(link.collisions, false); }}});
@@ -388,6 +401,13 @@ void Parser::readInertia(ZqSecondMoment& moment)
    for (std::size_t i = 0; i < m.size(); ++i)
       if (!attributes.requireNumber(names[i], m[i]))
          return;
+   // Some tell the other half of the matrix, too.
+   constexpr std::array mirrored{"iyx", "izx", "izy"};
+   for (std::size_t i = 0; i < mirrored.size(); ++i)
+      if (ZqReal other = 0.0; attributes.number(mirrored[i], other) && other != m[i + 3])
+         m_reader.fail("the inertia is not symmetric", "value");
+   if (stopped())
+      return;
    moment = ZqSecondMoment(m[0], m[1], m[2], m[3], m[4], m[5]);
    checkInertia(moment);
 }
@@ -512,6 +532,8 @@ void Parser::readMaterial(Material& material)
    {
       Attributes attributes(*this);
       material.name = attributes.text("name");
+      if (m_place == "robot")
+         setPlace("material", material.name);
    }
    readChildren({{"color", false, [&] { readColor(material); }},
                  {"texture", false, [this] { loseElement("textures have no place"); }}});
@@ -544,13 +566,7 @@ void Parser::readJoint()
    joint.line = m_reader.lineNumber();
    {
       Attributes attributes(*this);
-      if (!attributes.require("name"))
-         return;
-      joint.name = m_reader.attributeValue();
-      setPlace("joint", joint.name);
-      if (joint.name.empty())
-         m_reader.failAttributeValue("a name");
-      if (stopped() || !attributes.require("type"))
+      if (!takeName(attributes, "joint", joint.name) || !attributes.require("type"))
          return;
       const auto* type = std::find_if(types.begin(), types.end(),
                                       [&](const auto& known)

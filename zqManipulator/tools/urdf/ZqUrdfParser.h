@@ -42,6 +42,7 @@ private:
    bool isXacroTag();
    bool isXacroValue(std::string_view text);
 
+   bool takeName(Attributes& attributes, const char* kind, ZqString& name);
    void readRobot();
    void readLink();
    void readJoint();

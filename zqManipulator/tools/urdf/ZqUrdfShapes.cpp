@@ -57,8 +57,8 @@ void ShapeMaker::addShapes(const Link& link, const ZqCoordinateSystemTransformat
    const auto hidden = std::find(isShown.begin(), isShown.end(), false);
    if (hidden != isShown.end())
       lose("visual",
-           std::to_string(std::count(isShown.begin(), isShown.end(), false)) +
-              " visual shapes differ from those for collision, which are the shape of the link",
+           "shapes that differ from those for collision, which are the shape of the link: " +
+              std::to_string(std::count(isShown.begin(), isShown.end(), false)),
            link.visuals[static_cast<std::size_t>(hidden - isShown.begin())].line);
 }
 
