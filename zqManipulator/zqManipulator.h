@@ -265,6 +265,7 @@
 #include "zqManipulator/tools/sampling/ZqModelVariation.h"
 #include "zqManipulator/tools/urdf/ZqConversionLoss.h"
 #include "zqManipulator/tools/urdf/ZqUrdfReader.h"
+#include "zqManipulator/tools/urdf/ZqUrdfWriter.h"
 #include "zqManipulator/tools/variation/ZqLinkPropertyRandomVariation.h"
 #include "zqManipulator/tools/variation/ZqStateRandomVariation.h"
 #include "zqManipulator/tools/variation/ZqSystemRandomVariation.h"

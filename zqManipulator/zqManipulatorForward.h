@@ -265,6 +265,7 @@ class ZqTriangleMesh;
 class ZqTriangles;
 class ZqTriangularLozenge;
 class ZqUrdfReader;
+class ZqUrdfWriter;
 class ZqVariationOrigin;
 class ZqVariationStudy;
 class ZqVector;
