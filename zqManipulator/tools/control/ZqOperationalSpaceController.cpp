@@ -3,6 +3,7 @@
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 #include "zqManipulator/simulation/step/ZqSimulation.h"
 
+#include <Eigen/Cholesky>
 #include <Eigen/Eigenvalues>
 
 #include <algorithm>
@@ -24,6 +25,20 @@ TaskVector scalesOf(const TaskMatrix& inverseInertia)
       scales.segment<3>(first).setConstant(mean > 0.0 ? 1.0 / std::sqrt(mean) : 1.0);
    }
    return scales;
+}
+
+/// By eigenvalues, of which those below the least one are damped.
+TaskVector dampedSolution(const TaskMatrix& matrix, const TaskVector& b, ZqReal least)
+{
+   const Eigen::SelfAdjointEigenSolver<TaskMatrix> solver(matrix);
+   TaskVector parts = solver.eigenvectors().transpose() * b;
+   for (Eigen::Index k = 0; k < parts.size(); ++k)
+   {
+      const ZqReal s = std::max(0.0, solver.eigenvalues()[k]);
+      const ZqReal divisor = std::max(s, least);
+      parts[k] *= divisor > 0.0 ? s / (divisor * divisor) : 0.0;
+   }
+   return solver.eigenvectors() * parts;
 }
 } // namespace
 
@@ -127,21 +142,14 @@ bool ZqOperationalSpaceController::solveTask()
    const TaskMatrix scaled = scales.asDiagonal() * inverse * scales.asDiagonal();
    if (!scaled.allFinite())
       return refuse("the inertia of the task is not finite");
-   const Eigen::SelfAdjointEigenSolver<TaskMatrix> solver(scaled);
-   TaskVector parts = solver.eigenvectors().transpose() *
-                      scales.cwiseProduct(Eigen::Map<const TaskVector>(m_residual.data(), rows));
-   m_isDamped = false;
-   for (Eigen::Index k = 0; k < rows; ++k)
-   {
-      const ZqReal s = solver.eigenvalues()[k];
-      const bool isFree = s >= m_leastEigenvalue && s > 0.0;
-      m_isDamped = m_isDamped || !isFree;
-      if (isFree)
-         parts[k] /= s;
-      else
-         parts[k] *= s > 0.0 ? s / (m_leastEigenvalue * m_leastEigenvalue) : 0.0;
-   }
-   const TaskVector force = scales.cwiseProduct(solver.eigenvectors() * parts);
+   const TaskVector residual =
+      scales.cwiseProduct(Eigen::Map<const TaskVector>(m_residual.data(), rows));
+   // Definite also without the least eigenvalue, all are above it.
+   const TaskMatrix rest = scaled - m_leastEigenvalue * TaskMatrix::Identity(rows, rows);
+   m_isDamped = Eigen::LLT<TaskMatrix>(rest).info() != Eigen::Success;
+   const TaskVector force =
+      scales.cwiseProduct(m_isDamped ? dampedSolution(scaled, residual, m_leastEigenvalue)
+                                     : TaskVector(Eigen::LLT<TaskMatrix>(scaled).solve(residual)));
 
    for (std::size_t i = 0; i < m_accelerations.size(); ++i)
       for (Eigen::Index j = 0; j < rows; ++j)
