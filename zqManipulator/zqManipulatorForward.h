@@ -91,6 +91,7 @@ class ZqInputTable;
 struct ZqInteractionEnergy;
 class ZqInteractionState;
 class ZqIntervalIntersectionProcessor;
+class ZqInverseKinematicsTool;
 class ZqJacobianState;
 class ZqJointActuator;
 class ZqJointActuatorContainer;
