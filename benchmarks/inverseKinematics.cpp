@@ -20,7 +20,9 @@ using namespace zqBenchmark;
 
 namespace
 {
-constexpr double tolerance = 1e-9; // m and rad
+constexpr double fine = 1e-9; // m and rad
+/// What ends the restarts of other solvers: some take smaller angles for none.
+constexpr double coarse = 1e-6;
 constexpr int mostRestarts = 100;
 
 class Tool : public InverseSolver
@@ -100,12 +102,14 @@ public:
       return manipulator().linkPointerVector().back()->primaryFrameInSystem(
          m_active.activePositionState());
    }
-   bool reaches(const Joints& q, const ZqCoordinateSystemTransformation& goal)
+   /// How far a pose is from a goal (m or rad, whichever is more).
+   double distance(const Joints& q, const ZqCoordinateSystemTransformation& goal)
    {
       const ZqCoordinateSystemTransformation X = poseAt(q);
       const ZqOrientation error = goal.orientation().inverse() * X.orientation();
-      return (X.translation() - goal.translation()).magnitude() <= tolerance &&
-             2.0 * error.vectorPart().magnitude() <= tolerance;
+      const double distance = std::max((X.translation() - goal.translation()).mag(),
+                                       2.0 * error.vectorPart().mag());
+      return std::isfinite(distance) ? distance : 1e300;
    }
    /// Also after whole turns.
    bool isWithinLimits(const Joints& q) const
@@ -129,24 +133,26 @@ private:
 
 struct Score
 {
-   int solved = 0, beyondLimits = 0;
+   int fine = 0, coarse = 0, beyondLimits = 0;
    std::vector<double> times; ///< us
 };
 
 void print(const char* starts, const std::string& solver, Score& score)
 {
    std::sort(score.times.begin(), score.times.end());
-   const auto count = score.times.size();
+   const std::size_t count = score.times.size();
    double sum = 0.0;
    for (const double time : score.times)
       sum += time;
-   std::printf("  %-22s %-22s %9.2f %9.2f %9.1f %9.1f %9.1f\n", starts, solver.c_str(),
-               100.0 * score.solved / static_cast<double>(count),
-               100.0 * score.beyondLimits / static_cast<double>(count), score.times[count / 2],
-               sum / static_cast<double>(count), score.times[count * 99 / 100]);
+   const auto percent = [&](int part) { return 100.0 * part / static_cast<double>(count); };
+   std::printf("  %-19s %-14s %8.2f %8.2f %8.2f %9.1f %9.1f %9.1f\n", starts, solver.c_str(),
+               percent(score.fine), percent(score.coarse), percent(score.beyondLimits),
+               score.times[count / 2], sum / static_cast<double>(count),
+               score.times[count * 99 / 100]);
+   std::fflush(stdout);
 }
 
-/// Up to so many starts of each task, the first that is solved counts.
+/// Up to so many starts of each task, until one is solved.
 Score measure(Arm& arm, InverseSolver& solver, const std::vector<Task>& tasks, int starts)
 {
    Score score;
@@ -154,20 +160,23 @@ Score measure(Arm& arm, InverseSolver& solver, const std::vector<Task>& tasks, i
    for (const Task& task : tasks)
    {
       double time = 0.0;
-      bool isSolved = false;
-      bool isReached = false;
-      for (int k = 0; k < starts && !isSolved; ++k)
+      double best = 1e300;
+      bool wasBeyond = false;
+      for (int k = 0; k < starts && best > coarse; ++k)
       {
          const auto begin = std::chrono::steady_clock::now();
          solver.solve(task.starts[static_cast<std::size_t>(k)], task.goal, result);
          time += std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - begin)
                     .count();
-         const bool reaches = arm.reaches(result, task.goal);
-         isReached = isReached || reaches;
-         isSolved = reaches && arm.isWithinLimits(result);
+         const double distance = arm.distance(result, task.goal);
+         if (arm.isWithinLimits(result))
+            best = std::min(best, distance);
+         else
+            wasBeyond = wasBeyond || distance <= coarse;
       }
-      score.solved += isSolved ? 1 : 0;
-      score.beyondLimits += isReached && !isSolved ? 1 : 0;
+      score.fine += best <= fine ? 1 : 0;
+      score.coarse += best <= coarse ? 1 : 0;
+      score.beyondLimits += best > coarse && wasBeyond ? 1 : 0;
       score.times.push_back(time);
    }
    return score;
@@ -221,10 +230,10 @@ int main(int argumentCount, char** arguments)
       return 1;
    ZqStatedSystem seven;
    seven.setFromManipulator(zqTest::sevenAxisArm());
-   std::printf("  %-22s %-22s %9s %9s %9s %9s %9s\n", "", "", "solved", "beyond", "median", "mean",
-               "99 %");
-   std::printf("  %-22s %-22s %9s %9s %9s %9s %9s\n", "starts", "solver", "%", "limits %", "us",
-               "us", "us");
+   std::printf("  %-19s %-14s %8s %8s %8s %9s %9s %9s\n", "", "", "1e-9", "1e-6", "beyond", "median",
+               "mean", "99 %");
+   std::printf("  %-19s %-14s %8s %8s %8s %9s %9s %9s\n", "starts", "solver", "%", "%", "limits %",
+               "us", "us", "us");
    Arm arms[] = {{"PUMA 560", puma}, {"arm of seven joints", seven}};
    for (Arm& arm : arms)
       for (const bool fromMiddle : {false, true})

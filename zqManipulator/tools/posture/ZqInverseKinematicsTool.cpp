@@ -41,7 +41,7 @@ bool isFiniteVector(const ZqVector& v)
 bool isFrame(const ZqCoordinateSystemTransformation& X)
 {
    ZqOrientation axes = X.orientation();
-   return isFiniteVector(X.translation()) && X.translation().magnitude() < 1e70 && axes.normalize();
+   return isFiniteVector(X.translation()) && X.translation().mag() < 1e70 && axes.normalize();
 }
 
 bool areWeights(const ZqVector& w)
@@ -53,7 +53,7 @@ bool areWeights(const ZqVector& w)
 /// A frame whose z axis is along a direction.
 ZqOrientation axesAlong(const ZqVector& direction)
 {
-   const ZqReal length = direction.magnitude();
+   const ZqReal length = direction.mag();
    if (!(length > 0.0) || !std::isfinite(length))
       return {0.0, 0.0, 0.0, 0.0};
    const ZqVector z = direction * (1.0 / length);
@@ -106,6 +106,7 @@ struct ZqInverseKinematicsTool::Work
 
    bool prepare(const Settings& settings);
    bool takeStart();
+   End attempt();
    End descend(bool toRest);
    void settle();
    void search(Answer& answer);
@@ -120,7 +121,7 @@ struct ZqInverseKinematicsTool::Work
    const Settings* settings = nullptr;
    ZqPositionState scenePosition;        ///< that of the scene
    const ZqPositionState* from = nullptr; ///< the start
-   Point start, current, trial, best, drawn;
+   Point start, current, trial, best, origin, drawn;
 
 private:
    void setBounds(const Point& point);
@@ -319,6 +320,25 @@ bool ZqInverseKinematicsTool::Work::drawStart()
    return any;
 }
 
+/// From `current`, which was evaluated last. Within the limits there may be no way to where the targets are met,
+/// though that is within: so at first limits of joints that turn are left alone, as far as there are turns.
+ZqInverseKinematicsTool::Work::End ZqInverseKinematicsTool::Work::attempt()
+{
+   if (problem.hasConstraints())
+      return descend(false);
+   origin = current;
+   problem.relax(true);
+   const bool isMetSomewhere = descend(false) == End::Met;
+   if (isMetSomewhere)
+      unwind();
+   problem.relax(false);
+   if (isMetSomewhere && descend(false) == End::Met)
+      return End::Met;
+   current = origin;
+   problem.evaluate(current);
+   return descend(false);
+}
+
 /// From the start and then from others, until the targets are met; else from the best again, to rest.
 void ZqInverseKinematicsTool::Work::search(Answer& answer)
 {
@@ -327,7 +347,7 @@ void ZqInverseKinematicsTool::Work::search(Answer& answer)
    bool isFeasible = takeStart();
    for (answer.restarts = 0;; ++answer.restarts)
    {
-      const End end = isFeasible ? descend(false) : End::Exhausted;
+      const End end = isFeasible ? attempt() : End::Exhausted;
       if (end == End::Met)
       {
          settle();
@@ -366,7 +386,7 @@ void ZqInverseKinematicsTool::Work::search(Answer& answer)
       answer.obstacle = end == End::AtRest ? Obstacle::Reach : Obstacle::Time;
 }
 
-/// Brings joints that turn freely next to where they started.
+/// Brings joints that turn freely next to where they started, or would rather be.
 void ZqInverseKinematicsTool::Work::unwind()
 {
    constexpr ZqReal turn = 2.0 * ZqMath::pi;
@@ -376,7 +396,8 @@ void ZqInverseKinematicsTool::Work::unwind()
       if (!problem.turnsFreely(i))
          continue;
       ZqReal& q = current.q[i];
-      q -= turn * std::round((q - start.q[i]) / turn);
+      const ZqReal near = settings->posture.empty() ? start.q[i] : settings->posture[i];
+      q -= turn * std::round((q - near) / turn);
       if (q > problem.upper()[i])
          q -= turn * std::ceil((q - problem.upper()[i]) / turn);
       else if (q < problem.lower()[i])
@@ -452,13 +473,13 @@ bool ZqInverseKinematicsTool::Work::isBeyondReach() const
             target.positionWeights.z() > 0.0))
          continue;
       const ZqManipulatorLink* link = problem.manipulator().linkByIndex(target.link);
-      ZqReal reach = (link->primaryFrame() * target.frame).translation().magnitude();
+      ZqReal reach = (link->primaryFrame() * target.frame).translation().mag();
       for (; link->parentLink() != nullptr; link = link->parentLink())
       {
          const ZqLinkKinematics* const joint = link->linkKinematicsContainer().topElement();
          reach += joint != nullptr ? joint->upperBoundDhFrameDistance(link->jointActuator()) : 0.0;
       }
-      if ((target.goal.translation() - base).magnitude() > reach * (1.0 + 1e-12))
+      if ((target.goal.translation() - base).mag() > reach * (1.0 + 1e-12))
          return true;
    }
    return false;

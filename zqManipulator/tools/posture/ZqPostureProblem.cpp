@@ -118,6 +118,8 @@ bool Problem::takeLimits(const Tool::Settings& settings)
    m_lower.assign(count, -noLimit);
    m_upper.assign(count, noLimit);
    m_turnsFreely.assign(count, false);
+   m_isPeriodic.assign(count, false);
+   m_isRelaxed = false;
    m_isAngle.assign(count, true);
    for (std::size_t i = 0; i < count; ++i)
    {
@@ -136,9 +138,9 @@ bool Problem::takeLimits(const Tool::Settings& settings)
             link->linkLabel().c_str());
          return false;
       }
-      m_turnsFreely[i] = m_plan->joints[i].kind == JointKind::Revolute &&
-                         m_upper[i] - m_lower[i] >= 2.0 * ZqMath::pi &&
-                         m_manipulator->stateEqualityConstraints().doc() == 0 &&
+      m_isPeriodic[i] = m_plan->joints[i].kind == JointKind::Revolute &&
+                        m_manipulator->stateEqualityConstraints().doc() == 0;
+      m_turnsFreely[i] = m_isPeriodic[i] && m_upper[i] - m_lower[i] >= 2.0 * ZqMath::pi &&
                          settings.posture.empty();
    }
    return true;
@@ -366,7 +368,7 @@ void Problem::move(const Point& from, const ZqReal* step, Point& to) const
    {
       const auto i = static_cast<std::size_t>(m_joints[k]);
       const ZqReal q = from.q[i] + step[static_cast<std::size_t>(m_baseVariables) + k];
-      to.q[i] = m_turnsFreely[i] ? q : std::min(std::max(q, m_lower[i]), m_upper[i]);
+      to.q[i] = turnsFreely(i) ? q : std::min(std::max(q, m_lower[i]), m_upper[i]);
    }
 }
 

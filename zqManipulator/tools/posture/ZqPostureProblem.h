@@ -55,8 +55,13 @@ public:
    bool hasConstraints() const noexcept { return m_constraintRows > 0; }
    const std::vector<ZqReal>& lower() const noexcept { return m_lower; } ///< by joint
    const std::vector<ZqReal>& upper() const noexcept { return m_upper; }
-   /// Whether a turn more or less of a joint is the same place of all links, which its limits allow.
-   bool turnsFreely(std::size_t joint) const noexcept { return m_turnsFreely[joint]; }
+   /// Whether a joint may be anywhere, since a turn more or less brings it within its limits.
+   bool turnsFreely(std::size_t joint) const noexcept
+   {
+      return m_turnsFreely[joint] || (m_isRelaxed && m_isPeriodic[joint]);
+   }
+   /// Lets all joints turn freely for which a turn more or less is the same place of all links.
+   void relax(bool on) noexcept { m_isRelaxed = on; }
    bool isAngle(std::size_t joint) const noexcept { return m_isAngle[joint]; }
    const ZqIndividualManipulator& manipulator() const noexcept { return *m_manipulator; }
    const std::vector<Tool::Target>& targets() const noexcept { return m_targets; }
@@ -103,7 +108,8 @@ private:
    std::vector<int> m_joints; ///< by variable, after those of the base
    std::vector<int> m_variableOf; ///< by joint; -1 for one that does not vary
    std::vector<ZqReal> m_lower, m_upper;
-   std::vector<bool> m_turnsFreely, m_isAngle;
+   std::vector<bool> m_turnsFreely, m_isPeriodic, m_isAngle;
+   bool m_isRelaxed = false;
    int m_baseVariables = 0, m_targetRows = 0, m_constraintRows = 0;
    std::vector<ZqReal> m_reference; ///< positions at which weighted sums have the values that they keep
 
