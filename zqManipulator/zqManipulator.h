@@ -269,6 +269,7 @@
 #include "zqManipulator/tools/labels/ZqModelEdit.h"
 #include "zqManipulator/tools/labels/ZqModelScaling.h"
 #include "zqManipulator/tools/labels/ZqReferenceDescription.h"
+#include "zqManipulator/tools/posture/ZqInverseKinematicsTool.h"
 #include "zqManipulator/tools/posture/ZqManipulatorConstraintTool.h"
 #include "zqManipulator/tools/sampling/ZqModelVariation.h"
 #include "zqManipulator/tools/urdf/ZqConversionLoss.h"

@@ -96,6 +96,7 @@ class ZqInputTable;
 struct ZqInteractionEnergy;
 class ZqInteractionState;
 class ZqIntervalIntersectionProcessor;
+class ZqInverseKinematicsTool;
 class ZqJacobianState;
 class ZqJointActuator;
 class ZqJointActuatorContainer;
