@@ -272,6 +272,7 @@
 #include "zqManipulator/tools/posture/ZqInverseKinematicsTool.h"
 #include "zqManipulator/tools/posture/ZqManipulatorConstraintTool.h"
 #include "zqManipulator/tools/sampling/ZqModelVariation.h"
+#include "zqManipulator/tools/sampling/ZqSweepStudy.h"
 #include "zqManipulator/tools/urdf/ZqConversionLoss.h"
 #include "zqManipulator/tools/urdf/ZqUrdfReader.h"
 #include "zqManipulator/tools/urdf/ZqUrdfWriter.h"

@@ -261,6 +261,8 @@ class ZqStatedSystemStruct;
 class ZqStopFactor;
 class ZqStoppingCriterionVector;
 class ZqSurfacePropertyRandomVariation;
+class ZqSweepMetric;
+class ZqSweepStudy;
 class ZqSystemActiveBoundingBoxState;
 class ZqSystemActiveState;
 class ZqSystemCollisionExclusionMap;
