@@ -263,6 +263,7 @@
 #include "zqManipulator/tools/labels/ZqReferenceDescription.h"
 #include "zqManipulator/tools/posture/ZqManipulatorConstraintTool.h"
 #include "zqManipulator/tools/sampling/ZqModelVariation.h"
+#include "zqManipulator/tools/sampling/ZqSweepStudy.h"
 #include "zqManipulator/tools/urdf/ZqConversionLoss.h"
 #include "zqManipulator/tools/variation/ZqLinkPropertyRandomVariation.h"
 #include "zqManipulator/tools/variation/ZqStateRandomVariation.h"

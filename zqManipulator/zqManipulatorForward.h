@@ -251,6 +251,8 @@ class ZqStatedSystemStruct;
 class ZqStopFactor;
 class ZqStoppingCriterionVector;
 class ZqSurfacePropertyRandomVariation;
+class ZqSweepMetric;
+class ZqSweepStudy;
 class ZqSystemActiveBoundingBoxState;
 class ZqSystemActiveState;
 class ZqSystemCollisionExclusionMap;

@@ -14,20 +14,6 @@
 
 namespace
 {
-std::string csvField(const std::string& text)
-{
-   if (text.find_first_of(",\"\r\n") == std::string::npos)
-      return text;
-   std::string result = "\"";
-   for (const char c : text)
-   {
-      if (c == '"')
-         result += '"';
-      result += c;
-   }
-   return result + '"';
-}
-
 /// Reads a line with its end; ends of lines between quotation marks are part of it. False where the file ends, with what
 /// there is of a line that has no end.
 bool readLine(std::istream& stream, std::string& line)
@@ -99,6 +85,20 @@ bool hidesLines(const std::string& text, std::size_t fieldCount)
    return false;
 }
 } // namespace
+
+std::string zqsim::csvField(const std::string& text)
+{
+   if (text.find_first_of(",\"\r\n") == std::string::npos)
+      return text;
+   std::string result = "\"";
+   for (const char c : text)
+   {
+      if (c == '"')
+         result += '"';
+      result += c;
+   }
+   return result + '"';
+}
 
 zqsim::CsvTable::CsvTable(std::string fileName, const std::vector<std::string>& names,
                           const std::optional<Continuation>& continuation, TableLines lines)

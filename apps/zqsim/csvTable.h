@@ -23,6 +23,9 @@ struct Continuation
    ZqReal longest; ///< how long before the checkpoint the line before it may be (s)
 };
 
+/// A text as a field of a table (RFC 4180).
+std::string csvField(const std::string& text);
+
 /// Whether a table has a line at each recorded time.
 enum class TableLines
 {

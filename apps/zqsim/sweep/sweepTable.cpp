@@ -1,0 +1,115 @@
+#include "apps/zqsim/sweep/sweepTable.h"
+
+#include "apps/zqsim/commands.h"
+#include "apps/zqsim/csvTable.h"
+#include "apps/zqsim/output.h"
+#include "zqManipulator/foundation/log/ZqDiagnostic.h"
+
+#include <cerrno>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <string_view>
+
+namespace
+{
+/// Undoes `csvField` for each field of a line. False when quotation marks do not pair.
+bool split(std::string_view line, std::vector<std::string>& fields)
+{
+   std::size_t count = 0;
+   const auto next = [&]() -> std::string&
+   {
+      if (count == fields.size())
+         fields.emplace_back();
+      fields[count].clear();
+      return fields[count++];
+   };
+   std::string* field = &next();
+   bool isQuoted = false;
+   for (std::size_t i = 0; i < line.size(); ++i)
+   {
+      const char c = line[i];
+      if (c == '"')
+      {
+         if (isQuoted && i + 1 < line.size() && line[i + 1] == '"')
+            *field += line[++i];
+         else
+            isQuoted = !isQuoted;
+      }
+      else if (c == ',' && !isQuoted)
+         field = &next();
+      else
+         *field += c;
+   }
+   fields.resize(count);
+   return !isQuoted;
+}
+
+template <class Number>
+bool parse(const std::string& text, Number& number)
+{
+   const char* end = text.data() + text.size();
+   const auto result = std::from_chars(text.data(), end, number);
+   return result.ec == std::errc() && result.ptr == end;
+}
+} // namespace
+
+std::string zqsim::sweepTableHead(const std::vector<std::string>& metricNames)
+{
+   std::string line = "sample,outcome";
+   for (const std::string& name : metricNames)
+      line += ',' + csvField(Zq::oneLine(name));
+   return line + ",reason\n";
+}
+
+std::string zqsim::sweepTableLine(const SampleRow& row)
+{
+   std::string line = std::to_string(row.sample) + ',' + csvField(row.outcome);
+   for (const ZqReal metric : row.metrics)
+      line += ',' + (std::isnan(metric) ? std::string() : exact(metric));
+   return line + ',' + csvField(Zq::oneLine(row.reason)) + '\n';
+}
+
+zqsim::SweepTableReader::SweepTableReader(const std::string& fileName)
+   : m_fileName(fileName), m_file(fileName, std::ios::binary)
+{
+   if (!m_file)
+      throw Failure(InvalidInput, fileName + ": cannot be opened: " + std::strerror(errno));
+   ++m_lineNumber;
+   if (!std::getline(m_file, m_line) || m_file.eof() || !split(m_line, m_fields) ||
+       m_fields.size() < 3 || m_fields[0] != "sample" || m_fields[1] != "outcome" ||
+       m_fields.back() != "reason")
+      refuse("is not the head of a table of samples");
+   m_metricNames.assign(m_fields.begin() + 2, m_fields.end() - 1);
+}
+
+bool zqsim::SweepTableReader::next(SampleRow& row)
+{
+   if (!std::getline(m_file, m_line) && m_line.empty())
+   {
+      if (m_file.bad())
+         refuse("cannot be read");
+      return false;
+   }
+   ++m_lineNumber;
+   if (m_file.eof())
+      refuse("has no end");
+   if (!split(m_line, m_fields) || m_fields.size() != m_metricNames.size() + 3)
+      refuse("has not one field for each column");
+   if (!parse(m_fields[0], row.sample))
+      refuse("does not begin with the number of a sample");
+   row.outcome = m_fields[1];
+   row.metrics.assign(m_metricNames.size(), std::numeric_limits<ZqReal>::quiet_NaN());
+   for (std::size_t i = 0; i < row.metrics.size(); ++i)
+      if (!m_fields[i + 2].empty() && !parse(m_fields[i + 2], row.metrics[i]))
+         refuse("has a metric that is no number: " + m_fields[i + 2]);
+   row.reason = m_fields.back();
+   return true;
+}
+
+void zqsim::SweepTableReader::refuse(const std::string& reason) const
+{
+   throw Failure(InvalidInput,
+                 m_fileName + ":" + std::to_string(m_lineNumber) + ": the line " + reason);
+}
