@@ -36,6 +36,16 @@ void endWith(pid_t parent)
       ::_exit(0);
 }
 
+/// An interruption is for the process that writes: it ends all others. A sample is to see nothing of it.
+void blockInterruptions()
+{
+   sigset_t signals;
+   ::sigemptyset(&signals);
+   ::sigaddset(&signals, SIGINT);
+   ::sigaddset(&signals, SIGTERM);
+   ::sigprocmask(SIG_BLOCK, &signals, nullptr);
+}
+
 std::string deathOf(int status)
 {
    if (WIFSIGNALED(status))
@@ -88,6 +98,7 @@ pid_t startWorker(LineSocket& connection, const SampleLine& lineOf)
    const pid_t child = ::fork();
    if (child != 0)
       return child;
+   blockInterruptions();
    endWith(parent);
    workAndEnd(connection, lineOf);
 }
@@ -115,7 +126,7 @@ void zqsim::superviseWorkers(std::vector<LineSocket> connections, const SampleLi
       if (ended < 0 && errno != EINTR)
          return;
       const auto found = workers.find(ended);
-      if (found == workers.end() || !(WIFEXITED(status) || WIFSIGNALED(status)))
+      if (found == workers.end())
          continue;
       LineSocket& connection = *found->second;
       workers.erase(found);
@@ -142,10 +153,8 @@ zqsim::LocalWorkers::LocalWorkers(std::size_t count, const SampleLine& lineOf)
       throw Failure(Failed, std::string("cannot start a process: ") + std::strerror(errno));
    if (m_supervisor > 0)
       return;
+   blockInterruptions();
    endWith(parent);
-   // An interruption is for the process that writes: it ends all others.
-   std::signal(SIGINT, SIG_IGN);
-   std::signal(SIGTERM, SIG_IGN);
    m_connections.clear();
    superviseWorkers(std::move(theirs), lineOf);
    ::_exit(0);
