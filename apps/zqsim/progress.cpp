@@ -83,10 +83,9 @@ void zqsim::Progress::show(ZqReal time) const
    const ZqReal done = std::clamp((time - m_start) / (m_end - m_start), 0.0, 1.0);
    const ZqReal speed = (time - m_start) / elapsed();
    std::array<char, 160> numbers{};
-   std::snprintf(numbers.data(), numbers.size(),
-                 " %3.0f %%  %.*g of %.*g %s  %.3g %s  %s left", 100.0 * done, m_units.digits, time,
-                 m_units.digits, m_end, m_units.amount, speed, m_units.speed,
-                 clockTime((m_end - time) / speed).c_str());
+   std::snprintf(numbers.data(), numbers.size(), " %3.0f %%  %.*g of %.*g %s  %.3g %s  %s left",
+                 100.0 * done, m_units.digits, time, m_units.digits, m_end, m_units.amount, speed,
+                 m_units.speed, clockTime((m_end - time) / speed).c_str());
    const std::string line = bar(done, numbers.data());
    // A message may come between two calls: the cursor waits where it can overwrite the bar.
    std::fprintf(stderr, "%s%s\r", eraseLine, line.c_str());

@@ -85,7 +85,9 @@ zqsim::SampleRow run(std::uint64_t sample)
    const auto next = [&] { return static_cast<ZqReal>(numbers()) / 3e12; };
    zqsim::SampleRow row{sample, "done", {next(), -next()}, {}};
    if (sample % 7 == 3)
-      row = {sample, "diverged", {next(), std::numeric_limits<ZqReal>::quiet_NaN()},
+      row = {sample,
+             "diverged",
+             {next(), std::numeric_limits<ZqReal>::quiet_NaN()},
              "the \"elbow\", of course,\n gave way"};
    return row;
 }

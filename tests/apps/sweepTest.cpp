@@ -15,8 +15,9 @@ protected:
    Result samples(const std::string& table, const std::string& options = {},
                   const std::string& front = {}) const
    {
-      const std::string command = front + ' ' + SWEEP_PROGRAM + ' ' + (table == "-" ? table : scratch(table)) + ' ' +
-                                  options + " >" + scratch("out") + " 2>" + scratch("errors");
+      const std::string command = front + ' ' + SWEEP_PROGRAM + ' ' +
+                                  (table == "-" ? table : scratch(table)) + ' ' + options + " >" +
+                                  scratch("out") + " 2>" + scratch("errors");
       const int status = std::system(command.c_str());
       // The shell may have become the program itself.
       return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status),
@@ -137,9 +138,8 @@ TEST_F(ZqsimSweep, ASampleThatKillsItsProcessHarmsNoOther)
       EXPECT_EQ(samples("died.csv", "fresh=1 aborts=0 throws=199 " + workers).out,
                 "kept 0 done 200 repeated 2 lost 0\n");
       std::string expected = whole;
-      for (const auto& [sample, line] :
-           {std::pair{0, "0,died,,,killed by signal 6 (Aborted)"},
-            std::pair{199, "199,died,,,\"no room, said the sample\""}})
+      for (const auto& [sample, line] : {std::pair{0, "0,died,,,killed by signal 6 (Aborted)"},
+                                         std::pair{199, "199,died,,,\"no room, said the sample\""}})
       {
          const std::string old = lineOf(whole, 2 + static_cast<std::size_t>(sample));
          expected.replace(expected.find('\n' + old + '\n') + 1, old.size(), line);
@@ -156,9 +156,8 @@ TEST_F(ZqsimSweep, GoesOnAfterItWasKilled)
       {
          SCOPED_TRACE(std::to_string(signal) + " at " + std::to_string(sample));
          const std::string name = std::to_string(signal) + '-' + std::to_string(sample) + ".csv";
-         const Result killed =
-            samples(name, "workers=2 signal=" + std::to_string(signal) +
-                             " atSample=" + std::to_string(sample));
+         const Result killed = samples(name, "workers=2 signal=" + std::to_string(signal) +
+                                                " atSample=" + std::to_string(sample));
          EXPECT_EQ(killed.code, signal == SIGKILL ? 128 + SIGKILL : 130) << killed.err;
          // What is left has only whole lines of it, and all of them up to one.
          const std::string left = table(name);
@@ -180,4 +179,41 @@ TEST_F(ZqsimSweep, WhatIsAheadOfItsTurnIsNotLost)
    EXPECT_EQ(table("a.csv"), whole);
    EXPECT_FALSE(std::filesystem::exists(scratch("a.csv.early")));
 }
+
+#ifdef MPIRUN
+TEST_F(ZqsimSweep, RanksWriteTheSameTable)
+{
+   // All at once on this machine, whoever runs the tests; what is killed is to be the matter of the sweep alone.
+   for (const char* name : {"OMPI_ALLOW_RUN_AS_ROOT", "OMPI_ALLOW_RUN_AS_ROOT_CONFIRM",
+                            "OMPI_MCA_rmaps_base_oversubscribe", "OMPI_MCA_orte_enable_recovery"})
+      ::setenv(name, "1", 1);
+   if (std::system(MPIRUN " -n 2 true >/dev/null 2>&1") != 0)
+      GTEST_SKIP() << MPIRUN " cannot run anything here";
+   const std::string whole = wholeTable();
+   for (const std::string ranks : {"1", "2", "7"})
+   {
+      EXPECT_EQ(samples("a.csv", "fresh=1 workers=2", MPIRUN " -n " + ranks).out,
+                "kept 0 done 200 repeated 0 lost 0\n");
+      EXPECT_EQ(table("a.csv"), whole);
+   }
+   // A rank that is killed, or told to end, takes no sample with it.
+   for (const std::string signal : {"9", "15"})
+   {
+      const Result result =
+         samples("a.csv", "fresh=1 ofRank=1 atSample=20 signal=" + signal, MPIRUN " -n 3");
+      EXPECT_EQ(result.out, "kept 0 done 200 repeated 0 lost 1\n") << result.err;
+      EXPECT_EQ(table("a.csv"), whole);
+      std::filesystem::remove(scratch("a.csv.mark"));
+   }
+   // Without the one that writes, the others end.
+   samples("a.csv", "fresh=1 atSample=20 signal=9 ofRank=0", MPIRUN " -n 3");
+   EXPECT_TRUE(table("a.csv") != whole && whole.starts_with(table("a.csv")));
+   EXPECT_EQ(samples("a.csv").code, 0);
+   EXPECT_EQ(table("a.csv"), whole);
+   const Result other = samples("a.csv", "fresh=1 otherStudyOfRank=1", MPIRUN " -n 2");
+   EXPECT_NE(other.err.find("rank 1 does not help: it finds another study"), std::string::npos)
+      << other.err;
+   EXPECT_EQ(table("a.csv"), whole);
+}
+#endif
 } // namespace

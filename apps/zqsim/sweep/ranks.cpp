@@ -161,14 +161,15 @@ void zqsim::Ranks::meet()
    if (library == nullptr)
       throw Failure(Failed, std::string("was started by MPI, but cannot load it: ") + ::dlerror());
    const auto meetByMpi = reinterpret_cast<MeetByMpi*>(::dlsym(library, "zqsimMeetByMpi"));
-   const MpiMeeting meeting{
-      [](void* context, int isOneMachine, char* text)
-      {
-         const std::string made = static_cast<Ranks*>(context)->invitation(isOneMachine != 0);
-         made.copy(text, mpiTextSize - 1);
-      },
-      [](void* context, int rank, const char* text)
-      { static_cast<Ranks*>(context)->connect(rank, text); }, this};
+   const MpiMeeting meeting{[](void* context, int isOneMachine, char* text)
+                            {
+                               const std::string made =
+                                  static_cast<Ranks*>(context)->invitation(isOneMachine != 0);
+                               made.copy(text, mpiTextSize - 1);
+                            },
+                            [](void* context, int rank, const char* text)
+                            { static_cast<Ranks*>(context)->connect(rank, text); },
+                            this};
    if (meetByMpi == nullptr || meetByMpi(&meeting) == 0)
       throw Failure(Failed, "MPI cannot be begun");
 }

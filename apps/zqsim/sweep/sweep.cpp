@@ -54,10 +54,14 @@ Json describe(const SweepOptions& options, const SweepReport& report)
    Json outcomes = Json::object();
    for (const auto& [outcome, count] : report.outcomes)
       outcomes[outcome] = count;
-   return {{"study", options.study},       {"table", options.out},
-           {"samples", report.sampleCount}, {"done", report.done},
-           {"doneBefore", report.kept},     {"repeated", report.repeated},
-           {"lostWorkers", report.lostWorkers}, {"outcomes", outcomes}};
+   return {{"study", options.study},
+           {"table", options.out},
+           {"samples", report.sampleCount},
+           {"done", report.done},
+           {"doneBefore", report.kept},
+           {"repeated", report.repeated},
+           {"lostWorkers", report.lostWorkers},
+           {"outcomes", outcomes}};
 }
 
 std::string textOf(const SweepOptions& options, const SweepReport& report)
@@ -108,12 +112,16 @@ ExitCode sweepStudy(const SweepOptions& options)
 }
 
 constexpr const char* explanation =
-   "The table has one line for each sample, in order: its number, how it ended, the metrics and the\n"
-   "reason of a failure. It is the same to the byte however many threads or ranks there were. While\n"
-   "samples wait for their turn, they stand in a file beside, .early. A sweep that was interrupted or\n"
+   "The table has one line for each sample, in order: its number, how it ended, the metrics and "
+   "the\n"
+   "reason of a failure. It is the same to the byte however many threads or ranks there were. "
+   "While\n"
+   "samples wait for their turn, they stand in a file beside, .early. A sweep that was interrupted "
+   "or\n"
    "killed goes on where it was by the same command. A sample that kills its process is run again\n"
    "once; if it does so again, its line says that it died. Under MPI, as by\n"
-   "mpirun --enable-recovery -n 64 zqsim sweep STUDY --out TABLE, all ranks run samples, and rank 0\n"
+   "mpirun --enable-recovery -n 64 zqsim sweep STUDY --out TABLE, all ranks run samples, and rank "
+   "0\n"
    "writes.\n"
    "Exit codes: 0 when each sample is done, 5 when some ended otherwise, 130 when interrupted.";
 } // namespace

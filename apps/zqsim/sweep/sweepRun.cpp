@@ -139,9 +139,9 @@ void Sweep::greet(Worker& worker, const std::string& line)
    worker.isLost = password != m_ranks.password() || hash != m_job.hash;
    worker.isKnown = !worker.isLost;
    if (password == m_ranks.password() && worker.isLost)
-      complain("warning: rank " + rank +
-               " does not help: " + (hash == "-" ? line.substr(line.find(rank) + rank.size())
-                                                 : "it finds another study by that name"));
+      complain("warning: rank " + rank + " does not help: " +
+               (hash == "-" ? line.substr(line.find(rank) + rank.size())
+                            : "it finds another study by that name"));
 }
 
 /// A sample that has its process die is run again, by a new one and by itself; when that dies too, it has its line.
@@ -159,10 +159,10 @@ void Sweep::noteDeath(Worker& worker, const std::string& reason)
       return;
    }
    m_deaths.erase(work.first);
-   const SampleRow row{work.first, "died",
-                       std::vector<ZqReal>(m_job.metricNames.size(),
-                                           std::numeric_limits<ZqReal>::quiet_NaN()),
-                       reason};
+   const SampleRow row{
+      work.first, "died",
+      std::vector<ZqReal>(m_job.metricNames.size(), std::numeric_limits<ZqReal>::quiet_NaN()),
+      reason};
    m_record.add(work.first, sweepTableLine(row));
 }
 
@@ -182,8 +182,8 @@ void Sweep::takeLine(Worker& worker, const std::string& line)
    const ZqReal seconds = std::chrono::duration<ZqReal>(now - worker.since).count();
    constexpr ZqReal weight = 0.2;
    worker.since = now;
-   worker.secondsASample += (worker.secondsASample > 0.0 ? weight : 1.0) *
-                            (seconds - worker.secondsASample);
+   worker.secondsASample +=
+      (worker.secondsASample > 0.0 ? weight : 1.0) * (seconds - worker.secondsASample);
 }
 
 void Sweep::receive(Worker& worker)
@@ -263,7 +263,7 @@ SweepReport Sweep::run(bool showsProgress)
    exchange(0);
    m_record.write();
    m_record.sync();
-   return {m_job.sampleCount,    m_kept,        m_record.done(), m_repeated,
+   return {m_job.sampleCount,   m_kept,        m_record.done(),           m_repeated,
            m_record.outcomes(), m_lostWorkers, m_record.written() < m_end};
 }
 
@@ -306,9 +306,11 @@ std::optional<zqsim::SweepReport> zqsim::sweep(const SweepSettings& settings,
    }
    const SweepJob job = makeJob();
    // They come first, so that what is open then, as the lock of the table, is not theirs.
-   LocalWorkers workers(settings.workers, [&](std::uint64_t sample)
-                        { return sweepTableLine(job.run(sample)); });
-   Sweep running(job, settings, ranks, workers);
+   LocalWorkers workers(settings.workers,
+                        [&](std::uint64_t sample) { return sweepTableLine(job.run(sample)); });
    const InterruptionGuard guard;
-   return running.run(settings.showsProgress);
+   const SweepReport report = Sweep(job, settings, ranks, workers).run(settings.showsProgress);
+   if (!report.isInterrupted)
+      workers.awaitEnd();
+   return report;
 }

@@ -23,8 +23,8 @@ struct SweepJob
 
 struct SweepSettings
 {
-   std::string out;         ///< the table, or "-"
-   std::size_t workers = 1; ///< of this rank: how many samples run at the same time
+   std::string out;                    ///< the table, or "-"
+   std::size_t workers = 1;            ///< of this rank: how many samples run at the same time
    std::optional<std::uint64_t> limit; ///< of samples that are run now
    bool isFresh = false;               ///< whether a table that there is goes
    bool showsProgress = true;          ///< on a terminal

@@ -160,8 +160,16 @@ zqsim::LocalWorkers::LocalWorkers(std::size_t count, const SampleLine& lineOf)
    ::_exit(0);
 }
 
+void zqsim::LocalWorkers::awaitEnd()
+{
+   ::waitpid(m_supervisor, nullptr, 0);
+   m_supervisor = -1;
+}
+
 zqsim::LocalWorkers::~LocalWorkers()
 {
+   if (m_supervisor < 0)
+      return;
    ::kill(m_supervisor, SIGKILL);
-   ::waitpid(m_supervisor, nullptr, 0);
+   awaitEnd();
 }

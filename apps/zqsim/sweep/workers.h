@@ -34,6 +34,9 @@ public:
    LocalWorkers& operator=(const LocalWorkers&) = delete;
    ~LocalWorkers();
 
+   /// For when they have nothing to do any more, and their connections are closed: the times that they took are then
+   /// told as those of this process.
+   void awaitEnd();
    /// The ends of their connections that are not theirs; once.
    std::vector<LineSocket> takeConnections() { return std::move(m_connections); }
 
