@@ -100,6 +100,37 @@ std::string zqsim::csvField(const std::string& text)
    return result + '"';
 }
 
+bool zqsim::splitCsv(std::string_view line, std::vector<std::string>& fields)
+{
+   std::size_t count = 0;
+   const auto next = [&]() -> std::string&
+   {
+      if (count == fields.size())
+         fields.emplace_back();
+      fields[count].clear();
+      return fields[count++];
+   };
+   std::string* field = &next();
+   bool isQuoted = false;
+   for (std::size_t i = 0; i < line.size(); ++i)
+   {
+      const char c = line[i];
+      if (c == '"')
+      {
+         if (isQuoted && i + 1 < line.size() && line[i + 1] == '"')
+            *field += line[++i];
+         else
+            isQuoted = !isQuoted;
+      }
+      else if (c == ',' && !isQuoted)
+         field = &next();
+      else
+         *field += c;
+   }
+   fields.resize(count);
+   return !isQuoted;
+}
+
 zqsim::CsvTable::CsvTable(std::string fileName, const std::vector<std::string>& names,
                           const std::optional<Continuation>& continuation, TableLines lines)
    : m_fileName(std::move(fileName))

@@ -10,42 +10,9 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <string_view>
 
 namespace
 {
-/// Undoes `csvField` for each field of a line. False when quotation marks do not pair.
-bool split(std::string_view line, std::vector<std::string>& fields)
-{
-   std::size_t count = 0;
-   const auto next = [&]() -> std::string&
-   {
-      if (count == fields.size())
-         fields.emplace_back();
-      fields[count].clear();
-      return fields[count++];
-   };
-   std::string* field = &next();
-   bool isQuoted = false;
-   for (std::size_t i = 0; i < line.size(); ++i)
-   {
-      const char c = line[i];
-      if (c == '"')
-      {
-         if (isQuoted && i + 1 < line.size() && line[i + 1] == '"')
-            *field += line[++i];
-         else
-            isQuoted = !isQuoted;
-      }
-      else if (c == ',' && !isQuoted)
-         field = &next();
-      else
-         *field += c;
-   }
-   fields.resize(count);
-   return !isQuoted;
-}
-
 template <class Number>
 bool parse(const std::string& text, Number& number)
 {
@@ -80,7 +47,7 @@ zqsim::SweepTableReader::SweepTableReader(const std::string& fileName)
    do
       ++m_lineNumber;
    while (std::getline(m_file, m_line) && m_line.starts_with('#'));
-   if (!m_file || m_file.eof() || !split(m_line, m_fields) ||
+   if (!m_file || m_file.eof() || !splitCsv(m_line, m_fields) ||
        m_fields.size() < 3 || m_fields[0] != "sample" || m_fields[1] != "outcome" ||
        m_fields.back() != "reason")
       refuse("is not the head of a table of samples");
@@ -98,7 +65,7 @@ bool zqsim::SweepTableReader::next(SampleRow& row)
    ++m_lineNumber;
    if (m_file.eof())
       refuse("has no end");
-   if (!split(m_line, m_fields) || m_fields.size() != m_metricNames.size() + 3)
+   if (!splitCsv(m_line, m_fields) || m_fields.size() != m_metricNames.size() + 3)
       refuse("has not one field for each column");
    if (!parse(m_fields[0], row.sample))
       refuse("does not begin with the number of a sample");
