@@ -135,11 +135,12 @@ TEST_F(ZqsimSweep, ASampleThatKillsItsProcessHarmsNoOther)
       EXPECT_EQ(table("once.csv"), whole);
       std::filesystem::remove(scratch("once.csv.mark"));
 
-      EXPECT_EQ(samples("died.csv", "fresh=1 aborts=0 throws=199 " + workers).out,
-                "kept 0 done 200 repeated 2 lost 0\n");
+      EXPECT_EQ(samples("died.csv", "fresh=1 aborts=0 exits=100 throws=199 " + workers).out,
+                "kept 0 done 200 repeated 3 lost 0\n");
       std::string expected = whole;
       for (const auto& [sample, line] : {std::pair{0, "0,died,,,killed by signal 6 (Aborted)"},
-                                         std::pair{199, "199,died,,,\"no room, said the sample\""}})
+                                         std::pair{100, "100,died,,,ended with exit code 0"},
+            std::pair{199, "199,died,,,\"no room, said the sample\""}})
       {
          const std::string old = lineOf(whole, 2 + static_cast<std::size_t>(sample));
          expected.replace(expected.find('\n' + old + '\n') + 1, old.size(), line);

@@ -23,8 +23,12 @@ namespace
 {
 using namespace zqsim;
 
-/// What a process answers that has told of its death itself.
-constexpr int ToldItsDeath = 1;
+/// Why a worker ends, as exit codes that nothing else has: any other one is the doing of a sample.
+enum WorkerEnd
+{
+   NobodyThere = 110, ///< at the other end of the connection
+   ToldItsDeath = 111 ///< by itself
+};
 
 /// A child ends with its parent, where the system can see to that.
 void endWith(pid_t parent)
@@ -59,8 +63,7 @@ void tellDeath(const LineSocket& connection, const std::string& reason)
    connection.send(deathMark + Zq::oneLine(reason) + '\n');
 }
 
-/// Answers the exit code of the process.
-int work(LineSocket& connection, const SampleLine& lineOf)
+WorkerEnd work(LineSocket& connection, const SampleLine& lineOf)
 {
    while (connection.receive())
       while (const auto range = connection.nextLine())
@@ -71,9 +74,9 @@ int work(LineSocket& connection, const SampleLine& lineOf)
          std::from_chars(std::from_chars(range->data(), last, sample).ptr + 1, last, end);
          for (; sample < end; ++sample)
             if (!connection.send(lineOf(sample)))
-               return 0;
+               return NobodyThere;
       }
-   return 0;
+   return NobodyThere;
 }
 
 [[noreturn]] void workAndEnd(LineSocket& connection, const SampleLine& lineOf)
@@ -130,9 +133,10 @@ void zqsim::superviseWorkers(std::vector<LineSocket> connections, const SampleLi
          continue;
       LineSocket& connection = *found->second;
       workers.erase(found);
-      if (WIFEXITED(status) && WEXITSTATUS(status) == 0)
+      const int end = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+      if (end == NobodyThere)
          continue;
-      if (!WIFEXITED(status) || WEXITSTATUS(status) != ToldItsDeath)
+      if (end != ToldItsDeath)
          tellDeath(connection, deathOf(status));
       start(connection);
    }
