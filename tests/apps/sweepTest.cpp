@@ -140,7 +140,7 @@ TEST_F(ZqsimSweep, ASampleThatKillsItsProcessHarmsNoOther)
       std::string expected = whole;
       for (const auto& [sample, line] : {std::pair{0, "0,died,,,killed by signal 6 (Aborted)"},
                                          std::pair{100, "100,died,,,ended with exit code 0"},
-            std::pair{199, "199,died,,,\"no room, said the sample\""}})
+                                         std::pair{199, "199,died,,,\"no room, said the sample\""}})
       {
          const std::string old = lineOf(whole, 2 + static_cast<std::size_t>(sample));
          expected.replace(expected.find('\n' + old + '\n') + 1, old.size(), line);

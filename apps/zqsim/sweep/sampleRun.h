@@ -18,12 +18,11 @@ struct OneSample
    std::string energy;   ///< a table of energies over time
    std::string plot;     ///< a drawing of the motion (.svg)
    std::string replay;   ///< a page for the browser (.html)
-   std::string model;    ///< the varied scene before its first step (.xml)
    std::string columns;  ///< of the table and the plot, as of `zqsim run`; empty for the usual ones
    bool json = false;
 };
 
 /// Runs it, and prints its outcome and its metrics: to the bit those of its row in the table of the whole sweep,
-/// whatever is written besides. A sample that diverged answers `NumericalFailure`; what cannot be is a `Failure`.
+/// whatever is written besides. A sample without metrics is a `Failure` with its reason, of the code `NumericalFailure` when it diverged.
 ExitCode runOneSample(const OneSample& options);
 } // namespace zqsim

@@ -3,16 +3,21 @@
 #include "apps/zqsim/output.h"
 #include "apps/zqsim/outputFile.h"
 #include "apps/zqsim/sweep/ranks.h"
+#include "apps/zqsim/sweep/sampleRun.h"
 #include "apps/zqsim/sweep/sampleRunner.h"
 #include "apps/zqsim/sweep/sweepRun.h"
+#include "apps/zqsim/sweep/sweepSummary.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <charconv>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <thread>
 
 namespace
@@ -21,12 +26,11 @@ using namespace zqsim;
 
 struct SweepOptions
 {
-   std::string study;
-   std::string out;
+   OneSample one; ///< with what holds for all samples as well
+   std::optional<std::string> sample;
    std::optional<std::string> threads;
    std::optional<std::string> limit;
    bool isFresh = false;
-   bool json = false;
    bool isQuiet = false;
 };
 
@@ -49,66 +53,96 @@ SweepJob jobOf(const std::string& study)
            [runner](std::uint64_t sample) { return runner->run(sample); }};
 }
 
-Json describe(const SweepOptions& options, const SweepReport& report)
+/// What the table tells, unless it is too long to keep its numbers.
+Json summaryOf(const SweepOptions& options, const SweepReport& report, std::size_t metricCount)
 {
+   constexpr std::uint64_t mostNumbers = 50'000'000;
+   const bool isRead = !isStandardStream(options.one.out) && !report.isInterrupted &&
+                       report.done * metricCount <= mostNumbers &&
+                       std::filesystem::is_regular_file(options.one.out);
+   if (isRead)
+      return summarizeSweep(options.one.out);
    Json outcomes = Json::object();
    for (const auto& [outcome, count] : report.outcomes)
       outcomes[outcome] = count;
-   return {{"study", options.study},
-           {"table", options.out},
-           {"samples", report.sampleCount},
-           {"done", report.done},
-           {"doneBefore", report.kept},
-           {"repeated", report.repeated},
-           {"lostWorkers", report.lostWorkers},
-           {"outcomes", outcomes}};
+   return {{"samples", report.done},
+           {"outcomes", outcomes},
+           {"metrics", Json::array()},
+           {"failureCount", 0},
+           {"failures", Json::array()}};
 }
 
-std::string textOf(const SweepOptions& options, const SweepReport& report)
+std::string describe(const SweepReport& report)
 {
-   std::string line = options.out + ": " + std::to_string(report.done) + " of " +
-                      std::to_string(report.sampleCount) + " samples";
-   const char* separator = ": ";
-   for (const auto& [outcome, count] : report.outcomes)
-   {
-      line += separator + std::to_string(count) + ' ' + outcome;
-      separator = ", ";
-   }
+   std::string result;
    if (report.kept > 0)
-      line += "; " + std::to_string(report.kept) + " of them had been there";
+      result += std::to_string(report.kept) + " of them had been there\n";
    if (report.repeated > 0)
-      line += "; " + std::to_string(report.repeated) + " were run again, as their process died";
-   return line + '\n';
+      result += std::to_string(report.repeated) + " were run again, as their process had died\n";
+   if (report.lostWorkers > 0)
+      result +=
+         std::to_string(report.lostWorkers) + " processes were lost; others ran their samples\n";
+   if (report.done < report.sampleCount)
+      result += std::to_string(report.sampleCount - report.done) + " are left to be run\n";
+   return result;
 }
 
-ExitCode report(const SweepOptions& options, const SweepReport& report)
+ExitCode report(const SweepOptions& options, const SweepReport& report, std::size_t metricCount)
 {
-   if (options.json)
-      print(describe(options, report));
-   else if (!options.isQuiet && !isStandardStream(options.out))
-      print(textOf(options, report));
+   const Json summary = summaryOf(options, report, metricCount);
+   if (options.one.json)
+   {
+      Json all{{"study", options.one.study},        {"table", options.one.out},
+               {"sampleCount", report.sampleCount}, {"doneBefore", report.kept},
+               {"repeated", report.repeated},       {"lostProcesses", report.lostWorkers}};
+      all.update(summary);
+      print(all);
+   }
+   else if (!options.isQuiet && !isStandardStream(options.one.out))
+      print(describeSweep(summary) + describe(report));
    if (report.isInterrupted)
       throw Failure(Interrupted, "interrupted after " + std::to_string(report.done) + " of " +
                                     std::to_string(report.sampleCount) +
-                                    " samples; the same command goes on with " + options.out);
-   const bool areAllDone = std::all_of(report.outcomes.begin(), report.outcomes.end(),
-                                       [](const auto& outcome) { return outcome.first == "done"; });
-   return areAllDone ? Done : Findings;
+                                    " samples; the same command goes on with " + options.one.out);
+   if (!options.one.plot.empty())
+      plotSweep(options.one.out, options.one.plot);
+   const auto cameToItsEnd = [](const auto& outcome)
+   { return outcome.first == "done" || outcome.first == "stopped"; };
+   return std::all_of(report.outcomes.begin(), report.outcomes.end(), cameToItsEnd) ? Done
+                                                                                    : Findings;
 }
 
 ExitCode sweepStudy(const SweepOptions& options)
 {
-   if (options.json && isStandardStream(options.out))
-      throw Failure(Usage, "--json and --out - both go to standard output");
+   if (options.one.out.empty())
+      throw Failure(Usage, "--out is required, or --sample (see zqsim sweep --help)");
+   if (isStandardStream(options.one.out) && (options.one.json || !options.one.plot.empty()))
+      throw Failure(Usage, "--out -: neither --json nor --plot goes with it");
    SweepSettings settings;
-   settings.out = options.out;
+   settings.out = options.one.out;
    settings.workers = threadsOf(options);
    if (options.limit)
       settings.limit = parseCount("--limit", *options.limit);
    settings.isFresh = options.isFresh;
    settings.showsProgress = !options.isQuiet;
-   const auto done = zqsim::sweep(settings, [&] { return jobOf(options.study); });
-   return done ? report(options, *done) : Done;
+   std::size_t metricCount = 0;
+   const auto makeJob = [&]
+   {
+      SweepJob job = jobOf(options.one.study);
+      metricCount = job.metricNames.size();
+      return job;
+   };
+   const auto done = zqsim::sweep(settings, makeJob);
+   return done ? report(options, *done, metricCount) : Done;
+}
+
+ExitCode runOne(OneSample options, const std::string& sample)
+{
+   const char* end = sample.data() + sample.size();
+   const auto read = std::from_chars(sample.data(), end, options.sample);
+   if (read.ec != std::errc() || read.ptr != end)
+      throw Failure(Usage, "--sample: \"" + sample + "\" is not the number of a sample");
+   return runOneSample(options);
 }
 
 constexpr const char* explanation =
@@ -123,29 +157,53 @@ constexpr const char* explanation =
    "mpirun --enable-recovery -n 64 zqsim sweep STUDY --out TABLE, all ranks run samples, and rank "
    "0\n"
    "writes.\n"
-   "Exit codes: 0 when each sample is done, 5 when some ended otherwise, 130 when interrupted.";
+   "Exit codes: 0 when all samples are done or stopped, 5 when some failed, 130 when\ninterrupted.";
 } // namespace
 
 zqsim::Run zqsim::sweep(CLI::App& arguments)
 {
    const auto options = std::make_shared<SweepOptions>();
-   arguments.add_option("STUDY", options->study, "The study whose samples are run")
+   OneSample& one = options->one;
+   arguments.add_option("STUDY", one.study, "The study whose samples are run")
       ->required()
       ->type_name("FILE");
-   arguments.add_option("-o,--out", options->out, "Where to write the table, or to go on with it")
-      ->required()
-      ->type_name("FILE");
+   const auto addFile = [&](const char* option, std::string& name, const char* description)
+   { return arguments.add_option(option, name, description)->type_name("FILE"); };
+   addFile(
+      "-o,--out", one.out,
+      "Where to write the table, or to go on with it; with --sample, what is recorded over time");
+   addFile("--plot", one.plot,
+           "Draw how the metrics are distributed; with --sample, the motion (SVG)");
+   CLI::Option* threads =
+      arguments
+         .add_option("--threads", options->threads,
+                     "How many samples run at the same time, each in a process of its own; if not "
+                     "given, as many as there are processors, or with MPI one for each rank")
+         ->type_name("N");
+   CLI::Option* limit =
+      arguments.add_option("--limit", options->limit, "Run no more than so many samples now")
+         ->type_name("N");
+   CLI::Option* fresh = arguments.add_flag("--fresh", options->isFresh,
+                                           "Begin anew, in place of a table that there is");
+   CLI::Option* sample =
+      arguments
+         .add_option("--sample", options->sample, "Run this sample alone, and tell its metrics")
+         ->type_name("K")
+         ->excludes(threads)
+         ->excludes(limit)
+         ->excludes(fresh);
+   addFile("--replay", one.replay, "With --sample, write a page for the browser that shows it")
+      ->needs(sample);
+   addFile("--contacts", one.contacts, "With --sample, a table of its contacts")->needs(sample);
+   addFile("--energy", one.energy, "With --sample, a table of its energies")->needs(sample);
    arguments
-      .add_option("--threads", options->threads,
-                  "How many samples run at the same time, each in a process of its own; if not "
-                  "given, as many as there are processors, or with MPI one for each rank")
-      ->type_name("N");
-   arguments
-      .add_option("--limit", options->limit, "Run no more than so many samples now; others later")
-      ->type_name("N");
-   arguments.add_flag("--fresh", options->isFresh, "Begin anew, in place of a table that there is");
-   arguments.add_flag("--json", options->json, "Write JSON");
+      .add_option("--columns", one.columns,
+                  "With --sample, what --out and --plot show, as with zqsim run")
+      ->type_name("LIST")
+      ->needs(sample);
+   arguments.add_flag("--json", one.json, "Write JSON");
    arguments.add_flag("--quiet", options->isQuiet, "Write nothing when all goes well");
    arguments.footer(explanation);
-   return [options] { return sweepStudy(*options); };
+   return [options]
+   { return options->sample ? runOne(options->one, *options->sample) : sweepStudy(*options); };
 }

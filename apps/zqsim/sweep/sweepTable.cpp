@@ -47,9 +47,8 @@ zqsim::SweepTableReader::SweepTableReader(const std::string& fileName)
    do
       ++m_lineNumber;
    while (std::getline(m_file, m_line) && m_line.starts_with('#'));
-   if (!m_file || m_file.eof() || !splitCsv(m_line, m_fields) ||
-       m_fields.size() < 3 || m_fields[0] != "sample" || m_fields[1] != "outcome" ||
-       m_fields.back() != "reason")
+   if (!m_file || m_file.eof() || !splitCsv(m_line, m_fields) || m_fields.size() < 3 ||
+       m_fields[0] != "sample" || m_fields[1] != "outcome" || m_fields.back() != "reason")
       refuse("is not the head of a table of samples");
    m_metricNames.assign(m_fields.begin() + 2, m_fields.end() - 1);
 }
