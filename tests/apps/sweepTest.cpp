@@ -181,6 +181,54 @@ TEST_F(ZqsimSweep, WhatIsAheadOfItsTurnIsNotLost)
    EXPECT_FALSE(std::filesystem::exists(scratch("a.csv.early")));
 }
 
+TEST_F(ZqsimSweep, TheCommandRunsAStudy)
+{
+   // A model has its place, wherever the study is.
+   std::string study = contentOf(PROJECT "examples/pumaSweep.xml");
+   const auto put = [&](const std::string& from, const std::string& to)
+   { study.replace(study.find(from), from.size(), to); };
+   put("models/puma560.xml", model("puma560"));
+   put("<duration>0.5", "<duration>0.02");
+   put("<sampleCount>100", "<sampleCount>1000000000");
+   write("study.xml", study);
+   const std::string sweep = "sweep " + scratch("study.xml") + " --out ";
+   Json first = runForJson(sweep + scratch("1.csv") + " --limit 30 --threads 1");
+   EXPECT_EQ(first.at("sampleCount"), 1000000000);
+   EXPECT_EQ(first.at("samples"), 30);
+   EXPECT_EQ(first.at("outcomes"), Json({{"done", 30}}));
+   for (const std::string threads : {"2", "8"})
+   {
+      const std::string file = scratch(threads + ".csv");
+      EXPECT_EQ(run(sweep + file + " --limit 30 --threads " + threads).code, 0);
+      EXPECT_EQ(contentOf(file), table("1.csv"));
+   }
+   const Json more = runForJson(sweep + scratch("1.csv") + " --limit 3 --plot " + scratch("p.svg"));
+   EXPECT_EQ(more.at("doneBefore"), 30);
+   EXPECT_EQ(more.at("samples"), 33);
+   EXPECT_NE(table("p.svg").find("33 values"), std::string::npos);
+
+   // Falls that last so long in steps so wide end elsewhere.
+   put("<duration>0.02", "<duration>100");
+   put("<timeStep>0.001", "<timeStep>0.5");
+   put("<sampleCount>1000000000", "<sampleCount>3");
+   write("study.xml", study);
+   const Result other = run(sweep + scratch("1.csv"));
+   EXPECT_EQ(other.code, 3);
+   EXPECT_NE(other.err.find("it is the table of another study"), std::string::npos) << other.err;
+   const Json failed = runForJson(sweep + scratch("f.csv"), 5);
+   EXPECT_EQ(failed.at("outcomes"), Json({{"diverged", 3}}));
+   put("<sampleCount>3", "<sampleCount>0");
+   write("study.xml", study);
+   EXPECT_EQ(run(sweep + scratch("none.csv")).code, 3);
+   EXPECT_FALSE(std::filesystem::exists(scratch("none.csv")));
+
+   for (const std::string wrong :
+        {"", " --out x.csv --threads 0", " --out x.csv --threads 1e3",
+         " --out x.csv --replay r.html", " --out x.csv --limit 0", " --sample 1.5", " --sample -1",
+         " --sample 1 --threads 2", " --sample 100", " --out - --json"})
+      EXPECT_EQ(run("sweep examples/pumaSweep.xml" + wrong).code, 2) << wrong;
+}
+
 #ifdef MPIRUN
 TEST_F(ZqsimSweep, RanksWriteTheSameTable)
 {

@@ -13,6 +13,7 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 
 #include <poll.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <chrono>
@@ -267,6 +268,16 @@ SweepReport Sweep::run(bool showsProgress)
            m_record.outcomes(), m_lostWorkers, m_record.written() < m_end};
 }
 
+/// Each worker is a connection or two.
+void allowAsManyFilesAsThereMayBe()
+{
+   rlimit files{};
+   if (::getrlimit(RLIMIT_NOFILE, &files) != 0)
+      return;
+   files.rlim_cur = files.rlim_max;
+   ::setrlimit(RLIMIT_NOFILE, &files);
+}
+
 /// What a rank other than 0 does: it runs samples until rank 0 has no more, or is told to end.
 void help(Ranks& ranks, const std::function<SweepJob()>& makeJob)
 {
@@ -298,6 +309,7 @@ void help(Ranks& ranks, const std::function<SweepJob()>& makeJob)
 std::optional<zqsim::SweepReport> zqsim::sweep(const SweepSettings& settings,
                                                const std::function<SweepJob()>& makeJob)
 {
+   allowAsManyFilesAsThereMayBe();
    Ranks ranks(settings.workers);
    if (ranks.rank() != 0)
    {
