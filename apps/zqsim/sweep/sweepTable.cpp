@@ -43,10 +43,12 @@ zqsim::SweepTableReader::SweepTableReader(const std::string& fileName)
 {
    if (!m_file)
       throw Failure(InvalidInput, fileName + ": cannot be opened: " + std::strerror(errno));
-   ++m_lineNumber;
-   if (!std::getline(m_file, m_line) || m_file.eof() || !splitCsv(m_line, m_fields) ||
-       m_fields.size() < 3 || m_fields[0] != "sample" || m_fields[1] != "outcome" ||
-       m_fields.back() != "reason")
+   // Which study it is of stands ahead of its names.
+   do
+      ++m_lineNumber;
+   while (std::getline(m_file, m_line) && m_line.starts_with('#'));
+   if (!m_file || m_file.eof() || !splitCsv(m_line, m_fields) || m_fields.size() < 3 ||
+       m_fields[0] != "sample" || m_fields[1] != "outcome" || m_fields.back() != "reason")
       refuse("is not the head of a table of samples");
    m_metricNames.assign(m_fields.begin() + 2, m_fields.end() - 1);
 }
