@@ -6,7 +6,7 @@ FUZZ_SECONDS ?= 60
 # More for CMake when the tests are configured.
 TEST_OPTIONS ?=
 DEPENDENCIES := ./cmake/installDependencies.sh
-SOURCE_DIRS := $(wildcard zqManipulator apps examples tests benchmarks fuzz)
+SOURCE_DIRS := $(wildcard zqManipulator apps examples tests benchmarks fuzz python)
 CXX_FILES = $(shell find $(SOURCE_DIRS) -name '*.h' -o -name '*.cpp')
 
 .DEFAULT_GOAL := help

@@ -37,6 +37,11 @@ Array copyOf(std::span<const ZqReal> numbers, const Shape& shape);
 /// The same without a copy: the array owns the list.
 Array take(std::vector<ZqReal>&& numbers, const Shape& shape);
 
+/// The numbers of an argument that is a list of a length; what is not finite is a `ValueError`.
+std::span<const ZqReal> listOf(const Array& array, const char* name, std::size_t length);
+/// A copy that cannot be written: of what a property answers, so that nobody writes into it in vain.
+Array readOnly(std::span<const ZqReal> numbers, const Shape& shape);
+
 /// \name Values
 /// Vectors as 3 numbers; orientations as 4, w x y z, of a length of 1; spatial vectors as 6, the linear part
 /// first; frames as 4 x 4 matrices, which may also come as 7 numbers, x y z and then w x y z. What is not finite
@@ -52,5 +57,7 @@ Array arrayOf(const ZqOrientation& orientation);
 Array arrayOf(const ZqCoordinateSystemTransformation& frame);
 Array arrayOf(const ZqGeneralForce& force);
 Array arrayOf(const ZqGeneralMotion& motion);
+/// Into the 16 numbers of a matrix, row by row.
+void writeFrame(const ZqCoordinateSystemTransformation& frame, std::span<ZqReal> numbers);
 /// @}
 } // namespace zqPython

@@ -24,7 +24,7 @@ void zqPython::fail(const std::string& doing, const std::vector<Zq::Diagnostic>&
    std::string text;
    for (const Zq::Diagnostic& diagnostic : diagnostics)
       if (diagnostic.severity == Zq::Severity::Error)
-         text += (text.empty() ? "" : "\n") + toString(diagnostic);
+         text.append(text.empty() ? "" : "\n").append(toString(diagnostic));
    if (text.empty() && !diagnostics.empty())
       text = toString(diagnostics.back());
    const py::object error =
@@ -44,11 +44,12 @@ void zqPython::warn(const std::vector<Zq::Diagnostic>& diagnostics)
 
 void zqPython::bindFailures(py::module_& module)
 {
-   errorClass = newClass(module, "Error",
-                         "Something could not be done. `diagnostics` tells what was wrong, and where.",
-                         PyExc_RuntimeError);
-   warningClass = newClass(module, "Warning", "Something is odd, or was repaired.",
-                           PyExc_UserWarning);
+   errorClass =
+      newClass(module, "Error",
+               "Something could not be done. `diagnostics` tells what was wrong, and where.",
+               PyExc_RuntimeError);
+   warningClass =
+      newClass(module, "Warning", "Something is odd, or was repaired.", PyExc_UserWarning);
 
    py::enum_<Zq::Severity>(module, "Severity", "What a diagnostic says of what it tells.")
       .value("ERROR", Zq::Severity::Error)
@@ -60,9 +61,13 @@ void zqPython::bindFailures(py::module_& module)
       .def_readonly("code", &Zq::Diagnostic::code, "The kind, in words joined by hyphens.")
       .def_readonly("file", &Zq::Diagnostic::file)
       .def_readonly("line", &Zq::Diagnostic::line, "From 1, or 0.")
-      .def_readonly("path", &Zq::Diagnostic::path, "The elements that lead there, apart by slashes.")
+      .def_readonly("path", &Zq::Diagnostic::path,
+                    "The elements that lead there, apart by slashes.")
       .def_readonly("text", &Zq::Diagnostic::text)
       .def("__str__", [](const Zq::Diagnostic& diagnostic) { return toString(diagnostic); })
-      .def("__repr__", [](const Zq::Diagnostic& diagnostic)
-           { return "<" + std::string(nameOf(diagnostic.severity)) + ": " + toString(diagnostic) + ">"; });
+      .def("__repr__",
+           [](const Zq::Diagnostic& diagnostic) {
+              return "<" + std::string(nameOf(diagnostic.severity)) + ": " + toString(diagnostic) +
+                     ">";
+           });
 }
