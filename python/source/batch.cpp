@@ -36,7 +36,8 @@ Array inPlace(const py::object& object, const std::string& name, const Sizes& sh
    const auto array = py::reinterpret_borrow<Array>(object);
    if (!array.writeable())
       throw py::value_error(name + ": the array is read-only");
-   constexpr int inRows = py::array::c_style | py::detail::npy_api::NPY_ARRAY_ALIGNED_;
+   constexpr int inRows =
+      int(py::array::c_style) | int(py::detail::npy_api::NPY_ARRAY_ALIGNED_);
    if ((array.flags() & inRows) != inRows)
       throw py::value_error(name + ": the array does not lie in rows (C-contiguous)");
    const py::tuple expected = py::cast(shape);

@@ -15,5 +15,7 @@ namespace py = pybind11;
 /// @{
 void bindFailures(py::module_& module);
 void bindScene(py::module_& module);
+void bindDynamics(py::module_& module);
+void bindBatch(py::module_& module);
 /// @}
 } // namespace zqPython

@@ -6,4 +6,6 @@ PYBIND11_MODULE(_core, module)
    module.attr("__version__") = ZQ_VERSION;
    zqPython::bindFailures(module);
    zqPython::bindScene(module);
+   zqPython::bindDynamics(module);
+   zqPython::bindBatch(module);
 }

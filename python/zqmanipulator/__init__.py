@@ -1,8 +1,12 @@
 """Modelling, queries and simulation of robotic manipulators."""
 
 from ._core import (
+    Batch,
     Diagnostic,
+    Dynamics,
     Error,
+    ForwardDerivatives,
+    InverseDerivatives,
     Link,
     Manipulator,
     Scene,
@@ -13,8 +17,12 @@ from ._core import (
 )
 
 __all__ = [
+    "Batch",
     "Diagnostic",
+    "Dynamics",
     "Error",
+    "ForwardDerivatives",
+    "InverseDerivatives",
     "Link",
     "Manipulator",
     "Scene",
