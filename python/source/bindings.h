@@ -17,5 +17,7 @@ void bindFailures(py::module_& module);
 void bindScene(py::module_& module);
 void bindDynamics(py::module_& module);
 void bindBatch(py::module_& module);
+void bindSimulation(py::module_& module);
+void bindRun(py::module_& module);
 /// @}
 } // namespace zqPython

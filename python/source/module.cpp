@@ -8,4 +8,6 @@ PYBIND11_MODULE(_core, module)
    zqPython::bindScene(module);
    zqPython::bindDynamics(module);
    zqPython::bindBatch(module);
+   zqPython::bindSimulation(module);
+   zqPython::bindRun(module);
 }

@@ -2,6 +2,7 @@
 
 from ._core import (
     Batch,
+    Contact,
     Diagnostic,
     Dynamics,
     Error,
@@ -11,6 +12,7 @@ from ._core import (
     Manipulator,
     Scene,
     Severity,
+    Simulation,
     Warning,
     __version__,
     load,
@@ -18,6 +20,7 @@ from ._core import (
 
 __all__ = [
     "Batch",
+    "Contact",
     "Diagnostic",
     "Dynamics",
     "Error",
@@ -27,6 +30,7 @@ __all__ = [
     "Manipulator",
     "Scene",
     "Severity",
+    "Simulation",
     "Warning",
     "__version__",
     "load",
