@@ -353,7 +353,7 @@ const char* takeSteps(Simulation& simulation, const Times& times, Driver& driver
 
 py::object run(const py::object& self, const std::optional<ZqReal>& duration, ZqReal dt,
                const std::optional<ZqReal>& until, const py::object& inputs,
-               const std::set<std::string>& record, std::uint64_t every, bool withReplay,
+               const py::iterable& record, std::uint64_t every, bool withReplay,
                const std::string& title)
 {
    auto& simulation = self.cast<Simulation&>();
@@ -366,7 +366,7 @@ py::object run(const py::object& self, const std::optional<ZqReal>& duration, Zq
       throw py::value_error("every: expected one or more");
    const ZqReal start = simulation->state().time();
    const Times times(start, duration ? start + *duration : *until, dt);
-   Recorder recorder(simulation, record);
+   Recorder recorder(simulation, py::set(record).cast<std::set<std::string>>());
    Driver driver(simulation, inputs, times.count());
    std::optional<zqReplay::Recording> replay;
    if (withReplay)
@@ -471,7 +471,7 @@ void zqPython::bindRun(py::module_& module)
    SimulationClass(module.attr("Simulation"))
       .def("run", &run, py::arg("duration") = py::none(), py::arg("dt") = 1e-3, py::kw_only(),
            py::arg("until") = py::none(), py::arg("inputs") = py::none(),
-           py::arg("record") = std::set<std::string>{"q", "v", "base", "energy"}, py::arg("every") = 1,
+           py::arg("record") = py::make_tuple("q", "v", "base", "energy"), py::arg("every") = 1,
            py::arg("replay") = true, py::arg("title") = "",
            "Takes steps of a length dt (s) for a duration, or until a time, and answers a `Run` of what was "
            "recorded: at the start, after every so many steps, and at the end. Steps end at multiples of dt, as those "

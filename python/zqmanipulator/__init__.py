@@ -7,6 +7,7 @@ from ._core import (
     Dynamics,
     Error,
     ForwardDerivatives,
+    InputTable,
     InverseDerivatives,
     Link,
     Manipulator,
@@ -15,8 +16,10 @@ from ._core import (
     Simulation,
     Warning,
     __version__,
+    inputs_of,
     load,
 )
+from ._run import Run
 
 __all__ = [
     "Batch",
@@ -25,13 +28,16 @@ __all__ = [
     "Dynamics",
     "Error",
     "ForwardDerivatives",
+    "InputTable",
     "InverseDerivatives",
     "Link",
     "Manipulator",
+    "Run",
     "Scene",
     "Severity",
     "Simulation",
     "Warning",
     "__version__",
+    "inputs_of",
     "load",
 ]
