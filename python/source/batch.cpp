@@ -36,8 +36,7 @@ Array inPlace(const py::object& object, const std::string& name, const Sizes& sh
    const auto array = py::reinterpret_borrow<Array>(object);
    if (!array.writeable())
       throw py::value_error(name + ": the array is read-only");
-   constexpr int inRows =
-      int(py::array::c_style) | int(py::detail::npy_api::NPY_ARRAY_ALIGNED_);
+   constexpr int inRows = int(py::array::c_style) | int(py::detail::npy_api::NPY_ARRAY_ALIGNED_);
    if ((array.flags() & inRows) != inRows)
       throw py::value_error(name + ": the array does not lie in rows (C-contiguous)");
    const py::tuple expected = py::cast(shape);
@@ -228,7 +227,8 @@ void step(Batch& self, const py::object& q, const py::object& v, const Optional&
    const py::ssize_t states = py::isinstance<Array>(q) ? self.statesOf(q.cast<Array>()) : 0;
    Arguments arguments(states);
    if (q.is_none() || v.is_none() || (self.isFree() && (base.is_none() || baseVelocity.is_none())))
-      throw py::type_error("step: q and v are written in place, and base and base_velocity of a free base");
+      throw py::type_error(
+         "step: q and v are written in place, and base and base_velocity of a free base");
    if (!self.isFree() && !(base.is_none() && baseVelocity.is_none()))
       throw py::value_error("base: the base is fixed");
    Output positions{arguments.write(q, "q", {states, self.dof()})};
@@ -239,8 +239,8 @@ void step(Batch& self, const py::object& q, const py::object& v, const Optional&
       velocities.bases = arguments.write(baseVelocity, "base_velocity", {states, 6});
    }
    const Input torques = self.input(arguments, tau, "tau", baseForce, "base_force", 6);
-   self.run(arguments, [&](ZqMotionBatch& batch)
-            { return batch.step(positions, velocities, torques, dt); });
+   self.run(arguments,
+            [&](ZqMotionBatch& batch) { return batch.step(positions, velocities, torques, dt); });
 }
 
 const char* instructionSet(Batch& self)
@@ -255,12 +255,14 @@ void setInstructionSet(Batch& self, const std::string& name)
       if (name == known)
          return self.change("set the instruction set", [set = set](ZqMotionBatch& batch)
                             { return batch.setInstructionSet(set); });
-   throw py::value_error("instruction_set: expected 'baseline', 'avx2' or 'avx512', but received '" + name + "'");
+   throw py::value_error(
+      "instruction_set: expected 'baseline', 'avx2' or 'avx512', but received '" + name + "'");
 }
 
 void setThreads(Batch& self, ZqU32 count)
 {
-   self.change("set the threads", [count](ZqMotionBatch& batch) { return batch.setThreads(count); });
+   self.change("set the threads",
+               [count](ZqMotionBatch& batch) { return batch.setThreads(count); });
 }
 
 void setUpGravity(Batch& self, const Array& gravity)
@@ -279,42 +281,55 @@ void zqPython::bindBatch(py::module_& module)
 {
    py::class_<Batch>(
       module, "Batch",
-      "Many states of one manipulator at once, a row each: n x dof arrays of joints (rad or m, and N m or N).\n\n"
-      "A free base stands in arrays of its own, in the axes of the system: `base`, the frame of the base "
-      "(n x 7: x y z, w x y z), and n x 6 of velocities, accelerations and forces, linear before angular. With a "
-      "free base results are pairs, of joints and of the base. What is left out is zero; `base` of a fixed base "
+      "Many states of one manipulator at once, a row each: n x dof arrays of joints (rad or m, and "
+      "N m or N).\n\n"
+      "A free base stands in arrays of its own, in the axes of the system: `base`, the frame of "
+      "the base "
+      "(n x 7: x y z, w x y z), and n x 6 of velocities, accelerations and forces, linear before "
+      "angular. With a "
+      "free base results are pairs, of joints and of the base. What is left out is zero; `base` of "
+      "a fixed base "
       "is where the model is.\n\n"
-      "Arrays of float64 that lie in rows are read where they are, and `out` is filled where it is: an array (or "
-      "a pair) that can be written, lies in rows, is of the shape of the result and shares no memory with anything "
-      "else. Calls release the interpreter's lock; one batch serves one call at a time, and others wait.\n\n"
-      "Springs, dampers, constraints, losses of drives and what is attached play no part; the inertia of drives "
-      "does. A state that is not finite spoils its own row alone. Results agree in all bits for any number of "
+      "Arrays of float64 that lie in rows are read where they are, and `out` is filled where it "
+      "is: an array (or "
+      "a pair) that can be written, lies in rows, is of the shape of the result and shares no "
+      "memory with anything "
+      "else. Calls release the interpreter's lock; one batch serves one call at a time, and others "
+      "wait.\n\n"
+      "Springs, dampers, constraints, losses of drives and what is attached play no part; the "
+      "inertia of drives "
+      "does. A state that is not finite spoils its own row alone. Results agree in all bits for "
+      "any number of "
       "states and threads.\n\n"
       "It keeps the model as it is now: later edits of the scene do not matter to it.")
-      .def(py::init(
-              [](const Manipulator& manipulator, ZqU32 threads, const std::optional<std::string>& set)
-              {
-                 auto batch = std::make_unique<Batch>(manipulator);
-                 setThreads(*batch, threads);
-                 if (set)
-                    setInstructionSet(*batch, *set);
-                 return batch;
-              }),
-           py::arg("manipulator"), py::kw_only(), py::arg("threads") = 1,
-           py::arg("instruction_set") = py::none())
+      .def(
+         py::init(
+            [](const Manipulator& manipulator, ZqU32 threads, const std::optional<std::string>& set)
+            {
+               auto batch = std::make_unique<Batch>(manipulator);
+               setThreads(*batch, threads);
+               if (set)
+                  setInstructionSet(*batch, *set);
+               return batch;
+            }),
+         py::arg("manipulator"), py::kw_only(), py::arg("threads") = 1,
+         py::arg("instruction_set") = py::none())
       .def_property_readonly("dof", &Batch::dof, "Number of joints.")
       .def_property_readonly("size", &Batch::size,
                              "Number of degrees of freedom: six more for a free base.")
       .def_property_readonly("is_free", &Batch::isFree, "Whether the base moves.")
       .def_property(
-         "threads", [](Batch& self) { return self.ask([](const ZqMotionBatch& batch) { return batch.threads(); }); },
+         "threads",
+         [](Batch& self)
+         { return self.ask([](const ZqMotionBatch& batch) { return batch.threads(); }); },
          &setThreads, "How many share the states, the caller among them.")
       .def_property("instruction_set", &instructionSet, &setInstructionSet,
                     "'baseline', 'avx2' or 'avx512'; the widest that the processor has at first.")
       .def_property(
          "up_gravity",
-         [](Batch& self)
-         { return arrayOf(self.ask([](const ZqMotionBatch& batch) { return batch.upGravity(); })); },
+         [](Batch& self) {
+            return arrayOf(self.ask([](const ZqMotionBatch& batch) { return batch.upGravity(); }));
+         },
          &setUpGravity, "Against gravity, in the system (m/s^2); that of the scene at first.")
       .def("frames", &frames, py::arg("q"), py::kw_only(), py::arg("base") = py::none(),
            py::arg("out") = py::none(),
@@ -322,18 +337,21 @@ void zqPython::bindBatch(py::module_& module)
       .def("mass_matrix", &massMatrix, py::arg("q"), py::kw_only(), py::arg("base") = py::none(),
            py::arg("out") = py::none(),
            "n x size x size; a free base comes before the joints, in the axes of the system.")
-      .def("inverse", &dynamics<&ZqMotionBatch::inverseDynamics>, py::arg("q"), py::arg("v") = py::none(),
-           py::arg("a") = py::none(), py::kw_only(), py::arg("base") = py::none(),
-           py::arg("base_velocity") = py::none(), py::arg("base_acceleration") = py::none(),
-           py::arg("out") = py::none(), "The torques under which everything accelerates so.")
-      .def("forward", &dynamics<&ZqMotionBatch::forwardDynamics>, py::arg("q"), py::arg("v") = py::none(),
-           py::arg("tau") = py::none(), py::kw_only(), py::arg("base") = py::none(),
-           py::arg("base_velocity") = py::none(), py::arg("base_force") = py::none(),
-           py::arg("out") = py::none(), "The accelerations under torques, by articulated bodies.")
+      .def("inverse", &dynamics<&ZqMotionBatch::inverseDynamics>, py::arg("q"),
+           py::arg("v") = py::none(), py::arg("a") = py::none(), py::kw_only(),
+           py::arg("base") = py::none(), py::arg("base_velocity") = py::none(),
+           py::arg("base_acceleration") = py::none(), py::arg("out") = py::none(),
+           "The torques under which everything accelerates so.")
+      .def("forward", &dynamics<&ZqMotionBatch::forwardDynamics>, py::arg("q"),
+           py::arg("v") = py::none(), py::arg("tau") = py::none(), py::kw_only(),
+           py::arg("base") = py::none(), py::arg("base_velocity") = py::none(),
+           py::arg("base_force") = py::none(), py::arg("out") = py::none(),
+           "The accelerations under torques, by articulated bodies.")
       .def("step", &step, py::arg("q"), py::arg("v"), py::arg("tau") = py::none(), py::kw_only(),
            py::arg("dt"), py::arg("base") = py::none(), py::arg("base_velocity") = py::none(),
            py::arg("base_force") = py::none(),
-           "Advances q and v, and base and base_velocity of a free base, where they are, by a step of "
+           "Advances q and v, and base and base_velocity of a free base, where they are, by a step "
+           "of "
            "semi-implicit Euler: v += dt a, and then q += dt v. Limits of joints do not count.")
       .def("__repr__", [](const Batch& self)
            { return "<Batch of '" + self.model().manipulatorLabel() + "'>"; });

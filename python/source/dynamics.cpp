@@ -123,8 +123,12 @@ private:
    void takeTorques(const Optional& tau);
    void solve(Solver solver);
    std::span<const ZqReal> numbersOf(const Optional& array, const char* name) const;
-   Array result(const ZqXmlVectorBasicType<ZqReal>& joints, ZqVector linear, ZqVector angular) const;
-   ZqOrientation baseOrientation() { return model().dhFrameInSystem(m_active.activePositionState()).orientation(); }
+   Array result(const ZqXmlVectorBasicType<ZqReal>& joints, ZqVector linear,
+                ZqVector angular) const;
+   ZqOrientation baseOrientation()
+   {
+      return model().dhFrameInSystem(m_active.activePositionState()).orientation();
+   }
    py::tuple inSystem(ZqReArray byPosition, ZqReArray byVelocity, ZqReArray last);
 
    ZqU32 m_index;
@@ -354,7 +358,8 @@ py::tuple Dynamics::forwardDerivatives(const State& state, const Optional& tau,
 
 py::object namedTuple(const char* name, const char* fields)
 {
-   return py::module_::import("collections").attr("namedtuple")(name, fields, py::arg("module") = "zqmanipulator");
+   return py::module_::import("collections")
+      .attr("namedtuple")(name, fields, py::arg("module") = "zqmanipulator");
 }
 } // namespace
 
@@ -375,15 +380,23 @@ void zqPython::bindDynamics(py::module_& module)
 
    py::class_<Dynamics>(
       module, "Dynamics",
-      "The equations of motion of a manipulator: M(q) a + b(q, v) = tau + what acts from outside.\n\n"
-      "Arrays v, a and tau have `size` numbers, one for each degree of freedom. Those of joints stand in the "
-      "order of their links (rad or m, and N m or N). A free base comes first with six, linear before angular, "
-      "along the axes of the system: the velocity of the origin of its frame, and the force there. q has the "
-      "`dof` joints alone; `base` is the frame of the base in the system (4 x 4, or x y z w x y z), if it is "
+      "The equations of motion of a manipulator: M(q) a + b(q, v) = tau + what acts from "
+      "outside.\n\n"
+      "Arrays v, a and tau have `size` numbers, one for each degree of freedom. Those of joints "
+      "stand in the "
+      "order of their links (rad or m, and N m or N). A free base comes first with six, linear "
+      "before angular, "
+      "along the axes of the system: the velocity of the origin of its frame, and the force there. "
+      "q has the "
+      "`dof` joints alone; `base` is the frame of the base in the system (4 x 4, or x y z w x y "
+      "z), if it is "
       "another one than in the scene.\n\n"
-      "Torques act at the joints. The inertia of drives, springs and dampers counts, and so does the mass of "
-      "what is attached, where the scene has it; losses of drives do not: `Simulation` has these. `forces` "
-      "are external ones by link (label, index or `Link`): six numbers each, in the D-H frame of the link.\n\n"
+      "Torques act at the joints. The inertia of drives, springs and dampers counts, and so does "
+      "the mass of "
+      "what is attached, where the scene has it; losses of drives do not: `Simulation` has these. "
+      "`forces` "
+      "are external ones by link (label, index or `Link`): six numbers each, in the D-H frame of "
+      "the link.\n\n"
       "It keeps the model as it is now: later edits of the scene do not matter to it.")
       .def(py::init<const Manipulator&>(), py::arg("manipulator"))
       .def_property_readonly("dof", &Dynamics::dof, "Number of joints.")
@@ -393,40 +406,49 @@ void zqPython::bindDynamics(py::module_& module)
                     "Against gravity, in the system (m/s^2); that of the scene at first.")
       .def(
          "forward",
-         [solverOf](Dynamics& self, const Array& q, const Optional& v, const Optional& tau, const Optional& base,
-            const py::dict& forces, const std::string& solver)
+         [solverOf](Dynamics& self, const Array& q, const Optional& v, const Optional& tau,
+                    const Optional& base, const py::dict& forces, const std::string& solver)
          {
             const Solver kind = solverOf(solver);
             return told([&] { return self.forward({q, v, base}, tau, forces, kind); });
          },
          py::arg("q"), py::arg("v") = py::none(), py::arg("tau") = py::none(), py::kw_only(),
          py::arg("base") = py::none(), py::arg("forces") = py::dict(), py::arg("solver") = "crbi",
-         "The accelerations (`size`) under torques: by composite bodies ('crbi'), which heed the constraints of "
+         "The accelerations (`size`) under torques: by composite bodies ('crbi'), which heed the "
+         "constraints of "
          "the model, or by articulated bodies ('arbi'), which do not.")
       .def(
          "inverse",
-         [](Dynamics& self, const Array& q, const Optional& v, const Optional& a, const Optional& base,
-            const py::dict& forces)
-         { return told([&] { return self.inverse({q, v, base}, a, forces); }); },
+         [](Dynamics& self, const Array& q, const Optional& v, const Optional& a,
+            const Optional& base, const py::dict& forces) {
+            return told([&] { return self.inverse({q, v, base}, a, forces); });
+         },
          py::arg("q"), py::arg("v") = py::none(), py::arg("a") = py::none(), py::kw_only(),
          py::arg("base") = py::none(), py::arg("forces") = py::dict(),
          "The torques (`size`) under which everything accelerates so. Constraints play no part.")
       .def(
          "bias",
-         [](Dynamics& self, const Array& q, const Optional& v, const Optional& base, const py::dict& forces)
-         { return told([&] { return self.inverse({q, v, base}, {}, forces); }); },
+         [](Dynamics& self, const Array& q, const Optional& v, const Optional& base,
+            const py::dict& forces) {
+            return told([&] { return self.inverse({q, v, base}, {}, forces); });
+         },
          py::arg("q"), py::arg("v") = py::none(), py::kw_only(), py::arg("base") = py::none(),
          py::arg("forces") = py::dict(),
-         "The torques (`size`) under which nothing accelerates: gravity, centrifugal and Coriolis forces, springs "
+         "The torques (`size`) under which nothing accelerates: gravity, centrifugal and Coriolis "
+         "forces, springs "
          "and dampers.")
       .def(
-         "gravity", [](Dynamics& self, const Array& q, const Optional& base)
-         { return told([&] { return self.gravity({q, {}, base}); }); },
+         "gravity",
+         [](Dynamics& self, const Array& q, const Optional& base) {
+            return told([&] { return self.gravity({q, {}, base}); });
+         },
          py::arg("q"), py::kw_only(), py::arg("base") = py::none(),
          "The torques (`size`) that hold the bodies at rest against gravity alone.")
       .def(
-         "mass_matrix", [](Dynamics& self, const Array& q, const Optional& base)
-         { return told([&] { return self.massMatrix({q, {}, base}); }); },
+         "mass_matrix",
+         [](Dynamics& self, const Array& q, const Optional& base) {
+            return told([&] { return self.massMatrix({q, {}, base}); });
+         },
          py::arg("q"), py::kw_only(), py::arg("base") = py::none(),
          "What makes torques of accelerations: M (`size` x `size`), with the inertia of drives.")
       .def(
@@ -434,24 +456,34 @@ void zqPython::bindDynamics(py::module_& module)
          [inverseDerivatives](Dynamics& self, const Array& q, const Optional& v, const Optional& a,
                               const Optional& base, const py::dict& forces)
          {
-            return inverseDerivatives(
-               *told([&] { return self.inverseDerivatives({q, v, base}, a, forces); }));
+            return inverseDerivatives(*told(
+               [&] {
+                  return self.inverseDerivatives({q, v, base}, a, forces);
+               }));
          },
          py::arg("q"), py::arg("v") = py::none(), py::arg("a") = py::none(), py::kw_only(),
          py::arg("base") = py::none(), py::arg("forces") = py::dict(),
-         "How the answer of `inverse` (rows) changes with q, v and a: three matrices, `size` x `size` each. The "
+         "How the answer of `inverse` (rows) changes with q, v and a: three matrices, `size` x "
+         "`size` each. The "
          "position of a free base is moved and turned along the axes of the system.")
       .def(
          "forward_derivatives",
-         [forwardDerivatives](Dynamics& self, const Array& q, const Optional& v, const Optional& tau,
-                              const Optional& base, const py::dict& forces)
+         [forwardDerivatives](Dynamics& self, const Array& q, const Optional& v,
+                              const Optional& tau, const Optional& base, const py::dict& forces)
          {
-            return forwardDerivatives(
-               *told([&] { return self.forwardDerivatives({q, v, base}, tau, forces); }));
+            return forwardDerivatives(*told(
+               [&] {
+                  return self.forwardDerivatives({q, v, base}, tau, forces);
+               }));
          },
          py::arg("q"), py::arg("v") = py::none(), py::arg("tau") = py::none(), py::kw_only(),
          py::arg("base") = py::none(), py::arg("forces") = py::dict(),
-         "How the accelerations (rows) change with q, v and tau, likewise. Constraints play no part.")
-      .def("__repr__", [](const Dynamics& self)
-           { return "<Dynamics of '" + self.model().manipulatorLabel() + "' in " + std::to_string(self.size()) + " degrees of freedom>"; });
+         "How the accelerations (rows) change with q, v and tau, likewise. Constraints play no "
+         "part.")
+      .def("__repr__",
+           [](const Dynamics& self)
+           {
+              return "<Dynamics of '" + self.model().manipulatorLabel() + "' in " +
+                     std::to_string(self.size()) + " degrees of freedom>";
+           });
 }

@@ -31,7 +31,8 @@ struct InputTable
 void setInterpolation(ZqInputTable& table, const std::string& name)
 {
    if (name != "hold" && name != "linear")
-      throw py::value_error("interpolation: expected 'hold' or 'linear', but received '" + name + "'");
+      throw py::value_error("interpolation: expected 'hold' or 'linear', but received '" + name +
+                            "'");
    table.setInterpolation(name == "hold" ? ZqInputTable::Interpolation::Hold
                                          : ZqInputTable::Interpolation::Linear);
 }
@@ -46,7 +47,8 @@ std::string csvOf(const py::dict& columns)
    py::list lists;
    for (const auto& [name, column] : columns)
       lists.append(column.cast<Array>().attr("tolist")());
-   const py::object rows = py::module_::import("builtins").attr("zip")(*lists, py::arg("strict") = true);
+   const py::object rows =
+      py::module_::import("builtins").attr("zip")(*lists, py::arg("strict") = true);
    writer.attr("writerows")(rows);
    return text.attr("getvalue")().cast<std::string>();
 }
@@ -81,9 +83,11 @@ public:
       if (!(end >= start || isSame(end, start)) || !std::isfinite(end))
          throw py::value_error("duration: expected one that does not end before the present time");
       constexpr ZqReal most = 1e15;
-      if (!(std::max(std::abs(start), std::abs(end)) / step <= most && (end - start) / step <= most))
+      if (!(std::max(std::abs(start), std::abs(end)) / step <= most &&
+            (end - start) / step <= most))
          throw py::value_error("dt: the steps are too short");
-      const auto isMultiple = [&](ZqReal time) { return isSame(time, std::round(time / step) * step); };
+      const auto isMultiple = [&](ZqReal time)
+      { return isSame(time, std::round(time / step) * step); };
       m_startMultiple = isMultiple(start) ? std::round(start / step) : std::floor(start / step);
       ZqReal endMultiple = std::ceil(end / step);
       m_nextMultiple = endMultiple;
@@ -144,8 +148,9 @@ public:
       m_recordsContacts = names.contains("contacts");
       found = m_columns.size() + std::size_t(m_recordsEnergy) + std::size_t(m_recordsContacts);
       if (found != names.size())
-         throw py::value_error("record: expected names out of q, v, a, motor_torques, base, base_velocity, "
-                               "base_acceleration, energy, contacts");
+         throw py::value_error(
+            "record: expected names out of q, v, a, motor_torques, base, base_velocity, "
+            "base_acceleration, energy, contacts");
    }
 
    /// Without the interpreter's lock. False when the energy is not finite.
@@ -162,13 +167,17 @@ public:
       if (m_recordsContacts)
          for (const ZqSimulation::Contact& contact : m_simulation->contacts())
          {
-            m_contactNumbers.insert(m_contactNumbers.end(),
-                                    {m_times.back(), contact.depth, contact.normalForce, contact.frictionForce});
+            m_contactNumbers.insert(
+               m_contactNumbers.end(),
+               {m_times.back(), contact.depth, contact.normalForce, contact.frictionForce});
             m_contactPlaces.emplace_back(contact.first, contact.second);
          }
       return !m_simulation->divergence();
    }
-   bool hasLast() const { return !m_times.empty() && m_times.back() == m_simulation->state().time(); }
+   bool hasLast() const
+   {
+      return !m_times.empty() && m_times.back() == m_simulation->state().time();
+   }
 
    py::dict result()
    {
@@ -307,8 +316,9 @@ struct Running
 };
 
 /// Takes the steps, and answers why the last one was it.
-const char* takeSteps(Simulation& simulation, const Times& times, Driver& driver, const py::object& self,
-                      Recorder& recorder, std::uint64_t every, zqReplay::Recording* replay)
+const char* takeSteps(Simulation& simulation, const Times& times, Driver& driver,
+                      const py::object& self, Recorder& recorder, std::uint64_t every,
+                      zqReplay::Recording* replay)
 {
    Interruptions interruptions;
    const auto prepare = [&](std::uint64_t steps)
@@ -378,13 +388,15 @@ py::object run(const py::object& self, const std::optional<ZqReal>& duration, Zq
       const Running running(simulation);
       const py::gil_scoped_release release;
       const Zq::DiagnosticCollector collector;
-      end = takeSteps(simulation, times, driver, self, recorder, every, replay ? &*replay : nullptr);
+      end =
+         takeSteps(simulation, times, driver, self, recorder, every, replay ? &*replay : nullptr);
       diagnostics = collector.diagnostics();
    }
    py::dict arrays = recorder.result();
-   const py::object result = py::module_::import("zqmanipulator._run").attr("Run")(
-      arrays, simulation.joints(), simulation.bodies(), end,
-      replay ? py::cast(replay->json()) : py::object(py::none()));
+   const py::object result =
+      py::module_::import("zqmanipulator._run")
+         .attr("Run")(arrays, simulation.joints(), simulation.bodies(), end,
+                      replay ? py::cast(replay->json()) : py::object(py::none()));
    if (end != std::string_view("diverged"))
    {
       warn(diagnostics);
@@ -423,15 +435,20 @@ void zqPython::bindRun(py::module_& module)
 {
    py::class_<InputTable>(
       module, "InputTable",
-      "What drives a simulation over time: columns by name, of which the first is time (s, increasing).\n\n"
-      "The others are called 'manipulator/link' and, after a space, command, torque, force x, force y, force z, "
-      "moment x, moment y or moment z; `inputs_of` tells all. Lines hold until the next one, or are joined by "
+      "What drives a simulation over time: columns by name, of which the first is time (s, "
+      "increasing).\n\n"
+      "The others are called 'manipulator/link' and, after a space, command, torque, force x, "
+      "force y, force z, "
+      "moment x, moment y or moment z; `inputs_of` tells all. Lines hold until the next one, or "
+      "are joined by "
       "straight lines ('linear'). source: the path of a CSV file, or a dict of columns.")
       .def(py::init(&makeTable), py::arg("scene"), py::arg("source"), py::kw_only(),
            py::arg("interpolation") = "hold")
-      .def_property_readonly(
-         "times", [](const InputTable& self)
-         { return readOnly(self.table.times(), {static_cast<py::ssize_t>(self.table.times().size())}); })
+      .def_property_readonly("times",
+                             [](const InputTable& self) {
+                                return readOnly(self.table.times(), {static_cast<py::ssize_t>(
+                                                                       self.table.times().size())});
+                             })
       .def_property_readonly("names",
                              [](const InputTable& self)
                              {
@@ -452,10 +469,11 @@ void zqPython::bindRun(py::module_& module)
                                             static_cast<py::ssize_t>(self.table.inputs().size())});
          },
          "A row for each time, a column for each name.")
-      .def("__repr__", [](const InputTable& self)
+      .def("__repr__",
+           [](const InputTable& self)
            {
-              return "<InputTable of " + std::to_string(self.table.inputs().size()) + " columns and " +
-                     std::to_string(self.table.times().size()) + " lines>";
+              return "<InputTable of " + std::to_string(self.table.inputs().size()) +
+                     " columns and " + std::to_string(self.table.times().size()) + " lines>";
            });
    module.def(
       "inputs_of",
@@ -466,25 +484,32 @@ void zqPython::bindRun(py::module_& module)
             names.push_back(input.name);
          return names;
       },
-      py::arg("scene"), "The names of all columns that an `InputTable` of the scene may have, but for time.");
+      py::arg("scene"),
+      "The names of all columns that an `InputTable` of the scene may have, but for time.");
 
    SimulationClass(module.attr("Simulation"))
       .def("run", &run, py::arg("duration") = py::none(), py::arg("dt") = 1e-3, py::kw_only(),
            py::arg("until") = py::none(), py::arg("inputs") = py::none(),
            py::arg("record") = py::make_tuple("q", "v", "base", "energy"), py::arg("every") = 1,
            py::arg("replay") = true, py::arg("title") = "",
-           "Takes steps of a length dt (s) for a duration, or until a time, and answers a `Run` of what was "
-           "recorded: at the start, after every so many steps, and at the end. Steps end at multiples of dt, as those "
+           "Takes steps of a length dt (s) for a duration, or until a time, and answers a `Run` of "
+           "what was "
+           "recorded: at the start, after every so many steps, and at the end. Steps end at "
+           "multiples of dt, as those "
            "of `zqsim run`; the first and the last may be shorter.\n\n"
-           "inputs: an `InputTable`; an array of torques at the motors that are held (joints), or a row of them a "
-           "step (steps x joints); or a function, which is called with the simulation before each step, sets what it "
-           "likes and may return such torques. Without a function the interpreter's lock is released throughout.\n\n"
-           "record: names out of q, v, a, motor_torques, base, base_velocity, base_acceleration, energy, contacts. "
+           "inputs: an `InputTable`; an array of torques at the motors that are held (joints), or "
+           "a row of them a "
+           "step (steps x joints); or a function, which is called with the simulation before each "
+           "step, sets what it "
+           "likes and may return such torques. Without a function the interpreter's lock is "
+           "released throughout.\n\n"
+           "record: names out of q, v, a, motor_torques, base, base_velocity, base_acceleration, "
+           "energy, contacts. "
            "replay: whether the `Run` can show itself moving.\n\n"
-           "What diverges raises an `Error`, of which `run` has what there was until then. A stopping criterion "
+           "What diverges raises an `Error`, of which `run` has what there was until then. A "
+           "stopping criterion "
            "ends the run. Ctrl-C interrupts it between two steps.");
    module.def("_picture", &pictureOf, py::arg("scene"), py::arg("title") = "");
-   module.def("_page",
-              [](const std::string& page, const std::vector<std::string>& scenes)
+   module.def("_page", [](const std::string& page, const std::vector<std::string>& scenes)
               { return zqReplay::makePage(page, scenes); });
 }

@@ -36,7 +36,8 @@ auto byName(const Table& table, const std::string& name, const char* argument)
          return value;
       known += (known.empty() ? "'" : ", '") + std::string(text) + "'";
    }
-   throw py::value_error(std::string(argument) + ": expected one of " + known + ", but received '" + name + "'");
+   throw py::value_error(std::string(argument) + ": expected one of " + known + ", but received '" +
+                         name + "'");
 }
 
 template <class Table, class Value>
@@ -110,8 +111,8 @@ std::shared_ptr<Simulation> fromXml(const std::string& document)
 
 std::shared_ptr<Simulation> resume(const std::string& path)
 {
-   return resumed("resume " + path, [&](ZqSimulationCheckpoint& checkpoint)
-                  { return Zq::load(checkpoint, path); });
+   return resumed("resume " + path,
+                  [&](ZqSimulationCheckpoint& checkpoint) { return Zq::load(checkpoint, path); });
 }
 
 std::string toXml(Simulation& self)
@@ -227,10 +228,11 @@ py::dict energyBookOf(Simulation& self)
 
 // What has happened
 
-py::object namedTuple(py::module_& module, const char* name, const char* fields, const char* documentation)
+py::object namedTuple(py::module_& module, const char* name, const char* fields,
+                      const char* documentation)
 {
-   py::object type = py::module_::import("collections").attr("namedtuple")(
-      name, fields, py::arg("module") = "zqmanipulator");
+   py::object type = py::module_::import("collections")
+                        .attr("namedtuple")(name, fields, py::arg("module") = "zqmanipulator");
    type.attr("__doc__") = documentation;
    module.attr(name) = type;
    return type;
@@ -239,7 +241,8 @@ py::object namedTuple(py::module_& module, const char* name, const char* fields,
 /// Each is a class of the module, which lives as long as the interpreter.
 PyObject* contactClass = nullptr;
 
-py::object depthOf(const Simulation& self, const std::optional<ZqSimulation::DeepestContact>& deepest)
+py::object depthOf(const Simulation& self,
+                   const std::optional<ZqSimulation::DeepestContact>& deepest)
 {
    if (!deepest)
       return py::none();
@@ -280,7 +283,8 @@ py::list firedCriteriaOf(Simulation& self)
    const Simulation::Use use(self);
    py::list result;
    for (const ZqSimulation::FiredCriterion& fired : self->firedCriteria())
-      result.append(py::make_tuple(self.bodies()[fired.manipulator], fired.description, fired.time));
+      result.append(
+         py::make_tuple(self.bodies()[fired.manipulator], fired.description, fired.time));
    return result;
 }
 
@@ -292,7 +296,8 @@ py::object greatestGapOf(Simulation& self)
       return py::none();
    py::dict result;
    result["manipulator"] = self.bodies()[gap->manipulator];
-   result["constraint"] = gap->constraint == ZqNoLinkIndex ? py::object(py::none()) : py::cast(gap->constraint);
+   result["constraint"] =
+      gap->constraint == ZqNoLinkIndex ? py::object(py::none()) : py::cast(gap->constraint);
    result["size"] = gap->size;
    result["time"] = gap->time;
    return result;
@@ -302,7 +307,8 @@ Array frame(Simulation& self, const py::object& link)
 {
    const Simulation::Use use(self);
    const Place place = self.placeOf(link);
-   ZqManipulatorActiveState& state = self->present().manipulatorActiveStateVector()[place.manipulator];
+   ZqManipulatorActiveState& state =
+      self->present().manipulatorActiveStateVector()[place.manipulator];
    return arrayOf(self->linkAt(place)->primaryFrameInSystem(state.activePositionState()));
 }
 
@@ -424,8 +430,8 @@ void zqPython::Simulation::appendBases(Numbers& numbers) const
 {
    for (ZqU32 i = 0; i < m_bodies.size(); ++i)
    {
-      const auto frame = manipulator(i).coordSysXForm() *
-                         m_simulation->state().positionStates()[i].coordSysXForm();
+      const auto frame =
+         manipulator(i).coordSysXForm() * m_simulation->state().positionStates()[i].coordSysXForm();
       const ZqVector& p = frame.translation();
       const ZqOrientation& q = frame.orientation();
       numbers.insert(numbers.end(), {p.x(), p.y(), p.z(), q.w(), q.x(), q.y(), q.z()});
@@ -461,9 +467,12 @@ std::string zqPython::divergenceOf(Simulation& simulation)
    const auto& deepest = divergence->deepestContact;
    const std::string start = "diverged at " + std::to_string(divergence->time) + " s: ";
    if (divergence->quantity == std::string_view("contact") && deepest)
-      return start + "the step is far too long for the contact of " + simulation.nameOf(deepest->first) + " and " +
-             simulation.nameOf(deepest->second) + ", which is stable with steps of up to " + std::to_string(divergence->contactStepLimit) + " s";
-   return start + "the " + divergence->quantity + " of " + simulation.nameOf(divergence->place) + " is not finite";
+      return start + "the step is far too long for the contact of " +
+             simulation.nameOf(deepest->first) + " and " + simulation.nameOf(deepest->second) +
+             ", which is stable with steps of up to " +
+             std::to_string(divergence->contactStepLimit) + " s";
+   return start + "the " + divergence->quantity + " of " + simulation.nameOf(divergence->place) +
+          " is not finite";
 }
 
 void zqPython::failStep(Simulation& simulation, std::vector<Zq::Diagnostic> diagnostics)
@@ -499,36 +508,49 @@ py::list zqPython::contactsOf(Simulation& simulation)
 void zqPython::bindSimulation(py::module_& module)
 {
    contactClass =
-      namedTuple(module, "Contact",
-                 "first second shapes points point normal depth normal_force friction_force force mode",
-                 "Two shapes that touch: the links, 'manipulator/link'; the numbers of their shapes; how many points "
-                 "overlap; their middle, and the unit normal from the first to the second, in the system; the depth "
-                 "(m); the sizes of the forces (N); the force on the second (N, in the system); and whether the "
-                 "contact is 'frictionless', 'sticks' or 'slips'.")
+      namedTuple(
+         module, "Contact",
+         "first second shapes points point normal depth normal_force friction_force force mode",
+         "Two shapes that touch: the links, 'manipulator/link'; the numbers of their shapes; how "
+         "many points "
+         "overlap; their middle, and the unit normal from the first to the second, in the system; "
+         "the depth "
+         "(m); the sizes of the forces (N); the force on the second (N, in the system); and "
+         "whether the "
+         "contact is 'frictionless', 'sticks' or 'slips'.")
          .release()
          .ptr();
 
    SimulationClass simulation(
       module, "Simulation",
       "The state of a scene on its way through time: one call, one step.\n\n"
-      "It begins at the state of the scene, which it copies. Arrays of joints (rad or m) have those of all "
-      "manipulators one after the other, as `joints` names them; arrays of bases have a row for each manipulator. "
-      "Links are told by 'manipulator/link', or as a `Link` of the scene. What drives it, commands, torques and "
+      "It begins at the state of the scene, which it copies. Arrays of joints (rad or m) have "
+      "those of all "
+      "manipulators one after the other, as `joints` names them; arrays of bases have a row for "
+      "each manipulator. "
+      "Links are told by 'manipulator/link', or as a `Link` of the scene. What drives it, "
+      "commands, torques and "
       "forces, is set between steps and holds until it is set anew.\n\n"
-      "solver: 'crbi', which heeds constraints, or 'arbi', for long chains. integrator: 'euler' (semi-implicit), "
-      "'midpoint' (implicit) or 'rk4'. energy: whether `energy_book` is kept. contact, interactions: whether links "
-      "touch, and whether anything acts between them. coupling: whether what is attached acts back. loops: whether "
+      "solver: 'crbi', which heeds constraints, or 'arbi', for long chains. integrator: 'euler' "
+      "(semi-implicit), "
+      "'midpoint' (implicit) or 'rk4'. energy: whether `energy_book` is kept. contact, "
+      "interactions: whether links "
+      "touch, and whether anything acts between them. coupling: whether what is attached acts "
+      "back. loops: whether "
       "loops of constraints are held closed.\n\n"
-      "Steps release the interpreter's lock. A simulation serves one thread at a time; others wait.");
+      "Steps release the interpreter's lock. A simulation serves one thread at a time; others "
+      "wait.");
    simulation
       .def(py::init(&make), py::arg("scene"), py::kw_only(), py::arg("solver") = "crbi",
            py::arg("integrator") = "euler", py::arg("energy") = false, py::arg("contact") = true,
            py::arg("coupling") = true, py::arg("loops") = true, py::arg("interactions") = true)
       .def_property_readonly("settings", &settingsOf, "As the arguments.")
-      .def_property_readonly("joints", &Simulation::joints, "The names of all joints, 'manipulator/link'.")
+      .def_property_readonly("joints", &Simulation::joints,
+                             "The names of all joints, 'manipulator/link'.")
       .def_property_readonly("bodies", &Simulation::bodies, "The labels of the manipulators.")
       .def_property_readonly(
-         "scene", [](Simulation& self)
+         "scene",
+         [](Simulation& self)
          {
             const Simulation::Use use(self);
             return std::make_shared<Scene>(self->scene());
@@ -543,25 +565,36 @@ void zqPython::bindSimulation(py::module_& module)
             const Simulation::Use use(self);
             stepTo(self, self->state().time() + dt);
          },
-         py::arg("dt"), "Steps by a length of time (s). What diverges raises an `Error`, and the state stays.")
+         py::arg("dt"),
+         "Steps by a length of time (s). What diverges raises an `Error`, and the state stays.")
       .def("step_to", &stepTo, py::arg("time"), "Steps to a later time (s), likewise.")
-      .def_property_readonly("time", [](Simulation& self)
-                             {
-                                const Simulation::Use use(self);
-                                return self->state().time();
-                             }, "In s.")
-      .def_property_readonly("steps", [](Simulation& self)
-                             {
-                                const Simulation::Use use(self);
-                                return self->steps();
-                             }, "That were done.")
-      .def_property_readonly("substituted_steps", [](Simulation& self)
-                             {
-                                const Simulation::Use use(self);
-                                return self->substitutedSteps();
-                             }, "Those that the integrator has left to 'euler'.");
+      .def_property_readonly(
+         "time",
+         [](Simulation& self)
+         {
+            const Simulation::Use use(self);
+            return self->state().time();
+         },
+         "In s.")
+      .def_property_readonly(
+         "steps",
+         [](Simulation& self)
+         {
+            const Simulation::Use use(self);
+            return self->steps();
+         },
+         "That were done.")
+      .def_property_readonly(
+         "substituted_steps",
+         [](Simulation& self)
+         {
+            const Simulation::Use use(self);
+            return self->substitutedSteps();
+         },
+         "Those that the integrator has left to 'euler'.");
 
-   const auto list = [&](const char* name, auto append, py::ssize_t width, const char* documentation)
+   const auto list =
+      [&](const char* name, auto append, py::ssize_t width, const char* documentation)
    {
       simulation.def_property_readonly(
          name, [=](Simulation& self) { return listed(self, append, width); }, documentation);
@@ -569,7 +602,8 @@ void zqPython::bindSimulation(py::module_& module)
    list("q", &Simulation::appendPositions, 0, "Positions of joints (rad or m).");
    list("v", &Simulation::appendVelocities, 0, "Velocities of joints (rad/s or m/s).");
    list("a", &Simulation::appendAccelerations, 0,
-        "Accelerations of joints (rad/s^2 or m/s^2), which takes an evaluation of the present. A joint that rests "
+        "Accelerations of joints (rad/s^2 or m/s^2), which takes an evaluation of the present. A "
+        "joint that rests "
         "in a limit accelerates here as if it were free.");
    list("motor_torques", &Simulation::appendMotorTorques, 0,
         "Torques at the motors (N m or N): of power converters and given ones.");
@@ -599,7 +633,8 @@ void zqPython::bindSimulation(py::module_& module)
          },
          "To the power converters: a voltage, a valve opening, a torque.")
       .def(
-         "set_torque", [](Simulation& self, const py::object& joint, ZqReal torque)
+         "set_torque",
+         [](Simulation& self, const py::object& joint, ZqReal torque)
          {
             const Simulation::Use use(self);
             const Place place = self.placeOf(joint);
@@ -607,7 +642,8 @@ void zqPython::bindSimulation(py::module_& module)
          },
          py::arg("joint"), py::arg("torque"), "As `torques`, of one joint.")
       .def(
-         "set_command", [](Simulation& self, const py::object& joint, ZqReal command)
+         "set_command",
+         [](Simulation& self, const py::object& joint, ZqReal command)
          {
             const Simulation::Use use(self);
             const Place place = self.placeOf(joint);
@@ -615,7 +651,8 @@ void zqPython::bindSimulation(py::module_& module)
          },
          py::arg("joint"), py::arg("command"), "As `commands`, of one joint.")
       .def(
-         "set_force", [](Simulation& self, const py::object& link, const Array& force)
+         "set_force",
+         [](Simulation& self, const py::object& link, const Array& force)
          {
             const Simulation::Use use(self);
             const Place place = self.placeOf(link);
@@ -625,77 +662,93 @@ void zqPython::bindSimulation(py::module_& module)
          py::arg("link"), py::arg("force"),
          "The external force on a link or base: six numbers (N, N m), in its D-H frame.")
       .def(
-         "force", [](Simulation& self, const py::object& link)
+         "force",
+         [](Simulation& self, const py::object& link)
          {
             const Simulation::Use use(self);
             return arrayOf(self->externalForce(self.placeOf(link)));
          },
          py::arg("link"), "The external force that was set.")
-      .def("attach", &attach, py::arg("manipulator"), py::arg("carrier"), py::arg("offset") = py::none(),
-           py::arg("name") = "",
-           "Hangs a manipulator, with all that hangs on it, on a link of another one: as it stands, or with an "
+      .def("attach", &attach, py::arg("manipulator"), py::arg("carrier"),
+           py::arg("offset") = py::none(), py::arg("name") = "",
+           "Hangs a manipulator, with all that hangs on it, on a link of another one: as it "
+           "stands, or with an "
            "offset in the primary frame of the link.")
-      .def("detach", &detach, py::arg("manipulator"), "Releases a manipulator, which goes on as it moves.");
+      .def("detach", &detach, py::arg("manipulator"),
+           "Releases a manipulator, which goes on as it moves.");
 
    simulation
       .def("frame", &frame, py::arg("link"), "The primary frame of a link in the system (4 x 4).")
       .def(
-         "contacts", [](Simulation& self)
+         "contacts",
+         [](Simulation& self)
          {
             const Simulation::Use use(self);
             return contactsOf(self);
          },
          "What touches and may move, as `Contact`s.")
       .def_property_readonly(
-         "contact_step_limit", [](Simulation& self)
+         "contact_step_limit",
+         [](Simulation& self)
          {
             const Simulation::Use use(self);
             return told([&] { return self->contactStepLimit(); });
          },
-         "The longest step (s) for which the contacts of the present are stable; infinite without any.")
+         "The longest step (s) for which the contacts of the present are stable; infinite without "
+         "any.")
       .def("constraint_forces", &constraintForces, py::arg("manipulator") = 0,
            "One number for each row of the constraints of a manipulator.")
       .def_property_readonly("energy", &energyOf, "kinetic, potential (in gravity) and total (J).")
-      .def_property_readonly("energy_book", &energyBookOf,
-                             "Where the energy is, where it came from and went (J): held, held_at_start, work, "
-                             "lost, each by its parts, and the remainder, which is the integrator's.")
+      .def_property_readonly(
+         "energy_book", &energyBookOf,
+         "Where the energy is, where it came from and went (J): held, held_at_start, work, "
+         "lost, each by its parts, and the remainder, which is the integrator's.")
       .def_property_readonly("limit_hits", &limitHitsOf,
                              "The joints that were at a limit, each with the first time (s).")
       .def_property_readonly("fired_criteria", &firedCriteriaOf,
                              "Stopping criteria that were met: manipulator, description, time (s).")
-      .def_property_readonly("divergence", &divergenceDict, "What was not finite, and when; or None.")
-      .def_property_readonly("greatest_gap", &greatestGapOf, "The greatest gap of a loop so far, or None.")
+      .def_property_readonly("divergence", &divergenceDict,
+                             "What was not finite, and when; or None.")
+      .def_property_readonly("greatest_gap", &greatestGapOf,
+                             "The greatest gap of a loop so far, or None.")
       .def_property_readonly(
-         "greatest_depth", [](Simulation& self)
+         "greatest_depth",
+         [](Simulation& self)
          {
             const Simulation::Use use(self);
             return depthOf(self, self->greatestDepth());
          },
          "The deepest contact so far, or None.")
-      .def_property_readonly("slips", [](Simulation& self)
-                             {
-                                const Simulation::Use use(self);
-                                return self->slips();
-                             }, "How often a contact that stuck began to slip.");
+      .def_property_readonly(
+         "slips",
+         [](Simulation& self)
+         {
+            const Simulation::Use use(self);
+            return self->slips();
+         },
+         "How often a contact that stuck began to slip.");
 
    simulation
       .def(
          "save", [](Simulation& self, const py::object& path) { save(self, pathOf(path)); },
          py::arg("path"), "Writes a checkpoint: all that the next step depends on.")
-      .def_static("resume", [](const py::object& path) { return resume(pathOf(path)); },
-                  py::arg("path"),
-                  "A simulation that goes on from a checkpoint, to the same bits as if it had never ended.")
+      .def_static(
+         "resume", [](const py::object& path) { return resume(pathOf(path)); }, py::arg("path"),
+         "A simulation that goes on from a checkpoint, to the same bits as if it had never ended.")
       .def("to_xml", &toXml, "The text of a checkpoint.")
-      .def_static("from_xml", &fromXml, py::arg("document"), "Goes on from the text of a checkpoint.")
+      .def_static("from_xml", &fromXml, py::arg("document"),
+                  "Goes on from the text of a checkpoint.")
       .def(py::pickle(&toXml, &fromXml))
       .def("__copy__", [](Simulation& self) { return fromXml(toXml(self)); })
       .def(
          "__deepcopy__", [](Simulation& self, const py::dict&) { return fromXml(toXml(self)); },
          py::arg("memo"))
-      .def("__repr__", [](Simulation& self)
+      .def("__repr__",
+           [](Simulation& self)
            {
               const Simulation::Use use(self);
-              return "<Simulation of " + std::to_string(self.bodies().size()) + " manipulators with " +
-                     std::to_string(self.joints().size()) + " joints at " + std::to_string(self->state().time()) + " s>";
+              return "<Simulation of " + std::to_string(self.bodies().size()) +
+                     " manipulators with " + std::to_string(self.joints().size()) + " joints at " +
+                     std::to_string(self->state().time()) + " s>";
            });
 }
