@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <string>
 
 namespace
@@ -35,6 +36,7 @@ std::array<ZqReal, 6> sixOf(const ZqVector& first, const ZqVector& second)
 }
 
 constexpr ZqReal rotationTolerance = 1e-9;
+constexpr ZqReal noBound = 1e300;
 } // namespace
 
 void zqPython::require(const Array& array, const char* name,
@@ -184,4 +186,23 @@ zqPython::Array zqPython::readOnly(std::span<const ZqReal> numbers, const Shape&
    Array array = copyOf(numbers, shape);
    array.attr("setflags")(py::arg("write") = false);
    return array;
+}
+
+std::span<const ZqReal> zqPython::matrixOf(const Array& array, const char* name, py::ssize_t rows,
+                                           py::ssize_t columns)
+{
+   return finiteNumbers(array, name, {rows, columns});
+}
+
+ZqReal zqPython::boundOf(ZqReal number, const char* name)
+{
+   if (std::isnan(number))
+      throw py::value_error(std::string(name) + ": expected a number");
+   return std::isinf(number) ? std::copysign(noBound, number) : number;
+}
+
+ZqReal zqPython::orInfinite(ZqReal bound)
+{
+   return std::abs(bound) >= noBound ? std::copysign(std::numeric_limits<ZqReal>::infinity(), bound)
+                                     : bound;
 }

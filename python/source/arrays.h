@@ -39,8 +39,18 @@ Array take(std::vector<ZqReal>&& numbers, const Shape& shape);
 
 /// The numbers of an argument that is a list of a length; what is not finite is a `ValueError`.
 std::span<const ZqReal> listOf(const Array& array, const char* name, std::size_t length);
+/// The same of a matrix.
+std::span<const ZqReal> matrixOf(const Array& array, const char* name, py::ssize_t rows,
+                                 py::ssize_t columns);
 /// A copy that cannot be written: of what a property answers, so that nobody writes into it in vain.
 Array readOnly(std::span<const ZqReal> numbers, const Shape& shape);
+
+/// \name Bounds
+/// A bound that does not count is infinite in Python, and 1e300 in the library. NaN is a `ValueError`.
+/// @{
+ZqReal boundOf(ZqReal number, const char* name);
+ZqReal orInfinite(ZqReal bound);
+/// @}
 
 /// \name Values
 /// Vectors as 3 numbers; orientations as 4, w x y z, of a length of 1; spatial vectors as 6, the linear part

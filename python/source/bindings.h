@@ -15,6 +15,14 @@ namespace py = pybind11;
 /// @{
 void bindFailures(py::module_& module);
 void bindScene(py::module_& module);
+void bindState(py::module_& module);
+void bindKinematics(py::module_& module);
+void bindJoint(py::module_& module);
+void bindShape(py::module_& module);
+void bindMass(py::module_& module);
+void bindModel(py::module_& module);
+void bindEditing(py::module_& module);
+void bindTools(py::module_& module);
 void bindDynamics(py::module_& module);
 void bindBatch(py::module_& module);
 void bindSimulation(py::module_& module);

@@ -16,15 +16,14 @@ namespace zqPython
 /// Warns of diagnostics by `zqmanipulator.Warning`, but not of notes.
 void warn(const std::vector<Zq::Diagnostic>& diagnostics);
 
-/// Does something that answers whether it succeeded, with the interpreter's lock released. What is logged on the
-/// way is raised when it did not, and warned of when it did.
+/// Does something short that answers whether it succeeded. What is logged on the way is raised when it did not,
+/// and warned of when it did.
 template <class Action>
-void perform(const std::string& doing, Action&& action)
+void performNow(const std::string& doing, Action&& action)
 {
    bool succeeds = false;
    std::vector<Zq::Diagnostic> diagnostics;
    {
-      const py::gil_scoped_release release;
       const Zq::DiagnosticCollector collector;
       succeeds = std::forward<Action>(action)();
       diagnostics = collector.diagnostics();
@@ -32,6 +31,18 @@ void perform(const std::string& doing, Action&& action)
    if (!succeeds)
       fail(doing, diagnostics);
    warn(diagnostics);
+}
+
+/// The same of something that takes long, with the interpreter's lock released.
+template <class Action>
+void perform(const std::string& doing, Action&& action)
+{
+   performNow(doing,
+              [&]
+              {
+                 const py::gil_scoped_release release;
+                 return std::forward<Action>(action)();
+              });
 }
 
 /// Does something short, under the interpreter's lock, and warns of what is logged on the way.

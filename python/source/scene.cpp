@@ -38,7 +38,7 @@ bool hasLink(const Manipulator& manipulator, const ZqString& label)
 
 Link linkWith(const Manipulator& manipulator, const ZqString& label)
 {
-   return {manipulator, manipulator.scene->linkLabels[*manipulator.label].of(label)};
+   return {manipulator, manipulator.scene->linkLabels[manipulator.label].of(label)};
 }
 
 bool hasAttachments(const ZqStatedSystem& scene)
@@ -63,15 +63,16 @@ std::shared_ptr<Scene> fromXml(const std::string& document)
 
 void save(const Scene& scene, const ZqString& path, bool defaults)
 {
-   const ZqStatedSystem copy = scene.stated();
-   perform("save " + path, [&] { return Zq::save(copy, path, defaults); });
+   ZqStatedSystem copy = scene.stated();
+   perform("save " + path, [&] { return copy.keepCombinations(), Zq::save(copy, path, defaults); });
 }
 
 ZqString toXml(const Scene& scene, bool defaults)
 {
-   const ZqStatedSystem copy = scene.stated();
+   ZqStatedSystem copy = scene.stated();
    ZqString document;
-   perform("write a document", [&] { return Zq::toXml(copy, document, defaults); });
+   perform("write a document",
+           [&] { return copy.keepCombinations(), Zq::toXml(copy, document, defaults); });
    return document;
 }
 
@@ -80,19 +81,19 @@ ZqString pathOf(const py::object& path)
    return py::module_::import("os").attr("fspath")(path).cast<ZqString>();
 }
 
-py::list manipulatorsOf(const std::shared_ptr<Scene>& scene)
+std::vector<Manipulator> manipulatorsOf(const std::shared_ptr<Scene>& scene)
 {
-   py::list list;
+   std::vector<Manipulator> list;
    for (ZqU32 i = 0; i < countOf(*scene); ++i)
-      list.append(manipulatorAt(scene, i));
+      list.push_back(manipulatorAt(scene, i));
    return list;
 }
 
-py::list linksOf(const Manipulator& manipulator)
+std::vector<Link> linksOf(const Manipulator& manipulator)
 {
-   py::list list;
+   std::vector<Link> list;
    for (const ZqManipulatorLink* link : manipulator.model().concreteReference().linkPointerVector())
-      list.append(linkWith(manipulator, link->linkLabel()));
+      list.push_back(linkWith(manipulator, link->linkLabel()));
    return list;
 }
 } // namespace
@@ -271,8 +272,8 @@ void zqPython::bindScene(py::module_& module)
       .def("__getitem__", &manipulatorOf, py::arg("label"))
       .def("__contains__", &hasManipulator, py::arg("label"))
       .def("__len__", &countOf)
-      .def("__iter__",
-           [](const std::shared_ptr<Scene>& self) { return py::iter(manipulatorsOf(self)); })
+      .def("__iter__", [](const std::shared_ptr<Scene>& self)
+           { return py::iter(py::cast(manipulatorsOf(self))); })
       .def("__copy__", [](const Scene& self) { return std::make_shared<Scene>(self); })
       .def(
          "__deepcopy__",
@@ -302,7 +303,7 @@ void zqPython::bindScene(py::module_& module)
       .def("__getitem__", &linkOf, py::arg("label"))
       .def("__contains__", &hasLink, py::arg("label"))
       .def("__len__", [](const Manipulator& self) { return self.model().jointDof(); })
-      .def("__iter__", [](const Manipulator& self) { return py::iter(linksOf(self)); })
+      .def("__iter__", [](const Manipulator& self) { return py::iter(py::cast(linksOf(self))); })
       .def("__eq__", &Manipulator::operator==, py::is_operator())
       .def("__hash__",
            [](const Manipulator& self) { return std::hash<const void*>()(self.label.get()); })

@@ -62,8 +62,8 @@ public:
       return active().manipulatorActiveStateVector()[manipulator];
    }
 
-   Labels labels;                         ///< of manipulators
-   std::map<ZqString, Labels> linkLabels; ///< by the label of their manipulator
+   Labels labels;                              ///< of manipulators
+   std::map<Labels::Label, Labels> linkLabels; ///< by the label of their manipulator
 
 private:
    ZqStatedSystem m_stated;
