@@ -3,6 +3,8 @@
 JOBS ?= 2
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 60
+# The interpreter that the Python module is built for.
+PYTHON ?= /usr/bin/python3
 # More for CMake when the tests are configured.
 TEST_OPTIONS ?=
 DEPENDENCIES := ./cmake/installDependencies.sh
@@ -10,7 +12,7 @@ SOURCE_DIRS := $(wildcard zqManipulator apps examples tests benchmarks fuzz pyth
 CXX_FILES = $(shell find $(SOURCE_DIRS) -name '*.h' -o -name '*.cpp')
 
 .DEFAULT_GOAL := help
-.PHONY: help run gallery test asan tsan bench fuzz headers format format-check tidy docs install clean
+.PHONY: help run gallery test python asan tsan bench fuzz headers format format-check tidy docs install clean
 
 help: ## Tell what there is to make
 	@sed -n 's/^\([a-z-]*\):.*## /  make \1\t/p' $(MAKEFILE_LIST) | expand -t 23
@@ -39,6 +41,12 @@ test: ## Build everything and run all tests
 	cmake --preset release $(TEST_OPTIONS)
 	cmake --build --preset release -j $(JOBS)
 	ctest --preset release -j $(JOBS)
+
+python: ## Build the Python module, and test it with pytest and mypy
+	@$(DEPENDENCIES) python3-dev python3-numpy python3-pip python3-pytest pybind11-dev mypy
+	cmake --preset release -D ZQ_BUILD_PYTHON=ON -D Python3_EXECUTABLE=$(PYTHON) $(TEST_OPTIONS)
+	cmake --build --preset release -j $(JOBS) --target zqPython
+	PYTHONPATH=build/release/python $(PYTHON) -m pytest -q -p no:cacheprovider
 
 asan: ## Run the tests under AddressSanitizer and UndefinedBehaviorSanitizer
 	@$(DEPENDENCIES)
