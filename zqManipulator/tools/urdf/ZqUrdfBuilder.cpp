@@ -3,6 +3,7 @@
 #include "zqManipulator/actuation/ZqPassThroughPowerConverter.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 #include "zqManipulator/simulation/constraints/ZqLinearStateEqualityConstraint.h"
+#include "zqManipulator/tools/urdf/ZqUrdfRotations.h"
 
 #include <algorithm>
 #include <cmath>
@@ -16,17 +17,6 @@ using Frame = ZqCoordinateSystemTransformation;
 const ZqVector xAxis(1.0, 0.0, 0.0);
 const ZqVector yAxis(0.0, 1.0, 0.0);
 const ZqVector zAxis(0.0, 0.0, 1.0);
-
-/// A rotation, the least one, that takes z to a unit vector; from beyond a right angle it is the least one from
-/// -z after half a turn about x.
-ZqOrientation rotationTo(const ZqVector& axis)
-{
-   const bool isBelow = axis.z() < 0.0;
-   const ZqReal sign = isBelow ? -1.0 : 1.0;
-   ZqOrientation rotation(1.0 + sign * axis.z(), -sign * axis.y(), sign * axis.x(), 0.0);
-   rotation.normalize();
-   return isBelow ? rotation * ZqOrientation(0.0, 1.0, 0.0, 0.0) : rotation;
-}
 
 bool hasMass(const ZqRigidBodyMassProperties& body)
 {
@@ -72,17 +62,21 @@ std::optional<Fault> Builder::build(bool hasFreeBase, ZqStatedSystem& scene)
 
 // Bodies
 
-/// Where the root has no more than a name and floats the one link below, that link is the base. Answers the base.
-ZqU32 Builder::takeFloatingBase()
+/// Where the root has no more than a name and floats the one link below, that link is the base; so it is where the
+/// root is called `world`. Answers the base.
+ZqU32 Builder::takeBase()
 {
    const Link& root = m_robot.links[m_tree.root];
    const std::vector<ZqU32>& below = m_tree.children[m_tree.root];
    const bool isEmpty =
       !hasMass(root.body) && root.visuals.empty() && root.collisions.empty() && below.size() == 1;
-   if (!isEmpty || m_robot.joints[below.front()].type != Joint::Type::Floating)
+   if (!isEmpty)
       return m_tree.root;
    const Joint& joint = m_robot.joints[below.front()];
-   m_isFree = true;
+   const bool floats = joint.type == Joint::Type::Floating;
+   if (!floats && !(root.name == "world" && joint.type == Joint::Type::Fixed))
+      return m_tree.root;
+   m_isFree = m_isFree || floats;
    m_baseFrame = joint.origin;
    if (root.name != "world")
       lose("link " + quoted(root.name), "name",
@@ -103,7 +97,7 @@ std::optional<Fault> Builder::makeBodies()
    m_bodyOfJoint.assign(m_robot.joints.size(), none);
    m_bodies.reserve(m_robot.links.size());
    m_bodies.emplace_back();
-   std::vector<Place> open{{takeFloatingBase(), none, {}}};
+   std::vector<Place> open{{takeBase(), none, {}}};
    m_bodies.front().label = m_robot.links[open.back().link].name;
    m_bodies.front().line = m_robot.links[open.back().link].line;
    while (!open.empty())

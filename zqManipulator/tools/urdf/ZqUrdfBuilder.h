@@ -85,7 +85,7 @@ private:
 
    void lose(const ZqString& place, const ZqString& element, const ZqString& text,
              unsigned long line, ZqConversionLoss::Kind kind = ZqConversionLoss::Kind::Changed);
-   ZqU32 takeFloatingBase();
+   ZqU32 takeBase();
    std::optional<Fault> makeBodies();
    ZqU32 addMovingLink(const Place& place, const Joint& joint);
    void addBody(ZqU32 parent, const Joint& joint, const ZqString& label,

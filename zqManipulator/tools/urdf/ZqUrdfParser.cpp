@@ -3,6 +3,7 @@
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/xml/ZqXmlText.h"
 #include "zqManipulator/foundation/xml/ZqXmlWhiteSpace.h"
+#include "zqManipulator/tools/urdf/ZqUrdfRotations.h"
 
 #include <algorithm>
 #include <cmath>
@@ -37,16 +38,6 @@ bool parseNumbers(std::string_view text, std::span<ZqReal> numbers)
 
 constexpr std::array countWords{"", "a number", "two numbers", "three numbers", "four numbers"};
 } // namespace
-
-ZqVector unitVector(const ZqVector& v)
-{
-   const ZqReal largest = std::max({std::abs(v.x()), std::abs(v.y()), std::abs(v.z())});
-   if (largest == 0.0)
-      return {};
-   // Not by the reciprocal, which of the smallest numbers is infinite.
-   const ZqVector scaled(v.x() / largest, v.y() / largest, v.z() / largest);
-   return scaled * (1.0 / scaled.mag());
-}
 
 /// The attributes of the element at the cursor. Each is asked for by name; those that nobody asked for are losses.
 class Parser::Attributes
@@ -352,11 +343,8 @@ void Parser::readOrigin(ZqCoordinateSystemTransformation& origin)
       std::array<ZqReal, 4> quaternion{};
       if (readVector(attributes, "xyz", p))
          origin.setTranslation(p);
-      // About the fixed axes x, y and z in turn.
       if (readVector(attributes, "rpy", rpy) && !(rpy == ZqVector()))
-         origin.setOrientation(ZqOrientation::zRotation(rpy.z()) *
-                               ZqOrientation::yRotation(rpy.y()) *
-                               ZqOrientation::xRotation(rpy.x()));
+         origin.setOrientation(orientationOf(rpy));
       if (attributes.numbers("quat_xyzw", quaternion))
       {
          const auto& [x, y, z, w] = quaternion;
@@ -653,7 +641,7 @@ void Parser::readAxis(ZqVector& axis)
       Attributes attributes(*this);
       if (attributes.require("xyz") && readVector(attributes, "xyz", axis))
       {
-         axis = unitVector(axis);
+         axis = unitAxis(axis);
          if (axis == ZqVector())
             m_reader.failAttributeValue("an axis that is not zero");
       }

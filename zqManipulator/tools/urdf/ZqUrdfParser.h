@@ -68,7 +68,4 @@ private:
    ZqConversionLosses& m_losses;
    ZqString m_place = "robot";
 };
-
-/// A vector at unit length, whatever its length; zero for zero.
-ZqVector unitVector(const ZqVector& v);
 } // namespace ZqUrdf
