@@ -18,12 +18,12 @@ std::string meshOf(const std::string& name)
 {
    return "<visual><geometry><mesh filename='" + name + "'/></geometry></visual>";
 }
-/// A tetrahedron with edges of 1, 2 and 3 m along the axes, told in millimetres and with y up.
+/// A tetrahedron with edges of 1, 2 and 4 m along the axes, told in a unit of half a metre and with y up.
 const char* const collada =
    R"(<?xml version="1.0"?><COLLADA xmlns="http://www.collada.org/2005/11/COLLADASchema" version="1.4.1">
-<asset><unit meter="0.001" name="mm"/><up_axis>Y_UP</up_axis></asset>
+<asset><unit meter="0.5" name="half"/><up_axis>Y_UP</up_axis></asset>
 <library_geometries><geometry id="g"><mesh>
-<source id="p"><float_array id="a" count="12">0 0 0 1000 0 0 0 2000 0 0 0 3000</float_array>
+<source id="p"><float_array id="a" count="12">0 0 0 2 0 0 0 4 0 0 0 8</float_array>
 <technique_common><accessor source="#a" count="4" stride="3"><param name="X" type="float"/>
 <param name="Y" type="float"/><param name="Z" type="float"/></accessor></technique_common></source>
 <vertices id="v"><input semantic="POSITION" source="#p"/></vertices>
@@ -77,7 +77,7 @@ TEST_F(Zqsim, RobotsInUrdfAreConverted)
    if (withMesh.out.find("nobody reads meshes") != std::string::npos)
       GTEST_SKIP() << "built without Assimp";
    EXPECT_EQ(withMesh.out, "nothing was lost\n");
-   EXPECT_NE(contentOf(scratch("out.xml")).find("0 2 0 0 0 3"), std::string::npos);
+   EXPECT_NE(contentOf(scratch("out.xml")).find("0 2 0 1 0 0 0 0 4"), std::string::npos);
    const Json info = runForJson("info " + scratch("out.xml"));
    EXPECT_EQ(info.at("shapes").at("triangleMesh"), 1) << info;
 }
