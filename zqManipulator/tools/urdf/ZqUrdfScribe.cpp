@@ -320,11 +320,10 @@ bool Scribe::addMimic(const std::vector<ZqReal>& weights, ZqReal sum,
       const Node& leader = m_nodes[nodes[k]];
       if (!follower.moves() || !leader.moves() || follower.mimic || follows(nodes[k], nodes[i]))
          continue;
-      // Rates are held: what the positions sum up to is as it is now.
+      // Rates are held: what the positions sum up to is as it is now. New joints stand at 1e-9.
       const ZqReal now = weights[i] * positionOf(follower) + weights[k] * positionOf(leader);
-      constexpr ZqReal rounding = 1e-12;
-      const ZqReal size = 1.0 + std::abs(weights[i] * positionOf(follower));
-      const ZqReal held = std::abs(now - sum) <= rounding * size ? sum : now;
+      const ZqReal tolerance = 1e-8 * (std::abs(weights[i]) + std::abs(weights[k]));
+      const ZqReal held = std::abs(now - sum) <= tolerance ? sum : now;
       follower.mimic = {nodes[k], -weights[k] / weights[i], held / weights[i]};
       return true;
    }
