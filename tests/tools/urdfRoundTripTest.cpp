@@ -127,8 +127,10 @@ void expectAlike(const Behaviour& expected, const Behaviour& actual, const std::
    constexpr ZqReal tolerance = 1e-12;
    for (const auto& [name, frame] : expected.frames)
    {
-      ASSERT_TRUE(actual.frames.contains(name)) << what << ": " << name;
-      EXPECT_LE(zqTest::ReferenceFrame(frame).difference(actual.frames.at(name)),
+      // A primary frame off the axis is a named frame.
+      const ZqString written = actual.frames.contains(name + "_frame") ? name + "_frame" : name;
+      ASSERT_TRUE(actual.frames.contains(written)) << what << ": " << name;
+      EXPECT_LE(zqTest::ReferenceFrame(frame).difference(actual.frames.at(written)),
                 tolerance * (1.0 + frame.translation().mag()))
          << what << ": " << name;
    }
@@ -157,7 +159,11 @@ ByLabel randomMotion(RandomValues& random, const ZqIndividualManipulator& model)
 {
    ByLabel motion;
    for (const ZqManipulatorLink* link : model.linkPointerVector())
-      motion[link->linkLabel()] = {random.real(-2.0, 2.0), random.real(), random.real(-5.0, 5.0)};
+   {
+      const bool isDriven = link->jointActuator().mechanicalComponentContainer().topElement();
+      motion[link->linkLabel()] = {random.real(-2.0, 2.0), random.real(),
+                                   isDriven ? random.real(-5.0, 5.0) : 0.0};
+   }
    return motion;
 }
 
@@ -308,7 +314,7 @@ TEST(UrdfWriter, WritesTrianglesBesideTheDocument)
             ZqVector(v[i], v[i + 1], v[i + 2])
                .dot(ZqVector(v[i + 3], v[i + 4], v[i + 5]).cross({v[i + 6], v[i + 7], v[i + 8]})) /
             6.0;
-      EXPECT_NEAR(volume / shape->volume(), 1.0, *changed == 'e' ? 0.01 : 1e-6);
+      EXPECT_NEAR(volume / shape->volume(), 1.0, *changed == 'e' ? 0.03 : 1e-6);
    }
    // A folder that is not there, and no folder.
    ZqIndividualManipulator body;
@@ -360,6 +366,9 @@ TEST(UrdfWriter, TellsWhatHasNoPlace)
    model.setCoordSysXForm(Transform(ZqVector(1, 2, 3)));
    ZqStatedSystem scene;
    scene.setFromManipulator(model);
+   ZqPositionState position = scene.state().positionStates()[0];
+   position.jointPositions().assign(4, 0.5);
+   scene.setIndividualPositionState(0, position);
    ZqIndividualManipulator tool;
    tool.setManipulatorLabel("tool");
    tool.setLinkLabel("a");
@@ -377,13 +386,13 @@ TEST(UrdfWriter, TellsWhatHasNoPlace)
                   loss.element);
    EXPECT_EQ(told, (std::set<ZqString>{"- link 'a' springProperties", "- link 'screw' halfSpace",
                                        "- link 'screw' linkKinematicsContainer",
-                                       "- manipulator 'table' individualManipulator",
+                                       "- manipulator 'table' individualManipulator", "- manipulator 'model' positionState",
                                        "- manipulator 'model' stateEqualityConstraints",
                                        "~ link 'a' identifier", "~ link 'b' namedFrames",
                                        "~ link 'b' namedPoints", "~ link 'world' identifier"}));
    for (const char* part :
         {"<link name=\"tool_a\"/>", "<link name=\"b_a\"/>", "<link name=\"world_2\"/>",
-         "<mimic joint=\"b_joint\" multiplier=\"-2\" offset=\"0\"/>"})
+         "<mimic joint=\"b_joint\" multiplier=\"-2\" offset=\"1.5\"/>"})
       EXPECT_NE(text.find(part), ZqString::npos) << part << '\n' << text;
 
    // What cannot be written is none.

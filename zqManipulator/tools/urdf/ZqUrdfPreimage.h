@@ -39,7 +39,7 @@ inline std::optional<ZqReal> numberMeant(ZqReal value, ZqReal tolerance, Unit un
    return std::nullopt;
 }
 
-/// A number without the rounding of the arithmetic that it comes from, which is a few times 2^-53 of a scale: first
+/// A number without the rounding of the arithmetic that it comes from, which is a few times 2^-52 of a scale: first
 /// the one that may be meant, then multiples of a step.
 struct Candidates
 {
@@ -47,7 +47,7 @@ struct Candidates
 
    Candidates(ZqReal value, ZqReal scale, Unit unit)
    {
-      const ZqReal step = std::ldexp(1.0, std::ilogb(scale) - 52);
+      const ZqReal step = std::ldexp(1.0, std::ilogb(scale) - 50);
       const ZqReal multiple = std::round(value / step) * step;
       values[0] = numberMeant(value, 4.0 * step, unit).value_or(multiple);
       for (const int k : steps)
