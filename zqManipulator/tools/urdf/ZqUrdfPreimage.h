@@ -3,7 +3,6 @@
 #include "zqManipulator/foundation/algebra/ZqMath.h"
 #include "zqManipulator/foundation/algebra/ZqVector.h"
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
@@ -13,11 +12,11 @@
 /// by such that lead to the same value again.
 namespace ZqUrdf
 {
-/// The largest component, for `preimage` of a vector of one unit; 1 of zero.
-inline ZqReal scaleOf(const ZqVector& v)
+/// The length of a vector as a scale, which is the same in all axes; 1 of zero.
+inline ZqReal sizeOf(const ZqVector& v)
 {
-   const ZqReal largest = std::max({std::abs(v.x()), std::abs(v.y()), std::abs(v.z())});
-   return largest > 0.0 && std::isfinite(largest) ? largest : 1.0;
+   const ZqReal length = v.mag();
+   return length > 0.0 && std::isfinite(length) ? length : 1.0;
 }
 
 enum class Unit

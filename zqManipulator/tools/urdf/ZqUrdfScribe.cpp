@@ -199,7 +199,8 @@ void Scribe::place(Node& node)
       const Transform X = node.place * link.primaryFrame();
       node.setOrigin(node.parent == none ? X : m_nodes[node.parent].primary * X);
    }
-   nameJoint(node);
+   if (node.parent != none || m_hasWorld)
+      nameJoint(node);
 }
 
 /// The transform of the joint is the axis frame at q = 0, a turn about or a slide along its z, and the DH frame there.
@@ -241,11 +242,8 @@ void Scribe::placeJoint(Node& node, const ZqJointAxis& axis)
    const auto nearXyz = [&](const ZqVector& v) { return parentAxis.orientation() * v; };
    const auto imageOfRpy = [&](const ZqVector& rpy) { return image({}, rpy).orientation(); };
    const auto imageOfXyz = [&](const ZqVector& xyz) { return image(xyz, {}).translation(); };
-   node.rpy =
-      exactPreimage(target.orientation(), nearRpy, imageOfRpy, 1.0, Unit::Angle).value_or(node.rpy);
-   node.xyz =
-      exactPreimage(target.translation(), nearXyz, imageOfXyz, scaleOf(target.translation()))
-         .value_or(node.xyz);
+   node.rpy = preimage(target.orientation(), nearRpy, imageOfRpy, 1.0, Unit::Angle);
+   node.xyz = preimage(target.translation(), nearXyz, imageOfXyz, sizeOf(target.translation()));
 
    const ZqJointActuator& drive = node.link->jointActuator();
    const bool hasLimits = drive.lowerLimit() > -endless || drive.upperLimit() < endless;
@@ -454,7 +452,7 @@ void Scribe::writeMass(const Node& node)
    const auto centerOf = [&](const ZqVector& h) { return h / mass; };
    const ZqVector center = preimage(
       body.firstMoment(), centerOf, [&](const ZqVector& c) { return bodyOf(c, {}).firstMoment(); },
-      scaleOf(centerOf(body.firstMoment())));
+      sizeOf(centerOf(body.firstMoment())));
    const ZqSecondMoment shift = bodyOf(center, {}).secondMoment();
    const auto part = [](const ZqSecondMoment& I, bool isDiagonal)
    { return isDiagonal ? ZqVector(I.xx(), I.yy(), I.zz()) : ZqVector(I.xy(), I.xz(), I.yz()); };
@@ -470,7 +468,7 @@ void Scribe::writeMass(const Node& node)
       };
       const auto inverse = [&](const ZqVector& about) { return about - part(shift, isDiagonal); };
       const ZqVector about = part(body.secondMoment(), isDiagonal);
-      moments[isDiagonal ? 0 : 1] = preimage(about, inverse, image, scaleOf(about));
+      moments[isDiagonal ? 0 : 1] = preimage(about, inverse, image, sizeOf(about));
    }
    m_text.open("inertial");
    m_text.origin(center, {});
