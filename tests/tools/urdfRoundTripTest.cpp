@@ -124,12 +124,14 @@ ZqReal largestOf(const std::vector<ZqReal>& values)
 /// The condition of the mass matrix.
 ZqReal conditionOf(const ZqReArray& masses, ZqU32 n)
 {
+   if (n == 0)
+      return 1.0;
    Eigen::MatrixXd M(n, n);
    for (ZqU32 i = 0; i < n; ++i)
       for (ZqU32 k = 0; k < n; ++k)
          M(i, k) = masses[i][k];
    const Eigen::VectorXd values = Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd>(M).eigenvalues();
-   return n == 0 ? 1.0 : std::abs(values[n - 1] / values[0]);
+   return std::abs(values[n - 1] / values[0]);
 }
 
 /// All that a behaviour has is there in the other one: frames to 1e-12 of how far away they are, masses to that of the
@@ -179,6 +181,20 @@ ByLabel randomMotion(RandomValues& random, const ZqIndividualManipulator& model)
                                    isDriven ? random.real(-5.0, 5.0) : 0.0};
    }
    return motion;
+}
+
+/// Weights and sums, in any order.
+std::set<std::vector<ZqReal>> mimicsOf(const ZqStatedSystem& scene)
+{
+   std::set<std::vector<ZqReal>> mimics;
+   for (const auto* one : scene.manipulatorByIndex(0)->stateEqualityConstraints().vectorContainer())
+   {
+      const auto& linear = dynamic_cast<const ZqLinearStateEqualityConstraint&>(*one);
+      std::vector<ZqReal> row = linear.jointWeights()[0].values();
+      row.push_back(linear.weightedSums().values()[0]);
+      mimics.insert(row);
+   }
+   return mimics;
 }
 
 // Next to the lock of the gimbals the last digits of roll and yaw may differ in the second document.
@@ -237,8 +253,7 @@ TEST(UrdfRoundTrip, DocumentsAreReadAsBefore)
       const ZqVector gravity(0.0, 0.0, 9.8);
       expectAlike(behaviourOf(scene, 0, motion, gravity), behaviourOf(again, 0, motion, gravity),
                   "seed " + std::to_string(seed));
-      EXPECT_EQ(scene.manipulatorByIndex(0)->stateEqualityConstraints(),
-                again.manipulatorByIndex(0)->stateEqualityConstraints());
+      EXPECT_EQ(mimicsOf(scene), mimicsOf(again)) << seed;
       drifts += urdfOf(again, 0) == text ? 0 : 1;
    }
    EXPECT_LE(drifts, 15); // of 100
