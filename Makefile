@@ -70,7 +70,7 @@ fuzz: ## Run each fuzz target for FUZZ_SECONDS (60)
 headers: ## Check that each public header compiles by itself
 	@$(DEPENDENCIES)
 	cmake --preset release
-	cmake --build --preset release -j $(JOBS) --target all_verify_interface_header_sets
+	cmake --build --preset release -j $(JOBS) --target zqHeaders
 
 format: ## Lay out all C++ with clang-format
 	@$(DEPENDENCIES) clang-format

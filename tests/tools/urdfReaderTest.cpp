@@ -532,8 +532,11 @@ TEST(UrdfReader, TheBaseIsWhatTheRootSays)
    const Case cases[]{
       {urdfRobot(urdfLink("a")), false, "a", true, 0.0},
       {urdfRobot(urdfLink("a")), true, "a", false, 0.0},
-      {urdfRobot(world + urdfLink("a") + urdfJoint("j", "fixed", "world", "a", origin)), false,
-       "world", true, 0.0},
+      {urdfRobot(world + urdfLink("a") + urdfJoint("j", "fixed", "world", "a", origin)), false, "a",
+       true, 1.0},
+      {urdfRobot(urdfLink("plate", "") + urdfLink("a") +
+                 urdfJoint("j", "fixed", "plate", "a", origin)),
+       false, "plate", true, 0.0},
       {urdfRobot(world + urdfLink("a") + urdfJoint("j", "floating", "world", "a", origin)), false,
        "a", false, 1.0}};
    for (const Case& test : cases)

@@ -50,7 +50,9 @@ std::optional<Fault> Builder::build(bool hasFreeBase, ZqStatedSystem& scene)
    if (std::optional<Fault> fault = checkLimits(m_isFree))
       return fault;
    ZqStatedSystem result;
-   result.setEnvironment(scene.environment());
+   ZqSystemEnvironment environment;
+   environment.setUpGravityVector(ZqVector(0.0, 0.0, 9.80665)); // z is up in URDF
+   result.setEnvironment(environment);
    fillManipulator(result.clearAndInitializeForOneManipulator());
    result.finalizeOneManipulator();
    setState(result);

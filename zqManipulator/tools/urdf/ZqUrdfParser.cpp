@@ -405,7 +405,8 @@ void Parser::readInertia(ZqSecondMoment& moment)
    constexpr std::array mirrored{"iyx", "izx", "izy"};
    for (std::size_t i = 0; i < mirrored.size(); ++i)
       if (ZqReal other = 0.0; attributes.number(mirrored[i], other) && other != m[i + 3])
-         m_reader.fail("the inertia is not symmetric", "value");
+         lose(ZqString("inertia/@") + mirrored[i],
+              "the inertia is not symmetric; the other half counts", attributes.line());
    if (stopped())
       return;
    moment = ZqSecondMoment(m[0], m[1], m[2], m[3], m[4], m[5]);

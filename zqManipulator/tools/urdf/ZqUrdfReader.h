@@ -28,7 +28,8 @@ class ZqXmlReader;
 /// between; but a floating joint on a root without mass makes a free base of its child. `docs/urdf.md` tells
 /// what becomes of each element.
 ///
-/// Joints start at zero, or at the limit that is next to it, and joints that mimic others as these ask for.
+/// Joints start at zero, or at the limit that is next to it, and joints that mimic others as these ask for. Gravity
+/// is 9.80665 m/s^2, against z.
 ///
 /// A document is refused, with a diagnostic of file, line and element, when something of it is missing, is no
 /// number or contradicts the rest. What has no place here is left out and told by `losses`; nothing is left out

@@ -168,9 +168,10 @@ const std::optional<ZqTriangleMesh>& ShapeMaker::meshOf(const Shape& shape)
       {
          const Zq::DiagnosticCollector collector;
          mesh = m_meshReader(*fileName);
-         if (!mesh)
-            tell(collector.diagnostics().empty() ? ZqString("the mesh cannot be read")
-                                                 : collector.diagnostics().front().text);
+         if (!mesh && collector.diagnostics().empty())
+            tell("the mesh cannot be read");
+         else if (!mesh)
+            lose("mesh", collector.diagnostics().front().text, shape.line);
       }
    return mesh;
 }
