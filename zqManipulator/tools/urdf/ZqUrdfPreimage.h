@@ -3,7 +3,6 @@
 #include "zqManipulator/foundation/algebra/ZqMath.h"
 #include "zqManipulator/foundation/algebra/ZqVector.h"
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
@@ -13,11 +12,11 @@
 /// by such that lead to the same value again.
 namespace ZqUrdf
 {
-/// The largest component, for `preimage` of a vector of one unit; 1 of zero.
-inline ZqReal scaleOf(const ZqVector& v)
+/// The length of a vector as a scale, which is the same in all axes; 1 of zero.
+inline ZqReal sizeOf(const ZqVector& v)
 {
-   const ZqReal largest = std::max({std::abs(v.x()), std::abs(v.y()), std::abs(v.z())});
-   return largest > 0.0 && std::isfinite(largest) ? largest : 1.0;
+   const ZqReal length = v.mag();
+   return length > 0.0 && std::isfinite(length) ? length : 1.0;
 }
 
 enum class Unit
@@ -39,7 +38,7 @@ inline std::optional<ZqReal> numberMeant(ZqReal value, ZqReal tolerance, Unit un
    return std::nullopt;
 }
 
-/// A number without the rounding of the arithmetic that it comes from, which is a few times 2^-53 of a scale: first
+/// A number without the rounding of the arithmetic that it comes from, which is a few times 2^-52 of a scale: first
 /// the one that may be meant, then multiples of a step.
 struct Candidates
 {
@@ -47,7 +46,7 @@ struct Candidates
 
    Candidates(ZqReal value, ZqReal scale, Unit unit)
    {
-      const ZqReal step = std::ldexp(1.0, std::ilogb(scale) - 52);
+      const ZqReal step = std::ldexp(1.0, std::ilogb(scale) - 50);
       const ZqReal multiple = std::round(value / step) * step;
       values[0] = numberMeant(value, 4.0 * step, unit).value_or(multiple);
       for (const int k : steps)

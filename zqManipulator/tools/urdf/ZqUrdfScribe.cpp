@@ -199,7 +199,8 @@ void Scribe::place(Node& node)
       const Transform X = node.place * link.primaryFrame();
       node.setOrigin(node.parent == none ? X : m_nodes[node.parent].primary * X);
    }
-   nameJoint(node);
+   if (node.parent != none || m_hasWorld)
+      nameJoint(node);
 }
 
 /// The transform of the joint is the axis frame at q = 0, a turn about or a slide along its z, and the DH frame there.
@@ -241,11 +242,8 @@ void Scribe::placeJoint(Node& node, const ZqJointAxis& axis)
    const auto nearXyz = [&](const ZqVector& v) { return parentAxis.orientation() * v; };
    const auto imageOfRpy = [&](const ZqVector& rpy) { return image({}, rpy).orientation(); };
    const auto imageOfXyz = [&](const ZqVector& xyz) { return image(xyz, {}).translation(); };
-   node.rpy =
-      exactPreimage(target.orientation(), nearRpy, imageOfRpy, 1.0, Unit::Angle).value_or(node.rpy);
-   node.xyz =
-      exactPreimage(target.translation(), nearXyz, imageOfXyz, scaleOf(target.translation()))
-         .value_or(node.xyz);
+   node.rpy = preimage(target.orientation(), nearRpy, imageOfRpy, 1.0, Unit::Angle);
+   node.xyz = preimage(target.translation(), nearXyz, imageOfXyz, sizeOf(target.translation()));
 
    const ZqJointActuator& drive = node.link->jointActuator();
    const bool hasLimits = drive.lowerLimit() > -endless || drive.upperLimit() < endless;
@@ -320,11 +318,10 @@ bool Scribe::addMimic(const std::vector<ZqReal>& weights, ZqReal sum,
       const Node& leader = m_nodes[nodes[k]];
       if (!follower.moves() || !leader.moves() || follower.mimic || follows(nodes[k], nodes[i]))
          continue;
-      // Rates are held: what the positions sum up to is as it is now.
+      // Rates are held: what the positions sum up to is as it is now. New joints stand at 1e-9.
       const ZqReal now = weights[i] * positionOf(follower) + weights[k] * positionOf(leader);
-      constexpr ZqReal rounding = 1e-12;
-      const ZqReal size = 1.0 + std::abs(weights[i] * positionOf(follower));
-      const ZqReal held = std::abs(now - sum) <= rounding * size ? sum : now;
+      const ZqReal tolerance = 1e-8 * (std::abs(weights[i]) + std::abs(weights[k]));
+      const ZqReal held = std::abs(now - sum) <= tolerance ? sum : now;
       follower.mimic = {nodes[k], -weights[k] / weights[i], held / weights[i]};
       return true;
    }
@@ -455,7 +452,7 @@ void Scribe::writeMass(const Node& node)
    const auto centerOf = [&](const ZqVector& h) { return h / mass; };
    const ZqVector center = preimage(
       body.firstMoment(), centerOf, [&](const ZqVector& c) { return bodyOf(c, {}).firstMoment(); },
-      scaleOf(centerOf(body.firstMoment())));
+      sizeOf(centerOf(body.firstMoment())));
    const ZqSecondMoment shift = bodyOf(center, {}).secondMoment();
    const auto part = [](const ZqSecondMoment& I, bool isDiagonal)
    { return isDiagonal ? ZqVector(I.xx(), I.yy(), I.zz()) : ZqVector(I.xy(), I.xz(), I.yz()); };
@@ -471,7 +468,7 @@ void Scribe::writeMass(const Node& node)
       };
       const auto inverse = [&](const ZqVector& about) { return about - part(shift, isDiagonal); };
       const ZqVector about = part(body.secondMoment(), isDiagonal);
-      moments[isDiagonal ? 0 : 1] = preimage(about, inverse, image, scaleOf(about));
+      moments[isDiagonal ? 0 : 1] = preimage(about, inverse, image, sizeOf(about));
    }
    m_text.open("inertial");
    m_text.origin(center, {});

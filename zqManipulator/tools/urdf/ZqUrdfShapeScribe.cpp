@@ -41,14 +41,17 @@ ShapeScribe::Geometry ShapeScribe::cylinder(ZqLineSegment segment, ZqReal radius
 {
    segment.transformBy(frame);
    const ZqVector along = segment.endpoint1() - segment.endpoint0();
-   const ZqReal scale = std::max(scaleOf(segment.endpoint0()), scaleOf(segment.endpoint1())); // m
+   const ZqReal scale = std::max(sizeOf(segment.endpoint0()), sizeOf(segment.endpoint1())); // m
    const ZqReal length = rounded(along.mag(), scale, Unit::Length);
    const ZqVector z = length > 0.0 ? along.unitVector() : ZqVector(0.0, 0.0, 1.0);
    constexpr ZqReal vertical = 1e-12;
    const ZqReal inPlane = std::hypot(z.x(), z.z());
-   const ZqReal pitch = inPlane > vertical ? std::atan2(z.x(), z.z()) : 0.0;
+   // Pitch is known the less the less z lies in the plane that it turns in.
+   const ZqReal roll = rounded(std::atan2(-z.y(), inPlane), 1.0, Unit::Angle);
+   const ZqReal pitch =
+      inPlane > vertical ? rounded(std::atan2(z.x(), z.z()), 1.0 / inPlane, Unit::Angle) : 0.0;
    return {rounded(segment.center(), scale, Unit::Length),
-           rounded({std::atan2(-z.y(), inPlane), pitch, 0.0}, 1.0, Unit::Angle),
+           {roll, pitch, 0.0},
            "cylinder",
            {{"radius", m_text.numbers(radius)}, {"length", m_text.numbers(length)}}};
 }
