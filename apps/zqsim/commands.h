@@ -54,6 +54,7 @@ Run run(CLI::App& arguments);
 Run scale(CLI::App& arguments);
 Run schema(CLI::App& arguments);
 Run separate(CLI::App& arguments);
+Run sweep(CLI::App& arguments);
 Run vary(CLI::App& arguments);
 /// @}
 } // namespace zqsim

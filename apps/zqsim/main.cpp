@@ -39,6 +39,8 @@ constexpr auto commands = std::to_array<Command>(
     {"relabel", "Give manipulators and links of a model new labels", relabel},
     {"run", "Simulate a model, step by step", zqsim::run},
     {"vary", "Make models that differ by chance from one", vary},
+    {"sweep", "Run the samples of a study on all processors or machines, into one table",
+     zqsim::sweep},
     {"schema", "Print the XML Schema of models, with what each element means", schema},
     {"generate", "Make the manual page and the completions of shells", generate}});
 
