@@ -213,7 +213,9 @@ TEST_F(SweepStudy, ASampleIsWhatVaryAndRunMakeOfIt)
       }
       EXPECT_FALSE(isSame(rows[0].metrics[0], rows[1].metrics[0])) << one.model;
       // With all that may be recorded besides.
-      zqsim::OneSample alone{scratch("study.xml"), 2};
+      zqsim::OneSample alone;
+      alone.study = scratch("study.xml");
+      alone.sample = 2;
       alone.out = scratch("alone.csv");
       alone.energy = scratch("energy.csv");
       alone.plot = scratch("alone.svg");
