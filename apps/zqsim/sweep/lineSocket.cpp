@@ -26,7 +26,7 @@ zqsim::LineSocket::~LineSocket()
 std::pair<zqsim::LineSocket, zqsim::LineSocket> zqsim::LineSocket::makePair()
 {
    std::array<int, 2> ends{};
-   if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0)
+   if (::socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()) != 0)
       throw Failure(Failed,
                     std::string("cannot connect with another process: ") + std::strerror(errno));
    return {LineSocket(ends[0]), LineSocket(ends[1])};
@@ -36,7 +36,7 @@ bool zqsim::LineSocket::send(std::string_view text) const
 {
    while (!text.empty())
    {
-      const auto count = ::send(m_descriptor, text.data(), text.size(), MSG_NOSIGNAL);
+      const auto count = ::send(m_descriptor, text.data(), text.size(), 0);
       if (count < 0 && errno != EINTR)
          return false;
       if (count > 0)

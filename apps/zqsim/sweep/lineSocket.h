@@ -24,7 +24,8 @@ public:
    static std::pair<LineSocket, LineSocket> makePair();
 
    int descriptor() const { return m_descriptor; }
-   /// All of a text, which holds its ends of lines. False when nobody is at the other end any more.
+   /// All of a text, which holds its ends of lines. False when nobody is at the other end any more; the process has to
+   /// pass over SIGPIPE.
    bool send(std::string_view text) const;
    /// Waits for something to come; false when nothing will.
    bool receive();

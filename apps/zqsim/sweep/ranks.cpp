@@ -60,15 +60,13 @@ LineSocket listenAnywhere(bool isOneMachine, std::string& port)
 {
    for (const int family : {AF_INET6, AF_INET})
    {
-      LineSocket socket(::socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0));
+      LineSocket socket(::socket(family, SOCK_STREAM, 0));
       sockaddr_storage address{};
       address.ss_family = static_cast<sa_family_t>(family);
+      if (family == AF_INET6 && isOneMachine)
+         continue; // its own address is of the older kind
       if (family == AF_INET6)
-      {
-         if (isOneMachine)
-            continue; // its own address is of the older kind
          setOption(socket.descriptor(), IPPROTO_IPV6, IPV6_V6ONLY, 0);
-      }
       else if (isOneMachine)
          reinterpret_cast<sockaddr_in&>(address).sin_addr.s_addr = htonl(INADDR_LOOPBACK);
       socklen_t size = family == AF_INET6 ? sizeof(sockaddr_in6) : sizeof(sockaddr_in);
@@ -119,8 +117,8 @@ LineSocket connectTo(const std::string& address, const std::string& port)
    addrinfo* found = nullptr;
    if (::getaddrinfo(address.c_str(), port.c_str(), &wanted, &found) != 0)
       return LineSocket();
-   LineSocket socket(
-      ::socket(found->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, found->ai_protocol));
+   LineSocket socket(::socket(found->ai_family, SOCK_STREAM, found->ai_protocol));
+   ::fcntl(socket.descriptor(), F_SETFL, O_NONBLOCK);
    const int begun = ::connect(socket.descriptor(), found->ai_addr, found->ai_addrlen);
    const bool isUnderWay = begun != 0 && errno == EINPROGRESS;
    ::freeaddrinfo(found);
@@ -215,7 +213,7 @@ void zqsim::Ranks::connect(int rank, const std::string& invitation)
 
 zqsim::LineSocket zqsim::Ranks::accept() const
 {
-   LineSocket connection(::accept4(m_listener.descriptor(), nullptr, nullptr, SOCK_CLOEXEC));
+   LineSocket connection(::accept(m_listener.descriptor(), nullptr, nullptr));
    if (connection.descriptor() >= 0)
       prepare(connection.descriptor());
    return connection;
