@@ -17,7 +17,7 @@ namespace
 using zqPosture::Point;
 using zqPosture::Problem;
 
-constexpr ZqReal firstDamping = 1e-2; ///< in proportion to the cost
+constexpr ZqReal firstDamping = 0.1; ///< in proportion to the cost
 constexpr ZqReal leastDamping = 1e-6;
 constexpr ZqReal mostDamping = 1e9;
 constexpr ZqReal dampingOfNothing = 1e-14; ///< that keeps redundant rows apart from rounding
@@ -250,7 +250,7 @@ ZqInverseKinematicsTool::Work::End ZqInverseKinematicsTool::Work::descend(bool t
          return End::Met;
       if (i > 0 && i % patience == 0)
       {
-         if (!toRest && current.cost > 0.5 * costBefore)
+         if (!toRest && current.cost > 0.9 * costBefore)
             return End::TooSlow;
          costBefore = current.cost;
       }
