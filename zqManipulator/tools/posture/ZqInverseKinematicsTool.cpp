@@ -17,11 +17,12 @@ namespace
 using zqPosture::Point;
 using zqPosture::Problem;
 
-constexpr ZqReal firstDamping = 1e-2; ///< in proportion to the cost
+constexpr ZqReal firstDamping = 0.1; ///< in proportion to the cost
 constexpr ZqReal leastDamping = 1e-6;
 constexpr ZqReal mostDamping = 1e9;
 constexpr ZqReal dampingOfNothing = 1e-14; ///< that keeps redundant rows apart from rounding
 constexpr ZqReal restingStep = 1e-11;      ///< rad or m
+constexpr ZqReal restingCost = 0.999;      ///< what hardly falls over all iterations of a start
 constexpr ZqReal closedGap = 1e-11;        ///< of a constraint
 constexpr ZqU32 samplesPerRestart = 4;
 
@@ -128,13 +129,14 @@ private:
    void boundStep(ZqReal damping, const ZqReal* preferred, const Point& point);
    bool closeConstraints(Point& point);
    bool tryStep();
+   ZqReal dampingChange() const;
    bool isMet(const Point& point) const;
    ZqReal stepSize() const;
    ZqReal postureCost(const Point& point) const;
 
    std::vector<ZqReal> m_rows;       ///< derivatives at `current`
    std::vector<ZqReal> m_closing;    ///< those on the way back to the constraints
-   std::vector<ZqReal> m_preferred;
+   std::vector<ZqReal> m_preferred, m_lastStep;
    ZqReal m_chord = 0.0; ///< 2 sin(tolerance / 2)
    ZqU32 m_iterations = 0;
 };
@@ -147,6 +149,7 @@ bool ZqInverseKinematicsTool::Work::prepare(const Settings& chosen)
    m_chord = 2.0 * ZqMath::cosineSine(std::min(0.5 * chosen.tolerance, 0.5 * ZqMath::pi)).sine;
    step.resize(problem.rows(), problem.variables());
    m_preferred.assign(static_cast<std::size_t>(problem.variables()), 0.0);
+   m_lastStep.assign(m_preferred.size(), 0.0);
    if (!chosen.jointWeights.empty())
       for (std::size_t k = 0; k < problem.joints().size(); ++k)
          step.freedom[k + static_cast<std::size_t>(problem.baseVariables())] =
@@ -236,6 +239,22 @@ ZqReal ZqInverseKinematicsTool::Work::stepSize() const
    return size;
 }
 
+/// Less damping where the step has gained what the derivatives promised, and more where it has not.
+ZqReal ZqInverseKinematicsTool::Work::dampingChange() const
+{
+   ZqReal promised = current.cost;
+   const int n = problem.variables();
+   for (int i = 0; i < problem.targetRows(); ++i)
+   {
+      ZqReal error = current.errors[static_cast<std::size_t>(i)];
+      for (int k = 0; k < n; ++k)
+         error += m_rows[static_cast<std::size_t>(i * n + k)] * step.d[static_cast<std::size_t>(k)];
+      promised -= 0.5 * error * error;
+   }
+   const ZqReal gained = current.cost - trial.cost;
+   return gained > 0.75 * promised ? 0.3 : gained < 0.25 * promised ? 3.0 : 1.0;
+}
+
 /// From `current`, which was evaluated last, downhill. With `toRest` until it does not move any more, however
 /// slowly; else it gives up where another start promises more.
 ZqInverseKinematicsTool::Work::End ZqInverseKinematicsTool::Work::descend(bool toRest)
@@ -250,7 +269,7 @@ ZqInverseKinematicsTool::Work::End ZqInverseKinematicsTool::Work::descend(bool t
          return End::Met;
       if (i > 0 && i % patience == 0)
       {
-         if (!toRest && current.cost > 0.5 * costBefore)
+         if (!toRest && current.cost > 0.9 * costBefore)
             return End::TooSlow;
          costBefore = current.cost;
       }
@@ -266,7 +285,11 @@ ZqInverseKinematicsTool::Work::End ZqInverseKinematicsTool::Work::descend(bool t
             return End::AtRest;
          continue;
       }
-      factor = trial.cost < 0.5 * current.cost ? std::max(0.1 * factor, leastDamping) : factor;
+      if (toRest)
+         factor *= dampingChange();
+      else if (trial.cost < 0.5 * current.cost)
+         factor *= 0.1;
+      factor = std::max(factor, leastDamping);
       std::swap(current, trial);
       problem.differentiate(current, m_rows);
    }
@@ -375,7 +398,12 @@ void ZqInverseKinematicsTool::Work::search(Answer& answer)
    problem.evaluate(current);
    End end = End::Exhausted;
    for (int i = 0; i < 10 && end == End::Exhausted; ++i)
+   {
+      const ZqReal before = current.cost;
       end = descend(true);
+      if (end == End::Exhausted && i > 0 && current.cost > restingCost * before)
+         end = End::AtRest;
+   }
    if (end == End::Met)
    {
       settle();
@@ -427,6 +455,7 @@ bool ZqInverseKinematicsTool::Work::takePosture()
    const auto base = static_cast<std::size_t>(problem.baseVariables());
    ZqReal part = 1.0;
    ZqReal cost = postureCost(current);
+   std::fill(m_lastStep.begin(), m_lastStep.end(), 0.0);
    for (ZqU32 i = 0; i < settings->maxIterations; ++i)
    {
       ++m_iterations;
@@ -440,16 +469,21 @@ bool ZqInverseKinematicsTool::Work::takePosture()
       boundStep(0.0, m_preferred.data(), current);
       if (stepSize() < restingStep * part)
          return true;
+      // Steps that turn back have gone too far: the targets are curved.
+      ZqReal onward = 0.0;
+      for (std::size_t k = 0; k < m_lastStep.size(); ++k)
+         onward += m_lastStep[k] * step.d[k];
+      std::copy(step.d.begin(), step.d.end(), m_lastStep.begin());
       best = current;
       const bool isOn = tryStep();
       std::swap(current, trial);
       if (isOn)
          settle();
       const ZqReal reached = postureCost(current);
-      if (isOn && isMet(current) && reached <= cost * (1.0 + 1e-14))
+      if (isOn && isMet(current) && reached <= cost * (1.0 + 1e-13))
       {
          cost = reached;
-         part = std::min(2.0 * part, 1.0);
+         part = onward < 0.0 ? 0.6 * part : std::min(1.3 * part, 1.0);
          continue;
       }
       std::swap(current, best);

@@ -182,20 +182,19 @@ void Problem::takeJoints(const Tool::Settings& settings)
 {
    const std::size_t count = m_plan->joints.size();
    const bool all = m_constraintRows > 0 || !settings.posture.empty();
-   std::vector<bool> matters(count, all);
-   std::vector<bool> isPlaced(count, false);
+   m_isPlaced.assign(count, false);
    for (const Aim& aim : m_aims)
       for (int i = aim.link; i >= 0; i = m_plan->joints[static_cast<std::size_t>(i)].parent)
-         isPlaced[static_cast<std::size_t>(i)] = matters[static_cast<std::size_t>(i)] = true;
+         m_isPlaced[static_cast<std::size_t>(i)] = true;
    m_baseVariables = settings.mayBaseMove && !m_manipulator->isFixedBase() ? 6 : 0;
    m_links.clear();
    m_joints.clear();
    m_variableOf.assign(count, -1);
    for (std::size_t i = 0; i < count; ++i)
    {
-      if (isPlaced[i])
+      if (m_isPlaced[i])
          m_links.push_back(static_cast<int>(i));
-      if (!matters[i] || (!settings.jointWeights.empty() && std::isinf(settings.jointWeights[i])))
+      if (!(all || m_isPlaced[i]) || (!settings.jointWeights.empty() && std::isinf(settings.jointWeights[i])))
          continue;
       m_variableOf[i] = variables();
       m_joints.push_back(static_cast<int>(i));
