@@ -427,8 +427,8 @@ TEST(UrdfWriter, TellsWhatHasNoPlace)
                                        "~ link 'a' identifier", "~ link 'b' namedFrames",
                                        "~ link 'b' namedPoints", "~ link 'world' identifier"}));
    for (const char* part :
-        {"<link name=\"tool_a\"/>", "<link name=\"b_a\"/>", "<link name=\"world_2\"/>",
-         "<mimic joint=\"b_joint\" multiplier=\"-2\" offset=\"1.5"})
+        {"<link name=\"tool_a\"/>", "<origin xyz=\"0 0 0.5\"/>", "<link name=\"b_a\"/>",
+         "<link name=\"world_2\"/>", "<mimic joint=\"b_joint\" multiplier=\"-2\" offset=\"1.5"})
       EXPECT_NE(text.find(part), ZqString::npos) << part << '\n' << text;
 
    // What cannot be written is none.
