@@ -18,14 +18,14 @@ import sysconfig
 import tarfile
 import zipfile
 from pathlib import Path
-from typing import Optional
+from typing import Any, Optional
 
 ROOT = Path(__file__).resolve().parents[2]
 NAME = "zqmanipulator"
 #: What a wheel is built from.
 SOURCES = ["CMakeLists.txt", "README.md", "CHANGELOG.md", "pyproject.toml", "apps", "cmake", "python", "zqManipulator"]
 LEFT_OUT = {"__pycache__", "node_modules", ".mypy_cache", ".pytest_cache"}
-Settings = Optional[dict]
+Settings = Optional[dict[str, Any]]
 
 
 def version() -> str:
@@ -100,12 +100,13 @@ def build_sdist(sdist_directory: str, config_settings: Settings = None) -> str:
         entry.uname = entry.gname = ""
         return entry
 
-    with gzip.GzipFile(Path(sdist_directory) / f"{top}.tar.gz", "wb", mtime=0) as stream, \
-            tarfile.open(fileobj=stream, mode="w", format=tarfile.PAX_FORMAT) as archive:
+    content = io.BytesIO()
+    with tarfile.open(fileobj=content, mode="w", format=tarfile.PAX_FORMAT) as archive:
         for source in SOURCES:
             archive.add(ROOT / source, f"{top}/{source}", filter=kept)
         info = tarfile.TarInfo(f"{top}/PKG-INFO")
         data = metadata().encode()
         info.size = len(data)
         archive.addfile(info, io.BytesIO(data))
+    (Path(sdist_directory) / f"{top}.tar.gz").write_bytes(gzip.compress(content.getvalue(), mtime=0))
     return f"{top}.tar.gz"
