@@ -23,5 +23,9 @@ void bindMass(py::module_& module);
 void bindModel(py::module_& module);
 void bindEditing(py::module_& module);
 void bindTools(py::module_& module);
+void bindDynamics(py::module_& module);
+void bindBatch(py::module_& module);
+void bindSimulation(py::module_& module);
+void bindRun(py::module_& module);
 /// @}
 } // namespace zqPython

@@ -44,4 +44,20 @@ void perform(const std::string& doing, Action&& action)
                  return std::forward<Action>(action)();
               });
 }
+
+/// Does something short, under the interpreter's lock, and warns of what is logged on the way.
+template <class Action>
+auto told(Action&& action)
+{
+   std::vector<Zq::Diagnostic> diagnostics;
+   const auto answer = [&]
+   {
+      const Zq::DiagnosticCollector collector;
+      auto result = std::forward<Action>(action)();
+      diagnostics = collector.diagnostics();
+      return result;
+   }();
+   warn(diagnostics);
+   return answer;
+}
 } // namespace zqPython

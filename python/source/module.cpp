@@ -14,4 +14,8 @@ PYBIND11_MODULE(_core, module)
    zqPython::bindModel(module);
    zqPython::bindEditing(module);
    zqPython::bindTools(module);
+   zqPython::bindDynamics(module);
+   zqPython::bindBatch(module);
+   zqPython::bindSimulation(module);
+   zqPython::bindRun(module);
 }

@@ -1,0 +1,35 @@
+"""What the examples and the documentation show is what comes out."""
+
+import doctest
+import os
+import pathlib
+import subprocess
+import sys
+
+import pytest
+import zqmanipulator
+
+root = pathlib.Path(__file__).resolve().parents[2]
+examples = sorted((root / "python" / "examples").glob("*.py"))
+
+
+@pytest.mark.parametrize("example", examples, ids=lambda path: path.stem)
+def test_example(example, tmp_path):
+    command = [sys.executable, "-W", "error", str(example)]
+    environment = os.environ | {"PYTHONPATH": str(pathlib.Path(zqmanipulator.__file__).parents[1])}
+    done = subprocess.run(command, cwd=tmp_path, env=environment, capture_output=True, text=True)
+    assert done.returncode == 0, done.stdout + done.stderr
+    assert done.stdout
+
+
+def test_documentation(monkeypatch):
+    monkeypatch.chdir(root)
+    document = pathlib.Path("docs", "python.md")
+    text = document.read_text(encoding="utf-8")
+    test = doctest.DocTestParser().get_doctest(text, {}, str(document), str(document), 0)
+    assert len(test.examples) > 30
+    told = []
+    runner = doctest.DocTestRunner(optionflags=doctest.NORMALIZE_WHITESPACE)
+    runner.run(test, out=told.append)
+    assert not told, "".join(told)
+    assert all(f"({os.path.join('..', 'python', 'examples', path.name)})" in text for path in examples)
