@@ -30,8 +30,8 @@ class ZqStatedSystem;
 /// | constraints, collision |                                                                               |
 ///
 /// Targets that cannot all be met are met as well as their weights allow: the answer is then a least sum of
-/// squares among postures nearby, the best of all starts, and says what is in the way. Where errors stay large the
-/// steps converge slowly: they end where a hundred of them gain less than a thousandth of the sum.
+/// squares among postures nearby, the best of all starts, and says what is in the way: to rounding, by steps of Newton with
+/// the curvature of the errors; with equality constraints, until the steps of a start gain less than a thousandth.
 ///
 /// A solution follows from model, targets, start, settings and seed alone, to the last bit on every platform:
 /// neither time nor the C library has a say. The tool keeps references to the scene, which stands as it is while
