@@ -23,6 +23,7 @@ constexpr ZqReal mostDamping = 1e9;
 constexpr ZqReal dampingOfNothing = 1e-14; ///< that keeps redundant rows apart from rounding
 constexpr ZqReal restingStep = 1e-11;      ///< rad or m
 constexpr ZqReal restingCost = 0.999;      ///< what hardly falls over all iterations of a start
+constexpr ZqReal restingGain = 1e-19;      ///< of Newton's step, in proportion to the cost
 constexpr ZqReal closedGap = 1e-11;        ///< of a constraint
 constexpr ZqU32 samplesPerRestart = 4;
 
@@ -397,7 +398,10 @@ ZqInverseKinematicsTool::Work::End ZqInverseKinematicsTool::Work::refine()
          std::fill(m_newton.freedom.begin(), m_newton.freedom.end(), 1e12);
          m_newton.solve(m_newtonRows.data(), m_newtonErrors.data(), 0, nullptr);
          step.d = m_newton.d;
-         if (stepSize() < restingStep)
+         ZqReal slope = 0.0;
+         for (std::size_t k = 0; k < m_gradient.size(); ++k)
+            slope -= m_gradient[k] * step.d[k];
+         if (stepSize() < restingStep || (damping <= 1.0 && slope < restingGain * current.cost))
          {
             problem.evaluate(current);
             return End::AtRest;
