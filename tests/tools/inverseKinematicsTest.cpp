@@ -244,8 +244,8 @@ TEST(InverseKinematics, LeavesTheLeastErrorOfWhatIsNotReached)
       {
          const ZqReal slope = scene.slope(scene.found(), joint, [&](const ZqPositionState& at)
                                           { return scene.cost({target}, at); });
-         // A thousandth of the cost and of the lengths of the arm, which are about one.
-         EXPECT_LT(atLimit.count(joint) == 0 ? std::abs(slope) : 0.0, 1e-8) << joint;
+         // Steps end where a step gains nothing that is not rounding: the square of a slope.
+         EXPECT_LT(atLimit.count(joint) == 0 ? std::abs(slope) : 0.0, 1e-7) << joint;
       }
    }
 }
