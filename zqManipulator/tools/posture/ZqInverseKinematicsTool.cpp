@@ -122,7 +122,7 @@ struct ZqInverseKinematicsTool::Work
    Problem problem;
    zqPosture::BoundedStep step;
    const Settings* settings = nullptr;
-   ZqPositionState scenePosition;        ///< that of the scene
+   ZqPositionState scenePosition;         ///< that of the scene
    const ZqPositionState* from = nullptr; ///< the start
    Point start, current, trial, best, origin, drawn;
 
@@ -139,8 +139,8 @@ private:
    ZqReal stepSize() const;
    ZqReal postureCost(const Point& point) const;
 
-   std::vector<ZqReal> m_rows;       ///< derivatives at `current`
-   std::vector<ZqReal> m_closing;    ///< those on the way back to the constraints
+   std::vector<ZqReal> m_rows;    ///< derivatives at `current`
+   std::vector<ZqReal> m_closing; ///< those on the way back to the constraints
    std::vector<ZqReal> m_preferred, m_lastStep;
    std::vector<ZqReal> m_gradient, m_gradientAhead; ///< of the cost
    std::vector<ZqReal> m_curvature;                 ///< n x n
@@ -174,8 +174,9 @@ bool ZqInverseKinematicsTool::Work::takeStart()
    const auto& q = position.jointPositions().values();
    start.q.assign(q.begin(), q.end());
    problem.setReference(scenePosition.jointPositions().values());
-   const ZqCoordinateSystemTransformation& placement =
-      position.placement() != nullptr ? *position.placement() : problem.manipulator().coordSysXForm();
+   const ZqCoordinateSystemTransformation& placement = position.placement() != nullptr
+                                                          ? *position.placement()
+                                                          : problem.manipulator().coordSysXForm();
    const ZqCoordinateSystemTransformation base = placement * position.coordSysXForm();
    start.base = {zqMotion::plain(base.translation()), zqMotion::plain(base.orientation())};
    current = start;
@@ -654,8 +655,7 @@ void ZqInverseKinematicsTool::Work::report(Answer& answer)
    {
       const auto& [p, q] = current.base;
       const ZqCoordinateSystemTransformation& placement =
-         from->placement() != nullptr ? *from->placement()
-                                              : problem.manipulator().coordSysXForm();
+         from->placement() != nullptr ? *from->placement() : problem.manipulator().coordSysXForm();
       answer.position.setCoordSysXForm(
          placement.inverse() * ZqCoordinateSystemTransformation(ZqVector(p.x, p.y, p.z),
                                                                 ZqOrientation(q.w, q.x, q.y, q.z)));

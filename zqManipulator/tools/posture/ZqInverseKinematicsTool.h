@@ -63,7 +63,8 @@ public:
 
    struct Settings
    {
-      ZqReal tolerance = 1e-9;   ///< of each target (m and rad) for it to be met; steps go on while they gain
+      ZqReal tolerance =
+         1e-9; ///< of each target (m and rad) for it to be met; steps go on while they gain
       ZqU32 maxIterations = 100; ///< of one start
       ZqU32 maxRestarts = 100;
       ZqU32 seed = 1;
@@ -107,7 +108,7 @@ public:
       ZqPositionState position;        ///< all joints and the base
       std::vector<Residual> residuals; ///< by target
       std::vector<JointAtLimit> limits;
-      ZqReal cost = 0.0;         ///< half of the sum of weighted squares
+      ZqReal cost = 0.0;          ///< half of the sum of weighted squares
       ZqReal constraintGap = 0.0; ///< of equality constraints, the greatest of a row
       bool isPostureBest = false; ///< the preferred posture is as near as the targets allow
       ZqU32 iterations = 0;       ///< over all starts
