@@ -107,8 +107,8 @@ public:
    {
       const ZqCoordinateSystemTransformation X = poseAt(q);
       const ZqOrientation error = goal.orientation().inverse() * X.orientation();
-      const double distance = std::max((X.translation() - goal.translation()).mag(),
-                                       2.0 * error.vectorPart().mag());
+      const double distance =
+         std::max((X.translation() - goal.translation()).mag(), 2.0 * error.vectorPart().mag());
       return std::isfinite(distance) ? distance : 1e300;
    }
    /// Also after whole turns.
@@ -230,8 +230,8 @@ int main(int argumentCount, char** arguments)
       return 1;
    ZqStatedSystem seven;
    seven.setFromManipulator(zqTest::sevenAxisArm());
-   std::printf("  %-19s %-14s %8s %8s %8s %9s %9s %9s\n", "", "", "1e-9", "1e-6", "beyond", "median",
-               "mean", "99 %");
+   std::printf("  %-19s %-14s %8s %8s %8s %9s %9s %9s\n", "", "", "1e-9", "1e-6", "beyond",
+               "median", "mean", "99 %");
    std::printf("  %-19s %-14s %8s %8s %8s %9s %9s %9s\n", "starts", "solver", "%", "%", "limits %",
                "us", "us", "us");
    Arm arms[] = {{"PUMA 560", puma}, {"arm of seven joints", seven}};

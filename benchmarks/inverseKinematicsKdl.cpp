@@ -108,7 +108,8 @@ public:
    /// Orientations count by a weight, which also applies to the tolerance.
    Lma(std::string name, const Carried& arm, double weight)
       : Kdl(std::move(name), arm),
-        m_inverse(m_chain, (Eigen::Matrix<double, 6, 1>() << 1, 1, 1, weight, weight, weight).finished(),
+        m_inverse(m_chain,
+                  (Eigen::Matrix<double, 6, 1>() << 1, 1, 1, weight, weight, weight).finished(),
                   kdlTolerance * weight, 500)
    {
    }

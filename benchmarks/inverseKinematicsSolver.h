@@ -31,6 +31,6 @@ private:
 };
 
 /// Those of other libraries, as far as these were found.
-std::vector<std::unique_ptr<InverseSolver>>
-peersFor(const ZqIndividualManipulator& manipulator, const Joints& lower, const Joints& upper);
+std::vector<std::unique_ptr<InverseSolver>> peersFor(const ZqIndividualManipulator& manipulator,
+                                                     const Joints& lower, const Joints& upper);
 } // namespace zqBenchmark

@@ -76,8 +76,7 @@ Task parseTask(const ZqStatedSystem& scene, const IkOptions& options)
       }
       const ZqU32 link =
          scene.manipulatorByIndex(place.manipulator)->linkIndexByIdentifier(place.link);
-      task.targets.push_back(
-         parseTarget(link, options.targets[k], point, options.positionOnly));
+      task.targets.push_back(parseTarget(link, options.targets[k], point, options.positionOnly));
    }
    return task;
 }
@@ -194,7 +193,8 @@ zqsim::Run zqsim::ik(CLI::App& arguments)
    const auto add = [&](const char* name, auto& value, const char* description, const char* type)
    { return arguments.add_option(name, value, description)->type_name(type); };
    add("--link", options->links,
-       "A link that is wanted somewhere, by its label or as MANIPULATOR/LINK; several, each with its "
+       "A link that is wanted somewhere, by its label or as MANIPULATOR/LINK; several, each with "
+       "its "
        "--target, have to be of one manipulator",
        "LINK")
       ->required()
@@ -202,13 +202,15 @@ zqsim::Run zqsim::ik(CLI::App& arguments)
       ->take_all();
    add("--target", options->targets,
        "Where its primary frame is wanted in the system, as one argument: \"x y z\" (m), with any "
-       "orientation; \"x y z roll pitch yaw\" (m, rad); or \"x y z qw qx qy qz\", as zqsim frames tells it",
+       "orientation; \"x y z roll pitch yaw\" (m, rad); or \"x y z qw qx qy qz\", as zqsim frames "
+       "tells it",
        "LIST")
       ->required()
       ->expected(1)
       ->take_all();
    add("--point", options->points,
-       "The point of the link that is wanted there: \"x y z\" (m) in its primary frame; one for all, or "
+       "The point of the link that is wanted there: \"x y z\" (m) in its primary frame; one for "
+       "all, or "
        "one for each --link",
        "LIST")
       ->expected(1)
@@ -217,22 +219,25 @@ zqsim::Run zqsim::ik(CLI::App& arguments)
    add("--joints", options->joints,
        "Where to start, as for zqsim frames; if not given, from the model's state", "LIST");
    add("--posture", options->posture,
-       "Positions (rad, m) of the joints of this manipulator that it would rather have where the targets "
+       "Positions (rad, m) of the joints of this manipulator that it would rather have where the "
+       "targets "
        "leave freedom",
        "LIST");
    arguments.add_flag("--move-base", options->movesBase, "Let a free base move as well");
-   add("--tolerance", options->tolerance, "Error (m and rad) of a target that is met; 1e-9 if not given",
-       "NUMBER");
-   add("--restarts", options->restarts, "How many more starts to try, drawn at random; 100 if not given",
-       "COUNT");
+   add("--tolerance", options->tolerance,
+       "Error (m and rad) of a target that is met; 1e-9 if not given", "NUMBER");
+   add("--restarts", options->restarts,
+       "How many more starts to try, drawn at random; 100 if not given", "COUNT");
    add("--seed", options->seed, "Seed of the random starts; 1 if not given", "NUMBER");
    add("-o,--out", options->out,
-       "Where to write the model with its state at the solution; with -, standard output has it, and nothing "
+       "Where to write the model with its state at the solution; with -, standard output has it, "
+       "and nothing "
        "else is told",
        "FILE");
-   arguments.footer("Limits of joints are kept, and so are loops, gears and mimics. What cannot be reached is "
-                    "approached as near as can be: exit code 5, with the reason. The last line is what zqsim "
-                    "frames takes to show the solution. The same seed gives the same answer everywhere.");
+   arguments.footer(
+      "Limits of joints are kept, and so are loops, gears and mimics. What cannot be reached is "
+      "approached as near as can be: exit code 5, with the reason. The last line is what zqsim "
+      "frames takes to show the solution. The same seed gives the same answer everywhere.");
    return [options]
    {
       const bool isToldApart = !isStandardStream(options->out);

@@ -28,22 +28,26 @@ protected:
 // What is printed is what `frames` takes: the pose comes back, from the list and from the model.
 TEST_F(ZqsimIk, WhatItPrintsHasTheLinkThere)
 {
-   const Json wanted = frameOf(model("puma560") + " --joints '0.3 0.8 -0.9 0.4 0.7 -1.1'", "flange");
+   const Json wanted =
+      frameOf(model("puma560") + " --joints '0.3 0.8 -0.9 0.4 0.7 -1.1'", "flange");
    const std::string target =
       numbersOf(wanted.at("position")) + numbersOf(wanted.at("orientation"));
-   const Result told = run("ik " + model("puma560") + " --link flange --target '" + target + "' -o " +
-                           scratch("there.xml"));
+   const Result told = run("ik " + model("puma560") + " --link flange --target '" + target +
+                           "' -o " + scratch("there.xml"));
    ASSERT_EQ(told.code, 0) << told.err;
    const std::string list = told.out.substr(told.out.find("--joints"));
-   for (const Json& frame : {frameOf(model("puma560") + ' ' + list.substr(0, list.find('\n')), "flange"),
-                             frameOf(scratch("there.xml"), "flange")})
+   for (const Json& frame :
+        {frameOf(model("puma560") + ' ' + list.substr(0, list.find('\n')), "flange"),
+         frameOf(scratch("there.xml"), "flange")})
    {
       double sign = 0.0;
       for (std::size_t i = 0; i < 4; ++i)
-         sign += frame.at("orientation")[i].get<double>() * wanted.at("orientation")[i].get<double>();
+         sign +=
+            frame.at("orientation")[i].get<double>() * wanted.at("orientation")[i].get<double>();
       EXPECT_NEAR(std::abs(sign), 1.0, 1e-12);
       for (std::size_t i = 0; i < 3; ++i)
-         EXPECT_NEAR(frame.at("position")[i].get<double>(), wanted.at("position")[i].get<double>(), 1e-12);
+         EXPECT_NEAR(frame.at("position")[i].get<double>(), wanted.at("position")[i].get<double>(),
+                     1e-12);
    }
 }
 
@@ -59,7 +63,8 @@ TEST_F(ZqsimIk, SaysWhatIsInTheWay)
    const Case cases[] = {
       {"--link flange --target '3 0 0'", 5, "out of reach: farther than all links"},
       {"--link flange --target '0.5 0.1 0.2' --point '0 0 0.1'", 0, "solved"},
-      {"--link forearm --target '0.4 0.1 0.2' --link flange --target '0.4 0.1 9' --position-only", 5, "not solved"},
+      {"--link forearm --target '0.4 0.1 0.2' --link flange --target '0.4 0.1 9' --position-only",
+       5, "not solved"},
       {"--link flange --target '0.5 0.1'", 2, "--target: expected"},
       {"--link flange --target '0.5 0.1 nan'", 2, "--target"},
       {"--link flange --target '0 0 0 0 0 0 0'", 2, "no finite frame"},

@@ -13,10 +13,10 @@ inline ZqIndividualManipulator sevenAxisArm()
       ZqReal a, alpha, d, limit;
    };
    constexpr ZqReal right = ZqMath::pi / 2.0;
-   static constexpr Row rows[] = {
-      {0.0, 0.0, 0.31, 2.8},    {0.0, -right, 0.0, 1.9}, {0.0, right, 0.38, 2.8},
-      {0.04, right, 0.0, 2.1},  {-0.04, -right, 0.36, 2.8}, {0.0, -right, 0.0, 2.0},
-      {0.07, right, 0.0, 2.9}};
+   static constexpr Row rows[] = {{0.0, 0.0, 0.31, 2.8},      {0.0, -right, 0.0, 1.9},
+                                  {0.0, right, 0.38, 2.8},    {0.04, right, 0.0, 2.1},
+                                  {-0.04, -right, 0.36, 2.8}, {0.0, -right, 0.0, 2.0},
+                                  {0.07, right, 0.0, 2.9}};
    ZqIndividualManipulator arm =
       makeManipulator(chain(7),
                       [](ZqU32 i)

@@ -23,6 +23,7 @@ constexpr ZqReal mostDamping = 1e9;
 constexpr ZqReal dampingOfNothing = 1e-14; ///< that keeps redundant rows apart from rounding
 constexpr ZqReal restingStep = 1e-11;      ///< rad or m
 constexpr ZqReal restingCost = 0.999;      ///< what hardly falls over all iterations of a start
+constexpr ZqReal restingGain = 1e-19;      ///< of Newton's step, in proportion to the cost
 constexpr ZqReal closedGap = 1e-11;        ///< of a constraint
 constexpr ZqU32 samplesPerRestart = 4;
 
@@ -109,6 +110,7 @@ struct ZqInverseKinematicsTool::Work
    bool takeStart();
    End attempt();
    End descend(bool toRest);
+   End refine();
    void settle();
    void search(Answer& answer);
    bool drawStart();
@@ -120,7 +122,7 @@ struct ZqInverseKinematicsTool::Work
    Problem problem;
    zqPosture::BoundedStep step;
    const Settings* settings = nullptr;
-   ZqPositionState scenePosition;        ///< that of the scene
+   ZqPositionState scenePosition;         ///< that of the scene
    const ZqPositionState* from = nullptr; ///< the start
    Point start, current, trial, best, origin, drawn;
 
@@ -130,13 +132,20 @@ private:
    bool closeConstraints(Point& point);
    bool tryStep();
    ZqReal dampingChange() const;
+   void takeGradient(std::vector<ZqReal>& gradient);
+   void takeCurvature();
+   bool factorCurvature(ZqReal damping);
    bool isMet(const Point& point) const;
    ZqReal stepSize() const;
    ZqReal postureCost(const Point& point) const;
 
-   std::vector<ZqReal> m_rows;       ///< derivatives at `current`
-   std::vector<ZqReal> m_closing;    ///< those on the way back to the constraints
+   std::vector<ZqReal> m_rows;    ///< derivatives at `current`
+   std::vector<ZqReal> m_closing; ///< those on the way back to the constraints
    std::vector<ZqReal> m_preferred, m_lastStep;
+   std::vector<ZqReal> m_gradient, m_gradientAhead; ///< of the cost
+   std::vector<ZqReal> m_curvature;                 ///< n x n
+   zqPosture::BoundedStep m_newton;                 ///< a row for each variable
+   std::vector<ZqReal> m_newtonRows, m_newtonErrors;
    ZqReal m_chord = 0.0; ///< 2 sin(tolerance / 2)
    ZqU32 m_iterations = 0;
 };
@@ -165,8 +174,9 @@ bool ZqInverseKinematicsTool::Work::takeStart()
    const auto& q = position.jointPositions().values();
    start.q.assign(q.begin(), q.end());
    problem.setReference(scenePosition.jointPositions().values());
-   const ZqCoordinateSystemTransformation& placement =
-      position.placement() != nullptr ? *position.placement() : problem.manipulator().coordSysXForm();
+   const ZqCoordinateSystemTransformation& placement = position.placement() != nullptr
+                                                          ? *position.placement()
+                                                          : problem.manipulator().coordSysXForm();
    const ZqCoordinateSystemTransformation base = placement * position.coordSysXForm();
    start.base = {zqMotion::plain(base.translation()), zqMotion::plain(base.orientation())};
    current = start;
@@ -296,6 +306,117 @@ ZqInverseKinematicsTool::Work::End ZqInverseKinematicsTool::Work::descend(bool t
    return isMet(current) ? End::Met : End::Exhausted;
 }
 
+/// At the point that was evaluated last.
+void ZqInverseKinematicsTool::Work::takeGradient(std::vector<ZqReal>& gradient)
+{
+   const int n = problem.variables();
+   gradient.assign(static_cast<std::size_t>(n), 0.0);
+   for (int i = 0; i < problem.targetRows(); ++i)
+      for (int k = 0; k < n; ++k)
+         gradient[static_cast<std::size_t>(k)] += m_closing[static_cast<std::size_t>(i * n + k)] *
+                                                  trial.errors[static_cast<std::size_t>(i)];
+}
+
+/// How the gradient changes, by central differences, which need not be exact: only the way depends on them.
+void ZqInverseKinematicsTool::Work::takeCurvature()
+{
+   constexpr ZqReal h = 1e-5;
+   const auto n = static_cast<std::size_t>(problem.variables());
+   m_curvature.assign(n * n, 0.0);
+   problem.relax(true); // differences also beyond a limit
+   for (std::size_t k = 0; k < n; ++k)
+      for (const ZqReal side : {h, -h})
+      {
+         std::fill(step.d.begin(), step.d.end(), 0.0);
+         step.d[k] = side;
+         problem.move(current, step.d.data(), trial);
+         problem.evaluate(trial);
+         problem.differentiate(trial, m_closing);
+         takeGradient(m_gradientAhead);
+         for (std::size_t i = 0; i < n; ++i)
+         {
+            m_curvature[i * n + k] += 0.25 / side * m_gradientAhead[i];
+            m_curvature[k * n + i] += 0.25 / side * m_gradientAhead[i];
+         }
+      }
+   problem.relax(false);
+}
+
+/// Writes curvature and gradient as rows whose sum of squares has them: L^T d + L^-1 g. False where that needs more
+/// damping.
+bool ZqInverseKinematicsTool::Work::factorCurvature(ZqReal damping)
+{
+   const auto n = static_cast<std::size_t>(problem.variables());
+   m_newtonRows.assign(n * n, 0.0);
+   m_newtonErrors.assign(n, 0.0);
+   for (std::size_t j = 0; j < n; ++j)
+   {
+      ZqReal right = m_gradient[j];
+      for (std::size_t k = 0; k < j; ++k)
+         right -= m_newtonRows[k * n + j] * m_newtonErrors[k];
+      for (std::size_t i = j; i < n; ++i)
+      {
+         ZqReal sum = m_curvature[i * n + j] + (i == j ? damping / step.freedom[j] : 0.0);
+         for (std::size_t k = 0; k < j; ++k)
+            sum -= m_newtonRows[k * n + i] * m_newtonRows[k * n + j];
+         if (i == j && !(sum > 1e-12))
+            return false;
+         m_newtonRows[j * n + i] = i == j ? std::sqrt(sum) : sum / m_newtonRows[j * n + j];
+      }
+      m_newtonErrors[j] = right / m_newtonRows[j * n + j];
+   }
+   return true;
+}
+
+/// From `current`, which was evaluated last, to rest where errors stay: their curvature counts then, and Newton's
+/// steps, within the limits, have it. Not for constraints, whose curvature would count as well.
+ZqInverseKinematicsTool::Work::End ZqInverseKinematicsTool::Work::refine()
+{
+   const int n = problem.variables();
+   m_newton.resize(n, n);
+   ZqReal damping = 1e-3;
+   for (ZqU32 i = 0; i < settings->maxIterations; ++i)
+   {
+      ++m_iterations;
+      trial = current;
+      problem.evaluate(trial);
+      problem.differentiate(trial, m_closing);
+      takeGradient(m_gradient);
+      takeCurvature();
+      for (;; damping *= 10.0)
+      {
+         if (damping > mostDamping)
+         {
+            problem.evaluate(current);
+            return End::Exhausted;
+         }
+         if (!factorCurvature(damping))
+            continue;
+         setBounds(current);
+         m_newton.lower = step.lower;
+         m_newton.upper = step.upper;
+         std::fill(m_newton.damping.begin(), m_newton.damping.end(), 1.0);
+         std::fill(m_newton.freedom.begin(), m_newton.freedom.end(), 1e12);
+         m_newton.solve(m_newtonRows.data(), m_newtonErrors.data(), 0, nullptr);
+         step.d = m_newton.d;
+         ZqReal slope = 0.0;
+         for (std::size_t k = 0; k < m_gradient.size(); ++k)
+            slope -= m_gradient[k] * step.d[k];
+         if (stepSize() < restingStep || (damping <= 1.0 && slope < restingGain * current.cost))
+         {
+            problem.evaluate(current);
+            return End::AtRest;
+         }
+         if (tryStep() && trial.cost <= current.cost * (1.0 + 1e-15))
+            break;
+      }
+      std::swap(current, trial);
+      damping = std::max(0.1 * damping, 1e-12);
+   }
+   problem.evaluate(current);
+   return End::Exhausted;
+}
+
 /// Steps on from where the targets are met, as long as they gain: convergence is quadratic there.
 void ZqInverseKinematicsTool::Work::settle()
 {
@@ -392,26 +513,31 @@ void ZqInverseKinematicsTool::Work::search(Answer& answer)
    if (!hasBest)
    {
       answer.obstacle = Obstacle::Loops;
+      current = start;
+      problem.evaluate(current);
       return;
    }
    current = best;
    problem.evaluate(current);
    End end = End::Exhausted;
-   for (int i = 0; i < 10 && end == End::Exhausted; ++i)
+   const int most = problem.hasConstraints() ? 10 : 1;
+   for (int i = 0; i < most && end == End::Exhausted; ++i)
    {
       const ZqReal before = current.cost;
       end = descend(true);
       if (end == End::Exhausted && i > 0 && current.cost > restingCost * before)
          end = End::AtRest;
    }
-   if (end == End::Met)
+   if (end != End::Met && !problem.hasConstraints() && refine() == End::AtRest)
+      end = End::AtRest;
+   if (isMet(current))
    {
       settle();
       answer.isSolved = true;
       answer.obstacle = Obstacle::None;
+      return;
    }
-   else
-      answer.obstacle = end == End::AtRest ? Obstacle::Reach : Obstacle::Time;
+   answer.obstacle = end == End::AtRest ? Obstacle::Reach : Obstacle::Time;
 }
 
 /// Brings joints that turn freely next to where they started, or would rather be.
@@ -529,8 +655,7 @@ void ZqInverseKinematicsTool::Work::report(Answer& answer)
    {
       const auto& [p, q] = current.base;
       const ZqCoordinateSystemTransformation& placement =
-         from->placement() != nullptr ? *from->placement()
-                                              : problem.manipulator().coordSysXForm();
+         from->placement() != nullptr ? *from->placement() : problem.manipulator().coordSysXForm();
       answer.position.setCoordSysXForm(
          placement.inverse() * ZqCoordinateSystemTransformation(ZqVector(p.x, p.y, p.z),
                                                                 ZqOrientation(q.w, q.x, q.y, q.z)));

@@ -30,8 +30,8 @@ class ZqStatedSystem;
 /// | constraints, collision |                                                                               |
 ///
 /// Targets that cannot all be met are met as well as their weights allow: the answer is then a least sum of
-/// squares among postures nearby, the best of all starts, and says what is in the way. Where errors stay large the
-/// steps converge slowly: they end where a hundred of them gain less than a thousandth of the sum.
+/// squares among postures nearby, the best of all starts, and says what is in the way: to rounding, by steps of Newton with
+/// the curvature of the errors; with equality constraints, until the steps of a start gain less than a thousandth.
 ///
 /// A solution follows from model, targets, start, settings and seed alone, to the last bit on every platform:
 /// neither time nor the C library has a say. The tool keeps references to the scene, which stands as it is while
@@ -63,7 +63,8 @@ public:
 
    struct Settings
    {
-      ZqReal tolerance = 1e-9;   ///< of each target (m and rad) for it to be met; steps go on while they gain
+      ZqReal tolerance =
+         1e-9; ///< of each target (m and rad) for it to be met; steps go on while they gain
       ZqU32 maxIterations = 100; ///< of one start
       ZqU32 maxRestarts = 100;
       ZqU32 seed = 1;
@@ -107,7 +108,7 @@ public:
       ZqPositionState position;        ///< all joints and the base
       std::vector<Residual> residuals; ///< by target
       std::vector<JointAtLimit> limits;
-      ZqReal cost = 0.0;         ///< half of the sum of weighted squares
+      ZqReal cost = 0.0;          ///< half of the sum of weighted squares
       ZqReal constraintGap = 0.0; ///< of equality constraints, the greatest of a row
       bool isPostureBest = false; ///< the preferred posture is as near as the targets allow
       ZqU32 iterations = 0;       ///< over all starts

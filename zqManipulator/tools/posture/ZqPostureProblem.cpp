@@ -40,8 +40,7 @@ Vec3 unitVector(int axis)
 Quat turned(const Quat& q, const Vec3& r)
 {
    const Quat t = Quat{1.0, 0.5 * r.x, 0.5 * r.y, 0.5 * r.z} * q;
-   const ZqReal scale =
-      1.0 / std::sqrt((t.w * t.w + t.x * t.x) + (t.y * t.y + t.z * t.z));
+   const ZqReal scale = 1.0 / std::sqrt((t.w * t.w + t.x * t.x) + (t.y * t.y + t.z * t.z));
    return {t.w * scale, t.x * scale, t.y * scale, t.z * scale};
 }
 } // namespace
@@ -52,7 +51,8 @@ void Problem::setManipulator(const ZqIndividualManipulator& manipulator,
    m_manipulator = &manipulator;
    m_plan = manipulator.sharedMotionPlan();
    m_position = position;
-   m_placement = position.placement() != nullptr ? *position.placement() : manipulator.coordSysXForm();
+   m_placement =
+      position.placement() != nullptr ? *position.placement() : manipulator.coordSysXForm();
    m_targets.clear();
    const std::size_t count = m_plan->joints.size();
    m_halfCos.resize(count);
@@ -132,16 +132,16 @@ bool Problem::takeLimits(const Tool::Settings& settings)
       m_isAngle[i] = joint == nullptr || joint->unitType() == 1;
       if (!(m_lower[i] <= m_upper[i]))
       {
-         Zq::Print::instance().write(
-            Zq::Rejected,
-            "ZqInverseKinematicsTool::solve(): the limits of link \"%s\" leave its joint no position.\n",
-            link->linkLabel().c_str());
+         Zq::Print::instance().write(Zq::Rejected,
+                                     "ZqInverseKinematicsTool::solve(): the limits of link \"%s\" "
+                                     "leave its joint no position.\n",
+                                     link->linkLabel().c_str());
          return false;
       }
       m_isPeriodic[i] = m_plan->joints[i].kind == JointKind::Revolute &&
                         m_manipulator->stateEqualityConstraints().doc() == 0;
-      m_turnsFreely[i] = m_isPeriodic[i] && m_upper[i] - m_lower[i] >= 2.0 * ZqMath::pi &&
-                         settings.posture.empty();
+      m_turnsFreely[i] =
+         m_isPeriodic[i] && m_upper[i] - m_lower[i] >= 2.0 * ZqMath::pi && settings.posture.empty();
    }
    return true;
 }
@@ -167,10 +167,11 @@ bool Problem::takeConstraints(const Tool::Settings& settings)
          isHeld = isHeld && m_kinematics.jacobian[row][k] == 0.0;
       if (!isHeld)
       {
-         Zq::Print::instance().write(Zq::Rejected,
-                                     "ZqInverseKinematicsTool::solve(): constraint %s relates velocities "
-                                     "alone, and cannot be held.\n",
-                                     constraints.description(index).c_str());
+         Zq::Print::instance().write(
+            Zq::Rejected,
+            "ZqInverseKinematicsTool::solve(): constraint %s relates velocities "
+            "alone, and cannot be held.\n",
+            constraints.description(index).c_str());
          return false;
       }
    }
@@ -194,7 +195,8 @@ void Problem::takeJoints(const Tool::Settings& settings)
    {
       if (m_isPlaced[i])
          m_links.push_back(static_cast<int>(i));
-      if (!(all || m_isPlaced[i]) || (!settings.jointWeights.empty() && std::isinf(settings.jointWeights[i])))
+      if (!(all || m_isPlaced[i]) ||
+          (!settings.jointWeights.empty() && std::isinf(settings.jointWeights[i])))
          continue;
       m_variableOf[i] = variables();
       m_joints.push_back(static_cast<int>(i));
@@ -269,7 +271,8 @@ void Problem::evaluateConstraints(Point& point)
                                      ZqVector(p.x, p.y, p.z), ZqOrientation(q.w, q.x, q.y, q.z)));
    }
    m_activeState.setPositionState(m_position);
-   m_manipulator->stateEqualityConstraints().getKinematics(*m_manipulator, m_activeState, m_kinematics);
+   m_manipulator->stateEqualityConstraints().getKinematics(*m_manipulator, m_activeState,
+                                                           m_kinematics);
    const ZqU32 firstJoint = m_manipulator->isFixedBase() ? 0 : 6;
    for (ZqU32 row = 0; row < m_kinematics.doc(); ++row)
    {

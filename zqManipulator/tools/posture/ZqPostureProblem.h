@@ -104,14 +104,15 @@ private:
    ZqCoordinateSystemTransformation m_placement; ///< of the frame in which states have the base
    std::vector<Tool::Target> m_targets;
    std::vector<Aim> m_aims;
-   std::vector<int> m_links;  ///< that have to be placed, parents first
-   std::vector<int> m_joints; ///< by variable, after those of the base
+   std::vector<int> m_links;      ///< that have to be placed, parents first
+   std::vector<int> m_joints;     ///< by variable, after those of the base
    std::vector<int> m_variableOf; ///< by joint; -1 for one that does not vary
    std::vector<ZqReal> m_lower, m_upper;
    std::vector<bool> m_turnsFreely, m_isPeriodic, m_isAngle, m_isPlaced;
    bool m_isRelaxed = false;
    int m_baseVariables = 0, m_targetRows = 0, m_constraintRows = 0;
-   std::vector<ZqReal> m_reference; ///< positions at which weighted sums have the values that they keep
+   std::vector<ZqReal>
+      m_reference; ///< positions at which weighted sums have the values that they keep
 
    std::vector<ZqReal> m_halfCos, m_halfSin;
    std::vector<zqMotion::Slot<ZqReal>> m_slots;
