@@ -211,7 +211,6 @@ private:
    }
    void parseComparison()
    {
-      const Nesting nesting(*this);
       parseSum();
       if (const BinaryFunction* found = takeOperator(comparisons))
       {
@@ -221,6 +220,7 @@ private:
    }
    void parseSum() { parseChain(sums, &ExpressionParser::parseProduct); }
    void parseProduct() { parseChain(products, &ExpressionParser::parseSigned); }
+   /// All that nests comes through here.
    void parseSigned()
    {
       const Nesting nesting(*this);

@@ -1,6 +1,5 @@
 #include "apps/zqsim/sweep/metrics.h"
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
@@ -130,11 +129,6 @@ void zqsim::Metrics::Gathered::addToSum(ZqReal term)
 zqsim::MetricGatherer::MetricGatherer(const Metrics& metrics)
    : m_metrics(metrics), m_gathered(metrics.m_gatherings.size()), m_stack(metrics.m_deepest)
 {
-}
-
-void zqsim::MetricGatherer::restart()
-{
-   std::fill(m_gathered.begin(), m_gathered.end(), Metrics::Gathered());
 }
 
 void zqsim::MetricGatherer::see(ZqReal time, std::span<const ZqReal> columns)

@@ -119,8 +119,6 @@ public:
    /// The metrics have to outlive it.
    explicit MetricGatherer(const Metrics& metrics);
 
-   /// To be asked for nothing of the last run any more.
-   void restart();
    /// The present numbers of `Metrics::columns`, at the start and after each step, at its time (s).
    void see(ZqReal time, std::span<const ZqReal> columns);
    /// One number for each expression, NaN where it has no value.

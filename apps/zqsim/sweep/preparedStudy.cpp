@@ -4,6 +4,7 @@
 #include "apps/zqsim/columns.h"
 #include "apps/zqsim/commands.h"
 #include "apps/zqsim/energies.h"
+#include "apps/zqsim/output.h"
 #include "apps/zqsim/runReport.h"
 #include "apps/zqsim/runner.h"
 #include "zqManipulator/foundation/xml/ZqSha256.h"
@@ -108,9 +109,11 @@ zqsim::PreparedStudy::PreparedStudy(const std::string& studyFile)
       m_schedule =
          Schedule::lasting(m_study.duration(), m_scene.state().time(), m_study.timeStep());
    }
-   catch (const Failure& failure)
+   catch (const Failure&)
    {
-      throw Failure(InvalidInput, studyFile + ": " + failure.what());
+      throw Failure(InvalidInput, studyFile + ": timeStep: steps of " + exact(m_study.timeStep()) +
+                                     " s are too short for " + exact(m_study.duration()) +
+                                     " s from the time of the model on");
    }
    readMetrics(studyFile);
 }
