@@ -157,7 +157,9 @@ void zqsim::Ranks::meet()
 {
    void* library = ::dlopen("zqsimMpi.so", RTLD_NOW | RTLD_GLOBAL);
    if (library == nullptr)
-      throw Failure(Failed, std::string("was started by MPI, but was built without it, or cannot load it: ") + ::dlerror());
+      throw Failure(
+         Failed, std::string("was started by MPI, but was built without it, or cannot load it: ") +
+                    ::dlerror());
    const auto meetByMpi = reinterpret_cast<MeetByMpi*>(::dlsym(library, "zqsimMeetByMpi"));
    const MpiMeeting meeting{[](void* context, int isOneMachine, char* text)
                             {
