@@ -15,11 +15,13 @@ from zqmanipulator import _core as module
 HEADER = '''# Written by python/stubs.py: change the bindings, and not this file.
 import enum
 import os
-from collections.abc import Callable, Iterator, Sequence
-from typing import Any, ClassVar, overload
+from collections.abc import Callable, Iterable, Iterator, Sequence
+from typing import Any, ClassVar, NamedTuple, overload
 
 import numpy
 from numpy.typing import ArrayLike, NDArray
+
+from ._run import Run
 
 '''
 #: Of methods that pybind11 tells nothing of, or too little.
@@ -29,8 +31,19 @@ SIGNATURES = {
     "__getstate__": "(self) -> object",
     "__setstate__": "(self, state: Any) -> None",
 }
-ARGUMENTS = [(r"\bnumpy\.ndarray\[[\w.]+\]", "ArrayLike"), (r"\bList\[", "Sequence["), (r"\bpath: object", "path: str | os.PathLike[str]")]
-RESULTS = [(r"\bnumpy\.ndarray\[([\w.]+)\]", r"NDArray[\1]"), (r"\bList\[", "list[")]
+ARGUMENTS = [(r"\bnumpy\.ndarray\[[\w.]+\]", "ArrayLike"), (r"\bList\[", "Sequence["), (r"\bpath: object", "path: str | os.PathLike[str]"),
+             (r"\bforces: dict\b", "forces: dict[Any, ArrayLike]"), (r"\bIterable\b", "Iterable[str]")]
+#: Answers that pybind11 tells too little of.
+ANSWERS = {
+    "Dynamics.forward_derivatives": "ForwardDerivatives",
+    "Dynamics.inverse_derivatives": "InverseDerivatives",
+    "Simulation.contacts": "list[Contact]",
+    "Simulation.energy": "dict[str, float]",
+    "Simulation.fired_criteria": "list[tuple[str, str, float]]",
+    "Simulation.limit_hits": "dict[str, float]",
+    "Simulation.run": "Run",
+}
+RESULTS = [(r"^object$", "Any"), (r"^dict$", "dict[str, Any]"), (r"^list$", "list[Any]"), (r"\bnumpy\.ndarray\[([\w.]+)\]", r"NDArray[\1]"), (r"\bList\[", "list[")]
 COMMON = [
     (r"\bzqmanipulator\._core\.", ""),
     (r"\bDict\[", "dict["),
@@ -68,11 +81,11 @@ def signatures(function: Any) -> list[tuple[str, str]]:
     return []
 
 
-def signature_of(text: str, of_class: str | None) -> str:
+def signature_of(text: str, of_class: str | None, answer: str | None = None) -> str:
     arguments, _, result = text.rpartition(" -> ")
     if of_class is not None:
         arguments = re.sub(r"\(self: [\w.]+", "(self", arguments)
-    return translated(arguments, ARGUMENTS) + " -> " + translated(result, RESULTS)
+    return translated(arguments, ARGUMENTS) + " -> " + (answer or translated(result, RESULTS))
 
 
 def documented(head: str, text: str, indent: str) -> str:
@@ -93,7 +106,7 @@ def function_stub(name: str, function: Any, of_class: str | None = None, is_stat
             result += f"{indent}@overload\n"
         if is_static:
             result += f"{indent}@staticmethod\n"
-        head = signature_of(signature, None if is_static else of_class)
+        head = signature_of(signature, None if is_static else of_class, ANSWERS.get(f"{of_class}.{name}"))
         if name == "__iter__":
             head = "(self) -> Iterator[" + ELEMENTS[of_class or ""] + "]"
         result += documented(f"def {name}{head}", text, indent)
@@ -104,9 +117,9 @@ def function_stub(name: str, function: Any, of_class: str | None = None, is_stat
 ELEMENTS = {"Scene": "Manipulator", "Manipulator": "Link"}
 
 
-def property_stub(name: str, value: property) -> str:
+def property_stub(name: str, value: property, of_class: str) -> str:
     found = re.search(r" -> (.*)", (value.fget.__doc__ or "").split("\n")[0])
-    result = translated(found[1] if found else "Any", RESULTS)
+    result = ANSWERS.get(f"{of_class}.{name}") or translated(found[1] if found else "Any", RESULTS)
     text = "    @property\n" + documented(f"def {name}(self) -> {result}", value.__doc__ or "", "    ")
     if value.fset is not None:
         taken = re.search(r", (?:arg\d+|\w+): (.*)\) -> ", (value.fset.__doc__ or "").split("\n")[0])
@@ -126,6 +139,9 @@ def class_stub(value: type) -> str:
     text = f"class {name}{inherits}:\n"
     if documentation := (value.__doc__ or "").split("\n\nMembers:")[0].strip():
         text += textwrap.indent('"""' + documentation + '"""', "    ").replace("\n    \n", "\n\n") + "\n"
+    if issubclass(value, tuple):
+        text = text.replace(f"class {name}(tuple):", f"class {name}(NamedTuple):")
+        return text + "".join(f"    {field}: Any\n" for field in value._fields)  # type: ignore[attr-defined]
     if is_enum(value):
         for member in value.__members__:  # type: ignore[attr-defined]
             text += f"    {member}: ClassVar[{name}]\n"
@@ -135,7 +151,7 @@ def class_stub(value: type) -> str:
     body = ""
     for member, attribute in sorted(value.__dict__.items()):
         if isinstance(attribute, property):
-            body += property_stub(member, attribute)
+            body += property_stub(member, attribute, name)
         elif isinstance(attribute, staticmethod):
             body += function_stub(member, attribute.__func__, name, True)
         elif member not in ("__doc__", "__module__", "__new__", "__repr__", "__str__") and callable(attribute):
