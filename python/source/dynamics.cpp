@@ -53,7 +53,7 @@ void addCross(const ZqReArray& a, std::size_t from, const ZqVector& u, ZqReArray
    }
 }
 
-Array arrayOf(const ZqReArray& matrix)
+Array matrixOf(const ZqReArray& matrix)
 {
    const std::size_t count = std::size_t(matrix.rows()) * matrix.columns();
    return copyOf({matrix.data(), count}, {matrix.rows(), matrix.columns()});
@@ -294,7 +294,7 @@ Array Dynamics::massMatrix(const State& state)
       turnRows(M, R);
       turnColumns(M, R);
    }
-   return arrayOf(M);
+   return matrixOf(M);
 }
 
 /// With everything along the axes of the system, but for what it means that these, and not those of the base,
@@ -307,7 +307,7 @@ py::tuple Dynamics::inSystem(ZqReArray byPosition, ZqReArray byVelocity, ZqReArr
          turnRows(*matrix, baseOrientation());
          turnColumns(*matrix, baseOrientation());
       }
-   return py::make_tuple(arrayOf(byPosition), arrayOf(byVelocity), arrayOf(last));
+   return py::make_tuple(matrixOf(byPosition), matrixOf(byVelocity), matrixOf(last));
 }
 
 py::tuple Dynamics::inverseDerivatives(const State& state, const Optional& a,
