@@ -32,7 +32,7 @@ SIGNATURES = {
     "__setstate__": "(self, state: Any) -> None",
 }
 ARGUMENTS = [(r"\bnumpy\.ndarray\[[\w.]+\]", "ArrayLike"), (r"\bList\[", "Sequence["), (r"\bpath: object", "path: str | os.PathLike[str]"),
-             (r"\bforces: dict\b", "forces: dict[Any, ArrayLike]"), (r"\bIterable\b", "Iterable[str]")]
+             (r": dict\b(?!\[)", ": dict[Any, Any]"), (r"\bIterable\b", "Iterable[str]")]
 #: Answers that pybind11 tells too little of.
 ANSWERS = {
     "Dynamics.forward_derivatives": "ForwardDerivatives",
@@ -42,6 +42,11 @@ ANSWERS = {
     "Simulation.fired_criteria": "list[tuple[str, str, float]]",
     "Simulation.limit_hits": "dict[str, float]",
     "Simulation.run": "Run",
+}
+#: What is added to classes in Python.
+ADDED = {
+    "Scene": "    def _repr_html_(self) -> str | None: ...\n"
+    "    def save_page(self, path: str | os.PathLike[str], title: str = '') -> None: ...\n",
 }
 RESULTS = [(r"^object$", "Any"), (r"^dict$", "dict[str, Any]"), (r"^list$", "list[Any]"), (r"\bnumpy\.ndarray\[([\w.]+)\]", r"NDArray[\1]"), (r"\bList\[", "list[")]
 COMMON = [
@@ -147,8 +152,8 @@ def class_stub(value: type) -> str:
             text += f"    {member}: ClassVar[{name}]\n"
         return text + "    @property\n    def name(self) -> str: ...\n    @property\n    def value(self) -> int: ...\n    def __int__(self) -> int: ...\n"
     if issubclass(value, BaseException):
-        return text + ("    diagnostics: list[Diagnostic]\n" if name == "Error" else "    ...\n")
-    body = ""
+        return text + ("    diagnostics: list[Diagnostic]\n    run: Run\n" if name == "Error" else "    ...\n")
+    body = ADDED.get(name, "")
     for member, attribute in sorted(value.__dict__.items()):
         if isinstance(attribute, property):
             body += property_stub(member, attribute, name)

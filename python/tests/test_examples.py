@@ -13,7 +13,7 @@ root = pathlib.Path(__file__).resolve().parents[2]
 examples = sorted((root / "python" / "examples").glob("*.py"))
 
 
-@pytest.mark.parametrize("example", examples, ids=lambda path: path.stem)
+@pytest.mark.parametrize("example", examples, ids=[path.stem for path in examples])
 def test_example(example: pathlib.Path, tmp_path: pathlib.Path) -> None:
     command = [sys.executable, "-W", "error", str(example)]
     environment = os.environ | {"PYTHONPATH": str(pathlib.Path(zqmanipulator.__file__).parents[1])}
