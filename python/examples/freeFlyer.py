@@ -8,7 +8,7 @@ import zqmanipulator as zq
 models = pathlib.Path(__file__).resolve().parents[2] / "examples" / "models"
 scene = zq.load(models / "freeChain.xml")
 dynamics = zq.Dynamics(scene[0])
-gravity = -dynamics.up_gravity
+gravity = dynamics.gravity
 simulation = zq.Simulation(scene, integrator="midpoint")
 run = simulation.run(2.0, 2e-3, record=("q", "v", "base", "base_velocity", "energy"))
 

@@ -20,7 +20,7 @@ for until in (1.0, 3.0, 4.0):
                 f"{contact.friction_force:.2f} N of friction, {contact.mode}"
             )
 
-weight = zq.Dynamics(scene["block"]).gravity([])[2]
+weight = zq.Dynamics(scene["block"]).gravity_torques([])[2]
 carried = sum(c.friction_force for c in simulation.contacts() if c.second == "block/base")
 print(f"friction carries {carried:.3f} N of the block's {weight:.3f} N")
 assert abs(carried - weight) < 0.01 * weight

@@ -25,4 +25,4 @@ assert error < 1e-11
 
 # A hand that pushes down on the flange with 10 N and must not move.
 held = dynamics.inverse(q, forces={"flange": [0.0, 0.0, -10.0, 0.0, 0.0, 0.0]})
-print("to hold against a push (N m)", np.round(held - dynamics.gravity(q), 3))
+print("to hold against a push (N m)", np.round(held - dynamics.gravity_torques(q), 3))

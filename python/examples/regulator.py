@@ -12,7 +12,7 @@ n = dynamics.dof
 
 # About the goal, x' = A x + B u.
 goal = np.array([np.pi / 2, 0.0])
-hold = dynamics.gravity(goal)
+hold = dynamics.gravity_torques(goal)
 by_q, by_v, by_tau = dynamics.forward_derivatives(goal, tau=hold)
 A = np.block([[np.zeros((n, n)), np.eye(n)], [by_q, by_v]])
 B = np.vstack([np.zeros((n, n)), by_tau])

@@ -14,11 +14,13 @@ from zqmanipulator import _core as module
 
 HEADER = '''# Written by python/packaging/stubs.py: change the bindings, and not this file.
 import os
-from collections.abc import Callable, Iterator, Sequence
-from typing import Any, ClassVar, overload
+from collections.abc import Callable, Iterable, Iterator, Sequence
+from typing import Any, ClassVar, NamedTuple, overload
 
 import numpy
 from numpy.typing import ArrayLike, NDArray
+
+from ._run import Run
 
 class _Numbers:
     """A property that is set to whatever makes an array."""
@@ -33,8 +35,24 @@ SIGNATURES = {
     "__getstate__": "(self) -> object",
     "__setstate__": "(self, state: Any) -> None",
 }
-ARGUMENTS = [(r"\bnumpy\.ndarray\[[\w.]+\]", "ArrayLike"), (r"\bList\[", "Sequence["), (r"\bpath: object", "path: str | os.PathLike[str]")]
-RESULTS = [(r"\bnumpy\.ndarray\[([\w.]+)\]", r"NDArray[\1]"), (r"\bList\[", "list[")]
+ARGUMENTS = [(r"\bnumpy\.ndarray\[[\w.]+\]", "ArrayLike"), (r"\bList\[", "Sequence["), (r"\bpath: object", "path: str | os.PathLike[str]"),
+             (r": dict\b(?!\[)", ": dict[Any, Any]"), (r"\bIterable\b", "Iterable[str]")]
+#: Answers that pybind11 tells too little of.
+ANSWERS = {
+    "Dynamics.forward_derivatives": "ForwardDerivatives",
+    "Dynamics.inverse_derivatives": "InverseDerivatives",
+    "Simulation.contacts": "list[Contact]",
+    "Simulation.energy": "dict[str, float]",
+    "Simulation.fired_criteria": "list[tuple[str, str, float]]",
+    "Simulation.limit_hits": "dict[str, float]",
+    "Simulation.run": "Run",
+}
+#: What is added to classes in Python.
+ADDED = {
+    "Scene": "    def _repr_html_(self) -> str | None: ...\n"
+    "    def save_page(self, path: str | os.PathLike[str], title: str = '') -> None: ...\n",
+}
+RESULTS = [(r"^object$", "Any"), (r"^dict$", "dict[str, Any]"), (r"^list$", "list[Any]"), (r"\bnumpy\.ndarray\[([\w.]+)\]", r"NDArray[\1]"), (r"\bList\[", "list[")]
 COMMON = [
     (r"\bzqmanipulator\._core\.", ""),
     (r"\bDict\[", "dict["),
@@ -73,11 +91,11 @@ def signatures(function: Any) -> list[tuple[str, str]]:
     return []
 
 
-def signature_of(text: str, of_class: str | None) -> str:
+def signature_of(text: str, of_class: str | None, answer: str | None = None) -> str:
     arguments, _, result = text.rpartition(" -> ")
     if of_class is not None:
         arguments = re.sub(r"\(self: [\w.]+", "(self", arguments)
-    return translated(arguments, ARGUMENTS) + " -> " + translated(result, RESULTS)
+    return translated(arguments, ARGUMENTS) + " -> " + (answer or translated(result, RESULTS))
 
 
 def documented(head: str, text: str, indent: str) -> str:
@@ -98,7 +116,7 @@ def function_stub(name: str, function: Any, of_class: str | None = None, is_stat
             result += f"{indent}@overload\n"
         if is_static:
             result += f"{indent}@staticmethod\n"
-        head = signature_of(signature, None if is_static else of_class)
+        head = signature_of(signature, None if is_static else of_class, ANSWERS.get(f"{of_class}.{name}"))
         if name == "__iter__":
             head = "(self) -> Iterator[" + ELEMENTS[of_class or ""] + "]"
         result += documented(f"def {name}{head}", text, indent)
@@ -109,9 +127,9 @@ def function_stub(name: str, function: Any, of_class: str | None = None, is_stat
 ELEMENTS = {"Scene": "Manipulator", "Manipulator": "Link"}
 
 
-def property_stub(name: str, value: property) -> str:
+def property_stub(name: str, value: property, of_class: str) -> str:
     found = re.search(r" -> (.*)", (value.fget.__doc__ or "").split("\n")[0])
-    result = translated(found[1] if found else "Any", RESULTS)
+    result = ANSWERS.get(f"{of_class}.{name}") or translated(found[1] if found else "Any", RESULTS)
     if result.startswith("NDArray") and value.fset is not None:
         return f'    {name}: _Numbers\n    """{value.__doc__ or name}"""\n'
     text = "    @property\n" + documented(f"def {name}(self) -> {result}", value.__doc__ or "", "    ")
@@ -133,16 +151,19 @@ def class_stub(value: type) -> str:
     text = f"class {name}{inherits}:\n"
     if documentation := (value.__doc__ or "").split("\n\nMembers:")[0].strip():
         text += textwrap.indent('"""' + documentation + '"""', "    ").replace("\n    \n", "\n\n") + "\n"
+    if issubclass(value, tuple):
+        text = text.replace(f"class {name}(tuple):", f"class {name}(NamedTuple):")
+        return text + "".join(f"    {field}: Any\n" for field in value._fields)  # type: ignore[attr-defined]
     if is_enum(value):
         for member in value.__members__:  # type: ignore[attr-defined]
             text += f"    {member}: ClassVar[{name}]\n"
         return text + "    @property\n    def name(self) -> str: ...\n    @property\n    def value(self) -> int: ...\n    def __int__(self) -> int: ...\n"
     if issubclass(value, BaseException):
-        return text + ("    diagnostics: list[Diagnostic]\n" if name == "Error" else "    ...\n")
-    body = ""
+        return text + ("    diagnostics: list[Diagnostic]\n    run: Run\n" if name == "Error" else "    ...\n")
+    body = ADDED.get(name, "")
     for member, attribute in sorted(value.__dict__.items()):
         if isinstance(attribute, property):
-            body += property_stub(member, attribute)
+            body += property_stub(member, attribute, name)
         elif isinstance(attribute, staticmethod):
             body += function_stub(member, attribute.__func__, name, True)
         elif member not in ("__doc__", "__module__", "__new__", "__repr__", "__str__") and callable(attribute):

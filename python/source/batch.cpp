@@ -265,9 +265,9 @@ void setThreads(Batch& self, ZqU32 count)
                [count](ZqMotionBatch& batch) { return batch.setThreads(count); });
 }
 
-void setUpGravity(Batch& self, const Array& gravity)
+void setGravity(Batch& self, const Array& gravity)
 {
-   const ZqVector vector = vectorOf(gravity, "up_gravity");
+   const ZqVector vector = -vectorOf(gravity, "gravity");
    self.change("set gravity",
                [&](ZqMotionBatch& batch)
                {
@@ -326,11 +326,13 @@ void zqPython::bindBatch(py::module_& module)
       .def_property("instruction_set", &instructionSet, &setInstructionSet,
                     "'baseline', 'avx2' or 'avx512'; the widest that the processor has at first.")
       .def_property(
-         "up_gravity",
+         "gravity",
          [](Batch& self) {
-            return arrayOf(self.ask([](const ZqMotionBatch& batch) { return batch.upGravity(); }));
+            return arrayOf(self.ask([](const ZqMotionBatch& batch) { return -batch.upGravity(); }));
          },
-         &setUpGravity, "Against gravity, in the system (m/s^2); that of the scene at first.")
+         &setGravity,
+         "In the system (m/s^2), as of a scene: (0, 0, -9.8) pulls down. That of the scene at "
+         "first.")
       .def("frames", &frames, py::arg("q"), py::kw_only(), py::arg("base") = py::none(),
            py::arg("out") = py::none(),
            "The D-H frame of each link in the system (n x dof x 7: x y z, w x y z).")

@@ -53,7 +53,7 @@ void addCross(const ZqReArray& a, std::size_t from, const ZqVector& u, ZqReArray
    }
 }
 
-Array arrayOf(const ZqReArray& matrix)
+Array matrixOf(const ZqReArray& matrix)
 {
    const std::size_t count = std::size_t(matrix.rows()) * matrix.columns();
    return copyOf({matrix.data(), count}, {matrix.rows(), matrix.columns()});
@@ -106,8 +106,8 @@ public:
    bool isFree() const { return !model().isFixedBase(); }
    ZqU32 dof() const { return model().jointDof(); }
    ZqU32 size() const { return dof() + (isFree() ? 6 : 0); }
-   Array upGravity() const { return zqPython::arrayOf(m_upGravity); }
-   void setUpGravity(const Array& gravity) { m_upGravity = vectorOf(gravity, "up_gravity"); }
+   Array gravityVector() const { return zqPython::arrayOf(-m_upGravity); }
+   void setGravityVector(const Array& gravity) { m_upGravity = -vectorOf(gravity, "gravity"); }
 
    Array forward(const State& state, const Optional& tau, const py::dict& forces, Solver solver);
    Array inverse(const State& state, const Optional& a, const py::dict& forces);
@@ -294,7 +294,7 @@ Array Dynamics::massMatrix(const State& state)
       turnRows(M, R);
       turnColumns(M, R);
    }
-   return arrayOf(M);
+   return matrixOf(M);
 }
 
 /// With everything along the axes of the system, but for what it means that these, and not those of the base,
@@ -307,7 +307,7 @@ py::tuple Dynamics::inSystem(ZqReArray byPosition, ZqReArray byVelocity, ZqReArr
          turnRows(*matrix, baseOrientation());
          turnColumns(*matrix, baseOrientation());
       }
-   return py::make_tuple(arrayOf(byPosition), arrayOf(byVelocity), arrayOf(last));
+   return py::make_tuple(matrixOf(byPosition), matrixOf(byVelocity), matrixOf(last));
 }
 
 py::tuple Dynamics::inverseDerivatives(const State& state, const Optional& a,
@@ -402,8 +402,9 @@ void zqPython::bindDynamics(py::module_& module)
       .def_property_readonly("dof", &Dynamics::dof, "Number of joints.")
       .def_property_readonly("size", &Dynamics::size, "Number of degrees of freedom.")
       .def_property_readonly("is_free", &Dynamics::isFree, "Whether the base moves.")
-      .def_property("up_gravity", &Dynamics::upGravity, &Dynamics::setUpGravity,
-                    "Against gravity, in the system (m/s^2); that of the scene at first.")
+      .def_property("gravity", &Dynamics::gravityVector, &Dynamics::setGravityVector,
+                    "In the system (m/s^2), as of a scene: (0, 0, -9.8) pulls down. That of the "
+                    "scene at first.")
       .def(
          "forward",
          [solverOf](Dynamics& self, const Array& q, const Optional& v, const Optional& tau,
@@ -438,7 +439,7 @@ void zqPython::bindDynamics(py::module_& module)
          "forces, springs "
          "and dampers.")
       .def(
-         "gravity",
+         "gravity_torques",
          [](Dynamics& self, const Array& q, const Optional& base) {
             return told([&] { return self.gravity({q, {}, base}); });
          },

@@ -327,7 +327,7 @@ void attach(Simulation& self, const py::object& manipulator, const py::object& c
    const Place place = self.placeOf(carrier);
    std::optional<ZqCoordinateSystemTransformation> frame;
    if (offset)
-      frame = frameOf(*offset, "offset");
+      frame = frameOf(*offset, "frame");
    perform("attach", [&] { return self->attach(index, place, frame, name); });
 }
 
@@ -669,11 +669,11 @@ void zqPython::bindSimulation(py::module_& module)
             return arrayOf(self->externalForce(self.placeOf(link)));
          },
          py::arg("link"), "The external force that was set.")
-      .def("attach", &attach, py::arg("manipulator"), py::arg("carrier"),
-           py::arg("offset") = py::none(), py::arg("name") = "",
+      .def("attach", &attach, py::arg("manipulator"), py::arg("link"),
+           py::arg("frame") = py::none(), py::arg("name") = "",
            "Hangs a manipulator, with all that hangs on it, on a link of another one: as it "
            "stands, or with an "
-           "offset in the primary frame of the link.")
+           "in the primary frame of the link.")
       .def("detach", &detach, py::arg("manipulator"),
            "Releases a manipulator, which goes on as it moves.");
 

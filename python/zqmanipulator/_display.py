@@ -40,5 +40,5 @@ def _scene_save_page(self: _core.Scene, path: str | os.PathLike[str], title: str
     save([_core._picture(self, title)], path)
 
 
-_core.Scene._repr_html_ = _scene_html  # type: ignore[method-assign, assignment]
-_core.Scene.save_page = _scene_save_page  # type: ignore[method-assign, assignment]
+setattr(_core.Scene, "_repr_html_", _scene_html)
+setattr(_core.Scene, "save_page", _scene_save_page)

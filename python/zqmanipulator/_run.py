@@ -13,7 +13,7 @@ import numpy.typing as npt
 from . import _display
 
 if TYPE_CHECKING:
-    from matplotlib.figure import Figure
+    from matplotlib.figure import Figure  # type: ignore[import]
 
 Floats = npt.NDArray[np.float64]
 
@@ -48,17 +48,17 @@ class Run:
         replay: str | None,
     ) -> None:
         self.time = arrays["time"]
-        self.q: Floats | None = arrays.get("q")
-        self.v: Floats | None = arrays.get("v")
-        self.a: Floats | None = arrays.get("a")
-        self.motor_torques: Floats | None = arrays.get("motor_torques")
-        self.base: Floats | None = arrays.get("base")
-        self.base_velocity: Floats | None = arrays.get("base_velocity")
-        self.base_acceleration: Floats | None = arrays.get("base_acceleration")
-        self.energy: dict[str, Floats] | None = None
+        self.q: Any = arrays.get("q")
+        self.v: Any = arrays.get("v")
+        self.a: Any = arrays.get("a")
+        self.motor_torques: Any = arrays.get("motor_torques")
+        self.base: Any = arrays.get("base")
+        self.base_velocity: Any = arrays.get("base_velocity")
+        self.base_acceleration: Any = arrays.get("base_acceleration")
+        self.energy: Any = None
         if "energy" in arrays:
             self.energy = dict(zip(_energies, arrays["energy"].T))
-        self.contacts: dict[str, npt.NDArray[Any]] | None = None
+        self.contacts: Any = None
         if "contact_pairs" in arrays:
             pairs = np.array(arrays["contact_pairs"], dtype=object).reshape(-1, 2)
             self.contacts = {"first": pairs[:, 0], "second": pairs[:, 1]}

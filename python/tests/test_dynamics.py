@@ -2,23 +2,28 @@
 
 import copy
 import gc
+import os
 import pathlib
 import pickle
+import subprocess
 import threading
+from collections.abc import Callable
+from typing import Any
 
 import numpy as np
 import pytest
 import zqmanipulator as zq
 
 models = pathlib.Path(__file__).resolve().parents[2] / "examples" / "models"
+Floats = Any  # an array of float64
 names = ["puma560", "freeChain", "quadruped"]
 
 
-def load(name):
+def load(name: str) -> zq.Scene:
     return zq.load(models / f"{name}.xml")
 
 
-def random_state(dynamics, seed=7):
+def random_state(dynamics: zq.Dynamics, seed: int = 7) -> tuple[Floats, ...]:
     """Positions, the frame of the base (7), velocities and torques."""
     random = np.random.default_rng(seed)
     q = random.uniform(-1, 1, dynamics.dof)
@@ -28,7 +33,7 @@ def random_state(dynamics, seed=7):
     return q, base, v, tau
 
 
-def rotated(base, turn):
+def rotated(base: Floats, turn: Floats) -> Floats:
     """The frame after a little turn (rad) along the axes of the system."""
     half = np.linalg.norm(turn) / 2
     w, u = np.cos(half), np.sinc(half / np.pi) / 2 * np.asarray(turn)
@@ -37,7 +42,7 @@ def rotated(base, turn):
 
 
 @pytest.mark.parametrize("name", names)
-def test_equations_of_motion_are_consistent(name):
+def test_equations_of_motion_are_consistent(name: str) -> None:
     dynamics = zq.Dynamics(load(name)[0])
     q, base, v, tau = random_state(dynamics)
     M = dynamics.mass_matrix(q, base=base)
@@ -52,22 +57,22 @@ def test_equations_of_motion_are_consistent(name):
         torques = dynamics.inverse(q, v, pushed, base=base, forces=forces)
         assert torques == pytest.approx(tau, abs=1e-12 * np.abs(M).max() * (1 + np.abs(pushed).max()))
         assert np.abs(pushed - a).max() > 1e-3
-    assert dynamics.gravity(q, base=base)[-dynamics.dof :] == pytest.approx(
+    assert dynamics.gravity_torques(q, base=base)[-dynamics.dof :] == pytest.approx(
         dynamics.bias(q, base=base)[-dynamics.dof :], abs=1e-9
     )
 
 
 @pytest.mark.parametrize("name", names)
-def test_derivatives_are_those_of_differences(name):
+def test_derivatives_are_those_of_differences(name: str) -> None:
     dynamics = zq.Dynamics(load(name)[0])
     q, base, v, given = random_state(dynamics)
     free = dynamics.size - dynamics.dof
     h = 1e-5
 
-    def differences(function):
-        columns = {"by_q": [], "by_v": [], "by_given": []}
+    def differences(function: Callable[..., Floats]) -> list[Floats]:
+        columns: dict[str, list[Floats]] = {"by_q": [], "by_v": [], "by_given": []}
         for k, unit in enumerate(np.eye(dynamics.size)):
-            ends = {"by_q": [], "by_v": [], "by_given": []}
+            ends: dict[str, list[Floats]] = {"by_q": [], "by_v": [], "by_given": []}
             for d in (h * unit, -h * unit):
                 moved = base.copy()
                 if free:
@@ -80,23 +85,24 @@ def test_derivatives_are_those_of_differences(name):
                 columns[key].append((after - before) / (2 * h))
         return [np.transpose(columns[key]) for key in columns]
 
-    for closed, function in (
+    pairs: list[tuple[Any, Any]] = [
         (dynamics.inverse_derivatives, dynamics.inverse),
         (dynamics.forward_derivatives, dynamics.forward),
-    ):
+    ]
+    for closed, function in pairs:
         for exact, numeric in zip(closed(q, v, given, base=base), differences(function)):
             assert exact == pytest.approx(numeric, abs=3e-8 * max(1, np.abs(numeric).max()))
 
 
 @pytest.mark.parametrize("name", names)
-def test_batch_agrees_with_single_states(name):
+def test_batch_agrees_with_single_states(name: str) -> None:
     scene = load(name)
     dynamics, batch = zq.Dynamics(scene[0]), zq.Batch(scene[0], threads=2)
     states = [random_state(dynamics, seed) for seed in range(5)]
     q, base, v, tau = (np.array(column) for column in zip(*states))
     free = batch.size - batch.dof
 
-    def split(array):
+    def split(array: Floats) -> tuple[Floats, Floats]:
         return np.ascontiguousarray(array[:, free:]), np.ascontiguousarray(array[:, :free])
 
     of_base = {"base": base} if free else {}
@@ -120,12 +126,12 @@ def test_batch_agrees_with_single_states(name):
     assert (out == joints).all()
     stepped = q.copy(), v_joints.copy()
     extra = {"base": base.copy(), "base_velocity": v_base.copy()} if free else {}
-    batch.step(*stepped, tau_joints, dt=1e-3, **extra, **forces)
+    batch.step(stepped[0], stepped[1], tau_joints, dt=1e-3, **extra, **forces)
     assert stepped[1] == pytest.approx(v_joints + 1e-3 * joints, abs=1e-14 * (1 + np.abs(joints).max()))
 
 
 good = np.zeros((3, 6))
-wrong_outputs = {
+wrong_outputs: dict[str, tuple[Any, type[Exception]]] = {
     "shape": (np.zeros((3, 5)), ValueError),
     "dtype": (np.zeros((3, 6), np.float32), TypeError),
     "list": ([[0.0] * 6] * 3, TypeError),
@@ -137,7 +143,7 @@ wrong_outputs = {
 
 
 @pytest.mark.parametrize("what", wrong_outputs)
-def test_batch_refuses_what_it_cannot_fill(what):
+def test_batch_refuses_what_it_cannot_fill(what: str) -> None:
     batch = zq.Batch(load("puma560")[0])
     out, error = wrong_outputs[what]
     with pytest.raises(error, match="out"):
@@ -148,10 +154,10 @@ def test_batch_refuses_what_it_cannot_fill(what):
     assert (good == 0).all()
 
 
-def test_wrong_calls_are_told():
+def test_wrong_calls_are_told() -> None:
     scene = load("puma560")
     dynamics, batch, simulation = zq.Dynamics(scene[0]), zq.Batch(scene[0]), zq.Simulation(scene)
-    calls = [
+    calls: list[tuple[type[Exception], Callable[[], object]]] = [
         (ValueError, lambda: dynamics.forward(np.zeros(5))),
         (ValueError, lambda: dynamics.forward(np.full(6, np.nan))),
         (ValueError, lambda: dynamics.forward(np.zeros(6), solver="other")),
@@ -179,7 +185,7 @@ def test_wrong_calls_are_told():
     assert simulation.steps == 0
 
 
-def test_what_diverges_is_an_error_with_the_run():
+def test_what_diverges_is_an_error_with_the_run() -> None:
     simulation = zq.Simulation(load("freeChain"))
     torques = np.full((20, len(simulation.joints)), 1e300)
     torques[:2] = 0.0
@@ -189,21 +195,17 @@ def test_what_diverges_is_an_error_with_the_run():
     assert np.isfinite(simulation.q).all()
 
 
-def zqsim_table(zqsim, tmp_path, model, *options):
-    import subprocess
-
+def zqsim_table(zqsim: str, tmp_path: pathlib.Path, model: str, *options: object) -> dict[str, Floats]:
     table = tmp_path / "table.csv"
     command = [zqsim, "run", models / f"{model}.xml", "--dt", "1e-3", "--out", table, "--quiet", *options]
-    subprocess.run(command, check=True, capture_output=True)
+    subprocess.run([str(part) for part in command], check=True, capture_output=True)
     with open(table, encoding="utf-8") as lines:
         head = next(lines).rstrip("\n").split(",")
     return dict(zip(head, np.loadtxt(table, delimiter=",", skiprows=1).T))
 
 
 @pytest.mark.parametrize("model, inputs", [("puma560", None), ("grasp", "grasp.csv")])
-def test_steps_are_those_of_zqsim_to_the_bit(model, inputs, tmp_path):
-    import os
-
+def test_steps_are_those_of_zqsim_to_the_bit(model: str, inputs: str | None, tmp_path: pathlib.Path) -> None:
     zqsim = os.environ.get("ZQSIM")
     if not zqsim:
         pytest.skip("ZQSIM does not name the program")
@@ -218,7 +220,7 @@ def test_steps_are_those_of_zqsim_to_the_bit(model, inputs, tmp_path):
         assert (columns[name] == expected[name]).all(), name
 
 
-def test_simulations_go_on_from_anywhere():
+def test_simulations_go_on_from_anywhere() -> None:
     scene = load("grasp")
     table = zq.InputTable(scene, models / "grasp.csv")
     again = zq.InputTable(scene, {"time": table.times, **dict(zip(table.names, table.values.T))})
@@ -237,7 +239,7 @@ def test_simulations_go_on_from_anywhere():
     assert left == pytest.approx(book["remainder"], abs=1e-12 * abs(sums["held"]))
 
 
-def test_contacts_carry_a_weight():
+def test_contacts_carry_a_weight() -> None:
     simulation = zq.Simulation(load("grasp"))
     run = simulation.run(0.5, record=["contacts"])
     on_block = [c for c in simulation.contacts() if c.second == "block/base"]
@@ -247,7 +249,7 @@ def test_contacts_carry_a_weight():
     assert run.contacts["normal_force"][-1] > 0
 
 
-def test_models_outlive_and_ignore_their_scene():
+def test_models_outlive_and_ignore_their_scene() -> None:
     scene = load("puma560")
     dynamics, batch, simulation = zq.Dynamics(scene[0]), zq.Batch(scene[0]), zq.Simulation(scene)
     before = [dynamics.bias(np.ones(6)), batch.inverse(np.ones((1, 6)))[0]]
@@ -263,19 +265,19 @@ def test_models_outlive_and_ignore_their_scene():
     assert np.isfinite(q).all() and len(scene) == 1
 
 
-def test_threads_do_not_change_numbers():
+def test_threads_do_not_change_numbers() -> None:
     scene = load("puma560")
     q = np.random.default_rng(1).uniform(-1, 1, (2000, 6))
     shared = zq.Batch(scene[0], threads=2)
     expected = shared.inverse(q)
     expected_run = zq.Simulation(scene).run(0.1).q
-    answers = []
+    answers: list[bool] = []
 
-    def work(own):
+    def work(own: bool) -> None:
         batch = zq.Batch(scene[0]) if own else shared
         for _ in range(5):
-            answers.append((batch.inverse(q) == expected).all())
-        answers.append((zq.Simulation(scene).run(0.1).q == expected_run).all())
+            answers.append(np.array_equal(batch.inverse(q), expected))
+        answers.append(np.array_equal(zq.Simulation(scene).run(0.1).q, expected_run))
 
     threads = [threading.Thread(target=work, args=(k % 2 == 0,)) for k in range(4)]
     for thread in threads:
@@ -285,18 +287,18 @@ def test_threads_do_not_change_numbers():
     assert len(answers) == 24 and all(answers)
 
 
-def test_runs_and_scenes_show_themselves(tmp_path):
+def test_runs_and_scenes_show_themselves(tmp_path: pathlib.Path) -> None:
     scene = load("puma560")
     run = zq.Simulation(scene).run(0.1, record=["q", "energy"])
     if (pathlib.Path(zq.__file__).parent / "replay.html").exists():
         for shown in (scene._repr_html_(), run._repr_html_()):
-            assert shown.startswith("<iframe srcdoc=")
+            assert shown is not None and shown.startswith("<iframe srcdoc=")
             assert "zq-scene" in shown and "puma560" in shown
         run.save_replay(tmp_path / "run.html")
         assert "puma560" in (tmp_path / "run.html").read_text(encoding="utf-8")
     pytest.importorskip("matplotlib")
     figure = run.plot()
     assert [len(axes.lines) for axes in figure.axes] == [6, 3]
-    assert run._repr_png_().startswith(b"\x89PNG")
+    assert (run._repr_png_() or b"").startswith(b"\x89PNG")
     with pytest.raises(ValueError, match="not recorded"):
         run.plot("v")
