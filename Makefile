@@ -71,14 +71,14 @@ fuzz: ## Run each fuzz target for FUZZ_SECONDS (60)
 	cmake --preset fuzz
 	cmake --build --preset fuzz -j $(JOBS)
 	@set -e; for target in Reader:fuzz/corpus/reader StatedSystem:examples/models \
-	   BinaryState:fuzz/corpus/binaryState Checkpoint:fuzz/corpus/checkpoint; do \
+	   BinaryState:fuzz/corpus/binaryState Checkpoint:fuzz/corpus/checkpoint Urdf:fuzz/corpus/urdf; do \
 	   name=$${target%%:*}; found=build/fuzz/corpus/$$name; mkdir -p $$found; \
 	   ./build/fuzz/fuzz/fuzz$$name -max_total_time=$(FUZZ_SECONDS) $$found $${target#*:}; done
 
 headers: ## Check that each public header compiles by itself
 	@$(DEPENDENCIES)
 	cmake --preset release
-	cmake --build --preset release -j $(JOBS) --target all_verify_interface_header_sets
+	cmake --build --preset release -j $(JOBS) --target zqHeaders
 
 format: ## Lay out all C++ with clang-format
 	@$(DEPENDENCIES) clang-format

@@ -48,12 +48,14 @@ Run distance(CLI::App& arguments);
 Run frames(CLI::App& arguments);
 /// Makes the manual page and the completions of shells. Nobody is shown it.
 Run generate(CLI::App& arguments);
+Run ik(CLI::App& arguments);
 Run info(CLI::App& arguments);
 Run relabel(CLI::App& arguments);
 Run run(CLI::App& arguments);
 Run scale(CLI::App& arguments);
 Run schema(CLI::App& arguments);
 Run separate(CLI::App& arguments);
+Run sweep(CLI::App& arguments);
 Run vary(CLI::App& arguments);
 /// @}
 } // namespace zqsim

@@ -1,8 +1,12 @@
+#include "apps/meshFiles/meshFiles.h"
 #include "apps/zqsim/commands.h"
 #include "apps/zqsim/edits.h"
-#include "apps/zqsim/meshFile.h"
+#include "apps/zqsim/losses.h"
 #include "apps/zqsim/model.h"
 #include "apps/zqsim/output.h"
+#include "apps/zqsim/outputFile.h"
+#include "apps/zqsim/urdfFile.h"
+#include "apps/zqsim/urdfOut.h"
 #include "zqManipulator/foundation/geometry/ZqConvexHull.h"
 #include "zqManipulator/tools/conversion/ZqKinematicsConversionTool.h"
 
@@ -11,11 +15,23 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
+#include <stdexcept>
 #include <vector>
 
 namespace
 {
 using namespace zqsim;
+
+ZqTriangleMesh readMesh(const std::string& fileName)
+try
+{
+   return meshFiles::read(fileName);
+}
+catch (const std::runtime_error& error)
+{
+   throw Failure(meshFiles::canRead() ? InvalidInput : Failed, error.what());
+}
 
 /// Sets the shape of a link to what is in a file, as "LINK=FILE" says.
 void setMesh(ZqStatedSystem& scene, const std::string& argument, bool asHull)
@@ -117,6 +133,17 @@ Json convertTo(const std::string& form, ZqStatedSystem& scene, const std::string
       throw Failure(Usage, "--manipulator: the model has no manipulator \"" + label + '"');
    return list;
 }
+
+Json reportOf(const std::string& form, const Json& manipulators,
+              const std::optional<ZqConversionLosses>& losses)
+{
+   Json report = Json::object();
+   if (!form.empty())
+      report = {{"to", form}, {"manipulators", manipulators}};
+   if (losses)
+      report["losses"] = toJson(*losses);
+   return report;
+}
 } // namespace
 
 zqsim::Run zqsim::convert(CLI::App& arguments)
@@ -128,7 +155,9 @@ zqsim::Run zqsim::convert(CLI::App& arguments)
       std::vector<std::string> meshes;
       std::string meshAs = "mesh";
       std::string form;
-      std::string manipulator;
+      UrdfOptions urdf;
+      UrdfOutOptions urdfOut;
+      bool strict = false;
       bool json = false;
       bool brief = false;
    };
@@ -139,8 +168,8 @@ zqsim::Run zqsim::convert(CLI::App& arguments)
    arguments
       .add_option(
          "OUT,-o,--out", options->out,
-         "Where to write it in today's form; it may be the same file, and is replaced only "
-         "by a whole document")
+         "Where to write it: in URDF when its name ends in .urdf, and else in today's form. It may "
+         "be the same file, and is replaced only by a whole document")
       ->required()
       ->type_name("FILE");
    arguments
@@ -156,47 +185,98 @@ zqsim::Run zqsim::convert(CLI::App& arguments)
       .add_option("--mesh-as", options->meshAs,
                   "What --mesh makes of the triangles: a mesh, or the convex hull of their corners")
       ->check(CLI::IsMember({"mesh", "hull"}));
-   CLI::Option* form =
+   arguments
+      .add_option(
+         "--to", options->form,
+         "Tell joints and frames in another convention, in which nothing moves: craig, by "
+         "Craig's "
+         "Denavit-Hartenberg parameters, with a precursor where these do not say all; "
+         "precursor, "
+         "without parameters; identity-frames, with the D-H frame of each link as its primary "
+         "frame. "
+         "What cannot be told so, such as a slide in Craig's form, stays as it is, and the exit "
+         "code is then 5")
+      ->check(CLI::IsMember({"craig", "precursor", "identity-frames"}));
+   arguments
+      .add_option(
+         "--manipulator", options->urdfOut.manipulator,
+         "Convert this manipulator alone: by --to, or to URDF, which has one tree. What is "
+         "attached to its links comes along")
+      ->type_name("LABEL");
+   arguments
+      .add_option("--as", options->urdfOut.form,
+                  "Write URDF, or a model in today's form, whatever the name of OUT")
+      ->check(CLI::IsMember({"urdf", "model"}));
+   CLI::Option* meshFolder =
       arguments
          .add_option(
-            "--to", options->form,
-            "Tell joints and frames in another convention, in which nothing moves: craig, by "
-            "Craig's "
-            "Denavit-Hartenberg parameters, with a precursor where these do not say all; "
-            "precursor, "
-            "without parameters; identity-frames, with the D-H frame of each link as its primary "
-            "frame. "
-            "What cannot be told so, such as a slide in Craig's form, stays as it is, and the exit "
-            "code is then 5")
-         ->check(CLI::IsMember({"craig", "precursor", "identity-frames"}));
-   arguments.add_option("--manipulator", options->manipulator, "Convert this manipulator alone")
-      ->type_name("LABEL")
-      ->needs(form);
+            "--mesh-folder", options->urdfOut.meshFolder,
+            "Where to put the triangles of a model in URDF, in binary STL files named after "
+            "their links. Without it they are losses")
+         ->type_name("DIR");
    arguments
-      .add_flag(
-         "--json", options->json,
-         "Print what became of each manipulator as JSON: whether it is converted, or the "
-         "reason why not, and the shift of each joint position (rad) that is told otherwise. "
-         "OUT is a file then")
-      ->needs(form);
+      .add_option(
+         "--mesh-uri", options->urdfOut.meshUri,
+         "What is to stand before the names of these files, such as package://NAME/meshes/. "
+         "Without it, the way from OUT to DIR")
+      ->type_name("URI")
+      ->needs(meshFolder);
+   arguments
+      .add_option(
+         "--package", options->urdf.packages,
+         "Where package://NAME of a model in URDF is. A package that is not told is looked for "
+         "above IN. May be given for several packages")
+      ->type_name("NAME=DIR")
+      ->expected(1)
+      ->take_all();
+   arguments.add_flag("--free-base", options->urdf.hasFreeBase,
+                      "Leave the base of a model in URDF free, of which URDF says nothing");
+   arguments.add_flag(
+      "--strict", options->strict,
+      "Answer 5 when anything was lost or changed from URDF or to it. OUT is written all the same");
+   arguments.add_flag(
+      "--json", options->json,
+      "Print as JSON what became of each manipulator: whether it is converted, or the "
+      "reason why not, and the shift of each joint position (rad) that is told otherwise; and "
+      "what was lost from URDF or to it. OUT is a file then");
    arguments.add_flag("--brief", options->brief, "Leave out what equals its default");
    return [options]
    {
       if (options->json && options->out == "-")
          throw Failure(Usage, "--json: OUT must be a file");
+      const bool toUrdf = isUrdf(options->out, options->urdfOut);
+      if (!options->urdfOut.manipulator.empty() && options->form.empty() && !toUrdf)
+         throw Failure(Usage, "--manipulator: it goes with --to, or with URDF");
+      if (!options->urdfOut.meshFolder.empty() && !toUrdf)
+         throw Failure(Usage, "--mesh-folder: OUT is no URDF");
       ZqStatedSystem scene;
-      warnOf(readDocument(options->in, scene));
+      std::optional<ZqConversionLosses> losses;
+      warnOf(readModel(options->in, options->urdf, scene, losses));
+      if (options->json && options->form.empty() && !losses && !toUrdf)
+         throw Failure(Usage, "--json: there is nothing to tell without --to or a model in URDF");
       for (const std::string& mesh : options->meshes)
          setMesh(scene, mesh, options->meshAs == "hull");
       Json manipulators = Json::array();
       if (!options->form.empty())
-         manipulators = convertTo(options->form, scene, options->manipulator);
-      writeScene(scene, options->out, !options->brief);
+         manipulators = convertTo(options->form, scene, options->urdfOut.manipulator);
+      if (toUrdf)
+      {
+         const ZqConversionLosses lost = writeUrdf(scene, options->out, options->urdfOut);
+         losses = losses.value_or(ZqConversionLosses());
+         losses->insert(losses->end(), lost.begin(), lost.end());
+      }
+      else
+         writeScene(scene, options->out, !options->brief);
       if (options->json)
-         print(Json{{"to", options->form}, {"manipulators", manipulators}});
+         print(reportOf(options->form, manipulators, losses));
+      else if (losses && isStandardStream(options->out))
+         warnOfLosses(*losses);
+      else if (losses)
+         printLosses(*losses, false);
       const bool areConverted =
          std::all_of(manipulators.begin(), manipulators.end(),
                      [](const Json& entry) { return entry["isConverted"].get<bool>(); });
-      return areConverted ? Done : Findings;
+      const bool isKept = !options->strict || !losses || losses->empty();
+      return areConverted && isKept ? Done : Findings;
    };
 }

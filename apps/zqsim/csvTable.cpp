@@ -14,20 +14,6 @@
 
 namespace
 {
-std::string csvField(const std::string& text)
-{
-   if (text.find_first_of(",\"\r\n") == std::string::npos)
-      return text;
-   std::string result = "\"";
-   for (const char c : text)
-   {
-      if (c == '"')
-         result += '"';
-      result += c;
-   }
-   return result + '"';
-}
-
 /// Reads a line with its end; ends of lines between quotation marks are part of it. False where the file ends, with what
 /// there is of a line that has no end.
 bool readLine(std::istream& stream, std::string& line)
@@ -99,6 +85,51 @@ bool hidesLines(const std::string& text, std::size_t fieldCount)
    return false;
 }
 } // namespace
+
+std::string zqsim::csvField(const std::string& text)
+{
+   if (text.find_first_of(",\"\r\n") == std::string::npos)
+      return text;
+   std::string result = "\"";
+   for (const char c : text)
+   {
+      if (c == '"')
+         result += '"';
+      result += c;
+   }
+   return result + '"';
+}
+
+bool zqsim::splitCsv(std::string_view line, std::vector<std::string>& fields)
+{
+   std::size_t count = 0;
+   const auto next = [&]() -> std::string&
+   {
+      if (count == fields.size())
+         fields.emplace_back();
+      fields[count].clear();
+      return fields[count++];
+   };
+   std::string* field = &next();
+   bool isQuoted = false;
+   for (std::size_t i = 0; i < line.size(); ++i)
+   {
+      const char c = line[i];
+      if (c == '"')
+      {
+         if (isQuoted && i + 1 < line.size() && line[i + 1] == '"')
+            *field += line[++i];
+         else
+            isQuoted = !isQuoted;
+      }
+      else if (c == ',' && !isQuoted)
+         field = &next();
+      else
+         *field += c;
+   }
+   fields.resize(count);
+   return !isQuoted;
+}
 
 zqsim::CsvTable::CsvTable(std::string fileName, const std::vector<std::string>& names,
                           const std::optional<Continuation>& continuation, TableLines lines)

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <vector>
 
@@ -22,6 +23,11 @@ struct Continuation
    ZqReal step;    ///< that led to the checkpoint (s)
    ZqReal longest; ///< how long before the checkpoint the line before it may be (s)
 };
+
+/// A text as a field of a table (RFC 4180).
+std::string csvField(const std::string& text);
+/// The fields of a line that is a whole row, without its end. False when quotation marks do not pair.
+bool splitCsv(std::string_view line, std::vector<std::string>& fields);
 
 /// Whether a table has a line at each recorded time.
 enum class TableLines

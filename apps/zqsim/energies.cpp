@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cmath>
-#include <vector>
 
 namespace
 {
@@ -20,8 +19,8 @@ void forEachColumn(const ZqEnergyBook& book, Action action)
 
 std::vector<std::string> columnNames()
 {
-   std::vector<std::string> names{"time"};
-   forEachColumn({}, [&](const char* name, ZqReal) { names.emplace_back(name); });
+   std::vector<std::string> names = energyNames();
+   names.insert(names.begin(), "time");
    return names;
 }
 
@@ -73,6 +72,19 @@ void addFlows(Json& rows, const Json& data)
       addRow(rows, part.name, 0.0, data.at(part.key));
 }
 } // namespace
+
+std::vector<std::string> zqsim::energyNames()
+{
+   std::vector<std::string> names;
+   forEachColumn({}, [&](const char* name, ZqReal) { names.emplace_back(name); });
+   return names;
+}
+
+void zqsim::takeEnergies(const ZqEnergyBook& book, std::vector<ZqReal>& numbers)
+{
+   numbers.clear();
+   forEachColumn(book, [&](const char*, ZqReal value) { numbers.push_back(value); });
+}
 
 std::unique_ptr<zqsim::Observer>
 zqsim::makeEnergyRecorder(const std::string& fileName,

@@ -29,6 +29,7 @@ constexpr auto commands = std::to_array<Command>(
     {"frames", "Compute where the links of a model are", frames},
     {"diff", "Tell what differs between two models, or whether they move alike", diff},
     {"distance", "Tell how near the links of a model are to each other", distance},
+    {"ik", "Find positions of joints that bring links where they are wanted", ik},
     {"check", "List what was repaired and what is odd in a model", check},
     {"convert", "Read a model and write it anew", convert},
     {"combine", "Mount a manipulator of another model on a link, as one tree", combine},
@@ -39,6 +40,8 @@ constexpr auto commands = std::to_array<Command>(
     {"relabel", "Give manipulators and links of a model new labels", relabel},
     {"run", "Simulate a model, step by step", zqsim::run},
     {"vary", "Make models that differ by chance from one", vary},
+    {"sweep", "Run the samples of a study on all processors or machines, into one table",
+     zqsim::sweep},
     {"schema", "Print the XML Schema of models, with what each element means", schema},
     {"generate", "Make the manual page and the completions of shells", generate}});
 

@@ -4,6 +4,7 @@
 #include "apps/zqsim/numbers.h"
 #include "apps/zqsim/output.h"
 #include "apps/zqsim/outputFile.h"
+#include "apps/zqsim/urdfFile.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
 #include "zqManipulator/foundation/xml/ZqXmlDocument.h"
 #include "zqManipulator/foundation/xml/ZqXmlReader.h"
@@ -22,6 +23,22 @@ namespace
 std::string inputName(const std::string& fileName)
 {
    return zqsim::isStandardStream(fileName) ? "standard input" : fileName;
+}
+
+/// What a robot in URDF lost is told by one warning.
+zqsim::Diagnostics readAnyModel(const std::string& fileName, ZqStatedSystem& scene)
+{
+   std::optional<ZqConversionLosses> losses;
+   zqsim::Diagnostics diagnostics = zqsim::readModel(fileName, {}, scene, losses);
+   if (losses && !losses->empty())
+      diagnostics.push_back({Zq::Severity::Warning,
+                             "urdf",
+                             inputName(fileName),
+                             0,
+                             {},
+                             "of the robot in URDF is lost or changed: " +
+                                std::to_string(losses->size()) + "; zqsim convert tells what"});
+   return diagnostics;
 }
 
 /// Replaces one number for each joint in a state, in lists that a function finds by manipulator.
@@ -89,6 +106,8 @@ std::string zqsim::lineOf(const Zq::Diagnostic& diagnostic)
 
 zqsim::Diagnostics zqsim::readDocument(const std::string& fileName, ZqXmlObject& object)
 {
+   if (auto* scene = dynamic_cast<ZqStatedSystem*>(&object))
+      return readAnyModel(fileName, *scene);
    const std::string name = inputName(fileName);
    bool isRead = false;
    Diagnostics diagnostics = diagnosticsOf(

@@ -50,8 +50,8 @@ std::string bar(ZqReal done, const std::string& text)
 }
 } // namespace
 
-zqsim::Progress::Progress(ZqReal start, ZqReal end, bool isWanted)
-   : m_start(start), m_end(end), m_isShown(isWanted && isatty(STDERR_FILENO) != 0)
+zqsim::Progress::Progress(ZqReal start, ZqReal end, bool isWanted, const ProgressUnits& units)
+   : m_start(start), m_end(end), m_isShown(isWanted && isatty(STDERR_FILENO) != 0), m_units(units)
 {
    m_next += interval;
 }
@@ -83,9 +83,9 @@ void zqsim::Progress::show(ZqReal time) const
    const ZqReal done = std::clamp((time - m_start) / (m_end - m_start), 0.0, 1.0);
    const ZqReal speed = (time - m_start) / elapsed();
    std::array<char, 160> numbers{};
-   std::snprintf(numbers.data(), numbers.size(),
-                 " %3.0f %%  %.6g of %.6g s  %.3g x real time  %s left", 100.0 * done, time, m_end,
-                 speed, clockTime((m_end - time) / speed).c_str());
+   std::snprintf(numbers.data(), numbers.size(), " %3.0f %%  %.*g of %.*g %s  %.3g %s  %s left",
+                 100.0 * done, m_units.digits, time, m_units.digits, m_end, m_units.amount, speed,
+                 m_units.speed, clockTime((m_end - time) / speed).c_str());
    const std::string line = bar(done, numbers.data());
    // A message may come between two calls: the cursor waits where it can overwrite the bar.
    std::fprintf(stderr, "%s%s\r", eraseLine, line.c_str());

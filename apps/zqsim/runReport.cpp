@@ -13,14 +13,10 @@
 #include <string>
 #include <string_view>
 
-namespace
+std::string zqsim::describeDivergence(const ZqSimulation& simulation, const ZqStatedSystem& scene,
+                                      ZqReal step)
 {
-using namespace zqsim;
-
-/// What has diverged, and the contact that is, or often is, to blame.
-std::string describeDivergence(const RunStart& run, const ZqSimulation::Divergence& divergence)
-{
-   const ZqSimulation& simulation = *run.simulation;
+   const ZqSimulation::Divergence& divergence = *simulation.divergence();
    std::string result = "diverged at " + text(divergence.time) + " s: ";
    const auto& deepest = divergence.deepestContact;
    const std::string pair = deepest ? linkName(simulation, deepest->first) + " and " +
@@ -31,12 +27,11 @@ std::string describeDivergence(const RunStart& run, const ZqSimulation::Divergen
               : "";
    if (divergence.quantity == std::string_view("contact"))
       return result + "the step is far too long for the contact of " + pair + ", " + depth +
-             ": take one of " + text(fitStep(run.scene, run.step, divergence)) + " s";
+             ": take one of " + text(fitStep(scene, step, divergence)) + " s";
    result += std::string("the ") + divergence.quantity + " of " +
              nameOf(simulation, divergence.place) + " is not finite";
    return deepest ? result + "; the deepest contact was that of " + pair + ", " + depth : result;
 }
-} // namespace
 
 std::vector<zqsim::Failure> zqsim::reportRun(const RunOptions& options, const RunStart& run,
                                              const Schedule& schedule, const Outcome& outcome)
@@ -79,7 +74,8 @@ std::vector<zqsim::Failure> zqsim::reportRun(const RunOptions& options, const Ru
                summarize({options.model, options.resume, run.step}, schedule, simulation, outcome);
             options.json ? print(data) : print(describeRun(data));
          });
-   if (const auto& divergence = simulation.divergence())
-      failures.emplace_back(NumericalFailure, describeDivergence(run, *divergence) + saved);
+   if (simulation.divergence())
+      failures.emplace_back(NumericalFailure,
+                            describeDivergence(simulation, run.scene, run.step) + saved);
    return failures;
 }

@@ -18,14 +18,14 @@ import sysconfig
 import tarfile
 import zipfile
 from pathlib import Path
-from typing import Optional
+from typing import Any, Optional
 
 ROOT = Path(__file__).resolve().parents[2]
 NAME = "zqmanipulator"
 #: What a wheel is built from.
 SOURCES = ["CMakeLists.txt", "README.md", "CHANGELOG.md", "pyproject.toml", "apps", "cmake", "python", "zqManipulator"]
 LEFT_OUT = {"__pycache__", "node_modules", ".mypy_cache", ".pytest_cache"}
-Settings = Optional[dict]
+Settings = Optional[dict[str, Any]]
 
 
 def version() -> str:
@@ -58,7 +58,7 @@ def compiled() -> Path:
     """Builds the package, and answers its folder."""
     build = ROOT / "build" / f"wheel-{sys.implementation.cache_tag}"
     options = {"CMAKE_BUILD_TYPE": "Release", "Python3_EXECUTABLE": sys.executable, "ZQ_BUILD_PYTHON": "ON",
-               "ZQ_STATIC_DEPENDENCIES": "ON", "ZQ_BUILD_TESTS": "OFF", "ZQ_BUILD_BENCHMARKS": "OFF",
+               "ZQ_BUNDLE_DEPENDENCIES": "ON", "ZQ_BUILD_TESTS": "OFF", "ZQ_BUILD_BENCHMARKS": "OFF",
                "ZQ_BUILD_EXAMPLES": "OFF", "ZQ_BUILD_APPS": "OFF", "ZQ_INSTALL": "OFF"}
     run("cmake", "-G", "Ninja", "-S", str(ROOT), "-B", str(build), *(f"-D{name}={value}" for name, value in options.items()))
     run("cmake", "--build", str(build), "--target", "zqPython", "-j", os.environ.get("ZQ_JOBS", "2"))
@@ -85,7 +85,7 @@ def build_wheel(wheel_directory: str, config_settings: Settings = None, metadata
     with zipfile.ZipFile(Path(wheel_directory) / result, "w", zipfile.ZIP_DEFLATED) as archive:
         for name, data in files.items():
             entry = zipfile.ZipInfo(name, (1980, 1, 1, 0, 0, 0))
-            entry.external_attr = (0o755 if name.endswith(".so") else 0o644) << 16
+            entry.external_attr = (0o755 if ".so" in name else 0o644) << 16
             archive.writestr(entry, data, zipfile.ZIP_DEFLATED)
     return result
 
@@ -100,12 +100,13 @@ def build_sdist(sdist_directory: str, config_settings: Settings = None) -> str:
         entry.uname = entry.gname = ""
         return entry
 
-    with gzip.GzipFile(Path(sdist_directory) / f"{top}.tar.gz", "wb", mtime=0) as stream, \
-            tarfile.open(fileobj=stream, mode="w", format=tarfile.PAX_FORMAT) as archive:
+    content = io.BytesIO()
+    with tarfile.open(fileobj=content, mode="w", format=tarfile.PAX_FORMAT) as archive:
         for source in SOURCES:
             archive.add(ROOT / source, f"{top}/{source}", filter=kept)
         info = tarfile.TarInfo(f"{top}/PKG-INFO")
         data = metadata().encode()
         info.size = len(data)
         archive.addfile(info, io.BytesIO(data))
+    (Path(sdist_directory) / f"{top}.tar.gz").write_bytes(gzip.compress(content.getvalue(), mtime=0))
     return f"{top}.tar.gz"

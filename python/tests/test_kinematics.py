@@ -32,7 +32,7 @@ def dh_transform(joint: zq.Joint, q: float) -> Numbers:
     first = moved(a, 0, 0) @ turned(0, alpha)
     second = turned(2, q) @ moved(0, 0, d)
     whole = first @ second if joint.convention == "craig" else second @ first
-    return joint.precursor @ whole
+    return np.asarray(joint.precursor @ whole)
 
 
 def rates(arm: zq.Manipulator, quantity: str) -> Numbers:

@@ -14,7 +14,7 @@ import zqmanipulator
 from conftest import ROOT
 
 PACKAGE = Path(zqmanipulator.__file__).parent
-sys.path[:0] = [str(ROOT / "python"), str(ROOT / "python" / "packaging")]
+sys.path.insert(0, str(ROOT / "python" / "packaging"))
 
 
 def test_stubs_and_module_agree() -> None:
@@ -29,8 +29,8 @@ def test_types_are_strict() -> None:
     pytest.importorskip("mypy")
     result = subprocess.run(
         [sys.executable, "-m", "mypy", "--strict", "--cache-dir", str(PACKAGE.parent / "mypy"), "python/tests",
-         "python/zqmanipulator"],
-        cwd=ROOT, capture_output=True, text=True, env={"PATH": "/usr/bin:/bin", "MYPYPATH": "python:python/tests"})
+         "python/zqmanipulator", "python/packaging"],
+        cwd=ROOT, capture_output=True, text=True, env={"PATH": "/usr/bin:/bin", "MYPYPATH": "python:python/tests:python/packaging"})
     assert result.returncode == 0, result.stdout + result.stderr
 
 

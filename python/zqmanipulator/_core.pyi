@@ -1,5 +1,4 @@
-# Written by python/stubs.py: change the bindings, and not this file.
-import enum
+# Written by python/packaging/stubs.py: change the bindings, and not this file.
 import os
 from collections.abc import Callable, Iterable, Iterator, Sequence
 from typing import Any, ClassVar, NamedTuple, overload
@@ -8,6 +7,11 @@ import numpy
 from numpy.typing import ArrayLike, NDArray
 
 from ._run import Run
+
+class _Numbers:
+    """A property that is set to whatever makes an array."""
+    def __get__(self, instance: object, owner: Any = None) -> NDArray[numpy.float64]: ...
+    def __set__(self, instance: object, value: ArrayLike) -> None: ...
 
 class Batch:
     """Many states of one manipulator at once, a row each: n x dof arrays of joints (rad or m, and N m or N).
@@ -27,11 +31,8 @@ class Batch:
         """The accelerations under torques, by articulated bodies."""
     def frames(self, q: ArrayLike, *, base: ArrayLike | None = None, out: object = None) -> Any:
         """The D-H frame of each link in the system (n x dof x 7: x y z, w x y z)."""
-    @property
-    def gravity(self) -> NDArray[numpy.float64]:
-        """In the system (m/s^2), as of a scene: (0, 0, -9.8) pulls down. That of the scene at first."""
-    @gravity.setter
-    def gravity(self, value: ArrayLike) -> None: ...
+    gravity: _Numbers
+    """In the system (m/s^2), as of a scene: (0, 0, -9.8) pulls down. That of the scene at first."""
     @property
     def instruction_set(self) -> str:
         """'baseline', 'avx2' or 'avx512'; the widest that the processor has at first."""
@@ -200,11 +201,8 @@ class Dynamics:
         """The accelerations (`size`) under torques: by composite bodies ('crbi'), which heed the constraints of the model, or by articulated bodies ('arbi'), which do not."""
     def forward_derivatives(self, q: ArrayLike, v: ArrayLike | None = None, tau: ArrayLike | None = None, *, base: ArrayLike | None = None, forces: dict[Any, Any] = {}) -> ForwardDerivatives:
         """How the accelerations (rows) change with q, v and tau, likewise. Constraints play no part."""
-    @property
-    def gravity(self) -> NDArray[numpy.float64]:
-        """In the system (m/s^2), as of a scene: (0, 0, -9.8) pulls down. That of the scene at first."""
-    @gravity.setter
-    def gravity(self, value: ArrayLike) -> None: ...
+    gravity: _Numbers
+    """In the system (m/s^2), as of a scene: (0, 0, -9.8) pulls down. That of the scene at first."""
     def gravity_torques(self, q: ArrayLike, *, base: ArrayLike | None = None) -> NDArray[numpy.float64]:
         """The torques (`size`) that hold the bodies at rest against gravity alone."""
     def inverse(self, q: ArrayLike, v: ArrayLike | None = None, a: ArrayLike | None = None, *, base: ArrayLike | None = None, forces: dict[Any, Any] = {}) -> NDArray[numpy.float64]:
@@ -441,16 +439,10 @@ class Manipulator:
     @property
     def base(self) -> Link:
         """The link that has no joint."""
-    @property
-    def base_frame(self) -> NDArray[numpy.float64]:
-        """The D-H frame of the base in the system: 4 x 4."""
-    @base_frame.setter
-    def base_frame(self, value: ArrayLike) -> None: ...
-    @property
-    def base_velocity(self) -> NDArray[numpy.float64]:
-        """Velocity (m/s) and angular velocity (rad/s) of the base, in the axes of the system: 6 numbers."""
-    @base_velocity.setter
-    def base_velocity(self, value: ArrayLike) -> None: ...
+    base_frame: _Numbers
+    """The D-H frame of the base in the system: 4 x 4."""
+    base_velocity: _Numbers
+    """Velocity (m/s) and angular velocity (rad/s) of the base, in the axes of the system: 6 numbers."""
     @property
     def carrier(self) -> Link | None:
         """The link that the manipulator is attached to, or None."""
@@ -507,19 +499,13 @@ class Manipulator:
     @property
     def momentum_matrix(self) -> NDArray[numpy.float64]:
         """From velocities to `momentum`: 6 x N."""
-    @property
-    def placement(self) -> NDArray[numpy.float64]:
-        """The frame in the system in which the state tells that of the base: 4 x 4."""
-    @placement.setter
-    def placement(self, value: ArrayLike) -> None: ...
+    placement: _Numbers
+    """The frame in the system in which the state tells that of the base: 4 x 4."""
     @property
     def potential_energy(self) -> float:
         """Of the bodies in gravity, zero at the origin of the system (J)."""
-    @property
-    def q(self) -> NDArray[numpy.float64]:
-        """Positions of the joints (rad, or m): n numbers. What is answered is a copy that cannot be written: set the whole, or `q` of a link."""
-    @q.setter
-    def q(self, value: ArrayLike) -> None: ...
+    q: _Numbers
+    """Positions of the joints (rad, or m): n numbers. What is answered is a copy that cannot be written: set the whole, or `q` of a link."""
     def recenter_limits(self, centers: Sequence[float]) -> None:
         """Tells positions of joints by whole turns more or less, so that the middles of their limits come near to n centers (rad)."""
     def relabel(self, labels: dict[str, str]) -> None:
@@ -528,11 +514,8 @@ class Manipulator:
         """Makes the manipulator a greater or smaller one of the same kind, at the same density."""
     @property
     def scene(self) -> Scene: ...
-    @property
-    def v(self) -> NDArray[numpy.float64]:
-        """Velocities of the joints (rad/s, or m/s): n numbers, as `q`."""
-    @v.setter
-    def v(self, value: ArrayLike) -> None: ...
+    v: _Numbers
+    """Velocities of the joints (rad/s, or m/s): n numbers, as `q`."""
     @property
     def velocities(self) -> NDArray[numpy.float64]:
         """`velocity` of each link: n x 6."""
@@ -628,11 +611,8 @@ class Scene:
     @staticmethod
     def from_xml(document: str) -> Scene:
         """Reads a scene from the text of a document."""
-    @property
-    def gravity(self) -> NDArray[numpy.float64]:
-        """The acceleration of what falls (m/s^2): 3 numbers, which point down."""
-    @gravity.setter
-    def gravity(self, value: ArrayLike) -> None: ...
+    gravity: _Numbers
+    """The acceleration of what falls (m/s^2): 3 numbers, which point down."""
     @property
     def manipulators(self) -> list[Manipulator]: ...
     def new_manipulator(self, label: str, base: str = 'base', fixed_base: bool = True) -> Manipulator:
@@ -786,11 +766,8 @@ class Simulation:
     @property
     def bodies(self) -> list[str]:
         """The labels of the manipulators."""
-    @property
-    def commands(self) -> NDArray[numpy.float64]:
-        """To the power converters: a voltage, a valve opening, a torque."""
-    @commands.setter
-    def commands(self, value: ArrayLike) -> None: ...
+    commands: _Numbers
+    """To the power converters: a voltage, a valve opening, a torque."""
     def constraint_forces(self, manipulator: object = 0) -> NDArray[numpy.float64]:
         """One number for each row of the constraints of a manipulator."""
     @property
@@ -880,11 +857,8 @@ class Simulation:
         """In s."""
     def to_xml(self) -> str:
         """The text of a checkpoint."""
-    @property
-    def torques(self) -> NDArray[numpy.float64]:
-        """What acts at the motors beside the power converters (N m or N): before the gears."""
-    @torques.setter
-    def torques(self, value: ArrayLike) -> None: ...
+    torques: _Numbers
+    """What acts at the motors beside the power converters (N m or N): before the gears."""
     @property
     def v(self) -> NDArray[numpy.float64]:
         """Velocities of joints (rad/s or m/s)."""

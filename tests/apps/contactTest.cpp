@@ -122,28 +122,6 @@ TEST_F(ZqsimContact, ABlockThatSlidesAndSticksIsRecorded)
    EXPECT_EQ(contact.at("greatestDepth").at("second"), "body1/");
 }
 
-TEST_F(ZqsimContact, ASavedBlockGoesOnSticking)
-{
-   ContactScene scene = cubeAt(0.0, 1.0, {0.5, 0.0, 0.0});
-   scene.setGravity({0.3 * gravity, 0.0, -gravity});
-   scene.addFree(zqTest::solidBox(1.0, {halfEdge, halfEdge, halfEdge}),
-                 {ZqVector(0.0, 1.0, halfEdge), ZqOrientation()});
-   const std::string model = save(scene);
-   const auto runOn = [&](const std::string& from, const char* time, const char* name)
-   {
-      const Result result =
-         run("run " + from + " --dt 2e-4 --quiet --time " + time + " --save " + scratch(name));
-      EXPECT_EQ(result.code, 0) << result.err;
-      EXPECT_EQ(result.err, "");
-      return scratch(name);
-   };
-   const std::string whole = contentOf(runOn(model, "0.5", "whole.xml"));
-   const std::string half = runOn(model, "0.25", "half.xml");
-   EXPECT_NE(contentOf(half).find("<isSlipping>true"), std::string::npos);
-   EXPECT_NE(contentOf(half).find("<isSlipping>false"), std::string::npos);
-   EXPECT_TRUE(contentOf(runOn(half, "0.25", "rest.xml")) == whole);
-}
-
 TEST_F(ZqsimContact, WithoutContactLinksFallThroughEachOther)
 {
    const std::string model = save(cubeAt(0.01));

@@ -99,7 +99,7 @@ TEST_F(ZqsimRun, StepsAreThoseOfSemiImplicitEuler)
    }
 }
 
-TEST_F(ZqsimRun, RunsRepeatAndSolversAgree)
+TEST_F(ZqsimRun, RunsRepeatAndSaveTheirStates)
 {
    const std::string arguments = "run " + model("puma560") + " --time 0.5 --quiet --out ";
    for (const std::string file : {"a.csv", "b.csv", "a.xml", "b.xml"})
@@ -107,18 +107,12 @@ TEST_F(ZqsimRun, RunsRepeatAndSolversAgree)
    EXPECT_EQ(contentOf(scratch("a.csv")), contentOf(scratch("b.csv")));
    EXPECT_EQ(contentOf(scratch("a.xml")), contentOf(scratch("b.xml")));
 
-   const Columns crbi = readCsv(scratch("a.csv"));
-   const Columns arbi = simulate(model("puma560") + " --time 0.5 --solver arbi");
-   for (const auto& [name, numbers] : crbi)
-      for (std::size_t i = 0; i < numbers.size(); ++i)
-         ASSERT_NEAR(numbers[i], arbi.at(name)[i], 1e-9) << name;
-
    ZqXmlVectorType<ZqManipulatorSystemState> states;
    ASSERT_TRUE(Zq::load(states, scratch("a.xml")));
    ASSERT_EQ(states.size(), 501U);
    EXPECT_EQ(states[500].time(), 0.5);
    EXPECT_EQ(states[500].positionStates()[0].jointPositions()[1],
-             crbi.at("puma560/upperArm position").back());
+             readCsv(scratch("a.csv")).at("puma560/upperArm position").back());
 }
 
 TEST_F(ZqsimRun, JointsStopAtTheirLimits)
@@ -144,35 +138,6 @@ TEST_F(ZqsimRun, JointsStopAtTheirLimits)
       for (std::size_t i = 1; i < energy.size(); ++i)
          ASSERT_LT(energy[i], energy[i - 1] + 0.02) << i; // the error of a step
    }
-}
-
-TEST_F(ZqsimRun, AMotorReachesItsSteadySpeed)
-{
-   // u = i R + w K and K i = B w, with the circuit a hundred times faster than the step.
-   const std::string drive =
-      "<zqMechanicalActuatorComponentContainer><zqMechanicalActuatorComponent>"
-      "<inertia>0.0001</inertia><frictionCoefficient>0.002</frictionCoefficient>"
-      "<gearRatio>50</gearRatio></zqMechanicalActuatorComponent>"
-      "</zqMechanicalActuatorComponentContainer><powerConverterContainer><dcElectricMotor>"
-      "<armatureInductance>1e-5</armatureInductance><armatureResistance>1</armatureResistance>"
-      "<torqueConstant>0.05</torqueConstant></dcElectricMotor></powerConverterContainer>";
-   const std::string file =
-      changed("pendulum", {verticalAxis,
-                           {"<zqMechanicalActuatorComponentContainer/>", drive},
-                           {"<powerConverterContainer/>", ""}});
-   const Columns columns = simulate(file + " --time 2 --commands 12 --every 500");
-   const double w = 12 * 0.05 / (0.002 * 1 + 0.05 * 0.05);
-   EXPECT_NEAR(columns.at("pendulum/bob velocity").back(), w / 50, 1e-6 * w);
-}
-
-TEST_F(ZqsimRun, WhatIsAttachedStaysAttached)
-{
-   const std::string last = scratch("last.xml");
-   const Result result =
-      run("run " + model("twoArms") + " --time 0.2 --torques '50' --save " + last);
-   EXPECT_EQ(result.code, 0) << result.err;
-   EXPECT_EQ(run("check " + last).out, last + ": nothing to complain of\n");
-   EXPECT_EQ(runForJson("info " + last).at("time"), 0.2);
 }
 
 TEST_F(ZqsimRun, ADivergingRunKeepsWhatWasFinite)

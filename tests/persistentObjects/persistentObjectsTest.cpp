@@ -295,7 +295,8 @@ INSTANTIATE_TEST_SUITE_P(
       ZqJointActuatorRandomVariation, ZqLinkKinematicsRandomVariation,
       ZqMassPropertyRandomVariation, ZqSurfacePropertyRandomVariation,
       ZqLinkPropertyRandomVariation, ZqPositionStateRandomVariation, ZqVelocityStateRandomVariation,
-      ZqStateRandomVariation, ZqSystemRandomVariation, ZqVariationStudy, ZqVariationOrigin>()),
+      ZqStateRandomVariation, ZqSystemRandomVariation, ZqVariationStudy, ZqVariationOrigin,
+      ZqSweepMetric, ZqSweepStudy>()),
    testing::PrintToStringParamName());
 
 TEST(PersistentObjects, SchemaTellsDocumentsApart)

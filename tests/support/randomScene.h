@@ -156,20 +156,6 @@ public:
       return command * r * drive->maxEfficiency() -
              drive->frictionCoefficient() * r * r * velocity.jointVelocities()[i];
    }
-   /// Of bodies and motors.
-   ZqReal kineticEnergy(ZqManipulatorActiveState& state) const
-   {
-      ZqReal sum = manipulator().computeKineticEnergy(state, nullptr);
-      for (ZqU32 i = 0; i < jointDof(); ++i)
-         sum += driveInertia(i) * std::pow(state.velocityState().jointVelocities()[i], 2) / 2.0;
-      return sum;
-   }
-   /// Of weight.
-   ZqReal potentialEnergy(ZqManipulatorActiveState& state) const
-   {
-      return manipulator().crbi(state, nullptr).mass() *
-             gravity.dot(manipulator().getCenterOfMassInSystem(state));
-   }
 
    RandomValues random;
    ZqVector gravity; ///< upwards, in the system

@@ -199,25 +199,16 @@ struct ReferenceMotion
 
    std::vector<JetFrame> frames; ///< the DH frames in the system, by body
    std::vector<Point> points;
-   std::vector<Point> centers; ///< of mass, by body
 
 private:
    void add(const RandomScene& scene, const ZqManipulatorLink& link, const JetFrame& frame)
    {
       const JetFrame primary = frame * JetFrame(link.primaryFrame());
-      Point center{frames.size(), 0, {}, {}, {}};
       for (const auto& [mass, r] : scene.points.at(link.linkLabel()))
       {
          const FrameMotion at(primary * JetFrame(ZqCoordinateSystemTransformation(r)));
-         points.push_back({center.body, mass, at.p, at.v, at.a});
-         center.mass += mass;
-         center.x += at.p * mass;
-         center.v += at.v * mass;
-         center.a += at.a * mass;
+         points.push_back({frames.size(), mass, at.p, at.v, at.a});
       }
-      for (ZqVector Point::*order : {&Point::x, &Point::v, &Point::a})
-         center.*order = center.*order * (1 / center.mass);
-      centers.push_back(center);
       frames.push_back(frame);
    }
 };

@@ -13,7 +13,9 @@ namespace zqsim
 struct SampleRow
 {
    std::uint64_t sample = 0;
-   std::string outcome;         ///< a word: "done", or why the run ended otherwise
+   /// A word: "done", "stopped" by a criterion, "diverged", "refused" where the model cannot be varied, "failed", or
+   /// "interrupted", which is no outcome of the sample: it is to be run again.
+   std::string outcome;
    std::vector<ZqReal> metrics; ///< as many as there are; NaN for one that has no value
    std::string reason;          ///< of a failure, in one line; else empty
 };
@@ -29,8 +31,11 @@ public:
 
    std::uint64_t sampleCount() const;
    const std::vector<std::string>& metricNames() const;
-   /// SHA-256 of the bytes of all documents that it depends on: samples of two runners of one hash are the same.
+   /// SHA-256 of what samples depend on, that is of all documents but for the number of samples: samples of two runners
+   /// of one hash are the same.
    std::string hash() const;
+   /// What is odd about the study and its model, line by line, for who tells it once.
+   std::vector<std::string> warnings() const;
    /// What came of a sample depends on the study and its number alone, to the bit.
    SampleRow run(std::uint64_t sample) const;
 

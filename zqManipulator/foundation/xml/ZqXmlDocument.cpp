@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <istream>
 #include <ostream>
 #include <sstream>
@@ -223,24 +224,27 @@ bool isSpecial(const ZqString& fileName)
           !S_ISDIR(existing.st_mode);
 }
 
-bool saveInPlace(const ZqXmlObject& object, const ZqString& fileName, bool writeDefaults)
+/// Writes to a file descriptor.
+using WriteTo = std::function<bool(int)>;
+
+bool saveInPlace(const WriteTo& write, const ZqString& fileName)
 {
    const int descriptor = ::open(fileName.c_str(), O_WRONLY | O_CLOEXEC);
    if (descriptor < 0)
       return reject("the file cannot be opened", fileName);
-   const bool written = writeTo(descriptor, object, fileName, writeDefaults);
+   const bool written = write(descriptor);
    return (::close(descriptor) == 0 || reject("the file cannot be closed", fileName)) && written;
 }
 
 /// To a new file beside the target that then takes its name.
-bool saveBeside(const ZqXmlObject& object, const ZqString& fileName, bool writeDefaults)
+bool saveBeside(const WriteTo& write, const ZqString& fileName)
 {
    const ZqString target = followed(fileName);
    ZqString temporary;
    const int descriptor = makeBeside(target, temporary);
    if (descriptor < 0)
       return reject("no file can be made beside the target", fileName);
-   bool written = writeTo(descriptor, object, fileName, writeDefaults);
+   bool written = write(descriptor);
    if (written && (!takeOver(descriptor, target) || ::fsync(descriptor) != 0))
       written = reject("the disk takes no more", fileName);
    // What is on the disk is whole, so that only closing is left, which gives the lock up: last.
@@ -252,6 +256,13 @@ bool saveBeside(const ZqXmlObject& object, const ZqString& fileName, bool writeD
       syncFolderOf(target);
    ::close(descriptor);
    return written;
+}
+
+bool saveBy(const WriteTo& write, const ZqString& fileName)
+{
+   return unlessOutOfMemory(
+      "Zq::save", [&]
+      { return isSpecial(fileName) ? saveInPlace(write, fileName) : saveBeside(write, fileName); });
 }
 
 bool readDocument(ZqXmlObject& object, ZqXmlReader& reader)
@@ -342,11 +353,20 @@ bool Zq::toXml(const ZqXmlObject& object, ZqString& document, bool writeDefaults
 
 bool Zq::save(const ZqXmlObject& object, const ZqString& fileName, bool writeDefaults)
 {
-   return unlessOutOfMemory("Zq::save",
-                            [&]
-                            {
-                               return isSpecial(fileName)
-                                         ? saveInPlace(object, fileName, writeDefaults)
-                                         : saveBeside(object, fileName, writeDefaults);
-                            });
+   return saveBy([&](int descriptor)
+                 { return writeTo(descriptor, object, fileName, writeDefaults); },
+                 fileName);
+}
+
+bool Zq::saveBytes(std::string_view bytes, const ZqString& fileName)
+{
+   const auto count = static_cast<std::streamsize>(bytes.size());
+   return saveBy(
+      [&](int descriptor)
+      {
+         DescriptorBuffer buffer(descriptor);
+         return buffer.sputn(bytes.data(), count) == count ||
+                reject("the disk takes no more", fileName);
+      },
+      fileName);
 }

@@ -26,6 +26,8 @@ bool read(ZqXmlObject& object, ZqXmlReader& reader);
 /// False, with a message, when the object cannot be written (a number that is not finite) or the
 /// disk refuses. With `writeDefaults` false, components that equal their default are left out.
 bool save(const ZqXmlObject& object, const ZqString& fileName, bool writeDefaults = true);
+/// Writes bytes of any kind to a file in the same way.
+bool saveBytes(std::string_view bytes, const ZqString& fileName);
 /// The document is empty when it could not be written.
 bool toXml(const ZqXmlObject& object, ZqString& document, bool writeDefaults = true);
 bool write(const ZqXmlObject& object, ZqXmlWriter& writer);

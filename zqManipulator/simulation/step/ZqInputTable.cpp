@@ -13,6 +13,7 @@
 #include <limits>
 #include <map>
 #include <set>
+#include <utility>
 
 namespace
 {
@@ -90,6 +91,23 @@ bool splitLine(std::string_view line, std::vector<std::string>& fields)
          fields.back() += c;
    }
    return !isQuoted;
+}
+
+/// As it stands in a table.
+std::string field(const std::string& text)
+{
+   if (text.find_first_of(",\"\r\n") == std::string::npos && trimmed(text) == text)
+      return text;
+   std::string result = "\"";
+   for (const char c : text)
+      result.append(c == '"' ? 2 : 1, c);
+   return result + '"';
+}
+
+std::string shortest(ZqReal number)
+{
+   std::array<char, 32> digits{};
+   return {digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr};
 }
 
 /// Joined by commas.
@@ -281,6 +299,62 @@ bool ZqInputTable::readLine(Reading& reading)
          m_times.push_back(number);
    }
    return true;
+}
+
+// Writing
+
+ZqInputTable ZqInputTable::ofTorques(const ZqManipulatorSystem& system, ZqU32 manipulator)
+{
+   ZqInputTable table;
+   for (Input& input : inputsOf(system))
+      if (input.place.manipulator == manipulator && input.quantity == Quantity::Torque)
+         table.m_inputs.push_back(std::move(input));
+   return table;
+}
+
+bool ZqInputTable::addLine(ZqReal time, std::span<const ZqReal> values)
+{
+   const auto isFinite = [](ZqReal number) { return std::isfinite(number); };
+   if (values.size() != m_inputs.size() || !isFinite(time) ||
+       !std::all_of(values.begin(), values.end(), isFinite) ||
+       (!m_times.empty() && !(time > m_times.back())))
+   {
+      Zq::Print::instance().write(
+         Zq::Rejected, "ZqInputTable::addLine: %zu values at %g s are no line of the table.\n",
+         values.size(), time);
+      return false;
+   }
+   m_times.push_back(time);
+   m_values.insert(m_values.end(), values.begin(), values.end());
+   return true;
+}
+
+void ZqInputTable::write(std::ostream& stream) const
+{
+   stream << "time";
+   for (const Input& input : m_inputs)
+      stream << ',' << field(input.name);
+   for (std::size_t line = 0; line < m_times.size(); ++line)
+   {
+      stream << '\n' << shortest(m_times[line]);
+      for (std::size_t k = 0; k < m_inputs.size(); ++k)
+         stream << ',' << shortest(value(line, k));
+   }
+   stream << '\n';
+}
+
+bool ZqInputTable::save(const ZqString& fileName) const
+{
+   errno = 0;
+   std::ofstream stream(fileName, std::ios::binary);
+   write(stream);
+   stream.close();
+   if (stream)
+      return true;
+   const std::string reason = errno != 0 ? std::strerror(errno) : "unknown reason";
+   Zq::Print::instance().report(
+      {Zq::Severity::Error, "input-table", fileName, 0, {}, "cannot be written: " + reason});
+   return false;
 }
 
 // Use

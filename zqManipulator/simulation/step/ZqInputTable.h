@@ -3,6 +3,7 @@
 #include "zqManipulator/simulation/step/ZqSimulation.h"
 
 #include <iosfwd>
+#include <span>
 #include <vector>
 
 /// What drives a simulation over time, by name: a table of lines with commas between fields (RFC 4180), of
@@ -54,6 +55,19 @@ public:
    bool load(const ZqString& fileName, const ZqManipulatorSystem& system);
    /// The same from a stream, which the name stands for in messages.
    bool read(std::istream& stream, const ZqString& fileName, const ZqManipulatorSystem& system);
+
+   /// \name To make one
+   /// @{
+   /// Without lines, for the torques of all joints of a manipulator, in the order of the link indices.
+   static ZqInputTable ofTorques(const ZqManipulatorSystem& system, ZqU32 manipulator);
+   /// Adds a line. False, with a message, when there is not one value for each input, a number is not finite, or the
+   /// time (s) is not after that of the line before.
+   bool addLine(ZqReal time, std::span<const ZqReal> values);
+   /// Writes the table as it is read: numbers exactly, each as short as that is possible.
+   void write(std::ostream& stream) const;
+   /// The same to a file. False, with a message, when it cannot be written.
+   bool save(const ZqString& fileName) const;
+   /// @}
 
    Interpolation interpolation() const noexcept { return m_interpolation; }
    void setInterpolation(Interpolation interpolation) noexcept { m_interpolation = interpolation; }

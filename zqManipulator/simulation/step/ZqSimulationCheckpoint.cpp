@@ -6,11 +6,9 @@ template class ZqXmlVectorType<ZqActuatorState>;
 template class ZqXmlVectorType<ZqManipulatorExternalForce>;
 template class ZqXmlClass<ZqSimulationCheckpoint>;
 
-namespace
-{
 // Never destroyed, so that checkpoints can be written until the process ends. Each in the order of its enumeration.
 
-const ZqXmlEnumeration& solverEnumeration()
+const ZqXmlEnumeration& ZqSimulationCheckpoint::solverEnumeration()
 {
    static constinit const ZqToken crbi(ZqToken::Literal{"crbi"});
    static constinit const ZqToken arbi(ZqToken::Literal{"arbi"});
@@ -19,7 +17,7 @@ const ZqXmlEnumeration& solverEnumeration()
    return enumeration;
 }
 
-const ZqXmlEnumeration& integratorEnumeration()
+const ZqXmlEnumeration& ZqSimulationCheckpoint::integratorEnumeration()
 {
    static constinit const ZqToken euler(ZqToken::Literal{"euler"});
    static constinit const ZqToken midpoint(ZqToken::Literal{"midpoint"});
@@ -31,7 +29,7 @@ const ZqXmlEnumeration& integratorEnumeration()
    return enumeration;
 }
 
-const ZqXmlEnumeration& interpolationEnumeration()
+const ZqXmlEnumeration& ZqSimulationCheckpoint::interpolationEnumeration()
 {
    static constinit const ZqToken hold(ZqToken::Literal{"hold"});
    static constinit const ZqToken linear(ZqToken::Literal{"linear"});
@@ -39,7 +37,6 @@ const ZqXmlEnumeration& interpolationEnumeration()
       {&hold, "a line holds until the next one"}, {&linear, "along straight lines"}};
    return enumeration;
 }
-} // namespace
 
 ZqSimulationCheckpoint::ZqSimulationCheckpoint()
    : m_solver(solverEnumeration()), m_integrator(integratorEnumeration()),

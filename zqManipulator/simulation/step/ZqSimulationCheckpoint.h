@@ -107,6 +107,14 @@ public:
    /// Of none: `ZqSimulation::checkpoint` makes one.
    ZqSimulationCheckpoint();
 
+   /// \name The words of documents
+   /// In the order of `ZqSimulation::Solver`, `ZqSimulation::Integrator` and `ZqInputTable::Interpolation`.
+   /// @{
+   static const ZqXmlEnumeration& solverEnumeration();
+   static const ZqXmlEnumeration& integratorEnumeration();
+   static const ZqXmlEnumeration& interpolationEnumeration();
+   /// @}
+
    /// \name Of the simulation
    /// @{
    ZqU32 version() const { return m_version; }

@@ -14,9 +14,9 @@ struct ZqConversionLoss
    };
 
    Kind kind = Kind::Lost;
-   ZqString place;         ///< of what it was: "link 'forearm'", "joint 'elbow'", "robot"
-   ZqString element;       ///< its name in the document, or the name of the property: "safety_controller"
-   ZqString text;          ///< what is lost or changed, in a line without a full stop
+   ZqString place;   ///< of what it was: "link 'forearm'", "joint 'elbow'", "robot"
+   ZqString element; ///< its name in the document, or the name of the property: "safety_controller"
+   ZqString text;    ///< what is lost or changed, in a line without a full stop
    unsigned long line = 0; ///< in the document that was read, from 1; or 0
 
    auto operator<=>(const ZqConversionLoss&) const = default;

@@ -1,6 +1,4 @@
-#include "apps/zqsim/meshFile.h"
-
-#include "apps/zqsim/commands.h"
+#include "apps/meshFiles/meshFiles.h"
 
 #include <algorithm>
 #include <cmath>
@@ -8,10 +6,11 @@
 #include <fstream>
 #include <iterator>
 #include <sstream>
+#include <stdexcept>
 #include <string_view>
 #include <vector>
 
-#ifdef ZQSIM_HAS_ASSIMP
+#ifdef ZQ_HAS_ASSIMP
 #include <assimp/Importer.hpp>
 #include <assimp/config.h>
 #include <assimp/postprocess.h>
@@ -20,14 +19,12 @@
 
 namespace
 {
-using zqsim::Failure;
-
-Failure invalid(const std::string& fileName, const std::string& what)
+std::runtime_error invalid(const std::string& fileName, const std::string& what)
 {
-   return {zqsim::InvalidInput, fileName + ": " + what};
+   return std::runtime_error(fileName + ": " + what);
 }
 
-#ifdef ZQSIM_HAS_ASSIMP
+#ifdef ZQ_HAS_ASSIMP
 std::string contentsOf(const std::string& fileName)
 {
    std::ifstream file(fileName, std::ios::binary);
@@ -120,21 +117,31 @@ std::string endingOf(const std::string& fileName)
 #endif
 } // namespace
 
-#ifdef ZQSIM_HAS_ASSIMP
-ZqTriangleMesh zqsim::readMesh(const std::string& fileName)
+bool meshFiles::canRead() noexcept
+{
+#ifdef ZQ_HAS_ASSIMP
+   return true;
+#else
+   return false;
+#endif
+}
+
+#ifdef ZQ_HAS_ASSIMP
+ZqTriangleMesh meshFiles::read(const std::string& fileName)
 {
    const std::string ending = endingOf(fileName);
-   if (ending != ".stl" && ending != ".obj")
-      throw invalid(fileName, "meshes are read from .stl and .obj files");
+   if (ending != ".stl" && ending != ".obj" && ending != ".dae")
+      throw invalid(fileName, "meshes are read from .stl, .obj and .dae files");
    std::string contents = contentsOf(fileName);
    if (ending == ".stl")
       checkStl(fileName, contents);
-   else
+   else if (ending == ".obj")
       contents = geometryOfObj(std::move(contents));
    Assimp::Importer importer;
    // From memory: nothing that the file names is opened.
    importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE,
                                aiPrimitiveType_POINT | aiPrimitiveType_LINE);
+   importer.SetPropertyBool(AI_CONFIG_IMPORT_COLLADA_IGNORE_UP_DIRECTION, true);
    const aiScene* scene = importer.ReadFileFromMemory(
       contents.data(), contents.size(),
       aiProcess_Triangulate | aiProcess_JoinIdenticalVertices | aiProcess_SortByPType |
@@ -148,8 +155,8 @@ ZqTriangleMesh zqsim::readMesh(const std::string& fileName)
    return mesh;
 }
 #else
-ZqTriangleMesh zqsim::readMesh(const std::string& fileName)
+ZqTriangleMesh meshFiles::read(const std::string& fileName)
 {
-   throw Failure(Failed, fileName + ": this zqsim was built without Assimp, and reads no meshes");
+   throw invalid(fileName, "this was built without Assimp, and reads no meshes");
 }
 #endif

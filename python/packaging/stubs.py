@@ -12,8 +12,7 @@ from typing import Any
 
 from zqmanipulator import _core as module
 
-HEADER = '''# Written by python/stubs.py: change the bindings, and not this file.
-import enum
+HEADER = '''# Written by python/packaging/stubs.py: change the bindings, and not this file.
 import os
 from collections.abc import Callable, Iterable, Iterator, Sequence
 from typing import Any, ClassVar, NamedTuple, overload
@@ -22,6 +21,11 @@ import numpy
 from numpy.typing import ArrayLike, NDArray
 
 from ._run import Run
+
+class _Numbers:
+    """A property that is set to whatever makes an array."""
+    def __get__(self, instance: object, owner: Any = None) -> NDArray[numpy.float64]: ...
+    def __set__(self, instance: object, value: ArrayLike) -> None: ...
 
 '''
 #: Of methods that pybind11 tells nothing of, or too little.
@@ -54,6 +58,7 @@ COMMON = [
     (r"\bDict\[", "dict["),
     (r"\bTuple\[", "tuple["),
     (r"\bUnion\[([^\[\]]*)\]", lambda found: " | ".join(part.strip() for part in found[1].split(","))),
+    (r"\bdict\b(?!\[)", "dict[Any, Any]"),
     (r"\bOptional\[((?:[^\[\]]|\[[^\[\]]*\])*)\]", r"\1 | None"),
     (r"\bnumpy\.int64\b", "numpy.int64"),
     (r"\*\*kwargs", "**kwargs: Any"),
@@ -125,6 +130,8 @@ ELEMENTS = {"Scene": "Manipulator", "Manipulator": "Link"}
 def property_stub(name: str, value: property, of_class: str) -> str:
     found = re.search(r" -> (.*)", (value.fget.__doc__ or "").split("\n")[0])
     result = ANSWERS.get(f"{of_class}.{name}") or translated(found[1] if found else "Any", RESULTS)
+    if result.startswith("NDArray") and value.fset is not None:
+        return f'    {name}: _Numbers\n    """{value.__doc__ or name}"""\n'
     text = "    @property\n" + documented(f"def {name}(self) -> {result}", value.__doc__ or "", "    ")
     if value.fset is not None:
         taken = re.search(r", (?:arg\d+|\w+): (.*)\) -> ", (value.fset.__doc__ or "").split("\n")[0])

@@ -1,0 +1,47 @@
+# zqHeaderChecks(<target> <checks>): makes a target that compiles by itself each public header of another target
+# that no source shows to stand by itself: what a source includes first is compiled with nothing before it, and so
+# is what that includes first, and so on. To be called after all sources are known.
+function(zqHeaderChecks target checks)
+   # The file that a file includes first, if it is one of ours.
+   function(firstInclude file result)
+      file(STRINGS "${PROJECT_SOURCE_DIR}/${file}" include REGEX "^ *# *include " LIMIT_COUNT 1)
+      string(REGEX MATCH "\"(.*)\"" include "${include}")
+      set(${result} "${CMAKE_MATCH_1}" PARENT_SCOPE)
+   endfunction()
+
+   get_target_property(sources ${target} SOURCES)
+   list(FILTER sources INCLUDE REGEX "\\.cpp$")
+   get_target_property(headers ${target} HEADER_SET)
+   foreach(list IN ITEMS sources headers)
+      foreach(path IN LISTS ${list})
+         cmake_path(ABSOLUTE_PATH path BASE_DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}" NORMALIZE)
+         cmake_path(RELATIVE_PATH path BASE_DIRECTORY "${PROJECT_SOURCE_DIR}")
+         list(APPEND ${list}Below "${path}")
+      endforeach()
+   endforeach()
+
+   # Headers from the last on: what one of them includes first need not be compiled again.
+   list(SORT headersBelow ORDER DESCENDING)
+   set(shown "")
+   set(units "")
+   foreach(file IN LISTS sourcesBelow headersBelow)
+      if(file IN_LIST headersBelow)
+         if(file IN_LIST shown)
+            continue()
+         endif()
+         set(unit "${CMAKE_CURRENT_BINARY_DIR}/headerChecks/${file}.cpp")
+         file(CONFIGURE OUTPUT "${unit}" CONTENT "#include \"${file}\"\n")
+         list(APPEND units "${unit}")
+      endif()
+      set(next "${file}")
+      while(next AND NOT next IN_LIST shown AND EXISTS "${PROJECT_SOURCE_DIR}/${next}")
+         list(APPEND shown "${next}")
+         firstInclude("${next}" next)
+      endwhile()
+   endforeach()
+
+   add_library(${checks} OBJECT EXCLUDE_FROM_ALL ${units})
+   target_link_libraries(${checks} PRIVATE ${target})
+   set_target_properties(${checks} PROPERTIES UNITY_BUILD OFF)
+   zqTargetWarnings(${checks})
+endfunction()
