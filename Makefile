@@ -45,7 +45,7 @@ test: ## Build everything and run all tests
 python: ## Build the Python module, and test it with pytest and mypy
 	@$(DEPENDENCIES) python3-dev python3-numpy python3-pip python3-pytest pybind11-dev mypy
 	cmake --preset release -D ZQ_BUILD_PYTHON=ON -D Python3_EXECUTABLE=$(PYTHON) $(TEST_OPTIONS)
-	cmake --build --preset release -j $(JOBS) --target zqPython
+	cmake --build --preset release -j $(JOBS) --target zqPython zqsim
 	PYTHONPATH=build/release/python $(PYTHON) -m pytest -q -p no:cacheprovider
 
 asan: ## Run the tests under AddressSanitizer and UndefinedBehaviorSanitizer

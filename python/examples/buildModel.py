@@ -9,6 +9,7 @@ import zqmanipulator as zq
 length, mass, start = 0.5, 2.0, 0.01
 
 scene = zq.Scene()
+scene.gravity = [0.0, 0.0, -9.81]
 pendulum = scene.new_manipulator("pendulum", base="pivot")
 bob = pendulum.base.add_link(
     "bob",

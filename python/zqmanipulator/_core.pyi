@@ -1,15 +1,60 @@
 # Written by python/packaging/stubs.py: change the bindings, and not this file.
 import os
-from collections.abc import Callable, Iterator, Sequence
-from typing import Any, ClassVar, overload
+from collections.abc import Callable, Iterable, Iterator, Sequence
+from typing import Any, ClassVar, NamedTuple, overload
 
 import numpy
 from numpy.typing import ArrayLike, NDArray
+
+from ._run import Run
 
 class _Numbers:
     """A property that is set to whatever makes an array."""
     def __get__(self, instance: object, owner: Any = None) -> NDArray[numpy.float64]: ...
     def __set__(self, instance: object, value: ArrayLike) -> None: ...
+
+class Batch:
+    """Many states of one manipulator at once, a row each: n x dof arrays of joints (rad or m, and N m or N).
+
+    A free base stands in arrays of its own, in the axes of the system: `base`, the frame of the base (n x 7: x y z, w x y z), and n x 6 of velocities, accelerations and forces, linear before angular. With a free base results are pairs, of joints and of the base. What is left out is zero; `base` of a fixed base is where the model is.
+
+    Arrays of float64 that lie in rows are read where they are, and `out` is filled where it is: an array (or a pair) that can be written, lies in rows, is of the shape of the result and shares no memory with anything else. Calls release the interpreter's lock; one batch serves one call at a time, and others wait.
+
+    Springs, dampers, constraints, losses of drives and what is attached play no part; the inertia of drives does. A state that is not finite spoils its own row alone. Results agree in all bits for any number of states and threads.
+
+    It keeps the model as it is now: later edits of the scene do not matter to it."""
+    def __init__(self, manipulator: Manipulator, *, threads: int = 1, instruction_set: str | None = None) -> None: ...
+    @property
+    def dof(self) -> int:
+        """Number of joints."""
+    def forward(self, q: ArrayLike, v: ArrayLike | None = None, tau: ArrayLike | None = None, *, base: ArrayLike | None = None, base_velocity: ArrayLike | None = None, base_force: ArrayLike | None = None, out: object = None) -> Any:
+        """The accelerations under torques, by articulated bodies."""
+    def frames(self, q: ArrayLike, *, base: ArrayLike | None = None, out: object = None) -> Any:
+        """The D-H frame of each link in the system (n x dof x 7: x y z, w x y z)."""
+    gravity: _Numbers
+    """In the system (m/s^2), as of a scene: (0, 0, -9.8) pulls down. That of the scene at first."""
+    @property
+    def instruction_set(self) -> str:
+        """'baseline', 'avx2' or 'avx512'; the widest that the processor has at first."""
+    @instruction_set.setter
+    def instruction_set(self, value: str) -> None: ...
+    def inverse(self, q: ArrayLike, v: ArrayLike | None = None, a: ArrayLike | None = None, *, base: ArrayLike | None = None, base_velocity: ArrayLike | None = None, base_acceleration: ArrayLike | None = None, out: object = None) -> Any:
+        """The torques under which everything accelerates so."""
+    @property
+    def is_free(self) -> bool:
+        """Whether the base moves."""
+    def mass_matrix(self, q: ArrayLike, *, base: ArrayLike | None = None, out: object = None) -> Any:
+        """n x size x size; a free base comes before the joints, in the axes of the system."""
+    @property
+    def size(self) -> int:
+        """Number of degrees of freedom: six more for a free base."""
+    def step(self, q: object, v: object, tau: ArrayLike | None = None, *, dt: float, base: object = None, base_velocity: object = None, base_force: ArrayLike | None = None) -> None:
+        """Advances q and v, and base and base_velocity of a free base, where they are, by a step of semi-implicit Euler: v += dt a, and then q += dt v. Limits of joints do not count."""
+    @property
+    def threads(self) -> int:
+        """How many share the states, the caller among them."""
+    @threads.setter
+    def threads(self, value: int) -> None: ...
 
 class Constraint:
     """A relation between joints that forward dynamics holds: a copy, to be read."""
@@ -20,6 +65,20 @@ class Constraint:
     def rows(self) -> int:
         """How many freedoms it takes."""
     def to_xml(self) -> str: ...
+
+class Contact(NamedTuple):
+    """Two shapes that touch: the links, 'manipulator/link'; the numbers of their shapes; how many points overlap; their middle, and the unit normal from the first to the second, in the system; the depth (m); the sizes of the forces (N); the force on the second (N, in the system); and whether the contact is 'frictionless', 'sticks' or 'slips'."""
+    first: Any
+    second: Any
+    shapes: Any
+    points: Any
+    point: Any
+    normal: Any
+    depth: Any
+    normal_force: Any
+    friction_force: Any
+    force: Any
+    mode: Any
 
 class Deviation:
     """The greatest deviation between two scenes."""
@@ -124,9 +183,70 @@ class Drive:
     def viscous_friction(self) -> float:
         """At the motor (N m s/rad)."""
 
+class Dynamics:
+    """The equations of motion of a manipulator: M(q) a + b(q, v) = tau + what acts from outside.
+
+    Arrays v, a and tau have `size` numbers, one for each degree of freedom. Those of joints stand in the order of their links (rad or m, and N m or N). A free base comes first with six, linear before angular, along the axes of the system: the velocity of the origin of its frame, and the force there. q has the `dof` joints alone; `base` is the frame of the base in the system (4 x 4, or x y z w x y z), if it is another one than in the scene.
+
+    Torques act at the joints. The inertia of drives, springs and dampers counts, and so does the mass of what is attached, where the scene has it; losses of drives do not: `Simulation` has these. `forces` are external ones by link (label, index or `Link`): six numbers each, in the D-H frame of the link.
+
+    It keeps the model as it is now: later edits of the scene do not matter to it."""
+    def __init__(self, manipulator: Manipulator) -> None: ...
+    def bias(self, q: ArrayLike, v: ArrayLike | None = None, *, base: ArrayLike | None = None, forces: dict[Any, Any] = {}) -> NDArray[numpy.float64]:
+        """The torques (`size`) under which nothing accelerates: gravity, centrifugal and Coriolis forces, springs and dampers."""
+    @property
+    def dof(self) -> int:
+        """Number of joints."""
+    def forward(self, q: ArrayLike, v: ArrayLike | None = None, tau: ArrayLike | None = None, *, base: ArrayLike | None = None, forces: dict[Any, Any] = {}, solver: str = 'crbi') -> NDArray[numpy.float64]:
+        """The accelerations (`size`) under torques: by composite bodies ('crbi'), which heed the constraints of the model, or by articulated bodies ('arbi'), which do not."""
+    def forward_derivatives(self, q: ArrayLike, v: ArrayLike | None = None, tau: ArrayLike | None = None, *, base: ArrayLike | None = None, forces: dict[Any, Any] = {}) -> ForwardDerivatives:
+        """How the accelerations (rows) change with q, v and tau, likewise. Constraints play no part."""
+    gravity: _Numbers
+    """In the system (m/s^2), as of a scene: (0, 0, -9.8) pulls down. That of the scene at first."""
+    def gravity_torques(self, q: ArrayLike, *, base: ArrayLike | None = None) -> NDArray[numpy.float64]:
+        """The torques (`size`) that hold the bodies at rest against gravity alone."""
+    def inverse(self, q: ArrayLike, v: ArrayLike | None = None, a: ArrayLike | None = None, *, base: ArrayLike | None = None, forces: dict[Any, Any] = {}) -> NDArray[numpy.float64]:
+        """The torques (`size`) under which everything accelerates so. Constraints play no part."""
+    def inverse_derivatives(self, q: ArrayLike, v: ArrayLike | None = None, a: ArrayLike | None = None, *, base: ArrayLike | None = None, forces: dict[Any, Any] = {}) -> InverseDerivatives:
+        """How the answer of `inverse` (rows) changes with q, v and a: three matrices, `size` x `size` each. The position of a free base is moved and turned along the axes of the system."""
+    @property
+    def is_free(self) -> bool:
+        """Whether the base moves."""
+    def mass_matrix(self, q: ArrayLike, *, base: ArrayLike | None = None) -> NDArray[numpy.float64]:
+        """What makes torques of accelerations: M (`size` x `size`), with the inertia of drives."""
+    @property
+    def size(self) -> int:
+        """Number of degrees of freedom."""
+
 class Error(RuntimeError):
     """Something could not be done. `diagnostics` tells what was wrong, and where."""
     diagnostics: list[Diagnostic]
+    run: Run
+
+class ForwardDerivatives(NamedTuple):
+    """ForwardDerivatives(by_q, by_v, by_tau)"""
+    by_q: Any
+    by_v: Any
+    by_tau: Any
+
+class InputTable:
+    """What drives a simulation over time: columns by name, of which the first is time (s, increasing).
+
+    The others are called 'manipulator/link' and, after a space, command, torque, force x, force y, force z, moment x, moment y or moment z; `inputs_of` tells all. Lines hold until the next one, or are joined by straight lines ('linear'). source: the path of a CSV file, or a dict of columns."""
+    def __init__(self, scene: Scene, source: object, *, interpolation: str = 'hold') -> None: ...
+    @property
+    def names(self) -> list[str]: ...
+    @property
+    def times(self) -> NDArray[numpy.float64]: ...
+    @property
+    def values(self) -> NDArray[numpy.float64]:
+        """A row for each time, a column for each name."""
+
+class InverseDerivatives(NamedTuple):
+    """InverseDerivatives(by_q, by_v, by_a)"""
+    by_q: Any
+    by_v: Any
+    by_a: Any
 
 class Joint:
     """How a link moves on its parent, as a value: nothing of it is set but by `replace`.
@@ -453,6 +573,8 @@ class Scene:
     """A system of manipulators with its state: what a document holds.
 
     Its manipulators are found by index or by label, and are views: they show the scene as it is, and keep it alive."""
+    def _repr_html_(self) -> str | None: ...
+    def save_page(self, path: str | os.PathLike[str], title: str = '') -> None: ...
     def __contains__(self, label: str) -> bool: ...
     def __copy__(self) -> Scene: ...
     def __deepcopy__(self, memo: dict[Any, Any]) -> Scene: ...
@@ -614,6 +736,133 @@ class Shape:
     def with_surfaces(self, surfaces: dict[str, dict[str, float | str]]) -> Shape:
         """A copy with other `surfaces`."""
 
+class Simulation:
+    """The state of a scene on its way through time: one call, one step.
+
+    It begins at the state of the scene, which it copies. Arrays of joints (rad or m) have those of all manipulators one after the other, as `joints` names them; arrays of bases have a row for each manipulator. Links are told by 'manipulator/link', or as a `Link` of the scene. What drives it, commands, torques and forces, is set between steps and holds until it is set anew.
+
+    solver: 'crbi', which heeds constraints, or 'arbi', for long chains. integrator: 'euler' (semi-implicit), 'midpoint' (implicit) or 'rk4'. energy: whether `energy_book` is kept. contact, interactions: whether links touch, and whether anything acts between them. coupling: whether what is attached acts back. loops: whether loops of constraints are held closed.
+
+    Steps release the interpreter's lock. A simulation serves one thread at a time; others wait."""
+    def __copy__(self) -> Simulation: ...
+    def __deepcopy__(self, memo: dict[Any, Any]) -> Simulation: ...
+    def __getstate__(self) -> object: ...
+    def __init__(self, scene: Scene, *, solver: str = 'crbi', integrator: str = 'euler', energy: bool = False, contact: bool = True, coupling: bool = True, loops: bool = True, interactions: bool = True) -> None: ...
+    def __setstate__(self, state: Any) -> None: ...
+    @property
+    def a(self) -> NDArray[numpy.float64]:
+        """Accelerations of joints (rad/s^2 or m/s^2), which takes an evaluation of the present. A joint that rests in a limit accelerates here as if it were free."""
+    def attach(self, manipulator: object, link: object, frame: ArrayLike | None = None, name: str = '') -> None:
+        """Hangs a manipulator, with all that hangs on it, on a link of another one: as it stands, or with an in the primary frame of the link."""
+    @property
+    def base(self) -> NDArray[numpy.float64]:
+        """The frame of each base in the system (x y z, w x y z)."""
+    @property
+    def base_acceleration(self) -> NDArray[numpy.float64]:
+        """Likewise."""
+    @property
+    def base_velocity(self) -> NDArray[numpy.float64]:
+        """Of the origin of each base, linear before angular, in the axes of the system."""
+    @property
+    def bodies(self) -> list[str]:
+        """The labels of the manipulators."""
+    commands: _Numbers
+    """To the power converters: a voltage, a valve opening, a torque."""
+    def constraint_forces(self, manipulator: object = 0) -> NDArray[numpy.float64]:
+        """One number for each row of the constraints of a manipulator."""
+    @property
+    def contact_step_limit(self) -> float:
+        """The longest step (s) for which the contacts of the present are stable; infinite without any."""
+    def contacts(self) -> list[Contact]:
+        """What touches and may move, as `Contact`s."""
+    def detach(self, manipulator: object) -> None:
+        """Releases a manipulator, which goes on as it moves."""
+    @property
+    def divergence(self) -> Any:
+        """What was not finite, and when; or None."""
+    @property
+    def energy(self) -> dict[str, float]:
+        """kinetic, potential (in gravity) and total (J)."""
+    @property
+    def energy_book(self) -> dict[str, Any]:
+        """Where the energy is, where it came from and went (J): held, held_at_start, work, lost, each by its parts, and the remainder, which is the integrator's."""
+    @property
+    def fired_criteria(self) -> list[tuple[str, str, float]]:
+        """Stopping criteria that were met: manipulator, description, time (s)."""
+    def force(self, link: object) -> NDArray[numpy.float64]:
+        """The external force that was set."""
+    def frame(self, link: object) -> NDArray[numpy.float64]:
+        """The primary frame of a link in the system (4 x 4)."""
+    @staticmethod
+    def from_xml(document: str) -> Simulation:
+        """Goes on from the text of a checkpoint."""
+    @property
+    def greatest_depth(self) -> Any:
+        """The deepest contact so far, or None."""
+    @property
+    def greatest_gap(self) -> Any:
+        """The greatest gap of a loop so far, or None."""
+    @property
+    def joints(self) -> list[str]:
+        """The names of all joints, 'manipulator/link'."""
+    @property
+    def limit_hits(self) -> dict[str, float]:
+        """The joints that were at a limit, each with the first time (s)."""
+    @property
+    def motor_torques(self) -> NDArray[numpy.float64]:
+        """Torques at the motors (N m or N): of power converters and given ones."""
+    @property
+    def q(self) -> NDArray[numpy.float64]:
+        """Positions of joints (rad or m)."""
+    @staticmethod
+    def resume(path: str | os.PathLike[str]) -> Simulation:
+        """A simulation that goes on from a checkpoint, to the same bits as if it had never ended."""
+    def run(self, duration: float | None = None, dt: float = 0.001, *, until: float | None = None, inputs: object = None, record: Iterable[str] = ('q', 'v', 'base', 'energy'), every: int = 1, replay: bool = True, title: str = '') -> Run:
+        """Takes steps of a length dt (s) for a duration, or until a time, and answers a `Run` of what was recorded: at the start, after every so many steps, and at the end. Steps end at multiples of dt, as those of `zqsim run`; the first and the last may be shorter.
+
+        inputs: an `InputTable`; an array of torques at the motors that are held (joints), or a row of them a step (steps x joints); or a function, which is called with the simulation before each step, sets what it likes and may return such torques. Without a function the interpreter's lock is released throughout.
+
+        record: names out of q, v, a, motor_torques, base, base_velocity, base_acceleration, energy, contacts. replay: whether the `Run` can show itself moving.
+
+        What diverges raises an `Error`, of which `run` has what there was until then. A stopping criterion ends the run. Ctrl-C interrupts it between two steps."""
+    def save(self, path: str | os.PathLike[str]) -> None:
+        """Writes a checkpoint: all that the next step depends on."""
+    @property
+    def scene(self) -> Scene:
+        """A new scene, with the state as it is now."""
+    def set_command(self, joint: object, command: float) -> None:
+        """As `commands`, of one joint."""
+    def set_force(self, link: object, force: ArrayLike) -> None:
+        """The external force on a link or base: six numbers (N, N m), in its D-H frame."""
+    def set_torque(self, joint: object, torque: float) -> None:
+        """As `torques`, of one joint."""
+    @property
+    def settings(self) -> dict[str, Any]:
+        """As the arguments."""
+    @property
+    def slips(self) -> int:
+        """How often a contact that stuck began to slip."""
+    def step(self, dt: float) -> None:
+        """Steps by a length of time (s). What diverges raises an `Error`, and the state stays."""
+    def step_to(self, time: float) -> None:
+        """Steps to a later time (s), likewise."""
+    @property
+    def steps(self) -> int:
+        """That were done."""
+    @property
+    def substituted_steps(self) -> int:
+        """Those that the integrator has left to 'euler'."""
+    @property
+    def time(self) -> float:
+        """In s."""
+    def to_xml(self) -> str:
+        """The text of a checkpoint."""
+    torques: _Numbers
+    """What acts at the motors beside the power converters (N m or N): before the gears."""
+    @property
+    def v(self) -> NDArray[numpy.float64]:
+        """Velocities of joints (rad/s or m/s)."""
+
 class State:
     """Positions and velocities of all manipulators of a scene at a time, as a value."""
     def __eq__(self, other: object) -> bool: ...
@@ -643,10 +892,17 @@ class Warning(UserWarning):
 
 __version__: str
 
+def _page(arg0: str, arg1: Sequence[str]) -> str: ...
+
+def _picture(scene: Scene, title: str = '') -> str: ...
+
 def difference(first: Scene, second: Scene, tolerance: float = 0.0, relative: float = 0.0, ignored: Sequence[str] = []) -> list[Difference]:
     """What differs between the documents of two scenes.
 
     Numbers are equal within tolerance + relative max(|a|, |b|); what stands at or below an element that is ignored is passed over."""
+
+def inputs_of(scene: Scene) -> list[str]:
+    """The names of all columns that an `InputTable` of the scene may have, but for time."""
 
 def load(path: str | os.PathLike[str]) -> Scene:
     """Reads a scene from a document. What had to be repaired is warned of."""
