@@ -103,7 +103,7 @@ TEST_F(Zqsim, RobotsAreWrittenInUrdf)
    std::ofstream(scratch("in.txt"))
       << "<robot name='arm'><link name='foot'/><link name='boom'>" + body +
             "</link><joint name='hinge' type='revolute'><parent link='foot'/><child link='boom'/>"
-            "<origin xyz='0 0 7' rpy='1 2 3'/><axis xyz='0 1 0'/><limit lower='-1' upper='2' "
+            "<origin xyz='0 0 7' rpy='1 0.5 3'/><axis xyz='0 1 0'/><limit lower='-1' upper='2' "
             "effort='3' velocity='4'/><dynamics damping='5' friction='6'/></joint><transmission>"
             "<joint name='hinge'/><actuator name='boom_motor'><mechanicalReduction>4"
             "</mechanicalReduction></actuator></transmission></robot>";
