@@ -69,7 +69,7 @@ TEST_F(Zqsim, RobotsInUrdfAreConverted)
    EXPECT_NE(bad.err.find("bad.urdf:2: "), std::string::npos) << bad.err;
 
    // A mesh in a package, of which the unit counts and the up axis does not.
-   std::filesystem::create_directory(scratch("meshes"));
+   std::filesystem::create_directories(scratch("meshes"));
    write("meshes/part.dae", collada);
    const std::string meshed =
       write("mesh.urdf", robotOf(meshOf("package://parts/meshes/part.dae")));
@@ -78,7 +78,63 @@ TEST_F(Zqsim, RobotsInUrdfAreConverted)
       GTEST_SKIP() << "built without Assimp";
    EXPECT_EQ(withMesh.out, "nothing was lost\n");
    EXPECT_NE(contentOf(scratch("out.xml")).find("0 2 0 1 0 0 0 0 4"), std::string::npos);
-   const Json info = runForJson("info " + scratch("out.xml"));
-   EXPECT_EQ(info.at("shapes").at("triangleMesh"), 1) << info;
+   const std::string scene = contentOf(scratch("out.xml"));
+   // Written again, and found by both kinds of names.
+   const auto toFolder = [&](const std::string& uri)
+   {
+      return run("convert " + scratch("out.xml") + " -o " + scratch("again.urdf") +
+                 " --strict --mesh-folder " + scratch("new/meshes") + uri);
+   };
+   for (const std::string uri : {"", " --mesh-uri package://new/meshes/"})
+   {
+      EXPECT_EQ(toFolder(uri).out, "nothing was lost\n");
+      EXPECT_EQ(run("convert " + scratch("again.urdf") + " -o -").out, scene) << uri;
+   }
+   std::filesystem::remove_all(scratch("new"));
+   EXPECT_EQ(run("convert " + scratch("again.urdf") + out + " --strict").code, 5);
+   std::ofstream(scratch("new")) << "a file in the way";
+   EXPECT_EQ(toFolder("").code, 1);
+}
+
+TEST_F(Zqsim, RobotsAreWrittenInUrdf)
+{
+   const std::string out = " -o " + scratch("out.urdf");
+   // What stands in the document comes back: links, drives, and the names of all.
+   std::ofstream(scratch("in.txt"))
+      << "<robot name='arm'><link name='foot'/><link name='boom'>" + body +
+            "</link><joint name='hinge' type='revolute'><parent link='foot'/><child link='boom'/>"
+            "<origin xyz='0 0 7' rpy='1 2 3'/><axis xyz='0 1 0'/><limit lower='-1' upper='2' "
+            "effort='3' velocity='4'/><dynamics damping='5' friction='6'/></joint><transmission>"
+            "<joint name='hinge'/><actuator name='boom_motor'><mechanicalReduction>4"
+            "</mechanicalReduction></actuator></transmission></robot>";
+   EXPECT_EQ(run("convert " + scratch("in.txt") + out + " --strict").out, "nothing was lost\n");
+   EXPECT_EQ(run("convert " + scratch("in.txt") + " -o -").out,
+             run("convert " + scratch("out.urdf") + " -o - --strict").out);
+   EXPECT_EQ(run("convert " + scratch("in.txt") + " -o - --as urdf").out,
+             contentOf(scratch("out.urdf")));
+   EXPECT_EQ(run("convert " + scratch("out.urdf") + out + " --as model").code, 0);
+   EXPECT_EQ(contentOf(scratch("out.urdf")).substr(0, 5), "<?xml");
+   EXPECT_EQ(run("convert " + scratch("out.urdf") + " -o - --as urdf").code, 0);
+
+   // One tree of several, with what it carries.
+   const std::string arms = "convert " + model("twoArms") + out;
+   const Json report = runForJson(arms + " --strict", 5);
+   bool isLabelTold = false;
+   for (const Json& loss : report.at("losses"))
+   {
+      isLabelTold = isLabelTold || loss.at("place") == "link 'rightArm/hand'";
+      EXPECT_FALSE(loss.contains("line")) << loss;
+   }
+   EXPECT_TRUE(isLabelTold) << report;
+   EXPECT_EQ(run(arms + " --manipulator leftArm").code, 0);
+   EXPECT_EQ(contentOf(scratch("out.urdf")).find("rightArm"), std::string::npos);
+
+   for (const std::string& wrong :
+        {model("gripper") + out, arms.substr(8) + " --manipulator left",
+         arms.substr(8) + " --mesh-uri x", model("twoArms") + " -o x.xml --mesh-folder x",
+         model("twoArms") + " -o x.xml --manipulator leftArm"})
+      EXPECT_EQ(run("convert " + wrong).code, 2) << wrong;
+   EXPECT_NE(run("convert " + model("gripper") + out).err.find("\"floor\", \"gripper\""),
+             std::string::npos);
 }
 } // namespace

@@ -24,6 +24,13 @@ bool hasMass(const ZqRigidBodyMassProperties& body)
    return body.mass() > ZqRigidBodyMassProperties::smallestMass || I.xx() + I.yy() + I.zz() > 0.0;
 }
 
+/// Whether the body itself resists its joint: a point on the axis that it turns about does not.
+bool resistsJoint(const Body& body)
+{
+   const ZqVector axis = body.axis.zAxis();
+   return body.turns ? (body.mass.secondMoment() * axis).dot(axis) > 0.0 : hasMass(body.mass);
+}
+
 /// The one shape, or the union of several.
 template <class Link>
 void setShapes(const ZqShapeUnion& shapes, Link& link)
@@ -51,7 +58,7 @@ std::optional<Fault> Builder::build(bool hasFreeBase, ZqStatedSystem& scene)
       return fault;
    ZqStatedSystem result;
    ZqSystemEnvironment environment;
-   environment.setUpGravityVector(ZqVector(0.0, 0.0, 9.80665)); // z is up in URDF
+   environment.setUpGravityVector(ZqVector(0.0, 0.0, ZqUrdfReader::gravity));
    result.setEnvironment(environment);
    fillManipulator(result.clearAndInitializeForOneManipulator());
    result.finalizeOneManipulator();
@@ -229,7 +236,7 @@ void Builder::checkMasses()
       if (body.mass.mass() > 0.0 && body.mass.mass() < ZqRigidBodyMassProperties::smallestMass)
          lose("link " + quoted(body.label), "mass", "a mass below 1e-9 kg is taken for that",
               body.line);
-      carriesMass[i] = carriesMass[i] || hasMass(body.mass);
+      carriesMass[i] = carriesMass[i] || resistsJoint(body);
       ZqReal mass = std::max<ZqReal>(body.mass.mass(), ZqRigidBodyMassProperties::smallestMass);
       ZqSecondMoment moment = body.mass.secondMoment();
       if (!carriesMass[i] && i > 0)
@@ -251,9 +258,9 @@ void Builder::checkMasses()
    }
    if (lightCount > 0)
       lose("robot", "inertial",
-           "links that move and have no mass, nor has what they carry, as link " +
+           "links that move without inertia, nor has what they carry any, as link " +
               quoted(light->label) +
-              ", are each given 1e-9 kg and 1e-9 kg m^2: " + std::to_string(lightCount),
+              ", are each given 1e-9 kg m^2 and at least 1e-9 kg: " + std::to_string(lightCount),
            light->line);
 }
 
@@ -280,9 +287,9 @@ std::optional<Fault> Builder::checkLimits(bool hasFreeBase) const
 
 ZqJointActuator Builder::driveOf(const Joint& joint) const
 {
-   const auto transmission = m_robot.reductions.find(joint.name);
+   const auto transmission = m_robot.transmissions.find(joint.name);
    const ZqReal ratio =
-      transmission != m_robot.reductions.end() ? transmission->second : ZqReal(1.0);
+      transmission != m_robot.transmissions.end() ? transmission->second.reduction : ZqReal(1.0);
    // Friction and torque are those of the motor, which turns by the ratio times the joint.
    constexpr ZqReal stickRate = 1e-3; // rad/s, m/s
    ZqMechanicalActuatorComponent part;

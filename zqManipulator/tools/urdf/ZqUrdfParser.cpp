@@ -36,6 +36,16 @@ bool parseNumbers(std::string_view text, std::span<ZqReal> numbers)
           ZqXmlWhiteSpace::isAllSpace(text);
 }
 
+/// What stands before the name of a root element `robot` that has a namespace; in XML without one, no name has such
+/// a character.
+std::string_view namespaceOf(std::string_view root)
+{
+   constexpr std::string_view name = "robot";
+   if (!root.ends_with(name) || root.find_first_of(":/") == root.npos)
+      return {};
+   return root.substr(0, root.size() - name.size());
+}
+
 constexpr std::array countWords{"", "a number", "two numbers", "three numbers", "four numbers"};
 } // namespace
 
@@ -44,7 +54,7 @@ class Parser::Attributes
 {
 public:
    explicit Attributes(Parser& parser)
-      : m_parser(parser), m_line(parser.m_reader.lineNumber()), m_element(parser.m_reader.tagText())
+      : m_parser(parser), m_line(parser.m_reader.lineNumber()), m_element(parser.tag())
    {
       const ZqXmlReader& reader = parser.m_reader;
       m_isAsked.resize(reader.attributeCount());
@@ -149,6 +159,18 @@ void Parser::refuseXacro()
                  "xacro");
 }
 
+bool Parser::isRoot(std::string_view name)
+{
+   return name.substr(namespaceOf(name).size()) == "robot";
+}
+
+/// The name of the element at the cursor, without the namespace of the root.
+std::string_view Parser::tag() const
+{
+   const std::string_view name = m_reader.tagText();
+   return name.starts_with(m_namespace) ? name.substr(m_namespace.size()) : name;
+}
+
 /// Refuses elements of xacro, which has a namespace of its own.
 bool Parser::isXacroTag()
 {
@@ -176,7 +198,7 @@ void Parser::lose(const ZqString& element, const ZqString& text, unsigned long l
 /// Tells the element at the cursor as a loss, and passes over it.
 void Parser::loseElement(const ZqString& text)
 {
-   lose(shortName(m_reader.tagText()), text, m_reader.lineNumber());
+   lose(shortName(tag()), text, m_reader.lineNumber());
    m_reader.skipElement();
 }
 
@@ -204,9 +226,8 @@ void Parser::readChildren(std::initializer_list<Child> children)
       }
       if (isXacroTag())
          return;
-      const auto* child =
-         std::find_if(children.begin(), children.end(),
-                      [&](const Child& known) { return m_reader.tagText() == known.name; });
+      const auto* child = std::find_if(children.begin(), children.end(),
+                                       [&](const Child& known) { return tag() == known.name; });
       if (child == children.end())
       {
          loseElement("an element that is not known here");
@@ -249,7 +270,8 @@ bool Parser::parse()
    }
    if (isXacroTag())
       return false;
-   if (m_reader.tagText() != "robot")
+   m_namespace = namespaceOf(m_reader.tagText());
+   if (!isRoot(m_reader.tagText()))
    {
       m_reader.fail("expected the element \"robot\", but received \"" +
                     ZqString(m_reader.tagText()) + '"');
@@ -259,7 +281,10 @@ bool Parser::parse()
    // What follows the root is the parser's to refuse.
    while (m_reader.nextNode() != ZqXmlReader::EndOfInput)
       ;
-   return !m_reader.failed();
+   if (m_reader.failed())
+      return false;
+   checkTransmissions();
+   return true;
 }
 
 void Parser::readRobot()
@@ -717,33 +742,40 @@ void Parser::readMimic(Joint& joint)
 /// the reduction as a child of its own.
 void Parser::readTransmission()
 {
-   ZqString name;
-   const unsigned long line = m_reader.lineNumber();
+   Transmission transmission;
+   transmission.line = m_reader.lineNumber();
    {
       Attributes attributes(*this);
-      name = attributes.text("name");
+      transmission.name = attributes.text("name");
       attributes.find("type");
    }
-   setPlace("transmission", name);
+   setPlace("transmission", transmission.name);
    std::vector<ZqString> joints;
-   ZqReal reduction = 1.0;
-   ZqString lost;
+   bool isReduced = false;
    const auto readReduction = [&]
    {
+      if (std::exchange(isReduced, true))
+      {
+         loseElement("told more than once; the first one counts");
+         return;
+      }
       const ZqString text = readText();
-      if (!stopped() && (!parseNumber(text, reduction) || reduction == 0.0))
+      if (!stopped() &&
+          (!parseNumber(text, transmission.reduction) || transmission.reduction == 0.0))
          m_reader.failValue("a reduction that is not zero", text);
    };
-   const auto drop = [&]
+   const auto expect = [&](const char* element, const char* usual)
    {
-      const ZqString element(m_reader.tagText());
-      if (lost.find(element) == lost.npos)
-         lost += (lost.empty() ? "" : ", ") + element;
-      m_reader.skipElement();
+      return Child{element, true,
+                   [this, &transmission, element, usual]
+                   {
+                      if (readText() != usual)
+                         transmission.lose(element);
+                   }};
    };
-   const Child reductionChild{"mechanicalReduction", false, readReduction};
-   const Child interfaceChild{"hardwareInterface", true, drop};
-   readChildren({{"type", false, drop},
+   const Child reductionChild{"mechanicalReduction", true, readReduction};
+   const Child interfaceChild = expect("hardwareInterface", usualTransmission::interface);
+   readChildren({expect("type", usualTransmission::type),
                  {"joint", true,
                   [&]
                   {
@@ -753,18 +785,44 @@ void Parser::readTransmission()
                  {"actuator", true,
                   [&]
                   {
-                     readName("name");
-                     lost += ZqString(lost.empty() ? "" : ", ") + "the name of the actuator";
+                     transmission.motor = readName("name");
                      readChildren({reductionChild, interfaceChild});
                   }},
                  reductionChild});
    if (stopped())
       return;
-   if (!lost.empty())
-      lose("transmission", lost + ": no place", line);
    if (joints.size() != 1)
-      lose("transmission", "a transmission of " + std::to_string(joints.size()) + " joints", line);
-   else if (!m_robot.reductions.emplace(joints.front(), reduction).second)
-      lose("transmission", "the joint has another one; the first one counts", line);
+      lose("transmission", "a transmission of " + std::to_string(joints.size()) + " joints",
+           transmission.line);
+   else if (!m_robot.transmissions.emplace(joints.front(), transmission).second)
+      lose("transmission", "the joint has another one; the first one counts", transmission.line);
+}
+
+/// Joints may stand behind their transmissions.
+void Parser::checkTransmissions()
+{
+   std::map<std::string_view, const Joint*> joints;
+   for (const Joint& joint : m_robot.joints)
+      if (joint.hasOneFreedom())
+         joints.emplace(joint.name, &joint);
+   for (auto& [name, transmission] : m_robot.transmissions)
+   {
+      m_place = "transmission " + quoted(transmission.name);
+      const auto joint = joints.find(name);
+      if (joint == joints.end())
+      {
+         lose("transmission", "there is no joint " + quoted(name) + " that turns or slides",
+              transmission.line);
+         continue;
+      }
+      const ZqString& link = joint->second->child;
+      const auto isLost = [](const ZqString& given, const ZqString& usual)
+      { return !given.empty() && given != usual; };
+      if (isLost(transmission.name, usualTransmission::name(link)) ||
+          isLost(transmission.motor, usualTransmission::motor(link)))
+         transmission.lose("names");
+      if (!transmission.lost.empty())
+         lose("transmission", transmission.lost + ": no place", transmission.line);
+   }
 }
 } // namespace ZqUrdf

@@ -20,6 +20,8 @@ public:
    }
    /// False when the document is refused.
    bool parse();
+   /// Whether the name of an element is that of a root, in a namespace or in none.
+   static bool isRoot(std::string_view name);
 
 private:
    /// A child element that is known where it stands.
@@ -38,6 +40,7 @@ private:
    void loseElement(const ZqString& text);
    void setPlace(const char* kind, const ZqString& name);
    bool stopped() const { return m_reader.stopped(); }
+   std::string_view tag() const;
    void refuseXacro();
    bool isXacroTag();
    bool isXacroValue(std::string_view text);
@@ -47,6 +50,7 @@ private:
    void readLink();
    void readJoint();
    void readTransmission();
+   void checkTransmissions();
    void readMaterial(Material& material);
    void readColor(Material& material);
    void readOrigin(ZqCoordinateSystemTransformation& origin);
@@ -67,5 +71,6 @@ private:
    Robot& m_robot;
    ZqConversionLosses& m_losses;
    ZqString m_place = "robot";
+   ZqString m_namespace; ///< of the root, and of all that is known
 };
 } // namespace ZqUrdf

@@ -26,7 +26,7 @@ public:
 bool hasRobot(ZqXmlReader& reader)
 {
    const Zq::DiagnosticCollector log;
-   return ZqXmlReader::isStart(reader.nextNode()) && reader.tagText() == "robot";
+   return ZqXmlReader::isStart(reader.nextNode()) && ZqUrdf::Parser::isRoot(reader.tagText());
 }
 
 bool endsWithXacro(const ZqString& name)

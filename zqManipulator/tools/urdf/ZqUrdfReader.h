@@ -29,7 +29,7 @@ class ZqXmlReader;
 /// what becomes of each element.
 ///
 /// Joints start at zero, or at the limit that is next to it, and joints that mimic others as these ask for. Gravity
-/// is 9.80665 m/s^2, against z.
+/// is `gravity`.
 ///
 /// A document is refused, with a diagnostic of file, line and element, when something of it is missing, is no
 /// number or contradicts the rest. What has no place here is left out and told by `losses`; nothing is left out
@@ -39,6 +39,8 @@ class ZqUrdfReader
 public:
    /// Moving links in a row, from the base to a tip: as many as documents of models can hold.
    static constexpr ZqU32 deepestChain = 2000;
+   /// Of which URDF says nothing: against z (m/s^2).
+   static constexpr ZqReal gravity = 9.80665;
 
    /// Answers the triangles of a file, unscaled, in metres and in the file's own axes. The name is the one in the
    /// document, without package, and relative names are made to start where the document stands. None, with a

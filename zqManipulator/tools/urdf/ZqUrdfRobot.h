@@ -8,6 +8,7 @@
 #include <limits>
 #include <map>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 /// What a document in URDF says, before it is checked as a whole.
@@ -101,13 +102,43 @@ struct Joint
    std::optional<Mimic> mimic;
 };
 
+struct Transmission
+{
+   ZqString name;
+   ZqString motor; ///< the name of its actuator
+   ZqReal reduction = 1.0;
+   ZqString lost; ///< what else it says, by element
+   unsigned long line = 0;
+
+   void lose(std::string_view element)
+   {
+      if (lost.find(element) == lost.npos)
+         lost += (lost.empty() ? "" : ", ") + ZqString(element);
+   }
+};
+
+/// What the writer says of each transmission, as readers of transmissions ask for it; the reader tells no loss of it.
+namespace usualTransmission
+{
+constexpr const char* type = "transmission_interface/SimpleTransmission";
+constexpr const char* interface = "hardware_interface/EffortJointInterface";
+inline ZqString name(const ZqString& link)
+{
+   return link + "_transmission";
+}
+inline ZqString motor(const ZqString& link)
+{
+   return link + "_motor";
+}
+} // namespace usualTransmission
+
 struct Robot
 {
    ZqString name;
    std::vector<Link> links;
    std::vector<Joint> joints;
    std::map<ZqString, Material> materials;
-   std::map<ZqString, ZqReal> reductions; ///< of transmissions, by joint
+   std::map<ZqString, Transmission> transmissions; ///< by joint
 };
 
 constexpr ZqU32 none = std::numeric_limits<ZqU32>::max();

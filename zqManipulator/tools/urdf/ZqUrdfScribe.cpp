@@ -5,6 +5,7 @@
 #include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
 #include "zqManipulator/simulation/constraints/ZqLinearStateEqualityConstraint.h"
 #include "zqManipulator/tools/urdf/ZqUrdfPreimage.h"
+#include "zqManipulator/tools/urdf/ZqUrdfRobot.h"
 #include "zqManipulator/tools/urdf/ZqUrdfRotations.h"
 
 #include <algorithm>
@@ -42,6 +43,14 @@ void Scribe::lose(const ZqString& place, std::string_view element, const ZqStrin
                   ZqConversionLoss::Kind kind)
 {
    m_losses.push_back({kind, place, ZqString(element), text, 0});
+}
+
+/// Labels of links are unique within their manipulator alone.
+ZqString Scribe::placeOf(const Node& node) const
+{
+   const ZqString& label = node.link->linkLabel();
+   return nameIn(
+      "link", m_written.size() == 1 ? label : manipulatorOf(node).manipulatorLabel() + '/' + label);
 }
 
 bool Scribe::write(ZqU32 manipulator)
@@ -143,7 +152,7 @@ void Scribe::nameLinks()
                      ? freeName(manipulatorOf(node).manipulatorLabel() + '_' + wanted)
                      : freeName(wanted);
       if (node.name != label)
-         lose(nameIn("link", label), "identifier",
+         lose(placeOf(node), "identifier",
               "the link is called '" + node.name + "', since names are unique in URDF",
               ZqConversionLoss::Kind::Changed);
    }
@@ -188,7 +197,7 @@ void Scribe::place(Node& node)
                         link.linkKinematicsContainer().transformAt(positionOf(node)) *
                         link.primaryFrame());
          if (link.linkKinematicsContainer().topElement() != nullptr)
-            lose(nameIn("link", link.linkLabel()), "linkKinematicsContainer",
+            lose(placeOf(node), "linkKinematicsContainer",
                  "URDF has no such joint; it stands still where the state has it");
       }
    }
@@ -353,7 +362,7 @@ bool Scribe::writeNode(const Node& node)
    writeMass(node);
    const ZqShape* const shape = node.link->shape();
    const bool isWritten =
-      shape == nullptr || m_shapes.write(node.link->linkLabel(), node.name, *shape, node.primary);
+      shape == nullptr || m_shapes.write(placeOf(node), node.name, *shape, node.primary);
    m_text.close();
    writeFrames(node);
    loseOfLink(node);
@@ -385,10 +394,12 @@ void Scribe::writeLimit(const Node& node)
 {
    const ZqJointActuator& drive = node.link->jointActuator();
    const auto bounded = [](ZqReal value) { return std::min(std::abs(value), endless); };
-   const ZqReal most = bounded(drive.maxOutputTorque());
-   const ZqReal least = bounded(drive.minOutputTorque());
+   // Without a drive train no torque passes.
+   const bool isDriven = drive.mechanicalComponentContainer().topElement() != nullptr;
+   const ZqReal most = isDriven ? bounded(drive.maxOutputTorque()) : 0.0;
+   const ZqReal least = isDriven ? bounded(drive.minOutputTorque()) : 0.0;
    if (most != least)
-      lose(nameIn("link", node.link->linkLabel()), "minTorque",
+      lose(placeOf(node), "minTorque",
            "URDF has one greatest effort for both senses, which is the greater of the two",
            ZqConversionLoss::Kind::Changed);
    const ZqReal effort = std::max(most, least);
@@ -508,8 +519,8 @@ void Scribe::writeFrames(const Node& node)
    for (const auto& [name, point] : node.link->namedPoints().mapContainer())
    {
       writeNamed(node, name, node.primary * Transform(point), "namedPoints");
-      lose(nameIn("link", node.link->linkLabel()), "namedPoints",
-           "the point '" + name + "' is a frame", ZqConversionLoss::Kind::Changed);
+      lose(placeOf(node), "namedPoints", "the point '" + name + "' is a frame",
+           ZqConversionLoss::Kind::Changed);
    }
 }
 
@@ -520,7 +531,7 @@ void Scribe::writeNamed(const Node& node, const ZqString& name, const Transform&
    const bool isFree = !name.empty() && !m_names.contains(name);
    const ZqString own = isFree ? freeName(name) : freeName(node.name + '_' + name);
    if (!isFree)
-      lose(nameIn("link", node.link->linkLabel()), element,
+      lose(placeOf(node), element,
            '\'' + name + "' is called '" + own + "', since names are unique in URDF",
            ZqConversionLoss::Kind::Changed);
    writeFrame(node, own, own + "_joint", frame);
@@ -542,12 +553,12 @@ void Scribe::writeTransmission(const Node& node)
    const ZqReal ratio = node.link->jointActuator().gearRatio();
    if (!node.moves() || ratio == 1.0)
       return;
-   m_text.open("transmission", {{"name", node.name + "_transmission"}});
-   m_text.leaf("type", "transmission_interface/SimpleTransmission");
+   m_text.open("transmission", {{"name", usualTransmission::name(node.name)}});
+   m_text.leaf("type", ZqString(usualTransmission::type));
    m_text.open("joint", {{"name", node.jointName}});
-   m_text.leaf("hardwareInterface", "hardware_interface/EffortJointInterface");
+   m_text.leaf("hardwareInterface", ZqString(usualTransmission::interface));
    m_text.close();
-   m_text.open("actuator", {{"name", node.name + "_motor"}});
+   m_text.open("actuator", {{"name", usualTransmission::motor(node.name)}});
    m_text.leaf("mechanicalReduction", m_text.numbers(ratio));
    m_text.close();
    m_text.close();

@@ -29,7 +29,7 @@ public:
    {
    }
    /// The shape stands in a frame in the frame of the link. False when a file cannot be written.
-   bool write(const ZqString& label, const ZqString& name, const ZqShape& shape,
+   bool write(const ZqString& place, const ZqString& name, const ZqShape& shape,
               const ZqCoordinateSystemTransformation& frame);
 
 private:
@@ -64,8 +64,8 @@ private:
    const std::optional<MeshFolder>& m_folder;
    Text& m_text;
    ZqConversionLosses& m_losses;
-   ZqString m_label; ///< of the link
-   ZqString m_name;  ///< in the document
+   ZqString m_place; ///< of the link, in losses
+   ZqString m_name;  ///< of the link, in the document
    std::set<ZqString> m_fileNames;
 };
 
@@ -120,6 +120,7 @@ private:
    {
       return *m_scene.manipulatorByIndex(node.manipulator);
    }
+   ZqString placeOf(const Node& node) const;
    ZqReal positionOf(const Node& node) const;
 
    void collect(ZqU32 manipulator);

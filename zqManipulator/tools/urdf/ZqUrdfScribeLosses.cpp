@@ -1,6 +1,7 @@
 #include "zqManipulator/actuation/ZqPassThroughPowerConverter.h"
 #include "zqManipulator/kinematics/joint/ZqGeneralBoundObjectVector.h"
 #include "zqManipulator/simulation/interactions/ZqLinkInteractionsVector.h"
+#include "zqManipulator/tools/urdf/ZqUrdfReader.h"
 #include "zqManipulator/tools/urdf/ZqUrdfScribe.h"
 
 #include <algorithm>
@@ -11,12 +12,7 @@ namespace ZqUrdf
 {
 namespace
 {
-ZqString placeOf(const ZqManipulatorLink& link)
-{
-   return "link '" + link.linkLabel() + '\'';
-}
-
-ZqString placeOf(const ZqIndividualManipulator& manipulator)
+ZqString placeOfManipulator(const ZqIndividualManipulator& manipulator)
 {
    return "manipulator '" + manipulator.manipulatorLabel() + '\'';
 }
@@ -42,7 +38,7 @@ void forEachDifference(const Object& object, const Object& other, Tell tell)
 void Scribe::loseOfLink(const Node& node)
 {
    const ZqManipulatorLink& link = *node.link;
-   const ZqString place = placeOf(link);
+   const ZqString place = placeOf(node);
    if (!link.massPropertiesMap().mapContainer().empty())
       lose(place, "massPropertiesMap", "masses by name are a part of the mass of the link",
            ZqConversionLoss::Kind::Changed);
@@ -63,7 +59,7 @@ void Scribe::loseOfLink(const Node& node)
 
 void Scribe::loseOfDrive(const Node& node)
 {
-   const ZqString place = placeOf(*node.link);
+   const ZqString place = placeOf(node);
    const ZqJointActuator& drive = node.link->jointActuator();
    if (const ZqMechanicalActuatorComponent* const train =
           drive.mechanicalComponentContainer().topElement())
@@ -96,7 +92,7 @@ void Scribe::loseOfDrive(const Node& node)
 void Scribe::loseOfManipulator(ZqU32 index)
 {
    const ZqIndividualManipulator& manipulator = *m_scene.manipulatorByIndex(index);
-   const ZqString place = placeOf(manipulator);
+   const ZqString place = placeOfManipulator(manipulator);
    if (!manipulator.stateConstraints().vectorContainer().empty())
       lose(place, "stateConstraintVector", "functions of the joint positions that are to be kept");
    if (!manipulator.stoppingCriteria().vectorContainer().empty())
@@ -127,12 +123,27 @@ void Scribe::loseOfManipulator(ZqU32 index)
 
 void Scribe::loseOfScene()
 {
+   const ZqU32 root = m_nodes.front().manipulator;
    for (const ZqU32 index : m_written)
+   {
       loseOfManipulator(index);
+      if (index != root)
+         lose(placeOfManipulator(*m_scene.manipulatorByIndex(index)), "individualManipulator",
+              "its links are those of the one that it is attached to",
+              ZqConversionLoss::Kind::Changed);
+   }
    for (ZqU32 i = 0; i < m_scene.numberOfManipulators(); ++i)
       if (!m_written.contains(i))
-         lose(placeOf(*m_scene.manipulatorByIndex(i)), "individualManipulator",
+         lose(placeOfManipulator(*m_scene.manipulatorByIndex(i)), "individualManipulator",
               "a document in URDF is one tree, and this is another one");
+   if (m_written.size() > 1 &&
+       !(m_scene.configuration().collisionExclusionMap() == ZqSystemCollisionExclusionMap()))
+      lose("scene", "systemCollisionExclusionMap", ZqSystemCollisionExclusionMap::documentation);
+   ZqSystemEnvironment usual;
+   usual.setUpGravityVector(ZqVector(0.0, 0.0, ZqUrdfReader::gravity));
+   forEachDifference(m_scene.environment(), usual,
+                     [this](std::string_view name, const char* text)
+                     { lose("scene", name, "readers choose it: " + ZqString(text)); });
    if (!m_scene.system().linkInteractionsVector().vectorContainer().empty())
       lose("scene", "linkInteractionsVector",
            "contact, springs and all else that acts between links");

@@ -88,13 +88,13 @@ std::vector<ZqVector> directions()
 
 void ShapeScribe::lose(Kind kind, const ZqString& element, const ZqString& text)
 {
-   m_losses.push_back({kind, "link '" + m_label + '\'', element, text, 0});
+   m_losses.push_back({kind, m_place, element, text, 0});
 }
 
-bool ShapeScribe::write(const ZqString& label, const ZqString& name, const ZqShape& shape,
+bool ShapeScribe::write(const ZqString& place, const ZqString& name, const ZqShape& shape,
                         const Frame& frame)
 {
-   m_label = label;
+   m_place = place;
    m_name = name;
    std::vector<const ZqShape*> members;
    ZqShapeUnion::collectMembers(shape, members);
@@ -332,11 +332,14 @@ void ShapeScribe::writeMaterial(const ZqShape& shape)
       if (isThere || (*part == 'A' && !color.empty()))
          color += (color.empty() ? "" : " ") + m_text.numbers(value);
    }
-   if (name.empty() && color.empty())
-      return;
-   m_text.open("material", {{"name", name}});
    if (!color.empty())
+   {
+      m_text.open("material", {{"name", name}});
       m_text.leaf("color", {{"rgba", color}});
-   m_text.close();
+      m_text.close();
+   }
+   else if (!name.empty())
+      lose(Kind::Lost, "surfaces",
+           "the material '" + name + "', of which the surface does not say the color");
 }
 } // namespace ZqUrdf

@@ -180,13 +180,19 @@ const std::optional<ZqTriangleMesh>& ShapeMaker::meshOf(const Shape& shape)
 std::optional<ZqString> ShapeMaker::locate(const Shape& shape)
 {
    const ZqString& name = shape.geometry.fileName;
+   if (name.empty())
+   {
+      lose("mesh", "the mesh names no file", shape.line);
+      return std::nullopt;
+   }
    const std::size_t sign = name.find("://");
    if (sign == ZqString::npos)
       return (std::filesystem::path(m_documentName).parent_path() / name).string();
    const ZqString scheme = name.substr(0, sign);
    const ZqString rest = name.substr(sign + 3);
+   constexpr std::string_view thisHost = "localhost/";
    if (scheme == "file")
-      return rest;
+      return rest.starts_with(thisHost) ? rest.substr(thisHost.size() - 1) : rest;
    if (scheme == "package" || scheme == "model")
    {
       const std::size_t slash = std::min(rest.find('/'), rest.size());
@@ -205,10 +211,11 @@ std::optional<ZqString> ShapeMaker::packageDirectory(const ZqString& name) const
    namespace fs = std::filesystem;
    if (const auto found = m_packages.find(name); found != m_packages.end())
       return found->second;
+   if (name.empty() || name == "." || name == "..")
+      return std::nullopt;
    std::error_code error;
    const fs::path document = fs::absolute(m_documentName, error).lexically_normal();
-   for (fs::path place = document.parent_path(); !name.empty() && !error;
-        place = place.parent_path())
+   for (fs::path place = document.parent_path(); !error; place = place.parent_path())
    {
       if (place.filename() == name)
          return place.string();
