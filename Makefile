@@ -43,7 +43,8 @@ test: ## Build everything and run all tests
 	ctest --preset release -j $(JOBS)
 
 python: ## Build the Python module, and test it with pytest and mypy
-	@$(DEPENDENCIES) python3-dev python3-numpy python3-pip python3-pytest pybind11-dev mypy
+	@$(DEPENDENCIES) python3-dev python3-matplotlib python3-numpy python3-pip \
+	   python3-pytest pybind11-dev mypy
 	cmake --preset release -D ZQ_BUILD_PYTHON=ON -D Python3_EXECUTABLE=$(PYTHON) $(TEST_OPTIONS)
 	cmake --build --preset release -j $(JOBS) --target zqPython zqsim
 	PYTHONPATH=build/release/python $(PYTHON) -m pytest -q -p no:cacheprovider

@@ -3,6 +3,7 @@
 import pathlib
 
 import numpy as np
+from numpy.typing import NDArray
 import zqmanipulator as zq
 
 models = pathlib.Path(__file__).resolve().parents[2] / "examples" / "models"
@@ -28,9 +29,9 @@ print(f"without control {np.linalg.eigvals(A).real.max():.2f} 1/s grows the fast
 print(f"with it the slowest decays by {-np.linalg.eigvals(A - B @ K).real.max():.2f} 1/s")
 
 
-def regulate(simulation):
+def regulate(simulation: zq.Simulation) -> NDArray[np.float64]:
     """Torques at the motors, which have no gears here."""
-    return hold - K @ np.r_[simulation.q - goal, simulation.v]
+    return np.asarray(hold - K @ np.r_[simulation.q - goal, simulation.v])
 
 
 run = zq.Simulation(scene).run(5.0, 1e-3, inputs=regulate)

@@ -29,7 +29,7 @@ def test_types_are_strict() -> None:
     pytest.importorskip("mypy")
     result = subprocess.run(
         [sys.executable, "-m", "mypy", "--strict", "--cache-dir", str(PACKAGE.parent / "mypy"), "python/tests",
-         "python/zqmanipulator", "python/packaging"],
+         "python/zqmanipulator", "python/packaging", "python/examples"],
         cwd=ROOT, capture_output=True, text=True, env={"PATH": "/usr/bin:/bin", "MYPYPATH": "python:python/tests:python/packaging"})
     assert result.returncode == 0, result.stdout + result.stderr
 

@@ -107,7 +107,9 @@ int main(int count, char** arguments)
    zqsim::SweepSettings settings;
    settings.out = options.at("table");
    settings.workers = number("workers", 1);
-   settings.isFresh = options.contains("fresh");
+   settings.start = options.contains("fresh")   ? zqsim::TableStart::Fresh
+                    : options.contains("again") ? zqsim::TableStart::RunLostAgain
+                                                : zqsim::TableStart::GoOn;
    if (options.contains("limit"))
       settings.limit = number("limit", 0);
    try
@@ -120,7 +122,7 @@ int main(int count, char** arguments)
             const std::string study = options.contains("study") ? options.at("study") : "abc";
             if (options.contains("otherStudyOfRank") && rank == options.at("otherStudyOfRank"))
                return zqsim::SweepJob{"other", {"a", "b"}, number("count", 200), run};
-            return zqsim::SweepJob{study, {"a", "b"}, number("count", 200), run};
+            return zqsim::SweepJob{study, {"a", "b"}, number("count", 200), run, {"of the study"}};
          });
       if (!report)
          return zqsim::Done;

@@ -102,7 +102,7 @@ TEST_F(ZqsimSweep, WhatIsNotItsTableIsLeftAlone)
            Case{"a gap", half + "101,done,1,2,\n", "", "its line 103 is not of sample 100"},
            Case{"a line of less", half + "100,done,1,\n", "", "its line 103"},
            Case{"nothing", half + "\n", "", "its line 103"},
-           Case{"too many", whole + "200,done,1,2,\n", "", "its line 203"},
+           Case{"too many", whole + "200,done,1,2,\n", "", "it has more samples than the study"},
         })
    {
       SCOPED_TRACE(c.name);
@@ -146,6 +146,13 @@ TEST_F(ZqsimSweep, ASampleThatKillsItsProcessHarmsNoOther)
          expected.replace(expected.find('\n' + old + '\n') + 1, old.size(), line);
       }
       EXPECT_EQ(table("died.csv"), expected);
+      EXPECT_EQ(samples("died.csv").out, "kept 200 done 200 repeated 0 lost 0\n");
+      // What was behind them waits beside, and another run that dies loses nothing.
+      EXPECT_EQ(samples("died.csv", "again=1 limit=0").out,
+                "kept 197 done 197 repeated 0 lost 0\n");
+      EXPECT_EQ(samples("died.csv", "again=1 " + workers).out,
+                "kept 197 done 200 repeated 0 lost 0\n");
+      EXPECT_EQ(table("died.csv"), whole);
    }
 }
 
@@ -163,9 +170,11 @@ TEST_F(ZqsimSweep, GoesOnAfterItWasKilled)
          // What is left has only whole lines of it, and all of them up to one.
          const std::string left = table(name);
          EXPECT_TRUE(whole.starts_with(left) && (left.empty() || left.back() == '\n')) << left;
+         write(name + ".early.1.new", "what a process was killed over");
          EXPECT_EQ(samples(name, "workers=2").code, 0);
          EXPECT_EQ(table(name), whole);
          EXPECT_FALSE(std::filesystem::exists(scratch(name + ".early")));
+         EXPECT_FALSE(std::filesystem::exists(scratch(name + ".early.1.new")));
       }
 }
 
@@ -189,13 +198,16 @@ TEST_F(ZqsimSweep, TheCommandRunsAStudy)
    { study.replace(study.find(from), from.size(), to); };
    put("models/puma560.xml", model("puma560"));
    put("<duration>0.5", "<duration>0.02");
-   put("<sampleCount>100", "<sampleCount>1000000000");
+   put("<sampleCount>100", "<sampleCount>30");
    write("study.xml", study);
    const std::string sweep = "sweep " + scratch("study.xml") + " --out ";
-   Json first = runForJson(sweep + scratch("1.csv") + " --limit 30 --threads 1");
-   EXPECT_EQ(first.at("sampleCount"), 1000000000);
+   Json first = runForJson(sweep + scratch("1.csv") + " --threads 1");
    EXPECT_EQ(first.at("samples"), 30);
+   EXPECT_EQ(first.at("seed"), 7);
    EXPECT_EQ(first.at("outcomes"), Json({{"done", 30}}));
+   // More samples are the same ones, and others.
+   put("<sampleCount>30", "<sampleCount>1000000000");
+   write("study.xml", study);
    for (const std::string threads : {"2", "8"})
    {
       const std::string file = scratch(threads + ".csv");
@@ -203,6 +215,7 @@ TEST_F(ZqsimSweep, TheCommandRunsAStudy)
       EXPECT_EQ(contentOf(file), table("1.csv"));
    }
    const Json more = runForJson(sweep + scratch("1.csv") + " --limit 3 --plot " + scratch("p.svg"));
+   EXPECT_EQ(more.at("sampleCount"), 1000000000);
    EXPECT_EQ(more.at("doneBefore"), 30);
    EXPECT_EQ(more.at("samples"), 33);
    EXPECT_NE(table("p.svg").find("33 values"), std::string::npos);
@@ -217,6 +230,10 @@ TEST_F(ZqsimSweep, TheCommandRunsAStudy)
    EXPECT_NE(other.err.find("it is the table of another study"), std::string::npos) << other.err;
    const Json failed = runForJson(sweep + scratch("f.csv"), 5);
    EXPECT_EQ(failed.at("outcomes"), Json({{"diverged", 3}}));
+   const Result alone =
+      run("sweep " + scratch("study.xml") + " --sample 2 --replay " + scratch("2.html"));
+   EXPECT_EQ(alone.code, 4);
+   EXPECT_NE(alone.err.find(failed.at("failures").at(2).at("reason")), std::string::npos);
    put("<sampleCount>3", "<sampleCount>0");
    write("study.xml", study);
    EXPECT_EQ(run(sweep + scratch("none.csv")).code, 3);
@@ -244,6 +261,7 @@ TEST_F(ZqsimSweep, RanksWriteTheSameTable)
       EXPECT_EQ(samples("a.csv", "fresh=1 workers=2", MPIRUN " -n " + ranks).out,
                 "kept 0 done 200 repeated 0 lost 0\n");
       EXPECT_EQ(table("a.csv"), whole);
+      EXPECT_EQ(table("errors"), "zqsim: warning: of the study\n");
    }
    // A rank that is killed, or told to end, takes no sample with it.
    for (const std::string signal : {"9", "15"})

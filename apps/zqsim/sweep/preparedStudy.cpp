@@ -11,6 +11,7 @@
 #include "zqManipulator/foundation/xml/ZqXmlDocument.h"
 #include "zqManipulator/foundation/xml/ZqXmlReader.h"
 #include "zqManipulator/tools/sampling/ZqModelVariation.h"
+#include "zqManipulator/tools/urdf/ZqUrdfReader.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -139,6 +140,10 @@ std::string zqsim::PreparedStudy::read(const std::string& fileName, ZqXmlObject&
 void zqsim::PreparedStudy::readModel(const std::string& fileName)
 {
    m_modelName = std::filesystem::path(fileName).filename().string();
+   // What it names, as meshes, would be no part of the hash.
+   if (ZqUrdfReader::recognizes(fileName))
+      throw Failure(InvalidInput, fileName + ": is a robot in URDF, and a study takes what zqsim "
+                                             "convert makes of it");
    m_modelHash = Zq::sha256(read(fileName, m_scene));
    const Diagnostics found = checkModel(
       fileName, m_scene,

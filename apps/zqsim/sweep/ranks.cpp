@@ -139,7 +139,10 @@ LineSocket connectTo(const std::string& address, const std::string& port)
 zqsim::Ranks::Ranks(std::size_t workers) : m_workers(workers)
 {
    if (areThere())
+   {
+      m_starter = ::getppid();
       meet();
+   }
    if (!m_fault.empty())
       throw Failure(Failed, m_fault);
 }
@@ -151,6 +154,11 @@ bool zqsim::Ranks::areThere()
    constexpr std::array names{"OMPI_COMM_WORLD_SIZE", "PMI_RANK", "PMIX_RANK"};
    return std::any_of(names.begin(), names.end(),
                       [](const char* name) { return std::getenv(name) != nullptr; });
+}
+
+bool zqsim::Ranks::areAbandoned() const
+{
+   return m_starter >= 0 && ::getppid() != m_starter;
 }
 
 void zqsim::Ranks::meet()

@@ -22,6 +22,8 @@ public:
    /// Whether this process was started by MPI.
    static bool areThere();
 
+   /// Whether what has started them is not there any more, so that nobody would end them.
+   bool areAbandoned() const;
    /// Zero too when there are no ranks.
    int rank() const { return m_rank; }
    /// Of rank 0: where others connect, -1 if there are none.
@@ -40,6 +42,7 @@ private:
 
    std::size_t m_workers;
    int m_rank = 0;
+   int m_starter = -1; ///< process, if there are ranks
    std::string m_password;
    LineSocket m_listener;
    std::vector<LineSocket> m_connections;

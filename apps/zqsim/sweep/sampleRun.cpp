@@ -61,7 +61,7 @@ Json describe(const OneSample& options, const PreparedStudy& study, const Sample
 std::string textOf(const PreparedStudy& study, const SampleRow& row)
 {
    std::string lines = "sample " + std::to_string(row.sample) + ": " + row.outcome + '\n';
-   for (std::size_t i = 0; i < row.metrics.size(); ++i)
+   for (std::size_t i = 0; i < row.metrics.size() && cameToItsEnd(row.outcome); ++i)
       lines += "  " + study.metricNames()[i] + ": " + exact(row.metrics[i]) + '\n';
    return lines;
 }
@@ -69,13 +69,13 @@ std::string textOf(const PreparedStudy& study, const SampleRow& row)
 /// Of outcomes of which there are no metrics.
 void throwOfFailure(const OneSample& options, const SampleRow& row)
 {
-   if (row.outcome == "done" || row.outcome == "stopped")
+   if (cameToItsEnd(row.outcome))
       return;
    const ExitCode code = row.outcome == "diverged"      ? NumericalFailure
                          : row.outcome == "interrupted" ? Interrupted
                                                         : InvalidInput;
    throw Failure(code, options.study + ": sample " + std::to_string(row.sample) + ' ' +
-                          row.outcome + (row.reason.empty() ? "" : ": ") + row.reason);
+                          describeOutcome(row.outcome, row.reason));
 }
 } // namespace
 

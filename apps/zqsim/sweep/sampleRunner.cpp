@@ -27,6 +27,11 @@ const std::vector<std::string>& zqsim::SampleRunner::metricNames() const
    return m_contents->metricNames();
 }
 
+std::uint32_t zqsim::SampleRunner::seed() const
+{
+   return m_contents->study().seed();
+}
+
 std::string zqsim::SampleRunner::hash() const
 {
    return m_contents->hash();

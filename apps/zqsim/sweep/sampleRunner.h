@@ -5,10 +5,22 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace zqsim
 {
+/// Whether a sample has metrics, as its outcome is "done" or "stopped".
+inline bool cameToItsEnd(std::string_view outcome)
+{
+   return outcome == "done" || outcome == "stopped";
+}
+/// In one line, with its reason, if there is one.
+inline std::string describeOutcome(const std::string& outcome, const std::string& reason)
+{
+   return reason.starts_with(outcome) ? reason : outcome + (reason.empty() ? "" : ": ") + reason;
+}
+
 /// What came of a sample of a sweep.
 struct SampleRow
 {
@@ -31,6 +43,7 @@ public:
 
    std::uint64_t sampleCount() const;
    const std::vector<std::string>& metricNames() const;
+   std::uint32_t seed() const;
    /// SHA-256 of what samples depend on, that is of all documents but for the number of samples: samples of two runners
    /// of one hash are the same.
    std::string hash() const;

@@ -30,6 +30,7 @@ struct SweepOptions
    std::optional<std::string> sample;
    std::optional<std::string> threads;
    std::optional<std::string> limit;
+   bool isAgain = false;
    bool isFresh = false;
    bool isQuiet = false;
 };
@@ -46,11 +47,10 @@ std::size_t threadsOf(const SweepOptions& options)
    return threads;
 }
 
-SweepJob jobOf(const std::string& study)
+SweepJob jobOf(const std::shared_ptr<const SampleRunner>& runner)
 {
-   const auto runner = std::make_shared<const SampleRunner>(study);
    return {runner->hash(), runner->metricNames(), runner->sampleCount(),
-           [runner](std::uint64_t sample) { return runner->run(sample); }};
+           [runner](std::uint64_t sample) { return runner->run(sample); }, runner->warnings()};
 }
 
 /// What the table tells, unless it is too long to keep its numbers.
@@ -63,12 +63,16 @@ Json summaryOf(const SweepOptions& options, const SweepReport& report, std::size
    if (isRead)
       return summarizeSweep(options.one.out);
    Json outcomes = Json::object();
+   std::uint64_t failures = 0;
    for (const auto& [outcome, count] : report.outcomes)
+   {
       outcomes[outcome] = count;
+      failures += cameToItsEnd(outcome) ? 0 : count;
+   }
    return {{"samples", report.done},
            {"outcomes", outcomes},
            {"metrics", Json::array()},
-           {"failureCount", 0},
+           {"failureCount", failures},
            {"failures", Json::array()}};
 }
 
@@ -80,36 +84,46 @@ std::string describe(const SweepReport& report)
    if (report.repeated > 0)
       result += std::to_string(report.repeated) + " were run again, as their process had died\n";
    if (report.lostWorkers > 0)
-      result +=
-         std::to_string(report.lostWorkers) + " processes were lost; others ran their samples\n";
+      result += "processes that were lost: " + std::to_string(report.lostWorkers) +
+                "; others ran their samples\n";
    if (report.done < report.sampleCount)
       result += std::to_string(report.sampleCount - report.done) + " are left to be run\n";
    return result;
 }
 
-ExitCode report(const SweepOptions& options, const SweepReport& report, std::size_t metricCount)
+/// By the seed of the study and its number, a sample that failed can be run again.
+std::string howToRunAgain(const SweepOptions& options, const SampleRunner& runner)
 {
-   const Json summary = summaryOf(options, report, metricCount);
+   return "of seed " + std::to_string(runner.seed()) + "; to run one again: zqsim sweep " +
+          options.one.study + " --sample K\n";
+}
+
+ExitCode report(const SweepOptions& options, const SweepReport& report, const SampleRunner& runner)
+{
+   const Json summary = summaryOf(options, report, runner.metricNames().size());
+   const bool isWell = summary.at("failureCount") == 0;
    if (options.one.json)
    {
-      Json all{{"study", options.one.study},        {"table", options.one.out},
-               {"sampleCount", report.sampleCount}, {"doneBefore", report.kept},
-               {"repeated", report.repeated},       {"lostProcesses", report.lostWorkers}};
+      Json all{{"study", options.one.study},
+               {"table", options.one.out},
+               {"sampleCount", report.sampleCount},
+               {"doneBefore", report.kept},
+               {"repeated", report.repeated},
+               {"lostProcesses", report.lostWorkers},
+               {"seed", runner.seed()}};
       all.update(summary);
       print(all);
    }
    else if (!options.isQuiet && !isStandardStream(options.one.out))
-      print(describeSweep(summary) + describe(report));
+      print(describeSweep(summary) + (isWell ? "" : howToRunAgain(options, runner)) +
+            describe(report));
    if (report.isInterrupted)
       throw Failure(Interrupted, "interrupted after " + std::to_string(report.done) + " of " +
                                     std::to_string(report.sampleCount) +
                                     " samples; the same command goes on with " + options.one.out);
    if (!options.one.plot.empty())
       plotSweep(options.one.out, options.one.plot);
-   const auto cameToItsEnd = [](const auto& outcome)
-   { return outcome.first == "done" || outcome.first == "stopped"; };
-   return std::all_of(report.outcomes.begin(), report.outcomes.end(), cameToItsEnd) ? Done
-                                                                                    : Findings;
+   return isWell ? Done : Findings;
 }
 
 ExitCode sweepStudy(const SweepOptions& options)
@@ -123,17 +137,18 @@ ExitCode sweepStudy(const SweepOptions& options)
    settings.workers = threadsOf(options);
    if (options.limit)
       settings.limit = parseCount("--limit", *options.limit);
-   settings.isFresh = options.isFresh;
+   settings.start = options.isFresh   ? TableStart::Fresh
+                    : options.isAgain ? TableStart::RunLostAgain
+                                      : TableStart::GoOn;
    settings.showsProgress = !options.isQuiet;
-   std::size_t metricCount = 0;
+   std::shared_ptr<const SampleRunner> runner;
    const auto makeJob = [&]
    {
-      SweepJob job = jobOf(options.one.study);
-      metricCount = job.metricNames.size();
-      return job;
+      runner = std::make_shared<const SampleRunner>(options.one.study);
+      return jobOf(runner);
    };
    const auto done = zqsim::sweep(settings, makeJob);
-   return done ? report(options, *done, metricCount) : Done;
+   return done ? report(options, *done, *runner) : Done;
 }
 
 ExitCode runOne(OneSample options, const std::string& sample)
@@ -185,12 +200,18 @@ zqsim::Run zqsim::sweep(CLI::App& arguments)
          ->type_name("N");
    CLI::Option* fresh = arguments.add_flag("--fresh", options->isFresh,
                                            "Begin anew, in place of a table that there is");
+   CLI::Option* again =
+      arguments
+         .add_flag("--again", options->isAgain,
+                   "Run samples again that the table has as died or failed, as for want of memory")
+         ->excludes(fresh);
    CLI::Option* sample =
       arguments
          .add_option("--sample", options->sample, "Run this sample alone, and tell its metrics")
          ->type_name("K")
          ->excludes(threads)
          ->excludes(limit)
+         ->excludes(again)
          ->excludes(fresh);
    addFile("--replay", one.replay, "With --sample, write a page for the browser that shows it")
       ->needs(sample);

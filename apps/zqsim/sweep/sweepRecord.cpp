@@ -15,6 +15,8 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <system_error>
 #include <utility>
 
 namespace
@@ -31,6 +33,13 @@ std::size_t commasOf(std::string_view line)
    return commas;
 }
 
+/// The second field of a line, which needs no quotation marks.
+std::string_view outcomeOf(std::string_view line)
+{
+   line.remove_prefix(line.find(',') + 1);
+   return line.substr(0, line.find(','));
+}
+
 std::string_view lastLine(std::string_view text)
 {
    const std::string_view whole = text.substr(0, text.size() - 1);
@@ -39,20 +48,21 @@ std::string_view lastLine(std::string_view text)
 } // namespace
 
 zqsim::SweepRecord::SweepRecord(std::string fileName, std::string head, std::uint64_t count,
-                                bool isFresh)
-   : m_fileName(std::move(fileName)), m_head(std::move(head)), m_count(count),
+                                TableStart start)
+   : m_fileName(std::move(fileName)), m_head(std::move(head)), m_count(count), m_start(start),
      m_commas(commasOf(lastLine(m_head)))
 {
    open();
-   if (isFresh && m_isFile && ::ftruncate(m_descriptor, 0) != 0)
-      fail();
-   if (m_isFile && isFresh)
-      std::filesystem::remove(earlyName());
-   if (m_isFile && !isFresh)
+   if (m_isFile)
+      removeLeftovers();
+   if (m_isFile && start == TableStart::Fresh)
    {
-      keepLines();
-      keepEarlyLines();
+      if (::ftruncate(m_descriptor, 0) != 0)
+         fail();
+      std::filesystem::remove(earlyName());
    }
+   else if (m_isFile)
+      keepLines();
    if (!m_isFile || ::lseek(m_descriptor, 0, SEEK_END) == 0)
       append(m_head);
 }
@@ -89,6 +99,31 @@ void zqsim::SweepRecord::open()
             "): have no other sweep write it");
 }
 
+/// What was written of the file beside, when a sweep was killed.
+void zqsim::SweepRecord::removeLeftovers() const
+{
+   namespace files = std::filesystem;
+   std::error_code error;
+   const files::path early = files::absolute(earlyName(), error);
+   for (files::directory_iterator file(early.parent_path(), error), end; file != end;
+        file.increment(error))
+      if (const std::string name = file->path().filename().string();
+          name.starts_with(early.filename().string() + '.') && name.ends_with(".new"))
+         files::remove(file->path(), error);
+}
+
+std::uint64_t zqsim::SweepRecord::missing(std::uint64_t end) const
+{
+   const auto early = std::distance(m_early.begin(), m_early.lower_bound(end));
+   return end - std::min(end, m_written) - static_cast<std::uint64_t>(early);
+}
+
+bool zqsim::SweepRecord::isKept(std::string_view line) const
+{
+   const std::string_view outcome = outcomeOf(line);
+   return m_start != TableStart::RunLostAgain || (outcome != "died" && outcome != "failed");
+}
+
 bool zqsim::SweepRecord::isLineOf(std::uint64_t sample, std::string_view line) const
 {
    return line.starts_with(std::to_string(sample) + ',') && commasOf(line) == m_commas;
@@ -96,11 +131,11 @@ bool zqsim::SweepRecord::isLineOf(std::uint64_t sample, std::string_view line) c
 
 void zqsim::SweepRecord::count(std::string_view line)
 {
-   line.remove_prefix(line.find(',') + 1);
-   ++m_outcomes[std::string(line.substr(0, line.find(',')))];
+   ++m_outcomes[std::string(outcomeOf(line))];
 }
 
-/// Of what has no end of its line, nothing is believed.
+/// Of what has no end of its line, nothing is believed. Behind a line that is made anew, lines wait for their turn; they
+/// stand in the file beside before the table loses them.
 void zqsim::SweepRecord::keepLines()
 {
    std::ifstream file(m_fileName, std::ios::binary);
@@ -112,15 +147,29 @@ void zqsim::SweepRecord::keepLines()
                 ? "it is the table of another study, or of another version of this one or of zqsim"
                 : "it is no table of a sweep");
    std::uintmax_t size = head == m_head ? head.size() : 0;
-   for (std::string line; size > 0 && std::getline(file, line) && !file.eof(); ++m_written)
+   std::uint64_t sample = 0;
+   bool isWhole = true;
+   for (std::string line; size > 0 && std::getline(file, line) && !file.eof(); ++sample)
    {
-      if (m_written >= m_count || !isLineOf(m_written, line))
+      if (!isLineOf(sample, line))
          refuse("its line " +
-                std::to_string(m_written + 1 + std::count(m_head.begin(), m_head.end(), '\n')) +
-                " is not of sample " + std::to_string(m_written));
-      count(line);
-      size += line.size() + 1;
+                std::to_string(sample + 1 + std::count(m_head.begin(), m_head.end(), '\n')) +
+                " is not of sample " + std::to_string(sample));
+      if (sample >= m_count)
+         refuse("it has more samples than the study");
+      isWhole = isWhole && isKept(line);
+      if (isWhole)
+      {
+         count(line);
+         size += line.size() + 1;
+         ++m_written;
+      }
+      else if (isKept(line))
+         add(sample, line + '\n');
    }
+   keepEarlyLines();
+   if (!isWhole)
+      sync();
    if (file.bad() || ::ftruncate(m_descriptor, static_cast<off_t>(size)) != 0)
       fail();
 }
@@ -137,7 +186,7 @@ void zqsim::SweepRecord::keepEarlyLines()
    {
       std::uint64_t sample = m_count;
       std::from_chars(line.data(), line.data() + line.size(), sample);
-      if (sample < m_count && isLineOf(sample, line))
+      if (sample < m_count && isLineOf(sample, line) && isKept(line))
          add(sample, line + '\n');
    }
    m_isEarlyChanged = true;

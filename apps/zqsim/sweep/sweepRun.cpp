@@ -7,7 +7,6 @@
 #include "apps/zqsim/sweep/lineSocket.h"
 #include "apps/zqsim/sweep/ranks.h"
 #include "apps/zqsim/sweep/samplesToDo.h"
-#include "apps/zqsim/sweep/sweepRecord.h"
 #include "apps/zqsim/sweep/sweepTable.h"
 #include "apps/zqsim/sweep/workers.h"
 #include "zqManipulator/foundation/log/ZqPrint.h"
@@ -47,8 +46,8 @@ public:
    Sweep(const SweepJob& job, const SweepSettings& settings, const Ranks& ranks,
          LocalWorkers& localWorkers)
       : m_job(job), m_ranks(ranks),
-        m_record(settings.out, headOf(job), job.sampleCount, settings.isFresh),
-        m_kept(m_record.done()), m_end(endOf(settings)),
+        m_record(settings.out, headOf(job), job.sampleCount, settings.start),
+        m_kept(m_record.done()), m_end(endOf(settings)), m_goal(m_kept + m_record.missing(m_end)),
         m_toDo({m_record.written(), m_end},
                [this](std::uint64_t sample) { return m_record.has(sample); })
    {
@@ -75,7 +74,8 @@ private:
    const Ranks& m_ranks;
    SweepRecord m_record;
    std::uint64_t m_kept;
-   std::uint64_t m_end; ///< behind the last sample that is run now
+   std::uint64_t m_end;  ///< behind the last sample that is run now
+   std::uint64_t m_goal; ///< of how many are done then
    SamplesToDo m_toDo;
    std::list<Worker> m_workers;
    std::map<std::uint64_t, int> m_deaths; ///< by sample, while it has no line
@@ -103,7 +103,7 @@ std::uint64_t Sweep::shareOf(const Worker& worker) const
    constexpr ZqReal most = 1024.0;
    if (!(worker.secondsASample > 0.0))
       return 1;
-   const std::uint64_t left = m_end - std::min(m_record.done(), m_end);
+   const std::uint64_t left = m_goal - m_record.done();
    const auto share =
       static_cast<std::uint64_t>(std::clamp(seconds / worker.secondsASample, 1.0, most));
    return std::clamp<std::uint64_t>(left / (2 * m_workers.size()), 1, share);
@@ -241,11 +241,11 @@ SweepReport Sweep::run(bool showsProgress)
 {
    constexpr int patience = 200; // ms: a signal may come just ahead of a wait
    constexpr std::chrono::seconds syncInterval(1);
-   Progress progress(static_cast<ZqReal>(m_kept), static_cast<ZqReal>(m_end), showsProgress,
+   Progress progress(static_cast<ZqReal>(m_kept), static_cast<ZqReal>(m_goal), showsProgress,
                      {"samples", "a second", 10});
    Clock::time_point nextSync = Clock::now() + syncInterval;
    m_record.write();
-   while (m_record.written() < m_end && !isInterrupted())
+   while (m_record.written() < m_end && !isInterrupted() && !m_ranks.areAbandoned())
    {
       if (m_workers.empty())
          throw Failure(Failed, "all processes that run samples were ended; the same command goes "
@@ -317,6 +317,8 @@ std::optional<zqsim::SweepReport> zqsim::sweep(const SweepSettings& settings,
       return std::nullopt;
    }
    const SweepJob job = makeJob();
+   for (const std::string& warning : job.warnings)
+      complain("warning: " + warning);
    // They come first, so that what is open then, as the lock of the table, is not theirs.
    LocalWorkers workers(settings.workers,
                         [&](std::uint64_t sample) { return sweepTableLine(job.run(sample)); });

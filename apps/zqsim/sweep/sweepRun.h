@@ -1,6 +1,7 @@
 #pragma once
 
 #include "apps/zqsim/sweep/sampleRunner.h"
+#include "apps/zqsim/sweep/sweepRecord.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -19,6 +20,7 @@ struct SweepJob
    std::vector<std::string> metricNames;
    std::uint64_t sampleCount = 0;
    std::function<SampleRow(std::uint64_t)> run;
+   std::vector<std::string> warnings{}; ///< that are told once, before the first sample
 };
 
 struct SweepSettings
@@ -26,8 +28,8 @@ struct SweepSettings
    std::string out;                    ///< the table, or "-"
    std::size_t workers = 1;            ///< of this rank: how many samples run at the same time
    std::optional<std::uint64_t> limit; ///< of samples that are run now
-   bool isFresh = false;               ///< whether a table that there is goes
-   bool showsProgress = true;          ///< on a terminal
+   TableStart start = TableStart::GoOn;
+   bool showsProgress = true; ///< on a terminal
 };
 
 /// What came of a sweep.

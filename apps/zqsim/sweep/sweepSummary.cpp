@@ -39,7 +39,7 @@ Contents::Contents(const std::string& tableFile)
    {
       ++samples;
       ++outcomes[row.outcome];
-      if (!row.reason.empty() && ++failureCount <= mostFailures)
+      if (!cameToItsEnd(row.outcome) && ++failureCount <= mostFailures)
          failures.push_back(row);
       for (std::size_t i = 0; i < values.size(); ++i)
          if (std::isfinite(row.metrics[i]))
@@ -204,10 +204,12 @@ std::string zqsim::describeSweep(const Json& summary)
       result += separator + text(count) + ' ' + outcome;
       separator = ", ";
    }
-   result += '\n' + table(summary.at("metrics"), columns);
+   result += '\n';
+   if (!summary.at("metrics").empty())
+      result += table(summary.at("metrics"), columns);
    for (const Json& failure : summary.at("failures"))
-      result += "sample " + text(failure.at("sample")) + ' ' + text(failure.at("outcome")) + ": " +
-                text(failure.at("reason")) + '\n';
+      result += "sample " + text(failure.at("sample")) + ' ' +
+                describeOutcome(text(failure.at("outcome")), text(failure.at("reason"))) + '\n';
    const auto more =
       summary.at("failureCount").get<std::uint64_t>() - summary.at("failures").size();
    if (more > 0)

@@ -353,20 +353,20 @@ bool Zq::toXml(const ZqXmlObject& object, ZqString& document, bool writeDefaults
 
 bool Zq::save(const ZqXmlObject& object, const ZqString& fileName, bool writeDefaults)
 {
-   return saveBy([&](int descriptor)
-                 { return writeTo(descriptor, object, fileName, writeDefaults); },
-                 fileName);
+   // By reference, for which nothing is allocated outside of what bears with failing allocations.
+   const auto write = [&](int descriptor)
+   { return writeTo(descriptor, object, fileName, writeDefaults); };
+   return saveBy(std::cref(write), fileName);
 }
 
 bool Zq::saveBytes(std::string_view bytes, const ZqString& fileName)
 {
    const auto count = static_cast<std::streamsize>(bytes.size());
-   return saveBy(
-      [&](int descriptor)
-      {
-         DescriptorBuffer buffer(descriptor);
-         return buffer.sputn(bytes.data(), count) == count ||
-                reject("the disk takes no more", fileName);
-      },
-      fileName);
+   const auto write = [&](int descriptor)
+   {
+      DescriptorBuffer buffer(descriptor);
+      return buffer.sputn(bytes.data(), count) == count ||
+             reject("the disk takes no more", fileName);
+   };
+   return saveBy(std::cref(write), fileName);
 }
