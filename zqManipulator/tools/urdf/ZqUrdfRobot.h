@@ -113,7 +113,7 @@ struct Transmission
    void lose(std::string_view element)
    {
       if (lost.find(element) == lost.npos)
-         lost += (lost.empty() ? "" : ", ") + ZqString(element);
+         lost.append(lost.empty() ? "" : ", ").append(element);
    }
 };
 

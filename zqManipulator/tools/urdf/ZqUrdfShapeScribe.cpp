@@ -330,7 +330,7 @@ void ShapeScribe::writeMaterial(const ZqShape& shape)
       if (!isThere && *part != 'A')
          color.clear();
       if (isThere || (*part == 'A' && !color.empty()))
-         color += (color.empty() ? "" : " ") + m_text.numbers(value);
+         color.append(color.empty() ? "" : " ").append(m_text.numbers(value));
    }
    if (!color.empty())
    {
