@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <limits>
 #include <map>
 #include <random>
@@ -38,6 +39,18 @@ void awaitFile(const std::string& ending)
 {
    while (!isThere(ending))
       ::usleep(1000);
+}
+
+/// In what standard error goes to.
+void awaitWarningOfRank()
+{
+   std::string text;
+   while (text.find("does not help") == std::string::npos)
+   {
+      ::usleep(1000);
+      std::ifstream file(options.at("errors"));
+      text.assign(std::istreambuf_iterator<char>(file), {});
+   }
 }
 
 /// True for one process only, once in the life of the table.
@@ -66,6 +79,8 @@ void misbehave(std::uint64_t sample)
       throw std::runtime_error("no room, said the sample");
    if (sample == number("diesOnce", none) && isFirst())
       std::raise(SIGKILL);
+   if (options.contains("errors"))
+      awaitWarningOfRank();
    if (sample == number("killsWhenOthersAreAhead", none))
    {
       awaitFile(".early");
@@ -120,6 +135,8 @@ int main(int count, char** arguments)
          {
             const char* rank = std::getenv("OMPI_COMM_WORLD_RANK");
             const std::string study = options.contains("study") ? options.at("study") : "abc";
+            if (options.contains("noStudyOfRank") && rank == options.at("noStudyOfRank"))
+               throw zqsim::Failure(zqsim::InvalidInput, "1 study is not there");
             if (options.contains("otherStudyOfRank") && rank == options.at("otherStudyOfRank"))
                return zqsim::SweepJob{"other", {"a", "b"}, number("count", 200), run};
             return zqsim::SweepJob{study, {"a", "b"}, number("count", 200), run, {"of the study"}};

@@ -49,7 +49,7 @@ TEST(SweepMetrics, ExpressionsMeanWhatTheySay)
    const std::vector<std::pair<std::string, ZqReal>> cases{
       {"final(arm/elbow velocity)", 1.0},
       {"max(abs(arm/a-b velocity)-arm/elbow position/2)", 0.5},
-      {"mean(arm/elbow velocity)", 0.335},
+      {"mean(arm/elbow \n\t velocity)", 0.335},
       {"rms(arm/elbow position)", std::sqrt(0.335)},
       {"integral(2*time)", 1.0},
       {"at(0.35, arm/elbow velocity)", 0.125},

@@ -88,6 +88,24 @@ bool isOfWord(char c)
           static_cast<unsigned char>(c) >= 0x80;
 }
 
+/// How many characters of a text a name takes at its start, 0 if it does not stand there. For a space of the name any
+/// white space will do, as where a document has a new line.
+std::size_t lengthOf(std::string_view name, std::string_view text)
+{
+   if (text.starts_with(name))
+      return name.size();
+   std::size_t length = 0;
+   for (const char c : name)
+   {
+      if (length == text.size() || (c == ' ' ? !isSpace(text[length]) : text[length] != c))
+         return 0;
+      ++length;
+      while (c == ' ' && length < text.size() && isSpace(text[length]))
+         ++length;
+   }
+   return length;
+}
+
 std::string quoted(std::string_view text)
 {
    return '"' + std::string(text) + '"';
@@ -310,12 +328,13 @@ private:
       for (std::size_t i = 0; i < m_columns.size(); ++i)
       {
          const std::string& name = m_columns[i];
-         if (name.size() <= longest || !rest().starts_with(name))
+         const std::size_t length = lengthOf(name, rest());
+         if (length <= longest)
             continue;
-         const std::string_view behind = rest().substr(name.size());
+         const std::string_view behind = rest().substr(length);
          if (!behind.empty() && isOfWord(name.back()) && isOfWord(behind.front()))
             continue;
-         longest = name.size();
+         longest = length;
          column = i;
       }
       if (longest == 0)

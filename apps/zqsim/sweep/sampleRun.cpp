@@ -9,11 +9,13 @@
 #include "apps/zqsim/recorder.h"
 #include "apps/zqsim/replayFile.h"
 #include "apps/zqsim/sweep/preparedStudy.h"
+#include "zqManipulator/foundation/log/ZqDiagnostic.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <filesystem>
 
 namespace
@@ -53,7 +55,7 @@ Json describe(const OneSample& options, const PreparedStudy& study, const Sample
 {
    Json metrics = Json::object();
    for (std::size_t i = 0; i < row.metrics.size(); ++i)
-      metrics[study.metricNames()[i]] = row.metrics[i]; // null for NaN
+      metrics[study.metricNames()[i]] = row.metrics[i]; // null for what is not finite
    return {{"study", options.study}, {"sample", row.sample}, {"seed", study.study().seed()},
            {"outcome", row.outcome}, {"metrics", metrics},   {"reason", row.reason}};
 }
@@ -62,7 +64,8 @@ std::string textOf(const PreparedStudy& study, const SampleRow& row)
 {
    std::string lines = "sample " + std::to_string(row.sample) + ": " + row.outcome + '\n';
    for (std::size_t i = 0; i < row.metrics.size() && cameToItsEnd(row.outcome); ++i)
-      lines += "  " + study.metricNames()[i] + ": " + exact(row.metrics[i]) + '\n';
+      lines += "  " + Zq::oneLine(study.metricNames()[i]) + ": " +
+               (std::isnan(row.metrics[i]) ? "no value" : exact(row.metrics[i])) + '\n';
    return lines;
 }
 

@@ -136,13 +136,13 @@ void Sweep::greet(Worker& worker, const std::string& line)
    std::string password;
    std::string hash;
    std::string rank;
-   words >> password >> hash >> rank;
+   std::string fault;
+   std::getline(words >> password >> hash >> rank >> std::ws, fault);
    worker.isLost = password != m_ranks.password() || hash != m_job.hash;
    worker.isKnown = !worker.isLost;
    if (password == m_ranks.password() && worker.isLost)
       complain("warning: rank " + rank + " does not help: " +
-               (hash == "-" ? line.substr(line.find(rank) + rank.size())
-                            : "it finds another study by that name"));
+               (fault.empty() ? "it finds another study by that name" : fault));
 }
 
 /// A sample that has its process die is run again, by a new one and by itself; when that dies too, it has its line.

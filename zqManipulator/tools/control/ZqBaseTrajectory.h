@@ -21,7 +21,7 @@ struct ZqTrajectoryPoint
 /// A motion of one or several joints over time, in closed form: any time may be asked for, in any order.
 ///
 /// Before its start and after its end a trajectory rests: at the position there, with rates of zero. At both
-/// times themselves it answers the end that it was given, to the bit.
+/// times themselves it answers the end that it was given, to the bit. A time that is NaN counts as before its start.
 class ZqBaseTrajectory
 {
 public:

@@ -11,7 +11,8 @@ class ZqFifthOrderTrajectory : public ZqBaseTrajectory
 {
 public:
    /// The motion from one point to another in a time (s). False, with a message and no change, when the points are
-   /// not of the same joints, when a number is not finite, and when the time is not above zero.
+   /// not of the same joints, when a number is not finite, and when the time is not above zero, or too short to be
+   /// told in numbers.
    bool set(const ZqTrajectoryPoint& start, const ZqTrajectoryPoint& end, ZqReal duration);
    /// The least time (s) in which joints go from rest to rest within limits of velocity (rad/s or m/s) and
    /// acceleration (rad/s^2 or m/s^2): of the greatest of them over distance and time, 15/8 D/T and

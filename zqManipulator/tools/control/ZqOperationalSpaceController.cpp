@@ -52,6 +52,8 @@ bool ZqOperationalSpaceController::update(const ZqPositionState& position,
       return refuse("the posture does not have its joints");
    if (!(m_link < manipulator().jointDof()))
       return refuse("there is no link of the task");
+   if (ZqOrientation axes = desired.orientation; m_task != Task::Position && !axes.normalize())
+      return refuse("the desired orientation is none");
    computePostureAccelerations();
    takeMotion();
    computeCommand(desired);

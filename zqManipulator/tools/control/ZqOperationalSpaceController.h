@@ -66,13 +66,16 @@ public:
       m_postureGains = gains;
       m_posture = positions;
    }
-   /// The eigenvalue e, of a mean of 1, below which a direction is damped: 1e-3, unless it is set. 0 leaves none
-   /// damped.
+   /// The eigenvalue e, of a mean of 1, below which a direction is damped: 1e-3, unless it is set. 0, and what is
+   /// not above it, leaves none damped.
    ZqReal leastEigenvalue() const noexcept { return m_leastEigenvalue; }
-   void setLeastEigenvalue(ZqReal eigenvalue) noexcept { m_leastEigenvalue = eigenvalue; }
+   void setLeastEigenvalue(ZqReal eigenvalue) noexcept
+   {
+      m_leastEigenvalue = eigenvalue > 0.0 ? eigenvalue : 0.0;
+   }
 
    /// For a state, where the point is to be; what the task does not have of it plays no part. False when it is
-   /// refused, which a link that there is not is too.
+   /// refused, which a link that there is not is too, and an orientation of length zero.
    bool update(const ZqPositionState& position, const ZqVelocityState& velocity,
                const ZqTaskMotion& desired);
    /// For the present of a simulation, which the torques then drive.

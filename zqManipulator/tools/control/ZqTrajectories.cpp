@@ -116,8 +116,7 @@ bool ZqFifthOrderTrajectory::set(const ZqTrajectoryPoint& start, const ZqTraject
           !areRates(point->accelerations, joints))
          return refuseTrajectory(
             "an end has a number that is not finite, or not as many for each joint");
-   m_duration = duration;
-   m_joints.resize(joints);
+   std::vector<Joint> result(joints);
    for (std::size_t i = 0; i < joints; ++i)
    {
       const auto motionOf = [i](const ZqTrajectoryPoint& point, ZqReal sense)
@@ -125,9 +124,15 @@ bool ZqFifthOrderTrajectory::set(const ZqTrajectoryPoint& start, const ZqTraject
          return Motion{point.positions[i], sense * rateOf(point.velocities, i),
                        rateOf(point.accelerations, i)};
       };
-      m_joints[i].fromStart = polynomialBetween(motionOf(start, 1.0), motionOf(end, 1.0), duration);
-      m_joints[i].fromEnd = polynomialBetween(motionOf(end, -1.0), motionOf(start, -1.0), duration);
+      result[i].fromStart = polynomialBetween(motionOf(start, 1.0), motionOf(end, 1.0), duration);
+      result[i].fromEnd = polynomialBetween(motionOf(end, -1.0), motionOf(start, -1.0), duration);
+      for (const auto& coefficients : {result[i].fromStart, result[i].fromEnd})
+         if (!std::all_of(coefficients.begin(), coefficients.end(),
+                          [](ZqReal c) { return std::isfinite(c); }))
+            return refuseTrajectory("its ends are too far from each other for its duration");
    }
+   m_duration = duration;
+   m_joints = std::move(result);
    return true;
 }
 

@@ -24,7 +24,8 @@ constexpr ZqReal dampingOfNothing = 1e-14; ///< that keeps redundant rows apart 
 constexpr ZqReal restingStep = 1e-11;      ///< rad or m
 constexpr ZqReal restingCost = 0.999;      ///< what hardly falls over all iterations of a start
 constexpr ZqReal restingGain = 1e-19;      ///< of Newton's step, in proportion to the cost
-constexpr ZqReal closedGap = 1e-11;        ///< of a constraint
+constexpr ZqReal closedGap = 1e-11;        ///< of a constraint, for a robot of 1 m or less
+constexpr ZqReal leastFreedom = 1e-4;      ///< of a joint, in proportion to the greatest
 constexpr ZqU32 samplesPerRestart = 4;
 
 bool rejectPosture(const char* operation, const char* reason)
@@ -122,7 +123,8 @@ struct ZqInverseKinematicsTool::Work
    Problem problem;
    zqPosture::BoundedStep step;
    const Settings* settings = nullptr;
-   ZqPositionState scenePosition;         ///< that of the scene
+   const ZqStatedSystem* scene = nullptr; ///< not owned
+   ZqU32 index = 0;                       ///< of the manipulator
    const ZqPositionState* from = nullptr; ///< the start
    Point start, current, trial, best, origin, drawn;
 
@@ -156,6 +158,7 @@ bool ZqInverseKinematicsTool::Work::prepare(const Settings& chosen)
    if (!problem.setVariables(chosen))
       return false;
    m_chord = 2.0 * ZqMath::cosineSine(std::min(0.5 * chosen.tolerance, 0.5 * ZqMath::pi)).sine;
+   problem.weigh(false);
    step.resize(problem.rows(), problem.variables());
    m_preferred.assign(static_cast<std::size_t>(problem.variables()), 0.0);
    m_lastStep.assign(m_preferred.size(), 0.0);
@@ -163,6 +166,12 @@ bool ZqInverseKinematicsTool::Work::prepare(const Settings& chosen)
       for (std::size_t k = 0; k < problem.joints().size(); ++k)
          step.freedom[k + static_cast<std::size_t>(problem.baseVariables())] =
             1.0 / chosen.jointWeights[static_cast<std::size_t>(problem.joints()[k])];
+   if (!step.freedom.empty())
+   {
+      const ZqReal greatest = *std::max_element(step.freedom.begin(), step.freedom.end());
+      for (ZqReal& freedom : step.freedom)
+         freedom = std::max(freedom / greatest, leastFreedom);
+   }
    m_iterations = 0;
    return true;
 }
@@ -173,7 +182,7 @@ bool ZqInverseKinematicsTool::Work::takeStart()
    const ZqPositionState& position = *from;
    const auto& q = position.jointPositions().values();
    start.q.assign(q.begin(), q.end());
-   problem.setReference(scenePosition.jointPositions().values());
+   problem.setReference(scene->state().positionStates()[index].jointPositions().values());
    const ZqCoordinateSystemTransformation& placement = position.placement() != nullptr
                                                           ? *position.placement()
                                                           : problem.manipulator().coordSysXForm();
@@ -225,7 +234,7 @@ bool ZqInverseKinematicsTool::Work::closeConstraints(Point& point)
       problem.move(drawn, step.d.data(), point);
       problem.evaluate(point);
    }
-   return point.gap <= closedGap && std::isfinite(point.cost);
+   return point.gap <= closedGap * std::max(1.0, problem.length()) && std::isfinite(point.cost);
 }
 
 /// Moves `current` by the step into `trial`.
@@ -431,18 +440,21 @@ void ZqInverseKinematicsTool::Work::settle()
    }
 }
 
-/// The best of a few postures that are drawn within the limits: to place them costs less than to descend from
-/// them.
+/// The best of a few postures that are drawn within the limits, on a base that is turned if it may move: to place
+/// them costs less than to descend from them.
 bool ZqInverseKinematicsTool::Work::drawStart()
 {
    bool any = false;
    for (ZqU32 sample = 0; sample < samplesPerRestart; ++sample)
    {
-      trial = start;
+      std::fill(step.d.begin(), step.d.end(), 0.0);
+      for (int k = 3; k < problem.baseVariables(); ++k)
+         step.d[static_cast<std::size_t>(k)] = ZqRandom::uniformRandom(-ZqMath::pi, ZqMath::pi);
+      problem.move(start, step.d.data(), trial);
       for (const int joint : problem.joints())
       {
          const auto i = static_cast<std::size_t>(joint);
-         const ZqReal half = problem.isAngle(i) ? ZqMath::pi : 1.0;
+         const ZqReal half = problem.isAngle(i) ? ZqMath::pi : problem.length();
          const bool hasLower = problem.lower()[i] > -1e300 && !problem.turnsFreely(i);
          const bool hasUpper = problem.upper()[i] < 1e300 && !problem.turnsFreely(i);
          // Half open: as far as about the start, from the one limit.
@@ -487,6 +499,7 @@ ZqInverseKinematicsTool::Work::End ZqInverseKinematicsTool::Work::attempt()
 void ZqInverseKinematicsTool::Work::search(Answer& answer)
 {
    bool hasBest = false;
+   ZqReal bestCost = 0.0;
    std::optional<ZqRandom::Stream> stream;
    bool isFeasible = takeStart();
    for (answer.restarts = 0;; ++answer.restarts)
@@ -499,9 +512,11 @@ void ZqInverseKinematicsTool::Work::search(Answer& answer)
          answer.obstacle = Obstacle::None;
          return;
       }
-      if (isFeasible && (!hasBest || current.cost < best.cost))
+      const ZqReal cost = problem.askedCost(current);
+      if (isFeasible && (!hasBest || cost < bestCost))
       {
          best = current;
+         bestCost = cost;
          hasBest = true;
       }
       if (answer.restarts == settings->maxRestarts)
@@ -518,6 +533,7 @@ void ZqInverseKinematicsTool::Work::search(Answer& answer)
       return;
    }
    current = best;
+   problem.weigh(true);
    problem.evaluate(current);
    End end = End::Exhausted;
    const int most = problem.hasConstraints() ? 10 : 1;
@@ -532,6 +548,8 @@ void ZqInverseKinematicsTool::Work::search(Answer& answer)
       end = End::AtRest;
    if (isMet(current))
    {
+      problem.weigh(false);
+      problem.evaluate(current);
       settle();
       answer.isSolved = true;
       answer.obstacle = Obstacle::None;
@@ -632,14 +650,7 @@ bool ZqInverseKinematicsTool::Work::isBeyondReach() const
       if (!(target.positionWeights.x() > 0.0 && target.positionWeights.y() > 0.0 &&
             target.positionWeights.z() > 0.0))
          continue;
-      const ZqManipulatorLink* link = problem.manipulator().linkByIndex(target.link);
-      ZqReal reach = (link->primaryFrame() * target.frame).translation().mag();
-      for (; link->parentLink() != nullptr; link = link->parentLink())
-      {
-         const ZqLinkKinematics* const joint = link->linkKinematicsContainer().topElement();
-         reach += joint != nullptr ? joint->upperBoundDhFrameDistance(link->jointActuator()) : 0.0;
-      }
-      if ((target.goal.translation() - base).mag() > reach * (1.0 + 1e-12))
+      if ((target.goal.translation() - base).mag() > problem.reachOf(target) * (1.0 + 1e-12))
          return true;
    }
    return false;
@@ -660,7 +671,7 @@ void ZqInverseKinematicsTool::Work::report(Answer& answer)
          placement.inverse() * ZqCoordinateSystemTransformation(ZqVector(p.x, p.y, p.z),
                                                                 ZqOrientation(q.w, q.x, q.y, q.z)));
    }
-   answer.cost = current.cost;
+   answer.cost = problem.askedCost(current);
    answer.constraintGap = current.gap;
    answer.residuals.resize(problem.targets().size());
    for (std::size_t k = 0; k < answer.residuals.size(); ++k)
@@ -693,10 +704,10 @@ ZqInverseKinematicsTool::~ZqInverseKinematicsTool() = default;
 
 namespace
 {
-bool isFinitePosition(const ZqPositionState& position)
+bool placesJoints(const ZqPositionState& position, ZqU32 joints)
 {
    const auto& q = position.jointPositions().values();
-   return isFrame(position.coordSysXForm()) &&
+   return q.size() == joints && isFrame(position.coordSysXForm()) &&
           std::all_of(q.begin(), q.end(), [](ZqReal x) { return std::isfinite(x); });
 }
 } // namespace
@@ -707,18 +718,22 @@ bool ZqInverseKinematicsTool::setManipulator(const ZqStatedSystem& scene, ZqU32 
    if (manipulator == nullptr || index >= scene.state().positionStates().size())
       return rejectPosture("setManipulator", "there is no such manipulator");
    const ZqPositionState& position = scene.state().positionStates()[index];
-   if (position.jointPositions().size() != manipulator->jointDof() || !isFinitePosition(position))
+   if (!placesJoints(position, manipulator->jointDof()))
       return rejectPosture("setManipulator", "the state does not place all of the manipulator");
    m_settings.jointWeights.clear();
    m_settings.posture.clear();
    m_work->problem.setManipulator(*manipulator, position);
-   m_work->scenePosition = position;
+   m_work->scene = &scene;
+   m_work->index = index;
    return true;
 }
 
+/// Also where the scene has become another one, whose manipulators stand elsewhere.
 bool ZqInverseKinematicsTool::isCurrent() const
 {
-   return m_work->problem.isCurrent();
+   const ZqStatedSystem* const scene = m_work->scene;
+   return scene != nullptr && m_work->index < scene->state().positionStates().size() &&
+          m_work->problem.isOf(scene->manipulatorByIndex(m_work->index));
 }
 
 bool ZqInverseKinematicsTool::setSettings(const Settings& settings)
@@ -775,16 +790,19 @@ bool ZqInverseKinematicsTool::setGoal(ZqU32 target, const ZqCoordinateSystemTran
 
 bool ZqInverseKinematicsTool::solve()
 {
-   return solve(m_work->scenePosition);
+   return isCurrent() ? solve(m_work->scene->state().positionStates()[m_work->index])
+                      : rejectPosture("solve", "there is no manipulator, or it has changed");
 }
 
 bool ZqInverseKinematicsTool::solve(const ZqPositionState& from)
 {
    if (!isCurrent() || m_work->problem.targets().empty())
       return rejectPosture("solve", "there are no targets, or the manipulator has changed");
-   if (from.jointPositions().size() != m_work->problem.manipulator().jointDof() ||
-       !isFinitePosition(from))
-      return rejectPosture("solve", "the start does not place all of the manipulator");
+   const ZqU32 joints = m_work->problem.manipulator().jointDof();
+   for (const ZqPositionState* position :
+        {&from, &m_work->scene->state().positionStates()[m_work->index]})
+      if (!placesJoints(*position, joints))
+         return rejectPosture("solve", "a state does not place all of the manipulator");
    if (!m_work->prepare(m_settings))
       return false;
    m_answer.isSolved = m_answer.isPostureBest = m_answer.isBeyondReach = false;

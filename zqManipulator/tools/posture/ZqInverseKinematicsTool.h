@@ -29,13 +29,15 @@ class ZqStatedSystem;
 /// | joints, state          |                                                                               |
 /// | constraints, collision |                                                                               |
 ///
-/// Targets that cannot all be met are met as well as their weights allow: the answer is then a least sum of
-/// squares among postures nearby, the best of all starts, and says what is in the way: to rounding, by steps of Newton with
-/// the curvature of the errors; with equality constraints, until the steps of a start gain less than a thousandth.
+/// What can be met is, whatever the weights and the size of the robot: until all starts have failed, lengths count
+/// over the reach, and no weight for less than a hundredth of the greatest. Targets that cannot all be met are then
+/// met as well as their weights allow: the answer is a least sum of squares among postures nearby, the best of all
+/// starts, and says what is in the way: to rounding, by steps of Newton with the curvature of the errors; with
+/// equality constraints, until the steps of a start gain less than a thousandth.
 ///
 /// A solution follows from model, targets, start, settings and seed alone, to the last bit on every platform:
-/// neither time nor the C library has a say. The tool keeps references to the scene, which stands as it is while
-/// the tool is used; one tool serves one thread. Nothing is allocated once `setTargets` has been called, but for
+/// neither time nor the C library has a say. The tool keeps a reference to the scene, which has to live; after a
+/// change of the manipulator in it, `setManipulator` comes first again. One tool serves one thread. Nothing is allocated once `setTargets` has been called, but for
 /// the stream of random numbers, the first answer, and joints and constraints of a user's own.
 class ZqInverseKinematicsTool
 {
@@ -69,8 +71,8 @@ public:
       ZqU32 maxRestarts = 100;
       ZqU32 seed = 1;
       bool mayBaseMove = false; ///< without effect where it is fixed
-      /// By joint: how much it is spared in comparison to others, above zero; infinite for one that stays as it
-      /// is. Empty for 1 each.
+      /// By joint: how much it is spared in comparison to others, above zero; more than 1e4 times the least counts
+      /// as that, and infinite for one that stays as it is. Empty for 1 each.
       std::vector<ZqReal> jointWeights;
       /// By joint (rad, or m): where it would rather be. The sum of weighted squares of the differences is made
       /// least. Empty for none.
@@ -120,8 +122,8 @@ public:
    ZqInverseKinematicsTool& operator=(const ZqInverseKinematicsTool&) = delete;
    ~ZqInverseKinematicsTool();
 
-   /// Takes a manipulator of a scene, which is not owned, and its place in the state: attached manipulators stand
-   /// where `ZqStatedSystem::placeAttachedManipulators` has put them. Forgets targets and settings by joint. False,
+   /// Takes a manipulator of a scene, which is not owned: attached manipulators stand where
+   /// `ZqStatedSystem::placeAttachedManipulators` has put them. Forgets targets and settings by joint. False,
    /// with a message, for an index or a state that there is not, and for numbers in it that are not finite.
    bool setManipulator(const ZqStatedSystem& scene, ZqU32 index);
    /// False, with a message and as it was, for numbers that are no weights, lists of another length than that of

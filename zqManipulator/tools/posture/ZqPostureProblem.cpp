@@ -61,9 +61,10 @@ void Problem::setManipulator(const ZqIndividualManipulator& manipulator,
    m_frames.resize(count + 1);
 }
 
-bool Problem::isCurrent() const
+bool Problem::isOf(const ZqIndividualManipulator* manipulator) const
 {
-   return m_manipulator != nullptr && m_manipulator->sharedMotionPlan() == m_plan;
+   return manipulator != nullptr && manipulator == m_manipulator &&
+          manipulator->sharedMotionPlan() == m_plan;
 }
 
 void Problem::aimAt(Aim& aim, const ZqCoordinateSystemTransformation& goal)
@@ -86,6 +87,9 @@ void Problem::setTargets(const std::vector<Tool::Target>& targets)
    m_targets = targets;
    m_aims.clear();
    m_targetRows = 0;
+   ZqReal reach = 0.0;
+   m_greatestWeight = 0.0;
+   m_hasOrientations = false;
    for (const Tool::Target& target : targets)
    {
       Aim aim{};
@@ -101,15 +105,45 @@ void Problem::setTargets(const std::vector<Tool::Target>& targets)
       for (int k = 0; k < 3; ++k)
       {
          const auto axis = static_cast<std::size_t>(k);
-         aim.weights[k] = target.positionWeights[axis];
-         aim.weights[k + 3] = target.orientationWeights[axis];
+         aim.asked[k] = target.positionWeights[axis];
+         aim.asked[k + 3] = target.orientationWeights[axis];
+         m_hasOrientations = m_hasOrientations || aim.asked[k + 3] > 0.0;
       }
       aim.rows = static_cast<int>(
-         std::count_if(aim.weights, aim.weights + 6, [](ZqReal w) { return w > 0.0; }));
+         std::count_if(aim.asked, aim.asked + 6, [](ZqReal w) { return w > 0.0; }));
       m_targetRows += aim.rows;
+      m_greatestWeight = std::max(m_greatestWeight, *std::max_element(aim.asked, aim.asked + 6));
+      reach = std::max(reach, reachOf(target));
       aimAt(aim, target.goal);
       m_aims.push_back(aim);
    }
+   m_length = reach > 1e-70 && reach < 1e70 ? std::ldexp(1.0, std::ilogb(reach)) : 1.0;
+}
+
+ZqReal Problem::reachOf(const Tool::Target& target) const
+{
+   const ZqManipulatorLink* link = m_manipulator->linkByIndex(target.link);
+   ZqReal reach = (link->primaryFrame() * target.frame).translation().mag();
+   for (; link->parentLink() != nullptr; link = link->parentLink())
+   {
+      const ZqLinkKinematics* const joint = link->linkKinematicsContainer().topElement();
+      reach += joint != nullptr ? joint->upperBoundDhFrameDistance(link->jointActuator()) : 0.0;
+   }
+   return reach;
+}
+
+void Problem::weigh(bool asAsked)
+{
+   constexpr ZqReal leastShare = 0.01;
+   // Where all errors are lengths, their unit is of no importance.
+   const ZqReal unit = asAsked && m_hasOrientations ? 1.0 : m_length;
+   for (Aim& aim : m_aims)
+      for (int k = 0; k < 6; ++k)
+      {
+         const ZqReal share = aim.asked[k] / m_greatestWeight;
+         const ZqReal weight = asAsked ? share : std::max(share, leastShare);
+         aim.weights[k] = aim.asked[k] > 0.0 ? (k < 3 ? weight / unit : weight) : 0.0;
+      }
 }
 
 bool Problem::takeLimits(const Tool::Settings& settings)
@@ -394,6 +428,20 @@ bool Problem::isMet(const Point& point, ZqReal distance, ZqReal chord) const
          return false;
    }
    return true;
+}
+
+ZqReal Problem::askedCost(const Point& point) const
+{
+   ZqReal sum = 0.0;
+   const ZqReal* errors = point.errors.data();
+   for (const Aim& aim : m_aims)
+      for (int k = 0; k < 6; ++k)
+         if (aim.asked[k] > 0.0)
+         {
+            const ZqReal error = aim.asked[k] * (*errors++ / aim.weights[k]);
+            sum += error * error;
+         }
+   return 0.5 * sum;
 }
 
 Tool::Residual Problem::residual(const Point& point, std::size_t target) const

@@ -30,6 +30,10 @@ class Problem
 {
 public:
    void setManipulator(const ZqIndividualManipulator& manipulator, const ZqPositionState& position);
+   /// How errors count from now on: by the weights that were asked for, over the greatest; or so that what can be
+   /// met is, whatever its weight and the size of the robot: with lengths over the reach, and none of the weights
+   /// far below others.
+   void weigh(bool asAsked);
    void setTargets(const std::vector<Tool::Target>& targets);
    void setGoal(std::size_t target, const ZqCoordinateSystemTransformation& goal);
    /// Which joints vary. False, with a message, where limits or constraints are not of a kind that can be kept.
@@ -46,6 +50,12 @@ public:
    /// Whether each target is within a distance (m) and a chord, 2 sin(angle / 2).
    bool isMet(const Point& point, ZqReal distance, ZqReal chord) const;
    Tool::Residual residual(const Point& point, std::size_t target) const;
+   /// Half of the sum of squares by the weights that were asked for.
+   ZqReal askedCost(const Point& point) const;
+   /// All links in line, from the base to where a target is on its link (m).
+   ZqReal reachOf(const Tool::Target& target) const;
+   /// The greatest of these, as a power of two: the size of the robot (m), or 1 where there is none.
+   ZqReal length() const noexcept { return m_length; }
 
    int variables() const noexcept { return m_baseVariables + static_cast<int>(m_joints.size()); }
    int baseVariables() const noexcept { return m_baseVariables; }
@@ -65,9 +75,8 @@ public:
    bool isAngle(std::size_t joint) const noexcept { return m_isAngle[joint]; }
    const ZqIndividualManipulator& manipulator() const noexcept { return *m_manipulator; }
    const std::vector<Tool::Target>& targets() const noexcept { return m_targets; }
-   bool hasManipulator() const noexcept { return m_manipulator != nullptr; }
-   /// The model is the one that was flattened.
-   bool isCurrent() const;
+   /// A manipulator is the one that was flattened, and has not changed.
+   bool isOf(const ZqIndividualManipulator* manipulator) const;
 
 private:
    /// A target on its link.
@@ -79,7 +88,8 @@ private:
       Vec3 goal;
       Quat goalAxes;
       Mat3 goalRotation;
-      ZqReal weights[6];
+      ZqReal asked[6];   ///< weights
+      ZqReal weights[6]; ///< that count now
       int rows;
       Vec3 place; ///< where it is now
       Quat error; ///< its axes in those of the goal
@@ -104,6 +114,9 @@ private:
    ZqCoordinateSystemTransformation m_placement; ///< of the frame in which states have the base
    std::vector<Tool::Target> m_targets;
    std::vector<Aim> m_aims;
+   ZqReal m_length = 1.0;
+   ZqReal m_greatestWeight = 1.0;
+   bool m_hasOrientations = false;
    std::vector<int> m_links;      ///< that have to be placed, parents first
    std::vector<int> m_joints;     ///< by variable, after those of the base
    std::vector<int> m_variableOf; ///< by joint; -1 for one that does not vary
