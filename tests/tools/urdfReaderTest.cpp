@@ -5,11 +5,9 @@
 #include "zqManipulator/dynamics/tools/ZqMassMatrixTool.h"
 #include "zqManipulator/foundation/geometry/ZqCylinder.h"
 #include "zqManipulator/foundation/geometry/ZqShapeUnion.h"
-#include "zqManipulator/foundation/xml/ZqXmlDocument.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 #include "zqManipulator/simulation/constraints/ZqLinearStateEqualityConstraint.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
-#include "zqManipulator/tools/checks/ZqModelCheck.h"
 #include "zqManipulator/tools/urdf/ZqUrdfReader.h"
 
 #include <Eigen/Geometry>
