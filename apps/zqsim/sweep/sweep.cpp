@@ -94,7 +94,7 @@ std::string describe(const SweepReport& report)
 /// By the seed of the study and its number, a sample that failed can be run again.
 std::string howToRunAgain(const SweepOptions& options, const SampleRunner& runner)
 {
-   return "of seed " + std::to_string(runner.seed()) + "; to run one again: zqsim sweep " +
+   return "the seed is " + std::to_string(runner.seed()) + "; to run one again: zqsim sweep " +
           options.one.study + " --sample K\n";
 }
 

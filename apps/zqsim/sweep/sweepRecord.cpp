@@ -34,7 +34,7 @@ std::size_t commasOf(std::string_view line)
 }
 
 /// The second field of a line, which needs no quotation marks.
-std::string_view outcomeOf(std::string_view line)
+std::string_view outcomeIn(std::string_view line)
 {
    line.remove_prefix(line.find(',') + 1);
    return line.substr(0, line.find(','));
@@ -120,7 +120,7 @@ std::uint64_t zqsim::SweepRecord::missing(std::uint64_t end) const
 
 bool zqsim::SweepRecord::isKept(std::string_view line) const
 {
-   const std::string_view outcome = outcomeOf(line);
+   const std::string_view outcome = outcomeIn(line);
    return m_start != TableStart::RunLostAgain || (outcome != "died" && outcome != "failed");
 }
 
@@ -131,7 +131,7 @@ bool zqsim::SweepRecord::isLineOf(std::uint64_t sample, std::string_view line) c
 
 void zqsim::SweepRecord::count(std::string_view line)
 {
-   ++m_outcomes[std::string(outcomeOf(line))];
+   ++m_outcomes[std::string(outcomeIn(line))];
 }
 
 /// Of what has no end of its line, nothing is believed. Behind a line that is made anew, lines wait for their turn; they
