@@ -180,21 +180,90 @@ struct Outwards
    ZqLinkEdit edit;              ///< of what goes
 };
 
-/// What elements became that came with a manipulator.
-template <class Element>
-using Later = std::vector<std::unique_ptr<Element>>;
-template <class Element, class List>
-void addPresent(Later<Element>& later, const List& list, const Inwards& inwards)
+/// What a manipulator holds that speaks of its links.
+struct Held
 {
-   for (const Element* element : list.vectorContainer())
-      if (auto present = element != nullptr ? carried(*element, inwards) : nullptr)
-         later.push_back(std::move(present));
+   ZqStateEqualityConstraintVector constraints;
+   ZqStateConstraintVector limits;
+   ZqStoppingCriterionVector criteria;
+   ZqGeneralBoundObjectVector objects;
+
+   static Held of(const ZqIndividualManipulator& manipulator)
+   {
+      return {manipulator.stateEqualityConstraints(), manipulator.stateConstraints(),
+              manipulator.stoppingCriteria(), manipulator.generalBoundObjects()};
+   }
+   void giveTo(ZqIndividualManipulator& manipulator) const
+   {
+      manipulator.setStateEqualityConstraints(constraints);
+      manipulator.setStateConstraints(limits);
+      manipulator.setStoppingCriteria(criteria);
+      manipulator.setGeneralBoundObjects(objects);
+   }
+   /// Calls with each list and that of others.
+   template <class Act>
+   void withEachOf(Held& others, const Act& act) const
+   {
+      act(constraints, others.constraints);
+      act(limits, others.limits);
+      act(criteria, others.criteria);
+      act(objects, others.objects);
+   }
+};
+
+/// What a manipulator brought, as it was carried from merge to merge.
+Held carriedThrough(const std::vector<Inwards>& steps, const ZqIndividualManipulator& manipulator)
+{
+   Held result;
+   Held::of(manipulator)
+      .withEachOf(result,
+                  [&steps](const auto& list, auto& present)
+                  {
+                     for (const auto* element : list.vectorContainer())
+                     {
+                        auto moved = element != nullptr ? cloneOf(*element) : nullptr;
+                        for (const Inwards& step : steps)
+                           if (moved)
+                              moved = carried(*moved, step);
+                        if (moved)
+                           present.pushBack(*moved);
+                     }
+                  });
+   return result;
+}
+
+/// Takes out of a manipulator that was merged what had come to it and is gone, as it is told where the manipulator
+/// came to: this, in its own labels and indices.
+Held dropped(ZqIndividualManipulator& manipulator, const Held& gone, const Inwards& inwards)
+{
+   Held rest = Held::of(manipulator);
+   Held result;
+   const auto dropFrom = [&inwards](auto& list, const auto& present, auto& own)
+   {
+      for (const auto* one : present.vectorContainer())
+         for (ZqU32 i = list.size(); i-- > 0;)
+         {
+            const auto* element = list.vectorContainer()[i];
+            const auto moved = element != nullptr ? carried(*element, inwards) : nullptr;
+            if (!moved || !moved->equality(one))
+               continue;
+            own.pushBack(*element);
+            list.erase(i);
+            break;
+         }
+   };
+   dropFrom(rest.constraints, gone.constraints, result.constraints);
+   dropFrom(rest.limits, gone.limits, result.limits);
+   dropFrom(rest.criteria, gone.criteria, result.criteria);
+   dropFrom(rest.objects, gone.objects, result.objects);
+   rest.giveTo(manipulator);
+   return result;
 }
 
 /// Moves elements from a list to that of the manipulator that is taken off: as they were where they have
 /// not been changed, and else those that speak of its links.
-template <class List, class Later>
-void giveElements(List& list, List& to, const Outwards& outwards, const Later& laterOnes)
+template <class List>
+void giveElements(List& list, List& to, const Outwards& outwards, const List& laterOnes)
 {
    const List originals = to;
    to.clear();
@@ -227,12 +296,12 @@ void giveElements(List& list, List& to, const Outwards& outwards, const Later& l
          break;
       }
    }
-   for (const auto& later : laterOnes)
+   for (const auto* later : laterOnes.vectorContainer())
    {
       const auto back = cloneOf(*later);
       for (ZqU32 i = 0; i < list.size(); ++i)
-         if (list.vectorContainer()[i] != nullptr &&
-             list.vectorContainer()[i]->equality(later.get()) && back->apply(outwards.edit))
+         if (list.vectorContainer()[i] != nullptr && list.vectorContainer()[i]->equality(later) &&
+             back->apply(outwards.edit))
          {
             to.pushBack(*back);
             list.erase(i);
@@ -384,8 +453,10 @@ ZqIndividualManipulator::combine(const ZqString& linkLabel,
                  });
    origin.baseReference = model.linkReferenceDescription();
    origin.manipulatorIndex = manipulator.manipulatorIndex();
-   const Member* last = ZqLinkUnion::lastIn(*this);
-   origin.number = last != nullptr ? last->origin.number + 1 : 0;
+   for (const ZqIndividualManipulator* one :
+        {static_cast<const ZqIndividualManipulator*>(this), &model})
+      if (const Member* last = ZqLinkUnion::lastIn(*one))
+         origin.number = std::max(origin.number, last->origin.number + 1);
    // What names none of its links is not to name one of these.
    std::set<ZqString> others{model.linkLabel()};
    if (speaksOfOthers(model, children))
@@ -597,25 +668,99 @@ const ZqManipulatorLink* strayLink(const ZqIndividualManipulator& combined,
    return nullptr;
 }
 
-/// Which names of surfaces that came with a manipulator go from the combined one when it is taken off its link:
-/// those that came on with every manipulator that it was a part of by then. These forget them.
-std::vector<ZqString> namesToDrop(ZqIndividualManipulator& combined, const ZqString& carrier,
-                                  const ZqString& label, std::vector<ZqString> names)
+/// The index of a link in the manipulator that another one was merged into.
+ZqU32 indexIn(const Member& outer, const ZqString& name)
+{
+   const auto& links = outer.origin.links;
+   const auto found = std::find_if(links.begin(), links.end(),
+                                   [&name](const Name& link) { return link.own == name; });
+   if (found != links.end())
+      return static_cast<ZqU32>(found - links.begin());
+   return name == outer.manipulator.linkLabel() ? ZqBaseLinkIndex : ZqNoLinkIndex;
+}
+
+/// How a manipulator came into the base of one that was merged itself.
+Inwards inwardsInto(const Member& outer, const Member& inner)
+{
+   return {editInto(inner, outer.manipulator.linkLabel(),
+                    [&outer](const ZqString& name) { return indexIn(outer, name); }),
+           inner.manipulator.isFixedBase()};
+}
+
+/// A manipulator that leaves the combined one.
+struct Departure
+{
+   ZqString label;
+   ZqU32 number;                   ///< of the merge into the link that it leaves
+   bool isTaken;                   ///< not because that is on a link of what is taken off
+   Held held;                      ///< what it brought, as it is there
+   std::vector<ZqString> surfaces; ///< names that came with it, and go
+   ZqShape::Surfaces brought;      ///< the same with values, of all that came with it at first
+};
+
+/// Has one that was merged forget what leaves, if that was a part of it, and all within that. Names of surfaces
+/// that had not come on with it stay from there on.
+void forgetIn(Member& outer, Departure& departure, const Inwards& inwards, const ZqString& carrier)
+{
+   const auto& links = outer.origin.links;
+   const auto found = std::find_if(links.begin(), links.end(),
+                                   [&](const Name& name) { return name.present == carrier; });
+   if (found == links.end() || outer.origin.number <= departure.number)
+      return;
+   const Held own = dropped(outer.manipulator, departure.held, inwards);
+   if (outer.manipulator.linkUnion() != nullptr)
+   {
+      Departure inside{departure.label,
+                       departure.number,
+                       departure.isTaken,
+                       own,
+                       std::move(departure.surfaces),
+                       {}};
+      ZqLinkUnion changed = *outer.manipulator.linkUnion();
+      for (Member& inner : changed.members)
+         forgetIn(inner, inside, inwardsInto(outer, inner), found->own);
+      ZqLinkUnion::set(outer.manipulator, std::move(changed));
+      departure.surfaces = std::move(inside.surfaces);
+   }
+   outer.forget(departure.label, departure.surfaces);
+}
+
+/// The same in those that the manipulator that is taken off was a part of where it was merged into a base. Names
+/// of surfaces that came with itself these have forgotten already.
+void forgetAround(ZqManipulatorLink& link, const Popped& popped, const std::vector<Inwards>& steps,
+                  Departure& departure, std::size_t depth = 0)
+{
+   if (depth == popped.places.size())
+      return;
+   ZqLinkUnion changed = *link.linkUnion();
+   Member& outer = changed.members[popped.places[depth]];
+   if (!departure.isTaken && outer.origin.number <= departure.number)
+      return;
+   Departure inside{departure.label,
+                    departure.number,
+                    departure.isTaken,
+                    dropped(outer.manipulator, departure.held, steps[popped.places.size() - depth]),
+                    std::move(departure.surfaces),
+                    {}};
+   forgetAround(outer.manipulator, popped, steps, inside, depth + 1);
+   departure.surfaces = std::move(inside.surfaces);
+   if (!departure.isTaken)
+      outer.forget(departure.label, departure.surfaces);
+   ZqLinkUnion::set(link, std::move(changed));
+}
+
+/// The same in all that had come to other links of the combined manipulator.
+void forgetInAll(ZqIndividualManipulator& combined, Departure& departure, const ZqString& carrier,
+                 const ZqManipulatorLink& done)
 {
    std::vector<std::pair<ZqManipulatorLink*, std::size_t>> outer;
    const auto memberAt = [](const auto& place) -> const Member&
    { return place.first->linkUnion()->members[place.second]; };
    for (const auto& [name, link] : combined.linkPointerMap())
-      for (std::size_t i = 0; link->linkUnion() != nullptr && i < link->linkUnion()->members.size();
+      for (std::size_t i = 0;
+           link != &done && link->linkUnion() != nullptr && i < link->linkUnion()->members.size();
            ++i)
-      {
-         const Member& member = link->linkUnion()->members[i];
-         const auto& links = member.origin.links;
-         if (member.manipulator.usingManipulatorLabels().contains(label) &&
-             std::any_of(links.begin(), links.end(),
-                         [&carrier](const Name& own) { return own.present == carrier; }))
-            outer.emplace_back(link, i);
-      }
+         outer.emplace_back(link, i);
    // The innermost first, which has the fewest links.
    std::sort(outer.begin(), outer.end(),
              [&](const auto& a, const auto& b)
@@ -623,10 +768,44 @@ std::vector<ZqString> namesToDrop(ZqIndividualManipulator& combined, const ZqStr
    for (const auto& [link, i] : outer)
    {
       ZqLinkUnion changed = *link->linkUnion();
-      changed.members[i].forgetOn(carrier, label, names);
+      Member& member = changed.members[i];
+      const Inwards inwards{editInto(member, link->linkLabel(),
+                                     [&combined](const ZqString& name)
+                                     { return combined.linkIndexByIdentifier(name); }),
+                            member.manipulator.isFixedBase()};
+      forgetIn(member, departure, inwards, carrier);
       ZqLinkUnion::set(*link, std::move(changed));
    }
-   return names;
+}
+
+/// What came to links of a manipulator later than this to the combined one, and leaves with it: by the link. What
+/// came as a part of others is not told apart from them.
+std::vector<std::pair<const ZqManipulatorLink*, const Member*>>
+laterThan(const Member& member, ZqManipulatorLink::ChildLinks& links)
+{
+   std::vector<std::pair<const ZqManipulatorLink*, const Member*>> result;
+   forEachLinkOf(links,
+                 [&](const ZqManipulatorLink& link)
+                 {
+                    if (link.linkUnion() != nullptr)
+                       for (const Member& later : link.linkUnion()->members)
+                          if (later.origin.number > member.origin.number)
+                             result.emplace_back(&link, &later);
+                 });
+   const auto isPart = [all = result](const auto& one)
+   {
+      return std::any_of(all.begin(), all.end(),
+                         [&one](const auto& other)
+                         {
+                            const auto& names = other.second->origin.links;
+                            return other.second->origin.number > one.second->origin.number &&
+                                   std::any_of(names.begin(), names.end(),
+                                               [&one](const Name& name)
+                                               { return name.present == one.first->linkLabel(); });
+                         });
+   };
+   std::erase_if(result, isPart);
+   return result;
 }
 
 /// Rows go with the last of the pairs that they had come with.
@@ -740,26 +919,19 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
       ZqLinkUnion::presentNames(popped.member.origin.links, popped.within);
 
    // How it came: from merge to merge, and last into this manipulator.
+   const auto inwardsHere = [this](const Member& inner, const ZqString& link) -> Inwards
+   {
+      return {editInto(inner, link,
+                       [this](const ZqString& name) { return linkIndexByIdentifier(name); }),
+              inner.manipulator.isFixedBase()};
+   };
    Outwards outwards;
    for (std::size_t i = popped.within.size() + 1; i-- > 0;)
    {
       const Member& inner = i < popped.within.size() ? popped.within[i] : popped.member;
       const Member* outer = i > 0 ? &popped.within[i - 1] : nullptr;
-      const auto indexOf = [&](const ZqString& name) -> ZqU32
-      {
-         if (outer == nullptr)
-            return linkIndexByIdentifier(name);
-         const auto& links = outer->origin.links;
-         const auto found = std::find_if(links.begin(), links.end(),
-                                         [&name](const Name& link) { return link.own == name; });
-         if (found != links.end())
-            return static_cast<ZqU32>(found - links.begin());
-         return name == outer->manipulator.linkLabel() ? ZqBaseLinkIndex : ZqNoLinkIndex;
-      };
-      outwards.inwards.push_back(
-         {editInto(inner, outer != nullptr ? outer->manipulator.linkLabel() : carrierLabel,
-                   indexOf),
-          inner.manipulator.isFixedBase()});
+      outwards.inwards.push_back(outer != nullptr ? inwardsInto(*outer, inner)
+                                                  : inwardsHere(inner, carrierLabel));
    }
 
    // Its links on the carrier go, with all below them, and have their own labels again. Others that were added
@@ -818,32 +990,36 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
    }
    indices.pop_back();
    outwards.remaining = ZqLinkEdit::matched(ownLabels, remaining);
-   // What came to its links later brought this.
-   Later<ZqBaseStateEqualityConstraint> laterConstraints;
-   Later<ZqBaseStateConstraint> laterLimits;
-   Later<ZqBaseStoppingCriterion> laterCriteria;
-   Later<ZqBaseGeneralBoundObject> laterObjects;
-   const auto& earlier = popped.member.manipulator.m_usingManipulatorLabels;
-   forEachLinkOf(going,
-                 [&](const ZqManipulatorLink& link)
-                 {
-                    for (std::size_t i = 0;
-                         link.linkUnion() != nullptr && i < link.linkUnion()->members.size(); ++i)
-                    {
-                       const Member& later = link.linkUnion()->members[i];
-                       if (earlier.contains(later.manipulator.m_manipulatorLabel))
-                          continue;
-                       const Inwards inwards{editInto(later, link.linkLabel(),
-                                                      [this](const ZqString& name)
-                                                      { return linkIndexByIdentifier(name); }),
-                                             later.manipulator.isFixedBase()};
-                       addPresent(laterConstraints, later.manipulator.m_stateEqualityConstraints,
-                                  inwards);
-                       addPresent(laterLimits, later.manipulator.m_stateConstraints, inwards);
-                       addPresent(laterCriteria, later.manipulator.m_stoppingCriteria, inwards);
-                       addPresent(laterObjects, later.manipulator.m_generalBoundObjects, inwards);
-                    }
-                 });
+   // What leaves: it, and what came to its links later.
+   std::vector<std::pair<ZqString, Departure>> departures{
+      {carrierLabel,
+       {label,
+        (popped.within.empty() ? popped.member : popped.within.front()).origin.number,
+        true,
+        carriedThrough(outwards.inwards, popped.member.manipulator),
+        popped.surfaces,
+        {}}}};
+   Held laterHeld;
+   for (const auto& [link, later] : laterThan(popped.member, going))
+   {
+      const Held held =
+         carriedThrough({inwardsHere(*later, link->linkLabel())}, later->manipulator);
+      held.withEachOf(laterHeld,
+                      [](const auto& list, auto& all)
+                      {
+                         for (const auto* element : list.vectorContainer())
+                            all.pushBack(*element);
+                      });
+      ZqShape::Surfaces brought;
+      for (const ZqString& name : later->origin.surfaces)
+         if (const ZqDataMap* values = later->manipulator.m_surfaces.lookupPointer(name))
+            brought.add(name, *values);
+      departures.push_back({link->linkLabel(),
+                            {later->manipulator.m_manipulatorLabel, later->origin.number, false,
+                             held, later->origin.surfaces, brought}});
+   }
+   for (auto& [link, departure] : departures)
+      forgetAround(rest, popped, outwards.inwards, departure);
    const ZqCoordinateSystemTransformation X = carrier->primaryFrame() * popped.transform *
                                               popped.member.manipulator.primaryFrame().inverse();
    for (ZqManipulatorLink& child : going)
@@ -863,10 +1039,16 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
    for (const ZqString& name : popped.member.origin.sharers)
       if (ZqManipulatorLink* link = taken.linkByIdentifier(name))
          ZqLinkUnion::shareShape(*link, taken);
-   if (popped.member.origin.baseReference.isShapeReferenced())
-      if (ZqManipulatorLink* owner =
-             taken.linkByIdentifier(popped.member.origin.baseReference.referencedLinkLabel()))
+   ZqLinkReferenceDescription shared = popped.member.origin.baseReference;
+   if (!shared.isShapeReferenced() && taken.linkUnion() != nullptr)
+      shared = taken.linkUnion()->before.linkReferenceDescription();
+   if (shared.isShapeReferenced())
+   {
+      // Others may have come to the owner.
+      ZqLinkUnion::endSharing(taken, shared.referencedLinkLabel());
+      if (ZqManipulatorLink* owner = taken.linkByIdentifier(shared.referencedLinkLabel()))
          ZqLinkUnion::shareShape(taken, *owner);
+   }
    taken.mapManipulator();
    ZqLinkEdit::Labels formerLabels;
    for (const Name& name : names)
@@ -876,41 +1058,28 @@ ZqIndividualManipulator::uncombine(const ZqString& label, ZqIndividualManipulato
 
    // What it held.
    giveElements(m_stateEqualityConstraints, taken.m_stateEqualityConstraints, outwards,
-                laterConstraints);
-   giveElements(m_stateConstraints, taken.m_stateConstraints, outwards, laterLimits);
-   giveElements(m_stoppingCriteria, taken.m_stoppingCriteria, outwards, laterCriteria);
-   giveElements(m_generalBoundObjects, taken.m_generalBoundObjects, outwards, laterObjects);
+                laterHeld.constraints);
+   giveElements(m_stateConstraints, taken.m_stateConstraints, outwards, laterHeld.limits);
+   giveElements(m_stoppingCriteria, taken.m_stoppingCriteria, outwards, laterHeld.criteria);
+   giveElements(m_generalBoundObjects, taken.m_generalBoundObjects, outwards, laterHeld.objects);
    for (ZqU32& index : taken.m_displayLinkIndices)
       index = outwards.restored.index(index);
    std::erase(taken.m_displayLinkIndices.vectorContainer(), ZqNoLinkIndex);
-   for (const ZqString& name : namesToDrop(*this, carrierLabel, label, std::move(popped.surfaces)))
+   for (auto& [link, departure] : departures)
    {
-      const ZqDataMap* values = m_surfaces.lookupPointer(name);
-      const ZqDataMap* own = taken.m_surfaces.lookupPointer(name);
-      if (values != nullptr && own != nullptr && *values == *own)
-         m_surfaces.erase(name);
-   }
-   // Surfaces of what came to its links later, and goes with them.
-   for (const auto& [name, link] : taken.linkPointerMap())
-      for (std::size_t i = 0; link->linkUnion() != nullptr && i < link->linkUnion()->members.size();
-           ++i)
+      forgetInAll(*this, departure, link, *carrier);
+      for (const auto& [name, values] : departure.brought.mapContainer())
+         taken.m_surfaces.mapContainer().try_emplace(name, values);
+      for (const ZqString& name : departure.surfaces)
       {
-         const Member& later = link->linkUnion()->members[i];
-         if (taken.m_usingManipulatorLabels.contains(later.manipulator.m_manipulatorLabel))
+         const ZqDataMap* values = m_surfaces.lookupPointer(name);
+         const ZqDataMap* own = taken.m_surfaces.lookupPointer(name);
+         if (values == nullptr || own == nullptr || (departure.isTaken && !(*values == *own)))
             continue;
-         for (const ZqString& surface : later.origin.surfaces)
-            if (const ZqDataMap* values = m_surfaces.lookupPointer(surface))
-            {
-               taken.m_surfaces.mapContainer().try_emplace(surface, *values);
-               m_surfaces.erase(surface);
-            }
-         const ZqString& laterLabel = later.manipulator.m_manipulatorLabel;
-         std::vector<ZqString> surfaces = later.origin.surfaces;
-         ZqLinkUnion::forgetWithin(rest, laterLabel, surfaces);
-         for (const auto& [other, staying] : linkPointerMap())
-            if (surfaces = later.origin.surfaces; !moved.contains(other))
-               ZqLinkUnion::forgetWithin(*staying, laterLabel, surfaces);
+         taken.m_surfaces.add(name, ZqDataMap(*values));
+         m_surfaces.erase(name);
       }
+   }
    giveCollisionPairs(taken, names, carrierLabel, outwards.restored);
    giveLabelMapping(taken, moved);
 

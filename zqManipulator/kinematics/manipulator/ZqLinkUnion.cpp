@@ -207,39 +207,6 @@ void ZqLinkUnion::Member::forget(const ZqString& label, std::vector<ZqString>& s
                  [this](const ZqString& name) { return std::erase(origin.surfaces, name) == 0; });
 }
 
-void ZqLinkUnion::Member::forgetOn(const ZqString& carrier, const ZqString& label,
-                                   std::vector<ZqString>& surfaces)
-{
-   const auto& links = origin.links;
-   const auto found = std::find_if(links.begin(), links.end(),
-                                   [&](const Name& name) { return name.present == carrier; });
-   if (found == links.end() || !manipulator.usingManipulatorLabels().contains(label))
-      return;
-   if (manipulator.m_union)
-   {
-      ZqLinkUnion changed = *manipulator.m_union;
-      for (Member& inner : changed.members)
-         inner.forgetOn(found->own, label, surfaces);
-      set(manipulator, std::move(changed));
-   }
-   forget(label, surfaces);
-}
-
-void ZqLinkUnion::forgetWithin(ZqManipulatorLink& link, const ZqString& label,
-                               std::vector<ZqString>& surfaces)
-{
-   if (!link.m_union)
-      return;
-   ZqLinkUnion changed = *link.m_union;
-   for (Member& member : changed.members)
-      if (member.manipulator.usingManipulatorLabels().contains(label))
-      {
-         forgetWithin(member.manipulator, label, surfaces);
-         member.forget(label, surfaces);
-      }
-   set(link, std::move(changed));
-}
-
 void ZqLinkUnion::addOtherLabels(const ZqManipulatorLink& link, ZqLabelPool& pool)
 {
    if (!link.m_union)
@@ -326,6 +293,7 @@ bool ZqLinkUnion::pop(ZqManipulatorLink& link, const ZqString& label, Popped& po
          popped.transform = member.transform * popped.transform;
          const std::vector<Name> gone = presentNames(popped.member.origin.links, popped.within);
          popped.within.insert(popped.within.begin(), member);
+         popped.places.insert(popped.places.begin(), i);
          for (const Name& goneName : gone)
             for (Name& name : member.origin.links)
                if (goneName.present == name.own)

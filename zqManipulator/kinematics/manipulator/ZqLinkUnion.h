@@ -35,8 +35,8 @@ public:
       std::vector<ZqString> surfaces;           ///< names that came into the combined manipulator
       std::vector<ZqString> sharers;            ///< own labels of links that used the base's shape
       ZqLinkReferenceDescription baseReference; ///< whose shape the base used
-      ZqU32 number = 0;                         ///< in the order in which they came
-      ZqU32 manipulatorIndex = 0;               ///< in the system
+      ZqU32 number = 0;           ///< above those of all that had come to either of the two before
+      ZqU32 manipulatorIndex = 0; ///< in the system
    };
    struct Member
    {
@@ -47,22 +47,20 @@ public:
       /// Another one that it had taken in is gone, with names of surfaces. What is left of these came with this
       /// one, too.
       void forget(const ZqString& label, std::vector<ZqString>& surfaces);
-      /// The same for one that was on a link of it, by the present label, and for all within that had the link.
-      void forgetOn(const ZqString& carrier, const ZqString& label,
-                    std::vector<ZqString>& surfaces);
    };
    /// What is taken out of a union.
    struct Popped
    {
       Member member;
       ZqCoordinateSystemTransformation transform; ///< its primary frame in that of the link
-      std::vector<Member> within; ///< which manipulators it was a part of, the outermost first
+      std::vector<Member> within;      ///< which manipulators it was a part of, the outermost first
+      std::vector<std::size_t> places; ///< of these, each in the union that it is in
 
       /// Names of surfaces that go with it.
       std::vector<ZqString> surfaces;
    };
 
-   /// Of those that came to links of a manipulator, the label of the last one; null when there is none.
+   /// Of those that came to links of a manipulator, the last one; null when there is none.
    static const Member* lastIn(const ZqIndividualManipulator& manipulator);
    /// Has all links of a manipulator forget what is merged into them.
    static void forget(ZqIndividualManipulator& manipulator);
@@ -76,9 +74,6 @@ public:
    /// The names of a manipulator that was merged, as they are in the outermost of those that it is a part of.
    static std::vector<Name> presentNames(const std::vector<Name>& names,
                                          const std::vector<Member>& within);
-   /// Has all that is merged into a link forget of another one, which goes with one that it had come to.
-   static void forgetWithin(ZqManipulatorLink& link, const ZqString& label,
-                            std::vector<ZqString>& surfaces);
    /// Tells a pool what stands for names of no links in what is merged into a link.
    static void addOtherLabels(const ZqManipulatorLink& link, ZqLabelPool& pool);
    /// Replaces what is remembered, without a change of the link.
