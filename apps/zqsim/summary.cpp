@@ -48,7 +48,9 @@ zqsim::Json zqsim::summarize(const RunHead& head, const Schedule& schedule,
                           {"time", fired.time}});
    }
    Json gap;
-   if (const auto& greatest = simulation.greatestGap())
+   // Gears have no gap that could be measured.
+   if (const auto& greatest = simulation.greatestGap();
+       greatest && greatest->constraint != ZqNoLinkIndex)
    {
       const auto& manipulator = simulation.system().manipulators()[greatest->manipulator];
       gap = {

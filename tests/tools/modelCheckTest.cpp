@@ -1,4 +1,5 @@
 #include "support/logCapture.h"
+#include "zqManipulator/actuation/ZqMechanicalActuatorComponent.h"
 #include "zqManipulator/foundation/function/ZqLinearMultivariableConstraint.h"
 #include "zqManipulator/kinematics/joint/ZqDenavitHartenberg.h"
 #include "zqManipulator/kinematics/joint/ZqQuadrilateralTypeLink.h"
@@ -9,6 +10,8 @@
 #include "zqManipulator/tools/checks/ZqModelCheck.h"
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 namespace
 {
@@ -44,6 +47,29 @@ std::string textsOf(const ZqStatedSystem& scene)
    for (const Zq::Diagnostic& found : Zq::checkModel(scene))
       result += found.code + ": " + Zq::toString(found) + '\n';
    return result;
+}
+
+// One joint with the moment I and the friction c at the joint: v' = v (1 - dt c / I) leaves its size at dt = 2 I / c.
+TEST(ModelCheck, TellsOfStepsThatFrictionOfDrivesIsTooFastFor)
+{
+   constexpr ZqReal moment = 2e-3, friction = 0.5, ratio = 20.0;
+   ZqStatedSystem scene = sceneOf(bodyOf(1.0, {0.0, 0.0, 0.0}, moment));
+   ZqMechanicalActuatorComponent part;
+   part.setGearRatio(ratio);
+   part.setFrictionCoefficient(friction / (ratio * ratio));
+   ZqJointActuator drive;
+   drive.setMechanicalComponent(part);
+   ASSERT_TRUE(scene.editManipulator(0, [&](ZqIndividualManipulator& manipulator)
+                                     { manipulator.linkByIndex(0)->setJointActuator(drive); }));
+   const auto isTold = [&](ZqReal step)
+   {
+      const auto found = Zq::checkModel(scene, step);
+      return std::any_of(found.begin(), found.end(),
+                         [](const Zq::Diagnostic& diagnostic)
+                         { return diagnostic.code == "damping-step"; });
+   };
+   EXPECT_TRUE(isTold(2.001 * moment / friction));
+   EXPECT_FALSE(isTold(1.999 * moment / friction));
 }
 
 TEST(ModelCheck, TellsWhatAnImpossibleBodyMayMean)

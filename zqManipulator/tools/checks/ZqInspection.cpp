@@ -2,6 +2,7 @@
 
 #include <array>
 #include <charconv>
+#include <cmath>
 
 ZqString zqChecks::pathOf(const ZqIndividualManipulator& manipulator)
 {
@@ -19,4 +20,10 @@ ZqString zqChecks::rounded(ZqReal value)
    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value,
                                   std::chars_format::general, 6);
    return {digits.data(), end.ptr};
+}
+
+ZqReal zqChecks::roundedDown(ZqReal value)
+{
+   const ZqReal unit = std::pow(10.0, std::floor(std::log10(value)) - 1.0);
+   return std::floor(value / unit) * unit;
 }

@@ -61,5 +61,7 @@ ZqString pathOf(const ZqIndividualManipulator& manipulator);
 ZqString pathOf(const ZqIndividualManipulator& manipulator, const ZqManipulatorLink& link);
 /// With six digits.
 ZqString rounded(ZqReal value);
+/// Of two digits, and not above the number.
+ZqReal roundedDown(ZqReal value);
 /// @}
 } // namespace zqChecks

@@ -332,13 +332,6 @@ ZqString nameOf(const Inspection& inspection, const ZqLinkKey& key)
           quoted(inspection.manipulator(key.manipulatorIndex()).manipulatorLabel());
 }
 
-/// To two digits that are not above the number.
-ZqReal roundedDown(ZqReal value)
-{
-   const ZqReal unit = std::pow(10.0, std::floor(std::log10(value)) - 1.0);
-   return std::floor(value / unit) * unit;
-}
-
 /// What touches is told before what may touch one day, which is not looked at so closely.
 void checkStep(Inspection& inspection, const ZqContactEstimate& estimate,
                std::optional<ZqReal> step)

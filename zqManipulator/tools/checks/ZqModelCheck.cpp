@@ -8,6 +8,7 @@
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystemStruct.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
+#include "zqManipulator/tools/checks/ZqDampingCheck.h"
 #include "zqManipulator/tools/checks/ZqInteractionChecks.h"
 
 #include <algorithm>
@@ -616,6 +617,8 @@ std::vector<Zq::Diagnostic> Zq::checkModel(const ZqStatedSystem& scene, std::opt
          check(inspection, i);
    for (const ZqManipulatorAttachmentNode& root : scene.configuration().attachmentMap().baseNodes())
       checkAttachments(inspection, root);
+   for (ZqU32 i = 0; i < scene.numberOfManipulators(); ++i)
+      checkDamping(inspection, i, step);
    checkExclusions(inspection);
    checkOverlaps(inspection, contactForceOf(scene) != nullptr);
    checkInteractions(inspection);
