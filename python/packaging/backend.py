@@ -64,8 +64,15 @@ def compiled() -> Path:
                "ZQ_BUILD_EXAMPLES": "OFF", "ZQ_BUILD_APPS": "OFF", "ZQ_INSTALL": "OFF"}
     run("cmake", "-G", "Ninja", "-S", str(ROOT), "-B", str(build), *(f"-D{name}={value}" for name, value in options.items()))
     run("cmake", "--build", str(build), "--target", "zqPython", "-j", os.environ.get("ZQ_JOBS", "2"))
-    bundle(build / "python" / NAME)
-    return build / "python" / NAME
+    package = build / "python" / NAME
+    bundle(package)
+    # Bundling the page may need a network, and must not wait for one.
+    once = dict(os.environ, npm_config_fetch_retries="0", npm_config_fetch_timeout="20000")
+    subprocess.run(["cmake", "--build", str(build), "--target", "zqPythonPage"], env=once, check=False)
+    if not (package / "replay.html").exists():
+        print(f"{NAME}: the page in which scenes and runs show themselves is left out: that takes node, npm and, "
+              "once, a network. `make run` bundles it, too.")
+    return package
 
 
 def bundle(package: Path) -> None:

@@ -42,17 +42,17 @@ std::string textOf(const Loss& loss)
    fail("convert " + file, diagnostics);
 }
 
-void warnOfLosses(const std::string& file, const ZqConversionLosses& losses)
+void warnOfLosses(const std::string& file, const ZqConversionLosses& losses, const char* teller)
 {
    if (!losses.empty())
-      warn(
-         {{Zq::Severity::Warning,
-           "losses",
-           file,
-           losses.front().line,
-           {},
-           std::to_string(losses.size()) +
-              " losses, which `losses` of the scene tells; the first: " + textOf(losses.front())}});
+      warn({{Zq::Severity::Warning,
+             "losses",
+             file,
+             losses.front().line,
+             {},
+             std::to_string(losses.size()) +
+                (losses.size() == 1 ? " loss, which " : " losses, which ") + teller +
+                "; the first: " + textOf(losses.front())}});
 }
 
 std::optional<ZqTriangleMesh> readMesh(const ZqString& fileName)
@@ -90,7 +90,7 @@ std::shared_ptr<Scene> load(const py::object& path,
    scene->losses = reader.losses();
    if (isStrict && !scene->losses.empty())
       failForLosses(file, scene->losses);
-   warnOfLosses(file, scene->losses);
+   warnOfLosses(file, scene->losses, "`losses` of the scene tells");
    return scene;
 }
 
@@ -127,6 +127,7 @@ ZqConversionLosses saveUrdf(const Manipulator& manipulator, const py::object& pa
          failForLosses(file, writer.losses());
    }
    perform("save " + file, [&] { return writer.write(copy, index, file); });
+   warnOfLosses(file, writer.losses(), "the answer tells");
    return writer.losses();
 }
 } // namespace
@@ -158,7 +159,9 @@ void zqPython::bindUrdf(py::module_& module)
    manipulatorClass(module).def(
       "save_urdf", &saveUrdf, py::arg("path"), py::kw_only(), py::arg("meshes") = py::none(),
       py::arg("mesh_uri") = py::none(), py::arg("strict") = false,
-      "Writes the manipulator, with what is attached to its links, as URDF; answers the losses.\n\n"
+      "Writes the manipulator, with what is attached to its links, as URDF; answers the losses, "
+      "and warns "
+      "of them.\n\n"
       "meshes: a folder for files of triangles; without one, shapes that URDF does not have are "
       "lost.\n"
       "mesh_uri: how the document names that folder, as 'package://NAME/meshes/'; else by the "
