@@ -26,6 +26,8 @@ NAME = "zqmanipulator"
 SOURCES = ["CMakeLists.txt", "README.md", "CHANGELOG.md", "pyproject.toml", "apps", "cmake", "python", "zqManipulator"]
 LEFT_OUT = {"__pycache__", "node_modules", ".mypy_cache", ".pytest_cache"}
 Settings = Optional[dict[str, Any]]
+#: Libraries that every system with Python has.
+EVERYWHERE = r"(linux-vdso|ld-linux.*|lib(c|m|dl|rt|z|gcc_s|pthread|stdc\+\+))\.so\b"
 
 
 def version() -> str:
@@ -62,7 +64,28 @@ def compiled() -> Path:
                "ZQ_BUILD_EXAMPLES": "OFF", "ZQ_BUILD_APPS": "OFF", "ZQ_INSTALL": "OFF"}
     run("cmake", "-G", "Ninja", "-S", str(ROOT), "-B", str(build), *(f"-D{name}={value}" for name, value in options.items()))
     run("cmake", "--build", str(build), "--target", "zqPython", "-j", os.environ.get("ZQ_JOBS", "2"))
-    return build / "python" / NAME
+    package = build / "python" / NAME
+    bundle(package)
+    # Bundling the page may need a network, and must not wait for one.
+    once = dict(os.environ, npm_config_fetch_retries="0", npm_config_fetch_timeout="20000")
+    subprocess.run(["cmake", "--build", str(build), "--target", "zqPythonPage"], env=once, check=False)
+    if not (package / "replay.html").exists():
+        print(f"{NAME}: the page in which scenes and runs show themselves is left out: that takes node, npm and, "
+              "once, a network. `make run` bundles it, too.")
+    return package
+
+
+def bundle(package: Path) -> None:
+    """Puts the libraries that the module needs beside it, where it looks for them."""
+    for old in package.glob("lib*.so*"):
+        old.unlink()
+    for module in package.glob("_core.*.so"):
+        told = subprocess.run(["ldd", str(module)], check=True, capture_output=True, text=True).stdout
+        for name, found in re.findall(r"(\S+) => (.*?)(?: \(0x\w+\))?\n", told):
+            if found == "not found":
+                sys.exit(f"{name}, which the module needs, was not found")
+            if not re.match(EVERYWHERE, name):
+                shutil.copyfile(found, package / name)
 
 
 def build_wheel(wheel_directory: str, config_settings: Settings = None, metadata_directory: Optional[str] = None) -> str:

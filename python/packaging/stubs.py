@@ -14,7 +14,7 @@ from zqmanipulator import _core as module
 
 HEADER = '''# Written by python/packaging/stubs.py: change the bindings, and not this file.
 import os
-from collections.abc import Callable, Iterable, Iterator, Sequence
+from collections.abc import Callable, Iterable, Iterator, Mapping, Sequence
 from typing import Any, ClassVar, NamedTuple, overload
 
 import numpy
@@ -35,10 +35,15 @@ SIGNATURES = {
     "__getstate__": "(self) -> object",
     "__setstate__": "(self, state: Any) -> None",
 }
-ARGUMENTS = [(r"\bnumpy\.ndarray\[[\w.]+\]", "ArrayLike"), (r"\bList\[", "Sequence["), (r"\bpath: object", "path: str | os.PathLike[str]"),
+ARGUMENTS = [(r"\bnumpy\.ndarray\[[\w.]+\]", "ArrayLike"), (r"\bList\[", "Sequence["), (r"\b(path|meshes): object", r"\1: str | os.PathLike[str]"),
+             (r"\bmeshes: Optional\[object\]", "meshes: str | os.PathLike[str] | None"), (r"\blink: handle", "link: str | Link"),
+             (r"\btargets: object", "targets: Target | Sequence[Target] | Mapping[str, ArrayLike] | Mapping[Link, ArrayLike]"),
+             (r"\bpackages: Optional\[Dict\[str, object\]\]", "packages: Mapping[str, str | os.PathLike[str]] | None"),
              (r": dict\b(?!\[)", ": dict[Any, Any]"), (r"\bIterable\b", "Iterable[str]")]
 #: Answers that pybind11 tells too little of.
 ANSWERS = {
+    "InverseKinematicsAnswer.limits": "dict[str, tuple[str, bool]]",
+    "Trajectory.__call__": "TrajectoryPoint",
     "Dynamics.forward_derivatives": "ForwardDerivatives",
     "Dynamics.inverse_derivatives": "InverseDerivatives",
     "Simulation.contacts": "list[Contact]",

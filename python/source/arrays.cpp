@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <string_view>
 
 namespace
 {
@@ -38,6 +39,25 @@ std::array<ZqReal, 6> sixOf(const ZqVector& first, const ZqVector& second)
 constexpr ZqReal rotationTolerance = 1e-9;
 constexpr ZqReal noBound = 1e300;
 } // namespace
+
+zqPython::Array::Numbers zqPython::Array::convertedOrNone(py::handle source)
+{
+   const py::array array = py::array::ensure(source);
+   if (!array)
+      return py::reinterpret_steal<Numbers>(py::handle());
+   constexpr std::string_view kinds = "biufO";
+   if (kinds.find(array.dtype().kind()) == std::string_view::npos)
+      return py::reinterpret_steal<Numbers>(py::handle());
+   return Numbers::ensure(array);
+}
+
+zqPython::Array::Numbers zqPython::Array::converted(py::handle source)
+{
+   Numbers numbers = convertedOrNone(source);
+   if (!numbers)
+      throw py::type_error("expected numbers");
+   return numbers;
+}
 
 void zqPython::require(const Array& array, const char* name,
                        std::initializer_list<py::ssize_t> shape)

@@ -13,10 +13,24 @@
 
 /// Numbers between Python and the library. Arrays of double precision that lie in rows are read where they
 /// are; of what is otherwise a copy is made. Whatever cannot become such an array is a `TypeError`, and one of
-/// another shape a `ValueError` that tells both shapes.
+/// another shape a `ValueError` that tells both shapes. Neither complex numbers nor text are taken for numbers.
 namespace zqPython
 {
-using Array = py::array_t<ZqReal, py::array::c_style | py::array::forcecast>;
+class Array : public py::array_t<ZqReal, py::array::c_style | py::array::forcecast>
+{
+public:
+   using Numbers = py::array_t<ZqReal, py::array::c_style | py::array::forcecast>;
+   using Numbers::Numbers;
+   Array() = default;
+   /// A `TypeError` for what is no array of numbers.
+   explicit Array(const py::object& source) : Numbers(converted(source)) {}
+
+   /// Empty, without an exception, for complex numbers, text, and whatever else makes no array of numbers.
+   static Numbers convertedOrNone(py::handle source);
+
+private:
+   static Numbers converted(py::handle source);
+};
 using Shape = std::vector<py::ssize_t>;
 
 /// A length that an array may have as it likes.
@@ -71,3 +85,30 @@ Array arrayOf(const ZqGeneralMotion& motion);
 void writeFrame(const ZqCoordinateSystemTransformation& frame, std::span<ZqReal> numbers);
 /// @}
 } // namespace zqPython
+
+namespace pybind11::detail
+{
+template <>
+struct handle_type_name<zqPython::Array> : handle_type_name<zqPython::Array::Numbers>
+{
+};
+template <>
+struct pyobject_caster<zqPython::Array>
+{
+   bool load(handle source, bool convert)
+   {
+      if (!convert && !zqPython::Array::Numbers::check_(source))
+         return false;
+      const object numbers = zqPython::Array::convertedOrNone(source);
+      if (!numbers)
+         return false;
+      value = reinterpret_borrow<zqPython::Array>(numbers);
+      return true;
+   }
+   static handle cast(const handle& source, return_value_policy, handle)
+   {
+      return source.inc_ref();
+   }
+   PYBIND11_TYPE_CASTER(zqPython::Array, handle_type_name<zqPython::Array>::name);
+};
+} // namespace pybind11::detail

@@ -23,9 +23,12 @@ void bindMass(py::module_& module);
 void bindModel(py::module_& module);
 void bindEditing(py::module_& module);
 void bindTools(py::module_& module);
+void bindUrdf(py::module_& module);
+void bindPosture(py::module_& module);
 void bindDynamics(py::module_& module);
 void bindBatch(py::module_& module);
 void bindSimulation(py::module_& module);
 void bindRun(py::module_& module);
+void bindControl(py::module_& module);
 /// @}
 } // namespace zqPython

@@ -14,8 +14,11 @@ PYBIND11_MODULE(_core, module)
    zqPython::bindModel(module);
    zqPython::bindEditing(module);
    zqPython::bindTools(module);
+   zqPython::bindUrdf(module);
+   zqPython::bindPosture(module);
    zqPython::bindDynamics(module);
    zqPython::bindBatch(module);
    zqPython::bindSimulation(module);
    zqPython::bindRun(module);
+   zqPython::bindControl(module);
 }

@@ -3,7 +3,6 @@
 #include "python/source/arrays.h"
 #include "python/source/failures.h"
 #include "python/source/simulation.h"
-#include "zqManipulator/simulation/step/ZqInputTable.h"
 
 #include <array>
 #include <chrono>
@@ -22,11 +21,6 @@ namespace
 using namespace zqPython;
 
 // Tables of inputs
-
-struct InputTable
-{
-   ZqInputTable table;
-};
 
 void setInterpolation(ZqInputTable& table, const std::string& name)
 {

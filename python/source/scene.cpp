@@ -47,13 +47,6 @@ bool hasAttachments(const ZqStatedSystem& scene)
    return ZqManipulatorLink::hasAttachments(&context);
 }
 
-std::shared_ptr<Scene> load(const ZqString& path)
-{
-   const auto scene = std::make_shared<Scene>();
-   perform("load " + path, [&] { return Zq::load(scene->model(), path); });
-   return scene;
-}
-
 std::shared_ptr<Scene> fromXml(const std::string& document)
 {
    const auto scene = std::make_shared<Scene>();
@@ -63,6 +56,8 @@ std::shared_ptr<Scene> fromXml(const std::string& document)
 
 void save(const Scene& scene, const ZqString& path, bool defaults)
 {
+   if (path.ends_with(".urdf"))
+      throw py::value_error("save: URDF is written by `save_urdf` of a manipulator");
    ZqStatedSystem copy = scene.stated();
    perform("save " + path, [&] { return copy.keepCombinations(), Zq::save(copy, path, defaults); });
 }
@@ -251,10 +246,6 @@ void zqPython::bindScene(py::module_& module)
                                 "A manipulator of a scene: a tree of links on a base.\n\n"
                                 "Link i has joint i. Arrays of joints are in this order.");
    LinkClass link(module, "Link", "A link of a manipulator, with the joint that moves it.");
-
-   module.def(
-      "load", [](const py::object& path) { return load(pathOf(path)); }, py::arg("path"),
-      "Reads a scene from a document. What had to be repaired is warned of.");
 
    scene.def(py::init<>(), "An empty scene.")
       .def_static("from_xml", &fromXml, py::arg("document"),

@@ -3,6 +3,7 @@
 #include "python/source/bindings.h"
 #include "zqManipulator/kinematics/system/ZqStatedSystem.h"
 #include "zqManipulator/state/ZqSystemActiveState.h"
+#include "zqManipulator/tools/urdf/ZqConversionLoss.h"
 
 #include <functional>
 #include <map>
@@ -43,7 +44,7 @@ class Scene
 public:
    Scene() = default;
    explicit Scene(ZqStatedSystem stated) : m_stated(std::move(stated)) {}
-   Scene(const Scene& other) : m_stated(other.m_stated) {}
+   Scene(const Scene& other) : losses(other.losses), m_stated(other.m_stated) {}
    Scene& operator=(const Scene&) = delete;
 
    const ZqStatedSystem& stated() const { return m_stated; }
@@ -64,6 +65,7 @@ public:
 
    Labels labels;                              ///< of manipulators
    std::map<Labels::Label, Labels> linkLabels; ///< by the label of their manipulator
+   ZqConversionLosses losses;                  ///< when it was read
 
 private:
    ZqStatedSystem m_stated;

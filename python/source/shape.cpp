@@ -86,7 +86,8 @@ AnyShape newHull(const Array& points)
    return shapeOf(ZqConvexHull(pointsOf(points, "points")));
 }
 
-using Indices = py::array_t<std::int64_t, py::array::c_style | py::array::forcecast>;
+/// Whole numbers alone: others are not cut.
+using Indices = py::array_t<std::int64_t, py::array::c_style>;
 
 AnyShape newMesh(const Array& vertices, const Indices& triangles)
 {

@@ -2,6 +2,7 @@
 
 #include "python/source/scene.h"
 #include "zqManipulator/foundation/log/ZqDiagnostic.h"
+#include "zqManipulator/simulation/step/ZqInputTable.h"
 #include "zqManipulator/simulation/step/ZqSimulation.h"
 
 #include <map>
@@ -81,6 +82,12 @@ py::list contactsOf(Simulation& simulation);
 std::string divergenceOf(Simulation& simulation);
 /// Raises an `Error` of a step that could not be done.
 [[noreturn]] void failStep(Simulation& simulation, std::vector<Zq::Diagnostic> diagnostics);
+
+/// What drives a run over time.
+struct InputTable
+{
+   ZqInputTable table;
+};
 
 using SimulationClass = py::class_<Simulation, std::shared_ptr<Simulation>>;
 } // namespace zqPython

@@ -206,12 +206,68 @@ ZqVariationStudy loadStudy(const py::object& path)
    return study;
 }
 
+struct Sigmas
+{
+   ZqReal mass, translation, angle, limits, torqueLimits, velocityLimits;
+   ZqReal q, v, basePosition, baseAngle, baseVelocity, baseAngularVelocity;
+};
+
+ZqVariationStudy studyOf(const Sigmas& sigmas)
+{
+   ZqMassPropertyRandomVariation mass;
+   mass.setMassRandomVariation(sigmas.mass);
+   ZqJointActuatorRandomVariation drive;
+   drive.setPositionRandomVariation(sigmas.limits);
+   drive.setTorqueRandomVariation(sigmas.torqueLimits);
+   drive.setVelocityRandomVariation(sigmas.velocityLimits);
+   ZqLinkPropertyRandomVariation link;
+   link.setMassPropertyRandomVariation(mass);
+   link.setLinkKinematicsRandomVariation({sigmas.translation, sigmas.angle});
+   link.setJointActuatorRandomVariation(drive);
+   ZqSystemRandomVariation system;
+   system.setDefaultLinkPropertyRandomVariation(link);
+
+   ZqPositionStateRandomVariation position;
+   position.setDefaultJointPositionOneSigma(sigmas.q);
+   position.setBasePositionOneSigma(sigmas.basePosition);
+   position.setBaseAngleOneSigma(sigmas.baseAngle);
+   ZqVelocityStateRandomVariation velocity;
+   velocity.setDefaultJointVelocityOneSigma(sigmas.v);
+   velocity.setBaseLinearVelocityOneSigma(sigmas.baseVelocity);
+   velocity.setBaseAngularVelocityOneSigma(sigmas.baseAngularVelocity);
+   ZqStateRandomVariation state;
+   state.setDefaultPositionStateRandomVariation(position);
+   state.setDefaultVelocityStateRandomVariation(velocity);
+
+   ZqVariationStudy study(system, state);
+   if (const ZqString fault = study.fault(); !fault.empty())
+      throw py::value_error(fault);
+   return study;
+}
+
 void bindVariation(py::module_& module)
 {
    py::class_<ZqVariationStudy>(
       module, "VariationStudy",
       "How uncertain a scene is: standard deviations of its properties, as a document.")
-      .def(py::init<>(), "Nothing is uncertain.")
+      .def(py::init(
+              [](ZqReal mass, ZqReal translation, ZqReal angle, ZqReal limits, ZqReal torqueLimits,
+                 ZqReal velocityLimits, ZqReal q, ZqReal v, ZqReal basePosition, ZqReal baseAngle,
+                 ZqReal baseVelocity, ZqReal baseAngularVelocity)
+              {
+                 return studyOf({mass, translation, angle, limits, torqueLimits, velocityLimits, q,
+                                 v, basePosition, baseAngle, baseVelocity, baseAngularVelocity});
+              }),
+           py::kw_only(), py::arg("mass") = 0.0, py::arg("translation") = 0.0,
+           py::arg("angle") = 0.0, py::arg("limits") = 0.0, py::arg("torque_limits") = 0.0,
+           py::arg("velocity_limits") = 0.0, py::arg("q") = 0.0, py::arg("v") = 0.0,
+           py::arg("base_position") = 0.0, py::arg("base_angle") = 0.0,
+           py::arg("base_velocity") = 0.0, py::arg("base_angular_velocity") = 0.0,
+           "Standard deviations of every link and joint; documents also tell those of single "
+           "ones.\n\n"
+           "Of links: mass (kg), the place of the joint (translation in m, angle in rad), and "
+           "limits of "
+           "positions, torques and rates. Of the state: q, v and the base.")
       .def_static("load", &loadStudy, py::arg("path"))
       .def_static("from_xml", &objectOf<ZqVariationStudy>, py::arg("document"))
       .def(

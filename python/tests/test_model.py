@@ -174,6 +174,9 @@ def test_varied_scenes_follow_from_seed_and_sample(puma: zq.Manipulator) -> None
     assert one == same != other and one.variation == (7, 3) and puma.scene.variation is None
     assert not zq.motion_difference(one, puma.scene).is_within(1e-9)
     assert pickle.loads(pickle.dumps(study)) == study
+    mass = puma["forearm"].mass.mass
+    varied = [puma.scene.vary(zq.VariationStudy(mass=0.01 * mass), 1, k)[0]["forearm"].mass.mass for k in range(200)]
+    assert np.std(varied) == pytest.approx(0.01 * mass, rel=0.2) and np.array_equal(puma.scene.vary(zq.VariationStudy(), 1)[0].q, puma.q)
 
 
 def test_checks_and_constraints_are_told() -> None:

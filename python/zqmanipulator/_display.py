@@ -15,7 +15,9 @@ _page = pathlib.Path(__file__).with_name("replay.html")
 def page(scenes: Sequence[str]) -> str:
     """A page that is whole in itself, with scenes that the core has described."""
     if not _page.exists():
-        raise _core.Error("the module was built without the page of replays")
+        raise _core.Error(
+            "the module was built without the page of replays, which takes node and npm: install them and build it again"
+        )
     return _core._page(_page.read_text(encoding="utf-8"), list(scenes))
 
 
