@@ -274,6 +274,10 @@ TEST(Controllers, RefuseWhatTheyCannotControl)
    const zqTest::LogCapture log;
    ZqOperationalSpaceController hand(scene.system, scene.index, Task::Pose, 3);
    EXPECT_FALSE(hand.update(scene.position, scene.velocity, {}));
+   ZqTaskMotion nowhere;
+   nowhere.orientation = {0.0, 0.0, 0.0, 0.0};
+   ZqOperationalSpaceController wrist(scene.system, scene.index, Task::Orientation, 2);
+   EXPECT_FALSE(wrist.update(scene.position, scene.velocity, nowhere));
    ZqSimulation simulation(scene.system);
    EXPECT_FALSE(ZqPdGravityController(scene.system, 99).drive(simulation, {}));
 }
@@ -449,6 +453,7 @@ TEST(Trajectories, RefuseWhatIsNoMotion)
                                               {{{0.0}, {1.0, 2.0}, {}}, {{1.0}, {}, {}}, 1.0},
                                               {{{0.0}, {}, {}}, {{nan}, {}, {}}, 1.0},
                                               {{{0.0}, {}, {}}, {{1.0}, {}, {}}, 0.0},
+                                              {{{0.0}, {}, {}}, {{1.0}, {}, {}}, 1e-150},
                                               {{{0.0}, {}, {}}, {{1.0}, {}, {}}, nan}})
       EXPECT_FALSE(fifth.set(start, end, duration));
    EXPECT_TRUE(std::isnan(ZqFifthOrderTrajectory::leastDuration({0.0}, {1.0}, {1.0}, {0.0})));
@@ -458,7 +463,7 @@ TEST(Trajectories, RefuseWhatIsNoMotion)
    EXPECT_FALSE(trapezoid.set({{0.0}, {1.0}}, {1.0}, {nan}));
    EXPECT_FALSE(trapezoid.set({{0.0}, {1.0}}, {1.0, 1.0}, {1.0}));
    EXPECT_FALSE(trapezoid.set({{-1e308}, {1e308}}, {1.0}, {1.0}));
-   EXPECT_EQ(log.size(), 11U);
+   EXPECT_EQ(log.size(), 12U);
    EXPECT_EQ(fifth.jointCount() + trapezoid.jointCount(), 0U);
 }
 

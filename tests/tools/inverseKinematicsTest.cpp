@@ -168,25 +168,34 @@ TEST(InverseKinematics, ReachesPosesOfRandomTrees)
    EXPECT_GE(solved, trees - 3); // sharp corners of narrow limits may hide from a hundred starts
 }
 
-// A few hundred poses of the arm of the benchmark, and nothing is allocated on the way.
+// A few hundred poses of the arm of the benchmark, of three sizes, and with weights far from each other: what can be
+// met is. Nothing is allocated on the way.
 TEST(InverseKinematics, ReachesPosesOfAnArmWithLimits)
 {
-   RandomValues random(7);
-   IkScene scene(sevenAxisArm());
-   ASSERT_TRUE(scene.solve({IkTarget::pose(6, {})}));
-   for (int i = 0; i < 300; ++i)
+   constexpr ZqReal sizesAndWeights[][2] = {{1.0, 1.0}, {1e-3, 1e8}, {1e3, 1e-8}};
+   for (const auto& [size, weight] : sizesAndWeights)
    {
-      scene.drawWithinLimits(random);
-      const ZqCoordinateSystemTransformation goal = scene.frame(6, scene.position);
-      scene.drawWithinLimits(random);
-      ASSERT_TRUE(scene.tool.setGoal(0, goal));
-      const AllocationCount count;
-      ASSERT_TRUE(scene.tool.solve(scene.position));
-      // But for the stream of random numbers.
-      EXPECT_LE(count.count(), scene.tool.answer().restarts > 0 ? 2U : 0U);
-      EXPECT_TRUE(scene.tool.answer().isSolved);
-      EXPECT_LT(scene.cost({IkTarget::pose(6, goal)}, scene.found()), 1e-22);
-      EXPECT_TRUE(scene.isWithinLimits());
+      RandomValues random(7);
+      ZqIndividualManipulator arm = sevenAxisArm();
+      arm.scaleBy(size);
+      IkScene scene(arm);
+      IkTarget target = IkTarget::pose(6, {});
+      target.orientationWeights *= weight;
+      ASSERT_TRUE(scene.solve({target}));
+      for (int i = 0; i < 100; ++i)
+      {
+         scene.drawWithinLimits(random);
+         const ZqCoordinateSystemTransformation goal = scene.frame(6, scene.position);
+         scene.drawWithinLimits(random);
+         ASSERT_TRUE(scene.tool.setGoal(0, goal));
+         const AllocationCount count;
+         ASSERT_TRUE(scene.tool.solve(scene.position));
+         // But for the stream of random numbers.
+         EXPECT_LE(count.count(), scene.tool.answer().restarts > 0 ? 2U : 0U);
+         EXPECT_TRUE(scene.tool.answer().isSolved);
+         EXPECT_LT(scene.cost({IkTarget::pose(6, goal)}, scene.found()), 1e-22);
+         EXPECT_TRUE(scene.isWithinLimits());
+      }
    }
 }
 
@@ -268,6 +277,16 @@ TEST(InverseKinematics, MeetsNamedComponentsAlone)
    EXPECT_NEAR(error.translation().y(), 0.0, 1e-12);
    EXPECT_GT(std::abs(error.translation().x()), 1.0);
    EXPECT_NEAR(error.orientation().z(), 0.0, 1e-12);
+
+   // A free base goes where it is wanted, though the slope of half a turn is zero.
+   ZqIndividualManipulator free = rods(1, 2.0);
+   free.setIsFixedBase(false);
+   IkScene flying(free);
+   IkTool::Settings settings;
+   settings.mayBaseMove = true;
+   target = IkTarget::pose(ZqBaseLinkIndex, {ZqVector(1.0, 2.0, 3.0), {0.0, 1.0, 0.0, 0.0}});
+   ASSERT_TRUE(flying.solve({target}, settings));
+   EXPECT_TRUE(flying.tool.answer().isSolved);
 }
 
 // The gradient of the cost of the posture has no part along motions that keep the targets, but against limits.
@@ -495,4 +514,6 @@ TEST(InverseKinematics, RefusesWhatMeansNothing)
    EXPECT_TRUE(tool.solve() && tool.answer().isSolved) << "what was refused left no trace";
    scene.editManipulator(0, [](ZqIndividualManipulator& arm) { arm.scaleBy(2.0); });
    EXPECT_FALSE(tool.solve()) << "of a model that has changed";
+   scene = ZqStatedSystem();
+   EXPECT_FALSE(tool.solve() || tool.setGoal(0, {})) << "of one that is gone";
 }

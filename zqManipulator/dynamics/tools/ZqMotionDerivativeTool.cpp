@@ -367,23 +367,34 @@ bool ZqMotionDerivativeTool::computeForwardDynamicsGradients(
 const ZqReArray& ZqMotionDerivativeTool::jacobian(ZqU32 link, const ZqVector& point, Axes axes,
                                                   ZqManipulatorActiveState& activeState)
 {
-   return writePointJacobian(link, point, axes, false, activeState, m_jacobian);
+   writePointJacobians(link, point, axes, activeState, &m_jacobian, nullptr);
+   return m_jacobian;
 }
 
 const ZqReArray& ZqMotionDerivativeTool::jacobianRate(ZqU32 link, const ZqVector& point, Axes axes,
                                                       ZqManipulatorActiveState& activeState)
 {
-   return writePointJacobian(link, point, axes, true, activeState, m_jacobianRate);
+   writePointJacobians(link, point, axes, activeState, nullptr, &m_jacobianRate);
+   return m_jacobianRate;
 }
 
-const ZqReArray& ZqMotionDerivativeTool::writePointJacobian(ZqU32 link, const ZqVector& point,
-                                                            Axes axes, bool isRate,
-                                                            ZqManipulatorActiveState& activeState,
-                                                            ZqReArray& result)
+std::pair<const ZqReArray&, const ZqReArray&>
+ZqMotionDerivativeTool::jacobianAndRate(ZqU32 link, const ZqVector& point, Axes axes,
+                                        ZqManipulatorActiveState& activeState)
 {
-   result.resize(0, 0);
+   writePointJacobians(link, point, axes, activeState, &m_jacobian, &m_jacobianRate);
+   return {m_jacobian, m_jacobianRate};
+}
+
+void ZqMotionDerivativeTool::writePointJacobians(ZqU32 link, const ZqVector& point, Axes axes,
+                                                 ZqManipulatorActiveState& activeState,
+                                                 ZqReArray* jacobian, ZqReArray* rate)
+{
+   for (ZqReArray* const result : {jacobian, rate})
+      if (result != nullptr)
+         result->resize(0, 0);
    if (m_manipulator == nullptr)
-      return result;
+      return;
    m_manipulator->placeBase(activeState.activePositionState());
    ZqMotionStages stages(*m_manipulator, activeState);
    const zqMotion::Tree& tree = stages.tree();
@@ -393,15 +404,18 @@ const ZqReArray& ZqMotionDerivativeTool::writePointJacobian(ZqU32 link, const Zq
       Zq::Print::instance().write(
          Zq::Rejected, "ZqMotionDerivativeTool::jacobian(): link index %d out of range.\n",
          static_cast<int>(link));
-      return result;
+      return;
    }
    m_work->move(*m_manipulator, stages, activeState, false);
    const int index = isBase ? -1 : static_cast<int>(link);
    const JacobianView view = viewOf(index, point, axes, stages, activeState);
-   const JacobianMatrix J = sizedJacobian(result, m_manipulator->totalDof(), firstJoint());
-   isRate ? zqMotion::writeJacobianRate(tree, index, view, m_work->sweep, J)
-          : zqMotion::writeJacobian(tree, index, view, m_work->sweep, J);
-   return result;
+   const ZqU32 columns = m_manipulator->totalDof();
+   if (jacobian != nullptr)
+      zqMotion::writeJacobian(tree, index, view, m_work->sweep,
+                              sizedJacobian(*jacobian, columns, firstJoint()));
+   if (rate != nullptr)
+      zqMotion::writeJacobianRate(tree, index, view, m_work->sweep,
+                                  sizedJacobian(*rate, columns, firstJoint()));
 }
 
 zqMotion::JacobianView ZqMotionDerivativeTool::viewOf(int link, const ZqVector& point, Axes axes,

@@ -6,6 +6,7 @@
 #include "zqManipulator/state/ZqManipulatorActiveState.h"
 
 #include <memory>
+#include <utility>
 
 class ZqIndividualManipulator;
 class ZqManipulatorExternalForce;
@@ -110,6 +111,10 @@ public:
                                      ZqManipulatorActiveState& activeState);
    virtual const ZqReArray& jacobianRate(ZqU32 link, const ZqVector& point, Axes axes,
                                          ZqManipulatorActiveState& activeState);
+   /// Both, for less than one after the other.
+   std::pair<const ZqReArray&, const ZqReArray&>
+   jacobianAndRate(ZqU32 link, const ZqVector& point, Axes axes,
+                   ZqManipulatorActiveState& activeState);
    /// Of the center of mass of the whole, the base included, in the axes of the system: 3 x N.
    virtual const ZqReArray& centerOfMassJacobian(ZqManipulatorActiveState& activeState,
                                                  const ZqStatedSystemStruct* stateStruct = nullptr);
@@ -138,8 +143,10 @@ private:
    void differentiateSlot(ZqU32 link, const ZqManipulatorExternalForce& externalForce,
                           const ZqManipulatorActiveState& activeState,
                           const ZqStatedSystemStruct* stateStruct);
-   const ZqReArray& writePointJacobian(ZqU32 link, const ZqVector& point, Axes axes, bool isRate,
-                                       ZqManipulatorActiveState& activeState, ZqReArray& result);
+   /// Either array may be null.
+   void writePointJacobians(ZqU32 link, const ZqVector& point, Axes axes,
+                            ZqManipulatorActiveState& activeState, ZqReArray* jacobian,
+                            ZqReArray* rate);
    zqMotion::JacobianView viewOf(int link, const ZqVector& point, Axes axes,
                                  const ZqMotionStages& stages,
                                  ZqManipulatorActiveState& activeState) const;

@@ -92,8 +92,8 @@ void ZqOperationalSpaceController::takeMotion()
    using Axes = ZqMotionDerivativeTool::Axes;
    const auto& velocities = activeState().velocityState().jointVelocities();
    m_derivatives.setManipulator(&manipulator());
-   const ZqReArray& J = m_derivatives.jacobian(m_link, m_point, Axes::Mixed, activeState());
-   const ZqReArray& rate = m_derivatives.jacobianRate(m_link, m_point, Axes::Mixed, activeState());
+   const auto [J, rate] =
+      m_derivatives.jacobianAndRate(m_link, m_point, Axes::Mixed, activeState());
    ZqVector v[2], a[2];
    for (ZqU32 k = 0; k < 6; ++k)
       for (ZqU32 i = 0; i < velocities.size(); ++i)
