@@ -9,11 +9,12 @@ import pytest
 
 import zqmanipulator as zq
 
-Q = np.array([0.3, -0.7, 1.1, 0.4, -0.9, 0.2])
+Q = np.array([0.3, -0.7, 0.5, 0.4, -0.9, 0.2])  # within the limits
 GAINS = (100.0, 20.0)
 
 
 def test_inverse_kinematics_meets_its_targets(puma: zq.Manipulator) -> None:
+    puma.q = Q
     goal = puma["flange"].frame
     elbow = puma["forearm"].frame[:3, 3]
     puma.q = np.zeros(6)
@@ -94,6 +95,7 @@ def test_urdf_is_read_and_written(tmp_path: pathlib.Path) -> None:
     arm.q = 0.5
     c, s = np.cos(0.5), np.sin(0.5)
     assert np.allclose(arm.frame, [[c, 0, s, 1], [0, 1, 0, 0], [-s, 0, c, 2], [0, 0, 0, 1]], atol=1e-15)
+    arm.q = 0.0
     saved = tmp_path / "saved.urdf"
     losses = scene[0].save_urdf(saved, meshes=tmp_path / "meshes", mesh_uri="package://copy/")
     again = zq.load(saved, packages={"copy": tmp_path / "meshes"})
@@ -166,6 +168,7 @@ def test_controllers_are_their_formulas(puma: zq.Manipulator) -> None:
 
 def test_torques_along_a_trajectory_take_the_arm_there() -> None:
     scene = zq.load(pathlib.Path(__file__).parents[2] / "examples" / "models" / "planarTwoLink.xml")
+    scene[0].v = np.zeros(2)
     end = scene[0].q + 0.5
     table = zq.torques_along(zq.FifthOrderTrajectory(scene[0].q, end, 1.0), scene[0], 1e-3)
     run = zq.Simulation(scene, integrator="rk4").run(1.0, dt=1e-3, inputs=table)
