@@ -1,6 +1,6 @@
 # Written by python/packaging/stubs.py: change the bindings, and not this file.
 import os
-from collections.abc import Callable, Iterable, Iterator, Sequence
+from collections.abc import Callable, Iterable, Iterator, Mapping, Sequence
 from typing import Any, ClassVar, NamedTuple, overload
 
 import numpy
@@ -55,6 +55,21 @@ class Batch:
         """How many share the states, the caller among them."""
     @threads.setter
     def threads(self, value: int) -> None: ...
+
+class ComputedTorque:
+    """Has joints follow a motion by inverse dynamics: errors obey e'' + D e' + P e = 0."""
+    def __init__(self, manipulator: Manipulator, gains: ArrayLike, *, compensates_friction: bool = False) -> None:
+        """gains: P and D of all joints (2), or a row of them for each (n x 2); see `critically_damped`.
+        compensates_friction: whether motors also bring up the friction of their drives.
+        The scene is kept as it was. Bases have to be fixed, and drives rigid."""
+    @property
+    def joint_torques(self) -> NDArray[numpy.float64]:
+        """Of the last update (n; N m, or N)."""
+    @property
+    def motor_torques(self) -> NDArray[numpy.float64]:
+        """Of the last update, before gears and friction (n)."""
+    def update(self, q: ArrayLike, v: ArrayLike | None, goal: ArrayLike, goal_velocity: ArrayLike | None = None, goal_acceleration: ArrayLike | None = None) -> NDArray[numpy.float64]:
+        """The torques at the motors for a state and where joints are to be (n each): what `run` takes from a function. `update(q, v, *trajectory(time))` follows a trajectory."""
 
 class Constraint:
     """A relation between joints that forward dynamics holds: a copy, to be read."""
@@ -223,6 +238,14 @@ class Error(RuntimeError):
     diagnostics: list[Diagnostic]
     run: Run
 
+class FifthOrderTrajectory(Trajectory):
+    """Joints that go from one point to another by polynomials of fifth order."""
+    def __init__(self, start: ArrayLike, end: ArrayLike, duration: float, *, start_velocity: ArrayLike | None = None, end_velocity: ArrayLike | None = None, start_acceleration: ArrayLike | None = None, end_acceleration: ArrayLike | None = None) -> None:
+        """Positions (n each; rad, or m), in a time (s). Rates that are left out are zeros."""
+    @staticmethod
+    def least_duration(start: ArrayLike, end: ArrayLike, velocity_limits: ArrayLike, acceleration_limits: ArrayLike) -> float:
+        """The least time (s) from rest to rest within limits, a number for all joints or one for each."""
+
 class ForwardDerivatives(NamedTuple):
     """ForwardDerivatives(by_q, by_v, by_tau)"""
     by_q: Any
@@ -247,6 +270,66 @@ class InverseDerivatives(NamedTuple):
     by_q: Any
     by_v: Any
     by_a: Any
+
+class InverseKinematics:
+    """Finds positions of joints that bring links of a manipulator to targets, again and again.
+
+    It keeps the scene as it was when it was made. What it answers follows from model, targets, start, settings and seed alone, to the bit."""
+    def __init__(self, manipulator: Manipulator, targets: Target | Sequence[Target] | Mapping[str, ArrayLike] | Mapping[Link, ArrayLike], *, posture: ArrayLike | None = None, joint_weights: ArrayLike | None = None, seed: int = 1, restarts: int = 100, iterations: int = 100, tolerance: float = 1e-09, move_base: bool = False) -> None:
+        """targets: a list of `Target`s, or a dict of goals by link, each a position (3 numbers) or a frame.
+        posture: positions that joints would rather have where the targets leave freedom (n).
+        joint_weights: how much a joint is spared in comparison to others (n), infinite for one that stays.
+        seed, restarts: of random starts, which follow when the first one leads nowhere.
+        tolerance: error (m and rad) of a target that is met.
+        move_base: whether a free base moves, too.
+
+        Limits of joints are kept to the bit, loops are closed, and gears and mimics keep their sums. What cannot be met is met as well as weights allow, and is no failure: see `solved` of the answer."""
+    def set_goal(self, target: int, goal: ArrayLike) -> None:
+        """Moves the goal of a target, by its number: a position or a frame. Weights stay."""
+    def solve(self, start: ArrayLike | None = None) -> InverseKinematicsAnswer:
+        """From joints at a start (n), or as they are in the scene. The interpreter's lock is released."""
+
+class InverseKinematicsAnswer:
+    """What inverse kinematics has found: true when all targets are met."""
+    def __bool__(self) -> bool: ...
+    @property
+    def base_frame(self) -> NDArray[numpy.float64]:
+        """The D-H frame of the base in the system: 4 x 4."""
+    @property
+    def beyond_reach(self) -> bool:
+        """Certain: some target is farther from the base than all links in line."""
+    @property
+    def constraint_gap(self) -> float:
+        """Of equality constraints, the greatest."""
+    @property
+    def cost(self) -> float:
+        """Half of the sum of weighted squares of errors."""
+    @property
+    def iterations(self) -> int:
+        """Over all starts."""
+    @property
+    def limits(self) -> dict[str, tuple[str, bool]]:
+        """Joints at a limit, by link: 'lower' or 'upper', and whether it is in the way."""
+    @property
+    def obstacle(self) -> str | None:
+        """Why targets are not met: 'limits' of joints, 'reach' (too far, or they contradict), 'loops' that cannot be closed, 'time' (more iterations or restarts may do); None when they are."""
+    @property
+    def orientation_errors(self) -> NDArray[numpy.float64]:
+        """By target (rad), likewise."""
+    @property
+    def position_errors(self) -> NDArray[numpy.float64]:
+        """By target (m), of what has a weight."""
+    @property
+    def posture_best(self) -> bool:
+        """Whether the posture is as near as the targets allow."""
+    @property
+    def q(self) -> NDArray[numpy.float64]:
+        """Positions of the joints (rad, or m): n numbers."""
+    @property
+    def restarts(self) -> int: ...
+    @property
+    def solved(self) -> bool:
+        """Whether all targets are met."""
 
 class Joint:
     """How a link moves on its parent, as a value: nothing of it is set but by `replace`.
@@ -421,6 +504,23 @@ class Link:
     def velocity(self) -> NDArray[numpy.float64]:
         """Velocity (m/s) of the origin of the primary frame and angular velocity (rad/s), in the axes of the system: 6 numbers."""
 
+class Loss:
+    """What a conversion from or to URDF could not carry over."""
+    @property
+    def element(self) -> str:
+        """The element or the property."""
+    @property
+    def kind(self) -> str:
+        """'lost', or 'changed': told otherwise, to another effect."""
+    @property
+    def line(self) -> int:
+        """In the document that was read, from 1; or 0."""
+    @property
+    def place(self) -> str:
+        """Of what it was, as "link 'forearm'"."""
+    @property
+    def text(self) -> str: ...
+
 class Manipulator:
     """A manipulator of a scene: a tree of links on a base.
 
@@ -476,6 +576,18 @@ class Manipulator:
     @property
     def index(self) -> int:
         """The place in the scene."""
+    def inverse_kinematics(self, targets: Target | Sequence[Target] | Mapping[str, ArrayLike] | Mapping[Link, ArrayLike], *, posture: ArrayLike | None = None, joint_weights: ArrayLike | None = None, seed: int = 1, restarts: int = 100, iterations: int = 100, tolerance: float = 1e-09, move_base: bool = False, start: ArrayLike | None = None) -> InverseKinematicsAnswer:
+        """Positions of joints that bring links to targets; nothing moves until `q` is set to those of the answer.
+
+        start: positions to start from, else those of the scene.
+        targets: a list of `Target`s, or a dict of goals by link, each a position (3 numbers) or a frame.
+        posture: positions that joints would rather have where the targets leave freedom (n).
+        joint_weights: how much a joint is spared in comparison to others (n), infinite for one that stays.
+        seed, restarts: of random starts, which follow when the first one leads nowhere.
+        tolerance: error (m and rad) of a target that is met.
+        move_base: whether a free base moves, too.
+
+        Limits of joints are kept to the bit, loops are closed, and gears and mimics keep their sums. What cannot be met is met as well as weights allow, and is no failure: see `solved` of the answer."""
     @property
     def kinetic_energy(self) -> float:
         """Of the bodies, without motors (J)."""
@@ -510,6 +622,12 @@ class Manipulator:
         """Tells positions of joints by whole turns more or less, so that the middles of their limits come near to n centers (rad)."""
     def relabel(self, labels: dict[str, str]) -> None:
         """Labels links anew, by their old labels, all at once."""
+    def save_urdf(self, path: str | os.PathLike[str], *, meshes: str | os.PathLike[str] | None = None, mesh_uri: str | None = None, strict: bool = False) -> list[Loss]:
+        """Writes the manipulator, with what is attached to its links, as URDF; answers the losses, and warns of them.
+
+        meshes: a folder for files of triangles; without one, shapes that URDF does not have are lost.
+        mesh_uri: how the document names that folder, as 'package://NAME/meshes/'; else by the relative path.
+        strict: an `Error` if anything would be lost, and no document."""
     def scale(self, factor: float) -> None:
         """Makes the manipulator a greater or smaller one of the same kind, at the same density."""
     @property
@@ -569,6 +687,41 @@ class MotionDifference:
     def position(self) -> Deviation:
         """Of links (m)."""
 
+class OperationalSpace:
+    """Moves a point of a link in the space of its task, with joints led to a posture in the null space."""
+    def __init__(self, link: Link, gains: ArrayLike, *, task: str = 'pose', point: ArrayLike | None = None, posture: ArrayLike | None = None, posture_gains: ArrayLike | None = None, least_eigenvalue: float = 0.001, compensates_friction: bool = False) -> None:
+        """gains, posture_gains: P (1/s^2) and D (1/s) of the task, and of the joints behind it.
+        task: 'position', 'orientation' or 'pose' of a point of the link (m, in its primary frame).
+        posture: where joints are to be as far as the task lets them (n).
+        least_eigenvalue: below which a direction next to a singularity is damped, of a mean of 1.
+        The scene is kept as it was. Bases have to be fixed, and drives rigid."""
+    @property
+    def damped(self) -> bool:
+        """Whether a direction was damped in the last update."""
+    @property
+    def joint_torques(self) -> NDArray[numpy.float64]:
+        """Of the last update (n; N m, or N)."""
+    @property
+    def motor_torques(self) -> NDArray[numpy.float64]:
+        """Of the last update, before gears and friction (n)."""
+    def update(self, q: ArrayLike, v: ArrayLike | None, goal: ArrayLike, goal_velocity: ArrayLike | None = None, goal_acceleration: ArrayLike | None = None) -> NDArray[numpy.float64]:
+        """The torques at the motors for a state (n each), and a frame, or a position where the task is no more, for the point; its velocity and acceleration (6 each, along the axes of the system)."""
+
+class PdGravity:
+    """Brings joints to a posture by springs and dampers (N m/rad, N m s/rad), while gravity is held."""
+    def __init__(self, manipulator: Manipulator, gains: ArrayLike, *, compensates_friction: bool = False) -> None:
+        """gains: P and D of all joints (2), or a row of them for each (n x 2); see `critically_damped`.
+        compensates_friction: whether motors also bring up the friction of their drives.
+        The scene is kept as it was. Bases have to be fixed, and drives rigid."""
+    @property
+    def joint_torques(self) -> NDArray[numpy.float64]:
+        """Of the last update (n; N m, or N)."""
+    @property
+    def motor_torques(self) -> NDArray[numpy.float64]:
+        """Of the last update, before gears and friction (n)."""
+    def update(self, q: ArrayLike, v: ArrayLike | None, goal: ArrayLike) -> NDArray[numpy.float64]:
+        """The torques at the motors for a state and a posture (n each)."""
+
 class Scene:
     """A system of manipulators with its state: what a document holds.
 
@@ -613,6 +766,9 @@ class Scene:
         """Reads a scene from the text of a document."""
     gravity: _Numbers
     """The acceleration of what falls (m/s^2): 3 numbers, which point down."""
+    @property
+    def losses(self) -> list[Loss]:
+        """What was lost when the scene was read from URDF."""
     @property
     def manipulators(self) -> list[Manipulator]: ...
     def new_manipulator(self, label: str, base: str = 'base', fixed_base: bool = True) -> Manipulator:
@@ -873,12 +1029,53 @@ class State:
     def time(self) -> float:
         """In s."""
 
+class Target:
+    """What is wanted of a link in inverse kinematics."""
+    @staticmethod
+    def axis(link: str | Link, goal: ArrayLike, *, on: ArrayLike) -> Target:
+        """A direction of the link (`on`, in its primary frame) comes along one of the system, whatever the position."""
+    @property
+    def link(self) -> str: ...
+    @staticmethod
+    def pose(link: str | Link, goal: ArrayLike, *, on: ArrayLike | None = None, position_weights: ArrayLike | None = None, orientation_weights: ArrayLike | None = None) -> Target:
+        """A frame on the link, by default its primary frame, comes to a frame in the system (4 x 4 each).
+
+        Weights are a number or 3, along and about the axes of the goal: how much errors count, with 1 m as 1 rad; zero for a direction that is free."""
+    @staticmethod
+    def position(link: str | Link, goal: ArrayLike, *, on: ArrayLike | None = None, weights: ArrayLike | None = None) -> Target:
+        """A point of the link (m, in its primary frame) comes to one of the system, whatever the orientation."""
+
+class Trajectory:
+    """A motion of joints over time, in closed form: any time may be asked for. It rests before and after."""
+    def __call__(self, time: ArrayLike) -> TrajectoryPoint:
+        """Where joints are at a time since the start (s): q, v and a (n each). At k times: k x n each."""
+    def __len__(self) -> int: ...
+    @property
+    def duration(self) -> float:
+        """In s."""
+
+class TrajectoryPoint(NamedTuple):
+    """TrajectoryPoint(q, v, a)"""
+    q: Any
+    v: Any
+    a: Any
+
+class TrapezoidalTrajectory(Trajectory):
+    """Joints that go from way point to way point, at rest in each, as fast as limits allow."""
+    def __init__(self, way_points: ArrayLike, velocity_limits: ArrayLike, acceleration_limits: ArrayLike) -> None:
+        """Way points are k x n; limits a number for all joints or one for each."""
+    @property
+    def times(self) -> NDArray[numpy.float64]:
+        """When it is at each way point (s since the start)."""
+
 class VariationStudy:
     """How uncertain a scene is: standard deviations of its properties, as a document."""
     def __eq__(self, other: object) -> bool: ...
     def __getstate__(self) -> object: ...
-    def __init__(self) -> None:
-        """Nothing is uncertain."""
+    def __init__(self, *, mass: float = 0.0, translation: float = 0.0, angle: float = 0.0, limits: float = 0.0, torque_limits: float = 0.0, velocity_limits: float = 0.0, q: float = 0.0, v: float = 0.0, base_position: float = 0.0, base_angle: float = 0.0, base_velocity: float = 0.0, base_angular_velocity: float = 0.0) -> None:
+        """Standard deviations of every link and joint; documents also tell those of single ones.
+
+        Of links: mass (kg), the place of the joint (translation in m, angle in rad), and limits of positions, torques and rates. Of the state: q, v and the base."""
     def __setstate__(self, state: Any) -> None: ...
     @staticmethod
     def from_xml(document: str) -> VariationStudy: ...
@@ -896,6 +1093,9 @@ def _page(arg0: str, arg1: Sequence[str]) -> str: ...
 
 def _picture(scene: Scene, title: str = '') -> str: ...
 
+def critically_damped(frequency: ArrayLike) -> NDArray[numpy.float64]:
+    """The gains (P, D) = (f^2, 2 f) of errors that go to zero as fast as they can at a frequency (rad/s) without passing beyond; of n frequencies, n x 2."""
+
 def difference(first: Scene, second: Scene, tolerance: float = 0.0, relative: float = 0.0, ignored: Sequence[str] = []) -> list[Difference]:
     """What differs between the documents of two scenes.
 
@@ -904,8 +1104,15 @@ def difference(first: Scene, second: Scene, tolerance: float = 0.0, relative: fl
 def inputs_of(scene: Scene) -> list[str]:
     """The names of all columns that an `InputTable` of the scene may have, but for time."""
 
-def load(path: str | os.PathLike[str]) -> Scene:
-    """Reads a scene from a document. What had to be repaired is warned of."""
+def load(path: str | os.PathLike[str], *, packages: Mapping[str, str | os.PathLike[str]] | None = None, free_base: bool = False, strict: bool = False) -> Scene:
+    """Reads a scene from a document, or a robot from a document in URDF, as its root element tells.
+
+    What had to be repaired is warned of. What URDF has and a scene has not is in its `losses`, and warned of; with strict it is an `Error`.
+    packages: directories by name, for 'package://NAME/...'.
+    free_base: whether the base of a robot is free where URDF does not say so."""
 
 def motion_difference(first: Scene, second: Scene, states: int = 100, seed: int = 1) -> MotionDifference:
     """Whether two scenes move alike, whatever their conventions: in states by chance."""
+
+def torques_along(trajectory: Trajectory, manipulator: Manipulator, dt: float = 0.001) -> InputTable:
+    """The torques at the motors that take a manipulator along a trajectory, as inputs of a run that begins on it. Nothing corrects errors."""
