@@ -268,9 +268,10 @@ void ZqManipulatorLink::transformComponentsBy(const ZqCoordinateSystemTransforma
 
 void ZqManipulatorLink::transformAllButShapesBy(const ZqCoordinateSystemTransformation& T)
 {
-   m_baseMassProperties.transformBy(T);
+   // What is small about its center may round to what no body has.
+   m_baseMassProperties.transformBy(T).makeValid();
    for (auto& [name, properties] : m_massPropertiesMap.mapContainer())
-      properties.transformBy(T);
+      properties.transformBy(T).makeValid();
    for (auto& [name, point] : m_namedPoints.mapContainer())
       point = T * point;
    for (auto& [name, frame] : m_namedFrames.mapContainer())

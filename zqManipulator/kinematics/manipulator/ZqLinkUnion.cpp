@@ -143,6 +143,7 @@ bool ZqLinkUnion::add(ZqManipulatorLink& link, const Member& member, bool tellsC
       withValuesOf(link.massPropertiesMap(), other.massPropertiesMap(), placeMasses, rename));
    ZqRigidBodyMassProperties masses = link.baseMassProperties();
    masses += placeMasses(other.baseMassProperties());
+   masses.makeValid();
    link.setBaseMassProperties(masses);
    return true;
 }
