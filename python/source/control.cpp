@@ -345,6 +345,15 @@ constexpr const char* gainsText =
    "gains: P and D of all joints (2), or a row of them for each (n x 2); see `critically_damped`.\n"
    "compensates_friction: whether motors also bring up the friction of their drives.\n"
    "The scene is kept as it was. Bases have to be fixed, and drives rigid.";
+/// A controller of joints, which have gains each.
+template <class Controller>
+std::unique_ptr<Controller> withGains(const Manipulator& manipulator, const Array& gains,
+                                      bool compensatesFriction)
+{
+   auto result = std::make_unique<Controller>(manipulator, compensatesFriction);
+   result->controller.setGains(gainsOfJoints(gains));
+   return result;
+}
 } // namespace
 
 void zqPython::bindControl(py::module_& module)
@@ -358,15 +367,8 @@ void zqPython::bindControl(py::module_& module)
    bindController<ComputedTorque>(
       module, "ComputedTorque",
       "Has joints follow a motion by inverse dynamics: errors obey e'' + D e' + P e = 0.")
-      .def(py::init(
-              [](const Manipulator& manipulator, const Array& gains, bool compensatesFriction)
-              {
-                 auto result = std::make_unique<ComputedTorque>(manipulator, compensatesFriction);
-                 result->controller.setGains(gainsOfJoints(gains));
-                 return result;
-              }),
-           py::arg("manipulator"), py::arg("gains"), py::kw_only(),
-           py::arg("compensates_friction") = false, gainsText)
+      .def(py::init(&withGains<ComputedTorque>), py::arg("manipulator"), py::arg("gains"),
+           py::kw_only(), py::arg("compensates_friction") = false, gainsText)
       .def(
          "update",
          [](ComputedTorque& self, const Array& q, const Optional& v, const Array& goal,
@@ -386,14 +388,7 @@ void zqPython::bindControl(py::module_& module)
    bindController<PdGravity>(module, "PdGravity",
                              "Brings joints to a posture by springs and dampers (N m/rad, N m "
                              "s/rad), while gravity is held.")
-      .def(py::init(
-              [](const Manipulator& manipulator, const Array& gains, bool compensatesFriction)
-              {
-                 auto result = std::make_unique<PdGravity>(manipulator, compensatesFriction);
-                 result->controller.setGains(gainsOfJoints(gains));
-                 return result;
-              }),
-           py::arg("manipulator"), py::arg("gains"), py::kw_only(),
+      .def(py::init(&withGains<PdGravity>), py::arg("manipulator"), py::arg("gains"), py::kw_only(),
            py::arg("compensates_friction") = false, gainsText)
       .def(
          "update",
